@@ -1,0 +1,227 @@
+#include "model/text.h"
+
+#include <algorithm>
+#include <charconv>
+#include <iterator>
+#include <utility>
+
+namespace kelvane {
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+
+struct FoldingRun {
+  char32_t first;
+  char32_t last;
+  std::uint32_t stride;
+  std::int32_t delta;
+};
+
+constexpr FoldingRun kFoldingRuns[] = {
+#include "model/case_folding_table.inc"
+};
+
+char32_t foldCodePoint(char32_t code) {
+  if (code < 0x80) return code >= U'A' && code <= U'Z' ? code + 32 : code;
+  const auto* run = std::upper_bound(
+      std::begin(kFoldingRuns), std::end(kFoldingRuns), code,
+      [](char32_t value, const FoldingRun& candidate) { return value < candidate.first; });
+  if (run == std::begin(kFoldingRuns)) return code;
+  --run;
+  if (code > run->last || (code - run->first) % run->stride != 0) return code;
+  return static_cast<char32_t>(static_cast<std::int32_t>(code) + run->delta);
+}
+
+constexpr bool isHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
+constexpr bool isLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
+
+// The code point at `position`, which moves behind it; an unpaired surrogate is its own code point.
+char32_t nextCodePoint(std::u16string_view text, std::size_t& position) {
+  const char32_t unit = text[position++];
+  if (!isHighSurrogate(unit) || position == text.size() || !isLowSurrogate(text[position]))
+    return unit;
+  return 0x10000 + ((unit - 0xD800) << 10) + (text[position++] - 0xDC00);
+}
+
+void appendUtf16(std::u16string& text, char32_t code) {
+  if (code < 0x10000) {
+    text.push_back(static_cast<char16_t>(code));
+  } else {
+    text.push_back(static_cast<char16_t>(0xD7C0 + (code >> 10)));
+    text.push_back(static_cast<char16_t>(0xDC00 + (code & 0x3FF)));
+  }
+}
+
+// Walks a text as folded UTF-16 units.
+class FoldedUnits {
+ public:
+  explicit FoldedUnits(std::u16string_view text) : text_(text) {}
+
+  bool next(char16_t& unit) {
+    if (pending_ != 0) {
+      unit = std::exchange(pending_, u'\0');
+      return true;
+    }
+    if (position_ == text_.size()) return false;
+    const char32_t folded = foldCodePoint(nextCodePoint(text_, position_));
+    if (folded < 0x10000) {
+      unit = static_cast<char16_t>(folded);
+    } else {
+      unit = static_cast<char16_t>(0xD7C0 + (folded >> 10));
+      pending_ = static_cast<char16_t>(0xDC00 + (folded & 0x3FF));
+    }
+    return true;
+  }
+
+ private:
+  std::u16string_view text_;
+  std::size_t position_ = 0;
+  char16_t pending_ = 0;
+};
+
+int compareFolded(std::u16string_view a, std::u16string_view b) {
+  FoldedUnits left(a), right(b);
+  char16_t leftUnit = 0, rightUnit = 0;
+  for (;;) {
+    const bool hasLeft = left.next(leftUnit);
+    const bool hasRight = right.next(rightUnit);
+    if (!hasLeft || !hasRight) return static_cast<int>(hasLeft) - static_cast<int>(hasRight);
+    if (leftUnit != rightUnit) return leftUnit < rightUnit ? -1 : 1;
+  }
+}
+
+// The number of bytes of the well-formed UTF-8 sequence at the start of `bytes` and its code point;
+// 0 when there is none.
+std::size_t decodeUtf8(std::string_view bytes, char32_t& code) {
+  const auto lead = static_cast<unsigned char>(bytes.front());
+  const std::size_t length = lead < 0x80                    ? 1
+                             : lead >= 0xC2 && lead <= 0xDF ? 2
+                             : (lead & 0xF0) == 0xE0        ? 3
+                             : lead >= 0xF0 && lead <= 0xF4 ? 4
+                                                            : 0;
+  if (length == 0 || bytes.size() < length) return 0;
+  if (length == 1) {
+    code = lead;
+    return 1;
+  }
+  code = lead & (0x7Fu >> length);
+  for (std::size_t at = 1; at < length; ++at) {
+    const auto byte = static_cast<unsigned char>(bytes[at]);
+    if ((byte & 0xC0) != 0x80) return 0;
+    code = (code << 6) | (byte & 0x3F);
+  }
+  const bool overlong = (length == 3 && code < 0x800) || (length == 4 && code < 0x10000);
+  const bool surrogate = code >= 0xD800 && code < 0xE000;
+  return overlong || surrogate || code > 0x10FFFF ? 0 : length;
+}
+
+}  // namespace
+
+std::u16string toUtf16(std::string_view utf8) {
+  std::u16string result;
+  result.reserve(utf8.size());
+  while (!utf8.empty()) {
+    char32_t code = 0;
+    std::size_t length = decodeUtf8(utf8, code);
+    if (length == 0) {
+      code = kReplacement;
+      length = 1;
+    }
+    appendUtf16(result, code);
+    utf8.remove_prefix(length);
+  }
+  return result;
+}
+
+std::string toUtf8(std::u16string_view utf16) {
+  std::string result;
+  result.reserve(utf16.size());
+  for (std::size_t position = 0; position < utf16.size();) {
+    char32_t code = nextCodePoint(utf16, position);
+    if (code >= 0xD800 && code < 0xE000) code = kReplacement;
+    if (code < 0x80) {
+      result.push_back(static_cast<char>(code));
+      continue;
+    }
+    const int following = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
+    constexpr unsigned char kLeads[] = {0, 0xC0, 0xE0, 0xF0};
+    result.push_back(static_cast<char>(kLeads[following] | (code >> (6 * following))));
+    for (int left = following; left-- > 0;)
+      result.push_back(static_cast<char>(0x80 | ((code >> (6 * left)) & 0x3F)));
+  }
+  return result;
+}
+
+std::u16string foldCase(std::u16string_view text) {
+  std::u16string result;
+  result.reserve(text.size());
+  FoldedUnits units(text);
+  for (char16_t unit = 0; units.next(unit);) result.push_back(unit);
+  return result;
+}
+
+bool equalText(std::u16string_view a, std::u16string_view b, CaseMode mode) {
+  return a == b || (mode == CaseMode::ignore && a.size() == b.size() && compareFolded(a, b) == 0);
+}
+
+int compareText(std::u16string_view a, std::u16string_view b, CaseMode mode) {
+  return mode == CaseMode::exact ? a.compare(b) : compareFolded(a, b);
+}
+
+std::size_t hashText(std::u16string_view text, CaseMode mode) {
+  std::uint64_t hash = 0x9E3779B97F4A7C15u;
+  const auto mix = [&hash](char16_t unit) { hash = (hash ^ unit) * 0x100000001B3u; };
+  if (mode == CaseMode::exact) {
+    for (char16_t unit : text) mix(unit);
+  } else {
+    FoldedUnits units(text);
+    for (char16_t unit = 0; units.next(unit);) mix(unit);
+  }
+  return static_cast<std::size_t>(hash ^ (hash >> 32));
+}
+
+std::u16string replaceAll(std::u16string_view text, std::u16string_view what,
+                          std::u16string_view with) {
+  std::u16string result;
+  result.reserve(text.size());
+  for (;;) {
+    const std::size_t found = text.find(what);
+    result.append(text.substr(0, found));
+    if (found == std::u16string_view::npos) return result;
+    result.append(with);
+    text.remove_prefix(found + what.size());
+  }
+}
+
+std::vector<std::u16string_view> split(std::u16string_view text, char16_t separator) {
+  std::vector<std::u16string_view> pieces;
+  if (text.empty()) return pieces;
+  for (;;) {
+    const std::size_t found = text.find(separator);
+    pieces.push_back(text.substr(0, found));
+    if (found == std::u16string_view::npos) return pieces;
+    text.remove_prefix(found + 1);
+  }
+}
+
+std::u16string decimalText(std::int64_t number) {
+  char digits[24];
+  const auto result = std::to_chars(std::begin(digits), std::end(digits), number);
+  return {std::begin(digits), result.ptr};
+}
+
+double leadingNumber(std::u16string_view text) {
+  std::string ascii;
+  for (char16_t unit : text) {
+    if (ascii.empty() && (unit == u' ' || unit == u'\t' || unit == u'+')) continue;
+    if (unit >= 0x80 || ascii.size() > 400) break;
+    ascii.push_back(static_cast<char>(unit));
+  }
+  double number = 0;
+  const std::size_t start = ascii.starts_with('-') ? 1 : 0;
+  if (ascii.find_first_of("iInN", start) == start) return 0;  // "inf" and "nan" are words here
+  std::from_chars(ascii.data(), ascii.data() + ascii.size(), number);
+  return number;
+}
+
+}  // namespace kelvane

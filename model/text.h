@@ -1,0 +1,45 @@
+// The rules for text: UTF-16 inside, UTF-8 only at the edges, and two ways to compare names.
+//
+// Lifetime and threading: free functions without state; none depends on the process's locale.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kelvane {
+
+// How names are compared: code unit by code unit, or after Unicode's simple case folding.
+enum class CaseMode { exact, ignore };
+
+// UTF-8 to UTF-16. Every byte that is not part of well-formed UTF-8 becomes one U+FFFD.
+std::u16string toUtf16(std::string_view utf8);
+// UTF-16 to UTF-8. An unpaired surrogate becomes U+FFFD.
+std::string toUtf8(std::u16string_view utf16);
+
+// Unicode's simple case folding: same length, "E with acute" and "e with acute" become equal, a
+// sharp s stays.
+std::u16string foldCase(std::u16string_view text);
+
+bool equalText(std::u16string_view a, std::u16string_view b, CaseMode mode);
+// Below, equal or above zero, in the order of UTF-16 code units (of the folded texts when case is
+// ignored).
+int compareText(std::u16string_view a, std::u16string_view b, CaseMode mode);
+// Equal texts under `mode` have equal hashes.
+std::size_t hashText(std::u16string_view text, CaseMode mode);
+
+// All occurrences of `what` (not empty) are replaced; the result is not searched again.
+std::u16string replaceAll(std::u16string_view text, std::u16string_view what,
+                          std::u16string_view with);
+// Splits at every `separator`; an empty text gives no piece, a trailing separator an empty last
+// one.
+std::vector<std::u16string_view> split(std::u16string_view text, char16_t separator);
+
+// Decimal digits, with a leading minus sign for negative numbers.
+std::u16string decimalText(std::int64_t number);
+// The leading number of a text (blanks, sign, digits, fraction, exponent), 0 when there is none.
+double leadingNumber(std::u16string_view text);
+
+}  // namespace kelvane
