@@ -1,0 +1,49 @@
+// Cuts a batch into tokens. Comments and blanks vanish here; everything else is the parser's.
+//
+// Tokens are views into the batch, which must outlive them. No shared state.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kelvane::tsql {
+
+/// How a batch is to be read; a session changes it with `set quoted_identifier`.
+struct ParseOptions {
+  bool quotedIdentifier = false;  ///< "..." is an identifier, else a string
+};
+
+enum class TokenKind {
+  End,
+  Word,            ///< identifier or reserved word, also `#temporary`
+  QuotedWord,      ///< [name], or "name" where that is an identifier
+  Variable,        ///< @name
+  GlobalVariable,  ///< @@name
+  Integer,
+  Decimal,
+  Float,
+  Money,
+  String,
+  Binary,
+  Symbol,
+};
+
+struct Token {
+  TokenKind kind = TokenKind::End;
+  std::string_view text;      ///< as written
+  std::string_view reserved;  ///< the lower-case spelling when a Word is reserved, else empty
+  std::uint32_t begin = 0;
+  std::uint32_t end = 0;
+  std::uint32_t line = 1;
+
+  /// The name or string without its quotes; any other token as written.
+  std::string value() const;
+};
+
+/// The tokens of `batch`, ended by one End token.
+/// Throws ServerError 105 for a string or quoted name without its end, 113 for such a comment.
+std::vector<Token> tokenize(std::string_view batch, ParseOptions options);
+
+}  // namespace kelvane::tsql
