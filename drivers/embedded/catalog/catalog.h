@@ -7,9 +7,10 @@
 //
 // How things are stored, for those who translate queries:
 // - a system table is the SQLite table of its own name and column names;
-// - a user table with object id N is the SQLite table "tN", its column with colid C is "cC";
-//   a table's columns are declared NOT NULL only where SQLite must check it;
-// - character columns collate RTRIM;
+// - a user table with object id N is the SQLite table "tN", its column with colid C is "cC". Its
+//   columns have no SQLite type, so a value is kept as it was bound; nullability and defaults are
+//   for the writer of rows to see to, unique keys are SQLite indexes;
+// - every column that may hold text collates RTRIM;
 // - temporary tables are not the catalog's.
 #pragma once
 

@@ -58,11 +58,8 @@ struct SystemType {
   int nullableCode;  ///< storage code of a column that accepts null
 };
 
-/// In order of user type number. Types of releases after 12.5.4 come with `isLater`.
+/// In order of user type number, those of later releases included.
 std::span<const SystemType> systemTypes();
-
-/// Types that the imitated release does not list in systypes although columns may use them.
-bool isLaterType(const SystemType& type);
 
 const SystemType& systemType(TypeKind kind);
 

@@ -178,7 +178,8 @@ class Database {
   void addAggregate(const char* name, int argumentCount, AggregateFactory factory);
 
   sqlite3* handle() const { return connection_.get(); }
-  [[noreturn]] void fail() const;
+  /// Throws what went wrong last.
+  [[noreturn]] void fail();
 
  private:
   friend class Statement;
