@@ -194,7 +194,7 @@ void numberText(FunctionCall& call) {
                 static_cast<int>(decimals), call.real(0));
   const std::string_view text(buffer.data());
   const auto wanted = static_cast<std::size_t>(width);
-  call.result(text.size() > wanted ? std::string(wanted, '*') : std::string(text));
+  call.result(std::string_view(text.size() > wanted ? std::string(wanted, '*') : buffer.data()));
 }
 
 void hexToInt(FunctionCall& call) {
@@ -236,7 +236,7 @@ void registerDates(Database& store) {
   add("date_part", 2,
       [](FunctionCall& call) { call.result(partOf(call.integer(1), partArgument(call))); });
   add("date_name", 2,
-      [](FunctionCall& call) { call.result(partName(call.integer(1), partArgument(call))); });
+      [](FunctionCall& call) { call.result(std::string_view(partName(call.integer(1), partArgument(call)))); });
   add("date_add", 3, [](FunctionCall& call) {
     call.result(addParts(call.integer(2), partArgument(call), call.integer(1)));
   });
@@ -264,7 +264,7 @@ void registerLookups(Catalog& catalog, Running& running) {
                       const auto name = catalog.indexColumn(
                           found->id, static_cast<int>(call.integer(1)),
                           static_cast<int>(call.integer(2)));
-                      if (name) call.result(*name);
+                      if (name) call.result(std::string_view(*name));
                     });
   store.addFunction("index_order", 3, FunctionKind::Volatile,
                     [object, &catalog](FunctionCall& call) {

@@ -65,8 +65,15 @@ Source Translator::viewSource(const ObjectInfo& view, Source source) {
   return source;
 }
 
+void Translator::requireCreated(const ObjectName& name) const {
+  if (context_.createdLater != nullptr && context_.createdLater->contains(name.name)) {
+    throw NotYetCreated{};
+  }
+}
+
 Source Translator::sourceOf(const NamedTable& table) {
   const ObjectName& name = table.name;
+  requireCreated(name);
   Source source;
   source.exposedName = table.alias.empty() ? name.name : table.alias;
   if (table.alias.empty()) source.owner = name.owner;

@@ -68,6 +68,7 @@ WriteTarget Translator::writeTarget(const ObjectName& name) {
                            "the object exists (sp_help may produce lots of output).",
                        name.range.line);
   };
+  requireCreated(name);
   WriteTarget target;
   target.name = name.name;
   if (name.name.starts_with('#')) {

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,7 +29,12 @@ struct TranslationContext {
   /// `set rowcount`; 0 for no limit.
   std::uint64_t rowLimit = 0;
   bool identityInsert = false;
+  /// Tables that the batch will have created by the time it gets to the statement.
+  const std::set<std::string, std::less<>>* createdLater = nullptr;
 };
+
+/// Thrown when a statement needs a table of `createdLater`.
+struct NotYetCreated {};
 
 /// A value in SQL with the type that the server would give it.
 struct SqlValue {
@@ -74,6 +80,7 @@ class Translator {
   WriteTarget writeTarget(const tsql::ObjectName& name);
 
  private:
+  void requireCreated(const tsql::ObjectName& name) const;
   // Where a condition stands: a positive one only decides about rows being there, so that false
   // and unknown are the same.
   enum class Polarity { Positive, Any };
