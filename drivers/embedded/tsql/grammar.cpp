@@ -296,12 +296,16 @@ void Parser::skipSeparators() {
   }
 }
 
+// A procedure may be called without `exec` at the start of a batch. Scripts made for runners that
+// cut at `;` have one after every semicolon, where nothing else could be meant.
+bool Parser::atBareCall() const { return at_ == firstStatement_ || tokens_[at_ - 1].text == ";"; }
+
 StatementNode Parser::statementNode() {
   if (const StatementRule* rule = statementRule(peek().reserved))
     return std::invoke(rule->parse, this);
   if (startsQuery()) return selectStatement();
   if (atName() && atSymbol(":", 1)) return labelStatement();
-  if (atName() && at_ == firstStatement_) return procedureCall();
+  if (atName() && atBareCall()) return procedureCall();
   unexpected();
 }
 

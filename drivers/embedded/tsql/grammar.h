@@ -148,6 +148,7 @@ class Parser {
   StatementList statementsUntilEnd();
   void skipSeparators();
   bool endsStatement() const;
+  bool atBareCall() const;
 
   StatementNode selectStatement();
   StatementNode insertStatement();

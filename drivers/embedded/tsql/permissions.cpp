@@ -62,7 +62,8 @@ StatementNode Parser::revokeStatement() {
     result.grantOption = true;
   }
   privilegesOrRoles(result);
-  expect("from");
+  // The server's own DDL generator writes `to` here.
+  if (!accept("to")) expect("from");
   grantees(result);
   result.cascade = accept("cascade");
   grantedBy(result);

@@ -266,9 +266,9 @@ StatementNode Parser::createIndex() {
 // ---------------------------------------------------------------- alter table
 
 StatementNode Parser::alterStatement() {
-  if (!at("table", 1)) return utilityStatement();
-  take();
-  take();
+  if (at("database", 1) || at("role", 1) || at("login", 1)) return utilityStatement();
+  expect("alter");
+  expect("table");
   AlterTable result;
   result.table = objectName();
   do alterAction(result);
