@@ -27,7 +27,8 @@ StatementNode Parser::createTable(bool proxy) {
 
 void Parser::tableTail(CreateTable& table) {
   for (;;) {
-    if (accept("lock")) {
+    if (at("lock") && !at("table", 1)) {
+      take();
       table.lockScheme = wordText();
     } else if (accept("with")) {
       table.options = storageOptions();

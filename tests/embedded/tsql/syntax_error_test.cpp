@@ -36,6 +36,7 @@ TEST(SyntaxError, NamesTheTokenAndItsLine) {
 TEST(SyntaxError, SaysWhichQuoteOrCommentIsOpen) {
   expectParsed({
       {"select 1\nwhere a = 'x)", "105 2: Unclosed quote before the character string 'x)'."},
+      {"select 'it is\nopen", "105 1: Unclosed quote before the character string 'it is'."},
       {"select [a", "105 1: Unclosed quote before the character string 'a'."},
       {"select \"it''s", "105 1: Unclosed quote before the character string 'it''s'."},
       {"select 1 /* ''", "113 1: Missing end comment mark '*/'."},
