@@ -18,9 +18,7 @@ StatementNode Parser::createTable(bool proxy) {
   };
   if (!proxy || atSymbol("(")) parenthesizedList(element);
   tableTail(result);
-  if (proxy && accept("external")) {
-    while (atName()) take();
-  }
+  if (proxy && accept("external")) wordText();  // table, procedure or file
   if (proxy && accept("at")) nameOrString();
   return result;
 }
