@@ -100,32 +100,19 @@ struct ScanningComparison {
         missing(label, types, object + u"\\" + one.*field, location_target);
   }
 
-  void columns(bool enabled, const Text& object, const Array<Column>& source,
-               const Array<Column>& target, const Text& types, std::u16string_view label) {
-    const bool ofView = types == u"View\\Column";
-    subEntities<Column>(enabled, object, source, target, types, label, &Column::Name, &Column::Name,
-                        [&](const Column& a, const Column& b, const Text& at) {
-                          if (ofView) attribute(types, at, u"Default", a.Default, b.Default);
-                          attribute(types, at, u"Data Type", a.DataType, b.DataType);
-                          if (!ofView) attribute(types, at, u"Default", a.Default, b.Default);
-                          if (ofView) attribute(types, at, u"Length", a.Length, b.Length);
-                          attribute(types, at, u"Scale", a.iScale, b.iScale);
-                          if (!ofView) attribute(types, at, u"Length", a.Length, b.Length);
-                          if (ofView) attribute(types, at, u"Precision", a.Precision, b.Precision);
-                          attribute(types, at, u"Nullable", a.Nullable, b.Nullable);
-                          attribute(types, at, u"Ordinal Position", a.OrdinalPosition,
-                                    b.OrdinalPosition);
-                          if (!ofView) attribute(types, at, u"Precision", a.Precision, b.Precision);
-                        });
-  }
-
   void table(const Table& a, const Table& b) {
     const Text& name = a.Name;
     if (on.Tables_RowCount)
       attribute(u"Table", name, u"Row Count", a.Miscallaneous.RowCount, b.Miscallaneous.RowCount);
     if (on.Tables_MaxWidth)
       attribute(u"Table", name, u"Max Width", a.Miscallaneous.MaxWidth, b.Miscallaneous.MaxWidth);
-    columns(on.Tables_Columns, name, a.Columns, b.Columns, u"Table\\Column", u"Column");
+    subEntities<Column>(on.Tables_Columns, name, a.Columns, b.Columns, u"Table\\Column", u"Column",
+                        &Column::Name, &Column::Name,
+                        [&](const Column& x, const Column& y, const Text& at) {
+                          attribute(u"Table\\Column", at, u"Data Type", x.DataType, y.DataType);
+                          attribute(u"Table\\Column", at, u"Length", x.Length, y.Length);
+                          attribute(u"Table\\Column", at, u"Nullable", x.Nullable, y.Nullable);
+                        });
     subEntities<index>(
         on.Tables_Indexes, name, a.Indexes, b.Indexes, u"Table\\Index", u"Index", &index::IndexKeys,
         &index::Name, [&](const index& x, const index& y, const Text& at) {
@@ -147,66 +134,22 @@ struct ScanningComparison {
                              collector.add(u"On Update", types, at, location_Source, diff_Different,
                                            x.Definition, y.Is_Update);
                          });
-    subEntities<PrimaryKey>(on.Tables_PrimaryKeys, name, a.PrimaryKey, b.PrimaryKey,
-                            u"Table\\PrimaryKey", u"Primary Key", &PrimaryKey::Columns,
-                            &PrimaryKey::Columns,
-                            [&](const PrimaryKey& x, const PrimaryKey& y, const Text& at) {
-                              attribute(u"Table\\PrimaryKey", at, u"Name", x.Name, y.Name);
-                            });
-    subEntities<Key>(on.Tables_ForeignKeys, name, a.ForeignKey, b.ForeignKey, u"Table\\ForeignKey",
-                     u"Foreign Key", &Key::ColumnName, &Key::ColumnName,
-                     [&](const Key& x, const Key& y, const Text& at) {
-                       attribute(u"Table\\ForeignKey", at, u"Name", x.Name, y.Name);
-                     });
   }
 
-  template <class Record>
-  void code(const Record& a, const Record& b, const Text& word, bool definition) {
-    attribute(word, a.Name, u"Owner", a.Owner, b.Owner);
-    if (definition && !sameDefinition(a.Definition, b.Definition))
-      attribute(word, a.Name, u"Definition", a.Definition, b.Definition);
-  }
-  void view(const View& a, const View& b) {
-    code(a, b, u"View", on.Views_Definition);
-    columns(on.Views_Columns, a.Name, a.Columns, b.Columns, u"View\\Column", u"Column");
-  }
-  void proc(const StoredProc& a, const StoredProc& b) {
-    code(a, b, u"StoredProc", on.StoredProcs_Definition);
-    columns(on.StoredProcs_Columns, a.Name, a.Columns, b.Columns, u"StoredProc\\Parameter",
-            u"Parameter");
-  }
-  void function(const CodeFunction& a, const CodeFunction& b) {
-    code(a, b, u"Function", on.Functions_Definition);
-    columns(on.Functions_Columns, a.Name, a.Columns, b.Columns, u"Function\\Parameter",
-            u"Parameter");
-  }
-  void type(const UDDT& a, const UDDT& b) {
-    attribute(u"UDDT", a.Name, u"Owner", a.Owner, b.Owner);
-    if (on.UDDTs_Definition) attribute(u"UDDT", a.Name, u"Base Type", a.BaseType, b.BaseType);
-  }
-  template <class Record>
-  void permissions(bool system, bool object, const Record& a, const Record& b, const Text& word) {
-    if (system)
-      attribute(word + u"\\SystemPermission", a.Name + u"\\Standard", u"CREATE RULE",
-                a.Permissions.Create_Rule, b.Permissions.Create_Rule);
+  void role(const Group& a, const Group& b) {
+    attribute(u"Table", a.Name, u"Owner", a.Owner, b.Owner);
     using Entity = PermissionEntity;
-    const Text types = word + u"\\ObjectPermission";
+    const Text types = u"Role\\ObjectPermission";
     subEntities<Entity>(
-        object, a.Name, a.Permissions.PermissionEntities, b.Permissions.PermissionEntities, types,
-        u"Object Permission", &Entity::EntityName, &Entity::EntityName,
+        on.Groups_ObjectPermissions, a.Name, a.Permissions.PermissionEntities,
+        b.Permissions.PermissionEntities, types, u"Object Permission", &Entity::EntityName,
+        &Entity::EntityName,
         [&](const Entity& x, const Entity& y, const Text& at) {
           attribute(types, at, u"Delete", x.Delete, y.Delete);
         },
         &Entity::EntityOwner);
-  }
-  void role(const Group& a, const Group& b) {
-    attribute(u"Table", a.Name, u"Owner", a.Owner, b.Owner);
-    permissions(on.Groups_SystemPermissions, on.Groups_ObjectPermissions, a, b, u"Role");
     subEntities<User>(on.Groups_Users, a.Name, a.Users, b.Users, u"Role\\User", u"User",
                       &User::Name, &User::Name, [](const User&, const User&, const Text&) {});
-  }
-  void user(const User& a, const User& b) {
-    permissions(on.Users_SystemPermissions, on.Users_ObjectPermissions, a, b, u"User");
   }
 };
 
@@ -285,14 +228,7 @@ diffSchema scanningCompare(const Schema& source, const Schema& target,
   Self it{options, mode, preferences};
   it.collector.mode = mode;
   if (options.Tables) it.objects(source.Tables, target.Tables, u"Table", true, &Self::table);
-  if (options.Views) it.objects(source.Views, target.Views, u"View", true, &Self::view);
-  if (options.StoredProcs)
-    it.objects(source.StoredProcs, target.StoredProcs, u"StoredProc", true, &Self::proc);
-  if (options.Functions)
-    it.objects(source.Functions, target.Functions, u"Function", true, &Self::function);
-  if (options.UDDTs) it.objects(source.UDDTs, target.UDDTs, u"UDDT", true, &Self::type);
   if (options.Groups) it.objects(source.Groups, target.Groups, u"Role", false, &Self::role);
-  if (options.Users) it.objects(source.Users, target.Users, u"User", false, &Self::user);
   return it.collector.result;
 }
 

@@ -15,6 +15,7 @@ struct ScanningCollector {
            enumLocation location, enumDiffType diffType, const Scalar& was, const Scalar& is);
 };
 
+// Tables and roles only, without keys and system permissions: the other kinds share the walk.
 diffSchema scanningCompare(const Schema& source, const Schema& target,
                            const cComparisonOptions& options, CaseMode mode,
                            const AppPreferences& preferences);
