@@ -90,6 +90,21 @@ int compareFolded(std::u16string_view a, std::u16string_view b) {
   }
 }
 
+// Mixes a text's units into a hash, several at a time.
+class UnitHash {
+ public:
+  explicit UnitHash(std::size_t length) : state_(length * kFactor) {}
+  void mix(std::uint64_t word) {
+    state_ = (state_ ^ word) * kFactor;
+    state_ ^= state_ >> 32;
+  }
+  std::size_t value() const { return static_cast<std::size_t>(state_ * kFactor >> 32); }
+
+ private:
+  static constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15u;
+  std::uint64_t state_;
+};
+
 // The number of bytes of the well-formed UTF-8 sequence at the start of `bytes` and its code point;
 // 0 when there is none.
 std::size_t decodeUtf8(std::string_view bytes, char32_t& code) {
@@ -160,24 +175,34 @@ std::u16string foldCase(std::u16string_view text) {
   return result;
 }
 
-bool equalText(std::u16string_view a, std::u16string_view b, CaseMode mode) {
-  return a == b || (mode == CaseMode::ignore && a.size() == b.size() && compareFolded(a, b) == 0);
-}
+bool equalFolded(std::u16string_view a, std::u16string_view b) { return compareFolded(a, b) == 0; }
 
 int compareText(std::u16string_view a, std::u16string_view b, CaseMode mode) {
   return mode == CaseMode::exact ? a.compare(b) : compareFolded(a, b);
 }
 
 std::size_t hashText(std::u16string_view text, CaseMode mode) {
-  std::uint64_t hash = 0x9E3779B97F4A7C15u;
-  const auto mix = [&hash](char16_t unit) { hash = (hash ^ unit) * 0x100000001B3u; };
+  UnitHash hash(text.size());
+  constexpr std::size_t kUnitsAWord = 4;
+  std::uint64_t word = 0;
   if (mode == CaseMode::exact) {
-    for (char16_t unit : text) mix(unit);
-  } else {
-    FoldedUnits units(text);
-    for (char16_t unit = 0; units.next(unit);) mix(unit);
+    for (; text.size() >= kUnitsAWord; text.remove_prefix(kUnitsAWord)) {
+      std::memcpy(&word, text.data(), sizeof word);
+      hash.mix(word);
+    }
+    word = 0;
+    std::memcpy(&word, text.data(), text.size() * sizeof(char16_t));
+    hash.mix(word);
+    return hash.value();
   }
-  return static_cast<std::size_t>(hash ^ (hash >> 32));
+  FoldedUnits units(text);
+  std::size_t held = 0;
+  for (char16_t unit = 0; units.next(unit);) {
+    word = word << 16 | unit;
+    if (++held % kUnitsAWord == 0) hash.mix(word);
+  }
+  hash.mix(word);
+  return hash.value();
 }
 
 std::u16string replaceAll(std::u16string_view text, std::u16string_view what,
