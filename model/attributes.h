@@ -41,22 +41,39 @@ inline constexpr std::tuple kViewColumn{
     column::kDefault,   column::kDataType, column::kLength,         column::kScale,
     column::kPrecision, column::kNullable, column::kOrdinalPosition};
 
-inline constexpr std::tuple kIndex{Attribute{u"Description", &index::IndexDescription},
-                                   Attribute{u"Name", &index::Name}};
+namespace indexes {
+inline constexpr Attribute kName{u"Name", &index::Name};
+inline constexpr Attribute kDescription{u"Description", &index::IndexDescription};
+}  // namespace indexes
+inline constexpr std::tuple kIndex{indexes::kDescription, indexes::kName};
+inline constexpr std::tuple kIndexProperties{indexes::kName, indexes::kDescription};
 
 inline constexpr std::tuple kPrimaryKey{Attribute{u"Name", &PrimaryKey::Name},
                                         Attribute{u"Attributes", &PrimaryKey::Attributes}};
 
-inline constexpr std::tuple kForeignKey{Attribute{u"Name", &Key::Name},
-                                        Attribute{u"Key Sequence", &Key::KeySequence},
-                                        Attribute{u"References Table", &Key::fk_ReferencesTable},
-                                        Attribute{u"References Primary Key", &Key::fk_ReferencesPK},
-                                        Attribute{u"References Column", &Key::fk_ReferencesColumn}};
+namespace foreign_key {
+inline constexpr Attribute kName{u"Name", &Key::Name};
+inline constexpr Attribute kKeySequence{u"Key Sequence", &Key::KeySequence};
+inline constexpr Attribute kTable{u"References Table", &Key::fk_ReferencesTable};
+inline constexpr Attribute kPrimaryKey{u"References Primary Key", &Key::fk_ReferencesPK};
+inline constexpr Attribute kColumn{u"References Column", &Key::fk_ReferencesColumn};
+}  // namespace foreign_key
+inline constexpr std::tuple kForeignKey{foreign_key::kName, foreign_key::kKeySequence,
+                                        foreign_key::kTable, foreign_key::kPrimaryKey,
+                                        foreign_key::kColumn};
+inline constexpr std::tuple kForeignKeyProperties{foreign_key::kName, foreign_key::kKeySequence,
+                                                  foreign_key::kTable, foreign_key::kColumn,
+                                                  foreign_key::kPrimaryKey};
+
+inline constexpr std::tuple kTriggerProperties{Attribute{u"Is Insert", &Trigger::Is_Insert},
+                                               Attribute{u"Is Update", &Trigger::Is_Update},
+                                               Attribute{u"Is Delete", &Trigger::Is_Delete}};
 
 namespace table {
 inline constexpr Attribute kRowCount{u"Row Count", &Misc::RowCount};
 inline constexpr Attribute kMaxWidth{u"Max Width", &Misc::MaxWidth};
 }  // namespace table
+inline constexpr std::tuple kTableProperties{table::kRowCount, table::kMaxWidth};
 
 inline constexpr std::tuple kUserType{
     Attribute{u"Base Type", &UDDT::BaseType},   Attribute{u"Bound Default", &UDDT::BoundDefault},
@@ -71,13 +88,26 @@ inline constexpr std::tuple kSystemPermission{
     Attribute{u"CREATE TABLE", &Permission::Create_Table},
     Attribute{u"CREATE VIEW", &Permission::Create_View}};
 
+namespace object_permission {
+inline constexpr Attribute kDelete{u"Delete", &PermissionEntity::Delete};
+inline constexpr Attribute kExecute{u"Execute", &PermissionEntity::Execute};
+inline constexpr Attribute kInsert{u"Insert", &PermissionEntity::Insert};
+inline constexpr Attribute kReferences{u"References", &PermissionEntity::References};
+inline constexpr Attribute kSelect{u"Select", &PermissionEntity::Select};
+inline constexpr Attribute kUpdate{u"Update", &PermissionEntity::Update};
+}  // namespace object_permission
 inline constexpr std::tuple kObjectPermission{
-    Attribute{u"Delete", &PermissionEntity::Delete},
-    Attribute{u"Execute", &PermissionEntity::Execute},
-    Attribute{u"Insert", &PermissionEntity::Insert},
-    Attribute{u"References", &PermissionEntity::References},
-    Attribute{u"Select", &PermissionEntity::Select},
-    Attribute{u"Update", &PermissionEntity::Update}};
+    object_permission::kDelete,     object_permission::kExecute, object_permission::kInsert,
+    object_permission::kReferences, object_permission::kSelect,  object_permission::kUpdate};
+inline constexpr std::tuple kObjectPermissionProperties{
+    Attribute{u"Owner", &PermissionEntity::EntityOwner},
+    Attribute{u"Grantor", &PermissionEntity::Grantor},
+    object_permission::kInsert,
+    object_permission::kUpdate,
+    object_permission::kDelete,
+    object_permission::kSelect,
+    object_permission::kExecute,
+    object_permission::kReferences};
 
 }  // namespace attributes
 }  // namespace kelvane
