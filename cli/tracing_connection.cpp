@@ -82,7 +82,9 @@ std::u16string TracingConnection::serverText() const {
 }
 
 void TracingConnection::failedLater(const std::u16string& statement) {
-  rejections_.push_back({statement, serverText()});
+  // The connection's errors may be those of a statement in between.
+  rejections_.push_back(
+      {statement, RuntimeError::describe(std::current_exception()).Description()});
   if (trace_) trace_->failedLater(statement, rejections_.back().error);
 }
 
