@@ -99,33 +99,24 @@ Answer drawn(const std::string& text) {
 
 }  // namespace
 
+// Rows whose fields cannot be read.
 class ScriptedConnection::FaultyRecordset final : public ado::Recordset {
  public:
-  FaultyRecordset(ScriptedConnection& connection, Fault fault, std::deque<ado::RowSet> results)
-      : connection_(connection), fault_(fault), rows_(std::move(results)) {}
+  FaultyRecordset(ScriptedConnection& connection, std::deque<ado::RowSet> results)
+      : connection_(connection), rows_(std::move(results)) {}
 
-  ado::ObjectState State() const override { return reached(Fault::count).State(); }
-  std::int32_t RecordCount() const override { return reached(Fault::count).RecordCount(); }
+  ado::ObjectState State() const override { return rows_.State(); }
+  std::int32_t RecordCount() const override { return rows_.RecordCount(); }
   bool EndOfRows() const override { return rows_.EndOfRows(); }
   void MoveNext() override { rows_.MoveNext(); }
   bool NextRecordset() override { return rows_.NextRecordset(); }
   std::int32_t FieldCount() const override { return rows_.FieldCount(); }
-  const ado::Field& Fields(std::int32_t ordinal) const override {
-    return reached(Fault::read).Fields(ordinal);
-  }
-  const ado::Field& Fields(std::u16string_view name) const override {
-    return reached(Fault::read).Fields(name);
-  }
+  const ado::Field& Fields(std::int32_t) const override { throw connection_.injected(); }
+  const ado::Field& Fields(std::u16string_view) const override { throw connection_.injected(); }
   void Sort(std::u16string_view criteria) override { rows_.Sort(criteria); }
 
  private:
-  const ado::ClientRecordset& reached(Fault point) const {
-    if (point == fault_) throw connection_.failure(9999, "HY000", "Injected");
-    return rows_;
-  }
-
   ScriptedConnection& connection_;
-  Fault fault_;
   ado::ClientRecordset rows_;
 };
 
@@ -178,8 +169,9 @@ std::unique_ptr<ado::Recordset> ScriptedConnection::Open(std::u16string_view sou
   sent_.push_back({toUtf8(source), mode});
   const std::string& statement = sent_.back().text;
   if (journal_) journal_->push_back("sql " + statement);
+  if (onSent) onSent(statement);
   const bool faulty = statementsUntilFault_ > 0 && --statementsUntilFault_ == 0;
-  if (faulty && fault_ == Fault::open) throw failure(9999, "HY000", "Injected");
+  if (faulty && fault_ == Fault::open) throw injected();
   const Entry* entry = find(statement);
   if (!entry) {
     if (!refuseOthers_) ADD_FAILURE() << "unexpected statement: " << statement;
@@ -191,7 +183,7 @@ std::unique_ptr<ado::Recordset> ScriptedConnection::Open(std::u16string_view sou
     const ado::Failure failed = failure(notice.number, notice.state, notice.text);
     if (notice.fails) behind = std::make_exception_ptr(failed);
   }
-  if (faulty) return std::make_unique<FaultyRecordset>(*this, fault_, std::move(answer.results));
+  if (faulty) return std::make_unique<FaultyRecordset>(*this, std::move(answer.results));
   if (behind && answer.results.empty()) std::rethrow_exception(behind);
   return std::make_unique<ado::ClientRecordset>(std::move(answer.results), behind);
 }

@@ -12,6 +12,8 @@
 // `message NUMBER STATE TEXT` is left pending without a failure.
 #pragma once
 
+#include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,9 +25,9 @@ namespace kelvane::testing {
 
 class ScriptedConnection final : public ado::Connection {
  public:
-  // Where a statement that would succeed is made to fail instead: when it is opened, when its state
-  // or row count is asked for, or when a field is asked for.
-  enum class Fault { open, count, read };
+  // Where a statement that would succeed is made to fail: when it is opened, or when a field of its
+  // rows is asked for.
+  enum class Fault { open, read };
 
   struct Sent {
     std::string text;
@@ -38,6 +40,8 @@ class ScriptedConnection final : public ado::Connection {
   // What `statement` answers. A statement with several answers gives them one after the other, and
   // then the last one again.
   ScriptedConnection& on(std::string statement, std::string answer);
+  // Called with each statement before it is answered.
+  std::function<void(const std::string&)> onSent;
   // From now on the statements must come in the order of the script, each once.
   void inOrder() { inOrder_ = true; }
   // A statement that the script does not have is refused without failing the test.
@@ -65,6 +69,7 @@ class ScriptedConnection final : public ado::Connection {
 
   Entry* find(const std::string& statement);
   ado::Failure failure(std::int32_t number, std::string_view state, std::string_view text);
+  ado::Failure injected() { return failure(9999, "HY000", "Injected"); }
 
   Journal* journal_;
   std::vector<Entry> script_;
