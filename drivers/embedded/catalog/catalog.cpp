@@ -271,6 +271,13 @@ ColumnType Catalog::resolveType(const tsql::DataType& type, const Caller& caller
   return *found;
 }
 
+bool Catalog::allowsNullsByDefault(std::string_view database) {
+  return store_
+      .value("SELECT 1 FROM sysdatabases WHERE name = ? AND status & ?", database,
+             database_status::kAllowNulls)
+      .has_value();
+}
+
 std::string Catalog::sourceText(int objectId) {
   std::string text;
   store_.each(

@@ -28,6 +28,11 @@ void createSystemTables(Database& store);
 /// The time as a datetime value, to the millisecond, in UTC.
 std::int64_t currentTime();
 
+namespace database_status {
+inline constexpr int kAllowNulls = 8192;  ///< "allow nulls by default"
+}
+
+inline constexpr int kLargestSystemType = 100;  ///< user types are numbered above it
 inline constexpr int kFirstGroupUid = 16384;
 
 }  // namespace kelvane::embedded

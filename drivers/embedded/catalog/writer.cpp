@@ -75,15 +75,15 @@ int CatalogWriter::addObject(const NewObject& object) {
   return id;
 }
 
-int CatalogWriter::addUnnamedObject(std::string_view table, std::string_view column,
-                                    NewObject object) {
+int CatalogWriter::addUnnamedObject(const ObjectInfo& table, std::string_view column,
+                                    std::string_view type) {
   const int id = newObjectId();
-  std::string name = concat(firstCharacters(table, kNameTablePart), "_");
+  std::string name = concat(firstCharacters(table.name, kNameTablePart), "_");
   if (!column.empty()) name += concat(firstCharacters(column, kNameColumnPart), "_");
   name += std::to_string(id);
   store_.run(
       "INSERT INTO sysobjects(name, id, uid, type, sysstat, crdate) VALUES (?, ?, ?, ?, ?, ?)",
-      name, id, object.uid, object.type, sysstatOf(object.type), currentTime());
+      name, id, table.uid, type, sysstatOf(type), currentTime());
   return id;
 }
 

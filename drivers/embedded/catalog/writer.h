@@ -72,8 +72,9 @@ class CatalogWriter {
   int addObject(const NewObject& object);
   /// Object ids step by a fixed prime and wrap around.
   int newObjectId();
-  /// The object named by the server: parts of the names of table and column, and the id.
-  int addUnnamedObject(std::string_view table, std::string_view column, NewObject object);
+  /// An object of the table, named by the server: parts of the names of table and column, and the
+  /// id. `column` may be empty.
+  int addUnnamedObject(const ObjectInfo& table, std::string_view column, std::string_view type);
 
   void saveText(int id, int number, std::string_view text);
   /// The object's own rows everywhere; not those of objects that belong to it.
