@@ -1,7 +1,7 @@
 #include "drivers/embedded/catalog/permission_writer.h"
 
 #include <algorithm>
-#include <span>
+#include <iterator>
 
 #include "drivers/embedded/catalog/system_tables.h"
 
@@ -118,16 +118,16 @@ Blob without(Blob a, const Blob& b) {
 
 void PermissionWriter::apply(const tsql::Permission& statement) {
   if (!statement.roles.empty()) return;  // roles are the server's, not this database's
-  const auto object =
-      statement.object.empty()
-          ? std::nullopt
-          : std::optional(writer_.catalog().requireObject(statement.object, writer_.caller()));
+  std::optional<ObjectInfo> object;
+  if (!statement.object.empty()) {
+    object = writer_.catalog().requireObject(statement.object, writer_.caller());
+  }
   int grantor = writer_.caller().uid;
   if (grantor == kDboUid && object) grantor = object->uid;
   if (!statement.grantor.empty()) {
     grantor = writer_.catalog().userId(statement.grantor).value_or(grantor);
   }
-  const std::vector<Right> rights = rightsOf(statement);
+  const std::vector<Right> rights = rightsOf(statement, object);
   for (const int uid : granteesOf(statement)) {
     for (const Right& right : rights) {
       if (object && uid == object->uid) continue;  // an owner has every right without a row
@@ -142,11 +142,9 @@ void PermissionWriter::apply(const tsql::Permission& statement) {
   }
 }
 
-std::vector<PermissionWriter::Right> PermissionWriter::rightsOf(const tsql::Permission& statement) {
+std::vector<PermissionWriter::Right> PermissionWriter::rightsOf(
+    const tsql::Permission& statement, const std::optional<ObjectInfo>& object) {
   std::vector<Right> rights;
-  const auto object = statement.object.empty()
-                          ? std::nullopt
-                          : writer_.catalog().findObject(statement.object, writer_.caller());
   for (const tsql::Privilege& privilege : statement.privileges) {
     const auto& columns = privilege.columns.empty() ? statement.columns : privilege.columns;
     auto some = object ? objectRights(*object, privilege, columns) : commandRights(privilege);

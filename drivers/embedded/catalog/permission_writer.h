@@ -30,7 +30,8 @@ class PermissionWriter {
     std::optional<Blob> columns;
   };
 
-  std::vector<Right> rightsOf(const tsql::Permission& statement);
+  std::vector<Right> rightsOf(const tsql::Permission& statement,
+                              const std::optional<ObjectInfo>& object);
   std::vector<Right> commandRights(const tsql::Privilege& privilege);
   std::vector<Right> objectRights(const ObjectInfo& object, const tsql::Privilege& privilege,
                                   const std::vector<std::string>& columns);
