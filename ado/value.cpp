@@ -221,6 +221,14 @@ std::u16string NullToString(const Value& value) {
 
 std::int32_t NullToLong(const Value& value) { return value.isNull() ? 0 : value.toLong(); }
 
+std::int16_t NullToShort(const Value& value) {
+  const std::int32_t number = NullToLong(value);
+  if (number < std::numeric_limits<std::int16_t>::min() ||
+      number > std::numeric_limits<std::int16_t>::max())
+    throwMismatch(u"a 16-bit integer");
+  return static_cast<std::int16_t>(number);
+}
+
 bool different(const Value& a, const Value& b) {
   if (a.isNull() || b.isNull()) return false;
   if (const auto* text = std::get_if<std::u16string_view>(&a)) {

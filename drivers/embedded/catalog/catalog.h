@@ -68,6 +68,13 @@ struct ProcedureArgument {
   std::optional<std::string> value;
 };
 
+/// How the rows of an altered table get their values; the catalog does not evaluate expressions.
+struct RowValues {
+  /// The value of a default, as a value of the type.
+  std::function<Cell(const tsql::Expr& value, const ColumnType& type)> evaluate;
+  std::function<Cell(const Cell& value, const ColumnType& from, const ColumnType& to)> convert;
+};
+
 /// A call of a system procedure.
 struct ProcedureCall {
   std::string name;
@@ -124,6 +131,9 @@ class Catalog {
   /// nullability is the type's own: of a user type, else not null.
   ColumnType resolveType(const tsql::DataType& type, const Caller& caller);
 
+  /// Whether columns without `null` or `not null` accept null, a database option.
+  bool allowsNullsByDefault(std::string_view database);
+
   /// The source of a view, procedure, trigger, rule or default; empty when there is none.
   std::string sourceText(int objectId);
 
@@ -140,7 +150,8 @@ class Catalog {
   /// For `select into`; returns the new table.
   ObjectInfo createTable(const tsql::ObjectName& name, const std::vector<NamedColumn>& columns,
                          const Caller& caller);
-  void alterTable(const tsql::AlterTable& statement, std::string_view text, const Caller& caller);
+  void alterTable(const tsql::AlterTable& statement, std::string_view text, const RowValues& values,
+                  const Caller& caller);
   void createIndex(const tsql::CreateIndex& statement, const Caller& caller);
 
   /// `columns` is the select list with its types; the statement's column names override.
