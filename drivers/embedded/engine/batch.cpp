@@ -17,26 +17,25 @@ namespace {
 constexpr std::array kStatementErrors = {515, 546, 547, 548, 2601, 2615, 3604, 3701, 3718};
 
 // What the server says when the thing to remove, or the table it belongs to, is not there.
-constexpr std::array kMissing = {208,  3701, 3703, 3718, 3727, 3728,  4902, 4924,
+constexpr std::array kMissing = {208,  3701, 3703,  3718,  3727,  3728,  4902,  4924,
                                  8561, 911,  10331, 17461, 17481, 17502, 17715, 17716};
 
 bool removesOnly(const tsql::Statement& statement) {
-  return std::visit(
-      Overloaded{
-          [](const Drop&) { return true; },
-          [](const Delete&) { return true; },
-          [](const Truncate&) { return true; },
-          [](const AlterTable& alter) {
-            return std::ranges::all_of(alter.actions, [](const AlterAction& action) {
-              return std::holds_alternative<DropColumn>(action) ||
-                     std::holds_alternative<DropConstraint>(action);
-            });
-          },
-          [](const Permission& p) { return p.action == PermissionAction::Revoke; },
-          [](const Execute& e) { return e.procedure.name.starts_with("sp_drop"); },
-          [](const auto&) { return false; },
-      },
-      statement.node);
+  return std::visit(Overloaded{
+                        [](const Drop&) { return true; },
+                        [](const Delete&) { return true; },
+                        [](const Truncate&) { return true; },
+                        [](const AlterTable& alter) {
+                          return std::ranges::all_of(alter.actions, [](const AlterAction& action) {
+                            return std::holds_alternative<DropColumn>(action) ||
+                                   std::holds_alternative<DropConstraint>(action);
+                          });
+                        },
+                        [](const Permission& p) { return p.action == PermissionAction::Revoke; },
+                        [](const Execute& e) { return e.procedure.name.starts_with("sp_drop"); },
+                        [](const auto&) { return false; },
+                    },
+                    statement.node);
 }
 
 // `%1!` in the format is the first argument.
@@ -144,8 +143,9 @@ BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
     report(statement,
            error.isDuplicateKey()
                ? server_.catalog.duplicateKeyError(error, statement.range.line)
-               : ServerError(3600, 16, 1, std::string("The store refused the statement: ") +
-                                              error.what(), statement.range.line));
+               : ServerError(3600, 16, 1,
+                             std::string("The store refused the statement: ") + error.what(),
+                             statement.range.line));
   }
   return Flow::Next;
 }
@@ -195,8 +195,9 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
             return plain([&] {
               declare(s);
               for (const VariableDeclaration& v : s.variables) {
-                if (v.initial) assign(v.name, evaluate(*v.initial, &variables_[v.name].type),
-                                      variables_[v.name].type);
+                if (v.initial)
+                  assign(v.name, evaluate(*v.initial, &variables_[v.name].type),
+                         variables_[v.name].type);
               }
             });
           },
@@ -311,8 +312,7 @@ void BatchRun::assign(const std::string& name, const Cell& value, const ColumnTy
 void BatchRun::print(const Print& print) {
   std::vector<std::string> arguments;
   for (const auto& argument : print.arguments) arguments.push_back(text(*argument));
-  outcome_.notice({{0, 10, 1, formatted(text(*print.format), arguments)},
-                   session_.caller.line});
+  outcome_.notice({{0, 10, 1, formatted(text(*print.format), arguments)}, session_.caller.line});
 }
 
 void BatchRun::raiseError(const RaiseError& raise) {
@@ -343,8 +343,8 @@ void BatchRun::setOption(const SetOption& option) {
       const std::string digits = variable == variables_.end() || isNull(variable->second.value)
                                      ? value
                                      : textOf(variable->second.value, variable->second.type, 0);
-      const bool isNumber = !digits.empty() &&
-                            digits.find_first_not_of("0123456789") == std::string::npos;
+      const bool isNumber =
+          !digits.empty() && digits.find_first_not_of("0123456789") == std::string::npos;
       session_.options.rowLimit = isNumber ? std::stoull(digits) : 0;
     }
   }
@@ -381,7 +381,8 @@ void BatchRun::transact(const Transaction& transaction) {
       server_.schemaChanged();
       session_.forgetLostTemporaries();
       break;
-    case TransactionAction::Save: break;
+    case TransactionAction::Save:
+      break;
   }
 }
 
@@ -403,10 +404,10 @@ void BatchRun::useDatabase(const UseDatabase& use) {
 void BatchRun::setUser(const SetUser& user) {
   const auto uid = user.user ? server_.catalog.userId(*user.user) : std::optional(kDboUid);
   if (!uid) {
-    throw ServerError(916, 14, 1,
-                      "User '" + *user.user + "' does not exist in database '" +
-                          session_.caller.database + "'.",
-                      session_.caller.line);
+    throw ServerError(
+        916, 14, 1,
+        "User '" + *user.user + "' does not exist in database '" + session_.caller.database + "'.",
+        session_.caller.line);
   }
   session_.caller.uid = *uid;
   server_.schemaChanged();

@@ -88,6 +88,7 @@ class BatchRun {
                              std::vector<std::string> defaults, std::uint32_t line);
   void dropObjects(const tsql::Drop& statement);
   void define(const tsql::Statement& statement);
+  RowValues rowValues();
   void createView(const tsql::CreateView& view);
   void openCursor(const tsql::OpenCursor& open);
   void fetchCursor(const tsql::FetchCursor& fetch);

@@ -89,54 +89,53 @@ void BatchRun::compileParts(const tsql::Statement& statement) {
     } catch (const NotYetCreated&) {
     }
   };
-  std::visit(
-      Overloaded{
-          [&](const Declare& d) { declare(d); },
-          [&](const SelectStatement& s) {
-            const Select& first = s.query->terms.front().select;
-            // The text of a select into is made when its table is.
-            if (first.into.empty()) {
-              translate(&statement, [&](Translator& t) { return t.select(*s.query); });
-            } else {
-              Translator(context()).select(*s.query);
-              createdLater_.insert(first.into.name);
-            }
-          },
-          [&](const Insert& s) {
-            if (std::holds_alternative<Execute>(s.source) ||
-                std::holds_alternative<ExecuteImmediate>(s.source)) {
-              Translator(context()).writeTarget(s.table);
-              return;
-            }
-            translate(&statement,
-                      [&](Translator& t) { return t.insert(s, t.writeTarget(s.table)); });
-          },
-          [&](const Update& s) {
-            translate(&statement, [&](Translator& t) { return t.update(s); });
-          },
-          [&](const Delete& s) {
-            translate(&statement, [&](Translator& t) { return t.remove(s); });
-          },
-          [&](const Truncate& s) { Translator(context()).writeTarget(s.table); },
-          [&](const SetVariables& s) {
-            for (const Assignment& assignment : s.assignments) check(assignment.value);
-          },
-          [&](const Print& s) { check(s.format); },
-          [&](const Return& s) { check(s.value); },
-          [&](const Block& s) { compileList(s.statements); },
-          [&](const If& s) {
-            checkCondition(*s.condition);
-            compileStatement(*s.then);
-            if (s.otherwise) compileStatement(*s.otherwise);
-          },
-          [&](const While& s) {
-            checkCondition(*s.condition);
-            compileStatement(*s.body);
-          },
-          [&](const CreateTable& s) { createdLater_.insert(s.name.name); },
-          [](const auto&) {},
-      },
-      statement.node);
+  std::visit(Overloaded{
+                 [&](const Declare& d) { declare(d); },
+                 [&](const SelectStatement& s) {
+                   const Select& first = s.query->terms.front().select;
+                   // The text of a select into is made when its table is.
+                   if (first.into.empty()) {
+                     translate(&statement, [&](Translator& t) { return t.select(*s.query); });
+                   } else {
+                     Translator(context()).select(*s.query);
+                     createdLater_.insert(first.into.name);
+                   }
+                 },
+                 [&](const Insert& s) {
+                   if (std::holds_alternative<Execute>(s.source) ||
+                       std::holds_alternative<ExecuteImmediate>(s.source)) {
+                     Translator(context()).writeTarget(s.table);
+                     return;
+                   }
+                   translate(&statement,
+                             [&](Translator& t) { return t.insert(s, t.writeTarget(s.table)); });
+                 },
+                 [&](const Update& s) {
+                   translate(&statement, [&](Translator& t) { return t.update(s); });
+                 },
+                 [&](const Delete& s) {
+                   translate(&statement, [&](Translator& t) { return t.remove(s); });
+                 },
+                 [&](const Truncate& s) { Translator(context()).writeTarget(s.table); },
+                 [&](const SetVariables& s) {
+                   for (const Assignment& assignment : s.assignments) check(assignment.value);
+                 },
+                 [&](const Print& s) { check(s.format); },
+                 [&](const Return& s) { check(s.value); },
+                 [&](const Block& s) { compileList(s.statements); },
+                 [&](const If& s) {
+                   checkCondition(*s.condition);
+                   compileStatement(*s.then);
+                   if (s.otherwise) compileStatement(*s.otherwise);
+                 },
+                 [&](const While& s) {
+                   checkCondition(*s.condition);
+                   compileStatement(*s.body);
+                 },
+                 [&](const CreateTable& s) { createdLater_.insert(s.name.name); },
+                 [](const auto&) {},
+             },
+             statement.node);
 }
 
 }  // namespace kelvane::embedded

@@ -30,12 +30,6 @@ class RowCollector : public Outcome {
   Outcome& outcome_;
 };
 
-Row rowOf(const embedded::Statement& statement) {
-  Row row;
-  for (int i = 0; i < statement.columnCount(); ++i) row.push_back(statement.cell(i));
-  return row;
-}
-
 }  // namespace
 
 TranslationContext BatchRun::context() const {
@@ -70,10 +64,14 @@ BatchRun::Prepared& BatchRun::prepared(const void* key, const Translate& transla
 
 Cell BatchRun::parameterValue(const Parameter& parameter, const Row* bound) const {
   switch (parameter.source) {
-    case Parameter::Source::Variable: return variables_.at(parameter.name).value;
-    case Parameter::Source::Global: return session_.globalVariable(parameter.name);
-    case Parameter::Source::Bound: return bound->at(std::stoul(parameter.name));
-    case Parameter::Source::Session: break;
+    case Parameter::Source::Variable:
+      return variables_.at(parameter.name).value;
+    case Parameter::Source::Global:
+      return session_.globalVariable(parameter.name);
+    case Parameter::Source::Bound:
+      return bound->at(std::stoul(parameter.name));
+    case Parameter::Source::Session:
+      break;
   }
   return parameter.name == "uid" ? Cell(std::int64_t{session_.caller.uid})
                                  : Cell(session_.caller.database);
@@ -86,7 +84,7 @@ void BatchRun::bind(Prepared& prepared, const Row* bound) {
   prepared.statement->reset();
   for (std::size_t i = 0; i < prepared.plan.parameters.size(); ++i) {
     prepared.statement->bind(static_cast<int>(i) + 1,
-                            parameterValue(prepared.plan.parameters[i], bound));
+                             parameterValue(prepared.plan.parameters[i], bound));
   }
 }
 
@@ -175,8 +173,7 @@ void BatchRun::insert(const Insert& statement) {
       std::holds_alternative<ExecuteImmediate>(statement.source)) {
     return insertExecuted(statement, target);
   }
-  changed(execute(
-      prepared(current_, [&](Translator& t) { return t.insert(statement, target); })));
+  changed(execute(prepared(current_, [&](Translator& t) { return t.insert(statement, target); })));
   for (const ColumnInfo& column : target.columns) {
     if (column.type.identity) session_.lastIdentity = server_.running.lastIdentity;
   }
@@ -280,6 +277,13 @@ void BatchRun::createView(const CreateView& view) {
   server_.catalog.createView(view, batch_->text, columns, session_.caller);
 }
 
+RowValues BatchRun::rowValues() {
+  return {[this](const Expr& value, const ColumnType& type) { return evaluate(value, &type); },
+          [this](const Cell& value, const ColumnType& from, const ColumnType& to) {
+            return convertCell(value, from, to, 0, session_.caller.line);
+          }};
+}
+
 void BatchRun::define(const tsql::Statement& statement) {
   Catalog& catalog = server_.catalog;
   const Caller& caller = session_.caller;
@@ -291,7 +295,7 @@ void BatchRun::define(const tsql::Statement& statement) {
                    if (s.name.name.starts_with('#')) return createTemporary(s);
                    catalog.createTable(s, text, caller);
                  },
-                 [&](const AlterTable& s) { catalog.alterTable(s, text, caller); },
+                 [&](const AlterTable& s) { catalog.alterTable(s, text, rowValues(), caller); },
                  [&](const CreateIndex& s) {
                    if (!s.table.name.starts_with('#')) catalog.createIndex(s, caller);
                  },
@@ -333,8 +337,7 @@ void BatchRun::fetchCursor(const FetchCursor& fetch) {
   constexpr int kFetched = 0, kNoMoreRows = 2;
   const auto found = session_.cursors.find(fetch.name);
   if (found == session_.cursors.end() || !found->second.rows) {
-    throw ServerError(559, 16, 1,
-                      "Attempt to use a cursor '" + fetch.name + "' which is not open.",
+    throw ServerError(559, 16, 1, "Attempt to use a cursor '" + fetch.name + "' which is not open.",
                       session_.caller.line);
   }
   Cursor& cursor = found->second;

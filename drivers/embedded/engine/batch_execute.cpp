@@ -20,14 +20,12 @@ class Level {
  public:
   Level(Session& session, std::uint32_t line) : session_(session) {
     if (session.nestLevel >= kMaxNestLevel) {
-      throw ServerError(217, 16, 1,
-                        "Maximum stored procedure nesting level exceeded (limit 16).", line);
+      throw ServerError(217, 16, 1, "Maximum stored procedure nesting level exceeded (limit 16).",
+                        line);
     }
     ++session.nestLevel;
   }
-  ~Level() {
-    --session_.nestLevel;
-  }
+  ~Level() { --session_.nestLevel; }
   Level(const Level&) = delete;
   Level& operator=(const Level&) = delete;
 
@@ -39,8 +37,8 @@ class Level {
 
 std::optional<std::string> BatchRun::argumentText(const ExecuteArgument& argument) {
   if (!argument.value) return std::nullopt;
-  Prepared& plan =
-      prepared(argument.value.get(), [&](Translator& t) { return t.values({argument.value.get()}); });
+  Prepared& plan = prepared(argument.value.get(),
+                            [&](Translator& t) { return t.values({argument.value.get()}); });
   const Cell value = evaluate(*argument.value);
   if (isNull(value)) return std::nullopt;
   return textOf(value, plan.plan.columns[0].type, 0);
@@ -54,7 +52,8 @@ void BatchRun::executeProcedure(const Execute& execute, Outcome& outcome) {
       throw ServerError(137, 15, 2, "Must declare variable '" + execute.procedureVariable + "'.",
                         session_.caller.line);
     }
-    if (!isNull(found->second.value)) name.name = textOf(found->second.value, found->second.type, 0);
+    if (!isNull(found->second.value))
+      name.name = textOf(found->second.value, found->second.type, 0);
   }
   const std::uint32_t line = session_.caller.line;
   auto object = server_.catalog.findObject(name, session_.caller);
@@ -89,9 +88,8 @@ void BatchRun::executeSystem(const Execute& execute, const std::string& name, Ou
       Notice notice{message, session_.caller.line};
       if (notice.isError()) {
         session_.lastError = message.number;
-        notice.alreadyGone =
-            isAlreadyGone(*current_, ServerError(message.number, message.severity, message.state,
-                                                 message.text, 0));
+        notice.alreadyGone = isAlreadyGone(*current_, ServerError(message.number, message.severity,
+                                                                  message.state, message.text, 0));
       }
       outcome.notice(notice);
     }
@@ -128,27 +126,26 @@ void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure
     const ExecuteArgument& argument = execute.arguments[i];
     std::size_t position = i;
     if (!argument.name.empty()) {
-      const auto found = std::ranges::find(create->parameters, argument.name, &tsql::Parameter::name);
+      const auto found =
+          std::ranges::find(create->parameters, argument.name, &tsql::Parameter::name);
       position = static_cast<std::size_t>(found - create->parameters.begin());
       if (found == create->parameters.end()) {
-        throw ServerError(8145, 16, 2,
-                          argument.name + " is not a parameter for procedure " + procedure.name +
-                              ".",
-                          line);
+        throw ServerError(
+            8145, 16, 2,
+            argument.name + " is not a parameter for procedure " + procedure.name + ".", line);
       }
     }
     if (position >= create->parameters.size()) {
-      throw ServerError(8144, 16, 2,
-                        "Procedure or function " + procedure.name +
-                            " has too many arguments specified.",
-                        line);
+      throw ServerError(
+          8144, 16, 2,
+          "Procedure or function " + procedure.name + " has too many arguments specified.", line);
     }
     arguments[position] = &argument;
   }
   for (std::size_t i = 0; i < create->parameters.size(); ++i) {
     const tsql::Parameter& parameter = create->parameters[i];
-    const ColumnType type = withNullability(
-        server_.catalog.resolveType(parameter.type, session_.caller), true);
+    const ColumnType type =
+        withNullability(server_.catalog.resolveType(parameter.type, session_.caller), true);
     Cell value;
     if (arguments[i] != nullptr && arguments[i]->value) {
       value = evaluate(*arguments[i]->value, &type);

@@ -16,7 +16,7 @@ enum class ResultRule {
   Bit,
   Float,
   Moment,
-  Name,       ///< varchar(30)
+  Name,  ///< varchar(30)
   Text255,
   Wide,       ///< varchar(16384): as long as it gets
   First,      ///< the type of the first argument

@@ -31,8 +31,8 @@ struct Conversion {
   [[noreturn]] void overflow(std::string_view value) const {
     throw tsql::ServerError(247, 16, 1,
                             "Arithmetic overflow during explicit conversion of " +
-                                shownName(from.kind) + " value '" + std::string(value) +
-                                "' to a " + shownName(to.kind) + " field .",
+                                shownName(from.kind) + " value '" + std::string(value) + "' to a " +
+                                shownName(to.kind) + " field .",
                             line);
   }
 };
@@ -47,12 +47,11 @@ struct IntegerRange {
   TypeKind kind;
   std::int64_t low, high;
 };
-constexpr std::array kRanges = {
-    IntegerRange{TypeKind::Tinyint, 0, 255},
-    IntegerRange{TypeKind::Smallint, -32768, 32767},
-    IntegerRange{TypeKind::Usmallint, 0, 65535},
-    IntegerRange{TypeKind::Int, -2147483648LL, 2147483647LL},
-    IntegerRange{TypeKind::Uint, 0, 4294967295LL}};
+constexpr std::array kRanges = {IntegerRange{TypeKind::Tinyint, 0, 255},
+                                IntegerRange{TypeKind::Smallint, -32768, 32767},
+                                IntegerRange{TypeKind::Usmallint, 0, 65535},
+                                IntegerRange{TypeKind::Int, -2147483648LL, 2147483647LL},
+                                IntegerRange{TypeKind::Uint, 0, 4294967295LL}};
 
 // A decimal text taken apart: sign, digits before and behind the point, without idle zeros.
 struct Digits {
@@ -163,8 +162,8 @@ std::int64_t integerOfBytes(const Blob& bytes) {
 Cell toInteger(const Cell& value, const Conversion& c) {
   if (const auto* bytes = std::get_if<Blob>(&value)) {
     const auto width = static_cast<std::size_t>(systemType(c.to.kind).length);
-    const Blob first(bytes->begin(), bytes->begin() + static_cast<std::ptrdiff_t>(
-                                                          std::min(width, bytes->size())));
+    const Blob first(bytes->begin(),
+                     bytes->begin() + static_cast<std::ptrdiff_t>(std::min(width, bytes->size())));
     const auto number = integerOfBytes(first);
     if (c.to.kind == TypeKind::Bit) return std::int64_t{number != 0};
     if (c.to.kind == TypeKind::Int) return std::int64_t{static_cast<std::int32_t>(number)};
@@ -239,12 +238,17 @@ Cell toMoment(const Cell& value, const Conversion& c) {
     moment = *parsed;
   }
   switch (c.to.kind) {
-    case TypeKind::Datetime: return roundToTicks(moment);
-    case TypeKind::Smalldatetime: return roundToMinutes(moment);
-    case TypeKind::Date: return dayOf(moment) * kMicrosecondsPerDay;
+    case TypeKind::Datetime:
+      return roundToTicks(moment);
+    case TypeKind::Smalldatetime:
+      return roundToMinutes(moment);
+    case TypeKind::Date:
+      return dayOf(moment) * kMicrosecondsPerDay;
     case TypeKind::Time:
-    case TypeKind::Bigtime: return moment - dayOf(moment) * kMicrosecondsPerDay;
-    default: return moment;
+    case TypeKind::Bigtime:
+      return moment - dayOf(moment) * kMicrosecondsPerDay;
+    default:
+      return moment;
   }
 }
 
@@ -327,6 +331,11 @@ Cell exactNumber(std::string_view digits) {
   return parsed ? cellOf(*parsed) : Cell{};
 }
 
+std::string exactText(const Cell& value, int scale) {
+  const auto digits = digitsOf(value);
+  return digits ? padded(*digits, scale) : "0";
+}
+
 std::string textOf(const Cell& value, const ColumnType& type, int style) {
   if (isTemporal(type.kind)) {
     const Moment moment = std::get<std::int64_t>(value);
@@ -362,10 +371,14 @@ Cell convertCell(const Cell& value, const ColumnType& from, const ColumnType& to
   if (isNull(value)) return value;
   const Conversion conversion{from, to, style, line};
   switch (familyOf(to.kind)) {
-    case TypeFamily::Character: return toText(value, conversion);
-    case TypeFamily::Binary: return toBinary(value, conversion);
-    case TypeFamily::Temporal: return toMoment(value, conversion);
-    case TypeFamily::Number: break;
+    case TypeFamily::Character:
+      return toText(value, conversion);
+    case TypeFamily::Binary:
+      return toBinary(value, conversion);
+    case TypeFamily::Temporal:
+      return toMoment(value, conversion);
+    case TypeFamily::Number:
+      break;
   }
   if (isInteger(to.kind)) return toInteger(value, conversion);
   return isApproximate(to.kind) ? toApproximate(value, conversion)

@@ -23,6 +23,9 @@ Cell convertCell(const Cell& value, const ColumnType& from, const ColumnType& to
 /// A number written out, as a value of an exact type is stored: digits, one point, a sign.
 Cell exactNumber(std::string_view digits);
 
+/// An exact number with `scale` digits behind its point.
+std::string exactText(const Cell& value, int scale);
+
 /// The value as text, as convert(varchar, value, style) has it. Not for null.
 std::string textOf(const Cell& value, const ColumnType& type, int style);
 

@@ -40,7 +40,8 @@ class Characters {
   /// From `first` (0-based), at most `length`.
   std::string_view part(std::int64_t first, std::int64_t length) const {
     const auto from = std::clamp<std::int64_t>(first, 0, count());
-    const auto to = std::clamp<std::int64_t>(from + std::max<std::int64_t>(length, 0), from, count());
+    const auto to =
+        std::clamp<std::int64_t>(from + std::max<std::int64_t>(length, 0), from, count());
     const auto start = starts_[static_cast<std::size_t>(from)];
     return text_.substr(start, starts_[static_cast<std::size_t>(to)] - start);
   }
@@ -235,8 +236,9 @@ void registerDates(Database& store) {
   };
   add("date_part", 2,
       [](FunctionCall& call) { call.result(partOf(call.integer(1), partArgument(call))); });
-  add("date_name", 2,
-      [](FunctionCall& call) { call.result(std::string_view(partName(call.integer(1), partArgument(call)))); });
+  add("date_name", 2, [](FunctionCall& call) {
+    call.result(std::string_view(partName(call.integer(1), partArgument(call))));
+  });
   add("date_add", 3, [](FunctionCall& call) {
     call.result(addParts(call.integer(2), partArgument(call), call.integer(1)));
   });
@@ -256,16 +258,15 @@ void registerLookups(Catalog& catalog, Running& running) {
     if (anyNull(call)) return;
     if (const auto found = object(call)) call.result(found->id);
   });
-  store.addFunction("index_column", 3, FunctionKind::Volatile,
-                    [object, &catalog](FunctionCall& call) {
-                      if (anyNull(call)) return;
-                      const auto found = object(call);
-                      if (!found) return;
-                      const auto name = catalog.indexColumn(
-                          found->id, static_cast<int>(call.integer(1)),
-                          static_cast<int>(call.integer(2)));
-                      if (name) call.result(std::string_view(*name));
-                    });
+  store.addFunction(
+      "index_column", 3, FunctionKind::Volatile, [object, &catalog](FunctionCall& call) {
+        if (anyNull(call)) return;
+        const auto found = object(call);
+        if (!found) return;
+        const auto name = catalog.indexColumn(found->id, static_cast<int>(call.integer(1)),
+                                              static_cast<int>(call.integer(2)));
+        if (name) call.result(std::string_view(*name));
+      });
   store.addFunction("index_order", 3, FunctionKind::Volatile,
                     [object, &catalog](FunctionCall& call) {
                       if (anyNull(call)) return;
@@ -279,24 +280,22 @@ void registerLookups(Catalog& catalog, Running& running) {
 }
 
 void registerSession(Database& store, Running& running) {
-  store.addFunction("current_variable", 1, FunctionKind::Volatile,
-                    [&running](FunctionCall& call) {
-                      const auto found = running.variables->find(call.text(0));
-                      if (found != running.variables->end()) call.result(found->second.value);
-                    });
-  store.addFunction("next_identity", 2, FunctionKind::Volatile,
-                    [&store, &running](FunctionCall& call) {
-                      const std::string table(call.text(0));
-                      auto& last = running.identities[table];
-                      if (last == 0) {
-                        const std::string sql =
-                            "SELECT max(" + std::string(call.text(1)) + ") FROM " + table;
-                        Statement highest = store.prepare(sql);
-                        if (highest.step()) last = highest.integer(0);
-                      }
-                      running.lastIdentity = ++last;
-                      call.result(last);
-                    });
+  store.addFunction("current_variable", 1, FunctionKind::Volatile, [&running](FunctionCall& call) {
+    const auto found = running.variables->find(call.text(0));
+    if (found != running.variables->end()) call.result(found->second.value);
+  });
+  store.addFunction(
+      "next_identity", 2, FunctionKind::Volatile, [&store, &running](FunctionCall& call) {
+        const std::string table(call.text(0));
+        auto& last = running.identities[table];
+        if (last == 0) {
+          const std::string sql = "SELECT max(" + std::string(call.text(1)) + ") FROM " + table;
+          Statement highest = store.prepare(sql);
+          if (highest.step()) last = highest.integer(0);
+        }
+        running.lastIdentity = ++last;
+        call.result(last);
+      });
 }
 
 }  // namespace

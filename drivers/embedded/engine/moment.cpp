@@ -10,9 +10,9 @@
 namespace kelvane::embedded {
 namespace {
 
-constexpr std::array<const char*, 12> kMonths = {
-    "January", "February", "March",     "April",   "May",      "June",
-    "July",    "August",   "September", "October", "November", "December"};
+constexpr std::array<const char*, 12> kMonths = {"January",   "February", "March",    "April",
+                                                 "May",       "June",     "July",     "August",
+                                                 "September", "October",  "November", "December"};
 constexpr std::array<const char*, 7> kWeekdays = {"Sunday",   "Monday", "Tuesday", "Wednesday",
                                                   "Thursday", "Friday", "Saturday"};
 
@@ -111,9 +111,7 @@ class MomentParser {
     return at < pieces_.size() && (pieces_[at].text == "am" || pieces_[at].text == "pm");
   }
 
-  bool startsTime() const {
-    return isNumber(at_) && (isMark(at_ + 1, ":") || isMeridian(at_ + 1));
-  }
+  bool startsTime() const { return isNumber(at_) && (isMark(at_ + 1, ":") || isMeridian(at_ + 1)); }
 
   bool readTime() {
     time_.hour = std::stoi(pieces_[at_++].text);
@@ -212,21 +210,16 @@ struct Style {
   const char* pattern;
 };
 constexpr std::array kStyles = {
-    Style{0, "b e Y l:ip"},     Style{1, "m/d/y"},
-    Style{2, "y.m.d"},          Style{3, "d/m/y"},
-    Style{4, "d.m.y"},          Style{5, "d-m-y"},
-    Style{6, "d b y"},          Style{7, "b d, y"},
-    Style{8, "h:i:s"},          Style{9, "b e Y l:i:s:fp"},
-    Style{10, "m-d-y"},         Style{11, "y/m/d"},
-    Style{12, "ymd"},           Style{13, "y/d/m"},
-    Style{14, "m/y/d"},         Style{15, "d/y/m"},
-    Style{16, "b d Y h:i:s"},   Style{17, "l:ip"},
-    Style{18, "h:i"},           Style{19, "l:i:s:fp"},
-    Style{20, "h:i:s:f"},       Style{21, "y/m/d h:i:s"},
-    Style{22, "y/m/d l:ip"},    Style{23, "Y-m-dTh:i:s"},
-    Style{36, "l:i:s.fp"},      Style{37, "h:i:s.f"},
-    Style{38, "b e Y l:i:s.fp"}, Style{39, "b e Y h:i:s.f"},
-    Style{40, "Y-m-d h:i:s.f"}};
+    Style{0, "b e Y l:ip"},     Style{1, "m/d/y"},         Style{2, "y.m.d"},
+    Style{3, "d/m/y"},          Style{4, "d.m.y"},         Style{5, "d-m-y"},
+    Style{6, "d b y"},          Style{7, "b d, y"},        Style{8, "h:i:s"},
+    Style{9, "b e Y l:i:s:fp"}, Style{10, "m-d-y"},        Style{11, "y/m/d"},
+    Style{12, "ymd"},           Style{13, "y/d/m"},        Style{14, "m/y/d"},
+    Style{15, "d/y/m"},         Style{16, "b d Y h:i:s"},  Style{17, "l:ip"},
+    Style{18, "h:i"},           Style{19, "l:i:s:fp"},     Style{20, "h:i:s:f"},
+    Style{21, "y/m/d h:i:s"},   Style{22, "y/m/d l:ip"},   Style{23, "Y-m-dTh:i:s"},
+    Style{36, "l:i:s.fp"},      Style{37, "h:i:s.f"},      Style{38, "b e Y l:i:s.fp"},
+    Style{39, "b e Y h:i:s.f"}, Style{40, "Y-m-d h:i:s.f"}};
 
 const char* patternOf(int style) {
   const int wanted = style >= 100 ? style - 100 : style;
@@ -292,19 +285,44 @@ std::string formatMoment(Moment moment, int style) {
   std::string result;
   for (const char* c = patternOf(style); *c != '\0'; ++c) {
     switch (*c) {
-      case 'Y': result += digits(t.year, "%04d"); break;
-      case 'y': result += longYear ? digits(t.year, "%04d") : digits(t.year % 100, "%02d"); break;
-      case 'm': result += digits(t.month, "%02d"); break;
-      case 'b': result += std::string(kMonths[static_cast<std::size_t>(t.month - 1)], 3); break;
-      case 'd': result += digits(t.day, "%02d"); break;
-      case 'e': result += digits(t.day, "%2d"); break;
-      case 'h': result += digits(t.hour, "%02d"); break;
-      case 'l': result += digits(hourOfTwelve, "%2d"); break;
-      case 'i': result += digits(t.minute, "%02d"); break;
-      case 's': result += digits(t.second, "%02d"); break;
-      case 'f': result += digits(t.microsecond / 1000, "%03d"); break;
-      case 'p': result += t.hour < 12 ? "AM" : "PM"; break;
-      default: result += *c;
+      case 'Y':
+        result += digits(t.year, "%04d");
+        break;
+      case 'y':
+        result += longYear ? digits(t.year, "%04d") : digits(t.year % 100, "%02d");
+        break;
+      case 'm':
+        result += digits(t.month, "%02d");
+        break;
+      case 'b':
+        result += std::string(kMonths[static_cast<std::size_t>(t.month - 1)], 3);
+        break;
+      case 'd':
+        result += digits(t.day, "%02d");
+        break;
+      case 'e':
+        result += digits(t.day, "%2d");
+        break;
+      case 'h':
+        result += digits(t.hour, "%02d");
+        break;
+      case 'l':
+        result += digits(hourOfTwelve, "%2d");
+        break;
+      case 'i':
+        result += digits(t.minute, "%02d");
+        break;
+      case 's':
+        result += digits(t.second, "%02d");
+        break;
+      case 'f':
+        result += digits(t.microsecond / 1000, "%03d");
+        break;
+      case 'p':
+        result += t.hour < 12 ? "AM" : "PM";
+        break;
+      default:
+        result += *c;
     }
   }
   return result;
@@ -315,13 +333,17 @@ std::optional<DatePart> datePart(std::string_view word) {
     std::string_view shortName, longName;
     DatePart part;
   };
-  static constexpr std::array kNames = {
-      Name{"yy", "year", DatePart::Year},       Name{"qq", "quarter", DatePart::Quarter},
-      Name{"mm", "month", DatePart::Month},     Name{"dy", "dayofyear", DatePart::DayOfYear},
-      Name{"dd", "day", DatePart::Day},         Name{"wk", "week", DatePart::Week},
-      Name{"dw", "weekday", DatePart::Weekday}, Name{"hh", "hour", DatePart::Hour},
-      Name{"mi", "minute", DatePart::Minute},   Name{"ss", "second", DatePart::Second},
-      Name{"ms", "millisecond", DatePart::Millisecond}};
+  static constexpr std::array kNames = {Name{"yy", "year", DatePart::Year},
+                                        Name{"qq", "quarter", DatePart::Quarter},
+                                        Name{"mm", "month", DatePart::Month},
+                                        Name{"dy", "dayofyear", DatePart::DayOfYear},
+                                        Name{"dd", "day", DatePart::Day},
+                                        Name{"wk", "week", DatePart::Week},
+                                        Name{"dw", "weekday", DatePart::Weekday},
+                                        Name{"hh", "hour", DatePart::Hour},
+                                        Name{"mi", "minute", DatePart::Minute},
+                                        Name{"ss", "second", DatePart::Second},
+                                        Name{"ms", "millisecond", DatePart::Millisecond}};
   const auto wanted = lower(word);
   for (const Name& name : kNames) {
     if (wanted == name.shortName || wanted == name.longName) return name.part;
@@ -335,17 +357,28 @@ std::int64_t partOf(Moment moment, DatePart part) {
   // 1900-01-01 was a Monday; weeks begin on Sunday.
   const auto weekday = ((dayOf(moment) + 1) % 7 + 7) % 7 + 1;
   switch (part) {
-    case DatePart::Year: return t.year;
-    case DatePart::Quarter: return (t.month - 1) / 3 + 1;
-    case DatePart::Month: return t.month;
-    case DatePart::DayOfYear: return dayOfYear;
-    case DatePart::Day: return t.day;
-    case DatePart::Week: return (dayOfYear - weekday + 6) / 7 + 1;
-    case DatePart::Weekday: return weekday;
-    case DatePart::Hour: return t.hour;
-    case DatePart::Minute: return t.minute;
-    case DatePart::Second: return t.second;
-    case DatePart::Millisecond: return t.microsecond / 1000;
+    case DatePart::Year:
+      return t.year;
+    case DatePart::Quarter:
+      return (t.month - 1) / 3 + 1;
+    case DatePart::Month:
+      return t.month;
+    case DatePart::DayOfYear:
+      return dayOfYear;
+    case DatePart::Day:
+      return t.day;
+    case DatePart::Week:
+      return (dayOfYear - weekday + 6) / 7 + 1;
+    case DatePart::Weekday:
+      return weekday;
+    case DatePart::Hour:
+      return t.hour;
+    case DatePart::Minute:
+      return t.minute;
+    case DatePart::Second:
+      return t.second;
+    case DatePart::Millisecond:
+      return t.microsecond / 1000;
   }
   return 0;
 }
@@ -370,12 +403,18 @@ Moment addMonths(Moment moment, std::int64_t count) {
 
 Moment unitOf(DatePart part) {
   switch (part) {
-    case DatePart::Week: return 7 * kMicrosecondsPerDay;
-    case DatePart::Hour: return kMicrosecondsPerHour;
-    case DatePart::Minute: return kMicrosecondsPerMinute;
-    case DatePart::Second: return kMicrosecondsPerSecond;
-    case DatePart::Millisecond: return 1000;
-    default: return kMicrosecondsPerDay;
+    case DatePart::Week:
+      return 7 * kMicrosecondsPerDay;
+    case DatePart::Hour:
+      return kMicrosecondsPerHour;
+    case DatePart::Minute:
+      return kMicrosecondsPerMinute;
+    case DatePart::Second:
+      return kMicrosecondsPerSecond;
+    case DatePart::Millisecond:
+      return 1000;
+    default:
+      return kMicrosecondsPerDay;
   }
 }
 
@@ -383,10 +422,14 @@ Moment unitOf(DatePart part) {
 
 Moment addParts(Moment moment, DatePart part, std::int64_t count) {
   switch (part) {
-    case DatePart::Year: return addMonths(moment, 12 * count);
-    case DatePart::Quarter: return addMonths(moment, 3 * count);
-    case DatePart::Month: return addMonths(moment, count);
-    default: return moment + count * unitOf(part);
+    case DatePart::Year:
+      return addMonths(moment, 12 * count);
+    case DatePart::Quarter:
+      return addMonths(moment, 3 * count);
+    case DatePart::Month:
+      return addMonths(moment, count);
+    default:
+      return moment + count * unitOf(part);
   }
 }
 
@@ -394,13 +437,16 @@ std::int64_t partsBetween(DatePart part, Moment from, Moment to) {
   const CalendarTime a = calendarOf(from);
   const CalendarTime b = calendarOf(to);
   switch (part) {
-    case DatePart::Year: return b.year - a.year;
+    case DatePart::Year:
+      return b.year - a.year;
     case DatePart::Quarter:
       return (b.year - a.year) * 4 + (b.month - 1) / 3 - (a.month - 1) / 3;
-    case DatePart::Month: return (b.year - a.year) * 12 + b.month - a.month;
+    case DatePart::Month:
+      return (b.year - a.year) * 12 + b.month - a.month;
     case DatePart::Week:
       return floorDivide(dayOf(to) + 1, 7) - floorDivide(dayOf(from) + 1, 7);
-    default: return floorDivide(to, unitOf(part)) - floorDivide(from, unitOf(part));
+    default:
+      return floorDivide(to, unitOf(part)) - floorDivide(from, unitOf(part));
   }
 }
 

@@ -18,6 +18,12 @@ std::shared_ptr<const ParsedBatch> Server::procedure(const ObjectInfo& object) {
   return kept;
 }
 
+Row rowOf(const Statement& statement) {
+  Row row;
+  for (int i = 0; i < statement.columnCount(); ++i) row.push_back(statement.cell(i));
+  return row;
+}
+
 Session::Session(Server& server) : server(server), number_(server.nextSession()) {}
 
 Session::~Session() {
@@ -79,11 +85,12 @@ std::shared_ptr<const ParsedBatch> Session::parse(std::string_view text, Outcome
   return batch;
 }
 
-void Session::run(std::string_view text, Outcome& outcome) {
+bool Session::run(std::string_view text, Outcome& outcome) {
   const auto batch = parse(text, outcome);
-  if (!batch) return;
+  if (!batch) return true;
   BatchRun run(*this, batch, outcome);
   if (run.compile()) run.run();
+  return !batch->statements.empty();
 }
 
 std::optional<RowStream> Session::runStreaming(std::string_view text, Outcome& outcome) {

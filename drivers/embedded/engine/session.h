@@ -42,6 +42,8 @@ class Server {
 
   Catalog catalog;
   Running running;
+  /// Where new connections start: the database that the last script was in.
+  std::string database = "master";
 
  private:
   std::map<int, std::shared_ptr<const ParsedBatch>> procedures_;
@@ -72,6 +74,9 @@ struct RowStream {
   Statement statement;
 };
 
+/// The values of the row that a statement stands on.
+Row rowOf(const Statement& statement);
+
 class Session {
  public:
   explicit Session(Server& server);
@@ -79,8 +84,9 @@ class Session {
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  /// Runs a batch. Everything that happens, refusals too, goes to `outcome`.
-  void run(std::string_view batch, Outcome& outcome);
+  /// Runs a batch. Everything that happens, refusals too, goes to `outcome`. False for a batch
+  /// without a statement.
+  bool run(std::string_view batch, Outcome& outcome);
   /// The same, but when the last statement is a query whose rows are nobody else's business, it is
   /// handed back instead of being read.
   std::optional<RowStream> runStreaming(std::string_view batch, Outcome& outcome);

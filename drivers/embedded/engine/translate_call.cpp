@@ -40,18 +40,30 @@ ServerError unknownFunction(const std::string& name, std::uint32_t line) {
 ColumnType resultType(const FunctionRule& rule, const std::vector<SqlValue>& arguments) {
   const bool nullable = rule.nullable;
   switch (rule.result) {
-    case ResultRule::Int: return intType(nullable);
-    case ResultRule::Smallint: return plainType(TypeKind::Smallint, nullable);
-    case ResultRule::Tinyint: return plainType(TypeKind::Tinyint, nullable);
-    case ResultRule::Bit: return plainType(TypeKind::Bit, nullable);
-    case ResultRule::Float: return floatType(nullable);
-    case ResultRule::Moment: return plainType(TypeKind::Datetime, nullable);
-    case ResultRule::Name: return varcharType(30, nullable);
-    case ResultRule::Text255: return varcharType(255, nullable);
-    case ResultRule::Wide: return varcharType(kWidest, nullable);
-    case ResultRule::Binary16: return varbinaryType(16, nullable);
-    case ResultRule::First: return withNullability(arguments.at(0).type, nullable);
-    case ResultRule::FirstText: break;
+    case ResultRule::Int:
+      return intType(nullable);
+    case ResultRule::Smallint:
+      return plainType(TypeKind::Smallint, nullable);
+    case ResultRule::Tinyint:
+      return plainType(TypeKind::Tinyint, nullable);
+    case ResultRule::Bit:
+      return plainType(TypeKind::Bit, nullable);
+    case ResultRule::Float:
+      return floatType(nullable);
+    case ResultRule::Moment:
+      return plainType(TypeKind::Datetime, nullable);
+    case ResultRule::Name:
+      return varcharType(30, nullable);
+    case ResultRule::Text255:
+      return varcharType(255, nullable);
+    case ResultRule::Wide:
+      return varcharType(kWidest, nullable);
+    case ResultRule::Binary16:
+      return varbinaryType(16, nullable);
+    case ResultRule::First:
+      return withNullability(arguments.at(0).type, nullable);
+    case ResultRule::FirstText:
+      break;
   }
   const ColumnType& first = arguments.at(0).type;
   if (isBinary(first.kind)) return varbinaryType(first.length, nullable);
@@ -180,8 +192,7 @@ SqlValue Translator::aggregate(const std::string& name, const Call& call, const 
                           " datatype as an argument.",
                       line);
   }
-  ColumnType result = isInteger(type.kind) && type.kind != TypeKind::Bigint ? intType(true)
-                                                                             : type;
+  ColumnType result = isInteger(type.kind) && type.kind != TypeKind::Bigint ? intType(true) : type;
   if (type.precision) result = numericType(38, scaleOf(type));
   if (name == "sum") {
     const std::string sql = "sum(" + inside + ")";
@@ -189,8 +200,8 @@ SqlValue Translator::aggregate(const std::string& name, const Call& call, const 
             withNullability(result, true)};
   }
   // The average of integers is one, without its fraction.
-  const std::string sql =
-      isInteger(type.kind) ? "(sum(" + inside + ") / count(" + inside + "))" : "avg(" + inside + ")";
+  const std::string sql = isInteger(type.kind) ? "(sum(" + inside + ") / count(" + inside + "))"
+                                               : "avg(" + inside + ")";
   if (type.precision) result = numericType(38, std::max(scaleOf(type), 6));
   return {sql, withNullability(result, true)};
 }

@@ -15,13 +15,20 @@ namespace {
 
 const char* symbolOf(BinaryOp op) {
   switch (op) {
-    case BinaryOp::Equal: return "=";
-    case BinaryOp::NotEqual: return "<>";
-    case BinaryOp::Less: return "<";
-    case BinaryOp::LessEqual: return "<=";
-    case BinaryOp::Greater: return ">";
-    case BinaryOp::GreaterEqual: return ">=";
-    default: return nullptr;
+    case BinaryOp::Equal:
+      return "=";
+    case BinaryOp::NotEqual:
+      return "<>";
+    case BinaryOp::Less:
+      return "<";
+    case BinaryOp::LessEqual:
+      return "<=";
+    case BinaryOp::Greater:
+      return ">";
+    case BinaryOp::GreaterEqual:
+      return ">=";
+    default:
+      return nullptr;
   }
 }
 
@@ -70,8 +77,7 @@ std::string Translator::condition(const Expr& expr, const Scope* scope, Polarity
           [&](const InSubquery& e) { return membership(e, line, scope, polarity); },
           [&](const Between& e) {
             const SqlValue v = value(*e.value, scope);
-            const std::string low =
-                compared(BinaryOp::GreaterEqual, v, value(*e.low, scope), line);
+            const std::string low = compared(BinaryOp::GreaterEqual, v, value(*e.low, scope), line);
             const std::string high = compared(BinaryOp::LessEqual, v, value(*e.high, scope), line);
             return (e.negated ? "NOT (" : "(") + low + " AND " + high + ")";
           },
@@ -211,10 +217,11 @@ std::string Translator::membership(const InSubquery& in, std::uint32_t line, con
   const SqlValue v = value(*in.value, scope);
   const QueryText inner = query(*in.query, scope, QueryUse::Values);
   if (inner.columns.size() != 1) {
-    throw ServerError(116, 15, 1,
-                      "The symbol '*' can only be used for a subquery select list when the subquery "
-                      "is introduced with EXISTS or NOT EXISTS.",
-                      line);
+    throw ServerError(
+        116, 15, 1,
+        "The symbol '*' can only be used for a subquery select list when the subquery "
+        "is introduced with EXISTS or NOT EXISTS.",
+        line);
   }
   const std::string names = "IN (" + inner.sql + ")";
   const ColumnType& type = inner.columns[0].type;

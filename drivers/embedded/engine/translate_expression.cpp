@@ -64,27 +64,26 @@ std::string Translator::parameter(Parameter::Source source, const std::string& n
 
 SqlValue Translator::value(const Expr& expr, const Scope* scope) {
   const std::uint32_t line = expr.range.line;
-  return std::visit(
-      Overloaded{
-          [&](const Literal& e) { return literal(e); },
-          [&](const tsql::Variable& e) { return variable(e, line); },
-          [&](const GlobalVariable& e) { return global(e, line); },
-          [&](const ColumnRef& e) {
-            static const Scope kNoTables;
-            const FoundColumn found = (scope ? *scope : kNoTables).resolve(e, line);
-            SqlValue result{found.column->sql, found.column->type, e.column};
-            result.isColumn = true;
-            return result;
-          },
-          [&](const Unary& e) { return unary(e, expr, scope); },
-          [&](const Binary& e) { return binary(e, expr, scope); },
-          [&](const ScalarSubquery& e) { return scalarSubquery(*e.query, scope); },
-          [&](const Case& e) { return caseValue(e, expr, scope); },
-          [&](const Call& e) { return call(e, expr, scope); },
-          [&](const Convert& e) { return convertValue(e, expr, scope); },
-          [&](const auto&) -> SqlValue { throw syntaxError("=", line); },
-      },
-      expr.node);
+  return std::visit(Overloaded{
+                        [&](const Literal& e) { return literal(e); },
+                        [&](const tsql::Variable& e) { return variable(e, line); },
+                        [&](const GlobalVariable& e) { return global(e, line); },
+                        [&](const ColumnRef& e) {
+                          static const Scope kNoTables;
+                          const FoundColumn found = (scope ? *scope : kNoTables).resolve(e, line);
+                          SqlValue result{found.column->sql, found.column->type, e.column};
+                          result.isColumn = true;
+                          return result;
+                        },
+                        [&](const Unary& e) { return unary(e, expr, scope); },
+                        [&](const Binary& e) { return binary(e, expr, scope); },
+                        [&](const ScalarSubquery& e) { return scalarSubquery(*e.query, scope); },
+                        [&](const Case& e) { return caseValue(e, expr, scope); },
+                        [&](const Call& e) { return call(e, expr, scope); },
+                        [&](const Convert& e) { return convertValue(e, expr, scope); },
+                        [&](const auto&) -> SqlValue { throw syntaxError("=", line); },
+                    },
+                    expr.node);
 }
 
 SqlValue Translator::literal(const Literal& literal) {
@@ -111,15 +110,16 @@ SqlValue Translator::literal(const Literal& literal) {
       result.type = varbinaryType(static_cast<int>(bytes.size()), false);
       break;
     }
-    case LiteralKind::Float: result.type = floatType(false); break;
+    case LiteralKind::Float:
+      result.type = floatType(false);
+      break;
     case LiteralKind::Integer:
     case LiteralKind::Decimal:
     case LiteralKind::Money: {
       const auto point = literal.text.find('.');
       const auto digits = static_cast<int>(literal.text.size()) - (point != std::string::npos);
-      const int scale = point == std::string::npos
-                            ? 0
-                            : static_cast<int>(literal.text.size() - point) - 1;
+      const int scale =
+          point == std::string::npos ? 0 : static_cast<int>(literal.text.size() - point) - 1;
       const bool fitsInt = literal.kind == LiteralKind::Integer &&
                            (digits < 10 || (digits == 10 && literal.text <= "2147483647"));
       if (fitsInt) break;
@@ -184,8 +184,8 @@ SqlValue Translator::concatenation(const SqlValue& left, const SqlValue& right) 
     return isUnicode(value.type.kind) ? value.type.length / 2 : value.type.length;
   };
   const bool unicode = isUnicode(left.type.kind) || isUnicode(right.type.kind);
-  const int length = std::min((left.isNull ? 0 : characters(left)) +
-                                  (right.isNull ? 0 : characters(right)), 16384);
+  const int length = std::min(
+      (left.isNull ? 0 : characters(left)) + (right.isNull ? 0 : characters(right)), 16384);
   SqlValue result{"(" + part(left) + " || " + part(right) + ")",
                   declaredType(unicode ? TypeKind::Univarchar : TypeKind::Varchar,
                                std::max(length, 1), std::nullopt, nullable)};
@@ -200,16 +200,16 @@ SqlValue Translator::bitwise(const char* op, const SqlValue& left, const SqlValu
     if (isInteger(side.type.kind)) return side.sql;
     if (!isBinary(side.type.kind)) {
       throw ServerError(403, 16, 1,
-                        "Invalid operator for datatype op: " + std::string(op) + " type: " +
-                            shownName(side.type.kind) + ".",
+                        "Invalid operator for datatype op: " + std::string(op) +
+                            " type: " + shownName(side.type.kind) + ".",
                         line);
     }
     return converted(side, intType(true));
   };
   const std::string a = integer(left), b = integer(right);
   const bool wide = left.type.kind == TypeKind::Bigint || right.type.kind == TypeKind::Bigint;
-  const ColumnType type = plainType(wide ? TypeKind::Bigint : TypeKind::Int,
-                                    left.type.nullable || right.type.nullable);
+  const ColumnType type =
+      plainType(wide ? TypeKind::Bigint : TypeKind::Int, left.type.nullable || right.type.nullable);
   if (*op == '^') return {"((" + a + " | " + b + ") - (" + a + " & " + b + "))", type};
   return {"(" + a + " " + op + " " + b + ")", type};
 }
@@ -223,10 +223,14 @@ SqlValue Translator::binary(const Binary& binary, const Expr& expr, const Scope*
   };
   char op = '+';
   switch (binary.op) {
-    case BinaryOp::BitAnd: return bitwise("&", left, right, line);
-    case BinaryOp::BitOr: return bitwise("|", left, right, line);
-    case BinaryOp::BitXor: return bitwise("^", left, right, line);
-    case BinaryOp::Concat: return concatenation(left, right);
+    case BinaryOp::BitAnd:
+      return bitwise("&", left, right, line);
+    case BinaryOp::BitOr:
+      return bitwise("|", left, right, line);
+    case BinaryOp::BitXor:
+      return bitwise("^", left, right, line);
+    case BinaryOp::Concat:
+      return concatenation(left, right);
     case BinaryOp::Add: {
       if (!isText(left) && !isText(right)) break;
       const bool joins = (isText(left) || left.isNull) && (isText(right) || right.isNull);
@@ -236,11 +240,20 @@ SqlValue Translator::binary(const Binary& binary, const Expr& expr, const Scope*
       if (!isBinary(text.type.kind)) requireImplicit(text.type.kind, number.type.kind, line);
       break;
     }
-    case BinaryOp::Subtract: op = '-'; break;
-    case BinaryOp::Multiply: op = '*'; break;
-    case BinaryOp::Divide: op = '/'; break;
-    case BinaryOp::Modulo: op = '%'; break;
-    default: throw syntaxError("=", line);
+    case BinaryOp::Subtract:
+      op = '-';
+      break;
+    case BinaryOp::Multiply:
+      op = '*';
+      break;
+    case BinaryOp::Divide:
+      op = '/';
+      break;
+    case BinaryOp::Modulo:
+      op = '%';
+      break;
+    default:
+      throw syntaxError("=", line);
   }
   if (left.isNull || right.isNull) {
     return {"NULL", withNullability(left.isNull ? right.type : left.type, true)};
@@ -286,8 +299,8 @@ SqlValue Translator::caseValue(const Case& expr, const Expr& whole, const Scope*
     nullable = nullable || result.isNull;
     if (!result.isNull) type = type ? commonType(*type, result.type, line) : result.type;
   }
-  const ColumnType common = withNullability(type.value_or(intType()), nullable ||
-                                            (type && type->nullable));
+  const ColumnType common =
+      withNullability(type.value_or(intType()), nullable || (type && type->nullable));
   std::string sql = "CASE";
   for (std::size_t i = 0; i < results.size(); ++i) {
     sql += i < tests.size() ? " WHEN " + tests[i] + " THEN " : " ELSE ";
@@ -299,10 +312,11 @@ SqlValue Translator::caseValue(const Case& expr, const Expr& whole, const Scope*
 SqlValue Translator::scalarSubquery(const Query& inner, const Scope* scope) {
   const QueryText text = query(inner, scope, QueryUse::Values);
   if (text.columns.size() != 1) {
-    throw ServerError(116, 15, 1,
-                      "The symbol '*' can only be used for a subquery select list when the subquery "
-                      "is introduced with EXISTS or NOT EXISTS.",
-                      inner.range.line);
+    throw ServerError(
+        116, 15, 1,
+        "The symbol '*' can only be used for a subquery select list when the subquery "
+        "is introduced with EXISTS or NOT EXISTS.",
+        inner.range.line);
   }
   return {"(" + text.sql + ")", withNullability(text.columns[0].type, true)};
 }
@@ -352,8 +366,9 @@ std::string Translator::assigned(const SqlValue& value, const ColumnType& to, st
   } else if (from.kind == to.kind) {
     fits = from.precision == to.precision && from.scale == to.scale && from.length <= to.length &&
            !isExactFraction(from.kind);
-    if (isExactFraction(from.kind)) fits = value.isColumn && from.length == to.length &&
-                                           from.precision == to.precision && from.scale == to.scale;
+    if (isExactFraction(from.kind))
+      fits = value.isColumn && from.length == to.length && from.precision == to.precision &&
+             from.scale == to.scale;
     if (from.kind == TypeKind::Binary && !to.nullable) fits = from.length == to.length;
   }
   return fits ? value.sql : converted(value, to);

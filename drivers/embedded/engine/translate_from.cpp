@@ -43,7 +43,9 @@ bool hasSubquery(const Expr& expr) {
   });
 }
 
-std::string sourceText(const Source& source) { return source.sqliteTable + " AS " + source.sqlAlias; }
+std::string sourceText(const Source& source) {
+  return source.sqliteTable + " AS " + source.sqlAlias;
+}
 
 }  // namespace
 
@@ -59,8 +61,8 @@ Source Translator::viewSource(const ObjectInfo& view, Source source) {
   source.sqliteTable = "(" + text.sql + ")";
   const auto columns = context_.catalog.columns(view.id);
   for (std::size_t i = 0; i < text.columns.size() && i < columns.size(); ++i) {
-    source.columns.push_back({columns[i].name, columns[i].type,
-                              source.sqlAlias + ".r" + std::to_string(i + 1)});
+    source.columns.push_back(
+        {columns[i].name, columns[i].type, source.sqlAlias + ".r" + std::to_string(i + 1)});
   }
   return source;
 }
@@ -119,8 +121,7 @@ Source Translator::sourceOf(const DerivedTable& table, const Scope* outer) {
   const QueryText text = query(*table.query, outer, QueryUse::Values);
   source.sqliteTable = "(" + text.sql + ")";
   for (std::size_t i = 0; i < text.columns.size(); ++i) {
-    const std::string& name =
-        i < table.columns.size() ? table.columns[i] : text.columns[i].name;
+    const std::string& name = i < table.columns.size() ? table.columns[i] : text.columns[i].name;
     source.columns.push_back(
         {name, text.columns[i].type, source.sqlAlias + ".r" + std::to_string(i + 1)});
   }
@@ -130,9 +131,7 @@ Source Translator::sourceOf(const DerivedTable& table, const Scope* outer) {
 void Translator::addSources(const TableRef& table, Scope& scope) {
   std::visit(Overloaded{
                  [&](const NamedTable& t) { scope.sources.push_back(sourceOf(t)); },
-                 [&](const DerivedTable& t) {
-                   scope.sources.push_back(sourceOf(t, scope.outer));
-                 },
+                 [&](const DerivedTable& t) { scope.sources.push_back(sourceOf(t, scope.outer)); },
                  [&](const Join& join) {
                    addSources(*join.left, scope);
                    addSources(*join.right, scope);
@@ -147,11 +146,20 @@ std::string Translator::renderTable(const TableRef& table, const Scope& scope, s
   if (join == nullptr) return sourceText(scope.sources[next++]);
   const char* word = " JOIN ";
   switch (join->kind) {
-    case JoinKind::Left: word = " LEFT JOIN "; break;
-    case JoinKind::Right: word = " RIGHT JOIN "; break;
-    case JoinKind::Full: word = " FULL JOIN "; break;
-    case JoinKind::Inner: break;
-    case JoinKind::Cross: word = " CROSS JOIN "; break;
+    case JoinKind::Left:
+      word = " LEFT JOIN ";
+      break;
+    case JoinKind::Right:
+      word = " RIGHT JOIN ";
+      break;
+    case JoinKind::Full:
+      word = " FULL JOIN ";
+      break;
+    case JoinKind::Inner:
+      break;
+    case JoinKind::Cross:
+      word = " CROSS JOIN ";
+      break;
   }
   std::string sql = renderTable(*join->left, scope, next);
   const bool nested = std::holds_alternative<Join>(join->right->node);
@@ -166,8 +174,8 @@ Translator::FromText Translator::outerJoins(const std::vector<TableRefPtr>& from
                                             const std::vector<const Expr*>& terms,
                                             const Scope& scope) {
   if (from.size() != scope.sources.size()) {
-    throw ServerError(313, 16, 1,
-                      "Outer joins of both kinds cannot stand in the same query.", from[0]->range.line);
+    throw ServerError(313, 16, 1, "Outer joins of both kinds cannot stand in the same query.",
+                      from[0]->range.line);
   }
   std::vector<std::vector<std::string>> conditions(scope.sources.size());
   std::vector<std::set<std::size_t>> needs(scope.sources.size());
@@ -207,8 +215,8 @@ Translator::FromText Translator::outerJoins(const std::vector<TableRefPtr>& from
   while (placed.size() < scope.sources.size()) {
     const auto before = placed.size();
     for (std::size_t i = 0; i < scope.sources.size(); ++i) {
-      const bool ready = std::includes(placed.begin(), placed.end(), needs[i].begin(),
-                                       needs[i].end());
+      const bool ready =
+          std::includes(placed.begin(), placed.end(), needs[i].begin(), needs[i].end());
       if (placed.count(i) != 0 || !ready || placed.empty()) continue;
       result.sql += " LEFT JOIN " + sourceText(scope.sources[i]) + " ON ";
       for (std::size_t c = 0; c < conditions[i].size(); ++c) {

@@ -21,9 +21,8 @@ bool isAggregate(const Expr& expr) {
 }
 
 bool aggregates(const Select& select) {
-  return std::any_of(select.items.begin(), select.items.end(), [](const SelectItem& item) {
-    return anyWithin(*item.value, isAggregate);
-  });
+  return std::any_of(select.items.begin(), select.items.end(),
+                     [](const SelectItem& item) { return anyWithin(*item.value, isAggregate); });
 }
 
 std::string listed(const std::vector<SqlValue>& items, bool collate) {
@@ -47,10 +46,11 @@ Plan Translator::select(const Query& whole) {
   const bool assigns = !first.items.empty() && !first.items.front().variable.empty();
   for (const SelectItem& item : first.items) {
     if (item.variable.empty() == assigns) {
-      throw ServerError(141, 15, 1,
-                        "A SELECT statement that assigns a value to a variable must not be combined "
-                        "with data-retrieval operations.",
-                        item.value->range.line);
+      throw ServerError(
+          141, 15, 1,
+          "A SELECT statement that assigns a value to a variable must not be combined "
+          "with data-retrieval operations.",
+          item.value->range.line);
     }
     if (!assigns) continue;
     if (context_.variables.find(item.variable) == context_.variables.end()) {

@@ -40,10 +40,10 @@ const ColumnInfo& requireColumn(const WriteTarget& target, const std::string& na
 }
 
 ServerError nullRefused(const ColumnInfo& column, const WriteTarget& target, std::uint32_t line) {
-  return ServerError(233, 16, 2,
-                     "The column " + column.name + " in table " + target.name +
-                         " does not allow null values.",
-                     line);
+  return ServerError(
+      233, 16, 2,
+      "The column " + column.name + " in table " + target.name + " does not allow null values.",
+      line);
 }
 
 ExprPtr defaultExpression(const std::string& text) {
@@ -148,7 +148,8 @@ std::vector<const ColumnInfo*> Translator::listedColumns(const Insert& statement
     }
   }
   if (columns.size() != valueCount) {
-    throw ServerError(213, 16, 4, "Insert error: column name or number of supplied values does not "
+    throw ServerError(213, 16, 4,
+                      "Insert error: column name or number of supplied values does not "
                       "match table definition.",
                       line);
   }
@@ -184,13 +185,12 @@ Plan Translator::insert(const Insert& statement, const WriteTarget& target) {
     for (const ColumnInfo& column : target.columns) {
       if (!column.computed.empty()) continue;
       columns += (columns.empty() ? "" : ", ") + quotedName(column.sqliteColumn);
-      selected += (selected.empty() ? "" : ", ") +
-                  omitted(column, target, statement.table.range.line);
+      selected +=
+          (selected.empty() ? "" : ", ") + omitted(column, target, statement.table.range.line);
     }
     return finish("INSERT INTO " + target.sqliteTable + " (" + columns + ") SELECT " + selected);
   } else {
-    const QueryText text =
-        query(*std::get<QueryPtr>(statement.source), nullptr, QueryUse::Result);
+    const QueryText text = query(*std::get<QueryPtr>(statement.source), nullptr, QueryUse::Result);
     const std::string alias = newAlias();
     from = " FROM (" + text.sql + ") AS " + alias;
     for (std::size_t i = 0; i < text.columns.size(); ++i) {
@@ -210,8 +210,7 @@ Plan Translator::insertBound(const Insert& statement, const WriteTarget& target,
 }
 
 // The rows of a from list that holds the table to change, or to which it is added.
-Translator::JoinedTarget Translator::joinedTarget(const ObjectName& name,
-                                                  const WriteTarget& target,
+Translator::JoinedTarget Translator::joinedTarget(const ObjectName& name, const WriteTarget& target,
                                                   const std::vector<TableRefPtr>& from,
                                                   const Expr* where) {
   JoinedTarget joined;

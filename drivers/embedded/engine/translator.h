@@ -131,8 +131,7 @@ class Translator {
   SqlValue global(const tsql::GlobalVariable& variable, std::uint32_t line);
   SqlValue unary(const tsql::Unary& unary, const tsql::Expr& expr, const Scope* scope);
   SqlValue binary(const tsql::Binary& binary, const tsql::Expr& expr, const Scope* scope);
-  SqlValue bitwise(const char* op, const SqlValue& left, const SqlValue& right,
-                   std::uint32_t line);
+  SqlValue bitwise(const char* op, const SqlValue& left, const SqlValue& right, std::uint32_t line);
   SqlValue caseValue(const tsql::Case& expr, const tsql::Expr& whole, const Scope* scope);
   SqlValue scalarSubquery(const tsql::Query& query, const Scope* scope);
   SqlValue convertValue(const tsql::Convert& convert, const tsql::Expr& expr, const Scope* scope);
@@ -178,7 +177,7 @@ class Translator {
   struct JoinedTarget {
     Scope scope;
     std::size_t source = 0;
-    std::string from;   // the from list with the where clause
+    std::string from;  // the from list with the where clause
   };
   JoinedTarget joinedTarget(const tsql::ObjectName& name, const WriteTarget& target,
                             const std::vector<tsql::TableRefPtr>& from, const tsql::Expr* where);

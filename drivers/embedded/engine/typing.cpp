@@ -33,14 +33,21 @@ bool isApproximate(TypeKind kind) { return kind == TypeKind::Float || kind == Ty
 int precisionOf(const ColumnType& type) {
   if (type.precision) return *type.precision;
   switch (type.kind) {
-    case TypeKind::Bit: return 1;
-    case TypeKind::Tinyint: return 3;
+    case TypeKind::Bit:
+      return 1;
+    case TypeKind::Tinyint:
+      return 3;
     case TypeKind::Smallint:
-    case TypeKind::Usmallint: return 5;
-    case TypeKind::Bigint: return 19;
-    case TypeKind::Ubigint: return 20;
-    case TypeKind::Money: return 19;
-    default: return 10;
+    case TypeKind::Usmallint:
+      return 5;
+    case TypeKind::Bigint:
+      return 19;
+    case TypeKind::Ubigint:
+      return 20;
+    case TypeKind::Money:
+      return 19;
+    default:
+      return 10;
   }
 }
 
@@ -76,10 +83,14 @@ bool convertsImplicitly(TypeKind from, TypeKind to) {
   const TypeFamily target = familyOf(to);
   if (source == target) return true;
   switch (source) {
-    case TypeFamily::Character: return target != TypeFamily::Number;
-    case TypeFamily::Binary: return target == TypeFamily::Character || target == TypeFamily::Number;
-    case TypeFamily::Number: return target == TypeFamily::Binary;
-    case TypeFamily::Temporal: return target == TypeFamily::Character;
+    case TypeFamily::Character:
+      return target != TypeFamily::Number;
+    case TypeFamily::Binary:
+      return target == TypeFamily::Character || target == TypeFamily::Number;
+    case TypeFamily::Number:
+      return target == TypeFamily::Binary;
+    case TypeFamily::Temporal:
+      return target == TypeFamily::Character;
   }
   return false;
 }
@@ -125,8 +136,7 @@ ColumnType commonType(const ColumnType& a, const ColumnType& b, std::uint32_t li
 ColumnType arithmeticType(const ColumnType& a, const ColumnType& b, char op, std::uint32_t line) {
   const auto number = [&](const ColumnType& type, const ColumnType& other) {
     if (familyOf(type.kind) == TypeFamily::Number) return type;
-    const TypeKind wanted =
-        familyOf(other.kind) == TypeFamily::Number ? other.kind : TypeKind::Int;
+    const TypeKind wanted = familyOf(other.kind) == TypeFamily::Number ? other.kind : TypeKind::Int;
     requireImplicit(type.kind, wanted, line);
     return plainType(wanted, type.nullable);
   };
@@ -138,7 +148,8 @@ ColumnType arithmeticType(const ColumnType& a, const ColumnType& b, char op, std
     const int scaleA = scaleOf(left), scaleB = scaleOf(right);
     const int wholeA = precisionOf(left) - scaleA, wholeB = precisionOf(right) - scaleB;
     switch (op) {
-      case '*': return numericResult(wholeA + wholeB + 1, scaleA + scaleB, nullable);
+      case '*':
+        return numericResult(wholeA + wholeB + 1, scaleA + scaleB, nullable);
       case '/': {
         const int scale = std::max(scaleA + precisionOf(right) + 1, 6);
         return numericResult(wholeA + scaleB, scale, nullable);
