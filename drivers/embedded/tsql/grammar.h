@@ -200,7 +200,7 @@ class Parser {
   bool columnClause(ColumnDefinition& column);
   DefaultClause defaultClause();
   Constraint constraint(bool ofColumn);
-  bool atConstraint() const;
+  bool atConstraint(std::size_t ahead = 0) const;
   KeyConstraint keyConstraint(bool primary, bool ofColumn);
   ForeignKeyConstraint references();
   CheckConstraint check();
@@ -215,6 +215,7 @@ class Parser {
   StatementNode alterStatement();
   void alterAction(AlterTable& table);
   void addActions(AlterTable& table);
+  void modifyActions(AlterTable& table);
   void dropActions(AlterTable& table);
   SwitchTrigger switchTrigger(bool enable);
   StatementNode dropStatement();

@@ -29,8 +29,9 @@ bool startsWord(char c) {
 
 bool continuesWord(char c) { return startsWord(c) || isDigit(c) || c == '$' || c == '@'; }
 
-// Cuts at a character, so that the message stays valid UTF-8.
+// The rest of the line at most; cut at a character, so that the message stays valid UTF-8.
 std::string_view quotation(std::string_view text) {
+  text = text.substr(0, text.find_first_of("\r\n"));
   if (text.size() <= kLongestQuotation) return text;
   std::size_t size = kLongestQuotation;
   while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) --size;

@@ -18,16 +18,15 @@ StatementNode Parser::createTable(bool proxy) {
   };
   if (!proxy || atSymbol("(")) parenthesizedList(element);
   tableTail(result);
-  if (proxy && accept("external")) {
-    while (atName()) take();
-  }
+  if (proxy && accept("external")) wordText();  // table, procedure or file
   if (proxy && accept("at")) nameOrString();
   return result;
 }
 
 void Parser::tableTail(CreateTable& table) {
   for (;;) {
-    if (accept("lock")) {
+    if (at("lock") && !at("table", 1)) {
+      take();
       table.lockScheme = wordText();
     } else if (accept("with")) {
       table.options = storageOptions();
@@ -66,9 +65,10 @@ Partitioning Parser::partitioning() {
 
 // ---------------------------------------------------------------- columns and constraints
 
-bool Parser::atConstraint() const {
-  return at("constraint") || at("primary") || at("unique") || at("foreign") || at("check") ||
-         at("references");
+bool Parser::atConstraint(std::size_t ahead) const {
+  static constexpr std::string_view kWords[] = {"constraint", "primary", "unique",
+                                                "foreign",    "check",   "references"};
+  return std::ranges::any_of(kWords, [&](std::string_view word) { return at(word, ahead); });
 }
 
 ColumnDefinition Parser::columnDefinition() {
@@ -282,14 +282,7 @@ void Parser::alterAction(AlterTable& table) {
   } else if (accept("drop")) {
     dropActions(table);
   } else if (accept("modify")) {
-    ModifyColumn action;
-    const Token& first = peek();
-    action.column.name = name();
-    if (!at("null") && !at("not") && !at("in") && !at("off")) action.column.type = dataType();
-    while (columnClause(action.column)) {
-    }
-    action.column.range = from(first);
-    table.actions.emplace_back(std::move(action));
+    modifyActions(table);
   } else if (accept("replace")) {
     ReplaceDefault action;
     action.column = name();
@@ -323,10 +316,22 @@ void Parser::addActions(AlterTable& table) {
     } else {
       table.actions.emplace_back(AddColumn{columnDefinition()});
     }
-    const bool another = atSymbol(",") && (atName(1) || at("constraint", 1) || at("primary", 1) ||
-                                           at("unique", 1) || at("foreign", 1) || at("check", 1));
+    const bool another = atSymbol(",") && (atName(1) || atConstraint(1));
     if (!another) return;
   } while (acceptSymbol(","));
+}
+
+void Parser::modifyActions(AlterTable& table) {
+  do {
+    const Token& first = peek();
+    ColumnDefinition column;
+    column.name = name();
+    if (!at("null") && !at("not") && !at("in") && !at("off")) column.type = dataType();
+    while (columnClause(column)) {
+    }
+    column.range = from(first);
+    table.actions.emplace_back(ModifyColumn{std::move(column)});
+  } while (atName(1) && acceptSymbol(","));
 }
 
 void Parser::dropActions(AlterTable& table) {
