@@ -631,6 +631,7 @@ struct CreateIndex {
 
 struct CreateView {
   ObjectName name;
+  bool orReplace = false;
   std::vector<std::string> columns;
   QueryPtr query;
   bool checkOption = false;

@@ -1,0 +1,335 @@
+#include <algorithm>
+#include <array>
+
+#include "drivers/embedded/tsql/grammar.h"
+#include "drivers/embedded/tsql/words.h"
+
+namespace kelvane::tsql {
+namespace {
+
+// Options of `set` whose values are more than one word or end in neither on, off nor a number.
+constexpr auto kOneWordOptions = std::to_array<std::string_view>(
+    {"dateformat", "datefirst", "language", "proxy", "quoted_identifier"});
+
+}  // namespace
+
+StatementNode Parser::declareStatement() {
+  if (!atKind(TokenKind::Variable, 1)) return declareCursor();
+  expect("declare");
+  Declare result;
+  commaList([&] {
+    VariableDeclaration variable;
+    variable.name = variableName();
+    accept("as");
+    variable.type = dataType();
+    if (acceptSymbol("=")) variable.initial = expression();
+    result.variables.push_back(std::move(variable));
+  });
+  return result;
+}
+
+StatementNode Parser::declareCursor() {
+  expect("declare");
+  DeclareCursor result;
+  result.name = name();
+  while (atName()) take();  // insensitive, scroll, ...
+  expect("cursor");
+  expect("for");
+  result.query = query();
+  return result;
+}
+
+StatementNode Parser::openStatement() {
+  expect("open");
+  return OpenCursor{name()};
+}
+
+StatementNode Parser::closeStatement() {
+  expect("close");
+  return CloseCursor{name()};
+}
+
+StatementNode Parser::deallocateStatement() {
+  expect("deallocate");
+  accept("cursor");
+  return DeallocateCursor{name()};
+}
+
+StatementNode Parser::fetchStatement() {
+  expect("fetch");
+  FetchCursor result;
+  for (const std::string_view direction : {"next", "prior", "first", "last"})
+    if (at(direction) && (at("from", 1) || atName(1))) result.direction = wordText();
+  for (const std::string_view direction : {"absolute", "relative"})
+    if (at(direction) && !at("into", 1)) {
+      result.direction = wordText();
+      result.offset = constant();
+    }
+  accept("from");
+  result.name = name();
+  if (accept("into")) commaList([&] { result.into.push_back(variableName()); });
+  return result;
+}
+
+StatementNode Parser::setStatement() {
+  if (atKind(TokenKind::Variable, 1)) return setVariables();
+  expect("set");
+  SetOption result;
+  commaList([&] { result.names.push_back(wordText()); });
+  const std::string& option = result.names.front();
+  if (option == "transaction") {
+    expect("isolation");
+    expect("level");
+    result.values = {"isolation", "level"};
+    result.values.push_back(setValue());
+    if (accept("uncommitted"))
+      result.values.push_back("uncommitted");
+    else if (accept("committed"))
+      result.values.push_back("committed");
+    else if (result.values.back() == "repeatable")
+      result.values.push_back(setValue());
+    return result;
+  }
+  if (option == "statistics" || option == "plan")
+    commaList([&] { result.values.push_back(setValue()); });
+  const bool oneWord = std::ranges::find(kOneWordOptions, option) != kOneWordOptions.end();
+  // Names of objects, roles and the like stand between the option and its on or off.
+  for (bool more = true; more;) {
+    if (atName() && !oneWord && !at("on") && !at("off")) {
+      const ObjectName object = objectName();
+      result.values.emplace_back(object.range.in(batch_));
+      more = !endsStatement();
+    } else {
+      more = atKind(TokenKind::Word) && !oneWord && !at("on") && !at("off");
+      result.values.push_back(setValue());
+    }
+  }
+  if (option == "cursor" && accept("for")) result.values.push_back(name());
+  return result;
+}
+
+std::string Parser::setValue() {
+  if (atKind(TokenKind::Symbol) && (atSymbol("-") || atSymbol("+"))) {
+    std::string sign = take().value();
+    if (!atKind(TokenKind::Integer)) unexpected();
+    return sign + take().value();
+  }
+  if (atKind(TokenKind::Symbol) || endsStatement()) unexpected();
+  return atKind(TokenKind::Word) ? wordText() : take().value();
+}
+
+StatementNode Parser::setVariables() {
+  expect("set");
+  SetVariables result;
+  commaList([&] {
+    if (!atKind(TokenKind::Variable)) unexpected();
+    result.assignments.push_back(assignment());
+  });
+  return result;
+}
+
+StatementNode Parser::beginStatement() {
+  if (at("tran", 1) || at("transaction", 1)) return transaction(TransactionAction::Begin);
+  expect("begin");
+  Block result;
+  for (skipSeparators(); !accept("end"); skipSeparators()) result.statements.push_back(statement());
+  return result;
+}
+
+StatementNode Parser::ifStatement() {
+  expect("if");
+  If result;
+  result.condition = expression();
+  result.then = statement();
+  std::size_t ahead = 0;
+  while (atSymbol(";", ahead)) ++ahead;
+  if (!at("else", ahead)) return result;
+  skipSeparators();
+  expect("else");
+  result.otherwise = statement();
+  return result;
+}
+
+StatementNode Parser::whileStatement() {
+  expect("while");
+  While result;
+  result.condition = expression();
+  result.body = statement();
+  return result;
+}
+
+StatementNode Parser::breakStatement() {
+  expect("break");
+  return Break{};
+}
+
+StatementNode Parser::continueStatement() {
+  expect("continue");
+  return Continue{};
+}
+
+StatementNode Parser::returnStatement() {
+  expect("return");
+  Return result;
+  if (startsExpression()) result.value = expression();
+  return result;
+}
+
+StatementNode Parser::gotoStatement() {
+  expect("goto");
+  return Goto{name()};
+}
+
+StatementNode Parser::labelStatement() {
+  Label result{name()};
+  expectSymbol(":");
+  return result;
+}
+
+StatementNode Parser::printStatement() {
+  expect("print");
+  Print result;
+  result.format = expression();
+  while (acceptSymbol(",")) result.arguments.push_back(expression());
+  return result;
+}
+
+StatementNode Parser::raiseErrorStatement() {
+  expect("raiserror");
+  RaiseError result;
+  result.number = constant();
+  acceptSymbol(",");
+  if (atKind(TokenKind::String) || atKind(TokenKind::Variable)) result.format = expression();
+  while (acceptSymbol(",")) result.arguments.push_back(expression());
+  if (accept("with")) {
+    expect("errordata");
+    commaList([&] { selectItem(); });
+  }
+  return result;
+}
+
+StatementNode Parser::waitForStatement() {
+  expect("waitfor");
+  WaitFor result;
+  result.untilTime = accept("time");
+  if (!result.untilTime) expect("delay");
+  result.value = constant();
+  return result;
+}
+
+StatementNode Parser::executeStatement() {
+  return std::visit([](auto&& call) { return StatementNode(std::move(call)); },
+                    executeOrImmediate());
+}
+
+std::variant<Execute, ExecuteImmediate> Parser::executeOrImmediate() {
+  take();  // exec or execute
+  if (acceptSymbol("(")) {
+    ExecuteImmediate result{expression()};
+    expectSymbol(")");
+    return result;
+  }
+  return executeCall();
+}
+
+// A procedure name alone, which only the first statement of a batch may be.
+StatementNode Parser::procedureCall() { return executeCall(); }
+
+Execute Parser::executeCall() {
+  Execute result;
+  if (atKind(TokenKind::Variable) && atSymbol("=", 1)) {
+    result.statusVariable = variableName();
+    expectSymbol("=");
+  }
+  if (atKind(TokenKind::Variable)) {
+    result.procedureVariable = variableName();
+  } else {
+    result.procedure = objectName();
+  }
+  if (atSymbol(";") && atKind(TokenKind::Integer, 1)) {
+    take();
+    result.number = typeArgument();
+  }
+  if (atArgument()) commaList([&] { result.arguments.push_back(executeArgument()); });
+  if (accept("with")) {
+    expect("recompile");
+    result.recompile = true;
+  }
+  return result;
+}
+
+bool Parser::atArgument() const {
+  return atConstant() || at("default") || (atName() && !atSymbol(":", 1));
+}
+
+ExecuteArgument Parser::executeArgument() {
+  ExecuteArgument result;
+  if (atKind(TokenKind::Variable) && atSymbol("=", 1)) {
+    result.name = variableName();
+    expectSymbol("=");
+  }
+  if (!atArgument()) unexpected();
+  const Token& first = peek();
+  if (atName()) {
+    result.bareWord = true;
+    std::string word = name();
+    result.value =
+        std::make_unique<Expr>(Expr{from(first), Literal{LiteralKind::String, std::move(word)}});
+  } else if (!accept("default")) {
+    result.value = constant();
+  }
+  result.output = accept("output") || accept("out");
+  return result;
+}
+
+StatementNode Parser::transaction(TransactionAction action) {
+  take();
+  if (!accept("tran") && !accept("transaction")) accept("work");
+  Transaction result{action, {}};
+  if (atKind(TokenKind::Variable))
+    result.name = variableName();
+  else if (atName() && !atSymbol(":", 1))
+    result.name = name();
+  return result;
+}
+
+StatementNode Parser::commitStatement() { return transaction(TransactionAction::Commit); }
+
+StatementNode Parser::rollbackStatement() {
+  if (!at("trigger", 1)) return transaction(TransactionAction::Rollback);
+  take();
+  take();
+  Utility result{"rollback trigger"};
+  if (accept("with")) raiseErrorStatement();
+  return result;
+}
+
+StatementNode Parser::saveStatement() { return transaction(TransactionAction::Save); }
+
+StatementNode Parser::useStatement() {
+  expect("use");
+  return UseDatabase{nameOrString()};
+}
+
+StatementNode Parser::setUserStatement() {
+  expect("setuser");
+  SetUser result;
+  if (atNameOrString() && !atSymbol(":", 1)) result.user = nameOrString();
+  return result;
+}
+
+// Runs up to the next statement. `create`, `alter`, `update` and `delete` come here with what they
+// act on as second word.
+StatementNode Parser::utilityStatement() {
+  Utility result{wordText()};
+  for (const std::string_view verb : {"alter", "create", "delete", "update"})
+    if (result.verb == verb) result.verb += ' ' + wordText();
+  for (;;) {
+    if (atSymbol("(")) skipParenthesized();
+    const bool forLoad = at("load") && tokens_[at_ - 1].reserved == "for";
+    if (endsStatement() && !forLoad) return result;
+    take();
+  }
+}
+
+}  // namespace kelvane::tsql

@@ -1,0 +1,260 @@
+// The recursive-descent parser behind parser.h. One source file for each area of the grammar:
+// expressions, queries, data, control, tables, routines, permissions; grammar.cpp has the tokens
+// and the choice of the statement.
+//
+// Internal to this folder. A parser reads one batch and is then thrown away.
+//
+// Two bounds keep hostile input from overflowing a stack. `depth_` is how deep the parser itself
+// stands; `height_` is the height of the tallest tree finished in the current scope, because a
+// chain such as a+b+c+... grows a tall tree without any recursion here, and whoever walks or frees
+// the tree later recurses over it.
+#pragma once
+
+#include <limits>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/lexer.h"
+
+namespace kelvane::tsql {
+
+class Parser {
+ public:
+  Parser(std::string_view batch, ParseOptions options);
+
+  StatementList batch();
+  ExprPtr wholeExpression();
+
+ private:
+  /// How tightly an operator binds; every operator of one level is left-associative.
+  enum class Level { Or, And, Comparison, Additive, Multiplicative, Operand };
+
+  struct BinaryOperator {
+    std::string_view symbol;
+    BinaryOp op;
+    Level level;
+  };
+  static const BinaryOperator kBinaryOperators[];
+
+  struct Nesting {
+    explicit Nesting(Parser& parser);
+    ~Nesting() { --parser.depth_; }
+    Nesting(const Nesting&) = delete;
+    Nesting& operator=(const Nesting&) = delete;
+    Parser& parser;
+  };
+
+  // Tokens. Words are compared without regard to case; `word` must be in lower case.
+  const Token& peek(std::size_t ahead = 0) const;
+  const Token& take();
+  bool at(std::string_view word, std::size_t ahead = 0) const;
+  bool atSymbol(std::string_view symbol, std::size_t ahead = 0) const;
+  bool atKind(TokenKind kind, std::size_t ahead = 0) const { return peek(ahead).kind == kind; }
+  bool atName(std::size_t ahead = 0) const;
+  bool atNameOrString() const { return atName() || atKind(TokenKind::String); }
+  bool accept(std::string_view word);
+  bool acceptSymbol(std::string_view symbol);
+  void expect(std::string_view word);
+  void expectSymbol(std::string_view symbol);
+  [[noreturn]] void unexpected() const;
+  [[noreturn]] void nestedTooDeeply() const;
+  SourceRange from(const Token& first) const;
+
+  // `item()` for each element of a comma list.
+  template <class Item>
+  void commaList(Item item) {
+    do item();
+    while (acceptSymbol(","));
+  }
+  // The same between parentheses; a comma before the closing one is forgiven, as the server does.
+  template <class Item>
+  void parenthesizedList(Item item) {
+    expectSymbol("(");
+    do item();
+    while (acceptSymbol(",") && !atSymbol(")"));
+    expectSymbol(")");
+  }
+
+  // Names and small parts.
+  std::string name();
+  std::string nameOrString();
+  std::string variableName();
+  std::string wordText();
+  std::vector<std::string> parenthesizedNames();
+  ObjectName objectName();
+  ObjectName objectNameOf(std::vector<std::string> parts, const Token& first) const;
+  std::vector<std::string> dottedParts();
+  DataType dataType();
+  std::string builtInTypeName();
+  std::int64_t integer(std::int64_t largest = std::numeric_limits<std::int64_t>::max());
+  int typeArgument();
+  SortOrder sortOrder();
+  void skipParenthesized();
+
+  // Expressions.
+  ExprPtr expression(Level level = Level::Or);
+  ExprPtr binaryTail(ExprPtr left, Level level, const Token& first);
+  bool extendLogical(ExprPtr& left, Level level, const Token& first);
+  bool extendComparison(ExprPtr& left, const Token& first);
+  bool extendBinary(ExprPtr& left, Level level, const Token& first);
+  ExprPtr quantifiedOrBinary(BinaryOp op, ExprPtr left, Level operand, const Token& first);
+  ExprPtr membership(ExprPtr value, bool negated, const Token& first);
+  ExprPtr prefix();
+  ExprPtr primary();
+  ExprPtr parenthesized();
+  ExprPtr literal(LiteralKind kind);
+  ExprPtr caseExpression();
+  ExprPtr convertCall();
+  ExprPtr castCall();
+  ExprPtr reservedPrimary();
+  ExprPtr nameExpression();
+  ExprPtr call(ObjectName function, const Token& first);
+  ExprPtr constant();
+  bool atConstant() const;
+  bool startsExpression() const;
+  bool atSubquery() const;
+  bool startsQuery() const;
+  ExprPtr make(ExprNode node, const Token& first);
+  void growTaller();
+
+  // Queries.
+  QueryPtr query();
+  QueryPtr queryFrom(QueryPtr leading, const Token& first);
+  QueryPtr parenthesizedQuery();
+  void unionOperand(Query& query, bool all);
+  Select select();
+  SelectItem selectItem();
+  std::string alias();
+  bool atAlias() const;
+  bool atJoin() const;
+  std::vector<TableRefPtr> fromList();
+  TableRefPtr tableRef();
+  JoinKind joinKind();
+  TableRefPtr join(TableRefPtr left, const Token& first);
+  TableRefPtr tableFactor();
+  NamedTable namedTable();
+  void tableHints(NamedTable& table);
+  void selectTail(Query& query);
+  void forClause(Query& query);
+  void isolationClause();
+
+  // Statements.
+  StatementPtr statement();
+  StatementNode statementNode();
+  StatementList statementsUntilEnd();
+  void skipSeparators();
+  bool endsStatement() const;
+  bool atBareCall() const;
+
+  StatementNode selectStatement();
+  StatementNode insertStatement();
+  StatementNode updateStatement();
+  StatementNode deleteStatement();
+  StatementNode truncateStatement();
+  std::optional<std::uint64_t> topClause();
+  Assignment assignment();
+  void whereClause(ExprPtr& where, std::string& currentOf);
+
+  StatementNode declareStatement();
+  StatementNode declareCursor();
+  StatementNode openStatement();
+  StatementNode closeStatement();
+  StatementNode deallocateStatement();
+  StatementNode fetchStatement();
+  StatementNode setStatement();
+  StatementNode setVariables();
+  std::string setValue();
+  StatementNode beginStatement();
+  StatementNode ifStatement();
+  StatementNode whileStatement();
+  StatementNode breakStatement();
+  StatementNode continueStatement();
+  StatementNode returnStatement();
+  StatementNode gotoStatement();
+  StatementNode labelStatement();
+  StatementNode printStatement();
+  StatementNode raiseErrorStatement();
+  StatementNode waitForStatement();
+  StatementNode executeStatement();
+  StatementNode procedureCall();
+  Execute executeCall();
+  std::variant<Execute, ExecuteImmediate> executeOrImmediate();
+  ExecuteArgument executeArgument();
+  bool atArgument() const;
+  StatementNode commitStatement();
+  StatementNode rollbackStatement();
+  StatementNode saveStatement();
+  StatementNode transaction(TransactionAction action);
+  StatementNode useStatement();
+  StatementNode setUserStatement();
+  StatementNode utilityStatement();
+
+  StatementNode createStatement();
+  StatementNode createTable(bool proxy);
+  StatementNode createIndex();
+  ColumnDefinition columnDefinition();
+  bool columnClause(ColumnDefinition& column);
+  DefaultClause defaultClause();
+  Constraint constraint(bool ofColumn);
+  bool atConstraint(std::size_t ahead = 0) const;
+  KeyConstraint keyConstraint(bool primary, bool ofColumn);
+  ForeignKeyConstraint references();
+  CheckConstraint check();
+  IndexKey indexKey();
+  Clustering clustering();
+  std::vector<StorageOption> storageOptions();
+  StorageOption storageOption();
+  bool atNextStorageOption() const;
+  std::string segment();
+  void tableTail(CreateTable& table);
+  Partitioning partitioning();
+  StatementNode alterStatement();
+  void alterAction(AlterTable& table);
+  void addActions(AlterTable& table);
+  void modifyActions(AlterTable& table);
+  void dropActions(AlterTable& table);
+  SwitchTrigger switchTrigger(bool enable);
+  StatementNode dropStatement();
+
+  StatementNode createView(bool orReplace);
+  StatementNode createProcedure(bool orReplace);
+  StatementNode createFunction(bool orReplace);
+  StatementNode createTrigger(bool orReplace);
+  StatementNode createRule(bool orReplace);
+  StatementNode createDefault(bool orReplace);
+  std::vector<Parameter> parameters();
+  Parameter parameter();
+  StatementList body(SourceRange& range);
+  TriggerEvents triggerEvents();
+
+  StatementNode grantStatement();
+  StatementNode revokeStatement();
+  void privilegesOrRoles(Permission& permission);
+  Privilege privilege();
+  void grantees(Permission& permission);
+  void grantedBy(Permission& permission);
+
+  struct StatementRule {
+    std::string_view word;
+    StatementNode (Parser::*parse)();
+  };
+  static const StatementRule kStatementRules[];
+  static const StatementRule* statementRule(std::string_view word);
+
+  static constexpr int kMaxDepth = 250;
+  static constexpr int kMaxHeight = 500;
+
+  std::string_view batch_;
+  std::vector<Token> tokens_;
+  std::size_t at_ = 0;
+  std::size_t firstStatement_ = 0;
+  int depth_ = 0;
+  int height_ = 0;
+  bool wholeBatch_ = false;  // the statement being read is stored with the text of the batch
+};
+
+}  // namespace kelvane::tsql

@@ -1,0 +1,194 @@
+#include "drivers/embedded/tsql/lexer.h"
+
+#include <algorithm>
+#include <array>
+
+#include "drivers/embedded/tsql/error.h"
+#include "drivers/embedded/tsql/scan.h"
+#include "drivers/embedded/tsql/words.h"
+
+namespace kelvane::tsql {
+namespace {
+
+constexpr auto kTwoCharacterSymbols =
+    std::to_array<std::string_view>({"<=", ">=", "<>", "!=", "!<", "!>", "*=", "=*", "||"});
+
+constexpr std::size_t kLongestQuotation = 255;
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+bool isHexDigit(char c) { return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
+
+bool isBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+// Every byte of a multi-byte character counts as a letter.
+bool startsWord(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == '#' ||
+         static_cast<unsigned char>(c) >= 0x80;
+}
+
+bool continuesWord(char c) { return startsWord(c) || isDigit(c) || c == '$' || c == '@'; }
+
+// The rest of the line at most; cut at a character, so that the message stays valid UTF-8.
+std::string_view quotation(std::string_view text) {
+  text = text.substr(0, text.find_first_of("\r\n"));
+  if (text.size() <= kLongestQuotation) return text;
+  std::size_t size = kLongestQuotation;
+  while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) --size;
+  return text.substr(0, size);
+}
+
+class Lexer {
+ public:
+  Lexer(std::string_view text, ParseOptions options) : text_(text), options_(options) {}
+
+  std::vector<Token> run() {
+    std::vector<Token> tokens;
+    tokens.reserve(text_.size() / 5 + 1);
+    for (skipBlanks(); at_ < text_.size(); skipBlanks()) tokens.push_back(next());
+    tokens.push_back(cut(TokenKind::End, at_));
+    return tokens;
+  }
+
+ private:
+  char ahead(std::size_t n) const { return at_ + n < text_.size() ? text_[at_ + n] : '\0'; }
+
+  template <class Predicate>
+  std::size_t endOfRun(std::size_t from, Predicate belongs) const {
+    while (from < text_.size() && belongs(text_[from])) ++from;
+    return from;
+  }
+
+  void advance(std::size_t end) {
+    line_ += static_cast<std::uint32_t>(std::count(text_.begin() + static_cast<std::ptrdiff_t>(at_),
+                                                   text_.begin() + static_cast<std::ptrdiff_t>(end),
+                                                   '\n'));
+    at_ = end;
+  }
+
+  void skipBlanks() {
+    while (at_ < text_.size()) {
+      if (isBlank(text_[at_])) {
+        advance(endOfRun(at_, isBlank));
+      } else if (isLineComment(text_, at_)) {
+        advance(endOfLine(text_, at_));
+      } else if (isBlockComment(text_, at_)) {
+        const std::size_t end = endOfBlockComment(text_, at_);
+        if (end == kUnclosed)
+          throw ServerError(113, 15, 1, "Missing end comment mark '*/'.", line_);
+        advance(end);
+      } else {
+        return;
+      }
+    }
+  }
+
+  Token cut(TokenKind kind, std::size_t end) {
+    Token token{.kind = kind,
+                .text = text_.substr(at_, end - at_),
+                .reserved = {},
+                .begin = static_cast<std::uint32_t>(at_),
+                .end = static_cast<std::uint32_t>(end),
+                .line = line_};
+    advance(end);
+    return token;
+  }
+
+  Token next() {
+    const char c = text_[at_];
+    if (startsWord(c)) return word();
+    if (c == '@') return variable();
+    if (isDigit(c) || (c == '.' && isDigit(ahead(1)))) return number();
+    if (c == '$' && (isDigit(ahead(1)) || (ahead(1) == '.' && isDigit(ahead(2))))) return money();
+    if (c == '\'') return quoted(TokenKind::String, c);
+    if (c == '"')
+      return quoted(options_.quotedIdentifier ? TokenKind::QuotedWord : TokenKind::String, c);
+    if (c == '[') return quoted(TokenKind::QuotedWord, ']');
+    const bool two =
+        std::ranges::find(kTwoCharacterSymbols, text_.substr(at_, 2)) != kTwoCharacterSymbols.end();
+    if (two) return cut(TokenKind::Symbol, at_ + 2);
+    return cut(TokenKind::Symbol, at_ + 1);
+  }
+
+  Token word() {
+    Token token = cut(TokenKind::Word, endOfRun(at_, continuesWord));
+    token.reserved = reservedWord(token.text);
+    return token;
+  }
+
+  Token variable() {
+    const std::size_t name = ahead(1) == '@' ? at_ + 2 : at_ + 1;
+    const std::size_t end = endOfRun(name, continuesWord);
+    if (end == name) return cut(TokenKind::Symbol, end);
+    return cut(name == at_ + 2 ? TokenKind::GlobalVariable : TokenKind::Variable, end);
+  }
+
+  std::size_t endOfDecimal(std::size_t from) const {
+    std::size_t end = endOfRun(from, isDigit);
+    if (end < text_.size() && text_[end] == '.') end = endOfRun(end + 1, isDigit);
+    return end;
+  }
+
+  Token number() {
+    if (text_[at_] == '0' && (ahead(1) == 'x' || ahead(1) == 'X'))
+      return cut(TokenKind::Binary, endOfRun(at_ + 2, isHexDigit));
+    const std::size_t end = endOfDecimal(at_);
+    if (end < text_.size() && (text_[end] == 'e' || text_[end] == 'E')) {
+      std::size_t exponent = end + 1;
+      if (exponent < text_.size() && (text_[exponent] == '+' || text_[exponent] == '-')) ++exponent;
+      const std::size_t last = endOfRun(exponent, isDigit);
+      if (last > exponent) return cut(TokenKind::Float, last);
+    }
+    const bool integer = text_.substr(at_, end - at_).find('.') == std::string_view::npos;
+    return cut(integer ? TokenKind::Integer : TokenKind::Decimal, end);
+  }
+
+  Token money() { return cut(TokenKind::Money, endOfDecimal(at_ + 1)); }
+
+  Token quoted(TokenKind kind, char closing) {
+    const std::size_t end = endOfQuoted(text_, at_, closing);
+    if (end == kUnclosed)
+      throw ServerError(105, 15, 1,
+                        "Unclosed quote before the character string '" +
+                            std::string(quotation(text_.substr(at_ + 1))) + "'.",
+                        line_);
+    return cut(kind, end);
+  }
+
+  std::string_view text_;
+  ParseOptions options_;
+  std::size_t at_ = 0;
+  std::uint32_t line_ = 1;
+};
+
+// A backslash before a line end continues a string on the next line.
+std::size_t continuationLength(std::string_view text) {
+  if (text.starts_with("\\\n")) return 2;
+  return text.starts_with("\\\r\n") ? 3 : 0;
+}
+
+}  // namespace
+
+std::string Token::value() const {
+  if (kind != TokenKind::String && kind != TokenKind::QuotedWord) return std::string(text);
+  const char closing = text.back();
+  const std::string_view inner = text.substr(1, text.size() - 2);
+  std::string result;
+  result.reserve(inner.size());
+  for (std::size_t i = 0; i < inner.size(); ++i) {
+    if (const std::size_t skip = continuationLength(inner.substr(i, 3));
+        skip > 0 && kind == TokenKind::String) {
+      i += skip - 1;
+      continue;
+    }
+    result += inner[i];
+    if (inner[i] == closing) ++i;
+  }
+  return result;
+}
+
+std::vector<Token> tokenize(std::string_view batch, ParseOptions options) {
+  return Lexer(batch, options).run();
+}
+
+}  // namespace kelvane::tsql

@@ -1,0 +1,224 @@
+// create and drop of everything but tables and indexes.
+#include <array>
+
+#include "drivers/embedded/tsql/error.h"
+#include "drivers/embedded/tsql/grammar.h"
+
+namespace kelvane::tsql {
+
+StatementNode Parser::createStatement() {
+  if (at("database", 1) || at("role", 1) || at("schema", 1) || at("login", 1) || at("plan", 1) ||
+      at("encryption", 1) || at("service", 1))
+    return utilityStatement();
+  const bool first = at_ == firstStatement_;
+  const Token& create = take();
+  const bool orReplace = accept("or");
+  if (orReplace) expect("replace");
+  const bool proxy = at("existing") && at("table", 1);
+  if (proxy) take();
+  if (accept("table")) return createTable(proxy);
+  if (accept("proxy_table")) return createTable(true);
+  if (at("unique") || at("clustered") || at("nonclustered") || at("index")) return createIndex();
+
+  struct Rule {
+    std::string_view word;
+    std::string_view name;
+    StatementNode (Parser::*parse)(bool);
+  };
+  static constexpr Rule kRules[] = {
+      {"view", "view", &Parser::createView},
+      {"procedure", "procedure", &Parser::createProcedure},
+      {"proc", "procedure", &Parser::createProcedure},
+      {"function", "function", &Parser::createFunction},
+      {"trigger", "trigger", &Parser::createTrigger},
+      {"rule", "rule", &Parser::createRule},
+      {"default", "default", &Parser::createDefault},
+  };
+  for (const Rule& rule : kRules) {
+    if (!at(rule.word)) continue;
+    if (!first)
+      throw ServerError(
+          111, 15, 1,
+          "create " + std::string(rule.name) + " must be the first command in a query batch.",
+          create.line);
+    take();
+    wholeBatch_ = true;
+    StatementNode node = (this->*rule.parse)(orReplace);
+    skipSeparators();
+    if (!atKind(TokenKind::End)) unexpected();
+    return node;
+  }
+  unexpected();
+}
+
+StatementNode Parser::createView(bool orReplace) {
+  CreateView result;
+  result.orReplace = orReplace;
+  result.name = objectName();
+  if (atSymbol("(")) result.columns = parenthesizedNames();
+  expect("as");
+  result.query = query();
+  if (accept("with")) {
+    expect("check");
+    expect("option");
+    result.checkOption = true;
+  }
+  return result;
+}
+
+Parameter Parser::parameter() {
+  const Token& first = peek();
+  Parameter result;
+  result.name = variableName();
+  accept("as");
+  result.type = dataType();
+  if (acceptSymbol("=")) {
+    const Token& value = peek();
+    if (atName()) {
+      std::string word = name();
+      result.defaultValue =
+          std::make_unique<Expr>(Expr{from(value), Literal{LiteralKind::String, std::move(word)}});
+    } else {
+      result.defaultValue = constant();
+    }
+    result.defaultRange = from(value);
+  }
+  if (accept("not")) {
+    expect("null");
+  } else {
+    accept("null");
+  }
+  result.output = accept("output") || accept("out") || accept("inout");
+  result.range = from(first);
+  return result;
+}
+
+std::vector<Parameter> Parser::parameters() {
+  std::vector<Parameter> result;
+  const auto add = [&] { result.push_back(parameter()); };
+  if (atSymbol("(") && atSymbol(")", 1)) {
+    take();
+    take();
+  } else if (atSymbol("(")) {
+    parenthesizedList(add);
+  } else if (atKind(TokenKind::Variable)) {
+    commaList(add);
+  }
+  return result;
+}
+
+// A routine's body reaches to the end of the batch.
+StatementList Parser::body(SourceRange& range) {
+  expect("as");
+  const Token& first = peek();
+  StatementList statements = statementsUntilEnd();
+  if (statements.empty()) unexpected();
+  range = {first.begin, static_cast<std::uint32_t>(batch_.size()), first.line};
+  return statements;
+}
+
+StatementNode Parser::createProcedure(bool orReplace) {
+  CreateProcedure result;
+  result.orReplace = orReplace;
+  result.name = objectName();
+  if (acceptSymbol(";")) result.number = typeArgument();
+  result.parameters = parameters();
+  while (accept("with")) {
+    if (accept("recompile")) {
+      result.recompile = true;
+    } else {
+      expect("execute");
+      expect("as");
+      wordText();
+    }
+  }
+  result.body = body(result.bodyRange);
+  return result;
+}
+
+StatementNode Parser::createFunction(bool orReplace) {
+  CreateFunction result;
+  result.orReplace = orReplace;
+  result.name = objectName();
+  result.parameters = parameters();
+  expect("returns");
+  result.returns = dataType();
+  if (accept("with")) expect("recompile");
+  result.body = body(result.bodyRange);
+  return result;
+}
+
+TriggerEvents Parser::triggerEvents() {
+  TriggerEvents events;
+  commaList([&] {
+    if (accept("insert")) {
+      events.insert = true;
+    } else if (accept("update")) {
+      events.update = true;
+    } else {
+      expect("delete");
+      events.remove = true;
+    }
+  });
+  return events;
+}
+
+StatementNode Parser::createTrigger(bool orReplace) {
+  CreateTrigger result;
+  result.orReplace = orReplace;
+  result.name = objectName();
+  expect("on");
+  result.table = objectName();
+  if (accept("instead")) {
+    expect("of");
+    result.insteadOf = true;
+  } else {
+    expect("for");
+  }
+  result.events = triggerEvents();
+  if (accept("order")) integer();
+  result.body = body(result.bodyRange);
+  return result;
+}
+
+StatementNode Parser::createRule(bool) {
+  CreateRule result;
+  result.name = objectName();
+  expect("as");
+  result.condition = expression();
+  return result;
+}
+
+StatementNode Parser::createDefault(bool) {
+  CreateDefault result;
+  result.name = objectName();
+  expect("as");
+  result.value = expression(Level::Additive);
+  return result;
+}
+
+StatementNode Parser::dropStatement() {
+  struct Rule {
+    std::string_view word;
+    DropKind kind;
+  };
+  static constexpr Rule kRules[] = {
+      {"table", DropKind::Table},         {"view", DropKind::View},
+      {"procedure", DropKind::Procedure}, {"proc", DropKind::Procedure},
+      {"function", DropKind::Function},   {"trigger", DropKind::Trigger},
+      {"rule", DropKind::Rule},           {"default", DropKind::Default},
+      {"index", DropKind::Index},         {"database", DropKind::Database},
+      {"role", DropKind::Role},
+  };
+  expect("drop");
+  for (const Rule& rule : kRules) {
+    if (!accept(rule.word)) continue;
+    Drop result{rule.kind, {}};
+    commaList([&] { result.names.push_back(objectName()); });
+    if (rule.kind == DropKind::Index && result.names.back().owner.empty()) unexpected();
+    return result;
+  }
+  unexpected();
+}
+
+}  // namespace kelvane::tsql

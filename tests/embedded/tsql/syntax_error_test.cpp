@@ -1,0 +1,92 @@
+#include "tests/embedded/tsql/samples.h"
+
+namespace kelvane::tsql {
+namespace {
+
+std::string repeated(std::string_view text, int count) {
+  std::string result;
+  for (int i = 0; i < count; ++i) result += text;
+  return result;
+}
+
+TEST(SyntaxError, NamesTheTokenAndItsLine) {
+  expectParsed({
+      {"select 1\nselect , 2", "102 2: Incorrect syntax near ','."},
+      {"select a\nfrom Order", "156 2: Incorrect syntax near the keyword 'Order'."},
+      {"exec sp_columns order,dbo", "156 1: Incorrect syntax near the keyword 'order'."},
+      {"exec sp_columns a,order", "156 1: Incorrect syntax near the keyword 'order'."},
+      {"select * from", "156 1: Incorrect syntax near the keyword 'from'."},
+      {"select (1", "102 1: Incorrect syntax near '1'."},
+      {"select a = b = c = d", "102 1: Incorrect syntax near '='."},
+      {"print 'x' sp_help", "102 1: Incorrect syntax near 'sp_help'."},
+      {"select 1 from a..", "102 1: Incorrect syntax near '.'."},
+      {"select a.b.c.d.e.f", "102 1: Incorrect syntax near 'f'."},
+      {"drop index i", "102 1: Incorrect syntax near 'i'."},
+      {"alter sequence s", "102 1: Incorrect syntax near 'sequence'."},
+      {"alter table t add column c int", "102 1: Incorrect syntax near 'int'."},
+      {"create table t (a int references r on delete cascade)",
+       "156 1: Incorrect syntax near the keyword 'on'."},
+      {"create view v as select 1 select 2", "156 1: Incorrect syntax near the keyword 'select'."},
+      {"create procedure p as", "156 1: Incorrect syntax near the keyword 'as'."},
+      {"select 99999999999999999999 from t order by 1 select top 99999999999999999999 a",
+       "102 1: Incorrect syntax near '99999999999999999999'."},
+  });
+}
+
+TEST(SyntaxError, SaysWhichQuoteOrCommentIsOpen) {
+  expectParsed({
+      {"select 1\nwhere a = 'x)", "105 2: Unclosed quote before the character string 'x)'."},
+      {"select 'it is\nopen", "105 1: Unclosed quote before the character string 'it is'."},
+      {"select [a", "105 1: Unclosed quote before the character string 'a'."},
+      {"select \"it''s", "105 1: Unclosed quote before the character string 'it''s'."},
+      {"select 1 /* ''", "113 1: Missing end comment mark '*/'."},
+  });
+}
+
+TEST(SyntaxError, WantsObjectsWithTextFirst) {
+  expectParsed({
+      {"print 'x'\ncreate proc p as select 1",
+       "111 2: create procedure must be the first command in a query batch."},
+      {"if 1 = 1 create view v as select 1",
+       "111 1: create view must be the first command in a query batch."},
+      {"; -- x\n create default d as 1", "(default d 1)"},
+  });
+}
+
+TEST(SyntaxError, RefusesWhatWouldOverflowAStack) {
+  constexpr int kMany = 2000;
+  const std::string text =
+      "191 1: Some part of your SQL statement is nested too deeply. Rewrite the query or break it "
+      "up into smaller queries.";
+  std::string tall = "select " + repeated("(", 100) + "1";
+  for (int level = 0; level < 100; ++level) tall += repeated("+1", 100) + ")";
+  for (const std::string& batch : {
+           "select " + repeated("(", kMany),
+           "select " + repeated("(select ", kMany),
+           "select 1" + repeated("+1", kMany),
+           "select " + repeated("- ", kMany) + "1",
+           "select " + repeated("f(", kMany),
+           "select 1 where " + repeated("not ", kMany),
+           "select 1 from " + repeated("(", kMany),
+           "select 1 from t" + repeated(" join t", kMany),
+           "select 1 from t" + repeated(" join t on 1=1", kMany),
+           repeated("begin ", kMany),
+           repeated("if 1=1 print 'x' else ", kMany) + "print 'y'",
+           tall,
+       })
+    EXPECT_EQ(parsed(batch), text) << batch.substr(0, 30);
+}
+
+TEST(SyntaxError, TakesLongListsAsTheyCome) {
+  constexpr int kMany = 3000;
+  const std::string condition = "select 1 where a = 1" + repeated(" or a = 1", kMany);
+  EXPECT_EQ(parsed(condition),
+            "(select 1 (where (or (= a 1)" + repeated(" (= a 1)", kMany) + ")))");
+  EXPECT_EQ(parsed("exec p 1" + repeated(", -1", kMany)),
+            "(exec p 1" + repeated(" (- 1)", kMany) + ")");
+  EXPECT_EQ(parsed(repeated("select 1 ", kMany)),
+            "(select 1)" + repeated(" (select 1)", kMany - 1));
+}
+
+}  // namespace
+}  // namespace kelvane::tsql
