@@ -292,8 +292,9 @@ TEST_F(TableDetails, ForeignKeySwitchesAndFailures) {
   Table failed = table();
   EXPECT_EQ(PopulateTableForeignKeys(context, failed), -1);
   EXPECT_THAT(lastError(), EndsWith(trapLine("PopulateTableForeignKeys")));
-  ASSERT_GE(drawn(failed).size(), 2u);
-  EXPECT_EQ(drawn(failed)[1], "foreign K2 | a | 1 | t | i | ");
+  EXPECT_THAT(drawn(failed),
+              ElementsAre("foreign K1 | a | 1 | t | i | ", "foreign K2 | a | 1 | t | i | ",
+                          "foreign K3 | c | 0 |  |  | "));
   Table refused = table();
   EXPECT_EQ(PopulateTableForeignKeys(context, refused), 0);
   EXPECT_EQ(refused, table());
@@ -347,8 +348,7 @@ TEST_F(TableDetails, IndexSwitchesAndFailures) {
   Table failed = table();
   EXPECT_EQ(PopulateIndexes(context, failed), -1);
   EXPECT_THAT(lastError(), EndsWith(trapLine("PopulateIndexes")));
-  ASSERT_GE(drawn(failed).size(), 2u);
-  EXPECT_EQ(drawn(failed)[0], "index i | a | ");
+  EXPECT_THAT(drawn(failed), ElementsAre("index i | a | ", "index j | a | ", "index  | c | "));
 }
 
 // ---- triggers and row count
