@@ -65,15 +65,17 @@ Status PopulateTableForeignKeys(FetchContext& context, Table& table) {
       const std::u16string name = text(8);
       const auto [known, isNew] = positions.try_emplace(name, created + 1);
       if (isNew) {
-        Key key;
-        key.Name = name;
-        key.ColumnName = text(1);
-        key.KeySequence = ado::NullToLong(rows->Fields(7).Value());
-        key.fk_ReferencesColumn = text(4);
-        key.fk_ReferencesTable = text(3);
-        if (context.options().Tables_ForeignKeys_PKRefs) key.fk_ReferencesPK = text(9);
-        table.ForeignKey.append(std::move(key));
+        // Filled in place: what was read before a failure stays.
+        table.ForeignKey.append({});
         ++created;
+        table.ForeignKey.edit(table.ForeignKey.count(), [&](Key& key) {
+          key.Name = name;
+          key.ColumnName = text(1);
+          key.KeySequence = ado::NullToLong(rows->Fields(7).Value());
+          key.fk_ReferencesColumn = text(4);
+          key.fk_ReferencesTable = text(3);
+          if (context.options().Tables_ForeignKeys_PKRefs) key.fk_ReferencesPK = text(9);
+        });
       } else {
         table.ForeignKey.edit(known->second, [&](Key& key) {
           key.ColumnName += u"," + text(1);

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "ado/client_recordset.h"
 #include "tests/support/ado_contract.h"
 
 namespace kelvane::testing {
@@ -39,36 +38,6 @@ TEST(ClientRecordset, ThrowsWhatTheServerSaidBehindItsResults) {
   EXPECT_EQ(rows->RecordCount(), 1);
   EXPECT_THROW(rows->NextRecordset(), ado::Failure);
   EXPECT_EQ(server.Errors().size(), 1u);
-}
-
-TEST(ScriptedConnection, TellsKindsOfCellsApart) {
-  ScriptedConnection server;
-  server.on("x", R"(
-      -
-      null
-      ''
-      ' '
-      'it''s | one'
-      '5'
-      5
-      -1.50
-      true
-      bare words)");
-  const auto rows = server.Open(u"x", ado::kClientCursor);
-  EXPECT_EQ(rows->Fields(0).Name(), u"");
-  const auto next = [&] {
-    const ado::StoredValue value(rows->Fields(0).Value());
-    rows->MoveNext();
-    return value;
-  };
-  using Text = std::u16string_view;
-  EXPECT_TRUE(next().view().isNull());
-  for (const Text text : {u"", u" ", u"it's | one", u"5"})
-    EXPECT_EQ(std::get<Text>(next().view()), text);
-  EXPECT_EQ(std::get<std::int64_t>(next().view()), 5);
-  EXPECT_EQ(std::get<ado::Decimal>(next().view()).text(), u"-1.50");
-  EXPECT_TRUE(std::get<bool>(next().view()));
-  EXPECT_EQ(std::get<Text>(next().view()), u"bare words");
 }
 
 }  // namespace

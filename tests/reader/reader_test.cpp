@@ -2,6 +2,7 @@
 
 #include <fstream>
 #include <map>
+#include <sstream>
 
 namespace kelvane::testing {
 namespace {
@@ -186,86 +187,30 @@ Lines drawn(const Schema& schema) {
 }
 
 const std::vector<DatabaseStatement>& smallDatabase() {
-  static const std::string oneColumn = catalogResult(
-      19,
-      {{{3, "id"}, {5, "int"}, {6, "10"}, {7, "4"}, {8, "0"}, {10, "0"}, {14, "7"}, {18, "1"}}});
-  static const std::string oneParameter = catalogResult(20, {{{3, "@id"},
-                                                              {6, "int"},
-                                                              {7, "10"},
-                                                              {8, "4"},
-                                                              {9, "0"},
-                                                              {11, "1"},
-                                                              {13, "8"},
-                                                              {15, "9"},
-                                                              {17, "2"},
-                                                              {19, "3"}}});
-  static const std::string grant =
-      "-|owner|name|protecttype|-|type\n SELECT|dbo|orders|1|null|U\n UPDATE|dbo|orders|1|id|U";
-  static const std::string create = "protecttype|-|-\n 1|'CREATE TABLE'|dbo";
-  static const auto source = [](const char* what) {
-    return "# Lines of Text\n 2\n ---\n text\n 'create '\n '" + std::string(what) + " '";
-  };
-  static const auto object = [](const char* name) {
-    return "owner|name\n dbo|" + std::string(name);
-  };
-  static const std::vector<DatabaseStatement> database = {
-      {"select @@version", "-\n'Adaptive Server Enterprise/12.5.4'", 0, "", false},
-      {statement("case_sensitivity"), "-\nCase_Sensitive", 0, "PopulateCaseSensitivity", false},
-
-      {statement("tables_list"), object("orders"), 1, "PopulateTableList", true},
-      {"exec sp_columns orders,dbo", oneColumn, 1, "PopulateTableColumns", true},
-      {statement("column_default", "orders", "dbo", "id"), "text\n'DEFAULT 0'", 1,
-       "RetrieveColumnDefault", false},
-      {statement("primary_keys", "orders", "dbo"),
-       "TableName|index_name|KeySeq|ColName\n orders|pk_orders|1|id", 1, "PopulateTablePrimaryKeys",
-       true},
-      {statement("clustering", "pk_orders"), "indid\n1", 1, "PopulateTablePrimaryKeys", true},
-      {statement("foreign_keys", "orders", "dbo"),
-       "TableName|ColName|refdb|reftable|RefColName|id|constrid|KeySeq|FK_NAME|refPkName\n"
-       "orders|parent|null|orders|id|1|2|1|fk_parent|pk_orders",
-       1, "PopulateTableForeignKeys", true},
-      {"exec sp_helpindex 'dbo.orders'",
-       "index_name|index_description|index_keys\n ix_parent|nonclustered|' parent'", 1,
-       "PopulateIndexes", true},
-      {statement("triggers", "orders", "dbo"),
-       "TrigName|CreateDate|IsUpdate|IsDelete|IsInsert\n tr_orders|null|1|false|true", 1,
-       "PopulateTableTriggers", true},
-      {"exec sp_helptext 'dbo.tr_orders'", source("trigger"), 1, "GetEntityDefinition", false},
-      {"select count(*) from dbo.orders", "-\n3", 1, "PopulateTableRowCount", true},
-
-      {statement("views_list"), object("v_open"), 2, "PopulateViewList", true},
-      {"exec sp_columns v_open,dbo", oneColumn, 2, "PopulateViewColumns", true},
-      {"exec sp_helptext 'dbo.v_open'", source("view"), 2, "GetEntityDefinition", false},
-
-      {statement("procedures_list"), object("p_load"), 3, "PopulateStoredProcList", true},
-      {"exec sp_sproc_columns p_load,dbo", oneParameter, 3, "PopulateStoredProcColumns", true},
-      {"exec sp_helptext 'dbo.p_load'", source("procedure"), 3, "GetEntityDefinition", false},
-
-      {statement("functions_list"), object("f_total"), 4, "PopulateFunctionList", true},
-      {"exec sp_sproc_columns f_total,dbo", oneParameter, 4, "PopulateFunctionColumns", true},
-      {"exec sp_helptext 'dbo.f_total'", source("function"), 4, "GetEntityDefinition", false},
-
-      {statement("types_list"), "owner|Name|datatypename|-|-\n dbo|t_money|numeric|null|null", 5,
-       "PopulateUDDTList", true},
-      {statement("type_details", "t_money"),
-       "name|name|length|prec|scale|allownulls|RULE_VALUE|DEFAULT_VALUE|OWNER\n"
-       "t_money|numeric|9|18|2|1|r_money|null|dbo",
-       5, "PopulateUDDTColumns", true},
-
-      {statement("users_list"), "name|-|-\n 'NT\\reporter'|null|public", 6, "PopulateUserList",
-       true},
-      {statement("object_permissions", "NT reporter"), grant, 6,
-       "PopulateUserPermissions_ObjectPriviliges", true},
-      {statement("user_system_permissions", "NT reporter"), create, 6,
-       "PopulateUserPermissions_SystemPriviliges", true},
-
-      {statement("groups_list"), "name\npublic", 7, "PopulateGroupList", true},
-      {statement("object_permissions", "public"), grant, 7,
-       "PopulateGroupPermissions_ObjectPriviliges", true},
-      {statement("group_system_permissions", "public"), create, 7,
-       "PopulateGroupPermissions_SystemPriviliges", true},
-      {statement("members", "public"), "name\nreporter", 7, "PopulateGroupUsers", true},
-  };
+  static const auto database = [] {
+    std::vector<DatabaseStatement> result;
+    std::ifstream file(KELVANE_TEST_FOLDER "/small_database.txt");
+    for (std::string line; std::getline(file, line);) {
+      if (line.starts_with('#') && result.empty()) continue;
+      if (!line.starts_with("> ")) {
+        if (!result.empty()) result.back().answer += line + '\n';
+        continue;
+      }
+      DatabaseStatement& one = result.emplace_back();
+      std::istringstream words(line.substr(2));
+      std::string end;
+      words >> one.category >> one.procedure >> end >> std::ws;
+      std::getline(words, one.text);
+      if (one.procedure == "-") one.procedure.clear();
+      one.endsFetch = end == "ends";
+      if (!one.text.starts_with('$')) continue;
+      std::istringstream parts(one.text.substr(1));
+      std::string section, name, owner, column;
+      parts >> section >> name >> owner >> column;
+      one.text = statement(section, replaced(name, "~", " "), owner, column);
+    }
+    return result;
+  }();
   return database;
 }
 

@@ -41,13 +41,13 @@ Lines drawn(const UDDT& type);
 Lines drawn(const Permission& permissions);
 Lines drawn(const Schema& schema);
 
-// A database with one object of each category, as the statements that an unrestricted fetch sends.
+// small_database.txt: one object of each category, as the statements of an unrestricted fetch.
 struct DatabaseStatement {
   std::string text;
   std::string answer;
-  int category;           // 0 for the server's facts, 1 for tables, ... 7 for groups
-  std::string procedure;  // named in LastError when its rows cannot be read
-  bool endsFetch;         // then
+  int category = 0;        // 0 for the server's facts, 1 for tables, ... 7 for groups
+  std::string procedure;   // named in LastError when its rows cannot be read
+  bool endsFetch = false;  // then
 };
 const std::vector<DatabaseStatement>& smallDatabase();
 Lines smallDatabaseDrawn();

@@ -135,10 +135,20 @@ std::vector<ColumnInfo> Catalog::columns(int objectId) {
     return columns;
   }
   const auto object = objectById(objectId);
-  const bool isTable = object && object->type == object_type::kTable;
+  const bool isRoutine =
+      object && (object->type == object_type::kProcedure || object->type == object_type::kFunction);
+  return readColumns(objectId, isRoutine ? 1 : 0, object && object->type == object_type::kTable);
+}
+
+std::vector<ColumnInfo> Catalog::parameters(int procedureId, int number) {
+  return readColumns(procedureId, number, false);
+}
+
+std::vector<ColumnInfo> Catalog::readColumns(int objectId, int number, bool inTable) {
+  std::vector<ColumnInfo> columns;
   store_.each(
       "SELECT name, colid, type, usertype, length, prec, scale, status, cdefault, domain,"
-      " computedcol FROM syscolumns WHERE id = ? AND number <= 1 ORDER BY colid",
+      " computedcol FROM syscolumns WHERE id = ? AND number = ? ORDER BY colid",
       [&](const Statement& row) {
         ColumnInfo column;
         column.name = row.text(0);
@@ -146,13 +156,13 @@ std::vector<ColumnInfo> Catalog::columns(int objectId) {
         column.type = storedType(row.number(2), row.number(3), row.number(4), row, 5);
         column.type.nullable = (row.number(7) & 8) != 0;
         column.type.identity = (row.number(7) & 128) != 0;
-        if (isTable) column.sqliteColumn = concat("c", column.colid);
+        if (inTable) column.sqliteColumn = concat("c", column.colid);
         column.defaultId = row.number(8);
         column.ruleId = row.number(9);
         if (!row.isNull(10)) column.computed = sourceText(row.number(10));
         columns.push_back(std::move(column));
       },
-      objectId);
+      objectId, number);
   return columns;
 }
 

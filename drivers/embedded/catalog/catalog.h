@@ -109,8 +109,10 @@ class Catalog {
   /// `[[db.]owner.]name` as a text, as object_id() takes it.
   std::optional<ObjectInfo> findObject(std::string_view text, const Caller& caller);
 
-  /// In colid order: columns of a table or view, parameters of a procedure.
+  /// In colid order: columns of a table or view, parameters of an ungrouped procedure.
   std::vector<ColumnInfo> columns(int objectId);
+  /// Parameters of procedure `number` of a group.
+  std::vector<ColumnInfo> parameters(int procedureId, int number);
   std::optional<ColumnInfo> column(int objectId, std::string_view name);
 
   std::optional<std::string> objectName(int id);
@@ -179,6 +181,8 @@ class Catalog {
 
  private:
   friend class CatalogWriter;
+
+  std::vector<ColumnInfo> readColumns(int objectId, int number, bool inTable);
 
   Database store_;
   int nextObjectId_;

@@ -107,7 +107,10 @@ void Catalog::createView(const tsql::CreateView& statement, std::string_view tex
     writer.fail(4502, "View '", view, "' has ", statement.columns.size(),
                 " column names specified for ", columns.size(), " columns defined.");
   }
-  const int id = addTextObject(writer, statement.name, object_type::kView, text);
+  const int uid = writer.ownerFor(statement.name);
+  int id = statement.orReplace ? replaced(writer, view, uid, object_type::kView) : 0;
+  if (id == 0) id = writer.addObject({.name = view, .type = object_type::kView, .uid = uid});
+  writer.saveText(id, 0, text);
   std::set<std::string_view> names;
   int colid = 0;
   for (const NamedColumn& column : columns) {
