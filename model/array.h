@@ -79,7 +79,7 @@ class Array {
   void append(T item) {
     const std::int32_t needed = count() + 1;
     const std::int32_t capacity = block_ ? block_->capacity : 0;
-    T* items = own(needed <= capacity ? needed : std::max<std::int32_t>(needed, capacity * 2));
+    T* items = own(needed <= capacity ? needed : std::max(needed, capacity + capacity / 2));
     ::new (items + block_->count) T(std::move(item));
     ++block_->count;
   }

@@ -90,7 +90,18 @@ int compareFolded(std::u16string_view a, std::u16string_view b) {
   }
 }
 
-// Mixes a text's units into a hash, several at a time.
+// Several units at a time, each in its own 16 bits of a word.
+constexpr std::size_t kUnitsInWord = sizeof(std::uint64_t) / sizeof(char16_t);
+constexpr std::uint64_t inEveryUnit(char16_t unit) { return unit * 0x0001000100010001u; }
+
+constexpr bool isAscii(std::uint64_t word) { return (word & inEveryUnit(0xFF80)) == 0; }
+constexpr std::uint64_t lowerAscii(std::uint64_t word) {
+  const std::uint64_t fromA = word + inEveryUnit(0x80 - u'A');  // bit 7 is set from 'A' on
+  const std::uint64_t behindZ = word + inEveryUnit(0x80 - u'Z' - 1);
+  return word | (fromA & ~behindZ & inEveryUnit(0x80)) >> 2;
+}
+
+// Mixes the words of a text into a hash.
 class UnitHash {
  public:
   explicit UnitHash(std::size_t length) : state_(length * kFactor) {}
@@ -183,26 +194,17 @@ int compareText(std::u16string_view a, std::u16string_view b, CaseMode mode) {
 
 std::size_t hashText(std::u16string_view text, CaseMode mode) {
   UnitHash hash(text.size());
-  constexpr std::size_t kUnitsAWord = 4;
-  std::uint64_t word = 0;
-  if (mode == CaseMode::exact) {
-    for (; text.size() >= kUnitsAWord; text.remove_prefix(kUnitsAWord)) {
-      std::memcpy(&word, text.data(), sizeof word);
-      hash.mix(word);
+  for (std::u16string_view rest = text;; rest.remove_prefix(kUnitsInWord)) {
+    const std::size_t length = std::min(rest.size(), kUnitsInWord);
+    std::uint64_t word = 0;
+    if (length > 0) std::memcpy(&word, rest.data(), length * sizeof(char16_t));
+    if (mode == CaseMode::ignore) {
+      if (!isAscii(word)) return hashText(foldCase(text), CaseMode::exact);
+      word = lowerAscii(word);
     }
-    word = 0;
-    std::memcpy(&word, text.data(), text.size() * sizeof(char16_t));
     hash.mix(word);
-    return hash.value();
+    if (length < kUnitsInWord) return hash.value();
   }
-  FoldedUnits units(text);
-  std::size_t held = 0;
-  for (char16_t unit = 0; units.next(unit);) {
-    word = word << 16 | unit;
-    if (++held % kUnitsAWord == 0) hash.mix(word);
-  }
-  hash.mix(word);
-  return hash.value();
 }
 
 std::u16string replaceAll(std::u16string_view text, std::u16string_view what,

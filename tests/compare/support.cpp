@@ -73,9 +73,17 @@ std::shared_ptr<cComparisonOptions> allOptions() {
 }
 
 Schema sample() {
-  Table table{.Name = u"orders", .Owner = u"dbo", .FullName = u"dbo.orders", .Columns = {},
-              .PrimaryKey = {}, .ForeignKey = {}, .References = {}, .Indexes = {}, .Triggers = {},
-              .Miscallaneous = {10, 80}, .RsData = {}};
+  Table table{.Name = u"orders",
+              .Owner = u"dbo",
+              .FullName = u"dbo.orders",
+              .Columns = {},
+              .PrimaryKey = {},
+              .ForeignKey = {},
+              .References = {},
+              .Indexes = {},
+              .Triggers = {},
+              .Miscallaneous = {10, 80},
+              .RsData = {}};
   table.Columns = {{u"id", u"int", 4, 10, 0, False, u"", 1},
                    {u"total", u"numeric", 9, 18, 2, True, u"0", 2}};
   table.PrimaryKey = {{u"pk_orders", u"id", u"Clustered"}};
@@ -101,7 +109,8 @@ Schema sample() {
                                      .Control = False});
   Schema schema;
   schema.Tables = {table};
-  schema.Views = {{u"v", u"dbo", u"dbo.v", {{u"c", u"char", 8, 0, 0, True, u"", 1}}, u"create view"}};
+  schema.Views = {
+      {u"v", u"dbo", u"dbo.v", {{u"c", u"char", 8, 0, 0, True, u"", 1}}, u"create view"}};
   schema.StoredProcs = {{u"p", u"dbo", u"dbo.p", parameters, u"create proc"}};
   schema.Functions = {{u"f", u"dbo", u"dbo.f", parameters, u"create function"}};
   schema.UDDTs = {{u"money2", u"dbo", u"dbo.money2", u"numeric", 9, 18, 2, True, u"r", u"d"}};

@@ -1,5 +1,5 @@
-// What the tests of the comparison share: a schema with one of everything, a comparison in one call,
-// and the tree of differences as lines of text.
+// What the tests of the comparison share: a schema with one of everything, a comparison in one
+// call, and the tree of differences as lines of text.
 #pragma once
 
 #include <memory>

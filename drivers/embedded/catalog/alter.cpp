@@ -1,0 +1,261 @@
+// alter table.
+#include <algorithm>
+
+#include "drivers/embedded/catalog/permission_writer.h"
+#include "drivers/embedded/catalog/table_writer.h"
+
+namespace kelvane::embedded {
+
+namespace {
+
+class TableChange {
+ public:
+  TableChange(CatalogWriter& writer, std::string_view text, const RowValues& values,
+              const ObjectInfo& table)
+      : writer_(writer),
+        store_(writer.store()),
+        values_(values),
+        table_(table),
+        tables_(writer, text) {}
+
+  void operator()(const tsql::AddColumn& action);
+  void operator()(const tsql::AddConstraint& action) {
+    tables_.addConstraint(table_, action.constraint, nullptr);
+  }
+  void operator()(const tsql::DropColumn& action);
+  void operator()(const tsql::DropConstraint& action);
+  void operator()(const tsql::ModifyColumn& action);
+  void operator()(const tsql::ReplaceDefault& action);
+  void operator()(const tsql::ChangeLock& action) {
+    tables_.indexes().changeLockScheme(table_, action.scheme);
+  }
+  void operator()(const tsql::ChangePartitions&) {}
+  void operator()(const tsql::SwitchTrigger& action);
+  void operator()(const tsql::ChangeStorage&) {}
+
+ private:
+  ColumnInfo requireColumn(std::string_view name);
+  void fillAddedColumn(const tsql::ColumnDefinition& definition, const ColumnInfo& column);
+  void requireUnused(const ColumnInfo& column);
+  void convertRows(const ColumnInfo& column, const ColumnType& to);
+
+  CatalogWriter& writer_;
+  Database& store_;
+  const RowValues& values_;
+  const ObjectInfo& table_;
+  TableWriter tables_;
+};
+
+ColumnInfo TableChange::requireColumn(std::string_view name) {
+  auto column = writer_.catalog().column(table_.id, name);
+  if (!column) {
+    writer_.fail(4924, "ALTER TABLE '", table_.name, "' failed. Column '", name,
+                 "' does not exist.");
+  }
+  return *column;
+}
+
+void TableChange::operator()(const tsql::AddColumn& action) {
+  const tsql::ColumnDefinition& definition = action.column;
+  tables_.addColumn(table_, definition);
+  const ColumnInfo column = requireColumn(definition.name);
+  store_.execute(concat("ALTER TABLE ", table_.sqliteTable, " ADD COLUMN ", column.sqliteColumn,
+                        " COLLATE RTRIM"));
+  fillAddedColumn(definition, column);
+  tables_.layOut(table_);
+  tables_.indexes().updateTextChain(table_);
+  for (const tsql::Constraint& constraint : definition.constraints) {
+    tables_.addConstraint(table_, constraint, &definition);
+  }
+}
+
+void TableChange::fillAddedColumn(const tsql::ColumnDefinition& definition,
+                                  const ColumnInfo& column) {
+  if (column.type.identity) {
+    store_.execute(concat("UPDATE ", table_.sqliteTable, " SET ", column.sqliteColumn,
+                          " = (SELECT count(*) FROM ", table_.sqliteTable,
+                          " AS earlier WHERE "
+                          "earlier.rowid <= ",
+                          table_.sqliteTable, ".rowid)"));
+    return;
+  }
+  if (column.type.nullable) return;
+  if (!definition.defaultClause) {
+    writer_.fail(4997, "ALTER TABLE '", table_.name,
+                 "' failed. Default clause is required in order to add non-NULL column '",
+                 column.name, "'.");
+  }
+  Statement fill =
+      store_.prepare(concat("UPDATE ", table_.sqliteTable, " SET ", column.sqliteColumn, " = ?"));
+  fill.bind(1, values_.evaluate(*definition.defaultClause->value, column.type));
+  fill.step();
+}
+
+void TableChange::requireUnused(const ColumnInfo& column) {
+  std::optional<std::string> user = store_.value<std::string>(
+      "SELECT i.name FROM index_keys k JOIN sysindexes i ON i.id = k.id AND i.indid = k.indid"
+      " WHERE k.id = ? AND k.colid = ?",
+      table_.id, column.colid);
+  const auto usedBy = [&](std::string_view keyPrefix, std::string_view tableColumn) {
+    for (std::size_t i = 1; i <= kLargestKeyCount && !user; ++i) {
+      user = store_.value<std::string>(concat("SELECT o.name FROM sysreferences r JOIN sysobjects o"
+                                              " ON o.id = r.constrid WHERE r.",
+                                              tableColumn, " = ? AND r.", keyPrefix, i, " = ?"),
+                                       table_.id, column.colid);
+    }
+  };
+  usedBy("fokey", "tableid");
+  usedBy("refkey", "reftabid");
+  if (!user) {
+    user = store_.value<std::string>(
+        "SELECT o.name FROM sysconstraints c JOIN sysobjects o ON o.id = c.constrid"
+        " WHERE c.tableid = ? AND c.colid = ? AND c.status & ?",
+        table_.id, column.colid, constraint_status::kCheck);
+  }
+  if (user) {
+    writer_.fail(4922, "ALTER TABLE '", table_.name, "' failed. Column '", column.name,
+                 "' is used by '", *user, "', which must be dropped first.");
+  }
+}
+
+void TableChange::operator()(const tsql::DropColumn& action) {
+  const ColumnInfo column = requireColumn(action.column);
+  requireUnused(column);
+  if (writer_.catalog().columns(table_.id).size() == 1) {
+    writer_.fail(4923, "ALTER TABLE '", table_.name, "' failed. A table must keep one column.");
+  }
+  tables_.removeDefault(table_, column);
+  const auto computed = store_.value(
+      "SELECT computedcol FROM syscolumns WHERE id = ? AND colid = ?", table_.id, column.colid);
+  if (computed) {
+    store_.run("DELETE FROM sysconstraints WHERE constrid = ?", *computed);
+    writer_.removeObject(*computed);
+  }
+  store_.run("DELETE FROM syscolumns WHERE id = ? AND colid = ?", table_.id, column.colid);
+  PermissionWriter(writer_).removeColumn(table_.id, column.colid);
+  store_.execute(concat("ALTER TABLE ", table_.sqliteTable, " DROP COLUMN ", column.sqliteColumn));
+  tables_.layOut(table_);
+  tables_.indexes().updateTextChain(table_);
+}
+
+void TableChange::operator()(const tsql::DropConstraint& action) {
+  const std::string& name = action.constraint;
+  const auto indid = store_.value(
+      "SELECT indid FROM sysindexes WHERE id = ? AND name = ? AND status2 & 2 AND indid BETWEEN 1"
+      " AND 254",
+      table_.id, name);
+  if (indid) {
+    store_.each(
+        "SELECT t.name, c.name FROM sysreferences r JOIN sysobjects t ON t.id = r.tableid"
+        " JOIN sysobjects c ON c.id = r.constrid WHERE r.reftabid = ? AND r.indexid = ?",
+        [&](const Statement& row) {
+          writer_.fail(3725, "The constraint '", name, "' is being referenced by table '",
+                       row.view(0), "', foreign key constraint '", row.view(1), "'.");
+        },
+        table_.id, *indid);
+    tables_.indexes().remove(table_, *indid);
+    return;
+  }
+  int constraintId = 0;
+  int status = 0;
+  store_.each(
+      "SELECT c.constrid, c.status FROM sysconstraints c JOIN sysobjects o ON o.id = c.constrid"
+      " WHERE c.tableid = ? AND o.name = ?",
+      [&](const Statement& row) {
+        constraintId = row.number(0);
+        status = row.number(1);
+      },
+      table_.id, name);
+  if (constraintId == 0) writer_.fail(3728, "'", name, "' is not a constraint.");
+  if ((status & constraint_status::kReferential) != 0) {
+    tables_.removeReference(constraintId);
+  } else {
+    tables_.removeCheck(table_.id, constraintId);
+  }
+}
+
+void TableChange::operator()(const tsql::ModifyColumn& action) {
+  const ColumnInfo column = requireColumn(action.column.name);
+  ColumnType to = column.type;
+  if (action.column.type.name.empty()) {
+    to = withNullability(to, action.column.nullability == tsql::Nullability::Null);
+  } else {
+    to = tables_.columnType(action.column);
+    to.identity = column.type.identity;
+    if (action.column.nullability == tsql::Nullability::Unspecified) {
+      to = withNullability(to, column.type.nullable);
+    }
+  }
+  if (!to.nullable && column.type.nullable) {
+    Statement nulls = store_.prepare(concat("SELECT 1 FROM ", table_.sqliteTable, " WHERE ",
+                                            column.sqliteColumn, " IS NULL LIMIT 1"));
+    if (nulls.step()) {
+      writer_.fail(515, "Attempt to insert NULL value into column '", column.name, "', table '",
+                   table_.name, "'; column does not allow nulls. Update fails.");
+    }
+  }
+  convertRows(column, to);
+  store_.run(
+      "UPDATE syscolumns SET type = ?, usertype = ?, length = ?, prec = ?, scale = ?,"
+      " status = (status & ~8) | ? WHERE id = ? AND colid = ?",
+      to.storageCode, to.userType, to.length, to.precision, to.scale,
+      to.nullable ? column_status::kNullable : 0, table_.id, column.colid);
+  tables_.layOut(table_);
+  tables_.indexes().updateTextChain(table_);
+}
+
+void TableChange::convertRows(const ColumnInfo& column, const ColumnType& to) {
+  const bool sameValues = to.kind == column.type.kind && to.length >= column.type.length &&
+                          to.precision == column.type.precision && to.scale == column.type.scale;
+  if (sameValues) return;
+  std::vector<std::pair<std::int64_t, Cell>> converted;
+  Statement read =
+      store_.prepare(concat("SELECT rowid, ", column.sqliteColumn, " FROM ", table_.sqliteTable,
+                            " WHERE ", column.sqliteColumn, " IS NOT NULL"));
+  while (read.step()) {
+    converted.emplace_back(read.integer(0), values_.convert(read.cell(1), column.type, to));
+  }
+  Statement write = store_.prepare(concat("UPDATE ", table_.sqliteTable, " SET ",
+                                          column.sqliteColumn, " = ?2 WHERE rowid = ?1"));
+  for (const auto& [rowid, value] : converted) {
+    write.bindAll(rowid, value);
+    write.step();
+    write.reset();
+  }
+}
+
+void TableChange::operator()(const tsql::ReplaceDefault& action) {
+  const ColumnInfo column = requireColumn(action.column);
+  if (column.defaultId != 0 && !tables_.isInlineDefault(column.defaultId)) {
+    writer_.fail(4927, "ALTER TABLE '", table_.name, "' failed. Column '", column.name,
+                 "' has a bound default, which must be unbound first.");
+  }
+  tables_.removeDefault(table_, column);
+  const auto* literal = std::get_if<tsql::Literal>(&action.value.value->node);
+  if (literal != nullptr && literal->kind == tsql::LiteralKind::Null) return;
+  tables_.addDefault(table_, column.name, action.value);
+}
+
+void TableChange::operator()(const tsql::SwitchTrigger& action) {
+  if (action.trigger.empty()) return;
+  if (!store_.value("SELECT 1 FROM sysobjects WHERE deltrig = ? AND type = 'TR' AND name = ?",
+                    table_.id, action.trigger)) {
+    writer_.fail(208, action.trigger,
+                 " not found. Specify owner.objectname or use sp_help to check whether the object "
+                 "exists (sp_help may produce lots of output).");
+  }
+}
+
+}  // namespace
+
+void Catalog::alterTable(const tsql::AlterTable& statement, std::string_view text,
+                         const RowValues& values, const Caller& caller) {
+  Savepoint savepoint(store_);
+  CatalogWriter writer(*this, caller);
+  const ObjectInfo table = writer.requireTable(statement.table);
+  TableChange change(writer, text, values, table);
+  for (const tsql::AlterAction& action : statement.actions) std::visit(change, action);
+  savepoint.keep();
+}
+
+}  // namespace kelvane::embedded

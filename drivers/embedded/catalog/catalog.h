@@ -1,0 +1,191 @@
+// The catalog of one embedded database: its system tables, kept in SQLite under their own names,
+// and everything that writes them.
+//
+// A Catalog is not safe for several threads at once. Each statement is all or nothing: a member
+// that throws has changed nothing. What the server would refuse is a tsql::ServerError with the
+// server's own number and text; its line is the caller's.
+//
+// How things are stored, for those who translate queries:
+// - a system table is the SQLite table of its own name and column names;
+// - a user table with object id N is the SQLite table "tN", its column with colid C is "cC". Its
+//   columns have no SQLite type, so a value is kept as it was bound; nullability and defaults are
+//   for the writer of rows to see to, unique keys are SQLite indexes;
+// - every column that may hold text collates RTRIM;
+// - temporary tables are not the catalog's.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "drivers/embedded/catalog/result.h"
+#include "drivers/embedded/catalog/types.h"
+#include "drivers/embedded/store/sqlite.h"
+#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/error.h"
+
+namespace kelvane::embedded {
+
+inline constexpr int kPublicUid = 0;
+inline constexpr int kDboUid = 1;
+
+/// On whose behalf a statement runs, and where it stands (for errors).
+struct Caller {
+  int uid = kDboUid;
+  std::string database = "master";
+  std::uint32_t line = 1;
+};
+
+struct ObjectInfo {
+  int id = 0;
+  int uid = kDboUid;
+  std::string type;  ///< without padding: `U`, `S`, `V`, `P`, `TR`, `D`, `R`, `RI`, ...
+  std::string name;
+  std::string sqliteTable;  ///< empty unless it is a table (`U`, `S`)
+};
+
+struct ColumnInfo {
+  std::string name;
+  int colid = 0;
+  ColumnType type;
+  std::string sqliteColumn;  ///< empty for the columns of views and procedures
+  int defaultId = 0;
+  int ruleId = 0;
+  std::string computed;  ///< expression of a computed column as written; else empty
+};
+
+struct NamedColumn {
+  std::string name;
+  ColumnType type;
+};
+
+struct ProcedureArgument {
+  std::string name;  ///< with its `@`; empty when positional
+  std::optional<std::string> value;
+};
+
+/// How the rows of an altered table get their values; the catalog does not evaluate expressions.
+struct RowValues {
+  /// The value of a default, as a value of the type.
+  std::function<Cell(const tsql::Expr& value, const ColumnType& type)> evaluate;
+  std::function<Cell(const Cell& value, const ColumnType& from, const ColumnType& to)> convert;
+};
+
+/// A call of a system procedure.
+struct ProcedureCall {
+  std::string name;
+  std::vector<ProcedureArgument> arguments;
+  Caller caller;
+};
+
+struct ProcedureResult {
+  std::vector<ResultSet> resultSets;
+  std::vector<ServerMessage> messages;
+  int status = 0;
+};
+
+class Catalog {
+ public:
+  /// A fresh database: system tables with the rows every database has.
+  Catalog();
+  ~Catalog();
+  Catalog(const Catalog&) = delete;
+  Catalog& operator=(const Catalog&) = delete;
+
+  Database& store() { return store_; }
+
+  // -------------------------------------------------------------- look-ups
+
+  /// Any object of sysobjects. Without an owner: the caller's, else dbo's. Tables of master are
+  /// found under `master..` only, or when it is the caller's database. None in other databases.
+  std::optional<ObjectInfo> findObject(const tsql::ObjectName& name, const Caller& caller);
+  /// As findObject; throws 208.
+  ObjectInfo requireObject(const tsql::ObjectName& name, const Caller& caller);
+  std::optional<ObjectInfo> objectById(int id);
+  /// `[[db.]owner.]name` as a text, as object_id() takes it.
+  std::optional<ObjectInfo> findObject(std::string_view text, const Caller& caller);
+
+  /// In colid order: columns of a table or view, parameters of an ungrouped procedure.
+  std::vector<ColumnInfo> columns(int objectId);
+  /// Parameters of procedure `number` of a group.
+  std::vector<ColumnInfo> parameters(int procedureId, int number);
+  std::optional<ColumnInfo> column(int objectId, std::string_view name);
+
+  std::optional<std::string> objectName(int id);
+  std::optional<std::string> columnName(int objectId, int colid);
+  /// Key `key` (from 1) of an index; none past the last.
+  std::optional<std::string> indexColumn(int objectId, int indid, int key);
+  bool isDescendingKey(int objectId, int indid, int key);
+  std::optional<std::string> userName(int uid);
+  std::optional<int> userId(std::string_view name);
+  std::optional<std::string> loginName(int suid);
+  std::optional<int> loginId(std::string_view name);
+  std::optional<std::string> databaseName(int dbid);
+  std::optional<int> databaseId(std::string_view name);
+  /// Gives the database a row in sysdatabases if it has none.
+  void useDatabase(std::string_view name);
+
+  /// System types, then types of the caller, then of dbo. Throws 2715 for an unknown type. The
+  /// nullability is the type's own: of a user type, else not null.
+  ColumnType resolveType(const tsql::DataType& type, const Caller& caller);
+
+  /// Whether columns without `null` or `not null` accept null, a database option.
+  bool allowsNullsByDefault(std::string_view database);
+
+  /// The source of a view, procedure, trigger, rule or default; empty when there is none.
+  std::string sourceText(int objectId);
+
+  /// One more than the highest value of the table's identity column, 1 in an empty table.
+  std::int64_t nextIdentity(int tableId);
+
+  /// 2601 for a StoreError with isDuplicateKey that a write to a user table met.
+  tsql::ServerError duplicateKeyError(const StoreError& error, std::uint32_t line);
+
+  // -------------------------------------------------------------- statements
+  // `text` is the batch that the ranges of the statement count in.
+
+  void createTable(const tsql::CreateTable& statement, std::string_view text, const Caller& caller);
+  /// For `select into`; returns the new table.
+  ObjectInfo createTable(const tsql::ObjectName& name, const std::vector<NamedColumn>& columns,
+                         const Caller& caller);
+  void alterTable(const tsql::AlterTable& statement, std::string_view text, const RowValues& values,
+                  const Caller& caller);
+  void createIndex(const tsql::CreateIndex& statement, const Caller& caller);
+
+  /// `columns` is the select list with its types; the statement's column names override.
+  void createView(const tsql::CreateView& statement, std::string_view text,
+                  const std::vector<NamedColumn>& columns, const Caller& caller);
+  void createProcedure(const tsql::CreateProcedure& statement, std::string_view text,
+                       const Caller& caller);
+  void createFunction(const tsql::CreateFunction& statement, std::string_view text,
+                      const Caller& caller);
+  void createTrigger(const tsql::CreateTrigger& statement, std::string_view text,
+                     const Caller& caller);
+  void createRule(const tsql::CreateRule& statement, std::string_view text, const Caller& caller);
+  void createDefault(const tsql::CreateDefault& statement, std::string_view text,
+                     const Caller& caller);
+
+  /// Names of temporary tables must have been taken out.
+  void drop(const tsql::Drop& statement, const Caller& caller);
+  void truncate(const tsql::Truncate& statement, const Caller& caller);
+  void permission(const tsql::Permission& statement, const Caller& caller);
+
+  // -------------------------------------------------------------- system procedures
+
+  /// None when there is no system procedure of that name (the caller may raise 2812).
+  std::optional<ProcedureResult> callSystemProcedure(const ProcedureCall& call);
+
+ private:
+  friend class CatalogWriter;
+
+  std::vector<ColumnInfo> readColumns(int objectId, int number, bool inTable);
+
+  Database store_;
+  int nextObjectId_;
+};
+
+}  // namespace kelvane::embedded

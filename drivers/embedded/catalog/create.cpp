@@ -1,0 +1,79 @@
+// create table and create index.
+#include "drivers/embedded/catalog/table_writer.h"
+
+namespace kelvane::embedded {
+
+namespace {
+
+enum class Pass { Keys, Others };
+
+Pass passOf(const tsql::Constraint& constraint) {
+  return std::holds_alternative<tsql::KeyConstraint>(constraint.node) ? Pass::Keys : Pass::Others;
+}
+
+void addConstraints(TableWriter& tables, const ObjectInfo& table,
+                    const tsql::CreateTable& statement, Pass pass) {
+  for (const tsql::ColumnDefinition& column : statement.columns) {
+    for (const tsql::Constraint& constraint : column.constraints) {
+      if (passOf(constraint) == pass) tables.addConstraint(table, constraint, &column);
+    }
+  }
+  for (const tsql::Constraint& constraint : statement.constraints) {
+    if (passOf(constraint) == pass) tables.addConstraint(table, constraint, nullptr);
+  }
+}
+
+}  // namespace
+
+void Catalog::createTable(const tsql::CreateTable& statement, std::string_view text,
+                          const Caller& caller) {
+  Savepoint savepoint(store_);
+  CatalogWriter writer(*this, caller);
+  TableWriter tables(writer, text);
+  const ObjectInfo table = tables.addTable(statement.name, statement.lockScheme);
+  for (const tsql::ColumnDefinition& column : statement.columns) tables.addColumn(table, column);
+  tables.layOut(table);
+  tables.createRows(table);
+  tables.indexes().addHeap(table, statement.segment);
+  // A foreign key may refer to a key of its own table.
+  addConstraints(tables, table, statement, Pass::Keys);
+  addConstraints(tables, table, statement, Pass::Others);
+  savepoint.keep();
+}
+
+ObjectInfo Catalog::createTable(const tsql::ObjectName& name,
+                                const std::vector<NamedColumn>& columns, const Caller& caller) {
+  Savepoint savepoint(store_);
+  CatalogWriter writer(*this, caller);
+  TableWriter tables(writer, {});
+  const ObjectInfo table = tables.addTable(name, {});
+  for (const NamedColumn& column : columns) {
+    if (column.name.empty()) {
+      writer.fail(1038, "Columns of 'select into' must have a name: name the expression, '",
+                  name.name, "'.");
+    }
+    tables.addColumn(table, column.name, column.type);
+  }
+  tables.layOut(table);
+  tables.createRows(table);
+  tables.indexes().addHeap(table, {});
+  savepoint.keep();
+  return table;
+}
+
+void Catalog::createIndex(const tsql::CreateIndex& statement, const Caller& caller) {
+  Savepoint savepoint(store_);
+  CatalogWriter writer(*this, caller);
+  const ObjectInfo table = writer.requireTable(statement.table);
+  IndexPlan plan;
+  plan.name = statement.name;
+  plan.unique = statement.unique;
+  plan.clustered = statement.clustering == tsql::Clustering::Clustered;
+  plan.keys = &statement.keys;
+  plan.options = &statement.options;
+  plan.segment = statement.segment;
+  IndexWriter(writer).add(table, plan);
+  savepoint.keep();
+}
+
+}  // namespace kelvane::embedded

@@ -1,0 +1,285 @@
+#include "drivers/embedded/catalog/index_writer.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "drivers/embedded/catalog/system_tables.h"
+#include "drivers/embedded/catalog/utf8.h"
+
+namespace kelvane::embedded {
+
+namespace {
+
+constexpr int kDefaultSegment = 1;
+constexpr int kLargestIndid = 250;
+
+struct LockScheme {
+  std::string_view name;
+  int status;
+};
+
+constexpr LockScheme kLockSchemes[] = {{"allpages", table_status2::kAllPages},
+                                       {"datapages", table_status2::kDataPages},
+                                       {"datarows", table_status2::kDataRows}};
+
+struct StatusOption {
+  std::string_view name;
+  int status;
+};
+
+constexpr StatusOption kStatusOptions[] = {
+    {"ignore_dup_key", index_status::kIgnoreDuplicateKey},
+    {"ignore_dup_row", index_status::kIgnoreDuplicateRow},
+    {"allow_dup_row", index_status::kAllowDuplicateRow},
+};
+
+}  // namespace
+
+int IndexWriter::lockStatus(std::string_view scheme) {
+  const auto* found = std::ranges::find(kLockSchemes, scheme, &LockScheme::name);
+  return found == std::end(kLockSchemes) ? table_status2::kAllPages : found->status;
+}
+
+bool IndexWriter::isAllPages(int tableId) {
+  const int status =
+      store_.value("SELECT sysstat2 FROM sysobjects WHERE id = ?", tableId).value_or(0);
+  return (status & (table_status2::kDataPages | table_status2::kDataRows)) == 0;
+}
+
+int IndexWriter::segmentNumber(std::string_view name) {
+  if (name.empty()) return kDefaultSegment;
+  const auto number = store_.value("SELECT segment FROM syssegments WHERE name = ?", name);
+  if (!number) writer_.fail(17520, "There is no such segment as '", name, "'.");
+  return *number;
+}
+
+void IndexWriter::addHeap(const ObjectInfo& table, std::string_view segment) {
+  store_.run("INSERT INTO sysindexes(name, id, indid, segment, crdate) VALUES (?, ?, ?, ?, ?)",
+             table.name, table.id, kHeapIndid, segmentNumber(segment), currentTime());
+  updateTextChain(table);
+}
+
+void IndexWriter::updateTextChain(const ObjectInfo& table) {
+  const auto columns = writer_.catalog().columns(table.id);
+  const bool needed = std::ranges::any_of(
+      columns, [](const ColumnInfo& column) { return isLong(column.type.kind); });
+  const bool present =
+      store_.value("SELECT 1 FROM sysindexes WHERE id = ? AND indid = ?", table.id, kTextIndid)
+          .has_value();
+  if (needed && !present) {
+    store_.run("INSERT INTO sysindexes(name, id, indid, segment, crdate) VALUES (?, ?, ?, ?, ?)",
+               "t" + table.name, table.id, kTextIndid, kDefaultSegment, currentTime());
+  } else if (!needed && present) {
+    store_.run("DELETE FROM sysindexes WHERE id = ? AND indid = ?", table.id, kTextIndid);
+  }
+}
+
+std::vector<IndexWriter::KeyColumn> IndexWriter::resolveKeys(const ObjectInfo& table,
+                                                             const IndexPlan& plan) {
+  const auto& keys = *plan.keys;
+  if (keys.size() > kLargestKeyCount) {
+    writer_.fail(1904, "Cannot specify more than ", kLargestKeyCount,
+                 " column names for index key list. ", keys.size(), " specified.");
+  }
+  const auto columns = writer_.catalog().columns(table.id);
+  std::vector<KeyColumn> resolved;
+  for (const tsql::IndexKey& key : keys) {
+    if (key.expression) {
+      writer_.fail(1921, "Functional index keys are not supported on table '", table.name, "'.");
+    }
+    const auto column = std::ranges::find(columns, key.column, &ColumnInfo::name);
+    if (column == columns.end()) {
+      writer_.fail(1921, "Index column '", key.column, "' does not exist in table '", table.name,
+                   "'.");
+    }
+    const TypeKind kind = column->type.kind;
+    if (isLong(kind) || kind == TypeKind::Bit) {
+      writer_.fail(1919, "Column '", key.column, "' of type ", systemType(kind).name,
+                   " cannot be a key of an index.");
+    }
+    if (std::ranges::find(resolved, column->colid, &KeyColumn::colid) != resolved.end()) {
+      writer_.fail(1909, "Cannot use duplicate column names in index key list. Column name '",
+                   key.column, "' listed more than once.");
+    }
+    if (plan.kind == IndexPlan::Kind::PrimaryKey && column->type.nullable) {
+      writer_.fail(8111, "Cannot define PRIMARY KEY constraint on nullable column '", key.column,
+                   "' in table '", table.name, "'.");
+    }
+    resolved.push_back({column->colid, key.order == tsql::SortOrder::Descending,
+                        column->type.nullable, column->type.identity});
+  }
+  return resolved;
+}
+
+std::optional<int> IndexWriter::find(int tableId, std::string_view name) {
+  return store_.value(
+      "SELECT indid FROM sysindexes WHERE id = ? AND name = ? AND indid BETWEEN 1 AND 254", tableId,
+      name);
+}
+
+int IndexWriter::freeIndid(int tableId) {
+  int free = kClusteredIndid + 1;
+  store_.each(
+      "SELECT indid FROM sysindexes WHERE id = ? AND indid BETWEEN 2 AND 254 ORDER BY indid",
+      [&](const Statement& row) {
+        if (row.number(0) == free) ++free;
+      },
+      tableId);
+  if (free > kLargestIndid) {
+    writer_.fail(1910, "Cannot create more than 249 nonclustered indexes on one table.");
+  }
+  return free;
+}
+
+void IndexWriter::requireNoClustered(const ObjectInfo& table) {
+  const auto existing = store_.value<std::string>(
+      "SELECT name FROM sysindexes WHERE id = ? AND (indid = 1 OR status2 & 512)", table.id);
+  if (existing) {
+    writer_.fail(1902, "Cannot create more than one clustered index on table '", table.name,
+                 "'. Drop the existing clustered index '", *existing, "' before creating another.");
+  }
+}
+
+int IndexWriter::add(const ObjectInfo& table, const IndexPlan& plan) {
+  const std::vector<KeyColumn> keys = resolveKeys(table, plan);
+  if (!plan.name.empty() && find(table.id, plan.name)) {
+    writer_.fail(1913, "There is already an index on table '", table.name, "' named '", plan.name,
+                 "'.");
+  }
+  if (plan.clustered) requireNoClustered(table);
+  const bool replacesHeap = plan.clustered && isAllPages(table.id);
+  const int indid = replacesHeap ? kClusteredIndid : freeIndid(table.id);
+  if (replacesHeap) {
+    store_.run("DELETE FROM sysindexes WHERE id = ? AND indid = ?", table.id, kHeapIndid);
+  }
+  writeRow(table, plan, indid, keys);
+  int position = 0;
+  for (const KeyColumn& key : keys) {
+    store_.run(
+        "INSERT INTO index_keys(id, indid, position, colid, descending) VALUES (?, ?, ?, ?, ?)",
+        table.id, indid, ++position, key.colid, key.descending ? 1 : 0);
+  }
+  if (plan.options != nullptr) applyOptions(table.id, indid, *plan.options);
+  if (plan.unique) createUnique(table.id, indid);
+  return indid;
+}
+
+void IndexWriter::writeRow(const ObjectInfo& table, const IndexPlan& plan, int indid,
+                           const std::vector<KeyColumn>& keys) {
+  const bool isConstraint = plan.kind != IndexPlan::Kind::Index;
+  const bool placed = plan.clustered && indid != kClusteredIndid;
+  int status = plan.unique ? index_status::kUnique : 0;
+  if (indid == kClusteredIndid) status |= index_status::kClustered;
+  if (plan.kind == IndexPlan::Kind::PrimaryKey) status |= index_status::kPrimaryKey;
+  int status2 = isConstraint ? index_status2::kConstraint : 0;
+  if (std::ranges::any_of(keys, &KeyColumn::identity)) status2 |= index_status2::kHasIdentity;
+  if (isConstraint && plan.name.empty()) status2 |= index_status2::kGeneratedName;
+  if (placed) status2 |= index_status2::kPlacement;
+  constexpr std::size_t kTablePart = 10;
+  const std::string name =
+      plan.name.empty() ? concat(firstCharacters(table.name, kTablePart), "_", table.id, indid)
+                        : plan.name;
+  const int keyCount = static_cast<int>(keys.size()) + (indid == kClusteredIndid ? 0 : 1);
+  store_.run(
+      "INSERT INTO sysindexes(name, id, indid, status, status2, segment, keycnt, crdate)"
+      " VALUES (?, ?, ?, ?, ?, ?, ?, ?)",
+      name, table.id, indid, status, status2, segmentNumber(plan.segment), keyCount, currentTime());
+  if (plan.kind == IndexPlan::Kind::PrimaryKey) {
+    store_.run("UPDATE sysobjects SET sysstat2 = sysstat2 | ? WHERE id = ?",
+               table_status2::kPrimaryKey, table.id);
+  }
+}
+
+void IndexWriter::applyOptions(int tableId, int indid,
+                               const std::vector<tsql::StorageOption>& options) {
+  for (const tsql::StorageOption& option : options) {
+    const auto* flag = std::ranges::find(kStatusOptions, option.name, &StatusOption::name);
+    const auto value = option.value.value_or(0);
+    if (flag != std::end(kStatusOptions)) {
+      store_.run("UPDATE sysindexes SET status = status | ? WHERE id = ? AND indid = ?",
+                 flag->status, tableId, indid);
+    } else if (option.name == "max_rows_per_page") {
+      store_.run("UPDATE sysindexes SET maxrowsperpage = ? WHERE id = ? AND indid = ?", value,
+                 tableId, indid);
+    } else if (option.name == "fillfactor") {
+      store_.run("UPDATE sysindexes SET fill_factor = ? WHERE id = ? AND indid = ?", value, tableId,
+                 indid);
+    } else if (option.name == "reservepagegap") {
+      store_.run("UPDATE sysindexes SET res_page_gap = ? WHERE id = ? AND indid = ?", value,
+                 tableId, indid);
+    }
+  }
+}
+
+void IndexWriter::createUnique(int tableId, int indid) {
+  std::string columns;
+  store_.each(
+      "SELECT colid FROM index_keys WHERE id = ? AND indid = ? ORDER BY position",
+      [&](const Statement& row) {
+        columns += concat(columns.empty() ? "c" : ", c", row.number(0));
+      },
+      tableId, indid);
+  try {
+    store_.execute(
+        concat("CREATE UNIQUE INDEX i", tableId, "_", indid, " ON t", tableId, "(", columns, ")"));
+  } catch (const StoreError& error) {
+    if (!error.isDuplicateKey()) throw;
+    throw writer_.error(1505, 14, "Create unique index aborted on duplicate key in table '",
+                        writer_.catalog().objectName(tableId).value_or(""), "'.");
+  }
+}
+
+void IndexWriter::remove(const ObjectInfo& table, int indid) {
+  store_.run("DELETE FROM sysindexes WHERE id = ? AND indid = ?", table.id, indid);
+  store_.run("DELETE FROM index_keys WHERE id = ? AND indid = ?", table.id, indid);
+  store_.execute(concat("DROP INDEX IF EXISTS i", table.id, "_", indid));
+  if (indid == kClusteredIndid) {
+    store_.run("INSERT INTO sysindexes(name, id, indid, segment, crdate) VALUES (?, ?, ?, ?, ?)",
+               table.name, table.id, kHeapIndid, kDefaultSegment, currentTime());
+  }
+  store_.run(
+      "UPDATE sysobjects SET sysstat2 = sysstat2 & ~8 WHERE id = ?1 AND NOT EXISTS"
+      " (SELECT 1 FROM sysindexes WHERE id = ?1 AND status & 2048)",
+      table.id);
+}
+
+void IndexWriter::renumber(int tableId, int from, int to) {
+  store_.run("UPDATE sysindexes SET indid = ?3 WHERE id = ?1 AND indid = ?2", tableId, from, to);
+  store_.run("UPDATE index_keys SET indid = ?3 WHERE id = ?1 AND indid = ?2", tableId, from, to);
+  store_.run("UPDATE sysreferences SET indexid = ?3 WHERE reftabid = ?1 AND indexid = ?2", tableId,
+             from, to);
+  store_.execute(concat("DROP INDEX IF EXISTS i", tableId, "_", from));
+  if (store_.value("SELECT 1 FROM sysindexes WHERE id = ? AND indid = ? AND status & 2", tableId,
+                   to)) {
+    createUnique(tableId, to);
+  }
+}
+
+void IndexWriter::changeLockScheme(const ObjectInfo& table, std::string_view scheme) {
+  const bool wasAllPages = isAllPages(table.id);
+  store_.run("UPDATE sysobjects SET sysstat2 = (sysstat2 & ~?) | ? WHERE id = ?",
+             table_status2::kLockMask, lockStatus(scheme), table.id);
+  if (wasAllPages == isAllPages(table.id)) return;
+  const auto clustered = store_.value(
+      "SELECT indid FROM sysindexes WHERE id = ? AND (indid = 1 OR status2 & 512)", table.id);
+  if (!clustered) return;
+  if (wasAllPages) {
+    const int indid = freeIndid(table.id);
+    renumber(table.id, *clustered, indid);
+    store_.run(
+        "UPDATE sysindexes SET status = status & ~16, status2 = status2 | 512, keycnt = keycnt + 1"
+        " WHERE id = ? AND indid = ?",
+        table.id, indid);
+    store_.run("INSERT INTO sysindexes(name, id, indid, segment, crdate) VALUES (?, ?, ?, ?, ?)",
+               table.name, table.id, kHeapIndid, kDefaultSegment, currentTime());
+  } else {
+    store_.run("DELETE FROM sysindexes WHERE id = ? AND indid = ?", table.id, kHeapIndid);
+    renumber(table.id, *clustered, kClusteredIndid);
+    store_.run(
+        "UPDATE sysindexes SET status = status | 16, status2 = status2 & ~512, keycnt = keycnt - 1"
+        " WHERE id = ? AND indid = ?",
+        table.id, kClusteredIndid);
+  }
+}
+
+}  // namespace kelvane::embedded

@@ -1,0 +1,98 @@
+// Indexes of a table: their rows in sysindexes, their keys, and the unique ones as SQLite indexes.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "drivers/embedded/catalog/writer.h"
+
+namespace kelvane::embedded {
+
+namespace index_status {
+inline constexpr int kIgnoreDuplicateKey = 1;
+inline constexpr int kUnique = 2;
+inline constexpr int kIgnoreDuplicateRow = 4;
+inline constexpr int kClustered = 16;
+inline constexpr int kAllowDuplicateRow = 64;
+inline constexpr int kPrimaryKey = 2048;
+}  // namespace index_status
+
+namespace index_status2 {
+inline constexpr int kSupportsForeignKey = 1;
+inline constexpr int kConstraint = 2;
+inline constexpr int kHasIdentity = 4;
+inline constexpr int kGeneratedName = 8;
+inline constexpr int kPlacement = 512;  ///< clustered, of a data-only-locked table
+}  // namespace index_status2
+
+namespace table_status2 {
+inline constexpr int kReferenced = 1;
+inline constexpr int kForeignKey = 2;
+inline constexpr int kSeveralChecks = 4;
+inline constexpr int kPrimaryKey = 8;
+inline constexpr int kAllPages = 0x2000;
+inline constexpr int kDataPages = 0x4000;
+inline constexpr int kDataRows = 0x8000;
+inline constexpr int kLockMask = kAllPages | kDataPages | kDataRows;
+}  // namespace table_status2
+
+inline constexpr int kHeapIndid = 0;
+inline constexpr int kClusteredIndid = 1;
+inline constexpr int kTextIndid = 255;
+inline constexpr std::size_t kLargestKeyCount = 16;
+
+struct IndexPlan {
+  enum class Kind { Index, UniqueConstraint, PrimaryKey };
+  Kind kind = Kind::Index;
+  std::string name;  ///< empty: generated
+  bool unique = false;
+  bool clustered = false;
+  const std::vector<tsql::IndexKey>* keys = nullptr;
+  const std::vector<tsql::StorageOption>* options = nullptr;
+  std::string_view segment;
+};
+
+class IndexWriter {
+ public:
+  explicit IndexWriter(CatalogWriter& writer) : writer_(writer), store_(writer.store()) {}
+
+  /// The rows of a new table before it has any index.
+  void addHeap(const ObjectInfo& table, std::string_view segment);
+  /// Adds or removes the row of the text chain as the columns have it now.
+  void updateTextChain(const ObjectInfo& table);
+
+  /// Returns the indid. Throws 1902, 1904, 1909, 1913, 1919, 1921 for a plan that is refused, 1505
+  /// for rows that a unique index refuses.
+  int add(const ObjectInfo& table, const IndexPlan& plan);
+  void remove(const ObjectInfo& table, int indid);
+  std::optional<int> find(int tableId, std::string_view name);
+  void changeLockScheme(const ObjectInfo& table, std::string_view scheme);
+
+  static int lockStatus(std::string_view scheme);
+
+ private:
+  struct KeyColumn {
+    int colid = 0;
+    bool descending = false;
+    bool nullable = false;
+    bool identity = false;
+  };
+
+  bool isAllPages(int tableId);
+  int segmentNumber(std::string_view name);
+  std::vector<KeyColumn> resolveKeys(const ObjectInfo& table, const IndexPlan& plan);
+  int freeIndid(int tableId);
+  void requireNoClustered(const ObjectInfo& table);
+  void writeRow(const ObjectInfo& table, const IndexPlan& plan, int indid,
+                const std::vector<KeyColumn>& keys);
+  void applyOptions(int tableId, int indid, const std::vector<tsql::StorageOption>& options);
+  void createUnique(int tableId, int indid);
+  void renumber(int tableId, int from, int to);
+
+  CatalogWriter& writer_;
+  Database& store_;
+};
+
+}  // namespace kelvane::embedded

@@ -1,0 +1,171 @@
+#include "drivers/embedded/catalog/object_remover.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "drivers/embedded/catalog/table_writer.h"
+
+namespace kelvane::embedded {
+
+namespace {
+
+struct Kind {
+  tsql::DropKind kind;
+  std::string_view word;
+  std::string_view type;
+};
+
+constexpr Kind kKinds[] = {
+    {tsql::DropKind::Table, "table", object_type::kTable},
+    {tsql::DropKind::View, "view", object_type::kView},
+    {tsql::DropKind::Procedure, "procedure", object_type::kProcedure},
+    {tsql::DropKind::Function, "function", object_type::kFunction},
+    {tsql::DropKind::Trigger, "trigger", object_type::kTrigger},
+    {tsql::DropKind::Rule, "rule", object_type::kRule},
+    {tsql::DropKind::Default, "default", object_type::kDefault},
+};
+
+std::vector<int> idsOf(Database& store, std::string_view sql, int id) {
+  std::vector<int> ids;
+  store.each(
+      sql, [&](const Statement& row) { ids.push_back(row.number(0)); }, id);
+  return ids;
+}
+
+}  // namespace
+
+void ObjectRemover::failMissing(std::string_view kind, std::string_view name) {
+  throw writer_.error(3701, 11, "Cannot drop the ", kind, " '", name,
+                      "', because it doesn't exist in the system catalogs.");
+}
+
+void ObjectRemover::drop(tsql::DropKind kind, const tsql::ObjectName& name) {
+  if (kind == tsql::DropKind::Index) return dropIndex(name);
+  if (kind == tsql::DropKind::Database) return dropDatabase(name);
+  const auto* entry = std::ranges::find(kKinds, kind, &Kind::kind);
+  if (entry == std::end(kKinds)) return;  // roles are the server's, not this database's
+  const auto object = writer_.catalog().findObject(name, writer_.caller());
+  if (!object || object->type != entry->type) failMissing(entry->word, name.name);
+  switch (kind) {
+    case tsql::DropKind::Table:
+      return dropTable(*object);
+    case tsql::DropKind::Rule:
+    case tsql::DropKind::Default:
+      return dropRuleOrDefault(*object, entry->word);
+    case tsql::DropKind::Trigger:
+      detachTrigger(object->id);
+      break;
+    default:
+      break;
+  }
+  writer_.removeObject(object->id);
+}
+
+void ObjectRemover::dropTable(const ObjectInfo& table) {
+  if (store_.value("SELECT 1 FROM sysreferences WHERE reftabid = ?1 AND tableid != ?1", table.id)) {
+    writer_.fail(3712, "Cannot drop table '", table.name,
+                 "' because it still has referential integrity constraints.");
+  }
+  TableWriter tables(writer_, {});
+  for (const ColumnInfo& column : writer_.catalog().columns(table.id)) {
+    tables.removeDefault(table, column);
+  }
+  for (const int id :
+       idsOf(store_, "SELECT constrid FROM sysreferences WHERE tableid = ?", table.id)) {
+    tables.removeReference(id);
+  }
+  for (const int id :
+       idsOf(store_, "SELECT constrid FROM sysconstraints WHERE tableid = ?", table.id)) {
+    writer_.removeObject(id);
+  }
+  for (const int id :
+       idsOf(store_, "SELECT id FROM sysobjects WHERE deltrig = ? AND type = 'TR'", table.id)) {
+    writer_.removeObject(id);
+  }
+  for (const char* statement :
+       {"DELETE FROM sysconstraints WHERE tableid = ?", "DELETE FROM sysindexes WHERE id = ?",
+        "DELETE FROM index_keys WHERE id = ?", "DELETE FROM syskeys WHERE ?1 IN (id, depid)"}) {
+    store_.run(statement, table.id);
+  }
+  writer_.removeObject(table.id);
+  store_.execute("DROP TABLE " + table.sqliteTable);
+}
+
+void ObjectRemover::detachTrigger(int triggerId) {
+  const int tableId =
+      store_.value("SELECT deltrig FROM sysobjects WHERE id = ?", triggerId).value_or(0);
+  store_.run(
+      "UPDATE sysobjects SET instrig = CASE instrig WHEN ?2 THEN 0 ELSE instrig END,"
+      " updtrig = CASE updtrig WHEN ?2 THEN 0 ELSE updtrig END,"
+      " deltrig = CASE deltrig WHEN ?2 THEN 0 ELSE deltrig END WHERE id = ?1",
+      tableId, triggerId);
+}
+
+void ObjectRemover::dropRuleOrDefault(const ObjectInfo& object, std::string_view kind) {
+  const bool isOfTable =
+      store_.value("SELECT 1 FROM sysconstraints WHERE constrid = ?", object.id).has_value() ||
+      TableWriter(writer_, {}).isInlineDefault(object.id);
+  if (isOfTable) {
+    writer_.fail(3717,
+                 "Cannot drop a default or rule constraint by DROP DEFAULT/RULE statement. "
+                 "Use ALTER TABLE command.");
+  }
+  const auto requireUnbound = [&](std::string_view sql, std::string_view what) {
+    if (!store_.value(sql, object.id)) return;
+    writer_.fail(3716, "The ", kind, " '", object.name,
+                 "' cannot be dropped because it is bound to one or more ", what, ".");
+  };
+  requireUnbound(
+      "SELECT 1 FROM syscolumns WHERE cdefault = ?1 AND cdefault != 0 UNION ALL "
+      "SELECT 1 FROM syscolumns WHERE domain = ?1 AND domain != 0",
+      "columns");
+  requireUnbound("SELECT 1 FROM systypes WHERE ?1 IN (tdefault, domain)", "datatypes");
+  writer_.removeObject(object.id);
+}
+
+void ObjectRemover::dropIndex(const tsql::ObjectName& name) {
+  // Of `owner.table.index`: the parser has no other place for the table than the owner.
+  tsql::ObjectName tableName;
+  tableName.owner = name.database;
+  tableName.name = name.owner;
+  const std::string shown = concat(name.owner, ".", name.name);
+  const auto table = writer_.catalog().findObject(tableName, writer_.caller());
+  if (!table || table->type != object_type::kTable) failMissing("index", shown);
+  IndexWriter indexes(writer_);
+  const auto indid = indexes.find(table->id, name.name);
+  if (!indid) failMissing("index", shown);
+  const int status2 =
+      store_.value("SELECT status2 FROM sysindexes WHERE id = ? AND indid = ?", table->id, *indid)
+          .value_or(0);
+  if ((status2 & index_status2::kConstraint) != 0) {
+    writer_.fail(3723, "An explicit DROP INDEX is not allowed on index '", shown,
+                 "'. It is being used for a PRIMARY KEY or UNIQUE constraint enforcement.");
+  }
+  indexes.remove(*table, *indid);
+}
+
+void ObjectRemover::dropDatabase(const tsql::ObjectName& name) {
+  if (!writer_.catalog().databaseId(name.name)) failMissing("database", name.name);
+  store_.run("DELETE FROM sysdatabases WHERE name = ?", name.name);
+}
+
+void Catalog::drop(const tsql::Drop& statement, const Caller& caller) {
+  Savepoint savepoint(store_);
+  CatalogWriter writer(*this, caller);
+  for (const tsql::ObjectName& name : statement.names) {
+    ObjectRemover(writer).drop(statement.kind, name);
+  }
+  savepoint.keep();
+}
+
+void Catalog::truncate(const tsql::Truncate& statement, const Caller& caller) {
+  CatalogWriter writer(*this, caller);
+  const ObjectInfo table = writer.requireTable(statement.table);
+  if (store_.value("SELECT 1 FROM sysreferences WHERE reftabid = ?1 AND tableid != ?1", table.id)) {
+    writer.fail(4716, "Cannot truncate table '", table.name,
+                "' because there are referential constraints defined on the table.");
+  }
+  store_.execute("DELETE FROM " + table.sqliteTable);
+}
+
+}  // namespace kelvane::embedded

@@ -1,0 +1,220 @@
+// Views, procedures, functions, triggers, rules and defaults: objects with a stored text.
+#include <algorithm>
+#include <set>
+
+#include "drivers/embedded/catalog/object_remover.h"
+#include "drivers/embedded/catalog/writer.h"
+
+namespace kelvane::embedded {
+
+namespace {
+
+constexpr int kParameterIn = 1;
+constexpr int kParameterOut = 2;
+
+struct NewColumn {
+  std::string_view name;
+  ColumnType type;
+  int number = 0;  ///< of the procedure in its group; 0 for tables and views
+  int colid = 0;
+  int direction = 0;
+};
+
+void insertColumn(CatalogWriter& writer, int id, const NewColumn& column) {
+  const ColumnType& type = column.type;
+  writer.store().run(
+      "INSERT INTO syscolumns(id, number, colid, status, type, length, usertype, name, prec, scale,"
+      " status2) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, nullif(?, 0))",
+      id, column.number, column.colid, type.nullable ? 8 : 0, type.storageCode, type.length,
+      type.userType, column.name, type.precision, type.scale, column.direction);
+}
+
+void insertParameters(CatalogWriter& writer, int id, int number,
+                      const std::vector<tsql::Parameter>& parameters) {
+  int colid = 0;
+  for (const tsql::Parameter& parameter : parameters) {
+    const ColumnType type =
+        withNullability(writer.catalog().resolveType(parameter.type, writer.caller()), false);
+    insertColumn(
+        writer, id,
+        {parameter.name, type, number, ++colid, parameter.output ? kParameterOut : kParameterIn});
+  }
+}
+
+/// The id of `name` if it may be replaced, its old contents taken away; 0 when it is new.
+int replaced(CatalogWriter& writer, std::string_view name, int uid, std::string_view type) {
+  Database& store = writer.store();
+  const int id = store
+                     .value("SELECT id FROM sysobjects WHERE name = ? AND uid = ? AND type = ?",
+                            name, uid, type)
+                     .value_or(0);
+  store.run("DELETE FROM syscolumns WHERE id = ?", id);
+  store.run("DELETE FROM syscomments WHERE id = ?", id);
+  return id;
+}
+
+int addTextObject(CatalogWriter& writer, const tsql::ObjectName& name, std::string_view type,
+                  std::string_view text) {
+  const int id = writer.addObject({.name = name.name, .type = type, .uid = writer.ownerFor(name)});
+  writer.saveText(id, 0, text);
+  return id;
+}
+
+struct TriggerSlot {
+  const char* column;
+  bool tsql::TriggerEvents::*event;
+};
+
+constexpr TriggerSlot kTriggerSlots[] = {{"instrig", &tsql::TriggerEvents::insert},
+                                         {"updtrig", &tsql::TriggerEvents::update},
+                                         {"deltrig", &tsql::TriggerEvents::remove}};
+
+/// Points the table at the trigger for its events. A trigger that thereby has no event left goes.
+void installTrigger(CatalogWriter& writer, int tableId, int triggerId,
+                    const tsql::TriggerEvents& events) {
+  Database& store = writer.store();
+  std::set<int> displaced;
+  for (const TriggerSlot& slot : kTriggerSlots) {
+    if (!(events.*slot.event)) continue;
+    const auto before =
+        store.value(concat("SELECT ", slot.column, " FROM sysobjects WHERE id = ?"), tableId);
+    displaced.insert(before.value_or(0));
+    store.run(concat("UPDATE sysobjects SET ", slot.column, " = ? WHERE id = ?"), triggerId,
+              tableId);
+  }
+  displaced.erase(0);
+  displaced.erase(triggerId);
+  for (const int id : displaced) {
+    const bool stillUsed =
+        store
+            .value(
+                "SELECT 1 FROM sysobjects WHERE id = ?1 AND (instrig = ?2 OR updtrig = ?2 OR"
+                " deltrig = ?2)",
+                tableId, id)
+            .has_value();
+    if (!stillUsed) writer.removeObject(id);
+  }
+}
+
+}  // namespace
+
+void Catalog::createView(const tsql::CreateView& statement, std::string_view text,
+                         const std::vector<NamedColumn>& columns, const Caller& caller) {
+  Savepoint savepoint(store_);
+  CatalogWriter writer(*this, caller);
+  const std::string& view = statement.name.name;
+  if (!statement.columns.empty() && statement.columns.size() != columns.size()) {
+    writer.fail(4502, "View '", view, "' has ", statement.columns.size(),
+                " column names specified for ", columns.size(), " columns defined.");
+  }
+  const int uid = writer.ownerFor(statement.name);
+  int id = statement.orReplace ? replaced(writer, view, uid, object_type::kView) : 0;
+  if (id == 0) id = writer.addObject({.name = view, .type = object_type::kView, .uid = uid});
+  writer.saveText(id, 0, text);
+  std::set<std::string_view> names;
+  int colid = 0;
+  for (const NamedColumn& column : columns) {
+    const std::string& name = statement.columns.empty()
+                                  ? column.name
+                                  : statement.columns[static_cast<std::size_t>(colid)];
+    ++colid;
+    if (name.empty()) {
+      writer.fail(4511, "Create View failed because no column name was specified for column ",
+                  colid, ".");
+    }
+    if (!names.insert(name).second) {
+      writer.fail(4506, "Column names in each view must be unique. Column name '", name,
+                  "' in view '", view, "' is specified more than once.");
+    }
+    ColumnType type = column.type;
+    type.identity = false;
+    insertColumn(writer, id, {.name = name, .type = type, .colid = colid});
+  }
+  savepoint.keep();
+}
+
+void Catalog::createProcedure(const tsql::CreateProcedure& statement, std::string_view text,
+                              const Caller& caller) {
+  Savepoint savepoint(store_);
+  CatalogWriter writer(*this, caller);
+  const std::string& name = statement.name.name;
+  const int uid = writer.ownerFor(statement.name);
+  int id = 0;
+  if (statement.orReplace) {
+    id = replaced(writer, name, uid, object_type::kProcedure);
+  } else if (statement.number > 1) {
+    id =
+        store_
+            .value("SELECT id FROM sysobjects WHERE name = ? AND uid = ? AND type = 'P'", name, uid)
+            .value_or(0);
+    if (store_.value("SELECT 1 FROM syscomments WHERE id = ? AND number = ?", id,
+                     statement.number)) {
+      writer.fail(2729, "Object '", name, "' group number ", statement.number,
+                  " already exists in the database. Choose another procedure name.");
+    }
+  }
+  if (id == 0) {
+    id = writer.addObject({.name = name, .type = object_type::kProcedure, .uid = uid});
+  }
+  insertParameters(writer, id, statement.number, statement.parameters);
+  writer.saveText(id, statement.number, text);
+  savepoint.keep();
+}
+
+void Catalog::createFunction(const tsql::CreateFunction& statement, std::string_view text,
+                             const Caller& caller) {
+  Savepoint savepoint(store_);
+  CatalogWriter writer(*this, caller);
+  const int uid = writer.ownerFor(statement.name);
+  int id =
+      statement.orReplace ? replaced(writer, statement.name.name, uid, object_type::kFunction) : 0;
+  if (id == 0) {
+    id =
+        writer.addObject({.name = statement.name.name, .type = object_type::kFunction, .uid = uid});
+  }
+  insertParameters(writer, id, 1, statement.parameters);
+  resolveType(statement.returns, caller);
+  writer.saveText(id, 0, text);
+  savepoint.keep();
+}
+
+void Catalog::createTrigger(const tsql::CreateTrigger& statement, std::string_view text,
+                            const Caller& caller) {
+  Savepoint savepoint(store_);
+  CatalogWriter writer(*this, caller);
+  const ObjectInfo table = statement.insteadOf ? requireObject(statement.table, caller)
+                                               : writer.requireTable(statement.table);
+  const int uid = statement.name.owner.empty() ? table.uid : writer.ownerFor(statement.name);
+  int id =
+      statement.orReplace ? replaced(writer, statement.name.name, uid, object_type::kTrigger) : 0;
+  if (id != 0) {
+    ObjectRemover(writer).detachTrigger(id);
+    store_.run("UPDATE sysobjects SET deltrig = ? WHERE id = ?", table.id, id);
+  } else {
+    id = writer.addObject({.name = statement.name.name,
+                           .type = object_type::kTrigger,
+                           .uid = uid,
+                           .deltrig = table.id});
+  }
+  writer.saveText(id, 0, text);
+  if (!statement.insteadOf) installTrigger(writer, table.id, id, statement.events);
+  savepoint.keep();
+}
+
+void Catalog::createRule(const tsql::CreateRule& statement, std::string_view text,
+                         const Caller& caller) {
+  Savepoint savepoint(store_);
+  CatalogWriter writer(*this, caller);
+  addTextObject(writer, statement.name, object_type::kRule, text);
+  savepoint.keep();
+}
+
+void Catalog::createDefault(const tsql::CreateDefault& statement, std::string_view text,
+                            const Caller& caller) {
+  Savepoint savepoint(store_);
+  CatalogWriter writer(*this, caller);
+  addTextObject(writer, statement.name, object_type::kDefault, text);
+  savepoint.keep();
+}
+
+}  // namespace kelvane::embedded

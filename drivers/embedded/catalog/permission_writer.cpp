@@ -1,0 +1,368 @@
+#include "drivers/embedded/catalog/permission_writer.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "drivers/embedded/catalog/system_tables.h"
+
+namespace kelvane::embedded {
+
+namespace {
+
+namespace protect_type {
+constexpr int kGrantOption = 0;
+constexpr int kGrant = 1;
+constexpr int kRevoke = 2;
+}  // namespace protect_type
+
+constexpr unsigned kOnTables = 1;
+constexpr unsigned kOnViews = 2;
+constexpr unsigned kOnProcedures = 4;
+
+struct ObjectAction {
+  std::string_view name;
+  int action;
+  bool byColumn;
+  unsigned objects;
+};
+
+constexpr ObjectAction kObjectActions[] = {
+    {"select", 193, true, kOnTables | kOnViews},  {"insert", 195, false, kOnTables | kOnViews},
+    {"delete", 196, false, kOnTables | kOnViews}, {"update", 197, true, kOnTables | kOnViews},
+    {"references", 151, true, kOnTables},         {"execute", 224, false, kOnProcedures},
+};
+
+struct Action {
+  std::string_view name;
+  int action;
+  bool inAll;  ///< part of `grant all` without an object
+};
+
+constexpr Action kCommands[] = {
+    {"create table", 198, true},    {"create view", 207, true},    {"create procedure", 222, true},
+    {"create default", 233, true},  {"create rule", 236, true},    {"create database", 203, false},
+    {"create trigger", 221, false}, {"dump database", 228, false}, {"dump transaction", 235, false},
+    {"set proxy", 167, false},
+};
+
+/// On a table as well, but never part of `all`.
+constexpr Action kTableCommands[] = {{"delete statistics", 282, false},
+                                     {"truncate table", 320, false},
+                                     {"update statistics", 326, false}};
+
+struct Spelling {
+  std::string_view written;
+  std::string_view name;
+};
+
+constexpr Spelling kSpellings[] = {
+    {"exec", "execute"},
+    {"create proc", "create procedure"},
+    {"create function", "create procedure"},
+    {"dump tran", "dump transaction"},
+    {"set session authorization", "set proxy"},
+};
+
+std::string_view properName(std::string_view written) {
+  const auto* found = std::ranges::find(kSpellings, written, &Spelling::written);
+  return found == std::end(kSpellings) ? written : found->name;
+}
+
+template <class Entry, std::size_t n>
+const Entry* find(const Entry (&table)[n], std::string_view name) {
+  const auto* found = std::ranges::find(table, properName(name), &Entry::name);
+  return found == std::end(table) ? nullptr : found;
+}
+
+unsigned objectsOf(std::string_view type) {
+  if (type == object_type::kTable || type == object_type::kSystemTable) return kOnTables;
+  return type == object_type::kView ? kOnViews : kOnProcedures;
+}
+
+// ---------------------------------------------------------------- bitmaps: bit n is colid n
+
+constexpr std::size_t kBitsOfByte = 8;
+
+std::byte bitOf(std::size_t number) { return std::byte{1} << (number % kBitsOfByte); }
+
+void setBit(Blob& bits, std::size_t number) {
+  if (bits.size() <= number / kBitsOfByte) bits.resize(number / kBitsOfByte + 1);
+  bits[number / kBitsOfByte] |= bitOf(number);
+}
+
+bool hasBit(const Blob& bits, std::size_t number) {
+  return number / kBitsOfByte < bits.size() &&
+         (bits[number / kBitsOfByte] & bitOf(number)) != std::byte{0};
+}
+
+/// Bit 0 stands for every column.
+Blob wholeTable() { return {std::byte{1}}; }
+bool isWholeTable(const Blob& bits) { return hasBit(bits, 0); }
+
+Blob united(Blob a, const Blob& b) {
+  if (isWholeTable(a) || isWholeTable(b)) return wholeTable();
+  a.resize(std::max(a.size(), b.size()));
+  for (std::size_t i = 0; i < b.size(); ++i) a[i] |= b[i];
+  return a;
+}
+
+Blob without(Blob a, const Blob& b) {
+  for (std::size_t i = 0; i < std::min(a.size(), b.size()); ++i) a[i] &= ~b[i];
+  while (!a.empty() && a.back() == std::byte{0}) a.pop_back();
+  return a;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- what a statement names
+
+void PermissionWriter::apply(const tsql::Permission& statement) {
+  if (!statement.roles.empty()) return;  // roles are the server's, not this database's
+  std::optional<ObjectInfo> object;
+  if (!statement.object.empty()) {
+    object = writer_.catalog().requireObject(statement.object, writer_.caller());
+  }
+  int grantor = writer_.caller().uid;
+  if (grantor == kDboUid && object) grantor = object->uid;
+  if (!statement.grantor.empty()) {
+    grantor = writer_.catalog().userId(statement.grantor).value_or(grantor);
+  }
+  const std::vector<Right> rights = rightsOf(statement, object);
+  for (const int uid : granteesOf(statement)) {
+    for (const Right& right : rights) {
+      if (object && uid == object->uid) continue;  // an owner has every right without a row
+      if (statement.action == tsql::PermissionAction::Grant) {
+        grant(right, uid, grantor, statement.grantOption);
+      } else if (statement.grantOption) {
+        revokeGrantOption(right, uid);
+      } else {
+        revoke(right, uid, grantor, statement.cascade);
+      }
+    }
+  }
+}
+
+std::vector<PermissionWriter::Right> PermissionWriter::rightsOf(
+    const tsql::Permission& statement, const std::optional<ObjectInfo>& object) {
+  std::vector<Right> rights;
+  for (const tsql::Privilege& privilege : statement.privileges) {
+    const auto& columns = privilege.columns.empty() ? statement.columns : privilege.columns;
+    auto some = object ? objectRights(*object, privilege, columns) : commandRights(privilege);
+    std::ranges::move(some, std::back_inserter(rights));
+  }
+  return rights;
+}
+
+std::vector<PermissionWriter::Right> PermissionWriter::commandRights(
+    const tsql::Privilege& privilege) {
+  std::vector<Right> rights;
+  if (privilege.name == "all") {
+    for (const Action& command : kCommands) {
+      if (command.inAll) rights.push_back({0, command.action, {}});
+    }
+    return rights;
+  }
+  const Action* command = find(kCommands, privilege.name);
+  if (command == nullptr) command = find(kTableCommands, privilege.name);
+  if (command == nullptr) writer_.fail(156, "Incorrect syntax near '", privilege.name, "'.");
+  rights.push_back({0, command->action, {}});
+  return rights;
+}
+
+std::vector<PermissionWriter::Right> PermissionWriter::objectRights(
+    const ObjectInfo& object, const tsql::Privilege& privilege,
+    const std::vector<std::string>& columns) {
+  const unsigned kind = objectsOf(object.type);
+  const std::optional<Blob> bitmap =
+      kind == kOnProcedures ? std::nullopt : std::optional(bitmapOf(object, columns));
+  std::vector<Right> rights;
+  const auto add = [&](const ObjectAction& action) {
+    rights.push_back({object.id, action.action, action.byColumn ? bitmap : std::nullopt});
+  };
+  if (privilege.name == "all") {
+    for (const ObjectAction& action : kObjectActions) {
+      if ((action.objects & kind) != 0 && (columns.empty() || action.byColumn)) add(action);
+    }
+    return rights;
+  }
+  if (const Action* command = find(kTableCommands, privilege.name)) {
+    rights.push_back({object.id, command->action, {}});
+    return rights;
+  }
+  const ObjectAction* action = find(kObjectActions, privilege.name);
+  const bool fits = action != nullptr && (action->objects & kind) != 0;
+  if (!fits || (!columns.empty() && !action->byColumn)) {
+    writer_.fail(4606, "Granted or revoked privilege ", privilege.name,
+                 " is not compatible with object '", object.name, "'.");
+  }
+  add(*action);
+  return rights;
+}
+
+Blob PermissionWriter::bitmapOf(const ObjectInfo& object, const std::vector<std::string>& columns) {
+  if (columns.empty()) return wholeTable();
+  const auto all = writer_.catalog().columns(object.id);
+  Blob bits;
+  for (const std::string& name : columns) {
+    const auto found = std::ranges::find(all, name, &ColumnInfo::name);
+    if (found == all.end()) writer_.fail(4615, "Invalid column name '", name, "'.");
+    setBit(bits, static_cast<std::size_t>(found->colid));
+  }
+  return bits;
+}
+
+Blob PermissionWriter::allColumns(int objectId) {
+  Blob bits;
+  for (const ColumnInfo& column : writer_.catalog().columns(objectId)) {
+    setBit(bits, static_cast<std::size_t>(column.colid));
+  }
+  return bits;
+}
+
+std::vector<int> PermissionWriter::granteesOf(const tsql::Permission& statement) {
+  std::vector<int> uids;
+  for (const std::string& name : statement.grantees) {
+    const auto uid = writer_.catalog().userId(name);
+    if (!uid) writer_.fail(4604, "There is no such user '", name, "'.");
+    const bool isGroup = *uid == kPublicUid || *uid >= kFirstGroupUid;
+    if (isGroup && statement.grantOption && statement.action == tsql::PermissionAction::Grant) {
+      writer_.fail(4613, "Grantee '", name,
+                   "' is a group or role: with grant option is for users only.");
+    }
+    uids.push_back(*uid);
+  }
+  return uids;
+}
+
+// ---------------------------------------------------------------- rows
+
+std::vector<PermissionWriter::Stored> PermissionWriter::rows(const Right& right, int uid) {
+  std::vector<Stored> found;
+  store_.each(
+      "SELECT protecttype, grantor, columns FROM sysprotects WHERE id = ? AND action = ?"
+      " AND uid = ?",
+      [&](const Statement& row) {
+        Stored stored{row.number(0), row.number(1), std::nullopt};
+        if (!row.isNull(2)) stored.columns = std::get<Blob>(row.cell(2));
+        found.push_back(std::move(stored));
+      },
+      right.objectId, right.action, uid);
+  return found;
+}
+
+void PermissionWriter::store(const Right& right, int uid, const Stored& row) {
+  erase(right, uid, row);
+  store_.run(
+      "INSERT INTO sysprotects(id, uid, action, protecttype, columns, grantor)"
+      " VALUES (?, ?, ?, ?, ?, ?)",
+      right.objectId, uid, right.action, row.protectType, row.columns, row.grantor);
+}
+
+void PermissionWriter::erase(const Right& right, int uid, const Stored& row) {
+  store_.run(
+      "DELETE FROM sysprotects WHERE id = ? AND action = ? AND uid = ? AND grantor = ?"
+      " AND protecttype = ?",
+      right.objectId, right.action, uid, row.grantor, row.protectType);
+}
+
+void PermissionWriter::grant(const Right& right, int uid, int grantor, bool grantOption) {
+  Stored merged{grantOption ? protect_type::kGrantOption : protect_type::kGrant, grantor,
+                right.columns};
+  for (Stored& row : rows(right, uid)) {
+    if (row.protectType == protect_type::kRevoke) {
+      // What is granted now is no longer withheld.
+      erase(right, uid, row);
+      if (!right.columns || !row.columns || isWholeTable(*right.columns)) continue;
+      const Blob withheld = isWholeTable(*row.columns) ? allColumns(right.objectId) : *row.columns;
+      row.columns = without(withheld, *right.columns);
+      if (!row.columns->empty()) store(right, uid, row);
+    } else if (row.grantor == grantor) {
+      erase(right, uid, row);
+      merged.protectType = std::min(merged.protectType, row.protectType);
+      if (merged.columns && row.columns) merged.columns = united(*merged.columns, *row.columns);
+    }
+  }
+  store(right, uid, merged);
+}
+
+void PermissionWriter::revoke(const Right& right, int uid, int grantor, bool cascade) {
+  bool hadOwn = false;
+  for (Stored& row : rows(right, uid)) {
+    if (row.protectType == protect_type::kRevoke) continue;
+    hadOwn = true;
+    erase(right, uid, row);
+    if (!right.columns || !row.columns || isWholeTable(*right.columns)) continue;
+    const Blob granted = isWholeTable(*row.columns) ? allColumns(right.objectId) : *row.columns;
+    row.columns = without(granted, *right.columns);
+    if (!row.columns->empty()) store(right, uid, row);
+  }
+  if (!hadOwn && hasThroughGroup(right, uid)) {
+    Stored withheld{protect_type::kRevoke, grantor, right.columns};
+    for (const Stored& row : rows(right, uid)) {
+      if (withheld.columns && row.columns)
+        withheld.columns = united(*withheld.columns, *row.columns);
+    }
+    store(right, uid, withheld);
+  }
+  if (!cascade) return;
+  std::vector<int> passedOn;
+  store_.each(
+      "SELECT DISTINCT uid FROM sysprotects WHERE id = ?1 AND action = ?2 AND grantor = ?3"
+      " AND uid != ?3",
+      [&](const Statement& row) { passedOn.push_back(row.number(0)); }, right.objectId,
+      right.action, uid);
+  for (const int next : passedOn) revoke(right, next, uid, true);
+}
+
+void PermissionWriter::revokeGrantOption(const Right& right, int uid) {
+  for (const Stored& row : rows(right, uid)) {
+    if (row.protectType != protect_type::kGrantOption) continue;
+    erase(right, uid, row);
+    store(right, uid, {protect_type::kGrant, row.grantor, row.columns});
+  }
+}
+
+bool PermissionWriter::hasThroughGroup(const Right& right, int uid) {
+  if (uid == kPublicUid) return false;
+  return store_
+      .value(
+          "SELECT 1 FROM sysprotects WHERE id = ?1 AND action = ?2 AND protecttype < 2 AND uid !="
+          " ?3 AND (uid = 0 OR uid = (SELECT gid FROM sysusers WHERE uid = ?3))",
+          right.objectId, right.action, uid)
+      .has_value();
+}
+
+void PermissionWriter::removeColumn(int tableId, int colid) {
+  struct Granted {
+    Right right;
+    int uid;
+    Stored row;
+  };
+  std::vector<Granted> affected;
+  store_.each(
+      "SELECT action, uid, protecttype, grantor, columns FROM sysprotects"
+      " WHERE id = ? AND columns IS NOT NULL",
+      [&](const Statement& row) {
+        affected.push_back({{tableId, row.number(0), {}},
+                            row.number(1),
+                            {row.number(2), row.number(3), std::get<Blob>(row.cell(4))}});
+      },
+      tableId);
+  Blob gone;
+  setBit(gone, static_cast<std::size_t>(colid));
+  for (auto& [right, uid, row] : affected) {
+    if (isWholeTable(*row.columns)) continue;
+    erase(right, uid, row);
+    row.columns = without(*row.columns, gone);
+    if (!row.columns->empty()) store(right, uid, row);
+  }
+}
+
+void Catalog::permission(const tsql::Permission& statement, const Caller& caller) {
+  Savepoint savepoint(store_);
+  CatalogWriter writer(*this, caller);
+  PermissionWriter(writer).apply(statement);
+  savepoint.keep();
+}
+
+}  // namespace kelvane::embedded

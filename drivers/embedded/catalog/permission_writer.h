@@ -1,0 +1,54 @@
+// Rows of sysprotects and their column bitmaps.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "drivers/embedded/catalog/writer.h"
+
+namespace kelvane::embedded {
+
+class PermissionWriter {
+ public:
+  explicit PermissionWriter(CatalogWriter& writer) : writer_(writer), store_(writer.store()) {}
+
+  void apply(const tsql::Permission& statement);
+  /// Forgets what was granted on one column; a permission on no other column goes with it.
+  void removeColumn(int tableId, int colid);
+
+ private:
+  /// One row to grant or revoke. `columns` is the bitmap; none for actions that have none.
+  struct Right {
+    int objectId = 0;
+    int action = 0;
+    std::optional<Blob> columns;
+  };
+  struct Stored {
+    int protectType = 0;
+    int grantor = 0;
+    std::optional<Blob> columns;
+  };
+
+  std::vector<Right> rightsOf(const tsql::Permission& statement,
+                              const std::optional<ObjectInfo>& object);
+  std::vector<Right> commandRights(const tsql::Privilege& privilege);
+  std::vector<Right> objectRights(const ObjectInfo& object, const tsql::Privilege& privilege,
+                                  const std::vector<std::string>& columns);
+  std::vector<int> granteesOf(const tsql::Permission& statement);
+  Blob bitmapOf(const ObjectInfo& object, const std::vector<std::string>& columns);
+  Blob allColumns(int objectId);
+
+  std::vector<Stored> rows(const Right& right, int uid);
+  void grant(const Right& right, int uid, int grantor, bool grantOption);
+  void revoke(const Right& right, int uid, int grantor, bool cascade);
+  void revokeGrantOption(const Right& right, int uid);
+  void store(const Right& right, int uid, const Stored& row);
+  void erase(const Right& right, int uid, const Stored& row);
+  bool hasThroughGroup(const Right& right, int uid);
+
+  CatalogWriter& writer_;
+  Database& store_;
+};
+
+}  // namespace kelvane::embedded

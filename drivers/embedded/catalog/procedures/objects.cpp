@@ -1,0 +1,247 @@
+// sp_rename, declared keys, options, and the procedures that leave no trace in a catalog.
+#include <algorithm>
+#include <charconv>
+
+#include "drivers/embedded/catalog/index_writer.h"
+#include "drivers/embedded/catalog/procedures/procedure.h"
+#include "drivers/embedded/catalog/system_tables.h"
+
+namespace kelvane::embedded {
+
+namespace {
+
+// ---------------------------------------------------------------- sp_rename
+
+void renameObject(ProcedureRun& run, const ObjectInfo& object, std::string_view name) {
+  if (object.type == object_type::kSystemTable) {
+    run.fail(17784, "You cannot rename a system table.");
+  }
+  if (run.store().value("SELECT 1 FROM sysobjects WHERE name = ? AND uid = ?", name, object.uid)) {
+    run.fail(17783, "There is already an object named '", name, "' in the database.");
+  }
+  run.store().run("UPDATE sysobjects SET name = ? WHERE id = ?", name, object.id);
+  // The rows that stand for the table itself and for its text chain go by its name.
+  run.store().run(
+      "UPDATE sysindexes SET name = CASE indid WHEN 0 THEN ?1 ELSE 't' || ?1 END"
+      " WHERE id = ?2 AND indid IN (0, 255)",
+      name, object.id);
+  run.print(17785, "Object name has been changed.");
+}
+
+/// `table.column` or `table.index`
+bool renamePart(ProcedureRun& run, std::string_view whole, std::string_view name) {
+  const std::size_t dot = whole.rfind('.');
+  if (dot == std::string_view::npos) return false;
+  const auto table = run.catalog().findObject(whole.substr(0, dot), run.caller());
+  if (!table) return false;
+  const std::string_view part = whole.substr(dot + 1);
+  if (const auto column = run.catalog().column(table->id, part)) {
+    if (run.catalog().column(table->id, name)) {
+      run.fail(17782, "There is already a column named '", name, "' in table '", table->name, "'.");
+    }
+    run.store().run("UPDATE syscolumns SET name = ? WHERE id = ? AND colid = ?", name, table->id,
+                    column->colid);
+    run.print(17786, "Column name has been changed.");
+    return true;
+  }
+  IndexWriter indexes(run.writer());
+  const auto indid = indexes.find(table->id, part);
+  if (!indid) return false;
+  if (indexes.find(table->id, name)) {
+    run.fail(17781, "There is already an index named '", name, "' for table '", table->name, "'.");
+  }
+  run.store().run("UPDATE sysindexes SET name = ? WHERE id = ? AND indid = ?", name, table->id,
+                  *indid);
+  run.print(17787, "Index name has been changed.");
+  return true;
+}
+
+void spRename(ProcedureRun& run) {
+  const std::string whole = run.text(0);
+  const std::string name = run.text(1);
+  if (renamePart(run, whole, name)) return;
+  if (const auto object = run.catalog().findObject(whole, run.caller())) {
+    return renameObject(run, *object, name);
+  }
+  if (!run.store().value("SELECT 1 FROM systypes WHERE name = ? AND usertype > 100", whole)) {
+    run.fail(17461, "Object does not exist in this database.");
+  }
+  if (run.store().value("SELECT 1 FROM systypes WHERE name = ?", name)) {
+    run.fail(17305, "A type with the specified name already exists.");
+  }
+  run.store().run("UPDATE systypes SET name = ? WHERE name = ?", name, whole);
+  run.print(17788, "Name of user-defined type name changed.");
+}
+
+// ---------------------------------------------------------------- declared keys
+
+constexpr int kPrimaryKey = 1;
+constexpr int kForeignKey = 2;
+constexpr int kCommonKey = 3;
+constexpr std::size_t kKeyColumns = 8;
+
+std::vector<int> keyColids(ProcedureRun& run, const ObjectInfo& table, std::size_t first,
+                           std::size_t step) {
+  std::vector<int> colids;
+  for (std::size_t i = 0; i < kKeyColumns; ++i) {
+    const auto name = run.argument(first + i * step);
+    if (!name) break;
+    const auto column = run.catalog().column(table.id, *name);
+    if (!column) {
+      run.fail(17731, "The table or view '", table.name, "' has no column named '", *name, "'.");
+    }
+    colids.push_back(column->colid);
+  }
+  return colids;
+}
+
+void insertKey(ProcedureRun& run, int type, int id, std::optional<int> depid,
+               const std::vector<int>& keys, const std::vector<int>& depkeys) {
+  std::string names;
+  std::string values;
+  const auto append = [&](std::string_view prefix, const std::vector<int>& colids) {
+    for (std::size_t i = 0; i < colids.size(); ++i) {
+      names += concat(", ", prefix, i + 1);
+      values += concat(", ", colids[i]);
+    }
+  };
+  append("key", keys);
+  append("depkey", depkeys);
+  Statement insert = run.store().prepare(concat("INSERT INTO syskeys(id, type, depid, keycnt",
+                                                names, ") VALUES (?, ?, ?, ?", values, ")"));
+  insert.bindAll(id, type, depid, static_cast<int>(keys.size()));
+  insert.step();
+}
+
+void spPrimarykey(ProcedureRun& run) {
+  const ObjectInfo table = run.requireObject(run.text(0));
+  if (run.store().value("SELECT 1 FROM syskeys WHERE id = ? AND type = 1", table.id)) {
+    run.fail(17732, "Primary key already exists on table '", table.name, "'. Drop key first.");
+  }
+  insertKey(run, kPrimaryKey, table.id, {}, keyColids(run, table, 1, 1), {});
+  run.print(17733, "New primary key added.");
+}
+
+void spForeignkey(ProcedureRun& run) {
+  const ObjectInfo table = run.requireObject(run.text(0));
+  const ObjectInfo primary = run.requireObject(run.text(1));
+  const std::vector<int> keys = keyColids(run, table, 2, 1);
+  std::vector<int> primaryKeys;
+  run.store().each(
+      "SELECT key1, key2, key3, key4, key5, key6, key7, key8, keycnt FROM syskeys"
+      " WHERE id = ? AND type = 1",
+      [&](const Statement& row) {
+        for (int i = 0; i < row.number(8); ++i) primaryKeys.push_back(row.number(i));
+      },
+      primary.id);
+  if (primaryKeys.empty()) {
+    run.fail(17734, "Primary key does not exist for table '", primary.name, "'.");
+  }
+  if (primaryKeys.size() != keys.size()) {
+    run.fail(17735, "Table '", table.name, "' has ", keys.size(), " key columns for ",
+             primaryKeys.size(), " of the primary key of '", primary.name, "'.");
+  }
+  insertKey(run, kForeignKey, table.id, primary.id, keys, primaryKeys);
+  run.print(17736, "New foreign key added.");
+}
+
+void spCommonkey(ProcedureRun& run) {
+  const ObjectInfo a = run.requireObject(run.text(0));
+  const ObjectInfo b = run.requireObject(run.text(1));
+  const std::vector<int> keysOfA = keyColids(run, a, 2, 2);
+  const std::vector<int> keysOfB = keyColids(run, b, 3, 2);
+  insertKey(run, kCommonKey, a.id, b.id, keysOfA, keysOfB);
+  insertKey(run, kCommonKey, b.id, a.id, keysOfB, keysOfA);
+  run.print(17737, "New common key added.");
+}
+
+void spDropkey(ProcedureRun& run) {
+  const std::string kind = run.text(0);
+  const int type = kind == "primary" ? kPrimaryKey : kind == "foreign" ? kForeignKey : kCommonKey;
+  const ObjectInfo table = run.requireObject(run.text(1));
+  const auto other = run.argument(2);
+  const int otherId = other ? run.requireObject(*other).id : 0;
+  run.store().run(
+      "DELETE FROM syskeys WHERE type = ?1 AND (id = ?2 AND (?3 = 0 OR depid = ?3)"
+      " OR ?1 = 3 AND depid = ?2 AND id = ?3 OR ?1 = 1 AND type = 2 AND depid = ?2)",
+      type, table.id, otherId);
+  run.print(17738, "Key dropped.");
+}
+
+// ---------------------------------------------------------------- options, messages, segments
+
+void spDboption(ProcedureRun& run) {
+  if (!run.argument(0)) return;
+  constexpr std::string_view kAllowNulls = "allow nulls by default";
+  const std::string option = run.text(1);
+  const bool on = run.text(2) == "true" || run.text(2) == "TRUE";
+  // An option may be cut short as long as it stays unique.
+  if (option.size() < 3 || !kAllowNulls.starts_with(option)) return;
+  run.catalog().useDatabase(run.text(0));
+  run.store().run(on ? "UPDATE sysdatabases SET status = status | ? WHERE name = ?"
+                     : "UPDATE sysdatabases SET status = status & ~? WHERE name = ?",
+                  database_status::kAllowNulls, run.text(0));
+}
+
+void spAddmessage(ProcedureRun& run) {
+  const std::string number = run.text(0);
+  int error = 0;
+  std::from_chars(number.data(), number.data() + number.size(), error);
+  if (error < 20000) run.fail(17200, "Message number must be at least 20000.");
+  if (run.store().value("SELECT 1 FROM sysusermessages WHERE error = ?", error)) {
+    run.fail(17201, "Message ", error, " already exists in sysusermessages.");
+  }
+  run.store().run("INSERT INTO sysusermessages(error, uid, description) VALUES (?, ?, ?)", error,
+                  run.caller().uid, run.text(1));
+  run.print(17202, "The message has been inserted.");
+}
+
+void spAddsegment(ProcedureRun& run) {
+  if (run.store().value("SELECT 1 FROM syssegments WHERE name = ?", run.text(0))) {
+    run.fail(17274, "There is already a segment named '", run.text(0), "'.");
+  }
+  run.store().run(
+      "INSERT INTO syssegments(segment, name) SELECT max(segment) + 1, ? FROM syssegments",
+      run.text(0));
+  run.print(17275, "Segment created.");
+}
+
+void spWithoutEffect(ProcedureRun&) {}
+
+constexpr std::string_view kAnyArguments = "@a @b @c @d @e @f @g @h";
+
+constexpr Procedure kProcedures[] = {
+    {"sp_rename", "@objname @newname @objtype", 2, spRename},
+    {"sp_primarykey", "@tabname @col1 @col2 @col3 @col4 @col5 @col6 @col7 @col8", 2, spPrimarykey},
+    {"sp_foreignkey", "@tabname @pktabname @col1 @col2 @col3 @col4 @col5 @col6 @col7 @col8", 3,
+     spForeignkey},
+    {"sp_commonkey",
+     "@tabaname @tabbname @col1a @col1b @col2a @col2b @col3a @col3b @col4a @col4b @col5a @col5b "
+     "@col6a @col6b @col7a @col7b @col8a @col8b",
+     4, spCommonkey},
+    {"sp_dropkey", "@keytype @tabname @deptabname", 2, spDropkey},
+    {"sp_dboption", "@dbname @optname @optvalue @dockpt", 0, spDboption},
+    {"sp_addmessage", "@message_num @message_text @language @with_log @replace", 2, spAddmessage},
+    {"sp_addsegment", "@segname @dbname @devname", 1, spAddsegment},
+    {"sp_bindcache", kAnyArguments, 0, spWithoutEffect},
+    {"sp_bindmsg", kAnyArguments, 0, spWithoutEffect},
+    {"sp_cachestrategy", kAnyArguments, 0, spWithoutEffect},
+    {"sp_changedbowner", kAnyArguments, 0, spWithoutEffect},
+    {"sp_chgattribute", kAnyArguments, 0, spWithoutEffect},
+    {"sp_configure", kAnyArguments, 0, spWithoutEffect},
+    {"sp_indsuspect", kAnyArguments, 0, spWithoutEffect},
+    {"sp_locklogin", kAnyArguments, 0, spWithoutEffect},
+    {"sp_modifylogin", kAnyArguments, 0, spWithoutEffect},
+    {"sp_password", kAnyArguments, 0, spWithoutEffect},
+    {"sp_placeobject", kAnyArguments, 0, spWithoutEffect},
+    {"sp_procxmode", kAnyArguments, 0, spWithoutEffect},
+    {"sp_recompile", kAnyArguments, 0, spWithoutEffect},
+    {"sp_role", kAnyArguments, 0, spWithoutEffect},
+    {"sp_unbindcache", kAnyArguments, 0, spWithoutEffect},
+};
+
+}  // namespace
+
+std::span<const Procedure> objectProcedures() { return kProcedures; }
+
+}  // namespace kelvane::embedded

@@ -1,0 +1,94 @@
+#include "drivers/embedded/catalog/procedures/procedure.h"
+
+#include <algorithm>
+#include <array>
+
+namespace kelvane::embedded {
+
+namespace {
+
+const Procedure* findProcedure(std::string_view name) {
+  for (const auto group : {columnProcedures(), reportProcedures(), typeProcedures(),
+                           userProcedures(), objectProcedures()}) {
+    const auto found = std::ranges::find(group, name, &Procedure::name);
+    if (found != group.end()) return &*found;
+  }
+  return nullptr;
+}
+
+std::vector<std::string_view> words(std::string_view text) {
+  std::vector<std::string_view> found;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find(' '), text.size());
+    found.push_back(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return found;
+}
+
+std::vector<std::optional<std::string>> placeArguments(const Procedure& procedure,
+                                                       const ProcedureCall& call,
+                                                       const CatalogWriter& writer) {
+  const std::vector<std::string_view> names = words(procedure.parameters);
+  std::vector<std::optional<std::string>> placed(names.size());
+  std::vector<bool> given(names.size());
+  std::size_t position = 0;
+  for (const ProcedureArgument& argument : call.arguments) {
+    std::size_t slot = position;
+    if (!argument.name.empty()) {
+      slot = static_cast<std::size_t>(std::ranges::find(names, argument.name) - names.begin());
+      if (slot == names.size()) {
+        writer.fail(7202, "Parameter '", argument.name, "' is not a parameter of procedure ",
+                    call.name, ".");
+      }
+    } else if (slot == names.size()) {
+      writer.fail(8144, "Procedure ", call.name, " takes at most ", names.size(), " arguments.");
+    } else {
+      ++position;
+    }
+    placed[slot] = argument.value;
+    given[slot] = true;
+  }
+  for (std::size_t i = 0; i < procedure.required; ++i) {
+    if (given[i]) continue;
+    writer.fail(201, "Procedure ", call.name, " expects parameter ", names[i],
+                ", which was not supplied.");
+  }
+  return placed;
+}
+
+}  // namespace
+
+std::optional<std::string> ProcedureRun::argument(std::size_t position) const {
+  std::optional<std::string> value = arguments_[position];
+  if (value) value->erase(value->find_last_not_of(' ') + 1);
+  return value;
+}
+
+ObjectInfo ProcedureRun::requireObject(std::string_view name) {
+  const std::size_t parts = static_cast<std::size_t>(std::ranges::count(name, '.'));
+  const std::string_view database = name.substr(0, name.find('.'));
+  if (parts > 1 && !database.empty() && database != caller().database) {
+    fail(17460, "Object must be in the current database.");
+  }
+  const auto object = catalog().findObject(name, caller());
+  if (!object) fail(17461, "Object does not exist in this database.");
+  return *object;
+}
+
+std::optional<ProcedureResult> Catalog::callSystemProcedure(const ProcedureCall& call) {
+  const Procedure* procedure = findProcedure(call.name);
+  if (procedure == nullptr) return std::nullopt;
+  CatalogWriter writer(*this, call.caller);
+  ProcedureRun run(writer, placeArguments(*procedure, call, writer));
+  try {
+    Savepoint savepoint(store_);
+    procedure->run(run);
+    savepoint.keep();
+  } catch (const ProcedureFailure& failure) {
+    run.result() = {{}, {failure.message}, 1};
+  }
+  return std::move(run.result());
+}
+
+}  // namespace kelvane::embedded

@@ -1,0 +1,67 @@
+// The frame of a system procedure: its arguments, its messages, and the tables of procedures that
+// the catalog answers to.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "drivers/embedded/catalog/writer.h"
+
+namespace kelvane::embedded {
+
+/// Ends a procedure with one error message and status 1; what it wrote is undone.
+struct ProcedureFailure {
+  ServerMessage message;
+};
+
+class ProcedureRun {
+ public:
+  ProcedureRun(CatalogWriter& writer, std::vector<std::optional<std::string>> arguments)
+      : writer_(writer), arguments_(std::move(arguments)) {}
+
+  CatalogWriter& writer() { return writer_; }
+  Catalog& catalog() { return writer_.catalog(); }
+  Database& store() { return writer_.store(); }
+  const Caller& caller() const { return writer_.caller(); }
+  ProcedureResult& result() { return result_; }
+
+  /// None when it was not given, or given as null. Trailing blanks never count.
+  std::optional<std::string> argument(std::size_t position) const;
+  /// "" when it was not given.
+  std::string text(std::size_t position) const { return argument(position).value_or(""); }
+
+  template <class... Pieces>
+  [[noreturn]] void fail(int number, const Pieces&... pieces) const {
+    throw ProcedureFailure{{number, 16, 1, concat(pieces...)}};
+  }
+  template <class... Pieces>
+  void print(int number, const Pieces&... pieces) {
+    result_.messages.push_back({number, 0, 1, concat(pieces...)});
+  }
+
+  /// An object of the current database named by a text. Fails with 17460 or 17461.
+  ObjectInfo requireObject(std::string_view name);
+
+ private:
+  CatalogWriter& writer_;
+  std::vector<std::optional<std::string>> arguments_;
+  ProcedureResult result_;
+};
+
+struct Procedure {
+  std::string_view name;
+  std::string_view parameters;  ///< their names, separated by blanks
+  std::size_t required;         ///< how many of them must be given
+  void (*run)(ProcedureRun& run);
+};
+
+std::span<const Procedure> columnProcedures();
+std::span<const Procedure> reportProcedures();
+std::span<const Procedure> typeProcedures();
+std::span<const Procedure> userProcedures();
+std::span<const Procedure> objectProcedures();
+
+}  // namespace kelvane::embedded

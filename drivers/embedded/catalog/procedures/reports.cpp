@@ -1,0 +1,108 @@
+// sp_helptext and sp_helpindex.
+#include "drivers/embedded/catalog/index_writer.h"
+#include "drivers/embedded/catalog/procedures/procedure.h"
+
+namespace kelvane::embedded {
+
+namespace {
+
+using enum TypeKind;
+
+void spHelptext(ProcedureRun& run) {
+  const ObjectInfo object = run.requireObject(run.text(0));
+  const auto lines =
+      run.store().value("SELECT count(*) FROM syscomments WHERE id = ?", object.id).value_or(0);
+  if (lines == 0) run.fail(17679, "There is no text for object ", object.name, ".");
+  const bool isGroup =
+      run.store().value("SELECT count(DISTINCT number) FROM syscomments WHERE id = ?", object.id) >
+      1;
+  ResultSet count;
+  count.columns.push_back({"# Lines of Text", declaredType(Int, {}, {}, true)});
+  count.rows.push_back({std::int64_t{lines}});
+  ResultSet text;
+  if (isGroup) text.columns.push_back({"number", declaredType(Smallint, {}, {}, false)});
+  text.columns.push_back({"text", declaredType(Varchar, 255, {}, true)});
+  run.store().each(
+      "SELECT number, text FROM syscomments WHERE id = ? ORDER BY number, colid2, colid",
+      [&](const Statement& row) {
+        Row& line = text.rows.emplace_back();
+        if (isGroup) line.push_back(row.cell(0));
+        line.push_back(row.cell(1));
+      },
+      object.id);
+  run.result().resultSets = {std::move(count), std::move(text)};
+}
+
+struct DescribedStatus {
+  int status;
+  std::string_view text;
+};
+
+constexpr DescribedStatus kDescribedStatus[] = {
+    {index_status::kUnique, ", unique"},
+    {index_status::kIgnoreDuplicateKey, ", ignore duplicate keys"},
+    {index_status::kIgnoreDuplicateRow, ", ignore duplicate rows"},
+    {index_status::kAllowDuplicateRow, ", allow duplicate rows"},
+};
+
+std::string describeIndex(int indid, int status, int status2, std::string_view segment) {
+  const bool clustered = indid == kClusteredIndid || (status2 & index_status2::kPlacement) != 0;
+  std::string text = clustered ? "clustered" : "nonclustered";
+  for (const DescribedStatus& described : kDescribedStatus) {
+    if ((status & described.status) != 0) text += described.text;
+  }
+  return concat(text, " located on ", segment);
+}
+
+std::string indexKeys(Catalog& catalog, int tableId, int indid) {
+  std::string keys;
+  for (int key = 1;; ++key) {
+    const auto name = catalog.indexColumn(tableId, indid, key);
+    if (!name) return keys;
+    // The list starts from a text of one blank, there being no empty ones.
+    keys += key == 1 ? " " : ", ";
+    keys += *name;
+    if (catalog.isDescendingKey(tableId, indid, key)) keys += " DESC";
+  }
+}
+
+void spHelpindex(ProcedureRun& run) {
+  const ObjectInfo table = run.requireObject(run.text(0));
+  ResultSet set;
+  set.columns = {{"index_name", declaredType(Varchar, 30, {}, false)},
+                 {"index_description", declaredType(Varchar, 68, {}, true)},
+                 {"index_keys", declaredType(Varchar, 510, {}, true)},
+                 {"index_max_rows_per_page", declaredType(Smallint, {}, {}, true)},
+                 {"index_fillfactor", declaredType(Smallint, {}, {}, true)},
+                 {"index_reservepagegap", declaredType(Smallint, {}, {}, true)},
+                 {"index_created", declaredType(Datetime, {}, {}, true)}};
+  run.store().each(
+      "SELECT i.name, i.indid, i.status, i.status2, ifnull(s.name, 'default'), i.maxrowsperpage,"
+      " ifnull(i.fill_factor, 0), ifnull(i.res_page_gap, 0), i.crdate FROM sysindexes i"
+      " LEFT JOIN syssegments s ON s.segment = i.segment"
+      " WHERE i.id = ? AND i.indid BETWEEN 1 AND 254 ORDER BY i.indid",
+      [&](const Statement& row) {
+        const int indid = row.number(1);
+        set.rows.push_back({row.text(0),
+                            describeIndex(indid, row.number(2), row.number(3), row.view(4)),
+                            indexKeys(run.catalog(), table.id, indid), row.cell(5), row.cell(6),
+                            row.cell(7), row.cell(8)});
+      },
+      table.id);
+  if (set.rows.empty()) {
+    run.print(17640, "Object does not have any indexes.");
+  } else {
+    run.result().resultSets.push_back(std::move(set));
+  }
+}
+
+constexpr Procedure kProcedures[] = {
+    {"sp_helptext", "@objname @grouping_num", 1, spHelptext},
+    {"sp_helpindex", "@objname", 1, spHelpindex},
+};
+
+}  // namespace
+
+std::span<const Procedure> reportProcedures() { return kProcedures; }
+
+}  // namespace kelvane::embedded

@@ -1,0 +1,244 @@
+// User types, and the binding of rules and defaults to types and columns.
+#include <algorithm>
+#include <charconv>
+
+#include "drivers/embedded/catalog/procedures/procedure.h"
+#include "drivers/embedded/catalog/system_tables.h"
+#include "drivers/embedded/catalog/table_writer.h"
+
+namespace kelvane::embedded {
+
+namespace {
+
+std::string_view trimmed(std::string_view text) {
+  const std::size_t begin = text.find_first_not_of(' ');
+  if (begin == std::string_view::npos) return {};
+  return text.substr(begin, text.find_last_not_of(' ') - begin + 1);
+}
+
+std::string lower(std::string_view text) {
+  std::string result(trimmed(text));
+  for (char& c : result) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return result;
+}
+
+/// `numeric(8, 2)` as sp_addtype takes it: a text.
+tsql::DataType parsePhysicalType(const ProcedureRun& run, std::string_view text) {
+  tsql::DataType type;
+  const std::size_t open = std::min(text.find('('), text.size());
+  type.name = lower(text.substr(0, open));
+  const auto number = [&](std::string_view digits) {
+    int value = 0;
+    digits = trimmed(digits);
+    const auto [end, error] = std::from_chars(digits.begin(), digits.end(), value);
+    if (error != std::errc() || end != digits.end()) {
+      run.fail(17303, "Illegal length specified in physical type '", text, "'.");
+    }
+    return value;
+  };
+  if (open == text.size()) return type;
+  std::string_view inside = text.substr(open + 1);
+  inside = inside.substr(0, inside.find(')'));
+  const std::size_t comma = inside.find(',');
+  type.length = number(inside.substr(0, comma));
+  if (comma != std::string_view::npos) type.scale = number(inside.substr(comma + 1));
+  return type;
+}
+
+struct NullType {
+  bool nullable = false;
+  bool identity = false;
+};
+
+NullType parseNullType(const ProcedureRun& run, std::string_view text, bool allowsNulls) {
+  const std::string word = lower(text);
+  if (word.empty()) return {allowsNulls, false};
+  if (word == "null") return {true, false};
+  if (word == "not null" || word == "nonull") return {false, false};
+  if (word == "identity") return {false, true};
+  run.fail(17306, "Usage: third argument is 'null', 'nonull', 'not null' or 'identity', not '",
+           text, "'.");
+}
+
+void spAddtype(ProcedureRun& run) {
+  const std::string name = run.text(0);
+  const std::string physical = run.text(1);
+  const tsql::DataType declared = parsePhysicalType(run, physical);
+  const SystemType* base = findSystemType(declared.name);
+  if (base == nullptr) run.fail(17304, "Physical type '", physical, "' does not exist.");
+  if (base->kind == TypeKind::Timestamp) {
+    run.fail(17300, "User-defined datatypes based on the 'timestamp' datatype are not allowed.");
+  }
+  if (run.store().value("SELECT 1 FROM systypes WHERE name = ?", name)) {
+    run.fail(17305, "A type with the specified name already exists.");
+  }
+  const bool allowsNulls = run.catalog().allowsNullsByDefault(run.caller().database);
+  const NullType nulls = parseNullType(run, run.text(2), allowsNulls);
+  const ColumnType type =
+      withNullability(run.catalog().resolveType(declared, run.caller()), nulls.nullable);
+  run.store().run(
+      "INSERT INTO systypes(uid, usertype, variable, allownulls, type, length, name, prec, scale,"
+      " ident, hierarchy)"
+      " SELECT ?, max(max(usertype), 100) + 1, (SELECT variable FROM systypes WHERE usertype = ?),"
+      " ?, ?, ?, ?, ?, ?, ?, ? FROM systypes",
+      run.caller().uid, base->userType, nulls.nullable ? 1 : 0, type.storageCode, type.length, name,
+      type.precision, type.scale, nulls.identity ? 1 : 0, base->hierarchy);
+  run.print(17308, "Type added.");
+}
+
+void spDroptype(ProcedureRun& run) {
+  const std::string name = run.text(0);
+  const auto userType =
+      run.store().value("SELECT usertype FROM systypes WHERE name = ? AND usertype > 100", name);
+  if (!userType) run.fail(17550, "The type '", name, "' does not exist.");
+  if (run.store().value("SELECT 1 FROM syscolumns WHERE usertype = ?", *userType)) {
+    run.fail(17552, "Type '", name, "' is being used. You cannot drop it.");
+  }
+  run.store().run("DELETE FROM systypes WHERE usertype = ?", *userType);
+  run.print(17554, "Type has been dropped.");
+}
+
+// ---------------------------------------------------------------- bindings
+
+/// The columns that hold what is bound: rules and defaults differ in nothing else.
+struct Binding {
+  std::string_view noun;
+  std::string_view objectType;
+  std::string_view columnField;
+  std::string_view typeField;
+};
+
+constexpr Binding kRule = {"Rule", object_type::kRule, "domain", "domain"};
+constexpr Binding kDefault = {"Default", object_type::kDefault, "cdefault", "tdefault"};
+
+struct BoundColumn {
+  ObjectInfo table;
+  ColumnInfo column;
+};
+
+/// `[owner.]table.column`; none for the name of a type.
+std::optional<BoundColumn> findColumn(ProcedureRun& run, std::string_view name) {
+  const std::size_t dot = name.rfind('.');
+  if (dot == std::string_view::npos) return std::nullopt;
+  const auto table = run.catalog().findObject(name.substr(0, dot), run.caller());
+  if (!table || table->type != object_type::kTable) {
+    run.fail(17756, "The table '", name.substr(0, dot), "' does not exist in this database.");
+  }
+  auto column = run.catalog().column(table->id, name.substr(dot + 1));
+  if (!column) {
+    run.fail(17757, "The column '", name.substr(dot + 1), "' does not exist in table '",
+             table->name, "'.");
+  }
+  return BoundColumn{*table, std::move(*column)};
+}
+
+int requireUserType(ProcedureRun& run, std::string_view name) {
+  const auto userType =
+      run.store().value("SELECT usertype FROM systypes WHERE name = ? AND usertype > 100", name);
+  if (!userType) run.fail(17758, "The type '", name, "' does not exist or is a system type.");
+  return *userType;
+}
+
+bool isFutureOnly(ProcedureRun& run, std::size_t position) {
+  const std::string word = lower(run.text(position));
+  if (!word.empty() && word != "futureonly") {
+    run.fail(17751, "The only legal option is 'futureonly', not '", word, "'.");
+  }
+  return !word.empty();
+}
+
+/// Sets the binding of a type, and of its columns as far as they have the type's own.
+void setOnType(ProcedureRun& run, const Binding& binding, int userType, int objectId,
+               bool futureOnly) {
+  const int before =
+      run.store()
+          .value(concat("SELECT ", binding.typeField, " FROM systypes WHERE usertype = ?"),
+                 userType)
+          .value_or(0);
+  run.store().run(concat("UPDATE systypes SET ", binding.typeField, " = ? WHERE usertype = ?"),
+                  objectId, userType);
+  if (futureOnly) return;
+  run.store().run(concat("UPDATE syscolumns SET ", binding.columnField, " = ?1 WHERE usertype = ?2",
+                         " AND ", binding.columnField, " IN (0, ?3)"),
+                  objectId, userType, before);
+}
+
+void setOnColumn(ProcedureRun& run, const Binding& binding, const BoundColumn& target,
+                 int objectId) {
+  run.store().run(
+      concat("UPDATE syscolumns SET ", binding.columnField, " = ? WHERE id = ? AND colid = ?"),
+      objectId, target.table.id, target.column.colid);
+  run.store().run("UPDATE sysobjects SET schemacnt = schemacnt + 1 WHERE id = ?", target.table.id);
+}
+
+/// Whether what stands at the column was declared with the table, and not bound.
+bool isDeclared(ProcedureRun& run, int objectId) {
+  return TableWriter(run.writer(), {}).isInlineDefault(objectId) ||
+         run.store().value("SELECT 1 FROM sysconstraints WHERE constrid = ?", objectId).has_value();
+}
+
+void bind(ProcedureRun& run, const Binding& binding) {
+  const auto object = run.catalog().findObject(run.text(0), run.caller());
+  if (!object || object->type != binding.objectType || isDeclared(run, object->id)) {
+    run.fail(17750, "No such ", lower(binding.noun), " '", run.text(0),
+             "' exists in this database.");
+  }
+  const bool futureOnly = isFutureOnly(run, 2);
+  if (const auto target = findColumn(run, run.text(1))) {
+    const bool declaredDefault = &binding == &kDefault && isDeclared(run, target->column.defaultId);
+    if (declaredDefault) {
+      run.fail(17740,
+               "You cannot bind a default to a column that was created with or altered to "
+               "have a default value.");
+    }
+    if (&binding == &kDefault && target->column.type.identity) {
+      run.fail(17741, "You cannot bind a default to an identity column.");
+    }
+    setOnColumn(run, binding, *target, object->id);
+    run.print(17763, binding.noun, " bound to table column.");
+  } else {
+    setOnType(run, binding, requireUserType(run, run.text(1)), object->id, futureOnly);
+    run.print(17764, binding.noun, " bound to datatype.");
+  }
+}
+
+void unbind(ProcedureRun& run, const Binding& binding) {
+  const bool futureOnly = isFutureOnly(run, 1);
+  if (const auto target = findColumn(run, run.text(0))) {
+    const int bound = &binding == &kDefault ? target->column.defaultId : target->column.ruleId;
+    if (bound == 0) {
+      run.fail(17842, "Column '", run.text(0), "' has no ", lower(binding.noun), ".");
+    }
+    if (isDeclared(run, bound)) {
+      run.fail(17843, "The ", lower(binding.noun), " of column '", run.text(0),
+               "' was declared with the table. Use alter table to remove it.");
+    }
+    setOnColumn(run, binding, *target, 0);
+    run.print(17845, binding.noun, " unbound from table column.");
+  } else {
+    setOnType(run, binding, requireUserType(run, run.text(0)), 0, futureOnly);
+    run.print(17846, binding.noun, " unbound from datatype.");
+  }
+}
+
+void spBindrule(ProcedureRun& run) { bind(run, kRule); }
+void spBindefault(ProcedureRun& run) { bind(run, kDefault); }
+void spUnbindrule(ProcedureRun& run) { unbind(run, kRule); }
+void spUnbindefault(ProcedureRun& run) { unbind(run, kDefault); }
+
+constexpr Procedure kProcedures[] = {
+    {"sp_addtype", "@typename @phystype @nulltype", 2, spAddtype},
+    {"sp_droptype", "@typename", 1, spDroptype},
+    {"sp_bindrule", "@rulename @objname @futureonly", 2, spBindrule},
+    {"sp_bindefault", "@defname @objname @futureonly", 2, spBindefault},
+    {"sp_unbindrule", "@objname @futureonly", 1, spUnbindrule},
+    {"sp_unbindefault", "@objname @futureonly", 1, spUnbindefault},
+};
+
+}  // namespace
+
+std::span<const Procedure> typeProcedures() { return kProcedures; }
+
+}  // namespace kelvane::embedded

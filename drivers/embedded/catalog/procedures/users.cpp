@@ -1,0 +1,172 @@
+// Logins, users, groups and aliases.
+#include "drivers/embedded/catalog/procedures/procedure.h"
+#include "drivers/embedded/catalog/system_tables.h"
+
+namespace kelvane::embedded {
+
+namespace {
+
+constexpr int kFirstUserUid = 3;
+constexpr int kGuestSuid = -1;
+constexpr int kGroupSuid = -2;
+
+int addLogin(ProcedureRun& run, std::string_view name, std::string_view database,
+             std::string_view fullName) {
+  run.store().run(
+      "INSERT INTO syslogins(suid, name, dbname, fullname)"
+      " SELECT max(suid) + 1, ?, ?, nullif(?, '') FROM syslogins",
+      name, database, fullName);
+  return run.catalog().loginId(name).value();
+}
+
+int requireGroup(ProcedureRun& run, std::string_view name) {
+  const auto uid = run.store().value(
+      "SELECT uid FROM sysusers WHERE name = ? AND gid = uid AND (environ IS NOT NULL OR uid = 0)",
+      name);
+  if (!uid) run.fail(17333, "No group with the specified name '", name, "' exists.");
+  return *uid;
+}
+
+int requireUser(ProcedureRun& run, std::string_view name) {
+  const auto uid =
+      run.store().value("SELECT uid FROM sysusers WHERE name = ? AND gid != uid", name);
+  if (!uid)
+    run.fail(17334, "No user with the specified name '", name, "' exists in the current database.");
+  return *uid;
+}
+
+void requireFreeUserName(ProcedureRun& run, std::string_view name) {
+  if (run.catalog().userId(name)) {
+    run.fail(17332, "A user, group or role with the specified name '", name, "' already exists.");
+  }
+}
+
+void spAddlogin(ProcedureRun& run) {
+  if (run.catalog().loginId(run.text(0))) {
+    run.fail(17262, "A user with the specified login name already exists.");
+  }
+  addLogin(run, run.text(0), run.argument(2).value_or("master"), run.text(4));
+  run.print(17264, "New login created.");
+}
+
+void spDroplogin(ProcedureRun& run) {
+  const auto suid = run.catalog().loginId(run.text(0));
+  if (!suid) run.fail(17500, "No login with the specified name '", run.text(0), "' exists.");
+  if (run.store().value("SELECT 1 FROM sysusers WHERE suid = ?", *suid)) {
+    run.fail(17501, "Login '", run.text(0), "' is a user of a database. Drop the user first.");
+  }
+  run.store().run("DELETE FROM syslogins WHERE suid = ?", *suid);
+  run.print(17503, "Login dropped.");
+}
+
+void spAddgroup(ProcedureRun& run) {
+  requireFreeUserName(run, run.text(0));
+  // A group differs from a role by an environment, which is one blank for want of empty texts.
+  run.store().run(
+      "INSERT INTO sysusers(suid, uid, gid, name, environ)"
+      " SELECT ?1, n, n, ?2, ' ' FROM (SELECT max(?3 - 1, max(uid)) + 1 AS n FROM sysusers)",
+      kGroupSuid, run.text(0), kFirstGroupUid);
+  run.print(17336, "New group added.");
+}
+
+void spDropgroup(ProcedureRun& run) {
+  const int uid = requireGroup(run, run.text(0));
+  if (uid == kPublicUid) run.fail(17560, "You cannot drop group 'public'.");
+  if (run.store().value("SELECT 1 FROM sysusers WHERE gid = ?1 AND uid != ?1", uid)) {
+    run.fail(17561, "Group has members. It must be empty before it can be dropped.");
+  }
+  run.store().run("DELETE FROM sysusers WHERE uid = ?", uid);
+  run.store().run("DELETE FROM sysprotects WHERE uid = ?", uid);
+  run.print(17563, "Group has been dropped.");
+}
+
+void spAdduser(ProcedureRun& run) {
+  const std::string login = run.text(0);
+  const std::string name = run.argument(1).value_or(login);
+  const int gid = run.argument(2) ? requireGroup(run, run.text(2)) : kPublicUid;
+  requireFreeUserName(run, name);
+  int suid = kGuestSuid;
+  if (login != "guest") {
+    const auto known = run.catalog().loginId(login);
+    if (known && run.store().value("SELECT 1 FROM sysusers WHERE suid = ?", *known)) {
+      run.fail(17330, "User '", login, "' already has a name in this database.");
+    }
+    // A script for one database seldom brings the server's logins along.
+    suid = known ? *known : addLogin(run, login, "master", {});
+  }
+  run.store().run(
+      "INSERT INTO sysusers(suid, uid, gid, name)"
+      " SELECT ?1, max(?2 - 1, max(uid)) + 1, ?3, ?4 FROM sysusers WHERE uid < ?5",
+      suid, kFirstUserUid, gid, name, kFirstGroupUid);
+  run.print(17341, "New user added.");
+}
+
+void spDropuser(ProcedureRun& run) {
+  const int uid = requireUser(run, run.text(0));
+  if (uid == kDboUid) run.fail(17546, "You cannot drop the 'database owner'.");
+  if (run.store().value("SELECT 1 FROM sysobjects WHERE uid = ?", uid)) {
+    run.fail(17549, "You cannot drop user because user '", run.text(0),
+             "' owns objects in database.");
+  }
+  if (run.store().value("SELECT 1 FROM systypes WHERE uid = ?", uid)) {
+    run.fail(17549, "You cannot drop user because user '", run.text(0),
+             "' owns types in database.");
+  }
+  run.store().run("DELETE FROM sysusers WHERE uid = ?", uid);
+  run.store().run("DELETE FROM sysprotects WHERE ? IN (uid, grantor)", uid);
+  run.print(17551, "User has been dropped from current database.");
+}
+
+void spChangegroup(ProcedureRun& run) {
+  const int gid = requireGroup(run, run.text(0));
+  const int uid = requireUser(run, run.text(1));
+  run.store().run("UPDATE sysusers SET gid = ? WHERE uid = ?", gid, uid);
+  run.print(17361, "Group changed.");
+}
+
+void spAddalias(ProcedureRun& run) {
+  const std::string login = run.text(0);
+  const int uid = requireUser(run, run.text(1));
+  const auto known = run.catalog().loginId(login);
+  const int suid = known ? *known : addLogin(run, login, "master", {});
+  if (run.store().value("SELECT 1 FROM sysusers WHERE suid = ?", suid)) {
+    run.fail(17235, "'", login, "' is already a user of the current database.");
+  }
+  if (run.store().value("SELECT 1 FROM sysalternates WHERE suid = ?", suid)) {
+    run.fail(17237, "'", login, "' is already aliased to another user.");
+  }
+  run.store().run(
+      "INSERT INTO sysalternates(suid, altsuid) SELECT ?, suid FROM sysusers WHERE uid = ?", suid,
+      uid);
+  run.print(17240, "Alias user added.");
+}
+
+void spDropalias(ProcedureRun& run) {
+  const int suid = run.catalog().loginId(run.text(0)).value_or(0);
+  if (!run.store().value("SELECT 1 FROM sysalternates WHERE suid = ?", suid)) {
+    run.fail(17523, "No alias for the specified user '", run.text(0), "' exists.");
+  }
+  run.store().run("DELETE FROM sysalternates WHERE suid = ?", suid);
+  run.print(17525, "Alias user dropped.");
+}
+
+constexpr Procedure kProcedures[] = {
+    {"sp_addlogin",
+     "@loginame @passwd @defdb @deflanguage @fullname @passwdexp @minpwdlen @maxfailedlogins "
+     "@auth_mech",
+     2, spAddlogin},
+    {"sp_droplogin", "@loginame", 1, spDroplogin},
+    {"sp_addgroup", "@grpname", 1, spAddgroup},
+    {"sp_dropgroup", "@grpname", 1, spDropgroup},
+    {"sp_adduser", "@loginame @name_in_db @grpname", 1, spAdduser},
+    {"sp_dropuser", "@name_in_db", 1, spDropuser},
+    {"sp_changegroup", "@grpname @username", 2, spChangegroup},
+    {"sp_addalias", "@loginame @name_in_db", 2, spAddalias},
+    {"sp_dropalias", "@loginame", 1, spDropalias},
+};
+
+}  // namespace
+
+std::span<const Procedure> userProcedures() { return kProcedures; }
+
+}  // namespace kelvane::embedded

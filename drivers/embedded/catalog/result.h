@@ -1,0 +1,34 @@
+// What statements and system procedures hand back: rows with typed columns, and messages.
+//
+// Plain values.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "drivers/embedded/catalog/types.h"
+#include "drivers/embedded/store/cell.h"
+
+namespace kelvane::embedded {
+
+struct ResultColumn {
+  std::string name;  ///< empty for an expression without one
+  ColumnType type;
+};
+
+using Row = std::vector<Cell>;
+
+struct ResultSet {
+  std::vector<ResultColumn> columns;
+  std::vector<Row> rows;
+};
+
+/// Severity 11 and above is an error for the client; it does not end the batch by itself.
+struct ServerMessage {
+  int number = 0;
+  int severity = 0;
+  int state = 1;
+  std::string text;  ///< without a line end
+};
+
+}  // namespace kelvane::embedded

@@ -1,0 +1,82 @@
+// Columns and constraints of a table, as create table and alter table write them.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "drivers/embedded/catalog/index_writer.h"
+#include "drivers/embedded/catalog/writer.h"
+
+namespace kelvane::embedded {
+
+namespace constraint_status {
+inline constexpr int kReferential = 0x40;
+inline constexpr int kCheck = 0x80;
+inline constexpr int kComputed = 0x100;
+}  // namespace constraint_status
+
+namespace column_status {
+inline constexpr int kBitPosition = 7;
+inline constexpr int kNullable = 8;
+inline constexpr int kSeveralChecks = 16;
+inline constexpr int kIdentity = 128;
+}  // namespace column_status
+
+class TableWriter {
+ public:
+  /// `text` is the batch that ranges count in.
+  TableWriter(CatalogWriter& writer, std::string_view text)
+      : writer_(writer), store_(writer.store()), text_(text), indexes_(writer) {}
+
+  /// The table with its lock scheme, before it has columns.
+  ObjectInfo addTable(const tsql::ObjectName& name, std::string_view lockScheme);
+  /// The column with its default, not yet its constraints; also in the SQLite table.
+  void addColumn(const ObjectInfo& table, const tsql::ColumnDefinition& definition);
+  void addColumn(const ObjectInfo& table, std::string_view name, const ColumnType& type);
+  void createRows(const ObjectInfo& table);
+
+  ColumnType columnType(const tsql::ColumnDefinition& definition);
+  void addDefault(const ObjectInfo& table, std::string_view column,
+                  const tsql::DefaultClause& clause);
+  /// `column` is the one that an inline constraint stands at, else null.
+  void addConstraint(const ObjectInfo& table, const tsql::Constraint& constraint,
+                     const tsql::ColumnDefinition* column);
+  /// A default or check that belongs to the table alone.
+  void removeDefault(const ObjectInfo& table, const ColumnInfo& column);
+  void removeCheck(int tableId, int checkId);
+  void removeReference(int constraintId);
+  bool isInlineDefault(int defaultId);
+  /// Offsets and bit positions of all columns, after any of them changed.
+  void layOut(const ObjectInfo& table);
+
+  IndexWriter& indexes() { return indexes_; }
+
+ private:
+  struct Referenced {
+    int tableId = 0;
+    int indid = 0;
+    std::string database;  ///< empty for this one
+    std::vector<int> colids;
+  };
+
+  void insertColumn(const ObjectInfo& table, std::string_view name, const ColumnType& type,
+                    int computedId);
+  void inheritBindings(const ObjectInfo& table, std::string_view column, int userType);
+  void addKey(const ObjectInfo& table, const std::string& name, const tsql::KeyConstraint& key,
+              const tsql::ColumnDefinition* column);
+  void addForeignKey(const ObjectInfo& table, const std::string& name,
+                     const tsql::ForeignKeyConstraint& key, const tsql::ColumnDefinition* column);
+  void addCheck(const ObjectInfo& table, const std::string& name,
+                const tsql::CheckConstraint& check, const tsql::ColumnDefinition* column);
+  Referenced resolveReferenced(const tsql::ForeignKeyConstraint& key, std::size_t keyCount);
+  std::vector<int> colidsOf(const ObjectInfo& table, const std::vector<std::string>& names);
+  int matchingIndex(int tableId, const std::vector<int>& colids);
+
+  CatalogWriter& writer_;
+  Database& store_;
+  std::string_view text_;
+  IndexWriter indexes_;
+};
+
+}  // namespace kelvane::embedded

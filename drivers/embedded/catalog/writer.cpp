@@ -1,0 +1,118 @@
+#include "drivers/embedded/catalog/writer.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <limits>
+
+#include "drivers/embedded/catalog/system_tables.h"
+#include "drivers/embedded/catalog/utf8.h"
+
+namespace kelvane::embedded {
+
+namespace {
+
+constexpr int kObjectIdStep = 16000057;
+constexpr std::size_t kTextPiece = 255;
+constexpr std::size_t kNameTablePart = 10;
+constexpr std::size_t kNameColumnPart = 6;
+
+struct TypeStat {
+  std::string_view type;
+  int sysstat;
+};
+
+constexpr TypeStat kTypeStats[] = {
+    {object_type::kSystemTable, 1}, {object_type::kView, 2},    {object_type::kTable, 3},
+    {object_type::kProcedure, 4},   {object_type::kDefault, 6}, {object_type::kRule, 7},
+};
+
+int sysstatOf(std::string_view type) {
+  const auto* found = std::ranges::find(kTypeStats, type, &TypeStat::type);
+  return found == std::end(kTypeStats) ? 0 : found->sysstat;
+}
+
+}  // namespace
+
+int CatalogWriter::ownerFor(const tsql::ObjectName& name) {
+  if (!name.database.empty() && name.database != caller_.database) {
+    throw error(911, 11, "Attempt to locate entry in sysdatabases for database '", name.database,
+                "' by name failed - no entry found under that name. Make sure that name is entered "
+                "properly.");
+  }
+  if (name.owner.empty()) return caller_.uid;
+  const auto uid = catalog_.userId(name.owner);
+  if (!uid) {
+    fail(2760, "Specified owner name '", name.owner,
+         "' either does not exist or you do not have permission to use it.");
+  }
+  return *uid;
+}
+
+void CatalogWriter::requireFreeName(std::string_view name, int uid) {
+  if (store_.value("SELECT 1 FROM sysobjects WHERE name = ? AND uid = ?", name, uid)) {
+    fail(2714, "There is already an object named '", name, "' in the database.");
+  }
+}
+
+int CatalogWriter::newObjectId() {
+  do {
+    const auto next = std::int64_t{catalog_.nextObjectId_} + kObjectIdStep;
+    constexpr std::int64_t kLargest = std::numeric_limits<int>::max();
+    catalog_.nextObjectId_ = static_cast<int>(next > kLargest ? next - kLargest : next);
+  } while (catalog_.objectById(catalog_.nextObjectId_));
+  return catalog_.nextObjectId_;
+}
+
+int CatalogWriter::addObject(const NewObject& object) {
+  requireFreeName(object.name, object.uid);
+  const int id = newObjectId();
+  store_.run(
+      "INSERT INTO sysobjects(name, id, uid, type, sysstat, sysstat2, crdate, deltrig)"
+      " VALUES (?, ?, ?, ?, ?, ?, ?, ?)",
+      object.name, id, object.uid, object.type, sysstatOf(object.type), object.sysstat2,
+      currentTime(), object.deltrig);
+  return id;
+}
+
+int CatalogWriter::addUnnamedObject(const ObjectInfo& table, std::string_view column,
+                                    std::string_view type) {
+  const int id = newObjectId();
+  std::string name = concat(firstCharacters(table.name, kNameTablePart), "_");
+  if (!column.empty()) name += concat(firstCharacters(column, kNameColumnPart), "_");
+  name += std::to_string(id);
+  store_.run(
+      "INSERT INTO sysobjects(name, id, uid, type, sysstat, crdate) VALUES (?, ?, ?, ?, ?, ?)",
+      name, id, table.uid, type, sysstatOf(type), currentTime());
+  return id;
+}
+
+void CatalogWriter::saveText(int id, int number, std::string_view text) {
+  for (int colid = 1; !text.empty(); ++colid) {
+    const std::string_view piece = firstCharacters(text, kTextPiece);
+    store_.run("INSERT INTO syscomments(id, number, colid, text, status) VALUES (?, ?, ?, ?, 0)",
+               id, number, colid, piece);
+    text.remove_prefix(piece.size());
+  }
+}
+
+void CatalogWriter::removeObject(int id) {
+  constexpr std::array kDeletes = {
+      "DELETE FROM sysobjects WHERE id = ?",  "DELETE FROM syscolumns WHERE id = ?",
+      "DELETE FROM syscomments WHERE id = ?", "DELETE FROM sysprocedures WHERE id = ?",
+      "DELETE FROM sysprotects WHERE id = ?",
+  };
+  for (const char* statement : kDeletes) store_.run(statement, id);
+}
+
+ObjectInfo CatalogWriter::requireTable(const tsql::ObjectName& name) {
+  ObjectInfo table = catalog_.requireObject(name, caller_);
+  if (table.type != object_type::kTable) {
+    fail(208, name.name,
+         " not found. Specify owner.objectname or use sp_help to check whether the object exists "
+         "(sp_help may produce lots of output).");
+  }
+  return table;
+}
+
+}  // namespace kelvane::embedded

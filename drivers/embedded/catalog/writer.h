@@ -1,0 +1,92 @@
+// What every statement that writes the catalog shares: errors, new objects and their names, texts,
+// and the removal of objects. Lives for one statement.
+#pragma once
+
+#include <concepts>
+#include <string>
+#include <string_view>
+
+#include "drivers/embedded/catalog/catalog.h"
+
+namespace kelvane::embedded {
+
+namespace object_type {
+inline constexpr std::string_view kTable = "U";
+inline constexpr std::string_view kSystemTable = "S";
+inline constexpr std::string_view kView = "V";
+inline constexpr std::string_view kProcedure = "P";
+inline constexpr std::string_view kFunction = "SF";
+inline constexpr std::string_view kTrigger = "TR";
+inline constexpr std::string_view kDefault = "D";
+inline constexpr std::string_view kRule = "R";
+inline constexpr std::string_view kReference = "RI";
+inline constexpr std::string_view kComputed = "C";
+}  // namespace object_type
+
+/// A text of strings and integers.
+template <class... Pieces>
+std::string concat(const Pieces&... pieces) {
+  std::string text;
+  const auto append = [&text](const auto& piece) {
+    if constexpr (std::integral<std::decay_t<decltype(piece)>>) {
+      text += std::to_string(piece);
+    } else {
+      text += piece;
+    }
+  };
+  (append(pieces), ...);
+  return text;
+}
+
+struct NewObject {
+  std::string_view name;
+  std::string_view type;
+  int uid = kDboUid;
+  int sysstat2 = 0;
+  int deltrig = 0;
+};
+
+class CatalogWriter {
+ public:
+  CatalogWriter(Catalog& catalog, const Caller& caller)
+      : catalog_(catalog), store_(catalog.store()), caller_(caller) {}
+
+  Catalog& catalog() { return catalog_; }
+  Database& store() { return store_; }
+  const Caller& caller() const { return caller_; }
+
+  template <class... Pieces>
+  tsql::ServerError error(int number, int severity, const Pieces&... pieces) const {
+    return {number, severity, 1, concat(pieces...), caller_.line};
+  }
+  template <class... Pieces>
+  [[noreturn]] void fail(int number, const Pieces&... pieces) const {
+    throw error(number, 16, pieces...);
+  }
+
+  /// Owner of an object about to be created under this name. Throws 911 for another database, 2760
+  /// for an owner who is no user.
+  int ownerFor(const tsql::ObjectName& name);
+  /// Throws 2714 when the owner has an object of that name.
+  void requireFreeName(std::string_view name, int uid);
+  int addObject(const NewObject& object);
+  /// Object ids step by a fixed prime and wrap around.
+  int newObjectId();
+  /// An object of the table, named by the server: parts of the names of table and column, and the
+  /// id. `column` may be empty.
+  int addUnnamedObject(const ObjectInfo& table, std::string_view column, std::string_view type);
+
+  void saveText(int id, int number, std::string_view text);
+  /// The object's own rows everywhere; not those of objects that belong to it.
+  void removeObject(int id);
+
+  /// Throws 208 unless the name is a user table of this database.
+  ObjectInfo requireTable(const tsql::ObjectName& name);
+
+ private:
+  Catalog& catalog_;
+  Database& store_;
+  const Caller& caller_;
+};
+
+}  // namespace kelvane::embedded
