@@ -72,6 +72,8 @@ class Value : public ValueBase {
 std::u16string NullToString(const Value& value);
 // 0 for a null, otherwise the value as a 32-bit integer.
 std::int32_t NullToLong(const Value& value);
+// The same for 16 bits; RuntimeError(typeMismatch) for a number that does not fit.
+std::int16_t NullToShort(const Value& value);
 
 // Whether two values are different, as two values of any type are compared: numbers by value across
 // all numeric types, text and bytes exactly, anything with a null never.

@@ -10,13 +10,14 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cassert>
 #include <concepts>
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
 #include <memory>
 #include <new>
+#include <stdexcept>
+#include <string>
 #include <utility>
 
 namespace kelvane {
@@ -53,14 +54,11 @@ class Array {
   // The highest valid index, or -1 when there is no element.
   std::int32_t upperBound() const { return empty() ? -1 : count(); }
 
-  // Elements by their 1-based index. An index outside 1..count() is a fault of the caller.
-  const T& operator[](std::int32_t index) const {
-    assert(index >= 1 && index <= count());
-    return block_->items()[index - 1];
-  }
+  // Elements by their 1-based index. Throws std::out_of_range outside 1..count().
+  const T& operator[](std::int32_t index) const { return block_->items()[offset(index)]; }
   T& operator[](std::int32_t index) {
-    assert(index >= 1 && index <= count());
-    return exposed()[index - 1];
+    const std::int32_t at = offset(index);
+    return exposed()[at];
   }
 
   // In index order.
@@ -73,15 +71,15 @@ class Array {
   // has: `change` must not keep the reference that it is given.
   template <std::invocable<T&> Change>
   void edit(std::int32_t index, Change&& change) {
-    assert(index >= 1 && index <= count());
-    std::invoke(std::forward<Change>(change), own(block_->count)[index - 1]);
+    const std::int32_t at = offset(index);
+    std::invoke(std::forward<Change>(change), own(block_->count)[at]);
   }
 
   // Adds an element at the end; amortised constant time.
   void append(T item) {
     const std::int32_t needed = count() + 1;
     const std::int32_t capacity = block_ ? block_->capacity : 0;
-    T* items = own(needed <= capacity ? needed : std::max<std::int32_t>(needed, capacity * 2));
+    T* items = own(needed <= capacity ? needed : std::max(needed, capacity + capacity / 2));
     ::new (items + block_->count) T(std::move(item));
     ++block_->count;
   }
@@ -155,6 +153,12 @@ class Array {
     std::destroy_n(block->items(), block->count);
     block->~Block();
     ::operator delete(block);
+  }
+
+  std::int32_t offset(std::int32_t index) const {
+    if (index < 1 || index > count())
+      throw std::out_of_range("There is no array element " + std::to_string(index));
+    return index - 1;
   }
 
   // Makes the storage this object's alone, with room for `capacity` elements.

@@ -90,6 +90,32 @@ int compareFolded(std::u16string_view a, std::u16string_view b) {
   }
 }
 
+// Several units at a time, each in its own 16 bits of a word.
+constexpr std::size_t kUnitsInWord = sizeof(std::uint64_t) / sizeof(char16_t);
+constexpr std::uint64_t inEveryUnit(char16_t unit) { return unit * 0x0001000100010001u; }
+
+constexpr bool isAscii(std::uint64_t word) { return (word & inEveryUnit(0xFF80)) == 0; }
+constexpr std::uint64_t lowerAscii(std::uint64_t word) {
+  const std::uint64_t fromA = word + inEveryUnit(0x80 - u'A');  // bit 7 is set from 'A' on
+  const std::uint64_t behindZ = word + inEveryUnit(0x80 - u'Z' - 1);
+  return word | (fromA & ~behindZ & inEveryUnit(0x80)) >> 2;
+}
+
+// Mixes the words of a text into a hash.
+class UnitHash {
+ public:
+  explicit UnitHash(std::size_t length) : state_(length * kFactor) {}
+  void mix(std::uint64_t word) {
+    state_ = (state_ ^ word) * kFactor;
+    state_ ^= state_ >> 32;
+  }
+  std::size_t value() const { return static_cast<std::size_t>(state_ * kFactor >> 32); }
+
+ private:
+  static constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15u;
+  std::uint64_t state_;
+};
+
 // The number of bytes of the well-formed UTF-8 sequence at the start of `bytes` and its code point;
 // 0 when there is none.
 std::size_t decodeUtf8(std::string_view bytes, char32_t& code) {
@@ -160,24 +186,25 @@ std::u16string foldCase(std::u16string_view text) {
   return result;
 }
 
-bool equalText(std::u16string_view a, std::u16string_view b, CaseMode mode) {
-  return a == b || (mode == CaseMode::ignore && a.size() == b.size() && compareFolded(a, b) == 0);
-}
+bool equalFolded(std::u16string_view a, std::u16string_view b) { return compareFolded(a, b) == 0; }
 
 int compareText(std::u16string_view a, std::u16string_view b, CaseMode mode) {
   return mode == CaseMode::exact ? a.compare(b) : compareFolded(a, b);
 }
 
 std::size_t hashText(std::u16string_view text, CaseMode mode) {
-  std::uint64_t hash = 0x9E3779B97F4A7C15u;
-  const auto mix = [&hash](char16_t unit) { hash = (hash ^ unit) * 0x100000001B3u; };
-  if (mode == CaseMode::exact) {
-    for (char16_t unit : text) mix(unit);
-  } else {
-    FoldedUnits units(text);
-    for (char16_t unit = 0; units.next(unit);) mix(unit);
+  UnitHash hash(text.size());
+  for (std::u16string_view rest = text;; rest.remove_prefix(kUnitsInWord)) {
+    const std::size_t length = std::min(rest.size(), kUnitsInWord);
+    std::uint64_t word = 0;
+    if (length > 0) std::memcpy(&word, rest.data(), length * sizeof(char16_t));
+    if (mode == CaseMode::ignore) {
+      if (!isAscii(word)) return hashText(foldCase(text), CaseMode::exact);
+      word = lowerAscii(word);
+    }
+    hash.mix(word);
+    if (length < kUnitsInWord) return hash.value();
   }
-  return static_cast<std::size_t>(hash ^ (hash >> 32));
 }
 
 std::u16string replaceAll(std::u16string_view text, std::u16string_view what,

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,7 +24,13 @@ std::string toUtf8(std::u16string_view utf16);
 // sharp s stays.
 std::u16string foldCase(std::u16string_view text);
 
-bool equalText(std::u16string_view a, std::u16string_view b, CaseMode mode);
+// Whether two texts of the same length are equal when case is ignored.
+bool equalFolded(std::u16string_view a, std::u16string_view b);
+inline bool equalText(std::u16string_view a, std::u16string_view b, CaseMode mode) {
+  if (a.size() != b.size()) return false;  // folding keeps the length
+  if (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0) return true;
+  return mode == CaseMode::ignore && equalFolded(a, b);
+}
 // Below, equal or above zero, in the order of UTF-16 code units (of the folded texts when case is
 // ignored).
 int compareText(std::u16string_view a, std::u16string_view b, CaseMode mode);

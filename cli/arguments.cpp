@@ -1,0 +1,36 @@
+#include "cli/arguments.h"
+
+#include <algorithm>
+
+namespace kelvane::cli {
+
+Arguments parseArguments(std::span<const std::string> words, std::span<const Option> options) {
+  Arguments result;
+  for (auto word = words.begin(); word != words.end(); ++word) {
+    if (*word == "--") {
+      result.operands.insert(result.operands.end(), word + 1, words.end());
+      break;
+    }
+    if (!word->starts_with('-') || *word == "-") {
+      result.operands.push_back(*word);
+      continue;
+    }
+    const auto equals = word->find('=');
+    const std::string name = word->substr(0, equals);
+    const auto option = std::ranges::find(options, name, &Option::name);
+    if (option == options.end()) throw UsageError("unknown option '" + name + "'");
+    std::string& value = result.options[option->name];
+    if (option->value.empty()) {
+      if (equals != word->npos) throw UsageError("option '" + name + "' takes no value");
+    } else if (equals != word->npos) {
+      value = word->substr(equals + 1);
+    } else if (word + 1 != words.end()) {
+      value = *++word;
+    }
+    if (!option->value.empty() && value.empty())
+      throw UsageError("option '" + name + "' needs a " + std::string(option->value));
+  }
+  return result;
+}
+
+}  // namespace kelvane::cli

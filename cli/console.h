@@ -1,0 +1,47 @@
+// Where a command talks to: standard output and standard error, or what a test puts in their place.
+//
+// Lifetime: the streams outlive it. Threading: one thread.
+#pragma once
+
+#include <exception>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace kelvane::cli {
+
+// What the process ends with.
+enum ExitStatus : int {
+  kNoDifference = 0,
+  kDifferences = 1,
+  kError = 2,
+  kNotProven = 3,  // something could not be read: equality is not proven
+};
+
+// What keeps a command from going on: each line is a complaint of its own (UTF-8).
+class CommandError : public std::exception {
+ public:
+  explicit CommandError(std::vector<std::string> lines) : lines_(std::move(lines)) {}
+  const std::vector<std::string>& lines() const { return lines_; }
+  const char* what() const noexcept override { return lines_.front().c_str(); }
+
+ private:
+  std::vector<std::string> lines_;  // at least one
+};
+
+struct Console {
+  std::ostream& out;
+  std::ostream& err;
+  bool errIsTerminal = false;
+
+  // A line of the command itself on standard error. Controls in `text` (UTF-8) are shown as "?", so
+  // that no name or server text can steer the terminal or break the line.
+  void complain(std::string_view text) const;
+  void complain(const CommandError& error) const {
+    for (const std::string& line : error.lines()) complain(line);
+  }
+};
+
+}  // namespace kelvane::cli

@@ -1,0 +1,80 @@
+#include "cli/run.h"
+
+#include <exception>
+#include <iomanip>
+#include <stdexcept>
+
+#include "cli/arguments.h"
+#include "cli/compare_command.h"
+
+namespace kelvane::cli {
+namespace {
+
+constexpr std::string_view kHead = R"(Compares the schemas of two databases.
+
+Usage:
+  kelvane compare [OPTION]... SOURCE TARGET
+  kelvane --help
+  kelvane --version
+
+SOURCE and TARGET are T-SQL script files. Each is run on an empty database, and all that is in the
+one and not, or not in the same way, in the other is written to standard output.
+
+Options of compare:
+)";
+constexpr std::string_view kTail = R"(
+Exit status:
+  0  no difference
+  1  differences
+  2  error
+  3  something could not be read, so equality is not proven
+)";
+
+ExitStatus help(std::ostream& out) {
+  out << kHead;
+  for (const Option& option : compareOptions()) {
+    const std::string name = std::string(option.name) + " " + std::string(option.value);
+    out << "  " << std::left << std::setw(14) << name << " " << option.help << '\n';
+  }
+  out << "  --             what follows are no options\n" << kTail;
+  return kNoDifference;
+}
+
+bool asksForHelp(std::span<const std::string> words) {
+  for (const std::string& word : words) {
+    if (word == "--") return false;
+    if (word == "--help") return true;
+  }
+  return false;
+}
+
+ExitStatus dispatch(std::span<const std::string> words, const Console& console,
+                    const OpenSide& open) {
+  if (asksForHelp(words)) return help(console.out);
+  if (words.empty()) throw UsageError("a command is missing");
+  const std::string& command = words.front();
+  if (command == "compare") return runCompare(words.subspan(1), console, open);
+  if (command == "--version") {
+    console.out << "kelvane " << KELVANE_VERSION << '\n';
+    return kNoDifference;
+  }
+  throw UsageError((command.starts_with('-') ? "unknown option '" : "unknown command '") + command +
+                   "'");
+}
+
+}  // namespace
+
+int run(std::span<const std::string> arguments, const Console& console, const OpenSide& open) {
+  try {
+    return dispatch(arguments, console, open);
+  } catch (const UsageError& error) {
+    console.complain(std::string(error.what()) + "; see kelvane --help");
+  } catch (const CommandError& error) {
+    console.complain(error);
+  } catch (const std::exception& error) {
+    console.complain(std::string("stopped by a failure: ") + error.what());
+  }
+  return kError;
+}
+
+}  // namespace kelvane::cli

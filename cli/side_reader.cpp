@@ -1,0 +1,78 @@
+#include "cli/side_reader.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "cli/progress.h"
+#include "cli/tracing_connection.h"
+#include "model/text.h"
+#include "reader/ase_fetch.h"
+
+namespace kelvane::cli {
+namespace {
+
+constexpr std::size_t kMostRejectionsShown = 10;
+
+// The lines of a text that are not empty, in one.
+std::string inOneLine(std::u16string_view text) {
+  std::string result;
+  for (std::u16string_view line : split(text, u'\n')) {
+    if (line.ends_with(u'\r')) line.remove_suffix(1);
+    if (!line.empty()) result += (result.empty() ? "" : "; ") + toUtf8(line);
+  }
+  return result;
+}
+
+std::string firstLine(std::u16string_view statement) {
+  const auto end = statement.find_first_of(u"\r\n");
+  return toUtf8(statement.substr(0, end)) + (end == statement.npos ? "" : " ...");
+}
+
+void addRejections(const std::vector<Rejection>& rejections, const std::string& side,
+                   std::vector<std::string>& gaps) {
+  const std::size_t shown = std::min(rejections.size(), kMostRejectionsShown);
+  for (const Rejection& rejection : std::span(rejections).first(shown))
+    gaps.push_back(side + ": the server rejected \"" + firstLine(rejection.statement) +
+                   "\": " + inOneLine(rejection.error));
+  if (shown < rejections.size())
+    gaps.push_back(side + ": " + std::to_string(rejections.size() - shown) +
+                   " more statements were rejected; --trace FILE shows them all");
+}
+
+std::shared_ptr<cAppliesTo> everything() {
+  auto scope = std::make_shared<cAppliesTo>();
+  scope->AllTables = scope->AllViews = scope->AllStoredProcs = scope->AllFunctions = True;
+  scope->AllUDDTs = scope->AllUsers = scope->AllGroups = True;
+  return scope;
+}
+
+}  // namespace
+
+SideReading readSide(ado::Connection& connection, std::string_view side,
+                     const std::shared_ptr<cComparisonOptions>& options, const Console& console,
+                     Trace* trace) {
+  TracingConnection traced(connection, trace);
+  cASE_Fetch reader;
+  reader.conn(&traced);
+  reader.CompareOptions(options);
+  reader.AppliesTo(everything());
+  bool completed = false;
+  {
+    Progress progress(console, side, trace);
+    completed = reader.Fetch(progress);
+  }
+  SideReading result;
+  result.schema = reader.Results();
+  result.caseSensitive = reader.IsSchemaCaseSensitive();
+  const std::string name(side);
+  addRejections(traced.rejections(), name, result.gaps);
+  // Some failures leave no trace but their text.
+  const bool unexplained = traced.rejections().empty() && !reader.LastError().empty();
+  if (!completed || unexplained)
+    result.gaps.push_back(name + ": " +
+                          (completed ? "not read completely: " : "reading stopped: ") +
+                          inOneLine(reader.LastError()));
+  return result;
+}
+
+}  // namespace kelvane::cli

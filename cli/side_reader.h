@@ -1,0 +1,30 @@
+// Reads the schema of one side through the component and finds out what is missing from it.
+//
+// Lifetime: results own what they hold. Threading: one thread.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ado/ado.h"
+#include "cli/console.h"
+#include "cli/trace.h"
+#include "model/schema.h"
+#include "settings/comparison_options.h"
+
+namespace kelvane::cli {
+
+struct SideReading {
+  Schema schema;
+  bool caseSensitive = false;
+  std::vector<std::string> gaps;  // what could not be read, a line each; empty: all was read
+};
+
+// Reads all objects. `side` ("source") goes before progress and gaps; `trace` may be null.
+SideReading readSide(ado::Connection& connection, std::string_view side,
+                     const std::shared_ptr<cComparisonOptions>& options, const Console& console,
+                     Trace* trace);
+
+}  // namespace kelvane::cli

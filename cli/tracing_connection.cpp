@@ -1,0 +1,91 @@
+#include "cli/tracing_connection.h"
+
+#include <exception>
+#include <utility>
+
+namespace kelvane::cli {
+
+class TracingConnection::TracingRecordset final : public ado::Recordset {
+  template <class Call>
+  auto watched(Call call) {
+    try {
+      return call();
+    } catch (const ado::Failure&) {
+      failed_ = true;
+      connection_.failedLater(statement_);
+      throw;
+    }
+  }
+
+ public:
+  TracingRecordset(TracingConnection& connection, std::u16string statement,
+                   std::unique_ptr<ado::Recordset> inner)
+      : connection_(connection), statement_(std::move(statement)), inner_(std::move(inner)) {}
+  ~TracingRecordset() override {
+    while (!failed_ && advanced()) continue;
+  }
+
+  ado::ObjectState State() const override { return inner_->State(); }
+  std::int32_t RecordCount() const override { return inner_->RecordCount(); }
+  bool EndOfRows() const override { return inner_->EndOfRows(); }
+  void MoveNext() override {
+    watched([&] { inner_->MoveNext(); });
+  }
+  bool NextRecordset() override {
+    return watched([&] { return inner_->NextRecordset(); });
+  }
+  std::int32_t FieldCount() const override { return inner_->FieldCount(); }
+  const ado::Field& Fields(std::int32_t ordinal) const override { return inner_->Fields(ordinal); }
+  const ado::Field& Fields(std::u16string_view name) const override { return inner_->Fields(name); }
+  void Sort(std::u16string_view criteria) override { inner_->Sort(criteria); }
+
+ private:
+  // NextRecordset where nobody is left to be told of a failure, which is noted all the same.
+  bool advanced() noexcept {
+    try {
+      return NextRecordset();
+    } catch (const std::exception&) {
+      return false;
+    }
+  }
+
+  TracingConnection& connection_;
+  std::u16string statement_;
+  std::unique_ptr<ado::Recordset> inner_;
+  bool failed_ = false;
+};
+
+std::unique_ptr<ado::Recordset> TracingConnection::Open(std::u16string_view source,
+                                                        const ado::OpenMode& mode) {
+  std::unique_ptr<ado::Recordset> inner;
+  try {
+    inner = inner_.Open(source, mode);
+  } catch (...) {
+    rejections_.push_back({std::u16string(source), serverText()});
+    if (trace_) trace_->rejected(source, rejections_.back().error);
+    throw;
+  }
+  if (trace_) {
+    if (inner->State() == ado::ObjectState::open)
+      trace_->rows(source, inner->RecordCount());
+    else
+      trace_->none(source);
+  }
+  return std::make_unique<TracingRecordset>(*this, std::u16string(source), std::move(inner));
+}
+
+std::u16string TracingConnection::serverText() const {
+  std::u16string text;
+  for (const ado::Error& error : inner_.Errors())
+    text += (text.empty() ? u"" : u"\n") + error.Description;
+  return text.empty() ? RuntimeError::describe(std::current_exception()).Description() : text;
+}
+
+void TracingConnection::failedLater(const std::u16string& statement) {
+  // The connection's errors may be those of a statement in between.
+  rejections_.push_back(
+      {statement, RuntimeError::describe(std::current_exception()).Description()});
+  if (trace_) trace_->failedLater(statement, rejections_.back().error);
+}
+
+}  // namespace kelvane::cli

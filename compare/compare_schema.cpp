@@ -1,0 +1,29 @@
+#include "compare/compare_schema.h"
+
+#include "compare/comparison.h"
+
+namespace kelvane {
+
+cCompareSchema::cCompareSchema(Host& host) : collector_(std::make_shared<cCompareDiff>(host)) {
+  IsSchemaCaseSensitive(True);
+}
+
+bool cCompareSchema::Compare(const Schema& SourceSchema, const Schema& TargetSchema,
+                             enumOutputType /*OutputType*/) {
+  if (!CompareOptions) {
+    lastError_ = u"Compare Options are not set";
+    return false;
+  }
+  // Copies, which nothing that the host does from within a message box can reach.
+  const Schema source = SourceSchema;
+  const Schema target = TargetSchema;
+  Comparison(*this).run(source, target);
+  return true;
+}
+
+void cCompareSchema::IsSchemaCaseSensitive(Boolean value) {
+  isSchemaCaseSensitive_ = value;
+  collector_->IsSchemaCaseSensitive(value);
+}
+
+}  // namespace kelvane

@@ -1,0 +1,198 @@
+// One run of the schema comparison. The walk over two arrays is written once; an object kind only
+// says how its elements are matched, what its reports are called and which attributes it has.
+//
+// Lifetime: for the length of one call of Compare. Threading: that call's thread.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <tuple>
+
+#include "compare/compare_schema.h"
+#include "compare/first_matches.h"
+#include "model/attributes.h"
+#include "model/boolean.h"
+#include "model/schema.h"
+#include "model/text.h"
+
+namespace kelvane {
+
+// What every kind of top-level object states about itself.
+template <class Object, class Match>
+struct ObjectKind {
+  Array<Object> Schema::*objects;
+  Boolean cComparisonOptions::*enabled;
+  std::u16string_view word;
+  Match match;
+};
+
+// What every kind of sub-entity states about itself: its switch, how it is matched, its words, and
+// which of its texts names it in the call to the collector (none: the object's name does) and in
+// paths, where it may be another in the walk over the source than in the walk over the target.
+template <class SubEntity, class Match>
+struct SubEntityKind {
+  Boolean cComparisonOptions::*enabled;
+  Match match;
+  std::u16string_view treeType;
+  std::u16string_view missingLabel;
+  std::optional<std::u16string SubEntity::*> entity;
+  std::u16string SubEntity::*sourcePath;
+  std::u16string SubEntity::*targetPath;
+};
+
+// Where a difference lies: in an object, or in what `path` names below it.
+struct Place {
+  std::u16string_view entity;
+  std::u16string_view treeType;
+  std::u16string_view object;
+  std::optional<std::u16string_view> path = std::nullopt;
+};
+
+class Comparison {
+ public:
+  explicit Comparison(cCompareSchema& engine)
+      : engine_(engine),
+        collector_(*engine.cCompareDifference()),
+        mode_(engine.IsSchemaCaseSensitive() ? CaseMode::exact : CaseMode::ignore) {}
+
+  // Every pass whose switch is on, in their fixed order.
+  void run(const Schema& source, const Schema& target);
+
+ private:
+  // The pass of one kind: objects on one side only, and the details of those on both.
+  template <const auto& kKind>
+  void compareObjects(const Schema& source, const Schema& target) {
+    if (!isOn(kKind.enabled)) return;
+    const auto enter = [&](const auto& object) {
+      collector_.Entity(object.Name);
+      collector_.Owner(object.Owner);
+    };
+    const auto& targets = target.*kKind.objects;
+    match<kKind>(
+        source.*kKind.objects, targets, objectMemory_,
+        [&](const auto& object, enumLocation location) {
+          enter(object);
+          addMissing({object.Name, kKind.word, object.Name}, u"", location);
+        },
+        [&](const auto& sourceObject, const auto& targetObject) {
+          enter(sourceObject);
+          compareDetails(sourceObject, targetObject);
+        });
+    if (!targets.empty()) enter(targets[targets.count()]);
+  }
+
+  void compareDetails(const Table& source, const Table& target);
+  void compareDetails(const View& source, const View& target);
+  void compareDetails(const StoredProc& source, const StoredProc& target);
+  void compareDetails(const CodeFunction& source, const CodeFunction& target);
+  void compareDetails(const UDDT& source, const UDDT& target);
+  void compareDetails(const Group& source, const Group& target);
+  void compareDetails(const User& source, const User& target);
+
+  template <const auto& kOptions, const auto& kColumns, const auto& kAttributes, class Object>
+  void compareCode(const Object& source, const Object& target);
+
+  // Sub-entities of one kind: those on one side only are reported, those on both are handed to
+  // `compareMatched` together with a function that reports a changed attribute.
+  template <const auto& kKind, class SubEntity, class CompareMatched>
+  void compareSubEntities(std::u16string_view object, const Array<SubEntity>& source,
+                          const Array<SubEntity>& target, CompareMatched&& compareMatched) {
+    if (!isOn(kKind.enabled)) return;
+    const auto placeOf = [&](const SubEntity& one, std::u16string SubEntity::*path) {
+      return Place{kKind.entity ? std::u16string_view(one.**kKind.entity) : object, kKind.treeType,
+                   object, one.*path};
+    };
+    match<kKind>(
+        source, target, subEntityMemory_,
+        [&](const SubEntity& one, enumLocation location) {
+          const bool onSource = location == location_Source;
+          addMissing(placeOf(one, onSource ? kKind.sourcePath : kKind.targetPath),
+                     kKind.missingLabel, location);
+        },
+        [&](const SubEntity& sourceOne, const SubEntity& targetOne) {
+          compareMatched(sourceOne, targetOne,
+                         [&](std::u16string_view label, const Scalar& was, const Scalar& is) {
+                           addChanged(placeOf(sourceOne, kKind.sourcePath), label, was, is);
+                         });
+        });
+  }
+
+  // As above, where the matched are compared attribute by attribute.
+  template <const auto& kKind, const auto& kAttributes, class SubEntity>
+  void compareSubEntities(std::u16string_view object, const Array<SubEntity>& source,
+                          const Array<SubEntity>& target) {
+    compareSubEntities<kKind>(object, source, target,
+                              [](const SubEntity& a, const SubEntity& b, const auto& report) {
+                                compareAttributes<kAttributes>(a, b, report);
+                              });
+  }
+
+  // Walks two arrays: `missing` is called for what is on one side only, `matched` for each source
+  // element and the first target element that matches it.
+  template <const auto& kKind, class Record, class Missing, class Matched>
+  void match(const Array<Record>& source, const Array<Record>& target, MatchMemory& memory,
+             Missing&& missing, Matched&& matched) {
+    FirstMatches<std::remove_cvref_t<decltype(kKind.match)>, Record> matches(target, mode_, memory);
+    for (const Record& one : source) {
+      if (const Record* other = matches.find(one)) {
+        matched(one, *other);
+      } else {
+        missing(one, location_Source);
+      }
+    }
+    matches.forEachNotFound([&](const Record& one) { missing(one, location_target); });
+  }
+
+  static bool sameValue(const std::u16string& a, const std::u16string& b) {
+    return equalText(a, b, CaseMode::exact);
+  }
+  template <class Value>
+  static bool sameValue(const Value& a, const Value& b) {
+    return a == b;
+  }
+
+  template <class Record, class Value, class Report>
+  static void compareAttribute(const Attribute<Record, Value>& attribute, const Record& source,
+                               const Record& target, const Report& report) {
+    const Value& was = source.*attribute.value;
+    const Value& is = target.*attribute.value;
+    if (!sameValue(was, is)) report(attribute.label, was, is);
+  }
+  template <const auto& kAttributes, class Record, class Report>
+  static void compareAttributes(const Record& source, const Record& target, const Report& report) {
+    std::apply(
+        [&](const auto&... attribute) {
+          (compareAttribute(attribute, source, target, report), ...);
+        },
+        kAttributes);
+  }
+
+  template <class Object>
+  void compareOwner(std::u16string_view treeType, const Object& source, const Object& target) {
+    if (!sameValue(source.Owner, target.Owner))
+      addChanged({source.Name, treeType, source.Name}, u"Owner", source.Owner, target.Owner);
+  }
+
+  void compareSystemPermissions(Boolean cComparisonOptions::*enabled, std::u16string_view treeType,
+                                std::u16string_view object, const Permission& source,
+                                const Permission& target);
+
+  // Whether two texts are equal when what the host's preferences ignore is left out of both.
+  bool definitionEquals(std::u16string_view source, std::u16string_view target) const;
+
+  bool isOn(Boolean cComparisonOptions::*option) const;
+  void addMissing(const Place& place, std::u16string_view label, enumLocation location);
+  void addChanged(const Place& place, std::u16string_view label, const Scalar& was,
+                  const Scalar& is);
+  void add(const Place& place, std::u16string_view label, enumLocation location,
+           enumDiffType diffType, const Scalar& was, const Scalar& is);
+
+  const cCompareSchema& engine_;
+  cCompareDiff& collector_;
+  const CaseMode mode_;
+  MatchMemory objectMemory_;
+  MatchMemory subEntityMemory_;
+};
+
+}  // namespace kelvane

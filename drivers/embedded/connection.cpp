@@ -1,0 +1,150 @@
+#include "drivers/embedded/connection.h"
+
+#include <algorithm>
+#include <array>
+#include <deque>
+
+#include "ado/client_recordset.h"
+#include "drivers/embedded/engine/session.h"
+#include "drivers/embedded/forward_recordset.h"
+#include "drivers/embedded/row_values.h"
+#include "model/text.h"
+
+namespace kelvane::embedded {
+namespace {
+
+constexpr std::int32_t kProviderError = -2147467259;
+constexpr const char16_t* kSource = u"Kelvane embedded catalog";
+
+struct StateOfNumber {
+  int number;
+  const char16_t* state;
+};
+constexpr std::array kStates = {
+    StateOfNumber{207, u"42S22"},  StateOfNumber{208, u"42S02"},  StateOfNumber{233, u"23000"},
+    StateOfNumber{245, u"22018"},  StateOfNumber{249, u"22018"},  StateOfNumber{515, u"23000"},
+    StateOfNumber{546, u"23000"},  StateOfNumber{547, u"23000"},  StateOfNumber{548, u"23000"},
+    StateOfNumber{549, u"23000"},  StateOfNumber{550, u"23000"},  StateOfNumber{911, u"08004"},
+    StateOfNumber{1505, u"23000"}, StateOfNumber{1913, u"42S11"}, StateOfNumber{2601, u"23000"},
+    StateOfNumber{2714, u"42S01"}, StateOfNumber{3607, u"22012"}, StateOfNumber{3701, u"42S02"},
+};
+
+ado::Error errorOf(const ServerMessage& message) {
+  const auto* known = std::ranges::find(kStates, message.number, &StateOfNumber::number);
+  return {kProviderError, toUtf16(message.text), message.number, kSource,
+          known != kStates.end() ? known->state : u"42000"};
+}
+
+ado::Failure failureOf(const ado::Error& error) {
+  return ado::Failure(error.Number, error.Description, error.Source);
+}
+
+// The results of a batch up to its first error, and all errors.
+class ClientOutcome final : public Outcome {
+ public:
+  void beginRows(const std::vector<ResultColumn>& columns) override {
+    columns_ = columns;
+    if (!errors.empty()) return;
+    ado::RowSet& rows = results.emplace_back();
+    for (const ResultColumn& column : columns) rows.columns.push_back(toUtf16(column.name));
+  }
+  void row(Row row) override {
+    if (!errors.empty()) return;
+    std::vector<ado::StoredValue>& values = results.back().rows.emplace_back();
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      values.emplace_back(shownValue(std::move(row[i]), columns_[i].type, buffer_));
+    }
+  }
+  void count(std::int64_t) override {
+    if (errors.empty()) results.emplace_back();
+  }
+  void notice(const Notice& notice) override {
+    if (notice.isError()) errors.push_back(errorOf(notice.message));
+  }
+
+  std::deque<ado::RowSet> results;
+  std::vector<ado::Error> errors;
+
+ private:
+  std::vector<ResultColumn> columns_;
+  ValueBuffer buffer_;
+};
+
+class EmbeddedConnection final : public ado::Connection {
+ public:
+  explicit EmbeddedConnection(Server& server) : session_(server) {
+    session_.caller.database = server.database;
+  }
+
+  std::unique_ptr<ado::Recordset> Open(std::u16string_view source,
+                                       const ado::OpenMode& mode) override;
+  const std::vector<ado::Error>& Errors() const override { return errors_; }
+
+ private:
+  [[noreturn]] void failStream();
+
+  Session session_;
+  std::vector<ado::Error> errors_;
+};
+
+// Turns the exception that is being handled into a pending error.
+void EmbeddedConnection::failStream() {
+  ServerMessage message{0, 16, 1, ""};
+  try {
+    throw;
+  } catch (const tsql::ServerError& error) {
+    message.number = error.number;
+    message.text = error.text();
+  } catch (const std::exception& error) {
+    message.text = error.what();
+  }
+  errors_.assign(1, errorOf(message));
+  throw failureOf(errors_.front());
+}
+
+std::unique_ptr<ado::Recordset> EmbeddedConnection::Open(std::u16string_view source,
+                                                         const ado::OpenMode& mode) {
+  errors_.clear();
+  ClientOutcome outcome;
+  const std::string text = toUtf8(source);
+  const bool forward = mode.location == ado::CursorLocation::server;
+  std::optional<RowStream> stream;
+  if (forward) {
+    stream = session_.runStreaming(text, outcome);
+  } else {
+    session_.run(text, outcome);
+  }
+  if (stream && outcome.errors.empty() && outcome.results.empty()) {
+    return std::make_unique<StreamRecordset>(session_, std::move(*stream),
+                                             [this] { failStream(); });
+  }
+  if (stream) {
+    outcome.beginRows(stream->columns);
+    try {
+      while (session_.step(*stream)) outcome.row(rowOf(stream->statement));
+    } catch (const std::exception&) {
+      failStream();
+    }
+  }
+  errors_ = outcome.errors;
+  if (!errors_.empty() && outcome.results.empty()) throw failureOf(errors_.front());
+  const std::exception_ptr failure =
+      errors_.empty() ? nullptr : std::make_exception_ptr(failureOf(errors_.front()));
+  if (forward) {
+    return std::make_unique<ForwardRecordset>(std::move(outcome.results), failure);
+  }
+  return std::make_unique<ado::ClientRecordset>(std::move(outcome.results), failure);
+}
+
+}  // namespace
+
+EmbeddedCatalog::EmbeddedCatalog() : server_(std::make_unique<Server>()) {}
+EmbeddedCatalog::~EmbeddedCatalog() = default;
+EmbeddedCatalog::EmbeddedCatalog(EmbeddedCatalog&&) noexcept = default;
+EmbeddedCatalog& EmbeddedCatalog::operator=(EmbeddedCatalog&&) noexcept = default;
+
+std::unique_ptr<ado::Connection> EmbeddedCatalog::connect() {
+  return std::make_unique<EmbeddedConnection>(*server_);
+}
+
+}  // namespace kelvane::embedded

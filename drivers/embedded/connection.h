@@ -1,0 +1,39 @@
+// The embedded catalog: a small server in the process, filled by T-SQL scripts and read through
+// ordinary connections.
+//
+// Lifetime: connections and their recordsets refer to their catalog and must not outlive it.
+// Threading: a catalog and everything that came from it belong to one thread at a time; distinct
+// catalogs are independent.
+#pragma once
+
+#include <memory>
+
+#include "ado/ado.h"
+
+namespace kelvane::embedded {
+
+class Server;
+
+class EmbeddedCatalog {
+ public:
+  /// An empty database, as the server creates one.
+  EmbeddedCatalog();
+  ~EmbeddedCatalog();
+  EmbeddedCatalog(EmbeddedCatalog&&) noexcept;
+  EmbeddedCatalog& operator=(EmbeddedCatalog&&) noexcept;
+
+  /// A session of the database owner, in the database that the last script was in. Options,
+  /// temporary tables and cursors are the connection's own.
+  ///
+  /// A forward-only recordset computes its rows as they are asked for; statements that change its
+  /// tables in the meantime may make it fail.
+  std::unique_ptr<ado::Connection> connect();
+
+  /// For what else stands on the same server, such as the loading of scripts.
+  Server& server() { return *server_; }
+
+ private:
+  std::unique_ptr<Server> server_;
+};
+
+}  // namespace kelvane::embedded

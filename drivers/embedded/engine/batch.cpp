@@ -1,0 +1,416 @@
+#include "drivers/embedded/engine/batch.h"
+
+#include <algorithm>
+#include <array>
+
+#include "drivers/embedded/engine/convert.h"
+#include "drivers/embedded/engine/typing.h"
+#include "drivers/embedded/engine/walk.h"
+
+namespace kelvane::embedded {
+
+using namespace tsql;
+
+namespace {
+
+// Errors after which the batch goes on with its next statement.
+constexpr std::array kStatementErrors = {515, 546, 547, 548, 2601, 2615, 3604, 3701, 3718};
+
+// What the server says when the thing to remove, or the table it belongs to, is not there.
+constexpr std::array kMissing = {208,  3701, 3703,  3718,  3727,  3728,  4902,  4924,
+                                 8561, 911,  10331, 17461, 17481, 17502, 17715, 17716};
+
+bool removesOnly(const tsql::Statement& statement) {
+  return std::visit(Overloaded{
+                        [](const Drop&) { return true; },
+                        [](const Delete&) { return true; },
+                        [](const Truncate&) { return true; },
+                        [](const AlterTable& alter) {
+                          return std::ranges::all_of(alter.actions, [](const AlterAction& action) {
+                            return std::holds_alternative<DropColumn>(action) ||
+                                   std::holds_alternative<DropConstraint>(action);
+                          });
+                        },
+                        [](const Permission& p) { return p.action == PermissionAction::Revoke; },
+                        [](const Execute& e) { return e.procedure.name.starts_with("sp_drop"); },
+                        [](const auto&) { return false; },
+                    },
+                    statement.node);
+}
+
+// `%1!` in the format is the first argument.
+std::string formatted(const std::string& format, const std::vector<std::string>& arguments) {
+  std::string result;
+  for (std::size_t at = 0; at < format.size(); ++at) {
+    const auto mark = format.find('!', at);
+    if (format[at] == '%' && mark != std::string::npos && mark > at + 1 && mark - at <= 3) {
+      const std::string number = format.substr(at + 1, mark - at - 1);
+      const bool isNumber = number.find_first_not_of("0123456789") == std::string::npos;
+      const auto index = isNumber ? std::stoul(number) : 0;
+      if (index >= 1 && index <= arguments.size()) {
+        result += arguments[index - 1];
+        at = mark;
+        continue;
+      }
+    }
+    result += format[at];
+  }
+  return result;
+}
+
+}  // namespace
+
+bool isAlreadyGone(const tsql::Statement& statement, const ServerError& error) {
+  return removesOnly(statement) && std::ranges::count(kMissing, error.number) != 0;
+}
+
+BatchRun::BatchRun(Session& session, std::shared_ptr<const ParsedBatch> batch, Outcome& outcome)
+    : session_(session), server_(session.server), batch_(std::move(batch)), outcome_(outcome) {}
+
+BatchRun::~BatchRun() = default;
+
+void BatchRun::run(std::optional<RowStream>* stream) {
+  try {
+    const Flow flow = runList(batch_->statements, stream);
+    if (flow == Flow::Goto) {
+      outcome_.notice({{133, 15, 1,
+                        "A GOTO statement references the label '" + gotoLabel_ +
+                            "' but the label has not been declared."}});
+    }
+  } catch (const BatchEnded&) {
+  }
+}
+
+void BatchRun::runBody(const StatementList& body) {
+  // Temporary tables that a procedure makes go when it ends, however it does.
+  struct Cleanup {
+    BatchRun& run;
+    ~Cleanup() {
+      for (const std::string& name : run.ownTemporaries_) run.session_.dropTemporary(name);
+    }
+  } cleanup{*this};
+  runList(body);
+}
+
+BatchRun::Flow BatchRun::runList(const StatementList& statements,
+                                 std::optional<RowStream>* stream) {
+  for (std::size_t i = 0; i < statements.size(); ++i) {
+    const tsql::Statement& statement = *statements[i];
+    const auto* query = std::get_if<SelectStatement>(&statement.node);
+    const bool last = i + 1 == statements.size();
+    const bool streams = stream != nullptr && last && query != nullptr &&
+                         query->query->terms.front().select.into.empty() &&
+                         query->query->terms.front().select.items.front().variable.empty();
+    if (streams) {
+      current_ = &statement;
+      try {
+        Prepared& rows =
+            prepared(&statement, [&](Translator& t) { return t.select(*query->query); });
+        bind(rows);
+        *stream = RowStream{rows.plan.columns, std::move(*rows.statement)};
+        prepared_.erase(&statement);
+      } catch (const ServerError& error) {
+        report(statement, error);
+      }
+      return Flow::Next;
+    }
+    Flow flow = runStatement(statement);
+    if (flow == Flow::Goto) {
+      const auto label = std::ranges::find_if(statements, [&](const StatementPtr& candidate) {
+        const auto* found = std::get_if<Label>(&candidate->node);
+        return found != nullptr && found->name == gotoLabel_;
+      });
+      if (label == statements.end()) return flow;
+      i = static_cast<std::size_t>(label - statements.begin());
+      continue;
+    }
+    if (flow != Flow::Next) return flow;
+  }
+  return Flow::Next;
+}
+
+BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
+  current_ = &statement;
+  server_.running.caller = &session_.caller;
+  server_.running.variables = &variables_;
+  server_.running.identities.clear();
+  session_.caller.line = statement.range.line;
+  try {
+    return runNode(statement);
+  } catch (const ServerError& error) {
+    report(statement, error);
+  } catch (const StoreError& error) {
+    report(statement,
+           error.isDuplicateKey()
+               ? server_.catalog.duplicateKeyError(error, statement.range.line)
+               : ServerError(3600, 16, 1,
+                             std::string("The store refused the statement: ") + error.what(),
+                             statement.range.line));
+  }
+  return Flow::Next;
+}
+
+// Tells the client, and ends the batch unless the error is one of a statement alone.
+void BatchRun::report(const tsql::Statement& statement, const ServerError& error) {
+  session_.lastError = error.number;
+  session_.rowCount = 0;
+  Notice notice{{error.number, error.severity, error.state, error.text()},
+                error.line == 0 ? statement.range.line : error.line};
+  notice.alreadyGone = isAlreadyGone(statement, error);
+  outcome_.notice(notice);
+  if (std::ranges::count(kStatementErrors, error.number) == 0) throw BatchEnded{};
+}
+
+BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
+  const auto plain = [](auto&& action) {
+    action();
+    return Flow::Next;
+  };
+  const auto simple = [&](auto&& action) {
+    action();
+    session_.lastError = 0;
+    return Flow::Next;
+  };
+  return std::visit(
+      Overloaded{
+          [&](const SelectStatement& s) { return simple([&] { select(s); }); },
+          [&](const Insert& s) { return simple([&] { insert(s); }); },
+          [&](const Update& s) {
+            return simple([&] {
+              changed(execute(prepared(&statement, [&](Translator& t) { return t.update(s); })));
+            });
+          },
+          [&](const Delete& s) {
+            return simple([&] {
+              changed(execute(prepared(&statement, [&](Translator& t) { return t.remove(s); })));
+            });
+          },
+          [&](const Truncate& s) {
+            return simple([&] {
+              const WriteTarget target = Translator(context()).writeTarget(s.table);
+              server_.catalog.store().execute("DELETE FROM " + target.sqliteTable);
+            });
+          },
+          [&](const Declare& s) {
+            return plain([&] {
+              declare(s);
+              for (const VariableDeclaration& v : s.variables) {
+                if (v.initial)
+                  assign(v.name, evaluate(*v.initial, &variables_[v.name].type),
+                         variables_[v.name].type);
+              }
+            });
+          },
+          [&](const SetVariables& s) {
+            return simple([&] {
+              for (const Assignment& a : s.assignments) {
+                const auto found = variables_.find(a.variable);
+                if (found == variables_.end()) {
+                  throw ServerError(137, 15, 2, "Must declare variable '" + a.variable + "'.",
+                                    a.range.line);
+                }
+                assign(a.variable, evaluate(*a.value, &found->second.type), found->second.type);
+              }
+              session_.rowCount = 1;
+            });
+          },
+          [&](const Block& s) { return runList(s.statements); },
+          [&](const If& s) {
+            if (test(*s.condition)) return runStatement(*s.then);
+            return s.otherwise ? runStatement(*s.otherwise) : Flow::Next;
+          },
+          [&](const While& s) { return runWhile(s); },
+          [&](const Break&) { return Flow::Break; },
+          [&](const Continue&) { return Flow::Continue; },
+          [&](const Return& s) {
+            const ColumnType status = intType(true);
+            if (s.value) {
+              const Cell value = evaluate(*s.value, &status);
+              if (!isNull(value)) returnStatus_ = static_cast<int>(std::get<std::int64_t>(value));
+            }
+            return Flow::Return;
+          },
+          [&](const Goto& s) {
+            gotoLabel_ = s.label;
+            return Flow::Goto;
+          },
+          [&](const Label&) { return Flow::Next; },
+          [&](const Print& s) { return plain([&] { print(s); }); },
+          [&](const RaiseError& s) { return plain([&] { raiseError(s); }); },
+          [&](const WaitFor&) { return Flow::Next; },
+          [&](const SetOption& s) { return plain([&] { setOption(s); }); },
+          [&](const Execute& s) { return plain([&] { executeProcedure(s, outcome_); }); },
+          [&](const ExecuteImmediate& s) { return plain([&] { executeText(s, outcome_); }); },
+          [&](const Transaction& s) { return plain([&] { transact(s); }); },
+          [&](const UseDatabase& s) { return plain([&] { useDatabase(s); }); },
+          [&](const SetUser& s) { return plain([&] { setUser(s); }); },
+          [&](const DeclareCursor& s) {
+            return simple([&] { session_.cursors[s.name] = {batch_, s.query.get(), {}, 0}; });
+          },
+          [&](const OpenCursor& s) { return simple([&] { openCursor(s); }); },
+          [&](const FetchCursor& s) { return simple([&] { fetchCursor(s); }); },
+          [&](const CloseCursor& s) {
+            return simple([&] {
+              const auto found = session_.cursors.find(s.name);
+              if (found != session_.cursors.end()) found->second.rows.reset();
+            });
+          },
+          [&](const DeallocateCursor& s) {
+            return simple([&] { session_.cursors.erase(s.name); });
+          },
+          [&](const Utility&) { return Flow::Next; },
+          [&](const auto&) { return simple([&] { define(statement); }); },
+      },
+      statement.node);
+}
+
+BatchRun::Flow BatchRun::runWhile(const While& loop) {
+  while (test(*loop.condition)) {
+    const Flow flow = runStatement(*loop.body);
+    if (flow == Flow::Break) break;
+    if (flow == Flow::Return || flow == Flow::Goto) return flow;
+  }
+  return Flow::Next;
+}
+
+bool BatchRun::test(const Expr& condition) {
+  Prepared& plan = prepared(&condition, [&](Translator& t) { return t.test(condition); });
+  bind(plan);
+  const bool holds = step(plan) && plan.statement->integer(0) != 0;
+  plan.statement->reset();
+  return holds;
+}
+
+Cell BatchRun::evaluate(const Expr& expr, const ColumnType* type) {
+  Prepared& plan = prepared(&expr, [&](Translator& t) { return t.values({&expr}); });
+  bind(plan);
+  Cell value;
+  if (step(plan)) value = plan.statement->cell(0);
+  plan.statement->reset();
+  if (type == nullptr || isNull(value)) return value;
+  const ColumnType& from = plan.plan.columns[0].type;
+  requireImplicit(from.kind, type->kind, expr.range.line);
+  return convertCell(value, from, *type, 0, expr.range.line);
+}
+
+std::string BatchRun::text(const Expr& expr) {
+  Prepared& plan = prepared(&expr, [&](Translator& t) { return t.values({&expr}); });
+  const Cell value = evaluate(expr);
+  return isNull(value) ? "" : textOf(value, plan.plan.columns[0].type, 0);
+}
+
+void BatchRun::assign(const std::string& name, const Cell& value, const ColumnType& from) {
+  const auto found = variables_.find(name);
+  if (found == variables_.end()) {
+    throw ServerError(137, 15, 2, "Must declare variable '" + name + "'.", 0);
+  }
+  Variable& variable = found->second;
+  if (!isNull(value)) requireImplicit(from.kind, variable.type.kind, session_.caller.line);
+  variable.value = convertCell(value, from, variable.type, 0, session_.caller.line);
+}
+
+void BatchRun::print(const Print& print) {
+  std::vector<std::string> arguments;
+  for (const auto& argument : print.arguments) arguments.push_back(text(*argument));
+  outcome_.notice({{0, 10, 1, formatted(text(*print.format), arguments)}, session_.caller.line});
+}
+
+void BatchRun::raiseError(const RaiseError& raise) {
+  const ColumnType number = intType(true);
+  const Cell value = evaluate(*raise.number, &number);
+  std::vector<std::string> arguments;
+  for (const auto& argument : raise.arguments) arguments.push_back(text(*argument));
+  session_.lastError = isNull(value) ? 0 : std::get<std::int64_t>(value);
+  const std::string format = raise.format ? text(*raise.format) : "";
+  outcome_.notice({{static_cast<int>(session_.lastError), 16, 1, formatted(format, arguments)},
+                   session_.caller.line});
+}
+
+void BatchRun::setOption(const SetOption& option) {
+  const std::string value = option.values.empty() ? "" : option.values.back();
+  const bool on = value == "on";
+  for (const std::string& name : option.names) {
+    if (name == "nocount") session_.options.noCount = on;
+    if (name == "quoted_identifier") session_.options.quotedIdentifier = on;
+    if (name == "identity_insert" && !option.values.empty()) {
+      const std::string& table = option.values.front();
+      const auto dot = table.rfind('.');
+      session_.options.identityInsertTable =
+          on ? table.substr(dot == std::string::npos ? 0 : dot + 1) : "";
+    }
+    if (name == "rowcount") {
+      const auto variable = variables_.find(value);
+      const std::string digits = variable == variables_.end() || isNull(variable->second.value)
+                                     ? value
+                                     : textOf(variable->second.value, variable->second.type, 0);
+      const bool isNumber =
+          !digits.empty() && digits.find_first_not_of("0123456789") == std::string::npos;
+      session_.options.rowLimit = isNumber ? std::stoull(digits) : 0;
+    }
+  }
+}
+
+void BatchRun::transact(const Transaction& transaction) {
+  switch (transaction.action) {
+    case TransactionAction::Begin:
+      if (session_.transactionDepth++ == 0) {
+        session_.transaction = std::make_unique<Savepoint>(server_.catalog.store());
+      }
+      break;
+    case TransactionAction::Commit:
+      if (session_.transactionDepth == 0) {
+        throw ServerError(3902, 13, 1,
+                          "The commit transaction request has no corresponding BEGIN TRANSACTION.",
+                          session_.caller.line);
+      }
+      if (--session_.transactionDepth == 0 && session_.transaction) {
+        session_.transaction->keep();
+        session_.transaction.reset();
+      }
+      break;
+    case TransactionAction::Rollback:
+      if (session_.transactionDepth == 0) {
+        throw ServerError(3903, 13, 1,
+                          "The rollback transaction request has no corresponding BEGIN "
+                          "TRANSACTION.",
+                          session_.caller.line);
+      }
+      session_.transactionDepth = 0;
+      session_.transaction.reset();
+      prepared_.clear();
+      server_.schemaChanged();
+      session_.forgetLostTemporaries();
+      break;
+    case TransactionAction::Save:
+      break;
+  }
+}
+
+void BatchRun::useDatabase(const UseDatabase& use) {
+  if (!server_.catalog.databaseId(use.database)) {
+    if (!session_.acceptsAnyDatabase) {
+      throw ServerError(911, 11, 2,
+                        "Attempt to locate entry in sysdatabases for database '" + use.database +
+                            "' by name failed - no entry found under that name. Make sure that "
+                            "name is entered properly.",
+                        session_.caller.line);
+    }
+    server_.catalog.useDatabase(use.database);
+  }
+  session_.caller.database = use.database;
+  server_.schemaChanged();
+}
+
+void BatchRun::setUser(const SetUser& user) {
+  const auto uid = user.user ? server_.catalog.userId(*user.user) : std::optional(kDboUid);
+  if (!uid) {
+    throw ServerError(
+        916, 14, 1,
+        "User '" + *user.user + "' does not exist in database '" + session_.caller.database + "'.",
+        session_.caller.line);
+  }
+  session_.caller.uid = *uid;
+  server_.schemaChanged();
+}
+
+}  // namespace kelvane::embedded

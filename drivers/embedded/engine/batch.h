@@ -1,0 +1,120 @@
+// Runs the statements of one batch or of one procedure call.
+//
+// Refers to the session, the frame and the outcome, which must outlive it.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "drivers/embedded/engine/session.h"
+#include "drivers/embedded/engine/translator.h"
+
+namespace kelvane::embedded {
+
+/// Ends the batch after its error has been reported.
+struct BatchEnded {};
+
+class BatchRun {
+ public:
+  BatchRun(Session& session, std::shared_ptr<const ParsedBatch> batch, Outcome& outcome);
+  ~BatchRun();
+  BatchRun(const BatchRun&) = delete;
+  BatchRun& operator=(const BatchRun&) = delete;
+
+  /// Finds wrong names and types in everything whose tables are there; false when the batch is
+  /// refused, which has then been reported.
+  bool compile();
+  /// Runs it. With `stream`, a last query at the top is prepared for it instead.
+  void run(std::optional<RowStream>* stream = nullptr);
+  /// Runs the body of a procedure whose parameters have been put into variables().
+  void runBody(const tsql::StatementList& body);
+
+  Variables& variables() { return variables_; }
+  int returnStatus() const { return returnStatus_; }
+
+ private:
+  enum class Flow { Next, Break, Continue, Return, Goto };
+
+  struct Prepared {
+    Plan plan;
+    std::optional<Statement> statement;  ///< once it is to run
+    std::uint64_t schemaVersion = 0;
+  };
+  using Translate = std::function<Plan(Translator&)>;
+
+  // batch_compile.cpp
+  void compileList(const tsql::StatementList& statements);
+  void compileStatement(const tsql::Statement& statement);
+  void compileParts(const tsql::Statement& statement);
+  void declare(const tsql::Declare& declare);
+
+  // batch.cpp: control of flow
+  Flow runList(const tsql::StatementList& statements, std::optional<RowStream>* stream = nullptr);
+  Flow runStatement(const tsql::Statement& statement);
+  Flow runNode(const tsql::Statement& statement);
+  Flow runWhile(const tsql::While& loop);
+  bool test(const tsql::Expr& condition);
+  Cell evaluate(const tsql::Expr& expr, const ColumnType* as = nullptr);
+  std::string text(const tsql::Expr& expr);
+  void report(const tsql::Statement& statement, const tsql::ServerError& error);
+  void print(const tsql::Print& print);
+  void raiseError(const tsql::RaiseError& raise);
+  void setOption(const tsql::SetOption& option);
+  void transact(const tsql::Transaction& transaction);
+  void useDatabase(const tsql::UseDatabase& use);
+  void setUser(const tsql::SetUser& user);
+  void assign(const std::string& name, const Cell& value, const ColumnType& from);
+
+  // batch_data.cpp: queries and changes
+  TranslationContext context() const;
+  Prepared& prepared(const void* key, const Translate& translate);
+  void bind(Prepared& prepared, const Row* bound = nullptr);
+  Cell parameterValue(const Parameter& parameter, const Row* bound) const;
+  bool step(Prepared& prepared);
+  std::int64_t execute(Prepared& prepared, const Row* bound = nullptr);
+  void select(const tsql::SelectStatement& statement);
+  void assignFrom(const tsql::Select& select, Prepared& prepared);
+  void selectInto(const tsql::SelectStatement& statement);
+  void insert(const tsql::Insert& statement);
+  void insertExecuted(const tsql::Insert& statement, const WriteTarget& target);
+  void changed(std::int64_t rows);
+  void createTemporary(const tsql::CreateTable& statement);
+  std::string temporaryTable(const std::string& name, std::vector<ColumnInfo> columns,
+                             std::vector<std::string> defaults, std::uint32_t line);
+  void dropObjects(const tsql::Drop& statement);
+  void define(const tsql::Statement& statement);
+  RowValues rowValues();
+  void createView(const tsql::CreateView& view);
+  void openCursor(const tsql::OpenCursor& open);
+  void fetchCursor(const tsql::FetchCursor& fetch);
+
+  // batch_execute.cpp: procedures
+  void executeProcedure(const tsql::Execute& execute, Outcome& outcome);
+  void executeStored(const tsql::Execute& execute, const ObjectInfo& procedure, Outcome& outcome);
+  void executeSystem(const tsql::Execute& execute, const std::string& name, Outcome& outcome);
+  void executeText(const tsql::ExecuteImmediate& execute, Outcome& outcome);
+  std::optional<std::string> argumentText(const tsql::ExecuteArgument& argument);
+
+  Session& session_;
+  Server& server_;
+  std::shared_ptr<const ParsedBatch> batch_;
+  Outcome& outcome_;
+  Variables variables_;
+  std::unordered_map<const void*, Prepared> prepared_;
+  std::vector<std::string> ownTemporaries_;
+  std::set<std::string, std::less<>> createdLater_;
+  bool compiling_ = false;
+  const tsql::Statement* current_ = nullptr;
+  std::string gotoLabel_;
+  int returnStatus_ = 0;
+};
+
+/// Whether the statement only removes something and the error says that it is not there.
+bool isAlreadyGone(const tsql::Statement& statement, const tsql::ServerError& error);
+
+}  // namespace kelvane::embedded

@@ -1,0 +1,362 @@
+// Queries, changes, and everything that makes or drops something.
+
+#include <algorithm>
+
+#include "drivers/embedded/engine/batch.h"
+#include "drivers/embedded/engine/convert.h"
+#include "drivers/embedded/engine/typing.h"
+
+namespace kelvane::embedded {
+
+using namespace tsql;
+
+namespace {
+
+// Collects the rows of procedures that feed an insert; everything else goes on to the client.
+class RowCollector : public Outcome {
+ public:
+  explicit RowCollector(Outcome& outcome) : outcome_(outcome) {}
+
+  void beginRows(const std::vector<ResultColumn>& columns) override {
+    results.push_back({columns, {}});
+  }
+  void row(Row row) override { results.back().rows.push_back(std::move(row)); }
+  void count(std::int64_t) override {}
+  void notice(const Notice& notice) override { outcome_.notice(notice); }
+
+  std::vector<ResultSet> results;
+
+ private:
+  Outcome& outcome_;
+};
+
+}  // namespace
+
+TranslationContext BatchRun::context() const {
+  TranslationContext context{server_.catalog, session_.caller, session_.temporaries, variables_};
+  context.beforeRun = compiling_;
+  context.rowLimit = session_.options.rowLimit;
+  if (compiling_) context.createdLater = &createdLater_;
+  const auto* insert = current_ == nullptr ? nullptr : std::get_if<Insert>(&current_->node);
+  context.identityInsert =
+      insert != nullptr && session_.options.identityInsertTable == insert->table.name;
+  return context;
+}
+
+// A plan is kept with its place in the tree and used again while nothing it was made from changed.
+BatchRun::Prepared& BatchRun::prepared(const void* key, const Translate& translate) {
+  Prepared& kept = prepared_[key];
+  const bool holds =
+      kept.schemaVersion == server_.schemaVersion() + 1 &&
+      std::ranges::all_of(kept.plan.assumptions, [&](const NullAssumption& assumption) {
+        const auto found = variables_.find(assumption.variable);
+        return found != variables_.end() && isNull(found->second.value) == assumption.isNull;
+      });
+  if (holds) return kept;
+  const TranslationContext made = context();
+  Translator translator(made);
+  kept.plan = translate(translator);
+  // Numbered from 1, so that a fresh entry never looks valid.
+  kept.schemaVersion = server_.schemaVersion() + 1;
+  kept.statement.reset();
+  return kept;
+}
+
+Cell BatchRun::parameterValue(const Parameter& parameter, const Row* bound) const {
+  switch (parameter.source) {
+    case Parameter::Source::Variable:
+      return variables_.at(parameter.name).value;
+    case Parameter::Source::Global:
+      return session_.globalVariable(parameter.name);
+    case Parameter::Source::Bound:
+      return bound->at(std::stoul(parameter.name));
+    case Parameter::Source::Session:
+      break;
+  }
+  return parameter.name == "uid" ? Cell(std::int64_t{session_.caller.uid})
+                                 : Cell(session_.caller.database);
+}
+
+void BatchRun::bind(Prepared& prepared, const Row* bound) {
+  if (!prepared.statement) {
+    prepared.statement = server_.catalog.store().prepare(prepared.plan.sql);
+  }
+  prepared.statement->reset();
+  for (std::size_t i = 0; i < prepared.plan.parameters.size(); ++i) {
+    prepared.statement->bind(static_cast<int>(i) + 1,
+                             parameterValue(prepared.plan.parameters[i], bound));
+  }
+}
+
+bool BatchRun::step(Prepared& prepared) { return prepared.statement->step(); }
+
+std::int64_t BatchRun::execute(Prepared& prepared, const Row* bound) {
+  bind(prepared, bound);
+  while (step(prepared)) {
+  }
+  prepared.statement->reset();
+  return server_.catalog.store().changes();
+}
+
+void BatchRun::changed(std::int64_t rows) {
+  session_.rowCount = rows;
+  if (!session_.options.noCount) outcome_.count(rows);
+}
+
+void BatchRun::select(const SelectStatement& statement) {
+  const Select& first = statement.query->terms.front().select;
+  if (!first.into.empty()) return selectInto(statement);
+  Prepared& rows = prepared(current_, [&](Translator& t) { return t.select(*statement.query); });
+  bind(rows);
+  if (!first.items.front().variable.empty()) return assignFrom(first, rows);
+  outcome_.beginRows(rows.plan.columns);
+  std::int64_t count = 0;
+  while (step(rows)) {
+    outcome_.row(rowOf(*rows.statement));
+    ++count;
+  }
+  rows.statement->reset();
+  session_.rowCount = count;
+}
+
+void BatchRun::assignFrom(const Select& select, Prepared& rows) {
+  std::int64_t count = 0;
+  while (step(rows)) {
+    ++count;
+    const Row row = rowOf(*rows.statement);
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      assign(select.items[i].variable, row[i], rows.plan.columns[i].type);
+    }
+  }
+  rows.statement->reset();
+  session_.rowCount = count;
+}
+
+void BatchRun::selectInto(const SelectStatement& statement) {
+  const ObjectName& into = statement.query->terms.front().select.into;
+  const TranslationContext made = context();
+  Prepared rows;
+  rows.plan = Translator(made).select(*statement.query);
+  std::vector<NamedColumn> columns;
+  for (const ResultColumn& column : rows.plan.columns) {
+    if (column.name.empty()) {
+      throw ServerError(1038, 15, 1,
+                        "SELECT INTO failed because column " + std::to_string(columns.size() + 1) +
+                            " of the select list has no name.",
+                        statement.query->range.line);
+    }
+    columns.push_back({column.name, column.type});
+  }
+  std::string table;
+  std::vector<ColumnInfo> stored;
+  if (into.name.starts_with('#')) {
+    for (const NamedColumn& column : columns) {
+      ColumnInfo info;
+      info.name = column.name;
+      info.type = column.type;
+      info.colid = static_cast<int>(stored.size()) + 1;
+      stored.push_back(info);
+    }
+    table = temporaryTable(into.name, stored, {}, statement.query->range.line);
+  } else {
+    const ObjectInfo object = server_.catalog.createTable(into, columns, session_.caller);
+    table = object.sqliteTable;
+    server_.schemaChanged();
+  }
+  rows.plan.sql = "INSERT INTO " + table + " " + rows.plan.sql;
+  changed(execute(rows));
+}
+
+void BatchRun::insert(const Insert& statement) {
+  const WriteTarget target = Translator(context()).writeTarget(statement.table);
+  if (std::holds_alternative<Execute>(statement.source) ||
+      std::holds_alternative<ExecuteImmediate>(statement.source)) {
+    return insertExecuted(statement, target);
+  }
+  changed(execute(prepared(current_, [&](Translator& t) { return t.insert(statement, target); })));
+  for (const ColumnInfo& column : target.columns) {
+    if (column.type.identity) session_.lastIdentity = server_.running.lastIdentity;
+  }
+}
+
+void BatchRun::insertExecuted(const Insert& statement, const WriteTarget& target) {
+  RowCollector collected(outcome_);
+  if (const auto* call = std::get_if<Execute>(&statement.source)) {
+    executeProcedure(*call, collected);
+  } else {
+    executeText(std::get<ExecuteImmediate>(statement.source), collected);
+  }
+  Savepoint savepoint(server_.catalog.store());
+  std::int64_t count = 0;
+  for (const ResultSet& result : collected.results) {
+    std::vector<ColumnType> types;
+    for (const ResultColumn& column : result.columns) types.push_back(column.type);
+    const TranslationContext made = context();
+    Prepared plan;
+    plan.plan = Translator(made).insertBound(statement, target, types);
+    for (const Row& row : result.rows) count += execute(plan, &row);
+  }
+  savepoint.keep();
+  changed(count);
+}
+
+// -------------------------------------------------------------- temporary tables
+
+std::string BatchRun::temporaryTable(const std::string& name, std::vector<ColumnInfo> columns,
+                                     std::vector<std::string> defaults, std::uint32_t line) {
+  if (session_.temporaries.contains(name)) {
+    throw ServerError(2714, 16, 1,
+                      "There is already an object named '" + name + "' in the database.", line);
+  }
+  TemporaryTable table{name, session_.newTemporaryName(name), std::move(columns),
+                       std::move(defaults)};
+  std::string list;
+  for (ColumnInfo& column : table.columns) {
+    column.sqliteColumn = "c" + std::to_string(column.colid);
+    list += (list.empty() ? "" : ", ") + column.sqliteColumn +
+            (isCharacter(column.type.kind) ? " TEXT COLLATE RTRIM" : "");
+  }
+  server_.catalog.store().execute("CREATE TABLE " + table.sqliteTable + " (" + list + ")");
+  const std::string sqliteTable = table.sqliteTable;
+  session_.temporaries.emplace(name, std::move(table));
+  if (session_.nestLevel > 0) ownTemporaries_.push_back(name);
+  server_.schemaChanged();
+  return sqliteTable;
+}
+
+void BatchRun::createTemporary(const CreateTable& statement) {
+  std::vector<ColumnInfo> columns;
+  std::vector<std::string> defaults;
+  for (const ColumnDefinition& definition : statement.columns) {
+    Caller caller = session_.caller;
+    caller.line = definition.range.line;
+    ColumnInfo column;
+    column.name = definition.name;
+    column.colid = static_cast<int>(columns.size()) + 1;
+    const ColumnType declared = server_.catalog.resolveType(definition.type, caller);
+    const bool nullable = definition.nullability == Nullability::Unspecified
+                              ? declared.nullable
+                              : definition.nullability == Nullability::Null;
+    column.type = withNullability(declared, nullable);
+    column.type.identity = definition.identity;
+    columns.push_back(column);
+    defaults.push_back(definition.defaultClause
+                           ? std::string(definition.defaultClause->range.in(batch_->text))
+                           : "");
+  }
+  temporaryTable(statement.name.name, std::move(columns), std::move(defaults),
+                 statement.name.range.line);
+}
+
+void BatchRun::dropObjects(const Drop& statement) {
+  Drop others{statement.kind, {}};
+  for (const ObjectName& name : statement.names) {
+    if (statement.kind != DropKind::Table || !name.name.starts_with('#')) {
+      others.names.push_back(name);
+      continue;
+    }
+    if (!session_.temporaries.contains(name.name)) {
+      throw ServerError(3701, 11, 1,
+                        "Cannot drop the table '" + name.name +
+                            "', because it doesn't exist in the system catalogs.",
+                        name.range.line);
+    }
+    prepared_.clear();
+    session_.dropTemporary(name.name);
+  }
+  if (!others.names.empty()) server_.catalog.drop(others, session_.caller);
+}
+
+// -------------------------------------------------------------- definitions
+
+void BatchRun::createView(const CreateView& view) {
+  const TranslationContext made = context();
+  const Plan plan = Translator(made).select(*view.query);
+  std::vector<NamedColumn> columns;
+  for (const ResultColumn& column : plan.columns) columns.push_back({column.name, column.type});
+  server_.catalog.createView(view, batch_->text, columns, session_.caller);
+}
+
+RowValues BatchRun::rowValues() {
+  return {[this](const Expr& value, const ColumnType& type) { return evaluate(value, &type); },
+          [this](const Cell& value, const ColumnType& from, const ColumnType& to) {
+            return convertCell(value, from, to, 0, session_.caller.line);
+          }};
+}
+
+void BatchRun::define(const tsql::Statement& statement) {
+  Catalog& catalog = server_.catalog;
+  const Caller& caller = session_.caller;
+  const std::string_view text = batch_->text;
+  // Statements that are still prepared would lock the tables that change.
+  prepared_.clear();
+  std::visit(Overloaded{
+                 [&](const CreateTable& s) {
+                   if (s.name.name.starts_with('#')) return createTemporary(s);
+                   catalog.createTable(s, text, caller);
+                 },
+                 [&](const AlterTable& s) { catalog.alterTable(s, text, rowValues(), caller); },
+                 [&](const CreateIndex& s) {
+                   if (!s.table.name.starts_with('#')) catalog.createIndex(s, caller);
+                 },
+                 [&](const CreateView& s) { createView(s); },
+                 [&](const CreateProcedure& s) { catalog.createProcedure(s, text, caller); },
+                 [&](const CreateFunction& s) { catalog.createFunction(s, text, caller); },
+                 [&](const CreateTrigger& s) { catalog.createTrigger(s, text, caller); },
+                 [&](const CreateRule& s) { catalog.createRule(s, text, caller); },
+                 [&](const CreateDefault& s) { catalog.createDefault(s, text, caller); },
+                 [&](const Drop& s) { dropObjects(s); },
+                 [&](const Permission& s) { catalog.permission(s, caller); },
+                 [](const auto&) {},
+             },
+             statement.node);
+  server_.schemaChanged();
+}
+
+// -------------------------------------------------------------- cursors
+
+void BatchRun::openCursor(const OpenCursor& open) {
+  const auto found = session_.cursors.find(open.name);
+  if (found == session_.cursors.end()) {
+    throw ServerError(557, 16, 1,
+                      "Attempt to use a cursor '" + open.name +
+                          "' which is not found. Check to see if the cursor has been deallocated.",
+                      session_.caller.line);
+  }
+  Prepared& rows =
+      prepared(found->second.query, [&](Translator& t) { return t.select(*found->second.query); });
+  bind(rows);
+  ResultSet result{rows.plan.columns, {}};
+  while (step(rows)) result.rows.push_back(rowOf(*rows.statement));
+  rows.statement->reset();
+  found->second.rows = std::move(result);
+  found->second.next = 0;
+}
+
+void BatchRun::fetchCursor(const FetchCursor& fetch) {
+  constexpr int kFetched = 0, kNoMoreRows = 2;
+  const auto found = session_.cursors.find(fetch.name);
+  if (found == session_.cursors.end() || !found->second.rows) {
+    throw ServerError(559, 16, 1, "Attempt to use a cursor '" + fetch.name + "' which is not open.",
+                      session_.caller.line);
+  }
+  Cursor& cursor = found->second;
+  if (cursor.next >= cursor.rows->rows.size()) {
+    session_.cursorStatus = kNoMoreRows;
+    session_.rowCount = 0;
+    return;
+  }
+  const Row& row = cursor.rows->rows[cursor.next++];
+  session_.cursorStatus = kFetched;
+  session_.rowCount = 1;
+  if (fetch.into.empty()) {
+    outcome_.beginRows(cursor.rows->columns);
+    outcome_.row(row);
+    return;
+  }
+  for (std::size_t i = 0; i < fetch.into.size() && i < row.size(); ++i) {
+    assign(fetch.into[i], row[i], cursor.rows->columns[i].type);
+  }
+}
+
+}  // namespace kelvane::embedded

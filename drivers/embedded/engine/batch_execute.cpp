@@ -1,0 +1,187 @@
+// Procedures: those of the server, those that a script stored, and texts made at run time.
+
+#include <algorithm>
+
+#include "drivers/embedded/engine/batch.h"
+#include "drivers/embedded/engine/convert.h"
+#include "drivers/embedded/engine/typing.h"
+#include "drivers/embedded/engine/walk.h"
+
+namespace kelvane::embedded {
+
+using namespace tsql;
+
+namespace {
+
+constexpr int kMaxNestLevel = 16;
+
+// Counts one level of calls while it lives.
+class Level {
+ public:
+  Level(Session& session, std::uint32_t line) : session_(session) {
+    if (session.nestLevel >= kMaxNestLevel) {
+      throw ServerError(217, 16, 1, "Maximum stored procedure nesting level exceeded (limit 16).",
+                        line);
+    }
+    ++session.nestLevel;
+  }
+  ~Level() { --session_.nestLevel; }
+  Level(const Level&) = delete;
+  Level& operator=(const Level&) = delete;
+
+ private:
+  Session& session_;
+};
+
+}  // namespace
+
+std::optional<std::string> BatchRun::argumentText(const ExecuteArgument& argument) {
+  if (!argument.value) return std::nullopt;
+  Prepared& plan = prepared(argument.value.get(),
+                            [&](Translator& t) { return t.values({argument.value.get()}); });
+  const Cell value = evaluate(*argument.value);
+  if (isNull(value)) return std::nullopt;
+  return textOf(value, plan.plan.columns[0].type, 0);
+}
+
+void BatchRun::executeProcedure(const Execute& execute, Outcome& outcome) {
+  ObjectName name = execute.procedure;
+  if (!execute.procedureVariable.empty()) {
+    const auto found = variables_.find(execute.procedureVariable);
+    if (found == variables_.end()) {
+      throw ServerError(137, 15, 2, "Must declare variable '" + execute.procedureVariable + "'.",
+                        session_.caller.line);
+    }
+    if (!isNull(found->second.value))
+      name.name = textOf(found->second.value, found->second.type, 0);
+  }
+  const std::uint32_t line = session_.caller.line;
+  auto object = server_.catalog.findObject(name, session_.caller);
+  if (object && object->type == "P") {
+    executeStored(execute, *object, outcome);
+  } else {
+    executeSystem(execute, name.name, outcome);
+  }
+  session_.caller.line = line;
+  server_.running.variables = &variables_;
+}
+
+void BatchRun::executeSystem(const Execute& execute, const std::string& name, Outcome& outcome) {
+  ProcedureCall call{name, {}, session_.caller};
+  for (const ExecuteArgument& argument : execute.arguments) {
+    call.arguments.push_back({argument.name, argumentText(argument)});
+  }
+  int status = 0;
+  // The procedure may drop or change what kept statements read.
+  prepared_.clear();
+  try {
+    const auto result = server_.catalog.callSystemProcedure(call);
+    if (!result) {
+      throw ServerError(2812, 16, 5,
+                        "Stored procedure '" + name +
+                            "' not found. Specify owner.objectname or use sp_help to check whether "
+                            "the object exists (sp_help may produce lots of output).",
+                        session_.caller.line);
+    }
+    status = result->status;
+    for (const ServerMessage& message : result->messages) {
+      Notice notice{message, session_.caller.line};
+      if (notice.isError()) {
+        session_.lastError = message.number;
+        notice.alreadyGone = isAlreadyGone(*current_, ServerError(message.number, message.severity,
+                                                                  message.state, message.text, 0));
+      }
+      outcome.notice(notice);
+    }
+    for (const ResultSet& rows : result->resultSets) {
+      outcome.beginRows(rows.columns);
+      for (const Row& row : rows.rows) outcome.row(row);
+    }
+  } catch (const ServerError& error) {
+    if (error.number == 2812) throw;
+    // A system procedure says what is wrong and returns; the batch goes on.
+    status = 1;
+    session_.lastError = error.number;
+    Notice notice{{error.number, error.severity, error.state, error.text()}, session_.caller.line};
+    notice.alreadyGone = isAlreadyGone(*current_, error);
+    outcome.notice(notice);
+  }
+  server_.schemaChanged();
+  if (!execute.statusVariable.empty()) {
+    assign(execute.statusVariable, std::int64_t{status}, intType());
+  }
+}
+
+void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure,
+                             Outcome& outcome) {
+  const std::uint32_t line = session_.caller.line;
+  const auto stored = server_.procedure(procedure);
+  const auto* create = std::get_if<CreateProcedure>(&stored->statements.front()->node);
+  if (create == nullptr) return;
+  const Level level(session_, line);
+  BatchRun body(session_, stored, outcome);
+  std::vector<bool> given(create->parameters.size());
+  std::vector<const ExecuteArgument*> arguments(create->parameters.size());
+  for (std::size_t i = 0; i < execute.arguments.size(); ++i) {
+    const ExecuteArgument& argument = execute.arguments[i];
+    std::size_t position = i;
+    if (!argument.name.empty()) {
+      const auto found =
+          std::ranges::find(create->parameters, argument.name, &tsql::Parameter::name);
+      position = static_cast<std::size_t>(found - create->parameters.begin());
+      if (found == create->parameters.end()) {
+        throw ServerError(
+            8145, 16, 2,
+            argument.name + " is not a parameter for procedure " + procedure.name + ".", line);
+      }
+    }
+    if (position >= create->parameters.size()) {
+      throw ServerError(
+          8144, 16, 2,
+          "Procedure or function " + procedure.name + " has too many arguments specified.", line);
+    }
+    arguments[position] = &argument;
+  }
+  for (std::size_t i = 0; i < create->parameters.size(); ++i) {
+    const tsql::Parameter& parameter = create->parameters[i];
+    const ColumnType type =
+        withNullability(server_.catalog.resolveType(parameter.type, session_.caller), true);
+    Cell value;
+    if (arguments[i] != nullptr && arguments[i]->value) {
+      value = evaluate(*arguments[i]->value, &type);
+    } else if (parameter.defaultValue) {
+      value = body.evaluate(*parameter.defaultValue, &type);
+    } else {
+      throw ServerError(201, 16, 2,
+                        "Procedure " + procedure.name + " expects parameter " + parameter.name +
+                            ", which was not supplied.",
+                        line);
+    }
+    body.variables_[parameter.name] = {type, std::move(value)};
+  }
+  body.runBody(create->body);
+  for (std::size_t i = 0; i < create->parameters.size(); ++i) {
+    if (arguments[i] == nullptr || !arguments[i]->output || !arguments[i]->value) continue;
+    const auto* target = as<tsql::Variable>(*arguments[i]->value);
+    if (target == nullptr || !create->parameters[i].output) continue;
+    const Variable& result = body.variables_[create->parameters[i].name];
+    assign(target->name, result.value, result.type);
+  }
+  if (!execute.statusVariable.empty()) {
+    assign(execute.statusVariable, std::int64_t{body.returnStatus()}, intType());
+  }
+}
+
+void BatchRun::executeText(const ExecuteImmediate& execute, Outcome& outcome) {
+  const std::uint32_t line = session_.caller.line;
+  const Level level(session_, line);
+  const auto batch = session_.parse(text(*execute.text), outcome);
+  if (!batch) throw BatchEnded{};
+  BatchRun inner(session_, batch, outcome);
+  if (!inner.compile()) throw BatchEnded{};
+  inner.runBody(batch->statements);
+  session_.caller.line = line;
+  server_.running.variables = &variables_;
+}
+
+}  // namespace kelvane::embedded

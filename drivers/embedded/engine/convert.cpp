@@ -1,0 +1,388 @@
+#include "drivers/embedded/engine/convert.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <optional>
+
+#include "drivers/embedded/engine/moment.h"
+#include "drivers/embedded/engine/typing.h"
+
+namespace kelvane::embedded {
+namespace {
+
+struct Conversion {
+  const ColumnType& from;
+  const ColumnType& to;
+  int style;
+  std::uint32_t line;
+
+  [[noreturn]] void refuse(std::string_view value) const {
+    throw tsql::ServerError(249, 16, 1,
+                            "Syntax error during explicit conversion of " + shownName(from.kind) +
+                                " value '" + std::string(value) + "' to a " + shownName(to.kind) +
+                                " field.",
+                            line);
+  }
+  [[noreturn]] void overflow(std::string_view value) const {
+    throw tsql::ServerError(247, 16, 1,
+                            "Arithmetic overflow during explicit conversion of " +
+                                shownName(from.kind) + " value '" + std::string(value) + "' to a " +
+                                shownName(to.kind) + " field .",
+                            line);
+  }
+};
+
+std::string_view trimmed(std::string_view text) {
+  const auto first = text.find_first_not_of(" \t\r\n");
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
+}
+
+struct IntegerRange {
+  TypeKind kind;
+  std::int64_t low, high;
+};
+constexpr std::array kRanges = {IntegerRange{TypeKind::Tinyint, 0, 255},
+                                IntegerRange{TypeKind::Smallint, -32768, 32767},
+                                IntegerRange{TypeKind::Usmallint, 0, 65535},
+                                IntegerRange{TypeKind::Int, -2147483648LL, 2147483647LL},
+                                IntegerRange{TypeKind::Uint, 0, 4294967295LL}};
+
+// A decimal text taken apart: sign, digits before and behind the point, without idle zeros.
+struct Digits {
+  bool negative = false;
+  std::string whole;
+  std::string fraction;
+
+  std::string text() const {
+    std::string result = negative ? "-" : "";
+    result += whole.empty() ? "0" : whole;
+    return fraction.empty() ? result : result + "." + fraction;
+  }
+  void normalize() {
+    whole.erase(0, std::min(whole.find_first_not_of('0'), whole.size()));
+    while (!fraction.empty() && fraction.back() == '0') fraction.pop_back();
+    if (whole.empty() && fraction.empty()) negative = false;
+  }
+  // Rounds half away from zero.
+  void round(std::size_t scale) {
+    if (fraction.size() <= scale) return;
+    const bool up = fraction[scale] >= '5';
+    fraction.resize(scale);
+    if (up) {
+      std::string all = "0" + whole + fraction;
+      auto digit = all.rbegin();
+      while (*digit == '9') *digit++ = '0';
+      ++*digit;
+      fraction = all.substr(all.size() - scale);
+      whole = all.substr(0, all.size() - scale);
+    }
+    normalize();
+  }
+};
+
+std::optional<Digits> parseDigits(std::string_view text) {
+  text = trimmed(text);
+  Digits digits;
+  if (!text.empty() && (text[0] == '-' || text[0] == '+')) {
+    digits.negative = text[0] == '-';
+    text = trimmed(text.substr(1));
+  }
+  if (text.empty() || text == ".") return std::nullopt;
+  std::string* part = &digits.whole;
+  for (const char c : text) {
+    if (c == '.' && part == &digits.whole) {
+      part = &digits.fraction;
+    } else if (c >= '0' && c <= '9') {
+      *part += c;
+    } else {
+      return std::nullopt;
+    }
+  }
+  digits.normalize();
+  return digits;
+}
+
+std::string formatReal(double value, int significant) {
+  std::array<char, 40> buffer{};
+  std::snprintf(buffer.data(), buffer.size(), "%.*g", significant, value);
+  return buffer.data();
+}
+
+std::string fixedText(double value, int decimals) {
+  std::array<char, 400> buffer{};
+  std::snprintf(buffer.data(), buffer.size(), "%.*f", decimals, value);
+  return buffer.data();
+}
+
+Cell cellOf(const Digits& digits) {
+  const std::string text = digits.text();
+  if (digits.fraction.empty() && digits.whole.size() <= 18) {
+    return std::int64_t{std::strtoll(text.c_str(), nullptr, 10)};
+  }
+  if (digits.whole.size() + digits.fraction.size() <= 15) {
+    return std::strtod(text.c_str(), nullptr);
+  }
+  return text;
+}
+
+std::string padded(const Digits& digits, int scale) {
+  Digits rounded = digits;
+  rounded.round(static_cast<std::size_t>(scale));
+  std::string text = rounded.text();
+  if (scale == 0) return text;
+  if (rounded.fraction.empty()) text += '.';
+  return text.append(static_cast<std::size_t>(scale) - rounded.fraction.size(), '0');
+}
+
+// The digits of a number cell, whatever form it has.
+std::optional<Digits> digitsOf(const Cell& value) {
+  if (const auto* i = std::get_if<std::int64_t>(&value)) return parseDigits(std::to_string(*i));
+  if (const auto* d = std::get_if<double>(&value)) {
+    if (!std::isfinite(*d) || std::abs(*d) >= 1e39) return std::nullopt;
+    // Fifteen significant digits are what a double holds exactly.
+    const double magnitude = *d == 0 ? 1 : std::floor(std::log10(std::abs(*d))) + 1;
+    return parseDigits(fixedText(*d, std::clamp(static_cast<int>(15 - magnitude), 0, 38)));
+  }
+  if (const auto* s = std::get_if<std::string>(&value)) return parseDigits(*s);
+  return std::nullopt;
+}
+
+std::int64_t integerOfBytes(const Blob& bytes) {
+  std::uint64_t value = 0;
+  for (const std::byte b : bytes) value = value << 8 | std::to_integer<std::uint64_t>(b);
+  return static_cast<std::int64_t>(value);
+}
+
+Cell toInteger(const Cell& value, const Conversion& c) {
+  if (const auto* bytes = std::get_if<Blob>(&value)) {
+    const auto width = static_cast<std::size_t>(systemType(c.to.kind).length);
+    const Blob first(bytes->begin(),
+                     bytes->begin() + static_cast<std::ptrdiff_t>(std::min(width, bytes->size())));
+    const auto number = integerOfBytes(first);
+    if (c.to.kind == TypeKind::Bit) return std::int64_t{number != 0};
+    if (c.to.kind == TypeKind::Int) return std::int64_t{static_cast<std::int32_t>(number)};
+    if (c.to.kind == TypeKind::Smallint) return std::int64_t{static_cast<std::int16_t>(number)};
+    return number;
+  }
+  auto digits = digitsOf(value);
+  const bool isText = isCharacter(c.from.kind);
+  if (isText && trimmed(std::get<std::string>(value)).empty()) digits = Digits{};
+  if (!digits || (isText && !digits->fraction.empty())) c.refuse(textOf(value, c.from, 0));
+  if (c.to.kind == TypeKind::Bit) {
+    return std::int64_t{!digits->whole.empty() || !digits->fraction.empty()};
+  }
+  digits->fraction.clear();
+  digits->normalize();
+  if (digits->whole.size() > 18) c.overflow(textOf(value, c.from, 0));
+  const std::int64_t number = std::strtoll(digits->text().c_str(), nullptr, 10);
+  for (const IntegerRange& range : kRanges) {
+    if (range.kind == c.to.kind && (number < range.low || number > range.high)) {
+      c.overflow(textOf(value, c.from, 0));
+    }
+  }
+  return number;
+}
+
+Cell toExactFraction(const Cell& value, const Conversion& c) {
+  if (const auto* bytes = std::get_if<Blob>(&value)) return integerOfBytes(*bytes);
+  auto digits = digitsOf(value);
+  if (!digits && isCharacter(c.from.kind)) {
+    // Money may be written with its sign and thousands.
+    std::string text(std::get<std::string>(value));
+    std::erase_if(text, [](char ch) { return ch == '$' || ch == ','; });
+    if (!isExactFraction(c.to.kind) || c.to.precision) text = std::get<std::string>(value);
+    digits = trimmed(text).empty() ? Digits{} : parseDigits(text);
+  }
+  if (!digits) c.refuse(textOf(value, c.from, 0));
+  const int scale = scaleOf(c.to);
+  digits->round(static_cast<std::size_t>(scale));
+  const int whole = (c.to.kind == TypeKind::Smallmoney ? 10 : precisionOf(c.to)) - scale;
+  if (static_cast<int>(digits->whole.size()) > whole) c.overflow(textOf(value, c.from, 0));
+  return cellOf(*digits);
+}
+
+Cell toApproximate(const Cell& value, const Conversion& c) {
+  double number = 0;
+  if (const auto* d = std::get_if<double>(&value)) {
+    number = *d;
+  } else if (const auto* i = std::get_if<std::int64_t>(&value)) {
+    number = static_cast<double>(*i);
+  } else if (const auto* s = std::get_if<std::string>(&value)) {
+    const std::string text(trimmed(*s));
+    char* end = nullptr;
+    number = std::strtod(text.c_str(), &end);
+    if (*end != '\0') c.refuse(text);
+  }
+  if (c.to.kind == TypeKind::Real) number = static_cast<double>(static_cast<float>(number));
+  return number;
+}
+
+Cell toMoment(const Cell& value, const Conversion& c) {
+  Moment moment = 0;
+  if (isTemporal(c.from.kind)) {
+    moment = std::get<std::int64_t>(value);
+  } else {
+    const std::string text = textOf(value, c.from, 0);
+    const auto parsed = parseMoment(text);
+    if (!parsed) {
+      throw tsql::ServerError(
+          241, 16, 1, "Syntax error during explicit conversion of character string to DATETIME.",
+          c.line);
+    }
+    moment = *parsed;
+  }
+  switch (c.to.kind) {
+    case TypeKind::Datetime:
+      return roundToTicks(moment);
+    case TypeKind::Smalldatetime:
+      return roundToMinutes(moment);
+    case TypeKind::Date:
+      return dayOf(moment) * kMicrosecondsPerDay;
+    case TypeKind::Time:
+    case TypeKind::Bigtime:
+      return moment - dayOf(moment) * kMicrosecondsPerDay;
+    default:
+      return moment;
+  }
+}
+
+Cell toBinary(const Cell& value, const Conversion& c) {
+  Blob bytes;
+  if (const auto* blob = std::get_if<Blob>(&value)) {
+    bytes = *blob;
+  } else if (const auto* text = std::get_if<std::string>(&value)) {
+    const bool hex = text->starts_with("0x") || text->starts_with("0X");
+    bytes = hex ? bytesOfHex(std::string_view(*text).substr(2)) : bytesOf(*text);
+  } else if (const auto* number = std::get_if<std::int64_t>(&value)) {
+    const int width = isInteger(c.from.kind) ? systemType(c.from.kind).length : 8;
+    for (int shift = (width - 1) * 8; shift >= 0; shift -= 8) {
+      bytes.push_back(static_cast<std::byte>(static_cast<std::uint64_t>(*number) >> shift & 0xFF));
+    }
+  }
+  const auto length = static_cast<std::size_t>(c.to.length);
+  const bool fixed = c.to.kind == TypeKind::Binary && !c.to.nullable;
+  if (!isLong(c.to.kind) && (fixed || bytes.size() > length)) bytes.resize(length);
+  return bytes;
+}
+
+Cell toText(const Cell& value, const Conversion& c) {
+  const std::string text = textOf(value, c.from, c.style);
+  if (isLong(c.to.kind)) return text;
+  const auto units = static_cast<std::size_t>(c.to.length);
+  if (text.size() > units && isInteger(c.from.kind)) {
+    throw tsql::ServerError(265, 16, 1,
+                            "Insufficient result space for explicit conversion of " +
+                                shownName(c.from.kind) + " value '" + text + "' to a " +
+                                shownName(c.to.kind) + " field.",
+                            c.line);
+  }
+  return std::string(storedText(cutText(text, units)));
+}
+
+}  // namespace
+
+std::string_view storedText(std::string_view text) {
+  const auto last = text.find_last_not_of(' ');
+  if (last == std::string_view::npos) return " ";
+  return text.substr(0, last + 1);
+}
+
+std::string_view cutText(std::string_view text, std::size_t bytes) {
+  if (text.size() <= bytes) return text;
+  while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0U) == 0x80U) --bytes;
+  return text.substr(0, bytes);
+}
+
+Blob bytesOf(std::string_view text) {
+  const auto* data = reinterpret_cast<const std::byte*>(text.data());
+  return Blob(data, data + text.size());
+}
+
+std::string hexDigits(const Blob& bytes) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  for (const std::byte b : bytes) {
+    text += kDigits[std::to_integer<unsigned>(b) >> 4];
+    text += kDigits[std::to_integer<unsigned>(b) & 0xFU];
+  }
+  return text;
+}
+
+Blob bytesOfHex(std::string_view digits) {
+  std::string even(digits.size() % 2 == 0 ? "" : "0");
+  even += digits;
+  Blob bytes;
+  for (std::size_t at = 0; at + 1 < even.size(); at += 2) {
+    unsigned value = 0;
+    std::from_chars(even.data() + at, even.data() + at + 2, value, 16);
+    bytes.push_back(static_cast<std::byte>(value));
+  }
+  return bytes;
+}
+
+Cell exactNumber(std::string_view digits) {
+  const auto parsed = parseDigits(digits);
+  return parsed ? cellOf(*parsed) : Cell{};
+}
+
+std::string exactText(const Cell& value, int scale) {
+  const auto digits = digitsOf(value);
+  return digits ? padded(*digits, scale) : "0";
+}
+
+std::string textOf(const Cell& value, const ColumnType& type, int style) {
+  if (isTemporal(type.kind)) {
+    const Moment moment = std::get<std::int64_t>(value);
+    const bool timeOnly = type.kind == TypeKind::Time || type.kind == TypeKind::Bigtime;
+    std::string text = formatMoment(moment, timeOnly && style == 0 ? 17 : style);
+    return type.kind == TypeKind::Date && style == 0 ? text.substr(0, 11) : text;
+  }
+  if (const auto* text = std::get_if<std::string>(&value)) {
+    if (isExactFraction(type.kind)) {
+      const auto digits = parseDigits(*text);
+      return digits ? padded(*digits, scaleOf(type)) : *text;
+    }
+    return *text;
+  }
+  if (const auto* bytes = std::get_if<Blob>(&value)) {
+    return std::string(reinterpret_cast<const char*>(bytes->data()), bytes->size());
+  }
+  if (isExactFraction(type.kind)) {
+    const bool money = !type.precision;
+    const auto digits = digitsOf(value);
+    return digits ? padded(*digits, money ? 2 : scaleOf(type)) : "";
+  }
+  if (const auto* number = std::get_if<std::int64_t>(&value)) {
+    return isApproximate(type.kind) ? std::to_string(*number) + ".0" : std::to_string(*number);
+  }
+  const std::string text =
+      formatReal(std::get<double>(value), type.kind == TypeKind::Real ? 7 : 15);
+  return text.find_first_of(".en") == std::string::npos ? text + ".0" : text;
+}
+
+Cell convertCell(const Cell& value, const ColumnType& from, const ColumnType& to, int style,
+                 std::uint32_t line) {
+  if (isNull(value)) return value;
+  const Conversion conversion{from, to, style, line};
+  switch (familyOf(to.kind)) {
+    case TypeFamily::Character:
+      return toText(value, conversion);
+    case TypeFamily::Binary:
+      return toBinary(value, conversion);
+    case TypeFamily::Temporal:
+      return toMoment(value, conversion);
+    case TypeFamily::Number:
+      break;
+  }
+  if (isInteger(to.kind)) return toInteger(value, conversion);
+  return isApproximate(to.kind) ? toApproximate(value, conversion)
+                                : toExactFraction(value, conversion);
+}
+
+}  // namespace kelvane::embedded

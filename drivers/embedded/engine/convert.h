@@ -1,0 +1,42 @@
+// Converts values between the server's types, as convert() and assignments do.
+//
+// Numeric, decimal and money values are integers where they have no fraction, floating point up to
+// 15 digits, and decimal texts where neither would be exact. Pure functions; refusals are
+// ServerErrors.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "drivers/embedded/catalog/types.h"
+#include "drivers/embedded/store/cell.h"
+
+namespace kelvane::embedded {
+
+/// `value`, which is of type `from`, as `to`: rounded, cut to its length, checked for its range.
+/// Texts lose their trailing blanks, but for one when they hold nothing else.
+/// Throws 249 (no such value), 247 (too big), 265 (number too long for the text).
+Cell convertCell(const Cell& value, const ColumnType& from, const ColumnType& to, int style,
+                 std::uint32_t line);
+
+/// A number written out, as a value of an exact type is stored: digits, one point, a sign.
+Cell exactNumber(std::string_view digits);
+
+/// An exact number with `scale` digits behind its point.
+std::string exactText(const Cell& value, int scale);
+
+/// The value as text, as convert(varchar, value, style) has it. Not for null.
+std::string textOf(const Cell& value, const ColumnType& type, int style);
+
+/// A varchar value without trailing blanks; one blank when there is nothing else.
+std::string_view storedText(std::string_view text);
+
+/// The first `count` characters of UTF-8 text that fit in `bytes`.
+std::string_view cutText(std::string_view text, std::size_t bytes);
+
+std::string hexDigits(const Blob& bytes);
+Blob bytesOfHex(std::string_view digits);
+Blob bytesOf(std::string_view text);
+
+}  // namespace kelvane::embedded

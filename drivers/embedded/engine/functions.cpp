@@ -1,0 +1,310 @@
+#include "drivers/embedded/engine/functions.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <vector>
+
+#include "drivers/embedded/catalog/pattern.h"
+#include "drivers/embedded/engine/convert.h"
+#include "drivers/embedded/engine/moment.h"
+#include "drivers/embedded/engine/typing.h"
+
+namespace kelvane::embedded {
+namespace {
+
+using tsql::ServerError;
+
+// The line of an error that arises while SQLite runs is the statement's; it is filled in there.
+constexpr std::uint32_t kUnknownLine = 0;
+
+bool anyNull(const FunctionCall& call) {
+  for (int i = 0; i < call.count(); ++i) {
+    if (call.isNull(i)) return true;
+  }
+  return false;
+}
+
+// A text by characters.
+class Characters {
+ public:
+  explicit Characters(std::string_view text) : text_(text) {
+    for (std::size_t at = 0; at < text.size(); ++at) {
+      if ((static_cast<unsigned char>(text[at]) & 0xC0U) != 0x80U) starts_.push_back(at);
+    }
+    starts_.push_back(text.size());
+  }
+  std::int64_t count() const { return static_cast<std::int64_t>(starts_.size()) - 1; }
+  /// From `first` (0-based), at most `length`.
+  std::string_view part(std::int64_t first, std::int64_t length) const {
+    const auto from = std::clamp<std::int64_t>(first, 0, count());
+    const auto to =
+        std::clamp<std::int64_t>(from + std::max<std::int64_t>(length, 0), from, count());
+    const auto start = starts_[static_cast<std::size_t>(from)];
+    return text_.substr(start, starts_[static_cast<std::size_t>(to)] - start);
+  }
+
+ private:
+  std::string_view text_;
+  std::vector<std::size_t> starts_;
+};
+
+// There are no empty texts: what would be one is null.
+void textResult(FunctionCall& call, std::string_view text) {
+  if (!text.empty()) call.result(text);
+}
+
+void asType(FunctionCall& call) {
+  if (call.isNull(0)) return;
+  int at = 1;
+  const auto next = [&] { return static_cast<int>(call.integer(at++)); };
+  const auto described = [&] {
+    ColumnType type;
+    type.kind = static_cast<TypeKind>(next());
+    type.length = next();
+    const int precision = next(), scale = next();
+    if (precision != 0) type.precision = precision, type.scale = scale;
+    return type;
+  };
+  const ColumnType from = described();
+  ColumnType to = described();
+  to.nullable = next() != 0;
+  const int style = next();
+  call.result(convertCell(call.cell(0), from, to, style, kUnknownLine));
+}
+
+void inInt(FunctionCall& call) {
+  if (call.isNull(0)) return;
+  const std::int64_t value = call.integer(0);
+  if (value < std::numeric_limits<std::int32_t>::min() ||
+      value > std::numeric_limits<std::int32_t>::max()) {
+    throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
+  }
+  call.result(value);
+}
+
+void divisor(FunctionCall& call) {
+  if (call.isNull(0)) return;
+  if (call.real(0) == 0) throw ServerError(3607, 16, 0, "Divide by zero occurred.", kUnknownLine);
+  call.result(call.cell(0));
+}
+
+void required(FunctionCall& call) {
+  if (call.isNull(0)) {
+    throw ServerError(515, 16, 3,
+                      "Attempt to insert NULL value into column '" + std::string(call.text(1)) +
+                          "', table '" + std::string(call.text(2)) +
+                          "'; column does not allow nulls. Update fails.",
+                      kUnknownLine);
+  }
+  call.result(call.cell(0));
+}
+
+void matches(FunctionCall& call) {
+  if (anyNull(call)) return;
+  std::optional<char> escape;
+  if (call.count() == 3 && !call.text(2).empty()) escape = call.text(2)[0];
+  call.result(matchesLike(call.text(0), call.text(1), escape) ? 1 : 0);
+}
+
+void patternIndex(FunctionCall& call) {
+  if (anyNull(call)) return;
+  const std::string pattern(call.text(0));
+  const Characters characters(call.text(1));
+  const bool anywhere = pattern.starts_with('%');
+  const std::string rest = anywhere ? pattern.substr(1) : pattern;
+  for (std::int64_t at = 0; at < characters.count(); ++at) {
+    if (matchesLike(characters.part(at, characters.count()), rest)) {
+      call.result(at + 1);
+      return;
+    }
+    if (!anywhere) break;
+  }
+  call.result(0);
+}
+
+void partOfText(FunctionCall& call) {
+  if (anyNull(call)) return;
+  const std::int64_t start = std::max<std::int64_t>(call.integer(1), 1) - 1;
+  const std::int64_t length = call.integer(2);
+  if (length <= 0) return;
+  const Cell cell = call.cell(0);
+  if (const auto* bytes = std::get_if<Blob>(&cell)) {
+    const auto size = static_cast<std::int64_t>(bytes->size());
+    if (start >= size) return;
+    const auto end = start + std::min(length, size - start);
+    call.result(Cell(Blob(bytes->begin() + start, bytes->begin() + end)));
+    return;
+  }
+  textResult(call, Characters(call.text(0)).part(start, length));
+}
+
+void endOfText(FunctionCall& call) {
+  if (anyNull(call)) return;
+  const Characters characters(call.text(0));
+  const auto length = std::clamp<std::int64_t>(call.integer(1), 0, characters.count());
+  textResult(call, characters.part(characters.count() - length, length));
+}
+
+void repeated(FunctionCall& call) {
+  constexpr std::int64_t kLongest = 16384;
+  if (anyNull(call)) return;
+  std::string text;
+  const auto length = static_cast<std::int64_t>(call.text(0).size());
+  for (std::int64_t i = 0; i < call.integer(1) && (i + 1) * length <= kLongest; ++i) {
+    text += call.text(0);
+  }
+  textResult(call, text);
+}
+
+void reversed(FunctionCall& call) {
+  if (anyNull(call)) return;
+  const Characters characters(call.text(0));
+  std::string text;
+  for (std::int64_t at = characters.count() - 1; at >= 0; --at) text += characters.part(at, 1);
+  textResult(call, text);
+}
+
+void stuffed(FunctionCall& call) {
+  if (call.isNull(0) || call.isNull(1) || call.isNull(2)) return;
+  const Characters characters(call.text(0));
+  const std::int64_t start = call.integer(1) - 1, length = call.integer(2);
+  if (start < 0 || length < 0 || start >= characters.count()) return;
+  std::string text(characters.part(0, start));
+  if (!call.isNull(3)) text += call.text(3);
+  text += characters.part(start + length, characters.count());
+  textResult(call, text);
+}
+
+void rounded(FunctionCall& call) {
+  if (anyNull(call)) return;
+  const double unit = std::pow(10.0, static_cast<double>(call.integer(1)));
+  const double value = std::round(call.real(0) * unit) / unit;
+  const bool isWhole = std::holds_alternative<std::int64_t>(call.cell(0));
+  call.result(isWhole ? Cell(static_cast<std::int64_t>(value)) : Cell(value));
+}
+
+void numberText(FunctionCall& call) {
+  if (anyNull(call)) return;
+  std::array<char, 400> buffer{};
+  const auto width = std::clamp<std::int64_t>(call.integer(1), 1, 255);
+  const auto decimals = std::clamp<std::int64_t>(call.integer(2), 0, 16);
+  std::snprintf(buffer.data(), buffer.size(), "%*.*f", static_cast<int>(width),
+                static_cast<int>(decimals), call.real(0));
+  const std::string_view text(buffer.data());
+  const auto wanted = static_cast<std::size_t>(width);
+  call.result(std::string_view(text.size() > wanted ? std::string(wanted, '*') : buffer.data()));
+}
+
+void hexToInt(FunctionCall& call) {
+  if (anyNull(call)) return;
+  const std::string text(call.text(0));
+  call.result(static_cast<std::int32_t>(
+      static_cast<std::uint32_t>(std::strtoull(text.c_str(), nullptr, 16))));
+}
+
+void registerTexts(Database& store) {
+  const auto add = [&](const char* name, int count, void (*function)(FunctionCall&)) {
+    store.addFunction(name, count, FunctionKind::Fixed, function);
+  };
+  add("as_type", 11, asType);
+  add("in_int", 1, inInt);
+  add("divisor", 1, divisor);
+  add("required", 3, required);
+  add("matches", 2, matches);
+  add("matches", 3, matches);
+  add("pattern_index", 2, patternIndex);
+  add("part_of_text", 3, partOfText);
+  add("end_of_text", 2, endOfText);
+  add("repeated", 2, repeated);
+  add("reversed", 1, reversed);
+  add("stuffed", 4, stuffed);
+  add("rounded", 2, rounded);
+  add("number_text", 3, numberText);
+  add("hex_to_int", 1, hexToInt);
+}
+
+DatePart partArgument(const FunctionCall& call) { return static_cast<DatePart>(call.integer(0)); }
+
+void registerDates(Database& store) {
+  const auto add = [&](const char* name, int count, auto function) {
+    store.addFunction(name, count, FunctionKind::Fixed, [function](FunctionCall& call) {
+      if (!anyNull(call)) function(call);
+    });
+  };
+  add("date_part", 2,
+      [](FunctionCall& call) { call.result(partOf(call.integer(1), partArgument(call))); });
+  add("date_name", 2, [](FunctionCall& call) {
+    call.result(std::string_view(partName(call.integer(1), partArgument(call))));
+  });
+  add("date_add", 3, [](FunctionCall& call) {
+    call.result(addParts(call.integer(2), partArgument(call), call.integer(1)));
+  });
+  add("date_diff", 3, [](FunctionCall& call) {
+    call.result(partsBetween(partArgument(call), call.integer(1), call.integer(2)));
+  });
+  store.addFunction("now_moment", 0, FunctionKind::Volatile,
+                    [](FunctionCall& call) { call.result(roundToTicks(currentMoment())); });
+}
+
+void registerLookups(Catalog& catalog, Running& running) {
+  Database& store = catalog.store();
+  const auto object = [&](const FunctionCall& call) {
+    return catalog.findObject(call.text(0), *running.caller);
+  };
+  store.addFunction("object_id_of", 1, FunctionKind::Volatile, [object](FunctionCall& call) {
+    if (anyNull(call)) return;
+    if (const auto found = object(call)) call.result(found->id);
+  });
+  store.addFunction(
+      "index_column", 3, FunctionKind::Volatile, [object, &catalog](FunctionCall& call) {
+        if (anyNull(call)) return;
+        const auto found = object(call);
+        if (!found) return;
+        const auto name = catalog.indexColumn(found->id, static_cast<int>(call.integer(1)),
+                                              static_cast<int>(call.integer(2)));
+        if (name) call.result(std::string_view(*name));
+      });
+  store.addFunction("index_order", 3, FunctionKind::Volatile,
+                    [object, &catalog](FunctionCall& call) {
+                      if (anyNull(call)) return;
+                      const auto found = object(call);
+                      const int indid = static_cast<int>(call.integer(1));
+                      const int key = static_cast<int>(call.integer(2));
+                      if (!found || !catalog.indexColumn(found->id, indid, key)) return;
+                      const bool descending = catalog.isDescendingKey(found->id, indid, key);
+                      call.result(std::string_view(descending ? "DESC" : "ASC"));
+                    });
+}
+
+void registerSession(Database& store, Running& running) {
+  store.addFunction("current_variable", 1, FunctionKind::Volatile, [&running](FunctionCall& call) {
+    const auto found = running.variables->find(call.text(0));
+    if (found != running.variables->end()) call.result(found->second.value);
+  });
+  store.addFunction(
+      "next_identity", 2, FunctionKind::Volatile, [&store, &running](FunctionCall& call) {
+        const std::string table(call.text(0));
+        auto& last = running.identities[table];
+        if (last == 0) {
+          const std::string sql = "SELECT max(" + std::string(call.text(1)) + ") FROM " + table;
+          Statement highest = store.prepare(sql);
+          if (highest.step()) last = highest.integer(0);
+        }
+        running.lastIdentity = ++last;
+        call.result(last);
+      });
+}
+
+}  // namespace
+
+void registerFunctions(Catalog& catalog, Running& running) {
+  registerTexts(catalog.store());
+  registerDates(catalog.store());
+  registerLookups(catalog, running);
+  registerSession(catalog.store(), running);
+}
+
+}  // namespace kelvane::embedded

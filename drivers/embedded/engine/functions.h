@@ -1,0 +1,27 @@
+// The SQLite functions that translated statements call.
+//
+// Registered once for a database; they refer to the catalog and to what is running, which must
+// outlive it.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "drivers/embedded/catalog/catalog.h"
+#include "drivers/embedded/engine/variables.h"
+
+namespace kelvane::embedded {
+
+/// The session and the frame whose statement is being stepped.
+struct Running {
+  const Caller* caller = nullptr;
+  const Variables* variables = nullptr;
+  /// The identity value given last, by table; emptied before each statement.
+  std::map<std::string, std::int64_t> identities = {};
+  std::int64_t lastIdentity = 0;
+};
+
+void registerFunctions(Catalog& catalog, Running& running);
+
+}  // namespace kelvane::embedded

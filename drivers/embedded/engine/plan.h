@@ -1,0 +1,41 @@
+// A T-SQL statement in SQLite's words.
+//
+// Plain values.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "drivers/embedded/catalog/result.h"
+
+namespace kelvane::embedded {
+
+/// What is bound to ?1, ?2, ... when a plan runs.
+struct Parameter {
+  enum class Source {
+    Variable,  ///< `@v`
+    Global,    ///< `@@rowcount`
+    Session,   ///< `uid` or `database` of the session
+    Bound,     ///< a value of the row that is being written: its position from 0
+  };
+  Source source;
+  std::string name;
+  bool operator==(const Parameter&) const = default;
+};
+
+/// A comparison with a variable is written differently while the variable is null: `= @v` then
+/// finds the nulls. A plan serves as long as its assumptions hold.
+struct NullAssumption {
+  std::string variable;
+  bool isNull;
+};
+
+struct Plan {
+  std::string sql;
+  std::vector<Parameter> parameters;
+  std::vector<ResultColumn> columns;
+  std::vector<NullAssumption> assumptions;
+};
+
+}  // namespace kelvane::embedded

@@ -1,0 +1,58 @@
+#include "drivers/embedded/engine/scope.h"
+
+#include "drivers/embedded/tsql/error.h"
+
+namespace kelvane::embedded {
+
+const SourceColumn* Source::find(std::string_view column) const {
+  for (const SourceColumn& candidate : columns) {
+    if (candidate.name == column) return &candidate;
+  }
+  return nullptr;
+}
+
+std::optional<std::size_t> Scope::sourceNamed(const tsql::ObjectName& prefix) const {
+  for (std::size_t i = 0; i < sources.size(); ++i) {
+    const Source& source = sources[i];
+    const bool ownerFits =
+        prefix.owner.empty() || source.owner.empty() || prefix.owner == source.owner;
+    if (source.exposedName == prefix.name && ownerFits) return i;
+  }
+  return std::nullopt;
+}
+
+FoundColumn Scope::resolve(const tsql::ColumnRef& reference, std::uint32_t line) const {
+  const auto invalidName = [&] {
+    return tsql::ServerError(207, 16, 4, "Invalid column name '" + reference.column + "'.", line);
+  };
+  for (const Scope* scope = this; scope != nullptr; scope = scope->outer) {
+    const bool isOuter = scope != this;
+    if (!reference.table.empty()) {
+      const auto source = scope->sourceNamed(reference.table);
+      if (!source) continue;
+      const SourceColumn* column = scope->sources[*source].find(reference.column);
+      if (column == nullptr) throw invalidName();
+      return {*source, isOuter, column};
+    }
+    std::optional<FoundColumn> found;
+    for (std::size_t i = 0; i < scope->sources.size(); ++i) {
+      const SourceColumn* column = scope->sources[i].find(reference.column);
+      if (column == nullptr) continue;
+      if (found) {
+        throw tsql::ServerError(209, 16, 1, "Ambiguous column name " + reference.column + ".",
+                                line);
+      }
+      found = {i, isOuter, column};
+    }
+    if (found) return *found;
+  }
+  if (reference.table.empty()) throw invalidName();
+  throw tsql::ServerError(107, 15, 1,
+                          "The column prefix '" + reference.table.name +
+                              "' does not match with a table name or alias name used in the query. "
+                              "Either the table is not specified in the FROM clause or it has a "
+                              "correlation name which must be used instead.",
+                          line);
+}
+
+}  // namespace kelvane::embedded

@@ -1,0 +1,49 @@
+// The tables that a query can name, and how its column names find them.
+//
+// A scope refers to the scope around it, which must outlive it.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "drivers/embedded/catalog/types.h"
+#include "drivers/embedded/tsql/ast.h"
+
+namespace kelvane::embedded {
+
+struct SourceColumn {
+  std::string name;
+  ColumnType type;
+  std::string sql;  ///< qualified, ready for SQL
+};
+
+/// One entry of a from list.
+struct Source {
+  std::string exposedName;  ///< its alias, else its table's name
+  std::string owner;        ///< as written; only columns of a table without alias may repeat it
+  std::string sqlAlias;
+  std::string sqliteTable;  ///< empty for views and derived tables
+  std::vector<SourceColumn> columns;
+
+  const SourceColumn* find(std::string_view column) const;
+};
+
+struct FoundColumn {
+  std::size_t source;  ///< in the scope where it was found
+  bool isOuter;        ///< in a scope around the one that was asked
+  const SourceColumn* column;
+};
+
+struct Scope {
+  const Scope* outer = nullptr;
+  std::vector<Source> sources = {};
+
+  /// From the inside out. Throws 107 (no such prefix), 207 (no such column), 209 (several).
+  FoundColumn resolve(const tsql::ColumnRef& reference, std::uint32_t line) const;
+  /// The source that a prefix (or the `t` of `t.*`) names, in this scope alone.
+  std::optional<std::size_t> sourceNamed(const tsql::ObjectName& prefix) const;
+};
+
+}  // namespace kelvane::embedded

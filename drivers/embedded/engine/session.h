@@ -1,0 +1,124 @@
+// The server behind its connections, and what each of them keeps between batches.
+//
+// A Server owns the catalog; sessions refer to it and must not outlive it. No locks: one thread at
+// a time for a server and all of its sessions.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "drivers/embedded/catalog/catalog.h"
+#include "drivers/embedded/engine/functions.h"
+#include "drivers/embedded/engine/outcome.h"
+#include "drivers/embedded/engine/plan.h"
+#include "drivers/embedded/engine/variables.h"
+#include "drivers/embedded/tsql/ast.h"
+
+namespace kelvane::embedded {
+
+/// A parsed text and its statements, which count in it.
+struct ParsedBatch {
+  std::string text;
+  tsql::StatementList statements;
+};
+
+class Server {
+ public:
+  Server() { registerFunctions(catalog, running); }
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
+
+  /// The source of a stored procedure, parsed once.
+  std::shared_ptr<const ParsedBatch> procedure(const ObjectInfo& object);
+  int nextSession() { return ++sessions_; }
+  /// Changes with every statement that may change what names mean.
+  std::uint64_t schemaVersion() const { return schemaVersion_; }
+  void schemaChanged() { ++schemaVersion_; }
+
+  Catalog catalog;
+  Running running;
+  /// Where new connections start: the database that the last script was in.
+  std::string database = "master";
+
+ private:
+  std::map<int, std::shared_ptr<const ParsedBatch>> procedures_;
+  int sessions_ = 0;
+  std::uint64_t schemaVersion_ = 0;
+};
+
+struct Cursor {
+  std::shared_ptr<const ParsedBatch> batch;  ///< keeps the query alive
+  const tsql::Query* query = nullptr;
+  std::optional<ResultSet> rows;  ///< while it is open
+  std::size_t next = 0;
+};
+
+/// `set` options; they stay for the session.
+struct SessionOptions {
+  bool noCount = false;
+  bool quotedIdentifier = false;
+  bool noExec = false;
+  std::uint64_t rowLimit = 0;
+  std::string identityInsertTable;
+};
+
+/// Rows that are computed as they are asked for. Anything run on any session of the server that
+/// changes tables in between may end them with a StoreError.
+struct RowStream {
+  std::vector<ResultColumn> columns;
+  Statement statement;
+};
+
+/// The values of the row that a statement stands on.
+Row rowOf(const Statement& statement);
+
+class Session {
+ public:
+  explicit Session(Server& server);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  /// Runs a batch. Everything that happens, refusals too, goes to `outcome`. False for a batch
+  /// without a statement.
+  bool run(std::string_view batch, Outcome& outcome);
+  /// The same, but when the last statement is a query whose rows are nobody else's business, it is
+  /// handed back instead of being read.
+  std::optional<RowStream> runStreaming(std::string_view batch, Outcome& outcome);
+  /// The next row of a stream of this session.
+  bool step(RowStream& stream);
+
+  Server& server;
+  Caller caller;
+  SessionOptions options;
+  TemporaryTables temporaries;
+  std::map<std::string, Cursor, std::less<>> cursors;
+  std::unique_ptr<Savepoint> transaction;
+  int transactionDepth = 0;
+  std::int64_t rowCount = 0;
+  std::int64_t lastError = 0;
+  std::int64_t cursorStatus = 0;
+  std::int64_t lastIdentity = 0;
+  int nestLevel = 0;
+  /// Whether `use` takes any name.
+  bool acceptsAnyDatabase = false;
+
+  void dropTemporary(const std::string& name);
+  /// After a rollback: those that it took away.
+  void forgetLostTemporaries();
+  Cell globalVariable(std::string_view name) const;
+  std::string newTemporaryName(std::string_view name);
+  /// Null when the text is no T-SQL, which has then been reported.
+  std::shared_ptr<const ParsedBatch> parse(std::string_view batch, Outcome& outcome);
+
+ private:
+  int number_;
+  int temporaryNumber_ = 0;
+};
+
+}  // namespace kelvane::embedded

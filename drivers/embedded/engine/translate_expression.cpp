@@ -1,0 +1,377 @@
+// Values: literals, variables, columns, operators, case, conversions.
+
+#include <algorithm>
+
+#include "drivers/embedded/engine/convert.h"
+#include "drivers/embedded/engine/globals.h"
+#include "drivers/embedded/engine/translator.h"
+#include "drivers/embedded/engine/typing.h"
+#include "drivers/embedded/engine/walk.h"
+
+namespace kelvane::embedded {
+
+using namespace tsql;
+
+namespace {
+
+ServerError syntaxError(const std::string& near, std::uint32_t line) {
+  return ServerError(102, 15, 1, "Incorrect syntax near '" + near + "'.", line);
+}
+
+bool isVaryingText(TypeKind kind) { return isCharacter(kind) && !isFixedWidthText(kind); }
+
+// A column of fixed width shows its blanks where texts are joined.
+std::string shownText(const SqlValue& value) {
+  if (value.isLiteral || value.type.nullable || !isFixedWidthText(value.type.kind)) {
+    return value.sql;
+  }
+  const int width = isUnicode(value.type.kind) ? value.type.length / 2 : value.type.length;
+  return "printf('%-!" + std::to_string(width) + "s', " + value.sql + ")";
+}
+
+}  // namespace
+
+std::string quotedText(std::string_view text) {
+  std::string result = "'";
+  for (const char c : text) {
+    if (c == '\'') result += c;
+    result += c;
+  }
+  return result + "'";
+}
+
+std::string quotedName(std::string_view name) {
+  std::string result = "\"";
+  for (const char c : name) {
+    if (c == '"') result += c;
+    result += c;
+  }
+  return result + "\"";
+}
+
+std::string collated(const SqlValue& value) {
+  const bool needed = isCharacter(value.type.kind) && !value.isColumn;
+  return needed ? "(" + value.sql + ") COLLATE RTRIM" : value.sql;
+}
+
+std::string Translator::parameter(Parameter::Source source, const std::string& name) {
+  const Parameter wanted{source, name};
+  const auto found = std::find(parameters_.begin(), parameters_.end(), wanted);
+  const auto position = found - parameters_.begin() + 1;
+  if (found == parameters_.end()) parameters_.push_back(wanted);
+  return "?" + std::to_string(position);
+}
+
+SqlValue Translator::value(const Expr& expr, const Scope* scope) {
+  const std::uint32_t line = expr.range.line;
+  return std::visit(Overloaded{
+                        [&](const Literal& e) { return literal(e); },
+                        [&](const tsql::Variable& e) { return variable(e, line); },
+                        [&](const GlobalVariable& e) { return global(e, line); },
+                        [&](const ColumnRef& e) {
+                          static const Scope kNoTables;
+                          const FoundColumn found = (scope ? *scope : kNoTables).resolve(e, line);
+                          SqlValue result{found.column->sql, found.column->type, e.column};
+                          result.isColumn = true;
+                          return result;
+                        },
+                        [&](const Unary& e) { return unary(e, expr, scope); },
+                        [&](const Binary& e) { return binary(e, expr, scope); },
+                        [&](const ScalarSubquery& e) { return scalarSubquery(*e.query, scope); },
+                        [&](const Case& e) { return caseValue(e, expr, scope); },
+                        [&](const Call& e) { return call(e, expr, scope); },
+                        [&](const Convert& e) { return convertValue(e, expr, scope); },
+                        [&](const auto&) -> SqlValue { throw syntaxError("=", line); },
+                    },
+                    expr.node);
+}
+
+SqlValue Translator::literal(const Literal& literal) {
+  SqlValue result;
+  result.isLiteral = true;
+  result.type = intType();
+  result.sql = literal.text;
+  switch (literal.kind) {
+    case LiteralKind::Null:
+      result.sql = "NULL";
+      result.isNull = true;
+      result.type.nullable = true;
+      break;
+    case LiteralKind::String: {
+      // The server has no empty text: two quotes are one blank.
+      const std::string text = literal.text.empty() ? " " : literal.text;
+      result.sql = quotedText(text);
+      result.type = varcharType(static_cast<int>(text.size()), false);
+      break;
+    }
+    case LiteralKind::Binary: {
+      const Blob bytes = bytesOfHex(literal.text);
+      result.sql = "x'" + hexDigits(bytes) + "'";
+      result.type = varbinaryType(static_cast<int>(bytes.size()), false);
+      break;
+    }
+    case LiteralKind::Float:
+      result.type = floatType(false);
+      break;
+    case LiteralKind::Integer:
+    case LiteralKind::Decimal:
+    case LiteralKind::Money: {
+      const auto point = literal.text.find('.');
+      const auto digits = static_cast<int>(literal.text.size()) - (point != std::string::npos);
+      const int scale =
+          point == std::string::npos ? 0 : static_cast<int>(literal.text.size() - point) - 1;
+      const bool fitsInt = literal.kind == LiteralKind::Integer &&
+                           (digits < 10 || (digits == 10 && literal.text <= "2147483647"));
+      if (fitsInt) break;
+      result.type = literal.kind == LiteralKind::Money
+                        ? plainType(TypeKind::Money, false)
+                        : numericType(std::clamp(digits, 1, 38), std::min(scale, 38), false);
+      const Cell cell = exactNumber(literal.text);
+      if (std::holds_alternative<std::string>(cell)) result.sql = quotedText(literal.text);
+      break;
+    }
+  }
+  return result;
+}
+
+SqlValue Translator::variable(const tsql::Variable& variable, std::uint32_t line) {
+  const auto found = context_.variables.find(variable.name);
+  if (found == context_.variables.end()) {
+    throw ServerError(137, 15, 2, "Must declare variable '" + variable.name + "'.", line);
+  }
+  const bool changesByRow = std::find(assignedVariables_.begin(), assignedVariables_.end(),
+                                      variable.name) != assignedVariables_.end();
+  SqlValue result;
+  result.type = withNullability(found->second.type, true);
+  result.sql = changesByRow ? "current_variable(" + quotedText(variable.name) + ")"
+                            : parameter(Parameter::Source::Variable, variable.name);
+  return result;
+}
+
+SqlValue Translator::global(const GlobalVariable& variable, std::uint32_t line) {
+  const auto type = globalVariableType(variable.name);
+  if (!type) throw ServerError(137, 15, 2, "Must declare variable '" + variable.name + "'.", line);
+  return {parameter(Parameter::Source::Global, variable.name), *type};
+}
+
+SqlValue Translator::unary(const Unary& unary, const Expr& expr, const Scope* scope) {
+  const std::uint32_t line = expr.range.line;
+  if (unary.op == UnaryOp::Not) throw syntaxError("not", line);
+  SqlValue operand = value(*unary.operand, scope);
+  if (unary.op == UnaryOp::Plus || operand.isNull) return operand;
+  if (familyOf(operand.type.kind) != TypeFamily::Number) {
+    requireImplicit(operand.type.kind, TypeKind::Int, line);
+    operand.sql = converted(operand, intType(true));
+    operand.type = intType(true);
+  }
+  const bool complement = unary.op == UnaryOp::BitNot;
+  SqlValue result{(complement ? "(~" : "(-") + operand.sql + ")", operand.type};
+  result.isLiteral = operand.isLiteral && !complement;
+  return result;
+}
+
+SqlValue Translator::concatenation(const SqlValue& left, const SqlValue& right) {
+  const auto part = [](const SqlValue& value) {
+    return value.isLiteral ? value.sql : "coalesce(" + shownText(value) + ", '')";
+  };
+  const bool nullable = left.type.nullable && right.type.nullable;
+  if (isBinary(left.type.kind) && isBinary(right.type.kind)) {
+    return {"nullif(CAST(coalesce(" + left.sql + ", x'') || coalesce(" + right.sql +
+                ", x'') AS BLOB), x'')",
+            varbinaryType(left.type.length + right.type.length, nullable)};
+  }
+  const auto characters = [](const SqlValue& value) {
+    return isUnicode(value.type.kind) ? value.type.length / 2 : value.type.length;
+  };
+  const bool unicode = isUnicode(left.type.kind) || isUnicode(right.type.kind);
+  const int length = std::min(
+      (left.isNull ? 0 : characters(left)) + (right.isNull ? 0 : characters(right)), 16384);
+  SqlValue result{"(" + part(left) + " || " + part(right) + ")",
+                  declaredType(unicode ? TypeKind::Univarchar : TypeKind::Varchar,
+                               std::max(length, 1), std::nullopt, nullable)};
+  // Nothing joined to nothing stays null.
+  if (nullable) result.sql = "nullif" + result.sql.insert(result.sql.size() - 1, ", ''");
+  return result;
+}
+
+SqlValue Translator::bitwise(const char* op, const SqlValue& left, const SqlValue& right,
+                             std::uint32_t line) {
+  const auto integer = [&](const SqlValue& side) {
+    if (isInteger(side.type.kind)) return side.sql;
+    if (!isBinary(side.type.kind)) {
+      throw ServerError(403, 16, 1,
+                        "Invalid operator for datatype op: " + std::string(op) +
+                            " type: " + shownName(side.type.kind) + ".",
+                        line);
+    }
+    return converted(side, intType(true));
+  };
+  const std::string a = integer(left), b = integer(right);
+  const bool wide = left.type.kind == TypeKind::Bigint || right.type.kind == TypeKind::Bigint;
+  const ColumnType type =
+      plainType(wide ? TypeKind::Bigint : TypeKind::Int, left.type.nullable || right.type.nullable);
+  if (*op == '^') return {"((" + a + " | " + b + ") - (" + a + " & " + b + "))", type};
+  return {"(" + a + " " + op + " " + b + ")", type};
+}
+
+SqlValue Translator::binary(const Binary& binary, const Expr& expr, const Scope* scope) {
+  const std::uint32_t line = expr.range.line;
+  const SqlValue left = value(*binary.left, scope);
+  const SqlValue right = value(*binary.right, scope);
+  const auto isText = [](const SqlValue& v) {
+    return !v.isNull && (isCharacter(v.type.kind) || isBinary(v.type.kind));
+  };
+  char op = '+';
+  switch (binary.op) {
+    case BinaryOp::BitAnd:
+      return bitwise("&", left, right, line);
+    case BinaryOp::BitOr:
+      return bitwise("|", left, right, line);
+    case BinaryOp::BitXor:
+      return bitwise("^", left, right, line);
+    case BinaryOp::Concat:
+      return concatenation(left, right);
+    case BinaryOp::Add: {
+      if (!isText(left) && !isText(right)) break;
+      const bool joins = (isText(left) || left.isNull) && (isText(right) || right.isNull);
+      if (joins) return concatenation(left, right);
+      const SqlValue& text = isText(left) ? left : right;
+      const SqlValue& number = isText(left) ? right : left;
+      if (!isBinary(text.type.kind)) requireImplicit(text.type.kind, number.type.kind, line);
+      break;
+    }
+    case BinaryOp::Subtract:
+      op = '-';
+      break;
+    case BinaryOp::Multiply:
+      op = '*';
+      break;
+    case BinaryOp::Divide:
+      op = '/';
+      break;
+    case BinaryOp::Modulo:
+      op = '%';
+      break;
+    default:
+      throw syntaxError("=", line);
+  }
+  if (left.isNull || right.isNull) {
+    return {"NULL", withNullability(left.isNull ? right.type : left.type, true)};
+  }
+  if (isTemporal(left.type.kind) || isTemporal(right.type.kind)) {
+    const SqlValue& moment = isTemporal(left.type.kind) ? left : right;
+    const SqlValue& other = isTemporal(left.type.kind) ? right : left;
+    throw ServerError(403, 16, 1,
+                      "Invalid operator for datatype op: " + std::string(1, op) + " type: " +
+                          shownName((isTemporal(other.type.kind) ? other : moment).type.kind) + ".",
+                      line);
+  }
+  const ColumnType type = arithmeticType(left.type, right.type, op, line);
+  const auto number = [&](const SqlValue& v) {
+    return isBinary(v.type.kind) ? converted(v, intType(true)) : v.sql;
+  };
+  std::string a = number(left), b = number(right);
+  if (op == '/' || op == '%') b = "divisor(" + b + ")";
+  if (op == '/' && !isInteger(type.kind)) a = "CAST(" + a + " AS REAL)";
+  std::string sql = "(" + a + " " + op + " " + b + ")";
+  const bool mayOverflow = type.kind == TypeKind::Int && (op == '+' || op == '-' || op == '*');
+  if (mayOverflow) sql = "in_int" + sql;
+  SqlValue result{std::move(sql), type};
+  result.isLiteral = false;
+  return result;
+}
+
+SqlValue Translator::caseValue(const Case& expr, const Expr& whole, const Scope* scope) {
+  const std::uint32_t line = whole.range.line;
+  std::optional<SqlValue> operand;
+  if (expr.operand) operand = value(*expr.operand, scope);
+  std::vector<SqlValue> results;
+  std::vector<std::string> tests;
+  for (const CaseBranch& branch : expr.branches) {
+    tests.push_back(operand ? compared(BinaryOp::Equal, *operand, value(*branch.when, scope), line)
+                            : condition(*branch.when, scope, Polarity::Any));
+    results.push_back(value(*branch.then, scope));
+  }
+  if (expr.otherwise) results.push_back(value(*expr.otherwise, scope));
+  std::optional<ColumnType> type;
+  bool nullable = !expr.otherwise;
+  for (const SqlValue& result : results) {
+    nullable = nullable || result.isNull;
+    if (!result.isNull) type = type ? commonType(*type, result.type, line) : result.type;
+  }
+  const ColumnType common =
+      withNullability(type.value_or(intType()), nullable || (type && type->nullable));
+  std::string sql = "CASE";
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    sql += i < tests.size() ? " WHEN " + tests[i] + " THEN " : " ELSE ";
+    sql += assigned(results[i], common, line);
+  }
+  return {sql + " END", common};
+}
+
+SqlValue Translator::scalarSubquery(const Query& inner, const Scope* scope) {
+  const QueryText text = query(inner, scope, QueryUse::Values);
+  if (text.columns.size() != 1) {
+    throw ServerError(
+        116, 15, 1,
+        "The symbol '*' can only be used for a subquery select list when the subquery "
+        "is introduced with EXISTS or NOT EXISTS.",
+        inner.range.line);
+  }
+  return {"(" + text.sql + ")", withNullability(text.columns[0].type, true)};
+}
+
+SqlValue Translator::convertValue(const Convert& convert, const Expr& expr, const Scope* scope) {
+  ColumnType type = context_.catalog.resolveType(convert.type, context_.caller);
+  if (!convert.type.length && !isLong(type.kind) && type.userType < 100 &&
+      (isCharacter(type.kind) || isBinary(type.kind)) && type.kind != TypeKind::Sysname &&
+      type.kind != TypeKind::Timestamp) {
+    type = declaredType(type.kind, 30, std::nullopt, type.nullable);
+  }
+  const SqlValue operand = value(*convert.value, scope);
+  int style = 0;
+  if (convert.style) {
+    const auto* number = as<Literal>(*convert.style);
+    if (number == nullptr || number->kind != LiteralKind::Integer) {
+      throw syntaxError("convert", expr.range.line);
+    }
+    style = std::stoi(number->text);
+  }
+  type = withNullability(type, operand.isNull || operand.type.nullable);
+  if (operand.isNull) return {"NULL", type};
+  return {converted(operand, type, style), type};
+}
+
+std::string Translator::converted(const SqlValue& value, const ColumnType& to, int style) {
+  if (value.isNull) return "NULL";
+  const auto number = [](int n) { return ", " + std::to_string(n); };
+  const auto described = [&](const ColumnType& type) {
+    return number(static_cast<int>(type.kind)) + number(type.length) +
+           number(type.precision.value_or(0)) + number(type.scale.value_or(0));
+  };
+  return "as_type(" + value.sql + described(value.type) + described(to) + number(to.nullable) +
+         number(style) + ")";
+}
+
+// Values that the target takes as they are stay untouched, so that SQLite can use its indexes.
+std::string Translator::assigned(const SqlValue& value, const ColumnType& to, std::uint32_t line) {
+  if (value.isNull) return "NULL";
+  requireImplicit(value.type.kind, to.kind, line);
+  const ColumnType& from = value.type;
+  bool fits = false;
+  if (isVaryingText(from.kind) || isFixedWidthText(from.kind)) {
+    fits = value.isColumn && isCharacter(to.kind) && from.length <= to.length;
+  } else if (isInteger(from.kind)) {
+    fits = from.kind == to.kind;
+  } else if (from.kind == to.kind) {
+    fits = from.precision == to.precision && from.scale == to.scale && from.length <= to.length &&
+           !isExactFraction(from.kind);
+    if (isExactFraction(from.kind))
+      fits = value.isColumn && from.length == to.length && from.precision == to.precision &&
+             from.scale == to.scale;
+    if (from.kind == TypeKind::Binary && !to.nullable) fits = from.length == to.length;
+  }
+  return fits ? value.sql : converted(value, to);
+}
+
+}  // namespace kelvane::embedded

@@ -1,0 +1,254 @@
+// From lists: tables, views, derived tables, joins, and the outer joins written in conditions.
+
+#include <algorithm>
+#include <set>
+
+#include "drivers/embedded/engine/translator.h"
+#include "drivers/embedded/engine/typing.h"
+#include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/parser.h"
+
+namespace kelvane::embedded {
+
+using namespace tsql;
+
+namespace {
+
+constexpr int kMaxViewDepth = 16;
+
+const Binary* outerEquality(const Expr& term) {
+  const auto* binary = as<Binary>(term);
+  const bool isOuter = binary != nullptr && (binary->op == BinaryOp::LeftOuterEqual ||
+                                             binary->op == BinaryOp::RightOuterEqual);
+  return isOuter ? binary : nullptr;
+}
+
+// The tables of this scope that the expression names, outside of its subqueries.
+std::set<std::size_t> sourcesWithin(const Expr& expr, const Scope& scope) {
+  std::set<std::size_t> sources;
+  anyWithin(expr, [&](const Expr& part) {
+    if (const auto* column = as<ColumnRef>(part)) {
+      const FoundColumn found = scope.resolve(*column, part.range.line);
+      if (!found.isOuter) sources.insert(found.source);
+    }
+    return false;
+  });
+  return sources;
+}
+
+bool hasSubquery(const Expr& expr) {
+  return anyWithin(expr, [](const Expr& part) {
+    return as<InSubquery>(part) || as<Exists>(part) || as<ScalarSubquery>(part) ||
+           as<Quantified>(part);
+  });
+}
+
+std::string sourceText(const Source& source) {
+  return source.sqliteTable + " AS " + source.sqlAlias;
+}
+
+}  // namespace
+
+Source Translator::viewSource(const ObjectInfo& view, Source source) {
+  if (++viewDepth_ > kMaxViewDepth) {
+    throw ServerError(429, 16, 1, "Too many levels of nested views.", 0);
+  }
+  const StatementList batch = parseBatch(context_.catalog.sourceText(view.id));
+  const auto* create = std::get_if<CreateView>(&batch.front()->node);
+  if (create == nullptr) throw ServerError(4401, 16, 1, "View " + view.name + " has no text.", 0);
+  const QueryText text = query(*create->query, nullptr, QueryUse::Values);
+  --viewDepth_;
+  source.sqliteTable = "(" + text.sql + ")";
+  const auto columns = context_.catalog.columns(view.id);
+  for (std::size_t i = 0; i < text.columns.size() && i < columns.size(); ++i) {
+    source.columns.push_back(
+        {columns[i].name, columns[i].type, source.sqlAlias + ".r" + std::to_string(i + 1)});
+  }
+  return source;
+}
+
+void Translator::requireCreated(const ObjectName& name) const {
+  if (context_.createdLater != nullptr && context_.createdLater->contains(name.name)) {
+    throw NotYetCreated{};
+  }
+}
+
+Source Translator::sourceOf(const NamedTable& table) {
+  const ObjectName& name = table.name;
+  requireCreated(name);
+  Source source;
+  source.exposedName = table.alias.empty() ? name.name : table.alias;
+  if (table.alias.empty()) source.owner = name.owner;
+  source.sqlAlias = newAlias();
+  std::vector<ColumnInfo> columns;
+  if (name.name.starts_with('#')) {
+    const auto found = context_.temporaries.find(name.name);
+    if (found == context_.temporaries.end()) {
+      throw ServerError(208, 16, 1,
+                        name.name +
+                            " not found. Specify owner.objectname or use sp_help to check whether "
+                            "the object exists (sp_help may produce lots of output).",
+                        name.range.line);
+    }
+    source.sqliteTable = found->second.sqliteTable;
+    columns = found->second.columns;
+  } else {
+    Caller caller = context_.caller;
+    caller.line = name.range.line;
+    const ObjectInfo object = context_.catalog.requireObject(name, caller);
+    if (object.type == "V") return viewSource(object, std::move(source));
+    if (object.sqliteTable.empty()) {
+      throw ServerError(208, 16, 1,
+                        name.name +
+                            " not found. Specify owner.objectname or use sp_help to check whether "
+                            "the object exists (sp_help may produce lots of output).",
+                        name.range.line);
+    }
+    source.sqliteTable = object.sqliteTable;
+    columns = context_.catalog.columns(object.id);
+  }
+  for (const ColumnInfo& column : columns) {
+    source.columns.push_back(
+        {column.name, column.type, source.sqlAlias + "." + quotedName(column.sqliteColumn)});
+  }
+  return source;
+}
+
+Source Translator::sourceOf(const DerivedTable& table, const Scope* outer) {
+  Source source;
+  source.exposedName = table.alias;
+  source.sqlAlias = newAlias();
+  const QueryText text = query(*table.query, outer, QueryUse::Values);
+  source.sqliteTable = "(" + text.sql + ")";
+  for (std::size_t i = 0; i < text.columns.size(); ++i) {
+    const std::string& name = i < table.columns.size() ? table.columns[i] : text.columns[i].name;
+    source.columns.push_back(
+        {name, text.columns[i].type, source.sqlAlias + ".r" + std::to_string(i + 1)});
+  }
+  return source;
+}
+
+void Translator::addSources(const TableRef& table, Scope& scope) {
+  std::visit(Overloaded{
+                 [&](const NamedTable& t) { scope.sources.push_back(sourceOf(t)); },
+                 [&](const DerivedTable& t) { scope.sources.push_back(sourceOf(t, scope.outer)); },
+                 [&](const Join& join) {
+                   addSources(*join.left, scope);
+                   addSources(*join.right, scope);
+                 },
+             },
+             table.node);
+}
+
+// `next` counts through the sources in the order in which addSources met them.
+std::string Translator::renderTable(const TableRef& table, const Scope& scope, std::size_t& next) {
+  const auto* join = std::get_if<Join>(&table.node);
+  if (join == nullptr) return sourceText(scope.sources[next++]);
+  const char* word = " JOIN ";
+  switch (join->kind) {
+    case JoinKind::Left:
+      word = " LEFT JOIN ";
+      break;
+    case JoinKind::Right:
+      word = " RIGHT JOIN ";
+      break;
+    case JoinKind::Full:
+      word = " FULL JOIN ";
+      break;
+    case JoinKind::Inner:
+      break;
+    case JoinKind::Cross:
+      word = " CROSS JOIN ";
+      break;
+  }
+  std::string sql = renderTable(*join->left, scope, next);
+  const bool nested = std::holds_alternative<Join>(join->right->node);
+  const std::string right = renderTable(*join->right, scope, next);
+  sql += word + (nested ? "(" + right + ")" : right);
+  if (join->on) sql += " ON " + condition(*join->on, &scope, Polarity::Positive);
+  return sql;
+}
+
+// `a.x *= b.y` keeps the rows of a. Whatever else is asked of b alone belongs to the join too.
+Translator::FromText Translator::outerJoins(const std::vector<TableRefPtr>& from,
+                                            const std::vector<const Expr*>& terms,
+                                            const Scope& scope) {
+  if (from.size() != scope.sources.size()) {
+    throw ServerError(313, 16, 1, "Outer joins of both kinds cannot stand in the same query.",
+                      from[0]->range.line);
+  }
+  std::vector<std::vector<std::string>> conditions(scope.sources.size());
+  std::vector<std::set<std::size_t>> needs(scope.sources.size());
+  FromText result;
+  for (const Expr* term : terms) {
+    const Binary* equality = outerEquality(*term);
+    if (equality == nullptr) continue;
+    const bool left = equality->op == BinaryOp::LeftOuterEqual;
+    const auto kept = sourcesWithin(left ? *equality->left : *equality->right, scope);
+    const auto inner = sourcesWithin(left ? *equality->right : *equality->left, scope);
+    if (inner.size() != 1) {
+      throw ServerError(303, 16, 1, "The outer join has no inner table.", term->range.line);
+    }
+    const std::size_t table = *inner.begin();
+    conditions[table].push_back(compared(BinaryOp::Equal, value(*equality->left, &scope),
+                                         value(*equality->right, &scope), term->range.line));
+    needs[table].insert(kept.begin(), kept.end());
+  }
+  for (const Expr* term : terms) {
+    if (outerEquality(*term) != nullptr) continue;
+    const auto used = sourcesWithin(*term, scope);
+    const bool ofInner =
+        used.size() == 1 && !conditions[*used.begin()].empty() && !hasSubquery(*term);
+    const std::string sql = condition(*term, &scope, Polarity::Positive);
+    if (ofInner) {
+      conditions[*used.begin()].push_back(sql);
+    } else {
+      result.conditions.push_back(sql);
+    }
+  }
+  std::set<std::size_t> placed;
+  for (std::size_t i = 0; i < scope.sources.size(); ++i) {
+    if (!conditions[i].empty()) continue;
+    result.sql += (result.sql.empty() ? "" : ", ") + sourceText(scope.sources[i]);
+    placed.insert(i);
+  }
+  while (placed.size() < scope.sources.size()) {
+    const auto before = placed.size();
+    for (std::size_t i = 0; i < scope.sources.size(); ++i) {
+      const bool ready =
+          std::includes(placed.begin(), placed.end(), needs[i].begin(), needs[i].end());
+      if (placed.count(i) != 0 || !ready || placed.empty()) continue;
+      result.sql += " LEFT JOIN " + sourceText(scope.sources[i]) + " ON ";
+      for (std::size_t c = 0; c < conditions[i].size(); ++c) {
+        result.sql += (c == 0 ? "" : " AND ") + conditions[i][c];
+      }
+      placed.insert(i);
+    }
+    if (placed.size() == before) {
+      throw ServerError(303, 16, 1, "The tables are outer joined in a circle.",
+                        from[0]->range.line);
+    }
+  }
+  return result;
+}
+
+Translator::FromText Translator::fromText(const std::vector<TableRefPtr>& from, const Expr* where,
+                                          Scope& scope) {
+  for (const auto& table : from) addSources(*table, scope);
+  const auto terms = conjuncts(where);
+  if (std::any_of(terms.begin(), terms.end(),
+                  [](const Expr* term) { return outerEquality(*term) != nullptr; })) {
+    return outerJoins(from, terms, scope);
+  }
+  FromText result;
+  std::size_t next = 0;
+  for (const auto& table : from) {
+    result.sql += (result.sql.empty() ? "" : ", ") + renderTable(*table, scope, next);
+  }
+  for (const Expr* term : terms) {
+    result.conditions.push_back(condition(*term, &scope, Polarity::Positive));
+  }
+  return result;
+}
+
+}  // namespace kelvane::embedded

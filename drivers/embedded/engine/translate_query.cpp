@@ -1,0 +1,234 @@
+// Queries: select lists, unions, grouping, ordering, limits.
+
+#include <algorithm>
+
+#include "drivers/embedded/engine/translator.h"
+#include "drivers/embedded/engine/typing.h"
+#include "drivers/embedded/engine/walk.h"
+
+namespace kelvane::embedded {
+
+using namespace tsql;
+
+namespace {
+
+constexpr std::string_view kAggregates[] = {"count", "sum", "avg", "min", "max"};
+
+bool isAggregate(const Expr& expr) {
+  const auto* call = as<Call>(expr);
+  return call != nullptr && std::find(std::begin(kAggregates), std::end(kAggregates),
+                                      call->function.name) != std::end(kAggregates);
+}
+
+bool aggregates(const Select& select) {
+  return std::any_of(select.items.begin(), select.items.end(),
+                     [](const SelectItem& item) { return anyWithin(*item.value, isAggregate); });
+}
+
+std::string listed(const std::vector<SqlValue>& items, bool collate) {
+  std::string sql;
+  int position = 0;
+  for (const SqlValue& item : items) {
+    if (!sql.empty()) sql += ", ";
+    sql += (collate ? collated(item) : item.sql) + " AS r" + std::to_string(++position);
+  }
+  return sql;
+}
+
+}  // namespace
+
+Plan Translator::finish(std::string sql, std::vector<ResultColumn> columns) {
+  return {std::move(sql), std::move(parameters_), std::move(columns), std::move(assumptions_)};
+}
+
+Plan Translator::select(const Query& whole) {
+  const Select& first = whole.terms.front().select;
+  const bool assigns = !first.items.empty() && !first.items.front().variable.empty();
+  for (const SelectItem& item : first.items) {
+    if (item.variable.empty() == assigns) {
+      throw ServerError(
+          141, 15, 1,
+          "A SELECT statement that assigns a value to a variable must not be combined "
+          "with data-retrieval operations.",
+          item.value->range.line);
+    }
+    if (!assigns) continue;
+    if (context_.variables.find(item.variable) == context_.variables.end()) {
+      throw ServerError(137, 15, 2, "Must declare variable '" + item.variable + "'.",
+                        item.value->range.line);
+    }
+    if (!first.from.empty() || first.items.size() > 1) assignedVariables_.push_back(item.variable);
+  }
+  // One assignment after the other sees the ones before it only where there are rows to walk.
+  if (first.from.empty()) assignedVariables_.clear();
+  QueryText text = query(whole, nullptr, QueryUse::Result);
+  return finish(std::move(text.sql), std::move(text.columns));
+}
+
+Plan Translator::values(const std::vector<const Expr*>& expressions) {
+  std::vector<SqlValue> items;
+  std::vector<ResultColumn> columns;
+  for (const Expr* expr : expressions) {
+    items.push_back(value(*expr, nullptr));
+    columns.push_back({"", items.back().type});
+  }
+  return finish("SELECT " + listed(items, false), std::move(columns));
+}
+
+Plan Translator::test(const Expr& expr) {
+  // A statement of its own, so false and unknown are the same here too.
+  return finish("SELECT " + condition(expr, nullptr, Polarity::Positive) + " IS TRUE",
+                {{"", intType()}});
+}
+
+std::vector<SqlValue> Translator::selectItems(const Select& select, const Scope& scope) {
+  std::vector<SqlValue> items;
+  for (const SelectItem& item : select.items) {
+    const auto* star = as<Star>(*item.value);
+    if (star == nullptr) {
+      items.push_back(value(*item.value, &scope));
+      if (!item.alias.empty()) items.back().name = item.alias;
+      continue;
+    }
+    const auto only = star->table.empty() ? std::nullopt : scope.sourceNamed(star->table);
+    if (!star->table.empty() && !only) {
+      throw ServerError(107, 15, 1,
+                        "The column prefix '" + star->table.name +
+                            "' does not match with a table name or alias name used in the query. "
+                            "Either the table is not specified in the FROM clause or it has a "
+                            "correlation name which must be used instead.",
+                        item.value->range.line);
+    }
+    for (std::size_t i = 0; i < scope.sources.size(); ++i) {
+      if (only && *only != i) continue;
+      for (const SourceColumn& column : scope.sources[i].columns) {
+        items.push_back({column.sql, column.type, column.name});
+        items.back().isColumn = true;
+      }
+    }
+  }
+  return items;
+}
+
+Translator::SelectText Translator::selectText(const Select& select, const Query& whole,
+                                              Scope& scope) {
+  SelectText text;
+  text.distinct = select.distinct;
+  text.limit = select.top.value_or(0);
+  FromText from = fromText(select.from, select.where.get(), scope);
+  text.items = selectItems(select, scope);
+  if (!from.sql.empty()) text.tail = " FROM " + from.sql;
+  for (std::size_t i = 0; i < from.conditions.size(); ++i) {
+    text.tail += (i == 0 ? " WHERE " : " AND ") + from.conditions[i];
+  }
+  for (std::size_t i = 0; i < select.groupBy.size(); ++i) {
+    text.tail += (i == 0 ? " GROUP BY " : ", ") + collated(value(*select.groupBy[i], &scope));
+  }
+  if (select.having) text.tail += " HAVING " + condition(*select.having, &scope, Polarity::Any);
+  // Rows that the order leaves equal stay as the table has them.
+  const bool oneTable = scope.sources.size() == 1 && !scope.sources[0].sqliteTable.empty();
+  if (whole.isSingle() && oneTable && !select.distinct && select.groupBy.empty() &&
+      !select.having && !aggregates(select)) {
+    text.rowOrder = scope.sources[0].sqlAlias + ".rowid";
+  }
+  return text;
+}
+
+void Translator::uniteTypes(std::vector<SelectText>& terms, std::uint32_t line) {
+  const std::size_t count = terms.front().items.size();
+  for (const SelectText& term : terms) {
+    if (term.items.size() == count) continue;
+    throw ServerError(205, 16, 1,
+                      "All queries in an SQL statement containing set operators must have an equal "
+                      "number of expressions in their target lists.",
+                      line);
+  }
+  for (std::size_t column = 0; column < count; ++column) {
+    std::optional<ColumnType> type;
+    bool nullable = false;
+    for (const SelectText& term : terms) {
+      const SqlValue& item = term.items[column];
+      nullable = nullable || item.isNull || item.type.nullable;
+      if (!item.isNull) type = type ? commonType(*type, item.type, line) : item.type;
+    }
+    const ColumnType common = withNullability(type.value_or(intType()), nullable);
+    for (SelectText& term : terms) {
+      SqlValue& item = term.items[column];
+      item.sql = assigned(item, common, line);
+      item.type = common;
+      item.isNull = false;
+    }
+  }
+}
+
+std::string Translator::orderText(const Query& query, const SelectText& first, const Scope& scope) {
+  std::string sql;
+  for (const OrderItem& item : query.orderBy) {
+    const std::uint32_t line = item.value->range.line;
+    std::string term;
+    if (const auto* literal = as<Literal>(*item.value)) {
+      const auto ordinal = literal->kind == LiteralKind::Integer ? std::stoull(literal->text) : 0;
+      if (ordinal < 1 || ordinal > first.items.size()) {
+        throw ServerError(108, 15, 1,
+                          "The order by column number " + literal->text +
+                              " is out of range of the number of items in the select list.",
+                          line);
+      }
+      term = literal->text;
+    } else if (const auto* column = as<ColumnRef>(*item.value);
+               column != nullptr && column->table.empty()) {
+      const auto named =
+          std::find_if(first.items.begin(), first.items.end(),
+                       [&](const SqlValue& value) { return value.name == column->column; });
+      if (named != first.items.end()) term = std::to_string(named - first.items.begin() + 1);
+    }
+    if (term.empty()) {
+      if (!query.isSingle()) {
+        throw ServerError(104, 15, 1,
+                          "Order-by items must appear in the select list if the statement contains "
+                          "set operators.",
+                          line);
+      }
+      term = collated(value(*item.value, &scope));
+    }
+    sql += (sql.empty() ? " ORDER BY " : ", ") + term;
+    if (item.order == SortOrder::Descending) sql += " DESC";
+  }
+  if (!sql.empty() && !first.rowOrder.empty()) sql += ", " + first.rowOrder;
+  return sql;
+}
+
+Translator::QueryText Translator::query(const Query& whole, const Scope* outer, QueryUse use) {
+  std::vector<SelectText> terms;
+  Scope firstScope{outer};
+  for (const UnionTerm& term : whole.terms) {
+    Scope scope{outer};
+    terms.push_back(selectText(term.select, whole, scope));
+    if (terms.size() == 1) firstScope = std::move(scope);
+  }
+  if (terms.size() > 1) uniteTypes(terms, whole.range.line);
+  const bool sets = terms.size() > 1;
+  QueryText result;
+  for (std::size_t i = 0; i < terms.size(); ++i) {
+    if (i > 0) result.sql += whole.terms[i].all ? " UNION ALL " : " UNION ";
+    const bool collate = sets || terms[i].distinct || use == QueryUse::Values;
+    result.sql += terms[i].distinct ? "SELECT DISTINCT " : "SELECT ";
+    result.sql += use == QueryUse::Existence && !sets && whole.terms[0].select.groupBy.empty() &&
+                          !aggregates(whole.terms[0].select)
+                      ? "1"
+                      : listed(terms[i].items, collate);
+    result.sql += terms[i].tail;
+  }
+  if (use != QueryUse::Existence) result.sql += orderText(whole, terms.front(), firstScope);
+  std::uint64_t limit = terms.front().limit;
+  if (use == QueryUse::Result && context_.rowLimit != 0) {
+    limit = limit == 0 ? context_.rowLimit : std::min(limit, context_.rowLimit);
+  }
+  if (limit != 0) result.sql += " LIMIT " + std::to_string(limit);
+  for (const SqlValue& item : terms.front().items) {
+    result.columns.push_back({item.name, item.type});
+  }
+  return result;
+}
+
+}  // namespace kelvane::embedded

@@ -1,0 +1,307 @@
+// Insert, update and delete.
+
+#include <algorithm>
+
+#include "drivers/embedded/engine/translator.h"
+#include "drivers/embedded/engine/typing.h"
+#include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/parser.h"
+
+namespace kelvane::embedded {
+
+using namespace tsql;
+
+namespace {
+
+const NamedTable* tableWithAlias(const TableRef& table, const std::string& alias) {
+  if (const auto* join = std::get_if<Join>(&table.node)) {
+    const NamedTable* left = tableWithAlias(*join->left, alias);
+    return left != nullptr ? left : tableWithAlias(*join->right, alias);
+  }
+  const auto* named = std::get_if<NamedTable>(&table.node);
+  return named != nullptr && named->alias == alias ? named : nullptr;
+}
+
+// The target of a change may be called by its alias.
+const ObjectName& realName(const ObjectName& target, const std::vector<TableRefPtr>& from) {
+  for (const auto& table : from) {
+    const NamedTable* named = tableWithAlias(*table, target.name);
+    if (named != nullptr) return named->name;
+  }
+  return target;
+}
+
+const ColumnInfo& requireColumn(const WriteTarget& target, const std::string& name,
+                                std::uint32_t line) {
+  for (const ColumnInfo& column : target.columns) {
+    if (column.name == name) return column;
+  }
+  throw ServerError(207, 16, 4, "Invalid column name '" + name + "'.", line);
+}
+
+ServerError nullRefused(const ColumnInfo& column, const WriteTarget& target, std::uint32_t line) {
+  return ServerError(
+      233, 16, 2,
+      "The column " + column.name + " in table " + target.name + " does not allow null values.",
+      line);
+}
+
+ExprPtr defaultExpression(const std::string& text) {
+  const auto word = text.find_first_not_of(" \t\r\n");
+  std::string head = word == std::string::npos ? "" : text.substr(word, 7);
+  std::transform(head.begin(), head.end(), head.begin(), [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  });
+  if (head == "default") return parseExpression(std::string_view(text).substr(word + 7));
+  StatementList batch = parseBatch(text);
+  auto* create = batch.empty() ? nullptr : std::get_if<CreateDefault>(&batch.front()->node);
+  return create == nullptr ? nullptr : std::move(create->value);
+}
+
+}  // namespace
+
+WriteTarget Translator::writeTarget(const ObjectName& name) {
+  const auto notFound = [&] {
+    return ServerError(208, 16, 1,
+                       name.name +
+                           " not found. Specify owner.objectname or use sp_help to check whether "
+                           "the object exists (sp_help may produce lots of output).",
+                       name.range.line);
+  };
+  requireCreated(name);
+  WriteTarget target;
+  target.name = name.name;
+  if (name.name.starts_with('#')) {
+    const auto found = context_.temporaries.find(name.name);
+    if (found == context_.temporaries.end()) throw notFound();
+    target.sqliteTable = found->second.sqliteTable;
+    target.columns = found->second.columns;
+    target.defaults = found->second.defaults;
+    return target;
+  }
+  Caller caller = context_.caller;
+  caller.line = name.range.line;
+  const ObjectInfo object = context_.catalog.requireObject(name, caller);
+  if (object.type == "S") {
+    throw ServerError(259, 16, 1,
+                      "Ad hoc updates to system catalogs not enabled. A user with System Security "
+                      "Officer (SSO) role must reconfigure system to allow this.",
+                      name.range.line);
+  }
+  if (object.type == "V") {
+    throw ServerError(4405, 16, 1, "View " + name.name + " is not updatable.", name.range.line);
+  }
+  if (object.sqliteTable.empty()) throw notFound();
+  target.id = object.id;
+  target.sqliteTable = object.sqliteTable;
+  target.columns = context_.catalog.columns(object.id);
+  return target;
+}
+
+std::string Translator::filled(const SqlValue& value, const ColumnInfo& column,
+                               const WriteTarget& target, std::uint32_t line) {
+  if (value.isNull && !column.type.nullable) throw nullRefused(column, target, line);
+  const std::string sql = assigned(value, column.type, line);
+  if (column.type.nullable || value.isLiteral) return sql;
+  return "required(" + sql + ", " + quotedText(column.name) + ", " + quotedText(target.name) + ")";
+}
+
+std::string Translator::omitted(const ColumnInfo& column, const WriteTarget& target,
+                                std::uint32_t line) {
+  if (column.type.identity) {
+    return "next_identity(" + quotedText(target.sqliteTable) + ", " +
+           quotedText(quotedName(column.sqliteColumn)) + ")";
+  }
+  std::string text;
+  if (column.defaultId != 0) text = context_.catalog.sourceText(column.defaultId);
+  const auto position = static_cast<std::size_t>(&column - target.columns.data());
+  if (position < target.defaults.size()) text = target.defaults[position];
+  if (!text.empty()) {
+    if (const ExprPtr expression = defaultExpression(text)) {
+      return filled(value(*expression, nullptr), column, target, line);
+    }
+  }
+  if (column.type.nullable || column.type.kind == TypeKind::Timestamp) return "NULL";
+  throw nullRefused(column, target, line);
+}
+
+std::vector<const ColumnInfo*> Translator::listedColumns(const Insert& statement,
+                                                         const WriteTarget& target,
+                                                         std::size_t valueCount) {
+  const std::uint32_t line = statement.table.range.line;
+  std::vector<const ColumnInfo*> columns;
+  for (const std::string& name : statement.columns) {
+    const ColumnInfo& column = requireColumn(target, name, line);
+    if (column.type.identity && !context_.identityInsert) {
+      throw ServerError(584, 16, 1,
+                        "Explicit value specified for identity field in table '" + target.name +
+                            "' when 'SET IDENTITY_INSERT' is OFF.",
+                        line);
+    }
+    columns.push_back(&column);
+  }
+  if (statement.columns.empty()) {
+    for (const ColumnInfo& column : target.columns) {
+      if (column.computed.empty() && (!column.type.identity || context_.identityInsert)) {
+        columns.push_back(&column);
+      }
+    }
+  }
+  if (columns.size() != valueCount) {
+    throw ServerError(213, 16, 4,
+                      "Insert error: column name or number of supplied values does not "
+                      "match table definition.",
+                      line);
+  }
+  return columns;
+}
+
+Plan Translator::insertRows(const Insert& statement, const WriteTarget& target,
+                            const std::vector<SqlValue>& values, const std::string& from) {
+  const std::uint32_t line = statement.table.range.line;
+  const auto listed = listedColumns(statement, target, values.size());
+  std::string names, selected;
+  const auto add = [&](const ColumnInfo& column, const std::string& sql) {
+    names += (names.empty() ? "" : ", ") + quotedName(column.sqliteColumn);
+    selected += (selected.empty() ? "" : ", ") + sql;
+  };
+  for (std::size_t i = 0; i < listed.size(); ++i) {
+    add(*listed[i], filled(values[i], *listed[i], target, line));
+  }
+  for (const ColumnInfo& column : target.columns) {
+    if (!column.computed.empty() || std::ranges::count(listed, &column) != 0) continue;
+    add(column, omitted(column, target, line));
+  }
+  return finish("INSERT INTO " + target.sqliteTable + " (" + names + ") SELECT " + selected + from);
+}
+
+Plan Translator::insert(const Insert& statement, const WriteTarget& target) {
+  std::vector<SqlValue> values;
+  std::string from;
+  if (const auto* given = std::get_if<InsertValues>(&statement.source)) {
+    for (const auto& expr : given->values) values.push_back(value(*expr, nullptr));
+  } else if (std::holds_alternative<InsertDefaults>(statement.source)) {
+    std::string columns, selected;
+    for (const ColumnInfo& column : target.columns) {
+      if (!column.computed.empty()) continue;
+      columns += (columns.empty() ? "" : ", ") + quotedName(column.sqliteColumn);
+      selected +=
+          (selected.empty() ? "" : ", ") + omitted(column, target, statement.table.range.line);
+    }
+    return finish("INSERT INTO " + target.sqliteTable + " (" + columns + ") SELECT " + selected);
+  } else {
+    const QueryText text = query(*std::get<QueryPtr>(statement.source), nullptr, QueryUse::Result);
+    const std::string alias = newAlias();
+    from = " FROM (" + text.sql + ") AS " + alias;
+    for (std::size_t i = 0; i < text.columns.size(); ++i) {
+      values.push_back({alias + ".r" + std::to_string(i + 1), text.columns[i].type});
+    }
+  }
+  return insertRows(statement, target, values, from);
+}
+
+Plan Translator::insertBound(const Insert& statement, const WriteTarget& target,
+                             const std::vector<ColumnType>& types) {
+  std::vector<SqlValue> values;
+  for (std::size_t i = 0; i < types.size(); ++i) {
+    values.push_back({parameter(Parameter::Source::Bound, std::to_string(i)), types[i]});
+  }
+  return insertRows(statement, target, values, "");
+}
+
+// The rows of a from list that holds the table to change, or to which it is added.
+Translator::JoinedTarget Translator::joinedTarget(const ObjectName& name, const WriteTarget& target,
+                                                  const std::vector<TableRefPtr>& from,
+                                                  const Expr* where) {
+  JoinedTarget joined;
+  Scope probe;
+  const int aliases = aliases_;
+  for (const auto& table : from) addSources(*table, probe);
+  aliases_ = aliases;
+  std::optional<std::size_t> source = probe.sourceNamed(name);
+  for (std::size_t i = 0; !source && i < probe.sources.size(); ++i) {
+    if (probe.sources[i].sqliteTable == target.sqliteTable) source = i;
+  }
+  std::string extra;
+  if (!source) {
+    NamedTable self;
+    self.name = name;
+    joined.scope.sources.push_back(sourceOf(self));
+    extra = target.sqliteTable + " AS " + joined.scope.sources[0].sqlAlias + ", ";
+    source = 0;
+  }
+  joined.source = *source;
+  std::size_t next = joined.scope.sources.size();
+  for (const auto& table : from) addSources(*table, joined.scope);
+  std::string list;
+  for (const auto& table : from) {
+    list += (list.empty() ? "" : ", ") + renderTable(*table, joined.scope, next);
+  }
+  joined.from = " FROM " + extra + list;
+  if (where != nullptr) {
+    joined.from += " WHERE " + condition(*where, &joined.scope, Polarity::Positive);
+  }
+  return joined;
+}
+
+Plan Translator::update(const Update& statement) {
+  const ObjectName& name = realName(statement.target, statement.from);
+  const WriteTarget target = writeTarget(name);
+  const bool joins = !statement.from.empty();
+  JoinedTarget rows;
+  if (joins) {
+    rows = joinedTarget(statement.target, target, statement.from, statement.where.get());
+  } else {
+    NamedTable self;
+    self.name = name;
+    rows.scope.sources.push_back(sourceOf(self));
+  }
+  const std::string rowAlias = newAlias();
+  std::string changes, picked;
+  for (const Assignment& assignment : statement.assignments) {
+    const std::uint32_t line = assignment.range.line;
+    if (assignment.column.empty()) {
+      throw ServerError(102, 15, 1, "Incorrect syntax near '" + assignment.variable + "'.", line);
+    }
+    const ColumnInfo& column = requireColumn(target, assignment.column, line);
+    std::string sql = filled(value(*assignment.value, &rows.scope), column, target, line);
+    if (joins) {
+      const std::string item = quotedName(column.sqliteColumn);
+      picked += ", " + sql + " AS " + item;
+      sql = rowAlias + "." + item;
+    }
+    changes += (changes.empty() ? "" : ", ") + quotedName(column.sqliteColumn) + " = " + sql;
+  }
+  const std::string& alias = rows.scope.sources[rows.source].sqlAlias;
+  if (joins) {
+    const std::string changed = newAlias();
+    return finish("UPDATE " + target.sqliteTable + " AS " + changed + " SET " + changes +
+                  " FROM (SELECT " + alias + ".rowid AS rid" + picked + rows.from + ") AS " +
+                  rowAlias + " WHERE " + changed + ".rowid = " + rowAlias + ".rid");
+  }
+  std::string sql = "UPDATE " + target.sqliteTable + " AS " + alias + " SET " + changes;
+  if (statement.where) {
+    sql += " WHERE " + condition(*statement.where, &rows.scope, Polarity::Positive);
+  }
+  return finish(std::move(sql));
+}
+
+Plan Translator::remove(const Delete& statement) {
+  const ObjectName& name = realName(statement.target, statement.from);
+  const WriteTarget target = writeTarget(name);
+  if (!statement.from.empty()) {
+    const JoinedTarget rows =
+        joinedTarget(statement.target, target, statement.from, statement.where.get());
+    return finish("DELETE FROM " + target.sqliteTable + " WHERE rowid IN (SELECT " +
+                  rows.scope.sources[rows.source].sqlAlias + ".rowid" + rows.from + ")");
+  }
+  NamedTable self;
+  self.name = name;
+  Scope scope;
+  scope.sources.push_back(sourceOf(self));
+  std::string sql = "DELETE FROM " + target.sqliteTable + " AS " + scope.sources[0].sqlAlias;
+  if (statement.where) sql += " WHERE " + condition(*statement.where, &scope, Polarity::Positive);
+  return finish(std::move(sql));
+}
+
+}  // namespace kelvane::embedded

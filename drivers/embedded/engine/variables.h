@@ -1,0 +1,31 @@
+// What the statements of a session see besides the catalog: variables and temporary tables.
+//
+// Plain values.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "drivers/embedded/catalog/catalog.h"
+#include "drivers/embedded/store/cell.h"
+
+namespace kelvane::embedded {
+
+struct Variable {
+  ColumnType type;
+  Cell value;
+};
+/// By name, with the `@`.
+using Variables = std::map<std::string, Variable, std::less<>>;
+
+struct TemporaryTable {
+  std::string name;         ///< with its `#`
+  std::string sqliteTable;  ///< quoted and with its schema, ready for SQL
+  std::vector<ColumnInfo> columns;
+  std::vector<std::string> defaults;  ///< `default e` of each column, or empty
+};
+using TemporaryTables = std::map<std::string, TemporaryTable, std::less<>>;
+
+}  // namespace kelvane::embedded

@@ -1,0 +1,328 @@
+-- A small mail-order shop, release 1.
+--
+-- The logins of ann, ben, cleo and dora belong to the server; this script makes the database.
+
+------------------------------------------------------------------------------------------
+-- Users and groups
+------------------------------------------------------------------------------------------
+
+exec sp_addgroup clerks
+go
+exec sp_addgroup managers
+go
+exec sp_addgroup temps
+go
+exec sp_adduser ann, ann, managers
+go
+exec sp_adduser ben, ben, clerks
+go
+exec sp_adduser cleo, cleo, clerks
+go
+
+------------------------------------------------------------------------------------------
+-- Types, rules and defaults
+------------------------------------------------------------------------------------------
+
+create default nothing as 0
+go
+create default today as getdate()
+go
+create rule at_least_one as @value >= 1
+go
+create rule upper_case as @code = upper(@code)
+go
+
+exec sp_addtype country_code, "char(2)", "not null"
+go
+exec sp_bindrule upper_case, country_code
+go
+exec sp_addtype email_address, "varchar(60)", "null"
+go
+exec sp_addtype phone_number, "char(16)", "not null"
+go
+exec sp_addtype amount, "numeric(10,2)", "not null"
+go
+exec sp_addtype pieces, "int", "not null"
+go
+exec sp_bindrule at_least_one, pieces
+go
+exec sp_bindefault nothing, pieces
+go
+exec sp_addtype colour, "varchar(20)", "null"
+go
+
+------------------------------------------------------------------------------------------
+-- Tables
+------------------------------------------------------------------------------------------
+
+create table shipping_zone (
+    zone_no      int            not null,
+    country      country_code   not null,
+    days         tinyint        default 3 not null,
+    constraint pk_shipping_zone primary key (zone_no)
+)
+go
+create unique index ix_zone_country on shipping_zone (country)
+go
+
+create table category (
+    category_no  int            not null,
+    title        varchar(40)    not null,
+    constraint pk_category primary key (category_no)
+)
+go
+
+create table supplier (
+    supplier_no  int            not null,
+    name         varchar(60)    not null,
+    zone_no      int            not null,
+    constraint pk_supplier primary key (supplier_no),
+    constraint fk_supplier_zone foreign key (zone_no) references shipping_zone (zone_no)
+)
+go
+
+create table customer (
+    customer_no  int            not null,
+    name         varchar(60)    null,
+    email        email_address  null,
+    phone        phone_number   not null,
+    country      country_code   not null,
+    credit_limit numeric(10,2)  default 0 not null,
+    discount     numeric(6,2)   null,
+    fax          varchar(20)    null,
+    since        datetime       not null,
+    newsletter   bit            default 0,
+    constraint pk_customer primary key (customer_no)
+)
+go
+create index ix_customer_place on customer (country)
+go
+exec sp_bindefault today, "customer.since"
+go
+
+create table product (
+    product_no   int            not null,
+    category_no  int            not null,
+    supplier_no  int            null,
+    name         varchar(60)    not null,
+    price        amount         not null,
+    paint        varchar(20)    null,
+    constraint pk_product primary key (product_no),
+    constraint fk_product_category foreign key (category_no) references category (category_no),
+    constraint fk_product_supplier foreign key (supplier_no) references supplier (supplier_no)
+)
+go
+create index ix_product_name on product (name)
+go
+
+create table stock (
+    product_no   int            not null,
+    warehouse_no smallint       not null,
+    on_hand      pieces         not null,
+    constraint pk_stock primary key clustered (product_no, warehouse_no),
+    constraint fk_stock_product foreign key (product_no) references product (product_no)
+)
+go
+
+-- A rebate is paid for in advance.
+create table gift_card (
+    gift_card_no int            not null,
+    balance      amount         not null,
+    constraint pk_gift_card primary key (gift_card_no)
+)
+go
+
+create table sales_order (
+    order_no     int            not null,
+    customer_no  int            not null,
+    rebate_no    int            null,
+    ordered      datetime       default getdate() not null,
+    note         varchar(255)   null,
+    constraint pk_sales_order primary key (order_no),
+    constraint fk_order_customer foreign key (customer_no) references customer (customer_no),
+    constraint fk_order_rebate foreign key (rebate_no) references gift_card (gift_card_no)
+)
+go
+create index ix_order_date on sales_order (ordered)
+go
+
+create table order_line (
+    order_no     int            not null,
+    line_no      smallint       not null,
+    product_no   int            not null,
+    quantity     pieces         not null,
+    price        amount         not null,
+    constraint pk_order_line primary key (order_no, line_no),
+    constraint fk_line_order foreign key (order_no) references sales_order (order_no),
+    constraint fk_line_product foreign key (product_no) references product (product_no)
+)
+go
+
+create table payment (
+    payment_no   int            not null,
+    order_no     int            not null,
+    paid         datetime       not null,
+    total        amount         not null,
+    constraint pk_payment primary key nonclustered (payment_no),
+    constraint fk_payment_order foreign key (order_no) references sales_order (order_no)
+)
+go
+create clustered index ix_payment_order on payment (order_no)
+go
+
+create table ann.wish_list (
+    wish_no      int            not null,
+    wish         varchar(100)   not null,
+    constraint pk_wish_list primary key (wish_no)
+)
+go
+
+------------------------------------------------------------------------------------------
+-- Triggers
+------------------------------------------------------------------------------------------
+
+create trigger tr_category_delete on category for delete as
+begin
+    if exists (select 1 from product p, deleted d where p.category_no = d.category_no)
+    begin
+        print 'This category still has products.'
+        rollback transaction
+    end
+end
+go
+
+create trigger tr_line_insert on order_line for insert as
+begin
+    update stock
+    set on_hand = on_hand - i.quantity
+    from stock s, inserted i
+    where s.product_no = i.product_no
+end
+go
+
+create trigger tr_stock_update on stock for update as
+    if exists (select 1 from inserted where on_hand < 0)
+        rollback transaction
+go
+
+create trigger tr_payment on payment for insert as
+    print 'A payment was booked.'
+go
+
+create trigger tr_order_history on sales_order for delete as
+    print 'An order has changed.'
+go
+
+create trigger tr_customer on customer for insert, update as
+    print 'Tell the newsletter.'
+go
+
+------------------------------------------------------------------------------------------
+-- Views
+------------------------------------------------------------------------------------------
+
+create view customer_contact as
+    select customer_no, name, email, phone
+    from customer
+go
+
+create view order_total as
+    select order_no, sum(quantity) pieces
+    from order_line
+    group by order_no
+go
+
+create view zone_list as
+    select zone_no, country, days
+    from shipping_zone
+go
+
+create view fax_list as
+    select name, fax
+    from customer
+    where fax is not null
+go
+
+create view ann.my_wishes as
+    select wish_no, wish
+    from ann.wish_list
+go
+
+------------------------------------------------------------------------------------------
+-- Procedures
+------------------------------------------------------------------------------------------
+
+create procedure find_customer @name varchar(60) as
+    select customer_no, name, email
+    from customer
+    where name like @name + '%'
+go
+
+create procedure place_order
+    @order_no    int,
+    @customer_no int,
+    @note        varchar(80)
+as
+    insert sales_order (order_no, customer_no, note)
+    values (@order_no, @customer_no, @note)
+go
+
+create procedure set_price @product_no int, @price numeric(10,2) as
+    update product
+    set price = @price
+    where product_no = @product_no
+go
+
+create procedure print_faxes as
+    select name, fax from fax_list
+go
+
+------------------------------------------------------------------------------------------
+-- Permissions
+------------------------------------------------------------------------------------------
+
+grant select on shipping_zone to public
+go
+grant select on category to public
+go
+grant select, insert, update on customer to clerks
+go
+grant select, insert, delete on sales_order to clerks
+go
+grant select, references on product to managers
+go
+grant all on payment to managers
+go
+grant execute on place_order to clerks
+go
+grant select on customer to temps
+go
+grant select (customer_no, name) on customer to cleo
+go
+grant update on stock to cleo
+go
+grant execute on find_customer to cleo
+go
+grant execute on set_price to ann
+go
+revoke delete on payment from managers
+go
+grant create table, create view to ann
+go
+grant create procedure to managers
+go
+grant create rule to managers
+go
+
+------------------------------------------------------------------------------------------
+-- Rows that every shop starts with
+------------------------------------------------------------------------------------------
+
+insert shipping_zone (zone_no, country, days) values (1, 'AT', 2)
+insert shipping_zone (zone_no, country, days) values (2, 'DE', 3)
+insert shipping_zone (zone_no, country, days) values (3, 'FR', 4)
+go
+insert category (category_no, title) values (1, 'Books')
+insert category (category_no, title) values (2, 'Maps')
+insert category (category_no, title) values (3, 'Pens')
+go

@@ -1,0 +1,71 @@
+#include "reader/ase_fetch.h"
+
+#include <utility>
+
+#include "reader/procedures.h"
+
+namespace kelvane {
+namespace {
+
+struct Category {
+  Boolean cComparisonOptions::*enabled;
+  bool (*process)(reader::FetchContext&);
+};
+
+constexpr Category kCategories[] = {
+    {&cComparisonOptions::Tables, reader::ProcessTables},
+    {&cComparisonOptions::Views, reader::ProcessViews},
+    {&cComparisonOptions::StoredProcs, reader::ProcessStoredProcs},
+    {&cComparisonOptions::Functions, reader::ProcessFunctions},
+    {&cComparisonOptions::UDDTs, reader::ProcessUDDTs},
+    {&cComparisonOptions::Users, reader::ProcessUsers},
+    {&cComparisonOptions::Groups, reader::ProcessGroups},
+};
+
+// The list procedure of each enumEntityType, in the order of its values.
+constexpr reader::Status (*kLists[])(reader::FetchContext&) = {
+    reader::PopulateTableList,    reader::PopulateViewList,  reader::PopulateStoredProcList,
+    reader::PopulateUDDTList,     reader::PopulateGroupList, reader::PopulateUserList,
+    reader::PopulateFunctionList,
+};
+
+}  // namespace
+
+cASE_Fetch::cASE_Fetch(Host& host) { context_.host = &host; }
+
+std::shared_ptr<cComparisonOptions> cASE_Fetch::CompareOptions() const {
+  return context_.compareOptions;
+}
+
+void cASE_Fetch::CompareOptions(std::shared_ptr<cComparisonOptions> options) {
+  context_.compareOptions = std::move(options);
+}
+
+void cASE_Fetch::AppliesTo(std::shared_ptr<cAppliesTo> scope) {
+  context_.appliesTo = std::move(scope);
+}
+
+Boolean cASE_Fetch::Fetch(IDBFetchEvents& oEvents) {
+  context_.schema = {};
+  context_.events = &oEvents;
+  oEvents.StartProcessing(u"Starting", True, OBJECT_SERVER);
+  reader::ReadServerVersion(context_);
+  reader::PopulateCaseSensitivity(context_);
+  bool succeeded = true;
+  for (const Category& category : kCategories) {
+    if (!(context_.options().*category.enabled)) continue;
+    succeeded = category.process(context_);
+    if (!succeeded) break;
+  }
+  context_.cancelled = false;
+  oEvents.EndProcessing(OBJECT_SERVER);
+  return succeeded;
+}
+
+Boolean cASE_Fetch::GetList(enumEntityType Entity, IDBFetchEvents& oEvents) {
+  context_.events = &oEvents;
+  if (Entity < 0 || static_cast<std::size_t>(Entity) >= std::size(kLists)) return False;
+  return kLists[Entity](context_) != reader::kFailed;
+}
+
+}  // namespace kelvane

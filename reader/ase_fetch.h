@@ -1,0 +1,56 @@
+// The reader of Adaptive Server Enterprise databases.
+//
+// Lifetime: owned by the host; owns the record it fills and hands out copies of it. Options and
+// scope are made with it and shared with the host. Threading: see IDBFetch.
+#pragma once
+
+#include "reader/fetch_context.h"
+#include "reader/idb_fetch.h"
+
+namespace kelvane {
+
+// Published without members.
+class cResults {};
+
+class cASE_Fetch : public IDBFetch {
+ public:
+  explicit cASE_Fetch(Host& host = Host::standard());
+
+  std::u16string LastError() const override { return context_.lastError; }
+  void LastError(std::u16string_view) override {}
+  std::shared_ptr<cComparisonOptions> CompareOptions() const override;
+  void CompareOptions(std::shared_ptr<cComparisonOptions> options) override;
+  std::shared_ptr<cAppliesTo> AppliesTo() const override { return context_.appliesTo; }
+  void AppliesTo(std::shared_ptr<cAppliesTo> scope) override;
+  ado::Connection* conn() const override { return context_.conn; }
+  void conn(ado::Connection* connection) override { context_.conn = connection; }
+  void Cancel() override { context_.cancelled = true; }
+  Boolean IsDataCaseSensitive() const override { return context_.dataCaseSensitive; }
+  Boolean IsSchemaCaseSensitive() const override { return context_.schemaCaseSensitive; }
+  std::int32_t ObjectExists(EntityIdentifier ObjectType,
+                            const std::u16string& ObjectName) const override;
+  Boolean Fetch(IDBFetchEvents& oEvents) override;
+  std::u16string GetObjectSource(const std::u16string& ObjectName,
+                                 const std::u16string& ObjectType) const override;
+  std::shared_ptr<cEntities> GetSubEntityListByName(
+      EntityIdentifier ParentObjectType, EntityIdentifier ObjectType,
+      const std::u16string& ParentObjectName) const override;
+  std::shared_ptr<cEntities> GetSubEntityListByIndex(EntityIdentifier ParentObjectType,
+                                                     EntityIdentifier ObjectType,
+                                                     std::int32_t index) const override;
+  std::shared_ptr<cKeyPairs> GetEntityPropertyListByName(
+      EntityIdentifier ObjectType, const std::u16string& ObjectName) const override;
+  std::shared_ptr<cKeyPairs> GetEntityPropertyListByIndex(EntityIdentifier ObjectType,
+                                                          std::int32_t index) const override;
+  Schema Results() const override { return GetSchema(); }
+  Boolean GetList(enumEntityType Entity, IDBFetchEvents& oEvents) override;
+
+  // A copy of what was read, as Results gives it.
+  Schema GetSchema() const { return context_.schema; }
+
+ private:
+  reader::FetchContext context_;
+  cResults results_;
+};
+
+}  // namespace kelvane

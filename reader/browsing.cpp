@@ -1,0 +1,285 @@
+// What the reader answers from the held record, without asking the server.
+#include <utility>
+
+#include "model/attributes.h"
+#include "model/text.h"
+#include "reader/ase_fetch.h"
+
+namespace kelvane {
+namespace {
+
+// Which object of an array is meant: the one at an index of 1 or more, otherwise the first with
+// that FullName.
+struct Selector {
+  std::u16string name;
+  std::int32_t index = 0;
+};
+
+template <class Record>
+std::int32_t positionOf(const Array<Record>& records, const std::u16string& fullName) {
+  for (std::int32_t position = 1; position <= records.count(); ++position)
+    if (records[position].FullName == fullName) return position;
+  return 0;
+}
+
+template <class Record>
+const Record* select(const Array<Record>& records, const Selector& selector) {
+  const std::int32_t position =
+      selector.index >= 1 ? selector.index : positionOf(records, selector.name);
+  return position >= 1 && position <= records.count() ? &records[position] : nullptr;
+}
+
+template <class Record>
+const std::u16string* definitionOf(const Array<Record>& records, const std::u16string& fullName) {
+  const Record* record = select(records, {fullName});
+  return record ? &record->Definition : nullptr;
+}
+
+const std::u16string* triggerDefinition(const Schema& schema, const std::u16string& name) {
+  for (const Table& table : schema.Tables)
+    for (const Trigger& trigger : table.Triggers)
+      if (trigger.Name == name) return &trigger.Definition;
+  return nullptr;
+}
+
+void addDefinitionSize(cKeyPairs& pairs, const std::u16string& definition) {
+  pairs.Add(u"Definition", decimalText(static_cast<std::int64_t>(definition.size())) +
+                               u" bytes of SQL code (double-click to view)");
+}
+
+template <class Record, class... Attributes>
+void addProperties(cKeyPairs& pairs, const Record& record, const std::tuple<Attributes...>& order) {
+  std::apply(
+      [&](const auto&... attribute) {
+        (pairs.Add(std::u16string(attribute.label), record.*attribute.value), ...);
+      },
+      order);
+}
+
+cKeyPairs& addEntity(cEntities& entities, std::u16string_view name) {
+  auto entity = std::make_shared<cEntity>();
+  entity->Name = name;
+  return *entities.Add(std::move(entity))->Properties;
+}
+
+// One entity per record, named by one of its fields.
+template <class Record, class... Attributes>
+void addEntities(cEntities& entities, const Array<Record>& records, std::u16string Record::*name,
+                 const std::tuple<Attributes...>& order) {
+  for (const Record& record : records)
+    addProperties(addEntity(entities, record.*name), record, order);
+}
+
+constexpr std::u16string_view kWrongPropertyType = u"Invalid Property Type for This Object ";
+
+class SubEntityLists {
+ public:
+  SubEntityLists(const Schema& schema, Host& host, EntityIdentifier type, Selector selector)
+      : schema_(schema), host_(host), type_(type), selector_(std::move(selector)) {}
+
+  std::shared_ptr<cEntities> under(EntityIdentifier parentType) {
+    switch (parentType) {
+      case ID_TABLE:
+        if (const Table* table = select(schema_.Tables, selector_)) ofTable(*table);
+        break;
+      case ID_VIEW:
+        ofRoutine(schema_.Views, u"(GetEntityList_View)");
+        break;
+      case ID_STOREDPROC:
+        ofRoutine(schema_.StoredProcs, u"(GetEntityList_StoredProc)");
+        break;
+      case ID_Function:
+        ofRoutine(schema_.Functions, u"(GetEntityList_Function)");
+        break;
+      case ID_USER:
+        if (const User* user = select(schema_.Users, selector_))
+          ofPrincipal(user->Permissions, nullptr, u"(GetEntityList_User)");
+        break;
+      case ID_GROUP:
+        if (const Group* group = select(schema_.Groups, selector_))
+          ofPrincipal(group->Permissions, &group->Users, u"(GetEntityList_Group)");
+        break;
+      case ID_UDDT:
+        break;
+      default:
+        host_.MessageBox(u"Invalid Parent Object Type", MessageIcon::exclamation);
+    }
+    return entities_;
+  }
+
+ private:
+  void refuse(std::u16string_view builder) {
+    host_.MessageBox(std::u16string(kWrongPropertyType) + std::u16string(builder),
+                     MessageIcon::none);
+  }
+
+  void ofTable(const Table& table) {
+    switch (type_) {
+      case ID_COLUMN:
+        addEntities(*entities_, table.Columns, &Column::Name, attributes::kColumn);
+        break;
+      case ID_PRIMARY_KEY:
+        addEntities(*entities_, table.PrimaryKey, &PrimaryKey::Columns, attributes::kPrimaryKey);
+        break;
+      case ID_FOREIGN_KEY:
+        addEntities(*entities_, table.ForeignKey, &Key::ColumnName,
+                    attributes::kForeignKeyProperties);
+        break;
+      case ID_INDEX:
+        addEntities(*entities_, table.Indexes, &index::IndexKeys, attributes::kIndexProperties);
+        break;
+      case ID_TRIGGER:
+        for (const Trigger& trigger : table.Triggers) {
+          cKeyPairs& pairs = addEntity(*entities_, trigger.Name);
+          addDefinitionSize(pairs, trigger.Definition);
+          addProperties(pairs, trigger, attributes::kTriggerProperties);
+        }
+        break;
+      default:
+        break;
+    }
+  }
+
+  // Views, procedures and functions.
+  template <class Record>
+  void ofRoutine(const Array<Record>& records, std::u16string_view builder) {
+    const Record* record = select(records, selector_);
+    if (!record) return;
+    if (type_ == ID_COLUMN)
+      addEntities(*entities_, record->Columns, &Column::Name, attributes::kColumn);
+    else if (type_ != ID_DEFINITION)
+      refuse(builder);
+  }
+
+  // Users, and groups, which have members.
+  void ofPrincipal(const Permission& permissions, const Array<User>* members,
+                   std::u16string_view builder) {
+    if (type_ == ID_SYSTEM_PERMISSIONS) {
+      addProperties(addEntity(*entities_, u"Standard"), permissions, attributes::kSystemPermission);
+    } else if (type_ == ID_OBJECT_PERMISSIONS) {
+      addEntities(*entities_, permissions.PermissionEntities, &PermissionEntity::EntityName,
+                  attributes::kObjectPermissionProperties);
+    } else if (type_ == ID_GROUP_USERS && members) {
+      addEntities(*entities_, *members, &User::Name, std::tuple<>());
+    } else {
+      refuse(builder);
+    }
+  }
+
+  const Schema& schema_;
+  Host& host_;
+  EntityIdentifier type_;
+  Selector selector_;
+  std::shared_ptr<cEntities> entities_ = std::make_shared<cEntities>();
+};
+
+template <class Record>
+void addRoutineProperties(cKeyPairs& pairs, const Array<Record>& records,
+                          const Selector& selector) {
+  if (const Record* record = select(records, selector))
+    addDefinitionSize(pairs, record->Definition);
+}
+
+std::shared_ptr<cKeyPairs> propertyList(const Schema& schema, Host& host, EntityIdentifier type,
+                                        const Selector& selector) {
+  auto pairs = std::make_shared<cKeyPairs>();
+  switch (type) {
+    case ID_TABLE:
+      if (const Table* table = select(schema.Tables, selector))
+        addProperties(*pairs, table->Miscallaneous, attributes::kTableProperties);
+      break;
+    case ID_UDDT:
+      if (const UDDT* userType = select(schema.UDDTs, selector))
+        addProperties(*pairs, *userType, attributes::kUserType);
+      break;
+    case ID_STOREDPROC:
+      addRoutineProperties(*pairs, schema.StoredProcs, selector);
+      break;
+    case ID_VIEW:
+      addRoutineProperties(*pairs, schema.Views, selector);
+      break;
+    case ID_Function:
+      addRoutineProperties(*pairs, schema.Functions, selector);
+      break;
+    case ID_GROUP:
+    case ID_USER:
+      break;
+    default:
+      host.MessageBox(u"Invalid Object Type for Property List", MessageIcon::exclamation);
+  }
+  return pairs;
+}
+
+}  // namespace
+
+std::int32_t cASE_Fetch::ObjectExists(EntityIdentifier ObjectType,
+                                      const std::u16string& ObjectName) const {
+  const Schema& schema = context_.schema;
+  switch (ObjectType) {
+    case ID_TABLE:
+      return positionOf(schema.Tables, ObjectName);
+    case ID_VIEW:
+      return positionOf(schema.Views, ObjectName);
+    case ID_STOREDPROC:
+      return positionOf(schema.StoredProcs, ObjectName);
+    case ID_GROUP:
+      return positionOf(schema.Groups, ObjectName);
+    case ID_USER:
+      return positionOf(schema.Users, ObjectName);
+    case ID_UDDT:
+      return positionOf(schema.UDDTs, ObjectName);
+    case ID_Function:
+      return positionOf(schema.Functions, ObjectName);
+    default:
+      return 0;
+  }
+}
+
+std::u16string cASE_Fetch::GetObjectSource(const std::u16string& ObjectName,
+                                           const std::u16string& ObjectType) const {
+  const Schema& schema = context_.schema;
+  const auto is = [&](std::u16string_view type) {
+    return equalText(ObjectType, type, CaseMode::ignore);
+  };
+  const std::u16string* definition = nullptr;
+  if (is(u"storedproc")) {
+    definition = definitionOf(schema.StoredProcs, ObjectName);
+  } else if (is(u"view")) {
+    definition = definitionOf(schema.Views, ObjectName);
+  } else if (is(u"function")) {
+    definition = definitionOf(schema.Functions, ObjectName);
+  } else if (is(u"trigger")) {
+    definition = triggerDefinition(schema, ObjectName);
+  }
+  return definition ? *definition : std::u16string();
+}
+
+std::shared_ptr<cEntities> cASE_Fetch::GetSubEntityListByName(
+    EntityIdentifier ParentObjectType, EntityIdentifier ObjectType,
+    const std::u16string& ParentObjectName) const {
+  return SubEntityLists(context_.schema, *context_.host, ObjectType, {ParentObjectName})
+      .under(ParentObjectType);
+}
+
+std::shared_ptr<cEntities> cASE_Fetch::GetSubEntityListByIndex(EntityIdentifier ParentObjectType,
+                                                               EntityIdentifier ObjectType,
+                                                               std::int32_t index) const {
+  return SubEntityLists(context_.schema, *context_.host, ObjectType, {std::u16string(), index})
+      .under(ParentObjectType);
+}
+
+std::shared_ptr<cKeyPairs> cASE_Fetch::GetEntityPropertyListByName(
+    EntityIdentifier ObjectType, const std::u16string& ObjectName) const {
+  // Only tables and types have a list by name; every other kind is refused as an unknown one would
+  // be.
+  const bool listed = ObjectType == ID_TABLE || ObjectType == ID_UDDT;
+  return propertyList(context_.schema, *context_.host,
+                      listed ? ObjectType : static_cast<EntityIdentifier>(0), {ObjectName});
+}
+
+std::shared_ptr<cKeyPairs> cASE_Fetch::GetEntityPropertyListByIndex(EntityIdentifier ObjectType,
+                                                                    std::int32_t index) const {
+  return propertyList(context_.schema, *context_.host, ObjectType, {std::u16string(), index});
+}
+
+}  // namespace kelvane

@@ -1,0 +1,20 @@
+// A tree of differences as text for people, grouped by object.
+//
+// Lifetime and threading: a free function; nothing is kept.
+#pragma once
+
+#include <iosfwd>
+
+#include "model/diff_schema.h"
+
+namespace kelvane {
+
+// Whether all of both schemas was read; if not, no report says that there is no difference.
+enum class Coverage { complete, partial };
+
+// Writes UTF-8: a block for each object that differs, a line for each difference ("source ->
+// target"), long texts as a comparison of their lines, and a closing line with the counts. No two
+// different values look alike.
+void writeTextReport(const diffSchema& differences, Coverage coverage, std::ostream& out);
+
+}  // namespace kelvane

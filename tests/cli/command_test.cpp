@@ -1,0 +1,265 @@
+// The command line from its words to its exit status, over scripted servers.
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <sstream>
+
+#include "cli/json.h"
+#include "cli/run.h"
+#include "tests/support/scripted_connection.h"
+
+namespace kelvane::cli {
+namespace {
+
+using ::testing::HasSubstr;
+using testing::ScriptedConnection;
+using ::testing::StartsWith;
+
+const std::string kCase =
+    "select case 'a'\r\n  when 'A' then 'Case_Insensitive'\r\n  else 'Case_Sensitive'\r\nend\r\n";
+const std::string kTables =
+    "SELECT USER_NAME(uid) as owner, name FROM sysobjects WHERE type='U' order by owner, name";
+const std::string kViews =
+    "SELECT USER_NAME(uid) as owner, name FROM sysobjects WHERE type='V' order by owner, name";
+const std::string kGroups =
+    "SELECT name FROM sysusers WHERE uid=gid AND (environ IS NOT NULL OR name='public') ORDER BY "
+    "name";
+
+// Answers what a server with nothing in it answers.
+void scriptEmptyServer(ScriptedConnection& server) {
+  server.on("select @@version", "version\n'12.5'");
+  server.on(kCase, "-\n'Case_Sensitive'");
+  server.on(kTables, "owner | name");
+  server.on(kViews, "owner | name");
+  server.on(
+      "SELECT USER_NAME(uid) as owner, name FROM sysobjects WHERE type='P' order by owner, name",
+      "owner | name");
+  server.on(
+      "SELECT DISTINCT USER_NAME(O.uid),OBJECT_NAME(O.id) FROM sysobjects O WHERE O.type IN "
+      "('FN','IF','TF')  ORDER BY 1,2",
+      "- | -");
+  server.on(
+      "SELECT USER_NAME(S.uid) as owner, S.name as Name, T.name as datatypename, "
+      "OBJECT_NAME(S.domain), OBJECT_NAME(S.tdefault) FROM systypes S,systypes T WHERE "
+      "S.type=T.type AND T.usertype<100 AND T.usertype NOT IN(18,24,25,80) AND S.usertype>100  "
+      "ORDER BY 1, 2",
+      "owner | Name | datatypename | - | -");
+  server.on(
+      "SELECT name, SUSER_NAME(suid),USER_NAME(gid) FROM sysusers WHERE gid!=uid ORDER BY name",
+      "name | - | -");
+  server.on(kGroups, "name");
+}
+
+class Command : public ::testing::Test {
+ protected:
+  Command() {
+    source.refuseOthers();
+    target.refuseOthers();
+  }
+
+  int run(std::vector<std::string> words) {
+    out.str("");
+    err.str("");
+    const Console console{out, err, terminal};
+    return cli::run(words, console, [this](const std::string& place) {
+      if (place.starts_with("bad")) throw CommandError({place + ":1: first", place + ":2: second"});
+      return std::make_unique<ScriptedSide>(place == "one" ? source : target);
+    });
+  }
+  int compare() {
+    scriptEmptyServer(source);
+    scriptEmptyServer(target);
+    return run({"compare", "one", "two"});
+  }
+
+  ScriptedConnection source, target;
+  std::ostringstream out, err;
+  bool terminal = false;
+
+ private:
+  struct ScriptedSide : Side {
+    explicit ScriptedSide(ado::Connection& server) : server(server) {}
+    ado::Connection& connection() override { return server; }
+    ado::Connection& server;
+  };
+};
+
+TEST_F(Command, UsageErrorsAreOneLineAndStatus2) {
+  const struct {
+    std::vector<std::string> words;
+    std::string complaint;
+  } cases[] = {
+      {{}, "a command is missing"},
+      {{"frob"}, "unknown command 'frob'"},
+      {{"--frob"}, "unknown option '--frob'"},
+      {{"compare"}, "compare needs two script files, SOURCE and TARGET, and was given 0"},
+      {{"compare", "a", "b", "c"},
+       "compare needs two script files, SOURCE and TARGET, and was given 3"},
+      {{"compare", "--frob=1", "a", "b"}, "unknown option '--frob'"},
+      {{"compare", "a", "b", "--trace"}, "option '--trace' needs a FILE"},
+      {{"compare", "--trace=", "a", "b"}, "option '--trace' needs a FILE"},
+      {{"compare", "--", "--trace", "x", "b"},
+       "compare needs two script files, SOURCE and TARGET, and was given 3"},
+      {{"compare", "--trace", "/", "/", "b"}, "--trace would overwrite '/'"},
+  };
+  for (const auto& [words, complaint] : cases) {
+    EXPECT_EQ(run(words), kError);
+    EXPECT_EQ(err.str(), "kelvane: " + complaint + "; see kelvane --help\n");
+    EXPECT_EQ(out.str(), "");
+  }
+}
+
+TEST_F(Command, HelpAndVersionGoToStandardOutput) {
+  EXPECT_EQ(run({"compare", "--help"}), 0);
+  EXPECT_THAT(out.str(), HasSubstr("  --trace FILE   write every statement"));
+  EXPECT_EQ(run({"--version"}), 0);
+  EXPECT_THAT(out.str(), StartsWith("kelvane "));
+  EXPECT_EQ(err.str(), "");
+}
+
+TEST_F(Command, NoDifference) {
+  EXPECT_EQ(compare(), kNoDifference);
+  EXPECT_EQ(out.str(), "No differences.\n");
+  EXPECT_EQ(err.str(), "");
+  EXPECT_TRUE(source.unused().empty());
+}
+
+TEST_F(Command, Differences) {
+  source.on(kViews, "owner | name\ndbo | v");
+  source.on("exec sp_columns v,dbo", "a|b|c|d");
+  source.on("exec sp_helptext 'dbo.v'", "lines\n1\n---\ntext\n'create view v'");
+  EXPECT_EQ(compare(), kDifferences);
+  EXPECT_EQ(out.str(), "view dbo.v: only in source\n\n1 difference in 1 object: 1 view.\n");
+}
+
+TEST_F(Command, NamesAreComparedAsTheServersDo) {
+  const auto clerks = [&](const std::string& sourceCase, const std::string& targetCase) {
+    source = ScriptedConnection();
+    target = ScriptedConnection();
+    source.refuseOthers();
+    target.refuseOthers();
+    source.on(kGroups, "name\nclerks").on(kCase, "-\n'" + sourceCase + "'");
+    target.on(kGroups, "name\nCLERKS").on(kCase, "-\n'" + targetCase + "'");
+    compare();
+    return out.str().find("group") != std::string::npos;
+  };
+  EXPECT_FALSE(clerks("Case_Insensitive", "Case_Insensitive"));
+  EXPECT_TRUE(clerks("Case_Sensitive", "Case_Insensitive"));
+  EXPECT_TRUE(clerks("Case_Insensitive", "Case_Sensitive"));
+}
+
+TEST_F(Command, ARejectedStatementIsNeverNoDifference) {
+  source.on(kViews, "error 229 42000 SELECT permission denied on sysobjects");
+  EXPECT_EQ(compare(), kNotProven);
+  EXPECT_EQ(out.str(), "No differences in what could be read.\n");
+  EXPECT_EQ(err.str(), "kelvane: source: the server rejected \"" + kViews +
+                           "\": SELECT permission denied on sysobjects\n"
+                           "kelvane: not everything could be compared: equality is not proven\n");
+}
+
+TEST_F(Command, NorIsAnErrorBehindAResultThatWasRead) {
+  target.on(kGroups, "name\n---\nerror 1105 01000 Can't allocate space");
+  target.on(kViews, "owner | name\ndbo | v");
+  target.on("exec sp_columns v,dbo", "a|b|c|d");
+  target.on("exec sp_helptext 'dbo.v'", "error 17461 01000 Object does not exist");
+  EXPECT_EQ(compare(), kNotProven);
+  EXPECT_EQ(out.str(),
+            "view dbo.v: only in target\n\n"
+            "1 difference in 1 object: 1 view. Not everything could be read.\n");
+  EXPECT_THAT(err.str(), HasSubstr("target: the server rejected \"exec sp_helptext 'dbo.v'\": "
+                                   "Object does not exist\n"));
+  EXPECT_THAT(err.str(), HasSubstr("target: the server rejected \"SELECT name FROM sysusers WHERE "
+                                   "uid=gid"));
+}
+
+TEST_F(Command, AFaultAtAnyStatementIsNoticed) {
+  for (const auto fault : {ScriptedConnection::Fault::open, ScriptedConnection::Fault::read})
+    for (int statement = 1; statement <= 9; ++statement) {
+      SCOPED_TRACE(statement);
+      target = ScriptedConnection();
+      target.on("select @@version", "version\n'12.5'").on(kTables, "owner | name");
+      target.failAt(statement, fault);
+      // No rows are read but those on the server, and nothing depends on its version.
+      const bool harmless = fault == ScriptedConnection::Fault::read && statement != 2;
+      EXPECT_EQ(compare(), harmless ? kNoDifference : kNotProven);
+    }
+}
+
+TEST_F(Command, BothSidesComplain) {
+  EXPECT_EQ(run({"compare", "bad1", "bad2"}), kError);
+  EXPECT_EQ(err.str(),
+            "kelvane: bad1:1: first\nkelvane: bad1:2: second\n"
+            "kelvane: bad2:1: first\nkelvane: bad2:2: second\n");
+}
+
+TEST_F(Command, ProgressIsForTerminals) {
+  terminal = true;
+  EXPECT_EQ(compare(), kNoDifference);
+  EXPECT_THAT(err.str(), HasSubstr("\r\033[Ksource: Getting List Of Tables"));
+  EXPECT_THAT(err.str(), ::testing::EndsWith("\r\033[K"));
+}
+
+TEST_F(Command, OutputThatCannotBeWrittenIsAnError) {
+  scriptEmptyServer(source);
+  scriptEmptyServer(target);
+  std::ostream broken(nullptr);
+  const std::vector<std::string> words{"compare", "one", "two"};
+  EXPECT_EQ(cli::run(words, {broken, err},
+                     [&](const std::string&) -> std::unique_ptr<Side> {
+                       struct One : Side {
+                         ado::Connection& connection() override { return server; }
+                         ScriptedConnection server;
+                       };
+                       auto side = std::make_unique<One>();
+                       scriptEmptyServer(side->server);
+                       return side;
+                     }),
+            kError);
+  EXPECT_EQ(err.str(), "kelvane: cannot write to standard output\n");
+}
+
+TEST_F(Command, TraceHoldsEveryStatementAndEventInOrder) {
+  const auto path = std::filesystem::path(::testing::TempDir()) / "kelvane_trace_test.jsonl";
+  source.on(kViews, "error 229 42000 Not \"allowed\"");
+  source.on(kGroups, "name\nclerks");
+  scriptEmptyServer(source);
+  scriptEmptyServer(target);
+  EXPECT_EQ(run({"compare", "--trace", path.string(), "one", "two"}), kNotProven);
+  std::ifstream file(path);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(file, line);) lines.push_back(line);
+  ASSERT_GT(lines.size(), 30u);
+  const std::vector<std::string> head(lines.begin(), lines.begin() + 11);
+  EXPECT_THAT(
+      head,
+      ::testing::ElementsAre(
+          R"({"side":"source","kind":"event","event":"StartProcessing","status":"Starting","progressBar":true,"objectType":8})",
+          R"({"side":"source","kind":"sql","text":"select @@version","outcome":"rows","rows":1})",
+          R"({"side":"source","kind":"sql","text":"select case 'a'\r\n  when 'A' then 'Case_Insensitive'\r\n  else 'Case_Sensitive'\r\nend\r\n","outcome":"rows","rows":1})",
+          R"({"side":"source","kind":"event","event":"StartProcessing","status":"Getting List Of Tables","progressBar":false,"objectType":0})",
+          R"({"side":"source","kind":"sql","text":")" + kTables + R"(","outcome":"rows","rows":0})",
+          R"({"side":"source","kind":"event","event":"EndProcessing","objectType":-1})",
+          R"({"side":"source","kind":"event","event":"StartProcessing","status":"Retrieving Table Data","progressBar":true,"objectType":0})",
+          R"({"side":"source","kind":"event","event":"EndProcessing","objectType":0})",
+          R"({"side":"source","kind":"event","event":"StartProcessing","status":"Getting List Of Views","progressBar":false,"objectType":-1})",
+          R"({"side":"source","kind":"sql","text":")" + kViews +
+              R"(","outcome":"error","error":"Not \"allowed\""})",
+          R"({"side":"source","kind":"event","event":"EndProcessing","objectType":-1})"));
+  EXPECT_THAT(
+      lines,
+      ::testing::Contains(
+          R"({"side":"source","kind":"event","event":"Processing","status":"Retrieving properties for Group clerks","progress":100,"objectType":-1})"));
+  EXPECT_EQ(lines.back(),
+            R"({"side":"target","kind":"event","event":"EndProcessing","objectType":8})");
+  std::filesystem::remove(path);
+}
+
+TEST(Json, StringsKeepTheExactText) {
+  EXPECT_EQ(jsonString(u"a\"b\\c/\b\f\n\r\t\u0001\u007F"),
+            "\"a\\\"b\\\\c/\\b\\f\\n\\r\\t\\u0001\x7F\"");
+  EXPECT_EQ(jsonString(u"\u00E9\U0001F600"), "\"\u00E9\U0001F600\"");
+  EXPECT_EQ(jsonString(std::u16string{0xD83D, u'x', 0xDE00, 0xD83D}), "\"\\ud83dx\\ude00\\ud83d\"");
+}
+
+}  // namespace
+}  // namespace kelvane::cli

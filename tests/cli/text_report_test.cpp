@@ -1,0 +1,201 @@
+// The report as it is read: blocks, rows, long texts, and what could be overlooked.
+#include "report/text_report.h"
+
+#include <gtest/gtest.h>
+#include <sstream>
+
+#include "diff/compare_diff.h"
+#include "model/text.h"
+
+namespace kelvane {
+namespace {
+
+// Differences as the comparison reports them, and the report of all of them.
+class Report {
+ public:
+  Report& only(enumLocation side, std::u16string_view type, std::u16string_view path) {
+    diff_.Add(u"", u"", type, path, side, diff_DoesNotExist);
+    return *this;
+  }
+  Report& differ(std::u16string_view type, std::u16string_view path, std::u16string_view label,
+                 const Scalar& source, const Scalar& target) {
+    diff_.Add(u"", label, type, path, location_Source, diff_Different, source, target);
+    return *this;
+  }
+  Report& owner(std::u16string_view owner) {
+    diff_.Owner(owner);
+    return *this;
+  }
+  std::string text(Coverage coverage = Coverage::complete) const {
+    std::ostringstream out;
+    writeTextReport(diff_.GetDifferences(), coverage, out);
+    return "\n" + out.str();
+  }
+
+ private:
+  cCompareDiff diff_;
+};
+
+// What stands in the report for one view whose definition went from `before` to `after`.
+std::string definitionLines(std::u16string_view before, std::u16string_view after) {
+  const std::string text =
+      Report().owner(u"dbo").differ(u"View", u"v", u"Definition", before, after).text();
+  const std::string head = "\nview dbo.v\n    Definition:\n";
+  EXPECT_EQ(text.substr(0, head.size()), head);
+  return "\n" + text.substr(head.size(), text.find("\n\n1 difference") + 1 - head.size());
+}
+
+TEST(TextReport, Equal) {
+  EXPECT_EQ(Report().text(), "\nNo differences.\n");
+  EXPECT_EQ(Report().text(Coverage::partial), "\nNo differences in what could be read.\n");
+}
+
+TEST(TextReport, GroupsByObject) {
+  Report report;
+  report.owner(u"dbo")
+      .differ(u"View", u"big", u"Definition", u"a\n", u"b\n")
+      .differ(u"Table", u"t", u"Row Count", 10, 12)
+      .only(location_target, u"Table\\Column", u"t\\late")
+      .differ(u"Table\\Column", u"t\\id", u"Data Type", u"int", u"numeric")
+      .differ(u"Table\\Column", u"t\\id", u"Nullable", False, True)
+      .differ(u"Table\\Index", u"t\\ix", u"Name", u"ix", u"ix2")
+      .only(location_target, u"Table\\Index", u"t\\ a, b")
+      .only(location_Source, u"Table\\Index", u"t\\old")
+      .only(location_Source, u"Table\\PrimaryKey", u"t\\id, no")
+      .differ(u"Table\\ForeignKey", u"t\\b", u"Name", u"", u"fk")
+      .differ(u"Table\\Trigger", u"t\\tr", u"On Delete", True, False)
+      .differ(u"Table\\Trigger", u"t\\tr", u"On Insert", u"create trigger\n...", True)
+      .only(location_Source, u"Table", u"gone")
+      .differ(u"UDDT", u"code", u"Bound Rule", u"", u"r")
+      .only(location_target, u"StoredProc\\Parameter", u"p\\@new")
+      .differ(u"User\\SystemPermission", u"ann\\Standard", u"CREATE VIEW", True, False)
+      .only(location_target, u"Role\\User", u"clerks\\ann")
+      .differ(u"Role\\ObjectPermission", u"clerks\\t", u"Select", True, False)
+      .differ(u"Table", u"clerks", u"Owner", u"dbo", u"ann");
+  EXPECT_EQ(report.text(), R"(
+table dbo.t
+    Row Count: 10 -> 12
+    column late: only in target
+    column id
+        Data Type: int -> numeric
+        Nullable: False -> True
+    primary key (id, no): only in source
+    foreign key (b)
+        Name: "" -> fk
+    index ix
+        Name: ix -> ix2
+    index on (a, b): only in target
+    index old: only in source
+    trigger tr
+        On Delete: True -> False
+        On Insert: False -> True
+
+table dbo.gone: only in source
+
+view dbo.big
+    Definition:
+        @@ -1,1 +1,1 @@
+        - a
+        + b
+
+stored procedure dbo.p
+    parameter @new: only in target
+
+user ann
+    system permissions
+        CREATE VIEW: True -> False
+
+group clerks
+    Owner: dbo -> ann
+    permissions on t
+        Select: True -> False
+    member ann: only in target
+
+user-defined type dbo.code
+    Bound Rule: "" -> r
+
+19 differences in 7 objects: 2 tables, 1 view, 1 stored procedure, 1 user, 1 group, 1 user-defined type.
+)");
+}
+
+TEST(TextReport, ShowsWhereLongTextsDiffer) {
+  EXPECT_EQ(definitionLines(u"1\n2\n3\n4\n5\n6\n7\n8\n9\n", u"1\n2\n3\n4\nV\nVI\n7\n8\n9\nX\n"), R"(
+        @@ -2,8 +2,9 @@
+          2
+          3
+          4
+        - 5
+        - 6
+        + V
+        + VI
+          7
+          8
+          9
+        + X
+)");
+  EXPECT_EQ(definitionLines(u"a\n0\n1\n2\n3\n4\n5\n6\n7\n", u"0\n1\n2\n3\n4\n5\n6\n7\nz"), R"(
+        @@ -1,4 +1,3 @@
+        - a
+          0
+          1
+          2
+        @@ -7,3 +6,4 @@
+          5
+          6
+          7
+        + z
+)");
+  EXPECT_EQ(definitionLines(u"", u"create view\n"), R"(
+        @@ -1,0 +1,1 @@
+        + create view
+)");
+}
+
+TEST(TextReport, MakesBlanksVisibleWhereNothingElseDiffers) {
+  EXPECT_EQ(definitionLines(u"a b\r\nkept x\r\n", u"a  b\r\nkept x\r\n"), R"(
+        @@ -1,2 +1,2 @@
+        - a·b␍␊
+        + a··b␍␊
+          kept x
+)");
+  EXPECT_EQ(definitionLines(u"x\r\ny z\n", u"x\ny\tz"), R"(
+        @@ -1,2 +1,2 @@
+        - x␍␊
+        - y·z␊
+        + x␊
+        + y→z
+)");
+  EXPECT_EQ(definitionLines(u"a\n", u"a\n \t\n"), R"(
+        @@ -1,1 +1,2 @@
+          a
+        + ·→␊
+)");
+}
+
+TEST(TextReport, TellsLookAlikesApart) {
+  const auto value = [](std::u16string_view source, std::u16string_view target) {
+    const std::string text = Report().differ(u"UDDT", u"t", u"Base Type", source, target).text();
+    const std::size_t from = text.find("Base Type: ") + 11;
+    return text.substr(from, text.find('\n', from) - from);
+  };
+  EXPECT_EQ(value(u"x", u""), R"(x -> "")");
+  EXPECT_EQ(value(u"x", u"x "), R"(x -> "x ")");
+  EXPECT_EQ(value(u"\"\"", u""), R"("\"\"" -> "")");
+  EXPECT_EQ(value(u"a\tb", u"a\\tb"), R"("a\tb" -> a\tb)");
+  EXPECT_EQ(value(u"a\u00A0b", u"a b"), R"("a\u{A0}b" -> a b  (character 2: U+00A0 | U+0020))");
+  EXPECT_EQ(value(u"\u0430", u"a"), "\u0430 -> a  (character 1: U+0430 | U+0061)");
+  EXPECT_EQ(value(u"\U0001F600\u00E9", u"\U0001F600e\u0301"),
+            "\U0001F600\u00E9 -> \U0001F600e\u0301  (character 2: U+00E9 | U+0065)");
+  EXPECT_EQ(value(std::u16string(1, 0xD800), std::u16string(1, 0xDC01)),
+            R"("\u{D800}" -> "\u{DC01}"  (character 1: U+D800 | U+DC01))");
+  EXPECT_EQ(value(u"a", u"b -> c"), R"(a -> "b -> c")");
+  EXPECT_EQ(definitionLines(u"one\na\u200Bb\n", u"a\\u{200B}b\n"), R"(
+        @@ -1,2 +1,1 @@
+        - one
+        - a\u{200B}b
+        + a\u{200B}b  (character 2: U+200B | U+005C)
+)");
+}
+
+}  // namespace
+}  // namespace kelvane

@@ -1,0 +1,86 @@
+#include "model/text.h"
+
+#include <gtest/gtest.h>
+#include <limits>
+
+namespace kelvane {
+namespace {
+
+TEST(TextTest, CaseIsFoldedSimplyAndBeyondAscii) {
+  struct Case {
+    std::u16string_view a, b;
+    bool equal;
+  };
+  for (const auto& [a, b, equal] : {Case{u"Orders", u"oRDERS", true},
+                                    {u"\u00c9t\u00e9", u"\u00e9T\u00c9", true},
+                                    {u"\u03a3\u03c3", u"\u03c2\u03c2", true},  // final sigma
+                                    {u"\u0416\u0438", u"\u0436\u0418", true},  // Cyrillic
+                                    {u"\U00010400", u"\U00010428", true},      // Deseret
+                                    {u"\u212a", u"k", true},                   // the Kelvin sign
+                                    {u"\u1e9e", u"\u00df", true},
+                                    {u"stra\u00dfe", u"strasse", false},
+                                    {u"\u0130", u"i", false},
+                                    {u"e\u0301", u"\u00e9", false},
+                                    {u"@[`{", u"`{@[", false},
+                                    {u"a", std::u16string_view(u"a\0", 2), false}}) {
+    EXPECT_EQ(equalText(a, b, CaseMode::ignore), equal) << toUtf8(a) << " " << toUtf8(b);
+    EXPECT_EQ(compareText(a, b, CaseMode::ignore) == 0, equal) << toUtf8(a);
+    EXPECT_FALSE(equalText(a, b, CaseMode::exact));
+    EXPECT_EQ(hashText(a, CaseMode::ignore) == hashText(b, CaseMode::ignore), equal);
+  }
+}
+
+// Equal texts may stand anywhere in a longer one, and equality relies on equal lengths.
+TEST(TextTest, FoldingKeepsLengthsAndHashesFollowIt) {
+  for (char32_t code = 0; code < 0x1F000; ++code) {
+    std::u16string text = u"name";
+    if (code >= 0x10000) text.push_back(static_cast<char16_t>(0xD7C0 + (code >> 10)));
+    text.push_back(static_cast<char16_t>(code >= 0x10000 ? 0xDC00 + (code & 0x3FF) : code));
+    const std::u16string folded = foldCase(text);
+    ASSERT_EQ(folded.size(), text.size()) << std::hex << static_cast<std::uint32_t>(code);
+    ASSERT_EQ(foldCase(folded), folded);
+    ASSERT_TRUE(equalText(text, folded, CaseMode::ignore));
+    ASSERT_EQ(hashText(text, CaseMode::ignore), hashText(folded, CaseMode::ignore));
+  }
+}
+
+TEST(TextTest, OrderIsThatOfCodeUnits) {
+  EXPECT_LT(compareText(u"B", u"a", CaseMode::exact), 0);
+  EXPECT_GT(compareText(u"B", u"a", CaseMode::ignore), 0);
+  EXPECT_LT(compareText(u"a", u"ab", CaseMode::ignore), 0);
+  EXPECT_LT(compareText(u"\U00010428", u"\uffee", CaseMode::exact), 0);
+}
+
+TEST(TextTest, MalformedUtf8BecomesOneReplacementAByte) {
+  const std::u16string r = u"\ufffd";
+  EXPECT_EQ(toUtf16("a\xFFz"), u"a" + r + u"z");
+  EXPECT_EQ(toUtf16("\x80"), r);
+  EXPECT_EQ(toUtf16("\xC3"), r);
+  EXPECT_EQ(toUtf16("\xE2\x82"), r + r);
+  EXPECT_EQ(toUtf16("\xE2\x82z"), r + r + u"z");
+  EXPECT_EQ(toUtf16("\xC0\xAF"), r + r);                  // overlong
+  EXPECT_EQ(toUtf16("\xE0\x80\x80"), r + r + r);          // overlong
+  EXPECT_EQ(toUtf16("\xED\xA0\x80"), r + r + r);          // a surrogate
+  EXPECT_EQ(toUtf16("\xF4\x90\x80\x80"), r + r + r + r);  // beyond the last code point
+  EXPECT_EQ(toUtf8(u"a\xD800z"), "a\xEF\xBF\xBDz");
+  EXPECT_EQ(toUtf8(u"\xDC00\xD800"), "\xEF\xBF\xBD\xEF\xBF\xBD");
+  const std::string all =
+      "A\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF";
+  EXPECT_EQ(toUtf8(toUtf16(all)), all);
+}
+
+TEST(TextTest, PiecesAndNumbers) {
+  using Pieces = std::vector<std::u16string_view>;
+  EXPECT_EQ(split(u"", u'.'), Pieces{});
+  EXPECT_EQ(split(u".a..b.", u'.'), (Pieces{u"", u"a", u"", u"b", u""}));
+  EXPECT_EQ(replaceAll(u"aab\r\nab", u"ab", u"b"), u"ab\r\nb");
+  EXPECT_EQ(decimalText(std::numeric_limits<std::int64_t>::min()), u"-9223372036854775808");
+  EXPECT_EQ(leadingNumber(u" \t12 rows"), 12);
+  EXPECT_EQ(leadingNumber(u"-3.5e2x"), -350);
+  EXPECT_EQ(leadingNumber(u"+.5"), .5);
+  for (const auto* none : {u"", u"rows 12", u"inf", u"-nan", u"-", u"\u0663"})
+    EXPECT_EQ(leadingNumber(none), 0) << toUtf8(none);
+}
+
+}  // namespace
+}  // namespace kelvane
