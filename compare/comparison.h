@@ -90,7 +90,7 @@ class Comparison {
   void compareDetails(const Group& source, const Group& target);
   void compareDetails(const User& source, const User& target);
 
-  template <const auto& kOptions, const auto& kColumns, const auto& kAttributes, class Object>
+  template <const auto& kKind, const auto& kColumns, const auto& kAttributes, class Object>
   void compareCode(const Object& source, const Object& target);
 
   // Sub-entities of one kind: those on one side only are reported, those on both are handed to
