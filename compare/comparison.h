@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <type_traits>
 
 #include "compare/compare_schema.h"
 #include "compare/first_matches.h"
