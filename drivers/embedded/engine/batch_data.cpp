@@ -38,8 +38,9 @@ TranslationContext BatchRun::context() const {
   context.rowLimit = session_.options.rowLimit;
   if (compiling_) context.createdLater = &createdLater_;
   const auto* insert = current_ == nullptr ? nullptr : std::get_if<Insert>(&current_->node);
-  context.identityInsert =
-      insert != nullptr && session_.options.identityInsertTable == insert->table.name;
+  const std::string& table =
+      compiling_ ? identityInsertTable_ : session_.options.identityInsertTable;
+  context.identityInsert = insert != nullptr && table == insert->table.name;
   return context;
 }
 
@@ -82,7 +83,10 @@ void BatchRun::bind(Prepared& prepared, const Row* bound) {
     prepared.statement = server_.catalog.store().prepare(prepared.plan.sql);
   }
   prepared.statement->reset();
-  for (std::size_t i = 0; i < prepared.plan.parameters.size(); ++i) {
+  // A parameter may have vanished from the text with the comparison that it was in.
+  const auto used = std::min(prepared.plan.parameters.size(),
+                             static_cast<std::size_t>(prepared.statement->parameterCount()));
+  for (std::size_t i = 0; i < used; ++i) {
     prepared.statement->bind(static_cast<int>(i) + 1,
                              parameterValue(prepared.plan.parameters[i], bound));
   }
@@ -132,6 +136,12 @@ void BatchRun::assignFrom(const Select& select, Prepared& rows) {
   session_.rowCount = count;
 }
 
+// Queries translated before the table had rows of its own read another one.
+std::string BatchRun::rowTable(int tableId) {
+  server_.schemaChanged();
+  return server_.catalog.rowTable(tableId);
+}
+
 void BatchRun::selectInto(const SelectStatement& statement) {
   const ObjectName& into = statement.query->terms.front().select.into;
   const TranslationContext made = context();
@@ -160,18 +170,17 @@ void BatchRun::selectInto(const SelectStatement& statement) {
     table = temporaryTable(into.name, stored, {}, statement.query->range.line);
   } else {
     const ObjectInfo object = server_.catalog.createTable(into, columns, session_.caller);
-    table = server_.catalog.rowTable(object.id);
-    server_.schemaChanged();
+    table = rowTable(object.id);
   }
   rows.plan.sql = "INSERT INTO " + table + " " + rows.plan.sql;
   changed(execute(rows));
 }
 
 void BatchRun::insert(const Insert& statement) {
-  WriteTarget target = Translator(context()).writeTarget(statement.table);
-  if (target.sqliteTable == kNoRows) {
-    target.sqliteTable = server_.catalog.rowTable(target.id);
-    server_.schemaChanged();
+  const TranslationContext made = context();
+  WriteTarget target = Translator(made).writeTarget(statement.table);
+  if (!target.isTemporary() && target.sqliteTable == kNoRows) {
+    target.sqliteTable = rowTable(target.id);
   }
   if (std::holds_alternative<Execute>(statement.source) ||
       std::holds_alternative<ExecuteImmediate>(statement.source)) {

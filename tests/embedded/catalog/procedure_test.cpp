@@ -243,7 +243,7 @@ create table late (a amount))");
 
 TEST_F(CatalogTest, UsersAndGroups) {
   const std::string drawn =
-      "SELECT suid, uid, gid, name, environ FROM sysusers WHERE uid < 16384 OR uid > 16393";
+      "SELECT suid, uid, gid, name, environ FROM sysusers WHERE uid NOT BETWEEN 16384 AND 16393";
   EXPECT_EQ(rows(drawn),
             "-2 | 0 | 0 | public | null\n1 | 1 | 0 | dbo | null\n-1 | 2 | 0 | guest | null\n");
   run(R"(exec sp_addlogin ann, secret1
@@ -252,9 +252,9 @@ exec sp_adduser ann, annie, staff
 exec sp_adduser bob
 exec sp_changegroup staff, bob
 exec sp_changegroup 'public', annie)");
-  EXPECT_EQ(
-      rows(drawn + " AND uid > 2"),
-      "-2 | 16394 | 16394 | staff |  \n3 | 3 | 0 | annie | null\n4 | 4 | 16394 | bob | null\n");
+  EXPECT_EQ(rows(drawn + " AND uid > 2"),
+            "3 | 3 | 0 | annie | null\n4 | 4 | 16394 | bob | null\n"
+            "-2 | 16394 | 16394 | staff |  \n");
   EXPECT_EQ(catalog.loginName(4), "bob");
   EXPECT_EQ(errorOf("exec sp_dropgroup staff"),
             "17561 Group has members. It must be empty before it can be dropped.");
@@ -262,12 +262,12 @@ exec sp_changegroup 'public', annie)");
   EXPECT_EQ(errorOf("exec sp_dropuser bob"),
             "17549 You cannot drop user because user 'bob' owns objects in database.");
   // Names without an owner are the caller's own first, then those of dbo.
-  run("create table t (a int)\ngo\ncreate table shared (a int)\ngo\nsetuser 'bob'\ngo\n"
+  run("create table t (a int)\ngo\ncreate table common (a int)\ngo\nsetuser 'bob'\ngo\n"
       "create table mine (a int)");
   EXPECT_EQ(catalog.findObject("t", caller)->uid, 4);
   EXPECT_EQ(catalog.findObject("mine", caller)->uid, 4);
   EXPECT_EQ(catalog.findObject("shop.dbo.t", caller)->uid, 1);
-  EXPECT_EQ(catalog.findObject("shared", caller)->uid, 1);
+  EXPECT_EQ(catalog.findObject("common", caller)->uid, 1);
   EXPECT_EQ(catalog.findObject("sysobjects", caller)->sqliteTable, "sysobjects");
   EXPECT_EQ(catalog.findObject("spt_values", caller), std::nullopt);
   EXPECT_EQ(catalog.findObject("master.dbo.spt_values", caller)->sqliteTable, "spt_values");
