@@ -73,7 +73,7 @@ void BatchRun::executeSystem(const Execute& execute, const std::string& name, Ou
   }
   int status = 0;
   // The procedure may drop or change what kept statements read.
-  prepared_.clear();
+  forgetPrepared();
   try {
     const auto result = server_.catalog.callSystemProcedure(call);
     if (!result) {
