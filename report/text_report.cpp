@@ -78,6 +78,11 @@ class ShownHunk {
   std::map<std::u16string, std::u16string_view> shownRemoved_;
 };
 
+std::u16string marked(char16_t mark, const std::u16string& line) {
+  if (line.empty()) return mark == u' ' ? u"" : std::u16string(1, mark);
+  return std::u16string{mark, u' '} + line;
+}
+
 void writeLineDiff(std::u16string_view before, std::u16string_view after, std::size_t depth,
                    Lines& out) {
   const auto lines = diffLines(before, after);
@@ -89,11 +94,11 @@ void writeLineDiff(std::u16string_view before, std::u16string_view after, std::s
     for (std::size_t at = hunk.first; at < hunk.last; ++at) {
       const DiffLine& line = lines[at];
       if (line.change == LineChange::same)
-        out.write(depth, u"  " + showLine(line.text, Blanks::plain));
+        out.write(depth, marked(u' ', showLine(line.text, Blanks::plain)));
       else if (line.change == LineChange::removed)
-        out.write(depth, u"- " + shown.show(line.text));
+        out.write(depth, marked(u'-', shown.show(line.text)));
       else
-        out.write(depth, u"+ " + shown.showAdded(added++));
+        out.write(depth, marked(u'+', shown.showAdded(added++)));
     }
   }
 }
@@ -118,17 +123,25 @@ typeDiff readable(Part part, const typeDiff& difference) {
   return result;
 }
 
+std::u16string_view withoutTrailingBlanks(std::u16string_view text) {
+  return text.substr(0, text.find_last_not_of(u' ') + 1);
+}
+
 void writeValues(const typeDiff& difference, std::size_t depth, Lines& out) {
-  const auto& [before, after] = std::tie(difference.DataOnSource, difference.DataOnTarget);
-  const bool byLine = hasLineBreak(before) || hasLineBreak(after) ||
-                      std::max(before.size(), after.size()) > kLongestValue;
-  if (byLine) {
+  std::u16string_view before = difference.DataOnSource, after = difference.DataOnTarget;
+  if (hasLineBreak(before) || hasLineBreak(after) ||
+      std::max(before.size(), after.size()) > kLongestValue) {
     out.write(depth, difference.SubEntityType + u":");
     writeLineDiff(before, after, depth + 1, out);
-  } else {
-    out.write(depth, difference.SubEntityType + u": " + showValue(before) + u" -> " +
-                         showValue(after) + lookAlikeNote(before, after));
+    return;
   }
+  // Servers pad some texts; the padding is shown only where nothing else differs.
+  if (withoutTrailingBlanks(before) != withoutTrailingBlanks(after)) {
+    before = withoutTrailingBlanks(before);
+    after = withoutTrailingBlanks(after);
+  }
+  out.write(depth, difference.SubEntityType + u": " + showValue(before) + u" -> " +
+                       showValue(after) + lookAlikeNote(before, after));
 }
 
 // Key lists come with the server's leading blank.

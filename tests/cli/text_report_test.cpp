@@ -145,9 +145,10 @@ TEST(TextReport, ShowsWhereLongTextsDiffer) {
           7
         + z
 )");
-  EXPECT_EQ(definitionLines(u"", u"create view\n"), R"(
-        @@ -1,0 +1,1 @@
+  EXPECT_EQ(definitionLines(u"", u"create view\n\n"), R"(
+        @@ -1,0 +1,2 @@
         + create view
+        +
 )");
 }
 
@@ -180,6 +181,7 @@ TEST(TextReport, TellsLookAlikesApart) {
   };
   EXPECT_EQ(value(u"x", u""), R"(x -> "")");
   EXPECT_EQ(value(u"x", u"x "), R"(x -> "x ")");
+  EXPECT_EQ(value(u"x  ", u"y "), "x -> y");
   EXPECT_EQ(value(u"\"\"", u""), R"("\"\"" -> "")");
   EXPECT_EQ(value(u"a\tb", u"a\\tb"), R"("a\tb" -> a\tb)");
   EXPECT_EQ(value(u"a\u00A0b", u"a b"), R"("a\u{A0}b" -> a b  (character 2: U+00A0 | U+0020))");
