@@ -23,8 +23,6 @@ constexpr std::size_t kLongestValue = 100;
 
 std::u16string number(std::int64_t value) { return decimalText(value); }
 
-bool hasLineBreak(std::u16string_view text) { return text.find_first_of(u"\r\n") != text.npos; }
-
 // Lines, each at its depth.
 class Lines {
  public:
@@ -124,24 +122,28 @@ typeDiff readable(Part part, const typeDiff& difference) {
 }
 
 std::u16string_view withoutTrailingBlanks(std::u16string_view text) {
-  return text.substr(0, text.find_last_not_of(u' ') + 1);
+  return text.substr(0, text.find_last_not_of(u" \t\r\n") + 1);
+}
+
+bool fitsInALine(std::u16string_view value) {
+  return value.size() <= kLongestValue && value.find_first_of(u"\r\n") == value.npos;
 }
 
 void writeValues(const typeDiff& difference, std::size_t depth, Lines& out) {
-  std::u16string_view before = difference.DataOnSource, after = difference.DataOnTarget;
-  if (hasLineBreak(before) || hasLineBreak(after) ||
-      std::max(before.size(), after.size()) > kLongestValue) {
+  std::u16string_view before = withoutTrailingBlanks(difference.DataOnSource);
+  std::u16string_view after = withoutTrailingBlanks(difference.DataOnTarget);
+  // Servers pad some texts; what they end with is shown only where nothing else differs.
+  if (before == after || !fitsInALine(before) || !fitsInALine(after)) {
+    before = difference.DataOnSource;
+    after = difference.DataOnTarget;
+  }
+  if (fitsInALine(before) && fitsInALine(after)) {
+    out.write(depth, difference.SubEntityType + u": " + showValue(before) + u" -> " +
+                         showValue(after) + lookAlikeNote(before, after));
+  } else {
     out.write(depth, difference.SubEntityType + u":");
     writeLineDiff(before, after, depth + 1, out);
-    return;
   }
-  // Servers pad some texts; the padding is shown only where nothing else differs.
-  if (withoutTrailingBlanks(before) != withoutTrailingBlanks(after)) {
-    before = withoutTrailingBlanks(before);
-    after = withoutTrailingBlanks(after);
-  }
-  out.write(depth, difference.SubEntityType + u": " + showValue(before) + u" -> " +
-                       showValue(after) + lookAlikeNote(before, after));
 }
 
 // Key lists come with the server's leading blank.

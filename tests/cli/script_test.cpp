@@ -2,7 +2,6 @@
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
-#include <set>
 #include <sstream>
 
 #include "cli/run.h"
@@ -11,7 +10,6 @@ namespace kelvane::cli {
 namespace {
 
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 
 class Scripts : public ::testing::Test {
  protected:
@@ -46,94 +44,24 @@ TEST_F(Scripts, AnExampleEqualsItself) {
   }
 }
 
-TEST_F(Scripts, TheExamplesShowDifferencesOfEveryKind) {
+TEST_F(Scripts, TheExamplesDifferAsTheirListingSays) {
   ASSERT_EQ(compare(example("shop-1.sql"), example("shop-2.sql")), kDifferences);
+  std::ostringstream listing;
+  listing << std::ifstream(example("shop-differences.txt")).rdbuf();
+  EXPECT_EQ(out_.str(), listing.str());
   EXPECT_EQ(err_.str(), "");
-  const std::string report = out_.str();
-  const auto missingFrom = [&report](std::initializer_list<const char*> texts) {
-    std::vector<std::string> missing;
-    for (const char* text : texts)
-      if (report.find(text) == std::string::npos) missing.push_back(text);
-    return missing;
-  };
-  EXPECT_THAT(missingFrom({
-                  "table dbo.gift_card: only in source",
-                  "table dbo.coupon: only in target",
-                  "Row Count: 3 -> 4",
-                  "column fax: only in source",
-                  "column birthday: only in target",
-                  "Data Type: datetime -> smalldatetime",
-                  "Default: 0 -> 500",
-                  "Length: 60 -> 120",
-                  "Nullable: True -> False",
-                  "Precision: 10 -> 12",
-                  "Scale: 2 -> 3",
-                  "Ordinal Position: 9 -> 8",
-                  "primary key (order_no, line_no): only in source",
-                  "primary key (order_no, product_no): only in target",
-                  "Name: pk_payment -> payment_pk",
-                  "Attributes: Clustered -> Non Clustered",
-                  "foreign key (product_no): only in source",
-                  "foreign key (product_no,warehouse_no): only in target",
-                  "Name: fk_order_customer -> order_customer_fk",
-                  "References Table: gift_card -> coupon",
-                  "References Primary Key: pk_gift_card -> pk_coupon",
-                  "References Column: gift_card_no -> coupon_no",
-                  "index ix_customer_place: only in source",
-                  "index on (country, name): only in target",
-                  "Name: ix_order_date -> ix_order_ordered",
-                  "Description: clustered located on default -> nonclustered located on default",
-                  "Description: nonclustered located on default -> nonclustered, unique",
-                  "trigger tr_stock_update: only in source",
-                  "trigger tr_product_update: only in target",
-                  "+       and s.warehouse_no = i.warehouse_no",
-                  "On Delete: True -> False",
-                  "On Insert: True -> False",
-                  "On Update: False -> True",
-              }),
-              IsEmpty());
-  EXPECT_THAT(missingFrom({
-                  "view ann.my_wishes: only in source",
-                  "view ben.my_wishes: only in target",
-                  "column lines: only in target",
-                  "stored procedure dbo.print_faxes: only in source",
-                  "parameter @rebate_no: only in target",
-                  "Data Type: numeric -> money",
-                  "user dora: only in target",
-                  "group temps: only in source",
-                  "member ben: only in source",
-                  "permissions on set_price: only in source",
-                  "permissions on place_order: only in target",
-                  "CREATE DEFAULT: False -> True",
-                  "CREATE PROCEDURE: False -> True",
-                  "CREATE RULE: False -> True",
-                  "CREATE TABLE: True -> False",
-                  "CREATE VIEW: True -> False",
-                  "Delete: False -> True",
-                  "Insert: True -> False",
-                  "References: True -> False",
-                  "Select: True -> False",
-                  "Update: False -> True",
-                  "user-defined type dbo.colour: only in source",
-                  "Base Type: char -> varchar",
-                  "Bound Default: nothing -> one",
-                  "Bound Rule: at_least_one -> not_negative",
-              }),
-              IsEmpty());
-  for (const char* equal : {"shipping_zone", "supplier", "wish_list", "zone_list", "find_customer",
-                            "country_code", "tr_category_delete", "public"})
-    EXPECT_EQ(report.find(equal), std::string::npos) << equal;
 }
 
 TEST_F(Scripts, AFailingScriptSaysWhere) {
   const std::string good = file("good.sql", "create table t (a int)\ngo\n");
-  const std::string bad = file(
-      "bad.sql", "create table t (a int)\ngo\n\ncreate view v as\n  select b from t\ngo\nselect from\n");
+  const std::string bad =
+      file("bad.sql",
+           "create table t (a int)\ngo\n\ncreate view v as\n  select b from t\ngo\nselect from\n");
   EXPECT_EQ(compare(good, bad), kError);
   EXPECT_THAT(err_.str(),
               HasSubstr("kelvane: " + bad + ":5: message 207: Invalid column name 'b'"));
   EXPECT_THAT(err_.str(), HasSubstr("(near: select b from t)\n"));
-  EXPECT_THAT(err_.str(), HasSubstr("kelvane: " + bad + ":7: message 102"));
+  EXPECT_THAT(err_.str(), HasSubstr("kelvane: " + bad + ":7: message 156"));
   EXPECT_EQ(out_.str(), "");
 }
 
