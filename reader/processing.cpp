@@ -34,11 +34,14 @@ std::int16_t percent(std::int32_t position, std::int32_t count) {
   return static_cast<std::int16_t>(std::nearbyint(static_cast<double>(position) / count * 100.0));
 }
 
+// The object is looked up anew after each yield: a handler of the host may have started another
+// read, which replaces the arrays.
 template <class Record>
-bool readDetails(FetchContext& context, const Category<Record>& category, Record& object) {
+bool readDetails(FetchContext& context, const Category<Record>& category, std::int32_t position) {
   for (const Detail<Record>& detail : category.details) {
     context.host->DoEvents();
-    if (context.options().*detail.enabled && detail.read(context, object) == kFailed) return false;
+    if (!(context.options().*detail.enabled)) continue;
+    if (detail.read(context, (context.schema.*category.objects)[position]) == kFailed) return false;
   }
   return true;
 }
@@ -52,16 +55,15 @@ bool process(FetchContext& context, const Category<Record>& category) {
       category.addOfScope(context);
     }
     context.events->StartProcessing(std::u16string(category.startText), True, category.objectType);
-    Array<Record>& objects = context.schema.*category.objects;
+    const Array<Record>& objects = context.schema.*category.objects;
     const std::int32_t count = objects.count();
     for (std::int32_t position = 1; position <= count; ++position) {
       context.host->DoEvents();
       if (context.cancelled) break;
-      Record& object = objects[position];
-      context.events->Processing(std::u16string(category.objectText) + object.Name,
+      context.events->Processing(std::u16string(category.objectText) + objects[position].Name,
                                  percent(position, count), OBJECT_IRRELEVANT);
       context.host->DoEvents();
-      if (!readDetails(context, category, object)) return false;
+      if (!readDetails(context, category, position)) return false;
     }
     context.events->EndProcessing(category.objectType);
     return true;

@@ -8,15 +8,13 @@ namespace kelvane::reader {
 void ReadServerVersion(FetchContext& context) {
   constexpr std::int16_t kOther = 2;
   try {
-    context.versionCode = kOther;
     const auto rows = context.GetRecordset(u"select @@version");
-    if (!rows || rows->RecordCount() == 0) return;
-    const std::u16string version = rows->Fields(0).Value().toText();
-    if (version.find(u"Microsoft SQL Server  6.50") != std::u16string::npos) {
-      context.versionCode = 0;
-    } else if (version.find(u"Microsoft SQL Server  7.00") != std::u16string::npos) {
-      context.versionCode = 1;
-    }
+    const std::u16string version =
+        rows && rows->RecordCount() > 0 ? rows->Fields(0).Value().toText() : std::u16string();
+    const auto has = [&](std::u16string_view text) { return version.find(text) != version.npos; };
+    context.versionCode = has(u"Microsoft SQL Server  6.50")   ? std::int16_t{0}
+                          : has(u"Microsoft SQL Server  7.00") ? std::int16_t{1}
+                                                               : kOther;
   } catch (const std::exception&) {
     // Nothing depends on the version: a server that will not tell it is read like any other.
     return;

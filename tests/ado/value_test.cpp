@@ -75,6 +75,9 @@ TEST(Value, BecomesALong) {
   EXPECT_EQ(errorOf([] { Value().toLong(); }), kNull);
   EXPECT_EQ(NullToLong(Value()), 0);
   EXPECT_EQ(NullToLong(Text(u"31")), 31);
+  EXPECT_EQ(NullToShort(Value()), 0);
+  EXPECT_EQ(NullToShort(std::int64_t{-32768}), -32768);
+  EXPECT_EQ(errorOf([] { NullToShort(std::int64_t{32768}); }), kMismatch);
 }
 
 TEST(Value, BecomesABoolean) {

@@ -50,6 +50,10 @@ TEST_F(Lists, GetListReadsOneListAndNothingElse) {
   EXPECT_THAT(server.takeSent(), IsEmpty());
   EXPECT_EQ(reader.Results(), all);
   EXPECT_EQ(names(all.Tables), cases[0].names);
+  reader.Cancel();
+  EXPECT_TRUE(reader.GetList(entity_TABLE, sink));
+  EXPECT_THAT(server.takeSent(), IsEmpty());
+  EXPECT_EQ(reader.Results(), all);
 
   EXPECT_EQ(reader.ObjectExists(ID_TABLE, u"a.T1"), 2);
   EXPECT_EQ(reader.ObjectExists(ID_TABLE, u"A.T1"), 0);

@@ -285,10 +285,12 @@ TEST_F(TableDetails, ForeignKeySwitchesAndFailures) {
   server.on(batch, foreignRows({"K1 a t i 1 pk", "K2 a t i 1 pk"}))
       .on(batch, foreignRows({"K1 a t i 1 pk", "K2 a t i 1 pk", "K3 c t i number pk"}))
       .on(batch, "error 1 S1000 x");
+  options().Tables_ForeignKeys_PKRefs = True;
   Table read = table();
   EXPECT_EQ(PopulateTableForeignKeys(context, read), 2);
-  EXPECT_THAT(drawn(read),
-              ElementsAre("foreign  | a (K1) | 1 | t | i | ", "foreign  | a (K2) | 1 | t | i | "));
+  EXPECT_THAT(drawn(read), ElementsAre("foreign  | a (K1) | 1 | t | i | pk",
+                                       "foreign  | a (K2) | 1 | t | i | pk"));
+  options().Tables_ForeignKeys_PKRefs = False;
   Table failed = table();
   EXPECT_EQ(PopulateTableForeignKeys(context, failed), -1);
   EXPECT_THAT(lastError(), EndsWith(trapLine("PopulateTableForeignKeys")));
