@@ -35,6 +35,8 @@ class TableChange {
 
  private:
   ColumnInfo requireColumn(std::string_view name);
+  bool hasRows() const { return table_.sqliteTable != kNoRows; }
+  void requireFillable(const tsql::ColumnDefinition& definition, const ColumnInfo& column);
   void fillAddedColumn(const tsql::ColumnDefinition& definition, const ColumnInfo& column);
   void requireUnused(const ColumnInfo& column);
   void convertRows(const ColumnInfo& column, const ColumnType& to);
@@ -59,9 +61,12 @@ void TableChange::operator()(const tsql::AddColumn& action) {
   const tsql::ColumnDefinition& definition = action.column;
   tables_.addColumn(table_, definition);
   const ColumnInfo column = requireColumn(definition.name);
-  store_.execute(concat("ALTER TABLE ", table_.sqliteTable, " ADD COLUMN ", column.sqliteColumn,
-                        " COLLATE RTRIM"));
-  fillAddedColumn(definition, column);
+  requireFillable(definition, column);
+  if (hasRows()) {
+    store_.execute(concat("ALTER TABLE ", table_.sqliteTable, " ADD COLUMN ", column.sqliteColumn,
+                          " COLLATE RTRIM"));
+    fillAddedColumn(definition, column);
+  }
   tables_.layOut(table_);
   tables_.indexes().updateTextChain(table_);
   for (const tsql::Constraint& constraint : definition.constraints) {
@@ -69,26 +74,26 @@ void TableChange::operator()(const tsql::AddColumn& action) {
   }
 }
 
+void TableChange::requireFillable(const tsql::ColumnDefinition& definition,
+                                  const ColumnInfo& column) {
+  if (column.type.nullable || column.type.identity || definition.defaultClause) return;
+  writer_.fail(4997, "ALTER TABLE '", table_.name,
+               "' failed. Default clause is required in order to add non-NULL column '",
+               column.name, "'.");
+}
+
 void TableChange::fillAddedColumn(const tsql::ColumnDefinition& definition,
                                   const ColumnInfo& column) {
+  const std::string& rows = table_.sqliteTable;
   if (column.type.identity) {
-    store_.execute(concat("UPDATE ", table_.sqliteTable, " SET ", column.sqliteColumn,
-                          " = (SELECT count(*) FROM ", table_.sqliteTable,
-                          " AS earlier WHERE "
-                          "earlier.rowid <= ",
-                          table_.sqliteTable, ".rowid)"));
-    return;
+    store_.execute(concat("UPDATE ", rows, " SET ", column.sqliteColumn,
+                          " = (SELECT count(*) FROM ", rows,
+                          " AS earlier WHERE earlier.rowid <= ", rows, ".rowid)"));
+  } else if (!column.type.nullable) {
+    Statement fill = store_.prepare(concat("UPDATE ", rows, " SET ", column.sqliteColumn, " = ?"));
+    fill.bind(1, values_.evaluate(*definition.defaultClause->value, column.type));
+    fill.step();
   }
-  if (column.type.nullable) return;
-  if (!definition.defaultClause) {
-    writer_.fail(4997, "ALTER TABLE '", table_.name,
-                 "' failed. Default clause is required in order to add non-NULL column '",
-                 column.name, "'.");
-  }
-  Statement fill =
-      store_.prepare(concat("UPDATE ", table_.sqliteTable, " SET ", column.sqliteColumn, " = ?"));
-  fill.bind(1, values_.evaluate(*definition.defaultClause->value, column.type));
-  fill.step();
 }
 
 void TableChange::requireUnused(const ColumnInfo& column) {
@@ -133,7 +138,10 @@ void TableChange::operator()(const tsql::DropColumn& action) {
   }
   store_.run("DELETE FROM syscolumns WHERE id = ? AND colid = ?", table_.id, column.colid);
   PermissionWriter(writer_).removeColumn(table_.id, column.colid);
-  store_.execute(concat("ALTER TABLE ", table_.sqliteTable, " DROP COLUMN ", column.sqliteColumn));
+  if (hasRows()) {
+    store_.execute(
+        concat("ALTER TABLE ", table_.sqliteTable, " DROP COLUMN ", column.sqliteColumn));
+  }
   tables_.layOut(table_);
   tables_.indexes().updateTextChain(table_);
 }
@@ -207,7 +215,7 @@ void TableChange::operator()(const tsql::ModifyColumn& action) {
 void TableChange::convertRows(const ColumnInfo& column, const ColumnType& to) {
   const bool sameValues = to.kind == column.type.kind && to.length >= column.type.length &&
                           to.precision == column.type.precision && to.scale == column.type.scale;
-  if (sameValues) return;
+  if (sameValues || !hasRows()) return;
   std::vector<std::pair<std::int64_t, Cell>> converted;
   Statement read =
       store_.prepare(concat("SELECT rowid, ", column.sqliteColumn, " FROM ", table_.sqliteTable,

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "drivers/embedded/catalog/index_writer.h"
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/catalog/writer.h"
 
@@ -19,10 +20,16 @@ ObjectInfo systemTableInfo(const SystemTable& table) {
           std::string(table.name)};
 }
 
-/// Of a row with the columns id, uid, type, name.
+constexpr std::string_view kObjectColumns =
+    "SELECT o.id, uid, type, name, r.id FROM sysobjects o LEFT JOIN row_tables r ON r.id = o.id";
+const std::string kObjectByName = concat(kObjectColumns, " WHERE name = ? AND uid = ?");
+const std::string kObjectById = concat(kObjectColumns, " WHERE o.id = ?");
+
 ObjectInfo objectOf(const Statement& row) {
   ObjectInfo object{row.number(0), row.number(1), row.text(2), row.text(3), {}};
-  if (object.type == object_type::kTable) object.sqliteTable = concat("t", object.id);
+  if (object.type == object_type::kTable) {
+    object.sqliteTable = row.isNull(4) ? std::string(kNoRows) : concat("t", object.id);
+  }
   if (object.type == object_type::kSystemTable) object.sqliteTable = object.name;
   return object;
 }
@@ -70,8 +77,7 @@ std::optional<ObjectInfo> Catalog::findObject(const tsql::ObjectName& name, cons
   std::optional<ObjectInfo> found;
   const auto lookUp = [&](int uid) {
     store_.each(
-        "SELECT id, uid, type, name FROM sysobjects WHERE name = ? AND uid = ?",
-        [&](const Statement& row) { found = objectOf(row); }, name.name, uid);
+        kObjectByName, [&](const Statement& row) { found = objectOf(row); }, name.name, uid);
   };
   if (!name.owner.empty()) {
     if (const auto uid = userId(name.owner)) lookUp(*uid);
@@ -115,8 +121,7 @@ ObjectInfo Catalog::requireObject(const tsql::ObjectName& name, const Caller& ca
 std::optional<ObjectInfo> Catalog::objectById(int id) {
   std::optional<ObjectInfo> found;
   store_.each(
-      "SELECT id, uid, type, name FROM sysobjects WHERE id = ?",
-      [&](const Statement& row) { found = objectOf(row); }, id);
+      kObjectById, [&](const Statement& row) { found = objectOf(row); }, id);
   if (!found) {
     if (const SystemTable* table = findSystemTable(id)) found = systemTableInfo(*table);
   }
@@ -298,12 +303,30 @@ std::string Catalog::sourceText(int objectId) {
 
 // ---------------------------------------------------------------- rows of user tables
 
+std::string Catalog::rowTable(int tableId) {
+  ObjectInfo table = objectById(tableId).value();
+  if (table.sqliteTable != kNoRows) return table.sqliteTable;
+  Savepoint savepoint(store_);
+  table.sqliteTable = concat("t", tableId);
+  std::string definition;
+  for (const ColumnInfo& column : columns(tableId)) {
+    definition += concat(definition.empty() ? "" : ", ", column.sqliteColumn, " COLLATE RTRIM");
+  }
+  store_.execute(concat("CREATE TABLE ", table.sqliteTable, "(", definition, ")"));
+  store_.run("INSERT INTO row_tables(id) VALUES (?)", tableId);
+  const Caller caller;
+  CatalogWriter writer(*this, caller);
+  IndexWriter(writer).createAllUnique(table);
+  savepoint.keep();
+  return table.sqliteTable;
+}
+
 std::int64_t Catalog::nextIdentity(int tableId) {
   const auto colid =
       store_.value("SELECT colid FROM syscolumns WHERE id = ? AND status & 128", tableId);
   if (!colid) return 1;
-  Statement highest =
-      store_.prepare(concat("SELECT max(CAST(c", *colid, " AS INTEGER)) FROM t", tableId));
+  Statement highest = store_.prepare(
+      concat("SELECT max(CAST(c", *colid, " AS INTEGER)) FROM ", objectById(tableId)->sqliteTable));
   return highest.step() ? highest.integer(0) + 1 : 1;
 }
 

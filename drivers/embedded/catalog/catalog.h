@@ -9,7 +9,8 @@
 // - a system table is the SQLite table of its own name and column names;
 // - a user table with object id N is the SQLite table "tN", its column with colid C is "cC". Its
 //   columns have no SQLite type, so a value is kept as it was bound; nullability and defaults are
-//   for the writer of rows to see to, unique keys are SQLite indexes;
+//   for the writer of rows to see to, unique keys are SQLite indexes. Most tables of a schema never
+//   get a row: "tN" is there once rowTable was called, before that kNoRows stands for it;
 // - every column that may hold text collates RTRIM;
 // - temporary tables are not the catalog's.
 #pragma once
@@ -30,6 +31,10 @@
 
 namespace kelvane::embedded {
 
+/// An SQLite table that is always empty and has every column that a user table may have.
+inline constexpr std::string_view kNoRows = "no_rows";
+inline constexpr int kLargestColumnCount = 1024;
+
 inline constexpr int kPublicUid = 0;
 inline constexpr int kDboUid = 1;
 
@@ -45,7 +50,7 @@ struct ObjectInfo {
   int uid = kDboUid;
   std::string type;  ///< without padding: `U`, `S`, `V`, `P`, `TR`, `D`, `R`, `RI`, ...
   std::string name;
-  std::string sqliteTable;  ///< empty unless it is a table (`U`, `S`)
+  std::string sqliteTable;  ///< where to read rows; empty unless it is a table (`U`, `S`)
 };
 
 struct ColumnInfo {
@@ -138,6 +143,10 @@ class Catalog {
 
   /// The source of a view, procedure, trigger, rule or default; empty when there is none.
   std::string sourceText(int objectId);
+
+  /// The SQLite table to write rows of a user table to. Queries translated while kNoRows stood for
+  /// it must be translated anew.
+  std::string rowTable(int tableId);
 
   /// One more than the highest value of the table's identity column, 1 in an empty table.
   std::int64_t nextIdentity(int tableId);

@@ -33,7 +33,6 @@ void Catalog::createTable(const tsql::CreateTable& statement, std::string_view t
   const ObjectInfo table = tables.addTable(statement.name, statement.lockScheme);
   for (const tsql::ColumnDefinition& column : statement.columns) tables.addColumn(table, column);
   tables.layOut(table);
-  tables.createRows(table);
   tables.indexes().addHeap(table, statement.segment);
   // A foreign key may refer to a key of its own table.
   addConstraints(tables, table, statement, Pass::Keys);
@@ -55,10 +54,9 @@ ObjectInfo Catalog::createTable(const tsql::ObjectName& name,
     tables.addColumn(table, column.name, column.type);
   }
   tables.layOut(table);
-  tables.createRows(table);
   tables.indexes().addHeap(table, {});
   savepoint.keep();
-  return table;
+  return *objectById(table.id);
 }
 
 void Catalog::createIndex(const tsql::CreateIndex& statement, const Caller& caller) {

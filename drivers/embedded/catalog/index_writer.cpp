@@ -160,7 +160,7 @@ int IndexWriter::add(const ObjectInfo& table, const IndexPlan& plan) {
         table.id, indid, ++position, key.colid, key.descending ? 1 : 0);
   }
   if (plan.options != nullptr) applyOptions(table.id, indid, *plan.options);
-  if (plan.unique) createUnique(table.id, indid);
+  if (plan.unique) createUnique(table, indid);
   return indid;
 }
 
@@ -211,21 +211,30 @@ void IndexWriter::applyOptions(int tableId, int indid,
   }
 }
 
-void IndexWriter::createUnique(int tableId, int indid) {
+void IndexWriter::createAllUnique(const ObjectInfo& table) {
+  std::vector<int> unique;
+  store_.each(
+      "SELECT indid FROM sysindexes WHERE id = ? AND status & 2",
+      [&](const Statement& row) { unique.push_back(row.number(0)); }, table.id);
+  for (const int indid : unique) createUnique(table, indid);
+}
+
+void IndexWriter::createUnique(const ObjectInfo& table, int indid) {
+  if (table.sqliteTable == kNoRows) return;
   std::string columns;
   store_.each(
       "SELECT colid FROM index_keys WHERE id = ? AND indid = ? ORDER BY position",
       [&](const Statement& row) {
         columns += concat(columns.empty() ? "c" : ", c", row.number(0));
       },
-      tableId, indid);
+      table.id, indid);
   try {
-    store_.execute(
-        concat("CREATE UNIQUE INDEX i", tableId, "_", indid, " ON t", tableId, "(", columns, ")"));
+    store_.execute(concat("CREATE UNIQUE INDEX i", table.id, "_", indid, " ON ", table.sqliteTable,
+                          "(", columns, ")"));
   } catch (const StoreError& error) {
     if (!error.isDuplicateKey()) throw;
     throw writer_.error(1505, 14, "Create unique index aborted on duplicate key in table '",
-                        writer_.catalog().objectName(tableId).value_or(""), "'.");
+                        table.name, "'.");
   }
 }
 
@@ -243,15 +252,15 @@ void IndexWriter::remove(const ObjectInfo& table, int indid) {
       table.id);
 }
 
-void IndexWriter::renumber(int tableId, int from, int to) {
-  store_.run("UPDATE sysindexes SET indid = ?3 WHERE id = ?1 AND indid = ?2", tableId, from, to);
-  store_.run("UPDATE index_keys SET indid = ?3 WHERE id = ?1 AND indid = ?2", tableId, from, to);
-  store_.run("UPDATE sysreferences SET indexid = ?3 WHERE reftabid = ?1 AND indexid = ?2", tableId,
+void IndexWriter::renumber(const ObjectInfo& table, int from, int to) {
+  store_.run("UPDATE sysindexes SET indid = ?3 WHERE id = ?1 AND indid = ?2", table.id, from, to);
+  store_.run("UPDATE index_keys SET indid = ?3 WHERE id = ?1 AND indid = ?2", table.id, from, to);
+  store_.run("UPDATE sysreferences SET indexid = ?3 WHERE reftabid = ?1 AND indexid = ?2", table.id,
              from, to);
-  store_.execute(concat("DROP INDEX IF EXISTS i", tableId, "_", from));
-  if (store_.value("SELECT 1 FROM sysindexes WHERE id = ? AND indid = ? AND status & 2", tableId,
+  store_.execute(concat("DROP INDEX IF EXISTS i", table.id, "_", from));
+  if (store_.value("SELECT 1 FROM sysindexes WHERE id = ? AND indid = ? AND status & 2", table.id,
                    to)) {
-    createUnique(tableId, to);
+    createUnique(table, to);
   }
 }
 
@@ -265,7 +274,7 @@ void IndexWriter::changeLockScheme(const ObjectInfo& table, std::string_view sch
   if (!clustered) return;
   if (wasAllPages) {
     const int indid = freeIndid(table.id);
-    renumber(table.id, *clustered, indid);
+    renumber(table, *clustered, indid);
     store_.run(
         "UPDATE sysindexes SET status = status & ~16, status2 = status2 | 512, keycnt = keycnt + 1"
         " WHERE id = ? AND indid = ?",
@@ -274,7 +283,7 @@ void IndexWriter::changeLockScheme(const ObjectInfo& table, std::string_view sch
                table.name, table.id, kHeapIndid, kDefaultSegment, currentTime());
   } else {
     store_.run("DELETE FROM sysindexes WHERE id = ? AND indid = ?", table.id, kHeapIndid);
-    renumber(table.id, *clustered, kClusteredIndid);
+    renumber(table, *clustered, kClusteredIndid);
     store_.run(
         "UPDATE sysindexes SET status = status | 16, status2 = status2 & ~512, keycnt = keycnt - 1"
         " WHERE id = ? AND indid = ?",

@@ -67,6 +67,8 @@ class IndexWriter {
   /// for rows that a unique index refuses.
   int add(const ObjectInfo& table, const IndexPlan& plan);
   void remove(const ObjectInfo& table, int indid);
+  /// The SQLite indexes of a table that just got an SQLite table of its own.
+  void createAllUnique(const ObjectInfo& table);
   std::optional<int> find(int tableId, std::string_view name);
   void changeLockScheme(const ObjectInfo& table, std::string_view scheme);
 
@@ -88,8 +90,8 @@ class IndexWriter {
   void writeRow(const ObjectInfo& table, const IndexPlan& plan, int indid,
                 const std::vector<KeyColumn>& keys);
   void applyOptions(int tableId, int indid, const std::vector<tsql::StorageOption>& options);
-  void createUnique(int tableId, int indid);
-  void renumber(int tableId, int from, int to);
+  void createUnique(const ObjectInfo& table, int indid);
+  void renumber(const ObjectInfo& table, int from, int to);
 
   CatalogWriter& writer_;
   Database& store_;

@@ -88,6 +88,8 @@ void ObjectRemover::dropTable(const ObjectInfo& table) {
     store_.run(statement, table.id);
   }
   writer_.removeObject(table.id);
+  if (table.sqliteTable == kNoRows) return;
+  store_.run("DELETE FROM row_tables WHERE id = ?", table.id);
   store_.execute("DROP TABLE " + table.sqliteTable);
 }
 

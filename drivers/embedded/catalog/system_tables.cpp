@@ -5,6 +5,8 @@
 #include <chrono>
 #include <string>
 
+#include "drivers/embedded/catalog/writer.h"
+
 namespace kelvane::embedded {
 
 namespace {
@@ -127,7 +129,9 @@ constexpr std::string_view kIndexes =
     "CREATE INDEX sysdatabases_name ON sysdatabases(name);"
     // Not a table of the server, where the keys of an index are packed into sysindexes.
     "CREATE TABLE index_keys(id INTEGER, indid INTEGER, position INTEGER, colid INTEGER,"
-    " descending INTEGER, expression TEXT, PRIMARY KEY (id, indid, position)) WITHOUT ROWID;";
+    " descending INTEGER, PRIMARY KEY (id, indid, position)) WITHOUT ROWID;"
+    // User tables that have an SQLite table of their own.
+    "CREATE TABLE row_tables(id INTEGER PRIMARY KEY);";
 
 constexpr std::string_view kFixedRows =
     "INSERT INTO syssegments VALUES (0, 'system', 0), (1, 'default', 1), (2, 'logsegment', 0);"
@@ -203,6 +207,16 @@ std::string sqliteDefinition(const SystemTable& table) {
   return sql + ");";
 }
 
+std::string noRowsDefinition() {
+  std::string columns;
+  for (int colid = 1; colid <= kLargestColumnCount; ++colid) {
+    columns += concat(colid == 1 ? "c" : ", c", colid, " COLLATE RTRIM");
+  }
+  return concat("CREATE TABLE ", kNoRows, "(", columns, "); CREATE TRIGGER ", kNoRows,
+                "_stays_empty BEFORE INSERT ON ", kNoRows,
+                " BEGIN SELECT RAISE(ABORT, 'the table has no rows of its own yet'); END;");
+}
+
 void describeSystemTable(Database& store, const SystemTable& table) {
   constexpr int kSystemTable = 1;
   store.run(
@@ -262,6 +276,7 @@ void createSystemTables(Database& store) {
   std::string definitions;
   for (const SystemTable& table : systemTables()) definitions += sqliteDefinition(table);
   definitions += kIndexes;
+  definitions += noRowsDefinition();
   definitions += kFixedRows;
   store.execute(definitions);
   for (const SystemTable& table : systemTables()) {

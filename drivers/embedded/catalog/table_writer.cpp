@@ -28,7 +28,7 @@ ObjectInfo TableWriter::addTable(const tsql::ObjectName& name, std::string_view 
                                 .type = object_type::kTable,
                                 .uid = table.uid,
                                 .sysstat2 = IndexWriter::lockStatus(lockScheme)});
-  table.sqliteTable = concat("t", table.id);
+  table.sqliteTable = kNoRows;
   return table;
 }
 
@@ -103,6 +103,10 @@ void TableWriter::insertColumn(const ObjectInfo& table, std::string_view name,
   }
   const int colid =
       store_.value("SELECT max(colid) FROM syscolumns WHERE id = ?", table.id).value_or(0) + 1;
+  if (colid > kLargestColumnCount) {
+    writer_.fail(1702, "CREATE TABLE failed because column '", name, "' in table '", table.name,
+                 "' exceeds the maximum of ", kLargestColumnCount, " columns.");
+  }
   const int status = (type.nullable ? column_status::kNullable : 0) |
                      (type.identity ? column_status::kIdentity : 0);
   store_.run(
@@ -118,14 +122,6 @@ void TableWriter::inheritBindings(const ObjectInfo& table, std::string_view colu
       " (SELECT tdefault, domain FROM systypes WHERE usertype = ?3)"
       " WHERE id = ?1 AND name = ?2 AND ?3 > 100",
       table.id, column, userType);
-}
-
-void TableWriter::createRows(const ObjectInfo& table) {
-  std::string columns;
-  for (const ColumnInfo& column : writer_.catalog().columns(table.id)) {
-    columns += concat(columns.empty() ? "" : ", ", column.sqliteColumn, " COLLATE RTRIM");
-  }
-  store_.execute(concat("CREATE TABLE ", table.sqliteTable, "(", columns, ")"));
 }
 
 void TableWriter::layOut(const ObjectInfo& table) {

@@ -31,10 +31,9 @@ class TableWriter {
 
   /// The table with its lock scheme, before it has columns.
   ObjectInfo addTable(const tsql::ObjectName& name, std::string_view lockScheme);
-  /// The column with its default, not yet its constraints; also in the SQLite table.
+  /// The column with its default, not yet its constraints.
   void addColumn(const ObjectInfo& table, const tsql::ColumnDefinition& definition);
   void addColumn(const ObjectInfo& table, std::string_view name, const ColumnType& type);
-  void createRows(const ObjectInfo& table);
 
   ColumnType columnType(const tsql::ColumnDefinition& definition);
   void addDefault(const ObjectInfo& table, std::string_view column,

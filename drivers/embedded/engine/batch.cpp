@@ -326,18 +326,24 @@ void BatchRun::raiseError(const RaiseError& raise) {
                    session_.caller.line});
 }
 
+// The table that rows with given identities go into from now on; empty after `off`.
+std::optional<std::string> BatchRun::identityInsert(const SetOption& option) {
+  if (option.names.empty() || option.names.front() != "identity_insert" || option.values.empty()) {
+    return std::nullopt;
+  }
+  if (option.values.back() != "on") return "";
+  const std::string& table = option.values.front();
+  const auto dot = table.rfind('.');
+  return table.substr(dot == std::string::npos ? 0 : dot + 1);
+}
+
 void BatchRun::setOption(const SetOption& option) {
   const std::string value = option.values.empty() ? "" : option.values.back();
   const bool on = value == "on";
+  if (const auto table = identityInsert(option)) session_.options.identityInsertTable = *table;
   for (const std::string& name : option.names) {
     if (name == "nocount") session_.options.noCount = on;
     if (name == "quoted_identifier") session_.options.quotedIdentifier = on;
-    if (name == "identity_insert" && !option.values.empty()) {
-      const std::string& table = option.values.front();
-      const auto dot = table.rfind('.');
-      session_.options.identityInsertTable =
-          on ? table.substr(dot == std::string::npos ? 0 : dot + 1) : "";
-    }
     if (name == "rowcount") {
       const auto variable = variables_.find(value);
       const std::string digits = variable == variables_.end() || isNull(variable->second.value)
@@ -346,6 +352,7 @@ void BatchRun::setOption(const SetOption& option) {
       const bool isNumber =
           !digits.empty() && digits.find_first_not_of("0123456789") == std::string::npos;
       session_.options.rowLimit = isNumber ? std::stoull(digits) : 0;
+      prepared_.clear();
     }
   }
 }

@@ -65,6 +65,7 @@ class BatchRun {
   void print(const tsql::Print& print);
   void raiseError(const tsql::RaiseError& raise);
   void setOption(const tsql::SetOption& option);
+  static std::optional<std::string> identityInsert(const tsql::SetOption& option);
   void transact(const tsql::Transaction& transaction);
   void useDatabase(const tsql::UseDatabase& use);
   void setUser(const tsql::SetUser& user);
@@ -109,6 +110,7 @@ class BatchRun {
   std::vector<std::string> ownTemporaries_;
   std::set<std::string, std::less<>> createdLater_;
   bool compiling_ = false;
+  std::string identityInsertTable_;  ///< while compiling: as the batch will have set it
   const tsql::Statement* current_ = nullptr;
   std::string gotoLabel_;
   int returnStatus_ = 0;

@@ -37,6 +37,7 @@ int leafCount(const StatementList& statements) {
 
 bool BatchRun::compile() {
   compiling_ = true;
+  identityInsertTable_ = session_.options.identityInsertTable;
   bool accepted = true;
   try {
     compileList(batch_->statements);
@@ -131,6 +132,9 @@ void BatchRun::compileParts(const tsql::Statement& statement) {
                  [&](const While& s) {
                    checkCondition(*s.condition);
                    compileStatement(*s.body);
+                 },
+                 [&](const SetOption& s) {
+                   if (const auto table = identityInsert(s)) identityInsertTable_ = *table;
                  },
                  [&](const CreateTable& s) { createdLater_.insert(s.name.name); },
                  [](const auto&) {},

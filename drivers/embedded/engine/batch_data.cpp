@@ -38,8 +38,9 @@ TranslationContext BatchRun::context() const {
   context.rowLimit = session_.options.rowLimit;
   if (compiling_) context.createdLater = &createdLater_;
   const auto* insert = current_ == nullptr ? nullptr : std::get_if<Insert>(&current_->node);
-  context.identityInsert =
-      insert != nullptr && session_.options.identityInsertTable == insert->table.name;
+  const std::string& table =
+      compiling_ ? identityInsertTable_ : session_.options.identityInsertTable;
+  context.identityInsert = insert != nullptr && table == insert->table.name;
   return context;
 }
 
@@ -82,7 +83,10 @@ void BatchRun::bind(Prepared& prepared, const Row* bound) {
     prepared.statement = server_.catalog.store().prepare(prepared.plan.sql);
   }
   prepared.statement->reset();
-  for (std::size_t i = 0; i < prepared.plan.parameters.size(); ++i) {
+  // A parameter may have vanished from the text with the comparison that it was in.
+  const auto used = std::min(prepared.plan.parameters.size(),
+                             static_cast<std::size_t>(prepared.statement->parameterCount()));
+  for (std::size_t i = 0; i < used; ++i) {
     prepared.statement->bind(static_cast<int>(i) + 1,
                              parameterValue(prepared.plan.parameters[i], bound));
   }

@@ -172,6 +172,7 @@ SqlValue Translator::unary(const Unary& unary, const Expr& expr, const Scope* sc
 
 SqlValue Translator::concatenation(const SqlValue& left, const SqlValue& right) {
   const auto part = [](const SqlValue& value) {
+    if (value.isNull) return std::string("''");
     return value.isLiteral ? value.sql : "coalesce(" + shownText(value) + ", '')";
   };
   const bool nullable = left.type.nullable && right.type.nullable;

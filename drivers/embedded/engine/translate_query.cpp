@@ -227,6 +227,7 @@ Translator::QueryText Translator::query(const Query& whole, const Scope* outer, 
   if (limit != 0) result.sql += " LIMIT " + std::to_string(limit);
   for (const SqlValue& item : terms.front().items) {
     result.columns.push_back({item.name, item.type});
+    result.nulls.push_back(item.isNull);
   }
   return result;
 }

@@ -195,6 +195,7 @@ Plan Translator::insert(const Insert& statement, const WriteTarget& target) {
     from = " FROM (" + text.sql + ") AS " + alias;
     for (std::size_t i = 0; i < text.columns.size(); ++i) {
       values.push_back({alias + ".r" + std::to_string(i + 1), text.columns[i].type});
+      values.back().isNull = text.nulls[i];
     }
   }
   return insertRows(statement, target, values, from);

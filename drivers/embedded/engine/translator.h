@@ -88,6 +88,7 @@ class Translator {
   struct QueryText {
     std::string sql;
     std::vector<ResultColumn> columns;
+    std::vector<bool> nulls;  // which columns are nothing but the literal null
   };
   struct SelectText {
     std::vector<SqlValue> items;

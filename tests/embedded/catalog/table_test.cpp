@@ -146,6 +146,7 @@ create table b (p int, q int, r int references a, self int null references b (r)
 
 TEST_F(CatalogTest, AlterTableKeepsRows) {
   run("create table t (a int, b varchar(10) null, c int null)");
+  catalog.rowTable(idOf("t"));
   catalog.store().execute(
       withIds("INSERT INTO \"t#t\" VALUES (1, 'x', 5), (2, NULL, NULL)", {"t"}));
   run(R"(alter table t add d int default 9 not null, e char(3) null
@@ -300,6 +301,7 @@ create index i on t (b))");
 
 TEST_F(CatalogTest, UniqueIndexesRefuseDuplicates) {
   run("create table t (a int, b varchar(5), constraint k unique (b, a))\ncreate index i on t (a)");
+  catalog.rowTable(idOf("t"));
   const std::string insert = withIds("INSERT INTO t#t VALUES (1, 'x')", {"t"});
   catalog.store().execute(insert);
   try {

@@ -1,0 +1,152 @@
+// Queries over tables: names, comparisons, joins, grouping, ordering, views, changes.
+
+#include <gtest/gtest.h>
+
+#include "tests/embedded/engine/probe.h"
+
+namespace kelvane::embedded {
+namespace {
+
+constexpr const char* kShop = R"(
+create table customer (id int not null, name varchar(20) not null, town varchar(20) null)
+create table orders (id numeric(6,0) identity, customer int not null, total money null,
+                     placed datetime default getdate() not null)
+go
+insert customer values (1, 'Ann', 'Bonn')
+insert customer (id, name) values (2, 'Bob   ')
+insert into customer select 3, 'Cid', ''
+insert orders (customer, total, placed) values (1, $10.50, '2004-01-05')
+insert orders (customer, total, placed) values (1, 2, '2004-01-06 12:30')
+insert orders (customer, total, placed) values (3, null, '2004-02-01')
+go
+create view spenders (who, spent) as
+select c.name, sum(o.total) from customer c, orders o where c.id = o.customer group by c.name
+go
+create table Customer (id int)
+go
+)";
+
+struct Case {
+  const char* sql;
+  const char* result;
+};
+
+TEST(Query, Results) {
+  Probe probe(kShop);
+  const Case cases[] = {
+      {"select * from customer", "id | name | town\n1 | Ann | Bonn\n2 | Bob | -\n3 | Cid |  \n"},
+      {"select id, 1, name as n, total = 2 from customer where id = 1",
+       "id |  | n | total\n1 | 1 | Ann | 2\n"},
+      {"select count(*) from Customer", "\n0\n"},
+      {"select name from customer where name = 'Bob'", "name\nBob\n"},
+      {"select name from customer where name = 'Bob      '", "name\nBob\n"},
+      {"select name from customer where town = null", "name\nBob\n"},
+      {"select name from customer where town <> null order by 1 desc", "name\nCid\nAnn\n"},
+      {"select name from customer where town != 'Bonn'", "name\nCid\n"},
+      {"declare @t varchar(9) select name from customer where town = @t", "name\nBob\n"},
+      {"select c.name, o.total from customer c, orders o where c.id *= o.customer order by 1, 2",
+       "name | total\nAnn | 2.0000\nAnn | 10.5000\nBob | -\nCid | -\n"},
+      {"select c.name, o.total from customer c, orders o where o.customer =* c.id"
+       " and o.total > 5 order by c.name",
+       "name | total\nAnn | 10.5000\nBob | -\nCid | -\n"},
+      {"select c.name, o.id from customer c left join orders o on c.id = o.customer"
+       " where c.id > 1",
+       "name | id\nBob | -\nCid | 3\n"},
+      {"select customer, count(*), sum(total), avg(total), max(placed) from orders"
+       " group by customer having count(*) > 1",
+       "customer |  |  |  | \n1 | 2 | 12.5000 | 6.2500 | 2004-01-06 12:30:00\n"},
+      {"select name from customer where id in (select customer from orders) order by name",
+       "name\nAnn\nCid\n"},
+      {"select name from customer c where exists"
+       " (select 1 from orders where customer = c.id and total > 3)",
+       "name\nAnn\n"},
+      {"select name from customer where id > all (select customer from orders where customer < 3)",
+       "name\nBob\nCid\n"},
+      {"select name from customer where id = any (select customer from orders) order by 1",
+       "name\nAnn\nCid\n"},
+      {"select (select max(id) from orders where customer = customer.id) from customer order by id",
+       "\n2\n-\n3\n"},
+      {"select distinct town from customer where id < 3 union select 'Bonn  '", "town\n-\nBonn\n"},
+      {"select top 1 name from customer order by name desc", "name\nCid\n"},
+      {"set rowcount 2 select id from customer set rowcount 0", "id\n1\n2\n"},
+      {"select * from spenders order by who", "who | spent\nAnn | 12.5000\nCid | -\n"},
+      {"select s.who from spenders s where s.who = 'Ann  '", "who\nAnn\n"},
+      {"select x.n from (select name n from customer where id = 2) x", "n\nBob\n"},
+      {"select type + name from sysobjects where name = 'customer'", "\nU customer\n"},
+      {"select customer.*, 1 from customer where id = 1",
+       "id | name | town | \n1 | Ann | Bonn | 1\n"},
+      {"declare @all varchar(60) select @all = @all + name + ',' from customer select @all",
+       "\nAnn,Bob,Cid,\n"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(probe.ask(c.sql), c.result) << c.sql;
+}
+
+TEST(Query, Changes) {
+  Probe probe(kShop);
+  const auto after = [&](const std::string& sql) {
+    return probe.rows("set nocount on begin tran " + sql +
+                      " select id, name, town from customer order by id rollback tran");
+  };
+  EXPECT_EQ(after("update customer set town = upper(name) where id < 3"),
+            "1 | Ann | ANN\n2 | Bob | BOB\n3 | Cid |  \n");
+  EXPECT_EQ(after("update customer set c.town = convert(varchar, o.total) from customer c, orders o"
+                  " where c.id = o.customer and o.total > 5"),
+            "1 | Ann | 10.50\n2 | Bob | -\n3 | Cid |  \n");
+  EXPECT_EQ(after("delete customer from customer c, orders o where c.id = o.customer"),
+            "2 | Bob | -\n");
+  EXPECT_EQ(after("delete customer where name like '[AB]%'"), "3 | Cid |  \n");
+  EXPECT_EQ(after("truncate table customer"), "");
+  EXPECT_EQ(after("insert customer select id + 10, reverse(name), null from customer where id = 1"),
+            "1 | Ann | Bonn\n2 | Bob | -\n3 | Cid |  \n11 | nnA | -\n");
+  EXPECT_EQ(after("set identity_insert orders on insert orders (id, customer) values (9, 2)"
+                  " insert customer select customer, 'new', null from orders where id = 9"),
+            "1 | Ann | Bonn\n2 | Bob | -\n2 | new | -\n3 | Cid |  \n");
+  EXPECT_EQ(probe.rows("select count(*) from customer"), "3\n");
+  EXPECT_EQ(probe.ask("select name, t = id * 2 into copied from customer where id < 3 "
+                      "select * from copied order by t"),
+            "name | t\nAnn | 2\nBob | 4\n");
+}
+
+TEST(Query, Refusals) {
+  Probe probe(kShop);
+  const Case cases[] = {
+      {"select * from nowhere",
+       "208: nowhere not found. Specify owner.objectname or use sp_help to check whether the "
+       "object "
+       "exists (sp_help may produce lots of output).\n"},
+      {"select Name from customer", "207: Invalid column name 'Name'.\n"},
+      {"select id from customer, orders", "209: Ambiguous column name id.\n"},
+      {"select name from customer union select 1, 2",
+       "205: All queries in an SQL statement containing set operators must have an equal number of "
+       "expressions in their target lists.\n"},
+      {"insert customer values (1, null, 'x')",
+       "233: The column name in table customer does not allow null values.\n"},
+      {"insert customer (id) values (1)",
+       "233: The column name in table customer does not allow null values.\n"},
+      {"declare @n varchar(5) insert customer values (1, @n, 'x')",
+       "515: Attempt to insert NULL value into column 'name', table 'customer'; column does not "
+       "allow nulls. Update fails.\n"},
+      {"insert customer values (1)",
+       "213: Insert error: column name or number of supplied values does not match table "
+       "definition.\n"},
+      {"insert orders (id, customer) values (7, 1)",
+       "584: Explicit value specified for identity field in table 'orders' when 'SET "
+       "IDENTITY_INSERT' is OFF.\n"},
+      {"select name from customer where id = 'x'",
+       "257: Implicit conversion from datatype 'VARCHAR' to 'INT' is not allowed. Use the CONVERT "
+       "function to run this query.\n"},
+      {"delete sysobjects",
+       "259: Ad hoc updates to system catalogs not enabled. A user with System Security Officer "
+       "(SSO) role must reconfigure system to allow this.\n"},
+      {"select id from customer order by 3",
+       "108: The order by column number 3 is out of range of the number of items in the select "
+       "list.\n"},
+      {"declare @a int select @a = id, name from customer",
+       "141: A SELECT statement that assigns a value to a variable must not be combined with "
+       "data-retrieval operations.\n"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(probe.refusal(c.sql), c.result) << c.sql;
+}
+
+}  // namespace
+}  // namespace kelvane::embedded

@@ -1,0 +1,168 @@
+// Values as the server computes them.
+//
+// Strings and blanks, nulls, numbers, dates, conversions, functions: each a table of expressions
+// and the drawn value.
+
+#include <gtest/gtest.h>
+
+#include "tests/embedded/engine/probe.h"
+
+namespace kelvane::embedded {
+namespace {
+
+struct Case {
+  const char* expression;
+  const char* value;
+};
+
+void expectValues(std::initializer_list<Case> cases) {
+  Probe probe;
+  for (const Case& c : cases) {
+    EXPECT_EQ(probe.rows("select " + std::string(c.expression)), std::string(c.value) + "\n")
+        << c.expression;
+  }
+}
+
+TEST(Value, TextsAndBlanks) {
+  expectValues({
+      {"'it''s'", "it's"},
+      {"\"it's\"", "it's"},
+      {"''", " "},
+      {"'abc' + '' + 'def'", "abc def"},
+      {"null + 'x'", "x"},
+      {"'x' + null", "x"},
+      {"convert(varchar, null) + convert(varchar, null)", "-"},
+      {"convert(varchar(3), 'abcdef')", "abc"},
+      {"convert(char(5), 'ab') + '|'", "ab   |"},
+      {"convert(varchar(10), 'ab   ') + '|'", "ab|"},
+      {"substring('abc', 2, 5)", "bc"},
+      {"substring('abc', 4, 1)", "-"},
+      {"substring(0x0A0B0C, 2, 1)", "0x0b"},
+      {"rtrim('   ')", "-"},
+      {"ltrim(rtrim('  a  ')) + '|'", "a|"},
+      {"space(0)", "-"},
+      {"'[' + space(2) + ']'", "[  ]"},
+      {"replicate('ab', 2)", "abab"},
+      {"right('abc', 2)", "bc"},
+      {"stuff('abcdef', 2, 3, 'X')", "aXef"},
+      {"reverse('abc')", "cba"},
+      {"charindex('c', 'abc')", "3"},
+      {"patindex('%[b-c]%', 'abc')", "2"},
+      {"char_length('abc')", "3"},
+      {"datalength(convert(smallint, 1))", "2"},
+      {"upper('aBc') + lower('aBc')", "ABCabc"},
+      {"str_replace('abcabc', 'b', null)", "acac"},
+      {"str(12.3, 6, 1)", "  12.3"},
+      {"ascii('A')", "65"},
+      {"char(65)", "A"},
+  });
+}
+
+TEST(Value, Numbers) {
+  expectValues({
+      {"7 / 2", "3"},
+      {"-7 / 2", "-3"},
+      {"7 % 3", "1"},
+      {"7 / 2.0", "3.500000"},
+      {"1.5 + 1", "2.5"},
+      {"1.10 * 2", "2.20"},
+      {"6 & 3", "2"},
+      {"6 | 3", "7"},
+      {"6 ^ 3", "5"},
+      {"~5", "-6"},
+      {"1 + 2 * 3 - 4", "3"},
+      {"$4.20", "4.2000"},
+      {"1e3", "1000"},
+      {"round(123.456, 1)", "123.500"},
+      {"abs(-3)", "3"},
+      {"convert(int, 3.9)", "3"},
+      {"convert(int, '12')", "12"},
+      {"convert(numeric(5,1), 12.36)", "12.4"},
+      {"convert(numeric(20,2), '123456789012345678.90')", "123456789012345678.90"},
+      {"convert(tinyint, 0x0C)", "12"},
+      {"convert(bit, 5)", "True"},
+      {"convert(varchar(10), 12)", "12"},
+      {"convert(varchar(10), 1.50)", "1.50"},
+      {"isnull(null, 3)", "3"},
+      {"isnull(convert(varchar(2), null), 'abcd')", "ab"},
+      {"coalesce(null, null, 2)", "2"},
+      {"nullif(1, 1)", "-"},
+  });
+}
+
+TEST(Value, Dates) {
+  expectValues({
+      {"convert(datetime, 'Jan 5 2004 3:04:05PM')", "2004-01-05 15:04:05"},
+      {"convert(datetime, '20040229')", "2004-02-29 00:00:00"},
+      {"convert(smalldatetime, '2004-01-05 15:04:31')", "2004-01-05 15:05:00"},
+      {"convert(varchar(30), convert(datetime, '2004-01-05 15:04:05'))", "Jan  5 2004  3:04PM"},
+      {"convert(varchar(30), convert(datetime, '2004-01-05'), 112)", "20040105"},
+      {"convert(varchar(30), convert(datetime, '2004-01-05'), 3)", "05/01/04"},
+      {"dateadd(mm, 1, '2004-01-31')", "2004-02-29 00:00:00"},
+      {"datediff(dd, '2004-02-28', '2004-03-01')", "2"},
+      {"datepart(dw, '2004-01-05')", "2"},
+      {"datename(month, '2004-01-05')", "January"},
+      {"year('2004-01-05')", "2004"},
+  });
+}
+
+TEST(Value, Cases) {
+  expectValues({
+      {"case 'a' when 'A' then 'Case_Insensitive' else 'Case_Sensitive' end", "Case_Sensitive"},
+      {"case when 'a' = 'a  ' then 1 else 0 end", "1"},
+      {"case when 'abc' like 'a[b-c]%' then 1 else 0 end", "1"},
+      {"case when 'abc' like 'A%' then 1 else 0 end", "0"},
+      {"case when 'a_c' like 'a\\_c' escape '\\' then 1 else 0 end", "1"},
+      {"case when null = null then 1 else 0 end", "1"},
+      {"case when 1 in (2, 1) then 1 end", "1"},
+      {"case when 2 between 1 and 3 and not 1 > 2 then 1 end", "1"},
+      {"case 3 when 1 then 'x' end", "-"},
+      {"case when 1 = 1 then 1 else 2.5 end", "1.0"},
+  });
+}
+
+TEST(Value, SessionFacts) {
+  expectValues({
+      {"user_name()", "dbo"},
+      {"user", "dbo"},
+      {"user_name(0)", "public"},
+      {"user_id('public')", "0"},
+      {"user_id('nobody')", "-"},
+      {"suser_name()", "sa"},
+      {"db_name()", "master"},
+      {"object_name(1)", "sysobjects"},
+      {"object_name(0)", "-"},
+      {"OBJECT_ID('sysobjects')", "1"},
+      {"object_id('nothing')", "-"},
+      {"col_name(1, 1)", "name"},
+      {"col_name(1, 0)", "-"},
+      {"@@ncharsize", "1"},
+      {"@@trancount", "0"},
+  });
+  EXPECT_NE(Probe().rows("select @@version").find("Adaptive Server Enterprise/12.5.4"),
+            std::string::npos);
+}
+
+TEST(Value, Refusals) {
+  Probe probe;
+  const auto refused = [&](const char* expression) {
+    const std::string text = probe.refusal("select " + std::string(expression));
+    return text.substr(0, text.find('\n'));
+  };
+  EXPECT_EQ(refused("'a' + 1"),
+            "257: Implicit conversion from datatype 'VARCHAR' to 'INT' is not allowed. Use the "
+            "CONVERT function to run this query.");
+  EXPECT_EQ(refused("1 / 0"), "3607: Divide by zero occurred.");
+  EXPECT_EQ(refused("2147483647 + 1"), "3606: Arithmetic overflow occurred.");
+  EXPECT_EQ(refused("convert(int, 'x')"),
+            "249: Syntax error during explicit conversion of VARCHAR value 'x' to a INT field.");
+  EXPECT_EQ(refused("@v"), "137: Must declare variable '@v'.");
+  EXPECT_EQ(refused("@@nothing"), "137: Must declare variable '@@nothing'.");
+  EXPECT_EQ(refused("SUSER_SNAME(1)").substr(0, 40), "14216: Function 'SUSER_SNAME' not found.");
+  EXPECT_EQ(refused("a"), "207: Invalid column name 'a'.");
+  EXPECT_EQ(refused("t.a from sysobjects").substr(0, 47),
+            "107: The column prefix 't' does not match with ");
+}
+
+}  // namespace
+}  // namespace kelvane::embedded
