@@ -164,7 +164,7 @@ void BatchRun::selectInto(const SelectStatement& statement) {
     table = temporaryTable(into.name, stored, {}, statement.query->range.line);
   } else {
     const ObjectInfo object = server_.catalog.createTable(into, columns, session_.caller);
-    table = object.sqliteTable;
+    table = server_.catalog.rowTable(object.id);
     server_.schemaChanged();
   }
   rows.plan.sql = "INSERT INTO " + table + " " + rows.plan.sql;
@@ -172,7 +172,11 @@ void BatchRun::selectInto(const SelectStatement& statement) {
 }
 
 void BatchRun::insert(const Insert& statement) {
-  const WriteTarget target = Translator(context()).writeTarget(statement.table);
+  WriteTarget target = Translator(context()).writeTarget(statement.table);
+  if (target.sqliteTable == kNoRows) {
+    target.sqliteTable = server_.catalog.rowTable(target.id);
+    server_.schemaChanged();
+  }
   if (std::holds_alternative<Execute>(statement.source) ||
       std::holds_alternative<ExecuteImmediate>(statement.source)) {
     return insertExecuted(statement, target);
