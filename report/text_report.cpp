@@ -1,6 +1,7 @@
 #include "report/text_report.h"
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <optional>
 #include <ostream>
@@ -152,32 +153,33 @@ std::u16string keyList(std::u16string_view name) {
   return u"(" + showValue(name) + u")";
 }
 
+// What a sub-entity is called, and what its name is.
+enum class NameOf { thing, keys, nothing };
+struct PartWord {
+  Part part;
+  std::u16string_view word;
+  NameOf name = NameOf::thing;
+};
+constexpr auto kPartWords = std::to_array<PartWord>({
+    {Part::column, u"column"},
+    {Part::parameter, u"parameter"},
+    {Part::primaryKey, u"primary key", NameOf::keys},
+    {Part::foreignKey, u"foreign key", NameOf::keys},
+    {Part::reference, u"reference"},
+    {Part::index, u"index"},
+    {Part::trigger, u"trigger"},
+    {Part::data, u"data"},
+    {Part::systemPermission, u"system permissions", NameOf::nothing},
+    {Part::objectPermission, u"permissions on"},
+    {Part::member, u"member"},
+});
+
 std::u16string heading(Part part, std::u16string_view name) {
-  switch (part) {
-    case Part::column:
-      return u"column " + showValue(name);
-    case Part::parameter:
-      return u"parameter " + showValue(name);
-    case Part::primaryKey:
-      return u"primary key " + keyList(name);
-    case Part::foreignKey:
-      return u"foreign key " + keyList(name);
-    case Part::reference:
-      return u"reference " + showValue(name);
-    case Part::index:
-      return u"index " + showValue(name);
-    case Part::trigger:
-      return u"trigger " + showValue(name);
-    case Part::data:
-      return u"data " + showValue(name);
-    case Part::systemPermission:
-      return u"system permissions";
-    case Part::objectPermission:
-      return u"permissions on " + showValue(name);
-    case Part::member:
-      return u"member " + showValue(name);
-  }
-  return showValue(name);
+  const auto& [_, word, nameOf] = *std::ranges::find(kPartWords, part, &PartWord::part);
+  std::u16string text(word);
+  if (nameOf == NameOf::keys) text += u" " + keyList(name);
+  if (nameOf == NameOf::thing) text += u" " + showValue(name);
+  return text;
 }
 
 // An index that only the target has is known by its key list, one of the source by its name.
