@@ -84,6 +84,7 @@ class BatchRun {
   void insert(const tsql::Insert& statement);
   void insertExecuted(const tsql::Insert& statement, const WriteTarget& target);
   void changed(std::int64_t rows);
+  std::string rowTable(int tableId);
   void createTemporary(const tsql::CreateTable& statement);
   std::string temporaryTable(const std::string& name, std::vector<ColumnInfo> columns,
                              std::vector<std::string> defaults, std::uint32_t line);

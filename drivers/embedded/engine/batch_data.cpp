@@ -136,6 +136,12 @@ void BatchRun::assignFrom(const Select& select, Prepared& rows) {
   session_.rowCount = count;
 }
 
+// Queries translated before the table had rows of its own read another one.
+std::string BatchRun::rowTable(int tableId) {
+  server_.schemaChanged();
+  return server_.catalog.rowTable(tableId);
+}
+
 void BatchRun::selectInto(const SelectStatement& statement) {
   const ObjectName& into = statement.query->terms.front().select.into;
   const TranslationContext made = context();
@@ -164,18 +170,17 @@ void BatchRun::selectInto(const SelectStatement& statement) {
     table = temporaryTable(into.name, stored, {}, statement.query->range.line);
   } else {
     const ObjectInfo object = server_.catalog.createTable(into, columns, session_.caller);
-    table = server_.catalog.rowTable(object.id);
-    server_.schemaChanged();
+    table = rowTable(object.id);
   }
   rows.plan.sql = "INSERT INTO " + table + " " + rows.plan.sql;
   changed(execute(rows));
 }
 
 void BatchRun::insert(const Insert& statement) {
-  WriteTarget target = Translator(context()).writeTarget(statement.table);
-  if (target.sqliteTable == kNoRows) {
-    target.sqliteTable = server_.catalog.rowTable(target.id);
-    server_.schemaChanged();
+  const TranslationContext made = context();
+  WriteTarget target = Translator(made).writeTarget(statement.table);
+  if (!target.isTemporary() && target.sqliteTable == kNoRows) {
+    target.sqliteTable = rowTable(target.id);
   }
   if (std::holds_alternative<Execute>(statement.source) ||
       std::holds_alternative<ExecuteImmediate>(statement.source)) {

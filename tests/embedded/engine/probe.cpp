@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+#include <sstream>
+
 #include "model/text.h"
 
 namespace kelvane::embedded {
@@ -56,6 +59,15 @@ std::string Probe::rows(std::string_view sql) {
   const std::string text = ask(sql);
   return text.starts_with("error ") || text == "(closed)\n" ? text
                                                             : text.substr(text.find('\n') + 1);
+}
+
+std::string Probe::sortedRows(std::string_view sql) {
+  std::istringstream text(rows(sql));
+  std::multiset<std::string> lines;
+  for (std::string line; std::getline(text, line);) lines.insert(line + '\n');
+  std::string sorted;
+  for (const std::string& line : lines) sorted += line;
+  return sorted;
 }
 
 std::string Probe::refusal(std::string_view sql) {

@@ -20,6 +20,8 @@ class Probe {
   std::string ask(std::string_view sql, const ado::OpenMode& mode = ado::kClientCursor);
   /// The rows alone.
   std::string rows(std::string_view sql);
+  /// The rows in the order of their texts.
+  std::string sortedRows(std::string_view sql);
   /// Number and text of the error that the batch ends in.
   std::string refusal(std::string_view sql);
 
