@@ -51,6 +51,8 @@ struct ObjectInfo {
   std::string type;  ///< without padding: `U`, `S`, `V`, `P`, `TR`, `D`, `R`, `RI`, ...
   std::string name;
   std::string sqliteTable;  ///< where to read rows; empty unless it is a table (`U`, `S`)
+
+  bool operator==(const ObjectInfo&) const = default;
 };
 
 struct ColumnInfo {

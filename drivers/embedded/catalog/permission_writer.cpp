@@ -39,16 +39,24 @@ struct Action {
 };
 
 constexpr Action kCommands[] = {
-    {"create table", 198, true},    {"create view", 207, true},    {"create procedure", 222, true},
-    {"create default", 233, true},  {"create rule", 236, true},    {"create database", 203, false},
-    {"create trigger", 221, false}, {"dump database", 228, false}, {"dump transaction", 235, false},
+    {"create table", 198, true},
+    {"create view", 207, true},
+    {"create procedure", 222, true},
+    {"create default", 233, true},
+    {"create rule", 236, true},
+    {"create database", 203, false},
+    {"create trigger", 221, false},
+    {"dump database", 228, false},
+    {"dump transaction", 235, false},
     {"set proxy", 167, false},
+    {"create encryption key", 353, false},
 };
 
 /// On a table as well, but never part of `all`.
 constexpr Action kTableCommands[] = {{"delete statistics", 282, false},
                                      {"truncate table", 320, false},
-                                     {"update statistics", 326, false}};
+                                     {"update statistics", 326, false},
+                                     {"transfer table", 368, false}};
 
 struct Spelling {
   std::string_view written;

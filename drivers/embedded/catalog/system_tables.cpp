@@ -25,7 +25,9 @@ constexpr Layout kLayouts[] = {
      "name sysname, id int, uid int, type char(2), userstat smallint, sysstat smallint, "
      "indexdel smallint, schemacnt smallint, sysstat2 int, crdate datetime, expdate datetime, "
      "deltrig int, instrig int, updtrig int, seltrig int, ckfirst int, cache smallint, "
-     "audflags int null, objspare int, versionts binary(6) null, loginame varchar(30) null"},
+     "audflags int null, objspare int, versionts binary(6) null, loginame varchar(30) null, "
+     "identburnmax numeric(38) null, spacestate smallint null, erlchgts binary(8) null, "
+     "sysstat3 int null, lobcomp_lvl tinyint null"},
     {2, "sysindexes",
      "name sysname, id int, indid smallint, doampg int, ioampg int, oampgtrips int, "
      "status2 smallint, ipgtrips int, first int, root int, distribution int, usagecnt smallint, "
@@ -82,7 +84,38 @@ constexpr Layout kLayouts[] = {
      "pmrydbname varchar(30) null"},
     {17, "sysconstraints",
      "colid smallint, constrid int, tableid int, error int, status int, spare2 int"},
-    {18, "sysroles", "id int, lrid int, type smallint, status int"},
+    {18, "systhresholds",
+     "segment smallint, free_space int, status smallint, proc_name varchar(255), suid int null, "
+     "currauth varbinary(255) null"},
+    {19, "sysroles", "id int, lrid int, type smallint, status int"},
+    {21, "sysattributes",
+     "class smallint, attribute smallint, object_type char(2) null, object_cinfo varchar(255) "
+     "null, "
+     "object int null, object_info1 int null, object_info2 int null, object_info3 int null, "
+     "int_value int null, char_value varchar(768) null, text_value text null, "
+     "image_value image null, comments varchar(255) null"},
+    {22, "sysslices",
+     "state smallint, id int, partitionid int, firstpage int, controlpage int, spare binary(32)"},
+    {23, "systabstats",
+     "id int, indid smallint, activestatid int, indexheight smallint, leafcnt int, pagecnt int, "
+     "rowcnt float, forwrowcnt float, delrowcnt float, dpagecrcnt float, ipagecrcnt float, "
+     "drowcrcnt float, statmoddate datetime null"},
+    {24, "sysstatistics",
+     "statid smallint, id int, sequence int, moddate datetime, formatid tinyint, usedcount "
+     "tinyint, "
+     "colidarray varbinary(100)"},
+    {25, "sysxtypes",
+     "xtid int, xtstatus int, xtmetatype int, xtcontainer int, xtname varchar(255) null, "
+     "xtsource text null, xtbinaryinrow varbinary(255) null, xtbinaryoffrow image null"},
+    {26, "sysjars", "jid int, jstatus int, jname varchar(255) null, jbinary image null"},
+    {27, "sysqueryplans",
+     "uid int, gid int, hashkey int, id int, type smallint, sequence smallint, "
+     "status int null, text varchar(255) null"},
+    {28, "syspartitions",
+     "name varchar(255), indid smallint, id int, partitionid int, segment smallint, status int, "
+     "datoampage int, indoampage int, firstpage int, rootpage int, data_partitionid int, "
+     "crdate datetime, cdataptnname varchar(255) null"},
+    {29, "syspartitionkeys", "indid smallint, id int, colid smallint, position smallint"},
     {kFirstMasterId, "spt_values",
      "name varchar(35) null, number int, type char(2), ansi_w int null, low int null, "
      "high int null, msgnum int null"},
@@ -148,7 +181,8 @@ constexpr std::string_view kFixedRows =
     " ('Create Procedure', 222, 'T'), ('Execute', 224, 'T'), ('Dump Database', 228, 'T'),"
     " ('Create Default', 233, 'T'), ('Dump Transaction', 235, 'T'), ('Create Rule', 236, 'T'),"
     " ('Delete Statistics', 282, 'T'), ('Truncate Table', 320, 'T'),"
-    " ('Update Statistics', 326, 'T'),"
+    " ('Update Statistics', 326, 'T'), ('Create Encryption Key', 353, 'T'),"
+    " ('Transfer Table', 368, 'T'),"
     " ('ignore duplicate keys', 1, 'I'), ('unique', 2, 'I'), ('ignore duplicate rows', 4, 'I'),"
     " ('allow duplicate rows', 64, 'I');"
     "WITH RECURSIVE bits(n) AS (SELECT 0 UNION ALL SELECT n + 1 FROM bits WHERE n < 1023)"

@@ -91,6 +91,7 @@ constexpr auto kFunctions = std::to_array<FunctionRule>({
      "(SELECT l.name FROM sysusers u JOIN syslogins l ON l.suid = u.suid WHERE u.uid = $uid)",
      false},
     {"suser_name", "i", R::Name, "(SELECT name FROM syslogins WHERE suid = $1)"},
+    {"syb_quit", "", R::Int, "quit_session()", false},
     {"system_user", "", R::Name,
      "(SELECT l.name FROM sysusers u JOIN syslogins l ON l.suid = u.suid WHERE u.uid = $uid)",
      false},
@@ -110,6 +111,20 @@ constexpr auto kFunctions = std::to_array<FunctionRule>({
 static_assert(std::ranges::is_sorted(kFunctions, {}, &FunctionRule::name));
 
 }  // namespace
+
+std::string lowered(std::string_view name) {
+  std::string result(name);
+  std::ranges::transform(result, result.begin(), [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  });
+  return result;
+}
+
+bool isAggregateName(std::string_view name) {
+  static constexpr std::array<std::string_view, 5> kAggregates = {"avg", "count", "max", "min",
+                                                                  "sum"};
+  return std::ranges::binary_search(kAggregates, lowered(name));
+}
 
 const FunctionRule* findFunction(std::string_view name, std::size_t argumentCount) {
   const auto same = std::ranges::equal_range(kFunctions, name, {}, &FunctionRule::name);

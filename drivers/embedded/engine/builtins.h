@@ -3,6 +3,7 @@
 // A constant table.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "drivers/embedded/catalog/types.h"
@@ -35,8 +36,13 @@ struct FunctionRule {
   bool nullable = true;
 };
 
+/// ASCII letters in lower case, as names of functions are compared.
+std::string lowered(std::string_view name);
+
 /// The rule of a function (lower-case name) with so many arguments; null when there is none.
 const FunctionRule* findFunction(std::string_view name, std::size_t argumentCount);
+/// count, sum, avg, min, max, in any letter case.
+bool isAggregateName(std::string_view name);
 /// Whether there is such a function with any number of arguments.
 bool isFunction(std::string_view name);
 

@@ -27,6 +27,9 @@ Row rowOf(const Statement& statement) {
 Session::Session(Server& server) : server(server), number_(server.nextSession()) {}
 
 Session::~Session() {
+  // What a rollback takes away needs no dropping.
+  transaction.reset();
+  forgetLostTemporaries();
   while (!temporaries.empty()) dropTemporary(temporaries.begin()->first);
 }
 

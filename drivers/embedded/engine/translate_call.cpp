@@ -17,13 +17,6 @@ namespace {
 
 constexpr int kWidest = 16384;
 
-std::string lowered(std::string name) {
-  std::transform(name.begin(), name.end(), name.begin(), [](char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  });
-  return name;
-}
-
 ServerError wrongCount(const std::string& name, std::uint32_t line) {
   return ServerError(174, 15, 1, "The function '" + name + "' has a wrong number of arguments.",
                      line);
@@ -207,8 +200,6 @@ SqlValue Translator::aggregate(const std::string& name, const Call& call, const 
 }
 
 SqlValue Translator::call(const Call& call, const Expr& expr, const Scope* scope) {
-  static constexpr std::array<std::string_view, 5> kAggregates = {"count", "sum", "avg", "min",
-                                                                  "max"};
   static constexpr std::array<std::string_view, 4> kDateParts = {"dateadd", "datediff", "datename",
                                                                  "datepart"};
   const std::uint32_t line = expr.range.line;
@@ -216,7 +207,7 @@ SqlValue Translator::call(const Call& call, const Expr& expr, const Scope* scope
   if (!call.function.owner.empty() || !call.function.database.empty()) {
     throw unknownFunction(call.function.name, line);
   }
-  if (std::ranges::count(kAggregates, name) != 0) return aggregate(name, call, expr, scope);
+  if (isAggregateName(name)) return aggregate(name, call, expr, scope);
   if (std::ranges::count(kDateParts, name) != 0) return datePartCall(name, call, expr, scope);
   std::vector<SqlValue> arguments;
   const bool special = name == "isnull" || name == "coalesce" || name == "nullif";

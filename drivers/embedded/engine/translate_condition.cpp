@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
@@ -122,10 +123,7 @@ std::optional<std::string> Translator::keyLookup(const Expr& expr, const Scope* 
   if (call == nullptr || call->arguments.size() != 1 || !call->function.owner.empty()) {
     return std::nullopt;
   }
-  std::string name = call->function.name;
-  std::transform(name.begin(), name.end(), name.begin(), [](char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  });
+  const std::string name = lowered(call->function.name);
   for (const NameFunction& function : kNameFunctions) {
     if (function.name != name) continue;
     const SqlValue key = value(*call->arguments[0], scope);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
@@ -12,12 +13,9 @@ using namespace tsql;
 
 namespace {
 
-constexpr std::string_view kAggregates[] = {"count", "sum", "avg", "min", "max"};
-
 bool isAggregate(const Expr& expr) {
   const auto* call = as<Call>(expr);
-  return call != nullptr && std::find(std::begin(kAggregates), std::end(kAggregates),
-                                      call->function.name) != std::end(kAggregates);
+  return call != nullptr && isAggregateName(call->function.name);
 }
 
 bool aggregates(const Select& select) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
@@ -48,10 +49,7 @@ ServerError nullRefused(const ColumnInfo& column, const WriteTarget& target, std
 
 ExprPtr defaultExpression(const std::string& text) {
   const auto word = text.find_first_not_of(" \t\r\n");
-  std::string head = word == std::string::npos ? "" : text.substr(word, 7);
-  std::transform(head.begin(), head.end(), head.begin(), [](char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  });
+  const std::string head = word == std::string::npos ? "" : lowered(text.substr(word, 7));
   if (head == "default") return parseExpression(std::string_view(text).substr(word + 7));
   StatementList batch = parseBatch(text);
   auto* create = batch.empty() ? nullptr : std::get_if<CreateDefault>(&batch.front()->node);
