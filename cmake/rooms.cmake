@@ -7,6 +7,10 @@ function(kelvane_target_defaults target scope)
   if(NOT scope STREQUAL "INTERFACE")
     set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wconversion -Werror)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+      # Reported falsely for assignments to std::string at -O2 and above (GCC bug 105651).
+      target_compile_options(${target} PRIVATE -Wno-restrict)
+    endif()
     if(KELVANE_SANITIZE)
       target_compile_options(${target} PRIVATE -fsanitize=address,undefined -fno-sanitize-recover=all
                                                -fno-omit-frame-pointer)

@@ -26,4 +26,10 @@ void cCompareSchema::IsSchemaCaseSensitive(Boolean value) {
   collector_->IsSchemaCaseSensitive(value);
 }
 
+std::u16string cCompareSchema::NbspIndent(std::int32_t count) {
+  std::u16string indent;
+  for (; count > 0; --count) indent += u"&nbsp;";
+  return indent;
+}
+
 }  // namespace kelvane

@@ -62,6 +62,10 @@ class cCompareSchema {
   Boolean IsSchemaCaseSensitive() const { return isSchemaCaseSensitive_; }
   void IsSchemaCaseSensitive(Boolean value);
 
+ protected:
+  // `count` non-breaking spaces as HTML writes them.
+  static std::u16string NbspIndent(std::int32_t count);
+
  private:
   std::shared_ptr<cCompareDiff> collector_;
   std::u16string lastError_;

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <type_traits>
 
 #include "compare/compare_schema.h"
 #include "compare/first_matches.h"
@@ -90,7 +91,7 @@ class Comparison {
   void compareDetails(const Group& source, const Group& target);
   void compareDetails(const User& source, const User& target);
 
-  template <const auto& kOptions, const auto& kColumns, const auto& kAttributes, class Object>
+  template <const auto& kKind, const auto& kColumns, const auto& kAttributes, class Object>
   void compareCode(const Object& source, const Object& target);
 
   // Sub-entities of one kind: those on one side only are reported, those on both are handed to

@@ -1,7 +1,6 @@
 #include "diff/compare_diff.h"
 
 #include <algorithm>
-#include <span>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -124,7 +123,8 @@ void cCompareDiff::Add(std::u16string_view /*Entity*/, std::u16string_view SubEn
   diff.DataOnSource = DataOnSource.text();
   diff.DataOnTarget = DataOnTarget.text();
 
-  std::size_t kindNumber = 0;
+  static_assert(std::tuple_size_v<decltype(kKinds)> == kKindCount);
+  std::uint64_t kindNumber = 0;
   const auto addIfKind = [&](const auto& kind) {
     if (!isWord(types.front(), kind.word)) {
       ++kindNumber;
@@ -139,8 +139,8 @@ void cCompareDiff::Add(std::u16string_view /*Entity*/, std::u16string_view SubEn
 }
 
 template <template <class> class Kind, class EntityRecord>
-void cCompareDiff::addTo(const Kind<EntityRecord>& kind, std::size_t kindNumber, const Path& types,
-                         const Path& names, typeDiff&& diff) {
+void cCompareDiff::addTo(const Kind<EntityRecord>& kind, std::uint64_t kindNumber,
+                         const Path& types, const Path& names, typeDiff&& diff) {
   const std::int32_t at = findOrCreate(kind, kindNumber, names.front());
   Array<EntityRecord>& entities = result_.*kind.entities;
   const auto record = [&diff](auto& entity) {
@@ -157,9 +157,9 @@ void cCompareDiff::addTo(const Kind<EntityRecord>& kind, std::size_t kindNumber,
   if (route == routes.end()) return;
 
   const std::u16string_view name = names[1];
-  const auto arrayNumber = (kindNumber * 8 + static_cast<std::size_t>(route - routes.begin()))
-                               << 32 |
-                           static_cast<std::uint32_t>(at);
+  const auto routeNumber = static_cast<std::uint64_t>(route - routes.begin());
+  const std::uint64_t arrayNumber =
+      kindNumber << 40 | routeNumber << 32 | static_cast<std::uint32_t>(at);
   std::int32_t position =
       findSubEntity(std::as_const(entities)[at].*route->entities, name, arrayNumber);
   entities.edit(at, [&](EntityRecord& entity) {
@@ -175,7 +175,7 @@ void cCompareDiff::addTo(const Kind<EntityRecord>& kind, std::size_t kindNumber,
 }
 
 template <template <class> class Kind, class EntityRecord>
-std::int32_t cCompareDiff::findOrCreate(const Kind<EntityRecord>& kind, std::size_t kindNumber,
+std::int32_t cCompareDiff::findOrCreate(const Kind<EntityRecord>& kind, std::uint64_t kindNumber,
                                         std::u16string_view name) {
   std::u16string fullName(name);
   if (kind.key == KeyedBy::ownerAndName) fullName.insert(0, u".").insert(0, owner_);

@@ -60,10 +60,10 @@ class cCompareDiff {
   using Path = std::vector<std::u16string_view>;
 
   template <template <class> class Kind, class EntityRecord>
-  void addTo(const Kind<EntityRecord>& kind, std::size_t kindNumber, const Path& types,
+  void addTo(const Kind<EntityRecord>& kind, std::uint64_t kindNumber, const Path& types,
              const Path& names, typeDiff&& diff);
   template <template <class> class Kind, class EntityRecord>
-  std::int32_t findOrCreate(const Kind<EntityRecord>& kind, std::size_t kindNumber,
+  std::int32_t findOrCreate(const Kind<EntityRecord>& kind, std::uint64_t kindNumber,
                             std::u16string_view name);
   std::int32_t findSubEntity(const Array<diffEntity>& entities, std::u16string_view name,
                              std::uint64_t arrayNumber);

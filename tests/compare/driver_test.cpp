@@ -109,18 +109,25 @@ TEST(DriverTest, EveryCompareAddsToTheOneCollector) {
   const auto collector = engine.cCompareDifference();
   EXPECT_EQ(collector->IsSchemaCaseSensitive(), True);
   engine.CompareOptions = allOptions();
-  engine.Compare(withTables({{u"dbo", u"a"}}), withTables({{u"x", u"b"}}));
-  EXPECT_EQ(collector->Entity(), u"b");
-  EXPECT_EQ(collector->Owner(), u"x");
+  engine.Compare(withTables({{u"dbo", u"a"}}), withTables({{u"x", u"b"}, {u"dbo", u"a"}}));
+  EXPECT_EQ(collector->Entity(), u"a");  // the last that was visited
+  EXPECT_EQ(collector->Owner(), u"dbo");
   engine.IsSchemaCaseSensitive(False);
   EXPECT_EQ(collector->IsSchemaCaseSensitive(), False);
   engine.Cancel();
-  engine.Compare(withTables({{u"DBO", u"A"}}), Schema{});
+  engine.Compare(withTables({{u"X", u"B"}}), Schema{});
   EXPECT_EQ(engine.cCompareDifference(), collector);
   EXPECT_THAT(lines(engine.Results()),
-              ElementsAre("Table dbo.a: is on source only", "Table dbo.a: is on source only",
-                          "Table x.b: is on target only"));
+              ElementsAre("Table x.b: is on target only", "Table x.b: is on source only"));
   EXPECT_TRUE(engine.GetArrayOfDifferences().empty());
+}
+
+TEST(DriverTest, IndentsWithNonBreakingSpaces) {
+  struct Engine : cCompareSchema {
+    using cCompareSchema::NbspIndent;
+  };
+  EXPECT_EQ(Engine::NbspIndent(2), u"&nbsp;&nbsp;");
+  EXPECT_EQ(Engine::NbspIndent(-1), u"");
 }
 
 // A host that starts another comparison on the same engine while a message is shown.

@@ -7,57 +7,51 @@
 namespace kelvane::test {
 namespace {
 
-class LineWriter {
- public:
+// Where an entity keeps the sub-entities of one kind.
+template <class Entity>
+struct Part {
+  const char* word;
+  Array<diffEntity> Entity::*entities;
+  std::int32_t Entity::*count;
+};
+
+struct LineWriter {
   std::vector<std::string> lines;
 
-  template <class Entity, class... Parts>
-  void write(const char* kind, const Array<Entity>& entities, std::int32_t count, Parts... parts) {
+  template <class Entity>
+  void write(const char* kind, const Array<Entity>& entities, std::int32_t count,
+             std::initializer_list<Part<Entity>> parts) {
     EXPECT_EQ(entities.count(), count) << kind;
     for (const Entity& entity : entities) {
       const std::string path = std::string(kind) + " " + toUtf8(entity.FullName);
-      writeDiffs(path, entity.Diff, entity.DiffCount);
-      (writePart(path, parts(entity)), ...);
+      writeDiffs(path, entity);
+      for (const Part<Entity>& part : parts) {
+        EXPECT_EQ((entity.*part.entities).count(), entity.*part.count) << path << part.word;
+        for (const diffEntity& below : entity.*part.entities)
+          writeDiffs(path + " " + part.word + " " + toUtf8(below.Name), below);
+      }
     }
   }
 
- private:
-  struct Part {
-    const char* word;
-    const Array<diffEntity>& entities;
-    std::int32_t count;
-  };
-  void writePart(const std::string& path, auto&& part) {
-    const auto& [word, entities, count] = part;
-    EXPECT_EQ(entities.count(), count) << path << word;
-    for (const diffEntity& entity : entities)
-      writeDiffs(path + " " + word + " " + toUtf8(entity.Name), entity.Diff, entity.DiffCount);
-  }
-  void writeDiffs(const std::string& path, const Array<typeDiff>& diffs, std::int32_t count) {
-    EXPECT_EQ(diffs.count(), count) << path;
-    for (const typeDiff& diff : diffs) {
+  void writeDiffs(const std::string& path, const auto& entity) {
+    EXPECT_EQ(entity.Diff.count(), entity.DiffCount) << path;
+    for (const typeDiff& diff : entity.Diff) {
       EXPECT_EQ(diff.EntityTreeType + diff.EntityTreeDef, u"");
-      std::string line = path + ": " + toUtf8(diff.SubEntityType);
-      if (!diff.SubEntityType.empty()) line += " ";
+      const std::string label =
+          toUtf8(diff.SubEntityType) + (diff.SubEntityType.empty() ? "" : " ");
+      const std::string data =
+          "[" + toUtf8(diff.DataOnSource) + "] [" + toUtf8(diff.DataOnTarget) + "]";
       if (diff.DiffType == diff_Different) {
         EXPECT_EQ(diff.Location, location_Source);
-        line += "[" + toUtf8(diff.DataOnSource) + "] [" + toUtf8(diff.DataOnTarget) + "]";
+        lines.push_back(path + ": " + label + data);
       } else {
-        EXPECT_EQ(diff.DataOnSource + diff.DataOnTarget, u"");
-        line += diff.Location == location_Source ? "is on source only" : "is on target only";
+        EXPECT_EQ(data, "[] []");
+        lines.push_back(path + ": " + label + "is on " +
+                        (diff.Location == location_Source ? "source only" : "target only"));
       }
-      lines.push_back(line);
     }
   }
 };
-
-template <class Entity>
-auto part(const char* word, Array<diffEntity> Entity::*entities, std::int32_t Entity::*count) {
-  return [=](const Entity& entity) {
-    return std::tuple<const char*, const Array<diffEntity>&, std::int32_t>(word, entity.*entities,
-                                                                           entity.*count);
-  };
-}
 
 }  // namespace
 
@@ -73,17 +67,11 @@ std::shared_ptr<cComparisonOptions> allOptions() {
 }
 
 Schema sample() {
-  Table table{.Name = u"orders",
-              .Owner = u"dbo",
-              .FullName = u"dbo.orders",
-              .Columns = {},
-              .PrimaryKey = {},
-              .ForeignKey = {},
-              .References = {},
-              .Indexes = {},
-              .Triggers = {},
-              .Miscallaneous = {10, 80},
-              .RsData = {}};
+  Table table;
+  table.Name = u"orders";
+  table.Owner = u"dbo";
+  table.FullName = u"dbo.orders";
+  table.Miscallaneous = {10, 80};
   table.Columns = {{u"id", u"int", 4, 10, 0, False, u"", 1},
                    {u"total", u"numeric", 9, 18, 2, True, u"0", 2}};
   table.PrimaryKey = {{u"pk_orders", u"id", u"Clustered"}};
@@ -95,18 +83,11 @@ Schema sample() {
   const Array<Column> parameters = {{u"@id", u"int", 4, 10, 0, False, u"", 1}};
   Permission granted;
   granted.Create_Table = True;
-  granted.PermissionEntities.append({.EntityName = u"orders",
-                                     .EntityOwner = u"dbo",
-                                     .Grantor = u"dbo",
-                                     .Insert = True,
-                                     .Update = False,
-                                     .Delete = False,
-                                     .References = False,
-                                     .Select = True,
-                                     .Execute = False,
-                                     .index = False,
-                                     .Alter = False,
-                                     .Control = False});
+  PermissionEntity onOrders;
+  onOrders.EntityName = u"orders";
+  onOrders.EntityOwner = u"dbo";
+  onOrders.Insert = onOrders.Select = True;
+  granted.PermissionEntities.append(onOrders);
   Schema schema;
   schema.Tables = {table};
   schema.Views = {
@@ -132,31 +113,32 @@ diffSchema differences(const Schema& source, const Schema& target,
 }
 
 std::vector<std::string> lines(const diffSchema& result) {
+  using T = diffTable;
+  using U = diffUser;
+  using G = diffGroup;
   LineWriter writer;
   writer.write("Table", result.Tables, result.TableCount,
-               part("Columns", &diffTable::Columns, &diffTable::ColumnCount),
-               part("PrimaryKey", &diffTable::PrimaryKey, &diffTable::PrimaryKeyCount),
-               part("ForeignKey", &diffTable::ForeignKey, &diffTable::ForeignKeyCount),
-               part("References", &diffTable::References, &diffTable::ReferenceCount),
-               part("Indexes", &diffTable::Indexes, &diffTable::IndexCount),
-               part("Triggers", &diffTable::Triggers, &diffTable::TriggerCount),
-               part("RsData", &diffTable::RsData, &diffTable::DataCount));
+               {{"Columns", &T::Columns, &T::ColumnCount},
+                {"PrimaryKey", &T::PrimaryKey, &T::PrimaryKeyCount},
+                {"ForeignKey", &T::ForeignKey, &T::ForeignKeyCount},
+                {"References", &T::References, &T::ReferenceCount},
+                {"Indexes", &T::Indexes, &T::IndexCount},
+                {"Triggers", &T::Triggers, &T::TriggerCount},
+                {"RsData", &T::RsData, &T::DataCount}});
   writer.write("View", result.Views, result.ViewCount,
-               part("Columns", &diffView::Columns, &diffView::ColumnCount));
+               {{"Columns", &diffView::Columns, &diffView::ColumnCount}});
   writer.write("StoredProc", result.StoredProcs, result.StoredProcCount,
-               part("Columns", &diffStoredProc::Columns, &diffStoredProc::ColumnCount));
+               {{"Columns", &diffStoredProc::Columns, &diffStoredProc::ColumnCount}});
   writer.write("Function", result.Functions, result.FunctionCount,
-               part("Columns", &diffFunction::Columns, &diffFunction::ColumnCount));
-  writer.write(
-      "User", result.Users, result.UserCount,
-      part("SystemPermissions", &diffUser::SystemPermissions, &diffUser::SystemPermissionCount),
-      part("ObjectPermissions", &diffUser::ObjectPermissions, &diffUser::ObjectPermissionCount));
-  writer.write(
-      "Role", result.Groups, result.GroupCount,
-      part("SystemPermissions", &diffGroup::SystemPermissions, &diffGroup::SystemPermissionCount),
-      part("ObjectPermissions", &diffGroup::ObjectPermissions, &diffGroup::ObjectPermissionCount),
-      part("Users", &diffGroup::Users, &diffGroup::UserCount));
-  writer.write("UDDT", result.UDDTs, result.UDDTCount);
+               {{"Columns", &diffFunction::Columns, &diffFunction::ColumnCount}});
+  writer.write("User", result.Users, result.UserCount,
+               {{"SystemPermissions", &U::SystemPermissions, &U::SystemPermissionCount},
+                {"ObjectPermissions", &U::ObjectPermissions, &U::ObjectPermissionCount}});
+  writer.write("Role", result.Groups, result.GroupCount,
+               {{"SystemPermissions", &G::SystemPermissions, &G::SystemPermissionCount},
+                {"ObjectPermissions", &G::ObjectPermissions, &G::ObjectPermissionCount},
+                {"Users", &G::Users, &G::UserCount}});
+  writer.write("UDDT", result.UDDTs, result.UDDTCount, {});
   return writer.lines;
 }
 

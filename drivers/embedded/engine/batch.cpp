@@ -17,8 +17,8 @@ namespace {
 constexpr std::array kStatementErrors = {515, 546, 547, 548, 2601, 2615, 3604, 3701, 3718};
 
 // What the server says when the thing to remove, or the table it belongs to, is not there.
-constexpr std::array kMissing = {208,  3701, 3703,  3718,  3727,  3728,  4902,  4924,
-                                 8561, 911,  10331, 17461, 17481, 17502, 17715, 17716};
+constexpr std::array kMissing = {208,   911,   3701,  3718,  3728,  4604, 4924,
+                                 17333, 17334, 17461, 17500, 17523, 17550};
 
 bool removesOnly(const tsql::Statement& statement) {
   return std::visit(Overloaded{
@@ -150,7 +150,8 @@ BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
   return Flow::Next;
 }
 
-// Tells the client, and ends the batch unless the error is one of a statement alone.
+// Tells the client, and ends the batch unless the error is one of a statement alone: what comes
+// after a removal that found nothing must still happen.
 void BatchRun::report(const tsql::Statement& statement, const ServerError& error) {
   session_.lastError = error.number;
   session_.rowCount = 0;
@@ -158,7 +159,8 @@ void BatchRun::report(const tsql::Statement& statement, const ServerError& error
                 error.line == 0 ? statement.range.line : error.line};
   notice.alreadyGone = isAlreadyGone(statement, error);
   outcome_.notice(notice);
-  if (std::ranges::count(kStatementErrors, error.number) == 0) throw BatchEnded{};
+  const bool goesOn = notice.alreadyGone || std::ranges::count(kStatementErrors, error.number) != 0;
+  if (!goesOn) throw BatchEnded{};
 }
 
 BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {

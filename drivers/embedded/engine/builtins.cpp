@@ -91,6 +91,7 @@ constexpr auto kFunctions = std::to_array<FunctionRule>({
      "(SELECT l.name FROM sysusers u JOIN syslogins l ON l.suid = u.suid WHERE u.uid = $uid)",
      false},
     {"suser_name", "i", R::Name, "(SELECT name FROM syslogins WHERE suid = $1)"},
+    {"syb_quit", "", R::Int, "quit_session()", false},
     {"system_user", "", R::Name,
      "(SELECT l.name FROM sysusers u JOIN syslogins l ON l.suid = u.suid WHERE u.uid = $uid)",
      false},

@@ -1,7 +1,6 @@
 #include "tests/embedded/engine/probe.h"
 
 #include <gtest/gtest.h>
-
 #include <set>
 #include <sstream>
 

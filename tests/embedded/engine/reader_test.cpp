@@ -152,6 +152,25 @@ TEST_F(Reader, Triggers) {
   EXPECT_EQ(probe.ask("select count(*) from dbo.shelf"), "\n1\n");
 }
 
+TEST_F(Reader, SystemProcedures) {
+  const std::string columns = probe.ask("exec sp_columns shelf,dbo");
+  EXPECT_NE(columns.find("shelf | label"), std::string::npos) << columns;
+  EXPECT_EQ(probe.ask("exec sp_columns nothing,dbo").find('\n'), columns.find('\n'));
+  EXPECT_NE(probe.ask("exec sp_sproc_columns add_book,dbo").find("@isbn"), std::string::npos);
+  EXPECT_EQ(probe.ask("exec sp_helptext 'dbo.cheap'"),
+            "# Lines of Text\n1\ntext\n"
+            "create view cheap as select isbn, price from book where price < 10\n\n");
+  const std::string indexes = probe.ask("exec sp_helpindex 'dbo.book'");
+  EXPECT_NE(indexes.find("\nix_title | nonclustered located on default |  title |"),
+            std::string::npos)
+      << indexes;
+  EXPECT_EQ(probe.ask("exec sp_helptext 'dbo.nothing'"),
+            "error 17461: Object does not exist in this database.\n");
+  EXPECT_EQ(probe.refusal("sp_helpdbfixedrole").substr(0, 5), "2812:");
+  EXPECT_EQ(probe.refusal("exec sp_columns order,dbo"),
+            "156: Incorrect syntax near the keyword 'order'.\n");
+}
+
 TEST_F(Reader, Permissions) {
   EXPECT_EQ(probe.ask(systemPermissionQuery("ann")),
             "protecttype |  | \n1 | CREATE TABLE | dbo\n1 | CREATE VIEW | dbo\n");

@@ -1,0 +1,143 @@
+// Loading scripts: what is an error, what a note, and where it is said to be.
+
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+
+#include "tests/embedded/engine/probe.h"
+
+namespace kelvane::embedded {
+namespace {
+
+std::string drawn(const LoadReport& report) {
+  std::string text;
+  for (const ScriptNote& error : report.errors) text += "error " + error.describe() + '\n';
+  for (const ScriptNote& note : report.notes) {
+    text += "note " + std::to_string(note.line) + ' ' + std::to_string(note.number) + '\n';
+  }
+  return text;
+}
+
+std::string loaded(std::string_view script, LoadOptions options = {}) {
+  EmbeddedCatalog catalog;
+  return drawn(loadScript(catalog, "a.sql", script, options));
+}
+
+TEST(Loader, RemovingWhatIsNotThereIsNoError) {
+  EXPECT_EQ(loaded(R"(use anything
+go
+drop table gone
+drop view gone, gone_too
+go
+delete from gone
+go
+if object_id('gone') is null delete gone
+go
+alter table gone drop constraint fk
+go
+truncate table gone
+go
+create table t (a int null)
+go
+alter table t drop constraint fk
+go
+drop index t.ix
+go
+exec sp_droptype gone
+alter table gone drop constraint fk
+print 'goes on'
+insert t values (null)
+go
+if (select count(*) from t) != 1 raiserror 20001 'no row'
+go
+)"),
+            "note 3 3701\nnote 4 3701\nnote 6 208\nnote 8 208\nnote 10 208\nnote 12 208\nnote 16 "
+            "3728\nnote 18 3701\nnote 20 17550\nnote 21 208\n");
+}
+
+TEST(Loader, AnErrorStopsTheScript) {
+  const char* script = R"(create table t (
+  a int,
+  b unknown
+)
+go
+
+-- a comment
+insert t values (1)
+insert u values (2)
+go
+select 'never'
+)";
+  EXPECT_EQ(loaded(script),
+            "error a.sql:1: message 2715: Can't find type 'unknown'. (near: create table t ()\n");
+  EXPECT_EQ(loaded(script, {false}),
+            "error a.sql:1: message 2715: Can't find type 'unknown'. (near: create table t ()\n"
+            "error a.sql:8: message 208: t not found. Specify owner.objectname or use sp_help to "
+            "check whether the object exists (sp_help may produce lots of output). (near: insert t "
+            "values (1))\n");
+}
+
+// The other statement did not run either, so the script did not do what it says.
+TEST(Loader, ARefusedBatchIsAnErrorWhenItWantedMore) {
+  EXPECT_EQ(loaded("create table t (a int)\ngo\ninsert t values (1)\ndelete gone\n").substr(0, 28),
+            "error a.sql:4: message 208: ");
+}
+
+TEST(Loader, SyntaxErrorsNameTheirLine) {
+  EXPECT_EQ(
+      loaded("create table t (a int)\ngo\n\ncreate table u (a int,, b int)\ngo\n"),
+      "error a.sql:4: message 102: Incorrect syntax near ','. (near: create table u (a int,, b "
+      "int))\n");
+  EXPECT_EQ(loaded("print 'fine'\ngo 2\nraiserror 20001 'no luck'\n"),
+            "error a.sql:3: message 20001: no luck (near: raiserror 20001 'no luck')\n");
+}
+
+TEST(Loader, ScriptsWithoutStatements) {
+  for (const char* script : {"", "\n\n", "go\n", "-- nothing\ngo\n", "/* nothing */"}) {
+    EXPECT_EQ(loaded(script), "error a.sql: holds no statement\n") << script;
+  }
+}
+
+TEST(Loader, TheDatabaseGetsItsName) {
+  Probe probe("use shop\ngo\ncreate table t (a int)\n");
+  EXPECT_EQ(probe.rows("select db_name(), name from shop..sysobjects where type = 'U'"),
+            "shop | t\n");
+  EXPECT_EQ(probe.refusal("use elsewhere").substr(0, 4), "911:");
+}
+
+class LoaderFile : public testing::Test {
+ protected:
+  LoaderFile() : folder(std::filesystem::path(testing::TempDir()) / "kelvane_loader") {
+    std::filesystem::create_directories(folder);
+  }
+  ~LoaderFile() override { std::filesystem::remove_all(folder); }
+
+  std::string loadedFile(const std::string& name) {
+    EmbeddedCatalog catalog;
+    const LoadReport report = loadFile(catalog, folder / name);
+    return report.errors.empty() ? "" : report.errors.front().text;
+  }
+  void write(const std::string& name, std::string_view content) {
+    std::ofstream(folder / name, std::ios::binary) << content;
+  }
+
+  std::filesystem::path folder;
+};
+
+TEST_F(LoaderFile, WhatCannotBeReadSaysWhy) {
+  EXPECT_EQ(loadedFile("missing.sql"), "there is no such file");
+  EXPECT_EQ(loadedFile(""), "is a directory; name a script file");
+  write("empty.sql", "");
+  EXPECT_EQ(loadedFile("empty.sql"), "holds no statement");
+  write("binary.sql", std::string_view("select 1\0\1\2", 11));
+  EXPECT_FALSE(loadedFile("binary.sql").empty());
+  write("wide.sql", std::string_view("\xFF\xFEs\0e\0l\0", 8));
+  EXPECT_FALSE(loadedFile("wide.sql").empty());
+  write("marked.sql",
+        "\xEF\xBB\xBF"
+        "create table t (a int)\r\ngo\r\n");
+  EXPECT_EQ(loadedFile("marked.sql"), "");
+}
+
+}  // namespace
+}  // namespace kelvane::embedded

@@ -1,0 +1,112 @@
+// Reading one table must cost the same in a small and in a large catalog: no statement of the
+// reader's batches may walk through a system table from end to end.
+
+#include <gtest/gtest.h>
+#include <regex>
+
+#include "drivers/embedded/engine/session.h"
+#include "drivers/embedded/engine/translator.h"
+#include "drivers/embedded/tsql/parser.h"
+#include "tests/embedded/engine/reader_statements.h"
+
+namespace kelvane::embedded {
+namespace {
+
+class Ignored final : public Outcome {
+ public:
+  void beginRows(const std::vector<ResultColumn>&) override {}
+  void row(Row) override {}
+  void count(std::int64_t) override {}
+  void notice(const Notice& notice) override { ADD_FAILURE() << notice.message.text; }
+};
+
+class QueryPlan : public testing::Test {
+ protected:
+  QueryPlan() {
+    const ColumnType name = varcharType();
+    variables["@TableName"] = {name, std::string("book")};
+    variables["@TableOwner"] = {name, std::string("dbo")};
+    variables["@keycnt"] = {ColumnType{}, std::int64_t{1}};
+  }
+
+  static ColumnType varcharType() {
+    return declaredType(TypeKind::Varchar, 32, std::nullopt, true);
+  }
+
+  void expectNoScan(const std::string& batch) {
+    searches = 0;
+    walk(tsql::parseBatch(batch), batch);
+    EXPECT_GT(searches, 0) << batch;
+  }
+
+  void walk(const tsql::StatementList& statements, const std::string& batch) {
+    for (const auto& statement : statements) {
+      const TranslationContext context{server.catalog, session.caller, session.temporaries,
+                                       variables};
+      Translator translator(context);
+      std::visit(
+          tsql::Overloaded{
+              [&](const tsql::CreateTable&) {
+                Ignored outcome;
+                session.run(statement->range.in(batch), outcome);
+              },
+              [&](const tsql::While& loop) {
+                walk(std::get<tsql::Block>(loop.body->node).statements, batch);
+              },
+              [&](const tsql::SelectStatement& s) { explain(translator.select(*s.query).sql); },
+              [&](const tsql::Insert& s) {
+                explain(translator.insert(s, translator.writeTarget(s.table)).sql);
+              },
+              [&](const tsql::Update& s) { explain(translator.update(s).sql); },
+              [&](const tsql::Delete& s) { explain(translator.remove(s).sql); },
+              [](const auto&) {},
+          },
+          statement->node);
+    }
+  }
+
+  // Temporary tables, subqueries and constant rows may be scanned; a system table stands in the
+  // plan under its alias, or under its own name where it has none.
+  void explain(const std::string& sql) {
+    static const std::regex kScan("SCAN (\\w+)");
+    Statement plan = server.catalog.store().prepare("EXPLAIN QUERY PLAN " + sql);
+    while (plan.step()) {
+      const std::string line = plan.text(3);
+      if (line.starts_with("SEARCH")) ++searches;
+      std::smatch scan;
+      if (!std::regex_search(line, scan, kScan)) continue;
+      const std::regex system("^(sys|spt_)|(sys|spt_)\\w+ AS " + scan.str(1) + "\\b");
+      EXPECT_FALSE(std::regex_search(scan.str(1) + " " + sql, system)) << line << "\n" << sql;
+    }
+  }
+
+  Server server;
+  Session session{server};
+  Variables variables;
+  int searches = 0;
+};
+
+TEST_F(QueryPlan, KeyBatchesFindTheirTableByName) {
+  expectNoScan(primaryKeyBatch("dbo", "book"));
+  Ignored outcome;
+  session.run("drop table #pkeys", outcome);
+  expectNoScan(foreignKeyBatch("dbo", "book"));
+}
+
+TEST_F(QueryPlan, TriggersAndDefaultsFindTheirTableByName) {
+  expectNoScan(triggerBatch("dbo", "book"));
+  expectNoScan(defaultQuery("dbo", "book", "title"));
+  expectNoScan("SELECT indid FROM sysindexes where name = 'pk_book'");
+}
+
+TEST_F(QueryPlan, PermissionsStartFromTheUser) {
+  expectNoScan(systemPermissionQuery("ann"));
+  expectNoScan(objectPermissionQuery("ann"));
+  expectNoScan("SELECT name FROM sysusers WHERE gid=USER_ID('readers') AND uid!=gid ORDER BY name");
+  expectNoScan(
+      "SELECT USER_NAME(uid) as owner, name FROM sysobjects WHERE type='U' and name='book' and "
+      "USER_NAME(uid)='dbo'");
+}
+
+}  // namespace
+}  // namespace kelvane::embedded
