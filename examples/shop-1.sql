@@ -23,6 +23,10 @@ go
 -- Types, rules and defaults
 ------------------------------------------------------------------------------------------
 
+exec sp_addtype country_code, "char(2)", "not null"
+go
+exec sp_addtype colour, "varchar(20)", "null"
+go
 create default nothing as 0
 go
 create default today as getdate()
@@ -32,8 +36,6 @@ go
 create rule upper_case as @code = upper(@code)
 go
 
-exec sp_addtype country_code, "char(2)", "not null"
-go
 exec sp_bindrule upper_case, country_code
 go
 exec sp_addtype email_address, "varchar(60)", "null"
@@ -47,8 +49,6 @@ go
 exec sp_bindrule at_least_one, pieces
 go
 exec sp_bindefault nothing, pieces
-go
-exec sp_addtype colour, "varchar(20)", "null"
 go
 
 ------------------------------------------------------------------------------------------
@@ -243,6 +243,12 @@ create view fax_list as
     where fax is not null
 go
 
+create view price_list as
+    select p.product_no, p.name, p.price, c.title
+    from product p, category c
+    where c.category_no = p.category_no
+go
+
 create view ann.my_wishes as
     select wish_no, wish
     from ann.wish_list
@@ -311,7 +317,7 @@ grant create table, create view to ann
 go
 grant create procedure to managers
 go
-grant create rule to managers
+grant create rule, create view to managers
 go
 
 ------------------------------------------------------------------------------------------

@@ -25,6 +25,10 @@ go
 -- Types, rules and defaults
 ------------------------------------------------------------------------------------------
 
+exec sp_addtype country_code, "char(2)", "not null"
+go
+exec sp_addtype currency, "char(3)", "not null"
+go
 create default nothing as 0
 go
 create default one as 1
@@ -38,8 +42,6 @@ go
 create rule upper_case as @code = upper(@code)
 go
 
-exec sp_addtype country_code, "char(2)", "not null"
-go
 exec sp_bindrule upper_case, country_code
 go
 exec sp_addtype email_address, "varchar(120)", "null"
@@ -53,8 +55,6 @@ go
 exec sp_bindrule not_negative, pieces
 go
 exec sp_bindefault one, pieces
-go
-exec sp_addtype currency, "char(3)", "not null"
 go
 
 ------------------------------------------------------------------------------------------
@@ -253,6 +253,12 @@ create view birthday_list as
     where birthday is not null
 go
 
+create view price_list as
+    select p.product_no, c.title, p.name, p.price
+    from product p, category c
+    where c.category_no = p.category_no
+go
+
 create view ben.my_wishes as
     select wish_no, wish
     from ann.wish_list
@@ -318,11 +324,11 @@ grant execute on set_price to ben
 go
 revoke update on payment from managers
 go
-grant create table, create default to ann
+grant create rule, create default to ann
 go
 grant create procedure to clerks
 go
-grant create rule to managers
+grant create rule, create view to managers
 go
 
 ------------------------------------------------------------------------------------------

@@ -1,6 +1,7 @@
 #include "report/text_report.h"
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <optional>
 #include <ostream>
@@ -22,8 +23,6 @@ constexpr std::size_t kContextLines = 3;
 constexpr std::size_t kLongestValue = 100;
 
 std::u16string number(std::int64_t value) { return decimalText(value); }
-
-bool hasLineBreak(std::u16string_view text) { return text.find_first_of(u"\r\n") != text.npos; }
 
 // Lines, each at its depth.
 class Lines {
@@ -78,6 +77,11 @@ class ShownHunk {
   std::map<std::u16string, std::u16string_view> shownRemoved_;
 };
 
+std::u16string marked(char16_t mark, const std::u16string& line) {
+  if (line.empty()) return mark == u' ' ? u"" : std::u16string(1, mark);
+  return std::u16string{mark, u' '} + line;
+}
+
 void writeLineDiff(std::u16string_view before, std::u16string_view after, std::size_t depth,
                    Lines& out) {
   const auto lines = diffLines(before, after);
@@ -89,11 +93,11 @@ void writeLineDiff(std::u16string_view before, std::u16string_view after, std::s
     for (std::size_t at = hunk.first; at < hunk.last; ++at) {
       const DiffLine& line = lines[at];
       if (line.change == LineChange::same)
-        out.write(depth, u"  " + showLine(line.text, Blanks::plain));
+        out.write(depth, marked(u' ', showLine(line.text, Blanks::plain)));
       else if (line.change == LineChange::removed)
-        out.write(depth, u"- " + shown.show(line.text));
+        out.write(depth, marked(u'-', shown.show(line.text)));
       else
-        out.write(depth, u"+ " + shown.showAdded(added++));
+        out.write(depth, marked(u'+', shown.showAdded(added++)));
     }
   }
 }
@@ -118,16 +122,28 @@ typeDiff readable(Part part, const typeDiff& difference) {
   return result;
 }
 
+std::u16string_view withoutTrailingBlanks(std::u16string_view text) {
+  return text.substr(0, text.find_last_not_of(u" \t\r\n") + 1);
+}
+
+bool fitsInALine(std::u16string_view value) {
+  return value.size() <= kLongestValue && value.find_first_of(u"\r\n") == value.npos;
+}
+
 void writeValues(const typeDiff& difference, std::size_t depth, Lines& out) {
-  const auto& [before, after] = std::tie(difference.DataOnSource, difference.DataOnTarget);
-  const bool byLine = hasLineBreak(before) || hasLineBreak(after) ||
-                      std::max(before.size(), after.size()) > kLongestValue;
-  if (byLine) {
-    out.write(depth, difference.SubEntityType + u":");
-    writeLineDiff(before, after, depth + 1, out);
-  } else {
+  std::u16string_view before = withoutTrailingBlanks(difference.DataOnSource);
+  std::u16string_view after = withoutTrailingBlanks(difference.DataOnTarget);
+  // Servers pad some texts; what they end with is shown only where nothing else differs.
+  if (before == after || !fitsInALine(before) || !fitsInALine(after)) {
+    before = difference.DataOnSource;
+    after = difference.DataOnTarget;
+  }
+  if (fitsInALine(before) && fitsInALine(after)) {
     out.write(depth, difference.SubEntityType + u": " + showValue(before) + u" -> " +
                          showValue(after) + lookAlikeNote(before, after));
+  } else {
+    out.write(depth, difference.SubEntityType + u":");
+    writeLineDiff(before, after, depth + 1, out);
   }
 }
 
@@ -137,32 +153,33 @@ std::u16string keyList(std::u16string_view name) {
   return u"(" + showValue(name) + u")";
 }
 
+// What a sub-entity is called, and what its name is.
+enum class NameOf { thing, keys, nothing };
+struct PartWord {
+  Part part;
+  std::u16string_view word;
+  NameOf name = NameOf::thing;
+};
+constexpr auto kPartWords = std::to_array<PartWord>({
+    {Part::column, u"column"},
+    {Part::parameter, u"parameter"},
+    {Part::primaryKey, u"primary key", NameOf::keys},
+    {Part::foreignKey, u"foreign key", NameOf::keys},
+    {Part::reference, u"reference"},
+    {Part::index, u"index"},
+    {Part::trigger, u"trigger"},
+    {Part::data, u"data"},
+    {Part::systemPermission, u"system permissions", NameOf::nothing},
+    {Part::objectPermission, u"permissions on"},
+    {Part::member, u"member"},
+});
+
 std::u16string heading(Part part, std::u16string_view name) {
-  switch (part) {
-    case Part::column:
-      return u"column " + showValue(name);
-    case Part::parameter:
-      return u"parameter " + showValue(name);
-    case Part::primaryKey:
-      return u"primary key " + keyList(name);
-    case Part::foreignKey:
-      return u"foreign key " + keyList(name);
-    case Part::reference:
-      return u"reference " + showValue(name);
-    case Part::index:
-      return u"index " + showValue(name);
-    case Part::trigger:
-      return u"trigger " + showValue(name);
-    case Part::data:
-      return u"data " + showValue(name);
-    case Part::systemPermission:
-      return u"system permissions";
-    case Part::objectPermission:
-      return u"permissions on " + showValue(name);
-    case Part::member:
-      return u"member " + showValue(name);
-  }
-  return showValue(name);
+  const auto& [_, word, nameOf] = *std::ranges::find(kPartWords, part, &PartWord::part);
+  std::u16string text(word);
+  if (nameOf == NameOf::keys) text += u" " + keyList(name);
+  if (nameOf == NameOf::thing) text += u" " + showValue(name);
+  return text;
 }
 
 // An index that only the target has is known by its key list, one of the source by its name.

@@ -53,7 +53,7 @@ TEST(TextReport, Equal) {
 TEST(TextReport, GroupsByObject) {
   Report report;
   report.owner(u"dbo")
-      .differ(u"View", u"big", u"Definition", u"a\n", u"b\n")
+      .differ(u"View", u"big", u"Definition", u"a\n1", u"b\n1")
       .differ(u"Table", u"t", u"Row Count", 10, 12)
       .only(location_target, u"Table\\Column", u"t\\late")
       .differ(u"Table\\Column", u"t\\id", u"Data Type", u"int", u"numeric")
@@ -94,9 +94,10 @@ table dbo.gone: only in source
 
 view dbo.big
     Definition:
-        @@ -1,1 +1,1 @@
+        @@ -1,2 +1,2 @@
         - a
         + b
+          1
 
 stored procedure dbo.p
     parameter @new: only in target
@@ -145,9 +146,11 @@ TEST(TextReport, ShowsWhereLongTextsDiffer) {
           7
         + z
 )");
-  EXPECT_EQ(definitionLines(u"", u"create view\n"), R"(
-        @@ -1,0 +1,1 @@
+  EXPECT_EQ(definitionLines(u"", u"create view\n\nas\n"), R"(
+        @@ -1,0 +1,3 @@
         + create view
+        +
+        + as
 )");
 }
 
@@ -180,6 +183,7 @@ TEST(TextReport, TellsLookAlikesApart) {
   };
   EXPECT_EQ(value(u"x", u""), R"(x -> "")");
   EXPECT_EQ(value(u"x", u"x "), R"(x -> "x ")");
+  EXPECT_EQ(value(u"x  ", u"y\r\n"), "x -> y");
   EXPECT_EQ(value(u"\"\"", u""), R"("\"\"" -> "")");
   EXPECT_EQ(value(u"a\tb", u"a\\tb"), R"("a\tb" -> a\tb)");
   EXPECT_EQ(value(u"a\u00A0b", u"a b"), R"("a\u{A0}b" -> a b  (character 2: U+00A0 | U+0020))");

@@ -4,14 +4,15 @@
 #include <gmock/gmock.h>
 
 #include "model/text.h"
-#include "row_stream.h"
+#include "tests/support/scripted_connection.h"
 
 namespace kelvane {
 namespace {
 
-using test::Rows;
-using test::TableConnection;
-using testing::ElementsAre;
+using kelvane::testing::ScriptedConnection;
+using ::testing::ElementsAre;
+
+const std::string kList = "SELECT name FROM sysobjects WHERE type='U' order by name";
 
 struct Limits : AppPreferences {
   std::int32_t rows = -1;
@@ -30,47 +31,58 @@ struct Listing : ValueObserver {
   }
 };
 
-class TableComparison : public testing::Test {
+class TableComparison : public ::testing::Test {
  protected:
   TableComparison() {
     comparison.AppPreferences = &limits;
     comparison.ConnSource = &source;
     comparison.ConnTarget = &target;
     comparison.Observer = &listing;
-    source.list({u"t"});
   }
-  void draw(std::u16string_view left, std::u16string_view right) {
-    source.draw(u"t", left);
-    target.draw(u"t", right);
+  // The outcome of a single table `t`, drawn for either side.
+  TableResult compare(const std::string& left, const std::string& right) {
+    source = ScriptedConnection();
+    target = ScriptedConnection();
+    source.on(kList, "name\nt").on("select * from t", left);
+    target.on("select * from t", right);
+    return compare();
   }
-  // The single table's outcome.
   TableResult compare() {
+    listing.lines.clear();
     EXPECT_EQ(comparison.Compare(), False);
     EXPECT_EQ(comparison.TableResults().size(), 1u);
     return comparison.TableResults().at(0);
   }
 
   Limits limits;
-  TableConnection source, target;
+  ScriptedConnection source, target;
   Listing listing;
   cTableComparison comparison;
 };
 
 TEST_F(TableComparison, AsksForTheListAndForEachTableByItsBareName) {
-  source.list({u"a", u"b c"});
-  comparison.Compare();
-  EXPECT_THAT(source.statements,
-              ElementsAre(u"SELECT name FROM sysobjects WHERE type='U' order by name",
-                          u"select * from a", u"select * from b c"));
-  source.list({});
+  source.on(kList, "name\na\n'b c'").on("select * from a", "x").on("select * from b c", "x");
+  target.on("select * from a", "x").on("select * from b c", "x");
+  EXPECT_EQ(comparison.Compare(), False);
+  EXPECT_THAT(source.takeSent(), ElementsAre(kList, "select * from a", "select * from b c"));
+  EXPECT_THAT(target.takeSent(), ElementsAre("select * from a", "select * from b c"));
+  source = ScriptedConnection();
+  source.on(kList, "name");
   EXPECT_EQ(comparison.Compare(), False);
   EXPECT_TRUE(comparison.TableResults().empty());
 }
 
 TEST_F(TableComparison, PairsRowsByPositionAndFieldsByTheSourcesNames) {
-  draw(u"id Name gone\n1 ann x\n2 bob null\n3 cy z",
-       u"extra NAME id gone\n9 ann 1 y\n9 rob 2 q\n9 cy 3 null");
-  const TableResult result = compare();
+  const TableResult result = compare(R"(
+    id | Name | gone
+    1  | ann  | x
+    2  | bob  | null
+    3  | cy   | z)",
+                                     R"(
+    extra | NAME | id   | gone
+    9     | ann  | 1.00 | y
+    9     | rob  | 2    | q
+    9     | cy   | 3    | null)");
   EXPECT_THAT(listing.lines, ElementsAre("t 1 gone: x | y", "t 2 Name: bob | rob"));
   EXPECT_EQ(result.Differences, 2);
   EXPECT_EQ(result.RowsCompared, 3);
@@ -78,11 +90,9 @@ TEST_F(TableComparison, PairsRowsByPositionAndFieldsByTheSourcesNames) {
 }
 
 TEST_F(TableComparison, StopsWithTheShorterSide) {
-  draw(u"id\n1\n2\n3", u"id\n1\n2");
-  EXPECT_EQ(compare().Ended, TableEnd::targetEnded);
+  EXPECT_EQ(compare("id\n1\n2\n3", "id\n1\n2").Ended, TableEnd::targetEnded);
   EXPECT_EQ(compare().RowsCompared, 2);
-  draw(u"id", u"id\n1");
-  EXPECT_EQ(compare().Ended, TableEnd::sourceEnded);
+  EXPECT_EQ(compare("id", "id\n1").Ended, TableEnd::sourceEnded);
 }
 
 TEST_F(TableComparison, Limits) {
@@ -96,12 +106,11 @@ TEST_F(TableComparison, Limits) {
       {-1, 1, 1, 2, TableEnd::differenceLimit}, {-1, 2, 2, 4, TableEnd::differenceLimit},
       {-1, 5, 3, 6, TableEnd::bothEnded},       {1, 0, 1, 2, TableEnd::rowLimit},
   };
-  draw(u"a b\n1 1\n1 1\n1 1", u"a b\n2 2\n2 2\n2 2");
   for (const auto& expected : cases) {
-    SCOPED_TRACE(testing::Message() << expected.rows << " rows, " << expected.differences);
+    SCOPED_TRACE(::testing::Message() << expected.rows << " rows, " << expected.differences);
     limits.rows = expected.rows;
     limits.differences = expected.differences;
-    const TableResult result = compare();
+    const TableResult result = compare("a|b\n1|1\n1|1\n1|1", "a|b\n2|2\n2|2\n2|2");
     EXPECT_EQ(result.RowsCompared, expected.compared);
     EXPECT_EQ(result.Differences, expected.found);
     EXPECT_EQ(result.Ended, expected.ended);
@@ -109,83 +118,99 @@ TEST_F(TableComparison, Limits) {
 }
 
 TEST_F(TableComparison, RowsCountTowardsTheirLimitOnlyWhileItIsOn) {
-  struct LateLimit : Limits {
+  struct LateLimit : AppPreferences {
     mutable int asked = 0;
     Boolean LimitDataCompareRows() const override { return ++asked > 2; }
     std::int32_t MaxDataCompareRows() const override { return 1; }
   } late;
   comparison.AppPreferences = &late;
-  draw(u"a\n1\n1\n1\n1\n1", u"a\n1\n1\n1\n1\n1");
-  EXPECT_EQ(compare().RowsCompared, 3);
+  EXPECT_EQ(compare("a\n1\n1\n1\n1\n1", "a\n1\n1\n1\n1\n1").RowsCompared, 3);
 }
 
 TEST_F(TableComparison, AFieldThatTheTargetLacksFailsWhenARowNeedsIt) {
-  const std::u16string_view left = u"a b c\n1 2 3\n1 2 3";
-  draw(left, u"a c\n7 8\n7 8");
-  TableResult result = compare();
+  const std::string left = "a|b|c\n1|2|3\n1|2|3";
+  const TableResult result = compare(left, "a|c\n7|8\n7|8");
   EXPECT_EQ(result.Ended, TableEnd::error);
-  EXPECT_EQ(result.Error, u"no field b");
+  EXPECT_FALSE(result.Error.empty());
   EXPECT_EQ(result.RowsCompared, 0);
   EXPECT_THAT(listing.lines, ElementsAre("t 1 a: 1 | 7"));
-
+  EXPECT_EQ(compare(left, "a|c").Ended, TableEnd::targetEnded);
   limits.rows = 0;
-  EXPECT_EQ(compare().Ended, TableEnd::rowLimit);
-  limits.rows = -1;
-  draw(left, u"a c");
-  EXPECT_EQ(compare().Ended, TableEnd::targetEnded);
+  EXPECT_EQ(compare(left, "a|c\n7|8").Ended, TableEnd::rowLimit);
 }
 
 TEST_F(TableComparison, AFailureEndsItsTableOnly) {
-  source.list({u"dropped", u"broken", u"t"});
-  draw(u"a\n1", u"a\n2");
-  source.draw(u"dropped", u"a\n1");
-  const Rows failing{{u"a"}, 9, [](int row, std::size_t) -> std::u16string {
-                       if (row == 2) throw ado::Failure(ErrorNumber::failure, u"line is dead");
-                       return u"1";
-                     }};
-  source.add(u"broken", failing);
-  target.add(u"broken", failing);
-  comparison.Compare();
+  target.refuseOthers();
+  source.on(kList, "name\ndropped\nodd\nt").on("select * from dropped", "a\n1");
+  source.on("select * from odd", "closed").on("select * from t", "a\n1");
+  target.on("select * from odd", "a\n1").on("select * from t", "a\n2");
+  EXPECT_EQ(comparison.Compare(), False);
   const auto& results = comparison.TableResults();
   ASSERT_EQ(results.size(), 3u);
-  EXPECT_EQ(results[0].Error, u"rejected: select * from dropped");
-  EXPECT_EQ(results[1].Error, u"line is dead");
-  EXPECT_EQ(results[1].RowsCompared, 2);
+  EXPECT_EQ(results[0].Ended, TableEnd::error);
+  EXPECT_EQ(results[1].Ended, TableEnd::error);
   EXPECT_EQ(results[2].Differences, 1);
-  EXPECT_EQ(source.usage.openRecordsets + target.usage.openRecordsets, 0);
 }
 
-TEST_F(TableComparison, AFailureOfTheListReachesTheCaller) {
-  comparison.ConnSource = &target;
+TEST_F(TableComparison, WhatIsNotThereFailsTheCallOrTheTable) {
+  compare("a\n1", "a\n1");
+  comparison.AppPreferences = nullptr;
+  EXPECT_EQ(compare().Error, u"AppPreferences is not set");
+  comparison.ConnTarget = nullptr;
+  EXPECT_EQ(compare().Error, u"ConnTarget is not set");
+  source.failAt(1, ScriptedConnection::Fault::open);
   EXPECT_THROW(comparison.Compare(), ado::Failure);
   comparison.ConnSource = nullptr;
   EXPECT_THROW(comparison.Compare(), RuntimeError);
 }
 
-TEST_F(TableComparison, WhatTheHostDidNotSetIsEachTablesError) {
-  draw(u"a\n1", u"a\n1");
-  comparison.AppPreferences = nullptr;
-  EXPECT_EQ(compare().Error, u"AppPreferences is not set");
-  comparison.ConnTarget = nullptr;
-  EXPECT_EQ(compare().Error, u"ConnTarget is not set");
-}
+// A table `t` with rows that are made when they are asked for; counts what it is asked for.
+class Generator final : public ado::Connection, ado::Recordset, ado::Field {
+ public:
+  int rows = 20'000, lookups = 0, opened = 0;
+
+  std::unique_ptr<ado::Recordset> Open(std::u16string_view, const ado::OpenMode& mode) override {
+    EXPECT_EQ(mode.location, ado::CursorLocation::server);
+    EXPECT_EQ(mode.cursorType, ado::CursorType::forwardOnly);
+    EXPECT_EQ(mode.lockType, ado::LockType::readOnly);
+    auto result = std::make_unique<Generator>();
+    result->owner_ = this;
+    result->rows = opened++ == 0 && isList ? 1 : rows;
+    return std::unique_ptr<ado::Recordset>(result.release());
+  }
+  const std::vector<ado::Error>& Errors() const override { return errors_; }
+  bool isList = false;  // whether the first statement asks for the names
+
+ private:
+  ado::ObjectState State() const override { return ado::ObjectState::open; }
+  std::int32_t RecordCount() const override { return -1; }
+  bool EndOfRows() const override { return row_ == rows; }
+  void MoveNext() override { text_ = decimalText(++row_); }
+  bool NextRecordset() override { return false; }
+  std::int32_t FieldCount() const override { return 1; }
+  const ado::Field& Fields(std::int32_t) const override { return *this; }
+  const ado::Field& Fields(std::u16string_view) const override {
+    ++owner_->lookups;
+    return *this;
+  }
+  void Sort(std::u16string_view) override {}
+  const std::u16string& Name() const override { return name_; }
+  ado::Value Value() const override { return std::u16string_view(text_); }
+
+  Generator* owner_ = nullptr;
+  int row_ = 0;
+  std::u16string name_ = u"t", text_ = u"t";
+  std::vector<ado::Error> errors_;
+};
 
 TEST_F(TableComparison, StreamsAndLooksNamesUpOncePerTable) {
-  constexpr int kRows = 20'000;
-  const auto numbered = [](int offset) {
-    return Rows{{u"id", u"text"}, kRows, [offset](int row, std::size_t column) {
-                  return decimalText(column == 0 ? row : row % 5'000 + offset);
-                }};
-  };
-  source.add(u"t", numbered(0));
-  target.add(u"t", numbered(1));
-  comparison.Observer = nullptr;
-  EXPECT_EQ(compare().Differences, kRows);
-  EXPECT_EQ(source.usage.nameLookups, 0);
-  EXPECT_EQ(target.usage.nameLookups, 2);
-  EXPECT_TRUE(source.usage.onlyForwardOnly && target.usage.onlyForwardOnly);
-  EXPECT_EQ(source.usage.mostOpenRecordsets, 2);
-  EXPECT_EQ(target.usage.mostOpenRecordsets, 1);
+  Generator left, right;
+  left.isList = true;
+  comparison.ConnSource = &left;
+  comparison.ConnTarget = &right;
+  EXPECT_EQ(compare().RowsCompared, 20'000);
+  EXPECT_EQ(left.lookups, 0);
+  EXPECT_EQ(right.lookups, 1);
 }
 
 }  // namespace
