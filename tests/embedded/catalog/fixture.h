@@ -35,7 +35,7 @@ class CatalogTest : public ::testing::Test {
   std::vector<NamedColumn> viewColumns;  ///< of the next create view
 
  private:
-  void runStatement(const struct ::kelvane::tsql::Statement& statement, std::string_view batch);
+  void runStatement(const tsql::Statement& statement, std::string_view batch);
 };
 
 }  // namespace kelvane::embedded

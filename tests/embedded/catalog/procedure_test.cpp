@@ -176,6 +176,29 @@ TEST_F(CatalogTest, TextsAreCutBetweenCharacters) {
   EXPECT_EQ(catalog.sourceText(idOf("p")), text);
 }
 
+TEST_F(CatalogTest, ViewsHaveColumnsOfTheirSelectList) {
+  ColumnType identity = declaredType(TypeKind::Numeric, 8, {}, false);
+  identity.identity = true;
+  viewColumns = {{"id", identity}, {"", declaredType(TypeKind::Varchar, 12, {}, true)}};
+  run("create view v (no, name) as select id, a + b from t");
+  EXPECT_EQ(draw(call("exec sp_columns v, dbo").resultSets.at(0), {3, 5, 6, 10, 12}),
+            "no | numeric | 8 | 0 | 63\nname | varchar | 12 | 1 | 39\n");
+  EXPECT_EQ(rows("SELECT status FROM syscolumns WHERE name = 'no'"), "0\n");
+  EXPECT_EQ(errorOf("create view w (no) as select id, a + b from t").substr(0, 4), "4502");
+  EXPECT_EQ(errorOf("create view w as select id, a + b from t").substr(0, 4), "4511");
+  EXPECT_EQ(errorOf("create view w (a, a) as select id, a + b from t").substr(0, 4), "4506");
+}
+
+TEST_F(CatalogTest, ReplacedObjectsKeepTheirIdAndPermissions) {
+  run("create procedure p @a int as return 1\ngo\ngrant execute on p to guest");
+  const int id = idOf("p");
+  run("create or replace procedure p @b int, @c int as return 2");
+  EXPECT_EQ(idOf("p"), id);
+  EXPECT_EQ(rows("SELECT name FROM syscolumns WHERE id > 100"), "@b\n@c\n");
+  EXPECT_EQ(rows("SELECT action FROM sysprotects"), "224\n");
+  EXPECT_EQ(catalog.sourceText(id), "create or replace procedure p @b int, @c int as return 2");
+}
+
 TEST_F(CatalogTest, TriggersTakeTheirPlaceInTheTable) {
   run(R"(create table t (a int)
 go

@@ -84,6 +84,8 @@ void spAdduser(ProcedureRun& run) {
   const std::string login = run.text(0);
   const std::string name = run.argument(1).value_or(login);
   const int gid = run.argument(2) ? requireGroup(run, run.text(2)) : kPublicUid;
+  // A fresh database has a guest here, where that of a script's author may have had none.
+  if (login == "guest" && run.catalog().userId(login)) return run.print(17341, "New user added.");
   requireFreeUserName(run, name);
   int suid = kGuestSuid;
   if (login != "guest") {
