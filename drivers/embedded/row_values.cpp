@@ -24,7 +24,10 @@ ado::Decimal decimalOf(const Cell& cell, int scale) {
 ado::DateTime dateTimeOf(Moment moment, TypeKind kind) {
   ado::DateTime result;
   result.days = static_cast<std::int32_t>(dayOf(moment));
-  result.nanoseconds = (moment - dayOf(moment) * kMicrosecondsPerDay) * 1000;
+  const std::int64_t microseconds = moment - dayOf(moment) * kMicrosecondsPerDay;
+  // Clients see the ticks of datetime (1/300 second) in milliseconds.
+  result.nanoseconds =
+      kind == TypeKind::Datetime ? (microseconds + 500) / 1000 * 1'000'000 : microseconds * 1000;
   if (kind == TypeKind::Date) result.parts = ado::DateTime::Parts::dateOnly;
   if (kind == TypeKind::Time || kind == TypeKind::Bigtime) {
     result.parts = ado::DateTime::Parts::timeOnly;

@@ -67,7 +67,7 @@ bool isAlreadyGone(const tsql::Statement& statement, const ServerError& error) {
 BatchRun::BatchRun(Session& session, std::shared_ptr<const ParsedBatch> batch, Outcome& outcome)
     : session_(session), server_(session.server), batch_(std::move(batch)), outcome_(outcome) {}
 
-BatchRun::~BatchRun() = default;
+BatchRun::~BatchRun() { forgetPrepared(); }
 
 void BatchRun::run(std::optional<RowStream>* stream) {
   try {
@@ -354,7 +354,7 @@ void BatchRun::setOption(const SetOption& option) {
       const bool isNumber =
           !digits.empty() && digits.find_first_not_of("0123456789") == std::string::npos;
       session_.options.rowLimit = isNumber ? std::stoull(digits) : 0;
-      prepared_.clear();
+      forgetPrepared();
     }
   }
 }
@@ -386,7 +386,7 @@ void BatchRun::transact(const Transaction& transaction) {
       }
       session_.transactionDepth = 0;
       session_.transaction.reset();
-      prepared_.clear();
+      forgetPrepared();
       server_.schemaChanged();
       session_.forgetLostTemporaries();
       break;

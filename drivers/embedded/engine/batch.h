@@ -74,6 +74,8 @@ class BatchRun {
   // batch_data.cpp: queries and changes
   TranslationContext context() const;
   Prepared& prepared(const void* key, const Translate& translate);
+  void giveBack(Prepared& prepared);
+  void forgetPrepared();
   void bind(Prepared& prepared, const Row* bound = nullptr);
   Cell parameterValue(const Parameter& parameter, const Row* bound) const;
   bool step(Prepared& prepared);

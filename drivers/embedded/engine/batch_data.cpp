@@ -36,6 +36,7 @@ TranslationContext BatchRun::context() const {
   TranslationContext context{server_.catalog, session_.caller, session_.temporaries, variables_};
   context.beforeRun = compiling_;
   context.rowLimit = session_.options.rowLimit;
+  context.systemColumns = &server_.systemColumns;
   if (compiling_) context.createdLater = &createdLater_;
   const auto* insert = current_ == nullptr ? nullptr : std::get_if<Insert>(&current_->node);
   const std::string& table =
@@ -54,13 +55,24 @@ BatchRun::Prepared& BatchRun::prepared(const void* key, const Translate& transla
         return found != variables_.end() && isNull(found->second.value) == assumption.isNull;
       });
   if (holds) return kept;
+  giveBack(kept);
   const TranslationContext made = context();
   Translator translator(made);
   kept.plan = translate(translator);
   // Numbered from 1, so that a fresh entry never looks valid.
   kept.schemaVersion = server_.schemaVersion() + 1;
-  kept.statement.reset();
   return kept;
+}
+
+void BatchRun::giveBack(Prepared& prepared) {
+  if (!prepared.statement) return;
+  server_.giveBack(prepared.plan.sql, std::move(*prepared.statement));
+  prepared.statement.reset();
+}
+
+void BatchRun::forgetPrepared() {
+  for (auto& [key, prepared] : prepared_) giveBack(prepared);
+  prepared_.clear();
 }
 
 Cell BatchRun::parameterValue(const Parameter& parameter, const Row* bound) const {
@@ -80,7 +92,7 @@ Cell BatchRun::parameterValue(const Parameter& parameter, const Row* bound) cons
 
 void BatchRun::bind(Prepared& prepared, const Row* bound) {
   if (!prepared.statement) {
-    prepared.statement = server_.catalog.store().prepare(prepared.plan.sql);
+    prepared.statement = server_.statement(prepared.plan.sql);
   }
   prepared.statement->reset();
   // A parameter may have vanished from the text with the comparison that it was in.
@@ -221,15 +233,14 @@ std::string BatchRun::temporaryTable(const std::string& name, std::vector<Column
     throw ServerError(2714, 16, 1,
                       "There is already an object named '" + name + "' in the database.", line);
   }
-  TemporaryTable table{name, session_.newTemporaryName(name), std::move(columns),
-                       std::move(defaults)};
   std::string list;
-  for (ColumnInfo& column : table.columns) {
+  for (ColumnInfo& column : columns) {
     column.sqliteColumn = "c" + std::to_string(column.colid);
     list += (list.empty() ? "" : ", ") + column.sqliteColumn +
             (isCharacter(column.type.kind) ? " TEXT COLLATE RTRIM" : "");
   }
-  server_.catalog.store().execute("CREATE TABLE " + table.sqliteTable + " (" + list + ")");
+  TemporaryTable table{name, session_.temporaryStorage(list), list, std::move(columns),
+                       std::move(defaults)};
   const std::string sqliteTable = table.sqliteTable;
   session_.temporaries.emplace(name, std::move(table));
   if (session_.nestLevel > 0) ownTemporaries_.push_back(name);
@@ -274,7 +285,7 @@ void BatchRun::dropObjects(const Drop& statement) {
                             "', because it doesn't exist in the system catalogs.",
                         name.range.line);
     }
-    prepared_.clear();
+    forgetPrepared();
     session_.dropTemporary(name.name);
   }
   if (!others.names.empty()) server_.catalog.drop(others, session_.caller);
@@ -302,7 +313,7 @@ void BatchRun::define(const tsql::Statement& statement) {
   const Caller& caller = session_.caller;
   const std::string_view text = batch_->text;
   // Statements that are still prepared would lock the tables that change.
-  prepared_.clear();
+  forgetPrepared();
   std::visit(Overloaded{
                  [&](const CreateTable& s) {
                    if (s.name.name.starts_with('#')) return createTemporary(s);

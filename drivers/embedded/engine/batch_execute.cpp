@@ -33,6 +33,25 @@ class Level {
   Session& session_;
 };
 
+// What a called text says stands, for the client, at the line of the call.
+class CalledOutcome final : public Outcome {
+ public:
+  CalledOutcome(Outcome& outcome, std::uint32_t line) : outcome_(outcome), line_(line) {}
+
+  void beginRows(const std::vector<ResultColumn>& columns) override { outcome_.beginRows(columns); }
+  void row(Row row) override { outcome_.row(std::move(row)); }
+  void count(std::int64_t rows) override { outcome_.count(rows); }
+  void notice(const Notice& notice) override {
+    Notice moved = notice;
+    moved.line = line_;
+    outcome_.notice(moved);
+  }
+
+ private:
+  Outcome& outcome_;
+  std::uint32_t line_;
+};
+
 }  // namespace
 
 std::optional<std::string> BatchRun::argumentText(const ExecuteArgument& argument) {
@@ -73,7 +92,7 @@ void BatchRun::executeSystem(const Execute& execute, const std::string& name, Ou
   }
   int status = 0;
   // The procedure may drop or change what kept statements read.
-  prepared_.clear();
+  forgetPrepared();
   try {
     const auto result = server_.catalog.callSystemProcedure(call);
     if (!result) {
@@ -119,7 +138,8 @@ void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure
   const auto* create = std::get_if<CreateProcedure>(&stored->statements.front()->node);
   if (create == nullptr) return;
   const Level level(session_, line);
-  BatchRun body(session_, stored, outcome);
+  CalledOutcome called(outcome, line);
+  BatchRun body(session_, stored, called);
   std::vector<bool> given(create->parameters.size());
   std::vector<const ExecuteArgument*> arguments(create->parameters.size());
   for (std::size_t i = 0; i < execute.arguments.size(); ++i) {
@@ -175,9 +195,10 @@ void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure
 void BatchRun::executeText(const ExecuteImmediate& execute, Outcome& outcome) {
   const std::uint32_t line = session_.caller.line;
   const Level level(session_, line);
-  const auto batch = session_.parse(text(*execute.text), outcome);
+  CalledOutcome called(outcome, line);
+  const auto batch = session_.parse(text(*execute.text), called);
   if (!batch) throw BatchEnded{};
-  BatchRun inner(session_, batch, outcome);
+  BatchRun inner(session_, batch, called);
   if (!inner.compile()) throw BatchEnded{};
   inner.runBody(batch->statements);
   session_.caller.line = line;

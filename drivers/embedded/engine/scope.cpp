@@ -5,7 +5,7 @@
 namespace kelvane::embedded {
 
 const SourceColumn* Source::find(std::string_view column) const {
-  for (const SourceColumn& candidate : columns) {
+  for (const SourceColumn& candidate : *columns) {
     if (candidate.name == column) return &candidate;
   }
   return nullptr;
@@ -32,7 +32,7 @@ FoundColumn Scope::resolve(const tsql::ColumnRef& reference, std::uint32_t line)
       if (!source) continue;
       const SourceColumn* column = scope->sources[*source].find(reference.column);
       if (column == nullptr) throw invalidName();
-      return {*source, isOuter, column};
+      return {*source, isOuter, column, scope->sources[*source].sqlOf(*column)};
     }
     std::optional<FoundColumn> found;
     for (std::size_t i = 0; i < scope->sources.size(); ++i) {
@@ -42,7 +42,7 @@ FoundColumn Scope::resolve(const tsql::ColumnRef& reference, std::uint32_t line)
         throw tsql::ServerError(209, 16, 1, "Ambiguous column name " + reference.column + ".",
                                 line);
       }
-      found = {i, isOuter, column};
+      found = {i, isOuter, column, scope->sources[i].sqlOf(*column)};
     }
     if (found) return *found;
   }

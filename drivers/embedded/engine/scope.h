@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,8 +17,9 @@ namespace kelvane::embedded {
 struct SourceColumn {
   std::string name;
   ColumnType type;
-  std::string sql;  ///< qualified, ready for SQL
+  std::string sqliteColumn;  ///< ready for SQL but for the alias of its table
 };
+using SourceColumns = std::vector<SourceColumn>;
 
 /// One entry of a from list.
 struct Source {
@@ -25,15 +27,19 @@ struct Source {
   std::string owner;        ///< as written; only columns of a table without alias may repeat it
   std::string sqlAlias;
   std::string sqliteTable;  ///< empty for views and derived tables
-  std::vector<SourceColumn> columns;
+  std::shared_ptr<const SourceColumns> columns;
 
   const SourceColumn* find(std::string_view column) const;
+  std::string sqlOf(const SourceColumn& column) const {
+    return sqlAlias + "." + column.sqliteColumn;
+  }
 };
 
 struct FoundColumn {
   std::size_t source;  ///< in the scope where it was found
   bool isOuter;        ///< in a scope around the one that was asked
   const SourceColumn* column;
+  std::string sql;
 };
 
 struct Scope {

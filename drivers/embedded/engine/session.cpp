@@ -18,6 +18,21 @@ std::shared_ptr<const ParsedBatch> Server::procedure(const ObjectInfo& object) {
   return kept;
 }
 
+Statement Server::statement(const std::string& sql) {
+  const auto kept = statements_.find(sql);
+  if (kept == statements_.end()) return catalog.store().prepare(sql);
+  Statement statement = std::move(kept->second);
+  statements_.erase(kept);
+  return statement;
+}
+
+void Server::giveBack(const std::string& sql, Statement statement) {
+  constexpr std::size_t kMostStatements = 256;
+  statement.reset();
+  if (statements_.size() >= kMostStatements) statements_.clear();
+  statements_.insert_or_assign(sql, std::move(statement));
+}
+
 Row rowOf(const Statement& statement) {
   Row row;
   for (int i = 0; i < statement.columnCount(); ++i) row.push_back(statement.cell(i));
@@ -31,27 +46,45 @@ Session::~Session() {
   transaction.reset();
   forgetLostTemporaries();
   while (!temporaries.empty()) dropTemporary(temporaries.begin()->first);
+  for (const auto& [columns, table] : spareTables_) {
+    server.catalog.store().execute("DROP TABLE " + table);
+  }
 }
 
-std::string Session::newTemporaryName(std::string_view name) {
-  return "temp." + quotedName("s" + std::to_string(number_) + "_" +
-                              std::to_string(++temporaryNumber_) + std::string(name));
+std::string Session::temporaryStorage(const std::string& columns) {
+  // A rollback must be able to take the table away.
+  const auto spare = transaction ? spareTables_.end() : spareTables_.find(columns);
+  if (spare != spareTables_.end()) {
+    std::string table = std::move(spare->second);
+    spareTables_.erase(spare);
+    return table;
+  }
+  std::string table = "temp.s" + std::to_string(number_) + "_" + std::to_string(++temporaryNumber_);
+  server.catalog.store().execute("CREATE TABLE " + table + " (" + columns + ")");
+  return table;
 }
 
 void Session::dropTemporary(const std::string& name) {
+  constexpr std::size_t kMostSpares = 8;
   const auto found = temporaries.find(name);
   if (found == temporaries.end()) return;
-  server.catalog.store().execute("DROP TABLE IF EXISTS " + found->second.sqliteTable);
+  const TemporaryTable& table = found->second;
+  if (transaction || spareTables_.size() >= kMostSpares) {
+    server.catalog.store().execute("DROP TABLE " + table.sqliteTable);
+  } else {
+    server.catalog.store().execute("DELETE FROM " + table.sqliteTable);
+    spareTables_.emplace(table.sqliteColumns, table.sqliteTable);
+  }
   temporaries.erase(found);
   server.schemaChanged();
 }
 
 void Session::forgetLostTemporaries() {
+  constexpr std::string_view kSchema = "temp.";
   std::erase_if(temporaries, [&](const auto& entry) {
-    const std::string& quoted = entry.second.sqliteTable;
-    const std::string name = quoted.substr(quoted.find('"') + 1, quoted.size() - 7);
-    return !server.catalog.store().template value<int>(
-        "SELECT 1 FROM temp.sqlite_master WHERE name = ?", name);
+    const std::string name = entry.second.sqliteTable.substr(kSchema.size());
+    return !server.catalog.store().value<int>("SELECT 1 FROM temp.sqlite_master WHERE name = ?",
+                                              name);
   });
 }
 

@@ -10,12 +10,14 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "drivers/embedded/catalog/catalog.h"
 #include "drivers/embedded/engine/functions.h"
 #include "drivers/embedded/engine/outcome.h"
 #include "drivers/embedded/engine/plan.h"
+#include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/variables.h"
 #include "drivers/embedded/tsql/ast.h"
 
@@ -40,13 +42,19 @@ class Server {
   std::uint64_t schemaVersion() const { return schemaVersion_; }
   void schemaChanged() { ++schemaVersion_; }
 
+  /// A statement for the text, kept ones first; it goes back with `giveBack`.
+  Statement statement(const std::string& sql);
+  void giveBack(const std::string& sql, Statement statement);
+
   Catalog catalog;
   Running running;
+  SystemColumns systemColumns;
   /// Where new connections start: the database that the last script was in.
   std::string database = "master";
 
  private:
   std::map<int, std::shared_ptr<const ParsedBatch>> procedures_;
+  std::unordered_map<std::string, Statement> statements_;
   int sessions_ = 0;
   std::uint64_t schemaVersion_ = 0;
 };
@@ -112,13 +120,18 @@ class Session {
   /// After a rollback: those that it took away.
   void forgetLostTemporaries();
   Cell globalVariable(std::string_view name) const;
-  std::string newTemporaryName(std::string_view name);
+  /// An empty SQLite table with these columns: one that a dropped table left behind, or a new one.
+  std::string temporaryStorage(const std::string& columns);
   /// Null when the text is no T-SQL, which has then been reported.
   std::shared_ptr<const ParsedBatch> parse(std::string_view batch, Outcome& outcome);
 
  private:
   int number_;
   int temporaryNumber_ = 0;
+  /// Tables without a name, by their columns. The reader's batches make and drop the same tables
+  /// again and again; keeping them spares SQLite a change of schema, after which it would have to
+  /// prepare every statement anew.
+  std::multimap<std::string, std::string> spareTables_;
 };
 
 }  // namespace kelvane::embedded

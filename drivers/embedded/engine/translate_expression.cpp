@@ -71,7 +71,7 @@ SqlValue Translator::value(const Expr& expr, const Scope* scope) {
                         [&](const ColumnRef& e) {
                           static const Scope kNoTables;
                           const FoundColumn found = (scope ? *scope : kNoTables).resolve(e, line);
-                          SqlValue result{found.column->sql, found.column->type, e.column};
+                          SqlValue result{found.sql, found.column->type, e.column};
                           result.isColumn = true;
                           return result;
                         },

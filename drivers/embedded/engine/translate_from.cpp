@@ -47,7 +47,22 @@ std::string sourceText(const Source& source) {
   return source.sqliteTable + " AS " + source.sqlAlias;
 }
 
+std::shared_ptr<const SourceColumns> sourceColumns(const std::vector<ColumnInfo>& columns) {
+  auto result = std::make_shared<SourceColumns>();
+  for (const ColumnInfo& column : columns) {
+    result->push_back({column.name, column.type, quotedName(column.sqliteColumn)});
+  }
+  return result;
+}
+
 }  // namespace
+
+// System tables never change, and every statement of the reader names some.
+std::shared_ptr<const SourceColumns> Translator::systemColumns(int tableId) {
+  auto& kept = (*context_.systemColumns)[tableId];
+  if (!kept) kept = sourceColumns(context_.catalog.columns(tableId));
+  return kept;
+}
 
 Source Translator::viewSource(const ObjectInfo& view, Source source) {
   if (++viewDepth_ > kMaxViewDepth) {
@@ -59,11 +74,12 @@ Source Translator::viewSource(const ObjectInfo& view, Source source) {
   const QueryText text = query(*create->query, nullptr, QueryUse::Values);
   --viewDepth_;
   source.sqliteTable = "(" + text.sql + ")";
-  const auto columns = context_.catalog.columns(view.id);
-  for (std::size_t i = 0; i < text.columns.size() && i < columns.size(); ++i) {
-    source.columns.push_back(
-        {columns[i].name, columns[i].type, source.sqlAlias + ".r" + std::to_string(i + 1)});
+  const auto named = context_.catalog.columns(view.id);
+  auto columns = std::make_shared<SourceColumns>();
+  for (std::size_t i = 0; i < text.columns.size() && i < named.size(); ++i) {
+    columns->push_back({named[i].name, named[i].type, "r" + std::to_string(i + 1)});
   }
+  source.columns = std::move(columns);
   return source;
 }
 
@@ -80,7 +96,6 @@ Source Translator::sourceOf(const NamedTable& table) {
   source.exposedName = table.alias.empty() ? name.name : table.alias;
   if (table.alias.empty()) source.owner = name.owner;
   source.sqlAlias = newAlias();
-  std::vector<ColumnInfo> columns;
   if (name.name.starts_with('#')) {
     const auto found = context_.temporaries.find(name.name);
     if (found == context_.temporaries.end()) {
@@ -91,7 +106,7 @@ Source Translator::sourceOf(const NamedTable& table) {
                         name.range.line);
     }
     source.sqliteTable = found->second.sqliteTable;
-    columns = found->second.columns;
+    source.columns = sourceColumns(found->second.columns);
   } else {
     Caller caller = context_.caller;
     caller.line = name.range.line;
@@ -105,11 +120,9 @@ Source Translator::sourceOf(const NamedTable& table) {
                         name.range.line);
     }
     source.sqliteTable = object.sqliteTable;
-    columns = context_.catalog.columns(object.id);
-  }
-  for (const ColumnInfo& column : columns) {
-    source.columns.push_back(
-        {column.name, column.type, source.sqlAlias + "." + quotedName(column.sqliteColumn)});
+    source.columns = object.type == "S" && context_.systemColumns != nullptr
+                         ? systemColumns(object.id)
+                         : sourceColumns(context_.catalog.columns(object.id));
   }
   return source;
 }
@@ -120,11 +133,12 @@ Source Translator::sourceOf(const DerivedTable& table, const Scope* outer) {
   source.sqlAlias = newAlias();
   const QueryText text = query(*table.query, outer, QueryUse::Values);
   source.sqliteTable = "(" + text.sql + ")";
+  auto columns = std::make_shared<SourceColumns>();
   for (std::size_t i = 0; i < text.columns.size(); ++i) {
     const std::string& name = i < table.columns.size() ? table.columns[i] : text.columns[i].name;
-    source.columns.push_back(
-        {name, text.columns[i].type, source.sqlAlias + ".r" + std::to_string(i + 1)});
+    columns->push_back({name, text.columns[i].type, "r" + std::to_string(i + 1)});
   }
+  source.columns = std::move(columns);
   return source;
 }
 

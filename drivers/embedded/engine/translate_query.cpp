@@ -99,8 +99,8 @@ std::vector<SqlValue> Translator::selectItems(const Select& select, const Scope&
     }
     for (std::size_t i = 0; i < scope.sources.size(); ++i) {
       if (only && *only != i) continue;
-      for (const SourceColumn& column : scope.sources[i].columns) {
-        items.push_back({column.sql, column.type, column.name});
+      for (const SourceColumn& column : *scope.sources[i].columns) {
+        items.push_back({scope.sources[i].sqlOf(column), column.type, column.name});
         items.back().isColumn = true;
       }
     }

@@ -5,6 +5,8 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -19,6 +21,9 @@
 
 namespace kelvane::embedded {
 
+/// By the table's id.
+using SystemColumns = std::map<int, std::shared_ptr<const SourceColumns>>;
+
 struct TranslationContext {
   Catalog& catalog;
   const Caller& caller;
@@ -31,6 +36,8 @@ struct TranslationContext {
   bool identityInsert = false;
   /// Tables that the batch will have created by the time it gets to the statement.
   const std::set<std::string, std::less<>>* createdLater = nullptr;
+  /// Where the columns of system tables are kept from one statement to the next.
+  SystemColumns* systemColumns = nullptr;
 };
 
 /// Thrown when a statement needs a table of `createdLater`.
@@ -120,6 +127,7 @@ class Translator {
   void addSources(const tsql::TableRef& table, Scope& scope);
   Source sourceOf(const tsql::NamedTable& table);
   Source sourceOf(const tsql::DerivedTable& table, const Scope* outer);
+  std::shared_ptr<const SourceColumns> systemColumns(int tableId);
   Source viewSource(const ObjectInfo& view, Source source);
   std::string renderTable(const tsql::TableRef& table, const Scope& scope, std::size_t& next);
   FromText outerJoins(const std::vector<tsql::TableRefPtr>& from,

@@ -21,8 +21,9 @@ struct Variable {
 using Variables = std::map<std::string, Variable, std::less<>>;
 
 struct TemporaryTable {
-  std::string name;         ///< with its `#`
-  std::string sqliteTable;  ///< quoted and with its schema, ready for SQL
+  std::string name;           ///< with its `#`
+  std::string sqliteTable;    ///< with its schema, ready for SQL
+  std::string sqliteColumns;  ///< what it was created with
   std::vector<ColumnInfo> columns;
   std::vector<std::string> defaults;  ///< `default e` of each column, or empty
 };

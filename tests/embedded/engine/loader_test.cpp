@@ -77,6 +77,13 @@ select 'never'
             "values (1))\n");
 }
 
+TEST(Loader, ErrorsOfCalledTextsStandAtTheCall) {
+  EXPECT_EQ(loaded("create proc p as\n\n\nraiserror 20001 'inside'\ngo\n\nexec p\n"),
+            "error a.sql:7: message 20001: inside (near: exec p)\n");
+  EXPECT_EQ(loaded("print 'x'\nexec ('\n\nselect nothing')\n"),
+            "error a.sql:2: message 207: Invalid column name 'nothing'. (near: exec (')\n");
+}
+
 // The other statement did not run either, so the script did not do what it says.
 TEST(Loader, ARefusedBatchIsAnErrorWhenItWantedMore) {
   EXPECT_EQ(loaded("create table t (a int)\ngo\ninsert t values (1)\ndelete gone\n").substr(0, 28),

@@ -107,6 +107,24 @@ TEST(Query, Changes) {
             "name | t\nAnn | 2\nBob | 4\n");
 }
 
+// A number that no double holds comes back digit by digit.
+TEST(Query, NumbersKeepTheirDigits) {
+  Probe probe(
+      "create table n (a numeric(38,4), b money, f float, r real null, t tinyint, b1 bit,"
+      " v varbinary(4) null, d datetime null)");
+  probe.ask(
+      "insert n values (1234567890123456789012345678901234.5678, $922337203685477.5807, 0.1,"
+      " 1.5, 255, 1, 0x0C, '2004-02-29 13:05:00.003')");
+  probe.ask("insert n (a, b, f, t, b1) values (-0.5, -1, 1e300, 0, 0)");
+  EXPECT_EQ(
+      probe.rows("select * from n"),
+      "1234567890123456789012345678901234.5678 | 922337203685477.5807 | 0.1 | 1.5 | 255 | True "
+      "| 0x0c | 2004-02-29 13:05:00.003\n"
+      "-0.5000 | -1.0000 | 1e+300 | - | 0 | False | - | -\n");
+  EXPECT_EQ(probe.refusal("insert n (a, b, f, t, b1) values (1, 1, 1, 256, 0)").substr(0, 4),
+            "247:");
+}
+
 TEST(Query, Refusals) {
   Probe probe(kShop);
   const Case cases[] = {
