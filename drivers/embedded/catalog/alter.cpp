@@ -87,8 +87,9 @@ void TableChange::fillAddedColumn(const tsql::ColumnDefinition& definition,
   const std::string& rows = table_.sqliteTable;
   if (column.type.identity) {
     store_.execute(concat("UPDATE ", rows, " SET ", column.sqliteColumn,
-                          " = (SELECT count(*) FROM ", rows,
-                          " AS earlier WHERE earlier.rowid <= ", rows, ".rowid)"));
+                          " = numbered.n FROM (SELECT rowid AS id, row_number() OVER (ORDER BY"
+                          " rowid) AS n FROM ",
+                          rows, ") AS numbered WHERE numbered.id = ", rows, ".rowid"));
   } else if (!column.type.nullable) {
     Statement fill = store_.prepare(concat("UPDATE ", rows, " SET ", column.sqliteColumn, " = ?"));
     fill.bind(1, values_.evaluate(*definition.defaultClause->value, column.type));

@@ -5,6 +5,7 @@
 
 #include "drivers/embedded/catalog/index_writer.h"
 #include "drivers/embedded/catalog/system_tables.h"
+#include "drivers/embedded/catalog/utf8.h"
 #include "drivers/embedded/catalog/writer.h"
 
 namespace kelvane::embedded {
@@ -20,6 +21,7 @@ ObjectInfo systemTableInfo(const SystemTable& table) {
           std::string(table.name)};
 }
 
+/// What objectOf reads.
 constexpr std::string_view kObjectColumns =
     "SELECT o.id, uid, type, name, r.id FROM sysobjects o LEFT JOIN row_tables r ON r.id = o.id";
 const std::string kObjectByName = concat(kObjectColumns, " WHERE name = ? AND uid = ?");
@@ -48,14 +50,6 @@ ColumnType storedType(int storageCode, int userType, int length, const Statement
   if (!row.isNull(precisionColumn)) type.precision = row.number(precisionColumn);
   if (!row.isNull(precisionColumn + 1)) type.scale = row.number(precisionColumn + 1);
   return type;
-}
-
-std::string lowerAscii(std::string_view text) {
-  std::string lower(text);
-  std::ranges::transform(lower, lower.begin(), [](char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  });
-  return lower;
 }
 
 }  // namespace

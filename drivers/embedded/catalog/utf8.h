@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace kelvane::embedded {
@@ -19,6 +20,15 @@ inline std::string_view firstCharacters(std::string_view text, std::size_t count
   std::size_t end = 0;
   for (; count > 0 && end < text.size(); --count) end += characterAt(text, end).size();
   return text.substr(0, std::min(end, text.size()));
+}
+
+/// Letters beyond ASCII stay as they are.
+inline std::string lowerAscii(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return lower;
 }
 
 }  // namespace kelvane::embedded

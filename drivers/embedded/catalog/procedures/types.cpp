@@ -5,6 +5,7 @@
 #include "drivers/embedded/catalog/procedures/procedure.h"
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/catalog/table_writer.h"
+#include "drivers/embedded/catalog/utf8.h"
 
 namespace kelvane::embedded {
 
@@ -16,13 +17,7 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(begin, text.find_last_not_of(' ') - begin + 1);
 }
 
-std::string lower(std::string_view text) {
-  std::string result(trimmed(text));
-  for (char& c : result) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return result;
-}
+std::string lower(std::string_view text) { return lowerAscii(trimmed(text)); }
 
 /// `numeric(8, 2)` as sp_addtype takes it: a text.
 tsql::DataType parsePhysicalType(const ProcedureRun& run, std::string_view text) {
