@@ -12,9 +12,6 @@ namespace kelvane::embedded {
 
 enum class ResultRule {
   Int,
-  Smallint,
-  Tinyint,
-  Bit,
   Float,
   Moment,
   Name,  ///< varchar(30)

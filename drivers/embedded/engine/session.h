@@ -70,7 +70,6 @@ struct Cursor {
 struct SessionOptions {
   bool noCount = false;
   bool quotedIdentifier = false;
-  bool noExec = false;
   std::uint64_t rowLimit = 0;
   std::string identityInsertTable;
 };

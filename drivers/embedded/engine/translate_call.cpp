@@ -35,12 +35,6 @@ ColumnType resultType(const FunctionRule& rule, const std::vector<SqlValue>& arg
   switch (rule.result) {
     case ResultRule::Int:
       return intType(nullable);
-    case ResultRule::Smallint:
-      return plainType(TypeKind::Smallint, nullable);
-    case ResultRule::Tinyint:
-      return plainType(TypeKind::Tinyint, nullable);
-    case ResultRule::Bit:
-      return plainType(TypeKind::Bit, nullable);
     case ResultRule::Float:
       return floatType(nullable);
     case ResultRule::Moment:
