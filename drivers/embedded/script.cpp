@@ -60,7 +60,7 @@ std::string ScriptNote::describe() const {
   result += ": ";
   if (number != 0) result += "message " + std::to_string(number) + ": ";
   result += text;
-  if (!statement.empty()) result += " (near: " + statement + ")";
+  if (!statement.empty()) result += " (near \"" + statement + "\")";
   return result;
 }
 

@@ -60,7 +60,7 @@ TEST_F(Scripts, AFailingScriptSaysWhere) {
   EXPECT_EQ(compare(good, bad), kError);
   EXPECT_THAT(err_.str(),
               HasSubstr("kelvane: " + bad + ":5: message 207: Invalid column name 'b'"));
-  EXPECT_THAT(err_.str(), HasSubstr("(near: select b from t)\n"));
+  EXPECT_THAT(err_.str(), HasSubstr("(near \"select b from t\")\n"));
   EXPECT_THAT(err_.str(), HasSubstr("kelvane: " + bad + ":7: message 156"));
   EXPECT_EQ(out_.str(), "");
 }

@@ -68,20 +68,22 @@ insert u values (2)
 go
 select 'never'
 )";
-  EXPECT_EQ(loaded(script),
-            "error a.sql:1: message 2715: Can't find type 'unknown'. (near: create table t ()\n");
-  EXPECT_EQ(loaded(script, {false}),
-            "error a.sql:1: message 2715: Can't find type 'unknown'. (near: create table t ()\n"
-            "error a.sql:8: message 208: t not found. Specify owner.objectname or use sp_help to "
-            "check whether the object exists (sp_help may produce lots of output). (near: insert t "
-            "values (1))\n");
+  EXPECT_EQ(
+      loaded(script),
+      "error a.sql:1: message 2715: Can't find type 'unknown'. (near \"create table t (\")\n");
+  EXPECT_EQ(
+      loaded(script, {false}),
+      "error a.sql:1: message 2715: Can't find type 'unknown'. (near \"create table t (\")\n"
+      "error a.sql:8: message 208: t not found. Specify owner.objectname or use sp_help to "
+      "check whether the object exists (sp_help may produce lots of output). (near \"insert t "
+      "values (1)\")\n");
 }
 
 TEST(Loader, ErrorsOfCalledTextsStandAtTheCall) {
   EXPECT_EQ(loaded("create proc p as\n\n\nraiserror 20001 'inside'\ngo\n\nexec p\n"),
-            "error a.sql:7: message 20001: inside (near: exec p)\n");
+            "error a.sql:7: message 20001: inside (near \"exec p\")\n");
   EXPECT_EQ(loaded("print 'x'\nexec ('\n\nselect nothing')\n"),
-            "error a.sql:2: message 207: Invalid column name 'nothing'. (near: exec (')\n");
+            "error a.sql:2: message 207: Invalid column name 'nothing'. (near \"exec ('\")\n");
 }
 
 // The other statement did not run either, so the script did not do what it says.
@@ -93,10 +95,10 @@ TEST(Loader, ARefusedBatchIsAnErrorWhenItWantedMore) {
 TEST(Loader, SyntaxErrorsNameTheirLine) {
   EXPECT_EQ(
       loaded("create table t (a int)\ngo\n\ncreate table u (a int,, b int)\ngo\n"),
-      "error a.sql:4: message 102: Incorrect syntax near ','. (near: create table u (a int,, b "
-      "int))\n");
+      "error a.sql:4: message 102: Incorrect syntax near ','. (near \"create table u (a int,, b "
+      "int)\")\n");
   EXPECT_EQ(loaded("print 'fine'\ngo 2\nraiserror 20001 'no luck'\n"),
-            "error a.sql:3: message 20001: no luck (near: raiserror 20001 'no luck')\n");
+            "error a.sql:3: message 20001: no luck (near \"raiserror 20001 'no luck'\")\n");
 }
 
 TEST(Loader, ScriptsWithoutStatements) {
