@@ -487,6 +487,7 @@ struct SetUser {
 struct Utility {
   std::string
       verb;  ///< the first word (two for `update statistics` and `create database`), lower case
+  std::string object = {};  ///< the name after the verb; empty when something else stands there
 };
 
 // ---------------------------------------------------------------- tables and indexes
@@ -709,6 +710,7 @@ enum class DropKind {
 struct Drop {
   DropKind kind;
   std::vector<ObjectName> names;
+  bool override = false;  ///< `drop role r with override`
 };
 
 // ---------------------------------------------------------------- permissions

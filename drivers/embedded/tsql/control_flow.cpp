@@ -324,6 +324,7 @@ StatementNode Parser::utilityStatement() {
   Utility result{wordText()};
   for (const std::string_view verb : {"alter", "create", "delete", "update"})
     if (result.verb == verb) result.verb += ' ' + wordText();
+  if (atName()) result.object = peek().value();
   for (;;) {
     if (atSymbol("(")) skipParenthesized();
     const bool forLoad = at("load") && tokens_[at_ - 1].reserved == "for";

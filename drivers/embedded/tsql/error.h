@@ -8,6 +8,10 @@
 
 namespace kelvane::tsql {
 
+/// The number of a refusal that is not the server's own: what the server can do and this one
+/// cannot.
+inline constexpr int kNotSupported = 0;
+
 /// A server message of severity 11 or more. `what()` is the text without a line end.
 struct ServerError : std::runtime_error {
   ServerError(int number, int severity, int state, const std::string& text, std::uint32_t line)

@@ -216,6 +216,10 @@ StatementNode Parser::dropStatement() {
     Drop result{rule.kind, {}};
     commaList([&] { result.names.push_back(objectName()); });
     if (rule.kind == DropKind::Index && result.names.back().owner.empty()) unexpected();
+    if (rule.kind == DropKind::Role && accept("with")) {
+      expect("override");
+      result.override = true;
+    }
     return result;
   }
   unexpected();
