@@ -83,9 +83,9 @@ LoadReport loadScript(EmbeddedCatalog& catalog, std::string_view name, std::stri
     outcome.enter(batch);
     for (std::uint32_t run = 0; run < batch.repeat; ++run) {
       ranAnything = session.run(batch.text, outcome) || ranAnything;
-      if (options.stopAtFirstError && !report.errors.empty()) break;
+      if (session.ended || (options.stopAtFirstError && !report.errors.empty())) break;
     }
-    if (options.stopAtFirstError && !report.errors.empty()) break;
+    if (session.ended || (options.stopAtFirstError && !report.errors.empty())) break;
   }
   server.database = session.caller.database;
   if (!ranAnything && report.errors.empty()) return refused(name, "holds no statement");

@@ -66,7 +66,9 @@ std::optional<ObjectInfo> Catalog::findObject(const tsql::ObjectName& name, cons
   if (inMaster && (name.owner.empty() || name.owner == "dbo")) {
     if (const SystemTable* table = findSystemTable(name.name)) return systemTableInfo(*table);
   }
-  if (!name.database.empty() && name.database != caller.database) return std::nullopt;
+  if (!name.database.empty() && name.database != caller.database) {
+    return elsewhere(name);
+  }
 
   std::optional<ObjectInfo> found;
   const auto lookUp = [&](int uid) {
@@ -80,6 +82,16 @@ std::optional<ObjectInfo> Catalog::findObject(const tsql::ObjectName& name, cons
   lookUp(caller.uid);
   if (!found && caller.uid != kDboUid) lookUp(kDboUid);
   return found;
+}
+
+// The server's other databases hold nothing but system tables without rows.
+std::optional<ObjectInfo> Catalog::elsewhere(const tsql::ObjectName& name) {
+  const SystemTable* table = findSystemTable(name.name);
+  const bool named = name.owner.empty() || name.owner == "dbo";
+  if (table == nullptr || !named || !databaseId(name.database)) return std::nullopt;
+  ObjectInfo object = systemTableInfo(*table);
+  object.sqliteTable = concat("(SELECT rowid, * FROM ", table->name, " WHERE 0)");
+  return object;
 }
 
 std::optional<ObjectInfo> Catalog::findObject(std::string_view text, const Caller& caller) {

@@ -93,6 +93,8 @@ struct ProcedureResult {
   std::vector<ResultSet> resultSets;
   std::vector<ServerMessage> messages;
   int status = 0;
+  /// What was accepted but is not kept.
+  std::vector<std::string> ignored = {};
 };
 
 class Catalog {
@@ -108,7 +110,8 @@ class Catalog {
   // -------------------------------------------------------------- look-ups
 
   /// Any object of sysobjects. Without an owner: the caller's, else dbo's. Tables of master are
-  /// found under `master..` only, or when it is the caller's database. None in other databases.
+  /// found under `master..` only, or when it is the caller's database. Other databases have nothing
+  /// but empty system tables.
   std::optional<ObjectInfo> findObject(const tsql::ObjectName& name, const Caller& caller);
   /// As findObject; throws 208.
   ObjectInfo requireObject(const tsql::ObjectName& name, const Caller& caller);
@@ -184,6 +187,8 @@ class Catalog {
   void drop(const tsql::Drop& statement, const Caller& caller);
   void truncate(const tsql::Truncate& statement, const Caller& caller);
   void permission(const tsql::Permission& statement, const Caller& caller);
+  void createDatabase(std::string_view name, const Caller& caller);
+  void createRole(std::string_view name, const Caller& caller);
 
   // -------------------------------------------------------------- system procedures
 
@@ -193,6 +198,7 @@ class Catalog {
  private:
   friend class CatalogWriter;
 
+  std::optional<ObjectInfo> elsewhere(const tsql::ObjectName& name);
   std::vector<ColumnInfo> readColumns(int objectId, int number, bool inTable);
 
   Database store_;

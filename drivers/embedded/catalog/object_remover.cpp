@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "drivers/embedded/catalog/role_writer.h"
 #include "drivers/embedded/catalog/table_writer.h"
 
 namespace kelvane::embedded {
@@ -43,7 +44,6 @@ void ObjectRemover::drop(tsql::DropKind kind, const tsql::ObjectName& name) {
   if (kind == tsql::DropKind::Index) return dropIndex(name);
   if (kind == tsql::DropKind::Database) return dropDatabase(name);
   const auto* entry = std::ranges::find(kKinds, kind, &Kind::kind);
-  if (entry == std::end(kKinds)) return;  // roles are the server's, not this database's
   const auto object = writer_.catalog().findObject(name, writer_.caller());
   if (!object || object->type != entry->type) failMissing(entry->word, name.name);
   switch (kind) {
@@ -148,6 +148,15 @@ void ObjectRemover::dropIndex(const tsql::ObjectName& name) {
 
 void ObjectRemover::dropDatabase(const tsql::ObjectName& name) {
   if (!writer_.catalog().databaseId(name.name)) failMissing("database", name.name);
+  if (name.name == writer_.caller().database) {
+    writer_.fail(3702, "Cannot drop the database '", name.name,
+                 "' because it is currently in use.");
+  }
+  // All databases share one set of tables here, and which of them made an object is not known.
+  if (store_.value("SELECT 1 FROM sysobjects WHERE type != 'S'")) {
+    writer_.fail(tsql::kNotSupported, "The embedded catalog cannot drop database '", name.name,
+                 "' while it holds objects.");
+  }
   store_.run("DELETE FROM sysdatabases WHERE name = ?", name.name);
 }
 
@@ -155,6 +164,10 @@ void Catalog::drop(const tsql::Drop& statement, const Caller& caller) {
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
   for (const tsql::ObjectName& name : statement.names) {
+    if (statement.kind == tsql::DropKind::Role) {
+      RoleWriter(writer).drop(name.name, statement.override);
+      continue;
+    }
     ObjectRemover(writer).drop(statement.kind, name);
   }
   savepoint.keep();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "drivers/embedded/catalog/role_writer.h"
 #include "drivers/embedded/catalog/system_tables.h"
 
 namespace kelvane::embedded {
@@ -125,7 +126,7 @@ Blob without(Blob a, const Blob& b) {
 // ---------------------------------------------------------------- what a statement names
 
 void PermissionWriter::apply(const tsql::Permission& statement) {
-  if (!statement.roles.empty()) return;  // roles are the server's, not this database's
+  if (!statement.roles.empty()) return applyRoles(statement);
   std::optional<ObjectInfo> object;
   if (!statement.object.empty()) {
     object = writer_.catalog().requireObject(statement.object, writer_.caller());
@@ -133,7 +134,9 @@ void PermissionWriter::apply(const tsql::Permission& statement) {
   int grantor = writer_.caller().uid;
   if (grantor == kDboUid && object) grantor = object->uid;
   if (!statement.grantor.empty()) {
-    grantor = writer_.catalog().userId(statement.grantor).value_or(grantor);
+    const auto uid = writer_.catalog().userId(statement.grantor);
+    if (!uid) writer_.fail(4604, "There is no such user '", statement.grantor, "'.");
+    grantor = *uid;
   }
   const std::vector<Right> rights = rightsOf(statement, object);
   for (const int uid : granteesOf(statement)) {
@@ -145,6 +148,19 @@ void PermissionWriter::apply(const tsql::Permission& statement) {
         revokeGrantOption(right, uid);
       } else {
         revoke(right, uid, grantor, statement.cascade);
+      }
+    }
+  }
+}
+
+void PermissionWriter::applyRoles(const tsql::Permission& statement) {
+  RoleWriter roles(writer_);
+  for (const std::string& role : statement.roles) {
+    for (const std::string& grantee : statement.grantees) {
+      if (statement.action == tsql::PermissionAction::Grant) {
+        roles.grant(role, grantee);
+      } else {
+        roles.revoke(role, grantee);
       }
     }
   }
@@ -230,7 +246,8 @@ Blob PermissionWriter::allColumns(int objectId) {
 std::vector<int> PermissionWriter::granteesOf(const tsql::Permission& statement) {
   std::vector<int> uids;
   for (const std::string& name : statement.grantees) {
-    const auto uid = writer_.catalog().userId(name);
+    auto uid = writer_.catalog().userId(name);
+    if (!uid) uid = RoleWriter(writer_).uidOf(name);
     if (!uid) writer_.fail(4604, "There is no such user '", name, "'.");
     const bool isGroup = *uid == kPublicUid || *uid >= kFirstGroupUid;
     if (isGroup && statement.grantOption && statement.action == tsql::PermissionAction::Grant) {

@@ -30,6 +30,7 @@ class PermissionWriter {
     std::optional<Blob> columns;
   };
 
+  void applyRoles(const tsql::Permission& statement);
   std::vector<Right> rightsOf(const tsql::Permission& statement,
                               const std::optional<ObjectInfo>& object);
   std::vector<Right> commandRights(const tsql::Privilege& privilege);

@@ -127,6 +127,10 @@ constexpr Layout kLayouts[] = {
      "timelimit int, resultlimit int, dbname sysname null, name sysname, "
      "password varbinary(30) null, language varchar(30) null, pwdate datetime null, "
      "audflags int null, fullname varchar(30) null, srvname varchar(30) null"},
+    {kFirstMasterId + 3, "syssrvroles",
+     "srid int, name sysname, password varbinary(30) null, pwdate datetime null, "
+     "status smallint null, logincount smallint null"},
+    {kFirstMasterId + 4, "sysloginroles", "suid int, srid int, status smallint"},
 };
 
 constexpr std::string_view kIndexes =
@@ -163,6 +167,8 @@ constexpr std::string_view kIndexes =
     // Not a table of the server, where the keys of an index are packed into sysindexes.
     "CREATE TABLE index_keys(id INTEGER, indid INTEGER, position INTEGER, colid INTEGER,"
     " descending INTEGER, PRIMARY KEY (id, indid, position)) WITHOUT ROWID;"
+    // Roles that other roles have; the server keeps them in a table of attributes.
+    "CREATE TABLE syssrvroles_of_roles(member INTEGER, srid INTEGER);"
     // User tables that have an SQLite table of their own.
     "CREATE TABLE row_tables(id INTEGER PRIMARY KEY);";
 
@@ -172,7 +178,8 @@ constexpr std::string_view kFixedRows =
     " (-2, 0, 0, 'public'), (1, 1, 0, 'dbo'), (-1, 2, 0, 'guest');"
     "INSERT INTO syslogins(suid, name, dbname) VALUES (1, 'sa', 'master'), (2, 'probe', 'master');"
     "INSERT INTO sysdatabases(name, dbid, suid) VALUES"
-    " ('master', 1, 1), ('tempdb', 2, 1), ('model', 3, 1), ('sybsystemprocs', 4, 1);"
+    " ('master', 1, 1), ('tempdb', 2, 1), ('model', 3, 1), ('sybsystemprocs', 4, 1),"
+    " ('main', 5, 1);"
     "INSERT INTO spt_values(name, number, type) VALUES"
     " ('References', 151, 'T'), ('Set Proxy', 167, 'T'), ('Select', 193, 'T'),"
     " ('Insert', 195, 'T'), ('Delete', 196, 'T'), ('Update', 197, 'T'),"
@@ -284,6 +291,7 @@ void fillRoles(Database& store) {
     const int uid = kFirstGroupUid + role;
     store.run("INSERT INTO sysusers(suid, uid, gid, name) VALUES (-2, ?, ?, ?)", uid, uid, name);
     store.run("INSERT INTO sysroles(id, lrid) VALUES (?, ?)", role, uid);
+    store.run("INSERT INTO syssrvroles(srid, name) VALUES (?, ?)", role, name);
     ++role;
   }
 }

@@ -58,6 +58,21 @@ std::string formatted(const std::string& format, const std::vector<std::string>&
   return result;
 }
 
+// Where to say that something is wrong. A definition with a stored text begins with the batch, with
+// the comments before it.
+std::uint32_t lineOf(const tsql::Statement& statement) {
+  return std::visit(Overloaded{
+                        [](const CreateView& s) { return s.name.range.line; },
+                        [](const CreateProcedure& s) { return s.name.range.line; },
+                        [](const CreateFunction& s) { return s.name.range.line; },
+                        [](const CreateTrigger& s) { return s.name.range.line; },
+                        [](const CreateRule& s) { return s.name.range.line; },
+                        [](const CreateDefault& s) { return s.name.range.line; },
+                        [&](const auto&) { return statement.range.line; },
+                    },
+                    statement.node);
+}
+
 }  // namespace
 
 bool isAlreadyGone(const tsql::Statement& statement, const ServerError& error) {
@@ -134,10 +149,11 @@ BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
   server_.running.caller = &session_.caller;
   server_.running.variables = &variables_;
   server_.running.identities.clear();
-  session_.caller.line = statement.range.line;
+  session_.caller.line = lineOf(statement);
   try {
     return runNode(statement);
   } catch (const ServerError& error) {
+    if (error.number == kSessionEnded) session_.ended = true;
     report(statement, error);
   } catch (const StoreError& error) {
     report(statement,
@@ -156,7 +172,7 @@ void BatchRun::report(const tsql::Statement& statement, const ServerError& error
   session_.lastError = error.number;
   session_.rowCount = 0;
   Notice notice{{error.number, error.severity, error.state, error.text()},
-                error.line == 0 ? statement.range.line : error.line};
+                error.line == 0 ? lineOf(statement) : error.line};
   notice.alreadyGone = isAlreadyGone(statement, error);
   outcome_.notice(notice);
   const bool goesOn = notice.alreadyGone || std::ranges::count(kStatementErrors, error.number) != 0;
@@ -164,6 +180,7 @@ void BatchRun::report(const tsql::Statement& statement, const ServerError& error
 }
 
 BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
+  // Those that set @@error themselves.
   const auto plain = [](auto&& action) {
     action();
     return Flow::Next;
@@ -194,7 +211,7 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
             });
           },
           [&](const Declare& s) {
-            return plain([&] {
+            return simple([&] {
               declare(s);
               for (const VariableDeclaration& v : s.variables) {
                 if (v.initial)
@@ -237,15 +254,15 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
             return Flow::Goto;
           },
           [&](const Label&) { return Flow::Next; },
-          [&](const Print& s) { return plain([&] { print(s); }); },
+          [&](const Print& s) { return simple([&] { print(s); }); },
           [&](const RaiseError& s) { return plain([&] { raiseError(s); }); },
           [&](const WaitFor&) { return Flow::Next; },
-          [&](const SetOption& s) { return plain([&] { setOption(s); }); },
+          [&](const SetOption& s) { return simple([&] { setOption(s); }); },
           [&](const Execute& s) { return plain([&] { executeProcedure(s, outcome_); }); },
           [&](const ExecuteImmediate& s) { return plain([&] { executeText(s, outcome_); }); },
-          [&](const Transaction& s) { return plain([&] { transact(s); }); },
-          [&](const UseDatabase& s) { return plain([&] { useDatabase(s); }); },
-          [&](const SetUser& s) { return plain([&] { setUser(s); }); },
+          [&](const Transaction& s) { return simple([&] { transact(s); }); },
+          [&](const UseDatabase& s) { return simple([&] { useDatabase(s); }); },
+          [&](const SetUser& s) { return simple([&] { setUser(s); }); },
           [&](const DeclareCursor& s) {
             return simple([&] { session_.cursors[s.name] = {batch_, s.query.get(), {}, 0}; });
           },
@@ -260,7 +277,7 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
           [&](const DeallocateCursor& s) {
             return simple([&] { session_.cursors.erase(s.name); });
           },
-          [&](const Utility&) { return Flow::Next; },
+          [&](const Utility& s) { return simple([&] { utility(s); }); },
           [&](const auto&) { return simple([&] { define(statement); }); },
       },
       statement.node);
@@ -280,6 +297,8 @@ bool BatchRun::test(const Expr& condition) {
   bind(plan);
   const bool holds = step(plan) && plan.statement->integer(0) != 0;
   plan.statement->reset();
+  // A test is a statement like any other to @@error, which it may have just read.
+  session_.lastError = 0;
   return holds;
 }
 
@@ -373,6 +392,7 @@ void BatchRun::transact(const Transaction& transaction) {
                           session_.caller.line);
       }
       if (--session_.transactionDepth == 0 && session_.transaction) {
+        session_.keepSavepoints();
         session_.transaction->keep();
         session_.transaction.reset();
       }
@@ -384,13 +404,20 @@ void BatchRun::transact(const Transaction& transaction) {
                           "TRANSACTION.",
                           session_.caller.line);
       }
-      session_.transactionDepth = 0;
-      session_.transaction.reset();
       forgetPrepared();
+      if (transaction.name.empty() || !session_.rollBackTo(transaction.name)) {
+        session_.transactionDepth = 0;
+        session_.undoSavepoints();
+        session_.transaction.reset();
+      }
       server_.schemaChanged();
       session_.forgetLostTemporaries();
       break;
     case TransactionAction::Save:
+      if (session_.transactionDepth > 0) {
+        session_.savepoints.emplace_back(transaction.name,
+                                         std::make_unique<Savepoint>(server_.catalog.store()));
+      }
       break;
   }
 }

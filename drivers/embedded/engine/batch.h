@@ -69,6 +69,9 @@ class BatchRun {
   void transact(const tsql::Transaction& transaction);
   void useDatabase(const tsql::UseDatabase& use);
   void setUser(const tsql::SetUser& user);
+  void utility(const tsql::Utility& utility);
+  /// Tells of something that was accepted but leaves no trace.
+  void ignored(const std::string& what);
   void assign(const std::string& name, const Cell& value, const ColumnType& from);
 
   // batch_data.cpp: queries and changes
@@ -93,7 +96,7 @@ class BatchRun {
   void dropObjects(const tsql::Drop& statement);
   void define(const tsql::Statement& statement);
   RowValues rowValues();
-  void createView(const tsql::CreateView& view);
+  void createView(const tsql::CreateView& view, std::string_view text);
   void openCursor(const tsql::OpenCursor& open);
   void fetchCursor(const tsql::FetchCursor& fetch);
 

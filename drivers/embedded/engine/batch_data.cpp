@@ -4,6 +4,7 @@
 
 #include "drivers/embedded/engine/batch.h"
 #include "drivers/embedded/engine/convert.h"
+#include "drivers/embedded/engine/star_expansion.h"
 #include "drivers/embedded/engine/typing.h"
 
 namespace kelvane::embedded {
@@ -293,12 +294,12 @@ void BatchRun::dropObjects(const Drop& statement) {
 
 // -------------------------------------------------------------- definitions
 
-void BatchRun::createView(const CreateView& view) {
+void BatchRun::createView(const CreateView& view, std::string_view text) {
   const TranslationContext made = context();
   const Plan plan = Translator(made).select(*view.query);
   std::vector<NamedColumn> columns;
   for (const ResultColumn& column : plan.columns) columns.push_back({column.name, column.type});
-  server_.catalog.createView(view, batch_->text, columns, session_.caller);
+  server_.catalog.createView(view, text, columns, session_.caller);
 }
 
 RowValues BatchRun::rowValues() {
@@ -312,6 +313,9 @@ void BatchRun::define(const tsql::Statement& statement) {
   Catalog& catalog = server_.catalog;
   const Caller& caller = session_.caller;
   const std::string_view text = batch_->text;
+  const auto stored = [&] {
+    return withExpandedStars(statement, text, catalog, caller, session_.temporaries);
+  };
   // Statements that are still prepared would lock the tables that change.
   forgetPrepared();
   std::visit(Overloaded{
@@ -323,10 +327,10 @@ void BatchRun::define(const tsql::Statement& statement) {
                  [&](const CreateIndex& s) {
                    if (!s.table.name.starts_with('#')) catalog.createIndex(s, caller);
                  },
-                 [&](const CreateView& s) { createView(s); },
-                 [&](const CreateProcedure& s) { catalog.createProcedure(s, text, caller); },
-                 [&](const CreateFunction& s) { catalog.createFunction(s, text, caller); },
-                 [&](const CreateTrigger& s) { catalog.createTrigger(s, text, caller); },
+                 [&](const CreateView& s) { createView(s, stored()); },
+                 [&](const CreateProcedure& s) { catalog.createProcedure(s, stored(), caller); },
+                 [&](const CreateFunction& s) { catalog.createFunction(s, stored(), caller); },
+                 [&](const CreateTrigger& s) { catalog.createTrigger(s, stored(), caller); },
                  [&](const CreateRule& s) { catalog.createRule(s, text, caller); },
                  [&](const CreateDefault& s) { catalog.createDefault(s, text, caller); },
                  [&](const Drop& s) { dropObjects(s); },

@@ -112,6 +112,7 @@ void BatchRun::executeSystem(const Execute& execute, const std::string& name, Ou
       }
       outcome.notice(notice);
     }
+    for (const std::string& what : result->ignored) ignored(name + ": " + what);
     for (const ResultSet& rows : result->resultSets) {
       outcome.beginRows(rows.columns);
       for (const Row& row : rows.rows) outcome.row(row);

@@ -281,7 +281,7 @@ void registerLookups(Catalog& catalog, Running& running) {
 
 void registerSession(Database& store, Running& running) {
   store.addFunction("quit_session", 0, FunctionKind::Volatile, [](FunctionCall&) {
-    throw ServerError(4996, 20, 1, "The session was ended by syb_quit().", kUnknownLine);
+    throw ServerError(kSessionEnded, 20, 1, "The session was ended by syb_quit().", kUnknownLine);
   });
   store.addFunction("current_variable", 1, FunctionKind::Volatile, [&running](FunctionCall& call) {
     const auto found = running.variables->find(call.text(0));

@@ -14,6 +14,9 @@
 namespace kelvane::embedded {
 
 /// The session and the frame whose statement is being stepped.
+/// The number under which syb_quit() ends a session.
+inline constexpr int kSessionEnded = 4996;
+
 struct Running {
   const Caller* caller = nullptr;
   const Variables* variables = nullptr;

@@ -16,6 +16,8 @@ struct Notice {
   bool refused = false;
   /// The statement only removes something, and what it removes is not there.
   bool alreadyGone = false;
+  /// The statement, or a clause of it, was accepted but leaves no trace in the catalog.
+  bool ignored = false;
 
   bool isError() const { return message.severity > 10; }
 };

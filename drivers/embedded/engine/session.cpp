@@ -1,5 +1,7 @@
 #include "drivers/embedded/engine/session.h"
 
+#include <algorithm>
+
 #include "drivers/embedded/engine/batch.h"
 #include "drivers/embedded/engine/globals.h"
 #include "drivers/embedded/engine/translator.h"
@@ -43,6 +45,7 @@ Session::Session(Server& server) : server(server), number_(server.nextSession())
 
 Session::~Session() {
   // What a rollback takes away needs no dropping.
+  undoSavepoints();
   transaction.reset();
   forgetLostTemporaries();
   while (!temporaries.empty()) dropTemporary(temporaries.begin()->first);
@@ -77,6 +80,24 @@ void Session::dropTemporary(const std::string& name) {
   }
   temporaries.erase(found);
   server.schemaChanged();
+}
+
+void Session::keepSavepoints() {
+  for (; !savepoints.empty(); savepoints.pop_back()) savepoints.back().second->keep();
+}
+
+void Session::undoSavepoints() {
+  while (!savepoints.empty()) savepoints.pop_back();
+}
+
+bool Session::rollBackTo(std::string_view savepoint) {
+  const auto found = std::ranges::find(savepoints.rbegin(), savepoints.rend(), savepoint,
+                                       [](const auto& entry) { return entry.first; });
+  if (found == savepoints.rend()) return false;
+  const auto kept = static_cast<std::size_t>(savepoints.rend() - found) - 1;
+  while (savepoints.size() > kept) savepoints.pop_back();
+  savepoints.emplace_back(savepoint, std::make_unique<Savepoint>(server.catalog.store()));
+  return true;
 }
 
 void Session::forgetLostTemporaries() {

@@ -49,8 +49,9 @@ class Server {
   Catalog catalog;
   Running running;
   SystemColumns systemColumns;
-  /// Where new connections start: the database that the last script was in.
-  std::string database = "master";
+  /// Where new connections start: the database that the last script was in. A script that names
+  /// none is not meant for master.
+  std::string database = "main";
 
  private:
   std::map<int, std::shared_ptr<const ParsedBatch>> procedures_;
@@ -106,6 +107,8 @@ class Session {
   TemporaryTables temporaries;
   std::map<std::string, Cursor, std::less<>> cursors;
   std::unique_ptr<Savepoint> transaction;
+  /// Those of `save transaction`, inside of the transaction.
+  std::vector<std::pair<std::string, std::unique_ptr<Savepoint>>> savepoints;
   int transactionDepth = 0;
   std::int64_t rowCount = 0;
   std::int64_t lastError = 0;
@@ -114,8 +117,14 @@ class Session {
   int nestLevel = 0;
   /// Whether `use` takes any name.
   bool acceptsAnyDatabase = false;
+  /// After syb_quit(): nothing more may be run.
+  bool ended = false;
 
   void dropTemporary(const std::string& name);
+  void keepSavepoints();
+  void undoSavepoints();
+  /// Undoes what came after the savepoint; false when there is none of that name.
+  bool rollBackTo(std::string_view savepoint);
   /// After a rollback: those that it took away.
   void forgetLostTemporaries();
   Cell globalVariable(std::string_view name) const;

@@ -129,7 +129,7 @@ TEST(Value, SessionFacts) {
       {"user_id('public')", "0"},
       {"user_id('nobody')", "-"},
       {"suser_name()", "sa"},
-      {"db_name()", "master"},
+      {"db_name()", "main"},
       {"object_name(1)", "sysobjects"},
       {"object_name(0)", "-"},
       {"OBJECT_ID('sysobjects')", "1"},

@@ -4,7 +4,9 @@
 
 #include "drivers/embedded/catalog/index_writer.h"
 #include "drivers/embedded/catalog/procedures/procedure.h"
+#include "drivers/embedded/catalog/role_writer.h"
 #include "drivers/embedded/catalog/system_tables.h"
+#include "drivers/embedded/catalog/utf8.h"
 
 namespace kelvane::embedded {
 
@@ -176,7 +178,9 @@ void spDboption(ProcedureRun& run) {
   const std::string option = run.text(1);
   const bool on = run.text(2) == "true" || run.text(2) == "TRUE";
   // An option may be cut short as long as it stays unique.
-  if (option.size() < 3 || !kAllowNulls.starts_with(option)) return;
+  if (option.size() < 3 || !kAllowNulls.starts_with(option)) {
+    return run.ignore("the option '" + option + "'");
+  }
   run.catalog().useDatabase(run.text(0));
   run.store().run(on ? "UPDATE sysdatabases SET status = status | ? WHERE name = ?"
                      : "UPDATE sysdatabases SET status = status & ~? WHERE name = ?",
@@ -206,7 +210,95 @@ void spAddsegment(ProcedureRun& run) {
   run.print(17275, "Segment created.");
 }
 
-void spWithoutEffect(ProcedureRun&) {}
+void spDropsegment(ProcedureRun& run) {
+  const auto segment = run.store().value(
+      "SELECT segment FROM syssegments WHERE name = ? AND segment > 2", run.text(0));
+  if (!segment) run.fail(17281, "The specified segment '", run.text(0), "' cannot be dropped.");
+  if (run.store().value("SELECT 1 FROM sysindexes WHERE segment = ?", *segment)) {
+    run.fail(17282, "There are indexes or tables on segment '", run.text(0), "'.");
+  }
+  run.store().run("DELETE FROM syssegments WHERE segment = ?", *segment);
+  run.print(17283, "Segment dropped.");
+}
+
+// ---------------------------------------------------------------- thresholds
+
+int thresholdSegment(ProcedureRun& run) {
+  const auto segment =
+      run.store().value("SELECT segment FROM syssegments WHERE name = ?", run.text(1));
+  if (!segment) run.fail(17520, "There is no such segment as '", run.text(1), "'.");
+  return *segment;
+}
+
+std::int64_t freeSpace(ProcedureRun& run) {
+  const std::string number = run.text(2);
+  std::int64_t pages = 0;
+  const auto end = std::from_chars(number.data(), number.data() + number.size(), pages).ptr;
+  if (number.empty() || end != number.data() + number.size() || pages < 0) {
+    run.fail(17901, "This threshold is invalid: '", number, "' is no number of pages.");
+  }
+  return pages;
+}
+
+void spAddthreshold(ProcedureRun& run) {
+  const int segment = thresholdSegment(run);
+  const std::int64_t pages = freeSpace(run);
+  if (run.store().value("SELECT 1 FROM systhresholds WHERE segment = ? AND free_space = ?", segment,
+                        pages)) {
+    run.fail(17902, "There is already a threshold at ", pages, " pages of segment '", run.text(1),
+             "'.");
+  }
+  run.store().run(
+      "INSERT INTO systhresholds(segment, free_space, proc_name, suid) VALUES (?, ?, ?, 1)",
+      segment, pages, run.text(3));
+  run.print(17903, "Adding threshold for segment '", run.text(1), "' at '", pages, "' pages.");
+}
+
+void spDropthreshold(ProcedureRun& run) {
+  const int segment = thresholdSegment(run);
+  const std::int64_t pages = freeSpace(run);
+  if (!run.store().value("SELECT 1 FROM systhresholds WHERE segment = ? AND free_space = ?",
+                         segment, pages)) {
+    run.fail(17904, "Segment '", run.text(1), "' does not have a threshold at '", pages,
+             "' pages.");
+  }
+  run.store().run("DELETE FROM systhresholds WHERE segment = ? AND free_space = ?", segment, pages);
+  run.print(17905, "Dropping threshold for segment '", run.text(1), "' at '", pages, "' pages.");
+}
+
+// ---------------------------------------------------------------- procedures, tables, the server
+
+void spProcxmode(ProcedureRun& run) {
+  constexpr std::string_view kModes[] = {"chained", "unchained", "anymode",
+                                         "any",     "dynamic",   "static"};
+  const auto name = run.argument(0);
+  if (!name) return;
+  const ObjectInfo object = run.requireObject(*name);
+  if (object.type != object_type::kProcedure) {
+    run.fail(17461, "Object does not exist in this database.");
+  }
+  const auto mode = run.argument(1);
+  if (mode && std::ranges::find(kModes, lowerAscii(*mode)) == std::end(kModes)) {
+    run.fail(17880, "'", *mode, "' is no transaction mode.");
+  }
+  run.ignore("the transaction mode");
+}
+
+void spRole(ProcedureRun& run) {
+  RoleWriter roles(run.writer());
+  const std::string action = lowerAscii(run.text(0));
+  if (action == "grant") return roles.grant(run.text(1), run.text(2));
+  if (action == "revoke") return roles.revoke(run.text(1), run.text(2));
+  run.fail(17865, "The action is 'grant' or 'revoke', not '", action, "'.");
+}
+
+void spWithoutEffect(ProcedureRun& run) { run.ignore("the call"); }
+
+/// The object of the first argument must be there.
+void spOfObject(ProcedureRun& run) {
+  if (const auto name = run.argument(0)) run.requireObject(*name);
+  run.ignore("the call");
+}
 
 constexpr std::string_view kAnyArguments = "@a @b @c @d @e @f @g @h";
 
@@ -223,23 +315,28 @@ constexpr Procedure kProcedures[] = {
     {"sp_dboption", "@dbname @optname @optvalue @dockpt", 0, spDboption},
     {"sp_addmessage", "@message_num @message_text @language @with_log @replace", 2, spAddmessage},
     {"sp_addsegment", "@segname @dbname @devname", 1, spAddsegment},
-    {"sp_addthreshold", kAnyArguments, 0, spWithoutEffect},
+    {"sp_addthreshold", "@dbname @segname @free_space @proc_name", 4, spAddthreshold},
     {"sp_bindcache", kAnyArguments, 0, spWithoutEffect},
     {"sp_bindmsg", kAnyArguments, 0, spWithoutEffect},
     {"sp_cachestrategy", kAnyArguments, 0, spWithoutEffect},
-    {"sp_changedbowner", kAnyArguments, 0, spWithoutEffect},
-    {"sp_chgattribute", kAnyArguments, 0, spWithoutEffect},
+    {"sp_changedbowner", "@loginame @true", 1, spWithoutEffect},
+    {"sp_chgattribute", "@objname @optname @optvalue @optvalue2", 2, spOfObject},
     {"sp_configure", kAnyArguments, 0, spWithoutEffect},
-    {"sp_dropthreshold", kAnyArguments, 0, spWithoutEffect},
+    {"sp_dropsegment", "@segname @dbname @device", 2, spDropsegment},
+    {"sp_dropthreshold", "@dbname @segname @free_space", 3, spDropthreshold},
+    {"sp_extendsegment", kAnyArguments, 0, spWithoutEffect},
     {"sp_indsuspect", kAnyArguments, 0, spWithoutEffect},
     {"sp_locklogin", kAnyArguments, 0, spWithoutEffect},
     {"sp_modifylogin", kAnyArguments, 0, spWithoutEffect},
     {"sp_password", kAnyArguments, 0, spWithoutEffect},
     {"sp_placeobject", kAnyArguments, 0, spWithoutEffect},
-    {"sp_procxmode", kAnyArguments, 0, spWithoutEffect},
-    {"sp_recompile", kAnyArguments, 0, spWithoutEffect},
-    {"sp_role", kAnyArguments, 0, spWithoutEffect},
+    {"sp_procxmode", "@procname @tranmode", 0, spProcxmode},
+    {"sp_recompile", "@objname", 1, spOfObject},
+    {"sp_role", "@action @rolename @grantee", 3, spRole},
+    {"sp_setreplicate", kAnyArguments, 0, spWithoutEffect},
+    {"sp_spaceused", "@objname @list_indices", 0, spOfObject},
     {"sp_unbindcache", kAnyArguments, 0, spWithoutEffect},
+    {"sp_unbindmsg", kAnyArguments, 0, spWithoutEffect},
 };
 
 }  // namespace

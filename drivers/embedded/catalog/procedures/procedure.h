@@ -42,6 +42,9 @@ class ProcedureRun {
     result_.messages.push_back({number, 0, 1, concat(pieces...)});
   }
 
+  /// Says that `what` was accepted but is not kept.
+  void ignore(std::string what) { result_.ignored.push_back(std::move(what)); }
+
   /// An object of the current database named by a text. Fails with 17460 or 17461.
   ObjectInfo requireObject(std::string_view name);
 

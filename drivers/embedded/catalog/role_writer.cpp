@@ -1,0 +1,101 @@
+#include "drivers/embedded/catalog/role_writer.h"
+
+#include "drivers/embedded/catalog/system_tables.h"
+
+namespace kelvane::embedded {
+
+namespace {
+
+constexpr int kRoleSuid = -2;
+
+}  // namespace
+
+std::optional<int> RoleWriter::find(std::string_view name) {
+  return store_.value("SELECT srid FROM syssrvroles WHERE name = ?", name);
+}
+
+int RoleWriter::require(std::string_view name) {
+  const auto role = find(name);
+  if (!role) writer_.fail(11113, "The role '", name, "' does not exist.");
+  return *role;
+}
+
+void RoleWriter::create(std::string_view name) {
+  if (find(name) || writer_.catalog().userId(name)) {
+    writer_.fail(11116, "There is already a user, group or role named '", name, "'.");
+  }
+  store_.run("INSERT INTO syssrvroles(srid, name) SELECT max(srid) + 1, ? FROM syssrvroles", name);
+}
+
+void RoleWriter::drop(std::string_view name, bool withOverride) {
+  const auto role = find(name);
+  if (!role) {
+    throw writer_.error(3701, 11, "Cannot drop the role '", name,
+                        "', because it doesn't exist in the system catalogs.");
+  }
+  const auto uid = store_.value("SELECT lrid FROM sysroles WHERE id = ?", *role);
+  if (!withOverride && store_.value("SELECT 1 FROM sysprotects WHERE uid = ?", uid)) {
+    writer_.fail(11117, "The role '", name,
+                 "' has permissions in this database. Revoke them, or drop it with override.");
+  }
+  store_.run("DELETE FROM sysprotects WHERE uid = ?", uid);
+  store_.run("DELETE FROM sysusers WHERE uid = ?", uid);
+  for (const char* statement :
+       {"DELETE FROM sysroles WHERE id = ?", "DELETE FROM sysloginroles WHERE srid = ?",
+        "DELETE FROM syssrvroles WHERE srid = ?"}) {
+    store_.run(statement, *role);
+  }
+}
+
+RoleWriter::Member RoleWriter::requireMember(std::string_view name) {
+  if (const auto role = find(name)) return {"syssrvroles_of_roles", "member", *role};
+  auto suid = writer_.catalog().loginId(name);
+  if (!suid) suid = store_.value("SELECT suid FROM sysusers WHERE name = ? AND suid > 0", name);
+  if (!suid) writer_.fail(11114, "There is no login or role named '", name, "'.");
+  return {"sysloginroles", "suid", *suid};
+}
+
+void RoleWriter::grant(std::string_view role, std::string_view grantee) {
+  const int id = require(role);
+  const Member member = requireMember(grantee);
+  revoke(role, grantee);
+  store_.run(concat("INSERT INTO ", member.table, "(", member.column, ", srid) VALUES (?, ?)"),
+             member.id, id);
+}
+
+void RoleWriter::revoke(std::string_view role, std::string_view grantee) {
+  const int id = require(role);
+  const Member member = requireMember(grantee);
+  store_.run(concat("DELETE FROM ", member.table, " WHERE ", member.column, " = ? AND srid = ?"),
+             member.id, id);
+}
+
+std::optional<int> RoleWriter::uidOf(std::string_view name) {
+  const auto role = find(name);
+  if (!role) return std::nullopt;
+  if (const auto known = store_.value("SELECT lrid FROM sysroles WHERE id = ?", *role))
+    return known;
+  const int uid =
+      store_.value("SELECT max(? - 1, max(uid)) + 1 FROM sysusers", kFirstGroupUid).value();
+  store_.run("INSERT INTO sysusers(suid, uid, gid, name) VALUES (?, ?, ?, ?)", kRoleSuid, uid, uid,
+             name);
+  store_.run("INSERT INTO sysroles(id, lrid) VALUES (?, ?)", *role, uid);
+  return uid;
+}
+
+void Catalog::createRole(std::string_view name, const Caller& caller) {
+  Savepoint savepoint(store_);
+  CatalogWriter writer(*this, caller);
+  RoleWriter(writer).create(name);
+  savepoint.keep();
+}
+
+void Catalog::createDatabase(std::string_view name, const Caller& caller) {
+  if (databaseId(name)) {
+    throw CatalogWriter(*this, caller)
+        .error(1801, 16, "Database '", name, "' already exists. Choose another database name.");
+  }
+  useDatabase(name);
+}
+
+}  // namespace kelvane::embedded
