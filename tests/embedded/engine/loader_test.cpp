@@ -115,7 +115,7 @@ TEST(Loader, TheDatabaseGetsItsName) {
   EXPECT_EQ(probe.refusal("use elsewhere").substr(0, 4), "911:");
 }
 
-class LoaderFile : public testing::Test {
+class LoaderFile : public ::testing::Test {
  protected:
   std::string loadedFile(const std::string& name) {
     EmbeddedCatalog catalog;
