@@ -9,12 +9,14 @@ namespace kelvane::cli {
 void Progress::StartProcessing(const std::u16string& Status, const Boolean& SupportProgressBar,
                                const enumObjectType& ObjectType) {
   if (trace_) trace_->startProcessing(Status, bool{SupportProgressBar}, ObjectType);
+  activity_ = Status;
   show(Status);
 }
 
 void Progress::Processing(const std::u16string& Status, const std::int16_t& Progress,
                           const enumObjectType& ObjectType) {
   if (trace_) trace_->processing(Status, Progress, ObjectType);
+  activity_ = Status;
   show(decimalText(Progress) + u"% " + Status);
 }
 

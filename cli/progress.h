@@ -15,9 +15,10 @@ namespace kelvane::cli {
 
 class Progress final : public IDBFetchEvents {
  public:
-  // `trace` may be null. Nothing is shown where standard error is no terminal.
-  Progress(const Console& console, std::string_view side, Trace* trace)
-      : console_(console), side_(side), trace_(trace) {}
+  // `trace` may be null. Nothing is shown where standard error is no terminal. What the reader is
+  // at is kept in `activity`.
+  Progress(const Console& console, std::string_view side, Trace* trace, std::u16string& activity)
+      : console_(console), side_(side), trace_(trace), activity_(activity) {}
   ~Progress() override { show({}); }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
@@ -34,6 +35,7 @@ class Progress final : public IDBFetchEvents {
   const Console& console_;
   std::string side_;
   Trace* trace_;
+  std::u16string& activity_;
 };
 
 }  // namespace kelvane::cli

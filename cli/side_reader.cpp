@@ -32,8 +32,8 @@ void addRejections(const std::vector<Rejection>& rejections, const std::string& 
                    std::vector<std::string>& gaps) {
   const std::size_t shown = std::min(rejections.size(), kMostRejectionsShown);
   for (const Rejection& rejection : std::span(rejections).first(shown))
-    gaps.push_back(side + ": the server rejected \"" + firstLine(rejection.statement) +
-                   "\": " + inOneLine(rejection.error));
+    gaps.push_back(side + ": " + toUtf8(rejection.activity) + ": the server rejected \"" +
+                   firstLine(rejection.statement) + "\": " + inOneLine(rejection.error));
   if (shown < rejections.size())
     gaps.push_back(side + ": " + std::to_string(rejections.size() - shown) +
                    " more statements were rejected; --trace FILE shows them all");
@@ -51,14 +51,15 @@ std::shared_ptr<cAppliesTo> everything() {
 SideReading readSide(ado::Connection& connection, std::string_view side,
                      const std::shared_ptr<cComparisonOptions>& options, const Console& console,
                      Trace* trace) {
-  TracingConnection traced(connection, trace);
+  std::u16string activity;
+  TracingConnection traced(connection, activity, trace);
   cASE_Fetch reader;
   reader.conn(&traced);
   reader.CompareOptions(options);
   reader.AppliesTo(everything());
   bool completed = false;
   {
-    Progress progress(console, side, trace);
+    Progress progress(console, side, trace, activity);
     completed = reader.Fetch(progress);
   }
   SideReading result;

@@ -61,7 +61,7 @@ std::unique_ptr<ado::Recordset> TracingConnection::Open(std::u16string_view sour
   try {
     inner = inner_.Open(source, mode);
   } catch (...) {
-    rejections_.push_back({std::u16string(source), serverText()});
+    rejections_.push_back({activity_, std::u16string(source), serverText()});
     if (trace_) trace_->rejected(source, rejections_.back().error);
     throw;
   }
@@ -84,7 +84,7 @@ std::u16string TracingConnection::serverText() const {
 void TracingConnection::failedLater(const std::u16string& statement) {
   // The connection's errors may be those of a statement in between.
   rejections_.push_back(
-      {statement, RuntimeError::describe(std::current_exception()).Description()});
+      {activity_, statement, RuntimeError::describe(std::current_exception()).Description()});
   if (trace_) trace_->failedLater(statement, rejections_.back().error);
 }
 

@@ -14,16 +14,18 @@
 
 namespace kelvane::cli {
 
-// A statement that failed, and what the server said.
+// A statement that failed, what it was sent for, and what the server said.
 struct Rejection {
+  std::u16string activity;
   std::u16string statement;
   std::u16string error;
 };
 
 class TracingConnection final : public ado::Connection {
  public:
-  // `trace` may be null.
-  TracingConnection(ado::Connection& inner, Trace* trace) : inner_(inner), trace_(trace) {}
+  // `activity` is what statements are sent for at the time; `trace` may be null.
+  TracingConnection(ado::Connection& inner, const std::u16string& activity, Trace* trace)
+      : inner_(inner), activity_(activity), trace_(trace) {}
 
   // Results are followed to their end when the recordset is released, so that an error behind what
   // the caller read is not missed.
@@ -41,6 +43,7 @@ class TracingConnection final : public ado::Connection {
   void failedLater(const std::u16string& statement);
 
   ado::Connection& inner_;
+  const std::u16string& activity_;
   Trace* trace_;
   std::vector<Rejection> rejections_;
 };

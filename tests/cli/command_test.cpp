@@ -7,6 +7,7 @@
 #include "cli/json.h"
 #include "cli/run.h"
 #include "tests/support/scripted_connection.h"
+#include "tests/support/temporary_folder.h"
 
 namespace kelvane::cli {
 namespace {
@@ -152,7 +153,7 @@ TEST_F(Command, ARejectedStatementIsNeverNoDifference) {
   source.on(kViews, "error 229 42000 SELECT permission denied on sysobjects");
   EXPECT_EQ(compare(), kNotProven);
   EXPECT_EQ(out.str(), "No differences in what could be read.\n");
-  EXPECT_EQ(err.str(), "kelvane: source: the server rejected \"" + kViews +
+  EXPECT_EQ(err.str(), "kelvane: source: Getting List Of Views: the server rejected \"" + kViews +
                            "\": SELECT permission denied on sysobjects\n"
                            "kelvane: not everything could be compared: equality is not proven\n");
 }
@@ -166,9 +167,9 @@ TEST_F(Command, NorIsAnErrorBehindAResultThatWasRead) {
   EXPECT_EQ(out.str(),
             "view dbo.v: only in target\n\n"
             "1 difference in 1 object: 1 view. Not everything could be read.\n");
-  EXPECT_THAT(err.str(), HasSubstr("target: the server rejected \"exec sp_helptext 'dbo.v'\": "
+  EXPECT_THAT(err.str(), HasSubstr("the server rejected \"exec sp_helptext 'dbo.v'\": "
                                    "Object does not exist\n"));
-  EXPECT_THAT(err.str(), HasSubstr("target: the server rejected \"SELECT name FROM sysusers WHERE "
+  EXPECT_THAT(err.str(), HasSubstr("the server rejected \"SELECT name FROM sysusers WHERE "
                                    "uid=gid"));
 }
 
@@ -206,7 +207,8 @@ TEST_F(Command, OutputThatCannotBeWrittenIsAnError) {
 }
 
 TEST_F(Command, TraceHoldsEveryStatementAndEventInOrder) {
-  const auto path = std::filesystem::path(::testing::TempDir()) / "kelvane_trace_test.jsonl";
+  const kelvane::testing::TemporaryFolder folder;
+  const auto path = folder / "trace.jsonl";
   source.on(kViews, "error 229 42000 Not \"allowed\"");
   source.on(kGroups, "name\nclerks");
   scriptEmptyServer(source);
@@ -238,7 +240,6 @@ TEST_F(Command, TraceHoldsEveryStatementAndEventInOrder) {
           R"({"side":"source","kind":"event","event":"Processing","status":"Retrieving properties for Group clerks","progress":100,"objectType":-1})"));
   EXPECT_EQ(lines.back(),
             R"({"side":"target","kind":"event","event":"EndProcessing","objectType":8})");
-  std::filesystem::remove(path);
 }
 
 TEST(Json, StringsKeepTheExactText) {

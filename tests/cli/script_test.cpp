@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "cli/run.h"
+#include "tests/support/temporary_folder.h"
 
 namespace kelvane::cli {
 namespace {
@@ -13,9 +14,6 @@ using ::testing::HasSubstr;
 
 class Scripts : public ::testing::Test {
  protected:
-  void SetUp() override { std::filesystem::create_directory(folder_); }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
   std::string file(const std::string& name, const std::string& bytes) {
     const auto path = folder_ / name;
     std::ofstream(path, std::ios::binary) << bytes;
@@ -32,8 +30,7 @@ class Scripts : public ::testing::Test {
   }
 
   std::ostringstream out_, err_;
-  const std::filesystem::path folder_ =
-      std::filesystem::path(::testing::TempDir()) / "kelvane_script_test";
+  const kelvane::testing::TemporaryFolder folder_;
 };
 
 TEST_F(Scripts, AnExampleEqualsItself) {
@@ -90,7 +87,8 @@ TEST_F(Scripts, ATableWhoseNameTheReaderCannotAskForIsNotProvenEqual) {
       file("odd.sql", "set quoted_identifier on\ngo\ncreate table \"order\" (a int)\ngo\n");
   EXPECT_EQ(compare(odd, odd), kNotProven);
   EXPECT_EQ(out_.str(), "No differences in what could be read.\n");
-  EXPECT_THAT(err_.str(), HasSubstr("source: the server rejected \"exec sp_columns order,dbo\": "));
+  EXPECT_THAT(err_.str(), HasSubstr("source: Retrieving properties for Table order: the server "
+                                    "rejected \"exec sp_columns order,dbo\": "));
 }
 
 }  // namespace

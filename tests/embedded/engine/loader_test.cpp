@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/embedded/engine/probe.h"
+#include "tests/support/temporary_folder.h"
 
 namespace kelvane::embedded {
 namespace {
@@ -114,13 +115,8 @@ TEST(Loader, TheDatabaseGetsItsName) {
   EXPECT_EQ(probe.refusal("use elsewhere").substr(0, 4), "911:");
 }
 
-class LoaderFile : public testing::Test {
+class LoaderFile : public ::testing::Test {
  protected:
-  LoaderFile() : folder(std::filesystem::path(testing::TempDir()) / "kelvane_loader") {
-    std::filesystem::create_directories(folder);
-  }
-  ~LoaderFile() override { std::filesystem::remove_all(folder); }
-
   std::string loadedFile(const std::string& name) {
     EmbeddedCatalog catalog;
     const LoadReport report = loadFile(catalog, folder / name);
@@ -130,7 +126,7 @@ class LoaderFile : public testing::Test {
     std::ofstream(folder / name, std::ios::binary) << content;
   }
 
-  std::filesystem::path folder;
+  const kelvane::testing::TemporaryFolder folder;
 };
 
 TEST_F(LoaderFile, WhatCannotBeReadSaysWhy) {
