@@ -35,7 +35,14 @@ const ObjectName& realName(const ObjectName& target, const std::vector<TableRefP
 const ColumnInfo& requireColumn(const WriteTarget& target, const std::string& name,
                                 std::uint32_t line) {
   for (const ColumnInfo& column : target.columns) {
-    if (column.name == name) return column;
+    if (column.name != name) continue;
+    if (!column.computed.empty()) {
+      throw ServerError(271, 16, 1,
+                        "The column '" + name + "' of table '" + target.name +
+                            "' cannot be modified because it is a computed column.",
+                        line);
+    }
+    return column;
   }
   throw ServerError(207, 16, 4, "Invalid column name '" + name + "'.", line);
 }

@@ -83,6 +83,9 @@ class Translator {
   Plan update(const tsql::Update& statement);
   Plan remove(const tsql::Delete& statement);
 
+  /// The type of an expression over the columns of a table.
+  ColumnType typeOf(const tsql::Expr& expression, const tsql::ObjectName& table);
+
   /// A table of the user or a temporary one. Throws 208, and 259 for system tables.
   WriteTarget writeTarget(const tsql::ObjectName& name);
 
@@ -128,6 +131,7 @@ class Translator {
   Source sourceOf(const tsql::NamedTable& table);
   Source sourceOf(const tsql::DerivedTable& table, const Scope* outer);
   std::shared_ptr<const SourceColumns> systemColumns(int tableId);
+  void computeColumns(const std::vector<ColumnInfo>& columns, Source& source);
   Source viewSource(const ObjectInfo& view, Source source);
   std::string renderTable(const tsql::TableRef& table, const Scope& scope, std::size_t& next);
   FromText outerJoins(const std::vector<tsql::TableRefPtr>& from,
