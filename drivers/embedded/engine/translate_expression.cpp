@@ -127,7 +127,7 @@ SqlValue Translator::literal(const Literal& literal) {
                         ? plainType(TypeKind::Money, false)
                         : numericType(std::clamp(digits, 1, 38), std::min(scale, 38), false);
       const Cell cell = exactNumber(literal.text);
-      if (std::holds_alternative<std::string>(cell)) result.sql = quotedText(literal.text);
+      if (const auto* digits = std::get_if<std::string>(&cell)) result.sql = quotedText(*digits);
       break;
     }
   }
@@ -165,9 +165,19 @@ SqlValue Translator::unary(const Unary& unary, const Expr& expr, const Scope* sc
     operand.type = intType(true);
   }
   const bool complement = unary.op == UnaryOp::BitNot;
+  if (isWide(operand.type) && !complement) {
+    return {exactly('-', {"0", intType()}, operand, operand.type), operand.type};
+  }
   SqlValue result{(complement ? "(~" : "(-") + operand.sql + ")", operand.type};
   result.isLiteral = operand.isLiteral && !complement;
   return result;
+}
+
+std::string Translator::exactly(char op, const SqlValue& a, const SqlValue& b,
+                                const ColumnType& type) const {
+  const int scale = scaleOf(type);
+  return std::string("exact('") + op + "', " + a.sql + ", " + b.sql + ", " +
+         std::to_string(precisionOf(type) - scale) + ", " + std::to_string(scale) + ")";
 }
 
 SqlValue Translator::concatenation(const SqlValue& left, const SqlValue& right) {
@@ -273,6 +283,9 @@ SqlValue Translator::binary(const Binary& binary, const Expr& expr, const Scope*
   };
   std::string a = number(left), b = number(right);
   if (op == '/' || op == '%') b = "divisor(" + b + ")";
+  if (isExactFraction(type.kind) && op != '%') {
+    return {exactly(op, {a, left.type}, {b, right.type}, type), type};
+  }
   if (op == '/' && !isInteger(type.kind)) a = "CAST(" + a + " AS REAL)";
   std::string sql = "(" + a + " " + op + " " + b + ")";
   const bool mayOverflow = type.kind == TypeKind::Int && (op == '+' || op == '-' || op == '*');

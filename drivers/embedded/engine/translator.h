@@ -121,6 +121,8 @@ class Translator {
   QueryText query(const tsql::Query& query, const Scope* outer, QueryUse use);
   SelectText selectText(const tsql::Select& select, const tsql::Query& whole, Scope& scope);
   std::vector<SqlValue> selectItems(const tsql::Select& select, const Scope& scope);
+  static std::string orderedBy(const SelectText& first, std::size_t ordinal,
+                               const tsql::Query& query);
   std::string orderText(const tsql::Query& query, const SelectText& first, const Scope& scope);
   void uniteTypes(std::vector<SelectText>& terms, std::uint32_t line);
 
@@ -148,6 +150,7 @@ class Translator {
   SqlValue caseValue(const tsql::Case& expr, const tsql::Expr& whole, const Scope* scope);
   SqlValue scalarSubquery(const tsql::Query& query, const Scope* scope);
   SqlValue convertValue(const tsql::Convert& convert, const tsql::Expr& expr, const Scope* scope);
+  std::string exactly(char op, const SqlValue& a, const SqlValue& b, const ColumnType& type) const;
   SqlValue concatenation(const SqlValue& left, const SqlValue& right);
   std::string converted(const SqlValue& value, const ColumnType& to, int style = 0);
   std::string assigned(const SqlValue& value, const ColumnType& to, std::uint32_t line);

@@ -56,6 +56,12 @@ int scaleOf(const ColumnType& type) {
   return type.scale.value_or(0);
 }
 
+bool isWide(const ColumnType& type) {
+  constexpr int kDigitsOfDouble = 15;
+  return isExactFraction(type.kind) && type.kind != TypeKind::Smallmoney &&
+         precisionOf(type) > kDigitsOfDouble;
+}
+
 std::string shownName(TypeKind kind) {
   std::string name(systemType(kind).name);
   std::transform(name.begin(), name.end(), name.begin(),
