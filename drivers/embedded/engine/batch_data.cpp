@@ -84,6 +84,10 @@ Cell BatchRun::parameterValue(const Parameter& parameter, const Row* bound) cons
       return variables_.at(parameter.name).value;
     case Parameter::Source::Global:
       return session_.globalVariable(parameter.name);
+    case Parameter::Source::Literal:
+      return parameter.name;
+    case Parameter::Source::Number:
+      return exactNumber(parameter.name);
     case Parameter::Source::Bound:
       return bound->at(std::stoul(parameter.name));
     case Parameter::Source::Session:
@@ -192,19 +196,23 @@ void BatchRun::selectInto(const SelectStatement& statement) {
 }
 
 void BatchRun::insert(const Insert& statement) {
-  const TranslationContext made = context();
-  WriteTarget target = Translator(made).writeTarget(statement.table);
-  if (!target.isTemporary() && target.sqliteTable == kNoRows) {
-    target.sqliteTable = rowTable(target.id);
-  }
   if (std::holds_alternative<Execute>(statement.source) ||
       std::holds_alternative<ExecuteImmediate>(statement.source)) {
+    const TranslationContext made = context();
+    WriteTarget target = Translator(made).writeTarget(statement.table);
+    if (!target.isTemporary()) target.sqliteTable = rowTable(target.id);
     return insertExecuted(statement, target);
   }
-  changed(execute(prepared(current_, [&](Translator& t) { return t.insert(statement, target); })));
-  for (const ColumnInfo& column : target.columns) {
-    if (column.type.identity) session_.lastIdentity = server_.running.lastIdentity;
+  const auto translate = [&](Translator& t) {
+    return t.insert(statement, t.writeTarget(statement.table));
+  };
+  if (const int table = prepared(current_, translate).plan.rowlessTable; table != 0) {
+    rowTable(table);
   }
+  Prepared& rows = prepared(current_, translate);
+  const bool givesIdentity = rows.plan.givesIdentity;
+  changed(execute(rows));
+  if (givesIdentity) session_.lastIdentity = server_.running.lastIdentity;
 }
 
 void BatchRun::insertExecuted(const Insert& statement, const WriteTarget& target) {

@@ -14,6 +14,9 @@ using namespace tsql;
 
 namespace {
 
+// Beyond these a statement is one of a kind.
+constexpr std::size_t kMostBoundTexts = 100;
+
 ServerError syntaxError(const std::string& near, std::uint32_t line) {
   return ServerError(102, 15, 1, "Incorrect syntax near '" + near + "'.", line);
 }
@@ -100,7 +103,9 @@ SqlValue Translator::literal(const Literal& literal) {
     case LiteralKind::String: {
       // The server has no empty text: two quotes are one blank.
       const std::string text = literal.text.empty() ? " " : literal.text;
-      result.sql = quotedText(text);
+      result.sql = parameters_.size() < kMostBoundTexts
+                       ? parameter(Parameter::Source::Literal, text)
+                       : quotedText(text);
       result.type = varcharType(static_cast<int>(text.size()), false);
       break;
     }
@@ -122,12 +127,16 @@ SqlValue Translator::literal(const Literal& literal) {
           point == std::string::npos ? 0 : static_cast<int>(literal.text.size() - point) - 1;
       const bool fitsInt = literal.kind == LiteralKind::Integer &&
                            (digits < 10 || (digits == 10 && literal.text <= "2147483647"));
-      if (fitsInt) break;
+      if (fitsInt) {
+        if (bindsNumbers_) result.sql = parameter(Parameter::Source::Number, literal.text);
+        break;
+      }
       result.type = literal.kind == LiteralKind::Money
                         ? plainType(TypeKind::Money, false)
                         : numericType(std::clamp(digits, 1, 38), std::min(scale, 38), false);
       const Cell cell = exactNumber(literal.text);
       if (const auto* digits = std::get_if<std::string>(&cell)) result.sql = quotedText(*digits);
+      if (bindsNumbers_) result.sql = parameter(Parameter::Source::Number, literal.text);
       break;
     }
   }

@@ -185,6 +185,8 @@ class Translator {
   // translate_write.cpp
   std::vector<const ColumnInfo*> listedColumns(const tsql::Insert& statement,
                                                const WriteTarget& target, std::size_t valueCount);
+  Plan finishInsert(const WriteTarget& target, const std::string& columns,
+                    const std::string& query);
   Plan insertRows(const tsql::Insert& statement, const WriteTarget& target,
                   const std::vector<SqlValue>& values, const std::string& from);
   std::string filled(const SqlValue& value, const ColumnInfo& column, const WriteTarget& target,
@@ -203,6 +205,7 @@ class Translator {
   std::vector<NullAssumption> assumptions_;
   std::vector<std::string> assignedVariables_;
   int aliases_ = 0;
+  bool bindsNumbers_ = false;  // while the values of an insert are translated
   int viewDepth_ = 0;
 };
 
