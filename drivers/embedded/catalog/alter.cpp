@@ -3,20 +3,32 @@
 
 #include "drivers/embedded/catalog/permission_writer.h"
 #include "drivers/embedded/catalog/table_writer.h"
+#include "drivers/embedded/tsql/lexer.h"
 
 namespace kelvane::embedded {
 
 namespace {
 
+/// Whether the expression has a column of that name.
+bool names(std::string_view expression, std::string_view column) {
+  const std::vector<tsql::Token> tokens = tsql::tokenize(expression, {});
+  return std::ranges::any_of(tokens, [&](const tsql::Token& token) {
+    const bool isName =
+        token.kind == tsql::TokenKind::Word || token.kind == tsql::TokenKind::QuotedWord;
+    return isName && token.value() == column;
+  });
+}
+
 class TableChange {
  public:
   TableChange(CatalogWriter& writer, std::string_view text, const RowValues& values,
-              const ObjectInfo& table)
+              const tsql::ObjectName& name, const ObjectInfo& table)
       : writer_(writer),
         store_(writer.store()),
         values_(values),
+        name_(name),
         table_(table),
-        tables_(writer, text) {}
+        tables_(writer, text, &values) {}
 
   void operator()(const tsql::AddColumn& action);
   void operator()(const tsql::AddConstraint& action) {
@@ -44,6 +56,7 @@ class TableChange {
   CatalogWriter& writer_;
   Database& store_;
   const RowValues& values_;
+  const tsql::ObjectName& name_;
   const ObjectInfo& table_;
   TableWriter tables_;
 };
@@ -60,6 +73,7 @@ ColumnInfo TableChange::requireColumn(std::string_view name) {
 void TableChange::operator()(const tsql::AddColumn& action) {
   const tsql::ColumnDefinition& definition = action.column;
   tables_.addColumn(table_, definition);
+  tables_.typeComputed(name_, table_.id, definition);
   const ColumnInfo column = requireColumn(definition.name);
   requireFillable(definition, column);
   if (hasRows()) {
@@ -118,6 +132,16 @@ void TableChange::requireUnused(const ColumnInfo& column) {
         " WHERE c.tableid = ? AND c.colid = ? AND c.status & ?",
         table_.id, column.colid, constraint_status::kCheck);
   }
+  for (const ColumnInfo& other : writer_.catalog().columns(table_.id)) {
+    if (!user && !other.computed.empty() && names(other.computed, column.name)) user = other.name;
+  }
+  store_.each(
+      "SELECT name, computedcol FROM syscolumns WHERE id = ? AND status3 & 1",
+      [&](const Statement& key) {
+        if (user || !names(writer_.catalog().sourceText(key.number(1)), column.name)) return;
+        user = key.text(0);
+      },
+      table_.id);
   if (user) {
     writer_.fail(4922, "ALTER TABLE '", table_.name, "' failed. Column '", column.name,
                  "' is used by '", *user, "', which must be dropped first.");
@@ -262,7 +286,7 @@ void Catalog::alterTable(const tsql::AlterTable& statement, std::string_view tex
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
   const ObjectInfo table = writer.requireTable(statement.table);
-  TableChange change(writer, text, values, table);
+  TableChange change(writer, text, values, statement.table, table);
   for (const tsql::AlterAction& action : statement.actions) std::visit(change, action);
   savepoint.keep();
 }

@@ -160,7 +160,8 @@ std::vector<ColumnInfo> Catalog::readColumns(int objectId, int number, bool inTa
   std::vector<ColumnInfo> columns;
   store_.each(
       "SELECT name, colid, type, usertype, length, prec, scale, status, cdefault, domain,"
-      " computedcol FROM syscolumns WHERE id = ? AND number = ? ORDER BY colid",
+      " computedcol FROM syscolumns WHERE id = ? AND number = ? AND coalesce(status3, 0) & 1 = 0"
+      " ORDER BY colid",
       [&](const Statement& row) {
         ColumnInfo column;
         column.name = row.text(0);

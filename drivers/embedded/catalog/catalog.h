@@ -76,11 +76,13 @@ struct ProcedureArgument {
   std::optional<std::string> value;
 };
 
-/// How the rows of an altered table get their values; the catalog does not evaluate expressions.
+/// What definitions need of those who evaluate expressions; the catalog does not.
 struct RowValues {
   /// The value of a default, as a value of the type.
   std::function<Cell(const tsql::Expr& value, const ColumnType& type)> evaluate;
   std::function<Cell(const Cell& value, const ColumnType& from, const ColumnType& to)> convert;
+  /// The type of an expression over the columns of a table.
+  std::function<ColumnType(const tsql::Expr& expression, const tsql::ObjectName& table)> typeOf;
 };
 
 /// A call of a system procedure.
@@ -164,13 +166,15 @@ class Catalog {
   // -------------------------------------------------------------- statements
   // `text` is the batch that the ranges of the statement count in.
 
-  void createTable(const tsql::CreateTable& statement, std::string_view text, const Caller& caller);
+  void createTable(const tsql::CreateTable& statement, std::string_view text,
+                   const RowValues& values, const Caller& caller);
   /// For `select into`; returns the new table.
   ObjectInfo createTable(const tsql::ObjectName& name, const std::vector<NamedColumn>& columns,
                          const Caller& caller);
   void alterTable(const tsql::AlterTable& statement, std::string_view text, const RowValues& values,
                   const Caller& caller);
-  void createIndex(const tsql::CreateIndex& statement, const Caller& caller);
+  void createIndex(const tsql::CreateIndex& statement, std::string_view text,
+                   const RowValues& values, const Caller& caller);
 
   /// `columns` is the select list with its types; the statement's column names override.
   void createView(const tsql::CreateView& statement, std::string_view text,

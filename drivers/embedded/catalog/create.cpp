@@ -26,12 +26,15 @@ void addConstraints(TableWriter& tables, const ObjectInfo& table,
 }  // namespace
 
 void Catalog::createTable(const tsql::CreateTable& statement, std::string_view text,
-                          const Caller& caller) {
+                          const RowValues& values, const Caller& caller) {
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
-  TableWriter tables(writer, text);
+  TableWriter tables(writer, text, &values);
   const ObjectInfo table = tables.addTable(statement.name, statement.lockScheme);
   for (const tsql::ColumnDefinition& column : statement.columns) tables.addColumn(table, column);
+  for (const tsql::ColumnDefinition& column : statement.columns) {
+    tables.typeComputed(statement.name, table.id, column);
+  }
   tables.layOut(table);
   tables.indexes().addHeap(table, statement.segment);
   // A foreign key may refer to a key of its own table.
@@ -59,18 +62,20 @@ ObjectInfo Catalog::createTable(const tsql::ObjectName& name,
   return *objectById(table.id);
 }
 
-void Catalog::createIndex(const tsql::CreateIndex& statement, const Caller& caller) {
+void Catalog::createIndex(const tsql::CreateIndex& statement, std::string_view text,
+                          const RowValues& values, const Caller& caller) {
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
   const ObjectInfo table = writer.requireTable(statement.table);
   IndexPlan plan;
   plan.name = statement.name;
+  plan.table = &statement.table;
   plan.unique = statement.unique;
   plan.clustered = statement.clustering == tsql::Clustering::Clustered;
   plan.keys = &statement.keys;
   plan.options = &statement.options;
   plan.segment = statement.segment;
-  IndexWriter(writer).add(table, plan);
+  IndexWriter(writer, text, &values).add(table, plan);
   savepoint.keep();
 }
 

@@ -74,8 +74,44 @@ void IndexWriter::updateTextChain(const ObjectInfo& table) {
   }
 }
 
+// A key that is an expression stands in the catalog as a computed column that nobody sees.
+IndexWriter::KeyColumn IndexWriter::addHiddenColumn(const ObjectInfo& table, const IndexPlan& plan,
+                                                    int indid, std::size_t position) {
+  const tsql::IndexKey& key = plan.keys->at(position);
+  if (plan.unique || plan.table == nullptr || values_ == nullptr) {
+    writer_.fail(tsql::kNotSupported,
+                 "The embedded catalog cannot keep a unique index of expressions on table '",
+                 table.name, "'.");
+  }
+  const std::string name = concat("sybfi", indid, "_", position + 1);
+  const ColumnType type = withNullability(values_->typeOf(*key.expression, *plan.table), true);
+  const int computed = writer_.addUnnamedObject(table, name, object_type::kComputed);
+  writer_.saveText(computed, 0, key.expression->range.in(text_));
+  const int colid =
+      store_.value("SELECT max(colid) FROM syscolumns WHERE id = ?", table.id).value_or(0) + 1;
+  store_.run(
+      "INSERT INTO syscolumns(id, colid, status, type, length, usertype, name, prec, scale,"
+      " status3, computedcol) VALUES (?, ?, 8, ?, ?, ?, ?, ?, ?, 1, ?)",
+      table.id, colid, type.storageCode, type.length, type.userType, name, type.precision,
+      type.scale, computed);
+  return {colid, key.order == tsql::SortOrder::Descending, true, false};
+}
+
+void IndexWriter::removeHiddenColumns(int tableId, int indid) {
+  std::vector<std::pair<int, int>> hidden;
+  store_.each(
+      "SELECT c.colid, c.computedcol FROM index_keys k JOIN syscolumns c ON c.id = k.id"
+      " AND c.number = 0 AND c.colid = k.colid WHERE k.id = ? AND k.indid = ? AND c.status3 & 1",
+      [&](const Statement& row) { hidden.emplace_back(row.number(0), row.number(1)); }, tableId,
+      indid);
+  for (const auto& [colid, computed] : hidden) {
+    store_.run("DELETE FROM syscolumns WHERE id = ? AND colid = ?", tableId, colid);
+    writer_.removeObject(computed);
+  }
+}
+
 std::vector<IndexWriter::KeyColumn> IndexWriter::resolveKeys(const ObjectInfo& table,
-                                                             const IndexPlan& plan) {
+                                                             const IndexPlan& plan, int indid) {
   const auto& keys = *plan.keys;
   if (keys.size() > kLargestKeyCount) {
     writer_.fail(1904, "Cannot specify more than ", kLargestKeyCount,
@@ -85,7 +121,8 @@ std::vector<IndexWriter::KeyColumn> IndexWriter::resolveKeys(const ObjectInfo& t
   std::vector<KeyColumn> resolved;
   for (const tsql::IndexKey& key : keys) {
     if (key.expression) {
-      writer_.fail(1921, "Functional index keys are not supported on table '", table.name, "'.");
+      resolved.push_back(addHiddenColumn(table, plan, indid, resolved.size()));
+      continue;
     }
     const auto column = std::ranges::find(columns, key.column, &ColumnInfo::name);
     if (column == columns.end()) {
@@ -141,14 +178,14 @@ void IndexWriter::requireNoClustered(const ObjectInfo& table) {
 }
 
 int IndexWriter::add(const ObjectInfo& table, const IndexPlan& plan) {
-  const std::vector<KeyColumn> keys = resolveKeys(table, plan);
+  const bool replacesHeap = plan.clustered && isAllPages(table.id);
+  const int indid = replacesHeap ? kClusteredIndid : freeIndid(table.id);
+  const std::vector<KeyColumn> keys = resolveKeys(table, plan, indid);
   if (!plan.name.empty() && find(table.id, plan.name)) {
     writer_.fail(1913, "There is already an index on table '", table.name, "' named '", plan.name,
                  "'.");
   }
   if (plan.clustered) requireNoClustered(table);
-  const bool replacesHeap = plan.clustered && isAllPages(table.id);
-  const int indid = replacesHeap ? kClusteredIndid : freeIndid(table.id);
   if (replacesHeap) {
     store_.run("DELETE FROM sysindexes WHERE id = ? AND indid = ?", table.id, kHeapIndid);
   }
@@ -239,6 +276,7 @@ void IndexWriter::createUnique(const ObjectInfo& table, int indid) {
 }
 
 void IndexWriter::remove(const ObjectInfo& table, int indid) {
+  removeHiddenColumns(table.id, indid);
   store_.run("DELETE FROM sysindexes WHERE id = ? AND indid = ?", table.id, indid);
   store_.run("DELETE FROM index_keys WHERE id = ? AND indid = ?", table.id, indid);
   store_.execute(concat("DROP INDEX IF EXISTS i", table.id, "_", indid));

@@ -46,7 +46,8 @@ inline constexpr std::size_t kLargestKeyCount = 16;
 struct IndexPlan {
   enum class Kind { Index, UniqueConstraint, PrimaryKey };
   Kind kind = Kind::Index;
-  std::string name;  ///< empty: generated
+  std::string name;                         ///< empty: generated
+  const tsql::ObjectName* table = nullptr;  ///< as written; for keys that are expressions
   bool unique = false;
   bool clustered = false;
   const std::vector<tsql::IndexKey>* keys = nullptr;
@@ -56,7 +57,10 @@ struct IndexPlan {
 
 class IndexWriter {
  public:
-  explicit IndexWriter(CatalogWriter& writer) : writer_(writer), store_(writer.store()) {}
+  /// `text` and `values` serve keys that are expressions.
+  explicit IndexWriter(CatalogWriter& writer, std::string_view text = {},
+                       const RowValues* values = nullptr)
+      : writer_(writer), store_(writer.store()), text_(text), values_(values) {}
 
   /// The rows of a new table before it has any index.
   void addHeap(const ObjectInfo& table, std::string_view segment);
@@ -84,7 +88,10 @@ class IndexWriter {
 
   bool isAllPages(int tableId);
   int segmentNumber(std::string_view name);
-  std::vector<KeyColumn> resolveKeys(const ObjectInfo& table, const IndexPlan& plan);
+  KeyColumn addHiddenColumn(const ObjectInfo& table, const IndexPlan& plan, int indid,
+                            std::size_t position);
+  void removeHiddenColumns(int tableId, int indid);
+  std::vector<KeyColumn> resolveKeys(const ObjectInfo& table, const IndexPlan& plan, int indid);
   int freeIndid(int tableId);
   void requireNoClustered(const ObjectInfo& table);
   void writeRow(const ObjectInfo& table, const IndexPlan& plan, int indid,
@@ -95,6 +102,8 @@ class IndexWriter {
 
   CatalogWriter& writer_;
   Database& store_;
+  std::string_view text_;
+  const RowValues* values_;
 };
 
 }  // namespace kelvane::embedded

@@ -79,6 +79,10 @@ void ObjectRemover::dropTable(const ObjectInfo& table) {
     writer_.removeObject(id);
   }
   for (const int id :
+       idsOf(store_, "SELECT computedcol FROM syscolumns WHERE id = ? AND status3 & 1", table.id)) {
+    writer_.removeObject(id);
+  }
+  for (const int id :
        idsOf(store_, "SELECT id FROM sysobjects WHERE deltrig = ? AND type = 'TR'", table.id)) {
     writer_.removeObject(id);
   }

@@ -34,7 +34,7 @@ ObjectInfo TableWriter::addTable(const tsql::ObjectName& name, std::string_view 
 
 ColumnType TableWriter::columnType(const tsql::ColumnDefinition& definition) {
   if (definition.computed) {
-    // Nothing stores a computed column; its type is that of the widest result.
+    // Until typeComputed knows better.
     return declaredType(TypeKind::Varchar, 255, {}, true);
   }
   tsql::DataType declared;
@@ -88,6 +88,18 @@ void TableWriter::addColumn(const ObjectInfo& table, const tsql::ColumnDefinitio
   }
   inheritBindings(table, definition.name, type.userType);
   if (definition.defaultClause) addDefault(table, definition.name, *definition.defaultClause);
+}
+
+void TableWriter::typeComputed(const tsql::ObjectName& table, int tableId,
+                               const tsql::ColumnDefinition& definition) {
+  if (!definition.computed) return;
+  const bool nullable = definition.nullability != tsql::Nullability::NotNull;
+  const ColumnType type = withNullability(values_->typeOf(*definition.computed, table), nullable);
+  store_.run(
+      "UPDATE syscolumns SET status = ?, type = ?, length = ?, usertype = ?, prec = ?, scale = ?"
+      " WHERE id = ? AND name = ?",
+      nullable ? column_status::kNullable : 0, type.storageCode, type.length, type.userType,
+      type.precision, type.scale, tableId, definition.name);
 }
 
 void TableWriter::insertColumn(const ObjectInfo& table, std::string_view name,

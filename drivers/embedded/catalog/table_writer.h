@@ -26,13 +26,20 @@ inline constexpr int kIdentity = 128;
 class TableWriter {
  public:
   /// `text` is the batch that ranges count in.
-  TableWriter(CatalogWriter& writer, std::string_view text)
-      : writer_(writer), store_(writer.store()), text_(text), indexes_(writer) {}
+  TableWriter(CatalogWriter& writer, std::string_view text, const RowValues* values = nullptr)
+      : writer_(writer),
+        store_(writer.store()),
+        text_(text),
+        values_(values),
+        indexes_(writer, text, values) {}
 
   /// The table with its lock scheme, before it has columns.
   ObjectInfo addTable(const tsql::ObjectName& name, std::string_view lockScheme);
   /// The column with its default, not yet its constraints.
   void addColumn(const ObjectInfo& table, const tsql::ColumnDefinition& definition);
+  /// Gives a computed column the type of its expression, once all columns are there.
+  void typeComputed(const tsql::ObjectName& table, int tableId,
+                    const tsql::ColumnDefinition& definition);
   void addColumn(const ObjectInfo& table, std::string_view name, const ColumnType& type);
 
   ColumnType columnType(const tsql::ColumnDefinition& definition);
@@ -75,6 +82,7 @@ class TableWriter {
   CatalogWriter& writer_;
   Database& store_;
   std::string_view text_;
+  const RowValues* values_;
   IndexWriter indexes_;
 };
 

@@ -3,9 +3,11 @@
 #include <algorithm>
 
 #include "drivers/embedded/engine/batch.h"
+#include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/star_expansion.h"
 #include "drivers/embedded/engine/typing.h"
+#include "drivers/embedded/engine/walk.h"
 
 namespace kelvane::embedded {
 
@@ -82,6 +84,10 @@ Cell BatchRun::parameterValue(const Parameter& parameter, const Row* bound) cons
       return variables_.at(parameter.name).value;
     case Parameter::Source::Global:
       return session_.globalVariable(parameter.name);
+    case Parameter::Source::Literal:
+      return parameter.name;
+    case Parameter::Source::Number:
+      return exactNumber(parameter.name);
     case Parameter::Source::Bound:
       return bound->at(std::stoul(parameter.name));
     case Parameter::Source::Session:
@@ -190,19 +196,23 @@ void BatchRun::selectInto(const SelectStatement& statement) {
 }
 
 void BatchRun::insert(const Insert& statement) {
-  const TranslationContext made = context();
-  WriteTarget target = Translator(made).writeTarget(statement.table);
-  if (!target.isTemporary() && target.sqliteTable == kNoRows) {
-    target.sqliteTable = rowTable(target.id);
-  }
   if (std::holds_alternative<Execute>(statement.source) ||
       std::holds_alternative<ExecuteImmediate>(statement.source)) {
+    const TranslationContext made = context();
+    WriteTarget target = Translator(made).writeTarget(statement.table);
+    if (!target.isTemporary()) target.sqliteTable = rowTable(target.id);
     return insertExecuted(statement, target);
   }
-  changed(execute(prepared(current_, [&](Translator& t) { return t.insert(statement, target); })));
-  for (const ColumnInfo& column : target.columns) {
-    if (column.type.identity) session_.lastIdentity = server_.running.lastIdentity;
+  const auto translate = [&](Translator& t) {
+    return t.insert(statement, t.writeTarget(statement.table));
+  };
+  if (const int table = prepared(current_, translate).plan.rowlessTable; table != 0) {
+    rowTable(table);
   }
+  Prepared& rows = prepared(current_, translate);
+  const bool givesIdentity = rows.plan.givesIdentity;
+  changed(execute(rows));
+  if (givesIdentity) session_.lastIdentity = server_.running.lastIdentity;
 }
 
 void BatchRun::insertExecuted(const Insert& statement, const WriteTarget& target) {
@@ -274,7 +284,7 @@ void BatchRun::createTemporary(const CreateTable& statement) {
 }
 
 void BatchRun::dropObjects(const Drop& statement) {
-  Drop others{statement.kind, {}};
+  Drop others{statement.kind, {}, statement.override};
   for (const ObjectName& name : statement.names) {
     if (statement.kind != DropKind::Table || !name.name.starts_with('#')) {
       others.names.push_back(name);
@@ -302,10 +312,33 @@ void BatchRun::createView(const CreateView& view, std::string_view text) {
   server_.catalog.createView(view, text, columns, session_.caller);
 }
 
+namespace {
+
+// A computed column is computed when it is read, which is what the server does unless it is
+// materialized; then only an expression without side conditions gives the same.
+void requireSteady(const ColumnDefinition& column) {
+  if (!column.computed || !column.materialized) return;
+  const bool changes = anyWithin(*column.computed, [](const Expr& part) {
+    const auto* call = as<Call>(part);
+    return call != nullptr && isVolatileFunction(lowered(call->function.name));
+  });
+  if (!changes) return;
+  throw ServerError(kNotSupported, 16, 1,
+                    "The embedded catalog cannot keep the materialized column '" + column.name +
+                        "', whose value depends on when it is computed.",
+                    column.range.line);
+}
+
+}  // namespace
+
 RowValues BatchRun::rowValues() {
   return {[this](const Expr& value, const ColumnType& type) { return evaluate(value, &type); },
           [this](const Cell& value, const ColumnType& from, const ColumnType& to) {
             return convertCell(value, from, to, 0, session_.caller.line);
+          },
+          [this](const Expr& expression, const ObjectName& table) {
+            const TranslationContext made = context();
+            return Translator(made).typeOf(expression, table);
           }};
 }
 
@@ -321,11 +354,20 @@ void BatchRun::define(const tsql::Statement& statement) {
   std::visit(Overloaded{
                  [&](const CreateTable& s) {
                    if (s.name.name.starts_with('#')) return createTemporary(s);
-                   catalog.createTable(s, text, caller);
+                   for (const ColumnDefinition& column : s.columns) requireSteady(column);
+                   catalog.createTable(s, text, rowValues(), caller);
                  },
-                 [&](const AlterTable& s) { catalog.alterTable(s, text, rowValues(), caller); },
+                 [&](const AlterTable& s) {
+                   for (const AlterAction& action : s.actions) {
+                     if (const auto* add = std::get_if<AddColumn>(&action)) {
+                       requireSteady(add->column);
+                     }
+                   }
+                   catalog.alterTable(s, text, rowValues(), caller);
+                 },
                  [&](const CreateIndex& s) {
-                   if (!s.table.name.starts_with('#')) catalog.createIndex(s, caller);
+                   if (!s.table.name.starts_with('#'))
+                     catalog.createIndex(s, text, rowValues(), caller);
                  },
                  [&](const CreateView& s) { createView(s, stored()); },
                  [&](const CreateProcedure& s) { catalog.createProcedure(s, stored(), caller); },

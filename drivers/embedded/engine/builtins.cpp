@@ -57,7 +57,11 @@ constexpr auto kFunctions = std::to_array<FunctionRule>({
     {"ltrim", "c", R::FirstText, "nullif(ltrim($1), '')"},
     {"month", "d", R::Int, "date_part(2, $1)"},
     {"newid", "", R::Text255, "lower(hex(randomblob(16)))", false},
-    {"newid", "i", R::Text255, "lower(hex(randomblob(16)))", false},
+    {"newid", "i", R::Text255,
+     "lower(CASE $1 WHEN 0 THEN hex(randomblob(16)) ELSE hex(randomblob(4)) || '-' ||"
+     " hex(randomblob(2)) || '-' || hex(randomblob(2)) || '-' || hex(randomblob(2)) || '-' ||"
+     " hex(randomblob(6)) END)",
+     false},
     {"object_id", "c", R::Int, "object_id_of($1)"},
     {"object_name", "i", R::Name, "(SELECT name FROM sysobjects WHERE id = $1)"},
     {"object_name", "i*", R::Name, "(SELECT name FROM sysobjects WHERE id = $1)"},
@@ -135,6 +139,13 @@ const FunctionRule* findFunction(std::string_view name, std::size_t argumentCoun
     if (rule.arguments.size() == argumentCount) return &rule;
   }
   return nullptr;
+}
+
+bool isVolatileFunction(std::string_view name) {
+  return std::ranges::any_of(kFunctions, [&](const FunctionRule& rule) {
+    return rule.name == name && (rule.sql.find("now_moment") != std::string_view::npos ||
+                                 rule.sql.find("random") != std::string_view::npos);
+  });
 }
 
 bool isFunction(std::string_view name) {

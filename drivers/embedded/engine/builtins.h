@@ -42,5 +42,7 @@ const FunctionRule* findFunction(std::string_view name, std::size_t argumentCoun
 bool isAggregateName(std::string_view name);
 /// Whether there is such a function with any number of arguments.
 bool isFunction(std::string_view name);
+/// Whether two calls with the same arguments may give different values (lower-case name).
+bool isVolatileFunction(std::string_view name);
 
 }  // namespace kelvane::embedded

@@ -9,6 +9,7 @@
 #include <limits>
 #include <optional>
 
+#include "drivers/embedded/engine/decimal.h"
 #include "drivers/embedded/engine/moment.h"
 #include "drivers/embedded/engine/typing.h"
 
@@ -53,104 +54,19 @@ constexpr std::array kRanges = {IntegerRange{TypeKind::Tinyint, 0, 255},
                                 IntegerRange{TypeKind::Int, -2147483648LL, 2147483647LL},
                                 IntegerRange{TypeKind::Uint, 0, 4294967295LL}};
 
-// A decimal text taken apart: sign, digits before and behind the point, without idle zeros.
-struct Digits {
-  bool negative = false;
-  std::string whole;
-  std::string fraction;
-
-  std::string text() const {
-    std::string result = negative ? "-" : "";
-    result += whole.empty() ? "0" : whole;
-    return fraction.empty() ? result : result + "." + fraction;
-  }
-  void normalize() {
-    whole.erase(0, std::min(whole.find_first_not_of('0'), whole.size()));
-    while (!fraction.empty() && fraction.back() == '0') fraction.pop_back();
-    if (whole.empty() && fraction.empty()) negative = false;
-  }
-  // Rounds half away from zero.
-  void round(std::size_t scale) {
-    if (fraction.size() <= scale) return;
-    const bool up = fraction[scale] >= '5';
-    fraction.resize(scale);
-    if (up) {
-      std::string all = "0" + whole + fraction;
-      auto digit = all.rbegin();
-      while (*digit == '9') *digit++ = '0';
-      ++*digit;
-      fraction = all.substr(all.size() - scale);
-      whole = all.substr(0, all.size() - scale);
-    }
-    normalize();
-  }
-};
-
-std::optional<Digits> parseDigits(std::string_view text) {
-  text = trimmed(text);
-  Digits digits;
-  if (!text.empty() && (text[0] == '-' || text[0] == '+')) {
-    digits.negative = text[0] == '-';
-    text = trimmed(text.substr(1));
-  }
-  if (text.empty() || text == ".") return std::nullopt;
-  std::string* part = &digits.whole;
-  for (const char c : text) {
-    if (c == '.' && part == &digits.whole) {
-      part = &digits.fraction;
-    } else if (c >= '0' && c <= '9') {
-      *part += c;
-    } else {
-      return std::nullopt;
-    }
-  }
-  digits.normalize();
-  return digits;
-}
-
 std::string formatReal(double value, int significant) {
   std::array<char, 40> buffer{};
   std::snprintf(buffer.data(), buffer.size(), "%.*g", significant, value);
   return buffer.data();
 }
 
-std::string fixedText(double value, int decimals) {
-  std::array<char, 400> buffer{};
-  std::snprintf(buffer.data(), buffer.size(), "%.*f", decimals, value);
-  return buffer.data();
-}
-
-Cell cellOf(const Digits& digits) {
-  const std::string text = digits.text();
-  if (digits.fraction.empty() && digits.whole.size() <= 18) {
-    return std::int64_t{std::strtoll(text.c_str(), nullptr, 10)};
-  }
-  if (digits.whole.size() + digits.fraction.size() <= 15) {
-    return std::strtod(text.c_str(), nullptr);
-  }
-  return text;
-}
-
-std::string padded(const Digits& digits, int scale) {
-  Digits rounded = digits;
+std::string padded(const Decimal& digits, int scale) {
+  Decimal rounded = digits;
   rounded.round(static_cast<std::size_t>(scale));
   std::string text = rounded.text();
   if (scale == 0) return text;
   if (rounded.fraction.empty()) text += '.';
   return text.append(static_cast<std::size_t>(scale) - rounded.fraction.size(), '0');
-}
-
-// The digits of a number cell, whatever form it has.
-std::optional<Digits> digitsOf(const Cell& value) {
-  if (const auto* i = std::get_if<std::int64_t>(&value)) return parseDigits(std::to_string(*i));
-  if (const auto* d = std::get_if<double>(&value)) {
-    if (!std::isfinite(*d) || std::abs(*d) >= 1e39) return std::nullopt;
-    // Fifteen significant digits are what a double holds exactly.
-    const double magnitude = *d == 0 ? 1 : std::floor(std::log10(std::abs(*d))) + 1;
-    return parseDigits(fixedText(*d, std::clamp(static_cast<int>(15 - magnitude), 0, 38)));
-  }
-  if (const auto* s = std::get_if<std::string>(&value)) return parseDigits(*s);
-  return std::nullopt;
 }
 
 std::int64_t integerOfBytes(const Blob& bytes) {
@@ -170,9 +86,9 @@ Cell toInteger(const Cell& value, const Conversion& c) {
     if (c.to.kind == TypeKind::Smallint) return std::int64_t{static_cast<std::int16_t>(number)};
     return number;
   }
-  auto digits = digitsOf(value);
+  auto digits = decimalOf(value);
   const bool isText = isCharacter(c.from.kind);
-  if (isText && trimmed(std::get<std::string>(value)).empty()) digits = Digits{};
+  if (isText && trimmed(std::get<std::string>(value)).empty()) digits = Decimal{};
   if (!digits || (isText && !digits->fraction.empty())) c.refuse(textOf(value, c.from, 0));
   if (c.to.kind == TypeKind::Bit) {
     return std::int64_t{!digits->whole.empty() || !digits->fraction.empty()};
@@ -191,13 +107,13 @@ Cell toInteger(const Cell& value, const Conversion& c) {
 
 Cell toExactFraction(const Cell& value, const Conversion& c) {
   if (const auto* bytes = std::get_if<Blob>(&value)) return integerOfBytes(*bytes);
-  auto digits = digitsOf(value);
+  auto digits = decimalOf(value);
   if (!digits && isCharacter(c.from.kind)) {
     // Money may be written with its sign and thousands.
     std::string text(std::get<std::string>(value));
     std::erase_if(text, [](char ch) { return ch == '$' || ch == ','; });
     if (!isExactFraction(c.to.kind) || c.to.precision) text = std::get<std::string>(value);
-    digits = trimmed(text).empty() ? Digits{} : parseDigits(text);
+    digits = trimmed(text).empty() ? Decimal{} : parseDecimal(text);
   }
   if (!digits) c.refuse(textOf(value, c.from, 0));
   const int scale = scaleOf(c.to);
@@ -327,12 +243,12 @@ Blob bytesOfHex(std::string_view digits) {
 }
 
 Cell exactNumber(std::string_view digits) {
-  const auto parsed = parseDigits(digits);
+  const auto parsed = parseDecimal(digits);
   return parsed ? cellOf(*parsed) : Cell{};
 }
 
 std::string exactText(const Cell& value, int scale) {
-  const auto digits = digitsOf(value);
+  const auto digits = decimalOf(value);
   return digits ? padded(*digits, scale) : "0";
 }
 
@@ -345,7 +261,7 @@ std::string textOf(const Cell& value, const ColumnType& type, int style) {
   }
   if (const auto* text = std::get_if<std::string>(&value)) {
     if (isExactFraction(type.kind)) {
-      const auto digits = parseDigits(*text);
+      const auto digits = parseDecimal(*text);
       return digits ? padded(*digits, scaleOf(type)) : *text;
     }
     return *text;
@@ -355,7 +271,7 @@ std::string textOf(const Cell& value, const ColumnType& type, int style) {
   }
   if (isExactFraction(type.kind)) {
     const bool money = !type.precision;
-    const auto digits = digitsOf(value);
+    const auto digits = decimalOf(value);
     return digits ? padded(*digits, money ? 2 : scaleOf(type)) : "";
   }
   if (const auto* number = std::get_if<std::int64_t>(&value)) {

@@ -17,6 +17,8 @@ struct Parameter {
     Variable,  ///< `@v`
     Global,    ///< `@@rowcount`
     Session,   ///< `uid` or `database` of the session
+    Literal,   ///< a text of the statement: with it in the SQL, each text would be prepared anew
+    Number,    ///< likewise, of the rows of an insert
     Bound,     ///< a value of the row that is being written: its position from 0
   };
   Source source;
@@ -36,6 +38,9 @@ struct Plan {
   std::vector<Parameter> parameters;
   std::vector<ResultColumn> columns;
   std::vector<NullAssumption> assumptions;
+  /// Of an insert: the table that has no rows yet, else 0; and whether rows get an identity.
+  int rowlessTable = 0;
+  bool givesIdentity = false;
 };
 
 }  // namespace kelvane::embedded

@@ -17,7 +17,8 @@ namespace kelvane::embedded {
 struct SourceColumn {
   std::string name;
   ColumnType type;
-  std::string sqliteColumn;  ///< ready for SQL but for the alias of its table
+  std::string sqliteColumn;   ///< ready for SQL but for the alias of its table
+  std::string computed = {};  ///< instead of that: SQL as it stands
 };
 using SourceColumns = std::vector<SourceColumn>;
 
@@ -31,7 +32,7 @@ struct Source {
 
   const SourceColumn* find(std::string_view column) const;
   std::string sqlOf(const SourceColumn& column) const {
-    return sqlAlias + "." + column.sqliteColumn;
+    return column.computed.empty() ? sqlAlias + "." + column.sqliteColumn : column.computed;
   }
 };
 

@@ -169,7 +169,8 @@ SqlValue Translator::aggregate(const std::string& name, const Call& call, const 
   const std::string inside = (call.distinct ? "DISTINCT " : "") + collated(argument);
   if (name == "count") return {"count(" + inside + ")", intType()};
   if (name == "min" || name == "max") {
-    SqlValue result{name + "(" + inside + ")", withNullability(argument.type, true)};
+    const std::string function = isWide(argument.type) ? "exact_" + name : name;
+    SqlValue result{function + "(" + inside + ")", withNullability(argument.type, true)};
     return result;
   }
   const ColumnType& type = argument.type;
@@ -182,14 +183,21 @@ SqlValue Translator::aggregate(const std::string& name, const Call& call, const 
   ColumnType result = isInteger(type.kind) && type.kind != TypeKind::Bigint ? intType(true) : type;
   if (type.precision) result = numericType(38, scaleOf(type));
   if (name == "sum") {
-    const std::string sql = "sum(" + inside + ")";
+    const std::string sql = (isExactFraction(type.kind) ? "exact_sum(" : "sum(") + inside + ")";
     return {result.kind == TypeKind::Int ? "in_int(" + sql + ")" : sql,
             withNullability(result, true)};
+  }
+  if (isExactFraction(type.kind)) {
+    const ColumnType average =
+        type.precision ? numericType(38, std::max(scaleOf(type), 6)) : result;
+    // Nothing has no average.
+    return {exactly('/', {"exact_sum(" + inside + ")", result},
+                    {"nullif(count(" + inside + "), 0)", intType()}, average),
+            withNullability(average, true)};
   }
   // The average of integers is one, without its fraction.
   const std::string sql = isInteger(type.kind) ? "(sum(" + inside + ") / count(" + inside + "))"
                                                : "avg(" + inside + ")";
-  if (type.precision) result = numericType(38, std::max(scaleOf(type), 6));
   return {sql, withNullability(result, true)};
 }
 

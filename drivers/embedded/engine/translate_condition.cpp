@@ -172,6 +172,16 @@ std::string Translator::compared(BinaryOp op, const SqlValue& left, const SqlVal
     const ColumnType common = commonType(left.type, right.type, line);
     if (familyOf(common.kind) != leftFamily) a = converted(left, common);
     if (familyOf(common.kind) != rightFamily) b = converted(right, common);
+  } else if (isWide(left.type) || isWide(right.type)) {
+    // Equal numbers are stored alike; only order needs more.
+    const bool ordered = op != BinaryOp::Equal && op != BinaryOp::NotEqual;
+    if (isApproximate(left.type.kind) || isApproximate(right.type.kind)) {
+      a = "CAST(" + a + " AS REAL)";
+      b = "CAST(" + b + " AS REAL)";
+    } else if (ordered) {
+      a = "decimal_key(" + a + ")";
+      b = "decimal_key(" + b + ")";
+    }
   } else if (leftFamily == TypeFamily::Character && !left.isColumn && !right.isColumn) {
     b = collated(right);
   }

@@ -14,6 +14,9 @@ using namespace tsql;
 
 namespace {
 
+// Beyond these a statement is one of a kind.
+constexpr std::size_t kMostBoundTexts = 100;
+
 ServerError syntaxError(const std::string& near, std::uint32_t line) {
   return ServerError(102, 15, 1, "Incorrect syntax near '" + near + "'.", line);
 }
@@ -100,7 +103,9 @@ SqlValue Translator::literal(const Literal& literal) {
     case LiteralKind::String: {
       // The server has no empty text: two quotes are one blank.
       const std::string text = literal.text.empty() ? " " : literal.text;
-      result.sql = quotedText(text);
+      result.sql = parameters_.size() < kMostBoundTexts
+                       ? parameter(Parameter::Source::Literal, text)
+                       : quotedText(text);
       result.type = varcharType(static_cast<int>(text.size()), false);
       break;
     }
@@ -122,12 +127,16 @@ SqlValue Translator::literal(const Literal& literal) {
           point == std::string::npos ? 0 : static_cast<int>(literal.text.size() - point) - 1;
       const bool fitsInt = literal.kind == LiteralKind::Integer &&
                            (digits < 10 || (digits == 10 && literal.text <= "2147483647"));
-      if (fitsInt) break;
+      if (fitsInt) {
+        if (bindsNumbers_) result.sql = parameter(Parameter::Source::Number, literal.text);
+        break;
+      }
       result.type = literal.kind == LiteralKind::Money
                         ? plainType(TypeKind::Money, false)
                         : numericType(std::clamp(digits, 1, 38), std::min(scale, 38), false);
       const Cell cell = exactNumber(literal.text);
-      if (std::holds_alternative<std::string>(cell)) result.sql = quotedText(literal.text);
+      if (const auto* digits = std::get_if<std::string>(&cell)) result.sql = quotedText(*digits);
+      if (bindsNumbers_) result.sql = parameter(Parameter::Source::Number, literal.text);
       break;
     }
   }
@@ -165,9 +174,19 @@ SqlValue Translator::unary(const Unary& unary, const Expr& expr, const Scope* sc
     operand.type = intType(true);
   }
   const bool complement = unary.op == UnaryOp::BitNot;
+  if (isWide(operand.type) && !complement) {
+    return {exactly('-', {"0", intType()}, operand, operand.type), operand.type};
+  }
   SqlValue result{(complement ? "(~" : "(-") + operand.sql + ")", operand.type};
   result.isLiteral = operand.isLiteral && !complement;
   return result;
+}
+
+std::string Translator::exactly(char op, const SqlValue& a, const SqlValue& b,
+                                const ColumnType& type) const {
+  const int scale = scaleOf(type);
+  return std::string("exact('") + op + "', " + a.sql + ", " + b.sql + ", " +
+         std::to_string(precisionOf(type) - scale) + ", " + std::to_string(scale) + ")";
 }
 
 SqlValue Translator::concatenation(const SqlValue& left, const SqlValue& right) {
@@ -273,6 +292,9 @@ SqlValue Translator::binary(const Binary& binary, const Expr& expr, const Scope*
   };
   std::string a = number(left), b = number(right);
   if (op == '/' || op == '%') b = "divisor(" + b + ")";
+  if (isExactFraction(type.kind) && op != '%') {
+    return {exactly(op, {a, left.type}, {b, right.type}, type), type};
+  }
   if (op == '/' && !isInteger(type.kind)) a = "CAST(" + a + " AS REAL)";
   std::string sql = "(" + a + " " + op + " " + b + ")";
   const bool mayOverflow = type.kind == TypeKind::Int && (op == '+' || op == '-' || op == '*');

@@ -57,6 +57,28 @@ std::shared_ptr<const SourceColumns> sourceColumns(const std::vector<ColumnInfo>
 
 }  // namespace
 
+// The value of a computed column is its expression, wherever the column is named.
+void Translator::computeColumns(const std::vector<ColumnInfo>& columns, Source& source) {
+  const auto isComputed = [](const ColumnInfo& column) { return !column.computed.empty(); };
+  if (std::ranges::none_of(columns, isComputed)) return;
+  Scope scope{nullptr, {source}};
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    if (!isComputed(columns[i])) continue;
+    const ExprPtr expression = parseExpression(columns[i].computed);
+    auto known = std::make_shared<SourceColumns>(*scope.sources[0].columns);
+    known->at(i).computed = "(" + value(*expression, &scope).sql + ")";
+    scope.sources[0].columns = std::move(known);
+  }
+  source.columns = scope.sources[0].columns;
+}
+
+ColumnType Translator::typeOf(const Expr& expression, const ObjectName& table) {
+  NamedTable named;
+  named.name = table;
+  const Scope scope{nullptr, {sourceOf(named)}};
+  return value(expression, &scope).type;
+}
+
 // System tables never change, and every statement of the reader names some.
 std::shared_ptr<const SourceColumns> Translator::systemColumns(int tableId) {
   auto& kept = (*context_.systemColumns)[tableId];
@@ -120,9 +142,13 @@ Source Translator::sourceOf(const NamedTable& table) {
                         name.range.line);
     }
     source.sqliteTable = object.sqliteTable;
-    source.columns = object.type == "S" && context_.systemColumns != nullptr
-                         ? systemColumns(object.id)
-                         : sourceColumns(context_.catalog.columns(object.id));
+    if (object.type == "S" && context_.systemColumns != nullptr) {
+      source.columns = systemColumns(object.id);
+    } else {
+      const auto columns = context_.catalog.columns(object.id);
+      source.columns = sourceColumns(columns);
+      computeColumns(columns, source);
+    }
   }
   return source;
 }

@@ -159,6 +159,16 @@ void Translator::uniteTypes(std::vector<SelectText>& terms, std::uint32_t line) 
   }
 }
 
+// The result column, or what it is made of where its own form does not sort.
+std::string Translator::orderedBy(const SelectText& first, std::size_t ordinal,
+                                  const Query& query) {
+  const SqlValue& item = first.items[ordinal - 1];
+  if (isWide(item.type) && query.isSingle() && !first.distinct) {
+    return "decimal_key(" + item.sql + ")";
+  }
+  return std::to_string(ordinal);
+}
+
 std::string Translator::orderText(const Query& query, const SelectText& first, const Scope& scope) {
   std::string sql;
   for (const OrderItem& item : query.orderBy) {
@@ -172,13 +182,15 @@ std::string Translator::orderText(const Query& query, const SelectText& first, c
                               " is out of range of the number of items in the select list.",
                           line);
       }
-      term = literal->text;
+      term = orderedBy(first, ordinal, query);
     } else if (const auto* column = as<ColumnRef>(*item.value);
                column != nullptr && column->table.empty()) {
       const auto named =
           std::find_if(first.items.begin(), first.items.end(),
                        [&](const SqlValue& value) { return value.name == column->column; });
-      if (named != first.items.end()) term = std::to_string(named - first.items.begin() + 1);
+      if (named != first.items.end()) {
+        term = orderedBy(first, static_cast<std::size_t>(named - first.items.begin()) + 1, query);
+      }
     }
     if (term.empty()) {
       if (!query.isSingle()) {
@@ -187,7 +199,8 @@ std::string Translator::orderText(const Query& query, const SelectText& first, c
                           "set operators.",
                           line);
       }
-      term = collated(value(*item.value, &scope));
+      const SqlValue key = value(*item.value, &scope);
+      term = isWide(key.type) ? "decimal_key(" + key.sql + ")" : collated(key);
     }
     sql += (sql.empty() ? " ORDER BY " : ", ") + term;
     if (item.order == SortOrder::Descending) sql += " DESC";

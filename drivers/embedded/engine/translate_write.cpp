@@ -35,7 +35,14 @@ const ObjectName& realName(const ObjectName& target, const std::vector<TableRefP
 const ColumnInfo& requireColumn(const WriteTarget& target, const std::string& name,
                                 std::uint32_t line) {
   for (const ColumnInfo& column : target.columns) {
-    if (column.name == name) return column;
+    if (column.name != name) continue;
+    if (!column.computed.empty()) {
+      throw ServerError(271, 16, 1,
+                        "The column '" + name + "' of table '" + target.name +
+                            "' cannot be modified because it is a computed column.",
+                        line);
+    }
+    return column;
   }
   throw ServerError(207, 16, 4, "Invalid column name '" + name + "'.", line);
 }
@@ -154,6 +161,15 @@ std::vector<const ColumnInfo*> Translator::listedColumns(const Insert& statement
   return columns;
 }
 
+Plan Translator::finishInsert(const WriteTarget& target, const std::string& columns,
+                              const std::string& query) {
+  Plan plan = finish("INSERT INTO " + target.sqliteTable + " (" + columns + ") SELECT " + query);
+  if (!target.isTemporary() && target.sqliteTable == kNoRows) plan.rowlessTable = target.id;
+  plan.givesIdentity = std::ranges::any_of(
+      target.columns, [](const ColumnInfo& column) { return column.type.identity; });
+  return plan;
+}
+
 Plan Translator::insertRows(const Insert& statement, const WriteTarget& target,
                             const std::vector<SqlValue>& values, const std::string& from) {
   const std::uint32_t line = statement.table.range.line;
@@ -170,14 +186,16 @@ Plan Translator::insertRows(const Insert& statement, const WriteTarget& target,
     if (!column.computed.empty() || std::ranges::count(listed, &column) != 0) continue;
     add(column, omitted(column, target, line));
   }
-  return finish("INSERT INTO " + target.sqliteTable + " (" + names + ") SELECT " + selected + from);
+  return finishInsert(target, names, selected + from);
 }
 
 Plan Translator::insert(const Insert& statement, const WriteTarget& target) {
   std::vector<SqlValue> values;
   std::string from;
   if (const auto* given = std::get_if<InsertValues>(&statement.source)) {
+    bindsNumbers_ = true;
     for (const auto& expr : given->values) values.push_back(value(*expr, nullptr));
+    bindsNumbers_ = false;
   } else if (std::holds_alternative<InsertDefaults>(statement.source)) {
     std::string columns, selected;
     for (const ColumnInfo& column : target.columns) {
@@ -186,7 +204,7 @@ Plan Translator::insert(const Insert& statement, const WriteTarget& target) {
       selected +=
           (selected.empty() ? "" : ", ") + omitted(column, target, statement.table.range.line);
     }
-    return finish("INSERT INTO " + target.sqliteTable + " (" + columns + ") SELECT " + selected);
+    return finishInsert(target, columns, selected);
   } else {
     const QueryText text = query(*std::get<QueryPtr>(statement.source), nullptr, QueryUse::Result);
     const std::string alias = newAlias();

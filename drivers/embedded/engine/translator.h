@@ -83,6 +83,9 @@ class Translator {
   Plan update(const tsql::Update& statement);
   Plan remove(const tsql::Delete& statement);
 
+  /// The type of an expression over the columns of a table.
+  ColumnType typeOf(const tsql::Expr& expression, const tsql::ObjectName& table);
+
   /// A table of the user or a temporary one. Throws 208, and 259 for system tables.
   WriteTarget writeTarget(const tsql::ObjectName& name);
 
@@ -118,6 +121,8 @@ class Translator {
   QueryText query(const tsql::Query& query, const Scope* outer, QueryUse use);
   SelectText selectText(const tsql::Select& select, const tsql::Query& whole, Scope& scope);
   std::vector<SqlValue> selectItems(const tsql::Select& select, const Scope& scope);
+  static std::string orderedBy(const SelectText& first, std::size_t ordinal,
+                               const tsql::Query& query);
   std::string orderText(const tsql::Query& query, const SelectText& first, const Scope& scope);
   void uniteTypes(std::vector<SelectText>& terms, std::uint32_t line);
 
@@ -128,6 +133,7 @@ class Translator {
   Source sourceOf(const tsql::NamedTable& table);
   Source sourceOf(const tsql::DerivedTable& table, const Scope* outer);
   std::shared_ptr<const SourceColumns> systemColumns(int tableId);
+  void computeColumns(const std::vector<ColumnInfo>& columns, Source& source);
   Source viewSource(const ObjectInfo& view, Source source);
   std::string renderTable(const tsql::TableRef& table, const Scope& scope, std::size_t& next);
   FromText outerJoins(const std::vector<tsql::TableRefPtr>& from,
@@ -144,6 +150,7 @@ class Translator {
   SqlValue caseValue(const tsql::Case& expr, const tsql::Expr& whole, const Scope* scope);
   SqlValue scalarSubquery(const tsql::Query& query, const Scope* scope);
   SqlValue convertValue(const tsql::Convert& convert, const tsql::Expr& expr, const Scope* scope);
+  std::string exactly(char op, const SqlValue& a, const SqlValue& b, const ColumnType& type) const;
   SqlValue concatenation(const SqlValue& left, const SqlValue& right);
   std::string converted(const SqlValue& value, const ColumnType& to, int style = 0);
   std::string assigned(const SqlValue& value, const ColumnType& to, std::uint32_t line);
@@ -178,6 +185,8 @@ class Translator {
   // translate_write.cpp
   std::vector<const ColumnInfo*> listedColumns(const tsql::Insert& statement,
                                                const WriteTarget& target, std::size_t valueCount);
+  Plan finishInsert(const WriteTarget& target, const std::string& columns,
+                    const std::string& query);
   Plan insertRows(const tsql::Insert& statement, const WriteTarget& target,
                   const std::vector<SqlValue>& values, const std::string& from);
   std::string filled(const SqlValue& value, const ColumnInfo& column, const WriteTarget& target,
@@ -196,6 +205,7 @@ class Translator {
   std::vector<NullAssumption> assumptions_;
   std::vector<std::string> assignedVariables_;
   int aliases_ = 0;
+  bool bindsNumbers_ = false;  // while the values of an insert are translated
   int viewDepth_ = 0;
 };
 

@@ -56,6 +56,12 @@ int scaleOf(const ColumnType& type) {
   return type.scale.value_or(0);
 }
 
+bool isWide(const ColumnType& type) {
+  constexpr int kDigitsOfDouble = 15;
+  return isExactFraction(type.kind) && type.kind != TypeKind::Smallmoney &&
+         precisionOf(type) > kDigitsOfDouble;
+}
+
 std::string shownName(TypeKind kind) {
   std::string name(systemType(kind).name);
   std::transform(name.begin(), name.end(), name.begin(),
@@ -151,7 +157,9 @@ ColumnType arithmeticType(const ColumnType& a, const ColumnType& b, char op, std
       case '*':
         return numericResult(wholeA + wholeB + 1, scaleA + scaleB, nullable);
       case '/': {
-        const int scale = std::max(scaleA + precisionOf(right) + 1, 6);
+        // A quotient loses digits behind the point rather than before it.
+        const int wanted = std::max(scaleA + precisionOf(right) + 1, 6);
+        const int scale = std::min(wanted, std::max(kMaxPrecision - wholeA - scaleB, 6));
         return numericResult(wholeA + scaleB, scale, nullable);
       }
       default:

@@ -19,6 +19,8 @@ TypeFamily familyOf(TypeKind kind);
 /// Numeric, decimal and money: exact numbers with a fraction.
 bool isExactFraction(TypeKind kind);
 bool isApproximate(TypeKind kind);
+/// Whether values may have more digits than floating point holds, and so be texts in the store.
+bool isWide(const ColumnType& type);
 int precisionOf(const ColumnType& type);
 int scaleOf(const ColumnType& type);
 

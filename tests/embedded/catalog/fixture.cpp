@@ -60,12 +60,13 @@ void CatalogTest::runStatement(const tsql::Statement& statement, std::string_vie
       [](const tsql::Expr& value, const ColumnType&) { return literalValue(value); },
       [](const Cell& value, const ColumnType&, const ColumnType& to) -> Cell {
         return isCharacter(to.kind) ? Cell(textOf(value)) : value;
-      }};
+      },
+      [](const tsql::Expr&, const tsql::ObjectName&) { return ColumnType{}; }};
   std::visit(
       tsql::Overloaded{
-          [&](const tsql::CreateTable& s) { catalog.createTable(s, batch, caller); },
+          [&](const tsql::CreateTable& s) { catalog.createTable(s, batch, values, caller); },
           [&](const tsql::AlterTable& s) { catalog.alterTable(s, batch, values, caller); },
-          [&](const tsql::CreateIndex& s) { catalog.createIndex(s, caller); },
+          [&](const tsql::CreateIndex& s) { catalog.createIndex(s, batch, values, caller); },
           [&](const tsql::CreateView& s) {
             catalog.createView(s, statement.range.in(batch), viewColumns, caller);
           },
