@@ -17,16 +17,21 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// The rest of the line, without the blanks around it.
+std::string_view lineFrom(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r";
+  text = text.substr(0, text.find('\n'));
+  text = text.substr(0, text.find_last_not_of(kBlanks) + 1);
+  return text.substr(std::min(text.find_first_not_of(kBlanks), text.size()));
+}
+
 std::string_view lineAt(std::string_view text, std::uint32_t line) {
   for (std::uint32_t current = 1; current < line; ++current) {
     const auto end = text.find('\n');
     if (end == std::string_view::npos) return {};
     text.remove_prefix(end + 1);
   }
-  text = text.substr(0, text.find('\n'));
-  while (!text.empty() && (text.back() == '\r' || text.back() == ' ')) text.remove_suffix(1);
-  const auto first = text.find_first_not_of(" \t");
-  return first == std::string_view::npos ? std::string_view{} : text.substr(first);
+  return lineFrom(text);
 }
 
 // Where the statements of a batch begin, found when a message asks for it.
@@ -35,21 +40,29 @@ class StatementLines {
   StatementLines(std::string_view batch, tsql::ParseOptions options)
       : batch_(batch), options_(options) {}
 
-  // Of the statement that `line` belongs to; `line` itself in a batch that is not understood.
-  std::uint32_t firstLineOf(std::uint32_t line) {
+  // The first line of the statement that `line` belongs to; `line` itself in a batch that is not
+  // understood.
+  std::string_view firstLineOf(std::uint32_t line) {
     if (!known_) read();
-    const auto after = std::ranges::upper_bound(begins_, line);
-    return after == begins_.begin() ? line : *(after - 1);
+    const auto after = std::ranges::upper_bound(begins_, line, {}, &Begin::line);
+    if (after == begins_.begin()) return lineAt(batch_, line);
+    return lineFrom(batch_.substr((after - 1)->at));
   }
 
  private:
+  struct Begin {
+    std::uint32_t line;
+    std::uint32_t at;
+  };
+
   void read() {
     known_ = true;
     try {
       // The range of a statement with a stored text begins with the batch.
-      const auto tokens = tsql::tokenize(batch_, options_);
+      const tsql::Token first = tsql::tokenize(batch_, options_).front();
       for (const auto& statement : tsql::parseBatch(batch_, options_)) {
-        begins_.push_back(std::max(statement->range.line, tokens.front().line));
+        begins_.push_back({std::max(statement->range.line, first.line),
+                           std::max(statement->range.begin, first.begin)});
       }
     } catch (const tsql::ServerError&) {
       begins_.clear();
@@ -59,7 +72,7 @@ class StatementLines {
   std::string_view batch_;
   tsql::ParseOptions options_;
   bool known_ = false;
-  std::vector<std::uint32_t> begins_;
+  std::vector<Begin> begins_;
 };
 
 // Sorts what the batches say into errors and notes, with lines of the file.
@@ -81,8 +94,7 @@ class ScriptOutcome final : public Outcome {
     if (!notice.isError() && !listed) return;
     const std::uint32_t line = notice.line == 0 ? 1 : notice.line;
     ScriptNote note{std::string(name_), batch_->firstLine + line - 1, notice.message.number,
-                    notice.message.text,
-                    std::string(lineAt(batch_->text, lines_->firstLineOf(line)))};
+                    notice.message.text, std::string(lines_->firstLineOf(line))};
     (notice.alreadyGone || listed ? report_.notes : report_.errors).push_back(std::move(note));
   }
 
