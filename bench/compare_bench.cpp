@@ -195,34 +195,31 @@ void BM_CopyDeeply(benchmark::State& state) {
 }
 BENCHMARK(BM_CopyDeeply)->Arg(10'000)->Unit(benchmark::kMillisecond);
 
-// Differences on one table, each on a column of its own.
-void BM_CollectOnOneTable(benchmark::State& state) {
+// One difference at each of the places that `path` names.
+template <class PathOf>
+void collect(benchmark::State& state, const char16_t* treeType, PathOf&& pathOf) {
   std::vector<std::u16string> paths;
   for (std::int64_t number = 1; number <= state.range(0); ++number)
-    paths.push_back(u"customer_history\\column_" + decimalText(number));
+    paths.push_back(pathOf(decimalText(number)));
   for (auto _ : state) {
     cCompareDiff collector;
     collector.Owner(u"dbo");
     for (const std::u16string& path : paths)
-      collector.Add(u"", u"Length", u"Table\\Column", path, location_Source, diff_Different, 1, 2);
+      collector.Add(u"", u"Length", treeType, path, location_Source, diff_Different, 1, 2);
     benchmark::DoNotOptimize(collector.GetDifferences());
   }
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
+
+void BM_CollectOnOneTable(benchmark::State& state) {
+  collect(state, u"Table\\Column",
+          [](const std::u16string& number) { return u"customer_history\\column_" + number; });
+}
 BENCHMARK(BM_CollectOnOneTable)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 
 void BM_CollectOnManyTables(benchmark::State& state) {
-  std::vector<std::u16string> names;
-  for (std::int64_t number = 1; number <= state.range(0); ++number)
-    names.push_back(u"customer_history_" + decimalText(number));
-  for (auto _ : state) {
-    cCompareDiff collector;
-    collector.Owner(u"dbo");
-    for (const std::u16string& name : names)
-      collector.Add(u"", u"Row Count", u"Table", name, location_Source, diff_Different, 1, 2);
-    benchmark::DoNotOptimize(collector.GetDifferences());
-  }
-  state.SetItemsProcessed(state.iterations() * state.range(0));
+  collect(state, u"Table",
+          [](const std::u16string& number) { return u"customer_history_" + number; });
 }
 BENCHMARK(BM_CollectOnManyTables)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 

@@ -6,12 +6,15 @@ namespace kelvane::cli {
 
 Arguments parseArguments(std::span<const std::string> words, std::span<const Option> options) {
   Arguments result;
+  bool optionsEnded = false;
   for (auto word = words.begin(); word != words.end(); ++word) {
     if (*word == "--") {
-      result.operands.insert(result.operands.end(), word + 1, words.end());
-      break;
+      if (result.parting) throw UsageError("'--' may part the operands only once");
+      if (!result.operands.empty()) result.parting = result.operands.size();
+      optionsEnded = true;
+      continue;
     }
-    if (!word->starts_with('-') || *word == "-") {
+    if (optionsEnded || !word->starts_with('-') || *word == "-") {
       result.operands.push_back(*word);
       continue;
     }

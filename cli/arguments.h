@@ -3,7 +3,9 @@
 // Lifetime: results own their text. Threading: free functions without state.
 #pragma once
 
+#include <cstddef>
 #include <map>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -26,12 +28,15 @@ struct UsageError : std::runtime_error {
 struct Arguments {
   std::map<std::string_view, std::string> options;  // by Option::name; the last value wins
   std::vector<std::string> operands;
+  std::optional<std::size_t> parting;  // how many operands stand before the "--" between them
 
   bool has(std::string_view name) const { return options.contains(name); }
 };
 
-// Options may stand anywhere before "--", with their value in the same word ("--trace=FILE") or in
-// the next. Throws UsageError for an unknown option, a missing value, and one that is not expected.
+// Options may stand anywhere before the first "--", with their value in the same word
+// ("--trace=FILE") or in the next. A "--" with operands before it parts them from those behind.
+// Throws UsageError for an unknown option, a missing value, one that is not expected, and a second
+// parting.
 Arguments parseArguments(std::span<const std::string> words, std::span<const Option> options);
 
 }  // namespace kelvane::cli

@@ -1,5 +1,6 @@
 #include "cli/compare_command.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -7,6 +8,7 @@
 #include <fstream>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include "cli/side_reader.h"
@@ -18,20 +20,55 @@ namespace kelvane::cli {
 namespace {
 
 constexpr auto kOptions = std::to_array<Option>({
+    {"--allow-nulls-by-default", "", "columns without null or not null take null"},
+    {"--ase", "RELEASE", "be strictly a 12.5, 15 or 16"},
+    {"--keep-going", "", "report every statement that fails and compare the rest"},
     {"--trace", "FILE", "write every statement and progress event, one JSON object a line"},
+    {"--verbose", "", "tell what in the scripts was accepted and ignored"},
+});
+
+struct ReleaseName {
+  std::string_view name;
+  embedded::Release release;
+};
+constexpr auto kReleases = std::to_array<ReleaseName>({
+    {"12.5", embedded::Release::ase125},
+    {"15", embedded::Release::ase15},
+    {"16", embedded::Release::ase16},
 });
 
 struct Request {
-  std::string source, target;
+  std::vector<std::string> source, target;
   std::optional<std::string> trace;
+  LoadSettings settings;
 };
+
+LoadSettings loadSettings(const Arguments& arguments) {
+  LoadSettings settings;
+  settings.keepGoing = arguments.has("--keep-going");
+  settings.verbose = arguments.has("--verbose");
+  settings.catalog.allowNullsByDefault = arguments.has("--allow-nulls-by-default");
+  if (arguments.has("--ase")) {
+    const std::string& name = arguments.options.at("--ase");
+    const auto* known = std::ranges::find(kReleases, name, &ReleaseName::name);
+    if (known == kReleases.end())
+      throw UsageError("--ase takes 12.5, 15 or 16, not '" + name + "'");
+    settings.catalog.release = known->release;
+  }
+  return settings;
+}
 
 Request parse(std::span<const std::string> words) {
   const Arguments arguments = parseArguments(words, kOptions);
-  if (arguments.operands.size() != 2)
-    throw UsageError("compare needs two script files, SOURCE and TARGET, and was given " +
-                     std::to_string(arguments.operands.size()));
-  Request request{arguments.operands[0], arguments.operands[1], std::nullopt};
+  const std::vector<std::string>& places = arguments.operands;
+  if (!arguments.parting && places.size() != 2)
+    throw UsageError(
+        "compare needs SOURCE and TARGET, with '--' between them when they are more"
+        " than two, and was given " +
+        std::to_string(places.size()));
+  const auto parting = places.begin() + static_cast<std::ptrdiff_t>(arguments.parting.value_or(1));
+  if (parting == places.end()) throw UsageError("compare needs a TARGET behind '--'");
+  Request request{{places.begin(), parting}, {parting, places.end()}, {}, loadSettings(arguments)};
   if (arguments.has("--trace")) {
     request.trace = arguments.options.at("--trace");
     for (const std::string& place : arguments.operands) {
@@ -41,25 +78,6 @@ Request parse(std::span<const std::string> words) {
     }
   }
   return request;
-}
-
-// Both sides, or one complaint for each fault of either.
-std::optional<std::array<std::unique_ptr<Side>, 2>> openSides(const Request& request,
-                                                              const Console& console,
-                                                              const OpenSide& open) {
-  std::array<std::unique_ptr<Side>, 2> sides;
-  const auto attempt = [&](const std::string& place) -> std::unique_ptr<Side> {
-    try {
-      return open(place);
-    } catch (const CommandError& error) {
-      console.complain(error);
-      return nullptr;
-    }
-  };
-  sides[0] = attempt(request.source);
-  sides[1] = attempt(request.target);
-  if (!sides[0] || !sides[1]) return std::nullopt;
-  return sides;
 }
 
 std::shared_ptr<cComparisonOptions> everySwitch() {
@@ -102,15 +120,16 @@ class TraceFile {
 };
 
 ExitStatus report(const diffSchema& differences, const std::vector<std::string>& gaps,
-                  const Console& console) {
-  writeTextReport(differences, gaps.empty() ? Coverage::complete : Coverage::partial, console.out);
+                  bool sidesComplete, const Console& console) {
+  const bool complete = sidesComplete && gaps.empty();
+  writeTextReport(differences, complete ? Coverage::complete : Coverage::partial, console.out);
   console.out.flush();
   for (const std::string& gap : gaps) console.complain(gap);
   if (!console.out) {
     console.complain("cannot write to standard output");
     return kError;
   }
-  if (!gaps.empty()) {
+  if (!complete) {
     console.complain("not everything could be compared: equality is not proven");
     return kNotProven;
   }
@@ -124,8 +143,10 @@ std::span<const Option> compareOptions() { return kOptions; }
 ExitStatus runCompare(std::span<const std::string> words, const Console& console,
                       const OpenSide& open) {
   const Request request = parse(words);
-  const auto sides = openSides(request, console, open);
-  if (!sides) return kError;
+  const auto openSide = [&](const std::vector<std::string>& places) {
+    return open(places, request.settings, console);
+  };
+  const std::array sides{openSide(request.source), openSide(request.target)};
 
   std::optional<TraceFile> traceFile;
   if (request.trace) traceFile.emplace(*request.trace);
@@ -133,7 +154,7 @@ ExitStatus runCompare(std::span<const std::string> words, const Console& console
   const auto read = [&](std::size_t side, std::u16string_view name) {
     std::optional<Trace> trace;
     if (traceFile) trace.emplace(traceFile->stream(), name);
-    return readSide((*sides)[side]->connection(), toUtf8(name), options, console,
+    return readSide(sides[side]->connection(), toUtf8(name), options, console,
                     trace ? &*trace : nullptr);
   };
   const SideReading source = read(0, u"source");
@@ -149,7 +170,8 @@ ExitStatus runCompare(std::span<const std::string> words, const Console& console
   engine.AppPreferences = &preferences;
   engine.IsSchemaCaseSensitive(Boolean(source.caseSensitive || target.caseSensitive));
   engine.Compare(source.schema, target.schema, output_DiffText);
-  return report(engine.Results(), gaps, console);
+  const bool sidesComplete = sides[0]->isComplete() && sides[1]->isComplete();
+  return report(engine.Results(), gaps, sidesComplete, console);
 }
 
 }  // namespace kelvane::cli

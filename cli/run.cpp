@@ -14,11 +14,13 @@ constexpr std::string_view kHead = R"(Compares the schemas of two databases.
 
 Usage:
   kelvane compare [OPTION]... SOURCE TARGET
+  kelvane compare [OPTION]... SOURCE... -- TARGET...
   kelvane --help
   kelvane --version
 
-SOURCE and TARGET are T-SQL script files. Each is run on an empty database, and all that is in the
-one and not, or not in the same way, in the other is written to standard output.
+SOURCE and TARGET are T-SQL script files or folders of them, which stand for their .sql files in the
+order of their names. What belongs to one side is run on one empty database, in the order given; all
+that is in the one and not, or not in the same way, in the other is written to standard output.
 
 Options of compare:
 )";
@@ -27,16 +29,18 @@ Exit status:
   0  no difference
   1  differences
   2  error
-  3  something could not be read, so equality is not proven
+  3  something could not be loaded or read, so equality is not proven
 )";
 
 ExitStatus help(std::ostream& out) {
   out << kHead;
   for (const Option& option : compareOptions()) {
     const std::string name = std::string(option.name) + " " + std::string(option.value);
-    out << "  " << std::left << std::setw(14) << name << " " << option.help << '\n';
+    out << "  " << std::left << std::setw(26) << name << " " << option.help << '\n';
   }
-  out << "  --             what follows are no options\n" << kTail;
+  out << "  --                         parts SOURCE from TARGET; before the first of them: what\n"
+         "                             follows are no options\n"
+      << kTail;
   return kNoDifference;
 }
 

@@ -1,8 +1,7 @@
 #include "cli/side.h"
 
-#include <algorithm>
+#include <filesystem>
 #include <utility>
-#include <vector>
 
 #include "drivers/embedded/connection.h"
 #include "drivers/embedded/script.h"
@@ -10,31 +9,37 @@
 namespace kelvane::cli {
 namespace {
 
-constexpr std::size_t kMostErrorsShown = 20;
-
 class ScriptSide final : public Side {
  public:
-  explicit ScriptSide(embedded::EmbeddedCatalog catalog)
-      : catalog_(std::move(catalog)), connection_(catalog_.connect()) {}
+  ScriptSide(embedded::EmbeddedCatalog catalog, bool complete)
+      : catalog_(std::move(catalog)), connection_(catalog_.connect()), complete_(complete) {}
   ado::Connection& connection() override { return *connection_; }
+  bool isComplete() const override { return complete_; }
 
  private:
   embedded::EmbeddedCatalog catalog_;
   std::unique_ptr<ado::Connection> connection_;
+  bool complete_;
 };
 
 }  // namespace
 
-std::unique_ptr<Side> openScript(const std::string& path) {
-  embedded::EmbeddedCatalog catalog;
-  const auto report = embedded::loadFile(catalog, path, {.stopAtFirstError = false});
-  if (report.succeeded()) return std::make_unique<ScriptSide>(std::move(catalog));
+std::unique_ptr<Side> openScripts(const std::vector<std::string>& places,
+                                  const LoadSettings& settings, const Console& console) {
+  embedded::EmbeddedCatalog catalog(settings.catalog);
+  const std::vector<std::filesystem::path> paths(places.begin(), places.end());
+  const embedded::LoadOptions options{.stopAtFirstError = !settings.keepGoing,
+                                      .listIgnored = settings.verbose};
+  const embedded::LoadReport report = embedded::loadFiles(catalog, paths, options);
+  if (settings.verbose) {
+    for (const auto& note : report.notes) console.complain(note.describe());
+  }
   std::vector<std::string> lines;
-  const std::size_t shown = std::min(report.errors.size(), kMostErrorsShown);
-  for (std::size_t at = 0; at < shown; ++at) lines.push_back(report.errors[at].describe());
-  if (shown < report.errors.size())
-    lines.push_back(path + ": " + std::to_string(report.errors.size() - shown) + " more errors");
-  throw CommandError(std::move(lines));
+  for (const auto& error : report.errors) lines.push_back(error.describe());
+  if (!lines.empty() && (!settings.keepGoing || !report.readable))
+    throw CommandError(std::move(lines));
+  for (const std::string& line : lines) console.complain(line);
+  return std::make_unique<ScriptSide>(std::move(catalog), report.succeeded());
 }
 
 }  // namespace kelvane::cli

@@ -15,8 +15,8 @@ bool cCompareSchema::Compare(const Schema& SourceSchema, const Schema& TargetSch
     return false;
   }
   // Copies, which nothing that the host does from within a message box can reach.
-  const Schema source = SourceSchema;
-  const Schema target = TargetSchema;
+  const Schema source = SourceSchema;  // NOLINT(performance-unnecessary-copy-initialization)
+  const Schema target = TargetSchema;  // NOLINT(performance-unnecessary-copy-initialization)
   Comparison(*this).run(source, target);
   return true;
 }

@@ -27,6 +27,9 @@ struct ObjectKind {
   std::u16string_view word;
   Match match;
 };
+template <class Object, class Match>
+ObjectKind(Array<Object> Schema::*, Boolean cComparisonOptions::*, std::u16string_view, Match)
+    -> ObjectKind<Object, Match>;
 
 // What every kind of sub-entity states about itself: its switch, how it is matched, its words, and
 // which of its texts names it in the call to the collector (none: the object's name does) and in

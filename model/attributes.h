@@ -19,6 +19,8 @@ struct Attribute {
   std::u16string_view label;
   Value Record::*value;
 };
+template <class Record, class Value>
+Attribute(std::u16string_view, Value Record::*) -> Attribute<Record, Value>;
 
 namespace attributes {
 

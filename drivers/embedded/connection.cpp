@@ -138,7 +138,8 @@ std::unique_ptr<ado::Recordset> EmbeddedConnection::Open(std::u16string_view sou
 
 }  // namespace
 
-EmbeddedCatalog::EmbeddedCatalog() : server_(std::make_unique<Server>()) {}
+EmbeddedCatalog::EmbeddedCatalog(const CatalogOptions& options)
+    : server_(std::make_unique<Server>(options)) {}
 EmbeddedCatalog::~EmbeddedCatalog() = default;
 EmbeddedCatalog::EmbeddedCatalog(EmbeddedCatalog&&) noexcept = default;
 EmbeddedCatalog& EmbeddedCatalog::operator=(EmbeddedCatalog&&) noexcept = default;

@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "ado/ado.h"
+#include "drivers/embedded/options.h"
 
 namespace kelvane::embedded {
 
@@ -17,7 +18,7 @@ class Server;
 class EmbeddedCatalog {
  public:
   /// An empty database, as the server creates one.
-  EmbeddedCatalog();
+  explicit EmbeddedCatalog(const CatalogOptions& options = {});
   ~EmbeddedCatalog();
   EmbeddedCatalog(EmbeddedCatalog&&) noexcept;
   EmbeddedCatalog& operator=(EmbeddedCatalog&&) noexcept;

@@ -1,14 +1,21 @@
 #include "drivers/embedded/script.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <fstream>
-#include <sstream>
+#include <optional>
 #include <system_error>
 
+#include "drivers/embedded/encoding.h"
 #include "drivers/embedded/engine/session.h"
+#include "drivers/embedded/tsql/parser.h"
 #include "drivers/embedded/tsql/script.h"
+#include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::embedded {
 namespace {
+
+namespace fs = std::filesystem;
 
 std::string_view lineAt(std::string_view text, std::uint32_t line) {
   for (std::uint32_t current = 1; current < line; ++current) {
@@ -22,34 +29,197 @@ std::string_view lineAt(std::string_view text, std::uint32_t line) {
   return first == std::string_view::npos ? std::string_view{} : text.substr(first);
 }
 
+// Where the statements of a batch begin, found when a message asks for it.
+class StatementLines {
+ public:
+  StatementLines(std::string_view batch, tsql::ParseOptions options)
+      : batch_(batch), options_(options) {}
+
+  // Of the statement that `line` belongs to; `line` itself in a batch that is not understood.
+  std::uint32_t firstLineOf(std::uint32_t line) {
+    if (!known_) read();
+    const auto after = std::ranges::upper_bound(begins_, line);
+    return after == begins_.begin() ? line : *(after - 1);
+  }
+
+ private:
+  void read() {
+    known_ = true;
+    try {
+      // The range of a statement with a stored text begins with the batch.
+      const auto tokens = tsql::tokenize(batch_, options_);
+      for (const auto& statement : tsql::parseBatch(batch_, options_)) {
+        begins_.push_back(std::max(statement->range.line, tokens.front().line));
+      }
+    } catch (const tsql::ServerError&) {
+      begins_.clear();
+    }
+  }
+
+  std::string_view batch_;
+  tsql::ParseOptions options_;
+  bool known_ = false;
+  std::vector<std::uint32_t> begins_;
+};
+
 // Sorts what the batches say into errors and notes, with lines of the file.
 class ScriptOutcome final : public Outcome {
  public:
-  ScriptOutcome(LoadReport& report, std::string_view name) : report_(report), name_(name) {}
+  ScriptOutcome(LoadReport& report, std::string_view name, const LoadOptions& options)
+      : report_(report), name_(name), options_(options) {}
 
-  void enter(const tsql::Batch& batch) { batch_ = &batch; }
+  void enter(const tsql::Batch& batch, tsql::ParseOptions options) {
+    batch_ = &batch;
+    lines_.emplace(batch.text, options);
+  }
 
   void beginRows(const std::vector<ResultColumn>&) override {}
   void row(Row) override {}
   void count(std::int64_t) override {}
   void notice(const Notice& notice) override {
-    if (!notice.isError()) return;
+    const bool listed = notice.ignored && options_.listIgnored;
+    if (!notice.isError() && !listed) return;
     const std::uint32_t line = notice.line == 0 ? 1 : notice.line;
     ScriptNote note{std::string(name_), batch_->firstLine + line - 1, notice.message.number,
-                    notice.message.text, std::string(lineAt(batch_->text, line))};
-    (notice.alreadyGone ? report_.notes : report_.errors).push_back(std::move(note));
+                    notice.message.text,
+                    std::string(lineAt(batch_->text, lines_->firstLineOf(line)))};
+    (notice.alreadyGone || listed ? report_.notes : report_.errors).push_back(std::move(note));
   }
 
  private:
   LoadReport& report_;
   std::string_view name_;
+  const LoadOptions& options_;
   const tsql::Batch* batch_ = nullptr;
+  std::optional<StatementLines> lines_;
 };
 
-LoadReport refused(std::string_view name, std::string text, std::uint32_t line = 0) {
+void refuse(LoadReport& report, std::string_view name, std::string text) {
+  report.errors.push_back({std::string(name), 0, 0, std::move(text), ""});
+  report.readable = false;
+}
+
+constexpr std::string_view kNothing = "holds no statement";
+
+// Runs a script and adds to the report; false when it holds no statement.
+class Loader {
+ public:
+  Loader(EmbeddedCatalog& catalog, const LoadOptions& options)
+      : server_(catalog.server()), options_(options) {}
+
+  bool run(std::string_view name, std::string_view text) {
+    std::string converted;
+    std::vector<tsql::Batch> batches;
+    try {
+      tsql::requireText(text);
+      if (!isUtf8(text)) {
+        converted = utf8FromLatin1(text);
+        text = converted;
+        report.notes.push_back({std::string(name), 0, 0, "is not UTF-8; read as Latin-1", ""});
+      }
+      batches = tsql::splitScript(text);
+    } catch (const tsql::ScriptError& error) {
+      refuse(report, name, error.what());
+      return true;
+    }
+    return runBatches(name, batches);
+  }
+
+  bool stopped() const {
+    return !report.readable || (options_.stopAtFirstError && !report.errors.empty());
+  }
+
   LoadReport report;
-  report.errors.push_back({std::string(name), line, 0, std::move(text), ""});
-  return report;
+
+ private:
+  bool goesOn(const Session& session) const { return !stopped() && !session.ended; }
+
+  bool runBatches(std::string_view name, const std::vector<tsql::Batch>& batches) {
+    ScriptOutcome outcome(report, name, options_);
+    Session session(server_);
+    session.acceptsAnyDatabase = true;
+    session.caller.database = server_.database;
+    bool ranAnything = false;
+    for (const tsql::Batch& batch : batches) {
+      for (const tsql::Batch& part : tsql::splitAtSemicolons(batch)) {
+        outcome.enter(part, session.parseOptions());
+        for (std::uint32_t run = 0; run < part.repeat && goesOn(session); ++run) {
+          ranAnything = session.run(part.text, outcome) || ranAnything;
+        }
+        if (!goesOn(session)) break;
+      }
+      if (!goesOn(session)) break;
+    }
+    server_.database = session.caller.database;
+    return ranAnything;
+  }
+
+  Server& server_;
+  const LoadOptions& options_;
+};
+
+std::string lastError() {
+  return "cannot be read: " + std::error_code(errno, std::generic_category()).message();
+}
+
+// The bytes of a file; none when it cannot be read, which is then in the report.
+std::optional<std::string> contentOf(const fs::path& file, LoadReport& report) {
+  errno = 0;
+  std::ifstream stream(file, std::ios::binary);
+  std::string content;
+  if (stream) content.assign(std::istreambuf_iterator(stream), {});
+  if (!stream || stream.bad()) {
+    refuse(report, file.string(), lastError());
+    return std::nullopt;
+  }
+  return content;
+}
+
+bool isHidden(const fs::path& path) { return path.filename().string().starts_with('.'); }
+
+bool isScript(const fs::path& path) {
+  return tsql::equalsIgnoringCase(path.extension().string(), ".sql");
+}
+
+// Throws fs::filesystem_error.
+std::vector<fs::path> scriptsOf(const fs::path& folder) {
+  std::vector<fs::path> scripts;
+  const auto options = fs::directory_options::follow_directory_symlink;
+  for (auto entry = fs::recursive_directory_iterator(folder, options);
+       entry != fs::recursive_directory_iterator(); ++entry) {
+    if (isHidden(entry->path())) {
+      entry.disable_recursion_pending();
+    } else if (entry->is_regular_file() && isScript(entry->path())) {
+      scripts.push_back(entry->path());
+    }
+  }
+  std::ranges::sort(scripts);
+  return scripts;
+}
+
+std::vector<fs::path> filesOf(std::span<const fs::path> places, LoadReport& report) {
+  std::vector<fs::path> files;
+  for (const fs::path& place : places) {
+    std::error_code failure;
+    const auto status = fs::status(place, failure);
+    if (status.type() == fs::file_type::not_found) {
+      refuse(report, place.string(), "there is no such file");
+    } else if (failure) {
+      refuse(report, place.string(), "cannot be read: " + failure.message());
+    } else if (!fs::is_directory(status)) {
+      files.push_back(place);
+    } else {
+      try {
+        const auto scripts = scriptsOf(place);
+        if (scripts.empty()) refuse(report, place.string(), "is a folder without a .sql file");
+        files.insert(files.end(), scripts.begin(), scripts.end());
+      } catch (const fs::filesystem_error& error) {
+        refuse(report, error.path1().empty() ? place.string() : error.path1().string(),
+               "cannot be read: " + error.code().message());
+      }
+    }
+  }
+  return files;
 }
 
 }  // namespace
@@ -66,53 +236,33 @@ std::string ScriptNote::describe() const {
 
 LoadReport loadScript(EmbeddedCatalog& catalog, std::string_view name, std::string_view text,
                       const LoadOptions& options) {
-  std::vector<tsql::Batch> batches;
-  try {
-    batches = tsql::splitScript(text);
-  } catch (const tsql::ScriptError& error) {
-    return refused(name, error.what());
-  }
-  LoadReport report;
-  ScriptOutcome outcome(report, name);
-  Server& server = catalog.server();
-  Session session(server);
-  session.acceptsAnyDatabase = true;
-  session.caller.database = server.database;
-  bool ranAnything = false;
-  for (const tsql::Batch& batch : batches) {
-    outcome.enter(batch);
-    for (std::uint32_t run = 0; run < batch.repeat; ++run) {
-      ranAnything = session.run(batch.text, outcome) || ranAnything;
-      if (session.ended || (options.stopAtFirstError && !report.errors.empty())) break;
-    }
-    if (session.ended || (options.stopAtFirstError && !report.errors.empty())) break;
-  }
-  server.database = session.caller.database;
-  if (!ranAnything && report.errors.empty()) return refused(name, "holds no statement");
-  return report;
+  Loader loader(catalog, options);
+  const bool ranAnything = loader.run(name, text);
+  if (!ranAnything && !loader.stopped()) refuse(loader.report, name, std::string(kNothing));
+  return std::move(loader.report);
 }
 
-LoadReport loadFile(EmbeddedCatalog& catalog, const std::filesystem::path& file,
-                    const LoadOptions& options) {
-  const std::string name = file.string();
-  std::error_code failure;
-  const auto status = std::filesystem::status(file, failure);
-  if (status.type() == std::filesystem::file_type::not_found) {
-    return refused(name, "there is no such file");
+LoadReport loadFiles(EmbeddedCatalog& catalog, std::span<const fs::path> places,
+                     const LoadOptions& options) {
+  Loader loader(catalog, options);
+  LoadReport& report = loader.report;
+  const std::vector<fs::path> files = filesOf(places, report);
+  bool ranAnything = false;
+  for (const fs::path& file : files) {
+    if (loader.stopped()) break;
+    const auto content = contentOf(file, report);
+    if (!content) break;
+    const std::string name = file.string();
+    if (loader.run(name, *content)) {
+      ranAnything = true;
+    } else {
+      report.notes.push_back({name, 0, 0, std::string(kNothing), ""});
+    }
   }
-  if (failure) return refused(name, "cannot be read: " + failure.message());
-  if (std::filesystem::is_directory(status)) {
-    return refused(name, "is a directory; name a script file");
+  if (!ranAnything && !loader.stopped()) {
+    for (const fs::path& file : files) refuse(report, file.string(), std::string(kNothing));
   }
-  std::ifstream stream(file, std::ios::binary);
-  if (!stream) {
-    return refused(name,
-                   "cannot be read: " + std::error_code(errno, std::generic_category()).message());
-  }
-  std::ostringstream content;
-  content << stream.rdbuf();
-  if (stream.bad()) return refused(name, "cannot be read to its end");
-  return loadScript(catalog, name, content.str(), options);
+  return std::move(report);
 }
 
 }  // namespace kelvane::embedded

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,7 +20,8 @@ struct ScriptNote {
   std::uint32_t line = 0;  ///< from 1; 0 when the file could not be read
   int number = 0;          ///< the server's message number; 0 when the text is not the server's
   std::string text;
-  std::string statement;  ///< the first line of the statement
+  /// The first line of the statement; of a batch that is not understood, the line.
+  std::string statement;
 
   /// `file:line: message 208: ...`
   std::string describe() const;
@@ -27,23 +29,38 @@ struct ScriptNote {
 
 struct LoadReport {
   std::vector<ScriptNote> errors;
-  /// Things that were to be removed and were not there, which leaves what the script wants.
+  /// What is no error and may surprise: things that were to be removed and were not there, which
+  /// leaves what the script wants, and a file that is not UTF-8. With `listIgnored` also what was
+  /// accepted and has no place in the catalog.
   std::vector<ScriptNote> notes;
+  /// False when a file could not be read or holds no script, an error with any options.
+  bool readable = true;
 
   bool succeeded() const { return errors.empty(); }
 };
 
 struct LoadOptions {
   bool stopAtFirstError = true;
+  bool listIgnored = false;
 };
 
-/// Runs the batches of `text`; `name` is what messages call it. `use` takes any database name: the
-/// catalog then goes by that name. A script without a statement is an error.
+/// Runs the batches of `text`; `name` is what messages call it. Text that is not UTF-8 is taken for
+/// Latin-1. Statements that end in `;` run one by one. `use` takes any database name: the catalog
+/// then goes by that name. A script without a statement is an error.
 LoadReport loadScript(EmbeddedCatalog& catalog, std::string_view name, std::string_view text,
                       const LoadOptions& options = {});
 
-/// The same for a file (UTF-8). One that cannot be read is an error of the report.
-LoadReport loadFile(EmbeddedCatalog& catalog, const std::filesystem::path& file,
-                    const LoadOptions& options = {});
+/// The same for several files, one after the other on the same database, each with a session of its
+/// own. A folder stands for the `.sql` files in it and in the folders below it, in the order of
+/// their paths, byte by byte; those whose names begin with a dot are left out. A file without a
+/// statement is an error only when no other has one.
+LoadReport loadFiles(EmbeddedCatalog& catalog, std::span<const std::filesystem::path> places,
+                     const LoadOptions& options = {});
+
+/// One of them.
+inline LoadReport loadFile(EmbeddedCatalog& catalog, const std::filesystem::path& place,
+                           const LoadOptions& options = {}) {
+  return loadFiles(catalog, {&place, 1}, options);
+}
 
 }  // namespace kelvane::embedded

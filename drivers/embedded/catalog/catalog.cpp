@@ -12,7 +12,6 @@ namespace kelvane::embedded {
 
 namespace {
 
-constexpr int kFirstObjectId = 16000057;
 constexpr int kLargestWidth = 16384;
 constexpr int kLargestPrecision = 38;
 
@@ -54,7 +53,9 @@ ColumnType storedType(int storageCode, int userType, int length, const Statement
 
 }  // namespace
 
-Catalog::Catalog() : nextObjectId_(kFirstObjectId) { createSystemTables(store_); }
+Catalog::Catalog(const CatalogOptions& options) : options_(options) {
+  createSystemTables(store_, options);
+}
 
 Catalog::~Catalog() = default;
 
@@ -237,9 +238,9 @@ std::optional<int> Catalog::databaseId(std::string_view name) {
 void Catalog::useDatabase(std::string_view name) {
   if (databaseId(name)) return;
   store_.run(
-      "INSERT INTO sysdatabases(name, dbid, suid, crdate)"
-      " SELECT ?, max(dbid) + 1, 1, ? FROM sysdatabases",
-      name, currentTime());
+      "INSERT INTO sysdatabases(name, dbid, suid, crdate, status)"
+      " SELECT ?, max(dbid) + 1, 1, ?, ? FROM sysdatabases",
+      name, currentTime(), options_.allowNullsByDefault ? database_status::kAllowNulls : 0);
 }
 
 // ---------------------------------------------------------------- types and texts

@@ -25,6 +25,7 @@
 
 #include "drivers/embedded/catalog/result.h"
 #include "drivers/embedded/catalog/types.h"
+#include "drivers/embedded/options.h"
 #include "drivers/embedded/store/sqlite.h"
 #include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/error.h"
@@ -102,12 +103,13 @@ struct ProcedureResult {
 class Catalog {
  public:
   /// A fresh database: system tables with the rows every database has.
-  Catalog();
+  explicit Catalog(const CatalogOptions& options = {});
   ~Catalog();
   Catalog(const Catalog&) = delete;
   Catalog& operator=(const Catalog&) = delete;
 
   Database& store() { return store_; }
+  const CatalogOptions& options() const { return options_; }
 
   // -------------------------------------------------------------- look-ups
 
@@ -205,8 +207,8 @@ class Catalog {
   std::optional<ObjectInfo> elsewhere(const tsql::ObjectName& name);
   std::vector<ColumnInfo> readColumns(int objectId, int number, bool inTable);
 
+  const CatalogOptions options_;
   Database store_;
-  int nextObjectId_;
 };
 
 }  // namespace kelvane::embedded

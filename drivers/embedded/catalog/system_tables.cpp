@@ -313,7 +313,7 @@ const SystemTable* findSystemTable(int id) {
   return found == systemTables().end() ? nullptr : &*found;
 }
 
-void createSystemTables(Database& store) {
+void createSystemTables(Database& store, const CatalogOptions& options) {
   Savepoint savepoint(store);
   std::string definitions;
   for (const SystemTable& table : systemTables()) definitions += sqliteDefinition(table);
@@ -321,10 +321,19 @@ void createSystemTables(Database& store) {
   definitions += noRowsDefinition();
   definitions += kFixedRows;
   store.execute(definitions);
+  if (options.allowNullsByDefault) {
+    store.run("UPDATE sysdatabases SET status = status | ?", database_status::kAllowNulls);
+  }
   for (const SystemTable& table : systemTables()) {
     if (!table.inMaster) describeSystemTable(store, table);
   }
   fillTypes(store);
+  if (options.isAtLeast15()) {
+    store.run(
+        "INSERT INTO systypes(uid, usertype, variable, allownulls, type, length, name, hierarchy)"
+        " VALUES (?, 42, 1, 1, 39, 255, 'longsysname', 27)",
+        kDboUid);
+  }
   fillRoles(store);
   savepoint.keep();
 }

@@ -23,7 +23,7 @@ const std::vector<SystemTable>& systemTables();
 const SystemTable* findSystemTable(std::string_view name);
 const SystemTable* findSystemTable(int id);
 
-void createSystemTables(Database& store);
+void createSystemTables(Database& store, const CatalogOptions& options);
 
 /// The time as a datetime value, to the millisecond, in UTC.
 std::int64_t currentTime();

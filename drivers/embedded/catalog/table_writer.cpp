@@ -261,7 +261,8 @@ TableWriter::Referenced TableWriter::resolveReferenced(const tsql::ForeignKeyCon
   Referenced referenced;
   if (!key.table.database.empty() && key.table.database != writer_.caller().database) {
     // The other database is not at hand: its table keeps an id that names nothing here.
-    referenced.tableId = writer_.newObjectId();
+    referenced.tableId =
+        writer_.newObjectId(concat(key.table.database, ".", key.table.owner, ".", key.table.name));
     referenced.database = key.table.database;
     for (std::size_t i = 1; i <= keyCount; ++i) referenced.colids.push_back(static_cast<int>(i));
     return referenced;

@@ -12,7 +12,6 @@ namespace kelvane::embedded {
 
 namespace {
 
-constexpr int kObjectIdStep = 16000057;
 constexpr std::size_t kTextPiece = 255;
 constexpr std::size_t kNameTablePart = 10;
 constexpr std::size_t kNameColumnPart = 6;
@@ -55,18 +54,20 @@ void CatalogWriter::requireFreeName(std::string_view name, int uid) {
   }
 }
 
-int CatalogWriter::newObjectId() {
-  do {
-    const auto next = std::int64_t{catalog_.nextObjectId_} + kObjectIdStep;
-    constexpr std::int64_t kLargest = std::numeric_limits<int>::max();
-    catalog_.nextObjectId_ = static_cast<int>(next > kLargest ? next - kLargest : next);
-  } while (catalog_.objectById(catalog_.nextObjectId_));
-  return catalog_.nextObjectId_;
+int CatalogWriter::newObjectId(std::string_view identity) {
+  constexpr std::uint32_t kSmallest = 16000057;
+  constexpr std::uint32_t kCount = std::numeric_limits<int>::max() - kSmallest;
+  std::uint64_t hash = 0xCBF29CE484222325;  // FNV-1a
+  for (const char c : identity) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3;
+  for (std::uint64_t place = hash ^ (hash >> 32);; ++place) {
+    const int id = static_cast<int>(kSmallest + place % kCount);
+    if (!catalog_.objectById(id)) return id;
+  }
 }
 
 int CatalogWriter::addObject(const NewObject& object) {
   requireFreeName(object.name, object.uid);
-  const int id = newObjectId();
+  const int id = newObjectId(concat(*catalog_.userName(object.uid), ".", object.name));
   store_.run(
       "INSERT INTO sysobjects(name, id, uid, type, sysstat, sysstat2, crdate, deltrig)"
       " VALUES (?, ?, ?, ?, ?, ?, ?, ?)",
@@ -77,7 +78,8 @@ int CatalogWriter::addObject(const NewObject& object) {
 
 int CatalogWriter::addUnnamedObject(const ObjectInfo& table, std::string_view column,
                                     std::string_view type) {
-  const int id = newObjectId();
+  const int id =
+      newObjectId(concat(*catalog_.userName(table.uid), ".", table.name, ".", column, ".", type));
   std::string name = concat(firstCharacters(table.name, kNameTablePart), "_");
   if (!column.empty()) name += concat(firstCharacters(column, kNameColumnPart), "_");
   name += std::to_string(id);

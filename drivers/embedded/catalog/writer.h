@@ -70,8 +70,10 @@ class CatalogWriter {
   /// Throws 2714 when the owner has an object of that name.
   void requireFreeName(std::string_view name, int uid);
   int addObject(const NewObject& object);
-  /// Object ids step by a fixed prime and wrap around.
-  int newObjectId();
+  /// An id for the object that the text tells apart from others. What a script declares gets the
+  /// same id whatever stands before it, and with it the names that the server makes from ids: to
+  /// those who compare two scripts, ids of a running number would make everything differ.
+  int newObjectId(std::string_view identity);
   /// An object of the table, named by the server: parts of the names of table and column, and the
   /// id. `column` may be empty.
   int addUnnamedObject(const ObjectInfo& table, std::string_view column, std::string_view type);

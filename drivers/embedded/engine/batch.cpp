@@ -4,6 +4,7 @@
 #include <array>
 
 #include "drivers/embedded/engine/convert.h"
+#include "drivers/embedded/engine/ignored.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
 
@@ -151,7 +152,9 @@ BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
   server_.running.identities.clear();
   session_.caller.line = lineOf(statement);
   try {
-    return runNode(statement);
+    const Flow flow = runNode(statement);
+    for (const std::string& part : ignoredParts(statement)) ignored("'" + part + "'");
+    return flow;
   } catch (const ServerError& error) {
     if (error.number == kSessionEnded) session_.ended = true;
     report(statement, error);

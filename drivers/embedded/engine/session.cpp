@@ -11,9 +11,10 @@ namespace kelvane::embedded {
 
 std::shared_ptr<const ParsedBatch> Server::procedure(const ObjectInfo& object) {
   auto& kept = procedures_[object.id];
-  if (!kept) {
+  std::string text = catalog.sourceText(object.id);
+  if (!kept || kept->text != text) {
     auto batch = std::make_shared<ParsedBatch>();
-    batch->text = catalog.sourceText(object.id);
+    batch->text = std::move(text);
     batch->statements = tsql::parseBatch(batch->text);
     kept = std::move(batch);
   }
@@ -127,11 +128,15 @@ bool Session::step(RowStream& stream) {
   return stream.statement.step();
 }
 
+tsql::ParseOptions Session::parseOptions() const {
+  return {options.quotedIdentifier, server.catalog.options().longestName()};
+}
+
 std::shared_ptr<const ParsedBatch> Session::parse(std::string_view text, Outcome& outcome) {
   auto batch = std::make_shared<ParsedBatch>();
   batch->text = text;
   try {
-    batch->statements = tsql::parseBatch(batch->text, {options.quotedIdentifier});
+    batch->statements = tsql::parseBatch(batch->text, parseOptions());
   } catch (const tsql::ServerError& error) {
     lastError = error.number;
     Notice notice{{error.number, error.severity, error.state, error.text()}, error.line};

@@ -20,6 +20,7 @@
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/variables.h"
 #include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/lexer.h"
 
 namespace kelvane::embedded {
 
@@ -31,11 +32,13 @@ struct ParsedBatch {
 
 class Server {
  public:
-  Server() { registerFunctions(catalog, running); }
+  explicit Server(const CatalogOptions& options = {}) : catalog(options) {
+    registerFunctions(catalog, running);
+  }
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
-  /// The source of a stored procedure, parsed once.
+  /// The source of a stored procedure, parsed once for each text: another one may get its id.
   std::shared_ptr<const ParsedBatch> procedure(const ObjectInfo& object);
   int nextSession() { return ++sessions_; }
   /// Changes with every statement that may change what names mean.
@@ -120,6 +123,8 @@ class Session {
   /// After syb_quit(): nothing more may be run.
   bool ended = false;
 
+  /// How the next batch is read.
+  tsql::ParseOptions parseOptions() const;
   void dropTemporary(const std::string& name);
   void keepSavepoints();
   void undoSavepoints();

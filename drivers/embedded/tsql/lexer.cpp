@@ -30,10 +30,10 @@ bool startsWord(char c) {
 bool continuesWord(char c) { return startsWord(c) || isDigit(c) || c == '$' || c == '@'; }
 
 // The rest of the line at most; cut at a character, so that the message stays valid UTF-8.
-std::string_view quotation(std::string_view text) {
+std::string_view quotation(std::string_view text, std::size_t longest = kLongestQuotation) {
   text = text.substr(0, text.find_first_of("\r\n"));
-  if (text.size() <= kLongestQuotation) return text;
-  std::size_t size = kLongestQuotation;
+  if (text.size() <= longest) return text;
+  std::size_t size = longest;
   while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) --size;
   return text.substr(0, size);
 }
@@ -111,7 +111,9 @@ class Lexer {
   }
 
   Token word() {
-    Token token = cut(TokenKind::Word, endOfRun(at_, continuesWord));
+    const std::size_t end = endOfRun(at_, continuesWord);
+    refuseLongName(text_.substr(at_, end - at_));
+    Token token = cut(TokenKind::Word, end);
     token.reserved = reservedWord(token.text);
     return token;
   }
@@ -120,6 +122,7 @@ class Lexer {
     const std::size_t name = ahead(1) == '@' ? at_ + 2 : at_ + 1;
     const std::size_t end = endOfRun(name, continuesWord);
     if (end == name) return cut(TokenKind::Symbol, end);
+    refuseLongName(text_.substr(at_, end - at_));
     return cut(name == at_ + 2 ? TokenKind::GlobalVariable : TokenKind::Variable, end);
   }
 
@@ -152,7 +155,18 @@ class Lexer {
                         "Unclosed quote before the character string '" +
                             std::string(quotation(text_.substr(at_ + 1))) + "'.",
                         line_);
+    if (kind == TokenKind::QuotedWord) refuseLongName(text_.substr(at_ + 1, end - at_ - 2));
     return cut(kind, end);
+  }
+
+  void refuseLongName(std::string_view name) const {
+    constexpr std::size_t kLongestBeginning = 30;
+    if (name.size() <= options_.longestName) return;
+    throw ServerError(
+        103, 15, 1,
+        "The identifier that starts with '" + std::string(quotation(name, kLongestBeginning)) +
+            "' is too long.  Maximum length is " + std::to_string(options_.longestName) + ".",
+        line_);
   }
 
   std::string_view text_;

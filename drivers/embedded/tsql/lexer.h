@@ -3,6 +3,7 @@
 // Tokens are views into the batch, which must outlive them. No shared state.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -13,6 +14,7 @@ namespace kelvane::tsql {
 /// How a batch is to be read; a session changes it with `set quoted_identifier`.
 struct ParseOptions {
   bool quotedIdentifier = false;  ///< "..." is an identifier, else a string
+  std::size_t longestName = 255;  ///< in bytes; a longer identifier is refused with 103
 };
 
 enum class TokenKind {
@@ -43,7 +45,8 @@ struct Token {
 };
 
 /// The tokens of `batch`, ended by one End token.
-/// Throws ServerError 105 for a string or quoted name without its end, 113 for such a comment.
+/// Throws ServerError 105 for a string or quoted name without its end, 113 for such a comment, 103
+/// for a name that is too long.
 std::vector<Token> tokenize(std::string_view batch, ParseOptions options);
 
 }  // namespace kelvane::tsql

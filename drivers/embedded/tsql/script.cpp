@@ -119,7 +119,129 @@ class Splitter {
   std::vector<Batch> batches_;
 };
 
-void refuseBinary(std::string_view script) {
+// Walks over a batch word by word.
+class StatementCutter {
+ public:
+  explicit StatementCutter(const Batch& batch) : batch_(batch), text_(batch.text) {}
+
+  std::vector<Batch> run() {
+    while (at_ < text_.size() && !restIsOne_) step();
+    finish(text_.size());
+    if (statements_.size() < 2) return {batch_};
+    return std::move(statements_);
+  }
+
+ private:
+  void step() {
+    const char c = text_[at_];
+    if (c == ';') {
+      ++at_;
+      if (depth_ == 0 && !equalsIgnoringCase(wordAt(nextWord()), "else")) finish(at_ - 1);
+    } else if (kBlanks.find(c) != std::string_view::npos) {
+      ++at_;
+    } else if (isComment()) {
+      at_ = afterComment(at_);
+    } else if (c == '\'' || c == '"' || c == '[') {
+      const std::size_t end = endOfQuoted(text_, at_, c == '[' ? ']' : c);
+      if (end == kUnclosed) restIsOne_ = true;
+      at_ = std::min(end, text_.size());
+      hasWords_ = true;
+    } else {
+      word(wordAt(at_));
+    }
+  }
+
+  void word(std::string_view word) {
+    const bool first = !hasWords_;
+    hasWords_ = true;
+    at_ += std::max<std::size_t>(word.size(), 1);
+    if (first && statements_.empty() && equalsIgnoringCase(word, "create")) {
+      restIsOne_ = createsRoutine();
+    } else if (equalsIgnoringCase(word, "declare")) {
+      restIsOne_ = depth_ == 0;
+    } else if (equalsIgnoringCase(word, "case")) {
+      ++depth_;
+    } else if (equalsIgnoringCase(word, "begin")) {
+      if (!equalsIgnoringCase(wordAt(nextWord()).substr(0, 4), "tran")) ++depth_;
+    } else if (equalsIgnoringCase(word, "end")) {
+      depth_ = std::max(depth_ - 1, 0);
+    }
+  }
+
+  bool createsRoutine() const {
+    std::size_t at = nextWord();
+    if (equalsIgnoringCase(wordAt(at), "or")) at = nextWord(nextWord(at + 2) + 7);  // or replace
+    constexpr auto kRoutines =
+        std::to_array<std::string_view>({"proc", "procedure", "function", "trigger"});
+    return std::ranges::any_of(kRoutines, [&](std::string_view routine) {
+      return equalsIgnoringCase(wordAt(at), routine);
+    });
+  }
+
+  // A variable is a word here, so that `@end` ends nothing.
+  std::string_view wordAt(std::size_t at) const {
+    std::size_t end = at;
+    while (end < text_.size() && belongsToWord(text_[end])) ++end;
+    return text_.substr(std::min(at, text_.size()), end - std::min(at, end));
+  }
+
+  static bool belongsToWord(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+           c == '@' || c == '#' || c == '$' || static_cast<unsigned char>(c) >= 0x80;
+  }
+
+  bool isComment() const { return isLineComment(text_, at_) || isBlockComment(text_, at_); }
+
+  std::size_t afterComment(std::size_t at) const {
+    return std::min(isLineComment(text_, at) ? endOfLine(text_, at) : endOfBlockComment(text_, at),
+                    text_.size());
+  }
+
+  std::size_t nextWord() const { return nextWord(at_); }
+  std::size_t nextWord(std::size_t at) const {
+    while (at < text_.size()) {
+      if (isLineComment(text_, at) || isBlockComment(text_, at)) {
+        at = afterComment(at);
+      } else if (kBlanks.find(text_[at]) != std::string_view::npos) {
+        ++at;
+      } else {
+        break;
+      }
+    }
+    return at;
+  }
+
+  // The first statement keeps what stands before it, as a stored text begins with its batch.
+  void finish(std::size_t end) {
+    std::size_t begin = begin_;
+    if (!statements_.empty()) {
+      begin = std::min(text_.find_first_not_of(kBlanks, begin_), end);
+    }
+    line_ += lines(begin_, begin);
+    if (hasWords_) statements_.push_back({text_.substr(begin, end - begin), line_, 1});
+    line_ += lines(begin, at_);
+    begin_ = at_;
+    hasWords_ = false;
+  }
+
+  std::uint32_t lines(std::size_t begin, std::size_t end) const {
+    return static_cast<std::uint32_t>(std::ranges::count(text_.substr(begin, end - begin), '\n'));
+  }
+
+  const Batch& batch_;
+  std::string_view text_;
+  std::size_t at_ = 0;
+  std::size_t begin_ = 0;
+  std::uint32_t line_ = batch_.firstLine;
+  int depth_ = 0;
+  bool hasWords_ = false;
+  bool restIsOne_ = false;
+  std::vector<Batch> statements_;
+};
+
+}  // namespace
+
+void requireText(std::string_view script) {
   const std::string_view mark = script.substr(0, 2);
   if (mark == "\xFF\xFE" || mark == "\xFE\xFF")
     throw ScriptError("the script is UTF-16 text; convert it to UTF-8");
@@ -130,12 +252,15 @@ void refuseBinary(std::string_view script) {
                     " holds a NUL byte; the file is not an SQL script in UTF-8");
 }
 
-}  // namespace
-
 std::vector<Batch> splitScript(std::string_view script) {
-  refuseBinary(script);
   if (script.starts_with(kByteOrderMark)) script.remove_prefix(kByteOrderMark.size());
   return Splitter(script).run();
+}
+
+std::vector<Batch> splitAtSemicolons(const Batch& batch) {
+  // `go 2` repeats the batch, not each of its statements.
+  if (batch.repeat != 1 || batch.text.find(';') == std::string_view::npos) return {batch};
+  return StatementCutter(batch).run();
 }
 
 }  // namespace kelvane::tsql

@@ -21,10 +21,18 @@ struct ScriptError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// Throws ScriptError for binary content and UTF-16 text.
+void requireText(std::string_view script);
+
 /// The batches of `script`, which must outlive them. A line that is only `go` or `go n` (any case,
 /// blanks around it) ends a batch, a line that is only `exit` or `quit` ends the script; neither
 /// counts inside a comment or a string. Batches of nothing but blanks are left out. A byte order
-/// mark is skipped. Throws ScriptError for binary content or UTF-16 text.
+/// mark is skipped.
 std::vector<Batch> splitScript(std::string_view script);
+
+/// The batch cut at its semicolons, each statement a batch of its own, as clients send it whose
+/// scripts need no `go`. Left whole are a batch with one statement, blocks, whatever follows a
+/// variable's declaration, and a batch that creates a procedure, function or trigger first.
+std::vector<Batch> splitAtSemicolons(const Batch& batch);
 
 }  // namespace kelvane::tsql

@@ -109,22 +109,23 @@ create table components_of_goods (
   manufacturer int default 7 references manufacturers,
   count_of int check (count_of > 0) constraint second check (count_of<10),
   check ( manufacturer != count_of )))");
-  EXPECT_EQ(rows("SELECT type, name FROM sysobjects WHERE id > 100 ORDER BY rowid"),
-            "U | manufacturers\n"
-            "U | components_of_goods\n"
-            "D | components_manufa_64000228\n"
-            "RI | components_manufa_80000285\n"
-            "R | components_count__96000342\n"
-            "R | second\n"
-            "R | components_128000456\n");
-  EXPECT_EQ(rows("SELECT name FROM sysindexes WHERE indid = 2"), "manufactur_320001142\n");
-  EXPECT_EQ(rows("SELECT name, status, cdefault, domain FROM syscolumns WHERE id = 48000171"),
-            "manufacturer | 0 | 64000228 | 0\ncount_of | 16 | 0 | 96000342\n");
-  EXPECT_EQ(rows("SELECT text FROM syscomments ORDER BY id"),
-            "DEFAULT 7\ncheck (count_of > 0)\ncheck (count_of<10)\n"
-            "check ( manufacturer != count_of )\n");
-  EXPECT_EQ(rows("SELECT colid, constrid, status FROM sysconstraints"),
-            "1 | 80000285 | 64\n2 | 96000342 | 128\n2 | 112000399 | 128\n0 | 128000456 | 128\n");
+  EXPECT_EQ(rows("SELECT o.type, replace(o.name, o.id, '#'), c.colid, c.status, text"
+                 " FROM sysobjects o LEFT JOIN sysconstraints c ON c.constrid = o.id"
+                 " LEFT JOIN syscomments t ON t.id = o.id WHERE o.id > 100 ORDER BY o.rowid"),
+            "U | manufacturers | null | null | null\n"
+            "U | components_of_goods | null | null | null\n"
+            "D | components_manufa_# | null | null | DEFAULT 7\n"
+            "RI | components_manufa_# | 1 | 64 | null\n"
+            "R | components_count__# | 2 | 128 | check (count_of > 0)\n"
+            "R | second | 2 | 128 | check (count_of<10)\n"
+            "R | components_# | 0 | 128 | check ( manufacturer != count_of )\n");
+  EXPECT_EQ(rows("SELECT replace(name, id || 2, '#') FROM sysindexes WHERE indid = 2"),
+            "manufactur_#\n");
+  EXPECT_EQ(rows("SELECT c.name, c.status, d.type, r.type FROM syscolumns c"
+                 " JOIN sysobjects o ON o.id = c.id AND o.name = 'components_of_goods'"
+                 " LEFT JOIN sysobjects d ON d.id = c.cdefault"
+                 " LEFT JOIN sysobjects r ON r.id = c.domain AND r.name != 'second'"),
+            "manufacturer | 0 | D | null\ncount_of | 16 | null | R\n");
 }
 
 TEST_F(CatalogTest, ForeignKeysNameBothSidesByColumnNumber) {
@@ -161,7 +162,7 @@ alter table t replace e default 'abc')");
   EXPECT_EQ(rows("SELECT colid, name, type, length, status FROM syscolumns WHERE id > 100"),
             "1 | a | 39 | 12 | 8\n2 | b | 39 | 10 | 8\n4 | d | 56 | 4 | 0\n5 | e | 39 | 3 | 8\n"
             "6 | n | 63 | 4 | 128\n");
-  EXPECT_EQ(rows("SELECT text FROM syscomments ORDER BY id"), "DEFAULT 9\nDEFAULT 'abc'\n");
+  EXPECT_EQ(rows("SELECT text FROM syscomments ORDER BY rowid"), "DEFAULT 9\nDEFAULT 'abc'\n");
   EXPECT_EQ(catalog.nextIdentity(idOf("t")), 3);
   run("alter table t drop constraint u\ngo\nalter table t replace e default null\ngo\n"
       "alter table t drop d");
@@ -316,13 +317,18 @@ TEST_F(CatalogTest, UniqueIndexesRefuseDuplicates) {
   EXPECT_EQ(errorOf("create unique index j on t (a)").substr(0, 4), "1505");
 }
 
-TEST_F(CatalogTest, ObjectIdsWrapAroundAndAreNotReused) {
-  for (int i = 0; i < 300; ++i) run("create table t" + std::to_string(i) + " (a int)");
+TEST_F(CatalogTest, ObjectIdsComeFromNamesAndAreNeverSharedByTwo) {
+  run("create table t (a int check (a > 0) check (a < 9))\ngo\nexec sp_rename t, u");
+  const std::string before = rows("SELECT id FROM sysobjects WHERE id > 100 ORDER BY rowid");
+  run("create table t (a int check (a > 0) check (a < 9))");
   EXPECT_EQ(rows("SELECT count(DISTINCT id), min(id) > 100, max(id) <= 2147483647 FROM sysobjects"
-                 " WHERE type = 'U'"),
-            "300 | 1 | 1\n");
-  EXPECT_EQ(rows("SELECT id FROM sysobjects WHERE name IN ('t132', 't133')"),
-            "2144007638\n12524048\n");
+                 " WHERE id > 100"),
+            "6 | 1 | 1\n");
+  run("drop table t\ngo\ndrop table u\ngo\ncreate table other (b int default 1)\ngo\n"
+      "create table t (a int check (a > 0) check (a < 9))");
+  EXPECT_EQ(rows("SELECT id FROM sysobjects WHERE id > 100 AND name NOT LIKE 'other%'"
+                 " ORDER BY rowid"),
+            before);
 }
 
 }  // namespace

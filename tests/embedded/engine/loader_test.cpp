@@ -131,7 +131,7 @@ class LoaderFile : public ::testing::Test {
 
 TEST_F(LoaderFile, WhatCannotBeReadSaysWhy) {
   EXPECT_EQ(loadedFile("missing.sql"), "there is no such file");
-  EXPECT_EQ(loadedFile(""), "is a directory; name a script file");
+  EXPECT_EQ(loadedFile(""), "is a folder without a .sql file");
   write("empty.sql", "");
   EXPECT_EQ(loadedFile("empty.sql"), "holds no statement");
   write("binary.sql", std::string_view("select 1\0\1\2", 11));
@@ -142,6 +142,35 @@ TEST_F(LoaderFile, WhatCannotBeReadSaysWhy) {
         "\xEF\xBB\xBF"
         "create table t (a int)\r\ngo\r\n");
   EXPECT_EQ(loadedFile("marked.sql"), "");
+}
+
+TEST_F(LoaderFile, WhatIsNotUtf8IsLatin1) {
+  write("latin.sql", "create table t (a varchar(9) default '\xE9\x80\xFF')\n");
+  write("surrogate.sql", "create table u (a varchar(9) default '\xED\xA0\x80')\n");
+  write("utf.sql", "create table v (a varchar(9) default '\xC3\xA9\xED\x9F\xBF')\n");
+  Probe probe;
+  const std::filesystem::path places[] = {folder / "latin.sql", folder / "surrogate.sql",
+                                          folder / "utf.sql"};
+  EXPECT_EQ(drawn(loadFiles(probe.catalog, places)), "note 0 0\nnote 0 0\n");
+  EXPECT_EQ(probe.sortedRows("select text from syscomments"),
+            "DEFAULT '\u00E9\u0080\u00FF'\nDEFAULT '\u00E9\uD7FF'\n"
+            "DEFAULT '\u00ED\u00A0\u0080'\n");
+}
+
+TEST_F(LoaderFile, ASequenceNeedsOneStatementAndStopsAtTheFirstError) {
+  write("1.sql", "-- nothing\n");
+  write("2.sql", "create table t (a int)\ngo\nselect b from t\ngo\n");
+  write("3.sql", "create table u (a int)\n");
+  write("4.txt", "this is no script");
+  std::filesystem::create_directories(folder / ".hidden");
+  write(".hidden/0.sql", "nor is this");
+  Probe probe;
+  const LoadReport report = loadFile(probe.catalog, folder / ".");
+  EXPECT_EQ(drawn(report).substr(0, 6), "error ");
+  EXPECT_TRUE(report.readable);
+  EXPECT_EQ(probe.rows("select name from sysobjects where type = 'U'"), "t\n");
+  const std::filesystem::path nothing[] = {folder / "1.sql", folder / "1.sql"};
+  EXPECT_FALSE(loadFiles(probe.catalog, nothing).readable);
 }
 
 }  // namespace

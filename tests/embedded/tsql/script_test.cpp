@@ -50,8 +50,8 @@ TEST(Script, EndsAtExit) {
 TEST(Script, ReadsFilesAsEditorsLeaveThem) {
   EXPECT_THAT(batches("\xEF\xBB\xBFselect 1\r\ngo\r\nselect 'a\r\nb'\r\n GO 2 \r\n"),
               ElementsAre("1x1:select 1\r\n", "3x2:select 'a\r\nb'\r\n"));
-  EXPECT_THROW(splitScript(std::string_view("a\nb\0c", 5)), ScriptError);
-  EXPECT_THROW(splitScript(std::string_view("\xFF\xFEs\0", 4)), ScriptError);
+  EXPECT_THROW(requireText(std::string_view("a\nb\0c", 5)), ScriptError);
+  EXPECT_THROW(requireText(std::string_view("\xFF\xFEs\0", 4)), ScriptError);
 }
 
 }  // namespace

@@ -45,13 +45,15 @@ constexpr DescribedStatus kDescribedStatus[] = {
     {index_status::kAllowDuplicateRow, ", allow duplicate rows"},
 };
 
+constexpr std::string_view kLocatedOn = " located on ";
+
 std::string describeIndex(int indid, int status, int status2, std::string_view segment) {
   const bool clustered = indid == kClusteredIndid || (status2 & index_status2::kPlacement) != 0;
   std::string text = clustered ? "clustered" : "nonclustered";
   for (const DescribedStatus& described : kDescribedStatus) {
     if ((status & described.status) != 0) text += described.text;
   }
-  return concat(text, " located on ", segment);
+  return concat(text, kLocatedOn, segment);
 }
 
 std::string indexKeys(Catalog& catalog, int tableId, int indid) {
@@ -63,6 +65,18 @@ std::string indexKeys(Catalog& catalog, int tableId, int indid) {
     keys += key == 1 ? " " : ", ";
     keys += *name;
     if (catalog.isDescendingKey(tableId, indid, key)) keys += " DESC";
+  }
+}
+
+// Release 15 put the keys before the description, which no longer tells the segment.
+void adaptTo15(ResultSet& set) {
+  std::swap(set.columns[1], set.columns[2]);
+  set.columns.push_back({"index_local", declaredType(Varchar, 12, {}, true)});
+  for (Row& row : set.rows) {
+    std::swap(row[1], row[2]);
+    auto& description = std::get<std::string>(row[2]);
+    description.erase(description.find(kLocatedOn));
+    row.push_back("Global Index");
   }
 }
 
@@ -92,6 +106,7 @@ void spHelpindex(ProcedureRun& run) {
   if (set.rows.empty()) {
     run.print(17640, "Object does not have any indexes.");
   } else {
+    if (run.catalog().options().isAtLeast15()) adaptTo15(set);
     run.result().resultSets.push_back(std::move(set));
   }
 }

@@ -1,0 +1,26 @@
+// What may be chosen about an embedded catalog before anything is in it.
+//
+// Plain values.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+
+namespace kelvane::embedded {
+
+/// Which releases of the server the catalog can be, where they differ.
+enum class Release { ase125, ase15, ase16 };
+
+struct CatalogOptions {
+  /// None: a 12.5 that also takes the long names of later releases.
+  std::optional<Release> release;
+  /// Columns that say neither `null` nor `not null` take null, in every database until
+  /// sp_dboption says otherwise.
+  bool allowNullsByDefault = false;
+
+  bool isAtLeast15() const { return release && *release != Release::ase125; }
+  /// In bytes.
+  std::size_t longestName() const { return release == Release::ase125 ? 30 : 255; }
+};
+
+}  // namespace kelvane::embedded

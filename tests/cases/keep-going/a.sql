@@ -1,0 +1,2 @@
+create table t (a int not null, b text null);
+create table u (a int not null);
