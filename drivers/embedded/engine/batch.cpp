@@ -199,12 +199,12 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
           [&](const Insert& s) { return simple([&] { insert(s); }); },
           [&](const Update& s) {
             return simple([&] {
-              changed(execute(prepared(&statement, [&](Translator& t) { return t.update(s); })));
+              changed(change(prepared(&statement, [&](Translator& t) { return t.update(s); })));
             });
           },
           [&](const Delete& s) {
             return simple([&] {
-              changed(execute(prepared(&statement, [&](Translator& t) { return t.remove(s); })));
+              changed(change(prepared(&statement, [&](Translator& t) { return t.remove(s); })));
             });
           },
           [&](const Truncate& s) {

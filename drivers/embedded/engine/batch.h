@@ -83,6 +83,8 @@ class BatchRun {
   Cell parameterValue(const Parameter& parameter, const Row* bound) const;
   bool step(Prepared& prepared);
   std::int64_t execute(Prepared& prepared, const Row* bound = nullptr);
+  /// As execute, for a change of rows that a trigger may have to hear of.
+  std::int64_t change(Prepared& prepared);
   void select(const tsql::SelectStatement& statement);
   void assignFrom(const tsql::Select& select, Prepared& prepared);
   void selectInto(const tsql::SelectStatement& statement);

@@ -126,6 +126,20 @@ void BatchRun::changed(std::int64_t rows) {
   if (!session_.options.noCount) outcome_.count(rows);
 }
 
+std::int64_t BatchRun::change(Prepared& prepared) {
+  if (prepared.plan.trigger.empty()) return execute(prepared);
+  Savepoint savepoint(server_.catalog.store());
+  const std::int64_t rows = execute(prepared);
+  if (rows > 0) {
+    throw ServerError(kNotSupported, 16, 1,
+                      "The embedded catalog cannot run trigger '" + prepared.plan.trigger +
+                          "', which the change of rows would fire.",
+                      session_.caller.line);
+  }
+  savepoint.keep();
+  return rows;
+}
+
 void BatchRun::select(const SelectStatement& statement) {
   const Select& first = statement.query->terms.front().select;
   if (!first.into.empty()) return selectInto(statement);
@@ -211,7 +225,7 @@ void BatchRun::insert(const Insert& statement) {
   }
   Prepared& rows = prepared(current_, translate);
   const bool givesIdentity = rows.plan.givesIdentity;
-  changed(execute(rows));
+  changed(change(rows));
   if (givesIdentity) session_.lastIdentity = server_.running.lastIdentity;
 }
 

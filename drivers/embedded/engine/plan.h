@@ -41,6 +41,8 @@ struct Plan {
   /// Of an insert: the table that has no rows yet, else 0; and whether rows get an identity.
   int rowlessTable = 0;
   bool givesIdentity = false;
+  /// The trigger that the server would run when the change touches a row; empty without one.
+  std::string trigger = {};
 };
 
 }  // namespace kelvane::embedded

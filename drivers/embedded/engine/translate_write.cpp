@@ -161,10 +161,27 @@ std::vector<const ColumnInfo*> Translator::listedColumns(const Insert& statement
   return columns;
 }
 
+// `slot` is the column of sysobjects that holds the trigger of an event.
+std::string Translator::triggerOf(const WriteTarget& target, const std::string& slot) {
+  if (target.isTemporary()) return {};
+  return context_.catalog.store()
+      .value<std::string>("SELECT g.name FROM sysobjects t JOIN sysobjects g ON g.id = t." + slot +
+                              " WHERE t.id = ?",
+                          target.id)
+      .value_or("");
+}
+
+Plan Translator::finishChange(const WriteTarget& target, const std::string& slot, std::string sql) {
+  Plan plan = finish(std::move(sql));
+  plan.trigger = triggerOf(target, slot);
+  return plan;
+}
+
 Plan Translator::finishInsert(const WriteTarget& target, const std::string& columns,
                               const std::string& query) {
   Plan plan = finish("INSERT INTO " + target.sqliteTable + " (" + columns + ") SELECT " + query);
   if (!target.isTemporary() && target.sqliteTable == kNoRows) plan.rowlessTable = target.id;
+  plan.trigger = triggerOf(target, "instrig");
   plan.givesIdentity = std::ranges::any_of(
       target.columns, [](const ColumnInfo& column) { return column.type.identity; });
   return plan;
@@ -292,15 +309,17 @@ Plan Translator::update(const Update& statement) {
   const std::string& alias = rows.scope.sources[rows.source].sqlAlias;
   if (joins) {
     const std::string changed = newAlias();
-    return finish("UPDATE " + target.sqliteTable + " AS " + changed + " SET " + changes +
-                  " FROM (SELECT " + alias + ".rowid AS rid" + picked + rows.from + ") AS " +
-                  rowAlias + " WHERE " + changed + ".rowid = " + rowAlias + ".rid");
+    return finishChange(target, "updtrig",
+                        "UPDATE " + target.sqliteTable + " AS " + changed + " SET " + changes +
+                            " FROM (SELECT " + alias + ".rowid AS rid" + picked + rows.from +
+                            ") AS " + rowAlias + " WHERE " + changed + ".rowid = " + rowAlias +
+                            ".rid");
   }
   std::string sql = "UPDATE " + target.sqliteTable + " AS " + alias + " SET " + changes;
   if (statement.where) {
     sql += " WHERE " + condition(*statement.where, &rows.scope, Polarity::Positive);
   }
-  return finish(std::move(sql));
+  return finishChange(target, "updtrig", std::move(sql));
 }
 
 Plan Translator::remove(const Delete& statement) {
@@ -309,8 +328,9 @@ Plan Translator::remove(const Delete& statement) {
   if (!statement.from.empty()) {
     const JoinedTarget rows =
         joinedTarget(statement.target, target, statement.from, statement.where.get());
-    return finish("DELETE FROM " + target.sqliteTable + " WHERE rowid IN (SELECT " +
-                  rows.scope.sources[rows.source].sqlAlias + ".rowid" + rows.from + ")");
+    return finishChange(target, "deltrig",
+                        "DELETE FROM " + target.sqliteTable + " WHERE rowid IN (SELECT " +
+                            rows.scope.sources[rows.source].sqlAlias + ".rowid" + rows.from + ")");
   }
   NamedTable self;
   self.name = name;
@@ -318,7 +338,7 @@ Plan Translator::remove(const Delete& statement) {
   scope.sources.push_back(sourceOf(self));
   std::string sql = "DELETE FROM " + target.sqliteTable + " AS " + scope.sources[0].sqlAlias;
   if (statement.where) sql += " WHERE " + condition(*statement.where, &scope, Polarity::Positive);
-  return finish(std::move(sql));
+  return finishChange(target, "deltrig", std::move(sql));
 }
 
 }  // namespace kelvane::embedded

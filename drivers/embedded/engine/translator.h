@@ -185,6 +185,8 @@ class Translator {
   // translate_write.cpp
   std::vector<const ColumnInfo*> listedColumns(const tsql::Insert& statement,
                                                const WriteTarget& target, std::size_t valueCount);
+  std::string triggerOf(const WriteTarget& target, const std::string& slot);
+  Plan finishChange(const WriteTarget& target, const std::string& slot, std::string sql);
   Plan finishInsert(const WriteTarget& target, const std::string& columns,
                     const std::string& query);
   Plan insertRows(const tsql::Insert& statement, const WriteTarget& target,
