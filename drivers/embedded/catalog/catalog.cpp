@@ -279,7 +279,7 @@ ColumnType Catalog::resolveType(const tsql::DataType& type, const Caller& caller
   const auto lookUp = [&](int uid) {
     store_.each(
         "SELECT type, usertype, length, prec, scale, allownulls, ident FROM systypes"
-        " WHERE name = ? AND uid = ? AND usertype > 100",
+        " WHERE name = ? AND uid = ? AND (usertype > 100 OR name = 'longsysname')",
         [&](const Statement& row) {
           found = storedType(row.number(0), row.number(1), row.number(2), row, 3);
           found->nullable = row.number(5) != 0;
