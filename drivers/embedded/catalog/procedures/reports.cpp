@@ -73,9 +73,9 @@ void adaptTo15(ResultSet& set) {
   std::swap(set.columns[1], set.columns[2]);
   set.columns.push_back({"index_local", declaredType(Varchar, 12, {}, true)});
   for (Row& row : set.rows) {
-    std::swap(row[1], row[2]);
-    auto& description = std::get<std::string>(row[2]);
+    auto& description = std::get<std::string>(row[1]);
     description.erase(description.find(kLocatedOn));
+    std::swap(description, std::get<std::string>(row[2]));
     row.push_back("Global Index");
   }
 }
