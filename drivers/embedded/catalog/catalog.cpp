@@ -59,7 +59,7 @@ Catalog::Catalog(const CatalogOptions& options) : options_(options) {
 
 Catalog::~Catalog() = default;
 
-// ---------------------------------------------------------------- objects
+// objects
 
 std::optional<ObjectInfo> Catalog::findObject(const tsql::ObjectName& name, const Caller& caller) {
   const bool inMaster =
@@ -135,7 +135,7 @@ std::optional<ObjectInfo> Catalog::objectById(int id) {
   return found;
 }
 
-// ---------------------------------------------------------------- columns
+// columns
 
 std::vector<ColumnInfo> Catalog::columns(int objectId) {
   std::vector<ColumnInfo> columns;
@@ -209,7 +209,7 @@ bool Catalog::isDescendingKey(int objectId, int indid, int key) {
              .value_or(0) != 0;
 }
 
-// ---------------------------------------------------------------- users, logins, databases
+// users, logins, databases
 
 std::optional<std::string> Catalog::userName(int uid) {
   return store_.value<std::string>("SELECT name FROM sysusers WHERE uid = ?", uid);
@@ -243,7 +243,7 @@ void Catalog::useDatabase(std::string_view name) {
       name, currentTime(), options_.allowNullsByDefault ? database_status::kAllowNulls : 0);
 }
 
-// ---------------------------------------------------------------- types and texts
+// types and texts
 
 ColumnType Catalog::resolveType(const tsql::DataType& type, const Caller& caller) {
   const CatalogWriter writer(*this, caller);
@@ -309,7 +309,7 @@ std::string Catalog::sourceText(int objectId) {
   return text;
 }
 
-// ---------------------------------------------------------------- rows of user tables
+// rows of user tables
 
 std::string Catalog::rowTable(int tableId) {
   ObjectInfo table = objectById(tableId).value();

@@ -111,7 +111,7 @@ class Catalog {
   Database& store() { return store_; }
   const CatalogOptions& options() const { return options_; }
 
-  // -------------------------------------------------------------- look-ups
+  // look-ups
 
   /// Any object of sysobjects. Without an owner: the caller's, else dbo's. Tables of master are
   /// found under `master..` only, or when it is the caller's database. Other databases have nothing
@@ -163,7 +163,7 @@ class Catalog {
   /// 2601 for a StoreError with isDuplicateKey that a write to a user table met.
   tsql::ServerError duplicateKeyError(const StoreError& error, std::uint32_t line);
 
-  // -------------------------------------------------------------- statements
+  // statements
   // `text` is the batch that the ranges of the statement count in.
 
   void createTable(const tsql::CreateTable& statement, std::string_view text,
@@ -196,7 +196,7 @@ class Catalog {
   void createDatabase(std::string_view name, const Caller& caller);
   void createRole(std::string_view name, const Caller& caller);
 
-  // -------------------------------------------------------------- system procedures
+  // system procedures
 
   /// None when there is no system procedure of that name (the caller may raise 2812).
   std::optional<ProcedureResult> callSystemProcedure(const ProcedureCall& call);

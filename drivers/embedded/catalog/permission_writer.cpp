@@ -88,7 +88,7 @@ unsigned objectsOf(std::string_view type) {
   return type == object_type::kView ? kOnViews : kOnProcedures;
 }
 
-// ---------------------------------------------------------------- bitmaps: bit n is colid n
+// bitmaps: bit n is colid n
 
 constexpr std::size_t kBitsOfByte = 8;
 
@@ -123,7 +123,7 @@ Blob without(Blob a, const Blob& b) {
 
 }  // namespace
 
-// ---------------------------------------------------------------- what a statement names
+// what a statement names
 
 void PermissionWriter::apply(const tsql::Permission& statement) {
   if (!statement.roles.empty()) return applyRoles(statement);
@@ -259,7 +259,7 @@ std::vector<int> PermissionWriter::granteesOf(const tsql::Permission& statement)
   return uids;
 }
 
-// ---------------------------------------------------------------- rows
+// rows
 
 std::vector<PermissionWriter::Stored> PermissionWriter::rows(const Right& right, int uid) {
   std::vector<Stored> found;

@@ -17,7 +17,7 @@ bool acceptsIdentity(const ColumnType& type) {
 
 }  // namespace
 
-// ---------------------------------------------------------------- tables and columns
+// tables and columns
 
 ObjectInfo TableWriter::addTable(const tsql::ObjectName& name, std::string_view lockScheme) {
   ObjectInfo table;
@@ -163,7 +163,7 @@ void TableWriter::layOut(const ObjectInfo& table) {
   }
 }
 
-// ---------------------------------------------------------------- defaults
+// defaults
 
 void TableWriter::addDefault(const ObjectInfo& table, std::string_view column,
                              const tsql::DefaultClause& clause) {
@@ -186,7 +186,7 @@ void TableWriter::removeDefault(const ObjectInfo& table, const ColumnInfo& colum
              column.colid);
 }
 
-// ---------------------------------------------------------------- constraints
+// constraints
 
 void TableWriter::addConstraint(const ObjectInfo& table, const tsql::Constraint& constraint,
                                 const tsql::ColumnDefinition* column) {

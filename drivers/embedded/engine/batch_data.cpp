@@ -250,7 +250,7 @@ void BatchRun::insertExecuted(const Insert& statement, const WriteTarget& target
   changed(count);
 }
 
-// -------------------------------------------------------------- temporary tables
+// temporary tables
 
 std::string BatchRun::temporaryTable(const std::string& name, std::vector<ColumnInfo> columns,
                                      std::vector<std::string> defaults, std::uint32_t line) {
@@ -316,7 +316,7 @@ void BatchRun::dropObjects(const Drop& statement) {
   if (!others.names.empty()) server_.catalog.drop(others, session_.caller);
 }
 
-// -------------------------------------------------------------- definitions
+// definitions
 
 void BatchRun::createView(const CreateView& view, std::string_view text) {
   const TranslationContext made = context();
@@ -397,7 +397,7 @@ void BatchRun::define(const tsql::Statement& statement) {
   server_.schemaChanged();
 }
 
-// -------------------------------------------------------------- cursors
+// cursors
 
 void BatchRun::openCursor(const OpenCursor& open) {
   const auto found = session_.cursors.find(open.name);

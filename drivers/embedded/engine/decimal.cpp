@@ -17,7 +17,7 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
 }
 
-// ---------------------------------------------------------------- magnitudes: digits alone
+// magnitudes: digits alone
 
 int digitAt(std::string_view digits, std::size_t fromRight) {
   return fromRight < digits.size() ? digits[digits.size() - 1 - fromRight] - '0' : 0;

@@ -49,7 +49,7 @@ bool StoreError::isDuplicateKey() const {
   return code == SQLITE_CONSTRAINT_UNIQUE || code == SQLITE_CONSTRAINT_PRIMARYKEY;
 }
 
-// ---------------------------------------------------------------- statements
+// statements
 
 void Statement::Finalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 
@@ -128,7 +128,7 @@ Cell Statement::cell(int column) const {
 
 bool Statement::isBusy() const { return sqlite3_stmt_busy(statement_.get()) != 0; }
 
-// ---------------------------------------------------------------- functions
+// functions
 
 bool FunctionCall::isNull(int argument) const {
   return sqlite3_value_type(arguments_[static_cast<std::size_t>(argument)]) == SQLITE_NULL;
@@ -243,7 +243,7 @@ void Database::addAggregate(const char* name, int argumentCount, AggregateFactor
   }
 }
 
-// ---------------------------------------------------------------- database
+// database
 
 void Database::Close::operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
 

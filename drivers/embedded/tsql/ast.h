@@ -55,7 +55,7 @@ struct DataType {
   SourceRange range;
 };
 
-// ---------------------------------------------------------------- expressions
+// expressions
 
 enum class LiteralKind { Integer, Decimal, Float, Money, String, Binary, Null };
 
@@ -218,7 +218,7 @@ struct Expr {
   ExprNode node;
 };
 
-// ---------------------------------------------------------------- queries
+// queries
 
 /// One element of a select list. At most one of alias and variable is set.
 struct SelectItem {
@@ -301,7 +301,7 @@ struct Query {
   bool isSingle() const { return terms.size() == 1; }
 };
 
-// ---------------------------------------------------------------- data statements
+// data statements
 
 /// Also an assignment (all items have a variable) and `select ... into`.
 struct SelectStatement {
@@ -372,7 +372,7 @@ struct Truncate {
   ObjectName table;
 };
 
-// ---------------------------------------------------------------- control of flow
+// control of flow
 
 struct VariableDeclaration {
   std::string name;
@@ -490,7 +490,7 @@ struct Utility {
   std::string object = {};  ///< the name after the verb; empty when something else stands there
 };
 
-// ---------------------------------------------------------------- tables and indexes
+// tables and indexes
 
 enum class Nullability { Unspecified, Null, NotNull };
 enum class Clustering { Unspecified, Clustered, Nonclustered };
@@ -625,7 +625,7 @@ struct CreateIndex {
   std::string segment;
 };
 
-// ---------------------------------------------------------------- objects with a stored text
+// objects with a stored text
 
 // Each of these is the whole batch: the range of the Statement around it is the text to store,
 // from the first byte of the batch to the last, comments included.
@@ -713,7 +713,7 @@ struct Drop {
   bool override = false;  ///< `drop role r with override`
 };
 
-// ---------------------------------------------------------------- permissions
+// permissions
 
 /// An action or command in lower case: `select`, `all`, `create table`, `dump database`, ...
 struct Privilege {

@@ -75,7 +75,7 @@ Parser::Nesting::Nesting(Parser& p) : parser(p) {
   ++parser.depth_;
 }
 
-// ---------------------------------------------------------------- tokens
+// tokens
 
 const Token& Parser::peek(std::size_t ahead) const {
   return tokens_[std::min(at_ + ahead, tokens_.size() - 1)];
@@ -146,7 +146,7 @@ SourceRange Parser::from(const Token& first) const {
   return {first.begin, std::max(end, first.begin), first.line};
 }
 
-// ---------------------------------------------------------------- names and small parts
+// names and small parts
 
 std::string Parser::name() {
   if (!atName()) unexpected();
@@ -283,7 +283,7 @@ void Parser::skipParenthesized() {
   }
 }
 
-// ---------------------------------------------------------------- statements
+// statements
 
 // For the statements whose own grammar does not say where they end.
 bool Parser::endsStatement() const {

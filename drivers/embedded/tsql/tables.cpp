@@ -63,7 +63,7 @@ Partitioning Parser::partitioning() {
   return result;
 }
 
-// ---------------------------------------------------------------- columns and constraints
+// columns and constraints
 
 bool Parser::atConstraint(std::size_t ahead) const {
   static constexpr std::string_view kWords[] = {"constraint", "primary", "unique",
@@ -192,7 +192,7 @@ CheckConstraint Parser::check() {
   return result;
 }
 
-// ---------------------------------------------------------------- indexes
+// indexes
 
 IndexKey Parser::indexKey() {
   IndexKey result;
@@ -263,7 +263,7 @@ StatementNode Parser::createIndex() {
   }
 }
 
-// ---------------------------------------------------------------- alter table
+// alter table
 
 StatementNode Parser::alterStatement() {
   if (at("database", 1) || at("role", 1) || at("login", 1)) return utilityStatement();

@@ -203,7 +203,7 @@ std::string show(const Execute& e) {
 
 std::string show(const ExecuteImmediate& e) { return list("exec-text", show(e.text)); }
 
-// ---------------------------------------------------------------- definitions
+// definitions
 
 std::string show(Clustering c) {
   constexpr std::array kNames = {"", "clustered", "nonclustered"};

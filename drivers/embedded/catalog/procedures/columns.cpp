@@ -94,7 +94,7 @@ Cell cellOf(const std::optional<int>& number) {
   return number ? Cell(std::int64_t{*number}) : Cell(Null{});
 }
 
-// ---------------------------------------------------------------- which objects
+// which objects
 
 /// Visits the objects whose name fits a pattern, in order of name. The fixed text up to the next
 /// wildcard is sought in the index, so that a name which merely holds a `_` costs a few steps.
@@ -221,7 +221,7 @@ void requireCurrentDatabase(const ProcedureRun& run, const std::optional<std::st
   }
 }
 
-// ---------------------------------------------------------------- sp_columns
+// sp_columns
 
 std::vector<ResultColumn> columnsLayout() {
   return {textColumn("table_qualifier", 32, true),
@@ -288,7 +288,7 @@ void spColumns(ProcedureRun& run) {
   }
 }
 
-// ---------------------------------------------------------------- sp_sproc_columns
+// sp_sproc_columns
 
 std::vector<ResultColumn> parametersLayout() {
   return {textColumn("procedure_qualifier", 30, true),

@@ -12,7 +12,7 @@ namespace kelvane::embedded {
 
 namespace {
 
-// ---------------------------------------------------------------- sp_rename
+// sp_rename
 
 void renameObject(ProcedureRun& run, const ObjectInfo& object, std::string_view name) {
   if (object.type == object_type::kSystemTable) {
@@ -75,7 +75,7 @@ void spRename(ProcedureRun& run) {
   run.print(17788, "Name of user-defined type name changed.");
 }
 
-// ---------------------------------------------------------------- declared keys
+// declared keys
 
 constexpr int kPrimaryKey = 1;
 constexpr int kForeignKey = 2;
@@ -170,7 +170,7 @@ void spDropkey(ProcedureRun& run) {
   run.print(17738, "Key dropped.");
 }
 
-// ---------------------------------------------------------------- options, messages, segments
+// options, messages, segments
 
 void spDboption(ProcedureRun& run) {
   if (!run.argument(0)) return;
@@ -221,7 +221,7 @@ void spDropsegment(ProcedureRun& run) {
   run.print(17283, "Segment dropped.");
 }
 
-// ---------------------------------------------------------------- thresholds
+// thresholds
 
 int thresholdSegment(ProcedureRun& run) {
   const auto segment =
@@ -266,7 +266,7 @@ void spDropthreshold(ProcedureRun& run) {
   run.print(17905, "Dropping threshold for segment '", run.text(1), "' at '", pages, "' pages.");
 }
 
-// ---------------------------------------------------------------- procedures, tables, the server
+// procedures, tables, the server
 
 void spProcxmode(ProcedureRun& run) {
   constexpr std::string_view kModes[] = {"chained", "unchained", "anymode",

@@ -95,7 +95,7 @@ void spDroptype(ProcedureRun& run) {
   run.print(17554, "Type has been dropped.");
 }
 
-// ---------------------------------------------------------------- bindings
+// bindings
 
 /// The columns that hold what is bound: rules and defaults differ in nothing else.
 struct Binding {
