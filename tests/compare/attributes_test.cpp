@@ -1,6 +1,5 @@
 // Change one thing, expect exactly that difference: over every kind, attribute and switch.
 #include <functional>
-
 #include <gmock/gmock.h>
 
 #include "model/text.h"
