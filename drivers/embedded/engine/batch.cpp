@@ -80,10 +80,14 @@ bool isAlreadyGone(const tsql::Statement& statement, const ServerError& error) {
   return removesOnly(statement) && std::ranges::count(kMissing, error.number) != 0;
 }
 
-BatchRun::BatchRun(Session& session, std::shared_ptr<const ParsedBatch> batch, Outcome& outcome)
-    : session_(session), server_(session.server), batch_(std::move(batch)), outcome_(outcome) {}
+BatchRun::BatchRun(Session& session, std::shared_ptr<ParsedBatch> batch, Outcome& outcome)
+    : session_(session),
+      server_(session.server),
+      batch_(std::move(batch)),
+      outcome_(outcome),
+      plans_(std::exchange(batch_->plans, {})) {}
 
-BatchRun::~BatchRun() { forgetPrepared(); }
+BatchRun::~BatchRun() { returnPlans(); }
 
 void BatchRun::run(std::optional<RowStream>* stream) {
   try {
@@ -124,7 +128,7 @@ BatchRun::Flow BatchRun::runList(const StatementList& statements,
             prepared(&statement, [&](Translator& t) { return t.select(*query->query); });
         bind(rows);
         *stream = RowStream{rows.plan.columns, std::move(*rows.statement)};
-        prepared_.erase(&statement);
+        rows.statement.reset();
       } catch (const ServerError& error) {
         report(statement, error);
       }
@@ -376,7 +380,6 @@ void BatchRun::setOption(const SetOption& option) {
       const bool isNumber =
           !digits.empty() && digits.find_first_not_of("0123456789") == std::string::npos;
       session_.options.rowLimit = isNumber ? std::stoull(digits) : 0;
-      forgetPrepared();
     }
   }
 }
@@ -385,7 +388,7 @@ void BatchRun::transact(const Transaction& transaction) {
   switch (transaction.action) {
     case TransactionAction::Begin:
       if (session_.transactionDepth++ == 0) {
-        session_.transaction = std::make_unique<Savepoint>(server_.catalog.store());
+        session_.transaction = std::make_unique<UserTransaction>(server_);
       }
       break;
     case TransactionAction::Commit:
@@ -407,13 +410,13 @@ void BatchRun::transact(const Transaction& transaction) {
                           "TRANSACTION.",
                           session_.caller.line);
       }
-      forgetPrepared();
+      giveBackStatements();
       if (transaction.name.empty() || !session_.rollBackTo(transaction.name)) {
         session_.transactionDepth = 0;
         session_.undoSavepoints();
         session_.transaction.reset();
       }
-      server_.schemaChanged();
+      server_.namesChanged();
       session_.forgetLostTemporaries();
       break;
     case TransactionAction::Save:
@@ -437,7 +440,7 @@ void BatchRun::useDatabase(const UseDatabase& use) {
     server_.catalog.useDatabase(use.database);
   }
   session_.caller.database = use.database;
-  server_.schemaChanged();
+  server_.namesChanged();
 }
 
 void BatchRun::setUser(const SetUser& user) {
@@ -449,7 +452,7 @@ void BatchRun::setUser(const SetUser& user) {
         session_.caller.line);
   }
   session_.caller.uid = *uid;
-  server_.schemaChanged();
+  server_.namesChanged();
 }
 
 }  // namespace kelvane::embedded

@@ -8,7 +8,6 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "drivers/embedded/engine/session.h"
@@ -21,7 +20,7 @@ struct BatchEnded {};
 
 class BatchRun {
  public:
-  BatchRun(Session& session, std::shared_ptr<const ParsedBatch> batch, Outcome& outcome);
+  BatchRun(Session& session, std::shared_ptr<ParsedBatch> batch, Outcome& outcome);
   ~BatchRun();
   BatchRun(const BatchRun&) = delete;
   BatchRun& operator=(const BatchRun&) = delete;
@@ -40,11 +39,6 @@ class BatchRun {
  private:
   enum class Flow { Next, Break, Continue, Return, Goto };
 
-  struct Prepared {
-    Plan plan;
-    std::optional<Statement> statement;  ///< once it is to run
-    std::uint64_t schemaVersion = 0;
-  };
   using Translate = std::function<Plan(Translator&)>;
 
   // batch_compile.cpp
@@ -76,11 +70,19 @@ class BatchRun {
 
   // batch_data.cpp: queries and changes
   TranslationContext context() const;
+  /// Whether the statement at hand may give values to an identity column.
+  bool writesIdentity() const;
+  Circumstances circumstances() const;
+  bool serves(const Prepared& prepared, const Circumstances& now) const;
   Prepared& prepared(const void* key, const Translate& translate);
   void giveBack(Prepared& prepared);
-  void forgetPrepared();
+  void giveBackStatements();
+  /// The batch keeps what serves its next run too.
+  void returnPlans();
   void bind(Prepared& prepared, const Row* bound = nullptr);
-  Cell parameterValue(const Parameter& parameter, const Row* bound) const;
+  /// With the texts of another batch, which the plan was made for.
+  void bind(Prepared& prepared, const Row* bound, const ParsedBatch& batch);
+  Cell parameterValue(const Parameter& parameter, const Row* bound, const ParsedBatch& batch) const;
   bool step(Prepared& prepared);
   std::int64_t execute(Prepared& prepared, const Row* bound = nullptr);
   /// As execute, for a change of rows that a trigger may have to hear of.
@@ -111,10 +113,10 @@ class BatchRun {
 
   Session& session_;
   Server& server_;
-  std::shared_ptr<const ParsedBatch> batch_;
+  std::shared_ptr<ParsedBatch> batch_;
   Outcome& outcome_;
   Variables variables_;
-  std::unordered_map<const void*, Prepared> prepared_;
+  KeptPlans plans_;  ///< those of the batch, which has none meanwhile
   std::vector<std::string> ownTemporaries_;
   std::set<std::string, std::less<>> createdLater_;
   bool compiling_ = false;

@@ -41,30 +41,56 @@ TranslationContext BatchRun::context() const {
   context.rowLimit = session_.options.rowLimit;
   context.systemColumns = &server_.systemColumns;
   if (compiling_) context.createdLater = &createdLater_;
-  const auto* insert = current_ == nullptr ? nullptr : std::get_if<Insert>(&current_->node);
-  const std::string& table =
-      compiling_ ? identityInsertTable_ : session_.options.identityInsertTable;
-  context.identityInsert = insert != nullptr && table == insert->table.name;
+  context.identityInsert = writesIdentity();
+  context.texts = batch_->texts;
   return context;
 }
 
+bool BatchRun::writesIdentity() const {
+  const auto* insert = current_ == nullptr ? nullptr : std::get_if<Insert>(&current_->node);
+  const std::string& table =
+      compiling_ ? identityInsertTable_ : session_.options.identityInsertTable;
+  return insert != nullptr && table == insert->table.name;
+}
+
+Circumstances BatchRun::circumstances() const {
+  return {server_.namesVersion(), session_.caller.uid, session_.caller.database,
+          session_.options.rowLimit, writesIdentity()};
+}
+
+bool BatchRun::serves(const Prepared& prepared, const Circumstances& now) const {
+  const Plan& plan = prepared.plan;
+  return prepared.made == now &&
+         std::ranges::all_of(plan.assumptions,
+                             [&](const NullAssumption& assumption) {
+                               const auto found = variables_.find(assumption.variable);
+                               return found != variables_.end() &&
+                                      isNull(found->second.value) == assumption.isNull;
+                             }) &&
+         std::ranges::all_of(plan.temporaries, [&](const TemporaryUse& use) {
+           const auto found = session_.temporaries.find(use.name);
+           return found != session_.temporaries.end() && found->second.definition == use.definition;
+         });
+}
+
 // A plan is kept with its place in the tree and used again while nothing it was made from changed.
-BatchRun::Prepared& BatchRun::prepared(const void* key, const Translate& translate) {
-  Prepared& kept = prepared_[key];
-  const bool holds =
-      kept.schemaVersion == server_.schemaVersion() + 1 &&
-      std::ranges::all_of(kept.plan.assumptions, [&](const NullAssumption& assumption) {
-        const auto found = variables_.find(assumption.variable);
-        return found != variables_.end() && isNull(found->second.value) == assumption.isNull;
-      });
-  if (holds) return kept;
-  giveBack(kept);
+Prepared& BatchRun::prepared(const void* key, const Translate& translate) {
+  // A node with more is one whose plans no longer serve.
+  constexpr std::size_t kMostPlans = 4;
+  const Circumstances now = circumstances();
+  NodePlans& kept = plans_[key];
+  const auto found =
+      std::ranges::find_if(kept, [&](const Prepared& one) { return serves(one, now); });
+  if (found != kept.end()) return *found;
   const TranslationContext made = context();
   Translator translator(made);
-  kept.plan = translate(translator);
-  // Numbered from 1, so that a fresh entry never looks valid.
-  kept.schemaVersion = server_.schemaVersion() + 1;
-  return kept;
+  Plan plan = translate(translator);
+  if (kept.size() >= kMostPlans || (!kept.empty() && kept.front().made != now)) {
+    for (Prepared& one : kept) giveBack(one);
+    kept.clear();
+  }
+  kept.push_back({std::move(plan), now, {}});
+  return kept.back();
 }
 
 void BatchRun::giveBack(Prepared& prepared) {
@@ -73,23 +99,35 @@ void BatchRun::giveBack(Prepared& prepared) {
   prepared.statement.reset();
 }
 
-void BatchRun::forgetPrepared() {
-  for (auto& [key, prepared] : prepared_) giveBack(prepared);
-  prepared_.clear();
+void BatchRun::giveBackStatements() {
+  for (auto& [key, kept] : plans_) {
+    for (Prepared& prepared : kept) giveBack(prepared);
+  }
 }
 
-Cell BatchRun::parameterValue(const Parameter& parameter, const Row* bound) const {
+void BatchRun::returnPlans() {
+  giveBackStatements();
+  for (auto& [key, kept] : plans_) {
+    std::erase_if(kept, [](const Prepared& prepared) { return prepared.plan.holdsTexts; });
+  }
+  batch_->plans = std::move(plans_);
+}
+
+Cell BatchRun::parameterValue(const Parameter& parameter, const Row* bound,
+                              const ParsedBatch& batch) const {
   switch (parameter.source) {
     case Parameter::Source::Variable:
       return variables_.at(parameter.name).value;
     case Parameter::Source::Global:
       return session_.globalVariable(parameter.name);
+    case Parameter::Source::Text:
+      return batch.texts[parameter.position];
     case Parameter::Source::Literal:
       return parameter.name;
     case Parameter::Source::Number:
       return exactNumber(parameter.name);
     case Parameter::Source::Bound:
-      return bound->at(std::stoul(parameter.name));
+      return bound->at(parameter.position);
     case Parameter::Source::Session:
       break;
   }
@@ -97,7 +135,9 @@ Cell BatchRun::parameterValue(const Parameter& parameter, const Row* bound) cons
                                  : Cell(session_.caller.database);
 }
 
-void BatchRun::bind(Prepared& prepared, const Row* bound) {
+void BatchRun::bind(Prepared& prepared, const Row* bound) { bind(prepared, bound, *batch_); }
+
+void BatchRun::bind(Prepared& prepared, const Row* bound, const ParsedBatch& batch) {
   if (!prepared.statement) {
     prepared.statement = server_.statement(prepared.plan.sql);
   }
@@ -107,7 +147,7 @@ void BatchRun::bind(Prepared& prepared, const Row* bound) {
                              static_cast<std::size_t>(prepared.statement->parameterCount()));
   for (std::size_t i = 0; i < used; ++i) {
     prepared.statement->bind(static_cast<int>(i) + 1,
-                             parameterValue(prepared.plan.parameters[i], bound));
+                             parameterValue(prepared.plan.parameters[i], bound, batch));
   }
 }
 
@@ -171,7 +211,7 @@ void BatchRun::assignFrom(const Select& select, Prepared& rows) {
 
 // Queries translated before the table had rows of its own read another one.
 std::string BatchRun::rowTable(int tableId) {
-  server_.schemaChanged();
+  server_.namesChanged();
   return server_.catalog.rowTable(tableId);
 }
 
@@ -266,10 +306,10 @@ std::string BatchRun::temporaryTable(const std::string& name, std::vector<Column
   }
   TemporaryTable table{name, session_.temporaryStorage(list), list, std::move(columns),
                        std::move(defaults)};
+  table.definition = server_.definition(table);
   const std::string sqliteTable = table.sqliteTable;
   session_.temporaries.emplace(name, std::move(table));
   if (session_.nestLevel > 0) ownTemporaries_.push_back(name);
-  server_.schemaChanged();
   return sqliteTable;
 }
 
@@ -310,10 +350,11 @@ void BatchRun::dropObjects(const Drop& statement) {
                             "', because it doesn't exist in the system catalogs.",
                         name.range.line);
     }
-    forgetPrepared();
     session_.dropTemporary(name.name);
   }
-  if (!others.names.empty()) server_.catalog.drop(others, session_.caller);
+  if (others.names.empty()) return;
+  server_.catalog.drop(others, session_.caller);
+  server_.namesChanged();
 }
 
 // definitions
@@ -363,11 +404,12 @@ void BatchRun::define(const tsql::Statement& statement) {
   const auto stored = [&] {
     return withExpandedStars(statement, text, catalog, caller, session_.temporaries);
   };
-  // Statements that are still prepared would lock the tables that change.
-  forgetPrepared();
+  if (const auto* table = std::get_if<CreateTable>(&statement.node)) {
+    if (table->name.name.starts_with('#')) return createTemporary(*table);
+  }
+  if (const auto* drop = std::get_if<Drop>(&statement.node)) return dropObjects(*drop);
   std::visit(Overloaded{
                  [&](const CreateTable& s) {
-                   if (s.name.name.starts_with('#')) return createTemporary(s);
                    for (const ColumnDefinition& column : s.columns) requireSteady(column);
                    catalog.createTable(s, text, rowValues(), caller);
                  },
@@ -389,12 +431,11 @@ void BatchRun::define(const tsql::Statement& statement) {
                  [&](const CreateTrigger& s) { catalog.createTrigger(s, stored(), caller); },
                  [&](const CreateRule& s) { catalog.createRule(s, text, caller); },
                  [&](const CreateDefault& s) { catalog.createDefault(s, text, caller); },
-                 [&](const Drop& s) { dropObjects(s); },
                  [&](const Permission& s) { catalog.permission(s, caller); },
                  [](const auto&) {},
              },
              statement.node);
-  server_.schemaChanged();
+  server_.namesChanged();
 }
 
 // cursors
@@ -407,12 +448,14 @@ void BatchRun::openCursor(const OpenCursor& open) {
                           "' which is not found. Check to see if the cursor has been deallocated.",
                       session_.caller.line);
   }
-  Prepared& rows =
-      prepared(found->second.query, [&](Translator& t) { return t.select(*found->second.query); });
-  bind(rows);
+  TranslationContext made = context();
+  made.texts = found->second.batch->texts;
+  Prepared rows;
+  rows.plan = Translator(made).select(*found->second.query);
+  bind(rows, nullptr, *found->second.batch);
   ResultSet result{rows.plan.columns, {}};
   while (step(rows)) result.rows.push_back(rowOf(*rows.statement));
-  rows.statement->reset();
+  giveBack(rows);
   found->second.rows = std::move(result);
   found->second.next = 0;
 }

@@ -91,8 +91,7 @@ void BatchRun::executeSystem(const Execute& execute, const std::string& name, Ou
     call.arguments.push_back({argument.name, argumentText(argument)});
   }
   int status = 0;
-  // The procedure may drop or change what kept statements read.
-  forgetPrepared();
+  const std::int64_t written = server_.catalog.store().totalChanges();
   try {
     const auto result = server_.catalog.callSystemProcedure(call);
     if (!result) {
@@ -126,7 +125,7 @@ void BatchRun::executeSystem(const Execute& execute, const std::string& name, Ou
     notice.alreadyGone = isAlreadyGone(*current_, error);
     outcome.notice(notice);
   }
-  server_.schemaChanged();
+  if (server_.catalog.store().totalChanges() != written) server_.namesChanged();
   if (!execute.statusVariable.empty()) {
     assign(execute.statusVariable, std::int64_t{status}, intType());
   }

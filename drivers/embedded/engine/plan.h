@@ -3,6 +3,7 @@
 // Plain values.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,12 +18,14 @@ struct Parameter {
     Variable,  ///< `@v`
     Global,    ///< `@@rowcount`
     Session,   ///< `uid` or `database` of the session
+    Text,      ///< a text of the batch: its slot
     Literal,   ///< a text of the statement: with it in the SQL, each text would be prepared anew
     Number,    ///< likewise, of the rows of an insert
     Bound,     ///< a value of the row that is being written: its position from 0
   };
   Source source;
   std::string name;
+  std::size_t position = 0;
   bool operator==(const Parameter&) const = default;
 };
 
@@ -33,16 +36,25 @@ struct NullAssumption {
   bool isNull;
 };
 
+/// A temporary table that the plan reads or writes, as it was defined then.
+struct TemporaryUse {
+  std::string name;
+  std::uint64_t definition;
+};
+
 struct Plan {
   std::string sql;
   std::vector<Parameter> parameters;
   std::vector<ResultColumn> columns;
   std::vector<NullAssumption> assumptions;
+  std::vector<TemporaryUse> temporaries;
   /// Of an insert: the table that has no rows yet, else 0; and whether rows get an identity.
   int rowlessTable = 0;
   bool givesIdentity = false;
   /// The trigger that the server would run when the change touches a row; empty without one.
   std::string trigger = {};
+  /// Whether a text of the batch stands in the SQL itself.
+  bool holdsTexts = false;
 };
 
 }  // namespace kelvane::embedded

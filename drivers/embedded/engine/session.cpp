@@ -6,10 +6,11 @@
 #include "drivers/embedded/engine/globals.h"
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/tsql/parser.h"
+#include "drivers/embedded/tsql/shape.h"
 
 namespace kelvane::embedded {
 
-std::shared_ptr<const ParsedBatch> Server::procedure(const ObjectInfo& object) {
+std::shared_ptr<ParsedBatch> Server::procedure(const ObjectInfo& object) {
   auto& kept = procedures_[object.id];
   std::string text = catalog.sourceText(object.id);
   if (!kept || kept->text != text) {
@@ -19,6 +20,27 @@ std::shared_ptr<const ParsedBatch> Server::procedure(const ObjectInfo& object) {
     kept = std::move(batch);
   }
   return kept;
+}
+
+std::uint64_t Server::definition(const TemporaryTable& table) {
+  constexpr std::size_t kMostDefinitions = 1024;
+  constexpr char kEnd = '\0';
+  std::string key = table.sqliteTable + kEnd;
+  for (const ColumnInfo& column : table.columns) {
+    const ColumnType& type = column.type;
+    key += column.name + kEnd;
+    for (const int part : {static_cast<int>(type.kind), type.storageCode, type.userType,
+                           type.length, type.precision.value_or(-1), type.scale.value_or(-1),
+                           static_cast<int>(type.nullable), static_cast<int>(type.identity)}) {
+      key += std::to_string(part) + ' ';
+    }
+  }
+  for (const std::string& value : table.defaults) key += value + kEnd;
+  // Numbers are never given twice, so that forgetting old ones is harmless.
+  if (definitions_.size() >= kMostDefinitions) definitions_.clear();
+  const auto [found, isNew] = definitions_.try_emplace(std::move(key), lastDefinition_ + 1);
+  if (isNew) ++lastDefinition_;
+  return found->second;
 }
 
 Statement Server::statement(const std::string& sql) {
@@ -80,7 +102,6 @@ void Session::dropTemporary(const std::string& name) {
     spareTables_.emplace(table.sqliteColumns, table.sqliteTable);
   }
   temporaries.erase(found);
-  server.schemaChanged();
 }
 
 void Session::keepSavepoints() {
@@ -132,11 +153,41 @@ tsql::ParseOptions Session::parseOptions() const {
   return {options.quotedIdentifier, server.catalog.options().longestName()};
 }
 
-std::shared_ptr<const ParsedBatch> Session::parse(std::string_view text, Outcome& outcome) {
-  auto batch = std::make_shared<ParsedBatch>();
-  batch->text = text;
+std::shared_ptr<ParsedBatch> Session::parsed(std::string_view text) {
+  constexpr std::size_t kMostBatches = 512;
+  constexpr std::size_t kLongestKept = 65'536;
+  const tsql::ParseOptions how = parseOptions();
+  auto batch = std::make_shared<ParsedBatch>(std::string(text));
+  if (text.size() > kLongestKept) {
+    batch->statements = tsql::parseBatch(batch->text, how);
+    return batch;
+  }
+  tsql::BatchShape shape = tsql::shapeOf(text);
+  for (const auto& [begin, end] : shape.texts) batch->texts.emplace_back(text, begin, end - begin);
+  shape.key += how.quotedIdentifier ? 'q' : ' ';
+  if (const auto kept = batches_.find(shape.key); kept != batches_.end()) {
+    // A batch that is running, or that a cursor reads, is not to be disturbed.
+    if (kept->second.use_count() > 1) {
+      batch->statements = tsql::parseBatch(batch->text, how);
+      batch->texts.clear();
+      return batch;
+    }
+    kept->second->text = std::move(batch->text);
+    kept->second->texts = std::move(batch->texts);
+    return kept->second;
+  }
+  tsql::ShapedBatch tree = tsql::parseBatch(batch->text, shape, how);
+  batch->statements = std::move(tree.statements);
+  if (tree.servesShape) {
+    if (batches_.size() >= kMostBatches) batches_.clear();
+    batches_.emplace(std::move(shape.key), batch);
+  }
+  return batch;
+}
+
+std::shared_ptr<ParsedBatch> Session::parse(std::string_view text, Outcome& outcome) {
   try {
-    batch->statements = tsql::parseBatch(batch->text, parseOptions());
+    return parsed(text);
   } catch (const tsql::ServerError& error) {
     lastError = error.number;
     Notice notice{{error.number, error.severity, error.state, error.text()}, error.line};
@@ -144,13 +195,32 @@ std::shared_ptr<const ParsedBatch> Session::parse(std::string_view text, Outcome
     outcome.notice(notice);
     return nullptr;
   }
-  return batch;
 }
+
+namespace {
+
+// Makes the statements of a batch one transaction of the store, but for one that the batch itself
+// leaves open.
+class JoinedStatements {
+ public:
+  explicit JoinedStatements(Server& server) : server_(server) { server.catalog.store().begin(); }
+  ~JoinedStatements() {
+    if (server_.openTransactions == 0) server_.catalog.store().commit();
+  }
+  JoinedStatements(const JoinedStatements&) = delete;
+  JoinedStatements& operator=(const JoinedStatements&) = delete;
+
+ private:
+  Server& server_;
+};
+
+}  // namespace
 
 bool Session::run(std::string_view text, Outcome& outcome) {
   const auto batch = parse(text, outcome);
   if (!batch) return true;
   BatchRun run(*this, batch, outcome);
+  const JoinedStatements joined(server);
   if (run.compile()) run.run();
   return !batch->statements.empty();
 }

@@ -15,6 +15,7 @@
 
 #include "drivers/embedded/catalog/catalog.h"
 #include "drivers/embedded/engine/functions.h"
+#include "drivers/embedded/engine/kept_plans.h"
 #include "drivers/embedded/engine/outcome.h"
 #include "drivers/embedded/engine/plan.h"
 #include "drivers/embedded/engine/translator.h"
@@ -24,10 +25,18 @@
 
 namespace kelvane::embedded {
 
-/// A parsed text and its statements, which count in it.
+/// A parsed text and its statements, which count in it, and what running it once spares the next
+/// run.
 struct ParsedBatch {
   std::string text;
-  tsql::StatementList statements;
+  /// What the string literals with a slot contain: those of `text`.
+  std::vector<std::string> texts = {};
+  tsql::StatementList statements = {};
+  KeptPlans plans = {};
+  /// Under which circumstances all names and types were found right, with these variables. None
+  /// while temporary tables had a part in it.
+  std::optional<Circumstances> checked = {};
+  Variables declared = {};
 };
 
 class Server {
@@ -39,11 +48,14 @@ class Server {
   Server& operator=(const Server&) = delete;
 
   /// The source of a stored procedure, parsed once for each text: another one may get its id.
-  std::shared_ptr<const ParsedBatch> procedure(const ObjectInfo& object);
+  std::shared_ptr<ParsedBatch> procedure(const ObjectInfo& object);
   int nextSession() { return ++sessions_; }
-  /// Changes with every statement that may change what names mean.
-  std::uint64_t schemaVersion() const { return schemaVersion_; }
-  void schemaChanged() { ++schemaVersion_; }
+  /// Changes with every statement that may change what names mean, those of temporary tables
+  /// excepted.
+  std::uint64_t namesVersion() const { return namesVersion_; }
+  void namesChanged() { ++namesVersion_; }
+  /// The same number for tables of the same storage, columns and defaults.
+  std::uint64_t definition(const TemporaryTable& table);
 
   /// A statement for the text, kept ones first; it goes back with `giveBack`.
   Statement statement(const std::string& sql);
@@ -55,16 +67,36 @@ class Server {
   /// Where new connections start: the database that the last script was in. A script that names
   /// none is not meant for master.
   std::string database = "main";
+  /// Those that a `begin transaction` of any session has left open.
+  int openTransactions = 0;
 
  private:
-  std::map<int, std::shared_ptr<const ParsedBatch>> procedures_;
+  std::map<int, std::shared_ptr<ParsedBatch>> procedures_;
   std::unordered_map<std::string, Statement> statements_;
+  std::unordered_map<std::string, std::uint64_t> definitions_;
+  std::uint64_t lastDefinition_ = 0;
   int sessions_ = 0;
-  std::uint64_t schemaVersion_ = 0;
+  std::uint64_t namesVersion_ = 0;
+};
+
+/// What lies between `begin transaction` and its end; undone unless kept.
+class UserTransaction {
+ public:
+  explicit UserTransaction(Server& server) : server_(server), savepoint_(server.catalog.store()) {
+    ++server.openTransactions;
+  }
+  ~UserTransaction() { --server_.openTransactions; }
+  UserTransaction(const UserTransaction&) = delete;
+  UserTransaction& operator=(const UserTransaction&) = delete;
+  void keep() { savepoint_.keep(); }
+
+ private:
+  Server& server_;
+  Savepoint savepoint_;
 };
 
 struct Cursor {
-  std::shared_ptr<const ParsedBatch> batch;  ///< keeps the query alive
+  std::shared_ptr<ParsedBatch> batch;  ///< keeps the query alive
   const tsql::Query* query = nullptr;
   std::optional<ResultSet> rows;  ///< while it is open
   std::size_t next = 0;
@@ -109,7 +141,7 @@ class Session {
   SessionOptions options;
   TemporaryTables temporaries;
   std::map<std::string, Cursor, std::less<>> cursors;
-  std::unique_ptr<Savepoint> transaction;
+  std::unique_ptr<UserTransaction> transaction;
   /// Those of `save transaction`, inside of the transaction.
   std::vector<std::pair<std::string, std::unique_ptr<Savepoint>>> savepoints;
   int transactionDepth = 0;
@@ -136,15 +168,19 @@ class Session {
   /// An empty SQLite table with these columns: one that a dropped table left behind, or a new one.
   std::string temporaryStorage(const std::string& columns);
   /// Null when the text is no T-SQL, which has then been reported.
-  std::shared_ptr<const ParsedBatch> parse(std::string_view batch, Outcome& outcome);
+  std::shared_ptr<ParsedBatch> parse(std::string_view batch, Outcome& outcome);
 
  private:
+  std::shared_ptr<ParsedBatch> parsed(std::string_view text);
+
   int number_;
   int temporaryNumber_ = 0;
   /// Tables without a name, by their columns. The reader's batches make and drop the same tables
   /// again and again; keeping them spares SQLite a change of schema, after which it would have to
   /// prepare every statement anew.
   std::multimap<std::string, std::string> spareTables_;
+  /// By the keys of their shapes.
+  std::unordered_map<std::string, std::shared_ptr<ParsedBatch>> batches_;
 };
 
 }  // namespace kelvane::embedded

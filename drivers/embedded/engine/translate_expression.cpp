@@ -57,12 +57,13 @@ std::string collated(const SqlValue& value) {
   return needed ? "(" + value.sql + ") COLLATE RTRIM" : value.sql;
 }
 
-std::string Translator::parameter(Parameter::Source source, const std::string& name) {
-  const Parameter wanted{source, name};
+std::string Translator::parameter(Parameter::Source source, const std::string& name,
+                                  std::size_t position) {
+  const Parameter wanted{source, name, position};
   const auto found = std::find(parameters_.begin(), parameters_.end(), wanted);
-  const auto position = found - parameters_.begin() + 1;
+  const auto number = found - parameters_.begin() + 1;
   if (found == parameters_.end()) parameters_.push_back(wanted);
-  return "?" + std::to_string(position);
+  return "?" + std::to_string(number);
 }
 
 SqlValue Translator::value(const Expr& expr, const Scope* scope) {
@@ -89,6 +90,16 @@ SqlValue Translator::value(const Expr& expr, const Scope* scope) {
                     expr.node);
 }
 
+std::string Translator::textLiteral(const Literal& literal, const std::string& text) {
+  if (parameters_.size() >= kMostBoundTexts) {
+    holdsTexts_ |= literal.slot >= 0;
+    return quotedText(text);
+  }
+  return literal.slot < 0 ? parameter(Parameter::Source::Literal, text)
+                          : parameter(Parameter::Source::Text, "",
+                                      static_cast<std::size_t>(literal.slot));
+}
+
 SqlValue Translator::literal(const Literal& literal) {
   SqlValue result;
   result.isLiteral = true;
@@ -101,11 +112,12 @@ SqlValue Translator::literal(const Literal& literal) {
       result.type.nullable = true;
       break;
     case LiteralKind::String: {
+      const std::string& written = literal.slot < 0
+                                       ? literal.text
+                                       : context_.texts[static_cast<std::size_t>(literal.slot)];
       // The server has no empty text: two quotes are one blank.
-      const std::string text = literal.text.empty() ? " " : literal.text;
-      result.sql = parameters_.size() < kMostBoundTexts
-                       ? parameter(Parameter::Source::Literal, text)
-                       : quotedText(text);
+      const std::string text = written.empty() ? " " : written;
+      result.sql = textLiteral(literal, text);
       result.type = varcharType(static_cast<int>(text.size()), false);
       break;
     }

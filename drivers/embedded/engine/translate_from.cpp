@@ -111,6 +111,13 @@ void Translator::requireCreated(const ObjectName& name) const {
   }
 }
 
+const TemporaryTable* Translator::temporary(const std::string& name) {
+  const auto found = context_.temporaries.find(name);
+  if (found == context_.temporaries.end()) return nullptr;
+  temporaries_.push_back({name, found->second.definition});
+  return &found->second;
+}
+
 Source Translator::sourceOf(const NamedTable& table) {
   const ObjectName& name = table.name;
   requireCreated(name);
@@ -119,16 +126,16 @@ Source Translator::sourceOf(const NamedTable& table) {
   if (table.alias.empty()) source.owner = name.owner;
   source.sqlAlias = newAlias();
   if (name.name.starts_with('#')) {
-    const auto found = context_.temporaries.find(name.name);
-    if (found == context_.temporaries.end()) {
+    const TemporaryTable* found = temporary(name.name);
+    if (found == nullptr) {
       throw ServerError(208, 16, 1,
                         name.name +
                             " not found. Specify owner.objectname or use sp_help to check whether "
                             "the object exists (sp_help may produce lots of output).",
                         name.range.line);
     }
-    source.sqliteTable = found->second.sqliteTable;
-    source.columns = sourceColumns(found->second.columns);
+    source.sqliteTable = found->sqliteTable;
+    source.columns = sourceColumns(found->columns);
   } else {
     Caller caller = context_.caller;
     caller.line = name.range.line;

@@ -36,7 +36,10 @@ std::string listed(const std::vector<SqlValue>& items, bool collate) {
 }  // namespace
 
 Plan Translator::finish(std::string sql, std::vector<ResultColumn> columns) {
-  return {std::move(sql), std::move(parameters_), std::move(columns), std::move(assumptions_)};
+  Plan plan{std::move(sql), std::move(parameters_), std::move(columns), std::move(assumptions_),
+            std::move(temporaries_)};
+  plan.holdsTexts = holdsTexts_;
+  return plan;
 }
 
 Plan Translator::select(const Query& whole) {

@@ -77,11 +77,11 @@ WriteTarget Translator::writeTarget(const ObjectName& name) {
   WriteTarget target;
   target.name = name.name;
   if (name.name.starts_with('#')) {
-    const auto found = context_.temporaries.find(name.name);
-    if (found == context_.temporaries.end()) throw notFound();
-    target.sqliteTable = found->second.sqliteTable;
-    target.columns = found->second.columns;
-    target.defaults = found->second.defaults;
+    const TemporaryTable* found = temporary(name.name);
+    if (found == nullptr) throw notFound();
+    target.sqliteTable = found->sqliteTable;
+    target.columns = found->columns;
+    target.defaults = found->defaults;
     return target;
   }
   Caller caller = context_.caller;
@@ -238,7 +238,7 @@ Plan Translator::insertBound(const Insert& statement, const WriteTarget& target,
                              const std::vector<ColumnType>& types) {
   std::vector<SqlValue> values;
   for (std::size_t i = 0; i < types.size(); ++i) {
-    values.push_back({parameter(Parameter::Source::Bound, std::to_string(i)), types[i]});
+    values.push_back({parameter(Parameter::Source::Bound, "", i), types[i]});
   }
   return insertRows(statement, target, values, "");
 }

@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,6 +37,8 @@ struct TranslationContext {
   bool identityInsert = false;
   /// Tables that the batch will have created by the time it gets to the statement.
   const std::set<std::string, std::less<>>* createdLater = nullptr;
+  /// What the string literals with a slot contain.
+  std::span<const std::string> texts = {};
   /// Where the columns of system tables are kept from one statement to the next.
   SystemColumns* systemColumns = nullptr;
 };
@@ -91,6 +94,8 @@ class Translator {
 
  private:
   void requireCreated(const tsql::ObjectName& name) const;
+  /// Null when there is none of that name.
+  const TemporaryTable* temporary(const std::string& name);
   // Where a condition stands: a positive one only decides about rows being there, so that false
   // and unknown are the same.
   enum class Polarity { Positive, Any };
@@ -114,7 +119,8 @@ class Translator {
   enum class QueryUse { Result, Values, Existence };
 
   Plan finish(std::string sql, std::vector<ResultColumn> columns = {});
-  std::string parameter(Parameter::Source source, const std::string& name);
+  std::string parameter(Parameter::Source source, const std::string& name,
+                        std::size_t position = 0);
   std::string newAlias() { return "s" + std::to_string(++aliases_); }
 
   // translate_query.cpp
@@ -142,6 +148,7 @@ class Translator {
   // translate_expression.cpp
   SqlValue value(const tsql::Expr& expr, const Scope* scope);
   SqlValue literal(const tsql::Literal& literal);
+  std::string textLiteral(const tsql::Literal& literal, const std::string& text);
   SqlValue variable(const tsql::Variable& variable, std::uint32_t line);
   SqlValue global(const tsql::GlobalVariable& variable, std::uint32_t line);
   SqlValue unary(const tsql::Unary& unary, const tsql::Expr& expr, const Scope* scope);
@@ -205,6 +212,8 @@ class Translator {
   const TranslationContext& context_;
   std::vector<Parameter> parameters_;
   std::vector<NullAssumption> assumptions_;
+  std::vector<TemporaryUse> temporaries_;
+  bool holdsTexts_ = false;
   std::vector<std::string> assignedVariables_;
   int aliases_ = 0;
   bool bindsNumbers_ = false;  // while the values of an insert are translated

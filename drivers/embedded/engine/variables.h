@@ -3,6 +3,7 @@
 // Plain values.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <string>
@@ -26,6 +27,8 @@ struct TemporaryTable {
   std::string sqliteColumns;  ///< what it was created with
   std::vector<ColumnInfo> columns;
   std::vector<std::string> defaults;  ///< `default e` of each column, or empty
+  /// Server::definition of all the above: equal tables of equal numbers are interchangeable.
+  std::uint64_t definition = 0;
 };
 using TemporaryTables = std::map<std::string, TemporaryTable, std::less<>>;
 

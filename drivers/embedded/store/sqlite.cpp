@@ -287,7 +287,17 @@ void Database::execute(const std::string& sql) {
   if (sqlite3_exec(handle(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) fail();
 }
 
+void Database::begin() {
+  if (sqlite3_get_autocommit(handle()) != 0) run("BEGIN");
+}
+
+void Database::commit() {
+  if (sqlite3_get_autocommit(handle()) == 0) run("COMMIT");
+}
+
 std::int64_t Database::changes() const { return sqlite3_changes64(handle()); }
+
+std::int64_t Database::totalChanges() const { return sqlite3_total_changes64(handle()); }
 
 std::int64_t Database::lastRowId() const { return sqlite3_last_insert_rowid(handle()); }
 

@@ -170,7 +170,14 @@ class Database {
     }
   }
 
+  /// Statements from here on are one transaction, which costs less than one for each. Nothing when
+  /// there is one already.
+  void begin();
+  void commit();
+
   std::int64_t changes() const;
+  /// Rows written since the database was opened.
+  std::int64_t totalChanges() const;
   std::int64_t lastRowId() const;
 
   /// `argumentCount` -1 takes any number.

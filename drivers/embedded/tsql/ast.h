@@ -60,10 +60,12 @@ struct DataType {
 enum class LiteralKind { Integer, Decimal, Float, Money, String, Binary, Null };
 
 /// `text` is the number as written (money without its `$`), the decoded string, or the hex digits
-/// after `0x`. It is empty for null.
+/// after `0x`. It is empty for null. `slot` is the place of a string among BatchShape::texts, -1
+/// for any other literal.
 struct Literal {
   LiteralKind kind = LiteralKind::Null;
   std::string text;
+  int slot = -1;
 };
 
 /// `@v`; the name keeps its `@`.

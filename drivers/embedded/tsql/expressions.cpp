@@ -170,13 +170,21 @@ ExprPtr Parser::prefix() {
   return primary();
 }
 
+int Parser::takeSlot(const Token& token) {
+  const auto found = std::ranges::lower_bound(texts_, token.begin + 1, {}, &TextSpan::begin);
+  if (found == texts_.end() || found->begin != token.begin + 1) return -1;
+  ++slotsTaken_;
+  return static_cast<int>(found - texts_.begin());
+}
+
 ExprPtr Parser::literal(LiteralKind kind) {
   const Token& token = take();
   std::string text = token.value();
   if (kind == LiteralKind::Money) text.erase(0, 1);
   if (kind == LiteralKind::Binary) text.erase(0, 2);
   if (kind == LiteralKind::Null) text.clear();
-  return make(Literal{kind, std::move(text)}, token);
+  const int slot = kind == LiteralKind::String ? takeSlot(token) : -1;
+  return make(Literal{kind, std::move(text), slot}, token);
 }
 
 ExprPtr Parser::primary() {

@@ -67,8 +67,8 @@ const Parser::StatementRule* Parser::statementRule(std::string_view word) {
   return rule != std::end(kStatementRules) && rule->word == word ? rule : nullptr;
 }
 
-Parser::Parser(std::string_view batch, ParseOptions options)
-    : batch_(batch), tokens_(tokenize(batch, options)) {}
+Parser::Parser(std::string_view batch, ParseOptions options, std::span<const TextSpan> texts)
+    : batch_(batch), tokens_(tokenize(batch, options)), texts_(texts) {}
 
 Parser::Nesting::Nesting(Parser& p) : parser(p) {
   if (parser.depth_ == kMaxDepth) parser.nestedTooDeeply();
@@ -342,6 +342,12 @@ ExprPtr Parser::wholeExpression() {
 
 StatementList parseBatch(std::string_view batch, ParseOptions options) {
   return Parser(batch, options).batch();
+}
+
+ShapedBatch parseBatch(std::string_view batch, const BatchShape& shape, ParseOptions options) {
+  Parser parser(batch, options, shape.texts);
+  StatementList statements = parser.batch();
+  return {std::move(statements), parser.tookEverySlot()};
 }
 
 ExprPtr parseExpression(std::string_view text, ParseOptions options) {

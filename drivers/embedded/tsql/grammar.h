@@ -12,6 +12,7 @@
 
 #include <limits>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -19,14 +20,16 @@
 
 #include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/lexer.h"
+#include "drivers/embedded/tsql/shape.h"
 
 namespace kelvane::tsql {
 
 class Parser {
  public:
-  Parser(std::string_view batch, ParseOptions options);
+  Parser(std::string_view batch, ParseOptions options, std::span<const TextSpan> texts = {});
 
   StatementList batch();
+  bool tookEverySlot() const { return slotsTaken_ == texts_.size(); }
   ExprPtr wholeExpression();
 
  private:
@@ -106,6 +109,7 @@ class Parser {
   ExprPtr prefix();
   ExprPtr primary();
   ExprPtr parenthesized();
+  int takeSlot(const Token& token);
   ExprPtr literal(LiteralKind kind);
   ExprPtr caseExpression();
   ExprPtr convertCall();
@@ -254,6 +258,8 @@ class Parser {
   std::size_t firstStatement_ = 0;
   int depth_ = 0;
   int height_ = 0;
+  std::span<const TextSpan> texts_;
+  std::size_t slotsTaken_ = 0;
   bool wholeBatch_ = false;  // the statement being read is stored with the text of the batch
 };
 

@@ -1,0 +1,37 @@
+#include "drivers/embedded/tsql/shape.h"
+
+#include <algorithm>
+
+#include "drivers/embedded/tsql/scan.h"
+
+namespace kelvane::tsql {
+
+BatchShape shapeOf(std::string_view batch) {
+  constexpr char kLetter = '\1';
+  BatchShape shape{std::string(batch), {}};
+  for (std::size_t at = 0; (at = batch.find_first_of("'\"[-/", at)) != batch.npos;) {
+    const char c = batch[at];
+    if (isLineComment(batch, at)) {
+      at = endOfLine(batch, at);
+    } else if (isBlockComment(batch, at)) {
+      at = std::min(endOfBlockComment(batch, at), batch.size());
+    } else if (c == '-' || c == '/') {
+      ++at;
+    } else {
+      const std::size_t end = endOfQuoted(batch, at, c == '[' ? ']' : c);
+      // The parser will say what is wrong.
+      if (end == kUnclosed) break;
+      const std::string_view content = batch.substr(at + 1, end - at - 2);
+      if (c == '\'' && !content.empty() && content.find_first_of("'\r\n") == content.npos) {
+        shape.texts.push_back(
+            {static_cast<std::uint32_t>(at + 1), static_cast<std::uint32_t>(end - 1)});
+        std::fill_n(shape.key.begin() + static_cast<std::ptrdiff_t>(at + 1), content.size(),
+                    kLetter);
+      }
+      at = end;
+    }
+  }
+  return shape;
+}
+
+}  // namespace kelvane::tsql
