@@ -6,9 +6,13 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "cli/side_reader.h"
@@ -119,6 +123,29 @@ class TraceFile {
   std::ofstream stream_;
 };
 
+enum class Pace { Together, InTurn };
+
+// Does the same for both sides, where it can at the same time. What they complain about is told one
+// side after the other; when both fail, it is the source that fails.
+template <class Work>
+auto forBothSides(Pace pace, const Console& console, Work work) {
+  using Result = std::invoke_result_t<Work, std::size_t, const Console&>;
+  std::ostringstream complaints;
+  const Console aside{console.out, complaints, false};
+  auto target = std::async(pace == Pace::Together ? std::launch::async : std::launch::deferred,
+                           [&] { return work(1, aside); });
+  Result source = work(0, console);
+  const auto tell = [&] { console.err << complaints.str(); };
+  try {
+    std::array<Result, 2> results{std::move(source), target.get()};
+    tell();
+    return results;
+  } catch (...) {
+    tell();
+    throw;
+  }
+}
+
 ExitStatus report(const diffSchema& differences, const std::vector<std::string>& gaps,
                   bool sidesComplete, const Console& console) {
   const bool complete = sidesComplete && gaps.empty();
@@ -143,22 +170,26 @@ std::span<const Option> compareOptions() { return kOptions; }
 ExitStatus runCompare(std::span<const std::string> words, const Console& console,
                       const OpenSide& open) {
   const Request request = parse(words);
-  const auto openSide = [&](const std::vector<std::string>& places) {
-    return open(places, request.settings, console);
-  };
-  const std::array sides{openSide(request.source), openSide(request.target)};
+  const std::array places{&request.source, &request.target};
+  const auto sides =
+      forBothSides(Pace::Together, console, [&](std::size_t side, const Console& complaints) {
+        return open(*places[side], request.settings, complaints);
+      });
 
   std::optional<TraceFile> traceFile;
   if (request.trace) traceFile.emplace(*request.trace);
   const auto options = everySwitch();
-  const auto read = [&](std::size_t side, std::u16string_view name) {
+  StatusLine line(console);
+  // A trace tells what happened in its order.
+  const Pace pace = traceFile ? Pace::InTurn : Pace::Together;
+  const auto readings = forBothSides(pace, console, [&](std::size_t side, const Console&) {
+    const std::u16string_view name = side == 0 ? u"source" : u"target";
     std::optional<Trace> trace;
     if (traceFile) trace.emplace(traceFile->stream(), name);
-    return readSide(sides[side]->connection(), toUtf8(name), options, console,
+    return readSide(sides[side]->connection(), toUtf8(name), options, line,
                     trace ? &*trace : nullptr);
-  };
-  const SideReading source = read(0, u"source");
-  const SideReading target = read(1, u"target");
+  });
+  const auto& [source, target] = readings;
   if (traceFile) traceFile->close();
 
   std::vector<std::string> gaps = source.gaps;

@@ -1,13 +1,13 @@
-// Shows a reader's progress on a terminal, in one line that is written over, and hands it on to a
-// trace.
+// Shows a reader's progress in the status line and hands it on to a trace.
 //
-// Lifetime: console and trace outlive it; it clears its line when it goes. Threading: one thread.
+// Lifetime: status line and trace outlive it; what it shows vanishes when it goes. Threading: one
+// thread.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-#include "cli/console.h"
+#include "cli/status_line.h"
 #include "cli/trace.h"
 #include "reader/idb_fetch.h"
 
@@ -15,11 +15,10 @@ namespace kelvane::cli {
 
 class Progress final : public IDBFetchEvents {
  public:
-  // `trace` may be null. Nothing is shown where standard error is no terminal. What the reader is
-  // at is kept in `activity`.
-  Progress(const Console& console, std::string_view side, Trace* trace, std::u16string& activity)
-      : console_(console), side_(side), trace_(trace), activity_(activity) {}
-  ~Progress() override { show({}); }
+  // `trace` may be null. What the reader is at is kept in `activity`.
+  Progress(StatusLine& line, std::string_view side, Trace* trace, std::u16string& activity)
+      : line_(line), side_(side), trace_(trace), activity_(activity) {}
+  ~Progress() override { line_.show(side_, {}); }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
@@ -30,9 +29,7 @@ class Progress final : public IDBFetchEvents {
   void EndProcessing(const enumObjectType& ObjectType) override;
 
  private:
-  void show(std::u16string text);
-
-  const Console& console_;
+  StatusLine& line_;
   std::string side_;
   Trace* trace_;
   std::u16string& activity_;

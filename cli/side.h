@@ -1,6 +1,7 @@
 // The databases that a command works on.
 //
-// Lifetime: a side owns all that its connection needs. Threading: one thread for each side.
+// Lifetime: a side owns all that its connection needs. Threading: one thread for each side; several
+// sides may be opened and used at the same time.
 #pragma once
 
 #include <functional>

@@ -49,7 +49,7 @@ std::shared_ptr<cAppliesTo> everything() {
 }  // namespace
 
 SideReading readSide(ado::Connection& connection, std::string_view side,
-                     const std::shared_ptr<cComparisonOptions>& options, const Console& console,
+                     const std::shared_ptr<cComparisonOptions>& options, StatusLine& line,
                      Trace* trace) {
   std::u16string activity;
   TracingConnection traced(connection, activity, trace);
@@ -59,7 +59,7 @@ SideReading readSide(ado::Connection& connection, std::string_view side,
   reader.AppliesTo(everything());
   bool completed = false;
   {
-    Progress progress(console, side, trace, activity);
+    Progress progress(line, side, trace, activity);
     completed = reader.Fetch(progress);
   }
   SideReading result;

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "ado/ado.h"
-#include "cli/console.h"
+#include "cli/status_line.h"
 #include "cli/trace.h"
 #include "model/schema.h"
 #include "settings/comparison_options.h"
@@ -24,7 +24,7 @@ struct SideReading {
 
 // Reads all objects. `side` ("source") goes before progress and gaps; `trace` may be null.
 SideReading readSide(ado::Connection& connection, std::string_view side,
-                     const std::shared_ptr<cComparisonOptions>& options, const Console& console,
+                     const std::shared_ptr<cComparisonOptions>& options, StatusLine& line,
                      Trace* trace);
 
 }  // namespace kelvane::cli

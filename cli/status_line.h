@@ -1,0 +1,33 @@
+// The line on a terminal that tells what each side is at and is written over.
+//
+// Lifetime: the console outlives it; it clears the line when it goes. Threading: any.
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "cli/console.h"
+
+namespace kelvane::cli {
+
+class StatusLine {
+ public:
+  // Nothing is shown where standard error is no terminal.
+  explicit StatusLine(const Console& console) : console_(console) {}
+  ~StatusLine();
+  StatusLine(const StatusLine&) = delete;
+  StatusLine& operator=(const StatusLine&) = delete;
+
+  bool isShown() const { return console_.errIsTerminal; }
+  // What the side is at from now on; an empty text: nothing more. Controls are shown as "?".
+  void show(std::string_view side, std::u16string text);
+
+ private:
+  const Console& console_;
+  std::mutex mutex_;
+  std::map<std::string, std::u16string, std::less<>> texts_;
+};
+
+}  // namespace kelvane::cli
