@@ -144,6 +144,10 @@ std::size_t decodeUtf8(std::string_view bytes, char32_t& code) {
 }  // namespace
 
 std::u16string toUtf16(std::string_view utf8) {
+  // Nearly all texts are ASCII alone, which needs no decoding.
+  char bits = 0;
+  for (const char byte : utf8) bits = static_cast<char>(bits | byte);
+  if (!(bits & 0x80)) return {utf8.begin(), utf8.end()};
   std::u16string result;
   result.reserve(utf8.size());
   while (!utf8.empty()) {
@@ -160,6 +164,9 @@ std::u16string toUtf16(std::string_view utf8) {
 }
 
 std::string toUtf8(std::u16string_view utf16) {
+  char16_t bits = 0;
+  for (const char16_t unit : utf16) bits = static_cast<char16_t>(bits | unit);
+  if (bits < 0x80) return {utf16.begin(), utf16.end()};
   std::string result;
   result.reserve(utf16.size());
   for (std::size_t position = 0; position < utf16.size();) {

@@ -138,6 +138,8 @@ std::unique_ptr<ado::Recordset> EmbeddedConnection::Open(std::u16string_view sou
 
 }  // namespace
 
+void prepareForThreads() { forgoMemoryAccounts(); }
+
 EmbeddedCatalog::EmbeddedCatalog(const CatalogOptions& options)
     : server_(std::make_unique<Server>(options)) {}
 EmbeddedCatalog::~EmbeddedCatalog() = default;

@@ -15,6 +15,11 @@ namespace kelvane::embedded {
 
 class Server;
 
+/// Lets catalogs of different threads get out of each other's way: SQLite then keeps no account of
+/// its memory, for which all threads would wait on one lock. For the start of a program; it does
+/// nothing once anything in the process has used SQLite.
+void prepareForThreads();
+
 class EmbeddedCatalog {
  public:
   /// An empty database, as the server creates one.

@@ -136,11 +136,10 @@ constexpr Layout kLayouts[] = {
 constexpr std::string_view kIndexes =
     "CREATE UNIQUE INDEX sysobjects_id ON sysobjects(id);"
     "CREATE UNIQUE INDEX sysobjects_name ON sysobjects(name, uid);"
-    "CREATE INDEX sysobjects_uid ON sysobjects(uid);"
     "CREATE INDEX sysobjects_deltrig ON sysobjects(deltrig) WHERE deltrig != 0;"
     "CREATE UNIQUE INDEX sysindexes_id ON sysindexes(id, indid);"
     "CREATE INDEX sysindexes_name ON sysindexes(name);"
-    "CREATE UNIQUE INDEX syscolumns_id ON syscolumns(id, number, colid);"
+    "CREATE UNIQUE INDEX syscolumns_id ON syscolumns(id, colid, number);"
     "CREATE INDEX syscolumns_cdefault ON syscolumns(cdefault) WHERE cdefault != 0;"
     "CREATE INDEX syscolumns_domain ON syscolumns(domain) WHERE domain != 0;"
     "CREATE INDEX systypes_name ON systypes(name);"

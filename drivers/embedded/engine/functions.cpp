@@ -317,29 +317,27 @@ void registerLookups(Catalog& catalog, Running& running) {
   const auto object = [&](const FunctionCall& call) {
     return catalog.findObject(call.text(0), *running.caller);
   };
-  store.addFunction("object_id_of", 1, FunctionKind::Volatile, [object](FunctionCall& call) {
+  store.addFunction("object_id_of", 1, FunctionKind::Fixed, [object](FunctionCall& call) {
     if (anyNull(call)) return;
     if (const auto found = object(call)) call.result(found->id);
   });
-  store.addFunction(
-      "index_column", 3, FunctionKind::Volatile, [object, &catalog](FunctionCall& call) {
-        if (anyNull(call)) return;
-        const auto found = object(call);
-        if (!found) return;
-        const auto name = catalog.indexColumn(found->id, static_cast<int>(call.integer(1)),
-                                              static_cast<int>(call.integer(2)));
-        if (name) call.result(std::string_view(*name));
-      });
-  store.addFunction("index_order", 3, FunctionKind::Volatile,
-                    [object, &catalog](FunctionCall& call) {
-                      if (anyNull(call)) return;
-                      const auto found = object(call);
-                      const int indid = static_cast<int>(call.integer(1));
-                      const int key = static_cast<int>(call.integer(2));
-                      if (!found || !catalog.indexColumn(found->id, indid, key)) return;
-                      const bool descending = catalog.isDescendingKey(found->id, indid, key);
-                      call.result(std::string_view(descending ? "DESC" : "ASC"));
-                    });
+  store.addFunction("index_column", 3, FunctionKind::Fixed, [object, &catalog](FunctionCall& call) {
+    if (anyNull(call)) return;
+    const auto found = object(call);
+    if (!found) return;
+    const auto name = catalog.indexColumn(found->id, static_cast<int>(call.integer(1)),
+                                          static_cast<int>(call.integer(2)));
+    if (name) call.result(std::string_view(*name));
+  });
+  store.addFunction("index_order", 3, FunctionKind::Fixed, [object, &catalog](FunctionCall& call) {
+    if (anyNull(call)) return;
+    const auto found = object(call);
+    const int indid = static_cast<int>(call.integer(1));
+    const int key = static_cast<int>(call.integer(2));
+    if (!found || !catalog.indexColumn(found->id, indid, key)) return;
+    const bool descending = catalog.isDescendingKey(found->id, indid, key);
+    call.result(std::string_view(descending ? "DESC" : "ASC"));
+  });
 }
 
 void registerSession(Database& store, Running& running) {

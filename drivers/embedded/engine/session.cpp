@@ -1,6 +1,7 @@
 #include "drivers/embedded/engine/session.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "drivers/embedded/engine/batch.h"
 #include "drivers/embedded/engine/globals.h"
@@ -45,17 +46,20 @@ std::uint64_t Server::definition(const TemporaryTable& table) {
 
 Statement Server::statement(const std::string& sql) {
   const auto kept = statements_.find(sql);
-  if (kept == statements_.end()) return catalog.store().prepare(sql);
-  Statement statement = std::move(kept->second);
-  statements_.erase(kept);
-  return statement;
+  if (kept == statements_.end() || !kept->second) return catalog.store().prepare(sql);
+  return *std::exchange(kept->second, std::nullopt);
 }
 
 void Server::giveBack(const std::string& sql, Statement statement) {
   constexpr std::size_t kMostStatements = 256;
   statement.reset();
+  const auto place = statements_.find(sql);
+  if (place != statements_.end()) {
+    place->second = std::move(statement);
+    return;
+  }
   if (statements_.size() >= kMostStatements) statements_.clear();
-  statements_.insert_or_assign(sql, std::move(statement));
+  statements_.emplace(sql, std::move(statement));
 }
 
 Row rowOf(const Statement& statement) {

@@ -72,7 +72,8 @@ class Server {
 
  private:
   std::map<int, std::shared_ptr<ParsedBatch>> procedures_;
-  std::unordered_map<std::string, Statement> statements_;
+  /// None while a run of a batch has it.
+  std::unordered_map<std::string, std::optional<Statement>> statements_;
   std::unordered_map<std::string, std::uint64_t> definitions_;
   std::uint64_t lastDefinition_ = 0;
   int sessions_ = 0;

@@ -38,12 +38,13 @@ const char* symbolOf(BinaryOp op) {
 // instead of naming every row.
 struct NameFunction {
   std::string_view name;
-  std::string_view keys;
+  std::string_view table;
+  std::string_view key;
 };
 constexpr std::array kNameFunctions = {
-    NameFunction{"object_name", "SELECT id FROM sysobjects WHERE name"},
-    NameFunction{"user_name", "SELECT uid FROM sysusers WHERE name"},
-    NameFunction{"suser_name", "SELECT suid FROM syslogins WHERE name"},
+    NameFunction{"object_name", "sysobjects", "id"},
+    NameFunction{"user_name", "sysusers", "uid"},
+    NameFunction{"suser_name", "syslogins", "suid"},
 };
 
 std::string joined(const std::vector<std::string>& parts, const char* separator) {
@@ -63,9 +64,11 @@ std::string Translator::condition(const Expr& expr, const Scope* scope, Polarity
       Overloaded{
           [&](const Binary& e) { return comparison(e, line, scope, polarity); },
           [&](const Logical& e) {
+            const bool alone = polarity != Polarity::Conjunct || e.op == LogicalOp::And;
+            const Polarity inner = alone ? polarity : Polarity::Positive;
             std::vector<std::string> parts;
             for (const auto& operand : e.operands) {
-              parts.push_back(condition(*operand, scope, polarity));
+              parts.push_back(condition(*operand, scope, inner));
             }
             return "(" + joined(parts, e.op == LogicalOp::And ? " AND " : " OR ") + ")";
           },
@@ -118,19 +121,25 @@ std::optional<bool> Translator::knownNull(const Expr& expr) {
 }
 
 std::optional<std::string> Translator::keyLookup(const Expr& expr, const Scope* scope,
-                                                 const std::string& nameTest) {
+                                                 const std::string& nameTest, Polarity polarity) {
   const auto* call = as<Call>(expr);
   if (call == nullptr || call->arguments.size() != 1 || !call->function.owner.empty()) {
     return std::nullopt;
   }
   const std::string name = lowered(call->function.name);
-  for (const NameFunction& function : kNameFunctions) {
-    if (function.name != name) continue;
-    const SqlValue key = value(*call->arguments[0], scope);
-    if (!key.isColumn || !isInteger(key.type.kind)) return std::nullopt;
-    return key.sql + " IN (" + std::string(function.keys) + " " + nameTest + ")";
+  const auto function = std::ranges::find(kNameFunctions, name, &NameFunction::name);
+  if (function == kNameFunctions.end()) return std::nullopt;
+  const SqlValue key = value(*call->arguments[0], scope);
+  if (!key.isColumn || !isInteger(key.type.kind)) return std::nullopt;
+  const std::string table(function->table);
+  const std::string number(function->key);
+  if (polarity != Polarity::Conjunct) {
+    return key.sql + " IN (SELECT " + number + " FROM " + table + " WHERE name " + nameTest + ")";
   }
-  return std::nullopt;
+  // Joined, the numbers need not be collected first.
+  const std::string alias = newAlias();
+  joinedTables_ += ", " + table + " AS " + alias;
+  return "(" + alias + ".name " + nameTest + " AND " + alias + "." + number + " = " + key.sql + ")";
 }
 
 std::string Translator::comparison(const Binary& binary, std::uint32_t line, const Scope* scope,
@@ -148,12 +157,12 @@ std::string Translator::comparison(const Binary& binary, std::uint32_t line, con
     if (leftNull == true && rightNull == true) return equal ? "1" : "0";
     return "(" + (leftNull == true ? right : left).sql + (equal ? " IS NULL)" : " IS NOT NULL)");
   }
-  if (polarity == Polarity::Positive && binary.op == BinaryOp::Equal) {
+  if (polarity != Polarity::Any && binary.op == BinaryOp::Equal) {
     // The name must be known before any row is read.
     const auto lookup = [&](const Expr& function, const std::optional<bool>& known,
                             const SqlValue& name) -> std::optional<std::string> {
       if (known != false || !isCharacter(name.type.kind)) return std::nullopt;
-      return keyLookup(function, scope, "= " + name.sql);
+      return keyLookup(function, scope, "= " + name.sql, polarity);
     };
     if (auto sql = lookup(*binary.left, rightNull, right)) return *sql;
     if (auto sql = lookup(*binary.right, leftNull, left)) return *sql;
@@ -206,8 +215,8 @@ std::string Translator::membership(const InList& in, std::uint32_t line, const S
   }
   if (plain) {
     const std::string names = "IN (" + joined(same, ", ") + ")";
-    if (polarity == Polarity::Positive && !in.negated) {
-      if (auto sql = keyLookup(*in.value, scope, names)) return *sql;
+    if (polarity != Polarity::Any && !in.negated) {
+      if (auto sql = keyLookup(*in.value, scope, names, polarity)) return *sql;
     }
     return "(" + collated(v) + (in.negated ? " NOT " : " ") + names + ")";
   }
@@ -239,8 +248,8 @@ std::string Translator::membership(const InSubquery& in, std::uint32_t line, con
     return "(" + converted(v, common) + (in.negated ? " NOT" : "") + " IN (SELECT " +
            converted(element, common) + " FROM (" + inner.sql + ")))";
   }
-  if (polarity == Polarity::Positive && !in.negated) {
-    if (auto sql = keyLookup(*in.value, scope, names)) return *sql;
+  if (polarity != Polarity::Any && !in.negated) {
+    if (auto sql = keyLookup(*in.value, scope, names, polarity)) return *sql;
   }
   return "(" + collated(v) + (in.negated ? " NOT " : " ") + names + ")";
 }

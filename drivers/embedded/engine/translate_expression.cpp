@@ -95,9 +95,9 @@ std::string Translator::textLiteral(const Literal& literal, const std::string& t
     holdsTexts_ |= literal.slot >= 0;
     return quotedText(text);
   }
-  return literal.slot < 0 ? parameter(Parameter::Source::Literal, text)
-                          : parameter(Parameter::Source::Text, "",
-                                      static_cast<std::size_t>(literal.slot));
+  return literal.slot < 0
+             ? parameter(Parameter::Source::Literal, text)
+             : parameter(Parameter::Source::Text, "", static_cast<std::size_t>(literal.slot));
 }
 
 SqlValue Translator::literal(const Literal& literal) {
@@ -112,9 +112,8 @@ SqlValue Translator::literal(const Literal& literal) {
       result.type.nullable = true;
       break;
     case LiteralKind::String: {
-      const std::string& written = literal.slot < 0
-                                       ? literal.text
-                                       : context_.texts[static_cast<std::size_t>(literal.slot)];
+      const std::string& written =
+          literal.slot < 0 ? literal.text : context_.texts[static_cast<std::size_t>(literal.slot)];
       // The server has no empty text: two quotes are one blank.
       const std::string text = written.empty() ? " " : written;
       result.sql = textLiteral(literal, text);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
@@ -292,9 +293,11 @@ Translator::FromText Translator::fromText(const std::vector<TableRefPtr>& from, 
   for (const auto& table : from) {
     result.sql += (result.sql.empty() ? "" : ", ") + renderTable(*table, scope, next);
   }
+  const std::string outerTables = std::exchange(joinedTables_, {});
   for (const Expr* term : terms) {
-    result.conditions.push_back(condition(*term, &scope, Polarity::Positive));
+    result.conditions.push_back(condition(*term, &scope, Polarity::Conjunct));
   }
+  result.sql += std::exchange(joinedTables_, outerTables);
   return result;
 }
 

@@ -96,9 +96,9 @@ class Translator {
   void requireCreated(const tsql::ObjectName& name) const;
   /// Null when there is none of that name.
   const TemporaryTable* temporary(const std::string& name);
-  // Where a condition stands: a positive one only decides about rows being there, so that false
-  // and unknown are the same.
-  enum class Polarity { Positive, Any };
+  // Where a condition stands. A positive one only decides about rows being there, so that false and
+  // unknown are the same; a conjunct is besides one of those that all rows of a query must meet.
+  enum class Polarity { Conjunct, Positive, Any };
 
   struct QueryText {
     std::string sql;
@@ -176,7 +176,7 @@ class Translator {
   std::string like(const tsql::Like& like, const Scope* scope);
   std::optional<bool> knownNull(const tsql::Expr& expr);
   std::optional<std::string> keyLookup(const tsql::Expr& expr, const Scope* scope,
-                                       const std::string& nameTest);
+                                       const std::string& nameTest, Polarity polarity);
 
   // translate_call.cpp
   SqlValue call(const tsql::Call& call, const tsql::Expr& expr, const Scope* scope);
@@ -215,6 +215,8 @@ class Translator {
   std::vector<TemporaryUse> temporaries_;
   bool holdsTexts_ = false;
   std::vector<std::string> assignedVariables_;
+  std::string
+      joinedTables_;  // by the conjuncts of the query at hand; each row meets one row of them
   int aliases_ = 0;
   bool bindsNumbers_ = false;  // while the values of an insert are translated
   int viewDepth_ = 0;

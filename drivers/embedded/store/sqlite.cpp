@@ -245,6 +245,8 @@ void Database::addAggregate(const char* name, int argumentCount, AggregateFactor
 
 // database
 
+void forgoMemoryAccounts() { sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0); }
+
 void Database::Close::operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
 
 Database::Database() {

@@ -134,6 +134,10 @@ using AggregateFactory = std::function<std::unique_ptr<Aggregate>()>;
 /// Fixed functions give the same result for the same arguments while a statement runs.
 enum class FunctionKind { Fixed, Volatile };
 
+/// SQLite's count of the memory that it uses, kept for the whole process under one lock, is left
+/// out. To be called before anything uses SQLite; later it does nothing.
+void forgoMemoryAccounts();
+
 class Database {
  public:
   Database();

@@ -6,12 +6,22 @@
 
 namespace kelvane::tsql {
 
+namespace {
+
+constexpr bool mayStartText(char c) {
+  return c == '\'' || c == '"' || c == '[' || c == '-' || c == '/';
+}
+
+}  // namespace
+
 BatchShape shapeOf(std::string_view batch) {
   constexpr char kLetter = '\1';
   BatchShape shape{std::string(batch), {}};
-  for (std::size_t at = 0; (at = batch.find_first_of("'\"[-/", at)) != batch.npos;) {
+  for (std::size_t at = 0; at < batch.size();) {
     const char c = batch[at];
-    if (isLineComment(batch, at)) {
+    if (!mayStartText(c)) {
+      ++at;
+    } else if (isLineComment(batch, at)) {
       at = endOfLine(batch, at);
     } else if (isBlockComment(batch, at)) {
       at = std::min(endOfBlockComment(batch, at), batch.size());
