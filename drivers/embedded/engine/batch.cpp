@@ -303,7 +303,7 @@ bool BatchRun::test(const Expr& condition) {
   Prepared& plan = prepared(&condition, [&](Translator& t) { return t.test(condition); });
   bind(plan);
   const bool holds = step(plan) && plan.statement->integer(0) != 0;
-  plan.statement->reset();
+  giveBack(plan);
   // A test is a statement like any other to @@error, which it may have just read.
   session_.lastError = 0;
   return holds;
@@ -314,7 +314,7 @@ Cell BatchRun::evaluate(const Expr& expr, const ColumnType* type) {
   bind(plan);
   Cell value;
   if (step(plan)) value = plan.statement->cell(0);
-  plan.statement->reset();
+  giveBack(plan);
   if (type == nullptr || isNull(value)) return value;
   const ColumnType& from = plan.plan.columns[0].type;
   requireImplicit(from.kind, type->kind, expr.range.line);

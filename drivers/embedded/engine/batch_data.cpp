@@ -157,8 +157,9 @@ std::int64_t BatchRun::execute(Prepared& prepared, const Row* bound) {
   bind(prepared, bound);
   while (step(prepared)) {
   }
-  prepared.statement->reset();
-  return server_.catalog.store().changes();
+  const std::int64_t rows = server_.catalog.store().changes();
+  giveBack(prepared);
+  return rows;
 }
 
 void BatchRun::changed(std::int64_t rows) {
@@ -192,7 +193,7 @@ void BatchRun::select(const SelectStatement& statement) {
     outcome_.row(rowOf(*rows.statement));
     ++count;
   }
-  rows.statement->reset();
+  giveBack(rows);
   session_.rowCount = count;
 }
 
@@ -205,7 +206,7 @@ void BatchRun::assignFrom(const Select& select, Prepared& rows) {
       assign(select.items[i].variable, row[i], rows.plan.columns[i].type);
     }
   }
-  rows.statement->reset();
+  giveBack(rows);
   session_.rowCount = count;
 }
 

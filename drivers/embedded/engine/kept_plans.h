@@ -27,7 +27,7 @@ struct Circumstances {
 struct Prepared {
   Plan plan;
   Circumstances made;
-  std::optional<Statement> statement;  ///< while a run of the batch uses it
+  std::optional<Statement> statement;  ///< while it runs
 };
 
 /// The plans for one node. They stay where they are while others are added.

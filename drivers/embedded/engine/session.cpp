@@ -158,8 +158,9 @@ tsql::ParseOptions Session::parseOptions() const {
 }
 
 std::shared_ptr<ParsedBatch> Session::parsed(std::string_view text) {
-  constexpr std::size_t kMostBatches = 512;
-  constexpr std::size_t kLongestKept = 65'536;
+  // A tree takes some hundred times the memory of its text.
+  constexpr std::size_t kMostKept = 1 << 20;
+  constexpr std::size_t kLongestKept = kMostKept / 64;
   const tsql::ParseOptions how = parseOptions();
   auto batch = std::make_shared<ParsedBatch>(std::string(text));
   if (text.size() > kLongestKept) {
@@ -183,7 +184,11 @@ std::shared_ptr<ParsedBatch> Session::parsed(std::string_view text) {
   tsql::ShapedBatch tree = tsql::parseBatch(batch->text, shape, how);
   batch->statements = std::move(tree.statements);
   if (tree.servesShape) {
-    if (batches_.size() >= kMostBatches) batches_.clear();
+    if (keptText_ + text.size() > kMostKept) {
+      batches_.clear();
+      keptText_ = 0;
+    }
+    keptText_ += text.size();
     batches_.emplace(std::move(shape.key), batch);
   }
   return batch;

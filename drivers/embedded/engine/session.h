@@ -182,6 +182,7 @@ class Session {
   std::multimap<std::string, std::string> spareTables_;
   /// By the keys of their shapes.
   std::unordered_map<std::string, std::shared_ptr<ParsedBatch>> batches_;
+  std::size_t keptText_ = 0;  // bytes of their texts
 };
 
 }  // namespace kelvane::embedded
