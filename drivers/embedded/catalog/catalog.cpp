@@ -309,6 +309,13 @@ std::string Catalog::sourceText(int objectId) {
   return text;
 }
 
+SourceText Catalog::source(int objectId) {
+  return {sourceText(objectId), store_
+                                    .value("SELECT 1 FROM syscomments WHERE id = ? AND status & ?",
+                                           objectId, kQuotedIdentifiersOn)
+                                    .has_value()};
+}
+
 // rows of user tables
 
 std::string Catalog::rowTable(int tableId) {

@@ -15,7 +15,7 @@ using namespace tsql;
 namespace {
 
 // Errors after which the batch goes on with its next statement.
-constexpr std::array kStatementErrors = {515, 546, 547, 548, 2601, 2615, 3604, 3701, 3718};
+constexpr std::array kStatementErrors = {515, 546, 547, 548, 552, 2601, 2615, 3604, 3701, 3718};
 
 // What the server says when the thing to remove, or the table it belongs to, is not there.
 constexpr std::array kMissing = {208,   911,   3701,  3718,  3728,  4604, 4924,
@@ -209,8 +209,7 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
           },
           [&](const Truncate& s) {
             return simple([&] {
-              const WriteTarget target = Translator(context()).writeTarget(s.table);
-              server_.catalog.store().execute("DELETE FROM " + target.sqliteTable);
+              change(prepared(&statement, [&](Translator& t) { return t.truncate(s); }));
             });
           },
           [&](const Declare& s) {
@@ -367,7 +366,7 @@ void BatchRun::setOption(const SetOption& option) {
   if (const auto table = identityInsert(option)) session_.options.identityInsertTable = *table;
   for (const std::string& name : option.names) {
     if (name == "nocount") session_.options.noCount = on;
-    if (name == "quoted_identifier") session_.options.quotedIdentifier = on;
+    if (name == "quoted_identifier") session_.caller.quotedIdentifier = on;
     if (name == "rowcount") {
       const auto variable = variables_.find(value);
       const std::string digits = variable == variables_.end() || isNull(variable->second.value)

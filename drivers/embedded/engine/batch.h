@@ -85,6 +85,7 @@ class BatchRun {
   std::int64_t execute(Prepared& prepared, const Row* bound = nullptr);
   /// As execute, for a change of rows that a trigger may have to hear of.
   std::int64_t change(Prepared& prepared);
+  void runTests(const std::vector<std::string>& tests);
   void select(const tsql::SelectStatement& statement);
   void assignFrom(const tsql::Select& select, Prepared& prepared);
   void selectInto(const tsql::SelectStatement& statement);

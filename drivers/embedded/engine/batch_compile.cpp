@@ -117,7 +117,9 @@ void BatchRun::compileParts(const tsql::Statement& statement) {
                  [&](const Delete& s) {
                    translate(&statement, [&](Translator& t) { return t.remove(s); });
                  },
-                 [&](const Truncate& s) { Translator(context()).writeTarget(s.table); },
+                 [&](const Truncate& s) {
+                   translate(&statement, [&](Translator& t) { return t.truncate(s); });
+                 },
                  [&](const SetVariables& s) {
                    for (const Assignment& assignment : s.assignments) check(assignment.value);
                  },

@@ -40,6 +40,8 @@ TranslationContext BatchRun::context() const {
   context.beforeRun = compiling_;
   context.rowLimit = session_.options.rowLimit;
   context.systemColumns = &server_.systemColumns;
+  context.rowRules = &server_.rowRules;
+  context.schemaVersion = server_.schemaVersion();
   if (compiling_) context.createdLater = &createdLater_;
   const auto* insert = current_ == nullptr ? nullptr : std::get_if<Insert>(&current_->node);
   const std::string& table =
@@ -127,17 +129,22 @@ void BatchRun::changed(std::int64_t rows) {
 }
 
 std::int64_t BatchRun::change(Prepared& prepared) {
-  if (prepared.plan.trigger.empty()) return execute(prepared);
+  if (prepared.plan.trigger.empty() && prepared.plan.tests.empty()) return execute(prepared);
   Savepoint savepoint(server_.catalog.store());
   const std::int64_t rows = execute(prepared);
-  if (rows > 0) {
+  if (rows > 0 && !prepared.plan.trigger.empty()) {
     throw ServerError(kNotSupported, 16, 1,
                       "The embedded catalog cannot run trigger '" + prepared.plan.trigger +
                           "', which the change of rows would fire.",
                       session_.caller.line);
   }
+  if (rows > 0) runTests(prepared.plan.tests);
   savepoint.keep();
   return rows;
+}
+
+void BatchRun::runTests(const std::vector<std::string>& tests) {
+  for (const std::string& test : tests) server_.catalog.store().value(test);
 }
 
 void BatchRun::select(const SelectStatement& statement) {
@@ -345,6 +352,22 @@ void requireSteady(const ColumnDefinition& column) {
 
 }  // namespace
 
+namespace {
+
+// Whose rows are then looked at; those of a new check are not.
+bool addsReference(const AlterTable& table) {
+  return std::ranges::any_of(table.actions, [](const AlterAction& action) {
+    const auto references = [](const Constraint& constraint) {
+      return std::holds_alternative<ForeignKeyConstraint>(constraint.node);
+    };
+    if (const auto* add = std::get_if<AddConstraint>(&action)) return references(add->constraint);
+    const auto* column = std::get_if<AddColumn>(&action);
+    return column != nullptr && std::ranges::any_of(column->column.constraints, references);
+  });
+}
+
+}  // namespace
+
 RowValues BatchRun::rowValues() {
   return {[this](const Expr& value, const ColumnType& type) { return evaluate(value, &type); },
           [this](const Cell& value, const ColumnType& from, const ColumnType& to) {
@@ -377,7 +400,15 @@ void BatchRun::define(const tsql::Statement& statement) {
                        requireSteady(add->column);
                      }
                    }
+                   Savepoint savepoint(catalog.store());
                    catalog.alterTable(s, text, rowValues(), caller);
+                   if (addsReference(s)) {
+                     server_.schemaChanged();
+                     const TranslationContext made = context();
+                     Translator translator(made);
+                     runTests(translator.orphanTests(translator.writeTarget(s.table)));
+                   }
+                   savepoint.keep();
                  },
                  [&](const CreateIndex& s) {
                    if (!s.table.name.starts_with('#'))

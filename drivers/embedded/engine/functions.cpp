@@ -165,6 +165,15 @@ void required(FunctionCall& call) {
   call.result(call.cell(0));
 }
 
+// What is unknown breaks no rule.
+void obeyed(FunctionCall& call) {
+  if (!call.isNull(0) && call.integer(0) == 0) {
+    throw ServerError(static_cast<int>(call.integer(1)), 16, 1, std::string(call.text(2)),
+                      kUnknownLine);
+  }
+  call.result(1);
+}
+
 void matches(FunctionCall& call) {
   if (anyNull(call)) return;
   std::optional<char> escape;
@@ -276,6 +285,7 @@ void registerTexts(Database& store) {
   add("in_int", 1, inInt);
   add("divisor", 1, divisor);
   add("required", 3, required);
+  store.addFunction("obeyed", 3, FunctionKind::Volatile, obeyed);
   add("matches", 2, matches);
   add("matches", 3, matches);
   add("pattern_index", 2, patternIndex);

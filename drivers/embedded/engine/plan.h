@@ -43,6 +43,8 @@ struct Plan {
   bool givesIdentity = false;
   /// The trigger that the server would run when the change touches a row; empty without one.
   std::string trigger = {};
+  /// Queries to run when rows have changed; they end in an error when the rows break a rule.
+  std::vector<std::string> tests = {};
 };
 
 }  // namespace kelvane::embedded

@@ -11,11 +11,11 @@ namespace kelvane::embedded {
 
 std::shared_ptr<const ParsedBatch> Server::procedure(const ObjectInfo& object) {
   auto& kept = procedures_[object.id];
-  std::string text = catalog.sourceText(object.id);
-  if (!kept || kept->text != text) {
+  SourceText source = catalog.source(object.id);
+  if (!kept || kept->text != source.text) {
     auto batch = std::make_shared<ParsedBatch>();
-    batch->text = std::move(text);
-    batch->statements = tsql::parseBatch(batch->text);
+    batch->text = std::move(source.text);
+    batch->statements = tsql::parseBatch(batch->text, source.options());
     kept = std::move(batch);
   }
   return kept;
@@ -129,7 +129,7 @@ bool Session::step(RowStream& stream) {
 }
 
 tsql::ParseOptions Session::parseOptions() const {
-  return {options.quotedIdentifier, server.catalog.options().longestName()};
+  return {caller.quotedIdentifier, server.catalog.options().longestName()};
 }
 
 std::shared_ptr<const ParsedBatch> Session::parse(std::string_view text, Outcome& outcome) {

@@ -52,6 +52,7 @@ class Server {
   Catalog catalog;
   Running running;
   SystemColumns systemColumns;
+  RowRulesCache rowRules;
   /// Where new connections start: the database that the last script was in. A script that names
   /// none is not meant for master.
   std::string database = "main";
@@ -73,7 +74,6 @@ struct Cursor {
 /// `set` options; they stay for the session.
 struct SessionOptions {
   bool noCount = false;
-  bool quotedIdentifier = false;
   std::uint64_t rowLimit = 0;
   std::string identityInsertTable;
 };

@@ -46,6 +46,8 @@ constexpr std::array kNameFunctions = {
     NameFunction{"suser_name", "SELECT suid FROM syslogins WHERE name"},
 };
 
+}  // namespace
+
 std::string joined(const std::vector<std::string>& parts, const char* separator) {
   std::string result;
   for (const std::string& part : parts) {
@@ -54,8 +56,6 @@ std::string joined(const std::vector<std::string>& parts, const char* separator)
   }
   return result;
 }
-
-}  // namespace
 
 std::string Translator::condition(const Expr& expr, const Scope* scope, Polarity polarity) {
   const std::uint32_t line = expr.range.line;
@@ -104,6 +104,7 @@ std::string Translator::condition(const Expr& expr, const Scope* scope, Polarity
 // Whether the operand is the literal null or a variable that holds null; nothing for all else.
 std::optional<bool> Translator::knownNull(const Expr& expr) {
   if (const auto* literal = as<Literal>(expr)) return literal->kind == LiteralKind::Null;
+  if (ruled_) return std::nullopt;
   const auto* variable = as<tsql::Variable>(expr);
   if (variable == nullptr) return std::nullopt;
   if (std::find(assignedVariables_.begin(), assignedVariables_.end(), variable->name) !=

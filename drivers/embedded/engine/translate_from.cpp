@@ -90,7 +90,8 @@ Source Translator::viewSource(const ObjectInfo& view, Source source) {
   if (++viewDepth_ > kMaxViewDepth) {
     throw ServerError(429, 16, 1, "Too many levels of nested views.", 0);
   }
-  const StatementList batch = parseBatch(context_.catalog.sourceText(view.id));
+  const SourceText stored = context_.catalog.source(view.id);
+  const StatementList batch = parseBatch(stored.text, stored.options());
   const auto* create = std::get_if<CreateView>(&batch.front()->node);
   if (create == nullptr) throw ServerError(4401, 16, 1, "View " + view.name + " has no text.", 0);
   const QueryText text = query(*create->query, nullptr, QueryUse::Values);

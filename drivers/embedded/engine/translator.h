@@ -15,6 +15,7 @@
 
 #include "drivers/embedded/catalog/catalog.h"
 #include "drivers/embedded/engine/plan.h"
+#include "drivers/embedded/engine/row_rules.h"
 #include "drivers/embedded/engine/scope.h"
 #include "drivers/embedded/engine/variables.h"
 #include "drivers/embedded/tsql/ast.h"
@@ -36,6 +37,9 @@ struct TranslationContext {
   bool identityInsert = false;
   /// Tables that the batch will have created by the time it gets to the statement.
   const std::set<std::string, std::less<>>* createdLater = nullptr;
+  /// What rows must obey; without it nothing is asked of them.
+  RowRulesCache* rowRules = nullptr;
+  std::uint64_t schemaVersion = 0;
   /// Where the columns of system tables are kept from one statement to the next.
   SystemColumns* systemColumns = nullptr;
 };
@@ -82,6 +86,9 @@ class Translator {
                    const std::vector<ColumnType>& types);
   Plan update(const tsql::Update& statement);
   Plan remove(const tsql::Delete& statement);
+  Plan truncate(const tsql::Truncate& statement);
+  /// What Plan::tests holds, for all rows of a table and all that it references.
+  std::vector<std::string> orphanTests(const WriteTarget& target);
 
   /// The type of an expression over the columns of a table.
   ColumnType typeOf(const tsql::Expr& expression, const tsql::ObjectName& table);
@@ -185,10 +192,14 @@ class Translator {
   // translate_write.cpp
   std::vector<const ColumnInfo*> listedColumns(const tsql::Insert& statement,
                                                const WriteTarget& target, std::size_t valueCount);
-  std::string triggerOf(const WriteTarget& target, const std::string& slot);
-  Plan finishChange(const WriteTarget& target, const std::string& slot, std::string sql);
-  Plan finishInsert(const WriteTarget& target, const std::string& columns,
-                    const std::string& query);
+  std::string triggerOf(const WriteTarget& target, const TriggerSlot& slot);
+  Plan finishChange(const WriteTarget& target, const TriggerSlot& slot, std::string sql);
+  struct WrittenColumn {
+    const ColumnInfo* column;
+    std::string sql;
+  };
+  Plan finishInsert(const WriteTarget& target, const std::vector<WrittenColumn>& columns,
+                    const std::string& from);
   Plan insertRows(const tsql::Insert& statement, const WriteTarget& target,
                   const std::vector<SqlValue>& values, const std::string& from);
   std::string filled(const SqlValue& value, const ColumnInfo& column, const WriteTarget& target,
@@ -202,6 +213,28 @@ class Translator {
   JoinedTarget joinedTarget(const tsql::ObjectName& name, const WriteTarget& target,
                             const std::vector<tsql::TableRefPtr>& from, const tsql::Expr* where);
 
+  // translate_rules.cpp
+  struct RowChange {
+    const std::set<int>* columns = nullptr;  // of an update, by colid
+    bool insertsOneRow = false;
+  };
+  std::shared_ptr<const RowRules> rulesOf(const WriteTarget& target) const;
+  Scope newRow(const WriteTarget& target, const std::string& alias,
+               const std::map<int, std::string>& assigned);
+  std::string violation(int number, const std::string& what, const WriteTarget& target,
+                        const std::string& constraint) const;
+  std::string sameKey(const ForeignKeyRule& key, const std::string& referenced,
+                      const std::string& referencing);
+  std::string referenceHolds(const ForeignKeyRule& key, const WriteTarget& target,
+                             const Scope& row);
+  std::vector<std::string> rowConditions(const WriteTarget& target, const RowRules& rules,
+                                         const Scope& row, const RowChange& change);
+  void testOrphans(const ForeignKeyRule& key, const WriteTarget& target, int number, Plan& plan);
+  void testDependents(const WriteTarget& target, const RowRules& rules,
+                      const std::set<int>* changed, Plan& plan);
+  void testOwnReferences(const WriteTarget& target, const RowRules& rules,
+                         const std::set<int>* changed, Plan& plan);
+
   const TranslationContext& context_;
   std::vector<Parameter> parameters_;
   std::vector<NullAssumption> assumptions_;
@@ -209,12 +242,14 @@ class Translator {
   int aliases_ = 0;
   bool bindsNumbers_ = false;  // while the values of an insert are translated
   int viewDepth_ = 0;
+  std::optional<SqlValue> ruled_;  // while a rule is translated: what its variable stands for
 };
 
 /// `'it''s'`
 std::string quotedText(std::string_view text);
 /// `"name"`
 std::string quotedName(std::string_view name);
+std::string joined(const std::vector<std::string>& parts, const char* separator);
 /// Values that SQL collates without trailing blanks where they are texts.
 std::string collated(const SqlValue& value);
 
