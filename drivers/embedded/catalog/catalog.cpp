@@ -309,11 +309,21 @@ std::string Catalog::sourceText(int objectId) {
   return text;
 }
 
-SourceText Catalog::source(int objectId) {
-  return {sourceText(objectId), store_
-                                    .value("SELECT 1 FROM syscomments WHERE id = ? AND status & ?",
-                                           objectId, kQuotedIdentifiersOn)
-                                    .has_value()};
+SourceText Catalog::source(int objectId) { return {sourceText(objectId), isQuoted(objectId)}; }
+
+SourceText Catalog::source(int procedureId, int number) {
+  SourceText source{{}, isQuoted(procedureId)};
+  store_.each(
+      "SELECT text FROM syscomments WHERE id = ? AND number = ? ORDER BY colid2, colid",
+      [&](const Statement& row) { source.text += row.view(0); }, procedureId, number);
+  return source;
+}
+
+bool Catalog::isQuoted(int objectId) {
+  return store_
+      .value("SELECT 1 FROM syscomments WHERE id = ? AND status & ?", objectId,
+             kQuotedIdentifiersOn)
+      .has_value();
 }
 
 // rows of user tables

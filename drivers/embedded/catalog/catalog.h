@@ -182,6 +182,8 @@ class Catalog {
   std::string sourceText(int objectId);
   /// With how it is to be read.
   SourceText source(int objectId);
+  /// Of one procedure of a group.
+  SourceText source(int procedureId, int number);
 
   /// The SQLite table to write rows of a user table to. Queries translated while kNoRows stood for
   /// it must be translated anew.
@@ -234,6 +236,7 @@ class Catalog {
   friend class CatalogWriter;
 
   std::optional<ObjectInfo> elsewhere(const tsql::ObjectName& name);
+  bool isQuoted(int objectId);
   std::vector<ColumnInfo> readColumns(int objectId, int number, bool inTable);
 
   const CatalogOptions options_;

@@ -169,16 +169,21 @@ BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
   return Flow::Next;
 }
 
-// Tells the client, and ends the batch unless the error is one of a statement alone: what comes
-// after a removal that found nothing must still happen.
-void BatchRun::report(const tsql::Statement& statement, const ServerError& error) {
+bool BatchRun::tell(const tsql::Statement& statement, const ServerError& error) {
   session_.lastError = error.number;
   session_.rowCount = 0;
   Notice notice{{error.number, error.severity, error.state, error.text()},
                 error.line == 0 ? lineOf(statement) : error.line};
   notice.alreadyGone = isAlreadyGone(statement, error);
   outcome_.notice(notice);
-  const bool goesOn = notice.alreadyGone || std::ranges::count(kStatementErrors, error.number) != 0;
+  return notice.alreadyGone;
+}
+
+// Ends the batch unless the error is one of a statement alone: what comes after a removal that
+// found nothing must still happen.
+void BatchRun::report(const tsql::Statement& statement, const ServerError& error) {
+  const bool goesOn =
+      tell(statement, error) || std::ranges::count(kStatementErrors, error.number) != 0;
   if (!goesOn) throw BatchEnded{};
 }
 

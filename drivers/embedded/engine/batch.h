@@ -61,6 +61,8 @@ class BatchRun {
   bool test(const tsql::Expr& condition);
   Cell evaluate(const tsql::Expr& expr, const ColumnType* as = nullptr);
   std::string text(const tsql::Expr& expr);
+  /// Tells the client; true when it only says that what was to be removed is not there.
+  bool tell(const tsql::Statement& statement, const tsql::ServerError& error);
   void report(const tsql::Statement& statement, const tsql::ServerError& error);
   void print(const tsql::Print& print);
   void raiseError(const tsql::RaiseError& raise);
@@ -97,6 +99,7 @@ class BatchRun {
   std::string temporaryTable(const std::string& name, std::vector<ColumnInfo> columns,
                              std::vector<std::string> defaults, std::uint32_t line);
   void dropObjects(const tsql::Drop& statement);
+  void dropTemporary(const tsql::ObjectName& name);
   void define(const tsql::Statement& statement);
   RowValues rowValues();
   void createView(const tsql::CreateView& view, std::string_view text);

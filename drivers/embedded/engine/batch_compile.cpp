@@ -98,7 +98,10 @@ void BatchRun::compileParts(const tsql::Statement& statement) {
                    if (first.into.empty()) {
                      translate(&statement, [&](Translator& t) { return t.select(*s.query); });
                    } else {
-                     Translator(context()).select(*s.query);
+                     try {
+                       Translator(context()).select(*s.query);
+                     } catch (const NotYetCreated&) {
+                     }
                      createdLater_.insert(first.into.name);
                    }
                  },

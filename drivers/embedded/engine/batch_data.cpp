@@ -304,23 +304,33 @@ void BatchRun::createTemporary(const CreateTable& statement) {
                  statement.name.range.line);
 }
 
+// One after the other, whatever becomes of those before.
 void BatchRun::dropObjects(const Drop& statement) {
-  Drop others{statement.kind, {}, statement.override};
+  std::optional<ServerError> failure;
   for (const ObjectName& name : statement.names) {
-    if (statement.kind != DropKind::Table || !name.name.starts_with('#')) {
-      others.names.push_back(name);
-      continue;
+    try {
+      if (statement.kind == DropKind::Table && name.name.starts_with('#')) {
+        dropTemporary(name);
+      } else {
+        server_.catalog.drop({statement.kind, {name}, statement.override}, session_.caller);
+      }
+    } catch (const ServerError& error) {
+      if (failure) tell(*current_, *failure);
+      failure = error;
     }
-    if (!session_.temporaries.contains(name.name)) {
-      throw ServerError(3701, 11, 1,
-                        "Cannot drop the table '" + name.name +
-                            "', because it doesn't exist in the system catalogs.",
-                        name.range.line);
-    }
-    forgetPrepared();
-    session_.dropTemporary(name.name);
   }
-  if (!others.names.empty()) server_.catalog.drop(others, session_.caller);
+  if (failure) throw *failure;
+}
+
+void BatchRun::dropTemporary(const ObjectName& name) {
+  if (!session_.temporaries.contains(name.name)) {
+    throw ServerError(3701, 11, 1,
+                      "Cannot drop the table '" + name.name +
+                          "', because it doesn't exist in the system catalogs.",
+                      name.range.line);
+  }
+  forgetPrepared();
+  session_.dropTemporary(name.name);
 }
 
 // definitions

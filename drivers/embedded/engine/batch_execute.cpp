@@ -52,6 +52,14 @@ class CalledOutcome final : public Outcome {
   std::uint32_t line_;
 };
 
+ServerError procedureNotFound(const std::string& name, std::uint32_t line) {
+  return ServerError(2812, 16, 5,
+                     "Stored procedure '" + name +
+                         "' not found. Specify owner.objectname or use sp_help to check whether "
+                         "the object exists (sp_help may produce lots of output).",
+                     line);
+}
+
 }  // namespace
 
 std::optional<std::string> BatchRun::argumentText(const ExecuteArgument& argument) {
@@ -96,11 +104,7 @@ void BatchRun::executeSystem(const Execute& execute, const std::string& name, Ou
   try {
     const auto result = server_.catalog.callSystemProcedure(call);
     if (!result) {
-      throw ServerError(2812, 16, 5,
-                        "Stored procedure '" + name +
-                            "' not found. Specify owner.objectname or use sp_help to check whether "
-                            "the object exists (sp_help may produce lots of output).",
-                        session_.caller.line);
+      throw procedureNotFound(name, session_.caller.line);
     }
     status = result->status;
     for (const ServerMessage& message : result->messages) {
@@ -135,7 +139,8 @@ void BatchRun::executeSystem(const Execute& execute, const std::string& name, Ou
 void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure,
                              Outcome& outcome) {
   const std::uint32_t line = session_.caller.line;
-  const auto stored = server_.procedure(procedure);
+  const auto stored = server_.procedure(procedure, execute.number);
+  if (!stored) throw procedureNotFound(procedure.name + ";" + std::to_string(execute.number), line);
   const auto* create = std::get_if<CreateProcedure>(&stored->statements.front()->node);
   if (create == nullptr) return;
   const Level level(session_, line);

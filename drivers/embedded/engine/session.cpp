@@ -9,9 +9,10 @@
 
 namespace kelvane::embedded {
 
-std::shared_ptr<const ParsedBatch> Server::procedure(const ObjectInfo& object) {
-  auto& kept = procedures_[object.id];
-  SourceText source = catalog.source(object.id);
+std::shared_ptr<const ParsedBatch> Server::procedure(const ObjectInfo& object, int number) {
+  auto& kept = procedures_[{object.id, number}];
+  SourceText source = catalog.source(object.id, number);
+  if (source.text.empty()) return nullptr;
   if (!kept || kept->text != source.text) {
     auto batch = std::make_shared<ParsedBatch>();
     batch->text = std::move(source.text);

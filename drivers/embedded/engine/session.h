@@ -39,7 +39,8 @@ class Server {
   Server& operator=(const Server&) = delete;
 
   /// The source of a stored procedure, parsed once for each text: another one may get its id.
-  std::shared_ptr<const ParsedBatch> procedure(const ObjectInfo& object);
+  /// Null when its group has none of the number.
+  std::shared_ptr<const ParsedBatch> procedure(const ObjectInfo& object, int number = 1);
   int nextSession() { return ++sessions_; }
   /// Changes with every statement that may change what names mean.
   std::uint64_t schemaVersion() const { return schemaVersion_; }
@@ -58,7 +59,7 @@ class Server {
   std::string database = "main";
 
  private:
-  std::map<int, std::shared_ptr<const ParsedBatch>> procedures_;
+  std::map<std::pair<int, int>, std::shared_ptr<const ParsedBatch>> procedures_;
   std::unordered_map<std::string, Statement> statements_;
   int sessions_ = 0;
   std::uint64_t schemaVersion_ = 0;

@@ -157,6 +157,26 @@ SqlValue Translator::datePartCall(const std::string& name, const Call& call, con
           asWord ? varcharType(30) : intType(true)};
 }
 
+namespace {
+
+// Sums and averages have the widest type of their kind.
+ColumnType sumType(const ColumnType& type) {
+  if (type.precision) return numericType(38, scaleOf(type));
+  switch (type.kind) {
+    case TypeKind::Bigint:
+    case TypeKind::Ubigint:
+      return type;
+    case TypeKind::Smallmoney:
+      return plainType(TypeKind::Money);
+    case TypeKind::Real:
+      return floatType();
+    default:
+      return isInteger(type.kind) ? intType(true) : type;
+  }
+}
+
+}  // namespace
+
 SqlValue Translator::aggregate(const std::string& name, const Call& call, const Expr& expr,
                                const Scope* scope) {
   const std::uint32_t line = expr.range.line;
@@ -180,8 +200,7 @@ SqlValue Translator::aggregate(const std::string& name, const Call& call, const 
                           " datatype as an argument.",
                       line);
   }
-  ColumnType result = isInteger(type.kind) && type.kind != TypeKind::Bigint ? intType(true) : type;
-  if (type.precision) result = numericType(38, scaleOf(type));
+  const ColumnType result = sumType(type);
   if (name == "sum") {
     const std::string sql = (isExactFraction(type.kind) ? "exact_sum(" : "sum(") + inside + ")";
     return {result.kind == TypeKind::Int ? "in_int(" + sql + ")" : sql,

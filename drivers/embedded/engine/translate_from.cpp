@@ -55,6 +55,13 @@ std::shared_ptr<const SourceColumns> sourceColumns(const std::vector<ColumnInfo>
   return result;
 }
 
+// Where an outer join finds no row, its columns are null.
+void acceptNulls(Source& source) {
+  auto columns = std::make_shared<SourceColumns>(*source.columns);
+  for (SourceColumn& column : *columns) column.type = withNullability(column.type, true);
+  source.columns = std::move(columns);
+}
+
 }  // namespace
 
 // The value of a computed column is its expression, wherever the column is named.
@@ -170,15 +177,23 @@ Source Translator::sourceOf(const DerivedTable& table, const Scope* outer) {
 }
 
 void Translator::addSources(const TableRef& table, Scope& scope) {
-  std::visit(Overloaded{
-                 [&](const NamedTable& t) { scope.sources.push_back(sourceOf(t)); },
-                 [&](const DerivedTable& t) { scope.sources.push_back(sourceOf(t, scope.outer)); },
-                 [&](const Join& join) {
-                   addSources(*join.left, scope);
-                   addSources(*join.right, scope);
-                 },
-             },
-             table.node);
+  std::visit(
+      Overloaded{
+          [&](const NamedTable& t) { scope.sources.push_back(sourceOf(t)); },
+          [&](const DerivedTable& t) { scope.sources.push_back(sourceOf(t, scope.outer)); },
+          [&](const Join& join) {
+            const auto left = scope.sources.size();
+            addSources(*join.left, scope);
+            const auto right = scope.sources.size();
+            addSources(*join.right, scope);
+            const bool keepsLeft = join.kind != JoinKind::Right && join.kind != JoinKind::Full;
+            const bool keepsRight = join.kind != JoinKind::Left && join.kind != JoinKind::Full;
+            for (auto i = left; i < scope.sources.size(); ++i) {
+              if (!(i < right ? keepsLeft : keepsRight)) acceptNulls(scope.sources[i]);
+            }
+          },
+      },
+      table.node);
 }
 
 // `next` counts through the sources in the order in which addSources met them.
@@ -212,8 +227,7 @@ std::string Translator::renderTable(const TableRef& table, const Scope& scope, s
 
 // `a.x *= b.y` keeps the rows of a. Whatever else is asked of b alone belongs to the join too.
 Translator::FromText Translator::outerJoins(const std::vector<TableRefPtr>& from,
-                                            const std::vector<const Expr*>& terms,
-                                            const Scope& scope) {
+                                            const std::vector<const Expr*>& terms, Scope& scope) {
   if (from.size() != scope.sources.size()) {
     throw ServerError(313, 16, 1, "Outer joins of both kinds cannot stand in the same query.",
                       from[0]->range.line);
@@ -234,6 +248,7 @@ Translator::FromText Translator::outerJoins(const std::vector<TableRefPtr>& from
     conditions[table].push_back(compared(BinaryOp::Equal, value(*equality->left, &scope),
                                          value(*equality->right, &scope), term->range.line));
     needs[table].insert(kept.begin(), kept.end());
+    acceptNulls(scope.sources[table]);
   }
   for (const Expr* term : terms) {
     if (outerEquality(*term) != nullptr) continue;

@@ -144,7 +144,7 @@ class Translator {
   Source viewSource(const ObjectInfo& view, Source source);
   std::string renderTable(const tsql::TableRef& table, const Scope& scope, std::size_t& next);
   FromText outerJoins(const std::vector<tsql::TableRefPtr>& from,
-                      const std::vector<const tsql::Expr*>& terms, const Scope& scope);
+                      const std::vector<const tsql::Expr*>& terms, Scope& scope);
 
   // translate_expression.cpp
   SqlValue value(const tsql::Expr& expr, const Scope* scope);

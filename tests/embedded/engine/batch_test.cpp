@@ -124,6 +124,42 @@ set nocount on
   EXPECT_EQ(probe.refusal("select * from #own").substr(0, 4), "208:");
 }
 
+TEST(Batch, StoredTextsAreReadAsTheyWereWritten) {
+  Probe probe(R"(
+set quoted_identifier on
+go
+create view "my view" as select 'x' as "a column"
+go
+create procedure "my proc" as select "a column" + 'y' as z from "my view"
+go
+create table t ("a b" int constraint quoted_ck check ("a b" > 0))
+go
+set quoted_identifier off
+go
+create procedure p as select "one"
+go
+create procedure p;2 @n int as select @n + 1
+go
+)");
+  expectAnswers(probe, {{"select * from [my view]", "a column\nx\n"},
+                        {"exec [my proc]", "z\nxy\n"},
+                        {"set nocount on insert t values (0)",
+                         "error 548: Check constraint violation occurred, dbname = 'main', table "
+                         "name = 't', constraint name = 'quoted_ck'.\n"},
+                        {"exec p", "\none\n"},
+                        {"exec p;2 5", "\n6\n"}});
+  EXPECT_EQ(probe.refusal("exec p;3").substr(0, 34), "2812: Stored procedure 'p;3' not f");
+}
+
+TEST(Batch, EachNameOfADropIsTried) {
+  Probe probe("create table a (i int)\ncreate table c (i int)");
+  EXPECT_EQ(probe.ask("drop table a, b, c, #d"),
+            "error 3701: Cannot drop the table 'b', because it doesn't exist in the system "
+            "catalogs.\nerror 3701: Cannot drop the table '#d', because it doesn't exist in the "
+            "system catalogs.\n");
+  EXPECT_EQ(probe.rows("select count(*) from sysobjects where type = 'U'"), "0\n");
+}
+
 TEST(Batch, Cursors) {
   Probe probe("create table t (a int)\ngo\ninsert t select 1 union select 2 union select 3");
   EXPECT_EQ(probe.ask("declare c cursor for select a from t order by a"), "(closed)\n");
