@@ -297,7 +297,9 @@ void Catalog::alterTable(const tsql::AlterTable& statement, std::string_view tex
   CatalogWriter writer(*this, caller);
   const ObjectInfo table = writer.requireTable(statement.table);
   TableChange change(writer, text, values, statement.table, table);
+  IndexWriter(writer).dropGuards(table);
   for (const tsql::AlterAction& action : statement.actions) std::visit(change, action);
+  IndexWriter(writer).createGuards(table);
   savepoint.keep();
 }
 

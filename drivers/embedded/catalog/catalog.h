@@ -195,6 +195,9 @@ class Catalog {
   /// 2601 for a StoreError with isDuplicateKey that a write to a user table met.
   tsql::ServerError duplicateKeyError(const StoreError& error, std::uint32_t line);
 
+  /// The keys of a table with ignore_dup_key or ignore_dup_row, as SQLite's conflict targets.
+  std::vector<std::string> ignoredDuplicates(int tableId);
+
   // statements
   // `text` is the batch that the ranges of the statement count in.
 

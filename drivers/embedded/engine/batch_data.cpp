@@ -232,7 +232,11 @@ void BatchRun::insert(const Insert& statement) {
   }
   Prepared& rows = prepared(current_, translate);
   const bool givesIdentity = rows.plan.givesIdentity;
-  changed(change(rows));
+  const std::int64_t inserted = change(rows);
+  if (inserted == 0 && rows.plan.leavesOutDuplicates) {
+    outcome_.notice({{3604, 10, 1, "Duplicate key was ignored."}, session_.caller.line});
+  }
+  changed(inserted);
   if (givesIdentity) session_.lastIdentity = server_.running.lastIdentity;
 }
 

@@ -45,6 +45,10 @@ std::vector<ForeignKeyRule> foreignKeys(Catalog& catalog, const std::string& con
         keys.push_back(std::move(key));
       },
       tableId);
+  for (ForeignKeyRule& key : keys) {
+    key.referencedTable = catalog.objectById(key.referenced).value().sqliteTable;
+    key.referencedColumns = catalog.columns(key.referenced);
+  }
   return keys;
 }
 
@@ -73,6 +77,7 @@ RowRules readRowRules(Catalog& catalog, int tableId) {
   }
   rules.references = foreignKeys(catalog, "tableid = ?", tableId);
   rules.referencedBy = foreignKeys(catalog, "tableid != reftabid AND reftabid = ?", tableId);
+  rules.ignoredDuplicates = catalog.ignoredDuplicates(tableId);
   return rules;
 }
 

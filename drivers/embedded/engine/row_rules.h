@@ -32,7 +32,9 @@ struct ForeignKeyRule {
   int referencing = 0;  ///< table
   int referenced = 0;   ///< table
   std::vector<int> columns;
-  std::vector<int> keys;  ///< of the referenced table, as many
+  std::vector<int> keys;        ///< of the referenced table, as many
+  std::string referencedTable;  ///< in SQLite
+  std::vector<ColumnInfo> referencedColumns;
 
   bool isWithinOneTable() const { return referencing == referenced; }
 };
@@ -42,6 +44,9 @@ struct RowRules {
   std::vector<BoundRule> rules;
   std::vector<ForeignKeyRule> references;
   std::vector<ForeignKeyRule> referencedBy;  ///< those within the table are among `references`
+
+  /// Conflict targets of SQLite: rows with these keys are left out when they are there already.
+  std::vector<std::string> ignoredDuplicates;
 
   bool restrictsRows() const { return !checks.empty() || !rules.empty() || !references.empty(); }
 };

@@ -78,12 +78,11 @@ std::string Translator::violation(int number, const std::string& what, const Wri
 // Equal keys of two rows under their aliases.
 std::string Translator::sameKey(const ForeignKeyRule& key, const std::string& referenced,
                                 const std::string& referencing) {
-  const auto keys = context_.catalog.columns(key.referenced);
   const auto columns = context_.catalog.columns(key.referencing);
   std::string sql;
   for (std::size_t i = 0; i < key.columns.size(); ++i) {
     sql += (i == 0 ? "" : " AND ") +
-           compared(BinaryOp::Equal, columnValue(keys, key.keys[i], referenced),
+           compared(BinaryOp::Equal, columnValue(key.referencedColumns, key.keys[i], referenced),
                     columnValue(columns, key.columns[i], referencing), context_.caller.line);
   }
   return sql;
@@ -93,7 +92,6 @@ std::string Translator::referenceHolds(const ForeignKeyRule& key, const WriteTar
                                        const Scope& row) {
   const Source& source = row.sources[0];
   const std::string referenced = newAlias();
-  const auto keys = context_.catalog.columns(key.referenced);
   std::string anyNull, found, itself;
   for (std::size_t i = 0; i < key.columns.size(); ++i) {
     const auto at = [&](int colid) {
@@ -106,16 +104,16 @@ std::string Translator::referenceHolds(const ForeignKeyRule& key, const WriteTar
     const SqlValue value = at(key.columns[i]);
     const std::string_view also = i == 0 ? "" : " AND ";
     anyNull += value.sql + " IS NULL OR ";
-    found.append(also).append(compared(BinaryOp::Equal, columnValue(keys, key.keys[i], referenced),
+    found.append(also).append(compared(BinaryOp::Equal,
+                                       columnValue(key.referencedColumns, key.keys[i], referenced),
                                        value, context_.caller.line));
     if (key.isWithinOneTable()) {
       itself.append(also).append(
           compared(BinaryOp::Equal, at(key.keys[i]), value, context_.caller.line));
     }
   }
-  const auto table = context_.catalog.objectById(key.referenced);
   return "(" + anyNull + (itself.empty() ? "" : "(" + itself + ") OR ") + "EXISTS (SELECT 1 FROM " +
-         table.value().sqliteTable + " AS " + referenced + " WHERE " + found + "))";
+         key.referencedTable + " AS " + referenced + " WHERE " + found + "))";
 }
 
 std::vector<std::string> Translator::rowConditions(const WriteTarget& target, const RowRules& rules,
@@ -163,15 +161,14 @@ void Translator::testOrphans(const ForeignKeyRule& key, const WriteTarget& targe
                              Plan& plan) {
   const auto referencing = context_.catalog.objectById(key.referencing);
   if (!referencing || referencing->sqliteTable == kNoRows) return;
-  const auto referenced = context_.catalog.objectById(key.referenced);
   const std::string row = newAlias(), found = newAlias();
   const auto columns = context_.catalog.columns(key.referencing);
   std::string sql = "SELECT 1 FROM " + referencing->sqliteTable + " AS " + row + " WHERE ";
   for (const int colid : key.columns) {
     sql += columnValue(columns, colid, row).sql + " IS NOT NULL AND ";
   }
-  sql += "NOT EXISTS (SELECT 1 FROM " + referenced.value().sqliteTable + " AS " + found +
-         " WHERE " + sameKey(key, found, row) + ") LIMIT 1";
+  sql += "NOT EXISTS (SELECT 1 FROM " + key.referencedTable + " AS " + found + " WHERE " +
+         sameKey(key, found, row) + ") LIMIT 1";
   const std::string what = number == kDependentViolation
                                ? "Dependent foreign key constraint violation in a referential "
                                  "integrity constraint."

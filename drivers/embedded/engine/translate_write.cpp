@@ -194,9 +194,15 @@ Plan Translator::finishInsert(const WriteTarget& target, const std::vector<Writt
         rowConditions(target, *rules, newRow(target, row, {}), {nullptr, insertsOneRow});
     // The limit keeps SQLite from writing the values, identities among them, in two places.
     query = "SELECT " + names + " FROM (" + query + " LIMIT -1) AS " + row;
-    if (!conditions.empty()) query += " WHERE " + joined(conditions, " AND ");
+    query += " WHERE " + (conditions.empty() ? "1" : joined(conditions, " AND "));
+  } else if (!rules->ignoredDuplicates.empty()) {
+    query += " WHERE 1";  // or ON would belong to a join
+  }
+  for (const std::string& key : rules->ignoredDuplicates) {
+    query += " ON CONFLICT (" + key + ") DO NOTHING";
   }
   Plan plan = finish("INSERT INTO " + target.sqliteTable + " (" + names + ") " + query);
+  plan.leavesOutDuplicates = !rules->ignoredDuplicates.empty();
   if (!insertsOneRow) testOwnReferences(target, *rules, nullptr, plan);
   if (!target.isTemporary() && target.sqliteTable == kNoRows) plan.rowlessTable = target.id;
   plan.trigger = triggerOf(target, kInsertSlot);

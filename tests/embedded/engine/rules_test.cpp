@@ -113,6 +113,39 @@ create table n (id int primary key, up int null constraint up_fk references n (i
                   {"insert late values (9)", "error 546 'late_fk'.\n"}});
 }
 
+TEST(Rules, KeysAndRowsThatAreThereAlready) {
+  Probe probe(R"(
+create table u (a int null, b varchar(5) null)
+create unique index u_ab on u (a, b)
+create table ignoring (a int, b int)
+create unique index ignoring_a on ignoring (a) with ignore_dup_key
+create table pile (a int, b varchar(5) null, c text null)
+create clustered index pile_a on pile (a)
+create table placed (a int) lock datarows
+create clustered index placed_a on placed (a)
+go
+)");
+  expectRefusals(probe, {{"insert u values (1, null) insert u values (null, 'x')", ""},
+                         {"insert u values (1, null)", "error 2601 'u_ab'\n"},
+                         {"insert u values (null, 'x ')", "error 2601 'u_ab'\n"},
+                         {"update u set a = null, b = 'x'", "error 2601 'u_ab'\n"},
+                         {"insert ignoring values (1, 1) insert ignoring values (1, 2)", ""},
+                         {"insert ignoring select 2, 1 union all select 2, 2", ""},
+                         {"update ignoring set a = 1", "error 2601 'ignoring_a'\n"},
+                         {"insert pile values (1, null, 'x') insert pile values (1, 'x', 'x')", ""},
+                         {"insert placed values (1) insert placed values (1)", ""},
+                         {"create unique index late on placed (a)", "error 1505 'placed'.\n"}});
+  EXPECT_EQ(probe.refusal("insert pile values (1, null, 'y')").substr(0, 4), "2615");
+  probe.ask("alter table pile add d int null");
+  EXPECT_EQ(probe.refusal("insert pile values (1, null, 'y', null)").substr(0, 4), "2615");
+  EXPECT_EQ(probe.rows("select a, b from ignoring"), "1 | 1\n2 | 1\n");
+  probe.ask("drop index pile.pile_a");
+  probe.ask("insert pile values (1, null, 'y', null)");
+  EXPECT_EQ(probe.refusal("create clustered index pile_a on pile (a)").substr(0, 4), "1508");
+  expectRefusals(probe, {{"create clustered index pile_a on pile (a) with allow_dup_row", ""},
+                         {"insert pile values (1, null, 'y', null)", ""}});
+}
+
 TEST(Rules, TriggersThatWouldFire) {
   Probe probe(R"(
 create table t (a int)
