@@ -227,6 +227,10 @@ std::optional<int> Catalog::loginId(std::string_view name) {
   return store_.value("SELECT suid FROM syslogins WHERE name = ?", name);
 }
 
+std::optional<int> Catalog::userOfLogin(int suid) {
+  return store_.value("SELECT uid FROM sysusers WHERE suid = ?", suid);
+}
+
 std::optional<std::string> Catalog::databaseName(int dbid) {
   return store_.value<std::string>("SELECT name FROM sysdatabases WHERE dbid = ?", dbid);
 }

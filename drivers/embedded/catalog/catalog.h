@@ -166,6 +166,7 @@ class Catalog {
   std::optional<int> userId(std::string_view name);
   std::optional<std::string> loginName(int suid);
   std::optional<int> loginId(std::string_view name);
+  std::optional<int> userOfLogin(int suid);
   std::optional<std::string> databaseName(int dbid);
   std::optional<int> databaseId(std::string_view name);
   /// Gives the database a row in sysdatabases if it has none.

@@ -34,6 +34,9 @@ class BatchRun {
   /// Runs the body of a procedure whose parameters have been put into variables().
   void runBody(const tsql::StatementList& body);
 
+  /// The result of a function whose parameters have been put into variables().
+  Cell runFunction(const tsql::StatementList& body, const ColumnType& returns);
+
   Variables& variables() { return variables_; }
   int returnStatus() const { return returnStatus_; }
 
@@ -71,6 +74,7 @@ class BatchRun {
   void transact(const tsql::Transaction& transaction);
   void useDatabase(const tsql::UseDatabase& use);
   void setUser(const tsql::SetUser& user);
+  void setLogin(const std::string& quoted);
   void utility(const tsql::Utility& utility);
   /// Tells of something that was accepted but leaves no trace.
   void ignored(const std::string& what);
@@ -126,6 +130,8 @@ class BatchRun {
   const tsql::Statement* current_ = nullptr;
   std::string gotoLabel_;
   int returnStatus_ = 0;
+  std::optional<ColumnType> returns_;  ///< of a function
+  Cell returned_;
 };
 
 /// Whether the statement only removes something and the error says that it is not there.

@@ -99,7 +99,7 @@ void BatchRun::compileParts(const tsql::Statement& statement) {
                      translate(&statement, [&](Translator& t) { return t.select(*s.query); });
                    } else {
                      try {
-                       Translator(context()).select(*s.query);
+                       Translator(context()).selectInto(*s.query);
                      } catch (const NotYetCreated&) {
                      }
                      createdLater_.insert(first.into.name);

@@ -40,6 +40,7 @@ TranslationContext BatchRun::context() const {
   context.beforeRun = compiling_;
   context.rowLimit = session_.options.rowLimit;
   context.systemColumns = &server_.systemColumns;
+  context.ansiNull = session_.options.ansiNull;
   context.rowRules = &server_.rowRules;
   context.schemaVersion = server_.schemaVersion();
   if (compiling_) context.createdLater = &createdLater_;
@@ -186,7 +187,7 @@ void BatchRun::selectInto(const SelectStatement& statement) {
   const ObjectName& into = statement.query->terms.front().select.into;
   const TranslationContext made = context();
   Prepared rows;
-  rows.plan = Translator(made).select(*statement.query);
+  rows.plan = Translator(made).selectInto(*statement.query);
   std::vector<NamedColumn> columns;
   for (const ResultColumn& column : rows.plan.columns) {
     if (column.name.empty()) {

@@ -198,6 +198,65 @@ void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure
   }
 }
 
+namespace {
+
+// A function says nothing; what goes wrong in it goes wrong in the statement that calls it.
+class FunctionOutcome final : public Outcome {
+ public:
+  void beginRows(const std::vector<ResultColumn>&) override {}
+  void row(Row) override {}
+  void count(std::int64_t) override {}
+  void notice(const Notice& notice) override {
+    if (!notice.isError() || failure) return;
+    const ServerMessage& said = notice.message;
+    failure = ServerError(said.number, said.severity, said.state, said.text, 0);
+  }
+
+  std::optional<ServerError> failure;
+};
+
+}  // namespace
+
+Cell BatchRun::runFunction(const StatementList& body, const ColumnType& returns) {
+  returns_ = returns;
+  runBody(body);
+  return std::move(returned_);
+}
+
+Cell callFunction(Session& session, int functionId, const Row& arguments) {
+  Server& server = session.server;
+  const auto object = server.catalog.objectById(functionId);
+  constexpr int kOfFunctions = 0;
+  const auto stored = object ? server.procedure(*object, kOfFunctions) : nullptr;
+  const auto* create =
+      stored ? std::get_if<CreateFunction>(&stored->statements.front()->node) : nullptr;
+  if (create == nullptr) return {};
+  const Level level(session, session.caller.line);
+  const Running running = server.running;
+  const std::uint32_t line = session.caller.line;
+  const auto rowCount = session.rowCount, lastError = session.lastError;
+  const auto type = [&](const DataType& declared) {
+    return withNullability(server.catalog.resolveType(declared, session.caller), true);
+  };
+  FunctionOutcome outcome;
+  Cell result;
+  try {
+    BatchRun body(session, stored, outcome);
+    for (std::size_t i = 0; i < create->parameters.size() && i < arguments.size(); ++i) {
+      body.variables()[create->parameters[i].name] = {type(create->parameters[i].type),
+                                                      arguments[i]};
+    }
+    result = body.runFunction(create->body, type(create->returns));
+  } catch (const BatchEnded&) {
+  }
+  server.running = running;
+  session.caller.line = line;
+  session.rowCount = rowCount;
+  session.lastError = lastError;
+  if (outcome.failure) throw *outcome.failure;
+  return result;
+}
+
 void BatchRun::executeText(const ExecuteImmediate& execute, Outcome& outcome) {
   const std::uint32_t line = session_.caller.line;
   const Level level(session_, line);

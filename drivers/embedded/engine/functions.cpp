@@ -376,7 +376,18 @@ void registerSession(Database& store, Running& running) {
 
 }  // namespace
 
+void registerSchemaFunctions(Database& store, Running& running) {
+  constexpr int kAnyCount = -1;
+  store.addFunction(
+      "schema_function", kAnyCount, FunctionKind::Volatile, [&running](FunctionCall& call) {
+        Row arguments;
+        for (int i = 1; i < call.count(); ++i) arguments.push_back(call.cell(i));
+        call.result(running.call(*running.session, static_cast<int>(call.integer(0)), arguments));
+      });
+}
+
 void registerFunctions(Catalog& catalog, Running& running) {
+  registerSchemaFunctions(catalog.store(), running);
   registerTexts(catalog.store());
   registerDecimals(catalog.store());
   registerDates(catalog.store());

@@ -125,6 +125,7 @@ Cell Session::globalVariable(std::string_view name) const {
 }
 
 bool Session::step(RowStream& stream) {
+  server.running.session = this;
   server.running.caller = &caller;
   return stream.statement.step();
 }

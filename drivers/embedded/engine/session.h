@@ -30,9 +30,13 @@ struct ParsedBatch {
   tsql::StatementList statements;
 };
 
+/// The result of a function of the schema. What goes wrong inside is thrown.
+Cell callFunction(Session& session, int functionId, const Row& arguments);
+
 class Server {
  public:
   explicit Server(const CatalogOptions& options = {}) : catalog(options) {
+    running.call = callFunction;
     registerFunctions(catalog, running);
   }
   Server(const Server&) = delete;
@@ -75,6 +79,10 @@ struct Cursor {
 /// `set` options; they stay for the session.
 struct SessionOptions {
   bool noCount = false;
+  /// Whether nothing is equal to null.
+  bool ansiNull = false;
+  /// Whether a statement that touches rows begins a transaction where there is none.
+  bool chained = false;
   std::uint64_t rowLimit = 0;
   std::string identityInsertTable;
 };

@@ -145,6 +145,7 @@ std::string Translator::comparison(const Binary& binary, std::uint32_t line, con
   const SqlValue right = value(*binary.right, scope);
   if (leftNull == true || rightNull == true) {
     const bool equal = binary.op == BinaryOp::Equal;
+    if (context_.ansiNull) return "NULL";
     if (!equal && binary.op != BinaryOp::NotEqual) return "NULL";
     if (leftNull == true && rightNull == true) return equal ? "1" : "0";
     return "(" + (leftNull == true ? right : left).sql + (equal ? " IS NULL)" : " IS NOT NULL)");

@@ -35,7 +35,8 @@ const ObjectName& realName(const ObjectName& target, const std::vector<TableRefP
 const ColumnInfo& requireColumn(const WriteTarget& target, const std::string& name,
                                 std::uint32_t line) {
   for (const ColumnInfo& column : target.columns) {
-    if (column.name != name) continue;
+    const bool isMeant = column.name == name || (name == "syb_identity" && column.type.identity);
+    if (!isMeant) continue;
     if (!column.computed.empty()) {
       throw ServerError(271, 16, 1,
                         "The column '" + name + "' of table '" + target.name +

@@ -35,6 +35,8 @@ struct TranslationContext {
   /// `set rowcount`; 0 for no limit.
   std::uint64_t rowLimit = 0;
   bool identityInsert = false;
+  /// `set ansinull on`: a comparison with null is never true.
+  bool ansiNull = false;
   /// Tables that the batch will have created by the time it gets to the statement.
   const std::set<std::string, std::less<>>* createdLater = nullptr;
   /// What rows must obey; without it nothing is asked of them.
@@ -75,6 +77,8 @@ class Translator {
   explicit Translator(const TranslationContext& context) : context_(context) {}
 
   Plan select(const tsql::Query& query);
+  /// The columns that the new table gets have the identity property where it is passed on.
+  Plan selectInto(const tsql::Query& query);
   /// One row with the values, none of which may name a column.
   Plan values(const std::vector<const tsql::Expr*>& expressions);
   /// One row with 1 or 0.
@@ -184,6 +188,9 @@ class Translator {
                      const Scope* scope);
   SqlValue datePartCall(const std::string& name, const tsql::Call& call, const tsql::Expr& expr,
                         const Scope* scope);
+  SqlValue newIdentity(const tsql::Call& call, std::uint32_t line);
+  std::optional<SqlValue> schemaFunction(const tsql::Call& call, std::uint32_t line,
+                                         const Scope* scope);
   SqlValue isNullCall(const std::vector<SqlValue>& arguments, std::uint32_t line);
   SqlValue coalesceCall(const std::vector<SqlValue>& arguments, std::uint32_t line);
   SqlValue templateCall(const FunctionRule& rule, const std::vector<SqlValue>& arguments,
@@ -242,6 +249,7 @@ class Translator {
   int aliases_ = 0;
   bool bindsNumbers_ = false;  // while the values of an insert are translated
   int viewDepth_ = 0;
+  bool makesTable_ = false;        // while the query of a select into is translated
   std::optional<SqlValue> ruled_;  // while a rule is translated: what its variable stands for
 };
 
