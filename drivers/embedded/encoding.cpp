@@ -7,6 +7,13 @@ namespace kelvane::embedded {
 
 namespace {
 
+// 0x80 to 0x9F; those that mean nothing stay the control characters that Latin-1 has there.
+constexpr char16_t kWindows1252[] = {
+    0x20AC, 0x81,   0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
+    0x2039, 0x0152, 0x8D,   0x017D, 0x8F,   0x90,   0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
+    0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x9D,   0x017E, 0x0178,
+};
+
 bool isAscii(char c) { return static_cast<unsigned char>(c) < 0x80; }
 
 // The length of the character at the beginning of a text that is not empty; 0 when there is none.
@@ -41,7 +48,7 @@ bool isUtf8(std::string_view bytes) {
   }
 }
 
-std::string utf8FromLatin1(std::string_view bytes) {
+std::string utf8FromWindows1252(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size() + bytes.size() / 8);
   for (const char c : bytes) {
@@ -49,8 +56,14 @@ std::string utf8FromLatin1(std::string_view bytes) {
       text += c;
       continue;
     }
-    const auto code = static_cast<unsigned char>(c);
-    text += static_cast<char>(0xC0 | (code >> 6));
+    unsigned code = static_cast<unsigned char>(c);
+    if (code < 0xA0) code = kWindows1252[code - 0x80];
+    if (code < 0x800) {
+      text += static_cast<char>(0xC0 | (code >> 6));
+    } else {
+      text += static_cast<char>(0xE0 | (code >> 12));
+      text += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
+    }
     text += static_cast<char>(0x80 | (code & 0x3F));
   }
   return text;

@@ -11,7 +11,7 @@ namespace kelvane::embedded {
 /// Whether all of it is well-formed UTF-8.
 bool isUtf8(std::string_view bytes);
 
-/// Every byte is the character of its own number.
-std::string utf8FromLatin1(std::string_view bytes);
+/// Latin-1, with the characters that Windows has where that has control characters.
+std::string utf8FromWindows1252(std::string_view bytes);
 
 }  // namespace kelvane::embedded

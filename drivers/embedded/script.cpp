@@ -125,9 +125,14 @@ class Loader {
     try {
       tsql::requireText(text);
       if (!isUtf8(text)) {
-        converted = utf8FromLatin1(text);
+        converted = utf8FromWindows1252(text);
         text = converted;
-        report.notes.push_back({std::string(name), 0, 0, "is not UTF-8; read as Latin-1", ""});
+        report.notes.push_back({std::string(name), 0, 0, "is not UTF-8; read as Windows-1252", ""});
+      }
+      if (text.find('\n') == text.npos && text.find('\r') != text.npos) {
+        converted = text;
+        std::ranges::replace(converted, '\r', '\n');
+        text = converted;
       }
       batches = tsql::splitScript(text);
     } catch (const tsql::ScriptError& error) {

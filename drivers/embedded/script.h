@@ -45,8 +45,8 @@ struct LoadOptions {
 };
 
 /// Runs the batches of `text`; `name` is what messages call it. Text that is not UTF-8 is taken for
-/// Latin-1. Statements that end in `;` run one by one. `use` takes any database name: the catalog
-/// then goes by that name. A script without a statement is an error.
+/// Windows-1252, which Latin-1 is a part of. Statements that end in `;` run one by one. `use` takes
+/// any database name: the catalog then goes by that name. A script without a statement is an error.
 LoadReport loadScript(EmbeddedCatalog& catalog, std::string_view name, std::string_view text,
                       const LoadOptions& options = {});
 

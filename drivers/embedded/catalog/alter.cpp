@@ -270,9 +270,19 @@ void TableChange::operator()(const tsql::ReplaceDefault& action) {
 }
 
 void TableChange::operator()(const tsql::SwitchTrigger& action) {
-  if (action.trigger.empty()) return;
-  if (!store_.value("SELECT 1 FROM sysobjects WHERE deltrig = ? AND type = 'TR' AND name = ?",
-                    table_.id, action.trigger)) {
+  bool found = action.trigger.empty();
+  for (const TriggerSlot& slot : kTriggerSlots) {
+    const auto trigger = store_.value<std::string>(
+        concat("SELECT g.name FROM sysobjects t JOIN sysobjects g ON g.id = t.", slot.column,
+               " WHERE t.id = ?"),
+        table_.id);
+    if (!trigger || (!action.trigger.empty() && *trigger != action.trigger)) continue;
+    found = true;
+    store_.run(concat("UPDATE sysobjects SET sysstat2 = sysstat2 ", action.enable ? "& ~" : "| ",
+                      slot.disabled, " WHERE id = ?"),
+               table_.id);
+  }
+  if (!found) {
     writer_.fail(208, action.trigger,
                  " not found. Specify owner.objectname or use sp_help to check whether the object "
                  "exists (sp_help may produce lots of output).");
@@ -287,7 +297,9 @@ void Catalog::alterTable(const tsql::AlterTable& statement, std::string_view tex
   CatalogWriter writer(*this, caller);
   const ObjectInfo table = writer.requireTable(statement.table);
   TableChange change(writer, text, values, statement.table, table);
+  IndexWriter(writer).dropGuards(table);
   for (const tsql::AlterAction& action : statement.actions) std::visit(change, action);
+  IndexWriter(writer).createGuards(table);
   savepoint.keep();
 }
 

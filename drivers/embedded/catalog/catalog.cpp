@@ -229,6 +229,10 @@ std::optional<int> Catalog::loginId(std::string_view name) {
   return store_.value("SELECT suid FROM syslogins WHERE name = ?", name);
 }
 
+std::optional<int> Catalog::userOfLogin(int suid) {
+  return store_.value("SELECT uid FROM sysusers WHERE suid = ?", suid);
+}
+
 std::optional<std::string> Catalog::databaseName(int dbid) {
   return store_.value<std::string>("SELECT name FROM sysdatabases WHERE dbid = ?", dbid);
 }
@@ -311,6 +315,23 @@ std::string Catalog::sourceText(int objectId) {
   return text;
 }
 
+SourceText Catalog::source(int objectId) { return {sourceText(objectId), isQuoted(objectId)}; }
+
+SourceText Catalog::source(int procedureId, int number) {
+  SourceText source{{}, isQuoted(procedureId)};
+  store_.each(
+      "SELECT text FROM syscomments WHERE id = ? AND number = ? ORDER BY colid2, colid",
+      [&](const Statement& row) { source.text += row.view(0); }, procedureId, number);
+  return source;
+}
+
+bool Catalog::isQuoted(int objectId) {
+  return store_
+      .value("SELECT 1 FROM syscomments WHERE id = ? AND status & ?", objectId,
+             kQuotedIdentifiersOn)
+      .has_value();
+}
+
 // rows of user tables
 
 std::string Catalog::rowTable(int tableId) {
@@ -341,10 +362,10 @@ std::int64_t Catalog::nextIdentity(int tableId) {
 }
 
 tsql::ServerError Catalog::duplicateKeyError(const StoreError& error, std::uint32_t line) {
-  // "UNIQUE constraint failed: t32000114.c1, t32000114.c2"
+  // "UNIQUE constraint failed: t32000114.c1, t32000114.c2" or "...: index 'n32000114_2'"
   const std::string_view text = error.what();
   std::vector<int> numbers;
-  for (std::size_t at = text.find(": t"); at < text.size(); ++at) {
+  for (std::size_t at = text.find(": "); at < text.size(); ++at) {
     if (text[at] < '0' || text[at] > '9') continue;
     int number = 0;
     for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at) {
@@ -353,7 +374,14 @@ tsql::ServerError Catalog::duplicateKeyError(const StoreError& error, std::uint3
     numbers.push_back(number);
   }
   const int tableId = numbers.empty() ? 0 : numbers[0];
-  std::string index;
+  const auto indexNamed = [&](int indid) {
+    return store_
+        .value<std::string>("SELECT name FROM sysindexes WHERE id = ? AND indid = ?", tableId,
+                            indid)
+        .value_or("");
+  };
+  const bool isNullGuard = text.find("index 'n") != text.npos && numbers.size() == 2;
+  std::string index = isNullGuard ? indexNamed(numbers[1]) : "";
   store_.each(
       "SELECT name, indid FROM sysindexes WHERE id = ? AND status & 2 ORDER BY indid",
       [&](const Statement& row) {
@@ -369,6 +397,14 @@ tsql::ServerError Catalog::duplicateKeyError(const StoreError& error, std::uint3
         if (index.empty() && matching == keys && 2 * keys == numbers.size()) index = row.text(0);
       },
       tableId);
+  if (index.empty()) {
+    return {2615, 14, 1,
+            concat("Attempt to insert duplicate row in table '", objectName(tableId).value_or(""),
+                   "' with index '", indexNamed(kClusteredIndid),
+                   "'. Could drop and recreate index with ignore duplicate rows or allow "
+                   "duplicate rows."),
+            line};
+  }
   return {2601, 14, 1,
           concat("Attempt to insert duplicate key row in object '",
                  objectName(tableId).value_or(""), "' with unique index '", index, "'"),

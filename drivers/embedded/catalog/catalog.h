@@ -29,6 +29,7 @@
 #include "drivers/embedded/store/sqlite.h"
 #include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/error.h"
+#include "drivers/embedded/tsql/lexer.h"
 
 namespace kelvane::embedded {
 
@@ -36,14 +37,29 @@ namespace kelvane::embedded {
 inline constexpr std::string_view kNoRows = "no_rows";
 inline constexpr int kLargestColumnCount = 1024;
 
+/// In syscomments.status.
+inline constexpr int kQuotedIdentifiersOn = 4;
+
 inline constexpr int kPublicUid = 0;
 inline constexpr int kDboUid = 1;
+
+/// Where sysobjects says which trigger a change of rows fires, and in sysstat2 that it does not.
+struct TriggerSlot {
+  const char* column;
+  int disabled;
+  bool tsql::TriggerEvents::*event;
+};
+inline constexpr TriggerSlot kInsertSlot{"instrig", 0x100000, &tsql::TriggerEvents::insert};
+inline constexpr TriggerSlot kDeleteSlot{"deltrig", 0x200000, &tsql::TriggerEvents::remove};
+inline constexpr TriggerSlot kUpdateSlot{"updtrig", 0x400000, &tsql::TriggerEvents::update};
+inline constexpr TriggerSlot kTriggerSlots[] = {kInsertSlot, kUpdateSlot, kDeleteSlot};
 
 /// On whose behalf a statement runs, and where it stands (for errors).
 struct Caller {
   int uid = kDboUid;
   std::string database = "master";
   std::uint32_t line = 1;
+  bool quotedIdentifier = false;  ///< how its texts are read, which stored ones keep
 };
 
 struct ObjectInfo {
@@ -64,6 +80,18 @@ struct ColumnInfo {
   int defaultId = 0;
   int ruleId = 0;
   std::string computed;  ///< expression of a computed column as written; else empty
+};
+
+/// The source of a stored object.
+struct SourceText {
+  std::string text;
+  bool quotedIdentifier = false;
+
+  tsql::ParseOptions options() const {
+    tsql::ParseOptions options;
+    options.quotedIdentifier = quotedIdentifier;
+    return options;
+  }
 };
 
 struct NamedColumn {
@@ -138,6 +166,7 @@ class Catalog {
   std::optional<int> userId(std::string_view name);
   std::optional<std::string> loginName(int suid);
   std::optional<int> loginId(std::string_view name);
+  std::optional<int> userOfLogin(int suid);
   std::optional<std::string> databaseName(int dbid);
   std::optional<int> databaseId(std::string_view name);
   /// Gives the database a row in sysdatabases if it has none.
@@ -152,6 +181,10 @@ class Catalog {
 
   /// The source of a view, procedure, trigger, rule or default; empty when there is none.
   std::string sourceText(int objectId);
+  /// With how it is to be read.
+  SourceText source(int objectId);
+  /// Of one procedure of a group.
+  SourceText source(int procedureId, int number);
 
   /// The SQLite table to write rows of a user table to. Queries translated while kNoRows stood for
   /// it must be translated anew.
@@ -162,6 +195,9 @@ class Catalog {
 
   /// 2601 for a StoreError with isDuplicateKey that a write to a user table met.
   tsql::ServerError duplicateKeyError(const StoreError& error, std::uint32_t line);
+
+  /// The keys of a table with ignore_dup_key or ignore_dup_row, as SQLite's conflict targets.
+  std::vector<std::string> ignoredDuplicates(int tableId);
 
   // statements
   // `text` is the batch that the ranges of the statement count in.
@@ -191,7 +227,6 @@ class Catalog {
 
   /// Names of temporary tables must have been taken out.
   void drop(const tsql::Drop& statement, const Caller& caller);
-  void truncate(const tsql::Truncate& statement, const Caller& caller);
   void permission(const tsql::Permission& statement, const Caller& caller);
   void createDatabase(std::string_view name, const Caller& caller);
   void createRole(std::string_view name, const Caller& caller);
@@ -205,6 +240,7 @@ class Catalog {
   friend class CatalogWriter;
 
   std::optional<ObjectInfo> elsewhere(const tsql::ObjectName& name);
+  bool isQuoted(int objectId);
   std::vector<ColumnInfo> readColumns(int objectId, int number, bool inTable);
 
   const CatalogOptions options_;

@@ -62,6 +62,14 @@ ObjectInfo Catalog::createTable(const tsql::ObjectName& name,
   return *objectById(table.id);
 }
 
+std::vector<std::string> Catalog::ignoredDuplicates(int tableId) {
+  const auto table = objectById(tableId);
+  if (!table) return {};
+  const Caller caller;
+  CatalogWriter writer(*this, caller);
+  return IndexWriter(writer).ignoredDuplicates(*table);
+}
+
 void Catalog::createIndex(const tsql::CreateIndex& statement, std::string_view text,
                           const RowValues& values, const Caller& caller) {
   Savepoint savepoint(store_);

@@ -33,6 +33,11 @@ constexpr StatusOption kStatusOptions[] = {
     {"allow_dup_row", index_status::kAllowDuplicateRow},
 };
 
+bool allowsDuplicateRows(const std::vector<tsql::StorageOption>* options) {
+  return options != nullptr &&
+         std::ranges::count(*options, "allow_dup_row", &tsql::StorageOption::name) != 0;
+}
+
 }  // namespace
 
 int IndexWriter::lockStatus(std::string_view scheme) {
@@ -78,10 +83,9 @@ void IndexWriter::updateTextChain(const ObjectInfo& table) {
 IndexWriter::KeyColumn IndexWriter::addHiddenColumn(const ObjectInfo& table, const IndexPlan& plan,
                                                     int indid, std::size_t position) {
   const tsql::IndexKey& key = plan.keys->at(position);
-  if (plan.unique || plan.table == nullptr || values_ == nullptr) {
-    writer_.fail(tsql::kNotSupported,
-                 "The embedded catalog cannot keep a unique index of expressions on table '",
-                 table.name, "'.");
+  if (plan.table == nullptr || values_ == nullptr) {
+    writer_.fail(tsql::kNotSupported, "The embedded catalog takes expressions as keys of '",
+                 table.name, "' from create index only.");
   }
   const std::string name = concat("sybfi", indid, "_", position + 1);
   const ColumnType type = withNullability(values_->typeOf(*key.expression, *plan.table), true);
@@ -197,7 +201,11 @@ int IndexWriter::add(const ObjectInfo& table, const IndexPlan& plan) {
         table.id, indid, ++position, key.colid, key.descending ? 1 : 0);
   }
   if (plan.options != nullptr) applyOptions(table.id, indid, *plan.options);
-  if (plan.unique) createUnique(table, indid);
+  if (plan.unique) {
+    createUnique(table, indid);
+  } else if (indid == kClusteredIndid && !allowsDuplicateRows(plan.options)) {
+    createRowGuard(table, indid);
+  }
   return indid;
 }
 
@@ -248,26 +256,123 @@ void IndexWriter::applyOptions(int tableId, int indid,
   }
 }
 
-void IndexWriter::createAllUnique(const ObjectInfo& table) {
-  std::vector<int> unique;
+// Unique indexes of the server are unique indexes of SQLite, `i` and table and index. Two more
+// kinds make up for what those leave open:
+// - `n...`: SQLite takes any number of nulls, the server one;
+// - `r...`: a clustered index without allow_dup_row refuses a row that is there already.
+
+namespace {
+
+constexpr std::string_view kRowGuarded = "indid = 1 AND status & 66 = 0";
+constexpr std::string_view kGuardPrefixes[] = {"n", "r"};
+
+std::string indexName(std::string_view prefix, int tableId, int indid) {
+  return concat(prefix, tableId, "_", indid);
+}
+
+// The columns with nulls made equal to each other and to nothing else.
+std::string equalNulls(const std::vector<ColumnInfo>& columns) {
+  std::string list;
+  for (const ColumnInfo& column : columns) {
+    list += list.empty() ? "" : ", ";
+    if (!column.type.nullable) {
+      list += column.sqliteColumn;
+    } else {
+      list += concat("ifnull(", column.sqliteColumn, ", ",
+                     isBinary(column.type.kind) ? "'null'" : "x''", ") COLLATE RTRIM");
+    }
+  }
+  return list;
+}
+
+std::string names(const std::vector<ColumnInfo>& columns) {
+  std::string list;
+  for (const ColumnInfo& column : columns) {
+    list += concat(list.empty() ? "" : ", ", column.sqliteColumn);
+  }
+  return list;
+}
+
+}  // namespace
+
+std::vector<int> IndexWriter::indidsOf(int tableId, std::string_view condition) {
+  std::vector<int> indids;
   store_.each(
-      "SELECT indid FROM sysindexes WHERE id = ? AND status & 2",
-      [&](const Statement& row) { unique.push_back(row.number(0)); }, table.id);
-  for (const int indid : unique) createUnique(table, indid);
+      concat("SELECT indid FROM sysindexes WHERE id = ? AND indid > 0 AND ", condition,
+             " ORDER BY indid"),
+      [&](const Statement& row) { indids.push_back(row.number(0)); }, tableId);
+  return indids;
+}
+
+void IndexWriter::createAllUnique(const ObjectInfo& table) {
+  for (const int indid : indidsOf(table.id, "status & 2")) createUnique(table, indid);
+  for (const int indid : indidsOf(table.id, kRowGuarded)) createRowGuard(table, indid);
+}
+
+void IndexWriter::dropGuards(const ObjectInfo& table) {
+  if (table.sqliteTable == kNoRows) return;
+  for (const int indid : indidsOf(table.id, "1")) {
+    for (const std::string_view prefix : kGuardPrefixes) {
+      store_.execute(concat("DROP INDEX IF EXISTS ", indexName(prefix, table.id, indid)));
+    }
+  }
+}
+
+void IndexWriter::createGuards(const ObjectInfo& table) {
+  if (table.sqliteTable == kNoRows) return;
+  for (const int indid : indidsOf(table.id, "status & 2")) createNullGuard(table, indid);
+  for (const int indid : indidsOf(table.id, kRowGuarded)) createRowGuard(table, indid);
+}
+
+std::vector<ColumnInfo> IndexWriter::keyColumns(const ObjectInfo& table, int indid) {
+  const auto columns = writer_.catalog().columns(table.id);
+  std::vector<ColumnInfo> keys;
+  store_.each(
+      "SELECT colid FROM index_keys WHERE id = ? AND indid = ? ORDER BY position",
+      [&](const Statement& row) {
+        const auto column = std::ranges::find(columns, row.number(0), &ColumnInfo::colid);
+        if (column == columns.end() || !column->computed.empty()) {
+          writer_.fail(tsql::kNotSupported, "The embedded catalog cannot keep rows in table '",
+                       table.name, "', which has a unique index of expressions.");
+        }
+        keys.push_back(*column);
+      },
+      table.id, indid);
+  return keys;
+}
+
+std::vector<ColumnInfo> IndexWriter::rowColumns(const ObjectInfo& table) {
+  auto columns = writer_.catalog().columns(table.id);
+  std::erase_if(columns, [](const ColumnInfo& column) {
+    return !column.computed.empty() || isLong(column.type.kind);
+  });
+  return columns;
 }
 
 void IndexWriter::createUnique(const ObjectInfo& table, int indid) {
   if (table.sqliteTable == kNoRows) return;
-  std::string columns;
-  store_.each(
-      "SELECT colid FROM index_keys WHERE id = ? AND indid = ? ORDER BY position",
-      [&](const Statement& row) {
-        columns += concat(columns.empty() ? "c" : ", c", row.number(0));
-      },
-      table.id, indid);
   try {
-    store_.execute(concat("CREATE UNIQUE INDEX i", table.id, "_", indid, " ON ", table.sqliteTable,
-                          "(", columns, ")"));
+    store_.execute(concat("CREATE UNIQUE INDEX ", indexName("i", table.id, indid), " ON ",
+                          table.sqliteTable, "(", names(keyColumns(table, indid)), ")"));
+  } catch (const StoreError& error) {
+    if (!error.isDuplicateKey()) throw;
+    throw writer_.error(1505, 14, "Create unique index aborted on duplicate key in table '",
+                        table.name, "'.");
+  }
+  createNullGuard(table, indid);
+}
+
+void IndexWriter::createNullGuard(const ObjectInfo& table, int indid) {
+  const auto keys = keyColumns(table, indid);
+  std::string anyNull;
+  for (const ColumnInfo& key : keys) {
+    if (!key.type.nullable) continue;
+    anyNull += concat(anyNull.empty() ? "" : " OR ", key.sqliteColumn, " IS NULL");
+  }
+  if (anyNull.empty()) return;
+  try {
+    store_.execute(concat("CREATE UNIQUE INDEX IF NOT EXISTS ", indexName("n", table.id, indid),
+                          " ON ", table.sqliteTable, "(", equalNulls(keys), ") WHERE ", anyNull));
   } catch (const StoreError& error) {
     if (!error.isDuplicateKey()) throw;
     throw writer_.error(1505, 14, "Create unique index aborted on duplicate key in table '",
@@ -275,11 +380,48 @@ void IndexWriter::createUnique(const ObjectInfo& table, int indid) {
   }
 }
 
+void IndexWriter::createRowGuard(const ObjectInfo& table, int indid) {
+  if (table.sqliteTable == kNoRows) return;
+  const std::string row = equalNulls(rowColumns(table));
+  if (row.empty()) return;
+  if (store_.value("SELECT 1 FROM sysindexes WHERE id = ? AND indid = ? AND status & ?", table.id,
+                   indid, index_status::kIgnoreDuplicateRow)) {
+    store_.execute(concat("DELETE FROM ", table.sqliteTable,
+                          " WHERE rowid NOT IN (SELECT min(rowid) FROM ", table.sqliteTable,
+                          " GROUP BY ", row, ")"));
+  }
+  try {
+    store_.execute(concat("CREATE UNIQUE INDEX IF NOT EXISTS ", indexName("r", table.id, indid),
+                          " ON ", table.sqliteTable, "(", row, ")"));
+  } catch (const StoreError& error) {
+    if (!error.isDuplicateKey()) throw;
+    throw writer_.error(1508, 14, "Create index aborted on duplicate rows in table '", table.name,
+                        "'.");
+  }
+}
+
+std::vector<std::string> IndexWriter::ignoredDuplicates(const ObjectInfo& table) {
+  std::vector<std::string> targets;
+  for (const int indid : indidsOf(table.id, "status & 3 = 3")) {
+    targets.push_back(names(keyColumns(table, indid)));
+  }
+  for (const int indid : indidsOf(table.id, concat(kRowGuarded, " AND status & 4"))) {
+    if (indid != 0) targets.push_back(equalNulls(rowColumns(table)));
+  }
+  return targets;
+}
+
+void IndexWriter::dropStored(int tableId, int indid) {
+  for (const std::string_view prefix : {"i", "n", "r"}) {
+    store_.execute(concat("DROP INDEX IF EXISTS ", indexName(prefix, tableId, indid)));
+  }
+}
+
 void IndexWriter::remove(const ObjectInfo& table, int indid) {
   removeHiddenColumns(table.id, indid);
   store_.run("DELETE FROM sysindexes WHERE id = ? AND indid = ?", table.id, indid);
   store_.run("DELETE FROM index_keys WHERE id = ? AND indid = ?", table.id, indid);
-  store_.execute(concat("DROP INDEX IF EXISTS i", table.id, "_", indid));
+  dropStored(table.id, indid);
   if (indid == kClusteredIndid) {
     store_.run("INSERT INTO sysindexes(name, id, indid, segment, crdate) VALUES (?, ?, ?, ?, ?)",
                table.name, table.id, kHeapIndid, kDefaultSegment, currentTime());
@@ -295,7 +437,7 @@ void IndexWriter::renumber(const ObjectInfo& table, int from, int to) {
   store_.run("UPDATE index_keys SET indid = ?3 WHERE id = ?1 AND indid = ?2", table.id, from, to);
   store_.run("UPDATE sysreferences SET indexid = ?3 WHERE reftabid = ?1 AND indexid = ?2", table.id,
              from, to);
-  store_.execute(concat("DROP INDEX IF EXISTS i", table.id, "_", from));
+  dropStored(table.id, from);
   if (store_.value("SELECT 1 FROM sysindexes WHERE id = ? AND indid = ? AND status & 2", table.id,
                    to)) {
     createUnique(table, to);

@@ -73,6 +73,11 @@ class IndexWriter {
   void remove(const ObjectInfo& table, int indid);
   /// The SQLite indexes of a table that just got an SQLite table of its own.
   void createAllUnique(const ObjectInfo& table);
+  /// Around a change of columns: what looks at all columns, or at which of them may be null.
+  void dropGuards(const ObjectInfo& table);
+  void createGuards(const ObjectInfo& table);
+  /// The keys, as SQLite's conflict targets, whose duplicates are left out instead of refused.
+  std::vector<std::string> ignoredDuplicates(const ObjectInfo& table);
   std::optional<int> find(int tableId, std::string_view name);
   void changeLockScheme(const ObjectInfo& table, std::string_view scheme);
 
@@ -98,6 +103,12 @@ class IndexWriter {
                 const std::vector<KeyColumn>& keys);
   void applyOptions(int tableId, int indid, const std::vector<tsql::StorageOption>& options);
   void createUnique(const ObjectInfo& table, int indid);
+  std::vector<int> indidsOf(int tableId, std::string_view condition);
+  std::vector<ColumnInfo> keyColumns(const ObjectInfo& table, int indid);
+  std::vector<ColumnInfo> rowColumns(const ObjectInfo& table);
+  void createNullGuard(const ObjectInfo& table, int indid);
+  void createRowGuard(const ObjectInfo& table, int indid);
+  void dropStored(int tableId, int indid);
   void renumber(const ObjectInfo& table, int from, int to);
 
   CatalogWriter& writer_;

@@ -177,14 +177,4 @@ void Catalog::drop(const tsql::Drop& statement, const Caller& caller) {
   savepoint.keep();
 }
 
-void Catalog::truncate(const tsql::Truncate& statement, const Caller& caller) {
-  CatalogWriter writer(*this, caller);
-  const ObjectInfo table = writer.requireTable(statement.table);
-  if (store_.value("SELECT 1 FROM sysreferences WHERE reftabid = ?1 AND tableid != ?1", table.id)) {
-    writer.fail(4716, "Cannot truncate table '", table.name,
-                "' because there are referential constraints defined on the table.");
-  }
-  store_.execute("DELETE FROM " + table.sqliteTable);
-}
-
 }  // namespace kelvane::embedded

@@ -60,15 +60,6 @@ int addTextObject(CatalogWriter& writer, const tsql::ObjectName& name, std::stri
   return id;
 }
 
-struct TriggerSlot {
-  const char* column;
-  bool tsql::TriggerEvents::*event;
-};
-
-constexpr TriggerSlot kTriggerSlots[] = {{"instrig", &tsql::TriggerEvents::insert},
-                                         {"updtrig", &tsql::TriggerEvents::update},
-                                         {"deltrig", &tsql::TriggerEvents::remove}};
-
 /// Points the table at the trigger for its events. A trigger that thereby has no event left goes.
 void installTrigger(CatalogWriter& writer, int tableId, int triggerId,
                     const tsql::TriggerEvents& events) {
@@ -79,8 +70,9 @@ void installTrigger(CatalogWriter& writer, int tableId, int triggerId,
     const auto before =
         store.value(concat("SELECT ", slot.column, " FROM sysobjects WHERE id = ?"), tableId);
     displaced.insert(before.value_or(0));
-    store.run(concat("UPDATE sysobjects SET ", slot.column, " = ? WHERE id = ?"), triggerId,
-              tableId);
+    store.run(concat("UPDATE sysobjects SET ", slot.column, " = ?, sysstat2 = sysstat2 & ~",
+                     slot.disabled, " WHERE id = ?"),
+              triggerId, tableId);
   }
   displaced.erase(0);
   displaced.erase(triggerId);

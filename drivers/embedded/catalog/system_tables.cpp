@@ -272,7 +272,7 @@ void describeSystemTable(Database& store, const SystemTable& table) {
   }
 }
 
-void fillTypes(Database& store) {
+void fillTypes(Database& store, bool isAtLeast15) {
   for (const SystemType& type : systemTypes()) {
     const bool variable = type.kind && (isCharacter(*type.kind) || isBinary(*type.kind)) &&
                           type.storageCode == type.nullableCode && !isLong(*type.kind);
@@ -280,7 +280,8 @@ void fillTypes(Database& store) {
         "INSERT INTO systypes(uid, usertype, variable, allownulls, type, length, name, hierarchy)"
         " VALUES (?, ?, ?, ?, ?, ?, ?, ?)",
         kDboUid, type.userType, variable ? 1 : 0, type.kind == TypeKind::Bit ? 0 : 1,
-        type.storageCode, type.length, type.name, type.hierarchy);
+        type.storageCode, type.length, type.name,
+        isAtLeast15 ? fullHierarchy(type) : type.hierarchy);
   }
 }
 
@@ -326,7 +327,7 @@ void createSystemTables(Database& store, const CatalogOptions& options) {
   for (const SystemTable& table : systemTables()) {
     if (!table.inMaster) describeSystemTable(store, table);
   }
-  fillTypes(store);
+  fillTypes(store, options.isAtLeast15());
   if (options.isAtLeast15()) {
     store.run(
         "INSERT INTO systypes(uid, usertype, variable, allownulls, type, length, name, hierarchy)"

@@ -103,6 +103,17 @@ constexpr int kFirstDoublePrecision = 16;
 
 }  // namespace
 
+int fullHierarchy(const SystemType& type) {
+  // The integers of 15.0 stand between those that were there before; what came behind them moved.
+  constexpr std::pair<TypeKind, int> kIntegers[] = {{Int, 18}, {Smallint, 20}, {Tinyint, 22}};
+  for (const auto& [kind, place] : kIntegers) {
+    if (type.kind == kind) return place;
+  }
+  constexpr int kLastUnmoved = 14, kMovedBy = 5, kUnitextUserType = 36, kBigtimeUserType = 51;
+  const bool isNew = type.userType >= kUnitextUserType && type.userType <= kBigtimeUserType;
+  return type.hierarchy <= kLastUnmoved || isNew ? type.hierarchy : type.hierarchy + kMovedBy;
+}
+
 std::span<const SystemType> systemTypes() { return kSystemTypes; }
 
 const SystemType& systemType(TypeKind kind) {

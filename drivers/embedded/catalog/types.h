@@ -58,6 +58,9 @@ struct SystemType {
   int nullableCode;  ///< storage code of a column that accepts null
 };
 
+/// Its place among all types, as releases from 15.0 number it: the lower one leads where two meet.
+int fullHierarchy(const SystemType& type);
+
 /// In order of user type number, those of later releases included.
 std::span<const SystemType> systemTypes();
 

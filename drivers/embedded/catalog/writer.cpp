@@ -92,8 +92,8 @@ int CatalogWriter::addUnnamedObject(const ObjectInfo& table, std::string_view co
 void CatalogWriter::saveText(int id, int number, std::string_view text) {
   for (int colid = 1; !text.empty(); ++colid) {
     const std::string_view piece = firstCharacters(text, kTextPiece);
-    store_.run("INSERT INTO syscomments(id, number, colid, text, status) VALUES (?, ?, ?, ?, 0)",
-               id, number, colid, piece);
+    store_.run("INSERT INTO syscomments(id, number, colid, text, status) VALUES (?, ?, ?, ?, ?)",
+               id, number, colid, piece, caller_.quotedIdentifier ? kQuotedIdentifiersOn : 0);
     text.remove_prefix(piece.size());
   }
 }

@@ -15,7 +15,7 @@ using namespace tsql;
 namespace {
 
 // Errors after which the batch goes on with its next statement.
-constexpr std::array kStatementErrors = {515, 546, 547, 548, 2601, 2615, 3604, 3701, 3718};
+constexpr std::array kStatementErrors = {515, 546, 547, 548, 552, 2601, 2615, 3604, 3701, 3718};
 
 // What the server says when the thing to remove, or the table it belongs to, is not there.
 constexpr std::array kMissing = {208,   911,   3701,  3718,  3728,  4604, 4924,
@@ -57,6 +57,26 @@ std::string formatted(const std::string& format, const std::vector<std::string>&
     result += format[at];
   }
   return result;
+}
+
+std::string withoutQuotes(const std::string& text) {
+  const bool isQuoted = text.size() > 1 && text.front() == text.back() &&
+                        (text.front() == '\'' || text.front() == '"');
+  return isQuoted ? text.substr(1, text.size() - 2) : text;
+}
+
+// Statements that begin a transaction in chained mode.
+bool touchesRows(const tsql::Statement& statement) {
+  return std::visit(Overloaded{
+                        [](const SelectStatement&) { return true; },
+                        [](const Insert&) { return true; },
+                        [](const Update&) { return true; },
+                        [](const Delete&) { return true; },
+                        [](const OpenCursor&) { return true; },
+                        [](const FetchCursor&) { return true; },
+                        [](const auto&) { return false; },
+                    },
+                    statement.node);
 }
 
 // Where to say that something is wrong. A definition with a stored text begins with the batch, with
@@ -151,10 +171,14 @@ BatchRun::Flow BatchRun::runList(const StatementList& statements,
 
 BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
   current_ = &statement;
+  server_.running.session = &session_;
   server_.running.caller = &session_.caller;
   server_.running.variables = &variables_;
   server_.running.identities.clear();
   session_.caller.line = lineOf(statement);
+  if (session_.options.chained && session_.transactionDepth == 0 && touchesRows(statement)) {
+    transact({TransactionAction::Begin, {}});
+  }
   try {
     const Flow flow = runNode(statement);
     for (const std::string& part : ignoredParts(statement)) ignored("'" + part + "'");
@@ -173,16 +197,21 @@ BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
   return Flow::Next;
 }
 
-// Tells the client, and ends the batch unless the error is one of a statement alone: what comes
-// after a removal that found nothing must still happen.
-void BatchRun::report(const tsql::Statement& statement, const ServerError& error) {
+bool BatchRun::tell(const tsql::Statement& statement, const ServerError& error) {
   session_.lastError = error.number;
   session_.rowCount = 0;
   Notice notice{{error.number, error.severity, error.state, error.text()},
                 error.line == 0 ? lineOf(statement) : error.line};
   notice.alreadyGone = isAlreadyGone(statement, error);
   outcome_.notice(notice);
-  const bool goesOn = notice.alreadyGone || std::ranges::count(kStatementErrors, error.number) != 0;
+  return notice.alreadyGone;
+}
+
+// Ends the batch unless the error is one of a statement alone: what comes after a removal that
+// found nothing must still happen.
+void BatchRun::report(const tsql::Statement& statement, const ServerError& error) {
+  const bool goesOn =
+      tell(statement, error) || std::ranges::count(kStatementErrors, error.number) != 0;
   if (!goesOn) throw BatchEnded{};
 }
 
@@ -213,8 +242,7 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
           },
           [&](const Truncate& s) {
             return simple([&] {
-              const WriteTarget target = Translator(context()).writeTarget(s.table);
-              server_.catalog.store().execute("DELETE FROM " + target.sqliteTable);
+              change(prepared(&statement, [&](Translator& t) { return t.truncate(s); }));
             });
           },
           [&](const Declare& s) {
@@ -250,7 +278,9 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
           [&](const Continue&) { return Flow::Continue; },
           [&](const Return& s) {
             const ColumnType status = intType(true);
-            if (s.value) {
+            if (s.value && returns_) {
+              returned_ = evaluate(*s.value, &*returns_);
+            } else if (s.value) {
               const Cell value = evaluate(*s.value, &status);
               if (!isNull(value)) returnStatus_ = static_cast<int>(std::get<std::int64_t>(value));
             }
@@ -371,7 +401,19 @@ void BatchRun::setOption(const SetOption& option) {
   if (const auto table = identityInsert(option)) session_.options.identityInsertTable = *table;
   for (const std::string& name : option.names) {
     if (name == "nocount") session_.options.noCount = on;
-    if (name == "quoted_identifier") session_.options.quotedIdentifier = on;
+    if (name == "quoted_identifier") session_.caller.quotedIdentifier = on;
+    if (name == "chained") session_.options.chained = on;
+    if (name == "ansinull") {
+      session_.options.ansiNull = on;
+      server_.namesChanged();
+    }
+    if (name == "dateformat" && value != "mdy") {
+      throw ServerError(
+          kNotSupported, 16, 1,
+          "The embedded catalog reads dates in the order mdy alone, not in '" + value + "'.",
+          session_.caller.line);
+    }
+    if (name == "proxy" || name == "session") setLogin(value);
     if (name == "rowcount") {
       const auto variable = variables_.find(value);
       const std::string digits = variable == variables_.end() || isNull(variable->second.value)
@@ -440,6 +482,21 @@ void BatchRun::useDatabase(const UseDatabase& use) {
     server_.catalog.useDatabase(use.database);
   }
   session_.caller.database = use.database;
+  server_.namesChanged();
+}
+
+// `set proxy` and `set session authorization`: from now on everything is done by that login's user.
+void BatchRun::setLogin(const std::string& quoted) {
+  const std::string name = withoutQuotes(quoted);
+  const auto login = server_.catalog.loginId(name);
+  const auto uid = login ? server_.catalog.userOfLogin(*login) : std::nullopt;
+  if (!uid) {
+    throw ServerError(
+        916, 14, 1,
+        "User '" + name + "' does not exist in database '" + session_.caller.database + "'.",
+        session_.caller.line);
+  }
+  session_.caller.uid = *uid;
   server_.namesChanged();
 }
 

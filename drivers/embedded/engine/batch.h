@@ -33,6 +33,9 @@ class BatchRun {
   /// Runs the body of a procedure whose parameters have been put into variables().
   void runBody(const tsql::StatementList& body);
 
+  /// The result of a function whose parameters have been put into variables().
+  Cell runFunction(const tsql::StatementList& body, const ColumnType& returns);
+
   Variables& variables() { return variables_; }
   int returnStatus() const { return returnStatus_; }
 
@@ -55,6 +58,8 @@ class BatchRun {
   bool test(const tsql::Expr& condition);
   Cell evaluate(const tsql::Expr& expr, const ColumnType* as = nullptr);
   std::string text(const tsql::Expr& expr);
+  /// Tells the client; true when it only says that what was to be removed is not there.
+  bool tell(const tsql::Statement& statement, const tsql::ServerError& error);
   void report(const tsql::Statement& statement, const tsql::ServerError& error);
   void print(const tsql::Print& print);
   void raiseError(const tsql::RaiseError& raise);
@@ -63,6 +68,7 @@ class BatchRun {
   void transact(const tsql::Transaction& transaction);
   void useDatabase(const tsql::UseDatabase& use);
   void setUser(const tsql::SetUser& user);
+  void setLogin(const std::string& quoted);
   void utility(const tsql::Utility& utility);
   /// Tells of something that was accepted but leaves no trace.
   void ignored(const std::string& what);
@@ -87,6 +93,7 @@ class BatchRun {
   std::int64_t execute(Prepared& prepared, const Row* bound = nullptr);
   /// As execute, for a change of rows that a trigger may have to hear of.
   std::int64_t change(Prepared& prepared);
+  void runTests(const std::vector<std::string>& tests);
   void select(const tsql::SelectStatement& statement);
   void assignFrom(const tsql::Select& select, Prepared& prepared);
   void selectInto(const tsql::SelectStatement& statement);
@@ -98,6 +105,7 @@ class BatchRun {
   std::string temporaryTable(const std::string& name, std::vector<ColumnInfo> columns,
                              std::vector<std::string> defaults, std::uint32_t line);
   void dropObjects(const tsql::Drop& statement);
+  void dropTemporary(const tsql::ObjectName& name);
   void define(const tsql::Statement& statement);
   RowValues rowValues();
   void createView(const tsql::CreateView& view, std::string_view text);
@@ -124,6 +132,8 @@ class BatchRun {
   const tsql::Statement* current_ = nullptr;
   std::string gotoLabel_;
   int returnStatus_ = 0;
+  std::optional<ColumnType> returns_;  ///< of a function
+  Cell returned_;
 };
 
 /// Whether the statement only removes something and the error says that it is not there.

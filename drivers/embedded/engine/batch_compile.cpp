@@ -109,7 +109,10 @@ void BatchRun::compileParts(const tsql::Statement& statement) {
                    if (first.into.empty()) {
                      translate(&statement, [&](Translator& t) { return t.select(*s.query); });
                    } else {
-                     Translator(context()).select(*s.query);
+                     try {
+                       Translator(context()).selectInto(*s.query);
+                     } catch (const NotYetCreated&) {
+                     }
                      createdLater_.insert(first.into.name);
                    }
                  },
@@ -128,7 +131,9 @@ void BatchRun::compileParts(const tsql::Statement& statement) {
                  [&](const Delete& s) {
                    translate(&statement, [&](Translator& t) { return t.remove(s); });
                  },
-                 [&](const Truncate& s) { Translator(context()).writeTarget(s.table); },
+                 [&](const Truncate& s) {
+                   translate(&statement, [&](Translator& t) { return t.truncate(s); });
+                 },
                  [&](const SetVariables& s) {
                    for (const Assignment& assignment : s.assignments) check(assignment.value);
                  },

@@ -40,6 +40,9 @@ TranslationContext BatchRun::context() const {
   context.beforeRun = compiling_;
   context.rowLimit = session_.options.rowLimit;
   context.systemColumns = &server_.systemColumns;
+  context.ansiNull = session_.options.ansiNull;
+  context.rowRules = &server_.rowRules;
+  context.namesVersion = server_.namesVersion();
   if (compiling_) context.createdLater = &createdLater_;
   context.identityInsert = writesIdentity();
   context.texts = batch_->texts;
@@ -55,7 +58,7 @@ bool BatchRun::writesIdentity() const {
 
 Circumstances BatchRun::circumstances() const {
   return {server_.namesVersion(), session_.caller.uid, session_.caller.database,
-          session_.options.rowLimit, writesIdentity()};
+          session_.options.rowLimit, writesIdentity(), session_.options.ansiNull};
 }
 
 bool BatchRun::serves(const Prepared& prepared, const Circumstances& now) const {
@@ -168,17 +171,26 @@ void BatchRun::changed(std::int64_t rows) {
 }
 
 std::int64_t BatchRun::change(Prepared& prepared) {
-  if (prepared.plan.trigger.empty()) return execute(prepared);
+  if (prepared.plan.trigger.empty() && prepared.plan.tests.empty()) return execute(prepared);
   Savepoint savepoint(server_.catalog.store());
   const std::int64_t rows = execute(prepared);
-  if (rows > 0) {
+  if (rows > 0 && !prepared.plan.trigger.empty()) {
     throw ServerError(kNotSupported, 16, 1,
                       "The embedded catalog cannot run trigger '" + prepared.plan.trigger +
                           "', which the change of rows would fire.",
                       session_.caller.line);
   }
+  if (rows > 0) runTests(prepared.plan.tests);
   savepoint.keep();
   return rows;
+}
+
+void BatchRun::runTests(const std::vector<std::string>& tests) {
+  for (const std::string& test : tests) {
+    Statement statement = server_.statement(test);
+    statement.step();
+    server_.giveBack(test, std::move(statement));
+  }
 }
 
 void BatchRun::select(const SelectStatement& statement) {
@@ -220,7 +232,7 @@ void BatchRun::selectInto(const SelectStatement& statement) {
   const ObjectName& into = statement.query->terms.front().select.into;
   const TranslationContext made = context();
   Prepared rows;
-  rows.plan = Translator(made).select(*statement.query);
+  rows.plan = Translator(made).selectInto(*statement.query);
   std::vector<NamedColumn> columns;
   for (const ResultColumn& column : rows.plan.columns) {
     if (column.name.empty()) {
@@ -266,7 +278,11 @@ void BatchRun::insert(const Insert& statement) {
   }
   Prepared& rows = prepared(current_, translate);
   const bool givesIdentity = rows.plan.givesIdentity;
-  changed(change(rows));
+  const std::int64_t inserted = change(rows);
+  if (inserted == 0 && rows.plan.leavesOutDuplicates) {
+    outcome_.notice({{3604, 10, 1, "Duplicate key was ignored."}, session_.caller.line});
+  }
+  changed(inserted);
   if (givesIdentity) session_.lastIdentity = server_.running.lastIdentity;
 }
 
@@ -338,24 +354,33 @@ void BatchRun::createTemporary(const CreateTable& statement) {
                  statement.name.range.line);
 }
 
+// One after the other, whatever becomes of those before.
 void BatchRun::dropObjects(const Drop& statement) {
-  Drop others{statement.kind, {}, statement.override};
+  std::optional<ServerError> failure;
   for (const ObjectName& name : statement.names) {
-    if (statement.kind != DropKind::Table || !name.name.starts_with('#')) {
-      others.names.push_back(name);
-      continue;
+    try {
+      if (statement.kind == DropKind::Table && name.name.starts_with('#')) {
+        dropTemporary(name);
+      } else {
+        server_.catalog.drop({statement.kind, {name}, statement.override}, session_.caller);
+        server_.namesChanged();
+      }
+    } catch (const ServerError& error) {
+      if (failure) tell(*current_, *failure);
+      failure = error;
     }
-    if (!session_.temporaries.contains(name.name)) {
-      throw ServerError(3701, 11, 1,
-                        "Cannot drop the table '" + name.name +
-                            "', because it doesn't exist in the system catalogs.",
-                        name.range.line);
-    }
-    session_.dropTemporary(name.name);
   }
-  if (others.names.empty()) return;
-  server_.catalog.drop(others, session_.caller);
-  server_.namesChanged();
+  if (failure) throw *failure;
+}
+
+void BatchRun::dropTemporary(const ObjectName& name) {
+  if (!session_.temporaries.contains(name.name)) {
+    throw ServerError(3701, 11, 1,
+                      "Cannot drop the table '" + name.name +
+                          "', because it doesn't exist in the system catalogs.",
+                      name.range.line);
+  }
+  session_.dropTemporary(name.name);
 }
 
 // definitions
@@ -387,6 +412,38 @@ void requireSteady(const ColumnDefinition& column) {
 
 }  // namespace
 
+namespace {
+
+// Whose rows are then looked at; those of a new check are not.
+bool addsReference(const AlterTable& table) {
+  return std::ranges::any_of(table.actions, [](const AlterAction& action) {
+    const auto references = [](const Constraint& constraint) {
+      return std::holds_alternative<ForeignKeyConstraint>(constraint.node);
+    };
+    if (const auto* add = std::get_if<AddConstraint>(&action)) return references(add->constraint);
+    const auto* column = std::get_if<AddColumn>(&action);
+    return column != nullptr && std::ranges::any_of(column->column.constraints, references);
+  });
+}
+
+}  // namespace
+
+namespace {
+
+// Tells of changed names at its end.
+class NamesChange {
+ public:
+  explicit NamesChange(Server& server) : server_(server) {}
+  ~NamesChange() { server_.namesChanged(); }
+  NamesChange(const NamesChange&) = delete;
+  NamesChange& operator=(const NamesChange&) = delete;
+
+ private:
+  Server& server_;
+};
+
+}  // namespace
+
 RowValues BatchRun::rowValues() {
   return {[this](const Expr& value, const ColumnType& type) { return evaluate(value, &type); },
           [this](const Cell& value, const ColumnType& from, const ColumnType& to) {
@@ -409,6 +466,8 @@ void BatchRun::define(const tsql::Statement& statement) {
     if (table->name.name.starts_with('#')) return createTemporary(*table);
   }
   if (const auto* drop = std::get_if<Drop>(&statement.node)) return dropObjects(*drop);
+  // A definition that fails is undone, which is a change for those who looked in between.
+  const NamesChange change(server_);
   std::visit(Overloaded{
                  [&](const CreateTable& s) {
                    for (const ColumnDefinition& column : s.columns) requireSteady(column);
@@ -420,7 +479,15 @@ void BatchRun::define(const tsql::Statement& statement) {
                        requireSteady(add->column);
                      }
                    }
+                   Savepoint savepoint(catalog.store());
                    catalog.alterTable(s, text, rowValues(), caller);
+                   if (addsReference(s)) {
+                     server_.namesChanged();
+                     const TranslationContext made = context();
+                     Translator translator(made);
+                     runTests(translator.orphanTests(translator.writeTarget(s.table)));
+                   }
+                   savepoint.keep();
                  },
                  [&](const CreateIndex& s) {
                    if (!s.table.name.starts_with('#'))
@@ -436,7 +503,6 @@ void BatchRun::define(const tsql::Statement& statement) {
                  [](const auto&) {},
              },
              statement.node);
-  server_.namesChanged();
 }
 
 // cursors

@@ -52,6 +52,14 @@ class CalledOutcome final : public Outcome {
   std::uint32_t line_;
 };
 
+ServerError procedureNotFound(const std::string& name, std::uint32_t line) {
+  return ServerError(2812, 16, 5,
+                     "Stored procedure '" + name +
+                         "' not found. Specify owner.objectname or use sp_help to check whether "
+                         "the object exists (sp_help may produce lots of output).",
+                     line);
+}
+
 }  // namespace
 
 std::optional<std::string> BatchRun::argumentText(const ExecuteArgument& argument) {
@@ -95,11 +103,7 @@ void BatchRun::executeSystem(const Execute& execute, const std::string& name, Ou
   try {
     const auto result = server_.catalog.callSystemProcedure(call);
     if (!result) {
-      throw ServerError(2812, 16, 5,
-                        "Stored procedure '" + name +
-                            "' not found. Specify owner.objectname or use sp_help to check whether "
-                            "the object exists (sp_help may produce lots of output).",
-                        session_.caller.line);
+      throw procedureNotFound(name, session_.caller.line);
     }
     status = result->status;
     for (const ServerMessage& message : result->messages) {
@@ -134,7 +138,8 @@ void BatchRun::executeSystem(const Execute& execute, const std::string& name, Ou
 void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure,
                              Outcome& outcome) {
   const std::uint32_t line = session_.caller.line;
-  const auto stored = server_.procedure(procedure);
+  const auto stored = server_.procedure(procedure, execute.number);
+  if (!stored) throw procedureNotFound(procedure.name + ";" + std::to_string(execute.number), line);
   const auto* create = std::get_if<CreateProcedure>(&stored->statements.front()->node);
   if (create == nullptr) return;
   const Level level(session_, line);
@@ -190,6 +195,65 @@ void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure
   if (!execute.statusVariable.empty()) {
     assign(execute.statusVariable, std::int64_t{body.returnStatus()}, intType());
   }
+}
+
+namespace {
+
+// A function says nothing; what goes wrong in it goes wrong in the statement that calls it.
+class FunctionOutcome final : public Outcome {
+ public:
+  void beginRows(const std::vector<ResultColumn>&) override {}
+  void row(Row) override {}
+  void count(std::int64_t) override {}
+  void notice(const Notice& notice) override {
+    if (!notice.isError() || failure) return;
+    const ServerMessage& said = notice.message;
+    failure = ServerError(said.number, said.severity, said.state, said.text, 0);
+  }
+
+  std::optional<ServerError> failure;
+};
+
+}  // namespace
+
+Cell BatchRun::runFunction(const StatementList& body, const ColumnType& returns) {
+  returns_ = returns;
+  runBody(body);
+  return std::move(returned_);
+}
+
+Cell callFunction(Session& session, int functionId, const Row& arguments) {
+  Server& server = session.server;
+  const auto object = server.catalog.objectById(functionId);
+  constexpr int kOfFunctions = 0;
+  const auto stored = object ? server.procedure(*object, kOfFunctions) : nullptr;
+  const auto* create =
+      stored ? std::get_if<CreateFunction>(&stored->statements.front()->node) : nullptr;
+  if (create == nullptr) return {};
+  const Level level(session, session.caller.line);
+  const Running running = server.running;
+  const std::uint32_t line = session.caller.line;
+  const auto rowCount = session.rowCount, lastError = session.lastError;
+  const auto type = [&](const DataType& declared) {
+    return withNullability(server.catalog.resolveType(declared, session.caller), true);
+  };
+  FunctionOutcome outcome;
+  Cell result;
+  try {
+    BatchRun body(session, stored, outcome);
+    for (std::size_t i = 0; i < create->parameters.size() && i < arguments.size(); ++i) {
+      body.variables()[create->parameters[i].name] = {type(create->parameters[i].type),
+                                                      arguments[i]};
+    }
+    result = body.runFunction(create->body, type(create->returns));
+  } catch (const BatchEnded&) {
+  }
+  server.running = running;
+  session.caller.line = line;
+  session.rowCount = rowCount;
+  session.lastError = lastError;
+  if (outcome.failure) throw *outcome.failure;
+  return result;
 }
 
 void BatchRun::executeText(const ExecuteImmediate& execute, Outcome& outcome) {

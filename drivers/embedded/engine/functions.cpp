@@ -165,6 +165,15 @@ void required(FunctionCall& call) {
   call.result(call.cell(0));
 }
 
+// What is unknown breaks no rule.
+void obeyed(FunctionCall& call) {
+  if (!call.isNull(0) && call.integer(0) == 0) {
+    throw ServerError(static_cast<int>(call.integer(1)), 16, 1, std::string(call.text(2)),
+                      kUnknownLine);
+  }
+  call.result(1);
+}
+
 void matches(FunctionCall& call) {
   if (anyNull(call)) return;
   std::optional<char> escape;
@@ -276,6 +285,7 @@ void registerTexts(Database& store) {
   add("in_int", 1, inInt);
   add("divisor", 1, divisor);
   add("required", 3, required);
+  store.addFunction("obeyed", 3, FunctionKind::Volatile, obeyed);
   add("matches", 2, matches);
   add("matches", 3, matches);
   add("pattern_index", 2, patternIndex);
@@ -364,7 +374,18 @@ void registerSession(Database& store, Running& running) {
 
 }  // namespace
 
+void registerSchemaFunctions(Database& store, Running& running) {
+  constexpr int kAnyCount = -1;
+  store.addFunction(
+      "schema_function", kAnyCount, FunctionKind::Volatile, [&running](FunctionCall& call) {
+        Row arguments;
+        for (int i = 1; i < call.count(); ++i) arguments.push_back(call.cell(i));
+        call.result(running.call(*running.session, static_cast<int>(call.integer(0)), arguments));
+      });
+}
+
 void registerFunctions(Catalog& catalog, Running& running) {
+  registerSchemaFunctions(catalog.store(), running);
   registerTexts(catalog.store());
   registerDecimals(catalog.store());
   registerDates(catalog.store());

@@ -13,11 +13,16 @@
 
 namespace kelvane::embedded {
 
+class Session;
+
 /// The session and the frame whose statement is being stepped.
 /// The number under which syb_quit() ends a session.
 inline constexpr int kSessionEnded = 4996;
 
 struct Running {
+  Session* session = nullptr;
+  /// Runs a function of the schema.
+  Cell (*call)(Session& session, int functionId, const Row& arguments) = nullptr;
   const Caller* caller = nullptr;
   const Variables* variables = nullptr;
   /// The identity value given last, by table; emptied before each statement.

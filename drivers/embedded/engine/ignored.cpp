@@ -10,8 +10,9 @@ using namespace tsql;
 
 namespace {
 
-constexpr std::string_view kEffectiveOptions[] = {"nocount", "quoted_identifier", "rowcount",
-                                                  "identity_insert"};
+constexpr std::string_view kEffectiveOptions[] = {
+    "nocount", "quoted_identifier", "rowcount",   "ansinull",       "chained",
+    "proxy",   "session",           "dateformat", "identity_insert"};
 constexpr std::string_view kIndexOptions[] = {"ignore_dup_key", "ignore_dup_row",
                                               "allow_dup_row",  "fillfactor",
                                               "reservepagegap", "max_rows_per_page"};

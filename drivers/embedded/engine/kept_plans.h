@@ -21,6 +21,7 @@ struct Circumstances {
   std::string database;
   std::uint64_t rowLimit = 0;
   bool identityInsert = false;
+  bool ansiNull = false;
   bool operator==(const Circumstances&) const = default;
 };
 

@@ -51,10 +51,14 @@ struct Plan {
   /// Of an insert: the table that has no rows yet, else 0; and whether rows get an identity.
   int rowlessTable = 0;
   bool givesIdentity = false;
+  /// Rows that are there already are not inserted again.
+  bool leavesOutDuplicates = false;
   /// The trigger that the server would run when the change touches a row; empty without one.
   std::string trigger = {};
   /// Whether a text of the batch stands in the SQL itself.
   bool holdsTexts = false;
+  /// Queries to run when rows have changed; they end in an error when the rows break a rule.
+  std::vector<std::string> tests = {};
 };
 
 }  // namespace kelvane::embedded

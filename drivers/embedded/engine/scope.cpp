@@ -1,10 +1,17 @@
 #include "drivers/embedded/engine/scope.h"
 
+#include <algorithm>
+
 #include "drivers/embedded/tsql/error.h"
 
 namespace kelvane::embedded {
 
 const SourceColumn* Source::find(std::string_view column) const {
+  if (column == "syb_identity") {
+    const auto identity = std::ranges::find_if(
+        *columns, [](const SourceColumn& candidate) { return candidate.type.identity; });
+    return identity == columns->end() ? nullptr : &*identity;
+  }
   for (const SourceColumn& candidate : *columns) {
     if (candidate.name == column) return &candidate;
   }

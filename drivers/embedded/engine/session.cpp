@@ -11,13 +11,14 @@
 
 namespace kelvane::embedded {
 
-std::shared_ptr<ParsedBatch> Server::procedure(const ObjectInfo& object) {
-  auto& kept = procedures_[object.id];
-  std::string text = catalog.sourceText(object.id);
-  if (!kept || kept->text != text) {
+std::shared_ptr<ParsedBatch> Server::procedure(const ObjectInfo& object, int number) {
+  auto& kept = procedures_[{object.id, number}];
+  SourceText source = catalog.source(object.id, number);
+  if (source.text.empty()) return nullptr;
+  if (!kept || kept->text != source.text) {
     auto batch = std::make_shared<ParsedBatch>();
-    batch->text = std::move(text);
-    batch->statements = tsql::parseBatch(batch->text);
+    batch->text = std::move(source.text);
+    batch->statements = tsql::parseBatch(batch->text, source.options());
     kept = std::move(batch);
   }
   return kept;
@@ -149,12 +150,13 @@ Cell Session::globalVariable(std::string_view name) const {
 }
 
 bool Session::step(RowStream& stream) {
+  server.running.session = this;
   server.running.caller = &caller;
   return stream.statement.step();
 }
 
 tsql::ParseOptions Session::parseOptions() const {
-  return {options.quotedIdentifier, server.catalog.options().longestName()};
+  return {caller.quotedIdentifier, server.catalog.options().longestName()};
 }
 
 std::shared_ptr<ParsedBatch> Session::parsed(std::string_view text) {

@@ -39,16 +39,21 @@ struct ParsedBatch {
   Variables declared = {};
 };
 
+/// The result of a function of the schema. What goes wrong inside is thrown.
+Cell callFunction(Session& session, int functionId, const Row& arguments);
+
 class Server {
  public:
   explicit Server(const CatalogOptions& options = {}) : catalog(options) {
+    running.call = callFunction;
     registerFunctions(catalog, running);
   }
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
   /// The source of a stored procedure, parsed once for each text: another one may get its id.
-  std::shared_ptr<ParsedBatch> procedure(const ObjectInfo& object);
+  /// Null when its group has none of the number.
+  std::shared_ptr<ParsedBatch> procedure(const ObjectInfo& object, int number = 1);
   int nextSession() { return ++sessions_; }
   /// Changes with every statement that may change what names mean, those of temporary tables
   /// excepted.
@@ -64,6 +69,7 @@ class Server {
   Catalog catalog;
   Running running;
   SystemColumns systemColumns;
+  RowRulesCache rowRules;
   /// Where new connections start: the database that the last script was in. A script that names
   /// none is not meant for master.
   std::string database = "main";
@@ -71,7 +77,7 @@ class Server {
   int openTransactions = 0;
 
  private:
-  std::map<int, std::shared_ptr<ParsedBatch>> procedures_;
+  std::map<std::pair<int, int>, std::shared_ptr<ParsedBatch>> procedures_;
   /// None while a run of a batch has it.
   std::unordered_map<std::string, std::optional<Statement>> statements_;
   std::unordered_map<std::string, std::uint64_t> definitions_;
@@ -106,7 +112,10 @@ struct Cursor {
 /// `set` options; they stay for the session.
 struct SessionOptions {
   bool noCount = false;
-  bool quotedIdentifier = false;
+  /// Whether nothing is equal to null.
+  bool ansiNull = false;
+  /// Whether a statement that touches rows begins a transaction where there is none.
+  bool chained = false;
   std::uint64_t rowLimit = 0;
   std::string identityInsertTable;
 };

@@ -8,6 +8,7 @@
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/parser.h"
 
 namespace kelvane::embedded {
 
@@ -157,6 +158,26 @@ SqlValue Translator::datePartCall(const std::string& name, const Call& call, con
           asWord ? varcharType(30) : intType(true)};
 }
 
+namespace {
+
+// Sums and averages have the widest type of their kind.
+ColumnType sumType(const ColumnType& type) {
+  if (type.precision) return numericType(38, scaleOf(type));
+  switch (type.kind) {
+    case TypeKind::Bigint:
+    case TypeKind::Ubigint:
+      return type;
+    case TypeKind::Smallmoney:
+      return plainType(TypeKind::Money);
+    case TypeKind::Real:
+      return floatType();
+    default:
+      return isInteger(type.kind) ? intType(true) : type;
+  }
+}
+
+}  // namespace
+
 SqlValue Translator::aggregate(const std::string& name, const Call& call, const Expr& expr,
                                const Scope* scope) {
   const std::uint32_t line = expr.range.line;
@@ -180,8 +201,7 @@ SqlValue Translator::aggregate(const std::string& name, const Call& call, const 
                           " datatype as an argument.",
                       line);
   }
-  ColumnType result = isInteger(type.kind) && type.kind != TypeKind::Bigint ? intType(true) : type;
-  if (type.precision) result = numericType(38, scaleOf(type));
+  const ColumnType result = sumType(type);
   if (name == "sum") {
     const std::string sql = (isExactFraction(type.kind) ? "exact_sum(" : "sum(") + inside + ")";
     return {result.kind == TypeKind::Int ? "in_int(" + sql + ")" : sql,
@@ -201,14 +221,49 @@ SqlValue Translator::aggregate(const std::string& name, const Call& call, const 
   return {sql, withNullability(result, true)};
 }
 
+// A column of numbers for the table that a select into makes.
+SqlValue Translator::newIdentity(const Call& call, std::uint32_t line) {
+  const auto* literal = call.arguments.size() == 1 ? as<Literal>(*call.arguments[0]) : nullptr;
+  const int precision = literal != nullptr && literal->kind == LiteralKind::Integer
+                            ? std::stoi(literal->text.substr(0, 3))
+                            : 0;
+  if (precision < 1 || precision > 38) throw wrongCount("identity", line);
+  ColumnType type = numericType(precision, 0, false);
+  type.identity = true;
+  return {converted({"row_number() OVER ()", intType()}, type), type};
+}
+
+std::optional<SqlValue> Translator::schemaFunction(const Call& call, std::uint32_t line,
+                                                   const Scope* scope) {
+  const auto object = context_.catalog.findObject(call.function, context_.caller);
+  if (!object || object->type != "SF") return std::nullopt;
+  const SourceText source = context_.catalog.source(object->id);
+  const StatementList batch = parseBatch(source.text, source.options());
+  const auto* create = std::get_if<CreateFunction>(&batch.front()->node);
+  if (create == nullptr) return std::nullopt;
+  if (call.arguments.size() != create->parameters.size()) throw wrongCount(object->name, line);
+  const auto type = [&](const DataType& declared) {
+    return withNullability(context_.catalog.resolveType(declared, context_.caller), true);
+  };
+  std::string sql = "schema_function(" + std::to_string(object->id);
+  for (std::size_t i = 0; i < call.arguments.size(); ++i) {
+    sql +=
+        ", " + assigned(value(*call.arguments[i], scope), type(create->parameters[i].type), line);
+  }
+  return SqlValue{sql + ")", type(create->returns)};
+}
+
 SqlValue Translator::call(const Call& call, const Expr& expr, const Scope* scope) {
   static constexpr std::array<std::string_view, 4> kDateParts = {"dateadd", "datediff", "datename",
                                                                  "datepart"};
   const std::uint32_t line = expr.range.line;
   const std::string name = lowered(call.function.name);
-  if (!call.function.owner.empty() || !call.function.database.empty()) {
-    throw unknownFunction(call.function.name, line);
+  const bool isQualified = !call.function.owner.empty() || !call.function.database.empty();
+  if (isQualified || !isFunction(name)) {
+    if (auto result = schemaFunction(call, line, scope)) return *result;
   }
+  if (isQualified) throw unknownFunction(call.function.name, line);
+  if (name == "identity" && makesTable_) return newIdentity(call, line);
   if (isAggregateName(name)) return aggregate(name, call, expr, scope);
   if (std::ranges::count(kDateParts, name) != 0) return datePartCall(name, call, expr, scope);
   std::vector<SqlValue> arguments;

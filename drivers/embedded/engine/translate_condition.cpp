@@ -47,6 +47,8 @@ constexpr std::array kNameFunctions = {
     NameFunction{"suser_name", "syslogins", "suid"},
 };
 
+}  // namespace
+
 std::string joined(const std::vector<std::string>& parts, const char* separator) {
   std::string result;
   for (const std::string& part : parts) {
@@ -55,8 +57,6 @@ std::string joined(const std::vector<std::string>& parts, const char* separator)
   }
   return result;
 }
-
-}  // namespace
 
 std::string Translator::condition(const Expr& expr, const Scope* scope, Polarity polarity) {
   const std::uint32_t line = expr.range.line;
@@ -107,6 +107,7 @@ std::string Translator::condition(const Expr& expr, const Scope* scope, Polarity
 // Whether the operand is the literal null or a variable that holds null; nothing for all else.
 std::optional<bool> Translator::knownNull(const Expr& expr) {
   if (const auto* literal = as<Literal>(expr)) return literal->kind == LiteralKind::Null;
+  if (ruled_) return std::nullopt;
   const auto* variable = as<tsql::Variable>(expr);
   if (variable == nullptr) return std::nullopt;
   if (std::find(assignedVariables_.begin(), assignedVariables_.end(), variable->name) !=
@@ -153,6 +154,7 @@ std::string Translator::comparison(const Binary& binary, std::uint32_t line, con
   const SqlValue right = value(*binary.right, scope);
   if (leftNull == true || rightNull == true) {
     const bool equal = binary.op == BinaryOp::Equal;
+    if (context_.ansiNull) return "NULL";
     if (!equal && binary.op != BinaryOp::NotEqual) return "NULL";
     if (leftNull == true && rightNull == true) return equal ? "1" : "0";
     return "(" + (leftNull == true ? right : left).sql + (equal ? " IS NULL)" : " IS NOT NULL)");

@@ -155,6 +155,7 @@ SqlValue Translator::literal(const Literal& literal) {
 }
 
 SqlValue Translator::variable(const tsql::Variable& variable, std::uint32_t line) {
+  if (ruled_) return *ruled_;
   const auto found = context_.variables.find(variable.name);
   if (found == context_.variables.end()) {
     throw ServerError(137, 15, 2, "Must declare variable '" + variable.name + "'.", line);

@@ -56,6 +56,13 @@ std::shared_ptr<const SourceColumns> sourceColumns(const std::vector<ColumnInfo>
   return result;
 }
 
+// Where an outer join finds no row, its columns are null.
+void acceptNulls(Source& source) {
+  auto columns = std::make_shared<SourceColumns>(*source.columns);
+  for (SourceColumn& column : *columns) column.type = withNullability(column.type, true);
+  source.columns = std::move(columns);
+}
+
 }  // namespace
 
 // The value of a computed column is its expression, wherever the column is named.
@@ -91,7 +98,8 @@ Source Translator::viewSource(const ObjectInfo& view, Source source) {
   if (++viewDepth_ > kMaxViewDepth) {
     throw ServerError(429, 16, 1, "Too many levels of nested views.", 0);
   }
-  const StatementList batch = parseBatch(context_.catalog.sourceText(view.id));
+  const SourceText stored = context_.catalog.source(view.id);
+  const StatementList batch = parseBatch(stored.text, stored.options());
   const auto* create = std::get_if<CreateView>(&batch.front()->node);
   if (create == nullptr) throw ServerError(4401, 16, 1, "View " + view.name + " has no text.", 0);
   const QueryText text = query(*create->query, nullptr, QueryUse::Values);
@@ -177,15 +185,23 @@ Source Translator::sourceOf(const DerivedTable& table, const Scope* outer) {
 }
 
 void Translator::addSources(const TableRef& table, Scope& scope) {
-  std::visit(Overloaded{
-                 [&](const NamedTable& t) { scope.sources.push_back(sourceOf(t)); },
-                 [&](const DerivedTable& t) { scope.sources.push_back(sourceOf(t, scope.outer)); },
-                 [&](const Join& join) {
-                   addSources(*join.left, scope);
-                   addSources(*join.right, scope);
-                 },
-             },
-             table.node);
+  std::visit(
+      Overloaded{
+          [&](const NamedTable& t) { scope.sources.push_back(sourceOf(t)); },
+          [&](const DerivedTable& t) { scope.sources.push_back(sourceOf(t, scope.outer)); },
+          [&](const Join& join) {
+            const auto left = scope.sources.size();
+            addSources(*join.left, scope);
+            const auto right = scope.sources.size();
+            addSources(*join.right, scope);
+            const bool keepsLeft = join.kind != JoinKind::Right && join.kind != JoinKind::Full;
+            const bool keepsRight = join.kind != JoinKind::Left && join.kind != JoinKind::Full;
+            for (auto i = left; i < scope.sources.size(); ++i) {
+              if (!(i < right ? keepsLeft : keepsRight)) acceptNulls(scope.sources[i]);
+            }
+          },
+      },
+      table.node);
 }
 
 // `next` counts through the sources in the order in which addSources met them.
@@ -219,8 +235,7 @@ std::string Translator::renderTable(const TableRef& table, const Scope& scope, s
 
 // `a.x *= b.y` keeps the rows of a. Whatever else is asked of b alone belongs to the join too.
 Translator::FromText Translator::outerJoins(const std::vector<TableRefPtr>& from,
-                                            const std::vector<const Expr*>& terms,
-                                            const Scope& scope) {
+                                            const std::vector<const Expr*>& terms, Scope& scope) {
   if (from.size() != scope.sources.size()) {
     throw ServerError(313, 16, 1, "Outer joins of both kinds cannot stand in the same query.",
                       from[0]->range.line);
@@ -241,6 +256,7 @@ Translator::FromText Translator::outerJoins(const std::vector<TableRefPtr>& from
     conditions[table].push_back(compared(BinaryOp::Equal, value(*equality->left, &scope),
                                          value(*equality->right, &scope), term->range.line));
     needs[table].insert(kept.begin(), kept.end());
+    acceptNulls(scope.sources[table]);
   }
   for (const Expr* term : terms) {
     if (outerEquality(*term) != nullptr) continue;

@@ -18,6 +18,12 @@ bool isAggregate(const Expr& expr) {
   return call != nullptr && isAggregateName(call->function.name);
 }
 
+bool isIdentityCall(const Expr& expr) {
+  const auto* call = as<Call>(expr);
+  return call != nullptr && call->function.owner.empty() &&
+         lowered(call->function.name) == "identity";
+}
+
 bool aggregates(const Select& select) {
   return std::any_of(select.items.begin(), select.items.end(),
                      [](const SelectItem& item) { return anyWithin(*item.value, isAggregate); });
@@ -64,6 +70,22 @@ Plan Translator::select(const Query& whole) {
   if (first.from.empty()) assignedVariables_.clear();
   QueryText text = query(whole, nullptr, QueryUse::Result);
   return finish(std::move(text.sql), std::move(text.columns));
+}
+
+Plan Translator::selectInto(const Query& query) {
+  makesTable_ = true;
+  Plan plan = select(query);
+  const Select& first = query.terms.front().select;
+  const bool passesOn = query.isSingle() && first.from.size() == 1 && first.groupBy.empty() &&
+                        !std::holds_alternative<Join>(first.from.front()->node) &&
+                        !aggregates(first);
+  const auto isIdentity = [](const ResultColumn& column) { return column.type.identity; };
+  const bool isMade = std::ranges::any_of(
+      first.items, [](const SelectItem& item) { return isIdentityCall(*item.value); });
+  if ((!passesOn && !isMade) || std::ranges::count_if(plan.columns, isIdentity) > 1) {
+    for (ResultColumn& column : plan.columns) column.type.identity = false;
+  }
+  return plan;
 }
 
 Plan Translator::values(const std::vector<const Expr*>& expressions) {

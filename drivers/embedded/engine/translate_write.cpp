@@ -35,7 +35,8 @@ const ObjectName& realName(const ObjectName& target, const std::vector<TableRefP
 const ColumnInfo& requireColumn(const WriteTarget& target, const std::string& name,
                                 std::uint32_t line) {
   for (const ColumnInfo& column : target.columns) {
-    if (column.name != name) continue;
+    const bool isMeant = column.name == name || (name == "syb_identity" && column.type.identity);
+    if (!isMeant) continue;
     if (!column.computed.empty()) {
       throw ServerError(271, 16, 1,
                         "The column '" + name + "' of table '" + target.name +
@@ -161,27 +162,51 @@ std::vector<const ColumnInfo*> Translator::listedColumns(const Insert& statement
   return columns;
 }
 
-// `slot` is the column of sysobjects that holds the trigger of an event.
-std::string Translator::triggerOf(const WriteTarget& target, const std::string& slot) {
+std::string Translator::triggerOf(const WriteTarget& target, const TriggerSlot& slot) {
   if (target.isTemporary()) return {};
   return context_.catalog.store()
-      .value<std::string>("SELECT g.name FROM sysobjects t JOIN sysobjects g ON g.id = t." + slot +
-                              " WHERE t.id = ?",
-                          target.id)
+      .value<std::string>("SELECT g.name FROM sysobjects t JOIN sysobjects g ON g.id = t." +
+                              std::string(slot.column) + " WHERE t.id = ? AND t.sysstat2 & ? = 0",
+                          target.id, slot.disabled)
       .value_or("");
 }
 
-Plan Translator::finishChange(const WriteTarget& target, const std::string& slot, std::string sql) {
+Plan Translator::finishChange(const WriteTarget& target, const TriggerSlot& slot, std::string sql) {
   Plan plan = finish(std::move(sql));
   plan.trigger = triggerOf(target, slot);
   return plan;
 }
 
-Plan Translator::finishInsert(const WriteTarget& target, const std::string& columns,
-                              const std::string& query) {
-  Plan plan = finish("INSERT INTO " + target.sqliteTable + " (" + columns + ") SELECT " + query);
+Plan Translator::finishInsert(const WriteTarget& target, const std::vector<WrittenColumn>& columns,
+                              const std::string& from) {
+  const auto rules = rulesOf(target);
+  const bool insertsOneRow = from.empty();
+  std::string names, selected;
+  for (const WrittenColumn& written : columns) {
+    const std::string name = quotedName(written.column->sqliteColumn);
+    names += (names.empty() ? "" : ", ") + name;
+    selected += (selected.empty() ? "" : ", ") + written.sql;
+    if (rules->restrictsRows()) selected += " AS " + name;
+  }
+  std::string query = "SELECT " + selected + from;
+  if (rules->restrictsRows()) {
+    const std::string row = newAlias();
+    const auto conditions =
+        rowConditions(target, *rules, newRow(target, row, {}), {nullptr, insertsOneRow});
+    // The limit keeps SQLite from writing the values, identities among them, in two places.
+    query = "SELECT " + names + " FROM (" + query + " LIMIT -1) AS " + row;
+    query += " WHERE " + (conditions.empty() ? "1" : joined(conditions, " AND "));
+  } else if (!rules->ignoredDuplicates.empty()) {
+    query += " WHERE 1";  // or ON would belong to a join
+  }
+  for (const std::string& key : rules->ignoredDuplicates) {
+    query += " ON CONFLICT (" + key + ") DO NOTHING";
+  }
+  Plan plan = finish("INSERT INTO " + target.sqliteTable + " (" + names + ") " + query);
+  plan.leavesOutDuplicates = !rules->ignoredDuplicates.empty();
+  if (!insertsOneRow) testOwnReferences(target, *rules, nullptr, plan);
   if (!target.isTemporary() && target.sqliteTable == kNoRows) plan.rowlessTable = target.id;
-  plan.trigger = triggerOf(target, "instrig");
+  plan.trigger = triggerOf(target, kInsertSlot);
   plan.givesIdentity = std::ranges::any_of(
       target.columns, [](const ColumnInfo& column) { return column.type.identity; });
   return plan;
@@ -191,19 +216,15 @@ Plan Translator::insertRows(const Insert& statement, const WriteTarget& target,
                             const std::vector<SqlValue>& values, const std::string& from) {
   const std::uint32_t line = statement.table.range.line;
   const auto listed = listedColumns(statement, target, values.size());
-  std::string names, selected;
-  const auto add = [&](const ColumnInfo& column, const std::string& sql) {
-    names += (names.empty() ? "" : ", ") + quotedName(column.sqliteColumn);
-    selected += (selected.empty() ? "" : ", ") + sql;
-  };
+  std::vector<WrittenColumn> columns;
   for (std::size_t i = 0; i < listed.size(); ++i) {
-    add(*listed[i], filled(values[i], *listed[i], target, line));
+    columns.push_back({listed[i], filled(values[i], *listed[i], target, line)});
   }
   for (const ColumnInfo& column : target.columns) {
     if (!column.computed.empty() || std::ranges::count(listed, &column) != 0) continue;
-    add(column, omitted(column, target, line));
+    columns.push_back({&column, omitted(column, target, line)});
   }
-  return finishInsert(target, names, selected + from);
+  return finishInsert(target, columns, from);
 }
 
 Plan Translator::insert(const Insert& statement, const WriteTarget& target) {
@@ -214,14 +235,12 @@ Plan Translator::insert(const Insert& statement, const WriteTarget& target) {
     for (const auto& expr : given->values) values.push_back(value(*expr, nullptr));
     bindsNumbers_ = false;
   } else if (std::holds_alternative<InsertDefaults>(statement.source)) {
-    std::string columns, selected;
+    std::vector<WrittenColumn> columns;
     for (const ColumnInfo& column : target.columns) {
       if (!column.computed.empty()) continue;
-      columns += (columns.empty() ? "" : ", ") + quotedName(column.sqliteColumn);
-      selected +=
-          (selected.empty() ? "" : ", ") + omitted(column, target, statement.table.range.line);
+      columns.push_back({&column, omitted(column, target, statement.table.range.line)});
     }
-    return finishInsert(target, columns, selected);
+    return finishInsert(target, columns, "");
   } else {
     const QueryText text = query(*std::get<QueryPtr>(statement.source), nullptr, QueryUse::Result);
     const std::string alias = newAlias();
@@ -283,62 +302,87 @@ Plan Translator::update(const Update& statement) {
   const WriteTarget target = writeTarget(name);
   const bool joins = !statement.from.empty();
   JoinedTarget rows;
+  std::string where;
   if (joins) {
     rows = joinedTarget(statement.target, target, statement.from, statement.where.get());
   } else {
     NamedTable self;
     self.name = name;
     rows.scope.sources.push_back(sourceOf(self));
+    if (statement.where) {
+      where = " WHERE " + condition(*statement.where, &rows.scope, Polarity::Positive);
+    }
+    rows.from = " FROM " + target.sqliteTable + " AS " + rows.scope.sources[0].sqlAlias + where;
   }
-  const std::string rowAlias = newAlias();
-  std::string changes, picked;
+  const std::string rowAlias = newAlias(), changed = newAlias();
+  std::string plainChanges, pickedChanges, picked;
+  std::set<int> colids;
+  std::map<int, std::string> assigned;
   for (const Assignment& assignment : statement.assignments) {
     const std::uint32_t line = assignment.range.line;
     if (assignment.column.empty()) {
       throw ServerError(102, 15, 1, "Incorrect syntax near '" + assignment.variable + "'.", line);
     }
     const ColumnInfo& column = requireColumn(target, assignment.column, line);
-    std::string sql = filled(value(*assignment.value, &rows.scope), column, target, line);
-    if (joins) {
-      const std::string item = quotedName(column.sqliteColumn);
-      picked += ", " + sql + " AS " + item;
-      sql = rowAlias + "." + item;
-    }
-    changes += (changes.empty() ? "" : ", ") + quotedName(column.sqliteColumn) + " = " + sql;
+    const std::string sql = filled(value(*assignment.value, &rows.scope), column, target, line);
+    const std::string item = quotedName(column.sqliteColumn);
+    const std::string separator = colids.empty() ? "" : ", ";
+    plainChanges += separator + item + " = " + sql;
+    pickedChanges += separator + item + " = " + rowAlias + "." + item;
+    picked += ", " + sql + " AS " + item;
+    colids.insert(column.colid);
+    assigned[column.colid] = rowAlias + "." + item;
+  }
+  const auto rules = rulesOf(target);
+  std::vector<std::string> conditions;
+  if (rules->restrictsRows()) {
+    conditions = rowConditions(target, *rules, newRow(target, changed, assigned), {&colids, false});
   }
   const std::string& alias = rows.scope.sources[rows.source].sqlAlias;
-  if (joins) {
-    const std::string changed = newAlias();
-    return finishChange(target, "updtrig",
-                        "UPDATE " + target.sqliteTable + " AS " + changed + " SET " + changes +
-                            " FROM (SELECT " + alias + ".rowid AS rid" + picked + rows.from +
-                            ") AS " + rowAlias + " WHERE " + changed + ".rowid = " + rowAlias +
-                            ".rid");
+  std::string sql;
+  if (joins || !conditions.empty()) {
+    // As for an insert, the limit keeps each value in one place.
+    conditions.insert(conditions.begin(), changed + ".rowid = " + rowAlias + ".rid");
+    sql = "UPDATE " + target.sqliteTable + " AS " + changed + " SET " + pickedChanges +
+          " FROM (SELECT " + alias + ".rowid AS rid" + picked + rows.from +
+          (conditions.size() > 1 ? " LIMIT -1" : "") + ") AS " + rowAlias + " WHERE " +
+          joined(conditions, " AND ");
+  } else {
+    sql = "UPDATE " + target.sqliteTable + " AS " + alias + " SET " + plainChanges + where;
   }
-  std::string sql = "UPDATE " + target.sqliteTable + " AS " + alias + " SET " + changes;
-  if (statement.where) {
-    sql += " WHERE " + condition(*statement.where, &rows.scope, Polarity::Positive);
-  }
-  return finishChange(target, "updtrig", std::move(sql));
+  Plan plan = finishChange(target, kUpdateSlot, std::move(sql));
+  testDependents(target, *rules, &colids, plan);
+  testOwnReferences(target, *rules, &colids, plan);
+  return plan;
 }
 
 Plan Translator::remove(const Delete& statement) {
   const ObjectName& name = realName(statement.target, statement.from);
   const WriteTarget target = writeTarget(name);
+  std::string sql;
   if (!statement.from.empty()) {
     const JoinedTarget rows =
         joinedTarget(statement.target, target, statement.from, statement.where.get());
-    return finishChange(target, "deltrig",
-                        "DELETE FROM " + target.sqliteTable + " WHERE rowid IN (SELECT " +
-                            rows.scope.sources[rows.source].sqlAlias + ".rowid" + rows.from + ")");
+    sql = "DELETE FROM " + target.sqliteTable + " WHERE rowid IN (SELECT " +
+          rows.scope.sources[rows.source].sqlAlias + ".rowid" + rows.from + ")";
+  } else {
+    NamedTable self;
+    self.name = name;
+    Scope scope;
+    scope.sources.push_back(sourceOf(self));
+    sql = "DELETE FROM " + target.sqliteTable + " AS " + scope.sources[0].sqlAlias;
+    if (statement.where) sql += " WHERE " + condition(*statement.where, &scope, Polarity::Positive);
   }
-  NamedTable self;
-  self.name = name;
-  Scope scope;
-  scope.sources.push_back(sourceOf(self));
-  std::string sql = "DELETE FROM " + target.sqliteTable + " AS " + scope.sources[0].sqlAlias;
-  if (statement.where) sql += " WHERE " + condition(*statement.where, &scope, Polarity::Positive);
-  return finishChange(target, "deltrig", std::move(sql));
+  Plan plan = finishChange(target, kDeleteSlot, std::move(sql));
+  testDependents(target, *rulesOf(target), nullptr, plan);
+  return plan;
+}
+
+Plan Translator::truncate(const Truncate& statement) {
+  const WriteTarget target = writeTarget(statement.table);
+  Plan plan = finish("DELETE FROM " + target.sqliteTable);
+  testDependents(target, *rulesOf(target), nullptr, plan);
+  return plan;
 }
 
 }  // namespace kelvane::embedded

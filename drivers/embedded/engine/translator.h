@@ -16,6 +16,7 @@
 
 #include "drivers/embedded/catalog/catalog.h"
 #include "drivers/embedded/engine/plan.h"
+#include "drivers/embedded/engine/row_rules.h"
 #include "drivers/embedded/engine/scope.h"
 #include "drivers/embedded/engine/variables.h"
 #include "drivers/embedded/tsql/ast.h"
@@ -35,10 +36,15 @@ struct TranslationContext {
   /// `set rowcount`; 0 for no limit.
   std::uint64_t rowLimit = 0;
   bool identityInsert = false;
+  /// `set ansinull on`: a comparison with null is never true.
+  bool ansiNull = false;
   /// Tables that the batch will have created by the time it gets to the statement.
   const std::set<std::string, std::less<>>* createdLater = nullptr;
   /// What the string literals with a slot contain.
   std::span<const std::string> texts = {};
+  /// What rows must obey; without it nothing is asked of them.
+  RowRulesCache* rowRules = nullptr;
+  std::uint64_t namesVersion = 0;
   /// Where the columns of system tables are kept from one statement to the next.
   SystemColumns* systemColumns = nullptr;
 };
@@ -74,6 +80,8 @@ class Translator {
   explicit Translator(const TranslationContext& context) : context_(context) {}
 
   Plan select(const tsql::Query& query);
+  /// The columns that the new table gets have the identity property where it is passed on.
+  Plan selectInto(const tsql::Query& query);
   /// One row with the values, none of which may name a column.
   Plan values(const std::vector<const tsql::Expr*>& expressions);
   /// One row with 1 or 0.
@@ -85,6 +93,9 @@ class Translator {
                    const std::vector<ColumnType>& types);
   Plan update(const tsql::Update& statement);
   Plan remove(const tsql::Delete& statement);
+  Plan truncate(const tsql::Truncate& statement);
+  /// What Plan::tests holds, for all rows of a table and all that it references.
+  std::vector<std::string> orphanTests(const WriteTarget& target);
 
   /// The type of an expression over the columns of a table.
   ColumnType typeOf(const tsql::Expr& expression, const tsql::ObjectName& table);
@@ -143,7 +154,7 @@ class Translator {
   Source viewSource(const ObjectInfo& view, Source source);
   std::string renderTable(const tsql::TableRef& table, const Scope& scope, std::size_t& next);
   FromText outerJoins(const std::vector<tsql::TableRefPtr>& from,
-                      const std::vector<const tsql::Expr*>& terms, const Scope& scope);
+                      const std::vector<const tsql::Expr*>& terms, Scope& scope);
 
   // translate_expression.cpp
   SqlValue value(const tsql::Expr& expr, const Scope* scope);
@@ -184,6 +195,9 @@ class Translator {
                      const Scope* scope);
   SqlValue datePartCall(const std::string& name, const tsql::Call& call, const tsql::Expr& expr,
                         const Scope* scope);
+  SqlValue newIdentity(const tsql::Call& call, std::uint32_t line);
+  std::optional<SqlValue> schemaFunction(const tsql::Call& call, std::uint32_t line,
+                                         const Scope* scope);
   SqlValue isNullCall(const std::vector<SqlValue>& arguments, std::uint32_t line);
   SqlValue coalesceCall(const std::vector<SqlValue>& arguments, std::uint32_t line);
   SqlValue templateCall(const FunctionRule& rule, const std::vector<SqlValue>& arguments,
@@ -192,10 +206,14 @@ class Translator {
   // translate_write.cpp
   std::vector<const ColumnInfo*> listedColumns(const tsql::Insert& statement,
                                                const WriteTarget& target, std::size_t valueCount);
-  std::string triggerOf(const WriteTarget& target, const std::string& slot);
-  Plan finishChange(const WriteTarget& target, const std::string& slot, std::string sql);
-  Plan finishInsert(const WriteTarget& target, const std::string& columns,
-                    const std::string& query);
+  std::string triggerOf(const WriteTarget& target, const TriggerSlot& slot);
+  Plan finishChange(const WriteTarget& target, const TriggerSlot& slot, std::string sql);
+  struct WrittenColumn {
+    const ColumnInfo* column;
+    std::string sql;
+  };
+  Plan finishInsert(const WriteTarget& target, const std::vector<WrittenColumn>& columns,
+                    const std::string& from);
   Plan insertRows(const tsql::Insert& statement, const WriteTarget& target,
                   const std::vector<SqlValue>& values, const std::string& from);
   std::string filled(const SqlValue& value, const ColumnInfo& column, const WriteTarget& target,
@@ -209,6 +227,28 @@ class Translator {
   JoinedTarget joinedTarget(const tsql::ObjectName& name, const WriteTarget& target,
                             const std::vector<tsql::TableRefPtr>& from, const tsql::Expr* where);
 
+  // translate_rules.cpp
+  struct RowChange {
+    const std::set<int>* columns = nullptr;  // of an update, by colid
+    bool insertsOneRow = false;
+  };
+  std::shared_ptr<const RowRules> rulesOf(const WriteTarget& target) const;
+  Scope newRow(const WriteTarget& target, const std::string& alias,
+               const std::map<int, std::string>& assigned);
+  std::string violation(int number, const std::string& what, const WriteTarget& target,
+                        const std::string& constraint) const;
+  std::string sameKey(const ForeignKeyRule& key, const std::string& referenced,
+                      const std::string& referencing);
+  std::string referenceHolds(const ForeignKeyRule& key, const WriteTarget& target,
+                             const Scope& row);
+  std::vector<std::string> rowConditions(const WriteTarget& target, const RowRules& rules,
+                                         const Scope& row, const RowChange& change);
+  void testOrphans(const ForeignKeyRule& key, const WriteTarget& target, int number, Plan& plan);
+  void testDependents(const WriteTarget& target, const RowRules& rules,
+                      const std::set<int>* changed, Plan& plan);
+  void testOwnReferences(const WriteTarget& target, const RowRules& rules,
+                         const std::set<int>* changed, Plan& plan);
+
   const TranslationContext& context_;
   std::vector<Parameter> parameters_;
   std::vector<NullAssumption> assumptions_;
@@ -220,12 +260,15 @@ class Translator {
   int aliases_ = 0;
   bool bindsNumbers_ = false;  // while the values of an insert are translated
   int viewDepth_ = 0;
+  bool makesTable_ = false;        // while the query of a select into is translated
+  std::optional<SqlValue> ruled_;  // while a rule is translated: what its variable stands for
 };
 
 /// `'it''s'`
 std::string quotedText(std::string_view text);
 /// `"name"`
 std::string quotedName(std::string_view name);
+std::string joined(const std::vector<std::string>& parts, const char* separator);
 /// Values that SQL collates without trailing blanks where they are texts.
 std::string collated(const SqlValue& value);
 

@@ -13,7 +13,7 @@ ColumnType numericResult(int whole, int scale, bool nullable) {
   return numericType(std::clamp(whole + scale, 1, kMaxPrecision), scale, nullable);
 }
 
-int hierarchyOf(TypeKind kind) { return systemType(kind).hierarchy; }
+int hierarchyOf(TypeKind kind) { return fullHierarchy(systemType(kind)); }
 
 }  // namespace
 

@@ -251,17 +251,20 @@ void Database::Close::operator()(sqlite3* connection) const { sqlite3_close_v2(c
 
 Database::Database() {
   sqlite3* connection = nullptr;
-  const int code = sqlite3_open_v2(
-      ":memory:", &connection,
-      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_MEMORY | SQLITE_OPEN_NOMUTEX,
-      nullptr);
+  // A file without a name lives in the cache, goes to disk when it outgrows that, and vanishes with
+  // the connection.
+  const int code =
+      sqlite3_open_v2("", &connection,
+                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
   connection_.reset(connection);
   if (code != SQLITE_OK) fail();
   sqlite3_extended_result_codes(handle(), 1);
   // Double-quoted words are names only, so that a misspelt column is an error and not a text.
   sqlite3_db_config(handle(), SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
   sqlite3_db_config(handle(), SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
-  execute("PRAGMA journal_mode = MEMORY; PRAGMA temp_store = MEMORY;");
+  execute(
+      "PRAGMA journal_mode = MEMORY; PRAGMA temp_store = FILE; PRAGMA cache_size = -131072;"
+      "PRAGMA temp.cache_size = -32768;");
 }
 
 Database::~Database() = default;

@@ -39,6 +39,13 @@ bool endsScript(std::string_view line) {
   return equalsIgnoringCase(line, "exit") || equalsIgnoringCase(line, "quit");
 }
 
+// Lines by which isql reads another file or calls the operating system.
+bool leavesScript(std::string_view line) {
+  line = trimmed(line);
+  return line.starts_with("!!") || line == ":r" || line.starts_with(":r ") ||
+         line.starts_with(":r\t");
+}
+
 class Splitter {
  public:
   explicit Splitter(std::string_view script) : script_(script) {}
@@ -53,6 +60,12 @@ class Splitter {
         startBatch(line_ + 1);
       } else if (endsScript(line)) {
         break;
+      } else if (equalsIgnoringCase(trimmed(line), "reset")) {
+        at_ = std::min(end + 1, script_.size());
+        startBatch(line_ + 1);
+      } else if (leavesScript(line)) {
+        throw ScriptError("line " + std::to_string(line_) + " is a command of isql, '" +
+                          std::string(trimmed(line)) + "', which only isql can carry out");
       } else {
         skipLine(end);
       }
@@ -134,7 +147,9 @@ class StatementCutter {
  private:
   void step() {
     const char c = text_[at_];
-    if (c == ';') {
+    if (c == ';' && text_.substr(at_ + 1, 1).find_first_of("0123456789") == 0) {
+      ++at_;  // of a procedure's number in its group
+    } else if (c == ';') {
       ++at_;
       if (depth_ == 0 && !equalsIgnoringCase(wordAt(nextWord()), "else")) finish(at_ - 1);
     } else if (kBlanks.find(c) != std::string_view::npos) {

@@ -1,5 +1,5 @@
 dump tran shop with no_log
-set ansinull on
+set arithabort on
 create table t (a int not null, b int, c varchar(5), d bit, e numeric(5) identity,
   constraint k primary key (a))
   with identity_gap = 10

@@ -280,9 +280,6 @@ create index i on t (b))");
        "or UNIQUE constraint enforcement."},
       {"drop rule r",
        "3716 The rule 'r' cannot be dropped because it is bound to one or more columns."},
-      {"truncate table t",
-       "4716 Cannot truncate table 't' because there are referential constraints defined on the "
-       "table."},
       {"exec sp_bindefault gone, 't.b'", "17750 No such default 'gone' exists in this database."},
       {"exec sp_bindefault z, 't.nil'", "17757 The column 'nil' does not exist in table 't'."},
       {"exec sp_helptext t", "17679 There is no text for object t."},

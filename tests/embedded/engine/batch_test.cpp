@@ -124,6 +124,128 @@ set nocount on
   EXPECT_EQ(probe.refusal("select * from #own").substr(0, 4), "208:");
 }
 
+TEST(Batch, StoredTextsAreReadAsTheyWereWritten) {
+  Probe probe(R"(
+set quoted_identifier on
+go
+create view "my view" as select 'x' as "a column"
+go
+create procedure "my proc" as select "a column" + 'y' as z from "my view"
+go
+create table t ("a b" int constraint quoted_ck check ("a b" > 0))
+go
+set quoted_identifier off
+go
+create procedure p as select "one"
+go
+create procedure p;2 @n int as select @n + 1
+go
+)");
+  expectAnswers(probe, {{"select * from [my view]", "a column\nx\n"},
+                        {"exec [my proc]", "z\nxy\n"},
+                        {"set nocount on insert t values (0)",
+                         "error 548: Check constraint violation occurred, dbname = 'main', table "
+                         "name = 't', constraint name = 'quoted_ck'.\n"},
+                        {"exec p", "\none\n"},
+                        {"exec p;2 5", "\n6\n"}});
+  EXPECT_EQ(probe.refusal("exec p;3").substr(0, 34), "2812: Stored procedure 'p;3' not f");
+}
+
+TEST(Batch, FunctionsOfTheSchema) {
+  Probe probe(R"(
+create table t (a int, b varchar(5) null)
+insert t values (1, 'x')
+insert t values (2, null)
+go
+create function dbo.twice (@n int) returns int as begin declare @x int select @x = @n * 2 return @x end
+go
+create function counted (@b varchar(5)) returns varchar(20) as
+begin
+  if @b is null return 'none'
+  declare @c int
+  select @c = count(*) from t where b = @b
+  return @b + convert(varchar(5), @c)
+end
+go
+create function endless (@n int) returns int as begin return dbo.endless(@n) end
+go
+create function wrong (@n int) returns int as begin return convert(int, 'x') end
+go
+create view v as select dbo.twice(a) as d, counted(b) as c from t
+go
+create table u (n numeric(5,0) identity, a int default dbo.twice(3), b as dbo.twice(a), c int null)
+go
+)");
+  expectAnswers(probe,
+                {{"select d, c from v", "d | c\n2 | x1\n4 | none\n"},
+                 {"set nocount on insert u (c) select dbo.twice(a) from t select * from u",
+                  "n | a | b | c\n1 | 6 | 12 | 2\n2 | 6 | 12 | 4\n"},
+                 {"select dbo.endless(1)",
+                  "\nerror 217: Maximum stored procedure nesting level exceeded (limit 16).\n"},
+                 {"select dbo.wrong(1)",
+                  "\nerror 249: Syntax error during explicit conversion of VARCHAR value 'x' to a "
+                  "INT field.\n"},
+                 {"select dbo.twice(1, 2)",
+                  "error 174: The function 'twice' has a wrong number of arguments.\n"}});
+}
+
+TEST(Batch, WhatBecomesAnIdentity) {
+  Probe probe(
+      "create table t (id numeric(6,0) identity, b varchar(5))\n"
+      "insert t values ('x')\ninsert t values ('y')");
+  const auto identities = [&](const std::string& query) {
+    probe.ask(query);
+    const std::string names = probe.rows(
+        "select name, prec from syscolumns where id = object_id('made') and status & 128 = 128");
+    probe.ask("drop table made");
+    return names;
+  };
+  EXPECT_EQ(identities("select * into made from t"), "id | 6\n");
+  EXPECT_EQ(identities("select n = identity(4), b into made from t"), "n | 4\n");
+  EXPECT_EQ(identities("select identity(4) n, t.b into made from t, t u"), "n | 4\n");
+  for (const char* query :
+       {"select id + 0 as id into made from t", "select t.id into made from t, t u",
+        "select id, id as again into made from t", "select max(id) as id into made from t",
+        "select id into made from t union select id from t",
+        "select t.id into made from t join t u on t.id = u.id",
+        "select identity(4) n, id into made from t"}) {
+    EXPECT_EQ(identities(query), "") << query;
+  }
+  EXPECT_EQ(probe.ask("set nocount on select identity(3) as n, b into #m from t "
+                      "insert #m values ('z') select syb_identity, b from #m"),
+            "syb_identity | b\n1 | x\n2 | y\n3 | z\n");
+}
+
+TEST(Batch, OptionsThatChangeWhatStatementsDo) {
+  Probe probe(R"(
+create table t (a int null)
+insert t values (null)
+go
+exec sp_addlogin bob, 'secret1'
+exec sp_adduser bob
+)");
+  expectAnswers(probe, {{"select count(*) from t where a = null", "\n1\n"},
+                        {"set ansinull on", "(closed)\n"},
+                        {"select count(*) from t where a = null", "\n0\n"},
+                        {"set ansinull off set nocount on set chained on", "(closed)\n"},
+                        {"insert t values (1) select @@trancount rollback", "\n1\n"},
+                        {"select count(*) from t commit set chained off", "\n1\n"},
+                        {"set proxy bob", "(closed)\n"},
+                        {"select user", "\nbob\n"},
+                        {"set session authorization 'sa'", "(closed)\n"},
+                        {"select user", "\ndbo\n"}});
+  EXPECT_EQ(probe.refusal("set dateformat dmy").substr(0, 2), "0:");
+}
+
+TEST(Batch, EachNameOfADropIsTried) {
+  Probe probe("create table a (i int)\ncreate table c (i int)");
+  EXPECT_EQ(probe.ask("drop table a, b, c, #d"),
+            "error 3701: Cannot drop the table 'b', because it doesn't exist in the system "
+            "catalogs.\nerror 3701: Cannot drop the table '#d', because it doesn't exist in the "
+            "system catalogs.\n");
+  EXPECT_EQ(probe.rows("select count(*) from sysobjects where type = 'U'"), "0\n");
+}
+
 TEST(Batch, Cursors) {
   Probe probe("create table t (a int)\ngo\ninsert t select 1 union select 2 union select 3");
   EXPECT_EQ(probe.ask("declare c cursor for select a from t order by a"), "(closed)\n");

@@ -52,7 +52,8 @@ go
 if (select count(*) from t) != 1 raiserror 20001 'no row'
 go
 )"),
-            "note 3 3701\nnote 4 3701\nnote 6 208\nnote 8 208\nnote 10 208\nnote 12 208\nnote 16 "
+            "note 3 3701\nnote 4 3701\nnote 4 3701\nnote 6 208\nnote 8 208\nnote 10 208\nnote 12 "
+            "208\nnote 16 "
             "3728\nnote 18 3701\nnote 20 17550\nnote 21 208\n");
 }
 
@@ -142,9 +143,14 @@ TEST_F(LoaderFile, WhatCannotBeReadSaysWhy) {
         "\xEF\xBB\xBF"
         "create table t (a int)\r\ngo\r\n");
   EXPECT_EQ(loadedFile("marked.sql"), "");
+  write("returns.sql", "create table t (a int)\rgo\r-- a comment\rinsert t values (1)\rgo\r");
+  EXPECT_EQ(loadedFile("returns.sql"), "");
+  write("isql.sql", "create table t (a int)\ngo\n:r other.sql\n");
+  EXPECT_EQ(loadedFile("isql.sql"),
+            "line 3 is a command of isql, ':r other.sql', which only isql can carry out");
 }
 
-TEST_F(LoaderFile, WhatIsNotUtf8IsLatin1) {
+TEST_F(LoaderFile, WhatIsNotUtf8IsWindows1252) {
   write("latin.sql", "create table t (a varchar(9) default '\xE9\x80\xFF')\n");
   write("surrogate.sql", "create table u (a varchar(9) default '\xED\xA0\x80')\n");
   write("utf.sql", "create table v (a varchar(9) default '\xC3\xA9\xED\x9F\xBF')\n");
@@ -153,8 +159,8 @@ TEST_F(LoaderFile, WhatIsNotUtf8IsLatin1) {
                                           folder / "utf.sql"};
   EXPECT_EQ(drawn(loadFiles(probe.catalog, places)), "note 0 0\nnote 0 0\n");
   EXPECT_EQ(probe.sortedRows("select text from syscomments"),
-            "DEFAULT '\u00E9\u0080\u00FF'\nDEFAULT '\u00E9\uD7FF'\n"
-            "DEFAULT '\u00ED\u00A0\u0080'\n");
+            "DEFAULT '\u00E9\u20AC\u00FF'\nDEFAULT '\u00E9\uD7FF'\n"
+            "DEFAULT '\u00ED\u00A0\u20AC'\n");
 }
 
 TEST_F(LoaderFile, ASequenceNeedsOneStatementAndStopsAtTheFirstError) {

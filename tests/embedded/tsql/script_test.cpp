@@ -47,6 +47,13 @@ TEST(Script, EndsAtExit) {
   EXPECT_THAT(batches("select 1\nQUIT\nselect 2"), ElementsAre("1x1:select 1\n"));
 }
 
+TEST(Script, ThrowsAwayWhatIsReset) {
+  EXPECT_THAT(batches("selec\n reset\nselect '\nreset\n'\ngo\nRESET\nselect 2"),
+              ElementsAre("3x1:select '\nreset\n'\n", "8x1:select 2"));
+  EXPECT_THROW(splitScript("select 1\n!! ls\n"), ScriptError);
+  EXPECT_THAT(batches("print '\n:r x'\n"), ElementsAre("1x1:print '\n:r x'\n"));
+}
+
 TEST(Script, ReadsFilesAsEditorsLeaveThem) {
   EXPECT_THAT(batches("\xEF\xBB\xBFselect 1\r\ngo\r\nselect 'a\r\nb'\r\n GO 2 \r\n"),
               ElementsAre("1x1:select 1\r\n", "3x2:select 'a\r\nb'\r\n"));

@@ -77,9 +77,9 @@ void spAddtype(ProcedureRun& run) {
       "INSERT INTO systypes(uid, usertype, variable, allownulls, type, length, name, prec, scale,"
       " ident, hierarchy)"
       " SELECT ?, max(max(usertype), 100) + 1, (SELECT variable FROM systypes WHERE usertype = ?),"
-      " ?, ?, ?, ?, ?, ?, ?, ? FROM systypes",
+      " ?, ?, ?, ?, ?, ?, ?, (SELECT hierarchy FROM systypes WHERE usertype = ?) FROM systypes",
       run.caller().uid, base->userType, nulls.nullable ? 1 : 0, type.storageCode, type.length, name,
-      type.precision, type.scale, nulls.identity ? 1 : 0, base->hierarchy);
+      type.precision, type.scale, nulls.identity ? 1 : 0, base->userType);
   run.print(17308, "Type added.");
 }
 

@@ -1,0 +1,66 @@
+// What the rows of a table must obey besides its types: checks, bound rules, foreign keys.
+//
+// Read from the catalog once for a table and kept until a definition changes. Plain values; a
+// cache serves one server.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "drivers/embedded/catalog/catalog.h"
+#include "drivers/embedded/tsql/ast.h"
+
+namespace kelvane::embedded {
+
+struct CheckRule {
+  std::string constraint;
+  tsql::ExprPtr condition;
+};
+
+/// A rule bound to a column, which its one variable stands for.
+struct BoundRule {
+  std::string rule;
+  int colid = 0;
+  tsql::ExprPtr condition;
+};
+
+struct ForeignKeyRule {
+  std::string constraint;
+  int referencing = 0;  ///< table
+  int referenced = 0;   ///< table
+  std::vector<int> columns;
+  std::vector<int> keys;        ///< of the referenced table, as many
+  std::string referencedTable;  ///< in SQLite
+  std::vector<ColumnInfo> referencedColumns;
+
+  bool isWithinOneTable() const { return referencing == referenced; }
+};
+
+struct RowRules {
+  std::vector<CheckRule> checks;
+  std::vector<BoundRule> rules;
+  std::vector<ForeignKeyRule> references;
+  std::vector<ForeignKeyRule> referencedBy;  ///< those within the table are among `references`
+
+  /// Conflict targets of SQLite: rows with these keys are left out when they are there already.
+  std::vector<std::string> ignoredDuplicates;
+
+  bool restrictsRows() const { return !checks.empty() || !rules.empty() || !references.empty(); }
+};
+
+RowRules readRowRules(Catalog& catalog, int tableId);
+
+class RowRulesCache {
+ public:
+  /// `version` changes with every definition.
+  std::shared_ptr<const RowRules> of(Catalog& catalog, int tableId, std::uint64_t version);
+
+ private:
+  std::uint64_t version_ = 0;
+  std::map<int, std::shared_ptr<const RowRules>> rules_;
+};
+
+}  // namespace kelvane::embedded

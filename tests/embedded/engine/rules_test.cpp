@@ -1,0 +1,173 @@
+// Rows that break a check, a rule or a foreign key are refused, and nothing else is.
+
+#include <gtest/gtest.h>
+
+#include "tests/embedded/engine/probe.h"
+
+namespace kelvane::embedded {
+namespace {
+
+struct Case {
+  const char* sql;
+  const char* refusal;  ///< the error's number and the name at its end; empty when it is accepted
+};
+
+std::string refusalOf(Probe& probe, const char* sql) {
+  std::string said = probe.ask(std::string("set nocount on ") + sql);
+  if (said == "(closed)\n") return "";
+  const auto name = said.rfind(" '");
+  return said.substr(0, said.find(':')) + (name == said.npos ? "" : said.substr(name));
+}
+
+void expectRefusals(Probe& probe, std::initializer_list<Case> cases) {
+  for (const Case& c : cases) EXPECT_EQ(refusalOf(probe, c.sql), c.refusal) << c.sql;
+}
+
+TEST(Rules, ChecksAndBoundRules) {
+  Probe probe(R"(
+create rule letter as @v like 'x%' or @v in ('a', 'b')
+go
+sp_addtype amount, int
+go
+create rule positive as @n > 0
+go
+sp_bindrule positive, amount
+go
+create table t (id numeric(5,0) identity, a varchar(10) null, b int default 1 check (b > 0) null,
+  c amount null, d as b * 2, constraint order_ck check (c > b or a = 'b'),
+  constraint twice_ck check (d < 100))
+go
+sp_bindrule letter, 't.a'
+go
+)");
+  expectRefusals(
+      probe,
+      {{"insert t (a, b, c) values ('xyz', 1, 2)", ""},
+       {"insert t (a, b, c) values (null, null, null)", ""},
+       {"insert t (c) values (9)", ""},
+       {"declare @v int select @v = -1 insert t (c) values (@v)", "error 552 'c'.\n"},
+       {"insert t (a, b, c) values ('q', 1, 2)", "error 552 'a'.\n"},
+       {"insert t (a, b, c) values ('a', 3, 2)", "error 548 'order_ck'.\n"},
+       {"insert t (a, b, c) select 'a', 60, 70 from sysobjects", "error 548 'twice_ck'.\n"},
+       {"update t set a = 'no' where a is null", "error 552 'a'.\n"},
+       {"update t set b = b + 1 where c = 2", "error 548 'order_ck'.\n"},
+       {"update t set b = t.b + 1, a = 'b' from t, sysobjects o where c = 2 and o.name = 't'", ""},
+       {"update t set a = 'a' from t, sysobjects o where c = 2 and o.name = 't'",
+        "error 548 'order_ck'.\n"},
+       {"insert t (b) exec ('select 60')", "error 548 'twice_ck'.\n"}});
+  EXPECT_EQ(probe.rows("select id, a, b, c from t"),
+            "1 | b | 2 | 2\n2 | - | - | -\n3 | - | 1 | 9\n");
+  probe.ask("alter table t add constraint late_ck check (b < 0)");
+  expectRefusals(probe, {{"update t set a = 'b'", ""},
+                         {"update t set b = 3", "error 548 'late_ck'.\n"},
+                         {"alter table t drop constraint late_ck update t set b = null", ""}});
+}
+
+TEST(Rules, ForeignKeys) {
+  Probe probe(R"(
+create table p (a int, b char(5), c numeric(20,2), primary key (a, b), unique (c))
+create table q (x int null, y varchar(5) null, z numeric(20,2) null,
+  constraint pair foreign key (x, y) references p (a, b))
+alter table q add constraint amount foreign key (z) references p (c)
+go
+insert p values (1, 'ab', 12345678901234567.5)
+)");
+  expectRefusals(probe,
+                 {{"insert q values (1, 'ab', 12345678901234567.50)", ""},
+                  {"insert q values (2, 'ab', null)", "error 546 'pair'.\n"},
+                  {"insert q values (2, null, null)", ""},
+                  {"insert q values (1, 'ab', 12345678901234567.51)", "error 546 'amount'.\n"},
+                  {"update q set x = 2 where z is not null", "error 546 'pair'.\n"},
+                  {"update p set c = 1", "error 547 'amount'.\n"},
+                  {"update p set a = a", ""},
+                  {"delete p where a = 1", "error 547 'pair'.\n"},
+                  {"truncate table p", "error 547 'pair'.\n"},
+                  {"truncate table q update p set c = 1 insert q values (1, 'ab', 1)", ""},
+                  {"delete q delete p", ""}});
+  EXPECT_EQ(probe.rows("select count(*) from p"), "0\n");
+}
+
+TEST(Rules, AKeyWithinOneTable) {
+  Probe probe(R"(
+create table n (id int primary key, up int null constraint up_fk references n (id))
+)");
+  expectRefusals(probe, {{"insert n values (1, 1)", ""},
+                         {"insert n values (2, 3)", "error 546 'up_fk'.\n"},
+                         {"insert n select 2, 3 union all select 3, 2", ""},
+                         {"insert n select 5, 6 union all select 4, 2", "error 546 'up_fk'.\n"},
+                         {"update n set up = 9 where id = 1", "error 546 'up_fk'.\n"},
+                         {"update n set id = id + 10", "error 547 'up_fk'.\n"},
+                         {"delete n where id = 2", "error 547 'up_fk'.\n"},
+                         {"delete n where id in (2, 3)", ""},
+                         {"insert n values (7, null) delete n where id = 1", ""},
+                         {"alter table n add also int null constraint also_fk references n (id) "
+                          "update n set id = 8",
+                          ""}});
+  probe.ask("create table late (n int)");
+  expectRefusals(probe,
+                 {{"insert late values (5)", ""},
+                  {"alter table late add constraint late_fk foreign key (n) references n",
+                   "error 546 'late_fk'.\n"},
+                  {"update late set n = 8", ""},
+                  {"alter table late add constraint late_fk foreign key (n) references n", ""},
+                  {"insert late values (9)", "error 546 'late_fk'.\n"}});
+}
+
+TEST(Rules, KeysAndRowsThatAreThereAlready) {
+  Probe probe(R"(
+create table u (a int null, b varchar(5) null)
+create unique index u_ab on u (a, b)
+create table ignoring (a int, b int)
+create unique index ignoring_a on ignoring (a) with ignore_dup_key
+create table pile (a int, b varchar(5) null, c text null)
+create clustered index pile_a on pile (a)
+create table placed (a int) lock datarows
+create clustered index placed_a on placed (a)
+go
+)");
+  expectRefusals(probe, {{"insert u values (1, null) insert u values (null, 'x')", ""},
+                         {"insert u values (1, null)", "error 2601 'u_ab'\n"},
+                         {"insert u values (null, 'x ')", "error 2601 'u_ab'\n"},
+                         {"update u set a = null, b = 'x'", "error 2601 'u_ab'\n"},
+                         {"insert ignoring values (1, 1) insert ignoring values (1, 2)", ""},
+                         {"insert ignoring select 2, 1 union all select 2, 2", ""},
+                         {"update ignoring set a = 1", "error 2601 'ignoring_a'\n"},
+                         {"insert pile values (1, null, 'x') insert pile values (1, 'x', 'x')", ""},
+                         {"insert placed values (1) insert placed values (1)", ""},
+                         {"create unique index late on placed (a)", "error 1505 'placed'.\n"}});
+  EXPECT_EQ(probe.refusal("insert pile values (1, null, 'y')").substr(0, 4), "2615");
+  probe.ask("alter table pile add d int null");
+  EXPECT_EQ(probe.refusal("insert pile values (1, null, 'y', null)").substr(0, 4), "2615");
+  EXPECT_EQ(probe.rows("select a, b from ignoring"), "1 | 1\n2 | 1\n");
+  probe.ask("drop index pile.pile_a");
+  probe.ask("insert pile values (1, null, 'y', null)");
+  EXPECT_EQ(probe.refusal("create clustered index pile_a on pile (a)").substr(0, 4), "1508");
+  expectRefusals(probe, {{"create clustered index pile_a on pile (a) with allow_dup_row", ""},
+                         {"insert pile values (1, null, 'y', null)", ""}});
+}
+
+TEST(Rules, TriggersThatWouldFire) {
+  Probe probe(R"(
+create table t (a int)
+insert t values (1)
+go
+create trigger ti on t for insert as print 'in'
+go
+create trigger tud on t for update, delete as print 'out'
+go
+)");
+  expectRefusals(probe,
+                 {{"insert t values (2)", "error 0 'ti', which the change of rows would fire.\n"},
+                  {"update t set a = 2 where a = 5", ""},
+                  {"alter table t disable trigger ti", ""},
+                  {"insert t values (2)", ""},
+                  {"alter table t disable trigger nothing", "error 208"},
+                  {"alter table t disable trigger", ""},
+                  {"delete t where a = 2", ""},
+                  {"alter table t enable trigger tud", ""},
+                  {"delete t", "error 0 'tud', which the change of rows would fire.\n"},
+                  {"insert t values (3)", ""}});
+}
+
+}  // namespace
+}  // namespace kelvane::embedded
