@@ -49,6 +49,7 @@ class Collector {
  private:
   void columnConstraints(const ColumnDefinition& column) {
     for (const Constraint& one : column.constraints) constraint(one);
+    parts.insert(parts.end(), column.storage.begin(), column.storage.end());
   }
   void constraint(const Constraint& constraint) {
     if (const auto* key = std::get_if<KeyConstraint>(&constraint.node))

@@ -116,6 +116,22 @@ std::string Translator::referenceHolds(const ForeignKeyRule& key, const WriteTar
          key.referencedTable + " AS " + referenced + " WHERE " + found + "))";
 }
 
+std::string Translator::checkText(const CheckRule& check, const WriteTarget& target,
+                                  const Scope& row) {
+  constexpr int kNoSuchColumn = 207;
+  try {
+    return condition(*check.condition, &row, Polarity::Any);
+  } catch (const ServerError& error) {
+    if (error.number != kNoSuchColumn) throw;
+    // The server goes by the column's number; its text keeps the name from before sp_rename.
+    throw ServerError(kNotSupported, 16, 1,
+                      "The embedded catalog cannot apply check '" + check.constraint +
+                          "' of table '" + target.name +
+                          "', whose text names a column by a name that it no longer has.",
+                      context_.caller.line);
+  }
+}
+
 std::vector<std::string> Translator::rowConditions(const WriteTarget& target, const RowRules& rules,
                                                    const Scope& row, const RowChange& change) {
   const std::set<int>* changed = change.columns;
@@ -142,7 +158,7 @@ std::vector<std::string> Translator::rowConditions(const WriteTarget& target, co
   }
   for (const CheckRule& check : rules.checks) {
     if (changed != nullptr && !namesAny(*check.condition, target.columns, *changed)) continue;
-    obeyed(condition(*check.condition, &row, Polarity::Any),
+    obeyed(checkText(check, target, row),
            violation(kCheckViolation, "Check constraint violation occurred,", target,
                      check.constraint));
   }

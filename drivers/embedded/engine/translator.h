@@ -241,6 +241,7 @@ class Translator {
                       const std::string& referencing);
   std::string referenceHolds(const ForeignKeyRule& key, const WriteTarget& target,
                              const Scope& row);
+  std::string checkText(const CheckRule& check, const WriteTarget& target, const Scope& row);
   std::vector<std::string> rowConditions(const WriteTarget& target, const RowRules& rules,
                                          const Scope& row, const RowChange& change);
   void testOrphans(const ForeignKeyRule& key, const WriteTarget& target, int number, Plan& plan);

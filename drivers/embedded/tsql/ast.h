@@ -559,6 +559,7 @@ struct ColumnDefinition {
   std::vector<Constraint> constraints;
   ExprPtr computed;  ///< `c as e`, `c compute e`; else null
   bool materialized = false;
+  std::vector<std::string> storage;  ///< `encrypt`, `compressed`, `in row`, `off row`
 };
 
 struct CreateTable {

@@ -202,6 +202,7 @@ class Parser {
   StatementNode createIndex();
   ColumnDefinition columnDefinition();
   bool columnClause(ColumnDefinition& column);
+  bool storageClause(ColumnDefinition& column);
   DefaultClause defaultClause();
   Constraint constraint(bool ofColumn);
   bool atConstraint(std::size_t ahead = 0) const;

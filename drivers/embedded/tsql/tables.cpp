@@ -94,7 +94,7 @@ bool Parser::columnClause(ColumnDefinition& column) {
     column.defaultClause = defaultClause();
   } else if (accept("null")) {
     column.nullability = Nullability::Null;
-  } else if (at("not") && at("materialized", 1)) {
+  } else if (at("not") && (at("materialized", 1) || at("compressed", 1))) {
     take();
     take();
   } else if (accept("not")) {
@@ -106,10 +106,24 @@ bool Parser::columnClause(ColumnDefinition& column) {
     column.materialized = true;
   } else if (atConstraint()) {
     column.constraints.push_back(constraint(true));
-  } else if ((at("in") || at("off")) && at("row", 1)) {
-    take();
-    take();
+  } else {
+    return storageClause(column);
+  }
+  return true;
+}
+
+bool Parser::storageClause(ColumnDefinition& column) {
+  if ((at("in") || at("off")) && at("row", 1)) {
+    const std::string where = wordText();
+    column.storage.push_back(where + ' ' + wordText());
     if (atSymbol("(")) skipParenthesized();
+  } else if (accept("encrypt")) {
+    column.storage.emplace_back("encrypt");
+    if (accept("with")) objectName();
+    if (accept("decrypt_default")) constant();
+  } else if (accept("compressed")) {
+    column.storage.emplace_back("compressed");
+    if (acceptSymbol("=")) take();
   } else {
     return false;
   }
@@ -211,7 +225,8 @@ IndexKey Parser::indexKey() {
 bool Parser::atNextStorageOption() const {
   return atSymbol(",") && atKind(TokenKind::Word, 1) &&
          (atSymbol("=", 2) || at("ignore_dup_key", 1) || at("ignore_dup_row", 1) ||
-          at("allow_dup_row", 1) || at("sorted_data", 1) || at("statistics", 1));
+          at("allow_dup_row", 1) || at("sorted_data", 1) || at("statistics", 1) ||
+          (at("transfer", 1) && at("table", 2)));
 }
 
 std::vector<StorageOption> Parser::storageOptions() {
@@ -233,9 +248,13 @@ StorageOption Parser::storageOption() {
   } else if (acceptSymbol("=")) {
     if (atKind(TokenKind::Integer)) {
       result.value = integer();
+    } else if (at("on")) {
+      take();
     } else {
       nameOrString();
     }
+  } else if (result.name == "transfer" && accept("table")) {
+    take();
   }
   return result;
 }
@@ -257,6 +276,11 @@ StatementNode Parser::createIndex() {
     } else if (at("local") && at("index", 1)) {
       take();
       take();
+      if (atName())
+        commaList([&] {
+          name();
+          if (at("on")) segment();
+        });
     } else {
       return result;
     }
@@ -277,7 +301,15 @@ StatementNode Parser::alterStatement() {
 }
 
 void Parser::alterAction(AlterTable& table) {
-  if (accept("add")) {
+  if ((at("add") || at("drop")) && at("partition", 1)) {
+    take();
+    table.actions.emplace_back(ChangeStorage{{{wordText(), {}}}});
+    if (atSymbol("(")) {
+      skipParenthesized();
+    } else {
+      commaList([&] { name(); });
+    }
+  } else if (accept("add")) {
     addActions(table);
   } else if (accept("drop")) {
     dropActions(table);

@@ -63,6 +63,13 @@ go
                          {"alter table t drop constraint late_ck update t set b = null", ""}});
 }
 
+TEST(Rules, ARenamedColumnLeavesItsCheckUnreadable) {
+  Probe probe("create table t (a int, b int, constraint ck check (a > 0))");
+  probe.ask("exec sp_rename 't.a', 'c'");
+  EXPECT_EQ(probe.refusal("insert t values (1, 1)").substr(0, 53),
+            "0: The embedded catalog cannot apply check 'ck' of ta");
+}
+
 TEST(Rules, ForeignKeys) {
   Probe probe(R"(
 create table p (a int, b char(5), c numeric(20,2), primary key (a, b), unique (c))

@@ -26,6 +26,9 @@ TEST(Definition, CreatesTables) {
        "(with exp_row_size=1 identity_gap=10) (on default) (partition roundrobin))"},
       {"create table t (a int, b as a * 2 materialized, c int null)",
        "(table t (a int) (b (as (* a 2)) materialized) (c int null))"},
+      {"create table t (a int encrypt with k not null, b int compressed = page null, c int not "
+       "compressed) with latch_free_index = on, transfer table on",
+       "(table t (a int not-null) (b int null) (c int) (with latch_free_index transfer))"},
       {"create table t (a int unique with fillfactor = 5, max_rows_per_page = 9, b int)",
        "(table t (a int (unique (with fillfactor=5 max_rows_per_page=9))) (b int))"},
   });
@@ -54,6 +57,8 @@ TEST(Definition, CreatesIndexesAndDrops) {
        "with fillfactor = 50, ignore_dup_key, statistics using 20 values on seg",
        "(index i unique clustered o.t a:desc (upper b) c "
        "(with fillfactor=50 ignore_dup_key statistics using=20) (on seg))"},
+      {"create index i on t (a) local index p, q on seg create index j on t (b) local index",
+       "(index i t a) (index j t b)"},
       {"create index i on t (a) create index j on t (b)", "(index i t a) (index j t b)"},
       {"drop table a, o.b drop proc p drop index t.i, o.t.j",
        "(drop table a o.b) (drop procedure p) (drop index t.i o.t.j)"},
