@@ -18,18 +18,22 @@ namespace {
 // Collects the rows of procedures that feed an insert; everything else goes on to the client.
 class RowCollector : public Outcome {
  public:
-  explicit RowCollector(Outcome& outcome) : outcome_(outcome) {}
+  RowCollector(Server& server, Outcome& outcome) : server_(server), outcome_(outcome) {}
 
   void beginRows(const std::vector<ResultColumn>& columns) override {
     results.push_back({columns, {}});
   }
-  void row(Row row) override { results.back().rows.push_back(std::move(row)); }
+  void row(Row row) override {
+    server_.countStep();
+    results.back().rows.push_back(std::move(row));
+  }
   void count(std::int64_t) override {}
   void notice(const Notice& notice) override { outcome_.notice(notice); }
 
   std::vector<ResultSet> results;
 
  private:
+  Server& server_;
   Outcome& outcome_;
 };
 
@@ -111,7 +115,14 @@ void BatchRun::bind(Prepared& prepared, const Row* bound) {
   }
 }
 
-bool BatchRun::step(Prepared& prepared) { return prepared.statement->step(); }
+bool BatchRun::step(Prepared& prepared) {
+  struct Counted {
+    bool& counted;
+    ~Counted() { counted = false; }
+  } counted{server_.running.counted};
+  counted.counted = true;
+  return prepared.statement->step();
+}
 
 std::int64_t BatchRun::execute(Prepared& prepared, const Row* bound) {
   bind(prepared, bound);
@@ -230,7 +241,7 @@ void BatchRun::insert(const Insert& statement) {
 }
 
 void BatchRun::insertExecuted(const Insert& statement, const WriteTarget& target) {
-  RowCollector collected(outcome_);
+  RowCollector collected(server_, outcome_);
   if (const auto* call = std::get_if<Execute>(&statement.source)) {
     executeProcedure(*call, collected);
   } else {
@@ -411,7 +422,10 @@ void BatchRun::openCursor(const OpenCursor& open) {
       prepared(found->second.query, [&](Translator& t) { return t.select(*found->second.query); });
   bind(rows);
   ResultSet result{rows.plan.columns, {}};
-  while (step(rows)) result.rows.push_back(rowOf(*rows.statement));
+  while (step(rows)) {
+    server_.countStep();
+    result.rows.push_back(rowOf(*rows.statement));
+  }
   rows.statement->reset();
   found->second.rows = std::move(result);
   found->second.next = 0;

@@ -9,6 +9,31 @@
 
 namespace kelvane::embedded {
 
+Server::Server(const CatalogOptions& options) : catalog(options) {
+  registerFunctions(catalog, running);
+  beginBatch();
+  catalog.store().watchProgress([this] {
+    if (running.counted) countStep();
+  });
+}
+
+void Server::beginBatch() {
+  stepsLeft_ = catalog.options().mostSteps;
+  wasStopped_ = false;
+}
+
+void Server::countStep() {
+  if (stepsLeft_ == 0) {
+    wasStopped_ = true;
+    throw tsql::ServerError(tsql::kNotSupported, 16, 1,
+                            "The batch was stopped after " +
+                                std::to_string(catalog.options().mostSteps) +
+                                " steps: it seems to go on without end.",
+                            0);
+  }
+  --stepsLeft_;
+}
+
 std::shared_ptr<const ParsedBatch> Server::procedure(const ObjectInfo& object) {
   auto& kept = procedures_[object.id];
   std::string text = catalog.sourceText(object.id);
@@ -91,6 +116,12 @@ void Session::undoSavepoints() {
   while (!savepoints.empty()) savepoints.pop_back();
 }
 
+void Session::rollBack() {
+  transactionDepth = 0;
+  undoSavepoints();
+  transaction.reset();
+}
+
 bool Session::rollBackTo(std::string_view savepoint) {
   const auto found = std::ranges::find(savepoints.rbegin(), savepoints.rend(), savepoint,
                                        [](const auto& entry) { return entry.first; });
@@ -136,6 +167,7 @@ std::shared_ptr<const ParsedBatch> Session::parse(std::string_view text, Outcome
   auto batch = std::make_shared<ParsedBatch>();
   batch->text = text;
   try {
+    server.countStep();
     batch->statements = tsql::parseBatch(batch->text, parseOptions());
   } catch (const tsql::ServerError& error) {
     lastError = error.number;

@@ -32,9 +32,7 @@ struct ParsedBatch {
 
 class Server {
  public:
-  explicit Server(const CatalogOptions& options = {}) : catalog(options) {
-    registerFunctions(catalog, running);
-  }
+  explicit Server(const CatalogOptions& options = {});
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
@@ -44,6 +42,13 @@ class Server {
   /// Changes with every statement that may change what names mean.
   std::uint64_t schemaVersion() const { return schemaVersion_; }
   void schemaChanged() { ++schemaVersion_; }
+
+  /// Another batch of a client begins, with all the steps that one may take.
+  void beginBatch();
+  /// Throws when the batch has taken all of its steps.
+  void countStep();
+  /// Whether it has thrown since the batch began.
+  bool wasStopped() const { return wasStopped_; }
 
   /// A statement for the text, kept ones first; it goes back with `giveBack`.
   Statement statement(const std::string& sql);
@@ -60,6 +65,8 @@ class Server {
   std::map<int, std::shared_ptr<const ParsedBatch>> procedures_;
   std::unordered_map<std::string, Statement> statements_;
   int sessions_ = 0;
+  std::uint64_t stepsLeft_ = 0;
+  bool wasStopped_ = false;
   std::uint64_t schemaVersion_ = 0;
 };
 
@@ -128,6 +135,8 @@ class Session {
   void dropTemporary(const std::string& name);
   void keepSavepoints();
   void undoSavepoints();
+  /// Undoes the transaction.
+  void rollBack();
   /// Undoes what came after the savepoint; false when there is none of that name.
   bool rollBackTo(std::string_view savepoint);
   /// After a rollback: those that it took away.
