@@ -15,6 +15,7 @@ using namespace tsql;
 namespace {
 
 constexpr int kMaxViewDepth = 16;
+constexpr int kMaxViews = 512;
 
 const Binary* outerEquality(const Expr& term) {
   const auto* binary = as<Binary>(term);
@@ -89,6 +90,12 @@ std::shared_ptr<const SourceColumns> Translator::systemColumns(int tableId) {
 Source Translator::viewSource(const ObjectInfo& view, Source source) {
   if (++viewDepth_ > kMaxViewDepth) {
     throw ServerError(429, 16, 1, "Too many levels of nested views.", 0);
+  }
+  if (++viewCount_ > kMaxViews) {
+    throw ServerError(106, 15, 1,
+                      "Too many table names in the query. The maximum allowable is " +
+                          std::to_string(kMaxViews) + ".",
+                      0);
   }
   const StatementList batch = parseBatch(context_.catalog.sourceText(view.id));
   const auto* create = std::get_if<CreateView>(&batch.front()->node);

@@ -209,6 +209,7 @@ class Translator {
   int aliases_ = 0;
   bool bindsNumbers_ = false;  // while the values of an insert are translated
   int viewDepth_ = 0;
+  int viewCount_ = 0;
 };
 
 /// `'it''s'`
