@@ -11,10 +11,17 @@ function(kelvane_target_defaults target scope)
       # Reported falsely for assignments to std::string at -O2 and above (GCC bug 105651).
       target_compile_options(${target} PRIVATE -Wno-restrict)
     endif()
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+      # Part of -Wconversion here, not with g++.
+      target_compile_options(${target} PRIVATE -Wno-sign-conversion)
+    endif()
     if(KELVANE_SANITIZE)
       target_compile_options(${target} PRIVATE -fsanitize=address,undefined -fno-sanitize-recover=all
                                                -fno-omit-frame-pointer)
       target_link_options(${target} PUBLIC -fsanitize=address,undefined)
+    endif()
+    if(KELVANE_FUZZ)
+      target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
     endif()
   endif()
 endfunction()

@@ -72,7 +72,7 @@ class ClientOutcome final : public Outcome {
 
 class EmbeddedConnection final : public ado::Connection {
  public:
-  explicit EmbeddedConnection(Server& server) : session_(server) {
+  explicit EmbeddedConnection(Server& server) : server_(server), session_(server) {
     session_.caller.database = server.database;
   }
 
@@ -83,6 +83,7 @@ class EmbeddedConnection final : public ado::Connection {
  private:
   [[noreturn]] void failStream();
 
+  Server& server_;
   Session session_;
   std::vector<ado::Error> errors_;
 };
@@ -105,6 +106,7 @@ void EmbeddedConnection::failStream() {
 std::unique_ptr<ado::Recordset> EmbeddedConnection::Open(std::u16string_view source,
                                                          const ado::OpenMode& mode) {
   errors_.clear();
+  server_.beginBatch();
   ClientOutcome outcome;
   const std::string text = toUtf8(source);
   const bool forward = mode.location == ado::CursorLocation::server;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 
 namespace kelvane::embedded {
@@ -17,6 +18,10 @@ struct CatalogOptions {
   /// Columns that say neither `null` nor `not null` take null, in every database until
   /// sp_dboption says otherwise.
   bool allowNullsByDefault = false;
+  /// How much a batch and its repetitions may do before they end with an error, so that an endless
+  /// loop does. One step is a statement that runs, a row that a cursor or an insert keeps, or a
+  /// thousand instructions of the store; the default is a minute of work or two.
+  std::uint64_t mostSteps = 10'000'000;
 
   bool isAtLeast15() const { return release && *release != Release::ase125; }
   /// In bytes.

@@ -75,6 +75,9 @@ class StatementLines {
   std::vector<Begin> begins_;
 };
 
+// A loop may say the same without end.
+constexpr std::size_t kMostNotes = 10'000;
+
 // Sorts what the batches say into errors and notes, with lines of the file.
 class ScriptOutcome final : public Outcome {
  public:
@@ -95,7 +98,10 @@ class ScriptOutcome final : public Outcome {
     const std::uint32_t line = notice.line == 0 ? 1 : notice.line;
     ScriptNote note{std::string(name_), batch_->firstLine + line - 1, notice.message.number,
                     notice.message.text, std::string(lines_->firstLineOf(line))};
-    (notice.alreadyGone || listed ? report_.notes : report_.errors).push_back(std::move(note));
+    auto& notes = notice.alreadyGone || listed ? report_.notes : report_.errors;
+    if (notes.size() > kMostNotes) return;
+    if (notes.size() == kMostNotes) note = {note.file, note.line, 0, "more follow, not listed", ""};
+    notes.push_back(std::move(note));
   }
 
  private:
@@ -160,7 +166,9 @@ class Loader {
     for (const tsql::Batch& batch : batches) {
       for (const tsql::Batch& part : tsql::splitAtSemicolons(batch)) {
         outcome.enter(part, session.parseOptions());
-        for (std::uint32_t run = 0; run < part.repeat && goesOn(session); ++run) {
+        server_.beginBatch();
+        for (std::uint32_t run = 0; run < part.repeat && goesOn(session) && !server_.wasStopped();
+             ++run) {
           ranAnything = session.run(part.text, outcome) || ranAnything;
         }
         if (!goesOn(session)) break;

@@ -160,13 +160,18 @@ std::vector<ColumnInfo> Catalog::readColumns(int objectId, int number, bool inTa
   std::vector<ColumnInfo> columns;
   store_.each(
       "SELECT name, colid, type, usertype, length, prec, scale, status, cdefault, domain,"
-      " computedcol FROM syscolumns WHERE id = ? AND number = ? AND coalesce(status3, 0) & 1 = 0"
+      " computedcol, CASE WHEN usertype <= 100 THEN type ELSE"
+      " (SELECT t.type FROM systypes t WHERE t.usertype = syscolumns.usertype) END"
+      " FROM syscolumns WHERE id = ? AND number = ? AND coalesce(status3, 0) & 1 = 0"
       " ORDER BY colid",
       [&](const Statement& row) {
         ColumnInfo column;
         column.name = row.text(0);
         column.colid = row.number(1);
-        column.type = storedType(row.number(2), row.number(3), row.number(4), row, 5);
+        // A column has the type that its user type is based on, whether or not it takes null
+        // itself.
+        column.type = storedType(row.number(11), row.number(3), row.number(4), row, 5);
+        column.type.storageCode = row.number(2);
         column.type.nullable = (row.number(7) & 8) != 0;
         column.type.identity = (row.number(7) & 128) != 0;
         if (inTable) column.sqliteColumn = concat("c", column.colid);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/ignored.h"
@@ -180,6 +181,7 @@ BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
     transact({TransactionAction::Begin, {}});
   }
   try {
+    server_.countStep();
     const Flow flow = runNode(statement);
     for (const std::string& part : ignoredParts(statement)) ignored("'" + part + "'");
     return flow;
@@ -200,6 +202,8 @@ BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
 bool BatchRun::tell(const tsql::Statement& statement, const ServerError& error) {
   session_.lastError = error.number;
   session_.rowCount = 0;
+  // The store undoes all when it is stopped while it writes.
+  if (!server_.catalog.store().inTransaction()) session_.acceptRollBack();
   Notice notice{{error.number, error.severity, error.state, error.text()},
                 error.line == 0 ? lineOf(statement) : error.line};
   notice.alreadyGone = isAlreadyGone(statement, error);
@@ -419,9 +423,8 @@ void BatchRun::setOption(const SetOption& option) {
       const std::string digits = variable == variables_.end() || isNull(variable->second.value)
                                      ? value
                                      : textOf(variable->second.value, variable->second.type, 0);
-      const bool isNumber =
-          !digits.empty() && digits.find_first_not_of("0123456789") == std::string::npos;
-      session_.options.rowLimit = isNumber ? std::stoull(digits) : 0;
+      session_.options.rowLimit = 0;
+      std::from_chars(digits.data(), digits.data() + digits.size(), session_.options.rowLimit);
     }
   }
 }
@@ -454,9 +457,7 @@ void BatchRun::transact(const Transaction& transaction) {
       }
       giveBackStatements();
       if (transaction.name.empty() || !session_.rollBackTo(transaction.name)) {
-        session_.transactionDepth = 0;
-        session_.undoSavepoints();
-        session_.transaction.reset();
+        session_.rollBack();
       }
       server_.namesChanged();
       session_.forgetLostTemporaries();

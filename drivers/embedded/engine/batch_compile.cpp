@@ -122,8 +122,7 @@ void BatchRun::compileParts(const tsql::Statement& statement) {
                      Translator(context()).writeTarget(s.table);
                      return;
                    }
-                   translate(&statement,
-                             [&](Translator& t) { return t.insert(s, t.writeTarget(s.table)); });
+                   insertPlan(s);
                  },
                  [&](const Update& s) {
                    translate(&statement, [&](Translator& t) { return t.update(s); });

@@ -18,18 +18,22 @@ namespace {
 // Collects the rows of procedures that feed an insert; everything else goes on to the client.
 class RowCollector : public Outcome {
  public:
-  explicit RowCollector(Outcome& outcome) : outcome_(outcome) {}
+  RowCollector(Server& server, Outcome& outcome) : server_(server), outcome_(outcome) {}
 
   void beginRows(const std::vector<ResultColumn>& columns) override {
     results.push_back({columns, {}});
   }
-  void row(Row row) override { results.back().rows.push_back(std::move(row)); }
+  void row(Row row) override {
+    server_.countStep();
+    results.back().rows.push_back(std::move(row));
+  }
   void count(std::int64_t) override {}
   void notice(const Notice& notice) override { outcome_.notice(notice); }
 
   std::vector<ResultSet> results;
 
  private:
+  Server& server_;
   Outcome& outcome_;
 };
 
@@ -42,6 +46,7 @@ TranslationContext BatchRun::context() const {
   context.systemColumns = &server_.systemColumns;
   context.ansiNull = session_.options.ansiNull;
   context.rowRules = &server_.rowRules;
+  context.tableColumns = &server_.tableColumns;
   context.namesVersion = server_.namesVersion();
   if (compiling_) context.createdLater = &createdLater_;
   context.identityInsert = writesIdentity();
@@ -57,8 +62,8 @@ bool BatchRun::writesIdentity() const {
 }
 
 Circumstances BatchRun::circumstances() const {
-  return {server_.namesVersion(), session_.caller.uid, session_.caller.database,
-          session_.options.rowLimit, writesIdentity(), session_.options.ansiNull};
+  return {server_.namesVersion(),    session_.caller.uid, session_.caller.database,
+          session_.options.rowLimit, writesIdentity(),    session_.options.ansiNull};
 }
 
 bool BatchRun::serves(const Prepared& prepared, const Circumstances& now) const {
@@ -154,7 +159,14 @@ void BatchRun::bind(Prepared& prepared, const Row* bound, const ParsedBatch& bat
   }
 }
 
-bool BatchRun::step(Prepared& prepared) { return prepared.statement->step(); }
+bool BatchRun::step(Prepared& prepared) {
+  struct Counted {
+    bool& counted;
+    ~Counted() { counted = false; }
+  } counted{server_.running.counted};
+  counted.counted = true;
+  return prepared.statement->step();
+}
 
 std::int64_t BatchRun::execute(Prepared& prepared, const Row* bound) {
   bind(prepared, bound);
@@ -262,6 +274,17 @@ void BatchRun::selectInto(const SelectStatement& statement) {
   changed(execute(rows));
 }
 
+// Of the statement at hand. Its table gets its place for rows, which others in the batch then find.
+Prepared& BatchRun::insertPlan(const Insert& statement) {
+  const auto translate = [&](Translator& t) {
+    return t.insert(statement, t.writeTarget(statement.table));
+  };
+  if (const int table = prepared(current_, translate).plan.rowlessTable; table != 0) {
+    rowTable(table);
+  }
+  return prepared(current_, translate);
+}
+
 void BatchRun::insert(const Insert& statement) {
   if (std::holds_alternative<Execute>(statement.source) ||
       std::holds_alternative<ExecuteImmediate>(statement.source)) {
@@ -270,13 +293,7 @@ void BatchRun::insert(const Insert& statement) {
     if (!target.isTemporary()) target.sqliteTable = rowTable(target.id);
     return insertExecuted(statement, target);
   }
-  const auto translate = [&](Translator& t) {
-    return t.insert(statement, t.writeTarget(statement.table));
-  };
-  if (const int table = prepared(current_, translate).plan.rowlessTable; table != 0) {
-    rowTable(table);
-  }
-  Prepared& rows = prepared(current_, translate);
+  Prepared& rows = insertPlan(statement);
   const bool givesIdentity = rows.plan.givesIdentity;
   const std::int64_t inserted = change(rows);
   if (inserted == 0 && rows.plan.leavesOutDuplicates) {
@@ -287,7 +304,7 @@ void BatchRun::insert(const Insert& statement) {
 }
 
 void BatchRun::insertExecuted(const Insert& statement, const WriteTarget& target) {
-  RowCollector collected(outcome_);
+  RowCollector collected(server_, outcome_);
   if (const auto* call = std::get_if<Execute>(&statement.source)) {
     executeProcedure(*call, collected);
   } else {
@@ -450,7 +467,8 @@ RowValues BatchRun::rowValues() {
             return convertCell(value, from, to, 0, session_.caller.line);
           },
           [this](const Expr& expression, const ObjectName& table) {
-            const TranslationContext made = context();
+            TranslationContext made = context();
+            made.tableColumns = nullptr;
             return Translator(made).typeOf(expression, table);
           }};
 }
@@ -521,7 +539,10 @@ void BatchRun::openCursor(const OpenCursor& open) {
   rows.plan = Translator(made).select(*found->second.query);
   bind(rows, nullptr, *found->second.batch);
   ResultSet result{rows.plan.columns, {}};
-  while (step(rows)) result.rows.push_back(rowOf(*rows.statement));
+  while (step(rows)) {
+    server_.countStep();
+    result.rows.push_back(rowOf(*rows.statement));
+  }
   giveBack(rows);
   found->second.rows = std::move(result);
   found->second.next = 0;

@@ -89,7 +89,7 @@ constexpr auto kFunctions = std::to_array<FunctionRule>({
     {"str", "n", R::Text255, "number_text($1, 10, 0)"},
     {"str", "ni", R::Text255, "number_text($1, $2, 0)"},
     {"str", "nii", R::Text255, "number_text($1, $2, $3)"},
-    {"str_replace", "ccc", R::Wide, "nullif(replace($1, $2, coalesce($3, '')), '')"},
+    {"str_replace", "ccc", R::Wide, "replaced($1, $2, $3)"},
     {"stuff", "ciic", R::Wide, "stuffed($1, $2, $3, $4)"},
     {"substring", "*ii", R::FirstText, "part_of_text($1, $2, $3)"},
     {"suser_id", "", R::Int, "(SELECT suid FROM sysusers WHERE uid = $uid)", false},

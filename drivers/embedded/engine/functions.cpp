@@ -86,6 +86,11 @@ void inInt(FunctionCall& call) {
   call.result(value);
 }
 
+// SQLite has no operator for it.
+void exclusiveOr(FunctionCall& call) {
+  if (!anyNull(call)) call.result(call.integer(0) ^ call.integer(1));
+}
+
 void divisor(FunctionCall& call) {
   if (call.isNull(0)) return;
   if (call.real(0) == 0) throw ServerError(3607, 16, 0, "Divide by zero occurred.", kUnknownLine);
@@ -181,15 +186,28 @@ void matches(FunctionCall& call) {
   call.result(matchesLike(call.text(0), call.text(1), escape) ? 1 : 0);
 }
 
+// Where a pattern goes on behind its first `%`, which within brackets is one of their characters.
+std::size_t afterPercent(std::string_view pattern) {
+  for (std::size_t at = 0; at < pattern.size(); ++at) {
+    if (pattern[at] == '%') return at + 1;
+    if (pattern[at] == '[') at = std::min(pattern.find(']', at), pattern.size());
+  }
+  return pattern.size();
+}
+
 void patternIndex(FunctionCall& call) {
   if (anyNull(call)) return;
   const std::string pattern(call.text(0));
   const Characters characters(call.text(1));
   const bool anywhere = pattern.starts_with('%');
   const std::string rest = anywhere ? pattern.substr(1) : pattern;
+  // What comes behind a `%` is found behind the first place where the text before it is, or
+  // nowhere.
+  const std::string head = rest.substr(0, afterPercent(rest));
   for (std::int64_t at = 0; at < characters.count(); ++at) {
-    if (matchesLike(characters.part(at, characters.count()), rest)) {
-      call.result(at + 1);
+    const std::string_view end = characters.part(at, characters.count());
+    if (matchesLike(end, head)) {
+      call.result(head == rest || matchesLike(end, rest) ? at + 1 : 0);
       return;
     }
     if (!anywhere) break;
@@ -220,12 +238,30 @@ void endOfText(FunctionCall& call) {
   textResult(call, characters.part(characters.count() - length, length));
 }
 
+// What a function makes of texts is a varchar, of which this is the longest.
+constexpr std::size_t kLongest = 16384;
+
+void replaced(FunctionCall& call) {
+  if (call.isNull(0) || call.isNull(1)) return;
+  const std::string_view text = call.text(0), wanted = call.text(1), instead = call.text(2);
+  std::string result;
+  std::size_t at = 0;
+  while (!wanted.empty() && result.size() < kLongest) {
+    const auto found = text.find(wanted, at);
+    if (found == std::string_view::npos) break;
+    result.append(text.substr(at, found - at)).append(instead);
+    at = found + wanted.size();
+  }
+  result += text.substr(at);
+  textResult(call, cutText(result, kLongest));
+}
+
 void repeated(FunctionCall& call) {
-  constexpr std::int64_t kLongest = 16384;
   if (anyNull(call)) return;
   std::string text;
-  const auto length = static_cast<std::int64_t>(call.text(0).size());
-  for (std::int64_t i = 0; i < call.integer(1) && (i + 1) * length <= kLongest; ++i) {
+  const std::size_t length = call.text(0).size();
+  if (length == 0) return;
+  for (std::int64_t i = 0; i < call.integer(1) && text.size() + length <= kLongest; ++i) {
     text += call.text(0);
   }
   textResult(call, text);
@@ -247,7 +283,7 @@ void stuffed(FunctionCall& call) {
   std::string text(characters.part(0, start));
   if (!call.isNull(3)) text += call.text(3);
   text += characters.part(start + length, characters.count());
-  textResult(call, text);
+  textResult(call, cutText(text, kLongest));
 }
 
 void rounded(FunctionCall& call) {
@@ -283,6 +319,7 @@ void registerTexts(Database& store) {
   };
   add("as_type", 11, asType);
   add("in_int", 1, inInt);
+  add("exclusive_or", 2, exclusiveOr);
   add("divisor", 1, divisor);
   add("required", 3, required);
   store.addFunction("obeyed", 3, FunctionKind::Volatile, obeyed);
@@ -292,6 +329,7 @@ void registerTexts(Database& store) {
   add("part_of_text", 3, partOfText);
   add("end_of_text", 2, endOfText);
   add("repeated", 2, repeated);
+  add("replaced", 3, replaced);
   add("reversed", 1, reversed);
   add("stuffed", 4, stuffed);
   add("rounded", 2, rounded);
@@ -313,7 +351,12 @@ void registerDates(Database& store) {
     call.result(std::string_view(partName(call.integer(1), partArgument(call))));
   });
   add("date_add", 3, [](FunctionCall& call) {
-    call.result(addParts(call.integer(2), partArgument(call), call.integer(1)));
+    const auto sum = addParts(call.integer(2), partArgument(call), call.integer(1));
+    if (!sum) {
+      throw ServerError(517, 16, 1, "Adding a value to a 'datetime' field caused overflow.",
+                        kUnknownLine);
+    }
+    call.result(*sum);
   });
   add("date_diff", 3, [](FunctionCall& call) {
     call.result(partsBetween(partArgument(call), call.integer(1), call.integer(2)));

@@ -28,6 +28,8 @@ struct Running {
   /// The identity value given last, by table; emptied before each statement.
   std::map<std::string, std::int64_t> identities = {};
   std::int64_t lastIdentity = 0;
+  /// Whether what the store does now counts as steps of the batch.
+  bool counted = false;
 };
 
 void registerFunctions(Catalog& catalog, Running& running);

@@ -32,7 +32,7 @@ std::int64_t dayNumber(int year, int month, int day) {
 
 bool validDate(int year, int month, int day) {
   using namespace std::chrono;
-  return year >= 1 && year <= 9999 && month >= 1 && day >= 1 &&
+  return year >= 1 && year <= 9999 && month >= 1 && month <= 12 && day >= 1 && day <= 31 &&
          (std::chrono::year{year} / static_cast<unsigned>(month) / static_cast<unsigned>(day)).ok();
 }
 
@@ -140,6 +140,7 @@ class MomentParser {
   bool readDatePiece() {
     const Piece& piece = pieces_[at_++];
     if (piece.kind == Piece::Kind::Number) {
+      if (piece.text.size() > 9) return false;
       numbers_.push_back(piece.text);
       return numbers_.size() <= 3;
     }
@@ -392,10 +393,12 @@ std::string partName(Moment moment, DatePart part) {
 
 namespace {
 
-Moment addMonths(Moment moment, std::int64_t count) {
+std::optional<Moment> addMonths(Moment moment, std::int64_t count) {
   CalendarTime t = calendarOf(moment);
   const auto months = t.year * std::int64_t{12} + t.month - 1 + count;
-  t.year = static_cast<int>(floorDivide(months, 12));
+  const auto year = floorDivide(months, 12);
+  if (year < 1 || year > 9999) return std::nullopt;
+  t.year = static_cast<int>(year);
   t.month = static_cast<int>(months - floorDivide(months, 12) * 12) + 1;
   while (t.day > 28 && !validDate(t.year, t.month, t.day)) --t.day;
   return momentOf(t);
@@ -420,7 +423,7 @@ Moment unitOf(DatePart part) {
 
 }  // namespace
 
-Moment addParts(Moment moment, DatePart part, std::int64_t count) {
+std::optional<Moment> addParts(Moment moment, DatePart part, std::int64_t count) {
   switch (part) {
     case DatePart::Year:
       return addMonths(moment, 12 * count);
@@ -429,8 +432,15 @@ Moment addParts(Moment moment, DatePart part, std::int64_t count) {
     case DatePart::Month:
       return addMonths(moment, count);
     default:
-      return moment + count * unitOf(part);
+      break;
   }
+  Moment sum = 0;
+  if (__builtin_mul_overflow(count, unitOf(part), &sum) ||
+      __builtin_add_overflow(sum, moment, &sum) || sum < momentOf({.year = 1}) ||
+      dayOf(sum) > dayNumber(9999, 12, 31)) {
+    return std::nullopt;
+  }
+  return sum;
 }
 
 std::int64_t partsBetween(DatePart part, Moment from, Moment to) {

@@ -63,7 +63,8 @@ std::optional<DatePart> datePart(std::string_view word);
 std::int64_t partOf(Moment moment, DatePart part);
 /// The part as a word where it has one (months and weekdays), else its digits.
 std::string partName(Moment moment, DatePart part);
-Moment addParts(Moment moment, DatePart part, std::int64_t count);
+/// `count` is an int; none outside of the years 1 to 9999.
+std::optional<Moment> addParts(Moment moment, DatePart part, std::int64_t count);
 /// How many boundaries of the part lie between the two moments.
 std::int64_t partsBetween(DatePart part, Moment from, Moment to);
 

@@ -1,5 +1,8 @@
 #include "drivers/embedded/engine/row_rules.h"
 
+#include <algorithm>
+
+#include "drivers/embedded/tsql/lexer.h"
 #include "drivers/embedded/tsql/parser.h"
 
 namespace kelvane::embedded {
@@ -8,11 +11,12 @@ namespace {
 
 constexpr int kMostKeyColumns = 16;
 
-// "check (a > 0)"
+// "check (a > 0)", with comments anywhere
 tsql::ExprPtr checkCondition(Catalog& catalog, int checkId) {
   const SourceText source = catalog.source(checkId);
-  const auto open = source.text.find('(');
-  return tsql::parseExpression(std::string_view(source.text).substr(open), source.options());
+  const auto tokens = tsql::tokenize(source.text, source.options());
+  const auto open = std::ranges::find(tokens, "(", &tsql::Token::text);
+  return tsql::parseExpression(std::string_view(source.text).substr(open->begin), source.options());
 }
 
 tsql::ExprPtr ruleCondition(Catalog& catalog, int ruleId) {
@@ -79,15 +83,6 @@ RowRules readRowRules(Catalog& catalog, int tableId) {
   rules.referencedBy = foreignKeys(catalog, "tableid != reftabid AND reftabid = ?", tableId);
   rules.ignoredDuplicates = catalog.ignoredDuplicates(tableId);
   return rules;
-}
-
-std::shared_ptr<const RowRules> RowRulesCache::of(Catalog& catalog, int tableId,
-                                                  std::uint64_t version) {
-  if (version != version_) rules_.clear();
-  version_ = version;
-  auto& kept = rules_[tableId];
-  if (!kept) kept = std::make_shared<const RowRules>(readRowRules(catalog, tableId));
-  return kept;
 }
 
 }  // namespace kelvane::embedded

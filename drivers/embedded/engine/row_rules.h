@@ -1,12 +1,8 @@
 // What the rows of a table must obey besides its types: checks, bound rules, foreign keys.
 //
-// Read from the catalog once for a table and kept until a definition changes. Plain values; a
-// cache serves one server.
+// Plain values.
 #pragma once
 
-#include <cstdint>
-#include <map>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -52,15 +48,5 @@ struct RowRules {
 };
 
 RowRules readRowRules(Catalog& catalog, int tableId);
-
-class RowRulesCache {
- public:
-  /// `version` changes with every definition.
-  std::shared_ptr<const RowRules> of(Catalog& catalog, int tableId, std::uint64_t version);
-
- private:
-  std::uint64_t version_ = 0;
-  std::map<int, std::shared_ptr<const RowRules>> rules_;
-};
 
 }  // namespace kelvane::embedded

@@ -11,6 +11,32 @@
 
 namespace kelvane::embedded {
 
+Server::Server(const CatalogOptions& options) : catalog(options) {
+  running.call = callFunction;
+  registerFunctions(catalog, running);
+  beginBatch();
+  catalog.store().watchProgress([this] {
+    if (running.counted) countStep();
+  });
+}
+
+void Server::beginBatch() {
+  stepsLeft_ = catalog.options().mostSteps;
+  wasStopped_ = false;
+}
+
+void Server::countStep() {
+  if (stepsLeft_ == 0) {
+    wasStopped_ = true;
+    throw tsql::ServerError(tsql::kNotSupported, 16, 1,
+                            "The batch was stopped after " +
+                                std::to_string(catalog.options().mostSteps) +
+                                " steps: it seems to go on without end.",
+                            0);
+  }
+  --stepsLeft_;
+}
+
 std::shared_ptr<ParsedBatch> Server::procedure(const ObjectInfo& object, int number) {
   auto& kept = procedures_[{object.id, number}];
   SourceText source = catalog.source(object.id, number);
@@ -75,6 +101,7 @@ Session::~Session() {
   // What a rollback takes away needs no dropping.
   undoSavepoints();
   transaction.reset();
+  server.namesChanged();
   forgetLostTemporaries();
   while (!temporaries.empty()) dropTemporary(temporaries.begin()->first);
   for (const auto& [columns, table] : spareTables_) {
@@ -117,6 +144,19 @@ void Session::undoSavepoints() {
   while (!savepoints.empty()) savepoints.pop_back();
 }
 
+void Session::rollBack() {
+  transactionDepth = 0;
+  undoSavepoints();
+  transaction.reset();
+}
+
+void Session::acceptRollBack() {
+  rollBack();
+  forgetLostTemporaries();
+  server.namesChanged();
+  server.catalog.store().begin();
+}
+
 bool Session::rollBackTo(std::string_view savepoint) {
   const auto found = std::ranges::find(savepoints.rbegin(), savepoints.rend(), savepoint,
                                        [](const auto& entry) { return entry.first; });
@@ -129,11 +169,12 @@ bool Session::rollBackTo(std::string_view savepoint) {
 
 void Session::forgetLostTemporaries() {
   constexpr std::string_view kSchema = "temp.";
-  std::erase_if(temporaries, [&](const auto& entry) {
-    const std::string name = entry.second.sqliteTable.substr(kSchema.size());
+  const auto isLost = [&](const std::string& table) {
     return !server.catalog.store().value<int>("SELECT 1 FROM temp.sqlite_master WHERE name = ?",
-                                              name);
-  });
+                                              table.substr(kSchema.size()));
+  };
+  std::erase_if(temporaries, [&](const auto& entry) { return isLost(entry.second.sqliteTable); });
+  std::erase_if(spareTables_, [&](const auto& entry) { return isLost(entry.second); });
 }
 
 Cell Session::globalVariable(std::string_view name) const {
@@ -198,6 +239,7 @@ std::shared_ptr<ParsedBatch> Session::parsed(std::string_view text) {
 
 std::shared_ptr<ParsedBatch> Session::parse(std::string_view text, Outcome& outcome) {
   try {
+    server.countStep();
     return parsed(text);
   } catch (const tsql::ServerError& error) {
     lastError = error.number;
@@ -241,6 +283,7 @@ std::optional<RowStream> Session::runStreaming(std::string_view text, Outcome& o
   const auto batch = parse(text, outcome);
   if (!batch) return stream;
   BatchRun run(*this, batch, outcome);
+  const JoinedStatements joined(server);
   if (run.compile()) run.run(&stream);
   return stream;
 }

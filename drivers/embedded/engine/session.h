@@ -44,10 +44,7 @@ Cell callFunction(Session& session, int functionId, const Row& arguments);
 
 class Server {
  public:
-  explicit Server(const CatalogOptions& options = {}) : catalog(options) {
-    running.call = callFunction;
-    registerFunctions(catalog, running);
-  }
+  explicit Server(const CatalogOptions& options = {});
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
@@ -62,6 +59,13 @@ class Server {
   /// The same number for tables of the same storage, columns and defaults.
   std::uint64_t definition(const TemporaryTable& table);
 
+  /// Another batch of a client begins, with all the steps that one may take.
+  void beginBatch();
+  /// Throws when the batch has taken all of its steps.
+  void countStep();
+  /// Whether it has thrown since the batch began.
+  bool wasStopped() const { return wasStopped_; }
+
   /// A statement for the text, kept ones first; it goes back with `giveBack`.
   Statement statement(const std::string& sql);
   void giveBack(const std::string& sql, Statement statement);
@@ -69,7 +73,8 @@ class Server {
   Catalog catalog;
   Running running;
   SystemColumns systemColumns;
-  RowRulesCache rowRules;
+  KeptByTable<RowRules> rowRules;
+  KeptByTable<std::vector<ColumnInfo>> tableColumns;
   /// Where new connections start: the database that the last script was in. A script that names
   /// none is not meant for master.
   std::string database = "main";
@@ -84,6 +89,8 @@ class Server {
   std::uint64_t lastDefinition_ = 0;
   int sessions_ = 0;
   std::uint64_t namesVersion_ = 0;
+  std::uint64_t stepsLeft_ = 0;
+  bool wasStopped_ = false;
 };
 
 /// What lies between `begin transaction` and its end; undone unless kept.
@@ -170,6 +177,10 @@ class Session {
   void dropTemporary(const std::string& name);
   void keepSavepoints();
   void undoSavepoints();
+  /// Undoes the transaction.
+  void rollBack();
+  /// The store has undone the batch, and the transaction that it is in, by itself.
+  void acceptRollBack();
   /// Undoes what came after the savepoint; false when there is none of that name.
   bool rollBackTo(std::string_view savepoint);
   /// After a rollback: those that it took away.

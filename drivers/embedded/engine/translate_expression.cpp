@@ -1,6 +1,7 @@
 // Values: literals, variables, columns, operators, case, conversions.
 
 #include <algorithm>
+#include <charconv>
 
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/globals.h"
@@ -68,26 +69,36 @@ std::string Translator::parameter(Parameter::Source source, const std::string& n
 
 SqlValue Translator::value(const Expr& expr, const Scope* scope) {
   const std::uint32_t line = expr.range.line;
-  return std::visit(Overloaded{
-                        [&](const Literal& e) { return literal(e); },
-                        [&](const tsql::Variable& e) { return variable(e, line); },
-                        [&](const GlobalVariable& e) { return global(e, line); },
-                        [&](const ColumnRef& e) {
-                          static const Scope kNoTables;
-                          const FoundColumn found = (scope ? *scope : kNoTables).resolve(e, line);
-                          SqlValue result{found.sql, found.column->type, e.column};
-                          result.isColumn = true;
-                          return result;
-                        },
-                        [&](const Unary& e) { return unary(e, expr, scope); },
-                        [&](const Binary& e) { return binary(e, expr, scope); },
-                        [&](const ScalarSubquery& e) { return scalarSubquery(*e.query, scope); },
-                        [&](const Case& e) { return caseValue(e, expr, scope); },
-                        [&](const Call& e) { return call(e, expr, scope); },
-                        [&](const Convert& e) { return convertValue(e, expr, scope); },
-                        [&](const auto&) -> SqlValue { throw syntaxError("=", line); },
-                    },
-                    expr.node);
+  SqlValue result =
+      std::visit(Overloaded{
+                     [&](const Literal& e) { return literal(e); },
+                     [&](const tsql::Variable& e) { return variable(e, line); },
+                     [&](const GlobalVariable& e) { return global(e, line); },
+                     [&](const ColumnRef& e) {
+                       static const Scope kNoTables;
+                       const FoundColumn found = (scope ? *scope : kNoTables).resolve(e, line);
+                       SqlValue result{found.sql, found.column->type, e.column};
+                       result.isColumn = true;
+                       return result;
+                     },
+                     [&](const Unary& e) { return unary(e, expr, scope); },
+                     [&](const Binary& e) { return binary(e, expr, scope); },
+                     [&](const ScalarSubquery& e) { return scalarSubquery(*e.query, scope); },
+                     [&](const Case& e) { return caseValue(e, expr, scope); },
+                     [&](const Call& e) { return call(e, expr, scope); },
+                     [&](const Convert& e) { return convertValue(e, expr, scope); },
+                     [&](const auto&) -> SqlValue { throw syntaxError("=", line); },
+                 },
+                 expr.node);
+  // Some say an operand twice, and computed columns stand for whole expressions.
+  const std::size_t longest = 1'000'000 + 100 * std::size_t{expr.range.end - expr.range.begin};
+  if (result.sql.size() > longest) {
+    throw ServerError(191, 15, 1,
+                      "Some part of your SQL statement is nested too deeply. Rewrite the query or "
+                      "break it up into smaller queries.",
+                      line);
+  }
+  return result;
 }
 
 std::string Translator::textLiteral(const Literal& literal, const std::string& text) {
@@ -242,7 +253,7 @@ SqlValue Translator::bitwise(const char* op, const SqlValue& left, const SqlValu
   const bool wide = left.type.kind == TypeKind::Bigint || right.type.kind == TypeKind::Bigint;
   const ColumnType type =
       plainType(wide ? TypeKind::Bigint : TypeKind::Int, left.type.nullable || right.type.nullable);
-  if (*op == '^') return {"((" + a + " | " + b + ") - (" + a + " & " + b + "))", type};
+  if (*op == '^') return {"exclusive_or(" + a + ", " + b + ")", type};
   return {"(" + a + " " + op + " " + b + ")", type};
 }
 
@@ -266,7 +277,16 @@ SqlValue Translator::binary(const Binary& binary, const Expr& expr, const Scope*
     case BinaryOp::Add: {
       if (!isText(left) && !isText(right)) break;
       const bool joins = (isText(left) || left.isNull) && (isText(right) || right.isNull);
-      if (joins) return concatenation(left, right);
+      if (joins) {
+        for (const SqlValue* side : {&left, &right}) {
+          if (side->isNull || !isLong(side->type.kind)) continue;
+          throw ServerError(
+              403, 16, 1,
+              "Invalid operator for datatype op: + type: " + shownName(side->type.kind) + ".",
+              line);
+        }
+        return concatenation(left, right);
+      }
       const SqlValue& text = isText(left) ? left : right;
       const SqlValue& number = isText(left) ? right : left;
       if (!isBinary(text.type.kind)) requireImplicit(text.type.kind, number.type.kind, line);
@@ -370,7 +390,7 @@ SqlValue Translator::convertValue(const Convert& convert, const Expr& expr, cons
     if (number == nullptr || number->kind != LiteralKind::Integer) {
       throw syntaxError("convert", expr.range.line);
     }
-    style = std::stoi(number->text);
+    std::from_chars(number->text.data(), number->text.data() + number->text.size(), style);
   }
   type = withNullability(type, operand.isNull || operand.type.nullable);
   if (operand.isNull) return {"NULL", type};

@@ -16,6 +16,7 @@ using namespace tsql;
 namespace {
 
 constexpr int kMaxViewDepth = 16;
+constexpr int kMaxViews = 512;
 
 const Binary* outerEquality(const Expr& term) {
   const auto* binary = as<Binary>(term);
@@ -87,6 +88,12 @@ ColumnType Translator::typeOf(const Expr& expression, const ObjectName& table) {
   return value(expression, &scope).type;
 }
 
+std::vector<ColumnInfo> Translator::columns(int tableId) const {
+  const auto read = [&] { return context_.catalog.columns(tableId); };
+  if (context_.tableColumns == nullptr) return read();
+  return *context_.tableColumns->of(tableId, context_.namesVersion, read);
+}
+
 // System tables never change, and every statement of the reader names some.
 std::shared_ptr<const SourceColumns> Translator::systemColumns(int tableId) {
   auto& kept = (*context_.systemColumns)[tableId];
@@ -98,6 +105,12 @@ Source Translator::viewSource(const ObjectInfo& view, Source source) {
   if (++viewDepth_ > kMaxViewDepth) {
     throw ServerError(429, 16, 1, "Too many levels of nested views.", 0);
   }
+  if (++viewCount_ > kMaxViews) {
+    throw ServerError(106, 15, 1,
+                      "Too many table names in the query. The maximum allowable is " +
+                          std::to_string(kMaxViews) + ".",
+                      0);
+  }
   const SourceText stored = context_.catalog.source(view.id);
   const StatementList batch = parseBatch(stored.text, stored.options());
   const auto* create = std::get_if<CreateView>(&batch.front()->node);
@@ -105,7 +118,7 @@ Source Translator::viewSource(const ObjectInfo& view, Source source) {
   const QueryText text = query(*create->query, nullptr, QueryUse::Values);
   --viewDepth_;
   source.sqliteTable = "(" + text.sql + ")";
-  const auto named = context_.catalog.columns(view.id);
+  const auto named = this->columns(view.id);
   auto columns = std::make_shared<SourceColumns>();
   for (std::size_t i = 0; i < text.columns.size() && i < named.size(); ++i) {
     columns->push_back({named[i].name, named[i].type, "r" + std::to_string(i + 1)});
@@ -161,7 +174,7 @@ Source Translator::sourceOf(const NamedTable& table) {
     if (object.type == "S" && context_.systemColumns != nullptr) {
       source.columns = systemColumns(object.id);
     } else {
-      const auto columns = context_.catalog.columns(object.id);
+      const auto columns = this->columns(object.id);
       source.columns = sourceColumns(columns);
       computeColumns(columns, source);
     }

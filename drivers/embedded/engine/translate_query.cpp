@@ -1,6 +1,7 @@
 // Queries: select lists, unions, grouping, ordering, limits.
 
 #include <algorithm>
+#include <charconv>
 
 #include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/translator.h"
@@ -200,7 +201,11 @@ std::string Translator::orderText(const Query& query, const SelectText& first, c
     const std::uint32_t line = item.value->range.line;
     std::string term;
     if (const auto* literal = as<Literal>(*item.value)) {
-      const auto ordinal = literal->kind == LiteralKind::Integer ? std::stoull(literal->text) : 0;
+      std::size_t ordinal = 0;
+      if (literal->kind == LiteralKind::Integer) {
+        const std::string& digits = literal->text;
+        std::from_chars(digits.data(), digits.data() + digits.size(), ordinal);
+      }
       if (ordinal < 1 || ordinal > first.items.size()) {
         throw ServerError(108, 15, 1,
                           "The order by column number " + literal->text +

@@ -47,7 +47,8 @@ SqlValue columnValue(const std::vector<ColumnInfo>& columns, int colid, const st
 std::shared_ptr<const RowRules> Translator::rulesOf(const WriteTarget& target) const {
   static const auto kNone = std::make_shared<const RowRules>();
   if (target.isTemporary() || context_.rowRules == nullptr) return kNone;
-  return context_.rowRules->of(context_.catalog, target.id, context_.namesVersion);
+  return context_.rowRules->of(target.id, context_.namesVersion,
+                               [&] { return readRowRules(context_.catalog, target.id); });
 }
 
 // `assigned` says by colid where the new values are; the others stand under the alias.
@@ -78,7 +79,7 @@ std::string Translator::violation(int number, const std::string& what, const Wri
 // Equal keys of two rows under their aliases.
 std::string Translator::sameKey(const ForeignKeyRule& key, const std::string& referenced,
                                 const std::string& referencing) {
-  const auto columns = context_.catalog.columns(key.referencing);
+  const auto columns = this->columns(key.referencing);
   std::string sql;
   for (std::size_t i = 0; i < key.columns.size(); ++i) {
     sql += (i == 0 ? "" : " AND ") +
@@ -178,7 +179,7 @@ void Translator::testOrphans(const ForeignKeyRule& key, const WriteTarget& targe
   const auto referencing = context_.catalog.objectById(key.referencing);
   if (!referencing || referencing->sqliteTable == kNoRows) return;
   const std::string row = newAlias(), found = newAlias();
-  const auto columns = context_.catalog.columns(key.referencing);
+  const auto columns = this->columns(key.referencing);
   std::string sql = "SELECT 1 FROM " + referencing->sqliteTable + " AS " + row + " WHERE ";
   for (const int colid : key.columns) {
     sql += columnValue(columns, colid, row).sql + " IS NOT NULL AND ";

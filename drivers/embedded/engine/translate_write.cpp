@@ -100,7 +100,7 @@ WriteTarget Translator::writeTarget(const ObjectName& name) {
   if (object.sqliteTable.empty()) throw notFound();
   target.id = object.id;
   target.sqliteTable = object.sqliteTable;
-  target.columns = context_.catalog.columns(object.id);
+  target.columns = columns(object.id);
   return target;
 }
 

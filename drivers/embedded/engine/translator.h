@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "drivers/embedded/catalog/catalog.h"
+#include "drivers/embedded/engine/kept_by_table.h"
 #include "drivers/embedded/engine/plan.h"
 #include "drivers/embedded/engine/row_rules.h"
 #include "drivers/embedded/engine/scope.h"
@@ -43,7 +44,9 @@ struct TranslationContext {
   /// What the string literals with a slot contain.
   std::span<const std::string> texts = {};
   /// What rows must obey; without it nothing is asked of them.
-  RowRulesCache* rowRules = nullptr;
+  KeptByTable<RowRules>* rowRules = nullptr;
+  /// Without it columns are read anew each time, which definitions under way need.
+  KeptByTable<std::vector<ColumnInfo>>* tableColumns = nullptr;
   std::uint64_t namesVersion = 0;
   /// Where the columns of system tables are kept from one statement to the next.
   SystemColumns* systemColumns = nullptr;
@@ -144,6 +147,7 @@ class Translator {
   void uniteTypes(std::vector<SelectText>& terms, std::uint32_t line);
 
   // translate_from.cpp
+  std::vector<ColumnInfo> columns(int tableId) const;
   FromText fromText(const std::vector<tsql::TableRefPtr>& from, const tsql::Expr* where,
                     Scope& scope);
   void addSources(const tsql::TableRef& table, Scope& scope);
@@ -263,6 +267,7 @@ class Translator {
   int viewDepth_ = 0;
   bool makesTable_ = false;        // while the query of a select into is translated
   std::optional<SqlValue> ruled_;  // while a rule is translated: what its variable stands for
+  int viewCount_ = 0;
 };
 
 /// `'it''s'`

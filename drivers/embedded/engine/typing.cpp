@@ -112,7 +112,10 @@ void requireImplicit(TypeKind from, TypeKind to, std::uint32_t line) {
 
 ColumnType commonType(const ColumnType& a, const ColumnType& b, std::uint32_t line) {
   const bool nullable = a.nullable || b.nullable;
-  const bool aLeads = hierarchyOf(a.kind) <= hierarchyOf(b.kind);
+  const bool meetsText =
+      isTemporal(a.kind) != isTemporal(b.kind) && isCharacter(a.kind) != isCharacter(b.kind);
+  // `date` and `time` rank behind all texts, which are converted to them all the same.
+  const bool aLeads = meetsText ? isTemporal(a.kind) : hierarchyOf(a.kind) <= hierarchyOf(b.kind);
   const ColumnType& leader = aLeads ? a : b;
   const ColumnType& other = aLeads ? b : a;
   requireImplicit(other.kind, leader.kind, line);

@@ -293,12 +293,30 @@ void Database::execute(const std::string& sql) {
 }
 
 void Database::begin() {
-  if (sqlite3_get_autocommit(handle()) != 0) run("BEGIN");
+  if (!inTransaction()) run("BEGIN");
 }
 
 void Database::commit() {
-  if (sqlite3_get_autocommit(handle()) == 0) run("COMMIT");
+  if (inTransaction()) run("COMMIT");
 }
+
+void Database::watchProgress(std::function<void()> watch) {
+  constexpr int kInstructions = 1000;
+  watch_ = std::move(watch);
+  const auto passed = [](void* self) {
+    auto& database = *static_cast<Database*>(self);
+    try {
+      database.watch_();
+      return 0;
+    } catch (const std::exception&) {
+      database.thrown_ = std::current_exception();
+      return 1;
+    }
+  };
+  sqlite3_progress_handler(handle(), kInstructions, passed, this);
+}
+
+bool Database::inTransaction() const { return sqlite3_get_autocommit(handle()) == 0; }
 
 std::int64_t Database::changes() const { return sqlite3_changes64(handle()); }
 

@@ -178,6 +178,10 @@ class Database {
   /// there is one already.
   void begin();
   void commit();
+  /// Calls `watch` about every thousand instructions of whatever runs; what it throws ends that
+  /// statement. When the statement writes, SQLite then undoes the whole transaction.
+  void watchProgress(std::function<void()> watch);
+  bool inTransaction() const;
 
   std::int64_t changes() const;
   /// Rows written since the database was opened.
@@ -224,6 +228,7 @@ class Database {
   std::unique_ptr<sqlite3, Close> connection_;
   std::unordered_map<std::string, Statement, TextHash, std::equal_to<>> statements_;
   std::exception_ptr thrown_;  ///< by a registered function, on its way out through SQLite
+  std::function<void()> watch_;
 };
 
 /// Everything written between construction and `keep` is undone when `keep` is never reached.

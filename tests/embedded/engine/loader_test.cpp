@@ -57,6 +57,38 @@ go
             "3728\nnote 18 3701\nnote 20 17550\nnote 21 208\n");
 }
 
+TEST(Loader, WhatGoesOnWithoutEndIsStopped) {
+  CatalogOptions few;
+  few.mostSteps = 100;
+  const auto stopped = [&](std::string_view script) {
+    EmbeddedCatalog catalog(few);
+    return drawn(loadScript(catalog, "a.sql", script, {.stopAtFirstError = false}));
+  };
+  const auto error = [](int line, const std::string& near) {
+    return "error a.sql:" + std::to_string(line) +
+           ": The batch was stopped after 100 steps: it seems to go on without end. (near \"" +
+           near + "\")\n";
+  };
+  EXPECT_EQ(stopped("print 'x'\nwhile 1 = 1 print 'y'\n"), error(2, "while 1 = 1 print 'y'"));
+  EXPECT_EQ(stopped("a: goto a"), error(1, "goto a"));
+  EXPECT_EQ(stopped("select 1\ngo 2000000000\nselect 2\ngo 20"), error(1, "select 1"));
+  EXPECT_EQ(stopped("-- nothing\ngo 2000000000"), error(1, "-- nothing"));
+  const std::string join = "select count(*) from syscolumns a, syscolumns b, syscolumns c";
+  EXPECT_EQ(stopped(join), error(1, join));
+  const std::string cursor = "declare c cursor for select 1 from syscolumns a, syscolumns b open c";
+  EXPECT_EQ(stopped(cursor), error(1, "open c"));
+  // What was stopped while it wrote is undone with its transaction, and nothing is left of that.
+  EXPECT_EQ(stopped(R"(create table t (a int)
+go
+begin tran insert t values (1) create table #t (a int)
+insert t select a.id from syscolumns a, syscolumns b, syscolumns c
+go
+if @@trancount != 0 or exists (select * from t) raiserror 20001 'not undone'
+create table #t (a int)
+)"),
+            error(4, "insert t select a.id from syscolumns a, syscolumns b, syscolumns c"));
+}
+
 TEST(Loader, AnErrorStopsTheScript) {
   const char* script = R"(create table t (
   a int,

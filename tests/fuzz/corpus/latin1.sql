@@ -1,0 +1,2 @@
+create table größe (n int) -- café
+go
