@@ -138,6 +138,10 @@ enum class FunctionKind { Fixed, Volatile };
 /// out. To be called before anything uses SQLite; later it does nothing.
 void forgoMemoryAccounts();
 
+/// The attached database for what may outgrow the memory: it goes to disk, to a file that vanishes
+/// with the connection, when it outgrows its cache.
+inline constexpr std::string_view kRowStore = "rows";
+
 class Database {
  public:
   Database();
