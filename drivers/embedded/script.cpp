@@ -1,6 +1,7 @@
 #include "drivers/embedded/script.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <fstream>
 #include <optional>
@@ -189,11 +190,17 @@ std::string lastError() {
 
 // The bytes of a file; none when it cannot be read, which is then in the report.
 std::optional<std::string> contentOf(const fs::path& file, LoadReport& report) {
+  std::string content;
+  // What is no regular file has no size to know.
+  std::error_code noSize;
+  if (const auto size = fs::file_size(file, noSize); !noSize) content.reserve(size);
   errno = 0;
   std::ifstream stream(file, std::ios::binary);
-  std::string content;
-  if (stream) content.assign(std::istreambuf_iterator(stream), {});
-  if (!stream || stream.bad()) {
+  std::array<char, 1 << 16> piece;
+  while (stream.read(piece.data(), piece.size()) || stream.gcount() > 0) {
+    content.append(piece.data(), static_cast<std::size_t>(stream.gcount()));
+  }
+  if (!stream.eof() || stream.bad()) {
     refuse(report, file.string(), lastError());
     return std::nullopt;
   }
