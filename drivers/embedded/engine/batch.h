@@ -83,6 +83,9 @@ class BatchRun {
   Prepared& prepared(const void* key, const Translate& translate);
   void giveBack(Prepared& prepared);
   void giveBackStatements();
+  /// The plans of a long batch, thousands of inserts say, are not kept from one of its statements
+  /// to the next.
+  void forgetPlansOfLong();
   /// The batch keeps what serves its next run too.
   void returnPlans();
   void bind(Prepared& prepared, const Row* bound = nullptr);

@@ -68,7 +68,10 @@ bool BatchRun::compile() {
 }
 
 void BatchRun::compileList(const StatementList& statements) {
-  for (const auto& statement : statements) compileStatement(*statement);
+  for (const auto& statement : statements) {
+    compileStatement(*statement);
+    if (&statements == &batch_->statements) forgetPlansOfLong();
+  }
 }
 
 void BatchRun::compileStatement(const tsql::Statement& statement) {

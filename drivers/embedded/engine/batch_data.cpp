@@ -113,6 +113,12 @@ void BatchRun::giveBackStatements() {
   }
 }
 
+void BatchRun::forgetPlansOfLong() {
+  if (batch_->text.size() <= kLongestKeptBatch) return;
+  giveBackStatements();
+  plans_.clear();
+}
+
 void BatchRun::returnPlans() {
   giveBackStatements();
   for (auto& [key, kept] : plans_) {

@@ -203,10 +203,9 @@ tsql::ParseOptions Session::parseOptions() const {
 std::shared_ptr<ParsedBatch> Session::parsed(std::string_view text) {
   // A tree takes some hundred times the memory of its text.
   constexpr std::size_t kMostKept = 1 << 20;
-  constexpr std::size_t kLongestKept = kMostKept / 64;
   const tsql::ParseOptions how = parseOptions();
   auto batch = std::make_shared<ParsedBatch>(std::string(text));
-  if (text.size() > kLongestKept) {
+  if (text.size() > kLongestKeptBatch) {
     batch->statements = tsql::parseBatch(batch->text, how);
     return batch;
   }

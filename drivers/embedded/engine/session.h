@@ -25,6 +25,9 @@
 
 namespace kelvane::embedded {
 
+/// In bytes. Longer batches do not come twice.
+inline constexpr std::size_t kLongestKeptBatch = 16'384;
+
 /// A parsed text and its statements, which count in it, and what running it once spares the next
 /// run.
 struct ParsedBatch {
