@@ -16,9 +16,10 @@ enum class ResultRule {
   Moment,
   Name,  ///< varchar(30)
   Text255,
-  Wide,       ///< varchar(16384): as long as it gets
-  First,      ///< the type of the first argument
-  FirstText,  ///< a varying text (or binary) as long as the first argument
+  Wide,        ///< varchar(16384): as long as it gets
+  First,       ///< the type of the first argument
+  FirstText,   ///< a varying text (or binary) as long as the first argument
+  PartOfText,  ///< likewise, but no longer than the last argument where that is a number
   Binary16,
 };
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <optional>
 
 #include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/moment.h"
@@ -31,6 +33,14 @@ ServerError unknownFunction(const std::string& name, std::uint32_t line) {
                      line);
 }
 
+std::optional<int> literalNumber(const SqlValue& value) {
+  int number = 0;
+  const char* const end = value.sql.data() + value.sql.size();
+  const auto [rest, error] = std::from_chars(value.sql.data(), end, number);
+  const bool whole = value.isLiteral && error == std::errc() && rest == end;
+  return whole ? std::optional(number) : std::nullopt;
+}
+
 ColumnType resultType(const FunctionRule& rule, const std::vector<SqlValue>& arguments) {
   const bool nullable = rule.nullable;
   switch (rule.result) {
@@ -51,14 +61,20 @@ ColumnType resultType(const FunctionRule& rule, const std::vector<SqlValue>& arg
     case ResultRule::First:
       return withNullability(arguments.at(0).type, nullable);
     case ResultRule::FirstText:
+    case ResultRule::PartOfText:
       break;
   }
   const ColumnType& first = arguments.at(0).type;
-  if (isBinary(first.kind)) return varbinaryType(first.length, nullable);
-  if (isUnicode(first.kind)) {
-    return declaredType(TypeKind::Univarchar, first.length / 2, std::nullopt, nullable);
+  int length = isCharacter(first.kind) || isBinary(first.kind) ? first.length : 255;
+  if (isUnicode(first.kind)) length /= 2;
+  if (rule.result == ResultRule::PartOfText) {
+    length = std::min(length, literalNumber(arguments.back()).value_or(length));
   }
-  return varcharType(isCharacter(first.kind) ? first.length : 255, nullable);
+  if (isBinary(first.kind)) return varbinaryType(length, nullable);
+  if (isUnicode(first.kind)) {
+    return declaredType(TypeKind::Univarchar, std::max(length, 1), std::nullopt, nullable);
+  }
+  return varcharType(length, nullable);
 }
 
 }  // namespace
