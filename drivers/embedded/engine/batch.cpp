@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/ignored.h"
@@ -58,12 +57,6 @@ std::string formatted(const std::string& format, const std::vector<std::string>&
     result += format[at];
   }
   return result;
-}
-
-std::string withoutQuotes(const std::string& text) {
-  const bool isQuoted = text.size() > 1 && text.front() == text.back() &&
-                        (text.front() == '\'' || text.front() == '"');
-  return isQuoted ? text.substr(1, text.size() - 2) : text;
 }
 
 // Statements that begin a transaction in chained mode.
@@ -387,131 +380,6 @@ void BatchRun::raiseError(const RaiseError& raise) {
   const std::string format = raise.format ? text(*raise.format) : "";
   outcome_.notice({{static_cast<int>(session_.lastError), 16, 1, formatted(format, arguments)},
                    session_.caller.line});
-}
-
-// The table that rows with given identities go into from now on; empty after `off`.
-std::optional<std::string> BatchRun::identityInsert(const SetOption& option) {
-  if (option.names.empty() || option.names.front() != "identity_insert" || option.values.empty()) {
-    return std::nullopt;
-  }
-  if (option.values.back() != "on") return "";
-  const std::string& table = option.values.front();
-  const auto dot = table.rfind('.');
-  return table.substr(dot == std::string::npos ? 0 : dot + 1);
-}
-
-void BatchRun::setOption(const SetOption& option) {
-  const std::string value = option.values.empty() ? "" : option.values.back();
-  const bool on = value == "on";
-  if (const auto table = identityInsert(option)) session_.options.identityInsertTable = *table;
-  for (const std::string& name : option.names) {
-    if (name == "nocount") session_.options.noCount = on;
-    if (name == "quoted_identifier") session_.caller.quotedIdentifier = on;
-    if (name == "chained") session_.options.chained = on;
-    if (name == "ansinull") {
-      session_.options.ansiNull = on;
-      server_.namesChanged();
-    }
-    if (name == "dateformat" && value != "mdy") {
-      throw ServerError(
-          kNotSupported, 16, 1,
-          "The embedded catalog reads dates in the order mdy alone, not in '" + value + "'.",
-          session_.caller.line);
-    }
-    if (name == "proxy" || name == "session") setLogin(value);
-    if (name == "rowcount") {
-      const auto variable = variables_.find(value);
-      const std::string digits = variable == variables_.end() || isNull(variable->second.value)
-                                     ? value
-                                     : textOf(variable->second.value, variable->second.type, 0);
-      session_.options.rowLimit = 0;
-      std::from_chars(digits.data(), digits.data() + digits.size(), session_.options.rowLimit);
-    }
-  }
-}
-
-void BatchRun::transact(const Transaction& transaction) {
-  switch (transaction.action) {
-    case TransactionAction::Begin:
-      if (session_.transactionDepth++ == 0) {
-        session_.transaction = std::make_unique<UserTransaction>(server_);
-      }
-      break;
-    case TransactionAction::Commit:
-      if (session_.transactionDepth == 0) {
-        throw ServerError(3902, 13, 1,
-                          "The commit transaction request has no corresponding BEGIN TRANSACTION.",
-                          session_.caller.line);
-      }
-      if (--session_.transactionDepth == 0 && session_.transaction) {
-        session_.keepSavepoints();
-        session_.transaction->keep();
-        session_.transaction.reset();
-      }
-      break;
-    case TransactionAction::Rollback:
-      if (session_.transactionDepth == 0) {
-        throw ServerError(3903, 13, 1,
-                          "The rollback transaction request has no corresponding BEGIN "
-                          "TRANSACTION.",
-                          session_.caller.line);
-      }
-      giveBackStatements();
-      if (transaction.name.empty() || !session_.rollBackTo(transaction.name)) {
-        session_.rollBack();
-      }
-      server_.namesChanged();
-      session_.forgetLostTemporaries();
-      break;
-    case TransactionAction::Save:
-      if (session_.transactionDepth > 0) {
-        session_.savepoints.emplace_back(transaction.name,
-                                         std::make_unique<Savepoint>(server_.catalog.store()));
-      }
-      break;
-  }
-}
-
-void BatchRun::useDatabase(const UseDatabase& use) {
-  if (!server_.catalog.databaseId(use.database)) {
-    if (!session_.acceptsAnyDatabase) {
-      throw ServerError(911, 11, 2,
-                        "Attempt to locate entry in sysdatabases for database '" + use.database +
-                            "' by name failed - no entry found under that name. Make sure that "
-                            "name is entered properly.",
-                        session_.caller.line);
-    }
-    server_.catalog.useDatabase(use.database);
-  }
-  session_.caller.database = use.database;
-  server_.namesChanged();
-}
-
-// `set proxy` and `set session authorization`: from now on everything is done by that login's user.
-void BatchRun::setLogin(const std::string& quoted) {
-  const std::string name = withoutQuotes(quoted);
-  const auto login = server_.catalog.loginId(name);
-  const auto uid = login ? server_.catalog.userOfLogin(*login) : std::nullopt;
-  if (!uid) {
-    throw ServerError(
-        916, 14, 1,
-        "User '" + name + "' does not exist in database '" + session_.caller.database + "'.",
-        session_.caller.line);
-  }
-  session_.caller.uid = *uid;
-  server_.namesChanged();
-}
-
-void BatchRun::setUser(const SetUser& user) {
-  const auto uid = user.user ? server_.catalog.userId(*user.user) : std::optional(kDboUid);
-  if (!uid) {
-    throw ServerError(
-        916, 14, 1,
-        "User '" + *user.user + "' does not exist in database '" + session_.caller.database + "'.",
-        session_.caller.line);
-  }
-  session_.caller.uid = *uid;
-  server_.namesChanged();
 }
 
 }  // namespace kelvane::embedded

@@ -63,18 +63,22 @@ class BatchRun {
   void report(const tsql::Statement& statement, const tsql::ServerError& error);
   void print(const tsql::Print& print);
   void raiseError(const tsql::RaiseError& raise);
+  void assign(const std::string& name, const Cell& value, const ColumnType& from);
+
+  // batch_options.cpp: what stays for the session
   void setOption(const tsql::SetOption& option);
   static std::optional<std::string> identityInsert(const tsql::SetOption& option);
   void transact(const tsql::Transaction& transaction);
   void useDatabase(const tsql::UseDatabase& use);
   void setUser(const tsql::SetUser& user);
   void setLogin(const std::string& quoted);
+
+  // batch_utility.cpp
   void utility(const tsql::Utility& utility);
   /// Tells of something that was accepted but leaves no trace.
   void ignored(const std::string& what);
-  void assign(const std::string& name, const Cell& value, const ColumnType& from);
 
-  // batch_data.cpp: queries and changes
+  // batch_plans.cpp
   TranslationContext context() const;
   /// Whether the statement at hand may give values to an identity column.
   bool writesIdentity() const;
@@ -94,6 +98,8 @@ class BatchRun {
   Cell parameterValue(const Parameter& parameter, const Row* bound, const ParsedBatch& batch) const;
   bool step(Prepared& prepared);
   std::int64_t execute(Prepared& prepared, const Row* bound = nullptr);
+
+  // batch_data.cpp: queries, changes, cursors
   /// As execute, for a change of rows that a trigger may have to hear of.
   std::int64_t change(Prepared& prepared);
   void runTests(const std::vector<std::string>& tests);
@@ -105,6 +111,10 @@ class BatchRun {
   void insertExecuted(const tsql::Insert& statement, const WriteTarget& target);
   void changed(std::int64_t rows);
   std::string rowTable(int tableId);
+  void openCursor(const tsql::OpenCursor& open);
+  void fetchCursor(const tsql::FetchCursor& fetch);
+
+  // batch_define.cpp
   void createTemporary(const tsql::CreateTable& statement);
   std::string temporaryTable(const std::string& name, std::vector<ColumnInfo> columns,
                              std::vector<std::string> defaults, std::uint32_t line);
@@ -113,8 +123,6 @@ class BatchRun {
   void define(const tsql::Statement& statement);
   RowValues rowValues();
   void createView(const tsql::CreateView& view, std::string_view text);
-  void openCursor(const tsql::OpenCursor& open);
-  void fetchCursor(const tsql::FetchCursor& fetch);
 
   // batch_execute.cpp: procedures
   void executeProcedure(const tsql::Execute& execute, Outcome& outcome);

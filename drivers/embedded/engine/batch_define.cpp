@@ -1,0 +1,206 @@
+// Everything that makes or drops something.
+
+#include <algorithm>
+
+#include "drivers/embedded/engine/batch.h"
+#include "drivers/embedded/engine/builtins.h"
+#include "drivers/embedded/engine/convert.h"
+#include "drivers/embedded/engine/star_expansion.h"
+#include "drivers/embedded/engine/walk.h"
+
+namespace kelvane::embedded {
+
+using namespace tsql;
+
+// temporary tables
+
+std::string BatchRun::temporaryTable(const std::string& name, std::vector<ColumnInfo> columns,
+                                     std::vector<std::string> defaults, std::uint32_t line) {
+  if (session_.temporaries.contains(name)) {
+    throw ServerError(2714, 16, 1,
+                      "There is already an object named '" + name + "' in the database.", line);
+  }
+  std::string list;
+  for (ColumnInfo& column : columns) {
+    column.sqliteColumn = "c" + std::to_string(column.colid);
+    list += (list.empty() ? "" : ", ") + column.sqliteColumn +
+            (isCharacter(column.type.kind) ? " TEXT COLLATE RTRIM" : "");
+  }
+  TemporaryTable table{name, session_.temporaryStorage(list), list, std::move(columns),
+                       std::move(defaults)};
+  table.definition = server_.definition(table);
+  const std::string sqliteTable = table.sqliteTable;
+  session_.temporaries.emplace(name, std::move(table));
+  if (session_.nestLevel > 0) ownTemporaries_.push_back(name);
+  return sqliteTable;
+}
+
+void BatchRun::createTemporary(const CreateTable& statement) {
+  std::vector<ColumnInfo> columns;
+  std::vector<std::string> defaults;
+  for (const ColumnDefinition& definition : statement.columns) {
+    Caller caller = session_.caller;
+    caller.line = definition.range.line;
+    ColumnInfo column;
+    column.name = definition.name;
+    column.colid = static_cast<int>(columns.size()) + 1;
+    const ColumnType declared = server_.catalog.resolveType(definition.type, caller);
+    const bool nullable = definition.nullability == Nullability::Unspecified
+                              ? declared.nullable
+                              : definition.nullability == Nullability::Null;
+    column.type = withNullability(declared, nullable);
+    column.type.identity = definition.identity;
+    columns.push_back(column);
+    defaults.push_back(definition.defaultClause
+                           ? std::string(definition.defaultClause->range.in(batch_->text))
+                           : "");
+  }
+  temporaryTable(statement.name.name, std::move(columns), std::move(defaults),
+                 statement.name.range.line);
+}
+
+// One after the other, whatever becomes of those before.
+void BatchRun::dropObjects(const Drop& statement) {
+  std::optional<ServerError> failure;
+  for (const ObjectName& name : statement.names) {
+    try {
+      if (statement.kind == DropKind::Table && name.name.starts_with('#')) {
+        dropTemporary(name);
+      } else {
+        server_.catalog.drop({statement.kind, {name}, statement.override}, session_.caller);
+        server_.namesChanged();
+      }
+    } catch (const ServerError& error) {
+      if (failure) tell(*current_, *failure);
+      failure = error;
+    }
+  }
+  if (failure) throw *failure;
+}
+
+void BatchRun::dropTemporary(const ObjectName& name) {
+  if (!session_.temporaries.contains(name.name)) {
+    throw ServerError(3701, 11, 1,
+                      "Cannot drop the table '" + name.name +
+                          "', because it doesn't exist in the system catalogs.",
+                      name.range.line);
+  }
+  session_.dropTemporary(name.name);
+}
+
+// definitions
+
+void BatchRun::createView(const CreateView& view, std::string_view text) {
+  const TranslationContext made = context();
+  const Plan plan = Translator(made).select(*view.query);
+  std::vector<NamedColumn> columns;
+  for (const ResultColumn& column : plan.columns) columns.push_back({column.name, column.type});
+  server_.catalog.createView(view, text, columns, session_.caller);
+}
+
+namespace {
+
+// A computed column is computed when it is read, which is what the server does unless it is
+// materialized; then only an expression without side conditions gives the same.
+void requireSteady(const ColumnDefinition& column) {
+  if (!column.computed || !column.materialized) return;
+  const bool changes = anyWithin(*column.computed, [](const Expr& part) {
+    const auto* call = as<Call>(part);
+    return call != nullptr && isVolatileFunction(lowered(call->function.name));
+  });
+  if (!changes) return;
+  throw ServerError(kNotSupported, 16, 1,
+                    "The embedded catalog cannot keep the materialized column '" + column.name +
+                        "', whose value depends on when it is computed.",
+                    column.range.line);
+}
+
+// Whose rows are then looked at; those of a new check are not.
+bool addsReference(const AlterTable& table) {
+  return std::ranges::any_of(table.actions, [](const AlterAction& action) {
+    const auto references = [](const Constraint& constraint) {
+      return std::holds_alternative<ForeignKeyConstraint>(constraint.node);
+    };
+    if (const auto* add = std::get_if<AddConstraint>(&action)) return references(add->constraint);
+    const auto* column = std::get_if<AddColumn>(&action);
+    return column != nullptr && std::ranges::any_of(column->column.constraints, references);
+  });
+}
+
+// Tells of changed names at its end.
+class NamesChange {
+ public:
+  explicit NamesChange(Server& server) : server_(server) {}
+  ~NamesChange() { server_.namesChanged(); }
+  NamesChange(const NamesChange&) = delete;
+  NamesChange& operator=(const NamesChange&) = delete;
+
+ private:
+  Server& server_;
+};
+
+}  // namespace
+
+RowValues BatchRun::rowValues() {
+  return {[this](const Expr& value, const ColumnType& type) { return evaluate(value, &type); },
+          [this](const Cell& value, const ColumnType& from, const ColumnType& to) {
+            return convertCell(value, from, to, 0, session_.caller.line);
+          },
+          [this](const Expr& expression, const ObjectName& table) {
+            TranslationContext made = context();
+            made.tableColumns = nullptr;
+            return Translator(made).typeOf(expression, table);
+          }};
+}
+
+void BatchRun::define(const tsql::Statement& statement) {
+  Catalog& catalog = server_.catalog;
+  const Caller& caller = session_.caller;
+  const std::string_view text = batch_->text;
+  const auto stored = [&] {
+    return withExpandedStars(statement, text, catalog, caller, session_.temporaries);
+  };
+  if (const auto* table = std::get_if<CreateTable>(&statement.node)) {
+    if (table->name.name.starts_with('#')) return createTemporary(*table);
+  }
+  if (const auto* drop = std::get_if<Drop>(&statement.node)) return dropObjects(*drop);
+  // A definition that fails is undone, which is a change for those who looked in between.
+  const NamesChange change(server_);
+  std::visit(Overloaded{
+                 [&](const CreateTable& s) {
+                   for (const ColumnDefinition& column : s.columns) requireSteady(column);
+                   catalog.createTable(s, text, rowValues(), caller);
+                 },
+                 [&](const AlterTable& s) {
+                   for (const AlterAction& action : s.actions) {
+                     if (const auto* add = std::get_if<AddColumn>(&action)) {
+                       requireSteady(add->column);
+                     }
+                   }
+                   Savepoint savepoint(catalog.store());
+                   catalog.alterTable(s, text, rowValues(), caller);
+                   if (addsReference(s)) {
+                     server_.namesChanged();
+                     const TranslationContext made = context();
+                     Translator translator(made);
+                     runTests(translator.orphanTests(translator.writeTarget(s.table)));
+                   }
+                   savepoint.keep();
+                 },
+                 [&](const CreateIndex& s) {
+                   if (!s.table.name.starts_with('#'))
+                     catalog.createIndex(s, text, rowValues(), caller);
+                 },
+                 [&](const CreateView& s) { createView(s, stored()); },
+                 [&](const CreateProcedure& s) { catalog.createProcedure(s, stored(), caller); },
+                 [&](const CreateFunction& s) { catalog.createFunction(s, stored(), caller); },
+                 [&](const CreateTrigger& s) { catalog.createTrigger(s, stored(), caller); },
+                 [&](const CreateRule& s) { catalog.createRule(s, text, caller); },
+                 [&](const CreateDefault& s) { catalog.createDefault(s, text, caller); },
+                 [&](const Permission& s) { catalog.permission(s, caller); },
+                 [](const auto&) {},
+             },
+             statement.node);
+}
+
+}  // namespace kelvane::embedded
