@@ -365,18 +365,38 @@ void registerDates(Database& store) {
                     [](FunctionCall& call) { call.result(roundToTicks(currentMoment())); });
 }
 
+// The object looked up last: queries ask for the same one in every row.
+struct FoundObject {
+  std::string name;
+  int uid = 0;
+  std::string database;
+  std::uint64_t namesVersion = 0;
+  std::optional<ObjectInfo> object;
+
+  bool answers(std::string_view wanted, const Caller& caller, std::uint64_t version) const {
+    return name == wanted && uid == caller.uid && database == caller.database &&
+           namesVersion == version;
+  }
+};
+
 void registerLookups(Catalog& catalog, Running& running) {
   Database& store = catalog.store();
-  const auto object = [&](const FunctionCall& call) {
-    return catalog.findObject(call.text(0), *running.caller);
+  const auto object = [&catalog, &running, last = std::make_shared<FoundObject>()](
+                          const FunctionCall& call) -> const std::optional<ObjectInfo>& {
+    const Caller& caller = *running.caller;
+    if (!last->answers(call.text(0), caller, running.namesVersion)) {
+      *last = {std::string(call.text(0)), caller.uid, caller.database, running.namesVersion,
+               catalog.findObject(call.text(0), caller)};
+    }
+    return last->object;
   };
   store.addFunction("object_id_of", 1, FunctionKind::Fixed, [object](FunctionCall& call) {
     if (anyNull(call)) return;
-    if (const auto found = object(call)) call.result(found->id);
+    if (const auto& found = object(call)) call.result(found->id);
   });
   store.addFunction("index_column", 3, FunctionKind::Fixed, [object, &catalog](FunctionCall& call) {
     if (anyNull(call)) return;
-    const auto found = object(call);
+    const auto& found = object(call);
     if (!found) return;
     const auto name = catalog.indexColumn(found->id, static_cast<int>(call.integer(1)),
                                           static_cast<int>(call.integer(2)));
@@ -384,7 +404,7 @@ void registerLookups(Catalog& catalog, Running& running) {
   });
   store.addFunction("index_order", 3, FunctionKind::Fixed, [object, &catalog](FunctionCall& call) {
     if (anyNull(call)) return;
-    const auto found = object(call);
+    const auto& found = object(call);
     const int indid = static_cast<int>(call.integer(1));
     const int key = static_cast<int>(call.integer(2));
     if (!found || !catalog.indexColumn(found->id, indid, key)) return;

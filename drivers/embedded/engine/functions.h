@@ -15,10 +15,10 @@ namespace kelvane::embedded {
 
 class Session;
 
-/// The session and the frame whose statement is being stepped.
 /// The number under which syb_quit() ends a session.
 inline constexpr int kSessionEnded = 4996;
 
+/// The session and the frame whose statement is being stepped.
 struct Running {
   Session* session = nullptr;
   /// Runs a function of the schema.
@@ -28,6 +28,8 @@ struct Running {
   /// The identity value given last, by table; emptied before each statement.
   std::map<std::string, std::int64_t> identities = {};
   std::int64_t lastIdentity = 0;
+  /// Changes with what names mean.
+  std::uint64_t namesVersion = 0;
   /// Whether what the store does now counts as steps of the batch.
   bool counted = false;
 };

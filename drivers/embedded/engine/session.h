@@ -57,8 +57,8 @@ class Server {
   int nextSession() { return ++sessions_; }
   /// Changes with every statement that may change what names mean, those of temporary tables
   /// excepted.
-  std::uint64_t namesVersion() const { return namesVersion_; }
-  void namesChanged() { ++namesVersion_; }
+  std::uint64_t namesVersion() const { return running.namesVersion; }
+  void namesChanged() { ++running.namesVersion; }
   /// The same number for tables of the same storage, columns and defaults.
   std::uint64_t definition(const TemporaryTable& table);
 
@@ -91,7 +91,6 @@ class Server {
   std::unordered_map<std::string, std::uint64_t> definitions_;
   std::uint64_t lastDefinition_ = 0;
   int sessions_ = 0;
-  std::uint64_t namesVersion_ = 0;
   std::uint64_t stepsLeft_ = 0;
   bool wasStopped_ = false;
 };
