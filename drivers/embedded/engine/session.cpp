@@ -50,6 +50,18 @@ std::shared_ptr<ParsedBatch> Server::procedure(const ObjectInfo& object, int num
   return kept;
 }
 
+void Server::beginJoined() {
+  if (catalog.store().inTransaction()) return;
+  catalog.store().begin();
+  joined_ = true;
+}
+
+void Server::endJoined() {
+  if (!joined_ || openTransactions > 0) return;
+  joined_ = false;
+  catalog.store().commit();
+}
+
 std::uint64_t Server::definition(const TemporaryTable& table) {
   constexpr std::size_t kMostDefinitions = 1024;
   constexpr char kEnd = '\0';
@@ -154,7 +166,7 @@ void Session::acceptRollBack() {
   rollBack();
   forgetLostTemporaries();
   server.namesChanged();
-  server.catalog.store().begin();
+  server.beginJoined();
 }
 
 bool Session::rollBackTo(std::string_view savepoint) {
@@ -251,14 +263,10 @@ std::shared_ptr<ParsedBatch> Session::parse(std::string_view text, Outcome& outc
 
 namespace {
 
-// Makes the statements of a batch one transaction of the store, but for one that the batch itself
-// leaves open.
 class JoinedStatements {
  public:
-  explicit JoinedStatements(Server& server) : server_(server) { server.catalog.store().begin(); }
-  ~JoinedStatements() {
-    if (server_.openTransactions == 0) server_.catalog.store().commit();
-  }
+  explicit JoinedStatements(Server& server) : server_(server) { server.beginJoined(); }
+  ~JoinedStatements() { server_.endJoined(); }
   JoinedStatements(const JoinedStatements&) = delete;
   JoinedStatements& operator=(const JoinedStatements&) = delete;
 

@@ -84,12 +84,18 @@ class Server {
   /// Those that a `begin transaction` of any session has left open.
   int openTransactions = 0;
 
+  /// Makes the statements of a batch one transaction of the store, where it has none already.
+  void beginJoined();
+  /// Ends that transaction, but for one that the batch itself leaves open.
+  void endJoined();
+
  private:
   std::map<std::pair<int, int>, std::shared_ptr<ParsedBatch>> procedures_;
   /// None while a run of a batch has it.
   std::unordered_map<std::string, std::optional<Statement>> statements_;
   std::unordered_map<std::string, std::uint64_t> definitions_;
   std::uint64_t lastDefinition_ = 0;
+  bool joined_ = false;
   int sessions_ = 0;
   std::uint64_t stepsLeft_ = 0;
   bool wasStopped_ = false;

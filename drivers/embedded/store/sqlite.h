@@ -178,8 +178,8 @@ class Database {
     }
   }
 
-  /// Statements from here on are one transaction, which costs less than one for each. Nothing when
-  /// there is one already.
+  /// Statements from here on are one transaction, which costs less than one for each. Both do
+  /// nothing when there is nothing to do.
   void begin();
   void commit();
   /// Calls `watch` about every thousand instructions of whatever runs; what it throws ends that
