@@ -1,0 +1,54 @@
+// What the recordsets of one connection share. Private to the driver.
+//
+// Lifetime: outlives its cursors. Threading: one thread at a time, but for cancel().
+#pragma once
+
+#include <chrono>
+#include <mutex>
+#include <string_view>
+#include <vector>
+
+#include "drivers/odbc/connection.h"
+#include "drivers/odbc/handles.h"
+
+namespace kelvane::odbc {
+
+class ForwardRecordset;
+
+class Session {
+ public:
+  Session(std::u16string_view connectionString, const ConnectOptions& options);
+
+  /// Makes what the statement's last call left the newest errors and raises the first as
+  /// ado::Failure.
+  [[noreturn]] void fail(const StatementHandle& statement);
+
+  /// A statement that cancel() ends.
+  class UnderWay {
+   public:
+    UnderWay(Session& session, const StatementHandle& statement);
+    ~UnderWay();
+    UnderWay(const UnderWay&) = delete;
+    UnderWay& operator=(const UnderWay&) = delete;
+
+   private:
+    Session& session_;
+  };
+  void cancel() noexcept;
+
+  const ServerHandle& server() const { return server_; }
+  std::chrono::seconds queryLimit() const { return queryLimit_; }
+
+  std::vector<ado::Error> errors;
+  /// The one that still reads from the server.
+  ForwardRecordset* streaming = nullptr;
+
+ private:
+  Environment environment_;
+  ServerHandle server_;
+  std::chrono::seconds queryLimit_;
+  std::mutex underWayMutex_;
+  SQLHANDLE underWay_ = SQL_NULL_HANDLE;
+};
+
+}  // namespace kelvane::odbc
