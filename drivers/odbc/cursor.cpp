@@ -89,6 +89,7 @@ void Row::clear(std::size_t columns) {
 
 Cursor::Cursor(Session& session, std::u16string_view statement)
     : session_(session), statement_(session.server()), underWay_(session, statement_) {
+  session.requireSendable(statement);
   if (const auto limit = session.queryLimit().count(); limit > 0) {
     check(SQLSetStmtAttrW(statement_.get(), SQL_ATTR_QUERY_TIMEOUT,
                           reinterpret_cast<SQLPOINTER>(limit), 0));  // NOLINT: a number
@@ -142,6 +143,7 @@ Column Cursor::describeColumn(SQLUSMALLINT number) {
 
 bool Cursor::fetch() {
   if (columns_.empty()) return false;
+  session_.refuseIfCancelled();
   const SQLRETURN outcome = SQLFetch(statement_.get());
   if (outcome == SQL_NO_DATA) return false;
   check(outcome);
@@ -149,6 +151,7 @@ bool Cursor::fetch() {
 }
 
 bool Cursor::nextResult() {
+  session_.refuseIfCancelled();
   columns_.clear();
   const SQLRETURN outcome = SQLMoreResults(statement_.get());
   if (outcome == SQL_NO_DATA) return false;
@@ -265,13 +268,8 @@ ado::Value Cursor::readTime(const Column& column, SQLUSMALLINT number) {
 }
 
 void Cursor::refuseValue(const Column& column, std::string_view text) {
-  session_.errors.push_back({kProviderError,
-                             u"The ODBC driver gave '" + toUtf16(text) +
-                                 u"' as a value of column " + column.name +
-                                 u", which is of another type",
-                             0, u"ODBC", u"22018"});
-  const ado::Error& error = session_.errors.back();
-  throw ado::Failure(error.Number, error.Description, error.Source);
+  session_.fail(u"22018", u"The ODBC driver gave '" + toUtf16(text) + u"' as a value of column '" +
+                              column.name + u"', which is of another type");
 }
 
 Cursor::Rest Cursor::readAll() {

@@ -6,6 +6,8 @@
 namespace kelvane::odbc {
 namespace {
 
+constexpr const char16_t* kOwnSource = u"ODBC";
+
 // A driver that never says that there are no more.
 constexpr SQLSMALLINT kMostRecords = 1000;
 
@@ -25,14 +27,18 @@ ado::Error errorOf(std::u16string_view state, SQLINTEGER native, std::u16string_
   std::u16string_view said = text.substr(components);
   said = said.substr(0, said.find_last_not_of(u"\r\n") + 1);  // npos + 1 is nothing
   return {kProviderError, std::u16string(said), static_cast<std::int32_t>(native),
-          components == 0 ? u"ODBC" : std::u16string(text.substr(0, components)),
+          components == 0 ? kOwnSource : std::u16string(text.substr(0, components)),
           std::u16string(state)};
 }
 
 }  // namespace
 
+ado::Error ownError(std::u16string_view state, std::u16string_view description) {
+  return {kProviderError, std::u16string(description), 0, kOwnSource, std::u16string(state)};
+}
+
 ado::Error silentError() {
-  return {kProviderError, u"The ODBC driver failed and did not say why.", 0, u"ODBC", u"HY000"};
+  return ownError(u"HY000", u"The ODBC driver failed and did not say why");
 }
 
 std::vector<ado::Error> diagnostics(SQLSMALLINT type, SQLHANDLE handle) {

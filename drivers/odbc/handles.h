@@ -22,7 +22,9 @@ inline SQLWCHAR* wide(std::u16string_view text) { return wide(const_cast<char16_
 
 inline constexpr std::int32_t kProviderError = -2147467259;
 
-/// An error that the driver says nothing about.
+/// An error that does not come from a driver.
+ado::Error ownError(std::u16string_view state, std::u16string_view description);
+/// A failure that the driver says nothing about.
 ado::Error silentError();
 
 /// What the last call on a handle left, never empty.

@@ -1,8 +1,10 @@
 #include "drivers/odbc/session.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <iterator>
 #include <limits>
+#include <utility>
 
 #include "model/text.h"
 
@@ -17,6 +19,19 @@ SQLPOINTER attribute(std::uintptr_t value) {
 const Environment& asVersion3(const Environment& environment) {
   SQLSetEnvAttr(environment.get(), SQL_ATTR_ODBC_VERSION, attribute(SQL_OV_ODBC3), 0);
   return environment;
+}
+
+ado::Error cancelledError() { return ownError(u"HY008", u"The statement was cancelled"); }
+
+// unixODBC cuts wide text down to single bytes for a driver without wide functions, and no function
+// says whether it does. This one brings text back without asking the server.
+bool takesUnicode(const ServerHandle& server) {
+  constexpr std::u16string_view kProbe = u"\u20AC";
+  std::u16string echo(8, u'\0');
+  SQLINTEGER length = 0;
+  const SQLRETURN outcome = SQLNativeSqlW(server.get(), wide(kProbe), 1, wide(echo.data()),
+                                          static_cast<SQLINTEGER>(echo.size()), &length);
+  return !SQL_SUCCEEDED(outcome) || length != 1 || echo.front() == kProbe.front();
 }
 
 ado::Failure connectFailure(const std::vector<ado::Error>& errors) {
@@ -45,10 +60,20 @@ Session::Session(std::u16string_view connectionString, const ConnectOptions& opt
                                               nullptr, 0, &completedLength, SQL_DRIVER_NOPROMPT);
   if (!SQL_SUCCEEDED(outcome))
     throw connectFailure(diagnostics(ServerHandle::kType, server_.get()));
+  takesUnicode_ = takesUnicode(server_);
 }
 
 void Session::fail(const StatementHandle& statement) {
   std::vector<ado::Error> newest = diagnostics(StatementHandle::kType, statement.get());
+  if (cancelled_) newest.insert(newest.begin(), cancelledError());
+  fail(std::move(newest));
+}
+
+void Session::fail(std::u16string_view state, std::u16string_view description) {
+  fail({ownError(state, description)});
+}
+
+void Session::fail(std::vector<ado::Error> newest) {
   const ado::Failure failure(newest.front().Number, newest.front().Description,
                              newest.front().Source);
   errors.insert(errors.end(), std::make_move_iterator(newest.begin()),
@@ -56,10 +81,23 @@ void Session::fail(const StatementHandle& statement) {
   throw failure;
 }
 
+void Session::refuseIfCancelled() {
+  if (cancelled_) fail({cancelledError()});
+}
+
+void Session::requireSendable(std::u16string_view statement) {
+  const bool isPlain = std::ranges::all_of(statement, [](char16_t unit) { return unit < 0x80; });
+  if (!isPlain && !takesUnicode_)
+    fail(u"HY000",
+         u"The ODBC driver takes no Unicode text, and the statement has letters beyond ASCII; "
+         u"use a driver with Unicode support");
+}
+
 Session::UnderWay::UnderWay(Session& session, const StatementHandle& statement)
     : session_(session) {
   const std::lock_guard lock(session_.underWayMutex_);
   session_.underWay_ = statement.get();
+  session_.cancelled_ = false;
 }
 
 Session::UnderWay::~UnderWay() {
@@ -69,7 +107,9 @@ Session::UnderWay::~UnderWay() {
 
 void Session::cancel() noexcept {
   const std::lock_guard lock(underWayMutex_);
-  if (underWay_ != SQL_NULL_HANDLE) SQLCancel(underWay_);
+  if (underWay_ == SQL_NULL_HANDLE) return;
+  cancelled_ = true;
+  SQLCancel(underWay_);
 }
 
 }  // namespace kelvane::odbc

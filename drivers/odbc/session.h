@@ -3,6 +3,7 @@
 // Lifetime: outlives its cursors. Threading: one thread at a time, but for cancel().
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <mutex>
 #include <string_view>
@@ -22,6 +23,11 @@ class Session {
   /// Makes what the statement's last call left the newest errors and raises the first as
   /// ado::Failure.
   [[noreturn]] void fail(const StatementHandle& statement);
+  /// The same for an error of the program's own.
+  [[noreturn]] void fail(std::u16string_view state, std::u16string_view description);
+  void refuseIfCancelled();
+  /// Refuses text that would not arrive as it is.
+  void requireSendable(std::u16string_view statement);
 
   /// A statement that cancel() ends.
   class UnderWay {
@@ -44,11 +50,16 @@ class Session {
   ForwardRecordset* streaming = nullptr;
 
  private:
+  [[noreturn]] void fail(std::vector<ado::Error> newest);
+
   Environment environment_;
   ServerHandle server_;
   std::chrono::seconds queryLimit_;
   std::mutex underWayMutex_;
   SQLHANDLE underWay_ = SQL_NULL_HANDLE;
+  // Some drivers forget a cancellation that meets no call.
+  std::atomic<bool> cancelled_ = false;
+  bool takesUnicode_ = true;
 };
 
 }  // namespace kelvane::odbc
