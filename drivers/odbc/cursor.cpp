@@ -12,6 +12,9 @@
 namespace kelvane::odbc {
 namespace {
 
+// How FreeTDS names the times of day, which have a fraction that ODBC's own type lacks.
+constexpr SQLSMALLINT kTimeWithFraction = -154;
+
 struct FormOfType {
   SQLSMALLINT type;
   Form form;
@@ -32,6 +35,7 @@ constexpr std::array kForms = {
     FormOfType{SQL_TYPE_DATE, Form::date},
     FormOfType{SQL_TIME, Form::time},
     FormOfType{SQL_TYPE_TIME, Form::time},
+    FormOfType{kTimeWithFraction, Form::time},
     FormOfType{SQL_TIMESTAMP, Form::moment},
     FormOfType{SQL_TYPE_TIMESTAMP, Form::moment},
     FormOfType{SQL_BINARY, Form::bytes},
