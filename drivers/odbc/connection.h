@@ -16,6 +16,7 @@ namespace kelvane::odbc {
 
 /// Zero: as long as the driver likes.
 struct ConnectOptions {
+  /// Kept even where the driver does not; the thread that it hangs in is then left behind.
   std::chrono::seconds loginLimit{0};
   /// How long the server may take to answer a statement.
   std::chrono::seconds queryLimit{0};

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <future>
 #include <iterator>
 #include <limits>
+#include <thread>
 #include <utility>
 
 #include "model/text.h"
@@ -46,21 +48,44 @@ ado::Failure connectFailure(const std::vector<ado::Error>& errors) {
 
 }  // namespace
 
+Session::Link::Link() : server(asVersion3(environment)) {}
+
 Session::Session(std::u16string_view connectionString, const ConnectOptions& options)
-    : server_(asVersion3(environment_)), queryLimit_(options.queryLimit) {
-  if (options.loginLimit.count() > 0) {
-    SQLSetConnectAttrW(server_.get(), SQL_ATTR_LOGIN_TIMEOUT,
-                       attribute(static_cast<std::uintptr_t>(options.loginLimit.count())), 0);
-  }
+    : queryLimit_(options.queryLimit) {
   if (connectionString.size() > std::numeric_limits<SQLSMALLINT>::max())
     throw ado::Failure(kProviderError, u"The connection string is too long", u"ODBC");
-  SQLSMALLINT completedLength = 0;
-  const SQLRETURN outcome = SQLDriverConnectW(server_.get(), nullptr, wide(connectionString),
-                                              static_cast<SQLSMALLINT>(connectionString.size()),
-                                              nullptr, 0, &completedLength, SQL_DRIVER_NOPROMPT);
+  const SQLRETURN outcome = options.loginLimit.count() > 0
+                                ? connectWithin(options.loginLimit, connectionString)
+                                : connect(*link_, connectionString);
   if (!SQL_SUCCEEDED(outcome))
-    throw connectFailure(diagnostics(ServerHandle::kType, server_.get()));
-  takesUnicode_ = takesUnicode(server_);
+    throw connectFailure(diagnostics(ServerHandle::kType, server().get()));
+  takesUnicode_ = takesUnicode(server());
+}
+
+SQLRETURN Session::connect(const Link& link, std::u16string_view connectionString) {
+  SQLSMALLINT completedLength = 0;
+  return SQLDriverConnectW(link.server.get(), nullptr, wide(connectionString),
+                           static_cast<SQLSMALLINT>(connectionString.size()), nullptr, 0,
+                           &completedLength, SQL_DRIVER_NOPROMPT);
+}
+
+// FreeTDS waits for ever when its login runs out of time, so that nothing but another thread keeps
+// the limit.
+SQLRETURN Session::connectWithin(std::chrono::seconds limit, std::u16string_view connectionString) {
+  SQLSetConnectAttrW(server().get(), SQL_ATTR_LOGIN_TIMEOUT,
+                     attribute(static_cast<std::uintptr_t>(limit.count())), 0);
+  std::packaged_task<SQLRETURN()> connecting(
+      [link = link_, text = std::u16string(connectionString)] { return connect(*link, text); });
+  std::future<SQLRETURN> outcome = connecting.get_future();
+  std::thread thread(std::move(connecting));
+  // A driver that keeps the limit knows more about the reason.
+  if (outcome.wait_for(limit + std::chrono::milliseconds(500)) == std::future_status::timeout) {
+    thread.detach();
+    throw connectFailure({ownError(u"HYT00", u"The server did not answer the login within " +
+                                                 decimalText(limit.count()) + u" s")});
+  }
+  thread.join();
+  return outcome.get();
 }
 
 void Session::fail(const StatementHandle& statement) {

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <memory>
 #include <mutex>
 #include <string_view>
 #include <vector>
@@ -42,7 +43,7 @@ class Session {
   };
   void cancel() noexcept;
 
-  const ServerHandle& server() const { return server_; }
+  const ServerHandle& server() const { return link_->server; }
   std::chrono::seconds queryLimit() const { return queryLimit_; }
 
   std::vector<ado::Error> errors;
@@ -52,8 +53,16 @@ class Session {
  private:
   [[noreturn]] void fail(std::vector<ado::Error> newest);
 
-  Environment environment_;
-  ServerHandle server_;
+  // Shared with the thread that connects, which may have to be left behind.
+  struct Link {
+    Link();
+    Environment environment;
+    ServerHandle server;
+  };
+  static SQLRETURN connect(const Link& link, std::u16string_view connectionString);
+  SQLRETURN connectWithin(std::chrono::seconds limit, std::u16string_view connectionString);
+
+  std::shared_ptr<Link> link_ = std::make_shared<Link>();
   std::chrono::seconds queryLimit_;
   std::mutex underWayMutex_;
   SQLHANDLE underWay_ = SQL_NULL_HANDLE;

@@ -1,8 +1,14 @@
 #include "drivers/odbc/connection.h"
 
+#include <arpa/inet.h>
 #include <atomic>
+#include <cerrno>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <system_error>
 #include <thread>
+#include <unistd.h>
 
 #include "tests/odbc/servers.h"
 
@@ -42,6 +48,41 @@ TEST(OdbcConnection, SaysWhyItCannotConnect) {
             "connect failed (HY000, 14, [SQLite])");
   EXPECT_EQ(failureOf([] { odbc::connect(std::u16string(40'000, u'x')); }),
             "The connection string is too long");
+}
+
+// A port of this machine where nobody ever answers.
+class SilentPort {
+ public:
+  SilentPort() {
+    address_.sin_family = AF_INET;
+    address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address_;
+    auto* const address = reinterpret_cast<sockaddr*>(&address_);
+    if (bind(socket_, address, size) != 0 || listen(socket_, 1) != 0 ||
+        getsockname(socket_, address, &size) != 0)
+      throw std::system_error(errno, std::generic_category());
+  }
+  ~SilentPort() { close(socket_); }
+  SilentPort(const SilentPort&) = delete;
+  SilentPort& operator=(const SilentPort&) = delete;
+
+  int number() const { return ntohs(address_.sin_port); }
+
+ private:
+  int socket_ = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address_{};
+};
+
+TEST(OdbcConnection, GivesUpAServerThatNeverAnswers) {
+  // Left open: the driver's thread is still waiting.
+  static const SilentPort port;
+  EXPECT_EQ(failureOf([] {
+              odbc::connect(
+                  u"Driver=FreeTDS;TDS_Version=5.0;UID=sa;PWD=hush;Server=127.0.0.1;Port=" +
+                      decimalText(port.number()),
+                  {.loginLimit = std::chrono::seconds(1)});
+            }),
+            "The server did not answer the login within 1 s (HYT00, ODBC)");
 }
 
 TEST(OdbcConnection, KeepsWhatTheServerSaid) {
