@@ -95,8 +95,9 @@ Cursor::Cursor(Session& session, std::u16string_view statement)
     : session_(session), statement_(session.server()), underWay_(session, statement_) {
   session.requireSendable(statement);
   if (const auto limit = session.queryLimit().count(); limit > 0) {
-    check(SQLSetStmtAttrW(statement_.get(), SQL_ATTR_QUERY_TIMEOUT,
-                          reinterpret_cast<SQLPOINTER>(limit), 0));  // NOLINT: a number
+    const auto value = reinterpret_cast<SQLPOINTER>(limit);  // NOLINT: a number in a pointer
+    if (!SQL_SUCCEEDED(SQLSetStmtAttrW(statement_.get(), SQL_ATTR_QUERY_TIMEOUT, value, 0)))
+      session.fail(u"HYC00", u"The ODBC driver cannot limit the time of a statement");
   }
   const SQLRETURN outcome =
       SQLExecDirectW(statement_.get(), wide(statement), static_cast<SQLINTEGER>(statement.size()));

@@ -23,6 +23,13 @@ std::string shown(const ado::Recordset& rows, std::int32_t ordinal) {
   return value.isNull() ? "null" : toUtf8(value.toText());
 }
 
+std::vector<std::string> shownRow(const ado::Recordset& rows) {
+  std::vector<std::string> values(static_cast<std::size_t>(rows.FieldCount()));
+  for (std::int32_t i = 0; i < rows.FieldCount(); ++i)
+    values[static_cast<std::size_t>(i)] = shown(rows, i);
+  return values;
+}
+
 // The first column of the rows from the current one on.
 std::string rest(ado::Recordset& rows) {
   std::string text;
@@ -135,13 +142,9 @@ TEST(OdbcConnection, HasAValueForEveryType) {
                                           "0x00ff10"};
   for (const ado::OpenMode& mode : {ado::kClientCursor, ado::kForwardOnly}) {
     const auto rows = connection->Open(u"select * from v", mode);
-    std::vector<std::string> values;
-    std::vector<std::string> nulls;
-    for (std::int32_t i = 0; i < rows->FieldCount(); ++i) values.push_back(shown(*rows, i));
+    EXPECT_EQ(shownRow(*rows), expected);
     rows->MoveNext();
-    for (std::int32_t i = 0; i < rows->FieldCount(); ++i) nulls.push_back(shown(*rows, i));
-    EXPECT_EQ(values, expected);
-    EXPECT_EQ(nulls, std::vector<std::string>(expected.size(), "null"));
+    EXPECT_EQ(shownRow(*rows), std::vector<std::string>(expected.size(), "null"));
   }
 }
 
