@@ -3,21 +3,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "ado/recordset_errors.h"
 #include "model/text.h"
 
 namespace kelvane::ado {
 namespace {
-
-RuntimeError closedError() {
-  return {ErrorNumber::invalidArgument, u"The recordset is closed", u"Kelvane.ado"};
-}
-RuntimeError noRowError() {
-  return {ErrorNumber::invalidArgument, u"The recordset is not on a row", u"Kelvane.ado"};
-}
-RuntimeError noFieldError(std::u16string_view which) {
-  return {ErrorNumber::itemNotFound, u"The recordset has no field " + std::u16string(which),
-          u"Kelvane.ado"};
-}
 
 std::u16string_view trimmed(std::u16string_view text) {
   const std::size_t first = text.find_first_not_of(u" \t");

@@ -17,7 +17,7 @@ struct AdoContract {
   std::unique_ptr<ado::Connection> connection;
   std::u16string rows;        // Number int, Name varchar: (2,b) (null,a) (10,B) (2,A)
   std::u16string noRows;      // the same columns without a row
-  std::u16string twoResults;  // one column and row each: 1, then 2
+  std::u16string twoResults;  // one column and row each: 1, then 2; empty where the server cannot
   std::u16string noResult;    // a statement that gives no columns
   std::u16string refused;     // a statement that the server refuses
 };
@@ -100,6 +100,7 @@ TEST_P(AdoContractTest, SortsAndStartsAnew) {
 }
 
 TEST_P(AdoContractTest, GoesThroughSeveralResults) {
+  if (driver_.twoResults.empty()) GTEST_SKIP() << "The server gives one result at a time.";
   const auto results = open(driver_.twoResults);
   EXPECT_EQ(results->Fields(0).Value().toLong(), 1);
   ASSERT_TRUE(results->NextRecordset());

@@ -1,0 +1,140 @@
+#include "drivers/odbc/session.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <future>
+#include <iterator>
+#include <limits>
+#include <thread>
+#include <utility>
+
+#include "model/text.h"
+
+namespace kelvane::odbc {
+namespace {
+
+// Attributes that are numbers travel in the pointer.
+SQLPOINTER attribute(std::uintptr_t value) {
+  return reinterpret_cast<SQLPOINTER>(value);  // NOLINT
+}
+
+const Environment& asVersion3(const Environment& environment) {
+  SQLSetEnvAttr(environment.get(), SQL_ATTR_ODBC_VERSION, attribute(SQL_OV_ODBC3), 0);
+  return environment;
+}
+
+ado::Error cancelledError() { return ownError(u"HY008", u"The statement was cancelled"); }
+
+// unixODBC cuts wide text down to single bytes for a driver without wide functions, and no function
+// says whether it does. This one brings text back without asking the server.
+bool takesUnicode(const ServerHandle& server) {
+  constexpr std::u16string_view kProbe = u"\u20AC";
+  std::u16string echo(8, u'\0');
+  SQLINTEGER length = 0;
+  const SQLRETURN outcome = SQLNativeSqlW(server.get(), wide(kProbe), 1, wide(echo.data()),
+                                          static_cast<SQLINTEGER>(echo.size()), &length);
+  return !SQL_SUCCEEDED(outcome) || length != 1 || echo.front() == kProbe.front();
+}
+
+ado::Failure connectFailure(const std::vector<ado::Error>& errors) {
+  std::u16string text;
+  for (const ado::Error& error : errors) {
+    text += (text.empty() ? u"" : u"; ") + error.Description + u" (" + error.SQLState;
+    if (error.NativeError != 0) text += u", " + decimalText(error.NativeError);
+    text += u", " + error.Source + u")";
+  }
+  return {kProviderError, text, errors.front().Source};
+}
+
+}  // namespace
+
+Session::Link::Link() : server(asVersion3(environment)) {}
+
+Session::Session(std::u16string_view connectionString, const ConnectOptions& options)
+    : queryLimit_(options.queryLimit) {
+  if (connectionString.size() > std::numeric_limits<SQLSMALLINT>::max())
+    throw ado::Failure(kProviderError, u"The connection string is too long", u"ODBC");
+  const SQLRETURN outcome = options.loginLimit.count() > 0
+                                ? connectWithin(options.loginLimit, connectionString)
+                                : connect(*link_, connectionString);
+  if (!SQL_SUCCEEDED(outcome))
+    throw connectFailure(diagnostics(ServerHandle::kType, server().get()));
+  takesUnicode_ = takesUnicode(server());
+}
+
+SQLRETURN Session::connect(const Link& link, std::u16string_view connectionString) {
+  SQLSMALLINT completedLength = 0;
+  return SQLDriverConnectW(link.server.get(), nullptr, wide(connectionString),
+                           static_cast<SQLSMALLINT>(connectionString.size()), nullptr, 0,
+                           &completedLength, SQL_DRIVER_NOPROMPT);
+}
+
+// FreeTDS waits for ever when its login runs out of time, so that nothing but another thread keeps
+// the limit.
+SQLRETURN Session::connectWithin(std::chrono::seconds limit, std::u16string_view connectionString) {
+  SQLSetConnectAttrW(server().get(), SQL_ATTR_LOGIN_TIMEOUT,
+                     attribute(static_cast<std::uintptr_t>(limit.count())), 0);
+  std::packaged_task<SQLRETURN()> connecting(
+      [link = link_, text = std::u16string(connectionString)] { return connect(*link, text); });
+  std::future<SQLRETURN> outcome = connecting.get_future();
+  std::thread thread(std::move(connecting));
+  // A driver that keeps the limit knows more about the reason.
+  if (outcome.wait_for(limit + std::chrono::milliseconds(500)) == std::future_status::timeout) {
+    thread.detach();
+    throw connectFailure({ownError(u"HYT00", u"The server did not answer the login within " +
+                                                 decimalText(limit.count()) + u" s")});
+  }
+  thread.join();
+  return outcome.get();
+}
+
+void Session::fail(const StatementHandle& statement) {
+  std::vector<ado::Error> newest = diagnostics(StatementHandle::kType, statement.get());
+  if (cancelled_) newest.insert(newest.begin(), cancelledError());
+  fail(std::move(newest));
+}
+
+void Session::fail(std::u16string_view state, std::u16string_view description) {
+  fail({ownError(state, description)});
+}
+
+void Session::fail(std::vector<ado::Error> newest) {
+  const ado::Failure failure(newest.front().Number, newest.front().Description,
+                             newest.front().Source);
+  errors.insert(errors.end(), std::make_move_iterator(newest.begin()),
+                std::make_move_iterator(newest.end()));
+  throw failure;
+}
+
+void Session::refuseIfCancelled() {
+  if (cancelled_) fail({cancelledError()});
+}
+
+void Session::requireSendable(std::u16string_view statement) {
+  const bool isPlain = std::ranges::all_of(statement, [](char16_t unit) { return unit < 0x80; });
+  if (!isPlain && !takesUnicode_)
+    fail(u"HY000",
+         u"The ODBC driver takes no Unicode text, and the statement has letters beyond ASCII; "
+         u"use a driver with Unicode support");
+}
+
+Session::UnderWay::UnderWay(Session& session, const StatementHandle& statement)
+    : session_(session) {
+  const std::lock_guard lock(session_.underWayMutex_);
+  session_.underWay_ = statement.get();
+  session_.cancelled_ = false;
+}
+
+Session::UnderWay::~UnderWay() {
+  const std::lock_guard lock(session_.underWayMutex_);
+  session_.underWay_ = SQL_NULL_HANDLE;
+}
+
+void Session::cancel() noexcept {
+  const std::lock_guard lock(underWayMutex_);
+  if (underWay_ == SQL_NULL_HANDLE) return;
+  cancelled_ = true;
+  SQLCancel(underWay_);
+}
+
+}  // namespace kelvane::odbc

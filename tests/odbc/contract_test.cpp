@@ -1,0 +1,24 @@
+#include "tests/odbc/servers.h"
+#include "tests/support/ado_contract.h"
+
+namespace kelvane::testing {
+namespace {
+
+AdoContract sqliteContract() {
+  auto connection = sqlite();
+  for (const char16_t* statement :
+       {u"create table pairs (Number integer null, Name varchar(10) not null)",
+        u"insert into pairs values (2, 'b'), (null, 'a'), (10, 'B'), (2, 'A')"})
+    connection->Open(statement, ado::kClientCursor);
+  return {std::move(connection),
+          u"select Number, Name from pairs",
+          u"select Number, Name from pairs where Name = 'c'",
+          u"",  // the driver takes one statement at a time
+          u"create table quiet (n integer)",
+          u"select Number from no_such_table"};
+}
+
+INSTANTIATE_TEST_SUITE_P(SQLite, AdoContractTest, ::testing::Values(&sqliteContract));
+
+}  // namespace
+}  // namespace kelvane::testing
