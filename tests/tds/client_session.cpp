@@ -100,8 +100,8 @@ void ClientSession::refuseLogin() {
 }
 
 void ClientSession::greet(const Login& login) {
-  const std::size_t size =
-      std::clamp(login.packetSize, kSmallestPacket, std::max(kSmallestPacket, options_.largestPacket));
+  const std::size_t size = std::clamp(login.packetSize, kSmallestPacket,
+                                      std::max(kSmallestPacket, options_.largestPacket));
   Reply reply(packets_, session_, set_);
   reply.changed(Environment::database, session_.caller.database, "master");
   reply.message(

@@ -32,12 +32,14 @@ constexpr int kRowFormat = 0xEE, kWideRowFormat = 0x61, kRow = 0xD1;
 constexpr int kNullsAllowed = 0x20, kIdentity = 0x40;
 constexpr int kLongChar = 0xAF, kLongBinary = 0xE1;
 constexpr int kLongestCounted = 255;
+constexpr std::int32_t kLongest = 0x7FFFFFFF;
 constexpr int kMicrosecondPrecision = 6;
 constexpr std::int64_t kDaysFromYear0To1900 = 693'961;
 
 WireType wireType(const ColumnType& type) {
-  if (isLong(type.kind)) return {type.storageCode, Layout::blob};
+  // FreeTDS misreads the format of unitext; as a long univarchar all clients understand it.
   if (isUnicode(type.kind)) return {kLongBinary, Layout::longValue};
+  if (isLong(type.kind)) return {type.storageCode, Layout::blob};
   if (isCharacter(type.kind) || isBinary(type.kind)) {
     if (type.length <= kLongestCounted) return {type.storageCode, Layout::counted};
     return {isBinary(type.kind) ? kLongBinary : kLongChar, Layout::longValue};
@@ -47,15 +49,16 @@ WireType wireType(const ColumnType& type) {
   if (type.kind == TypeKind::Bigdatetime || type.kind == TypeKind::Bigtime) {
     return {nullableCode, Layout::bigMoment};
   }
-  return {type.storageCode, type.nullable && type.kind != TypeKind::Bit ? Layout::counted
-                                                                        : Layout::fixed};
+  return {type.storageCode,
+          type.nullable && type.kind != TypeKind::Bit ? Layout::counted : Layout::fixed};
 }
 
 // User type, data type, and what belongs to it.
 void writeType(TokenBytes& out, const ColumnType& type) {
   const WireType wire = wireType(type);
-  // Clients know a unichar from a binary by this alone.
-  out.number(isUnicode(type.kind) ? systemType(type.kind).userType : type.userType);
+  // Clients know Unicode text from bytes by this alone.
+  const TypeKind unicodeKind = type.kind == TypeKind::Unichar ? type.kind : TypeKind::Univarchar;
+  out.number(isUnicode(type.kind) ? systemType(unicodeKind).userType : type.userType);
   out.byte(wire.code);
   switch (wire.layout) {
     case Layout::fixed:
@@ -64,7 +67,7 @@ void writeType(TokenBytes& out, const ColumnType& type) {
       out.byte(type.length);
       break;
     case Layout::longValue:
-      out.number(type.length);
+      out.number(isLong(type.kind) ? kLongest : type.length);
       break;
     case Layout::number:
       out.byte(type.length);
@@ -76,7 +79,7 @@ void writeType(TokenBytes& out, const ColumnType& type) {
       out.byte(kMicrosecondPrecision);
       break;
     case Layout::blob:
-      out.number(std::int32_t{0x7FFFFFFF});
+      out.number(kLongest);
       out.word(0);  // no name of a table
       break;
   }
@@ -91,8 +94,7 @@ std::string decimalBytes(const ado::Decimal& value, int length) {
   std::string bytes(static_cast<std::size_t>(length), '\0');
   bytes[0] = value.negative ? 1 : 0;
   for (std::size_t i = 0; i < bytes.size() - 1 && i < 16; ++i) {
-    bytes[bytes.size() - 1 - i] =
-        static_cast<char>(value.magnitude[i / 8] >> (8 * (i % 8)) & 0xFF);
+    bytes[bytes.size() - 1 - i] = static_cast<char>(value.magnitude[i / 8] >> (8 * (i % 8)) & 0xFF);
   }
   return bytes;
 }
@@ -109,7 +111,8 @@ std::int32_t ticksOf(const ado::DateTime& value) {
 }
 
 void writeMoment(TokenBytes& out, const ado::DateTime& value, TypeKind kind) {
-  constexpr std::int64_t kNanosecondsPerMinute = 60'000'000'000, kMicrosecondsPerDay = 86'400'000'000;
+  constexpr std::int64_t kNanosecondsPerMinute = 60'000'000'000,
+                         kMicrosecondsPerDay = 86'400'000'000;
   switch (kind) {
     case TypeKind::Datetime:
       out.number(value.days);

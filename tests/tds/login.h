@@ -13,9 +13,9 @@ namespace kelvane::tds {
 struct Login {
   std::string user;
   std::string password;
-  std::string characterSet;     ///< empty: the server's
-  std::size_t packetSize = 0;   ///< 0: the server's
-  std::string capabilities;     ///< as they came; may be empty
+  std::string characterSet;    ///< empty: the server's
+  std::size_t packetSize = 0;  ///< 0: the server's
+  std::string capabilities;    ///< as they came; may be empty
 };
 
 /// None for a record that is too short, or of another version than 5.0.
