@@ -173,7 +173,8 @@ void ClientSession::runBatch(std::string_view bytes) {
   }
   if (stream_) {
     spoil(from);
-    return pump();
+    if (stream_) pump();
+    return;
   }
   if (session_.ended) ended_ = true;
   reply_->finish();
@@ -237,7 +238,7 @@ void ClientSession::spoil(std::size_t from) {
   output().resize(kept);
   silent_ = true;
   if (fault_->kind == Fault::Kind::close) ended_ = true;
-  stream_.reset();
+  endStream();
 }
 
 }  // namespace kelvane::tds
