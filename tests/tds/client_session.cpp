@@ -11,7 +11,8 @@ using namespace embedded;
 
 namespace {
 
-constexpr int kLanguage = 0x21, kLogout = 0x71;
+constexpr int kLanguage = 0x21, kLogout = 0x71, kDynamic = 0xE7;
+enum DynamicStep { kPrepare = 1, kExecute = 2, kDeallocate = 4, kAcknowledge = 0x20 };
 constexpr int kLoginAcknowledged = 0xAD, kLoginSucceeded = 5, kLoginFailed = 6;
 constexpr int kInformation = 10;
 constexpr std::size_t kEnoughOutput = 1 << 18;
@@ -139,9 +140,43 @@ void ClientSession::answer(std::string_view tokens) {
     if (hasParameters) return refuse("Parameters");
     // The old packets do not tell the length.
     runBatch(reader.text(length > 0 ? length - 1 : tokens.size()));
+  } else if (token == kDynamic) {
+    reader.number<std::uint16_t>();  // the length of the token, which nothing stands behind
+    answerDynamic(reader);
   } else {
     refuse("Requests of this kind");
   }
+}
+
+void ClientSession::answerDynamic(MessageReader& reader) {
+  constexpr int kHasParameters = 1;
+  const int step = reader.byte();
+  if (reader.byte() == kHasParameters) return refuse("Parameters");
+  const std::string id(reader.text(reader.byte()));
+  const std::string_view text = reader.text(reader.number<std::uint16_t>());
+  if (step == kExecute) {
+    const auto found = prepared_.find(id);
+    if (found == prepared_.end()) return refuse("Statements that were not prepared");
+    return runBatch(found->second);
+  }
+  if (step == kPrepare) {
+    // It comes as `create proc ID as TEXT`.
+    const std::string wrapping = "create proc " + id + " as ";
+    if (!text.starts_with(wrapping)) return refuse("Such prepared statements");
+    prepared_[id] = text.substr(wrapping.size());
+  } else if (step == kDeallocate) {
+    prepared_.erase(id);
+  } else {
+    return refuse("Requests of this kind");
+  }
+  TokenBytes content, token;
+  content.byte(kAcknowledge);
+  content.byte(0);
+  content.shortText(id);
+  token.counted(kDynamic, content.bytes);
+  Reply reply(packets_, session_, set_);
+  reply.raw(token.bytes);
+  reply.finish();
 }
 
 void ClientSession::refuse(const std::string& what) {

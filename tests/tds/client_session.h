@@ -5,6 +5,7 @@
 #pragma once
 
 #include <deque>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -40,6 +41,8 @@ class ClientSession {
   void greet(const Login& login);
   void refuseLogin();
   void answer(std::string_view tokens);
+  /// A prepared statement; it is kept as its text.
+  void answerDynamic(MessageReader& reader);
   void runBatch(std::string_view text);
   void refuse(const std::string& what);
   void tellDatabase(const std::string& before);
@@ -59,6 +62,7 @@ class ClientSession {
   bool ended_ = false;
   bool silent_ = false;
   std::deque<std::string> requests_;
+  std::map<std::string, std::string, std::less<>> prepared_;  ///< texts by their ids
   std::optional<Reply> reply_;  ///< under way, with the stream that gives its rows
   std::optional<embedded::RowStream> stream_;
   std::optional<Fault> fault_;  ///< its bytes count down

@@ -45,11 +45,17 @@ class FreeTds {
   }
 
   static bool isInstalled() {
-    return std::system("command -v tsql >/dev/null && command -v bsqldb >/dev/null") == 0;
+    return std::system(
+               "for program in tsql bsqldb isql; do command -v $program >/dev/null || exit; done; "
+               "odbcinst -q -d -n FreeTDS >/dev/null") == 0;
   }
 
   Printed tsql(const std::string& input, const std::string& arguments = "-U sa -P secret") const {
     return run("tsql -S kelvane -o q -t '|' " + arguments, input);
+  }
+  // unixODBC's, over FreeTDS's driver; it prepares each statement, which is a line.
+  Printed isql(const std::string& input) const {
+    return run("isql -b '-d|' -k 'Driver=FreeTDS;Servername=kelvane;UID=sa;PWD=secret'", input);
   }
   Printed bsqldb(const std::string& input) const {
     return run("bsqldb -S kelvane -U sa -P secret", input);
@@ -84,7 +90,7 @@ class FreeTds {
 class TdsServerTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (!FreeTds::isInstalled()) GTEST_SKIP() << "tsql and bsqldb are missing: install freetds-bin";
+    if (!FreeTds::isInstalled()) GTEST_SKIP() << "install freetds-bin, tdsodbc and unixodbc";
   }
 };
 
@@ -386,6 +392,23 @@ TEST_F(TdsServerTest, ServesBsqldb) {
   EXPECT_FALSE(std::search(shown.begin(), shown.end(), wanted.begin() + 3, wanted.end()) ==
                shown.end())
       << printed.rows << printed.messages;
+}
+
+TEST_F(TdsServerTest, ServesIsql) {
+  EmbeddedCatalog catalog = shop();
+  const auto statements = readersStatements(catalog);
+  std::string input;
+  for (const std::u16string& statement : statements) {
+    std::string line = toUtf8(statement);
+    std::ranges::replace_if(
+        line, [](char c) { return c == '\r' || c == '\n'; }, ' ');
+    input += line + "\n";
+  }
+  input += "select 'x', 1.50\n";
+  const TdsServer server(catalog);
+  const Printed printed = FreeTds(server).isql(input);
+  EXPECT_EQ(printed.rows.find("ERROR"), std::string::npos) << printed.rows;
+  EXPECT_TRUE(printed.rows.ends_with("\nx|1.50\n")) << printed.rows;
 }
 
 // --- Faults ---

@@ -163,7 +163,9 @@ TEST(TdsProtocol, RefusesWhatItDoesNotSpeak) {
   EmbeddedCatalog catalog = catalogOf("create table t (a int)\ngo\n");
   const TdsServer server(catalog);
   RawClient client(server.port());
-  client.send(PacketType::request, "\xE7 a prepared statement");
+  client.send(PacketType::request, "\xE6 a procedure");
+  EXPECT_EQ(lastStatus(client.receive()), 0x02);
+  client.send(PacketType::request, std::string("\xE7\7\0\2\0\2no\0\0", 10));
   EXPECT_EQ(lastStatus(client.receive()), 0x02);
   client.send(PacketType::request, "");
   EXPECT_EQ(lastStatus(client.receive()), 0x02);

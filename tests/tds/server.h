@@ -6,7 +6,8 @@
 //
 // A last query of a batch is computed as its rows are sent. Batches run to their end before
 // anything else is served, so a cancellation is heard between batches and within such a query.
-// Parameters of requests, procedures called other than by text and prepared statements are refused.
+// Prepared statements are kept as texts. Parameters, and procedures called other than by text, are
+// refused.
 #pragma once
 
 #include <cstddef>
