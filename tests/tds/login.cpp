@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "tests/tds/wire.h"
+
 namespace kelvane::tds {
 namespace {
 
@@ -30,8 +32,12 @@ std::optional<Login> readLogin(std::string_view record) {
   login.password = textOf(record, kPassword);
   login.characterSet = textOf(record, kCharacterSet);
   login.packetSize = std::strtoul(textOf(record, kPacketSize).c_str(), nullptr, 10);
+  constexpr std::size_t kTokenHeader = 3;  // the token and its length
   const std::string_view behind = record.substr(kCapabilities);
-  if (behind.starts_with(kCapabilityToken)) login.capabilities = behind;
+  if (behind.starts_with(kCapabilityToken)) {
+    const auto length = MessageReader(behind.substr(1)).number<std::uint16_t>();
+    login.capabilities = behind.substr(0, kTokenHeader + length);
+  }
   return login;
 }
 
