@@ -46,6 +46,8 @@ class CalledOutcome final : public Outcome {
     moved.line = line_;
     outcome_.notice(moved);
   }
+  void beginProcedure(const std::string& name) override { outcome_.beginProcedure(name); }
+  void endProcedure(int status) override { outcome_.endProcedure(status); }
 
  private:
   Outcome& outcome_;
@@ -99,12 +101,15 @@ void BatchRun::executeSystem(const Execute& execute, const std::string& name, Ou
     call.arguments.push_back({argument.name, argumentText(argument)});
   }
   int status = 0;
+  bool begun = false;
   const std::int64_t written = server_.catalog.store().totalChanges();
   try {
     const auto result = server_.catalog.callSystemProcedure(call);
     if (!result) {
       throw procedureNotFound(name, session_.caller.line);
     }
+    outcome.beginProcedure(name);
+    begun = true;
     status = result->status;
     for (const ServerMessage& message : result->messages) {
       Notice notice{message, session_.caller.line};
@@ -122,6 +127,7 @@ void BatchRun::executeSystem(const Execute& execute, const std::string& name, Ou
     }
   } catch (const ServerError& error) {
     if (error.number == 2812) throw;
+    if (!begun) outcome.beginProcedure(name);
     // A system procedure says what is wrong and returns; the batch goes on.
     status = 1;
     session_.lastError = error.number;
@@ -129,6 +135,7 @@ void BatchRun::executeSystem(const Execute& execute, const std::string& name, Ou
     notice.alreadyGone = isAlreadyGone(*current_, error);
     outcome.notice(notice);
   }
+  outcome.endProcedure(status);
   if (server_.catalog.store().totalChanges() != written) server_.namesChanged();
   if (!execute.statusVariable.empty()) {
     assign(execute.statusVariable, std::int64_t{status}, intType());
@@ -184,7 +191,9 @@ void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure
     }
     body.variables_[parameter.name] = {type, std::move(value)};
   }
+  outcome.beginProcedure(procedure.name);
   body.runBody(create->body);
+  outcome.endProcedure(body.returnStatus());
   for (std::size_t i = 0; i < create->parameters.size(); ++i) {
     if (arguments[i] == nullptr || !arguments[i]->output || !arguments[i]->value) continue;
     const auto* target = as<tsql::Variable>(*arguments[i]->value);

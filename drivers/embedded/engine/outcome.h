@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "drivers/embedded/catalog/result.h"
@@ -31,6 +32,9 @@ class Outcome {
   /// A statement without rows that reports how many it changed.
   virtual void count(std::int64_t rows) = 0;
   virtual void notice(const Notice& notice) = 0;
+  /// Around what a procedure gives, for those whom it concerns. One that ends the batch has no end.
+  virtual void beginProcedure(const std::string& /*name*/) {}
+  virtual void endProcedure(int /*status*/) {}
 };
 
 }  // namespace kelvane::embedded

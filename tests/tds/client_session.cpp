@@ -1,0 +1,279 @@
+#include "tests/tds/client_session.h"
+
+#include <algorithm>
+#include <exception>
+
+#include "drivers/embedded/tsql/error.h"
+
+namespace kelvane::tds {
+
+using namespace embedded;
+
+namespace {
+
+constexpr int kLanguage = 0x21, kLogout = 0x71, kDynamic = 0xE7;
+enum DynamicStep { kPrepare = 1, kExecute = 2, kDeallocate = 4, kAcknowledge = 0x20 };
+constexpr int kLoginAcknowledged = 0xAD, kLoginSucceeded = 5, kLoginFailed = 6;
+constexpr int kInformation = 10;
+constexpr std::size_t kEnoughOutput = 1 << 18;
+constexpr std::string_view kLanguageName = "us_english";
+
+ServerMessage information(int number, std::string text) {
+  return {number, kInformation, 1, std::move(text)};
+}
+
+std::string acknowledgement(int status) {
+  TokenBytes content, token;
+  content.byte(status);
+  content.bytes += std::string_view("\5\0\0\0", 4);
+  content.shortText("ASE");
+  content.bytes += std::string_view("\x0C\5\4\0", 4);
+  token.counted(kLoginAcknowledged, content.bytes);
+  return token.bytes;
+}
+
+// What went wrong with the exception that is being handled.
+ServerMessage failureText() {
+  try {
+    throw;
+  } catch (const tsql::ServerError& error) {
+    return {error.number, error.severity, error.state, error.text()};
+  } catch (const std::exception& error) {
+    return {0, 16, 1, error.what()};
+  }
+}
+
+}  // namespace
+
+void ClientSession::receive(std::string_view bytes) {
+  reader_.append(bytes);
+  while (const auto message = reader_.next()) {
+    if (!ended_ && !silent_) take(*message);
+  }
+  if (reader_.broken()) ended_ = true;
+}
+
+void ClientSession::take(const PacketReader::Message& message) {
+  if (!loggedIn_) {
+    // Clients that try a later version first understand a closed connection.
+    if (message.type != PacketType::login) {
+      ended_ = true;
+    } else {
+      logIn(message.payload);
+    }
+    return;
+  }
+  switch (message.type) {
+    case PacketType::attention:
+      return cancel();
+    case PacketType::request:
+      requests_.push_back(message.payload);
+      return;
+    case PacketType::oldLanguage:
+      requests_.push_back(static_cast<char>(kLanguage) + std::string("\0\0\0\0\0", 5) +
+                          message.payload);
+      return;
+    default:
+      return refuse("Packets of this type");
+  }
+}
+
+void ClientSession::logIn(std::string_view record) {
+  const auto login = readLogin(record);
+  if (!login) {
+    ended_ = true;
+    return;
+  }
+  set_ = characterSet(login->characterSet).value_or(options_.characterSet);
+  const auto user = options_.users.find(login->user);
+  const bool known = user != options_.users.end() && !user->second.locked &&
+                     user->second.password == login->password;
+  if (known || options_.users.empty()) return greet(*login);
+  refuseLogin();
+}
+
+void ClientSession::refuseLogin() {
+  Reply reply(packets_, session_, set_);
+  reply.message({4002, 14, 1, "Login failed."}, 0);
+  reply.raw(acknowledgement(kLoginFailed));
+  reply.finish(DoneStatus::error);
+  ended_ = true;
+}
+
+void ClientSession::greet(const Login& login) {
+  const std::size_t size = std::clamp(login.packetSize, kSmallestPacket,
+                                      std::max(kSmallestPacket, options_.largestPacket));
+  Reply reply(packets_, session_, set_);
+  reply.changed(Environment::database, session_.caller.database, "master");
+  reply.message(
+      information(5701, "Changed database context to '" + session_.caller.database + "'."), 0);
+  reply.changed(Environment::language, kLanguageName, "");
+  reply.message(
+      information(5703, "Changed language setting to '" + std::string(kLanguageName) + "'."), 0);
+  reply.changed(Environment::characterSet, nameOf(set_), "");
+  reply.raw(acknowledgement(kLoginSucceeded));
+  if (!login.capabilities.empty()) reply.raw(login.capabilities);
+  reply.changed(Environment::packetSize, std::to_string(size), std::to_string(kSmallestPacket));
+  packets_.packetSize(size);
+  reply.finish();
+  loggedIn_ = true;
+}
+
+void ClientSession::work() {
+  if (stream_) pump();
+  while (!stream_ && !requests_.empty() && !ended_ && !silent_) {
+    const std::string request = std::move(requests_.front());
+    requests_.pop_front();
+    answer(request);
+  }
+}
+
+void ClientSession::answer(std::string_view tokens) {
+  MessageReader reader(tokens);
+  const int token = reader.byte();
+  if (token == kLogout) {
+    Reply(packets_, session_, set_).finish();
+    ended_ = true;
+  } else if (token == kLanguage) {
+    const auto length = reader.number<std::uint32_t>();
+    const bool hasParameters = reader.byte() != 0;
+    if (hasParameters) return refuse("Parameters");
+    // The old packets do not tell the length.
+    runBatch(reader.text(length > 0 ? length - 1 : tokens.size()));
+  } else if (token == kDynamic) {
+    reader.number<std::uint16_t>();  // the length of the token, which nothing stands behind
+    answerDynamic(reader);
+  } else {
+    refuse("Requests of this kind");
+  }
+}
+
+void ClientSession::answerDynamic(MessageReader& reader) {
+  constexpr int kHasParameters = 1;
+  const int step = reader.byte();
+  if (reader.byte() == kHasParameters) return refuse("Parameters");
+  const std::string id(reader.text(reader.byte()));
+  const std::string_view text = reader.text(reader.number<std::uint16_t>());
+  if (step == kExecute) {
+    const auto found = prepared_.find(id);
+    if (found == prepared_.end()) return refuse("Statements that were not prepared");
+    return runBatch(found->second);
+  }
+  if (step == kPrepare) {
+    // It comes as `create proc ID as TEXT`.
+    const std::string wrapping = "create proc " + id + " as ";
+    if (!text.starts_with(wrapping)) return refuse("Such prepared statements");
+    prepared_[id] = text.substr(wrapping.size());
+  } else if (step == kDeallocate) {
+    prepared_.erase(id);
+  } else {
+    return refuse("Requests of this kind");
+  }
+  TokenBytes content, token;
+  content.byte(kAcknowledge);
+  content.byte(0);
+  content.shortText(id);
+  token.counted(kDynamic, content.bytes);
+  Reply reply(packets_, session_, set_);
+  reply.raw(token.bytes);
+  reply.finish();
+}
+
+void ClientSession::refuse(const std::string& what) {
+  Reply reply(packets_, session_, set_);
+  reply.notice({{tsql::kNotSupported, 16, 1, what + " are not supported."}});
+  reply.finish();
+}
+
+void ClientSession::runBatch(std::string_view bytes) {
+  const std::string text = decoded(bytes, set_);
+  const std::size_t from = output().size();
+  fault_ = options_.fault ? options_.fault(text, batches_) : std::nullopt;
+  ++batches_;
+  reply_.emplace(packets_, session_, set_);
+  if (fault_ && fault_->kind == Fault::Kind::error) {
+    reply_->notice({{9999, 16, 1, "The statement was made to fail."}, 1});
+    reply_->finish();
+    return endStream();
+  }
+  const std::string database = session_.caller.database;
+  try {
+    session_.server.beginBatch();
+    stream_ = session_.runStreaming(text, *reply_);
+    tellDatabase(database);
+    if (stream_) reply_->beginRows(stream_->columns);
+  } catch (const std::exception&) {
+    stream_.reset();
+    reply_->notice({failureText()});
+  }
+  if (stream_) {
+    spoil(from);
+    if (stream_) pump();
+    return;
+  }
+  if (session_.ended) ended_ = true;
+  reply_->finish();
+  spoil(from);
+  endStream();
+}
+
+void ClientSession::tellDatabase(const std::string& before) {
+  const std::string& now = session_.caller.database;
+  if (now == before) return;
+  reply_->changed(Environment::database, now, before);
+  reply_->message(information(5701, "Changed database context to '" + now + "'."), 1);
+}
+
+void ClientSession::pump() {
+  const std::size_t from = output().size();
+  bool more = true;
+  try {
+    while (more && output().size() < kEnoughOutput) {
+      more = session_.step(*stream_);
+      if (more) reply_->writeRow(rowOf(stream_->statement));
+    }
+  } catch (const std::exception&) {
+    more = false;
+    reply_->notice({failureText()});
+  }
+  if (!more) {
+    session_.rowCount = reply_->rows();
+    reply_->finish();
+  }
+  spoil(from);
+  if (!more) endStream();
+}
+
+void ClientSession::endStream() {
+  stream_.reset();
+  reply_.reset();
+  fault_.reset();
+}
+
+void ClientSession::cancel() {
+  requests_.clear();
+  if (!reply_) reply_.emplace(packets_, session_, set_);
+  reply_->finish(DoneStatus::attention);
+  endStream();
+}
+
+void ClientSession::spoil(std::size_t from) {
+  if (!fault_) return;
+  const std::size_t added = output().size() - from;
+  if (added <= fault_->after) {
+    fault_->after -= added;
+    return;
+  }
+  const std::size_t kept = from + fault_->after;
+  fault_->after = 0;
+  if (fault_->kind == Fault::Kind::garbage) {
+    std::fill(output().begin() + static_cast<std::ptrdiff_t>(kept), output().end(), '\x5A');
+    return;
+  }
+  output().resize(kept);
+  silent_ = true;
+  if (fault_->kind == Fault::Kind::close) ended_ = true;
+  endStream();
+}
+
+}  // namespace kelvane::tds
