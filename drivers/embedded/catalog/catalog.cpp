@@ -4,6 +4,7 @@
 #include <array>
 
 #include "drivers/embedded/catalog/index_writer.h"
+#include "drivers/embedded/catalog/keys.h"
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/catalog/utf8.h"
 #include "drivers/embedded/catalog/writer.h"
@@ -402,18 +403,9 @@ tsql::ServerError Catalog::duplicateKeyError(const StoreError& error, std::uint3
         if (index.empty() && matching == keys && 2 * keys == numbers.size()) index = row.text(0);
       },
       tableId);
-  if (index.empty()) {
-    return {2615, 14, 1,
-            concat("Attempt to insert duplicate row in table '", objectName(tableId).value_or(""),
-                   "' with index '", indexNamed(kClusteredIndid),
-                   "'. Could drop and recreate index with ignore duplicate rows or allow "
-                   "duplicate rows."),
-            line};
-  }
-  return {2601, 14, 1,
-          concat("Attempt to insert duplicate key row in object '",
-                 objectName(tableId).value_or(""), "' with unique index '", index, "'"),
-          line};
+  const std::string table = objectName(tableId).value_or("");
+  if (!index.empty()) return duplicateError(Differing::keys, table, index, line);
+  return duplicateError(Differing::rows, table, indexNamed(kClusteredIndid), line);
 }
 
 }  // namespace kelvane::embedded

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "drivers/embedded/catalog/keys.h"
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/catalog/utf8.h"
 
@@ -128,26 +129,17 @@ std::vector<IndexWriter::KeyColumn> IndexWriter::resolveKeys(const ObjectInfo& t
       resolved.push_back(addHiddenColumn(table, plan, indid, resolved.size()));
       continue;
     }
-    const auto column = std::ranges::find(columns, key.column, &ColumnInfo::name);
-    if (column == columns.end()) {
-      writer_.fail(1921, "Index column '", key.column, "' does not exist in table '", table.name,
-                   "'.");
-    }
-    const TypeKind kind = column->type.kind;
-    if (isLong(kind) || kind == TypeKind::Bit) {
-      writer_.fail(1919, "Column '", key.column, "' of type ", systemType(kind).name,
-                   " cannot be a key of an index.");
-    }
-    if (std::ranges::find(resolved, column->colid, &KeyColumn::colid) != resolved.end()) {
+    const ColumnInfo& column = keyColumn(columns, key.column, table.name, writer_.caller().line);
+    if (std::ranges::find(resolved, column.colid, &KeyColumn::colid) != resolved.end()) {
       writer_.fail(1909, "Cannot use duplicate column names in index key list. Column name '",
                    key.column, "' listed more than once.");
     }
-    if (plan.kind == IndexPlan::Kind::PrimaryKey && column->type.nullable) {
+    if (plan.kind == IndexPlan::Kind::PrimaryKey && column.type.nullable) {
       writer_.fail(8111, "Cannot define PRIMARY KEY constraint on nullable column '", key.column,
                    "' in table '", table.name, "'.");
     }
-    resolved.push_back({column->colid, key.order == tsql::SortOrder::Descending,
-                        column->type.nullable, column->type.identity});
+    resolved.push_back({column.colid, key.order == tsql::SortOrder::Descending,
+                        column.type.nullable, column.type.identity});
   }
   return resolved;
 }
@@ -270,29 +262,6 @@ std::string indexName(std::string_view prefix, int tableId, int indid) {
   return concat(kRowStore, ".", prefix, tableId, "_", indid);
 }
 
-// The columns with nulls made equal to each other and to nothing else.
-std::string equalNulls(const std::vector<ColumnInfo>& columns) {
-  std::string list;
-  for (const ColumnInfo& column : columns) {
-    list += list.empty() ? "" : ", ";
-    if (!column.type.nullable) {
-      list += column.sqliteColumn;
-    } else {
-      list += concat("ifnull(", column.sqliteColumn, ", ",
-                     isBinary(column.type.kind) ? "'null'" : "x''", ") COLLATE RTRIM");
-    }
-  }
-  return list;
-}
-
-std::string names(const std::vector<ColumnInfo>& columns) {
-  std::string list;
-  for (const ColumnInfo& column : columns) {
-    list += concat(list.empty() ? "" : ", ", column.sqliteColumn);
-  }
-  return list;
-}
-
 }  // namespace
 
 std::vector<int> IndexWriter::indidsOf(int tableId, std::string_view condition) {
@@ -341,23 +310,14 @@ std::vector<ColumnInfo> IndexWriter::keyColumns(const ObjectInfo& table, int ind
   return keys;
 }
 
-std::vector<ColumnInfo> IndexWriter::rowColumns(const ObjectInfo& table) {
-  auto columns = writer_.catalog().columns(table.id);
-  std::erase_if(columns, [](const ColumnInfo& column) {
-    return !column.computed.empty() || isLong(column.type.kind);
-  });
-  return columns;
-}
-
 void IndexWriter::createUnique(const ObjectInfo& table, int indid) {
   if (table.sqliteTable == kNoRows) return;
   try {
     store_.execute(concat("CREATE UNIQUE INDEX ", indexName("i", table.id, indid), " ON ",
-                          table.sqliteTable, "(", names(keyColumns(table, indid)), ")"));
+                          table.sqliteTable, "(", columnList(keyColumns(table, indid)), ")"));
   } catch (const StoreError& error) {
     if (!error.isDuplicateKey()) throw;
-    throw writer_.error(1505, 14, "Create unique index aborted on duplicate key in table '",
-                        table.name, "'.");
+    throw existingDuplicates(Differing::keys, table.name, writer_.caller().line);
   }
   createNullGuard(table, indid);
 }
@@ -375,14 +335,13 @@ void IndexWriter::createNullGuard(const ObjectInfo& table, int indid) {
                           " ON ", table.sqliteTable, "(", equalNulls(keys), ") WHERE ", anyNull));
   } catch (const StoreError& error) {
     if (!error.isDuplicateKey()) throw;
-    throw writer_.error(1505, 14, "Create unique index aborted on duplicate key in table '",
-                        table.name, "'.");
+    throw existingDuplicates(Differing::keys, table.name, writer_.caller().line);
   }
 }
 
 void IndexWriter::createRowGuard(const ObjectInfo& table, int indid) {
   if (table.sqliteTable == kNoRows) return;
-  const std::string row = equalNulls(rowColumns(table));
+  const std::string row = equalNulls(comparedInRows(writer_.catalog().columns(table.id)));
   if (row.empty()) return;
   if (store_.value("SELECT 1 FROM sysindexes WHERE id = ? AND indid = ? AND status & ?", table.id,
                    indid, index_status::kIgnoreDuplicateRow)) {
@@ -395,18 +354,18 @@ void IndexWriter::createRowGuard(const ObjectInfo& table, int indid) {
                           " ON ", table.sqliteTable, "(", row, ")"));
   } catch (const StoreError& error) {
     if (!error.isDuplicateKey()) throw;
-    throw writer_.error(1508, 14, "Create index aborted on duplicate rows in table '", table.name,
-                        "'.");
+    throw existingDuplicates(Differing::rows, table.name, writer_.caller().line);
   }
 }
 
 std::vector<std::string> IndexWriter::ignoredDuplicates(const ObjectInfo& table) {
   std::vector<std::string> targets;
   for (const int indid : indidsOf(table.id, "status & 3 = 3")) {
-    targets.push_back(names(keyColumns(table, indid)));
+    targets.push_back(columnList(keyColumns(table, indid)));
   }
   for (const int indid : indidsOf(table.id, concat(kRowGuarded, " AND status & 4"))) {
-    if (indid != 0) targets.push_back(equalNulls(rowColumns(table)));
+    if (indid != 0)
+      targets.push_back(equalNulls(comparedInRows(writer_.catalog().columns(table.id))));
   }
   return targets;
 }

@@ -105,7 +105,6 @@ class IndexWriter {
   void createUnique(const ObjectInfo& table, int indid);
   std::vector<int> indidsOf(int tableId, std::string_view condition);
   std::vector<ColumnInfo> keyColumns(const ObjectInfo& table, int indid);
-  std::vector<ColumnInfo> rowColumns(const ObjectInfo& table);
   void createNullGuard(const ObjectInfo& table, int indid);
   void createRowGuard(const ObjectInfo& table, int indid);
   void dropStored(int tableId, int indid);

@@ -185,7 +185,7 @@ BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
   } catch (const StoreError& error) {
     report(statement,
            error.isDuplicateKey()
-               ? server_.catalog.duplicateKeyError(error, statement.range.line)
+               ? duplicateKeyError(error, statement.range.line)
                : ServerError(3600, 16, 1,
                              std::string("The store refused the statement: ") + error.what(),
                              statement.range.line));

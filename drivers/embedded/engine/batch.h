@@ -114,12 +114,21 @@ class BatchRun {
   void openCursor(const tsql::OpenCursor& open);
   void fetchCursor(const tsql::FetchCursor& fetch);
 
-  // batch_define.cpp
+  // batch_temporary.cpp: temporary tables
   void createTemporary(const tsql::CreateTable& statement);
-  std::string temporaryTable(const std::string& name, std::vector<ColumnInfo> columns,
-                             std::vector<std::string> defaults, std::uint32_t line);
-  void dropObjects(const tsql::Drop& statement);
+  /// Returns its name in SQLite.
+  std::string addTemporary(TemporaryTable table, std::uint32_t line);
+  void addConstraint(TemporaryTable& table, const tsql::Constraint& constraint,
+                     const tsql::ColumnDefinition* column);
+  struct TemporaryKey;
+  void addIndex(TemporaryTable& table, const TemporaryKey& key);
+  void createTemporaryIndex(const tsql::CreateIndex& statement);
   void dropTemporary(const tsql::ObjectName& name);
+  void dropTemporaryIndex(const tsql::ObjectName& name);
+  tsql::ServerError duplicateKeyError(const StoreError& error, std::uint32_t line);
+
+  // batch_define.cpp
+  void dropObjects(const tsql::Drop& statement);
   void define(const tsql::Statement& statement);
   RowValues rowValues();
   void createView(const tsql::CreateView& view, std::string_view text);

@@ -115,16 +115,15 @@ void BatchRun::selectInto(const SelectStatement& statement) {
     columns.push_back({column.name, column.type});
   }
   std::string table;
-  std::vector<ColumnInfo> stored;
   if (into.name.starts_with('#')) {
+    TemporaryTable made;
+    made.name = into.name;
     for (const NamedColumn& column : columns) {
-      ColumnInfo info;
+      ColumnInfo& info = made.columns.emplace_back();
       info.name = column.name;
       info.type = column.type;
-      info.colid = static_cast<int>(stored.size()) + 1;
-      stored.push_back(info);
     }
-    table = temporaryTable(into.name, stored, {}, statement.query->range.line);
+    table = addTemporary(std::move(made), statement.query->range.line);
   } else {
     const ObjectInfo object = server_.catalog.createTable(into, columns, session_.caller);
     table = rowTable(object.id);

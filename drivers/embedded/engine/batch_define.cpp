@@ -12,53 +12,6 @@ namespace kelvane::embedded {
 
 using namespace tsql;
 
-// temporary tables
-
-std::string BatchRun::temporaryTable(const std::string& name, std::vector<ColumnInfo> columns,
-                                     std::vector<std::string> defaults, std::uint32_t line) {
-  if (session_.temporaries.contains(name)) {
-    throw ServerError(2714, 16, 1,
-                      "There is already an object named '" + name + "' in the database.", line);
-  }
-  std::string list;
-  for (ColumnInfo& column : columns) {
-    column.sqliteColumn = "c" + std::to_string(column.colid);
-    list += (list.empty() ? "" : ", ") + column.sqliteColumn +
-            (isCharacter(column.type.kind) ? " TEXT COLLATE RTRIM" : "");
-  }
-  TemporaryTable table{name, session_.temporaryStorage(list), list, std::move(columns),
-                       std::move(defaults)};
-  table.definition = server_.definition(table);
-  const std::string sqliteTable = table.sqliteTable;
-  session_.temporaries.emplace(name, std::move(table));
-  if (session_.nestLevel > 0) ownTemporaries_.push_back(name);
-  return sqliteTable;
-}
-
-void BatchRun::createTemporary(const CreateTable& statement) {
-  std::vector<ColumnInfo> columns;
-  std::vector<std::string> defaults;
-  for (const ColumnDefinition& definition : statement.columns) {
-    Caller caller = session_.caller;
-    caller.line = definition.range.line;
-    ColumnInfo column;
-    column.name = definition.name;
-    column.colid = static_cast<int>(columns.size()) + 1;
-    const ColumnType declared = server_.catalog.resolveType(definition.type, caller);
-    const bool nullable = definition.nullability == Nullability::Unspecified
-                              ? declared.nullable
-                              : definition.nullability == Nullability::Null;
-    column.type = withNullability(declared, nullable);
-    column.type.identity = definition.identity;
-    columns.push_back(column);
-    defaults.push_back(definition.defaultClause
-                           ? std::string(definition.defaultClause->range.in(batch_->text))
-                           : "");
-  }
-  temporaryTable(statement.name.name, std::move(columns), std::move(defaults),
-                 statement.name.range.line);
-}
-
 // One after the other, whatever becomes of those before.
 void BatchRun::dropObjects(const Drop& statement) {
   std::optional<ServerError> failure;
@@ -66,6 +19,8 @@ void BatchRun::dropObjects(const Drop& statement) {
     try {
       if (statement.kind == DropKind::Table && name.name.starts_with('#')) {
         dropTemporary(name);
+      } else if (statement.kind == DropKind::Index && name.owner.starts_with('#')) {
+        dropTemporaryIndex(name);
       } else {
         server_.catalog.drop({statement.kind, {name}, statement.override}, session_.caller);
         server_.namesChanged();
@@ -77,18 +32,6 @@ void BatchRun::dropObjects(const Drop& statement) {
   }
   if (failure) throw *failure;
 }
-
-void BatchRun::dropTemporary(const ObjectName& name) {
-  if (!session_.temporaries.contains(name.name)) {
-    throw ServerError(3701, 11, 1,
-                      "Cannot drop the table '" + name.name +
-                          "', because it doesn't exist in the system catalogs.",
-                      name.range.line);
-  }
-  session_.dropTemporary(name.name);
-}
-
-// definitions
 
 void BatchRun::createView(const CreateView& view, std::string_view text) {
   const TranslationContext made = context();
@@ -163,6 +106,17 @@ void BatchRun::define(const tsql::Statement& statement) {
   if (const auto* table = std::get_if<CreateTable>(&statement.node)) {
     if (table->name.name.starts_with('#')) return createTemporary(*table);
   }
+  if (const auto* index = std::get_if<CreateIndex>(&statement.node)) {
+    if (index->table.name.starts_with('#')) return createTemporaryIndex(*index);
+  }
+  if (const auto* alter = std::get_if<AlterTable>(&statement.node)) {
+    if (alter->table.name.starts_with('#')) {
+      throw ServerError(kNotSupported, 16, 1,
+                        "The embedded catalog cannot alter the temporary table '" +
+                            alter->table.name + "'.",
+                        alter->table.range.line);
+    }
+  }
   if (const auto* drop = std::get_if<Drop>(&statement.node)) return dropObjects(*drop);
   // A definition that fails is undone, which is a change for those who looked in between.
   const NamesChange change(server_);
@@ -187,10 +141,7 @@ void BatchRun::define(const tsql::Statement& statement) {
                    }
                    savepoint.keep();
                  },
-                 [&](const CreateIndex& s) {
-                   if (!s.table.name.starts_with('#'))
-                     catalog.createIndex(s, text, rowValues(), caller);
-                 },
+                 [&](const CreateIndex& s) { catalog.createIndex(s, text, rowValues(), caller); },
                  [&](const CreateView& s) { createView(s, stored()); },
                  [&](const CreateProcedure& s) { catalog.createProcedure(s, stored(), caller); },
                  [&](const CreateFunction& s) { catalog.createFunction(s, stored(), caller); },

@@ -11,14 +11,6 @@ namespace {
 
 constexpr int kMostKeyColumns = 16;
 
-// "check (a > 0)", with comments anywhere
-tsql::ExprPtr checkCondition(Catalog& catalog, int checkId) {
-  const SourceText source = catalog.source(checkId);
-  const auto tokens = tsql::tokenize(source.text, source.options());
-  const auto open = std::ranges::find(tokens, "(", &tsql::Token::text);
-  return tsql::parseExpression(std::string_view(source.text).substr(open->begin), source.options());
-}
-
 tsql::ExprPtr ruleCondition(Catalog& catalog, int ruleId) {
   const SourceText source = catalog.source(ruleId);
   tsql::StatementList batch = tsql::parseBatch(source.text, source.options());
@@ -58,6 +50,12 @@ std::vector<ForeignKeyRule> foreignKeys(Catalog& catalog, const std::string& con
 
 }  // namespace
 
+tsql::ExprPtr checkCondition(const SourceText& source) {
+  const auto tokens = tsql::tokenize(source.text, source.options());
+  const auto open = std::ranges::find(tokens, "(", &tsql::Token::text);
+  return tsql::parseExpression(std::string_view(source.text).substr(open->begin), source.options());
+}
+
 RowRules readRowRules(Catalog& catalog, int tableId) {
   RowRules rules;
   std::vector<int> checks;
@@ -66,7 +64,8 @@ RowRules readRowRules(Catalog& catalog, int tableId) {
       "SELECT constrid FROM sysconstraints WHERE tableid = ? AND status & ? ORDER BY constrid",
       [&](const Statement& row) { checks.push_back(row.number(0)); }, tableId, kCheck);
   for (const int id : checks) {
-    rules.checks.push_back({catalog.objectName(id).value_or(""), checkCondition(catalog, id)});
+    rules.checks.push_back(
+        {catalog.objectName(id).value_or(""), checkCondition(catalog.source(id))});
   }
   std::vector<std::pair<int, int>> bound;
   catalog.store().each(

@@ -47,6 +47,9 @@ struct RowRules {
   bool restrictsRows() const { return !checks.empty() || !rules.empty() || !references.empty(); }
 };
 
+/// Of a check's text: "check (a > 0)", with comments anywhere.
+tsql::ExprPtr checkCondition(const SourceText& source);
+
 RowRules readRowRules(Catalog& catalog, int tableId);
 
 }  // namespace kelvane::embedded

@@ -76,6 +76,7 @@ std::uint64_t Server::definition(const TemporaryTable& table) {
     }
   }
   for (const std::string& value : table.defaults) key += value + kEnd;
+  for (const std::string& check : table.checks) key += check + kEnd;
   // Numbers are never given twice, so that forgetting old ones is harmless.
   if (definitions_.size() >= kMostDefinitions) definitions_.clear();
   const auto [found, isNew] = definitions_.try_emplace(std::move(key), lastDefinition_ + 1);
@@ -129,7 +130,7 @@ std::string Session::temporaryStorage(const std::string& columns) {
     spareTables_.erase(spare);
     return table;
   }
-  std::string table = "temp.s" + std::to_string(number_) + "_" + std::to_string(++temporaryNumber_);
+  std::string table = "temp.s" + std::to_string(number_) + "_" + std::to_string(nextTemporary());
   server.catalog.store().execute("CREATE TABLE " + table + " (" + columns + ")");
   return table;
 }
@@ -139,7 +140,7 @@ void Session::dropTemporary(const std::string& name) {
   const auto found = temporaries.find(name);
   if (found == temporaries.end()) return;
   const TemporaryTable& table = found->second;
-  if (transaction || spareTables_.size() >= kMostSpares) {
+  if (transaction || !table.indexes.empty() || spareTables_.size() >= kMostSpares) {
     server.catalog.store().execute("DROP TABLE " + table.sqliteTable);
   } else {
     server.catalog.store().execute("DELETE FROM " + table.sqliteTable);
@@ -186,6 +187,9 @@ void Session::forgetLostTemporaries() {
                                               table.substr(kSchema.size()));
   };
   std::erase_if(temporaries, [&](const auto& entry) { return isLost(entry.second.sqliteTable); });
+  for (auto& [name, table] : temporaries) {
+    std::erase_if(table.indexes, [&](const auto& index) { return isLost(index.sqliteIndex); });
+  }
   std::erase_if(spareTables_, [&](const auto& entry) { return isLost(entry.second); });
 }
 

@@ -196,6 +196,8 @@ class Session {
   Cell globalVariable(std::string_view name) const;
   /// An empty SQLite table with these columns: one that a dropped table left behind, or a new one.
   std::string temporaryStorage(const std::string& columns);
+  /// Never the same again.
+  int nextTemporary() { return ++temporaryNumber_; }
   /// Null when the text is no T-SQL, which has then been reported.
   std::shared_ptr<ParsedBatch> parse(std::string_view batch, Outcome& outcome);
 

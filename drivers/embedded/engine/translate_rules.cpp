@@ -46,7 +46,8 @@ SqlValue columnValue(const std::vector<ColumnInfo>& columns, int colid, const st
 
 std::shared_ptr<const RowRules> Translator::rulesOf(const WriteTarget& target) const {
   static const auto kNone = std::make_shared<const RowRules>();
-  if (target.isTemporary() || context_.rowRules == nullptr) return kNone;
+  if (target.isTemporary()) return target.rules;
+  if (context_.rowRules == nullptr) return kNone;
   return context_.rowRules->of(target.id, context_.namesVersion,
                                [&] { return readRowRules(context_.catalog, target.id); });
 }

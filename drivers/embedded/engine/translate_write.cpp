@@ -83,6 +83,7 @@ WriteTarget Translator::writeTarget(const ObjectName& name) {
     target.sqliteTable = found->sqliteTable;
     target.columns = found->columns;
     target.defaults = found->defaults;
+    target.rules = found->rules;
     return target;
   }
   Caller caller = context_.caller;

@@ -71,7 +71,8 @@ struct WriteTarget {
   int id = 0;  ///< 0 for a temporary table
   std::string sqliteTable;
   std::vector<ColumnInfo> columns;
-  std::vector<std::string> defaults = {};  ///< of a temporary table's columns
+  std::vector<std::string> defaults = {};           ///< of a temporary table's columns
+  std::shared_ptr<const RowRules> rules = nullptr;  ///< of a temporary table
 
   bool isTemporary() const { return id == 0; }
 };

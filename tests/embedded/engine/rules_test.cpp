@@ -176,5 +176,52 @@ go
                   {"insert t values (3)", ""}});
 }
 
+TEST(Rules, TemporaryTables) {
+  Probe probe;
+  probe.ask(
+      "create table #t (id int primary key, a varchar(9) null unique, b int check (b > 0) null,"
+      " constraint a_ck check (a like 'x%'))"
+      " create table #heap (a int null, b text null) create table #free (a int) lock datarows");
+  expectRefusals(
+      probe,
+      {{"insert #t values (1, 'x', 1)", ""},
+       {"insert #t values (1, 'xy', 1)", "error 2601 '#t_1'\n"},
+       {"insert #t values (2, 'x  ', 1)", "error 2601 '#t_2'\n"},
+       {"insert #t values (2, 'y', 1)", "error 548 'a_ck'.\n"},
+       {"insert #t values (2, null, 0)", "error 548 ''.\n"},
+       {"insert #t values (2, null, null)", ""},
+       {"insert #t values (3, null, 1)", "error 2601 '#t_2'\n"},
+       {"update #t set id = 2", "error 2601 '#t_1'\n"},
+       {"create index i on #t(a)", ""},
+       {"create unique index i on #t(b)", "error 1913 'i'.\n"},
+       {"create unique index u on #t(b)", ""},
+       {"insert #t values (3, 'xx', 1)", "error 2601 'u'\n"},
+       {"drop index #t.u insert #t values (3, 'xx', 1)", ""},
+       {"create unique index u on #t(b)", "error 1505 '#t'.\n"},
+       {"insert #heap select 1, 'p' insert #heap select 1, 'q'", ""},
+       {"create clustered index c on #heap(a)", "error 1508 '#heap'.\n"},
+       {"create clustered index c on #heap(a) with allow_dup_row", ""},
+       {"delete #heap drop index #heap.c create clustered index c on #heap(a)", ""},
+       {"insert #heap select null, 'p' insert #heap select null, 'q'",
+        "error 2615 'c'. Could drop and recreate index with ignore duplicate rows or allow "
+        "duplicate rows.\n"},
+       {"create clustered index c on #free(a) insert #free select 1 insert #free select 1", ""},
+       {"begin tran create unique index u on #free(a) rollback", "error 1505 '#free'.\n"},
+       {"drop table #t create table #t (id int) insert #t values (1) insert #t values (1)", ""}});
+  for (const char* unkept :
+       {"create unique index k on #t(id) with ignore_dup_key", "drop index #t.missing",
+        "create table #o (a int references #t(id))", "create table #o (a int, b as a)",
+        "create table #o (a bit unique)", "create table #o (a int null primary key)",
+        "alter table #t add b int null", "insert #o values (1)"})
+    EXPECT_NE(refusalOf(probe, unkept), "") << unkept;
+  // Plans know a table's checks: equal tables with other checks are other tables.
+  for (const char* limit : {"1", "3"}) {
+    const std::string text = std::string("create table #k (a int check (a > ") + limit + "))";
+    probe.ask(text);
+    EXPECT_EQ(refusalOf(probe, "insert #k values (2)"), *limit == '1' ? "" : "error 548 ''.\n");
+    probe.ask("drop table #k");
+  }
+}
+
 }  // namespace
 }  // namespace kelvane::embedded
