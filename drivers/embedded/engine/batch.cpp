@@ -149,7 +149,7 @@ BatchRun::Flow BatchRun::runList(const StatementList& statements,
       return Flow::Next;
     }
     Flow flow = runStatement(statement);
-    if (&statements == &batch_->statements) forgetPlansOfLong();
+    if (&statements == &batch_->statements) limitPlans();
     if (flow == Flow::Goto) {
       const auto label = std::ranges::find_if(statements, [&](const StatementPtr& candidate) {
         const auto* found = std::get_if<Label>(&candidate->node);

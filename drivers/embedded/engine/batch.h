@@ -87,9 +87,8 @@ class BatchRun {
   Prepared& prepared(const void* key, const Translate& translate);
   void giveBack(Prepared& prepared);
   void giveBackStatements();
-  /// The plans of a long batch, thousands of inserts say, are not kept from one of its statements
-  /// to the next.
-  void forgetPlansOfLong();
+  /// Forgets those of a batch of thousands of inserts, say, every so often.
+  void limitPlans();
   /// The batch keeps what serves its next run too.
   void returnPlans();
   void bind(Prepared& prepared, const Row* bound = nullptr);

@@ -70,7 +70,7 @@ bool BatchRun::compile() {
 void BatchRun::compileList(const StatementList& statements) {
   for (const auto& statement : statements) {
     compileStatement(*statement);
-    if (&statements == &batch_->statements) forgetPlansOfLong();
+    if (&statements == &batch_->statements) limitPlans();
   }
 }
 

@@ -83,8 +83,9 @@ void BatchRun::giveBackStatements() {
   }
 }
 
-void BatchRun::forgetPlansOfLong() {
-  if (batch_->text.size() <= kLongestKeptBatch) return;
+void BatchRun::limitPlans() {
+  constexpr std::size_t kMostPlans = 1000;
+  if (plans_.size() <= kMostPlans) return;
   giveBackStatements();
   plans_.clear();
 }

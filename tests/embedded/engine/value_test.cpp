@@ -23,6 +23,31 @@ void expectValues(std::initializer_list<Case> cases) {
   }
 }
 
+TEST(Value, OperatorsBindAsOnTheServer) {
+  expectValues({
+      {"2 + 3 * 4 % 5", "4"},
+      {"1 | 2 + 4 & 5 ^ 1", "4"},  // from left to right, as additions
+      {"10 - 3 - 2", "5"},
+      {"-2 * ~3 - -1", "9"},
+      {"(1 + 2) * 3", "9"},
+      {"case when 6 & 3 = 2 then 'y' else 'n' end", "y"},
+      {"case when 1 = 1 or 1 = 2 and 1 = 2 then 'y' else 'n' end", "y"},
+      {"case when not 1 = 2 and 1 = 2 then 'y' else 'n' end", "n"},
+      {"case when not not 1 = 1 then 'y' else 'n' end", "y"},
+      {"case when 2 between 1 and 1 + 2 and 3 !< 3 and 3 !> 3 then 'y' else 'n' end", "y"},
+      {"case when 'a%' like 'a!%' escape '!' and 'ab' not like 'a!%' escape '!' then 'y' end", "y"},
+      {"case when 3 not in (1, -2) and 3 >= all (select 3) and 3 != some (select 4) then 'y' end",
+       "y"},
+      {"case 2 when 1 then 'x' when 2 then 'y' end", "y"},
+      {"((select max(2)) + 1) * 2", "6"},
+      {"nullif(1, 1)", "-"},
+      {"coalesce(null, 3)", "3"},
+      {"'two\\\nlines'", "twolines"},
+      {".5e1 + 2.", "7"},
+      {"$4.20", "4.2000"},
+  });
+}
+
 TEST(Value, TextsAndBlanks) {
   expectValues({
       {"'it''s'", "it's"},
