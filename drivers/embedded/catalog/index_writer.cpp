@@ -259,7 +259,7 @@ constexpr std::string_view kRowGuarded = "indid = 1 AND status & 66 = 0";
 constexpr std::string_view kGuardPrefixes[] = {"n", "r"};
 
 std::string indexName(std::string_view prefix, int tableId, int indid) {
-  return concat(kRowStore, ".", prefix, tableId, "_", indid);
+  return concat(rowStore(tableId), ".", prefix, tableId, "_", indid);
 }
 
 }  // namespace

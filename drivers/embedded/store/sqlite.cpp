@@ -245,6 +245,23 @@ void Database::addAggregate(const char* name, int argumentCount, AggregateFactor
 
 // database
 
+namespace {
+
+// SQLite attaches ten at most.
+constexpr int kRowStoreBits = 3;
+constexpr int kRowStores = 1 << kRowStoreBits;
+
+std::string rowStoreName(int number) { return "rows" + std::to_string(number); }
+
+}  // namespace
+
+std::string rowStore(int tableId) {
+  // Ids that follow from one another by any step are spread evenly.
+  constexpr std::uint32_t kGoldenRatio = 2'654'435'769;
+  const std::uint32_t spread = static_cast<std::uint32_t>(tableId) * kGoldenRatio;
+  return rowStoreName(static_cast<int>(spread >> (32 - kRowStoreBits)));
+}
+
 void forgoMemoryAccounts() { sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0); }
 
 void Database::Close::operator()(sqlite3* connection) const { sqlite3_close_v2(connection); }
@@ -262,9 +279,12 @@ Database::Database() {
   sqlite3_db_config(handle(), SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
   sqlite3_db_config(handle(), SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
   // Small caches: at each commit SQLite looks at all that is in them and not on disk.
-  execute(
-      "ATTACH '' AS rows; PRAGMA rows.cache_size = -8192; PRAGMA temp_store = FILE;"
-      "PRAGMA temp.cache_size = -8192; PRAGMA journal_mode = MEMORY;");
+  execute("PRAGMA temp_store = FILE; PRAGMA temp.cache_size = -8192;");
+  for (int number = 0; number < kRowStores; ++number) {
+    const std::string name = rowStoreName(number);
+    execute("ATTACH '' AS " + name + "; PRAGMA " + name + ".cache_size = -1024");
+  }
+  execute("PRAGMA journal_mode = MEMORY");
 }
 
 Database::~Database() = default;

@@ -138,9 +138,10 @@ enum class FunctionKind { Fixed, Volatile };
 /// out. To be called before anything uses SQLite; later it does nothing.
 void forgoMemoryAccounts();
 
-/// The attached database for what may outgrow the memory: it goes to disk, to a file that vanishes
-/// with the connection, when it outgrows its cache.
-inline constexpr std::string_view kRowStore = "rows";
+/// The attached database for the rows of a table, which may outgrow the memory: it goes to disk, to
+/// a file that vanishes with the connection, when it outgrows its cache. There are several, because
+/// SQLite looks at all that a database holds when a table is created in it.
+std::string rowStore(int tableId);
 
 class Database {
  public:
