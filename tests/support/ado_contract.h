@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "ado/ado.h"
 #include "model/text.h"
@@ -22,6 +23,21 @@ struct AdoContract {
   std::u16string refused;     // a statement that the server refuses
 };
 using AdoContractFactory = AdoContract (*)();
+
+// With the statements of an ASE server, and their table made on it.
+inline AdoContract aseContract(std::unique_ptr<ado::Connection> connection) {
+  connection->Open(
+      u"create table pairs (Number int null, Name varchar(10) not null) "
+      u"insert pairs values (2, 'b') insert pairs values (null, 'a') "
+      u"insert pairs values (10, 'B') insert pairs values (2, 'A')",
+      ado::kClientCursor);
+  return {std::move(connection),
+          u"select Number, Name from pairs",
+          u"select Number, Name from pairs where Name = 'c'",
+          u"select first = 1 select second = 2",
+          u"declare @nothing int",
+          u"select Number from no_such_table"};
+}
 
 class AdoContractTest : public ::testing::TestWithParam<AdoContractFactory> {
  protected:
