@@ -93,6 +93,7 @@ void Row::clear(std::size_t columns) {
 
 Cursor::Cursor(Session& session, std::u16string_view statement)
     : session_(session), statement_(session.server()), underWay_(session, statement_) {
+  session.refuseIfLost();
   session.requireSendable(statement);
   if (const auto limit = session.queryLimit().count(); limit > 0) {
     const auto value = reinterpret_cast<SQLPOINTER>(limit);  // NOLINT: a number in a pointer
@@ -101,6 +102,7 @@ Cursor::Cursor(Session& session, std::u16string_view statement)
   }
   const SQLRETURN outcome =
       SQLExecDirectW(statement_.get(), wide(statement), static_cast<SQLINTEGER>(statement.size()));
+  underWay_.answered();
   if (outcome == SQL_NO_DATA) return;  // nothing was changed, or nothing has a result
   check(outcome);
   describeResult();
