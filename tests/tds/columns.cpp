@@ -65,7 +65,8 @@ void writeType(TokenBytes& out, const ColumnType& type) {
     case Layout::fixed:
       break;
     case Layout::counted:
-      out.byte(type.length);
+      // The catalog has names longer than the type that it declares for them.
+      out.byte(type.kind == TypeKind::Sysname ? kLongestCounted : type.length);
       break;
     case Layout::longValue:
       out.number(isLong(type.kind) ? kLongest : type.length);
