@@ -18,10 +18,13 @@ namespace kelvane::odbc {
 struct ConnectOptions {
   /// Kept even where the driver does not; the thread that it hangs in is then left behind.
   std::chrono::seconds loginLimit{0};
-  /// How long the server may take to answer a statement.
+  /// How long the server may take to answer a statement. The driver then cancels it; where the
+  /// server does not answer that either, as long again, the connection is lost.
   std::chrono::seconds queryLimit{0};
 };
 
+/// Once the connection is lost, everything fails at once.
+///
 /// Every diagnostic record of a call that failed is one of the connection's errors: the text
 /// without the names of the components that passed it on, which are the error's source. Messages
 /// of the server that are no errors, such as prints, are dropped.

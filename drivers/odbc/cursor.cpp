@@ -93,6 +93,7 @@ void Row::clear(std::size_t columns) {
 
 Cursor::Cursor(Session& session, std::u16string_view statement)
     : session_(session), statement_(session.server()), underWay_(session, statement_) {
+  session.refuseIfLost();
   session.requireSendable(statement);
   if (const auto limit = session.queryLimit().count(); limit > 0) {
     const auto value = reinterpret_cast<SQLPOINTER>(limit);  // NOLINT: a number in a pointer
@@ -101,9 +102,11 @@ Cursor::Cursor(Session& session, std::u16string_view statement)
   }
   const SQLRETURN outcome =
       SQLExecDirectW(statement_.get(), wide(statement), static_cast<SQLINTEGER>(statement.size()));
+  underWay_.answered();
   if (outcome == SQL_NO_DATA) return;  // nothing was changed, or nothing has a result
   check(outcome);
   describeResult();
+  if (isOnlyMessages()) nextResult();
 }
 
 void Cursor::check(SQLRETURN outcome) {
@@ -156,13 +159,21 @@ bool Cursor::fetch() {
 }
 
 bool Cursor::nextResult() {
-  session_.refuseIfCancelled();
-  columns_.clear();
-  const SQLRETURN outcome = SQLMoreResults(statement_.get());
-  if (outcome == SQL_NO_DATA) return false;
-  check(outcome);
-  describeResult();
+  do {
+    session_.refuseIfCancelled();
+    columns_.clear();
+    const SQLRETURN outcome = SQLMoreResults(statement_.get());
+    if (outcome == SQL_NO_DATA) return false;
+    check(outcome);
+    describeResult();
+  } while (isOnlyMessages());
   return true;
+}
+
+// Where drivers stop at what the server printed between two results.
+bool Cursor::isOnlyMessages() const {
+  SQLLEN count = 0;
+  return columns_.empty() && SQL_SUCCEEDED(SQLRowCount(statement_.get(), &count)) && count < 0;
 }
 
 void Cursor::readThrough(Row& row, std::size_t ordinal) {
@@ -277,25 +288,27 @@ void Cursor::refuseValue(const Column& column, std::string_view text) {
                               column.name + u"', which is of another type");
 }
 
+ado::RowSet Cursor::readResult() {
+  ado::RowSet result;
+  for (const Column& column : columns_) result.columns.push_back(column.name);
+  Row row;
+  while (fetch()) {
+    row.clear(columns_.size());
+    readThrough(row, columns_.size() - 1);
+    auto& values = result.rows.emplace_back();
+    values.reserve(columns_.size());
+    for (std::size_t i = 0; i < columns_.size(); ++i) values.emplace_back(row[i]);
+  }
+  return result;
+}
+
 Cursor::Rest Cursor::readAll() {
   Rest rest;
-  Row row;
-  for (bool more = true; more;) {
-    ado::RowSet& result = rest.results.emplace_back();
-    for (const Column& column : columns_) result.columns.push_back(column.name);
-    while (fetch()) {
-      row.clear(columns_.size());
-      readThrough(row, columns_.size() - 1);
-      auto& values = result.rows.emplace_back();
-      values.reserve(columns_.size());
-      for (std::size_t i = 0; i < columns_.size(); ++i) values.emplace_back(row[i]);
-    }
-    try {
-      more = nextResult();
-    } catch (const ado::Failure&) {
-      rest.failure = std::current_exception();
-      more = false;
-    }
+  rest.results.push_back(readResult());
+  try {
+    while (nextResult()) rest.results.push_back(readResult());
+  } catch (const ado::Failure&) {
+    rest.failure = std::current_exception();
   }
   return rest;
 }

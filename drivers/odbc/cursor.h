@@ -78,14 +78,17 @@ class Cursor {
   /// The rest of the current result and all results behind it.
   struct Rest {
     std::deque<ado::RowSet> results;
-    /// What the server raised behind the last of them.
+    /// What the server raised behind the last of them or among the rows of the next one.
     std::exception_ptr failure;
   };
+  /// Raises what breaks off the rows of the current result.
   Rest readAll();
 
  private:
   void check(SQLRETURN outcome);
+  bool isOnlyMessages() const;
   void describeResult();
+  ado::RowSet readResult();
   Column describeColumn(SQLUSMALLINT number);
   template <class Number>
   std::optional<Number> readFixed(SQLUSMALLINT number, SQLSMALLINT type);

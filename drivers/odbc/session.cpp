@@ -25,6 +25,8 @@ const Environment& asVersion3(const Environment& environment) {
 
 ado::Error cancelledError() { return ownError(u"HY008", u"The statement was cancelled"); }
 
+ado::Error lostError() { return ownError(u"08S01", u"The connection to the server is lost"); }
+
 // unixODBC cuts wide text down to single bytes for a driver without wide functions, and no function
 // says whether it does. This one brings text back without asking the server.
 bool takesUnicode(const ServerHandle& server) {
@@ -36,9 +38,15 @@ bool takesUnicode(const ServerHandle& server) {
   return !SQL_SUCCEEDED(outcome) || length != 1 || echo.front() == kProbe.front();
 }
 
+// What servers say of every login: its database and its language.
+bool isGreeting(const ado::Error& error) {
+  return error.NativeError == 5701 || error.NativeError == 5703;
+}
+
 ado::Failure connectFailure(const std::vector<ado::Error>& errors) {
   std::u16string text;
   for (const ado::Error& error : errors) {
+    if (isGreeting(error)) continue;
     text += (text.empty() ? u"" : u"; ") + error.Description + u" (" + error.SQLState;
     if (error.NativeError != 0) text += u", " + decimalText(error.NativeError);
     text += u", " + error.Source + u")";
@@ -52,7 +60,7 @@ Session::Link::Link() : server(asVersion3(environment)) {}
 
 Session::Session(std::u16string_view connectionString, const ConnectOptions& options)
     : queryLimit_(options.queryLimit) {
-  if (connectionString.size() > std::numeric_limits<SQLSMALLINT>::max())
+  if (connectionString.size() >= std::numeric_limits<SQLSMALLINT>::max())
     throw ado::Failure(kProviderError, u"The connection string is too long", u"ODBC");
   const SQLRETURN outcome = options.loginLimit.count() > 0
                                 ? connectWithin(options.loginLimit, connectionString)
@@ -63,10 +71,12 @@ Session::Session(std::u16string_view connectionString, const ConnectOptions& opt
 }
 
 SQLRETURN Session::connect(const Link& link, std::u16string_view connectionString) {
+  // FreeTDS takes the braces of the last value for a part of it unless something follows.
+  const std::u16string ended = std::u16string(connectionString) + u";";
   SQLSMALLINT completedLength = 0;
-  return SQLDriverConnectW(link.server.get(), nullptr, wide(connectionString),
-                           static_cast<SQLSMALLINT>(connectionString.size()), nullptr, 0,
-                           &completedLength, SQL_DRIVER_NOPROMPT);
+  return SQLDriverConnectW(link.server.get(), nullptr, wide(ended),
+                           static_cast<SQLSMALLINT>(ended.size()), nullptr, 0, &completedLength,
+                           SQL_DRIVER_NOPROMPT);
 }
 
 // FreeTDS waits for ever when its login runs out of time, so that nothing but another thread keeps
@@ -91,7 +101,16 @@ SQLRETURN Session::connectWithin(std::chrono::seconds limit, std::u16string_view
 void Session::fail(const StatementHandle& statement) {
   std::vector<ado::Error> newest = diagnostics(StatementHandle::kType, statement.get());
   if (cancelled_) newest.insert(newest.begin(), cancelledError());
+  lost_ = lost_ || isDead();
+  if (lost_) newest.push_back(lostError());
   fail(std::move(newest));
+}
+
+bool Session::isDead() const {
+  SQLUINTEGER dead = SQL_CD_FALSE;
+  return SQL_SUCCEEDED(
+             SQLGetConnectAttrW(server().get(), SQL_ATTR_CONNECTION_DEAD, &dead, 0, nullptr)) &&
+         dead == SQL_CD_TRUE;
 }
 
 void Session::fail(std::u16string_view state, std::u16string_view description) {
@@ -110,6 +129,10 @@ void Session::refuseIfCancelled() {
   if (cancelled_) fail({cancelledError()});
 }
 
+void Session::refuseIfLost() {
+  if (lost_) fail({lostError()});
+}
+
 void Session::requireSendable(std::u16string_view statement) {
   const bool isPlain = std::ranges::all_of(statement, [](char16_t unit) { return unit < 0x80; });
   if (!isPlain && !takesUnicode_)
@@ -122,19 +145,37 @@ Session::UnderWay::UnderWay(Session& session, const StatementHandle& statement)
     : session_(session) {
   const std::lock_guard lock(session_.underWayMutex_);
   session_.underWay_ = statement.get();
+  ++session_.statements_;
+  session_.awaitsAnswer_ = true;
   session_.cancelled_ = false;
 }
 
 Session::UnderWay::~UnderWay() {
   const std::lock_guard lock(session_.underWayMutex_);
   session_.underWay_ = SQL_NULL_HANDLE;
+  session_.awaitsAnswer_ = false;
+  session_.answered_.notify_all();
+}
+
+void Session::UnderWay::answered() {
+  const std::lock_guard lock(session_.underWayMutex_);
+  session_.awaitsAnswer_ = false;
+  session_.answered_.notify_all();
 }
 
 void Session::cancel() noexcept {
-  const std::lock_guard lock(underWayMutex_);
+  std::unique_lock lock(underWayMutex_);
   if (underWay_ == SQL_NULL_HANDLE) return;
   cancelled_ = true;
-  SQLCancel(underWay_);
+  // Drivers forget a cancellation that comes before they have sent the statement. They do not tell
+  // when that is, but it takes them no time worth mentioning.
+  constexpr int kTries = 50;
+  const std::uint64_t statement = statements_;
+  const auto isOver = [&] { return statements_ != statement || !awaitsAnswer_; };
+  for (int i = 0; i < kTries; ++i) {
+    SQLCancel(underWay_);
+    if (answered_.wait_for(lock, std::chrono::milliseconds(10), isOver)) return;
+  }
 }
 
 }  // namespace kelvane::odbc

@@ -1,5 +1,6 @@
 #include "tests/odbc/servers.h"
 #include "tests/support/ado_contract.h"
+#include "tests/support/owning_connection.h"
 
 namespace kelvane::testing {
 namespace {
@@ -18,7 +19,12 @@ AdoContract sqliteContract() {
           u"select Number from no_such_table"};
 }
 
+AdoContract freeTdsContract() {
+  return aseContract(std::make_unique<OwningConnection<LiveServer>>());
+}
+
 INSTANTIATE_TEST_SUITE_P(SQLite, AdoContractTest, ::testing::Values(&sqliteContract));
+INSTANTIATE_TEST_SUITE_P(FreeTds, AdoContractTest, ::testing::Values(&freeTdsContract));
 
 }  // namespace
 }  // namespace kelvane::testing

@@ -1,12 +1,15 @@
 // The servers that the driver is tested with.
 #pragma once
 
-#include <filesystem>
 #include <memory>
 #include <string>
+#include <utility>
 
+#include "drivers/embedded/connection.h"
 #include "drivers/odbc/connection.h"
 #include "model/text.h"
+#include "tests/tds/freetds_source.h"
+#include "tests/tds/server.h"
 
 namespace kelvane::testing {
 
@@ -15,5 +18,23 @@ namespace kelvane::testing {
 inline std::unique_ptr<odbc::Connection> sqlite(const std::string& file = ":memory:") {
   return odbc::connect(u"Driver=SQLite3;Database=" + toUtf16(file));
 }
+
+// A catalog that programs reach over the wire.
+class LiveServer {
+ public:
+  explicit LiveServer(embedded::EmbeddedCatalog catalog = embedded::EmbeddedCatalog(),
+                      tds::ServerOptions options = {})
+      : catalog_(std::make_unique<embedded::EmbeddedCatalog>(std::move(catalog))),
+        server_(std::make_unique<tds::TdsServer>(*catalog_, std::move(options))) {}
+
+  int port() const { return server_->port(); }
+  std::unique_ptr<odbc::Connection> connect(const odbc::ConnectOptions& options = {}) const {
+    return odbc::connect(tds::freeTdsSource(port()), options);
+  }
+
+ private:
+  std::unique_ptr<embedded::EmbeddedCatalog> catalog_;
+  std::unique_ptr<tds::TdsServer> server_;
+};
 
 }  // namespace kelvane::testing

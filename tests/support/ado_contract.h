@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "ado/ado.h"
 #include "model/text.h"
@@ -22,6 +23,21 @@ struct AdoContract {
   std::u16string refused;     // a statement that the server refuses
 };
 using AdoContractFactory = AdoContract (*)();
+
+// With the statements of an ASE server, and their table made on it.
+inline AdoContract aseContract(std::unique_ptr<ado::Connection> connection) {
+  connection->Open(
+      u"create table pairs (Number int null, Name varchar(10) not null) "
+      u"insert pairs values (2, 'b') insert pairs values (null, 'a') "
+      u"insert pairs values (10, 'B') insert pairs values (2, 'A')",
+      ado::kClientCursor);
+  return {std::move(connection),
+          u"select Number, Name from pairs",
+          u"select Number, Name from pairs where Name = 'c'",
+          u"select first = 1 select second = 2",
+          u"declare @nothing int",
+          u"select Number from no_such_table"};
+}
 
 class AdoContractTest : public ::testing::TestWithParam<AdoContractFactory> {
  protected:
@@ -72,7 +88,10 @@ TEST_P(AdoContractTest, CountsAndWalksTheRows) {
   EXPECT_THROW(none->MoveNext(), RuntimeError);
 
   const auto forward = driver_.connection->Open(driver_.rows, ado::kForwardOnly);
-  EXPECT_EQ(rest(*forward), "2b -a 10B 2A");
+  EXPECT_EQ(forward->RecordCount(), -1);
+  forward->MoveNext();
+  EXPECT_EQ(rest(*open(driver_.rows)), "2b -a 10B 2A");
+  EXPECT_EQ(rest(*forward), "-a 10B 2A");
 }
 
 TEST_P(AdoContractTest, FindsFieldsByOrdinalAndName) {

@@ -245,6 +245,8 @@ void ClientSession::pump() {
 }
 
 void ClientSession::endStream() {
+  if (options_.answered && answerBytes_ > 0) options_.answered(answerBytes_);
+  answerBytes_ = 0;
   stream_.reset();
   reply_.reset();
   fault_.reset();
@@ -258,8 +260,11 @@ void ClientSession::cancel() {
 }
 
 void ClientSession::spoil(std::size_t from) {
-  if (!fault_) return;
   const std::size_t added = output().size() - from;
+  if (!fault_) {
+    answerBytes_ += added;
+    return;
+  }
   if (added <= fault_->after) {
     fault_->after -= added;
     return;
@@ -267,11 +272,11 @@ void ClientSession::spoil(std::size_t from) {
   const std::size_t kept = from + fault_->after;
   fault_->after = 0;
   if (fault_->kind == Fault::Kind::garbage) {
-    std::fill(output().begin() + static_cast<std::ptrdiff_t>(kept), output().end(), '\x5A');
+    std::fill(output().begin() + static_cast<std::ptrdiff_t>(kept), output().end(), fault_->filler);
     return;
   }
   output().resize(kept);
-  silent_ = true;
+  silent_ = fault_->kind != Fault::Kind::stall;
   if (fault_->kind == Fault::Kind::close) ended_ = true;
   endStream();
 }

@@ -66,6 +66,7 @@ class ClientSession {
   std::optional<Reply> reply_;  ///< under way, with the stream that gives its rows
   std::optional<embedded::RowStream> stream_;
   std::optional<Fault> fault_;  ///< its bytes count down
+  std::size_t answerBytes_ = 0;
 };
 
 }  // namespace kelvane::tds

@@ -49,8 +49,9 @@ WireType wireType(const ColumnType& type) {
   if (type.kind == TypeKind::Bigdatetime || type.kind == TypeKind::Bigtime) {
     return {nullableCode, Layout::bigMoment};
   }
-  return {type.storageCode,
-          type.nullable && type.kind != TypeKind::Bit ? Layout::counted : Layout::fixed};
+  // A null without a type is a nullable int stored as one that takes no null.
+  if (type.nullable && type.kind != TypeKind::Bit) return {nullableCode, Layout::counted};
+  return {type.storageCode, Layout::fixed};
 }
 
 // User type, data type, and what belongs to it.
@@ -64,7 +65,8 @@ void writeType(TokenBytes& out, const ColumnType& type) {
     case Layout::fixed:
       break;
     case Layout::counted:
-      out.byte(type.length);
+      // The catalog has names longer than the type that it declares for them.
+      out.byte(type.kind == TypeKind::Sysname ? kLongestCounted : type.length);
       break;
     case Layout::longValue:
       out.number(isLong(type.kind) ? kLongest : type.length);

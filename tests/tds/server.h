@@ -36,9 +36,11 @@ struct Fault {
     close,    ///< the connection ends
     garbage,  ///< other bytes stand in the place of the rest
     silence,  ///< nothing more is sent, now or later
+    stall,    ///< nothing is sent until the client cancels
   };
   Kind kind = Kind::error;
-  std::size_t after = 0;  ///< bytes of the answer that still arrive; not for errors
+  std::size_t after = 0;  ///< bytes of the answer that still arrive; not for errors and stalls
+  char filler = '\x5A';   ///< the bytes of garbage
 };
 
 struct ServerOptions {
@@ -49,6 +51,8 @@ struct ServerOptions {
   std::size_t largestPacket = 8192;                ///< smaller ones that a client asks for are used
   /// Asked for each batch; the number counts those of all connections from 0.
   std::function<std::optional<Fault>(const std::string& batch, std::size_t number)> fault = {};
+  /// Told the bytes of each answer to a batch that was sent without a fault.
+  std::function<void(std::size_t bytes)> answered = {};
 };
 
 class TdsServer {

@@ -1,0 +1,202 @@
+// A server and a network that fail at every statement of a comparison and within its answer: the
+// command ends, says what happened and never takes what it could not read for equal.
+#include <algorithm>
+#include <atomic>
+#include <gtest/gtest.h>
+#include <mutex>
+#include <ostream>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "cli/run.h"
+#include "tests/odbc/servers.h"
+#include "tests/tds/test_catalog.h"
+
+namespace kelvane::testing {
+namespace {
+
+using tds::Fault;
+
+// One object of each kind and all that a table can have.
+constexpr const char* kDatabase = R"(
+exec sp_addgroup clerks
+exec sp_adduser ann, ann, clerks
+exec sp_addtype code, 'char(2)', 'not null'
+go
+create rule upper_case as @code = upper(@code)
+go
+create default nothing as 0
+go
+exec sp_bindrule upper_case, code
+go
+create table customer (id int not null, constraint pk_customer primary key (id))
+create table orders (id int identity, customer int not null, country code, n int default 1 not null
+  check (n > 0), constraint pk_orders primary key (id),
+  constraint fk_orders foreign key (customer) references customer (id))
+create index ix_orders on orders (customer, country)
+exec sp_bindefault nothing, 'orders.customer'
+grant select on orders to clerks
+go
+create trigger tr_orders on orders for insert as print 'new'
+go
+create view busy as select id from orders
+go
+create procedure count_orders @country char(2) as select count(*) from orders
+go
+)";
+
+class ConnectionSide final : public cli::Side {
+ public:
+  explicit ConnectionSide(std::unique_ptr<ado::Connection> connection)
+      : connection_(std::move(connection)) {}
+  ado::Connection& connection() override { return *connection_; }
+
+ private:
+  std::unique_ptr<ado::Connection> connection_;
+};
+
+// Where a server fails: at a statement, counted from the client's login, in which it sends the
+// first one itself.
+struct Place {
+  std::size_t statement = 0;
+  Fault fault;
+};
+
+void PrintTo(const Place& place, std::ostream* out) {
+  constexpr std::array kKinds{"error", "close", "garbage", "silence", "stall"};
+  *out << kKinds[static_cast<std::size_t>(place.fault.kind)] << " after " << place.fault.after
+       << " bytes at statement " << place.statement;
+}
+
+struct Outcome {
+  int status = -1;
+  std::string said;
+};
+
+// A live server that fails where it is told to, and the same database without a wire.
+class FailingServer {
+ public:
+  // The source is the live side.
+  Outcome compare(const std::optional<Place>& place) {
+    {
+      const std::lock_guard lock(mutex_);
+      place_ = place;
+      statements_ = 0;
+    }
+    const cli::OpenSide open = [&](const std::vector<std::string>& places, const auto&,
+                                   const auto&) -> std::unique_ptr<cli::Side> {
+      if (places.front() == "twin") return std::make_unique<ConnectionSide>(twin_.connect());
+      try {
+        return std::make_unique<ConnectionSide>(live_.connect(kLimits));
+      } catch (const ado::Failure& failure) {
+        throw cli::CommandError({failure.what()});
+      }
+    };
+    std::ostringstream out, err;
+    const std::vector<std::string> arguments{"compare", "live", "twin"};
+    const int status = cli::run(arguments, {out, err}, open);
+    return {status, err.str()};
+  }
+
+  // How long the answers to all statements are, when nothing fails.
+  std::vector<std::size_t> answers() {
+    {
+      const std::lock_guard lock(mutex_);
+      answers_.clear();
+    }
+    const Outcome outcome = compare(std::nullopt);
+    EXPECT_EQ(outcome.status, cli::kNoDifference) << outcome.said;
+    const std::lock_guard lock(mutex_);
+    return answers_;
+  }
+
+ private:
+  static constexpr odbc::ConnectOptions kLimits{std::chrono::seconds(10), std::chrono::seconds(1)};
+
+  tds::ServerOptions options() {
+    tds::ServerOptions options;
+    options.fault = [this](const std::string&, std::size_t) -> std::optional<Fault> {
+      const std::lock_guard lock(mutex_);
+      if (!place_ || statements_++ != place_->statement) return std::nullopt;
+      return place_->fault;
+    };
+    options.answered = [this](std::size_t bytes) {
+      const std::lock_guard lock(mutex_);
+      answers_.push_back(bytes);
+    };
+    return options;
+  }
+
+  std::mutex mutex_;
+  std::optional<Place> place_;
+  std::size_t statements_ = 0;
+  std::vector<std::size_t> answers_;
+  embedded::EmbeddedCatalog twin_ = tds::catalogOf(kDatabase);
+  LiveServer live_{tds::catalogOf(kDatabase), options()};
+};
+
+// What may be read of a fault on standard error.
+constexpr std::array kWords{"made to fail", "lost", "EOF", "Timeout", "did not answer"};
+
+// Most of the time is spent waiting for limits.
+constexpr std::size_t kThreads = 12;
+
+void expectHonesty(const std::vector<Place>& places) {
+  std::vector<Outcome> outcomes(places.size());
+  std::atomic<std::size_t> next = 0;
+  {
+    std::vector<std::jthread> threads;
+    for (std::size_t i = 0; i < std::min(kThreads, places.size()); ++i) {
+      threads.emplace_back([&] {
+        FailingServer server;
+        for (std::size_t at; (at = next++) < places.size();)
+          outcomes[at] = server.compare(places[at]);
+      });
+    }
+  }
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    const auto& [status, said] = outcomes[i];
+    EXPECT_TRUE(status == cli::kError || status == cli::kNotProven)
+        << ::testing::PrintToString(places[i]) << ": status " << status;
+    EXPECT_TRUE(
+        std::ranges::any_of(kWords, [&](const char* word) { return said.find(word) != said.npos; }))
+        << ::testing::PrintToString(places[i]) << ": " << said;
+  }
+}
+
+TEST(LiveFaults, AtEveryStatement) {
+  const std::size_t count = FailingServer().answers().size();
+  EXPECT_GT(count, 40U);
+  std::vector<Place> places;
+  // Clients can do without an answer to their login's statement.
+  for (const Fault::Kind kind : {Fault::Kind::close, Fault::Kind::silence, Fault::Kind::garbage})
+    places.push_back({0, {kind}});
+  for (std::size_t statement = 1; statement < count; ++statement) {
+    for (const Fault::Kind kind : {Fault::Kind::error, Fault::Kind::close, Fault::Kind::silence})
+      places.push_back({statement, {kind}});
+    places.push_back({statement, {Fault::Kind::garbage, 8}});
+  }
+  expectHonesty(places);
+}
+
+TEST(LiveFaults, AtEveryPointOfAnAnswer) {
+  const std::vector<std::size_t> answers = FailingServer().answers();
+  std::vector<Place> places;
+  for (std::size_t statement = 1; statement < answers.size(); statement += 6) {
+    constexpr std::size_t kDone = 9;
+    const std::size_t end = answers[statement];
+    // In the packet's header, behind it, in the format, among the rows, before and in the DONE.
+    for (const std::size_t after : {std::size_t{4}, std::size_t{8}, std::size_t{20}, end / 2,
+                                    end - end / 4, end - kDone, end - 1}) {
+      places.push_back({statement, {Fault::Kind::close, after}});
+      places.push_back({statement, {Fault::Kind::silence, after}});
+      if (after <= end - kDone) places.push_back({statement, {Fault::Kind::garbage, after}});
+    }
+  }
+  expectHonesty(places);
+}
+
+}  // namespace
+}  // namespace kelvane::testing

@@ -1,0 +1,164 @@
+// FreeTDS's driver and a server: logins that are refused, connections that are lost, statements
+// that are cancelled, and databases with all that is unusual.
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <future>
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+
+#include "cli/run.h"
+#include "tests/odbc/servers.h"
+#include "tests/tds/test_catalog.h"
+
+namespace kelvane::testing {
+namespace {
+
+using tds::Fault;
+
+constexpr odbc::ConnectOptions kLimits{std::chrono::seconds(10), std::chrono::seconds(1)};
+
+std::string failureOf(const std::function<void()>& call) {
+  try {
+    call();
+  } catch (const ado::Failure& failure) {
+    return failure.what();
+  }
+  return "none";
+}
+
+std::string value(odbc::Connection& connection, std::u16string_view query) {
+  return toUtf8(connection.Open(query, ado::kClientCursor)->Fields(0).Value().toText());
+}
+
+// A fault in the answers to batches that begin so.
+tds::ServerOptions failing(std::string batch, const Fault& fault) {
+  tds::ServerOptions options;
+  options.fault = [=](const std::string& text, std::size_t) -> std::optional<Fault> {
+    if (text.starts_with(batch)) return fault;
+    return std::nullopt;
+  };
+  return options;
+}
+
+TEST(LiveLogin, IsRefusedWithAReason) {
+  tds::ServerOptions options;
+  options.users = {{"sa", {"se;cret"}}, {"ann", {"secret", true}}};
+  const LiveServer server(embedded::EmbeddedCatalog(), options);
+  const std::u16string known = tds::freeTdsSource(server.port(), u"sa", u"{se;cret}");
+  const auto connection = odbc::connect(known, kLimits);
+  EXPECT_EQ(value(*connection, u"select 1"), "1");
+
+  const std::u16string nowhere = u"Driver=FreeTDS;TDS_Version=5.0;UID=sa;PWD=hush;Server=";
+  const std::string unconnected = "Unable to connect to data source (08001, [FreeTDS][SQL Server])";
+  const std::string loginFailed =
+      "Login failed. (42000, 4002, [FreeTDS][SQL Server]); " + unconnected;
+  struct Case {
+    std::u16string source;
+    std::string failure;
+  };
+  for (const Case& c : {
+           Case{tds::freeTdsSource(server.port(), u"sa", u"wrong"), loginFailed},
+           {tds::freeTdsSource(server.port(), u"ann", u"secret"), loginFailed},  // locked
+           {known + u";Database=nosuch",
+            "Attempt to locate entry in sysdatabases for database 'nosuch' by name failed - no "
+            "entry found under that name. Make sure that name is entered properly. (08004, 911, "
+            "[FreeTDS][SQL Server]); " +
+                unconnected},
+           {nowhere + u"127.0.0.1;Port=1",
+            "Unable to connect: Adaptive Server is unavailable or does not exist (08S01, 20009, "
+            "[FreeTDS][SQL Server]); " +
+                unconnected},
+           {nowhere + u"no-such-host.invalid;Port=5000",
+            unconnected + "; Unknown host machine name. (01000, 20013, [FreeTDS][SQL Server])"},
+       })
+    EXPECT_EQ(failureOf([&] { odbc::connect(c.source, kLimits); }), c.failure);
+}
+
+TEST(LiveConnection, IsLostOnce) {
+  // Closed by the server: killed, or its machine went down. Silence takes the time limit to find.
+  for (const Fault::Kind kind : {Fault::Kind::close, Fault::Kind::silence}) {
+    std::atomic<int> batches = 0;
+    tds::ServerOptions options;
+    options.fault = [&](const std::string& text, std::size_t) -> std::optional<Fault> {
+      ++batches;
+      if (text == "select 7") return Fault{kind};
+      return std::nullopt;
+    };
+    const LiveServer server(embedded::EmbeddedCatalog(), options);
+    const auto connection = server.connect(kLimits);
+    const std::string lost = "The connection to the server is lost";
+    const std::string reason =
+        kind == Fault::Kind::close ? "Unexpected EOF from the server" : "Timeout expired";
+    EXPECT_EQ(failureOf([&] { value(*connection, u"select 7"); }), reason);
+    ASSERT_EQ(connection->Errors().size(), 2U);
+    EXPECT_EQ(toUtf8(connection->Errors().back().Description), lost);
+    const int before = batches;
+    EXPECT_EQ(failureOf([&] { value(*connection, u"select 1"); }), lost);
+    EXPECT_EQ(connection->Errors().size(), 1U);
+    EXPECT_EQ(batches, before);
+  }
+  auto server = std::make_unique<LiveServer>();
+  const auto connection = server->connect(kLimits);
+  server.reset();
+  EXPECT_NE(failureOf([&] { value(*connection, u"select 1"); }), "none");
+  EXPECT_EQ(failureOf([&] { value(*connection, u"select 1"); }),
+            "The connection to the server is lost");
+}
+
+TEST(LiveConnection, SurvivesAStatementThatTakesTooLong) {
+  const LiveServer server(embedded::EmbeddedCatalog(), failing("select 7", {Fault::Kind::stall}));
+  const auto connection = server.connect(kLimits);
+  EXPECT_EQ(failureOf([&] { value(*connection, u"select 7"); }), "Timeout expired");
+  EXPECT_EQ(value(*connection, u"select 1"), "1");
+}
+
+TEST(LiveCancel, EndsAStatementBeforeItsAnswer) {
+  std::promise<void> arrived;
+  tds::ServerOptions options;
+  options.fault = [&](const std::string& text, std::size_t) -> std::optional<Fault> {
+    if (text != "select 7") return std::nullopt;
+    arrived.set_value();
+    return Fault{Fault::Kind::stall};
+  };
+  const LiveServer server(embedded::EmbeddedCatalog(), options);
+  const auto connection = server.connect();
+  std::jthread canceller([&] {
+    arrived.get_future().wait();
+    connection->cancel();
+  });
+  EXPECT_EQ(failureOf([&] { value(*connection, u"select 7"); }), "The statement was cancelled");
+  canceller.join();
+  EXPECT_EQ(value(*connection, u"select 1"), "1");
+}
+
+TEST(LiveCancel, EndsRowsThatStream) {
+  std::string script = "create table t (a char(200) not null)\ngo\n";
+  for (int i = 0; i < 1000; ++i) script += "insert t values ('x')\n";
+  const LiveServer server(tds::catalogOf(script + "go\n"));
+  const auto connection = server.connect();
+  constexpr std::u16string_view kEndless = u"select a.a, b.a, c.a from t a, t b, t c";  // 600 GB
+  for (const bool fromAnotherThread : {false, true}) {
+    const auto rows = connection->Open(kEndless, ado::kForwardOnly);
+    for (int i = 0; i < 100; ++i) rows->MoveNext();
+    std::jthread canceller;
+    if (fromAnotherThread) {
+      canceller = std::jthread([&] { connection->cancel(); });
+    } else {
+      connection->cancel();
+    }
+    EXPECT_EQ(failureOf([&] {
+                for (;;) rows->MoveNext();
+              }),
+              "The statement was cancelled");
+    canceller = {};
+    EXPECT_EQ(value(*connection, u"select 1"), "1");
+  }
+  // Left before its end.
+  connection->Open(kEndless, ado::kForwardOnly)->MoveNext();
+  EXPECT_EQ(value(*connection, u"select 1"), "1");
+}
+
+}  // namespace
+}  // namespace kelvane::testing
