@@ -7,11 +7,9 @@
 #include <string>
 #include <string_view>
 
-namespace kelvane::cli {
+#include "report/json_text.h"
 
-// The text between quotes, as UTF-8: controls, quotes and backslashes escaped, halves of surrogate
-// pairs as \u escapes, so that the exact text can be had back.
-std::string jsonString(std::u16string_view text);
+namespace kelvane::cli {
 
 class JsonObject {
  public:

@@ -1,8 +1,8 @@
-#include "cli/json.h"
+#include "report/json_text.h"
 
 #include "model/text.h"
 
-namespace kelvane::cli {
+namespace kelvane {
 namespace {
 
 bool isHigh(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
@@ -54,4 +54,4 @@ std::string jsonString(std::u16string_view text) {
   return result + toUtf8(text.substr(plainFrom)) + '"';
 }
 
-}  // namespace kelvane::cli
+}  // namespace kelvane
