@@ -67,6 +67,12 @@ void JsonWriter::key(std::string_view name) {
 
 void JsonWriter::value(std::string_view utf8) { raw(jsonString(toUtf16(utf8))); }
 
+void JsonWriter::value(const std::vector<std::string>& utf8Texts) {
+  beginArray();
+  for (const std::string& text : utf8Texts) value(std::string_view(text));
+  endArray();
+}
+
 void JsonWriter::value(const std::u16string& text) {
   if (!keepable_) return raw(jsonString(text));
   if (!isUnicode(text)) {

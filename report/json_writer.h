@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <vector>
 
 #include "model/fields.h"
 
@@ -37,6 +38,7 @@ class JsonWriter {
     value(static_cast<std::int32_t>(number));
   }
   void value(Boolean boolean);
+  void value(const std::vector<std::string>& utf8Texts);
   template <class Item>
   void value(const Array<Item>& items) {
     beginArray();

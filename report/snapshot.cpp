@@ -200,13 +200,8 @@ void writeSnapshot(const Snapshot& snapshot, std::ostream& out) {
   writer.member(kKind, kSnapshotFormat);
   if (!snapshot.taken.empty()) writer.member("taken", std::string_view(snapshot.taken));
   writer.member("caseSensitive", snapshot.caseSensitive);
-  for (const auto& [name, texts] :
-       {std::pair("switches", &snapshot.switches), {"gaps", &snapshot.gaps}}) {
-    writer.key(name);
-    writer.beginArray();
-    for (const std::string& text : *texts) writer.value(std::string_view(text));
-    writer.endArray();
-  }
+  writer.member("switches", snapshot.switches);
+  writer.member("gaps", snapshot.gaps);
   writer.member("schema", snapshot.schema);
   writer.endObject();
 }

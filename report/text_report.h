@@ -6,11 +6,9 @@
 #include <iosfwd>
 
 #include "model/diff_schema.h"
+#include "report/report_header.h"
 
 namespace kelvane {
-
-// Whether all of both schemas was read; if not, no report says that there is no difference.
-enum class Coverage { complete, partial };
 
 // Writes UTF-8: a block for each object that differs, a line for each difference ("source ->
 // target"), long texts as a comparison of their lines, and a closing line with the counts. No two

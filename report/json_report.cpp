@@ -1,0 +1,27 @@
+#include "report/json_report.h"
+
+#include "report/json_writer.h"
+
+namespace kelvane {
+
+namespace {
+
+constexpr int kFormat = 1;
+
+}  // namespace
+
+void writeJsonReport(const diffSchema& differences, const ReportHeader& header, std::ostream& out) {
+  JsonWriter writer(out);
+  writer.beginObject();
+  writer.member("format", kFormat);
+  writer.member("version", std::string_view(header.version));
+  writer.member("source", std::string_view(header.source));
+  writer.member("target", std::string_view(header.target));
+  writer.member("complete", header.coverage() == Coverage::complete);
+  writer.member("gaps", header.gaps);
+  writer.member("switches", header.switches);
+  writer.member("differences", differences);
+  writer.endObject();
+}
+
+}  // namespace kelvane

@@ -1,0 +1,23 @@
+// What a report says besides the differences.
+//
+// Lifetime: plain values. Threading: none of their own.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace kelvane {
+
+// Whether all of both schemas was read; if not, no report says that there is no difference.
+enum class Coverage { complete, partial };
+
+struct ReportHeader {
+  std::string source, target;              // how the user calls them, without secrets (UTF-8)
+  std::string version;                     // of this program
+  std::vector<std::string> switches = {};  // those that were on, by name
+  std::vector<std::string> gaps = {};  // what could not be read or compared, a line each (UTF-8)
+
+  Coverage coverage() const { return gaps.empty() ? Coverage::complete : Coverage::partial; }
+};
+
+}  // namespace kelvane
