@@ -6,6 +6,7 @@
 
 #include "cli/arguments.h"
 #include "cli/compare_command.h"
+#include "cli/compare_request.h"
 
 namespace kelvane::cli {
 namespace {
@@ -36,10 +37,11 @@ ExitStatus help(std::ostream& out) {
   out << kHead;
   for (const Option& option : compareOptions()) {
     const std::string name = std::string(option.name) + " " + std::string(option.value);
-    out << "  " << std::left << std::setw(26) << name << " " << option.help << '\n';
+    out << "  " << std::left << std::setw(29) << name << " " << option.help << '\n';
   }
-  out << "  --                         parts SOURCE from TARGET; before the first of them: what\n"
-         "                             follows are no options\n"
+  out << "  --                            parts SOURCE from TARGET; before the first of them: "
+         "what\n"
+         "                                follows are no options\n"
       << kTail;
   return kNoDifference;
 }

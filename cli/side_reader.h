@@ -4,6 +4,7 @@
 #pragma once
 
 #include <memory>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,11 +21,13 @@ struct SideReading {
   Schema schema;
   bool caseSensitive = false;
   std::vector<std::string> gaps;  // what could not be read, a line each; empty: all was read
+  bool stopped = false;           // before the end: what is missing says nothing about the database
 };
 
-// Reads all objects. `side` ("source") goes before progress and gaps; `trace` may be null.
+// Reads all objects, until a stop is requested or the server does not answer any more. `side`
+// ("source") goes before progress and gaps; `trace` may be null.
 SideReading readSide(ado::Connection& connection, std::string_view side,
                      const std::shared_ptr<cComparisonOptions>& options, StatusLine& line,
-                     Trace* trace);
+                     Trace* trace, std::stop_token stop = {});
 
 }  // namespace kelvane::cli

@@ -62,14 +62,11 @@ class Command : public ::testing::Test {
     err.str("");
     out.str("");
     const Console console{out, err, terminal};
-    return cli::run(
-        words, console,
-        [this](const std::vector<std::string>& places, const LoadSettings&, const Console&) {
-          const std::string& place = places.front();
-          if (place.starts_with("bad"))
-            throw CommandError({place + ":1: first", place + ":2: second"});
-          return std::make_unique<ScriptedSide>(place == "one" ? source : target);
-        });
+    return cli::run(words, console, [this](const Place& place, const Console&) {
+      const std::string& name = std::get<ScriptPlace>(place).paths.front();
+      if (name.starts_with("bad")) throw CommandError({name + ":1: first", name + ":2: second"});
+      return std::make_unique<ScriptedSide>(name == "one" ? source : target);
+    });
   }
   int compare() {
     scriptEmptyServer(source);
@@ -93,6 +90,9 @@ TEST_F(Command, UsageErrorsAreOneLineAndStatus2) {
   const std::string kNeeds =
       "compare needs SOURCE and TARGET, with '--' between them when they are more than two, and was"
       " given ";
+  const std::string kNoPassword =
+      "a password on the command line is seen by everybody on this machine; leave it out of 'odbc:'"
+      " and give it in another way";
   const struct {
     std::vector<std::string> words;
     std::string complaint;
@@ -110,6 +110,28 @@ TEST_F(Command, UsageErrorsAreOneLineAndStatus2) {
       {{"compare", "--trace=", "a", "b"}, "option '--trace' needs a FILE"},
       {{"compare", "--", "--trace", "x", "b"}, kNeeds + "3"},
       {{"compare", "--trace", "/", "/", "b"}, "--trace would overwrite '/'"},
+      {{"compare", "odbc:prod", "b"},
+       "'odbc:prod' is no connection string such as odbc:DSN=prod;UID=sa"},
+      {{"compare", "odbc:DSN=p;PWD=x", "b"}, kNoPassword},
+      {{"compare", "a", "odbc:DSN=p; password = {x;y}"}, kNoPassword},
+      {{"compare", "odbc:DSN=p;Token=x", "a", "--", "b"},
+       "'odbc:DSN=p;Token=***' is a whole side; nothing can be put beside it"},
+      {{"compare", "--source-server", "s"},
+       "one side is given by options, and the operands are the other"},
+      {{"compare", "--source-server", "s", "a", "--", "b"},
+       "one side is given by options, and the operands are the other"},
+      {{"compare", "--source-server", "s", "--target-server", "t", "a"},
+       "both sides are given by options, and nothing may stand besides"},
+      {{"compare", "--target-user", "u", "a", "odbc:DSN=p"},
+       "--target-user needs --target-server; behind 'odbc:' write UID= and Database="},
+      {{"compare", "--source-password-file", "f", "a", "odbc:DSN=p"},
+       "--source-password-file is for a server, and that side is scripts"},
+      {{"compare", "--odbc-driver", "d", "a", "odbc:DSN=p"},
+       "--odbc-driver needs --source-server or --target-server; behind 'odbc:' write Driver="},
+      {{"compare", "--login-limit", "0", "a", "b"},
+       "--login-limit takes a number of seconds from 1, not '0'"},
+      {{"compare", "--query-limit", "1s", "a", "b"},
+       "--query-limit takes a number of seconds from 0, not '1s'"},
   };
   for (const auto& [words, complaint] : cases) {
     EXPECT_EQ(run(words), kError);
@@ -120,7 +142,7 @@ TEST_F(Command, UsageErrorsAreOneLineAndStatus2) {
 
 TEST_F(Command, HelpAndVersionGoToStandardOutput) {
   EXPECT_EQ(run({"compare", "--help"}), 0);
-  EXPECT_THAT(out.str(), HasSubstr("  --trace FILE               write every statement"));
+  EXPECT_THAT(out.str(), HasSubstr("  --trace FILE                  write every statement"));
   EXPECT_EQ(run({"--version"}), 0);
   EXPECT_THAT(out.str(), StartsWith("kelvane "));
   EXPECT_EQ(err.str(), "");

@@ -1,0 +1,21 @@
+// Where the passwords of servers come from: never from the command line, which everybody on the
+// machine can read.
+//
+// Lifetime and threading: free functions without state; one thread, for they read the environment
+// and talk to the terminal.
+#pragma once
+
+#include <string_view>
+
+#include "cli/console.h"
+#include "cli/place.h"
+
+namespace kelvane::cli {
+
+// Completes the address with the password, and with the user where only the data source tells it.
+// The first of these gives it: the side's file, KELVANE_SOURCE_PASSWORD (for `side` "source"), the
+// data source, KELVANE_PASSWORD, and, where a user is named, the console. Throws CommandError when
+// none does although a user is named. No text of it holds the password.
+void givePassword(ServerPlace& place, std::string_view side, const Console& console);
+
+}  // namespace kelvane::cli
