@@ -19,13 +19,20 @@ Usage:
   kelvane --help
   kelvane --version
 
-SOURCE and TARGET are T-SQL script files or folders of them, which stand for their .sql files in the
-order of their names. What belongs to one side is run on one empty database, in the order given; all
-that is in the one and not, or not in the same way, in the other is written to standard output.
+SOURCE and TARGET are each one of
+  - T-SQL script files or folders of them, which stand for their .sql files in the order of their
+    names; what belongs to one side is run on one empty database, in the order given
+  - a live server: odbc: and a connection string, such as odbc:DSN=prod;UID=sa, or the options
+    --source-server and --target-server
+All that is in the one and not, or not in the same way, in the other is written to standard output.
 
 Options of compare:
 )";
 constexpr std::string_view kTail = R"(
+A server's password is never given on the command line. It is looked for, in this order, in the
+side's password file, KELVANE_SOURCE_PASSWORD or KELVANE_TARGET_PASSWORD, the data source,
+KELVANE_PASSWORD; else, where a user is named, the terminal is asked.
+
 Exit status:
   0  no difference
   1  differences
