@@ -119,7 +119,8 @@ ServerPlace serverOfOptions(const Arguments& arguments, const SideOptions& optio
   add(u"Driver", arguments.value(kOdbcDriver).value_or(std::string(kDefaultDriver)));
   const bool freeTds = address.isForFreeTds();
   const std::size_t colon = server.rfind(':');
-  if (colon != server.npos && isNumber(std::string_view(server).substr(colon + 1))) {
+  if (colon != server.npos && colon == server.find(':') &&
+      isNumber(std::string_view(server).substr(colon + 1))) {
     add(u"Server", server.substr(0, colon));
     add(u"Port", server.substr(colon + 1));
   } else {

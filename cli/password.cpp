@@ -71,32 +71,34 @@ std::optional<std::u16string> passwordOfDataSource(const odbc::ConnectionString&
   return address.findInDataSource(odbc::kPasswordKeywords);
 }
 
-std::optional<std::string> findPassword(const ServerPlace& place, std::string_view side,
-                                        const Console& console) {
+std::optional<std::string> findPassword(const ServerPlace& place, std::string_view side) {
   if (place.passwordFile) return firstLine(*place.passwordFile);
   if (auto password = variable(variableOf(side))) return password;
   if (const auto password = passwordOfDataSource(place.address)) return toUtf8(*password);
-  if (auto password = variable("KELVANE_PASSWORD")) return password;
-  const auto user = place.address.find(odbc::kUserKeywords);
-  if (!user) return std::nullopt;
-  const std::string whose = toUtf8(*user) + " (" + std::string(side) + ", " + place.name + ")";
-  auto password =
-      console.askSecret ? console.askSecret("Password of " + whose + ": ") : std::nullopt;
-  if (!password)
-    throw CommandError({"no password for " + whose + ": put it into " + variableOf(side) +
-                        " or a file for --" + std::string(side) +
-                        "-password-file, or run kelvane on a terminal"});
-  return password;
+  return place.address.find(odbc::kUserKeywords) ? variable("KELVANE_PASSWORD") : std::nullopt;
+}
+
+std::string ask(const std::string& whose, std::string_view side, const Console& console) {
+  if (console.askSecret) {
+    if (auto password = console.askSecret("Password of " + whose + ": ")) return *password;
+  }
+  throw CommandError({"no password for " + whose + ": put it into " + variableOf(side) +
+                      " or a file for --" + std::string(side) +
+                      "-password-file, or run kelvane on a terminal"});
 }
 
 }  // namespace
 
 void givePassword(ServerPlace& place, std::string_view side, const Console& console) {
-  const auto password = findPassword(place, side, console);
-  if (!place.address.find(odbc::kUserKeywords)) {
+  const auto named = place.address.find(odbc::kUserKeywords);
+  if (!named) {
     if (const auto user = place.address.findInDataSource(odbc::kUserKeywords))
       place.address.add(odbc::kUserKeywords.front(), *user);
   }
+  auto password = findPassword(place, side);
+  if (!password && named)
+    password =
+        ask(toUtf8(*named) + " (" + std::string(side) + ", " + place.name + ")", side, console);
   if (!password) return;
   const std::u16string text = toUtf16(*password);
   if (toUtf8(text) != *password) throw CommandError({place.name + ": the password is no UTF-8"});

@@ -31,7 +31,7 @@ Options of compare:
 constexpr std::string_view kTail = R"(
 A server's password is never given on the command line. It is looked for, in this order, in the
 side's password file, KELVANE_SOURCE_PASSWORD or KELVANE_TARGET_PASSWORD, the data source,
-KELVANE_PASSWORD; else, where a user is named, the terminal is asked.
+KELVANE_PASSWORD; else, where the side names a user, on the terminal.
 
 Exit status:
   0  no difference

@@ -203,6 +203,26 @@ TEST_F(Command, NorIsAnErrorBehindAResultThatWasRead) {
                                    "uid=gid"));
 }
 
+TEST_F(Command, AServerThatDoesNotAnswerIsNotAskedAgain) {
+  for (const char* state : {"08S01", "HYT00"}) {
+    source = ScriptedConnection();
+    source.on(kViews, "error 0 " + std::string(state) + " Gone");
+    EXPECT_EQ(compare(), kNotProven);
+    EXPECT_EQ(out.str(), "");
+    EXPECT_EQ(err.str(),
+              "kelvane: source: reading stopped: Getting List Of Views: no answer to \"" + kViews +
+                  "\": Gone\n"
+                  "kelvane: the result is partial, so nothing was compared: equality is "
+                  "not proven\n");
+    EXPECT_EQ(source.sent().back().text, kViews);
+  }
+  // A database that cannot be reached is another matter.
+  source = ScriptedConnection();
+  source.on(kViews, "error 911 08004 No such database");
+  EXPECT_EQ(compare(), kNotProven);
+  EXPECT_EQ(source.sent().back().text, kGroups);
+}
+
 TEST_F(Command, AFaultAtAnyStatementIsNoticed) {
   for (const auto fault : {ScriptedConnection::Fault::open, ScriptedConnection::Fault::read})
     for (int statement = 1; statement <= 9; ++statement) {
