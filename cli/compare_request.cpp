@@ -86,9 +86,16 @@ std::chrono::seconds seconds(const Arguments& arguments, std::string_view option
   return std::chrono::seconds(number);
 }
 
-odbc::ConnectOptions limitsOf(const Arguments& arguments) {
-  return {.loginLimit = seconds(arguments, kLoginLimit, 1, 15),
-          .queryLimit = seconds(arguments, kQueryLimit, 0, 300)};
+// What holds for both sides.
+struct Settings {
+  LoadSettings load;
+  odbc::ConnectOptions limits;
+};
+
+Settings settingsOf(const Arguments& arguments) {
+  return {loadSettings(arguments),
+          {.loginLimit = seconds(arguments, kLoginLimit, 1, 15),
+           .queryLimit = seconds(arguments, kQueryLimit, 0, 300)}};
 }
 
 bool isServer(const std::string& operand) { return operand.starts_with(kServerMark); }
@@ -161,7 +168,7 @@ std::array<std::vector<std::string>, 2> operandsOfSides(const Arguments& argumen
 }
 
 Place placeOf(const Arguments& arguments, const std::vector<std::string>& operands,
-              const SideOptions& options, const odbc::ConnectOptions& limits) {
+              const SideOptions& options, const Settings& settings) {
   const bool byOption = arguments.has(options.server);
   if (!byOption) {
     for (const std::string_view option : {options.user, options.database}) {
@@ -174,13 +181,13 @@ Place placeOf(const Arguments& arguments, const std::vector<std::string>& operan
   if (!byOption && server == operands.end()) {
     if (arguments.has(options.passwordFile))
       throw UsageError(text(options.passwordFile) + " is for a server, and that side is scripts");
-    return ScriptPlace{operands, loadSettings(arguments)};
+    return ScriptPlace{operands, settings.load};
   }
   ServerPlace place = byOption ? serverOfOptions(arguments, options) : serverOfOperand(*server);
   if (operands.size() > 1)
     throw UsageError("'" + place.name + "' is a whole side; nothing can be put beside it");
   place.passwordFile = arguments.value(options.passwordFile);
-  place.limits = limits;
+  place.limits = settings.limits;
   return place;
 }
 
@@ -191,15 +198,19 @@ std::span<const Option> compareOptions() { return kOptions; }
 CompareRequest parseCompare(std::span<const std::string> words) {
   const Arguments arguments = parseArguments(words, kOptions);
   const auto operands = operandsOfSides(arguments);
-  const odbc::ConnectOptions limits = limitsOf(arguments);
-  CompareRequest request{{placeOf(arguments, operands[0], kSideOptions[0], limits),
-                          placeOf(arguments, operands[1], kSideOptions[1], limits)},
+  const Settings settings = settingsOf(arguments);
+  CompareRequest request{{placeOf(arguments, operands[0], kSideOptions[0], settings),
+                          placeOf(arguments, operands[1], kSideOptions[1], settings)},
                          arguments.value(kTrace)};
   if (request.trace) {
-    for (const std::string& place : arguments.operands) {
+    std::vector<std::string> files = arguments.operands;
+    for (const SideOptions& options : kSideOptions) {
+      if (const auto file = arguments.value(options.passwordFile)) files.push_back(*file);
+    }
+    for (const std::string& file : files) {
       std::error_code ignored;
-      if (std::filesystem::equivalent(*request.trace, place, ignored))
-        throw UsageError("--trace would overwrite '" + place + "'");
+      if (std::filesystem::equivalent(*request.trace, file, ignored))
+        throw UsageError("--trace would overwrite '" + file + "'");
     }
   }
   return request;

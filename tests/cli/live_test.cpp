@@ -4,8 +4,11 @@
 #include <filesystem>
 #include <fstream>
 #include <gmock/gmock.h>
+#include <sstream>
 #include <sys/stat.h>
 
+#include "cli/console.h"
+#include "drivers/embedded/script.h"
 #include "tests/cli/program.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/tds/server.h"
@@ -19,10 +22,9 @@ using ::testing::Not;
 using testing::Program;
 
 const std::string kPassword = "a;b{c}d=\u00E9";
-const std::string kOld =
+const std::string kScript =
     "create table t (a int not null, b varchar(20) null, primary key (a))\ngo\n"
     "create view v as select a from t\ngo\n";
-const std::string kNew = "create table t (a int not null, b char(20) null, primary key (a))\ngo\n";
 
 class Live : public ::testing::Test {
  protected:
@@ -59,13 +61,17 @@ class Live : public ::testing::Test {
 tds::ServerOptions guarded() { return {.users = {{"sa", {kPassword}}, {"b}", {"plain"}}}}; }
 
 TEST_F(Live, SidesOfAnyKindsDifferAlike) {
-  auto oldCatalog = tds::catalogOf(kOld), newCatalog = tds::catalogOf(kNew);
+  const auto example = [](const std::string& name) {
+    return (std::filesystem::path(KELVANE_TEST_FOLDER) / "../../examples" / name).string();
+  };
+  const std::string oldScript = example("shop-1.sql"), newScript = example("shop-2.sql");
+  std::ostringstream listing;
+  listing << std::ifstream(example("shop-differences.txt")).rdbuf();
+  embedded::EmbeddedCatalog oldCatalog, newCatalog;
+  ASSERT_TRUE(embedded::loadFile(oldCatalog, oldScript).succeeded());
+  ASSERT_TRUE(embedded::loadFile(newCatalog, newScript).succeeded());
   const tds::TdsServer oldServer(oldCatalog), newServer(newCatalog);
   describe(newServer, "UID=sa\nPWD=x\n");
-  const std::string oldScript = file("old.sql", kOld), newScript = file("new.sql", kNew);
-  Program scripts({"compare", oldScript, newScript}, {});
-  ASSERT_EQ(scripts.wait(), 1) << scripts.output();
-  EXPECT_THAT(scripts.output(), HasSubstr("Data Type: varchar -> char"));
   const std::vector<std::vector<std::string>> cases{
       {"--source-server", address(oldServer), "--source-user", "sa", newScript},
       {oldScript, "--target-server", address(newServer), "--target-user", "sa"},
@@ -79,16 +85,16 @@ TEST_F(Live, SidesOfAnyKindsDifferAlike) {
   for (auto words : cases) {
     words.insert(words.begin(), "compare");
     Program live(words, with({{"KELVANE_PASSWORD", "x"}}));
-    EXPECT_EQ(live.wait(), 1);
-    EXPECT_EQ(live.output(), scripts.output());
+    EXPECT_EQ(live.wait(), kDifferences);
+    EXPECT_EQ(live.output(), listing.str());
   }
 }
 
 TEST_F(Live, APasswordComesFromItsSourcesInTheirOrder) {
-  auto catalog = tds::catalogOf(kOld);
+  auto catalog = tds::catalogOf(kScript);
   const tds::TdsServer server(catalog, guarded());
   describe(server, "UID=b}\nPWD=plain\n");
-  const std::string script = file("old.sql", kOld);
+  const std::string script = file("script.sql", kScript);
   const std::string good = file("good", kPassword + "\r\nmore\n");
   const std::string wrong = file("wrong", "nonsense\n"), open = file("open", kPassword, 0640);
   const std::string kNeedsMode = "others may read or write it; chmod 600 makes it yours alone";
@@ -127,28 +133,32 @@ TEST_F(Live, APasswordComesFromItsSourcesInTheirOrder) {
     words.insert(words.end(), {"odbc:DSN=" + side, script});
     Program program(words, with(environment));
     SCOPED_TRACE(::testing::PrintToString(words) + complaint);
-    EXPECT_EQ(program.wait(), complaint.empty() ? 0 : 2);
+    EXPECT_EQ(program.wait(), complaint.empty() ? kNoDifference : kError);
     EXPECT_THAT(program.output(), HasSubstr(complaint.empty() ? "No differences." : complaint));
     EXPECT_THAT(program.output(), Not(HasSubstr(kPassword)));
   }
 }
 
 TEST_F(Live, TheTerminalAsksWithoutShowing) {
-  auto catalog = tds::catalogOf(kOld);
+  auto catalog = tds::catalogOf(kScript);
   const tds::TdsServer server(catalog, guarded());
   describe(server, "");
-  const std::vector<std::string> words{"compare", "odbc:DSN=plain;UID=sa", file("old.sql", kOld)};
+  const std::string side = "odbc:DSN=plain;UID=sa";
+  const std::vector<std::string> words{"compare", side, side};
   const std::string question = "Password of sa (source, odbc:DSN=plain;UID=sa): ";
   Program answered(words, with(), Program::Terminal::own);
-  ASSERT_TRUE(answered.waitFor(question));
-  EXPECT_FALSE(answered.echoes());
-  answered.type(kPassword + "\n");
-  EXPECT_EQ(answered.wait(), 0);
+  for (const char* name : {"source", "target"}) {
+    ASSERT_TRUE(answered.waitFor("Password of sa (" + std::string(name) + ", " + side + "): "));
+    EXPECT_FALSE(answered.echoes());
+    answered.type(kPassword + "\n");
+  }
+  EXPECT_EQ(answered.wait(), kNoDifference);
   EXPECT_TRUE(answered.echoes());
   EXPECT_THAT(answered.output(), HasSubstr("No differences."));
   EXPECT_THAT(answered.output(), Not(HasSubstr(kPassword)));
 
-  for (const auto& [key, status] : {std::pair("\x03", 128 + SIGINT), std::pair("\x04", 2)}) {
+  for (const auto& [key, status] : {std::pair<const char*, int>("\x03", 128 + SIGINT),
+                                    std::pair<const char*, int>("\x04", kError)}) {
     Program ended(words, with(), Program::Terminal::own);
     ASSERT_TRUE(ended.waitFor(question));
     ended.type(key);
@@ -158,7 +168,7 @@ TEST_F(Live, TheTerminalAsksWithoutShowing) {
 }
 
 TEST_F(Live, AnotherDatabaseThanTheOneAskedForIsAnError) {
-  auto catalog = tds::catalogOf(kOld);
+  auto catalog = tds::catalogOf(kScript);
   const tds::TdsServer server(catalog);
   describe(server, "UID=sa\nPWD=x\nDatabase=nowhere\n");
   // FreeTDS does not know "DB", so that the server is never asked for it.
@@ -167,8 +177,9 @@ TEST_F(Live, AnotherDatabaseThanTheOneAskedForIsAnError) {
         std::pair("odbc:DSN=plain;UID=sa;DB=no''where",
                   "odbc:DSN=plain;UID=sa;DB=no''where: the login leads to the database 'main', "
                   "not to 'no''where'")}) {
-    Program program({"compare", side, file("old.sql", kOld)}, with({{"KELVANE_PASSWORD", "x"}}));
-    EXPECT_EQ(program.wait(), 2);
+    Program program({"compare", side, file("script.sql", kScript)},
+                    with({{"KELVANE_PASSWORD", "x"}}));
+    EXPECT_EQ(program.wait(), kError);
     EXPECT_THAT(program.output(), HasSubstr(complaint));
   }
 }
@@ -206,10 +217,10 @@ class HeldBack {
 
 TEST_F(Live, ASignalEndsTheReadingAndASecondTheProgram) {
   for (const bool twice : {false, true}) {
-    auto catalog = tds::catalogOf(kOld);
+    auto catalog = tds::catalogOf(kScript);
     HeldBack held(catalog);
     Program program({"compare", "--source-server", address(held.server), "--source-user", "sa",
-                     file("old.sql", kOld)},
+                     file("script.sql", kScript)},
                     {{"KELVANE_PASSWORD", kPassword}});
     held.waitForStatement();
     std::ifstream words("/proc/" + std::to_string(program.id()) + "/cmdline");
@@ -220,7 +231,7 @@ TEST_F(Live, ASignalEndsTheReadingAndASecondTheProgram) {
       kill(program.id(), SIGINT);
     else
       held.goOn();
-    EXPECT_EQ(program.wait(), twice ? 128 + SIGINT : 3);
+    EXPECT_EQ(program.wait(), twice ? 128 + SIGINT : kNotProven);
     for (const char* line :
          {"kelvane: source: reading interrupted\n",
           "kelvane: the result is partial, so nothing was compared: equality is not proven\n"})
@@ -230,7 +241,7 @@ TEST_F(Live, ASignalEndsTheReadingAndASecondTheProgram) {
 
 TEST_F(Live, AServerThatStopsAnsweringIsNotAskedAgain) {
   for (const auto kind : {tds::Fault::Kind::silence, tds::Fault::Kind::close}) {
-    auto catalog = tds::catalogOf(kOld);
+    auto catalog = tds::catalogOf(kScript);
     std::atomic<int> after = -1;
     const tds::TdsServer server(
         catalog, {.fault = [&](const std::string& batch, std::size_t) -> std::optional<tds::Fault> {
@@ -239,10 +250,10 @@ TEST_F(Live, AServerThatStopsAnsweringIsNotAskedAgain) {
           after = 0;
           return tds::Fault{kind};
         }});
-    Program program({"compare", file("old.sql", kOld), "--target-server", address(server),
+    Program program({"compare", file("script.sql", kScript), "--target-server", address(server),
                      "--target-user", "sa", "--query-limit", "1"},
                     {{"KELVANE_PASSWORD", "x"}});
-    EXPECT_EQ(program.wait(), 3);
+    EXPECT_EQ(program.wait(), kNotProven);
     EXPECT_THAT(program.output(),
                 HasSubstr("kelvane: target: reading stopped: Retrieving properties for Table t: no "
                           "answer to \""));
