@@ -160,11 +160,11 @@ ExitStatus runCompare(std::span<const std::string> words, const Console& console
   const auto& [source, target] = readings;
   std::vector<std::string> gaps = source.gaps;
   gaps.insert(gaps.end(), target.gaps.begin(), target.gaps.end());
-  if (source.stopped || target.stopped) {
-    for (const std::string& gap : gaps) console.complain(gap);
-    // Every object that was not reached would be told as one that is missing.
-    console.complain("the result is partial, so nothing was compared: equality is not proven");
-    return kNotProven;
+  std::array<Schema, 2> schemas{source.schema, target.schema};
+  if (source.extent || target.extent) {
+    keepComparable(schemas, {source.extent, target.extent});
+    gaps.push_back(
+        "the result is partial: only objects that were read in full on both sides are compared");
   }
   CollectorHost host(gaps);
   const AppPreferences preferences;
@@ -172,7 +172,7 @@ ExitStatus runCompare(std::span<const std::string> words, const Console& console
   engine.CompareOptions = options;
   engine.AppPreferences = &preferences;
   engine.IsSchemaCaseSensitive(Boolean(source.caseSensitive || target.caseSensitive));
-  engine.Compare(source.schema, target.schema, output_DiffText);
+  engine.Compare(schemas[0], schemas[1], output_DiffText);
   const bool sidesComplete = sides[0]->isComplete() && sides[1]->isComplete();
   return report(engine.Results(), gaps, sidesComplete, console);
 }

@@ -73,17 +73,17 @@ SideReading readSide(ado::Connection& connection, std::string_view side,
   reader.conn(&traced);
   reader.CompareOptions(options);
   reader.AppliesTo(everything());
+  SideReading result;
   bool completed = false;
   {
-    Progress progress(line, side, trace, activity);
+    Progress progress(line, side, trace, activity, traced);
     completed = reader.Fetch(progress);
+    if (!completed || traced.isOver()) result.extent = progress.extent();
   }
-  SideReading result;
   result.schema = reader.Results();
   result.caseSensitive = reader.IsSchemaCaseSensitive();
   const std::string name(side);
   addRejections(traced.rejections(), name, result.gaps);
-  result.stopped = !completed || traced.isOver();
   if (const auto& unanswered = traced.unanswered()) {
     result.gaps.push_back(name + ": reading stopped: " + toUtf8(unanswered->activity) +
                           ": no answer to \"" + firstLine(unanswered->statement) +

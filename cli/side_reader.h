@@ -4,12 +4,14 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "ado/ado.h"
+#include "cli/read_extent.h"
 #include "cli/status_line.h"
 #include "cli/trace.h"
 #include "model/schema.h"
@@ -20,8 +22,8 @@ namespace kelvane::cli {
 struct SideReading {
   Schema schema;
   bool caseSensitive = false;
-  std::vector<std::string> gaps;  // what could not be read, a line each; empty: all was read
-  bool stopped = false;           // before the end: what is missing says nothing about the database
+  std::vector<std::string> gaps;     // what could not be read, a line each; empty: all was read
+  std::optional<ReadExtent> extent;  // where the reading ended too early
 };
 
 // Reads all objects, until a stop is requested or the server does not answer any more. `side`

@@ -26,6 +26,11 @@ const std::string kGroups =
     "SELECT name FROM sysusers WHERE uid=gid AND (environ IS NOT NULL OR name='public') ORDER BY "
     "name";
 
+const std::string kPartial =
+    "kelvane: the result is partial: only objects that were read in full on both sides are "
+    "compared\n"
+    "kelvane: not everything could be compared: equality is not proven\n";
+
 // Answers what a server with nothing in it answers.
 void scriptEmptyServer(ScriptedConnection& server) {
   server.on("select @@version", "version\n'12.5'");
@@ -208,12 +213,10 @@ TEST_F(Command, AServerThatDoesNotAnswerIsNotAskedAgain) {
     source = ScriptedConnection();
     source.on(kViews, "error 0 " + std::string(state) + " Gone");
     EXPECT_EQ(compare(), kNotProven);
-    EXPECT_EQ(out.str(), "");
+    EXPECT_EQ(out.str(), "No differences in what could be read.\n");
     EXPECT_EQ(err.str(),
               "kelvane: source: reading stopped: Getting List Of Views: no answer to \"" + kViews +
-                  "\": Gone\n"
-                  "kelvane: the result is partial, so nothing was compared: equality is "
-                  "not proven\n");
+                  "\": Gone\n" + kPartial);
     EXPECT_EQ(source.sent().back().text, kViews);
   }
   // A database that cannot be reached is another matter.
@@ -221,6 +224,27 @@ TEST_F(Command, AServerThatDoesNotAnswerIsNotAskedAgain) {
   source.on(kViews, "error 911 08004 No such database");
   EXPECT_EQ(compare(), kNotProven);
   EXPECT_EQ(source.sent().back().text, kGroups);
+}
+
+TEST_F(Command, WhatWasNotReachedIsNoDifference) {
+  const auto views = [](ScriptedConnection& server, const std::string& names,
+                        const std::string& text) {
+    server.on(kViews, "owner | name" + names);
+    for (const std::string name : {"a", "b", "c", "d"}) {
+      server.on("exec sp_columns " + name + ",dbo", "a|b|c|d");
+      server.on("exec sp_helptext 'dbo." + name + "'", "lines\n1\n---\ntext\n'" + text + "'");
+    }
+  };
+  source.on("exec sp_helptext 'dbo.b'", "error 0 08S01 Gone");
+  views(source, "\ndbo | a\ndbo | b\ndbo | c", "old");
+  target.on(kGroups, "name\nclerks");
+  views(target, "\ndbo | a\ndbo | b\ndbo | c\ndbo | d", "new");
+  EXPECT_EQ(compare(), kNotProven);
+  EXPECT_EQ(out.str(),
+            "view dbo.a\n    Definition: old -> new\n\n"
+            "view dbo.d: only in target\n\n"
+            "2 differences in 2 objects: 2 views. Not everything could be read.\n");
+  EXPECT_THAT(err.str(), HasSubstr(kPartial));
 }
 
 TEST_F(Command, AFaultAtAnyStatementIsNoticed) {

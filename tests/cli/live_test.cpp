@@ -233,8 +233,7 @@ TEST_F(Live, ASignalEndsTheReadingAndASecondTheProgram) {
       held.goOn();
     EXPECT_EQ(program.wait(), twice ? 128 + SIGINT : kNotProven);
     for (const char* line :
-         {"kelvane: source: reading interrupted\n",
-          "kelvane: the result is partial, so nothing was compared: equality is not proven\n"})
+         {"kelvane: source: reading interrupted\n", "kelvane: the result is partial: "})
       EXPECT_EQ(program.output().find(line) == std::string::npos, twice) << program.output();
   }
 }
