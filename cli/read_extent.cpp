@@ -17,7 +17,7 @@ void remove(Array<Record>& records, const Names& names) {
   for (const Record& record : std::as_const(records)) {
     if (!names.contains(foldCase(record.FullName))) kept.append(record);
   }
-  records = kept;
+  records.swap(kept);
 }
 
 template <class Record>

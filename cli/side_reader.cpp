@@ -64,7 +64,7 @@ std::shared_ptr<cAppliesTo> everything() {
 
 SideReading readSide(ado::Connection& connection, std::string_view side,
                      const std::shared_ptr<cComparisonOptions>& options, StatusLine& line,
-                     Trace* trace, std::stop_token stop) {
+                     Trace* trace, const std::stop_token& stop) {
   std::u16string activity;
   TracingConnection traced(connection, activity, trace, stop);
   CancellingHost host(traced);

@@ -30,6 +30,6 @@ struct SideReading {
 // ("source") goes before progress and gaps; `trace` may be null.
 SideReading readSide(ado::Connection& connection, std::string_view side,
                      const std::shared_ptr<cComparisonOptions>& options, StatusLine& line,
-                     Trace* trace, std::stop_token stop = {});
+                     Trace* trace, const std::stop_token& stop = {});
 
 }  // namespace kelvane::cli

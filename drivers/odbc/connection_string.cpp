@@ -92,7 +92,7 @@ std::optional<std::u16string> ConnectionString::findInDataSource(
   const auto source = find(kDataSource);
   if (!source) return std::nullopt;
   for (const std::u16string_view keyword : keywords) {
-    if (const auto value = configured("odbc.ini", *source, keyword)) return value;
+    if (auto value = configured("odbc.ini", *source, keyword)) return value;
   }
   return std::nullopt;
 }

@@ -34,7 +34,7 @@ class Live : public ::testing::Test {
   }
 
   std::string file(const std::string& name, const std::string& text, mode_t mode = 0600) const {
-    const std::string path = (folder_ / name).string();
+    std::string path = (folder_ / name).string();
     std::ofstream(path, std::ios::binary) << text;
     chmod(path.c_str(), mode);
     return path;

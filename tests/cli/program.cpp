@@ -22,6 +22,7 @@ void require(int result) {
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
   std::vector<char*> result;
+  result.reserve(texts.size() + 1);
   for (std::string& text : texts) result.push_back(text.data());
   result.push_back(nullptr);
   return result;
@@ -34,7 +35,8 @@ Program::Program(const std::vector<std::string>& arguments, const Environment& e
   std::vector<std::string> words{KELVANE_PROGRAM};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<std::string> variables{"PATH=/usr/bin:/bin", "LC_ALL=C.UTF-8"};
-  for (const auto& [name, value] : environment) variables.push_back(name + "=" + value);
+  for (const auto& [name, value] : environment)
+    variables.emplace_back(name).append("=").append(value);
   const std::vector<char*> argv = pointers(words), envp = pointers(variables);
 
   int childEnd = -1, pipes[2] = {-1, -1};
