@@ -85,9 +85,10 @@ class FailingServer {
       place_ = place;
       statements_ = 0;
     }
-    const cli::OpenSide open = [&](const std::vector<std::string>& places, const auto&,
+    const cli::OpenSide open = [&](const cli::Place& place,
                                    const auto&) -> std::unique_ptr<cli::Side> {
-      if (places.front() == "twin") return std::make_unique<ConnectionSide>(twin_.connect());
+      if (std::get<cli::ScriptPlace>(place).paths.front() == "twin")
+        return std::make_unique<ConnectionSide>(twin_.connect());
       try {
         return std::make_unique<ConnectionSide>(live_.connect(kLimits));
       } catch (const ado::Failure& failure) {
