@@ -129,7 +129,8 @@ class FailingServer {
 };
 
 // What may be read of a fault on standard error.
-constexpr std::array kWords{"made to fail", "lost", "EOF", "Timeout", "did not answer", "cannot convert"};
+constexpr std::array kWords{"made to fail", "lost",           "EOF",
+                            "Timeout",      "did not answer", "cannot convert"};
 
 // Most of the time is spent waiting for limits.
 constexpr std::size_t kThreads = 12;

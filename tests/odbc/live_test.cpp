@@ -189,5 +189,19 @@ TEST(LiveValues, OfAnyLengthArriveWhole) {
   }
 }
 
+TEST(LiveValues, ThatAreNoTextFail) {
+  embedded::EmbeddedCatalog catalog =
+      tds::catalogOf("create table t (t varchar(255) null)\ninsert t values (null)\ngo\n");
+  embedded::Database& store = catalog.server().catalog.store();
+  store.execute("UPDATE rows." + *store.value<std::string>("SELECT name FROM rows.sqlite_schema") +
+                " SET c1 = CAST(x'61FF' AS TEXT)");
+  const LiveServer server(std::move(catalog));
+  const auto connection = server.connect();
+  EXPECT_EQ(failureOf([&] { value(*connection, u"select t from t"); }),
+            "The ODBC driver cannot convert a text of column 't': its bytes do not belong to the "
+            "character set of the connection");
+  EXPECT_EQ(value(*connection, u"select 1"), "1");
+}
+
 }  // namespace
 }  // namespace kelvane::testing
