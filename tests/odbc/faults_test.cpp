@@ -216,9 +216,10 @@ class DroppingConnection final : public ado::Connection {
 TEST(LiveFaults, WhenATableIsDroppedMeanwhile) {
   const LiveServer live(tds::catalogOf(kDatabase));
   embedded::EmbeddedCatalog twin = tds::catalogOf(kDatabase);
-  const cli::OpenSide open = [&](const std::vector<std::string>& places, const auto&,
+  const cli::OpenSide open = [&](const cli::Place& place,
                                  const auto&) -> std::unique_ptr<cli::Side> {
-    if (places.front() == "twin") return std::make_unique<ConnectionSide>(twin.connect());
+    if (std::get<cli::ScriptPlace>(place).paths.front() == "twin")
+      return std::make_unique<ConnectionSide>(twin.connect());
     return std::make_unique<ConnectionSide>(std::make_unique<DroppingConnection>(live));
   };
   std::ostringstream out, err;
