@@ -9,9 +9,9 @@
 
 #include "cli/console.h"
 #include "drivers/embedded/script.h"
+#include "support/tds_server/server.h"
 #include "tests/cli/program.h"
 #include "tests/support/temporary_folder.h"
-#include "tests/tds/server.h"
 #include "tests/tds/test_catalog.h"
 
 namespace kelvane::cli {

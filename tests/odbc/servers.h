@@ -9,8 +9,8 @@
 #include "drivers/embedded/connection.h"
 #include "drivers/odbc/connection.h"
 #include "model/text.h"
-#include "tests/tds/freetds_source.h"
-#include "tests/tds/server.h"
+#include "support/tds_server/freetds_source.h"
+#include "support/tds_server/server.h"
 
 namespace kelvane::testing {
 

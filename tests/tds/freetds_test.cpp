@@ -15,8 +15,8 @@
 #include "drivers/embedded/engine/moment.h"
 #include "drivers/embedded/script.h"
 #include "model/text.h"
+#include "support/tds_server/server.h"
 #include "tests/support/temporary_folder.h"
-#include "tests/tds/server.h"
 #include "tests/tds/test_catalog.h"
 
 namespace kelvane::tds {

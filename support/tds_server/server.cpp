@@ -1,4 +1,4 @@
-#include "tests/tds/server.h"
+#include "support/tds_server/server.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/tds/client_session.h"
+#include "support/tds_server/client_session.h"
 
 namespace kelvane::tds {
 namespace {
