@@ -22,7 +22,7 @@ Arguments parseArguments(std::span<const std::string> words, std::span<const Opt
     const std::string name = word->substr(0, equals);
     const auto option = std::ranges::find(options, name, &Option::name);
     if (option == options.end()) throw UsageError("unknown option '" + name + "'");
-    std::string& value = result.options[option->name];
+    std::string& value = result.options[option->name].emplace_back();
     if (option->value.empty()) {
       if (equals != word->npos) throw UsageError("option '" + name + "' takes no value");
     } else if (equals != word->npos) {

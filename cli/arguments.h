@@ -26,14 +26,20 @@ struct UsageError : std::runtime_error {
 };
 
 struct Arguments {
-  std::map<std::string_view, std::string> options;  // by Option::name; the last value wins
+  std::map<std::string_view, std::vector<std::string>> options;  // by Option::name
   std::vector<std::string> operands;
   std::optional<std::size_t> parting;  // how many operands stand before the "--" between them
 
   bool has(std::string_view name) const { return options.contains(name); }
+  // The last one given wins.
   std::optional<std::string> value(std::string_view name) const {
     const auto found = options.find(name);
-    return found == options.end() ? std::nullopt : std::optional(found->second);
+    return found == options.end() ? std::nullopt : std::optional(found->second.back());
+  }
+  // All of them, as they were given.
+  std::vector<std::string> values(std::string_view name) const {
+    const auto found = options.find(name);
+    return found == options.end() ? std::vector<std::string>() : found->second;
   }
 };
 

@@ -11,8 +11,8 @@
 
 namespace kelvane::cli {
 
-// `words`: what stands behind "compare". Writes the differences to console.out and complaints to
-// console.err. Throws UsageError.
+// `words`: what stands behind "compare". Writes the differences to console.out or to files and
+// complaints to console.err. Throws UsageError and CommandError.
 ExitStatus runCompare(std::span<const std::string> words, const Console& console,
                       const OpenSide& open);
 

@@ -8,20 +8,40 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "cli/arguments.h"
 #include "cli/place.h"
+#include "settings/comparison_options.h"
 
 namespace kelvane::cli {
 
 inline constexpr std::array<std::string_view, 2> kSideNames{"source", "target"};
 
-struct CompareRequest {
-  std::array<Place, 2> places;  // source and target
-  std::optional<std::string> trace;
+enum class Format { text, json, html };
+
+// A report and the file that it goes to; none: standard output.
+struct Output {
+  Format format = Format::text;
+  std::optional<std::string> file;
 };
 
-std::span<const Option> compareOptions();
+// What is left out of definitions and names when they are compared.
+struct Rules {
+  bool ignoreTabs = false, ignoreSpaces = false, ignoreLineBreaks = false;
+  bool ignoreCase = false;  // of names
+};
+
+struct CompareRequest {
+  std::array<Place, 2> places;         // source and target
+  std::array<std::string, 2> shown{};  // how the user calls them, without secrets
+  std::optional<std::string> trace;
+  std::vector<Output> outputs;  // at least one
+  cComparisonOptions switches;
+  Rules rules;
+};
+
+std::vector<Option> compareOptions();
 
 // `words`: what stands behind "compare". Opens nothing and asks for no password. Throws UsageError.
 CompareRequest parseCompare(std::span<const std::string> words);

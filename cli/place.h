@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -34,6 +35,12 @@ struct ServerPlace {
   odbc::ConnectOptions limits;
 };
 
-using Place = std::variant<ScriptPlace, ServerPlace>;
+// A file that `kelvane snapshot` wrote, told from scripts by the end of its name.
+inline constexpr std::string_view kSnapshotEnding = ".json";
+struct SnapshotPlace {
+  std::string path;
+};
+
+using Place = std::variant<ScriptPlace, ServerPlace, SnapshotPlace>;
 
 }  // namespace kelvane::cli

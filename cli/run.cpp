@@ -7,6 +7,8 @@
 #include "cli/arguments.h"
 #include "cli/compare_command.h"
 #include "cli/compare_request.h"
+#include "cli/snapshot_command.h"
+#include "cli/switch_arguments.h"
 
 namespace kelvane::cli {
 namespace {
@@ -16,21 +18,25 @@ constexpr std::string_view kHead = R"(Compares the schemas of two databases.
 Usage:
   kelvane compare [OPTION]... SOURCE TARGET
   kelvane compare [OPTION]... SOURCE... -- TARGET...
+  kelvane snapshot [OPTION]... SIDE
+  kelvane switches
   kelvane --help
   kelvane --version
 
-SOURCE and TARGET are each one of
+SOURCE, TARGET and SIDE are each one of
   - T-SQL script files or folders of them, which stand for their .sql files in the order of their
     names; what belongs to one side is run on one empty database, in the order given
   - a live server: odbc: and a connection string, such as odbc:DSN=prod;UID=sa, or the options
-    --source-server and --target-server
-All that is in the one and not, or not in the same way, in the other is written to standard output.
-
-Options of compare:
+    --source-server, --target-server and --server
+  - a snapshot: a file that kelvane snapshot wrote, with a name that ends in .json
+compare writes all that is in the one and not, or not in the same way, in the other to standard
+output; snapshot writes a whole schema as JSON, good to keep beside the scripts; switches lists what
+can be left out.
 )";
 constexpr std::string_view kTail = R"(
 A server's password is never given on the command line. It is looked for, in this order, in the
-side's password file, KELVANE_SOURCE_PASSWORD or KELVANE_TARGET_PASSWORD, the data source,
+side's password file, KELVANE_SOURCE_PASSWORD or KELVANE_TARGET_PASSWORD (KELVANE_SIDE_PASSWORD
+for snapshot), the data source,
 KELVANE_PASSWORD; else, where the side names a user, on the terminal.
 
 Exit status:
@@ -40,16 +46,22 @@ Exit status:
   3  something could not be loaded or read, so equality is not proven
 )";
 
-ExitStatus help(std::ostream& out) {
-  out << kHead;
-  for (const Option& option : compareOptions()) {
+void list(const std::vector<Option>& options, std::ostream& out) {
+  for (const Option& option : options) {
     const std::string name = std::string(option.name) + " " + std::string(option.value);
     out << "  " << std::left << std::setw(29) << name << " " << option.help << '\n';
   }
+}
+
+ExitStatus help(std::ostream& out) {
+  out << kHead << "\nOptions of compare:\n";
+  list(compareOptions(), out);
   out << "  --                            parts SOURCE from TARGET; before the first of them: "
          "what\n"
          "                                follows are no options\n"
-      << kTail;
+         "\nOptions of snapshot:\n";
+  list(snapshotOptions(), out);
+  out << kTail;
   return kNoDifference;
 }
 
@@ -67,6 +79,12 @@ ExitStatus dispatch(std::span<const std::string> words, const Console& console,
   if (words.empty()) throw UsageError("a command is missing");
   const std::string& command = words.front();
   if (command == "compare") return runCompare(words.subspan(1), console, open);
+  if (command == "snapshot") return runSnapshot(words.subspan(1), console, open);
+  if (command == "switches") {
+    if (words.size() > 1) throw UsageError("switches takes nothing besides");
+    listSwitches(console.out);
+    return kNoDifference;
+  }
   if (command == "--version") {
     console.out << "kelvane " << KELVANE_VERSION << '\n';
     return kNoDifference;

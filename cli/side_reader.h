@@ -24,6 +24,7 @@ struct SideReading {
   bool caseSensitive = false;
   std::vector<std::string> gaps;     // what could not be read, a line each; empty: all was read
   std::optional<ReadExtent> extent;  // where the reading ended too early
+  bool complete = true;              // false when something of the side was not even loaded
 };
 
 // Reads all objects, until a stop is requested or the server does not answer any more. `side`

@@ -130,7 +130,7 @@ TEST_F(Command, UsageErrorsAreOneLineAndStatus2) {
       {{"compare", "--target-user", "u", "a", "odbc:DSN=p"},
        "--target-user needs --target-server; behind 'odbc:' write UID= and Database="},
       {{"compare", "--source-password-file", "f", "a", "odbc:DSN=p"},
-       "--source-password-file is for a server, and that side is scripts"},
+       "--source-password-file is for a server, and that side is none"},
       {{"compare", "--odbc-driver", "d", "a", "odbc:DSN=p"},
        "--odbc-driver needs --source-server or --target-server; behind 'odbc:' write Driver="},
       {{"compare", "--login-limit", "0", "a", "b"},

@@ -1,0 +1,167 @@
+#include "cli/reading.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <iterator>
+#include <memory>
+#include <sstream>
+#include <type_traits>
+#include <utility>
+
+#include "cli/detail_switches.h"
+#include "cli/interruption.h"
+#include "cli/password.h"
+#include "cli/written_file.h"
+#include "model/text.h"
+#include "report/snapshot.h"
+
+namespace kelvane::cli {
+namespace {
+
+enum class Pace { Together, InTurn };
+
+// Does the same for each side, where it can at the same time. What they complain about is told one
+// side after the other; when both fail, it is the first that fails.
+template <class Work>
+auto forEachSide(std::size_t count, Pace pace, const Console& console, Work work) {
+  using Result = std::invoke_result_t<Work, std::size_t, const Console&>;
+  std::ostringstream complaints;
+  const Console aside{console.out, complaints};
+  std::future<Result> second;
+  if (count > 1)
+    second = std::async(pace == Pace::Together ? std::launch::async : std::launch::deferred,
+                        [&] { return work(1, aside); });
+  std::vector<Result> results;
+  results.push_back(work(0, console));
+  const auto tell = [&] { console.err << complaints.str(); };
+  try {
+    if (count > 1) results.push_back(second.get());
+  } catch (...) {
+    tell();
+    throw;
+  }
+  tell();
+  return results;
+}
+
+Snapshot loadSnapshot(const SnapshotPlace& place) {
+  const auto refusal = [&](const std::string& reason) {
+    return CommandError({place.path + ": " + reason});
+  };
+  errno = 0;
+  std::ifstream file(place.path, std::ios::binary);
+  if (!file || std::filesystem::is_directory(place.path))
+    throw refusal(errno != 0 ? std::strerror(errno) : "is no file");
+  std::ostringstream text;
+  text << file.rdbuf();
+  try {
+    return readSnapshot(text.view());
+  } catch (const SnapshotError& error) {
+    throw refusal(error.what());
+  }
+}
+
+cComparisonOptions switchesOf(const Snapshot& snapshot) {
+  cComparisonOptions switches;
+  for (const Switch& one : kSwitches)
+    switches.*one.value = Boolean(std::ranges::count(snapshot.switches, toUtf8(one.name)) != 0);
+  return switches;
+}
+
+// What was wanted and is in no snapshot is left out of all sides.
+void keepCommon(const NamedPlace& place, const Snapshot& snapshot, Readings& readings) {
+  const cComparisonOptions available = switchesOf(snapshot);
+  std::string lacking;
+  for (const Switch& one : kSwitches) {
+    if (!(readings.switches.*one.value) || available.*one.value) continue;
+    readings.switches.*one.value = False;
+    lacking += (lacking.empty() ? "" : ", ") + toUtf8(one.name);
+  }
+  if (!lacking.empty())
+    readings.missing.push_back(std::string(place.name) + ": not compared, because the snapshot " +
+                               std::get<SnapshotPlace>(place.place).path +
+                               " was taken without it: " + lacking);
+}
+
+bool isServer(const NamedPlace& place) { return std::holds_alternative<ServerPlace>(place.place); }
+
+std::vector<std::unique_ptr<Side>> openSides(std::span<NamedPlace> places, const Console& console,
+                                             const OpenSide& open) {
+  for (NamedPlace& place : places) {
+    if (auto* server = std::get_if<ServerPlace>(&place.place))
+      givePassword(*server, place.name, console);
+  }
+  return forEachSide(places.size(), Pace::Together, console,
+                     [&](std::size_t side, const Console& complaints) -> std::unique_ptr<Side> {
+                       const Place& place = places[side].place;
+                       if (std::holds_alternative<SnapshotPlace>(place)) return nullptr;
+                       return open(place, complaints);
+                     });
+}
+
+SideReading readingOf(Snapshot snapshot, const NamedPlace& place,
+                      const cComparisonOptions& switches) {
+  SideReading reading;
+  reading.schema = std::move(snapshot.schema);
+  leaveOutDetails(reading.schema, switches);
+  reading.caseSensitive = snapshot.caseSensitive;
+  for (const std::string& gap : snapshot.gaps)
+    reading.gaps.push_back(std::string(place.name) + ": when the snapshot was taken: " + gap);
+  return reading;
+}
+
+}  // namespace
+
+Readings readPlaces(std::vector<NamedPlace> places, const cComparisonOptions& wanted,
+                    const std::optional<std::string>& trace, const Console& console,
+                    const OpenSide& open) {
+  Readings readings{{}, wanted, {}};
+  std::vector<std::optional<Snapshot>> snapshots(places.size());
+  for (std::size_t side = 0; side < places.size(); ++side) {
+    const auto* place = std::get_if<SnapshotPlace>(&places[side].place);
+    if (place == nullptr) continue;
+    snapshots[side] = loadSnapshot(*place);
+    keepCommon(places[side], *snapshots[side], readings);
+  }
+  const auto sides = openSides(places, console, open);
+
+  std::optional<WrittenFile> traceFile;
+  if (trace) traceFile.emplace("trace", *trace);
+  const auto options = std::make_shared<cComparisonOptions>(readings.switches);
+  // Without the name the reader cannot tell the primary key's index from others.
+  options->Tables_PrimaryKeys_Names = True;
+  StatusLine line(console);
+  std::optional<Interruption> interruption;
+  // Without a server a signal ends the program at once: nothing is lost.
+  if (std::ranges::any_of(places, isServer)) {
+    interruption.emplace([&] { line.complain("interrupted; once more ends the program at once"); },
+                         [&] {
+                           for (const auto& side : sides) {
+                             if (side) side->cancel();
+                           }
+                         });
+  }
+  const Pace pace = traceFile ? Pace::InTurn : Pace::Together;
+  readings.sides = forEachSide(
+      places.size(), pace, console, [&](std::size_t side, const Console&) -> SideReading {
+        const NamedPlace& place = places[side];
+        if (snapshots[side])
+          return readingOf(std::move(*snapshots[side]), place, readings.switches);
+        std::optional<Trace> record;
+        if (traceFile) record.emplace(traceFile->stream(), toUtf16(place.name));
+        SideReading reading = readSide(sides[side]->connection(), place.name, options, line,
+                                       record ? &*record : nullptr,
+                                       interruption ? interruption->token() : std::stop_token());
+        leaveOutDetails(reading.schema, readings.switches);
+        reading.complete = sides[side]->isComplete();
+        return reading;
+      });
+  if (traceFile) traceFile->close();
+  return readings;
+}
+
+}  // namespace kelvane::cli

@@ -1,0 +1,41 @@
+// Reads the databases that a command works on: opens them, asks for passwords, shows progress,
+// takes Ctrl-C, keeps a trace.
+//
+// Lifetime: results own what they hold. Threading: one thread calls; sides are opened and read in
+// threads of their own.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/console.h"
+#include "cli/place.h"
+#include "cli/side.h"
+#include "cli/side_reader.h"
+#include "settings/comparison_options.h"
+
+namespace kelvane::cli {
+
+// A side and what it is called in messages: "source".
+struct NamedPlace {
+  std::string_view name;
+  Place place;
+};
+
+struct Readings {
+  std::vector<SideReading> sides;    // as the places
+  cComparisonOptions switches;       // those of the wanted ones that all sides were read under
+  std::vector<std::string> missing;  // a line for each side and wanted switch that it lacks
+};
+
+// Reads one or two places, two at the same time (in turn with a trace: it tells what happened in
+// its order). Snapshots are not read anew: the others are read under the switches that they have.
+// Throws CommandError.
+Readings readPlaces(std::vector<NamedPlace> places, const cComparisonOptions& wanted,
+                    const std::optional<std::string>& trace, const Console& console,
+                    const OpenSide& open);
+
+}  // namespace kelvane::cli

@@ -1,0 +1,42 @@
+// How a command line names the databases that are to be read.
+//
+// Lifetime: results own what they hold. Threading: free functions without state.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/arguments.h"
+#include "cli/place.h"
+
+namespace kelvane::cli {
+
+inline constexpr std::string_view kOdbcDriver = "--odbc-driver", kTrace = "--trace";
+
+// What may be said about a side that is a server.
+struct SideOptions {
+  std::string_view server, user, database, passwordFile;
+};
+
+// What all commands that read a database take besides.
+std::span<const Option> readingOptions();
+
+struct ReadingSettings {
+  LoadSettings load;
+  odbc::ConnectOptions limits;
+};
+
+// Throws UsageError, as all below.
+ReadingSettings readingSettings(const Arguments& arguments);
+
+// `operands`: what the user called the side; none where `options` name it. Opens nothing.
+Place placeOf(const Arguments& arguments, const std::vector<std::string>& operands,
+              const SideOptions& options, const ReadingSettings& settings);
+
+// For an option with a file that is written: it must not be one that is read.
+void refuseOverwriting(const Arguments& arguments, std::string_view option,
+                       std::span<const SideOptions> sides);
+
+}  // namespace kelvane::cli

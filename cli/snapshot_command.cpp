@@ -1,0 +1,87 @@
+#include "cli/snapshot_command.h"
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+#include <optional>
+
+#include "cli/reading.h"
+#include "cli/side_arguments.h"
+#include "cli/switch_arguments.h"
+#include "cli/written_file.h"
+#include "model/text.h"
+#include "report/snapshot.h"
+
+namespace kelvane::cli {
+namespace {
+
+constexpr std::string_view kDated = "--dated", kOutput = "-o";
+constexpr std::array<SideOptions, 1> kSideOptions{
+    {{"--server", "--user", "--database", "--password-file"}}};
+
+constexpr auto kOptions = std::to_array<Option>({
+    {kDated, "", "write when the snapshot was taken into it"},
+    {kOutput, "FILE", "write to this file instead of standard output"},
+    {kSideOptions[0].server, "SERVER", "as the driver knows it, or HOST:PORT; in place of SIDE"},
+    {kSideOptions[0].user, "USER", "to log in to that server as"},
+    {kSideOptions[0].database, "DATABASE", "of that server; that of the login unless said"},
+    {kSideOptions[0].passwordFile, "FILE", "that only you may read; its first line is used"},
+});
+
+std::string now() {
+  const std::time_t seconds = std::time(nullptr);
+  std::tm moment{};
+  gmtime_r(&seconds, &moment);
+  std::array<char, 32> text{};
+  std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &moment);
+  return text.data();
+}
+
+}  // namespace
+
+std::vector<Option> snapshotOptions() {
+  std::vector<Option> options(kOptions.begin(), kOptions.end());
+  for (const auto shared : {readingOptions(), switchOptions()})
+    options.insert(options.end(), shared.begin(), shared.end());
+  std::ranges::sort(options, {}, &Option::name);
+  return options;
+}
+
+ExitStatus runSnapshot(std::span<const std::string> words, const Console& console,
+                       const OpenSide& open) {
+  const std::vector<Option> options = snapshotOptions();
+  const Arguments arguments = parseArguments(words, options);
+  if (arguments.parting || arguments.operands.empty() != arguments.has(kSideOptions[0].server))
+    throw UsageError("snapshot needs one SIDE, or --server");
+  refuseOverwriting(arguments, kOutput, kSideOptions);
+  const Place place =
+      placeOf(arguments, arguments.operands, kSideOptions[0], readingSettings(arguments));
+  Readings readings =
+      readPlaces({{"side", place}}, switchesOf(arguments), arguments.value(kTrace), console, open);
+  SideReading& side = readings.sides[0];
+  if (side.extent)
+    throw CommandError({side.gaps.empty() ? "reading stopped" : side.gaps.front(),
+                        "no snapshot was written: the database was not read to its end"});
+
+  Snapshot snapshot{std::move(side.schema), side.caseSensitive, {}, side.gaps, {}};
+  if (!side.complete) snapshot.gaps.push_back("not everything could be loaded");
+  for (const Switch& one : kSwitches) {
+    if (readings.switches.*one.value) snapshot.switches.push_back(toUtf8(one.name));
+  }
+  if (arguments.has(kDated)) snapshot.taken = now();
+  if (const auto path = arguments.value(kOutput)) {
+    WrittenFile file("snapshot", *path);
+    writeSnapshot(snapshot, file.stream());
+    file.close();
+  } else {
+    writeSnapshot(snapshot, console.out);
+    console.out.flush();
+    if (!console.out) throw CommandError({"cannot write to standard output"});
+  }
+  for (const std::string& gap : side.gaps) console.complain(gap);
+  if (snapshot.gaps.empty()) return kNoDifference;
+  console.complain("not everything could be read: the snapshot says so, and proves no equality");
+  return kNotProven;
+}
+
+}  // namespace kelvane::cli

@@ -1,0 +1,23 @@
+// kelvane snapshot SIDE
+//
+// Lifetime and threading: free functions; nothing is kept.
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "cli/arguments.h"
+#include "cli/console.h"
+#include "cli/side.h"
+
+namespace kelvane::cli {
+
+std::vector<Option> snapshotOptions();
+
+// `words`: what stands behind "snapshot". Writes the snapshot to console.out or to a file and
+// complaints to console.err. Throws UsageError and CommandError.
+ExitStatus runSnapshot(std::span<const std::string> words, const Console& console,
+                       const OpenSide& open);
+
+}  // namespace kelvane::cli

@@ -1,0 +1,23 @@
+// Which of the switches a command line leaves on, and what each does.
+//
+// Lifetime and threading: free functions without state.
+#pragma once
+
+#include <ostream>
+#include <span>
+
+#include "cli/arguments.h"
+#include "settings/comparison_options.h"
+
+namespace kelvane::cli {
+
+// Options that switch something off.
+std::span<const Option> switchOptions();
+
+// All but those that the options switch off. Throws UsageError.
+cComparisonOptions switchesOf(const Arguments& arguments);
+
+// A line for each switch: its name and what it does.
+void listSwitches(std::ostream& out);
+
+}  // namespace kelvane::cli
