@@ -30,6 +30,7 @@
   const ODD = '[\\p{C}\\p{Zl}\\p{Zp}\\p{Default_Ignorable_Code_Point}\\u2800]|(?! )\\p{Zs}';
   const ODDITIES = new RegExp(ODD, 'gu');
   const ODDITIES_AND_BLANKS = new RegExp(` |${ODD}`, 'gu');
+  const ODD_IN_A_LINE = /^ | $|[\t\r\n]/;
   const SIGNS = {' ': 'space', '\t': 'tab', '\r': 'cr', '\n': 'lf'};
 
   function sign(character, blanks) {
@@ -52,8 +53,8 @@
   }
 
   function nameOf(text) {
-    const odd = text === '' || /^ | $/.test(text);
-    return el('bdi', {class: 'name'}, ...(text === '' ? [el('i', {}, 'empty')] : shown(text, odd)));
+    const nodes = text === '' ? [el('i', {}, 'empty')] : shown(text, ODD_IN_A_LINE.test(text));
+    return el('bdi', {class: 'name'}, ...nodes);
   }
 
   const markOf = side => el('span', {class: `mark ${side}`, title: SIDES[side].words, role: 'img',
@@ -74,7 +75,7 @@
 
   function valueCell(side, value, blanks) {
     const text = textOf(value);
-    const nodes = text === '' ? [el('i', {}, 'empty')] : piecesShown(value, blanks || /^ | $/.test(text));
+    const nodes = text === '' ? [el('i', {}, 'empty')] : piecesShown(value, blanks || ODD_IN_A_LINE.test(text));
     return el('td', {class: side}, el('bdi', {}, ...nodes));
   }
 
@@ -405,6 +406,16 @@
     keys[key]();
   }
 
+  // A link to an object: #table dbo.customer
+  function followLink() {
+    const title = decodeURIComponent(location.hash.slice(1));
+    const node = kindNodes.flatMap(kind => kind.found).find(child => `${child.kind.one} ${child.object.name}` === title);
+    if (!node) return;
+    node.parent.open = true;
+    listRows();
+    choose(node);
+  }
+
   function onTreeClick(event) {
     const element = event.target.closest('[role=treeitem]');
     if (!element) return;
@@ -460,6 +471,7 @@
   showGaps();
   fillFilters();
   filter();
+  followLink();
 
   byId('filters').addEventListener('input', filter);
   byId('filters').addEventListener('submit', event => event.preventDefault());
@@ -467,6 +479,7 @@
   tree.addEventListener('scroll', () => requestAnimationFrame(drawRows));
   document.addEventListener('keydown', onKey);
   window.addEventListener('resize', drawRows);
+  window.addEventListener('hashchange', followLink);
   window.addEventListener('beforeprint', beforePrint);
   window.addEventListener('afterprint', () => byId('print').replaceChildren());
 })();
