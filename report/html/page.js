@@ -76,29 +76,30 @@
   function valueCell(side, value, blanks) {
     const text = textOf(value);
     const nodes = text === '' ? [el('i', {}, 'empty')] : piecesShown(value, blanks || ODD_IN_A_LINE.test(text));
-    return el('td', {class: side}, el('bdi', {}, ...nodes));
+    return el('td', {class: side, role: 'cell'}, el('bdi', {}, ...nodes));
   }
 
   function valueRow(diff) {
     const [source, target, note] = diff.values;
     const blanks = differInBlanks(source, target);
-    const row = el('tr', {}, el('th', {scope: 'row'}, ...shown(diff.label)),
+    const row = el('tr', {role: 'row'}, el('th', {scope: 'row', role: 'rowheader'}, ...shown(diff.label)),
                    valueCell('source', source, blanks), valueCell('target', target, blanks));
     if (note) row.lastChild.append(el('small', {}, note));
     return row;
   }
 
   function valueTable(diffs) {
-    const head = ['Attribute', 'Source', 'Target'].map(text => el('th', {scope: 'col'}, text));
-    return el('table', {class: 'values'}, el('thead', {}, el('tr', {}, ...head)),
+    const head = ['Attribute', 'Source', 'Target'].map(text => el('th', {scope: 'col', role: 'columnheader'}, text));
+    return el('table', {class: 'values', role: 'table'}, el('thead', {}, el('tr', {role: 'row'}, ...head)),
               el('tbody', {}, ...diffs.map(valueRow)));
   }
 
   function lineCell(side, number, value, blanks, note) {
-    if (textOf(value) === '') return [el('span', {class: 'number'}), el('span', {class: `line none ${side}`})];
+    if (textOf(value) === '')
+      return [el('span', {class: 'number none', role: 'cell'}), el('span', {class: 'line none', role: 'cell'})];
     const line = el('span', {class: `line ${side}`, role: 'cell'}, el('bdi', {}, ...piecesShown(value, blanks)));
     if (note) line.append(el('small', {}, note));
-    return [el('span', {class: `number ${side}`}, String(number)), line];
+    return [el('span', {class: `number ${side}`, role: 'cell'}, String(number)), line];
   }
 
   function lineRow({row, source, target}) {
@@ -126,7 +127,7 @@
 
   function foldedRows(lines) {
     const button = el('button', {type: 'button'}, `⋯ ${counted(lines.length, 'equal line', 'equal lines')}`);
-    const fold = el('div', {class: 'fold'}, button);
+    const fold = el('div', {class: 'fold', role: 'row'}, el('span', {role: 'cell'}, button));
     button.addEventListener('click', () => fold.replaceWith(...lines.map(lineRow)));
     return fold;
   }
@@ -171,13 +172,19 @@
     return el('section', {class: 'part'}, heading, ...diffsShown(part.diffs || []));
   }
 
+  // Above the values, which take their columns.
+  function legend() {
+    return el('div', {class: 'legend', 'aria-hidden': 'true'}, el('span', {}),
+              el('span', {}, markOf('source'), ' Source'), el('span', {}, markOf('target'), ' Target'));
+  }
+
   function objectShown({object, kind}) {
     const side = sideOf(object);
     const words = side === 'differs' ? counted(object.count, 'difference', 'differences') : SIDES[side].words;
     return el('section', {class: 'object'},
               el('h2', {}, markOf(side), el('span', {}, kind.one + ' ', nameOf(object.name)),
                  el('span', {class: 'words'}, words)),
-              ...diffsShown(object.diffs), ...object.parts.map(partShown));
+              ...(side === 'differs' ? [legend()] : []), ...diffsShown(object.diffs), ...object.parts.map(partShown));
   }
 
   function sideCounts(objects) {
@@ -226,7 +233,7 @@
 
   let rows = [];
   let chosen = null;
-  let rowHeight = 30;
+  let rowHeight = 0;
 
   function listRows() {
     rows = [];
@@ -237,6 +244,12 @@
       if (node.open) visit(node.found);
     });
     visit(kindNodes.filter(node => node.found.length > 0));
+    measure();
+  }
+
+  function measure() {
+    rowHeight = parseFloat(getComputedStyle(tree).getPropertyValue('--row'));
+    canvas.style.height = `${rows.length * rowHeight}px`;
   }
 
   function rowLabel(node) {
@@ -245,7 +258,7 @@
   }
 
   function rowCount(node) {
-    if (node.part) return node.part.diffs ? node.part.diffs.length : '';
+    if (node.part) return node.part.diffs ? node.part.diffs.length : 1;
     return (node.object ? node.object.count : node.found.length).toLocaleString('en');
   }
 
@@ -263,8 +276,6 @@
   }
 
   function drawRows() {
-    rowHeight = parseFloat(getComputedStyle(tree).getPropertyValue('--row'));
-    canvas.style.height = `${rows.length * rowHeight}px`;
     const first = Math.max(0, Math.floor(tree.scrollTop / rowHeight) - 4);
     const last = Math.ceil((tree.scrollTop + tree.clientHeight) / rowHeight) + 4;
     canvas.replaceChildren(...rows.slice(first, last).map(rowElement));
@@ -290,7 +301,6 @@
     if (!node.found || node.found.length === 0 || node.open === open) return;
     node.open = open;
     listRows();
-    canvas.style.height = `${rows.length * rowHeight}px`;
     choose(isWithin(chosen, node) ? node : chosen);
   }
 
@@ -428,7 +438,7 @@
   // ---- The page
 
   function option(value, text) {
-    return el('option', {value}, ...shown(text || 'none').map(node => node.textContent || node));
+    return el('option', {value}, ...shown(text || 'none').map(node => node.textContent ?? node));
   }
 
   function fillFilters() {
@@ -478,7 +488,7 @@
   tree.addEventListener('click', onTreeClick);
   tree.addEventListener('scroll', () => requestAnimationFrame(drawRows));
   document.addEventListener('keydown', onKey);
-  window.addEventListener('resize', drawRows);
+  window.addEventListener('resize', () => { measure(); drawRows(); });
   window.addEventListener('hashchange', followLink);
   window.addEventListener('beforeprint', beforePrint);
   window.addEventListener('afterprint', () => byId('print').replaceChildren());
