@@ -68,6 +68,7 @@ diffSchema everything() {
 
 const std::u16string kHostile[] = {
     u"</script><img src=x onerror=alert(1)>",
+    u"</script /",
     u"<!--<script>",
     u"'\"`&lt;&#60;\\",
     u"two\nlines\ttab\r",
