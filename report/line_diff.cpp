@@ -39,7 +39,7 @@ class ShortestEdit {
     std::vector<int> furthest{0};
     const int most = std::min(goalX_ + goalY_, kMostChanges);
     for (int changes = 0; changes <= most; ++changes) {
-      std::vector<int> next(static_cast<std::size_t>(2 * changes + 1), -1);
+      std::vector<int> next(2 * static_cast<std::size_t>(changes) + 1, -1);
       for (int k = -changes; k <= changes; k += 2) {
         const int x = follow(startOf(furthest, changes, k), k);
         next[static_cast<std::size_t>(k + changes)] = x;

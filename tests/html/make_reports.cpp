@@ -22,9 +22,8 @@ typeDiff differing(std::u16string label, std::u16string before, std::u16string a
 
 typeDiff onlyIn(enumLocation side) { return {u"", side, diff_DoesNotExist, u"", u"", u"", u""}; }
 
-diffEntity entity(std::u16string name, Array<typeDiff> differences) {
-  const std::int32_t count = differences.count();
-  return {std::move(name), std::move(differences), count};
+diffEntity entity(std::u16string name, const Array<typeDiff>& differences) {
+  return {std::move(name), differences, differences.count()};
 }
 
 template <class Object>
@@ -34,7 +33,7 @@ Object object(const std::u16string& owner, const std::u16string& name,
   result.Name = name;
   result.Owner = owner;
   result.FullName = owner + u"." + name;
-  result.Diff = std::move(differences);
+  result.Diff = differences;
   return result;
 }
 
