@@ -15,8 +15,8 @@
 #include "drivers/embedded/script.h"
 #include "drivers/odbc/connection.h"
 #include "reader/ase_fetch.h"
-#include "tests/tds/freetds_source.h"
-#include "tests/tds/server.h"
+#include "support/tds_server/freetds_source.h"
+#include "support/tds_server/server.h"
 
 namespace kelvane::bench {
 namespace {

@@ -31,6 +31,10 @@ struct Arguments {
   std::optional<std::size_t> parting;  // how many operands stand before the "--" between them
 
   bool has(std::string_view name) const { return options.contains(name); }
+  std::optional<std::string> value(std::string_view name) const {
+    const auto found = options.find(name);
+    return found == options.end() ? std::nullopt : std::optional(found->second);
+  }
 };
 
 // Options may stand anywhere before the first "--", with their value in the same word

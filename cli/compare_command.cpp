@@ -4,7 +4,6 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <future>
 #include <memory>
@@ -15,6 +14,9 @@
 #include <utility>
 #include <vector>
 
+#include "cli/compare_request.h"
+#include "cli/interruption.h"
+#include "cli/password.h"
 #include "cli/side_reader.h"
 #include "compare/compare_schema.h"
 #include "model/text.h"
@@ -22,67 +24,6 @@
 
 namespace kelvane::cli {
 namespace {
-
-constexpr auto kOptions = std::to_array<Option>({
-    {"--allow-nulls-by-default", "", "columns without null or not null take null"},
-    {"--ase", "RELEASE", "be strictly a 12.5, 15 or 16"},
-    {"--keep-going", "", "report every statement that fails and compare the rest"},
-    {"--trace", "FILE", "write every statement and progress event, one JSON object a line"},
-    {"--verbose", "", "tell what in the scripts was accepted and ignored"},
-});
-
-struct ReleaseName {
-  std::string_view name;
-  embedded::Release release;
-};
-constexpr auto kReleases = std::to_array<ReleaseName>({
-    {"12.5", embedded::Release::ase125},
-    {"15", embedded::Release::ase15},
-    {"16", embedded::Release::ase16},
-});
-
-struct Request {
-  std::vector<std::string> source, target;
-  std::optional<std::string> trace;
-  LoadSettings settings;
-};
-
-LoadSettings loadSettings(const Arguments& arguments) {
-  LoadSettings settings;
-  settings.keepGoing = arguments.has("--keep-going");
-  settings.verbose = arguments.has("--verbose");
-  settings.catalog.allowNullsByDefault = arguments.has("--allow-nulls-by-default");
-  if (arguments.has("--ase")) {
-    const std::string& name = arguments.options.at("--ase");
-    const auto* known = std::ranges::find(kReleases, name, &ReleaseName::name);
-    if (known == kReleases.end())
-      throw UsageError("--ase takes 12.5, 15 or 16, not '" + name + "'");
-    settings.catalog.release = known->release;
-  }
-  return settings;
-}
-
-Request parse(std::span<const std::string> words) {
-  const Arguments arguments = parseArguments(words, kOptions);
-  const std::vector<std::string>& places = arguments.operands;
-  if (!arguments.parting && places.size() != 2)
-    throw UsageError(
-        "compare needs SOURCE and TARGET, with '--' between them when they are more"
-        " than two, and was given " +
-        std::to_string(places.size()));
-  const auto parting = places.begin() + static_cast<std::ptrdiff_t>(arguments.parting.value_or(1));
-  if (parting == places.end()) throw UsageError("compare needs a TARGET behind '--'");
-  Request request{{places.begin(), parting}, {parting, places.end()}, {}, loadSettings(arguments)};
-  if (arguments.has("--trace")) {
-    request.trace = arguments.options.at("--trace");
-    for (const std::string& place : arguments.operands) {
-      std::error_code ignored;
-      if (std::filesystem::equivalent(*request.trace, place, ignored))
-        throw UsageError("--trace would overwrite '" + place + "'");
-    }
-  }
-  return request;
-}
 
 std::shared_ptr<cComparisonOptions> everySwitch() {
   auto options = std::make_shared<cComparisonOptions>();
@@ -131,7 +72,7 @@ template <class Work>
 auto forBothSides(Pace pace, const Console& console, Work work) {
   using Result = std::invoke_result_t<Work, std::size_t, const Console&>;
   std::ostringstream complaints;
-  const Console aside{console.out, complaints, false};
+  const Console aside{console.out, complaints};
   auto target = std::async(pace == Pace::Together ? std::launch::async : std::launch::deferred,
                            [&] { return work(1, aside); });
   Result source = work(0, console);
@@ -144,6 +85,51 @@ auto forBothSides(Pace pace, const Console& console, Work work) {
     tell();
     throw;
   }
+}
+
+bool hasServer(const CompareRequest& request) {
+  return std::ranges::any_of(request.places, [](const Place& place) {
+    return std::holds_alternative<ServerPlace>(place);
+  });
+}
+
+std::array<std::unique_ptr<Side>, 2> openSides(CompareRequest& request, const Console& console,
+                                               const OpenSide& open) {
+  for (std::size_t side = 0; side < 2; ++side) {
+    if (auto* server = std::get_if<ServerPlace>(&request.places[side]))
+      givePassword(*server, kSideNames[side], console);
+  }
+  return forBothSides(Pace::Together, console, [&](std::size_t side, const Console& complaints) {
+    return open(request.places[side], complaints);
+  });
+}
+
+std::array<SideReading, 2> readSides(const CompareRequest& request,
+                                     const std::array<std::unique_ptr<Side>, 2>& sides,
+                                     const std::shared_ptr<cComparisonOptions>& options,
+                                     const Console& console) {
+  std::optional<TraceFile> traceFile;
+  if (request.trace) traceFile.emplace(*request.trace);
+  StatusLine line(console);
+  std::optional<Interruption> interruption;
+  // Without a server a signal ends the program at once: nothing is lost.
+  if (hasServer(request)) {
+    interruption.emplace([&] { line.complain("interrupted; once more ends the program at once"); },
+                         [&] {
+                           for (const auto& side : sides) side->cancel();
+                         });
+  }
+  // A trace tells what happened in its order.
+  const Pace pace = traceFile ? Pace::InTurn : Pace::Together;
+  auto readings = forBothSides(pace, console, [&](std::size_t side, const Console&) {
+    std::optional<Trace> trace;
+    if (traceFile) trace.emplace(traceFile->stream(), toUtf16(kSideNames[side]));
+    return readSide(sides[side]->connection(), kSideNames[side], options, line,
+                    trace ? &*trace : nullptr,
+                    interruption ? interruption->token() : std::stop_token());
+  });
+  if (traceFile) traceFile->close();
+  return readings;
 }
 
 ExitStatus report(const diffSchema& differences, const std::vector<std::string>& gaps,
@@ -165,42 +151,28 @@ ExitStatus report(const diffSchema& differences, const std::vector<std::string>&
 
 }  // namespace
 
-std::span<const Option> compareOptions() { return kOptions; }
-
 ExitStatus runCompare(std::span<const std::string> words, const Console& console,
                       const OpenSide& open) {
-  const Request request = parse(words);
-  const std::array places{&request.source, &request.target};
-  const auto sides =
-      forBothSides(Pace::Together, console, [&](std::size_t side, const Console& complaints) {
-        return open(*places[side], request.settings, complaints);
-      });
-
-  std::optional<TraceFile> traceFile;
-  if (request.trace) traceFile.emplace(*request.trace);
+  CompareRequest request = parseCompare(words);
+  const auto sides = openSides(request, console, open);
   const auto options = everySwitch();
-  StatusLine line(console);
-  // A trace tells what happened in its order.
-  const Pace pace = traceFile ? Pace::InTurn : Pace::Together;
-  const auto readings = forBothSides(pace, console, [&](std::size_t side, const Console&) {
-    const std::u16string_view name = side == 0 ? u"source" : u"target";
-    std::optional<Trace> trace;
-    if (traceFile) trace.emplace(traceFile->stream(), name);
-    return readSide(sides[side]->connection(), toUtf8(name), options, line,
-                    trace ? &*trace : nullptr);
-  });
+  const auto readings = readSides(request, sides, options, console);
   const auto& [source, target] = readings;
-  if (traceFile) traceFile->close();
-
   std::vector<std::string> gaps = source.gaps;
   gaps.insert(gaps.end(), target.gaps.begin(), target.gaps.end());
+  std::array<Schema, 2> schemas{source.schema, target.schema};
+  if (source.extent || target.extent) {
+    keepComparable(schemas, {source.extent, target.extent});
+    gaps.push_back(
+        "the result is partial: only objects that were read in full on both sides are compared");
+  }
   CollectorHost host(gaps);
   const AppPreferences preferences;
   cCompareSchema engine(host);
   engine.CompareOptions = options;
   engine.AppPreferences = &preferences;
   engine.IsSchemaCaseSensitive(Boolean(source.caseSensitive || target.caseSensitive));
-  engine.Compare(source.schema, target.schema, output_DiffText);
+  engine.Compare(schemas[0], schemas[1], output_DiffText);
   const bool sidesComplete = sides[0]->isComplete() && sides[1]->isComplete();
   return report(engine.Results(), gaps, sidesComplete, console);
 }

@@ -6,13 +6,10 @@
 #include <span>
 #include <string>
 
-#include "cli/arguments.h"
 #include "cli/console.h"
 #include "cli/side.h"
 
 namespace kelvane::cli {
-
-std::span<const Option> compareOptions();
 
 // `words`: what stands behind "compare". Writes the differences to console.out and complaints to
 // console.err. Throws UsageError.

@@ -4,6 +4,8 @@
 #pragma once
 
 #include <exception>
+#include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -35,6 +37,8 @@ struct Console {
   std::ostream& out;
   std::ostream& err;
   bool errIsTerminal = false;
+  // Asks the user for something that nobody may see; none when there is nobody to ask.
+  std::function<std::optional<std::string>(const std::string& question)> askSecret = {};
 
   // A line of the command itself on standard error. Controls in `text` (UTF-8) are shown as "?", so
   // that no name or server text can steer the terminal or break the line.

@@ -4,11 +4,13 @@
 #include <vector>
 
 #include "cli/run.h"
+#include "cli/terminal.h"
 #include "drivers/embedded/connection.h"
 
 int main(int count, char** words) {
   kelvane::embedded::prepareForThreads();
   const std::vector<std::string> arguments(words + (count > 0 ? 1 : 0), words + count);
-  const kelvane::cli::Console console{std::cout, std::cerr, isatty(STDERR_FILENO) != 0};
+  const kelvane::cli::Console console{std::cout, std::cerr, isatty(STDERR_FILENO) != 0,
+                                      kelvane::cli::askOnTerminal};
   return kelvane::cli::run(arguments, console);
 }

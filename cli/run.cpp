@@ -6,6 +6,7 @@
 
 #include "cli/arguments.h"
 #include "cli/compare_command.h"
+#include "cli/compare_request.h"
 
 namespace kelvane::cli {
 namespace {
@@ -18,13 +19,20 @@ Usage:
   kelvane --help
   kelvane --version
 
-SOURCE and TARGET are T-SQL script files or folders of them, which stand for their .sql files in the
-order of their names. What belongs to one side is run on one empty database, in the order given; all
-that is in the one and not, or not in the same way, in the other is written to standard output.
+SOURCE and TARGET are each one of
+  - T-SQL script files or folders of them, which stand for their .sql files in the order of their
+    names; what belongs to one side is run on one empty database, in the order given
+  - a live server: odbc: and a connection string, such as odbc:DSN=prod;UID=sa, or the options
+    --source-server and --target-server
+All that is in the one and not, or not in the same way, in the other is written to standard output.
 
 Options of compare:
 )";
 constexpr std::string_view kTail = R"(
+A server's password is never given on the command line. It is looked for, in this order, in the
+side's password file, KELVANE_SOURCE_PASSWORD or KELVANE_TARGET_PASSWORD, the data source,
+KELVANE_PASSWORD; else, where the side names a user, on the terminal.
+
 Exit status:
   0  no difference
   1  differences
@@ -36,10 +44,11 @@ ExitStatus help(std::ostream& out) {
   out << kHead;
   for (const Option& option : compareOptions()) {
     const std::string name = std::string(option.name) + " " + std::string(option.value);
-    out << "  " << std::left << std::setw(26) << name << " " << option.help << '\n';
+    out << "  " << std::left << std::setw(29) << name << " " << option.help << '\n';
   }
-  out << "  --                         parts SOURCE from TARGET; before the first of them: what\n"
-         "                             follows are no options\n"
+  out << "  --                            parts SOURCE from TARGET; before the first of them: "
+         "what\n"
+         "                                follows are no options\n"
       << kTail;
   return kNoDifference;
 }

@@ -14,6 +14,6 @@ namespace kelvane::cli {
 // Runs the command line `arguments` (without the program's name) and returns the exit status. No
 // exception escapes.
 int run(std::span<const std::string> arguments, const Console& console,
-        const OpenSide& open = openScripts);
+        const OpenSide& open = openSide);
 
 }  // namespace kelvane::cli

@@ -1,45 +1,10 @@
 #include "cli/side.h"
 
-#include <filesystem>
-#include <utility>
-
-#include "drivers/embedded/connection.h"
-#include "drivers/embedded/script.h"
-
 namespace kelvane::cli {
-namespace {
 
-class ScriptSide final : public Side {
- public:
-  ScriptSide(embedded::EmbeddedCatalog catalog, bool complete)
-      : catalog_(std::move(catalog)), connection_(catalog_.connect()), complete_(complete) {}
-  ado::Connection& connection() override { return *connection_; }
-  bool isComplete() const override { return complete_; }
-
- private:
-  embedded::EmbeddedCatalog catalog_;
-  std::unique_ptr<ado::Connection> connection_;
-  bool complete_;
-};
-
-}  // namespace
-
-std::unique_ptr<Side> openScripts(const std::vector<std::string>& places,
-                                  const LoadSettings& settings, const Console& console) {
-  embedded::EmbeddedCatalog catalog(settings.catalog);
-  const std::vector<std::filesystem::path> paths(places.begin(), places.end());
-  const embedded::LoadOptions options{.stopAtFirstError = !settings.keepGoing,
-                                      .listIgnored = settings.verbose};
-  const embedded::LoadReport report = embedded::loadFiles(catalog, paths, options);
-  if (settings.verbose) {
-    for (const auto& note : report.notes) console.complain(note.describe());
-  }
-  std::vector<std::string> lines;
-  for (const auto& error : report.errors) lines.push_back(error.describe());
-  if (!lines.empty() && (!settings.keepGoing || !report.readable))
-    throw CommandError(std::move(lines));
-  for (const std::string& line : lines) console.complain(line);
-  return std::make_unique<ScriptSide>(std::move(catalog), report.succeeded());
+std::unique_ptr<Side> openSide(const Place& place, const Console& console) {
+  if (const auto* server = std::get_if<ServerPlace>(&place)) return openServer(*server);
+  return openScripts(std::get<ScriptPlace>(place), console);
 }
 
 }  // namespace kelvane::cli

@@ -1,17 +1,15 @@
 // The databases that a command works on.
 //
-// Lifetime: a side owns all that its connection needs. Threading: one thread for each side; several
-// sides may be opened and used at the same time.
+// Lifetime: a side owns all that its connection needs. Threading: one thread for each side, but for
+// cancel(); several sides may be opened and used at the same time.
 #pragma once
 
 #include <functional>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "ado/ado.h"
 #include "cli/console.h"
-#include "drivers/embedded/options.h"
+#include "cli/place.h"
 
 namespace kelvane::cli {
 
@@ -21,23 +19,21 @@ class Side {
   virtual ado::Connection& connection() = 0;
   // False when something that belongs to the side is not in it; the user has been told.
   virtual bool isComplete() const { return true; }
+  // Ends the statement that is under way, where that is possible. Any thread may call it.
+  virtual void cancel() noexcept {}
 };
 
-// How scripts become a database.
-struct LoadSettings {
-  bool keepGoing = false;  // past statements that fail
-  bool verbose = false;    // tell what was accepted and ignored, and the like
-  embedded::CatalogOptions catalog;
-};
+// Opens a side. Throws CommandError.
+using OpenSide = std::function<std::unique_ptr<Side>(const Place& place, const Console& console)>;
 
-// Opens the side that the user calls by these names, at least one. Throws CommandError.
-using OpenSide = std::function<std::unique_ptr<Side>(
-    const std::vector<std::string>& places, const LoadSettings& settings, const Console& console)>;
+// Scripts run, in their order, on one empty embedded database; servers are logged in to.
+std::unique_ptr<Side> openSide(const Place& place, const Console& console);
 
-// Runs T-SQL script files and folders of them, in this order, on one empty embedded database.
 // Throws CommandError for a file that cannot be read and, unless it is to keep going, for the first
 // statement that fails.
-std::unique_ptr<Side> openScripts(const std::vector<std::string>& places,
-                                  const LoadSettings& settings, const Console& console);
+std::unique_ptr<Side> openScripts(const ScriptPlace& place, const Console& console);
+
+// Throws CommandError when the login fails or leads to another database than the one asked for.
+std::unique_ptr<Side> openServer(const ServerPlace& place);
 
 }  // namespace kelvane::cli

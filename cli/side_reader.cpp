@@ -39,6 +39,20 @@ void addRejections(const std::vector<Rejection>& rejections, const std::string& 
                    " more statements were rejected; --trace FILE shows them all");
 }
 
+// Cancels the reader at its next yield when nothing more is to be asked.
+class CancellingHost final : public Host {
+ public:
+  explicit CancellingHost(const TracingConnection& connection) : connection_(connection) {}
+  void DoEvents() override {
+    if (connection_.isOver()) reader->Cancel();
+  }
+
+  IDBFetch* reader = nullptr;
+
+ private:
+  const TracingConnection& connection_;
+};
+
 std::shared_ptr<cAppliesTo> everything() {
   auto scope = std::make_shared<cAppliesTo>();
   scope->AllTables = scope->AllViews = scope->AllStoredProcs = scope->AllFunctions = True;
@@ -50,29 +64,38 @@ std::shared_ptr<cAppliesTo> everything() {
 
 SideReading readSide(ado::Connection& connection, std::string_view side,
                      const std::shared_ptr<cComparisonOptions>& options, StatusLine& line,
-                     Trace* trace) {
+                     Trace* trace, const std::stop_token& stop) {
   std::u16string activity;
-  TracingConnection traced(connection, activity, trace);
-  cASE_Fetch reader;
+  TracingConnection traced(connection, activity, trace, stop);
+  CancellingHost host(traced);
+  cASE_Fetch reader(host);
+  host.reader = &reader;
   reader.conn(&traced);
   reader.CompareOptions(options);
   reader.AppliesTo(everything());
+  SideReading result;
   bool completed = false;
   {
-    Progress progress(line, side, trace, activity);
+    Progress progress(line, side, trace, activity, traced);
     completed = reader.Fetch(progress);
+    if (!completed || traced.isOver()) result.extent = progress.extent();
   }
-  SideReading result;
   result.schema = reader.Results();
   result.caseSensitive = reader.IsSchemaCaseSensitive();
   const std::string name(side);
   addRejections(traced.rejections(), name, result.gaps);
-  // Some failures leave no trace but their text.
-  const bool unexplained = traced.rejections().empty() && !reader.LastError().empty();
-  if (!completed || unexplained)
+  if (const auto& unanswered = traced.unanswered()) {
+    result.gaps.push_back(name + ": reading stopped: " + toUtf8(unanswered->activity) +
+                          ": no answer to \"" + firstLine(unanswered->statement) +
+                          "\": " + inOneLine(unanswered->error));
+  } else if (stop.stop_requested()) {
+    result.gaps.push_back(name + ": reading interrupted");
+  } else if (!completed || (traced.rejections().empty() && !reader.LastError().empty())) {
+    // Some failures leave no trace but their text.
     result.gaps.push_back(name + ": " +
                           (completed ? "not read completely: " : "reading stopped: ") +
                           inOneLine(reader.LastError()));
+  }
   return result;
 }
 

@@ -4,11 +4,14 @@
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "ado/ado.h"
+#include "cli/read_extent.h"
 #include "cli/status_line.h"
 #include "cli/trace.h"
 #include "model/schema.h"
@@ -19,12 +22,14 @@ namespace kelvane::cli {
 struct SideReading {
   Schema schema;
   bool caseSensitive = false;
-  std::vector<std::string> gaps;  // what could not be read, a line each; empty: all was read
+  std::vector<std::string> gaps;     // what could not be read, a line each; empty: all was read
+  std::optional<ReadExtent> extent;  // where the reading ended too early
 };
 
-// Reads all objects. `side` ("source") goes before progress and gaps; `trace` may be null.
+// Reads all objects, until a stop is requested or the server does not answer any more. `side`
+// ("source") goes before progress and gaps; `trace` may be null.
 SideReading readSide(ado::Connection& connection, std::string_view side,
                      const std::shared_ptr<cComparisonOptions>& options, StatusLine& line,
-                     Trace* trace);
+                     Trace* trace, const std::stop_token& stop = {});
 
 }  // namespace kelvane::cli

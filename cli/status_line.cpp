@@ -33,4 +33,11 @@ void StatusLine::show(std::string_view side, std::u16string text) {
   console_.err << kClear << toUtf8(line) << std::flush;
 }
 
+void StatusLine::complain(std::string_view text) {
+  const std::lock_guard lock(mutex_);
+  if (isShown()) console_.err << kClear;
+  console_.complain(text);
+  console_.err << std::flush;
+}
+
 }  // namespace kelvane::cli

@@ -23,6 +23,8 @@ class StatusLine {
   bool isShown() const { return console_.errIsTerminal; }
   // What the side is at from now on; an empty text: nothing more. Controls are shown as "?".
   void show(std::string_view side, std::u16string text);
+  // A complaint while it is shown.
+  void complain(std::string_view text);
 
  private:
   const Console& console_;

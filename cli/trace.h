@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <optional>
 #include <ostream>
+#include <string>
 #include <string_view>
 
 #include "cli/json.h"
@@ -43,7 +44,7 @@ class Trace {
   void write(const JsonObject& line) { out_ << line.text() << '\n'; }
 
   std::ostream& out_;
-  std::u16string_view side_;
+  std::u16string side_;
 };
 
 }  // namespace kelvane::cli

@@ -1,9 +1,19 @@
 #include "cli/tracing_connection.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
 namespace kelvane::cli {
+namespace {
+
+// 08004 is what servers say that refuse one database or one login; they go on answering.
+bool tellsOfNoAnswer(const ado::Error& error) {
+  const std::u16string_view state = error.SQLState;
+  return (state.starts_with(u"08") && state != u"08004") || state == u"HYT00" || state == u"HYT01";
+}
+
+}  // namespace
 
 class TracingConnection::TracingRecordset final : public ado::Recordset {
   template <class Call>
@@ -57,12 +67,14 @@ class TracingConnection::TracingRecordset final : public ado::Recordset {
 
 std::unique_ptr<ado::Recordset> TracingConnection::Open(std::u16string_view source,
                                                         const ado::OpenMode& mode) {
+  if (isOver()) throw ado::Failure(ErrorNumber::failure, u"The reading was ended", u"kelvane");
   std::unique_ptr<ado::Recordset> inner;
   try {
     inner = inner_.Open(source, mode);
   } catch (...) {
-    rejections_.push_back({activity_, std::u16string(source), serverText()});
-    if (trace_) trace_->rejected(source, rejections_.back().error);
+    const std::u16string error = serverText();
+    if (trace_) trace_->rejected(source, error);
+    keep({activity_, std::u16string(source), error});
     throw;
   }
   if (trace_) {
@@ -83,9 +95,17 @@ std::u16string TracingConnection::serverText() const {
 
 void TracingConnection::failedLater(const std::u16string& statement) {
   // The connection's errors may be those of a statement in between.
-  rejections_.push_back(
-      {activity_, statement, RuntimeError::describe(std::current_exception()).Description()});
-  if (trace_) trace_->failedLater(statement, rejections_.back().error);
+  const std::u16string error = RuntimeError::describe(std::current_exception()).Description();
+  if (trace_) trace_->failedLater(statement, error);
+  keep({activity_, statement, error});
+}
+
+void TracingConnection::keep(Rejection rejection) {
+  if (isOver()) return;
+  if (std::ranges::any_of(inner_.Errors(), tellsOfNoAnswer))
+    unanswered_ = std::move(rejection);
+  else
+    rejections_.push_back(std::move(rejection));
 }
 
 }  // namespace kelvane::cli

@@ -1,11 +1,14 @@
 // A connection that passes everything on to another one and keeps account of what was asked and
-// what the server refused, also where the caller does not look.
+// what the server refused, also where the caller does not look. When the server does not answer any
+// more, it is not asked any more.
 //
 // Lifetime: the inner connection and the trace outlive it; it outlives its recordsets. Threading:
 // as the inner connection.
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -23,9 +26,11 @@ struct Rejection {
 
 class TracingConnection final : public ado::Connection {
  public:
-  // `activity` is what statements are sent for at the time; `trace` may be null.
-  TracingConnection(ado::Connection& inner, const std::u16string& activity, Trace* trace)
-      : inner_(inner), activity_(activity), trace_(trace) {}
+  // `activity` is what statements are sent for at the time; `trace` may be null. Once a stop is
+  // requested nothing more is asked.
+  TracingConnection(ado::Connection& inner, const std::u16string& activity, Trace* trace,
+                    std::stop_token stop)
+      : inner_(inner), activity_(activity), trace_(trace), stop_(std::move(stop)) {}
 
   // Results are followed to their end when the recordset is released, so that an error behind what
   // the caller read is not missed.
@@ -33,7 +38,12 @@ class TracingConnection final : public ado::Connection {
                                        const ado::OpenMode& mode) override;
   const std::vector<ado::Error>& Errors() const override { return inner_.Errors(); }
 
+  // Failures after a stop was requested are none of the server's and are left out.
   const std::vector<Rejection>& rejections() const { return rejections_; }
+  // The statement that the server left without an answer: the link to it is down, or it ran into
+  // the time limit.
+  const std::optional<Rejection>& unanswered() const { return unanswered_; }
+  bool isOver() const { return unanswered_ || stop_.stop_requested(); }
 
  private:
   class TracingRecordset;
@@ -41,11 +51,14 @@ class TracingConnection final : public ado::Connection {
   // Of the exception being handled.
   std::u16string serverText() const;
   void failedLater(const std::u16string& statement);
+  void keep(Rejection rejection);
 
   ado::Connection& inner_;
   const std::u16string& activity_;
   Trace* trace_;
+  std::stop_token stop_;
   std::vector<Rejection> rejections_;
+  std::optional<Rejection> unanswered_;
 };
 
 }  // namespace kelvane::cli

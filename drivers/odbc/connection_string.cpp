@@ -1,10 +1,47 @@
-#include <array>
+#include "drivers/odbc/connection_string.h"
+
+#include <algorithm>
+#include <odbcinst.h>
 
 #include "drivers/odbc/connection.h"
+#include "drivers/odbc/handles.h"
 #include "model/text.h"
 
 namespace kelvane::odbc {
 namespace {
+
+std::u16string_view trimmed(std::u16string_view text) {
+  const std::size_t first = text.find_first_not_of(u" \t");
+  if (first == std::u16string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(u" \t") - first + 1);
+}
+
+bool equal(std::u16string_view a, std::u16string_view b) {
+  return equalText(a, b, CaseMode::ignore);
+}
+
+std::u16string valueOf(std::u16string_view written) {
+  written = trimmed(written);
+  if (written.size() < 2 || written.front() != u'{' || written.back() != u'}')
+    return std::u16string(written);
+  return replaceAll(written.substr(1, written.size() - 2), u"}}", u"}");
+}
+
+// Of the file odbc.ini or odbcinst.ini; none when it is not there or empty.
+std::optional<std::u16string> configured(const char* file, std::u16string_view section,
+                                         std::u16string_view keyword) {
+  constexpr int kCapacity = 4096;
+  std::string value(kCapacity, '\0');
+  const int length = SQLGetPrivateProfileString(toUtf8(section).c_str(), toUtf8(keyword).c_str(),
+                                                "", value.data(), kCapacity, file);
+  if (length <= 0) return std::nullopt;
+  return toUtf16(value.c_str());
+}
+
+bool namesFreeTds(std::u16string_view driver) {
+  const std::u16string folded = foldCase(driver);
+  return folded.find(u"freetds") != folded.npos || folded.find(u"tdsodbc") != folded.npos;
+}
 
 // Parts of the keywords whose values nobody may see, folded.
 constexpr std::array<std::u16string_view, 5> kSecretWords{u"pwd", u"pass", u"secret", u"token",
@@ -32,6 +69,60 @@ std::size_t endOfAttribute(std::u16string_view text, std::size_t begin) {
 }
 
 }  // namespace
+
+std::optional<std::u16string> ConnectionString::find(
+    std::span<const std::u16string_view> keywords) const {
+  const std::u16string_view text = text_;
+  for (std::size_t begin = 0; begin < text.size();) {
+    const std::size_t end = std::min(endOfAttribute(text, begin), text.size());
+    const std::u16string_view attribute = text.substr(begin, end - begin);
+    const std::size_t equals = attribute.find(u'=');
+    for (const std::u16string_view keyword : keywords) {
+      if (equals != attribute.npos && equal(trimmed(attribute.substr(0, equals)), keyword))
+        return valueOf(attribute.substr(equals + 1));
+    }
+    begin = end + 1;
+  }
+  return std::nullopt;
+}
+
+std::optional<std::u16string> ConnectionString::findInDataSource(
+    std::span<const std::u16string_view> keywords) const {
+  constexpr std::array<std::u16string_view, 1> kDataSource{u"DSN"};
+  const auto source = find(kDataSource);
+  if (!source) return std::nullopt;
+  for (const std::u16string_view keyword : keywords) {
+    if (auto value = configured("odbc.ini", *source, keyword)) return value;
+  }
+  return std::nullopt;
+}
+
+bool ConnectionString::isForFreeTds() const {
+  constexpr std::array<std::u16string_view, 1> kDriver{u"Driver"};
+  auto driver = find(kDriver);
+  if (!driver) driver = findInDataSource(kDriver);
+  return driver && (namesFreeTds(*driver) ||
+                    namesFreeTds(configured("odbcinst.ini", *driver, u"Driver").value_or(u"")));
+}
+
+void ConnectionString::add(std::u16string_view keyword, std::u16string_view value) {
+  // Plain where that is possible: drivers agree on nothing else.
+  const bool needsBraces =
+      value.find(u';') != value.npos || value.starts_with(u'{') || trimmed(value) != value;
+  std::u16string written(value);
+  if (needsBraces && isForFreeTds()) {
+    // For FreeTDS the value goes on to a brace before a semicolon, whatever stands in between.
+    if (value.find(u"};") != value.npos)
+      throw ado::Failure(kProviderError,
+                         u"FreeTDS takes no " + std::u16string(keyword) + u" with '};' in it",
+                         u"ODBC");
+    written = u"{" + written + u"}";
+  } else if (needsBraces) {
+    written = u"{" + replaceAll(value, u"}", u"}}") + u"}";
+  }
+  if (!text_.empty() && !text_.ends_with(u';')) text_ += u';';
+  text_.append(keyword).append(u"=").append(written).append(u";");
+}
 
 std::u16string masked(std::u16string_view connectionString) {
   std::u16string shown;

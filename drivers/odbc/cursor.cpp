@@ -235,8 +235,9 @@ bool Cursor::readPieces(SQLUSMALLINT number, SQLSMALLINT type, Text& value) {
   for (;;) {
     value.resize(kept + room);
     // A piece may be a unit shorter than its room, so as not to part a pair of surrogates: then
-    // this stands behind its zero.
-    value.back() = Unit{0x7F};
+    // one of these stands behind its zero. Both still stand where FreeTDS cannot convert the text
+    // and would go on for ever to say that there is more.
+    value.back() = value[value.size() - 2] = Unit{0x7F};
     SQLLEN length = 0;
     const SQLRETURN outcome = SQLGetData(statement_.get(), number, type, value.data() + kept,
                                          static_cast<SQLLEN>(room * sizeof(Unit)), &length);
@@ -253,6 +254,7 @@ bool Cursor::readPieces(SQLUSMALLINT number, SQLSMALLINT type, Text& value) {
       return true;
     }
     const bool isShort = zeros == 1 && value.back() != Unit{};
+    if (isShort && value[value.size() - 2] != Unit{}) refuseText(columns_[number - 1U]);
     const std::size_t arrived = room - zeros - (isShort ? 1 : 0);
     kept += arrived;
     room = std::min(isTotal ? total - arrived + zeros : room * 2, kLongestPiece);
@@ -300,6 +302,11 @@ ado::RowSet Cursor::readResult() {
     for (std::size_t i = 0; i < columns_.size(); ++i) values.emplace_back(row[i]);
   }
   return result;
+}
+
+void Cursor::refuseText(const Column& column) {
+  session_.fail(u"22021", u"The ODBC driver cannot convert a text of column '" + column.name +
+                              u"': its bytes do not belong to the character set of the connection");
 }
 
 Cursor::Rest Cursor::readAll() {

@@ -98,6 +98,7 @@ class Cursor {
   std::optional<std::string> readAsText(SQLUSMALLINT number);
   ado::Value readExact(const Column& column, SQLUSMALLINT number);
   ado::Value readTime(const Column& column, SQLUSMALLINT number);
+  [[noreturn]] void refuseText(const Column& column);
   [[noreturn]] void refuseValue(const Column& column, std::string_view text);
 
   Session& session_;

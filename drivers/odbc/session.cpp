@@ -23,7 +23,9 @@ const Environment& asVersion3(const Environment& environment) {
   return environment;
 }
 
-ado::Error cancelledError() { return ownError(u"HY008", u"The statement was cancelled"); }
+constexpr std::u16string_view kCancelledState = u"HY008";
+
+ado::Error cancelledError() { return ownError(kCancelledState, u"The statement was cancelled"); }
 
 ado::Error lostError() { return ownError(u"08S01", u"The connection to the server is lost"); }
 
@@ -100,8 +102,10 @@ SQLRETURN Session::connectWithin(std::chrono::seconds limit, std::u16string_view
 
 void Session::fail(const StatementHandle& statement) {
   std::vector<ado::Error> newest = diagnostics(StatementHandle::kType, statement.get());
+  // Cancelled, and not from here: what arrives is no longer the answer to what was sent.
+  const bool outOfStep = !cancelled_ && newest.front().SQLState == kCancelledState;
   if (cancelled_) newest.insert(newest.begin(), cancelledError());
-  lost_ = lost_ || isDead();
+  lost_ = lost_ || outOfStep || isDead();
   if (lost_) newest.push_back(lostError());
   fail(std::move(newest));
 }

@@ -26,6 +26,11 @@ const std::string kGroups =
     "SELECT name FROM sysusers WHERE uid=gid AND (environ IS NOT NULL OR name='public') ORDER BY "
     "name";
 
+const std::string kPartial =
+    "kelvane: the result is partial: only objects that were read in full on both sides are "
+    "compared\n"
+    "kelvane: not everything could be compared: equality is not proven\n";
+
 // Answers what a server with nothing in it answers.
 void scriptEmptyServer(ScriptedConnection& server) {
   server.on("select @@version", "version\n'12.5'");
@@ -62,14 +67,11 @@ class Command : public ::testing::Test {
     err.str("");
     out.str("");
     const Console console{out, err, terminal};
-    return cli::run(
-        words, console,
-        [this](const std::vector<std::string>& places, const LoadSettings&, const Console&) {
-          const std::string& place = places.front();
-          if (place.starts_with("bad"))
-            throw CommandError({place + ":1: first", place + ":2: second"});
-          return std::make_unique<ScriptedSide>(place == "one" ? source : target);
-        });
+    return cli::run(words, console, [this](const Place& place, const Console&) {
+      const std::string& name = std::get<ScriptPlace>(place).paths.front();
+      if (name.starts_with("bad")) throw CommandError({name + ":1: first", name + ":2: second"});
+      return std::make_unique<ScriptedSide>(name == "one" ? source : target);
+    });
   }
   int compare() {
     scriptEmptyServer(source);
@@ -93,6 +95,9 @@ TEST_F(Command, UsageErrorsAreOneLineAndStatus2) {
   const std::string kNeeds =
       "compare needs SOURCE and TARGET, with '--' between them when they are more than two, and was"
       " given ";
+  const std::string kNoPassword =
+      "a password on the command line is seen by everybody on this machine; leave it out of 'odbc:'"
+      " and give it in another way";
   const struct {
     std::vector<std::string> words;
     std::string complaint;
@@ -110,6 +115,28 @@ TEST_F(Command, UsageErrorsAreOneLineAndStatus2) {
       {{"compare", "--trace=", "a", "b"}, "option '--trace' needs a FILE"},
       {{"compare", "--", "--trace", "x", "b"}, kNeeds + "3"},
       {{"compare", "--trace", "/", "/", "b"}, "--trace would overwrite '/'"},
+      {{"compare", "odbc:prod", "b"},
+       "'odbc:prod' is no connection string such as odbc:DSN=prod;UID=sa"},
+      {{"compare", "odbc:DSN=p;PWD=x", "b"}, kNoPassword},
+      {{"compare", "a", "odbc:DSN=p; password = {x;y}"}, kNoPassword},
+      {{"compare", "odbc:DSN=p;Token=x", "a", "--", "b"},
+       "'odbc:DSN=p;Token=***' is a whole side; nothing can be put beside it"},
+      {{"compare", "--source-server", "s"},
+       "one side is given by options, and the operands are the other"},
+      {{"compare", "--source-server", "s", "a", "--", "b"},
+       "one side is given by options, and the operands are the other"},
+      {{"compare", "--source-server", "s", "--target-server", "t", "a"},
+       "both sides are given by options, and nothing may stand besides"},
+      {{"compare", "--target-user", "u", "a", "odbc:DSN=p"},
+       "--target-user needs --target-server; behind 'odbc:' write UID= and Database="},
+      {{"compare", "--source-password-file", "f", "a", "odbc:DSN=p"},
+       "--source-password-file is for a server, and that side is scripts"},
+      {{"compare", "--odbc-driver", "d", "a", "odbc:DSN=p"},
+       "--odbc-driver needs --source-server or --target-server; behind 'odbc:' write Driver="},
+      {{"compare", "--login-limit", "0", "a", "b"},
+       "--login-limit takes a number of seconds from 1, not '0'"},
+      {{"compare", "--query-limit", "1s", "a", "b"},
+       "--query-limit takes a number of seconds from 0, not '1s'"},
   };
   for (const auto& [words, complaint] : cases) {
     EXPECT_EQ(run(words), kError);
@@ -120,7 +147,7 @@ TEST_F(Command, UsageErrorsAreOneLineAndStatus2) {
 
 TEST_F(Command, HelpAndVersionGoToStandardOutput) {
   EXPECT_EQ(run({"compare", "--help"}), 0);
-  EXPECT_THAT(out.str(), HasSubstr("  --trace FILE               write every statement"));
+  EXPECT_THAT(out.str(), HasSubstr("  --trace FILE                  write every statement"));
   EXPECT_EQ(run({"--version"}), 0);
   EXPECT_THAT(out.str(), StartsWith("kelvane "));
   EXPECT_EQ(err.str(), "");
@@ -179,6 +206,45 @@ TEST_F(Command, NorIsAnErrorBehindAResultThatWasRead) {
                                    "Object does not exist\n"));
   EXPECT_THAT(err.str(), HasSubstr("the server rejected \"SELECT name FROM sysusers WHERE "
                                    "uid=gid"));
+}
+
+TEST_F(Command, AServerThatDoesNotAnswerIsNotAskedAgain) {
+  for (const char* state : {"08S01", "HYT00"}) {
+    source = ScriptedConnection();
+    source.on(kViews, "error 0 " + std::string(state) + " Gone");
+    EXPECT_EQ(compare(), kNotProven);
+    EXPECT_EQ(out.str(), "No differences in what could be read.\n");
+    EXPECT_EQ(err.str(),
+              "kelvane: source: reading stopped: Getting List Of Views: no answer to \"" + kViews +
+                  "\": Gone\n" + kPartial);
+    EXPECT_EQ(source.sent().back().text, kViews);
+  }
+  // A database that cannot be reached is another matter.
+  source = ScriptedConnection();
+  source.on(kViews, "error 911 08004 No such database");
+  EXPECT_EQ(compare(), kNotProven);
+  EXPECT_EQ(source.sent().back().text, kGroups);
+}
+
+TEST_F(Command, WhatWasNotReachedIsNoDifference) {
+  const auto views = [](ScriptedConnection& server, const std::string& names,
+                        const std::string& text) {
+    server.on(kViews, "owner | name" + names);
+    for (const std::string name : {"a", "b", "c", "d"}) {
+      server.on("exec sp_columns " + name + ",dbo", "a|b|c|d");
+      server.on("exec sp_helptext 'dbo." + name + "'", "lines\n1\n---\ntext\n'" + text + "'");
+    }
+  };
+  source.on("exec sp_helptext 'dbo.b'", "error 0 08S01 Gone");
+  views(source, "\ndbo | a\ndbo | b\ndbo | c", "old");
+  target.on(kGroups, "name\nclerks");
+  views(target, "\ndbo | a\ndbo | b\ndbo | c\ndbo | d", "new");
+  EXPECT_EQ(compare(), kNotProven);
+  EXPECT_EQ(out.str(),
+            "view dbo.a\n    Definition: old -> new\n\n"
+            "view dbo.d: only in target\n\n"
+            "2 differences in 2 objects: 2 views. Not everything could be read.\n");
+  EXPECT_THAT(err.str(), HasSubstr(kPartial));
 }
 
 TEST_F(Command, AFaultAtAnyStatementIsNoticed) {

@@ -1,6 +1,5 @@
 // FreeTDS's driver and a server: logins that are refused, connections that are lost, statements
 // that are cancelled, and databases with all that is unusual.
-#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <future>
@@ -8,7 +7,7 @@
 #include <string>
 #include <thread>
 
-#include "cli/run.h"
+#include "drivers/embedded/engine/session.h"
 #include "tests/odbc/servers.h"
 #include "tests/tds/test_catalog.h"
 
@@ -157,6 +156,49 @@ TEST(LiveCancel, EndsRowsThatStream) {
   }
   // Left before its end.
   connection->Open(kEndless, ado::kForwardOnly)->MoveNext();
+  EXPECT_EQ(value(*connection, u"select 1"), "1");
+}
+
+TEST(LiveValues, OfAnyLengthArriveWhole) {
+  // Around the borders of packets and of the pieces that values are read in, and 100 MB.
+  for (const std::size_t length : {16, 511, 512, 513, 8'191, 8'192, 1'000'003, 100'000'000}) {
+    embedded::EmbeddedCatalog catalog = tds::catalogOf(
+        "create table t (t text null, i image null)\ninsert t values (null, null)\ngo\n");
+    // No statement could make such values in good time.
+    embedded::Database& store = catalog.server().catalog.store();
+    const std::string table = *store.value<std::string>("SELECT 't' || id FROM row_tables");
+    store.execute("UPDATE " + table + " SET c1 = substr(hex(randomblob(" +
+                  std::to_string(length / 2 + 1) + ")), 1, " + std::to_string(length) + ");" +
+                  "UPDATE " + table + " SET c2 = CAST(c1 AS BLOB);" + "INSERT INTO " + table +
+                  " VALUES ('last', NULL)");
+    const std::string expected = *store.value<std::string>("SELECT c1 FROM " + table);
+    ASSERT_EQ(expected.size(), length);
+    const LiveServer server(std::move(catalog));
+    const auto connection = server.connect();
+    const auto rows = connection->Open(u"select t, i from t", ado::kForwardOnly);
+    EXPECT_TRUE(std::get<std::u16string_view>(rows->Fields(0).Value()) == toUtf16(expected))
+        << length;
+    const auto image = std::get<ado::Bytes>(rows->Fields(1).Value());
+    EXPECT_TRUE(std::string_view(reinterpret_cast<const char*>(image.data()), image.size()) ==
+                expected)
+        << length;
+    rows->MoveNext();
+    EXPECT_EQ(rows->Fields(0).Value().toText(), u"last");
+    EXPECT_TRUE(rows->Fields(1).Value().isNull());
+  }
+}
+
+TEST(LiveValues, ThatAreNoTextFail) {
+  embedded::EmbeddedCatalog catalog =
+      tds::catalogOf("create table t (t varchar(255) null)\ninsert t values (null)\ngo\n");
+  embedded::Database& store = catalog.server().catalog.store();
+  store.execute("UPDATE " + *store.value<std::string>("SELECT 't' || id FROM row_tables") +
+                " SET c1 = CAST(x'61FF' AS TEXT)");
+  const LiveServer server(std::move(catalog));
+  const auto connection = server.connect();
+  EXPECT_EQ(failureOf([&] { value(*connection, u"select t from t"); }),
+            "The ODBC driver cannot convert a text of column 't': its bytes do not belong to the "
+            "character set of the connection");
   EXPECT_EQ(value(*connection, u"select 1"), "1");
 }
 

@@ -5,11 +5,12 @@
 #include <string>
 #include <utility>
 
+#include "cli/side.h"
 #include "drivers/embedded/connection.h"
 #include "drivers/odbc/connection.h"
 #include "model/text.h"
-#include "tests/tds/freetds_source.h"
-#include "tests/tds/server.h"
+#include "support/tds_server/freetds_source.h"
+#include "support/tds_server/server.h"
 
 namespace kelvane::testing {
 
@@ -35,6 +36,17 @@ class LiveServer {
  private:
   std::unique_ptr<embedded::EmbeddedCatalog> catalog_;
   std::unique_ptr<tds::TdsServer> server_;
+};
+
+// A connection for the command.
+class ConnectionSide final : public cli::Side {
+ public:
+  explicit ConnectionSide(std::unique_ptr<ado::Connection> connection)
+      : connection_(std::move(connection)) {}
+  ado::Connection& connection() override { return *connection_; }
+
+ private:
+  std::unique_ptr<ado::Connection> connection_;
 };
 
 }  // namespace kelvane::testing

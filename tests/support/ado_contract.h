@@ -88,7 +88,6 @@ TEST_P(AdoContractTest, CountsAndWalksTheRows) {
   EXPECT_THROW(none->MoveNext(), RuntimeError);
 
   const auto forward = driver_.connection->Open(driver_.rows, ado::kForwardOnly);
-  EXPECT_EQ(forward->RecordCount(), -1);
   forward->MoveNext();
   EXPECT_EQ(rest(*open(driver_.rows)), "2b -a 10B 2A");
   EXPECT_EQ(rest(*forward), "-a 10B 2A");

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "ado/client_recordset.h"
+#include "ado/recordset_errors.h"
 #include "model/text.h"
 
 namespace kelvane::testing {
@@ -119,25 +120,40 @@ std::string firstDifference(std::string_view sent, std::string_view expected) {
 
 }  // namespace
 
-// Rows whose fields cannot be read.
-class ScriptedConnection::FaultyRecordset final : public ado::Recordset {
+// Rows as a cursor on the server gives them, or rows whose fields cannot be read.
+class ScriptedConnection::ScriptedRecordset final : public ado::Recordset {
  public:
-  FaultyRecordset(ScriptedConnection& connection, std::deque<ado::RowSet> results)
-      : connection_(connection), rows_(std::move(results)) {}
+  ScriptedRecordset(ScriptedConnection& connection, std::deque<ado::RowSet> results,
+                    std::exception_ptr behind, const ado::OpenMode& mode, bool faulty)
+      : connection_(connection),
+        rows_(std::move(results), std::move(behind)),
+        forwardOnly_(mode.location == ado::CursorLocation::server),
+        faulty_(faulty) {}
 
   ado::ObjectState State() const override { return rows_.State(); }
-  std::int32_t RecordCount() const override { return rows_.RecordCount(); }
+  std::int32_t RecordCount() const override { return forwardOnly_ ? -1 : rows_.RecordCount(); }
   bool EndOfRows() const override { return rows_.EndOfRows(); }
   void MoveNext() override { rows_.MoveNext(); }
   bool NextRecordset() override { return rows_.NextRecordset(); }
   std::int32_t FieldCount() const override { return rows_.FieldCount(); }
-  const ado::Field& Fields(std::int32_t) const override { throw connection_.injected(); }
-  const ado::Field& Fields(std::u16string_view) const override { throw connection_.injected(); }
-  void Sort(std::u16string_view criteria) override { rows_.Sort(criteria); }
+  const ado::Field& Fields(std::int32_t ordinal) const override { return fields().Fields(ordinal); }
+  const ado::Field& Fields(std::u16string_view name) const override {
+    return fields().Fields(name);
+  }
+  void Sort(std::u16string_view criteria) override {
+    if (forwardOnly_) throw ado::forwardOnlyError();
+    rows_.Sort(criteria);
+  }
 
  private:
+  const ado::ClientRecordset& fields() const {
+    if (faulty_) throw connection_.injected();
+    return rows_;
+  }
+
   ScriptedConnection& connection_;
   ado::ClientRecordset rows_;
+  bool forwardOnly_, faulty_;
 };
 
 ScriptedConnection& ScriptedConnection::on(std::string statement, std::string answer) {
@@ -213,9 +229,9 @@ std::unique_ptr<ado::Recordset> ScriptedConnection::Open(std::u16string_view sou
     const ado::Failure failed = failure(notice.number, notice.state, notice.text);
     if (notice.fails) behind = std::make_exception_ptr(failed);
   }
-  if (faulty) return std::make_unique<FaultyRecordset>(*this, std::move(answer.results));
-  if (behind && answer.results.empty()) std::rethrow_exception(behind);
-  return std::make_unique<ado::ClientRecordset>(std::move(answer.results), behind);
+  if (!faulty && behind && answer.results.empty()) std::rethrow_exception(behind);
+  return std::make_unique<ScriptedRecordset>(*this, std::move(answer.results), behind, mode,
+                                             faulty);
 }
 
 }  // namespace kelvane::testing

@@ -60,7 +60,7 @@ class ScriptedConnection final : public ado::Connection {
   const std::vector<ado::Error>& Errors() const override { return errors_; }
 
  private:
-  class FaultyRecordset;
+  class ScriptedRecordset;
   struct Entry {
     std::string statement;
     std::string answer;

@@ -1,4 +1,5 @@
-// What clients that nobody here wrote see of the server: FreeTDS's tsql and bsqldb.
+// What clients that nobody here wrote see of the server: FreeTDS's tsql and bsqldb, unixODBC's
+// isql, and jTDS.
 
 #include <algorithm>
 #include <array>
@@ -14,8 +15,8 @@
 #include "drivers/embedded/engine/moment.h"
 #include "drivers/embedded/script.h"
 #include "model/text.h"
+#include "support/tds_server/server.h"
 #include "tests/support/temporary_folder.h"
-#include "tests/tds/server.h"
 #include "tests/tds/test_catalog.h"
 
 namespace kelvane::tds {
@@ -34,8 +35,38 @@ struct Printed {
   std::string messages;
 };
 
+// Programs in a folder of their own.
+class Programs {
+ public:
+  Printed run(const std::string& command, const std::string& input) const {
+    std::ofstream(folder_ / "in") << input;
+    const std::string at = folder_.string();
+    const std::string line = "cd '" + at + "' && FREETDSCONF='" + at +
+                             "/freetds.conf' LC_ALL=C.UTF-8 timeout 100 " + command +
+                             " <in >out 2>messages";
+    (void)!std::system(line.c_str());
+    return {read("out"), read("messages")};
+  }
+
+ protected:
+  testing::TemporaryFolder folder_;
+
+ private:
+  // Without what tsql says about itself.
+  std::string read(const std::string& name) const {
+    std::ifstream file(folder_ / name);
+    std::string text, line;
+    while (std::getline(file, line)) {
+      const bool aboutItself =
+          line.starts_with("locale ") || line.starts_with("using default charset ");
+      if (!aboutItself) text += line + "\n";
+    }
+    return text;
+  }
+};
+
 // FreeTDS's programs, told to use a server.
-class FreeTds {
+class FreeTds : private Programs {
  public:
   explicit FreeTds(const TdsServer& server, const std::string& more = "") {
     std::ofstream(folder_ / "freetds.conf")
@@ -60,30 +91,6 @@ class FreeTds {
   Printed bsqldb(const std::string& input) const {
     return run("bsqldb -S kelvane -U sa -P secret", input);
   }
-
- private:
-  Printed run(const std::string& command, const std::string& input) const {
-    std::ofstream(folder_ / "in") << input;
-    const std::string at = folder_.string();
-    const std::string line = "cd '" + at + "' && FREETDSCONF='" + at +
-                             "/freetds.conf' LC_ALL=C.UTF-8 timeout 100 " + command +
-                             " <in >out 2>messages";
-    (void)!std::system(line.c_str());
-    return {read("out"), read("messages")};
-  }
-  // Without what tsql says about itself.
-  std::string read(const std::string& name) const {
-    std::ifstream file(folder_ / name);
-    std::string text, line;
-    while (std::getline(file, line)) {
-      const bool aboutItself =
-          line.starts_with("locale ") || line.starts_with("using default charset ");
-      if (!aboutItself) text += line + "\n";
-    }
-    return text;
-  }
-
-  testing::TemporaryFolder folder_;
 };
 
 // A catalog behind a server, and programs that use it.
@@ -210,6 +217,32 @@ TEST_F(TdsServerTest, AnswersTheReadersStatementsAsTheEmbeddedConnectionDoes) {
   const Printed printed = FreeTds(server).tsql(input);
   EXPECT_EQ(printed.rows, expected.rows);
   EXPECT_EQ(numbersAndTexts(printed.messages), expected.messages);
+}
+
+TEST(TdsServerForJava, AnswersTheReadersStatementsAsTheEmbeddedConnectionDoes) {
+  constexpr std::string_view kJar = KELVANE_JTDS;
+  if (kJar.empty() || std::system("command -v java >/dev/null") != 0)
+    GTEST_SKIP() << "install libjtds-java and a JDK";
+  EmbeddedCatalog catalog = shop();
+  std::string input;
+  Printed expected;
+  {
+    const auto statements = readersStatements(catalog);
+    const auto connection = catalog.connect();
+    for (const std::u16string& statement : statements) {
+      input += toUtf8(statement) + "\ngo\n";
+      const Printed answer = embeddedAnswer(*connection, statement);
+      expected.rows += answer.rows;
+      expected.messages += answer.messages;
+    }
+  }
+  const TdsServer server(catalog);
+  const Printed printed = Programs().run("java -Dfile.encoding=UTF-8 -cp '" + std::string(kJar) +
+                                             "' " KELVANE_TEST_FOLDER "/JtdsClient.java " +
+                                             std::to_string(server.port()),
+                                         input);
+  EXPECT_EQ(printed.rows, expected.rows);
+  EXPECT_EQ(printed.messages, expected.messages);
 }
 
 // --- What a client sees of a batch ---

@@ -8,9 +8,9 @@
 #include <unistd.h>
 
 #include "drivers/embedded/connection.h"
-#include "tests/tds/server.h"
+#include "support/tds_server/server.h"
+#include "support/tds_server/wire.h"
 #include "tests/tds/test_catalog.h"
-#include "tests/tds/wire.h"
 
 namespace kelvane::tds {
 namespace {

@@ -349,7 +349,8 @@ std::string Catalog::rowTable(int tableId) {
   for (const ColumnInfo& column : columns(tableId)) {
     definition += concat(definition.empty() ? "" : ", ", column.sqliteColumn, " COLLATE RTRIM");
   }
-  store_.execute(concat("CREATE TABLE ", rowStore(tableId), ".", table.sqliteTable, "(", definition, ")"));
+  store_.execute(
+      concat("CREATE TABLE ", rowStore(tableId), ".", table.sqliteTable, "(", definition, ")"));
   store_.run("INSERT INTO row_tables(id) VALUES (?)", tableId);
   const Caller caller;
   CatalogWriter writer(*this, caller);

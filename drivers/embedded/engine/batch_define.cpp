@@ -111,10 +111,10 @@ void BatchRun::define(const tsql::Statement& statement) {
   }
   if (const auto* alter = std::get_if<AlterTable>(&statement.node)) {
     if (alter->table.name.starts_with('#')) {
-      throw ServerError(kNotSupported, 16, 1,
-                        "The embedded catalog cannot alter the temporary table '" +
-                            alter->table.name + "'.",
-                        alter->table.range.line);
+      throw ServerError(
+          kNotSupported, 16, 1,
+          "The embedded catalog cannot alter the temporary table '" + alter->table.name + "'.",
+          alter->table.range.line);
     }
   }
   if (const auto* drop = std::get_if<Drop>(&statement.node)) return dropObjects(*drop);

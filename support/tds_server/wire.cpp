@@ -1,4 +1,4 @@
-#include "tests/tds/wire.h"
+#include "support/tds_server/wire.h"
 
 #include <utility>
 

@@ -20,7 +20,7 @@
 #include <string_view>
 
 #include "drivers/embedded/connection.h"
-#include "tests/tds/wire.h"
+#include "support/tds_server/wire.h"
 
 namespace kelvane::tds {
 

@@ -1,6 +1,6 @@
-#include "tests/tds/reply.h"
+#include "support/tds_server/reply.h"
 
-#include "tests/tds/columns.h"
+#include "support/tds_server/columns.h"
 
 namespace kelvane::tds {
 

@@ -1,10 +1,10 @@
-#include "tests/tds/login.h"
+#include "support/tds_server/login.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 
-#include "tests/tds/wire.h"
+#include "support/tds_server/wire.h"
 
 namespace kelvane::tds {
 namespace {

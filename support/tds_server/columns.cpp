@@ -1,4 +1,4 @@
-#include "tests/tds/columns.h"
+#include "support/tds_server/columns.h"
 
 #include <algorithm>
 #include <iterator>

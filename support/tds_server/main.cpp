@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "drivers/embedded/script.h"
-#include "tests/tds/server.h"
+#include "support/tds_server/server.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "drivers/embedded/catalog/result.h"
-#include "tests/tds/wire.h"
+#include "support/tds_server/wire.h"
 
 namespace kelvane::tds {
 

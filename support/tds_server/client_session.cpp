@@ -1,4 +1,4 @@
-#include "tests/tds/client_session.h"
+#include "support/tds_server/client_session.h"
 
 #include <algorithm>
 #include <exception>

@@ -1,4 +1,4 @@
-#include "tests/tds/server.h"
+#include "support/tds_server/server.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/tds/client_session.h"
+#include "support/tds_server/client_session.h"
 
 namespace kelvane::tds {
 namespace {
@@ -79,14 +79,20 @@ class Connection {
   bool send() {
     std::string& output = client_.output();
     if (output.empty()) return true;
-    const ssize_t length = ::send(*socket_, output.data(), output.size(), MSG_NOSIGNAL);
+    const ssize_t length =
+        ::send(*socket_, output.data() + sent_, output.size() - sent_, MSG_NOSIGNAL);
     if (length < 0) return mayTryAgain();
-    output.erase(0, static_cast<std::size_t>(length));
+    sent_ += static_cast<std::size_t>(length);
+    // Not a piece at a time: a long value would be moved for each of them.
+    if (sent_ < output.size() / 2) return true;
+    output.erase(0, sent_);
+    sent_ = 0;
     return true;
   }
 
   FileDescriptor socket_;
   ClientSession client_;
+  std::size_t sent_ = 0;  // of its output
 };
 
 }  // namespace

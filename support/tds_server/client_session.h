@@ -11,9 +11,9 @@
 #include <string_view>
 
 #include "drivers/embedded/engine/session.h"
-#include "tests/tds/login.h"
-#include "tests/tds/reply.h"
-#include "tests/tds/server.h"
+#include "support/tds_server/login.h"
+#include "support/tds_server/reply.h"
+#include "support/tds_server/server.h"
 
 namespace kelvane::tds {
 

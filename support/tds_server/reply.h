@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "drivers/embedded/engine/session.h"
-#include "tests/tds/wire.h"
+#include "support/tds_server/wire.h"
 
 namespace kelvane::tds {
 

@@ -1,0 +1,219 @@
+#include "cli/compare_request.h"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <vector>
+
+#include "model/text.h"
+
+namespace kelvane::cli {
+namespace {
+
+constexpr std::string_view kAllowNulls = "--allow-nulls-by-default", kAse = "--ase",
+                           kKeepGoing = "--keep-going", kLoginLimit = "--login-limit",
+                           kOdbcDriver = "--odbc-driver", kQueryLimit = "--query-limit",
+                           kTrace = "--trace", kVerbose = "--verbose";
+
+// What may be said about a side that is a server.
+struct SideOptions {
+  std::string_view server, user, database, passwordFile;
+};
+constexpr std::array<SideOptions, 2> kSideOptions{{
+    {"--source-server", "--source-user", "--source-database", "--source-password-file"},
+    {"--target-server", "--target-user", "--target-database", "--target-password-file"},
+}};
+
+constexpr auto kOptions = std::to_array<Option>({
+    {kAllowNulls, "", "columns without null or not null take null"},
+    {kAse, "RELEASE", "be strictly a 12.5, 15 or 16"},
+    {kKeepGoing, "", "report every statement that fails and compare the rest"},
+    {kLoginLimit, "SECONDS", "for a server to let the login in; 15 unless said"},
+    {kOdbcDriver, "NAME", "of --source-server and --target-server; FreeTDS unless said"},
+    {kQueryLimit, "SECONDS", "for a server to answer a statement; 300 unless said, 0: none"},
+    {kSideOptions[0].server, "SERVER", "as the driver knows it, or HOST:PORT; in place of SOURCE"},
+    {kSideOptions[0].user, "USER", "to log in to that server as"},
+    {kSideOptions[0].database, "DATABASE", "of that server; that of the login unless said"},
+    {kSideOptions[0].passwordFile, "FILE", "that only you may read; its first line is used"},
+    {kSideOptions[1].server, "SERVER", "as --source-server, in place of TARGET"},
+    {kSideOptions[1].user, "USER", "as --source-user"},
+    {kSideOptions[1].database, "DATABASE", "as --source-database"},
+    {kSideOptions[1].passwordFile, "FILE", "as --source-password-file"},
+    {kTrace, "FILE", "write every statement and progress event, one JSON object a line"},
+    {kVerbose, "", "tell what in the scripts was accepted and ignored"},
+});
+
+struct ReleaseName {
+  std::string_view name;
+  embedded::Release release;
+};
+constexpr auto kReleases = std::to_array<ReleaseName>({
+    {"12.5", embedded::Release::ase125},
+    {"15", embedded::Release::ase15},
+    {"16", embedded::Release::ase16},
+});
+
+constexpr std::string_view kServerMark = "odbc:";
+constexpr std::string_view kDefaultDriver = "FreeTDS";
+
+std::string text(std::string_view option) { return std::string(option); }
+
+LoadSettings loadSettings(const Arguments& arguments) {
+  LoadSettings settings;
+  settings.keepGoing = arguments.has(kKeepGoing);
+  settings.verbose = arguments.has(kVerbose);
+  settings.catalog.allowNullsByDefault = arguments.has(kAllowNulls);
+  if (const auto name = arguments.value(kAse)) {
+    const auto* known = std::ranges::find(kReleases, *name, &ReleaseName::name);
+    if (known == kReleases.end())
+      throw UsageError("--ase takes 12.5, 15 or 16, not '" + *name + "'");
+    settings.catalog.release = known->release;
+  }
+  return settings;
+}
+
+std::chrono::seconds seconds(const Arguments& arguments, std::string_view option, int atLeast,
+                             int unlessSaid) {
+  constexpr int kMost = 1'000'000;
+  const auto value = arguments.value(option);
+  if (!value) return std::chrono::seconds(unlessSaid);
+  int number = -1;
+  const char* end = value->data() + value->size();
+  const auto [stop, error] = std::from_chars(value->data(), end, number);
+  if (error != std::errc() || stop != end || number < atLeast || number > kMost)
+    throw UsageError(text(option) + " takes a number of seconds from " + std::to_string(atLeast) +
+                     ", not '" + *value + "'");
+  return std::chrono::seconds(number);
+}
+
+// What holds for both sides.
+struct Settings {
+  LoadSettings load;
+  odbc::ConnectOptions limits;
+};
+
+Settings settingsOf(const Arguments& arguments) {
+  return {loadSettings(arguments),
+          {.loginLimit = seconds(arguments, kLoginLimit, 1, 15),
+           .queryLimit = seconds(arguments, kQueryLimit, 0, 300)}};
+}
+
+bool isServer(const std::string& operand) { return operand.starts_with(kServerMark); }
+
+ServerPlace serverOfOperand(const std::string& operand) {
+  const odbc::ConnectionString address(
+      toUtf16(std::string_view(operand).substr(kServerMark.size())));
+  if (address.find(odbc::kPasswordKeywords))
+    throw UsageError(
+        "a password on the command line is seen by everybody on this machine; leave it out of "
+        "'odbc:' and give it in another way");
+  const std::string shown = text(kServerMark) + toUtf8(odbc::masked(address.text()));
+  if (operand.find('=') == operand.npos)
+    throw UsageError("'" + shown + "' is no connection string such as odbc:DSN=prod;UID=sa");
+  return {shown, address, {}, {}};
+}
+
+bool isNumber(std::string_view text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+}
+
+ServerPlace serverOfOptions(const Arguments& arguments, const SideOptions& options) {
+  const std::string server = *arguments.value(options.server);
+  odbc::ConnectionString address({});
+  const auto add = [&](std::u16string_view keyword, const std::optional<std::string>& value) {
+    if (value) address.add(keyword, toUtf16(*value));
+  };
+  add(u"Driver", arguments.value(kOdbcDriver).value_or(std::string(kDefaultDriver)));
+  const bool freeTds = address.isForFreeTds();
+  const std::size_t colon = server.rfind(':');
+  if (colon != server.npos && colon == server.find(':') &&
+      isNumber(std::string_view(server).substr(colon + 1))) {
+    add(u"Server", server.substr(0, colon));
+    add(u"Port", server.substr(colon + 1));
+  } else {
+    add(freeTds ? u"Servername" : u"Server", server);
+  }
+  if (freeTds) add(u"TDS_Version", "5.0");
+  add(u"UID", arguments.value(options.user));
+  add(u"Database", arguments.value(options.database));
+  return {text(options.server) + " " + server, address, {}, {}};
+}
+
+// The operands of each side; a side that is given by options has none.
+std::array<std::vector<std::string>, 2> operandsOfSides(const Arguments& arguments) {
+  const std::vector<std::string>& all = arguments.operands;
+  std::array<bool, 2> byOption{};
+  for (std::size_t side = 0; side < 2; ++side)
+    byOption[side] = arguments.has(kSideOptions[side].server);
+  const auto count = std::ranges::count(byOption, true);
+  if (count == 0 && arguments.has(kOdbcDriver))
+    throw UsageError(text(kOdbcDriver) + " needs " + text(kSideOptions[0].server) + " or " +
+                     text(kSideOptions[1].server) + "; behind 'odbc:' write Driver=");
+  if (count > 0) {
+    const bool enough = count == 2 ? all.empty() : !all.empty();
+    if (arguments.parting || !enough)
+      throw UsageError(count == 2 ? "both sides are given by options, and nothing may stand besides"
+                                  : "one side is given by options, and the operands are the other");
+    return {byOption[0] ? std::vector<std::string>() : all,
+            byOption[1] ? std::vector<std::string>() : all};
+  }
+  if (!arguments.parting && all.size() != 2)
+    throw UsageError(
+        "compare needs SOURCE and TARGET, with '--' between them when they are more"
+        " than two, and was given " +
+        std::to_string(all.size()));
+  const auto parting = all.begin() + static_cast<std::ptrdiff_t>(arguments.parting.value_or(1));
+  if (parting == all.end()) throw UsageError("compare needs a TARGET behind '--'");
+  return {std::vector(all.begin(), parting), std::vector(parting, all.end())};
+}
+
+Place placeOf(const Arguments& arguments, const std::vector<std::string>& operands,
+              const SideOptions& options, const Settings& settings) {
+  const bool byOption = arguments.has(options.server);
+  if (!byOption) {
+    for (const std::string_view option : {options.user, options.database}) {
+      if (arguments.has(option))
+        throw UsageError(text(option) + " needs " + text(options.server) +
+                         "; behind 'odbc:' write UID= and Database=");
+    }
+  }
+  const auto server = std::ranges::find_if(operands, isServer);
+  if (!byOption && server == operands.end()) {
+    if (arguments.has(options.passwordFile))
+      throw UsageError(text(options.passwordFile) + " is for a server, and that side is scripts");
+    return ScriptPlace{operands, settings.load};
+  }
+  ServerPlace place = byOption ? serverOfOptions(arguments, options) : serverOfOperand(*server);
+  if (operands.size() > 1)
+    throw UsageError("'" + place.name + "' is a whole side; nothing can be put beside it");
+  place.passwordFile = arguments.value(options.passwordFile);
+  place.limits = settings.limits;
+  return place;
+}
+
+}  // namespace
+
+std::span<const Option> compareOptions() { return kOptions; }
+
+CompareRequest parseCompare(std::span<const std::string> words) {
+  const Arguments arguments = parseArguments(words, kOptions);
+  const auto operands = operandsOfSides(arguments);
+  const Settings settings = settingsOf(arguments);
+  CompareRequest request{{placeOf(arguments, operands[0], kSideOptions[0], settings),
+                          placeOf(arguments, operands[1], kSideOptions[1], settings)},
+                         arguments.value(kTrace)};
+  if (request.trace) {
+    std::vector<std::string> files = arguments.operands;
+    for (const SideOptions& options : kSideOptions) {
+      if (const auto file = arguments.value(options.passwordFile)) files.push_back(*file);
+    }
+    for (const std::string& file : files) {
+      std::error_code ignored;
+      if (std::filesystem::equivalent(*request.trace, file, ignored))
+        throw UsageError("--trace would overwrite '" + file + "'");
+    }
+  }
+  return request;
+}
+
+}  // namespace kelvane::cli

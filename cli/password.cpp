@@ -1,0 +1,112 @@
+#include "cli/password.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <optional>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "model/text.h"
+
+namespace kelvane::cli {
+namespace {
+
+[[noreturn]] void refuse(const std::string& path, const std::string& reason) {
+  throw CommandError({"password file '" + path + "': " + reason});
+}
+
+class File {
+ public:
+  // A pipe without a writer does not hold the program up.
+  explicit File(const std::string& path)
+      : number_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {
+    if (number_ < 0) refuse(path, std::strerror(errno));
+  }
+  ~File() { close(number_); }
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+  int number() const { return number_; }
+
+ private:
+  int number_;
+};
+
+std::string firstLine(const std::string& path) {
+  const File file(path);
+  struct stat facts {};
+  if (fstat(file.number(), &facts) != 0) refuse(path, std::strerror(errno));
+  if (!S_ISREG(facts.st_mode)) refuse(path, "is no regular file");
+  if (facts.st_uid != geteuid() && facts.st_uid != 0) refuse(path, "belongs to somebody else");
+  if ((facts.st_mode & (S_IRWXG | S_IRWXO)) != 0)
+    refuse(path, "others may read or write it; chmod 600 makes it yours alone");
+  std::string text(4096, '\0');
+  const ssize_t length = read(file.number(), text.data(), text.size());
+  if (length < 0) refuse(path, std::strerror(errno));
+  text.resize(static_cast<std::size_t>(length));
+  std::string line = text.substr(0, text.find('\n'));
+  if (line.ends_with('\r')) line.pop_back();
+  if (line.empty()) refuse(path, "its first line is empty");
+  return line;
+}
+
+std::optional<std::string> variable(const std::string& name) {
+  const char* value = std::getenv(name.c_str());
+  return value ? std::optional<std::string>(value) : std::nullopt;
+}
+
+std::string variableOf(std::string_view side) {
+  std::string name = "KELVANE_";
+  for (const char letter : side) name += static_cast<char>(letter - 'a' + 'A');
+  return name + "_PASSWORD";
+}
+
+// The data source's password is that of its own user.
+std::optional<std::u16string> passwordOfDataSource(const odbc::ConnectionString& address) {
+  const auto user = address.find(odbc::kUserKeywords);
+  const auto itsUser = address.findInDataSource(odbc::kUserKeywords);
+  if (user && itsUser && *user != *itsUser) return std::nullopt;
+  return address.findInDataSource(odbc::kPasswordKeywords);
+}
+
+std::optional<std::string> findPassword(const ServerPlace& place, std::string_view side) {
+  if (place.passwordFile) return firstLine(*place.passwordFile);
+  if (auto password = variable(variableOf(side))) return password;
+  if (const auto password = passwordOfDataSource(place.address)) return toUtf8(*password);
+  return place.address.find(odbc::kUserKeywords) ? variable("KELVANE_PASSWORD") : std::nullopt;
+}
+
+std::string ask(const std::string& whose, std::string_view side, const Console& console) {
+  if (console.askSecret) {
+    if (auto password = console.askSecret("Password of " + whose + ": ")) return *password;
+  }
+  throw CommandError({"no password for " + whose + ": put it into " + variableOf(side) +
+                      " or a file for --" + std::string(side) +
+                      "-password-file, or run kelvane on a terminal"});
+}
+
+}  // namespace
+
+void givePassword(ServerPlace& place, std::string_view side, const Console& console) {
+  const auto named = place.address.find(odbc::kUserKeywords);
+  if (!named) {
+    if (const auto user = place.address.findInDataSource(odbc::kUserKeywords))
+      place.address.add(odbc::kUserKeywords.front(), *user);
+  }
+  auto password = findPassword(place, side);
+  if (!password && named)
+    password =
+        ask(toUtf8(*named) + " (" + std::string(side) + ", " + place.name + ")", side, console);
+  if (!password) return;
+  const std::u16string text = toUtf16(*password);
+  if (toUtf8(text) != *password) throw CommandError({place.name + ": the password is no UTF-8"});
+  try {
+    place.address.add(odbc::kPasswordKeywords.front(), text);
+  } catch (const ado::Failure& failure) {
+    throw CommandError({place.name + ": " + failure.what()});
+  }
+}
+
+}  // namespace kelvane::cli

@@ -1,0 +1,39 @@
+// What the user calls a side, before anything is opened.
+//
+// Plain values.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "drivers/embedded/options.h"
+#include "drivers/odbc/connection.h"
+#include "drivers/odbc/connection_string.h"
+
+namespace kelvane::cli {
+
+// How scripts become a database.
+struct LoadSettings {
+  bool keepGoing = false;  // past statements that fail
+  bool verbose = false;    // tell what was accepted and ignored, and the like
+  embedded::CatalogOptions catalog;
+};
+
+// T-SQL script files and folders of them, at least one.
+struct ScriptPlace {
+  std::vector<std::string> paths;
+  LoadSettings settings;
+};
+
+struct ServerPlace {
+  std::string name;  // as it is shown: without a secret
+  odbc::ConnectionString address;
+  std::optional<std::string> passwordFile;
+  odbc::ConnectOptions limits;
+};
+
+using Place = std::variant<ScriptPlace, ServerPlace>;
+
+}  // namespace kelvane::cli

@@ -1,0 +1,240 @@
+// The program over live servers: its sides, its passwords, its limits and Ctrl-C.
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <latch>
+#include <sstream>
+#include <sys/stat.h>
+
+#include "cli/console.h"
+#include "drivers/embedded/script.h"
+#include "support/tds_server/server.h"
+#include "tests/cli/program.h"
+#include "tests/support/temporary_folder.h"
+#include "tests/tds/test_catalog.h"
+
+namespace kelvane::cli {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+using testing::Program;
+
+const std::string kPassword = "a;b{c}d=\u00E9";
+const std::string kScript =
+    "create table t (a int not null, b varchar(20) null, primary key (a))\ngo\n"
+    "create view v as select a from t\ngo\n";
+
+class Live : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (std::system("odbcinst -q -d -n FreeTDS >/dev/null 2>&1") != 0)
+      GTEST_SKIP() << "install tdsodbc and unixodbc";
+  }
+
+  std::string file(const std::string& name, const std::string& text, mode_t mode = 0600) const {
+    std::string path = (folder_ / name).string();
+    std::ofstream(path, std::ios::binary) << text;
+    chmod(path.c_str(), mode);
+    return path;
+  }
+  // Data sources for a server, with further lines in the second.
+  void describe(const tds::TdsServer& server, const std::string& more) {
+    const std::string common =
+        "Driver=FreeTDS\nServer=127.0.0.1\nTDS_Version=5.0\nPort=" + std::to_string(server.port()) +
+        "\n";
+    file("odbc.ini", "[plain]\n" + common + "[full]\n" + common + more);
+  }
+  std::string address(const tds::TdsServer& server) const {
+    return "127.0.0.1:" + std::to_string(server.port());
+  }
+  Program::Environment with(const Program::Environment& more = {}) const {
+    Program::Environment all{{"ODBCINI", (folder_ / "odbc.ini").string()}};
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+  }
+
+  const kelvane::testing::TemporaryFolder folder_;
+};
+
+tds::ServerOptions guarded() { return {.users = {{"sa", {kPassword}}, {"b}", {"plain"}}}}; }
+
+TEST_F(Live, SidesOfAnyKindsDifferAlike) {
+  const auto example = [](const std::string& name) {
+    return (std::filesystem::path(KELVANE_TEST_FOLDER) / "../../examples" / name).string();
+  };
+  const std::string oldScript = example("shop-1.sql"), newScript = example("shop-2.sql");
+  std::ostringstream listing;
+  listing << std::ifstream(example("shop-differences.txt")).rdbuf();
+  embedded::EmbeddedCatalog oldCatalog, newCatalog;
+  ASSERT_TRUE(embedded::loadFile(oldCatalog, oldScript).succeeded());
+  ASSERT_TRUE(embedded::loadFile(newCatalog, newScript).succeeded());
+  const tds::TdsServer oldServer(oldCatalog), newServer(newCatalog);
+  describe(newServer, "UID=sa\nPWD=x\n");
+  const std::vector<std::vector<std::string>> cases{
+      {"--source-server", address(oldServer), "--source-user", "sa", newScript},
+      {oldScript, "--target-server", address(newServer), "--target-user", "sa"},
+      {"--source-server", address(oldServer), "--source-user", "sa", "--source-database", "main",
+       "odbc:DSN=full"},
+      {oldScript, "odbc:DSN=plain;UID=sa"},
+      {"odbc:Driver=FreeTDS;TDS_Version=5.0;Server=127.0.0.1;UID=sa;Port=" +
+           std::to_string(oldServer.port()),
+       "odbc:DSN=full;Database={main}"},
+  };
+  for (auto words : cases) {
+    words.insert(words.begin(), "compare");
+    Program live(words, with({{"KELVANE_PASSWORD", "x"}}));
+    EXPECT_EQ(live.wait(), kDifferences);
+    EXPECT_EQ(live.output(), listing.str());
+  }
+}
+
+TEST_F(Live, APasswordComesFromItsSourcesInTheirOrder) {
+  auto catalog = tds::catalogOf(kScript);
+  const tds::TdsServer server(catalog, guarded());
+  describe(server, "UID=b}\nPWD=plain\n");
+  const std::string script = file("script.sql", kScript);
+  const std::string good = file("good", kPassword + "\r\nmore\n");
+  const std::string wrong = file("wrong", "nonsense\n"), open = file("open", kPassword, 0640);
+  const std::string kNeedsMode = "others may read or write it; chmod 600 makes it yours alone";
+  const struct {
+    std::string side;
+    std::vector<std::string> options;
+    Program::Environment environment;
+    std::string complaint;  // none: the login succeeds
+  } cases[] = {
+      {"plain;UID=sa", {}, {{"KELVANE_SOURCE_PASSWORD", kPassword}}, ""},
+      {"plain;UID=sa", {}, {{"KELVANE_PASSWORD", kPassword}}, ""},
+      {"plain;UID=sa",
+       {},
+       {{"KELVANE_TARGET_PASSWORD", kPassword}},
+       "no password for sa (source, odbc:DSN=plain;UID=sa): put it into KELVANE_SOURCE_PASSWORD or "
+       "a file for --source-password-file, or run kelvane on a terminal"},
+      {"plain;UID=sa", {"--source-password-file", good}, {}, ""},
+      {"plain;UID=sa", {"--source-password-file", good}, {{"KELVANE_SOURCE_PASSWORD", "x"}}, ""},
+      {"plain;UID=sa", {}, {{"KELVANE_SOURCE_PASSWORD", kPassword}, {"KELVANE_PASSWORD", "x"}}, ""},
+      {"plain;UID=sa", {"--source-password-file", wrong}, {}, "Login failed."},
+      {"plain;UID=sa", {"--source-password-file", open}, {}, kNeedsMode},
+      {"plain;UID=sa", {"--source-password-file", folder_.string()}, {}, "is no regular file"},
+      {"plain;UID=sa", {"--source-password-file", good + "x"}, {}, "No such file or directory"},
+      {"plain;UID=sa", {"--source-password-file", file("empty", "\n")}, {}, "first line is empty"},
+      {"full", {}, {}, ""},
+      {"full", {}, {{"KELVANE_PASSWORD", "x"}}, ""},
+      {"full", {}, {{"KELVANE_SOURCE_PASSWORD", "x"}}, "Login failed."},
+      {"full;UID=sa", {}, {{"KELVANE_PASSWORD", kPassword}}, ""},
+      {"plain", {}, {}, "cannot connect without a user's name"},
+      {"plain;UID=sa", {}, {{"KELVANE_PASSWORD", "};"}}, "FreeTDS takes no PWD with '};' in it"},
+      {"plain;UID=sa", {}, {{"KELVANE_PASSWORD", "\xE9"}}, "the password is no UTF-8"},
+  };
+  for (const auto& [side, options, environment, complaint] : cases) {
+    std::vector<std::string> words{"compare"};
+    words.insert(words.end(), options.begin(), options.end());
+    words.insert(words.end(), {"odbc:DSN=" + side, script});
+    Program program(words, with(environment));
+    SCOPED_TRACE(::testing::PrintToString(words) + complaint);
+    EXPECT_EQ(program.wait(), complaint.empty() ? kNoDifference : kError);
+    EXPECT_THAT(program.output(), HasSubstr(complaint.empty() ? "No differences." : complaint));
+    EXPECT_THAT(program.output(), Not(HasSubstr(kPassword)));
+  }
+}
+
+TEST_F(Live, TheTerminalAsksWithoutShowing) {
+  auto catalog = tds::catalogOf(kScript);
+  const tds::TdsServer server(catalog, guarded());
+  describe(server, "");
+  const std::string side = "odbc:DSN=plain;UID=sa";
+  const std::vector<std::string> words{"compare", side, side};
+  const std::string question = "Password of sa (source, odbc:DSN=plain;UID=sa): ";
+  Program answered(words, with(), Program::Terminal::own);
+  for (const char* name : {"source", "target"}) {
+    ASSERT_TRUE(answered.waitFor("Password of sa (" + std::string(name) + ", " + side + "): "));
+    EXPECT_FALSE(answered.echoes());
+    answered.type(kPassword + "\n");
+  }
+  EXPECT_EQ(answered.wait(), kNoDifference);
+  EXPECT_TRUE(answered.echoes());
+  EXPECT_THAT(answered.output(), HasSubstr("No differences."));
+  EXPECT_THAT(answered.output(), Not(HasSubstr(kPassword)));
+
+  for (const auto& [key, status] : {std::pair<const char*, int>("\x03", 128 + SIGINT),
+                                    std::pair<const char*, int>("\x04", kError)}) {
+    Program ended(words, with(), Program::Terminal::own);
+    ASSERT_TRUE(ended.waitFor(question));
+    ended.type(key);
+    EXPECT_EQ(ended.wait(), status);
+    EXPECT_TRUE(ended.echoes());
+  }
+}
+
+TEST_F(Live, AnotherDatabaseThanTheOneAskedForIsAnError) {
+  auto catalog = tds::catalogOf(kScript);
+  const tds::TdsServer server(catalog);
+  describe(server, "UID=sa\nPWD=x\nDatabase=nowhere\n");
+  // FreeTDS does not know "DB", so that the server is never asked for it.
+  for (const auto& [side, complaint] :
+       {std::pair("odbc:DSN=full", "database 'nowhere'"),
+        std::pair("odbc:DSN=plain;UID=sa;DB=no''where",
+                  "odbc:DSN=plain;UID=sa;DB=no''where: the login leads to the database 'main', "
+                  "not to 'no''where'")}) {
+    Program program({"compare", side, file("script.sql", kScript)},
+                    with({{"KELVANE_PASSWORD", "x"}}));
+    EXPECT_EQ(program.wait(), kError);
+    EXPECT_THAT(program.output(), HasSubstr(complaint));
+  }
+}
+
+TEST_F(Live, ASignalEndsTheReadingAndASecondTheProgram) {
+  for (const bool twice : {false, true}) {
+    auto catalog = tds::catalogOf(kScript);
+    std::latch sent(1), goesOn(1);
+    // The answer to the reading of the table's keys is kept back.
+    tds::ServerOptions options = guarded();
+    options.fault = [&](const std::string& batch, std::size_t) -> std::optional<tds::Fault> {
+      if (batch.find("create table #pkeys") == batch.npos || sent.try_wait()) return std::nullopt;
+      sent.count_down();
+      goesOn.wait();
+      return std::nullopt;
+    };
+    const tds::TdsServer server(catalog, options);
+    Program program({"compare", "--source-server", address(server), "--source-user", "sa",
+                     file("script.sql", kScript)},
+                    {{"KELVANE_PASSWORD", kPassword}});
+    sent.wait();
+    std::ifstream words("/proc/" + std::to_string(program.id()) + "/cmdline");
+    EXPECT_THAT(std::string(std::istreambuf_iterator<char>(words), {}), Not(HasSubstr(kPassword)));
+    kill(program.id(), twice ? SIGTERM : SIGINT);
+    EXPECT_TRUE(program.waitFor("kelvane: interrupted; once more ends the program at once\n"));
+    if (twice) {
+      kill(program.id(), SIGINT);
+      EXPECT_EQ(program.wait(), 128 + SIGINT);
+    }
+    goesOn.count_down();
+    if (twice) continue;
+    EXPECT_EQ(program.wait(), kNotProven);
+    EXPECT_THAT(program.output(), HasSubstr("kelvane: source: reading interrupted\n"));
+    EXPECT_THAT(program.output(), HasSubstr("kelvane: the result is partial: "));
+  }
+}
+
+TEST_F(Live, AServerThatRunsIntoTheLimitIsNotAskedAgain) {
+  auto catalog = tds::catalogOf(kScript);
+  std::atomic<bool> silent = false, askedAgain = false;
+  const tds::TdsServer server(
+      catalog, {.fault = [&](const std::string& batch, std::size_t) -> std::optional<tds::Fault> {
+        askedAgain = silent.load();
+        if (batch.find("sp_columns") == batch.npos) return std::nullopt;
+        silent = true;
+        return tds::Fault{tds::Fault::Kind::silence};
+      }});
+  Program program({"compare", file("script.sql", kScript), "--target-server", address(server),
+                   "--target-user", "sa", "--query-limit", "1"},
+                  {{"KELVANE_PASSWORD", "x"}});
+  EXPECT_EQ(program.wait(), kNotProven);
+  EXPECT_THAT(program.output(), HasSubstr("kelvane: target: reading stopped: Retrieving properties "
+                                          "for Table t: no answer to \"exec sp_columns t,dbo\": "));
+  EXPECT_FALSE(askedAgain);
+}
+
+}  // namespace
+}  // namespace kelvane::cli
