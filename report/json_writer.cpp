@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "model/text.h"
 #include "report/json_text.h"
@@ -28,9 +29,29 @@ std::string hexDigits(std::u16string_view text) {
   return digits;
 }
 
+std::string escapedForMarkup(std::string_view json) {
+  constexpr auto kEscapes = std::to_array<std::pair<std::string_view, std::string_view>>({
+      {"<", "\\u003c"},
+      {">", "\\u003e"},
+      {"&", "\\u0026"},
+      {"\u2028", "\\u2028"},
+      {"\u2029", "\\u2029"},
+  });
+  std::string result;
+  while (!json.empty()) {
+    const auto escape = std::ranges::find_if(
+        kEscapes, [&](const auto& candidate) { return json.starts_with(candidate.first); });
+    const bool plain = escape == kEscapes.end();
+    result += plain ? json.substr(0, 1) : escape->second;
+    json.remove_prefix(plain ? 1 : escape->first.size());
+  }
+  return result;
+}
+
 }  // namespace
 
 void JsonWriter::nextLine() {
+  if (withinMarkup_) return;
   out_ << '\n';
   for (std::size_t i = 0; i < depth_; ++i) out_ << ' ';
 }
@@ -61,11 +82,17 @@ void JsonWriter::end(char bracket) {
 
 void JsonWriter::key(std::string_view name) {
   value(name);
-  out_ << ": ";
+  out_ << (withinMarkup_ ? ":" : ": ");
   afterKey_ = true;
 }
 
-void JsonWriter::value(std::string_view utf8) { raw(jsonString(toUtf16(utf8))); }
+void JsonWriter::quoted(std::u16string_view text) {
+  const std::string json = jsonString(text);
+  raw(withinMarkup_ ? escapedForMarkup(json) : json);
+}
+
+void JsonWriter::value(std::string_view utf8) { quoted(toUtf16(utf8)); }
+void JsonWriter::value(std::u16string_view text) { quoted(text); }
 
 void JsonWriter::value(const std::vector<std::string>& utf8Texts) {
   beginArray();
@@ -74,18 +101,18 @@ void JsonWriter::value(const std::vector<std::string>& utf8Texts) {
 }
 
 void JsonWriter::value(const std::u16string& text) {
-  if (!keepable_) return raw(jsonString(text));
+  if (!keepable_) return quoted(text);
   if (!isUnicode(text)) {
     beginObject();
     member("utf16", hexDigits(text));
     return endObject();
   }
   std::size_t begin = 0, end = text.find(u'\n');
-  if (end == text.npos) return raw(jsonString(text));
+  if (end == text.npos) return quoted(text);
   beginArray();
   for (; begin < text.size(); begin = end + 1, end = text.find(u'\n', begin)) {
     end = std::min(end, text.size() - 1);
-    raw(jsonString(std::u16string_view(text).substr(begin, end + 1 - begin)));
+    quoted(std::u16string_view(text).substr(begin, end + 1 - begin));
   }
   endArray();
 }

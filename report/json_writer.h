@@ -29,6 +29,7 @@ class JsonWriter {
   void value(std::string_view utf8);
   void value(const char* utf8) { value(std::string_view(utf8)); }
   void value(const std::u16string& text);
+  void value(std::u16string_view text);
   void value(std::same_as<bool> auto value) { raw(value ? "true" : "false"); }
   void value(std::integral auto number) requires(!std::same_as<decltype(number), bool>) {
     raw(std::to_string(number));
@@ -62,11 +63,15 @@ class JsonWriter {
   // As an array of lines where there are several, and as `{"utf16": "<hex digits>"}` where it is
   // no Unicode text: what parsers of JSON and those who compare versions of a file can live with.
   void keepableTexts() { keepable_ = true; }
+  // On one line, and so that no text can end the script element around it: '<', '>', '&' and the
+  // separators of lines and paragraphs are escaped as well.
+  void withinMarkup() { withinMarkup_ = true; }
 
  private:
   void begin(char bracket);
   void end(char bracket);
   void raw(std::string_view token);
+  void quoted(std::u16string_view text);
   void nextLine();
 
   std::ostream& out_;
@@ -74,6 +79,7 @@ class JsonWriter {
   bool first_ = true;  // nothing stands behind the last opening bracket
   bool afterKey_ = false;
   bool keepable_ = false;
+  bool withinMarkup_ = false;
 };
 
 }  // namespace kelvane

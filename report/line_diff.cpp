@@ -8,6 +8,7 @@ namespace kelvane::report {
 namespace {
 
 using Lines = std::span<const std::u16string_view>;
+using Pieces = std::vector<std::u16string_view>;
 
 // Bounds the time and memory for texts that have little in common.
 constexpr int kMostChanges = 2'000;
@@ -38,7 +39,7 @@ class ShortestEdit {
     std::vector<int> furthest{0};
     const int most = std::min(goalX_ + goalY_, kMostChanges);
     for (int changes = 0; changes <= most; ++changes) {
-      std::vector<int> next(static_cast<std::size_t>(2 * changes + 1), -1);
+      std::vector<int> next(2 * static_cast<std::size_t>(changes) + 1, -1);
       for (int k = -changes; k <= changes; k += 2) {
         const int x = follow(startOf(furthest, changes, k), k);
         next[static_cast<std::size_t>(k + changes)] = x;
@@ -104,11 +105,7 @@ void append(std::vector<DiffLine>& lines, LineChange change, Lines texts) {
   for (const auto text : texts) lines.push_back({change, text});
 }
 
-}  // namespace
-
-std::vector<DiffLine> diffLines(std::u16string_view before, std::u16string_view after) {
-  const auto beforeLines = linesOf(before);
-  const auto afterLines = linesOf(after);
+std::vector<DiffLine> diffPieces(const Pieces& beforeLines, const Pieces& afterLines) {
   const auto [beforeEnd, afterEnd] =
       std::mismatch(beforeLines.begin(), beforeLines.end(), afterLines.begin(), afterLines.end());
   const auto prefix = static_cast<std::size_t>(beforeEnd - beforeLines.begin());
@@ -130,6 +127,39 @@ std::vector<DiffLine> diffLines(std::u16string_view before, std::u16string_view 
   }
   append(result, LineChange::same, Lines(beforeLines).last(suffix));
   return result;
+}
+
+enum class Letter { blank, name, other };
+
+Letter letterOf(char16_t unit) {
+  if (unit == u' ' || (unit >= u'\t' && unit <= u'\r')) return Letter::blank;
+  const bool isName = (unit >= u'0' && unit <= u'9') || (unit >= u'A' && unit <= u'Z') ||
+                      (unit >= u'a' && unit <= u'z') || unit == u'_' || unit == u'@' ||
+                      unit == u'#' || unit == u'$' || unit >= 0x80;
+  return isName ? Letter::name : Letter::other;
+}
+
+}  // namespace
+
+std::vector<DiffLine> diffLines(std::u16string_view before, std::u16string_view after) {
+  return diffPieces(linesOf(before), linesOf(after));
+}
+
+std::vector<DiffLine> diffWords(std::u16string_view before, std::u16string_view after) {
+  return diffPieces(wordsOf(before), wordsOf(after));
+}
+
+std::vector<std::u16string_view> wordsOf(std::u16string_view line) {
+  Pieces words;
+  while (!line.empty()) {
+    const Letter letter = letterOf(line[0]);
+    std::size_t end = 1;
+    if (letter != Letter::other)
+      while (end < line.size() && letterOf(line[end]) == letter) ++end;
+    words.push_back(line.substr(0, end));
+    line.remove_prefix(end);
+  }
+  return words;
 }
 
 std::vector<Hunk> hunks(const std::vector<DiffLine>& lines, std::size_t context) {

@@ -1,4 +1,4 @@
-// Which lines differ between two texts.
+// Which lines differ between two texts, and which words between two lines.
 //
 // Lifetime: results are views into the texts. Threading: free functions without state.
 #pragma once
@@ -19,6 +19,13 @@ struct DiffLine {
 // All lines of both texts in order, with as few changes as there can be; texts that differ beyond
 // measure are taken as replaced as a whole.
 std::vector<DiffLine> diffLines(std::u16string_view before, std::u16string_view after);
+
+// The same for the words of two lines: runs of letters, digits and signs of names, runs of blanks,
+// and single characters.
+std::vector<DiffLine> diffWords(std::u16string_view before, std::u16string_view after);
+
+// The words of a line, one behind the other.
+std::vector<std::u16string_view> wordsOf(std::u16string_view line);
 
 // A run of changes with some equal lines around it, as the range [first, last) of the lines, and
 // where it begins in either text (1-based) and how many lines of it stand there.

@@ -1,9 +1,6 @@
 #include "report/text_report.h"
 
-#include <algorithm>
-#include <array>
 #include <map>
-#include <optional>
 #include <ostream>
 #include <set>
 #include <string>
@@ -12,6 +9,7 @@
 #include "model/text.h"
 #include "report/diff_walk.h"
 #include "report/line_diff.h"
+#include "report/readable_diff.h"
 #include "report/visible_text.h"
 
 namespace kelvane {
@@ -20,7 +18,6 @@ namespace {
 
 constexpr std::size_t kIndent = 4;
 constexpr std::size_t kContextLines = 3;
-constexpr std::size_t kLongestValue = 100;
 
 std::u16string number(std::int64_t value) { return decimalText(value); }
 
@@ -106,39 +103,9 @@ std::u16string_view sideOf(const typeDiff& difference) {
   return difference.Location == location_Source ? u"source" : u"target";
 }
 
-// A trigger's row for an event pairs the source's text with the target's flag. The row exists
-// because the flags differ, which tells the source's.
-std::optional<std::u16string_view> oppositeFlag(std::u16string_view flag) {
-  if (flag == u"True") return u"False";
-  if (flag == u"False") return u"True";
-  return std::nullopt;
-}
-
-typeDiff readable(Part part, const typeDiff& difference) {
-  typeDiff result = difference;
-  if (part == Part::trigger &&
-      (difference.SubEntityType == u"On Insert" || difference.SubEntityType == u"On Update"))
-    if (const auto flag = oppositeFlag(difference.DataOnTarget)) result.DataOnSource = *flag;
-  return result;
-}
-
-std::u16string_view withoutTrailingBlanks(std::u16string_view text) {
-  return text.substr(0, text.find_last_not_of(u" \t\r\n") + 1);
-}
-
-bool fitsInALine(std::u16string_view value) {
-  return value.size() <= kLongestValue && value.find_first_of(u"\r\n") == value.npos;
-}
-
 void writeValues(const typeDiff& difference, std::size_t depth, Lines& out) {
-  std::u16string_view before = withoutTrailingBlanks(difference.DataOnSource);
-  std::u16string_view after = withoutTrailingBlanks(difference.DataOnTarget);
-  // Servers pad some texts; what they end with is shown only where nothing else differs.
-  if (before == after || !fitsInALine(before) || !fitsInALine(after)) {
-    before = difference.DataOnSource;
-    after = difference.DataOnTarget;
-  }
-  if (fitsInALine(before) && fitsInALine(after)) {
+  const auto [before, after, shortLines] = valuesOf(difference);
+  if (shortLines) {
     out.write(depth, difference.SubEntityType + u": " + showValue(before) + u" -> " +
                          showValue(after) + lookAlikeNote(before, after));
   } else {
@@ -147,99 +114,26 @@ void writeValues(const typeDiff& difference, std::size_t depth, Lines& out) {
   }
 }
 
-// Key lists come with the server's leading blank.
-std::u16string keyList(std::u16string_view name) {
-  while (name.starts_with(u' ')) name.remove_prefix(1);
-  return u"(" + showValue(name) + u")";
-}
-
-// What a sub-entity is called, and what its name is.
-enum class NameOf { thing, keys, nothing };
-struct PartWord {
-  Part part;
-  std::u16string_view word;
-  NameOf name = NameOf::thing;
-};
-constexpr auto kPartWords = std::to_array<PartWord>({
-    {Part::column, u"column"},
-    {Part::parameter, u"parameter"},
-    {Part::primaryKey, u"primary key", NameOf::keys},
-    {Part::foreignKey, u"foreign key", NameOf::keys},
-    {Part::reference, u"reference"},
-    {Part::index, u"index"},
-    {Part::trigger, u"trigger"},
-    {Part::data, u"data"},
-    {Part::systemPermission, u"system permissions", NameOf::nothing},
-    {Part::objectPermission, u"permissions on"},
-    {Part::member, u"member"},
-});
-
-std::u16string heading(Part part, std::u16string_view name) {
-  const auto& [_, word, nameOf] = *std::ranges::find(kPartWords, part, &PartWord::part);
-  std::u16string text(word);
-  if (nameOf == NameOf::keys) text += u" " + keyList(name);
-  if (nameOf == NameOf::thing) text += u" " + showValue(name);
+std::u16string heading(const Title& title) {
+  std::u16string text(title.word);
+  if (title.nameOf == NameOf::keys) text += u" (" + showValue(title.name) + u")";
+  if (title.nameOf == NameOf::thing) text += u" " + showValue(title.name);
   return text;
-}
-
-// An index that only the target has is known by its key list, one of the source by its name.
-std::u16string missingHeading(Part part, std::u16string_view name, const typeDiff& difference) {
-  if (part == Part::index && difference.Location == location_target)
-    return u"index on " + keyList(name);
-  return heading(part, name);
 }
 
 void writePart(Part part, const diffEntity& entity, Lines& out) {
   bool headed = false;
   for (const typeDiff& difference : entity.Diff) {
     if (difference.DiffType == diff_DoesNotExist) {
-      out.write(1, missingHeading(part, entity.Name, difference) + u": only in " +
+      out.write(1, heading(titleOfMissing(part, entity, difference)) + u": only in " +
                        std::u16string(sideOf(difference)));
       headed = false;
       continue;
     }
-    if (!headed) out.write(1, heading(part, entity.Name));
+    if (!headed) out.write(1, heading(titleOf(part, entity)));
     headed = true;
     writeValues(readable(part, difference), 2, out);
   }
-}
-
-template <class Object>
-std::int64_t differencesOf(const Object& object) {
-  std::int64_t total = object.Diff.count();
-  for (const auto& parts : kParts<Object>)
-    for (const diffEntity& entity : object.*parts.entities) total += entity.Diff.count();
-  return total;
-}
-
-// A group's owner is reported as a row of a table of the group's name; tables have no such row of
-// their own. Puts these rows where they belong.
-diffSchema withOwnersOfGroups(const diffSchema& differences) {
-  diffSchema result = differences;
-  result.Tables.clear();
-  const auto groupNamed = [&](const diffTable& table) {
-    std::int32_t at = 1;
-    while (at <= result.Groups.count() && std::as_const(result.Groups)[at].Name != table.Name) ++at;
-    if (at > result.Groups.count()) {
-      diffGroup group;
-      group.Name = group.FullName = table.Name;
-      group.Owner = table.Owner;
-      result.Groups.append(std::move(group));
-    }
-    return at;
-  };
-  for (const diffTable& table : differences.Tables) {
-    diffTable kept = table;
-    kept.Diff.clear();
-    for (const typeDiff& row : table.Diff) {
-      if (row.SubEntityType == u"Owner")
-        result.Groups.edit(groupNamed(table), [&](diffGroup& group) { group.Diff.append(row); });
-      else
-        kept.Diff.append(row);
-    }
-    if (differencesOf(kept) > 0) result.Tables.append(std::move(kept));
-  }
-  return result;
 }
 
 template <class Object>

@@ -1,0 +1,495 @@
+'use strict';
+(() => {
+  const CONTEXT = 3;  // equal lines around changed ones
+  const SMALL = 200;  // up to so many objects, the kinds are open at first
+  const SIDES = {
+    source: {mark: 'S', words: 'only in source'},
+    target: {mark: 'T', words: 'only in target'},
+    differs: {mark: '≠', words: 'differs'},
+  };
+
+  const byId = id => document.getElementById(id);
+  const report = JSON.parse(byId('data').textContent);
+  const tree = byId('tree');
+  const canvas = tree.firstElementChild;
+  const detail = byId('detail');
+  const filters = {kind: byId('kind'), owner: byId('owner'), side: byId('side'), text: byId('text')};
+
+  // ---- Making elements: texts become text nodes and attributes, never markup.
+
+  function el(tag, attributes, ...children) {
+    const element = document.createElement(tag);
+    for (const [name, value] of Object.entries(attributes)) element.setAttribute(name, value);
+    element.append(...children);
+    return element;
+  }
+
+  const counted = (count, one, many) => `${count.toLocaleString('en')} ${count === 1 ? one : many}`;
+
+  // What has no picture of its own is shown by its number; so is what could change the order of letters.
+  const ODD = '[\\p{C}\\p{Zl}\\p{Zp}\\p{Default_Ignorable_Code_Point}\\u2800]|(?! )\\p{Zs}';
+  const ODDITIES = new RegExp(ODD, 'gu');
+  const ODDITIES_AND_BLANKS = new RegExp(` |${ODD}`, 'gu');
+  const ODD_IN_A_LINE = /^ | $|[\t\r\n]/;
+  const SIGNS = {' ': 'space', '\t': 'tab', '\r': 'cr', '\n': 'lf'};
+
+  function sign(character, blanks) {
+    const name = SIGNS[character];
+    if (!name) return el('span', {class: 'odd'}, `\\u{${character.codePointAt(0).toString(16).toUpperCase()}}`);
+    if (blanks) return el('span', {class: name}, name === 'space' || name === 'tab' ? character : '');
+    return character === '\t' ? character : '';
+  }
+
+  // The text as nodes; with `blanks`, blanks, tabs and line ends are made visible.
+  function shown(text, blanks) {
+    const nodes = [];
+    let from = 0;
+    for (const match of text.matchAll(blanks ? ODDITIES_AND_BLANKS : ODDITIES)) {
+      nodes.push(text.slice(from, match.index), sign(match[0], blanks));
+      from = match.index + match[0].length;
+    }
+    nodes.push(text.slice(from));
+    return nodes.filter(node => node !== '');
+  }
+
+  function nameOf(text) {
+    const nodes = text === '' ? [el('i', {}, 'empty')] : shown(text, ODD_IN_A_LINE.test(text));
+    return el('bdi', {class: 'name'}, ...nodes);
+  }
+
+  const markOf = side => el('span', {class: `mark ${side}`, title: SIDES[side].words, role: 'img',
+                                     'aria-label': SIDES[side].words}, SIDES[side].mark);
+
+  // ---- Values, and texts beside each other
+
+  const textOf = value => typeof value === 'string' ? value : value.join('');
+  const withoutBlanks = value => textOf(value).replace(/[ \t\r\n]/g, '');
+  const differInBlanks = (a, b) => withoutBlanks(a) === withoutBlanks(b);
+
+  // In a value that is not a text, every second piece differs.
+  function piecesShown(value, blanks) {
+    if (typeof value === 'string') return shown(value, blanks);
+    return value.flatMap((piece, at) => at % 2 === 0 ? shown(piece, blanks)
+        : [el('mark', {}, ...shown(piece, blanks || withoutBlanks(piece) === ''))]);
+  }
+
+  function valueCell(side, value, blanks) {
+    const text = textOf(value);
+    const nodes = text === '' ? [el('i', {}, 'empty')] : piecesShown(value, blanks || ODD_IN_A_LINE.test(text));
+    return el('td', {class: side, role: 'cell'}, el('bdi', {}, ...nodes));
+  }
+
+  function valueRow(diff) {
+    const [source, target, note] = diff.values;
+    const blanks = differInBlanks(source, target);
+    const row = el('tr', {role: 'row'}, el('th', {scope: 'row', role: 'rowheader'}, ...shown(diff.label)),
+                   valueCell('source', source, blanks), valueCell('target', target, blanks));
+    if (note) row.lastChild.append(el('small', {}, note));
+    return row;
+  }
+
+  function valueTable(diffs) {
+    const head = ['Attribute', 'Source', 'Target'].map(text => el('th', {scope: 'col', role: 'columnheader'}, text));
+    return el('table', {class: 'values', role: 'table'}, el('thead', {}, el('tr', {role: 'row'}, ...head)),
+              el('tbody', {}, ...diffs.map(valueRow)));
+  }
+
+  function lineCell(side, number, value, blanks, note) {
+    if (textOf(value) === '')
+      return [el('span', {class: 'number none', role: 'cell'}), el('span', {class: 'line none', role: 'cell'})];
+    const line = el('span', {class: `line ${side}`, role: 'cell'}, el('bdi', {}, ...piecesShown(value, blanks)));
+    if (note) line.append(el('small', {}, note));
+    return [el('span', {class: `number ${side}`, role: 'cell'}, String(number)), line];
+  }
+
+  function lineRow({row, source, target}) {
+    if (typeof row === 'string')
+      return el('div', {class: 'row same', role: 'row'}, ...lineCell('source', source, row),
+                ...lineCell('target', target, row));
+    const [before, after, note] = row;
+    const blanks = textOf(before) !== '' && textOf(after) !== ''
+        ? differInBlanks(before, after) : withoutBlanks(before) + withoutBlanks(after) === '';
+    return el('div', {class: 'row changed', role: 'row'}, ...lineCell('source', source, before, blanks),
+              ...lineCell('target', target, after, blanks, note));
+  }
+
+  // Rows with their line numbers.
+  function numbered(rows) {
+    let source = 1;
+    let target = 1;
+    return rows.map(row => {
+      const result = {row, source, target};
+      if (typeof row === 'string' || textOf(row[0]) !== '') ++source;
+      if (typeof row === 'string' || textOf(row[1]) !== '') ++target;
+      return result;
+    });
+  }
+
+  function foldedRows(lines) {
+    const button = el('button', {type: 'button'}, `⋯ ${counted(lines.length, 'equal line', 'equal lines')}`);
+    const fold = el('div', {class: 'fold', role: 'row'}, el('span', {role: 'cell'}, button));
+    button.addEventListener('click', () => fold.replaceWith(...lines.map(lineRow)));
+    return fold;
+  }
+
+  function linesShown(diff) {
+    const lines = numbered(diff.rows);
+    const near = new Uint8Array(lines.length);
+    lines.forEach(({row}, at) => {
+      if (typeof row !== 'string') near.fill(1, Math.max(0, at - CONTEXT), at + CONTEXT + 1);
+    });
+    const table = el('div', {class: 'lines', role: 'table', 'aria-label': diff.label});
+    for (let at = 0; at < lines.length;) {
+      let end = at;
+      while (end < lines.length && near[end] === near[at]) ++end;
+      const run = lines.slice(at, end);
+      table.append(...(near[at] || run.length === 1 ? run.map(lineRow) : [foldedRows(run)]));
+      at = end;
+    }
+    return el('div', {class: 'text'}, el('h4', {}, ...shown(diff.label)), table);
+  }
+
+  // Values together, texts each on its own.
+  function diffsShown(diffs) {
+    const values = diffs.filter(diff => diff.values);
+    const texts = diffs.filter(diff => diff.rows).map(linesShown);
+    return values.length > 0 ? [valueTable(values), ...texts] : texts;
+  }
+
+  // ---- Details of what is chosen in the tree
+
+  const sideOf = thing => thing.side || 'differs';
+
+  function titleOf(part) {
+    if (part.name !== undefined) return [part.word + ' ', nameOf(part.name)];
+    if (part.keys !== undefined) return [part.word + ' (', nameOf(part.keys), ')'];
+    return [part.word];
+  }
+
+  function partShown(part) {
+    const heading = el('h3', {}, markOf(sideOf(part)), el('span', {}, ...titleOf(part)));
+    if (part.side) heading.append(el('span', {class: 'words'}, SIDES[part.side].words));
+    return el('section', {class: 'part'}, heading, ...diffsShown(part.diffs || []));
+  }
+
+  // Above the values, which take their columns.
+  function legend() {
+    return el('div', {class: 'legend', 'aria-hidden': 'true'}, el('span', {}),
+              el('span', {}, markOf('source'), ' Source'), el('span', {}, markOf('target'), ' Target'));
+  }
+
+  function objectShown({object, kind}) {
+    const side = sideOf(object);
+    const words = side === 'differs' ? counted(object.count, 'difference', 'differences') : SIDES[side].words;
+    return el('section', {class: 'object'},
+              el('h2', {}, markOf(side), el('span', {}, kind.one + ' ', nameOf(object.name)),
+                 el('span', {class: 'words'}, words)),
+              ...(side === 'differs' ? [legend()] : []), ...diffsShown(object.diffs), ...object.parts.map(partShown));
+  }
+
+  function sideCounts(objects) {
+    const counts = {source: 0, target: 0, differs: 0};
+    for (const object of objects) ++counts[sideOf(object)];
+    return Object.entries(counts).filter(([, count]) => count > 0)
+        .map(([side, count]) => side === 'differs' ? counted(count, 'differs', 'differ')
+                                                   : `${count.toLocaleString('en')} ${SIDES[side].words}`).join(', ');
+  }
+
+  function kindShown(node) {
+    const objects = node.found.map(child => child.object);
+    return el('section', {class: 'object'}, el('h2', {}, counted(objects.length, node.kind.one, node.kind.many)),
+              el('p', {}, sideCounts(objects)));
+  }
+
+  let detailOf = null;  // the node that the details show
+
+  function showDetail(node) {
+    const whole = node && node.part ? node.parent : node;
+    if (whole !== detailOf || !whole) {
+      detailOf = whole;
+      detail.replaceChildren(whole ? (whole.object ? objectShown(whole) : kindShown(whole))
+                                   : el('p', {class: 'nothing'}, nothingFound()));
+      detail.scrollTop = 0;
+    }
+    for (const section of detail.querySelectorAll('.chosen')) section.classList.remove('chosen');
+    if (!node || !node.part) return;
+    const section = detail.querySelectorAll('.part')[node.parent.children.indexOf(node)];
+    section.classList.add('chosen');
+    detail.scrollTop = section.offsetTop - detail.offsetTop - 8;
+  }
+
+  // ---- The tree: only the rows in sight are elements.
+
+  const kindNodes = report.kinds.map(kind => {
+    const node = {level: 1, kind, open: false, found: []};
+    node.children = kind.objects.map(object => {
+      const child = {level: 2, kind, object, parent: node, open: false};
+      child.children = child.found = object.parts.map(part => ({level: 3, part, kind, object, parent: child}));
+      return child;
+    });
+    return node;
+  });
+  const allObjects = report.kinds.flatMap(kind => kind.objects);
+
+  let rows = [];
+  let chosen = null;
+  let rowHeight = 0;
+
+  function listRows() {
+    rows = [];
+    const visit = nodes => nodes.forEach((node, at) => {
+      node.place = at + 1;
+      node.of = nodes.length;
+      node.at = rows.push(node) - 1;
+      if (node.open) visit(node.found);
+    });
+    visit(kindNodes.filter(node => node.found.length > 0));
+    measure();
+  }
+
+  function measure() {
+    rowHeight = parseFloat(getComputedStyle(tree).getPropertyValue('--row'));
+    canvas.style.height = `${rows.length * rowHeight}px`;
+  }
+
+  function rowLabel(node) {
+    if (node.part) return titleOf(node.part);
+    return node.object ? [nameOf(node.object.name)] : [node.kind.many];
+  }
+
+  function rowCount(node) {
+    if (node.part) return node.part.diffs ? node.part.diffs.length : 1;
+    return (node.object ? node.object.count : node.found.length).toLocaleString('en');
+  }
+
+  function rowElement(node) {
+    const parent = node.found && node.found.length > 0;
+    const row = el('div', {role: 'treeitem', id: `row-${node.at}`, class: `level-${node.level}`,
+                           'aria-level': node.level, 'aria-posinset': node.place, 'aria-setsize': node.of,
+                           'aria-selected': node === chosen});
+    if (parent) row.setAttribute('aria-expanded', node.open);
+    row.append(el('span', {class: 'twisty', 'aria-hidden': 'true'}, parent ? (node.open ? '▾' : '▸') : ''));
+    if (node.object) row.append(markOf(sideOf(node.part || node.object)));
+    row.append(el('span', {class: 'label'}, ...rowLabel(node)), el('span', {class: 'count'}, String(rowCount(node))));
+    row.style.top = `${node.at * rowHeight}px`;
+    return row;
+  }
+
+  function drawRows() {
+    const first = Math.max(0, Math.floor(tree.scrollTop / rowHeight) - 4);
+    const last = Math.ceil((tree.scrollTop + tree.clientHeight) / rowHeight) + 4;
+    canvas.replaceChildren(...rows.slice(first, last).map(rowElement));
+    if (chosen && chosen.at >= first && chosen.at < last)
+      tree.setAttribute('aria-activedescendant', `row-${chosen.at}`);
+    else
+      tree.removeAttribute('aria-activedescendant');
+  }
+
+  function choose(node) {
+    chosen = node;
+    if (node) {
+      const top = node.at * rowHeight;
+      if (top < tree.scrollTop) tree.scrollTop = top;
+      else if (top + rowHeight > tree.scrollTop + tree.clientHeight)
+        tree.scrollTop = top + rowHeight - tree.clientHeight;
+    }
+    drawRows();
+    showDetail(node);
+  }
+
+  function setOpen(node, open) {
+    if (!node.found || node.found.length === 0 || node.open === open) return;
+    node.open = open;
+    listRows();
+    choose(isWithin(chosen, node) ? node : chosen);
+  }
+
+  function isWithin(node, ancestor) {
+    let at = node && node.parent;
+    while (at && at !== ancestor) at = at.parent;
+    return Boolean(at);
+  }
+
+  function chooseAt(at) {
+    if (rows.length > 0) choose(rows[Math.max(0, Math.min(at, rows.length - 1))]);
+  }
+
+  function goIn() {
+    if (chosen.found && chosen.found.length > 0 && chosen.open) choose(chosen.found[0]);
+    else setOpen(chosen, true);
+  }
+
+  function goOut() {
+    if (chosen.open) setOpen(chosen, false);
+    else if (chosen.parent) choose(chosen.parent);
+  }
+
+  // The next or previous object, in whatever kind it is.
+  function stepObject(step) {
+    const objects = kindNodes.flatMap(node => node.found);
+    if (objects.length === 0) return;
+    const current = chosen && chosen.part ? chosen.parent : chosen;
+    const first = current && current.found && !current.object ? objects.indexOf(current.found[0]) : -1;
+    const at = first >= 0 ? first + (step > 0 ? 0 : -1) : objects.indexOf(current) + step;
+    const next = objects[Math.max(0, Math.min(at, objects.length - 1))];
+    next.parent.open = true;
+    listRows();
+    choose(next);
+  }
+
+  // ---- Filters: they choose objects.
+
+  function searchText(object, kind) {
+    const valuesOf = diff => diff.values ? diff.values.map(textOf)
+        : diff.rows.flatMap(row => typeof row === 'string' ? [row] : row.map(textOf));
+    const diffText = diff => [diff.label, ...valuesOf(diff)];
+    const partText = part => [`${part.word} ${part.name || part.keys || ''}`, ...(part.diffs || []).flatMap(diffText)];
+    return [`${kind.one} ${object.name}`, ...object.diffs.flatMap(diffText), ...object.parts.flatMap(partText)]
+        .join('\n').toLowerCase();
+  }
+
+  function hasText(node, text) {
+    if (text === '') return true;
+    node.search = node.search || searchText(node.object, node.kind);
+    return node.search.includes(text);
+  }
+
+  function filter() {
+    const text = filters.text.value.toLowerCase();
+    const {kind, owner, side} = filters;
+    for (const node of kindNodes) {
+      const all = kind.value === '' || kind.value === node.kind.many ? node.children : [];
+      node.found = all.filter(child => (owner.value === '' || owner.value === `.${child.object.owner}`) &&
+          (side.value === '' || side.value === sideOf(child.object)) && hasText(child, text));
+    }
+    const objects = kindNodes.flatMap(node => node.found);
+    byId('found').textContent = `${objects.length.toLocaleString('en')} of ` +
+        counted(allObjects.length, 'object', 'objects');
+    if (objects.length > 0 && objects.length <= SMALL) kindNodes.forEach(node => { node.open = true; });
+    listRows();
+    if (detailOf && !detailOf.object) detailOf = null;
+    choose(rows.includes(chosen) ? chosen : rows.find(node => node.object) || rows[0] || null);
+  }
+
+  function nothingFound() {
+    if (allObjects.length > 0) return 'Nothing matches the filters.';
+    return report.gaps.length > 0 ? 'No differences in what could be compared.' : 'No differences.';
+  }
+
+  // ---- Keys
+
+  const TREE_KEYS = {
+    ArrowDown: () => chooseAt(chosen.at + 1),
+    ArrowUp: () => chooseAt(chosen.at - 1),
+    PageDown: () => chooseAt(chosen.at + Math.max(1, Math.floor(tree.clientHeight / rowHeight) - 1)),
+    PageUp: () => chooseAt(chosen.at - Math.max(1, Math.floor(tree.clientHeight / rowHeight) - 1)),
+    Home: () => chooseAt(0),
+    End: () => chooseAt(rows.length - 1),
+    ArrowRight: goIn,
+    ArrowLeft: goOut,
+    ' ': () => setOpen(chosen, !chosen.open),
+    Enter: () => detail.focus(),
+  };
+
+  const PAGE_KEYS = {
+    '/': () => { filters.text.focus(); filters.text.select(); },
+    '?': () => { byId('help').open = !byId('help').open; },
+    n: () => stepObject(1),
+    p: () => stepObject(-1),
+    Escape: () => { byId('help').open = false; tree.focus(); },
+  };
+
+  function clearText() {
+    if (filters.text.value === '') return tree.focus();
+    filters.text.value = '';
+    filter();
+  }
+
+  function onKey(event) {
+    if (event.ctrlKey || event.altKey || event.metaKey) return;
+    const {target, key} = event;
+    const inText = target === filters.text;
+    const keys = inText ? {Escape: clearText, ArrowDown: () => tree.focus(), Enter: () => tree.focus()}
+        : target === tree && chosen && Object.hasOwn(TREE_KEYS, key) ? TREE_KEYS : PAGE_KEYS;
+    if (!Object.hasOwn(keys, key) || target instanceof HTMLSelectElement) return;
+    event.preventDefault();
+    keys[key]();
+  }
+
+  // A link to an object: #table dbo.customer
+  function followLink() {
+    const title = decodeURIComponent(location.hash.slice(1));
+    const node = kindNodes.flatMap(kind => kind.found).find(child => `${child.kind.one} ${child.object.name}` === title);
+    if (!node) return;
+    node.parent.open = true;
+    listRows();
+    choose(node);
+  }
+
+  function onTreeClick(event) {
+    const element = event.target.closest('[role=treeitem]');
+    if (!element) return;
+    const node = rows[Number(element.id.slice('row-'.length))];
+    const toggles = event.target.classList.contains('twisty') || node.level === 1;
+    choose(node);
+    if (toggles) setOpen(node, !node.open);
+  }
+
+  // ---- The page
+
+  function option(value, text) {
+    return el('option', {value}, ...shown(text || 'none').map(node => node.textContent ?? node));
+  }
+
+  function fillFilters() {
+    filters.kind.append(...report.kinds.map(kind => option(kind.many, kind.many)));
+    const owners = [...new Set(allObjects.map(object => object.owner))].sort();
+    filters.owner.append(...owners.map(owner => option(`.${owner}`, owner)));
+    byId('filters').hidden = allObjects.length === 0;
+    tree.hidden = allObjects.length === 0;
+  }
+
+  function showGaps() {
+    const banner = byId('gaps');
+    banner.hidden = report.gaps.length === 0;
+    byId('gaps-title').textContent =
+        `Not everything could be compared (${counted(report.gaps.length, 'gap', 'gaps')}): equality is not proven.`;
+    banner.querySelector('ul').append(...report.gaps.map(gap => el('li', {}, ...shown(gap))));
+  }
+
+  function showHeader() {
+    byId('source').append(nameOf(report.source));
+    byId('target').append(nameOf(report.target));
+    document.title = `Differences: ${report.source} | ${report.target}`;
+    const total = allObjects.reduce((sum, object) => sum + object.count, 0);
+    byId('summary').textContent = total === 0 ? nothingFound()
+        : `${counted(total, 'difference', 'differences')} in ` +
+          `${counted(allObjects.length, 'object', 'objects')}: ${sideCounts(allObjects)}.`;
+    byId('made').append(`Made by kelvane ${report.version}`);
+    if (report.switches.length > 0)
+      byId('made').append(el('details', {}, el('summary', {}, counted(report.switches.length, 'switch', 'switches') +
+          ' on'), report.switches.join(', ')));
+  }
+
+  // On paper stands all that the filters leave.
+  function beforePrint() {
+    byId('print').replaceChildren(...kindNodes.filter(node => node.found.length > 0)
+        .flatMap(node => [kindShown(node), ...node.found.map(objectShown)]));
+  }
+
+  showHeader();
+  showGaps();
+  fillFilters();
+  filter();
+  followLink();
+
+  byId('filters').addEventListener('input', filter);
+  byId('filters').addEventListener('submit', event => event.preventDefault());
+  tree.addEventListener('click', onTreeClick);
+  tree.addEventListener('scroll', () => requestAnimationFrame(drawRows));
+  document.addEventListener('keydown', onKey);
+  window.addEventListener('resize', () => { measure(); drawRows(); });
+  window.addEventListener('hashchange', followLink);
+  window.addEventListener('beforeprint', beforePrint);
+  window.addEventListener('afterprint', () => byId('print').replaceChildren());
+})();

@@ -1,0 +1,131 @@
+// Writes the reports that the browser is to open into the folder that it is given.
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <string_view>
+
+#include "model/text.h"
+#include "report/html_report.h"
+
+namespace kelvane {
+namespace {
+
+typeDiff differing(std::u16string label, std::u16string before, std::u16string after) {
+  return {std::move(label),
+          location_Source,
+          diff_Different,
+          std::move(before),
+          std::move(after),
+          std::u16string(),
+          {}};
+}
+
+typeDiff onlyIn(enumLocation side) { return {u"", side, diff_DoesNotExist, u"", u"", u"", u""}; }
+
+diffEntity entity(std::u16string name, const Array<typeDiff>& differences) {
+  return {std::move(name), differences, differences.count()};
+}
+
+template <class Object>
+Object object(const std::u16string& owner, const std::u16string& name,
+              Array<typeDiff> differences = {}) {
+  Object result;
+  result.Name = name;
+  result.Owner = owner;
+  result.FullName = owner + u"." + name;
+  result.Diff = differences;
+  return result;
+}
+
+std::u16string procedure(std::u16string_view parameter, std::u16string_view end) {
+  std::u16string text = u"create procedure raise " + std::u16string(parameter) + u" as\n";
+  for (int line = 2; line < 30; ++line) text += u"  print '" + decimalText(line) + u"'\n";
+  return text + std::u16string(end);
+}
+
+diffSchema everything() {
+  diffSchema all;
+  auto table = object<diffTable>(u"dbo", u"customer", {differing(u"Row Count", u"3", u"4")});
+  table.Columns = {entity(u"email", {differing(u"Length", u"60", u"120")}),
+                   entity(u"fax", {onlyIn(location_Source)})};
+  table.Indexes = {entity(u" country, name", {onlyIn(location_target)})};
+  table.Triggers = {entity(u"tr_new", {differing(u"On Insert", u"create trigger", u"False")})};
+  all.Tables = {table, object<diffTable>(u"dbo", u"gift", {onlyIn(location_Source)}),
+                object<diffTable>(u"ann", u"wish", {onlyIn(location_target)})};
+  all.StoredProcs = {
+      object<diffStoredProc>(u"dbo", u"raise",
+                             {differing(u"Definition", procedure(u"@percent int", u"go\n"),
+                                        procedure(u"@percent numeric(5,2)", u"select 1\ngo"))}),
+      object<diffStoredProc>(
+          u"dbo", u"blanks",
+          {differing(u"Definition", u"if 1 = 1\n\tprint 'a'\n", u"if 1 = 1\n    print 'a'\r\n")}),
+      object<diffStoredProc>(u"dbo", u"letters",
+                             {differing(u"Definition", u"print 'pay'\n", u"print 'p\u0430y'\n")})};
+  all.UDDTs = {object<diffUDDT>(u"dbo", u"amount", {differing(u"Bound Rule", u"", u" ")})};
+  return all;
+}
+
+const std::u16string kHostile[] = {
+    u"</script><img src=x onerror=alert(1)>",
+    u"</script /",
+    u"<!--<script>",
+    u"'\"`&lt;&#60;\\",
+    u"two\nlines\ttab\r",
+    u"\u202Eright\u05D0\u05D1 to left",
+    u"line\u2028separator\u2029",
+    u"half \xD800 pair \xDC00.",
+    u"javascript:alert(1)",
+    std::u16string(u"nul\0end", 7),
+    std::u16string(255, u'W'),
+};
+
+diffSchema hostile() {
+  diffSchema all;
+  for (const std::u16string& text : kHostile) {
+    auto table = object<diffTable>(text, text, {differing(text, text, text + u"x")});
+    table.Columns = {entity(text, {onlyIn(location_Source)}),
+                     entity(text + u"1", {differing(u"Default", text + u"\n", u"a\n" + text)})};
+    all.Tables.append(table);
+  }
+  return all;
+}
+
+diffSchema many() {
+  diffSchema all;
+  for (int number = 1; number <= 10'000; ++number) {
+    auto table = object<diffTable>(u"dbo", u"table_" + decimalText(number));
+    for (const char16_t* column : {u"a", u"b", u"c"})
+      table.Columns.append(entity(column, {differing(u"Length", u"10", decimalText(number))}));
+    all.Tables.append(table);
+  }
+  all.Views = {object<diffView>(u"dbo", u"last", {onlyIn(location_target)})};
+  return all;
+}
+
+}  // namespace
+}  // namespace kelvane
+
+int main(int count, char** arguments) {
+  using namespace kelvane;
+  if (count != 2) {
+    std::cerr << "usage: html_reports FOLDER\n";
+    return 2;
+  }
+  const auto write = [&](const std::string& name, const diffSchema& differences,
+                         const ReportHeader& header) {
+    std::ofstream out(std::string(arguments[1]) + "/" + name + ".html", std::ios::binary);
+    writeHtmlReport(differences, header, out);
+    if (!out.flush()) std::exit(1);
+  };
+  const ReportHeader complete{"here", "there", "1.2.3", {"Tables", "Views"}};
+  ReportHeader partial = complete;
+  partial.gaps = {"source: no permission on <b>stock</b>", "target: lost"};
+  ReportHeader odd = complete;
+  odd.source = "</script><script>alert(1)</script>";
+  write("everything", everything(), complete);
+  write("hostile", hostile(), odd);
+  write("many", many(), complete);
+  write("partial", everything(), partial);
+  write("partial-empty", {}, partial);
+  write("empty", {}, complete);
+}
