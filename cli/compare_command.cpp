@@ -46,7 +46,7 @@ void write(const diffSchema& differences, const ReportHeader& header, Format for
            std::ostream& out) {
   switch (format) {
     case Format::text:
-      return writeTextReport(differences, header.coverage(), out);
+      return writeTextReport(differences, header, out);
     case Format::json:
       return writeJsonReport(differences, header, out);
     case Format::html:
@@ -54,11 +54,12 @@ void write(const diffSchema& differences, const ReportHeader& header, Format for
   }
 }
 
-ReportHeader headerOf(const CompareRequest& request, const cComparisonOptions& switches,
-                      std::vector<std::string> gaps) {
-  ReportHeader header{request.shown[0], request.shown[1], KELVANE_VERSION, {}, std::move(gaps)};
+ReportHeader headerOf(const CompareRequest& request, const Readings& readings) {
+  ReportHeader header{request.shown[0], request.shown[1], KELVANE_VERSION, {}, readings.missing};
+  for (const SideReading& side : readings.sides)
+    header.gaps.insert(header.gaps.end(), side.gaps.begin(), side.gaps.end());
   for (const Switch& one : kSwitches) {
-    if (switches.*one.value) header.switches.push_back(toUtf8(one.name));
+    if (readings.switches.*one.value) header.switches.push_back(toUtf8(one.name));
   }
   return header;
 }
@@ -82,41 +83,69 @@ ExitStatus report(const diffSchema& differences, const CompareRequest& request,
   return differences == diffSchema{} ? kNoDifference : kDifferences;
 }
 
+std::string counted(std::size_t count, std::string_view one) {
+  return std::to_string(count) + " " + std::string(one) + (count == 1 ? "" : "s");
+}
+
+// Takes out of both schemas what the patterns leave out, and notes it.
+void select(const Selection& selection, CaseMode mode, std::vector<SideReading>& sides,
+            std::array<Schema, 2>& schemas, const Console& console, ReportHeader& header) {
+  if (selection.takesAll()) return;
+  std::array<const Selection::Tally*, 2> tallies{};
+  for (std::size_t side = 0; side < 2; ++side) {
+    selection.apply(schemas[side], mode, sides[side].selected);
+    tallies[side] = &sides[side].selected;
+  }
+  header.notes.push_back("Left out by patterns: " + counted(tallies[0]->leftOut, "object") +
+                         " of the source, " + counted(tallies[1]->leftOut, "object") +
+                         " of the target");
+  for (const std::string& pattern : selection.unmatched(tallies))
+    console.complain(pattern + " matches no object");
+}
+
+diffSchema compared(const std::array<Schema, 2>& schemas, const CompareRequest& request,
+                    const cComparisonOptions& switches, CaseMode mode,
+                    std::vector<std::string>& gaps) {
+  CollectorHost host(gaps);
+  const RulePreferences preferences(request.rules);
+  cCompareSchema engine(host);
+  engine.CompareOptions = std::make_shared<cComparisonOptions>(switches);
+  engine.AppPreferences = &preferences;
+  engine.IsSchemaCaseSensitive(Boolean(mode == CaseMode::exact));
+  engine.Compare(schemas[0], schemas[1], output_DiffText);
+  return engine.Results();
+}
+
 }  // namespace
 
 ExitStatus runCompare(std::span<const std::string> words, const Console& console,
                       const OpenSide& open) {
   const CompareRequest request = parseCompare(words);
-  const Readings readings =
+  Readings readings =
       readPlaces({{kSideNames[0], request.places[0]}, {kSideNames[1], request.places[1]}},
-                 request.switches, request.trace, console, open);
-  const SideReading& source = readings.sides[0];
-  const SideReading& target = readings.sides[1];
-  std::vector<std::string> gaps = readings.missing;
-  for (const SideReading& side : readings.sides)
-    gaps.insert(gaps.end(), side.gaps.begin(), side.gaps.end());
-  std::array<Schema, 2> schemas{source.schema, target.schema};
-  if (source.extent || target.extent) {
-    keepComparable(schemas, {source.extent, target.extent});
-    gaps.push_back(
+                 request.switches, request.trace, console, open, request.selection);
+  ReportHeader header = headerOf(request, readings);
+  std::vector<SideReading>& sides = readings.sides;
+  std::array<Schema, 2> schemas{sides[0].schema, sides[1].schema};
+  if (sides[0].extent || sides[1].extent) {
+    keepComparable(schemas, {sides[0].extent, sides[1].extent});
+    header.gaps.push_back(
         "the result is partial: only objects that were read in full on both sides are compared");
   }
-  CollectorHost host(gaps);
-  const RulePreferences preferences(request.rules);
-  cCompareSchema engine(host);
-  engine.CompareOptions = std::make_shared<cComparisonOptions>(readings.switches);
-  engine.AppPreferences = &preferences;
-  engine.IsSchemaCaseSensitive(
-      Boolean(!request.rules.ignoreCase && (source.caseSensitive || target.caseSensitive)));
-  engine.Compare(schemas[0], schemas[1], output_DiffText);
+  const bool exact =
+      !request.rules.ignoreCase && (sides[0].caseSensitive || sides[1].caseSensitive);
+  const CaseMode mode = exact ? CaseMode::exact : CaseMode::ignore;
+  select(request.selection, mode, sides, schemas, console, header);
+  const diffSchema differences = compared(schemas, request, readings.switches, mode, header.gaps);
 
-  ReportHeader header = headerOf(request, readings.switches, gaps);
+  const std::vector<std::string> gaps = header.gaps;
   for (std::size_t side = 0; side < 2; ++side) {
-    if (!readings.sides[side].complete)
+    if (!sides[side].complete)
       header.gaps.push_back(std::string(kSideNames[side]) + ": not everything could be loaded");
   }
-  const ExitStatus status = report(engine.Results(), request, header, console);
-  for (const std::string& gap : gaps) console.complain(gap);
+  const ExitStatus status = report(differences, request, header, console);
+  for (const std::string& line : header.notes) console.complain(line);
+  for (const std::string& line : gaps) console.complain(line);
   if (status == kError || header.coverage() == Coverage::complete) return status;
   console.complain("not everything could be compared: equality is not proven");
   return kNotProven;

@@ -21,6 +21,9 @@ constexpr std::array<SideOptions, 2> kSideOptions{{
 }};
 
 constexpr auto kOptions = std::to_array<Option>({
+    {kExclude, "PATTERN", "leave out the objects that it matches. May be repeated"},
+    {kInclude, "PATTERN",
+     "only objects that it matches, such as 'table:dbo.cust*'. May be repeated"},
     {kFormat, "FORMAT", "of standard output or of the file of -o: text, json or html"},
     {kHtml, "FILE", "write an HTML report besides"},
     {kIgnoreCase, "", "names that differ in case alone are the same"},
@@ -123,6 +126,8 @@ CompareRequest parseCompare(std::span<const std::string> words) {
                          switchesOf(arguments),
                          {arguments.has(kIgnoreTabs), arguments.has(kIgnoreSpaces),
                           arguments.has(kIgnoreLineBreaks), arguments.has(kIgnoreCase)}};
+  request.selection = Selection(
+      arguments, request.rules.ignoreCase ? std::optional(CaseMode::ignore) : std::nullopt);
   for (std::size_t side = 0; side < 2; ++side)
     request.shown[side] = shownPlace(request.places[side], operands[side]);
   for (const std::string_view option : {kTrace, kOutput, kHtml, kJson})

@@ -12,6 +12,7 @@
 
 #include "cli/arguments.h"
 #include "cli/place.h"
+#include "cli/selection.h"
 #include "settings/comparison_options.h"
 
 namespace kelvane::cli {
@@ -39,6 +40,7 @@ struct CompareRequest {
   std::vector<Output> outputs;  // at least one
   cComparisonOptions switches;
   Rules rules;
+  Selection selection = {};
 };
 
 std::vector<Option> compareOptions();

@@ -118,7 +118,7 @@ SideReading readingOf(Snapshot snapshot, const NamedPlace& place,
 
 Readings readPlaces(std::vector<NamedPlace> places, const cComparisonOptions& wanted,
                     const std::optional<std::string>& trace, const Console& console,
-                    const OpenSide& open) {
+                    const OpenSide& open, const Selection& selection) {
   Readings readings{{}, wanted, {}};
   std::vector<std::optional<Snapshot>> snapshots(places.size());
   for (std::size_t side = 0; side < places.size(); ++side) {
@@ -153,9 +153,9 @@ Readings readPlaces(std::vector<NamedPlace> places, const cComparisonOptions& wa
           return readingOf(std::move(*snapshots[side]), place, readings.switches);
         std::optional<Trace> record;
         if (traceFile) record.emplace(traceFile->stream(), toUtf16(place.name));
-        SideReading reading = readSide(sides[side]->connection(), place.name, options, line,
-                                       record ? &*record : nullptr,
-                                       interruption ? interruption->token() : std::stop_token());
+        SideReading reading = readSide(
+            sides[side]->connection(), place.name, options, line, record ? &*record : nullptr,
+            interruption ? interruption->token() : std::stop_token(), selection);
         leaveOutDetails(reading.schema, readings.switches);
         reading.complete = sides[side]->isComplete();
         return reading;

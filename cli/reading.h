@@ -33,9 +33,10 @@ struct Readings {
 
 // Reads one or two places, two at the same time (in turn with a trace: it tells what happened in
 // its order). Snapshots are not read anew: the others are read under the switches that they have.
+// What `selection` leaves out is not read from databases; from snapshots it is not taken yet.
 // Throws CommandError.
 Readings readPlaces(std::vector<NamedPlace> places, const cComparisonOptions& wanted,
                     const std::optional<std::string>& trace, const Console& console,
-                    const OpenSide& open);
+                    const OpenSide& open, const Selection& selection = {});
 
 }  // namespace kelvane::cli

@@ -64,7 +64,7 @@ std::shared_ptr<cAppliesTo> everything() {
 
 SideReading readSide(ado::Connection& connection, std::string_view side,
                      const std::shared_ptr<cComparisonOptions>& options, StatusLine& line,
-                     Trace* trace, const std::stop_token& stop) {
+                     Trace* trace, const std::stop_token& stop, const Selection& selection) {
   std::u16string activity;
   TracingConnection traced(connection, activity, trace, stop);
   CancellingHost host(traced);
@@ -74,6 +74,12 @@ SideReading readSide(ado::Connection& connection, std::string_view side,
   reader.CompareOptions(options);
   reader.AppliesTo(everything());
   SideReading result;
+  if (!selection.takesAll())
+    reader.FilterLists(
+        [&](enumEntityType kind, const std::u16string& object, const std::u16string& fullName) {
+          const auto mode = reader.IsSchemaCaseSensitive() ? CaseMode::exact : CaseMode::ignore;
+          return !selection.leavesUnread(kind, {object, fullName}, mode, result.selected);
+        });
   bool completed = false;
   {
     Progress progress(line, side, trace, activity, traced);

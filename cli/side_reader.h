@@ -12,6 +12,7 @@
 
 #include "ado/ado.h"
 #include "cli/read_extent.h"
+#include "cli/selection.h"
 #include "cli/status_line.h"
 #include "cli/trace.h"
 #include "model/schema.h"
@@ -25,12 +26,15 @@ struct SideReading {
   std::vector<std::string> gaps;     // what could not be read, a line each; empty: all was read
   std::optional<ReadExtent> extent;  // where the reading ended too early
   bool complete = true;              // false when something of the side was not even loaded
+  Selection::Tally selected;
 };
 
-// Reads all objects, until a stop is requested or the server does not answer any more. `side`
+// Reads the objects that `selection` does not leave unread, until a stop is requested or the server
+// does not answer any more. `side`
 // ("source") goes before progress and gaps; `trace` may be null.
 SideReading readSide(ado::Connection& connection, std::string_view side,
                      const std::shared_ptr<cComparisonOptions>& options, StatusLine& line,
-                     Trace* trace, const std::stop_token& stop = {});
+                     Trace* trace, const std::stop_token& stop = {},
+                     const Selection& selection = {});
 
 }  // namespace kelvane::cli

@@ -45,6 +45,11 @@ class cASE_Fetch : public IDBFetch {
   Schema Results() const override { return GetSchema(); }
   Boolean GetList(enumEntityType Entity, IDBFetchEvents& oEvents) override;
 
+  // Objects that a category lists and `filter` refuses are left out before anything else is asked
+  // about them. It is called on the reader's thread, after the server has told whether names are
+  // case sensitive. An empty one lets all through. Scopes that name their objects are not filtered.
+  void FilterLists(ListFilter filter) { context_.listFilter = std::move(filter); }
+
   // A copy of what was read, as Results gives it.
   Schema GetSchema() const { return context_.schema; }
 

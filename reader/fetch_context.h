@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -15,6 +16,14 @@
 #include "model/schema.h"
 #include "reader/idb_fetch.h"
 
+namespace kelvane {
+
+// Whether an object that the server lists is to be read.
+using ListFilter = std::function<bool(enumEntityType kind, const std::u16string& name,
+                                      const std::u16string& fullName)>;
+
+}  // namespace kelvane
+
 namespace kelvane::reader {
 
 // The number of rows or elements read, 0 when there was no result, kFailed after a failure.
@@ -24,6 +33,7 @@ inline constexpr Status kFailed = -1;
 struct FetchContext {
   std::shared_ptr<cComparisonOptions> compareOptions = std::make_shared<cComparisonOptions>();
   std::shared_ptr<cAppliesTo> appliesTo = std::make_shared<cAppliesTo>();
+  ListFilter listFilter;  // none: all are read
   ado::Connection* conn = nullptr;
   Schema schema;
   std::u16string lastError;

@@ -1,4 +1,6 @@
 // The lists of objects: all of a category from the server, or those of the scope that exist.
+#include <utility>
+
 #include "model/text.h"
 #include "reader/procedures.h"
 
@@ -9,6 +11,7 @@ namespace {
 // functions announce their own.
 template <class Record>
 struct List {
+  enumEntityType kind;
   Array<Record> Schema::*objects;
   std::u16string_view procedure;
   std::u16string_view status;
@@ -40,6 +43,14 @@ void fillGroup(Group& group, const ado::Recordset& row) {
 }
 
 template <class Record>
+void keepFiltered(const ListFilter& filter, enumEntityType kind, Array<Record>& objects) {
+  Array<Record> kept;
+  for (const Record& object : std::as_const(objects))
+    if (filter(kind, object.Name, object.FullName)) kept.append(object);
+  objects.swap(kept);
+}
+
+template <class Record>
 Status readList(FetchContext& context, const List<Record>& list) {
   Status status = context.trapped(list.procedure, [&]() -> Status {
     context.events->StartProcessing(std::u16string(list.status), False, list.announcedAs);
@@ -50,6 +61,7 @@ Status readList(FetchContext& context, const List<Record>& list) {
       objects.recreate(rows->RecordCount());
       for (std::int32_t position = 1; !rows->EndOfRows(); ++position, rows->MoveNext())
         objects.edit(position, [&](Record& record) { list.fill(record, *rows); });
+      if (context.listFilter) keepFiltered(context.listFilter, list.kind, objects);
     }
     return rows->RecordCount();
   });
@@ -111,15 +123,17 @@ void addOwned(FetchContext& context, const ScopeList<Record>& list) {
 
 Status PopulateTableList(FetchContext& context) {
   return readList<Table>(
-      context, {&Schema::Tables, u"PopulateTableList", u"Getting List Of Tables", OBJECT_TABLE,
-                u"SELECT USER_NAME(uid) as owner, name FROM sysobjects WHERE type='U' order by "
-                u"owner, name",
-                fillOwned<Table>});
+      context,
+      {entity_TABLE, &Schema::Tables, u"PopulateTableList", u"Getting List Of Tables", OBJECT_TABLE,
+       u"SELECT USER_NAME(uid) as owner, name FROM sysobjects WHERE type='U' order by "
+       u"owner, name",
+       fillOwned<Table>});
 }
 
 Status PopulateViewList(FetchContext& context) {
   return readList<View>(
-      context, {&Schema::Views, u"PopulateViewList", u"Getting List Of Views", OBJECT_IRRELEVANT,
+      context, {entity_VIEW, &Schema::Views, u"PopulateViewList", u"Getting List Of Views",
+                OBJECT_IRRELEVANT,
                 u"SELECT USER_NAME(uid) as owner, name FROM sysobjects WHERE type='V' order by "
                 u"owner, name",
                 fillOwned<View>});
@@ -127,7 +141,7 @@ Status PopulateViewList(FetchContext& context) {
 
 Status PopulateStoredProcList(FetchContext& context) {
   return readList<StoredProc>(
-      context, {&Schema::StoredProcs, u"PopulateStoredProcList",
+      context, {entity_STOREDPROC, &Schema::StoredProcs, u"PopulateStoredProcList",
                 u"Getting List Of Stored Procedures", OBJECT_IRRELEVANT,
                 u"SELECT USER_NAME(uid) as owner, name FROM sysobjects WHERE type='P' order by "
                 u"owner, name",
@@ -136,16 +150,17 @@ Status PopulateStoredProcList(FetchContext& context) {
 
 Status PopulateFunctionList(FetchContext& context) {
   return readList<CodeFunction>(
-      context,
-      {&Schema::Functions, u"PopulateFunctionList", u"Getting List Of Functions", OBJECT_FUNCTION,
-       u"SELECT DISTINCT USER_NAME(O.uid),OBJECT_NAME(O.id) FROM sysobjects O WHERE "
-       u"O.type IN ('FN','IF','TF')  ORDER BY 1,2",
-       fillOwned<CodeFunction>});
+      context, {entity_FUNCTION, &Schema::Functions, u"PopulateFunctionList",
+                u"Getting List Of Functions", OBJECT_FUNCTION,
+                u"SELECT DISTINCT USER_NAME(O.uid),OBJECT_NAME(O.id) FROM sysobjects O WHERE "
+                u"O.type IN ('FN','IF','TF')  ORDER BY 1,2",
+                fillOwned<CodeFunction>});
 }
 
 Status PopulateUDDTList(FetchContext& context) {
   return readList<UDDT>(
-      context, {&Schema::UDDTs, u"PopulateUDDTList", u"Getting List Of UDDTs", OBJECT_IRRELEVANT,
+      context, {entity_UDDT, &Schema::UDDTs, u"PopulateUDDTList", u"Getting List Of UDDTs",
+                OBJECT_IRRELEVANT,
                 u"SELECT USER_NAME(S.uid) as owner, S.name as Name, T.name as datatypename, "
                 u"OBJECT_NAME(S.domain), OBJECT_NAME(S.tdefault) FROM systypes S,systypes T WHERE "
                 u"S.type=T.type AND T.usertype<100 AND T.usertype NOT IN(18,24,25,80) AND "
@@ -156,14 +171,16 @@ Status PopulateUDDTList(FetchContext& context) {
 Status PopulateUserList(FetchContext& context) {
   return readList<User>(
       context,
-      {&Schema::Users, u"PopulateUserList", u"Getting List Of Users", OBJECT_IRRELEVANT,
+      {entity_USER, &Schema::Users, u"PopulateUserList", u"Getting List Of Users",
+       OBJECT_IRRELEVANT,
        u"SELECT name, SUSER_NAME(suid),USER_NAME(gid) FROM sysusers WHERE gid!=uid ORDER BY name",
        fillUser});
 }
 
 Status PopulateGroupList(FetchContext& context) {
   return readList<Group>(
-      context, {&Schema::Groups, u"PopulateGroupList", u"Getting List Of Groups", OBJECT_IRRELEVANT,
+      context, {entity_GROUP, &Schema::Groups, u"PopulateGroupList", u"Getting List Of Groups",
+                OBJECT_IRRELEVANT,
                 u"SELECT name FROM sysusers WHERE uid=gid AND (environ IS NOT NULL OR "
                 u"name='public') ORDER BY name",
                 fillGroup});

@@ -62,6 +62,7 @@ class PageData {
     json_.member("target", std::string_view(header.target));
     json_.member("switches", header.switches);
     json_.member("gaps", header.gaps);
+    json_.member("notes", header.notes);
     json_.key("kinds");
     json_.beginArray();
     forEachKind(differences, [&](const auto& kind, const auto& objects) {

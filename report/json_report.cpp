@@ -19,6 +19,7 @@ void writeJsonReport(const diffSchema& differences, const ReportHeader& header, 
   writer.member("target", std::string_view(header.target));
   writer.member("complete", header.coverage() == Coverage::complete);
   writer.member("gaps", header.gaps);
+  writer.member("notes", header.notes);
   writer.member("switches", header.switches);
   writer.member("differences", differences);
   writer.endObject();

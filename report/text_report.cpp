@@ -160,7 +160,7 @@ std::u16string counted(std::int64_t count, std::string_view singular, std::strin
   return number(count) + u" " + toUtf16(count == 1 ? singular : plural);
 }
 
-std::u16string summary(const diffSchema& differences, Coverage coverage) {
+std::u16string counts(const diffSchema& differences, Coverage coverage) {
   std::int64_t total = 0, objects = 0;
   std::u16string kinds;
   forEachKind(differences, [&](const auto& kind, const auto& all) {
@@ -176,16 +176,22 @@ std::u16string summary(const diffSchema& differences, Coverage coverage) {
          (partial ? u". Not everything could be read." : u".");
 }
 
+std::u16string summary(const diffSchema& differences, const ReportHeader& header) {
+  std::u16string line = counts(differences, header.coverage());
+  for (const std::string& note : header.notes) line += u" " + toUtf16(note) + u".";
+  return line;
+}
+
 }  // namespace
 }  // namespace report
 
-void writeTextReport(const diffSchema& differences, Coverage coverage, std::ostream& out) {
+void writeTextReport(const diffSchema& differences, const ReportHeader& header, std::ostream& out) {
   report::Lines lines(out);
   const diffSchema shown = report::withOwnersOfGroups(differences);
   report::forEachKind(shown, [&](const auto& kind, const auto& objects) {
     for (const auto& object : objects) report::writeObject(kind, object, lines);
   });
-  lines.write(0, report::summary(shown, coverage));
+  lines.write(0, report::summary(shown, header));
 }
 
 }  // namespace kelvane

@@ -12,7 +12,8 @@ namespace kelvane {
 
 // Writes UTF-8: a block for each object that differs, a line for each difference ("source ->
 // target"), long texts as a comparison of their lines, and a closing line with the counts. No two
-// different values look alike.
-void writeTextReport(const diffSchema& differences, Coverage coverage, std::ostream& out);
+// different values look alike. The notes of the header stand in the closing line; its sides,
+// switches and gaps are not written.
+void writeTextReport(const diffSchema& differences, const ReportHeader& header, std::ostream& out);
 
 }  // namespace kelvane

@@ -465,6 +465,7 @@
     byId('summary').textContent = total === 0 ? nothingFound()
         : `${counted(total, 'difference', 'differences')} in ` +
           `${counted(allObjects.length, 'object', 'objects')}: ${sideCounts(allObjects)}.`;
+    byId('summary').append(...report.notes.map(note => ` ${note}.`));
     byId('made').append(`Made by kelvane ${report.version}`);
     if (report.switches.length > 0)
       byId('made').append(el('details', {}, el('summary', {}, counted(report.switches.length, 'switch', 'switches') +

@@ -28,7 +28,9 @@ class Report {
   }
   std::string text(Coverage coverage = Coverage::complete) const {
     std::ostringstream out;
-    writeTextReport(diff_.GetDifferences(), coverage, out);
+    ReportHeader header{"a", "b", "1"};
+    if (coverage == Coverage::partial) header.gaps = {"gap"};
+    writeTextReport(diff_.GetDifferences(), header, out);
     return "\n" + out.str();
   }
 
