@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cli/compare_request.h"
+#include "cli/known_file.h"
 #include "cli/reading.h"
 #include "cli/written_file.h"
 #include "compare/compare_schema.h"
@@ -121,6 +122,8 @@ diffSchema compared(const std::array<Schema, 2>& schemas, const CompareRequest& 
 ExitStatus runCompare(std::span<const std::string> words, const Console& console,
                       const OpenSide& open) {
   const CompareRequest request = parseCompare(words);
+  const auto known =
+      request.accept ? loadKnownDifferences(*request.accept) : std::vector<KnownDifference>();
   Readings readings =
       readPlaces({{kSideNames[0], request.places[0]}, {kSideNames[1], request.places[1]}},
                  request.switches, request.trace, console, open, request.selection);
@@ -136,13 +139,21 @@ ExitStatus runCompare(std::span<const std::string> words, const Console& console
       !request.rules.ignoreCase && (sides[0].caseSensitive || sides[1].caseSensitive);
   const CaseMode mode = exact ? CaseMode::exact : CaseMode::ignore;
   select(request.selection, mode, sides, schemas, console, header);
-  const diffSchema differences = compared(schemas, request, readings.switches, mode, header.gaps);
+  diffSchema differences = compared(schemas, request, readings.switches, mode, header.gaps);
 
+  if (request.writeAccept) {
+    WrittenFile file("known differences", *request.writeAccept);
+    writeKnownDifferences(differences, known, file.stream());
+    file.close();
+  }
   const std::vector<std::string> gaps = header.gaps;
   for (std::size_t side = 0; side < 2; ++side) {
     if (!sides[side].complete)
       header.gaps.push_back(std::string(kSideNames[side]) + ": not everything could be loaded");
   }
+  if (request.accept)
+    differences =
+        withoutKnown(differences, known, *request.accept, request.selection, mode, console, header);
   const ExitStatus status = report(differences, request, header, console);
   for (const std::string& line : header.notes) console.complain(line);
   for (const std::string& line : gaps) console.complain(line);

@@ -10,10 +10,11 @@
 namespace kelvane::cli {
 namespace {
 
-constexpr std::string_view kFormat = "--format", kHtml = "--html", kIgnoreCase = "--ignore-case",
+constexpr std::string_view kAccept = "--accept", kFormat = "--format", kHtml = "--html",
+                           kIgnoreCase = "--ignore-case",
                            kIgnoreLineBreaks = "--ignore-line-breaks",
                            kIgnoreSpaces = "--ignore-spaces", kIgnoreTabs = "--ignore-tabs",
-                           kJson = "--json", kOutput = "-o";
+                           kJson = "--json", kOutput = "-o", kWriteAccept = "--write-accept";
 
 constexpr std::array<SideOptions, 2> kSideOptions{{
     {"--source-server", "--source-user", "--source-database", "--source-password-file"},
@@ -21,6 +22,7 @@ constexpr std::array<SideOptions, 2> kSideOptions{{
 }};
 
 constexpr auto kOptions = std::to_array<Option>({
+    {kAccept, "FILE", "of known differences, which do not count"},
     {kExclude, "PATTERN", "leave out the objects that it matches. May be repeated"},
     {kInclude, "PATTERN",
      "only objects that it matches, such as 'table:dbo.cust*'. May be repeated"},
@@ -32,6 +34,7 @@ constexpr auto kOptions = std::to_array<Option>({
     {kIgnoreTabs, "", "leave tabs out of definitions"},
     {kJson, "FILE", "write the differences as JSON besides"},
     {kOutput, "FILE", "write to this file instead of standard output"},
+    {kWriteAccept, "FILE", "write the differences there, in the form that --accept takes"},
     {kSideOptions[0].server, "SERVER", "as the driver knows it, or HOST:PORT; in place of SOURCE"},
     {kSideOptions[0].user, "USER", "to log in to that server as"},
     {kSideOptions[0].database, "DATABASE", "of that server; that of the login unless said"},
@@ -130,7 +133,9 @@ CompareRequest parseCompare(std::span<const std::string> words) {
       arguments, request.rules.ignoreCase ? std::optional(CaseMode::ignore) : std::nullopt);
   for (std::size_t side = 0; side < 2; ++side)
     request.shown[side] = shownPlace(request.places[side], operands[side]);
-  for (const std::string_view option : {kTrace, kOutput, kHtml, kJson})
+  request.accept = arguments.value(kAccept);
+  request.writeAccept = arguments.value(kWriteAccept);
+  for (const std::string_view option : {kTrace, kOutput, kHtml, kJson, kWriteAccept})
     refuseOverwriting(arguments, option, kSideOptions);
   return request;
 }

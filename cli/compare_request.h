@@ -41,6 +41,7 @@ struct CompareRequest {
   cComparisonOptions switches;
   Rules rules;
   Selection selection = {};
+  std::optional<std::string> accept = {}, writeAccept = {};  // files of known differences
 };
 
 std::vector<Option> compareOptions();

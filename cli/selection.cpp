@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "report/kind_words.h"
+
 namespace kelvane::cli {
 namespace {
 

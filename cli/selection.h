@@ -3,7 +3,6 @@
 // Lifetime: values. Threading: a selection may be used by several threads, a tally by one.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <optional>
 #include <span>
@@ -18,21 +17,6 @@
 namespace kelvane::cli {
 
 inline constexpr std::string_view kInclude = "--include", kExclude = "--exclude";
-
-// The kinds of objects as the command line calls them.
-struct KindWord {
-  std::string_view word;
-  enumEntityType kind;
-};
-inline constexpr std::array<KindWord, 7> kKindWords{{
-    {"table", entity_TABLE},
-    {"view", entity_VIEW},
-    {"procedure", entity_STOREDPROC},
-    {"function", entity_FUNCTION},
-    {"user", entity_USER},
-    {"group", entity_GROUP},
-    {"type", entity_UDDT},
-}};
 
 class Selection {
  public:

@@ -104,7 +104,7 @@ class PageData {
     if (!side.empty()) json_.member("side", side);
     json_.key("parts");
     json_.beginArray();
-    for (const auto& [part, entities] : kParts<Object>)
+    for (const auto& [part, entities, count] : kParts<Object>)
       for (const diffEntity& entity : object.*entities) writePart(part, entity);
     json_.endArray();
     json_.endObject();

@@ -151,7 +151,7 @@ void writeObject(const Kind<Object>& kind, const Object& object, Lines& out) {
     writeValues(difference, 1, out);
   }
   if (!headed) out.write(0, title);
-  for (const auto& [part, entities] : kParts<Object>)
+  for (const auto& [part, entities, count] : kParts<Object>)
     for (const diffEntity& entity : object.*entities) writePart(part, entity, out);
   out.write(0, u"");
 }

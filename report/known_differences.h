@@ -1,0 +1,62 @@
+// Lists of differences that people know of and accept, one a line, each with its reason:
+//
+//   table dbo.gift_card: only in target                                # not in use yet
+//   table dbo.customer, column name, Nullable: True -> False until 2027-01-31 # release 12
+//   table dbo.customer, "Row Count": *                                 # rows come and go
+//   procedure dbo.p, Definition: <812 characters, 0c5f21e9b1f4aa07> -> <840 characters, 7d...>
+//
+// A star accepts any two values. Long values are told by their length and FNV-1a hash. Names and
+// values that are not of letters, digits and a few signs stand between double quotes, with the
+// escapes of JSON.
+//
+// Lifetime: results own what they hold. Threading: free functions without state.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <iosfwd>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "model/diff_schema.h"
+#include "model/schema.h"
+
+namespace kelvane {
+
+struct KnownDifference {
+  std::size_t line = 0;                              // of the file, from 1
+  std::string difference;                            // in the one way in which it is written
+  std::optional<std::chrono::year_month_day> until;  // the last day on which it is accepted
+  std::string reason;                                // not empty
+  enumEntityType kind = entity_TABLE;                // of the object
+  std::u16string object;                             // its full name
+};
+
+// A line that cannot be understood; the text says which and why.
+struct KnownDifferencesError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// Throws KnownDifferencesError. Empty lines and those that begin with '#' say nothing.
+std::vector<KnownDifference> readKnownDifferences(std::string_view utf8);
+
+struct Acceptance {
+  diffSchema rest;           // what is not accepted
+  std::size_t accepted = 0;  // differences
+  std::vector<const KnownDifference*> expired, unused;
+};
+
+// Takes the known differences that have not expired on `today` out of a tree. A known one that has
+// is not used. The result refers to `known`.
+Acceptance accept(const diffSchema& differences, std::span<const KnownDifference> known,
+                  std::chrono::year_month_day today);
+
+// Writes all differences as such a list, those that `known` has with their dates and reasons.
+void writeKnownDifferences(const diffSchema& differences, std::span<const KnownDifference> known,
+                           std::ostream& out);
+
+}  // namespace kelvane

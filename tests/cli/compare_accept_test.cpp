@@ -1,0 +1,191 @@
+// Known differences: what is accepted, what no longer is, and the files that say so.
+#include <gmock/gmock.h>
+
+#include "diff/compare_diff.h"
+#include "report/diff_walk.h"
+#include "report/known_differences.h"
+#include "report/readable_diff.h"
+#include "tests/cli/compared_scripts.h"
+
+namespace kelvane::cli {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+using namespace std::chrono_literals;
+
+constexpr auto kToday = 2026y / 6 / 15;
+
+// Differences of all kinds, with names and values that look like the signs of the file.
+diffSchema oddDifferences() {
+  cCompareDiff diff;
+  diff.Owner(u"dbo");
+  const auto only = [&](std::u16string_view type, std::u16string_view path, enumLocation side) {
+    diff.Add(u"", u"", type, path, side, diff_DoesNotExist);
+  };
+  const auto differ = [&](std::u16string_view type, std::u16string_view path,
+                          std::u16string_view label, std::u16string_view source,
+                          std::u16string_view target) {
+    diff.Add(u"", label, type, path, location_Source, diff_Different, source, target);
+  };
+  only(u"Table", u"a # b, \"c\": d -> *", location_Source);
+  only(u"Table", u"\xE9\u200B\n\xD800 end", location_target);
+  only(u"Table\\Column", u"t\\only in source", location_Source);
+  for (const auto& [source, target] :
+       std::initializer_list<std::pair<std::u16string_view, std::u16string_view>>{
+           {u"", u"*"},
+           {u"*", u""},
+           {u"only", u"until"},
+           {u"until", u"in"},
+           {u"<3 characters, 0>", u"->"},
+           {u"-", u"-1"},
+           {u"a ", u"a"}})
+    differ(u"Table\\Column", u"t\\" + std::u16string(source) + u"c", u"Default", source, target);
+  differ(u"View", u"v", u"Definition", std::u16string(100, u'x') + u"y",
+         std::u16string(100, u'x') + u"z");
+  differ(u"StoredProc", u"p", u"Definition", u"a\nb", u"a\r\nb");
+  only(u"User", u"u", location_Source);
+  only(u"Role\\User", u"g\\u", location_Source);
+  differ(u"UDDT", u"x", u"Length", u"1", u"2");
+  return diff.GetDifferences();
+}
+
+std::int64_t total(const diffSchema& differences) {
+  std::int64_t count = 0;
+  report::forEachKind(differences, [&](const auto& kind, const auto& objects) {
+    EXPECT_EQ(differences.*kind.count, objects.count());
+    for (const auto& object : objects) {
+      count += report::differencesOf(object);
+      EXPECT_EQ(object.DiffCount, object.Diff.count());
+    }
+  });
+  return count;
+}
+
+TEST(KnownDifferences, EachLineAcceptsItsDifferenceAndNoOther) {
+  const diffSchema differences = oddDifferences();
+  std::ostringstream file;
+  writeKnownDifferences(differences, {}, file);
+  const auto known = readKnownDifferences(file.str());
+  ASSERT_EQ(static_cast<std::int64_t>(known.size()), total(differences)) << file.str();
+  ASSERT_EQ(known.size(), 15U);
+
+  const Acceptance all = accept(differences, known, kToday);
+  EXPECT_EQ(all.rest, diffSchema{});
+  EXPECT_EQ(all.accepted, known.size());
+  EXPECT_TRUE(all.unused.empty());
+  for (std::size_t without = 0; without < known.size(); ++without) {
+    auto others = known;
+    others.erase(others.begin() + static_cast<std::ptrdiff_t>(without));
+    const Acceptance some = accept(differences, others, kToday);
+    EXPECT_EQ(total(some.rest), 1) << known[without].difference;
+    EXPECT_EQ(some.accepted, others.size());
+    // What is left is what the line says.
+    std::ostringstream rest;
+    writeKnownDifferences(some.rest, known, rest);
+    EXPECT_THAT(rest.str(), HasSubstr("\n" + known[without].difference + "  # "));
+  }
+  EXPECT_EQ(accept(differences, {}, kToday).rest, differences);
+}
+
+TEST(KnownDifferences, ExpireBehindTheirLastDay) {
+  const auto known = readKnownDifferences(
+      "table dbo.x: only in source until 2026-06-14 # a\n"
+      "table dbo.x: only in target until 2026-06-15 # b\n");
+  const Acceptance result = accept({}, known, kToday);
+  EXPECT_EQ(result.expired, std::vector{&known[0]});
+  EXPECT_EQ(result.unused, std::vector{&known[1]});
+}
+
+TEST(KnownDifferences, BadLinesSayWhatIsExpected) {
+  const struct {
+    std::string line, complaint;
+  } cases[] = {
+      {"tabel x: only in source # r", "'tabel' is no kind of object, such as table"},
+      {"table", "expected the object's name, but the line ends"},
+      {"table x # r", "expected ':', not '# r'"},
+      {"table \"x: only in source # r", "a double quote is not closed: \"x: only in source # r"},
+      {"table x: only in sauce # r", "expected 'source' or 'target', not 'sauce # r'"},
+      {"table x, Length: 1 # r", "expected '->', not '# r'"},
+      {"table x, Length: 1 -> # r", "expected the value of the target, not '# r'"},
+      {"table x, Length: # r", "expected two values, a star or 'only in source', not '# r'"},
+      {"table x: only in source", "expected '#', but the line ends"},
+      {"table x: only in source #", "expected the reason behind '#', but the line ends"},
+      {"table x: only in source until tomorrow # r", "'tomorrow' is no day such as 2027-01-31"},
+      {"table x: only in source until 2027-02-30 # r", "'2027-02-30' is no day such as 2027-01-31"},
+      {"table x: only in source until 2027-1-3 # r", "'2027-1-3' is no day such as 2027-01-31"},
+  };
+  for (const auto& [line, complaint] : cases) {
+    try {
+      readKnownDifferences("# kept\r\n\r\n" + line + "\r\n");
+      ADD_FAILURE() << line;
+    } catch (const KnownDifferencesError& error) {
+      EXPECT_EQ(error.what(), "3: " + complaint);
+    }
+  }
+}
+
+constexpr const char* kSource = R"(
+create table t (a int, b char(5) not null)
+create table old_t (a int)
+insert t values (1, 'x')
+go
+)";
+constexpr const char* kTarget = R"(
+create table t (a int null, b char(9) null)
+go
+)";
+
+class AcceptedDifferences : public ComparedScripts {};
+
+TEST_F(AcceptedDifferences, DoNotCount) {
+  const std::string known = file("known",
+                                 "table \"dbo.t\",  \"Row Count\" : *  # rows come and go\n"
+                                 "table dbo.old_t: only in source until 9999-12-31 # not used\n"
+                                 "table dbo.t, column a, Nullable: False -> True#\tagreed\n");
+  EXPECT_EQ(compare(kSource, kTarget, {"--accept", known}), kDifferences);
+  EXPECT_EQ(
+      out(),
+      "table dbo.t\n    column b\n        Length: 5 -> 9\n        Nullable: False -> True\n"
+      "        Precision: 5 -> 9\n\n3 differences in 1 object: 1 table. Accepted differences: "
+      "3.\n");
+  EXPECT_EQ(err(), "kelvane: Accepted differences: 3\n");
+
+  EXPECT_EQ(compare(kSource, kTarget, {"--accept", known, "--write-accept", known}), kDifferences);
+  EXPECT_THAT(contents("known"),
+              HasSubstr("\ntable dbo.t, \"Row Count\": *  # rows come and go\n"
+                        "table dbo.t, column a, Nullable: False -> True  # agreed\n"
+                        "table dbo.t, column b, Length: 5 -> 9  # not explained yet\n"));
+  EXPECT_THAT(contents("known"),
+              HasSubstr("table dbo.old_t: only in source until 9999-12-31  # not used\n"));
+  EXPECT_EQ(compare(kSource, kTarget, {"--accept", known, "--format=json"}), kNoDifference);
+  EXPECT_THAT(out(), HasSubstr("\"Accepted differences: 6\""));
+}
+
+TEST_F(AcceptedDifferences, LinesOfNoUseAreTold) {
+  const std::string known = file("known",
+                                 "table dbo.old_t: only in source until 2001-01-01 # was to go\n"
+                                 "table dbo.gone: only in source # went\n"
+                                 "view dbo.gone: only in source # went\n");
+  EXPECT_EQ(compare(kSource, kTarget, {"--accept", known, "--include", "table:*"}), kDifferences);
+  EXPECT_THAT(out(), StartsWith("table dbo.old_t: only in source\n"));
+  EXPECT_THAT(err(),
+              StartsWith("kelvane: " + known +
+                         ":1: has expired: table dbo.old_t: only in source\nkelvane: " + known +
+                         ":2: there is no such difference: table dbo.gone: only in "
+                         "source\nkelvane: Left out by patterns"));
+}
+
+TEST_F(AcceptedDifferences, BadFilesEndTheCommand) {
+  EXPECT_EQ(compare(kSource, kTarget, {"--accept", path("none")}), kError);
+  EXPECT_EQ(err(), "kelvane: " + path("none") + ": No such file or directory\n");
+  EXPECT_EQ(compare(kSource, kTarget, {"--accept", file("bad", "\ntable\n")}), kError);
+  EXPECT_EQ(err(),
+            "kelvane: " + path("bad") + ":2: expected the object's name, but the line ends\n");
+  EXPECT_EQ(out(), "");
+  EXPECT_EQ(compare(kSource, kTarget, {"--write-accept", path("source.sql")}), kError);
+  EXPECT_THAT(err(), HasSubstr("--write-accept would overwrite"));
+}
+
+}  // namespace
+}  // namespace kelvane::cli
