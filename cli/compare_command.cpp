@@ -48,6 +48,8 @@ void write(const diffSchema& differences, const ReportHeader& header, Format for
   switch (format) {
     case Format::text:
       return writeTextReport(differences, header, out);
+    case Format::summary:
+      return writeTextSummary(differences, header, out);
     case Format::json:
       return writeJsonReport(differences, header, out);
     case Format::html:

@@ -14,7 +14,8 @@ constexpr std::string_view kAccept = "--accept", kFormat = "--format", kHtml = "
                            kIgnoreCase = "--ignore-case",
                            kIgnoreLineBreaks = "--ignore-line-breaks",
                            kIgnoreSpaces = "--ignore-spaces", kIgnoreTabs = "--ignore-tabs",
-                           kJson = "--json", kOutput = "-o", kWriteAccept = "--write-accept";
+                           kJson = "--json", kOutput = "-o", kQ = "-q", kQuiet = "--quiet",
+                           kSummary = "--summary", kWriteAccept = "--write-accept";
 
 constexpr std::array<SideOptions, 2> kSideOptions{{
     {"--source-server", "--source-user", "--source-database", "--source-password-file"},
@@ -34,6 +35,9 @@ constexpr auto kOptions = std::to_array<Option>({
     {kIgnoreTabs, "", "leave tabs out of definitions"},
     {kJson, "FILE", "write the differences as JSON besides"},
     {kOutput, "FILE", "write to this file instead of standard output"},
+    {kQ, "", "as --quiet"},
+    {kQuiet, "", "write nothing to standard output: the exit status tells"},
+    {kSummary, "", "the counts of each kind of objects instead of the differences"},
     {kWriteAccept, "FILE", "write the differences there, in the form that --accept takes"},
     {kSideOptions[0].server, "SERVER", "as the driver knows it, or HOST:PORT; in place of SOURCE"},
     {kSideOptions[0].user, "USER", "to log in to that server as"},
@@ -93,7 +97,14 @@ std::vector<Output> outputsOf(const Arguments& arguments) {
       throw UsageError(text(kFormat) + " takes text, json or html, not '" + *name + "'");
     first.format = known->format;
   }
-  std::vector<Output> outputs{first};
+  if (arguments.has(kSummary)) {
+    if (first.format != Format::text)
+      throw UsageError(text(kSummary) + " is a text, not " + *arguments.value(kFormat));
+    first.format = Format::summary;
+  }
+  std::vector<Output> outputs;
+  const bool quiet = arguments.has(kQ) || arguments.has(kQuiet);
+  if (first.file || !quiet) outputs.push_back(first);
   if (const auto file = arguments.value(kHtml)) outputs.push_back({Format::html, *file});
   if (const auto file = arguments.value(kJson)) outputs.push_back({Format::json, *file});
   return outputs;

@@ -19,7 +19,7 @@ namespace kelvane::cli {
 
 inline constexpr std::array<std::string_view, 2> kSideNames{"source", "target"};
 
-enum class Format { text, json, html };
+enum class Format { text, summary, json, html };
 
 // A report and the file that it goes to; none: standard output.
 struct Output {
@@ -37,7 +37,7 @@ struct CompareRequest {
   std::array<Place, 2> places;         // source and target
   std::array<std::string, 2> shown{};  // how the user calls them, without secrets
   std::optional<std::string> trace;
-  std::vector<Output> outputs;  // at least one
+  std::vector<Output> outputs;
   cComparisonOptions switches;
   Rules rules;
   Selection selection = {};

@@ -1,5 +1,8 @@
 #include "report/text_report.h"
 
+#include <algorithm>
+#include <array>
+#include <iomanip>
 #include <map>
 #include <ostream>
 #include <set>
@@ -182,6 +185,38 @@ std::u16string summary(const diffSchema& differences, const ReportHeader& header
   return line;
 }
 
+// What becomes of the objects of one kind.
+struct KindCounts {
+  std::int64_t differ = 0, onlyInSource = 0, onlyInTarget = 0, differences = 0;
+};
+
+template <class Object>
+KindCounts countsOf(const Array<Object>& objects) {
+  KindCounts counts;
+  for (const Object& object : objects) {
+    counts.differences += differencesOf(object);
+    const auto* missing = std::ranges::find(object.Diff, diff_DoesNotExist, &typeDiff::DiffType);
+    if (missing == object.Diff.end())
+      ++counts.differ;
+    else
+      ++(missing->Location == location_Source ? counts.onlyInSource : counts.onlyInTarget);
+  }
+  return counts;
+}
+
+constexpr int kKindWidth = 18;
+constexpr std::array<std::string_view, 4> kCountTitles{"differ", "only in source", "only in target",
+                                                       "differences"};
+
+void writeCounts(std::string_view kind, const KindCounts& counts, std::ostream& out) {
+  const std::array values{counts.differ, counts.onlyInSource, counts.onlyInTarget,
+                          counts.differences};
+  out << std::left << std::setw(kKindWidth) << kind << std::right;
+  for (std::size_t at = 0; at < values.size(); ++at)
+    out << "  " << std::setw(static_cast<int>(kCountTitles[at].size())) << values[at];
+  out << '\n';
+}
+
 }  // namespace
 }  // namespace report
 
@@ -192,6 +227,24 @@ void writeTextReport(const diffSchema& differences, const ReportHeader& header, 
     for (const auto& object : objects) report::writeObject(kind, object, lines);
   });
   lines.write(0, report::summary(shown, header));
+}
+
+void writeTextSummary(const diffSchema& differences, const ReportHeader& header,
+                      std::ostream& out) {
+  const diffSchema shown = report::withOwnersOfGroups(differences);
+  bool titled = false;
+  report::forEachKind(shown, [&](const auto& kind, const auto& objects) {
+    if (objects.empty()) return;
+    if (!titled) {
+      out << std::string(report::kKindWidth, ' ');
+      for (const std::string_view title : report::kCountTitles) out << "  " << title;
+      out << '\n';
+    }
+    titled = true;
+    report::writeCounts(kind.plural, report::countsOf(objects), out);
+  });
+  if (titled) out << '\n';
+  out << toUtf8(report::summary(shown, header)) << '\n';
 }
 
 }  // namespace kelvane

@@ -16,4 +16,7 @@ namespace kelvane {
 // switches and gaps are not written.
 void writeTextReport(const diffSchema& differences, const ReportHeader& header, std::ostream& out);
 
+// Writes UTF-8: a table of the counts of each kind that differs, and the same closing line.
+void writeTextSummary(const diffSchema& differences, const ReportHeader& header, std::ostream& out);
+
 }  // namespace kelvane
