@@ -156,6 +156,7 @@ ExitStatus runCompare(std::span<const std::string> words, const Console& console
   if (request.accept)
     differences =
         withoutKnown(differences, known, *request.accept, request.selection, mode, console, header);
+  header.renames = probableRenames(differences, schemas[0], schemas[1]);
   const ExitStatus status = report(differences, request, header, console);
   for (const std::string& line : header.notes) console.complain(line);
   for (const std::string& line : gaps) console.complain(line);

@@ -1,6 +1,7 @@
 #include "report/json_report.h"
 
 #include "report/json_writer.h"
+#include "report/kind_words.h"
 
 namespace kelvane {
 
@@ -20,6 +21,17 @@ void writeJsonReport(const diffSchema& differences, const ReportHeader& header, 
   writer.member("complete", header.coverage() == Coverage::complete);
   writer.member("gaps", header.gaps);
   writer.member("notes", header.notes);
+  writer.key("renames");
+  writer.beginArray();
+  for (const Rename& rename : header.renames) {
+    writer.beginObject();
+    writer.member("kind", wordOf(rename.kind));
+    writer.member("source", rename.source);
+    writer.member("target", rename.target);
+    writer.member("likeness", rename.likeness);
+    writer.endObject();
+  }
+  writer.endArray();
   writer.member("switches", header.switches);
   writer.member("differences", differences);
   writer.endObject();

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "report/renames.h"
+
 namespace kelvane {
 
 // Whether all of both schemas was read; if not, no report says that there is no difference.
@@ -19,6 +21,8 @@ struct ReportHeader {
 
   // What was left out on purpose, a line each (UTF-8); it takes nothing from the coverage.
   std::vector<std::string> notes = {};
+
+  std::vector<Rename> renames = {};  // the guess that two missing objects are one
 
   Coverage coverage() const { return gaps.empty() ? Coverage::complete : Coverage::partial; }
 };

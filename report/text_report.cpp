@@ -7,6 +7,7 @@
 #include <ostream>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "model/text.h"
@@ -139,13 +140,41 @@ void writePart(Part part, const diffEntity& entity, Lines& out) {
   }
 }
 
+// What the guessed renames say to the objects that are missing on a side.
+class RenameNotes {
+ public:
+  explicit RenameNotes(const std::vector<Rename>& renames) {
+    for (const Rename& rename : renames) {
+      const std::u16string alike = rename.likeness == 100
+                                       ? std::u16string(u" (equal contents)")
+                                       : u" (" + number(rename.likeness) + u"% of the contents)";
+      notes_[{rename.kind, location_Source, rename.source}] =
+          u"probably renamed to " + showValue(rename.target) + alike;
+      notes_[{rename.kind, location_target, rename.target}] =
+          u"probably renamed from " + showValue(rename.source) + alike;
+    }
+  }
+  // Empty for most.
+  std::u16string of(enumEntityType kind, enumLocation side, const std::u16string& name) const {
+    const auto found = notes_.find({kind, side, name});
+    return found == notes_.end() ? std::u16string() : found->second;
+  }
+
+ private:
+  std::map<std::tuple<enumEntityType, enumLocation, std::u16string>, std::u16string> notes_;
+};
+
 template <class Object>
-void writeObject(const Kind<Object>& kind, const Object& object, Lines& out) {
+void writeObject(const Kind<Object>& kind, const Object& object, const RenameNotes& renames,
+                 Lines& out) {
   const std::u16string title = toUtf16(kind.singular) + u" " + showValue(object.FullName);
   bool headed = false;
   for (const typeDiff& difference : object.Diff) {
     if (difference.DiffType == diff_DoesNotExist) {
       out.write(0, title + u": only in " + std::u16string(sideOf(difference)));
+      if (const auto note = renames.of(kind.entityType, difference.Location, object.FullName);
+          !note.empty())
+        out.write(1, note);
       headed = true;
       continue;
     }
@@ -223,8 +252,9 @@ void writeCounts(std::string_view kind, const KindCounts& counts, std::ostream& 
 void writeTextReport(const diffSchema& differences, const ReportHeader& header, std::ostream& out) {
   report::Lines lines(out);
   const diffSchema shown = report::withOwnersOfGroups(differences);
+  const report::RenameNotes renames(header.renames);
   report::forEachKind(shown, [&](const auto& kind, const auto& objects) {
-    for (const auto& object : objects) report::writeObject(kind, object, lines);
+    for (const auto& object : objects) report::writeObject(kind, object, renames, lines);
   });
   lines.write(0, report::summary(shown, header));
 }

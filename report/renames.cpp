@@ -1,0 +1,241 @@
+#include "report/renames.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include "model/fields.h"
+#include "model/text.h"
+#include "report/diff_walk.h"
+
+namespace kelvane {
+namespace report {
+namespace {
+
+constexpr int kLeastLikeness = 80;
+constexpr std::size_t kFewestLines = 4;  // that make a likeness worth telling
+constexpr std::size_t kMostCompared = 200;
+
+// Stands where a text has the name of its object; no text of a server has it.
+constexpr char16_t kOwnName = u'\1';
+constexpr char16_t kEndOfField = u'\0';
+constexpr char16_t kEndOfLine = u'\2';
+
+bool isOfName(char16_t unit) {
+  return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z') ||
+         (unit >= u'0' && unit <= u'9') || unit == u'_' || unit == u'#' || unit == u'$' ||
+         unit == u'@' || unit > 0x7F;
+}
+
+std::u16string withoutName(std::u16string_view text, std::u16string_view name) {
+  std::u16string result;
+  std::size_t from = 0;
+  for (std::size_t at = text.find(name); at != text.npos && !name.empty();
+       at = text.find(name, at + 1)) {
+    const std::size_t end = at + name.size();
+    const bool whole = at >= from && (at == 0 || !isOfName(text[at - 1])) &&
+                       (end == text.size() || !isOfName(text[end]));
+    if (!whole) continue;
+    result.append(text.substr(from, at - from)).push_back(kOwnName);
+    from = end;
+  }
+  return result.append(text.substr(from));
+}
+
+// Servers pad some texts.
+std::u16string_view withoutEnd(std::u16string_view text) {
+  return text.substr(0, text.find_last_not_of(u" \t\r\n") + 1);
+}
+
+// An object that one side lacks.
+class Candidate {
+ public:
+  template <class Record>
+  explicit Candidate(const Record& record) : name_(record.Name), fullName_(record.FullName) {
+    add(record);
+    for (const std::u16string& line : lines_) {
+      contents_ += line + kEndOfLine;
+      hashes_.push_back(hashText(line, CaseMode::exact));
+    }
+    std::ranges::sort(hashes_);
+  }
+
+  const std::u16string& fullName() const { return fullName_; }
+  const std::u16string& contents() const { return contents_; }
+  std::u16string nameAndContents() const { return name_ + kEndOfLine + contents_; }
+
+  // In percent; 0 where it is too small to be told.
+  int likeness(const Candidate& other) const {
+    const auto [less, more] = std::minmax(hashes_.size(), other.hashes_.size());
+    if (less < kFewestLines || percent(less, less, more) < kLeastLikeness) return 0;
+    std::vector<std::size_t> common;
+    std::ranges::set_intersection(hashes_, other.hashes_, std::back_inserter(common));
+    const int result = percent(common.size(), less, more);
+    return result < kLeastLikeness ? 0 : result;
+  }
+
+ private:
+  static int percent(std::size_t common, std::size_t one, std::size_t other) {
+    return static_cast<int>(200 * common / (one + other));
+  }
+
+  void add(const Table& table) {
+    addColumns(table.Columns);
+    const auto nameless = [&](auto record) {
+      record.Name.clear();
+      addLine(record);
+    };
+    for (const PrimaryKey& key : table.PrimaryKey) nameless(key);
+    for (const Key& key : table.ForeignKey) nameless(key);
+    for (const index& one : table.Indexes) nameless(one);
+    for (Trigger trigger : table.Triggers) {
+      trigger.Definition = withoutName(withoutName(trigger.Definition, trigger.Name), table.Name);
+      nameless(std::move(trigger));
+    }
+  }
+  // Views, procedures and functions.
+  template <class Code>
+  void add(const Code& code) {
+    addColumns(code.Columns);
+    const std::u16string definition = withoutName(code.Definition, code.Name);
+    for (const std::u16string_view line : split(withoutEnd(definition), u'\n'))
+      lines_.emplace_back(withoutEnd(line));
+  }
+  void add(UDDT type) {
+    type.Name.clear();
+    type.Owner.clear();
+    type.FullName.clear();
+    addLine(type);
+  }
+
+  // Their order tells their positions, so that one more column makes but one line.
+  void addColumns(const Array<Column>& columns) {
+    for (Column column : columns) {
+      column.OrdinalPosition = 0;
+      addLine(column);
+    }
+  }
+  template <HasFields Record>
+  void addLine(const Record& record) {
+    std::u16string& line = lines_.emplace_back();
+    const auto add = [&]<class Value>(const Value& value) {
+      if constexpr (std::is_same_v<Value, std::u16string>)
+        line += value;
+      else if constexpr (std::is_same_v<Value, Boolean>)
+        line += decimalText(value.raw());
+      else
+        line += decimalText(value);
+      line += kEndOfField;
+    };
+    std::apply([&](const auto&... field) { (add(record.*field.value), ...); }, kFields<Record>);
+  }
+
+  std::u16string name_, fullName_;
+  std::vector<std::u16string> lines_;
+  std::u16string contents_;
+  std::vector<std::size_t> hashes_;  // of the lines, sorted
+};
+
+using Candidates = std::array<std::vector<Candidate>, 2>;
+
+// The pairs of one kind.
+class Pairing {
+ public:
+  Pairing(enumEntityType kind, const Candidates& candidates, std::vector<Rename>& renames)
+      : kind_(kind), renames_(renames) {
+    for (std::size_t side = 0; side < 2; ++side)
+      for (const Candidate& one : candidates[side])
+        if (!one.contents().empty()) left_[side].push_back(&one);
+  }
+
+  void run() {
+    pairUnique([](const Candidate& one) { return one.nameAndContents(); });
+    pairUnique([](const Candidate& one) { return one.contents(); });
+    if (left_[0].size() <= kMostCompared && left_[1].size() <= kMostCompared) pairAlike();
+  }
+
+ private:
+  struct Alike {
+    const Candidate *source, *target;
+    int likeness;
+  };
+
+  void add(const Candidate& source, const Candidate& target, int likeness) {
+    renames_.push_back({kind_, source.fullName(), target.fullName(), likeness});
+    paired_.insert({&source, &target});
+  }
+  void forgetPaired() {
+    for (auto& side : left_)
+      std::erase_if(side, [&](const Candidate* one) { return paired_.contains(one); });
+  }
+
+  // Pairs where one of each side alone has a key.
+  template <class KeyOf>
+  void pairUnique(KeyOf keyOf) {
+    std::unordered_map<std::u16string, std::array<std::vector<const Candidate*>, 2>> groups;
+    for (std::size_t side = 0; side < 2; ++side)
+      for (const Candidate* one : left_[side]) groups[keyOf(*one)][side].push_back(one);
+    for (const Candidate* one : left_[0]) {
+      const auto& [sources, targets] = groups.at(keyOf(*one));
+      if (sources.size() == 1 && targets.size() == 1) add(*one, *targets.front(), 100);
+    }
+    forgetPaired();
+  }
+
+  // The most alike first. Equal contents that are left belong to several.
+  void pairAlike() {
+    std::vector<Alike> all;
+    for (const Candidate* source : left_[0]) {
+      for (const Candidate* target : left_[1]) {
+        if (source->contents() == target->contents()) continue;
+        if (const int likeness = source->likeness(*target); likeness > 0)
+          all.push_back({source, target, std::min(likeness, 99)});
+      }
+    }
+    std::ranges::stable_sort(all, std::ranges::greater(), &Alike::likeness);
+    for (const auto& [source, target, likeness] : all)
+      if (!paired_.contains(source) && !paired_.contains(target)) add(*source, *target, likeness);
+  }
+
+  enumEntityType kind_;
+  std::vector<Rename>& renames_;
+  std::array<std::vector<const Candidate*>, 2> left_;
+  std::unordered_set<const Candidate*> paired_;
+};
+
+template <class Object, class Record>
+void addRenames(const Array<Object>& differing, Array<Record> Schema::*records,
+                const std::array<const Schema*, 2>& schemas, std::vector<Rename>& renames) {
+  std::array<std::unordered_set<std::u16string_view>, 2> missing;
+  for (const Object& object : differing) {
+    for (const typeDiff& row : object.Diff)
+      if (row.DiffType == diff_DoesNotExist)
+        missing[row.Location == location_Source ? 0 : 1].insert(object.FullName);
+  }
+  if (missing[0].empty() || missing[1].empty()) return;
+  Candidates candidates;
+  for (std::size_t side = 0; side < 2; ++side)
+    for (const Record& record : schemas[side]->*records)
+      if (missing[side].contains(record.FullName)) candidates[side].emplace_back(record);
+  Pairing(kKind<Object>.entityType, candidates, renames).run();
+}
+
+}  // namespace
+}  // namespace report
+
+std::vector<Rename> probableRenames(const diffSchema& differences, const Schema& source,
+                                    const Schema& target) {
+  std::vector<Rename> result;
+  const std::array sides{&source, &target};
+  report::addRenames(differences.Tables, &Schema::Tables, sides, result);
+  report::addRenames(differences.Views, &Schema::Views, sides, result);
+  report::addRenames(differences.StoredProcs, &Schema::StoredProcs, sides, result);
+  report::addRenames(differences.Functions, &Schema::Functions, sides, result);
+  report::addRenames(differences.UDDTs, &Schema::UDDTs, sides, result);
+  return result;
+}
+
+}  // namespace kelvane

@@ -1,0 +1,27 @@
+// Objects that are missing on each side under another name: what a tree of differences cannot tell.
+//
+// Lifetime: results own what they hold. Threading: free functions without state.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "model/diff_schema.h"
+#include "model/schema.h"
+
+namespace kelvane {
+
+struct Rename {
+  enumEntityType kind = entity_TABLE;
+  std::u16string source, target;  // full names
+  int likeness = 0;               // of the contents, in percent
+};
+
+// Pairs tables, views, procedures, functions and types that `differences` has on one side only,
+// where their contents (without own names, numbers of rows and permissions) are equal and of no
+// other, or where they are nearly equal. Objects that are nearly equal are looked for only where
+// few are missing.
+std::vector<Rename> probableRenames(const diffSchema& differences, const Schema& source,
+                                    const Schema& target);
+
+}  // namespace kelvane
