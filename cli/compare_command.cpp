@@ -1,6 +1,7 @@
 #include "cli/compare_command.h"
 
 #include <array>
+#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>
@@ -43,11 +44,26 @@ class RulePreferences final : public AppPreferences {
   const Rules& rules_;
 };
 
-void write(const diffSchema& differences, const ReportHeader& header, Format format,
+bool environmentAllowsColors() {
+  const auto valueOf = [](const char* name) -> std::string_view {
+    const char* value = std::getenv(name);
+    return value != nullptr ? value : "";
+  };
+  return valueOf("NO_COLOR").empty() && valueOf("TERM") != "dumb";
+}
+
+Colors colorsFor(const Output& output, Coloring coloring, const Console& console) {
+  const bool suits = !output.file && console.outIsTerminal && environmentAllowsColors();
+  return coloring == Coloring::always || (coloring == Coloring::onTerminal && suits)
+             ? Colors::terminal
+             : Colors::none;
+}
+
+void write(const diffSchema& differences, const ReportHeader& header, Format format, Colors colors,
            std::ostream& out) {
   switch (format) {
     case Format::text:
-      return writeTextReport(differences, header, out);
+      return writeTextReport(differences, header, colors, out);
     case Format::summary:
       return writeTextSummary(differences, header, out);
     case Format::json:
@@ -70,13 +86,14 @@ ReportHeader headerOf(const CompareRequest& request, const Readings& readings) {
 ExitStatus report(const diffSchema& differences, const CompareRequest& request,
                   const ReportHeader& header, const Console& console) {
   for (const Output& output : request.outputs) {
+    const Colors colors = colorsFor(output, request.coloring, console);
     if (!output.file) {
-      write(differences, header, output.format, console.out);
+      write(differences, header, output.format, colors, console.out);
       console.out.flush();
       continue;
     }
     WrittenFile file("report", *output.file);
-    write(differences, header, output.format, file.stream());
+    write(differences, header, output.format, colors, file.stream());
     file.close();
   }
   if (!console.out) {

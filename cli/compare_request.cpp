@@ -10,8 +10,8 @@
 namespace kelvane::cli {
 namespace {
 
-constexpr std::string_view kAccept = "--accept", kFormat = "--format", kHtml = "--html",
-                           kIgnoreCase = "--ignore-case",
+constexpr std::string_view kAccept = "--accept", kColor = "--color", kFormat = "--format",
+                           kHtml = "--html", kIgnoreCase = "--ignore-case",
                            kIgnoreLineBreaks = "--ignore-line-breaks",
                            kIgnoreSpaces = "--ignore-spaces", kIgnoreTabs = "--ignore-tabs",
                            kJson = "--json", kOutput = "-o", kQ = "-q", kQuiet = "--quiet",
@@ -24,6 +24,7 @@ constexpr std::array<SideOptions, 2> kSideOptions{{
 
 constexpr auto kOptions = std::to_array<Option>({
     {kAccept, "FILE", "of known differences, which do not count"},
+    {kColor, "WHEN", "colours in texts: auto (on a terminal), always or never"},
     {kExclude, "PATTERN", "leave out the objects that it matches. May be repeated"},
     {kInclude, "PATTERN",
      "only objects that it matches, such as 'table:dbo.cust*'. May be repeated"},
@@ -57,6 +58,16 @@ constexpr auto kFormats = std::to_array<FormatName>({
     {"text", Format::text},
     {"json", Format::json},
     {"html", Format::html},
+});
+
+struct ColoringName {
+  std::string_view name;
+  Coloring coloring;
+};
+constexpr auto kColorings = std::to_array<ColoringName>({
+    {"auto", Coloring::onTerminal},
+    {"always", Coloring::always},
+    {"never", Coloring::never},
 });
 
 std::string text(std::string_view option) { return std::string(option); }
@@ -110,6 +121,14 @@ std::vector<Output> outputsOf(const Arguments& arguments) {
   return outputs;
 }
 
+Coloring coloringOf(const Arguments& arguments) {
+  const std::string name = arguments.value(kColor).value_or("auto");
+  const auto* known = std::ranges::find(kColorings, name, &ColoringName::name);
+  if (known == kColorings.end())
+    throw UsageError(text(kColor) + " takes auto, always or never, not '" + name + "'");
+  return known->coloring;
+}
+
 std::string shownPlace(const Place& place, const std::vector<std::string>& operands) {
   if (const auto* server = std::get_if<ServerPlace>(&place)) return server->name;
   std::string names;
@@ -144,6 +163,7 @@ CompareRequest parseCompare(std::span<const std::string> words) {
       arguments, request.rules.ignoreCase ? std::optional(CaseMode::ignore) : std::nullopt);
   for (std::size_t side = 0; side < 2; ++side)
     request.shown[side] = shownPlace(request.places[side], operands[side]);
+  request.coloring = coloringOf(arguments);
   request.accept = arguments.value(kAccept);
   request.writeAccept = arguments.value(kWriteAccept);
   for (const std::string_view option : {kTrace, kOutput, kHtml, kJson, kWriteAccept})

@@ -21,6 +21,9 @@ inline constexpr std::array<std::string_view, 2> kSideNames{"source", "target"};
 
 enum class Format { text, summary, json, html };
 
+// Whether text is written in colours.
+enum class Coloring { onTerminal, always, never };
+
 // A report and the file that it goes to; none: standard output.
 struct Output {
   Format format = Format::text;
@@ -41,6 +44,7 @@ struct CompareRequest {
   cComparisonOptions switches;
   Rules rules;
   Selection selection = {};
+  Coloring coloring = Coloring::onTerminal;
   std::optional<std::string> accept = {}, writeAccept = {};  // files of known differences
 };
 

@@ -25,10 +25,23 @@ constexpr std::size_t kContextLines = 3;
 
 std::u16string number(std::int64_t value) { return decimalText(value); }
 
+enum class Ink { source, target, title, place };
+constexpr std::array<std::u16string_view, 4> kInks{u"\x1b[31m", u"\x1b[32m", u"\x1b[1m",
+                                                   u"\x1b[36m"};
+constexpr std::u16string_view kPlain = u"\x1b[0m";
+
 // Lines, each at its depth.
 class Lines {
  public:
-  explicit Lines(std::ostream& out) : out_(out) {}
+  Lines(std::ostream& out, Colors colors) : out_(out), colors_(colors) {}
+  std::u16string paint(Ink ink, std::u16string_view text) const {
+    if (colors_ == Colors::none) return std::u16string(text);
+    return std::u16string(kInks[static_cast<std::size_t>(ink)]).append(text).append(kPlain);
+  }
+  std::u16string onlyIn(enumLocation side) const {
+    return side == location_Source ? paint(Ink::source, u"only in source")
+                                   : paint(Ink::target, u"only in target");
+  }
   void write(std::size_t depth, std::u16string_view text) {
     if (!text.empty()) out_ << std::string(depth * kIndent, ' ') << toUtf8(text);
     out_ << '\n';
@@ -36,6 +49,7 @@ class Lines {
 
  private:
   std::ostream& out_;
+  Colors colors_;
 };
 
 // The changed lines of one hunk as they are shown: where a removed and an added line differ in
@@ -87,8 +101,10 @@ void writeLineDiff(std::u16string_view before, std::u16string_view after, std::s
                    Lines& out) {
   const auto lines = diffLines(before, after);
   for (const Hunk& hunk : hunks(lines, kContextLines)) {
-    out.write(depth, u"@@ -" + number(hunk.beforeLine) + u"," + number(hunk.beforeCount) + u" +" +
-                         number(hunk.afterLine) + u"," + number(hunk.afterCount) + u" @@");
+    out.write(depth,
+              out.paint(Ink::place, u"@@ -" + number(hunk.beforeLine) + u"," +
+                                        number(hunk.beforeCount) + u" +" + number(hunk.afterLine) +
+                                        u"," + number(hunk.afterCount) + u" @@"));
     const ShownHunk shown(lines, hunk);
     std::size_t added = 0;
     for (std::size_t at = hunk.first; at < hunk.last; ++at) {
@@ -96,22 +112,19 @@ void writeLineDiff(std::u16string_view before, std::u16string_view after, std::s
       if (line.change == LineChange::same)
         out.write(depth, marked(u' ', showLine(line.text, Blanks::plain)));
       else if (line.change == LineChange::removed)
-        out.write(depth, marked(u'-', shown.show(line.text)));
+        out.write(depth, out.paint(Ink::source, marked(u'-', shown.show(line.text))));
       else
-        out.write(depth, marked(u'+', shown.showAdded(added++)));
+        out.write(depth, out.paint(Ink::target, marked(u'+', shown.showAdded(added++))));
     }
   }
-}
-
-std::u16string_view sideOf(const typeDiff& difference) {
-  return difference.Location == location_Source ? u"source" : u"target";
 }
 
 void writeValues(const typeDiff& difference, std::size_t depth, Lines& out) {
   const auto [before, after, shortLines] = valuesOf(difference);
   if (shortLines) {
-    out.write(depth, difference.SubEntityType + u": " + showValue(before) + u" -> " +
-                         showValue(after) + lookAlikeNote(before, after));
+    out.write(depth, difference.SubEntityType + u": " + out.paint(Ink::source, showValue(before)) +
+                         u" -> " + out.paint(Ink::target, showValue(after)) +
+                         lookAlikeNote(before, after));
   } else {
     out.write(depth, difference.SubEntityType + u":");
     writeLineDiff(before, after, depth + 1, out);
@@ -129,8 +142,8 @@ void writePart(Part part, const diffEntity& entity, Lines& out) {
   bool headed = false;
   for (const typeDiff& difference : entity.Diff) {
     if (difference.DiffType == diff_DoesNotExist) {
-      out.write(1, heading(titleOfMissing(part, entity, difference)) + u": only in " +
-                       std::u16string(sideOf(difference)));
+      out.write(1, heading(titleOfMissing(part, entity, difference)) + u": " +
+                       out.onlyIn(difference.Location));
       headed = false;
       continue;
     }
@@ -167,11 +180,12 @@ class RenameNotes {
 template <class Object>
 void writeObject(const Kind<Object>& kind, const Object& object, const RenameNotes& renames,
                  Lines& out) {
-  const std::u16string title = toUtf16(kind.singular) + u" " + showValue(object.FullName);
+  const std::u16string title =
+      out.paint(Ink::title, toUtf16(kind.singular) + u" " + showValue(object.FullName));
   bool headed = false;
   for (const typeDiff& difference : object.Diff) {
     if (difference.DiffType == diff_DoesNotExist) {
-      out.write(0, title + u": only in " + std::u16string(sideOf(difference)));
+      out.write(0, title + u": " + out.onlyIn(difference.Location));
       if (const auto note = renames.of(kind.entityType, difference.Location, object.FullName);
           !note.empty())
         out.write(1, note);
@@ -249,8 +263,9 @@ void writeCounts(std::string_view kind, const KindCounts& counts, std::ostream& 
 }  // namespace
 }  // namespace report
 
-void writeTextReport(const diffSchema& differences, const ReportHeader& header, std::ostream& out) {
-  report::Lines lines(out);
+void writeTextReport(const diffSchema& differences, const ReportHeader& header, Colors colors,
+                     std::ostream& out) {
+  report::Lines lines(out, colors);
   const diffSchema shown = report::withOwnersOfGroups(differences);
   const report::RenameNotes renames(header.renames);
   report::forEachKind(shown, [&](const auto& kind, const auto& objects) {

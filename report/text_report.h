@@ -10,11 +10,15 @@
 
 namespace kelvane {
 
+// As terminals understand them: what the source has is red, what the target has is green.
+enum class Colors { none, terminal };
+
 // Writes UTF-8: a block for each object that differs, a line for each difference ("source ->
 // target"), long texts as a comparison of their lines, and a closing line with the counts. No two
 // different values look alike. The notes of the header stand in the closing line; its sides,
 // switches and gaps are not written.
-void writeTextReport(const diffSchema& differences, const ReportHeader& header, std::ostream& out);
+void writeTextReport(const diffSchema& differences, const ReportHeader& header, Colors colors,
+                     std::ostream& out);
 
 // Writes UTF-8: a table of the counts of each kind that differs, and the same closing line.
 void writeTextSummary(const diffSchema& differences, const ReportHeader& header, std::ostream& out);

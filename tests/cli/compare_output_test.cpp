@@ -1,5 +1,7 @@
 // How much kelvane compare says, and how: summaries, silence, colours.
+#include <cstdlib>
 #include <gmock/gmock.h>
+#include <regex>
 
 #include "tests/cli/compared_scripts.h"
 
@@ -46,6 +48,50 @@ TEST_F(Output, QuietLeavesTheExitStatusAndFiles) {
     EXPECT_EQ(compare(kSource, kSource, {quiet}), kNoDifference);
     EXPECT_EQ(out() + err(), "");
   }
+}
+
+// What a terminal is told about colours.
+const std::regex kEscape("\x1b\\[[0-9]*m");
+
+class Colored : public ComparedScripts {
+ protected:
+  Colored() {
+    outIsTerminal = true;
+    unsetenv("NO_COLOR");
+    setenv("TERM", "xterm", 1);
+  }
+  bool isColored(const std::vector<std::string>& options) {
+    EXPECT_EQ(compare(kSource, kTarget, options), kDifferences) << err();
+    return std::regex_search(out(), kEscape);
+  }
+};
+
+TEST_F(Colored, TextIsTheSameWithoutTheColors) {
+  outIsTerminal = false;
+  const std::string code = "create proc p as\n  select '\x1b[31m'\n", other = code + "  select 2\n";
+  ASSERT_EQ(compare(kSource + code, kTarget + other), kDifferences) << err();
+  const std::string plain = out();
+  compare(kSource + code, kTarget + other, {"--color", "always"});
+  EXPECT_EQ(std::regex_replace(out(), kEscape, ""), plain);
+  EXPECT_THAT(out(), HasSubstr("\x1b[1mtable dbo.t\x1b[0m\n    column a\n        Nullable: "
+                               "\x1b[31mFalse\x1b[0m -> \x1b[32mTrue\x1b[0m\n"));
+  EXPECT_THAT(out(), HasSubstr("\x1b[32m+   select 2\x1b[0m\n"));
+}
+
+TEST_F(Colored, OnATerminalUnlessRefused) {
+  EXPECT_TRUE(isColored({}));
+  EXPECT_FALSE(isColored({"--color=never"}));
+  EXPECT_FALSE(isColored({"--format=json"}));
+  EXPECT_FALSE(isColored({"-o", path("o")}));
+  EXPECT_FALSE(std::regex_search(contents("o"), kEscape));
+  setenv("NO_COLOR", "1", 1);
+  EXPECT_FALSE(isColored({}));
+  EXPECT_TRUE(isColored({"--color=always"}));
+  unsetenv("NO_COLOR");
+  setenv("TERM", "dumb", 1);
+  EXPECT_FALSE(isColored({}));
+  EXPECT_EQ(compare(kSource, kTarget, {"--color", "on"}), kError);
+  EXPECT_EQ(err(), "kelvane: --color takes auto, always or never, not 'on'; see kelvane --help\n");
 }
 
 }  // namespace

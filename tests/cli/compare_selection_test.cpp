@@ -35,7 +35,8 @@ class SelectedObjects : public ComparedScripts {
     std::istringstream lines(out());
     const std::string ending = ": only in source";
     for (std::string line; std::getline(lines, line);)
-      if (line.ends_with(ending) && line[0] != ' ') names.insert(line.substr(0, line.size() - ending.size()));
+      if (line.ends_with(ending) && line[0] != ' ')
+        names.insert(line.substr(0, line.size() - ending.size()));
     return names;
   }
 };

@@ -20,7 +20,7 @@ class ComparedScripts : public ::testing::Test {
   int kelvane(const std::vector<std::string>& words) {
     out_.str("");
     err_.str("");
-    return run(words, {out_, err_});
+    return run(words, {out_, err_, false, {}, outIsTerminal});
   }
   int compareFiles(const std::string& source, const std::string& target,
                    const std::vector<std::string>& options) {
@@ -44,6 +44,8 @@ class ComparedScripts : public ::testing::Test {
   }
   std::string out() const { return out_.str(); }
   std::string err() const { return err_.str(); }
+
+  bool outIsTerminal = false;
 
  private:
   std::ostringstream out_, err_;

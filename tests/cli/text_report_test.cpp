@@ -30,7 +30,7 @@ class Report {
     std::ostringstream out;
     ReportHeader header{"a", "b", "1"};
     if (coverage == Coverage::partial) header.gaps = {"gap"};
-    writeTextReport(diff_.GetDifferences(), header, out);
+    writeTextReport(diff_.GetDifferences(), header, Colors::none, out);
     return "\n" + out.str();
   }
 
