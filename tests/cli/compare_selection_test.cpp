@@ -3,6 +3,7 @@
 #include <set>
 #include <sstream>
 
+#include "cli/selection.h"
 #include "tests/cli/compared_scripts.h"
 
 namespace kelvane::cli {
@@ -84,6 +85,32 @@ TEST_F(SelectedObjects, NothingIsAskedAboutWhatIsLeftOut) {
   compare(kSource, kNothing, {"--exclude", "cust*", "--trace", path("trace")});
   EXPECT_THAT(contents("trace"), HasSubstr("item"));
   EXPECT_THAT(contents("trace"), Not(HasSubstr("cust")));
+}
+
+// A server that ignores case may be compared with one that does not, which decides.
+TEST(SelectionOfNames, WaitsForTheOtherSideWhereCaseMatters) {
+  const std::vector<std::string> words{"x*"};
+  const Selection selection(Arguments{{{kExclude, words}}, {}, {}});
+  const Selection decided(Arguments{{{kExclude, words}}, {}, {}}, CaseMode::ignore);
+  Schema schema;
+  for (const char16_t* name : {u"x1", u"X2", u"y"}) {
+    const Selection::Name both{name, name};
+    Selection::Tally tally;
+    const std::u16string_view text = name;
+    EXPECT_EQ(selection.leavesUnread(entity_TABLE, both, CaseMode::ignore, tally), text == u"x1");
+    EXPECT_EQ(selection.leavesUnread(entity_TABLE, both, CaseMode::exact, tally), text == u"x1");
+    EXPECT_EQ(decided.leavesUnread(entity_TABLE, both, CaseMode::exact, tally), text != u"y");
+    Table table;
+    table.Name = table.FullName = name;
+    schema.Tables.append(table);
+  }
+  for (const auto& [mode, left] : {std::pair(CaseMode::exact, 2), {CaseMode::ignore, 1}}) {
+    Schema copy = schema;
+    Selection::Tally tally;
+    selection.apply(copy, mode, tally);
+    EXPECT_EQ(copy.Tables.count(), left);
+    EXPECT_EQ(tally.leftOut, static_cast<std::size_t>(3 - left));
+  }
 }
 
 TEST_F(SelectedObjects, WhatIsLeftOutIsTold) {
