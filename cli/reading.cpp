@@ -87,6 +87,19 @@ void keepCommon(const NamedPlace& place, const Snapshot& snapshot, Readings& rea
                                " was taken without it: " + lacking);
 }
 
+SideReading readingOf(Snapshot snapshot, const NamedPlace& place,
+                      const cComparisonOptions& switches) {
+  SideReading reading;
+  reading.schema = std::move(snapshot.schema);
+  leaveOutDetails(reading.schema, switches);
+  reading.caseSensitive = snapshot.caseSensitive;
+  for (const std::string& gap : snapshot.gaps)
+    reading.gaps.push_back(std::string(place.name) + ": when the snapshot was taken: " + gap);
+  return reading;
+}
+
+}  // namespace
+
 bool isServer(const NamedPlace& place) { return std::holds_alternative<ServerPlace>(place.place); }
 
 std::vector<std::unique_ptr<Side>> openSides(std::span<NamedPlace> places, const Console& console,
@@ -102,19 +115,6 @@ std::vector<std::unique_ptr<Side>> openSides(std::span<NamedPlace> places, const
                        return open(place, complaints);
                      });
 }
-
-SideReading readingOf(Snapshot snapshot, const NamedPlace& place,
-                      const cComparisonOptions& switches) {
-  SideReading reading;
-  reading.schema = std::move(snapshot.schema);
-  leaveOutDetails(reading.schema, switches);
-  reading.caseSensitive = snapshot.caseSensitive;
-  for (const std::string& gap : snapshot.gaps)
-    reading.gaps.push_back(std::string(place.name) + ": when the snapshot was taken: " + gap);
-  return reading;
-}
-
-}  // namespace
 
 Readings readPlaces(std::vector<NamedPlace> places, const cComparisonOptions& wanted,
                     const std::optional<std::string>& trace, const Console& console,

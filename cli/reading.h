@@ -5,6 +5,7 @@
 // threads of their own.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -30,6 +31,14 @@ struct Readings {
   cComparisonOptions switches;       // those of the wanted ones that all sides were read under
   std::vector<std::string> missing;  // a line for each side and wanted switch that it lacks
 };
+
+// Asks for the passwords that are wanting and opens the places, two at the same time; nothing for a
+// snapshot. Throws CommandError.
+std::vector<std::unique_ptr<Side>> openSides(std::span<NamedPlace> places, const Console& console,
+                                             const OpenSide& open);
+
+// Whether Ctrl-C is to end its reading in an orderly way.
+bool isServer(const NamedPlace& place);
 
 // Reads one or two places, two at the same time (in turn with a trace: it tells what happened in
 // its order). Snapshots are not read anew: the others are read under the switches that they have.

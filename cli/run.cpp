@@ -7,6 +7,8 @@
 #include "cli/arguments.h"
 #include "cli/compare_command.h"
 #include "cli/compare_request.h"
+#include "cli/list_command.h"
+#include "cli/show_command.h"
 #include "cli/snapshot_command.h"
 #include "cli/switch_arguments.h"
 
@@ -19,6 +21,8 @@ Usage:
   kelvane compare [OPTION]... SOURCE TARGET
   kelvane compare [OPTION]... SOURCE... -- TARGET...
   kelvane snapshot [OPTION]... SIDE
+  kelvane show [OPTION]... SIDE [OBJECT]
+  kelvane list [OPTION]... SIDE [KIND]
   kelvane switches
   kelvane --help
   kelvane --version
@@ -61,6 +65,10 @@ ExitStatus help(std::ostream& out) {
          "                                follows are no options\n"
          "\nOptions of snapshot:\n";
   list(snapshotOptions(), out);
+  out << "\nOptions of show:\n";
+  list(showOptions(), out);
+  out << "\nOptions of list:\n";
+  list(listOptions(), out);
   out << kTail;
   return kNoDifference;
 }
@@ -80,6 +88,8 @@ ExitStatus dispatch(std::span<const std::string> words, const Console& console,
   const std::string& command = words.front();
   if (command == "compare") return runCompare(words.subspan(1), console, open);
   if (command == "snapshot") return runSnapshot(words.subspan(1), console, open);
+  if (command == "show") return runShow(words.subspan(1), console, open);
+  if (command == "list") return runList(words.subspan(1), console, open);
   if (command == "switches") {
     if (words.size() > 1) throw UsageError("switches takes nothing besides");
     listSwitches(console.out);
