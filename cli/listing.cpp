@@ -1,6 +1,5 @@
 #include "cli/listing.h"
 
-#include "cli/console.h"
 #include "report/json_writer.h"
 #include "report/visible_text.h"
 
@@ -33,6 +32,11 @@ void writeJson(const ObjectListing& listing, std::ostream& out) {
   }
   writer.endObject();
   writer.endObject();
+}
+
+ExitStatus tellGaps(const std::vector<std::string>& gaps, const Console& console) {
+  for (const std::string& gap : gaps) console.complain(gap);
+  return gaps.empty() ? kNoDifference : kNotProven;
 }
 
 void finish(std::ostream& out) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cli/arguments.h"
+#include "cli/console.h"
 #include "cli/object_kinds.h"
 
 namespace kelvane::cli {
@@ -34,6 +35,9 @@ struct ObjectListing {
 };
 
 void writeJson(const ObjectListing& listing, std::ostream& out);
+
+// Complains about what could not be read.
+ExitStatus tellGaps(const std::vector<std::string>& gaps, const Console& console);
 
 // Throws CommandError when something that was written to the stream is lost.
 void finish(std::ostream& out);

@@ -28,18 +28,8 @@ OneSide oneSide(const Arguments& arguments, std::string_view command, std::strin
   const std::vector<std::string> operands(all.begin(), parting);
   OneSide result{placeOf(arguments, operands, kOneSide, readingSettings(arguments)), {}, {}};
   if (parting != all.end()) result.further = *parting;
-  if (const auto* server = std::get_if<ServerPlace>(&result.place)) {
-    result.shown = server->name;
-  } else {
-    for (const std::string& operand : operands)
-      result.shown += (result.shown.empty() ? "" : " ") + operand;
-  }
+  result.shown = nameOf(result.place, operands);
   return result;
-}
-
-ExitStatus tellGaps(const std::vector<std::string>& gaps, const Console& console) {
-  for (const std::string& gap : gaps) console.complain(gap);
-  return gaps.empty() ? kNoDifference : kNotProven;
 }
 
 }  // namespace kelvane::cli

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "cli/arguments.h"
-#include "cli/console.h"
 #include "cli/place.h"
 #include "cli/side_arguments.h"
 
@@ -31,8 +30,5 @@ struct OneSide {
 // A side of several scripts is parted from what follows by "--". Throws UsageError, in which
 // `command` and `further` are what they are called.
 OneSide oneSide(const Arguments& arguments, std::string_view command, std::string_view further);
-
-// Complains about what could not be read.
-ExitStatus tellGaps(const std::vector<std::string>& gaps, const Console& console);
 
 }  // namespace kelvane::cli

@@ -100,8 +100,6 @@ SideReading readingOf(Snapshot snapshot, const NamedPlace& place,
 
 }  // namespace
 
-bool isServer(const NamedPlace& place) { return std::holds_alternative<ServerPlace>(place.place); }
-
 std::vector<std::unique_ptr<Side>> openSides(std::span<NamedPlace> places, const Console& console,
                                              const OpenSide& open) {
   for (NamedPlace& place : places) {
@@ -114,6 +112,22 @@ std::vector<std::unique_ptr<Side>> openSides(std::span<NamedPlace> places, const
                        if (std::holds_alternative<SnapshotPlace>(place)) return nullptr;
                        return open(place, complaints);
                      });
+}
+
+std::unique_ptr<Interruption> interruptionOf(std::span<const NamedPlace> places,
+                                             std::span<const std::unique_ptr<Side>> sides,
+                                             StatusLine& line) {
+  if (std::ranges::none_of(places, [](const NamedPlace& place) {
+        return std::holds_alternative<ServerPlace>(place.place);
+      }))
+    return nullptr;
+  return std::make_unique<Interruption>(
+      [&line] { line.complain("interrupted; once more ends the program at once"); },
+      [sides] {
+        for (const auto& side : sides) {
+          if (side) side->cancel();
+        }
+      });
 }
 
 Readings readPlaces(std::vector<NamedPlace> places, const cComparisonOptions& wanted,
@@ -135,16 +149,7 @@ Readings readPlaces(std::vector<NamedPlace> places, const cComparisonOptions& wa
   // Without the name the reader cannot tell the primary key's index from others.
   options->Tables_PrimaryKeys_Names = True;
   StatusLine line(console);
-  std::optional<Interruption> interruption;
-  // Without a server a signal ends the program at once: nothing is lost.
-  if (std::ranges::any_of(places, isServer)) {
-    interruption.emplace([&] { line.complain("interrupted; once more ends the program at once"); },
-                         [&] {
-                           for (const auto& side : sides) {
-                             if (side) side->cancel();
-                           }
-                         });
-  }
+  const auto interruption = interruptionOf(places, sides, line);
   const Pace pace = traceFile ? Pace::InTurn : Pace::Together;
   readings.sides = forEachSide(
       places.size(), pace, console, [&](std::size_t side, const Console&) -> SideReading {

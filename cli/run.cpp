@@ -7,6 +7,7 @@
 #include "cli/arguments.h"
 #include "cli/compare_command.h"
 #include "cli/compare_request.h"
+#include "cli/data_command.h"
 #include "cli/list_command.h"
 #include "cli/show_command.h"
 #include "cli/snapshot_command.h"
@@ -20,6 +21,7 @@ constexpr std::string_view kHead = R"(Compares the schemas of two databases.
 Usage:
   kelvane compare [OPTION]... SOURCE TARGET
   kelvane compare [OPTION]... SOURCE... -- TARGET...
+  kelvane data [OPTION]... SOURCE TARGET
   kelvane snapshot [OPTION]... SIDE
   kelvane show [OPTION]... SIDE [OBJECT]
   kelvane list [OPTION]... SIDE [KIND]
@@ -65,6 +67,8 @@ ExitStatus help(std::ostream& out) {
          "                                follows are no options\n"
          "\nOptions of snapshot:\n";
   list(snapshotOptions(), out);
+  out << "\nOptions of data:\n";
+  list(dataOptions(), out);
   out << "\nOptions of show:\n";
   list(showOptions(), out);
   out << "\nOptions of list:\n";
@@ -90,6 +94,7 @@ ExitStatus dispatch(std::span<const std::string> words, const Console& console,
   if (command == "snapshot") return runSnapshot(words.subspan(1), console, open);
   if (command == "show") return runShow(words.subspan(1), console, open);
   if (command == "list") return runList(words.subspan(1), console, open);
+  if (command == "data") return runData(words.subspan(1), console, open);
   if (command == "switches") {
     if (words.size() > 1) throw UsageError("switches takes nothing besides");
     listSwitches(console.out);
