@@ -218,6 +218,9 @@ std::set<std::u16string> foundByOtherCase(const std::vector<TableReport>& report
   return found;
 }
 
+static_assert(static_cast<int>(DataEnd::bothEnded) == static_cast<int>(TableEnd::bothEnded) &&
+              static_cast<int>(DataEnd::error) == static_cast<int>(TableEnd::error));
+
 std::vector<TableReport> tableReports(const std::vector<TableResult>& results,
                                       const std::vector<WatchedTable>& seen,
                                       const TableNames& names) {

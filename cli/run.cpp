@@ -22,6 +22,7 @@ struct Command {
   std::string_view name;
   std::string_view usage;  // a line for each way to call it, what stands behind the options
   std::string_view says;
+  std::string_view examples;  // a line each
   std::vector<Option> (*options)();
   ExitStatus (*run)(std::span<const std::string> words, const Console& console,
                     const OpenSide& open);
@@ -39,23 +40,28 @@ ExitStatus runSwitches(std::span<const std::string> words, const Console& consol
 constexpr auto kCommands = std::to_array<Command>({
     {"compare", "SOURCE TARGET\nSOURCE... -- TARGET...",
      R"(Writes all that is in the one schema and not, or not in the same way, in the other.)",
+     R"(  kelvane compare old.sql new.sql
+  kelvane compare --html drift.html prod.json odbc:DSN=prod)",
      compareOptions, runCompare},
     {"data", "SOURCE TARGET\nSOURCE... -- TARGET...",
      R"(Compares the rows of the tables of the source with those of the target, paired by position, and
 tells for each table how many values differ, and whether one side has more rows.)",
-     dataOptions, runData},
+     R"(  kelvane data odbc:DSN=prod odbc:DSN=copy --table 'price_*' --show 5)", dataOptions,
+     runData},
     {"snapshot", "SIDE", R"(Writes a whole schema as JSON, good to keep beside the scripts.)",
-     snapshotOptions, runSnapshot},
+     R"(  kelvane snapshot odbc:DSN=prod -o prod.json)", snapshotOptions, runSnapshot},
     {"show", "SIDE [OBJECT]\nSIDE... -- OBJECT",
      R"(Writes the objects of a database by kind, or what one of them consists of, or its definition.
 OBJECT is a name, with its owner or without, and with its kind before it where there are several:
 customer, dbo.customer, table:dbo.customer. With a kind, nothing else is read.)",
+     R"(  kelvane show odbc:DSN=prod table:dbo.customer --sort Length --numeric
+  kelvane show --source prod.json find_customer)",
      showOptions, runShow},
     {"list", "SIDE [KIND]\nSIDE... -- KIND",
      R"(Asks a database for the names of its objects, and for nothing else. KIND is table, view,
 procedure, function, user, group or type.)",
-     listOptions, runList},
-    {"switches", "", "Lists what can be left out of schemas.", noOptions, runSwitches},
+     R"(  kelvane list odbc:DSN=prod procedure)", listOptions, runList},
+    {"switches", "", "Lists what can be left out of schemas.", "", noOptions, runSwitches},
 });
 
 constexpr std::string_view kSides = R"(
@@ -110,6 +116,7 @@ ExitStatus help(std::ostream& out) {
 ExitStatus help(const Command& command, std::ostream& out) {
   out << command.says << "\n\nUsage:\n";
   writeUsage(command, out);
+  if (!command.examples.empty()) out << "\nExamples:\n" << command.examples << '\n';
   if (const std::vector<Option> options = command.options(); !options.empty()) {
     out << "\nOptions:\n";
     list(options, out);
