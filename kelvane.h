@@ -11,5 +11,6 @@
 #include "model/schema.h"
 #include "model/text.h"
 #include "reader/ase_fetch.h"
+#include "reader/browsing.h"
 #include "settings/applies_to.h"
 #include "settings/comparison_options.h"

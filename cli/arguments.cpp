@@ -36,4 +36,12 @@ Arguments parseArguments(std::span<const std::string> words, std::span<const Opt
   return result;
 }
 
+std::vector<Option> sortedOptions(std::initializer_list<std::span<const Option>> families) {
+  std::vector<Option> options;
+  for (const std::span<const Option> family : families)
+    options.insert(options.end(), family.begin(), family.end());
+  std::ranges::sort(options, {}, &Option::name);
+  return options;
+}
+
 }  // namespace kelvane::cli

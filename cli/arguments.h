@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
 #include <map>
 #include <optional>
 #include <span>
@@ -48,5 +49,8 @@ struct Arguments {
 // Throws UsageError for an unknown option, a missing value, one that is not expected, and a second
 // parting.
 Arguments parseArguments(std::span<const std::string> words, std::span<const Option> options);
+
+// All of them, by name.
+std::vector<Option> sortedOptions(std::initializer_list<std::span<const Option>> families);
 
 }  // namespace kelvane::cli

@@ -87,7 +87,18 @@ void keepCommon(const NamedPlace& place, const Snapshot& snapshot, Readings& rea
                                " was taken without it: " + lacking);
 }
 
-bool isServer(const NamedPlace& place) { return std::holds_alternative<ServerPlace>(place.place); }
+SideReading readingOf(Snapshot snapshot, const NamedPlace& place,
+                      const cComparisonOptions& switches) {
+  SideReading reading;
+  reading.schema = std::move(snapshot.schema);
+  leaveOutDetails(reading.schema, switches);
+  reading.caseSensitive = snapshot.caseSensitive;
+  for (const std::string& gap : snapshot.gaps)
+    reading.gaps.push_back(std::string(place.name) + ": when the snapshot was taken: " + gap);
+  return reading;
+}
+
+}  // namespace
 
 std::vector<std::unique_ptr<Side>> openSides(std::span<NamedPlace> places, const Console& console,
                                              const OpenSide& open) {
@@ -103,18 +114,21 @@ std::vector<std::unique_ptr<Side>> openSides(std::span<NamedPlace> places, const
                      });
 }
 
-SideReading readingOf(Snapshot snapshot, const NamedPlace& place,
-                      const cComparisonOptions& switches) {
-  SideReading reading;
-  reading.schema = std::move(snapshot.schema);
-  leaveOutDetails(reading.schema, switches);
-  reading.caseSensitive = snapshot.caseSensitive;
-  for (const std::string& gap : snapshot.gaps)
-    reading.gaps.push_back(std::string(place.name) + ": when the snapshot was taken: " + gap);
-  return reading;
+std::unique_ptr<Interruption> interruptionOf(std::span<const NamedPlace> places,
+                                             std::span<const std::unique_ptr<Side>> sides,
+                                             StatusLine& line) {
+  if (std::ranges::none_of(places, [](const NamedPlace& place) {
+        return std::holds_alternative<ServerPlace>(place.place);
+      }))
+    return nullptr;
+  return std::make_unique<Interruption>(
+      [&line] { line.complain("interrupted; once more ends the program at once"); },
+      [sides] {
+        for (const auto& side : sides) {
+          if (side) side->cancel();
+        }
+      });
 }
-
-}  // namespace
 
 Readings readPlaces(std::vector<NamedPlace> places, const cComparisonOptions& wanted,
                     const std::optional<std::string>& trace, const Console& console,
@@ -135,16 +149,7 @@ Readings readPlaces(std::vector<NamedPlace> places, const cComparisonOptions& wa
   // Without the name the reader cannot tell the primary key's index from others.
   options->Tables_PrimaryKeys_Names = True;
   StatusLine line(console);
-  std::optional<Interruption> interruption;
-  // Without a server a signal ends the program at once: nothing is lost.
-  if (std::ranges::any_of(places, isServer)) {
-    interruption.emplace([&] { line.complain("interrupted; once more ends the program at once"); },
-                         [&] {
-                           for (const auto& side : sides) {
-                             if (side) side->cancel();
-                           }
-                         });
-  }
+  const auto interruption = interruptionOf(places, sides, line);
   const Pace pace = traceFile ? Pace::InTurn : Pace::Together;
   readings.sides = forEachSide(
       places.size(), pace, console, [&](std::size_t side, const Console&) -> SideReading {

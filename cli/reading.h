@@ -5,6 +5,7 @@
 // threads of their own.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -12,9 +13,11 @@
 #include <vector>
 
 #include "cli/console.h"
+#include "cli/interruption.h"
 #include "cli/place.h"
 #include "cli/side.h"
 #include "cli/side_reader.h"
+#include "cli/status_line.h"
 #include "settings/comparison_options.h"
 
 namespace kelvane::cli {
@@ -30,6 +33,17 @@ struct Readings {
   cComparisonOptions switches;       // those of the wanted ones that all sides were read under
   std::vector<std::string> missing;  // a line for each side and wanted switch that it lacks
 };
+
+// Asks for the passwords that are wanting and opens the places, two at the same time; nothing for a
+// snapshot. Throws CommandError.
+std::vector<std::unique_ptr<Side>> openSides(std::span<NamedPlace> places, const Console& console,
+                                             const OpenSide& open);
+
+// What ends the reading of servers in an orderly way after Ctrl-C; null where there is no server:
+// then a signal ends the program at once, and nothing is lost. Places, sides and line outlive it.
+std::unique_ptr<Interruption> interruptionOf(std::span<const NamedPlace> places,
+                                             std::span<const std::unique_ptr<Side>> sides,
+                                             StatusLine& line);
 
 // Reads one or two places, two at the same time (in turn with a trace: it tells what happened in
 // its order). Snapshots are not read anew: the others are read under the switches that they have.

@@ -147,6 +147,13 @@ Place placeOf(const Arguments& arguments, const std::vector<std::string>& operan
   return place;
 }
 
+std::string nameOf(const Place& place, const std::vector<std::string>& operands) {
+  if (const auto* server = std::get_if<ServerPlace>(&place)) return server->name;
+  std::string names;
+  for (const std::string& operand : operands) names += (names.empty() ? "" : " ") + operand;
+  return names;
+}
+
 void refuseOverwriting(const Arguments& arguments, std::string_view option,
                        std::span<const SideOptions> sides) {
   const auto written = arguments.value(option);

@@ -35,6 +35,9 @@ ReadingSettings readingSettings(const Arguments& arguments);
 Place placeOf(const Arguments& arguments, const std::vector<std::string>& operands,
               const SideOptions& options, const ReadingSettings& settings);
 
+// How the user calls a place, without secrets.
+std::string nameOf(const Place& place, const std::vector<std::string>& operands);
+
 // For an option with a file that is written: it must not be one that is read.
 void refuseOverwriting(const Arguments& arguments, std::string_view option,
                        std::span<const SideOptions> sides);

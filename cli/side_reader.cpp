@@ -39,6 +39,25 @@ void addRejections(const std::vector<Rejection>& rejections, const std::string& 
                    " more statements were rejected; --trace FILE shows them all");
 }
 
+// What a reader could not read. Some failures leave no trace but their text.
+std::vector<std::string> gapsOf(const TracingConnection& traced, std::string_view side,
+                                bool stopped, bool completed, const std::u16string& lastError) {
+  const std::string name(side);
+  std::vector<std::string> gaps;
+  addRejections(traced.rejections(), name, gaps);
+  if (const auto& unanswered = traced.unanswered()) {
+    gaps.push_back(name + ": reading stopped: " + toUtf8(unanswered->activity) +
+                   ": no answer to \"" + firstLine(unanswered->statement) +
+                   "\": " + inOneLine(unanswered->error));
+  } else if (stopped) {
+    gaps.push_back(name + ": reading interrupted");
+  } else if (!completed || (traced.rejections().empty() && !lastError.empty())) {
+    gaps.push_back(name + ": " + (completed ? "not read completely: " : "reading stopped: ") +
+                   inOneLine(lastError));
+  }
+  return gaps;
+}
+
 // Cancels the reader at its next yield when nothing more is to be asked.
 class CancellingHost final : public Host {
  public:
@@ -88,20 +107,22 @@ SideReading readSide(ado::Connection& connection, std::string_view side,
   }
   result.schema = reader.Results();
   result.caseSensitive = reader.IsSchemaCaseSensitive();
-  const std::string name(side);
-  addRejections(traced.rejections(), name, result.gaps);
-  if (const auto& unanswered = traced.unanswered()) {
-    result.gaps.push_back(name + ": reading stopped: " + toUtf8(unanswered->activity) +
-                          ": no answer to \"" + firstLine(unanswered->statement) +
-                          "\": " + inOneLine(unanswered->error));
-  } else if (stop.stop_requested()) {
-    result.gaps.push_back(name + ": reading interrupted");
-  } else if (!completed || (traced.rejections().empty() && !reader.LastError().empty())) {
-    // Some failures leave no trace but their text.
-    result.gaps.push_back(name + ": " +
-                          (completed ? "not read completely: " : "reading stopped: ") +
-                          inOneLine(reader.LastError()));
-  }
+  result.gaps = gapsOf(traced, side, stop.stop_requested(), completed, reader.LastError());
+  return result;
+}
+
+SideReading readLists(ado::Connection& connection, std::string_view side,
+                      std::span<const enumEntityType> kinds, StatusLine& line, Trace* trace) {
+  std::u16string activity;
+  TracingConnection traced(connection, activity, trace, {});
+  cASE_Fetch reader;
+  reader.conn(&traced);
+  bool completed = true;
+  Progress progress(line, side, trace, activity, traced);
+  for (const enumEntityType kind : kinds) completed = reader.GetList(kind, progress) && completed;
+  SideReading result;
+  result.schema = reader.Results();
+  result.gaps = gapsOf(traced, side, false, completed, reader.LastError());
   return result;
 }
 

@@ -1,10 +1,10 @@
 #include "cli/snapshot_command.h"
 
-#include <algorithm>
 #include <array>
 #include <ctime>
 #include <optional>
 
+#include "cli/one_side.h"
 #include "cli/reading.h"
 #include "cli/side_arguments.h"
 #include "cli/switch_arguments.h"
@@ -16,16 +16,9 @@ namespace kelvane::cli {
 namespace {
 
 constexpr std::string_view kDated = "--dated", kOutput = "-o";
-constexpr std::array<SideOptions, 1> kSideOptions{
-    {{"--server", "--user", "--database", "--password-file"}}};
-
 constexpr auto kOptions = std::to_array<Option>({
     {kDated, "", "write when the snapshot was taken into it"},
     {kOutput, "FILE", "write to this file instead of standard output"},
-    {kSideOptions[0].server, "SERVER", "as the driver knows it, or HOST:PORT; in place of SIDE"},
-    {kSideOptions[0].user, "USER", "to log in to that server as"},
-    {kSideOptions[0].database, "DATABASE", "of that server; that of the login unless said"},
-    {kSideOptions[0].passwordFile, "FILE", "that only you may read; its first line is used"},
 });
 
 std::string now() {
@@ -40,22 +33,17 @@ std::string now() {
 }  // namespace
 
 std::vector<Option> snapshotOptions() {
-  std::vector<Option> options(kOptions.begin(), kOptions.end());
-  for (const auto shared : {readingOptions(), switchOptions()})
-    options.insert(options.end(), shared.begin(), shared.end());
-  std::ranges::sort(options, {}, &Option::name);
-  return options;
+  return sortedOptions({kOptions, oneSideOptions(), readingOptions(), switchOptions()});
 }
 
 ExitStatus runSnapshot(std::span<const std::string> words, const Console& console,
                        const OpenSide& open) {
   const std::vector<Option> options = snapshotOptions();
   const Arguments arguments = parseArguments(words, options);
-  if (arguments.parting || arguments.operands.empty() != arguments.has(kSideOptions[0].server))
+  if (arguments.parting || arguments.operands.empty() != arguments.has(kOneSide.server))
     throw UsageError("snapshot needs one SIDE, or --server");
-  refuseOverwriting(arguments, kOutput, kSideOptions);
-  const Place place =
-      placeOf(arguments, arguments.operands, kSideOptions[0], readingSettings(arguments));
+  refuseOverwriting(arguments, kOutput, {&kOneSide, 1});
+  const Place place = placeOf(arguments, arguments.operands, kOneSide, readingSettings(arguments));
   Readings readings =
       readPlaces({{"side", place}}, switchesOf(arguments), arguments.value(kTrace), console, open);
   SideReading& side = readings.sides[0];

@@ -1,4 +1,5 @@
-// What the reader answers from the held record, without asking the server.
+#include "reader/browsing.h"
+
 #include <utility>
 
 #include "model/attributes.h"
@@ -8,12 +9,7 @@
 namespace kelvane {
 namespace {
 
-// Which object of an array is meant: the one at an index of 1 or more, otherwise the first with
-// that FullName.
-struct Selector {
-  std::u16string name;
-  std::int32_t index = 0;
-};
+using browsing::Selector;
 
 template <class Record>
 std::int32_t positionOf(const Array<Record>& records, const std::u16string& fullName) {
@@ -180,41 +176,12 @@ void addRoutineProperties(cKeyPairs& pairs, const Array<Record>& records,
     addDefinitionSize(pairs, record->Definition);
 }
 
-std::shared_ptr<cKeyPairs> propertyList(const Schema& schema, Host& host, EntityIdentifier type,
-                                        const Selector& selector) {
-  auto pairs = std::make_shared<cKeyPairs>();
-  switch (type) {
-    case ID_TABLE:
-      if (const Table* table = select(schema.Tables, selector))
-        addProperties(*pairs, table->Miscallaneous, attributes::kTableProperties);
-      break;
-    case ID_UDDT:
-      if (const UDDT* userType = select(schema.UDDTs, selector))
-        addProperties(*pairs, *userType, attributes::kUserType);
-      break;
-    case ID_STOREDPROC:
-      addRoutineProperties(*pairs, schema.StoredProcs, selector);
-      break;
-    case ID_VIEW:
-      addRoutineProperties(*pairs, schema.Views, selector);
-      break;
-    case ID_Function:
-      addRoutineProperties(*pairs, schema.Functions, selector);
-      break;
-    case ID_GROUP:
-    case ID_USER:
-      break;
-    default:
-      host.MessageBox(u"Invalid Object Type for Property List", MessageIcon::exclamation);
-  }
-  return pairs;
-}
-
 }  // namespace
 
-std::int32_t cASE_Fetch::ObjectExists(EntityIdentifier ObjectType,
-                                      const std::u16string& ObjectName) const {
-  const Schema& schema = context_.schema;
+namespace browsing {
+
+std::int32_t ObjectExists(const Schema& schema, EntityIdentifier ObjectType,
+                          const std::u16string& ObjectName) {
   switch (ObjectType) {
     case ID_TABLE:
       return positionOf(schema.Tables, ObjectName);
@@ -235,9 +202,8 @@ std::int32_t cASE_Fetch::ObjectExists(EntityIdentifier ObjectType,
   }
 }
 
-std::u16string cASE_Fetch::GetObjectSource(const std::u16string& ObjectName,
-                                           const std::u16string& ObjectType) const {
-  const Schema& schema = context_.schema;
+std::u16string GetObjectSource(const Schema& schema, const std::u16string& ObjectName,
+                               const std::u16string& ObjectType) {
   const auto is = [&](std::u16string_view type) {
     return equalText(ObjectType, type, CaseMode::ignore);
   };
@@ -254,18 +220,67 @@ std::u16string cASE_Fetch::GetObjectSource(const std::u16string& ObjectName,
   return definition ? *definition : std::u16string();
 }
 
+std::shared_ptr<cEntities> GetSubEntityList(const Schema& schema, Host& host,
+                                            EntityIdentifier ParentObjectType,
+                                            EntityIdentifier ObjectType, const Selector& parent) {
+  return SubEntityLists(schema, host, ObjectType, parent).under(ParentObjectType);
+}
+
+std::shared_ptr<cKeyPairs> GetEntityPropertyList(const Schema& schema, Host& host,
+                                                 EntityIdentifier ObjectType,
+                                                 const Selector& object) {
+  auto pairs = std::make_shared<cKeyPairs>();
+  switch (ObjectType) {
+    case ID_TABLE:
+      if (const Table* table = select(schema.Tables, object))
+        addProperties(*pairs, table->Miscallaneous, attributes::kTableProperties);
+      break;
+    case ID_UDDT:
+      if (const UDDT* userType = select(schema.UDDTs, object))
+        addProperties(*pairs, *userType, attributes::kUserType);
+      break;
+    case ID_STOREDPROC:
+      addRoutineProperties(*pairs, schema.StoredProcs, object);
+      break;
+    case ID_VIEW:
+      addRoutineProperties(*pairs, schema.Views, object);
+      break;
+    case ID_Function:
+      addRoutineProperties(*pairs, schema.Functions, object);
+      break;
+    case ID_GROUP:
+    case ID_USER:
+      break;
+    default:
+      host.MessageBox(u"Invalid Object Type for Property List", MessageIcon::exclamation);
+  }
+  return pairs;
+}
+
+}  // namespace browsing
+
+std::int32_t cASE_Fetch::ObjectExists(EntityIdentifier ObjectType,
+                                      const std::u16string& ObjectName) const {
+  return browsing::ObjectExists(context_.schema, ObjectType, ObjectName);
+}
+
+std::u16string cASE_Fetch::GetObjectSource(const std::u16string& ObjectName,
+                                           const std::u16string& ObjectType) const {
+  return browsing::GetObjectSource(context_.schema, ObjectName, ObjectType);
+}
+
 std::shared_ptr<cEntities> cASE_Fetch::GetSubEntityListByName(
     EntityIdentifier ParentObjectType, EntityIdentifier ObjectType,
     const std::u16string& ParentObjectName) const {
-  return SubEntityLists(context_.schema, *context_.host, ObjectType, {ParentObjectName})
-      .under(ParentObjectType);
+  return browsing::GetSubEntityList(context_.schema, *context_.host, ParentObjectType, ObjectType,
+                                    {.name = ParentObjectName});
 }
 
 std::shared_ptr<cEntities> cASE_Fetch::GetSubEntityListByIndex(EntityIdentifier ParentObjectType,
                                                                EntityIdentifier ObjectType,
                                                                std::int32_t index) const {
-  return SubEntityLists(context_.schema, *context_.host, ObjectType, {std::u16string(), index})
-      .under(ParentObjectType);
+  return browsing::GetSubEntityList(context_.schema, *context_.host, ParentObjectType, ObjectType,
+                                    {.index = index});
 }
 
 std::shared_ptr<cKeyPairs> cASE_Fetch::GetEntityPropertyListByName(
@@ -273,13 +288,15 @@ std::shared_ptr<cKeyPairs> cASE_Fetch::GetEntityPropertyListByName(
   // Only tables and types have a list by name; every other kind is refused as an unknown one would
   // be.
   const bool listed = ObjectType == ID_TABLE || ObjectType == ID_UDDT;
-  return propertyList(context_.schema, *context_.host,
-                      listed ? ObjectType : static_cast<EntityIdentifier>(0), {ObjectName});
+  return browsing::GetEntityPropertyList(context_.schema, *context_.host,
+                                         listed ? ObjectType : static_cast<EntityIdentifier>(0),
+                                         {.name = ObjectName});
 }
 
 std::shared_ptr<cKeyPairs> cASE_Fetch::GetEntityPropertyListByIndex(EntityIdentifier ObjectType,
                                                                     std::int32_t index) const {
-  return propertyList(context_.schema, *context_.host, ObjectType, {std::u16string(), index});
+  return browsing::GetEntityPropertyList(context_.schema, *context_.host, ObjectType,
+                                         {.index = index});
 }
 
 }  // namespace kelvane

@@ -188,6 +188,8 @@ json parsed(std::string_view text, Schema& schema) {
     const auto line = 1 + std::ranges::count(text.substr(0, at), '\n');
     refuse("line " + std::to_string(line),
            at == text.size() ? "ends too early: it was cut off" : "is no JSON there");
+  } catch (const json::out_of_range&) {
+    refuse({}, "has a number that is too great for any");
   }
 }
 

@@ -1,7 +1,6 @@
 // How much kelvane compare says, and how: summaries, silence, colours.
 #include <cstdlib>
 #include <gmock/gmock.h>
-#include <regex>
 
 #include "tests/cli/compared_scripts.h"
 
@@ -50,8 +49,12 @@ TEST_F(Output, QuietLeavesTheExitStatusAndFiles) {
   }
 }
 
-// What a terminal is told about colours.
-const std::regex kEscape("\x1b\\[[0-9]*m");
+// The text without what tells a terminal about colours.
+std::string withoutColors(std::string text) {
+  for (std::size_t at = 0; (at = text.find("\x1b[", at)) != text.npos;)
+    text.erase(at, text.find('m', at) + 1 - at);
+  return text;
+}
 
 class Colored : public ComparedScripts {
  protected:
@@ -62,7 +65,7 @@ class Colored : public ComparedScripts {
   }
   bool isColored(const std::vector<std::string>& options) {
     EXPECT_EQ(compare(kSource, kTarget, options), kDifferences) << err();
-    return std::regex_search(out(), kEscape);
+    return withoutColors(out()) != out();
   }
 };
 
@@ -72,7 +75,7 @@ TEST_F(Colored, TextIsTheSameWithoutTheColors) {
   ASSERT_EQ(compare(kSource + code, kTarget + other), kDifferences) << err();
   const std::string plain = out();
   compare(kSource + code, kTarget + other, {"--color", "always"});
-  EXPECT_EQ(std::regex_replace(out(), kEscape, ""), plain);
+  EXPECT_EQ(withoutColors(out()), plain);
   EXPECT_THAT(out(), HasSubstr("\x1b[1mtable dbo.t\x1b[0m\n    column a\n        Nullable: "
                                "\x1b[31mFalse\x1b[0m -> \x1b[32mTrue\x1b[0m\n"));
   EXPECT_THAT(out(), HasSubstr("\x1b[32m+   select 2\x1b[0m\n"));
@@ -83,7 +86,7 @@ TEST_F(Colored, OnATerminalUnlessRefused) {
   EXPECT_FALSE(isColored({"--color=never"}));
   EXPECT_FALSE(isColored({"--format=json"}));
   EXPECT_FALSE(isColored({"-o", path("o")}));
-  EXPECT_FALSE(std::regex_search(contents("o"), kEscape));
+  EXPECT_EQ(withoutColors(contents("o")), contents("o"));
   setenv("NO_COLOR", "1", 1);
   EXPECT_FALSE(isColored({}));
   EXPECT_TRUE(isColored({"--color=always"}));

@@ -156,6 +156,7 @@ TEST(Snapshot, RefusesWhatItDoesNotKnow) {
   EXPECT_EQ(refusalOf("7"), noSnapshot);
   EXPECT_EQ(refusalOf("{\"name\": \"left-pad\", \"kelvane snapshot\": 1}"), noSnapshot);
   EXPECT_EQ(refusalOf("{}"), "is no snapshot: it is empty");
+  EXPECT_EQ(refusalOf("1e999"), "has a number that is too great for any");
   EXPECT_EQ(refusalOf("create table t (a int)"), "line 1: is no JSON there");
   EXPECT_EQ(
       changed("snapshot\": 1", "snapshot\": 2"),

@@ -95,8 +95,10 @@ Cell toInteger(const Cell& value, const Conversion& c) {
   }
   digits->fraction.clear();
   digits->normalize();
-  if (digits->whole.size() > 18) c.overflow(textOf(value, c.from, 0));
-  const std::int64_t number = std::strtoll(digits->text().c_str(), nullptr, 10);
+  const std::string text = digits->text();
+  std::int64_t number = 0;
+  if (std::from_chars(text.data(), text.data() + text.size(), number).ec != std::errc())
+    c.overflow(textOf(value, c.from, 0));
   for (const IntegerRange& range : kRanges) {
     if (range.kind == c.to.kind && (number < range.low || number > range.high)) {
       c.overflow(textOf(value, c.from, 0));

@@ -45,6 +45,8 @@ TEST(Value, OperatorsBindAsOnTheServer) {
       {"'two\\\nlines'", "twolines"},
       {".5e1 + 2.", "7"},
       {"$4.20", "4.2000"},
+      {"convert(bigint, 9223372036854775807)", "9223372036854775807"},
+      {"convert(bigint, -9223372036854775808)", "-9223372036854775808"},
   });
 }
 

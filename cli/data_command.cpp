@@ -1,0 +1,343 @@
+#include "cli/data_command.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <limits>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <utility>
+
+#include "cli/data_progress.h"
+#include "cli/data_report.h"
+#include "cli/interruption.h"
+#include "cli/listing.h"
+#include "cli/reading.h"
+#include "cli/tracing_connection.h"
+#include "cli/two_sides.h"
+#include "cli/written_file.h"
+#include "model/text.h"
+
+namespace kelvane::cli {
+namespace {
+
+constexpr std::string_view kMaxDifferences = "--max-differences", kMaxRows = "--max-rows",
+                           kShow = "--show", kTable = "--table";
+constexpr std::array<std::string_view, 2> kNames{"source", "target"};
+
+constexpr auto kOptions = std::to_array<Option>({
+    kListingFormat,
+    {kMaxDifferences, "N", "leave a table when more than N values differ"},
+    {kMaxRows, "N", "compare no more than N rows of a table"},
+    {kShow, "N", "show the first N differing values of every table"},
+    {kTable, "PATTERN", "only tables with such a name (*, ?), without owner. May be repeated"},
+});
+
+std::optional<std::int32_t> number(const Arguments& arguments, std::string_view option) {
+  const auto value = arguments.value(option);
+  if (!value) return std::nullopt;
+  std::int32_t result = -1;
+  const char* const end = value->data() + value->size();
+  const auto [stop, error] = std::from_chars(value->data(), end, result);
+  if (error != std::errc() || stop != end || result < 0)
+    throw UsageError(std::string(option) + " takes a number from 0 to " +
+                     std::to_string(std::numeric_limits<std::int32_t>::max()) + ", not '" + *value +
+                     "'");
+  return result;
+}
+
+class Limits final : public AppPreferences {
+ public:
+  explicit Limits(const Arguments& arguments)
+      : rows_(number(arguments, kMaxRows)), differences_(number(arguments, kMaxDifferences)) {}
+  Boolean LimitDataCompareRows() const override { return rows_.has_value(); }
+  std::int32_t MaxDataCompareRows() const override { return rows_.value_or(0); }
+  Boolean LimitDataCompareDifferences() const override { return differences_.has_value(); }
+  std::int32_t MaxDataCompareDifferences() const override { return differences_.value_or(0); }
+
+ private:
+  std::optional<std::int32_t> rows_, differences_;
+};
+
+struct DataRequest {
+  TwoSides sides;
+  Limits limits;
+  std::vector<std::u16string> patterns;
+  std::size_t shown = 0;
+  ListingFormat format = ListingFormat::text;
+  std::optional<std::string> trace;
+};
+
+DataRequest parseData(std::span<const std::string> words) {
+  const std::vector<Option> options = dataOptions();
+  const Arguments arguments = parseArguments(words, options);
+  DataRequest request{twoSides(arguments, "data"), Limits(arguments),      {}, 0,
+                      listingFormatOf(arguments),  arguments.value(kTrace)};
+  for (const std::string& pattern : arguments.values(kTable))
+    request.patterns.push_back(toUtf16(pattern));
+  request.shown = static_cast<std::size_t>(number(arguments, kShow).value_or(0));
+  for (std::size_t side = 0; side < 2; ++side) {
+    if (std::holds_alternative<SnapshotPlace>(request.sides.places[side]))
+      throw UsageError("'" + request.sides.shown[side] +
+                       "' is a snapshot, and a snapshot has no rows; name the database");
+  }
+  refuseOverwriting(arguments, kTrace, kTwoSides);
+  return request;
+}
+
+bool matches(std::u16string_view pattern, std::u16string_view name) {
+  // Where to go on when what stands behind the last star does not match.
+  std::size_t star = pattern.npos, tried = 0, at = 0, of = 0;
+  while (of < name.size()) {
+    if (at < pattern.size() && pattern[at] == u'*') {
+      star = at++;
+      tried = of;
+    } else if (at < pattern.size() && (pattern[at] == u'?' || pattern[at] == name[of])) {
+      ++at;
+      ++of;
+    } else if (star != pattern.npos) {
+      at = star + 1;
+      of = ++tried;
+    } else {
+      return false;
+    }
+  }
+  return pattern.find_first_not_of(u'*', at) == pattern.npos;
+}
+
+// The wanted tables of both sides.
+struct TableNames {
+  std::array<std::set<std::u16string>, 2> wanted;
+  std::vector<std::u16string> ofSource;  // in its order
+  std::vector<std::string> gaps;         // names that several owners' tables have
+};
+
+TableNames tableNames(std::array<ado::Connection*, 2> connections,
+                      const std::vector<std::u16string>& patterns) {
+  TableNames result;
+  std::vector<bool> used(patterns.size());
+  for (std::size_t side = 0; side < 2; ++side) {
+    std::set<std::u16string> several;
+    const auto rows = connections[side]->Open(
+        u"select name from sysobjects where type = 'U' order by name", ado::kClientCursor);
+    for (; !rows->EndOfRows(); rows->MoveNext()) {
+      const std::u16string name = rows->Fields(0).Value().toText();
+      bool wanted = patterns.empty();
+      for (std::size_t pattern = 0; pattern < patterns.size(); ++pattern) {
+        if (!matches(patterns[pattern], name)) continue;
+        wanted = used[pattern] = true;
+      }
+      if (!wanted) continue;
+      if (!result.wanted[side].insert(name).second)
+        several.insert(name);
+      else if (side == 0)
+        result.ofSource.push_back(name);
+    }
+    for (const std::u16string& name : several)
+      result.gaps.push_back(std::string(kNames[side]) + ": several owners have a table '" +
+                            toUtf8(name) + "'; only the one that the login sees was compared");
+  }
+  std::vector<std::string> unused;
+  for (std::size_t pattern = 0; pattern < patterns.size(); ++pattern) {
+    if (!used[pattern]) unused.push_back("no table is called '" + toUtf8(patterns[pattern]) + "'");
+  }
+  if (!unused.empty()) throw CommandError(std::move(unused));
+  return result;
+}
+
+using RowCounts = std::map<std::u16string, std::int64_t>;
+
+// Counting takes a server as long as comparing, an embedded database a fraction of it.
+RowCounts countedRows(ado::Connection& connection, const std::vector<std::u16string>& tables) {
+  RowCounts rows;
+  for (const std::u16string& table : tables) {
+    try {
+      const auto answer = connection.Open(u"select count(*) from " + table, ado::kClientCursor);
+      rows[table] = ado::NullToLong(answer->Fields(0).Value());
+    } catch (const RuntimeError&) {
+      // Another owner's: it cannot be compared either.
+      rows[table] = 0;
+    }
+  }
+  return rows;
+}
+
+// About how many rows the tables of a server have, as far as it says so.
+RowCounts estimatedRows(ado::Connection& connection) {
+  constexpr std::array<std::u16string_view, 2> kStatements{
+      u"select name, row_count(db_id(), id) from sysobjects where type = 'U'",
+      u"select o.name, rowcnt(i.doampg) from sysobjects o, sysindexes i where o.type = 'U' and "
+      u"i.id = o.id and i.indid in (0, 1)"};
+  RowCounts rows;
+  for (const std::u16string_view statement : kStatements) {
+    try {
+      const auto answer = connection.Open(statement, ado::kClientCursor);
+      for (; !answer->EndOfRows(); answer->MoveNext())
+        rows[answer->Fields(0).Value().toText()] = ado::NullToLong(answer->Fields(1).Value());
+      return rows;
+    } catch (const RuntimeError&) {
+      // A server of another release: the next statement is for it.
+      rows.clear();
+    }
+  }
+  return rows;
+}
+
+std::vector<ExpectedTable> expectedTables(const DataRequest& request, const TableNames& names,
+                                          ado::Connection& source, const StatusLine& line) {
+  RowCounts rows;
+  if (line.isShown()) {
+    rows = std::holds_alternative<ScriptPlace>(request.sides.places[0])
+               ? countedRows(source, names.ofSource)
+               : estimatedRows(source);
+  }
+  std::vector<ExpectedTable> tables;
+  for (const std::u16string& name : names.ofSource) {
+    ExpectedTable& table = tables.emplace_back(ExpectedTable{name, std::nullopt});
+    if (const auto known = rows.find(name); known != rows.end()) {
+      const std::int64_t most = request.limits.LimitDataCompareRows()
+                                    ? request.limits.MaxDataCompareRows()
+                                    : std::numeric_limits<std::int64_t>::max();
+      table.rows = std::min(known->second, most);
+    }
+  }
+  return tables;
+}
+
+// Which tables were compared without there being one that is called exactly so in the target: it
+// does not tell upper from lower case.
+std::set<std::u16string> foundByOtherCase(const std::vector<TableReport>& reports,
+                                          const TableNames& names) {
+  std::set<std::u16string> found;
+  for (const TableReport& report : reports) {
+    if (report.isCompared() && !names.wanted[1].contains(report.table))
+      found.insert(foldCase(report.table));
+  }
+  return found;
+}
+
+static_assert(static_cast<int>(DataEnd::bothEnded) == static_cast<int>(TableEnd::bothEnded) &&
+              static_cast<int>(DataEnd::error) == static_cast<int>(TableEnd::error));
+
+std::vector<TableReport> tableReports(const std::vector<TableResult>& results,
+                                      const std::vector<WatchedTable>& seen,
+                                      const TableNames& names) {
+  std::vector<TableReport> reports;
+  for (std::size_t table = 0; table < names.ofSource.size(); ++table) {
+    TableReport& report = reports.emplace_back(TableReport{.table = names.ofSource[table]});
+    report.ended = DataEnd::notReached;
+    if (table >= std::min(results.size(), seen.size())) continue;
+    const TableResult& result = results[table];
+    report.ended = static_cast<DataEnd>(result.Ended);
+    report.rowsCompared = result.RowsCompared;
+    report.differences = result.Differences;
+    report.seen = seen[table];
+    if (report.ended != DataEnd::error) continue;
+    if (names.wanted[1].contains(report.table))
+      report.error = result.Error;
+    else
+      report.ended = DataEnd::missingInTarget;
+  }
+  const std::set<std::u16string> found = foundByOtherCase(reports, names);
+  for (const std::u16string& name : names.wanted[1]) {
+    if (names.wanted[0].contains(name) || found.contains(foldCase(name))) continue;
+    reports.push_back({.table = name, .ended = DataEnd::missingInSource});
+  }
+  return reports;
+}
+
+// Why the comparison did not come to its end.
+void addStops(std::span<const TracingConnection* const> connections, const std::stop_token& stop,
+              std::vector<std::string>& gaps) {
+  if (stop.stop_requested()) gaps.push_back("interrupted");
+  for (std::size_t side = 0; side < connections.size(); ++side) {
+    if (const auto& unanswered = connections[side]->unanswered())
+      gaps.push_back(std::string(kNames[side]) + ": no answer to \"" +
+                     toUtf8(unanswered->statement) + "\": " + toUtf8(unanswered->error));
+  }
+}
+
+DataReport compareData(const DataRequest& request, std::array<ado::Connection*, 2> connections,
+                       const std::stop_token& stop, std::ostream* record, StatusLine& line) {
+  const std::u16string activity = u"comparing rows";
+  std::array<std::optional<Trace>, 2> traces;
+  if (record != nullptr) {
+    for (std::size_t side = 0; side < 2; ++side)
+      traces[side].emplace(*record, toUtf16(kNames[side]));
+  }
+  const auto traced = [&](ado::Connection& inner, std::size_t side) {
+    return TracingConnection(inner, activity, traces[side] ? &*traces[side] : nullptr, stop);
+  };
+
+  std::array<TracingConnection, 2> lists{traced(*connections[0], 0), traced(*connections[1], 1)};
+  TableNames names = tableNames({&lists[0], &lists[1]}, request.patterns);
+  DataProgress progress(line, expectedTables(request, names, *connections[0], line));
+  std::function<bool()> isOver;
+  DataWatch watch(names.wanted[0], request.shown,
+                  {[&](std::size_t table) { progress.tableBegins(table); },
+                   [&] { progress.rowPassed(); }, [&] { return isOver(); }});
+  WatchedConnection source(*connections[0], watch, 0), target(*connections[1], watch, 1);
+  std::array<TracingConnection, 2> compared{traced(source, 0), traced(target, 1)};
+  isOver = [&] { return compared[0].isOver() || compared[1].isOver(); };
+
+  cTableComparison comparison;
+  comparison.AppPreferences = &request.limits;
+  comparison.ConnSource = &compared[0];
+  comparison.ConnTarget = &compared[1];
+  comparison.Observer = &watch;
+  DataReport report{request.sides.shown, std::move(names.gaps), {}};
+  try {
+    comparison.Compare();
+  } catch (const RuntimeError& error) {
+    report.gaps.push_back("source: the tables could not be listed: " + toUtf8(error.Description()));
+  }
+  addStops(std::array<const TracingConnection*, 2>{&compared[0], &compared[1]}, stop, report.gaps);
+  report.tables = tableReports(comparison.TableResults(), watch.tables(), names);
+  return report;
+}
+
+}  // namespace
+
+std::vector<Option> dataOptions() {
+  return sortedOptions({kOptions, twoSidesOptions(), readingOptions()});
+}
+
+ExitStatus runData(std::span<const std::string> words, const Console& console,
+                   const OpenSide& open) {
+  const DataRequest request = parseData(words);
+  std::vector<NamedPlace> places{{kNames[0], request.sides.places[0]},
+                                 {kNames[1], request.sides.places[1]}};
+  const auto sides = openSides(places, console, open);
+  console.complain(
+      "rows are paired by position, in the order in which either side returns them: where that "
+      "order is another one, equal rows count as different");
+  std::optional<WrittenFile> trace;
+  if (request.trace) trace.emplace("trace", *request.trace);
+  DataReport report;
+  {
+    StatusLine line(console);
+    const auto interruption = interruptionOf(places, sides, line);
+    report = compareData(request, {&sides[0]->connection(), &sides[1]->connection()},
+                         interruption ? interruption->token() : std::stop_token(),
+                         trace ? &trace->stream() : nullptr, line);
+  }
+  if (trace) trace->close();
+  for (std::size_t side = 0; side < 2; ++side) {
+    if (!sides[side]->isComplete())
+      report.gaps.push_back(std::string(kNames[side]) + ": not everything could be loaded");
+  }
+  if (request.format == ListingFormat::json)
+    writeJson(report, console.out);
+  else
+    writeText(report, console.out);
+  finish(console.out);
+  tellGaps(report.gaps, console);
+  const ExitStatus status = report.status();
+  if (status == kNotProven)
+    console.complain("not everything could be compared: equality is not proven");
+  return status;
+}
+
+}  // namespace kelvane::cli

@@ -1,0 +1,24 @@
+// kelvane data SOURCE TARGET
+//
+// Lifetime and threading: free functions; nothing is kept.
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "cli/arguments.h"
+#include "cli/console.h"
+#include "cli/side.h"
+
+namespace kelvane::cli {
+
+std::vector<Option> dataOptions();
+
+// `words`: what stands behind "data". Compares the rows of the tables of two databases, writes what
+// became of each table to console.out and complaints to console.err. Throws UsageError and
+// CommandError.
+ExitStatus runData(std::span<const std::string> words, const Console& console,
+                   const OpenSide& open);
+
+}  // namespace kelvane::cli

@@ -1,0 +1,139 @@
+#include "cli/data_watch.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "ado/client_recordset.h"
+#include "model/text.h"
+
+namespace kelvane::cli {
+
+std::vector<std::u16string> WatchedTable::fieldsOnlyIn(std::size_t side) const {
+  std::vector<std::u16string> only;
+  if (fields[1 - side].empty()) return only;
+  for (const std::u16string& name : fields[side]) {
+    const bool common = std::ranges::any_of(fields[1 - side], [&](const std::u16string& other) {
+      return equalText(name, other, CaseMode::ignore);
+    });
+    if (!common) only.push_back(name);
+  }
+  return only;
+}
+
+void DataWatch::begin() {
+  if (events_.isOver()) throw ado::Failure(ErrorNumber::failure, u"not compared", u"kelvane");
+  events_.tableBegins(tables_.size());
+  tables_.emplace_back();
+  row_ = 1;
+}
+
+void DataWatch::atRow(std::size_t side) {
+  if (events_.isOver()) throw ado::Failure(ErrorNumber::failure, u"interrupted", u"kelvane");
+  if (side != 0) return;
+  ++row_;
+  events_.rowPassed();
+}
+
+// The comparison asks for a field of the source and then for that of the target.
+void DataWatch::sees(std::size_t side, const std::u16string& field, const ado::Value& value) {
+  if (side == 0) {
+    source_ = value;
+  } else if (source_.isNull() != value.isNull()) {
+    ++tables_.back().nulls;
+    keep(row_, field, source_, value);
+  }
+}
+
+void DataWatch::ValueDiffers(const DifferingValue& value) {
+  keep(value.Row, value.Field, value.Source, value.Target);
+}
+
+void DataWatch::keep(std::int64_t row, const std::u16string& field, const ado::Value& source,
+                     const ado::Value& target) {
+  std::vector<ShownValue>& values = tables_.back().values;
+  if (values.size() >= most_) return;
+  const auto text = [](const ado::Value& value) {
+    return value.isNull() ? std::nullopt : std::optional(value.toText());
+  };
+  values.push_back({row, field, text(source), text(target)});
+}
+
+class WatchedConnection::WatchedField final : public ado::Field {
+ public:
+  WatchedField(const ado::Field& inner, const WatchedConnection& connection)
+      : inner_(inner), connection_(connection) {}
+  bool shows(const ado::Field& field) const { return &inner_ == &field; }
+  const std::u16string& Name() const override { return inner_.Name(); }
+  ado::Value Value() const override {
+    const ado::Value value = inner_.Value();
+    connection_.watch_.sees(connection_.side_, inner_.Name(), value);
+    return value;
+  }
+
+ private:
+  const ado::Field& inner_;
+  const WatchedConnection& connection_;
+};
+
+class WatchedConnection::WatchedRecordset final : public ado::Recordset {
+ public:
+  WatchedRecordset(std::unique_ptr<ado::Recordset> inner, WatchedConnection& connection)
+      : inner_(std::move(inner)), connection_(connection) {
+    if (inner_->State() == ado::ObjectState::closed) return;
+    auto& names = connection.watch_.tables_.back().fields[connection.side_];
+    for (std::int32_t ordinal = 0; ordinal < inner_->FieldCount(); ++ordinal) {
+      fields_.emplace_back(inner_->Fields(ordinal), connection);
+      names.push_back(fields_.back().Name());
+    }
+  }
+
+  ado::ObjectState State() const override { return inner_->State(); }
+  std::int32_t RecordCount() const override { return inner_->RecordCount(); }
+  bool EndOfRows() const override { return inner_->EndOfRows(); }
+  void MoveNext() override {
+    connection_.watch_.atRow(connection_.side_);
+    inner_->MoveNext();
+  }
+  bool NextRecordset() override {
+    const bool open = inner_->State() == ado::ObjectState::open;
+    return (!open || inner_->EndOfRows()) && inner_->NextRecordset();
+  }
+  std::int32_t FieldCount() const override { return inner_->FieldCount(); }
+  const ado::Field& Fields(std::int32_t ordinal) const override {
+    return watched(inner_->Fields(ordinal));
+  }
+  const ado::Field& Fields(std::u16string_view name) const override {
+    return watched(inner_->Fields(name));
+  }
+  void Sort(std::u16string_view criteria) override { inner_->Sort(criteria); }
+
+ private:
+  const ado::Field& watched(const ado::Field& inner) const {
+    for (const WatchedField& field : fields_) {
+      if (field.shows(inner)) return field;
+    }
+    return inner;
+  }
+
+  std::unique_ptr<ado::Recordset> inner_;
+  WatchedConnection& connection_;
+  std::vector<WatchedField> fields_;
+};
+
+std::unique_ptr<ado::Recordset> WatchedConnection::Open(std::u16string_view source,
+                                                        const ado::OpenMode& mode) {
+  if (side_ == 0 && !std::exchange(listed_, true)) {
+    const auto all = inner_.Open(source, mode);
+    ado::RowSet wanted{{all->Fields(0).Name()}, {}};
+    std::set<std::u16string> rest = watch_.wanted_;
+    for (; !all->EndOfRows(); all->MoveNext()) {
+      const std::u16string name = all->Fields(0).Value().toText();
+      if (rest.erase(name) > 0) wanted.rows.push_back({ado::StoredValue(name)});
+    }
+    return std::make_unique<ado::ClientRecordset>(std::deque{std::move(wanted)});
+  }
+  if (side_ == 0) watch_.begin();
+  return std::make_unique<WatchedRecordset>(inner_.Open(source, mode), *this);
+}
+
+}  // namespace kelvane::cli

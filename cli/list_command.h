@@ -1,0 +1,23 @@
+// kelvane list SIDE [KIND]
+//
+// Lifetime and threading: free functions; nothing is kept.
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "cli/arguments.h"
+#include "cli/console.h"
+#include "cli/side.h"
+
+namespace kelvane::cli {
+
+std::vector<Option> listOptions();
+
+// `words`: what stands behind "list". Writes the names of all objects, asking the server for names
+// alone, to console.out and complaints to console.err. Throws UsageError and CommandError.
+ExitStatus runList(std::span<const std::string> words, const Console& console,
+                   const OpenSide& open);
+
+}  // namespace kelvane::cli

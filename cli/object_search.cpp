@@ -1,0 +1,108 @@
+#include "cli/object_search.h"
+
+#include <algorithm>
+#include <numeric>
+#include <utility>
+#include <vector>
+
+#include "cli/console.h"
+
+namespace kelvane::cli {
+namespace {
+
+constexpr std::size_t kMostNear = 3, kMostMeant = 10;
+
+std::vector<FoundObject> candidates(const Schema& schema, std::string_view word) {
+  std::vector<FoundObject> all;
+  for (const ObjectKind& kind : kObjectKinds) {
+    if (!word.empty() && word != kind.word) continue;
+    kind.forEach(schema, [&, index = std::int32_t{0}](const ObjectName& name) mutable {
+      all.push_back({&kind, ++index, 0, name});
+    });
+  }
+  if (!word.empty() && word != kTriggerWord) return all;
+  const ObjectKind* const tables = objectKindOf("table");
+  for (std::int32_t table = 1; table <= schema.Tables.count(); ++table) {
+    const auto& [fullName, triggers] =
+        std::tie(schema.Tables[table].FullName, schema.Tables[table].Triggers);
+    for (std::int32_t trigger = 1; trigger <= triggers.count(); ++trigger) {
+      const std::u16string& name = triggers[trigger].Name;
+      all.push_back({tables, table, trigger, {name, fullName + u"." + name}});
+    }
+  }
+  return all;
+}
+
+// How many letters must be changed, added or left out to make one text of the other.
+std::size_t distance(std::u16string_view a, std::u16string_view b) {
+  std::vector<std::size_t> row(b.size() + 1);
+  std::iota(row.begin(), row.end(), std::size_t{0});
+  for (const char16_t letter : a) {
+    std::size_t diagonal = row.front()++;
+    for (std::size_t at = 0; at < b.size(); ++at) {
+      const std::size_t changed = diagonal + (letter == b[at] ? 0 : 1);
+      diagonal = row[at + 1];
+      row[at + 1] = std::min({changed, row[at] + 1, diagonal + 1});
+    }
+  }
+  return row.back();
+}
+
+std::string nearOnes(const std::vector<FoundObject>& all, std::u16string_view wanted) {
+  const std::u16string name = foldCase(wanted);
+  const std::size_t farthest = name.size() / 3;
+  std::vector<std::pair<std::size_t, const FoundObject*>> near;
+  for (const FoundObject& one : all) {
+    std::size_t best = farthest + 1;
+    for (const std::u16string* const text : {&one.name.name, &one.name.fullName}) {
+      const std::size_t longer = std::max(text->size(), name.size());
+      if (longer - std::min(text->size(), name.size()) <= farthest)
+        best = std::min(best, distance(name, foldCase(*text)));
+    }
+    if (best <= farthest) near.emplace_back(best, &one);
+  }
+  std::ranges::stable_sort(near, {}, &std::pair<std::size_t, const FoundObject*>::first);
+  std::string text;
+  for (const auto& [far, one] : std::span(near).first(std::min(near.size(), kMostNear)))
+    text += (text.empty() ? "; did you mean " : ", ") + one->shown();
+  return text.empty() ? text : text + "?";
+}
+
+std::string several(const std::vector<FoundObject>& meant, const std::string& name) {
+  std::string text = "'" + name + "' stands for ";
+  for (const FoundObject& one : std::span(meant).first(std::min(meant.size(), kMostMeant)))
+    text += (&one == &meant.front() ? "" : ", ") + one.shown();
+  const FoundObject& first = meant.front();
+  return text + (meant.size() > kMostMeant ? " and others" : "") + "; say which, as in " +
+         std::string(first.word()) + ":" + toUtf8(first.name.fullName);
+}
+
+}  // namespace
+
+WantedObject wantedObject(const std::string& operand) {
+  const std::size_t colon = operand.find(':');
+  if (colon == operand.npos) return {{}, toUtf16(operand)};
+  const std::string_view word = std::string_view(operand).substr(0, colon);
+  const std::u16string name = toUtf16(std::string_view(operand).substr(colon + 1));
+  if (word == kTriggerWord) return {kTriggerWord, name};
+  if (const ObjectKind* kind = objectKindOf(word)) return {kind->word, name};
+  return {{}, toUtf16(operand)};
+}
+
+FoundObject findObject(const Schema& schema, const WantedObject& wanted, CaseMode mode) {
+  const std::vector<FoundObject> all = candidates(schema, wanted.word);
+  std::vector<FoundObject> meant;
+  for (const FoundObject& one : all) {
+    if (equalText(one.name.fullName, wanted.name, mode) ||
+        equalText(one.name.name, wanted.name, mode))
+      meant.push_back(one);
+  }
+  const std::string name = toUtf8(wanted.name);
+  if (meant.empty())
+    throw CommandError({"there is no " + std::string(wanted.word.empty() ? "object" : wanted.word) +
+                        " '" + name + "'" + nearOnes(all, wanted.name)});
+  if (meant.size() > 1) throw CommandError({several(meant, name)});
+  return meant.front();
+}
+
+}  // namespace kelvane::cli

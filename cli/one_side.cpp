@@ -1,0 +1,35 @@
+#include "cli/one_side.h"
+
+#include <array>
+
+namespace kelvane::cli {
+namespace {
+
+constexpr auto kOptions = std::to_array<Option>({
+    {kOneSide.server, "SERVER", "as the driver knows it, or HOST:PORT; in place of SIDE"},
+    {kOneSide.user, "USER", "to log in to that server as"},
+    {kOneSide.database, "DATABASE", "of that server; that of the login unless said"},
+    {kOneSide.passwordFile, "FILE", "that only you may read; its first line is used"},
+});
+
+}  // namespace
+
+std::span<const Option> oneSideOptions() { return kOptions; }
+
+OneSide oneSide(const Arguments& arguments, std::string_view command, std::string_view further) {
+  const std::vector<std::string>& all = arguments.operands;
+  const std::size_t ofSide =
+      arguments.has(kOneSide.server) ? 0 : arguments.parting.value_or(all.empty() ? 0 : 1);
+  const bool sideMissing = ofSide == 0 && !arguments.has(kOneSide.server);
+  if (sideMissing || all.size() > ofSide + 1 || (arguments.parting && all.size() != ofSide + 1))
+    throw UsageError(std::string(command) + " needs one SIDE, or --server, and may be given one " +
+                     std::string(further) + "; '--' parts it from a SIDE of several scripts");
+  const auto parting = all.begin() + static_cast<std::ptrdiff_t>(ofSide);
+  const std::vector<std::string> operands(all.begin(), parting);
+  OneSide result{placeOf(arguments, operands, kOneSide, readingSettings(arguments)), {}, {}};
+  if (parting != all.end()) result.further = *parting;
+  result.shown = nameOf(result.place, operands);
+  return result;
+}
+
+}  // namespace kelvane::cli

@@ -1,0 +1,24 @@
+// kelvane show SIDE [OBJECT]
+//
+// Lifetime and threading: free functions; nothing is kept.
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "cli/arguments.h"
+#include "cli/console.h"
+#include "cli/side.h"
+
+namespace kelvane::cli {
+
+std::vector<Option> showOptions();
+
+// `words`: what stands behind "show". Writes the objects of a database, or what one of them
+// consists of or its definition, to console.out and complaints to console.err. Throws UsageError
+// and CommandError.
+ExitStatus runShow(std::span<const std::string> words, const Console& console,
+                   const OpenSide& open);
+
+}  // namespace kelvane::cli
