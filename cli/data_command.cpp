@@ -14,6 +14,7 @@
 #include "cli/data_report.h"
 #include "cli/interruption.h"
 #include "cli/listing.h"
+#include "cli/name_pattern.h"
 #include "cli/reading.h"
 #include "cli/tracing_connection.h"
 #include "cli/two_sides.h"
@@ -87,26 +88,6 @@ DataRequest parseData(std::span<const std::string> words) {
   return request;
 }
 
-bool matches(std::u16string_view pattern, std::u16string_view name) {
-  // Where to go on when what stands behind the last star does not match.
-  std::size_t star = pattern.npos, tried = 0, at = 0, of = 0;
-  while (of < name.size()) {
-    if (at < pattern.size() && pattern[at] == u'*') {
-      star = at++;
-      tried = of;
-    } else if (at < pattern.size() && (pattern[at] == u'?' || pattern[at] == name[of])) {
-      ++at;
-      ++of;
-    } else if (star != pattern.npos) {
-      at = star + 1;
-      of = ++tried;
-    } else {
-      return false;
-    }
-  }
-  return pattern.find_first_not_of(u'*', at) == pattern.npos;
-}
-
 // The wanted tables of both sides.
 struct TableNames {
   std::array<std::set<std::u16string>, 2> wanted;
@@ -126,7 +107,7 @@ TableNames tableNames(std::array<ado::Connection*, 2> connections,
       const std::u16string name = rows->Fields(0).Value().toText();
       bool wanted = patterns.empty();
       for (std::size_t pattern = 0; pattern < patterns.size(); ++pattern) {
-        if (!matches(patterns[pattern], name)) continue;
+        if (!matchesPattern(name, patterns[pattern])) continue;
         wanted = used[pattern] = true;
       }
       if (!wanted) continue;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "report/kind_words.h"
+
 namespace kelvane::cli {
 namespace {
 
@@ -33,15 +35,26 @@ void forEach(const Schema& schema, const std::function<void(const ObjectName&)>&
 }  // namespace
 
 const std::array<ObjectKind, 7> kObjectKinds{{
-    {"table", "Tables", u"Tables", ID_TABLE, entity_TABLE, u"", kOfTable, forEach<&Schema::Tables>},
-    {"view", "Views", u"Views", ID_VIEW, entity_VIEW, u"view", kOfView, forEach<&Schema::Views>},
-    {"procedure", "Procedures", u"StoredProcs", ID_STOREDPROC, entity_STOREDPROC, u"storedproc",
-     kOfRoutine, forEach<&Schema::StoredProcs>},
-    {"function", "Functions", u"Functions", ID_Function, entity_FUNCTION, u"function", kOfRoutine,
-     forEach<&Schema::Functions>},
-    {"user", "Users", u"Users", ID_USER, entity_USER, u"", kOfUser, forEach<&Schema::Users>},
-    {"group", "Groups", u"Groups", ID_GROUP, entity_GROUP, u"", kOfGroup, forEach<&Schema::Groups>},
-    {"type", "Types", u"UDDTs", ID_UDDT, entity_UDDT, u"", {}, forEach<&Schema::UDDTs>},
+    {wordOf(entity_TABLE), "Tables", u"Tables", ID_TABLE, entity_TABLE, u"", kOfTable,
+     forEach<&Schema::Tables>},
+    {wordOf(entity_VIEW), "Views", u"Views", ID_VIEW, entity_VIEW, u"view", kOfView,
+     forEach<&Schema::Views>},
+    {wordOf(entity_STOREDPROC), "Procedures", u"StoredProcs", ID_STOREDPROC, entity_STOREDPROC,
+     u"storedproc", kOfRoutine, forEach<&Schema::StoredProcs>},
+    {wordOf(entity_FUNCTION), "Functions", u"Functions", ID_Function, entity_FUNCTION, u"function",
+     kOfRoutine, forEach<&Schema::Functions>},
+    {wordOf(entity_USER), "Users", u"Users", ID_USER, entity_USER, u"", kOfUser,
+     forEach<&Schema::Users>},
+    {wordOf(entity_GROUP), "Groups", u"Groups", ID_GROUP, entity_GROUP, u"", kOfGroup,
+     forEach<&Schema::Groups>},
+    {wordOf(entity_UDDT),
+     "Types",
+     u"UDDTs",
+     ID_UDDT,
+     entity_UDDT,
+     u"",
+     {},
+     forEach<&Schema::UDDTs>},
 }};
 
 const ObjectKind* objectKindOf(std::string_view word) {

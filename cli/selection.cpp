@@ -3,47 +3,25 @@
 #include <algorithm>
 #include <utility>
 
-#include "report/kind_words.h"
+#include "cli/name_pattern.h"
+#include "cli/object_kinds.h"
 
 namespace kelvane::cli {
 namespace {
 
-// `*` stands for any characters, `?` for one. Linear but for the last star, which is tried anew.
-bool matchesGlob(std::u16string_view text, std::u16string_view pattern) {
-  std::size_t at = 0, in = 0, star = pattern.npos, resumed = 0;
-  while (at < text.size()) {
-    if (in < pattern.size() && pattern[in] == u'*') {
-      star = in++;
-      resumed = at;
-    } else if (in < pattern.size() && (pattern[in] == u'?' || pattern[in] == text[at])) {
-      ++in;
-      ++at;
-    } else if (star != pattern.npos) {
-      in = star + 1;
-      at = ++resumed;
-    } else {
-      return false;
-    }
-  }
-  return pattern.find_first_not_of(u'*', in) == pattern.npos;
-}
-
 bool matchesName(const Selection::Name& name, std::u16string_view pattern) {
-  return matchesGlob(name.name, pattern) ||
-         (pattern.find(u'.') != pattern.npos && matchesGlob(name.fullName, pattern));
+  return matchesPattern(name.name, pattern) ||
+         (pattern.find(u'.') != pattern.npos && matchesPattern(name.fullName, pattern));
 }
 
 // What precedes a colon must be a kind.
 std::optional<enumEntityType> kindOf(std::string_view option, const std::string& given) {
   const auto colon = given.find(':');
   if (colon == given.npos) return std::nullopt;
-  const auto word = std::ranges::find(kKindWords, given.substr(0, colon), &KindWord::word);
-  if (word != kKindWords.end()) return word->kind;
-  std::string words;
-  for (const KindWord& one : kKindWords)
-    words += (words.empty() ? "" : ", ") + std::string(one.word);
-  throw UsageError(std::string(option) + " '" + given + "': '" + given.substr(0, colon) +
-                   "' is no kind; kinds are " + words);
+  const std::string word = given.substr(0, colon);
+  if (const ObjectKind* kind = objectKindOf(word)) return kind->list;
+  throw UsageError(std::string(option) + " '" + given + "': '" + word + "' is no kind; write " +
+                   objectKindWords());
 }
 
 }  // namespace

@@ -122,8 +122,8 @@ TEST_F(SelectedObjects, WhatIsLeftOutIsTold) {
   EXPECT_THAT(out(), HasSubstr("\"notes\": [\n  \"" + note));
   EXPECT_EQ(compare(kSource, kNothing, {"--include", "tabel:x"}), kError);
   EXPECT_EQ(err(),
-            "kelvane: --include 'tabel:x': 'tabel' is no kind; kinds are table, view, procedure, "
-            "function, user, group, type; see kelvane --help\n");
+            "kelvane: --include 'tabel:x': 'tabel' is no kind; write table, view, procedure, "
+            "function, user, group or type; see kelvane --help\n");
 }
 
 }  // namespace
