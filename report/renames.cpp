@@ -69,7 +69,7 @@ class Candidate {
 
   // In percent; 0 where it is too small to be told.
   int likeness(const Candidate& other) const {
-    const auto [less, more] = std::minmax(hashes_.size(), other.hashes_.size());
+    const auto [less, more] = std::minmax({hashes_.size(), other.hashes_.size()});
     if (less < kFewestLines || percent(less, less, more) < kLeastLikeness) return 0;
     std::vector<std::size_t> common;
     std::ranges::set_intersection(hashes_, other.hashes_, std::back_inserter(common));
