@@ -1,5 +1,7 @@
+#include <csignal>
 #include <iostream>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 #include <vector>
 
@@ -7,7 +9,21 @@
 #include "cli/terminal.h"
 #include "drivers/embedded/connection.h"
 
+namespace {
+
+// FreeTDS aborts the process on some bytes that no server should send. No more than this is safe
+// to do then.
+extern "C" void endOnAbort(int) {
+  constexpr std::string_view kText =
+      "kelvane: stopped: the program or an ODBC driver gave up, perhaps on what a server sent\n";
+  (void)!write(STDERR_FILENO, kText.data(), kText.size());
+  _exit(kelvane::cli::kError);
+}
+
+}  // namespace
+
 int main(int count, char** words) {
+  std::signal(SIGABRT, endOnAbort);
   kelvane::embedded::prepareForThreads();
   const std::vector<std::string> arguments(words + (count > 0 ? 1 : 0), words + count);
   const kelvane::cli::Console console{std::cout, std::cerr, isatty(STDERR_FILENO) != 0,

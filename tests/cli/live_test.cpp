@@ -236,5 +236,22 @@ TEST_F(Live, AServerThatRunsIntoTheLimitIsNotAskedAgain) {
   EXPECT_FALSE(askedAgain);
 }
 
+TEST_F(Live, GarbageThatTheDriverDoesNotSurviveIsAnErrorToo) {
+  embedded::EmbeddedCatalog catalog = tds::catalogOf(kScript);
+  for (const char filler : {'\x44', '\x6F'}) {
+    const tds::TdsServer server(
+        catalog, {.fault = [&](const std::string& batch, std::size_t) -> std::optional<tds::Fault> {
+          if (batch.find("sp_columns") == batch.npos) return std::nullopt;
+          return tds::Fault{.kind = tds::Fault::Kind::garbage, .after = 20, .filler = filler};
+        }});
+    Program program({"compare", file("script.sql", kScript), "--target-server", address(server),
+                     "--target-user", "sa", "--query-limit", "2"},
+                    {{"KELVANE_PASSWORD", "x"}});
+    const int status = program.wait();
+    EXPECT_TRUE(status == kError || status == kNotProven) << status;
+    EXPECT_THAT(program.output(), HasSubstr("kelvane: "));
+  }
+}
+
 }  // namespace
 }  // namespace kelvane::cli
