@@ -129,6 +129,7 @@ class BatchRun {
   // batch_define.cpp
   void dropObjects(const tsql::Drop& statement);
   void define(const tsql::Statement& statement);
+  void createSchema(const tsql::CreateSchema& schema);
   RowValues rowValues();
   void createView(const tsql::CreateView& view, std::string_view text);
 

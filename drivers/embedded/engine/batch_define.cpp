@@ -96,6 +96,23 @@ RowValues BatchRun::rowValues() {
           }};
 }
 
+// All of it or nothing.
+void BatchRun::createSchema(const CreateSchema& schema) {
+  if (server_.catalog.userName(session_.caller.uid) != schema.authorization) {
+    throw ServerError(
+        kNotSupported, 16, 1,
+        "The embedded catalog creates the schema of the current user alone, not of '" +
+            schema.authorization + "'. Change the user with setuser before.",
+        session_.caller.line);
+  }
+  Savepoint savepoint(server_.catalog.store());
+  for (const auto& statement : schema.statements) {
+    session_.caller.line = statement->range.line;
+    define(*statement);
+  }
+  savepoint.keep();
+}
+
 void BatchRun::define(const tsql::Statement& statement) {
   Catalog& catalog = server_.catalog;
   const Caller& caller = session_.caller;
@@ -118,6 +135,7 @@ void BatchRun::define(const tsql::Statement& statement) {
     }
   }
   if (const auto* drop = std::get_if<Drop>(&statement.node)) return dropObjects(*drop);
+  if (const auto* schema = std::get_if<CreateSchema>(&statement.node)) return createSchema(*schema);
   // A definition that fails is undone, which is a change for those who looked in between.
   const NamesChange change(server_);
   std::visit(Overloaded{

@@ -42,6 +42,7 @@ void BatchRun::setOption(const SetOption& option) {
       session_.options.ansiNull = on;
       server_.namesChanged();
     }
+    if (name == "string_rtruncation") session_.options.stringRtruncation = on;
     if (name == "dateformat" && value != "mdy") {
       throw ServerError(
           kNotSupported, 16, 1,

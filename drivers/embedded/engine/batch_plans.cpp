@@ -15,6 +15,7 @@ TranslationContext BatchRun::context() const {
   context.rowLimit = session_.options.rowLimit;
   context.systemColumns = &server_.systemColumns;
   context.ansiNull = session_.options.ansiNull;
+  context.stringRtruncation = session_.options.stringRtruncation;
   context.rowRules = &server_.rowRules;
   context.tableColumns = &server_.tableColumns;
   context.namesVersion = server_.namesVersion();
@@ -32,8 +33,9 @@ bool BatchRun::writesIdentity() const {
 }
 
 Circumstances BatchRun::circumstances() const {
-  return {server_.namesVersion(),    session_.caller.uid, session_.caller.database,
-          session_.options.rowLimit, writesIdentity(),    session_.options.ansiNull};
+  const SessionOptions& options = session_.options;
+  return {server_.namesVersion(), session_.caller.uid, session_.caller.database, options.rowLimit,
+          writesIdentity(),       options.ansiNull,    options.stringRtruncation};
 }
 
 bool BatchRun::serves(const Prepared& prepared, const Circumstances& now) const {

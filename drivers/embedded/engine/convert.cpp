@@ -192,15 +192,15 @@ Cell toBinary(const Cell& value, const Conversion& c) {
 Cell toText(const Cell& value, const Conversion& c) {
   const std::string text = textOf(value, c.from, c.style);
   if (isLong(c.to.kind)) return text;
-  const auto units = static_cast<std::size_t>(c.to.length);
-  if (text.size() > units && isInteger(c.from.kind)) {
+  const std::string_view kept = cutText(text, c.to);
+  if (kept.size() < text.size() && isInteger(c.from.kind)) {
     throw tsql::ServerError(265, 16, 1,
                             "Insufficient result space for explicit conversion of " +
                                 shownName(c.from.kind) + " value '" + text + "' to a " +
                                 shownName(c.to.kind) + " field.",
                             c.line);
   }
-  return std::string(storedText(cutText(text, units)));
+  return std::string(storedText(kept));
 }
 
 }  // namespace
@@ -215,6 +215,21 @@ std::string_view cutText(std::string_view text, std::size_t bytes) {
   if (text.size() <= bytes) return text;
   while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0U) == 0x80U) --bytes;
   return text.substr(0, bytes);
+}
+
+std::string_view cutText(std::string_view text, const ColumnType& type) {
+  auto room = static_cast<std::size_t>(type.length);
+  if (!isUnicode(type.kind)) return cutText(text, room);
+  std::size_t at = 0;
+  while (at < text.size()) {
+    const auto lead = static_cast<unsigned char>(text[at]);
+    const std::size_t bytes = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+    const std::size_t needed = bytes == 4 ? 4 : 2;
+    if (needed > room) break;
+    room -= needed;
+    at = std::min(at + bytes, text.size());
+  }
+  return text.substr(0, at);
 }
 
 Blob bytesOf(std::string_view text) {

@@ -32,8 +32,12 @@ std::string textOf(const Cell& value, const ColumnType& type, int style);
 /// A varchar value without trailing blanks; one blank when there is nothing else.
 std::string_view storedText(std::string_view text);
 
-/// The first `count` characters of UTF-8 text that fit in `bytes`.
+/// The first characters of UTF-8 text that fit in `bytes`.
 std::string_view cutText(std::string_view text, std::size_t bytes);
+
+/// The first characters of UTF-8 text that a column of this type has room for: the length of
+/// unichar and univarchar is in bytes of UTF-16, that of the others in bytes.
+std::string_view cutText(std::string_view text, const ColumnType& type);
 
 std::string hexDigits(const Blob& bytes);
 Blob bytesOfHex(std::string_view digits);

@@ -170,6 +170,19 @@ void required(FunctionCall& call) {
   call.result(call.cell(0));
 }
 
+// Blanks may be cut off.
+void uncut(FunctionCall& call) {
+  const std::string_view text = call.isNull(0) ? std::string_view() : call.text(0);
+  ColumnType type;
+  type.kind = static_cast<TypeKind>(call.integer(1));
+  type.length = static_cast<int>(call.integer(2));
+  const auto kept = cutText(text, type).size();
+  if (text.find_first_not_of(' ', kept) != std::string_view::npos) {
+    throw ServerError(9502, 16, 1, "Data exception - string data right truncated", kUnknownLine);
+  }
+  call.result(call.cell(3));
+}
+
 // What is unknown breaks no rule.
 void obeyed(FunctionCall& call) {
   if (!call.isNull(0) && call.integer(0) == 0) {
@@ -322,6 +335,7 @@ void registerTexts(Database& store) {
   add("exclusive_or", 2, exclusiveOr);
   add("divisor", 1, divisor);
   add("required", 3, required);
+  store.addFunction("uncut", 4, FunctionKind::Volatile, uncut);
   store.addFunction("obeyed", 3, FunctionKind::Volatile, obeyed);
   add("matches", 2, matches);
   add("matches", 3, matches);

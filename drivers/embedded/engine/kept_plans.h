@@ -22,6 +22,7 @@ struct Circumstances {
   std::uint64_t rowLimit = 0;
   bool identityInsert = false;
   bool ansiNull = false;
+  bool stringRtruncation = false;
   bool operator==(const Circumstances&) const = default;
 };
 

@@ -25,23 +25,24 @@ std::vector<ForeignKeyRule> foreignKeys(Catalog& catalog, const std::string& con
     columns += ", fokey" + std::to_string(i) + ", refkey" + std::to_string(i);
   }
   std::vector<ForeignKeyRule> keys;
-  // A table of another database is not at hand; nothing can be said about its rows.
   catalog.store().each(
-      "SELECT constrid, tableid, reftabid, keycnt" + columns +
-          " FROM sysreferences WHERE pmrydbname IS NULL AND " + condition + " ORDER BY constrid",
+      "SELECT constrid, tableid, reftabid, pmrydbname, keycnt" + columns +
+          " FROM sysreferences WHERE " + condition + " ORDER BY constrid",
       [&](const Statement& row) {
         ForeignKeyRule key;
         key.constraint = catalog.objectName(row.number(0)).value_or("");
         key.referencing = row.number(1);
         key.referenced = row.number(2);
-        for (int i = 0; i < row.number(3); ++i) {
-          key.columns.push_back(row.number(4 + 2 * i));
-          key.keys.push_back(row.number(5 + 2 * i));
+        key.database = row.text(3);
+        for (int i = 0; i < row.number(4); ++i) {
+          key.columns.push_back(row.number(5 + 2 * i));
+          key.keys.push_back(row.number(6 + 2 * i));
         }
         keys.push_back(std::move(key));
       },
       tableId);
   for (ForeignKeyRule& key : keys) {
+    if (key.isElsewhere()) continue;
     key.referencedTable = catalog.objectById(key.referenced).value().sqliteTable;
     key.referencedColumns = catalog.columns(key.referenced);
   }
@@ -79,7 +80,8 @@ RowRules readRowRules(Catalog& catalog, int tableId) {
     }
   }
   rules.references = foreignKeys(catalog, "tableid = ?", tableId);
-  rules.referencedBy = foreignKeys(catalog, "tableid != reftabid AND reftabid = ?", tableId);
+  rules.referencedBy =
+      foreignKeys(catalog, "tableid != reftabid AND pmrydbname IS NULL AND reftabid = ?", tableId);
   rules.ignoredDuplicates = catalog.ignoredDuplicates(tableId);
   return rules;
 }

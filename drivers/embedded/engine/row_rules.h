@@ -25,14 +25,17 @@ struct BoundRule {
 
 struct ForeignKeyRule {
   std::string constraint;
-  int referencing = 0;  ///< table
-  int referenced = 0;   ///< table
+  int referencing = 0;   ///< table
+  int referenced = 0;    ///< table
+  std::string database;  ///< that the referenced table is in; empty for the one of the rows
   std::vector<int> columns;
   std::vector<int> keys;        ///< of the referenced table, as many
   std::string referencedTable;  ///< in SQLite
   std::vector<ColumnInfo> referencedColumns;
 
   bool isWithinOneTable() const { return referencing == referenced; }
+  /// The referenced rows are not at hand.
+  bool isElsewhere() const { return !database.empty(); }
 };
 
 struct RowRules {

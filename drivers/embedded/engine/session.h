@@ -129,6 +129,8 @@ struct SessionOptions {
   bool noCount = false;
   /// Whether nothing is equal to null.
   bool ansiNull = false;
+  /// Whether a text that a column would cut is refused.
+  bool stringRtruncation = false;
   /// Whether a statement that touches rows begins a transaction where there is none.
   bool chained = false;
   std::uint64_t rowLimit = 0;

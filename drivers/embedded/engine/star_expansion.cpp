@@ -85,27 +85,28 @@ class StarExpansion {
 };
 
 std::string StarExpansion::expand(const tsql::Statement& definition) {
-  std::visit(
-      Overloaded{
-          [&](const CreateView& s) { commented(firstToken(text_), [&] { query(*s.query); }); },
-          [&](const CreateProcedure& s) { statements(s.body); },
-          [&](const CreateFunction& s) { statements(s.body); },
-          [&](const CreateTrigger& s) {
-            changedTable_ = catalog_.findObject(s.table, caller_);
-            statements(s.body);
-          },
-          [](const auto&) {},
-      },
-      definition.node);
+  const SourceRange range = definition.range;
+  const std::size_t first = range.begin + firstToken(range.in(text_));
+  std::visit(Overloaded{
+                 [&](const CreateView& s) { commented(first, [&] { query(*s.query); }); },
+                 [&](const CreateProcedure& s) { statements(s.body); },
+                 [&](const CreateFunction& s) { statements(s.body); },
+                 [&](const CreateTrigger& s) {
+                   changedTable_ = catalog_.findObject(s.table, caller_);
+                   statements(s.body);
+                 },
+                 [](const auto&) {},
+             },
+             definition.node);
   std::ranges::stable_sort(replacements_, {}, &Replacement::begin);
   std::string result;
-  std::size_t at = 0;
+  std::size_t at = range.begin;
   for (const Replacement& replacement : replacements_) {
     result += text_.substr(at, replacement.begin - at);
     result += replacement.text;
     at = replacement.end;
   }
-  return result.append(text_.substr(at));
+  return result.append(text_.substr(at, range.end - at));
 }
 
 // Puts the comment at `begin` when the walk replaced anything.

@@ -12,7 +12,7 @@
 
 namespace kelvane::embedded {
 
-/// `text`, the batch that holds `definition`, with every `*` of a select list replaced by
+/// The text of `definition` within the batch `text`, with every `*` of a select list replaced by
 /// `table.column, ...` and a comment before the statement that had it. A `*` stays where it only
 /// asks for existence, and where its tables are not known yet.
 std::string withExpandedStars(const tsql::Statement& definition, std::string_view text,

@@ -77,6 +77,23 @@ std::string Translator::violation(int number, const std::string& what, const Wri
                     target.name + "', constraint name = '" + constraint + "'.");
 }
 
+std::string Translator::broken(const ForeignKeyRule& key, const WriteTarget& target,
+                               int number) const {
+  if (key.isElsewhere()) {
+    return std::to_string(kNotSupported) + ", " +
+           quotedText("The embedded catalog cannot tell whether the rows of table '" + target.name +
+                      "' obey constraint '" + key.constraint +
+                      "', which refers to a table of database '" + key.database +
+                      "'. Load the rows without the constraint, or with null in its columns.");
+  }
+  return violation(number,
+                   number == kDependentViolation
+                       ? "Dependent foreign key constraint violation in a referential integrity "
+                         "constraint."
+                       : "Foreign key constraint violation occurred,",
+                   target, key.constraint);
+}
+
 // Equal keys of two rows under their aliases.
 std::string Translator::sameKey(const ForeignKeyRule& key, const std::string& referenced,
                                 const std::string& referencing) {
@@ -106,6 +123,7 @@ std::string Translator::referenceHolds(const ForeignKeyRule& key, const WriteTar
     const SqlValue value = at(key.columns[i]);
     const std::string_view also = i == 0 ? "" : " AND ";
     anyNull += value.sql + " IS NULL OR ";
+    if (key.isElsewhere()) continue;
     found.append(also).append(compared(BinaryOp::Equal,
                                        columnValue(key.referencedColumns, key.keys[i], referenced),
                                        value, context_.caller.line));
@@ -114,6 +132,7 @@ std::string Translator::referenceHolds(const ForeignKeyRule& key, const WriteTar
           compared(BinaryOp::Equal, at(key.keys[i]), value, context_.caller.line));
     }
   }
+  if (key.isElsewhere()) return "(" + anyNull + "0)";
   return "(" + anyNull + (itself.empty() ? "" : "(" + itself + ") OR ") + "EXISTS (SELECT 1 FROM " +
          key.referencedTable + " AS " + referenced + " WHERE " + found + "))";
 }
@@ -168,9 +187,7 @@ std::vector<std::string> Translator::rowConditions(const WriteTarget& target, co
     if (changed != nullptr && !intersects(key.columns, *changed)) continue;
     // Within one table another row of the same statement may be the one that is meant.
     if (key.isWithinOneTable() && !change.insertsOneRow) continue;
-    obeyed(referenceHolds(key, target, row),
-           violation(kForeignKeyViolation, "Foreign key constraint violation occurred,", target,
-                     key.constraint));
+    obeyed(referenceHolds(key, target, row), broken(key, target, kForeignKeyViolation));
   }
   return conditions;
 }
@@ -185,14 +202,11 @@ void Translator::testOrphans(const ForeignKeyRule& key, const WriteTarget& targe
   for (const int colid : key.columns) {
     sql += columnValue(columns, colid, row).sql + " IS NOT NULL AND ";
   }
-  sql += "NOT EXISTS (SELECT 1 FROM " + key.referencedTable + " AS " + found + " WHERE " +
-         sameKey(key, found, row) + ") LIMIT 1";
-  const std::string what = number == kDependentViolation
-                               ? "Dependent foreign key constraint violation in a referential "
-                                 "integrity constraint."
-                               : "Foreign key constraint violation occurred,";
-  plan.tests.push_back("SELECT obeyed(0, " + violation(number, what, target, key.constraint) +
-                       ") FROM (" + sql + ")");
+  sql += key.isElsewhere() ? "1"
+                           : "NOT EXISTS (SELECT 1 FROM " + key.referencedTable + " AS " + found +
+                                 " WHERE " + sameKey(key, found, row) + ")";
+  plan.tests.push_back("SELECT obeyed(0, " + broken(key, target, number) + ") FROM (" + sql +
+                       " LIMIT 1)");
 }
 
 // Without `changed`, rows go.

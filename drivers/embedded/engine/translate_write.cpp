@@ -108,7 +108,14 @@ WriteTarget Translator::writeTarget(const ObjectName& name) {
 std::string Translator::filled(const SqlValue& value, const ColumnInfo& column,
                                const WriteTarget& target, std::uint32_t line) {
   if (value.isNull && !column.type.nullable) throw nullRefused(column, target, line);
-  const std::string sql = assigned(value, column.type, line);
+  std::string sql = assigned(value, column.type, line);
+  const bool mayCut = isCharacter(column.type.kind) && isCharacter(value.type.kind) &&
+                      !isLong(column.type.kind) &&
+                      !(value.isColumn && value.type.length <= column.type.length);
+  if (context_.stringRtruncation && mayCut) {
+    sql = "uncut(" + value.sql + ", " + std::to_string(static_cast<int>(column.type.kind)) + ", " +
+          std::to_string(column.type.length) + ", " + sql + ")";
+  }
   if (column.type.nullable || value.isLiteral) return sql;
   return "required(" + sql + ", " + quotedText(column.name) + ", " + quotedText(target.name) + ")";
 }

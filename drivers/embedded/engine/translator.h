@@ -39,6 +39,8 @@ struct TranslationContext {
   bool identityInsert = false;
   /// `set ansinull on`: a comparison with null is never true.
   bool ansiNull = false;
+  /// `set string_rtruncation on`: a text that a column would cut is refused.
+  bool stringRtruncation = false;
   /// Tables that the batch will have created by the time it gets to the statement.
   const std::set<std::string, std::less<>>* createdLater = nullptr;
   /// What the string literals with a slot contain.
@@ -249,6 +251,8 @@ class Translator {
   std::string checkText(const CheckRule& check, const WriteTarget& target, const Scope& row);
   std::vector<std::string> rowConditions(const WriteTarget& target, const RowRules& rules,
                                          const Scope& row, const RowChange& change);
+  /// Number and text of the error for a row that does not keep the key.
+  std::string broken(const ForeignKeyRule& key, const WriteTarget& target, int number) const;
   void testOrphans(const ForeignKeyRule& key, const WriteTarget& target, int number, Plan& plan);
   void testDependents(const WriteTarget& target, const RowRules& rules,
                       const std::set<int>* changed, Plan& plan);

@@ -738,13 +738,20 @@ struct Permission {
   bool cascade = false;
 };
 
+/// Tables, views and permissions that come to be together. A reference to a table that is created
+/// further on is an `alter table` at the end.
+struct CreateSchema {
+  std::string authorization;
+  StatementList statements;
+};
+
 using StatementNode =
     std::variant<SelectStatement, Insert, Update, Delete, Truncate, Declare, DeclareCursor,
                  OpenCursor, CloseCursor, DeallocateCursor, FetchCursor, SetOption, SetVariables,
                  Block, If, While, Break, Continue, Return, Goto, Label, Print, RaiseError, WaitFor,
                  Execute, ExecuteImmediate, Transaction, UseDatabase, SetUser, Utility, CreateTable,
                  AlterTable, CreateIndex, CreateView, CreateProcedure, CreateFunction,
-                 CreateTrigger, CreateRule, CreateDefault, Drop, Permission>;
+                 CreateTrigger, CreateRule, CreateDefault, CreateSchema, Drop, Permission>;
 
 struct Statement {
   SourceRange range;

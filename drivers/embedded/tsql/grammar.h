@@ -228,6 +228,7 @@ class Parser {
   StatementNode createView(bool orReplace);
   StatementNode createProcedure(bool orReplace);
   StatementNode createFunction(bool orReplace);
+  StatementNode createSchema(bool orReplace);
   StatementNode createTrigger(bool orReplace);
   StatementNode createRule(bool orReplace);
   StatementNode createDefault(bool orReplace);
@@ -261,6 +262,7 @@ class Parser {
   int height_ = 0;
   std::span<const TextSpan> texts_;
   std::size_t slotsTaken_ = 0;
+  bool inSchema_ = false;    // within `create schema`, whose views are part of its batch
   bool wholeBatch_ = false;  // the statement being read is stored with the text of the batch
 };
 

@@ -1,5 +1,9 @@
 // create and drop of everything but tables and indexes.
+#include <algorithm>
 #include <array>
+#include <iterator>
+#include <ranges>
+#include <set>
 
 #include "drivers/embedded/tsql/error.h"
 #include "drivers/embedded/tsql/grammar.h"
@@ -7,7 +11,7 @@
 namespace kelvane::tsql {
 
 StatementNode Parser::createStatement() {
-  if (at("database", 1) || at("role", 1) || at("schema", 1) || at("login", 1) || at("plan", 1) ||
+  if (at("database", 1) || at("role", 1) || at("login", 1) || at("plan", 1) ||
       at("encryption", 1) || at("service", 1))
     return utilityStatement();
   const bool first = at_ == firstStatement_;
@@ -33,15 +37,17 @@ StatementNode Parser::createStatement() {
       {"trigger", "trigger", &Parser::createTrigger},
       {"rule", "rule", &Parser::createRule},
       {"default", "default", &Parser::createDefault},
+      {"schema", "schema", &Parser::createSchema},
   };
   for (const Rule& rule : kRules) {
     if (!at(rule.word)) continue;
-    if (!first)
+    if (!first && !(inSchema_ && rule.word == "view"))
       throw ServerError(
           111, 15, 1,
           "create " + std::string(rule.name) + " must be the first command in a query batch.",
           create.line);
     take();
+    if (inSchema_) return (this->*rule.parse)(orReplace);
     wholeBatch_ = true;
     StatementNode node = (this->*rule.parse)(orReplace);
     skipSeparators();
@@ -49,6 +55,58 @@ StatementNode Parser::createStatement() {
     return node;
   }
   unexpected();
+}
+
+namespace {
+
+// Takes the references to `later` tables out of a table.
+std::vector<AlterAction> deferredReferences(CreateTable& table,
+                                            const std::set<std::string, std::less<>>& later) {
+  std::vector<AlterAction> deferred;
+  const auto defer = [&](std::vector<Constraint>& constraints, const std::string& column) {
+    const auto isLater = [&](const Constraint& constraint) {
+      const auto* key = std::get_if<ForeignKeyConstraint>(&constraint.node);
+      return key != nullptr && key->table.database.empty() && later.contains(key->table.name);
+    };
+    for (Constraint& constraint : constraints) {
+      if (!isLater(constraint)) continue;
+      auto& key = std::get<ForeignKeyConstraint>(constraint.node);
+      if (key.columns.empty()) key.columns.push_back(column);
+      deferred.emplace_back(AddConstraint{constraint.range, constraint.name, key});
+    }
+    std::erase_if(constraints, isLater);
+  };
+  for (ColumnDefinition& column : table.columns) defer(column.constraints, column.name);
+  defer(table.constraints, "");
+  return deferred;
+}
+
+}  // namespace
+
+StatementNode Parser::createSchema(bool /*orReplace*/) {
+  CreateSchema result;
+  expect("authorization");
+  result.authorization = nameOrString();
+  inSchema_ = true;
+  for (skipSeparators(); !atKind(TokenKind::End); skipSeparators()) {
+    const bool creates = at("create") && (at("table", 1) || at("view", 1));
+    if (!creates && !at("grant") && !at("revoke")) unexpected();
+    result.statements.push_back(statement());
+  }
+  inSchema_ = false;
+  std::set<std::string, std::less<>> later;
+  StatementList references;
+  for (const auto& statement : std::views::reverse(result.statements)) {
+    auto* table = std::get_if<CreateTable>(&statement->node);
+    if (table == nullptr) continue;
+    auto deferred = deferredReferences(*table, later);
+    later.insert(table->name.name);
+    if (deferred.empty()) continue;
+    references.push_back(std::make_unique<Statement>(
+        Statement{statement->range, AlterTable{table->name, std::move(deferred)}}));
+  }
+  std::ranges::move(references, std::back_inserter(result.statements));
+  return result;
 }
 
 StatementNode Parser::createView(bool orReplace) {

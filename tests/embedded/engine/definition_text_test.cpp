@@ -55,6 +55,33 @@ go
             "(closed)\nx y | key\n1 | 2\n");
 }
 
+TEST(CreateSchema, IsAllOfItOrNothing) {
+  Probe probe("create table old (n int)");
+  probe.ask(R"(create schema authorization dbo
+  create table a (x int primary key, y int null references b)
+  create table b (x int primary key, y int null constraint to_a references a (x))
+  create view v as select * from a -- the view's own text
+  grant select on v to public
+  create view w as select x from v
+)");
+  EXPECT_EQ(storedText(probe, "v"),
+            std::string(kExpanded) + "create view v as select a.x, a.y from a\n");
+  EXPECT_EQ(storedText(probe, "w"), "create view w as select x from v\n");
+  EXPECT_EQ(probe.rows("select count(*) from sysprotects where id = object_id('v')"), "1\n");
+  EXPECT_EQ(probe.refusal("insert a values (1, 2)").substr(0, 4), "546:");
+  EXPECT_EQ(probe.refusal("insert b values (1, 2)").substr(0, 4), "546:");
+  probe.ask("create schema authorization dbo create table c (n int) create table d (n no_type)");
+  EXPECT_EQ(probe.rows("select count(*) from sysobjects where name in ('c', 'd')"), "0\n");
+  const std::pair<const char*, const char*> refused[] = {
+      {"create schema authorization joe create table c (n int)", "0"},
+      {"create schema authorization dbo create index i on old (n)", "156"},
+      {"select 1 create schema authorization dbo create table c (n int)", "111"}};
+  for (const auto& [sql, number] : refused) {
+    const std::string refusal = probe.refusal(sql);
+    EXPECT_EQ(refusal.substr(0, refusal.find(':')), number) << sql;
+  }
+}
+
 TEST(ComputedColumns, HaveTheTypeAndTheValueOfTheirExpression) {
   Probe probe(
       R"(create table t (net numeric(10,2), n varchar(8) null, gross as net * 2, shout as upper(n) + '!')

@@ -120,6 +120,54 @@ create table n (id int primary key, up int null constraint up_fk references n (i
                   {"insert late values (9)", "error 546 'late_fk'.\n"}});
 }
 
+TEST(Rules, AKeyToAnotherDatabaseTakesNullAlone) {
+  Probe probe(R"(
+create table far (a int null, b int null, constraint far_fk foreign key (a, b)
+  references depot..stock (s, t))
+create table late (a int null)
+insert late values (null)
+)");
+  EXPECT_EQ(probe.refusal("insert far values (1, 2)").substr(0, 106),
+            "0: The embedded catalog cannot tell whether the rows of table 'far' obey constraint "
+            "'far_fk', which refers");
+  expectRefusals(probe, {{"insert far values (1, null) insert far select null, 2", ""},
+                         {"alter table late add constraint late_fk foreign key (a) references "
+                          "depot..stock (s)",
+                          ""},
+                         {"delete late", ""},
+                         {"alter table late drop constraint late_fk insert late values (3)", ""}});
+  for (const char* sql : {"update far set a = 1", "insert far select 1, 2",
+                          "alter table late add foreign key (a) references depot..stock (s)"}) {
+    EXPECT_EQ(probe.refusal(sql).substr(0, 35), "0: The embedded catalog cannot tell") << sql;
+  }
+}
+
+TEST(Rules, TextThatDoesNotFitIsCutUnlessTheSessionRefusesIt) {
+  Probe probe(R"(
+create table w (a varchar(3) null, b char(3) null, c univarchar(3) null)
+create table s (x varchar(5), y varchar(3))
+insert s values ('abcde', 'xyz')
+insert w values ('abcd', 'abcd', 'aéüö')
+insert w (c) values ('ab😀')
+)");
+  EXPECT_EQ(probe.rows("select a, b, c from w"), "abc | abc | aéü\n- | - | ab\n");
+  probe.ask("delete w set string_rtruncation on");
+  const auto refuses = [&](const char* sql) {
+    return probe.ask(sql).find("error 9502") != std::string::npos;
+  };
+  for (const char* sql : {"insert w (a) values ('abcd')", "insert w (c) values ('abcd')",
+                          "insert w (a) select x from s",
+                          "declare @i int select @i = 3 while @i < 5 begin insert w (b) values "
+                          "(substring('abcd', 1, @i)) select @i = @i + 1 end"}) {
+    EXPECT_TRUE(refuses(sql)) << sql;
+  }
+  expectRefusals(probe, {{"insert w values ('abc  ', 'xyz ', '\u00e9\u00fc\u00f6 ')", ""},
+                         {"insert w (a) select y from s", ""}});
+  EXPECT_TRUE(refuses("update w set b = 'abc' + y from s"));
+  probe.ask("set string_rtruncation off insert w (a) values ('12345')");
+  EXPECT_EQ(probe.rows("select a from w where a like '1%'"), "123\n");
+}
+
 TEST(Rules, KeysAndRowsThatAreThereAlready) {
   Probe probe(R"(
 create table u (a int null, b varchar(5) null)
