@@ -296,6 +296,7 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
           [&](const Execute& s) { return plain([&] { executeProcedure(s, outcome_); }); },
           [&](const ExecuteImmediate& s) { return plain([&] { executeText(s, outcome_); }); },
           [&](const Transaction& s) { return simple([&] { transact(s); }); },
+          [&](const RollbackTrigger& s) { return plain([&] { rollBackTrigger(s); }); },
           [&](const UseDatabase& s) { return simple([&] { useDatabase(s); }); },
           [&](const SetUser& s) { return simple([&] { setUser(s); }); },
           [&](const DeclareCursor& s) {

@@ -99,7 +99,6 @@ class BatchRun {
   std::int64_t execute(Prepared& prepared, const Row* bound = nullptr);
 
   // batch_data.cpp: queries, changes, cursors
-  /// As execute, for a change of rows that a trigger may have to hear of.
   std::int64_t change(Prepared& prepared);
   void runTests(const std::vector<std::string>& tests);
   void select(const tsql::SelectStatement& statement);
@@ -112,6 +111,13 @@ class BatchRun {
   std::string rowTable(int tableId);
   void openCursor(const tsql::OpenCursor& open);
   void fetchCursor(const tsql::FetchCursor& fetch);
+
+  // batch_trigger.cpp
+  /// Does all that belongs to a change of rows around `write`: tests and the trigger.
+  std::int64_t change(const Plan& plan, const std::function<std::int64_t()>& write);
+  std::int64_t fire(const Plan& plan, const std::function<std::int64_t()>& write);
+  void runTrigger(const Firing& firing, std::int64_t rows);
+  void rollBackTrigger(const tsql::RollbackTrigger& rollback);
 
   // batch_temporary.cpp: temporary tables
   void createTemporary(const tsql::CreateTable& statement);

@@ -42,18 +42,7 @@ void BatchRun::changed(std::int64_t rows) {
 }
 
 std::int64_t BatchRun::change(Prepared& prepared) {
-  if (prepared.plan.trigger.empty() && prepared.plan.tests.empty()) return execute(prepared);
-  Savepoint savepoint(server_.catalog.store());
-  const std::int64_t rows = execute(prepared);
-  if (rows > 0 && !prepared.plan.trigger.empty()) {
-    throw ServerError(kNotSupported, 16, 1,
-                      "The embedded catalog cannot run trigger '" + prepared.plan.trigger +
-                          "', which the change of rows would fire.",
-                      session_.caller.line);
-  }
-  if (rows > 0) runTests(prepared.plan.tests);
-  savepoint.keep();
-  return rows;
+  return change(prepared.plan, [&] { return execute(prepared); });
 }
 
 void BatchRun::runTests(const std::vector<std::string>& tests) {
@@ -168,16 +157,22 @@ void BatchRun::insertExecuted(const Insert& statement, const WriteTarget& target
   } else {
     executeText(std::get<ExecuteImmediate>(statement.source), collected);
   }
-  Savepoint savepoint(server_.catalog.store());
-  std::int64_t count = 0;
-  for (const ResultSet& result : collected.results) {
+  if (collected.results.empty()) return changed(0);
+  std::vector<Prepared> plans(collected.results.size());
+  for (std::size_t i = 0; i < plans.size(); ++i) {
     std::vector<ColumnType> types;
-    for (const ResultColumn& column : result.columns) types.push_back(column.type);
+    for (const ResultColumn& column : collected.results[i].columns) types.push_back(column.type);
     const TranslationContext made = context();
-    Prepared plan;
-    plan.plan = Translator(made).insertBound(statement, target, types);
-    for (const Row& row : result.rows) count += execute(plan, &row);
+    plans[i].plan = Translator(made).insertBound(statement, target, types);
   }
+  Savepoint savepoint(server_.catalog.store());
+  const std::int64_t count = change(plans.front().plan, [&] {
+    std::int64_t inserted = 0;
+    for (std::size_t i = 0; i < plans.size(); ++i) {
+      for (const Row& row : collected.results[i].rows) inserted += execute(plans[i], &row);
+    }
+    return inserted;
+  });
   savepoint.keep();
   changed(count);
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "drivers/embedded/engine/batch.h"
+#include "drivers/embedded/engine/called.h"
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
@@ -12,47 +13,6 @@ namespace kelvane::embedded {
 using namespace tsql;
 
 namespace {
-
-constexpr int kMaxNestLevel = 16;
-
-// Counts one level of calls while it lives.
-class Level {
- public:
-  Level(Session& session, std::uint32_t line) : session_(session) {
-    if (session.nestLevel >= kMaxNestLevel) {
-      throw ServerError(217, 16, 1, "Maximum stored procedure nesting level exceeded (limit 16).",
-                        line);
-    }
-    ++session.nestLevel;
-  }
-  ~Level() { --session_.nestLevel; }
-  Level(const Level&) = delete;
-  Level& operator=(const Level&) = delete;
-
- private:
-  Session& session_;
-};
-
-// What a called text says stands, for the client, at the line of the call.
-class CalledOutcome final : public Outcome {
- public:
-  CalledOutcome(Outcome& outcome, std::uint32_t line) : outcome_(outcome), line_(line) {}
-
-  void beginRows(const std::vector<ResultColumn>& columns) override { outcome_.beginRows(columns); }
-  void row(Row row) override { outcome_.row(std::move(row)); }
-  void count(std::int64_t rows) override { outcome_.count(rows); }
-  void notice(const Notice& notice) override {
-    Notice moved = notice;
-    moved.line = line_;
-    outcome_.notice(moved);
-  }
-  void beginProcedure(const std::string& name) override { outcome_.beginProcedure(name); }
-  void endProcedure(int status) override { outcome_.endProcedure(status); }
-
- private:
-  Outcome& outcome_;
-  std::uint32_t line_;
-};
 
 ServerError procedureNotFound(const std::string& name, std::uint32_t line) {
   return ServerError(2812, 16, 5,

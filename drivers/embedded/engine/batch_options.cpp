@@ -74,6 +74,14 @@ void BatchRun::transact(const Transaction& transaction) {
                           "The commit transaction request has no corresponding BEGIN TRANSACTION.",
                           session_.caller.line);
       }
+      if (session_.firing != nullptr &&
+          session_.transactionDepth == session_.firing->transactionDepth) {
+        throw ServerError(
+            kNotSupported, 16, 1,
+            "The embedded catalog cannot commit within a trigger the transaction that "
+            "fired it.",
+            session_.caller.line);
+      }
       if (--session_.transactionDepth == 0 && session_.transaction) {
         session_.keepSavepoints();
         session_.transaction->keep();
@@ -81,7 +89,7 @@ void BatchRun::transact(const Transaction& transaction) {
       }
       break;
     case TransactionAction::Rollback:
-      if (session_.transactionDepth == 0) {
+      if (session_.transactionDepth == 0 && session_.firing == nullptr) {
         throw ServerError(3903, 13, 1,
                           "The rollback transaction request has no corresponding BEGIN "
                           "TRANSACTION.",
@@ -89,10 +97,10 @@ void BatchRun::transact(const Transaction& transaction) {
       }
       giveBackStatements();
       if (transaction.name.empty() || !session_.rollBackTo(transaction.name)) {
-        session_.rollBack();
+        session_.rollBackFirings();
       }
-      server_.namesChanged();
       session_.forgetLostTemporaries();
+      server_.namesChanged();
       break;
     case TransactionAction::Save:
       if (session_.transactionDepth > 0) {

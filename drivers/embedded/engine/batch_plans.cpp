@@ -115,6 +115,10 @@ Cell BatchRun::parameterValue(const Parameter& parameter, const Row* bound,
       return exactNumber(parameter.name);
     case Parameter::Source::Bound:
       return bound->at(parameter.position);
+    case Parameter::Source::Written:
+      return std::int64_t{session_.firing != nullptr &&
+                          std::ranges::count(session_.firing->trigger.written, parameter.name) !=
+                              0};
     case Parameter::Source::Session:
       break;
   }

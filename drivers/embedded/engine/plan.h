@@ -22,6 +22,7 @@ struct Parameter {
     Literal,   ///< a text of the statement: with it in the SQL, each text would be prepared anew
     Number,    ///< likewise, of the rows of an insert
     Bound,     ///< a value of the row that is being written: its position from 0
+    Written,   ///< whether the change that fired the trigger wrote the column of this name
   };
   Source source;
   std::string name;
@@ -42,6 +43,14 @@ struct TemporaryUse {
   std::uint64_t definition;
 };
 
+/// The trigger that a change of rows fires.
+struct FiredTrigger {
+  int id = 0;
+  int table = 0;
+  std::string sqliteTable;
+  std::vector<std::string> written;  ///< columns that the statement gives values to
+};
+
 struct Plan {
   std::string sql;
   std::vector<Parameter> parameters;
@@ -53,8 +62,7 @@ struct Plan {
   bool givesIdentity = false;
   /// Rows that are there already are not inserted again.
   bool leavesOutDuplicates = false;
-  /// The trigger that the server would run when the change touches a row; empty without one.
-  std::string trigger = {};
+  std::optional<FiredTrigger> trigger = {};
   /// Whether a text of the batch stands in the SQL itself.
   bool holdsTexts = false;
   /// Queries to run when rows have changed; they end in an error when the rows break a rule.

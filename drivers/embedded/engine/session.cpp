@@ -175,6 +175,12 @@ bool Session::rollBackTo(std::string_view savepoint) {
                                        [](const auto& entry) { return entry.first; });
   if (found == savepoints.rend()) return false;
   const auto kept = static_cast<std::size_t>(savepoints.rend() - found) - 1;
+  if (firing != nullptr && kept < firing->savepointsBefore) {
+    throw tsql::ServerError(tsql::kNotSupported, 16, 1,
+                            "The embedded catalog cannot go back within a trigger to savepoint '" +
+                                std::string(savepoint) + "' from before it.",
+                            caller.line);
+  }
   while (savepoints.size() > kept) savepoints.pop_back();
   savepoints.emplace_back(savepoint, std::make_unique<Savepoint>(server.catalog.store()));
   return true;

@@ -147,6 +147,16 @@ struct RowStream {
 /// The values of the row that a statement stands on.
 Row rowOf(const Statement& statement);
 
+/// A change of rows while its trigger runs.
+struct Firing {
+  FiredTrigger trigger;
+  class FiredRows& rows;
+  std::optional<Savepoint>& savepoint;  ///< before the change; none when that was undone
+  std::size_t savepointsBefore;         ///< of the session
+  int transactionDepth;                 ///< the transaction that a trigger always runs in counted
+  Firing* outer;
+};
+
 class Session {
  public:
   explicit Session(Server& server);
@@ -177,6 +187,7 @@ class Session {
   std::int64_t cursorStatus = 0;
   std::int64_t lastIdentity = 0;
   int nestLevel = 0;
+  Firing* firing = nullptr;  ///< the innermost
   /// Whether `use` takes any name.
   bool acceptsAnyDatabase = false;
   /// After syb_quit(): nothing more may be run.
@@ -193,6 +204,8 @@ class Session {
   void acceptRollBack();
   /// Undoes what came after the savepoint; false when there is none of that name.
   bool rollBackTo(std::string_view savepoint);
+  /// Undoes the transaction and the changes whose triggers run.
+  void rollBackFirings();
   /// After a rollback: those that it took away.
   void forgetLostTemporaries();
   Cell globalVariable(std::string_view name) const;

@@ -93,8 +93,11 @@ std::string Translator::condition(const Expr& expr, const Scope* scope, Polarity
           },
           [&](const Quantified& e) { return quantified(e, line, scope); },
           [&](const Call& e) -> std::string {
-            // Inside a trigger; nothing that runs here comes from one.
-            if (e.function.name == "update") return "0";
+            const auto* column =
+                e.arguments.size() == 1 ? as<ColumnRef>(*e.arguments.front()) : nullptr;
+            if (e.function.name == "update" && column != nullptr) {
+              return parameter(Parameter::Source::Written, column->column);
+            }
             throw ServerError(102, 15, 1, "Incorrect syntax near ')'.", line);
           },
           [&](const auto&) -> std::string {

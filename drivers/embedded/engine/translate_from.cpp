@@ -147,7 +147,9 @@ Source Translator::sourceOf(const NamedTable& table) {
   source.exposedName = table.alias.empty() ? name.name : table.alias;
   if (table.alias.empty()) source.owner = name.owner;
   source.sqlAlias = newAlias();
-  if (name.name.starts_with('#')) {
+  const bool isPlain = name.database.empty() && name.owner.empty();
+  const bool holdsFiredRows = isPlain && context_.temporaries.contains(name.name);
+  if (name.name.starts_with('#') || holdsFiredRows) {
     const TemporaryTable* found = temporary(name.name);
     if (found == nullptr) {
       throw ServerError(208, 16, 1,
@@ -158,6 +160,7 @@ Source Translator::sourceOf(const NamedTable& table) {
     }
     source.sqliteTable = found->sqliteTable;
     source.columns = sourceColumns(found->columns);
+    computeColumns(found->columns, source);
   } else {
     Caller caller = context_.caller;
     caller.line = name.range.line;

@@ -170,19 +170,16 @@ std::vector<const ColumnInfo*> Translator::listedColumns(const Insert& statement
   return columns;
 }
 
-std::string Translator::triggerOf(const WriteTarget& target, const TriggerSlot& slot) {
-  if (target.isTemporary()) return {};
-  return context_.catalog.store()
-      .value<std::string>("SELECT g.name FROM sysobjects t JOIN sysobjects g ON g.id = t." +
-                              std::string(slot.column) + " WHERE t.id = ? AND t.sysstat2 & ? = 0",
-                          target.id, slot.disabled)
-      .value_or("");
-}
-
-Plan Translator::finishChange(const WriteTarget& target, const TriggerSlot& slot, std::string sql) {
-  Plan plan = finish(std::move(sql));
-  plan.trigger = triggerOf(target, slot);
-  return plan;
+std::optional<FiredTrigger> Translator::triggerOf(const WriteTarget& target,
+                                                  const TriggerSlot& slot,
+                                                  std::vector<std::string> written) {
+  if (target.isTemporary()) return std::nullopt;
+  const auto id = context_.catalog.store().value(
+      "SELECT g.id FROM sysobjects t JOIN sysobjects g ON g.id = t." + std::string(slot.column) +
+          " WHERE t.id = ? AND t.sysstat2 & ? = 0",
+      target.id, slot.disabled);
+  if (!id) return std::nullopt;
+  return FiredTrigger{*id, target.id, target.sqliteTable, std::move(written)};
 }
 
 Plan Translator::finishInsert(const WriteTarget& target, const std::vector<WrittenColumn>& columns,
@@ -214,7 +211,11 @@ Plan Translator::finishInsert(const WriteTarget& target, const std::vector<Writt
   plan.leavesOutDuplicates = !rules->ignoredDuplicates.empty();
   if (!insertsOneRow) testOwnReferences(target, *rules, nullptr, plan);
   if (!target.isTemporary() && target.sqliteTable == kNoRows) plan.rowlessTable = target.id;
-  plan.trigger = triggerOf(target, kInsertSlot);
+  std::vector<std::string> written;
+  for (const WrittenColumn& one : columns) {
+    if (one.isGiven || one.sql != "NULL") written.push_back(one.column->name);
+  }
+  plan.trigger = triggerOf(target, kInsertSlot, std::move(written));
   plan.givesIdentity = std::ranges::any_of(
       target.columns, [](const ColumnInfo& column) { return column.type.identity; });
   return plan;
@@ -226,7 +227,7 @@ Plan Translator::insertRows(const Insert& statement, const WriteTarget& target,
   const auto listed = listedColumns(statement, target, values.size());
   std::vector<WrittenColumn> columns;
   for (std::size_t i = 0; i < listed.size(); ++i) {
-    columns.push_back({listed[i], filled(values[i], *listed[i], target, line)});
+    columns.push_back({listed[i], filled(values[i], *listed[i], target, line), true});
   }
   for (const ColumnInfo& column : target.columns) {
     if (!column.computed.empty() || std::ranges::count(listed, &column) != 0) continue;
@@ -358,7 +359,10 @@ Plan Translator::update(const Update& statement) {
   } else {
     sql = "UPDATE " + target.sqliteTable + " AS " + alias + " SET " + plainChanges + where;
   }
-  Plan plan = finishChange(target, kUpdateSlot, std::move(sql));
+  std::vector<std::string> written;
+  for (const Assignment& assignment : statement.assignments) written.push_back(assignment.column);
+  Plan plan = finish(std::move(sql));
+  plan.trigger = triggerOf(target, kUpdateSlot, std::move(written));
   testDependents(target, *rules, &colids, plan);
   testOwnReferences(target, *rules, &colids, plan);
   return plan;
@@ -381,7 +385,11 @@ Plan Translator::remove(const Delete& statement) {
     sql = "DELETE FROM " + target.sqliteTable + " AS " + scope.sources[0].sqlAlias;
     if (statement.where) sql += " WHERE " + condition(*statement.where, &scope, Polarity::Positive);
   }
-  Plan plan = finishChange(target, kDeleteSlot, std::move(sql));
+  auto trigger = triggerOf(target, kDeleteSlot, {});
+  // Without a condition SQLite throws all rows away at once, and nobody hears of them.
+  if (trigger && statement.from.empty() && !statement.where) sql += " WHERE 1";
+  Plan plan = finish(std::move(sql));
+  plan.trigger = std::move(trigger);
   testDependents(target, *rulesOf(target), nullptr, plan);
   return plan;
 }

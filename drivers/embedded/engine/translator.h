@@ -213,11 +213,12 @@ class Translator {
   // translate_write.cpp
   std::vector<const ColumnInfo*> listedColumns(const tsql::Insert& statement,
                                                const WriteTarget& target, std::size_t valueCount);
-  std::string triggerOf(const WriteTarget& target, const TriggerSlot& slot);
-  Plan finishChange(const WriteTarget& target, const TriggerSlot& slot, std::string sql);
+  std::optional<FiredTrigger> triggerOf(const WriteTarget& target, const TriggerSlot& slot,
+                                        std::vector<std::string> written);
   struct WrittenColumn {
     const ColumnInfo* column;
     std::string sql;
+    bool isGiven = false;  ///< by the statement, a null too
   };
   Plan finishInsert(const WriteTarget& target, const std::vector<WrittenColumn>& columns,
                     const std::string& from);

@@ -33,7 +33,7 @@ struct TemporaryIndex {
 };
 
 struct TemporaryTable {
-  std::string name;           ///< with its `#`
+  std::string name;           ///< with its `#`; or `inserted` or `deleted`
   std::string sqliteTable;    ///< with its schema, ready for SQL
   std::string sqliteColumns;  ///< what it was created with
   std::vector<ColumnInfo> columns;

@@ -1,6 +1,8 @@
 #include "drivers/embedded/store/sqlite.h"
 
 #include <cstring>
+
+#define SQLITE_ENABLE_PREUPDATE_HOOK
 #include <sqlite3.h>
 
 namespace kelvane::embedded {
@@ -373,6 +375,33 @@ Savepoint::~Savepoint() {
 void Savepoint::keep() {
   open_ = false;
   database_.execute("RELEASE kept");
+}
+
+RowWatch::RowWatch(Database& database, std::string schema, std::string table)
+    : database_(database), schema_(std::move(schema)), table_(std::move(table)) {
+  const auto heard = [](void* self, sqlite3* connection, int operation, const char* schema,
+                        const char* name, sqlite3_int64, sqlite3_int64) {
+    static_cast<RowWatch*>(self)->changed(connection, operation, schema, name);
+  };
+  sqlite3_preupdate_hook(database.handle(), heard, this);
+}
+
+RowWatch::~RowWatch() { sqlite3_preupdate_hook(database_.handle(), nullptr, nullptr); }
+
+void RowWatch::changed(sqlite3* connection, int operation, std::string_view schema,
+                       std::string_view table) {
+  if (table != table_ || schema != schema_) return;
+  const auto row = [&](auto value) {
+    std::vector<Cell> cells;
+    for (int i = 0; i < sqlite3_preupdate_count(connection); ++i) {
+      sqlite3_value* content = nullptr;
+      value(connection, i, &content);
+      cells.push_back(content == nullptr ? Cell() : cellOf(content));
+    }
+    return cells;
+  };
+  if (operation != SQLITE_INSERT) before.push_back(row(sqlite3_preupdate_old));
+  if (operation != SQLITE_DELETE) after.push_back(row(sqlite3_preupdate_new));
 }
 
 }  // namespace kelvane::embedded

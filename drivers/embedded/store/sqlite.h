@@ -236,6 +236,26 @@ class Database {
   std::function<void()> watch_;
 };
 
+/// Keeps, while it lives, the rows of one table that are written or taken away, as they were and as
+/// they are. One at a time.
+class RowWatch {
+ public:
+  RowWatch(Database& database, std::string schema, std::string table);
+  ~RowWatch();
+  RowWatch(const RowWatch&) = delete;
+  RowWatch& operator=(const RowWatch&) = delete;
+
+  std::vector<std::vector<Cell>> before;
+  std::vector<std::vector<Cell>> after;
+
+ private:
+  void changed(sqlite3* connection, int operation, std::string_view schema, std::string_view table);
+
+  Database& database_;
+  std::string schema_;
+  std::string table_;
+};
+
 /// Everything written between construction and `keep` is undone when `keep` is never reached.
 /// May be nested.
 class Savepoint {

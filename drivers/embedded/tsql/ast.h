@@ -468,6 +468,11 @@ struct WaitFor {
   ExprPtr value;
 };
 
+/// Undoes the change that fired the trigger.
+struct RollbackTrigger {
+  StatementPtr raise;  ///< may be null
+};
+
 enum class TransactionAction { Begin, Commit, Rollback, Save };
 
 struct Transaction {
@@ -749,7 +754,7 @@ using StatementNode =
     std::variant<SelectStatement, Insert, Update, Delete, Truncate, Declare, DeclareCursor,
                  OpenCursor, CloseCursor, DeallocateCursor, FetchCursor, SetOption, SetVariables,
                  Block, If, While, Break, Continue, Return, Goto, Label, Print, RaiseError, WaitFor,
-                 Execute, ExecuteImmediate, Transaction, UseDatabase, SetUser, Utility, CreateTable,
+                 Execute, ExecuteImmediate, Transaction, RollbackTrigger, UseDatabase, SetUser, Utility, CreateTable,
                  AlterTable, CreateIndex, CreateView, CreateProcedure, CreateFunction,
                  CreateTrigger, CreateRule, CreateDefault, CreateSchema, Drop, Permission>;
 

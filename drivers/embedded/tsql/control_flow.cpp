@@ -299,8 +299,10 @@ StatementNode Parser::rollbackStatement() {
   if (!at("trigger", 1)) return transaction(TransactionAction::Rollback);
   take();
   take();
-  Utility result{"rollback trigger"};
-  if (accept("with")) raiseErrorStatement();
+  RollbackTrigger result;
+  if (!accept("with")) return result;
+  if (!at("raiserror")) unexpected();
+  result.raise = statement();
   return result;
 }
 

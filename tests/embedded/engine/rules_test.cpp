@@ -201,29 +201,6 @@ go
                          {"insert pile values (1, null, 'y', null)", ""}});
 }
 
-TEST(Rules, TriggersThatWouldFire) {
-  Probe probe(R"(
-create table t (a int)
-insert t values (1)
-go
-create trigger ti on t for insert as print 'in'
-go
-create trigger tud on t for update, delete as print 'out'
-go
-)");
-  expectRefusals(probe,
-                 {{"insert t values (2)", "error 0 'ti', which the change of rows would fire.\n"},
-                  {"update t set a = 2 where a = 5", ""},
-                  {"alter table t disable trigger ti", ""},
-                  {"insert t values (2)", ""},
-                  {"alter table t disable trigger nothing", "error 208"},
-                  {"alter table t disable trigger", ""},
-                  {"delete t where a = 2", ""},
-                  {"alter table t enable trigger tud", ""},
-                  {"delete t", "error 0 'tud', which the change of rows would fire.\n"},
-                  {"insert t values (3)", ""}});
-}
-
 TEST(Rules, TemporaryTables) {
   Probe probe;
   probe.ask(

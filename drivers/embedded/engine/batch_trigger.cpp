@@ -1,0 +1,214 @@
+// Changes of rows and the triggers that they fire.
+
+#include <array>
+
+#include "drivers/embedded/engine/batch.h"
+#include "drivers/embedded/engine/called.h"
+
+namespace kelvane::embedded {
+
+using namespace tsql;
+
+namespace {
+
+// Ends the trigger and those whose statements fired it.
+struct TriggerUndone {};
+
+// What a trigger changes of its session only while it runs.
+class RunningTrigger {
+ public:
+  RunningTrigger(Session& session, Firing& firing)
+      : session_(session), firing_(firing), options_(session.options) {
+    session_.firing = &firing;
+    session_.transactionDepth = firing.transactionDepth;
+  }
+  ~RunningTrigger() {
+    while (session_.savepoints.size() > firing_.savepointsBefore) session_.savepoints.pop_back();
+    session_.firing = firing_.outer;
+    const bool isUndone = !firing_.savepoint;
+    session_.transactionDepth = isUndone ? 0 : firing_.transactionDepth - 1;
+    options_.identityInsertTable = session_.options.identityInsertTable;
+    session_.options = std::move(options_);
+  }
+  RunningTrigger(const RunningTrigger&) = delete;
+  RunningTrigger& operator=(const RunningTrigger&) = delete;
+
+  void keepSavepoints() const {
+    while (session_.savepoints.size() > firing_.savepointsBefore) {
+      session_.savepoints.back().second->keep();
+      session_.savepoints.pop_back();
+    }
+  }
+
+ private:
+  Session& session_;
+  const Firing& firing_;
+  SessionOptions options_;
+};
+
+}  // namespace
+
+// `inserted` and `deleted` while a trigger runs, in place of those of the trigger around it.
+class FiredRows {
+ public:
+  FiredRows(Session& session, const FiredTrigger& trigger)
+      : session_(session),
+        isInTransaction_(session.transaction != nullptr),
+        columns_(session.server.tableColumns.of(trigger.table, session.server.namesVersion(), [&] {
+          return session.server.catalog.columns(trigger.table);
+        })) {
+    for (const ColumnInfo& column : *columns_) {
+      sqliteColumns_ += (sqliteColumns_.empty() ? "" : ", ") + column.sqliteColumn +
+                        std::string(" COLLATE RTRIM");
+      places_ += places_.empty() ? "?" : ", ?";
+    }
+    for (std::size_t i = 0; i < kNames.size(); ++i) {
+      outer_[i] = session_.temporaries.extract(kNames[i]);
+      add(kNames[i]);
+    }
+  }
+  ~FiredRows() {
+    for (std::size_t i = 0; i < kNames.size(); ++i) {
+      session_.dropTemporary(kNames[i]);
+      if (outer_[i]) session_.temporaries.insert(std::move(outer_[i]));
+    }
+    // The transaction that those of the trigger around it were made in has been rolled back.
+    if (isInTransaction_ && !session_.transaction) session_.forgetLostTemporaries();
+  }
+  FiredRows(const FiredRows&) = delete;
+  FiredRows& operator=(const FiredRows&) = delete;
+
+  void fill(RowWatch& watch) {
+    rows_ = {std::move(watch.after), std::move(watch.before)};
+    for (std::size_t i = 0; i < kNames.size(); ++i) write(kNames[i], rows_[i]);
+  }
+
+  /// After a rollback that took the tables with it: the trigger still sees what fired it.
+  void renew() {
+    for (std::size_t i = 0; i < kNames.size(); ++i) {
+      session_.dropTemporary(kNames[i]);
+      add(kNames[i]);
+      write(kNames[i], rows_[i]);
+    }
+  }
+
+ private:
+  static constexpr std::array<const char*, 2> kNames = {"inserted", "deleted"};
+
+  void add(const char* name) {
+    TemporaryTable table;
+    table.name = name;
+    table.columns = *columns_;
+    table.sqliteColumns = sqliteColumns_;
+    table.sqliteTable = session_.temporaryStorage(sqliteColumns_);
+    table.definition = session_.server.definition(table);
+    session_.temporaries.emplace(name, std::move(table));
+  }
+
+  void write(const char* name, const std::vector<Row>& rows) {
+    if (rows.empty()) return;
+    const std::string sql =
+        "INSERT INTO " + session_.temporaries.at(name).sqliteTable + " VALUES (" + places_ + ")";
+    Statement insert = session_.server.statement(sql);
+    for (const Row& row : rows) {
+      insert.reset();
+      for (std::size_t i = 0; i < row.size(); ++i) insert.bind(static_cast<int>(i) + 1, row[i]);
+      insert.step();
+    }
+    session_.server.giveBack(sql, std::move(insert));
+  }
+
+  Session& session_;
+  bool isInTransaction_;
+  std::shared_ptr<const std::vector<ColumnInfo>> columns_;
+  std::string sqliteColumns_;
+  std::string places_;
+  std::array<std::vector<Row>, 2> rows_;
+  std::array<TemporaryTables::node_type, 2> outer_;
+};
+
+std::int64_t BatchRun::change(const Plan& plan, const std::function<std::int64_t()>& write) {
+  // A trigger does not fire itself.
+  const bool fires = plan.trigger && (session_.firing == nullptr ||
+                                      session_.firing->trigger.id != plan.trigger->id);
+  if (fires) return fire(plan, write);
+  if (plan.tests.empty()) return write();
+  Savepoint savepoint(server_.catalog.store());
+  const std::int64_t rows = write();
+  if (rows > 0) runTests(plan.tests);
+  savepoint.keep();
+  return rows;
+}
+
+std::int64_t BatchRun::fire(const Plan& plan, const std::function<std::int64_t()>& write) {
+  // Outside of what an undone change takes with it.
+  FiredRows fired(session_, *plan.trigger);
+  std::optional<Savepoint> savepoint(std::in_place, server_.catalog.store());
+  Firing firing{
+      *plan.trigger,  fired, savepoint, session_.savepoints.size(), session_.transactionDepth + 1,
+      session_.firing};
+  std::int64_t rows = 0;
+  {
+    RowWatch watch(server_.catalog.store(), rowStore(firing.trigger.table),
+                   firing.trigger.sqliteTable);
+    rows = write();
+    if (rows > 0) runTests(plan.tests);
+    fired.fill(watch);
+  }
+  const auto undo = [&] {
+    savepoint.reset();
+    session_.forgetLostTemporaries();
+  };
+  try {
+    const RunningTrigger running(session_, firing);
+    runTrigger(firing, rows);
+    // A rollback in the trigger ends the batch that fired it.
+    if (!savepoint) throw BatchEnded{};
+    running.keepSavepoints();
+  } catch (const TriggerUndone&) {
+    undo();
+    if (firing.outer != nullptr) throw;
+    return 0;
+  } catch (...) {
+    undo();
+    throw;
+  }
+  savepoint->keep();
+  return rows;
+}
+
+void BatchRun::runTrigger(const Firing& firing, std::int64_t rows) {
+  constexpr int kOfTriggers = 0;
+  const auto object = server_.catalog.objectById(firing.trigger.id);
+  const auto stored = object ? server_.procedure(*object, kOfTriggers) : nullptr;
+  const auto* create =
+      stored ? std::get_if<CreateTrigger>(&stored->statements.front()->node) : nullptr;
+  if (create == nullptr) return;
+  const std::uint32_t line = session_.caller.line;
+  const Level level(session_, line);
+  CalledOutcome called(outcome_, line);
+  BatchRun body(session_, stored, called);
+  session_.rowCount = rows;
+  body.runBody(create->body);
+  session_.caller.line = line;
+  server_.running.variables = &variables_;
+}
+
+void Session::rollBackFirings() {
+  for (Firing* one = firing; one != nullptr; one = one->outer) one->savepoint.reset();
+  rollBack();
+  forgetLostTemporaries();
+  if (firing != nullptr) firing->rows.renew();
+}
+
+void BatchRun::rollBackTrigger(const RollbackTrigger& rollback) {
+  if (session_.firing == nullptr) {
+    throw ServerError(kNotSupported, 16, 1,
+                      "The embedded catalog executes 'rollback trigger' in triggers alone.",
+                      session_.caller.line);
+  }
+  if (rollback.raise) runStatement(*rollback.raise);
+  throw TriggerUndone{};
+}
+
+}  // namespace kelvane::embedded

@@ -1,0 +1,58 @@
+// What procedures, triggers and texts made at run time have in common when they are called.
+//
+// Both live for one call and refer to what they were made of.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "drivers/embedded/engine/outcome.h"
+#include "drivers/embedded/engine/session.h"
+#include "drivers/embedded/tsql/error.h"
+
+namespace kelvane::embedded {
+
+/// Counts one level of calls while it lives.
+class Level {
+ public:
+  static constexpr int kMost = 16;
+
+  Level(Session& session, std::uint32_t line) : session_(session) {
+    if (session.nestLevel >= kMost) {
+      throw tsql::ServerError(217, 16, 1,
+                              "Maximum stored procedure nesting level exceeded (limit 16).", line);
+    }
+    ++session.nestLevel;
+  }
+  ~Level() { --session_.nestLevel; }
+  Level(const Level&) = delete;
+  Level& operator=(const Level&) = delete;
+
+ private:
+  Session& session_;
+};
+
+/// What a called text says stands, for the client, at the line of the call.
+class CalledOutcome final : public Outcome {
+ public:
+  CalledOutcome(Outcome& outcome, std::uint32_t line) : outcome_(outcome), line_(line) {}
+
+  void beginRows(const std::vector<ResultColumn>& columns) override { outcome_.beginRows(columns); }
+  void row(Row row) override { outcome_.row(std::move(row)); }
+  void count(std::int64_t rows) override { outcome_.count(rows); }
+  void notice(const Notice& notice) override {
+    Notice moved = notice;
+    moved.line = line_;
+    outcome_.notice(moved);
+  }
+  void beginProcedure(const std::string& name) override { outcome_.beginProcedure(name); }
+  void endProcedure(int status) override { outcome_.endProcedure(status); }
+
+ private:
+  Outcome& outcome_;
+  std::uint32_t line_;
+};
+
+}  // namespace kelvane::embedded
