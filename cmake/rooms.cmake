@@ -1,5 +1,6 @@
 # A room is a folder with one target of its own: kelvane_room(drivers/embedded LINKS ado) makes the target
-# kelvane_drivers_embedded from every source below the folder. A room without sources yet is an interface target.
+# kelvane_drivers_embedded, for hosts Kelvane::embedded, from every source below the folder. A room without sources
+# yet is an interface target.
 # main.cpp, where a room has one, becomes the program `kelvane` instead of a part of the library.
 
 function(kelvane_target_defaults target scope)
@@ -47,13 +48,9 @@ function(kelvane_room folder)
     target_link_libraries(${name} ${scope} ${other})
   endforeach()
   target_link_libraries(${name} ${scope} ${ROOM_SYSTEM})
-  if(NOT folder MATCHES "^(drivers|report|cli)")
-    string(REGEX REPLACE "^kelvane_" "" exported "${name}")
-    set_target_properties(${name} PROPERTIES EXPORT_NAME ${exported})
-    install(TARGETS ${name} EXPORT KelvaneTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-    install(DIRECTORY "${PROJECT_SOURCE_DIR}/${folder}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/kelvane"
-            FILES_MATCHING PATTERN "*.h")
-  endif()
+  cmake_path(GET folder FILENAME exported)
+  set_target_properties(${name} PROPERTIES EXPORT_NAME ${exported})
+  add_library(Kelvane::${exported} ALIAS ${name})
   if(EXISTS "${program}")
     add_executable(kelvane "${program}")
     kelvane_target_defaults(kelvane PRIVATE)
