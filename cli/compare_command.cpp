@@ -64,6 +64,8 @@ void write(const diffSchema& differences, const ReportHeader& header, Format for
   switch (format) {
     case Format::text:
       return writeTextReport(differences, header, colors, out);
+    case Format::tree:
+      return writeTextTree(differences, header, colors, out);
     case Format::summary:
       return writeTextSummary(differences, header, out);
     case Format::json:

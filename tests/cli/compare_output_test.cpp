@@ -39,6 +39,12 @@ TEST_F(Output, ASummaryCountsKinds) {
   EXPECT_EQ(err(), "kelvane: --summary is a text, not json; see kelvane --help\n");
 }
 
+TEST_F(Output, ATreeGoesWhereItIsAskedFor) {
+  EXPECT_EQ(compare(kSource, kTarget, {"--format", "tree", "--tree", path("t")}), kDifferences);
+  EXPECT_THAT(out(), HasSubstr("|   |-- dbo.old_t: only in source\n"));
+  EXPECT_EQ(contents("t"), out());
+}
+
 TEST_F(Output, QuietLeavesTheExitStatusAndFiles) {
   for (const char* quiet : {"-q", "--quiet"}) {
     EXPECT_EQ(compare(kSource, kTarget, {quiet, "--json", path("j")}), kDifferences);
