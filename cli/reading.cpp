@@ -189,36 +189,40 @@ Readings readPlaces(std::vector<NamedPlace> places, const cComparisonOptions& wa
     snapshots[side] = loadSnapshot(*place);
     keepCommon(places[side], *snapshots[side], readings);
   }
-  const auto sides = openSides(places, console, open);
+  auto sides = openSides(places, console, open);
 
   std::optional<WrittenFile> traceFile;
   if (trace) traceFile.emplace("trace", *trace);
   const auto options = std::make_shared<cComparisonOptions>(readings.switches);
   // Without the name the reader cannot tell the primary key's index from others.
   options->Tables_PrimaryKeys_Names = True;
-  const Interruption interruption = interruptionOf(sides, line);
   const Pace pace = traceFile ? Pace::InTurn : Pace::Together;
-  readings.sides = forEachSide(
-      places.size(), pace, line, [&](std::size_t side, std::ostream& complaints) -> SideReading {
-        const NamedPlace& place = places[side];
-        const Console aside{console.out, complaints};
-        const Told told(place, aside);
-        if (snapshots[side]) {
-          SideReading reading = readingOf(std::move(*snapshots[side]), place, readings.switches);
-          told.read(reading.schema);
+  {
+    const Interruption interruption = interruptionOf(sides, line);
+    readings.sides = forEachSide(
+        places.size(), pace, line, [&](std::size_t side, std::ostream& complaints) -> SideReading {
+          const NamedPlace& place = places[side];
+          const Console aside{console.out, complaints};
+          const Told told(place, aside);
+          if (snapshots[side]) {
+            SideReading reading = readingOf(std::move(*snapshots[side]), place, readings.switches);
+            told.read(reading.schema);
+            return reading;
+          }
+          std::optional<Trace> record;
+          if (traceFile) record.emplace(traceFile->stream(), toUtf16(place.name));
+          SideReading reading =
+              readSide(sides[side]->connection(), place.name, options, line,
+                       record ? &*record : nullptr, interruption.token(), selection);
+          if (!reading.extent) told.read(reading.schema);
+          leaveOutDetails(reading.schema, readings.switches);
+          reading.complete = sides[side]->isComplete();
           return reading;
-        }
-        std::optional<Trace> record;
-        if (traceFile) record.emplace(traceFile->stream(), toUtf16(place.name));
-        SideReading reading =
-            readSide(sides[side]->connection(), place.name, options, line,
-                     record ? &*record : nullptr, interruption.token(), selection);
-        if (!reading.extent) told.read(reading.schema);
-        leaveOutDetails(reading.schema, readings.switches);
-        reading.complete = sides[side]->isComplete();
-        return reading;
-      });
+        });
+  }
   if (traceFile) traceFile->close();
+  const Interruption ending = endsAtOnce(line, "interrupted: there is no result");
+  sides.clear();
   return readings;
 }
 
