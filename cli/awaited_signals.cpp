@@ -24,10 +24,11 @@ AwaitedSignals::~AwaitedSignals() {
   pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }
 
-void AwaitedSignals::takeAndLetThrough() const {
+int AwaitedSignals::takeAndLetThrough() const {
   signalfd_siginfo taken{};
   while (read(descriptor_, &taken, sizeof taken) > 0) continue;
   pthread_sigmask(SIG_UNBLOCK, &signals_, nullptr);
+  return static_cast<int>(taken.ssi_signo);
 }
 
 }  // namespace kelvane::cli

@@ -20,8 +20,8 @@ class AwaitedSignals {
 
   // Can be read from when one came, which is then pending until the signals are let through.
   int descriptor() const { return descriptor_; }
-  // Takes those that came and lets all later ones through to the calling thread.
-  void takeAndLetThrough() const;
+  // Takes those that came, lets all later ones through to the calling thread, and returns the last.
+  int takeAndLetThrough() const;
 
  private:
   sigset_t signals_;

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "cli/compare_request.h"
+#include "cli/figures.h"
+#include "cli/interruption.h"
 #include "cli/known_file.h"
 #include "cli/reading.h"
 #include "cli/written_file.h"
@@ -64,6 +66,8 @@ void write(const diffSchema& differences, const ReportHeader& header, Format for
   switch (format) {
     case Format::text:
       return writeTextReport(differences, header, colors, out);
+    case Format::tree:
+      return writeTextTree(differences, header, colors, out);
     case Format::summary:
       return writeTextSummary(differences, header, out);
     case Format::json:
@@ -83,10 +87,21 @@ ReportHeader headerOf(const CompareRequest& request, const Readings& readings) {
   return header;
 }
 
+Undertaking comparing(const Console& console) {
+  return {console, u"comparing", "interrupted while comparing: no report was written"};
+}
+
+// `file`: none where it is standard output, perhaps of the terminal that shows the status.
+Undertaking writing(const std::optional<std::string>& file, const Console& console) {
+  return {console, file ? u"writing " + toUtf16(*file) : u"",
+          "interrupted while writing: " + file.value_or("the report") + " is incomplete"};
+}
+
 ExitStatus report(const diffSchema& differences, const CompareRequest& request,
                   const ReportHeader& header, const Console& console) {
   for (const Output& output : request.outputs) {
     const Colors colors = colorsFor(output, request.coloring, console);
+    const Undertaking undertaking = writing(output.file, console);
     if (!output.file) {
       write(differences, header, output.format, colors, console.out);
       console.out.flush();
@@ -101,10 +116,6 @@ ExitStatus report(const diffSchema& differences, const CompareRequest& request,
     return kError;
   }
   return differences == diffSchema{} ? kNoDifference : kDifferences;
-}
-
-std::string counted(std::size_t count, std::string_view one) {
-  return std::to_string(count) + " " + std::string(one) + (count == 1 ? "" : "s");
 }
 
 // Takes out of both schemas what the patterns leave out, and notes it.
@@ -124,8 +135,9 @@ void select(const Selection& selection, CaseMode mode, std::vector<SideReading>&
 }
 
 diffSchema compared(const std::array<Schema, 2>& schemas, const CompareRequest& request,
-                    const cComparisonOptions& switches, CaseMode mode,
+                    const cComparisonOptions& switches, CaseMode mode, const Console& console,
                     std::vector<std::string>& gaps) {
+  const Undertaking undertaking = comparing(console);
   CollectorHost host(gaps);
   const RulePreferences preferences(request.rules);
   cCompareSchema engine(host);
@@ -158,9 +170,11 @@ ExitStatus runCompare(std::span<const std::string> words, const Console& console
       !request.rules.ignoreCase && (sides[0].caseSensitive || sides[1].caseSensitive);
   const CaseMode mode = exact ? CaseMode::exact : CaseMode::ignore;
   select(request.selection, mode, sides, schemas, console, header);
-  diffSchema differences = compared(schemas, request, readings.switches, mode, header.gaps);
+  diffSchema differences =
+      compared(schemas, request, readings.switches, mode, console, header.gaps);
 
   if (request.writeAccept) {
+    const Undertaking undertaking = writing(request.writeAccept, console);
     WrittenFile file("known differences", *request.writeAccept);
     writeKnownDifferences(differences, known, file.stream());
     file.close();
@@ -173,7 +187,10 @@ ExitStatus runCompare(std::span<const std::string> words, const Console& console
   if (request.accept)
     differences =
         withoutKnown(differences, known, *request.accept, request.selection, mode, console, header);
-  header.renames = probableRenames(differences, schemas[0], schemas[1]);
+  {
+    const Undertaking undertaking = comparing(console);
+    header.renames = probableRenames(differences, schemas[0], schemas[1]);
+  }
   const ExitStatus status = report(differences, request, header, console);
   for (const std::string& line : header.notes) console.complain(line);
   for (const std::string& line : gaps) console.complain(line);

@@ -1,6 +1,7 @@
 #include "cli/compare_request.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "cli/side_arguments.h"
@@ -15,7 +16,8 @@ constexpr std::string_view kAccept = "--accept", kColor = "--color", kFormat = "
                            kIgnoreLineBreaks = "--ignore-line-breaks",
                            kIgnoreSpaces = "--ignore-spaces", kIgnoreTabs = "--ignore-tabs",
                            kJson = "--json", kOutput = "-o", kQ = "-q", kQuiet = "--quiet",
-                           kSummary = "--summary", kWriteAccept = "--write-accept";
+                           kSummary = "--summary", kTree = "--tree",
+                           kWriteAccept = "--write-accept";
 
 constexpr auto kOptions = std::to_array<Option>({
     {kAccept, "FILE", "of known differences, which do not count"},
@@ -23,7 +25,7 @@ constexpr auto kOptions = std::to_array<Option>({
     {kExclude, "PATTERN", "leave out the objects that it matches. May be repeated"},
     {kInclude, "PATTERN",
      "only objects that it matches, such as 'table:dbo.cust*'. May be repeated"},
-    {kFormat, "FORMAT", "of standard output or of the file of -o: text, json or html"},
+    {kFormat, "FORMAT", "of standard output or of the file of -o: text, tree, json or html"},
     {kHtml, "FILE", "write an HTML report besides"},
     {kIgnoreCase, "", "names that differ in case alone are the same"},
     {kIgnoreLineBreaks, "", "leave line breaks out of definitions"},
@@ -34,6 +36,7 @@ constexpr auto kOptions = std::to_array<Option>({
     {kQ, "", "as --quiet"},
     {kQuiet, "", "write nothing to standard output: the exit status tells"},
     {kSummary, "", "the counts of each kind of objects instead of the differences"},
+    {kTree, "FILE", "write the tree of differences besides"},
     {kWriteAccept, "FILE", "write the differences there, in the form that --accept takes"},
 });
 
@@ -43,6 +46,7 @@ struct FormatName {
 };
 constexpr auto kFormats = std::to_array<FormatName>({
     {"text", Format::text},
+    {"tree", Format::tree},
     {"json", Format::json},
     {"html", Format::html},
 });
@@ -64,7 +68,7 @@ std::vector<Output> outputsOf(const Arguments& arguments) {
   if (const auto name = arguments.value(kFormat)) {
     const auto* known = std::ranges::find(kFormats, *name, &FormatName::name);
     if (known == kFormats.end())
-      throw UsageError(text(kFormat) + " takes text, json or html, not '" + *name + "'");
+      throw UsageError(text(kFormat) + " takes text, tree, json or html, not '" + *name + "'");
     first.format = known->format;
   }
   if (arguments.has(kSummary)) {
@@ -75,8 +79,10 @@ std::vector<Output> outputsOf(const Arguments& arguments) {
   std::vector<Output> outputs;
   const bool quiet = arguments.has(kQ) || arguments.has(kQuiet);
   if (first.file || !quiet) outputs.push_back(first);
-  if (const auto file = arguments.value(kHtml)) outputs.push_back({Format::html, *file});
-  if (const auto file = arguments.value(kJson)) outputs.push_back({Format::json, *file});
+  for (const auto& [option, format] :
+       {std::pair{kHtml, Format::html}, {kJson, Format::json}, {kTree, Format::tree}}) {
+    if (const auto file = arguments.value(option)) outputs.push_back({format, *file});
+  }
   return outputs;
 }
 
@@ -114,7 +120,7 @@ CompareRequest parseCompare(std::span<const std::string> words) {
   request.coloring = coloringOf(arguments);
   request.accept = arguments.value(kAccept);
   request.writeAccept = arguments.value(kWriteAccept);
-  for (const std::string_view option : {kTrace, kOutput, kHtml, kJson, kWriteAccept})
+  for (const std::string_view option : {kTrace, kOutput, kHtml, kJson, kTree, kWriteAccept})
     refuseOverwriting(arguments, option, kTwoSides);
   return request;
 }

@@ -40,6 +40,8 @@ struct Console {
   // Asks the user for something that nobody may see; none when there is nobody to ask.
   std::function<std::optional<std::string>(const std::string& question)> askSecret = {};
   bool outIsTerminal = false;
+  // Shows what is being done; none where that is not shown.
+  std::function<void(std::u16string status)> showStatus = {};
 
   // A line of the command itself on standard error. Controls in `text` (UTF-8) are shown as "?", so
   // that no name or server text can steer the terminal or break the line.

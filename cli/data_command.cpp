@@ -299,10 +299,9 @@ ExitStatus runData(std::span<const std::string> words, const Console& console,
   DataReport report;
   {
     StatusLine line(console);
-    const auto interruption = interruptionOf(places, sides, line);
+    const Interruption interruption = interruptionOf(sides, line);
     report = compareData(request, {&sides[0]->connection(), &sides[1]->connection()},
-                         interruption ? interruption->token() : std::stop_token(),
-                         trace ? &trace->stream() : nullptr, line);
+                         interruption.token(), trace ? &trace->stream() : nullptr, line);
   }
   if (trace) trace->close();
   for (std::size_t side = 0; side < 2; ++side) {

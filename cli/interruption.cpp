@@ -15,7 +15,7 @@ constexpr int kCancelAgainMilliseconds = 50;
 
 }  // namespace
 
-Interruption::Interruption(std::function<void()> announce, std::function<void()> cancel)
+Interruption::Interruption(std::function<void(int)> announce, std::function<void()> cancel)
     : announce_(std::move(announce)), cancel_(std::move(cancel)), end_(eventfd(0, EFD_CLOEXEC)) {
   if (end_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
   watcher_ = std::thread([this] { watch(); });
@@ -35,11 +35,20 @@ void Interruption::watch() {
       poll(polled.data(), 1, kCancelAgainMilliseconds);
     } else if (poll(polled.data(), polled.size(), -1) > 0 && polled[1].revents != 0) {
       // A driver may hold the cancellation up, but not the next signal.
-      signals_.takeAndLetThrough();
+      const int signal = signals_.takeAndLetThrough();
       stop_.request_stop();
-      announce_();
+      announce_(signal);
     }
   }
+}
+
+Interruption endsAtOnce(StatusLine& line, std::string text) {
+  return Interruption(
+      [&line, text = std::move(text)](int signal) {
+        line.complain(text);
+        std::raise(signal);
+      },
+      [] {});
 }
 
 }  // namespace kelvane::cli

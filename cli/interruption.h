@@ -1,5 +1,5 @@
-// Ctrl-C while servers are read: the first ends the reading in an orderly way, the second the
-// process.
+// Ctrl-C: while databases are read the first ends the reading in an orderly way, the second the
+// process; elsewhere it ends the process at once, which says what that leaves behind.
 //
 // Lifetime: made before the threads that it is to interrupt start; what it calls outlives it. The
 // signals have their usual effect before and afterwards. Threading: made and destroyed by one
@@ -8,17 +8,20 @@
 
 #include <functional>
 #include <stop_token>
+#include <string>
 #include <thread>
+#include <utility>
 
 #include "cli/awaited_signals.h"
+#include "cli/status_line.h"
 
 namespace kelvane::cli {
 
 class Interruption {
  public:
-  // After a SIGINT or SIGTERM `announce` is called once and `cancel` again and again: a
-  // cancellation that comes just before a statement is sent does nothing.
-  Interruption(std::function<void()> announce, std::function<void()> cancel);
+  // After a SIGINT or SIGTERM `announce` is called once, with its number, and `cancel` again and
+  // again: a cancellation that comes just before a statement is sent does nothing.
+  Interruption(std::function<void(int signal)> announce, std::function<void()> cancel);
   ~Interruption();
   Interruption(const Interruption&) = delete;
   Interruption& operator=(const Interruption&) = delete;
@@ -29,11 +32,30 @@ class Interruption {
  private:
   void watch();
 
-  std::function<void()> announce_, cancel_;
+  std::function<void(int)> announce_;
+  std::function<void()> cancel_;
   AwaitedSignals signals_{SIGINT, SIGTERM};
   std::stop_source stop_;
   int end_;
   std::thread watcher_;
+};
+
+// Ends the process by the signal that it gets, once `text` is told on the line, which outlives it.
+Interruption endsAtOnce(StatusLine& line, std::string text);
+
+// Something else than reading, that takes its time: it stands on the status line, and Ctrl-C ends
+// the process with a word about what it leaves behind.
+class Undertaking {
+ public:
+  // An empty status is not shown.
+  Undertaking(const Console& console, std::u16string status, std::string whenInterrupted)
+      : line_(console), ending_(endsAtOnce(line_, std::move(whenInterrupted))) {
+    if (!status.empty()) line_.show("kelvane", std::move(status));
+  }
+
+ private:
+  StatusLine line_;
+  Interruption ending_;
 };
 
 }  // namespace kelvane::cli

@@ -71,6 +71,7 @@ ExitStatus runList(std::span<const std::string> words, const Console& console,
   std::vector<enumEntityType> entities;
   for (const ObjectKind& kind : request.kinds) entities.push_back(kind.list);
   StatusLine line(console);
+  const Interruption ending = endsAtOnce(line, "interrupted while reading: there is no result");
   const SideReading reading =
       readLists(sides[0]->connection(), "side", entities, line, trace ? &*trace : nullptr);
   if (traceFile) traceFile->close();

@@ -18,7 +18,7 @@ namespace kelvane::cli {
 // How scripts become a database.
 struct LoadSettings {
   bool keepGoing = false;  // past statements that fail
-  bool verbose = false;    // tell what was accepted and ignored, and the like
+  bool verbose = false;    // tell what was run, what was accepted and ignored, and the like
   embedded::CatalogOptions catalog;
 };
 
@@ -33,14 +33,23 @@ struct ServerPlace {
   odbc::ConnectionString address;
   std::optional<std::string> passwordFile;
   odbc::ConnectOptions limits;
+  bool verbose = false;
 };
 
 // A file that `kelvane snapshot` wrote, told from scripts by the end of its name.
 inline constexpr std::string_view kSnapshotEnding = ".json";
 struct SnapshotPlace {
   std::string path;
+  bool verbose = false;
 };
 
 using Place = std::variant<ScriptPlace, ServerPlace, SnapshotPlace>;
+
+// Whether the user wants to know what is done with the side.
+inline bool isVerbose(const Place& place) {
+  if (const auto* scripts = std::get_if<ScriptPlace>(&place)) return scripts->settings.verbose;
+  if (const auto* server = std::get_if<ServerPlace>(&place)) return server->verbose;
+  return std::get<SnapshotPlace>(place).verbose;
+}
 
 }  // namespace kelvane::cli

@@ -1,6 +1,7 @@
 #include "cli/reading.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -13,7 +14,9 @@
 #include <utility>
 
 #include "cli/detail_switches.h"
+#include "cli/figures.h"
 #include "cli/interruption.h"
+#include "cli/object_kinds.h"
 #include "cli/password.h"
 #include "cli/written_file.h"
 #include "model/text.h"
@@ -27,18 +30,22 @@ enum class Pace { Together, InTurn };
 // Does the same for each side, where it can at the same time. What they complain about is told one
 // side after the other; when both fail, it is the first that fails.
 template <class Work>
-auto forEachSide(std::size_t count, Pace pace, const Console& console, Work work) {
-  using Result = std::invoke_result_t<Work, std::size_t, const Console&>;
-  std::ostringstream complaints;
-  const Console aside{console.out, complaints};
+auto forEachSide(std::size_t count, Pace pace, StatusLine& line, Work work) {
+  using Result = std::invoke_result_t<Work, std::size_t, std::ostream&>;
+  std::array<std::ostringstream, 2> complaints;
   std::future<Result> second;
   if (count > 1)
     second = std::async(pace == Pace::Together ? std::launch::async : std::launch::deferred,
-                        [&] { return work(1, aside); });
+                        [&] { return work(1, complaints[1]); });
   std::vector<Result> results;
-  results.push_back(work(0, console));
-  const auto tell = [&] { console.err << complaints.str(); };
+  std::size_t done = 0;
+  const auto tell = [&] {
+    for (std::size_t side = 0; side <= std::min(done, count - 1); ++side)
+      line.write(complaints[side].view());
+  };
   try {
+    results.push_back(work(0, complaints[0]));
+    ++done;
     if (count > 1) results.push_back(second.get());
   } catch (...) {
     tell();
@@ -47,6 +54,38 @@ auto forEachSide(std::size_t count, Pace pace, const Console& console, Work work
   tell();
   return results;
 }
+
+// What the user hears of each side where much is to be told.
+class Told {
+ public:
+  Told(const NamedPlace& place, const Console& console) : place_(place), console_(console) {}
+
+  void opened() const {
+    const bool server = std::holds_alternative<ServerPlace>(place_.place);
+    tell(std::string(server ? "connected" : "loaded"));
+  }
+  void read(const Schema& schema) const {
+    std::string objects;
+    for (const ObjectKind& kind : kObjectKinds) {
+      std::size_t count = 0;
+      kind.forEach(schema, [&](const ObjectName&) { ++count; });
+      if (count > 0) objects += (objects.empty() ? "" : ", ") + counted(count, kind.word);
+    }
+    tell("read " + (objects.empty() ? "no object" : objects));
+  }
+
+ private:
+  void tell(const std::string& what) const {
+    if (isVerbose(place_.place))
+      console_.complain(std::string(place_.name) + ": " + what + " in " + time_.text());
+  }
+
+  const NamedPlace& place_;
+  const Console& console_;
+  Stopwatch time_;
+};
+
+constexpr std::string_view kNothingRead = "interrupted while loading: there is no result";
 
 Snapshot loadSnapshot(const SnapshotPlace& place) {
   const auto refusal = [&](const std::string& reason) {
@@ -106,23 +145,30 @@ std::vector<std::unique_ptr<Side>> openSides(std::span<NamedPlace> places, const
     if (auto* server = std::get_if<ServerPlace>(&place.place))
       givePassword(*server, place.name, console);
   }
-  return forEachSide(places.size(), Pace::Together, console,
-                     [&](std::size_t side, const Console& complaints) -> std::unique_ptr<Side> {
-                       const Place& place = places[side].place;
-                       if (std::holds_alternative<SnapshotPlace>(place)) return nullptr;
-                       return open(place, complaints);
+  StatusLine line(console);
+  const Interruption ending = endsAtOnce(line, std::string(kNothingRead));
+  return forEachSide(places.size(), Pace::Together, line,
+                     [&](std::size_t side, std::ostream& complaints) -> std::unique_ptr<Side> {
+                       const NamedPlace& place = places[side];
+                       if (std::holds_alternative<SnapshotPlace>(place.place)) return nullptr;
+                       Console aside{console.out, complaints};
+                       if (line.isShown())
+                         aside.showStatus = [&](std::u16string status) {
+                           line.show(place.name, std::move(status));
+                         };
+                       if (std::holds_alternative<ServerPlace>(place.place))
+                         line.show(place.name, u"connecting");
+                       const Told told(place, aside);
+                       auto opened = open(place.place, aside);
+                       told.opened();
+                       line.show(place.name, {});
+                       return opened;
                      });
 }
 
-std::unique_ptr<Interruption> interruptionOf(std::span<const NamedPlace> places,
-                                             std::span<const std::unique_ptr<Side>> sides,
-                                             StatusLine& line) {
-  if (std::ranges::none_of(places, [](const NamedPlace& place) {
-        return std::holds_alternative<ServerPlace>(place.place);
-      }))
-    return nullptr;
-  return std::make_unique<Interruption>(
-      [&line] { line.complain("interrupted; once more ends the program at once"); },
+Interruption interruptionOf(std::span<const std::unique_ptr<Side>> sides, StatusLine& line) {
+  return Interruption(
+      [&line](int) { line.complain("interrupted; once more ends the program at once"); },
       [sides] {
         for (const auto& side : sides) {
           if (side) side->cancel();
@@ -134,38 +180,49 @@ Readings readPlaces(std::vector<NamedPlace> places, const cComparisonOptions& wa
                     const std::optional<std::string>& trace, const Console& console,
                     const OpenSide& open, const Selection& selection) {
   Readings readings{{}, wanted, {}};
+  StatusLine line(console);
   std::vector<std::optional<Snapshot>> snapshots(places.size());
   for (std::size_t side = 0; side < places.size(); ++side) {
     const auto* place = std::get_if<SnapshotPlace>(&places[side].place);
     if (place == nullptr) continue;
+    const Interruption ending = endsAtOnce(line, std::string(kNothingRead));
     snapshots[side] = loadSnapshot(*place);
     keepCommon(places[side], *snapshots[side], readings);
   }
-  const auto sides = openSides(places, console, open);
+  auto sides = openSides(places, console, open);
 
   std::optional<WrittenFile> traceFile;
   if (trace) traceFile.emplace("trace", *trace);
   const auto options = std::make_shared<cComparisonOptions>(readings.switches);
   // Without the name the reader cannot tell the primary key's index from others.
   options->Tables_PrimaryKeys_Names = True;
-  StatusLine line(console);
-  const auto interruption = interruptionOf(places, sides, line);
   const Pace pace = traceFile ? Pace::InTurn : Pace::Together;
-  readings.sides = forEachSide(
-      places.size(), pace, console, [&](std::size_t side, const Console&) -> SideReading {
-        const NamedPlace& place = places[side];
-        if (snapshots[side])
-          return readingOf(std::move(*snapshots[side]), place, readings.switches);
-        std::optional<Trace> record;
-        if (traceFile) record.emplace(traceFile->stream(), toUtf16(place.name));
-        SideReading reading = readSide(
-            sides[side]->connection(), place.name, options, line, record ? &*record : nullptr,
-            interruption ? interruption->token() : std::stop_token(), selection);
-        leaveOutDetails(reading.schema, readings.switches);
-        reading.complete = sides[side]->isComplete();
-        return reading;
-      });
+  {
+    const Interruption interruption = interruptionOf(sides, line);
+    readings.sides = forEachSide(
+        places.size(), pace, line, [&](std::size_t side, std::ostream& complaints) -> SideReading {
+          const NamedPlace& place = places[side];
+          const Console aside{console.out, complaints};
+          const Told told(place, aside);
+          if (snapshots[side]) {
+            SideReading reading = readingOf(std::move(*snapshots[side]), place, readings.switches);
+            told.read(reading.schema);
+            return reading;
+          }
+          std::optional<Trace> record;
+          if (traceFile) record.emplace(traceFile->stream(), toUtf16(place.name));
+          SideReading reading =
+              readSide(sides[side]->connection(), place.name, options, line,
+                       record ? &*record : nullptr, interruption.token(), selection);
+          if (!reading.extent) told.read(reading.schema);
+          leaveOutDetails(reading.schema, readings.switches);
+          reading.complete = sides[side]->isComplete();
+          return reading;
+        });
+  }
   if (traceFile) traceFile->close();
+  const Interruption ending = endsAtOnce(line, "interrupted: there is no result");
+  sides.clear();
   return readings;
 }
 

@@ -39,11 +39,8 @@ struct Readings {
 std::vector<std::unique_ptr<Side>> openSides(std::span<NamedPlace> places, const Console& console,
                                              const OpenSide& open);
 
-// What ends the reading of servers in an orderly way after Ctrl-C; null where there is no server:
-// then a signal ends the program at once, and nothing is lost. Places, sides and line outlive it.
-std::unique_ptr<Interruption> interruptionOf(std::span<const NamedPlace> places,
-                                             std::span<const std::unique_ptr<Side>> sides,
-                                             StatusLine& line);
+// What ends the reading of databases in an orderly way after Ctrl-C. Sides and line outlive it.
+Interruption interruptionOf(std::span<const std::unique_ptr<Side>> sides, StatusLine& line);
 
 // Reads one or two places, two at the same time (in turn with a trace: it tells what happened in
 // its order). Snapshots are not read anew: the others are read under the switches that they have.

@@ -1,9 +1,13 @@
+#include <chrono>
 #include <filesystem>
+#include <string>
 #include <utility>
 
+#include "cli/figures.h"
 #include "cli/side.h"
 #include "drivers/embedded/connection.h"
 #include "drivers/embedded/script.h"
+#include "model/text.h"
 
 namespace kelvane::cli {
 namespace {
@@ -21,14 +25,64 @@ class ScriptSide final : public Side {
   bool complete_;
 };
 
+// Shows how far the loading is and, where it is wanted, tells of each file.
+class LoadWatch {
+ public:
+  LoadWatch(const Console& console, bool verbose) : console_(console), verbose_(verbose) {}
+
+  void at(const embedded::LoadProgress& progress) {
+    if (progress.number != number_) {
+      tell();
+      number_ = progress.number;
+      file_ = progress.file;
+      batches_ = 0;
+      time_ = shown_ = {};
+    } else {
+      ++batches_;
+      if (shown_.elapsed() < kBetweenTexts) return;
+    }
+    show(progress);
+  }
+  void tell() const {
+    if (verbose_ && number_ > 0)
+      console_.complain(file_ + ": " + counted(batches_, "batch", "batches") + " in " +
+                        time_.text());
+  }
+
+ private:
+  static constexpr auto kBetweenTexts = std::chrono::milliseconds(100);
+
+  void show(const embedded::LoadProgress& progress) {
+    if (!console_.showStatus) return;
+    shown_ = {};
+    const auto text = [](std::size_t number) {
+      return decimalText(static_cast<std::int64_t>(number));
+    };
+    console_.showStatus(
+        u"loading " + decimalText(progress.percent) + u"% of " +
+        (progress.files == 1 ? u"" : text(progress.number) + u"/" + text(progress.files) + u" ") +
+        toUtf16(progress.file));
+  }
+
+  const Console& console_;
+  bool verbose_;
+  std::size_t number_ = 0, batches_ = 0;
+  std::string file_;
+  Stopwatch time_, shown_;
+};
+
 }  // namespace
 
 std::unique_ptr<Side> openScripts(const ScriptPlace& place, const Console& console) {
   embedded::EmbeddedCatalog catalog(place.settings.catalog);
   const std::vector<std::filesystem::path> paths(place.paths.begin(), place.paths.end());
-  const embedded::LoadOptions options{.stopAtFirstError = !place.settings.keepGoing,
-                                      .listIgnored = place.settings.verbose};
+  LoadWatch watch(console, place.settings.verbose);
+  const embedded::LoadOptions options{
+      .stopAtFirstError = !place.settings.keepGoing,
+      .listIgnored = place.settings.verbose,
+      .progress = [&](const embedded::LoadProgress& progress) { watch.at(progress); }};
   const embedded::LoadReport report = embedded::loadFiles(catalog, paths, options);
+  watch.tell();
   if (place.settings.verbose) {
     for (const auto& note : report.notes) console.complain(note.describe());
   }

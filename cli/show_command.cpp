@@ -234,15 +234,19 @@ void writeJson(const ShownObject& shown, const std::string& side,
   writer.endObject();
 }
 
-void writeSource(const Schema& schema, const FoundObject& found, std::vector<std::string>& gaps,
-                 std::ostream& out) {
-  const bool ofTrigger = found.trigger > 0;
-  const std::u16string type(ofTrigger ? u"trigger" : found.kind->sourceType);
-  if (type.empty())
+// Triggers of different tables may have one name, by which the browsing member takes the first.
+std::u16string definitionOf(const Schema& schema, const FoundObject& found) {
+  if (found.trigger > 0) return schema.Tables[found.index].Triggers[found.trigger].Definition;
+  if (found.kind->sourceType.empty())
     throw CommandError({found.shown() + " has no definition; views, procedures, functions and "
                                         "triggers have one"});
-  const std::u16string source =
-      browsing::GetObjectSource(schema, ofTrigger ? found.name.name : found.name.fullName, type);
+  return browsing::GetObjectSource(schema, found.name.fullName,
+                                   std::u16string(found.kind->sourceType));
+}
+
+void writeSource(const Schema& schema, const FoundObject& found, std::vector<std::string>& gaps,
+                 std::ostream& out) {
+  const std::u16string source = definitionOf(schema, found);
   if (source.empty()) gaps.push_back(found.shown() + ": the server has no text of it");
   out << toUtf8(source);
 }

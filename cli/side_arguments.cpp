@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::string_view kAllowNulls = "--allow-nulls-by-default", kAse = "--ase",
                            kKeepGoing = "--keep-going", kLoginLimit = "--login-limit",
-                           kQueryLimit = "--query-limit", kVerbose = "--verbose";
+                           kQueryLimit = "--query-limit", kV = "-v", kVerbose = "--verbose";
 
 constexpr auto kOptions = std::to_array<Option>({
     {kAllowNulls, "", "columns without null or not null take null"},
@@ -21,7 +21,8 @@ constexpr auto kOptions = std::to_array<Option>({
     {kOdbcDriver, "NAME", "of servers that options name; FreeTDS unless said"},
     {kQueryLimit, "SECONDS", "for a server to answer a statement; 300 unless said, 0: none"},
     {kTrace, "FILE", "write every statement and progress event, one JSON object a line"},
-    {kVerbose, "", "tell what in the scripts was accepted and ignored"},
+    {kV, "", "as --verbose"},
+    {kVerbose, "", "tell what was read and how long it took, and what scripts hold in vain"},
 });
 
 struct ReleaseName {
@@ -42,7 +43,7 @@ std::string text(std::string_view option) { return std::string(option); }
 LoadSettings loadSettings(const Arguments& arguments) {
   LoadSettings settings;
   settings.keepGoing = arguments.has(kKeepGoing);
-  settings.verbose = arguments.has(kVerbose);
+  settings.verbose = arguments.has(kV) || arguments.has(kVerbose);
   settings.catalog.allowNullsByDefault = arguments.has(kAllowNulls);
   if (const auto name = arguments.value(kAse)) {
     const auto* known = std::ranges::find(kReleases, *name, &ReleaseName::name);
@@ -136,7 +137,7 @@ Place placeOf(const Arguments& arguments, const std::vector<std::string>& operan
   if (!byOption && server == operands.end()) {
     if (arguments.has(options.passwordFile))
       throw UsageError(text(options.passwordFile) + " is for a server, and that side is none");
-    return isSnapshot(operands) ? Place(SnapshotPlace{operands.front()})
+    return isSnapshot(operands) ? Place(SnapshotPlace{operands.front(), settings.load.verbose})
                                 : Place(ScriptPlace{operands, settings.load});
   }
   ServerPlace place = byOption ? serverOfOptions(arguments, options) : serverOfOperand(*server);
@@ -144,6 +145,7 @@ Place placeOf(const Arguments& arguments, const std::vector<std::string>& operan
     throw UsageError("'" + place.name + "' is a whole side; nothing can be put beside it");
   place.passwordFile = arguments.value(options.passwordFile);
   place.limits = settings.limits;
+  place.verbose = settings.load.verbose;
   return place;
 }
 

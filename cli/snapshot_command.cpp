@@ -4,6 +4,7 @@
 #include <ctime>
 #include <optional>
 
+#include "cli/interruption.h"
 #include "cli/one_side.h"
 #include "cli/reading.h"
 #include "cli/side_arguments.h"
@@ -28,6 +29,22 @@ std::string now() {
   std::array<char, 32> text{};
   std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &moment);
   return text.data();
+}
+
+void write(const Snapshot& snapshot, const std::optional<std::string>& path,
+           const Console& console) {
+  const Undertaking writing(
+      console, path ? u"writing " + toUtf16(*path) : u"",
+      "interrupted while writing: " + path.value_or("the snapshot") + " is incomplete");
+  if (path) {
+    WrittenFile file("snapshot", *path);
+    writeSnapshot(snapshot, file.stream());
+    file.close();
+  } else {
+    writeSnapshot(snapshot, console.out);
+    console.out.flush();
+    if (!console.out) throw CommandError({"cannot write to standard output"});
+  }
 }
 
 }  // namespace
@@ -57,15 +74,7 @@ ExitStatus runSnapshot(std::span<const std::string> words, const Console& consol
     if (readings.switches.*one.value) snapshot.switches.push_back(toUtf8(one.name));
   }
   if (arguments.has(kDated)) snapshot.taken = now();
-  if (const auto path = arguments.value(kOutput)) {
-    WrittenFile file("snapshot", *path);
-    writeSnapshot(snapshot, file.stream());
-    file.close();
-  } else {
-    writeSnapshot(snapshot, console.out);
-    console.out.flush();
-    if (!console.out) throw CommandError({"cannot write to standard output"});
-  }
+  write(snapshot, arguments.value(kOutput), console);
   for (const std::string& gap : side.gaps) console.complain(gap);
   if (snapshot.gaps.empty()) return kNoDifference;
   console.complain("not everything could be read: the snapshot says so, and proves no equality");

@@ -1,6 +1,7 @@
 #include "cli/status_line.h"
 
 #include <algorithm>
+#include <sstream>
 
 #include "model/text.h"
 
@@ -9,6 +10,15 @@ namespace kelvane::cli {
 namespace {
 
 constexpr std::string_view kClear = "\r\033[K";
+constexpr std::size_t kWidth = 76;
+
+// The name at its end tells that something moves.
+std::u16string fitted(const std::u16string& text, std::size_t width) {
+  constexpr std::u16string_view kLeftOut = u"...";
+  if (text.size() <= width) return text;
+  const std::size_t shown = width - std::min(width, kLeftOut.size()), begin = shown / 2;
+  return text.substr(0, begin).append(kLeftOut).append(text.substr(text.size() - shown + begin));
+}
 
 }  // namespace
 
@@ -17,7 +27,6 @@ StatusLine::~StatusLine() {
 }
 
 void StatusLine::show(std::string_view side, std::u16string text) {
-  constexpr std::size_t kWidth = 76;
   if (!isShown()) return;
   std::ranges::replace_if(
       text, [](char16_t unit) { return unit < 0x20 || unit == 0x7F; }, u'?');
@@ -26,18 +35,23 @@ void StatusLine::show(std::string_view side, std::u16string text) {
   std::u16string line;
   for (const auto& [name, status] : texts_) {
     if (status.empty()) continue;
-    std::u16string part = toUtf16(name) + u": " + status;
-    part.resize(std::min(part.size(), kWidth / texts_.size() - 2));
-    line += (line.empty() ? u"" : u"  ") + part;
+    const std::u16string title = toUtf16(name) + u": ";
+    line += (line.empty() ? u"" : u"  ") + title +
+            fitted(status, kWidth / texts_.size() - 2 - title.size());
   }
   console_.err << kClear << toUtf8(line) << std::flush;
 }
 
 void StatusLine::complain(std::string_view text) {
+  std::ostringstream line;
+  Console{line, line}.complain(text);
+  write(line.view());
+}
+
+void StatusLine::write(std::string_view lines) {
   const std::lock_guard lock(mutex_);
   if (isShown()) console_.err << kClear;
-  console_.complain(text);
-  console_.err << std::flush;
+  console_.err << lines << std::flush;
 }
 
 }  // namespace kelvane::cli

@@ -25,6 +25,8 @@ class StatusLine {
   void show(std::string_view side, std::u16string text);
   // A complaint while it is shown.
   void complain(std::string_view text);
+  // The same for whole lines as they are.
+  void write(std::string_view lines);
 
  private:
   const Console& console_;

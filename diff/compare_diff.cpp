@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "model/diff_parts.h"
+
 namespace kelvane {
 namespace {
 
@@ -16,71 +18,43 @@ constexpr std::u16string_view kNeverHappens = u"THIS SHOULD NEVER HAPPEN";
 // Up to this many entries a scan beats an index, and costs no memory.
 constexpr std::int32_t kScanLimit = 8;
 
-// Where the sub-entities of one kind are kept.
-template <class Entity>
-struct SubEntities {
+// What paths call the sub-entities that they lead to.
+struct PartWord {
   std::u16string_view word;
-  Array<diffEntity> Entity::*entities;
-  std::int32_t Entity::*count;
+  DiffPart part;
 };
-
-template <class Entity>
-inline constexpr std::array<SubEntities<Entity>, 0> kSubEntities{};
-template <>
-inline constexpr auto kSubEntities<diffTable> = std::to_array<SubEntities<diffTable>>({
-    {u"column", &diffTable::Columns, &diffTable::ColumnCount},
-    {u"primarykey", &diffTable::PrimaryKey, &diffTable::PrimaryKeyCount},
-    {u"foreignkey", &diffTable::ForeignKey, &diffTable::ForeignKeyCount},
-    {u"trigger", &diffTable::Triggers, &diffTable::TriggerCount},
-    {u"index", &diffTable::Indexes, &diffTable::IndexCount},
-    {u"reference", &diffTable::References, &diffTable::ReferenceCount},
-});
-template <>
-inline constexpr auto kSubEntities<diffView> = std::to_array<SubEntities<diffView>>({
-    {u"column", &diffView::Columns, &diffView::ColumnCount},
-});
-template <>
-inline constexpr auto kSubEntities<diffStoredProc> = std::to_array<SubEntities<diffStoredProc>>({
-    {u"parameter", &diffStoredProc::Columns, &diffStoredProc::ColumnCount},
-});
-template <>
-inline constexpr auto kSubEntities<diffFunction> = std::to_array<SubEntities<diffFunction>>({
-    {u"parameter", &diffFunction::Columns, &diffFunction::ColumnCount},
-});
-template <>
-inline constexpr auto kSubEntities<diffUser> = std::to_array<SubEntities<diffUser>>({
-    {u"systempermission", &diffUser::SystemPermissions, &diffUser::SystemPermissionCount},
-    {u"objectpermission", &diffUser::ObjectPermissions, &diffUser::ObjectPermissionCount},
-});
-template <>
-inline constexpr auto kSubEntities<diffGroup> = std::to_array<SubEntities<diffGroup>>({
-    {u"systempermission", &diffGroup::SystemPermissions, &diffGroup::SystemPermissionCount},
-    {u"objectpermission", &diffGroup::ObjectPermissions, &diffGroup::ObjectPermissionCount},
-    {u"user", &diffGroup::Users, &diffGroup::UserCount},
+constexpr auto kPartWords = std::to_array<PartWord>({
+    {u"column", DiffPart::column},
+    {u"parameter", DiffPart::parameter},
+    {u"primarykey", DiffPart::primaryKey},
+    {u"foreignkey", DiffPart::foreignKey},
+    {u"trigger", DiffPart::trigger},
+    {u"index", DiffPart::index},
+    {u"reference", DiffPart::reference},
+    {u"systempermission", DiffPart::systemPermission},
+    {u"objectpermission", DiffPart::objectPermission},
+    {u"user", DiffPart::member},
 });
 
 enum class KeyedBy { ownerAndName, name };
 enum class KeepsOwner : bool { no, yes };
 
-// Where the top-level entities of one kind are kept, and how they are told apart.
+// What paths call the top-level entities of one kind, and how these are told apart.
 template <class Entity>
-struct Kind {
+struct Kind : DiffObjects<Entity> {
   std::u16string_view word;
-  Array<Entity> diffSchema::*entities;
-  std::int32_t diffSchema::*count;
   KeyedBy key = KeyedBy::ownerAndName;
   KeepsOwner owner = KeepsOwner::yes;
 };
 
 constexpr std::tuple kKinds{
-    Kind<diffTable>{u"table", &diffSchema::Tables, &diffSchema::TableCount},
-    Kind<diffView>{u"view", &diffSchema::Views, &diffSchema::ViewCount},
-    Kind<diffStoredProc>{u"storedproc", &diffSchema::StoredProcs, &diffSchema::StoredProcCount},
-    Kind<diffFunction>{u"function", &diffSchema::Functions, &diffSchema::FunctionCount},
-    Kind<diffUDDT>{u"uddt", &diffSchema::UDDTs, &diffSchema::UDDTCount},
-    Kind<diffUser>{u"user", &diffSchema::Users, &diffSchema::UserCount, KeyedBy::name,
-                   KeepsOwner::no},
-    Kind<diffGroup>{u"role", &diffSchema::Groups, &diffSchema::GroupCount, KeyedBy::name},
+    Kind<diffTable>{kDiffObjects<diffTable>, u"table"},
+    Kind<diffView>{kDiffObjects<diffView>, u"view"},
+    Kind<diffStoredProc>{kDiffObjects<diffStoredProc>, u"storedproc"},
+    Kind<diffFunction>{kDiffObjects<diffFunction>, u"function"},
+    Kind<diffUDDT>{kDiffObjects<diffUDDT>, u"uddt"},
+    Kind<diffUser>{kDiffObjects<diffUser>, u"user", KeyedBy::name, KeepsOwner::no},
+    Kind<diffGroup>{kDiffObjects<diffGroup>, u"role", KeyedBy::name},
 };
 
 // Whether `text` is `word`, which is in lower case, in whatever letter case.
@@ -142,18 +116,19 @@ template <template <class> class Kind, class EntityRecord>
 void cCompareDiff::addTo(const Kind<EntityRecord>& kind, std::uint64_t kindNumber,
                          const Path& types, const Path& names, typeDiff&& diff) {
   const std::int32_t at = findOrCreate(kind, kindNumber, names.front());
-  Array<EntityRecord>& entities = result_.*kind.entities;
+  Array<EntityRecord>& entities = result_.*kind.objects;
   const auto record = [&diff](auto& entity) {
     entity.Diff.append(std::move(diff));
     ++entity.DiffCount;
   };
   if (types.size() == 1) return entities.edit(at, record);
 
-  const auto& routes = kSubEntities<EntityRecord>;
+  const auto& routes = kDiffParts<EntityRecord>;
   if (routes.empty()) return host_->MessageBox(kNeverHappens, MessageIcon::none);
-  const auto route = std::find_if(routes.begin(), routes.end(), [&](const auto& candidate) {
-    return isWord(types[1], candidate.word);
-  });
+  const auto word = std::ranges::find_if(
+      kPartWords, [&](const PartWord& candidate) { return isWord(types[1], candidate.word); });
+  if (word == kPartWords.end()) return;
+  const auto route = std::ranges::find(routes, word->part, &DiffParts<EntityRecord>::part);
   if (route == routes.end()) return;
 
   const std::u16string_view name = names[1];
@@ -180,7 +155,7 @@ std::int32_t cCompareDiff::findOrCreate(const Kind<EntityRecord>& kind, std::uin
   std::u16string fullName(name);
   if (kind.key == KeyedBy::ownerAndName) fullName.insert(0, u".").insert(0, owner_);
 
-  Array<EntityRecord>& entities = result_.*kind.entities;
+  Array<EntityRecord>& entities = result_.*kind.objects;
   EntityIndexes& indexes = entityIndexes_[kindNumber];
   const std::int32_t found = isSchemaCaseSensitive_
                                  ? firstMatch(std::as_const(entities), &EntityRecord::FullName,

@@ -53,16 +53,19 @@ std::string contentPolicy() {
 //             an empty one is not there
 class PageData {
  public:
-  explicit PageData(std::ostream& out) : json_(out) { json_.withinMarkup(); }
+  PageData(const ReportHeader& header, std::ostream& out)
+      : header_(header), renames_(header.renames), json_(out) {
+    json_.withinMarkup();
+  }
 
-  void write(const diffSchema& differences, const ReportHeader& header) {
+  void write(const diffSchema& differences) {
     json_.beginObject();
-    json_.member("version", std::string_view(header.version));
-    json_.member("source", std::string_view(header.source));
-    json_.member("target", std::string_view(header.target));
-    json_.member("switches", header.switches);
-    json_.member("gaps", header.gaps);
-    json_.member("notes", header.notes);
+    json_.member("version", std::string_view(header_.version));
+    json_.member("source", std::string_view(header_.source));
+    json_.member("target", std::string_view(header_.target));
+    json_.member("switches", header_.switches);
+    json_.member("gaps", header_.gaps);
+    json_.member("notes", header_.notes);
     json_.key("kinds");
     json_.beginArray();
     forEachKind(differences, [&](const auto& kind, const auto& objects) {
@@ -80,14 +83,14 @@ class PageData {
     json_.member("many", kind.plural);
     json_.key("objects");
     json_.beginArray();
-    for (const Object& object : objects) writeObject(object);
+    for (const Object& object : objects) writeObject(kind, object);
     json_.endArray();
     json_.endObject();
   }
 
   template <class Object>
-  void writeObject(const Object& object) {
-    std::u16string_view side;
+  void writeObject(const Kind<Object>& kind, const Object& object) {
+    const typeDiff* missing = nullptr;
     json_.beginObject();
     json_.member("name", object.FullName);
     json_.member("owner", object.Owner);
@@ -96,17 +99,29 @@ class PageData {
     json_.beginArray();
     for (const typeDiff& difference : object.Diff) {
       if (difference.DiffType == diff_DoesNotExist)
-        side = sideOf(difference);
+        missing = &difference;
       else
         writeDifference(difference);
     }
     json_.endArray();
-    if (!side.empty()) json_.member("side", side);
+    if (missing != nullptr) writeMissing(kind.entityType, object.FullName, missing->Location);
     json_.key("parts");
     json_.beginArray();
     for (const auto& [part, entities, count] : kParts<Object>)
       for (const diffEntity& entity : object.*entities) writePart(part, entity);
     json_.endArray();
+    json_.endObject();
+  }
+
+  // The object that it probably is on the other side is told besides.
+  void writeMissing(enumEntityType kind, std::u16string_view name, enumLocation side) {
+    json_.member("side", sideName(side));
+    const Rename* rename = renames_.of(kind, side, name);
+    if (rename == nullptr) return;
+    json_.key("renamed");
+    json_.beginObject();
+    json_.member("name", side == location_Source ? rename->target : rename->source);
+    json_.member("likeness", rename->likeness);
     json_.endObject();
   }
 
@@ -119,7 +134,7 @@ class PageData {
         continue;
       }
       beginPart(titleOfMissing(part, entity, difference));
-      json_.member("side", sideOf(difference));
+      json_.member("side", sideName(difference.Location));
       json_.endObject();
     }
     if (!differs) return;
@@ -180,10 +195,12 @@ class PageData {
     json_.endArray();
   }
 
-  static std::u16string_view sideOf(const typeDiff& difference) {
-    return difference.Location == location_Source ? u"source" : u"target";
+  static std::u16string_view sideName(enumLocation side) {
+    return side == location_Source ? u"source" : u"target";
   }
 
+  const ReportHeader& header_;
+  const RenameIndex renames_;
   JsonWriter json_;
 };
 
@@ -196,7 +213,7 @@ void writeHtmlReport(const diffSchema& differences, const ReportHeader& header, 
       << "\">\n<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
       << "<title>Differences</title>\n<style>" << html::kStyle.text << "</style>\n</head>\n<body>\n"
       << html::kBody.text << "<script type=\"application/json\" id=\"data\">";
-  report::PageData(out).write(report::withOwnersOfGroups(differences), header);
+  report::PageData(header, out).write(report::withOwnersOfGroups(differences));
   out << "</script>\n<script>" << html::kScript.text << "</script>\n</body>\n</html>\n";
 }
 

@@ -132,8 +132,11 @@ Acceptance accept(const diffSchema& differences, std::span<const KnownDifference
                   std::chrono::year_month_day today) {
   Acceptance result;
   report::Index valid;
+  const auto hasExpired = [&](const KnownDifference& one) {
+    return one.until && *one.until < today;
+  };
   for (const KnownDifference& one : known) {
-    if (one.until && *one.until < today)
+    if (hasExpired(one))
       result.expired.push_back(&one);
     else
       valid.emplace(one.difference, &one);
@@ -148,8 +151,7 @@ Acceptance accept(const diffSchema& differences, std::span<const KnownDifference
   });
   result.rest = filter.apply(differences);
   for (const KnownDifference& one : known) {
-    const bool expired = std::ranges::find(result.expired, &one) != result.expired.end();
-    if (!expired && !used.contains(&one)) result.unused.push_back(&one);
+    if (!hasExpired(one) && !used.contains(&one)) result.unused.push_back(&one);
   }
   return result;
 }

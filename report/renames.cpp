@@ -238,4 +238,17 @@ std::vector<Rename> probableRenames(const diffSchema& differences, const Schema&
   return result;
 }
 
+RenameIndex::RenameIndex(const std::vector<Rename>& renames) {
+  for (const Rename& rename : renames) {
+    renames_[{rename.kind, location_Source, rename.source}] = &rename;
+    renames_[{rename.kind, location_target, rename.target}] = &rename;
+  }
+}
+
+const Rename* RenameIndex::of(enumEntityType kind, enumLocation side,
+                              std::u16string_view fullName) const {
+  const auto found = renames_.find({kind, side, fullName});
+  return found == renames_.end() ? nullptr : found->second;
+}
+
 }  // namespace kelvane

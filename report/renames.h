@@ -1,9 +1,12 @@
 // Objects that are missing on each side under another name: what a tree of differences cannot tell.
 //
-// Lifetime: results own what they hold. Threading: free functions without state.
+// Lifetime: results own what they hold unless said. Threading: none of their own.
 #pragma once
 
+#include <map>
 #include <string>
+#include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "model/diff_schema.h"
@@ -23,5 +26,16 @@ struct Rename {
 // few are missing.
 std::vector<Rename> probableRenames(const diffSchema& differences, const Schema& source,
                                     const Schema& target);
+
+// Finds the guess about an object that is missing on a side; the guesses outlive it.
+class RenameIndex {
+ public:
+  explicit RenameIndex(const std::vector<Rename>& renames);
+  // `side`: where the object is. Null for most.
+  const Rename* of(enumEntityType kind, enumLocation side, std::u16string_view fullName) const;
+
+ private:
+  std::map<std::tuple<enumEntityType, enumLocation, std::u16string_view>, const Rename*> renames_;
+};
 
 }  // namespace kelvane

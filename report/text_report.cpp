@@ -1,18 +1,17 @@
 #include "report/text_report.h"
 
-#include <algorithm>
 #include <array>
 #include <iomanip>
 #include <map>
 #include <ostream>
 #include <set>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "model/text.h"
 #include "report/diff_walk.h"
 #include "report/line_diff.h"
+#include "report/phrases.h"
 #include "report/readable_diff.h"
 #include "report/visible_text.h"
 
@@ -23,25 +22,14 @@ namespace {
 constexpr std::size_t kIndent = 4;
 constexpr std::size_t kContextLines = 3;
 
-std::u16string number(std::int64_t value) { return decimalText(value); }
-
-enum class Ink { source, target, title, place };
-constexpr std::array<std::u16string_view, 4> kInks{u"\x1b[31m", u"\x1b[32m", u"\x1b[1m",
-                                                   u"\x1b[36m"};
-constexpr std::u16string_view kPlain = u"\x1b[0m";
-
 // Lines, each at its depth.
 class Lines {
  public:
   Lines(std::ostream& out, Colors colors) : out_(out), colors_(colors) {}
   std::u16string paint(Ink ink, std::u16string_view text) const {
-    if (colors_ == Colors::none) return std::u16string(text);
-    return std::u16string(kInks[static_cast<std::size_t>(ink)]).append(text).append(kPlain);
+    return painted(text, ink, colors_);
   }
-  std::u16string onlyIn(enumLocation side) const {
-    return side == location_Source ? paint(Ink::source, u"only in source")
-                                   : paint(Ink::target, u"only in target");
-  }
+  std::u16string onlyIn(enumLocation side) const { return report::onlyIn(side, colors_); }
   void write(std::size_t depth, std::u16string_view text) {
     if (!text.empty()) out_ << std::string(depth * kIndent, ' ') << toUtf8(text);
     out_ << '\n';
@@ -101,10 +89,10 @@ void writeLineDiff(std::u16string_view before, std::u16string_view after, std::s
                    Lines& out) {
   const auto lines = diffLines(before, after);
   for (const Hunk& hunk : hunks(lines, kContextLines)) {
-    out.write(depth,
-              out.paint(Ink::place, u"@@ -" + number(hunk.beforeLine) + u"," +
-                                        number(hunk.beforeCount) + u" +" + number(hunk.afterLine) +
-                                        u"," + number(hunk.afterCount) + u" @@"));
+    out.write(depth, out.paint(Ink::place, u"@@ -" + decimalText(hunk.beforeLine) + u"," +
+                                               decimalText(hunk.beforeCount) + u" +" +
+                                               decimalText(hunk.afterLine) + u"," +
+                                               decimalText(hunk.afterCount) + u" @@"));
     const ShownHunk shown(lines, hunk);
     std::size_t added = 0;
     for (std::size_t at = hunk.first; at < hunk.last; ++at) {
@@ -131,13 +119,6 @@ void writeValues(const typeDiff& difference, std::size_t depth, Lines& out) {
   }
 }
 
-std::u16string heading(const Title& title) {
-  std::u16string text(title.word);
-  if (title.nameOf == NameOf::keys) text += u" (" + showValue(title.name) + u")";
-  if (title.nameOf == NameOf::thing) text += u" " + showValue(title.name);
-  return text;
-}
-
 void writePart(Part part, const diffEntity& entity, Lines& out) {
   bool headed = false;
   for (const typeDiff& difference : entity.Diff) {
@@ -153,32 +134,8 @@ void writePart(Part part, const diffEntity& entity, Lines& out) {
   }
 }
 
-// What the guessed renames say to the objects that are missing on a side.
-class RenameNotes {
- public:
-  explicit RenameNotes(const std::vector<Rename>& renames) {
-    for (const Rename& rename : renames) {
-      const std::u16string alike = rename.likeness == 100
-                                       ? std::u16string(u" (equal contents)")
-                                       : u" (" + number(rename.likeness) + u"% of the contents)";
-      notes_[{rename.kind, location_Source, rename.source}] =
-          u"probably renamed to " + showValue(rename.target) + alike;
-      notes_[{rename.kind, location_target, rename.target}] =
-          u"probably renamed from " + showValue(rename.source) + alike;
-    }
-  }
-  // Empty for most.
-  std::u16string of(enumEntityType kind, enumLocation side, const std::u16string& name) const {
-    const auto found = notes_.find({kind, side, name});
-    return found == notes_.end() ? std::u16string() : found->second;
-  }
-
- private:
-  std::map<std::tuple<enumEntityType, enumLocation, std::u16string>, std::u16string> notes_;
-};
-
 template <class Object>
-void writeObject(const Kind<Object>& kind, const Object& object, const RenameNotes& renames,
+void writeObject(const Kind<Object>& kind, const Object& object, const RenameIndex& renames,
                  Lines& out) {
   const std::u16string title =
       out.paint(Ink::title, toUtf16(kind.singular) + u" " + showValue(object.FullName));
@@ -186,9 +143,8 @@ void writeObject(const Kind<Object>& kind, const Object& object, const RenameNot
   for (const typeDiff& difference : object.Diff) {
     if (difference.DiffType == diff_DoesNotExist) {
       out.write(0, title + u": " + out.onlyIn(difference.Location));
-      if (const auto note = renames.of(kind.entityType, difference.Location, object.FullName);
-          !note.empty())
-        out.write(1, note);
+      if (const Rename* rename = renames.of(kind.entityType, difference.Location, object.FullName))
+        out.write(1, renameNote(*rename, difference.Location));
       headed = true;
       continue;
     }
@@ -200,51 +156,6 @@ void writeObject(const Kind<Object>& kind, const Object& object, const RenameNot
   for (const auto& [part, entities, count] : kParts<Object>)
     for (const diffEntity& entity : object.*entities) writePart(part, entity, out);
   out.write(0, u"");
-}
-
-std::u16string counted(std::int64_t count, std::string_view singular, std::string_view plural) {
-  return number(count) + u" " + toUtf16(count == 1 ? singular : plural);
-}
-
-std::u16string counts(const diffSchema& differences, Coverage coverage) {
-  std::int64_t total = 0, objects = 0;
-  std::u16string kinds;
-  forEachKind(differences, [&](const auto& kind, const auto& all) {
-    if (all.empty()) return;
-    objects += all.count();
-    for (const auto& object : all) total += differencesOf(object);
-    kinds += (kinds.empty() ? u"" : u", ") + counted(all.count(), kind.singular, kind.plural);
-  });
-  const bool partial = coverage == Coverage::partial;
-  if (objects == 0) return partial ? u"No differences in what could be read." : u"No differences.";
-  return counted(total, "difference", "differences") + u" in " +
-         counted(objects, "object", "objects") + u": " + kinds +
-         (partial ? u". Not everything could be read." : u".");
-}
-
-std::u16string summary(const diffSchema& differences, const ReportHeader& header) {
-  std::u16string line = counts(differences, header.coverage());
-  for (const std::string& note : header.notes) line += u" " + toUtf16(note) + u".";
-  return line;
-}
-
-// What becomes of the objects of one kind.
-struct KindCounts {
-  std::int64_t differ = 0, onlyInSource = 0, onlyInTarget = 0, differences = 0;
-};
-
-template <class Object>
-KindCounts countsOf(const Array<Object>& objects) {
-  KindCounts counts;
-  for (const Object& object : objects) {
-    counts.differences += differencesOf(object);
-    const auto* missing = std::ranges::find(object.Diff, diff_DoesNotExist, &typeDiff::DiffType);
-    if (missing == object.Diff.end())
-      ++counts.differ;
-    else
-      ++(missing->Location == location_Source ? counts.onlyInSource : counts.onlyInTarget);
-  }
-  return counts;
 }
 
 constexpr int kKindWidth = 18;
@@ -267,11 +178,11 @@ void writeTextReport(const diffSchema& differences, const ReportHeader& header, 
                      std::ostream& out) {
   report::Lines lines(out, colors);
   const diffSchema shown = report::withOwnersOfGroups(differences);
-  const report::RenameNotes renames(header.renames);
+  const RenameIndex renames(header.renames);
   report::forEachKind(shown, [&](const auto& kind, const auto& objects) {
     for (const auto& object : objects) report::writeObject(kind, object, renames, lines);
   });
-  lines.write(0, report::summary(shown, header));
+  lines.write(0, report::closingLine(shown, header));
 }
 
 void writeTextSummary(const diffSchema& differences, const ReportHeader& header,
@@ -289,7 +200,7 @@ void writeTextSummary(const diffSchema& differences, const ReportHeader& header,
     report::writeCounts(kind.plural, report::countsOf(objects), out);
   });
   if (titled) out << '\n';
-  out << toUtf8(report::summary(shown, header)) << '\n';
+  out << toUtf8(report::closingLine(shown, header)) << '\n';
 }
 
 }  // namespace kelvane

@@ -1,6 +1,6 @@
-// A tree of differences as text for people, grouped by object.
+// A tree of differences as text for people: in full, as a drawn tree, as counts.
 //
-// Lifetime and threading: a free function; nothing is kept.
+// Lifetime and threading: free functions; nothing is kept.
 #pragma once
 
 #include <iosfwd>
@@ -19,6 +19,12 @@ enum class Colors { none, terminal };
 // switches and gaps are not written.
 void writeTextReport(const diffSchema& differences, const ReportHeader& header, Colors colors,
                      std::ostream& out);
+
+// Writes UTF-8: the tree itself, drawn with plain characters: the sides, kinds with their counts,
+// objects, sub-entities, and a line for each difference. Of long texts there is how many lines
+// differ and the beginning of the first. Behind it the same closing line.
+void writeTextTree(const diffSchema& differences, const ReportHeader& header, Colors colors,
+                   std::ostream& out);
 
 // Writes UTF-8: a table of the counts of each kind that differs, and the same closing line.
 void writeTextSummary(const diffSchema& differences, const ReportHeader& header, std::ostream& out);

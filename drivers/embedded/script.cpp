@@ -126,6 +126,11 @@ class Loader {
   Loader(EmbeddedCatalog& catalog, const LoadOptions& options)
       : server_(catalog.server()), options_(options) {}
 
+  void begin(std::string_view name, std::size_t number, std::size_t files) {
+    at_ = {name, number, files};
+    tell(0);
+  }
+
   bool run(std::string_view name, std::string_view text) {
     std::string converted;
     std::vector<tsql::Batch> batches;
@@ -146,7 +151,7 @@ class Loader {
       refuse(report, name, error.what());
       return true;
     }
-    return runBatches(name, batches);
+    return runBatches(name, text, batches);
   }
 
   bool stopped() const {
@@ -158,7 +163,13 @@ class Loader {
  private:
   bool goesOn(const Session& session) const { return !stopped() && !session.ended; }
 
-  bool runBatches(std::string_view name, const std::vector<tsql::Batch>& batches) {
+  void tell(std::size_t percent) {
+    at_.percent = static_cast<int>(percent);
+    if (options_.progress) options_.progress(at_);
+  }
+
+  bool runBatches(std::string_view name, std::string_view text,
+                  const std::vector<tsql::Batch>& batches) {
     ScriptOutcome outcome(report, name, options_);
     Session session(server_);
     session.acceptsAnyDatabase = true;
@@ -170,6 +181,7 @@ class Loader {
         server_.beginBatch();
         for (std::uint32_t run = 0; run < part.repeat && goesOn(session) && !server_.wasStopped();
              ++run) {
+          tell(static_cast<std::size_t>(part.text.data() - text.data()) * 100 / text.size());
           ranAnything = session.run(part.text, outcome) || ranAnything;
         }
         if (!goesOn(session)) break;
@@ -182,6 +194,7 @@ class Loader {
 
   Server& server_;
   const LoadOptions& options_;
+  LoadProgress at_;
 };
 
 std::string lastError() {
@@ -269,6 +282,7 @@ std::string ScriptNote::describe() const {
 LoadReport loadScript(EmbeddedCatalog& catalog, std::string_view name, std::string_view text,
                       const LoadOptions& options) {
   Loader loader(catalog, options);
+  loader.begin(name, 1, 1);
   const bool ranAnything = loader.run(name, text);
   if (!ranAnything && !loader.stopped()) refuse(loader.report, name, std::string(kNothing));
   return std::move(loader.report);
@@ -282,9 +296,10 @@ LoadReport loadFiles(EmbeddedCatalog& catalog, std::span<const fs::path> places,
   bool ranAnything = false;
   for (const fs::path& file : files) {
     if (loader.stopped()) break;
+    const std::string name = file.string();
+    loader.begin(name, static_cast<std::size_t>(&file - files.data()) + 1, files.size());
     const auto content = contentOf(file, report);
     if (!content) break;
-    const std::string name = file.string();
     if (loader.run(name, *content)) {
       ranAnything = true;
     } else {

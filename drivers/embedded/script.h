@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -39,9 +40,18 @@ struct LoadReport {
   bool succeeded() const { return errors.empty(); }
 };
 
+/// Where the loading is.
+struct LoadProgress {
+  std::string_view file;
+  std::size_t number = 1, files = 1;  ///< the file is the first of so many
+  int percent = 0;                    ///< of the file, by its length
+};
+
 struct LoadOptions {
   bool stopAtFirstError = true;
   bool listIgnored = false;
+  /// Called before a file is read, with 0 percent, and before each of its batches runs.
+  std::function<void(const LoadProgress&)> progress = {};
 };
 
 /// Runs the batches of `text`; `name` is what messages call it. Text that is not UTF-8 is taken for

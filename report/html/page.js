@@ -178,13 +178,28 @@
               el('span', {}, markOf('source'), ' Source'), el('span', {}, markOf('target'), ' Target'));
   }
 
+  // The guess about an object that is missing on a side, with a way to the other one.
+  function renameShown({object, kind}) {
+    const {name, likeness} = object.renamed;
+    const button = el('button', {type: 'button'}, nameOf(name));
+    const other = kindNodes.find(node => node.kind === kind).children
+        .find(child => child.object.name === name && child.object.side && child.object.side !== object.side);
+    button.addEventListener('click', () => {
+      jumpTo(other);
+      detail.focus();
+    });
+    return el('p', {class: 'renamed'}, object.side === 'source' ? 'Probably renamed to ' : 'Probably renamed from ', button,
+              likeness === 100 ? ' (equal contents).' : ` (${likeness}% of the contents).`);
+  }
+
   function objectShown({object, kind}) {
     const side = sideOf(object);
     const words = side === 'differs' ? counted(object.count, 'difference', 'differences') : SIDES[side].words;
     return el('section', {class: 'object'},
               el('h2', {}, markOf(side), el('span', {}, kind.one + ' ', nameOf(object.name)),
                  el('span', {class: 'words'}, words)),
-              ...(side === 'differs' ? [legend()] : []), ...diffsShown(object.diffs), ...object.parts.map(partShown));
+              ...(object.renamed ? [renameShown({object, kind})] : []), ...(side === 'differs' ? [legend()] : []),
+              ...diffsShown(object.diffs), ...object.parts.map(partShown));
   }
 
   function sideCounts(objects) {
@@ -344,7 +359,8 @@
         : diff.rows.flatMap(row => typeof row === 'string' ? [row] : row.map(textOf));
     const diffText = diff => [diff.label, ...valuesOf(diff)];
     const partText = part => [`${part.word} ${part.name || part.keys || ''}`, ...(part.diffs || []).flatMap(diffText)];
-    return [`${kind.one} ${object.name}`, ...object.diffs.flatMap(diffText), ...object.parts.flatMap(partText)]
+    const renamed = object.renamed ? [`probably renamed ${object.renamed.name}`] : [];
+    return [`${kind.one} ${object.name}`, ...renamed, ...object.diffs.flatMap(diffText), ...object.parts.flatMap(partText)]
         .join('\n').toLowerCase();
   }
 
@@ -416,14 +432,22 @@
     keys[key]();
   }
 
-  // A link to an object: #table dbo.customer
-  function followLink() {
-    const title = decodeURIComponent(location.hash.slice(1));
-    const node = kindNodes.flatMap(kind => kind.found).find(child => `${child.kind.one} ${child.object.name}` === title);
+  // Filters that hide the object are taken back.
+  function jumpTo(node) {
     if (!node) return;
+    if (!node.parent.found.includes(node)) {
+      byId('filters').reset();
+      filter();
+    }
     node.parent.open = true;
     listRows();
     choose(node);
+  }
+
+  // A link to an object: #table dbo.customer
+  function followLink() {
+    const title = decodeURIComponent(location.hash.slice(1));
+    jumpTo(kindNodes.flatMap(kind => kind.children).find(child => `${child.kind.one} ${child.object.name}` === title));
   }
 
   function onTreeClick(event) {

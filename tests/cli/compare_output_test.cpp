@@ -39,6 +39,21 @@ TEST_F(Output, ASummaryCountsKinds) {
   EXPECT_EQ(err(), "kelvane: --summary is a text, not json; see kelvane --help\n");
 }
 
+TEST_F(Output, ATreeGoesWhereItIsAskedFor) {
+  EXPECT_EQ(compare(kSource, kTarget, {"--format", "tree", "--tree", path("t")}), kDifferences);
+  EXPECT_THAT(out(), HasSubstr("|   |-- dbo.old_t: only in source\n"));
+  EXPECT_EQ(contents("t"), out());
+}
+
+TEST_F(Output, VerboseTellsWhatWasRead) {
+  EXPECT_EQ(compare(kSource, kTarget, {"-v"}), kDifferences);
+  const std::string sourceThenTarget =
+      "source.sql: 2 batches in .* s\nkelvane: source: loaded in .* s\n"
+      ".*target.sql: 1 batch in .* s\nkelvane: target: loaded in .* s\n"
+      "kelvane: source: read 2 tables, 1 view, .* in .* s\nkelvane: target: read 2 tables, .* s\n";
+  EXPECT_THAT(err(), ::testing::ContainsRegex(sourceThenTarget));
+}
+
 TEST_F(Output, QuietLeavesTheExitStatusAndFiles) {
   for (const char* quiet : {"-q", "--quiet"}) {
     EXPECT_EQ(compare(kSource, kTarget, {quiet, "--json", path("j")}), kDifferences);

@@ -123,6 +123,23 @@ TEST_F(Show, TheSourceIsTheDefinitionAndNothingElse) {
   }
 }
 
+TEST_F(Show, TheSourceOfATriggerIsThatOfItsTable) {
+  const std::string ofAnn = "create trigger tr on t for insert as print 'of ann'\n";
+  const std::string ofDbo = "create trigger tr on t for insert as print 'of dbo'\n";
+  const std::string two =
+      file("two.sql", "create table t (a int)\ngo\n" + ofDbo + "go\nexec sp_adduser ann\ngo\n" +
+                          "setuser 'ann'\ngo\ncreate table t (a int)\ngo\n" + ofAnn + "go\n");
+  EXPECT_EQ(kelvane({"show", two, "trigger:dbo.t.tr", "--source"}), kNoDifference) << err_.str();
+  EXPECT_EQ(out_.str(), ofDbo);
+  EXPECT_EQ(kelvane({"show", two, "trigger:ann.t.tr", "--source"}), kNoDifference) << err_.str();
+  EXPECT_EQ(out_.str(), ofAnn);
+  EXPECT_EQ(kelvane({"show", two, "trigger:tr", "--source"}), kError);
+  EXPECT_EQ(out_.str(), "");
+  EXPECT_EQ(err_.str(),
+            "kelvane: 'tr' stands for trigger ann.t.tr, trigger dbo.t.tr; say which, as in "
+            "trigger:ann.t.tr\n");
+}
+
 TEST_F(Show, ListAsksForNames) {
   EXPECT_EQ(kelvane({"list", script_, "view"}), kNoDifference) << err_.str();
   EXPECT_EQ(out_.str(), "ann.pet\ndbo.owner_view\n");

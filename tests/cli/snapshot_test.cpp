@@ -136,7 +136,7 @@ TEST_F(Snapshots, ThatCannotBeReadSayWhy) {
       {{"compare", "--set", "Tables=maybe", good, good},
        "--set takes Tables=on or Tables=off, not 'Tables=maybe'; see kelvane --help"},
       {{"compare", "--format", "yaml", good, good},
-       "--format takes text, json or html, not 'yaml'; see kelvane --help"},
+       "--format takes text, tree, json or html, not 'yaml'; see kelvane --help"},
   };
   for (const auto& [words, complaint] : cases) {
     EXPECT_EQ(kelvane(words), kError);

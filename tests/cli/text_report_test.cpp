@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <sstream>
+#include <vector>
 
 #include "diff/compare_diff.h"
 #include "model/text.h"
@@ -31,6 +32,13 @@ class Report {
     ReportHeader header{"a", "b", "1"};
     if (coverage == Coverage::partial) header.gaps = {"gap"};
     writeTextReport(diff_.GetDifferences(), header, Colors::none, out);
+    return "\n" + out.str();
+  }
+  std::string tree(const std::vector<Rename>& renames = {}) const {
+    std::ostringstream out;
+    ReportHeader header{"a", "b", "1"};
+    header.renames = renames;
+    writeTextTree(diff_.GetDifferences(), header, Colors::none, out);
     return "\n" + out.str();
   }
 
@@ -201,6 +209,59 @@ TEST(TextReport, TellsLookAlikesApart) {
         - a\u{200B}b
         + a\u{200B}b  (character 2: U+200B | U+005C)
 )");
+}
+
+TEST(TextTree, DrawsKindsObjectsAndParts) {
+  Report report;
+  report.owner(u"dbo")
+      .only(location_Source, u"Table", u"gone")
+      .only(location_target, u"Table", u"come")
+      .differ(u"Table", u"t", u"Row Count", 10, 12)
+      .only(location_target, u"Table\\Column", u"t\\late")
+      .differ(u"Table\\Trigger", u"t\\tr", u"On Delete", True, False)
+      .differ(u"Table\\Trigger", u"t\\tr", u"Definition", u"a\nb\n", u"a\n")
+      .differ(u"Table", u"clerks", u"Owner", u"dbo", u"ann");
+  EXPECT_EQ(report.tree({{entity_TABLE, u"dbo.gone", u"dbo.come", 90}}), R"(
+a -> b
+|-- tables: 1 differ, 1 only in source, 1 only in target
+|   |-- dbo.gone: only in source, probably renamed to dbo.come (90% of the contents)
+|   |-- dbo.come: only in target, probably renamed from dbo.gone (90% of the contents)
+|   `-- dbo.t: 4 differences
+|       |-- Row Count: 10 -> 12
+|       |-- column late: only in target
+|       `-- trigger tr
+|           |-- On Delete: True -> False
+|           `-- Definition: -1 +0 lines, first line 2: - b
+`-- groups: 1 differ
+    `-- clerks: 1 difference
+        `-- Owner: dbo -> ann
+
+7 differences in 4 objects: 3 tables, 1 group.
+)");
+  EXPECT_EQ(Report().tree(), "\nNo differences.\n");
+}
+
+TEST(TextTree, ShowsOneLineOfLongTexts) {
+  const std::u16string_view smile = u"\U0001F600";
+  const auto leaf = [](const std::u16string& before, const std::u16string& after) {
+    const std::string text = Report().differ(u"View", u"v", u"Definition", before, after).tree();
+    const std::size_t from = text.find("Definition: ") + 12;
+    return text.substr(from, text.find('\n', from) - from);
+  };
+  const std::u16string wide(40, u'-'), far(60, u'=');
+  EXPECT_EQ(leaf(u"1\n  2\n3\n4\n", u"1\n  zwei\n3\nvier\nV\n"),
+            "-2 +3 lines, first line 2: 2 -> zwei");
+  EXPECT_EQ(leaf(u"1\n2\n", u"1\n\n2\n"), "-0 +1 lines, first line 2: + \u240A");
+  EXPECT_EQ(leaf(u"1\n\tx\n", u"1\n  x\n"),
+            "-1 +1 lines, first line 2: \u2192x\u240A -> \u00B7\u00B7x\u240A");
+  EXPECT_EQ(leaf(wide + u"a" + far, wide + u"b" + far),
+            "-1 +1 lines, first line 1: ..." + std::string(16, '-') + "a" + std::string(31, '=') +
+                "... -> ..." + std::string(16, '-') + "b" + std::string(31, '=') + "...");
+  // No character is cut in two, on neither side.
+  std::u16string smiles(smile);
+  for (int doubled = 0; doubled < 6; ++doubled) smiles += smiles;
+  EXPECT_EQ(leaf(smiles + u"ab\n", smiles + u"xb\n").find("\\u{"), std::string::npos);
+  EXPECT_EQ(leaf(u"a" + smiles, u"b" + smiles).find("\\u{"), std::string::npos);
 }
 
 }  // namespace

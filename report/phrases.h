@@ -1,0 +1,48 @@
+// What the reports for terminals say in the same words and colours.
+//
+// Lifetime and threading: free functions without state.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "model/diff_schema.h"
+#include "report/readable_diff.h"
+#include "report/report_header.h"
+#include "report/text_report.h"
+
+namespace kelvane::report {
+
+enum class Ink { source, target, title, place };
+std::u16string painted(std::u16string_view text, Ink ink, Colors colors);
+
+// "3 tables"
+std::u16string counted(std::int64_t count, std::string_view singular, std::string_view plural);
+
+// "only in source"
+std::u16string onlyIn(enumLocation side, Colors colors);
+
+// "index ix", "primary key (a, b)"
+std::u16string heading(const Title& title);
+
+// What a guess says to the object that it is about on that side.
+std::u16string renameNote(const Rename& rename, enumLocation side);
+
+// The counts of all differences and the notes. `shown`: with owners of groups.
+std::u16string closingLine(const diffSchema& shown, const ReportHeader& header);
+
+// What becomes of the objects of one kind.
+struct KindCounts {
+  std::int64_t differ = 0, onlyInSource = 0, onlyInTarget = 0, differences = 0;
+
+  void add(const Array<typeDiff>& own, std::int64_t all);
+};
+template <class Object>
+KindCounts countsOf(const Array<Object>& objects) {
+  KindCounts counts;
+  for (const Object& object : objects) counts.add(object.Diff, differencesOf(object));
+  return counts;
+}
+
+}  // namespace kelvane::report
