@@ -2,7 +2,8 @@
 //
 // Lifetime: recordsets refer to their connection and must not outlive it. Threading: a connection
 // and its recordsets belong to one thread at a time, but for cancel(); distinct connections are
-// independent.
+// independent. Drivers run in this process: that of FreeTDS ends it (SIGABRT) on some bytes that no
+// server should send.
 #pragma once
 
 #include <chrono>
