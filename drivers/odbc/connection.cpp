@@ -17,6 +17,7 @@ class ServerConnection final : public Connection {
                                        const ado::OpenMode& mode) override {
     session_.errors.clear();
     if (session_.streaming) session_.streaming->keepRest();
+    session_.refuseIfLost();
     if (mode.location == ado::CursorLocation::server)
       return std::make_unique<ForwardRecordset>(session_, source);
     Cursor::Rest all = Cursor(session_, source).readAll();

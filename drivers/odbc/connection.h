@@ -2,7 +2,8 @@
 //
 // Lifetime: recordsets refer to their connection and must not outlive it. Threading: a connection
 // and its recordsets belong to one thread at a time, but for cancel(); distinct connections are
-// independent.
+// independent. Drivers run in this process: that of FreeTDS ends it (SIGABRT) on some bytes that no
+// server should send.
 #pragma once
 
 #include <chrono>
@@ -19,7 +20,9 @@ struct ConnectOptions {
   /// Kept even where the driver does not; the thread that it hangs in is then left behind.
   std::chrono::seconds loginLimit{0};
   /// How long the server may take to answer a statement. The driver then cancels it; where the
-  /// server does not answer that either, as long again, the connection is lost.
+  /// server does not answer that either, the connection is lost: within a second for drivers that
+  /// wait for TCP in the calling thread, as FreeTDS's does, and when the driver finds it for
+  /// others.
   std::chrono::seconds queryLimit{0};
 };
 
@@ -34,7 +37,8 @@ struct ConnectOptions {
 /// it keeps its remaining rows in memory: servers answer one statement at a time.
 class Connection : public ado::Connection {
  public:
-  /// Ends the statement under way, which then fails; does nothing when there is none. Any thread
+  /// Ends the statement under way, which then fails; does nothing when there is none. A server
+  /// that does not answer that loses the connection, as where it runs into the limit. Any thread
   /// may call it while the connection exists.
   virtual void cancel() noexcept = 0;
 };

@@ -92,17 +92,16 @@ void Row::clear(std::size_t columns) {
 }
 
 Cursor::Cursor(Session& session, std::u16string_view statement)
-    : session_(session), statement_(session.server()), underWay_(session, statement_) {
-  session.refuseIfLost();
+    : session_(session), statement_(session) {
   session.requireSendable(statement);
   if (const auto limit = session.queryLimit().count(); limit > 0) {
     const auto value = reinterpret_cast<SQLPOINTER>(limit);  // NOLINT: a number in a pointer
     if (!SQL_SUCCEEDED(SQLSetStmtAttrW(statement_.get(), SQL_ATTR_QUERY_TIMEOUT, value, 0)))
       session.fail(u"HYC00", u"The ODBC driver cannot limit the time of a statement");
   }
-  const SQLRETURN outcome =
-      SQLExecDirectW(statement_.get(), wide(statement), static_cast<SQLINTEGER>(statement.size()));
-  underWay_.answered();
+  const SQLRETURN outcome = session.await(SQLExecDirectW, statement_.get(), wide(statement),
+                                          static_cast<SQLINTEGER>(statement.size()));
+  statement_.answered();
   if (outcome == SQL_NO_DATA) return;  // nothing was changed, or nothing has a result
   check(outcome);
   describeResult();
@@ -152,7 +151,7 @@ Column Cursor::describeColumn(SQLUSMALLINT number) {
 bool Cursor::fetch() {
   if (columns_.empty()) return false;
   session_.refuseIfCancelled();
-  const SQLRETURN outcome = SQLFetch(statement_.get());
+  const SQLRETURN outcome = session_.await(SQLFetch, statement_.get());
   if (outcome == SQL_NO_DATA) return false;
   check(outcome);
   return true;
@@ -162,7 +161,7 @@ bool Cursor::nextResult() {
   do {
     session_.refuseIfCancelled();
     columns_.clear();
-    const SQLRETURN outcome = SQLMoreResults(statement_.get());
+    const SQLRETURN outcome = session_.await(SQLMoreResults, statement_.get());
     if (outcome == SQL_NO_DATA) return false;
     check(outcome);
     describeResult();
@@ -219,7 +218,7 @@ template <class Number>
 std::optional<Number> Cursor::readFixed(SQLUSMALLINT number, SQLSMALLINT type) {
   Number value{};
   SQLLEN length = 0;
-  check(SQLGetData(statement_.get(), number, type, &value, sizeof value, &length));
+  check(session_.await(SQLGetData, statement_.get(), number, type, &value, sizeof value, &length));
   if (length == SQL_NULL_DATA) return std::nullopt;
   return value;
 }
@@ -239,8 +238,9 @@ bool Cursor::readPieces(SQLUSMALLINT number, SQLSMALLINT type, Text& value) {
     // and would go on for ever to say that there is more.
     value.back() = value[value.size() - 2] = Unit{0x7F};
     SQLLEN length = 0;
-    const SQLRETURN outcome = SQLGetData(statement_.get(), number, type, value.data() + kept,
-                                         static_cast<SQLLEN>(room * sizeof(Unit)), &length);
+    const SQLRETURN outcome =
+        session_.await(SQLGetData, statement_.get(), number, type, value.data() + kept,
+                       static_cast<SQLLEN>(room * sizeof(Unit)), &length);
     if (outcome == SQL_NO_DATA) {
       value.resize(kept);
       return true;

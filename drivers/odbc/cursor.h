@@ -102,8 +102,7 @@ class Cursor {
   [[noreturn]] void refuseValue(const Column& column, std::string_view text);
 
   Session& session_;
-  StatementHandle statement_;
-  Session::UnderWay underWay_;
+  Session::Statement statement_;
   std::vector<Column> columns_;
 };
 

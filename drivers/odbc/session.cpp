@@ -27,7 +27,14 @@ constexpr std::u16string_view kCancelledState = u"HY008";
 
 ado::Error cancelledError() { return ownError(kCancelledState, u"The statement was cancelled"); }
 
-ado::Error lostError() { return ownError(u"08S01", u"The connection to the server is lost"); }
+ado::Error lostError(const std::u16string& reason = {}) {
+  return ownError(u"08S01", u"The connection to the server is lost" + reason);
+}
+
+std::u16string silence() {
+  return u": it did not answer the cancellation within " + decimalText(kAnswerToCancel.count()) +
+         u" s";
+}
 
 // unixODBC cuts wide text down to single bytes for a driver without wide functions, and no function
 // says whether it does. This one brings text back without asking the server.
@@ -61,7 +68,7 @@ ado::Failure connectFailure(const std::vector<ado::Error>& errors) {
 Session::Link::Link() : server(asVersion3(environment)) {}
 
 Session::Session(std::u16string_view connectionString, const ConnectOptions& options)
-    : queryLimit_(options.queryLimit) {
+    : queryLimit_(options.queryLimit), watch_(options.queryLimit, cancelled_) {
   if (connectionString.size() >= std::numeric_limits<SQLSMALLINT>::max())
     throw ado::Failure(kProviderError, u"The connection string is too long", u"ODBC");
   const SQLRETURN outcome = options.loginLimit.count() > 0
@@ -70,6 +77,11 @@ Session::Session(std::u16string_view connectionString, const ConnectOptions& opt
   if (!SQL_SUCCEEDED(outcome))
     throw connectFailure(diagnostics(ServerHandle::kType, server().get()));
   takesUnicode_ = takesUnicode(server());
+}
+
+Session::~Session() {
+  const SilenceWatch::Call disconnects(watch_);
+  link_.reset();
 }
 
 SQLRETURN Session::connect(const Link& link, std::u16string_view connectionString) {
@@ -100,13 +112,14 @@ SQLRETURN Session::connectWithin(std::chrono::seconds limit, std::u16string_view
   return outcome.get();
 }
 
-void Session::fail(const StatementHandle& statement) {
+void Session::fail(const Statement& statement) {
   std::vector<ado::Error> newest = diagnostics(StatementHandle::kType, statement.get());
   // Cancelled, and not from here: what arrives is no longer the answer to what was sent.
   const bool outOfStep = !cancelled_ && newest.front().SQLState == kCancelledState;
   if (cancelled_) newest.insert(newest.begin(), cancelledError());
-  lost_ = lost_ || outOfStep || isDead();
-  if (lost_) newest.push_back(lostError());
+  const bool unanswered = watch_.hasEndedAWait();
+  lost_ = lost_ || outOfStep || unanswered || isDead();
+  if (lost_) newest.push_back(unanswered ? lostError(silence()) : lostError());
   fail(std::move(newest));
 }
 
@@ -134,7 +147,7 @@ void Session::refuseIfCancelled() {
 }
 
 void Session::refuseIfLost() {
-  if (lost_) fail({lostError()});
+  if (lost_ || watch_.hasEndedAWait()) fail({lostError()});
 }
 
 void Session::requireSendable(std::u16string_view statement) {
@@ -145,23 +158,28 @@ void Session::requireSendable(std::u16string_view statement) {
          u"use a driver with Unicode support");
 }
 
-Session::UnderWay::UnderWay(Session& session, const StatementHandle& statement)
-    : session_(session) {
+Session::Statement::Statement(Session& session)
+    : session_(session), handle_(std::in_place, session.server()) {
   const std::lock_guard lock(session_.underWayMutex_);
-  session_.underWay_ = statement.get();
+  session_.underWay_ = get();
   ++session_.statements_;
   session_.awaitsAnswer_ = true;
   session_.cancelled_ = false;
 }
 
-Session::UnderWay::~UnderWay() {
-  const std::lock_guard lock(session_.underWayMutex_);
-  session_.underWay_ = SQL_NULL_HANDLE;
-  session_.awaitsAnswer_ = false;
-  session_.answered_.notify_all();
+Session::Statement::~Statement() {
+  {
+    const std::lock_guard lock(session_.underWayMutex_);
+    session_.underWay_ = SQL_NULL_HANDLE;
+    session_.awaitsAnswer_ = false;
+    session_.answered_.notify_all();
+  }
+  // Drivers cancel what is left of its answer.
+  const SilenceWatch::Call frees(session_.watch_);
+  handle_.reset();
 }
 
-void Session::UnderWay::answered() {
+void Session::Statement::answered() {
   const std::lock_guard lock(session_.underWayMutex_);
   session_.awaitsAnswer_ = false;
   session_.answered_.notify_all();
@@ -177,7 +195,11 @@ void Session::cancel() noexcept {
   const std::uint64_t statement = statements_;
   const auto isOver = [&] { return statements_ != statement || !awaitsAnswer_; };
   for (int i = 0; i < kTries; ++i) {
-    SQLCancel(underWay_);
+    {
+      // Drivers wait for the answer when the statement's own thread does not.
+      const SilenceWatch::Call cancels(watch_, SilenceWatch::By::canceller);
+      SQLCancel(underWay_);
+    }
     if (answered_.wait_for(lock, std::chrono::milliseconds(10), isOver)) return;
   }
 }

@@ -9,11 +9,14 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "drivers/odbc/connection.h"
 #include "drivers/odbc/handles.h"
+#include "drivers/odbc/silence_watch.h"
 
 namespace kelvane::odbc {
 
@@ -22,10 +25,23 @@ class ForwardRecordset;
 class Session {
  public:
   Session(std::u16string_view connectionString, const ConnectOptions& options);
+  ~Session();
+  Session(const Session&) = delete;  // statements refer to it
+  Session& operator=(const Session&) = delete;
+
+  class Statement;
+
+  /// Calls a function of ODBC that may wait for the server.
+  template <class... Parameters>
+  SQLRETURN await(SQLRETURN (*function)(Parameters...),
+                  std::type_identity_t<Parameters>... arguments) {
+    const SilenceWatch::Call call(watch_);
+    return function(arguments...);
+  }
 
   /// Makes what the statement's last call left the newest errors and raises the first as
   /// ado::Failure. Notes a loss of the connection.
-  [[noreturn]] void fail(const StatementHandle& statement);
+  [[noreturn]] void fail(const Statement& statement);
   /// The same for an error of the program's own.
   [[noreturn]] void fail(std::u16string_view state, std::u16string_view description);
   void refuseIfCancelled();
@@ -34,23 +50,8 @@ class Session {
   /// Refuses text that would not arrive as it is.
   void requireSendable(std::u16string_view statement);
 
-  /// A statement that cancel() ends.
-  class UnderWay {
-   public:
-    UnderWay(Session& session, const StatementHandle& statement);
-    ~UnderWay();
-    UnderWay(const UnderWay&) = delete;
-    UnderWay& operator=(const UnderWay&) = delete;
-
-    /// The server has answered the statement, or never will.
-    void answered();
-
-   private:
-    Session& session_;
-  };
   void cancel() noexcept;
 
-  const ServerHandle& server() const { return link_->server; }
   std::chrono::seconds queryLimit() const { return queryLimit_; }
 
   std::vector<ado::Error> errors;
@@ -66,6 +67,7 @@ class Session {
     Environment environment;
     ServerHandle server;
   };
+  const ServerHandle& server() const { return link_->server; }
   static SQLRETURN connect(const Link& link, std::u16string_view connectionString);
   SQLRETURN connectWithin(std::chrono::seconds limit, std::u16string_view connectionString);
 
@@ -82,6 +84,24 @@ class Session {
   std::atomic<bool> cancelled_ = false;
   bool takesUnicode_ = true;
   bool lost_ = false;
+  SilenceWatch watch_;
+};
+
+/// A statement that cancel() ends.
+class Session::Statement {
+ public:
+  explicit Statement(Session& session);
+  ~Statement();
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
+
+  SQLHANDLE get() const { return handle_->get(); }
+  /// The server has answered the statement, or never will.
+  void answered();
+
+ private:
+  Session& session_;
+  std::optional<StatementHandle> handle_;
 };
 
 }  // namespace kelvane::odbc

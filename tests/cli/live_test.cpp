@@ -222,6 +222,24 @@ TEST_F(Live, ASignalEndsTheReadingAndASecondTheProgram) {
   }
 }
 
+TEST_F(Live, ASignalEndsTheWaitForASilentServer) {
+  auto catalog = tds::catalogOf(kScript);
+  std::latch sent(1);
+  const tds::TdsServer server(
+      catalog, {.fault = [&](const std::string& batch, std::size_t) -> std::optional<tds::Fault> {
+        if (batch.find("sp_columns") == batch.npos) return std::nullopt;
+        sent.count_down();
+        return tds::Fault{tds::Fault::Kind::silence};
+      }});
+  Program program({"compare", file("script.sql", kScript), "--target-server", address(server),
+                   "--target-user", "sa", "--target-database", "main", "--query-limit", "0"},
+                  {{"KELVANE_PASSWORD", "x"}});
+  sent.wait();
+  kill(program.id(), SIGINT);
+  EXPECT_EQ(program.wait(), kNotProven);
+  EXPECT_THAT(program.output(), HasSubstr("kelvane: target: reading interrupted\n"));
+}
+
 TEST_F(Live, AServerThatRunsIntoTheLimitIsNotAskedAgain) {
   auto catalog = tds::catalogOf(kScript);
   std::atomic<bool> silent = false, askedAgain = false;
