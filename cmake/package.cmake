@@ -25,8 +25,8 @@ function(kelvane_install_targets export)
   install(EXPORT ${export} NAMESPACE Kelvane:: DESTINATION "${config_folder}" COMPONENT development)
 endfunction()
 
-kelvane_install(model HEADERS array.h attributes.h boolean.h collections.h common.h diff_schema.h fields.h
-                first_match_index.h runtime_error.h scalar.h schema.h text.h)
+kelvane_install(model HEADERS array.h attributes.h boolean.h collections.h common.h diff_schema.h enumerations.h
+                fields.h first_match_index.h runtime_error.h scalar.h schema.h text.h)
 kelvane_install(ado HEADERS ado.h client_recordset.h recordset_errors.h value.h)
 kelvane_install(host HEADERS host.h)
 kelvane_install(settings HEADERS applies_to.h comparison_options.h)

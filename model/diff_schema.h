@@ -9,26 +9,9 @@
 #include <string>
 
 #include "model/array.h"
+#include "model/enumerations.h"
 
 namespace kelvane {
-
-enum enumOutputType : std::int32_t {
-  output_DiffHTML = 0,
-  output_DiffText = 1,
-  output_DiffTree = 2,
-};
-
-// The side on which a thing exists (diff_DoesNotExist), or from which the report is made
-// (diff_Different).
-enum enumLocation : std::int32_t {
-  location_Source = 0,
-  location_target = 1,
-};
-
-enum enumDiffType : std::int32_t {
-  diff_DoesNotExist = 0,
-  diff_Different = 1,
-};
 
 // One difference.
 struct typeDiff {

@@ -86,6 +86,8 @@ KELVANE_FIELDS(PermissionEntity, KELVANE_FIELD(EntityName), KELVANE_FIELD(Entity
                KELVANE_FIELD(Delete), KELVANE_FIELD(References), KELVANE_FIELD(Select),
                KELVANE_FIELD(Execute), KELVANE_FIELD(index), KELVANE_FIELD(Alter),
                KELVANE_FIELD(Control));
+KELVANE_FIELDS(PermissionEntity2, KELVANE_FIELD(EntityName), KELVANE_FIELD(EntityOwner),
+               KELVANE_FIELD(PermissionType), KELVANE_FIELD(Grantor));
 KELVANE_FIELDS(Permission, KELVANE_FIELD(PermissionEntities), KELVANE_FIELD(Create_Default),
                KELVANE_FIELD(Create_Procedure), KELVANE_FIELD(Create_Rule),
                KELVANE_FIELD(Create_Table), KELVANE_FIELD(Create_View),

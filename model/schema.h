@@ -1,11 +1,10 @@
-// The records in which one database's schema crosses the library's boundary, and the enumerations
-// that name object kinds there.
+// The records in which one database's schema crosses the library's boundary.
 //
 // Lifetime: plain values; a copy is independent of its original (see array.h for what copies cost).
 // Threading: none of their own.
 //
-// Field names, order and types are part of the published interface, `Miscallaneous`, the lower-case
-// `index` and the two enumerators of value 40 included.
+// Field names, order and types are part of the published interface, `Miscallaneous` and the
+// lower-case `index` included.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +13,7 @@
 
 #include "model/array.h"
 #include "model/boolean.h"
+#include "model/enumerations.h"
 
 namespace kelvane {
 
@@ -201,54 +201,6 @@ struct Schema {
   Array<UDDT> UDDTs;
   Array<CodeFunction> Functions;
   bool operator==(const Schema&) const = default;
-};
-
-// Selects a category in IDBFetch::GetList.
-enum enumEntityType : std::int32_t {
-  entity_TABLE = 0,
-  entity_VIEW = 1,
-  entity_STOREDPROC = 2,
-  entity_UDDT = 3,
-  entity_GROUP = 4,
-  entity_USER = 5,
-  entity_FUNCTION = 6,
-};
-
-// The object kind reported in progress events. Users, groups and types stand in another order than
-// in enumEntityType.
-enum enumObjectType : std::int32_t {
-  OBJECT_IRRELEVANT = -1,
-  OBJECT_TABLE = 0,
-  OBJECT_VIEW = 1,
-  OBJECT_STOREDPROC = 2,
-  OBJECT_USER = 3,
-  OBJECT_GROUP = 4,
-  OBJECT_UDDT = 5,
-  OBJECT_FUNCTION = 6,
-  OBJECT_DATA = 7,
-  OBJECT_SERVER = 8,
-};
-
-// Object and sub-entity kinds in the browsing queries.
-enum EntityIdentifier : std::int32_t {
-  ID_TABLE = 110,
-  ID_VIEW = 180,
-  ID_STOREDPROC = 210,
-  ID_USER = 70,
-  ID_GROUP = 40,
-  ID_UDDT = 95,
-  ID_Function = 80,
-  ID_COLUMN = 10,
-  ID_PRIMARY_KEY = 15,
-  ID_FOREIGN_KEY = 20,
-  ID_REFERENCE = 25,
-  ID_INDEX = 30,
-  ID_TRIGGER = 35,
-  ID_MISC = 40,
-  ID_DEFINITION = 45,
-  ID_SYSTEM_PERMISSIONS = 50,
-  ID_OBJECT_PERMISSIONS = 60,
-  ID_GROUP_USERS = 65,
 };
 
 }  // namespace kelvane
