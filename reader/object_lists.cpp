@@ -80,13 +80,13 @@ struct ScopeList {
   std::u16string_view type;
 };
 
-const NameList& chosenNames(const FetchContext& context,
-                            std::shared_ptr<NameList> cAppliesTo::*names) {
+std::shared_ptr<NameList> chosenNames(const FetchContext& context,
+                                      std::shared_ptr<NameList> cAppliesTo::*names) {
   const auto& list = context.scope().*names;
   if (!list)
     throw RuntimeError(ErrorNumber::notSet, u"The list of chosen names is not set",
                        u"Kelvane.reader");
-  return *list;
+  return list;
 }
 
 template <class Record>
@@ -106,7 +106,10 @@ void addExisting(FetchContext& context, Array<Record> Schema::*objects, std::u16
 template <class Record>
 void addOwned(FetchContext& context, const ScopeList<Record>& list) {
   std::u16string name, owner;
-  for (const std::u16string& entry : chosenNames(context, list.names)) {
+  const std::shared_ptr<NameList> entries = chosenNames(context, list.names);
+  const std::int32_t count = entries->Count();
+  for (std::int32_t position = 1; position <= count; ++position) {
+    const std::u16string entry = entries->Item(position);
     const auto pieces = split(entry, u'.');
     if (pieces.size() == 1) {
       name = pieces[0];
@@ -212,7 +215,10 @@ void AddGroupsOfScope(FetchContext& context) {
 }
 
 void AddUsersOfScope(FetchContext& context) {
-  for (const std::u16string& name : chosenNames(context, &cAppliesTo::SomeUsers)) {
+  const std::shared_ptr<NameList> names = chosenNames(context, &cAppliesTo::SomeUsers);
+  const std::int32_t count = names->Count();
+  for (std::int32_t position = 1; position <= count; ++position) {
+    const std::u16string name = names->Item(position);
     addExisting(context, &Schema::Users, u"User", name, std::u16string(), name);
     if (context.cancelled) return;
   }

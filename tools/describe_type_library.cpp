@@ -75,9 +75,9 @@ void writeRecord(std::ostream& out, int number) {
 }
 
 // Their values are put by reference, as hosts expect it of them.
-constexpr auto kPutByReference = std::to_array<std::u16string_view>(
-    {u"Users_SystemPermissions", u"Users_ObjectPermissions", u"Groups_SystemPermissions",
-     u"Groups_ObjectPermissions"});
+constexpr auto kPutByReference =
+    std::to_array<std::u16string_view>({u"Users_SystemPermissions", u"Users_ObjectPermissions",
+                                        u"Groups_SystemPermissions", u"Groups_ObjectPermissions"});
 
 void writeSwitches(std::ostream& out) {
   int id = 0;

@@ -15,8 +15,8 @@ class Lists : public ProcedureTest {
       text += toUtf8(one.FullName + u"=" + one.Owner + u"+" + one.Name + u" ");
     return text;
   }
-  static std::shared_ptr<NameList> list(std::initializer_list<const char16_t*> names) {
-    return std::make_shared<NameList>(names.begin(), names.end());
+  static std::shared_ptr<NameList> list(std::initializer_list<std::u16string> names) {
+    return std::make_shared<NameArray>(names);
   }
 };
 

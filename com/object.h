@@ -1,0 +1,122 @@
+// What every object that hosts hold has: a count of references, late binding by the type library,
+// error information.
+//
+// Lifetime: an object ends with its last reference; the library stays loaded until the last object
+// ended. Threading: see edge.h.
+#pragma once
+
+#include <atomic>
+
+#include "com/edge.h"
+
+namespace kelvane::com {
+
+// How many objects and locks keep the library loaded.
+std::atomic<long>& liveObjects();
+// The module that this code is in.
+HMODULE thisModule();
+// The description of an interface in the type library that the module carries.
+Pointer<ITypeInfo> describe(REFIID interfaceId);
+
+// An object with the dual interface `Interface`. Its identity as a class of this library is `Self`:
+// see ours().
+template <class Self, class Interface>
+class Object : public Interface, public ISupportErrorInfo {
+ public:
+  Object() { ++liveObjects(); }
+  Object(const Object&) = delete;
+  Object& operator=(const Object&) = delete;
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
+    if (!object) return E_POINTER;
+    if (id == Self::kClass) {
+      *object = static_cast<Self*>(this);
+    } else if (id == __uuidof(ISupportErrorInfo)) {
+      *object = static_cast<ISupportErrorInfo*>(this);
+    } else if (id == __uuidof(IUnknown) || id == __uuidof(IDispatch) || isInterface(id)) {
+      *object = static_cast<Interface*>(this);
+    } else {
+      *object = further(id);
+    }
+    if (!*object) return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
+  ULONG STDMETHODCALLTYPE Release() override {
+    const ULONG left = --references_;
+    if (left == 0) delete static_cast<Self*>(this);
+    return left;
+  }
+
+  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
+    return guarded([&] { answer(count) = 1; });
+  }
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT number, LCID, ITypeInfo** info) override {
+    if (number != 0) return DISP_E_BADINDEX;
+    return guarded([&] { answer(info) = describe(__uuidof(Interface)).detach(); });
+  }
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID,
+                                          DISPID* ids) override {
+    HRESULT found = E_FAIL;
+    const HRESULT result = guarded([&] { found = description().GetIDsOfNames(names, count, ids); });
+    return FAILED(result) ? result : found;
+  }
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID, LCID, WORD flags, DISPPARAMS* arguments,
+                                   VARIANT* result, EXCEPINFO* exception,
+                                   UINT* badArgument) override {
+    HRESULT called = E_FAIL;
+    const HRESULT described = guarded([&] {
+      called = description().Invoke(static_cast<Interface*>(this), member, flags, arguments, result,
+                                    exception, badArgument);
+    });
+    return FAILED(described) ? described : called;
+  }
+
+  HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID id) override {
+    return isInterface(id) ? S_OK : S_FALSE;
+  }
+
+ protected:
+  virtual ~Object() { --liveObjects(); }
+
+  // Interfaces that the class has beside its own.
+  virtual void* further(REFIID) { return nullptr; }
+  // Whether the class's own interface is known by that identifier.
+  virtual bool isInterface(REFIID id) const { return id == __uuidof(Interface); }
+
+ private:
+  ITypeInfo& description() {
+    if (!description_) description_ = describe(__uuidof(Interface));
+    return *description_;
+  }
+
+  std::atomic<ULONG> references_{1};
+  Pointer<ITypeInfo> description_;
+};
+
+// A new object, with the caller's reference to it.
+template <class Self, class... Arguments>
+Pointer<Self> create(Arguments&&... arguments) {
+  return Pointer<Self>::taking(new Self(std::forward<Arguments>(arguments)...));
+}
+
+// An object that a host hands over as an interface of this library, as what it is here. Unset for
+// an unset one; raises RuntimeError(typeMismatch) for an object that is of the host's own making.
+template <class Self>
+Pointer<Self> ours(IUnknown* object) {
+  Pointer<Self> self;
+  if (object &&
+      FAILED(object->QueryInterface(Self::kClass, reinterpret_cast<void**>(self.receive()))))
+    throw RuntimeError(ErrorNumber::typeMismatch,
+                       u"The object is not one of this library's classes");
+  return self;
+}
+
+// Answers with one more reference to an object, or with none.
+template <class Interface, class Self>
+void hand(Interface** place, const Pointer<Self>& object) {
+  answer(place) = Pointer<Self>(object).detach();
+}
+
+}  // namespace kelvane::com
