@@ -196,10 +196,16 @@ void handOver(const Record& record, typename Published<Record>::Structure& place
   try {
     writeRecord(record, structure, descriptions);
   } catch (...) {
-    clearRecord<Record>(structure);
-    std::memset(structure, 0, sizeof place);
+    clear(place);
     throw;
   }
+}
+
+template <class Record>
+void empty(typename Published<Record>::Structure& place) noexcept {
+  auto* structure = reinterpret_cast<std::byte*>(&place);
+  clearRecord<Record>(structure);
+  std::memset(structure, 0, sizeof place);
 }
 
 template <class Record>
@@ -243,15 +249,22 @@ void readRecord(const std::byte* structure, Record& record) {
   });
 }
 
+template <class Record>
+Record read(const typename Published<Record>::Structure& structure) {
+  Record record;
+  readRecord(reinterpret_cast<const std::byte*>(&structure), record);
+  return record;
+}
+
 }  // namespace
 
 void toHost(const Schema& schema, ::Schema& place) { handOver(schema, place); }
 void toHost(const diffSchema& differences, ::diffSchema& place) { handOver(differences, place); }
 
-Schema fromHost(const ::Schema& schema) {
-  Schema read;
-  readRecord(reinterpret_cast<const std::byte*>(&schema), read);
-  return read;
-}
+void clear(::Schema& schema) noexcept { empty<Schema>(schema); }
+void clear(::diffSchema& differences) noexcept { empty<diffSchema>(differences); }
+
+Schema fromHost(const ::Schema& schema) { return read<Schema>(schema); }
+diffSchema fromHost(const ::diffSchema& differences) { return read<diffSchema>(differences); }
 
 }  // namespace kelvane::com

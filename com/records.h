@@ -17,7 +17,13 @@ namespace kelvane::com {
 void toHost(const Schema& schema, ::Schema& place);
 void toHost(const diffSchema& differences, ::diffSchema& place);
 
+// Releases what a record holds and leaves it empty. The system's own clearing asks the description
+// of the record for it, which not every system has right for records that hold arrays.
+void clear(::Schema& schema) noexcept;
+void clear(::diffSchema& differences) noexcept;
+
 // Raises RuntimeError(typeMismatch) for arrays of another shape than the type library's.
 Schema fromHost(const ::Schema& schema);
+diffSchema fromHost(const ::diffSchema& differences);
 
 }  // namespace kelvane::com

@@ -1,10 +1,9 @@
 // Lists a type library: every type with its members, identifiers, numbers, flags, layout and
 // defaults. Usage: list_type_library FILE
-#include <windows.h>
-
 #include <cstdio>
 #include <stdexcept>
 #include <string>
+#include <windows.h>
 
 namespace {
 

@@ -1,0 +1,167 @@
+// The library as such: its classes, their life, their registration, late binding, errors.
+#include "com/automation.h"
+#include "settings/comparison_options.h"
+#include "tests/com/client.h"
+
+namespace kelvane::testing {
+
+HRESULT callLibrary(const char* entry) {
+  const HMODULE library = LoadLibraryW(KELVANE_LIBRARY);
+  if (!library) return HRESULT_FROM_WIN32(GetLastError());
+  const auto function = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(
+      reinterpret_cast<void*>(GetProcAddress(library, entry)));
+  const HRESULT result = function ? function() : E_NOTIMPL;
+  FreeLibrary(library);
+  return result;
+}
+
+std::string errorInformation() {
+  Pointer<IErrorInfo> information;
+  if (GetErrorInfo(0, information.receive()) != S_OK) return "none";
+  Variant description, source;
+  description->vt = source->vt = VT_BSTR;
+  information->GetDescription(&description->bstrVal);
+  information->GetSource(&source->bstrVal);
+  return toUtf8(com::textOf(source->bstrVal)) + ": " + toUtf8(com::textOf(description->bstrVal));
+}
+
+namespace {
+
+class Registered : public ::testing::Environment {
+ public:
+  void SetUp() override {
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    ASSERT_EQ(callLibrary("DllRegisterServer"), S_OK);
+  }
+  void TearDown() override { CoUninitialize(); }
+};
+const auto* const registered = ::testing::AddGlobalTestEnvironment(new Registered);
+
+struct Published {
+  const wchar_t* name;
+  CLSID id;
+  IID interfaceId;
+};
+#define KELVANE_PUBLISHED(name) \
+  { L"Kelvane." #name, __uuidof(::name), __uuidof(_##name) }
+const Published kClasses[] = {
+    KELVANE_PUBLISHED(cASE_Fetch),       KELVANE_PUBLISHED(cComparisonOptions),
+    KELVANE_PUBLISHED(cAppliesTo),       KELVANE_PUBLISHED(cResults),
+    KELVANE_PUBLISHED(cCompareSchema),   KELVANE_PUBLISHED(cCompareDiff),
+    KELVANE_PUBLISHED(cTableComparison), KELVANE_PUBLISHED(cKeyPair),
+    KELVANE_PUBLISHED(cKeyPairs),        KELVANE_PUBLISHED(cEntity),
+    KELVANE_PUBLISHED(cEntities),
+};
+#undef KELVANE_PUBLISHED
+
+bool isLoaded() { return GetModuleHandleW(L"kelvane.dll") != nullptr; }
+
+TEST(Classes, AreCreatedByNameAndKnowTheirInterface) {
+  for (const Published& one : kClasses) {
+    CLSID id;
+    ASSERT_EQ(CLSIDFromProgID(one.name, &id), S_OK);
+    EXPECT_TRUE(id == one.id);
+    const auto object = createObject<IDispatch>(id);
+    Pointer<IUnknown> own;
+    expectDone(object->QueryInterface(one.interfaceId, reinterpret_cast<void**>(own.receive())));
+    // One object has one identity.
+    EXPECT_EQ(own.as<IUnknown>().get(), object.as<IUnknown>().get());
+    Pointer<ITypeInfo> type;
+    expectDone(object->GetTypeInfo(0, LOCALE_NEUTRAL, type.receive()));
+    TYPEATTR* attributes = nullptr;
+    expectDone(type->GetTypeAttr(&attributes));
+    EXPECT_TRUE(attributes->guid == one.interfaceId);
+    type->ReleaseTypeAttr(attributes);
+    EXPECT_EQ(object.as<ISupportErrorInfo>()->InterfaceSupportsErrorInfo(one.interfaceId), S_OK);
+    Pointer<IUnknown> outer(own), inner;
+    EXPECT_EQ(CoCreateInstance(id, outer.get(), CLSCTX_INPROC_SERVER, __uuidof(IUnknown),
+                               reinterpret_cast<void**>(inner.receive())),
+              CLASS_E_NOAGGREGATION);
+  }
+  EXPECT_TRUE(createObject<_cASE_Fetch>(__uuidof(::cASE_Fetch)).as<::IDBFetch>());
+}
+
+TEST(Classes, LibraryIsUnloadedWhenTheLastObjectEnded) {
+  for (int round = 0; round < 20; ++round) {
+    auto pairs = createObject<_cKeyPairs>(__uuidof(::cKeyPairs));
+    Pointer<_cKeyPair> none;
+    EXPECT_EQ(pairs->get_Item(*Variant(std::int32_t{1}), none.receive()),
+              static_cast<HRESULT>(0x800A0005));
+    Pointer<IUnknown> enumerator;
+    expectDone(pairs->get_NewEnum(enumerator.receive()));
+    pairs = nullptr;
+    CoFreeUnusedLibrariesEx(0, 0);
+    EXPECT_TRUE(isLoaded());
+    enumerator = nullptr;
+    CoFreeUnusedLibrariesEx(0, 0);
+    EXPECT_FALSE(isLoaded());
+  }
+}
+
+TEST(Classes, RegistrationComesAndGoesAlsoTwice) {
+  CLSID id;
+  for (int times = 0; times < 2; ++times) EXPECT_EQ(callLibrary("DllUnregisterServer"), S_OK);
+  EXPECT_NE(CLSIDFromProgID(L"Kelvane.cEntity", &id), S_OK);
+  Pointer<ITypeLib> library;
+  EXPECT_NE(LoadRegTypeLib(LIBID_Kelvane, 1, 0, LOCALE_NEUTRAL, library.receive()), S_OK);
+  for (int times = 0; times < 2; ++times) EXPECT_EQ(callLibrary("DllRegisterServer"), S_OK);
+  EXPECT_EQ(CLSIDFromProgID(L"Kelvane.cEntity", &id), S_OK);
+  EXPECT_EQ(LoadRegTypeLib(LIBID_Kelvane, 1, 0, LOCALE_NEUTRAL, library.receive()), S_OK);
+}
+
+TEST(Classes, EverySwitchIsItsOwnAndHasItsNumber) {
+  for (std::size_t at = 0; at < kSwitches.size(); ++at) {
+    const auto object = createObject<IDispatch>(__uuidof(::cComparisonOptions));
+    auto name = std::u16string(kSwitches[at].name);
+    auto* text = reinterpret_cast<wchar_t*>(name.data());
+    DISPID id = DISPID_UNKNOWN;
+    expectDone(object->GetIDsOfNames(IID_NULL, &text, 1, LOCALE_NEUTRAL, &id));
+    EXPECT_EQ(id, static_cast<DISPID>(at));
+    com::Automation options(object);
+    options.put(text, Variant(True));
+    for (const Switch& other : kSwitches) {
+      const std::u16string otherName(other.name);
+      EXPECT_EQ(options.boolean(com::wide(otherName)), Boolean(&other == &kSwitches[at]));
+    }
+  }
+}
+
+TEST(Classes, FailuresCarryNumberSourceAndDescription) {
+  const auto pairs = createObject<_cKeyPairs>(__uuidof(::cKeyPairs));
+  Pointer<_cKeyPair> none;
+  EXPECT_EQ(pairs->get_Item(*Variant(u"key"), none.receive()), static_cast<HRESULT>(0x800A0005));
+  EXPECT_EQ(errorInformation(), "Kelvane: There is no item with the key \"key\"");
+  EXPECT_EQ(pairs->get_Count(nullptr), E_POINTER);
+  com::Automation late(pairs.as<IDispatch>());
+  try {
+    Variant item;
+    late.item(7, item);
+    FAIL();
+  } catch (const RuntimeError& error) {
+    EXPECT_EQ(error.Number(), 5);
+    EXPECT_EQ(error.Source(), u"Kelvane");
+    EXPECT_EQ(error.Description(), u"There is no item at position 7");
+  }
+  // An object that only looks like one of the library's is refused.
+  const auto reader = createObject<_cASE_Fetch>(__uuidof(::cASE_Fetch));
+  const auto options = createObject<_cAppliesTo>(__uuidof(::cAppliesTo));
+  EXPECT_EQ(reader->putref_CompareOptions(reinterpret_cast<_cComparisonOptions*>(options.get())),
+            static_cast<HRESULT>(0x800A000D));
+}
+
+TEST(Classes, HostsSignUpForTheEventsOfTheDataComparison) {
+  const auto comparison = createObject<_cTableComparison>(__uuidof(::cTableComparison));
+  const auto container = comparison.as<IConnectionPointContainer>();
+  ASSERT_TRUE(container);
+  Pointer<IConnectionPoint> point;
+  EXPECT_NE(container->FindConnectionPoint(__uuidof(IDispatch), point.receive()), S_OK);
+  expectDone(container->FindConnectionPoint(__uuidof(__cTableComparison), point.receive()));
+  const auto sink = collection({});
+  DWORD cookie = 0;
+  expectDone(point->Advise(sink.get(), &cookie));
+  EXPECT_EQ(point->Unadvise(cookie), S_OK);
+  EXPECT_NE(point->Unadvise(cookie), S_OK);
+}
+
+}  // namespace
+}  // namespace kelvane::testing

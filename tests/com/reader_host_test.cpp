@@ -1,0 +1,345 @@
+// Hosts that read and compare: what they get is what the component gives, over ADO-shaped objects,
+// with sinks and lists of every kind.
+// The second needs the first.
+// clang-format off
+#include <windows.h>
+#include <psapi.h>
+// clang-format on
+
+#include "com/automation.h"
+#include "compare/compare_schema.h"
+#include "tests/com/client.h"
+#include "tests/reader/reader_test.h"
+
+namespace kelvane::testing {
+namespace {
+
+constexpr VARIANT_BOOL kTrue = VARIANT_TRUE;
+
+// Writes the events down as the component's own sink does. An error number, where set, is its
+// failure.
+class TypedSink final : public ::IDBFetchEvents {
+ public:
+  explicit TypedSink(RecordingSink& sink) : sink_(sink) {}
+  HRESULT failure = S_OK;
+
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
+    const bool known =
+        id == __uuidof(IUnknown) || id == __uuidof(IDispatch) || id == __uuidof(::IDBFetchEvents);
+    *object = known ? this : nullptr;
+    return known ? S_OK : E_NOINTERFACE;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override {
+    return E_NOTIMPL;
+  }
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
+                                   UINT*) override {
+    return E_NOTIMPL;
+  }
+
+  HRESULT STDMETHODCALLTYPE StartProcessing(BSTR* Status, VARIANT_BOOL* SupportProgressBar,
+                                            ::enumObjectType* ObjectType) override {
+    sink_.StartProcessing(std::u16string(com::textOf(*Status)),
+                          Boolean::fromRaw(*SupportProgressBar), type(*ObjectType));
+    return failure;
+  }
+  HRESULT STDMETHODCALLTYPE Processing(BSTR* Status, SHORT* Progress,
+                                       ::enumObjectType* ObjectType) override {
+    sink_.Processing(std::u16string(com::textOf(*Status)), *Progress, type(*ObjectType));
+    return failure;
+  }
+  HRESULT STDMETHODCALLTYPE EndProcessing(::enumObjectType* ObjectType) override {
+    sink_.EndProcessing(type(*ObjectType));
+    return failure;
+  }
+
+ private:
+  static enumObjectType type(::enumObjectType value) { return static_cast<enumObjectType>(value); }
+
+  RecordingSink& sink_;
+};
+
+// The same as an object that has the methods and no more.
+Pointer<IDispatch> namedSink(RecordingSink& sink) {
+  const auto type = [](const VARIANT& value) {
+    return static_cast<enumObjectType>(com::numberOf(value));
+  };
+  return AutomationObject::make(
+             {{L"StartProcessing",
+               [=, &sink](const auto& arguments, VARIANT&) {
+                 sink.StartProcessing(com::textOf(arguments.at(0)), com::booleanOf(arguments.at(1)),
+                                      type(arguments.at(2)));
+               }},
+              {L"Processing",
+               [=, &sink](const auto& arguments, VARIANT&) {
+                 sink.Processing(com::textOf(arguments.at(0)),
+                                 static_cast<std::int16_t>(com::numberOf(arguments.at(1))),
+                                 type(arguments.at(2)));
+               }},
+              {L"EndProcessing",
+               [=, &sink](const auto& arguments, VARIANT&) {
+                 sink.EndProcessing(type(arguments.at(0)));
+               }}})
+      .as<IDispatch>();
+}
+
+class HostTest : public ReaderTest {
+ protected:
+  HostTest() {
+    expectDone(hosted->putref_conn(ado.connection(comServer).get()));
+    for (const DatabaseStatement& one : smallDatabase()) comServer.on(one.text, one.answer);
+    scriptSmallDatabase();
+    expectDone(hosted->get_CompareOptions(options.receive()));
+    expectDone(hosted->get_AppliesTo(scope.receive()));
+    com::Automation late(options.as<IDispatch>());
+    for (const Switch& one : kSwitches)
+      late.put(com::wide(std::u16string(one.name)), Variant(True));
+    setAll(*reader.CompareOptions(), True);
+    for (const auto put :
+         {&_cAppliesTo::put_AllTables, &_cAppliesTo::put_AllViews, &_cAppliesTo::put_AllStoredProcs,
+          &_cAppliesTo::put_AllFunctions, &_cAppliesTo::put_AllUDDTs, &_cAppliesTo::put_AllUsers,
+          &_cAppliesTo::put_AllGroups})
+      expectDone((scope.get()->*put)(kTrue));
+    setAll(*reader.AppliesTo(), True);
+  }
+
+  bool fetch(IDispatch* events) {
+    VARIANT_BOOL result = 77;
+    expectDone(hosted->Fetch(events, &result));
+    return result != VARIANT_FALSE;
+  }
+  Schema fetched() { return recordFrom<::Schema>(*hosted, &_cASE_Fetch::GetSchema); }
+
+  AdoObjects ado;
+  ScriptedConnection comServer;
+  Journal comJournal;
+  RecordingSink comSink{comJournal};
+  TypedSink typedSink{comSink};
+  Pointer<_cASE_Fetch> hosted = createObject<_cASE_Fetch>(__uuidof(::cASE_Fetch));
+  Pointer<_cComparisonOptions> options;
+  Pointer<_cAppliesTo> scope;
+};
+
+TEST_F(HostTest, FetchGivesTheSchemaTheStatementsAndTheEventsOfTheComponent) {
+  ASSERT_TRUE(reader.Fetch(sink));
+  ASSERT_FALSE(reader.Results().Tables.empty());
+  const Lines statements = server.takeSent();
+  for (const auto& events : {Pointer<IDispatch>(&typedSink), namedSink(comSink)}) {
+    const auto before = static_cast<std::ptrdiff_t>(comSink.events().size());
+    ASSERT_TRUE(fetch(events.get())) << textFrom(*hosted, &_cASE_Fetch::get_LastError);
+    EXPECT_TRUE(fetched() == reader.Results());
+    EXPECT_EQ(comServer.takeSent(), statements);
+    EXPECT_EQ(Lines(comSink.events().begin() + before, comSink.events().end()), sink.events());
+  }
+}
+
+TEST_F(HostTest, RecordsAreOrdinaryStructuresWithArraysFromIndexOne) {
+  ASSERT_TRUE(fetch(&typedSink));
+  ::Schema schema;
+  expectDone(hosted->GetSchema(&schema));
+  LONG lower = 0, upper = 0;
+  expectDone(SafeArrayGetLBound(schema.Tables, 1, &lower));
+  expectDone(SafeArrayGetUBound(schema.Tables, 1, &upper));
+  EXPECT_EQ(lower, 1);
+  EXPECT_EQ(upper, 1);
+  ::Table* table = nullptr;
+  expectDone(SafeArrayPtrOfIndex(schema.Tables, &lower, reinterpret_cast<void**>(&table)));
+  EXPECT_EQ(com::textOf(table->FullName), u"dbo.orders");
+  ::Column* column = nullptr;
+  expectDone(SafeArrayPtrOfIndex(table->Columns, &lower, reinterpret_cast<void**>(&column)));
+  EXPECT_EQ(com::textOf(column->Name), u"id");
+  Pointer<IRecordInfo> description;
+  expectDone(SafeArrayGetRecordInfo(table->Columns, description.receive()));
+  BSTR name = nullptr;
+  expectDone(description->GetName(&name));
+  EXPECT_EQ(com::textOf(name), u"Column");
+  SysFreeString(name);
+  com::clear(schema);
+}
+
+TEST_F(HostTest, SomeListsAreTheHostsCollections) {
+  expectDone(scope->put_AllTables(VARIANT_FALSE));
+  const auto names = collection({u"dbo.orders", u"lost"});
+  expectDone(scope->putref_SomeTables(names.get()));
+  Pointer<IDispatch> given;
+  expectDone(scope->get_SomeTables(given.receive()));
+  EXPECT_EQ(given.get(), names.get());
+  comServer.refuseOthers();
+  fetch(&typedSink);
+  EXPECT_THAT(comServer.takeSent(), ::testing::Contains(statement("table_exists", "lost", "dbo")));
+}
+
+TEST_F(HostTest, ServersErrorsAreTheLastError) {
+  comServer.failAt(3, ScriptedConnection::Fault::open);
+  server.failAt(3, ScriptedConnection::Fault::open);
+  EXPECT_EQ(fetch(&typedSink), static_cast<bool>(reader.Fetch(sink)));
+  EXPECT_EQ(textFrom(*hosted, &_cASE_Fetch::get_LastError), lastError());
+  EXPECT_THAT(lastError(), ::testing::HasSubstr("9999"));
+}
+
+TEST_F(HostTest, CancelFromTheSinkEndsTheFetchAndASinksFailureIsTheHosts) {
+  comSink.onEvent = [&](int number, const std::string&) {
+    if (number == 3) expectDone(hosted->Cancel());
+  };
+  EXPECT_TRUE(fetch(&typedSink));
+  EXPECT_TRUE(fetched().Views.empty());
+  comSink.onEvent = nullptr;
+  typedSink.failure = static_cast<HRESULT>(0x800A1234);
+  VARIANT_BOOL result = 0;
+  EXPECT_EQ(hosted->Fetch(&typedSink, &result), static_cast<HRESULT>(0x800A1234));
+  const auto failing = AutomationObject::make({{L"StartProcessing", [](auto&, VARIANT&) {
+                                                  throw RuntimeError(1000, u"Enough", u"Sink");
+                                                }}});
+  EXPECT_EQ(hosted->Fetch(failing.get(), &result), static_cast<HRESULT>(0x800A03E8));
+  EXPECT_EQ(errorInformation(), "Sink: Enough");
+}
+
+TEST_F(HostTest, BrowsingAnswersWithCollections) {
+  ASSERT_TRUE(fetch(&typedSink));
+  ASSERT_TRUE(reader.Fetch(sink));
+  const auto expected = reader.GetSubEntityListByIndex(ID_TABLE, ID_COLUMN, 1);
+  Pointer<_cEntities> columns;
+  expectDone(hosted->GetSubEntityListByIndex(::ID_TABLE, ::ID_COLUMN, 1, columns.receive()));
+  long count = 0;
+  expectDone(columns->get_Count(&count));
+  ASSERT_EQ(count, expected->Count());
+  Pointer<_cEntity> column;
+  expectDone(columns->get_Item(*Variant(std::int32_t{1}), column.receive()));
+  EXPECT_EQ(textFrom(*column, &_cEntity::get_Name), "id");
+  Pointer<_cKeyPairs> pairs;
+  expectDone(column->get_Properties(pairs.receive()));
+  Pointer<_cKeyPair> pair;
+  expectDone(pairs->get_Item(*Variant(u"DATA TYPE"), pair.receive()));
+  EXPECT_EQ(textFrom(*pair, &_cKeyPair::get_Value), "int");
+  expectDone(pairs->Sort(*Variant(u"name"), VARIANT_TRUE, VARIANT_FALSE));
+  EXPECT_NE(pairs->get_Item(*Variant(u"Data Type"), pair.receive()), S_OK);
+  EXPECT_EQ(pairs->Sort(*Variant(u"none"), VARIANT_TRUE, VARIANT_FALSE),
+            static_cast<HRESULT>(0x800A01B6));
+  Pointer<IUnknown> enumerator;
+  expectDone(pairs->get_NewEnum(enumerator.receive()));
+  Lines names;
+  for (Variant item; enumerator.as<IEnumVARIANT>()->Next(1, item.get(), nullptr) == S_OK;) {
+    names.push_back(
+        textFrom(*Pointer<IDispatch>(item->pdispVal).as<_cKeyPair>(), &_cKeyPair::get_Name));
+    VariantClear(item.get());
+  }
+  EXPECT_THAT(names, ElementsAre("Data Type", "Default", "Length", "Nullable", "Ordinal Position",
+                                 "Precision", "Scale"));
+}
+
+TEST_F(HostTest, CompareGivesTheDifferencesOfTheComponent) {
+  ASSERT_TRUE(fetch(&typedSink));
+  const auto engine = createObject<_cCompareSchema>(__uuidof(::cCompareSchema));
+  ::Schema source, target{};
+  expectDone(hosted->GetSchema(&source));
+  VARIANT_BOOL result = 77;
+  expectDone(engine->Compare(&source, &target, ::output_DiffText, &result));
+  EXPECT_EQ(result, VARIANT_FALSE);
+  EXPECT_EQ(textFrom(*engine, &_cCompareSchema::get_LastError), "Compare Options are not set");
+  expectDone(engine->putref_CompareOptions(options.get()));
+
+  // Another text of a view, but for blanks.
+  Schema changed = com::fromHost(source);
+  changed.Views[1].Definition += u"  ";
+  changed.Tables[1].Columns[1].Length = 99;
+  com::toHost(changed, target);
+  EXPECT_EQ(engine->Compare(&source, &target, ::output_DiffText, &result),
+            static_cast<HRESULT>(0x800A005B));
+  const auto different = [&] {
+    return recordFrom<::diffSchema>(*engine, &_cCompareSchema::get_Results);
+  };
+  EXPECT_EQ(different().TableCount, 1);
+  bool ignoresSpaces = false;
+  const auto flag = [&](auto&, VARIANT& answer) { give(answer, Boolean(ignoresSpaces)); };
+  const auto preferences = AutomationObject::make(
+      {{L"IgnoreTabs", flag}, {L"IgnoreSpaces", flag}, {L"IgnoreLineBreaks", flag}});
+  expectDone(engine->putref_AppPreferences(preferences.get()));
+  ignoresSpaces = true;
+  expectDone(engine->Compare(&source, &target, ::output_DiffText, &result));
+  EXPECT_EQ(different().ViewCount, 0);
+  ignoresSpaces = false;
+  expectDone(engine->Compare(&source, &target, ::output_DiffText, &result));
+  EXPECT_EQ(different().ViewCount, 1);
+
+  struct Preferences : AppPreferences {
+  } own;
+  cCompareSchema native;
+  native.CompareOptions = reader.CompareOptions();
+  native.AppPreferences = &own;
+  const auto fresh = createObject<_cCompareSchema>(__uuidof(::cCompareSchema));
+  expectDone(fresh->putref_CompareOptions(options.get()));
+  expectDone(fresh->putref_AppPreferences(preferences.get()));
+  ::Schema empty{};
+  for (::Schema* other : {&target, &empty}) {
+    expectDone(fresh->Compare(&source, other, ::output_DiffHTML, &result));
+    native.Compare(com::fromHost(source), com::fromHost(*other));
+    EXPECT_TRUE(recordFrom<::diffSchema>(*fresh, &_cCompareSchema::get_Results) ==
+                native.Results());
+  }
+  Pointer<_cCompareDiff> collector;
+  expectDone(fresh->get_cCompareDifference(collector.receive()));
+  EXPECT_TRUE(recordFrom<::diffSchema>(*collector, &_cCompareDiff::GetDifferences) ==
+              native.Results());
+  SAFEARRAY* flat = reinterpret_cast<SAFEARRAY*>(1);
+  expectDone(fresh->GetArrayOfDifferences(&flat));
+  EXPECT_EQ(flat, nullptr);
+  com::clear(source);
+  com::clear(target);
+}
+
+TEST_F(HostTest, RecordsDoNotLeak) {
+  ASSERT_TRUE(fetch(&typedSink));
+  const auto used = [] {
+    PROCESS_MEMORY_COUNTERS counters{};
+    GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
+    return counters.PagefileUsage;
+  };
+  const auto round = [&] {
+    for (int times = 0; times < 500; ++times) {
+      const Schema schema = fetched();
+      ::Schema written;
+      com::toHost(schema, written);
+      com::clear(written);
+    }
+  };
+  round();
+  const SIZE_T before = used();
+  for (int rounds = 0; rounds < 4; ++rounds) round();
+  EXPECT_LT(used(), before + 256 * 1024);
+}
+
+TEST_F(HostTest, TableDataIsReadInBlocksUnderTheHostsLimits) {
+  std::string rows = "id\n";
+  for (int i = 0; i < 1300; ++i) rows += " " + std::to_string(i) + "\n";
+  ScriptedConnection left, right;
+  for (ScriptedConnection* one : {&left, &right})
+    one->on("SELECT name FROM sysobjects WHERE type='U' order by name", "name\n t")
+        .on("select * from t", rows);
+  int asked = 0;
+  const auto yes = [&](auto&, VARIANT& answer) {
+    ++asked;
+    give(answer, True);
+  };
+  const auto no = [](auto&, VARIANT& answer) { give(answer, False); };
+  const auto many = [](auto&, VARIANT& answer) { give(answer, std::int32_t{1200}); };
+  const auto preferences = AutomationObject::make({{L"LimitDataCompareRows", yes},
+                                                   {L"MaxDataCompareRows", many},
+                                                   {L"LimitDataCompareDifferences", no},
+                                                   {L"MaxDataCompareDifferences", many}});
+  const auto comparison = createObject<_cTableComparison>(__uuidof(::cTableComparison));
+  expectDone(comparison->putref_ConnSource(ado.connection(left).get()));
+  expectDone(comparison->putref_ConnTarget(ado.connection(right).get()));
+  expectDone(comparison->putref_AppPreferences(preferences.get()));
+  VARIANT_BOOL result = 77;
+  expectDone(comparison->Compare(&result));
+  EXPECT_EQ(result, VARIANT_FALSE);
+  EXPECT_EQ(asked, 1201);  // before each row, and the one that is too many
+  EXPECT_EQ(left.sent().back().mode.cursorType, ado::CursorType::forwardOnly);
+}
+
+}  // namespace
+}  // namespace kelvane::testing
