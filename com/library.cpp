@@ -133,6 +133,15 @@ HRESULT removeKey(HKEY root, const std::wstring& key) {
   return removed == ERROR_FILE_NOT_FOUND ? S_OK : HRESULT_FROM_WIN32(static_cast<DWORD>(removed));
 }
 
+bool hasKey(HKEY root, const std::wstring& key) {
+  HKEY opened = nullptr;
+  if (RegOpenKeyExW(root, (L"Software\\Classes\\" + key).c_str(), 0, KEY_READ, &opened) !=
+      ERROR_SUCCESS)
+    return false;
+  RegCloseKey(opened);
+  return true;
+}
+
 HRESULT registerClass(HKEY root, const Class& one, const std::wstring& path,
                       const std::wstring& libraryId) {
   const std::wstring id = braced(one.id), key = L"CLSID\\" + id;
@@ -177,15 +186,13 @@ HRESULT unregisterAt(const Place& place) {
     for (const std::wstring& key :
          {L"CLSID\\" + braced(one.id), std::wstring(L"Kelvane.") + one.name})
       if (const HRESULT removed = removeKey(place.root, key); FAILED(removed)) done = removed;
+  if (!hasKey(place.root, L"TypeLib\\" + braced(LIBID_Kelvane) + L"\\1.0")) return done;
   const auto unregisterLibrary =
       systemFunction<HRESULT STDAPICALLTYPE(REFGUID, WORD, WORD, LCID, SYSKIND)>(
           place.unregisterLibrary);
   const HRESULT removed = unregisterLibrary
                               ? unregisterLibrary(LIBID_Kelvane, 1, 0, LOCALE_NEUTRAL, SYS_WIN64)
                               : E_NOTIMPL;
-  // It was not registered.
-  if (removed == TYPE_E_REGISTRYACCESS || removed == HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND))
-    return done;
   return FAILED(removed) ? removed : done;
 }
 

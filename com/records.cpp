@@ -128,8 +128,9 @@ void destroyArray(SAFEARRAY* array) noexcept {
   auto* items = static_cast<std::byte*>(array->pvData);
   for (ULONG i = 0; i < array->rgsabound[0].cElements; ++i)
     clearRecord<Item>(items + i * array->cbElements);
-  std::memset(items, 0,
-              static_cast<std::size_t>(array->rgsabound[0].cElements) * array->cbElements);
+  // What is left has nothing to clear: it is no longer an array of records.
+  SafeArraySetRecordInfo(array, nullptr);
+  array->fFeatures &= static_cast<USHORT>(~FADF_RECORD);
   SafeArrayDestroy(array);
 }
 
