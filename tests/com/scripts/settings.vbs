@@ -1,0 +1,61 @@
+' Switches, scopes, and the objects that hold them.
+Option Explicit
+
+Dim options, reader, scope, engine
+Set options = CreateObject("Kelvane.cComparisonOptions")
+check.Same options.Tables, False
+options.Tables = True
+check.Same options.Tables, True
+check.Same options & "", "True"              ' the member with the number 0 is the default one
+options.Users_SystemPermissions = True       ' these are put by reference
+options.Groups_ObjectPermissions = 1
+check.Same options.Users_SystemPermissions, True
+check.Same options.Groups_ObjectPermissions, True
+check.Same options.Functions_Columns_Precisions, False
+
+Set reader = CreateObject("Kelvane.cASE_Fetch")
+check.Same reader.CompareOptions.Tables, False
+reader.CompareOptions.Views = True
+check.Same reader.CompareOptions.Views, True
+Set reader.CompareOptions = options
+check.Same reader.CompareOptions Is options, True
+check.Same reader.IsDataCaseSensitive, False
+reader.LastError = "not kept"
+check.Same reader.LastError, ""
+
+Class Names
+  Public Property Get Count()
+    Count = 1
+  End Property
+  Public Function Item(index)
+    Item = "dbo.orders"
+  End Function
+End Class
+
+Set scope = CreateObject("Kelvane.cAppliesTo")
+check.Same scope.SomeTables Is Nothing, True
+Dim list
+Set list = New Names
+Set scope.SomeTables = list
+check.Same scope.SomeTables.Item(1), "dbo.orders"
+Set scope.SomeTables = Nothing
+check.Same scope.SomeTables Is Nothing, True
+
+Set engine = CreateObject("Kelvane.cCompareSchema")
+check.Same engine.IsSchemaCaseSensitive, True
+engine.IsSchemaCaseSensitive = False
+check.Same engine.cCompareDifference.IsSchemaCaseSensitive, False
+check.Same engine.cCompareDifference Is engine.cCompareDifference, True
+engine.cCompareDifference.Owner = "dbo"
+engine.cCompareDifference.Add "", "Length", "Table\Column", "orders\id"
+engine.cCompareDifference.Add "", "Length", "Table\Column", "orders\id", , , 4, True
+check.Same engine.cCompareDifference.Owner, "dbo"
+
+' Only the library's own objects will do.
+On Error Resume Next
+Set reader.CompareOptions = scope
+check.Same Err.Number <> 0, True
+Err.Clear
+check.Same CreateObject("Kelvane.cTableComparison").Compare, False
+check.Same Err.Number, 91
+check.Finished
