@@ -1,5 +1,8 @@
 #include "com/reader.h"
 
+#include <memory>
+#include <utility>
+
 #include "com/records.h"
 
 namespace kelvane::com {
@@ -71,7 +74,12 @@ template <class Call>
 Boolean Reader::reporting(IDispatch* oEvents, Call&& call) {
   const auto sink = sinkFor(oEvents);
   const auto connection = connection_;
-  sink_ = sink;
+  const auto end = [](Reader* reader) {
+    if (--reader->calls_ == 0) std::exchange(reader->sinks_, {}).clear();
+  };
+  sinks_.push_back(sink);
+  ++calls_;
+  const std::unique_ptr<Reader, decltype(end)> ending(this, end);
   return call(*sink);
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "com/collections.h"
 #include "com/connection.h"
@@ -69,8 +70,10 @@ class Reader final : public Object<Reader, _cASE_Fetch> {
   Pointer<ComparisonOptions> options_;
   Pointer<AppliesTo> scope_;
   std::shared_ptr<HostConnection> connection_;
-  // Also that of a call from within another: the reader goes on reporting to the last one.
-  std::shared_ptr<kelvane::IDBFetchEvents> sink_;
+  // Those of the calls under way, of which there may be one from within another: the reader goes on
+  // reporting to the last one. None is kept longer, as a sink may well keep its reader.
+  std::vector<std::shared_ptr<kelvane::IDBFetchEvents>> sinks_;
+  int calls_ = 0;
 };
 
 }  // namespace kelvane::com

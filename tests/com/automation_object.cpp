@@ -259,19 +259,4 @@ Pointer<IDispatch> AdoObjects::connection(ado::Connection& connection) {
   return object;
 }
 
-Pointer<IDispatch> collection(std::vector<std::u16string> names) {
-  const auto items = std::make_shared<std::vector<std::u16string>>(std::move(names));
-  return AutomationObject::make(
-             {{L"Count",
-               [=](auto&, VARIANT& result) {
-                 testing::give(result, static_cast<std::int32_t>(items->size()));
-               }},
-              {L"Item",
-               [=](const auto& arguments, VARIANT& result) {
-                 testing::give(
-                     result, items->at(static_cast<std::size_t>(com::numberOf(arguments[0])) - 1));
-               }}})
-      .as<IDispatch>();
-}
-
 }  // namespace kelvane::testing

@@ -64,7 +64,4 @@ class AdoObjects {
   DWORD registration_ = 0;
 };
 
-// Any object with Count and Item.
-com::Pointer<IDispatch> collection(std::vector<std::u16string> names);
-
 }  // namespace kelvane::testing
