@@ -54,7 +54,7 @@ if(KELVANE_TOOLS)
   install(TARGETS kelvane)
   install(FILES LICENSE DESTINATION "${document_folder}/kelvane" RENAME copyright)
   install(FILES CHANGELOG.md docs/command.md docs/live-servers.md DESTINATION "${document_folder}/kelvane")
-  install(DIRECTORY examples DESTINATION "${document_folder}/kelvane")
+  install(DIRECTORY examples DESTINATION "${document_folder}/kelvane" PATTERN windows EXCLUDE)
 endif()
 
 if(NOT PROJECT_IS_TOP_LEVEL OR NOT KELVANE_TOOLS)
