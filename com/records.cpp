@@ -114,7 +114,10 @@ class Descriptions {
   }
 
  private:
-  Pointer<IRecordInfo> cache_[29];
+#define KELVANE_ONE_MORE(number, record) +1
+  // Their numbers begin with 1.
+  Pointer<IRecordInfo> cache_[1 KELVANE_RECORDS(KELVANE_ONE_MORE)];
+#undef KELVANE_ONE_MORE
 };
 
 template <class Record>

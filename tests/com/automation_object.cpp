@@ -1,6 +1,6 @@
 #include "tests/com/automation_object.h"
 
-#include <limits>
+#include <cstring>
 #include <memory>
 #include <variant>
 
@@ -28,6 +28,20 @@ void give(VARIANT& result, const ado::Value& value) {
     result.decVal.scale = exact->scale;
     result.decVal.sign = exact->negative ? BYTE{DECIMAL_NEG} : BYTE{0};
     result.vt = VT_DECIMAL;  // in the place of a part of the number that is not used
+  } else if (const auto* wide = std::get_if<std::uint64_t>(&value)) {
+    result.vt = VT_UI8;
+    result.ullVal = *wide;
+  } else if (const auto* real = std::get_if<double>(&value)) {
+    result.vt = VT_R8;
+    result.dblVal = *real;
+  } else if (const auto* time = std::get_if<ado::DateTime>(&value)) {
+    // The system's own reading of the text.
+    com::Variant text(time->text());
+    VariantChangeTypeEx(&result, text.get(), LOCALE_INVARIANT, 0, VT_DATE);
+  } else if (const auto* bytes = std::get_if<ado::Bytes>(&value)) {
+    result.vt = VT_ARRAY | VT_UI1;
+    result.parray = SafeArrayCreateVector(VT_UI1, 0, static_cast<ULONG>(bytes->size()));
+    std::memcpy(result.parray->pvData, bytes->data(), bytes->size());
   } else {
     result.vt = VT_NULL;
   }

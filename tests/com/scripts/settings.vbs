@@ -50,6 +50,7 @@ engine.cCompareDifference.Owner = "dbo"
 engine.cCompareDifference.Add "", "Length", "Table\Column", "orders\id"
 engine.cCompareDifference.Add "", "Length", "Table\Column", "orders\id", , , 4, True
 check.Same engine.cCompareDifference.Owner, "dbo"
+engine.cCompareDifference.Add "", "", "Table\Column", "orders"   ' a message, which without a desktop waits for nobody
 
 ' Only the library's own objects will do.
 On Error Resume Next
