@@ -43,9 +43,7 @@ struct ShowRequest {
   std::optional<std::string> trace;
 };
 
-ShowRequest parseShow(std::span<const std::string> words) {
-  const std::vector<Option> options = showOptions();
-  const Arguments arguments = parseArguments(words, options);
+ShowRequest parseShow(const Arguments& arguments) {
   ShowRequest request{oneSide(arguments, "show", "OBJECT"),
                       {},
                       {},
@@ -280,13 +278,12 @@ std::vector<std::string> gapsOf(const Readings& readings, const cComparisonOptio
 
 }  // namespace
 
-std::vector<Option> showOptions() {
-  return sortedOptions({kOptions, oneSideOptions(), readingOptions()});
+std::vector<OptionFamily> showOptions() {
+  return {oneSideOptions(), {"What is shown", kOptions}, readingOptions()};
 }
 
-ExitStatus runShow(std::span<const std::string> words, const Console& console,
-                   const OpenSide& open) {
-  const ShowRequest request = parseShow(words);
+ExitStatus runShow(const Arguments& arguments, const Console& console, const OpenSide& open) {
+  const ShowRequest request = parseShow(arguments);
   const cComparisonOptions needed = neededSwitches(request.object);
   const Readings readings =
       readPlaces({{"side", request.side.place}}, needed, request.trace, console, open);

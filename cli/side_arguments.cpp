@@ -13,25 +13,21 @@ constexpr std::string_view kAllowNulls = "--allow-nulls-by-default", kAse = "--a
                            kKeepGoing = "--keep-going", kLoginLimit = "--login-limit",
                            kQueryLimit = "--query-limit", kVerbose = "--verbose";
 
+constexpr auto kReleases = std::to_array<Choice<std::optional<embedded::Release>>>({
+    {"12.5", embedded::Release::ase125},
+    {"15", embedded::Release::ase15},
+    {"16", embedded::Release::ase16},
+});
+
 constexpr auto kOptions = std::to_array<Option>({
     {kAllowNulls, "", "columns without null or not null take null"},
-    {kAse, "RELEASE", "be strictly a 12.5, 15 or 16"},
+    {kAse, "RELEASE", "be strictly a 12.5, 15 or 16", kNamesOf<kReleases>},
     {kKeepGoing, "", "report every statement that fails and go on with the rest"},
     {kLoginLimit, "SECONDS", "for a server to let the login in; 15 unless said"},
     {kOdbcDriver, "NAME", "of servers that options name; FreeTDS unless said"},
     {kQueryLimit, "SECONDS", "for a server to answer a statement; 300 unless said, 0: none"},
-    {kTrace, "FILE", "write every statement and progress event, one JSON object a line"},
+    {kTrace, kFile, "write every statement and progress event, one JSON object a line"},
     {kVerbose, "", "tell what in the scripts was accepted and ignored"},
-});
-
-struct ReleaseName {
-  std::string_view name;
-  embedded::Release release;
-};
-constexpr auto kReleases = std::to_array<ReleaseName>({
-    {"12.5", embedded::Release::ase125},
-    {"15", embedded::Release::ase15},
-    {"16", embedded::Release::ase16},
 });
 
 constexpr std::string_view kServerMark = "odbc:";
@@ -44,12 +40,7 @@ LoadSettings loadSettings(const Arguments& arguments) {
   settings.keepGoing = arguments.has(kKeepGoing);
   settings.verbose = arguments.has(kVerbose);
   settings.catalog.allowNullsByDefault = arguments.has(kAllowNulls);
-  if (const auto name = arguments.value(kAse)) {
-    const auto* known = std::ranges::find(kReleases, *name, &ReleaseName::name);
-    if (known == kReleases.end())
-      throw UsageError("--ase takes 12.5, 15 or 16, not '" + *name + "'");
-    settings.catalog.release = known->release;
-  }
+  settings.catalog.release = choiceOf<kReleases>(arguments, kAse, settings.catalog.release);
   return settings;
 }
 
@@ -114,7 +105,7 @@ bool isSnapshot(const std::vector<std::string>& operands) {
 
 }  // namespace
 
-std::span<const Option> readingOptions() { return kOptions; }
+OptionFamily readingOptions() { return {"Reading", kOptions}; }
 
 ReadingSettings readingSettings(const Arguments& arguments) {
   return {loadSettings(arguments),

@@ -17,7 +17,7 @@ constexpr std::string_view kIgnoreNames = "--ignore-names", kNoPermissions = "--
 constexpr auto kOptions = std::to_array<Option>({
     {kIgnoreNames, "", "leave out the names of keys and indexes"},
     {kNoPermissions, "", "leave out permissions"},
-    {kSet, "SWITCH=off", "leave this out; kelvane switches lists them. May be repeated"},
+    {kSet, kSetting, "leave this out; kelvane switches lists them"},
 });
 
 using Switches = cComparisonOptions;
@@ -93,7 +93,7 @@ void set(const std::string& setting, Switches& switches) {
 
 }  // namespace
 
-std::span<const Option> switchOptions() { return kOptions; }
+OptionFamily switchOptions() { return {"Leaving things out", kOptions}; }
 
 cComparisonOptions switchesOf(const Arguments& arguments) {
   Switches switches;

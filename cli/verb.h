@@ -1,0 +1,38 @@
+// What the command can do: one description of each verb, from which the command line, help,
+// completions and the manual page are made.
+//
+// Lifetime: constants. Threading: free functions without state.
+#pragma once
+
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "cli/arguments.h"
+#include "cli/console.h"
+#include "cli/side.h"
+
+namespace kelvane::cli {
+
+struct Verb {
+  std::string_view name;
+  std::string_view brief;     // a line
+  std::string_view usage;     // a line for each way to call it, what stands behind the options
+  std::string_view says;      // besides `brief`; may be empty
+  std::string_view examples;  // a line each
+  std::string_view statuses;  // a line for each exit status
+  std::vector<OptionFamily> (*options)();
+  ExitStatus (*run)(const Arguments& arguments, const Console& console, const OpenSide& open);
+};
+
+std::span<const Verb> verbs();
+// Null where there is none.
+const Verb* verbCalled(std::string_view name);
+
+// What SOURCE, TARGET and SIDE may be, and where passwords come from.
+extern const std::string_view kAboutSides;
+
+// The lines of a text; none for an empty one.
+std::vector<std::string_view> linesOf(std::string_view text);
+
+}  // namespace kelvane::cli
