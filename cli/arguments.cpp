@@ -1,5 +1,7 @@
 #include "cli/arguments.h"
 
+#include <algorithm>
+
 namespace kelvane::cli {
 
 std::string wordsOf(std::span<const std::string_view> names) {
@@ -11,9 +13,17 @@ std::string wordsOf(std::span<const std::string_view> names) {
   return words;
 }
 
-void refuseChoice(std::string_view option, std::span<const std::string_view> names,
+bool truthOf(const std::string& value, const std::string& called) {
+  constexpr std::array<std::string_view, 4> kTrue{"true", "1", "yes", "on"},
+      kFalse{"false", "0", "no", "off"};
+  if (std::ranges::find(kTrue, value) != kTrue.end()) return true;
+  if (std::ranges::find(kFalse, value) != kFalse.end()) return false;
+  throw UsageError(called + " takes true or false, not '" + value + "'");
+}
+
+void refuseChoice(const std::string& called, std::span<const std::string_view> names,
                   const std::string& value) {
-  throw UsageError(std::string(option) + " takes " + wordsOf(names) + ", not '" + value + "'");
+  throw UsageError(called + " takes " + wordsOf(names) + ", not '" + value + "'");
 }
 
 }  // namespace kelvane::cli

@@ -14,6 +14,8 @@
 #include <string_view>
 #include <vector>
 
+#include "cli/environment.h"
+
 namespace kelvane::cli {
 
 // What the values of options are called says what they are.
@@ -30,10 +32,14 @@ struct Option {
   bool mayBeRepeated() const { return value == kPattern || value == kSetting; }
 };
 
+// Where options may be given besides the command line; each of these includes those before it.
+enum class Elsewhere { nowhere, variables, files, environments };
+
 // Options that belong together, under what help calls them.
 struct OptionFamily {
   std::string_view title;
   std::span<const Option> options;
+  Elsewhere elsewhere = Elsewhere::files;
 };
 
 // The command line makes no sense; the text says why and how to go on.
@@ -41,12 +47,22 @@ struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// What a command line and all that completes it say.
 struct Arguments {
   std::map<std::string_view, std::vector<std::string>> options = {};  // by Option::name
   std::vector<std::string> operands = {};
   std::optional<std::size_t> parting = {};  // how many operands stand before the "--" between them
+  std::map<std::string_view, std::string> origins =
+      {};                          // Setting::called of what is from elsewhere
+  Environments environments = {};  // by the operands that name them
 
   bool has(std::string_view name) const { return options.contains(name); }
+  bool isGiven(std::string_view name) const { return has(name) && !origins.contains(name); }
+  // What an option is to be called in complaints: where its value is from.
+  std::string called(std::string_view name) const {
+    const auto found = origins.find(name);
+    return found == origins.end() ? std::string(name) : found->second;
+  }
   // The last one given wins.
   std::optional<std::string> value(std::string_view name) const {
     const auto found = options.find(name);
@@ -77,7 +93,11 @@ inline constexpr auto kNamesOf = [] {
 // "text, json or html"
 std::string wordsOf(std::span<const std::string_view> names);
 
-[[noreturn]] void refuseChoice(std::string_view option, std::span<const std::string_view> names,
+// What stands for true or false. `called` is what the option is called in the UsageError that all
+// else is.
+bool truthOf(const std::string& value, const std::string& called);
+
+[[noreturn]] void refuseChoice(const std::string& called, std::span<const std::string_view> names,
                                const std::string& value);
 
 // What the value of an option stands for; `unlessSaid` where there is none. Throws UsageError.
@@ -88,7 +108,7 @@ Meaning choiceOf(const Arguments& arguments, std::string_view option, Meaning un
   for (const auto& [name, meaning] : kChoices) {
     if (name == *value) return meaning;
   }
-  refuseChoice(option, kNamesOf<kChoices>, *value);
+  refuseChoice(arguments.called(option), kNamesOf<kChoices>, *value);
 }
 
 }  // namespace kelvane::cli

@@ -68,7 +68,7 @@ class VerbParser {
         "kelvane " + std::string(verb.name) + " " + std::string(verb.brief) + ".";
     app_.description(verb.says.empty() ? what : what + "\n\n" + std::string(verb.says));
     app_.allow_extras();
-    for (const OptionFamily& family : verb.options()) {
+    for (const OptionFamily& family : familiesOf(verb)) {
       for (const Option& option : family.options) add(option, family.title);
     }
     setHelp(app_, usageOf(verb, "  "));
@@ -105,8 +105,8 @@ class VerbParser {
     return text.substr(start, text.size() - 1 - start);
   }
 
-  Arguments taken() const;
-  void takeOperands(std::vector<std::string> words, Arguments& arguments) const;
+  Settings taken() const;
+  void takeOperands(std::vector<std::string> words, CommandLine& line) const;
   [[noreturn]] void refuseOption(const std::string& word) const;
 
   CLI::App app_;
@@ -134,43 +134,43 @@ CommandLine VerbParser::read(std::span<const std::string> words) {
   try {
     app_.parse(wordsForParser(words));
   } catch (const CLI::CallForHelp&) {
-    return {.arguments = {}, .asksForHelp = true};
+    return {.asksForHelp = true};
   } catch (const CLI::ParseError& error) {
     throw UsageError(error.what());
   }
-  CommandLine line{.arguments = taken()};
+  CommandLine line{.settings = taken()};
   std::vector<std::string> operands = app_.remaining();
   operands.pop_back();
-  takeOperands(std::move(operands), line.arguments);
+  takeOperands(std::move(operands), line);
   return line;
 }
 
-Arguments VerbParser::taken() const {
-  Arguments arguments;
+Settings VerbParser::taken() const {
+  Settings settings;
   for (const auto& [option, parsed] : known_) {
     if (parsed->count() == 0) continue;
-    const std::vector<std::string>& values = parsed->results();
-    if (!option->value.empty() && std::ranges::find(values, "") != values.end())
-      throw UsageError("option '" + std::string(option->name) + "' needs a " +
-                       std::string(option->value));
-    if (option->value.empty() && std::ranges::count(values, "true") != std::ssize(values))
-      throw UsageError("option '" + std::string(option->name) + "' takes no value");
-    arguments.options[option->name] = values;
+    std::vector<std::string> values = parsed->results();
+    const std::string name(option->name);
+    if (option->value.empty())
+      values = {truthOf(values.back(), name) ? "true" : "false"};
+    else if (std::ranges::find(values, "") != values.end())
+      throw UsageError("option '" + name + "' needs a " + std::string(option->value));
+    settings[option->name] = {std::move(values)};
   }
-  return arguments;
+  return settings;
 }
 
-void VerbParser::takeOperands(std::vector<std::string> words, Arguments& arguments) const {
+void VerbParser::takeOperands(std::vector<std::string> words, CommandLine& line) const {
   bool optionsEnded = false;
   for (std::string& word : words) {
     if (word == "--") {
-      if (arguments.parting) throw UsageError("'--' may part the operands only once");
-      if (!arguments.operands.empty()) arguments.parting = arguments.operands.size();
+      if (line.parting) throw UsageError("'--' may part the operands only once");
+      if (!line.operands.empty()) line.parting = line.operands.size();
       optionsEnded = true;
     } else if (!optionsEnded && word.size() > 1 && word.front() == '-') {
       refuseOption(word);
     } else {
-      arguments.operands.push_back(std::move(word));
+      line.operands.push_back(std::move(word));
     }
   }
 }

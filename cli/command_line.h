@@ -13,8 +13,10 @@
 namespace kelvane::cli {
 
 struct CommandLine {
-  Arguments arguments;
-  bool asksForHelp = false;  // the rest is then nothing
+  Settings settings = {};
+  std::vector<std::string> operands = {};
+  std::optional<std::size_t> parting = {};  // how many operands stand before the "--" between them
+  bool asksForHelp = false;                 // the rest is then nothing
 };
 
 // `words`: what stands behind the verb. Options may stand anywhere before the first "--", with

@@ -54,13 +54,11 @@ constexpr auto kReports = std::to_array<Option>({
     {kSummary, "", "the counts of each kind of objects instead of the differences"},
 });
 
-std::string text(std::string_view option) { return std::string(option); }
-
 std::vector<Output> outputsOf(const Arguments& arguments) {
   Output first{choiceOf<kFormats>(arguments, kFormat, Format::text), arguments.value(kOutput)};
   if (arguments.has(kSummary)) {
     if (first.format != Format::text)
-      throw UsageError(text(kSummary) + " is a text, not " + *arguments.value(kFormat));
+      throw UsageError(arguments.called(kSummary) + " is a text, not " + *arguments.value(kFormat));
     first.format = Format::summary;
   }
   std::vector<Output> outputs;
@@ -74,9 +72,9 @@ std::vector<Output> outputsOf(const Arguments& arguments) {
 
 std::vector<OptionFamily> compareOptions() {
   return {twoSidesOptions(),
-          {"Choosing objects", kSelecting},
+          {"Choosing objects", kSelecting, Elsewhere::environments},
           {"Known differences", kAccepting},
-          {"Comparing", kRules},
+          {"Comparing", kRules, Elsewhere::environments},
           switchOptions(),
           {"Reports", kReports},
           readingOptions()};

@@ -45,7 +45,7 @@ std::optional<std::int32_t> number(const Arguments& arguments, std::string_view 
   const char* const end = value->data() + value->size();
   const auto [stop, error] = std::from_chars(value->data(), end, result);
   if (error != std::errc() || stop != end || result < 0)
-    throw UsageError(std::string(option) + " takes a number from 0 to " +
+    throw UsageError(arguments.called(option) + " takes a number from 0 to " +
                      std::to_string(std::numeric_limits<std::int32_t>::max()) + ", not '" + *value +
                      "'");
   return result;

@@ -14,7 +14,7 @@ constexpr auto kOptions = std::to_array<Option>({
 
 }  // namespace
 
-OptionFamily oneSideOptions() { return {"The side", kOptions}; }
+OptionFamily oneSideOptions() { return {"The side", kOptions, Elsewhere::nowhere}; }
 
 OneSide oneSide(const Arguments& arguments, std::string_view command, std::string_view further) {
   const std::vector<std::string>& all = arguments.operands;

@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "cli/command_line.h"
+#include "cli/layers.h"
 #include "cli/near_names.h"
 #include "cli/verb.h"
 
@@ -31,7 +32,7 @@ ExitStatus dispatch(std::span<const std::string> words, const Console& console,
   const Verb* const verb = verbCalled(name);
   if (verb == nullptr) refuseVerb(name);
   const CommandLine line = readCommandLine(*verb, words.subspan(1));
-  if (!line.asksForHelp) return verb->run(line.arguments, console, open);
+  if (!line.asksForHelp) return verb->run(completed(line, *verb), console, open);
   writeHelp(*verb, console.out);
   return kNoDifference;
 }

@@ -56,11 +56,11 @@ ShowRequest parseShow(const Arguments& arguments) {
     request.sorting = {toUtf16(*property), Boolean(!arguments.has(kDescending)),
                        Boolean(arguments.has(kNumeric))};
   for (const std::string_view option : {kSort, kSource}) {
-    if (arguments.has(option) && !request.object)
+    if (arguments.isGiven(option) && !request.object)
       throw UsageError(std::string(option) + " needs an OBJECT");
   }
   for (const std::string_view option : {kDescending, kNumeric}) {
-    if (arguments.has(option) && !request.sorting)
+    if (arguments.isGiven(option) && !request.sorting)
       throw UsageError(std::string(option) + " needs " + std::string(kSort));
   }
   if (request.source && (request.sorting || arguments.has(kListingFormat.name)))

@@ -53,8 +53,8 @@ std::chrono::seconds seconds(const Arguments& arguments, std::string_view option
   const char* end = value->data() + value->size();
   const auto [stop, error] = std::from_chars(value->data(), end, number);
   if (error != std::errc() || stop != end || number < atLeast || number > kMost)
-    throw UsageError(text(option) + " takes a number of seconds from " + std::to_string(atLeast) +
-                     ", not '" + *value + "'");
+    throw UsageError(arguments.called(option) + " takes a number of seconds from " +
+                     std::to_string(atLeast) + ", not '" + *value + "'");
   return std::chrono::seconds(number);
 }
 
@@ -77,13 +77,17 @@ bool isNumber(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
 }
 
-ServerPlace serverOfOptions(const Arguments& arguments, const SideOptions& options) {
-  const std::string server = *arguments.value(options.server);
-  odbc::ConnectionString address({});
-  const auto add = [&](std::u16string_view keyword, const std::optional<std::string>& value) {
-    if (value) address.add(keyword, toUtf16(*value));
+// A server that is named otherwise than by a connection string.
+struct ServerWords {
+  std::optional<std::string> dsn, server, driver, user, database;
+};
+
+void addServer(const std::string& server, const std::string& driver,
+               odbc::ConnectionString& address) {
+  const auto add = [&](std::u16string_view keyword, const std::string& value) {
+    address.add(keyword, toUtf16(value));
   };
-  add(u"Driver", arguments.value(kOdbcDriver).value_or(std::string(kDefaultDriver)));
+  add(u"Driver", driver);
   const bool freeTds = address.isForFreeTds();
   const std::size_t colon = server.rfind(':');
   if (colon != server.npos && colon == server.find(':') &&
@@ -94,13 +98,82 @@ ServerPlace serverOfOptions(const Arguments& arguments, const SideOptions& optio
     add(freeTds ? u"Servername" : u"Server", server);
   }
   if (freeTds) add(u"TDS_Version", "5.0");
-  add(u"UID", arguments.value(options.user));
-  add(u"Database", arguments.value(options.database));
-  return {text(options.server) + " " + server, address, {}, {}};
+}
+
+odbc::ConnectionString addressOf(const ServerWords& words) {
+  odbc::ConnectionString address({});
+  if (words.dsn) address.add(u"DSN", toUtf16(*words.dsn));
+  if (words.server)
+    addServer(*words.server, words.driver.value_or(std::string(kDefaultDriver)), address);
+  if (words.user) address.add(u"UID", toUtf16(*words.user));
+  if (words.database) address.add(u"Database", toUtf16(*words.database));
+  return address;
+}
+
+ServerPlace serverOfOptions(const Arguments& arguments, const SideOptions& options) {
+  const std::string server = *arguments.value(options.server);
+  return {text(options.server) + " " + server,
+          addressOf({{},
+                     server,
+                     arguments.value(kOdbcDriver),
+                     arguments.value(options.user),
+                     arguments.value(options.database)}),
+          {},
+          {}};
+}
+
+[[noreturn]] void refuseCompany(const std::string& side) {
+  throw UsageError("'" + side + "' is a whole side; nothing can be put beside it");
+}
+
+std::string nameIn(const std::string& operand) {
+  constexpr std::string_view kForced = "env:";
+  return operand.starts_with(kForced) ? operand.substr(kForced.size()) : operand;
 }
 
 bool isSnapshot(const std::vector<std::string>& operands) {
   return operands.size() == 1 && operands.front().ends_with(kSnapshotEnding);
+}
+
+// The command line may say otherwise as whom to log in, and where to.
+ServerPlace serverOfEnvironment(const std::string& name, const Environment& environment,
+                                const Arguments& arguments, const SideOptions& options) {
+  const auto said = [&](std::string_view option, const std::optional<std::string>& unlessSaid) {
+    const auto value = arguments.value(option);
+    return value ? value : unlessSaid;
+  };
+  ServerWords words{environment.dsn, environment.server, said(kOdbcDriver, std::nullopt),
+                    said(options.user, environment.user),
+                    said(options.database, environment.database)};
+  if (environment.odbcDriver && !arguments.isGiven(kOdbcDriver))
+    words.driver = environment.odbcDriver;
+  if (environment.connection && (words.user || words.database))
+    throw UsageError("'" + name + "' has a connection string, which says who logs in and where to");
+  ServerPlace place{{}, addressOf(words), said(options.passwordFile, environment.passwordFile), {}};
+  if (environment.connection)
+    place.address = odbc::ConnectionString(toUtf16(*environment.connection));
+  place.name =
+      name + " (" +
+      (environment.server ? *environment.server
+                          : text(kServerMark) + toUtf8(odbc::masked(place.address.text()))) +
+      ")";
+  return place;
+}
+
+Place placeOfEnvironment(const std::string& name, const Environment& environment,
+                         const Arguments& arguments, const SideOptions& options,
+                         const ReadingSettings& settings) {
+  if (environment.isServer()) {
+    ServerPlace place = serverOfEnvironment(name, environment, arguments, options);
+    place.limits = settings.limits;
+    return place;
+  }
+  for (const std::string_view option : {options.user, options.database, options.passwordFile}) {
+    if (arguments.has(option))
+      throw UsageError(text(option) + " is for a server, and '" + name + "' is none");
+  }
+  if (environment.snapshot) return SnapshotPlace{*environment.snapshot};
+  return ScriptPlace{environment.scripts, settings.load};
 }
 
 }  // namespace
@@ -116,6 +189,13 @@ ReadingSettings readingSettings(const Arguments& arguments) {
 Place placeOf(const Arguments& arguments, const std::vector<std::string>& operands,
               const SideOptions& options, const ReadingSettings& settings) {
   const bool byOption = arguments.has(options.server);
+  const auto named = std::ranges::find_if(
+      operands, [&](const auto& operand) { return arguments.environments.contains(operand); });
+  if (named != operands.end()) {
+    if (operands.size() > 1) refuseCompany(nameIn(*named));
+    return placeOfEnvironment(nameIn(*named), arguments.environments.at(*named), arguments, options,
+                              settings);
+  }
   if (!byOption) {
     for (const std::string_view option : {options.user, options.database}) {
       if (arguments.has(option))
@@ -131,8 +211,7 @@ Place placeOf(const Arguments& arguments, const std::vector<std::string>& operan
                                 : Place(ScriptPlace{operands, settings.load});
   }
   ServerPlace place = byOption ? serverOfOptions(arguments, options) : serverOfOperand(*server);
-  if (operands.size() > 1)
-    throw UsageError("'" + place.name + "' is a whole side; nothing can be put beside it");
+  if (operands.size() > 1) refuseCompany(place.name);
   place.passwordFile = arguments.value(options.passwordFile);
   place.limits = settings.limits;
   return place;
@@ -141,7 +220,7 @@ Place placeOf(const Arguments& arguments, const std::vector<std::string>& operan
 std::string nameOf(const Place& place, const std::vector<std::string>& operands) {
   if (const auto* server = std::get_if<ServerPlace>(&place)) return server->name;
   std::string names;
-  for (const std::string& operand : operands) names += (names.empty() ? "" : " ") + operand;
+  for (const std::string& operand : operands) names += (names.empty() ? "" : " ") + nameIn(operand);
   return names;
 }
 
@@ -153,10 +232,16 @@ void refuseOverwriting(const Arguments& arguments, std::string_view option,
   for (const SideOptions& options : sides) {
     if (const auto file = arguments.value(options.passwordFile)) files.push_back(*file);
   }
+  for (const auto& [operand, environment] : arguments.environments) {
+    files.insert(files.end(), environment.scripts.begin(), environment.scripts.end());
+    for (const auto& file : {environment.snapshot, environment.passwordFile}) {
+      if (file) files.push_back(*file);
+    }
+  }
   for (const std::string& file : files) {
     std::error_code ignored;
     if (std::filesystem::equivalent(*written, file, ignored))
-      throw UsageError(text(option) + " would overwrite '" + file + "'");
+      throw UsageError(arguments.called(option) + " would overwrite '" + file + "'");
   }
 }
 

@@ -27,7 +27,7 @@ std::array<std::vector<std::string>, 2> operandsOfSides(const Arguments& argumen
   for (std::size_t side = 0; side < 2; ++side)
     byOption[side] = arguments.has(kTwoSides[side].server);
   const auto count = std::ranges::count(byOption, true);
-  if (count == 0 && arguments.has(kOdbcDriver))
+  if (count == 0 && arguments.isGiven(kOdbcDriver))
     throw UsageError(text(kOdbcDriver) + " needs " + text(kTwoSides[0].server) + " or " +
                      text(kTwoSides[1].server) + "; behind 'odbc:' write Driver=");
   if (count > 0) {
@@ -50,7 +50,7 @@ std::array<std::vector<std::string>, 2> operandsOfSides(const Arguments& argumen
 
 }  // namespace
 
-OptionFamily twoSidesOptions() { return {"The sides", kOptions}; }
+OptionFamily twoSidesOptions() { return {"The sides", kOptions, Elsewhere::nowhere}; }
 
 TwoSides twoSides(const Arguments& arguments, std::string_view command) {
   const auto operands = operandsOfSides(arguments, command);

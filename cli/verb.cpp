@@ -34,6 +34,8 @@ constexpr std::string_view kOfReadings =
 constexpr std::string_view kOfTexts = R"(0  done
 2  error)";
 
+constexpr std::array kConfiguration{kConfig, kNoConfig};
+
 constexpr auto kVerbs = std::to_array<Verb>({
     {"compare", "tells what differs between two schemas", "SOURCE TARGET\nSOURCE... -- TARGET...",
      R"(Writes all that is in the one schema and not, or not in the same way, in the other.)",
@@ -41,28 +43,29 @@ constexpr auto kVerbs = std::to_array<Verb>({
 kelvane compare install-1.sql upgrade-2.sql -- install-2.sql
 kelvane compare --include 'table:dbo.cust*' --exclude '*_tmp' odbc:DSN=dev odbc:DSN=prod
 kelvane compare --html drift.html prod.json odbc:DSN=prod)",
-     kOfComparisons, compareOptions, runCompare},
+     kOfComparisons, Sides::two, compareOptions, runCompare},
     {"data", "compares the rows of two databases", "SOURCE TARGET\nSOURCE... -- TARGET...",
      R"(Compares the rows of the tables of the source with those of the target, paired by position, and
 tells for each table how many values differ, and whether one side has more rows.)",
      R"(kelvane data odbc:DSN=prod odbc:DSN=copy --table 'price_*' --show 5)", kOfComparisons,
-     dataOptions, runData},
+     Sides::two, dataOptions, runData},
     {"snapshot", "writes a whole schema as JSON", "SIDE",
      R"(The same schema gives the same text, an attribute a line: good to keep beside the scripts.)",
-     R"(kelvane snapshot odbc:DSN=prod -o prod.json)", kOfReadings, snapshotOptions, runSnapshot},
+     R"(kelvane snapshot odbc:DSN=prod -o prod.json)", kOfReadings, Sides::one, snapshotOptions,
+     runSnapshot},
     {"show", "shows what is in a database", "SIDE [OBJECT]\nSIDE... -- OBJECT",
      R"(Writes the objects of a database by kind, or what one of them consists of, or its definition.
 OBJECT is a name, with its owner or without, and with its kind before it where there are several:
 customer, dbo.customer, table:dbo.customer. With a kind, nothing else is read.)",
      R"(kelvane show odbc:DSN=prod table:dbo.customer --sort Length --numeric
 kelvane show --source prod.json find_customer)",
-     kOfReadings, showOptions, runShow},
+     kOfReadings, Sides::one, showOptions, runShow},
     {"list", "lists the names of objects", "SIDE [KIND]\nSIDE... -- KIND",
      R"(Asks a database for the names of its objects, and for nothing else. KIND is table, view,
 procedure, function, user, group or type.)",
-     R"(kelvane list odbc:DSN=prod procedure)", kOfReadings, listOptions, runList},
+     R"(kelvane list odbc:DSN=prod procedure)", kOfReadings, Sides::one, listOptions, runList},
     {"switches", "lists what can be left out of schemas", "", "", "kelvane switches", kOfTexts,
-     noOptions, runSwitches},
+     Sides::none, noOptions, runSwitches},
 });
 
 }  // namespace
@@ -72,6 +75,22 @@ std::span<const Verb> verbs() { return kVerbs; }
 const Verb* verbCalled(std::string_view name) {
   const auto* const found = std::ranges::find(kVerbs, name, &Verb::name);
   return found == kVerbs.end() ? nullptr : found;
+}
+
+std::vector<OptionFamily> familiesOf(const Verb& verb) {
+  std::vector<OptionFamily> families = verb.options();
+  if (verb.sides != Sides::none)
+    families.push_back({"Configuration", kConfiguration, Elsewhere::variables});
+  return families;
+}
+
+std::vector<const Option*> optionsOf(const Verb& verb, Elsewhere elsewhere) {
+  std::vector<const Option*> options;
+  for (const OptionFamily& family : familiesOf(verb)) {
+    if (family.elsewhere < elsewhere) continue;
+    for (const Option& option : family.options) options.push_back(&option);
+  }
+  return options;
 }
 
 constexpr std::string_view kAboutSides =

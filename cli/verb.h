@@ -14,6 +14,13 @@
 
 namespace kelvane::cli {
 
+inline constexpr Option kConfig{"--config", kFile,
+                                "instead of kelvane.toml where it is looked for"};
+inline constexpr Option kNoConfig{"--no-config", "", "read no kelvane.toml"};
+
+// How many sides a verb has.
+enum class Sides { none, one, two };
+
 struct Verb {
   std::string_view name;
   std::string_view brief;     // a line
@@ -21,6 +28,7 @@ struct Verb {
   std::string_view says;      // besides `brief`; may be empty
   std::string_view examples;  // a line each
   std::string_view statuses;  // a line for each exit status
+  Sides sides;
   std::vector<OptionFamily> (*options)();
   ExitStatus (*run)(const Arguments& arguments, const Console& console, const OpenSide& open);
 };
@@ -28,6 +36,11 @@ struct Verb {
 std::span<const Verb> verbs();
 // Null where there is none.
 const Verb* verbCalled(std::string_view name);
+
+// All options of a verb.
+std::vector<OptionFamily> familiesOf(const Verb& verb);
+// Those that may be given there too.
+std::vector<const Option*> optionsOf(const Verb& verb, Elsewhere elsewhere);
 
 // What SOURCE, TARGET and SIDE may be, and where passwords come from.
 extern const std::string_view kAboutSides;

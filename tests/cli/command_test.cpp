@@ -113,7 +113,7 @@ TEST_F(Command, UsageErrorsAreOneLineAndStatus2) {
       {{"compare", "--ase", "11", "a", "b"}, "--ase takes 12.5, 15 or 16, not '11'"},
       {{"compare", "--frob=1", "a", "b"}, "unknown option '--frob'"},
       {{"compare", "--formt", "json", "a"}, "unknown option '--formt'; did you mean '--format'?"},
-      {{"compare", "--verbose=x", "a", "b"}, "option '--verbose' takes no value"},
+      {{"compare", "--verbose=x", "a", "b"}, "--verbose takes true or false, not 'x'"},
       {{"compare", "a", "b", "--trace"}, "option '--trace' needs a FILE"},
       {{"compare", "--trace=", "a", "b"}, "option '--trace' needs a FILE"},
       {{"compare", "--", "--trace", "x", "b"}, kNeeds + "3"},
