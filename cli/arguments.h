@@ -20,7 +20,8 @@ namespace kelvane::cli {
 
 // What the values of options are called says what they are.
 inline constexpr std::string_view kFile = "FILE";
-inline constexpr std::string_view kPattern = "PATTERN", kSetting = "SWITCH=off";
+inline constexpr std::string_view kPattern = "PATTERN", kTablePattern = "TABLES",
+                                  kSetting = "SWITCH=off";
 
 struct Option {
   std::string_view name;   // with its dashes: "--trace"
@@ -29,7 +30,9 @@ struct Option {
   std::span<const std::string_view> choices = {};  // all values that it takes; none: any
   std::string_view shortName = {};                 // "-o"
 
-  bool mayBeRepeated() const { return value == kPattern || value == kSetting; }
+  bool mayBeRepeated() const {
+    return value == kPattern || value == kTablePattern || value == kSetting;
+  }
 };
 
 // Where options may be given besides the command line; each of these includes those before it.

@@ -20,7 +20,7 @@ std::string usageOf(const Verb& verb, std::string_view margin) {
   std::string text;
   const std::string start = std::string(margin) + "kelvane " + std::string(verb.name);
   for (const std::string_view way : linesOf(verb.usage))
-    text += start + " [OPTION]... " + std::string(way) + "\n";
+    text += start + (verb.sides == Sides::none ? " " : " [OPTION]... ") + std::string(way) + "\n";
   return text.empty() ? start + "\n" : text;
 }
 

@@ -31,7 +31,7 @@ constexpr std::array<std::string_view, 2> kNames{"source", "target"};
 constexpr auto kTables = std::to_array<Option>({
     {kMaxDifferences, "N", "leave a table when more than N values differ"},
     {kMaxRows, "N", "compare no more than N rows of a table"},
-    {kTable, kPattern, "only tables with such a name (*, ?), without owner"},
+    {kTable, kTablePattern, "only tables with such a name (*, ?), without owner"},
 });
 constexpr auto kReports = std::to_array<Option>({
     kListingFormat,

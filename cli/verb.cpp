@@ -5,8 +5,11 @@
 
 #include "cli/compare_command.h"
 #include "cli/compare_request.h"
+#include "cli/completion_command.h"
 #include "cli/data_command.h"
 #include "cli/list_command.h"
+#include "cli/object_kinds.h"
+#include "cli/object_search.h"
 #include "cli/show_command.h"
 #include "cli/snapshot_command.h"
 #include "cli/switch_arguments.h"
@@ -15,6 +18,19 @@ namespace kelvane::cli {
 namespace {
 
 std::vector<OptionFamily> noOptions() { return {}; }
+
+std::vector<std::string> nothing() { return {}; }
+std::vector<std::string> kinds() {
+  std::vector<std::string> words;
+  for (const ObjectKind& kind : kObjectKinds) words.emplace_back(kind.word);
+  return words;
+}
+std::vector<std::string> kindsOfObjects() {
+  std::vector<std::string> words = kinds();
+  words.emplace_back(kTriggerWord);
+  for (std::string& word : words) word += ':';
+  return words;
+}
 
 ExitStatus runSwitches(const Arguments& arguments, const Console& console, const OpenSide&) {
   if (!arguments.operands.empty()) throw UsageError("switches takes nothing besides");
@@ -43,29 +59,35 @@ constexpr auto kVerbs = std::to_array<Verb>({
 kelvane compare install-1.sql upgrade-2.sql -- install-2.sql
 kelvane compare --include 'table:dbo.cust*' --exclude '*_tmp' odbc:DSN=dev odbc:DSN=prod
 kelvane compare --html drift.html prod.json odbc:DSN=prod)",
-     kOfComparisons, Sides::two, compareOptions, runCompare},
+     kOfComparisons, Sides::two, nothing, compareOptions, runCompare},
     {"data", "compares the rows of two databases", "SOURCE TARGET\nSOURCE... -- TARGET...",
      R"(Compares the rows of the tables of the source with those of the target, paired by position, and
 tells for each table how many values differ, and whether one side has more rows.)",
      R"(kelvane data odbc:DSN=prod odbc:DSN=copy --table 'price_*' --show 5)", kOfComparisons,
-     Sides::two, dataOptions, runData},
+     Sides::two, nothing, dataOptions, runData},
     {"snapshot", "writes a whole schema as JSON", "SIDE",
      R"(The same schema gives the same text, an attribute a line: good to keep beside the scripts.)",
-     R"(kelvane snapshot odbc:DSN=prod -o prod.json)", kOfReadings, Sides::one, snapshotOptions,
-     runSnapshot},
+     R"(kelvane snapshot odbc:DSN=prod -o prod.json)", kOfReadings, Sides::one, nothing,
+     snapshotOptions, runSnapshot},
     {"show", "shows what is in a database", "SIDE [OBJECT]\nSIDE... -- OBJECT",
      R"(Writes the objects of a database by kind, or what one of them consists of, or its definition.
 OBJECT is a name, with its owner or without, and with its kind before it where there are several:
 customer, dbo.customer, table:dbo.customer. With a kind, nothing else is read.)",
      R"(kelvane show odbc:DSN=prod table:dbo.customer --sort Length --numeric
 kelvane show --source prod.json find_customer)",
-     kOfReadings, Sides::one, showOptions, runShow},
+     kOfReadings, Sides::one, kindsOfObjects, showOptions, runShow},
     {"list", "lists the names of objects", "SIDE [KIND]\nSIDE... -- KIND",
      R"(Asks a database for the names of its objects, and for nothing else. KIND is table, view,
 procedure, function, user, group or type.)",
-     R"(kelvane list odbc:DSN=prod procedure)", kOfReadings, Sides::one, listOptions, runList},
+     R"(kelvane list odbc:DSN=prod procedure)", kOfReadings, Sides::one, kinds, listOptions,
+     runList},
     {"switches", "lists what can be left out of schemas", "", "", "kelvane switches", kOfTexts,
-     Sides::none, noOptions, runSwitches},
+     Sides::none, nothing, noOptions, runSwitches},
+    {"completion", "writes a script that completes command lines", "SHELL",
+     R"(SHELL is bash or zsh. In place of a shell, environments lists the sides that kelvane.toml names.)",
+     R"(source <(kelvane completion bash)
+kelvane completion zsh > ~/.zfunc/_kelvane)",
+     kOfTexts, Sides::none, completionOperands, noOptions, runCompletion},
 });
 
 }  // namespace

@@ -29,6 +29,8 @@ struct Verb {
   std::string_view examples;  // a line each
   std::string_view statuses;  // a line for each exit status
   Sides sides;
+  // What the operand behind the sides may be, or begin with where that ends in a colon.
+  std::vector<std::string> (*further)();
   std::vector<OptionFamily> (*options)();
   ExitStatus (*run)(const Arguments& arguments, const Console& console, const OpenSide& open);
 };
