@@ -8,6 +8,7 @@
 #include "cli/completion_command.h"
 #include "cli/data_command.h"
 #include "cli/list_command.h"
+#include "cli/manual_command.h"
 #include "cli/object_kinds.h"
 #include "cli/object_search.h"
 #include "cli/show_command.h"
@@ -88,6 +89,8 @@ procedure, function, user, group or type.)",
      R"(source <(kelvane completion bash)
 kelvane completion zsh > ~/.zfunc/_kelvane)",
      kOfTexts, Sides::none, completionOperands, noOptions, runCompletion},
+    {"manual", "writes the manual page", "", "", "kelvane manual | man -l -", kOfTexts, Sides::none,
+     nothing, noOptions, runManual},
 });
 
 }  // namespace

@@ -1,6 +1,4 @@
 // The completion scripts, in the shells that they are for.
-#include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -8,6 +6,7 @@
 #include <sstream>
 
 #include "cli/run.h"
+#include "tests/cli/shell.h"
 #include "tests/support/temporary_folder.h"
 
 namespace kelvane::cli {
@@ -23,17 +22,9 @@ class Completion : public ::testing::Test {
     EXPECT_EQ(run(std::vector<std::string>{"completion", shell}, {out, out}), 0);
     return out.str();
   }
-  // What a command writes in the folder, standard error included.
-  std::string outputOf(const std::string& command) const {
-    const std::string line =
-        "cd '" + folder_.string() + "' && env -u KELVANE_NO_CONFIG " + command + " 2>&1";
-    std::FILE* const pipe = popen(line.c_str(), "r");
-    std::string text;
-    std::array<char, 4096> bytes{};
-    while (const std::size_t read = std::fread(bytes.data(), 1, bytes.size(), pipe))
-      text.append(bytes.data(), read);
-    pclose(pipe);
-    return text;
+  std::string outputHere(const std::string& command) const {
+    return kelvane::testing::outputOf("cd '" + folder_.string() + "' && env -u KELVANE_NO_CONFIG " +
+                                      command);
   }
 
   const kelvane::testing::TemporaryFolder folder_;
@@ -46,7 +37,7 @@ TEST_F(Completion, BashCompletesWhatTheVerbsTake) {
   // The words as bash parts them; the last one is completed.
   const std::pair<const char*, const char*> cases[] = {
       {"sn", "snapshot"},
-      {"''", "compare data snapshot show list switches completion --help --version"},
+      {"''", "compare data snapshot show list switches completion manual --help --version"},
       {"compare --ignore-",
        "--ignore-case --ignore-line-breaks --ignore-spaces --ignore-tabs "
        "--ignore-names"},
@@ -77,7 +68,7 @@ TEST_F(Completion, BashCompletesWhatTheVerbsTake) {
     expected += std::string(completions) + "\n";
   }
   write("script", script);
-  EXPECT_EQ(outputOf("bash --norc script"), expected);
+  EXPECT_EQ(outputHere("bash --norc script"), expected);
   EXPECT_FALSE(std::filesystem::exists(folder_ / "ran"));
 }
 
@@ -85,7 +76,7 @@ TEST_F(Completion, ZshCanReadItsScript) {
   if (std::system("command -v zsh >/dev/null") != 0) GTEST_SKIP() << "there is no zsh";
   const std::string script = scriptFor("zsh");
   write("script", script);
-  EXPECT_EQ(outputOf("zsh -f -n script"), "");
+  EXPECT_EQ(outputHere("zsh -f -n script"), "");
   EXPECT_THAT(script, ::testing::HasSubstr(":WHEN:(auto always never)'"));
 }
 
