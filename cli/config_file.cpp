@@ -67,7 +67,7 @@ class Reader {
   std::string fileOf(const toml::key& key, const toml::node& node) const {
     return resolved(textOf(key, node));
   }
-  std::string resolved(const std::string& file) const { return (folder_ / file).string(); }
+  std::string resolved(const std::string& file) const;
   Setting settingOf(const Option& option, const toml::key& key, const toml::node& node) const;
 
   // False where no option is called so.
@@ -89,6 +89,11 @@ std::string Reader::text() const {
   if (file) content << file.rdbuf();
   if (!file) throw CommandError({"'" + path_ + "' cannot be read: " + std::strerror(errno)});
   return content.str();
+}
+
+std::string Reader::resolved(const std::string& file) const {
+  const auto home = variable("HOME");
+  return file.starts_with("~/") && home ? *home + file.substr(1) : (folder_ / file).string();
 }
 
 void Reader::refuseKey(const toml::key& key, std::vector<std::string_view> known) const {

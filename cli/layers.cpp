@@ -67,23 +67,28 @@ std::span<const std::string> sidesOf(const CommandLine& line, const Verb& verb) 
   return all.first(line.parting.value_or(1));
 }
 
+std::string nearestOf(const Environments& environments, std::string_view name) {
+  std::vector<std::string_view> names;
+  for (const auto& [known, environment] : environments) names.push_back(known);
+  return nearestName(name, names);
+}
+
+// The name of the environment that an operand stands for; empty where it stands for none.
 std::string environmentIn(const std::string& operand, const std::optional<ConfigFile>& file) {
-  if (!operand.starts_with(kForced)) {
-    std::error_code ignored;
-    const bool isOne =
-        file && file->environments.contains(operand) && !std::filesystem::exists(operand, ignored);
-    return isOne ? operand : "";
-  }
-  const std::string name = operand.substr(kForced.size());
-  if (!file)
+  const bool isForced = operand.starts_with(kForced);
+  const std::string name = isForced ? operand.substr(kForced.size()) : operand;
+  if (!file && isForced)
     throw UsageError("there is no kelvane.toml here, and none of yours, to find '" + operand +
                      "' in");
-  if (!file->environments.contains(name)) {
-    std::vector<std::string_view> names;
-    for (const auto& [known, environment] : file->environments) names.push_back(known);
-    throw UsageError("there is no [env." + name + "] in " + file->path + nearestName(name, names));
-  }
-  return name;
+  std::error_code ignored;
+  if (!file || (!isForced && std::filesystem::exists(operand, ignored))) return "";
+  if (file->environments.contains(name)) return name;
+  const std::string nearest = nearestOf(file->environments, name);
+  if (isForced) throw UsageError("there is no [env." + name + "] in " + file->path + nearest);
+  if (!nearest.empty())
+    throw UsageError("'" + operand + "' is neither a file nor an environment of " + file->path +
+                     nearest);
+  return "";
 }
 
 void take(const Option& option, const Setting& setting, Arguments& arguments) {

@@ -102,7 +102,7 @@ set = ["Views=off"]
 scripts = "../two.sql"
 exclude = ["table:b*"]
 [env.kept]
-snapshot = "kept.json"
+snapshot = "~/sub/kept.json"
 [env."two.sql"]
 snapshot = "nowhere.json"
 )");
@@ -118,6 +118,9 @@ snapshot = "nowhere.json"
               HasSubstr("'one' is a whole side; nothing can be put beside it"));
   EXPECT_THAT(run({"compare", "one", "two.sql", "--source-user", "u"}),
               HasSubstr("--source-user is for a server, and 'one' is none"));
+  EXPECT_THAT(run({"compare", "keept", "two"}),
+              HasSubstr("'keept' is neither a file nor an environment of sub/kelvane.toml; did you "
+                        "mean 'kept'?"));
   EXPECT_THAT(run({"compare", "env:keept", "two"}),
               HasSubstr("no [env.keept] in sub/kelvane.toml; did you mean 'kept'?"));
 }
