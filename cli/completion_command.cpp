@@ -259,8 +259,8 @@ constexpr auto kOperands = std::to_array<Operand>({
 }  // namespace
 
 std::vector<std::string> completionOperands() {
-  std::vector<std::string> names;
-  for (const Operand& operand : kOperands) names.emplace_back(operand.name);
+  std::vector<std::string> names(kOperands.size());
+  std::ranges::transform(kOperands, names.begin(), &Operand::name);
   return names;
 }
 

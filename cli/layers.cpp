@@ -76,7 +76,7 @@ std::string nearestOf(const Environments& environments, std::string_view name) {
 // The name of the environment that an operand stands for; empty where it stands for none.
 std::string environmentIn(const std::string& operand, const std::optional<ConfigFile>& file) {
   const bool isForced = operand.starts_with(kForced);
-  const std::string name = isForced ? operand.substr(kForced.size()) : operand;
+  std::string name = isForced ? operand.substr(kForced.size()) : operand;
   if (!file && isForced)
     throw UsageError("there is no kelvane.toml here, and none of yours, to find '" + operand +
                      "' in");

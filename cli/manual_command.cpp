@@ -103,7 +103,7 @@ std::string paragraphs(std::string_view text) {
     if (isItem) result += ".IP \\(bu 2\n";
     if (line.empty() || (inItem && !isItem && !goesOn)) result += ".PP\n";
     inItem = isItem || goesOn;
-    line.remove_prefix(std::min(line.find_first_not_of(" "), line.size()));
+    line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
     if (isItem) line.remove_prefix(2);
     if (!line.empty()) result += roff(line) + "\n";
   }

@@ -22,8 +22,8 @@ std::vector<OptionFamily> noOptions() { return {}; }
 
 std::vector<std::string> nothing() { return {}; }
 std::vector<std::string> kinds() {
-  std::vector<std::string> words;
-  for (const ObjectKind& kind : kObjectKinds) words.emplace_back(kind.word);
+  std::vector<std::string> words(kObjectKinds.size());
+  std::ranges::transform(kObjectKinds, words.begin(), &ObjectKind::word);
   return words;
 }
 std::vector<std::string> kindsOfObjects() {
