@@ -11,6 +11,7 @@
 
 #include "cli/console.h"
 #include "cli/near_names.h"
+#include "cli/place.h"
 #include "cli/variable.h"
 #include "cli/verb.h"
 #include "drivers/odbc/connection_string.h"
@@ -77,6 +78,7 @@ class Reader {
   Environment readEnvironment(const std::string& name, const toml::key& at,
                               const toml::table& table) const;
   bool readSideKey(const toml::key& key, const toml::node& node, Environment& environment) const;
+  void checkConnection(const std::string& connection, const toml::node& at) const;
   void check(const std::string& name, const toml::key& at, const Environment& environment) const;
 
   std::string path_;
@@ -176,6 +178,15 @@ void Reader::readVerb(const Verb& verb, const toml::table& table, Settings& sett
   }
 }
 
+void Reader::checkConnection(const std::string& connection, const toml::node& at) const {
+  if (odbc::ConnectionString(toUtf16(connection)).find(odbc::kPasswordKeywords))
+    refuse(at.source(),
+           "a password does not belong here; leave it out of connection, and name a file that only "
+           "you may read as password-file");
+  if (connection.find('=') == connection.npos)
+    refuse(at.source(), "connection takes a connection string such as DSN=prod;UID=sa");
+}
+
 bool Reader::readSideKey(const toml::key& key, const toml::node& node,
                          Environment& environment) const {
   if (key.str() == kScripts) {
@@ -186,11 +197,10 @@ bool Reader::readSideKey(const toml::key& key, const toml::node& node,
   const auto* const known = std::ranges::find(kSideKeys, key.str(), &SideKey::name);
   if (known == kSideKeys.end()) return false;
   environment.*known->text = known->isFile ? fileOf(key, node) : textOf(key, node);
-  const auto& connection = environment.connection;
-  if (connection && odbc::ConnectionString(toUtf16(*connection)).find(odbc::kPasswordKeywords))
-    refuse(node.source(),
-           "a password does not belong here; leave it out of connection, and name a "
-           "file that only you may read as password-file");
+  if (known->text != &Environment::connection) return true;
+  std::string& connection = *environment.connection;
+  if (connection.starts_with(kServerMark)) connection.erase(0, kServerMark.size());
+  checkConnection(connection, node);
   return true;
 }
 

@@ -28,6 +28,11 @@ struct Environment {
 
   bool isServer() const { return connection || dsn || server; }
 };
+// What stands before the name of an environment that is meant even where there is such a file.
+inline constexpr std::string_view kForcedEnvironment = "env:";
+inline std::string_view environmentName(std::string_view operand) {
+  return operand.substr(operand.starts_with(kForcedEnvironment) ? kForcedEnvironment.size() : 0);
+}
 using Environments = std::map<std::string, Environment, std::less<>>;
 
 }  // namespace kelvane::cli

@@ -5,12 +5,11 @@
 #include <utility>
 
 #include "cli/near_names.h"
+#include "cli/one_side.h"
 #include "cli/variable.h"
 
 namespace kelvane::cli {
 namespace {
-
-constexpr std::string_view kForced = "env:";
 
 std::string variableOf(const Option& option) {
   std::string name = "KELVANE_";
@@ -63,7 +62,7 @@ void join(const Settings& more, const Verb& verb, Settings& all) {
 std::span<const std::string> sidesOf(const CommandLine& line, const Verb& verb) {
   const std::span<const std::string> all = line.operands;
   if (verb.sides == Sides::two) return all;
-  if (find(line.settings, "--server") != nullptr || all.empty()) return {};
+  if (find(line.settings, kOneSide.server) != nullptr || all.empty()) return {};
   return all.first(line.parting.value_or(1));
 }
 
@@ -75,8 +74,8 @@ std::string nearestOf(const Environments& environments, std::string_view name) {
 
 // The name of the environment that an operand stands for; empty where it stands for none.
 std::string environmentIn(const std::string& operand, const std::optional<ConfigFile>& file) {
-  const bool isForced = operand.starts_with(kForced);
-  std::string name = isForced ? operand.substr(kForced.size()) : operand;
+  const bool isForced = operand.starts_with(kForcedEnvironment);
+  std::string name(environmentName(operand));
   if (!file && isForced)
     throw UsageError("there is no kelvane.toml here, and none of yours, to find '" + operand +
                      "' in");

@@ -30,7 +30,6 @@ constexpr auto kOptions = std::to_array<Option>({
     {kVerbose, "", "tell what in the scripts was accepted and ignored"},
 });
 
-constexpr std::string_view kServerMark = "odbc:";
 constexpr std::string_view kDefaultDriver = "FreeTDS";
 
 std::string text(std::string_view option) { return std::string(option); }
@@ -126,11 +125,6 @@ ServerPlace serverOfOptions(const Arguments& arguments, const SideOptions& optio
   throw UsageError("'" + side + "' is a whole side; nothing can be put beside it");
 }
 
-std::string nameIn(const std::string& operand) {
-  constexpr std::string_view kForced = "env:";
-  return operand.starts_with(kForced) ? operand.substr(kForced.size()) : operand;
-}
-
 bool isSnapshot(const std::vector<std::string>& operands) {
   return operands.size() == 1 && operands.front().ends_with(kSnapshotEnding);
 }
@@ -149,15 +143,14 @@ ServerPlace serverOfEnvironment(const std::string& name, const Environment& envi
     words.driver = environment.odbcDriver;
   if (environment.connection && (words.user || words.database))
     throw UsageError("'" + name + "' has a connection string, which says who logs in and where to");
-  ServerPlace place{{}, addressOf(words), said(options.passwordFile, environment.passwordFile), {}};
-  if (environment.connection)
-    place.address = odbc::ConnectionString(toUtf16(*environment.connection));
-  place.name =
-      name + " (" +
-      (environment.server ? *environment.server
-                          : text(kServerMark) + toUtf8(odbc::masked(place.address.text()))) +
-      ")";
-  return place;
+  const odbc::ConnectionString address =
+      environment.connection ? odbc::ConnectionString(toUtf16(*environment.connection))
+                             : addressOf(words);
+  const std::string shown = environment.server
+                                ? *environment.server
+                                : text(kServerMark) + toUtf8(odbc::masked(address.text()));
+  return {
+      name + " (" + shown + ")", address, said(options.passwordFile, environment.passwordFile), {}};
 }
 
 Place placeOfEnvironment(const std::string& name, const Environment& environment,
@@ -192,8 +185,9 @@ Place placeOf(const Arguments& arguments, const std::vector<std::string>& operan
   const auto named = std::ranges::find_if(
       operands, [&](const auto& operand) { return arguments.environments.contains(operand); });
   if (named != operands.end()) {
-    if (operands.size() > 1) refuseCompany(nameIn(*named));
-    return placeOfEnvironment(nameIn(*named), arguments.environments.at(*named), arguments, options,
+    const std::string name(environmentName(*named));
+    if (operands.size() > 1) refuseCompany(name);
+    return placeOfEnvironment(name, arguments.environments.at(*named), arguments, options,
                               settings);
   }
   if (!byOption) {
@@ -220,7 +214,8 @@ Place placeOf(const Arguments& arguments, const std::vector<std::string>& operan
 std::string nameOf(const Place& place, const std::vector<std::string>& operands) {
   if (const auto* server = std::get_if<ServerPlace>(&place)) return server->name;
   std::string names;
-  for (const std::string& operand : operands) names += (names.empty() ? "" : " ") + nameIn(operand);
+  for (const std::string& operand : operands)
+    names += (names.empty() ? "" : " ") + std::string(environmentName(operand));
   return names;
 }
 

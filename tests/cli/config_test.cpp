@@ -159,7 +159,7 @@ dsn = "prod"
 user = "sa"
 password-file = "secret"
 [env.text]
-connection = "DSN=test;UID=sa"
+connection = "odbc:DSN=test;UID=sa"
 password-file = "secret"
 )");
   run({"list", "host", "--database", "other"}, seen);
@@ -192,6 +192,8 @@ TEST_F(Config, WhatMeansNothingIsRefusedWithItsPlace) {
       {"include = ['x:y']",
        "1:1: include 'x:y': 'x' is no kind; write table, view, procedure, function, user, group or "
        "type; see kelvane --help"},
+      {"[env.a]\nconnection = 'prod'",
+       "2:14: connection takes a connection string such as DSN=prod;UID=sa"},
       {"env = 1", "1:7: env is a section, [env]"},
       {"[env.a]\nuser = 'u'",
        "1:6: [env.a] needs one of connection, dsn, scripts, server and snapshot"},
