@@ -187,30 +187,31 @@ std::string zshAction(const Option& option) {
   return option.value == kPattern ? "_kelvane_pattern" : candidatesOf(values);
 }
 
-void addZshOption(const Option& option, std::vector<std::string>& specs) {
+void addZshOption(const Option& option, std::vector<std::string>& arguments) {
   const std::vector<std::string> names = namesOf(option);
   for (const std::string& name : names) {
-    std::string spec = option.mayBeRepeated() ? "*" : "";
-    if (names.size() > 1) spec = "(" + names[0] + " " + names[1] + ")";
-    spec += name + (option.value.empty() ? "" : name.starts_with("--") ? "=" : "+");
-    spec += bracketed(option.help);
+    std::string argument = option.mayBeRepeated() ? "*" : "";
+    if (names.size() > 1) argument = "(" + names[0] + " " + names[1] + ")";
+    argument += name + (option.value.empty() ? "" : name.starts_with("--") ? "=" : "+");
+    argument += bracketed(option.help);
     if (!option.value.empty()) {
       const std::string_view value = option.value.substr(0, option.value.find('='));
-      spec += ":" + std::string(value) + ":" + zshAction(option);
+      argument += ":" + std::string(value) + ":" + zshAction(option);
     }
-    specs.push_back(std::move(spec));
+    arguments.push_back(std::move(argument));
   }
 }
 
-std::vector<std::string> zshSpecs(const Verb& verb) {
-  std::vector<std::string> specs{"(- *)--help[write help]"};
-  for (const Option* option : optionsOf(verb, Elsewhere::nowhere)) addZshOption(*option, specs);
-  if (verb.sides == Sides::one) specs.emplace_back("1:side:_kelvane_side");
-  if (verb.sides == Sides::two) specs.emplace_back("*:side:_kelvane_side");
+std::vector<std::string> zshArguments(const Verb& verb) {
+  std::vector<std::string> arguments{"(- *)--help[write help]"};
+  for (const Option* option : optionsOf(verb, Elsewhere::nowhere)) addZshOption(*option, arguments);
+  if (verb.sides == Sides::one) arguments.emplace_back("1:side:_kelvane_side");
+  if (verb.sides == Sides::two) arguments.emplace_back("*:side:_kelvane_side");
   if (const std::vector<std::string> further = verb.further(); !further.empty())
-    specs.push_back("*:what:" + (further[0].ends_with(':') ? "compadd -S '' -- " + quoted(further)
-                                                           : candidatesOf(further)));
-  return specs;
+    arguments.push_back("*:what:" + (further[0].ends_with(':')
+                                         ? "compadd -S '' -- " + quoted(further)
+                                         : candidatesOf(further)));
+  return arguments;
 }
 
 void writeZsh(std::ostream& out) {
@@ -229,7 +230,8 @@ void writeZsh(std::ostream& out) {
 )zsh";
   for (const Verb& verb : verbs()) {
     out << "    " << verb.name << ")\n      _arguments -s -S";
-    for (const std::string& spec : zshSpecs(verb)) out << " \\\n        " << quoted(spec);
+    for (const std::string& argument : zshArguments(verb))
+      out << " \\\n        " << quoted(argument);
     out << "\n      ;;\n";
   }
   out << "    esac\n    ;;\n  esac\n}\n\n_kelvane \"$@\"\n";
