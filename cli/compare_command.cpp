@@ -150,9 +150,8 @@ diffSchema compared(const std::array<Schema, 2>& schemas, const CompareRequest& 
 
 }  // namespace
 
-ExitStatus runCompare(std::span<const std::string> words, const Console& console,
-                      const OpenSide& open) {
-  const CompareRequest request = parseCompare(words);
+ExitStatus runCompare(const Arguments& arguments, const Console& console, const OpenSide& open) {
+  const CompareRequest request = parseCompare(arguments);
   const auto known =
       request.accept ? loadKnownDifferences(*request.accept) : std::vector<KnownDifference>();
   Readings readings =

@@ -28,12 +28,14 @@ constexpr std::string_view kMaxDifferences = "--max-differences", kMaxRows = "--
                            kShow = "--show", kTable = "--table";
 constexpr std::array<std::string_view, 2> kNames{"source", "target"};
 
-constexpr auto kOptions = std::to_array<Option>({
-    kListingFormat,
+constexpr auto kTables = std::to_array<Option>({
     {kMaxDifferences, "N", "leave a table when more than N values differ"},
     {kMaxRows, "N", "compare no more than N rows of a table"},
+    {kTable, kTablePattern, "only tables with such a name or owner.name (*, ?)"},
+});
+constexpr auto kReports = std::to_array<Option>({
+    kListingFormat,
     {kShow, "N", "show the first N differing values of every table"},
-    {kTable, "PATTERN", "only tables with such a name or owner.name (*, ?). May be repeated"},
 });
 
 std::optional<std::int32_t> number(const Arguments& arguments, std::string_view option) {
@@ -43,7 +45,7 @@ std::optional<std::int32_t> number(const Arguments& arguments, std::string_view 
   const char* const end = value->data() + value->size();
   const auto [stop, error] = std::from_chars(value->data(), end, result);
   if (error != std::errc() || stop != end || result < 0)
-    throw UsageError(std::string(option) + " takes a number from 0 to " +
+    throw UsageError(arguments.called(option) + " takes a number from 0 to " +
                      std::to_string(std::numeric_limits<std::int32_t>::max()) + ", not '" + *value +
                      "'");
   return result;
@@ -71,9 +73,7 @@ struct DataRequest {
   std::optional<std::string> trace;
 };
 
-DataRequest parseData(std::span<const std::string> words) {
-  const std::vector<Option> options = dataOptions();
-  const Arguments arguments = parseArguments(words, options);
+DataRequest parseData(const Arguments& arguments) {
   DataRequest request{twoSides(arguments, "data"), Limits(arguments),      {}, 0,
                       listingFormatOf(arguments),  arguments.value(kTrace)};
   for (const std::string& pattern : arguments.values(kTable))
@@ -317,13 +317,12 @@ DataReport compareData(const DataRequest& request, std::array<ado::Connection*, 
 
 }  // namespace
 
-std::vector<Option> dataOptions() {
-  return sortedOptions({kOptions, twoSidesOptions(), readingOptions()});
+std::vector<OptionFamily> dataOptions() {
+  return {twoSidesOptions(), {"Tables", kTables}, {"Reports", kReports}, readingOptions()};
 }
 
-ExitStatus runData(std::span<const std::string> words, const Console& console,
-                   const OpenSide& open) {
-  const DataRequest request = parseData(words);
+ExitStatus runData(const Arguments& arguments, const Console& console, const OpenSide& open) {
+  const DataRequest request = parseData(arguments);
   std::vector<NamedPlace> places{{kNames[0], request.sides.places[0]},
                                  {kNames[1], request.sides.places[1]}};
   const auto sides = openSides(places, console, open);
