@@ -39,7 +39,12 @@ ExitStatus runSwitches(const Arguments& arguments, const Console& console, const
   return kNoDifference;
 }
 
-constexpr std::string_view kOfComparisons =
+constexpr std::string_view kOfSchemas =
+    R"(0  no difference, or none that is not accepted
+1  differences that are not accepted
+2  error
+3  something could not be loaded or read, so equality is not proven)";
+constexpr std::string_view kOfRows =
     R"(0  no difference
 1  differences
 2  error
@@ -60,12 +65,12 @@ constexpr auto kVerbs = std::to_array<Verb>({
 kelvane compare install-1.sql upgrade-2.sql -- install-2.sql
 kelvane compare --include 'table:dbo.cust*' --exclude '*_tmp' odbc:DSN=dev odbc:DSN=prod
 kelvane compare --html drift.html prod.json odbc:DSN=prod)",
-     kOfComparisons, Sides::two, nothing, compareOptions, runCompare},
+     kOfSchemas, Sides::two, nothing, compareOptions, runCompare},
     {"data", "compares the rows of two databases", "SOURCE TARGET\nSOURCE... -- TARGET...",
      R"(Compares the rows of the tables of the source with those of the target, paired by position, and
 tells for each table how many values differ, and whether one side has more rows.)",
-     R"(kelvane data odbc:DSN=prod odbc:DSN=copy --table 'price_*' --show 5)", kOfComparisons,
-     Sides::two, nothing, dataOptions, runData},
+     R"(kelvane data odbc:DSN=prod odbc:DSN=copy --table 'price_*' --show 5)", kOfRows, Sides::two,
+     nothing, dataOptions, runData},
     {"snapshot", "writes a whole schema as JSON", "SIDE",
      R"(The same schema gives the same text, an attribute a line: good to keep beside the scripts.)",
      R"(kelvane snapshot odbc:DSN=prod -o prod.json)", kOfReadings, Sides::one, nothing,
@@ -125,6 +130,7 @@ constexpr std::string_view kAboutSides =
   - a live server: odbc: and a connection string, such as odbc:DSN=prod;UID=sa, or the options
     --source-server, --target-server and --server
   - a snapshot: a file that kelvane snapshot wrote, with a name that ends in .json; it has no rows
+  - an environment: the NAME of a section [env.NAME] of kelvane.toml
 A -- between SOURCE and TARGET parts them where one is several scripts; before all, it ends the
 options.
 
