@@ -15,3 +15,5 @@ go
 select replicate('', 2147483647), round(1e300, -400), str(1, 2000000000, 2000000000)
 go
 select dateadd(yy, 9223372036854775807, getdate()), dateadd(qq, -9223372036854775807, getdate())
+go
+select round(10, 2000000000), round(9223372036854775807, -1), round(1e300, 300), round(15, -2000000000)
