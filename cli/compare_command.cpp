@@ -1,5 +1,6 @@
 #include "cli/compare_command.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <memory>
@@ -134,6 +135,16 @@ void select(const Selection& selection, CaseMode mode, std::vector<SideReading>&
     console.complain(pattern + " matches no object");
 }
 
+void tellNotes(const std::vector<std::string>& notes, const CompareRequest& request,
+               const Console& console) {
+  // On a terminal the last line of a text has just said them.
+  const auto saysThem = [](const Output& output) {
+    return !output.file && output.format != Format::json && output.format != Format::html;
+  };
+  if (console.outIsTerminal && std::ranges::any_of(request.outputs, saysThem)) return;
+  for (const std::string& note : notes) console.complain(note);
+}
+
 diffSchema compared(const std::array<Schema, 2>& schemas, const CompareRequest& request,
                     const cComparisonOptions& switches, CaseMode mode, const Console& console,
                     std::vector<std::string>& gaps) {
@@ -150,9 +161,8 @@ diffSchema compared(const std::array<Schema, 2>& schemas, const CompareRequest& 
 
 }  // namespace
 
-ExitStatus runCompare(std::span<const std::string> words, const Console& console,
-                      const OpenSide& open) {
-  const CompareRequest request = parseCompare(words);
+ExitStatus runCompare(const Arguments& arguments, const Console& console, const OpenSide& open) {
+  const CompareRequest request = parseCompare(arguments);
   const auto known =
       request.accept ? loadKnownDifferences(*request.accept) : std::vector<KnownDifference>();
   Readings readings =
@@ -192,7 +202,7 @@ ExitStatus runCompare(std::span<const std::string> words, const Console& console
     header.renames = probableRenames(differences, schemas[0], schemas[1]);
   }
   const ExitStatus status = report(differences, request, header, console);
-  for (const std::string& line : header.notes) console.complain(line);
+  tellNotes(header.notes, request, console);
   for (const std::string& line : gaps) console.complain(line);
   if (status == kError || header.coverage() == Coverage::complete) return status;
   console.complain("not everything could be compared: equality is not proven");

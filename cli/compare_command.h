@@ -3,17 +3,14 @@
 // Lifetime and threading: a free function; nothing is kept.
 #pragma once
 
-#include <span>
-#include <string>
-
+#include "cli/arguments.h"
 #include "cli/console.h"
 #include "cli/side.h"
 
 namespace kelvane::cli {
 
-// `words`: what stands behind "compare". Writes the differences to console.out or to files and
+// Writes the differences to console.out or to files and
 // complaints to console.err. Throws UsageError and CommandError.
-ExitStatus runCompare(std::span<const std::string> words, const Console& console,
-                      const OpenSide& open);
+ExitStatus runCompare(const Arguments& arguments, const Console& console, const OpenSide& open);
 
 }  // namespace kelvane::cli

@@ -48,9 +48,9 @@ struct CompareRequest {
   std::optional<std::string> accept = {}, writeAccept = {};  // files of known differences
 };
 
-std::vector<Option> compareOptions();
+std::vector<OptionFamily> compareOptions();
 
-// `words`: what stands behind "compare". Opens nothing and asks for no password. Throws UsageError.
-CompareRequest parseCompare(std::span<const std::string> words);
+// Opens nothing and asks for no password. Throws UsageError.
+CompareRequest parseCompare(const Arguments& arguments);
 
 }  // namespace kelvane::cli

@@ -28,12 +28,14 @@ constexpr std::string_view kMaxDifferences = "--max-differences", kMaxRows = "--
                            kShow = "--show", kTable = "--table";
 constexpr std::array<std::string_view, 2> kNames{"source", "target"};
 
-constexpr auto kOptions = std::to_array<Option>({
-    kListingFormat,
+constexpr auto kTables = std::to_array<Option>({
     {kMaxDifferences, "N", "leave a table when more than N values differ"},
     {kMaxRows, "N", "compare no more than N rows of a table"},
+    {kTable, kTablePattern, "only tables with such a name or owner.name (*, ?)"},
+});
+constexpr auto kReports = std::to_array<Option>({
+    kListingFormat,
     {kShow, "N", "show the first N differing values of every table"},
-    {kTable, "PATTERN", "only tables with such a name (*, ?), without owner. May be repeated"},
 });
 
 std::optional<std::int32_t> number(const Arguments& arguments, std::string_view option) {
@@ -43,7 +45,7 @@ std::optional<std::int32_t> number(const Arguments& arguments, std::string_view 
   const char* const end = value->data() + value->size();
   const auto [stop, error] = std::from_chars(value->data(), end, result);
   if (error != std::errc() || stop != end || result < 0)
-    throw UsageError(std::string(option) + " takes a number from 0 to " +
+    throw UsageError(arguments.called(option) + " takes a number from 0 to " +
                      std::to_string(std::numeric_limits<std::int32_t>::max()) + ", not '" + *value +
                      "'");
   return result;
@@ -71,9 +73,7 @@ struct DataRequest {
   std::optional<std::string> trace;
 };
 
-DataRequest parseData(std::span<const std::string> words) {
-  const std::vector<Option> options = dataOptions();
-  const Arguments arguments = parseArguments(words, options);
+DataRequest parseData(const Arguments& arguments) {
   DataRequest request{twoSides(arguments, "data"), Limits(arguments),      {}, 0,
                       listingFormatOf(arguments),  arguments.value(kTrace)};
   for (const std::string& pattern : arguments.values(kTable))
@@ -88,37 +88,67 @@ DataRequest parseData(std::span<const std::string> words) {
   return request;
 }
 
-// The wanted tables of both sides.
+struct OwnedTable {
+  std::u16string owner, name;
+
+  std::u16string qualified() const { return owner + u"." + name; }
+};
+
+// The wanted tables of both sides, by the names that they have in statements.
 struct TableNames {
   std::array<std::set<std::u16string>, 2> wanted;
-  std::vector<std::u16string> ofSource;  // in its order
-  std::vector<std::string> gaps;         // names that several owners' tables have
+  std::vector<std::u16string> ofSource;            // in its order
+  std::map<std::u16string, std::u16string> known;  // those of the source by owner and name
 };
+
+struct UserTables {
+  std::vector<OwnedTable> tables;
+  std::u16string user;  // whom a bare name is first looked for with, before dbo
+};
+
+UserTables userTables(ado::Connection& connection) {
+  UserTables result;
+  const auto rows = connection.Open(
+      u"select name, user_name(uid), user_name() from sysobjects where type = 'U' order by name, "
+      u"uid",
+      ado::kClientCursor);
+  for (; !rows->EndOfRows(); rows->MoveNext()) {
+    result.tables.push_back({rows->Fields(1).Value().toText(), rows->Fields(0).Value().toText()});
+    result.user = rows->Fields(2).Value().toText();
+  }
+  return result;
+}
 
 TableNames tableNames(std::array<ado::Connection*, 2> connections,
                       const std::vector<std::u16string>& patterns) {
+  constexpr std::u16string_view kOwner = u"dbo";
+  const std::array<UserTables, 2> sides{userTables(*connections[0]), userTables(*connections[1])};
+  // Names that would not lead to dbo's table on either side.
+  std::set<std::u16string> hidden;
+  for (const auto& [tables, user] : sides) {
+    for (const OwnedTable& table : tables) {
+      if (table.owner == user && user != kOwner) hidden.insert(table.name);
+    }
+  }
   TableNames result;
   std::vector<bool> used(patterns.size());
   for (std::size_t side = 0; side < 2; ++side) {
-    std::set<std::u16string> several;
-    const auto rows = connections[side]->Open(
-        u"select name from sysobjects where type = 'U' order by name", ado::kClientCursor);
-    for (; !rows->EndOfRows(); rows->MoveNext()) {
-      const std::u16string name = rows->Fields(0).Value().toText();
+    for (const OwnedTable& table : sides[side].tables) {
       bool wanted = patterns.empty();
       for (std::size_t pattern = 0; pattern < patterns.size(); ++pattern) {
-        if (!matchesPattern(name, patterns[pattern])) continue;
+        if (!matchesPattern(table.name, patterns[pattern]) &&
+            !matchesPattern(table.qualified(), patterns[pattern]))
+          continue;
         wanted = used[pattern] = true;
       }
       if (!wanted) continue;
-      if (!result.wanted[side].insert(name).second)
-        several.insert(name);
-      else if (side == 0)
-        result.ofSource.push_back(name);
+      const bool isBare = table.owner == kOwner && !hidden.contains(table.name);
+      const std::u16string name = isBare ? table.name : table.qualified();
+      result.wanted[side].insert(name);
+      if (side > 0) continue;
+      result.ofSource.push_back(name);
+      result.known[table.qualified()] = name;
     }
-    for (const std::u16string& name : several)
-      result.gaps.push_back(std::string(kNames[side]) + ": several owners have a table '" +
-                            toUtf8(name) + "'; only the one that the login sees was compared");
   }
   std::vector<std::string> unused;
   for (std::size_t pattern = 0; pattern < patterns.size(); ++pattern) {
@@ -138,7 +168,7 @@ RowCounts countedRows(ado::Connection& connection, const std::vector<std::u16str
       const auto answer = connection.Open(u"select count(*) from " + table, ado::kClientCursor);
       rows[table] = ado::NullToLong(answer->Fields(0).Value());
     } catch (const RuntimeError&) {
-      // Another owner's: it cannot be compared either.
+      // It cannot be compared either.
       rows[table] = 0;
     }
   }
@@ -146,17 +176,23 @@ RowCounts countedRows(ado::Connection& connection, const std::vector<std::u16str
 }
 
 // About how many rows the tables of a server have, as far as it says so.
-RowCounts estimatedRows(ado::Connection& connection) {
+RowCounts estimatedRows(ado::Connection& connection,
+                        const std::map<std::u16string, std::u16string>& known) {
   constexpr std::array<std::u16string_view, 2> kStatements{
-      u"select name, row_count(db_id(), id) from sysobjects where type = 'U'",
-      u"select o.name, rowcnt(i.doampg) from sysobjects o, sysindexes i where o.type = 'U' and "
+      u"select name, user_name(uid), row_count(db_id(), id) from sysobjects where type = 'U'",
+      u"select o.name, user_name(o.uid), rowcnt(i.doampg) from sysobjects o, sysindexes i where "
+      u"o.type = 'U' and "
       u"i.id = o.id and i.indid in (0, 1)"};
   RowCounts rows;
   for (const std::u16string_view statement : kStatements) {
     try {
       const auto answer = connection.Open(statement, ado::kClientCursor);
-      for (; !answer->EndOfRows(); answer->MoveNext())
-        rows[answer->Fields(0).Value().toText()] = ado::NullToLong(answer->Fields(1).Value());
+      for (; !answer->EndOfRows(); answer->MoveNext()) {
+        const OwnedTable table{answer->Fields(1).Value().toText(),
+                               answer->Fields(0).Value().toText()};
+        const auto name = known.find(table.qualified());
+        if (name != known.end()) rows[name->second] = ado::NullToLong(answer->Fields(2).Value());
+      }
       return rows;
     } catch (const RuntimeError&) {
       // A server of another release: the next statement is for it.
@@ -172,7 +208,7 @@ std::vector<ExpectedTable> expectedTables(const DataRequest& request, const Tabl
   if (line.isShown()) {
     rows = std::holds_alternative<ScriptPlace>(request.sides.places[0])
                ? countedRows(source, names.ofSource)
-               : estimatedRows(source);
+               : estimatedRows(source, names.known);
   }
   std::vector<ExpectedTable> tables;
   for (const std::u16string& name : names.ofSource) {
@@ -253,10 +289,10 @@ DataReport compareData(const DataRequest& request, std::array<ado::Connection*, 
   };
 
   std::array<TracingConnection, 2> lists{traced(*connections[0], 0), traced(*connections[1], 1)};
-  TableNames names = tableNames({&lists[0], &lists[1]}, request.patterns);
+  const TableNames names = tableNames({&lists[0], &lists[1]}, request.patterns);
   DataProgress progress(line, expectedTables(request, names, *connections[0], line));
   std::function<bool()> isOver;
-  DataWatch watch(names.wanted[0], request.shown,
+  DataWatch watch(names.ofSource, request.shown,
                   {[&](std::size_t table) { progress.tableBegins(table); },
                    [&] { progress.rowPassed(); }, [&] { return isOver(); }});
   WatchedConnection source(*connections[0], watch, 0), target(*connections[1], watch, 1);
@@ -268,7 +304,7 @@ DataReport compareData(const DataRequest& request, std::array<ado::Connection*, 
   comparison.ConnSource = &compared[0];
   comparison.ConnTarget = &compared[1];
   comparison.Observer = &watch;
-  DataReport report{request.sides.shown, std::move(names.gaps), {}};
+  DataReport report{request.sides.shown, {}, {}};
   try {
     comparison.Compare();
   } catch (const RuntimeError& error) {
@@ -281,13 +317,12 @@ DataReport compareData(const DataRequest& request, std::array<ado::Connection*, 
 
 }  // namespace
 
-std::vector<Option> dataOptions() {
-  return sortedOptions({kOptions, twoSidesOptions(), readingOptions()});
+std::vector<OptionFamily> dataOptions() {
+  return {twoSidesOptions(), {"Tables", kTables}, {"Reports", kReports}, readingOptions()};
 }
 
-ExitStatus runData(std::span<const std::string> words, const Console& console,
-                   const OpenSide& open) {
-  const DataRequest request = parseData(words);
+ExitStatus runData(const Arguments& arguments, const Console& console, const OpenSide& open) {
+  const DataRequest request = parseData(arguments);
   std::vector<NamedPlace> places{{kNames[0], request.sides.places[0]},
                                  {kNames[1], request.sides.places[1]}};
   const auto sides = openSides(places, console, open);

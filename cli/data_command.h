@@ -3,8 +3,6 @@
 // Lifetime and threading: free functions; nothing is kept.
 #pragma once
 
-#include <span>
-#include <string>
 #include <vector>
 
 #include "cli/arguments.h"
@@ -13,12 +11,11 @@
 
 namespace kelvane::cli {
 
-std::vector<Option> dataOptions();
+std::vector<OptionFamily> dataOptions();
 
-// `words`: what stands behind "data". Compares the rows of the tables of two databases, writes what
+// Compares the rows of the tables of two databases, writes what
 // became of each table to console.out and complaints to console.err. Throws UsageError and
 // CommandError.
-ExitStatus runData(std::span<const std::string> words, const Console& console,
-                   const OpenSide& open);
+ExitStatus runData(const Arguments& arguments, const Console& console, const OpenSide& open);
 
 }  // namespace kelvane::cli

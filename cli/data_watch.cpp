@@ -125,11 +125,8 @@ std::unique_ptr<ado::Recordset> WatchedConnection::Open(std::u16string_view sour
   if (side_ == 0 && !std::exchange(listed_, true)) {
     const auto all = inner_.Open(source, mode);
     ado::RowSet wanted{{all->Fields(0).Name()}, {}};
-    std::set<std::u16string> rest = watch_.wanted_;
-    for (; !all->EndOfRows(); all->MoveNext()) {
-      const std::u16string name = all->Fields(0).Value().toText();
-      if (rest.erase(name) > 0) wanted.rows.push_back({ado::StoredValue(name)});
-    }
+    for (const std::u16string& name : watch_.wanted_)
+      wanted.rows.push_back({ado::StoredValue(name)});
     return std::make_unique<ado::ClientRecordset>(std::deque{std::move(wanted)});
   }
   if (side_ == 0) watch_.begin();

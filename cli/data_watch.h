@@ -10,7 +10,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,7 +44,7 @@ class DataWatch final : public ValueObserver {
   };
 
   // Of every table at most `most` values are kept.
-  DataWatch(std::set<std::u16string> wanted, std::size_t most, Events events)
+  DataWatch(std::vector<std::u16string> wanted, std::size_t most, Events events)
       : wanted_(std::move(wanted)), most_(most), events_(std::move(events)) {}
 
   // As many as the comparison asked the source for, in that order.
@@ -62,7 +61,7 @@ class DataWatch final : public ValueObserver {
   void keep(std::int64_t row, const std::u16string& field, const ado::Value& source,
             const ado::Value& target);
 
-  std::set<std::u16string> wanted_;
+  std::vector<std::u16string> wanted_;
   std::size_t most_;
   Events events_;
   std::vector<WatchedTable> tables_;
@@ -76,7 +75,7 @@ class WatchedConnection final : public ado::Connection {
   WatchedConnection(ado::Connection& inner, DataWatch& watch, std::size_t side)
       : inner_(inner), watch_(watch), side_(side) {}
 
-  // The source is asked for the tables first; it answers with the wanted ones, each once. Rows that
+  // The source is asked for the tables first; it answers with the wanted ones. Rows that
   // nobody asked for are not fetched when a recordset is released.
   std::unique_ptr<ado::Recordset> Open(std::u16string_view source,
                                        const ado::OpenMode& mode) override;

@@ -23,9 +23,7 @@ struct ListRequest {
   std::optional<std::string> trace;
 };
 
-ListRequest parseList(std::span<const std::string> words) {
-  const std::vector<Option> options = listOptions();
-  const Arguments arguments = parseArguments(words, options);
+ListRequest parseList(const Arguments& arguments) {
   ListRequest request{.side = oneSide(arguments, "list", "KIND"), .trace = arguments.value(kTrace)};
   request.format = listingFormatOf(arguments);
   refuseOverwriting(arguments, kTrace, {&kOneSide, 1});
@@ -53,13 +51,12 @@ void writeText(const ObjectListing& listing, std::ostream& out) {
 
 }  // namespace
 
-std::vector<Option> listOptions() {
-  return sortedOptions({kOptions, oneSideOptions(), readingOptions()});
+std::vector<OptionFamily> listOptions() {
+  return {oneSideOptions(), {"The list", kOptions}, readingOptions()};
 }
 
-ExitStatus runList(std::span<const std::string> words, const Console& console,
-                   const OpenSide& open) {
-  const ListRequest request = parseList(words);
+ExitStatus runList(const Arguments& arguments, const Console& console, const OpenSide& open) {
+  const ListRequest request = parseList(arguments);
   std::vector<NamedPlace> places{{"side", request.side.place}};
   const auto sides = openSides(places, console, open);
   std::optional<WrittenFile> traceFile;

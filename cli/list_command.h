@@ -3,8 +3,6 @@
 // Lifetime and threading: free functions; nothing is kept.
 #pragma once
 
-#include <span>
-#include <string>
 #include <vector>
 
 #include "cli/arguments.h"
@@ -13,11 +11,10 @@
 
 namespace kelvane::cli {
 
-std::vector<Option> listOptions();
+std::vector<OptionFamily> listOptions();
 
-// `words`: what stands behind "list". Writes the names of all objects, asking the server for names
+// Writes the names of all objects, asking the server for names
 // alone, to console.out and complaints to console.err. Throws UsageError and CommandError.
-ExitStatus runList(std::span<const std::string> words, const Console& console,
-                   const OpenSide& open);
+ExitStatus runList(const Arguments& arguments, const Console& console, const OpenSide& open);
 
 }  // namespace kelvane::cli

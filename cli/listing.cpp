@@ -6,10 +6,7 @@
 namespace kelvane::cli {
 
 ListingFormat listingFormatOf(const Arguments& arguments) {
-  const auto name = arguments.value(kListingFormat.name);
-  if (!name || *name == "text") return ListingFormat::text;
-  if (*name == "json") return ListingFormat::json;
-  throw UsageError("--format takes text or json, not '" + *name + "'");
+  return choiceOf<kListingFormats>(arguments, kListingFormat.name, ListingFormat::text);
 }
 
 std::u16string shownCell(const std::u16string& text) {

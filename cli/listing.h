@@ -14,8 +14,13 @@
 namespace kelvane::cli {
 
 enum class ListingFormat { text, json };
+inline constexpr auto kListingFormats = std::to_array<Choice<ListingFormat>>({
+    {"text", ListingFormat::text},
+    {"json", ListingFormat::json},
+});
 
-inline constexpr Option kListingFormat{"--format", "FORMAT", "text or json"};
+inline constexpr Option kListingFormat{"--format", "FORMAT", "text or json",
+                                       kNamesOf<kListingFormats>};
 
 // Throws UsageError.
 ListingFormat listingFormatOf(const Arguments& arguments);

@@ -1,11 +1,11 @@
 #include "cli/object_search.h"
 
 #include <algorithm>
-#include <numeric>
 #include <utility>
 #include <vector>
 
 #include "cli/console.h"
+#include "cli/near_names.h"
 
 namespace kelvane::cli {
 namespace {
@@ -33,24 +33,9 @@ std::vector<FoundObject> candidates(const Schema& schema, std::string_view word)
   return all;
 }
 
-// How many letters must be changed, added or left out to make one text of the other.
-std::size_t distance(std::u16string_view a, std::u16string_view b) {
-  std::vector<std::size_t> row(b.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
-  for (const char16_t letter : a) {
-    std::size_t diagonal = row.front()++;
-    for (std::size_t at = 0; at < b.size(); ++at) {
-      const std::size_t changed = diagonal + (letter == b[at] ? 0 : 1);
-      diagonal = row[at + 1];
-      row[at + 1] = std::min({changed, row[at] + 1, diagonal + 1});
-    }
-  }
-  return row.back();
-}
-
 std::string nearOnes(const std::vector<FoundObject>& all, std::u16string_view wanted) {
   const std::u16string name = foldCase(wanted);
-  const std::size_t farthest = name.size() / 3;
+  const std::size_t farthest = farthestMeant(name.size());
   std::vector<std::pair<std::size_t, const FoundObject*>> near;
   for (const FoundObject& one : all) {
     std::size_t best = farthest + 1;

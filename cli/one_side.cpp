@@ -9,12 +9,12 @@ constexpr auto kOptions = std::to_array<Option>({
     {kOneSide.server, "SERVER", "as the driver knows it, or HOST:PORT; in place of SIDE"},
     {kOneSide.user, "USER", "to log in to that server as"},
     {kOneSide.database, "DATABASE", "of that server; that of the login unless said"},
-    {kOneSide.passwordFile, "FILE", "that only you may read; its first line is used"},
+    {kOneSide.passwordFile, kFile, "that only you may read; its first line is used"},
 });
 
 }  // namespace
 
-std::span<const Option> oneSideOptions() { return kOptions; }
+OptionFamily oneSideOptions() { return {"The side", kOptions, Elsewhere::nowhere}; }
 
 OneSide oneSide(const Arguments& arguments, std::string_view command, std::string_view further) {
   const std::vector<std::string>& all = arguments.operands;

@@ -18,7 +18,7 @@ namespace kelvane::cli {
 inline constexpr SideOptions kOneSide{"--server", "--user", "--database", "--password-file"};
 
 // The options of kOneSide.
-std::span<const Option> oneSideOptions();
+OptionFamily oneSideOptions();
 
 // What `COMMAND SIDE [FURTHER]` was given.
 struct OneSide {

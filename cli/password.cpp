@@ -1,7 +1,6 @@
 #include "cli/password.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <optional>
@@ -9,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "cli/variable.h"
 #include "model/text.h"
 
 namespace kelvane::cli {
@@ -50,11 +50,6 @@ std::string firstLine(const std::string& path) {
   if (line.ends_with('\r')) line.pop_back();
   if (line.empty()) refuse(path, "its first line is empty");
   return line;
-}
-
-std::optional<std::string> variable(const std::string& name) {
-  const char* value = std::getenv(name.c_str());
-  return value ? std::optional<std::string>(value) : std::nullopt;
 }
 
 std::string variableOf(std::string_view side) {

@@ -28,6 +28,8 @@ struct ScriptPlace {
   LoadSettings settings;
 };
 
+// What stands before a connection string.
+inline constexpr std::string_view kServerMark = "odbc:";
 struct ServerPlace {
   std::string name;  // as it is shown: without a secret
   odbc::ConnectionString address;

@@ -15,12 +15,12 @@ bool matchesName(const Selection::Name& name, std::u16string_view pattern) {
 }
 
 // What precedes a colon must be a kind.
-std::optional<enumEntityType> kindOf(std::string_view option, const std::string& given) {
+std::optional<enumEntityType> kindOf(const std::string& called, const std::string& given) {
   const auto colon = given.find(':');
   if (colon == given.npos) return std::nullopt;
   const std::string word = given.substr(0, colon);
   if (const ObjectKind* kind = objectKindOf(word)) return kind->list;
-  throw UsageError(std::string(option) + " '" + given + "': '" + word + "' is no kind; write " +
+  throw UsageError(called + " '" + given + "': '" + word + "' is no kind; write " +
                    objectKindWords());
 }
 
@@ -29,7 +29,7 @@ std::optional<enumEntityType> kindOf(std::string_view option, const std::string&
 Selection::Selection(const Arguments& arguments, std::optional<CaseMode> names) : names_(names) {
   for (const std::string_view option : {kInclude, kExclude}) {
     for (const std::string& given : arguments.values(option)) {
-      const auto kind = kindOf(option, given);
+      const auto kind = kindOf(arguments.called(option), given);
       const std::u16string name =
           toUtf16(std::string_view(given).substr(kind ? given.find(':') + 1 : 0));
       patterns_.push_back({option, given, kind, name, foldCase(name)});

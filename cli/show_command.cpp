@@ -43,9 +43,7 @@ struct ShowRequest {
   std::optional<std::string> trace;
 };
 
-ShowRequest parseShow(std::span<const std::string> words) {
-  const std::vector<Option> options = showOptions();
-  const Arguments arguments = parseArguments(words, options);
+ShowRequest parseShow(const Arguments& arguments) {
   ShowRequest request{oneSide(arguments, "show", "OBJECT"),
                       {},
                       {},
@@ -58,11 +56,11 @@ ShowRequest parseShow(std::span<const std::string> words) {
     request.sorting = {toUtf16(*property), Boolean(!arguments.has(kDescending)),
                        Boolean(arguments.has(kNumeric))};
   for (const std::string_view option : {kSort, kSource}) {
-    if (arguments.has(option) && !request.object)
+    if (arguments.isGiven(option) && !request.object)
       throw UsageError(std::string(option) + " needs an OBJECT");
   }
   for (const std::string_view option : {kDescending, kNumeric}) {
-    if (arguments.has(option) && !request.sorting)
+    if (arguments.isGiven(option) && !request.sorting)
       throw UsageError(std::string(option) + " needs " + std::string(kSort));
   }
   if (request.source && (request.sorting || arguments.has(kListingFormat.name)))
@@ -284,13 +282,12 @@ std::vector<std::string> gapsOf(const Readings& readings, const cComparisonOptio
 
 }  // namespace
 
-std::vector<Option> showOptions() {
-  return sortedOptions({kOptions, oneSideOptions(), readingOptions()});
+std::vector<OptionFamily> showOptions() {
+  return {oneSideOptions(), {"What is shown", kOptions}, readingOptions()};
 }
 
-ExitStatus runShow(std::span<const std::string> words, const Console& console,
-                   const OpenSide& open) {
-  const ShowRequest request = parseShow(words);
+ExitStatus runShow(const Arguments& arguments, const Console& console, const OpenSide& open) {
+  const ShowRequest request = parseShow(arguments);
   const cComparisonOptions needed = neededSwitches(request.object);
   const Readings readings =
       readPlaces({{"side", request.side.place}}, needed, request.trace, console, open);

@@ -3,8 +3,6 @@
 // Lifetime and threading: free functions; nothing is kept.
 #pragma once
 
-#include <span>
-#include <string>
 #include <vector>
 
 #include "cli/arguments.h"
@@ -13,12 +11,11 @@
 
 namespace kelvane::cli {
 
-std::vector<Option> showOptions();
+std::vector<OptionFamily> showOptions();
 
-// `words`: what stands behind "show". Writes the objects of a database, or what one of them
+// Writes the objects of a database, or what one of them
 // consists of or its definition, to console.out and complaints to console.err. Throws UsageError
 // and CommandError.
-ExitStatus runShow(std::span<const std::string> words, const Console& console,
-                   const OpenSide& open);
+ExitStatus runShow(const Arguments& arguments, const Console& console, const OpenSide& open);
 
 }  // namespace kelvane::cli

@@ -11,31 +11,29 @@ namespace {
 
 constexpr std::string_view kAllowNulls = "--allow-nulls-by-default", kAse = "--ase",
                            kKeepGoing = "--keep-going", kLoginLimit = "--login-limit",
-                           kQueryLimit = "--query-limit", kV = "-v", kVerbose = "--verbose";
+                           kQueryLimit = "--query-limit", kVerbose = "--verbose";
 
-constexpr auto kOptions = std::to_array<Option>({
-    {kAllowNulls, "", "columns without null or not null take null"},
-    {kAse, "RELEASE", "be strictly a 12.5, 15 or 16"},
-    {kKeepGoing, "", "report every statement that fails and go on with the rest"},
-    {kLoginLimit, "SECONDS", "for a server to let the login in; 15 unless said"},
-    {kOdbcDriver, "NAME", "of servers that options name; FreeTDS unless said"},
-    {kQueryLimit, "SECONDS", "for a server to answer a statement; 300 unless said, 0: none"},
-    {kTrace, "FILE", "write every statement and progress event, one JSON object a line"},
-    {kV, "", "as --verbose"},
-    {kVerbose, "", "tell what was read and how long it took, and what scripts hold in vain"},
-});
-
-struct ReleaseName {
-  std::string_view name;
-  embedded::Release release;
-};
-constexpr auto kReleases = std::to_array<ReleaseName>({
+constexpr auto kReleases = std::to_array<Choice<std::optional<embedded::Release>>>({
     {"12.5", embedded::Release::ase125},
     {"15", embedded::Release::ase15},
     {"16", embedded::Release::ase16},
 });
 
-constexpr std::string_view kServerMark = "odbc:";
+constexpr auto kOptions = std::to_array<Option>({
+    {kAllowNulls, "", "columns without null or not null take null"},
+    {kAse, "RELEASE", "be strictly a 12.5, 15 or 16", kNamesOf<kReleases>},
+    {kKeepGoing, "", "report every statement that fails and go on with the rest"},
+    {kLoginLimit, "SECONDS", "for a server to let the login in; 15 unless said"},
+    {kOdbcDriver, "NAME", "of servers that options name; FreeTDS unless said"},
+    {kQueryLimit, "SECONDS", "for a server to answer a statement; 300 unless said, 0: none"},
+    {kTrace, kFile, "write every statement and progress event, one JSON object a line"},
+    {kVerbose,
+     "",
+     "tell what was read and how long it took, and what scripts hold in vain",
+     {},
+     "-v"},
+});
+
 constexpr std::string_view kDefaultDriver = "FreeTDS";
 
 std::string text(std::string_view option) { return std::string(option); }
@@ -43,14 +41,9 @@ std::string text(std::string_view option) { return std::string(option); }
 LoadSettings loadSettings(const Arguments& arguments) {
   LoadSettings settings;
   settings.keepGoing = arguments.has(kKeepGoing);
-  settings.verbose = arguments.has(kV) || arguments.has(kVerbose);
+  settings.verbose = arguments.has(kVerbose);
   settings.catalog.allowNullsByDefault = arguments.has(kAllowNulls);
-  if (const auto name = arguments.value(kAse)) {
-    const auto* known = std::ranges::find(kReleases, *name, &ReleaseName::name);
-    if (known == kReleases.end())
-      throw UsageError("--ase takes 12.5, 15 or 16, not '" + *name + "'");
-    settings.catalog.release = known->release;
-  }
+  settings.catalog.release = choiceOf<kReleases>(arguments, kAse, settings.catalog.release);
   return settings;
 }
 
@@ -63,8 +56,8 @@ std::chrono::seconds seconds(const Arguments& arguments, std::string_view option
   const char* end = value->data() + value->size();
   const auto [stop, error] = std::from_chars(value->data(), end, number);
   if (error != std::errc() || stop != end || number < atLeast || number > kMost)
-    throw UsageError(text(option) + " takes a number of seconds from " + std::to_string(atLeast) +
-                     ", not '" + *value + "'");
+    throw UsageError(arguments.called(option) + " takes a number of seconds from " +
+                     std::to_string(atLeast) + ", not '" + *value + "'");
   return std::chrono::seconds(number);
 }
 
@@ -87,13 +80,17 @@ bool isNumber(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
 }
 
-ServerPlace serverOfOptions(const Arguments& arguments, const SideOptions& options) {
-  const std::string server = *arguments.value(options.server);
-  odbc::ConnectionString address({});
-  const auto add = [&](std::u16string_view keyword, const std::optional<std::string>& value) {
-    if (value) address.add(keyword, toUtf16(*value));
+// A server that is named otherwise than by a connection string.
+struct ServerWords {
+  std::optional<std::string> dsn, server, driver, user, database;
+};
+
+void addServer(const std::string& server, const std::string& driver,
+               odbc::ConnectionString& address) {
+  const auto add = [&](std::u16string_view keyword, const std::string& value) {
+    address.add(keyword, toUtf16(value));
   };
-  add(u"Driver", arguments.value(kOdbcDriver).value_or(std::string(kDefaultDriver)));
+  add(u"Driver", driver);
   const bool freeTds = address.isForFreeTds();
   const std::size_t colon = server.rfind(':');
   if (colon != server.npos && colon == server.find(':') &&
@@ -104,18 +101,81 @@ ServerPlace serverOfOptions(const Arguments& arguments, const SideOptions& optio
     add(freeTds ? u"Servername" : u"Server", server);
   }
   if (freeTds) add(u"TDS_Version", "5.0");
-  add(u"UID", arguments.value(options.user));
-  add(u"Database", arguments.value(options.database));
-  return {text(options.server) + " " + server, address, {}, {}};
+}
+
+odbc::ConnectionString addressOf(const ServerWords& words) {
+  odbc::ConnectionString address({});
+  if (words.dsn) address.add(u"DSN", toUtf16(*words.dsn));
+  if (words.server)
+    addServer(*words.server, words.driver.value_or(std::string(kDefaultDriver)), address);
+  if (words.user) address.add(u"UID", toUtf16(*words.user));
+  if (words.database) address.add(u"Database", toUtf16(*words.database));
+  return address;
+}
+
+ServerPlace serverOfOptions(const Arguments& arguments, const SideOptions& options) {
+  const std::string server = *arguments.value(options.server);
+  return {text(options.server) + " " + server,
+          addressOf({{},
+                     server,
+                     arguments.value(kOdbcDriver),
+                     arguments.value(options.user),
+                     arguments.value(options.database)}),
+          {},
+          {}};
+}
+
+[[noreturn]] void refuseCompany(const std::string& side) {
+  throw UsageError("'" + side + "' is a whole side; nothing can be put beside it");
 }
 
 bool isSnapshot(const std::vector<std::string>& operands) {
   return operands.size() == 1 && operands.front().ends_with(kSnapshotEnding);
 }
 
+// The command line may say otherwise as whom to log in, and where to.
+ServerPlace serverOfEnvironment(const std::string& name, const Environment& environment,
+                                const Arguments& arguments, const SideOptions& options) {
+  const auto said = [&](std::string_view option, const std::optional<std::string>& unlessSaid) {
+    const auto value = arguments.value(option);
+    return value ? value : unlessSaid;
+  };
+  ServerWords words{environment.dsn, environment.server, said(kOdbcDriver, std::nullopt),
+                    said(options.user, environment.user),
+                    said(options.database, environment.database)};
+  if (environment.odbcDriver && !arguments.isGiven(kOdbcDriver))
+    words.driver = environment.odbcDriver;
+  if (environment.connection && (words.user || words.database))
+    throw UsageError("'" + name + "' has a connection string, which says who logs in and where to");
+  const odbc::ConnectionString address =
+      environment.connection ? odbc::ConnectionString(toUtf16(*environment.connection))
+                             : addressOf(words);
+  const std::string shown = environment.server
+                                ? *environment.server
+                                : text(kServerMark) + toUtf8(odbc::masked(address.text()));
+  return {
+      name + " (" + shown + ")", address, said(options.passwordFile, environment.passwordFile), {}};
+}
+
+Place placeOfEnvironment(const std::string& name, const Environment& environment,
+                         const Arguments& arguments, const SideOptions& options,
+                         const ReadingSettings& settings) {
+  if (environment.isServer()) {
+    ServerPlace place = serverOfEnvironment(name, environment, arguments, options);
+    place.limits = settings.limits;
+    return place;
+  }
+  for (const std::string_view option : {options.user, options.database, options.passwordFile}) {
+    if (arguments.has(option))
+      throw UsageError(text(option) + " is for a server, and '" + name + "' is none");
+  }
+  if (environment.snapshot) return SnapshotPlace{*environment.snapshot};
+  return ScriptPlace{environment.scripts, settings.load};
+}
+
 }  // namespace
 
-std::span<const Option> readingOptions() { return kOptions; }
+OptionFamily readingOptions() { return {"Reading", kOptions}; }
 
 ReadingSettings readingSettings(const Arguments& arguments) {
   return {loadSettings(arguments),
@@ -126,6 +186,14 @@ ReadingSettings readingSettings(const Arguments& arguments) {
 Place placeOf(const Arguments& arguments, const std::vector<std::string>& operands,
               const SideOptions& options, const ReadingSettings& settings) {
   const bool byOption = arguments.has(options.server);
+  const auto named = std::ranges::find_if(
+      operands, [&](const auto& operand) { return arguments.environments.contains(operand); });
+  if (named != operands.end()) {
+    const std::string name(environmentName(*named));
+    if (operands.size() > 1) refuseCompany(name);
+    return placeOfEnvironment(name, arguments.environments.at(*named), arguments, options,
+                              settings);
+  }
   if (!byOption) {
     for (const std::string_view option : {options.user, options.database}) {
       if (arguments.has(option))
@@ -141,8 +209,7 @@ Place placeOf(const Arguments& arguments, const std::vector<std::string>& operan
                                 : Place(ScriptPlace{operands, settings.load});
   }
   ServerPlace place = byOption ? serverOfOptions(arguments, options) : serverOfOperand(*server);
-  if (operands.size() > 1)
-    throw UsageError("'" + place.name + "' is a whole side; nothing can be put beside it");
+  if (operands.size() > 1) refuseCompany(place.name);
   place.passwordFile = arguments.value(options.passwordFile);
   place.limits = settings.limits;
   place.verbose = settings.load.verbose;
@@ -152,7 +219,8 @@ Place placeOf(const Arguments& arguments, const std::vector<std::string>& operan
 std::string nameOf(const Place& place, const std::vector<std::string>& operands) {
   if (const auto* server = std::get_if<ServerPlace>(&place)) return server->name;
   std::string names;
-  for (const std::string& operand : operands) names += (names.empty() ? "" : " ") + operand;
+  for (const std::string& operand : operands)
+    names += (names.empty() ? "" : " ") + std::string(environmentName(operand));
   return names;
 }
 
@@ -164,10 +232,16 @@ void refuseOverwriting(const Arguments& arguments, std::string_view option,
   for (const SideOptions& options : sides) {
     if (const auto file = arguments.value(options.passwordFile)) files.push_back(*file);
   }
+  for (const auto& [operand, environment] : arguments.environments) {
+    files.insert(files.end(), environment.scripts.begin(), environment.scripts.end());
+    for (const auto& file : {environment.snapshot, environment.passwordFile}) {
+      if (file) files.push_back(*file);
+    }
+  }
   for (const std::string& file : files) {
     std::error_code ignored;
     if (std::filesystem::equivalent(*written, file, ignored))
-      throw UsageError(text(option) + " would overwrite '" + file + "'");
+      throw UsageError(arguments.called(option) + " would overwrite '" + file + "'");
   }
 }
 

@@ -21,7 +21,7 @@ struct SideOptions {
 };
 
 // What all commands that read a database take besides.
-std::span<const Option> readingOptions();
+OptionFamily readingOptions();
 
 struct ReadingSettings {
   LoadSettings load;

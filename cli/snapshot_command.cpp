@@ -16,10 +16,10 @@
 namespace kelvane::cli {
 namespace {
 
-constexpr std::string_view kDated = "--dated", kOutput = "-o";
+constexpr std::string_view kDated = "--dated", kOutput = "--output";
 constexpr auto kOptions = std::to_array<Option>({
     {kDated, "", "write when the snapshot was taken into it"},
-    {kOutput, "FILE", "write to this file instead of standard output"},
+    {kOutput, kFile, "write to this file instead of standard output", {}, "-o"},
 });
 
 std::string now() {
@@ -49,14 +49,11 @@ void write(const Snapshot& snapshot, const std::optional<std::string>& path,
 
 }  // namespace
 
-std::vector<Option> snapshotOptions() {
-  return sortedOptions({kOptions, oneSideOptions(), readingOptions(), switchOptions()});
+std::vector<OptionFamily> snapshotOptions() {
+  return {oneSideOptions(), switchOptions(), {"The snapshot", kOptions}, readingOptions()};
 }
 
-ExitStatus runSnapshot(std::span<const std::string> words, const Console& console,
-                       const OpenSide& open) {
-  const std::vector<Option> options = snapshotOptions();
-  const Arguments arguments = parseArguments(words, options);
+ExitStatus runSnapshot(const Arguments& arguments, const Console& console, const OpenSide& open) {
   if (arguments.parting || arguments.operands.empty() != arguments.has(kOneSide.server))
     throw UsageError("snapshot needs one SIDE, or --server");
   refuseOverwriting(arguments, kOutput, {&kOneSide, 1});

@@ -3,8 +3,6 @@
 // Lifetime and threading: free functions; nothing is kept.
 #pragma once
 
-#include <span>
-#include <string>
 #include <vector>
 
 #include "cli/arguments.h"
@@ -13,11 +11,10 @@
 
 namespace kelvane::cli {
 
-std::vector<Option> snapshotOptions();
+std::vector<OptionFamily> snapshotOptions();
 
-// `words`: what stands behind "snapshot". Writes the snapshot to console.out or to a file and
+// Writes the snapshot to console.out or to a file and
 // complaints to console.err. Throws UsageError and CommandError.
-ExitStatus runSnapshot(std::span<const std::string> words, const Console& console,
-                       const OpenSide& open);
+ExitStatus runSnapshot(const Arguments& arguments, const Console& console, const OpenSide& open);
 
 }  // namespace kelvane::cli

@@ -17,7 +17,7 @@ constexpr std::string_view kIgnoreNames = "--ignore-names", kNoPermissions = "--
 constexpr auto kOptions = std::to_array<Option>({
     {kIgnoreNames, "", "leave out the names of keys and indexes"},
     {kNoPermissions, "", "leave out permissions"},
-    {kSet, "SWITCH=off", "leave this out; kelvane switches lists them. May be repeated"},
+    {kSet, kSetting, "leave this out; kelvane switches lists them"},
 });
 
 using Switches = cComparisonOptions;
@@ -79,21 +79,22 @@ std::string descriptionOf(std::string_view name) {
   return std::string(kind->says) + ": " + std::string(part->says);
 }
 
-void set(const std::string& setting, Switches& switches) {
+void set(const std::string& called, const std::string& setting, Switches& switches) {
   const auto equals = setting.find('=');
   const std::string name = setting.substr(0, equals);
   const std::string state = equals == setting.npos ? "" : setting.substr(equals + 1);
   const auto one = std::ranges::find(kSwitches, toUtf16(name), &Switch::name);
   if (one == kSwitches.end())
-    throw UsageError("there is no switch '" + name + "'; kelvane switches lists them");
+    throw UsageError((called == kSet ? "" : called + ": ") + "there is no switch '" + name +
+                     "'; kelvane switches lists them");
   if (state != "on" && state != "off")
-    throw UsageError("--set takes " + name + "=on or " + name + "=off, not '" + setting + "'");
+    throw UsageError(called + " takes " + name + "=on or " + name + "=off, not '" + setting + "'");
   switches.*one->value = Boolean(state == "on");
 }
 
 }  // namespace
 
-std::span<const Option> switchOptions() { return kOptions; }
+OptionFamily switchOptions() { return {"Leaving things out", kOptions, Elsewhere::environments}; }
 
 cComparisonOptions switchesOf(const Arguments& arguments) {
   Switches switches;
@@ -104,7 +105,8 @@ cComparisonOptions switchesOf(const Arguments& arguments) {
   if (arguments.has(kIgnoreNames)) {
     for (const auto one : kNameSwitches) switches.*one = False;
   }
-  for (const std::string& setting : arguments.values(kSet)) set(setting, switches);
+  for (const std::string& setting : arguments.values(kSet))
+    set(arguments.called(kSet), setting, switches);
   return switches;
 }
 

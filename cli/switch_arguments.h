@@ -12,7 +12,7 @@
 namespace kelvane::cli {
 
 // Options that switch something off.
-std::span<const Option> switchOptions();
+OptionFamily switchOptions();
 
 // All but those that the options switch off. Throws UsageError.
 cComparisonOptions switchesOf(const Arguments& arguments);

@@ -10,11 +10,11 @@ constexpr auto kOptions = std::to_array<Option>({
     {kTwoSides[0].server, "SERVER", "as the driver knows it, or HOST:PORT; in place of SOURCE"},
     {kTwoSides[0].user, "USER", "to log in to that server as"},
     {kTwoSides[0].database, "DATABASE", "of that server; that of the login unless said"},
-    {kTwoSides[0].passwordFile, "FILE", "that only you may read; its first line is used"},
+    {kTwoSides[0].passwordFile, kFile, "that only you may read; its first line is used"},
     {kTwoSides[1].server, "SERVER", "as --source-server, in place of TARGET"},
     {kTwoSides[1].user, "USER", "as --source-user"},
     {kTwoSides[1].database, "DATABASE", "as --source-database"},
-    {kTwoSides[1].passwordFile, "FILE", "as --source-password-file"},
+    {kTwoSides[1].passwordFile, kFile, "as --source-password-file"},
 });
 
 std::string text(std::string_view option) { return std::string(option); }
@@ -27,7 +27,7 @@ std::array<std::vector<std::string>, 2> operandsOfSides(const Arguments& argumen
   for (std::size_t side = 0; side < 2; ++side)
     byOption[side] = arguments.has(kTwoSides[side].server);
   const auto count = std::ranges::count(byOption, true);
-  if (count == 0 && arguments.has(kOdbcDriver))
+  if (count == 0 && arguments.isGiven(kOdbcDriver))
     throw UsageError(text(kOdbcDriver) + " needs " + text(kTwoSides[0].server) + " or " +
                      text(kTwoSides[1].server) + "; behind 'odbc:' write Driver=");
   if (count > 0) {
@@ -50,7 +50,7 @@ std::array<std::vector<std::string>, 2> operandsOfSides(const Arguments& argumen
 
 }  // namespace
 
-std::span<const Option> twoSidesOptions() { return kOptions; }
+OptionFamily twoSidesOptions() { return {"The sides", kOptions, Elsewhere::nowhere}; }
 
 TwoSides twoSides(const Arguments& arguments, std::string_view command) {
   const auto operands = operandsOfSides(arguments, command);

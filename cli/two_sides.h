@@ -20,7 +20,7 @@ inline constexpr std::array<SideOptions, 2> kTwoSides{{
 }};
 
 // The options of kTwoSides.
-std::span<const Option> twoSidesOptions();
+OptionFamily twoSidesOptions();
 
 struct TwoSides {
   std::array<Place, 2> places;         // source and target

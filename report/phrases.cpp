@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <fmt/color.h>
 
 #include "model/text.h"
 #include "report/diff_walk.h"
@@ -10,9 +11,9 @@
 namespace kelvane::report {
 namespace {
 
-constexpr std::array<std::u16string_view, 4> kInks{u"\x1b[31m", u"\x1b[32m", u"\x1b[1m",
-                                                   u"\x1b[36m"};
-constexpr std::u16string_view kPlain = u"\x1b[0m";
+const std::array<fmt::text_style, 4> kInks{fmt::fg(fmt::terminal_color::red),
+                                           fmt::fg(fmt::terminal_color::green), fmt::emphasis::bold,
+                                           fmt::fg(fmt::terminal_color::cyan)};
 
 std::u16string counts(const diffSchema& differences, Coverage coverage) {
   std::int64_t total = 0, objects = 0;
@@ -34,7 +35,7 @@ std::u16string counts(const diffSchema& differences, Coverage coverage) {
 
 std::u16string painted(std::u16string_view text, Ink ink, Colors colors) {
   if (colors == Colors::none) return std::u16string(text);
-  return std::u16string(kInks[static_cast<std::size_t>(ink)]).append(text).append(kPlain);
+  return toUtf16(fmt::format(kInks[static_cast<std::size_t>(ink)], "{}", toUtf8(text)));
 }
 
 std::u16string counted(std::int64_t count, std::string_view singular, std::string_view plural) {

@@ -104,6 +104,7 @@ TEST_F(Command, UsageErrorsAreOneLineAndStatus2) {
   } cases[] = {
       {{}, "a command is missing"},
       {{"frob"}, "unknown command 'frob'"},
+      {{"comprae"}, "unknown command 'comprae'; did you mean 'compare'?"},
       {{"--frob"}, "unknown option '--frob'"},
       {{"compare"}, kNeeds + "0"},
       {{"compare", "a", "b", "c"}, kNeeds + "3"},
@@ -111,6 +112,8 @@ TEST_F(Command, UsageErrorsAreOneLineAndStatus2) {
       {{"compare", "a", "--", "b", "--", "c"}, "'--' may part the operands only once"},
       {{"compare", "--ase", "11", "a", "b"}, "--ase takes 12.5, 15 or 16, not '11'"},
       {{"compare", "--frob=1", "a", "b"}, "unknown option '--frob'"},
+      {{"compare", "--formt", "json", "a"}, "unknown option '--formt'; did you mean '--format'?"},
+      {{"compare", "--verbose=x", "a", "b"}, "--verbose takes true or false, not 'x'"},
       {{"compare", "a", "b", "--trace"}, "option '--trace' needs a FILE"},
       {{"compare", "--trace=", "a", "b"}, "option '--trace' needs a FILE"},
       {{"compare", "--", "--trace", "x", "b"}, kNeeds + "3"},

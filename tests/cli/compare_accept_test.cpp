@@ -138,6 +138,10 @@ TEST_F(AcceptedDifferences, DoNotCount) {
       "        Precision: 5 -> 9\n\n3 differences in 1 object: 1 table. Accepted differences: "
       "3.\n");
   EXPECT_EQ(err(), "kelvane: Accepted differences: 3\n");
+  outIsTerminal = true;
+  EXPECT_EQ(compare(kSource, kTarget, {"--accept", known}), kDifferences);
+  EXPECT_EQ(err(), "");
+  outIsTerminal = false;
 
   EXPECT_EQ(compare(kSource, kTarget, {"--accept", known, "--write-accept", known}), kDifferences);
   EXPECT_THAT(contents("known"),

@@ -164,14 +164,16 @@ TEST_F(Data, WhatMakesNoSenseIsRefused) {
   EXPECT_EQ(err_.str(), kWarning + "kelvane: no table is called 'sam'\n");
 }
 
-TEST_F(Data, TablesOfOneNameAreComparedOnceAndTold) {
+TEST_F(Data, TablesOfEveryOwner) {
   const std::string script = file("owners.sql",
                                   "create table t (a int)\ngo\nexec sp_adduser ann\ngo\n"
-                                  "create table ann.t (b int)\ncreate table ann.u (b int)\ngo\n");
-  EXPECT_EQ(data({script, script}), kNotProven);
-  EXPECT_THAT(out_.str(), HasSubstr("\n2 tables: 1 equal, 0 different"));
-  EXPECT_THAT(err_.str(), HasSubstr("kelvane: source: several owners have a table 't'; only the "
-                                    "one that the login sees was compared\n"));
+                                  "create table ann.t (b int)\ncreate table ann.u (b int)\ngo\n"
+                                  "insert ann.t values (1) insert ann.u values (2)\n");
+  EXPECT_EQ(data({script, script}), kNoDifference);
+  EXPECT_THAT(out_.str(), HasSubstr("\nann.t              1"));
+  EXPECT_THAT(out_.str(), HasSubstr("\n3 tables: 3 equal, 0 different"));
+  EXPECT_EQ(data({script, script, "--table", "ann.?"}), kNoDifference);
+  EXPECT_THAT(out_.str(), HasSubstr("\n2 tables: 2 equal, 0 different"));
 }
 
 // A server that falls silent, and a user who has seen enough: what was compared before stands, and

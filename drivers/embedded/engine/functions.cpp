@@ -299,12 +299,35 @@ void stuffed(FunctionCall& call) {
   textResult(call, cutText(text, kLongest));
 }
 
+// Halves go away from zero.
+std::int64_t roundedWhole(std::int64_t value, std::int64_t places) {
+  constexpr std::int64_t kMostPlaces = 18;
+  if (places >= 0) return value;
+  if (places < -kMostPlaces) return 0;
+  std::int64_t unit = 1;
+  for (std::int64_t i = places; i < 0; ++i) unit *= 10;
+  const std::int64_t rest = value % unit;
+  std::int64_t result = value - rest;
+  const bool overflows =
+      (rest >= unit - unit / 2 && __builtin_add_overflow(result, unit, &result)) ||
+      (rest <= unit / 2 - unit && __builtin_sub_overflow(result, unit, &result));
+  if (overflows) throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
+  return result;
+}
+
 void rounded(FunctionCall& call) {
   if (anyNull(call)) return;
-  const double unit = std::pow(10.0, static_cast<double>(call.integer(1)));
-  const double value = std::round(call.real(0) * unit) / unit;
-  const bool isWhole = std::holds_alternative<std::int64_t>(call.cell(0));
-  call.result(isWhole ? Cell(static_cast<std::int64_t>(value)) : Cell(value));
+  const std::int64_t places = call.integer(1);
+  const Cell cell = call.cell(0);
+  if (const auto* whole = std::get_if<std::int64_t>(&cell)) {
+    return call.result(roundedWhole(*whole, places));
+  }
+  constexpr std::int64_t kMostPlaces = 308;
+  const double value = call.real(0);
+  const double unit =
+      std::pow(10.0, static_cast<double>(std::clamp(places, -kMostPlaces, kMostPlaces)));
+  const double scaled = value * unit;
+  call.result(std::isfinite(scaled) ? std::round(scaled) / unit : value);
 }
 
 void numberText(FunctionCall& call) {

@@ -393,9 +393,11 @@ std::string partName(Moment moment, DatePart part) {
 
 namespace {
 
-std::optional<Moment> addMonths(Moment moment, std::int64_t count) {
+std::optional<Moment> addMonths(Moment moment, std::int64_t count, std::int64_t monthsEach) {
+  constexpr std::int64_t kMost = 12 * 10'000;
+  if (count < -kMost || count > kMost) return std::nullopt;
   CalendarTime t = calendarOf(moment);
-  const auto months = t.year * std::int64_t{12} + t.month - 1 + count;
+  const auto months = t.year * std::int64_t{12} + t.month - 1 + count * monthsEach;
   const auto year = floorDivide(months, 12);
   if (year < 1 || year > 9999) return std::nullopt;
   t.year = static_cast<int>(year);
@@ -426,11 +428,11 @@ Moment unitOf(DatePart part) {
 std::optional<Moment> addParts(Moment moment, DatePart part, std::int64_t count) {
   switch (part) {
     case DatePart::Year:
-      return addMonths(moment, 12 * count);
+      return addMonths(moment, count, 12);
     case DatePart::Quarter:
-      return addMonths(moment, 3 * count);
+      return addMonths(moment, count, 3);
     case DatePart::Month:
-      return addMonths(moment, count);
+      return addMonths(moment, count, 1);
     default:
       break;
   }

@@ -1,0 +1,38 @@
+// What configuration files say: values of options, and sides that have a name.
+//
+// Lifetime: plain values that own their text, but for names of options, which are constants.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kelvane::cli {
+
+// The values that an option was given, "true" or "false" for one without a value, and how it was
+// called there: "kelvane.toml:3:1: format"; empty: on the command line.
+struct Setting {
+  std::vector<std::string> values;
+  std::string called = {};
+};
+using Settings = std::map<std::string_view, Setting>;  // by Option::name
+
+// [env.NAME]: a side, and what is compared of it. Exactly one of the first five is there.
+struct Environment {
+  std::optional<std::string> connection, dsn, server, snapshot;
+  std::vector<std::string> scripts;
+  std::optional<std::string> user, database, odbcDriver, passwordFile;
+  Settings settings;
+
+  bool isServer() const { return connection || dsn || server; }
+};
+// What stands before the name of an environment that is meant even where there is such a file.
+inline constexpr std::string_view kForcedEnvironment = "env:";
+inline std::string_view environmentName(std::string_view operand) {
+  return operand.substr(operand.starts_with(kForcedEnvironment) ? kForcedEnvironment.size() : 0);
+}
+using Environments = std::map<std::string, Environment, std::less<>>;
+
+}  // namespace kelvane::cli

@@ -1,0 +1,23 @@
+// What holds where a command line leaves something open: environment variables, then the sides that
+// kelvane.toml describes, then its section for the verb, then what it says for all.
+//
+// Lifetime: results own their text. Threading: free functions; one thread, for they read the
+// environment and the current folder.
+#pragma once
+
+#include <optional>
+
+#include "cli/arguments.h"
+#include "cli/command_line.h"
+#include "cli/config_file.h"
+#include "cli/verb.h"
+
+namespace kelvane::cli {
+
+// The file that counts for a command with these options; none where there is none or none is
+// wanted. Throws UsageError and CommandError, as completed().
+std::optional<ConfigFile> configFileFor(const Settings& given);
+
+Arguments completed(CommandLine line, const Verb& verb);
+
+}  // namespace kelvane::cli

@@ -1,0 +1,152 @@
+#include "cli/verb.h"
+
+#include <algorithm>
+#include <array>
+
+#include "cli/compare_command.h"
+#include "cli/compare_request.h"
+#include "cli/completion_command.h"
+#include "cli/data_command.h"
+#include "cli/list_command.h"
+#include "cli/manual_command.h"
+#include "cli/object_kinds.h"
+#include "cli/object_search.h"
+#include "cli/show_command.h"
+#include "cli/snapshot_command.h"
+#include "cli/switch_arguments.h"
+
+namespace kelvane::cli {
+namespace {
+
+std::vector<OptionFamily> noOptions() { return {}; }
+
+std::vector<std::string> nothing() { return {}; }
+std::vector<std::string> kinds() {
+  std::vector<std::string> words(kObjectKinds.size());
+  std::ranges::transform(kObjectKinds, words.begin(), &ObjectKind::word);
+  return words;
+}
+std::vector<std::string> kindsOfObjects() {
+  std::vector<std::string> words = kinds();
+  words.emplace_back(kTriggerWord);
+  for (std::string& word : words) word += ':';
+  return words;
+}
+
+ExitStatus runSwitches(const Arguments& arguments, const Console& console, const OpenSide&) {
+  if (!arguments.operands.empty()) throw UsageError("switches takes nothing besides");
+  listSwitches(console.out);
+  return kNoDifference;
+}
+
+constexpr std::string_view kOfSchemas =
+    R"(0  no difference, or none that is not accepted
+1  differences that are not accepted
+2  error
+3  something could not be loaded or read, so equality is not proven)";
+constexpr std::string_view kOfRows =
+    R"(0  no difference
+1  differences
+2  error
+3  something could not be loaded or read, so equality is not proven)";
+constexpr std::string_view kOfReadings =
+    R"(0  done
+2  error
+3  something could not be loaded or read, so the result is not complete)";
+constexpr std::string_view kOfTexts = R"(0  done
+2  error)";
+
+constexpr std::array kConfiguration{kConfig, kNoConfig};
+
+constexpr auto kVerbs = std::to_array<Verb>({
+    {"compare", "tells what differs between two schemas", "SOURCE TARGET\nSOURCE... -- TARGET...",
+     R"(Writes all that is in the one schema and not, or not in the same way, in the other.)",
+     R"(kelvane compare old.sql new.sql
+kelvane compare install-1.sql upgrade-2.sql -- install-2.sql
+kelvane compare --include 'table:dbo.cust*' --exclude '*_tmp' odbc:DSN=dev odbc:DSN=prod
+kelvane compare --html drift.html prod.json odbc:DSN=prod)",
+     kOfSchemas, Sides::two, nothing, compareOptions, runCompare},
+    {"data", "compares the rows of two databases", "SOURCE TARGET\nSOURCE... -- TARGET...",
+     R"(Compares the rows of the tables of the source with those of the target, paired by position, and
+tells for each table how many values differ, and whether one side has more rows.)",
+     R"(kelvane data odbc:DSN=prod odbc:DSN=copy --table 'price_*' --show 5)", kOfRows, Sides::two,
+     nothing, dataOptions, runData},
+    {"snapshot", "writes a whole schema as JSON", "SIDE",
+     R"(The same schema gives the same text, an attribute a line: good to keep beside the scripts.)",
+     R"(kelvane snapshot odbc:DSN=prod -o prod.json)", kOfReadings, Sides::one, nothing,
+     snapshotOptions, runSnapshot},
+    {"show", "shows what is in a database", "SIDE [OBJECT]\nSIDE... -- OBJECT",
+     R"(Writes the objects of a database by kind, or what one of them consists of, or its definition.
+OBJECT is a name, with its owner or without, and with its kind before it where there are several:
+customer, dbo.customer, table:dbo.customer. With a kind, nothing else is read.)",
+     R"(kelvane show odbc:DSN=prod table:dbo.customer --sort Length --numeric
+kelvane show --source prod.json find_customer)",
+     kOfReadings, Sides::one, kindsOfObjects, showOptions, runShow},
+    {"list", "lists the names of objects", "SIDE [KIND]\nSIDE... -- KIND",
+     R"(Asks a database for the names of its objects, and for nothing else. KIND is table, view,
+procedure, function, user, group or type.)",
+     R"(kelvane list odbc:DSN=prod procedure)", kOfReadings, Sides::one, kinds, listOptions,
+     runList},
+    {"switches", "lists what can be left out of schemas", "", "", "kelvane switches", kOfTexts,
+     Sides::none, nothing, noOptions, runSwitches},
+    {"completion", "writes a script that completes command lines", "SHELL",
+     R"(SHELL is bash or zsh. In place of a shell, environments lists the sides that kelvane.toml names.)",
+     R"(source <(kelvane completion bash)
+kelvane completion zsh > ~/.zfunc/_kelvane)",
+     kOfTexts, Sides::none, completionOperands, noOptions, runCompletion},
+    {"manual", "writes the manual page", "", "", "kelvane manual | man -l -", kOfTexts, Sides::none,
+     nothing, noOptions, runManual},
+});
+
+}  // namespace
+
+std::span<const Verb> verbs() { return kVerbs; }
+
+const Verb* verbCalled(std::string_view name) {
+  const auto* const found = std::ranges::find(kVerbs, name, &Verb::name);
+  return found == kVerbs.end() ? nullptr : found;
+}
+
+std::vector<OptionFamily> familiesOf(const Verb& verb) {
+  std::vector<OptionFamily> families = verb.options();
+  if (verb.sides != Sides::none)
+    families.push_back({"Configuration", kConfiguration, Elsewhere::variables});
+  return families;
+}
+
+std::vector<const Option*> optionsOf(const Verb& verb, Elsewhere elsewhere) {
+  std::vector<const Option*> options;
+  for (const OptionFamily& family : familiesOf(verb)) {
+    if (family.elsewhere < elsewhere) continue;
+    for (const Option& option : family.options) options.push_back(&option);
+  }
+  return options;
+}
+
+constexpr std::string_view kAboutSides =
+    R"(SOURCE, TARGET and SIDE are each one of
+  - T-SQL script files or folders of them, which stand for their .sql files in the order of their
+    names; what belongs to one side is run on one empty database, in the order given
+  - a live server: odbc: and a connection string, such as odbc:DSN=prod;UID=sa, or the options
+    --source-server, --target-server and --server
+  - a snapshot: a file that kelvane snapshot wrote, with a name that ends in .json; it has no rows
+  - an environment: the NAME of a section [env.NAME] of kelvane.toml
+A -- between SOURCE and TARGET parts them where one is several scripts; before all, it ends the
+options.
+
+A server's password is never given on the command line. It is looked for, in this order, in the
+side's password file, KELVANE_SOURCE_PASSWORD or KELVANE_TARGET_PASSWORD (KELVANE_SIDE_PASSWORD
+where there is one SIDE), the data source, KELVANE_PASSWORD; else, where the side names a user, on
+the terminal.)";
+
+std::vector<std::string_view> linesOf(std::string_view text) {
+  std::vector<std::string_view> lines;
+  while (!text.empty()) {
+    const std::size_t end = text.find('\n');
+    lines.push_back(text.substr(0, end));
+    text.remove_prefix(end == text.npos ? text.size() : end + 1);
+  }
+  return lines;
+}
+
+}  // namespace kelvane::cli
