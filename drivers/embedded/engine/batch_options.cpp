@@ -1,5 +1,7 @@
 // What a batch changes of its session: options, transactions, database, user.
 
+#include <algorithm>
+#include <array>
 #include <charconv>
 
 #include "drivers/embedded/engine/batch.h"
@@ -10,6 +12,14 @@ namespace kelvane::embedded {
 using namespace tsql;
 
 namespace {
+
+// Options that say what dates mean, with the one meaning that they have here.
+struct FixedOption {
+  std::string_view name;
+  std::string_view value;
+};
+constexpr auto kFixedOptions = std::to_array<FixedOption>(
+    {{"dateformat", "mdy"}, {"datefirst", "7"}, {"language", "us_english"}});
 
 std::string withoutQuotes(const std::string& text) {
   const bool isQuoted = text.size() > 1 && text.front() == text.back() &&
@@ -43,11 +53,12 @@ void BatchRun::setOption(const SetOption& option) {
       server_.namesChanged();
     }
     if (name == "string_rtruncation") session_.options.stringRtruncation = on;
-    if (name == "dateformat" && value != "mdy") {
-      throw ServerError(
-          kNotSupported, 16, 1,
-          "The embedded catalog reads dates in the order mdy alone, not in '" + value + "'.",
-          session_.caller.line);
+    const auto* const fixed = std::ranges::find(kFixedOptions, name, &FixedOption::name);
+    if (fixed != kFixedOptions.end() && withoutQuotes(value) != fixed->value) {
+      throw ServerError(kNotSupported, 16, 1,
+                        "The embedded catalog knows '" + name + "' only as '" +
+                            std::string(fixed->value) + "', not as '" + value + "'.",
+                        session_.caller.line);
     }
     if (name == "proxy" || name == "session") setLogin(value);
     if (name == "rowcount") {

@@ -11,8 +11,9 @@ using namespace tsql;
 namespace {
 
 constexpr std::string_view kEffectiveOptions[] = {
-    "nocount", "quoted_identifier", "rowcount",   "ansinull",        "chained",
-    "proxy",   "session",           "dateformat", "identity_insert", "string_rtruncation"};
+    "nocount",         "quoted_identifier", "rowcount",   "ansinull",  "chained",
+    "proxy",           "session",           "dateformat", "datefirst", "language",
+    "identity_insert", "string_rtruncation"};
 constexpr std::string_view kIndexOptions[] = {"ignore_dup_key", "ignore_dup_row",
                                               "allow_dup_row",  "fillfactor",
                                               "reservepagegap", "max_rows_per_page"};

@@ -754,9 +754,10 @@ using StatementNode =
     std::variant<SelectStatement, Insert, Update, Delete, Truncate, Declare, DeclareCursor,
                  OpenCursor, CloseCursor, DeallocateCursor, FetchCursor, SetOption, SetVariables,
                  Block, If, While, Break, Continue, Return, Goto, Label, Print, RaiseError, WaitFor,
-                 Execute, ExecuteImmediate, Transaction, RollbackTrigger, UseDatabase, SetUser, Utility, CreateTable,
-                 AlterTable, CreateIndex, CreateView, CreateProcedure, CreateFunction,
-                 CreateTrigger, CreateRule, CreateDefault, CreateSchema, Drop, Permission>;
+                 Execute, ExecuteImmediate, Transaction, RollbackTrigger, UseDatabase, SetUser,
+                 Utility, CreateTable, AlterTable, CreateIndex, CreateView, CreateProcedure,
+                 CreateFunction, CreateTrigger, CreateRule, CreateDefault, CreateSchema, Drop,
+                 Permission>;
 
 struct Statement {
   SourceRange range;

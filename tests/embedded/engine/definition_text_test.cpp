@@ -174,6 +174,10 @@ TEST(Strictness, WhatCannotBeDoneIsRefusedAndWhatIsNotKeptIsTold) {
   EXPECT_EQ(told("dump tran main with no_log"),
             "'dump' leaves no trace in the catalog and was ignored\n");
   EXPECT_EQ(told("shutdown"), "0\n");
+  EXPECT_EQ(told("set datefirst 7 set language us_english set dateformat mdy"), "");
+  for (const char* sql : {"set datefirst 1", "set language french", "set dateformat dmy"}) {
+    EXPECT_EQ(told(sql), "0\n") << sql;
+  }
   EXPECT_EQ(told("exec sp_procxmode gone, anymode"), "17461\n");
   EXPECT_EQ(told("raiserror 20002 'x' if @@error != 20002 raiserror 20003 'y' if @@error != 0 "
                  "raiserror 20004 'z'"),
