@@ -1,67 +1,10 @@
 #include "com/collections.h"
 
-#include <algorithm>
 #include <vector>
 
+#include "com/enumeration.h"
+
 namespace kelvane::com {
-namespace {
-
-// Goes over the items that a collection had when it was asked: a sort does not disturb it.
-class Enumerator final : public IEnumVARIANT {
- public:
-  explicit Enumerator(std::vector<Pointer<IDispatch>> items, std::size_t at = 0)
-      : items_(std::move(items)), at_(at) {
-    ++liveObjects();
-  }
-
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
-    if (!object) return E_POINTER;
-    const bool known = id == __uuidof(IUnknown) || id == __uuidof(IEnumVARIANT);
-    *object = known ? this : nullptr;
-    if (!known) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
-  }
-
-  HRESULT STDMETHODCALLTYPE Next(ULONG count, VARIANT* items, ULONG* fetched) override {
-    if (!items || (count > 1 && !fetched)) return E_POINTER;
-    ULONG given = 0;
-    for (; given < count && at_ < items_.size(); ++given, ++at_) {
-      VariantInit(items + given);
-      items[given].vt = VT_DISPATCH;
-      items[given].pdispVal = Pointer<IDispatch>(items_[at_]).detach();
-    }
-    if (fetched) *fetched = given;
-    return given == count ? S_OK : S_FALSE;
-  }
-  HRESULT STDMETHODCALLTYPE Skip(ULONG count) override {
-    const std::size_t left = items_.size() - at_;
-    at_ += std::min<std::size_t>(count, left);
-    return count <= left ? S_OK : S_FALSE;
-  }
-  HRESULT STDMETHODCALLTYPE Reset() override {
-    at_ = 0;
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE Clone(IEnumVARIANT** clone) override {
-    return guarded([&] { answer(clone) = new Enumerator(items_, at_); });
-  }
-
- private:
-  ~Enumerator() { --liveObjects(); }
-
-  std::vector<Pointer<IDispatch>> items_;
-  std::size_t at_;
-  std::atomic<ULONG> references_{1};
-};
-
-}  // namespace
 
 template <class Self, class Interface, class ItemInterface, class ItemObject, class Collection>
 HRESULT STDMETHODCALLTYPE CollectionObject<Self, Interface, ItemInterface, ItemObject,
@@ -69,7 +12,7 @@ HRESULT STDMETHODCALLTYPE CollectionObject<Self, Interface, ItemInterface, ItemO
   return guarded([&] {
     std::vector<Pointer<IDispatch>> items;
     for (const Item& item : *collection_) items.emplace_back(objectFor(item).get());
-    answer(result) = new Enumerator(std::move(items));
+    answer(result) = new Enumeration<IEnumVARIANT, VARIANT, IDispatch>(std::move(items));
   });
 }
 

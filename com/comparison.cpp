@@ -2,6 +2,7 @@
 
 #include <olectl.h>
 
+#include "com/enumeration.h"
 #include "com/records.h"
 
 namespace kelvane::com {
@@ -160,7 +161,12 @@ HRESULT TableComparison::Compare(VARIANT_BOOL* result) {
   });
 }
 
-HRESULT TableComparison::EnumConnectionPoints(IEnumConnectionPoints**) { return E_NOTIMPL; }
+HRESULT TableComparison::EnumConnectionPoints(IEnumConnectionPoints** points) {
+  return guarded([&] {
+    answer(points) = new Enumeration<IEnumConnectionPoints, IConnectionPoint*, IConnectionPoint>(
+        {Pointer<IConnectionPoint>(&events_)});
+  });
+}
 HRESULT TableComparison::FindConnectionPoint(REFIID id, IConnectionPoint** point) {
   if (!point) return E_POINTER;
   *point = nullptr;

@@ -160,10 +160,12 @@ class HostRecordset final : public ado::Recordset {
   void Sort(std::u16string_view criteria) override {
     requireOpen();
     if (!clientSide_) throw ado::forwardOnlyError();
-    recordset_.put(L"Sort", Variant(criteria));
-    if (rows_.empty()) return;
-    recordset_.call(L"MoveFirst");
-    readRows();
+    asFailure([&] {
+      recordset_.put(L"Sort", Variant(criteria));
+      if (rows_.empty()) return;
+      recordset_.call(L"MoveFirst");
+      readRows();
+    });
   }
 
  private:

@@ -123,9 +123,10 @@ Type& answer(Type* place) {
 HRESULT report(const std::exception_ptr& failure) noexcept;
 
 // Runs what a member does. No exception leaves it: a failure becomes the result and the error
-// information.
+// information, and a success leaves none.
 template <class Body>
 HRESULT guarded(Body&& body) noexcept {
+  SetErrorInfo(0, nullptr);
   try {
     std::forward<Body>(body)();
     return S_OK;

@@ -18,15 +18,48 @@ HMODULE thisModule();
 // The description of an interface in the type library that the module carries.
 Pointer<ITypeInfo> describe(REFIID interfaceId);
 
+// An object with a count of references that keeps the library loaded. It begins with the reference
+// of whoever made it.
+template <class Self, class... Interfaces>
+class Counted : public Interfaces... {
+ public:
+  Counted() { ++liveObjects(); }
+  Counted(const Counted&) = delete;
+  Counted& operator=(const Counted&) = delete;
+
+  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
+  ULONG STDMETHODCALLTYPE Release() override {
+    const ULONG left = --references_;
+    if (left == 0) delete static_cast<Self*>(this);
+    return left;
+  }
+
+ protected:
+  virtual ~Counted() { --liveObjects(); }
+
+ private:
+  std::atomic<ULONG> references_{1};
+};
+
+// One that has a single interface.
+template <class Self, class Interface>
+class Single : public Counted<Self, Interface> {
+ public:
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
+    if (!object) return E_POINTER;
+    const bool known = id == __uuidof(IUnknown) || id == __uuidof(Interface);
+    *object = known ? static_cast<Interface*>(this) : nullptr;
+    if (!known) return E_NOINTERFACE;
+    this->AddRef();
+    return S_OK;
+  }
+};
+
 // An object with the dual interface `Interface`. Its identity as a class of this library is `Self`:
 // see ours().
 template <class Self, class Interface>
-class Object : public Interface, public ISupportErrorInfo {
+class Object : public Counted<Self, Interface, ISupportErrorInfo> {
  public:
-  Object() { ++liveObjects(); }
-  Object(const Object&) = delete;
-  Object& operator=(const Object&) = delete;
-
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
     if (!object) return E_POINTER;
     if (id == Self::kClass) {
@@ -39,14 +72,8 @@ class Object : public Interface, public ISupportErrorInfo {
       *object = further(id);
     }
     if (!*object) return E_NOINTERFACE;
-    AddRef();
+    this->AddRef();
     return S_OK;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete static_cast<Self*>(this);
-    return left;
   }
 
   HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
@@ -78,8 +105,6 @@ class Object : public Interface, public ISupportErrorInfo {
   }
 
  protected:
-  virtual ~Object() { --liveObjects(); }
-
   // Interfaces that the class has beside its own.
   virtual void* further(REFIID) { return nullptr; }
   // Whether the class's own interface is known by that identifier.
@@ -91,7 +116,6 @@ class Object : public Interface, public ISupportErrorInfo {
     return *description_;
   }
 
-  std::atomic<ULONG> references_{1};
   Pointer<ITypeInfo> description_;
 };
 

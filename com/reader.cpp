@@ -72,6 +72,8 @@ HRESULT Reader::ObjectExists(::EntityIdentifier ObjectType, BSTR ObjectName, lon
 
 template <class Call>
 Boolean Reader::reporting(IDispatch* oEvents, Call&& call) {
+  // A sink may let go of anything, the reader included.
+  const Pointer<Reader> self(this);
   const auto sink = sinkFor(oEvents);
   const auto connection = connection_;
   const auto end = [](Reader* reader) {

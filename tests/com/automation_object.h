@@ -1,4 +1,4 @@
-// Automation objects made of functions, for what a host would have: preferences, lists, sinks, ADO.
+// Automation objects made of functions, for what a host would have: preferences, lists, sinks.
 //
 // Lifetime: counted references; made with one, which the Pointer holds. Threading: one thread.
 #pragma once
@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "ado/ado.h"
 #include "com/edge.h"
 
 namespace kelvane::testing {
@@ -46,22 +45,5 @@ void give(VARIANT& result, std::u16string_view text);
 void give(VARIANT& result, std::int32_t number);
 void give(VARIANT& result, Boolean flag);
 void give(VARIANT& result, IDispatch* object);
-
-// ADO-shaped objects over a connection of the component's own interface: a Connection that lends
-// it, and, while this lives, the class of its Recordsets.
-class AdoObjects {
- public:
-  AdoObjects();
-  ~AdoObjects();
-  AdoObjects(const AdoObjects&) = delete;
-  AdoObjects& operator=(const AdoObjects&) = delete;
-
-  // The connection outlives the object.
-  com::Pointer<IDispatch> connection(ado::Connection& connection);
-
- private:
-  com::Pointer<IClassFactory> recordsets_;
-  DWORD registration_ = 0;
-};
 
 }  // namespace kelvane::testing

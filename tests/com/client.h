@@ -8,7 +8,7 @@
 #include "com/edge.h"
 #include "com/records.h"
 #include "model/text.h"
-#include "tests/com/automation_object.h"
+#include "tests/com/ado_objects.h"
 
 namespace kelvane::testing {
 

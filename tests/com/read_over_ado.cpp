@@ -1,5 +1,5 @@
-// A host that reads two databases over ODBC with the registered component, compares them, and
-// writes both schemas and the differences as JSON. Usage: read_over_odbc SOURCE TARGET OUTPUT
+// A host that reads two databases over ADO with the registered component, compares them, and
+// writes both schemas and the differences as JSON. Usage: read_over_ado SOURCE TARGET OUTPUT
 // (connection strings, a file)
 #include <fstream>
 #include <iostream>
@@ -10,7 +10,6 @@
 #include "report/json_writer.h"
 #include "settings/comparison_options.h"
 #include "tests/com/automation_object.h"
-#include "tests/com/odbc_connection.h"
 
 namespace {
 
@@ -35,10 +34,19 @@ Pointer<IDispatch> silentSink() {
       .as<IDispatch>();
 }
 
-::Schema read(AdoObjects& ado, const char* connectionString, _cComparisonOptions* options) {
-  OdbcConnection server(toUtf16(connectionString));
+Pointer<IDispatch> openConnection(const char* connectionString) {
+  CLSID id;
+  com::require(CLSIDFromProgID(L"ADODB.Connection", &id), u"There is no ADO");
+  com::Automation connection(createObject<IDispatch>(id));
+  const Variant text(toUtf16(connectionString));
+  VARIANT argument = *text;
+  connection.call(L"Open", {&argument, 1});
+  return Pointer<IDispatch>(connection.get());
+}
+
+::Schema read(const char* connectionString, _cComparisonOptions* options) {
   const auto reader = createObject<_cASE_Fetch>(__uuidof(::cASE_Fetch));
-  com::require(reader->putref_conn(ado.connection(server).get()), u"conn");
+  com::require(reader->putref_conn(openConnection(connectionString).get()), u"conn");
   com::require(reader->putref_CompareOptions(options), u"CompareOptions");
   Pointer<_cAppliesTo> scope;
   com::require(reader->get_AppliesTo(scope.receive()), u"AppliesTo");
@@ -60,13 +68,12 @@ Pointer<IDispatch> silentSink() {
 }
 
 void run(char** arguments) {
-  AdoObjects ado;
   const auto options = createObject<_cComparisonOptions>(__uuidof(::cComparisonOptions));
   com::Automation switches(options.as<IDispatch>());
   for (const Switch& one : kSwitches)
     switches.put(com::wide(std::u16string(one.name)), Variant(True));
-  ::Schema source = read(ado, arguments[1], options.get());
-  ::Schema target = read(ado, arguments[2], options.get());
+  ::Schema source = read(arguments[1], options.get());
+  ::Schema target = read(arguments[2], options.get());
   const auto no = [](auto&, VARIANT& result) { give(result, False); };
   const auto preferences = AutomationObject::make(
       {{L"IgnoreTabs", no}, {L"IgnoreSpaces", no}, {L"IgnoreLineBreaks", no}});
@@ -94,7 +101,7 @@ void run(char** arguments) {
 
 int main(int count, char** arguments) {
   if (count != 4) {
-    std::cerr << "usage: read_over_odbc SOURCE TARGET OUTPUT\n";
+    std::cerr << "usage: read_over_ado SOURCE TARGET OUTPUT\n";
     return 2;
   }
   CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
@@ -102,7 +109,7 @@ int main(int count, char** arguments) {
   try {
     run(arguments);
   } catch (const std::exception& error) {
-    std::cerr << "read_over_odbc: " << error.what() << '\n';
+    std::cerr << "read_over_ado: " << error.what() << '\n';
     status = 1;
   }
   CoUninitialize();
