@@ -42,14 +42,20 @@ reader.CompareOptions.Tables = True
 reader.CompareOptions.Tables_Columns = True
 reader.CompareOptions.Tables_Columns_DataTypes = True
 reader.CompareOptions.Tables_Columns_Lengths = True
+reader.CompareOptions.Tables_Columns_Precisions = True
+reader.CompareOptions.Tables_Columns_Scales = True
 reader.CompareOptions.Tables_Columns_Nullables = True
+reader.CompareOptions.Tables_Columns_Defaults = True
+reader.CompareOptions.Tables_Columns_OrdinalPositions = True
 If Not reader.Fetch(New Progress) Then
   WScript.Echo reader.LastError
   WScript.Quit 1
 End If
 
 For at = 1 To WScript.Arguments.Count - 1
-  WScript.Echo WScript.Arguments(at)
+  text = WScript.Arguments(at)
+  If reader.ObjectExists(ID_TABLE, text) = 0 Then text = text & ": there is no such table"
+  WScript.Echo text
   For Each column In reader.GetSubEntityListByName(ID_TABLE, ID_COLUMN, WScript.Arguments(at))
     text = "  " & column.Name
     For Each property In column.Properties

@@ -36,6 +36,14 @@ Interface* create(REFCLSID id) {
   return object;
 }
 
+// The record at an index, from 1, where it stands in its array.
+template <class Record>
+const Record* element(SAFEARRAY* array, LONG index) {
+  void* record = nullptr;
+  check(SafeArrayPtrOfIndex(array, &index, &record), "There is no such element");
+  return static_cast<const Record*>(record);
+}
+
 // A method of an automation object, called by its name with one text or with nothing.
 void call(IDispatch* object, const wchar_t* name, const wchar_t* text) {
   DISPID id = 0;
@@ -137,10 +145,14 @@ int wmain(int count, wchar_t** arguments) {
     diffSchema differences;
     check(engine->get_Results(&differences), "Results");
     for (LONG at = 1; at <= differences.TableCount; ++at) {
-      diffTable* table = nullptr;
-      check(SafeArrayPtrOfIndex(differences.Tables, &at, reinterpret_cast<void**>(&table)),
-            "Tables");
-      std::wprintf(L"%ls: %ld differing columns\n", table->FullName, table->ColumnCount);
+      const auto* table = element<diffTable>(differences.Tables, at);
+      if (const auto* diff = table->DiffCount ? element<typeDiff>(table->Diff, 1) : nullptr;
+          diff && diff->DiffType == diff_DoesNotExist) {
+        std::wprintf(L"%ls: only in the %ls\n", table->FullName,
+                     diff->Location == location_Source ? L"source" : L"target");
+      } else {
+        std::wprintf(L"%ls: %ld differing columns\n", table->FullName, table->ColumnCount);
+      }
     }
     // What the records hold goes with the program.
     return differences.TableCount != 0;

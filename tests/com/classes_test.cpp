@@ -109,6 +109,60 @@ TEST(Classes, RegistrationComesAndGoesAlsoTwice) {
   EXPECT_EQ(LoadRegTypeLib(LIBID_Kelvane, 1, 0, LOCALE_NEUTRAL, library.receive()), S_OK);
 }
 
+// Takes from everybody, while it lives, what may be done with a key below the machine's classes.
+class DeniedKey {
+ public:
+  explicit DeniedKey(const wchar_t* path) : path_(path) {
+    EXPECT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, path_, 0, nullptr, 0, WRITE_DAC, nullptr, &key_,
+                              nullptr),
+              ERROR_SUCCESS);
+    ACL nobody;
+    InitializeAcl(&nobody, sizeof nobody, ACL_REVISION);
+    allow(&nobody);
+  }
+  ~DeniedKey() {
+    allow(nullptr);
+    RegCloseKey(key_);
+    RegDeleteTreeW(HKEY_LOCAL_MACHINE, path_);
+  }
+  DeniedKey(const DeniedKey&) = delete;
+  DeniedKey& operator=(const DeniedKey&) = delete;
+
+ private:
+  void allow(ACL* list) {
+    SECURITY_DESCRIPTOR descriptor;
+    InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
+    SetSecurityDescriptorDacl(&descriptor, TRUE, list, FALSE);
+    EXPECT_EQ(RegSetKeySecurity(key_, DACL_SECURITY_INFORMATION, &descriptor), ERROR_SUCCESS);
+  }
+
+  const wchar_t* path_;
+  HKEY key_ = nullptr;
+};
+
+TEST(Classes, AreRegisteredForTheUserWhoMayNotForTheMachine) {
+  ASSERT_EQ(callLibrary("DllUnregisterServer"), S_OK);
+  {
+    const DeniedKey denied(L"Software\\Classes\\Kelvane.cASE_Fetch");
+    EXPECT_EQ(callLibrary("DllUnregisterServer"), E_ACCESSDENIED);
+    ASSERT_EQ(callLibrary("DllRegisterServer"), S_OK);
+    // The system under which this is tested does not look for classes among the user's.
+    const auto libraryAt = [](HKEY root) {
+      wchar_t file[MAX_PATH] = {};
+      DWORD size = sizeof file;
+      RegGetValueW(
+          root, L"Software\\Classes\\CLSID\\{2590CAE9-6F4C-4BDA-AED6-9CB1BCFA030A}\\InprocServer32",
+          nullptr, RRF_RT_REG_SZ, nullptr, file, &size);
+      return std::wstring(file);
+    };
+    EXPECT_EQ(libraryAt(HKEY_LOCAL_MACHINE), L"");
+    EXPECT_THAT(libraryAt(HKEY_CURRENT_USER), ::testing::EndsWith(L"kelvane.dll"));
+    EXPECT_EQ(callLibrary("DllUnregisterServer"), S_OK);
+    EXPECT_EQ(libraryAt(HKEY_CURRENT_USER), L"");
+  }
+  EXPECT_EQ(callLibrary("DllRegisterServer"), S_OK);
+}
+
 TEST(Classes, EverySwitchIsItsOwnAndHasItsNumber) {
   for (std::size_t at = 0; at < kSwitches.size(); ++at) {
     const auto object = createObject<IDispatch>(__uuidof(::cComparisonOptions));
@@ -146,6 +200,12 @@ TEST(Classes, HostsSignUpForTheEventsOfTheDataComparison) {
   Pointer<IConnectionPoint> point;
   EXPECT_NE(container->FindConnectionPoint(__uuidof(IDispatch), point.receive()), S_OK);
   expectDone(container->FindConnectionPoint(__uuidof(__cTableComparison), point.receive()));
+  Pointer<IEnumConnectionPoints> points;
+  expectDone(container->EnumConnectionPoints(points.receive()));
+  Pointer<IConnectionPoint> only, none;
+  expectDone(points->Next(1, only.receive(), nullptr));
+  EXPECT_EQ(only.get(), point.get());
+  EXPECT_EQ(points->Next(1, none.receive(), nullptr), S_FALSE);
   const auto sink = AutomationObject::make({});
   DWORD cookie = 0;
   expectDone(point->Advise(sink.get(), &cookie));

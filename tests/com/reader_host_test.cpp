@@ -151,6 +151,33 @@ TEST_F(HostTest, CancelFromTheSinkEndsTheFetchAndASinksFailureIsTheHosts) {
   typedSink.failure = static_cast<HRESULT>(0x800A1234);
   VARIANT_BOOL result = 0;
   EXPECT_EQ(hosted->Fetch(&typedSink, &result), static_cast<HRESULT>(0x800A1234));
+  EXPECT_EQ(errorInformation(), "Kelvane: The progress sink failed");
+  const auto failing = AutomationObject::make({{L"StartProcessing", [](auto&, VARIANT&) {
+                                                  throw RuntimeError(1000, u"Enough", u"Sink");
+                                                }}});
+  EXPECT_EQ(hosted->Fetch(failing.get(), &result), static_cast<HRESULT>(0x800A03E8));
+  EXPECT_EQ(errorInformation(), "Sink: Enough");
+}
+
+TEST_F(HostTest, MessagesOfTheThreadAreHandledBetweenObjects) {
+  const auto window = std::unique_ptr<HWND__, decltype(&DestroyWindow)>(
+      CreateWindowExW(0, L"STATIC", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr,
+                      nullptr),
+      DestroyWindow);
+  ASSERT_TRUE(window);
+  // What a button of the host would do.
+  static ::IDBFetch* reading;
+  reading = hosted.get();
+  SetWindowLongPtrW(window.get(), GWLP_WNDPROC,
+                    reinterpret_cast<LONG_PTR>(+[](HWND, UINT message, WPARAM, LPARAM) -> LRESULT {
+                      if (message == WM_APP) reading->Cancel();
+                      return 0;
+                    }));
+  PostMessageW(window.get(), WM_APP, 0, 0);
+  EXPECT_TRUE(fetch(&typedSink));
+  EXPECT_FALSE(fetched().Tables.empty());
+  EXPECT_TRUE(fetched().Tables[1].Columns.empty());
+  EXPECT_TRUE(fetched().Views.empty());
 }
 
 TEST_F(HostTest, CompareGivesTheDifferencesOfTheComponent) {
