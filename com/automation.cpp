@@ -37,9 +37,10 @@ DISPID Automation::idOf(const wchar_t* member) {
       found = extended->GetDispID(asText->bstrVal, fdexNameCaseInsensitive, &id);
     }
   }
-  if (FAILED(found))
+  if (found == DISP_E_UNKNOWNNAME || found == DISP_E_MEMBERNOTFOUND || found == E_NOTIMPL)
     throw RuntimeError(ErrorNumber::noSuchProperty,
                        u"The host's object has no member \"" + textOfName(member) + u"\"");
+  require(found, u"The host's object does not tell of its member " + textOfName(member));
   ids_.emplace(member, id);
   return id;
 }

@@ -1,7 +1,5 @@
-// The entry points of the library, its classes for hosts, and its own type library.
+// The entry points of the library, and its classes for hosts.
 #include "com/library.h"
-
-#include <mutex>
 
 #include "com/collections.h"
 #include "com/comparison.h"
@@ -21,10 +19,6 @@ template <class Self>
 Class named(const wchar_t* name) {
   return {name, Self::kClass, make<Self>};
 }
-
-// The type library, read once while there are objects.
-std::mutex libraryLock;
-Pointer<ITypeLib> library;
 
 class Factory final : public Single<Factory, IClassFactory> {
  public:
@@ -66,43 +60,6 @@ std::span<const Class> classes() {
   return kClasses;
 }
 
-std::wstring modulePath() {
-  std::wstring path(MAX_PATH, L'\0');
-  for (;;) {
-    const DWORD length =
-        GetModuleFileNameW(thisModule(), path.data(), static_cast<DWORD>(path.size()));
-    if (length < path.size()) {
-      path.resize(length);
-      return path;
-    }
-    path.resize(path.size() * 2);
-  }
-}
-
-std::atomic<long>& liveObjects() {
-  static std::atomic<long> count{0};
-  return count;
-}
-
-HMODULE thisModule() {
-  HMODULE module = nullptr;
-  GetModuleHandleExW(
-      GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-      reinterpret_cast<LPCWSTR>(&thisModule), &module);
-  return module;
-}
-
-Pointer<ITypeInfo> describe(REFIID interfaceId) {
-  const std::lock_guard locked(libraryLock);
-  if (!library)
-    require(LoadTypeLibEx(modulePath().c_str(), REGKIND_NONE, library.receive()),
-            u"The type library cannot be read");
-  Pointer<ITypeInfo> info;
-  require(library->GetTypeInfoOfGuid(interfaceId, info.receive()),
-          u"The type library does not know the interface");
-  return info;
-}
-
 }  // namespace kelvane::com
 
 using namespace kelvane::com;
@@ -123,8 +80,7 @@ STDAPI DllGetClassObject(REFCLSID id, REFIID interfaceId, void** object) {
 
 STDAPI DllCanUnloadNow() {
   if (liveObjects() != 0) return S_FALSE;
-  const std::lock_guard locked(libraryLock);
-  library = nullptr;
+  releaseTypeLibrary();
   return S_OK;
 }
 

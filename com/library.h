@@ -4,7 +4,6 @@
 #pragma once
 
 #include <span>
-#include <string>
 
 #include "com/object.h"
 
@@ -18,8 +17,5 @@ struct Class {
 };
 
 std::span<const Class> classes();
-
-// The file that the library was loaded from.
-std::wstring modulePath();
 
 }  // namespace kelvane::com

@@ -7,16 +7,9 @@
 
 #include <atomic>
 
-#include "com/edge.h"
+#include "com/module.h"
 
 namespace kelvane::com {
-
-// How many objects and locks keep the library loaded.
-std::atomic<long>& liveObjects();
-// The module that this code is in.
-HMODULE thisModule();
-// The description of an interface in the type library that the module carries.
-Pointer<ITypeInfo> describe(REFIID interfaceId);
 
 // An object with a count of references that keeps the library loaded. It begins with the reference
 // of whoever made it.

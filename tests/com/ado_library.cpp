@@ -37,5 +37,4 @@ STDAPI DllGetClassObject(REFCLSID wanted, REFIID id, void** object) {
              : make(L"ADODB.Recordset", recordsetObject, wanted, id, object);
 }
 
-// It stays loaded.
-STDAPI DllCanUnloadNow() { return S_FALSE; }
+STDAPI DllCanUnloadNow() { return kelvane::com::liveObjects() == 0 ? S_OK : S_FALSE; }

@@ -149,22 +149,10 @@ Pointer<IDispatch> recordset(std::shared_ptr<RecordsetState> state) {
       .as<IDispatch>();
 }
 
-class Factory final : public IClassFactory {
+class Factory final : public com::Single<Factory, IClassFactory> {
  public:
   explicit Factory(Pointer<IDispatch> (*make)()) : make_(make) {}
 
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
-    const bool known = id == __uuidof(IUnknown) || id == __uuidof(IClassFactory);
-    *object = known ? this : nullptr;
-    if (known) AddRef();
-    return known ? S_OK : E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
-  }
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID id, void** object) override {
     return make_()->QueryInterface(id, object);
   }
@@ -172,7 +160,6 @@ class Factory final : public IClassFactory {
 
  private:
   Pointer<IDispatch> (*make_)();
-  ULONG references_ = 1;
 };
 
 }  // namespace

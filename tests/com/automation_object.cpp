@@ -32,17 +32,6 @@ Pointer<AutomationObject> AutomationObject::make(std::map<std::wstring, Member> 
   return Pointer<AutomationObject>::taking(new AutomationObject(std::move(members)));
 }
 
-HRESULT AutomationObject::QueryInterface(REFIID id, void** object) {
-  const bool known = id == __uuidof(IUnknown) || id == __uuidof(IDispatch);
-  *object = known ? this : nullptr;
-  if (known) AddRef();
-  return known ? S_OK : E_NOINTERFACE;
-}
-ULONG AutomationObject::Release() {
-  const ULONG left = --references_;
-  if (left == 0) delete this;
-  return left;
-}
 HRESULT AutomationObject::GetTypeInfoCount(UINT* count) {
   *count = 0;
   return S_OK;

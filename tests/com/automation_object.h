@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "com/edge.h"
+#include "com/object.h"
 
 namespace kelvane::testing {
 
 // Members are called by name alone. An exception becomes the failure of the call.
-class AutomationObject final : public IDispatch {
+class AutomationObject final : public com::Single<AutomationObject, IDispatch> {
  public:
   // Arguments in the order of the call, without references; the answer may be left empty.
   using Arguments = std::vector<VARIANT>;
@@ -22,9 +22,6 @@ class AutomationObject final : public IDispatch {
   // A property that is put is the member with a "=" before its name.
   static com::Pointer<AutomationObject> make(std::map<std::wstring, Member> members);
 
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override;
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override;
   HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;
   HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
   HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID,
@@ -37,7 +34,6 @@ class AutomationObject final : public IDispatch {
 
   std::map<std::wstring, Member> members_;
   std::vector<std::wstring> names_;  // DISPIDs are positions here, from 1
-  ULONG references_ = 1;
 };
 
 // Puts an answer into a result.

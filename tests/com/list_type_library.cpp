@@ -1,90 +1,70 @@
 // Lists a type library: every type with its members, identifiers, numbers, flags, layout and
 // defaults. Usage: list_type_library FILE
-#include <cstdio>
-#include <stdexcept>
-#include <string>
-#include <windows.h>
+#include <array>
+#include <iostream>
+#include <memory>
+
+#include "com/edge.h"
+#include "model/text.h"
 
 namespace {
 
-void check(HRESULT result, const char* what) {
-  if (FAILED(result)) throw std::runtime_error(std::string(what) + " failed");
-}
+using namespace kelvane;
+using com::Pointer;
+using com::require;
 
-std::string text(const wchar_t* wide) {
-  std::string out;
-  for (; wide && *wide; ++wide) out += static_cast<char>(*wide);
-  return out;
+// A description that its type information lends.
+template <class Description, auto Get, auto Release, class... Arguments>
+auto lent(ITypeInfo* info, Arguments... arguments) {
+  Description* description = nullptr;
+  require((info->*Get)(arguments..., &description), u"The type library lacks a description");
+  const auto release = [info](Description* one) { (info->*Release)(one); };
+  return std::unique_ptr<Description, decltype(release)>(description, release);
 }
 
 std::string take(BSTR name) {
-  std::string out = text(name);
+  std::string text = toUtf8(com::textOf(name));
   SysFreeString(name);
-  return out;
+  return text;
 }
 
 std::string guid(const GUID& id) {
-  wchar_t out[40];
-  StringFromGUID2(id, out, 40);
-  return text(out);
+  std::array<wchar_t, 40> text;
+  StringFromGUID2(id, text.data(), static_cast<int>(text.size()));
+  return toUtf8(reinterpret_cast<const char16_t*>(text.data()));
 }
 
 std::string nameOf(ITypeInfo* info, MEMBERID member) {
   BSTR name = nullptr;
-  check(info->GetDocumentation(member, &name, nullptr, nullptr, nullptr), "GetDocumentation");
+  require(info->GetDocumentation(member, &name, nullptr, nullptr, nullptr), u"GetDocumentation");
   return take(name);
 }
 
 std::string simpleType(VARTYPE type) {
-  switch (type) {
-    case VT_I2:
-      return "short";
-    case VT_I4:
-      return "long";
-    case VT_BSTR:
-      return "BSTR";
-    case VT_BOOL:
-      return "VARIANT_BOOL";
-    case VT_DISPATCH:
-      return "IDispatch*";
-    case VT_UNKNOWN:
-      return "IUnknown*";
-    case VT_VARIANT:
-      return "VARIANT";
-    case VT_HRESULT:
-      return "HRESULT";
-    case VT_VOID:
-      return "void";
-    default:
-      return "type " + std::to_string(type);
-  }
+  static constexpr struct {
+    VARENUM type;
+    const char* name;
+  } kNames[] = {{VT_I2, "short"},
+                {VT_I4, "long"},
+                {VT_BSTR, "BSTR"},
+                {VT_BOOL, "VARIANT_BOOL"},
+                {VT_VARIANT, "VARIANT"},
+                {VT_HRESULT, "HRESULT"},
+                {VT_DISPATCH, "IDispatch*"},
+                {VT_UNKNOWN, "IUnknown*"},
+                {VT_VOID, "void"}};
+  for (const auto& [known, name] : kNames)
+    if (known == type) return name;
+  return "type " + std::to_string(type);
 }
 
 std::string typeName(ITypeInfo* info, const TYPEDESC& type) {
-  switch (type.vt) {
-    case VT_PTR:
-      return typeName(info, *type.lptdesc) + "*";
-    case VT_SAFEARRAY:
-      return "SAFEARRAY(" + typeName(info, *type.lptdesc) + ")";
-    case VT_USERDEFINED: {
-      ITypeInfo* other = nullptr;
-      check(info->GetRefTypeInfo(type.hreftype, &other), "GetRefTypeInfo");
-      std::string name = nameOf(other, MEMBERID_NIL);
-      other->Release();
-      return name;
-    }
-    default:
-      return simpleType(type.vt);
-  }
-}
-
-std::string valueText(VARIANT& value) {
-  VARIANT asText;
-  VariantInit(&asText);
-  check(VariantChangeTypeEx(&asText, &value, LOCALE_INVARIANT, 0, VT_BSTR), "VariantChangeTypeEx");
-  std::string out = text(asText.bstrVal);
-  VariantClear(&asText);
-  return simpleType(value.vt) + " " + out;
+  if (type.vt == VT_PTR) return typeName(info, *type.lptdesc) + "*";
+  if (type.vt == VT_SAFEARRAY) return "SAFEARRAY(" + typeName(info, *type.lptdesc) + ")";
+  if (type.vt != VT_USERDEFINED) return simpleType(type.vt);
+  Pointer<ITypeInfo> other;
+  require(info->GetRefTypeInfo(type.hreftype, other.receive()), u"GetRefTypeInfo");
+  return nameOf(other.get(), MEMBERID_NIL);
 }
 
 std::string parameter(ITypeInfo* info, const ELEMDESC& element, const std::string& name) {
@@ -100,106 +80,99 @@ std::string parameter(ITypeInfo* info, const ELEMDESC& element, const std::strin
     if (element.paramdesc.wParamFlags & flag)
       words += (words.empty() ? "" : ",") + std::string(word);
   std::string out = "[" + words + "] " + typeName(info, element.tdesc) + " " + name;
-  if (element.paramdesc.wParamFlags & PARAMFLAG_FHASDEFAULT)
-    out += " = " + valueText(element.paramdesc.pparamdescex->varDefaultValue);
+  if (element.paramdesc.wParamFlags & PARAMFLAG_FHASDEFAULT) {
+    const VARIANT& value = element.paramdesc.pparamdescex->varDefaultValue;
+    out += " = " + simpleType(value.vt) + " " + std::to_string(com::numberOf(value));
+  }
   return out;
 }
 
 void listFunction(ITypeInfo* info, UINT at) {
-  FUNCDESC* function = nullptr;
-  check(info->GetFuncDesc(at, &function), "GetFuncDesc");
-  BSTR names[20] = {};
+  const auto function =
+      lent<FUNCDESC, &ITypeInfo::GetFuncDesc, &ITypeInfo::ReleaseFuncDesc>(info, at);
+  // What every dual interface has from IDispatch.
+  const auto number = static_cast<ULONG>(function->memid);
+  if (number >= 0x60000000UL && number < 0x60020000UL) return;
+  std::array<BSTR, 20> names{};
   UINT named = 0;
-  check(info->GetNames(function->memid, names, 20, &named), "GetNames");
+  require(info->GetNames(function->memid, names.data(), UINT{names.size()}, &named), u"GetNames");
   const char* kind = function->invkind == INVOKE_FUNC          ? "method"
                      : function->invkind == INVOKE_PROPERTYGET ? "get"
                      : function->invkind == INVOKE_PROPERTYPUT ? "put"
                                                                : "putref";
-  std::printf("  %s %ld %s(", kind, function->memid, take(names[0]).c_str());
-  for (UINT i = 0; i < static_cast<UINT>(function->cParams); ++i) {
-    const std::string name = i + 1 < named ? take(names[i + 1]) : "";
-    std::printf("%s%s", i ? ", " : "",
-                parameter(info, function->lprgelemdescParam[i], name).c_str());
-  }
-  std::printf(") %s", typeName(info, function->elemdescFunc.tdesc).c_str());
-  if (function->wFuncFlags) std::printf(" flags %x", function->wFuncFlags);
-  std::printf("\n");
-  info->ReleaseFuncDesc(function);
+  std::cout << "  " << kind << ' ' << function->memid << ' ' << take(names[0]) << '(';
+  for (UINT i = 0; i < static_cast<UINT>(function->cParams); ++i)
+    std::cout << (i ? ", " : "")
+              << parameter(info, function->lprgelemdescParam[i],
+                           i + 1 < named ? take(names[i + 1]) : "");
+  std::cout << ") " << typeName(info, function->elemdescFunc.tdesc);
+  if (function->wFuncFlags) std::cout << " flags " << std::hex << function->wFuncFlags << std::dec;
+  std::cout << '\n';
 }
 
 void listVariable(ITypeInfo* info, UINT at) {
-  VARDESC* variable = nullptr;
-  check(info->GetVarDesc(at, &variable), "GetVarDesc");
-  const std::string name = nameOf(info, variable->memid);
+  const auto variable = lent<VARDESC, &ITypeInfo::GetVarDesc, &ITypeInfo::ReleaseVarDesc>(info, at);
+  std::cout << "  " << nameOf(info, variable->memid);
   if (variable->varkind == VAR_CONST) {
-    std::printf("  %s = %ld\n", name.c_str(), variable->lpvarValue->lVal);
+    std::cout << " = " << variable->lpvarValue->lVal << '\n';
   } else {
-    std::printf("  %s: %s at %lu\n", name.c_str(),
-                typeName(info, variable->elemdescVar.tdesc).c_str(), variable->oInst);
+    std::cout << ": " << typeName(info, variable->elemdescVar.tdesc) << " at " << variable->oInst
+              << '\n';
   }
-  info->ReleaseVarDesc(variable);
+}
+
+void listBase(ITypeInfo* info, UINT at) {
+  HREFTYPE reference = 0;
+  INT flags = 0;
+  Pointer<ITypeInfo> base;
+  require(info->GetRefTypeOfImplType(at, &reference), u"GetRefTypeOfImplType");
+  require(info->GetImplTypeFlags(at, &flags), u"GetImplTypeFlags");
+  require(info->GetRefTypeInfo(reference, base.receive()), u"GetRefTypeInfo");
+  std::cout << "  " << (flags & IMPLTYPEFLAG_FSOURCE ? "source " : "")
+            << (flags & IMPLTYPEFLAG_FDEFAULT ? "default " : "") << nameOf(base.get(), MEMBERID_NIL)
+            << '\n';
 }
 
 void listType(ITypeInfo* info) {
   static constexpr const char* kKinds[] = {"enum",          "record",  "module", "interface",
                                            "dispinterface", "coclass", "alias",  "union"};
-  TYPEATTR* attributes = nullptr;
-  check(info->GetTypeAttr(&attributes), "GetTypeAttr");
-  std::printf("%s %s %s", kKinds[attributes->typekind], nameOf(info, MEMBERID_NIL).c_str(),
-              guid(attributes->guid).c_str());
-  if (attributes->wTypeFlags) std::printf(" flags %x", attributes->wTypeFlags);
-  if (attributes->typekind == TKIND_RECORD) std::printf(" size %lu", attributes->cbSizeInstance);
-  std::printf("\n");
-  for (UINT i = 0; i < attributes->cImplTypes; ++i) {
-    HREFTYPE reference = 0;
-    INT flags = 0;
-    ITypeInfo* other = nullptr;
-    check(info->GetRefTypeOfImplType(i, &reference), "GetRefTypeOfImplType");
-    check(info->GetImplTypeFlags(i, &flags), "GetImplTypeFlags");
-    check(info->GetRefTypeInfo(reference, &other), "GetRefTypeInfo");
-    std::printf("  %s%s%s\n", flags & IMPLTYPEFLAG_FSOURCE ? "source " : "",
-                flags & IMPLTYPEFLAG_FDEFAULT ? "default " : "",
-                nameOf(other, MEMBERID_NIL).c_str());
-    other->Release();
+  const auto type = lent<TYPEATTR, &ITypeInfo::GetTypeAttr, &ITypeInfo::ReleaseTypeAttr>(info);
+  std::cout << kKinds[type->typekind] << ' ' << nameOf(info, MEMBERID_NIL) << ' '
+            << guid(type->guid);
+  if (type->wTypeFlags) std::cout << " flags " << std::hex << type->wTypeFlags << std::dec;
+  if (type->typekind == TKIND_RECORD) std::cout << " size " << type->cbSizeInstance;
+  std::cout << '\n';
+  for (UINT i = 0; i < type->cImplTypes; ++i) listBase(info, i);
+  for (UINT i = 0; i < type->cVars; ++i) listVariable(info, i);
+  for (UINT i = 0; i < type->cFuncs; ++i) listFunction(info, i);
+}
+
+void listLibrary(const char* file) {
+  const std::u16string path = toUtf16(file);
+  Pointer<ITypeLib> library;
+  require(LoadTypeLibEx(com::wide(path), REGKIND_NONE, library.receive()), u"LoadTypeLibEx");
+  TLIBATTR* attributes = nullptr;
+  BSTR name = nullptr;
+  require(library->GetLibAttr(&attributes), u"GetLibAttr");
+  require(library->GetDocumentation(-1, &name, nullptr, nullptr, nullptr), u"GetDocumentation");
+  std::cout << "library " << take(name) << ' ' << guid(attributes->guid) << " version "
+            << attributes->wMajorVerNum << '.' << attributes->wMinorVerNum << '\n';
+  library->ReleaseTLibAttr(attributes);
+  for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
+    Pointer<ITypeInfo> info;
+    require(library->GetTypeInfo(i, info.receive()), u"GetTypeInfo");
+    listType(info.get());
   }
-  for (UINT i = 0; i < attributes->cVars; ++i) listVariable(info, i);
-  for (UINT i = 0; i < attributes->cFuncs; ++i) {
-    // What every dual interface has from IDispatch.
-    FUNCDESC* function = nullptr;
-    check(info->GetFuncDesc(i, &function), "GetFuncDesc");
-    const bool inherited = static_cast<ULONG>(function->memid) >= 0x60000000UL &&
-                           static_cast<ULONG>(function->memid) < 0x60020000UL;
-    info->ReleaseFuncDesc(function);
-    if (!inherited) listFunction(info, i);
-  }
-  info->ReleaseTypeAttr(attributes);
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
-  if (count != 2) return std::fputs("usage: list_type_library FILE\n", stderr), 2;
+  if (count != 2) return std::cerr << "usage: list_type_library FILE\n", 2;
   try {
-    const std::string file = arguments[1];
-    ITypeLib* library = nullptr;
-    check(LoadTypeLibEx(std::wstring(file.begin(), file.end()).c_str(), REGKIND_NONE, &library),
-          "LoadTypeLibEx");
-    TLIBATTR* attributes = nullptr;
-    check(library->GetLibAttr(&attributes), "GetLibAttr");
-    BSTR name = nullptr;
-    check(library->GetDocumentation(-1, &name, nullptr, nullptr, nullptr), "GetDocumentation");
-    std::printf("library %s %s version %u.%u\n", take(name).c_str(), guid(attributes->guid).c_str(),
-                attributes->wMajorVerNum, attributes->wMinorVerNum);
-    library->ReleaseTLibAttr(attributes);
-    for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
-      ITypeInfo* info = nullptr;
-      check(library->GetTypeInfo(i, &info), "GetTypeInfo");
-      listType(info);
-      info->Release();
-    }
-    library->Release();
+    listLibrary(arguments[1]);
   } catch (const std::exception& error) {
-    return std::fprintf(stderr, "list_type_library: %s\n", error.what()), 1;
+    return std::cerr << "list_type_library: " << error.what() << '\n', 1;
   }
   return 0;
 }
