@@ -18,7 +18,11 @@ reader.CompareOptions.Tables_Columns = True
 reader.CompareOptions.Tables_Columns_DataTypes = True
 reader.CompareOptions.Tables_Columns_Lengths = True
 reader.CompareOptions.Tables_Columns_Precisions = True
+reader.CompareOptions.Tables_RowCount = True
+reader.CompareOptions.Views = True
+reader.CompareOptions.Views_Definition = True
 reader.AppliesTo.AllTables = True
+reader.AppliesTo.AllViews = True
 check.Same reader.Fetch(New Silent), True
 check.Same reader.ObjectExists(110, "dbo.orders"), 1
 check.Same reader.ObjectExists(110, "DBO.ORDERS"), 0
@@ -63,5 +67,14 @@ columns.Sort "Properties"
 check.Same Err.Number, 13
 Err.Clear
 check.Same CreateObject("Kelvane.cKeyPairs").Count, 0
+check.Same Err.Number, 0
+
+check.Same reader.GetSubEntityListByIndex(110, 10, 1)(1).Name, "id"
+check.Same reader.GetEntityPropertyListByName(110, "dbo.orders")("Row Count").Value, "3"
+check.Same reader.GetEntityPropertyListByIndex(180, 1)(1).Value, "12 bytes of SQL code (double-click to view)"
+check.Same reader.GetObjectSource("dbo.v_open", "View"), "create view "
+check.Same reader.GetList(7, New Silent), False
+check.Same reader.GetList(0, New Silent), True     ' the names alone
+check.Same reader.GetSubEntityListByIndex(110, 10, 1).Count, 0
 check.Same Err.Number, 0
 check.Finished

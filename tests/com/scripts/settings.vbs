@@ -52,6 +52,27 @@ engine.cCompareDifference.Add "", "Length", "Table\Column", "orders\id", , , 4, 
 check.Same engine.cCompareDifference.Owner, "dbo"
 engine.cCompareDifference.Add "", "", "Table\Column", "orders"   ' a message, which without a desktop waits for nobody
 
+Dim comparison
+Set comparison = CreateObject("Kelvane.cTableComparison")
+For Each engine In Array(engine, comparison)
+  Set engine.CompareOptions = options
+  Set engine.AppliesTo = scope
+  Set engine.AppPreferences = list
+  check.Same engine.CompareOptions Is options And engine.AppliesTo Is scope And engine.AppPreferences Is list, True
+  Set engine.AppliesTo = Nothing
+  check.Same engine.AppliesTo Is Nothing, True
+Next
+Set comparison.ConnSource = connection
+Set comparison.ConnTarget = list
+check.Same comparison.ConnSource Is connection And comparison.ConnTarget Is list, True
+
+Dim collector
+Set collector = CreateObject("Kelvane.cCompareDiff")
+check.Same collector.IsSchemaCaseSensitive And Not collector.IsDataCaseSensitive, True
+collector.IsDataCaseSensitive = True
+collector.Entity = "kept"
+check.Same collector.IsDataCaseSensitive & collector.Entity, "Truekept"
+
 ' Only the library's own objects will do.
 On Error Resume Next
 Set reader.CompareOptions = scope
