@@ -186,6 +186,9 @@ TEST(Classes, FailuresCarryNumberSourceAndDescription) {
   EXPECT_EQ(pairs->get_Item(*Variant(u"key"), none.receive()), static_cast<HRESULT>(0x800A0005));
   EXPECT_EQ(errorInformation(), "Kelvane: There is no item with the key \"key\"");
   EXPECT_EQ(pairs->get_Count(nullptr), E_POINTER);
+  long count = 77;
+  expectDone(pairs->get_Count(&count));
+  EXPECT_EQ(errorInformation(), "none");
   // An object that only looks like one of the library's is refused.
   const auto reader = createObject<_cASE_Fetch>(__uuidof(::cASE_Fetch));
   const auto options = createObject<_cAppliesTo>(__uuidof(::cAppliesTo));
