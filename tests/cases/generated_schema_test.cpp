@@ -5,6 +5,7 @@
 #include <cctype>
 #include <cmath>
 #include <gtest/gtest.h>
+#include <initializer_list>
 #include <map>
 #include <random>
 #include <sstream>
@@ -37,6 +38,13 @@ Text joined(const Names& names, const char16_t* separator) {
 std::string listed(const std::vector<std::string>& parts) {
   std::string result;
   for (const std::string& part : parts) result += (result.empty() ? "" : ", ") + part;
+  return result;
+}
+
+// Its parts are made from the left to the right, as operands of + are by some compilers only.
+std::string text(std::initializer_list<std::string> parts) {
+  std::string result;
+  for (const std::string& part : parts) result += part;
   return result;
 }
 
@@ -101,7 +109,7 @@ class Generator {
     return marks.empty() ? toUtf8(name) : marks[0] + toUtf8(name) + marks[1];
   }
   std::string named(const Text& owner, const Text& name) {
-    return (owner == u"dbo" && maybe() ? "" : named(owner) + ".") + named(name);
+    return text({owner == u"dbo" && maybe() ? "" : named(owner) + ".", named(name)});
   }
   std::string inParentheses(const Names& names) {
     std::vector<std::string> parts;
@@ -146,7 +154,7 @@ class Generator {
   void people() {
     for (int i = upTo(2); i > 0; --i) {
       const Text name = fresh("grp");
-      send(word("exec") + "sp_addgroup " + named(name));
+      send(text({word("exec"), "sp_addgroup ", named(name)}));
       declared.Groups.append({name, u"", name, {}, {}});
     }
     declared.Groups.append({u"public", u"", u"public", {}, {}});
@@ -158,8 +166,8 @@ class Generator {
       group.Users.append({name, u"", u"", {}});
       declared.Users.append({name, u"", name, {}});
       if (isAdded)
-        send("exec sp_adduser '" + toUtf8(name) + "', " + named(name) +
-             (place == last ? "" : ", " + named(group.Name)));
+        send(text({"exec sp_adduser '", toUtf8(name), "', ", named(name),
+                   place == last ? "" : ", " + named(group.Name)}));
     }
   }
 
@@ -176,8 +184,8 @@ class Generator {
     made.Nullable = maybe();
     if (made.Nullable) made.BaseType = nullableBase(made.BaseType);
     if (made.BaseType.starts_with(u"var")) type.shown.DataType = made.BaseType;
-    send(word("exec") + "sp_addtype " + named(made.Name) + ", '" + type.written + "', " +
-         (made.Nullable ? "'null'" : "'not null'"));
+    send(text({word("exec"), "sp_addtype ", named(made.Name), ", '", type.written, "', ",
+               made.Nullable ? "'null'" : "'not null'"}));
     if (maybe()) {
       made.BoundDefault = fresh("def");
       type.shown.Default = send("create default " + named(made.BoundDefault) + " as " + type.value);
@@ -207,34 +215,35 @@ class Generator {
       Column column = type.shown;
       column.Name = fresh("col");
       column.OrdinalPosition = made.Columns.count() + 1;
-      std::string text = named(column.Name) + " ";
-      text += type.isUserType ? type.written + " " : word(type.written);
+      std::string part = named(column.Name) + " ";
+      part += type.isUserType ? type.written + " " : word(type.written);
       if (given.size() == columns.size() && column.iScale == 0 &&
           type.written.starts_with("numeric")) {
-        text += word("identity");
+        part += word("identity");
       } else {
         given.push_back(column.Name);
         values.push_back(type.value);
         if (upTo(2) == 0) {
           column.Default = toUtf16(type.value);
-          text += word("default") + type.value + " ";
+          part += word("default") + type.value + " ";
         }
         if (!type.isUserType || maybe()) {
           column.Nullable = maybe();
-          text += word(column.Nullable ? "null" : "not null");
+          part += word(column.Nullable ? "null" : "not null");
         }
         if (upTo(3) == 0)
-          text += word("check") + "(" + named(column.Name) + " = " + type.value + ")";
+          part += text({word("check"), "(", named(column.Name), " = ", type.value, ")"});
       }
       columns.push_back(column.Name);
       written_[column.Name] = type.written;
       if (!column.Nullable) notNull.push_back(column.Name);
-      parts.push_back(text);
+      parts.push_back(part);
       made.Columns.append(std::move(column));
     }
-    const auto constraint = [&](const Text& name, const std::string& text) {
-      const std::string whole = word("constraint") + named(name) + " " + text;
-      const std::string added = word("alter table") + named(owner, made.Name) + " " + word("add");
+    const auto constraint = [&](const Text& name, const std::string& rest) {
+      const std::string whole = text({word("constraint"), named(name), " ", rest});
+      const std::string added =
+          text({word("alter table"), named(owner, made.Name), " ", word("add")});
       maybe() ? parts.push_back(whole) : later.push_back(added + whole);
     };
     bool clusteredIsFree = true;
@@ -245,23 +254,23 @@ class Generator {
       return std::pair(clustered, said ? word(clustered ? "clustered" : "nonclustered") : "");
     };
     if (!notNull.empty() && maybe()) {
-      const auto [clustered, text] = clustering(true);
+      const auto [clustered, kind] = clustering(true);
       const Names& key = keys_[made.Name] = someOf(notNull, 3);
       made.PrimaryKey = {
           {fresh("pk"), joined(key, u", "), clustered ? u"Clustered" : u"Non Clustered"}};
-      constraint(made.PrimaryKey[1].Name, word("primary key") + text + inParentheses(key));
+      constraint(made.PrimaryKey[1].Name, text({word("primary key"), kind, inParentheses(key)}));
     }
     for (int i = upTo(2); i > 0; --i) later.push_back(indexOn(made, columns, clustering));
     foreignKey(made, columns, ownersFirst, constraint);
-    send(word("create table") + named(owner, made.Name) + " (" + listed(parts) + ") ");
+    send(text({word("create table"), named(owner, made.Name), " (", listed(parts), ") "}));
     for (const std::string& one : later) send(one);
     triggers(made);
     const auto onInsert = [](const Trigger& trigger) { return bool{trigger.Is_Insert}; };
     if (made.ForeignKey.empty() && std::ranges::none_of(made.Triggers, onInsert) &&
         !given.empty()) {
       made.Miscallaneous.RowCount = 1;
-      send(word("insert") + named(owner, made.Name) + inParentheses(given) + word("values") + "(" +
-           listed(values) + ")");
+      send(text({word("insert"), named(owner, made.Name), inParentheses(given), word("values"), "(",
+                 listed(values), ")"}));
     }
     declared.Tables.append(std::move(made));
   }
@@ -269,7 +278,7 @@ class Generator {
   template <class Clustering>
   std::string indexOn(Table& made, const Names& columns, const Clustering& clustering) {
     index key{fresh("ix"), u"", u""};
-    const auto [clustered, text] = clustering(false);
+    const auto [clustered, kind] = clustering(false);
     const bool ofConstraint = maybe(), unique = ofConstraint || maybe();
     key.IndexDescription = clustered ? u"clustered" : u"nonclustered";
     if (unique) key.IndexDescription += u", unique";
@@ -283,17 +292,17 @@ class Generator {
       if (other.IndexKeys == key.IndexKeys) return "print 'no second index on the same keys'";
     const std::string list = "(" + listed(keys) + ") ";
     const std::string table = named(made.Owner, made.Name) + " ";
-    std::string sql = word("alter table") + table + word("add constraint") + named(key.Name) + " " +
-                      word("unique") + text + list;
+    std::string sql = text({word("alter table"), table, word("add constraint"), named(key.Name),
+                            " ", word("unique"), kind, list});
     if (!ofConstraint) {
-      sql = word("create") + (unique ? word("unique") : "") + text + word("index") +
-            named(key.Name) + " on " + table + list;
+      sql = text({word("create"), unique ? word("unique") : "", kind, word("index"),
+                  named(key.Name), " on ", table, list});
       if (unique && upTo(2) == 0) {
         key.IndexDescription += u", ignore duplicate keys";
-        sql += word("with") + word("ignore_dup_key");
+        sql += text({word("with"), word("ignore_dup_key")});
       } else if (!unique && clustered && maybe()) {
         key.IndexDescription += u", allow duplicate rows";
-        sql += word("with") + word("allow_dup_row");
+        sql += text({word("with"), word("allow_dup_row")});
       }
     }
     key.IndexDescription += u" located on default";
@@ -321,9 +330,9 @@ class Generator {
       const bool isNamed = from.size() == 1 && made.Owner == u"dbo";
       made.ForeignKey = {{fresh("fk"), joined(from, u","), 1, other.Name, joined(key, u","),
                           isNamed ? other.PrimaryKey[1].Name : u" "}};
-      constraint(made.ForeignKey[1].Name, word("foreign key") + inParentheses(from) +
-                                              word("references") + named(other.Owner, other.Name) +
-                                              (maybe() ? inParentheses(key) : ""));
+      constraint(made.ForeignKey[1].Name,
+                 text({word("foreign key"), inParentheses(from), word("references"),
+                       named(other.Owner, other.Name), maybe() ? inParentheses(key) : ""}));
       return;
     }
   }
@@ -338,9 +347,9 @@ class Generator {
       if (trigger.Is_Delete) list.push_back(word("delete"));
       if (list.empty()) continue;
       trigger.Definition =
-          send("/* why */\n" + word("create trigger") + named(made.Owner, trigger.Name) + " on " +
-               named(made.Owner, made.Name) + " " + word("for") + listed(list) +
-               "\nas  print 'caf\xc3\xa9 %1!', @@rowcount");
+          send(text({"/* why */\n", word("create trigger"), named(made.Owner, trigger.Name), " on ",
+                     named(made.Owner, made.Name), " ", word("for"), listed(list),
+                     "\nas  print 'caf\xc3\xa9 %1!', @@rowcount"}));
       made.Triggers.append(std::move(trigger));
     }
   }
@@ -350,7 +359,7 @@ class Generator {
     View made{fresh("vew"), u"dbo", u"", {}, u""};
     std::vector<std::string> items;
     for (Column column : from.Columns) {
-      const std::string source = (maybe() ? "" : "t.") + named(column.Name);
+      const std::string source = text({maybe() ? "" : "t.", named(column.Name)});
       column.Name = fresh("out");
       column.Default = u"";
       const std::string name = named(column.Name);
@@ -358,8 +367,8 @@ class Generator {
       made.Columns.append(std::move(column));
     }
     made.Definition =
-        send(word("create view") + named(u"dbo", made.Name) + " as " + word("select") +
-             listed(items) + " from " + named(from.Owner, from.Name) + " t");
+        send(text({word("create view"), named(u"dbo", made.Name), " as ", word("select"),
+                   listed(items), " from ", named(from.Owner, from.Name), " t"}));
     declared.Views.append(std::move(made));
   }
 
@@ -374,14 +383,14 @@ class Generator {
       column.DataType.resize(30, u' ');  // a char(30)
       column.Default = u"";
       column.OrdinalPosition = made.Columns.count() + 1;
-      list.push_back(toUtf8(column.Name) + " " + type.written + (upTo(2) == 0 ? " = null" : "") +
-                     (upTo(2) == 0 ? " output" : ""));
+      list.push_back(text({toUtf8(column.Name), " ", type.written, upTo(2) == 0 ? " = null" : "",
+                           upTo(2) == 0 ? " output" : ""}));
       made.Columns.append(std::move(column));
     }
     // Mostly longer than one row of the text that the server keeps.
     const std::string longText(static_cast<std::size_t>(upTo(600)), 'x');
-    made.Definition = send(word("create procedure") + named(made.Owner, made.Name) + " " +
-                           listed(list) + "\nas\n  print '" + longText + "'\n  return 0");
+    made.Definition = send(text({word("create procedure"), named(made.Owner, made.Name), " ",
+                                 listed(list), "\nas\n  print '", longText, "'\n  return 0"}));
     declared.StoredProcs.append(std::move(made));
   }
 
@@ -394,7 +403,7 @@ class Generator {
     each(attributes::kSystemPermission, [&](const auto& attribute) {
       if (upTo(3) != 0) return;
       holder.Permissions.*attribute.value = True;
-      send(word("grant") + toUtf8(attribute.label) + " to " + named(holder.Name));
+      send(text({word("grant"), toUtf8(attribute.label), " to ", named(holder.Name)}));
     });
     const auto on = [&](const Text& owner, const Text& name, const std::string& allowed,
                         const std::string& columns) {
@@ -409,8 +418,8 @@ class Generator {
           return;
         entity.*attribute.value = holdsAny = true;
         const bool byColumn = label != "Delete" && label != "Insert" && maybe();
-        send(word("grant") + label + (byColumn ? columns : "") + " on " + named(owner, name) +
-             " to " + named(holder.Name) + (holder.Name == u"ann" ? " with grant option" : ""));
+        send(text({word("grant"), label, byColumn ? columns : "", " on ", named(owner, name),
+                   " to ", named(holder.Name), holder.Name == u"ann" ? " with grant option" : ""}));
       });
       if (holdsAny) holder.Permissions.PermissionEntities.append(entity);
     };

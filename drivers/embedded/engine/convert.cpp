@@ -184,8 +184,7 @@ Cell toBinary(const Cell& value, const Conversion& c) {
     }
   }
   const auto length = static_cast<std::size_t>(c.to.length);
-  const bool fixed = c.to.kind == TypeKind::Binary && !c.to.nullable;
-  if (!isLong(c.to.kind) && (fixed || bytes.size() > length)) bytes.resize(length);
+  if (!isLong(c.to.kind) && (isZeroFilled(c.to) || bytes.size() > length)) bytes.resize(length);
   return bytes;
 }
 

@@ -76,6 +76,16 @@ void asType(FunctionCall& call) {
   call.result(convertCell(call.cell(0), from, to, style, kUnknownLine));
 }
 
+void withoutZeros(FunctionCall& call) {
+  if (call.isNull(0)) return;
+  Cell cell = call.cell(0);
+  if (auto* bytes = std::get_if<Blob>(&cell)) {
+    while (!bytes->empty() && bytes->back() == std::byte{0}) bytes->pop_back();
+    if (bytes->empty()) bytes->resize(1);
+  }
+  call.result(cell);
+}
+
 void inInt(FunctionCall& call) {
   if (call.isNull(0)) return;
   const std::int64_t value = call.integer(0);
@@ -354,6 +364,7 @@ void registerTexts(Database& store) {
     store.addFunction(name, count, FunctionKind::Fixed, function);
   };
   add("as_type", 11, asType);
+  add("without_zeros", 1, withoutZeros);
   add("in_int", 1, inInt);
   add("exclusive_or", 2, exclusiveOr);
   add("divisor", 1, divisor);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <tuple>
 
 #include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/translator.h"
@@ -196,10 +197,26 @@ std::string Translator::compared(BinaryOp op, const SqlValue& left, const SqlVal
       a = "decimal_key(" + a + ")";
       b = "decimal_key(" + b + ")";
     }
+  } else if (leftFamily == TypeFamily::Binary) {
+    std::tie(a, b) = comparableBytes(left, right);
   } else if (leftFamily == TypeFamily::Character && !left.isColumn && !right.isColumn) {
     b = collated(right);
   }
   return "(" + a + " " + symbolOf(op) + " " + b + ")";
+}
+
+// The zeros at the end of bytes count for nothing.
+std::pair<std::string, std::string> Translator::comparableBytes(const SqlValue& left,
+                                                                const SqlValue& right) {
+  const auto fills = [](const ColumnType& type, const ColumnType& other) {
+    return isZeroFilled(type) && !isLong(other.kind) && other.length <= type.length;
+  };
+  const bool leftFills = fills(left.type, right.type), rightFills = fills(right.type, left.type);
+  if (leftFills && rightFills) return {left.sql, right.sql};
+  // What is filled already stays untouched, so that SQLite can use its indexes.
+  if (leftFills) return {left.sql, converted(right, left.type)};
+  if (rightFills) return {converted(left, right.type), right.sql};
+  return {"without_zeros(" + left.sql + ")", "without_zeros(" + right.sql + ")"};
 }
 
 std::string Translator::membership(const InList& in, std::uint32_t line, const Scope* scope,
@@ -215,7 +232,8 @@ std::string Translator::membership(const InList& in, std::uint32_t line, const S
   std::vector<std::string> same;
   bool plain = allKnown;
   for (const SqlValue& element : list) {
-    plain = plain && familyOf(element.type.kind) == familyOf(v.type.kind);
+    plain = plain && familyOf(element.type.kind) == familyOf(v.type.kind) &&
+            !isBinary(element.type.kind);
     same.push_back(element.sql);
   }
   if (plain) {
@@ -252,6 +270,11 @@ std::string Translator::membership(const InSubquery& in, std::uint32_t line, con
     SqlValue element{"r1", type};
     return "(" + converted(v, common) + (in.negated ? " NOT" : "") + " IN (SELECT " +
            converted(element, common) + " FROM (" + inner.sql + ")))";
+  }
+  if (isBinary(type.kind)) {
+    const auto [bytes, others] = comparableBytes(v, {"r1", type});
+    return "(" + bytes + (in.negated ? " NOT" : "") + " IN (SELECT " + others + " FROM (" +
+           inner.sql + ")))";
   }
   if (polarity != Polarity::Any && !in.negated) {
     if (auto sql = keyLookup(*in.value, scope, names, polarity)) return *sql;

@@ -424,7 +424,7 @@ std::string Translator::assigned(const SqlValue& value, const ColumnType& to, st
     if (isExactFraction(from.kind))
       fits = value.isColumn && from.length == to.length && from.precision == to.precision &&
              from.scale == to.scale;
-    if (from.kind == TypeKind::Binary && !to.nullable) fits = from.length == to.length;
+    if (isZeroFilled(to)) fits = from.length == to.length;
   }
   return fits ? value.sql : converted(value, to);
 }

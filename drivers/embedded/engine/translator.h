@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "drivers/embedded/catalog/catalog.h"
@@ -186,6 +187,7 @@ class Translator {
                          Polarity polarity);
   std::string compared(tsql::BinaryOp op, const SqlValue& left, const SqlValue& right,
                        std::uint32_t line);
+  std::pair<std::string, std::string> comparableBytes(const SqlValue& left, const SqlValue& right);
   std::string membership(const tsql::InList& in, std::uint32_t line, const Scope* scope,
                          Polarity polarity);
   std::string membership(const tsql::InSubquery& in, std::uint32_t line, const Scope* scope,

@@ -56,6 +56,10 @@ int scaleOf(const ColumnType& type) {
   return type.scale.value_or(0);
 }
 
+bool isZeroFilled(const ColumnType& type) {
+  return type.kind == TypeKind::Binary && !type.nullable;
+}
+
 bool isWide(const ColumnType& type) {
   constexpr int kDigitsOfDouble = 15;
   return isExactFraction(type.kind) && type.kind != TypeKind::Smallmoney &&

@@ -21,6 +21,8 @@ bool isExactFraction(TypeKind kind);
 bool isApproximate(TypeKind kind);
 /// Whether values may have more digits than floating point holds, and so be texts in the store.
 bool isWide(const ColumnType& type);
+/// Whether its values are filled up with zeros to their full length.
+bool isZeroFilled(const ColumnType& type);
 int precisionOf(const ColumnType& type);
 int scaleOf(const ColumnType& type);
 

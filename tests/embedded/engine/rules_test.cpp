@@ -63,6 +63,37 @@ go
                          {"alter table t drop constraint late_ck update t set b = null", ""}});
 }
 
+TEST(Rules, ZerosAtTheEndOfBytesCountForNothing) {
+  Probe probe(R"(
+create rule marked as @m = 0x1F or @m in (0x2F00000000, 0x3F)
+go
+create table p (b binary(3) primary key, c varbinary(4) unique)
+create table q (b varbinary(5) null constraint marks references p (b), c varbinary(9) null references p (c))
+go
+sp_bindrule marked, 'p.b'
+go
+)");
+  expectRefusals(probe, {{"insert p values (0x1F, 0x00)", ""},
+                         {"insert p values (0x2F, 0x5000)", ""},
+                         {"insert p values (0x3F0000, 0x60)", ""},
+                         {"insert p values (0x1F0001, 0x70)", "error 552 'b'.\n"},
+                         {"update p set b = 0x4F where c = 0x60", "error 552 'b'.\n"},
+                         {"insert q values (0x2F, 0x50)", ""},
+                         {"insert q values (0x2F000000, 0x0000)", ""},
+                         {"insert q values (0x2F000001, null)", "error 546 'marks'.\n"}});
+  const Case selections[] = {
+      {"b = 0x1F", "0x1f0000\n"},
+      {"b = 0x1F000000", "0x1f0000\n"},
+      {"b > 0x1F000001", "0x2f0000\n0x3f0000\n"},
+      {"c between 0x4F and 0x50", "0x2f0000\n"},
+      {"c in (0x000000, 0x60000000)", "0x1f0000\n0x3f0000\n"},
+      {"b not in (select b from q)", "0x1f0000\n0x3f0000\n"},
+      {"c in (select c from q)", "0x1f0000\n0x2f0000\n"},
+      {"0x1F = 0x1F00 and 0x1F <> 0x001F and b >= all (select b from p)", "0x3f0000\n"}};
+  for (const Case& c : selections)
+    EXPECT_EQ(probe.rows(std::string("select b from p where ") + c.sql), c.refusal) << c.sql;
+}
+
 TEST(Rules, ARenamedColumnLeavesItsCheckUnreadable) {
   Probe probe("create table t (a int, b int, constraint ck check (a > 0))");
   probe.ask("exec sp_rename 't.a', 'c'");
