@@ -1,17 +1,15 @@
-// Known differences: what is accepted, what no longer is, and the files that say so.
-#include <gmock/gmock.h>
+// Known differences: every difference has a line that accepts it alone, and bad lines are refused.
+#include <gtest/gtest.h>
+#include <sstream>
 
 #include "diff/compare_diff.h"
 #include "report/diff_walk.h"
 #include "report/known_differences.h"
 #include "report/readable_diff.h"
-#include "tests/cli/compared_scripts.h"
 
 namespace kelvane::cli {
 namespace {
 
-using ::testing::HasSubstr;
-using ::testing::StartsWith;
 using namespace std::chrono_literals;
 
 constexpr auto kToday = 2026y / 6 / 15;
@@ -111,70 +109,6 @@ TEST(KnownDifferences, BadLinesSayWhatIsExpected) {
       EXPECT_EQ(error.what(), "3: " + complaint);
     }
   }
-}
-
-constexpr const char* kSource = R"(
-create table t (a int, b char(5) not null)
-create table old_t (a int)
-insert t values (1, 'x')
-go
-)";
-constexpr const char* kTarget = R"(
-create table t (a int null, b char(9) null)
-go
-)";
-
-class AcceptedDifferences : public ComparedScripts {};
-
-TEST_F(AcceptedDifferences, DoNotCount) {
-  const std::string known = file("known",
-                                 "table \"dbo.t\",  \"Row Count\" : *  # rows come and go\n"
-                                 "table dbo.old_t: only in source until 9999-12-31 # not used\n"
-                                 "table dbo.t, column a, Nullable: False -> True#\tagreed\n");
-  EXPECT_EQ(compare(kSource, kTarget, {"--accept", known}), kDifferences);
-  EXPECT_EQ(
-      out(),
-      "table dbo.t\n    column b\n        Length: 5 -> 9\n        Nullable: False -> True\n"
-      "        Precision: 5 -> 9\n\n3 differences in 1 object: 1 table. Accepted differences: "
-      "3.\n");
-  EXPECT_EQ(err(), "kelvane: Accepted differences: 3\n");
-  outIsTerminal = true;
-  EXPECT_EQ(compare(kSource, kTarget, {"--accept", known}), kDifferences);
-  EXPECT_EQ(err(), "");
-  outIsTerminal = false;
-
-  EXPECT_EQ(compare(kSource, kTarget, {"--accept", known, "--write-accept", known}), kDifferences);
-  EXPECT_THAT(contents("known"),
-              HasSubstr("\ntable dbo.t, \"Row Count\": *  # rows come and go\n"
-                        "table dbo.t, column a, Nullable: False -> True  # agreed\n"
-                        "table dbo.t, column b, Length: 5 -> 9  # not explained yet\n"));
-  EXPECT_THAT(contents("known"),
-              HasSubstr("table dbo.old_t: only in source until 9999-12-31  # not used\n"));
-  EXPECT_EQ(compare(kSource, kTarget, {"--accept", known, "--format=json"}), kNoDifference);
-  EXPECT_THAT(out(), HasSubstr("\"Accepted differences: 6\""));
-}
-
-TEST_F(AcceptedDifferences, LinesOfNoUseAreTold) {
-  const std::string known = file("known",
-                                 "table dbo.old_t: only in source until 2001-01-01 # was to go\n"
-                                 "table dbo.gone: only in source # went\n"
-                                 "view dbo.gone: only in source # went\n");
-  EXPECT_EQ(compare(kSource, kTarget, {"--accept", known, "--include", "table:*"}), kDifferences);
-  EXPECT_THAT(out(), StartsWith("table dbo.old_t: only in source\n"));
-  EXPECT_THAT(err(),
-              StartsWith("kelvane: " + known +
-                         ":1: has expired: table dbo.old_t: only in source\nkelvane: " + known +
-                         ":2: there is no such difference: table dbo.gone: only in "
-                         "source\nkelvane: Left out by patterns"));
-}
-
-TEST_F(AcceptedDifferences, BadFilesEndTheCommand) {
-  EXPECT_EQ(compare(kSource, kTarget, {"--accept", path("none")}), kError);
-  EXPECT_EQ(err(), "kelvane: " + path("none") + ": No such file or directory\n");
-  EXPECT_EQ(compare(kSource, kTarget, {"--accept", file("bad", "\ntable\n")}), kError);
-  EXPECT_EQ(err(),
-            "kelvane: " + path("bad") + ":2: expected the object's name, but the line ends\n");
-  EXPECT_EQ(out(), "");
 }
 
 }  // namespace
