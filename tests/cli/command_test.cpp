@@ -1,13 +1,10 @@
 // The command line from its words to its exit status, over scripted servers.
-#include <filesystem>
-#include <fstream>
 #include <gmock/gmock.h>
 #include <sstream>
 
 #include "cli/json.h"
 #include "cli/run.h"
 #include "tests/support/scripted_connection.h"
-#include "tests/support/temporary_folder.h"
 
 namespace kelvane::cli {
 namespace {
@@ -213,42 +210,6 @@ TEST_F(Command, OutputThatCannotBeWrittenIsAnError) {
   out.setstate(std::ios::badbit);
   EXPECT_EQ(compare(), kError);
   EXPECT_EQ(err.str(), "kelvane: cannot write to standard output\n");
-}
-
-TEST_F(Command, TraceHoldsEveryStatementAndEventInOrder) {
-  const kelvane::testing::TemporaryFolder folder;
-  const auto path = folder / "trace.jsonl";
-  source.on(kViews, "error 229 42000 Not \"allowed\"");
-  source.on(kGroups, "name\nclerks");
-  scriptEmptyServer(source);
-  scriptEmptyServer(target);
-  EXPECT_EQ(run({"compare", "--trace", path.string(), "one", "two"}), kNotProven);
-  std::ifstream file(path);
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(file, line);) lines.push_back(line);
-  ASSERT_GT(lines.size(), 30u);
-  const std::vector<std::string> head(lines.begin(), lines.begin() + 11);
-  EXPECT_THAT(
-      head,
-      ::testing::ElementsAre(
-          R"({"side":"source","kind":"event","event":"StartProcessing","status":"Starting","progressBar":true,"objectType":8})",
-          R"({"side":"source","kind":"sql","text":"select @@version","outcome":"rows","rows":1})",
-          R"({"side":"source","kind":"sql","text":"select case 'a'\r\n  when 'A' then 'Case_Insensitive'\r\n  else 'Case_Sensitive'\r\nend\r\n","outcome":"rows","rows":1})",
-          R"({"side":"source","kind":"event","event":"StartProcessing","status":"Getting List Of Tables","progressBar":false,"objectType":0})",
-          R"({"side":"source","kind":"sql","text":")" + kTables + R"(","outcome":"rows","rows":0})",
-          R"({"side":"source","kind":"event","event":"EndProcessing","objectType":-1})",
-          R"({"side":"source","kind":"event","event":"StartProcessing","status":"Retrieving Table Data","progressBar":true,"objectType":0})",
-          R"({"side":"source","kind":"event","event":"EndProcessing","objectType":0})",
-          R"({"side":"source","kind":"event","event":"StartProcessing","status":"Getting List Of Views","progressBar":false,"objectType":-1})",
-          R"({"side":"source","kind":"sql","text":")" + kViews +
-              R"(","outcome":"error","error":"Not \"allowed\""})",
-          R"({"side":"source","kind":"event","event":"EndProcessing","objectType":-1})"));
-  EXPECT_THAT(
-      lines,
-      ::testing::Contains(
-          R"({"side":"source","kind":"event","event":"Processing","status":"Retrieving properties for Group clerks","progress":100,"objectType":-1})"));
-  EXPECT_EQ(lines.back(),
-            R"({"side":"target","kind":"event","event":"EndProcessing","objectType":8})");
 }
 
 TEST(Json, StringsKeepTheExactText) {

@@ -2,10 +2,10 @@
 #include <gtest/gtest.h>
 #include <sstream>
 
-#include "diff/compare_diff.h"
 #include "report/diff_walk.h"
 #include "report/known_differences.h"
 #include "report/readable_diff.h"
+#include "tests/support/made_differences.h"
 
 namespace kelvane::cli {
 namespace {
@@ -16,36 +16,27 @@ constexpr auto kToday = 2026y / 6 / 15;
 
 // Differences of all kinds, with names and values that look like the signs of the file.
 diffSchema oddDifferences() {
-  cCompareDiff diff;
-  diff.Owner(u"dbo");
-  const auto only = [&](std::u16string_view type, std::u16string_view path, enumLocation side) {
-    diff.Add(u"", u"", type, path, side, diff_DoesNotExist);
-  };
-  const auto differ = [&](std::u16string_view type, std::u16string_view path,
-                          std::u16string_view label, std::u16string_view source,
-                          std::u16string_view target) {
-    diff.Add(u"", label, type, path, location_Source, diff_Different, source, target);
-  };
-  only(u"Table", u"a # b, \"c\": d -> *", location_Source);
-  only(u"Table", u"\xE9\u200B\n\xD800 end", location_target);
-  only(u"Table\\Column", u"t\\only in source", location_Source);
-  for (const auto& [source, target] :
-       std::initializer_list<std::pair<std::u16string_view, std::u16string_view>>{
-           {u"", u"*"},
-           {u"*", u""},
-           {u"only", u"until"},
-           {u"until", u"in"},
-           {u"<3 characters, 0>", u"->"},
-           {u"-", u"-1"},
-           {u"a ", u"a"}})
-    differ(u"Table\\Column", u"t\\" + std::u16string(source) + u"c", u"Default", source, target);
-  differ(u"View", u"v", u"Definition", std::u16string(100, u'x') + u"y",
-         std::u16string(100, u'x') + u"z");
-  differ(u"StoredProc", u"p", u"Definition", u"a\nb", u"a\r\nb");
-  only(u"User", u"u", location_Source);
-  only(u"Role\\User", u"g\\u", location_Source);
-  differ(u"UDDT", u"x", u"Length", u"1", u"2");
-  return diff.GetDifferences();
+  kelvane::testing::MadeDifferences made;
+  made.owner(u"dbo")
+      .only(location_Source, u"Table", u"a # b, \"c\": d -> *")
+      .only(location_target, u"Table", u"\xE9\u200B\n\xD800 end")
+      .only(location_Source, u"Table\\Column", u"t\\only in source")
+      .differ(u"View", u"v", u"Definition", std::u16string(100, u'x') + u"y",
+              std::u16string(100, u'x') + u"z")
+      .differ(u"StoredProc", u"p", u"Definition", u"a\nb", u"a\r\nb")
+      .only(location_Source, u"User", u"u")
+      .only(location_Source, u"Role\\User", u"g\\u")
+      .differ(u"UDDT", u"x", u"Length", u"1", u"2");
+  const std::pair<std::u16string, std::u16string> defaults[] = {{u"", u"*"},
+                                                                {u"*", u""},
+                                                                {u"only", u"until"},
+                                                                {u"until", u"in"},
+                                                                {u"<3 characters, 0>", u"->"},
+                                                                {u"-", u"-1"},
+                                                                {u"a ", u"a"}};
+  for (const auto& [source, target] : defaults)
+    made.differ(u"Table\\Column", u"t\\" + source + u"c", u"Default", source, target);
+  return made.all();
 }
 
 std::int64_t total(const diffSchema& differences) {
