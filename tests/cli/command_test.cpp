@@ -1,20 +1,16 @@
 // The command line from its words to its exit status, over scripted servers.
-#include <filesystem>
-#include <fstream>
 #include <gmock/gmock.h>
 #include <sstream>
 
 #include "cli/json.h"
 #include "cli/run.h"
 #include "tests/support/scripted_connection.h"
-#include "tests/support/temporary_folder.h"
 
 namespace kelvane::cli {
 namespace {
 
 using ::testing::HasSubstr;
 using testing::ScriptedConnection;
-using ::testing::StartsWith;
 
 const std::string kCase =
     "select case 'a'\r\n  when 'A' then 'Case_Insensitive'\r\n  else 'Case_Sensitive'\r\nend\r\n";
@@ -90,71 +86,6 @@ class Command : public ::testing::Test {
     ado::Connection& server;
   };
 };
-
-TEST_F(Command, UsageErrorsAreOneLineAndStatus2) {
-  const std::string kNeeds =
-      "compare needs SOURCE and TARGET, with '--' between them when they are more than two, and was"
-      " given ";
-  const std::string kNoPassword =
-      "a password on the command line is seen by everybody on this machine; leave it out of 'odbc:'"
-      " and give it in another way";
-  const struct {
-    std::vector<std::string> words;
-    std::string complaint;
-  } cases[] = {
-      {{}, "a command is missing"},
-      {{"frob"}, "unknown command 'frob'"},
-      {{"comprae"}, "unknown command 'comprae'; did you mean 'compare'?"},
-      {{"--frob"}, "unknown option '--frob'"},
-      {{"compare"}, kNeeds + "0"},
-      {{"compare", "a", "b", "c"}, kNeeds + "3"},
-      {{"compare", "a", "--"}, "compare needs a TARGET behind '--'"},
-      {{"compare", "a", "--", "b", "--", "c"}, "'--' may part the operands only once"},
-      {{"compare", "--ase", "11", "a", "b"}, "--ase takes 12.5, 15 or 16, not '11'"},
-      {{"compare", "--frob=1", "a", "b"}, "unknown option '--frob'"},
-      {{"compare", "--formt", "json", "a"}, "unknown option '--formt'; did you mean '--format'?"},
-      {{"compare", "--verbose=x", "a", "b"}, "--verbose takes true or false, not 'x'"},
-      {{"compare", "a", "b", "--trace"}, "option '--trace' needs a FILE"},
-      {{"compare", "--trace=", "a", "b"}, "option '--trace' needs a FILE"},
-      {{"compare", "--", "--trace", "x", "b"}, kNeeds + "3"},
-      {{"compare", "--trace", "/", "/", "b"}, "--trace would overwrite '/'"},
-      {{"compare", "odbc:prod", "b"},
-       "'odbc:prod' is no connection string such as odbc:DSN=prod;UID=sa"},
-      {{"compare", "odbc:DSN=p;PWD=x", "b"}, kNoPassword},
-      {{"compare", "a", "odbc:DSN=p; password = {x;y}"}, kNoPassword},
-      {{"compare", "odbc:DSN=p;Token=x", "a", "--", "b"},
-       "'odbc:DSN=p;Token=***' is a whole side; nothing can be put beside it"},
-      {{"compare", "--source-server", "s"},
-       "one side is given by options, and the operands are the other"},
-      {{"compare", "--source-server", "s", "a", "--", "b"},
-       "one side is given by options, and the operands are the other"},
-      {{"compare", "--source-server", "s", "--target-server", "t", "a"},
-       "both sides are given by options, and nothing may stand besides"},
-      {{"compare", "--target-user", "u", "a", "odbc:DSN=p"},
-       "--target-user needs --target-server; behind 'odbc:' write UID= and Database="},
-      {{"compare", "--source-password-file", "f", "a", "odbc:DSN=p"},
-       "--source-password-file is for a server, and that side is none"},
-      {{"compare", "--odbc-driver", "d", "a", "odbc:DSN=p"},
-       "--odbc-driver needs --source-server or --target-server; behind 'odbc:' write Driver="},
-      {{"compare", "--login-limit", "0", "a", "b"},
-       "--login-limit takes a number of seconds from 1, not '0'"},
-      {{"compare", "--query-limit", "1s", "a", "b"},
-       "--query-limit takes a number of seconds from 0, not '1s'"},
-  };
-  for (const auto& [words, complaint] : cases) {
-    EXPECT_EQ(run(words), kError);
-    EXPECT_EQ(err.str(), "kelvane: " + complaint + "; see kelvane --help\n");
-    EXPECT_EQ(out.str(), "");
-  }
-}
-
-TEST_F(Command, HelpAndVersionGoToStandardOutput) {
-  EXPECT_EQ(run({"compare", "--help"}), 0);
-  EXPECT_THAT(out.str(), HasSubstr("  --trace FILE                  write every statement"));
-  EXPECT_EQ(run({"--version"}), 0);
-  EXPECT_THAT(out.str(), StartsWith("kelvane "));
-  EXPECT_EQ(err.str(), "");
-}
 
 TEST_F(Command, NoDifference) {
   EXPECT_EQ(compare(), kNoDifference);
@@ -279,42 +210,6 @@ TEST_F(Command, OutputThatCannotBeWrittenIsAnError) {
   out.setstate(std::ios::badbit);
   EXPECT_EQ(compare(), kError);
   EXPECT_EQ(err.str(), "kelvane: cannot write to standard output\n");
-}
-
-TEST_F(Command, TraceHoldsEveryStatementAndEventInOrder) {
-  const kelvane::testing::TemporaryFolder folder;
-  const auto path = folder / "trace.jsonl";
-  source.on(kViews, "error 229 42000 Not \"allowed\"");
-  source.on(kGroups, "name\nclerks");
-  scriptEmptyServer(source);
-  scriptEmptyServer(target);
-  EXPECT_EQ(run({"compare", "--trace", path.string(), "one", "two"}), kNotProven);
-  std::ifstream file(path);
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(file, line);) lines.push_back(line);
-  ASSERT_GT(lines.size(), 30u);
-  const std::vector<std::string> head(lines.begin(), lines.begin() + 11);
-  EXPECT_THAT(
-      head,
-      ::testing::ElementsAre(
-          R"({"side":"source","kind":"event","event":"StartProcessing","status":"Starting","progressBar":true,"objectType":8})",
-          R"({"side":"source","kind":"sql","text":"select @@version","outcome":"rows","rows":1})",
-          R"({"side":"source","kind":"sql","text":"select case 'a'\r\n  when 'A' then 'Case_Insensitive'\r\n  else 'Case_Sensitive'\r\nend\r\n","outcome":"rows","rows":1})",
-          R"({"side":"source","kind":"event","event":"StartProcessing","status":"Getting List Of Tables","progressBar":false,"objectType":0})",
-          R"({"side":"source","kind":"sql","text":")" + kTables + R"(","outcome":"rows","rows":0})",
-          R"({"side":"source","kind":"event","event":"EndProcessing","objectType":-1})",
-          R"({"side":"source","kind":"event","event":"StartProcessing","status":"Retrieving Table Data","progressBar":true,"objectType":0})",
-          R"({"side":"source","kind":"event","event":"EndProcessing","objectType":0})",
-          R"({"side":"source","kind":"event","event":"StartProcessing","status":"Getting List Of Views","progressBar":false,"objectType":-1})",
-          R"({"side":"source","kind":"sql","text":")" + kViews +
-              R"(","outcome":"error","error":"Not \"allowed\""})",
-          R"({"side":"source","kind":"event","event":"EndProcessing","objectType":-1})"));
-  EXPECT_THAT(
-      lines,
-      ::testing::Contains(
-          R"({"side":"source","kind":"event","event":"Processing","status":"Retrieving properties for Group clerks","progress":100,"objectType":-1})"));
-  EXPECT_EQ(lines.back(),
-            R"({"side":"target","kind":"event","event":"EndProcessing","objectType":8})");
 }
 
 TEST(Json, StringsKeepTheExactText) {

@@ -1,53 +1,42 @@
-// Known differences: what is accepted, what no longer is, and the files that say so.
-#include <gmock/gmock.h>
+// Known differences: every difference has a line that accepts it alone, and bad lines are refused.
+#include <gtest/gtest.h>
+#include <sstream>
 
-#include "diff/compare_diff.h"
 #include "report/diff_walk.h"
 #include "report/known_differences.h"
 #include "report/readable_diff.h"
-#include "tests/cli/compared_scripts.h"
+#include "tests/support/made_differences.h"
 
 namespace kelvane::cli {
 namespace {
 
-using ::testing::HasSubstr;
-using ::testing::StartsWith;
 using namespace std::chrono_literals;
 
 constexpr auto kToday = 2026y / 6 / 15;
 
 // Differences of all kinds, with names and values that look like the signs of the file.
 diffSchema oddDifferences() {
-  cCompareDiff diff;
-  diff.Owner(u"dbo");
-  const auto only = [&](std::u16string_view type, std::u16string_view path, enumLocation side) {
-    diff.Add(u"", u"", type, path, side, diff_DoesNotExist);
-  };
-  const auto differ = [&](std::u16string_view type, std::u16string_view path,
-                          std::u16string_view label, std::u16string_view source,
-                          std::u16string_view target) {
-    diff.Add(u"", label, type, path, location_Source, diff_Different, source, target);
-  };
-  only(u"Table", u"a # b, \"c\": d -> *", location_Source);
-  only(u"Table", u"\xE9\u200B\n\xD800 end", location_target);
-  only(u"Table\\Column", u"t\\only in source", location_Source);
-  for (const auto& [source, target] :
-       std::initializer_list<std::pair<std::u16string_view, std::u16string_view>>{
-           {u"", u"*"},
-           {u"*", u""},
-           {u"only", u"until"},
-           {u"until", u"in"},
-           {u"<3 characters, 0>", u"->"},
-           {u"-", u"-1"},
-           {u"a ", u"a"}})
-    differ(u"Table\\Column", u"t\\" + std::u16string(source) + u"c", u"Default", source, target);
-  differ(u"View", u"v", u"Definition", std::u16string(100, u'x') + u"y",
-         std::u16string(100, u'x') + u"z");
-  differ(u"StoredProc", u"p", u"Definition", u"a\nb", u"a\r\nb");
-  only(u"User", u"u", location_Source);
-  only(u"Role\\User", u"g\\u", location_Source);
-  differ(u"UDDT", u"x", u"Length", u"1", u"2");
-  return diff.GetDifferences();
+  kelvane::testing::MadeDifferences made;
+  made.owner(u"dbo")
+      .only(location_Source, u"Table", u"a # b, \"c\": d -> *")
+      .only(location_target, u"Table", u"\xE9\u200B\n\xD800 end")
+      .only(location_Source, u"Table\\Column", u"t\\only in source")
+      .differ(u"View", u"v", u"Definition", std::u16string(100, u'x') + u"y",
+              std::u16string(100, u'x') + u"z")
+      .differ(u"StoredProc", u"p", u"Definition", u"a\nb", u"a\r\nb")
+      .only(location_Source, u"User", u"u")
+      .only(location_Source, u"Role\\User", u"g\\u")
+      .differ(u"UDDT", u"x", u"Length", u"1", u"2");
+  const std::pair<std::u16string, std::u16string> defaults[] = {{u"", u"*"},
+                                                                {u"*", u""},
+                                                                {u"only", u"until"},
+                                                                {u"until", u"in"},
+                                                                {u"<3 characters, 0>", u"->"},
+                                                                {u"-", u"-1"},
+                                                                {u"a ", u"a"}};
+  for (const auto& [source, target] : defaults)
+    made.differ(u"Table\\Column", u"t\\" + source + u"c", u"Default", source, target);
+  return made.all();
 }
 
 std::int64_t total(const diffSchema& differences) {
@@ -111,70 +100,6 @@ TEST(KnownDifferences, BadLinesSayWhatIsExpected) {
       EXPECT_EQ(error.what(), "3: " + complaint);
     }
   }
-}
-
-constexpr const char* kSource = R"(
-create table t (a int, b char(5) not null)
-create table old_t (a int)
-insert t values (1, 'x')
-go
-)";
-constexpr const char* kTarget = R"(
-create table t (a int null, b char(9) null)
-go
-)";
-
-class AcceptedDifferences : public ComparedScripts {};
-
-TEST_F(AcceptedDifferences, DoNotCount) {
-  const std::string known = file("known",
-                                 "table \"dbo.t\",  \"Row Count\" : *  # rows come and go\n"
-                                 "table dbo.old_t: only in source until 9999-12-31 # not used\n"
-                                 "table dbo.t, column a, Nullable: False -> True#\tagreed\n");
-  EXPECT_EQ(compare(kSource, kTarget, {"--accept", known}), kDifferences);
-  EXPECT_EQ(
-      out(),
-      "table dbo.t\n    column b\n        Length: 5 -> 9\n        Nullable: False -> True\n"
-      "        Precision: 5 -> 9\n\n3 differences in 1 object: 1 table. Accepted differences: "
-      "3.\n");
-  EXPECT_EQ(err(), "kelvane: Accepted differences: 3\n");
-  outIsTerminal = true;
-  EXPECT_EQ(compare(kSource, kTarget, {"--accept", known}), kDifferences);
-  EXPECT_EQ(err(), "");
-  outIsTerminal = false;
-
-  EXPECT_EQ(compare(kSource, kTarget, {"--accept", known, "--write-accept", known}), kDifferences);
-  EXPECT_THAT(contents("known"),
-              HasSubstr("\ntable dbo.t, \"Row Count\": *  # rows come and go\n"
-                        "table dbo.t, column a, Nullable: False -> True  # agreed\n"
-                        "table dbo.t, column b, Length: 5 -> 9  # not explained yet\n"));
-  EXPECT_THAT(contents("known"),
-              HasSubstr("table dbo.old_t: only in source until 9999-12-31  # not used\n"));
-  EXPECT_EQ(compare(kSource, kTarget, {"--accept", known, "--format=json"}), kNoDifference);
-  EXPECT_THAT(out(), HasSubstr("\"Accepted differences: 6\""));
-}
-
-TEST_F(AcceptedDifferences, LinesOfNoUseAreTold) {
-  const std::string known = file("known",
-                                 "table dbo.old_t: only in source until 2001-01-01 # was to go\n"
-                                 "table dbo.gone: only in source # went\n"
-                                 "view dbo.gone: only in source # went\n");
-  EXPECT_EQ(compare(kSource, kTarget, {"--accept", known, "--include", "table:*"}), kDifferences);
-  EXPECT_THAT(out(), StartsWith("table dbo.old_t: only in source\n"));
-  EXPECT_THAT(err(),
-              StartsWith("kelvane: " + known +
-                         ":1: has expired: table dbo.old_t: only in source\nkelvane: " + known +
-                         ":2: there is no such difference: table dbo.gone: only in "
-                         "source\nkelvane: Left out by patterns"));
-}
-
-TEST_F(AcceptedDifferences, BadFilesEndTheCommand) {
-  EXPECT_EQ(compare(kSource, kTarget, {"--accept", path("none")}), kError);
-  EXPECT_EQ(err(), "kelvane: " + path("none") + ": No such file or directory\n");
-  EXPECT_EQ(compare(kSource, kTarget, {"--accept", file("bad", "\ntable\n")}), kError);
-  EXPECT_EQ(err(),
-            "kelvane: " + path("bad") + ":2: expected the object's name, but the line ends\n");
-  EXPECT_EQ(out(), "");
 }
 
 }  // namespace

@@ -23,8 +23,8 @@ using testing::Program;
 
 const std::string kPassword = "a;b{c}d=\u00E9";
 const std::string kScript =
-    "create table t (a int not null, b varchar(20) null, primary key (a))\ngo\n"
-    "create view v as select a from t\ngo\n";
+    "create table s (a int)\ncreate table t (a int not null, b varchar(20) null, primary key (a))\n"
+    "create table u (a int)\ngo\ncreate view v as select a from t\ngo\n";
 
 class Live : public ::testing::Test {
  protected:
@@ -46,8 +46,17 @@ class Live : public ::testing::Test {
         "\n";
     file("odbc.ini", "[plain]\n" + common + "[full]\n" + common + more);
   }
-  std::string address(const tds::TdsServer& server) const {
+  static std::string address(const tds::TdsServer& server) {
     return "127.0.0.1:" + std::to_string(server.port());
+  }
+  // The server as the target, and the script that it answers from as the source.
+  Program withTarget(const std::string& verb, const tds::TdsServer& server,
+                     const std::vector<std::string>& options) const {
+    std::vector<std::string> words{
+        verb, file("script.sql", kScript), "--target-server", address(server), "--target-user",
+        "sa"};
+    words.insert(words.end(), options.begin(), options.end());
+    return Program(words, {{"KELVANE_PASSWORD", "x"}});
   }
   Program::Environment with(const Program::Environment& more = {}) const {
     Program::Environment all{{"ODBCINI", (folder_ / "odbc.ini").string()}};
@@ -184,24 +193,37 @@ TEST_F(Live, AnotherDatabaseThanTheOneAskedForIsAnError) {
   }
 }
 
+// Keeps the answer to the first batch with a text in it back, until it is told to go on.
+class HeldAnswer {
+ public:
+  explicit HeldAnswer(std::string part) : part_(std::move(part)) {}
+
+  tds::ServerOptions options() {
+    return {.fault = [this](const std::string& batch, std::size_t) -> std::optional<tds::Fault> {
+      if (batch.find(part_) == batch.npos || asked.try_wait()) return std::nullopt;
+      asked.count_down();
+      goesOn.wait();
+      return std::nullopt;
+    }};
+  }
+  std::latch asked{1}, goesOn{1};
+
+ private:
+  std::string part_;
+};
+
 TEST_F(Live, ASignalEndsTheReadingAndASecondTheProgram) {
   for (const bool twice : {false, true}) {
     auto catalog = tds::catalogOf(kScript);
-    std::latch sent(1), goesOn(1);
-    // The answer to the reading of the table's keys is kept back.
-    tds::ServerOptions options = guarded();
-    options.fault = [&](const std::string& batch, std::size_t) -> std::optional<tds::Fault> {
-      if (batch.find("create table #pkeys") == batch.npos || sent.try_wait()) return std::nullopt;
-      sent.count_down();
-      goesOn.wait();
-      return std::nullopt;
-    };
+    HeldAnswer keys("create table #pkeys");
+    tds::ServerOptions options = keys.options();
+    options.users = guarded().users;
     const tds::TdsServer server(catalog, options);
     Program program({"compare", "--source-server", address(server), "--source-user", "sa",
                      file("script.sql", kScript)},
                     {{"KELVANE_PASSWORD", kPassword}},
                     twice ? Program::Terminal::none : Program::Terminal::own);
-    sent.wait();
+    keys.asked.wait();
     std::ifstream words("/proc/" + std::to_string(program.id()) + "/cmdline");
     EXPECT_THAT(std::string(std::istreambuf_iterator<char>(words), {}), Not(HasSubstr(kPassword)));
     if (twice)
@@ -213,63 +235,84 @@ TEST_F(Live, ASignalEndsTheReadingAndASecondTheProgram) {
       kill(program.id(), SIGINT);
       EXPECT_EQ(program.wait(), 128 + SIGINT);
     }
-    goesOn.count_down();
+    keys.goesOn.count_down();
     if (twice) continue;
     EXPECT_EQ(program.wait(), kNotProven);
-    EXPECT_THAT(program.output(), HasSubstr("source: 100% Retriev"));
+    EXPECT_THAT(program.output(), HasSubstr("source: 33% Retriev"));
     EXPECT_THAT(program.output(), HasSubstr("kelvane: source: reading interrupted"));
     EXPECT_THAT(program.output(), HasSubstr("kelvane: the result is partial: "));
   }
 }
 
+// What was compared before stands.
+TEST_F(Live, ASignalEndsTheComparisonOfRows) {
+  auto catalog = tds::catalogOf(kScript);
+  HeldAnswer rows("select * from t");
+  const tds::TdsServer server(catalog, rows.options());
+  Program program = withTarget("data", server, {});
+  rows.asked.wait();
+  kill(program.id(), SIGINT);
+  EXPECT_TRUE(program.waitFor("kelvane: interrupted; once more ends the program at once\n"));
+  rows.goesOn.count_down();
+  EXPECT_EQ(program.wait(), kNotProven);
+  EXPECT_THAT(program.output(),
+              HasSubstr("\ns                  0                 0                 0  all rows\n"));
+  EXPECT_THAT(
+      program.output(),
+      HasSubstr("\nu                  0                 0                 0  not compared\n"));
+  EXPECT_THAT(program.output(), HasSubstr("kelvane: interrupted\n"));
+}
+
 TEST_F(Live, ASignalEndsTheWaitForASilentServer) {
   auto catalog = tds::catalogOf(kScript);
-  std::latch sent(1);
-  const tds::TdsServer server(
-      catalog, {.fault = [&](const std::string& batch, std::size_t) -> std::optional<tds::Fault> {
-        if (batch.find("sp_columns") == batch.npos) return std::nullopt;
-        sent.count_down();
-        return tds::Fault{tds::Fault::Kind::silence};
-      }});
-  Program program({"compare", file("script.sql", kScript), "--target-server", address(server),
-                   "--target-user", "sa", "--target-database", "main", "--query-limit", "0"},
-                  {{"KELVANE_PASSWORD", "x"}});
-  sent.wait();
+  std::latch asked(1);
+  tds::ServerOptions options = tds::failing("sp_columns", {tds::Fault::Kind::silence});
+  options.fault = [&, fault = options.fault](const std::string& batch, std::size_t number) {
+    const auto silence = fault(batch, number);
+    if (silence) asked.count_down();
+    return silence;
+  };
+  const tds::TdsServer server(catalog, options);
+  Program program =
+      withTarget("compare", server, {"--target-database", "main", "--query-limit", "0"});
+  asked.wait();
   kill(program.id(), SIGINT);
   EXPECT_EQ(program.wait(), kNotProven);
   EXPECT_THAT(program.output(), HasSubstr("kelvane: target: reading interrupted\n"));
 }
 
 TEST_F(Live, AServerThatRunsIntoTheLimitIsNotAskedAgain) {
-  auto catalog = tds::catalogOf(kScript);
-  std::atomic<bool> silent = false, askedAgain = false;
-  const tds::TdsServer server(
-      catalog, {.fault = [&](const std::string& batch, std::size_t) -> std::optional<tds::Fault> {
-        askedAgain = silent.load();
-        if (batch.find("sp_columns") == batch.npos) return std::nullopt;
-        silent = true;
-        return tds::Fault{tds::Fault::Kind::silence};
-      }});
-  Program program({"compare", file("script.sql", kScript), "--target-server", address(server),
-                   "--target-user", "sa", "--query-limit", "1"},
-                  {{"KELVANE_PASSWORD", "x"}});
-  EXPECT_EQ(program.wait(), kNotProven);
-  EXPECT_THAT(program.output(), HasSubstr("kelvane: target: reading stopped: Retrieving properties "
-                                          "for Table t: no answer to \"exec sp_columns t,dbo\": "));
-  EXPECT_FALSE(askedAgain);
+  const struct {
+    std::string verb, batch, said;
+  } cases[] = {
+      {"compare", "exec sp_columns t,dbo",
+       "kelvane: target: reading stopped: Retrieving properties for Table t: "},
+      {"data", "select * from t", "kelvane: target: "},
+  };
+  for (const auto& [verb, asked, said] : cases) {
+    auto catalog = tds::catalogOf(kScript);
+    std::atomic<bool> silent = false, askedAgain = false;
+    tds::ServerOptions options;
+    options.fault = [&](const std::string& batch, std::size_t) -> std::optional<tds::Fault> {
+      askedAgain = silent.load();
+      if (batch.find(asked) == batch.npos) return std::nullopt;
+      silent = true;
+      return tds::Fault{tds::Fault::Kind::silence};
+    };
+    const tds::TdsServer server(catalog, options);
+    Program program = withTarget(verb, server, {"--query-limit", "1"});
+    EXPECT_EQ(program.wait(), kNotProven);
+    EXPECT_THAT(program.output(), HasSubstr(said + "no answer to \"" + asked + "\": "));
+    EXPECT_FALSE(askedAgain);
+  }
 }
 
 TEST_F(Live, GarbageThatTheDriverDoesNotSurviveIsAnErrorToo) {
-  embedded::EmbeddedCatalog catalog = tds::catalogOf(kScript);
+  auto catalog = tds::catalogOf(kScript);
   for (const char filler : {'\x44', '\x6F'}) {
     const tds::TdsServer server(
-        catalog, {.fault = [&](const std::string& batch, std::size_t) -> std::optional<tds::Fault> {
-          if (batch.find("sp_columns") == batch.npos) return std::nullopt;
-          return tds::Fault{.kind = tds::Fault::Kind::garbage, .after = 20, .filler = filler};
-        }});
-    Program program({"compare", file("script.sql", kScript), "--target-server", address(server),
-                     "--target-user", "sa", "--query-limit", "2"},
-                    {{"KELVANE_PASSWORD", "x"}});
+        catalog, tds::failing("sp_columns", {tds::Fault::Kind::garbage, 20, filler}));
+    Program program = withTarget("compare", server, {"--query-limit", "2"});
     const int status = program.wait();
     EXPECT_TRUE(status == kError || status == kNotProven) << status;
     EXPECT_THAT(program.output(), HasSubstr("kelvane: "));

@@ -1,4 +1,6 @@
 // The manual page: formatters take it, and it leaves out nothing that the command knows.
+#include <array>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <gmock/gmock.h>
@@ -6,13 +8,21 @@
 
 #include "cli/run.h"
 #include "cli/verb.h"
-#include "tests/cli/shell.h"
 #include "tests/support/temporary_folder.h"
 
 namespace kelvane::cli {
 namespace {
 
-using kelvane::testing::outputOf;
+// What a command writes, standard error included.
+std::string outputOf(const std::string& command) {
+  std::FILE* const pipe = popen(("{ " + command + "; } 2>&1").c_str(), "r");
+  std::string text;
+  std::array<char, 4096> bytes{};
+  while (const std::size_t read = std::fread(bytes.data(), 1, bytes.size(), pipe))
+    text.append(bytes.data(), read);
+  pclose(pipe);
+  return text;
+}
 
 TEST(Manual, IsFormattedWithoutAWarningAndTellsAll) {
   if (std::system("command -v man >/dev/null && command -v groff >/dev/null") != 0)

@@ -1,5 +1,6 @@
-// What a terminal shows while scripts are loaded and reports written, and what Ctrl-C leaves
-// behind.
+// What a terminal shows: colors, progress while scripts are loaded and reports written, and what
+// Ctrl-C leaves behind.
+#include <cstdlib>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
@@ -20,7 +21,40 @@ class OnATerminal : public ComparedScripts {
     return path("pipe");
   }
   const std::string script_ = file("a.sql", "create table t (a int)\ngo\n");
+  const std::string other_ = file("b.sql", "create table t (a int null)\ngo\n");
 };
+
+TEST_F(OnATerminal, ColorsAreForTextUnlessRefused) {
+  outIsTerminal = true;
+  const auto isColored = [&](const std::vector<std::string>& options) {
+    EXPECT_EQ(compareFiles(script_, other_, options), kDifferences) << err();
+    return out().find("\x1b[") != std::string::npos;
+  };
+  unsetenv("NO_COLOR");
+  setenv("TERM", "xterm", 1);
+  EXPECT_TRUE(isColored({}));
+  EXPECT_FALSE(isColored({"--color=never"}));
+  EXPECT_FALSE(isColored({"--format=json"}));
+  EXPECT_FALSE(isColored({"-o", path("o")}));
+  EXPECT_EQ(contents("o").find("\x1b["), std::string::npos);
+  setenv("NO_COLOR", "1", 1);
+  EXPECT_FALSE(isColored({}));
+  EXPECT_TRUE(isColored({"--color=always"}));
+  unsetenv("NO_COLOR");
+  setenv("TERM", "dumb", 1);
+  EXPECT_FALSE(isColored({}));
+}
+
+// On a terminal the last line of the text has just said it.
+TEST_F(OnATerminal, WhatWasAcceptedIsToldOnce) {
+  const std::string known =
+      file("known", "table dbo.t, column a, Nullable: False -> True # agreed\n");
+  for (const bool terminal : {true, false}) {
+    outIsTerminal = terminal;
+    EXPECT_EQ(compareFiles(script_, other_, {"--accept", known}), kNoDifference);
+    EXPECT_EQ(err(), terminal ? "" : "kelvane: Accepted differences: 1\n");
+  }
+}
 
 TEST_F(OnATerminal, CtrlCWhileLoadingEndsTheProgram) {
   Program program({"compare", script_, pipe()}, {}, Program::Terminal::own);

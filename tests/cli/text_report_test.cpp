@@ -3,66 +3,42 @@
 
 #include <gtest/gtest.h>
 #include <sstream>
-#include <vector>
 
-#include "diff/compare_diff.h"
 #include "model/text.h"
+#include "tests/support/made_differences.h"
 
 namespace kelvane {
 namespace {
 
-// Differences as the comparison reports them, and the report of all of them.
-class Report {
- public:
-  Report& only(enumLocation side, std::u16string_view type, std::u16string_view path) {
-    diff_.Add(u"", u"", type, path, side, diff_DoesNotExist);
-    return *this;
-  }
-  Report& differ(std::u16string_view type, std::u16string_view path, std::u16string_view label,
-                 const Scalar& source, const Scalar& target) {
-    diff_.Add(u"", label, type, path, location_Source, diff_Different, source, target);
-    return *this;
-  }
-  Report& owner(std::u16string_view owner) {
-    diff_.Owner(owner);
-    return *this;
-  }
-  std::string text(Coverage coverage = Coverage::complete) const {
-    std::ostringstream out;
-    ReportHeader header{"a", "b", "1"};
-    if (coverage == Coverage::partial) header.gaps = {"gap"};
-    writeTextReport(diff_.GetDifferences(), header, Colors::none, out);
-    return "\n" + out.str();
-  }
-  std::string tree(const std::vector<Rename>& renames = {}) const {
-    std::ostringstream out;
-    ReportHeader header{"a", "b", "1"};
-    header.renames = renames;
-    writeTextTree(diff_.GetDifferences(), header, Colors::none, out);
-    return "\n" + out.str();
-  }
+using Differences = testing::MadeDifferences;
 
- private:
-  cCompareDiff diff_;
-};
+std::string written(decltype(writeTextReport) write, const Differences& differences,
+                    const ReportHeader& header = {"a", "b", "1"}) {
+  std::ostringstream out;
+  write(differences.all(), header, Colors::none, out);
+  return "\n" + out.str();
+}
 
 // What stands in the report for one view whose definition went from `before` to `after`.
 std::string definitionLines(std::u16string_view before, std::u16string_view after) {
   const std::string text =
-      Report().owner(u"dbo").differ(u"View", u"v", u"Definition", before, after).text();
+      written(writeTextReport,
+              Differences().owner(u"dbo").differ(u"View", u"v", u"Definition", before, after));
   const std::string head = "\nview dbo.v\n    Definition:\n";
   EXPECT_EQ(text.substr(0, head.size()), head);
   return "\n" + text.substr(head.size(), text.find("\n\n1 difference") + 1 - head.size());
 }
 
 TEST(TextReport, Equal) {
-  EXPECT_EQ(Report().text(), "\nNo differences.\n");
-  EXPECT_EQ(Report().text(Coverage::partial), "\nNo differences in what could be read.\n");
+  EXPECT_EQ(written(writeTextReport, {}), "\nNo differences.\n");
+  ReportHeader partial{"a", "b", "1"};
+  partial.gaps = {"gap"};
+  EXPECT_EQ(written(writeTextReport, {}, partial), "\nNo differences in what could be read.\n");
 }
 
 TEST(TextReport, GroupsByObject) {
-  Report report;
-  report.owner(u"dbo")
+  Differences made;
+  made.owner(u"dbo")
       .differ(u"View", u"big", u"Definition", u"a\n1", u"b\n1")
       .differ(u"Table", u"t", u"Row Count", 10, 12)
       .only(location_target, u"Table\\Column", u"t\\late")
@@ -82,7 +58,7 @@ TEST(TextReport, GroupsByObject) {
       .only(location_target, u"Role\\User", u"clerks\\ann")
       .differ(u"Role\\ObjectPermission", u"clerks\\t", u"Select", True, False)
       .differ(u"Table", u"clerks", u"Owner", u"dbo", u"ann");
-  EXPECT_EQ(report.text(), R"(
+  EXPECT_EQ(written(writeTextReport, made), R"(
 table dbo.t
     Row Count: 10 -> 12
     column late: only in target
@@ -187,7 +163,8 @@ TEST(TextReport, MakesBlanksVisibleWhereNothingElseDiffers) {
 
 TEST(TextReport, TellsLookAlikesApart) {
   const auto value = [](std::u16string_view source, std::u16string_view target) {
-    const std::string text = Report().differ(u"UDDT", u"t", u"Base Type", source, target).text();
+    const std::string text =
+        written(writeTextReport, Differences().differ(u"UDDT", u"t", u"Base Type", source, target));
     const std::size_t from = text.find("Base Type: ") + 11;
     return text.substr(from, text.find('\n', from) - from);
   };
@@ -212,8 +189,8 @@ TEST(TextReport, TellsLookAlikesApart) {
 }
 
 TEST(TextTree, DrawsKindsObjectsAndParts) {
-  Report report;
-  report.owner(u"dbo")
+  Differences made;
+  made.owner(u"dbo")
       .only(location_Source, u"Table", u"gone")
       .only(location_target, u"Table", u"come")
       .differ(u"Table", u"t", u"Row Count", 10, 12)
@@ -221,7 +198,9 @@ TEST(TextTree, DrawsKindsObjectsAndParts) {
       .differ(u"Table\\Trigger", u"t\\tr", u"On Delete", True, False)
       .differ(u"Table\\Trigger", u"t\\tr", u"Definition", u"a\nb\n", u"a\n")
       .differ(u"Table", u"clerks", u"Owner", u"dbo", u"ann");
-  EXPECT_EQ(report.tree({{entity_TABLE, u"dbo.gone", u"dbo.come", 90}}), R"(
+  ReportHeader header{"a", "b", "1"};
+  header.renames = {{entity_TABLE, u"dbo.gone", u"dbo.come", 90}};
+  EXPECT_EQ(written(writeTextTree, made, header), R"(
 a -> b
 |-- tables: 1 differ, 1 only in source, 1 only in target
 |   |-- dbo.gone: only in source, probably renamed to dbo.come (90% of the contents)
@@ -238,13 +217,14 @@ a -> b
 
 7 differences in 4 objects: 3 tables, 1 group.
 )");
-  EXPECT_EQ(Report().tree(), "\nNo differences.\n");
+  EXPECT_EQ(written(writeTextTree, {}), "\nNo differences.\n");
 }
 
 TEST(TextTree, ShowsOneLineOfLongTexts) {
   const std::u16string_view smile = u"\U0001F600";
   const auto leaf = [](const std::u16string& before, const std::u16string& after) {
-    const std::string text = Report().differ(u"View", u"v", u"Definition", before, after).tree();
+    const std::string text =
+        written(writeTextTree, Differences().differ(u"View", u"v", u"Definition", before, after));
     const std::size_t from = text.find("Definition: ") + 12;
     return text.substr(from, text.find('\n', from) - from);
   };

@@ -1,14 +1,8 @@
 #include "drivers/odbc/connection.h"
 
-#include <arpa/inet.h>
 #include <atomic>
-#include <cerrno>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <system_error>
 #include <thread>
-#include <unistd.h>
 
 #include "tests/odbc/servers.h"
 
@@ -37,16 +31,6 @@ std::string rest(ado::Recordset& rows) {
   return text;
 }
 
-template <class Call>
-std::string failureOf(Call&& call) {
-  try {
-    call();
-  } catch (const ado::Failure& failure) {
-    return failure.what();
-  }
-  return "none";
-}
-
 TEST(OdbcConnection, SaysWhyItCannotConnect) {
   EXPECT_EQ(failureOf([] { odbc::connect(u"DSN=no such source;UID=sa;PWD=hush"); }),
             "Data source name not found and no default driver specified (IM002, "
@@ -57,36 +41,13 @@ TEST(OdbcConnection, SaysWhyItCannotConnect) {
             "The connection string is too long");
 }
 
-// A port of this machine where nobody ever answers.
-class SilentPort {
- public:
-  SilentPort() {
-    address_.sin_family = AF_INET;
-    address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address_;
-    auto* const address = reinterpret_cast<sockaddr*>(&address_);
-    if (bind(socket_, address, size) != 0 || listen(socket_, 1) != 0 ||
-        getsockname(socket_, address, &size) != 0)
-      throw std::system_error(errno, std::generic_category());
-  }
-  ~SilentPort() { close(socket_); }
-  SilentPort(const SilentPort&) = delete;
-  SilentPort& operator=(const SilentPort&) = delete;
-
-  int number() const { return ntohs(address_.sin_port); }
-
- private:
-  int socket_ = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address_{};
-};
-
 TEST(OdbcConnection, GivesUpAServerThatNeverAnswers) {
   // Left open: the driver's thread is still waiting.
-  static const SilentPort port;
+  static const SilentServer server;
   EXPECT_EQ(failureOf([] {
               odbc::connect(
                   u"Driver=FreeTDS;TDS_Version=5.0;UID=sa;PWD=hush;Server=127.0.0.1;Port=" +
-                      decimalText(port.number()),
+                      decimalText(server.port()),
                   {.loginLimit = std::chrono::seconds(1)});
             }),
             "The server did not answer the login within 1 s (HYT00, ODBC)");

@@ -2,6 +2,7 @@
 // command ends, says what happened and never takes what it could not read for equal.
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <gtest/gtest.h>
 #include <mutex>
 #include <ostream>
@@ -66,30 +67,34 @@ struct Outcome {
   std::string said;
 };
 
+using Connect = std::function<std::unique_ptr<ado::Connection>()>;
+
+// Compares a live side, the source, with the same database without a wire.
+Outcome compareWithTwin(const Connect& live, embedded::EmbeddedCatalog& twin) {
+  const cli::OpenSide open = [&](const cli::Place& place, const auto&) {
+    const bool isTwin = std::get<cli::ScriptPlace>(place).paths.front() == "twin";
+    try {
+      return std::make_unique<ConnectionSide>(isTwin ? twin.connect() : live());
+    } catch (const ado::Failure& failure) {
+      throw cli::CommandError({failure.what()});
+    }
+  };
+  std::ostringstream out, err;
+  const std::vector<std::string> arguments{"compare", "live", "twin"};
+  const int status = cli::run(arguments, {out, err}, open);
+  return {status, err.str()};
+}
+
 // A live server that fails where it is told to, and the same database without a wire.
 class FailingServer {
  public:
-  // The source is the live side.
   Outcome compare(const std::optional<Place>& place) {
     {
       const std::lock_guard lock(mutex_);
       place_ = place;
       statements_ = 0;
     }
-    const cli::OpenSide open = [&](const cli::Place& place,
-                                   const auto&) -> std::unique_ptr<cli::Side> {
-      if (std::get<cli::ScriptPlace>(place).paths.front() == "twin")
-        return std::make_unique<ConnectionSide>(twin_.connect());
-      try {
-        return std::make_unique<ConnectionSide>(live_.connect(kLimits));
-      } catch (const ado::Failure& failure) {
-        throw cli::CommandError({failure.what()});
-      }
-    };
-    std::ostringstream out, err;
-    const std::vector<std::string> arguments{"compare", "live", "twin"};
-    const int status = cli::run(arguments, {out, err}, open);
-    return {status, err.str()};
+    return compareWithTwin([&] { return live_.connect(kLimits); }, twin_);
   }
 
   // How long the answers to all statements are, when nothing fails.
@@ -216,20 +221,14 @@ class DroppingConnection final : public ado::Connection {
 TEST(LiveFaults, WhenATableIsDroppedMeanwhile) {
   const LiveServer live(tds::catalogOf(kDatabase));
   embedded::EmbeddedCatalog twin = tds::catalogOf(kDatabase);
-  const cli::OpenSide open = [&](const cli::Place& place,
-                                 const auto&) -> std::unique_ptr<cli::Side> {
-    if (std::get<cli::ScriptPlace>(place).paths.front() == "twin")
-      return std::make_unique<ConnectionSide>(twin.connect());
-    return std::make_unique<ConnectionSide>(std::make_unique<DroppingConnection>(live));
-  };
-  std::ostringstream out, err;
-  const std::vector<std::string> arguments{"compare", "live", "twin"};
-  EXPECT_EQ(cli::run(arguments, {out, err}, open), cli::kNotProven);
-  EXPECT_NE(err.str().find("source: Retrieving properties for Table orders: the server rejected "
-                           "\"exec sp_helpindex 'dbo.orders'\": Object does not exist in this "
-                           "database."),
+  const auto [status, said] =
+      compareWithTwin([&] { return std::make_unique<DroppingConnection>(live); }, twin);
+  EXPECT_EQ(status, cli::kNotProven);
+  EXPECT_NE(said.find("source: Retrieving properties for Table orders: the server rejected "
+                      "\"exec sp_helpindex 'dbo.orders'\": Object does not exist in this "
+                      "database."),
             std::string::npos)
-      << err.str();
+      << said;
 }
 
 }  // namespace

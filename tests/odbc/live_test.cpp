@@ -1,7 +1,6 @@
 // FreeTDS's driver and a server: logins that are refused, connections that are lost, statements
 // that are cancelled, and databases with all that is unusual.
 #include <atomic>
-#include <functional>
 #include <future>
 #include <gtest/gtest.h>
 #include <string>
@@ -18,27 +17,8 @@ using tds::Fault;
 
 constexpr odbc::ConnectOptions kLimits{std::chrono::seconds(10), std::chrono::seconds(1)};
 
-std::string failureOf(const std::function<void()>& call) {
-  try {
-    call();
-  } catch (const ado::Failure& failure) {
-    return failure.what();
-  }
-  return "none";
-}
-
 std::string value(odbc::Connection& connection, std::u16string_view query) {
   return toUtf8(connection.Open(query, ado::kClientCursor)->Fields(0).Value().toText());
-}
-
-// A fault in the answers to batches that begin so.
-tds::ServerOptions failing(std::string batch, const Fault& fault) {
-  tds::ServerOptions options;
-  options.fault = [=](const std::string& text, std::size_t) -> std::optional<Fault> {
-    if (text.starts_with(batch)) return fault;
-    return std::nullopt;
-  };
-  return options;
 }
 
 TEST(LiveLogin, IsRefusedWithAReason) {
@@ -109,7 +89,8 @@ TEST(LiveConnection, IsLostOnce) {
 }
 
 TEST(LiveConnection, SurvivesAStatementThatTakesTooLong) {
-  const LiveServer server(embedded::EmbeddedCatalog(), failing("select 7", {Fault::Kind::stall}));
+  const LiveServer server(embedded::EmbeddedCatalog(),
+                          tds::failing("select 7", {Fault::Kind::stall}));
   const auto connection = server.connect(kLimits);
   EXPECT_EQ(failureOf([&] { value(*connection, u"select 7"); }), "Timeout expired");
   EXPECT_EQ(value(*connection, u"select 1"), "1");
@@ -143,7 +124,7 @@ TEST(LiveCancel, EndsAWaitForASilentServer) {
   constexpr std::u16string_view kQuery = u"select a from t";
   for (const std::size_t after : {0, 5'000}) {
     const LiveServer server(tds::catalogOf(script),
-                            failing("select a", {Fault::Kind::silence, after}));
+                            tds::failing("select a", {Fault::Kind::silence, after}));
     const auto connection = server.connect();
     std::atomic<bool> ended = false;
     std::jthread canceller([&] {
@@ -157,7 +138,7 @@ TEST(LiveCancel, EndsAWaitForASilentServer) {
     ended = true;
   }
   const LiveServer server(tds::catalogOf(script),
-                          failing("select a", {Fault::Kind::silence, 5'000}));
+                          tds::failing("select a", {Fault::Kind::silence, 5'000}));
   const auto connection = server.connect();
   auto rows = connection->Open(kQuery, ado::kForwardOnly);
   connection->cancel();

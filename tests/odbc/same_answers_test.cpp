@@ -93,6 +93,17 @@ insert numbers values (0, -32768, -2147483648, -900719925474099301, 0, 0, 0, 0, 
 insert numbers values (0, 0, 0, 0, 0, 0, 0, 0, 0, 0, -0.0001, -0.0001, -0.0000000001, 0, 1)
 insert numbers (h) values (0)
 go
+create table firm (a tinyint not null, b smallint not null, c int not null, d bigint not null,
+  e usmallint not null, f uint not null, g ubigint not null, h float not null, i real not null,
+  j money not null, k smallmoney not null, l numeric(38,10) not null, m datetime not null,
+  n smalldatetime not null, o date not null, p time not null, q bigdatetime not null,
+  r bigtime not null, s varchar(300) not null, t varbinary(300) not null, u text not null,
+  v unitext not null, w image not null)
+insert firm values (255, -32768, -2147483648, -900719925474099301, 65535, 4294967295,
+  900719925474099301, -2.5e-300, -0.1, -922337203685477.5808, -214748.3648, -0.0000000001,
+  '9999-12-31 23:59:59.997', '2079-06-06 23:59', '0001-01-01', '23:59:59.997',
+  '9999-12-31 23:59:59.999999', '23:59:59.999999', 'Ω', 0x0100, 't', 'Ω', 0x00ff)
+go
 create table moments (a datetime null, b smalldatetime null, c date null, d time null,
   e bigdatetime null, f bigtime null)
 insert moments values ('9999-12-31 23:59:59.997', '2079-06-06 23:59', '9999-12-31',
@@ -105,12 +116,13 @@ insert moments values (null, null, null, null, null, null)
 go
 )";
 
-constexpr std::array<std::u16string_view, 52> kBatches{
+constexpr std::array<std::u16string_view, 53> kBatches{
     // Values.
     u"select * from texts",
     u"select * from binaries",
     u"select * from numbers",
     u"select * from moments",
+    u"select * from firm",
     u"select null, null as a, '' as b, ' ' as c, 'x ' as d, convert(char(3), 'x') as e",
     u"select 1, 2 as a, 'ä€Ω😀' as b, -0.0001, 1.50, $12.3456, 1e0, 0xff",
     u"select \"Ä\" as [B c], 1 as [d]]e], 2 as \"f\"",

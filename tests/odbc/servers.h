@@ -1,8 +1,14 @@
 // The servers that the driver is tested with.
 #pragma once
 
+#include <arpa/inet.h>
+#include <cerrno>
 #include <memory>
+#include <netinet/in.h>
 #include <string>
+#include <sys/socket.h>
+#include <system_error>
+#include <unistd.h>
 #include <utility>
 
 #include "cli/side.h"
@@ -37,6 +43,50 @@ class LiveServer {
   std::unique_ptr<embedded::EmbeddedCatalog> catalog_;
   std::unique_ptr<tds::TdsServer> server_;
 };
+
+// A server that accepts nobody and says nothing.
+class SilentServer {
+ public:
+  SilentServer() {
+    address_.sin_family = AF_INET;
+    address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address_;
+    require(bind(socket_, address(), size));
+    require(listen(socket_, 1));
+    require(getsockname(socket_, address(), &size));
+  }
+  ~SilentServer() { close(socket_); }
+  SilentServer(const SilentServer&) = delete;
+  SilentServer& operator=(const SilentServer&) = delete;
+
+  int port() const { return ntohs(address_.sin_port); }
+  // The socket of a client, for the caller to close.
+  int connectedSocket() {
+    const int client = socket(AF_INET, SOCK_STREAM, 0);
+    require(connect(client, address(), sizeof address_));
+    return client;
+  }
+
+ private:
+  static void require(int result) {
+    if (result != 0) throw std::system_error(errno, std::generic_category());
+  }
+  sockaddr* address() { return reinterpret_cast<sockaddr*>(&address_); }
+
+  int socket_ = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address_{};
+};
+
+// What the failure of a call says; "none" when there is none.
+template <class Call>
+std::string failureOf(Call&& call) {
+  try {
+    call();
+  } catch (const ado::Failure& failure) {
+    return failure.what();
+  }
+  return "none";
+}
 
 // A connection for the command.
 class ConnectionSide final : public cli::Side {

@@ -24,14 +24,19 @@ TEST_F(Lists, GetListReadsOneListAndNothingElse) {
   const struct {
     std::int32_t entity;
     std::string statement, answer, names;
+    EntityIdentifier id;
+    std::u16string last;  // of those names
   } cases[] = {
-      {entity_TABLE, "tables_list", "o|n\n b|'T 2'\n a|T1", "b.T 2=b+T 2 a.T1=a+T1 "},
-      {entity_VIEW, "views_list", "o|n\n dbo|v", "dbo.v=dbo+v "},
-      {entity_STOREDPROC, "procedures_list", "o|n\n dbo|p", "dbo.p=dbo+p "},
-      {entity_UDDT, "types_list", "o|n|t|-|-\n dbo|d|int|r|x", "dbo.d=dbo+d "},
-      {entity_GROUP, "groups_list", "n\n public", "public=+public "},
-      {entity_USER, "users_list", "n|-|-\n 'A\\b\\c'|x|y\n dbo|x|y", "A b c=+A b c dbo=+dbo "},
-      {entity_FUNCTION, "functions_list", "-|-\n dbo|f", "dbo.f=dbo+f "},
+      {entity_TABLE, "tables_list", "o|n\n b|'T 2'\n a|T1", "b.T 2=b+T 2 a.T1=a+T1 ", ID_TABLE,
+       u"a.T1"},
+      {entity_VIEW, "views_list", "o|n\n dbo|v", "dbo.v=dbo+v ", ID_VIEW, u"dbo.v"},
+      {entity_STOREDPROC, "procedures_list", "o|n\n dbo|p", "dbo.p=dbo+p ", ID_STOREDPROC,
+       u"dbo.p"},
+      {entity_UDDT, "types_list", "o|n|t|-|-\n dbo|d|int|r|x", "dbo.d=dbo+d ", ID_UDDT, u"dbo.d"},
+      {entity_GROUP, "groups_list", "n\n public", "public=+public ", ID_GROUP, u"public"},
+      {entity_USER, "users_list", "n|-|-\n 'A\\b\\c'|x|y\n dbo|x|y", "A b c=+A b c dbo=+dbo ",
+       ID_USER, u"dbo"},
+      {entity_FUNCTION, "functions_list", "-|-\n dbo|f", "dbo.f=dbo+f ", ID_Function, u"dbo.f"},
   };
   for (const auto& one : cases) {
     server.on(statement(one.statement), one.answer);
@@ -42,6 +47,7 @@ TEST_F(Lists, GetListReadsOneListAndNothingElse) {
         (Lines{names(read.Tables), names(read.Views), names(read.StoredProcs), names(read.UDDTs),
                names(read.Groups), names(read.Users), names(read.Functions)}),
         ::testing::Contains(one.names));
+    EXPECT_EQ(reader.ObjectExists(one.id, one.last), std::ranges::count(one.names, '='));
   }
   EXPECT_EQ(sink.events().size(), 14u);
   const Schema all = reader.Results();
@@ -55,14 +61,7 @@ TEST_F(Lists, GetListReadsOneListAndNothingElse) {
   EXPECT_THAT(server.takeSent(), IsEmpty());
   EXPECT_EQ(reader.Results(), all);
 
-  EXPECT_EQ(reader.ObjectExists(ID_TABLE, u"a.T1"), 2);
   EXPECT_EQ(reader.ObjectExists(ID_TABLE, u"A.T1"), 0);
-  EXPECT_EQ(reader.ObjectExists(ID_VIEW, u"dbo.v"), 1);
-  EXPECT_EQ(reader.ObjectExists(ID_STOREDPROC, u"dbo.p"), 1);
-  EXPECT_EQ(reader.ObjectExists(ID_GROUP, u"public"), 1);
-  EXPECT_EQ(reader.ObjectExists(ID_USER, u"dbo"), 2);
-  EXPECT_EQ(reader.ObjectExists(ID_UDDT, u"dbo.d"), 1);
-  EXPECT_EQ(reader.ObjectExists(ID_Function, u"dbo.f"), 1);
   EXPECT_EQ(reader.ObjectExists(ID_COLUMN, u"dbo.f"), 0);
 }
 
@@ -88,56 +87,46 @@ TEST_F(Lists, AnEmptyResultKeepsTheListAndAFailureWhatItRead) {
 }
 
 TEST_F(Lists, TakesTheNamesOfTheScopeThatExist) {
-  const std::string yes = "owner|name\n x|y", no = "owner|name";
   server.inOrder();
-  const auto check = [&](const char* what, const char* owner, const char* name, bool exists) {
-    server.on(statement(what, name, owner), exists ? yes : no);
+  const auto asked = [&](const char* what, const char* owner, const char* name, bool exists) {
+    server.on(statement(what, name, owner), exists ? "owner|name\n x|y" : "owner|name");
   };
   // A name of three parts is looked up as the one before it, and an owner stays for a bare name.
   context.appliesTo->SomeTables = list({u"bare", u"dbo.orders", u"items", u"a.b.c", u"lost"});
-  check("table_exists", "", "bare", true);
-  check("table_exists", "dbo", "orders", true);
-  check("table_exists", "dbo", "items", true);
-  check("table_exists", "dbo", "items", true);
-  check("table_exists", "dbo", "lost", false);
-  context.schema.Tables.append(Table{});
-  AddTablesOfScope(context);
-  EXPECT_EQ(names(context.schema.Tables),
-            "=+ .bare=+bare dbo.orders=dbo+orders dbo.items=dbo+items dbo.items=dbo+items ");
-
   context.appliesTo->SomeViews = list({u"x.y.z", u"dbo.v"});
-  check("view_exists", "", "", false);
-  check("view_exists", "dbo", "v", true);
-  AddViewsOfScope(context);
-  EXPECT_EQ(names(context.schema.Views), "dbo.v=dbo+v ");
-
   context.appliesTo->SomeStoredProcs = list({u"dbo.o'p"});
-  check("storedproc_exists", "dbo", "o'p", true);
-  AddStoredProcsOfScope(context);
-  EXPECT_EQ(names(context.schema.StoredProcs), "dbo.o'p=dbo+o'p ");
-
   context.appliesTo->SomeFunctions = list({u"dbo.f"});
-  check("function_exists", "dbo", "f", true);
-  AddFunctionsOfScope(context);
-  EXPECT_EQ(names(context.schema.Functions), "dbo.f=dbo+f ");
-
   context.appliesTo->SomeUDDTs = list({u"dbo.t"});
-  check("uddt_exists", "dbo", "t", true);
-  AddUDDTsOfScope(context);
-  EXPECT_EQ(names(context.schema.UDDTs), "dbo.t=dbo+t ");
-
   context.appliesTo->SomeUsers = list({u"first.last", u"nobody"});
-  check("user_exists", "", "first.last", true);
-  check("user_exists", "", "nobody", false);
-  AddUsersOfScope(context);
-  EXPECT_EQ(names(context.schema.Users), "first.last=+first.last ");
-
   context.appliesTo->SomeGroups = list({u"public"});
+  asked("table_exists", "", "bare", true);
+  asked("table_exists", "dbo", "orders", true);
+  asked("table_exists", "dbo", "items", true);
+  asked("table_exists", "dbo", "items", true);
+  asked("table_exists", "dbo", "lost", false);
+  asked("view_exists", "", "", false);
+  asked("view_exists", "dbo", "v", true);
+  asked("storedproc_exists", "dbo", "o'p", true);
+  asked("function_exists", "dbo", "f", true);
+  asked("uddt_exists", "dbo", "t", true);
+  asked("user_exists", "", "first.last", true);
+  asked("user_exists", "", "nobody", false);
   server.on("sp_helpdbfixedrole", "role|about\n db_owner|x\n db_reader|y");
   server.on(statement("group_exists", "public"), "error 156 42000 Incorrect syntax");
-  AddGroupsOfScope(context);
-  EXPECT_TRUE(context.schema.Groups.empty());
 
+  context.schema.Tables.append(Table{});
+  for (const auto add : {AddTablesOfScope, AddViewsOfScope, AddStoredProcsOfScope,
+                         AddFunctionsOfScope, AddUDDTsOfScope, AddUsersOfScope, AddGroupsOfScope})
+    add(context);
+  const Schema& read = context.schema;
+  EXPECT_EQ(names(read.Tables),
+            "=+ .bare=+bare dbo.orders=dbo+orders dbo.items=dbo+items dbo.items=dbo+items ");
+  EXPECT_EQ(names(read.Views), "dbo.v=dbo+v ");
+  EXPECT_EQ(names(read.StoredProcs), "dbo.o'p=dbo+o'p ");
+  EXPECT_EQ(names(read.Functions), "dbo.f=dbo+f ");
+  EXPECT_EQ(names(read.UDDTs), "dbo.t=dbo+t ");
+  EXPECT_EQ(names(read.Users), "first.last=+first.last ");
+  EXPECT_TRUE(read.Groups.empty());
   EXPECT_THAT(server.unused(), IsEmpty());
   EXPECT_THAT(sink.events(), IsEmpty());
 }

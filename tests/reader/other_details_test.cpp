@@ -86,11 +86,14 @@ TEST_F(OtherDetails, ObjectPermissionsAreMergedByObject) {
       "on z | dbo | dbo:",
   };
   const std::string query = statement("object_permissions", "o'x");
-  server.on(query, answer).on(query, answer).on(query, "-|owner|name").on(query, "error 1 S1000 x");
+  server.on(query, answer).on(query, answer).on(query, answer);
+  server.on(query, "-|owner|name").on(query, "error 1 S1000 x");
   User user;
   user.Name = u"o'x";
-  EXPECT_EQ(PopulateUserPermissions_ObjectPriviliges(context, user), 8);
-  EXPECT_EQ(drawn(user.Permissions), expected);
+  for (int times = 0; times < 2; ++times) {  // the second one in place of the first
+    EXPECT_EQ(PopulateUserPermissions_ObjectPriviliges(context, user), 8);
+    EXPECT_EQ(drawn(user.Permissions), expected);
+  }
   Group group;
   group.Name = u"o'x";
   EXPECT_EQ(PopulateGroupPermissions_ObjectPriviliges(context, group), 8);

@@ -1,8 +1,11 @@
 #include "tests/reader/reader_test.h"
 
+#include <algorithm>
 #include <fstream>
 #include <map>
 #include <sstream>
+
+#include "model/fields.h"
 
 namespace kelvane::testing {
 namespace {
@@ -40,15 +43,64 @@ std::string line(const std::string& label, const Fields&... fields) {
   return result;
 }
 
-void append(Lines& lines, const Lines& more) {
-  for (const std::string& one : more) lines.push_back("  " + one);
+// All fields of a record without lists.
+template <HasFields Record>
+std::string line(const std::string& label, const Record& record) {
+  return std::apply([&](const auto&... field) { return line(label, record.*field.value...); },
+                    kFields<Record>);
+}
+
+// The flags of a record that are set.
+template <HasFields Record>
+std::string flags(const Record& record) {
+  std::string names;
+  const auto add = [&](const auto& field) {
+    if constexpr (std::is_same_v<decltype(field.value), Boolean Record::*>)
+      if (record.*field.value) names += ' ' + std::string(field.name);
+  };
+  std::apply([&](const auto&... field) { (add(field), ...); }, kFields<Record>);
+  return names;
+}
+
+template <HasFields Record>
+void append(Lines& lines, const std::string& label, const Array<Record>& records) {
+  for (const Record& one : records) lines.push_back(line(label, one));
+}
+
+template <class Object>
+void appendObject(Lines& lines, const std::string& label, const Object& object, Lines details) {
+  lines.push_back(line(label, object.FullName, object.Owner, object.Name));
+  for (const std::string& one : details) lines.push_back("  " + one);
 }
 
 template <class Routine>
 void appendRoutine(Lines& lines, const std::string& label, const Routine& routine) {
-  lines.push_back(line(label, routine.FullName, routine.Owner, routine.Name));
-  append(lines, drawn(routine.Columns));
+  appendObject(lines, label, routine, drawn(routine.Columns));
   lines.push_back("  " + line("text", routine.Definition));
+}
+
+std::vector<std::string> words(const std::string& text, char separator) {
+  std::vector<std::string> result;
+  std::istringstream stream(text);
+  for (std::string word; std::getline(stream, word, separator);) result.push_back(word);
+  return result;
+}
+
+DatabaseStatement statementOf(const std::string& line) {
+  DatabaseStatement one;
+  std::istringstream stream(line);
+  std::string end, switches;
+  stream >> one.category >> one.procedure >> end >> switches >> std::ws;
+  std::getline(stream, one.text);
+  if (one.procedure == "-") one.procedure.clear();
+  one.endsFetch = end == "ends";
+  one.switches = words(switches, ',');
+  if (one.text.starts_with('$')) {
+    auto parts = words(one.text.substr(1), ' ');
+    parts.resize(4);
+    one.text = statement(parts[0], replaced(parts[1], "~", " "), parts[2], parts[3]);
+  }
+  return one;
 }
 
 }  // namespace
@@ -101,27 +153,18 @@ void setAll(cAppliesTo& scope, Boolean value) {
 
 Lines drawn(const Array<Column>& columns) {
   Lines lines;
-  for (const Column& one : columns)
-    lines.push_back(line("column", one.Name, one.DataType, one.Length, one.Precision, one.iScale,
-                         one.Nullable, one.Default, one.OrdinalPosition));
+  append(lines, "column", columns);
   return lines;
 }
 
 Lines drawn(const Table& table) {
   Lines lines = drawn(table.Columns);
-  for (const PrimaryKey& one : table.PrimaryKey)
-    lines.push_back(line("primary", one.Name, one.Columns, one.Attributes));
-  for (const Key& one : table.ForeignKey)
-    lines.push_back(line("foreign", one.Name, one.ColumnName, one.KeySequence,
-                         one.fk_ReferencesTable, one.fk_ReferencesColumn, one.fk_ReferencesPK));
-  for (const Reference& one : table.References) lines.push_back(line("reference", one.Name));
-  for (const index& one : table.Indexes)
-    lines.push_back(line("index", one.Name, one.IndexKeys, one.IndexDescription));
-  for (const Trigger& one : table.Triggers)
-    lines.push_back(
-        line("trigger", one.Name, one.Definition, one.Is_Delete, one.Is_Update, one.Is_Insert));
-  if (table.Miscallaneous != Misc{})
-    lines.push_back(line("misc", table.Miscallaneous.RowCount, table.Miscallaneous.MaxWidth));
+  append(lines, "primary", table.PrimaryKey);
+  append(lines, "foreign", table.ForeignKey);
+  append(lines, "reference", table.References);
+  append(lines, "index", table.Indexes);
+  append(lines, "trigger", table.Triggers);
+  if (table.Miscallaneous != Misc{}) lines.push_back(line("misc", table.Miscallaneous));
   if (table.RsData) lines.push_back("data");
   return lines;
 }
@@ -133,115 +176,50 @@ Lines drawn(const UDDT& type) {
 
 Lines drawn(const Permission& permissions) {
   Lines lines;
-  const auto add = [](std::string& to, Boolean flag, const char* name) {
-    if (flag) to += std::string(" ") + name;
-  };
-  std::string may = "may";
-  add(may, permissions.Create_Default, "Create_Default");
-  add(may, permissions.Create_Procedure, "Create_Procedure");
-  add(may, permissions.Create_Rule, "Create_Rule");
-  add(may, permissions.Create_Table, "Create_Table");
-  add(may, permissions.Create_View, "Create_View");
-  add(may, permissions.DUMP_DATABASE, "DUMP_DATABASE");
-  add(may, permissions.DUMP_TRANSACTION, "DUMP_TRANSACTION");
-  if (may != "may") lines.push_back(may);
-  for (const PermissionEntity& one : permissions.PermissionEntities) {
-    std::string entity = line("on", one.EntityName, one.EntityOwner, one.Grantor) + ':';
-    add(entity, one.Insert, "Insert");
-    add(entity, one.Update, "Update");
-    add(entity, one.Delete, "Delete");
-    add(entity, one.References, "References");
-    add(entity, one.Select, "Select");
-    add(entity, one.Execute, "Execute");
-    add(entity, one.index, "index");
-    add(entity, one.Alter, "Alter");
-    add(entity, one.Control, "Control");
-    lines.push_back(entity);
-  }
+  if (const std::string may = flags(permissions); !may.empty()) lines.push_back("may" + may);
+  for (const PermissionEntity& one : permissions.PermissionEntities)
+    lines.push_back(line("on", one.EntityName, one.EntityOwner, one.Grantor) + ':' + flags(one));
   return lines;
 }
 
 Lines drawn(const Schema& schema) {
   Lines lines;
-  for (const Table& one : schema.Tables) {
-    lines.push_back(line("table", one.FullName, one.Owner, one.Name));
-    append(lines, drawn(one));
-  }
+  for (const Table& one : schema.Tables) appendObject(lines, "table", one, drawn(one));
   for (const View& one : schema.Views) appendRoutine(lines, "view", one);
   for (const StoredProc& one : schema.StoredProcs) appendRoutine(lines, "procedure", one);
   for (const CodeFunction& one : schema.Functions) appendRoutine(lines, "function", one);
-  for (const UDDT& one : schema.UDDTs) {
-    lines.push_back(line("uddt", one.FullName, one.Owner, one.Name));
-    append(lines, drawn(one));
-  }
-  for (const User& one : schema.Users) {
-    lines.push_back(line("user", one.FullName, one.Owner, one.Name));
-    append(lines, drawn(one.Permissions));
-  }
+  for (const UDDT& one : schema.UDDTs) appendObject(lines, "uddt", one, drawn(one));
+  for (const User& one : schema.Users) appendObject(lines, "user", one, drawn(one.Permissions));
   for (const Group& one : schema.Groups) {
-    lines.push_back(line("group", one.FullName, one.Owner, one.Name));
-    for (const User& member : one.Users) lines.push_back("  " + line("member", member.Name));
-    append(lines, drawn(one.Permissions));
+    Lines details;
+    for (const User& member : one.Users) details.push_back(line("member", member.Name));
+    std::ranges::copy(drawn(one.Permissions), std::back_inserter(details));
+    appendObject(lines, "group", one, details);
   }
   return lines;
 }
 
-const std::vector<DatabaseStatement>& smallDatabase() {
-  static const auto database = [] {
-    std::vector<DatabaseStatement> result;
+const SmallDatabase& smallDatabase() {
+  static const SmallDatabase database = [] {
+    SmallDatabase result;
+    std::vector<DatabaseStatement>& statements = result.statements;
+    bool isRead = false;
     std::ifstream file(KELVANE_TEST_FOLDER "/small_database.txt");
     for (std::string line; std::getline(file, line);) {
-      if (line.starts_with('#') && result.empty()) continue;
-      if (!line.starts_with("> ")) {
-        if (!result.empty()) result.back().answer += line + '\n';
-        continue;
+      if (line.starts_with('#') && statements.empty()) continue;
+      if (line.starts_with("= ")) {
+        isRead = true;
+      } else if (isRead) {
+        result.read.push_back(replaced(line, kVisibleBlank, " "));
+      } else if (line.starts_with("> ")) {
+        statements.push_back(statementOf(line.substr(2)));
+      } else if (!statements.empty()) {
+        statements.back().answer += line + '\n';
       }
-      DatabaseStatement& one = result.emplace_back();
-      std::istringstream words(line.substr(2));
-      std::string end;
-      words >> one.category >> one.procedure >> end >> std::ws;
-      std::getline(words, one.text);
-      if (one.procedure == "-") one.procedure.clear();
-      one.endsFetch = end == "ends";
-      if (!one.text.starts_with('$')) continue;
-      std::istringstream parts(one.text.substr(1));
-      std::string section, name, owner, column;
-      parts >> section >> name >> owner >> column;
-      one.text = statement(section, replaced(name, "~", " "), owner, column);
     }
     return result;
   }();
   return database;
-}
-
-Lines smallDatabaseDrawn() {
-  return {
-      "table dbo.orders | dbo | orders",
-      "  column id | int | 4 | 10 | 0 | no | 0 | 1",
-      "  primary pk_orders | id | Clustered",
-      "  foreign fk_parent | parent | 1 | orders | id | pk_orders",
-      "  index ix_parent |  parent | nonclustered",
-      "  trigger tr_orders | create trigger  | no | yes | yes",
-      "  misc 3 | 0",
-      "view dbo.v_open | dbo | v_open",
-      "  column id | int | 4 | 10 | 0 | no | 7 | 1",
-      "  text create view ",
-      "procedure dbo.p_load | dbo | p_load",
-      "  column @id | int | 4 | 10 | 0 | yes | 9 | 3",
-      "  text create procedure ",
-      "function dbo.f_total | dbo | f_total",
-      "  column @id | int | 4 | 10 | 0 | yes | 8 | 2",
-      "  text create function ",
-      "uddt dbo.t_money | dbo | t_money",
-      "  type numeric | 9 | 18 | 2 | yes | r_money | ",
-      "user NT reporter |  | NT reporter",
-      "  may Create_Table",
-      "  on orders | dbo | dbo: Update Select",
-      "group public |  | public",
-      "  member reporter",
-      "  may Create_Table",
-      "  on orders | dbo | dbo: Update Select",
-  };
 }
 
 std::string serverText(int number, const std::string& state, const std::string& text) {
@@ -255,7 +233,7 @@ std::string trapLine(const std::string& procedure) {
 }
 
 void ReaderTest::scriptSmallDatabase() {
-  for (const DatabaseStatement& one : smallDatabase()) server.on(one.text, one.answer);
+  for (const DatabaseStatement& one : smallDatabase().statements) server.on(one.text, one.answer);
   setAll(*reader.CompareOptions(), True);
   setAll(*reader.AppliesTo(), True);
 }

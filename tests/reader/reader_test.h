@@ -48,9 +48,13 @@ struct DatabaseStatement {
   int category = 0;        // 0 for the server's facts, 1 for tables, ... 7 for groups
   std::string procedure;   // named in LastError when its rows cannot be read
   bool endsFetch = false;  // then
+  Lines switches;          // each of them may prevent it
 };
-const std::vector<DatabaseStatement>& smallDatabase();
-Lines smallDatabaseDrawn();
+struct SmallDatabase {
+  std::vector<DatabaseStatement> statements;
+  Lines read;  // drawn
+};
+const SmallDatabase& smallDatabase();
 
 // The error texts for what the script drew as `error NUMBER STATE TEXT`, and for the trap behind
 // it.

@@ -68,7 +68,7 @@ class ScriptedConnection final : public ado::Connection {
   };
 
   Entry* find(const std::string& statement);
-  std::string unexpected(std::string_view statement) const;
+  void reportUnexpected(const std::string& statement) const;
   ado::Failure failure(std::int32_t number, std::string_view state, std::string_view text);
   ado::Failure injected() { return failure(9999, "HY000", "Injected"); }
 

@@ -7,8 +7,8 @@ import java.sql.Timestamp;
 import java.util.Locale;
 
 // A client that shares no code with FreeTDS: runs the batches on standard input, parted by lines of
-// "go", on the port it is given. Rows go to standard output, drawn as FreeTDS's tsql draws them,
-// errors to standard error.
+// "go", on the port it is given. Rows go to standard output, their values between bars, errors to
+// standard error.
 public class JtdsClient {
   public static void main(String[] words) throws Exception {
     Class.forName("net.sourceforge.jtds.jdbc.Driver");
