@@ -67,7 +67,8 @@ class HostTest : public ReaderTest {
  protected:
   HostTest() {
     expectDone(hosted->putref_conn(ado.connection(comServer).get()));
-    for (const DatabaseStatement& one : smallDatabase()) comServer.on(one.text, one.answer);
+    for (const DatabaseStatement& one : smallDatabase().statements)
+      comServer.on(one.text, one.answer);
     scriptSmallDatabase();
     expectDone(hosted->get_CompareOptions(options.receive()));
     expectDone(hosted->get_AppliesTo(scope.receive()));

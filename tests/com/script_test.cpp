@@ -82,7 +82,7 @@ class Script : public ::testing::TestWithParam<const char*> {};
 TEST_P(Script, Runs) {
   AdoObjects ado;
   ScriptedConnection server;
-  for (const DatabaseStatement& one : smallDatabase()) server.on(one.text, one.answer);
+  for (const DatabaseStatement& one : smallDatabase().statements) server.on(one.text, one.answer);
   server.refuseOthers();
   bool finished = false;
   Site site;
