@@ -248,11 +248,19 @@ TEST_F(HostTest, RecordsDoNotLeak) {
     GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
     return counters.PagefileUsage;
   };
+  const auto engine = createObject<_cCompareSchema>(__uuidof(::cCompareSchema));
+  const auto no = [](auto&, VARIANT& answer) { give(answer, False); };
+  const auto preferences = AutomationObject::make(
+      {{L"IgnoreTabs", no}, {L"IgnoreSpaces", no}, {L"IgnoreLineBreaks", no}});
+  expectDone(engine->putref_CompareOptions(options.get()));
+  expectDone(engine->putref_AppPreferences(preferences.get()));
   const auto round = [&] {
     for (int times = 0; times < 500; ++times) {
       const Schema schema = fetched();
       ::Schema written;
       com::toHost(schema, written);
+      VARIANT_BOOL result = VARIANT_FALSE;
+      expectDone(engine->Compare(&written, &written, ::output_DiffTree, &result));
       com::clear(written);
     }
   };
