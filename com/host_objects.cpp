@@ -44,28 +44,11 @@ class WindowsHost final : public Host {
   }
 };
 
-VARIANT reference(BSTR& text) {
+template <VARTYPE Type, class Value>
+VARIANT reference(Value& value) {
   VARIANT argument{};
-  argument.vt = VT_BYREF | VT_BSTR;
-  argument.pbstrVal = &text;
-  return argument;
-}
-VARIANT reference(VARIANT_BOOL& flag) {
-  VARIANT argument{};
-  argument.vt = VT_BYREF | VT_BOOL;
-  argument.pboolVal = &flag;
-  return argument;
-}
-VARIANT reference(LONG& number) {
-  VARIANT argument{};
-  argument.vt = VT_BYREF | VT_I4;
-  argument.plVal = &number;
-  return argument;
-}
-VARIANT referenceToShort(SHORT& number) {
-  VARIANT argument{};
-  argument.vt = VT_BYREF | VT_I2;
-  argument.piVal = &number;
+  argument.vt = VT_BYREF | Type;
+  argument.byref = &value;
   return argument;
 }
 
@@ -109,20 +92,20 @@ class NamedSink final : public kelvane::IDBFetchEvents {
     Variant status{std::u16string_view(Status)};
     VARIANT_BOOL support = SupportProgressBar.raw();
     LONG type = ObjectType;
-    sink_.call(L"StartProcessing",
-               std::array{reference(status->bstrVal), reference(support), reference(type)});
+    sink_.call(L"StartProcessing", std::array{reference<VT_BSTR>(status->bstrVal),
+                                              reference<VT_BOOL>(support), reference<VT_I4>(type)});
   }
   void Processing(const std::u16string& Status, const std::int16_t& Progress,
                   const kelvane::enumObjectType& ObjectType) override {
     Variant status{std::u16string_view(Status)};
     SHORT progress = Progress;
     LONG type = ObjectType;
-    sink_.call(L"Processing",
-               std::array{reference(status->bstrVal), referenceToShort(progress), reference(type)});
+    sink_.call(L"Processing", std::array{reference<VT_BSTR>(status->bstrVal),
+                                         reference<VT_I2>(progress), reference<VT_I4>(type)});
   }
   void EndProcessing(const kelvane::enumObjectType& ObjectType) override {
     LONG type = ObjectType;
-    sink_.call(L"EndProcessing", std::array{reference(type)});
+    sink_.call(L"EndProcessing", std::array{reference<VT_I4>(type)});
   }
 
  private:

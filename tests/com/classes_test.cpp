@@ -1,4 +1,6 @@
 // The library as such: its classes, their life, their registration, late binding, errors.
+#include <thread>
+
 #include "com/automation.h"
 #include "settings/comparison_options.h"
 #include "tests/com/client.h"
@@ -79,6 +81,24 @@ TEST(Classes, AreCreatedByNameAndKnowTheirInterface) {
               CLASS_E_NOAGGREGATION);
   }
   EXPECT_TRUE(createObject<_cASE_Fetch>(__uuidof(::cASE_Fetch)).as<::IDBFetch>());
+}
+
+TEST(Classes, ObjectsOfAnApartmentAreReachedFromOthers) {
+  std::thread([] {
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    {
+      const auto pair = createObject<_cKeyPair>(__uuidof(::cKeyPair));
+      ASSERT_TRUE(pair);
+      Pointer<IUnknown> direct;
+      EXPECT_EQ(
+          pair->QueryInterface(__uuidof(::cKeyPair), reinterpret_cast<void**>(direct.receive())),
+          E_NOINTERFACE);
+      const Variant name(u"name");
+      expectDone(pair->put_Name((*name).bstrVal));
+      EXPECT_EQ(textFrom(*pair, &_cKeyPair::get_Name), "name");
+    }
+    CoUninitialize();
+  }).join();
 }
 
 TEST(Classes, LibraryIsUnloadedWhenTheLastObjectEnded) {
