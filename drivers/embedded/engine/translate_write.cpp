@@ -116,6 +116,7 @@ std::string Translator::filled(const SqlValue& value, const ColumnInfo& column,
     sql = "uncut(" + value.sql + ", " + std::to_string(static_cast<int>(column.type.kind)) + ", " +
           std::to_string(column.type.length) + ", " + sql + ")";
   }
+  if (isWithoutZeros(column.type)) sql = "without_zeros(" + sql + ")";
   if (column.type.nullable || value.isLiteral) return sql;
   return "required(" + sql + ", " + quotedText(column.name) + ", " + quotedText(target.name) + ")";
 }

@@ -60,6 +60,10 @@ bool isZeroFilled(const ColumnType& type) {
   return type.kind == TypeKind::Binary && !type.nullable;
 }
 
+bool isWithoutZeros(const ColumnType& type) {
+  return type.kind == TypeKind::Varbinary || (type.kind == TypeKind::Binary && type.nullable);
+}
+
 bool isWide(const ColumnType& type) {
   constexpr int kDigitsOfDouble = 15;
   return isExactFraction(type.kind) && type.kind != TypeKind::Smallmoney &&

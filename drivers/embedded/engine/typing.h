@@ -23,6 +23,8 @@ bool isApproximate(TypeKind kind);
 bool isWide(const ColumnType& type);
 /// Whether its values are filled up with zeros to their full length.
 bool isZeroFilled(const ColumnType& type);
+/// Whether zeros at the end of its values are not stored.
+bool isWithoutZeros(const ColumnType& type);
 int precisionOf(const ColumnType& type);
 int scaleOf(const ColumnType& type);
 

@@ -107,6 +107,20 @@ TEST(Query, Changes) {
             "name | t\nAnn | 2\nBob | 4\n");
 }
 
+TEST(Query, BytesThatVaryInLengthAreStoredWithoutTheZerosAtTheirEnd) {
+  Probe probe(
+      "create table zeros (b binary(5), bn binary(5) null, v varbinary(5) unique, vn varbinary(5) "
+      "null)");
+  probe.ask("insert zeros values (0x12345000, 0x12345000, 0x12345000, 0x12345000)");
+  probe.ask("insert zeros select b, b, 0x00, b from zeros");
+  probe.ask("update zeros set bn = 0x0100 where v = 0x00");
+  EXPECT_EQ(probe.rows("select * from zeros"),
+            "0x1234500000 | 0x123450 | 0x123450 | 0x123450\n"
+            "0x1234500000 | 0x01 | 0x00 | 0x123450\n");
+  EXPECT_EQ(probe.refusal("insert zeros values (0x01, null, 0x1234500000, null)").substr(0, 5),
+            "2601:");
+}
+
 // A number that no double holds comes back digit by digit.
 TEST(Query, NumbersKeepTheirDigits) {
   Probe probe(
