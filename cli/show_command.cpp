@@ -151,7 +151,8 @@ ShownObject browse(const Schema& schema, FoundObject found) {
   const browsing::Selector object{.index = found.index};
   if (found.trigger > 0) {
     const auto triggers = browsing::GetSubEntityList(schema, host, kind.id, ID_TRIGGER, object);
-    return {std::move(found), triggers->Item(found.trigger)->Properties, {}};
+    auto properties = triggers->Item(found.trigger)->Properties;
+    return {std::move(found), std::move(properties), {}};
   }
   ShownObject shown{
       std::move(found), browsing::GetEntityPropertyList(schema, host, kind.id, object), {}};

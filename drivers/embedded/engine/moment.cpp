@@ -394,7 +394,7 @@ std::string partName(Moment moment, DatePart part) {
 namespace {
 
 std::optional<Moment> addMonths(Moment moment, std::int64_t count, std::int64_t monthsEach) {
-  constexpr std::int64_t kMost = 12 * 10'000;
+  constexpr auto kMost = std::int64_t{12} * 10'000;
   if (count < -kMost || count > kMost) return std::nullopt;
   CalendarTime t = calendarOf(moment);
   const auto months = t.year * std::int64_t{12} + t.month - 1 + count * monthsEach;

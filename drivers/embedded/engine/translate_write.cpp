@@ -361,6 +361,7 @@ Plan Translator::update(const Update& statement) {
     sql = "UPDATE " + target.sqliteTable + " AS " + alias + " SET " + plainChanges + where;
   }
   std::vector<std::string> written;
+  written.reserve(statement.assignments.size());
   for (const Assignment& assignment : statement.assignments) written.push_back(assignment.column);
   Plan plan = finish(std::move(sql));
   plan.trigger = triggerOf(target, kUpdateSlot, std::move(written));

@@ -218,7 +218,7 @@ StatementNode Parser::waitForStatement() {
 }
 
 StatementNode Parser::executeStatement() {
-  return std::visit([](auto&& call) { return StatementNode(std::move(call)); },
+  return std::visit([](auto&& call) { return StatementNode(std::forward<decltype(call)>(call)); },
                     executeOrImmediate());
 }
 

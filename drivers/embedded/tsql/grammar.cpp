@@ -229,7 +229,7 @@ int Parser::typeArgument() {
 
 // The names of several words, or empty.
 std::string Parser::builtInTypeName() {
-  const auto varying = [&](std::string base) {
+  const auto varying = [&](const std::string& base) {
     return accept("varying") ? base + " varying" : base;
   };
   if (accept("double")) {
