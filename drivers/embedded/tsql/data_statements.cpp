@@ -20,7 +20,8 @@ StatementNode Parser::insertStatement() {
     expect("values");
     result.source = InsertDefaults{};
   } else if (at("exec") || at("execute")) {
-    std::visit([&](auto&& call) { result.source = std::forward<decltype(call)>(call); }, executeOrImmediate());
+    std::visit([&](auto&& call) { result.source = std::forward<decltype(call)>(call); },
+               executeOrImmediate());
   } else if (startsQuery()) {
     result.source = query();
   } else {
