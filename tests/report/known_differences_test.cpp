@@ -7,7 +7,7 @@
 #include "report/readable_diff.h"
 #include "tests/support/made_differences.h"
 
-namespace kelvane::cli {
+namespace kelvane::report {
 namespace {
 
 using namespace std::chrono_literals;
@@ -103,4 +103,4 @@ TEST(KnownDifferences, BadLinesSayWhatIsExpected) {
 }
 
 }  // namespace
-}  // namespace kelvane::cli
+}  // namespace kelvane::report
