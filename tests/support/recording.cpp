@@ -5,7 +5,7 @@
 namespace kelvane::testing {
 namespace {
 
-std::string quoted(std::u16string_view text) { return '"' + toUtf8(text) + '"'; }
+std::string inQuotes(std::u16string_view text) { return '"' + toUtf8(text) + '"'; }
 
 std::string objectType(enumObjectType type) {
   static constexpr const char* kNames[] = {"IRRELEVANT", "TABLE", "VIEW", "STOREDPROC",
@@ -18,12 +18,12 @@ std::string objectType(enumObjectType type) {
 
 void RecordingSink::StartProcessing(const std::u16string& Status, const Boolean& SupportProgressBar,
                                     const enumObjectType& ObjectType) {
-  record("start " + quoted(Status) + (SupportProgressBar ? " bar " : " ") + objectType(ObjectType));
+  record("start " + inQuotes(Status) + (SupportProgressBar ? " bar " : " ") + objectType(ObjectType));
 }
 
 void RecordingSink::Processing(const std::u16string& Status, const std::int16_t& Progress,
                                const enumObjectType& ObjectType) {
-  record("progress " + quoted(Status) + ' ' + std::to_string(Progress) + ' ' +
+  record("progress " + inQuotes(Status) + ' ' + std::to_string(Progress) + ' ' +
          objectType(ObjectType));
 }
 
@@ -38,7 +38,7 @@ void RecordingSink::record(std::string event) {
 }
 
 void RecordingHost::MessageBox(std::u16string_view text, MessageIcon icon) {
-  messages_.push_back(quoted(text) + (icon == MessageIcon::exclamation ? "!" : ""));
+  messages_.push_back(inQuotes(text) + (icon == MessageIcon::exclamation ? "!" : ""));
   journal_.push_back("message " + messages_.back());
 }
 
