@@ -35,6 +35,25 @@ char32_t foldCodePoint(char32_t code) {
 constexpr bool isHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
 constexpr bool isLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
 
+// Letters that are small already and yet fold to another one.
+constexpr char32_t kFoldedSmallLetters[] = {
+    0x00B5, 0x017F, 0x0345, 0x03C2, 0x03D0, 0x03D1, 0x03D5, 0x03D6, 0x03F0, 0x03F1, 0x03F5,
+    0x1C80, 0x1C81, 0x1C82, 0x1C83, 0x1C84, 0x1C85, 0x1C86, 0x1C87, 0x1C88, 0x1E9B, 0x1FBE};
+
+// Cherokee letters fold to capitals; all others fold to small letters.
+struct SmallCherokee {
+  char32_t firstCapital, lastCapital, firstSmall;
+};
+constexpr SmallCherokee kSmallCherokee[] = {{0x13A0, 0x13EF, 0xAB70}, {0x13F0, 0x13F5, 0x13F8}};
+
+char32_t lowerCodePoint(char32_t code) {
+  const char32_t folded = foldCodePoint(code);
+  if (code < 0x80) return folded;
+  for (const auto& [first, last, small] : kSmallCherokee)
+    if (folded >= first && folded <= last) return small + (folded - first);
+  return std::ranges::binary_search(kFoldedSmallLetters, code) ? code : folded;
+}
+
 // The code point at `position`, which moves behind it; an unpaired surrogate is its own code point.
 char32_t nextCodePoint(std::u16string_view text, std::size_t& position) {
   const char32_t unit = text[position++];
@@ -52,10 +71,11 @@ void appendUtf16(std::u16string& text, char32_t code) {
   }
 }
 
-// Walks a text as folded UTF-16 units.
-class FoldedUnits {
+// Walks a text as the UTF-16 units of its code points' images.
+template <char32_t image(char32_t)>
+class MappedUnits {
  public:
-  explicit FoldedUnits(std::u16string_view text) : text_(text) {}
+  explicit MappedUnits(std::u16string_view text) : text_(text) {}
 
   bool next(char16_t& unit) {
     if (pending_ != 0) {
@@ -63,12 +83,12 @@ class FoldedUnits {
       return true;
     }
     if (position_ == text_.size()) return false;
-    const char32_t folded = foldCodePoint(nextCodePoint(text_, position_));
-    if (folded < 0x10000) {
-      unit = static_cast<char16_t>(folded);
+    const char32_t code = image(nextCodePoint(text_, position_));
+    if (code < 0x10000) {
+      unit = static_cast<char16_t>(code);
     } else {
-      unit = static_cast<char16_t>(0xD7C0 + (folded >> 10));
-      pending_ = static_cast<char16_t>(0xDC00 + (folded & 0x3FF));
+      unit = static_cast<char16_t>(0xD7C0 + (code >> 10));
+      pending_ = static_cast<char16_t>(0xDC00 + (code & 0x3FF));
     }
     return true;
   }
@@ -79,8 +99,9 @@ class FoldedUnits {
   char16_t pending_ = 0;
 };
 
-int compareFolded(std::u16string_view a, std::u16string_view b) {
-  FoldedUnits left(a), right(b);
+template <char32_t image(char32_t)>
+int compareMapped(std::u16string_view a, std::u16string_view b) {
+  MappedUnits<image> left(a), right(b);
   char16_t leftUnit = 0, rightUnit = 0;
   for (;;) {
     const bool hasLeft = left.next(leftUnit);
@@ -188,15 +209,21 @@ std::string toUtf8(std::u16string_view utf16) {
 std::u16string foldCase(std::u16string_view text) {
   std::u16string result;
   result.reserve(text.size());
-  FoldedUnits units(text);
+  MappedUnits<foldCodePoint> units(text);
   for (char16_t unit = 0; units.next(unit);) result.push_back(unit);
   return result;
 }
 
-bool equalFolded(std::u16string_view a, std::u16string_view b) { return compareFolded(a, b) == 0; }
+bool equalFolded(std::u16string_view a, std::u16string_view b) {
+  return compareMapped<foldCodePoint>(a, b) == 0;
+}
+
+int compareLowerCase(std::u16string_view a, std::u16string_view b) {
+  return compareMapped<lowerCodePoint>(a, b);
+}
 
 int compareText(std::u16string_view a, std::u16string_view b, CaseMode mode) {
-  return mode == CaseMode::exact ? a.compare(b) : compareFolded(a, b);
+  return mode == CaseMode::exact ? a.compare(b) : compareMapped<foldCodePoint>(a, b);
 }
 
 std::size_t hashText(std::u16string_view text, CaseMode mode) {

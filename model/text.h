@@ -24,6 +24,10 @@ std::string toUtf8(std::u16string_view utf16);
 // sharp s stays.
 std::u16string foldCase(std::u16string_view text);
 
+// The order of two texts after Unicode's simple lower-casing, which leaves apart some letters that
+// folding makes equal: small sigma and final sigma, s and long s. Below, equal or above zero.
+int compareLowerCase(std::u16string_view a, std::u16string_view b);
+
 // Whether two texts of the same length are equal when case is ignored.
 bool equalFolded(std::u16string_view a, std::u16string_view b);
 inline bool equalText(std::u16string_view a, std::u16string_view b, CaseMode mode) {

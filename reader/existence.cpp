@@ -85,7 +85,7 @@ constexpr ExistenceQuery kQueries[] = {
 bool CheckObjectForExistance(FetchContext& context, const std::u16string& name,
                              const std::u16string& owner, std::u16string_view type) {
   for (const ExistenceQuery& query : kQueries) {
-    if (!equalText(query.type, type, CaseMode::ignore)) continue;
+    if (compareLowerCase(query.type, type) != 0) continue;
     const auto rows = context.GetRecordset(query.build(context, name, owner));
     return rows && rows->RecordCount() > 0;
   }

@@ -44,6 +44,33 @@ TEST(TextTest, FoldingKeepsLengthsAndHashesFollowIt) {
   }
 }
 
+// Letters that folding makes equal are told apart when both are small, and met when one is not.
+TEST(TextTest, LowerCaseIsNotFolding) {
+  const struct {
+    std::u16string_view a, b;
+    bool equal;
+  } cases[] = {
+      {u"ORDERS", u"oRders", true},
+      {u"\u00c9t\u00e9", u"\u00e9T\u00c9", true},
+      {u"\u03a3", u"\u03c3", true},
+      {u"\u03c3", u"\u03c2", false},             // small and final sigma
+      {u"\u017felect", u"select", false},        // long s
+      {u"\u00b5", u"\u03bc", false},             // micro sign and mu
+      {u"\u1e9e", u"\u00df", true},              // capital and small sharp s
+      {u"\u212aey", u"KEY", true},               // the Kelvin sign
+      {u"\u0130", u"i", false},                  // I with a dot
+      {u"\u13a0\u13f0", u"\uab70\u13f8", true},  // Cherokee
+      {u"\U00010400", u"\U00010428", true},      // Deseret
+      {u"a", u"ab", false},
+  };
+  for (const auto& [a, b, equal] : cases) {
+    EXPECT_EQ(compareLowerCase(a, b) == 0, equal) << toUtf8(a) << ' ' << toUtf8(b);
+    EXPECT_EQ(compareLowerCase(b, a) == 0, equal) << toUtf8(a) << ' ' << toUtf8(b);
+  }
+  EXPECT_LT(compareLowerCase(u"A", u"b"), 0);
+  EXPECT_LT(compareLowerCase(u"a", u"B"), 0);
+}
+
 TEST(TextTest, OrderIsThatOfCodeUnits) {
   EXPECT_LT(compareText(u"B", u"a", CaseMode::exact), 0);
   EXPECT_GT(compareText(u"B", u"a", CaseMode::ignore), 0);
