@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <charconv>
 #include <iterator>
+#include <limits>
+#include <string>
+#include <system_error>
 #include <utility>
 
 namespace kelvane {
@@ -32,9 +35,6 @@ char32_t foldCodePoint(char32_t code) {
   return static_cast<char32_t>(static_cast<std::int32_t>(code) + run->delta);
 }
 
-constexpr bool isHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
-constexpr bool isLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
-
 // Letters that are small already and yet fold to another one.
 constexpr char32_t kFoldedSmallLetters[] = {
     0x00B5, 0x017F, 0x0345, 0x03C2, 0x03D0, 0x03D1, 0x03D5, 0x03D6, 0x03F0, 0x03F1, 0x03F5,
@@ -53,6 +53,9 @@ char32_t lowerCodePoint(char32_t code) {
     if (folded >= first && folded <= last) return small + (folded - first);
   return std::ranges::binary_search(kFoldedSmallLetters, code) ? code : folded;
 }
+
+constexpr bool isHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
+constexpr bool isLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
 
 // The code point at `position`, which moves behind it; an unpaired surrogate is its own code point.
 char32_t nextCodePoint(std::u16string_view text, std::size_t& position) {
@@ -160,6 +163,27 @@ std::size_t decodeUtf8(std::string_view bytes, char32_t& code) {
   const bool overlong = (length == 3 && code < 0x800) || (length == 4 && code < 0x10000);
   const bool surrogate = code >= 0xD800 && code < 0xE000;
   return overlong || surrogate || code > 0x10FFFF ? 0 : length;
+}
+
+constexpr std::u16string_view kNumberCharacters = u"+-.0123456789eE";
+
+// Whether the magnitude of a number that is far from 1 and not 0 lies above 1.
+bool exceedsOne(std::string_view number) {
+  const std::size_t mantissaEnd = std::min(number.find_first_of("eE"), number.size());
+  const std::string_view mantissa = number.substr(0, mantissaEnd);
+  const std::size_t point = std::min(mantissa.find('.'), mantissa.size());
+  // Digits before the point, below 0 for zeros behind it.
+  const auto digits = static_cast<std::int64_t>(point) -
+                      static_cast<std::int64_t>(mantissa.find_first_of("123456789"));
+  std::string_view exponentText = number.substr(mantissaEnd);
+  if (exponentText.empty()) return digits > 0;
+  exponentText.remove_prefix(exponentText.starts_with("e+") || exponentText.starts_with("E+") ? 2
+                                                                                              : 1);
+  std::int64_t exponent = 0;
+  const auto read =
+      std::from_chars(exponentText.data(), exponentText.data() + exponentText.size(), exponent);
+  if (read.ec == std::errc::result_out_of_range) return !exponentText.starts_with('-');
+  return digits + exponent > 0;
 }
 
 }  // namespace
@@ -271,18 +295,24 @@ std::u16string decimalText(std::int64_t number) {
   return {std::begin(digits), result.ptr};
 }
 
-double leadingNumber(std::u16string_view text) {
+LeadingNumber leadingNumber(std::u16string_view text) {
+  const std::size_t start = std::min(text.find_first_not_of(u" \t"), text.size());
   std::string ascii;
-  for (char16_t unit : text) {
-    if (ascii.empty() && (unit == u' ' || unit == u'\t' || unit == u'+')) continue;
-    if (unit >= 0x80 || ascii.size() > 400) break;
+  for (const char16_t unit : text.substr(start)) {
+    if (kNumberCharacters.find(unit) == kNumberCharacters.npos) break;
     ascii.push_back(static_cast<char>(unit));
   }
+  const std::size_t plus = ascii.starts_with('+') && !ascii.starts_with("+-") ? 1 : 0;
+  const char* const begin = ascii.data() + plus;
   double number = 0;
-  const std::size_t start = ascii.starts_with('-') ? 1 : 0;
-  if (ascii.find_first_of("iInN", start) == start) return 0;  // "inf" and "nan" are words here
-  std::from_chars(ascii.data(), ascii.data() + ascii.size(), number);
-  return number;
+  const auto result = std::from_chars(begin, ascii.data() + ascii.size(), number);
+  if (result.ec == std::errc::invalid_argument) return {0, text};
+  if (result.ec == std::errc::result_out_of_range) {
+    const double magnitude =
+        exceedsOne({begin, result.ptr}) ? std::numeric_limits<double>::infinity() : 0;
+    number = *begin == '-' ? -magnitude : magnitude;
+  }
+  return {number, text.substr(start + static_cast<std::size_t>(result.ptr - ascii.data()))};
 }
 
 }  // namespace kelvane
