@@ -16,7 +16,7 @@ std::u16string fixedRoleList(FetchContext& context) {
       const std::u16string role = rows->Fields(0).Value().toText();
       list += (list.empty() ? u"'" : u",'") + role + u"'";
     }
-  } catch (const std::exception&) {
+  } catch (...) {
     // A server without such roles answers nothing, or a result of another shape: the list ends
     // there.
     return list;

@@ -7,6 +7,15 @@ namespace {
 
 constexpr std::u16string_view kSource = u"Kelvane.reader";
 
+// A connection that fails to say which errors are pending has none: no trap may fail itself.
+const std::vector<ado::Error>* pendingErrors(const ado::Connection* connection) {
+  try {
+    return connection ? &connection->Errors() : nullptr;
+  } catch (...) {
+    return nullptr;
+  }
+}
+
 }  // namespace
 
 const cComparisonOptions& FetchContext::options() const {
@@ -34,8 +43,8 @@ void FetchContext::recordFailure(std::u16string_view procedure) {
 }
 
 std::u16string FetchContext::describeFailure() const {
-  return DescribeErrors(conn ? &conn->Errors() : nullptr,
-                        RuntimeError::describe(std::current_exception()));
+  const RuntimeError current = RuntimeError::describe(std::current_exception());
+  return DescribeErrors(pendingErrors(conn), current);
 }
 
 }  // namespace kelvane::reader

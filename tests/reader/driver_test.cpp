@@ -49,6 +49,12 @@ const Lines kEvents = [] {
   return events;
 }();
 
+// What is said about a failure of which the connection knows nothing.
+std::string codingError(const std::string& description) {
+  return "Coding error has occured: Error: #51\r\nDescription: #" + description +
+         "\r\nSource: #Kelvane\r\n";
+}
+
 class Driver : public ReaderTest {
  protected:
   bool fetch() { return reader.Fetch(sink); }
@@ -102,12 +108,13 @@ TEST_F(Driver, EachSwitchGatesItsOwnStatements) {
 }
 
 TEST_F(Driver, SurvivesAFaultInEachStatement) {
-  const std::string injected = serverText(9999, "HY000", "Injected");
   const auto& database = smallDatabase().statements;
   for (std::size_t at = 0; at < database.size(); ++at) {
     const DatabaseStatement& faulty = database[at];
-    for (const Fault fault : {Fault::open, Fault::read}) {
+    for (const Fault fault : {Fault::open, Fault::read, Fault::foreign}) {
       SCOPED_TRACE((fault == Fault::open ? "refused: " : "unreadable: ") + faulty.text);
+      const std::string injected = fault == Fault::foreign ? codingError("Unknown failure")
+                                                           : serverText(9999, "HY000", "Injected");
       Run run;
       run.server.failAt(static_cast<int>(at) + 1, fault);
       bool result = false;
@@ -115,7 +122,7 @@ TEST_F(Driver, SurvivesAFaultInEachStatement) {
       // A refused statement reads as no result. The query behind the primary key does not allow
       // for that.
       const bool trapped =
-          fault == Fault::read || faulty.text == statement("clustering", "pk_orders");
+          fault != Fault::open || faulty.text == statement("clustering", "pk_orders");
       const bool ends = trapped && faulty.endsFetch;
       EXPECT_EQ(result, !ends);
       const std::string text = !trapped                   ? injected
@@ -154,8 +161,7 @@ TEST_F(Driver, ReportsAFailingSinkFromInsideAndPassesItFromOutside) {
     bool result = true;
     ASSERT_NO_THROW(result = run.fetch());
     EXPECT_FALSE(result);
-    const std::string failed =
-        "Coding error has occured: Error: #51\r\nDescription: #sink failed\r\nSource: #Kelvane\r\n";
+    const std::string failed = codingError("sink failed");
     const std::string& name = kCategories[(at - 1) / 5].procedures;
     const std::size_t step = (at - 1) % 5;
     if (step == 1) {  // the list's own end: the list or its caller may be the one to say so
@@ -304,6 +310,21 @@ TEST_F(Driver, NeedsAConnectionAndAScope) {
   EXPECT_THAT(lastError(), ::testing::Not(::testing::HasSubstr("Last DLL Error")));
   reader.LastError(u"set from outside");
   EXPECT_THAT(lastError(), EndsWith("ProcessViews"));
+}
+
+TEST_F(Driver, SurvivesAConnectionThatDoesNotTellItsErrors) {
+  struct Mute final : ado::Connection {
+    std::unique_ptr<ado::Recordset> Open(std::u16string_view, const ado::OpenMode&) override {
+      throw std::runtime_error("refused");
+    }
+    const std::vector<ado::Error>& Errors() const override { throw std::runtime_error("mute"); }
+  } mute;
+  setAll(*reader.CompareOptions(), True);
+  reader.conn(&mute);
+  reader.AppliesTo()->SomeTables = nullptr;
+  EXPECT_FALSE(fetch());
+  EXPECT_THAT(lastError(), EndsWith(trapLine("ProcessTables")));
+  EXPECT_EQ(sink.events().back(), "end SERVER");
 }
 
 }  // namespace
