@@ -1,5 +1,7 @@
 #include "reader/ase_fetch.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "reader/procedures.h"
@@ -51,12 +53,11 @@ Boolean cASE_Fetch::Fetch(IDBFetchEvents& oEvents) {
   oEvents.StartProcessing(u"Starting", True, OBJECT_SERVER);
   reader::ReadServerVersion(context_);
   reader::PopulateCaseSensitivity(context_);
-  bool succeeded = true;
-  for (const Category& category : kCategories) {
-    if (!(context_.options().*category.enabled)) continue;
-    succeeded = category.process(context_);
-    if (!succeeded) break;
-  }
+  const bool succeeded = context_.trapped(u"Fetch", false, [&] {
+    return std::ranges::all_of(kCategories, [&](const Category& category) {
+      return !(context_.options().*category.enabled) || category.process(context_);
+    });
+  });
   context_.cancelled = false;
   oEvents.EndProcessing(OBJECT_SERVER);
   return succeeded;

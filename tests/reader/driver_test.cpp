@@ -312,6 +312,22 @@ TEST_F(Driver, NeedsAConnectionAndAScope) {
   EXPECT_THAT(lastError(), EndsWith("ProcessViews"));
 }
 
+TEST_F(Driver, WithoutOptionsAFetchFailsLikeAnyOther) {
+  scriptSmallDatabase();
+  const auto options = reader.CompareOptions();
+  reader.CompareOptions(nullptr);
+  reader.Cancel();
+  EXPECT_FALSE(fetch());
+  EXPECT_EQ(lastError(),
+            "Coding error has occured: Error: #91\r\nDescription: #CompareOptions is not set\r\n"
+            "Source: #Kelvane.reader\r\n" +
+                trapLine("Fetch"));
+  EXPECT_THAT(sink.events(), ElementsAre(kEvents.front(), kEvents.back()));
+  reader.CompareOptions(options);
+  EXPECT_TRUE(fetch());  // the cancel is over
+  EXPECT_EQ(drawn(reader.Results()), smallDatabase().read);
+}
+
 TEST_F(Driver, SurvivesAConnectionThatDoesNotTellItsErrors) {
   struct Mute final : ado::Connection {
     std::unique_ptr<ado::Recordset> Open(std::u16string_view, const ado::OpenMode&) override {
