@@ -31,6 +31,21 @@ constexpr reader::Status (*kLists[])(reader::FetchContext&) = {
     reader::PopulateFunctionList,
 };
 
+// Makes a sink the one of the call under way. A handler may make another call, with a sink that
+// lives no longer than that call: then the sink of the outer call is the current one again.
+class CurrentSink {
+ public:
+  CurrentSink(reader::FetchContext& context, IDBFetchEvents& sink)
+      : context_(context), outer_(std::exchange(context.events, &sink)) {}
+  CurrentSink(const CurrentSink&) = delete;
+  CurrentSink& operator=(const CurrentSink&) = delete;
+  ~CurrentSink() { context_.events = outer_; }
+
+ private:
+  reader::FetchContext& context_;
+  IDBFetchEvents* outer_;
+};
+
 }  // namespace
 
 cASE_Fetch::cASE_Fetch(Host& host) { context_.host = &host; }
@@ -49,7 +64,7 @@ void cASE_Fetch::AppliesTo(std::shared_ptr<cAppliesTo> scope) {
 
 Boolean cASE_Fetch::Fetch(IDBFetchEvents& oEvents) {
   context_.schema = {};
-  context_.events = &oEvents;
+  const CurrentSink sink(context_, oEvents);
   oEvents.StartProcessing(u"Starting", True, OBJECT_SERVER);
   reader::ReadServerVersion(context_);
   reader::PopulateCaseSensitivity(context_);
@@ -64,7 +79,7 @@ Boolean cASE_Fetch::Fetch(IDBFetchEvents& oEvents) {
 }
 
 Boolean cASE_Fetch::GetList(enumEntityType Entity, IDBFetchEvents& oEvents) {
-  context_.events = &oEvents;
+  const CurrentSink sink(context_, oEvents);
   if (Entity < 0 || static_cast<std::size_t>(Entity) >= std::size(kLists)) return False;
   return kLists[Entity](context_) != reader::kFailed;
 }

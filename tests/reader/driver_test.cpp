@@ -343,5 +343,61 @@ TEST_F(Driver, SurvivesAConnectionThatDoesNotTellItsErrors) {
   EXPECT_EQ(sink.events().back(), "end SERVER");
 }
 
+// A handler that reads something else on the way, with a sink that is gone when it returns: the
+// outer call goes on with its own sink, whatever the inner one came to.
+TEST_F(Driver, ANestedCallLeavesTheOuterSinkInPlace) {
+  using Nested = void (*)(Run&, IDBFetchEvents&);
+  const Nested calls[] = {
+      [](Run& run, IDBFetchEvents& inner) { run.reader.GetList(entity_TABLE, inner); },
+      [](Run& run, IDBFetchEvents& inner) {
+        run.reader.GetList(static_cast<enumEntityType>(7), inner);
+      },
+      [](Run& run, IDBFetchEvents& inner) { run.reader.Fetch(inner); },
+      [](Run& run, IDBFetchEvents& inner) {
+        run.reader.conn(nullptr);
+        run.reader.Fetch(inner);
+        run.reader.conn(&run.server);
+      },
+  };
+  for (const Nested call : calls) {
+    for (const bool failing : {false, true}) {
+      for (std::size_t at = 1; at <= kEvents.size(); ++at) {
+        SCOPED_TRACE(kEvents[at - 1] + ", call " + std::to_string(&call - calls));
+        Run run;
+        bool nested = false;
+        run.sink.onEvent = [&](int number, const std::string&) {
+          if (number != static_cast<int>(at) || std::exchange(nested, true)) return;
+          const auto inner = std::make_unique<RecordingSink>(run.journal);
+          if (failing)
+            inner->onEvent = [](int, const std::string&) { throw std::runtime_error("inner"); };
+          try {
+            call(run, *inner);
+          } catch (const std::runtime_error&) {
+            EXPECT_TRUE(failing);
+          }
+        };
+        ASSERT_NO_THROW(run.fetch());
+        EXPECT_EQ(run.sink.events().back(), "end SERVER");
+        EXPECT_EQ(run.sink.events()[0], kEvents[0]);
+      }
+    }
+  }
+}
+
+TEST_F(Driver, ANestedListChangesNothingThatTheOuterFetchReads) {
+  for (std::size_t at = 1; at <= kEvents.size(); ++at) {
+    SCOPED_TRACE(kEvents[at - 1]);
+    Run run;
+    run.sink.onEvent = [&](int number, const std::string&) {
+      if (number != static_cast<int>(at)) return;
+      RecordingSink inner(run.journal);
+      EXPECT_TRUE(run.reader.GetList(entity_GROUP, inner));
+      EXPECT_EQ(inner.events().size(), 2u);
+    };
+    EXPECT_TRUE(run.fetch());
+    EXPECT_EQ(run.sink.events(), kEvents);
+  }
+}
+
 }  // namespace
 }  // namespace kelvane::testing
