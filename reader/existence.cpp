@@ -24,8 +24,8 @@ std::u16string fixedRoleList(FetchContext& context) {
   return list;
 }
 
-// The dangling end is what servers have always been sent: every server rejects it, and no group is
-// ever found.
+// The contract with hosts has the dangling end: every server rejects it, and no group is ever
+// found.
 std::u16string groupQuery(FetchContext& context, const std::u16string& name) {
   std::u16string sql =
       u"SELECT DISTINCT Owner = CASE A.issqlrole WHEN 1 Then B.name ELSE '[NULL]' END,  A.name "
