@@ -45,19 +45,23 @@ struct ExistenceQuery {
 };
 
 // Objects of sysobjects, under a condition on their kind.
-template <const char16_t* kind>
-std::u16string objectQuery(FetchContext&, const std::u16string& name, const std::u16string& owner) {
+std::u16string objectQuery(std::u16string_view kind, const std::u16string& name,
+                           const std::u16string& owner) {
   return u"SELECT USER_NAME(uid) as owner, name FROM sysobjects WHERE " + std::u16string(kind) +
          u" and name='" + name + u"' and USER_NAME(uid)='" + owner + u"'";
 }
-constexpr char16_t kTable[] = u"type='U'";
-constexpr char16_t kView[] = u"type='V' and category=0";
-constexpr char16_t kProcedure[] = u"type='P'";
 
 constexpr ExistenceQuery kQueries[] = {
-    {u"table", objectQuery<kTable>},
-    {u"view", objectQuery<kView>},
-    {u"storedproc", objectQuery<kProcedure>},
+    {u"table", [](FetchContext&, const std::u16string& name,
+                  const std::u16string& owner) { return objectQuery(u"type='U'", name, owner); }},
+    {u"view",
+     [](FetchContext&, const std::u16string& name, const std::u16string& owner) {
+       return objectQuery(u"type='V' and category=0", name, owner);
+     }},
+    {u"storedproc",
+     [](FetchContext&, const std::u16string& name, const std::u16string& owner) {
+       return objectQuery(u"type='P'", name, owner);
+     }},
     {u"function",
      [](FetchContext&, const std::u16string& name, const std::u16string& owner) {
        return u"SELECT DISTINCT USER_NAME(O.uid) as owner,OBJECT_NAME(O.id) as name FROM "
