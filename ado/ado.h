@@ -83,7 +83,7 @@ class Recordset {
   virtual const Field& Fields(std::u16string_view name) const = 0;
 
   // Sorts the rows of a client-side cursor: column names, each with ASC (default) or DESC, between
-  // commas. Text is compared without regard to case, nulls come first, equal rows keep their order.
+  // commas. Text is compared in lower case, nulls come first, equal rows keep their order.
   // Goes to the first row.
   virtual void Sort(std::u16string_view criteria) = 0;
 };

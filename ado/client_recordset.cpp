@@ -20,14 +20,13 @@ struct SortColumn {
   bool descending;
 };
 
-// Nulls first, then numbers by value where both are numbers, otherwise by text without regard to
-// case.
+// Nulls first, then numbers by value where both are numbers, otherwise by text in lower case.
 int compareForSort(const Value& a, const Value& b) {
   if (a.isNull() || b.isNull()) return static_cast<int>(b.isNull()) - static_cast<int>(a.isNull());
   const auto* left = std::get_if<std::int64_t>(&a);
   const auto* right = std::get_if<std::int64_t>(&b);
   if (left && right) return *left < *right ? -1 : *left > *right ? 1 : 0;
-  return compareText(a.toText(), b.toText(), CaseMode::ignore);
+  return compareLowerCase(a.toText(), b.toText());
 }
 
 }  // namespace

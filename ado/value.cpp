@@ -7,8 +7,8 @@
 #include <iterator>
 #include <limits>
 #include <optional>
+#include <utility>
 
-#include "model/runtime_error.h"
 #include "model/text.h"
 
 namespace kelvane::ado {
@@ -63,10 +63,43 @@ Decimal normalized(Decimal number) {
   return number;
 }
 
-double toDouble(const Decimal& number) {
-  const double magnitude = std::ldexp(static_cast<double>(number.magnitude[1]), 64) +
-                           static_cast<double>(number.magnitude[0]);
-  return (number.negative ? -magnitude : magnitude) / std::pow(10.0, number.scale);
+void appendDigit(std::array<std::uint64_t, 2>& magnitude, unsigned digit) {
+  std::uint64_t carry = digit;
+  for (std::uint64_t& word : magnitude) {
+    const std::uint64_t low = (word & 0xFFFFFFFFu) * 10 + carry;
+    const std::uint64_t high = (word >> 32) * 10 + (low >> 32);
+    word = (high << 32) | (low & 0xFFFFFFFFu);
+    carry = high >> 32;
+  }
+}
+
+// The nearest integer, of two the even one.
+Decimal nearestInteger(Decimal number) {
+  unsigned first = 0;   // of the decimals
+  bool others = false;  // whether one of the others is not 0
+  for (; number.scale > 0; --number.scale) {
+    others = others || first != 0;
+    first = divideByTen(number.magnitude);
+  }
+  const bool isOdd = (number.magnitude[0] & 1) != 0;
+  if (first > 5 || (first == 5 && (others || isOdd))) {
+    if (++number.magnitude[0] == 0) ++number.magnitude[1];
+  }
+  return number;
+}
+
+// The nearest number of a floating type; none when that type has none.
+template <class Float>
+std::optional<Float> rounded(const Decimal& number) {
+  if (number.scale == 0 && number.magnitude[1] == 0) {
+    const auto magnitude = static_cast<Float>(number.magnitude[0]);
+    return number.negative ? -magnitude : magnitude;
+  }
+  const std::u16string text = number.text();
+  const std::string digits(text.begin(), text.end());
+  Float result = 0;
+  const auto read = std::from_chars(digits.data(), digits.data() + digits.size(), result);
+  return read.ec == std::errc() ? std::optional(result) : std::nullopt;
 }
 
 template <class Integer>
@@ -87,41 +120,107 @@ std::optional<Decimal> exactNumber(const Value& value) {
   return std::nullopt;
 }
 
-std::optional<double> approximateNumber(const Value& value) {
+// Days as automation hosts count them: from 1899-12-30, which is the day of a time without one.
+struct SerialMoment {
+  std::int64_t day;
+  std::int64_t nanoseconds;
+  bool operator==(const SerialMoment&) const = default;
+
+  // The time of day counts away from that day, also before it.
+  double number() const {
+    constexpr double kDay = 86'400e9;
+    const double time = static_cast<double>(nanoseconds) / kDay;
+    return static_cast<double>(day) + (day < 0 ? -time : time);
+  }
+};
+
+SerialMoment serialMoment(const DateTime& moment) {
+  using enum DateTime::Parts;
+  return {moment.parts == timeOnly ? 0 : std::int64_t{moment.days} + 2,
+          moment.parts == dateOnly ? 0 : moment.nanoseconds};
+}
+
+// A double as a number of the other type; none beyond its range.
+template <class Float>
+std::optional<Float> narrowed(double number) {
+  if (std::isfinite(number) && std::fabs(number) > std::numeric_limits<Float>::max())
+    return std::nullopt;
+  return static_cast<Float>(number);
+}
+
+// A value as a number of a floating type; none for text and bytes.
+template <class Float>
+std::optional<Float> approximateNumber(const Value& value) {
+  if (const auto exact = exactNumber(value)) return rounded<Float>(*exact);
   if (const auto* number = std::get_if<float>(&value)) return *number;
-  if (const auto* number = std::get_if<double>(&value)) return *number;
+  if (const auto* number = std::get_if<double>(&value)) return narrowed<Float>(*number);
+  if (const auto* moment = std::get_if<DateTime>(&value))
+    return narrowed<Float>(serialMoment(*moment).number());
   return std::nullopt;
 }
 
+template <class Float>
+bool differentAs(const Value& a, const Value& b) {
+  const auto left = approximateNumber<Float>(a), right = approximateNumber<Float>(b);
+  return !left || !right || *left != *right;
+}
+
+constexpr std::u16string_view kBlanks = u" \t";
+
 // `text` as a number; none when it is anything else than a number with blanks around it.
 std::optional<double> parsedNumber(std::u16string_view text) {
-  std::string ascii;
-  for (char16_t unit : text) {
-    if (unit >= 0x80 || ascii.size() > 400) return std::nullopt;
-    ascii.push_back(static_cast<char>(unit));
+  const auto [number, behind] = leadingNumber(text);
+  const bool isNumber = behind.size() < text.size() &&
+                        behind.find_first_not_of(kBlanks) == behind.npos && std::isfinite(number);
+  return isNumber ? std::optional(number) : std::nullopt;
+}
+
+// `text` as an exact number; none for forms and lengths that the type does not have.
+std::optional<Decimal> parsedDecimal(std::u16string_view text) {
+  constexpr int kMostDigits = 38;
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  if (first == text.npos) return std::nullopt;
+  text = text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+  Decimal number;
+  number.negative = text.front() == u'-';
+  if (number.negative || text.front() == u'+') text.remove_prefix(1);
+  int digits = 0;
+  bool behindPoint = false;
+  for (const char16_t unit : text) {
+    if (unit == u'.' && !std::exchange(behindPoint, true)) continue;
+    if (unit < u'0' || unit > u'9' || ++digits > kMostDigits) return std::nullopt;
+    appendDigit(number.magnitude, static_cast<unsigned>(unit - u'0'));
+    if (behindPoint) ++number.scale;
   }
-  const auto isBlank = [](char c) { return c == ' ' || c == '\t'; };
-  while (!ascii.empty() && isBlank(ascii.back())) ascii.pop_back();
-  const char* begin = ascii.data();
-  const char* end = begin + ascii.size();
-  begin = std::find_if_not(begin, end, isBlank);
-  if (begin != end && *begin == '+') ++begin;
-  double number = 0;
-  const auto result = std::from_chars(begin, end, number);
-  if (begin == end || result.ec != std::errc() || result.ptr != end || !std::isfinite(number))
-    return std::nullopt;
-  return number;
+  return digits > 0 ? std::optional(number) : std::nullopt;
 }
 
 // The number that a conversion works on, for every kind of value that has one.
 double numberOf(const Value& value, std::u16string_view wanted) {
   if (value.isNull()) throwNull();
-  if (const auto exact = exactNumber(value)) return toDouble(*exact);
-  if (const auto approximate = approximateNumber(value)) return *approximate;
+  if (!std::holds_alternative<DateTime>(value)) {
+    if (const auto number = approximateNumber<double>(value)) return *number;
+  }
   if (const auto* text = std::get_if<std::u16string_view>(&value)) {
     if (const auto number = parsedNumber(*text)) return *number;
   }
   throwMismatch(wanted);
+}
+
+// An exact number as a 32-bit integer; none when it does not fit.
+std::optional<std::int32_t> toInteger(const Decimal& number) {
+  const auto [magnitude, scale, negative] = nearestInteger(number);
+  const std::uint64_t most = std::numeric_limits<std::int32_t>::max() + (negative ? 1u : 0u);
+  if (magnitude[1] != 0 || magnitude[0] > most) return std::nullopt;
+  const auto result = static_cast<std::int64_t>(magnitude[0]);
+  return static_cast<std::int32_t>(negative ? -result : result);
+}
+
+std::optional<std::int32_t> toInteger(double number) {
+  const double nearest = std::nearbyint(number);
+  const bool fits = nearest >= std::numeric_limits<std::int32_t>::min() &&
+                    nearest <= std::numeric_limits<std::int32_t>::max();
+  return fits ? std::optional(static_cast<std::int32_t>(nearest)) : std::nullopt;
 }
 
 struct ToText {
@@ -200,11 +299,11 @@ std::u16string Value::toText() const {
 
 std::int32_t Value::toLong() const {
   constexpr std::u16string_view kWanted = u"a 32-bit integer";
-  const double number = std::nearbyint(numberOf(*this, kWanted));
-  if (number < std::numeric_limits<std::int32_t>::min() ||
-      number > std::numeric_limits<std::int32_t>::max())
-    throwMismatch(kWanted);
-  return static_cast<std::int32_t>(number);
+  auto exact = exactNumber(*this);
+  if (const auto* text = std::get_if<std::u16string_view>(this)) exact = parsedDecimal(*text);
+  const auto number = exact ? toInteger(*exact) : toInteger(numberOf(*this, kWanted));
+  if (!number) throwMismatch(kWanted);
+  return *number;
 }
 
 bool Value::toBoolean() const {
@@ -239,15 +338,13 @@ bool different(const Value& a, const Value& b) {
     const auto* other = std::get_if<Bytes>(&b);
     return !other || !std::ranges::equal(*bytes, *other);
   }
-  if (const auto* moment = std::get_if<DateTime>(&a)) {
-    const auto* other = std::get_if<DateTime>(&b);
-    return !other || *moment != *other;
-  }
+  const auto* leftMoment = std::get_if<DateTime>(&a);
+  const auto* rightMoment = std::get_if<DateTime>(&b);
+  if (leftMoment && rightMoment) return serialMoment(*leftMoment) != serialMoment(*rightMoment);
   const auto leftExact = exactNumber(a), rightExact = exactNumber(b);
   if (leftExact && rightExact) return *leftExact != *rightExact;
-  const auto left = leftExact ? toDouble(*leftExact) : approximateNumber(a);
-  const auto right = rightExact ? toDouble(*rightExact) : approximateNumber(b);
-  return !left || !right || *left != *right;
+  const bool single = std::holds_alternative<float>(a) || std::holds_alternative<float>(b);
+  return single ? differentAs<float>(a, b) : differentAs<double>(a, b);
 }
 
 }  // namespace kelvane::ado

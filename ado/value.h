@@ -13,6 +13,8 @@
 #include <string_view>
 #include <variant>
 
+#include "model/runtime_error.h"
+
 namespace kelvane::ado {
 
 struct Null {
@@ -62,7 +64,8 @@ class Value : public ValueBase {
   // outside the 32 bits. Numbers become decimal digits, bits "True" or "False", bytes "0x" and
   // hexadecimal digits.
   std::u16string toText() const;
-  // Fractions are rounded to the nearest integer, halves to the even one; true is -1.
+  // Fractions are rounded to the nearest integer, halves to the even one, without loss of digits
+  // before; true is -1.
   std::int32_t toLong() const;
   // A number other than 0 is true, and so is the text "True".
   bool toBoolean() const;
@@ -75,8 +78,14 @@ std::int32_t NullToLong(const Value& value);
 // The same for 16 bits; RuntimeError(typeMismatch) for a number that does not fit.
 std::int16_t NullToShort(const Value& value);
 
-// Whether two values are different, as two values of any type are compared: numbers by value across
-// all numeric types, text and bytes exactly, anything with a null never.
+// Whether two values are different, as automation hosts compare two variants:
+// - anything with a null is never different;
+// - text differs from everything but the same text, bytes from everything but the same bytes;
+// - exact numbers are compared exactly, true being -1;
+// - against a float the other number is rounded to a float first, otherwise against a double to a
+//   double, so that 0.1 is equal in all types; what the type cannot hold is different;
+// - a date is the beginning of its day, a time without a day is one of 1899-12-30, and beside a
+//   number either is the number of days since then.
 bool different(const Value& a, const Value& b);
 
 }  // namespace kelvane::ado

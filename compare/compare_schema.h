@@ -16,6 +16,7 @@
 #include "host/host.h"
 #include "model/boolean.h"
 #include "model/diff_schema.h"
+#include "model/runtime_error.h"
 #include "model/schema.h"
 #include "settings/applies_to.h"
 #include "settings/comparison_options.h"

@@ -38,13 +38,13 @@ struct Ignored {
 }  // namespace
 
 void Comparison::run(const Schema& source, const Schema& target) {
-  compareObjects<kTables>(source, target);
-  compareObjects<kViews>(source, target);
-  compareObjects<kStoredProcs>(source, target);
-  compareObjects<kFunctions>(source, target);
-  compareObjects<kUserTypes>(source, target);
-  compareObjects<kRoles>(source, target);
-  compareObjects<kUsers>(source, target);
+  compareObjects(kTables, source, target);
+  compareObjects(kViews, source, target);
+  compareObjects(kStoredProcs, source, target);
+  compareObjects(kFunctions, source, target);
+  compareObjects(kUserTypes, source, target);
+  compareObjects(kRoles, source, target);
+  compareObjects(kUsers, source, target);
 }
 
 bool Comparison::definitionEquals(std::u16string_view source, std::u16string_view target) const {

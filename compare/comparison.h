@@ -8,7 +8,6 @@
 #include <string>
 #include <string_view>
 #include <tuple>
-#include <type_traits>
 
 #include "compare/compare_schema.h"
 #include "compare/first_matches.h"
@@ -37,12 +36,21 @@ ObjectKind(Array<Object> Schema::*, Boolean cComparisonOptions::*, std::u16strin
 template <class SubEntity, class Match>
 struct SubEntityKind {
   Boolean cComparisonOptions::*enabled;
-  Match match;
   std::u16string_view treeType;
   std::u16string_view missingLabel;
   std::optional<std::u16string SubEntity::*> entity;
   std::u16string SubEntity::*sourcePath;
   std::u16string SubEntity::*targetPath;
+};
+
+// Columns of views and parameters of procedures and functions.
+using ColumnKind = SubEntityKind<Column, MatchedBy<&Column::Name>>;
+
+// What views, procedures and functions also state about themselves.
+struct CodeKind {
+  std::u16string_view word;
+  Boolean cComparisonOptions::*definition;
+  ColumnKind columns;
 };
 
 // Where a difference lies: in an object, or in what `path` names below it.
@@ -65,21 +73,22 @@ class Comparison {
 
  private:
   // The pass of one kind: objects on one side only, and the details of those on both.
-  template <const auto& kKind>
-  void compareObjects(const Schema& source, const Schema& target) {
-    if (!isOn(kKind.enabled)) return;
-    const auto enter = [&](const auto& object) {
+  template <class Object, class Match>
+  void compareObjects(const ObjectKind<Object, Match>& kind, const Schema& source,
+                      const Schema& target) {
+    if (!isOn(kind.enabled)) return;
+    const auto enter = [&](const Object& object) {
       collector_.Entity(object.Name);
       collector_.Owner(object.Owner);
     };
-    const auto& targets = target.*kKind.objects;
-    match<kKind>(
-        source.*kKind.objects, targets, objectMemory_,
-        [&](const auto& object, enumLocation location) {
+    const Array<Object>& targets = target.*kind.objects;
+    match<Match>(
+        source.*kind.objects, targets, objectMemory_,
+        [&](const Object& object, enumLocation location) {
           enter(object);
-          addMissing({object.Name, kKind.word, object.Name}, u"", location);
+          addMissing({object.Name, kind.word, object.Name}, u"", location);
         },
-        [&](const auto& sourceObject, const auto& targetObject) {
+        [&](const Object& sourceObject, const Object& targetObject) {
           enter(sourceObject);
           compareDetails(sourceObject, targetObject);
         });
@@ -94,50 +103,53 @@ class Comparison {
   void compareDetails(const Group& source, const Group& target);
   void compareDetails(const User& source, const User& target);
 
-  template <const auto& kKind, const auto& kColumns, const auto& kAttributes, class Object>
-  void compareCode(const Object& source, const Object& target);
+  template <class Object, class... Values>
+  void compareCode(const CodeKind& kind, const Attributes<Column, Values...>& columnAttributes,
+                   const Object& source, const Object& target);
 
   // Sub-entities of one kind: those on one side only are reported, those on both are handed to
   // `compareMatched` together with a function that reports a changed attribute.
-  template <const auto& kKind, class SubEntity, class CompareMatched>
-  void compareSubEntities(std::u16string_view object, const Array<SubEntity>& source,
-                          const Array<SubEntity>& target, CompareMatched&& compareMatched) {
-    if (!isOn(kKind.enabled)) return;
+  template <class SubEntity, class Match, class CompareMatched>
+  void matchSubEntities(const SubEntityKind<SubEntity, Match>& kind, std::u16string_view object,
+                        const Array<SubEntity>& source, const Array<SubEntity>& target,
+                        CompareMatched&& compareMatched) {
+    if (!isOn(kind.enabled)) return;
     const auto placeOf = [&](const SubEntity& one, std::u16string SubEntity::*path) {
-      return Place{kKind.entity ? std::u16string_view(one.**kKind.entity) : object, kKind.treeType,
+      return Place{kind.entity ? std::u16string_view(one.**kind.entity) : object, kind.treeType,
                    object, one.*path};
     };
-    match<kKind>(
+    match<Match>(
         source, target, subEntityMemory_,
         [&](const SubEntity& one, enumLocation location) {
           const bool onSource = location == location_Source;
-          addMissing(placeOf(one, onSource ? kKind.sourcePath : kKind.targetPath),
-                     kKind.missingLabel, location);
+          addMissing(placeOf(one, onSource ? kind.sourcePath : kind.targetPath), kind.missingLabel,
+                     location);
         },
         [&](const SubEntity& sourceOne, const SubEntity& targetOne) {
           compareMatched(sourceOne, targetOne,
                          [&](std::u16string_view label, const Scalar& was, const Scalar& is) {
-                           addChanged(placeOf(sourceOne, kKind.sourcePath), label, was, is);
+                           addChanged(placeOf(sourceOne, kind.sourcePath), label, was, is);
                          });
         });
   }
 
   // As above, where the matched are compared attribute by attribute.
-  template <const auto& kKind, const auto& kAttributes, class SubEntity>
-  void compareSubEntities(std::u16string_view object, const Array<SubEntity>& source,
-                          const Array<SubEntity>& target) {
-    compareSubEntities<kKind>(object, source, target,
-                              [](const SubEntity& a, const SubEntity& b, const auto& report) {
-                                compareAttributes<kAttributes>(a, b, report);
-                              });
+  template <class SubEntity, class Match, class... Values>
+  void compareSubEntities(const SubEntityKind<SubEntity, Match>& kind, std::u16string_view object,
+                          const Array<SubEntity>& source, const Array<SubEntity>& target,
+                          const Attributes<SubEntity, Values...>& attributes) {
+    matchSubEntities(kind, object, source, target,
+                     [&](const SubEntity& a, const SubEntity& b, const auto& report) {
+                       compareAttributes(attributes, a, b, report);
+                     });
   }
 
   // Walks two arrays: `missing` is called for what is on one side only, `matched` for each source
   // element and the first target element that matches it.
-  template <const auto& kKind, class Record, class Missing, class Matched>
+  template <class Match, class Record, class Missing, class Matched>
   void match(const Array<Record>& source, const Array<Record>& target, MatchMemory& memory,
              Missing&& missing, Matched&& matched) {
-    FirstMatches<std::remove_cvref_t<decltype(kKind.match)>, Record> matches(target, mode_, memory);
+    FirstMatches<Match, Record> matches(target, mode_, memory);
     for (const Record& one : source) {
       if (const Record* other = matches.find(one)) {
         matched(one, *other);
@@ -163,13 +175,14 @@ class Comparison {
     const Value& is = target.*attribute.value;
     if (!sameValue(was, is)) report(attribute.label, was, is);
   }
-  template <const auto& kAttributes, class Record, class Report>
-  static void compareAttributes(const Record& source, const Record& target, const Report& report) {
+  template <class Record, class... Values, class Report>
+  static void compareAttributes(const Attributes<Record, Values...>& attributes,
+                                const Record& source, const Record& target, const Report& report) {
     std::apply(
         [&](const auto&... attribute) {
           (compareAttribute(attribute, source, target, report), ...);
         },
-        kAttributes);
+        attributes);
   }
 
   template <class Object>

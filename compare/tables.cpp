@@ -7,7 +7,6 @@ using Options = cComparisonOptions;
 
 constexpr SubEntityKind<Column, MatchedBy<&Column::Name>> kColumns{
     .enabled = &Options::Tables_Columns,
-    .match = {},
     .treeType = u"Table\\Column",
     .missingLabel = u"Column",
     .entity = &Column::Name,
@@ -18,7 +17,6 @@ constexpr SubEntityKind<Column, MatchedBy<&Column::Name>> kColumns{
 // path of an index names it by its name, but by its columns when it is on the target only.
 constexpr SubEntityKind<index, MatchedBy<&index::IndexKeys>> kIndexes{
     .enabled = &Options::Tables_Indexes,
-    .match = {},
     .treeType = u"Table\\Index",
     .missingLabel = u"Index",
     .entity = &index::IndexKeys,
@@ -27,7 +25,6 @@ constexpr SubEntityKind<index, MatchedBy<&index::IndexKeys>> kIndexes{
 
 constexpr SubEntityKind<Trigger, MatchedBy<&Trigger::Name>> kTriggers{
     .enabled = &Options::Tables_Triggers,
-    .match = {},
     .treeType = u"Table\\Trigger",
     .missingLabel = u"Trigger",
     .entity = &Trigger::Name,
@@ -36,7 +33,6 @@ constexpr SubEntityKind<Trigger, MatchedBy<&Trigger::Name>> kTriggers{
 
 constexpr SubEntityKind<PrimaryKey, MatchedBy<&PrimaryKey::Columns>> kPrimaryKeys{
     .enabled = &Options::Tables_PrimaryKeys,
-    .match = {},
     .treeType = u"Table\\PrimaryKey",
     .missingLabel = u"Primary Key",
     .entity = &PrimaryKey::Columns,
@@ -45,7 +41,6 @@ constexpr SubEntityKind<PrimaryKey, MatchedBy<&PrimaryKey::Columns>> kPrimaryKey
 
 constexpr SubEntityKind<Key, MatchedBy<&Key::ColumnName>> kForeignKeys{
     .enabled = &Options::Tables_ForeignKeys,
-    .match = {},
     .treeType = u"Table\\ForeignKey",
     .missingLabel = u"Foreign Key",
     .entity = &Key::ColumnName,
@@ -65,24 +60,25 @@ void Comparison::compareDetails(const Table& source, const Table& target) {
     compareAttribute(attributes::table::kMaxWidth, source.Miscallaneous, target.Miscallaneous,
                      report);
 
-  compareSubEntities<kColumns, attributes::kColumn>(source.Name, source.Columns, target.Columns);
-  compareSubEntities<kIndexes, attributes::kIndex>(source.Name, source.Indexes, target.Indexes);
-  compareSubEntities<kTriggers>(
-      source.Name, source.Triggers, target.Triggers,
-      [this](const Trigger& was, const Trigger& is, const auto& reportTrigger) {
-        if (!definitionEquals(was.Definition, is.Definition))
-          reportTrigger(u"Definition", was.Definition, is.Definition);
-        if (was.Is_Delete != is.Is_Delete) reportTrigger(u"On Delete", was.Is_Delete, is.Is_Delete);
-        // Hosts expect these two with the source's definition beside the target's flag.
-        if (was.Is_Insert != is.Is_Insert)
-          reportTrigger(u"On Insert", was.Definition, is.Is_Insert);
-        if (was.Is_Update != is.Is_Update)
-          reportTrigger(u"On Update", was.Definition, is.Is_Update);
-      });
-  compareSubEntities<kPrimaryKeys, attributes::kPrimaryKey>(source.Name, source.PrimaryKey,
-                                                            target.PrimaryKey);
-  compareSubEntities<kForeignKeys, attributes::kForeignKey>(source.Name, source.ForeignKey,
-                                                            target.ForeignKey);
+  compareSubEntities(kColumns, source.Name, source.Columns, target.Columns, attributes::kColumn);
+  compareSubEntities(kIndexes, source.Name, source.Indexes, target.Indexes, attributes::kIndex);
+  matchSubEntities(kTriggers, source.Name, source.Triggers, target.Triggers,
+                   [this](const Trigger& was, const Trigger& is, const auto& reportTrigger) {
+                     if (!definitionEquals(was.Definition, is.Definition))
+                       reportTrigger(u"Definition", was.Definition, is.Definition);
+                     if (was.Is_Delete != is.Is_Delete)
+                       reportTrigger(u"On Delete", was.Is_Delete, is.Is_Delete);
+                     // Hosts expect these two with the source's definition beside the target's
+                     // flag.
+                     if (was.Is_Insert != is.Is_Insert)
+                       reportTrigger(u"On Insert", was.Definition, is.Is_Insert);
+                     if (was.Is_Update != is.Is_Update)
+                       reportTrigger(u"On Update", was.Definition, is.Is_Update);
+                   });
+  compareSubEntities(kPrimaryKeys, source.Name, source.PrimaryKey, target.PrimaryKey,
+                     attributes::kPrimaryKey);
+  compareSubEntities(kForeignKeys, source.Name, source.ForeignKey, target.ForeignKey,
+                     attributes::kForeignKey);
 }
 
 }  // namespace kelvane

@@ -11,7 +11,6 @@ using PermissionKind =
 
 constexpr PermissionKind permissionKind(Boolean Options::*enabled, std::u16string_view treeType) {
   return {.enabled = enabled,
-          .match = {},
           .treeType = treeType,
           .missingLabel = u"Object Permission",
           .entity = std::nullopt,
@@ -25,7 +24,6 @@ constexpr PermissionKind kUserObjectPermissions =
     permissionKind(&Options::Users_ObjectPermissions, u"User\\ObjectPermission");
 
 constexpr SubEntityKind<User, MatchedBy<&User::Name>> kMembers{.enabled = &Options::Groups_Users,
-                                                               .match = {},
                                                                .treeType = u"Role\\User",
                                                                .missingLabel = u"User",
                                                                .entity = std::nullopt,
@@ -38,10 +36,10 @@ void Comparison::compareSystemPermissions(Boolean cComparisonOptions::*enabled,
                                           std::u16string_view treeType, std::u16string_view object,
                                           const Permission& source, const Permission& target) {
   if (!isOn(enabled)) return;
-  compareAttributes<attributes::kSystemPermission>(
-      source, target, [&](std::u16string_view label, const Scalar& was, const Scalar& is) {
-        addChanged({object, treeType, object, u"Standard"}, label, was, is);
-      });
+  compareAttributes(attributes::kSystemPermission, source, target,
+                    [&](std::u16string_view label, const Scalar& was, const Scalar& is) {
+                      addChanged({object, treeType, object, u"Standard"}, label, was, is);
+                    });
 }
 
 void Comparison::compareDetails(const Group& source, const Group& target) {
@@ -49,17 +47,16 @@ void Comparison::compareDetails(const Group& source, const Group& target) {
   compareOwner(u"Table", source, target);
   compareSystemPermissions(&Options::Groups_SystemPermissions, u"Role\\SystemPermission",
                            source.Name, source.Permissions, target.Permissions);
-  compareSubEntities<kRoleObjectPermissions, attributes::kObjectPermission>(
-      source.Name, source.Permissions.PermissionEntities, target.Permissions.PermissionEntities);
-  compareSubEntities<kMembers>(source.Name, source.Users, target.Users,
-                               [](const User&, const User&, const auto&) {});
+  compareSubEntities(kRoleObjectPermissions, source.Name, source.Permissions.PermissionEntities,
+                     target.Permissions.PermissionEntities, attributes::kObjectPermission);
+  compareSubEntities(kMembers, source.Name, source.Users, target.Users, Attributes<User>());
 }
 
 void Comparison::compareDetails(const User& source, const User& target) {
   compareSystemPermissions(&Options::Users_SystemPermissions, u"User\\SystemPermission",
                            source.Name, source.Permissions, target.Permissions);
-  compareSubEntities<kUserObjectPermissions, attributes::kObjectPermission>(
-      source.Name, source.Permissions.PermissionEntities, target.Permissions.PermissionEntities);
+  compareSubEntities(kUserObjectPermissions, source.Name, source.Permissions.PermissionEntities,
+                     target.Permissions.PermissionEntities, attributes::kObjectPermission);
 }
 
 }  // namespace kelvane

@@ -8,12 +8,6 @@
 namespace kelvane {
 namespace {
 
-template <class T>
-T& required(T* reference, const char16_t* name) {
-  if (!reference) throw RuntimeError(ErrorNumber::notSet, std::u16string(name) + u" is not set");
-  return *reference;
-}
-
 // The same field of both sides.
 struct FieldPair {
   const ado::Field& source;

@@ -57,13 +57,6 @@ constexpr std::tuple kKinds{
     Kind<diffGroup>{kDiffObjects<diffGroup>, u"role", KeyedBy::name},
 };
 
-// Whether `text` is `word`, which is in lower case, in whatever letter case.
-bool isWord(std::u16string_view text, std::u16string_view word) {
-  return std::equal(text.begin(), text.end(), word.begin(), word.end(), [](char16_t a, char16_t b) {
-    return (a >= u'A' && a <= u'Z' ? a + (u'a' - u'A') : a) == b;
-  });
-}
-
 // The position of the first record whose `field` is `wanted`, or 0. `index` is the one that serves
 // these records, this field and this mode; it first takes in what was appended since it was asked.
 template <class Record>
@@ -100,7 +93,7 @@ void cCompareDiff::Add(std::u16string_view /*Entity*/, std::u16string_view SubEn
   static_assert(std::tuple_size_v<decltype(kKinds)> == kKindCount);
   std::uint64_t kindNumber = 0;
   const auto addIfKind = [&](const auto& kind) {
-    if (!isWord(types.front(), kind.word)) {
+    if (compareLowerCase(types.front(), kind.word) != 0) {
       ++kindNumber;
       return false;
     }
@@ -125,8 +118,9 @@ void cCompareDiff::addTo(const Kind<EntityRecord>& kind, std::uint64_t kindNumbe
 
   const auto& routes = kDiffParts<EntityRecord>;
   if (routes.empty()) return host_->MessageBox(kNeverHappens, MessageIcon::none);
-  const auto word = std::ranges::find_if(
-      kPartWords, [&](const PartWord& candidate) { return isWord(types[1], candidate.word); });
+  const auto word = std::ranges::find_if(kPartWords, [&](const PartWord& candidate) {
+    return compareLowerCase(types[1], candidate.word) == 0;
+  });
   if (word == kPartWords.end()) return;
   const auto route = std::ranges::find(routes, word->part, &DiffParts<EntityRecord>::part);
   if (route == routes.end()) return;

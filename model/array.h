@@ -55,7 +55,10 @@ class Array {
   std::int32_t upperBound() const { return empty() ? -1 : count(); }
 
   // Elements by their 1-based index. Throws std::out_of_range outside 1..count().
-  const T& operator[](std::int32_t index) const { return block_->items()[offset(index)]; }
+  const T& operator[](std::int32_t index) const {
+    const std::int32_t at = offset(index);
+    return block_->items()[at];
+  }
   T& operator[](std::int32_t index) {
     const std::int32_t at = offset(index);
     return exposed()[at];

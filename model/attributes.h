@@ -22,6 +22,10 @@ struct Attribute {
 template <class Record, class Value>
 Attribute(std::u16string_view, Value Record::*) -> Attribute<Record, Value>;
 
+// A list of attributes of one record.
+template <class Record, class... Values>
+using Attributes = std::tuple<Attribute<Record, Values>...>;
+
 namespace attributes {
 
 namespace column {

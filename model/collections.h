@@ -69,7 +69,7 @@ class KeyedCollection {
     keyed.reserve(entries_.size());
     for (const Entry& entry : entries_) {
       std::u16string text = entry.item->propertyText(property);
-      const double number = leadingNumber(text);
+      const double number = leadingNumber(text).value;
       keyed.push_back({std::move(text), number, entry.item});
     }
     std::stable_sort(keyed.begin(), keyed.end(), [&](const Keyed& a, const Keyed& b) {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <exception>
 #include <string>
+#include <string_view>
 
 namespace kelvane {
 
@@ -46,5 +47,14 @@ class RuntimeError : public std::exception {
   std::int32_t lastDllError_;
   std::string what_;
 };
+
+// What `object` points to. Raises ErrorNumber::notSet, with the object's name, when it is null.
+template <class T>
+T& required(T* object, std::u16string_view name, std::u16string_view source = u"Kelvane") {
+  if (!object)
+    throw RuntimeError(ErrorNumber::notSet, std::u16string(name) + u" is not set",
+                       std::u16string(source));
+  return *object;
+}
 
 }  // namespace kelvane

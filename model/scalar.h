@@ -4,6 +4,7 @@
 // Threading: none of its own.
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -22,6 +23,7 @@ class Scalar {
   Scalar(std::int16_t number) : value_(std::int64_t{number}) {}
   Scalar(std::int32_t number) : value_(std::int64_t{number}) {}
   Scalar(Boolean flag) : value_(flag) {}
+  Scalar(std::same_as<bool> auto flag) : value_(Boolean(flag)) {}
 
   // Text as it is, numbers as decimal digits, Booleans as "True" or "False".
   std::u16string text() const;

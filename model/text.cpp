@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <charconv>
 #include <iterator>
+#include <limits>
+#include <string>
+#include <system_error>
 #include <utility>
 
 namespace kelvane {
@@ -32,6 +35,25 @@ char32_t foldCodePoint(char32_t code) {
   return static_cast<char32_t>(static_cast<std::int32_t>(code) + run->delta);
 }
 
+// Letters that are small already and yet fold to another one.
+constexpr char32_t kFoldedSmallLetters[] = {
+    0x00B5, 0x017F, 0x0345, 0x03C2, 0x03D0, 0x03D1, 0x03D5, 0x03D6, 0x03F0, 0x03F1, 0x03F5,
+    0x1C80, 0x1C81, 0x1C82, 0x1C83, 0x1C84, 0x1C85, 0x1C86, 0x1C87, 0x1C88, 0x1E9B, 0x1FBE};
+
+// Cherokee letters fold to capitals; all others fold to small letters.
+struct SmallCherokee {
+  char32_t firstCapital, lastCapital, firstSmall;
+};
+constexpr SmallCherokee kSmallCherokee[] = {{0x13A0, 0x13EF, 0xAB70}, {0x13F0, 0x13F5, 0x13F8}};
+
+char32_t lowerCodePoint(char32_t code) {
+  const char32_t folded = foldCodePoint(code);
+  if (code < 0x80) return folded;
+  for (const auto& [first, last, small] : kSmallCherokee)
+    if (folded >= first && folded <= last) return small + (folded - first);
+  return std::ranges::binary_search(kFoldedSmallLetters, code) ? code : folded;
+}
+
 constexpr bool isHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
 constexpr bool isLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
 
@@ -52,10 +74,11 @@ void appendUtf16(std::u16string& text, char32_t code) {
   }
 }
 
-// Walks a text as folded UTF-16 units.
-class FoldedUnits {
+// Walks a text as the UTF-16 units of its code points' images.
+template <char32_t image(char32_t)>
+class MappedUnits {
  public:
-  explicit FoldedUnits(std::u16string_view text) : text_(text) {}
+  explicit MappedUnits(std::u16string_view text) : text_(text) {}
 
   bool next(char16_t& unit) {
     if (pending_ != 0) {
@@ -63,12 +86,12 @@ class FoldedUnits {
       return true;
     }
     if (position_ == text_.size()) return false;
-    const char32_t folded = foldCodePoint(nextCodePoint(text_, position_));
-    if (folded < 0x10000) {
-      unit = static_cast<char16_t>(folded);
+    const char32_t code = image(nextCodePoint(text_, position_));
+    if (code < 0x10000) {
+      unit = static_cast<char16_t>(code);
     } else {
-      unit = static_cast<char16_t>(0xD7C0 + (folded >> 10));
-      pending_ = static_cast<char16_t>(0xDC00 + (folded & 0x3FF));
+      unit = static_cast<char16_t>(0xD7C0 + (code >> 10));
+      pending_ = static_cast<char16_t>(0xDC00 + (code & 0x3FF));
     }
     return true;
   }
@@ -79,8 +102,9 @@ class FoldedUnits {
   char16_t pending_ = 0;
 };
 
-int compareFolded(std::u16string_view a, std::u16string_view b) {
-  FoldedUnits left(a), right(b);
+template <char32_t image(char32_t)>
+int compareMapped(std::u16string_view a, std::u16string_view b) {
+  MappedUnits<image> left(a), right(b);
   char16_t leftUnit = 0, rightUnit = 0;
   for (;;) {
     const bool hasLeft = left.next(leftUnit);
@@ -141,6 +165,27 @@ std::size_t decodeUtf8(std::string_view bytes, char32_t& code) {
   return overlong || surrogate || code > 0x10FFFF ? 0 : length;
 }
 
+constexpr std::u16string_view kNumberCharacters = u"+-.0123456789eE";
+
+// Whether the magnitude of a number that is far from 1 and not 0 lies above 1.
+bool exceedsOne(std::string_view number) {
+  const std::size_t mantissaEnd = std::min(number.find_first_of("eE"), number.size());
+  const std::string_view mantissa = number.substr(0, mantissaEnd);
+  const std::size_t point = std::min(mantissa.find('.'), mantissa.size());
+  // Digits before the point, below 0 for zeros behind it.
+  const auto digits = static_cast<std::int64_t>(point) -
+                      static_cast<std::int64_t>(mantissa.find_first_of("123456789"));
+  std::string_view exponentText = number.substr(mantissaEnd);
+  if (exponentText.empty()) return digits > 0;
+  exponentText.remove_prefix(exponentText.starts_with("e+") || exponentText.starts_with("E+") ? 2
+                                                                                              : 1);
+  std::int64_t exponent = 0;
+  const auto read =
+      std::from_chars(exponentText.data(), exponentText.data() + exponentText.size(), exponent);
+  if (read.ec == std::errc::result_out_of_range) return !exponentText.starts_with('-');
+  return digits + exponent > 0;
+}
+
 }  // namespace
 
 std::u16string toUtf16(std::string_view utf8) {
@@ -188,15 +233,21 @@ std::string toUtf8(std::u16string_view utf16) {
 std::u16string foldCase(std::u16string_view text) {
   std::u16string result;
   result.reserve(text.size());
-  FoldedUnits units(text);
+  MappedUnits<foldCodePoint> units(text);
   for (char16_t unit = 0; units.next(unit);) result.push_back(unit);
   return result;
 }
 
-bool equalFolded(std::u16string_view a, std::u16string_view b) { return compareFolded(a, b) == 0; }
+bool equalFolded(std::u16string_view a, std::u16string_view b) {
+  return compareMapped<foldCodePoint>(a, b) == 0;
+}
+
+int compareLowerCase(std::u16string_view a, std::u16string_view b) {
+  return compareMapped<lowerCodePoint>(a, b);
+}
 
 int compareText(std::u16string_view a, std::u16string_view b, CaseMode mode) {
-  return mode == CaseMode::exact ? a.compare(b) : compareFolded(a, b);
+  return mode == CaseMode::exact ? a.compare(b) : compareMapped<foldCodePoint>(a, b);
 }
 
 std::size_t hashText(std::u16string_view text, CaseMode mode) {
@@ -244,18 +295,24 @@ std::u16string decimalText(std::int64_t number) {
   return {std::begin(digits), result.ptr};
 }
 
-double leadingNumber(std::u16string_view text) {
+LeadingNumber leadingNumber(std::u16string_view text) {
+  const std::size_t start = std::min(text.find_first_not_of(u" \t"), text.size());
   std::string ascii;
-  for (char16_t unit : text) {
-    if (ascii.empty() && (unit == u' ' || unit == u'\t' || unit == u'+')) continue;
-    if (unit >= 0x80 || ascii.size() > 400) break;
+  for (const char16_t unit : text.substr(start)) {
+    if (kNumberCharacters.find(unit) == kNumberCharacters.npos) break;
     ascii.push_back(static_cast<char>(unit));
   }
+  const std::size_t plus = ascii.starts_with('+') && !ascii.starts_with("+-") ? 1 : 0;
+  const char* const begin = ascii.data() + plus;
   double number = 0;
-  const std::size_t start = ascii.starts_with('-') ? 1 : 0;
-  if (ascii.find_first_of("iInN", start) == start) return 0;  // "inf" and "nan" are words here
-  std::from_chars(ascii.data(), ascii.data() + ascii.size(), number);
-  return number;
+  const auto result = std::from_chars(begin, ascii.data() + ascii.size(), number);
+  if (result.ec == std::errc::invalid_argument) return {0, text};
+  if (result.ec == std::errc::result_out_of_range) {
+    const double magnitude =
+        exceedsOne({begin, result.ptr}) ? std::numeric_limits<double>::infinity() : 0;
+    number = *begin == '-' ? -magnitude : magnitude;
+  }
+  return {number, text.substr(start + static_cast<std::size_t>(result.ptr - ascii.data()))};
 }
 
 }  // namespace kelvane

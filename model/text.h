@@ -24,6 +24,10 @@ std::string toUtf8(std::u16string_view utf16);
 // sharp s stays.
 std::u16string foldCase(std::u16string_view text);
 
+// The order of two texts after Unicode's simple lower-casing, which leaves apart some letters that
+// folding makes equal: small sigma and final sigma, s and long s. Below, equal or above zero.
+int compareLowerCase(std::u16string_view a, std::u16string_view b);
+
 // Whether two texts of the same length are equal when case is ignored.
 bool equalFolded(std::u16string_view a, std::u16string_view b);
 inline bool equalText(std::u16string_view a, std::u16string_view b, CaseMode mode) {
@@ -46,7 +50,13 @@ std::vector<std::u16string_view> split(std::u16string_view text, char16_t separa
 
 // Decimal digits, with a leading minus sign for negative numbers.
 std::u16string decimalText(std::int64_t number);
-// The leading number of a text (blanks, sign, digits, fraction, exponent), 0 when there is none.
-double leadingNumber(std::u16string_view text);
+
+// The number that a text begins with: blanks, one sign, digits, fraction, exponent. A number beyond
+// the largest double is infinite, one below the smallest is 0.
+struct LeadingNumber {
+  double value = 0;            // 0 when the text does not begin with a number
+  std::u16string_view behind;  // what follows the number; the whole text when there is none
+};
+LeadingNumber leadingNumber(std::u16string_view text);
 
 }  // namespace kelvane

@@ -1,5 +1,7 @@
 #include "reader/ase_fetch.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "reader/procedures.h"
@@ -29,6 +31,21 @@ constexpr reader::Status (*kLists[])(reader::FetchContext&) = {
     reader::PopulateFunctionList,
 };
 
+// Makes a sink the one of the call under way. A handler may make another call, with a sink that
+// lives no longer than that call: then the sink of the outer call is the current one again.
+class CurrentSink {
+ public:
+  CurrentSink(reader::FetchContext& context, IDBFetchEvents& sink)
+      : context_(context), outer_(std::exchange(context.events, &sink)) {}
+  CurrentSink(const CurrentSink&) = delete;
+  CurrentSink& operator=(const CurrentSink&) = delete;
+  ~CurrentSink() { context_.events = outer_; }
+
+ private:
+  reader::FetchContext& context_;
+  IDBFetchEvents* outer_;
+};
+
 }  // namespace
 
 cASE_Fetch::cASE_Fetch(Host& host) { context_.host = &host; }
@@ -47,23 +64,22 @@ void cASE_Fetch::AppliesTo(std::shared_ptr<cAppliesTo> scope) {
 
 Boolean cASE_Fetch::Fetch(IDBFetchEvents& oEvents) {
   context_.schema = {};
-  context_.events = &oEvents;
+  const CurrentSink sink(context_, oEvents);
   oEvents.StartProcessing(u"Starting", True, OBJECT_SERVER);
   reader::ReadServerVersion(context_);
   reader::PopulateCaseSensitivity(context_);
-  bool succeeded = true;
-  for (const Category& category : kCategories) {
-    if (!(context_.options().*category.enabled)) continue;
-    succeeded = category.process(context_);
-    if (!succeeded) break;
-  }
+  const bool succeeded = context_.trapped(u"Fetch", false, [&] {
+    return std::ranges::all_of(kCategories, [&](const Category& category) {
+      return !(context_.options().*category.enabled) || category.process(context_);
+    });
+  });
   context_.cancelled = false;
   oEvents.EndProcessing(OBJECT_SERVER);
   return succeeded;
 }
 
 Boolean cASE_Fetch::GetList(enumEntityType Entity, IDBFetchEvents& oEvents) {
-  context_.events = &oEvents;
+  const CurrentSink sink(context_, oEvents);
   if (Entity < 0 || static_cast<std::size_t>(Entity) >= std::size(kLists)) return False;
   return kLists[Entity](context_) != reader::kFailed;
 }

@@ -204,9 +204,7 @@ std::int32_t ObjectExists(const Schema& schema, EntityIdentifier ObjectType,
 
 std::u16string GetObjectSource(const Schema& schema, const std::u16string& ObjectName,
                                const std::u16string& ObjectType) {
-  const auto is = [&](std::u16string_view type) {
-    return equalText(ObjectType, type, CaseMode::ignore);
-  };
+  const auto is = [&](std::u16string_view type) { return compareLowerCase(ObjectType, type) == 0; };
   const std::u16string* definition = nullptr;
   if (is(u"storedproc")) {
     definition = definitionOf(schema.StoredProcs, ObjectName);

@@ -58,8 +58,8 @@ constexpr ColumnSource kProcedureParameters = {
     {19, &Options::StoredProcs_Columns_OrdinalPositions},
 };
 
-// Default and position stand two places before those of a procedure, in the result of the same
-// call: hosts have always been given functions so.
+// Default and position are taken two places before those of a procedure, from the result of the
+// same call: the contract with hosts places them there.
 constexpr ColumnSource kFunctionParameters = {
     u"PopulateFunctionColumns",
     u"exec sp_sproc_columns ",

@@ -16,7 +16,7 @@ std::u16string fixedRoleList(FetchContext& context) {
       const std::u16string role = rows->Fields(0).Value().toText();
       list += (list.empty() ? u"'" : u",'") + role + u"'";
     }
-  } catch (const std::exception&) {
+  } catch (...) {
     // A server without such roles answers nothing, or a result of another shape: the list ends
     // there.
     return list;
@@ -24,8 +24,8 @@ std::u16string fixedRoleList(FetchContext& context) {
   return list;
 }
 
-// The dangling end is what servers have always been sent: every server rejects it, and no group is
-// ever found.
+// The contract with hosts has the dangling end: every server rejects it, and no group is ever
+// found.
 std::u16string groupQuery(FetchContext& context, const std::u16string& name) {
   std::u16string sql =
       u"SELECT DISTINCT Owner = CASE A.issqlrole WHEN 1 Then B.name ELSE '[NULL]' END,  A.name "
@@ -45,19 +45,23 @@ struct ExistenceQuery {
 };
 
 // Objects of sysobjects, under a condition on their kind.
-template <const char16_t* kind>
-std::u16string objectQuery(FetchContext&, const std::u16string& name, const std::u16string& owner) {
+std::u16string objectQuery(std::u16string_view kind, const std::u16string& name,
+                           const std::u16string& owner) {
   return u"SELECT USER_NAME(uid) as owner, name FROM sysobjects WHERE " + std::u16string(kind) +
          u" and name='" + name + u"' and USER_NAME(uid)='" + owner + u"'";
 }
-constexpr char16_t kTable[] = u"type='U'";
-constexpr char16_t kView[] = u"type='V' and category=0";
-constexpr char16_t kProcedure[] = u"type='P'";
 
 constexpr ExistenceQuery kQueries[] = {
-    {u"table", objectQuery<kTable>},
-    {u"view", objectQuery<kView>},
-    {u"storedproc", objectQuery<kProcedure>},
+    {u"table", [](FetchContext&, const std::u16string& name,
+                  const std::u16string& owner) { return objectQuery(u"type='U'", name, owner); }},
+    {u"view",
+     [](FetchContext&, const std::u16string& name, const std::u16string& owner) {
+       return objectQuery(u"type='V' and category=0", name, owner);
+     }},
+    {u"storedproc",
+     [](FetchContext&, const std::u16string& name, const std::u16string& owner) {
+       return objectQuery(u"type='P'", name, owner);
+     }},
     {u"function",
      [](FetchContext&, const std::u16string& name, const std::u16string& owner) {
        return u"SELECT DISTINCT USER_NAME(O.uid) as owner,OBJECT_NAME(O.id) as name FROM "
@@ -85,7 +89,7 @@ constexpr ExistenceQuery kQueries[] = {
 bool CheckObjectForExistance(FetchContext& context, const std::u16string& name,
                              const std::u16string& owner, std::u16string_view type) {
   for (const ExistenceQuery& query : kQueries) {
-    if (!equalText(query.type, type, CaseMode::ignore)) continue;
+    if (compareLowerCase(query.type, type) != 0) continue;
     const auto rows = context.GetRecordset(query.build(context, name, owner));
     return rows && rows->RecordCount() > 0;
   }

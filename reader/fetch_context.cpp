@@ -5,26 +5,31 @@
 namespace kelvane::reader {
 namespace {
 
-template <class T>
-T& required(T* object, std::u16string_view name) {
-  if (!object)
-    throw RuntimeError(ErrorNumber::notSet, std::u16string(name) + u" is not set",
-                       u"Kelvane.reader");
-  return *object;
+constexpr std::u16string_view kSource = u"Kelvane.reader";
+
+// A connection that fails to say which errors are pending has none: no trap may fail itself.
+const std::vector<ado::Error>* pendingErrors(const ado::Connection* connection) {
+  try {
+    return connection ? &connection->Errors() : nullptr;
+  } catch (...) {
+    return nullptr;
+  }
 }
 
 }  // namespace
 
 const cComparisonOptions& FetchContext::options() const {
-  return required(compareOptions.get(), u"CompareOptions");
+  return required(compareOptions.get(), u"CompareOptions", kSource);
 }
 
-const cAppliesTo& FetchContext::scope() const { return required(appliesTo.get(), u"AppliesTo"); }
+const cAppliesTo& FetchContext::scope() const {
+  return required(appliesTo.get(), u"AppliesTo", kSource);
+}
 
 std::unique_ptr<ado::Recordset> FetchContext::GetRecordset(std::u16string_view sql) {
   if (cancelled) return nullptr;
   try {
-    return required(conn, u"conn").Open(sql, ado::kClientCursor);
+    return required(conn, u"conn", kSource).Open(sql, ado::kClientCursor);
   } catch (...) {
     lastError = describeFailure();
     return nullptr;
@@ -38,8 +43,8 @@ void FetchContext::recordFailure(std::u16string_view procedure) {
 }
 
 std::u16string FetchContext::describeFailure() const {
-  return DescribeErrors(conn ? &conn->Errors() : nullptr,
-                        RuntimeError::describe(std::current_exception()));
+  const RuntimeError current = RuntimeError::describe(std::current_exception());
+  return DescribeErrors(pendingErrors(conn), current);
 }
 
 }  // namespace kelvane::reader

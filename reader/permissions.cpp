@@ -32,7 +32,7 @@ constexpr Action<PermissionEntity> kObjectActions[] = {
 template <class Record, std::size_t size>
 void setFlag(Record& record, const Action<Record> (&actions)[size], std::u16string_view name) {
   for (const Action<Record>& action : actions)
-    if (equalText(action.name, name, CaseMode::ignore)) record.*action.flag = True;
+    if (compareLowerCase(action.name, name) == 0) record.*action.flag = True;
 }
 
 constexpr std::u16string_view kSystemPermissionColumns =
@@ -82,8 +82,8 @@ bool isLast(const Array<PermissionEntity>& entities, const std::u16string& owner
             const std::u16string& name) {
   if (entities.empty()) return false;
   const PermissionEntity& last = entities[entities.count()];
-  return equalText(last.EntityOwner, owner, CaseMode::ignore) &&
-         equalText(last.EntityName, name, CaseMode::ignore);
+  return compareLowerCase(last.EntityOwner, owner) == 0 &&
+         compareLowerCase(last.EntityName, name) == 0;
 }
 
 template <class Record>

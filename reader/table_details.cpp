@@ -16,10 +16,11 @@ std::u16string_view trimmed(std::u16string_view text) {
   return text.substr(first, text.find_last_not_of(u' ') - first + 1);
 }
 
-// The index behind the primary key is known from there.
-bool isPrimaryKeyIndex(const Table& table, const ado::Value& indexName) {
-  return table.PrimaryKey.upperBound() == 1 && !indexName.isNull() &&
-         trimmed(indexName.toText()) == trimmed(table.PrimaryKey[1].Name);
+// The index behind the primary key is known from there. Without a key the name is not read.
+bool isPrimaryKeyIndex(const Table& table, const ado::Recordset& row) {
+  if (table.PrimaryKey.upperBound() != 1) return false;
+  const ado::Value name = row.Fields(0).Value();
+  return !name.isNull() && trimmed(name.toText()) == trimmed(table.PrimaryKey[1].Name);
 }
 
 }  // namespace
@@ -31,13 +32,12 @@ Status PopulateIndexes(FetchContext& context, Table& table) {
     if (!isOpen(rows)) return 0;
     Status created = 0;
     for (; rows->RecordCount() > 0 && !rows->EndOfRows(); rows->MoveNext()) {
-      const ado::Value name = rows->Fields(0).Value();
-      if (isPrimaryKeyIndex(table, name)) continue;
+      if (isPrimaryKeyIndex(table, *rows)) continue;
       ++created;
       table.Indexes.append({});
       table.Indexes.edit(table.Indexes.count(), [&](index& entry) {
         entry.IndexKeys = ado::NullToString(rows->Fields(2).Value());
-        entry.Name = name.toText();
+        entry.Name = rows->Fields(0).Value().toText();
         if (context.options().Tables_Indexes_Descriptions)
           entry.IndexDescription = ado::NullToString(rows->Fields(1).Value());
       });

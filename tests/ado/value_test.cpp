@@ -65,11 +65,39 @@ TEST(Value, BecomesALong) {
       {exact(351, 2, true), -4},
       {2.5f, 2},
       {std::uint64_t{2147483647}, 2147483647},
+      {Text(u"+7"), 7},
+      {Text(u"1e3"), 1000},
+      // through a double these would round the other way, or not fit
+      {exact(14999999999999999999u, 19), 1},
+      {exact(15000000000000000001u, 19), 2},
+      {exact(2500000000000000000u, 18, true), -2},
+      {exact(2147483647499999999, 9), 2147483647},
+      {exact(21474836485, 1, true), -2147483648},
+      {Text(u"1.4999999999999999999"), 1},
+      {Text(u"-2147483648.49999999999999999999"), -2147483648},
+      {Decimal{{0, 1}, 19, false}, 2},  // 2^64 / 10^19
   };
   for (const auto& [value, number] : cases)
     EXPECT_EQ(value.toLong(), number) << toUtf8(value.toText());
-  const Value misfits[] = {Text(u""), Text(u"12 a"), Text(u"nan"), std::int64_t{2147483648},
-                           1e300,     DateTime{},    Bytes(kBytes)};
+  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+  constexpr double kInfinite = std::numeric_limits<double>::infinity();
+  const Value misfits[] = {Text(u""),
+                           Text(u"12 a"),
+                           Text(u"nan"),
+                           Text(u"+-5"),
+                           Text(u"++5"),
+                           Text(u"."),
+                           Text(u"1e400"),
+                           std::int64_t{2147483648},
+                           exact(21474836475, 1),
+                           Decimal{{0, 1}, 0, false},
+                           1e300,
+                           kNan,
+                           kInfinite,
+                           -std::numeric_limits<float>::infinity(),
+                           std::numeric_limits<float>::quiet_NaN(),
+                           DateTime{},
+                           Bytes(kBytes)};
   for (const Value& value : misfits)
     EXPECT_EQ(errorOf([&] { value.toLong(); }), kMismatch) << toUtf8(value.toText());
   EXPECT_EQ(errorOf([] { Value().toLong(); }), kNull);
@@ -91,35 +119,135 @@ TEST(Value, BecomesABoolean) {
   EXPECT_EQ(errorOf([] { Value().toBoolean(); }), kNull);
 }
 
-TEST(Value, ComparesAcrossTypes) {
-  struct Case {
-    Value a, b;
-    bool different;
+struct Pair {
+  Value a, b;
+};
+std::string shown(const Pair& pair) {
+  const auto one = [](const Value& value) {
+    return std::to_string(value.index()) + ":" + toUtf8(NullToString(value));
   };
-  const Case cases[] = {
-      {Null{}, Null{}, false},
-      {Null{}, Text(u""), false},
-      {std::int64_t{5}, Null{}, false},
-      {Text(u"a"), Text(u"A"), true},
-      {Text(u"a"), Text(u"a "), true},
-      {std::int64_t{5}, exact(500, 2), false},
-      {std::int64_t{-5}, std::uint64_t{18446744073709551611u}, true},
-      {std::int64_t{9007199254740993}, exact(9007199254740992, 0), true},
-      {1.5, exact(15, 1), false},
-      {1.5f, 1.5, false},
-      {true, std::int64_t{-1}, false},
-      {true, std::int64_t{1}, true},
-      {Text(u"5"), std::int64_t{5}, true},
-      {DateTime{1, 0}, DateTime{1, 1}, true},
-      {DateTime{1, 0}, DateTime{1, 0}, false},
-      {DateTime{1, 0}, std::int64_t{1}, true},
-      {Bytes(kBytes), Bytes(kBytes).first(1), true},
-      {Bytes(kBytes), Bytes(std::span(kBytes)), false},
+  return one(pair.a) + " and " + one(pair.b);
+}
+
+constexpr std::int64_t kHour = 3'600'000'000'000;
+constexpr DateTime moment(std::int32_t days, std::int64_t hours) { return {days, hours * kHour}; }
+constexpr DateTime date(std::int32_t days) { return {days, 0, DateTime::Parts::dateOnly}; }
+constexpr DateTime timeOfDay(std::int64_t hours) {
+  return {0, hours * kHour, DateTime::Parts::timeOnly};
+}
+
+// What an automation host says of two variants, for each pair of types that can be equal.
+TEST(Value, EqualOnesOfDifferingTypes) {
+  constexpr double kInfinite = std::numeric_limits<double>::infinity();
+  const Pair pairs[] = {
+      // a null is never different
+      {Null{}, Null{}},
+      {Null{}, Text(u"")},
+      {std::int64_t{5}, Null{}},
+      // exact numbers
+      {std::int64_t{5}, std::uint64_t{5}},
+      {std::int64_t{5}, exact(500, 2)},
+      {std::uint64_t{18446744073709551615u}, exact(18446744073709551615u, 0)},
+      {true, std::int64_t{-1}},
+      {false, std::uint64_t{0}},
+      {true, exact(100, 2, true)},
+      // against single precision
+      {0.1f, 0.1},
+      {0.1f, 0.10000000149011612},
+      {0.1f, exact(1, 1)},
+      {0.1f, exact(1000, 4)},
+      {0.1f, exact(100000000000000000, 18)},
+      {16777216.0f, std::int64_t{16777217}},
+      {16777216.0f, exact(167772170, 1)},
+      {18446744073709551616.0f, std::uint64_t{18446744073709551615u}},
+      {-1.0f, true},
+      {3.0f, moment(1, 0)},
+      {3.5f, moment(1, 12)},
+      {std::numeric_limits<float>::infinity(), kInfinite},
+      // against double precision
+      {0.1, exact(1, 1)},
+      {0.1, exact(1000, 4)},
+      {0.1234567890123456789, exact(1234567890123456789, 19)},
+      {1e22, Decimal{{1864712049423024128u, 542u}, 0, false}},
+      {9007199254740992.0, std::int64_t{9007199254740993}},
+      {18446744073709551616.0, std::uint64_t{18446744073709551615u}},
+      {-1.0, true},
+      {0.0, -0.0},
+      // days count from 1899-12-30
+      {moment(1, 0), date(1)},
+      {DateTime{1, 7, DateTime::Parts::dateOnly}, date(1)},
+      {moment(-2, 13), timeOfDay(13)},
+      {moment(1, 0), std::int64_t{3}},
+      {date(1), std::uint64_t{3}},
+      {date(1), exact(300, 2)},
+      {moment(1, 12), 3.5},
+      {moment(-3, 6), -1.25},
+      {moment(-3, 0), true},
+      {timeOfDay(12), exact(5, 1)},
+      // the same type
+      {Text(u"a"), Text(u"a")},
+      {Bytes(kBytes), Bytes(std::span(kBytes))},
   };
-  for (const Case& one : cases) {
-    const std::string shown = toUtf8(NullToString(one.a)) + " and " + toUtf8(NullToString(one.b));
-    EXPECT_EQ(different(one.a, one.b), one.different) << shown;
-    EXPECT_EQ(different(one.b, one.a), one.different) << shown;
+  for (const Pair& pair : pairs) {
+    EXPECT_FALSE(different(pair.a, pair.b)) << shown(pair);
+    EXPECT_FALSE(different(pair.b, pair.a)) << shown(pair);
+  }
+}
+
+TEST(Value, DifferentOnesOfAllTypes) {
+  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+  const Pair pairs[] = {
+      // text is equal to the same text alone, whatever it says
+      {Text(u"a"), Text(u"A")},
+      {Text(u"a"), Text(u"a ")},
+      {Text(u"5"), std::int64_t{5}},
+      {Text(u"5"), std::uint64_t{5}},
+      {Text(u"0.1"), 0.1},
+      {Text(u"0.1"), 0.1f},
+      {Text(u"1.50"), exact(150, 2)},
+      {Text(u"True"), true},
+      {Text(u""), std::int64_t{0}},
+      {Text(u"1900-01-02"), date(1)},
+      {Text(u"0x00af"), Bytes(kBytes)},
+      {Bytes(kBytes), Bytes(kBytes).first(1)},
+      {Bytes(kBytes), std::int64_t{0xAF}},
+      {Bytes(kBytes), 175.0},
+      // exact numbers
+      {std::int64_t{-5}, std::uint64_t{18446744073709551611u}},
+      {std::int64_t{9007199254740993}, exact(9007199254740992, 0)},
+      {true, std::int64_t{1}},
+      {true, exact(1, 0)},
+      {false, exact(1, 9)},
+      // against single precision
+      {0.1f, 0.1000001},
+      {0.1f, exact(1000001, 7)},
+      {0.1f, std::int64_t{0}},
+      {16777216.0f, std::int64_t{16777218}},
+      {1.0f, true},
+      {std::numeric_limits<float>::max(), 1e39},
+      {std::numeric_limits<float>::infinity(), 1e39},
+      {1e30f, exact(1, 0)},
+      // against double precision
+      {0.1, exact(1000000000000001, 16)},
+      {0.30000000000000004, exact(3, 1)},
+      {9007199254740992.0, exact(9007199254740995, 0)},
+      {0.5, std::int64_t{0}},
+      {1.0, true},
+      {1e300, exact(1, 0)},
+      {kNan, kNan},
+      {kNan, std::int64_t{0}},
+      // days
+      {moment(1, 0), moment(1, 1)},
+      {DateTime{1, 0}, DateTime{1, 1}},
+      {moment(1, 12), date(1)},
+      {moment(0, 13), timeOfDay(13)},
+      {date(1), timeOfDay(0)},
+      {date(1), std::int64_t{1}},
+      {timeOfDay(12), 0.25},
+  };
+  for (const Pair& pair : pairs) {
+    EXPECT_TRUE(different(pair.a, pair.b)) << shown(pair);
+    EXPECT_TRUE(different(pair.b, pair.a)) << shown(pair);
   }
 }
 

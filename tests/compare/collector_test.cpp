@@ -135,9 +135,10 @@ TEST_F(CollectorTest, EntriesAreTheFirstThatMatch) {
 TEST_F(CollectorTest, ValuesBecomeText) {
   collector_.Add(u"", u"L", u"UDDT", u"d", location_Source, diff_Different, std::int16_t{-7}, True);
   collector_.Add(u"", u"L", u"UDDT", u"d", location_Source, diff_Different, u"text", False);
+  collector_.Add(u"", u"L", u"UDDT", u"d", location_Source, diff_Different, true, false);
   collector_.Add(u"", u"L", u"UDDT", u"d");
   EXPECT_THAT(found(), ElementsAre("UDDT .d: L [-7] [True]", "UDDT .d: L [text] [False]",
-                                   "UDDT .d: L [] []"));
+                                   "UDDT .d: L [True] [False]", "UDDT .d: L [] []"));
 }
 
 TEST_F(CollectorTest, CopiesAreIndependentOfWhatFollows) {

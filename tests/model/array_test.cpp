@@ -30,6 +30,16 @@ TEST(ArrayTest, CountsFromOne) {
   EXPECT_EQ(names, Names{});
 }
 
+TEST(ArrayTest, RefusesIndexesOutsideItsBounds) {
+  for (Names names : {Names{}, Names{"x", "y"}}) {
+    for (const std::int32_t index : {-1, 0, 3}) {
+      EXPECT_THROW(std::as_const(names)[index], std::out_of_range);
+      EXPECT_THROW(names[index], std::out_of_range);
+      EXPECT_THROW(names.edit(index, [](std::string&) {}), std::out_of_range);
+    }
+  }
+}
+
 TEST(ArrayTest, AHeldReferenceReachesNoCopy) {
   Names a{"x", "y"};
   std::string& held = a[1];

@@ -77,6 +77,11 @@ TEST(CollectionsTest, Sort) {
            {{{u"x", u"1"}, {u"y", u"0"}, {u"z", u"1"}}, u"Value", True, False, {"y", "x", "z"}},
            {{{u"x", u"1"}, {u"y", u"0"}, {u"z", u"1"}}, u"Value", False, False, {"x", "z", "y"}},
            {{{u"x", u"u"}, {u"y", u"-1"}, {u"z", u""}}, u"Value", True, True, {"y", "x", "z"}},
+           {{{u"x", u"1e400"}, {u"y", u"7"}, {u"z", u"+-5"}, {u"u", u"++5"}, {u"v", u"-1e400"}},
+            u"Value",
+            True,
+            True,
+            {"v", "z", "u", "y", "x"}},
        }) {
     cKeyPairs list = pairs(one.items);
     list.Sort(one.property, one.ascending, one.numeric);

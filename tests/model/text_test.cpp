@@ -44,6 +44,33 @@ TEST(TextTest, FoldingKeepsLengthsAndHashesFollowIt) {
   }
 }
 
+// Letters that folding makes equal are told apart when both are small, and met when one is not.
+TEST(TextTest, LowerCaseIsNotFolding) {
+  const struct {
+    std::u16string_view a, b;
+    bool equal;
+  } cases[] = {
+      {u"ORDERS", u"oRders", true},
+      {u"\u00c9t\u00e9", u"\u00e9T\u00c9", true},
+      {u"\u03a3", u"\u03c3", true},
+      {u"\u03c3", u"\u03c2", false},             // small and final sigma
+      {u"\u017felect", u"select", false},        // long s
+      {u"\u00b5", u"\u03bc", false},             // micro sign and mu
+      {u"\u1e9e", u"\u00df", true},              // capital and small sharp s
+      {u"\u212aey", u"KEY", true},               // the Kelvin sign
+      {u"\u0130", u"i", false},                  // I with a dot
+      {u"\u13a0\u13f0", u"\uab70\u13f8", true},  // Cherokee
+      {u"\U00010400", u"\U00010428", true},      // Deseret
+      {u"a", u"ab", false},
+  };
+  for (const auto& [a, b, equal] : cases) {
+    EXPECT_EQ(compareLowerCase(a, b) == 0, equal) << toUtf8(a) << ' ' << toUtf8(b);
+    EXPECT_EQ(compareLowerCase(b, a) == 0, equal) << toUtf8(a) << ' ' << toUtf8(b);
+  }
+  EXPECT_LT(compareLowerCase(u"A", u"b"), 0);
+  EXPECT_LT(compareLowerCase(u"a", u"B"), 0);
+}
+
 TEST(TextTest, OrderIsThatOfCodeUnits) {
   EXPECT_LT(compareText(u"B", u"a", CaseMode::exact), 0);
   EXPECT_GT(compareText(u"B", u"a", CaseMode::ignore), 0);
@@ -75,11 +102,43 @@ TEST(TextTest, PiecesAndNumbers) {
   EXPECT_EQ(split(u".a..b.", u'.'), (Pieces{u"", u"a", u"", u"b", u""}));
   EXPECT_EQ(replaceAll(u"aab\r\nab", u"ab", u"b"), u"ab\r\nb");
   EXPECT_EQ(decimalText(std::numeric_limits<std::int64_t>::min()), u"-9223372036854775808");
-  EXPECT_EQ(leadingNumber(u" \t12 rows"), 12);
-  EXPECT_EQ(leadingNumber(u"-3.5e2x"), -350);
-  EXPECT_EQ(leadingNumber(u"+.5"), .5);
-  for (const auto* none : {u"", u"rows 12", u"inf", u"-nan", u"-", u"\u0663"})
-    EXPECT_EQ(leadingNumber(none), 0) << toUtf8(none);
+}
+
+TEST(TextTest, TheNumberThatATextBeginsWith) {
+  constexpr double kInfinite = std::numeric_limits<double>::infinity();
+  const struct {
+    std::u16string_view text;
+    double value;
+    std::u16string_view behind;
+  } cases[] = {
+      {u" \t12 rows", 12, u" rows"},
+      {u"-3.5e2x", -350, u"x"},
+      {u"+.5", .5, u""},
+      {u"5.", 5, u""},
+      {u"7e", 7, u"e"},
+      {u"7e+", 7, u"e+"},
+      {u"1-2", 1, u"-2"},
+      {u"1e400", kInfinite, u""},
+      {u"-1E+400 m", -kInfinite, u" m"},
+      {u"1e99999999999999999999", kInfinite, u""},
+      {u"-0.00001e-400", 0, u""},
+      {u"1e-99999999999999999999", 0, u""},
+      {u"0e400", 0, u""},
+      {u"0.000e999999", 0, u""},
+  };
+  for (const auto& [text, value, behind] : cases) {
+    EXPECT_EQ(leadingNumber(text).value, value) << toUtf8(text);
+    EXPECT_EQ(leadingNumber(text).behind, behind) << toUtf8(text);
+  }
+  const std::u16string zeros(500, u'0');
+  EXPECT_EQ(leadingNumber(zeros + u"5").value, 5);
+  EXPECT_EQ(leadingNumber(u"9" + zeros).value, kInfinite);
+  EXPECT_EQ(leadingNumber(u"." + zeros + u"1e501").value, 1);
+  for (const auto* none : {u"", u"rows 12", u"inf", u"-nan", u"-", u"+", u"+-5", u"++5", u"-+5",
+                           u"--5", u"- 5", u".", u"e5", u"\u0663"}) {
+    EXPECT_EQ(leadingNumber(none).value, 0) << toUtf8(none);
+    EXPECT_EQ(leadingNumber(none).behind, none);
+  }
 }
 
 }  // namespace

@@ -49,6 +49,12 @@ const Lines kEvents = [] {
   return events;
 }();
 
+// What is said about a failure of which the connection knows nothing.
+std::string codingError(const std::string& description) {
+  return "Coding error has occured: Error: #51\r\nDescription: #" + description +
+         "\r\nSource: #Kelvane\r\n";
+}
+
 class Driver : public ReaderTest {
  protected:
   bool fetch() { return reader.Fetch(sink); }
@@ -102,12 +108,13 @@ TEST_F(Driver, EachSwitchGatesItsOwnStatements) {
 }
 
 TEST_F(Driver, SurvivesAFaultInEachStatement) {
-  const std::string injected = serverText(9999, "HY000", "Injected");
   const auto& database = smallDatabase().statements;
   for (std::size_t at = 0; at < database.size(); ++at) {
     const DatabaseStatement& faulty = database[at];
-    for (const Fault fault : {Fault::open, Fault::read}) {
+    for (const Fault fault : {Fault::open, Fault::read, Fault::foreign}) {
       SCOPED_TRACE((fault == Fault::open ? "refused: " : "unreadable: ") + faulty.text);
+      const std::string injected = fault == Fault::foreign ? codingError("Unknown failure")
+                                                           : serverText(9999, "HY000", "Injected");
       Run run;
       run.server.failAt(static_cast<int>(at) + 1, fault);
       bool result = false;
@@ -115,7 +122,7 @@ TEST_F(Driver, SurvivesAFaultInEachStatement) {
       // A refused statement reads as no result. The query behind the primary key does not allow
       // for that.
       const bool trapped =
-          fault == Fault::read || faulty.text == statement("clustering", "pk_orders");
+          fault != Fault::open || faulty.text == statement("clustering", "pk_orders");
       const bool ends = trapped && faulty.endsFetch;
       EXPECT_EQ(result, !ends);
       const std::string text = !trapped                   ? injected
@@ -154,8 +161,7 @@ TEST_F(Driver, ReportsAFailingSinkFromInsideAndPassesItFromOutside) {
     bool result = true;
     ASSERT_NO_THROW(result = run.fetch());
     EXPECT_FALSE(result);
-    const std::string failed =
-        "Coding error has occured: Error: #51\r\nDescription: #sink failed\r\nSource: #Kelvane\r\n";
+    const std::string failed = codingError("sink failed");
     const std::string& name = kCategories[(at - 1) / 5].procedures;
     const std::size_t step = (at - 1) % 5;
     if (step == 1) {  // the list's own end: the list or its caller may be the one to say so
@@ -304,6 +310,93 @@ TEST_F(Driver, NeedsAConnectionAndAScope) {
   EXPECT_THAT(lastError(), ::testing::Not(::testing::HasSubstr("Last DLL Error")));
   reader.LastError(u"set from outside");
   EXPECT_THAT(lastError(), EndsWith("ProcessViews"));
+}
+
+TEST_F(Driver, WithoutOptionsAFetchFailsLikeAnyOther) {
+  scriptSmallDatabase();
+  const auto options = reader.CompareOptions();
+  reader.CompareOptions(nullptr);
+  reader.Cancel();
+  EXPECT_FALSE(fetch());
+  EXPECT_EQ(lastError(),
+            "Coding error has occured: Error: #91\r\nDescription: #CompareOptions is not set\r\n"
+            "Source: #Kelvane.reader\r\n" +
+                trapLine("Fetch"));
+  EXPECT_THAT(sink.events(), ElementsAre(kEvents.front(), kEvents.back()));
+  reader.CompareOptions(options);
+  EXPECT_TRUE(fetch());  // the cancel is over
+  EXPECT_EQ(drawn(reader.Results()), smallDatabase().read);
+}
+
+TEST_F(Driver, SurvivesAConnectionThatDoesNotTellItsErrors) {
+  struct Mute final : ado::Connection {
+    std::unique_ptr<ado::Recordset> Open(std::u16string_view, const ado::OpenMode&) override {
+      throw std::runtime_error("refused");
+    }
+    const std::vector<ado::Error>& Errors() const override { throw std::runtime_error("mute"); }
+  } mute;
+  setAll(*reader.CompareOptions(), True);
+  reader.conn(&mute);
+  reader.AppliesTo()->SomeTables = nullptr;
+  EXPECT_FALSE(fetch());
+  EXPECT_THAT(lastError(), EndsWith(trapLine("ProcessTables")));
+  EXPECT_EQ(sink.events().back(), "end SERVER");
+}
+
+// A handler that reads something else on the way, with a sink that is gone when it returns: the
+// outer call goes on with its own sink, whatever the inner one came to.
+TEST_F(Driver, ANestedCallLeavesTheOuterSinkInPlace) {
+  using Nested = void (*)(Run&, IDBFetchEvents&);
+  const Nested calls[] = {
+      [](Run& run, IDBFetchEvents& inner) { run.reader.GetList(entity_TABLE, inner); },
+      [](Run& run, IDBFetchEvents& inner) {
+        run.reader.GetList(static_cast<enumEntityType>(7), inner);
+      },
+      [](Run& run, IDBFetchEvents& inner) { run.reader.Fetch(inner); },
+      [](Run& run, IDBFetchEvents& inner) {
+        run.reader.conn(nullptr);
+        run.reader.Fetch(inner);
+        run.reader.conn(&run.server);
+      },
+  };
+  for (const Nested call : calls) {
+    for (const bool failing : {false, true}) {
+      for (std::size_t at = 1; at <= kEvents.size(); ++at) {
+        SCOPED_TRACE(kEvents[at - 1] + ", call " + std::to_string(&call - calls));
+        Run run;
+        bool nested = false;
+        run.sink.onEvent = [&](int number, const std::string&) {
+          if (number != static_cast<int>(at) || std::exchange(nested, true)) return;
+          const auto inner = std::make_unique<RecordingSink>(run.journal);
+          if (failing)
+            inner->onEvent = [](int, const std::string&) { throw std::runtime_error("inner"); };
+          try {
+            call(run, *inner);
+          } catch (const std::runtime_error&) {
+            EXPECT_TRUE(failing);
+          }
+        };
+        ASSERT_NO_THROW(run.fetch());
+        EXPECT_EQ(run.sink.events().back(), "end SERVER");
+        EXPECT_EQ(run.sink.events()[0], kEvents[0]);
+      }
+    }
+  }
+}
+
+TEST_F(Driver, ANestedListChangesNothingThatTheOuterFetchReads) {
+  for (std::size_t at = 1; at <= kEvents.size(); ++at) {
+    SCOPED_TRACE(kEvents[at - 1]);
+    Run run;
+    run.sink.onEvent = [&](int number, const std::string&) {
+      if (number != static_cast<int>(at)) return;
+      RecordingSink inner(run.journal);
+      EXPECT_TRUE(run.reader.GetList(entity_GROUP, inner));
+      EXPECT_EQ(inner.events().size(), 2u);
+    };
+    EXPECT_TRUE(run.fetch());
+    EXPECT_EQ(run.sink.events(), kEvents);
+  }
 }
 
 }  // namespace

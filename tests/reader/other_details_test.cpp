@@ -104,6 +104,22 @@ TEST_F(OtherDetails, ObjectPermissionsAreMergedByObject) {
   EXPECT_EQ(lastError(), serverText(1, "S1000", "x"));
 }
 
+// Names and actions are compared in lower case, in which small letters stay what they are.
+TEST_F(OtherDetails, SmallLettersThatFoldTogetherAreNotOne) {
+  server.on(statement("object_permissions", "u"), R"(
+      -      | owner | name | protecttype | - | type
+      SELECT | dbo   | aσ   | 1           | a | U
+      DELETE | dbo   | aς   | 1           | a | U
+      UPDATE | dbo   | AΣ   | 1           | a | U
+      ſELECT | dbo   | b    | 1           | a | U)");
+  User user;
+  user.Name = u"u";
+  EXPECT_EQ(PopulateUserPermissions_ObjectPriviliges(context, user), 4);
+  EXPECT_THAT(drawn(user.Permissions),
+              ElementsAre("on aς | dbo | dbo: Delete", "on aσ | dbo | dbo: Update Select",
+                          "on b | dbo | dbo:"));
+}
+
 TEST_F(OtherDetails, SystemPermissionsGoByTheNameOfTheAction) {
   const std::string answer = R"(
       protecttype | -                  | -

@@ -353,6 +353,21 @@ TEST_F(TableDetails, IndexSwitchesAndFailures) {
   EXPECT_THAT(drawn(failed), ElementsAre("index i | a | ", "index j | a | ", "index  | c | "));
 }
 
+// The array grows before the row is read, so that an unreadable row leaves an element behind. The
+// name of the primary key's index is needed before.
+TEST_F(TableDetails, AnIndexThatCannotBeReadLeavesAnElement) {
+  const std::string call = "exec sp_helpindex 'dbo.orders'";
+  const std::string rows = "index_name|index_description|index_keys\ni|d|a";
+  server.on(call, rows);
+  for (const bool hasKey : {false, true}) {
+    Table failed = table();
+    if (hasKey) failed.PrimaryKey = {PrimaryKey{u"pk", u"", u""}};
+    server.failAt(1, ScriptedConnection::Fault::read);
+    EXPECT_EQ(PopulateIndexes(context, failed), -1);
+    EXPECT_EQ(failed.Indexes.count(), hasKey ? 0 : 1);
+  }
+}
+
 // ---- triggers and row count
 
 TEST_F(TableDetails, TriggersHaveTheirRolesAndTheTablesOwner) {

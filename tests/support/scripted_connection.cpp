@@ -4,6 +4,7 @@
 #include <charconv>
 #include <deque>
 #include <gtest/gtest.h>
+#include <optional>
 #include <sstream>
 
 #include "ado/client_recordset.h"
@@ -104,11 +105,12 @@ Answer drawn(const std::string& text) {
 class ScriptedConnection::ScriptedRecordset final : public ado::Recordset {
  public:
   ScriptedRecordset(ScriptedConnection& connection, std::deque<ado::RowSet> results,
-                    std::exception_ptr behind, const ado::OpenMode& mode, bool faulty)
+                    std::exception_ptr behind, const ado::OpenMode& mode,
+                    std::optional<Fault> fault)
       : connection_(connection),
         rows_(std::move(results), std::move(behind)),
         forwardOnly_(mode.location == ado::CursorLocation::server),
-        faulty_(faulty) {}
+        fault_(fault) {}
 
   ado::ObjectState State() const override { return rows_.State(); }
   std::int32_t RecordCount() const override { return forwardOnly_ ? -1 : rows_.RecordCount(); }
@@ -127,13 +129,15 @@ class ScriptedConnection::ScriptedRecordset final : public ado::Recordset {
 
  private:
   const ado::ClientRecordset& fields() const {
-    if (faulty_) throw connection_.injected();
+    if (fault_ == Fault::foreign) throw 9999;
+    if (fault_) throw connection_.injected();
     return rows_;
   }
 
   ScriptedConnection& connection_;
   ado::ClientRecordset rows_;
-  bool forwardOnly_, faulty_;
+  bool forwardOnly_;
+  std::optional<Fault> fault_;
 };
 
 ScriptedConnection& ScriptedConnection::on(std::string statement, std::string answer) {
@@ -210,7 +214,7 @@ std::unique_ptr<ado::Recordset> ScriptedConnection::Open(std::u16string_view sou
   }
   if (!faulty && behind && answer.results.empty()) std::rethrow_exception(behind);
   return std::make_unique<ScriptedRecordset>(*this, std::move(answer.results), behind, mode,
-                                             faulty);
+                                             faulty ? std::optional(fault_) : std::nullopt);
 }
 
 }  // namespace kelvane::testing

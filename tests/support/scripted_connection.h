@@ -26,8 +26,8 @@ namespace kelvane::testing {
 class ScriptedConnection final : public ado::Connection {
  public:
   // Where a statement that would succeed is made to fail: when it is opened, or when a field of its
-  // rows is asked for.
-  enum class Fault { open, read };
+  // rows is asked for. `foreign` is like `read`, with something thrown that is no std::exception.
+  enum class Fault { open, read, foreign };
 
   struct Sent {
     std::string text;
