@@ -92,31 +92,42 @@ Undertaking comparing(const Console& console) {
   return {console, u"comparing", "interrupted while comparing: no report was written"};
 }
 
-// `file`: none where it is standard output, perhaps of the terminal that shows the status.
-Undertaking writing(const std::optional<std::string>& file, const Console& console) {
-  return {console, file ? u"writing " + toUtf16(*file) : u"",
-          "interrupted while writing: " + file.value_or("the report") + " is incomplete"};
+enum class Written { all, notAll };
+
+// What keeps one file from being written keeps no other from it, and is complained about.
+template <class Write>
+Written writtenTo(const std::string& path, std::string what, const Console& console, Write write) {
+  try {
+    WrittenFile file(std::move(what), path, console);
+    write(file.stream());
+    file.close();
+    return Written::all;
+  } catch (const CommandError& error) {
+    console.complain(error);
+    return Written::notAll;
+  }
 }
 
-ExitStatus report(const diffSchema& differences, const CompareRequest& request,
-                  const ReportHeader& header, const Console& console) {
+Written report(const diffSchema& differences, const CompareRequest& request,
+               const ReportHeader& header, const Console& console) {
+  Written result = Written::all;
   for (const Output& output : request.outputs) {
-    const Colors colors = colorsFor(output, request.coloring, console);
-    const Undertaking undertaking = writing(output.file, console);
-    if (!output.file) {
-      write(differences, header, output.format, colors, console.out);
-      console.out.flush();
+    const auto writeTo = [&](std::ostream& out) {
+      write(differences, header, output.format, colorsFor(output, request.coloring, console), out);
+    };
+    if (output.file) {
+      if (writtenTo(*output.file, "report", console, writeTo) == Written::notAll)
+        result = Written::notAll;
       continue;
     }
-    WrittenFile file("report", *output.file);
-    write(differences, header, output.format, colors, file.stream());
-    file.close();
+    const Undertaking undertaking(console, u"",
+                                  "interrupted while writing: the report is incomplete");
+    writeTo(console.out);
+    console.out.flush();
   }
-  if (!console.out) {
-    console.complain("cannot write to standard output");
-    return kError;
-  }
-  return differences == diffSchema{} ? kNoDifference : kDifferences;
+  if (console.out) return result;
+  console.complain("cannot write to standard output");
+  return Written::notAll;
 }
 
 // Takes out of both schemas what the patterns leave out, and notes it.
@@ -183,12 +194,10 @@ ExitStatus runCompare(const Arguments& arguments, const Console& console, const 
   diffSchema differences =
       compared(schemas, request, readings.switches, mode, console, header.gaps);
 
-  if (request.writeAccept) {
-    const Undertaking undertaking = writing(request.writeAccept, console);
-    WrittenFile file("known differences", *request.writeAccept);
-    writeKnownDifferences(differences, known, file.stream());
-    file.close();
-  }
+  Written accepts = Written::all;
+  if (request.writeAccept)
+    accepts = writtenTo(*request.writeAccept, "known differences", console,
+                        [&](std::ostream& out) { writeKnownDifferences(differences, known, out); });
   const std::vector<std::string> gaps = header.gaps;
   for (std::size_t side = 0; side < 2; ++side) {
     if (!sides[side].complete)
@@ -201,10 +210,12 @@ ExitStatus runCompare(const Arguments& arguments, const Console& console, const 
     const Undertaking undertaking = comparing(console);
     header.renames = probableRenames(differences, schemas[0], schemas[1]);
   }
-  const ExitStatus status = report(differences, request, header, console);
+  const Written reports = report(differences, request, header, console);
   tellNotes(header.notes, request, console);
   for (const std::string& line : gaps) console.complain(line);
-  if (status == kError || header.coverage() == Coverage::complete) return status;
+  if (accepts == Written::notAll || reports == Written::notAll) return kError;
+  if (header.coverage() == Coverage::complete)
+    return differences == diffSchema{} ? kNoDifference : kDifferences;
   console.complain("not everything could be compared: equality is not proven");
   return kNotProven;
 }

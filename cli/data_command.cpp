@@ -329,7 +329,7 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
   console.complain(
       "rows are paired by position, in the order in which either side returns them: where that "
       "order is another one, equal rows count as different");
-  std::optional<WrittenFile> trace;
+  std::optional<LogFile> trace;
   if (request.trace) trace.emplace("trace", *request.trace);
   DataReport report;
   {

@@ -59,7 +59,7 @@ ExitStatus runList(const Arguments& arguments, const Console& console, const Ope
   const ListRequest request = parseList(arguments);
   std::vector<NamedPlace> places{{"side", request.side.place}};
   const auto sides = openSides(places, console, open);
-  std::optional<WrittenFile> traceFile;
+  std::optional<LogFile> traceFile;
   std::optional<Trace> trace;
   if (request.trace) {
     traceFile.emplace("trace", *request.trace);

@@ -24,6 +24,8 @@ extern "C" void endOnAbort(int) {
 
 int main(int count, char** words) {
   std::signal(SIGABRT, endOnAbort);
+  // Writing then fails, with a reason that can be told.
+  std::signal(SIGXFSZ, SIG_IGN);
   kelvane::embedded::prepareForThreads();
   const std::vector<std::string> arguments(words + (count > 0 ? 1 : 0), words + count);
   const kelvane::cli::Console console{std::cout, std::cerr, isatty(STDERR_FILENO) != 0,

@@ -33,14 +33,13 @@ std::string now() {
 
 void write(const Snapshot& snapshot, const std::optional<std::string>& path,
            const Console& console) {
-  const Undertaking writing(
-      console, path ? u"writing " + toUtf16(*path) : u"",
-      "interrupted while writing: " + path.value_or("the snapshot") + " is incomplete");
   if (path) {
-    WrittenFile file("snapshot", *path);
+    WrittenFile file("snapshot", *path, console);
     writeSnapshot(snapshot, file.stream());
     file.close();
   } else {
+    const Undertaking writing(console, u"",
+                              "interrupted while writing: the snapshot is incomplete");
     writeSnapshot(snapshot, console.out);
     console.out.flush();
     if (!console.out) throw CommandError({"cannot write to standard output"});
