@@ -96,11 +96,9 @@ enum class Written { all, notAll };
 
 // What keeps one file from being written keeps no other from it, and is complained about.
 template <class Write>
-Written writtenTo(const std::string& path, std::string what, const Console& console, Write write) {
+Written tried(const Console& console, Write write) {
   try {
-    WrittenFile file(std::move(what), path, console);
-    write(file.stream());
-    file.close();
+    write();
     return Written::all;
   } catch (const CommandError& error) {
     console.complain(error);
@@ -116,8 +114,12 @@ Written report(const diffSchema& differences, const CompareRequest& request,
       write(differences, header, output.format, colorsFor(output, request.coloring, console), out);
     };
     if (output.file) {
-      if (writtenTo(*output.file, "report", console, writeTo) == Written::notAll)
-        result = Written::notAll;
+      const Written one = tried(console, [&] {
+        WrittenFile file("report", *output.file, console);
+        writeTo(file.stream());
+        file.close();
+      });
+      if (one == Written::notAll) result = one;
       continue;
     }
     const Undertaking undertaking(console, u"",
@@ -174,8 +176,7 @@ diffSchema compared(const std::array<Schema, 2>& schemas, const CompareRequest& 
 
 ExitStatus runCompare(const Arguments& arguments, const Console& console, const OpenSide& open) {
   const CompareRequest request = parseCompare(arguments);
-  const auto known =
-      request.accept ? loadKnownDifferences(*request.accept) : std::vector<KnownDifference>();
+  const KnownFiles known = loadKnownFiles(request);
   Readings readings =
       readPlaces({{kSideNames[0], request.places[0]}, {kSideNames[1], request.places[1]}},
                  request.switches, request.trace, console, open, request.selection);
@@ -194,18 +195,20 @@ ExitStatus runCompare(const Arguments& arguments, const Console& console, const 
   diffSchema differences =
       compared(schemas, request, readings.switches, mode, console, header.gaps);
 
+  const bool isReadInFull =
+      header.gaps.size() == readings.missing.size() &&
+      std::ranges::all_of(sides, [](const SideReading& side) { return side.complete; });
+  const ComparedScope scope{request.selection, readings.switches, request.rules, mode,
+                            isReadInFull};
   Written accepts = Written::all;
   if (request.writeAccept)
-    accepts = writtenTo(*request.writeAccept, "known differences", console,
-                        [&](std::ostream& out) { writeKnownDifferences(differences, known, out); });
+    accepts = tried(console, [&] { writeKnown(differences, known, scope, console); });
   const std::vector<std::string> gaps = header.gaps;
   for (std::size_t side = 0; side < 2; ++side) {
     if (!sides[side].complete)
       header.gaps.push_back(std::string(kSideNames[side]) + ": not everything could be loaded");
   }
-  if (request.accept)
-    differences =
-        withoutKnown(differences, known, *request.accept, request.selection, mode, console, header);
+  if (request.accept) differences = withoutKnown(differences, known, scope, console, header);
   {
     const Undertaking undertaking = comparing(console);
     header.renames = probableRenames(differences, schemas[0], schemas[1]);

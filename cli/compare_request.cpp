@@ -37,7 +37,7 @@ constexpr auto kSelecting = std::to_array<Option>({
 });
 constexpr auto kAccepting = std::to_array<Option>({
     {kAccept, kFile, "of known differences, which do not count"},
-    {kWriteAccept, kFile, "write the differences there, in the form that --accept takes"},
+    {kWriteAccept, kFile, "write the differences in the form that --accept takes, or update them"},
 });
 constexpr auto kRules = std::to_array<Option>({
     {kIgnoreCase, "", "names that differ in case alone are the same"},
