@@ -15,6 +15,7 @@
 #include "cli/interruption.h"
 #include "cli/listing.h"
 #include "cli/name_pattern.h"
+#include "cli/overwriting.h"
 #include "cli/reading.h"
 #include "cli/tracing_connection.h"
 #include "cli/two_sides.h"
@@ -84,7 +85,7 @@ DataRequest parseData(const Arguments& arguments) {
       throw UsageError("'" + request.sides.shown[side] +
                        "' is a snapshot, and a snapshot has no rows; name the database");
   }
-  refuseOverwriting(arguments, kTrace, kTwoSides);
+  refuseOverwriting(arguments, request.sides.places, {.written = {kTrace}});
   return request;
 }
 

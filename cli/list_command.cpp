@@ -6,6 +6,7 @@
 
 #include "cli/listing.h"
 #include "cli/one_side.h"
+#include "cli/overwriting.h"
 #include "cli/reading.h"
 #include "cli/side_reader.h"
 #include "cli/written_file.h"
@@ -26,7 +27,7 @@ struct ListRequest {
 ListRequest parseList(const Arguments& arguments) {
   ListRequest request{.side = oneSide(arguments, "list", "KIND"), .trace = arguments.value(kTrace)};
   request.format = listingFormatOf(arguments);
-  refuseOverwriting(arguments, kTrace, {&kOneSide, 1});
+  refuseOverwriting(arguments, {&request.side.place, 1}, {.written = {kTrace}});
   if (const auto& word = request.side.further) {
     const ObjectKind* const kind = objectKindOf(*word);
     if (kind == nullptr)

@@ -6,6 +6,7 @@
 
 #include "cli/interruption.h"
 #include "cli/one_side.h"
+#include "cli/overwriting.h"
 #include "cli/reading.h"
 #include "cli/side_arguments.h"
 #include "cli/switch_arguments.h"
@@ -55,8 +56,8 @@ std::vector<OptionFamily> snapshotOptions() {
 ExitStatus runSnapshot(const Arguments& arguments, const Console& console, const OpenSide& open) {
   if (arguments.parting || arguments.operands.empty() != arguments.has(kOneSide.server))
     throw UsageError("snapshot needs one SIDE, or --server");
-  refuseOverwriting(arguments, kOutput, {&kOneSide, 1});
   const Place place = placeOf(arguments, arguments.operands, kOneSide, readingSettings(arguments));
+  refuseOverwriting(arguments, {&place, 1}, {.written = {kTrace, kOutput}});
   Readings readings =
       readPlaces({{"side", place}}, switchesOf(arguments), arguments.value(kTrace), console, open);
   SideReading& side = readings.sides[0];
