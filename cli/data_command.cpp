@@ -348,7 +348,6 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
     writeJson(report, console.out);
   else
     writeText(report, console.out);
-  finish(console.out);
   tellGaps(report.gaps, console);
   const ExitStatus status = report.status();
   if (status == kNotProven)

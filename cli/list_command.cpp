@@ -82,7 +82,6 @@ ExitStatus runList(const Arguments& arguments, const Console& console, const Ope
   }
   request.format == ListingFormat::json ? writeJson(listing, console.out)
                                         : writeText(listing, console.out);
-  finish(console.out);
   return tellGaps(listing.gaps, console);
 }
 

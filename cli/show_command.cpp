@@ -299,7 +299,6 @@ ExitStatus runShow(const Arguments& arguments, const Console& console, const Ope
   if (!request.object) {
     const ObjectListing listing = listingOf(side.schema, request.side.shown, gaps);
     json ? writeJson(listing, console.out) : writeText(listing, console.out);
-    finish(console.out);
     return tellGaps(gaps, console);
   }
   try {
@@ -318,7 +317,6 @@ ExitStatus runShow(const Arguments& arguments, const Console& console, const Ope
     tellGaps(gaps, console);
     throw;
   }
-  finish(console.out);
   return tellGaps(gaps, console);
 }
 
