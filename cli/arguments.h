@@ -58,6 +58,7 @@ struct Arguments {
   std::map<std::string_view, std::string> origins =
       {};                          // Setting::called of what is from elsewhere
   Environments environments = {};  // by the operands that name them
+  std::optional<std::string> configFile = {};
 
   bool has(std::string_view name) const { return options.contains(name); }
   bool isGiven(std::string_view name) const { return has(name) && !origins.contains(name); }

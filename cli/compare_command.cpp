@@ -92,31 +92,42 @@ Undertaking comparing(const Console& console) {
   return {console, u"comparing", "interrupted while comparing: no report was written"};
 }
 
-// `file`: none where it is standard output, perhaps of the terminal that shows the status.
-Undertaking writing(const std::optional<std::string>& file, const Console& console) {
-  return {console, file ? u"writing " + toUtf16(*file) : u"",
-          "interrupted while writing: " + file.value_or("the report") + " is incomplete"};
+enum class Written { all, notAll };
+
+// What keeps one file from being written keeps no other from it, and is complained about.
+template <class Write>
+Written tried(const Console& console, Write write) {
+  try {
+    write();
+    return Written::all;
+  } catch (const CommandError& error) {
+    console.complain(error);
+    return Written::notAll;
+  }
 }
 
-ExitStatus report(const diffSchema& differences, const CompareRequest& request,
-                  const ReportHeader& header, const Console& console) {
+Written report(const diffSchema& differences, const CompareRequest& request,
+               const ReportHeader& header, const Console& console) {
+  Written result = Written::all;
   for (const Output& output : request.outputs) {
-    const Colors colors = colorsFor(output, request.coloring, console);
-    const Undertaking undertaking = writing(output.file, console);
-    if (!output.file) {
-      write(differences, header, output.format, colors, console.out);
-      console.out.flush();
+    const auto writeTo = [&](std::ostream& out) {
+      write(differences, header, output.format, colorsFor(output, request.coloring, console), out);
+    };
+    if (output.file) {
+      const Written one = tried(console, [&] {
+        WrittenFile file("report", *output.file, console);
+        writeTo(file.stream());
+        file.close();
+      });
+      if (one == Written::notAll) result = one;
       continue;
     }
-    WrittenFile file("report", *output.file);
-    write(differences, header, output.format, colors, file.stream());
-    file.close();
+    const Undertaking undertaking(console, u"",
+                                  "interrupted while writing: the report is incomplete");
+    writeTo(console.out);
+    console.out.flush();
   }
-  if (!console.out) {
-    console.complain("cannot write to standard output");
-    return kError;
-  }
-  return differences == diffSchema{} ? kNoDifference : kDifferences;
+  return result;
 }
 
 // Takes out of both schemas what the patterns leave out, and notes it.
@@ -163,8 +174,7 @@ diffSchema compared(const std::array<Schema, 2>& schemas, const CompareRequest& 
 
 ExitStatus runCompare(const Arguments& arguments, const Console& console, const OpenSide& open) {
   const CompareRequest request = parseCompare(arguments);
-  const auto known =
-      request.accept ? loadKnownDifferences(*request.accept) : std::vector<KnownDifference>();
+  const KnownFiles known = loadKnownFiles(request);
   Readings readings =
       readPlaces({{kSideNames[0], request.places[0]}, {kSideNames[1], request.places[1]}},
                  request.switches, request.trace, console, open, request.selection);
@@ -183,28 +193,30 @@ ExitStatus runCompare(const Arguments& arguments, const Console& console, const 
   diffSchema differences =
       compared(schemas, request, readings.switches, mode, console, header.gaps);
 
-  if (request.writeAccept) {
-    const Undertaking undertaking = writing(request.writeAccept, console);
-    WrittenFile file("known differences", *request.writeAccept);
-    writeKnownDifferences(differences, known, file.stream());
-    file.close();
-  }
+  const bool isReadInFull =
+      header.gaps.size() == readings.missing.size() &&
+      std::ranges::all_of(sides, [](const SideReading& side) { return side.complete; });
+  const ComparedScope scope{request.selection, readings.switches, request.rules, mode,
+                            isReadInFull};
+  Written accepts = Written::all;
+  if (request.writeAccept)
+    accepts = tried(console, [&] { writeKnown(differences, known, scope, console); });
   const std::vector<std::string> gaps = header.gaps;
   for (std::size_t side = 0; side < 2; ++side) {
     if (!sides[side].complete)
       header.gaps.push_back(std::string(kSideNames[side]) + ": not everything could be loaded");
   }
-  if (request.accept)
-    differences =
-        withoutKnown(differences, known, *request.accept, request.selection, mode, console, header);
+  if (request.accept) differences = withoutKnown(differences, known, scope, console, header);
   {
     const Undertaking undertaking = comparing(console);
     header.renames = probableRenames(differences, schemas[0], schemas[1]);
   }
-  const ExitStatus status = report(differences, request, header, console);
+  const Written reports = report(differences, request, header, console);
   tellNotes(header.notes, request, console);
   for (const std::string& line : gaps) console.complain(line);
-  if (status == kError || header.coverage() == Coverage::complete) return status;
+  if (accepts == Written::notAll || reports == Written::notAll) return kError;
+  if (header.coverage() == Coverage::complete)
+    return differences == diffSchema{} ? kNoDifference : kDifferences;
   console.complain("not everything could be compared: equality is not proven");
   return kNotProven;
 }

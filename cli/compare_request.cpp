@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "cli/overwriting.h"
 #include "cli/side_arguments.h"
 #include "cli/switch_arguments.h"
 #include "cli/two_sides.h"
@@ -37,7 +38,7 @@ constexpr auto kSelecting = std::to_array<Option>({
 });
 constexpr auto kAccepting = std::to_array<Option>({
     {kAccept, kFile, "of known differences, which do not count"},
-    {kWriteAccept, kFile, "write the differences there, in the form that --accept takes"},
+    {kWriteAccept, kFile, "write the differences in the form that --accept takes, or update them"},
 });
 constexpr auto kRules = std::to_array<Option>({
     {kIgnoreCase, "", "names that differ in case alone are the same"},
@@ -100,8 +101,10 @@ CompareRequest parseCompare(const Arguments& arguments) {
   request.coloring = choiceOf<kColorings>(arguments, kColor, Coloring::onTerminal);
   request.accept = arguments.value(kAccept);
   request.writeAccept = arguments.value(kWriteAccept);
-  for (const std::string_view option : {kTrace, kOutput, kHtml, kJson, kTree, kWriteAccept})
-    refuseOverwriting(arguments, option, kTwoSides);
+  refuseOverwriting(arguments, request.places,
+                    {.written = {kTrace, kOutput, kHtml, kJson, kTree, kWriteAccept},
+                     .read = kAccept,
+                     .updates = kWriteAccept});
   return request;
 }
 

@@ -273,7 +273,6 @@ ExitStatus runCompletion(const Arguments& arguments, const Console& console, con
           : kOperands.end();
   if (operand == kOperands.end()) throw UsageError("completion needs bash, zsh or environments");
   operand->write(console.out);
-  finish(console.out);
   return kNoDifference;
 }
 

@@ -42,6 +42,8 @@ struct Console {
   bool outIsTerminal = false;
   // Shows what is being done; none where that is not shown.
   std::function<void(std::u16string status)> showStatus = {};
+  // Whether whoever read what is written to `out` has had enough, as `head` does.
+  std::function<bool()> outIsLeft = {};
 
   // A line of the command itself on standard error. Controls in `text` (UTF-8) are shown as "?", so
   // that no name or server text can steer the terminal or break the line.

@@ -15,6 +15,7 @@
 #include "cli/interruption.h"
 #include "cli/listing.h"
 #include "cli/name_pattern.h"
+#include "cli/overwriting.h"
 #include "cli/reading.h"
 #include "cli/tracing_connection.h"
 #include "cli/two_sides.h"
@@ -84,7 +85,7 @@ DataRequest parseData(const Arguments& arguments) {
       throw UsageError("'" + request.sides.shown[side] +
                        "' is a snapshot, and a snapshot has no rows; name the database");
   }
-  refuseOverwriting(arguments, kTrace, kTwoSides);
+  refuseOverwriting(arguments, request.sides.places, {.written = {kTrace}});
   return request;
 }
 
@@ -329,7 +330,7 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
   console.complain(
       "rows are paired by position, in the order in which either side returns them: where that "
       "order is another one, equal rows count as different");
-  std::optional<WrittenFile> trace;
+  std::optional<LogFile> trace;
   if (request.trace) trace.emplace("trace", *request.trace);
   DataReport report;
   {
@@ -347,7 +348,6 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
     writeJson(report, console.out);
   else
     writeText(report, console.out);
-  finish(console.out);
   tellGaps(report.gaps, console);
   const ExitStatus status = report.status();
   if (status == kNotProven)

@@ -42,10 +42,10 @@ void Interruption::watch() {
   }
 }
 
-Interruption endsAtOnce(StatusLine& line, std::string text) {
+Interruption endsAtOnce(StatusLine& line, std::function<std::string()> leave) {
   return Interruption(
-      [&line, text = std::move(text)](int signal) {
-        line.complain(text);
+      [&line, leave = std::move(leave)](int signal) {
+        line.complain(leave());
         std::raise(signal);
       },
       [] {});

@@ -40,18 +40,27 @@ class Interruption {
   std::thread watcher_;
 };
 
-// Ends the process by the signal that it gets, once `text` is told on the line, which outlives it.
-Interruption endsAtOnce(StatusLine& line, std::string text);
+// Ends the process by the signal that it gets, once the text that `leave` returns, from another
+// thread, stands on the line, which outlives it.
+Interruption endsAtOnce(StatusLine& line, std::function<std::string()> leave);
+inline Interruption endsAtOnce(StatusLine& line, std::string text) {
+  return endsAtOnce(line, [text = std::move(text)] { return text; });
+}
 
 // Something else than reading, that takes its time: it stands on the status line, and Ctrl-C ends
 // the process with a word about what it leaves behind.
 class Undertaking {
  public:
   // An empty status is not shown.
-  Undertaking(const Console& console, std::u16string status, std::string whenInterrupted)
-      : line_(console), ending_(endsAtOnce(line_, std::move(whenInterrupted))) {
+  // `leave` as for endsAtOnce.
+  Undertaking(const Console& console, std::u16string status, std::function<std::string()> leave)
+      : line_(console), ending_(endsAtOnce(line_, std::move(leave))) {
     if (!status.empty()) line_.show("kelvane", std::move(status));
   }
+  Undertaking(const Console& console, std::u16string status, std::string whenInterrupted)
+      : Undertaking(
+            console, std::move(status),
+            std::function<std::string()>([text = std::move(whenInterrupted)] { return text; })) {}
 
  private:
   StatusLine line_;

@@ -7,6 +7,9 @@
 #include <fstream>
 #include <sstream>
 
+#include "cli/figures.h"
+#include "cli/written_file.h"
+
 namespace kelvane::cli {
 namespace {
 
@@ -19,16 +22,7 @@ std::chrono::year_month_day today() {
           std::chrono::day(static_cast<unsigned>(moment.tm_mday))};
 }
 
-bool takesPart(const KnownDifference& one, const Selection& selection, CaseMode names) {
-  std::u16string_view name = one.object;
-  if (one.kind != entity_USER && one.kind != entity_GROUP) name.remove_prefix(name.find(u'.') + 1);
-  Selection::Tally uncounted;
-  return selection.takes(one.kind, {name, one.object}, names, uncounted);
-}
-
-}  // namespace
-
-std::vector<KnownDifference> loadKnownDifferences(const std::string& path) {
+KnownList load(const std::string& path) {
   errno = 0;
   std::ifstream file(path, std::ios::binary);
   if (!file || std::filesystem::is_directory(path))
@@ -42,21 +36,59 @@ std::vector<KnownDifference> loadKnownDifferences(const std::string& path) {
   }
 }
 
-diffSchema withoutKnown(const diffSchema& differences, const std::vector<KnownDifference>& known,
-                        const std::string& path, const Selection& selection, CaseMode names,
-                        const Console& console, ReportHeader& header) {
-  const Acceptance acceptance = accept(differences, known, today());
+}  // namespace
+
+KnownFiles loadKnownFiles(const CompareRequest& request) {
+  KnownFiles files{request.accept, request.writeAccept, {}, {}};
+  if (files.accept) files.accepted = load(*files.accept);
+  std::error_code ignored;
+  if (!files.written || !std::filesystem::is_regular_file(*files.written, ignored) ||
+      (files.accept && std::filesystem::equivalent(*files.accept, *files.written, ignored)))
+    return files;
+  try {
+    files.replaced = load(*files.written);
+  } catch (const CommandError& error) {
+    throw CommandError(
+        {"'" + *files.written +
+         "' is not overwritten, as it is no file of known differences: " + error.what()});
+  }
+  return files;
+}
+
+diffSchema withoutKnown(const diffSchema& differences, const KnownFiles& files,
+                        const ComparedScope& scope, const Console& console, ReportHeader& header) {
+  const Acceptance acceptance = accept(differences, files.accepted.known, today());
   header.notes.push_back("Accepted differences: " + std::to_string(acceptance.accepted));
   const auto tell = [&](const KnownDifference& one, const std::string& what) {
-    console.complain(path + ":" + std::to_string(one.line) + ": " + what + ": " + one.difference);
+    console.complain(*files.accept + ":" + std::to_string(one.line) + ": " + what + ": " +
+                     one.difference);
   };
   for (const KnownDifference* one : acceptance.expired) tell(*one, "has expired");
-  // What could not be read may still be different.
-  if (header.coverage() == Coverage::partial) return acceptance.rest;
+  const bool isUpdated = files.written && !files.replaced;
+  if (isUpdated) return acceptance.rest;
   for (const KnownDifference* one : acceptance.unused) {
-    if (takesPart(*one, selection, names)) tell(*one, "there is no such difference");
+    if (scope.couldFind(*one)) tell(*one, "there is no such difference");
   }
   return acceptance.rest;
+}
+
+void writeKnown(const diffSchema& differences, const KnownFiles& files, const ComparedScope& scope,
+                const Console& console) {
+  const KnownList none;
+  const KnownList& list = files.replaced ? *files.replaced : files.accepted;
+  const KnownList& others = files.replaced ? files.accepted : none;
+  WrittenFile file("known differences", *files.written, console);
+  const KnownUpdate update = writeKnownDifferences(
+      differences, list, others, [&](const KnownDifference& one) { return scope.couldFind(one); },
+      file.stream());
+  file.close();
+  const std::string& path = files.replaced ? *files.written : files.accept.value_or("");
+  for (const KnownDifference* one : update.dropped)
+    console.complain(path + ":" + std::to_string(one->line) +
+                     ": dropped, there is no such difference: " + list.lines[one->line - 1]);
+  if (update.kept > 0)
+    console.complain(*files.written + ": kept " + counted(update.kept, "line") +
+                     " about what was not compared");
 }
 
 }  // namespace kelvane::cli

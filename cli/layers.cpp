@@ -116,6 +116,7 @@ std::optional<ConfigFile> configFileFor(const Settings& given) {
 Arguments completed(CommandLine line, const Verb& verb) {
   Arguments arguments;
   const auto file = verb.sides == Sides::none ? std::nullopt : configFileFor(line.settings);
+  if (file) arguments.configFile = file->path;
   Settings ofSides;
   for (const std::string& operand : sidesOf(line, verb)) {
     const std::string name = environmentIn(operand, file);

@@ -6,6 +6,7 @@
 
 #include "cli/listing.h"
 #include "cli/one_side.h"
+#include "cli/overwriting.h"
 #include "cli/reading.h"
 #include "cli/side_reader.h"
 #include "cli/written_file.h"
@@ -26,7 +27,7 @@ struct ListRequest {
 ListRequest parseList(const Arguments& arguments) {
   ListRequest request{.side = oneSide(arguments, "list", "KIND"), .trace = arguments.value(kTrace)};
   request.format = listingFormatOf(arguments);
-  refuseOverwriting(arguments, kTrace, {&kOneSide, 1});
+  refuseOverwriting(arguments, {&request.side.place, 1}, {.written = {kTrace}});
   if (const auto& word = request.side.further) {
     const ObjectKind* const kind = objectKindOf(*word);
     if (kind == nullptr)
@@ -59,7 +60,7 @@ ExitStatus runList(const Arguments& arguments, const Console& console, const Ope
   const ListRequest request = parseList(arguments);
   std::vector<NamedPlace> places{{"side", request.side.place}};
   const auto sides = openSides(places, console, open);
-  std::optional<WrittenFile> traceFile;
+  std::optional<LogFile> traceFile;
   std::optional<Trace> trace;
   if (request.trace) {
     traceFile.emplace("trace", *request.trace);
@@ -81,7 +82,6 @@ ExitStatus runList(const Arguments& arguments, const Console& console, const Ope
   }
   request.format == ListingFormat::json ? writeJson(listing, console.out)
                                         : writeText(listing, console.out);
-  finish(console.out);
   return tellGaps(listing.gaps, console);
 }
 

@@ -36,9 +36,4 @@ ExitStatus tellGaps(const std::vector<std::string>& gaps, const Console& console
   return gaps.empty() ? kNoDifference : kNotProven;
 }
 
-void finish(std::ostream& out) {
-  out.flush();
-  if (!out) throw CommandError({"cannot write to standard output"});
-}
-
 }  // namespace kelvane::cli

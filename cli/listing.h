@@ -44,7 +44,4 @@ void writeJson(const ObjectListing& listing, std::ostream& out);
 // Complains about what could not be read.
 ExitStatus tellGaps(const std::vector<std::string>& gaps, const Console& console);
 
-// Throws CommandError when something that was written to the stream is lost.
-void finish(std::ostream& out);
-
 }  // namespace kelvane::cli

@@ -1,5 +1,6 @@
 #include <csignal>
 #include <iostream>
+#include <poll.h>
 #include <string>
 #include <string_view>
 #include <unistd.h>
@@ -20,13 +21,27 @@ extern "C" void endOnAbort(int) {
   _exit(kelvane::cli::kError);
 }
 
+// Whether nobody can read any more what is written to standard output.
+bool outIsLeft() {
+  pollfd polled{STDOUT_FILENO, POLLOUT, 0};
+  return poll(&polled, 1, 0) > 0 && (polled.revents & POLLERR) != 0;
+}
+
 }  // namespace
 
 int main(int count, char** words) {
   std::signal(SIGABRT, endOnAbort);
+  // Writing then fails, with a reason that can be told, and files are written all the same.
+  std::signal(SIGXFSZ, SIG_IGN);
+  std::signal(SIGPIPE, SIG_IGN);
   kelvane::embedded::prepareForThreads();
   const std::vector<std::string> arguments(words + (count > 0 ? 1 : 0), words + count);
-  const kelvane::cli::Console console{std::cout, std::cerr, isatty(STDERR_FILENO) != 0,
-                                      kelvane::cli::askOnTerminal, isatty(STDOUT_FILENO) != 0};
+  const kelvane::cli::Console console{std::cout,
+                                      std::cerr,
+                                      isatty(STDERR_FILENO) != 0,
+                                      kelvane::cli::askOnTerminal,
+                                      isatty(STDOUT_FILENO) != 0,
+                                      {},
+                                      outIsLeft};
   return kelvane::cli::run(arguments, console);
 }

@@ -124,7 +124,6 @@ ExitStatus runManual(const Arguments& arguments, const Console& console, const O
   std::string text(kManualText);
   for (const auto& [mark, part] : parts) text.replace(text.find(mark), mark.size(), part);
   console.out << text;
-  finish(console.out);
   return kNoDifference;
 }
 

@@ -191,7 +191,7 @@ Readings readPlaces(std::vector<NamedPlace> places, const cComparisonOptions& wa
   }
   auto sides = openSides(places, console, open);
 
-  std::optional<WrittenFile> traceFile;
+  std::optional<LogFile> traceFile;
   if (trace) traceFile.emplace("trace", *trace);
   const auto options = std::make_shared<cComparisonOptions>(readings.switches);
   // Without the name the reader cannot tell the primary key's index from others.

@@ -37,11 +37,19 @@ ExitStatus dispatch(std::span<const std::string> words, const Console& console,
   return kNoDifference;
 }
 
+// What a reader of standard output does not want is no failure; files are written all the same.
+int finished(ExitStatus status, const Console& console) {
+  console.out.flush();
+  if (console.out || (console.outIsLeft && console.outIsLeft())) return status;
+  console.complain("cannot write to standard output");
+  return kError;
+}
+
 }  // namespace
 
 int run(std::span<const std::string> arguments, const Console& console, const OpenSide& open) {
   try {
-    return dispatch(arguments, console, open);
+    return finished(dispatch(arguments, console, open), console);
   } catch (const UsageError& error) {
     console.complain(std::string(error.what()) + "; see kelvane --help");
   } catch (const CommandError& error) {

@@ -8,6 +8,7 @@
 #include "cli/listing.h"
 #include "cli/object_search.h"
 #include "cli/one_side.h"
+#include "cli/overwriting.h"
 #include "cli/reading.h"
 #include "cli/switch_arguments.h"
 #include "cli/text_table.h"
@@ -50,7 +51,7 @@ ShowRequest parseShow(const Arguments& arguments) {
                       arguments.has(kSource),
                       listingFormatOf(arguments),
                       arguments.value(kTrace)};
-  refuseOverwriting(arguments, kTrace, {&kOneSide, 1});
+  refuseOverwriting(arguments, {&request.side.place, 1}, {.written = {kTrace}});
   if (request.side.further) request.object = wantedObject(*request.side.further);
   if (const auto property = arguments.value(kSort))
     request.sorting = {toUtf16(*property), Boolean(!arguments.has(kDescending)),
@@ -298,7 +299,6 @@ ExitStatus runShow(const Arguments& arguments, const Console& console, const Ope
   if (!request.object) {
     const ObjectListing listing = listingOf(side.schema, request.side.shown, gaps);
     json ? writeJson(listing, console.out) : writeText(listing, console.out);
-    finish(console.out);
     return tellGaps(gaps, console);
   }
   try {
@@ -317,7 +317,6 @@ ExitStatus runShow(const Arguments& arguments, const Console& console, const Ope
     tellGaps(gaps, console);
     throw;
   }
-  finish(console.out);
   return tellGaps(gaps, console);
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <filesystem>
 
 #include "model/text.h"
 
@@ -222,27 +221,6 @@ std::string nameOf(const Place& place, const std::vector<std::string>& operands)
   for (const std::string& operand : operands)
     names += (names.empty() ? "" : " ") + std::string(environmentName(operand));
   return names;
-}
-
-void refuseOverwriting(const Arguments& arguments, std::string_view option,
-                       std::span<const SideOptions> sides) {
-  const auto written = arguments.value(option);
-  if (!written) return;
-  std::vector<std::string> files = arguments.operands;
-  for (const SideOptions& options : sides) {
-    if (const auto file = arguments.value(options.passwordFile)) files.push_back(*file);
-  }
-  for (const auto& [operand, environment] : arguments.environments) {
-    files.insert(files.end(), environment.scripts.begin(), environment.scripts.end());
-    for (const auto& file : {environment.snapshot, environment.passwordFile}) {
-      if (file) files.push_back(*file);
-    }
-  }
-  for (const std::string& file : files) {
-    std::error_code ignored;
-    if (std::filesystem::equivalent(*written, file, ignored))
-      throw UsageError(arguments.called(option) + " would overwrite '" + file + "'");
-  }
 }
 
 }  // namespace kelvane::cli

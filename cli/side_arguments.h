@@ -38,8 +38,4 @@ Place placeOf(const Arguments& arguments, const std::vector<std::string>& operan
 // How the user calls a place, without secrets.
 std::string nameOf(const Place& place, const std::vector<std::string>& operands);
 
-// For an option with a file that is written: it must not be one that is read.
-void refuseOverwriting(const Arguments& arguments, std::string_view option,
-                       std::span<const SideOptions> sides);
-
 }  // namespace kelvane::cli

@@ -6,6 +6,7 @@
 
 #include "cli/interruption.h"
 #include "cli/one_side.h"
+#include "cli/overwriting.h"
 #include "cli/reading.h"
 #include "cli/side_arguments.h"
 #include "cli/switch_arguments.h"
@@ -33,17 +34,15 @@ std::string now() {
 
 void write(const Snapshot& snapshot, const std::optional<std::string>& path,
            const Console& console) {
-  const Undertaking writing(
-      console, path ? u"writing " + toUtf16(*path) : u"",
-      "interrupted while writing: " + path.value_or("the snapshot") + " is incomplete");
   if (path) {
-    WrittenFile file("snapshot", *path);
+    WrittenFile file("snapshot", *path, console);
     writeSnapshot(snapshot, file.stream());
     file.close();
   } else {
+    const Undertaking writing(console, u"",
+                              "interrupted while writing: the snapshot is incomplete");
     writeSnapshot(snapshot, console.out);
     console.out.flush();
-    if (!console.out) throw CommandError({"cannot write to standard output"});
   }
 }
 
@@ -56,8 +55,8 @@ std::vector<OptionFamily> snapshotOptions() {
 ExitStatus runSnapshot(const Arguments& arguments, const Console& console, const OpenSide& open) {
   if (arguments.parting || arguments.operands.empty() != arguments.has(kOneSide.server))
     throw UsageError("snapshot needs one SIDE, or --server");
-  refuseOverwriting(arguments, kOutput, {&kOneSide, 1});
   const Place place = placeOf(arguments, arguments.operands, kOneSide, readingSettings(arguments));
+  refuseOverwriting(arguments, {&place, 1}, {.written = {kTrace, kOutput}});
   Readings readings =
       readPlaces({{"side", place}}, switchesOf(arguments), arguments.value(kTrace), console, open);
   SideReading& side = readings.sides[0];

@@ -41,7 +41,8 @@ class Trace {
   JsonObject statement(std::u16string_view text, std::u16string_view outcome,
                        std::u16string_view kind = u"sql") const;
   JsonObject event(std::u16string_view name) const;
-  void write(const JsonObject& line) { out_ << line.text() << '\n'; }
+  // At once: the run may not come to its end.
+  void write(const JsonObject& line) { out_ << line.text() << '\n' << std::flush; }
 
   std::ostream& out_;
   std::u16string side_;

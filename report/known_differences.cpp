@@ -35,18 +35,22 @@ std::string valueToken(std::u16string_view value) {
 
 // A difference as a line has it, up to its values.
 struct Written {
-  std::string place, values;
+  std::string object, within, values;
 
-  std::string exact() const { return place + ": " + values; }
-  std::string any() const { return place + ": " + std::string(kAnyValues); }
+  std::string exact() const { return object + within + ": " + values; }
+  std::string any() const { return object + within + ": " + std::string(kAnyValues); }
 };
 
-Written written(std::string place, const typeDiff& difference) {
+std::string objectText(enumEntityType kind, std::u16string_view name) {
+  return std::string(wordOf(kind)) + " " + textToken(name);
+}
+
+Written written(std::string object, std::string within, const typeDiff& difference) {
   if (difference.DiffType == diff_DoesNotExist)
-    return {std::move(place),
+    return {std::move(object), std::move(within),
             difference.Location == location_Source ? "only in source" : "only in target"};
-  place += ", " + textToken(difference.SubEntityType);
-  return {std::move(place),
+  within += ", " + textToken(difference.SubEntityType);
+  return {std::move(object), std::move(within),
           valueToken(difference.DataOnSource) + " -> " + valueToken(difference.DataOnTarget)};
 }
 
@@ -54,9 +58,9 @@ Written written(std::string place, const typeDiff& difference) {
 template <class Object>
 Written written(const Kind<Object>& kind, const Object& object, const typeDiff& difference) {
   const bool ofGroup = kind.entityType == entity_TABLE && difference.SubEntityType == u"Owner";
-  const std::string_view word = wordOf(ofGroup ? entity_GROUP : kind.entityType);
-  const std::u16string& name = ofGroup ? object.Name : object.FullName;
-  return written(std::string(word) + " " + textToken(name), difference);
+  return written(ofGroup ? objectText(entity_GROUP, object.Name)
+                         : objectText(kind.entityType, object.FullName),
+                 {}, difference);
 }
 
 template <class Object>
@@ -64,9 +68,8 @@ Written written(const Kind<Object>& kind, const Object& object, Part part, const
                 const typeDiff& difference) {
   std::string word = toUtf8(titleOf(part, entity).word);
   std::ranges::replace(word, ' ', '-');
-  return written(std::string(wordOf(kind.entityType)) + " " + textToken(object.FullName) + ", " +
-                     word + " " + textToken(entity.Name),
-                 readable(part, difference));
+  return written(objectText(kind.entityType, object.FullName),
+                 ", " + word + " " + textToken(entity.Name), readable(part, difference));
 }
 
 // Keeps the differences of a tree that keep(written) is true for, and counts those that it takes.
@@ -116,7 +119,14 @@ class Filter {
   Keep keep_;
 };
 
+using Texts = std::unordered_set<std::string>;
 using Index = std::unordered_map<std::string_view, const KnownDifference*>;
+
+Index indexOf(const std::vector<KnownDifference>& known) {
+  Index index;
+  for (const KnownDifference& one : known) index.emplace(one.difference, &one);
+  return index;
+}
 
 const KnownDifference* find(const Index& index, const Written& difference) {
   for (const std::string& text : {difference.exact(), difference.any()}) {
@@ -124,6 +134,106 @@ const KnownDifference* find(const Index& index, const Written& difference) {
   }
   return nullptr;
 }
+
+std::string_view textOf(const KnownList& list, const KnownDifference& known) {
+  return list.lines[known.line - 1];
+}
+
+// A list with what is to become of it.
+class Update {
+ public:
+  Update(const KnownList& list, const KnownList& others)
+      : list_(list), others_(others), known_(indexOf(list.known)), lent_(indexOf(others.known)) {}
+
+  void see(const Written& difference) {
+    const std::string exact = difference.exact(), any = difference.any();
+    const bool isNew = seen_.insert(exact).second;
+    seen_.insert(any);
+    if (!isNew || known_.contains(exact) || known_.contains(any)) return;
+    const KnownDifference* lent = find(lent_, difference);
+    if (lent != nullptr && !lentLines_.insert(lent->line).second) return;
+    add(difference.object, lent != nullptr ? std::string(textOf(others_, *lent))
+                                           : exact + "  # " + std::string(kNoReason));
+  }
+
+  KnownUpdate write(const std::function<bool(const KnownDifference&)>& couldBeFound,
+                    std::ostream& out) {
+    KnownUpdate result;
+    for (const KnownDifference& one : list_.known) {
+      if (seen_.contains(one.difference)) continue;
+      if (couldBeFound(one))
+        result.dropped.push_back(&one);
+      else
+        ++result.kept;
+    }
+    for (const KnownDifference& one : others_.known) {
+      if (seen_.contains(one.difference) || known_.contains(one.difference) || couldBeFound(one))
+        continue;
+      add(objectText(one.kind, one.object), std::string(textOf(others_, one)));
+      ++result.kept;
+    }
+    writeLines(result.dropped, out);
+    return result;
+  }
+
+ private:
+  void add(const std::string& object, std::string text) {
+    const auto [group, isNew] = places_.emplace(object, added_.size());
+    if (isNew) added_.emplace_back();
+    added_[group->second].push_back(std::move(text));
+  }
+
+  // What is new of an object stands behind what there is of it.
+  void writeLines(const std::vector<const KnownDifference*>& dropped, std::ostream& out) {
+    std::vector<const KnownDifference*> knownOf(list_.lines.size());
+    std::unordered_map<std::string, std::size_t> lastOf;
+    for (const KnownDifference& one : list_.known) {
+      knownOf[one.line - 1] = &one;
+      if (!std::ranges::binary_search(dropped, one.line, {}, &KnownDifference::line))
+        lastOf[objectText(one.kind, one.object)] = one.line;
+    }
+    if (list_.lines.empty())
+      out << "# Differences that are accepted, one a line, with the reason behind '#'. Before "
+             "that\n"
+             "# may stand the last day: until 2027-01-31. A star in place of both values accepts "
+             "any.\n";
+    for (std::size_t at = 0; at < list_.lines.size(); ++at) {
+      const KnownDifference* known = knownOf[at];
+      if (known == nullptr) {
+        out << list_.lines[at] << list_.lineEnd;
+        continue;
+      }
+      if (std::ranges::binary_search(dropped, known->line, {}, &KnownDifference::line)) continue;
+      out << lineOf(*known) << list_.lineEnd;
+      const std::string object = objectText(known->kind, known->object);
+      if (lastOf.at(object) == known->line) writeAdded(object, out);
+    }
+    for (const std::vector<std::string>& texts : added_) writeTexts(texts, out);
+  }
+
+  std::string_view lineOf(const KnownDifference& known) const {
+    const auto better = lent_.find(known.difference);
+    const bool isBetter = known.reason == kNoReason && better != lent_.end();
+    return isBetter ? textOf(others_, *better->second) : textOf(list_, known);
+  }
+  void writeAdded(const std::string& object, std::ostream& out) {
+    const auto found = places_.find(object);
+    if (found == places_.end()) return;
+    writeTexts(added_[found->second], out);
+    added_[found->second].clear();
+  }
+  void writeTexts(const std::vector<std::string>& texts, std::ostream& out) const {
+    for (const std::string& text : texts) out << text << list_.lineEnd;
+  }
+
+  const KnownList& list_;
+  const KnownList& others_;
+  const Index known_, lent_;
+  Texts seen_;
+  std::unordered_set<std::size_t> lentLines_;
+  std::vector<std::vector<std::string>> added_;  // by object, in the order of the differences
+  std::unordered_map<std::string, std::size_t> places_;
+};
 
 }  // namespace
 }  // namespace report
@@ -141,38 +251,35 @@ Acceptance accept(const diffSchema& differences, std::span<const KnownDifference
     else
       valid.emplace(one.difference, &one);
   }
-  std::unordered_set<const KnownDifference*> used;
+  report::Texts used;
   report::Filter filter([&](const report::Written& difference) {
-    const KnownDifference* one = report::find(valid, difference);
-    if (one == nullptr) return true;
-    used.insert(one);
-    ++result.accepted;
-    return false;
+    const std::string exact = difference.exact(), any = difference.any();
+    bool isAccepted = false;
+    for (const std::string& text : {exact, any}) {
+      if (!valid.contains(text)) continue;
+      used.insert(text);
+      isAccepted = true;
+    }
+    if (isAccepted) ++result.accepted;
+    return !isAccepted;
   });
   result.rest = filter.apply(differences);
   for (const KnownDifference& one : known) {
-    if (!hasExpired(one) && !used.contains(&one)) result.unused.push_back(&one);
+    if (!hasExpired(one) && !used.contains(one.difference)) result.unused.push_back(&one);
   }
   return result;
 }
 
-void writeKnownDifferences(const diffSchema& differences, std::span<const KnownDifference> known,
-                           std::ostream& out) {
-  out << "# Differences that are accepted, one a line, with the reason behind '#'. Before that\n"
-         "# may stand the last day: until 2027-01-31. A star in place of both values accepts "
-         "any.\n";
-  report::Index index;
-  for (const KnownDifference& one : known) index.emplace(one.difference, &one);
-  std::unordered_set<std::string> lines;
+KnownUpdate writeKnownDifferences(const diffSchema& differences, const KnownList& list,
+                                  const KnownList& others,
+                                  const std::function<bool(const KnownDifference&)>& couldBeFound,
+                                  std::ostream& out) {
+  report::Update update(list, others);
   report::Filter([&](const report::Written& difference) {
-    const KnownDifference* one = report::find(index, difference);
-    const std::string text = one != nullptr ? one->difference : difference.exact();
-    if (!lines.insert(text).second) return false;
-    out << text;
-    if (one != nullptr && one->until) out << " until " << report::dateText(*one->until);
-    out << "  # " << (one != nullptr ? one->reason : "not explained yet") << '\n';
+    update.see(difference);
     return false;
   }).apply(differences);
+  return update.write(couldBeFound, out);
 }
 
 }  // namespace kelvane

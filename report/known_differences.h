@@ -14,6 +14,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <iosfwd>
 #include <optional>
 #include <span>
@@ -34,6 +35,15 @@ struct KnownDifference {
   std::string reason;                                // not empty
   enumEntityType kind = entity_TABLE;                // of the object
   std::u16string object;                             // its full name
+  std::string part;      // the word of the sub-entity, "foreign-key"; empty: the object itself
+  std::u16string label;  // "Length"; empty: it is on one side alone
+};
+
+// A file of them.
+struct KnownList {
+  std::vector<std::string> lines;  // all of them as they stand, without their ends
+  std::string lineEnd = "\n";
+  std::vector<KnownDifference> known;
 };
 
 // A line that cannot be understood; the text says which and why.
@@ -42,7 +52,7 @@ struct KnownDifferencesError : std::runtime_error {
 };
 
 // Throws KnownDifferencesError. Empty lines and those that begin with '#' say nothing.
-std::vector<KnownDifference> readKnownDifferences(std::string_view utf8);
+KnownList readKnownDifferences(std::string_view utf8);
 
 struct Acceptance {
   diffSchema rest;           // what is not accepted
@@ -51,12 +61,23 @@ struct Acceptance {
 };
 
 // Takes the known differences that have not expired on `today` out of a tree. A known one that has
-// is not used. The result refers to `known`.
+// is neither used nor unused. The result refers to `known`.
 Acceptance accept(const diffSchema& differences, std::span<const KnownDifference> known,
                   std::chrono::year_month_day today);
 
-// Writes all differences as such a list, those that `known` has with their dates and reasons.
-void writeKnownDifferences(const diffSchema& differences, std::span<const KnownDifference> known,
-                           std::ostream& out);
+// What became of the lines of a list whose differences there are not.
+struct KnownUpdate {
+  std::vector<const KnownDifference*> dropped;
+  std::size_t kept = 0;
+};
+
+// Writes `list` so that it has a line for each of the differences and, of the others, those whose
+// difference could not be found. What stays, remarks included, stays as it is and where it is.
+// `others` may be asked for lines that the list lacks or has no reason for; those of its lines
+// whose difference could not be found are added. The result refers to `list`.
+KnownUpdate writeKnownDifferences(const diffSchema& differences, const KnownList& list,
+                                  const KnownList& others,
+                                  const std::function<bool(const KnownDifference&)>& couldBeFound,
+                                  std::ostream& out);
 
 }  // namespace kelvane

@@ -141,9 +141,14 @@ KnownDifference readKnownLine(std::string_view text) {
   result.object = unquoted(object);
   result.difference = word + " " + object;
   while (line.take(",")) {
-    result.difference += ", " + line.token("what differs");
-    if (!line.startsWith(",") && !line.startsWith(":"))
+    const std::string what = line.token("what differs");
+    result.difference += ", " + what;
+    if (!line.startsWith(",") && !line.startsWith(":")) {
+      result.part = what;
       result.difference += " " + line.token("a name");
+    } else {
+      result.label = unquoted(what);
+    }
   }
   line.expect(":");
   result.difference += ": " + valuesOf(line);
@@ -156,22 +161,27 @@ KnownDifference readKnownLine(std::string_view text) {
 
 }  // namespace report
 
-std::vector<KnownDifference> readKnownDifferences(std::string_view utf8) {
+KnownList readKnownDifferences(std::string_view utf8) {
   if (utf8.starts_with("\xEF\xBB\xBF")) utf8.remove_prefix(3);
-  std::vector<KnownDifference> result;
-  for (std::size_t number = 1; !utf8.empty(); ++number) {
+  KnownList result;
+  while (!utf8.empty()) {
     const std::size_t end = std::min(utf8.find('\n'), utf8.size());
     std::string_view line = utf8.substr(0, end);
     utf8.remove_prefix(std::min(end + 1, utf8.size()));
+    if (line.ends_with('\r')) {
+      line.remove_suffix(1);
+      result.lineEnd = "\r\n";
+    }
+    result.lines.emplace_back(line);
     line = line.substr(0, line.find_last_not_of(" \t\r") + 1);
     line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
     if (line.empty() || line.starts_with('#')) continue;
     try {
-      result.push_back(report::readKnownLine(line));
+      result.known.push_back(report::readKnownLine(line));
     } catch (const KnownDifferencesError& error) {
-      throw KnownDifferencesError(std::to_string(number) + ": " + error.what());
+      throw KnownDifferencesError(std::to_string(result.lines.size()) + ": " + error.what());
     }
-    result.back().line = number;
+    result.known.back().line = result.lines.size();
   }
   return result;
 }

@@ -14,6 +14,9 @@ namespace kelvane::report {
 // Stands in place of two values that may be any.
 inline constexpr std::string_view kAnyValues = "*";
 
+// The reason of a difference that nobody has given one for.
+inline constexpr std::string_view kNoReason = "not explained yet";
+
 // A name or value as it stands in a line.
 std::string textToken(std::u16string_view text);
 

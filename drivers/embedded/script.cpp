@@ -226,22 +226,6 @@ bool isScript(const fs::path& path) {
   return tsql::equalsIgnoringCase(path.extension().string(), ".sql");
 }
 
-// Throws fs::filesystem_error.
-std::vector<fs::path> scriptsOf(const fs::path& folder) {
-  std::vector<fs::path> scripts;
-  const auto options = fs::directory_options::follow_directory_symlink;
-  for (auto entry = fs::recursive_directory_iterator(folder, options);
-       entry != fs::recursive_directory_iterator(); ++entry) {
-    if (isHidden(entry->path())) {
-      entry.disable_recursion_pending();
-    } else if (entry->is_regular_file() && isScript(entry->path())) {
-      scripts.push_back(entry->path());
-    }
-  }
-  std::ranges::sort(scripts);
-  return scripts;
-}
-
 std::vector<fs::path> filesOf(std::span<const fs::path> places, LoadReport& report) {
   std::vector<fs::path> files;
   for (const fs::path& place : places) {
@@ -277,6 +261,28 @@ std::string ScriptNote::describe() const {
   result += text;
   if (!statement.empty()) result += " (near \"" + statement + "\")";
   return result;
+}
+
+std::vector<fs::path> scriptsOf(const fs::path& folder) {
+  std::vector<fs::path> scripts;
+  const auto options = fs::directory_options::follow_directory_symlink;
+  for (auto entry = fs::recursive_directory_iterator(folder, options);
+       entry != fs::recursive_directory_iterator(); ++entry) {
+    if (isHidden(entry->path())) {
+      entry.disable_recursion_pending();
+    } else if (entry->is_regular_file() && isScript(entry->path())) {
+      scripts.push_back(entry->path());
+    }
+  }
+  std::ranges::sort(scripts);
+  return scripts;
+}
+
+bool isScriptOf(const fs::path& folder, const fs::path& file) {
+  std::error_code failed;
+  const fs::path within = file.lexically_relative(fs::canonical(folder, failed));
+  return !failed && !within.empty() && isScript(within) &&
+         std::ranges::none_of(within, [](const fs::path& part) { return isHidden(part); });
 }
 
 LoadReport loadScript(EmbeddedCatalog& catalog, std::string_view name, std::string_view text,

@@ -60,6 +60,11 @@ struct LoadOptions {
 LoadReport loadScript(EmbeddedCatalog& catalog, std::string_view name, std::string_view text,
                       const LoadOptions& options = {});
 
+/// The scripts that a folder stands for. Throws std::filesystem::filesystem_error.
+std::vector<std::filesystem::path> scriptsOf(const std::filesystem::path& folder);
+/// Whether a file, there or not, whose path has no links would be one of them.
+bool isScriptOf(const std::filesystem::path& folder, const std::filesystem::path& file);
+
 /// The same for several files, one after the other on the same database, each with a session of its
 /// own. A folder stands for the `.sql` files in it and in the folders below it, in the order of
 /// their paths, byte by byte; those whose names begin with a dot are left out. A file without a

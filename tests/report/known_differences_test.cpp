@@ -54,8 +54,8 @@ std::int64_t total(const diffSchema& differences) {
 TEST(KnownDifferences, EachLineAcceptsItsDifferenceAndNoOther) {
   const diffSchema differences = oddDifferences();
   std::ostringstream file;
-  writeKnownDifferences(differences, {}, file);
-  const auto known = readKnownDifferences(file.str());
+  writeKnownDifferences(differences, {}, {}, {}, file);
+  const auto known = readKnownDifferences(file.str()).known;
   ASSERT_EQ(static_cast<std::int64_t>(known.size()), total(differences)) << file.str();
   ASSERT_EQ(known.size(), 15U);
 
@@ -74,7 +74,7 @@ TEST(KnownDifferences, EachLineAcceptsItsDifferenceAndNoOther) {
 }
 
 TEST(KnownDifferences, ExpireBehindTheirLastDay) {
-  const auto known = readKnownDifferences("view v: only in source until 2026-06-15 # a\n");
+  const auto known = readKnownDifferences("view v: only in source until 2026-06-15 # a\n").known;
   EXPECT_EQ(accept({}, known, kToday).unused, std::vector{&known[0]});
   EXPECT_EQ(accept({}, known, 2026y / 6 / 16).expired, std::vector{&known[0]});
 }
