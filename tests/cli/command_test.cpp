@@ -196,6 +196,33 @@ TEST_F(Command, AFaultAtAnyStatementIsNoticed) {
     }
 }
 
+TEST_F(Command, NamesOfRowsAreComparedAsTheServersDo) {
+  const auto server = [](ScriptedConnection& server, const std::string& table,
+                         const std::string& column, const std::string& sense) {
+    server = ScriptedConnection();
+    server.refuseOthers();
+    server.on(
+        "select name, user_name(uid), user_name() from sysobjects where type = 'U' order by "
+        "name, uid",
+        "name | owner | user\n" + table + " | dbo | dbo");
+    server.on("select case 'a' when 'A' then 'ignored' else 'exact' end", "-\n" + sense);
+    server.on("SELECT name FROM sysobjects WHERE type='U' order by name", "name\n" + table);
+    for (const char* name : {"t", "T"})
+      server.on(std::string("select * from ") + name, column + "\n1");
+  };
+  const auto ended = [&](const std::string& table, const std::string& column,
+                         const std::string& sense) {
+    server(source, "t", "a", "ignored");
+    server(target, table, column, sense);
+    return run({"data", "one", "two"});
+  };
+  EXPECT_EQ(ended("T", "A", "ignored"), kNoDifference) << out.str() << err.str();
+  EXPECT_EQ(ended("T", "a", "exact"), kDifferences);
+  EXPECT_THAT(out.str(), HasSubstr("missing in the target\nT "));
+  EXPECT_EQ(ended("t", "A", "exact"), kNotProven);
+  EXPECT_THAT(out.str(), HasSubstr("columns of the source alone: a\n"));
+}
+
 TEST_F(Command, BothSidesComplain) {
   EXPECT_EQ(run({"compare", "bad1", "bad2"}), kError);
   EXPECT_EQ(err.str(), "kelvane: bad1:1: first\nkelvane: bad1:2: second\n");
