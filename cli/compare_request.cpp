@@ -45,6 +45,7 @@ constexpr auto kRules = std::to_array<Option>({
     {kIgnoreLineBreaks, "", "leave line breaks out of definitions"},
     {kIgnoreSpaces, "", "leave blanks out of definitions"},
     {kIgnoreTabs, "", "leave tabs out of definitions"},
+    {kRowCounts, "", "also compare the numbers of rows; default: not compared"},
 });
 constexpr auto kReports = std::to_array<Option>({
     {kColor, "WHEN", "colours in texts: auto (on a terminal), always or never",
@@ -93,7 +94,7 @@ CompareRequest parseCompare(const Arguments& arguments) {
                          sides.shown,
                          arguments.value(kTrace),
                          outputsOf(arguments),
-                         switchesOf(arguments),
+                         comparedSwitchesOf(arguments),
                          {arguments.has(kIgnoreTabs), arguments.has(kIgnoreSpaces),
                           arguments.has(kIgnoreLineBreaks), arguments.has(kIgnoreCase)}};
   request.selection = Selection(

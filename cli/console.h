@@ -45,8 +45,9 @@ struct Console {
   // Whether whoever read what is written to `out` has had enough, as `head` does.
   std::function<bool()> outIsLeft = {};
 
-  // A line of the command itself on standard error. Controls in `text` (UTF-8) are shown as "?", so
-  // that no name or server text can steer the terminal or break the line.
+  // A line of the command itself on standard error. What cannot be seen in `text` (UTF-8) is shown
+  // by escapes, so that no name or server text can steer the terminal, break the line, or pass for
+  // another one.
   void complain(std::string_view text) const;
   void complain(const CommandError& error) const {
     for (const std::string& line : error.lines()) complain(line);

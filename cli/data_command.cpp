@@ -89,6 +89,11 @@ DataRequest parseData(const Arguments& arguments) {
   return request;
 }
 
+// Equal for names that are the same.
+std::u16string comparable(const std::u16string& name, CaseMode mode) {
+  return mode == CaseMode::ignore ? foldCase(name) : name;
+}
+
 struct OwnedTable {
   std::u16string owner, name;
 
@@ -97,12 +102,14 @@ struct OwnedTable {
 
 // The wanted tables of both sides, by the names that they have in statements.
 struct TableNames {
+  CaseMode mode = CaseMode::exact;  // unless both servers ignore case
   std::array<std::set<std::u16string>, 2> wanted;
   std::vector<std::u16string> ofSource;            // in its order
   std::map<std::u16string, std::u16string> known;  // those of the source by owner and name
 };
 
 struct UserTables {
+  bool caseMatters = true;
   std::vector<OwnedTable> tables;
   std::u16string user;  // whom a bare name is first looked for with, before dbo
 };
@@ -117,6 +124,9 @@ UserTables userTables(ado::Connection& connection) {
     result.tables.push_back({rows->Fields(1).Value().toText(), rows->Fields(0).Value().toText()});
     result.user = rows->Fields(2).Value().toText();
   }
+  const auto sense = connection.Open(u"select case 'a' when 'A' then 'ignored' else 'exact' end",
+                                     ado::kClientCursor);
+  result.caseMatters = sense->Fields(0).Value().toText() == u"exact";
   return result;
 }
 
@@ -126,12 +136,13 @@ TableNames tableNames(std::array<ado::Connection*, 2> connections,
   const std::array<UserTables, 2> sides{userTables(*connections[0]), userTables(*connections[1])};
   // Names that would not lead to dbo's table on either side.
   std::set<std::u16string> hidden;
-  for (const auto& [tables, user] : sides) {
+  for (const auto& [caseMatters, tables, user] : sides) {
     for (const OwnedTable& table : tables) {
       if (table.owner == user && user != kOwner) hidden.insert(table.name);
     }
   }
   TableNames result;
+  if (!sides[0].caseMatters && !sides[1].caseMatters) result.mode = CaseMode::ignore;
   std::vector<bool> used(patterns.size());
   for (std::size_t side = 0; side < 2; ++side) {
     for (const OwnedTable& table : sides[side].tables) {
@@ -224,16 +235,11 @@ std::vector<ExpectedTable> expectedTables(const DataRequest& request, const Tabl
   return tables;
 }
 
-// Which tables were compared without there being one that is called exactly so in the target: it
-// does not tell upper from lower case.
-std::set<std::u16string> foundByOtherCase(const std::vector<TableReport>& reports,
-                                          const TableNames& names) {
-  std::set<std::u16string> found;
-  for (const TableReport& report : reports) {
-    if (report.isCompared() && !names.wanted[1].contains(report.table))
-      found.insert(foldCase(report.table));
-  }
-  return found;
+// Names as they are compared.
+std::set<std::u16string> comparable(const std::set<std::u16string>& names, CaseMode mode) {
+  std::set<std::u16string> result;
+  for (const std::u16string& name : names) result.insert(comparable(name, mode));
+  return result;
 }
 
 static_assert(static_cast<int>(DataEnd::bothEnded) == static_cast<int>(TableEnd::bothEnded) &&
@@ -242,25 +248,27 @@ static_assert(static_cast<int>(DataEnd::bothEnded) == static_cast<int>(TableEnd:
 std::vector<TableReport> tableReports(const std::vector<TableResult>& results,
                                       const std::vector<WatchedTable>& seen,
                                       const TableNames& names) {
+  const std::array sides{comparable(names.wanted[0], names.mode),
+                         comparable(names.wanted[1], names.mode)};
   std::vector<TableReport> reports;
   for (std::size_t table = 0; table < names.ofSource.size(); ++table) {
     TableReport& report = reports.emplace_back(TableReport{.table = names.ofSource[table]});
     report.ended = DataEnd::notReached;
     if (table >= std::min(results.size(), seen.size())) continue;
+    // A server that ignores case answers for a table of nearly that name.
+    if (!sides[1].contains(comparable(report.table, names.mode))) {
+      report.ended = DataEnd::missingInTarget;
+      continue;
+    }
     const TableResult& result = results[table];
     report.ended = static_cast<DataEnd>(result.Ended);
     report.rowsCompared = result.RowsCompared;
     report.differences = result.Differences;
     report.seen = seen[table];
-    if (report.ended != DataEnd::error) continue;
-    if (names.wanted[1].contains(report.table))
-      report.error = result.Error;
-    else
-      report.ended = DataEnd::missingInTarget;
+    if (report.ended == DataEnd::error) report.error = result.Error;
   }
-  const std::set<std::u16string> found = foundByOtherCase(reports, names);
   for (const std::u16string& name : names.wanted[1]) {
-    if (names.wanted[0].contains(name) || found.contains(foldCase(name))) continue;
+    if (sides[0].contains(comparable(name, names.mode))) continue;
     reports.push_back({.table = name, .ended = DataEnd::missingInSource});
   }
   return reports;
@@ -293,7 +301,7 @@ DataReport compareData(const DataRequest& request, std::array<ado::Connection*, 
   const TableNames names = tableNames({&lists[0], &lists[1]}, request.patterns);
   DataProgress progress(line, expectedTables(request, names, *connections[0], line));
   std::function<bool()> isOver;
-  DataWatch watch(names.ofSource, request.shown,
+  DataWatch watch(names.ofSource, names.mode, request.shown,
                   {[&](std::size_t table) { progress.tableBegins(table); },
                    [&] { progress.rowPassed(); }, [&] { return isOver(); }});
   WatchedConnection source(*connections[0], watch, 0), target(*connections[1], watch, 1);

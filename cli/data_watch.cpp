@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "ado/client_recordset.h"
+#include "ado/recordset_errors.h"
 #include "model/text.h"
 
 namespace kelvane::cli {
@@ -13,7 +14,7 @@ std::vector<std::u16string> WatchedTable::fieldsOnlyIn(std::size_t side) const {
   if (fields[1 - side].empty()) return only;
   for (const std::u16string& name : fields[side]) {
     const bool common = std::ranges::any_of(fields[1 - side], [&](const std::u16string& other) {
-      return equalText(name, other, CaseMode::ignore);
+      return equalText(name, other, names);
     });
     if (!common) only.push_back(name);
   }
@@ -23,7 +24,7 @@ std::vector<std::u16string> WatchedTable::fieldsOnlyIn(std::size_t side) const {
 void DataWatch::begin() {
   if (events_.isOver()) throw ado::Failure(ErrorNumber::failure, u"not compared", u"kelvane");
   events_.tableBegins(tables_.size());
-  tables_.emplace_back();
+  tables_.push_back({.names = names_});
   row_ = 1;
 }
 
@@ -103,7 +104,13 @@ class WatchedConnection::WatchedRecordset final : public ado::Recordset {
     return watched(inner_->Fields(ordinal));
   }
   const ado::Field& Fields(std::u16string_view name) const override {
-    return watched(inner_->Fields(name));
+    // Recordsets take the first name that is the same but for case.
+    const ado::Field& alike = inner_->Fields(name);
+    for (const WatchedField& field : fields_) {
+      if (field.Name() == name) return field;
+    }
+    if (connection_.watch_.names_ == CaseMode::exact) throw ado::noFieldError(name);
+    return watched(alike);
   }
   void Sort(std::u16string_view criteria) override { inner_->Sort(criteria); }
 

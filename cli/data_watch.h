@@ -16,6 +16,7 @@
 
 #include "ado/ado.h"
 #include "data/table_comparison.h"
+#include "model/text.h"
 
 namespace kelvane::cli {
 
@@ -27,9 +28,10 @@ struct ShownValue {
 };
 
 struct WatchedTable {
-  std::int64_t nulls = 0;  // values that are null on one side alone
-  std::array<std::vector<std::u16string>, 2> fields;
-  std::vector<ShownValue> values;  // the first ones that differ
+  CaseMode names = CaseMode::exact;  // how those of fields are compared
+  std::int64_t nulls = 0;            // values that are null on one side alone
+  std::array<std::vector<std::u16string>, 2> fields = {};
+  std::vector<ShownValue> values = {};  // the first ones that differ
 
   // The fields of one side that the other has not; none when only one side could be opened.
   std::vector<std::u16string> fieldsOnlyIn(std::size_t side) const;
@@ -43,9 +45,9 @@ class DataWatch final : public ValueObserver {
     std::function<bool()> isOver;  // nothing more is to be asked
   };
 
-  // Of every table at most `most` values are kept.
-  DataWatch(std::vector<std::u16string> wanted, std::size_t most, Events events)
-      : wanted_(std::move(wanted)), most_(most), events_(std::move(events)) {}
+  // Of every table at most `most` values are kept. `names`: how those of fields are compared.
+  DataWatch(std::vector<std::u16string> wanted, CaseMode names, std::size_t most, Events events)
+      : wanted_(std::move(wanted)), names_(names), most_(most), events_(std::move(events)) {}
 
   // As many as the comparison asked the source for, in that order.
   const std::vector<WatchedTable>& tables() const { return tables_; }
@@ -62,6 +64,7 @@ class DataWatch final : public ValueObserver {
             const ado::Value& target);
 
   std::vector<std::u16string> wanted_;
+  CaseMode names_;
   std::size_t most_;
   Events events_;
   std::vector<WatchedTable> tables_;

@@ -181,10 +181,18 @@ void sort(ShownObject& shown, const Sorting& by) {
                       toUtf8(by.property) + "'; there are: " + names});
 }
 
+// The size of a definition comes with an advice to who browses with a mouse.
+std::u16string shownProperty(const cKeyPair& pair) {
+  constexpr std::u16string_view kSize = u" bytes of SQL code (double-click to view)";
+  if (pair.Name != u"Definition" || !pair.Value.ends_with(kSize)) return shownCell(pair.Value);
+  const std::u16string size = pair.Value.substr(0, pair.Value.size() - kSize.size());
+  return size + (size == u"1" ? u" character" : u" characters");
+}
+
 void writeText(const ShownObject& shown, std::ostream& out) {
   out << shown.found.word() << ' ' << toUtf8(shownCell(shown.found.name.fullName)) << '\n';
   TextTable properties;
-  for (const auto& pair : *shown.properties) properties.add({pair->Name, shownCell(pair->Value)});
+  for (const auto& pair : *shown.properties) properties.add({pair->Name, shownProperty(*pair)});
   properties.write(out, 2);
   for (const SubEntities& part : shown.consistsOf) {
     out << '\n' << part.kind->title << " (" << part.entities->Count() << ")\n";
@@ -194,7 +202,7 @@ void writeText(const ShownObject& shown, std::ostream& out) {
       std::vector<std::u16string> cells{shownCell(entity->Name)};
       for (const auto& pair : *entity->Properties) {
         head.push_back(pair->Name);
-        cells.push_back(shownCell(pair->Value));
+        cells.push_back(shownProperty(*pair));
       }
       if (entity == part.entities->Item(1) && head.size() > 1) table.add(std::move(head));
       table.add(std::move(cells));

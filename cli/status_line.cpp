@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "model/text.h"
+#include "report/visible_text.h"
 
 namespace kelvane::cli {
 
@@ -28,8 +29,7 @@ StatusLine::~StatusLine() {
 
 void StatusLine::show(std::string_view side, std::u16string text) {
   if (!isShown()) return;
-  std::ranges::replace_if(
-      text, [](char16_t unit) { return unit < 0x20 || unit == 0x7F; }, u'?');
+  text = toUtf16(report::showMessage(toUtf8(text)));
   const std::lock_guard lock(mutex_);
   texts_.insert_or_assign(std::string(side), std::move(text));
   std::u16string line;

@@ -21,7 +21,8 @@ class StatusLine {
   StatusLine& operator=(const StatusLine&) = delete;
 
   bool isShown() const { return console_.errIsTerminal; }
-  // What the side is at from now on; an empty text: nothing more. Controls are shown as "?".
+  // What the side is at from now on; an empty text: nothing more. What cannot be seen is shown by
+  // escapes.
   void show(std::string_view side, std::u16string text);
   // A complaint while it is shown.
   void complain(std::string_view text);

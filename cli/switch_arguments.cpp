@@ -17,7 +17,7 @@ constexpr std::string_view kIgnoreNames = "--ignore-names", kNoPermissions = "--
 constexpr auto kOptions = std::to_array<Option>({
     {kIgnoreNames, "", "leave out the names of keys and indexes"},
     {kNoPermissions, "", "leave out permissions"},
-    {kSet, kSetting, "leave this out; kelvane switches lists them"},
+    {kSet, kSetting, "leave this out, or take it in with =on; kelvane switches lists them"},
 });
 
 using Switches = cComparisonOptions;
@@ -92,13 +92,14 @@ void set(const std::string& called, const std::string& setting, Switches& switch
   switches.*one->value = Boolean(state == "on");
 }
 
-}  // namespace
-
-OptionFamily switchOptions() { return {"Leaving things out", kOptions, Elsewhere::environments}; }
-
-cComparisonOptions switchesOf(const Arguments& arguments) {
+cComparisonOptions allSwitches() {
   Switches switches;
   for (const Switch& one : kSwitches) switches.*one.value = True;
+  return switches;
+}
+
+// What the options say about switches that stand as `switches` where they say nothing.
+cComparisonOptions applied(const Arguments& arguments, Switches switches) {
   if (arguments.has(kNoPermissions)) {
     for (const auto one : kPermissionSwitches) switches.*one = False;
   }
@@ -108,6 +109,20 @@ cComparisonOptions switchesOf(const Arguments& arguments) {
   for (const std::string& setting : arguments.values(kSet))
     set(arguments.called(kSet), setting, switches);
   return switches;
+}
+
+}  // namespace
+
+OptionFamily switchOptions() { return {"Leaving things out", kOptions, Elsewhere::environments}; }
+
+cComparisonOptions switchesOf(const Arguments& arguments) {
+  return applied(arguments, allSwitches());
+}
+
+cComparisonOptions comparedSwitchesOf(const Arguments& arguments) {
+  Switches switches = allSwitches();
+  switches.Tables_RowCount = Boolean(arguments.has(kRowCounts));
+  return applied(arguments, switches);
 }
 
 void listSwitches(std::ostream& out) {

@@ -5,6 +5,7 @@
 
 #include <ostream>
 #include <span>
+#include <string_view>
 
 #include "cli/arguments.h"
 #include "settings/comparison_options.h"
@@ -16,6 +17,11 @@ OptionFamily switchOptions();
 
 // All but those that the options switch off. Throws UsageError.
 cComparisonOptions switchesOf(const Arguments& arguments);
+
+// The same for a comparison. Databases of one schema differ in how many rows they have, so that
+// numbers of rows take part only where options ask for them.
+inline constexpr std::string_view kRowCounts = "--row-counts";
+cComparisonOptions comparedSwitchesOf(const Arguments& arguments);
 
 // A line for each switch: its name and what it does.
 void listSwitches(std::ostream& out);

@@ -47,6 +47,17 @@ std::u16string onlyIn(enumLocation side, Colors colors) {
                                  : painted(u"only in target", Ink::target, colors);
 }
 
+std::u16string sidesLine(const ReportHeader& header, Colors colors) {
+  return u"source: " + painted(showValue(toUtf16(header.source)), Ink::source, colors) +
+         u" -> target: " + painted(showValue(toUtf16(header.target)), Ink::target, colors);
+}
+
+std::u16string valuesLine(const typeDiff& difference, const Values& values, Colors colors) {
+  const auto [before, after] = showPair(values.before, values.after);
+  return difference.SubEntityType + u": " + painted(before, Ink::source, colors) + u" -> " +
+         painted(after, Ink::target, colors) + lookAlikeNote(values.before, values.after);
+}
+
 std::u16string heading(const Title& title) {
   std::u16string text(title.word);
   if (title.nameOf == NameOf::keys) text += u" (" + showValue(title.name) + u")";

@@ -23,6 +23,12 @@ std::u16string counted(std::int64_t count, std::string_view singular, std::strin
 // "only in source"
 std::u16string onlyIn(enumLocation side, Colors colors);
 
+// Which side is which: "source: old.sql -> target: new.sql".
+std::u16string sidesLine(const ReportHeader& header, Colors colors);
+
+// "Length: 5 -> 9"
+std::u16string valuesLine(const typeDiff& difference, const Values& values, Colors colors);
+
 // "index ix", "primary key (a, b)"
 std::u16string heading(const Title& title);
 

@@ -30,6 +30,7 @@ class Lines {
     return painted(text, ink, colors_);
   }
   std::u16string onlyIn(enumLocation side) const { return report::onlyIn(side, colors_); }
+  Colors colors() const { return colors_; }
   void write(std::size_t depth, std::u16string_view text) {
     if (!text.empty()) out_ << std::string(depth * kIndent, ' ') << toUtf8(text);
     out_ << '\n';
@@ -40,8 +41,8 @@ class Lines {
   Colors colors_;
 };
 
-// The changed lines of one hunk as they are shown: where a removed and an added line differ in
-// nothing but blanks, these are made visible.
+// The changed lines of one hunk as they are shown: blanks are made visible where a removed and an
+// added line differ in nothing else, and in lines of nothing else.
 class ShownHunk {
  public:
   explicit ShownHunk(const std::vector<DiffLine>& lines, const Hunk& hunk) {
@@ -59,8 +60,7 @@ class ShownHunk {
 
   std::u16string show(std::u16string_view line) const {
     const std::u16string text = withoutBlanks(line);
-    const bool visible =
-        blankOnly_.contains(text) || (text.empty() && !showLine(line, Blanks::plain).empty());
+    const bool visible = text.empty() || blankOnly_.contains(text);
     return showLine(line, visible ? Blanks::visible : Blanks::plain);
   }
   // An added line, with a note where it looks like a removed one or stands in its place.
@@ -81,8 +81,7 @@ class ShownHunk {
 };
 
 std::u16string marked(char16_t mark, const std::u16string& line) {
-  if (line.empty()) return mark == u' ' ? u"" : std::u16string(1, mark);
-  return std::u16string{mark, u' '} + line;
+  return line.empty() ? line : std::u16string{mark, u' '} + line;
 }
 
 void writeLineDiff(std::u16string_view before, std::u16string_view after, std::size_t depth,
@@ -108,14 +107,12 @@ void writeLineDiff(std::u16string_view before, std::u16string_view after, std::s
 }
 
 void writeValues(const typeDiff& difference, std::size_t depth, Lines& out) {
-  const auto [before, after, shortLines] = valuesOf(difference);
-  if (shortLines) {
-    out.write(depth, difference.SubEntityType + u": " + out.paint(Ink::source, showValue(before)) +
-                         u" -> " + out.paint(Ink::target, showValue(after)) +
-                         lookAlikeNote(before, after));
+  const Values values = valuesOf(difference);
+  if (values.shortLines) {
+    out.write(depth, valuesLine(difference, values, out.colors()));
   } else {
     out.write(depth, difference.SubEntityType + u":");
-    writeLineDiff(before, after, depth + 1, out);
+    writeLineDiff(values.before, values.after, depth + 1, out);
   }
 }
 
@@ -177,6 +174,8 @@ void writeCounts(std::string_view kind, const KindCounts& counts, std::ostream& 
 void writeTextReport(const diffSchema& differences, const ReportHeader& header, Colors colors,
                      std::ostream& out) {
   report::Lines lines(out, colors);
+  lines.write(0, report::sidesLine(header, colors));
+  lines.write(0, u"");
   const diffSchema shown = report::withOwnersOfGroups(differences);
   const RenameIndex renames(header.renames);
   report::forEachKind(shown, [&](const auto& kind, const auto& objects) {
@@ -188,6 +187,7 @@ void writeTextReport(const diffSchema& differences, const ReportHeader& header, 
 void writeTextSummary(const diffSchema& differences, const ReportHeader& header,
                       std::ostream& out) {
   const diffSchema shown = report::withOwnersOfGroups(differences);
+  out << toUtf8(report::sidesLine(header, Colors::none)) << "\n\n";
   bool titled = false;
   report::forEachKind(shown, [&](const auto& kind, const auto& objects) {
     if (objects.empty()) return;

@@ -13,9 +13,11 @@ namespace kelvane {
 // As terminals understand them: what the source has is red, what the target has is green.
 enum class Colors { none, terminal };
 
+// All begin with a line that says which side is which.
+
 // Writes UTF-8: a block for each object that differs, a line for each difference ("source ->
 // target"), long texts as a comparison of their lines, and a closing line with the counts. No two
-// different values look alike. The notes of the header stand in the closing line; its sides,
+// different values look alike. The notes of the header stand in the closing line; its
 // switches and gaps are not written.
 void writeTextReport(const diffSchema& differences, const ReportHeader& header, Colors colors,
                      std::ostream& out);

@@ -140,11 +140,9 @@ class Tree {
   }
 
   Node leaf(const typeDiff& difference) const {
-    const auto [before, after, shortLines] = valuesOf(difference);
-    const std::u16string label = difference.SubEntityType + u":";
-    if (!shortLines) return {label + firstChange(before, after, colors_)};
-    return {label + u" " + painted(showValue(before), Ink::source, colors_) + u" -> " +
-            painted(showValue(after), Ink::target, colors_) + lookAlikeNote(before, after)};
+    const Values values = valuesOf(difference);
+    if (values.shortLines) return {valuesLine(difference, values, colors_)};
+    return {difference.SubEntityType + u":" + firstChange(values.before, values.after, colors_)};
   }
 
   RenameIndex renames_;
@@ -156,20 +154,15 @@ class Tree {
 
 void writeTextTree(const diffSchema& differences, const ReportHeader& header, Colors colors,
                    std::ostream& out) {
-  using report::Blanks, report::showLine;
   const diffSchema shown = report::withOwnersOfGroups(differences);
   const report::Tree tree(header.renames, colors);
-  report::Node root{showLine(toUtf16(header.source), Blanks::plain) + u" -> " +
-                    showLine(toUtf16(header.target), Blanks::plain)};
+  report::Node root{report::sidesLine(header, colors)};
   report::forEachKind(shown, [&](const auto& kind, const auto& objects) {
     if (!objects.empty()) root.children.push_back(tree.kind(kind, objects));
   });
-  if (!root.children.empty()) {
-    out << toUtf8(root.text) << '\n';
-    report::drawChildren(root, {}, out);
-    out << '\n';
-  }
-  out << toUtf8(report::closingLine(shown, header)) << '\n';
+  out << toUtf8(root.text) << '\n';
+  report::drawChildren(root, {}, out);
+  out << '\n' << toUtf8(report::closingLine(shown, header)) << '\n';
 }
 
 }  // namespace kelvane

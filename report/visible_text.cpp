@@ -9,6 +9,8 @@
 namespace kelvane::report {
 namespace {
 
+constexpr std::u16string_view kVisibleTab = u"\u2192";
+
 struct Range {
   char32_t first, last;
 };
@@ -64,6 +66,12 @@ std::u16string escaped(char32_t character) {
   }
 }
 
+// The bytes of a character of UTF-8 that begins so; 1 where none does.
+std::size_t lengthOfCharacter(char first) {
+  const auto byte = static_cast<unsigned char>(first);
+  return byte < 0xC2 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : byte < 0xF5 ? 4 : 1;
+}
+
 // Appends what `show` makes of each character, and those that it leaves alone as they are.
 template <class Show>
 std::u16string mapped(std::u16string_view text, Show show) {
@@ -99,6 +107,15 @@ std::u16string showValue(std::u16string_view value) {
          u'"';
 }
 
+ShownPair showPair(std::u16string_view before, std::u16string_view after) {
+  if (before == after || withoutBlanks(before) != withoutBlanks(after))
+    return {showValue(before), showValue(after)};
+  const auto shown = [](std::u16string_view value) {
+    return value.empty() ? showValue(value) : showLine(value, Blanks::visible);
+  };
+  return {shown(before), shown(after)};
+}
+
 std::u16string showLine(std::u16string_view line, Blanks blanks) {
   if (blanks == Blanks::plain) {
     while (!line.empty() && (line.back() == u'\n' || line.back() == u'\r')) line.remove_suffix(1);
@@ -111,7 +128,7 @@ std::u16string showLine(std::u16string_view line, Blanks blanks) {
       case U' ':
         return u"\u00B7";
       case U'\t':
-        return u"\u2192";
+        return std::u16string(kVisibleTab);
       case U'\r':
         return u"\u240D";
       case U'\n':
@@ -125,6 +142,26 @@ std::u16string showLine(std::u16string_view line, Blanks blanks) {
 std::u16string withoutBlanks(std::u16string_view text) {
   std::u16string result(text);
   std::erase_if(result, [](char16_t unit) { return isBlank(unit); });
+  return result;
+}
+
+std::string showMessage(std::string_view utf8) {
+  std::string result;
+  while (!utf8.empty()) {
+    std::string_view bytes = utf8.substr(0, lengthOfCharacter(utf8[0]));
+    const std::u16string text = toUtf16(bytes);
+    std::u16string_view rest = text;
+    const char32_t character = takeCharacter(rest);
+    if (toUtf8(text) != bytes) {
+      bytes = bytes.substr(0, 1);
+      result += "\\x" + toUtf8(hexadecimal(static_cast<unsigned char>(bytes[0]), 2));
+    } else if (character == U'\t') {
+      result += toUtf8(kVisibleTab);
+    } else {
+      result += isInvisible(character) ? toUtf8(escaped(character)) : std::string(bytes);
+    }
+    utf8.remove_prefix(bytes.size());
+  }
   return result;
 }
 

@@ -66,7 +66,7 @@ TEST_P(Case, SaysWhatIsExpected) {
   words.push_back(place(folder / "b"));
   std::ostringstream out, err;
   const int status = run(words, {out, err});
-  said += out.str() + untimed(without(err.str(), folder.string() + "/")) + "exit status " +
+  said += without(out.str() + untimed(err.str()), folder.string() + "/") + "exit status " +
           std::to_string(status) + "\n";
   EXPECT_EQ(said, file.str());
 }

@@ -22,6 +22,7 @@ const std::string kGroups =
     "SELECT name FROM sysusers WHERE uid=gid AND (environ IS NOT NULL OR name='public') ORDER BY "
     "name";
 
+const std::string kSides = "source: one -> target: two\n\n";
 const std::string kPartial =
     "kelvane: the result is partial: only objects that were read in full on both sides are "
     "compared\n"
@@ -89,7 +90,7 @@ class Command : public ::testing::Test {
 
 TEST_F(Command, NoDifference) {
   EXPECT_EQ(compare(), kNoDifference);
-  EXPECT_EQ(out.str(), "No differences.\n");
+  EXPECT_EQ(out.str(), kSides + "No differences.\n");
   EXPECT_EQ(err.str(), "");
   EXPECT_TRUE(source.unused().empty());
 }
@@ -99,7 +100,8 @@ TEST_F(Command, Differences) {
   source.on("exec sp_columns v,dbo", "a|b|c|d");
   source.on("exec sp_helptext 'dbo.v'", "lines\n1\n---\ntext\n'create view v'");
   EXPECT_EQ(compare(), kDifferences);
-  EXPECT_EQ(out.str(), "view dbo.v: only in source\n\n1 difference in 1 object: 1 view.\n");
+  EXPECT_EQ(out.str(),
+            kSides + "view dbo.v: only in source\n\n1 difference in 1 object: 1 view.\n");
 }
 
 TEST_F(Command, NamesAreComparedAsTheServersDo) {
@@ -121,7 +123,7 @@ TEST_F(Command, NamesAreComparedAsTheServersDo) {
 TEST_F(Command, ARejectedStatementIsNeverNoDifference) {
   source.on(kViews, "error 229 42000 SELECT permission denied on sysobjects");
   EXPECT_EQ(compare(), kNotProven);
-  EXPECT_EQ(out.str(), "No differences in what could be read.\n");
+  EXPECT_EQ(out.str(), kSides + "No differences in what could be read.\n");
   EXPECT_EQ(err.str(), "kelvane: source: Getting List Of Views: the server rejected \"" + kViews +
                            "\": SELECT permission denied on sysobjects\n"
                            "kelvane: not everything could be compared: equality is not proven\n");
@@ -133,9 +135,9 @@ TEST_F(Command, NorIsAnErrorBehindAResultThatWasRead) {
   target.on("exec sp_columns v,dbo", "a|b|c|d");
   target.on("exec sp_helptext 'dbo.v'", "error 17461 01000 Object does not exist");
   EXPECT_EQ(compare(), kNotProven);
-  EXPECT_EQ(out.str(),
-            "view dbo.v: only in target\n\n"
-            "1 difference in 1 object: 1 view. Not everything could be read.\n");
+  EXPECT_EQ(out.str(), kSides +
+                           "view dbo.v: only in target\n\n"
+                           "1 difference in 1 object: 1 view. Not everything could be read.\n");
   EXPECT_THAT(err.str(), HasSubstr("the server rejected \"exec sp_helptext 'dbo.v'\": "
                                    "Object does not exist\n"));
   EXPECT_THAT(err.str(), HasSubstr("the server rejected \"SELECT name FROM sysusers WHERE "
@@ -147,7 +149,7 @@ TEST_F(Command, AServerThatDoesNotAnswerIsNotAskedAgain) {
     source = ScriptedConnection();
     source.on(kViews, "error 0 " + std::string(state) + " Gone");
     EXPECT_EQ(compare(), kNotProven);
-    EXPECT_EQ(out.str(), "No differences in what could be read.\n");
+    EXPECT_EQ(out.str(), kSides + "No differences in what could be read.\n");
     EXPECT_EQ(err.str(),
               "kelvane: source: reading stopped: Getting List Of Views: no answer to \"" + kViews +
                   "\": Gone\n" + kPartial);
@@ -174,10 +176,10 @@ TEST_F(Command, WhatWasNotReachedIsNoDifference) {
   target.on(kGroups, "name\nclerks");
   views(target, "\ndbo | a\ndbo | b\ndbo | c\ndbo | d", "new");
   EXPECT_EQ(compare(), kNotProven);
-  EXPECT_EQ(out.str(),
-            "view dbo.a\n    Definition: old -> new\n\n"
-            "view dbo.d: only in target\n\n"
-            "2 differences in 2 objects: 2 views. Not everything could be read.\n");
+  EXPECT_EQ(out.str(), kSides +
+                           "view dbo.a\n    Definition: old -> new\n\n"
+                           "view dbo.d: only in target\n\n"
+                           "2 differences in 2 objects: 2 views. Not everything could be read.\n");
   EXPECT_THAT(err.str(), HasSubstr(kPartial));
 }
 
@@ -192,6 +194,33 @@ TEST_F(Command, AFaultAtAnyStatementIsNoticed) {
       const bool harmless = fault == ScriptedConnection::Fault::read && statement != 2;
       EXPECT_EQ(compare(), harmless ? kNoDifference : kNotProven);
     }
+}
+
+TEST_F(Command, NamesOfRowsAreComparedAsTheServersDo) {
+  const auto server = [](ScriptedConnection& server, const std::string& table,
+                         const std::string& column, const std::string& sense) {
+    server = ScriptedConnection();
+    server.refuseOthers();
+    server.on(
+        "select name, user_name(uid), user_name() from sysobjects where type = 'U' order by "
+        "name, uid",
+        "name | owner | user\n" + table + " | dbo | dbo");
+    server.on("select case 'a' when 'A' then 'ignored' else 'exact' end", "-\n" + sense);
+    server.on("SELECT name FROM sysobjects WHERE type='U' order by name", "name\n" + table);
+    for (const char* name : {"t", "T"})
+      server.on(std::string("select * from ") + name, column + "\n1");
+  };
+  const auto ended = [&](const std::string& table, const std::string& column,
+                         const std::string& sense) {
+    server(source, "t", "a", "ignored");
+    server(target, table, column, sense);
+    return run({"data", "one", "two"});
+  };
+  EXPECT_EQ(ended("T", "A", "ignored"), kNoDifference) << out.str() << err.str();
+  EXPECT_EQ(ended("T", "a", "exact"), kDifferences);
+  EXPECT_THAT(out.str(), HasSubstr("missing in the target\nT "));
+  EXPECT_EQ(ended("t", "A", "exact"), kNotProven);
+  EXPECT_THAT(out.str(), HasSubstr("columns of the source alone: a\n"));
 }
 
 TEST_F(Command, BothSidesComplain) {

@@ -71,9 +71,11 @@ TEST_F(Renames, StandBesideBothMissingObjects) {
                     target = "create table u (a int)\ngo\n";
   EXPECT_EQ(compare(source, target), kDifferences);
   EXPECT_EQ(out(),
-            "table dbo.t: only in source\n    probably renamed to dbo.u (equal contents)\n\n"
-            "table dbo.u: only in target\n    probably renamed from dbo.t (equal contents)\n\n"
-            "2 differences in 2 objects: 2 tables.\n");
+            "source: " + path("source.sql") + " -> target: " + path("target.sql") +
+                "\n\n"
+                "table dbo.t: only in source\n    probably renamed to dbo.u (equal contents)\n\n"
+                "table dbo.u: only in target\n    probably renamed from dbo.t (equal contents)\n\n"
+                "2 differences in 2 objects: 2 tables.\n");
   EXPECT_EQ(compare(source, target, {"--format=json"}), kDifferences);
   EXPECT_THAT(out(), HasSubstr(" \"renames\": [\n  {\n   \"kind\": \"table\",\n   \"source\": "
                                "\"dbo.t\",\n   \"target\": \"dbo.u\",\n   \"likeness\": 100\n"));

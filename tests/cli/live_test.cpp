@@ -76,6 +76,8 @@ TEST_F(Live, SidesOfAnyKindsDifferAlike) {
   const std::string oldScript = example("shop-1.sql"), newScript = example("shop-2.sql");
   std::ostringstream listing;
   listing << std::ifstream(example("shop-differences.txt")).rdbuf();
+  // Behind the line that names the sides.
+  const auto differences = [](const std::string& text) { return text.substr(text.find('\n')); };
   embedded::EmbeddedCatalog oldCatalog, newCatalog;
   ASSERT_TRUE(embedded::loadFile(oldCatalog, oldScript).succeeded());
   ASSERT_TRUE(embedded::loadFile(newCatalog, newScript).succeeded());
@@ -95,7 +97,7 @@ TEST_F(Live, SidesOfAnyKindsDifferAlike) {
     words.insert(words.begin(), "compare");
     Program live(words, with({{"KELVANE_PASSWORD", "x"}}));
     EXPECT_EQ(live.wait(), kDifferences);
-    EXPECT_EQ(live.output(), listing.str());
+    EXPECT_EQ(differences(live.output()), differences(listing.str()));
   }
 }
 

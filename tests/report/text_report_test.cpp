@@ -16,7 +16,9 @@ std::string written(decltype(writeTextReport) write, const Differences& differen
                     const ReportHeader& header = {"a", "b", "1"}) {
   std::ostringstream out;
   write(differences.all(), header, Colors::none, out);
-  return "\n" + out.str();
+  const std::string text = "\n" + out.str(), sides = "\nsource: a -> target: b\n";
+  EXPECT_EQ(text.substr(0, sides.size()), sides);
+  return text.substr(sides.size());
 }
 
 // What stands in the report for one view whose definition went from `before` to `after`.
@@ -135,7 +137,7 @@ TEST(TextReport, ShowsWhereLongTextsDiffer) {
   EXPECT_EQ(definitionLines(u"", u"create view\n\nas\n"), R"(
         @@ -1,0 +1,3 @@
         + create view
-        +
+        + ␊
         + as
 )");
 }
@@ -159,6 +161,18 @@ TEST(TextReport, MakesBlanksVisibleWhereNothingElseDiffers) {
           a
         + ·→␊
 )");
+  EXPECT_EQ(definitionLines(u"a\n\r\n", u"a\n"), R"(
+        @@ -1,2 +1,1 @@
+          a
+        - ␍␊
+)");
+  EXPECT_EQ(definitionLines(u"a\nb\n  ", u"a\nc\n"), R"(
+        @@ -1,3 +1,2 @@
+          a
+        - b
+        - ··
+        + c
+)");
 }
 
 TEST(TextReport, TellsLookAlikesApart) {
@@ -169,7 +183,11 @@ TEST(TextReport, TellsLookAlikesApart) {
     return text.substr(from, text.find('\n', from) - from);
   };
   EXPECT_EQ(value(u"x", u""), R"(x -> "")");
-  EXPECT_EQ(value(u"x", u"x "), R"(x -> "x ")");
+  EXPECT_EQ(value(u"x", u"x "), "x -> x·");
+  EXPECT_EQ(value(u"a  b", u"a\tb"), "a··b -> a→b");
+  EXPECT_EQ(value(u"  ", u""), R"(·· -> "")");
+  EXPECT_EQ(value(u"a\u00B7 b", u"a \u00B7b"),
+            "a\u00B7·b -> a·\u00B7b  (character 2: U+00B7 | U+0020)");
   EXPECT_EQ(value(u"x  ", u"y\r\n"), "x -> y");
   EXPECT_EQ(value(u"\"\"", u""), R"("\"\"" -> "")");
   EXPECT_EQ(value(u"a\tb", u"a\\tb"), R"("a\tb" -> a\tb)");
@@ -200,9 +218,8 @@ TEST(TextTree, DrawsKindsObjectsAndParts) {
       .differ(u"Table", u"clerks", u"Owner", u"dbo", u"ann");
   ReportHeader header{"a", "b", "1"};
   header.renames = {{entity_TABLE, u"dbo.gone", u"dbo.come", 90}};
-  EXPECT_EQ(written(writeTextTree, made, header), R"(
-a -> b
-|-- tables: 1 differ, 1 only in source, 1 only in target
+  EXPECT_EQ(written(writeTextTree, made, header),
+            R"(|-- tables: 1 differ, 1 only in source, 1 only in target
 |   |-- dbo.gone: only in source, probably renamed to dbo.come (90% of the contents)
 |   |-- dbo.come: only in target, probably renamed from dbo.gone (90% of the contents)
 |   `-- dbo.t: 4 differences
