@@ -130,10 +130,18 @@ Written report(const diffSchema& differences, const CompareRequest& request,
   return result;
 }
 
-// Takes out of both schemas what the patterns leave out, and notes it.
-void select(const Selection& selection, CaseMode mode, std::vector<SideReading>& sides,
+// What snapshots were taken without is known, and all else was read.
+bool isReadInFull(const Readings& readings, const ReportHeader& header) {
+  return header.gaps.size() == readings.missing.size() &&
+         std::ranges::all_of(readings.sides, [](const SideReading& side) { return side.complete; });
+}
+
+// Takes out of both schemas what the patterns leave out, and notes it. Throws CommandError where an
+// include leaves nothing.
+void select(const Selection& selection, CaseMode mode, Readings& readings,
             std::array<Schema, 2>& schemas, const Console& console, ReportHeader& header) {
   if (selection.takesAll()) return;
+  std::vector<SideReading>& sides = readings.sides;
   std::array<const Selection::Tally*, 2> tallies{};
   for (std::size_t side = 0; side < 2; ++side) {
     selection.apply(schemas[side], mode, sides[side].selected);
@@ -142,8 +150,11 @@ void select(const Selection& selection, CaseMode mode, std::vector<SideReading>&
   header.notes.push_back("Left out by patterns: " + counted(tallies[0]->leftOut, "object") +
                          " of the source, " + counted(tallies[1]->leftOut, "object") +
                          " of the target");
-  for (const std::string& pattern : selection.unmatched(tallies))
-    console.complain(pattern + " matches no object");
+  const Selection::Unmatched unmatched = selection.unmatched(tallies, readings.switches);
+  const bool isProven = isReadInFull(readings, header);
+  if (isProven && !unmatched.errors.empty()) throw CommandError(unmatched.errors);
+  for (const auto* lines : {&unmatched.errors, &unmatched.others})
+    for (const std::string& line : *lines) console.complain(line);
 }
 
 void tellNotes(const std::vector<std::string>& notes, const CompareRequest& request,
@@ -189,15 +200,12 @@ ExitStatus runCompare(const Arguments& arguments, const Console& console, const 
   const bool exact =
       !request.rules.ignoreCase && (sides[0].caseSensitive || sides[1].caseSensitive);
   const CaseMode mode = exact ? CaseMode::exact : CaseMode::ignore;
-  select(request.selection, mode, sides, schemas, console, header);
+  select(request.selection, mode, readings, schemas, console, header);
   diffSchema differences =
       compared(schemas, request, readings.switches, mode, console, header.gaps);
 
-  const bool isReadInFull =
-      header.gaps.size() == readings.missing.size() &&
-      std::ranges::all_of(sides, [](const SideReading& side) { return side.complete; });
   const ComparedScope scope{request.selection, readings.switches, request.rules, mode,
-                            isReadInFull};
+                            isReadInFull(readings, header)};
   Written accepts = Written::all;
   if (request.writeAccept)
     accepts = tried(console, [&] { writeKnown(differences, known, scope, console); });
