@@ -14,6 +14,7 @@
 #include "cli/interruption.h"
 #include "cli/known_file.h"
 #include "cli/reading.h"
+#include "cli/switch_arguments.h"
 #include "cli/written_file.h"
 #include "compare/compare_schema.h"
 #include "model/text.h"
@@ -78,6 +79,28 @@ void write(const diffSchema& differences, const ReportHeader& header, Format for
   }
 }
 
+std::vector<std::string> ignoredBy(const Rules& rules) {
+  std::vector<std::string> ignored;
+  for (const auto& [isIgnored, what] : {std::pair{rules.ignoreCase, "case of names"},
+                                        {rules.ignoreTabs, "tabs in definitions"},
+                                        {rules.ignoreSpaces, "spaces in definitions"},
+                                        {rules.ignoreLineBreaks, "line breaks in definitions"}}) {
+    if (isIgnored) ignored.emplace_back(what);
+  }
+  return ignored;
+}
+
+// A weaker comparison is not to pass for a full one.
+void noteWeakenings(const CompareRequest& request, ReportHeader& header) {
+  header.ignored = ignoredBy(request.rules);
+  for (const auto& [what, names] :
+       {std::pair{"Not compared: ", leftOutBy(request.switches)}, {"Ignored: ", header.ignored}}) {
+    std::string list;
+    for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
+    if (!list.empty()) header.notes.push_back(what + list);
+  }
+}
+
 ReportHeader headerOf(const CompareRequest& request, const Readings& readings) {
   ReportHeader header{request.shown[0], request.shown[1], KELVANE_VERSION, {}, readings.missing};
   for (const SideReading& side : readings.sides)
@@ -85,6 +108,7 @@ ReportHeader headerOf(const CompareRequest& request, const Readings& readings) {
   for (const Switch& one : kSwitches) {
     if (readings.switches.*one.value) header.switches.push_back(toUtf8(one.name));
   }
+  noteWeakenings(request, header);
   return header;
 }
 

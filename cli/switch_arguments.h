@@ -4,7 +4,8 @@
 #pragma once
 
 #include <ostream>
-#include <span>
+#include <string>
+#include <vector>
 
 #include "cli/arguments.h"
 #include "settings/comparison_options.h"
@@ -16,6 +17,10 @@ OptionFamily switchOptions();
 
 // All but those that the options switch off. Throws UsageError.
 cComparisonOptions switchesOf(const Arguments& arguments);
+
+// Which of the switches that are on by default are off: "permissions, Tables_Indexes". What belongs
+// to one that is off is not repeated.
+std::vector<std::string> leftOutBy(const cComparisonOptions& switches);
 
 // A line for each switch: its name and what it does.
 void listSwitches(std::ostream& out);
