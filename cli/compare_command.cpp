@@ -14,6 +14,7 @@
 #include "cli/interruption.h"
 #include "cli/known_file.h"
 #include "cli/reading.h"
+#include "cli/switch_arguments.h"
 #include "cli/written_file.h"
 #include "compare/compare_schema.h"
 #include "model/text.h"
@@ -78,6 +79,28 @@ void write(const diffSchema& differences, const ReportHeader& header, Format for
   }
 }
 
+std::vector<std::string> ignoredBy(const Rules& rules) {
+  std::vector<std::string> ignored;
+  for (const auto& [isIgnored, what] : {std::pair{rules.ignoreCase, "case of names"},
+                                        {rules.ignoreTabs, "tabs in definitions"},
+                                        {rules.ignoreSpaces, "spaces in definitions"},
+                                        {rules.ignoreLineBreaks, "line breaks in definitions"}}) {
+    if (isIgnored) ignored.emplace_back(what);
+  }
+  return ignored;
+}
+
+// A weaker comparison is not to pass for a full one.
+void noteWeakenings(const CompareRequest& request, ReportHeader& header) {
+  header.ignored = ignoredBy(request.rules);
+  for (const auto& [what, names] :
+       {std::pair{"Not compared: ", leftOutBy(request.switches)}, {"Ignored: ", header.ignored}}) {
+    std::string list;
+    for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
+    if (!list.empty()) header.notes.push_back(what + list);
+  }
+}
+
 ReportHeader headerOf(const CompareRequest& request, const Readings& readings) {
   ReportHeader header{request.shown[0], request.shown[1], KELVANE_VERSION, {}, readings.missing};
   for (const SideReading& side : readings.sides)
@@ -85,6 +108,7 @@ ReportHeader headerOf(const CompareRequest& request, const Readings& readings) {
   for (const Switch& one : kSwitches) {
     if (readings.switches.*one.value) header.switches.push_back(toUtf8(one.name));
   }
+  noteWeakenings(request, header);
   return header;
 }
 
@@ -130,10 +154,18 @@ Written report(const diffSchema& differences, const CompareRequest& request,
   return result;
 }
 
-// Takes out of both schemas what the patterns leave out, and notes it.
-void select(const Selection& selection, CaseMode mode, std::vector<SideReading>& sides,
+// What snapshots were taken without is known, and all else was read.
+bool isReadInFull(const Readings& readings, const ReportHeader& header) {
+  return header.gaps.size() == readings.missing.size() &&
+         std::ranges::all_of(readings.sides, [](const SideReading& side) { return side.complete; });
+}
+
+// Takes out of both schemas what the patterns leave out, and notes it. Throws CommandError where an
+// include leaves nothing.
+void select(const Selection& selection, CaseMode mode, Readings& readings,
             std::array<Schema, 2>& schemas, const Console& console, ReportHeader& header) {
   if (selection.takesAll()) return;
+  std::vector<SideReading>& sides = readings.sides;
   std::array<const Selection::Tally*, 2> tallies{};
   for (std::size_t side = 0; side < 2; ++side) {
     selection.apply(schemas[side], mode, sides[side].selected);
@@ -142,8 +174,11 @@ void select(const Selection& selection, CaseMode mode, std::vector<SideReading>&
   header.notes.push_back("Left out by patterns: " + counted(tallies[0]->leftOut, "object") +
                          " of the source, " + counted(tallies[1]->leftOut, "object") +
                          " of the target");
-  for (const std::string& pattern : selection.unmatched(tallies))
-    console.complain(pattern + " matches no object");
+  const Selection::Unmatched unmatched = selection.unmatched(tallies, readings.switches);
+  const bool isProven = isReadInFull(readings, header);
+  if (isProven && !unmatched.errors.empty()) throw CommandError(unmatched.errors);
+  for (const auto* lines : {&unmatched.errors, &unmatched.others})
+    for (const std::string& line : *lines) console.complain(line);
 }
 
 void tellNotes(const std::vector<std::string>& notes, const CompareRequest& request,
@@ -189,15 +224,12 @@ ExitStatus runCompare(const Arguments& arguments, const Console& console, const 
   const bool exact =
       !request.rules.ignoreCase && (sides[0].caseSensitive || sides[1].caseSensitive);
   const CaseMode mode = exact ? CaseMode::exact : CaseMode::ignore;
-  select(request.selection, mode, sides, schemas, console, header);
+  select(request.selection, mode, readings, schemas, console, header);
   diffSchema differences =
       compared(schemas, request, readings.switches, mode, console, header.gaps);
 
-  const bool isReadInFull =
-      header.gaps.size() == readings.missing.size() &&
-      std::ranges::all_of(sides, [](const SideReading& side) { return side.complete; });
   const ComparedScope scope{request.selection, readings.switches, request.rules, mode,
-                            isReadInFull};
+                            isReadInFull(readings, header)};
   Written accepts = Written::all;
   if (request.writeAccept)
     accepts = tried(console, [&] { writeKnown(differences, known, scope, console); });

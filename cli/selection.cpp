@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "cli/name_pattern.h"
+#include "cli/near_names.h"
 #include "cli/object_kinds.h"
 
 namespace kelvane::cli {
@@ -32,13 +33,17 @@ Selection::Selection(const Arguments& arguments, std::optional<CaseMode> names) 
       const auto kind = kindOf(arguments.called(option), given);
       const std::u16string name =
           toUtf16(std::string_view(given).substr(kind ? given.find(':') + 1 : 0));
-      patterns_.push_back({option, given, kind, name, foldCase(name)});
+      patterns_.push_back({option, arguments.called(option), given, kind, name, foldCase(name)});
     }
   }
 }
 
 bool Selection::takes(enumEntityType kind, const Name& name, CaseMode mode, Tally& tally) const {
   tally.matched.resize(patterns_.size());
+  if (std::ranges::any_of(patterns_, [](auto& one) { return one.includes() && one.isName(); })) {
+    tally.names.emplace_back(name.name);
+    tally.fullNames.emplace_back(name.fullName);
+  }
   const bool ignore = mode == CaseMode::ignore;
   const std::u16string folded = ignore ? foldCase(name.name) : u"";
   const std::u16string foldedFull = ignore ? foldCase(name.fullName) : u"";
@@ -46,7 +51,7 @@ bool Selection::takes(enumEntityType kind, const Name& name, CaseMode mode, Tall
   bool anyIncludes = false, included = false, excluded = false;
   for (std::size_t at = 0; at < patterns_.size(); ++at) {
     const Pattern& pattern = patterns_[at];
-    const bool includes = pattern.option == kInclude;
+    const bool includes = pattern.includes();
     anyIncludes |= includes;
     if (pattern.kind && *pattern.kind != kind) continue;
     if (!matchesName(compared, ignore ? pattern.foldedName : pattern.name)) continue;
@@ -84,14 +89,44 @@ void Selection::apply(Schema& schema, CaseMode mode, Tally& tally) const {
   one(entity_UDDT, schema.UDDTs);
 }
 
-std::vector<std::string> Selection::unmatched(std::span<const Tally* const> sides) const {
-  std::vector<std::string> result;
-  for (std::size_t at = 0; at < patterns_.size(); ++at) {
-    const bool matched = std::ranges::any_of(
+Selection::Unmatched Selection::unmatched(std::span<const Tally* const> sides,
+                                          const cComparisonOptions& switches) const {
+  const auto isMatched = [&](const Pattern& pattern) {
+    const auto at = static_cast<std::size_t>(&pattern - patterns_.data());
+    return std::ranges::any_of(
         sides, [&](const Tally* side) { return at < side->matched.size() && side->matched[at]; });
-    if (!matched) result.push_back(std::string(patterns_[at].option) + " " + patterns_[at].given);
+  };
+  const auto isCompared = [&](const ObjectKind& kind) {
+    const auto one = std::ranges::find(kSwitches, kind.group, &Switch::name);
+    return bool(switches.*one->value);
+  };
+  const bool anyIncluded = std::ranges::any_of(
+      patterns_, [&](const Pattern& pattern) { return pattern.includes() && isMatched(pattern); });
+  Unmatched result;
+  for (const Pattern& pattern : patterns_) {
+    if (isMatched(pattern)) continue;
+    const bool isAboutCompared = std::ranges::all_of(kObjectKinds, [&](const ObjectKind& kind) {
+      return (pattern.kind && *pattern.kind != kind.list) || isCompared(kind);
+    });
+    const bool isError = pattern.includes() && (isAboutCompared || !anyIncluded);
+    (isError ? result.errors : result.others)
+        .push_back(pattern.called + " '" + pattern.given + "' matches no object" +
+                   nameMeant(pattern, sides));
   }
   return result;
+}
+
+std::string Selection::nameMeant(const Pattern& pattern, std::span<const Tally* const> sides) {
+  if (!pattern.includes() || !pattern.isName()) return "";
+  std::vector<std::string> names;
+  for (const Tally* side : sides) {
+    for (const std::u16string& name : pattern.isQualified() ? side->fullNames : side->names) {
+      if (foldCase(name) == pattern.foldedName) return "; did you mean '" + toUtf8(name) + "'?";
+      names.push_back(toUtf8(name));
+    }
+  }
+  return nearestName(toUtf8(pattern.name),
+                     std::vector<std::string_view>(names.begin(), names.end()));
 }
 
 }  // namespace kelvane::cli

@@ -13,6 +13,7 @@
 #include "cli/arguments.h"
 #include "model/schema.h"
 #include "model/text.h"
+#include "settings/comparison_options.h"
 
 namespace kelvane::cli {
 
@@ -24,9 +25,16 @@ class Selection {
   struct Tally {
     std::size_t leftOut = 0;
     std::vector<bool> matched;  // by pattern: whether there is an object that it matches
+    // Of all objects, where an include without * and ? might have meant one of them.
+    std::vector<std::u16string> names, fullNames;
   };
   struct Name {
     std::u16string_view name, fullName;
+  };
+  // What is wrong with patterns that match nothing on any side, a line each.
+  struct Unmatched {
+    std::vector<std::string> errors;  // nothing that they are to choose is there
+    std::vector<std::string> others;
   };
 
   Selection() = default;
@@ -42,16 +50,23 @@ class Selection {
   // Takes out of `schema` what is not to take part.
   void apply(Schema& schema, CaseMode mode, Tally& tally) const;
 
-  // The patterns that match nothing on any side, as they were given: "--include x*".
-  std::vector<std::string> unmatched(std::span<const Tally* const> sides) const;
+  // An include is an error unless it is about a kind that `switches` leave out; where no include
+  // matches, nothing was compared, and all are.
+  Unmatched unmatched(std::span<const Tally* const> sides,
+                      const cComparisonOptions& switches) const;
 
  private:
   struct Pattern {
     std::string_view option;
-    std::string given;
+    std::string called, given;
     std::optional<enumEntityType> kind;
     std::u16string name, foldedName;
+
+    bool includes() const { return option == kInclude; }
+    bool isName() const { return name.find_first_of(u"*?") == name.npos; }
+    bool isQualified() const { return name.find(u'.') != name.npos; }
   };
+  static std::string nameMeant(const Pattern& pattern, std::span<const Tally* const> sides);
 
   std::optional<CaseMode> names_;
   std::vector<Pattern> patterns_;

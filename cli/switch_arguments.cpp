@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <iomanip>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -142,6 +143,33 @@ cComparisonOptions comparedSwitchesOf(const Arguments& arguments) {
   Switches switches = allSwitches();
   switches.Tables_RowCount = Boolean(arguments.has(kRowCounts));
   return applied(arguments, switches);
+}
+
+std::vector<std::string> leftOutBy(const cComparisonOptions& switches) {
+  const Switches defaults = comparedSwitchesOf(Arguments());
+  const auto isOff = [&](Boolean Switches::*one) { return defaults.*one && !(switches.*one); };
+  std::vector<std::string> names;
+  std::vector<Boolean Switches::*> named;
+  const auto nameTogether = [&](const auto& group, std::string_view name) {
+    if (!std::ranges::all_of(group, isOff)) return;
+    names.emplace_back(name);
+    named.insert(named.end(), group.begin(), group.end());
+  };
+  nameTogether(kPermissionSwitches, "permissions");
+  nameTogether(kNameSwitches, "names of keys and indexes");
+  std::set<std::u16string_view> off;
+  for (const Switch& one : kSwitches) {
+    if (isOff(one.value)) off.insert(one.name);
+  }
+  for (const Switch& one : kSwitches) {
+    if (!off.contains(one.name) || std::ranges::count(named, one.value) != 0) continue;
+    const auto belongsTo = [&](std::size_t end) {
+      return end != one.name.npos && off.contains(one.name.substr(0, end));
+    };
+    if (!belongsTo(one.name.find(u'_')) && !belongsTo(one.name.rfind(u'_')))
+      names.push_back(toUtf8(one.name));
+  }
+  return names;
 }
 
 void listSwitches(std::ostream& out) {

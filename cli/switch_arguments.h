@@ -5,7 +5,9 @@
 
 #include <ostream>
 #include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "cli/arguments.h"
 #include "settings/comparison_options.h"
@@ -22,6 +24,10 @@ cComparisonOptions switchesOf(const Arguments& arguments);
 // numbers of rows take part only where options ask for them.
 inline constexpr std::string_view kRowCounts = "--row-counts";
 cComparisonOptions comparedSwitchesOf(const Arguments& arguments);
+
+// Which of the switches that are on by default are off: "permissions, Tables_Indexes". What belongs
+// to one that is off is not repeated.
+std::vector<std::string> leftOutBy(const cComparisonOptions& switches);
 
 // A line for each switch: its name and what it does.
 void listSwitches(std::ostream& out);

@@ -33,6 +33,7 @@ void writeJsonReport(const diffSchema& differences, const ReportHeader& header, 
   }
   writer.endArray();
   writer.member("switches", header.switches);
+  writer.member("ignored", header.ignored);
   writer.member("differences", differences);
   writer.endObject();
 }

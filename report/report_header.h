@@ -19,6 +19,9 @@ struct ReportHeader {
   std::vector<std::string> switches = {};  // those that were on, by name
   std::vector<std::string> gaps = {};  // what could not be read or compared, a line each (UTF-8)
 
+  // What names and definitions were compared without: "case of names" (UTF-8).
+  std::vector<std::string> ignored = {};
+
   // What was left out on purpose, a line each (UTF-8); it takes nothing from the coverage.
   std::vector<std::string> notes = {};
 
