@@ -57,7 +57,7 @@ class HelpFormatter final : public CLI::Formatter {
 
 void setHelp(CLI::App& app, std::string usage) {
   app.formatter(std::make_shared<HelpFormatter>(std::move(usage)));
-  app.set_help_flag("-h,--help", "write this")->group("Help");
+  app.set_help_flag("-h,--help", "show this help")->group("Help");
 }
 
 // The options of a verb as the parser knows them.
@@ -164,7 +164,7 @@ void VerbParser::takeOperands(std::vector<std::string> words, CommandLine& line)
   bool optionsEnded = false;
   for (std::string& word : words) {
     if (word == "--") {
-      if (line.parting) throw UsageError("'--' may part the operands only once");
+      if (line.parting) throw UsageError("'--' may be given only once between the operands");
       if (!line.operands.empty()) line.parting = line.operands.size();
       optionsEnded = true;
     } else if (!optionsEnded && word.size() > 1 && word.front() == '-') {
@@ -198,7 +198,7 @@ void writeHelp(std::ostream& out) {
     app.add_subcommand(std::string(verb.name), std::string(verb.brief))->group("Commands");
   }
   setHelp(app, usage + "  kelvane COMMAND --help\n");
-  app.set_version_flag("--version", "", "write the version")->group("Help");
+  app.set_version_flag("--version", "", "show the version")->group("Help");
   const std::string_view kStatuses = verbs().front().statuses;
   std::string footer = std::string(kAboutSides) + "\n" + section("Exit status", kStatuses);
   footer.pop_back();

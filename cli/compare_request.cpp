@@ -33,31 +33,31 @@ constexpr auto kColorings = std::to_array<Choice<Coloring>>({
 });
 
 constexpr auto kSelecting = std::to_array<Option>({
-    {kExclude, kPattern, "leave out the objects that it matches"},
-    {kInclude, kPattern, "only objects that it matches, such as 'table:dbo.cust*'"},
+    {kExclude, kPattern, "leave out the objects that match"},
+    {kInclude, kPattern, "only objects that match, such as 'table:dbo.cust*'"},
 });
 constexpr auto kAccepting = std::to_array<Option>({
-    {kAccept, kFile, "of known differences, which do not count"},
-    {kWriteAccept, kFile, "write the differences in the form that --accept takes, or update them"},
+    {kAccept, kFile, "known differences, which do not count"},
+    {kWriteAccept, kFile, "write the differences to FILE for --accept, or update FILE"},
 });
 constexpr auto kRules = std::to_array<Option>({
-    {kIgnoreCase, "", "names that differ in case alone are the same"},
-    {kIgnoreLineBreaks, "", "leave line breaks out of definitions"},
-    {kIgnoreSpaces, "", "leave blanks out of definitions"},
-    {kIgnoreTabs, "", "leave tabs out of definitions"},
-    {kRowCounts, "", "also compare the numbers of rows; default: not compared"},
+    {kIgnoreCase, "", "ignore upper and lower case in names"},
+    {kIgnoreLineBreaks, "", "ignore line breaks in definitions"},
+    {kIgnoreSpaces, "", "ignore blanks in definitions"},
+    {kIgnoreTabs, "", "ignore tabs in definitions"},
+    {kRowCounts, "", "also compare row counts; default: not compared"},
 });
 constexpr auto kReports = std::to_array<Option>({
-    {kColor, "WHEN", "colours in texts: auto (on a terminal), always or never",
+    {kColor, "WHEN", "colours: auto (only on a terminal), always or never; default: auto",
      kNamesOf<kColorings>},
-    {kFormat, "FORMAT", "of standard output or of the file of -o: text, tree, json or html",
+    {kFormat, "FORMAT", "text, tree, json or html, for standard output or -o; default: text",
      kNamesOf<kFormats>},
-    {kHtml, kFile, "write an HTML report besides"},
-    {kJson, kFile, "write the differences as JSON besides"},
+    {kHtml, kFile, "also write an HTML report"},
+    {kJson, kFile, "also write a JSON report"},
     {kOutput, kFile, "write to this file instead of standard output", {}, "-o"},
-    {kQuiet, "", "write nothing to standard output: the exit status tells", {}, "-q"},
-    {kSummary, "", "the counts of each kind of objects instead of the differences"},
-    {kTree, kFile, "write the tree of differences besides"},
+    {kQuiet, "", "write nothing to standard output; see the exit status", {}, "-q"},
+    {kSummary, "", "write counts for each kind of object instead of the differences"},
+    {kTree, kFile, "also write the tree of differences"},
 });
 
 std::vector<Output> outputsOf(const Arguments& arguments) {

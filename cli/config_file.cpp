@@ -102,14 +102,14 @@ void Reader::refuseKey(const toml::key& key, std::vector<std::string_view> known
   const std::string name(key.str());
   if (name == "pwd" || name.find("password") != name.npos)
     refuse(key.source(),
-           "a password does not belong here; put it into a file that only you may "
-           "read, and name that as password-file of an [env.NAME]");
+           "passwords are not allowed here; put it into a file that only you may "
+           "read and name that file as password-file of an [env.NAME]");
   for (const Verb& verb : verbs()) {
     for (const OptionFamily& family : familiesOf(verb)) {
       if (family.elsewhere != Elsewhere::nowhere) continue;
       if (std::ranges::find(family.options, name, keyOf) != family.options.end())
         refuse(key.source(),
-               "'" + name + "' is for the command line; here a side is an [env.NAME]");
+               "'" + name + "' is only for the command line; in this file a side is an [env.NAME]");
     }
   }
   refuse(key.source(), "unknown key '" + name + "'" + nearestName(name, known));
@@ -181,7 +181,7 @@ void Reader::readVerb(const Verb& verb, const toml::table& table, Settings& sett
 void Reader::checkConnection(const std::string& connection, const toml::node& at) const {
   if (odbc::ConnectionString(toUtf16(connection)).find(odbc::kPasswordKeywords))
     refuse(at.source(),
-           "a password does not belong here; leave it out of connection, and name a file that only "
+           "passwords are not allowed here; remove it from connection and name a file that only "
            "you may read as password-file");
   if (connection.find('=') == connection.npos)
     refuse(at.source(), "connection takes a connection string such as DSN=prod;UID=sa");
@@ -215,11 +215,11 @@ void Reader::check(const std::string& name, const toml::key& at,
     refuse(at.source(), section + "needs one of connection, dsn, scripts, server and snapshot");
   const bool namesMore = environment.user || environment.database;
   if (environment.connection && namesMore)
-    refuse(at.source(), section + "has a connection; write UID= and Database= into it");
+    refuse(at.source(), section + "has a connection; write UID= and Database= into that");
   if (environment.odbcDriver && !environment.server)
-    refuse(at.source(), section + "has an odbc-driver, which needs a server");
+    refuse(at.source(), section + "has an odbc-driver but no server");
   if (!environment.isServer() && (namesMore || environment.passwordFile))
-    refuse(at.source(), section + "has a user, database or password-file, and is no server");
+    refuse(at.source(), section + "has a user, database or password-file but no server");
 }
 
 Environment Reader::readEnvironment(const std::string& name, const toml::key& at,

@@ -30,13 +30,13 @@ constexpr std::string_view kMaxDifferences = "--max-differences", kMaxRows = "--
 constexpr std::array<std::string_view, 2> kNames{"source", "target"};
 
 constexpr auto kTables = std::to_array<Option>({
-    {kMaxDifferences, "N", "leave a table when more than N values differ"},
+    {kMaxDifferences, "N", "stop comparing a table after more than N differing values"},
     {kMaxRows, "N", "compare no more than N rows of a table"},
-    {kTable, kTablePattern, "only tables with such a name or owner.name (*, ?)"},
+    {kTable, kTablePattern, "only tables whose name or owner.name matches (*, ?)"},
 });
 constexpr auto kReports = std::to_array<Option>({
     kListingFormat,
-    {kShow, "N", "show the first N differing values of every table"},
+    {kShow, "N", "show the first N differing values of each table"},
 });
 
 std::optional<std::int32_t> number(const Arguments& arguments, std::string_view option) {
@@ -83,7 +83,7 @@ DataRequest parseData(const Arguments& arguments) {
   for (std::size_t side = 0; side < 2; ++side) {
     if (std::holds_alternative<SnapshotPlace>(request.sides.places[side]))
       throw UsageError("'" + request.sides.shown[side] +
-                       "' is a snapshot, and a snapshot has no rows; name the database");
+                       "' is a snapshot and contains no rows; name the database instead");
   }
   refuseOverwriting(arguments, request.sides.places, {.written = {kTrace}});
   return request;
@@ -336,8 +336,8 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
                                  {kNames[1], request.sides.places[1]}};
   const auto sides = openSides(places, console, open);
   console.complain(
-      "rows are paired by position, in the order in which either side returns them: where that "
-      "order is another one, equal rows count as different");
+      "rows are paired by position, in the order in which the servers return them: if that "
+      "order differs, equal rows count as different");
   std::optional<LogFile> trace;
   if (request.trace) trace.emplace("trace", *request.trace);
   DataReport report;

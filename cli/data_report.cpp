@@ -22,8 +22,8 @@ constexpr auto kEnds = std::to_array<EndText>({
     {"bothEnded", u"all rows"},
     {"sourceEnded", u"the target has more rows"},
     {"targetEnded", u"the source has more rows"},
-    {"rowLimit", u"at the limit of rows"},
-    {"differenceLimit", u"at the limit of differences"},
+    {"rowLimit", u"row limit reached"},
+    {"differenceLimit", u"difference limit reached"},
     {"error", u"error: "},
     {"missingInSource", u"missing in the source"},
     {"missingInTarget", u"missing in the target"},
@@ -32,8 +32,8 @@ constexpr auto kEnds = std::to_array<EndText>({
 const EndText& textOf(DataEnd end) { return kEnds[static_cast<std::size_t>(end)]; }
 
 constexpr std::array<std::string_view, 2> kOnlyIn{"columnsOnlyInSource", "columnsOnlyInTarget"};
-constexpr std::array<std::u16string_view, 2> kOnlyInText{u"  columns of the source alone: ",
-                                                         u"  columns of the target alone: "};
+constexpr std::array<std::u16string_view, 2> kOnlyInText{u"  columns only in the source: ",
+                                                         u"  columns only in the target: "};
 
 std::u16string shown(const ShownSide& side) {
   if (!side.text) return u"null";

@@ -26,7 +26,7 @@ KnownList load(const std::string& path) {
   errno = 0;
   std::ifstream file(path, std::ios::binary);
   if (!file || std::filesystem::is_directory(path))
-    throw CommandError({path + ": " + (errno != 0 ? std::strerror(errno) : "is no file")});
+    throw CommandError({path + ": " + (errno != 0 ? std::strerror(errno) : "is not a file")});
   std::ostringstream text;
   text << file.rdbuf();
   try {
@@ -50,7 +50,7 @@ KnownFiles loadKnownFiles(const CompareRequest& request) {
   } catch (const CommandError& error) {
     throw CommandError(
         {"'" + *files.written +
-         "' is not overwritten, as it is no file of known differences: " + error.what()});
+         "' is not overwritten: it is not a file of known differences: " + error.what()});
   }
   return files;
 }
@@ -67,7 +67,7 @@ diffSchema withoutKnown(const diffSchema& differences, const KnownFiles& files,
   const bool isUpdated = files.written && !files.replaced;
   if (isUpdated) return acceptance.rest;
   for (const KnownDifference* one : acceptance.unused) {
-    if (scope.couldFind(*one)) tell(*one, "there is no such difference");
+    if (scope.couldFind(*one)) tell(*one, "no such difference");
   }
   return acceptance.rest;
 }
@@ -85,7 +85,7 @@ void writeKnown(const diffSchema& differences, const KnownFiles& files, const Co
   const std::string& path = files.replaced ? *files.written : files.accept.value_or("");
   for (const KnownDifference* one : update.dropped)
     console.complain(path + ":" + std::to_string(one->line) +
-                     ": dropped, there is no such difference: " + list.lines[one->line - 1]);
+                     ": dropped, no such difference: " + list.lines[one->line - 1]);
   if (update.kept > 0)
     console.complain(*files.written + ": kept " + counted(update.kept, "line") +
                      " about what was not compared");

@@ -77,8 +77,8 @@ std::string environmentIn(const std::string& operand, const std::optional<Config
   const bool isForced = operand.starts_with(kForcedEnvironment);
   std::string name(environmentName(operand));
   if (!file && isForced)
-    throw UsageError("there is no kelvane.toml here, and none of yours, to find '" + operand +
-                     "' in");
+    throw UsageError("no kelvane.toml found, here or in your configuration folder, to look up '" +
+                     operand + "' in");
   std::error_code ignored;
   if (!file || (!isForced && std::filesystem::exists(operand, ignored))) return "";
   if (file->environments.contains(name)) return name;
@@ -102,7 +102,7 @@ void take(const Option& option, const Setting& setting, Arguments& arguments) {
 std::optional<ConfigFile> configFileFor(const Settings& given) {
   const Setting* const named = find(given, kConfig.name);
   const bool none = isTrue(find(given, kNoConfig.name));
-  if (named != nullptr && none) throw UsageError("--config and --no-config contradict each other");
+  if (named != nullptr && none) throw UsageError("--config and --no-config cannot be combined");
   if (named != nullptr) return loadConfigFile(named->values.back());
   if (none) return std::nullopt;
   const auto refused = settingOfVariable(kNoConfig);

@@ -35,8 +35,8 @@ ListRequest parseList(const Arguments& arguments) {
     request.kinds = {kind, 1};
   }
   if (std::holds_alternative<SnapshotPlace>(request.side.place))
-    throw UsageError("list asks a database, and '" + request.side.shown +
-                     "' is a snapshot: kelvane show lists what is in it");
+    throw UsageError("list needs a database, but '" + request.side.shown +
+                     "' is a snapshot; use kelvane show");
   return request;
 }
 

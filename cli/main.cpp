@@ -16,7 +16,7 @@ namespace {
 // to do then.
 extern "C" void endOnAbort(int) {
   constexpr std::string_view kText =
-      "kelvane: stopped: the program or an ODBC driver gave up, perhaps on what a server sent\n";
+      "kelvane: aborted by the program or an ODBC driver, perhaps because of what a server sent\n";
   (void)!write(STDERR_FILENO, kText.data(), kText.size());
   _exit(kelvane::cli::kError);
 }

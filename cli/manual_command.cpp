@@ -113,7 +113,7 @@ std::string paragraphs(std::string_view text) {
 }  // namespace
 
 ExitStatus runManual(const Arguments& arguments, const Console& console, const OpenSide&) {
-  if (!arguments.operands.empty()) throw UsageError("manual takes nothing besides");
+  if (!arguments.operands.empty()) throw UsageError("manual takes no operands");
   const std::array<std::pair<std::string_view, std::string>, 5> parts{{
       {"@VERSION@", KELVANE_VERSION},
       {"@SYNOPSIS@\n", synopsis()},

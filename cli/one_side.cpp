@@ -6,10 +6,10 @@ namespace kelvane::cli {
 namespace {
 
 constexpr auto kOptions = std::to_array<Option>({
-    {kOneSide.server, "SERVER", "as the driver knows it, or HOST:PORT; in place of SIDE"},
-    {kOneSide.user, "USER", "to log in to that server as"},
-    {kOneSide.database, "DATABASE", "of that server; that of the login unless said"},
-    {kOneSide.passwordFile, kFile, "that only you may read; its first line is used"},
+    {kOneSide.server, "SERVER", "a live server instead of SIDE: a name or HOST:PORT"},
+    {kOneSide.user, "USER", "log in as this user"},
+    {kOneSide.database, "DATABASE", "the server's database; default: the login's database"},
+    {kOneSide.passwordFile, kFile, "read the password from its first line; only you may read FILE"},
 });
 
 }  // namespace
@@ -22,8 +22,8 @@ OneSide oneSide(const Arguments& arguments, std::string_view command, std::strin
       arguments.has(kOneSide.server) ? 0 : arguments.parting.value_or(all.empty() ? 0 : 1);
   const bool sideMissing = ofSide == 0 && !arguments.has(kOneSide.server);
   if (sideMissing || all.size() > ofSide + 1 || (arguments.parting && all.size() != ofSide + 1))
-    throw UsageError(std::string(command) + " needs one SIDE, or --server, and may be given one " +
-                     std::string(further) + "; '--' parts it from a SIDE of several scripts");
+    throw UsageError(std::string(command) + " needs one SIDE, or --server and takes at most one " +
+                     std::string(further) + "; write '--' after a SIDE of several scripts");
   const auto parting = all.begin() + static_cast<std::ptrdiff_t>(ofSide);
   const std::vector<std::string> operands(all.begin(), parting);
   OneSide result{placeOf(arguments, operands, kOneSide, readingSettings(arguments)), {}, {}};

@@ -38,10 +38,10 @@ std::string firstLine(const std::string& path) {
   const File file(path);
   struct stat facts {};
   if (fstat(file.number(), &facts) != 0) refuse(path, std::strerror(errno));
-  if (!S_ISREG(facts.st_mode)) refuse(path, "is no regular file");
+  if (!S_ISREG(facts.st_mode)) refuse(path, "is not a regular file");
   if (facts.st_uid != geteuid() && facts.st_uid != 0) refuse(path, "belongs to somebody else");
   if ((facts.st_mode & (S_IRWXG | S_IRWXO)) != 0)
-    refuse(path, "others may read or write it; chmod 600 makes it yours alone");
+    refuse(path, "others can read or write it; run chmod 600 on it");
   std::string text(4096, '\0');
   const ssize_t length = read(file.number(), text.data(), text.size());
   if (length < 0) refuse(path, std::strerror(errno));
@@ -96,7 +96,7 @@ void givePassword(ServerPlace& place, std::string_view side, const Console& cons
         ask(toUtf8(*named) + " (" + std::string(side) + ", " + place.name + ")", side, console);
   if (!password) return;
   const std::u16string text = toUtf16(*password);
-  if (toUtf8(text) != *password) throw CommandError({place.name + ": the password is no UTF-8"});
+  if (toUtf8(text) != *password) throw CommandError({place.name + ": the password is not UTF-8"});
   try {
     place.address.add(odbc::kPasswordKeywords.front(), text);
   } catch (const ado::Failure& failure) {

@@ -94,7 +94,7 @@ Snapshot loadSnapshot(const SnapshotPlace& place) {
   errno = 0;
   std::ifstream file(place.path, std::ios::binary);
   if (!file || std::filesystem::is_directory(place.path))
-    throw refusal(errno != 0 ? std::strerror(errno) : "is no file");
+    throw refusal(errno != 0 ? std::strerror(errno) : "is not a file");
   std::ostringstream text;
   text << file.rdbuf();
   try {
@@ -168,7 +168,7 @@ std::vector<std::unique_ptr<Side>> openSides(std::span<NamedPlace> places, const
 
 Interruption interruptionOf(std::span<const std::unique_ptr<Side>> sides, StatusLine& line) {
   return Interruption(
-      [&line](int) { line.complain("interrupted; once more ends the program at once"); },
+      [&line](int) { line.complain("interrupted; press Ctrl-C again to end the program at once"); },
       [sides] {
         for (const auto& side : sides) {
           if (side) side->cancel();

@@ -19,7 +19,7 @@ namespace {
 
 ExitStatus dispatch(std::span<const std::string> words, const Console& console,
                     const OpenSide& open) {
-  if (words.empty()) throw UsageError("a command is missing");
+  if (words.empty()) throw UsageError("no command given");
   const std::string& name = words.front();
   if (name == "--help" || name == "-h") {
     writeHelp(console.out);
@@ -55,7 +55,7 @@ int run(std::span<const std::string> arguments, const Console& console, const Op
   } catch (const CommandError& error) {
     console.complain(error);
   } catch (const std::exception& error) {
-    console.complain(std::string("stopped by a failure: ") + error.what());
+    console.complain(std::string("internal error: ") + error.what());
   }
   return kError;
 }

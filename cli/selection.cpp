@@ -21,7 +21,7 @@ std::optional<enumEntityType> kindOf(const std::string& called, const std::strin
   if (colon == given.npos) return std::nullopt;
   const std::string word = given.substr(0, colon);
   if (const ObjectKind* kind = objectKindOf(word)) return kind->list;
-  throw UsageError(called + " '" + given + "': '" + word + "' is no kind; write " +
+  throw UsageError(called + " '" + given + "': '" + word + "' is not a kind; use " +
                    objectKindWords());
 }
 

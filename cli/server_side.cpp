@@ -49,8 +49,8 @@ std::unique_ptr<Side> openServer(const ServerPlace& place) {
     connection->Open(u"set textsize 2147483647", ado::kClientCursor);
     if (const auto asked = askedDatabase(place.address)) {
       if (const auto other = otherDatabase(*connection, *asked))
-        throw refusal("the login leads to the database '" + *other + "', not to '" +
-                      toUtf8(*asked) + "': there is none of that name or the login has no access");
+        throw refusal("the login ended in the database '" + *other + "', not to '" +
+                      toUtf8(*asked) + "': no such database or no access for the login");
     }
     return std::make_unique<ServerSide>(std::move(connection));
   } catch (const ado::Failure& failure) {

@@ -23,11 +23,11 @@ constexpr std::string_view kDescending = "--descending", kNumeric = "--numeric",
                            kSource = "--source";
 
 constexpr auto kOptions = std::to_array<Option>({
-    {kDescending, "", "with --sort: the greatest first"},
+    {kDescending, "", "with --sort: largest first"},
     kListingFormat,
-    {kNumeric, "", "with --sort: by the numbers that the values begin with"},
-    {kSort, "PROPERTY", "by Name or another property, such as \"Data Type\""},
-    {kSource, "", "write the definition of OBJECT, exactly, and nothing else"},
+    {kNumeric, "", "with --sort: compare the numbers at the beginning of the values"},
+    {kSort, "PROPERTY", "sort by Name or another property, such as \"Data Type\""},
+    {kSource, "", "write only the definition of OBJECT, exactly as stored"},
 });
 
 struct Sorting {
@@ -65,7 +65,7 @@ ShowRequest parseShow(const Arguments& arguments) {
       throw UsageError(std::string(option) + " needs " + std::string(kSort));
   }
   if (request.source && (request.sorting || arguments.has(kListingFormat.name)))
-    throw UsageError("--source writes a text as it is: it goes with neither --sort nor --format");
+    throw UsageError("--source writes a plain text; it cannot be combined with --sort or --format");
   return request;
 }
 
@@ -255,7 +255,7 @@ std::u16string definitionOf(const Schema& schema, const FoundObject& found) {
 void writeSource(const Schema& schema, const FoundObject& found, std::vector<std::string>& gaps,
                  std::ostream& out) {
   const std::u16string source = definitionOf(schema, found);
-  if (source.empty()) gaps.push_back(found.shown() + ": the server has no text of it");
+  if (source.empty()) gaps.push_back(found.shown() + ": the server has no text for it");
   out << toUtf8(source);
 }
 

@@ -19,16 +19,16 @@ constexpr auto kReleases = std::to_array<Choice<std::optional<embedded::Release>
 });
 
 constexpr auto kOptions = std::to_array<Option>({
-    {kAllowNulls, "", "columns without null or not null take null"},
-    {kAse, "RELEASE", "be strictly a 12.5, 15 or 16", kNamesOf<kReleases>},
-    {kKeepGoing, "", "report every statement that fails and go on with the rest"},
-    {kLoginLimit, "SECONDS", "for a server to let the login in; 15 unless said"},
-    {kOdbcDriver, "NAME", "of servers that options name; FreeTDS unless said"},
-    {kQueryLimit, "SECONDS", "for a server to answer a statement; 300 unless said, 0: none"},
-    {kTrace, kFile, "write every statement and progress event, one JSON object a line"},
+    {kAllowNulls, "", "columns without null or not null allow null"},
+    {kAse, "RELEASE", "behave exactly like this release: 12.5, 15 or 16", kNamesOf<kReleases>},
+    {kKeepGoing, "", "report failing statements and continue"},
+    {kLoginLimit, "SECONDS", "time limit for a login; default: 15"},
+    {kOdbcDriver, "NAME", "ODBC driver for servers given by options; default: FreeTDS"},
+    {kQueryLimit, "SECONDS", "time limit for a statement; default: 300, 0 for none"},
+    {kTrace, kFile, "write every statement and progress event as a line of JSON"},
     {kVerbose,
      "",
-     "tell what was read and how long it took, and what scripts hold in vain",
+     "also report what was read, timings, and ignored statements of scripts",
      {},
      "-v"},
 });
@@ -67,11 +67,11 @@ ServerPlace serverOfOperand(const std::string& operand) {
       toUtf16(std::string_view(operand).substr(kServerMark.size())));
   if (address.find(odbc::kPasswordKeywords))
     throw UsageError(
-        "a password on the command line is seen by everybody on this machine; leave it out of "
-        "'odbc:' and give it in another way");
+        "everybody on this machine can read a password on the command line; remove it from "
+        "'odbc:' and provide it in another way");
   const std::string shown = text(kServerMark) + toUtf8(odbc::masked(address.text()));
   if (operand.find('=') == operand.npos)
-    throw UsageError("'" + shown + "' is no connection string such as odbc:DSN=prod;UID=sa");
+    throw UsageError("'" + shown + "' is not a connection string such as odbc:DSN=prod;UID=sa");
   return {shown, address, {}, {}};
 }
 
@@ -125,7 +125,7 @@ ServerPlace serverOfOptions(const Arguments& arguments, const SideOptions& optio
 }
 
 [[noreturn]] void refuseCompany(const std::string& side) {
-  throw UsageError("'" + side + "' is a whole side; nothing can be put beside it");
+  throw UsageError("'" + side + "' is a whole side; it cannot be combined with others");
 }
 
 bool isSnapshot(const std::vector<std::string>& operands) {
@@ -145,7 +145,8 @@ ServerPlace serverOfEnvironment(const std::string& name, const Environment& envi
   if (environment.odbcDriver && !arguments.isGiven(kOdbcDriver))
     words.driver = environment.odbcDriver;
   if (environment.connection && (words.user || words.database))
-    throw UsageError("'" + name + "' has a connection string, which says who logs in and where to");
+    throw UsageError("'" + name +
+                     "' has a connection string, which already names user and database");
   const odbc::ConnectionString address =
       environment.connection ? odbc::ConnectionString(toUtf16(*environment.connection))
                              : addressOf(words);
@@ -166,7 +167,7 @@ Place placeOfEnvironment(const std::string& name, const Environment& environment
   }
   for (const std::string_view option : {options.user, options.database, options.passwordFile}) {
     if (arguments.has(option))
-      throw UsageError(text(option) + " is for a server, and '" + name + "' is none");
+      throw UsageError(text(option) + " is for servers, but '" + name + "' is not one");
   }
   if (environment.snapshot) return SnapshotPlace{*environment.snapshot};
   return ScriptPlace{environment.scripts, settings.load};
@@ -197,13 +198,13 @@ Place placeOf(const Arguments& arguments, const std::vector<std::string>& operan
     for (const std::string_view option : {options.user, options.database}) {
       if (arguments.has(option))
         throw UsageError(text(option) + " needs " + text(options.server) +
-                         "; behind 'odbc:' write UID= and Database=");
+                         "; for an 'odbc:' side write UID= and Database= into it");
     }
   }
   const auto server = std::ranges::find_if(operands, isServer);
   if (!byOption && server == operands.end()) {
     if (arguments.has(options.passwordFile))
-      throw UsageError(text(options.passwordFile) + " is for a server, and that side is none");
+      throw UsageError(text(options.passwordFile) + " is for servers, but that side is not one");
     return isSnapshot(operands) ? Place(SnapshotPlace{operands.front(), settings.load.verbose})
                                 : Place(ScriptPlace{operands, settings.load});
   }

@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::string_view kDated = "--dated", kOutput = "--output";
 constexpr auto kOptions = std::to_array<Option>({
-    {kDated, "", "write when the snapshot was taken into it"},
+    {kDated, "", "include the time of the snapshot"},
     {kOutput, kFile, "write to this file instead of standard output", {}, "-o"},
 });
 
@@ -54,7 +54,7 @@ std::vector<OptionFamily> snapshotOptions() {
 
 ExitStatus runSnapshot(const Arguments& arguments, const Console& console, const OpenSide& open) {
   if (arguments.parting || arguments.operands.empty() != arguments.has(kOneSide.server))
-    throw UsageError("snapshot needs one SIDE, or --server");
+    throw UsageError("snapshot needs one SIDE or --server");
   const Place place = placeOf(arguments, arguments.operands, kOneSide, readingSettings(arguments));
   refuseOverwriting(arguments, {&place, 1}, {.written = {kTrace, kOutput}});
   Readings readings =
@@ -62,7 +62,7 @@ ExitStatus runSnapshot(const Arguments& arguments, const Console& console, const
   SideReading& side = readings.sides[0];
   if (side.extent)
     throw CommandError({side.gaps.empty() ? "reading stopped" : side.gaps.front(),
-                        "no snapshot was written: the database was not read to its end"});
+                        "no snapshot was written: the database was not read completely"});
 
   Snapshot snapshot{std::move(side.schema), side.caseSensitive, {}, side.gaps, {}};
   if (!side.complete) snapshot.gaps.push_back("not everything could be loaded");
@@ -73,7 +73,7 @@ ExitStatus runSnapshot(const Arguments& arguments, const Console& console, const
   write(snapshot, arguments.value(kOutput), console);
   for (const std::string& gap : side.gaps) console.complain(gap);
   if (snapshot.gaps.empty()) return kNoDifference;
-  console.complain("not everything could be read: the snapshot says so, and proves no equality");
+  console.complain("not everything could be read: the snapshot is marked as incomplete");
   return kNotProven;
 }
 

@@ -16,9 +16,9 @@ constexpr std::string_view kIgnoreNames = "--ignore-names", kNoPermissions = "--
                            kSet = "--set";
 
 constexpr auto kOptions = std::to_array<Option>({
-    {kIgnoreNames, "", "leave out the names of keys and indexes"},
-    {kNoPermissions, "", "leave out permissions"},
-    {kSet, kSetting, "leave this out, or take it in with =on; kelvane switches lists them"},
+    {kIgnoreNames, "", "do not compare names of keys and indexes"},
+    {kNoPermissions, "", "do not compare permissions"},
+    {kSet, kSetting, "leave SWITCH out, or include it (=on); see kelvane switches"},
 });
 
 using Switches = cComparisonOptions;
@@ -105,8 +105,8 @@ void set(const std::string& called, const std::string& setting, Switches& switch
   const std::string state = equals == setting.npos ? "" : setting.substr(equals + 1);
   const auto one = std::ranges::find(kSwitches, toUtf16(name), &Switch::name);
   if (one == kSwitches.end())
-    throw UsageError((called == kSet ? "" : called + ": ") + "there is no switch '" + name +
-                     "'; kelvane switches lists them");
+    throw UsageError((called == kSet ? "" : called + ": ") + "unknown switch '" + name +
+                     "'; see kelvane switches");
   if (state != "on" && state != "off")
     throw UsageError(called + " takes " + name + "=on or " + name + "=off, not '" + setting + "'");
   switches.*one->value = Boolean(state == "on");

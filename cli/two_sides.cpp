@@ -7,11 +7,12 @@ namespace kelvane::cli {
 namespace {
 
 constexpr auto kOptions = std::to_array<Option>({
-    {kTwoSides[0].server, "SERVER", "as the driver knows it, or HOST:PORT; in place of SOURCE"},
-    {kTwoSides[0].user, "USER", "to log in to that server as"},
-    {kTwoSides[0].database, "DATABASE", "of that server; that of the login unless said"},
-    {kTwoSides[0].passwordFile, kFile, "that only you may read; its first line is used"},
-    {kTwoSides[1].server, "SERVER", "as --source-server, in place of TARGET"},
+    {kTwoSides[0].server, "SERVER", "a live server instead of SOURCE: a name or HOST:PORT"},
+    {kTwoSides[0].user, "USER", "log in as this user"},
+    {kTwoSides[0].database, "DATABASE", "the server's database; default: the login's database"},
+    {kTwoSides[0].passwordFile, kFile,
+     "read the password from its first line; only you may read FILE"},
+    {kTwoSides[1].server, "SERVER", "a live server instead of TARGET: a name or HOST:PORT"},
     {kTwoSides[1].user, "USER", "as --source-user"},
     {kTwoSides[1].database, "DATABASE", "as --source-database"},
     {kTwoSides[1].passwordFile, kFile, "as --source-password-file"},
@@ -29,12 +30,12 @@ std::array<std::vector<std::string>, 2> operandsOfSides(const Arguments& argumen
   const auto count = std::ranges::count(byOption, true);
   if (count == 0 && arguments.isGiven(kOdbcDriver))
     throw UsageError(text(kOdbcDriver) + " needs " + text(kTwoSides[0].server) + " or " +
-                     text(kTwoSides[1].server) + "; behind 'odbc:' write Driver=");
+                     text(kTwoSides[1].server) + "; for an 'odbc:' side write Driver= into it");
   if (count > 0) {
     const bool enough = count == 2 ? all.empty() : !all.empty();
     if (arguments.parting || !enough)
-      throw UsageError(count == 2 ? "both sides are given by options, and nothing may stand besides"
-                                  : "one side is given by options, and the operands are the other");
+      throw UsageError(count == 2 ? "both sides are given by options; no operand is allowed"
+                                  : "one side is given by options; give the other one as operands");
     return {byOption[0] ? std::vector<std::string>() : all,
             byOption[1] ? std::vector<std::string>() : all};
   }
@@ -44,7 +45,7 @@ std::array<std::vector<std::string>, 2> operandsOfSides(const Arguments& argumen
                      "two, and was given " +
                      std::to_string(all.size()));
   const auto parting = all.begin() + static_cast<std::ptrdiff_t>(arguments.parting.value_or(1));
-  if (parting == all.end()) throw UsageError(text(command) + " needs a TARGET behind '--'");
+  if (parting == all.end()) throw UsageError(text(command) + " needs a TARGET after '--'");
   return {std::vector(all.begin(), parting), std::vector(parting, all.end())};
 }
 

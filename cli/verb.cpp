@@ -34,7 +34,7 @@ std::vector<std::string> kindsOfObjects() {
 }
 
 ExitStatus runSwitches(const Arguments& arguments, const Console& console, const OpenSide&) {
-  if (!arguments.operands.empty()) throw UsageError("switches takes nothing besides");
+  if (!arguments.operands.empty()) throw UsageError("switches takes no operands");
   listSwitches(console.out);
   return kNoDifference;
 }
@@ -59,8 +59,9 @@ constexpr std::string_view kOfTexts = R"(0  done
 constexpr std::array kConfiguration{kConfig, kNoConfig};
 
 constexpr auto kVerbs = std::to_array<Verb>({
-    {"compare", "tells what differs between two schemas", "SOURCE TARGET\nSOURCE... -- TARGET...",
-     R"(Writes all that is in the one schema and not, or not in the same way, in the other.)",
+    {"compare", "shows the differences between two schemas",
+     "SOURCE TARGET\nSOURCE... -- TARGET...",
+     R"(Writes everything that is in only one of the schemas or differs between them.)",
      R"(kelvane compare old.sql new.sql
 kelvane compare install-1.sql upgrade-2.sql -- install-2.sql
 kelvane compare --include 'table:dbo.cust*' --exclude '*_tmp' odbc:DSN=dev odbc:DSN=prod
@@ -68,29 +69,30 @@ kelvane compare --html drift.html prod.json odbc:DSN=prod)",
      kOfSchemas, Sides::two, nothing, compareOptions, runCompare},
     {"data", "compares the rows of two databases", "SOURCE TARGET\nSOURCE... -- TARGET...",
      R"(Compares the rows of the tables of the source with those of the target, paired by position, and
-tells for each table how many values differ, and whether one side has more rows.)",
+reports for each table how many values differ and whether one side has more rows.)",
      R"(kelvane data odbc:DSN=prod odbc:DSN=copy --table 'price_*' --show 5)", kOfRows, Sides::two,
      nothing, dataOptions, runData},
     {"snapshot", "writes a whole schema as JSON", "SIDE",
-     R"(The same schema gives the same text, an attribute a line: good to keep beside the scripts.)",
+     R"(The same schema always gives the same text, one attribute per line: made for version control.)",
      R"(kelvane snapshot odbc:DSN=prod -o prod.json)", kOfReadings, Sides::one, nothing,
      snapshotOptions, runSnapshot},
     {"show", "shows what is in a database", "SIDE [OBJECT]\nSIDE... -- OBJECT",
-     R"(Writes the objects of a database by kind, or what one of them consists of, or its definition.
-OBJECT is a name, with its owner or without, and with its kind before it where there are several:
-customer, dbo.customer, table:dbo.customer. With a kind, nothing else is read.)",
+     R"(Lists the objects of a database by kind, or shows the properties and parts of one object, or its
+definition.
+OBJECT is a name, optionally with its owner and, if it is ambiguous, its kind:
+customer, dbo.customer, table:dbo.customer. With a kind, only that kind is read.)",
      R"(kelvane show odbc:DSN=prod table:dbo.customer --sort Length --numeric
 kelvane show --source prod.json find_customer)",
      kOfReadings, Sides::one, kindsOfObjects, showOptions, runShow},
     {"list", "lists the names of objects", "SIDE [KIND]\nSIDE... -- KIND",
-     R"(Asks a database for the names of its objects, and for nothing else. KIND is table, view,
+     R"(Reads only the names of the objects. KIND is table, view,
 procedure, function, user, group or type.)",
      R"(kelvane list odbc:DSN=prod procedure)", kOfReadings, Sides::one, kinds, listOptions,
      runList},
-    {"switches", "lists what can be left out of schemas", "", "", "kelvane switches", kOfTexts,
-     Sides::none, nothing, noOptions, runSwitches},
-    {"completion", "writes a script that completes command lines", "SHELL",
-     R"(SHELL is bash or zsh. In place of a shell, environments lists the sides that kelvane.toml names.)",
+    {"switches", "lists the switches for --set", "", "", "kelvane switches", kOfTexts, Sides::none,
+     nothing, noOptions, runSwitches},
+    {"completion", "writes a completion script for a shell", "SHELL",
+     R"(SHELL is bash or zsh. The word environments instead of a shell lists the sides of kelvane.toml.)",
      R"(source <(kelvane completion bash)
 kelvane completion zsh > ~/.zfunc/_kelvane)",
      kOfTexts, Sides::none, completionOperands, noOptions, runCompletion},
@@ -124,20 +126,20 @@ std::vector<const Option*> optionsOf(const Verb& verb, Elsewhere elsewhere) {
 }
 
 constexpr std::string_view kAboutSides =
-    R"(SOURCE, TARGET and SIDE are each one of
-  - T-SQL script files or folders of them, which stand for their .sql files in the order of their
-    names; what belongs to one side is run on one empty database, in the order given
+    R"(Each of SOURCE, TARGET and SIDE is one of
+  - T-SQL script files or folders with .sql files, which are run in the order of their names; all
+    scripts of a side run on one empty database, in the order given
   - a live server: odbc: and a connection string, such as odbc:DSN=prod;UID=sa, or the options
     --source-server, --target-server and --server
-  - a snapshot: a file that kelvane snapshot wrote, with a name that ends in .json; it has no rows
+  - a snapshot: a .json file written by kelvane snapshot; it contains no rows
   - an environment: the NAME of a section [env.NAME] of kelvane.toml
-A -- between SOURCE and TARGET parts them where one is several scripts; before all, it ends the
+Use -- between SOURCE and TARGET if one of them is several scripts; -- before all operands ends the
 options.
 
-A server's password is never given on the command line. It is looked for, in this order, in the
-side's password file, KELVANE_SOURCE_PASSWORD or KELVANE_TARGET_PASSWORD (KELVANE_SIDE_PASSWORD
-where there is one SIDE), the data source, KELVANE_PASSWORD; else, where the side names a user, on
-the terminal.)";
+A server's password is never given on the command line. Kelvane uses the first of: the password
+file of the side, KELVANE_SOURCE_PASSWORD or KELVANE_TARGET_PASSWORD (KELVANE_SIDE_PASSWORD for
+commands with one SIDE), the data source, KELVANE_PASSWORD; if the side names a user, it asks on
+the terminal otherwise.)";
 
 std::vector<std::string_view> linesOf(std::string_view text) {
   std::vector<std::string_view> lines;

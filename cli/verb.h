@@ -14,9 +14,8 @@
 
 namespace kelvane::cli {
 
-inline constexpr Option kConfig{"--config", kFile,
-                                "instead of kelvane.toml where it is looked for"};
-inline constexpr Option kNoConfig{"--no-config", "", "read no kelvane.toml"};
+inline constexpr Option kConfig{"--config", kFile, "use this file instead of kelvane.toml"};
+inline constexpr Option kNoConfig{"--no-config", "", "do not read kelvane.toml"};
 
 // How many sides a verb has.
 enum class Sides { none, one, two };

@@ -46,12 +46,12 @@ WrittenFile::WrittenFile(std::string what, std::string path, const Console& cons
     openBeside();
     return;
   }
+  const int descriptor = openAsItIs(destination, 0);
+  if (descriptor < 0) refuse(errno);
   {
     const std::scoped_lock lock(mutex_);
     state_ = State::incomplete;
   }
-  const int descriptor = openAsItIs(destination, 0);
-  if (descriptor < 0) refuse(errno);
   stream_.take(descriptor);
 }
 
@@ -77,9 +77,10 @@ void WrittenFile::openBeside() {
     unfinished_ = std::move(beside);
     stream_.take(descriptor);
   } else if (replaced_ && (error == EACCES || error == EPERM || error == EROFS)) {
-    refuseToWrite(what_, path_,
-                  "it is replaced by a new file once that is whole, and the folder takes none: " +
-                      std::string(std::strerror(error)));
+    refuseToWrite(
+        what_, path_,
+        "it would be replaced by a complete new file, but the folder cannot be written: " +
+            std::string(std::strerror(error)));
   } else {
     refuse(error);
   }

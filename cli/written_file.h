@@ -17,9 +17,9 @@
 namespace kelvane::cli {
 
 // A file that is there as a whole or not at all: it is written beside the one that it is to replace
-// and takes its place, its owner and its permissions in close(). What is no regular file, a pipe or
-// a terminal, is written to as it is. While it is written the status line says so, and Ctrl-C ends
-// the process with a word about what is left.
+// and takes its place, its owner and its permissions in close(). What is not a regular file, a pipe
+// or a terminal, is written to as it is. While it is written the status line says so, and Ctrl-C
+// ends the process with a word about what is left.
 class WrittenFile {
  public:
   // `what` is what it is called in complaints: "report". Throws CommandError, as close() does.

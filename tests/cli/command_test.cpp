@@ -246,7 +246,7 @@ TEST_F(Command, NamesOfRowsAreComparedAsTheServersDo) {
   EXPECT_EQ(ended("T", "a", "exact"), kDifferences);
   EXPECT_THAT(out.str(), HasSubstr("missing in the target\nT "));
   EXPECT_EQ(ended("t", "A", "exact"), kNotProven);
-  EXPECT_THAT(out.str(), HasSubstr("columns of the source alone: a\n"));
+  EXPECT_THAT(out.str(), HasSubstr("columns only in the source: a\n"));
 }
 
 TEST_F(Command, BothSidesComplain) {

@@ -108,7 +108,7 @@ TEST_F(Live, APasswordComesFromItsSourcesInTheirOrder) {
   const std::string script = file("script.sql", kScript);
   const std::string good = file("good", kPassword + "\r\nmore\n");
   const std::string wrong = file("wrong", "nonsense\n"), open = file("open", kPassword, 0640);
-  const std::string kNeedsMode = "others may read or write it; chmod 600 makes it yours alone";
+  const std::string kNeedsMode = "others can read or write it; run chmod 600 on it";
   const struct {
     std::string side;
     std::vector<std::string> options;
@@ -127,7 +127,7 @@ TEST_F(Live, APasswordComesFromItsSourcesInTheirOrder) {
       {"plain;UID=sa", {}, {{"KELVANE_SOURCE_PASSWORD", kPassword}, {"KELVANE_PASSWORD", "x"}}, ""},
       {"plain;UID=sa", {"--source-password-file", wrong}, {}, "Login failed."},
       {"plain;UID=sa", {"--source-password-file", open}, {}, kNeedsMode},
-      {"plain;UID=sa", {"--source-password-file", folder_.string()}, {}, "is no regular file"},
+      {"plain;UID=sa", {"--source-password-file", folder_.string()}, {}, "is not a regular file"},
       {"plain;UID=sa", {"--source-password-file", good + "x"}, {}, "No such file or directory"},
       {"plain;UID=sa", {"--source-password-file", file("empty", "\n")}, {}, "first line is empty"},
       {"full", {}, {}, ""},
@@ -136,7 +136,7 @@ TEST_F(Live, APasswordComesFromItsSourcesInTheirOrder) {
       {"full;UID=sa", {}, {{"KELVANE_PASSWORD", kPassword}}, ""},
       {"plain", {}, {}, "cannot connect without a user's name"},
       {"plain;UID=sa", {}, {{"KELVANE_PASSWORD", "};"}}, "FreeTDS takes no PWD with '};' in it"},
-      {"plain;UID=sa", {}, {{"KELVANE_PASSWORD", "\xE9"}}, "the password is no UTF-8"},
+      {"plain;UID=sa", {}, {{"KELVANE_PASSWORD", "\xE9"}}, "the password is not UTF-8"},
   };
   for (const auto& [side, options, environment, complaint] : cases) {
     std::vector<std::string> words{"compare"};
@@ -186,7 +186,7 @@ TEST_F(Live, AnotherDatabaseThanTheOneAskedForIsAnError) {
   for (const auto& [side, complaint] :
        {std::pair("odbc:DSN=full", "database 'nowhere'"),
         std::pair("odbc:DSN=plain;UID=sa;DB=no''where",
-                  "odbc:DSN=plain;UID=sa;DB=no''where: the login leads to the database 'main', "
+                  "odbc:DSN=plain;UID=sa;DB=no''where: the login ended in the database 'main', "
                   "not to 'no''where'")}) {
     Program program({"compare", side, file("script.sql", kScript)},
                     with({{"KELVANE_PASSWORD", "x"}}));
@@ -232,7 +232,8 @@ TEST_F(Live, ASignalEndsTheReadingAndASecondTheProgram) {
       kill(program.id(), SIGTERM);
     else
       program.type("\x03");
-    EXPECT_TRUE(program.waitFor("kelvane: interrupted; once more ends the program at once"));
+    EXPECT_TRUE(
+        program.waitFor("kelvane: interrupted; press Ctrl-C again to end the program at once"));
     if (twice) {
       kill(program.id(), SIGINT);
       EXPECT_EQ(program.wait(), 128 + SIGINT);
@@ -254,7 +255,8 @@ TEST_F(Live, ASignalEndsTheComparisonOfRows) {
   Program program = withTarget("data", server, {});
   rows.asked.wait();
   kill(program.id(), SIGINT);
-  EXPECT_TRUE(program.waitFor("kelvane: interrupted; once more ends the program at once\n"));
+  EXPECT_TRUE(
+      program.waitFor("kelvane: interrupted; press Ctrl-C again to end the program at once\n"));
   rows.goesOn.count_down();
   EXPECT_EQ(program.wait(), kNotProven);
   EXPECT_THAT(program.output(),

@@ -1,8 +1,11 @@
 // What a terminal shows: colors, progress while scripts are loaded and reports written, and what
 // Ctrl-C leaves behind.
 #include <cstdlib>
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <poll.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "tests/cli/compared_scripts.h"
 #include "tests/cli/program.h"
@@ -65,14 +68,24 @@ TEST_F(OnATerminal, CtrlCWhileLoadingEndsTheProgram) {
               HasSubstr("kelvane: interrupted while loading: there is no result"));
 }
 
-TEST_F(OnATerminal, CtrlCWhileWritingTellsWhatIsIncomplete) {
-  Program program({"compare", script_, script_, "--html", pipe()}, {}, Program::Terminal::own);
-  ASSERT_TRUE(program.waitFor("kelvane: writing "));
-  EXPECT_THAT(program.output(), HasSubstr("source: 100% "));
-  program.type("\x03");
-  EXPECT_EQ(program.wait(), 128 + SIGINT);
-  EXPECT_THAT(program.output(),
-              HasSubstr("kelvane: interrupted while writing: " + pipe() + " is incomplete"));
+TEST_F(OnATerminal, CtrlCWhileWritingTellsWhatIsLeft) {
+  for (const bool isRead : {false, true}) {
+    SCOPED_TRACE(isRead);
+    const int reader = isRead ? open(pipe().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC) : -1;
+    if (isRead) fcntl(reader, F_SETPIPE_SZ, 4096);
+    Program program({"compare", script_, script_, "--html", pipe()}, {}, Program::Terminal::own);
+    ASSERT_TRUE(program.waitFor("kelvane: writing "));
+    EXPECT_THAT(program.output(), HasSubstr("source: 100% "));
+    if (isRead) {
+      pollfd written{reader, POLLIN, 0};
+      ASSERT_EQ(poll(&written, 1, 20'000), 1);
+    }
+    program.type("\x03");
+    EXPECT_EQ(program.wait(), 128 + SIGINT);
+    EXPECT_THAT(program.output(), HasSubstr("kelvane: interrupted while writing: " + pipe() +
+                                            (isRead ? " is incomplete" : " is not written")));
+    if (isRead) close(reader);
+  }
 }
 
 }  // namespace
