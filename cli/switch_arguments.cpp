@@ -71,13 +71,32 @@ constexpr auto kParts = std::to_array<Meaning>({
     {"SystemPermissions", "permissions to create objects"},
 });
 
-std::string descriptionOf(std::string_view name) {
-  const auto underscore = name.find('_');
-  const auto kind = std::ranges::find(kKinds, name.substr(0, underscore), &Meaning::word);
-  if (underscore == name.npos) return std::string(kind->says);
-  const auto part = std::ranges::find(kParts, name.substr(underscore + 1), &Meaning::word);
-  return std::string(kind->says) + ": " + std::string(part->says);
+template <std::size_t size>
+constexpr const Meaning* find(const std::array<Meaning, size>& meanings, std::u16string_view word) {
+  const auto found = std::ranges::find_if(
+      meanings, [&](const Meaning& one) { return std::ranges::equal(one.word, word); });
+  return found == meanings.end() ? nullptr : &*found;
 }
+
+// What the name of a switch says; null where a word of it is not known.
+struct Description {
+  const Meaning* kind;
+  const Meaning* part;  // null for a whole kind
+  bool complete;
+
+  explicit constexpr Description(std::u16string_view name) {
+    const std::size_t underscore = name.find(u'_');
+    kind = find(kKinds, name.substr(0, underscore));
+    part = underscore == name.npos ? nullptr : find(kParts, name.substr(underscore + 1));
+    complete = kind != nullptr && (part != nullptr || underscore == name.npos);
+  }
+  std::string text() const {
+    return std::string(kind->says) + (part ? ": " + std::string(part->says) : "");
+  }
+};
+static_assert(std::ranges::all_of(kSwitches,
+                                  [](const Switch& one) { return Description(one.name).complete; }),
+              "a switch has a name that nothing describes");
 
 void set(const std::string& called, const std::string& setting, Switches& switches) {
   const auto equals = setting.find('=');
@@ -112,8 +131,7 @@ cComparisonOptions switchesOf(const Arguments& arguments) {
 
 void listSwitches(std::ostream& out) {
   for (const Switch& one : kSwitches) {
-    const std::string name = toUtf8(one.name);
-    out << std::left << std::setw(37) << name << descriptionOf(name) << '\n';
+    out << std::left << std::setw(37) << toUtf8(one.name) << Description(one.name).text() << '\n';
   }
 }
 
