@@ -9,13 +9,6 @@ void Progress::StartProcessing(const std::u16string& Status, const Boolean& Supp
   if (trace_) trace_->startProcessing(Status, bool{SupportProgressBar}, ObjectType);
   activity_ = Status;
   line_.show(side_, Status);
-  if (ObjectType == OBJECT_SERVER || connection_.isOver()) return;
-  // A category begins with the list of its names; its objects come with a progress bar.
-  if (SupportProgressBar)
-    extent_.listed = true;
-  else if (extent_.listed)
-    extent_ = {.categories = extent_.categories + 1};
-  amidObject_ = false;
 }
 
 void Progress::Processing(const std::u16string& Status, const std::int16_t& Progress,
@@ -23,9 +16,6 @@ void Progress::Processing(const std::u16string& Status, const std::int16_t& Prog
   if (trace_) trace_->processing(Status, Progress, ObjectType);
   activity_ = Status;
   line_.show(side_, decimalText(Progress) + u"% " + Status);
-  if (connection_.isOver()) return;
-  if (amidObject_) ++extent_.objects;
-  amidObject_ = true;
 }
 
 void Progress::EndProcessing(const enumObjectType& ObjectType) {

@@ -1,4 +1,4 @@
-// Shows a reader's progress in the status line, hands it on to a trace, and keeps how far it came.
+// Shows a reader's progress in the status line and hands it on to a trace.
 //
 // Lifetime: status line, trace and connection outlive it; what it shows vanishes when it goes.
 // Threading: one thread.
@@ -7,10 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "cli/read_extent.h"
 #include "cli/status_line.h"
 #include "cli/trace.h"
-#include "cli/tracing_connection.h"
 #include "reader/idb_fetch.h"
 
 namespace kelvane::cli {
@@ -18,9 +16,8 @@ namespace kelvane::cli {
 class Progress final : public IDBFetchEvents {
  public:
   // `trace` may be null. What the reader is at is kept in `activity`.
-  Progress(StatusLine& line, std::string_view side, Trace* trace, std::u16string& activity,
-           const TracingConnection& connection)
-      : line_(line), side_(side), trace_(trace), activity_(activity), connection_(connection) {}
+  Progress(StatusLine& line, std::string_view side, Trace* trace, std::u16string& activity)
+      : line_(line), side_(side), trace_(trace), activity_(activity) {}
   ~Progress() override { line_.show(side_, {}); }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
@@ -31,17 +28,11 @@ class Progress final : public IDBFetchEvents {
                   const enumObjectType& ObjectType) override;
   void EndProcessing(const enumObjectType& ObjectType) override;
 
-  // How far the reading came before the connection was over.
-  const ReadExtent& extent() const { return extent_; }
-
  private:
   StatusLine& line_;
   std::string side_;
   Trace* trace_;
   std::u16string& activity_;
-  const TracingConnection& connection_;
-  ReadExtent extent_;
-  bool amidObject_ = false;
 };
 
 }  // namespace kelvane::cli

@@ -21,38 +21,37 @@ void remove(Array<Record>& records, const Names& names) {
 }
 
 template <class Record>
-void keepComparable(int category, Array<Record> Schema::*member, std::array<Schema, 2>& schemas,
+void keepComparable(enumEntityType kind, Array<Record> Schema::*member,
+                    std::array<Schema, 2>& schemas,
                     const std::array<std::optional<ReadExtent>, 2>& extents) {
-  Names unread;
+  Names incomplete;
   for (std::size_t side = 0; side < 2; ++side) {
-    const std::optional<ReadExtent>& extent = extents[side];
-    if (!extent || category < extent->categories) continue;
-    if (category > extent->categories || !extent->listed) {
+    if (!extents[side]) continue;
+    const KindExtent& extent = (*extents[side])[kind];
+    if (!extent.listed) {
       for (Schema& schema : schemas) (schema.*member).clear();
       return;
     }
     const Array<Record>& records = schemas[side].*member;
-    for (int position = extent->objects + 1; position <= records.count(); ++position)
-      unread.insert(foldCase(records[position].FullName));
+    for (std::int32_t position = 1; position <= records.count(); ++position) {
+      if (!extent.isComplete(position)) incomplete.insert(foldCase(records[position].FullName));
+    }
   }
-  if (unread.empty()) return;
-  for (Schema& schema : schemas) remove(schema.*member, unread);
-}
-
-template <class... Records>
-void keepComparable(std::array<Schema, 2>& schemas,
-                    const std::array<std::optional<ReadExtent>, 2>& extents,
-                    Array<Records> Schema::*... members) {
-  int category = 0;
-  (keepComparable(category++, members, schemas, extents), ...);
+  if (incomplete.empty()) return;
+  for (Schema& schema : schemas) remove(schema.*member, incomplete);
 }
 
 }  // namespace
 
 void keepComparable(std::array<Schema, 2>& schemas,
                     const std::array<std::optional<ReadExtent>, 2>& extents) {
-  keepComparable(schemas, extents, &Schema::Tables, &Schema::Views, &Schema::StoredProcs,
-                 &Schema::Functions, &Schema::UDDTs, &Schema::Users, &Schema::Groups);
+  keepComparable(entity_TABLE, &Schema::Tables, schemas, extents);
+  keepComparable(entity_VIEW, &Schema::Views, schemas, extents);
+  keepComparable(entity_STOREDPROC, &Schema::StoredProcs, schemas, extents);
+  keepComparable(entity_FUNCTION, &Schema::Functions, schemas, extents);
+  keepComparable(entity_UDDT, &Schema::UDDTs, schemas, extents);
+  keepComparable(entity_USER, &Schema::Users, schemas, extents);
+  keepComparable(entity_GROUP, &Schema::Groups, schemas, extents);
 }
 
 }  // namespace kelvane::cli

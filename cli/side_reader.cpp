@@ -101,10 +101,10 @@ SideReading readSide(ado::Connection& connection, std::string_view side,
         });
   bool completed = false;
   {
-    Progress progress(line, side, trace, activity, traced);
+    Progress progress(line, side, trace, activity);
     completed = reader.Fetch(progress);
-    if (!completed || traced.isOver()) result.extent = progress.extent();
   }
+  if (!completed || traced.isOver()) result.extent = reader.Extent();
   result.schema = reader.Results();
   result.caseSensitive = reader.IsSchemaCaseSensitive();
   result.gaps = gapsOf(traced, side, stop.stop_requested(), completed, reader.LastError());
@@ -118,7 +118,7 @@ SideReading readLists(ado::Connection& connection, std::string_view side,
   cASE_Fetch reader;
   reader.conn(&traced);
   bool completed = true;
-  Progress progress(line, side, trace, activity, traced);
+  Progress progress(line, side, trace, activity);
   for (const enumEntityType kind : kinds) completed = reader.GetList(kind, progress) && completed;
   SideReading result;
   result.schema = reader.Results();

@@ -64,6 +64,7 @@ void cASE_Fetch::AppliesTo(std::shared_ptr<cAppliesTo> scope) {
 
 Boolean cASE_Fetch::Fetch(IDBFetchEvents& oEvents) {
   context_.schema = {};
+  context_.extent = {};
   const CurrentSink sink(context_, oEvents);
   oEvents.StartProcessing(u"Starting", True, OBJECT_SERVER);
   reader::ReadServerVersion(context_);

@@ -53,6 +53,10 @@ class cASE_Fetch : public IDBFetch {
   // A copy of what was read, as Results gives it.
   Schema GetSchema() const { return context_.schema; }
 
+  // How much of the record has been read, for hosts that go on after a failure or a cancel. A kind
+  // that Fetch was not asked for is not listed; after GetList no object of that kind is complete.
+  const ReadExtent& Extent() const { return context_.extent; }
+
  private:
   reader::FetchContext context_;
   cResults results_;

@@ -27,16 +27,21 @@ const cAppliesTo& FetchContext::scope() const {
 }
 
 std::unique_ptr<ado::Recordset> FetchContext::GetRecordset(std::u16string_view sql) {
-  if (cancelled) return nullptr;
+  if (cancelled) {
+    allRead = false;
+    return nullptr;
+  }
   try {
     return required(conn, u"conn", kSource).Open(sql, ado::kClientCursor);
   } catch (...) {
+    allRead = false;
     lastError = describeFailure();
     return nullptr;
   }
 }
 
 void FetchContext::recordFailure(std::u16string_view procedure) {
+  allRead = false;
   // The class word is fixed text: hosts look for it.
   lastError =
       describeFailure() + u"\r\nError occured in cMSSQLDB_Fetch." + std::u16string(procedure);

@@ -4,12 +4,14 @@
 // Lifetime: part of a cASE_Fetch. Threading: the reader's thread.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "ado/ado.h"
 #include "host/host.h"
@@ -21,6 +23,23 @@ namespace kelvane {
 // Whether an object that the server lists is to be read.
 using ListFilter = std::function<bool(enumEntityType kind, const std::u16string& name,
                                       const std::u16string& fullName)>;
+
+// How much of one kind has been read.
+struct KindExtent {
+  bool listed = false;  // whether the server has answered for the names of all objects
+  // Whether an object is complete, for each object that was reached, in the order of the schema's
+  // array: whether every statement that was to be sent for it was sent and answered, and every
+  // answer could be read.
+  std::vector<bool> complete;
+
+  // By the 1-based index of the object.
+  bool isComplete(std::int32_t index) const {
+    const auto at = static_cast<std::size_t>(index) - 1;
+    return at < complete.size() && complete[at];
+  }
+};
+// By enumEntityType.
+using ReadExtent = std::array<KindExtent, entity_FUNCTION + 1>;
 
 }  // namespace kelvane
 
@@ -36,6 +55,8 @@ struct FetchContext {
   ListFilter listFilter;  // none: all are read
   ado::Connection* conn = nullptr;
   Schema schema;
+  ReadExtent extent;
+  bool allRead = true;  // false once something could not be read; set by who wants to know
   std::u16string lastError;
   IDBFetchEvents* events = nullptr;
   Host* host = nullptr;

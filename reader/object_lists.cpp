@@ -54,6 +54,8 @@ template <class Record>
 Status readList(FetchContext& context, const List<Record>& list) {
   Status status = context.trapped(list.procedure, [&]() -> Status {
     context.events->StartProcessing(std::u16string(list.status), False, list.announcedAs);
+    KindExtent& extent = context.extent[list.kind];
+    extent = {};
     const auto rows = context.GetRecordset(list.sql);
     if (!rows) return 0;
     if (rows->RecordCount() > 0) {
@@ -63,6 +65,7 @@ Status readList(FetchContext& context, const List<Record>& list) {
         objects.edit(position, [&](Record& record) { list.fill(record, *rows); });
       if (context.listFilter) keepFiltered(context.listFilter, list.kind, objects);
     }
+    extent.listed = true;
     return rows->RecordCount();
   });
   const bool ended = context.trapped(list.procedure, false, [&] {

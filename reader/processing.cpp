@@ -18,6 +18,7 @@ struct Detail {
 // How one category is read.
 template <class Record>
 struct Category {
+  enumEntityType kind;
   std::u16string_view procedure;
   Boolean cAppliesTo::*all;
   Status (*list)(FetchContext&);
@@ -46,13 +47,22 @@ bool readDetails(FetchContext& context, const Category<Record>& category, std::i
   return true;
 }
 
+void keepExtent(FetchContext& context, enumEntityType kind, std::int32_t position) {
+  std::vector<bool>& complete = context.extent[kind].complete;
+  const auto count = static_cast<std::size_t>(position);
+  if (complete.size() < count) complete.resize(count);
+  complete[count - 1] = context.allRead;
+}
+
 template <class Record>
 bool process(FetchContext& context, const Category<Record>& category) {
   return context.trapped(category.procedure, false, [&] {
     if (context.scope().*category.all) {
       if (category.list(context) == kFailed) return false;
     } else {
+      context.allRead = true;
       category.addOfScope(context);
+      context.extent[category.kind].listed = context.allRead;
     }
     context.events->StartProcessing(std::u16string(category.startText), True, category.objectType);
     const Array<Record>& objects = context.schema.*category.objects;
@@ -63,7 +73,9 @@ bool process(FetchContext& context, const Category<Record>& category) {
       context.events->Processing(std::u16string(category.objectText) + objects[position].Name,
                                  percent(position, count), OBJECT_IRRELEVANT);
       context.host->DoEvents();
+      context.allRead = true;
       if (!readDetails(context, category, position)) return false;
+      keepExtent(context, category.kind, position);
     }
     context.events->EndProcessing(category.objectType);
     return true;
@@ -74,7 +86,8 @@ bool process(FetchContext& context, const Category<Record>& category) {
 
 bool ProcessTables(FetchContext& context) {
   return process<Table>(context,
-                        {u"ProcessTables",
+                        {entity_TABLE,
+                         u"ProcessTables",
                          &cAppliesTo::AllTables,
                          PopulateTableList,
                          AddTablesOfScope,
@@ -92,7 +105,8 @@ bool ProcessTables(FetchContext& context) {
 
 bool ProcessViews(FetchContext& context) {
   return process<View>(context,
-                       {u"ProcessViews",
+                       {entity_VIEW,
+                        u"ProcessViews",
                         &cAppliesTo::AllViews,
                         PopulateViewList,
                         AddViewsOfScope,
@@ -106,7 +120,8 @@ bool ProcessViews(FetchContext& context) {
 
 bool ProcessStoredProcs(FetchContext& context) {
   return process<StoredProc>(
-      context, {u"ProcessStoredProcs",
+      context, {entity_STOREDPROC,
+                u"ProcessStoredProcs",
                 &cAppliesTo::AllStoredProcs,
                 PopulateStoredProcList,
                 AddStoredProcsOfScope,
@@ -120,7 +135,8 @@ bool ProcessStoredProcs(FetchContext& context) {
 
 bool ProcessFunctions(FetchContext& context) {
   return process<CodeFunction>(
-      context, {u"ProcessFunctions",
+      context, {entity_FUNCTION,
+                u"ProcessFunctions",
                 &cAppliesTo::AllFunctions,
                 PopulateFunctionList,
                 AddFunctionsOfScope,
@@ -133,7 +149,8 @@ bool ProcessFunctions(FetchContext& context) {
 }
 
 bool ProcessUDDTs(FetchContext& context) {
-  return process<UDDT>(context, {u"ProcessUDDTs",
+  return process<UDDT>(context, {entity_UDDT,
+                                 u"ProcessUDDTs",
                                  &cAppliesTo::AllUDDTs,
                                  PopulateUDDTList,
                                  AddUDDTsOfScope,
@@ -147,7 +164,8 @@ bool ProcessUDDTs(FetchContext& context) {
 bool ProcessUsers(FetchContext& context) {
   return process<User>(
       context,
-      {u"ProcessUsers",
+      {entity_USER,
+       u"ProcessUsers",
        &cAppliesTo::AllUsers,
        PopulateUserList,
        AddUsersOfScope,
@@ -162,7 +180,8 @@ bool ProcessUsers(FetchContext& context) {
 bool ProcessGroups(FetchContext& context) {
   return process<Group>(
       context,
-      {u"ProcessGroups",
+      {entity_GROUP,
+       u"ProcessGroups",
        &cAppliesTo::AllGroups,
        PopulateGroupList,
        AddGroupsOfScope,

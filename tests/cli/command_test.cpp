@@ -18,6 +18,8 @@ const std::string kTables =
     "SELECT USER_NAME(uid) as owner, name FROM sysobjects WHERE type='U' order by owner, name";
 const std::string kViews =
     "SELECT USER_NAME(uid) as owner, name FROM sysobjects WHERE type='V' order by owner, name";
+const std::string kProcedures =
+    "SELECT USER_NAME(uid) as owner, name FROM sysobjects WHERE type='P' order by owner, name";
 const std::string kGroups =
     "SELECT name FROM sysusers WHERE uid=gid AND (environ IS NOT NULL OR name='public') ORDER BY "
     "name";
@@ -33,9 +35,7 @@ void scriptEmptyServer(ScriptedConnection& server) {
   server.on(kCase, "-\n'Case_Sensitive'");
   server.on(kTables, "owner | name");
   server.on(kViews, "owner | name");
-  server.on(
-      "SELECT USER_NAME(uid) as owner, name FROM sysobjects WHERE type='P' order by owner, name",
-      "owner | name");
+  server.on(kProcedures, "owner | name");
   server.on(
       "SELECT DISTINCT USER_NAME(O.uid),OBJECT_NAME(O.id) FROM sysobjects O WHERE O.type IN "
       "('FN','IF','TF')  ORDER BY 1,2",
@@ -179,6 +179,32 @@ TEST_F(Command, WhatWasNotReachedIsNoDifference) {
             "view dbo.d: only in target\n\n"
             "2 differences in 2 objects: 2 views. Not everything could be read.\n");
   EXPECT_THAT(err.str(), HasSubstr(kPartial));
+}
+
+// Also when a kind before the one that was not reached is left out.
+TEST_F(Command, WhatWasReachedIsCompared) {
+  for (const std::vector<std::string>& leftOut : {std::vector<std::string>{},
+                                                  {"--set", "Views=off"},
+                                                  {"--set", "Tables=off", "--set", "Views=off"}}) {
+    for (ScriptedConnection* server : {&source, &target}) {
+      *server = ScriptedConnection();
+      server->refuseOthers();
+      server->on(kProcedures, "owner | name\ndbo | p1\ndbo | p2\ndbo | p3");
+      for (const std::string name : {"p1", "p2", "p3"}) {
+        server->on("exec sp_sproc_columns " + name + ",dbo", "a|b|c|d");
+        const bool lost = server == &target && name == "p3";
+        server->on("exec sp_helptext 'dbo." + name + "'",
+                   lost ? "error 0 08S01 Gone"
+                        : std::string("lines\n1\n---\ntext\n'") +
+                              (server == &source ? "old" : "new") + "'");
+      }
+      scriptEmptyServer(*server);
+    }
+    std::vector<std::string> words{"compare", "one", "two"};
+    words.insert(words.end(), leftOut.begin(), leftOut.end());
+    EXPECT_EQ(run(words), kNotProven);
+    EXPECT_THAT(out.str(), HasSubstr("2 differences in 2 objects: 2 stored procedures. "));
+  }
 }
 
 TEST_F(Command, AFaultAtAnyStatementIsNoticed) {

@@ -23,15 +23,16 @@ Lines drawnUpTo(int category) {
 struct Category {
   std::string name, announcedAs, type, object;
   std::string procedures;
+  enumEntityType kind;
 };
 const Category kCategories[] = {
-    {"Table", "TABLE", "TABLE", "orders", "Table"},
-    {"View", "IRRELEVANT", "VIEW", "v_open", "View"},
-    {"Stored Procedure", "IRRELEVANT", "STOREDPROC", "p_load", "StoredProc"},
-    {"Function", "FUNCTION", "FUNCTION", "f_total", "Function"},
-    {"UDDT", "IRRELEVANT", "UDDT", "t_money", "UDDT"},
-    {"User", "IRRELEVANT", "USER", "NT reporter", "User"},
-    {"Group", "IRRELEVANT", "GROUP", "public", "Group"},
+    {"Table", "TABLE", "TABLE", "orders", "Table", entity_TABLE},
+    {"View", "IRRELEVANT", "VIEW", "v_open", "View", entity_VIEW},
+    {"Stored Procedure", "IRRELEVANT", "STOREDPROC", "p_load", "StoredProc", entity_STOREDPROC},
+    {"Function", "FUNCTION", "FUNCTION", "f_total", "Function", entity_FUNCTION},
+    {"UDDT", "IRRELEVANT", "UDDT", "t_money", "UDDT", entity_UDDT},
+    {"User", "IRRELEVANT", "USER", "NT reporter", "User", entity_USER},
+    {"Group", "IRRELEVANT", "GROUP", "public", "Group", entity_GROUP},
 };
 
 // The events of an unrestricted fetch of the small database.
@@ -64,6 +65,10 @@ class Driver : public ReaderTest {
         ReaderTest::server, ReaderTest::sink;
     Run() { scriptSmallDatabase(); }
     bool fetch() { return reader.Fetch(sink); }
+    // Of the categories in the order in which they are read, from 1.
+    const KindExtent& extentOf(int category) const {
+      return reader.Extent()[kCategories[category - 1].kind];
+    }
     void TestBody() override {}
   };
 };
@@ -143,7 +148,55 @@ TEST_F(Driver, SurvivesAFaultInEachStatement) {
         EXPECT_EQ(sent.back(), database.back().text);
       }
       EXPECT_EQ(run.sink.events().back(), "end SERVER");
+      const bool isList = at > 0 && database[at - 1].category != faulty.category;
+      for (int category = 1; category <= 7; ++category) {
+        const KindExtent& extent = run.extentOf(category);
+        const bool whole = category < faulty.category || (category > faulty.category && !ends);
+        EXPECT_EQ(extent.isComplete(1), whole) << category;
+        EXPECT_EQ(extent.listed, whole || (category == faulty.category && !isList)) << category;
+      }
     }
+  }
+}
+
+TEST_F(Driver, SaysWhatItHasRead) {
+  const auto drawnExtent = [](const KindExtent& extent) {
+    std::string text = extent.listed ? "listed" : "-";
+    for (const bool complete : extent.complete) text += complete ? " whole" : " part";
+    return text;
+  };
+  Run run;
+  EXPECT_FALSE(run.extentOf(1).listed);
+  switchNamed(*run.reader.CompareOptions(), "Views") = False;
+  ASSERT_TRUE(run.fetch());
+  EXPECT_EQ(drawnExtent(run.extentOf(1)), "listed whole");
+  EXPECT_EQ(drawnExtent(run.extentOf(2)), "-");
+  EXPECT_EQ(drawnExtent(run.extentOf(7)), "listed whole");
+  EXPECT_FALSE(run.extentOf(1).isComplete(0));
+  EXPECT_FALSE(run.extentOf(1).isComplete(2));
+  ASSERT_TRUE(run.reader.GetList(entity_TABLE, run.sink));
+  EXPECT_EQ(drawnExtent(run.extentOf(1)), "listed");
+  EXPECT_EQ(drawnExtent(run.extentOf(7)), "listed whole");
+
+  // A cancel amid the details of an object.
+  Run cancelled;
+  cancelled.server.onSent = [&](const std::string& sql) {
+    if (sql == "exec sp_columns v_open,dbo") cancelled.reader.Cancel();
+  };
+  ASSERT_TRUE(cancelled.fetch());
+  EXPECT_EQ(drawnExtent(cancelled.extentOf(1)), "listed whole");
+  EXPECT_EQ(drawnExtent(cancelled.extentOf(2)), "listed part");
+  EXPECT_EQ(drawnExtent(cancelled.extentOf(3)), "-");
+
+  // Names of a scope are known when the server has answered for each.
+  for (const auto* answer : {"owner|name", "error 1 S1000 x"}) {
+    Run chosen;
+    chosen.server.on(statement("table_exists", "t", "dbo"), answer);
+    chosen.reader.AppliesTo()->AllTables = False;
+    chosen.reader.AppliesTo()->SomeTables =
+        std::make_shared<NameArray>(Array<std::u16string>{u"dbo.t"});
+    ASSERT_TRUE(chosen.fetch());
+    EXPECT_EQ(drawnExtent(chosen.extentOf(1)), *answer == 'o' ? "listed" : "-");
   }
 }
 
