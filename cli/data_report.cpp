@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include "cli/listing.h"
 #include "cli/text_table.h"
@@ -34,9 +35,20 @@ constexpr std::array<std::string_view, 2> kOnlyIn{"columnsOnlyInSource", "column
 constexpr std::array<std::u16string_view, 2> kOnlyInText{u"  columns of the source alone: ",
                                                          u"  columns of the target alone: "};
 
-std::u16string shown(const std::optional<std::u16string>& value) {
-  if (!value) return u"null";
-  return *value == u"null" ? u"\"null\"" : report::showValue(*value);
+std::u16string shown(const ShownSide& side) {
+  if (!side.text) return u"null";
+  return *side.text == u"null" ? u"\"null\"" : report::showValue(*side.text);
+}
+
+// "x -> y", or "int 1 -> varchar 1".
+std::u16string shown(const ShownValue& value) {
+  const auto [source, target] = std::pair(shown(value.source), shown(value.target));
+  if (value.lookAlike())
+    return toUtf16(value.source.type) + u" " + source + u" -> " + toUtf16(value.target.type) +
+           u" " + target;
+  const bool both = value.source.text && value.target.text;
+  return source + u" -> " + target +
+         (both ? report::lookAlikeNote(*value.source.text, *value.target.text) : u"");
 }
 
 void addLines(const WatchedTable& seen, TextTable& table) {
@@ -47,10 +59,8 @@ void addLines(const WatchedTable& seen, TextTable& table) {
     if (!names.empty()) table.addBelow(std::u16string(kOnlyInText[side]) + names);
   }
   for (const ShownValue& one : seen.values) {
-    std::u16string line = u"  row " + decimalText(one.row) + u", " + shownCell(one.field) + u": " +
-                          shown(one.source) + u" -> " + shown(one.target);
-    if (one.source && one.target) line += report::lookAlikeNote(*one.source, *one.target);
-    table.addBelow(std::move(line));
+    table.addBelow(u"  row " + decimalText(one.row) + u", " + shownCell(one.field) + u": " +
+                   shown(one));
   }
 }
 
@@ -126,8 +136,12 @@ void writeJson(const DataReport& report, std::ostream& out) {
       writer.beginObject();
       writer.member("row", value.row);
       writer.member("column", value.field);
-      if (value.source) writer.member("source", *value.source);
-      if (value.target) writer.member("target", *value.target);
+      if (value.source.text) writer.member("source", *value.source.text);
+      if (value.target.text) writer.member("target", *value.target.text);
+      if (value.lookAlike()) {
+        writer.member("sourceType", value.source.type);
+        writer.member("targetType", value.target.type);
+      }
       writer.endObject();
     }
     writer.endArray();

@@ -2,11 +2,36 @@
 
 #include <algorithm>
 #include <utility>
+#include <variant>
 
 #include "ado/client_recordset.h"
 #include "model/text.h"
 
 namespace kelvane::cli {
+namespace {
+
+struct TypeName {
+  std::string_view operator()(ado::Null) const { return "null"; }
+  std::string_view operator()(bool) const { return "bit"; }
+  std::string_view operator()(std::int64_t) const { return "int"; }
+  std::string_view operator()(std::uint64_t) const { return "unsigned bigint"; }
+  std::string_view operator()(float) const { return "real"; }
+  std::string_view operator()(double) const { return "float"; }
+  std::string_view operator()(const ado::Decimal&) const { return "numeric"; }
+  std::string_view operator()(const ado::DateTime& moment) const {
+    using enum ado::DateTime::Parts;
+    return moment.parts == dateOnly ? "date" : moment.parts == timeOnly ? "time" : "datetime";
+  }
+  std::string_view operator()(std::u16string_view) const { return "varchar"; }
+  std::string_view operator()(ado::Bytes) const { return "varbinary"; }
+};
+
+ShownSide shownSide(const ado::Value& value) {
+  return {value.isNull() ? std::nullopt : std::optional(value.toText()),
+          std::visit(TypeName{}, static_cast<const ado::ValueBase&>(value))};
+}
+
+}  // namespace
 
 std::vector<std::u16string> WatchedTable::fieldsOnlyIn(std::size_t side) const {
   std::vector<std::u16string> only;
@@ -52,10 +77,7 @@ void DataWatch::keep(std::int64_t row, const std::u16string& field, const ado::V
                      const ado::Value& target) {
   std::vector<ShownValue>& values = tables_.back().values;
   if (values.size() >= most_) return;
-  const auto text = [](const ado::Value& value) {
-    return value.isNull() ? std::nullopt : std::optional(value.toText());
-  };
-  values.push_back({row, field, text(source), text(target)});
+  values.push_back({row, field, shownSide(source), shownSide(target)});
 }
 
 class WatchedConnection::WatchedField final : public ado::Field {

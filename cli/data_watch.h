@@ -19,11 +19,19 @@
 
 namespace kelvane::cli {
 
-// A differing value; none stands for a null.
+// One side of a differing value.
+struct ShownSide {
+  std::optional<std::u16string> text;  // none: a null
+  std::string_view type;               // as the server calls values like it
+};
+
 struct ShownValue {
   std::int64_t row;  // 1-based
   std::u16string field;
-  std::optional<std::u16string> source, target;
+  ShownSide source, target;
+
+  // Whether both sides look the same, so that only their types tell them apart.
+  bool lookAlike() const { return source.text && source.text == target.text; }
 };
 
 struct WatchedTable {
