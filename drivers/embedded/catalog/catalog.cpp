@@ -6,8 +6,8 @@
 #include "drivers/embedded/catalog/index_writer.h"
 #include "drivers/embedded/catalog/keys.h"
 #include "drivers/embedded/catalog/system_tables.h"
-#include "drivers/embedded/catalog/utf8.h"
 #include "drivers/embedded/catalog/writer.h"
+#include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::embedded {
 
@@ -260,7 +260,8 @@ void Catalog::useDatabase(std::string_view name) {
 ColumnType Catalog::resolveType(const tsql::DataType& type, const Caller& caller) {
   const CatalogWriter writer(*this, caller);
   // Only the built-in names may come in any case: a user type is as case-sensitive as a table.
-  const SystemType* system = type.owner.empty() ? findSystemType(lowerAscii(type.name)) : nullptr;
+  const SystemType* system =
+      type.owner.empty() ? findSystemType(tsql::lowerCase(type.name)) : nullptr;
   if (system != nullptr) {
     const TypeKind kind = *system->kind;
     const ColumnType declared = declaredType(kind, type.length, type.scale, false);

@@ -237,8 +237,6 @@ class Catalog {
   std::optional<ProcedureResult> callSystemProcedure(const ProcedureCall& call);
 
  private:
-  friend class CatalogWriter;
-
   std::optional<ObjectInfo> elsewhere(const tsql::ObjectName& name);
   bool isQuoted(int objectId);
   std::vector<ColumnInfo> readColumns(int objectId, int number, bool inTable);

@@ -22,13 +22,4 @@ inline std::string_view firstCharacters(std::string_view text, std::size_t count
   return text.substr(0, std::min(end, text.size()));
 }
 
-/// Letters beyond ASCII stay as they are.
-inline std::string lowerAscii(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
-
 }  // namespace kelvane::embedded

@@ -7,6 +7,7 @@
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/star_expansion.h"
 #include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::embedded {
 
@@ -49,7 +50,7 @@ void requireSteady(const ColumnDefinition& column) {
   if (!column.computed || !column.materialized) return;
   const bool changes = anyWithin(*column.computed, [](const Expr& part) {
     const auto* call = as<Call>(part);
-    return call != nullptr && isVolatileFunction(lowered(call->function.name));
+    return call != nullptr && isVolatileFunction(tsql::lowerCase(call->function.name));
   });
   if (!changes) return;
   throw ServerError(kNotSupported, 16, 1,

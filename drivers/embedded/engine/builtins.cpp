@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <array>
 
+#include "drivers/embedded/tsql/words.h"
+
+
 namespace kelvane::embedded {
 namespace {
 
@@ -119,18 +122,10 @@ static_assert(std::ranges::is_sorted(kFunctions, {}, &FunctionRule::name));
 
 }  // namespace
 
-std::string lowered(std::string_view name) {
-  std::string result(name);
-  std::ranges::transform(result, result.begin(), [](char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  });
-  return result;
-}
-
 bool isAggregateName(std::string_view name) {
   static constexpr std::array<std::string_view, 5> kAggregates = {"avg", "count", "max", "min",
                                                                   "sum"};
-  return std::ranges::binary_search(kAggregates, lowered(name));
+  return std::ranges::binary_search(kAggregates, tsql::lowerCase(name));
 }
 
 const FunctionRule* findFunction(std::string_view name, std::size_t argumentCount) {

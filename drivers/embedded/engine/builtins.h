@@ -34,9 +34,6 @@ struct FunctionRule {
   bool nullable = true;
 };
 
-/// ASCII letters in lower case, as names of functions are compared.
-std::string lowered(std::string_view name);
-
 /// The rule of a function (lower-case name) with so many arguments; null when there is none.
 const FunctionRule* findFunction(std::string_view name, std::size_t argumentCount);
 /// count, sum, avg, min, max, in any letter case.

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <vector>
 
+#include "drivers/embedded/tsql/words.h"
+
 namespace kelvane::embedded {
 namespace {
 
@@ -36,13 +38,6 @@ bool validDate(int year, int month, int day) {
          (std::chrono::year{year} / static_cast<unsigned>(month) / static_cast<unsigned>(day)).ok();
 }
 
-std::string lower(std::string_view text) {
-  std::string result(text);
-  std::transform(result.begin(), result.end(), result.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return result;
-}
-
 // The words, numbers and marks of a date text.
 struct Piece {
   enum class Kind { Number, Word, Mark } kind;
@@ -61,7 +56,7 @@ std::vector<Piece> pieces(std::string_view text) {
       result.push_back({Piece::Kind::Number, std::string(text.substr(start, at - start))});
     } else if (is(std::isalpha)) {
       while (is(std::isalpha)) ++at;
-      result.push_back({Piece::Kind::Word, lower(text.substr(start, at - start))});
+      result.push_back({Piece::Kind::Word, tsql::lowerCase(text.substr(start, at - start))});
     } else {
       if (!is(std::isspace)) result.push_back({Piece::Kind::Mark, std::string(1, text[at])});
       ++at;
@@ -72,7 +67,7 @@ std::vector<Piece> pieces(std::string_view text) {
 
 std::optional<int> monthNamed(const std::string& word) {
   for (std::size_t i = 0; i < kMonths.size(); ++i) {
-    const auto name = lower(kMonths[i]);
+    const auto name = tsql::lowerCase(kMonths[i]);
     if (word == name || word == name.substr(0, 3)) return static_cast<int>(i) + 1;
   }
   return std::nullopt;
@@ -345,7 +340,7 @@ std::optional<DatePart> datePart(std::string_view word) {
                                         Name{"mi", "minute", DatePart::Minute},
                                         Name{"ss", "second", DatePart::Second},
                                         Name{"ms", "millisecond", DatePart::Millisecond}};
-  const auto wanted = lower(word);
+  const auto wanted = tsql::lowerCase(word);
   for (const Name& name : kNames) {
     if (wanted == name.shortName || wanted == name.longName) return name.part;
   }

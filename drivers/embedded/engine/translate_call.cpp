@@ -11,6 +11,7 @@
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
 #include "drivers/embedded/tsql/parser.h"
+#include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::embedded {
 
@@ -273,7 +274,7 @@ SqlValue Translator::call(const Call& call, const Expr& expr, const Scope* scope
   static constexpr std::array<std::string_view, 4> kDateParts = {"dateadd", "datediff", "datename",
                                                                  "datepart"};
   const std::uint32_t line = expr.range.line;
-  const std::string name = lowered(call.function.name);
+  const std::string name = tsql::lowerCase(call.function.name);
   const bool isQualified = !call.function.owner.empty() || !call.function.database.empty();
   if (isQualified || !isFunction(name)) {
     if (auto result = schemaFunction(call, line, scope)) return *result;

@@ -8,6 +8,7 @@
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::embedded {
 
@@ -131,7 +132,7 @@ std::optional<std::string> Translator::keyLookup(const Expr& expr, const Scope* 
   if (call == nullptr || call->arguments.size() != 1 || !call->function.owner.empty()) {
     return std::nullopt;
   }
-  const std::string name = lowered(call->function.name);
+  const std::string name = tsql::lowerCase(call->function.name);
   const auto function = std::ranges::find(kNameFunctions, name, &NameFunction::name);
   if (function == kNameFunctions.end()) return std::nullopt;
   const SqlValue key = value(*call->arguments[0], scope);

@@ -7,6 +7,7 @@
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::embedded {
 
@@ -22,7 +23,7 @@ bool isAggregate(const Expr& expr) {
 bool isIdentityCall(const Expr& expr) {
   const auto* call = as<Call>(expr);
   return call != nullptr && call->function.owner.empty() &&
-         lowered(call->function.name) == "identity";
+         tsql::lowerCase(call->function.name) == "identity";
 }
 
 bool aggregates(const Select& select) {

@@ -7,6 +7,7 @@
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
 #include "drivers/embedded/tsql/parser.h"
+#include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::embedded {
 
@@ -57,7 +58,7 @@ ServerError nullRefused(const ColumnInfo& column, const WriteTarget& target, std
 
 ExprPtr defaultExpression(const std::string& text) {
   const auto word = text.find_first_not_of(" \t\r\n");
-  const std::string head = word == std::string::npos ? "" : lowered(text.substr(word, 7));
+  const std::string head = word == std::string::npos ? "" : tsql::lowerCase(text.substr(word, 7));
   if (head == "default") return parseExpression(std::string_view(text).substr(word + 7));
   StatementList batch = parseBatch(text);
   auto* create = batch.empty() ? nullptr : std::get_if<CreateDefault>(&batch.front()->node);

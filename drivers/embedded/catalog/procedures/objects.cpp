@@ -6,7 +6,7 @@
 #include "drivers/embedded/catalog/procedures/procedure.h"
 #include "drivers/embedded/catalog/role_writer.h"
 #include "drivers/embedded/catalog/system_tables.h"
-#include "drivers/embedded/catalog/utf8.h"
+#include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::embedded {
 
@@ -278,7 +278,7 @@ void spProcxmode(ProcedureRun& run) {
     run.fail(17461, "Object does not exist in this database.");
   }
   const auto mode = run.argument(1);
-  if (mode && std::ranges::find(kModes, lowerAscii(*mode)) == std::end(kModes)) {
+  if (mode && std::ranges::find(kModes, tsql::lowerCase(*mode)) == std::end(kModes)) {
     run.fail(17880, "'", *mode, "' is no transaction mode.");
   }
   run.ignore("the transaction mode");
@@ -286,7 +286,7 @@ void spProcxmode(ProcedureRun& run) {
 
 void spRole(ProcedureRun& run) {
   RoleWriter roles(run.writer());
-  const std::string action = lowerAscii(run.text(0));
+  const std::string action = tsql::lowerCase(run.text(0));
   if (action == "grant") return roles.grant(run.text(1), run.text(2));
   if (action == "revoke") return roles.revoke(run.text(1), run.text(2));
   run.fail(17865, "The action is 'grant' or 'revoke', not '", action, "'.");

@@ -5,7 +5,7 @@
 #include "drivers/embedded/catalog/procedures/procedure.h"
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/catalog/table_writer.h"
-#include "drivers/embedded/catalog/utf8.h"
+#include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::embedded {
 
@@ -17,13 +17,13 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(begin, text.find_last_not_of(' ') - begin + 1);
 }
 
-std::string lower(std::string_view text) { return lowerAscii(trimmed(text)); }
+std::string wordOf(std::string_view text) { return tsql::lowerCase(trimmed(text)); }
 
 /// `numeric(8, 2)` as sp_addtype takes it: a text.
 tsql::DataType parsePhysicalType(const ProcedureRun& run, std::string_view text) {
   tsql::DataType type;
   const std::size_t open = std::min(text.find('('), text.size());
-  type.name = lower(text.substr(0, open));
+  type.name = wordOf(text.substr(0, open));
   const auto number = [&](std::string_view digits) {
     int value = 0;
     digits = trimmed(digits);
@@ -48,7 +48,7 @@ struct NullType {
 };
 
 NullType parseNullType(const ProcedureRun& run, std::string_view text, bool allowsNulls) {
-  const std::string word = lower(text);
+  const std::string word = wordOf(text);
   if (word.empty()) return {allowsNulls, false};
   if (word == "null") return {true, false};
   if (word == "not null" || word == "nonull") return {false, false};
@@ -137,7 +137,7 @@ int requireUserType(ProcedureRun& run, std::string_view name) {
 }
 
 bool isFutureOnly(ProcedureRun& run, std::size_t position) {
-  const std::string word = lower(run.text(position));
+  const std::string word = wordOf(run.text(position));
   if (!word.empty() && word != "futureonly") {
     run.fail(17751, "The only legal option is 'futureonly', not '", word, "'.");
   }
@@ -177,7 +177,7 @@ bool isDeclared(ProcedureRun& run, int objectId) {
 void bind(ProcedureRun& run, const Binding& binding) {
   const auto object = run.catalog().findObject(run.text(0), run.caller());
   if (!object || object->type != binding.objectType || isDeclared(run, object->id)) {
-    run.fail(17750, "No such ", lower(binding.noun), " '", run.text(0),
+    run.fail(17750, "No such ", tsql::lowerCase(binding.noun), " '", run.text(0),
              "' exists in this database.");
   }
   const bool futureOnly = isFutureOnly(run, 2);
@@ -204,10 +204,10 @@ void unbind(ProcedureRun& run, const Binding& binding) {
   if (const auto target = findColumn(run, run.text(0))) {
     const int bound = &binding == &kDefault ? target->column.defaultId : target->column.ruleId;
     if (bound == 0) {
-      run.fail(17842, "Column '", run.text(0), "' has no ", lower(binding.noun), ".");
+      run.fail(17842, "Column '", run.text(0), "' has no ", tsql::lowerCase(binding.noun), ".");
     }
     if (isDeclared(run, bound)) {
-      run.fail(17843, "The ", lower(binding.noun), " of column '", run.text(0),
+      run.fail(17843, "The ", tsql::lowerCase(binding.noun), " of column '", run.text(0),
                "' was declared with the table. Use alter table to remove it.");
     }
     setOnColumn(run, binding, *target, 0);
