@@ -2,6 +2,8 @@
 #include <thread>
 
 #include "com/automation.h"
+#include "com/module.h"
+#include "com/record_list.h"
 #include "settings/comparison_options.h"
 #include "tests/com/client.h"
 
@@ -212,6 +214,45 @@ TEST(Classes, FailuresCarryNumberSourceAndDescription) {
   // An object that only looks like one of the library's is refused.
   const auto reader = createObject<_cASE_Fetch>(__uuidof(::cASE_Fetch));
   const auto options = createObject<_cAppliesTo>(__uuidof(::cAppliesTo));
+#ifdef _WIN64
+TEST(Classes, NamesStayForHostsOfTheOtherKind) {
+  const wchar_t* path = L"Software\\Classes\\CLSID\\{2590CAE9-6F4C-4BDA-AED6-9CB1BCFA030A}";
+  HKEY other = nullptr;
+  ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, path, 0, nullptr, 0, KEY_WRITE | KEY_WOW64_32KEY,
+                            nullptr, &other, nullptr),
+            ERROR_SUCCESS);
+  CLSID id;
+  EXPECT_EQ(callLibrary("DllUnregisterServer"), S_OK);
+  EXPECT_EQ(CLSIDFromProgID(L"Kelvane.cEntity", &id), S_OK);
+  EXPECT_NE(CLSIDFromProgID(L"Kelvane.cEntities", &id), S_OK);
+  RegCloseKey(other);
+  RegDeleteKeyExW(HKEY_LOCAL_MACHINE, path, KEY_WOW64_32KEY, 0);
+  EXPECT_EQ(callLibrary("DllUnregisterServer"), S_OK);
+  EXPECT_NE(CLSIDFromProgID(L"Kelvane.cEntity", &id), S_OK);
+  EXPECT_EQ(callLibrary("DllRegisterServer"), S_OK);
+}
+#endif
+
+TEST(Classes, RecordsAreLaidOutAsTheTypeLibrarySays) {
+  constexpr struct {
+    unsigned char number;
+    std::size_t size;
+  } kRecords[] = {
+#define KELVANE_SIZE(number, record) {number, sizeof(::record)},
+      KELVANE_RECORDS(KELVANE_SIZE)
+#undef KELVANE_SIZE
+  };
+  for (const auto& record : kRecords) {
+    const GUID id{
+        0x2590cae9, 0x6f4c, 0x4bda, {0xae, 0xd6, 0x9c, 0xb1, 0xbc, 0xfa, 0x01, record.number}};
+    const auto type = com::describe(id);
+    TYPEATTR* attributes = nullptr;
+    expectDone(type->GetTypeAttr(&attributes));
+    EXPECT_EQ(attributes->cbSizeInstance, record.size) << int{record.number};
+    type->ReleaseTypeAttr(attributes);
+  }
+}
+
   EXPECT_EQ(reader->putref_CompareOptions(reinterpret_cast<_cComparisonOptions*>(options.get())),
             static_cast<HRESULT>(0x800A000D));
 }

@@ -160,20 +160,21 @@ TEST_F(HostTest, CancelFromTheSinkEndsTheFetchAndASinksFailureIsTheHosts) {
   EXPECT_EQ(errorInformation(), "Sink: Enough");
 }
 
+// What a button of the host would do.
+::IDBFetch* reading = nullptr;
+LRESULT CALLBACK cancelReading(HWND, UINT message, WPARAM, LPARAM) {
+  if (message == WM_APP) reading->Cancel();
+  return 0;
+}
+
+      DestroyWindow);
+  ASSERT_TRUE(window);
+  reading = hosted.get();
+  SetWindowLongPtrW(window.get(), GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(cancelReading));
 TEST_F(HostTest, MessagesOfTheThreadAreHandledBetweenObjects) {
   const auto window = std::unique_ptr<HWND__, decltype(&DestroyWindow)>(
       CreateWindowExW(0, L"STATIC", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr,
                       nullptr),
-      DestroyWindow);
-  ASSERT_TRUE(window);
-  // What a button of the host would do.
-  static ::IDBFetch* reading;
-  reading = hosted.get();
-  SetWindowLongPtrW(window.get(), GWLP_WNDPROC,
-                    reinterpret_cast<LONG_PTR>(+[](HWND, UINT message, WPARAM, LPARAM) -> LRESULT {
-                      if (message == WM_APP) reading->Cancel();
-                      return 0;
-                    }));
   PostMessageW(window.get(), WM_APP, 0, 0);
   EXPECT_TRUE(fetch(&typedSink));
   EXPECT_FALSE(fetched().Tables.empty());
