@@ -58,6 +58,14 @@ const Published kClasses[] = {
 };
 #undef KELVANE_PUBLISHED
 
+GUID guidOf(ITypeInfo& type) {
+  TYPEATTR* attributes = nullptr;
+  expectDone(type.GetTypeAttr(&attributes));
+  const GUID id = attributes->guid;
+  type.ReleaseTypeAttr(attributes);
+  return id;
+}
+
 bool isLoaded() { return GetModuleHandleW(L"kelvane.dll") != nullptr; }
 
 TEST(Classes, AreCreatedByNameAndKnowTheirInterface) {
@@ -72,17 +80,38 @@ TEST(Classes, AreCreatedByNameAndKnowTheirInterface) {
     EXPECT_EQ(own.as<IUnknown>().get(), object.as<IUnknown>().get());
     Pointer<ITypeInfo> type;
     expectDone(object->GetTypeInfo(0, LOCALE_NEUTRAL, type.receive()));
-    TYPEATTR* attributes = nullptr;
-    expectDone(type->GetTypeAttr(&attributes));
-    EXPECT_TRUE(attributes->guid == one.interfaceId);
-    type->ReleaseTypeAttr(attributes);
+    EXPECT_TRUE(guidOf(*type) == one.interfaceId);
     EXPECT_EQ(object.as<ISupportErrorInfo>()->InterfaceSupportsErrorInfo(one.interfaceId), S_OK);
+    EXPECT_EQ(object.as<ISupportErrorInfo>()->InterfaceSupportsErrorInfo(IID_IDispatch), S_OK);
+    EXPECT_EQ(object.as<ISupportErrorInfo>()->InterfaceSupportsErrorInfo(IID_IUnknown), S_FALSE);
+    const auto provider = object.as<IProvideClassInfo>();
+    expectDone(provider->GetClassInfo(type.receive()));
+    EXPECT_TRUE(guidOf(*type) == id);
+    EXPECT_EQ(provider->GetClassInfo(nullptr), E_POINTER);
     Pointer<IUnknown> outer(own), inner;
     EXPECT_EQ(CoCreateInstance(id, outer.get(), CLSCTX_INPROC_SERVER, __uuidof(IUnknown),
                                reinterpret_cast<void**>(inner.receive())),
               CLASS_E_NOAGGREGATION);
   }
   EXPECT_TRUE(createObject<_cASE_Fetch>(__uuidof(::cASE_Fetch)).as<::IDBFetch>());
+}
+
+TEST(Classes, FileSaysWhoseItIs) {
+  DWORD handle = 0;
+  std::vector<std::byte> block(GetFileVersionInfoSizeW(KELVANE_LIBRARY, &handle));
+  ASSERT_TRUE(
+      GetFileVersionInfoW(KELVANE_LIBRARY, 0, static_cast<DWORD>(block.size()), block.data()));
+  const auto value = [&](const std::wstring& name) {
+    void* text = nullptr;
+    UINT length = 0;
+    return VerQueryValueW(block.data(), (L"\\StringFileInfo\\040904B0\\" + name).c_str(), &text,
+                          &length)
+               ? std::wstring(static_cast<const wchar_t*>(text))
+               : L"";
+  };
+  EXPECT_EQ(value(L"CompanyName"), L"The Kelvane developers");
+  EXPECT_THAT(value(L"LegalCopyright"), ::testing::StartsWith(L"Copyright (c) 20"));
+  EXPECT_EQ(value(L"OriginalFilename"), L"kelvane.dll");
 }
 
 TEST(Classes, ObjectsOfAnApartmentAreReachedFromOthers) {
