@@ -87,7 +87,8 @@ Pointer<IDispatch> objectOf(const VARIANT& value) {
 }
 
 bool isMissing(const VARIANT& value) {
-  return value.vt == VT_ERROR && value.scode == DISP_E_PARAMNOTFOUND;
+  const VARIANT& direct = value.vt == (VT_BYREF | VT_VARIANT) ? *value.pvarVal : value;
+  return direct.vt == VT_ERROR && direct.scode == DISP_E_PARAMNOTFOUND;
 }
 
 HRESULT resultOf(std::int32_t number) {

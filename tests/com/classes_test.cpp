@@ -214,35 +214,6 @@ TEST(Classes, AreRegisteredForTheUserWhoMayNotForTheMachine) {
   EXPECT_EQ(callLibrary("DllRegisterServer"), S_OK);
 }
 
-TEST(Classes, EverySwitchIsItsOwnAndHasItsNumber) {
-  for (std::size_t at = 0; at < kSwitches.size(); ++at) {
-    const auto object = createObject<IDispatch>(__uuidof(::cComparisonOptions));
-    auto name = std::u16string(kSwitches[at].name);
-    auto* text = reinterpret_cast<wchar_t*>(name.data());
-    DISPID id = DISPID_UNKNOWN;
-    expectDone(object->GetIDsOfNames(IID_NULL, &text, 1, LOCALE_NEUTRAL, &id));
-    EXPECT_EQ(id, static_cast<DISPID>(at));
-    com::Automation options(object);
-    options.put(text, Variant(True));
-    for (const Switch& other : kSwitches) {
-      const std::u16string otherName(other.name);
-      EXPECT_EQ(options.boolean(com::wide(otherName)), Boolean(&other == &kSwitches[at]));
-    }
-  }
-}
-
-TEST(Classes, FailuresCarryNumberSourceAndDescription) {
-  const auto pairs = createObject<_cKeyPairs>(__uuidof(::cKeyPairs));
-  Pointer<_cKeyPair> none;
-  EXPECT_EQ(pairs->get_Item(*Variant(u"key"), none.receive()), static_cast<HRESULT>(0x800A0005));
-  EXPECT_EQ(errorInformation(), "Kelvane: There is no item with the key \"key\"");
-  EXPECT_EQ(pairs->get_Count(nullptr), E_POINTER);
-  long count = 77;
-  expectDone(pairs->get_Count(&count));
-  EXPECT_EQ(errorInformation(), "none");
-  // An object that only looks like one of the library's is refused.
-  const auto reader = createObject<_cASE_Fetch>(__uuidof(::cASE_Fetch));
-  const auto options = createObject<_cAppliesTo>(__uuidof(::cAppliesTo));
 #ifdef _WIN64
 TEST(Classes, NamesStayForHostsOfTheOtherKind) {
   const wchar_t* path = L"Software\\Classes\\CLSID\\{2590CAE9-6F4C-4BDA-AED6-9CB1BCFA030A}";
@@ -282,6 +253,120 @@ TEST(Classes, RecordsAreLaidOutAsTheTypeLibrarySays) {
   }
 }
 
+TEST(Classes, EverySwitchIsItsOwnAndHasItsNumber) {
+  for (std::size_t at = 0; at < kSwitches.size(); ++at) {
+    const auto object = createObject<IDispatch>(__uuidof(::cComparisonOptions));
+    auto name = std::u16string(kSwitches[at].name);
+    auto* text = reinterpret_cast<wchar_t*>(name.data());
+    DISPID id = DISPID_UNKNOWN;
+    expectDone(object->GetIDsOfNames(IID_NULL, &text, 1, LOCALE_NEUTRAL, &id));
+    EXPECT_EQ(id, static_cast<DISPID>(at));
+    com::Automation options(object);
+    options.put(text, Variant(True));
+    for (const Switch& other : kSwitches) {
+      const std::u16string otherName(other.name);
+      EXPECT_EQ(options.boolean(com::wide(otherName)), Boolean(&other == &kSwitches[at]));
+    }
+  }
+}
+
+VARIANT referenceTo(VARTYPE type, void* value) {
+  VARIANT reference{};
+  reference.vt = VT_BYREF | type;
+  reference.byref = value;
+  return reference;
+}
+
+// Puts a property of an object late bound.
+HRESULT put(IDispatch& object, const wchar_t* name, VARIANT value,
+            WORD kind = DISPATCH_PROPERTYPUT) {
+  auto* member = const_cast<wchar_t*>(name);
+  DISPID id = DISPID_UNKNOWN, assigned = DISPID_PROPERTYPUT;
+  expectDone(object.GetIDsOfNames(IID_NULL, &member, 1, LOCALE_NEUTRAL, &id));
+  DISPPARAMS arguments{&value, &assigned, 1, 1};
+  return object.Invoke(id, IID_NULL, LOCALE_NEUTRAL, kind, &arguments, nullptr, nullptr, nullptr);
+}
+
+TEST(Classes, SwitchesTakeVariablesOfEveryType) {
+  const auto object = createObject<IDispatch>(__uuidof(::cComparisonOptions));
+  com::Automation options(object);
+  VARIANT_BOOL flag = VARIANT_TRUE;
+  SHORT small = 1;
+  LONG large = 70000;
+  Variant boolean(True), text(u"True"), number(std::int32_t{5});
+  VARIANT nested = referenceTo(VT_BOOL, &flag);
+  const VARIANT values[] = {*boolean,
+                            *text,
+                            *number,
+                            referenceTo(VT_BOOL, &flag),
+                            referenceTo(VT_I2, &small),
+                            referenceTo(VT_I4, &large),
+                            referenceTo(VT_BSTR, &text->bstrVal),
+                            referenceTo(VT_VARIANT, boolean.get()),
+                            referenceTo(VT_VARIANT, text.get()),
+                            referenceTo(VT_VARIANT, number.get()),
+                            referenceTo(VT_VARIANT, &nested)};
+  Variant word(u"word");
+  for (const Switch& one : kSwitches) {
+    const std::u16string name(one.name);
+    for (const VARIANT& value : values) {
+      options.put(com::wide(name), Variant(False));
+      EXPECT_EQ(put(*object, com::wide(name), value), S_OK) << toUtf8(name) << ' ' << value.vt;
+      EXPECT_EQ(options.boolean(com::wide(name)), True) << toUtf8(name) << ' ' << value.vt;
+    }
+    EXPECT_EQ(put(*object, com::wide(name), *word), DISP_E_TYPEMISMATCH) << toUtf8(name);
+    EXPECT_EQ(options.boolean(com::wide(name)), True) << toUtf8(name);
+  }
+}
+
+TEST(Classes, OtherPropertiesAndArgumentsTakeVariables) {
+  Variant text(u"text"), holder(u"text");
+  const auto pair = createObject<IDispatch>(__uuidof(::cKeyPair));
+  for (const VARIANT& value :
+       {referenceTo(VT_BSTR, &text->bstrVal), referenceTo(VT_VARIANT, holder.get())}) {
+    put(*pair, L"Name", *Variant(u""));
+    EXPECT_EQ(put(*pair, L"Name", value), S_OK);
+    EXPECT_EQ(toUtf8(com::Automation(pair).text(L"Name")), "text");
+  }
+  const auto reader = createObject<IDispatch>(__uuidof(::cASE_Fetch));
+  const auto options = createObject<IDispatch>(__uuidof(::cComparisonOptions));
+  Variant object(options.get());
+  IDispatch* direct = options.get();
+  for (const VARIANT& value :
+       {referenceTo(VT_DISPATCH, &direct), referenceTo(VT_VARIANT, object.get())}) {
+    expectDone(put(*reader, L"CompareOptions", *Variant(static_cast<IDispatch*>(nullptr)),
+                   DISPATCH_PROPERTYPUTREF));
+    EXPECT_EQ(put(*reader, L"CompareOptions", value, DISPATCH_PROPERTYPUTREF), S_OK);
+    Variant held;
+    com::Automation(reader).get(L"CompareOptions", held);
+    EXPECT_EQ(com::objectOf(*held).as<IUnknown>().get(), options.as<IUnknown>().get());
+  }
+  // A variable that holds a left-out argument stands for one.
+  const auto collector = createObject<_cCompareDiff>(__uuidof(::cCompareDiff));
+  VARIANT missing{};
+  missing.vt = VT_ERROR;
+  missing.scode = DISP_E_PARAMNOTFOUND;
+  const Variant kind(u"Table"), name(u"t"), none(u"");
+  expectDone(collector->Add((*none).bstrVal, (*none).bstrVal, (*kind).bstrVal, (*name).bstrVal,
+                            ::location_Source, ::diff_Different, missing,
+                            referenceTo(VT_VARIANT, &missing)));
+  const diffSchema differences =
+      recordFrom<::diffSchema>(*collector, &_cCompareDiff::GetDifferences);
+  EXPECT_EQ(toUtf8(differences.Tables[1].Diff[1].DataOnTarget), "");
+}
+
+TEST(Classes, FailuresCarryNumberSourceAndDescription) {
+  const auto pairs = createObject<_cKeyPairs>(__uuidof(::cKeyPairs));
+  Pointer<_cKeyPair> none;
+  EXPECT_EQ(pairs->get_Item(*Variant(u"key"), none.receive()), static_cast<HRESULT>(0x800A0005));
+  EXPECT_EQ(errorInformation(), "Kelvane: There is no item with the key \"key\"");
+  EXPECT_EQ(pairs->get_Count(nullptr), E_POINTER);
+  long count = 77;
+  expectDone(pairs->get_Count(&count));
+  EXPECT_EQ(errorInformation(), "none");
+  // An object that only looks like one of the library's is refused.
+  const auto reader = createObject<_cASE_Fetch>(__uuidof(::cASE_Fetch));
+  const auto options = createObject<_cAppliesTo>(__uuidof(::cAppliesTo));
   EXPECT_EQ(reader->putref_CompareOptions(reinterpret_cast<_cComparisonOptions*>(options.get())),
             static_cast<HRESULT>(0x800A000D));
 }
