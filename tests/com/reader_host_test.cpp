@@ -334,7 +334,7 @@ TEST_F(HostTest, RecordsDoNotLeak) {
   round();
   const SIZE_T before = used();
   for (int rounds = 0; rounds < 4; ++rounds) round();
-  EXPECT_LT(used(), before + 256 * 1024);
+  EXPECT_LT(used(), before + SIZE_T{256} * 1024);
 }
 
 TEST_F(HostTest, TableDataIsReadInBlocksUnderTheHostsLimits) {
