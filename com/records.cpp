@@ -5,6 +5,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <span>
 #include <type_traits>
 #include <utility>
 
@@ -93,12 +94,13 @@ KELVANE_RECORDS(KELVANE_FITS)
 
 template <class Value>
 void store(const Value& value, std::byte* place) {
-  std::memcpy(place, &value, sizeof(Value));
+  std::ranges::copy(std::as_bytes(std::span(&value, 1)), place);
 }
 template <class Value>
 Value load(const std::byte* place) {
   Value value;
-  std::memcpy(&value, place, sizeof(Value));
+  const auto bytes = std::as_writable_bytes(std::span(&value, 1));
+  std::copy_n(place, bytes.size(), bytes.data());
   return value;
 }
 
