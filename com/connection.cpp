@@ -1,6 +1,7 @@
 #include "com/connection.h"
 
 #include <array>
+#include <cfloat>
 #include <cmath>
 #include <cstddef>
 #include <deque>
@@ -13,6 +14,9 @@
 
 namespace kelvane::com {
 namespace {
+
+// Numbers are rounded once, to what they are declared as: in 32-bit builds, too.
+static_assert(FLT_EVAL_METHOD == 0);
 
 constexpr std::int32_t kAllRows = -1;
 // So many rows of a forward-only result are asked for at a time.

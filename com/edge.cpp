@@ -1,6 +1,7 @@
 #include "com/edge.h"
 
 #include <new>
+#include <stdexcept>
 
 namespace kelvane::com {
 namespace {
@@ -87,7 +88,8 @@ Pointer<IDispatch> objectOf(const VARIANT& value) {
 }
 
 bool isMissing(const VARIANT& value) {
-  return value.vt == VT_ERROR && value.scode == DISP_E_PARAMNOTFOUND;
+  const VARIANT& direct = value.vt == (VT_BYREF | VT_VARIANT) ? *value.pvarVal : value;
+  return direct.vt == VT_ERROR && direct.scode == DISP_E_PARAMNOTFOUND;
 }
 
 HRESULT resultOf(std::int32_t number) {
@@ -119,6 +121,16 @@ void require(HRESULT result, std::u16string_view what) {
 }
 
 HRESULT report(const std::exception_ptr& failure) noexcept {
+  try {
+    std::rethrow_exception(failure);
+  } catch (const std::bad_alloc&) {
+    // Hosts have a text of their own for it.
+    return E_OUTOFMEMORY;
+  } catch (const std::length_error&) {
+    return E_OUTOFMEMORY;
+  } catch (...) {
+    // Described below.
+  }
   try {
     const RuntimeError error = RuntimeError::describe(failure);
     Pointer<ICreateErrorInfo> information;

@@ -1,5 +1,5 @@
 // What every object that hosts hold has: a count of references, late binding by the type library,
-// error information.
+// the description of its class, error information.
 //
 // Lifetime: an object ends with its last reference; the library stays loaded until the last object
 // ended. Threading: see edge.h.
@@ -51,7 +51,7 @@ class Single : public Counted<Self, Interface> {
 // An object with the dual interface `Interface`. Its identity as a class of this library is `Self`:
 // see ours().
 template <class Self, class Interface>
-class Object : public Counted<Self, Interface, ISupportErrorInfo> {
+class Object : public Counted<Self, Interface, ISupportErrorInfo, IProvideClassInfo> {
  public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
     if (!object) return E_POINTER;
@@ -59,6 +59,8 @@ class Object : public Counted<Self, Interface, ISupportErrorInfo> {
       *object = static_cast<Self*>(this);
     } else if (id == __uuidof(ISupportErrorInfo)) {
       *object = static_cast<ISupportErrorInfo*>(this);
+    } else if (id == __uuidof(IProvideClassInfo)) {
+      *object = static_cast<IProvideClassInfo*>(this);
     } else if (id == __uuidof(IUnknown) || id == __uuidof(IDispatch) || isInterface(id)) {
       *object = static_cast<Interface*>(this);
     } else {
@@ -94,7 +96,11 @@ class Object : public Counted<Self, Interface, ISupportErrorInfo> {
   }
 
   HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID id) override {
-    return isInterface(id) ? S_OK : S_FALSE;
+    return id == __uuidof(IDispatch) || isInterface(id) ? S_OK : S_FALSE;
+  }
+
+  HRESULT STDMETHODCALLTYPE GetClassInfo(ITypeInfo** info) override {
+    return guarded([&] { answer(info) = describe(Self::kClass).detach(); });
   }
 
  protected:

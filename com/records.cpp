@@ -5,11 +5,14 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <span>
 #include <type_traits>
+#include <utility>
 
 #include "com/object.h"
 #include "com/record_list.h"
 #include "model/fields.h"
+#include "model/text.h"
 
 namespace kelvane::com {
 namespace {
@@ -91,12 +94,13 @@ KELVANE_RECORDS(KELVANE_FITS)
 
 template <class Value>
 void store(const Value& value, std::byte* place) {
-  std::memcpy(place, &value, sizeof value);
+  std::ranges::copy(std::as_bytes(std::span(&value, 1)), place);
 }
 template <class Value>
 Value load(const std::byte* place) {
   Value value;
-  std::memcpy(&value, place, sizeof value);
+  const auto bytes = std::as_writable_bytes(std::span(&value, 1));
+  std::copy_n(place, bytes.size(), bytes.data());
   return value;
 }
 
@@ -114,10 +118,8 @@ class Descriptions {
   }
 
  private:
-#define KELVANE_ONE_MORE(number, record) +1
-  // Their numbers begin with 1.
-  Pointer<IRecordInfo> cache_[1 KELVANE_RECORDS(KELVANE_ONE_MORE)];
-#undef KELVANE_ONE_MORE
+  // By the number of the record, which is a byte.
+  Pointer<IRecordInfo> cache_[256];
 };
 
 template <class Record>
@@ -130,7 +132,7 @@ void destroyArray(SAFEARRAY* array) noexcept {
   if (!array) return;
   auto* items = static_cast<std::byte*>(array->pvData);
   for (ULONG i = 0; i < array->rgsabound[0].cElements; ++i)
-    clearRecord<Item>(items + i * array->cbElements);
+    clearRecord<Item>(items + static_cast<std::size_t>(i) * array->cbElements);
   // What is left has nothing to clear: it is no longer an array of records.
   SafeArraySetRecordInfo(array, nullptr);
   array->fFeatures &= static_cast<USHORT>(~FADF_RECORD);
@@ -218,20 +220,24 @@ void readRecord(const std::byte* structure, Record& record);
 template <class Item>
 void readArray(SAFEARRAY* array, Array<Item>& items) {
   if (!array || !array->pvData) return;
-  if (SafeArrayGetDim(array) != 1 ||
+  const SAFEARRAYBOUND& bound = array->rgsabound[0];
+  const std::int64_t last = std::int64_t{bound.lLbound} + bound.cElements - 1;
+  if (SafeArrayGetDim(array) != 1 || !std::in_range<std::int32_t>(last) ||
       SafeArrayGetElemsize(array) != sizeof(typename Published<Item>::Structure))
     throw RuntimeError(ErrorNumber::typeMismatch,
                        u"An array of the record does not hold the records that it should");
-  // Elements are known by their index: what stands below 1 is nobody's, whatever the array begins
-  // with.
-  const SAFEARRAYBOUND& bound = array->rgsabound[0];
-  const LONG last = bound.lLbound + static_cast<LONG>(bound.cElements) - 1;
-  const auto* elements = static_cast<const std::byte*>(array->pvData);
-  items.reserve(last);
-  for (LONG at = 1; at <= last; ++at) {
+  if (bound.cElements == 0 || last < 1) return;
+  if (bound.lLbound > 1)
+    throw RuntimeError(ErrorNumber::outOfRange, u"An array of the record begins with index " +
+                                                    decimalText(bound.lLbound) + u" instead of 1");
+  // Elements are known by their index: what stands below 1 is nobody's.
+  const auto* element =
+      static_cast<const std::byte*>(array->pvData) +
+      static_cast<std::size_t>(1 - std::int64_t{bound.lLbound}) * array->cbElements;
+  items.reserve(static_cast<std::int32_t>(last));
+  for (std::int64_t at = 1; at <= last; ++at, element += array->cbElements) {
     Item item;
-    if (at >= bound.lLbound)
-      readRecord(elements + static_cast<std::size_t>(at - bound.lLbound) * array->cbElements, item);
+    readRecord(element, item);
     items.append(std::move(item));
   }
 }

@@ -22,7 +22,8 @@ void toHost(const diffSchema& differences, ::diffSchema& place);
 void clear(::Schema& schema) noexcept;
 void clear(::diffSchema& differences) noexcept;
 
-// Raises RuntimeError(typeMismatch) for arrays of another shape than the type library's.
+// Elements below index 1 are left out. Raises RuntimeError(typeMismatch) for arrays of another
+// shape than the type library's, and outOfRange for those that begin above index 1.
 Schema fromHost(const ::Schema& schema);
 diffSchema fromHost(const ::diffSchema& differences);
 

@@ -17,6 +17,18 @@ std::wstring braced(REFGUID id) {
   return text;
 }
 
+// Libraries for 32-bit and for 64-bit hosts may be registered side by side. The system keeps their
+// classes apart; names of classes and the type library are common to both.
+#ifdef _WIN64
+constexpr SYSKIND kSystem = SYS_WIN64;
+constexpr const wchar_t* kSystemKey = L"win64";
+constexpr REGSAM kOtherClasses = KEY_WOW64_32KEY;
+#else
+constexpr SYSKIND kSystem = SYS_WIN32;
+constexpr const wchar_t* kSystemKey = L"win32";
+constexpr REGSAM kOtherClasses = KEY_WOW64_64KEY;
+#endif
+
 // Where a registration stands: for everybody who uses the machine, or for the user alone.
 struct Place {
   HKEY root;
@@ -38,9 +50,9 @@ HRESULT removeKey(HKEY root, const std::wstring& key) {
   return removed == ERROR_FILE_NOT_FOUND ? S_OK : HRESULT_FROM_WIN32(static_cast<DWORD>(removed));
 }
 
-bool hasKey(HKEY root, const std::wstring& key) {
+bool hasKey(HKEY root, const std::wstring& key, REGSAM view = 0) {
   HKEY opened = nullptr;
-  if (RegOpenKeyExW(root, (L"Software\\Classes\\" + key).c_str(), 0, KEY_READ, &opened) !=
+  if (RegOpenKeyExW(root, (L"Software\\Classes\\" + key).c_str(), 0, KEY_READ | view, &opened) !=
       ERROR_SUCCESS)
     return false;
   RegCloseKey(opened);
@@ -90,14 +102,21 @@ HRESULT registerAt(const Place& place) {
   return place.registerLibrary(types.get(), const_cast<OLECHAR*>(path.c_str()), nullptr);
 }
 
+HRESULT unregisterClass(HKEY root, const Class& one) {
+  const std::wstring key = L"CLSID\\" + braced(one.id);
+  const HRESULT removed = removeKey(root, key);
+  if (hasKey(root, key, kOtherClasses)) return removed;
+  const HRESULT named = removeKey(root, std::wstring(L"Kelvane.") + one.name);
+  return FAILED(removed) ? removed : named;
+}
+
 HRESULT unregisterAt(const Place& place) {
   HRESULT done = S_OK;
   for (const Class& one : classes())
-    for (const std::wstring& key :
-         {L"CLSID\\" + braced(one.id), std::wstring(L"Kelvane.") + one.name})
-      if (const HRESULT removed = removeKey(place.root, key); FAILED(removed)) done = removed;
-  if (!hasKey(place.root, L"TypeLib\\" + braced(LIBID_Kelvane) + L"\\1.0")) return done;
-  const HRESULT removed = place.unregisterLibrary(LIBID_Kelvane, 1, 0, LOCALE_NEUTRAL, SYS_WIN64);
+    if (const HRESULT removed = unregisterClass(place.root, one); FAILED(removed)) done = removed;
+  if (!hasKey(place.root, L"TypeLib\\" + braced(LIBID_Kelvane) + L"\\1.0\\0\\" + kSystemKey))
+    return done;
+  const HRESULT removed = place.unregisterLibrary(LIBID_Kelvane, 1, 0, LOCALE_NEUTRAL, kSystem);
   return FAILED(removed) ? removed : done;
 }
 

@@ -30,6 +30,10 @@ class ComparisonOptions final : public Object<ComparisonOptions, _cComparisonOpt
       std::shared_ptr<cComparisonOptions> options = std::make_shared<cComparisonOptions>())
       : options_(std::move(options)) {}
 
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID member, REFIID id, LCID locale, WORD flags,
+                                   DISPPARAMS* arguments, VARIANT* result, EXCEPINFO* exception,
+                                   UINT* badArgument) override;
+
 #define KELVANE_SWITCH_MEMBERS(name)                                                     \
   HRESULT STDMETHODCALLTYPE get_##name(VARIANT_BOOL* result) override {                  \
     return guarded([&] { answer(result) = options_->name.raw(); });                      \

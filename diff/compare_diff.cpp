@@ -150,7 +150,7 @@ std::int32_t cCompareDiff::findOrCreate(const Kind<EntityRecord>& kind, std::uin
   if (kind.key == KeyedBy::ownerAndName) fullName.insert(0, u".").insert(0, owner_);
 
   Array<EntityRecord>& entities = result_.*kind.objects;
-  EntityIndexes& indexes = entityIndexes_[kindNumber];
+  EntityIndexes& indexes = entityIndexes_[static_cast<std::size_t>(kindNumber)];
   const std::int32_t found = isSchemaCaseSensitive_
                                  ? firstMatch(std::as_const(entities), &EntityRecord::FullName,
                                               fullName, CaseMode::exact, indexes.exact)

@@ -13,6 +13,7 @@ namespace kelvane {
 // Numbers of the failures that the component itself raises. They are stable; hosts may test them.
 enum class ErrorNumber : std::int32_t {
   invalidArgument = 5,   // a position or key that a collection does not have
+  outOfRange = 9,        // an index that an array does not have
   typeMismatch = 13,     // a value that cannot become the type that is needed
   failure = 51,          // anything that the component has no number for
   notSet = 91,           // an object reference that is needed and not set

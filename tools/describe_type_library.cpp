@@ -24,7 +24,7 @@ template <class Type>
 std::string_view recordName;
 #define KELVANE_RECORD_NAME(number, record) \
   template <>                               \
-  constexpr std::string_view recordName<record> = #record;
+  constexpr std::string_view recordName<kelvane::record> = #record;
 KELVANE_RECORDS(KELVANE_RECORD_NAME)
 #undef KELVANE_RECORD_NAME
 
@@ -100,7 +100,7 @@ int main(int count, char** arguments) {
     return 2;
   }
   std::ofstream records(arguments[1], std::ios::binary);
-#define KELVANE_WRITE(number, record) writeRecord<record>(records, number);
+#define KELVANE_WRITE(number, record) writeRecord<kelvane::record>(records, number);
   KELVANE_RECORDS(KELVANE_WRITE)
 #undef KELVANE_WRITE
   std::ofstream switches(arguments[2], std::ios::binary);

@@ -72,7 +72,7 @@ Pointer<IDispatch> valueObject(std::pair<const wchar_t*, Values>... properties) 
 
 // A collection from 0, of `count` items.
 Pointer<IDispatch> collection(std::int32_t count,
-                              std::function<Pointer<IDispatch>(std::int32_t)> item) {
+                              const std::function<Pointer<IDispatch>(std::int32_t)>& item) {
   return AutomationObject::make(
              {{L"Count", [=](auto&, VARIANT& result) { testing::give(result, count); }},
               {L"Item",
@@ -97,7 +97,7 @@ ado::Connection& lentBy(const VARIANT& connection) {
   return *reinterpret_cast<ado::Connection*>(address->llVal);
 }
 
-Pointer<IDispatch> recordset(std::shared_ptr<RecordsetState> state) {
+Pointer<IDispatch> recordset(const std::shared_ptr<RecordsetState>& state) {
   return AutomationObject::make(
              {
                  {L"=Source", [=](const auto& arguments,
@@ -164,7 +164,7 @@ class Factory final : public com::Single<Factory, IClassFactory> {
 
 }  // namespace
 
-Pointer<IDispatch> connectionObject(std::function<ado::Connection&()> lent,
+Pointer<IDispatch> connectionObject(const std::function<ado::Connection&()>& lent,
                                     std::map<std::wstring, AutomationObject::Member> further) {
   further[kLent] = [=](auto&, VARIANT& result) {
     result.vt = VT_I8;

@@ -13,7 +13,7 @@ namespace kelvane::testing {
 
 // A Connection, whose recordsets are opened on what `lent` answers with, and which has the further
 // members.
-com::Pointer<IDispatch> connectionObject(std::function<ado::Connection&()> lent,
+com::Pointer<IDispatch> connectionObject(const std::function<ado::Connection&()>& lent,
                                          std::map<std::wstring, AutomationObject::Member> further);
 
 // A Recordset that is to be opened.

@@ -2,6 +2,8 @@
 #include <thread>
 
 #include "com/automation.h"
+#include "com/module.h"
+#include "com/record_list.h"
 #include "settings/comparison_options.h"
 #include "tests/com/client.h"
 
@@ -56,6 +58,14 @@ const Published kClasses[] = {
 };
 #undef KELVANE_PUBLISHED
 
+GUID guidOf(ITypeInfo& type) {
+  TYPEATTR* attributes = nullptr;
+  expectDone(type.GetTypeAttr(&attributes));
+  const GUID id = attributes->guid;
+  type.ReleaseTypeAttr(attributes);
+  return id;
+}
+
 bool isLoaded() { return GetModuleHandleW(L"kelvane.dll") != nullptr; }
 
 TEST(Classes, AreCreatedByNameAndKnowTheirInterface) {
@@ -70,17 +80,38 @@ TEST(Classes, AreCreatedByNameAndKnowTheirInterface) {
     EXPECT_EQ(own.as<IUnknown>().get(), object.as<IUnknown>().get());
     Pointer<ITypeInfo> type;
     expectDone(object->GetTypeInfo(0, LOCALE_NEUTRAL, type.receive()));
-    TYPEATTR* attributes = nullptr;
-    expectDone(type->GetTypeAttr(&attributes));
-    EXPECT_TRUE(attributes->guid == one.interfaceId);
-    type->ReleaseTypeAttr(attributes);
+    EXPECT_TRUE(guidOf(*type) == one.interfaceId);
     EXPECT_EQ(object.as<ISupportErrorInfo>()->InterfaceSupportsErrorInfo(one.interfaceId), S_OK);
+    EXPECT_EQ(object.as<ISupportErrorInfo>()->InterfaceSupportsErrorInfo(IID_IDispatch), S_OK);
+    EXPECT_EQ(object.as<ISupportErrorInfo>()->InterfaceSupportsErrorInfo(IID_IUnknown), S_FALSE);
+    const auto provider = object.as<IProvideClassInfo>();
+    expectDone(provider->GetClassInfo(type.receive()));
+    EXPECT_TRUE(guidOf(*type) == id);
+    EXPECT_EQ(provider->GetClassInfo(nullptr), E_POINTER);
     Pointer<IUnknown> outer(own), inner;
     EXPECT_EQ(CoCreateInstance(id, outer.get(), CLSCTX_INPROC_SERVER, __uuidof(IUnknown),
                                reinterpret_cast<void**>(inner.receive())),
               CLASS_E_NOAGGREGATION);
   }
   EXPECT_TRUE(createObject<_cASE_Fetch>(__uuidof(::cASE_Fetch)).as<::IDBFetch>());
+}
+
+TEST(Classes, FileSaysWhoseItIs) {
+  DWORD handle = 0;
+  std::vector<std::byte> block(GetFileVersionInfoSizeW(KELVANE_LIBRARY, &handle));
+  ASSERT_TRUE(
+      GetFileVersionInfoW(KELVANE_LIBRARY, 0, static_cast<DWORD>(block.size()), block.data()));
+  const auto value = [&](const std::wstring& name) {
+    void* text = nullptr;
+    UINT length = 0;
+    return VerQueryValueW(block.data(), (L"\\StringFileInfo\\040904B0\\" + name).c_str(), &text,
+                          &length)
+               ? std::wstring(static_cast<const wchar_t*>(text))
+               : L"";
+  };
+  EXPECT_EQ(value(L"CompanyName"), L"The Kelvane developers");
+  EXPECT_THAT(value(L"LegalCopyright"), ::testing::StartsWith(L"Copyright (c) 20"));
+  EXPECT_EQ(value(L"OriginalFilename"), L"kelvane.dll");
 }
 
 TEST(Classes, ObjectsOfAnApartmentAreReachedFromOthers) {
@@ -183,6 +214,45 @@ TEST(Classes, AreRegisteredForTheUserWhoMayNotForTheMachine) {
   EXPECT_EQ(callLibrary("DllRegisterServer"), S_OK);
 }
 
+#ifdef _WIN64
+TEST(Classes, NamesStayForHostsOfTheOtherKind) {
+  const wchar_t* path = L"Software\\Classes\\CLSID\\{2590CAE9-6F4C-4BDA-AED6-9CB1BCFA030A}";
+  HKEY other = nullptr;
+  ASSERT_EQ(RegCreateKeyExW(HKEY_LOCAL_MACHINE, path, 0, nullptr, 0, KEY_WRITE | KEY_WOW64_32KEY,
+                            nullptr, &other, nullptr),
+            ERROR_SUCCESS);
+  CLSID id;
+  EXPECT_EQ(callLibrary("DllUnregisterServer"), S_OK);
+  EXPECT_EQ(CLSIDFromProgID(L"Kelvane.cEntity", &id), S_OK);
+  EXPECT_NE(CLSIDFromProgID(L"Kelvane.cEntities", &id), S_OK);
+  RegCloseKey(other);
+  RegDeleteKeyExW(HKEY_LOCAL_MACHINE, path, KEY_WOW64_32KEY, 0);
+  EXPECT_EQ(callLibrary("DllUnregisterServer"), S_OK);
+  EXPECT_NE(CLSIDFromProgID(L"Kelvane.cEntity", &id), S_OK);
+  EXPECT_EQ(callLibrary("DllRegisterServer"), S_OK);
+}
+#endif
+
+TEST(Classes, RecordsAreLaidOutAsTheTypeLibrarySays) {
+  constexpr struct {
+    unsigned char number;
+    std::size_t size;
+  } kRecords[] = {
+#define KELVANE_SIZE(number, record) {number, sizeof(::record)},
+      KELVANE_RECORDS(KELVANE_SIZE)
+#undef KELVANE_SIZE
+  };
+  for (const auto& record : kRecords) {
+    const GUID id{
+        0x2590cae9, 0x6f4c, 0x4bda, {0xae, 0xd6, 0x9c, 0xb1, 0xbc, 0xfa, 0x01, record.number}};
+    const auto type = com::describe(id);
+    TYPEATTR* attributes = nullptr;
+    expectDone(type->GetTypeAttr(&attributes));
+    EXPECT_EQ(attributes->cbSizeInstance, record.size) << int{record.number};
+    type->ReleaseTypeAttr(attributes);
+  }
+}
+
 TEST(Classes, EverySwitchIsItsOwnAndHasItsNumber) {
   for (std::size_t at = 0; at < kSwitches.size(); ++at) {
     const auto object = createObject<IDispatch>(__uuidof(::cComparisonOptions));
@@ -198,6 +268,91 @@ TEST(Classes, EverySwitchIsItsOwnAndHasItsNumber) {
       EXPECT_EQ(options.boolean(com::wide(otherName)), Boolean(&other == &kSwitches[at]));
     }
   }
+}
+
+VARIANT referenceTo(VARTYPE type, void* value) {
+  VARIANT reference{};
+  reference.vt = VT_BYREF | type;
+  reference.byref = value;
+  return reference;
+}
+
+// Puts a property of an object late bound.
+HRESULT put(IDispatch& object, const wchar_t* name, VARIANT value,
+            WORD kind = DISPATCH_PROPERTYPUT) {
+  auto* member = const_cast<wchar_t*>(name);
+  DISPID id = DISPID_UNKNOWN, assigned = DISPID_PROPERTYPUT;
+  expectDone(object.GetIDsOfNames(IID_NULL, &member, 1, LOCALE_NEUTRAL, &id));
+  DISPPARAMS arguments{&value, &assigned, 1, 1};
+  return object.Invoke(id, IID_NULL, LOCALE_NEUTRAL, kind, &arguments, nullptr, nullptr, nullptr);
+}
+
+TEST(Classes, SwitchesTakeVariablesOfEveryType) {
+  const auto object = createObject<IDispatch>(__uuidof(::cComparisonOptions));
+  com::Automation options(object);
+  VARIANT_BOOL flag = VARIANT_TRUE;
+  SHORT small = 1;
+  LONG large = 70000;
+  Variant boolean(True), text(u"True"), number(std::int32_t{5});
+  VARIANT nested = referenceTo(VT_BOOL, &flag);
+  const VARIANT values[] = {*boolean,
+                            *text,
+                            *number,
+                            referenceTo(VT_BOOL, &flag),
+                            referenceTo(VT_I2, &small),
+                            referenceTo(VT_I4, &large),
+                            referenceTo(VT_BSTR, &text->bstrVal),
+                            referenceTo(VT_VARIANT, boolean.get()),
+                            referenceTo(VT_VARIANT, text.get()),
+                            referenceTo(VT_VARIANT, number.get()),
+                            referenceTo(VT_VARIANT, &nested)};
+  Variant word(u"word");
+  for (const Switch& one : kSwitches) {
+    const std::u16string name(one.name);
+    for (const VARIANT& value : values) {
+      options.put(com::wide(name), Variant(False));
+      EXPECT_EQ(put(*object, com::wide(name), value), S_OK) << toUtf8(name) << ' ' << value.vt;
+      EXPECT_EQ(options.boolean(com::wide(name)), True) << toUtf8(name) << ' ' << value.vt;
+    }
+    EXPECT_EQ(put(*object, com::wide(name), *word), DISP_E_TYPEMISMATCH) << toUtf8(name);
+    EXPECT_EQ(options.boolean(com::wide(name)), True) << toUtf8(name);
+  }
+}
+
+TEST(Classes, OtherPropertiesAndArgumentsTakeVariables) {
+  Variant text(u"text"), holder(u"text");
+  const auto pair = createObject<IDispatch>(__uuidof(::cKeyPair));
+  for (const VARIANT& value :
+       {referenceTo(VT_BSTR, &text->bstrVal), referenceTo(VT_VARIANT, holder.get())}) {
+    put(*pair, L"Name", *Variant(u""));
+    EXPECT_EQ(put(*pair, L"Name", value), S_OK);
+    EXPECT_EQ(toUtf8(com::Automation(pair).text(L"Name")), "text");
+  }
+  const auto reader = createObject<IDispatch>(__uuidof(::cASE_Fetch));
+  const auto options = createObject<IDispatch>(__uuidof(::cComparisonOptions));
+  Variant object(options.get());
+  IDispatch* direct = options.get();
+  for (const VARIANT& value :
+       {referenceTo(VT_DISPATCH, &direct), referenceTo(VT_VARIANT, object.get())}) {
+    expectDone(put(*reader, L"CompareOptions", *Variant(static_cast<IDispatch*>(nullptr)),
+                   DISPATCH_PROPERTYPUTREF));
+    EXPECT_EQ(put(*reader, L"CompareOptions", value, DISPATCH_PROPERTYPUTREF), S_OK);
+    Variant held;
+    com::Automation(reader).get(L"CompareOptions", held);
+    EXPECT_EQ(com::objectOf(*held).as<IUnknown>().get(), options.as<IUnknown>().get());
+  }
+  // A variable that holds a left-out argument stands for one.
+  const auto collector = createObject<_cCompareDiff>(__uuidof(::cCompareDiff));
+  VARIANT missing{};
+  missing.vt = VT_ERROR;
+  missing.scode = DISP_E_PARAMNOTFOUND;
+  const Variant kind(u"Table"), name(u"t"), none(u"");
+  expectDone(collector->Add((*none).bstrVal, (*none).bstrVal, (*kind).bstrVal, (*name).bstrVal,
+                            ::location_Source, ::diff_Different, missing,
+                            referenceTo(VT_VARIANT, &missing)));
+  const diffSchema differences =
+      recordFrom<::diffSchema>(*collector, &_cCompareDiff::GetDifferences);
+  EXPECT_EQ(toUtf8(differences.Tables[1].Diff[1].DataOnTarget), "");
 }
 
 TEST(Classes, FailuresCarryNumberSourceAndDescription) {

@@ -34,7 +34,7 @@ template <class Object, class Member>
 std::string textFrom(Object& object, Member member) {
   BSTR text = nullptr;
   expectDone((object.*member)(&text));
-  const std::string utf8 = toUtf8(com::textOf(text));
+  std::string utf8 = toUtf8(com::textOf(text));
   SysFreeString(text);
   return utf8;
 }

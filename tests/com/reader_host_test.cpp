@@ -6,7 +6,11 @@
 #include <psapi.h>
 // clang-format on
 
+#include <limits>
+#include <vector>
+
 #include "com/automation.h"
+#include "com/module.h"
 #include "compare/compare_schema.h"
 #include "tests/com/client.h"
 #include "tests/reader/reader_test.h"
@@ -160,20 +164,21 @@ TEST_F(HostTest, CancelFromTheSinkEndsTheFetchAndASinksFailureIsTheHosts) {
   EXPECT_EQ(errorInformation(), "Sink: Enough");
 }
 
+// What a button of the host would do.
+::IDBFetch* reading = nullptr;
+LRESULT CALLBACK cancelReading(HWND, UINT message, WPARAM, LPARAM) {
+  if (message == WM_APP) reading->Cancel();
+  return 0;
+}
+
 TEST_F(HostTest, MessagesOfTheThreadAreHandledBetweenObjects) {
   const auto window = std::unique_ptr<HWND__, decltype(&DestroyWindow)>(
       CreateWindowExW(0, L"STATIC", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr,
                       nullptr),
       DestroyWindow);
   ASSERT_TRUE(window);
-  // What a button of the host would do.
-  static ::IDBFetch* reading;
   reading = hosted.get();
-  SetWindowLongPtrW(window.get(), GWLP_WNDPROC,
-                    reinterpret_cast<LONG_PTR>(+[](HWND, UINT message, WPARAM, LPARAM) -> LRESULT {
-                      if (message == WM_APP) reading->Cancel();
-                      return 0;
-                    }));
+  SetWindowLongPtrW(window.get(), GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(cancelReading));
   PostMessageW(window.get(), WM_APP, 0, 0);
   EXPECT_TRUE(fetch(&typedSink));
   EXPECT_FALSE(fetched().Tables.empty());
@@ -241,6 +246,68 @@ TEST_F(HostTest, CompareGivesTheDifferencesOfTheComponent) {
   com::clear(target);
 }
 
+// An array of tables, of which the one at index 1 is named.
+SAFEARRAY* tables(std::vector<SAFEARRAYBOUND> bounds) {
+  const GUID id{0x2590cae9, 0x6f4c, 0x4bda, {0xae, 0xd6, 0x9c, 0xb1, 0xbc, 0xfa, 0x01, 11}};
+  Pointer<IRecordInfo> description;
+  expectDone(GetRecordInfoFromTypeInfo(com::describe(id).get(), description.receive()));
+  SAFEARRAY* array = SafeArrayCreateEx(VT_RECORD, static_cast<UINT>(bounds.size()), bounds.data(),
+                                       description.get());
+  LONG first = 1;
+  void* table = nullptr;
+  if (array && bounds.size() == 1 && SafeArrayPtrOfIndex(array, &first, &table) == S_OK)
+    static_cast<::Table*>(table)->FullName = com::newText(u"dbo.first");
+  return array;
+}
+
+TEST(Records, ArraysAreReadFromIndexOneOn) {
+  constexpr LONG kLeast = std::numeric_limits<LONG>::min(),
+                 kMost = std::numeric_limits<LONG>::max();
+  constexpr std::int32_t kNone = 0, kShape = -13, kBounds = -9;
+  const struct {
+    std::vector<SAFEARRAYBOUND> bounds;
+    std::int32_t expected;  // how many tables, or minus the error's number
+  } cases[] = {
+      {{{2, 1}}, 2},
+      {{{3, 0}}, 2},
+      {{{3, -5}}, kNone},
+      {{{7, -5}}, 1},
+      {{{6, -5}}, kNone},
+      {{{5, kLeast}}, kNone},
+      {{{0, 1}}, kNone},
+      {{{0, 2}}, kNone},
+      {{{0, -3}}, kNone},
+      {{{1, 2}}, kBounds},
+      {{{1, 1000000}}, kBounds},
+      {{{1, kMost}}, kBounds},
+      {{{2, kMost}}, kShape},
+      {{{2, 1}, {2, 1}}, kShape},
+  };
+  const auto engine = createObject<_cCompareSchema>(__uuidof(::cCompareSchema));
+  for (const auto& one : cases) {
+    ::Schema schema{};
+    schema.Tables = tables(one.bounds);
+    SCOPED_TRACE(std::to_string(one.bounds[0].cElements) + " from " +
+                 std::to_string(one.bounds[0].lLbound));
+    ASSERT_TRUE(schema.Tables);
+    ::Schema other{};
+    VARIANT_BOOL result = VARIANT_FALSE;
+    const HRESULT compared = engine->Compare(&other, &schema, ::output_DiffText, &result);
+    if (one.expected < 0) {
+      EXPECT_EQ(compared, static_cast<HRESULT>(0x800A0000) - one.expected);
+      EXPECT_THAT(errorInformation(), ::testing::StartsWith("Kelvane: An array of the record "));
+    } else {
+      EXPECT_EQ(compared, S_OK);
+      const Schema read = com::fromHost(schema);
+      EXPECT_EQ(read.Tables.count(), one.expected);
+      if (one.expected > 0) {
+        EXPECT_EQ(read.Tables[1].FullName, u"dbo.first");
+      }
+    }
+    com::clear(schema);
+  }
+}
+
 TEST_F(HostTest, RecordsDoNotLeak) {
   ASSERT_TRUE(fetch(&typedSink));
   const auto used = [] {
@@ -267,7 +334,7 @@ TEST_F(HostTest, RecordsDoNotLeak) {
   round();
   const SIZE_T before = used();
   for (int rounds = 0; rounds < 4; ++rounds) round();
-  EXPECT_LT(used(), before + 256 * 1024);
+  EXPECT_LT(used(), before + SIZE_T{256} * 1024);
 }
 
 TEST_F(HostTest, TableDataIsReadInBlocksUnderTheHostsLimits) {

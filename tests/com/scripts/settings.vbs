@@ -11,6 +11,13 @@ options.Users_SystemPermissions = True       ' these are put by reference
 options.Groups_ObjectPermissions = 1
 check.Same options.Users_SystemPermissions, True
 check.Same options.Groups_ObjectPermissions, True
+Dim flag
+flag = False
+options.Groups_ObjectPermissions = flag
+check.Same options.Groups_ObjectPermissions, False
+flag = True
+options.Groups_ObjectPermissions = flag
+check.Same options.Groups_ObjectPermissions, True
 check.Same options.Functions_Columns_Precisions, False
 
 Set reader = CreateObject("Kelvane.cASE_Fetch")
