@@ -29,13 +29,13 @@ constexpr std::string_view kMaxDifferences = "--max-differences", kMaxRows = "--
 constexpr std::array<std::string_view, 2> kNames{"source", "target"};
 
 constexpr auto kTables = std::to_array<Option>({
-    {kMaxDifferences, "N", "leave a table when more than N values differ"},
-    {kMaxRows, "N", "compare no more than N rows of a table"},
+    {kMaxDifferences, kNumber, "leave a table when more than N values differ"},
+    {kMaxRows, kNumber, "compare no more than N rows of a table"},
     {kTable, kTablePattern, "only tables with such a name or owner.name (*, ?)"},
 });
 constexpr auto kReports = std::to_array<Option>({
     kListingFormat,
-    {kShow, "N", "show the first N differing values of every table"},
+    {kShow, kNumber, "show the first N differing values of every table"},
 });
 
 std::optional<std::int32_t> number(const Arguments& arguments, std::string_view option) {

@@ -53,7 +53,7 @@ std::string firstLine(const std::string& path) {
 }
 
 std::string variableOf(std::string_view side) {
-  std::string name = "KELVANE_";
+  std::string name(kVariablePrefix);
   for (const char letter : side) name += static_cast<char>(letter - 'a' + 'A');
   return name + "_PASSWORD";
 }

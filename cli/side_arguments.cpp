@@ -21,11 +21,11 @@ constexpr auto kReleases = std::to_array<Choice<std::optional<embedded::Release>
 
 constexpr auto kOptions = std::to_array<Option>({
     {kAllowNulls, "", "columns without null or not null take null"},
-    {kAse, "RELEASE", "be strictly a 12.5, 15 or 16", kNamesOf<kReleases>},
+    {kAse, kRelease, "be strictly a 12.5, 15 or 16", kNamesOf<kReleases>},
     {kKeepGoing, "", "report every statement that fails and go on with the rest"},
-    {kLoginLimit, "SECONDS", "for a server to let the login in; 15 unless said"},
+    {kLoginLimit, kSeconds, "for a server to let the login in; 15 unless said"},
     {kOdbcDriver, "NAME", "of servers that options name; FreeTDS unless said"},
-    {kQueryLimit, "SECONDS", "for a server to answer a statement; 300 unless said, 0: none"},
+    {kQueryLimit, kSeconds, "for a server to answer a statement; 300 unless said, 0: none"},
     {kTrace, kFile, "write every statement and progress event, one JSON object a line"},
     {kVerbose,
      "",
