@@ -1,7 +1,9 @@
 #include <csignal>
+#include <cstddef>
 #include <iostream>
 #include <string>
 #include <string_view>
+#include <sys/ioctl.h>
 #include <unistd.h>
 #include <vector>
 
@@ -20,13 +22,23 @@ extern "C" void endOnAbort(int) {
   _exit(kelvane::cli::kError);
 }
 
+std::size_t columnsOfErrors() {
+  winsize size{};
+  return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
 }  // namespace
 
 int main(int count, char** words) {
   std::signal(SIGABRT, endOnAbort);
   kelvane::embedded::prepareForThreads();
   const std::vector<std::string> arguments(words + (count > 0 ? 1 : 0), words + count);
-  const kelvane::cli::Console console{std::cout, std::cerr, isatty(STDERR_FILENO) != 0,
-                                      kelvane::cli::askOnTerminal, isatty(STDOUT_FILENO) != 0};
+  const kelvane::cli::Console console{std::cout,
+                                      std::cerr,
+                                      isatty(STDERR_FILENO) != 0,
+                                      kelvane::cli::askOnTerminal,
+                                      isatty(STDOUT_FILENO) != 0,
+                                      {},
+                                      columnsOfErrors};
   return kelvane::cli::run(arguments, console);
 }
