@@ -22,6 +22,7 @@ namespace kelvane::cli {
 inline constexpr std::string_view kFile = "FILE";
 inline constexpr std::string_view kPattern = "PATTERN", kTablePattern = "TABLES",
                                   kSetting = "SWITCH=off";
+inline constexpr std::string_view kNumber = "N", kRelease = "RELEASE", kSeconds = "SECONDS";
 
 struct Option {
   std::string_view name;   // with its dashes: "--trace"
@@ -33,6 +34,7 @@ struct Option {
   bool mayBeRepeated() const {
     return value == kPattern || value == kTablePattern || value == kSetting;
   }
+  bool isNumber() const { return value == kNumber || value == kRelease || value == kSeconds; }
 };
 
 // Where options may be given besides the command line; each of these includes those before it.
@@ -95,7 +97,7 @@ inline constexpr auto kNamesOf = [] {
 }();
 
 // "text, json or html"
-std::string wordsOf(std::span<const std::string_view> names);
+std::string wordsOf(std::span<const std::string_view> names, std::string_view beforeLast = "or");
 
 // What stands for true or false. `called` is what the option is called in the UsageError that all
 // else is.

@@ -105,6 +105,8 @@ class VerbParser {
     return text.substr(start, text.size() - 1 - start);
   }
 
+  const Option* called(std::string_view name) const;
+  std::vector<std::string> wordsForParser(std::span<const std::string> words) const;
   Settings taken() const;
   void takeOperands(std::vector<std::string> words, CommandLine& line) const;
   [[noreturn]] void refuseOption(const std::string& word) const;
@@ -114,15 +116,29 @@ class VerbParser {
   std::vector<Known> known_;
 };
 
-// What the parser makes of the words, the last first. It would look for the value of "--trace=" in
-// the next word; an empty one says that it is empty, and so does one behind the last option.
-std::vector<std::string> wordsForParser(std::span<const std::string> words) {
+const Option* VerbParser::called(std::string_view name) const {
+  const auto known = std::ranges::find_if(known_, [&](const Known& one) {
+    return one.option->name == name || one.option->shortName == name;
+  });
+  return known == known_.end() ? nullptr : known->option;
+}
+
+// What the parser makes of the words, the last first. It does not know "-q=false". It would look
+// for the value of "--trace=" in the next word; an empty one says that it is empty, and so does one
+// behind the last option.
+std::vector<std::string> VerbParser::wordsForParser(std::span<const std::string> words) const {
   std::vector<std::string> result;
   bool optionsEnded = false;
-  for (const std::string& word : words) {
+  for (std::string word : words) {
     optionsEnded = optionsEnded || word == "--";
-    const bool isEmpty = !optionsEnded && word.starts_with("--") && word.ends_with('=');
-    result.push_back(isEmpty ? word.substr(0, word.size() - 1) : word);
+    const std::size_t equals = optionsEnded || !word.starts_with('-') ? word.npos : word.find('=');
+    const Option* const option =
+        equals == word.npos ? nullptr : called(std::string_view(word).substr(0, equals));
+    if (option != nullptr) word.replace(0, equals, option->name);
+    const bool isEmpty = option != nullptr && word.ends_with('=');
+    if (isEmpty) word.pop_back();
+    if (isEmpty && option->value.empty()) truthOf("", word);
+    result.push_back(std::move(word));
     if (isEmpty) result.emplace_back();
   }
   result.emplace_back();

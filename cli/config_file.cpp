@@ -64,6 +64,7 @@ class Reader {
   const toml::table& tableOf(const toml::key& key, const toml::node& node) const;
 
   std::string textOf(const toml::key& key, const toml::node& node) const;
+  std::string numberOf(const toml::key& key, const toml::node& node) const;
   std::vector<std::string> textsOf(const toml::key& key, const toml::node& node) const;
   std::string fileOf(const toml::key& key, const toml::node& node) const {
     return resolved(textOf(key, node));
@@ -120,18 +121,23 @@ const toml::table& Reader::tableOf(const toml::key& key, const toml::node& node)
   refuse(node.source(), std::string(key.str()) + " is a section, [" + std::string(key.str()) + "]");
 }
 
-// Numbers may stand without quotes.
 std::string Reader::textOf(const toml::key& key, const toml::node& node) const {
-  std::string text;
-  if (const auto* const string = node.as_string()) text = string->get();
-  if (const auto* const whole = node.as_integer()) text = std::to_string(whole->get());
-  if (const auto* const number = node.as_floating_point()) {
-    std::ostringstream written;
+  const auto* const string = node.as_string();
+  if (string == nullptr || string->get().empty())
+    refuse(node.source(), std::string(key.str()) + " takes a text");
+  return string->get();
+}
+
+// Numbers may stand without quotes.
+std::string Reader::numberOf(const toml::key& key, const toml::node& node) const {
+  std::ostringstream written;
+  if (const auto* const whole = node.as_integer())
+    written << whole->get();
+  else if (const auto* const number = node.as_floating_point())
     written << number->get();
-    text = written.str();
-  }
-  if (text.empty()) refuse(node.source(), std::string(key.str()) + " takes a text");
-  return text;
+  else
+    return textOf(key, node);
+  return written.str();
 }
 
 std::vector<std::string> Reader::textsOf(const toml::key& key, const toml::node& node) const {
@@ -151,6 +157,8 @@ Setting Reader::settingOf(const Option& option, const toml::key& key,
     setting.values = {flag->get() ? "true" : "false"};
   } else if (option.mayBeRepeated()) {
     setting.values = textsOf(key, node);
+  } else if (option.isNumber()) {
+    setting.values = {numberOf(key, node)};
   } else {
     setting.values = {option.value == kFile ? fileOf(key, node) : textOf(key, node)};
   }
@@ -208,11 +216,21 @@ bool Reader::readSideKey(const toml::key& key, const toml::node& node,
 void Reader::check(const std::string& name, const toml::key& at,
                    const Environment& environment) const {
   const std::string section = "[env." + name + "] ";
-  const std::array isThere{environment.connection.has_value(), environment.dsn.has_value(),
-                           environment.server.has_value(), environment.snapshot.has_value(),
-                           !environment.scripts.empty()};
-  if (std::ranges::count(isThere, true) != 1)
+  const auto sides = std::to_array<std::pair<std::string_view, bool>>({
+      {"connection", environment.connection.has_value()},
+      {"dsn", environment.dsn.has_value()},
+      {"scripts", !environment.scripts.empty()},
+      {"server", environment.server.has_value()},
+      {"snapshot", environment.snapshot.has_value()},
+  });
+  std::vector<std::string_view> there;
+  for (const auto& [key, isThere] : sides) {
+    if (isThere) there.push_back(key);
+  }
+  if (there.empty())
     refuse(at.source(), section + "needs one of connection, dsn, scripts, server and snapshot");
+  if (there.size() > 1)
+    refuse(at.source(), section + "is one side, and has " + wordsOf(there, "and"));
   const bool namesMore = environment.user || environment.database;
   if (environment.connection && namesMore)
     refuse(at.source(), section + "has a connection; write UID= and Database= into that");

@@ -3,6 +3,7 @@
 // Lifetime: the streams outlive it. Threading: one thread.
 #pragma once
 
+#include <cstddef>
 #include <exception>
 #include <functional>
 #include <optional>
@@ -44,6 +45,8 @@ struct Console {
   std::function<void(std::u16string status)> showStatus = {};
   // Whether whoever read what is written to `out` has had enough, as `head` does.
   std::function<bool()> outIsLeft = {};
+  // How many columns the terminal of standard error has now; 0 where nobody knows.
+  std::function<std::size_t()> errColumns = {};
 
   // A line of the command itself on standard error. What cannot be seen in `text` (UTF-8) is shown
   // by escapes, so that no name or server text can steer the terminal, break the line, or pass for

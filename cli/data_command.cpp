@@ -30,13 +30,13 @@ constexpr std::string_view kMaxDifferences = "--max-differences", kMaxRows = "--
 constexpr std::array<std::string_view, 2> kNames{"source", "target"};
 
 constexpr auto kTables = std::to_array<Option>({
-    {kMaxDifferences, "N", "stop comparing a table after more than N differing values"},
-    {kMaxRows, "N", "compare no more than N rows of a table"},
+    {kMaxDifferences, kNumber, "stop comparing a table after more than N differing values"},
+    {kMaxRows, kNumber, "compare no more than N rows of a table"},
     {kTable, kTablePattern, "only tables whose name or owner.name matches (*, ?)"},
 });
 constexpr auto kReports = std::to_array<Option>({
     kListingFormat,
-    {kShow, "N", "show the first N differing values of each table"},
+    {kShow, kNumber, "show the first N differing values of each table"},
 });
 
 std::optional<std::int32_t> number(const Arguments& arguments, std::string_view option) {

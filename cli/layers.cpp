@@ -1,7 +1,11 @@
 #include "cli/layers.h"
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
+#include <set>
+#include <string_view>
+#include <unistd.h>
 #include <utility>
 
 #include "cli/near_names.h"
@@ -11,11 +15,35 @@
 namespace kelvane::cli {
 namespace {
 
+// Those of the project's own scripts and tests.
+constexpr std::array<std::string_view, 3> kOfDevelopment{"DEVELOPMENT_SET", "WINDOWS",
+                                                         "WINEPREFIX"};
+
+std::string inCapitals(std::string_view text) {
+  std::string result;
+  for (const char letter : text)
+    result += letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
+  return result;
+}
+
+// Behind kVariablePrefix.
+std::string wordOfVariable(const Option& option) {
+  std::string word = inCapitals(option.name.substr(2));
+  std::ranges::replace(word, '-', '_');
+  return word;
+}
+
 std::string variableOf(const Option& option) {
-  std::string name = "KELVANE_";
-  for (const char letter : option.name.substr(2))
-    name += letter == '-' ? '_' : static_cast<char>(letter - 'a' + 'A');
-  return name;
+  return std::string(kVariablePrefix) + wordOfVariable(option);
+}
+
+// The words of the variables that stand for options, which begin at that place or further.
+std::set<std::string> wordsOfVariables(Elsewhere least) {
+  std::set<std::string> words;
+  for (const Verb& verb : verbs()) {
+    for (const Option* option : optionsOf(verb, least)) words.insert(wordOfVariable(*option));
+  }
+  return words;
 }
 
 std::vector<std::string> listed(const std::string& text) {
@@ -97,7 +125,45 @@ void take(const Option& option, const Setting& setting, Arguments& arguments) {
   if (!setting.called.empty()) arguments.origins[option.name] = setting.called;
 }
 
+// What follows kVariablePrefix in the names of all variables that are set.
+std::set<std::string> wordsOfEnvironment() {
+  std::set<std::string> words;
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    const std::string_view text = *entry;
+    const std::size_t equals = text.find('=');
+    const bool isEmpty = equals >= text.size() - 1;
+    if (!isEmpty && text.starts_with(kVariablePrefix))
+      words.emplace(text.substr(kVariablePrefix.size(), equals - kVariablePrefix.size()));
+  }
+  return words;
+}
+
 }  // namespace
+
+std::vector<std::string> strangeVariables() {
+  const std::set<std::string> all = wordsOfVariables(Elsewhere::nowhere),
+                              ofOptions = wordsOfVariables(Elsewhere::variables);
+  std::vector<std::string_view> known(ofOptions.begin(), ofOptions.end());
+  known.insert(known.end(), kPasswordVariables.begin(), kPasswordVariables.end());
+  std::vector<std::string> lines;
+  for (const std::string& word : wordsOfEnvironment()) {
+    const auto is = [&](const auto& words) {
+      return std::ranges::find(words, word) != words.end();
+    };
+    if (is(known) || is(kOfDevelopment)) continue;
+    const std::string name = std::string(kVariablePrefix) + word;
+    if (all.contains(word)) {
+      lines.push_back(name + " is not read: sides are for the command line and kelvane.toml");
+      continue;
+    }
+    const std::string_view nearest = nearestOf(inCapitals(word), known);
+    lines.push_back("unknown variable " + name + " is not read" +
+                    (nearest.empty() ? ""
+                                     : "; did you mean '" + std::string(kVariablePrefix) +
+                                           std::string(nearest) + "'?"));
+  }
+  return lines;
+}
 
 std::optional<ConfigFile> configFileFor(const Settings& given) {
   const Setting* const named = find(given, kConfig.name);

@@ -6,6 +6,8 @@
 #pragma once
 
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "cli/arguments.h"
 #include "cli/command_line.h"
@@ -19,5 +21,9 @@ namespace kelvane::cli {
 std::optional<ConfigFile> configFileFor(const Settings& given);
 
 Arguments completed(CommandLine line, const Verb& verb);
+
+// A line for each environment variable that is called like one of the command's and is none. Such
+// a variable is no error: what a shell sets is for all versions.
+std::vector<std::string> strangeVariables();
 
 }  // namespace kelvane::cli

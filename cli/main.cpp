@@ -1,8 +1,10 @@
 #include <csignal>
+#include <cstddef>
 #include <iostream>
 #include <poll.h>
 #include <string>
 #include <string_view>
+#include <sys/ioctl.h>
 #include <unistd.h>
 #include <vector>
 
@@ -27,6 +29,11 @@ bool outIsLeft() {
   return poll(&polled, 1, 0) > 0 && (polled.revents & POLLERR) != 0;
 }
 
+std::size_t columnsOfErrors() {
+  winsize size{};
+  return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
 }  // namespace
 
 int main(int count, char** words) {
@@ -42,6 +49,7 @@ int main(int count, char** words) {
                                       kelvane::cli::askOnTerminal,
                                       isatty(STDOUT_FILENO) != 0,
                                       {},
-                                      outIsLeft};
+                                      outIsLeft,
+                                      columnsOfErrors};
   return kelvane::cli::run(arguments, console);
 }

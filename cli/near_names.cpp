@@ -22,7 +22,7 @@ std::size_t distance(std::u16string_view a, std::u16string_view b) {
   return row.back();
 }
 
-std::string nearestName(std::string_view written, std::span<const std::string_view> names) {
+std::string_view nearestOf(std::string_view written, std::span<const std::string_view> names) {
   const std::u16string text = toUtf16(written);
   std::size_t best = farthestMeant(text.size()) + 1;
   std::string_view nearest;
@@ -32,6 +32,11 @@ std::string nearestName(std::string_view written, std::span<const std::string_vi
     best = far;
     nearest = name;
   }
+  return nearest;
+}
+
+std::string nearestName(std::string_view written, std::span<const std::string_view> names) {
+  const std::string_view nearest = nearestOf(written, names);
   return nearest.empty() ? "" : "; did you mean '" + std::string(nearest) + "'?";
 }
 

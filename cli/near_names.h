@@ -15,6 +15,8 @@ std::size_t distance(std::u16string_view a, std::u16string_view b);
 // How far a name may be from what was written to be what was meant.
 inline std::size_t farthestMeant(std::size_t length) { return length / 3; }
 
+// The name that is nearest; empty where none is near.
+std::string_view nearestOf(std::string_view written, std::span<const std::string_view> names);
 // "; did you mean 'format'?", or nothing where no name is near.
 std::string nearestName(std::string_view written, std::span<const std::string_view> names);
 

@@ -23,11 +23,14 @@ std::vector<FoundObject> candidates(const Schema& schema, std::string_view word)
   if (!word.empty() && word != kTriggerWord) return all;
   const ObjectKind* const tables = objectKindOf("table");
   for (std::int32_t table = 1; table <= schema.Tables.count(); ++table) {
-    const auto& [fullName, triggers] =
-        std::tie(schema.Tables[table].FullName, schema.Tables[table].Triggers);
-    for (std::int32_t trigger = 1; trigger <= triggers.count(); ++trigger) {
-      const std::u16string& name = triggers[trigger].Name;
-      all.push_back({tables, table, trigger, {name, fullName + u"." + name}});
+    const Table& its = schema.Tables[table];
+    for (std::int32_t trigger = 1; trigger <= its.Triggers.count(); ++trigger) {
+      const std::u16string dotName = u"." + its.Triggers[trigger].Name;
+      all.push_back({tables,
+                     table,
+                     trigger,
+                     {dotName.substr(1), its.FullName + dotName},
+                     its.Owner + dotName});
     }
   }
   return all;
@@ -39,10 +42,10 @@ std::string nearOnes(const std::vector<FoundObject>& all, std::u16string_view wa
   std::vector<std::pair<std::size_t, const FoundObject*>> near;
   for (const FoundObject& one : all) {
     std::size_t best = farthest + 1;
-    for (const std::u16string* const text : {&one.name.name, &one.name.fullName}) {
-      const std::size_t longer = std::max(text->size(), name.size());
-      if (longer - std::min(text->size(), name.size()) <= farthest)
-        best = std::min(best, distance(name, foldCase(*text)));
+    for (const std::u16string_view text : one.names()) {
+      const std::size_t longer = std::max(text.size(), name.size());
+      if (longer - std::min(text.size(), name.size()) <= farthest)
+        best = std::min(best, distance(name, foldCase(text)));
     }
     if (best <= farthest) near.emplace_back(best, &one);
   }
@@ -78,8 +81,9 @@ FoundObject findObject(const Schema& schema, const WantedObject& wanted, CaseMod
   const std::vector<FoundObject> all = candidates(schema, wanted.word);
   std::vector<FoundObject> meant;
   for (const FoundObject& one : all) {
-    if (equalText(one.name.fullName, wanted.name, mode) ||
-        equalText(one.name.name, wanted.name, mode))
+    if (std::ranges::any_of(one.names(), [&](std::u16string_view name) {
+          return equalText(name, wanted.name, mode);
+        }))
       meant.push_back(one);
   }
   const std::string name = toUtf8(wanted.name);

@@ -3,6 +3,7 @@
 // Lifetime: results own what they hold. Threading: free functions without state.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -28,7 +29,12 @@ struct FoundObject {
   std::int32_t index;        // among those of its kind, 1-based
   std::int32_t trigger = 0;  // among those of the table, 1-based; 0: the object itself
   ObjectName name;
+  std::u16string ofOwner = {};  // a trigger by its owner instead of its table: "dbo.tr_x"
 
+  // By which it may be asked for.
+  std::array<std::u16string_view, 3> names() const {
+    return {name.name, name.fullName, trigger > 0 ? ofOwner : name.fullName};
+  }
   std::string_view word() const { return trigger > 0 ? kTriggerWord : kind->word; }
   // "procedure dbo.p"
   std::string shown() const { return std::string(word()) + " " + toUtf8(name.fullName); }

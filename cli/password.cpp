@@ -10,9 +10,14 @@
 
 #include "cli/variable.h"
 #include "model/text.h"
+#include "report/visible_text.h"
 
 namespace kelvane::cli {
 namespace {
+
+// Bytes that the record of a login has for a user's name, and for a password.
+constexpr std::size_t kMostBytes = 30;
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 [[noreturn]] void refuse(const std::string& path, const std::string& reason) {
   throw CommandError({"password file '" + path + "': " + reason});
@@ -46,6 +51,7 @@ std::string firstLine(const std::string& path) {
   const ssize_t length = read(file.number(), text.data(), text.size());
   if (length < 0) refuse(path, std::strerror(errno));
   text.resize(static_cast<std::size_t>(length));
+  if (text.starts_with(kByteOrderMark)) text.erase(0, kByteOrderMark.size());
   std::string line = text.substr(0, text.find('\n'));
   if (line.ends_with('\r')) line.pop_back();
   if (line.empty()) refuse(path, "its first line is empty");
@@ -53,7 +59,7 @@ std::string firstLine(const std::string& path) {
 }
 
 std::string variableOf(std::string_view side) {
-  std::string name = "KELVANE_";
+  std::string name(kVariablePrefix);
   for (const char letter : side) name += static_cast<char>(letter - 'a' + 'A');
   return name + "_PASSWORD";
 }
@@ -73,9 +79,19 @@ std::optional<std::string> findPassword(const ServerPlace& place, std::string_vi
   return place.address.find(odbc::kUserKeywords) ? variable("KELVANE_PASSWORD") : std::nullopt;
 }
 
+// Drivers cut off what does not fit, and the server then refuses the login or lets another one in.
+void requireFitting(const std::string& text, const std::string& what, const ServerPlace& place) {
+  if (text.size() > kMostBytes)
+    throw CommandError({place.name + ": " + what + " is longer than " + std::to_string(kMostBytes) +
+                        " bytes in UTF-8, which is all that a login can hold"});
+  if (text.find('\0') != text.npos)
+    throw CommandError({place.name + ": " + what + " has a zero byte, which no login can hold"});
+}
+
 std::string ask(const std::string& whose, std::string_view side, const Console& console) {
   if (console.askSecret) {
-    if (auto password = console.askSecret("Password of " + whose + ": ")) return *password;
+    if (auto password = console.askSecret("Password of " + report::showMessage(whose) + ": "))
+      return *password;
   }
   throw CommandError({"no password for " + whose + ": put it into " + variableOf(side) +
                       " or a file for --" + std::string(side) +
@@ -94,7 +110,10 @@ void givePassword(ServerPlace& place, std::string_view side, const Console& cons
   if (!password && named)
     password =
         ask(toUtf8(*named) + " (" + std::string(side) + ", " + place.name + ")", side, console);
+  const auto user = place.address.find(odbc::kUserKeywords);
+  if (user) requireFitting(toUtf8(*user), "the user's name", place);
   if (!password) return;
+  requireFitting(*password, "the password", place);
   const std::u16string text = toUtf16(*password);
   if (toUtf8(text) != *password) throw CommandError({place.name + ": the password is not UTF-8"});
   try {

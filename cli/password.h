@@ -15,8 +15,8 @@ namespace kelvane::cli {
 // Completes the address with the password, and with the user where only the data source tells it.
 // The first of these gives it: the side's file, KELVANE_SOURCE_PASSWORD (for `side` "source"), the
 // data source, KELVANE_PASSWORD where the user is known, and, where the place names a user, the
-// console. Throws CommandError when none does although the place names a user. No text of it holds
-// the password.
+// console. Throws CommandError when none does although the place names a user, and for what the
+// record of a login cannot hold. No text of it holds the password.
 void givePassword(ServerPlace& place, std::string_view side, const Console& console);
 
 }  // namespace kelvane::cli

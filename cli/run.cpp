@@ -32,7 +32,12 @@ ExitStatus dispatch(std::span<const std::string> words, const Console& console,
   const Verb* const verb = verbCalled(name);
   if (verb == nullptr) refuseVerb(name);
   const CommandLine line = readCommandLine(*verb, words.subspan(1));
-  if (!line.asksForHelp) return verb->run(completed(line, *verb), console, open);
+  if (!line.asksForHelp) {
+    if (verb->sides != Sides::none) {
+      for (const std::string& strange : strangeVariables()) console.complain(strange);
+    }
+    return verb->run(completed(line, *verb), console, open);
+  }
   writeHelp(*verb, console.out);
   return kNoDifference;
 }

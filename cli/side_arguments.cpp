@@ -20,11 +20,11 @@ constexpr auto kReleases = std::to_array<Choice<std::optional<embedded::Release>
 
 constexpr auto kOptions = std::to_array<Option>({
     {kAllowNulls, "", "columns without null or not null allow null"},
-    {kAse, "RELEASE", "behave exactly like this release: 12.5, 15 or 16", kNamesOf<kReleases>},
+    {kAse, kRelease, "behave exactly like this release: 12.5, 15 or 16", kNamesOf<kReleases>},
     {kKeepGoing, "", "report failing statements and continue"},
-    {kLoginLimit, "SECONDS", "time limit for a login; default: 15"},
+    {kLoginLimit, kSeconds, "time limit for a login; default: 15"},
     {kOdbcDriver, "NAME", "ODBC driver for servers given by options; default: FreeTDS"},
-    {kQueryLimit, "SECONDS", "time limit for a statement; default: 300, 0 for none"},
+    {kQueryLimit, kSeconds, "time limit for a statement; default: 300, 0 for none"},
     {kTrace, kFile, "write every statement and progress event as a line of JSON"},
     {kVerbose,
      "",

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
@@ -18,6 +19,7 @@ namespace {
 constexpr int kLeastLikeness = 80;
 constexpr std::size_t kFewestLines = 4;  // that make a likeness worth telling
 constexpr std::size_t kMostCompared = 200;
+constexpr double kRounding = 1e-9;  // of the sums of weights
 
 // Stands where a text has the name of its object; no text of a server has it.
 constexpr char16_t kOwnName = u'\1';
@@ -50,38 +52,23 @@ std::u16string_view withoutEnd(std::u16string_view text) {
   return text.substr(0, text.find_last_not_of(u" \t\r\n") + 1);
 }
 
-// An object that one side lacks.
-class Candidate {
+// The lines of an object's contents.
+class Contents {
  public:
   template <class Record>
-  explicit Candidate(const Record& record) : name_(record.Name), fullName_(record.FullName) {
+  explicit Contents(const Record& record) {
     add(record);
-    for (const std::u16string& line : lines_) {
-      contents_ += line + kEndOfLine;
-      hashes_.push_back(hashText(line, CaseMode::exact));
-    }
-    std::ranges::sort(hashes_);
   }
 
-  const std::u16string& fullName() const { return fullName_; }
-  const std::u16string& contents() const { return contents_; }
-  std::u16string nameAndContents() const { return name_ + kEndOfLine + contents_; }
-
-  // In percent; 0 where it is too small to be told.
-  int likeness(const Candidate& other) const {
-    const auto [less, more] = std::minmax({hashes_.size(), other.hashes_.size()});
-    if (less < kFewestLines || percent(less, less, more) < kLeastLikeness) return 0;
-    std::vector<std::size_t> common;
-    std::ranges::set_intersection(hashes_, other.hashes_, std::back_inserter(common));
-    const int result = percent(common.size(), less, more);
-    return result < kLeastLikeness ? 0 : result;
+  const std::vector<std::u16string>& lines() const { return lines_; }
+  std::vector<std::size_t> sortedHashes() const {
+    std::vector<std::size_t> hashes;
+    for (const std::u16string& line : lines_) hashes.push_back(hashText(line, CaseMode::exact));
+    std::ranges::sort(hashes);
+    return hashes;
   }
 
  private:
-  static int percent(std::size_t common, std::size_t one, std::size_t other) {
-    return static_cast<int>(200 * common / (one + other));
-  }
-
   void add(const Table& table) {
     addColumns(table.Columns);
     const auto nameless = [&](auto record) {
@@ -133,10 +120,75 @@ class Candidate {
     std::apply([&](const auto&... field) { (add(record.*field.value), ...); }, kFields<Record>);
   }
 
-  std::u16string name_, fullName_;
   std::vector<std::u16string> lines_;
+};
+
+// What the lines of one kind of objects tell about which object it is: the more objects have a
+// line, the less. What every table of a schema has makes no two of them alike.
+class Weights {
+ public:
+  // Counts the objects of both sides.
+  template <class Record>
+  Weights(const std::array<const Schema*, 2>& schemas, Array<Record> Schema::*records) {
+    for (std::size_t side = 0; side < 2; ++side) {
+      for (const Record& record : schemas[side]->*records) {
+        std::vector<std::size_t> hashes = Contents(record).sortedHashes();
+        hashes.erase(std::unique(hashes.begin(), hashes.end()), hashes.end());
+        for (const std::size_t line : hashes) ++objects_[line][side];
+      }
+      all_ = std::max<double>(all_, (schemas[side]->*records).count());
+    }
+  }
+
+  double of(std::size_t line) const {
+    const auto& [source, target] = objects_.at(line);
+    return std::log(1 + all_ / std::max(source, target));
+  }
+
+ private:
+  double all_ = 0;
+  std::unordered_map<std::size_t, std::array<std::int32_t, 2>> objects_;  // that have a line
+};
+
+// An object that one side lacks.
+class Candidate {
+ public:
+  template <class Record>
+  explicit Candidate(const Record& record) : name_(record.Name), fullName_(record.FullName) {
+    const Contents contents(record);
+    for (const std::u16string& line : contents.lines()) contents_ += line + kEndOfLine;
+    lines_ = contents.sortedHashes();
+  }
+
+  const std::u16string& fullName() const { return fullName_; }
+  const std::u16string& contents() const { return contents_; }
+  std::u16string nameAndContents() const { return name_ + kEndOfLine + contents_; }
+
+  void weigh(const Weights& weights) { weight_ = sum(lines_, weights); }
+  // In percent; 0 where it is too small to be told. Both have been weighed.
+  int likeness(const Candidate& other, const Weights& weights) const {
+    if (std::min(lines_.size(), other.lines_.size()) < kFewestLines) return 0;
+    if (percent(std::min(weight_, other.weight_), other) < kLeastLikeness) return 0;
+    std::vector<std::size_t> common;
+    std::ranges::set_intersection(lines_, other.lines_, std::back_inserter(common));
+    const int result = percent(sum(common, weights), other);
+    return result < kLeastLikeness ? 0 : result;
+  }
+
+ private:
+  static double sum(const std::vector<std::size_t>& lines, const Weights& weights) {
+    double result = 0;
+    for (const std::size_t line : lines) result += weights.of(line);
+    return result;
+  }
+  int percent(double common, const Candidate& other) const {
+    return static_cast<int>(200 * common / (weight_ + other.weight_) + kRounding);
+  }
+
+  std::u16string name_, fullName_;
   std::u16string contents_;
-  std::vector<std::size_t> hashes_;  // of the lines, sorted
+  std::vector<std::size_t> lines_;  // their hashes, sorted
+  double weight_ = 0;
 };
 
 using Candidates = std::array<std::vector<Candidate>, 2>;
@@ -144,17 +196,36 @@ using Candidates = std::array<std::vector<Candidate>, 2>;
 // The pairs of one kind.
 class Pairing {
  public:
-  Pairing(enumEntityType kind, const Candidates& candidates, std::vector<Rename>& renames)
+  Pairing(enumEntityType kind, Candidates& candidates, std::vector<Rename>& renames)
       : kind_(kind), renames_(renames) {
     for (std::size_t side = 0; side < 2; ++side)
-      for (const Candidate& one : candidates[side])
+      for (Candidate& one : candidates[side])
         if (!one.contents().empty()) left_[side].push_back(&one);
   }
 
-  void run() {
+  void pairEqual() {
     pairUnique([](const Candidate& one) { return one.nameAndContents(); });
     pairUnique([](const Candidate& one) { return one.contents(); });
-    if (left_[0].size() <= kMostCompared && left_[1].size() <= kMostCompared) pairAlike();
+  }
+  bool isForAlike() const {
+    return std::ranges::all_of(
+        left_, [](const auto& side) { return !side.empty() && side.size() <= kMostCompared; });
+  }
+  // The most alike first. Equal contents that are left belong to several.
+  void pairAlike(const Weights& weights) {
+    for (const auto& side : left_)
+      for (Candidate* one : side) one->weigh(weights);
+    std::vector<Alike> all;
+    for (const Candidate* source : left_[0]) {
+      for (const Candidate* target : left_[1]) {
+        if (source->contents() == target->contents()) continue;
+        if (const int likeness = source->likeness(*target, weights); likeness > 0)
+          all.push_back({source, target, std::min(likeness, 99)});
+      }
+    }
+    std::ranges::stable_sort(all, std::ranges::greater(), &Alike::likeness);
+    for (const auto& [source, target, likeness] : all)
+      if (!paired_.contains(source) && !paired_.contains(target)) add(*source, *target, likeness);
   }
 
  private:
@@ -185,24 +256,9 @@ class Pairing {
     forgetPaired();
   }
 
-  // The most alike first. Equal contents that are left belong to several.
-  void pairAlike() {
-    std::vector<Alike> all;
-    for (const Candidate* source : left_[0]) {
-      for (const Candidate* target : left_[1]) {
-        if (source->contents() == target->contents()) continue;
-        if (const int likeness = source->likeness(*target); likeness > 0)
-          all.push_back({source, target, std::min(likeness, 99)});
-      }
-    }
-    std::ranges::stable_sort(all, std::ranges::greater(), &Alike::likeness);
-    for (const auto& [source, target, likeness] : all)
-      if (!paired_.contains(source) && !paired_.contains(target)) add(*source, *target, likeness);
-  }
-
   enumEntityType kind_;
   std::vector<Rename>& renames_;
-  std::array<std::vector<const Candidate*>, 2> left_;
+  std::array<std::vector<Candidate*>, 2> left_;
   std::unordered_set<const Candidate*> paired_;
 };
 
@@ -220,7 +276,9 @@ void addRenames(const Array<Object>& differing, Array<Record> Schema::*records,
   for (std::size_t side = 0; side < 2; ++side)
     for (const Record& record : schemas[side]->*records)
       if (missing[side].contains(record.FullName)) candidates[side].emplace_back(record);
-  Pairing(kKind<Object>.entityType, candidates, renames).run();
+  Pairing pairing(kKind<Object>.entityType, candidates, renames);
+  pairing.pairEqual();
+  if (pairing.isForAlike()) pairing.pairAlike(Weights(schemas, records));
 }
 
 }  // namespace

@@ -22,7 +22,8 @@ struct Rename {
 
 // Pairs tables, views, procedures, functions and types that `differences` has on one side only,
 // where their contents (without own names, numbers of rows and permissions) are equal and of no
-// other, or where they are nearly equal. Objects that are nearly equal are looked for only where
+// other, or where they are nearly equal. Lines count the less, the more objects of the schemas have
+// them. Objects that are nearly equal are looked for only where
 // few are missing.
 std::vector<Rename> probableRenames(const diffSchema& differences, const Schema& source,
                                     const Schema& target);

@@ -7,6 +7,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <ostream>
+#include <span>
 #include <tuple>
 
 #include "model/fields.h"
@@ -19,6 +20,8 @@ namespace {
 using nlohmann::json;
 
 constexpr std::string_view kKind = "kelvane snapshot";
+// What parts are called in complaints.
+constexpr std::string_view kWhole = "the snapshot", kSchema = "schema";
 
 [[noreturn]] void refuse(const std::string& where, const std::string& what) {
   throw SnapshotError((where.empty() ? "" : where + ": ") + what);
@@ -128,6 +131,48 @@ void requireFormat(const json& number) {
     refuse({}, "is a snapshot of format " + std::to_string(format) + ", which is none");
 }
 
+// Follows the parser, which keeps the last of several members of one name, and refuses those.
+class MemberNames {
+ public:
+  void follow(json::parse_event_t event, const json& parsed) {
+    using Event = json::parse_event_t;
+    const bool begins = event == Event::object_start || event == Event::array_start;
+    if ((begins || event == Event::value) && !levels_.empty()) ++levels_.back().items;
+    if (begins) levels_.emplace_back();
+    if (event == Event::key) levels_.back().names.push_back(parsed.get<std::string>());
+    if (event == Event::object_end && parsed.size() < levels_.back().names.size()) refuseTwins();
+    if (event == Event::object_end || event == Event::array_end) levels_.pop_back();
+  }
+
+ private:
+  struct Level {
+    std::size_t items = 0;
+    std::vector<std::string> names = {};  // none in an array
+  };
+
+  void refuseTwins() {
+    std::vector<std::string> names = levels_.back().names;
+    std::ranges::sort(names);
+    const auto twin = std::ranges::adjacent_find(names);
+    if (twin != names.end()) refuse(place(), "has \"" + *twin + "\" twice");
+  }
+  // "Tables[1].Columns[2]"
+  std::string place() const {
+    std::string result;
+    for (const Level& level : std::span(levels_).first(levels_.size() - 1)) {
+      if (level.names.empty())
+        result += "[" + std::to_string(level.items) + "]";
+      else if (result == kSchema)
+        result = level.names.back();
+      else
+        result += (result.empty() ? "" : ".") + level.names.back();
+    }
+    return result.empty() ? std::string(kWhole) : result;
+  }
+
+  std::vector<Level> levels_;
+};
+
 // Takes the elements of the schema's arrays out of the tree while it grows, so that no more than
 // one of them is ever held as one.
 class Elements {
@@ -138,6 +183,7 @@ class Elements {
     constexpr int kDepthOfElement = 3;
     using Event = json::parse_event_t;
     if (depth == 0) requireSnapshot(event);
+    names_.follow(event, parsed);
     if (event == Event::key && depth == 1) {
       member_ = parsed.get<std::string>();
       if (!known_ && member_ != kKind) requireSnapshot(Event::value);
@@ -147,7 +193,7 @@ class Elements {
       requireFormat(parsed);
       known_ = true;
     }
-    if (member_ != "schema" || depth != kDepthOfElement || event != Event::object_end) return true;
+    if (member_ != kSchema || depth != kDepthOfElement || event != Event::object_end) return true;
     std::apply([&](const auto&... field) { (take(field, parsed), ...); }, kFields<Schema>);
     return false;
   }
@@ -169,6 +215,7 @@ class Elements {
   }
 
   Schema& schema_;
+  MemberNames names_;
   bool known_ = false;  // as a snapshot of a format that can be read
   std::string member_, array_;
 };
@@ -214,16 +261,16 @@ Snapshot readSnapshot(std::string_view text) {
   if (root.empty()) refuse({}, "is no snapshot: it is empty");
   const bool isDated = root.contains("taken");
   constexpr std::size_t kMembers = 5;
-  requireObject(root, kMembers + (isDated ? 1 : 0), "the snapshot");
+  requireObject(root, kMembers + (isDated ? 1 : 0), std::string(kWhole));
   if (isDated) snapshot.taken = plainText(root["taken"], "taken");
-  const json& caseSensitive = memberOf(root, "caseSensitive", "the snapshot");
+  const json& caseSensitive = memberOf(root, "caseSensitive", std::string(kWhole));
   if (!caseSensitive.is_boolean()) refuse("caseSensitive", "is neither true nor false");
   snapshot.caseSensitive = caseSensitive.get<bool>();
-  snapshot.switches = readTexts(memberOf(root, "switches", "the snapshot"), "switches");
-  snapshot.gaps = readTexts(memberOf(root, "gaps", "the snapshot"), "gaps");
+  snapshot.switches = readTexts(memberOf(root, "switches", std::string(kWhole)), "switches");
+  snapshot.gaps = readTexts(memberOf(root, "gaps", std::string(kWhole)), "gaps");
   // Its arrays have lost their elements to the schema.
   Schema rest;
-  read(memberOf(root, "schema", "the snapshot"), rest, "schema");
+  read(memberOf(root, "schema", std::string(kWhole)), rest, "schema");
   if (rest != Schema{}) refuse("schema", "has elements that are no objects");
   return snapshot;
 }

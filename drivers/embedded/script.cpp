@@ -226,6 +226,15 @@ bool isScript(const fs::path& path) {
   return tsql::equalsIgnoringCase(path.extension().string(), ".sql");
 }
 
+// Whether a link within `folder` leads to a folder that it is in.
+bool leadsBack(const fs::path& link, const fs::path& folder) {
+  for (fs::path around = link; around != folder && around.has_parent_path();) {
+    around = around.parent_path();
+    if (fs::equivalent(link, around)) return true;
+  }
+  return false;
+}
+
 std::vector<fs::path> filesOf(std::span<const fs::path> places, LoadReport& report) {
   std::vector<fs::path> files;
   for (const fs::path& place : places) {
@@ -272,6 +281,9 @@ std::vector<fs::path> scriptsOf(const fs::path& folder) {
       entry.disable_recursion_pending();
     } else if (entry->is_regular_file() && isScript(entry->path())) {
       scripts.push_back(entry->path());
+    } else if (entry->is_symlink() && leadsBack(entry->path(), folder)) {
+      throw fs::filesystem_error("", entry->path(),
+                                 std::make_error_code(std::errc::too_many_symbolic_link_levels));
     }
   }
   std::ranges::sort(scripts);

@@ -78,7 +78,7 @@ TEST_F(DevelopmentSet, LoadsButForKnownStatements) {
 
 TEST_F(DevelopmentSet, VersionsDifferAsKnown) {
   for (const auto& line : section("pairs")) {
-    std::vector<std::string> arguments{"compare", "--keep-going"};
+    std::vector<std::string> arguments{"compare", "--keep-going", "--row-counts"};
     std::istringstream words(line.at(0));
     for (std::string word; words >> word;)
       arguments.push_back(fs::exists(folder_ / word) ? (folder_ / word).string() : word);

@@ -30,10 +30,22 @@ TEST_F(Renames, AreGuessedFromContents) {
   using Guesses = std::set<std::string>;
   const std::string five = " (a int, b int, c int, d int, e int)";
   const std::string code = " as\n  select 1\n  select 2\n  select 3\n  select 4\n  select 5";
+  // What every table of a schema has tells nothing of which one it is.
+  const std::string house = "id int, made datetime, maker int, changed datetime, ";
+  std::string others;
+  for (const std::string name : {"colour", "country", "size", "unit"})
+    others.append("create table ").append(name).append(" (").append(house + name + "_text int)\n");
+  const std::string bill = house + "no int, day datetime, customer int, total money, paid money";
   const struct {
     std::string source, target;
     Guesses expected;
   } cases[] = {
+      {others + "create table shop (" + house + "street int)",
+       others + "create table coin (" + house + "worth int)",
+       {}},
+      {others + "create table bill (" + bill + ")",
+       others + "create table invoice (" + bill + ", due datetime)",
+       {"table dbo.bill -> dbo.invoice (92% of the contents)"}},
       {"create table t (a int) insert t values (1)",
        "create table u (a int)",
        {"table dbo.t -> dbo.u (equal contents)"}},

@@ -25,7 +25,7 @@ class Program {
 
   // Standard output and standard error go the same way.
   Program(const std::vector<std::string>& arguments, const Environment& environment,
-          Terminal terminal = Terminal::none) {
+          Terminal terminal = Terminal::none, unsigned short columns = 80) {
     std::vector<std::string> words{KELVANE_PROGRAM};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<std::string> variables{"PATH=/usr/bin:/bin", "LC_ALL=C.UTF-8"};
@@ -33,7 +33,8 @@ class Program {
       variables.emplace_back(name).append("=").append(value);
     const std::vector<char*> argv = pointers(words), envp = pointers(variables);
     const bool own = terminal == Terminal::own;
-    if (own ? openpty(&ends_[0], &ends_[1], nullptr, nullptr, nullptr) : pipe(ends_)) return;
+    const winsize size{.ws_row = 24, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
+    if (own ? openpty(&ends_[0], &ends_[1], nullptr, nullptr, &size) : pipe(ends_)) return;
     id_ = fork();
     if (id_ != 0) return;
     setsid();

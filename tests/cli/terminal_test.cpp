@@ -1,5 +1,6 @@
 // What a terminal shows: colors, progress while scripts are loaded and reports written, and what
 // Ctrl-C leaves behind.
+#include <array>
 #include <cstdlib>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -7,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "model/text.h"
 #include "tests/cli/compared_scripts.h"
 #include "tests/cli/program.h"
 
@@ -57,6 +59,34 @@ TEST_F(OnATerminal, WhatWasAcceptedIsToldOnce) {
     EXPECT_EQ(compareFiles(script_, other_, {"--accept", known}), kNoDifference);
     EXPECT_EQ(err(), terminal ? "" : "kelvane: Accepted differences: 1\n");
   }
+}
+
+TEST_F(OnATerminal, ProgressNeverTakesASecondLine) {
+  for (const unsigned short columns : std::array<unsigned short, 4>{80, 40, 12, 1}) {
+    const std::string script =
+        file("\u8868_of_\U0001F600_" + std::string(60, 'x') + ".sql", "go\n");
+    Program program({"compare", script, script_, "--keep-going"}, {}, Program::Terminal::own,
+                    columns);
+    EXPECT_GE(program.wait(), 0);
+    const std::string clear = "\r\x1b[K", output = program.output();
+    std::size_t shown = 0;
+    for (std::size_t at = output.find(clear); at != output.npos; at = output.find(clear, at)) {
+      at += clear.size();
+      const std::string piece = output.substr(at, output.find_first_of("\r\n", at) - at);
+      if (piece.starts_with("kelvane: ")) continue;
+      EXPECT_LT(toUtf16(piece).size(), columns) << piece;
+      EXPECT_EQ(toUtf8(toUtf16(piece)), piece);
+      ++shown;
+    }
+    EXPECT_GT(shown, 0U);
+  }
+}
+
+TEST_F(OnATerminal, NoProgressIsForOneThatCannotClearALine) {
+  Program program({"compare", script_, script_}, {{"TERM", "dumb"}}, Program::Terminal::own);
+  EXPECT_EQ(program.wait(), kNoDifference);
+  EXPECT_EQ(program.output().find('\x1b'), std::string::npos);
+  EXPECT_THAT(program.output(), ::testing::Not(HasSubstr("loading")));
 }
 
 TEST_F(OnATerminal, CtrlCWhileLoadingEndsTheProgram) {

@@ -1,9 +1,10 @@
 // Known differences: every difference has a line that accepts it alone, and bad lines are refused.
+#include "report/known_differences.h"
+
 #include <gtest/gtest.h>
 #include <sstream>
 
 #include "report/diff_walk.h"
-#include "report/known_differences.h"
 #include "report/readable_diff.h"
 #include "tests/support/made_differences.h"
 

@@ -170,6 +170,22 @@ TEST(Snapshot, RefusesWhatItDoesNotKnow) {
   EXPECT_EQ(changed("\"Views\": [", "\"Scenes\": ["), "schema: has no member \"Views\"");
 }
 
+// What a merge of two versions leaves behind.
+TEST(Snapshot, RefusesMembersOfOneName) {
+  const std::string text = written(sample(7));
+  const auto doubled = [&](const std::string& member, const std::string& twin) {
+    std::string copy = text;
+    const auto at = copy.find(member);
+    EXPECT_NE(at, copy.npos) << member;
+    return refusalOf(copy.insert(at, twin));
+  };
+  EXPECT_EQ(doubled("\"gaps\"", "\"gaps\": [], "), "the snapshot: has \"gaps\" twice");
+  EXPECT_EQ(doubled("\"Views\": [", "\"Views\": [], "), "schema: has \"Views\" twice");
+  EXPECT_EQ(doubled("\"Owner\"", "\"Owner\": \"\", "), "Tables[1]: has \"Owner\" twice");
+  EXPECT_EQ(doubled("\"RowCount\"", "\"RowCount\": 1, "),
+            "Tables[1].Miscallaneous: has \"RowCount\" twice");
+}
+
 // Bytes that are changed, lost or doubled are read as something or refused, and nothing else.
 TEST(Snapshot, SurvivesDamage) {
   std::mt19937 engine(7);

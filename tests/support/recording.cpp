@@ -18,7 +18,8 @@ std::string objectType(enumObjectType type) {
 
 void RecordingSink::StartProcessing(const std::u16string& Status, const Boolean& SupportProgressBar,
                                     const enumObjectType& ObjectType) {
-  record("start " + inQuotes(Status) + (SupportProgressBar ? " bar " : " ") + objectType(ObjectType));
+  record("start " + inQuotes(Status) + (SupportProgressBar ? " bar " : " ") +
+         objectType(ObjectType));
 }
 
 void RecordingSink::Processing(const std::u16string& Status, const std::int16_t& Progress,

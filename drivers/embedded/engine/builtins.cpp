@@ -5,7 +5,6 @@
 
 #include "drivers/embedded/tsql/words.h"
 
-
 namespace kelvane::embedded {
 namespace {
 
