@@ -87,6 +87,7 @@ std::unique_ptr<Side> openScripts(const ScriptPlace& place, const Console& conso
     for (const auto& note : report.notes) console.complain(note.describe());
   }
   std::vector<std::string> lines;
+  lines.reserve(report.errors.size());
   for (const auto& error : report.errors) lines.push_back(error.describe());
   if (!lines.empty() && (!place.settings.keepGoing || !report.readable))
     throw CommandError(std::move(lines));

@@ -63,6 +63,7 @@ class Contents {
   const std::vector<std::u16string>& lines() const { return lines_; }
   std::vector<std::size_t> sortedHashes() const {
     std::vector<std::size_t> hashes;
+    hashes.reserve(lines_.size());
     for (const std::u16string& line : lines_) hashes.push_back(hashText(line, CaseMode::exact));
     std::ranges::sort(hashes);
     return hashes;

@@ -35,7 +35,7 @@ std::optional<std::u16string> configured(const char* file, std::u16string_view s
   const int length = SQLGetPrivateProfileString(toUtf8(section).c_str(), toUtf8(keyword).c_str(),
                                                 "", value.data(), kCapacity, file);
   if (length <= 0) return std::nullopt;
-  return toUtf16(value.c_str());
+  return toUtf16(std::string_view(value).substr(0, value.find('\0')));
 }
 
 bool namesFreeTds(std::u16string_view driver) {

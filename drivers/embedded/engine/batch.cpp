@@ -356,6 +356,13 @@ std::string BatchRun::text(const Expr& expr) {
   return isNull(value) ? "" : textOf(value, plan.plan.columns[0].type, 0);
 }
 
+std::vector<std::string> BatchRun::texts(std::span<const ExprPtr> expressions) {
+  std::vector<std::string> result;
+  result.reserve(expressions.size());
+  for (const ExprPtr& expr : expressions) result.push_back(text(*expr));
+  return result;
+}
+
 void BatchRun::assign(const std::string& name, const Cell& value, const ColumnType& from) {
   const auto found = variables_.find(name);
   if (found == variables_.end()) {
@@ -367,16 +374,14 @@ void BatchRun::assign(const std::string& name, const Cell& value, const ColumnTy
 }
 
 void BatchRun::print(const Print& print) {
-  std::vector<std::string> arguments;
-  for (const auto& argument : print.arguments) arguments.push_back(text(*argument));
+  const std::vector<std::string> arguments = texts(print.arguments);
   outcome_.notice({{0, 10, 1, formatted(text(*print.format), arguments)}, session_.caller.line});
 }
 
 void BatchRun::raiseError(const RaiseError& raise) {
   const ColumnType number = intType(true);
   const Cell value = evaluate(*raise.number, &number);
-  std::vector<std::string> arguments;
-  for (const auto& argument : raise.arguments) arguments.push_back(text(*argument));
+  const std::vector<std::string> arguments = texts(raise.arguments);
   session_.lastError = isNull(value) ? 0 : std::get<std::int64_t>(value);
   const std::string format = raise.format ? text(*raise.format) : "";
   outcome_.notice({{static_cast<int>(session_.lastError), 16, 1, formatted(format, arguments)},

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -58,6 +59,7 @@ class BatchRun {
   bool test(const tsql::Expr& condition);
   Cell evaluate(const tsql::Expr& expr, const ColumnType* as = nullptr);
   std::string text(const tsql::Expr& expr);
+  std::vector<std::string> texts(std::span<const tsql::ExprPtr> expressions);
   /// Tells the client; true when it only says that what was to be removed is not there.
   bool tell(const tsql::Statement& statement, const tsql::ServerError& error);
   void report(const tsql::Statement& statement, const tsql::ServerError& error);

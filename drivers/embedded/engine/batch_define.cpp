@@ -38,6 +38,7 @@ void BatchRun::createView(const CreateView& view, std::string_view text) {
   const TranslationContext made = context();
   const Plan plan = Translator(made).select(*view.query);
   std::vector<NamedColumn> columns;
+  columns.reserve(plan.columns.size());
   for (const ResultColumn& column : plan.columns) columns.push_back({column.name, column.type});
   server_.catalog.createView(view, text, columns, session_.caller);
 }

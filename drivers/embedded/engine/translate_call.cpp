@@ -286,6 +286,7 @@ SqlValue Translator::call(const Call& call, const Expr& expr, const Scope* scope
   std::vector<SqlValue> arguments;
   const bool special = name == "isnull" || name == "coalesce" || name == "nullif";
   if (!special && !isFunction(name)) throw unknownFunction(call.function.name, line);
+  arguments.reserve(call.arguments.size());
   for (const auto& argument : call.arguments) arguments.push_back(value(*argument, scope));
   if (name == "isnull" && arguments.size() == 2) return isNullCall(arguments, line);
   if (name == "coalesce" && !arguments.empty()) return coalesceCall(arguments, line);

@@ -69,9 +69,9 @@ std::string Translator::condition(const Expr& expr, const Scope* scope, Polarity
             const bool alone = polarity != Polarity::Conjunct || e.op == LogicalOp::And;
             const Polarity inner = alone ? polarity : Polarity::Positive;
             std::vector<std::string> parts;
-            for (const auto& operand : e.operands) {
+            parts.reserve(e.operands.size());
+            for (const auto& operand : e.operands)
               parts.push_back(condition(*operand, scope, inner));
-            }
             return "(" + joined(parts, e.op == LogicalOp::And ? " AND " : " OR ") + ")";
           },
           [&](const Unary& e) {
