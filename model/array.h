@@ -34,14 +34,8 @@ class Array {
   }
   Array(const Array& other) : block_(other.block_ ? other.block_->shared() : nullptr) {}
   Array(Array&& other) noexcept : block_(std::exchange(other.block_, nullptr)) {}
-  Array& operator=(const Array& other) {
-    Array copy(other);
-    swap(copy);
-    return *this;
-  }
-  Array& operator=(Array&& other) noexcept {
-    Array moved(std::move(other));
-    swap(moved);
+  Array& operator=(Array other) noexcept {
+    swap(other);
     return *this;
   }
   ~Array() { release(block_); }

@@ -18,16 +18,16 @@ struct Change {
 
 template <class Record>
 std::function<void(Schema&)> tableChange(Array<Record> Table::*list,
-                                         std::function<void(Record&)> change) {
+                                         const std::function<void(Record&)>& change) {
   return [=](Schema& s) { change((s.Tables[1].*list)[1]); };
 }
-std::function<void(Schema&)> column(std::function<void(Column&)> change) {
+std::function<void(Schema&)> column(const std::function<void(Column&)>& change) {
   return tableChange<Column>(&Table::Columns, change);
 }
-std::function<void(Schema&)> userPermission(std::function<void(PermissionEntity&)> change) {
+std::function<void(Schema&)> userPermission(const std::function<void(PermissionEntity&)>& change) {
   return [=](Schema& s) { change(s.Users[1].Permissions.PermissionEntities[1]); };
 }
-std::function<void(Schema&)> rolePermission(std::function<void(PermissionEntity&)> change) {
+std::function<void(Schema&)> rolePermission(const std::function<void(PermissionEntity&)>& change) {
   return [=](Schema& s) { change(s.Groups[1].Permissions.PermissionEntities[1]); };
 }
 

@@ -28,7 +28,7 @@ diffEntity entity(std::u16string name, const Array<typeDiff>& differences) {
 
 template <class Object>
 Object object(const std::u16string& owner, const std::u16string& name,
-              Array<typeDiff> differences = {}) {
+              const Array<typeDiff>& differences = {}) {
   Object result;
   result.Name = name;
   result.Owner = owner;

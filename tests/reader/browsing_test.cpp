@@ -42,7 +42,7 @@ class Browsing : public ReaderTest {
   }
   // The same by index and by name, which must agree.
   std::string parts(EntityIdentifier parent, EntityIdentifier type, const std::u16string& name) {
-    const std::string text = entities(*reader.GetSubEntityListByIndex(parent, type, 1));
+    std::string text = entities(*reader.GetSubEntityListByIndex(parent, type, 1));
     EXPECT_EQ(entities(*reader.GetSubEntityListByName(parent, type, name)), text);
     return text;
   }

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view kVisibleBlank = "\xC2\xB7";
 
-std::string replaced(std::string text, std::string_view what, std::string_view with) {
+std::string replaced(const std::string& text, std::string_view what, std::string_view with) {
   return toUtf8(replaceAll(toUtf16(text), toUtf16(what), toUtf16(with)));
 }
 
@@ -68,7 +68,8 @@ void append(Lines& lines, const std::string& label, const Array<Record>& records
 }
 
 template <class Object>
-void appendObject(Lines& lines, const std::string& label, const Object& object, Lines details) {
+void appendObject(Lines& lines, const std::string& label, const Object& object,
+                  const Lines& details) {
   lines.push_back(line(label, object.FullName, object.Owner, object.Name));
   for (const std::string& one : details) lines.push_back("  " + one);
 }

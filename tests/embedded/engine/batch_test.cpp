@@ -195,7 +195,7 @@ TEST(Batch, WhatBecomesAnIdentity) {
       "insert t values ('x')\ninsert t values ('y')");
   const auto identities = [&](const std::string& query) {
     probe.ask(query);
-    const std::string names = probe.rows(
+    std::string names = probe.rows(
         "select name, prec from syscolumns where id = object_id('made') and status & 128 = 128");
     probe.ask("drop table made");
     return names;

@@ -19,7 +19,7 @@ std::string drawn(const LoadReport& report) {
   return text;
 }
 
-std::string loaded(std::string_view script, LoadOptions options = {}) {
+std::string loaded(std::string_view script, const LoadOptions& options = {}) {
   EmbeddedCatalog catalog;
   return drawn(loadScript(catalog, "a.sql", script, options));
 }

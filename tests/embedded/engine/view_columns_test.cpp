@@ -10,7 +10,7 @@ namespace {
 // `type(length or precision,scale)`, followed by `null` where it may be.
 std::string typeIn(Probe& probe, const std::string& query) {
   probe.ask("drop view v");
-  const std::string said = probe.ask("create view v (x) as " + query);
+  std::string said = probe.ask("create view v (x) as " + query);
   if (said != "(closed)\n") return said;
   std::string shown = probe.rows(
       "select t.name + '(' + case when c.prec is null then convert(varchar, c.length) else "
