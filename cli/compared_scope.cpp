@@ -71,9 +71,12 @@ bool isSwitchedOff(const cComparisonOptions& switches, const KnownDifference& di
     return isOff(switches, ofKind + u"_" + std::u16string(word));
   }
   const std::u16string ofPart = ofKind + u"_" + std::u16string(inSwitches(kParts, part));
-  return isOff(switches, ofPart) ||
-         isOff(switches, ofPart + u"_" + std::u16string(inSwitches(kDetails, difference.label))) ||
-         (part == kIndex && isOff(switches, ofPart + u"_Names"));  // they are called by their names
+  // Indexes are called by their names, and those of primary keys are among them where keys are not
+  // read.
+  const bool isOtherIndex =
+      part == kIndex && (isOff(switches, ofPart + u"_Names") || !switches.Tables_PrimaryKeys);
+  return isOtherIndex || isOff(switches, ofPart) ||
+         isOff(switches, ofPart + u"_" + std::u16string(inSwitches(kDetails, difference.label)));
 }
 
 bool isIgnored(const Rules& rules, const KnownDifference& difference) {

@@ -19,7 +19,7 @@ namespace kelvane::cli {
 
 class Interruption {
  public:
-  // After a SIGINT or SIGTERM `announce` is called once, with its number, and `cancel` again and
+  // After a SIGINT, SIGTERM or SIGHUP `announce` is called once, with its number, and `cancel` again and
   // again: a cancellation that comes just before a statement is sent does nothing.
   Interruption(std::function<void(int signal)> announce, std::function<void()> cancel);
   ~Interruption();
@@ -34,7 +34,7 @@ class Interruption {
 
   std::function<void(int)> announce_;
   std::function<void()> cancel_;
-  AwaitedSignals signals_{SIGINT, SIGTERM};
+  AwaitedSignals signals_{SIGINT, SIGTERM, SIGHUP};
   std::stop_source stop_;
   int end_;
   std::thread watcher_;

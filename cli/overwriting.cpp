@@ -67,12 +67,19 @@ class Files {
     const auto same = std::ranges::find(files_, *identity, &NamedFile::identity);
     if (same != files_.end()) throw UsageError(option + " would overwrite '" + same->called + "'");
     for (const std::string& folder : folders_) {
-      if (embedded::isScriptOf(folder, destinationOf(path).path))
+      if (isScriptOf(folder, path))
         throw UsageError(option + " would add '" + path + "' to the scripts of '" + folder + "'");
     }
   }
 
  private:
+  static bool isScriptOf(const std::string& folder, const std::string& path) {
+    try {
+      return embedded::isScriptOf(folder, destinationOf(path).path);
+    } catch (const fs::filesystem_error&) {
+      return false;  // The side, or the file, says so when it is opened.
+    }
+  }
   void addScripts(const std::string& path) {
     add(path);
     std::error_code ignored;

@@ -60,7 +60,7 @@ int run(std::span<const std::string> arguments, const Console& console, const Op
   } catch (const CommandError& error) {
     console.complain(error);
   } catch (const std::exception& error) {
-    console.complain(std::string("internal error: ") + error.what());
+    console.complain(std::string("failed: ") + error.what());
   }
   return kError;
 }

@@ -60,15 +60,23 @@ std::chrono::seconds seconds(const Arguments& arguments, std::string_view option
   return std::chrono::seconds(number);
 }
 
-bool isServer(const std::string& operand) { return operand.starts_with(kServerMark); }
+bool isServer(const std::string& operand) {
+  return equalText(toUtf16(operand.substr(0, kServerMark.size())), toUtf16(kServerMark),
+                   CaseMode::ignore);
+}
+
+// Names `where`, and nothing of the address.
+void refusePassword(const odbc::ConnectionString& address, std::string_view where) {
+  if (address.find(odbc::kPasswordKeywords))
+    throw UsageError(
+        "everybody on this machine can read a password on the command line; remove it from " +
+        text(where) + " and provide it in another way");
+}
 
 ServerPlace serverOfOperand(const std::string& operand) {
   const odbc::ConnectionString address(
       toUtf16(std::string_view(operand).substr(kServerMark.size())));
-  if (address.find(odbc::kPasswordKeywords))
-    throw UsageError(
-        "everybody on this machine can read a password on the command line; remove it from "
-        "'odbc:' and provide it in another way");
+  refusePassword(address, "'odbc:'");
   const std::string shown = text(kServerMark) + toUtf8(odbc::masked(address.text()));
   if (operand.find('=') == operand.npos)
     throw UsageError("'" + shown + "' is not a connection string such as odbc:DSN=prod;UID=sa");
@@ -110,6 +118,14 @@ odbc::ConnectionString addressOf(const ServerWords& words) {
   if (words.user) address.add(u"UID", toUtf16(*words.user));
   if (words.database) address.add(u"Database", toUtf16(*words.database));
   return address;
+}
+
+// Somebody may take what an option names for a connection string.
+void refusePasswords(const Arguments& arguments, const SideOptions& options) {
+  for (const std::string_view option : {options.server, options.user, options.database}) {
+    if (const auto value = arguments.value(option))
+      refusePassword(odbc::ConnectionString(toUtf16(*value)), option);
+  }
 }
 
 ServerPlace serverOfOptions(const Arguments& arguments, const SideOptions& options) {
@@ -185,6 +201,7 @@ ReadingSettings readingSettings(const Arguments& arguments) {
 
 Place placeOf(const Arguments& arguments, const std::vector<std::string>& operands,
               const SideOptions& options, const ReadingSettings& settings) {
+  refusePasswords(arguments, options);
   const bool byOption = arguments.has(options.server);
   const auto named = std::ranges::find_if(
       operands, [&](const auto& operand) { return arguments.environments.contains(operand); });

@@ -235,6 +235,24 @@ bool leadsBack(const fs::path& link, const fs::path& folder) {
   return false;
 }
 
+// Calls visit(entry) for what is in `folder` and in the folders below it, but for hidden ones.
+// Throws fs::filesystem_error.
+template <class Visit>
+void walk(const fs::path& folder, Visit visit) {
+  const auto options = fs::directory_options::follow_directory_symlink;
+  for (auto entry = fs::recursive_directory_iterator(folder, options);
+       entry != fs::recursive_directory_iterator(); ++entry) {
+    if (isHidden(entry->path())) {
+      entry.disable_recursion_pending();
+      continue;
+    }
+    if (entry->is_symlink() && leadsBack(entry->path(), folder))
+      throw fs::filesystem_error("", entry->path(),
+                                 std::make_error_code(std::errc::too_many_symbolic_link_levels));
+    visit(*entry);
+  }
+}
+
 std::vector<fs::path> filesOf(std::span<const fs::path> places, LoadReport& report) {
   std::vector<fs::path> files;
   for (const fs::path& place : places) {
@@ -274,27 +292,20 @@ std::string ScriptNote::describe() const {
 
 std::vector<fs::path> scriptsOf(const fs::path& folder) {
   std::vector<fs::path> scripts;
-  const auto options = fs::directory_options::follow_directory_symlink;
-  for (auto entry = fs::recursive_directory_iterator(folder, options);
-       entry != fs::recursive_directory_iterator(); ++entry) {
-    if (isHidden(entry->path())) {
-      entry.disable_recursion_pending();
-    } else if (entry->is_regular_file() && isScript(entry->path())) {
-      scripts.push_back(entry->path());
-    } else if (entry->is_symlink() && leadsBack(entry->path(), folder)) {
-      throw fs::filesystem_error("", entry->path(),
-                                 std::make_error_code(std::errc::too_many_symbolic_link_levels));
-    }
-  }
+  walk(folder, [&](const fs::directory_entry& entry) {
+    if (entry.is_regular_file() && isScript(entry.path())) scripts.push_back(entry.path());
+  });
   std::ranges::sort(scripts);
   return scripts;
 }
 
 bool isScriptOf(const fs::path& folder, const fs::path& file) {
-  std::error_code failed;
-  const fs::path within = file.lexically_relative(fs::canonical(folder, failed));
-  return !failed && !within.empty() && isScript(within) &&
-         std::ranges::none_of(within, [](const fs::path& part) { return isHidden(part); });
+  if (!isScript(file) || isHidden(file)) return false;
+  bool isFound = fs::equivalent(folder, file.parent_path());
+  walk(folder, [&](const fs::directory_entry& entry) {
+    isFound = isFound || (entry.is_directory() && fs::equivalent(entry, file.parent_path()));
+  });
+  return isFound;
 }
 
 LoadReport loadScript(EmbeddedCatalog& catalog, std::string_view name, std::string_view text,

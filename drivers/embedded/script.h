@@ -62,7 +62,7 @@ LoadReport loadScript(EmbeddedCatalog& catalog, std::string_view name, std::stri
 
 /// The scripts that a folder stands for. Throws std::filesystem::filesystem_error.
 std::vector<std::filesystem::path> scriptsOf(const std::filesystem::path& folder);
-/// Whether a file, there or not, whose path has no links would be one of them.
+/// Whether a file, there or not, would be one of them. Throws std::filesystem::filesystem_error.
 bool isScriptOf(const std::filesystem::path& folder, const std::filesystem::path& file);
 
 /// The same for several files, one after the other on the same database, each with a session of its
