@@ -44,7 +44,7 @@ std::string firstLine(const std::string& path) {
   struct stat facts {};
   if (fstat(file.number(), &facts) != 0) refuse(path, std::strerror(errno));
   if (!S_ISREG(facts.st_mode)) refuse(path, "is not a regular file");
-  if (facts.st_uid != geteuid() && facts.st_uid != 0) refuse(path, "belongs to somebody else");
+  if (facts.st_uid != geteuid() && facts.st_uid != 0) refuse(path, "belongs to another user");
   if ((facts.st_mode & (S_IRWXG | S_IRWXO)) != 0)
     refuse(path, "others can read or write it; run chmod 600 on it");
   std::string text(4096, '\0');
@@ -83,9 +83,10 @@ std::optional<std::string> findPassword(const ServerPlace& place, std::string_vi
 void requireFitting(const std::string& text, const std::string& what, const ServerPlace& place) {
   if (text.size() > kMostBytes)
     throw CommandError({place.name + ": " + what + " is longer than " + std::to_string(kMostBytes) +
-                        " bytes in UTF-8, which is all that a login can hold"});
+                        " bytes in UTF-8, the maximum for a login"});
   if (text.find('\0') != text.npos)
-    throw CommandError({place.name + ": " + what + " has a zero byte, which no login can hold"});
+    throw CommandError(
+        {place.name + ": " + what + " contains a zero byte, which a login cannot contain"});
 }
 
 std::string ask(const std::string& whose, std::string_view side, const Console& console) {
@@ -111,7 +112,7 @@ void givePassword(ServerPlace& place, std::string_view side, const Console& cons
     password =
         ask(toUtf8(*named) + " (" + std::string(side) + ", " + place.name + ")", side, console);
   const auto user = place.address.find(odbc::kUserKeywords);
-  if (user) requireFitting(toUtf8(*user), "the user's name", place);
+  if (user) requireFitting(toUtf8(*user), "the user name", place);
   if (!password) return;
   requireFitting(*password, "the password", place);
   const std::u16string text = toUtf16(*password);
