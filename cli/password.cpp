@@ -8,6 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "cli/one_side.h"
+#include "cli/two_sides.h"
 #include "cli/variable.h"
 #include "model/text.h"
 #include "report/visible_text.h"
@@ -89,14 +91,20 @@ void requireFitting(const std::string& text, const std::string& what, const Serv
         {place.name + ": " + what + " contains a zero byte, which a login cannot contain"});
 }
 
+std::string passwordFileOption(std::string_view side) {
+  return std::string(side == "side"     ? kOneSide.passwordFile
+                     : side == "source" ? kTwoSides[0].passwordFile
+                                        : kTwoSides[1].passwordFile);
+}
+
 std::string ask(const std::string& whose, std::string_view side, const Console& console) {
   if (console.askSecret) {
     if (auto password = console.askSecret("Password of " + report::showMessage(whose) + ": "))
       return *password;
   }
   throw CommandError({"no password for " + whose + ": put it into " + variableOf(side) +
-                      " or a file for --" + std::string(side) +
-                      "-password-file, or run kelvane on a terminal"});
+                      " or a file for " + passwordFileOption(side) +
+                      ", or run kelvane on a terminal"});
 }
 
 }  // namespace

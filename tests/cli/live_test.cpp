@@ -167,6 +167,10 @@ TEST_F(Live, APasswordComesFromItsSourcesInTheirOrder) {
     EXPECT_THAT(program.output(), HasSubstr(complaint.empty() ? "No differences." : complaint));
     EXPECT_THAT(program.output(), Not(HasSubstr(kPassword)));
   }
+  Program ofOneSide({"show", "odbc:DSN=plain;UID=sa"}, with({}));
+  EXPECT_EQ(ofOneSide.wait(), kError);
+  EXPECT_THAT(ofOneSide.output(),
+              HasSubstr("KELVANE_SIDE_PASSWORD or a file for --password-file,"));
 }
 
 TEST_F(Live, TheTerminalAsksWithoutShowing) {
