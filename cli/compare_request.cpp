@@ -64,7 +64,8 @@ std::vector<Output> outputsOf(const Arguments& arguments) {
   Output first{choiceOf<kFormats>(arguments, kFormat, Format::text), arguments.value(kOutput)};
   if (arguments.has(kSummary)) {
     if (first.format != Format::text)
-      throw UsageError(arguments.called(kSummary) + " is a text, not " + *arguments.value(kFormat));
+      throw UsageError(arguments.called(kSummary) + " writes text, not " +
+                       *arguments.value(kFormat));
     first.format = Format::summary;
   }
   std::vector<Output> outputs;

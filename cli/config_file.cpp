@@ -103,8 +103,8 @@ void Reader::refuseKey(const toml::key& key, std::vector<std::string_view> known
   const std::string name(key.str());
   if (name == "pwd" || name.find("password") != name.npos)
     refuse(key.source(),
-           "passwords are not allowed here; put it into a file that only you may "
-           "read and name that file as password-file of an [env.NAME]");
+           "passwords are not allowed here; put the password into a file that only you may "
+           "read, and name that file as password-file of an [env.NAME]");
   for (const Verb& verb : verbs()) {
     for (const OptionFamily& family : familiesOf(verb)) {
       if (family.elsewhere != Elsewhere::nowhere) continue;
@@ -124,7 +124,7 @@ const toml::table& Reader::tableOf(const toml::key& key, const toml::node& node)
 std::string Reader::textOf(const toml::key& key, const toml::node& node) const {
   const auto* const string = node.as_string();
   if (string == nullptr || string->get().empty())
-    refuse(node.source(), std::string(key.str()) + " takes a text");
+    refuse(node.source(), std::string(key.str()) + " takes a string");
   return string->get();
 }
 
@@ -189,8 +189,8 @@ void Reader::readVerb(const Verb& verb, const toml::table& table, Settings& sett
 void Reader::checkConnection(const std::string& connection, const toml::node& at) const {
   if (odbc::ConnectionString(toUtf16(connection)).find(odbc::kPasswordKeywords))
     refuse(at.source(),
-           "passwords are not allowed here; remove it from connection and name a file that only "
-           "you may read as password-file");
+           "passwords are not allowed here; put the password into a file that only you may "
+           "read, and name that file as password-file");
   if (connection.find('=') == connection.npos)
     refuse(at.source(), "connection takes a connection string such as DSN=prod;UID=sa");
 }
@@ -230,10 +230,10 @@ void Reader::check(const std::string& name, const toml::key& at,
   if (there.empty())
     refuse(at.source(), section + "needs one of connection, dsn, scripts, server and snapshot");
   if (there.size() > 1)
-    refuse(at.source(), section + "is one side, and has " + wordsOf(there, "and"));
+    refuse(at.source(), section + "is one side, but has " + wordsOf(there, "and"));
   const bool namesMore = environment.user || environment.database;
   if (environment.connection && namesMore)
-    refuse(at.source(), section + "has a connection; write UID= and Database= into that");
+    refuse(at.source(), section + "has a connection; write UID= and Database= into it");
   if (environment.odbcDriver && !environment.server)
     refuse(at.source(), section + "has an odbc-driver but no server");
   if (!environment.isServer() && (namesMore || environment.passwordFile))

@@ -164,7 +164,7 @@ TableNames tableNames(std::array<ado::Connection*, 2> connections,
   }
   std::vector<std::string> unused;
   for (std::size_t pattern = 0; pattern < patterns.size(); ++pattern) {
-    if (!used[pattern]) unused.push_back("no table is called '" + toUtf8(patterns[pattern]) + "'");
+    if (!used[pattern]) unused.push_back("no table matches '" + toUtf8(patterns[pattern]) + "'");
   }
   if (!unused.empty()) throw CommandError(std::move(unused));
   return result;

@@ -153,11 +153,11 @@ std::vector<std::string> strangeVariables() {
     if (is(known) || is(kOfDevelopment)) continue;
     const std::string name = std::string(kVariablePrefix) + word;
     if (all.contains(word)) {
-      lines.push_back(name + " is not read: sides are for the command line and kelvane.toml");
+      lines.push_back(name + " is ignored: sides are named on the command line or in kelvane.toml");
       continue;
     }
     const std::string_view nearest = nearestOf(inCapitals(word), known);
-    lines.push_back("unknown variable " + name + " is not read" +
+    lines.push_back("unknown variable " + name + " is ignored" +
                     (nearest.empty() ? ""
                                      : "; did you mean '" + std::string(kVariablePrefix) +
                                            std::string(nearest) + "'?"));

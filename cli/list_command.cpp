@@ -30,8 +30,7 @@ ListRequest parseList(const Arguments& arguments) {
   refuseOverwriting(arguments, {&request.side.place, 1}, {.written = {kTrace}});
   if (const auto& word = request.side.further) {
     const ObjectKind* const kind = objectKindOf(*word);
-    if (kind == nullptr)
-      throw UsageError("a KIND is " + objectKindWords() + ", not '" + *word + "'");
+    if (kind == nullptr) throw UsageError("KIND is " + objectKindWords() + ", not '" + *word + "'");
     request.kinds = {kind, 1};
   }
   if (std::holds_alternative<SnapshotPlace>(request.side.place))

@@ -57,11 +57,11 @@ std::string nearOnes(const std::vector<FoundObject>& all, std::u16string_view wa
 }
 
 std::string several(const std::vector<FoundObject>& meant, const std::string& name) {
-  std::string text = "'" + name + "' stands for ";
+  std::string text = "'" + name + "' is ambiguous: ";
   for (const FoundObject& one : std::span(meant).first(std::min(meant.size(), kMostMeant)))
     text += (&one == &meant.front() ? "" : ", ") + one.shown();
   const FoundObject& first = meant.front();
-  return text + (meant.size() > kMostMeant ? " and others" : "") + "; say which, as in " +
+  return text + (meant.size() > kMostMeant ? " and others" : "") + "; write for example " +
          std::string(first.word()) + ":" + toUtf8(first.name.fullName);
 }
 

@@ -8,6 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "cli/one_side.h"
+#include "cli/two_sides.h"
 #include "cli/variable.h"
 #include "model/text.h"
 #include "report/visible_text.h"
@@ -44,7 +46,7 @@ std::string firstLine(const std::string& path) {
   struct stat facts {};
   if (fstat(file.number(), &facts) != 0) refuse(path, std::strerror(errno));
   if (!S_ISREG(facts.st_mode)) refuse(path, "is not a regular file");
-  if (facts.st_uid != geteuid() && facts.st_uid != 0) refuse(path, "belongs to somebody else");
+  if (facts.st_uid != geteuid() && facts.st_uid != 0) refuse(path, "belongs to another user");
   if ((facts.st_mode & (S_IRWXG | S_IRWXO)) != 0)
     refuse(path, "others can read or write it; run chmod 600 on it");
   std::string text(4096, '\0');
@@ -83,9 +85,16 @@ std::optional<std::string> findPassword(const ServerPlace& place, std::string_vi
 void requireFitting(const std::string& text, const std::string& what, const ServerPlace& place) {
   if (text.size() > kMostBytes)
     throw CommandError({place.name + ": " + what + " is longer than " + std::to_string(kMostBytes) +
-                        " bytes in UTF-8, which is all that a login can hold"});
+                        " bytes in UTF-8, the maximum for a login"});
   if (text.find('\0') != text.npos)
-    throw CommandError({place.name + ": " + what + " has a zero byte, which no login can hold"});
+    throw CommandError(
+        {place.name + ": " + what + " contains a zero byte, which a login cannot contain"});
+}
+
+std::string passwordFileOption(std::string_view side) {
+  return std::string(side == "side"     ? kOneSide.passwordFile
+                     : side == "source" ? kTwoSides[0].passwordFile
+                                        : kTwoSides[1].passwordFile);
 }
 
 std::string ask(const std::string& whose, std::string_view side, const Console& console) {
@@ -94,8 +103,8 @@ std::string ask(const std::string& whose, std::string_view side, const Console& 
       return *password;
   }
   throw CommandError({"no password for " + whose + ": put it into " + variableOf(side) +
-                      " or a file for --" + std::string(side) +
-                      "-password-file, or run kelvane on a terminal"});
+                      " or a file for " + passwordFileOption(side) +
+                      ", or run kelvane on a terminal"});
 }
 
 }  // namespace
@@ -111,7 +120,7 @@ void givePassword(ServerPlace& place, std::string_view side, const Console& cons
     password =
         ask(toUtf8(*named) + " (" + std::string(side) + ", " + place.name + ")", side, console);
   const auto user = place.address.find(odbc::kUserKeywords);
-  if (user) requireFitting(toUtf8(*user), "the user's name", place);
+  if (user) requireFitting(toUtf8(*user), "the user name", place);
   if (!password) return;
   requireFitting(*password, "the password", place);
   const std::u16string text = toUtf16(*password);

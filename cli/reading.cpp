@@ -71,7 +71,7 @@ class Told {
       kind.forEach(schema, [&](const ObjectName&) { ++count; });
       if (count > 0) objects += (objects.empty() ? "" : ", ") + counted(count, kind.word);
     }
-    tell("read " + (objects.empty() ? "no object" : objects));
+    tell("read " + (objects.empty() ? "no objects" : objects));
   }
 
  private:
@@ -123,7 +123,7 @@ void keepCommon(const NamedPlace& place, const Snapshot& snapshot, Readings& rea
   if (!lacking.empty())
     readings.missing.push_back(std::string(place.name) + ": not compared, because the snapshot " +
                                std::get<SnapshotPlace>(place.place).path +
-                               " was taken without it: " + lacking);
+                               " was taken with these switches off: " + lacking);
 }
 
 SideReading readingOf(Snapshot snapshot, const NamedPlace& place,

@@ -49,13 +49,13 @@ std::unique_ptr<Side> openServer(const ServerPlace& place) {
     connection->Open(u"set textsize 2147483647", ado::kClientCursor);
     if (const auto asked = askedDatabase(place.address)) {
       if (const auto other = otherDatabase(*connection, *asked))
-        throw refusal("the login ended in the database '" + *other + "', not to '" +
+        throw refusal("the login ended in the database '" + *other + "', not in '" +
                       toUtf8(*asked) + "': no such database or no access for the login");
     }
     return std::make_unique<ServerSide>(std::move(connection));
   } catch (const ado::Failure& failure) {
     const bool named = place.address.find(odbc::kUserKeywords).has_value();
-    throw refusal(std::string("cannot connect") + (named ? "" : " without a user's name") + ": " +
+    throw refusal(std::string("cannot connect") + (named ? "" : " without a user name") + ": " +
                   failure.what());
   }
 }

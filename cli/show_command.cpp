@@ -65,7 +65,7 @@ ShowRequest parseShow(const Arguments& arguments) {
       throw UsageError(std::string(option) + " needs " + std::string(kSort));
   }
   if (request.source && (request.sorting || arguments.has(kListingFormat.name)))
-    throw UsageError("--source writes a plain text; it cannot be combined with --sort or --format");
+    throw UsageError("--source writes plain text; it cannot be combined with --sort or --format");
   return request;
 }
 
@@ -177,8 +177,8 @@ void sort(ShownObject& shown, const Sorting& by) {
   }
   std::string names;
   for (const std::string& name : known) names += (names.empty() ? "" : ", ") + name;
-  throw CommandError({"nothing of " + shown.found.shown() + " has a property '" +
-                      toUtf8(by.property) + "'; there are: " + names});
+  throw CommandError({"no part of " + shown.found.shown() + " has a property '" +
+                      toUtf8(by.property) + "'; known properties: " + names});
 }
 
 // The size of a definition comes with an advice to who browses with a mouse.

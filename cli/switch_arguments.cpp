@@ -44,29 +44,30 @@ constexpr auto kKinds = std::to_array<Meaning>({
     {"Functions", "functions"},
 });
 constexpr auto kParts = std::to_array<Meaning>({
-    {"Columns", "columns (of procedures and functions: parameters)"},
-    {"Columns_DataTypes", "data types of columns or parameters"},
-    {"Columns_Defaults", "defaults of columns or parameters"},
-    {"Columns_Scales", "scales of columns or parameters"},
-    {"Columns_Lengths", "lengths of columns or parameters"},
-    {"Columns_Nullables", "whether columns or parameters take null"},
-    {"Columns_OrdinalPositions", "positions of columns or parameters"},
-    {"Columns_Precisions", "precisions of columns or parameters"},
-    {"References", "has no effect: nothing fills the tables that refer to a table"},
+    {"Columns", "columns"},
+    {"Columns_DataTypes", "data types of columns"},
+    {"Columns_Defaults", "defaults of columns"},
+    {"Columns_Scales", "scales of columns"},
+    {"Columns_Lengths", "lengths of columns"},
+    {"Columns_Nullables", "whether columns allow null"},
+    {"Columns_OrdinalPositions", "ordinal positions of columns"},
+    {"Columns_Precisions", "precisions of columns"},
+    {"References", "no effect: the tables that refer to a table are never read"},
     {"Indexes", "indexes"},
     {"Indexes_Names", "names of indexes"},
     {"Indexes_Descriptions", "descriptions of indexes (clustered, unique, ...)"},
     {"Triggers", "triggers"},
-    {"RowCount", "numbers of rows"},
-    {"MaxWidth", "widths of rows, which are never read and always 0"},
-    {"Data", "has no effect: data is compared by a command of its own"},
+    {"RowCount", "row counts"},
+    {"MaxWidth", "maximum row widths, which are never read and always 0"},
+    {"Data", "no effect: kelvane data compares rows"},
     {"PrimaryKeys", "primary keys"},
     {"PrimaryKeys_Names", "names of primary keys"},
     {"PrimaryKeys_Attributes", "whether primary keys are clustered"},
     {"ForeignKeys", "foreign keys"},
     {"ForeignKeys_Names", "names of foreign keys"},
-    {"ForeignKeys_PKRefs", "primary keys that foreign keys refer to"},
-    {"Definition", "definitions (of types: their attributes)"},
+    {"ForeignKeys_PKRefs", "primary keys that foreign keys reference"},
+    {"Definition", "definitions"},
+    {"UDDTs_Definition", "attributes"},
     {"Users", "members"},
     {"ObjectPermissions", "permissions on objects"},
     {"SystemPermissions", "permissions to create objects"},
@@ -88,12 +89,23 @@ struct Description {
   explicit constexpr Description(std::u16string_view name) {
     const std::size_t underscore = name.find(u'_');
     kind = find(kKinds, name.substr(0, underscore));
-    part = underscore == name.npos ? nullptr : find(kParts, name.substr(underscore + 1));
-    complete = kind != nullptr && (part != nullptr || underscore == name.npos);
+    const bool isPart = underscore != name.npos;
+    part = isPart ? find(kParts, name) : nullptr;
+    if (isPart && part == nullptr) part = find(kParts, name.substr(underscore + 1));
+    complete = kind != nullptr && (part != nullptr || !isPart);
   }
   std::string text() const {
-    return std::string(kind->says) + (part ? ": " + std::string(part->says) : "");
+    if (part == nullptr) return std::string(kind->says);
+    std::string says(part->says);
+    const std::size_t columns = says.find(kColumns);
+    if (columns != says.npos && hasParameters())
+      says.replace(columns, kColumns.size(), kParameters);
+    return std::string(kind->says) + ": " + says;
   }
+
+ private:
+  static constexpr std::string_view kColumns = "columns", kParameters = "parameters";
+  bool hasParameters() const { return kind->word == "StoredProcs" || kind->word == "Functions"; }
 };
 static_assert(std::ranges::all_of(kSwitches,
                                   [](const Switch& one) { return Description(one.name).complete; }),

@@ -41,8 +41,8 @@ std::array<std::vector<std::string>, 2> operandsOfSides(const Arguments& argumen
   }
   if (!arguments.parting && all.size() != 2)
     throw UsageError(text(command) +
-                     " needs SOURCE and TARGET, with '--' between them when they are more than "
-                     "two, and was given " +
+                     " needs SOURCE and TARGET, with '--' between them if there are more than two "
+                     "operands; given: " +
                      std::to_string(all.size()));
   const auto parting = all.begin() + static_cast<std::ptrdiff_t>(arguments.parting.value_or(1));
   if (parting == all.end()) throw UsageError(text(command) + " needs a TARGET after '--'");

@@ -138,8 +138,8 @@ options.
 
 A server's password is never given on the command line. Kelvane uses the first of: the password
 file of the side, KELVANE_SOURCE_PASSWORD or KELVANE_TARGET_PASSWORD (KELVANE_SIDE_PASSWORD for
-commands with one SIDE), the data source, KELVANE_PASSWORD; if the side names a user, it asks on
-the terminal otherwise.)";
+commands with one SIDE), the data source, KELVANE_PASSWORD. If there is none and the side names a
+user, it asks on the terminal.)";
 
 std::vector<std::string_view> linesOf(std::string_view text) {
   std::vector<std::string_view> lines;

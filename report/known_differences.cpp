@@ -193,10 +193,10 @@ class Update {
         lastOf[objectText(one.kind, one.object)] = one.line;
     }
     if (list_.lines.empty())
-      out << "# Differences that are accepted, one a line, with the reason behind '#'. Before "
-             "that\n"
-             "# may stand the last day: until 2027-01-31. A star in place of both values accepts "
-             "any.\n";
+      out << "# Accepted differences, one per line, each with a reason after '#'. The optional "
+             "last day\n"
+             "# comes before that: until 2027-01-31. '*' instead of both values accepts any "
+             "values.\n";
     for (std::size_t at = 0; at < list_.lines.size(); ++at) {
       const KnownDifference* known = knownOf[at];
       if (known == nullptr) {

@@ -55,7 +55,7 @@ class LineReader {
       std::size_t end = 1;
       while (end < rest_.size() && rest_[end] != '"') end += rest_[end] == '\\' ? 2 : 1;
       if (end >= rest_.size())
-        throw KnownDifferencesError("a double quote is not closed: " + std::string(rest_));
+        throw KnownDifferencesError("unterminated double quote: " + std::string(rest_));
       result = taken(end + 1);
       const std::u16string text = unquoted(result);
       if (toUtf8(text) != result) result = textToken(text);
@@ -96,14 +96,14 @@ std::chrono::year_month_day dateOf(const std::string& text) {
   const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(month),
                                          std::chrono::day(day)};
   if (!complete || !date.ok() || dateText(date) != text)
-    throw KnownDifferencesError("'" + text + "' is no day such as 2027-01-31");
+    throw KnownDifferencesError("'" + text + "' is not a date such as 2027-01-31");
   return date;
 }
 
 // What stands behind the colon.
 std::string valuesOf(LineReader& line) {
   if (line.take(kAnyValues)) return std::string(kAnyValues);
-  const std::string first = line.token("two values, a star or 'only in source'");
+  const std::string first = line.token("two values, '*' or 'only in source'");
   if (first == "only" && !line.startsWith("->")) {
     line.expect("in");
     for (const std::string_view side : {"source", "target"})
@@ -135,7 +135,7 @@ KnownDifference readKnownLine(std::string_view text) {
   const std::string word = line.word();
   const auto kind = std::ranges::find(kKindWords, word, &KindWord::word);
   if (kind == kKindWords.end())
-    throw KnownDifferencesError("'" + word + "' is no kind of object, such as table");
+    throw KnownDifferencesError("'" + word + "' is not a kind of object such as table");
   result.kind = kind->kind;
   const std::string object = line.token("the object's name");
   result.object = unquoted(object);
@@ -155,7 +155,7 @@ KnownDifference readKnownLine(std::string_view text) {
   if (line.take("until")) result.until = dateOf(line.word());
   line.expect("#");
   result.reason = line.remainder();
-  if (result.reason.empty()) line.refuse("the reason behind '#'");
+  if (result.reason.empty()) line.refuse("the reason after '#'");
   return result;
 }
 

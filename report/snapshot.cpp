@@ -35,7 +35,7 @@ std::u16string fromHexDigits(const std::string& digits, const std::string& where
     const char* const end = digits.data() + std::min(at + kDigits, digits.size());
     const auto [behind, error] = std::from_chars(digits.data() + at, end, unit, 16);
     if (error != std::errc() || behind != digits.data() + at + kDigits)
-      refuse(where, "has digits of UTF-16 that are none");
+      refuse(where, "is not UTF-16 in hexadecimal digits");
     text += static_cast<char16_t>(unit);
   }
   return text;
@@ -48,17 +48,17 @@ const json& memberOf(const json& object, std::string_view name, const std::strin
 }
 
 void requireObject(const json& value, std::size_t members, const std::string& where) {
-  if (!value.is_object()) refuse(where, "is no object");
-  if (value.size() != members) refuse(where, "has other members than a snapshot has there");
+  if (!value.is_object()) refuse(where, "is not an object");
+  if (value.size() != members) refuse(where, "does not have the expected members");
 }
 
 void requireArray(const json& value, const std::string& where) {
-  if (!value.is_array()) refuse(where, "is no array");
+  if (!value.is_array()) refuse(where, "is not an array");
 }
 
 const std::string& plainText(const json& value, const std::string& where) {
   const auto* text = value.get_ptr<const std::string*>();
-  if (text == nullptr) refuse(where, "is no text");
+  if (text == nullptr) refuse(where, "is not a string");
   return *text;
 }
 
@@ -81,7 +81,7 @@ void read(const json& value, Number& number, const std::string& where) {
                                                         std::numeric_limits<std::int64_t>::max();
   if (whole == nullptr || isHuge || *whole < std::numeric_limits<Number>::min() ||
       *whole > std::numeric_limits<Number>::max())
-    refuse(where, "is no whole number of " + std::to_string(8 * sizeof(Number)) + " bits");
+    refuse(where, "is not a " + std::to_string(8 * sizeof(Number)) + "-bit integer");
   number = static_cast<Number>(*whole);
 }
 
@@ -125,10 +125,11 @@ void requireFormat(const json& number) {
   read(number, format, std::string(kKind));
   if (format > kSnapshotFormat)
     refuse({}, "is a snapshot of format " + std::to_string(format) +
-                   ", and this version reads formats up to " + std::to_string(kSnapshotFormat) +
+                   ", but this version reads only formats up to " +
+                   std::to_string(kSnapshotFormat) +
                    "; use the version that wrote it, or a later one");
   if (format < 1)
-    refuse({}, "is a snapshot of format " + std::to_string(format) + ", which is none");
+    refuse({}, "is a snapshot of format " + std::to_string(format) + ", which does not exist");
 }
 
 // Follows the parser, which keeps the last of several members of one name, and refuses those.
@@ -154,7 +155,7 @@ class MemberNames {
     std::vector<std::string> names = levels_.back().names;
     std::ranges::sort(names);
     const auto twin = std::ranges::adjacent_find(names);
-    if (twin != names.end()) refuse(place(), "has \"" + *twin + "\" twice");
+    if (twin != names.end()) refuse(place(), "has the member \"" + *twin + "\" twice");
   }
   // "Tables[1].Columns[2]"
   std::string place() const {
@@ -202,7 +203,7 @@ class Elements {
   static void requireSnapshot(json::parse_event_t event) {
     if (event == json::parse_event_t::object_start || event == json::parse_event_t::object_end)
       return;
-    refuse({}, "is no snapshot: it does not begin with \"" + std::string(kKind) + "\"");
+    refuse({}, "is not a snapshot: it does not begin with \"" + std::string(kKind) + "\"");
   }
 
   template <class Field>
@@ -234,9 +235,9 @@ json parsed(std::string_view text, Schema& schema) {
     const std::size_t at = std::min(error.byte, text.size());
     const auto line = 1 + std::ranges::count(text.substr(0, at), '\n');
     refuse("line " + std::to_string(line),
-           at == text.size() ? "ends too early: it was cut off" : "is no JSON there");
+           at == text.size() ? "the file ends too early" : "is not valid JSON");
   } catch (const json::out_of_range&) {
-    refuse({}, "has a number that is too great for any");
+    refuse({}, "contains a number that is out of range");
   }
 }
 
@@ -258,7 +259,7 @@ void writeSnapshot(const Snapshot& snapshot, std::ostream& out) {
 Snapshot readSnapshot(std::string_view text) {
   Snapshot snapshot;
   const json root = parsed(text, snapshot.schema);
-  if (root.empty()) refuse({}, "is no snapshot: it is empty");
+  if (root.empty()) refuse({}, "is not a snapshot: it is empty");
   const bool isDated = root.contains("taken");
   constexpr std::size_t kMembers = 5;
   requireObject(root, kMembers + (isDated ? 1 : 0), std::string(kWhole));
@@ -271,7 +272,7 @@ Snapshot readSnapshot(std::string_view text) {
   // Its arrays have lost their elements to the schema.
   Schema rest;
   read(memberOf(root, "schema", std::string(kWhole)), rest, "schema");
-  if (rest != Schema{}) refuse("schema", "has elements that are no objects");
+  if (rest != Schema{}) refuse("schema", "has elements that are not objects");
   return snapshot;
 }
 

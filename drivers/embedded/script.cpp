@@ -101,7 +101,8 @@ class ScriptOutcome final : public Outcome {
                     notice.message.text, std::string(lines_->firstLineOf(line))};
     auto& notes = notice.alreadyGone || listed ? report_.notes : report_.errors;
     if (notes.size() > kMostNotes) return;
-    if (notes.size() == kMostNotes) note = {note.file, note.line, 0, "more follow, not listed", ""};
+    if (notes.size() == kMostNotes)
+      note = {note.file, note.line, 0, "further messages are not listed", ""};
     notes.push_back(std::move(note));
   }
 
@@ -118,9 +119,9 @@ void refuse(LoadReport& report, std::string_view name, std::string text) {
   report.readable = false;
 }
 
-constexpr std::string_view kNothing = "holds no statement";
+constexpr std::string_view kNothing = "contains no statements";
 
-// Runs a script and adds to the report; false when it holds no statement.
+// Runs a script and adds to the report; false when it contains no statements.
 class Loader {
  public:
   Loader(EmbeddedCatalog& catalog, const LoadOptions& options)
@@ -267,7 +268,7 @@ std::vector<fs::path> filesOf(std::span<const fs::path> places, LoadReport& repo
     } else {
       try {
         const auto scripts = scriptsOf(place);
-        if (scripts.empty()) refuse(report, place.string(), "is a folder without a .sql file");
+        if (scripts.empty()) refuse(report, place.string(), "is a folder without .sql files");
         files.insert(files.end(), scripts.begin(), scripts.end());
       } catch (const fs::filesystem_error& error) {
         refuse(report, error.path1().empty() ? place.string() : error.path1().string(),

@@ -114,8 +114,7 @@ void ConnectionString::add(std::u16string_view keyword, std::u16string_view valu
     // For FreeTDS the value goes on to a brace before a semicolon, whatever stands in between.
     if (value.find(u"};") != value.npos)
       throw ado::Failure(kProviderError,
-                         u"FreeTDS takes no " + std::u16string(keyword) + u" with '};' in it",
-                         u"ODBC");
+                         u"FreeTDS does not accept '};' in " + std::u16string(keyword), u"ODBC");
     written = u"{" + written + u"}";
   } else if (needsBraces) {
     written = u"{" + replaceAll(value, u"}", u"}}") + u"}";

@@ -97,7 +97,7 @@ Cursor::Cursor(Session& session, std::u16string_view statement)
   if (const auto limit = session.queryLimit().count(); limit > 0) {
     const auto value = reinterpret_cast<SQLPOINTER>(limit);  // NOLINT: a number in a pointer
     if (!SQL_SUCCEEDED(SQLSetStmtAttrW(statement_.get(), SQL_ATTR_QUERY_TIMEOUT, value, 0)))
-      session.fail(u"HYC00", u"The ODBC driver cannot limit the time of a statement");
+      session.fail(u"HYC00", u"The ODBC driver does not support a time limit for statements");
   }
   const SQLRETURN outcome = session.await(SQLExecDirectW, statement_.get(), wide(statement),
                                           static_cast<SQLINTEGER>(statement.size()));
@@ -286,8 +286,8 @@ ado::Value Cursor::readTime(const Column& column, SQLUSMALLINT number) {
 }
 
 void Cursor::refuseValue(const Column& column, std::string_view text) {
-  session_.fail(u"22018", u"The ODBC driver gave '" + toUtf16(text) + u"' as a value of column '" +
-                              column.name + u"', which is of another type");
+  session_.fail(u"22018", u"The ODBC driver returned '" + toUtf16(text) + u"' for column '" +
+                              column.name + u"', which is not a value of its type");
 }
 
 ado::RowSet Cursor::readResult() {
@@ -305,8 +305,8 @@ ado::RowSet Cursor::readResult() {
 }
 
 void Cursor::refuseText(const Column& column) {
-  session_.fail(u"22021", u"The ODBC driver cannot convert a text of column '" + column.name +
-                              u"': its bytes do not belong to the character set of the connection");
+  session_.fail(u"22021", u"The ODBC driver cannot convert text of column '" + column.name +
+                              u"': its bytes are not valid in the character set of the connection");
 }
 
 Cursor::Rest Cursor::readAll() {

@@ -38,7 +38,7 @@ ado::Error ownError(std::u16string_view state, std::u16string_view description) 
 }
 
 ado::Error silentError() {
-  return ownError(u"HY000", u"The ODBC driver failed and did not say why");
+  return ownError(u"HY000", u"The ODBC driver failed without an error message");
 }
 
 std::vector<ado::Error> diagnostics(SQLSMALLINT type, SQLHANDLE handle) {

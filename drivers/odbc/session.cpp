@@ -32,8 +32,8 @@ ado::Error lostError(const std::u16string& reason = {}) {
 }
 
 std::u16string silence() {
-  return u": it did not answer the cancellation within " + decimalText(kAnswerToCancel.count()) +
-         u" s";
+  return u": the server did not answer the cancellation within " +
+         decimalText(kAnswerToCancel.count()) + u" s";
 }
 
 // unixODBC cuts wide text down to single bytes for a driver without wide functions, and no function
@@ -154,8 +154,8 @@ void Session::requireSendable(std::u16string_view statement) {
   const bool isPlain = std::ranges::all_of(statement, [](char16_t unit) { return unit < 0x80; });
   if (!isPlain && !takesUnicode_)
     fail(u"HY000",
-         u"The ODBC driver takes no Unicode text, and the statement has letters beyond ASCII; "
-         u"use a driver with Unicode support");
+         u"The ODBC driver does not support Unicode, but the statement contains non-ASCII "
+         u"characters; use a driver with Unicode support");
 }
 
 Session::Statement::Statement(Session& session)

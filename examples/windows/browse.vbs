@@ -1,4 +1,4 @@
-' Shows the columns of the tables that are named.
+' Shows the columns of the given tables.
 ' Usage: cscript //nologo browse.vbs CONNECTION-STRING OWNER.TABLE...
 Option Explicit
 
@@ -16,7 +16,7 @@ Class Progress
   End Sub
 End Class
 
-' Any object with Count and Item, from 1, names the tables.
+' The list of tables: any object with Count and Item, from 1.
 Class Named
   Public Property Get Count()
     Count = WScript.Arguments.Count - 1

@@ -1,4 +1,4 @@
-// Says which tables of two databases differ. Needs kelvane_automation.h and a registered
+// Reports which tables of two databases differ. Needs kelvane_automation.h and a registered
 // kelvane.dll. Usage: compare SOURCE-CONNECTION-STRING TARGET-CONNECTION-STRING
 //
 // With Visual C++: cl /EHsc /std:c++17 compare.cpp ole32.lib oleaut32.lib
@@ -11,7 +11,7 @@
 
 namespace {
 
-// Raises what the component said of a failed call.
+// Throws the component's description of a failed call.
 void check(HRESULT result, const char* what) {
   if (SUCCEEDED(result)) return;
   std::string text = what;
@@ -36,7 +36,7 @@ Interface* create(REFCLSID id) {
   return object;
 }
 
-// The record at an index, from 1, where it stands in its array.
+// The record at an index, from 1, in place.
 template <class Record>
 const Record* element(SAFEARRAY* array, LONG index) {
   void* record = nullptr;
@@ -44,7 +44,7 @@ const Record* element(SAFEARRAY* array, LONG index) {
   return static_cast<const Record*>(record);
 }
 
-// A method of an automation object, called by its name with one text or with nothing.
+// Calls a method of an automation object by name, with one text as its argument.
 void call(IDispatch* object, const wchar_t* name, const wchar_t* text) {
   DISPID id = 0;
   auto* method = const_cast<wchar_t*>(name);
@@ -68,7 +68,7 @@ IDispatch* openConnection(const wchar_t* connectionString) {
   return connection;
 }
 
-// Tells nobody how the reading goes on.
+// A sink that ignores the progress.
 class Silent final : public IDBFetchEvents {
  public:
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** object) override {
@@ -77,7 +77,7 @@ class Silent final : public IDBFetchEvents {
     *object = known ? this : nullptr;
     return known ? S_OK : E_NOINTERFACE;
   }
-  // It outlives every call that it is given to.
+  // The object outlives all calls that use it.
   ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
   ULONG STDMETHODCALLTYPE Release() override { return 1; }
   HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT*) override { return E_NOTIMPL; }
@@ -154,7 +154,7 @@ int wmain(int count, wchar_t** arguments) {
         std::wprintf(L"%ls: %ld differing columns\n", table->FullName, table->ColumnCount);
       }
     }
-    // What the records hold goes with the program.
+    // The records are not cleared: the process ends here.
     return differences.TableCount != 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());

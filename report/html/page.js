@@ -1,7 +1,7 @@
 'use strict';
 (() => {
   const CONTEXT = 3;  // equal lines around changed ones
-  const SMALL = 200;  // up to so many objects, the kinds are open at first
+  const SMALL = 200;  // with up to this many objects, all kinds are expanded at first
   const SIDES = {
     source: {mark: 'S', words: 'only in source'},
     target: {mark: 'T', words: 'only in target'},
@@ -26,7 +26,7 @@
 
   const counted = (count, one, many) => `${count.toLocaleString('en')} ${count === 1 ? one : many}`;
 
-  // What has no picture of its own is shown by its number; so is what could change the order of letters.
+  // Invisible characters are shown by their code points, as are those that could change the order of letters.
   const ODD = '[\\p{C}\\p{Zl}\\p{Zp}\\p{Default_Ignorable_Code_Point}\\u2800]|(?! )\\p{Zs}';
   const ODDITIES = new RegExp(ODD, 'gu');
   const ODDITIES_AND_BLANKS = new RegExp(` |${ODD}`, 'gu');
@@ -149,14 +149,14 @@
     return el('div', {class: 'text'}, el('h4', {}, ...shown(diff.label)), table);
   }
 
-  // Values together, texts each on its own.
+  // Values are shown together, each text separately.
   function diffsShown(diffs) {
     const values = diffs.filter(diff => diff.values);
     const texts = diffs.filter(diff => diff.rows).map(linesShown);
     return values.length > 0 ? [valueTable(values), ...texts] : texts;
   }
 
-  // ---- Details of what is chosen in the tree
+  // ---- Details of the selected node
 
   const sideOf = thing => thing.side || 'differs';
 
@@ -172,13 +172,13 @@
     return el('section', {class: 'part'}, heading, ...diffsShown(part.diffs || []));
   }
 
-  // Above the values, which take their columns.
+  // Stands above the values and has the same columns.
   function legend() {
     return el('div', {class: 'legend', 'aria-hidden': 'true'}, el('span', {}),
               el('span', {}, markOf('source'), ' Source'), el('span', {}, markOf('target'), ' Target'));
   }
 
-  // The guess about an object that is missing on a side, with a way to the other one.
+  // The guess that an object on one side only was renamed, with a link to the other object.
   function renameShown({object, kind}) {
     const {name, likeness} = object.renamed;
     const button = el('button', {type: 'button'}, nameOf(name));
@@ -432,7 +432,7 @@
     keys[key]();
   }
 
-  // Filters that hide the object are taken back.
+  // Filters that hide the object are reset.
   function jumpTo(node) {
     if (!node) return;
     if (!node.parent.found.includes(node)) {
@@ -496,7 +496,7 @@
           ' on'), report.switches.join(', ')));
   }
 
-  // On paper stands all that the filters leave.
+  // The printed page has everything that passes the filters.
   function beforePrint() {
     byId('print').replaceChildren(...kindNodes.filter(node => node.found.length > 0)
         .flatMap(node => [kindShown(node), ...node.found.map(objectShown)]));

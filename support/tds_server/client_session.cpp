@@ -156,13 +156,13 @@ void ClientSession::answerDynamic(MessageReader& reader) {
   const std::string_view text = reader.text(reader.number<std::uint16_t>());
   if (step == kExecute) {
     const auto found = prepared_.find(id);
-    if (found == prepared_.end()) return refuse("Statements that were not prepared");
+    if (found == prepared_.end()) return refuse("Unknown prepared statements");
     return runBatch(found->second);
   }
   if (step == kPrepare) {
     // It comes as `create proc ID as TEXT`.
     const std::string wrapping = "create proc " + id + " as ";
-    if (!text.starts_with(wrapping)) return refuse("Such prepared statements");
+    if (!text.starts_with(wrapping)) return refuse("Prepared statements of this form");
     prepared_[id] = text.substr(wrapping.size());
   } else if (step == kDeallocate) {
     prepared_.erase(id);

@@ -189,8 +189,8 @@ std::string valueBytes(const Cell& cell, const ColumnType& type, CharacterSet se
   } else if (const auto* integer = std::get_if<std::int64_t>(&value)) {
     writeInteger(out, *integer, type.length);
   } else {
-    throw std::runtime_error("A value of type " + std::string(systemType(type.kind).name) +
-                             " is no such value.");
+    throw std::runtime_error("The value is not of type " + std::string(systemType(type.kind).name) +
+                             ".");
   }
   return out.bytes;
 }
@@ -198,7 +198,8 @@ std::string valueBytes(const Cell& cell, const ColumnType& type, CharacterSet se
 void writeNull(TokenBytes& out, Layout layout, const ResultColumn& column) {
   switch (layout) {
     case Layout::fixed:
-      throw std::runtime_error("The column '" + column.name + "' takes no null and has one.");
+      throw std::runtime_error("Column '" + column.name +
+                               "' does not allow null but contains null.");
     case Layout::longValue:
       out.doubleWord(0);
       break;

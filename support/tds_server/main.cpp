@@ -1,5 +1,5 @@
-// tds_server SCRIPT... [--port N] [--user NAME=PASSWORD]...: serves what the scripts make until it
-// is interrupted. Prints its port.
+// tds_server SCRIPT... [--port N] [--user NAME=PASSWORD]...: serves the database that the scripts
+// create, until it is interrupted. Prints its port.
 
 #include <charconv>
 #include <csignal>
@@ -23,7 +23,9 @@ constexpr int kUsageError = 2;
 
 int usage(std::string_view fault) {
   std::cerr << "tds_server: " << fault
-            << "\nusage: tds_server SCRIPT... [--port N] [--user NAME=PASSWORD]...\n";
+            << "\nusage: tds_server SCRIPT... [--port N] [--user NAME=PASSWORD]...\n"
+               "Runs the scripts, prints the port, and serves the database over TDS 5.0 on the\n"
+               "loopback interface until it is interrupted. Defaults: any free port, any login.\n";
   return kUsageError;
 }
 
@@ -42,14 +44,14 @@ std::string read(std::span<char*> arguments, ServerOptions& options,
     if (word == "--port") {
       const char* end = value.data() + value.size();
       const auto [stop, error] = std::from_chars(value.data(), end, options.port);
-      if (error != std::errc() || stop != end) return "--port needs a number up to 65535";
+      if (error != std::errc() || stop != end) return "--port needs a number from 0 to 65535";
     } else {
       const std::size_t equals = value.find('=');
       if (equals == value.npos) return "--user needs NAME=PASSWORD";
       options.users[std::string(value.substr(0, equals))].password = value.substr(equals + 1);
     }
   }
-  return scripts.empty() ? "no script" : "";
+  return scripts.empty() ? "no script given" : "";
 }
 
 }  // namespace

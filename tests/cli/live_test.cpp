@@ -139,22 +139,23 @@ TEST_F(Live, APasswordComesFromItsSourcesInTheirOrder) {
       {"full", {}, {{"KELVANE_PASSWORD", "x"}}, ""},
       {"full", {}, {{"KELVANE_SOURCE_PASSWORD", "x"}}, "Login failed."},
       {"full;UID=sa", {}, {{"KELVANE_PASSWORD", kPassword}}, ""},
-      {"plain", {}, {}, "cannot connect without a user's name"},
-      {"plain;UID=sa", {}, {{"KELVANE_PASSWORD", "};"}}, "FreeTDS takes no PWD with '};' in it"},
+      {"plain", {}, {}, "cannot connect without a user name"},
+      {"plain;UID=sa", {}, {{"KELVANE_PASSWORD", "};"}}, "FreeTDS does not accept '};' in PWD"},
       {"plain;UID=sa", {}, {{"KELVANE_PASSWORD", "\xE9"}}, "the password is not UTF-8"},
       {"plain;UID=sa",
        {},
        {{"KELVANE_PASSWORD", kPassword + std::string(31 - kPassword.size(), 'x')}},
-       "odbc:DSN=plain;UID=sa: the password is longer than 30 bytes in UTF-8, which is all"},
+       "odbc:DSN=plain;UID=sa: the password is longer than 30 bytes in UTF-8, the maximum for a "
+       "login"},
       {"plain;UID=sa", {}, {{"KELVANE_PASSWORD", std::string(30, 'x')}}, "Login failed."},
       {"plain;UID=sa",
        {"--source-password-file", file("zero", std::string("a\0b", 3))},
        {},
-       "the password has a zero byte, which no login can hold"},
+       "the password contains a zero byte, which a login cannot contain"},
       {"plain;UID=" + std::string(31, 'u'),
        {},
        {{"KELVANE_PASSWORD", "x"}},
-       "the user's name is longer than 30 bytes"},
+       "the user name is longer than 30 bytes"},
   };
   for (const auto& [side, options, environment, complaint] : cases) {
     std::vector<std::string> words{"compare"};
@@ -166,6 +167,10 @@ TEST_F(Live, APasswordComesFromItsSourcesInTheirOrder) {
     EXPECT_THAT(program.output(), HasSubstr(complaint.empty() ? "No differences." : complaint));
     EXPECT_THAT(program.output(), Not(HasSubstr(kPassword)));
   }
+  Program ofOneSide({"show", "odbc:DSN=plain;UID=sa"}, with({}));
+  EXPECT_EQ(ofOneSide.wait(), kError);
+  EXPECT_THAT(ofOneSide.output(),
+              HasSubstr("KELVANE_SIDE_PASSWORD or a file for --password-file,"));
 }
 
 TEST_F(Live, TheTerminalAsksWithoutShowing) {
@@ -205,7 +210,7 @@ TEST_F(Live, AnotherDatabaseThanTheOneAskedForIsAnError) {
        {std::pair("odbc:DSN=full", "database 'nowhere'"),
         std::pair("odbc:DSN=plain;UID=sa;DB=no''where",
                   "odbc:DSN=plain;UID=sa;DB=no''where: the login ended in the database 'main', "
-                  "not to 'no''where'")}) {
+                  "not in 'no''where'")}) {
     Program program({"compare", side, file("script.sql", kScript)},
                     with({{"KELVANE_PASSWORD", "x"}}));
     EXPECT_EQ(program.wait(), kError);

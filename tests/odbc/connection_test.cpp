@@ -68,7 +68,7 @@ TEST(OdbcConnection, RefusesTextThatTheDriverWouldSpoil) {
   const auto connection = sqlite();  // its driver has no wide functions
   EXPECT_NE(failureOf([&] {
               connection->Open(u"select '\u20AC'", ado::kClientCursor);
-            }).find("takes no Unicode text"),
+            }).find("does not support Unicode"),
             std::string::npos);
   EXPECT_EQ(connection->Errors().size(), 1u);
   const auto rows = connection->Open(u"select char(8364, 233, 128512)", ado::kClientCursor);

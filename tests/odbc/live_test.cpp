@@ -74,7 +74,7 @@ TEST(LiveConnection, IsLostOnce) {
     EXPECT_EQ(failureOf([&] { value(*connection, u"select 7"); }), reason);
     ASSERT_FALSE(connection->Errors().empty());
     EXPECT_EQ(toUtf8(connection->Errors().back().Description),
-              lost + (silent ? ": it did not answer the cancellation within 1 s" : ""));
+              lost + (silent ? ": the server did not answer the cancellation within 1 s" : ""));
     const int before = batches;
     EXPECT_EQ(failureOf([&] { value(*connection, u"select 1"); }), lost);
     EXPECT_EQ(connection->Errors().size(), 1U);
@@ -212,7 +212,7 @@ TEST(LiveValues, ThatAreNoTextFail) {
   const LiveServer server(std::move(catalog));
   const auto connection = server.connect();
   EXPECT_EQ(failureOf([&] { value(*connection, u"select t from t"); }),
-            "The ODBC driver cannot convert a text of column 't': its bytes do not belong to the "
+            "The ODBC driver cannot convert text of column 't': its bytes are not valid in the "
             "character set of the connection");
   EXPECT_EQ(value(*connection, u"select 1"), "1");
 }

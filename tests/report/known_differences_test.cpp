@@ -84,14 +84,15 @@ TEST(KnownDifferences, BadLinesSayWhatIsExpected) {
   const struct {
     std::string line, complaint;
   } cases[] = {
-      {"tabel x: only in source # r", "'tabel' is no kind of object, such as table"},
+      {"tabel x: only in source # r", "'tabel' is not a kind of object such as table"},
       {"table", "expected the object's name, but the line ends"},
-      {"table \"x: only in source # r", "a double quote is not closed: \"x: only in source # r"},
+      {"table \"x: only in source # r", "unterminated double quote: \"x: only in source # r"},
       {"table x: only in sauce # r", "expected 'source' or 'target', not 'sauce # r'"},
       {"table x, Length: 1 # r", "expected '->', not '# r'"},
-      {"table x, Length: # r", "expected two values, a star or 'only in source', not '# r'"},
-      {"table x: only in source #", "expected the reason behind '#', but the line ends"},
-      {"table x: only in source until 2027-02-30 # r", "'2027-02-30' is no day such as 2027-01-31"},
+      {"table x, Length: # r", "expected two values, '*' or 'only in source', not '# r'"},
+      {"table x: only in source #", "expected the reason after '#', but the line ends"},
+      {"table x: only in source until 2027-02-30 # r",
+       "'2027-02-30' is not a date such as 2027-01-31"},
   };
   for (const auto& [line, complaint] : cases) {
     try {

@@ -151,22 +151,22 @@ TEST(Snapshot, RefusesWhatItDoesNotKnow) {
     EXPECT_NE(at, copy.npos) << what;
     return refusalOf(copy.replace(at, what.size(), with));
   };
-  const std::string noSnapshot = "is no snapshot: it does not begin with \"kelvane snapshot\"";
+  const std::string noSnapshot = "is not a snapshot: it does not begin with \"kelvane snapshot\"";
   EXPECT_EQ(refusalOf("[1, 2]"), noSnapshot);
   EXPECT_EQ(refusalOf("7"), noSnapshot);
   EXPECT_EQ(refusalOf("{\"name\": \"left-pad\", \"kelvane snapshot\": 1}"), noSnapshot);
-  EXPECT_EQ(refusalOf("{}"), "is no snapshot: it is empty");
-  EXPECT_EQ(refusalOf("1e999"), "has a number that is too great for any");
-  EXPECT_EQ(refusalOf("create table t (a int)"), "line 1: is no JSON there");
-  EXPECT_EQ(
-      changed("snapshot\": 1", "snapshot\": 2"),
-      "is a snapshot of format 2, and this version reads formats up to 1; use the version that "
-      "wrote it, or a later one");
-  EXPECT_EQ(changed("\"gaps\": []", "\"gaps\": 1"), "gaps: is no array");
+  EXPECT_EQ(refusalOf("{}"), "is not a snapshot: it is empty");
+  EXPECT_EQ(refusalOf("1e999"), "contains a number that is out of range");
+  EXPECT_EQ(refusalOf("create table t (a int)"), "line 1: is not valid JSON");
+  EXPECT_EQ(changed("snapshot\": 1", "snapshot\": 2"),
+            "is a snapshot of format 2, but this version reads only formats up to 1; use the "
+            "version that "
+            "wrote it, or a later one");
+  EXPECT_EQ(changed("\"gaps\": []", "\"gaps\": 1"), "gaps: is not an array");
   EXPECT_EQ(changed("\"Name\"", "\"Title\""), "Tables[1]: has no member \"Name\"");
   EXPECT_EQ(changed("\"RowCount\": ", "\"RowCount\": 1844674407370955161"),
-            "Tables[1].Miscallaneous.RowCount: is no whole number of 32 bits");
-  EXPECT_EQ(changed("\"Tables\": [", "\"Tables\": [ 7,"), "schema.Tables[1]: is no object");
+            "Tables[1].Miscallaneous.RowCount: is not a 32-bit integer");
+  EXPECT_EQ(changed("\"Tables\": [", "\"Tables\": [ 7,"), "schema.Tables[1]: is not an object");
   EXPECT_EQ(changed("\"Views\": [", "\"Scenes\": ["), "schema: has no member \"Views\"");
 }
 
@@ -179,11 +179,11 @@ TEST(Snapshot, RefusesMembersOfOneName) {
     EXPECT_NE(at, copy.npos) << member;
     return refusalOf(copy.insert(at, twin));
   };
-  EXPECT_EQ(doubled("\"gaps\"", "\"gaps\": [], "), "the snapshot: has \"gaps\" twice");
-  EXPECT_EQ(doubled("\"Views\": [", "\"Views\": [], "), "schema: has \"Views\" twice");
-  EXPECT_EQ(doubled("\"Owner\"", "\"Owner\": \"\", "), "Tables[1]: has \"Owner\" twice");
+  EXPECT_EQ(doubled("\"gaps\"", "\"gaps\": [], "), "the snapshot: has the member \"gaps\" twice");
+  EXPECT_EQ(doubled("\"Views\": [", "\"Views\": [], "), "schema: has the member \"Views\" twice");
+  EXPECT_EQ(doubled("\"Owner\"", "\"Owner\": \"\", "), "Tables[1]: has the member \"Owner\" twice");
   EXPECT_EQ(doubled("\"RowCount\"", "\"RowCount\": 1, "),
-            "Tables[1].Miscallaneous: has \"RowCount\" twice");
+            "Tables[1].Miscallaneous: has the member \"RowCount\" twice");
 }
 
 // Bytes that are changed, lost or doubled are read as something or refused, and nothing else.

@@ -64,8 +64,8 @@ class Splitter {
         at_ = std::min(end + 1, script_.size());
         startBatch(line_ + 1);
       } else if (leavesScript(line)) {
-        throw ScriptError("line " + std::to_string(line_) + " is a command of isql, '" +
-                          std::string(trimmed(line)) + "', which only isql can carry out");
+        throw ScriptError("line " + std::to_string(line_) + " is an isql command, '" +
+                          std::string(trimmed(line)) + "', which only isql can execute");
       } else {
         skipLine(end);
       }

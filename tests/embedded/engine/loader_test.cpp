@@ -137,7 +137,7 @@ TEST(Loader, SyntaxErrorsNameTheirLine) {
 
 TEST(Loader, ScriptsWithoutStatements) {
   for (const char* script : {"", "\n\n", "go\n", "-- nothing\ngo\n", "/* nothing */"}) {
-    EXPECT_EQ(loaded(script), "error a.sql: holds no statement\n") << script;
+    EXPECT_EQ(loaded(script), "error a.sql: contains no statements\n") << script;
   }
 }
 
@@ -164,9 +164,9 @@ class LoaderFile : public ::testing::Test {
 
 TEST_F(LoaderFile, WhatCannotBeReadSaysWhy) {
   EXPECT_EQ(loadedFile("missing.sql"), "there is no such file");
-  EXPECT_EQ(loadedFile(""), "is a folder without a .sql file");
+  EXPECT_EQ(loadedFile(""), "is a folder without .sql files");
   write("empty.sql", "");
-  EXPECT_EQ(loadedFile("empty.sql"), "holds no statement");
+  EXPECT_EQ(loadedFile("empty.sql"), "contains no statements");
   write("binary.sql", std::string_view("select 1\0\1\2", 11));
   EXPECT_FALSE(loadedFile("binary.sql").empty());
   write("wide.sql", std::string_view("\xFF\xFEs\0e\0l\0", 8));
@@ -179,7 +179,7 @@ TEST_F(LoaderFile, WhatCannotBeReadSaysWhy) {
   EXPECT_EQ(loadedFile("returns.sql"), "");
   write("isql.sql", "create table t (a int)\ngo\n:r other.sql\n");
   EXPECT_EQ(loadedFile("isql.sql"),
-            "line 3 is a command of isql, ':r other.sql', which only isql can carry out");
+            "line 3 is an isql command, ':r other.sql', which only isql can execute");
 }
 
 TEST_F(LoaderFile, WhatIsNotUtf8IsWindows1252) {
