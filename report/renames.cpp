@@ -124,8 +124,8 @@ class Contents {
   std::vector<std::u16string> lines_;
 };
 
-// What the lines of one kind of objects tell about which object it is: the more objects have a
-// line, the less. What every table of a schema has makes no two of them alike.
+// How many objects of one kind have a line, and the same contents: the more have it, the less it
+// says about which object it is. What every table of a schema has makes no two of them alike.
 class Weights {
  public:
   // Counts the objects of both sides.
@@ -134,6 +134,7 @@ class Weights {
     for (std::size_t side = 0; side < 2; ++side) {
       for (const Record& record : schemas[side]->*records) {
         std::vector<std::size_t> hashes = Contents(record).sortedHashes();
+        ++contents_[hashed(hashes)][side];
         hashes.erase(std::unique(hashes.begin(), hashes.end()), hashes.end());
         for (const std::size_t line : hashes) ++objects_[line][side];
       }
@@ -143,12 +144,27 @@ class Weights {
 
   double of(std::size_t line) const {
     const auto& [source, target] = objects_.at(line);
-    return std::log(1 + all_ / std::max(source, target));
+    return std::log((1 + all_) / std::max(source, target));
+  }
+  // Whether no two objects of a side have these contents, and not all of them are common ones.
+  bool isOwn(const std::vector<std::size_t>& lines) const {
+    const auto& [source, target] = contents_.at(hashed(lines));
+    const double common = std::log(2);  // half of the objects have it
+    return source <= 1 && target <= 1 &&
+           std::ranges::any_of(lines, [&](std::size_t line) { return of(line) >= common; });
   }
 
  private:
+  static std::size_t hashed(const std::vector<std::size_t>& lines) {
+    std::size_t result = lines.size();
+    for (const std::size_t line : lines) result = result * 1'000'003 + line;
+    return result;
+  }
+
   double all_ = 0;
-  std::unordered_map<std::size_t, std::array<std::int32_t, 2>> objects_;  // that have a line
+  using Counts = std::unordered_map<std::size_t, std::array<std::int32_t, 2>>;
+  Counts objects_;   // that have a line
+  Counts contents_;  // objects that have the same ones
 };
 
 // An object that one side lacks.
@@ -165,6 +181,7 @@ class Candidate {
   const std::u16string& contents() const { return contents_; }
   std::u16string nameAndContents() const { return name_ + kEndOfLine + contents_; }
 
+  bool hasOwnContents(const Weights& weights) const { return weights.isOwn(lines_); }
   void weigh(const Weights& weights) { weight_ = sum(lines_, weights); }
   // In percent; 0 where it is too small to be told. Both have been weighed.
   int likeness(const Candidate& other, const Weights& weights) const {
@@ -204,8 +221,10 @@ class Pairing {
         if (!one.contents().empty()) left_[side].push_back(&one);
   }
 
-  void pairEqual() {
+  void pairEqual(const Weights& weights) {
     pairUnique([](const Candidate& one) { return one.nameAndContents(); });
+    for (auto& side : left_)
+      std::erase_if(side, [&](const Candidate* one) { return !one->hasOwnContents(weights); });
     pairUnique([](const Candidate& one) { return one.contents(); });
   }
   bool isForAlike() const {
@@ -277,9 +296,10 @@ void addRenames(const Array<Object>& differing, Array<Record> Schema::*records,
   for (std::size_t side = 0; side < 2; ++side)
     for (const Record& record : schemas[side]->*records)
       if (missing[side].contains(record.FullName)) candidates[side].emplace_back(record);
+  const Weights weights(schemas, records);
   Pairing pairing(kKind<Object>.entityType, candidates, renames);
-  pairing.pairEqual();
-  if (pairing.isForAlike()) pairing.pairAlike(Weights(schemas, records));
+  pairing.pairEqual(weights);
+  if (pairing.isForAlike()) pairing.pairAlike(weights);
 }
 
 }  // namespace
