@@ -56,6 +56,8 @@ struct FetchContext {
   ado::Connection* conn = nullptr;
   Schema schema;
   ReadExtent extent;
+  // How often the objects of a kind were listed, by enumEntityType.
+  std::array<std::uint32_t, entity_FUNCTION + 1> listings{};
   bool allRead = true;  // false once something could not be read; set by who wants to know
   std::u16string lastError;
   IDBFetchEvents* events = nullptr;

@@ -56,6 +56,7 @@ Status readList(FetchContext& context, const List<Record>& list) {
     context.events->StartProcessing(std::u16string(list.status), False, list.announcedAs);
     KindExtent& extent = context.extent[list.kind];
     extent = {};
+    ++context.listings[list.kind];
     const auto rows = context.GetRecordset(list.sql);
     if (!rows) return 0;
     if (rows->RecordCount() > 0) {

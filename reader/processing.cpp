@@ -47,11 +47,11 @@ bool readDetails(FetchContext& context, const Category<Record>& category, std::i
   return true;
 }
 
-void keepExtent(FetchContext& context, enumEntityType kind, std::int32_t position) {
+void keepExtent(FetchContext& context, enumEntityType kind, std::int32_t position, bool isWhole) {
   std::vector<bool>& complete = context.extent[kind].complete;
   const auto count = static_cast<std::size_t>(position);
   if (complete.size() < count) complete.resize(count);
-  complete[count - 1] = context.allRead;
+  complete[count - 1] = isWhole;
 }
 
 template <class Record>
@@ -63,7 +63,9 @@ bool process(FetchContext& context, const Category<Record>& category) {
       context.allRead = true;
       category.addOfScope(context);
       context.extent[category.kind].listed = context.allRead;
+      ++context.listings[category.kind];
     }
+    const std::uint32_t listing = context.listings[category.kind];
     context.events->StartProcessing(std::u16string(category.startText), True, category.objectType);
     const Array<Record>& objects = context.schema.*category.objects;
     const std::int32_t count = objects.count();
@@ -75,7 +77,9 @@ bool process(FetchContext& context, const Category<Record>& category) {
       context.host->DoEvents();
       context.allRead = true;
       if (!readDetails(context, category, position)) return false;
-      keepExtent(context, category.kind, position);
+      // A handler's own call empties objects of the kind that it lists, or reads them twice.
+      const bool isUndisturbed = context.listings[category.kind] == listing;
+      keepExtent(context, category.kind, position, context.allRead && isUndisturbed);
     }
     context.events->EndProcessing(category.objectType);
     return true;

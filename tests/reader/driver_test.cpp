@@ -452,5 +452,27 @@ TEST_F(Driver, ANestedListChangesNothingThatTheOuterFetchReads) {
   }
 }
 
+TEST_F(Driver, WhatANestedListEmptiesIsNotComplete) {
+  Run plain;
+  ASSERT_TRUE(plain.fetch());
+  ASSERT_TRUE(plain.extentOf(1).isComplete(1));
+  const Array<Table> tables = plain.reader.Results().Tables;
+  int disturbed = 0;
+  for (int at = 1; at <= 10; ++at) {
+    SCOPED_TRACE(at);
+    Run run;
+    run.host.onYield = [&](int number) {
+      if (number != at) return;
+      RecordingSink inner(run.journal);
+      EXPECT_TRUE(run.reader.GetList(entity_TABLE, inner));
+    };
+    EXPECT_TRUE(run.fetch());
+    const bool isWhole = run.reader.Results().Tables == tables;
+    disturbed += isWhole ? 0 : 1;
+    EXPECT_TRUE(isWhole || !run.extentOf(1).isComplete(1));
+  }
+  EXPECT_GT(disturbed, 3);
+}
+
 }  // namespace
 }  // namespace kelvane::testing
