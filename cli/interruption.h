@@ -19,8 +19,8 @@ namespace kelvane::cli {
 
 class Interruption {
  public:
-  // After a SIGINT, SIGTERM or SIGHUP `announce` is called once, with its number, and `cancel` again and
-  // again: a cancellation that comes just before a statement is sent does nothing.
+  // After a SIGINT, SIGTERM or SIGHUP `announce` is called once, with its number, and `cancel`
+  // again and again: a cancellation that comes just before a statement is sent does nothing.
   Interruption(std::function<void(int signal)> announce, std::function<void()> cancel);
   ~Interruption();
   Interruption(const Interruption&) = delete;
