@@ -38,6 +38,8 @@ class Program {
     id_ = fork();
     if (id_ != 0) return;
     setsid();
+    // Whoever runs the tests in the background has them ignored.
+    for (const int signal : {SIGINT, SIGQUIT, SIGHUP}) std::signal(signal, SIG_DFL);
     if (own) ioctl(ends_[1], TIOCSCTTY, 0);
     dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
     for (const int standard : {STDOUT_FILENO, STDERR_FILENO}) dup2(ends_[1], standard);
