@@ -94,7 +94,7 @@ std::vector<std::string> ignoredBy(const Rules& rules) {
 void noteWeakenings(const CompareRequest& request, ReportHeader& header) {
   header.ignored = ignoredBy(request.rules);
   for (const auto& [what, names] :
-       {std::pair{"Not compared: ", leftOutBy(request.switches)}, {"Ignored: ", header.ignored}}) {
+       {std::pair{"Not compared: ", request.leftOut}, {"Ignored: ", header.ignored}}) {
     std::string list;
     for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
     if (!list.empty()) header.notes.push_back(what + list);

@@ -96,6 +96,7 @@ CompareRequest parseCompare(const Arguments& arguments) {
                          arguments.value(kTrace),
                          outputsOf(arguments),
                          comparedSwitchesOf(arguments),
+                         leftOutBy(arguments),
                          {arguments.has(kIgnoreTabs), arguments.has(kIgnoreSpaces),
                           arguments.has(kIgnoreLineBreaks), arguments.has(kIgnoreCase)}};
   request.selection = Selection(

@@ -42,6 +42,7 @@ struct CompareRequest {
   std::optional<std::string> trace;
   std::vector<Output> outputs;
   cComparisonOptions switches;
+  std::vector<std::string> leftOut;  // names of switches that are off although they would be on
   Rules rules;
   Selection selection = {};
   Coloring coloring = Coloring::onTerminal;

@@ -20,7 +20,6 @@
 namespace kelvane::cli {
 namespace {
 
-constexpr const char* kFileName = "kelvane.toml";
 constexpr std::string_view kEnvironments = "env", kScripts = "scripts";
 
 // What an environment says about its side, but for its scripts.
@@ -79,6 +78,7 @@ class Reader {
   Environment readEnvironment(const std::string& name, const toml::key& at,
                               const toml::table& table) const;
   bool readSideKey(const toml::key& key, const toml::node& node, Environment& environment) const;
+  void refusePassword(const std::string& text, const toml::node& at) const;
   void checkConnection(const std::string& connection, const toml::node& at) const;
   void check(const std::string& name, const toml::key& at, const Environment& environment) const;
 
@@ -186,11 +186,14 @@ void Reader::readVerb(const Verb& verb, const toml::table& table, Settings& sett
   }
 }
 
-void Reader::checkConnection(const std::string& connection, const toml::node& at) const {
-  if (odbc::ConnectionString(toUtf16(connection)).find(odbc::kPasswordKeywords))
+void Reader::refusePassword(const std::string& text, const toml::node& at) const {
+  if (odbc::ConnectionString(toUtf16(text)).find(odbc::kPasswordKeywords))
     refuse(at.source(),
            "passwords are not allowed here; put the password into a file that only you may "
            "read, and name that file as password-file");
+}
+
+void Reader::checkConnection(const std::string& connection, const toml::node& at) const {
   if (connection.find('=') == connection.npos)
     refuse(at.source(), "connection takes a connection string such as DSN=prod;UID=sa");
 }
@@ -198,12 +201,15 @@ void Reader::checkConnection(const std::string& connection, const toml::node& at
 bool Reader::readSideKey(const toml::key& key, const toml::node& node,
                          Environment& environment) const {
   if (key.str() == kScripts) {
-    for (const std::string& script : textsOf(key, node))
+    for (const std::string& script : textsOf(key, node)) {
+      refusePassword(script, node);
       environment.scripts.push_back(resolved(script));
+    }
     return true;
   }
   const auto* const known = std::ranges::find(kSideKeys, key.str(), &SideKey::name);
   if (known == kSideKeys.end()) return false;
+  refusePassword(textOf(key, node), node);
   environment.*known->text = known->isFile ? fileOf(key, node) : textOf(key, node);
   if (known->text != &Environment::connection) return true;
   std::string& connection = *environment.connection;
@@ -296,12 +302,12 @@ ConfigFile Reader::read() {
 }  // namespace
 
 std::optional<std::string> configFileInPlace() {
-  std::vector<std::filesystem::path> places{kFileName};
+  std::vector<std::filesystem::path> places{kConfigFileName};
   const auto home = variable("HOME");
   if (const auto folder = variable("XDG_CONFIG_HOME"); folder && !folder->empty())
-    places.push_back(std::filesystem::path(*folder) / "kelvane" / kFileName);
+    places.push_back(std::filesystem::path(*folder) / "kelvane" / kConfigFileName);
   else if (home && !home->empty())
-    places.push_back(std::filesystem::path(*home) / ".config" / "kelvane" / kFileName);
+    places.push_back(std::filesystem::path(*home) / ".config" / "kelvane" / kConfigFileName);
   for (const std::filesystem::path& place : places) {
     std::error_code ignored;
     if (std::filesystem::exists(place, ignored)) return place.string();

@@ -13,6 +13,8 @@
 
 namespace kelvane::cli {
 
+inline constexpr const char* kConfigFileName = "kelvane.toml";
+
 struct ConfigFile {
   std::string path;
   Settings settings;                             // of all verbs that have the option

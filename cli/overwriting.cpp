@@ -9,6 +9,7 @@
 #include <variant>
 #include <vector>
 
+#include "cli/config_file.h"
 #include "cli/destination.h"
 #include "drivers/embedded/script.h"
 
@@ -108,6 +109,9 @@ void refuseOverwriting(const Arguments& arguments, std::span<const Place> places
   Files read;
   for (const Place& place : places) read.add(place);
   read.add(arguments.configFile);
+  // Also where this run ignores it.
+  if (std::error_code failed; fs::exists(kConfigFileName, failed))
+    read.add(std::string(kConfigFileName));
   const Files withoutUpdated = read;
   read.add(arguments.value(options.read));
   std::vector<NamedFile> before;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <filesystem>
 
 #include "model/text.h"
 
@@ -122,7 +123,8 @@ odbc::ConnectionString addressOf(const ServerWords& words) {
 
 // Somebody may take what an option names for a connection string.
 void refusePasswords(const Arguments& arguments, const SideOptions& options) {
-  for (const std::string_view option : {options.server, options.user, options.database}) {
+  for (const std::string_view option :
+       {options.server, options.user, options.database, kOdbcDriver}) {
     if (const auto value = arguments.value(option))
       refusePassword(odbc::ConnectionString(toUtf16(*value)), option);
   }
@@ -219,6 +221,11 @@ Place placeOf(const Arguments& arguments, const std::vector<std::string>& operan
     }
   }
   const auto server = std::ranges::find_if(operands, isServer);
+  for (const std::string& operand : operands) {
+    std::error_code failed;
+    if (!isServer(operand) && !std::filesystem::exists(operand, failed))
+      refusePassword(odbc::ConnectionString(toUtf16(operand)), "the side");
+  }
   if (!byOption && server == operands.end()) {
     if (arguments.has(options.passwordFile))
       throw UsageError(text(options.passwordFile) + " is for servers, but that side is not one");

@@ -143,6 +143,13 @@ cComparisonOptions applied(const Arguments& arguments, Switches switches) {
   return switches;
 }
 
+// What is compared where no option leaves anything out.
+cComparisonOptions asked(const Arguments& arguments) {
+  Switches switches = allSwitches();
+  switches.Tables_RowCount = Boolean(arguments.has(kRowCounts));
+  return switches;
+}
+
 }  // namespace
 
 OptionFamily switchOptions() { return {"Leaving things out", kOptions, Elsewhere::environments}; }
@@ -152,13 +159,11 @@ cComparisonOptions switchesOf(const Arguments& arguments) {
 }
 
 cComparisonOptions comparedSwitchesOf(const Arguments& arguments) {
-  Switches switches = allSwitches();
-  switches.Tables_RowCount = Boolean(arguments.has(kRowCounts));
-  return applied(arguments, switches);
+  return applied(arguments, asked(arguments));
 }
 
-std::vector<std::string> leftOutBy(const cComparisonOptions& switches) {
-  const Switches defaults = comparedSwitchesOf(Arguments());
+std::vector<std::string> leftOutBy(const Arguments& arguments) {
+  const Switches defaults = asked(arguments), switches = applied(arguments, defaults);
   const auto isOff = [&](Boolean Switches::*one) { return defaults.*one && !(switches.*one); };
   std::vector<std::string> names;
   std::vector<Boolean Switches::*> named;

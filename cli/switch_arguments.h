@@ -27,7 +27,7 @@ cComparisonOptions comparedSwitchesOf(const Arguments& arguments);
 
 // Which of the switches that are on by default are off: "permissions, Tables_Indexes". What belongs
 // to one that is off is not repeated.
-std::vector<std::string> leftOutBy(const cComparisonOptions& switches);
+std::vector<std::string> leftOutBy(const Arguments& arguments);
 
 // A line for each switch: its name and what it does.
 void listSwitches(std::ostream& out);
