@@ -192,15 +192,25 @@ void Session::cancel() noexcept {
   // Drivers forget a cancellation that comes before they have sent the statement. They do not tell
   // when that is, but it takes them no time worth mentioning.
   constexpr int kTries = 50;
+  constexpr std::chrono::milliseconds kPause{10};
   const std::uint64_t statement = statements_;
-  const auto isOver = [&] { return statements_ != statement || !awaitsAnswer_; };
+  const auto isGone = [&] { return statements_ != statement || underWay_ == SQL_NULL_HANDLE; };
+  const auto isOver = [&] { return isGone() || !awaitsAnswer_; };
   for (int i = 0; i < kTries; ++i) {
+    // FreeTDS sends the cancellation itself when the statement's own thread is not in the network.
+    // That thread, coming back for more of the answer meanwhile, then sleeps on a condition that
+    // nobody signals until the time limit of the statement. It is safe while that thread waits.
+    const bool isLast = i + 1 == kTries;
+    if (!isLast && watch_.ownerComputes()) {
+      if (answered_.wait_for(lock, kPause, isGone)) return;
+      continue;
+    }
     {
       // Drivers wait for the answer when the statement's own thread does not.
       const SilenceWatch::Call cancels(watch_, SilenceWatch::By::canceller);
       SQLCancel(underWay_);
     }
-    if (answered_.wait_for(lock, std::chrono::milliseconds(10), isOver)) return;
+    if (answered_.wait_for(lock, kPause, isOver)) return;
   }
 }
 

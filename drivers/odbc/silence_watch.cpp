@@ -13,6 +13,10 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kLook{100};
 constexpr int kThreadBits = 32;
 
+pid_t threadOf(std::uint64_t call) {
+  return static_cast<pid_t>(call & ((std::uint64_t{1} << kThreadBits) - 1));
+}
+
 // The program's signals are for its own threads.
 class WithoutSignals {
  public:
@@ -37,6 +41,12 @@ SilenceWatch::Call::Call(SilenceWatch& watch, By by)
   caller_.call.store(++caller_.calls << kThreadBits | thread, std::memory_order_release);
 }
 
+bool SilenceWatch::ownerComputes() const {
+  const std::uint64_t call =
+      callers_[static_cast<std::size_t>(By::owner)].call.load(std::memory_order_acquire);
+  return call != 0 && isRunning(threadOf(call));
+}
+
 // What was seen of a caller.
 class SilenceWatch::Observed {
  public:
@@ -51,9 +61,7 @@ class SilenceWatch::Observed {
     if (call == 0) return std::nullopt;
     return Clock::now() - since_;
   }
-  pid_t thread() const {
-    return static_cast<pid_t>(call_ & ((std::uint64_t{1} << kThreadBits) - 1));
-  }
+  pid_t thread() const { return threadOf(call_); }
 
  private:
   const Caller* caller_;

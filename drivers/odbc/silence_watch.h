@@ -36,6 +36,9 @@ class SilenceWatch {
 
   enum class By : std::uint8_t { owner, canceller };
 
+  /// Whether the owner is in a call that does not wait for anything at the moment.
+  bool ownerComputes() const;
+
  private:
   struct Caller {
     // The number of the call that is made and the thread that makes it, one in each half.

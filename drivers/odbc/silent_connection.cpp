@@ -67,6 +67,8 @@ pid_t thisThread() {
   return id;
 }
 
+bool isRunning(pid_t thread) { return callOf(thread) == "running"; }
+
 std::optional<SilentConnection> SilentConnection::ofWait(pid_t thread,
                                                          std::chrono::milliseconds silence) {
   const std::string call = callOf(thread);

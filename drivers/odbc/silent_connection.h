@@ -14,6 +14,10 @@ namespace kelvane::odbc {
 /// The kernel's name for the calling thread.
 pid_t thisThread();
 
+/// Whether a thread of this process computes, as opposed to waiting in the kernel. False as well
+/// where the system does not tell.
+bool isRunning(pid_t thread);
+
 /// A TCP connection that a thread waits on and on which nothing has arrived for some time.
 class SilentConnection {
  public:
