@@ -54,6 +54,13 @@ WireType wireType(const ColumnType& type) {
   return {type.storageCode, Layout::fixed};
 }
 
+// The most bytes of a value, as the format states it.
+int widthOf(const ColumnType& type) {
+  if (isLong(type.kind)) return kLongest;
+  // The catalog has names longer than the type that it declares for them.
+  return type.kind == TypeKind::Sysname ? kLongestCounted : type.length;
+}
+
 // User type, data type, and what belongs to it.
 void writeType(TokenBytes& out, const ColumnType& type) {
   const WireType wire = wireType(type);
@@ -65,11 +72,10 @@ void writeType(TokenBytes& out, const ColumnType& type) {
     case Layout::fixed:
       break;
     case Layout::counted:
-      // The catalog has names longer than the type that it declares for them.
-      out.byte(type.kind == TypeKind::Sysname ? kLongestCounted : type.length);
+      out.byte(widthOf(type));
       break;
     case Layout::longValue:
-      out.number(isLong(type.kind) ? kLongest : type.length);
+      out.number(widthOf(type));
       break;
     case Layout::number:
       out.byte(type.length);
@@ -222,6 +228,12 @@ void writeValue(TokenBytes& out, const ResultColumn& column, const Cell& cell, C
     // No bytes would be a null; what is empty has a blank, or a zero.
     if (bytes.empty()) bytes.assign(isUnicode(column.type.kind) ? 2 : 1, '\0');
     if (isCharacter(column.type.kind) && bytes[0] == '\0') bytes[0] = ' ';
+    // Clients cut what is longer than the format says, without a word.
+    if (bytes.size() > static_cast<std::size_t>(widthOf(column.type))) {
+      throw std::length_error("Column '" + column.name + "' takes " +
+                              std::to_string(widthOf(column.type)) + " bytes but contains " +
+                              std::to_string(bytes.size()) + ".");
+    }
     if (layout == Layout::longValue) {
       out.doubleWord(bytes.size());
     } else {

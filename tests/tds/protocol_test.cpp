@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "drivers/embedded/connection.h"
+#include "support/tds_server/columns.h"
 #include "support/tds_server/server.h"
 #include "support/tds_server/wire.h"
 #include "tests/tds/test_catalog.h"
@@ -157,6 +158,35 @@ TEST(TdsProtocol, CutsAnswersAtTheByte) {
     client.ask("select a.a, b.a from t a, t b");
     EXPECT_EQ(client.countToTheEnd(), after);
   }
+}
+
+// Cut short, two different texts would arrive as the same.
+TEST(TdsProtocol, RefusesValuesThatDoNotFit) {
+  using embedded::ResultColumn;
+  using embedded::TypeKind;
+  struct Case {
+    TypeKind kind;
+    int width;
+    std::string fits, doesNotFit;
+  };
+  const std::string umlaut = "\u00FC";
+  const Case cases[] = {{TypeKind::Varchar, 4, umlaut + umlaut, umlaut + umlaut + "x"},
+                        {TypeKind::Varchar, 300, std::string(300, 'x'), std::string(301, 'x')},
+                        {TypeKind::Univarchar, 2, umlaut + umlaut, umlaut + umlaut + "x"},
+                        {TypeKind::Sysname, 30, std::string(255, 'x'), std::string(256, 'x')},
+                        {TypeKind::Text, 16, std::string(70'000, 'x'), ""}};
+  for (const Case& one : cases) {
+    const std::vector<ResultColumn> columns{
+        {"a", embedded::declaredType(one.kind, one.width, {}, true)}};
+    TokenBytes out;
+    EXPECT_NO_THROW(writeRow(out, columns, {one.fits}, CharacterSet::utf8));
+    if (!one.doesNotFit.empty()) {
+      EXPECT_THROW(writeRow(out, columns, {one.doesNotFit}, CharacterSet::utf8), std::length_error);
+    }
+  }
+  TokenBytes out;
+  EXPECT_THROW(out.shortText(std::string(256, 'x')), std::length_error);
+  EXPECT_THROW(out.counted(0xE5, std::string(65'536, 'x')), std::length_error);
 }
 
 TEST(TdsProtocol, RefusesWhatItDoesNotSpeak) {

@@ -223,11 +223,11 @@ void requireCurrentDatabase(const ProcedureRun& run, const std::optional<std::st
 
 // sp_columns
 
-std::vector<ResultColumn> columnsLayout() {
-  return {textColumn("table_qualifier", 32, true),
-          textColumn("table_owner", 32, true),
-          textColumn("table_name", 32, false),
-          textColumn("column_name", 32, false),
+std::vector<ResultColumn> columnsLayout(ProcedureRun& run) {
+  return {run.nameColumn("table_qualifier", 32, true),
+          run.nameColumn("table_owner", 32, true),
+          run.nameColumn("table_name", 32, false),
+          run.nameColumn("column_name", 32, false),
           intColumn("data_type", Smallint, true),
           textColumn("type_name", 30, true),
           intColumn("precision", Int, true),
@@ -274,7 +274,7 @@ Row columnsRow(const ProcedureRun& run, const NamedObject& table, const ColumnIn
 void spColumns(ProcedureRun& run) {
   requireCurrentDatabase(run, run.argument(2));
   const std::string columnPattern = run.argument(3).value_or("%");
-  ResultSet& set = run.result().resultSets.emplace_back(columnsLayout());
+  ResultSet& set = run.result().resultSets.emplace_back(columnsLayout(run));
   const auto isTable = [](std::string_view type) {
     return type == object_type::kTable || type == object_type::kView ||
            type == object_type::kSystemTable;
@@ -290,11 +290,11 @@ void spColumns(ProcedureRun& run) {
 
 // sp_sproc_columns
 
-std::vector<ResultColumn> parametersLayout() {
-  return {textColumn("procedure_qualifier", 30, true),
-          textColumn("procedure_owner", 30, true),
-          textColumn("procedure_name", 41, false),
-          textColumn("column_name", 30, false),
+std::vector<ResultColumn> parametersLayout(ProcedureRun& run) {
+  return {run.nameColumn("procedure_qualifier", 30, true),
+          run.nameColumn("procedure_owner", 30, true),
+          run.nameColumn("procedure_name", 41, false),
+          run.nameColumn("column_name", 30, false),
           intColumn("column_type", Smallint, false),
           intColumn("data_type", Smallint, true),
           {"type_name", declaredType(Char, 30, {}, false)},
@@ -349,7 +349,7 @@ void spSprocColumns(ProcedureRun& run) {
     name.erase(semicolon);
   }
   const std::string pattern = run.argument(3).value_or("%");
-  ResultSet& set = run.result().resultSets.emplace_back(parametersLayout());
+  ResultSet& set = run.result().resultSets.emplace_back(parametersLayout(run));
   const auto isRoutine = [](std::string_view type) {
     return type == object_type::kProcedure || type == object_type::kFunction;
   };

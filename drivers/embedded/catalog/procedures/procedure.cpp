@@ -65,6 +65,14 @@ std::optional<std::string> ProcedureRun::argument(std::size_t position) const {
   return value;
 }
 
+ResultColumn ProcedureRun::nameColumn(std::string name, int width, bool nullable) {
+  // Of a 12.5, as a unit: a column that lists several names takes as many of the long ones.
+  constexpr int kShortName = 30;
+  const int longest = static_cast<int>(catalog().options().longestName());
+  if (longest > kShortName) width = width / kShortName * longest;
+  return {std::move(name), declaredType(TypeKind::Varchar, width, {}, nullable)};
+}
+
 ObjectInfo ProcedureRun::requireObject(std::string_view name) {
   const std::size_t parts = static_cast<std::size_t>(std::ranges::count(name, '.'));
   const std::string_view database = name.substr(0, name.find('.'));

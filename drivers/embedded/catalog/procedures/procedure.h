@@ -45,6 +45,9 @@ class ProcedureRun {
   /// Says that `what` was accepted but is not kept.
   void ignore(std::string what) { result_.ignored.push_back(std::move(what)); }
 
+  /// A result's column for names: wider where the catalog takes longer names than a 12.5.
+  ResultColumn nameColumn(std::string name, int width, bool nullable);
+
   /// An object of the current database named by a text. Fails with 17460 or 17461.
   ObjectInfo requireObject(std::string_view name);
 
