@@ -8,8 +8,9 @@ namespace kelvane::embedded {
 namespace {
 
 const Procedure* findProcedure(std::string_view name) {
-  for (const auto group : {columnProcedures(), reportProcedures(), typeProcedures(),
-                           userProcedures(), objectProcedures()}) {
+  for (const auto group :
+       {columnProcedures(), reportProcedures(), typeProcedures(), userProcedures(),
+        objectProcedures(), metadataProcedures(), keyProcedures()}) {
     const auto found = std::ranges::find(group, name, &Procedure::name);
     if (found != group.end()) return &*found;
   }
