@@ -48,6 +48,7 @@ class MessageReader {
  public:
   explicit MessageReader(std::string_view bytes) : rest_(bytes) {}
   bool atEnd() const { return rest_.empty(); }
+  std::size_t left() const { return rest_.size(); }
   std::uint8_t byte() { return number<std::uint8_t>(); }
   template <class Number>
   Number number() {

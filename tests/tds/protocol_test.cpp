@@ -179,9 +179,10 @@ TEST(TdsProtocol, RefusesValuesThatDoNotFit) {
     const std::vector<ResultColumn> columns{
         {"a", embedded::declaredType(one.kind, one.width, {}, true)}};
     TokenBytes out;
-    EXPECT_NO_THROW(writeRow(out, columns, {one.fits}, CharacterSet::utf8));
+    EXPECT_NO_THROW(writeRow(out, columns, {one.fits}, CharacterSet::utf8, {}));
     if (!one.doesNotFit.empty()) {
-      EXPECT_THROW(writeRow(out, columns, {one.doesNotFit}, CharacterSet::utf8), std::length_error);
+      EXPECT_THROW(writeRow(out, columns, {one.doesNotFit}, CharacterSet::utf8, {}),
+                   std::length_error);
     }
   }
   TokenBytes out;
