@@ -24,29 +24,54 @@ std::string_view tableTypeOf(std::string_view type) {
 
 // An argument such as "'TABLE', 'VIEW'", in which every type has its own quotes.
 bool isAsked(std::string_view types, std::string_view type) {
-  return types.empty() || types.find(concat("'", type, "'")) != types.npos || types == type;
+  return types.empty() || types.find(concat("'", type, "'")) != types.npos || types == type ||
+         types == "%" || types == "'%'";
+}
+
+// One part alone: what there is of it. Drivers ask so for lists of databases, owners and types.
+bool listsPart(ProcedureRun& run, ResultSet& set) {
+  constexpr std::string_view kAll = "%";
+  const auto isBlank = [&](std::size_t position) {
+    const auto value = run.argument(position);
+    return value && value->empty();
+  };
+  const bool noName = isBlank(0), noOwner = isBlank(1), noDatabase = isBlank(2);
+  if (noName && noOwner && run.text(2) == kAll) {
+    run.store().each("SELECT name FROM sysdatabases ORDER BY name", [&](const Statement& row) {
+      set.rows.push_back({row.cell(0), Null{}, Null{}, Null{}, Null{}});
+    });
+    return true;
+  }
+  if (noName && noDatabase && run.text(1) == kAll) {
+    run.store().each("SELECT DISTINCT uid FROM sysobjects ORDER BY uid", [&](const Statement& row) {
+      set.rows.push_back(
+          {Null{}, run.catalog().userName(row.number(0)).value_or(""), Null{}, Null{}, Null{}});
+    });
+    return true;
+  }
+  // FreeTDS quotes the type and leaves out what is blank.
+  const bool allTypes = run.text(3) == kAll || run.text(3) == "'%'";
+  if (allTypes && run.text(0).empty() && run.text(1).empty() && run.text(2).empty()) {
+    for (const char* type : {"SYSTEM TABLE", "TABLE", "VIEW"})
+      set.rows.push_back({Null{}, Null{}, Null{}, std::string(type), Null{}});
+    return true;
+  }
+  return false;
 }
 
 void spTables(ProcedureRun& run) {
-  const std::string name = run.argument(0).value_or("%");
-  const std::optional<std::string> owner = run.argument(1), qualifier = run.argument(2);
   ResultSet& set = run.result().resultSets.emplace_back();
   set.columns = {run.nameColumn("table_qualifier", 32, true),
                  run.nameColumn("table_owner", 32, true), run.nameColumn("table_name", 32, true),
                  textColumn("table_type", 32, true), textColumn("remarks", kRemarksWidth, true)};
-  // With names and owners left blank, this lists the databases.
-  if (name.empty() && owner && owner->empty() && qualifier == "%") {
-    run.store().each("SELECT name FROM sysdatabases ORDER BY name", [&](const Statement& row) {
-      set.rows.push_back({row.cell(0), Null{}, Null{}, Null{}, Null{}});
-    });
-    return;
-  }
-  if (qualifier != "%") requireCurrentDatabase(run, qualifier);
-  const std::string types = run.text(3);
+  if (listsPart(run, set)) return;
+  if (run.text(2) != "%") requireCurrentDatabase(run, run.argument(2));
+  const std::string name = run.text(0), types = run.text(3);
   const auto isWanted = [&](std::string_view type) {
     return isTableOrView(type) && isAsked(types, tableTypeOf(type));
   };
-  for (const NamedObject& table : objectsLike(run, name.empty() ? "%" : name, owner, isWanted)) {
+  for (const NamedObject& table :
+       objectsLike(run, name.empty() ? "%" : name, run.argument(1), isWanted)) {
     set.rows.push_back({run.caller().database, table.owner, table.object.name,
                         std::string(tableTypeOf(table.object.type)), Null{}});
   }
