@@ -122,5 +122,26 @@ TEST_F(MetadataTest, ServerInfoAndProcedures) {
   EXPECT_EQ(asked("exec sp_stored_procedures p, dbo, shop", {2}), "p;1\n");
 }
 
+TEST_F(MetadataTest, PrivilegesAreTheOwnersAndThoseGranted) {
+  run(R"(exec sp_adduser ann
+go
+create table t (a int, b int)
+go
+grant select on t to ann with grant option
+grant update (b) on t to public
+grant delete on t to ann
+revoke select on t (b) from ann)");
+  const std::string owners = "dbo | dbo | INSERT | YES\ndbo | dbo | REFERENCES | YES\n";
+  EXPECT_EQ(asked("exec sp_table_privileges t", {3, 4, 5, 6}),
+            "dbo | dbo | DELETE | YES\ndbo | ann | DELETE | NO\n" + owners +
+                "dbo | dbo | SELECT | YES\ndbo | dbo | UPDATE | YES\n");
+  EXPECT_EQ(asked("exec sp_column_privileges t, dbo, shop, b", {3, 5, 6}),
+            "b | dbo | INSERT\nb | dbo | REFERENCES\nb | dbo | SELECT\nb | dbo | UPDATE\n"
+            "b | public | UPDATE\n");
+  EXPECT_EQ(asked("exec sp_column_privileges t, dbo, shop, a", {3, 5, 6}),
+            "a | dbo | INSERT\na | dbo | REFERENCES\na | dbo | SELECT\na | ann | SELECT\n"
+            "a | dbo | UPDATE\n");
+}
+
 }  // namespace
 }  // namespace kelvane::embedded

@@ -10,7 +10,7 @@ namespace {
 const Procedure* findProcedure(std::string_view name) {
   for (const auto group :
        {columnProcedures(), reportProcedures(), typeProcedures(), userProcedures(),
-        objectProcedures(), metadataProcedures(), keyProcedures()}) {
+        objectProcedures(), metadataProcedures(), keyProcedures(), privilegeProcedures()}) {
     const auto found = std::ranges::find(group, name, &Procedure::name);
     if (found != group.end()) return &*found;
   }

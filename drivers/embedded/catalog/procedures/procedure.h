@@ -74,5 +74,6 @@ std::span<const Procedure> userProcedures();
 std::span<const Procedure> objectProcedures();
 std::span<const Procedure> metadataProcedures();
 std::span<const Procedure> keyProcedures();
+std::span<const Procedure> privilegeProcedures();
 
 }  // namespace kelvane::embedded
