@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "drivers/embedded/tsql/error.h"
+#include "support/tds_server/binding.h"
 
 namespace kelvane::tds {
 

@@ -1,13 +1,11 @@
 #include "support/tds_server/parameters.h"
 
 #include <algorithm>
-#include <cctype>
 #include <iterator>
 #include <stdexcept>
 
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/moment.h"
-#include "drivers/embedded/tsql/scan.h"
 #include "model/text.h"
 
 namespace kelvane::tds {
@@ -221,10 +219,14 @@ std::optional<std::string> valueBytes(Source& source, const Format& format) {
   return std::string(source.text(length));
 }
 
+void requireLength(std::string_view bytes, std::size_t length) {
+  if (bytes.size() != length)
+    throw std::runtime_error("A parameter has a length that its data type does not have.");
+}
+
 template <class Number>
 Number numberOf(std::string_view bytes) {
-  if (bytes.size() != sizeof(Number))
-    throw std::runtime_error("A parameter has a length that its data type does not have.");
+  requireLength(bytes, sizeof(Number));
   return MessageReader(bytes).number<Number>();
 }
 
@@ -289,38 +291,44 @@ Cell moneyOf(std::string_view bytes) {
   return exactNumber(digitsOf(negative ? 0 - magnitude : magnitude, negative, kScale));
 }
 
-constexpr std::int64_t kDaysFromYear0To1900 = 693'961;
+// Within the years 1 to 9999; what else there is in the bytes would not even fit a moment.
+Moment startOfDay(std::int64_t day) {
+  constexpr std::int64_t kFirst = -693'595, kLast = 2'958'463;
+  if (day < kFirst || day > kLast)
+    throw std::runtime_error("A parameter is a date outside of the years 1 to 9999.");
+  return day * kMicrosecondsPerDay;
+}
 
 Moment ofTicks(std::int64_t ticks) {
   constexpr std::int64_t kTicksPerSecond = 300;
   return roundToTicks((ticks * kMicrosecondsPerSecond + kTicksPerSecond / 2) / kTicksPerSecond);
 }
 
-Cell momentOf(std::string_view bytes, TypeKind kind) {
-  Moment moment = 0;
-  if (kind == Bigdatetime) {
-    moment = numberOf<std::int64_t>(bytes) - kDaysFromYear0To1900 * kMicrosecondsPerDay;
-  } else if (kind == Date) {
-    moment = numberOf<std::int32_t>(bytes) * kMicrosecondsPerDay;
-  } else if (kind == Smalldatetime) {
-    moment = numberOf<std::uint16_t>(bytes.substr(0, 2)) * kMicrosecondsPerDay +
-             numberOf<std::uint16_t>(bytes.substr(2)) * kMicrosecondsPerMinute;
-  } else {
-    moment = numberOf<std::int32_t>(bytes.substr(0, 4)) * kMicrosecondsPerDay +
-             ofTicks(numberOf<std::int32_t>(bytes.substr(4)));
-  }
-  const CalendarTime time = calendarOf(moment);
-  if (time.year < 1 || time.year > 9999)
-    throw std::runtime_error("A parameter is a date outside of the years 1 to 9999.");
-  return moment;
-}
-
-Cell clockOf(std::string_view bytes, TypeKind kind) {
+Moment clockOf(std::string_view bytes, TypeKind kind) {
   const Moment moment =
       kind == Bigtime ? numberOf<std::int64_t>(bytes) : ofTicks(numberOf<std::int32_t>(bytes));
   if (moment < 0 || moment >= kMicrosecondsPerDay)
     throw std::runtime_error("A parameter is a time outside of the day.");
   return moment;
+}
+
+Moment momentOf(std::string_view bytes, TypeKind kind) {
+  constexpr std::int64_t kDaysFromYear0To1900 = 693'961;
+  if (kind == Bigdatetime) {
+    const auto moment = numberOf<std::int64_t>(bytes);
+    return startOfDay(moment / kMicrosecondsPerDay - kDaysFromYear0To1900) +
+           moment % kMicrosecondsPerDay;
+  }
+  if (kind == Date) return startOfDay(numberOf<std::int32_t>(bytes));
+  MessageReader reader(bytes);
+  if (kind == Smalldatetime) {
+    requireLength(bytes, 2 * sizeof(std::uint16_t));
+    const Moment day = startOfDay(reader.number<std::uint16_t>());
+    return day + reader.number<std::uint16_t>() * kMicrosecondsPerMinute;
+  }
+  requireLength(bytes, 2 * sizeof(std::int32_t));
+  const Moment day = startOfDay(reader.number<std::int32_t>());
+  return day + clockOf(reader.text(sizeof(std::int32_t)), Time);
 }
 
 // --- what the value is for the engine ---
@@ -434,107 +442,6 @@ std::vector<Parameter> readParameters(MessageReader& reader, CharacterSet set) {
     parameters[i].type = typeOf(formats[i], text ? text->size() : bytes ? bytes->size() : 0);
   }
   return parameters;
-}
-
-namespace {
-
-// The first byte after what begins at `at` and holds no markers or variables of its own; `at`
-// itself elsewhere.
-std::size_t endOfOpaque(std::string_view text, std::size_t at) {
-  const char c = text[at];
-  std::size_t end = at;
-  if (c == '\'' || c == '"' || c == '[') {
-    end = tsql::endOfQuoted(text, at, c == '[' ? ']' : c);
-  } else if (tsql::isLineComment(text, at)) {
-    end = tsql::endOfLine(text, at);
-  } else if (tsql::isBlockComment(text, at)) {
-    end = tsql::endOfBlockComment(text, at);
-  }
-  return std::min(end, text.size());
-}
-
-bool isNamePart(char c) {
-  return std::isalnum(static_cast<unsigned char>(c)) != 0 ||
-         static_cast<unsigned char>(c) >= 0x80 || c == '_' || c == '#' || c == '$' || c == '@';
-}
-
-struct Places {
-  std::vector<std::size_t> markers;
-  std::vector<std::string> variables;  // each once, without global ones
-};
-
-Places placesIn(std::string_view text) {
-  Places places;
-  for (std::size_t at = 0; at < text.size();) {
-    if (const std::size_t end = endOfOpaque(text, at); end > at) {
-      at = end;
-      continue;
-    }
-    std::size_t end = at + 1;
-    if (text[at] == '?') {
-      places.markers.push_back(at);
-    } else if (isNamePart(text[at])) {
-      while (end < text.size() && isNamePart(text[end])) ++end;
-      const std::string_view word = text.substr(at, end - at);
-      if (word.starts_with('@') && !word.starts_with("@@") &&
-          std::ranges::find(places.variables, word) == places.variables.end())
-        places.variables.emplace_back(word);
-    }
-    at = end;
-  }
-  return places;
-}
-
-void requireCount(std::size_t places, std::string_view what, std::size_t values) {
-  if (places == values) return;
-  throw std::runtime_error("The statement has " + std::to_string(places) + " " + std::string(what) +
-                           ", but " + std::to_string(values) + " values came.");
-}
-
-void numberVariables(std::vector<Parameter>& parameters) {
-  std::size_t number = 0;
-  for (Parameter& parameter : parameters)
-    parameter.variable = "@parameter_" + std::to_string(++number);
-}
-
-}  // namespace
-
-std::string bindText(std::string_view text, std::vector<Parameter>& parameters) {
-  const Places places = placesIn(text);
-  if (!places.markers.empty()) {
-    requireCount(places.markers.size(), "parameter markers", parameters.size());
-    numberVariables(parameters);
-    std::string bound;
-    std::size_t from = 0;
-    for (std::size_t i = 0; i < parameters.size(); ++i) {
-      bound += text.substr(from, places.markers[i] - from);
-      bound += parameters[i].variable;
-      from = places.markers[i] + 1;
-    }
-    bound += text.substr(from);
-    return bound;
-  }
-  if (std::ranges::none_of(parameters, &std::string::empty, &Parameter::name)) {
-    for (Parameter& parameter : parameters) parameter.variable = parameter.name;
-  } else {
-    requireCount(places.variables.size(), "variables", parameters.size());
-    for (std::size_t i = 0; i < parameters.size(); ++i)
-      parameters[i].variable = places.variables[i];
-  }
-  return std::string(text);
-}
-
-std::string bindCall(std::string_view procedure, std::vector<Parameter>& parameters) {
-  numberVariables(parameters);
-  std::string text = "exec " + std::string(procedure);
-  std::string_view separator = " ";
-  for (const Parameter& parameter : parameters) {
-    text += separator;
-    if (!parameter.name.empty()) text += parameter.name + " = ";
-    text += parameter.variable + (parameter.output ? " output" : "");
-    separator = ", ";
-  }
-  return text;
 }
 
 }  // namespace kelvane::tds

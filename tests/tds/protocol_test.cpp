@@ -311,6 +311,32 @@ TEST(TdsProtocol, SurvivesParametersThatAreCutOffOrOfNoSense) {
   EXPECT_EQ(lastStatus(client.receive()), 0x10);
 }
 
+TEST(TdsProtocol, AnswersAnyBytesOfAnyType) {
+  EmbeddedCatalog catalog;
+  const TdsServer server(catalog);
+  RawClient client(server.port());
+  for (int code = 0; code < 256; ++code) {
+    for (const char width : {'\0', '\1', '\2', '\4', '\x08', '\x11'}) {
+      for (const char filler : {'\0', '\x7F', '\x80', '\xFF'}) {
+        // As the format of a counted type has it, of one with a scale, and of a long one.
+        for (const std::size_t more : {0, 1, 2, 3}) {
+          TokenBytes request;
+          request.bytes = std::string("\xEC\0\0\1\0\0\0\0\0\0\0", 11);
+          request.byte(code);
+          request.byte(width);
+          request.bytes.append(more + 1, '\0');
+          request.byte(0xD7);
+          request.byte(width);
+          request.bytes.append(40, filler);
+          client.send(PacketType::request, execution("select ?", request.bytes));
+          const int status = lastStatus(client.receive());
+          ASSERT_TRUE(status == 0x10 || status == 0x02) << code << " " << int{width};
+        }
+      }
+    }
+  }
+}
+
 TEST(TdsProtocol, WantsAsManyValuesAsThereAreMarkers) {
   EmbeddedCatalog catalog;
   const TdsServer server(catalog);
