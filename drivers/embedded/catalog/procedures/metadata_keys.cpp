@@ -174,9 +174,11 @@ void spFkeys(ProcedureRun& run) {
   for (const char* name : {"fk_name", "pk_name"})
     set.columns.push_back(run.nameColumn(name, 32, true));
 
-  std::optional<NamedObject> target, table;
-  if (pkName && !(target = tableNamed(run, *pkName, run.argument(1)))) return;
-  if (fkName && !(table = tableNamed(run, *fkName, run.argument(4)))) return;
+  const auto named = [&](const std::optional<std::string>& name, std::size_t owner) {
+    return name ? tableNamed(run, *name, run.argument(owner)) : std::nullopt;
+  };
+  const auto target = named(pkName, 1), table = named(fkName, 4);
+  if ((pkName && !target) || (fkName && !table)) return;
   const auto references = table ? referencesOf(run, "tableid", table->object.id)
                                 : referencesOf(run, "reftabid", target->object.id);
   for (const Reference& reference : references) {
