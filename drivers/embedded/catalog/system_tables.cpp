@@ -133,43 +133,9 @@ constexpr Layout kLayouts[] = {
     {kFirstMasterId + 4, "sysloginroles", "suid int, srid int, status smallint"},
 };
 
-constexpr std::string_view kIndexes =
-    "CREATE UNIQUE INDEX sysobjects_id ON sysobjects(id);"
-    "CREATE UNIQUE INDEX sysobjects_name ON sysobjects(name, uid);"
-    "CREATE INDEX sysobjects_deltrig ON sysobjects(deltrig) WHERE deltrig != 0;"
-    "CREATE UNIQUE INDEX sysindexes_id ON sysindexes(id, indid);"
-    "CREATE INDEX sysindexes_name ON sysindexes(name);"
-    "CREATE UNIQUE INDEX syscolumns_id ON syscolumns(id, colid, number);"
-    "CREATE INDEX syscolumns_cdefault ON syscolumns(cdefault) WHERE cdefault != 0;"
-    "CREATE INDEX syscolumns_domain ON syscolumns(domain) WHERE domain != 0;"
-    "CREATE INDEX systypes_name ON systypes(name);"
-    "CREATE UNIQUE INDEX systypes_usertype ON systypes(usertype);"
-    "CREATE INDEX systypes_type ON systypes(type);"
-    "CREATE UNIQUE INDEX syscomments_id ON syscomments(id, number, colid2, colid);"
-    "CREATE INDEX sysprocedures_id ON sysprocedures(id);"
-    "CREATE UNIQUE INDEX sysprotects_id ON sysprotects(id, action, grantor, uid, protecttype);"
-    "CREATE INDEX sysprotects_uid ON sysprotects(uid);"
-    "CREATE UNIQUE INDEX sysusers_uid ON sysusers(uid);"
-    "CREATE UNIQUE INDEX sysusers_name ON sysusers(name);"
-    "CREATE INDEX sysusers_gid ON sysusers(gid);"
-    "CREATE INDEX sysusers_suid ON sysusers(suid);"
-    "CREATE INDEX sysreferences_tableid ON sysreferences(tableid);"
-    "CREATE INDEX sysreferences_reftabid ON sysreferences(reftabid);"
-    "CREATE UNIQUE INDEX sysreferences_constrid ON sysreferences(constrid);"
-    "CREATE INDEX sysconstraints_tableid ON sysconstraints(tableid);"
-    "CREATE UNIQUE INDEX sysconstraints_constrid ON sysconstraints(constrid);"
-    "CREATE INDEX syskeys_id ON syskeys(id);"
-    "CREATE INDEX spt_values_type ON spt_values(type, number);"
-    "CREATE INDEX syslogins_name ON syslogins(name);"
-    "CREATE INDEX syslogins_suid ON syslogins(suid);"
-    "CREATE INDEX sysdatabases_name ON sysdatabases(name);"
-    // Not a table of the server, where the keys of an index are packed into sysindexes.
-    "CREATE TABLE index_keys(id INTEGER, indid INTEGER, position INTEGER, colid INTEGER,"
-    " descending INTEGER, PRIMARY KEY (id, indid, position)) WITHOUT ROWID;"
+constexpr std::string_view kInternalTables =
     // Roles that other roles have; the server keeps them in a table of attributes.
-    "CREATE TABLE syssrvroles_of_roles(member INTEGER, srid INTEGER);"
-    // User tables that have an SQLite table of their own.
-    "CREATE TABLE row_tables(id INTEGER PRIMARY KEY);";
+    "CREATE TABLE syssrvroles_of_roles(member INTEGER, srid INTEGER);";
 
 constexpr std::string_view kFixedRows =
     "INSERT INTO syssegments VALUES (0, 'system', 0), (1, 'default', 1), (2, 'logsegment', 0);"
@@ -231,20 +197,21 @@ std::vector<SystemTable> parseLayouts() {
   return tables;
 }
 
-std::string sqliteDefinition(const SystemTable& table) {
-  std::string sql = "CREATE TABLE " + std::string(table.name) + "(";
+VirtualTable virtualTable(const SystemTable& table, const SystemSource& source) {
+  VirtualTable made;
+  made.name = table.name;
   for (const NamedColumn& column : table.columns) {
-    if (&column != &table.columns.front()) sql += ", ";
-    sql += column.name;
     const bool isText = isCharacter(column.type.kind);
     const bool isBytes = isBinary(column.type.kind);
-    sql += isText ? " TEXT COLLATE RTRIM" : isBytes ? " BLOB" : " INTEGER";
-    // A row is written with the columns that matter; the others must not be null where the
-    // server has them not null.
-    if (!column.type.nullable)
-      sql += isText || isBytes ? " NOT NULL DEFAULT ' '" : " NOT NULL DEFAULT 0";
+    if (!made.columns.empty()) made.columns += ", ";
+    made.columns += column.name;
+    made.columns += isText ? " TEXT COLLATE RTRIM" : isBytes ? " BLOB" : " INTEGER";
+    made.isInteger.push_back(!isText && !isBytes && column.type.kind != TypeKind::Float);
   }
-  return sql + ");";
+  made.lookups = lookupsOf(table);
+  made.expectedRows = expectedRowsOf(table);
+  made.source = [&table, source]() -> RowSource& { return source(table); };
+  return made;
 }
 
 std::string noRowsDefinition() {
@@ -313,14 +280,11 @@ const SystemTable* findSystemTable(int id) {
   return found == systemTables().end() ? nullptr : &*found;
 }
 
-void createSystemTables(Database& store, const CatalogOptions& options) {
+void createSystemTables(Database& store, const CatalogOptions& options,
+                        const SystemSource& source) {
   Savepoint savepoint(store);
-  std::string definitions;
-  for (const SystemTable& table : systemTables()) definitions += sqliteDefinition(table);
-  definitions += kIndexes;
-  definitions += noRowsDefinition();
-  definitions += kFixedRows;
-  store.execute(definitions);
+  for (const SystemTable& table : systemTables()) store.addTable(virtualTable(table, source));
+  store.execute(concat(kInternalTables, noRowsDefinition(), kFixedRows));
   if (options.allowNullsByDefault) {
     store.run("UPDATE sysdatabases SET status = status | ?", database_status::kAllowNulls);
   }

@@ -170,7 +170,7 @@ void setOnColumn(ProcedureRun& run, const Binding& binding, const BoundColumn& t
 
 /// Whether what stands at the column was declared with the table, and not bound.
 bool isDeclared(ProcedureRun& run, int objectId) {
-  return TableWriter(run.writer(), {}).isInlineDefault(objectId) ||
+  return TableWriter(run.writer(), {}).isInline(objectId) ||
          run.store().value("SELECT 1 FROM sysconstraints WHERE constrid = ?", objectId).has_value();
 }
 
