@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <exception>
+#include <stdexcept>
+#include <utility>
 
 #include "drivers/embedded/tsql/error.h"
 
@@ -11,8 +13,18 @@ using namespace embedded;
 
 namespace {
 
-constexpr int kLanguage = 0x21, kLogout = 0x71, kDynamic = 0xE7;
-enum DynamicStep { kPrepare = 1, kExecute = 2, kDeallocate = 4, kAcknowledge = 0x20 };
+constexpr int kLanguage = 0x21, kLogout = 0x71, kDynamic = 0xE7, kWideDynamic = 0x62, kCall = 0xE6,
+              kWideCall = 0xE8;
+constexpr int kHasParameters = 1, kCallHasParameters = 2;
+enum DynamicStep {
+  kPrepare = 1,
+  kExecute = 2,
+  kDeallocate = 4,
+  kExecuteText = 8,
+  kAcknowledge = 0x20,
+  kDescribeInput = 0x40,
+  kDescribeOutput = 0x80,
+};
 constexpr int kLoginAcknowledged = 0xAD, kLoginSucceeded = 5, kLoginFailed = 6;
 constexpr int kInformation = 10;
 constexpr std::size_t kEnoughOutput = 1 << 18;
@@ -85,6 +97,7 @@ void ClientSession::logIn(std::string_view record) {
     return;
   }
   set_ = characterSet(login->characterSet).value_or(options_.characterSet);
+  abilities_ = readAbilities(login->capabilities);
   const auto user = options_.users.find(login->user);
   const bool known = user != options_.users.end() && !user->second.locked &&
                      user->second.password == login->password;
@@ -112,7 +125,7 @@ void ClientSession::greet(const Login& login) {
       information(5703, "Changed language setting to '" + std::string(kLanguageName) + "'."), 0);
   reply.changed(Environment::characterSet, nameOf(set_), "");
   reply.raw(acknowledgement(kLoginSucceeded));
-  if (!login.capabilities.empty()) reply.raw(login.capabilities);
+  if (!login.capabilities.empty()) reply.raw(grantedCapabilities(login.capabilities));
   reply.changed(Environment::packetSize, std::to_string(size), std::to_string(kSmallestPacket));
   packets_.packetSize(size);
   reply.finish();
@@ -131,41 +144,70 @@ void ClientSession::work() {
 void ClientSession::answer(std::string_view tokens) {
   MessageReader reader(tokens);
   const int token = reader.byte();
-  if (token == kLogout) {
-    Reply(packets_, session_, set_).finish();
-    ended_ = true;
-  } else if (token == kLanguage) {
-    const auto length = reader.number<std::uint32_t>();
-    const bool hasParameters = reader.byte() != 0;
-    if (hasParameters) return refuse("Parameters");
-    // The old packets do not tell the length.
-    runBatch(reader.text(length > 0 ? length - 1 : tokens.size()));
-  } else if (token == kDynamic) {
-    reader.number<std::uint16_t>();  // the length of the token, which nothing stands behind
-    answerDynamic(reader);
-  } else {
-    refuse("Requests of this kind");
+  try {
+    if (token == kLogout) {
+      Reply(packets_, session_, set_).finish();
+      ended_ = true;
+    } else if (token == kLanguage) {
+      answerLanguage(reader);
+    } else if (token == kDynamic || token == kWideDynamic) {
+      answerDynamic(reader, token == kWideDynamic);
+    } else if (token == kCall || token == kWideCall) {
+      answerCall(reader, token == kWideCall);
+    } else {
+      refuse("Requests with the token " + std::to_string(token));
+    }
+  } catch (const std::exception&) {
+    Reply reply(packets_, session_, set_);
+    reply.notice({failureText()});
+    reply.finish();
   }
 }
 
-void ClientSession::answerDynamic(MessageReader& reader) {
-  constexpr int kHasParameters = 1;
+std::vector<Parameter> ClientSession::parametersOf(MessageReader& reader, bool given) {
+  return given ? readParameters(reader, set_) : std::vector<Parameter>();
+}
+
+void ClientSession::answerLanguage(MessageReader& reader) {
+  const auto length = reader.number<std::uint32_t>();
+  const bool hasParameters = (reader.byte() & kHasParameters) != 0;
+  // The old packets do not tell the length.
+  const std::string text = decoded(reader.text(length > 0 ? length - 1 : reader.left()), set_);
+  std::vector<Parameter> parameters = parametersOf(reader, hasParameters);
+  const std::string bound = bindText(text, parameters);
+  runBatch(bound, std::move(parameters));
+}
+
+void ClientSession::answerDynamic(MessageReader& reader, bool wide) {
+  const auto length = [&]() -> std::size_t {
+    return wide ? reader.number<std::uint32_t>() : reader.number<std::uint16_t>();
+  };
+  length();  // of the token
   const int step = reader.byte();
-  if (reader.byte() == kHasParameters) return refuse("Parameters");
+  const bool hasParameters = (reader.byte() & kHasParameters) != 0;
   const std::string id(reader.text(reader.byte()));
-  const std::string_view text = reader.text(reader.number<std::uint16_t>());
-  if (step == kExecute) {
+  // Some clients leave it out where there is none.
+  const std::string text = decoded(reader.left() == 0 ? "" : reader.text(length()), set_);
+  if (step == kExecute || step == kExecuteText) {
     const auto found = prepared_.find(id);
-    if (found == prepared_.end()) return refuse("Unknown prepared statements");
-    return runBatch(found->second);
+    if (step == kExecute && found == prepared_.end())
+      throw std::runtime_error("There is no prepared statement '" + id + "'.");
+    std::vector<Parameter> parameters = parametersOf(reader, hasParameters);
+    const std::string bound = bindText(step == kExecute ? found->second : text, parameters);
+    return runBatch(bound, std::move(parameters));
   }
+  keepPrepared(step, id, text);
+}
+
+void ClientSession::keepPrepared(int step, const std::string& id, std::string_view text) {
   if (step == kPrepare) {
-    // It comes as `create proc ID as TEXT`.
+    // It may come as `create proc ID as TEXT`.
     const std::string wrapping = "create proc " + id + " as ";
-    if (!text.starts_with(wrapping)) return refuse("Prepared statements of this form");
-    prepared_[id] = text.substr(wrapping.size());
+    prepared_[id] = text.substr(text.starts_with(wrapping) ? wrapping.size() : 0);
   } else if (step == kDeallocate) {
     prepared_.erase(id);
+  } else if (step == kDescribeInput || step == kDescribeOutput) {
+    return refuse("Descriptions of prepared statements");
   } else {
     return refuse("Requests of this kind");
   }
@@ -174,23 +216,33 @@ void ClientSession::answerDynamic(MessageReader& reader) {
   content.byte(0);
   content.shortText(id);
   token.counted(kDynamic, content.bytes);
-  Reply reply(packets_, session_, set_);
-  reply.raw(token.bytes);
-  reply.finish();
+  Reply answer = reply();
+  answer.raw(token.bytes);
+  answer.finish();
+}
+
+void ClientSession::answerCall(MessageReader& reader, bool wide) {
+  reader.number<std::uint16_t>();  // the length of the token
+  const std::size_t length = wide ? reader.number<std::uint16_t>() : reader.byte();
+  const std::string procedure = decoded(reader.text(length), set_);
+  const bool hasParameters = (reader.number<std::uint16_t>() & kCallHasParameters) != 0;
+  std::vector<Parameter> parameters = parametersOf(reader, hasParameters);
+  const std::string text = bindCall(procedure, parameters);
+  runBatch(text, std::move(parameters), Outputs::sent);
 }
 
 void ClientSession::refuse(const std::string& what) {
-  Reply reply(packets_, session_, set_);
-  reply.notice({{tsql::kNotSupported, 16, 1, what + " are not supported."}});
-  reply.finish();
+  Reply answer = reply();
+  answer.notice({{tsql::kNotSupported, 16, 1, what + " are not supported."}});
+  answer.finish();
 }
 
-void ClientSession::runBatch(std::string_view bytes) {
-  const std::string text = decoded(bytes, set_);
+void ClientSession::runBatch(const std::string& text, std::vector<Parameter> parameters,
+                             Outputs outputs) {
   const std::size_t from = output().size();
   fault_ = options_.fault ? options_.fault(text, batches_) : std::nullopt;
   ++batches_;
-  reply_.emplace(packets_, session_, set_);
+  reply_.emplace(reply());
   if (fault_ && fault_->kind == Fault::Kind::error) {
     reply_->notice({{9999, 16, 1, "The statement was made to fail."}, 1});
     reply_->finish();
@@ -198,8 +250,7 @@ void ClientSession::runBatch(std::string_view bytes) {
   }
   const std::string database = session_.caller.database;
   try {
-    session_.server.beginBatch();
-    stream_ = session_.runStreaming(text, *reply_);
+    run(text, std::move(parameters), outputs);
     tellDatabase(database);
     if (stream_) reply_->beginRows(stream_->columns);
   } catch (const std::exception&) {
@@ -215,6 +266,28 @@ void ClientSession::runBatch(std::string_view bytes) {
   reply_->finish();
   spoil(from);
   endStream();
+}
+
+void ClientSession::run(const std::string& text, std::vector<Parameter> parameters,
+                        Outputs outputs) {
+  session_.server.beginBatch();
+  if (parameters.empty()) {
+    stream_ = session_.runStreaming(text, *reply_);
+    return;
+  }
+  Variables variables;
+  for (Parameter& parameter : parameters)
+    variables[parameter.variable] = {parameter.type, std::move(parameter.value)};
+  stream_ = session_.runStreaming(text, variables, *reply_);
+  std::vector<ResultColumn> columns;
+  Row values;
+  for (const Parameter& parameter : parameters) {
+    if (outputs == Outputs::none || !parameter.output) continue;
+    const Variable& variable = variables[parameter.variable];
+    columns.push_back({parameter.name, variable.type});
+    values.push_back(variable.value);
+  }
+  if (!columns.empty() && reply_->procedureEnded()) reply_->outputs(columns, values);
 }
 
 void ClientSession::tellDatabase(const std::string& before) {
@@ -254,7 +327,7 @@ void ClientSession::endStream() {
 
 void ClientSession::cancel() {
   requests_.clear();
-  if (!reply_) reply_.emplace(packets_, session_, set_);
+  if (!reply_) reply_.emplace(reply());
   reply_->finish(DoneStatus::attention);
   endStream();
 }

@@ -9,9 +9,12 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "drivers/embedded/engine/session.h"
+#include "support/tds_server/abilities.h"
 #include "support/tds_server/login.h"
+#include "support/tds_server/parameters.h"
 #include "support/tds_server/reply.h"
 #include "support/tds_server/server.h"
 
@@ -36,15 +39,26 @@ class ClientSession {
   bool ended() const { return ended_; }
 
  private:
+  /// Whether the client wants to have parameters back.
+  enum class Outputs { none, sent };
+
+  Reply reply() { return Reply(packets_, session_, set_, abilities_); }
   void take(const PacketReader::Message& message);
   void logIn(std::string_view record);
   void greet(const Login& login);
   void refuseLogin();
   void answer(std::string_view tokens);
+  void answerLanguage(MessageReader& reader);
   /// A prepared statement; it is kept as its text.
-  void answerDynamic(MessageReader& reader);
-  void runBatch(std::string_view text);
+  void answerDynamic(MessageReader& reader, bool wide);
+  void keepPrepared(int step, const std::string& id, std::string_view text);
+  /// A procedure called other than by a text.
+  void answerCall(MessageReader& reader, bool wide);
+  std::vector<Parameter> parametersOf(MessageReader& reader, bool given);
+  void runBatch(const std::string& text, std::vector<Parameter> parameters = {},
+                Outputs outputs = Outputs::none);
   void refuse(const std::string& what);
+  void run(const std::string& text, std::vector<Parameter> parameters, Outputs outputs);
   void tellDatabase(const std::string& before);
   void pump();
   void endStream();
@@ -58,6 +72,7 @@ class ClientSession {
   PacketReader reader_;
   PacketWriter packets_;
   CharacterSet set_ = CharacterSet::utf8;
+  Abilities abilities_;
   bool loggedIn_ = false;
   bool ended_ = false;
   bool silent_ = false;

@@ -29,6 +29,7 @@ struct WireType {
 };
 
 constexpr int kRowFormat = 0xEE, kWideRowFormat = 0x61, kRow = 0xD1;
+constexpr int kParameterFormat = 0xEC, kParameters = 0xD7, kIsOutput = 0x01;
 constexpr int kNullsAllowed = 0x20, kIdentity = 0x40;
 constexpr int kLongChar = 0xAF, kLongBinary = 0xE1;
 constexpr int kLongestCounted = 255;
@@ -36,9 +37,10 @@ constexpr std::int32_t kLongest = 0x7FFFFFFF;
 constexpr int kMicrosecondPrecision = 6;
 constexpr std::int64_t kDaysFromYear0To1900 = 693'961;
 
-WireType wireType(const ColumnType& type) {
-  // FreeTDS misreads the format of unitext; as a long univarchar all clients understand it.
-  if (isUnicode(type.kind)) return {kLongBinary, Layout::longValue};
+WireType wireType(const ColumnType& type, bool unitexts) {
+  // A client that does not know unitext understands a long univarchar.
+  if (isUnicode(type.kind) && !(isLong(type.kind) && unitexts))
+    return {kLongBinary, Layout::longValue};
   if (isLong(type.kind)) return {type.storageCode, Layout::blob};
   if (isCharacter(type.kind) || isBinary(type.kind)) {
     if (type.length <= kLongestCounted) return {type.storageCode, Layout::counted};
@@ -54,22 +56,29 @@ WireType wireType(const ColumnType& type) {
   return {type.storageCode, Layout::fixed};
 }
 
+// The most bytes of a value, as the format states it.
+int widthOf(const ColumnType& type) {
+  if (isLong(type.kind)) return kLongest;
+  // The catalog has names longer than the type that it declares for them.
+  return type.kind == TypeKind::Sysname ? kLongestCounted : type.length;
+}
+
 // User type, data type, and what belongs to it.
-void writeType(TokenBytes& out, const ColumnType& type) {
-  const WireType wire = wireType(type);
+void writeType(TokenBytes& out, const ColumnType& type, bool unitexts) {
+  const WireType wire = wireType(type, unitexts);
   // Clients know Unicode text from bytes by this alone.
   const TypeKind unicodeKind = type.kind == TypeKind::Unichar ? type.kind : TypeKind::Univarchar;
-  out.number(isUnicode(type.kind) ? systemType(unicodeKind).userType : type.userType);
+  const bool isUnicodeBytes = isUnicode(type.kind) && wire.layout == Layout::longValue;
+  out.number(isUnicodeBytes ? systemType(unicodeKind).userType : type.userType);
   out.byte(wire.code);
   switch (wire.layout) {
     case Layout::fixed:
       break;
     case Layout::counted:
-      // The catalog has names longer than the type that it declares for them.
-      out.byte(type.kind == TypeKind::Sysname ? kLongestCounted : type.length);
+      out.byte(widthOf(type));
       break;
     case Layout::longValue:
-      out.number(isLong(type.kind) ? kLongest : type.length);
+      out.number(widthOf(type));
       break;
     case Layout::number:
       out.byte(type.length);
@@ -209,9 +218,10 @@ void writeNull(TokenBytes& out, Layout layout, const ResultColumn& column) {
   }
 }
 
-void writeValue(TokenBytes& out, const ResultColumn& column, const Cell& cell, CharacterSet set) {
+void writeValue(TokenBytes& out, const ResultColumn& column, const Cell& cell, CharacterSet set,
+                bool unitexts) {
   constexpr std::size_t kPointer = 16, kStamp = 8;
-  const Layout layout = wireType(column.type).layout;
+  const Layout layout = wireType(column.type, unitexts).layout;
   if (isNull(cell)) return writeNull(out, layout, column);
   std::string bytes = valueBytes(cell, column.type, set);
   if (layout == Layout::blob) {
@@ -222,6 +232,12 @@ void writeValue(TokenBytes& out, const ResultColumn& column, const Cell& cell, C
     // No bytes would be a null; what is empty has a blank, or a zero.
     if (bytes.empty()) bytes.assign(isUnicode(column.type.kind) ? 2 : 1, '\0');
     if (isCharacter(column.type.kind) && bytes[0] == '\0') bytes[0] = ' ';
+    // Clients cut what is longer than the format says, without a word.
+    if (bytes.size() > static_cast<std::size_t>(widthOf(column.type))) {
+      throw std::length_error("Column '" + column.name + "' takes " +
+                              std::to_string(widthOf(column.type)) + " bytes but contains " +
+                              std::to_string(bytes.size()) + ".");
+    }
     if (layout == Layout::longValue) {
       out.doubleWord(bytes.size());
     } else {
@@ -233,7 +249,8 @@ void writeValue(TokenBytes& out, const ResultColumn& column, const Cell& cell, C
 
 }  // namespace
 
-void writeFormat(TokenBytes& out, const std::vector<ResultColumn>& columns, CharacterSet set) {
+void writeFormat(TokenBytes& out, const std::vector<ResultColumn>& columns, CharacterSet set,
+                 const Abilities& abilities) {
   constexpr std::size_t kMostBytes = 0xFFFF;
   TokenBytes narrow, wide;
   narrow.word(columns.size());
@@ -242,23 +259,40 @@ void writeFormat(TokenBytes& out, const std::vector<ResultColumn>& columns, Char
     const std::string name = encoded(column.name, set);
     narrow.shortText(name);
     narrow.byte(statusOf(column.type));
-    writeType(narrow, column.type);
+    writeType(narrow, column.type, abilities.unitexts);
     wide.shortText(name);
     wide.bytes.append(3, '\0');  // catalog, owner, table
     wide.shortText(name);
     wide.number(std::int32_t{statusOf(column.type)});
-    writeType(wide, column.type);
+    writeType(wide, column.type, abilities.unitexts);
   }
-  if (narrow.bytes.size() <= kMostBytes) return out.counted(kRowFormat, narrow.bytes);
+  if (narrow.bytes.size() <= kMostBytes || !abilities.wideFormats)
+    return out.counted(kRowFormat, narrow.bytes);
   out.byte(kWideRowFormat);
   out.doubleWord(wide.bytes.size());
   out.bytes += wide.bytes;
 }
 
 void writeRow(TokenBytes& out, const std::vector<ResultColumn>& columns, const Row& row,
-              CharacterSet set) {
+              CharacterSet set, const Abilities& abilities) {
   out.byte(kRow);
-  for (std::size_t i = 0; i < columns.size(); ++i) writeValue(out, columns[i], row[i], set);
+  for (std::size_t i = 0; i < columns.size(); ++i)
+    writeValue(out, columns[i], row[i], set, abilities.unitexts);
+}
+
+void writeParameters(TokenBytes& out, const std::vector<ResultColumn>& columns, const Row& row,
+                     CharacterSet set, const Abilities& abilities) {
+  TokenBytes format;
+  format.word(columns.size());
+  for (const ResultColumn& column : columns) {
+    format.shortText(encoded(column.name, set));
+    format.byte(statusOf(column.type) | kIsOutput);
+    writeType(format, column.type, abilities.unitexts);
+  }
+  out.counted(kParameterFormat, format.bytes);
+  out.byte(kParameters);
+  for (std::size_t i = 0; i < columns.size(); ++i)
+    writeValue(out, columns[i], row[i], set, abilities.unitexts);
 }
 
 }  // namespace kelvane::tds

@@ -1,5 +1,7 @@
 #include "support/tds_server/reply.h"
 
+#include <algorithm>
+
 #include "support/tds_server/columns.h"
 
 namespace kelvane::tds {
@@ -53,19 +55,44 @@ void Reply::endRows() {
 }
 
 void Reply::beginRows(const std::vector<ResultColumn>& columns) {
+  columns_ = readableColumns(columns, abilities_);
+  computed_ = columns;
+  adapts_ = !std::ranges::equal(columns_, computed_, {}, &ResultColumn::type, &ResultColumn::type);
   TokenBytes out;
-  writeFormat(out, columns, set_);
+  writeFormat(out, columns_, set_, abilities_);
   raw(out.bytes);
-  columns_ = columns;
   inRows_ = true;
   rows_ = 0;
 }
 
 void Reply::writeRow(const Row& row) {
   TokenBytes out;
-  tds::writeRow(out, columns_, row, set_);
+  if (!adapts_) {
+    tds::writeRow(out, columns_, row, set_, abilities_);
+  } else {
+    tds::writeRow(out, columns_, readable(computed_, row), set_, abilities_);
+  }
   packets_.append(out.bytes);
   ++rows_;
+}
+
+bool Reply::procedureEnded() const { return held_ && held_->token == kDoneProcedure; }
+
+void Reply::outputs(const std::vector<ResultColumn>& columns, const Row& row) {
+  columns_ = readableColumns(columns, abilities_);
+  TokenBytes out;
+  writeParameters(out, columns_, readable(columns, row), set_, abilities_);
+  // The end of the procedure, which waits to be sent, comes behind them.
+  packets_.append(out.bytes);
+}
+
+Row Reply::readable(const std::vector<ResultColumn>& columns, const Row& row) const {
+  Row values;
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    const ColumnType &from = columns[i].type, &to = columns_[i].type;
+    values.push_back(from.kind == to.kind ? row[i] : readableValue(row[i], from, to));
+  }
+  return values;
 }
 
 void Reply::count(std::int64_t rows) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "drivers/embedded/engine/session.h"
+#include "support/tds_server/abilities.h"
 #include "support/tds_server/wire.h"
 
 namespace kelvane::tds {
@@ -19,8 +20,9 @@ enum class Environment { database = 1, language = 2, characterSet = 3, packetSiz
 
 class Reply final : public embedded::Outcome {
  public:
-  Reply(PacketWriter& packets, const embedded::Session& session, CharacterSet set)
-      : packets_(packets), session_(session), set_(set) {}
+  Reply(PacketWriter& packets, const embedded::Session& session, CharacterSet set,
+        const Abilities& abilities = {})
+      : packets_(packets), session_(session), set_(set), abilities_(abilities) {}
 
   void beginRows(const std::vector<embedded::ResultColumn>& columns) override;
   void row(embedded::Row row) override { writeRow(row); }
@@ -30,6 +32,10 @@ class Reply final : public embedded::Outcome {
   void beginProcedure(const std::string& name) override;
   void endProcedure(int status) override;
 
+  /// Whether nothing came behind the end of a procedure.
+  bool procedureEnded() const;
+  /// The output parameters of the procedure that has just ended.
+  void outputs(const std::vector<embedded::ResultColumn>& columns, const embedded::Row& row);
   void changed(Environment what, std::string_view now, std::string_view before);
   /// A text that ASE sends: its line end is added.
   void message(const embedded::ServerMessage& message, std::uint32_t line);
@@ -53,9 +59,15 @@ class Reply final : public embedded::Outcome {
 
   PacketWriter& packets_;
   const embedded::Session& session_;
+  embedded::Row readable(const std::vector<embedded::ResultColumn>& columns,
+                         const embedded::Row& row) const;
+
   CharacterSet set_;
+  Abilities abilities_;
   std::optional<Done> held_;
-  std::vector<embedded::ResultColumn> columns_;
+  std::vector<embedded::ResultColumn> columns_;   ///< as the client reads them
+  std::vector<embedded::ResultColumn> computed_;  ///< as their values come
+  bool adapts_ = false;                           ///< whether these differ
   bool inRows_ = false;
   std::int64_t rows_ = 0;
   std::vector<std::string> procedures_;  ///< those that run, the outermost first

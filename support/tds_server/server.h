@@ -6,8 +6,9 @@
 //
 // A last query of a batch is computed as its rows are sent. Batches run to their end before
 // anything else is served, so a cancellation is heard between batches and within such a query.
-// Prepared statements are kept as texts. Parameters, and procedures called other than by text, are
-// refused.
+// Prepared statements are kept as texts; parameters are variables of the batch. A client gets
+// values in types that it has said it knows. Server cursors, bulk copies, notifications and
+// descriptions of prepared statements are refused.
 #pragma once
 
 #include <cstddef>

@@ -1,18 +1,30 @@
 #include "support/tds_server/wire.h"
 
+#include <stdexcept>
 #include <utility>
 
 #include "model/text.h"
 
 namespace kelvane::tds {
 
+namespace {
+
+void requireRoom(std::size_t length, std::size_t most) {
+  if (length <= most) return;
+  throw std::length_error("The protocol has no room for " + std::to_string(length) +
+                          " bytes where it takes at most " + std::to_string(most) + ".");
+}
+
+}  // namespace
+
 void TokenBytes::shortText(std::string_view text) {
-  const std::string_view fitting = text.substr(0, 255);
-  byte(static_cast<int>(fitting.size()));
-  bytes += fitting;
+  requireRoom(text.size(), 0xFF);
+  byte(static_cast<int>(text.size()));
+  bytes += text;
 }
 
 void TokenBytes::counted(int token, std::string_view content) {
+  requireRoom(content.size(), 0xFFFF);
   byte(token);
   word(content.size());
   bytes += content;

@@ -34,7 +34,8 @@ class TokenBytes {
   void byte(int value) { bytes.push_back(static_cast<char>(value)); }
   void word(std::size_t value) { number(static_cast<std::uint16_t>(value)); }
   void doubleWord(std::size_t value) { number(static_cast<std::uint32_t>(value)); }
-  /// Its length in one byte, then the text, cut where it would not fit.
+  /// Its length in one byte, then the text. Throws std::length_error when it does not fit, as does
+  /// `counted`.
   void shortText(std::string_view text);
   /// A token with a length in two bytes.
   void counted(int token, std::string_view content);
@@ -47,6 +48,7 @@ class MessageReader {
  public:
   explicit MessageReader(std::string_view bytes) : rest_(bytes) {}
   bool atEnd() const { return rest_.empty(); }
+  std::size_t left() const { return rest_.size(); }
   std::uint8_t byte() { return number<std::uint8_t>(); }
   template <class Number>
   Number number() {

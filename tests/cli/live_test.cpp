@@ -101,6 +101,39 @@ TEST_F(Live, SidesOfAnyKindsDifferAlike) {
   }
 }
 
+// Pieces of a definition that held 255 letters, not bytes, would lose their ends on the way.
+TEST_F(Live, DefinitionsBeyondAsciiArriveWhole) {
+  const auto procedure = [](const std::string& letter, const std::string& last) {
+    std::string text = "create procedure p as select '";
+    while (text.size() < 250) text += letter;
+    return text + last + "'\ngo\n";
+  };
+  for (const std::string letter : {"\u00FC", "\u20AC", "\U0001F600"}) {
+    for (const int blanks : {0, 1, 2, 3}) {
+      const std::string before(static_cast<std::size_t>(blanks), ' ');
+      const std::string source = procedure(letter, before + letter + "abcdef");
+      const std::string target = procedure(letter, before + letter + "abcdeg");
+      embedded::EmbeddedCatalog oldCatalog = tds::catalogOf(source),
+                                newCatalog = tds::catalogOf(target);
+      const tds::TdsServer oldServer(oldCatalog), newServer(newCatalog);
+      const auto compare = [&](std::vector<std::string> sides) {
+        sides.insert(sides.begin(), "compare");
+        Program program(sides, with({{"KELVANE_PASSWORD", "x"}}));
+        return program.wait();
+      };
+      const std::vector<std::string> live{"--source-server", address(oldServer), "--source-user",
+                                          "sa"};
+      const auto liveAgainst = [&](std::vector<std::string> target) {
+        target.insert(target.begin(), live.begin(), live.end());
+        return compare(target);
+      };
+      EXPECT_EQ(liveAgainst({"--target-server", address(newServer), "--target-user", "sa"}),
+                kDifferences);
+      EXPECT_EQ(liveAgainst({file("same.sql", source)}), kNoDifference);
+    }
+  }
+}
+
 TEST_F(Live, APasswordComesFromItsSourcesInTheirOrder) {
   auto catalog = tds::catalogOf(kScript);
   const tds::TdsServer server(catalog, guarded());

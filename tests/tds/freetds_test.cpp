@@ -204,6 +204,149 @@ TEST(TdsServerForJava, AnswersTheReadersStatementsAsTheEmbeddedConnectionDoes) {
   EXPECT_EQ(printed.messages, expected.messages);
 }
 
+constexpr const char* kProgramsScript =
+    R"(create table goods (i int not null, name varchar(10) null, price numeric(8,2) null,
+  constraint pk_goods primary key (i))
+create table orders (n int not null, good int null,
+  constraint fk_good foreign key (good) references goods (i))
+create index by_good on orders (good, n)
+create table tiny (a int null)
+create table values_of (i int not null, s smallint null, g bigint null, ui unsigned int null,
+  ug unsigned bigint null, f float null, r real null, m money null, nu numeric(38,4) null,
+  d datetime null, dd date null, tt time null, bd bigdatetime null, bt bigtime null,
+  v varchar(300) null, uv univarchar(20) null, tx text null, ut unitext null,
+  vb varbinary(20) null, im image null, b bit)
+go
+create procedure twice @n int, @t varchar(20) output, @d numeric(8,2) = null output as
+select @n * 2 as n
+select @t = @t + @t, @d = @n / 4.0
+return 7
+go
+)";
+
+// Types that jTDS does not know come as those that it does: bigdatetime as datetime.
+constexpr const char* kProgramsOutput = R"(-- tables
+main|dbo|tiny|TABLE
+-- columns
+i|4|int|10|0|0
+name|12|varchar|10|0|1
+price|2|numeric|8|2|1
+-- keys
+i|1|pk_goods
+-- references
+goods|i|orders|good|fk_good
+-- indexes
+0|null|0|null
+1|by_good|3|good
+1|by_good|3|n
+-- procedures
+dbo|twice
+-- parameters
+@n|1|4
+@t|2|12
+@d|2|2
+-- best
+i
+-- types
+bit
+tinyint
+bigint
+varbinary
+binary
+char
+unichar
+numeric
+money
+smallmoney
+decimal
+int
+smallint
+real
+float
+varchar
+univarchar
+usmallint
+uint
+ubigint
+date
+time
+datetime
+smalldatetime
+bigdatetime
+bigtime
+image
+unitext
+text
+-- databases
+main
+master
+model
+sybsystemprocs
+tempdb
+written|1
+written|1
+i int|1
+s smallint|-6
+g bigint|-9223372036854775808
+ui unsigned int|4000000000
+ug unsigned bigint|8446744073709551615
+f float|1.25
+r real|2.5
+m money|-922337203685477.5807
+nu numeric|1234567890123456789012345678901234.5678
+d datetime|2024-02-29 13:14:15.123
+dd date|2024-02-28
+tt time|13:14:15.0
+bd datetime|2024-02-29 13:14:15.123
+bt time|01:02:03.0
+v varchar|280 of x
+uv univarchar|Ωü
+tx text|20000 of y
+ut unitext|300 of Ω
+vb varbinary|0102FF
+im image|40000 of 0
+b bit|1
+i int|2
+s smallint|null
+g bigint|null
+ui unsigned int|null
+ug unsigned bigint|null
+f float|null
+r real|null
+m money|null
+nu numeric|null
+d datetime|null
+dd date|null
+tt time|null
+bd datetime|null
+bt time|null
+v varchar|null
+uv univarchar|null
+tx text|null
+ut unitext|null
+vb varbinary|null
+im image|null
+b bit|1
+-- call
+10
+7|abab|1.25
+207
+)";
+
+TEST(TdsServerForJava, AnswersWhatProgramsAskThroughJdbc) {
+  constexpr std::string_view kJar = KELVANE_JTDS;
+  if (kJar.empty() || std::system("command -v java >/dev/null") != 0)
+    GTEST_SKIP() << "install libjtds-java and a JDK";
+  EmbeddedCatalog catalog = catalogOf(kProgramsScript);
+  const TdsServer server(catalog);
+  const Printed printed = Programs().run("java -Dfile.encoding=UTF-8 -cp '" + std::string(kJar) +
+                                             "' " KELVANE_TEST_FOLDER "/JtdsPrograms.java " +
+                                             std::to_string(server.port()),
+                                         "");
+  EXPECT_EQ(printed.rows, std::string(kProgramsOutput) + kProgramsOutput);
+  EXPECT_EQ(printed.messages, "");
+}
+
 TEST_F(TdsServerTest, SaysWhereAnErrorIs) {
   const struct {
     const char *batch, *rows, *messages;

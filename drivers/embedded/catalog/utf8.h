@@ -22,4 +22,16 @@ inline std::string_view firstCharacters(std::string_view text, std::size_t count
   return text.substr(0, std::min(end, text.size()));
 }
 
+/// The longest beginning of at most `limit` bytes that ends between characters; all of the first
+/// character where that one alone is longer.
+inline std::string_view firstBytes(std::string_view text, std::size_t limit) {
+  std::size_t end = 0;
+  while (end < text.size()) {
+    const std::size_t next = end + characterAt(text, end).size();
+    if (next > limit && end > 0) break;
+    end = next;
+  }
+  return text.substr(0, end);
+}
+
 }  // namespace kelvane::embedded

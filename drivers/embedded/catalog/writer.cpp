@@ -12,7 +12,7 @@ namespace kelvane::embedded {
 
 namespace {
 
-constexpr std::size_t kTextPiece = 255;
+constexpr std::size_t kTextPiece = 255;  // bytes: the width of syscomments.text
 constexpr std::size_t kNameTablePart = 10;
 constexpr std::size_t kNameColumnPart = 6;
 
@@ -100,7 +100,7 @@ int CatalogWriter::addUnnamedObject(const ObjectInfo& table, std::string_view co
 
 void CatalogWriter::saveText(int id, int number, std::string_view text) {
   for (int colid = 1; !text.empty(); ++colid) {
-    const std::string_view piece = firstCharacters(text, kTextPiece);
+    const std::string_view piece = firstBytes(text, kTextPiece);
     SysComment row;
     row.id = id;
     row.number = number;

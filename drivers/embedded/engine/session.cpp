@@ -222,12 +222,12 @@ tsql::ParseOptions Session::parseOptions() const {
   return {caller.quotedIdentifier, server.catalog.options().longestName()};
 }
 
-std::shared_ptr<ParsedBatch> Session::parsed(std::string_view text) {
+std::shared_ptr<ParsedBatch> Session::parsed(std::string_view text, Keeping keeping) {
   // A tree takes some hundred times the memory of its text.
   constexpr std::size_t kMostKept = 1 << 20;
   const tsql::ParseOptions how = parseOptions();
   auto batch = std::make_shared<ParsedBatch>(std::string(text));
-  if (text.size() > kLongestKeptBatch) {
+  if (text.size() > kLongestKeptBatch || keeping == Keeping::none) {
     batch->statements = tsql::parseBatch(batch->text, how);
     return batch;
   }
@@ -258,10 +258,11 @@ std::shared_ptr<ParsedBatch> Session::parsed(std::string_view text) {
   return batch;
 }
 
-std::shared_ptr<ParsedBatch> Session::parse(std::string_view text, Outcome& outcome) {
+std::shared_ptr<ParsedBatch> Session::parse(std::string_view text, Outcome& outcome,
+                                            Keeping keeping) {
   try {
     server.countStep();
-    return parsed(text);
+    return parsed(text, keeping);
   } catch (const tsql::ServerError& error) {
     lastError = error.number;
     Notice notice{{error.number, error.severity, error.state, error.text()}, error.line};
@@ -302,6 +303,20 @@ std::optional<RowStream> Session::runStreaming(std::string_view text, Outcome& o
   BatchRun run(*this, batch, outcome);
   const JoinedStatements joined(server);
   if (run.compile()) run.run(&stream);
+  return stream;
+}
+
+std::optional<RowStream> Session::runStreaming(std::string_view text, Variables& parameters,
+                                               Outcome& outcome) {
+  std::optional<RowStream> stream;
+  // Not a kept one: the types of the parameters belong to what the statements mean.
+  const auto batch = parse(text, outcome, Keeping::none);
+  if (!batch) return stream;
+  BatchRun run(*this, batch, outcome);
+  run.variables() = parameters;
+  const JoinedStatements joined(server);
+  if (run.compile()) run.run(&stream);
+  parameters = std::move(run.variables());
   return stream;
 }
 

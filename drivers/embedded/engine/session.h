@@ -170,6 +170,10 @@ class Session {
   /// The same, but when the last statement is a query whose rows are nobody else's business, it is
   /// handed back instead of being read.
   std::optional<RowStream> runStreaming(std::string_view batch, Outcome& outcome);
+  /// The same for a batch that sees these variables without declaring them; what it leaves in
+  /// them is there afterwards.
+  std::optional<RowStream> runStreaming(std::string_view batch, Variables& parameters,
+                                        Outcome& outcome);
   /// The next row of a stream of this session.
   bool step(RowStream& stream);
 
@@ -213,11 +217,14 @@ class Session {
   std::string temporaryStorage(const std::string& columns);
   /// Never the same again.
   int nextTemporary() { return ++temporaryNumber_; }
+  /// Whether a parsed batch serves again when its shape comes again.
+  enum class Keeping { byShape, none };
   /// Null when the text is no T-SQL, which has then been reported.
-  std::shared_ptr<ParsedBatch> parse(std::string_view batch, Outcome& outcome);
+  std::shared_ptr<ParsedBatch> parse(std::string_view batch, Outcome& outcome,
+                                     Keeping keeping = Keeping::byShape);
 
  private:
-  std::shared_ptr<ParsedBatch> parsed(std::string_view text);
+  std::shared_ptr<ParsedBatch> parsed(std::string_view text, Keeping keeping);
 
   int number_;
   int temporaryNumber_ = 0;

@@ -244,6 +244,11 @@ Execute Parser::executeCall() {
   if (atKind(TokenKind::Variable)) {
     result.procedureVariable = variableName();
   } else {
+    // Drivers write the dots of a database and an owner that they do not name.
+    if (atSymbol(".") && atSymbol(".", 1)) {
+      take();
+      take();
+    }
     result.procedure = objectName();
   }
   if (atSymbol(";") && atKind(TokenKind::Integer, 1)) {

@@ -8,8 +8,9 @@ namespace kelvane::embedded {
 namespace {
 
 const Procedure* findProcedure(std::string_view name) {
-  for (const auto group : {columnProcedures(), reportProcedures(), typeProcedures(),
-                           userProcedures(), objectProcedures()}) {
+  for (const auto group :
+       {columnProcedures(), reportProcedures(), typeProcedures(), userProcedures(),
+        objectProcedures(), metadataProcedures(), keyProcedures(), privilegeProcedures()}) {
     const auto found = std::ranges::find(group, name, &Procedure::name);
     if (found != group.end()) return &*found;
   }
@@ -63,6 +64,14 @@ std::optional<std::string> ProcedureRun::argument(std::size_t position) const {
   std::optional<std::string> value = arguments_[position];
   if (value) value->erase(value->find_last_not_of(' ') + 1);
   return value;
+}
+
+ResultColumn ProcedureRun::nameColumn(std::string name, int width, bool nullable) {
+  // Of a 12.5, as a unit: a column that lists several names takes as many of the long ones.
+  constexpr int kShortName = 30;
+  const int longest = static_cast<int>(catalog().options().longestName());
+  if (longest > kShortName) width = width / kShortName * longest;
+  return {std::move(name), declaredType(TypeKind::Varchar, width, {}, nullable)};
 }
 
 ObjectInfo ProcedureRun::requireObject(std::string_view name) {

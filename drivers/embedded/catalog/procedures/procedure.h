@@ -45,6 +45,12 @@ class ProcedureRun {
   /// Says that `what` was accepted but is not kept.
   void ignore(std::string what) { result_.ignored.push_back(std::move(what)); }
 
+  /// Whether types of release 15 are there: unless the catalog is a 12.5.
+  bool takesTypesOf15() const { return writer_.catalog().options().release != Release::ase125; }
+
+  /// A result's column for names: wider where the catalog takes longer names than a 12.5.
+  ResultColumn nameColumn(std::string name, int width, bool nullable);
+
   /// An object of the current database named by a text. Fails with 17460 or 17461.
   ObjectInfo requireObject(std::string_view name);
 
@@ -66,5 +72,8 @@ std::span<const Procedure> reportProcedures();
 std::span<const Procedure> typeProcedures();
 std::span<const Procedure> userProcedures();
 std::span<const Procedure> objectProcedures();
+std::span<const Procedure> metadataProcedures();
+std::span<const Procedure> keyProcedures();
+std::span<const Procedure> privilegeProcedures();
 
 }  // namespace kelvane::embedded

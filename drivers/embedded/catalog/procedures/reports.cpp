@@ -83,9 +83,9 @@ void adaptTo15(ResultSet& set) {
 void spHelpindex(ProcedureRun& run) {
   const ObjectInfo table = run.requireObject(run.text(0));
   ResultSet set;
-  set.columns = {{"index_name", declaredType(Varchar, 30, {}, false)},
+  set.columns = {run.nameColumn("index_name", 30, false),
                  {"index_description", declaredType(Varchar, 68, {}, true)},
-                 {"index_keys", declaredType(Varchar, 510, {}, true)},
+                 run.nameColumn("index_keys", 510, true),
                  {"index_max_rows_per_page", declaredType(Smallint, {}, {}, true)},
                  {"index_fillfactor", declaredType(Smallint, {}, {}, true)},
                  {"index_reservepagegap", declaredType(Smallint, {}, {}, true)},
