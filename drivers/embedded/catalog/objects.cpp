@@ -41,23 +41,29 @@ void insertParameters(CatalogWriter& writer, int id, int number,
   }
 }
 
-/// The id of `name` if it may be replaced, its old contents taken away; 0 when it is new.
+/// The id of `name` if it may be replaced, its old contents taken away; 0 when it is new. Checks
+/// and defaults of columns belong to their tables.
 int replaced(CatalogWriter& writer, std::string_view name, int uid, std::string_view type) {
   Database& store = writer.store();
   const int id = store
-                     .value("SELECT id FROM sysobjects WHERE name = ? AND uid = ? AND type = ?",
-                            name, uid, type)
+                     .value(
+                         "SELECT id FROM sysobjects o WHERE name = ? AND uid = ? AND type = ?"
+                         " AND NOT EXISTS (SELECT 1 FROM sysconstraints WHERE constrid = o.id)"
+                         " AND NOT EXISTS (SELECT 1 FROM sysprocedures WHERE id = o.id"
+                         " AND status & 4096)",
+                         name, uid, type)
                      .value_or(0);
   store.run("DELETE FROM syscolumns WHERE id = ?", id);
   store.run("DELETE FROM syscomments WHERE id = ?", id);
   return id;
 }
 
-int addTextObject(CatalogWriter& writer, const tsql::ObjectName& name, std::string_view type,
-                  std::string_view text) {
-  const int id = writer.addObject({.name = name.name, .type = type, .uid = writer.ownerFor(name)});
+void addTextObject(CatalogWriter& writer, const tsql::ObjectName& name, std::string_view type,
+                   std::string_view text, bool orReplace) {
+  const int uid = writer.ownerFor(name);
+  int id = orReplace ? replaced(writer, name.name, uid, type) : 0;
+  if (id == 0) id = writer.addObject({.name = name.name, .type = type, .uid = uid});
   writer.saveText(id, 0, text);
-  return id;
 }
 
 /// Points the table at the trigger for its events. A trigger that thereby has no event left goes.
@@ -133,6 +139,14 @@ void Catalog::createProcedure(const tsql::CreateProcedure& statement, std::strin
   const int uid = writer.ownerFor(statement.name);
   int id = 0;
   if (statement.orReplace) {
+    const auto grouped = store_.value(
+        "SELECT 1 FROM syscomments c JOIN sysobjects o ON o.id = c.id WHERE o.name = ?"
+        " AND o.uid = ? AND c.number > 1",
+        name, uid);
+    if (grouped || statement.number > 1) {
+      writer.fail(tsql::kNotSupported, "Procedure '", name,
+                  "' is a group: drop and create it, a group cannot be replaced.");
+    }
     id = replaced(writer, name, uid, object_type::kProcedure);
   } else if (statement.number > 1) {
     id =
@@ -197,7 +211,7 @@ void Catalog::createRule(const tsql::CreateRule& statement, std::string_view tex
                          const Caller& caller) {
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
-  addTextObject(writer, statement.name, object_type::kRule, text);
+  addTextObject(writer, statement.name, object_type::kRule, text, statement.orReplace);
   savepoint.keep();
 }
 
@@ -205,7 +219,7 @@ void Catalog::createDefault(const tsql::CreateDefault& statement, std::string_vi
                             const Caller& caller) {
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
-  addTextObject(writer, statement.name, object_type::kDefault, text);
+  addTextObject(writer, statement.name, object_type::kDefault, text, statement.orReplace);
   savepoint.keep();
 }
 
