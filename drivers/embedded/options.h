@@ -24,6 +24,11 @@ struct CatalogOptions {
   std::uint64_t mostSteps = 10'000'000;
 
   bool isAtLeast15() const { return release && *release != Release::ase125; }
+  /// The release whose statements are understood.
+  int grammar() const {
+    if (release == Release::ase125) return 12;
+    return release == Release::ase15 ? 15 : 16;
+  }
   /// In bytes.
   std::size_t longestName() const { return release == Release::ase125 ? 30 : 255; }
 };

@@ -315,7 +315,7 @@ void TableChange::convertRows(const ColumnInfo& column, const ColumnType& to) {
 
 void TableChange::operator()(const tsql::ReplaceDefault& action) {
   const ColumnInfo column = requireColumn(action.column);
-  if (column.defaultId != 0 && !tables_.isInline(column.defaultId)) {
+  if (column.defaultId != 0 && !records_.isInline(column.defaultId)) {
     writer_.fail(4927, "ALTER TABLE '", table_.name, "' failed. Column '", column.name,
                  "' has a bound default, which must be unbound first.");
   }

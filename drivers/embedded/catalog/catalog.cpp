@@ -5,6 +5,7 @@
 
 #include "drivers/embedded/catalog/index_writer.h"
 #include "drivers/embedded/catalog/keys.h"
+#include "drivers/embedded/catalog/name_text.h"
 #include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/catalog/writer.h"
@@ -102,21 +103,18 @@ std::optional<ObjectInfo> Catalog::elsewhere(const tsql::ObjectName& name) {
 }
 
 std::optional<ObjectInfo> Catalog::findObject(std::string_view text, const Caller& caller) {
-  std::array<std::string, 3> parts;
-  std::size_t count = 0;
-  for (std::string_view rest = text;;) {
-    if (count == parts.size()) return std::nullopt;
-    const std::size_t dot = rest.find('.');
-    parts[count++] = rest.substr(0, dot);
-    if (dot == std::string_view::npos) break;
-    rest.remove_prefix(dot + 1);
-  }
+  std::vector<std::string> parts = nameParts(text, readsQuotedNames(caller));
+  constexpr std::size_t kMostParts = 3;
+  if (parts.size() > kMostParts) return std::nullopt;
   tsql::ObjectName name;
-  name.name = parts[count - 1];
-  name.name.erase(name.name.find_last_not_of(' ') + 1);
-  if (count > 1) name.owner = parts[count - 2];
-  if (count > 2) name.database = parts[0];
+  std::string* const slots[] = {&name.name, &name.owner, &name.database};
+  std::size_t slot = 0;
+  for (auto part = parts.rbegin(); part != parts.rend(); ++part) *slots[slot++] = std::move(*part);
   return findObject(name, caller);
+}
+
+bool Catalog::readsQuotedNames(const Caller& caller) const {
+  return caller.quotedIdentifier && options_.release != Release::ase125;
 }
 
 ObjectInfo Catalog::requireObject(const tsql::ObjectName& name, const Caller& caller) {

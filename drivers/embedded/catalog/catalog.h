@@ -150,6 +150,8 @@ class Catalog {
   std::optional<ObjectInfo> objectById(int id);
   /// `[[db.]owner.]name` as a text, as object_id() takes it.
   std::optional<ObjectInfo> findObject(std::string_view text, const Caller& caller);
+  /// Whether such texts may hold names in double quotes.
+  bool readsQuotedNames(const Caller& caller) const;
 
   /// In colid order: columns of a table or view, parameters of an ungrouped procedure.
   std::vector<ColumnInfo> columns(int objectId);

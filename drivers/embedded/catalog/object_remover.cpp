@@ -95,7 +95,7 @@ void ObjectRemover::detachTrigger(int triggerId) {
 void ObjectRemover::dropRuleOrDefault(const ObjectInfo& object, std::string_view kind) {
   const bool isOfTable =
       records_.constraints.first<&SysConstraint::constrid>(object.id) != nullptr ||
-      TableWriter(writer_, {}).isInline(object.id);
+      records_.isInline(object.id);
   if (isOfTable) {
     writer_.fail(3717,
                  "Cannot drop a default or rule constraint by DROP DEFAULT/RULE statement. "

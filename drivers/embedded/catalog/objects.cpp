@@ -50,22 +50,27 @@ void insertParameters(CatalogWriter& writer, int id, int number,
   }
 }
 
-/// The id of `name` if it may be replaced, its old contents taken away; 0 when it is new.
+/// The id of `name` if it may be replaced, its old contents taken away; 0 when it is new. Checks
+/// and defaults of columns belong to their tables.
 int replaced(CatalogWriter& writer, std::string_view name, int uid, std::string_view type) {
   SystemRecords& records = writer.records();
   const SysObject* object = records.object(name, uid);
   if (object == nullptr || object->type != type) return 0;
   const int id = object->id;
+  const bool isOfTable = records.constraints.first<&SysConstraint::constrid>(id) != nullptr ||
+                         records.isInline(id);
+  if (isOfTable) return 0;
   records.columns.eraseAll<&SysColumn::id>(id);
   records.comments.eraseAll<&SysComment::id>(id);
   return id;
 }
 
-int addTextObject(CatalogWriter& writer, const tsql::ObjectName& name, std::string_view type,
-                  std::string_view text) {
-  const int id = writer.addObject({.name = name.name, .type = type, .uid = writer.ownerFor(name)});
+void addTextObject(CatalogWriter& writer, const tsql::ObjectName& name, std::string_view type,
+                   std::string_view text, bool orReplace) {
+  const int uid = writer.ownerFor(name);
+  int id = orReplace ? replaced(writer, name.name, uid, type) : 0;
+  if (id == 0) id = writer.addObject({.name = name.name, .type = type, .uid = uid});
   writer.saveText(id, 0, text);
-  return id;
 }
 
 /// Points the table at the trigger for its events. A trigger that thereby has no event left goes.
@@ -134,6 +139,15 @@ void Catalog::createProcedure(const tsql::CreateProcedure& statement, std::strin
   const int uid = writer.ownerFor(statement.name);
   int id = 0;
   if (statement.orReplace) {
+    const SysObject* object = records_.object(name, uid);
+    const auto isOfGroup = [&](const Slot slot) { return records_.comments[slot].number > 1; };
+    const bool isGroup =
+        object != nullptr &&
+        std::ranges::any_of(records_.comments.where<&SysComment::id>(object->id), isOfGroup);
+    if (isGroup || statement.number > 1) {
+      writer.fail(tsql::kNotSupported, "Procedure '", name,
+                  "' is a group: drop and create it, a group cannot be replaced.");
+    }
     id = replaced(writer, name, uid, object_type::kProcedure);
   } else if (statement.number > 1) {
     const SysObject* group = records_.object(name, uid);
@@ -198,7 +212,7 @@ void Catalog::createRule(const tsql::CreateRule& statement, std::string_view tex
                          const Caller& caller) {
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
-  addTextObject(writer, statement.name, object_type::kRule, text);
+  addTextObject(writer, statement.name, object_type::kRule, text, statement.orReplace);
   savepoint.keep();
 }
 
@@ -206,7 +220,7 @@ void Catalog::createDefault(const tsql::CreateDefault& statement, std::string_vi
                             const Caller& caller) {
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
-  addTextObject(writer, statement.name, object_type::kDefault, text);
+  addTextObject(writer, statement.name, object_type::kDefault, text, statement.orReplace);
   savepoint.keep();
 }
 

@@ -307,6 +307,12 @@ const SysColumn* SystemRecords::identityColumn(int tableId) const {
   return nullptr;
 }
 
+bool SystemRecords::isInline(int id) const {
+  return std::ranges::any_of(procedures.where<&SysProcedure::id>(id), [&](const Slot slot) {
+    return (procedures[slot].status & procedure_status::kInline) != 0;
+  });
+}
+
 int SystemRecords::nextColid(int tableId) const {
   const auto slots = columns.where<&SysColumn::id>(tableId);
   return slots.empty() ? 1 : columns[slots.back()].colid + 1;

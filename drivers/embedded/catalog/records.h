@@ -212,6 +212,8 @@ class SystemRecords {
   const SysColumn* column(int objectId, std::string_view name) const;
   const SysColumn* column(int objectId, int colid) const;
   const SysColumn* identityColumn(int tableId) const;
+  /// Whether a default or check was declared with its table.
+  bool isInline(int id) const;
   /// The number of the next column of a table.
   int nextColid(int tableId) const;
 

@@ -35,13 +35,16 @@ constexpr Layout kLayouts[] = {
      "maxlen smallint, maxirow smallint, keycnt smallint, keys1 varbinary(255) null, "
      "keys2 varbinary(255) null, soid tinyint, csid tinyint, base_partition int null, "
      "fill_factor smallint null, res_page_gap smallint null, exp_rowsize smallint null, "
-     "keys3 varbinary(255) null, identitygap int null, crdate datetime null"},
+     "keys3 varbinary(255) null, identitygap int null, crdate datetime null, "
+     "partitiontype smallint null, conditionid int null, status3 smallint null"},
     {3, "syscolumns",
      "id int, number smallint, colid smallint, status tinyint, type tinyint, length int, "
      "offset smallint, usertype smallint, cdefault int, domain int, name sysname, "
      "printfmt varchar(255) null, prec tinyint null, scale tinyint null, remote_type int null, "
      "remote_name varchar(30) null, xstatus int null, xtype int null, xdbid int null, "
-     "accessrule int null, status2 int null, status3 smallint null, computedcol int null"},
+     "accessrule int null, status2 int null, status3 smallint null, computedcol int null, "
+     "encrtype int null, encrlen int null, encrkeyid int null, encrkeydb varchar(30) null, "
+     "encrdate datetime null, lobcomp_lvl tinyint null, inrowlen smallint null"},
     {4, "systypes",
      "uid int, usertype smallint, variable bit, allownulls bit, type tinyint, length int, "
      "tdefault int, domain int, name sysname, printfmt varchar(255) null, prec tinyint null, "
@@ -51,7 +54,7 @@ constexpr Layout kLayouts[] = {
      "type smallint, id int, sequence smallint, status smallint, number smallint"},
     {6, "syscomments",
      "id int, number smallint, colid smallint, texttype smallint, language smallint, "
-     "text varchar(255) null, colid2 smallint, status smallint null"},
+     "text varchar(255) null, colid2 smallint, status smallint null, partitionid int null"},
     {7, "syssegments", "segment smallint, name sysname, status int"},
     {8, "syslogs", "xactid binary(6), op tinyint"},
     {9, "sysprotects",
@@ -116,6 +119,10 @@ constexpr Layout kLayouts[] = {
      "datoampage int, indoampage int, firstpage int, rootpage int, data_partitionid int, "
      "crdate datetime, cdataptnname varchar(255) null"},
     {29, "syspartitionkeys", "indid smallint, id int, colid smallint, position smallint"},
+    {50, "sysencryptkeys",
+     "id int, ekalgorithm int, type smallint, status int, eklen smallint null, "
+     "value varbinary(1282) null, uid int null, eksalt varbinary(20) null, ekpairid int null, "
+     "pwdate datetime null, expdate int null, ekpwdwarn int null"},
     {kFirstMasterId, "spt_values",
      "name varchar(35) null, number int, type char(2), ansi_w int null, low int null, "
      "high int null, msgnum int null"},
@@ -154,7 +161,7 @@ constexpr std::string_view kFixedRows =
     " ('Create Default', 233, 'T'), ('Dump Transaction', 235, 'T'), ('Create Rule', 236, 'T'),"
     " ('Delete Statistics', 282, 'T'), ('Truncate Table', 320, 'T'),"
     " ('Update Statistics', 326, 'T'), ('Create Encryption Key', 353, 'T'),"
-    " ('Transfer Table', 368, 'T'),"
+    " ('Decrypt', 354, 'T'), ('Transfer Table', 368, 'T'),"
     " ('ignore duplicate keys', 1, 'I'), ('unique', 2, 'I'), ('ignore duplicate rows', 4, 'I'),"
     " ('allow duplicate rows', 64, 'I');"
     "WITH RECURSIVE bits(n) AS (SELECT 0 UNION ALL SELECT n + 1 FROM bits WHERE n < 1023)"

@@ -187,16 +187,9 @@ void TableWriter::addDefault(const ObjectInfo& table, int colid, std::string_vie
   records_.changeColumn(table.id, colid, [&](SysColumn& row) { row.cdefault = id; });
 }
 
-bool TableWriter::isInline(int id) {
-  return std::ranges::any_of(
-      records_.procedures.where<&SysProcedure::id>(id), [&](const Slot slot) {
-        return (records_.procedures[slot].status & procedure_status::kInline) != 0;
-      });
-}
-
 void TableWriter::removeDefault(const ObjectInfo& table, const ColumnInfo& column) {
   if (column.defaultId == 0) return;
-  if (isInline(column.defaultId)) writer_.removeObject(column.defaultId);
+  if (records_.isInline(column.defaultId)) writer_.removeObject(column.defaultId);
   records_.changeColumn(table.id, column.colid, [](SysColumn& row) { row.cdefault = 0; });
 }
 

@@ -39,8 +39,6 @@ class TableWriter {
   void removeDefault(const ObjectInfo& table, const ColumnInfo& column);
   void removeCheck(int tableId, int checkId);
   void removeReference(int constraintId);
-  /// Whether a default or check was declared with its table.
-  bool isInline(int id);
   /// Offsets and bit positions of all columns, after any of them changed.
   void layOut(const ObjectInfo& table);
 

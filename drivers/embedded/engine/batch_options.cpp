@@ -46,7 +46,10 @@ void BatchRun::setOption(const SetOption& option) {
   if (const auto table = identityInsert(option)) session_.options.identityInsertTable = *table;
   for (const std::string& name : option.names) {
     if (name == "nocount") session_.options.noCount = on;
-    if (name == "quoted_identifier") session_.caller.quotedIdentifier = on;
+    if (name == "quoted_identifier" && session_.caller.quotedIdentifier != on) {
+      session_.caller.quotedIdentifier = on;
+      server_.namesChanged();
+    }
     if (name == "chained") session_.options.chained = on;
     if (name == "ansinull") {
       session_.options.ansiNull = on;

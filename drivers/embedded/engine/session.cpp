@@ -219,7 +219,8 @@ bool Session::step(RowStream& stream) {
 }
 
 tsql::ParseOptions Session::parseOptions() const {
-  return {caller.quotedIdentifier, server.catalog.options().longestName()};
+  const CatalogOptions& options = server.catalog.options();
+  return {caller.quotedIdentifier, options.longestName(), options.grammar()};
 }
 
 std::shared_ptr<ParsedBatch> Session::parsed(std::string_view text, Keeping keeping) {

@@ -635,8 +635,8 @@ struct CreateIndex {
 
 // objects with a stored text
 
-// Each of these is the whole batch: the range of the Statement around it is the text to store,
-// from the first byte of the batch to the last, comments included.
+// The range of the Statement around it is the text to store: that of the whole batch, comments
+// included, but for a view among other statements.
 
 struct CreateView {
   ObjectName name;
@@ -692,11 +692,13 @@ struct CreateTrigger {
 
 struct CreateRule {
   ObjectName name;
+  bool orReplace = false;
   ExprPtr condition;
 };
 
 struct CreateDefault {
   ObjectName name;
+  bool orReplace = false;
   ExprPtr value;
 };
 

@@ -171,8 +171,9 @@ ExprPtr Parser::prefix() {
 }
 
 int Parser::takeSlot(const Token& token) {
-  const auto found = std::ranges::lower_bound(texts_, token.begin + 1, {}, &TextSpan::begin);
-  if (found == texts_.end() || found->begin != token.begin + 1) return -1;
+  const std::size_t begin = token.begin + token.prefix() + 1;
+  const auto found = std::ranges::lower_bound(texts_, begin, {}, &TextSpan::begin);
+  if (found == texts_.end() || found->begin != begin) return -1;
   ++slotsTaken_;
   return static_cast<int>(found - texts_.begin());
 }
