@@ -387,7 +387,7 @@ void registerTexts(Database& store) {
 
 DatePart partArgument(const FunctionCall& call) { return static_cast<DatePart>(call.integer(0)); }
 
-void registerDates(Database& store) {
+void registerDates(Database& store, Running& running) {
   const auto add = [&](const char* name, int count, auto function) {
     store.addFunction(name, count, FunctionKind::Fixed, [function](FunctionCall& call) {
       if (!anyNull(call)) function(call);
@@ -409,8 +409,10 @@ void registerDates(Database& store) {
   add("date_diff", 3, [](FunctionCall& call) {
     call.result(partsBetween(partArgument(call), call.integer(1), call.integer(2)));
   });
-  store.addFunction("now_moment", 0, FunctionKind::Volatile,
-                    [](FunctionCall& call) { call.result(roundToTicks(currentMoment())); });
+  store.addFunction("now_moment", 0, FunctionKind::Volatile, [&running](FunctionCall& call) {
+    if (!running.now) running.now = currentMoment();
+    call.result(*running.now);
+  });
 }
 
 // The object looked up last: queries ask for the same one in every row.
@@ -499,7 +501,7 @@ void registerFunctions(Catalog& catalog, Running& running) {
   registerSchemaFunctions(catalog.store(), running);
   registerTexts(catalog.store());
   registerDecimals(catalog.store());
-  registerDates(catalog.store());
+  registerDates(catalog.store(), running);
   registerLookups(catalog, running);
   registerSession(catalog.store(), running);
 }

@@ -20,6 +20,7 @@ using namespace tsql;
 namespace {
 
 constexpr int kWidest = 16384;
+constexpr std::string_view kSessionFacts[] = {"uid", "database", "login", "host", "process"};
 
 ServerError wrongCount(const std::string& name, std::uint32_t line) {
   return ServerError(174, 15, 1, "The function '" + name + "' has a wrong number of arguments.",
@@ -104,12 +105,11 @@ SqlValue Translator::templateCall(const FunctionRule& rule, const std::vector<Sq
   std::string sql;
   for (std::size_t at = 0; at < rule.sql.size();) {
     const std::string_view rest = rule.sql.substr(at);
-    if (rest.starts_with("$uid")) {
-      sql += parameter(Parameter::Source::Session, "uid");
-      at += 4;
-    } else if (rest.starts_with("$database")) {
-      sql += parameter(Parameter::Source::Session, "database");
-      at += 9;
+    const auto* fact = std::ranges::find_if(
+        kSessionFacts, [&](std::string_view name) { return rest.substr(1).starts_with(name); });
+    if (rest[0] == '$' && fact != std::end(kSessionFacts)) {
+      sql += parameter(Parameter::Source::Session, std::string(*fact));
+      at += fact->size() + 1;
     } else if (rest[0] == '$') {
       sql += texts.at(static_cast<std::size_t>(rest[1] - '1'));
       at += 2;

@@ -181,7 +181,7 @@ SqlValue Translator::variable(const tsql::Variable& variable, std::uint32_t line
 }
 
 SqlValue Translator::global(const GlobalVariable& variable, std::uint32_t line) {
-  const auto type = globalVariableType(variable.name);
+  const auto type = globalVariableType(variable.name, context_.catalog.options());
   if (!type) throw ServerError(137, 15, 2, "Must declare variable '" + variable.name + "'.", line);
   return {parameter(Parameter::Source::Global, variable.name), *type};
 }
