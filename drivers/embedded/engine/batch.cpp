@@ -169,8 +169,7 @@ void BatchRun::enter(const tsql::Statement& statement) {
   server_.running.session = &session_;
   server_.running.caller = &session_.caller;
   server_.running.variables = &variables_;
-  server_.running.identities.clear();
-  server_.running.now.reset();
+  server_.running.beginStatement();
   session_.caller.line = lineOf(statement);
 }
 

@@ -130,7 +130,7 @@ Cell BatchRun::sessionFact(std::string_view name) const {
   if (name == "uid") return std::int64_t{session_.caller.uid};
   if (name == "database") return session_.caller.database;
   const Client& client = session_.client();
-  if (name == "login") return client.login;
+  if (name == "login") return session_.login();
   return name == "host" ? client.host : client.process;
 }
 

@@ -117,6 +117,15 @@ void Session::logIn(Client client) {
   client_ = std::move(client);
 }
 
+std::string Session::login() const {
+  if (caller.uid == kDboUid) return client_.login;
+  return server.catalog.store()
+      .value<std::string>(
+          "SELECT l.name FROM sysusers u JOIN syslogins l ON l.suid = u.suid WHERE u.uid = ?",
+          caller.uid)
+      .value_or(client_.login);
+}
+
 Session::~Session() {
   // What a rollback takes away needs no dropping.
   undoSavepoints();

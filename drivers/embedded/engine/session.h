@@ -190,6 +190,10 @@ class Session {
   /// A login that the server does not have yet gets a row in syslogins. All are the database owner.
   void logIn(Client client);
   const Client& client() const { return client_; }
+  /// On whose behalf statements run: who logged in, or the login of the user of `setuser`.
+  std::string login() const;
+  /// What set_appcontext() keeps, by context and attribute.
+  std::map<std::pair<std::string, std::string>, std::string> contexts;
 
   Server& server;
   Caller caller;

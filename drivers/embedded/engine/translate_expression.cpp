@@ -24,7 +24,8 @@ ServerError syntaxError(const std::string& near, std::uint32_t line) {
 
 bool isVaryingText(TypeKind kind) { return isCharacter(kind) && !isFixedWidthText(kind); }
 
-// A column of fixed width shows its blanks where texts are joined.
+}  // namespace
+
 std::string shownText(const SqlValue& value) {
   if (value.isLiteral || value.type.nullable || !isFixedWidthText(value.type.kind)) {
     return value.sql;
@@ -32,8 +33,6 @@ std::string shownText(const SqlValue& value) {
   const int width = isUnicode(value.type.kind) ? value.type.length / 2 : value.type.length;
   return "printf('%-!" + std::to_string(width) + "s', " + value.sql + ")";
 }
-
-}  // namespace
 
 std::string quotedText(std::string_view text) {
   std::string result = "'";
@@ -392,7 +391,7 @@ SqlValue Translator::convertValue(const Convert& convert, const Expr& expr, cons
     }
     std::from_chars(number->text.data(), number->text.data() + number->text.size(), style);
   }
-  type = withNullability(type, operand.isNull || operand.type.nullable);
+  type = withNullability(type, convert.nullable.value_or(operand.isNull || operand.type.nullable));
   if (operand.isNull) return {"NULL", type};
   return {converted(operand, type, style), type};
 }
