@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <limits>
@@ -56,6 +57,61 @@ void inInt(FunctionCall& call) {
     throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
   }
   call.result(value);
+}
+
+// SQLite goes on with floating point where its integers end.
+void inBigint(FunctionCall& call) {
+  const Cell cell = call.cell(0);
+  if (std::holds_alternative<double>(cell)) {
+    throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
+  }
+  call.result(cell);
+}
+
+// (operator, a, b): the operators of 64 bits without a sign, which SQLite does not have. The
+// divisor is not zero.
+void unsignedResult(FunctionCall& call) {
+  if (anyNull(call)) return;
+  const auto natural = [&](int argument) -> __int128 {
+    const Cell cell = call.cell(argument);
+    if (const auto* number = std::get_if<std::int64_t>(&cell)) return *number;
+    std::uint64_t value = 0;
+    const std::string_view digits = call.text(argument);
+    std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    return value;
+  };
+  const __int128 a = natural(1), b = natural(2);
+  __int128 result = 0;
+  bool overflows = false;
+  switch (call.text(0)[0]) {
+    case '+':
+      result = a + b;
+      break;
+    case '-':
+      result = a - b;
+      break;
+    case '*':
+      overflows = __builtin_mul_overflow(a, b, &result);
+      break;
+    case '/':
+      result = a / b;
+      break;
+    case '%':
+      result = a % b;
+      break;
+    case '&':
+      result = a & b;
+      break;
+    case '|':
+      result = a | b;
+      break;
+    default:
+      result = a ^ b;
+  }
+  if (overflows || result < 0 || result > std::numeric_limits<std::uint64_t>::max()) {
+    throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
+  }
+  call.result(cellOfNatural(static_cast<std::uint64_t>(result)));
 }
 
 // SQLite has no operator for it.
@@ -293,6 +349,8 @@ void registerTexts(Database& store) {
   add("as_type", 11, asType);
   add("without_zeros", 1, withoutZeros);
   add("in_int", 1, inInt);
+  add("in_bigint", 1, inBigint);
+  add("unsigned_result", 3, unsignedResult);
   add("exclusive_or", 2, exclusiveOr);
   add("divisor", 1, divisor);
   add("required", 3, required);

@@ -109,10 +109,10 @@ std::string Translator::argumentText(char wanted, const SqlValue& argument, std:
     return isCharacter(kind) ? "object_id_of(" + argument.sql + ")" : argument.sql;
   }
   const bool isText = wanted == 'c' || wanted == 't';
-  const TypeKind target = isText          ? TypeKind::Varchar
-                          : wanted == 'd' ? TypeKind::Datetime
+  const TypeKind target = isText                             ? TypeKind::Varchar
+                          : wanted == 'd'                    ? TypeKind::Datetime
                           : wanted == 'n' && !isBinary(kind) ? TypeKind::Float
-                                          : TypeKind::Int;
+                                                             : TypeKind::Int;
   requireImplicit(kind, target, line);
   if (isText && isBinary(kind)) return converted(argument, varcharType(255));
   if (familyOf(kind) != familyOf(target)) {
@@ -396,8 +396,16 @@ SqlValue Translator::aggregate(const FunctionRule& rule, const Call& call, const
   if (!rule.sql.empty()) return {std::string(rule.sql) + "(" + inside + ")", floatType()};
   const ColumnType result = sumType(type);
   if (name == "sum") {
-    const std::string sql = (isExactFraction(type.kind) ? "exact_sum(" : "sum(") + inside + ")";
+    const bool isExact = isExactFraction(type.kind) || type.kind == TypeKind::Ubigint;
+    const std::string sql = (isExact ? "exact_sum(" : "sum(") + inside + ")";
+    if (result.kind == TypeKind::Ubigint) {
+      return {"unsigned_result('+', " + sql + ", 0)", withNullability(result, true)};
+    }
     return {result.kind == TypeKind::Int ? "in_int(" + sql + ")" : sql,
+            withNullability(result, true)};
+  }
+  if (type.kind == TypeKind::Ubigint) {
+    return {"unsigned_result('/', exact_sum(" + inside + "), nullif(count(" + inside + "), 0))",
             withNullability(result, true)};
   }
   if (isExactFraction(type.kind)) {

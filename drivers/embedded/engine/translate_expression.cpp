@@ -196,6 +196,9 @@ SqlValue Translator::unary(const Unary& unary, const Expr& expr, const Scope* sc
     operand.type = intType(true);
   }
   const bool complement = unary.op == UnaryOp::BitNot;
+  if (complement && operand.type.kind == TypeKind::Ubigint) {
+    return {"unsigned_result('^', " + operand.sql + ", '18446744073709551615')", operand.type};
+  }
   if (isWide(operand.type) && !complement) {
     return {exactly('-', {"0", intType()}, operand, operand.type), operand.type};
   }
@@ -249,6 +252,11 @@ SqlValue Translator::bitwise(const char* op, const SqlValue& left, const SqlValu
     return converted(side, intType(true));
   };
   const std::string a = integer(left), b = integer(right);
+  const auto isUbigint = [](const SqlValue& v) { return v.type.kind == TypeKind::Ubigint; };
+  if (isUbigint(left) || isUbigint(right)) {
+    return {"unsigned_result('" + std::string(op) + "', " + a + ", " + b + ")",
+            plainType(TypeKind::Ubigint, left.type.nullable || right.type.nullable)};
+  }
   const bool wide = left.type.kind == TypeKind::Bigint || right.type.kind == TypeKind::Bigint;
   const ColumnType type =
       plainType(wide ? TypeKind::Bigint : TypeKind::Int, left.type.nullable || right.type.nullable);
@@ -326,10 +334,14 @@ SqlValue Translator::binary(const Binary& binary, const Expr& expr, const Scope*
   if (isExactFraction(type.kind) && op != '%') {
     return {exactly(op, {a, left.type}, {b, right.type}, type), type};
   }
+  if (type.kind == TypeKind::Ubigint) {
+    return {"unsigned_result('" + std::string(1, op) + "', " + a + ", " + b + ")", type};
+  }
   if (op == '/' && !isInteger(type.kind)) a = "CAST(" + a + " AS REAL)";
   std::string sql = "(" + a + " " + op + " " + b + ")";
-  const bool mayOverflow = type.kind == TypeKind::Int && (op == '+' || op == '-' || op == '*');
-  if (mayOverflow) sql = "in_int" + sql;
+  const bool mayOverflow = op == '+' || op == '-' || op == '*';
+  if (mayOverflow && type.kind == TypeKind::Int) sql = "in_int" + sql;
+  if (mayOverflow && type.kind == TypeKind::Bigint) sql = "in_bigint" + sql;
   SqlValue result{std::move(sql), type};
   result.isLiteral = false;
   return result;
