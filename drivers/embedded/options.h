@@ -23,6 +23,8 @@ struct CatalogOptions {
   /// thousand instructions of the store; the default is a minute of work or two.
   std::uint64_t mostSteps = 10'000'000;
 
+  /// Whether what came with the release is there: a catalog of no particular one knows everything.
+  bool has(Release since) const { return !release || *release >= since; }
   bool isAtLeast15() const { return release && *release != Release::ase125; }
   /// The release whose statements are understood.
   int grammar() const {

@@ -201,6 +201,7 @@ struct Call {
   std::vector<ExprPtr> arguments;
   bool distinct = false;
   bool parenthesized = true;  ///< false for a niladic word such as `user`
+  std::string option = {};    ///< `bytes` of `patindex(.., using bytes)`, in lower case
 };
 
 /// `convert(type [null|not null], value [, style])` and `cast(value as type)`.
@@ -208,6 +209,7 @@ struct Convert {
   DataType type;
   ExprPtr value;
   ExprPtr style;  ///< may be null
+  std::optional<bool> nullable = {};
 };
 
 using ExprNode = std::variant<Literal, Variable, GlobalVariable, ColumnRef, Star, Unary, Binary,

@@ -287,8 +287,9 @@ ExprPtr Parser::convertCall() {
   result.type = dataType();
   if (accept("not")) {
     expect("null");
-  } else {
-    accept("null");
+    result.nullable = false;
+  } else if (accept("null")) {
+    result.nullable = true;
   }
   expectSymbol(",");
   result.value = expression();
@@ -334,6 +335,11 @@ ExprPtr Parser::call(ObjectName function, const Token& first) {
   if (!result.distinct) accept("all");
   commaList([&] {
     const Token& argument = peek();
+    if (!result.arguments.empty() && at("using") && atKind(TokenKind::Word, 1)) {
+      take();
+      result.option = wordText();
+      return;
+    }
     const bool star = acceptSymbol("*");
     result.arguments.push_back(star ? make(Star{}, argument) : expression());
   });
