@@ -23,7 +23,14 @@ struct CatalogOptions {
   /// thousand instructions of the store; the default is a minute of work or two.
   std::uint64_t mostSteps = 10'000'000;
 
+  /// Whether what came with the release is there: a catalog of no particular one knows everything.
+  bool has(Release since) const { return !release || *release >= since; }
   bool isAtLeast15() const { return release && *release != Release::ase125; }
+  /// The release whose statements are understood.
+  int grammar() const {
+    if (release == Release::ase125) return 12;
+    return release == Release::ase15 ? 15 : 16;
+  }
   /// In bytes.
   std::size_t longestName() const { return release == Release::ase125 ? 30 : 255; }
 };

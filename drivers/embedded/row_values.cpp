@@ -1,5 +1,7 @@
 #include "drivers/embedded/row_values.h"
 
+#include <charconv>
+
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/moment.h"
 #include "drivers/embedded/engine/typing.h"
@@ -45,6 +47,14 @@ std::int64_t integerOf(const Cell& cell) {
   return real != nullptr ? static_cast<std::int64_t>(*real) : std::get<std::int64_t>(cell);
 }
 
+std::uint64_t naturalOf(const Cell& cell) {
+  const auto* digits = std::get_if<std::string>(&cell);
+  if (digits == nullptr) return static_cast<std::uint64_t>(integerOf(cell));
+  std::uint64_t value = 0;
+  std::from_chars(digits->data(), digits->data() + digits->size(), value);
+  return value;
+}
+
 }  // namespace
 
 ado::Value shownValue(Cell cell, const ColumnType& type, ValueBuffer& buffer) {
@@ -62,6 +72,7 @@ ado::Value shownValue(Cell cell, const ColumnType& type, ValueBuffer& buffer) {
   }
   if (const auto* bytes = std::get_if<Blob>(&buffer.cell)) return ado::Bytes(*bytes);
   if (isExactFraction(type.kind)) return decimalOf(buffer.cell, scaleOf(type));
+  if (type.kind == TypeKind::Ubigint) return naturalOf(buffer.cell);
   if (std::holds_alternative<std::string>(buffer.cell)) {
     buffer.text = toUtf16(std::get<std::string>(buffer.cell));
     return std::u16string_view(buffer.text);
@@ -74,8 +85,6 @@ ado::Value shownValue(Cell cell, const ColumnType& type, ValueBuffer& buffer) {
       return static_cast<float>(realOf(buffer.cell));
     case TypeKind::Bit:
       return integerOf(buffer.cell) != 0;
-    case TypeKind::Ubigint:
-      return static_cast<std::uint64_t>(integerOf(buffer.cell));
     default:
       return integerOf(buffer.cell);
   }

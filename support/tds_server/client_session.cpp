@@ -46,13 +46,13 @@ std::string acknowledgement(int status) {
 }
 
 // What went wrong with the exception that is being handled.
-ServerMessage failureText() {
+Notice failure() {
   try {
     throw;
   } catch (const tsql::ServerError& error) {
-    return {error.number, error.severity, error.state, error.text()};
+    return {{error.number, error.severity, error.state, error.text()}, error.line};
   } catch (const std::exception& error) {
-    return {0, 16, 1, error.what()};
+    return {{0, 16, 1, error.what()}};
   }
 }
 
@@ -115,6 +115,9 @@ void ClientSession::refuseLogin() {
 }
 
 void ClientSession::greet(const Login& login) {
+  if (!login.user.empty()) {
+    session_.logIn({login.user, login.host, login.process, login.application});
+  }
   const std::size_t size = std::clamp(login.packetSize, kSmallestPacket,
                                       std::max(kSmallestPacket, options_.largestPacket));
   Reply reply(packets_, session_, set_);
@@ -256,7 +259,7 @@ void ClientSession::runBatch(const std::string& text, std::vector<Parameter> par
     if (stream_) reply_->beginRows(stream_->columns);
   } catch (const std::exception&) {
     stream_.reset();
-    reply_->notice({failureText()});
+    reply_->notice(failure());
   }
   if (stream_) {
     spoil(from);
@@ -308,7 +311,7 @@ void ClientSession::pump() {
     }
   } catch (const std::exception&) {
     more = false;
-    reply_->notice({failureText()});
+    reply_->notice(failure());
   }
   if (!more) {
     session_.rowCount = reply_->rows();

@@ -14,7 +14,8 @@ struct TextField {
   std::size_t offset;
   std::size_t width;
 };
-constexpr TextField kUser{31, 30}, kPassword{62, 30}, kCharacterSet{525, 30}, kPacketSize{557, 6};
+constexpr TextField kHost{0, 30}, kUser{31, 30}, kPassword{62, 30}, kProcess{93, 30},
+    kApplication{140, 30}, kCharacterSet{525, 30}, kPacketSize{557, 6};
 constexpr std::size_t kVersion = 458, kCapabilities = 568, kMajorVersion = 5;
 constexpr char kCapabilityToken = '\xE2';
 
@@ -30,6 +31,9 @@ std::optional<Login> readLogin(std::string_view record) {
   Login login;
   login.user = textOf(record, kUser);
   login.password = textOf(record, kPassword);
+  login.host = textOf(record, kHost);
+  login.process = textOf(record, kProcess);
+  login.application = textOf(record, kApplication);
   login.characterSet = textOf(record, kCharacterSet);
   login.packetSize = std::strtoul(textOf(record, kPacketSize).c_str(), nullptr, 10);
   constexpr std::size_t kTokenHeader = 3;  // the token and its length

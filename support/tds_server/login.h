@@ -13,6 +13,9 @@ namespace kelvane::tds {
 struct Login {
   std::string user;
   std::string password;
+  std::string host;
+  std::string process;
+  std::string application;
   std::string characterSet;    ///< empty: the server's
   std::size_t packetSize = 0;  ///< 0: the server's
   std::string capabilities;    ///< as they came; may be empty

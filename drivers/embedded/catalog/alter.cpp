@@ -9,6 +9,8 @@ namespace kelvane::embedded {
 
 namespace {
 
+constexpr int kDeclaredKeyColumns = 8;
+
 /// Whether the expression has a column of that name.
 bool names(std::string_view expression, std::string_view column) {
   const std::vector<tsql::Token> tokens = tsql::tokenize(expression, {});
@@ -25,6 +27,7 @@ class TableChange {
               const tsql::ObjectName& name, const ObjectInfo& table)
       : writer_(writer),
         store_(writer.store()),
+        records_(writer.records()),
         values_(values),
         name_(name),
         table_(table),
@@ -51,10 +54,12 @@ class TableChange {
   void requireFillable(const tsql::ColumnDefinition& definition, const ColumnInfo& column);
   void fillAddedColumn(const tsql::ColumnDefinition& definition, const ColumnInfo& column);
   void requireUnused(const ColumnInfo& column);
+  void closeGap(int gone);
   void convertRows(const ColumnInfo& column, const ColumnType& to);
 
   CatalogWriter& writer_;
   Database& store_;
+  SystemRecords& records_;
   const RowValues& values_;
   const tsql::ObjectName& name_;
   const ObjectInfo& table_;
@@ -112,36 +117,38 @@ void TableChange::fillAddedColumn(const tsql::ColumnDefinition& definition,
 }
 
 void TableChange::requireUnused(const ColumnInfo& column) {
-  std::optional<std::string> user = store_.value<std::string>(
-      "SELECT i.name FROM index_keys k JOIN sysindexes i ON i.id = k.id AND i.indid = k.indid"
-      " WHERE k.id = ? AND k.colid = ?",
-      table_.id, column.colid);
-  const auto usedBy = [&](std::string_view keyPrefix, std::string_view tableColumn) {
-    for (std::size_t i = 1; i <= kLargestKeyCount && !user; ++i) {
-      user = store_.value<std::string>(concat("SELECT o.name FROM sysreferences r JOIN sysobjects o"
-                                              " ON o.id = r.constrid WHERE r.",
-                                              tableColumn, " = ? AND r.", keyPrefix, i, " = ?"),
-                                       table_.id, column.colid);
+  std::optional<std::string> user;
+  for (const Slot slot : records_.indexes.where<&SysIndex::id>(table_.id)) {
+    const SysIndex& index = records_.indexes[slot];
+    const bool isKey =
+        std::ranges::find(index.keys, column.colid, &SysIndexKey::colid) != index.keys.end();
+    if (!user && isKey) user = index.name;
+  }
+  const auto usedBy = [&](std::span<const Slot> references,
+                          SysReference::Keys SysReference::*keys) {
+    for (const Slot slot : references) {
+      const SysReference& reference = records_.references[slot];
+      const auto used =
+          std::span(reference.*keys).first(static_cast<std::size_t>(reference.keycnt));
+      if (!user && std::ranges::find(used, column.colid) != used.end()) {
+        user = writer_.catalog().objectName(reference.constrid);
+      }
     }
   };
-  usedBy("fokey", "tableid");
-  usedBy("refkey", "reftabid");
-  if (!user) {
-    user = store_.value<std::string>(
-        "SELECT o.name FROM sysconstraints c JOIN sysobjects o ON o.id = c.constrid"
-        " WHERE c.tableid = ? AND c.colid = ? AND c.status & ?",
-        table_.id, column.colid, constraint_status::kCheck);
+  usedBy(records_.references.where<&SysReference::tableid>(table_.id), &SysReference::fokey);
+  usedBy(records_.references.where<&SysReference::reftabid>(table_.id), &SysReference::refkey);
+  for (const Slot slot : records_.constraints.where<&SysConstraint::tableid>(table_.id)) {
+    const SysConstraint& row = records_.constraints[slot];
+    const bool isCheck = (row.status & constraint_status::kCheck) != 0;
+    if (!user && isCheck && row.colid == column.colid) {
+      user = writer_.catalog().objectName(row.constrid);
+    }
   }
-  for (const ColumnInfo& other : writer_.catalog().columns(table_.id)) {
-    if (!user && !other.computed.empty() && names(other.computed, column.name)) user = other.name;
+  for (const Slot slot : records_.columns.where<&SysColumn::id>(table_.id)) {
+    const SysColumn& other = records_.columns[slot];
+    if (user || !other.computedcol) continue;
+    if (names(writer_.catalog().sourceText(*other.computedcol), column.name)) user = other.name;
   }
-  store_.each(
-      "SELECT name, computedcol FROM syscolumns WHERE id = ? AND status3 & 1",
-      [&](const Statement& key) {
-        if (user || !names(writer_.catalog().sourceText(key.number(1)), column.name)) return;
-        user = key.text(0);
-      },
-      table_.id);
   if (user) {
     writer_.fail(4922, "ALTER TABLE '", table_.name, "' failed. Column '", column.name,
                  "' is used by '", *user, "', which must be dropped first.");
@@ -155,50 +162,95 @@ void TableChange::operator()(const tsql::DropColumn& action) {
     writer_.fail(4923, "ALTER TABLE '", table_.name, "' failed. A table must keep one column.");
   }
   tables_.removeDefault(table_, column);
-  const auto computed = store_.value(
-      "SELECT computedcol FROM syscolumns WHERE id = ? AND colid = ?", table_.id, column.colid);
-  if (computed) {
-    store_.run("DELETE FROM sysconstraints WHERE constrid = ?", *computed);
+  records_.columns.each<&SysColumn::id>(table_.id, [&](Slot slot, const SysColumn& row) {
+    if (row.colid != column.colid) return;
+    const std::optional<int> computed = row.computedcol;
+    records_.columns.erase(slot);
+    if (!computed) return;
+    records_.constraints.eraseAll<&SysConstraint::constrid>(*computed);
     writer_.removeObject(*computed);
-  }
-  store_.run("DELETE FROM syscolumns WHERE id = ? AND colid = ?", table_.id, column.colid);
+  });
   PermissionWriter(writer_).removeColumn(table_.id, column.colid);
   if (hasRows()) {
     store_.execute(
         concat("ALTER TABLE ", table_.sqliteTable, " DROP COLUMN ", column.sqliteColumn));
   }
+  closeGap(column.colid);
   tables_.layOut(table_);
   tables_.indexes().updateTextChain(table_);
 }
 
+// The columns behind a dropped one move up, in every place that goes by their numbers.
+void TableChange::closeGap(int gone) {
+  const auto moved = [&](auto& colid) {
+    if (colid > gone) --colid;
+  };
+  if (hasRows()) {
+    for (const Slot slot : records_.columns.where<&SysColumn::id>(table_.id)) {
+      const SysColumn& column = records_.columns[slot];
+      if (column.colid < gone || column.isHidden()) continue;
+      store_.execute(concat("ALTER TABLE ", table_.sqliteTable, " RENAME COLUMN c", column.colid,
+                            " TO c", column.colid - 1));
+    }
+  }
+  records_.columns.each<&SysColumn::id>(table_.id, [&](Slot slot, const SysColumn& row) {
+    if (row.colid < gone) return;
+    records_.columns.change(slot, [&](SysColumn& column) { moved(column.colid); });
+  });
+  records_.indexes.each<&SysIndex::id>(table_.id, [&](Slot slot, const SysIndex&) {
+    records_.indexes.change(slot, [&](SysIndex& index) {
+      for (SysIndexKey& key : index.keys) moved(key.colid);
+    });
+  });
+  records_.references.each<&SysReference::tableid>(table_.id, [&](Slot slot, const SysReference&) {
+    records_.references.change(
+        slot, [&](SysReference& reference) { std::ranges::for_each(reference.fokey, moved); });
+  });
+  records_.references.each<&SysReference::reftabid>(table_.id, [&](Slot slot, const SysReference&) {
+    records_.references.change(
+        slot, [&](SysReference& reference) { std::ranges::for_each(reference.refkey, moved); });
+  });
+  records_.constraints.each<&SysConstraint::tableid>(
+      table_.id, [&](Slot slot, const SysConstraint&) {
+        records_.constraints.change(slot, [&](SysConstraint& row) { moved(row.colid); });
+      });
+  for (int key = 1; key <= kDeclaredKeyColumns; ++key) {
+    store_.run(concat("UPDATE syskeys SET key", key, " = key", key, " - 1 WHERE id = ? AND key",
+                      key, " > ?"),
+               table_.id, gone);
+    store_.run(concat("UPDATE syskeys SET depkey", key, " = depkey", key,
+                      " - 1 WHERE depid = ? AND depkey", key, " > ?"),
+               table_.id, gone);
+  }
+  store_.run("UPDATE syspartitionkeys SET colid = colid - 1 WHERE id = ? AND colid > ?", table_.id,
+             gone);
+}
+
 void TableChange::operator()(const tsql::DropConstraint& action) {
   const std::string& name = action.constraint;
-  const auto indid = store_.value(
-      "SELECT indid FROM sysindexes WHERE id = ? AND name = ? AND status2 & 2 AND indid BETWEEN 1"
-      " AND 254",
-      table_.id, name);
-  if (indid) {
-    store_.each(
-        "SELECT t.name, c.name FROM sysreferences r JOIN sysobjects t ON t.id = r.tableid"
-        " JOIN sysobjects c ON c.id = r.constrid WHERE r.reftabid = ? AND r.indexid = ?",
-        [&](const Statement& row) {
-          writer_.fail(3725, "The constraint '", name, "' is being referenced by table '",
-                       row.view(0), "', foreign key constraint '", row.view(1), "'.");
-        },
-        table_.id, *indid);
+  const auto indid = tables_.indexes().find(table_.id, name);
+  const bool isKey =
+      indid && (records_.index(table_.id, *indid)->status2 & index_status2::kConstraint) != 0;
+  if (isKey) {
+    for (const Slot slot : records_.references.where<&SysReference::reftabid>(table_.id)) {
+      const SysReference& reference = records_.references[slot];
+      if (reference.indexid != *indid) continue;
+      writer_.fail(3725, "The constraint '", name, "' is being referenced by table '",
+                   writer_.catalog().objectName(reference.tableid).value_or(""),
+                   "', foreign key constraint '",
+                   writer_.catalog().objectName(reference.constrid).value_or(""), "'.");
+    }
     tables_.indexes().remove(table_, *indid);
     return;
   }
   int constraintId = 0;
   int status = 0;
-  store_.each(
-      "SELECT c.constrid, c.status FROM sysconstraints c JOIN sysobjects o ON o.id = c.constrid"
-      " WHERE c.tableid = ? AND o.name = ?",
-      [&](const Statement& row) {
-        constraintId = row.number(0);
-        status = row.number(1);
-      },
-      table_.id, name);
+  for (const Slot slot : records_.constraints.where<&SysConstraint::tableid>(table_.id)) {
+    const SysConstraint& row = records_.constraints[slot];
+    if (writer_.catalog().objectName(row.constrid) != name) continue;
+    constraintId = row.constrid;
+    status = row.status;
+  }
   if (constraintId == 0) writer_.fail(3728, "'", name, "' is not a constraint.");
   if ((status & constraint_status::kReferential) != 0) {
     tables_.removeReference(constraintId);
@@ -228,11 +280,15 @@ void TableChange::operator()(const tsql::ModifyColumn& action) {
     }
   }
   convertRows(column, to);
-  store_.run(
-      "UPDATE syscolumns SET type = ?, usertype = ?, length = ?, prec = ?, scale = ?,"
-      " status = (status & ~8) | ? WHERE id = ? AND colid = ?",
-      to.storageCode, to.userType, to.length, to.precision, to.scale,
-      to.nullable ? column_status::kNullable : 0, table_.id, column.colid);
+  records_.changeColumn(table_.id, column.colid, [&](SysColumn& row) {
+    row.type = to.storageCode;
+    row.usertype = to.userType;
+    row.length = to.length;
+    row.prec = to.precision;
+    row.scale = to.scale;
+    row.status =
+        (row.status & ~column_status::kNullable) | (to.nullable ? column_status::kNullable : 0);
+  });
   tables_.layOut(table_);
   tables_.indexes().updateTextChain(table_);
 }
@@ -259,28 +315,27 @@ void TableChange::convertRows(const ColumnInfo& column, const ColumnType& to) {
 
 void TableChange::operator()(const tsql::ReplaceDefault& action) {
   const ColumnInfo column = requireColumn(action.column);
-  if (column.defaultId != 0 && !tables_.isInlineDefault(column.defaultId)) {
+  if (column.defaultId != 0 && !records_.isInline(column.defaultId)) {
     writer_.fail(4927, "ALTER TABLE '", table_.name, "' failed. Column '", column.name,
                  "' has a bound default, which must be unbound first.");
   }
   tables_.removeDefault(table_, column);
   const auto* literal = std::get_if<tsql::Literal>(&action.value.value->node);
   if (literal != nullptr && literal->kind == tsql::LiteralKind::Null) return;
-  tables_.addDefault(table_, column.name, action.value);
+  tables_.addDefault(table_, column.colid, column.name, action.value);
 }
 
 void TableChange::operator()(const tsql::SwitchTrigger& action) {
   bool found = action.trigger.empty();
   for (const TriggerSlot& slot : kTriggerSlots) {
-    const auto trigger = store_.value<std::string>(
-        concat("SELECT g.name FROM sysobjects t JOIN sysobjects g ON g.id = t.", slot.column,
-               " WHERE t.id = ?"),
-        table_.id);
+    const int id = records_.object(table_.id)->*slot.column;
+    const auto trigger = writer_.catalog().objectName(id);
     if (!trigger || (!action.trigger.empty() && *trigger != action.trigger)) continue;
     found = true;
-    store_.run(concat("UPDATE sysobjects SET sysstat2 = sysstat2 ", action.enable ? "& ~" : "| ",
-                      slot.disabled, " WHERE id = ?"),
-               table_.id);
+    records_.changeObject(table_.id, [&](SysObject& table) {
+      table.sysstat2 =
+          action.enable ? table.sysstat2 & ~slot.disabled : table.sysstat2 | slot.disabled;
+    });
   }
   if (!found) {
     writer_.fail(208, action.trigger,

@@ -5,6 +5,8 @@
 
 #include "drivers/embedded/catalog/index_writer.h"
 #include "drivers/embedded/catalog/keys.h"
+#include "drivers/embedded/catalog/name_text.h"
+#include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/catalog/writer.h"
 #include "drivers/embedded/tsql/words.h"
@@ -21,41 +23,46 @@ ObjectInfo systemTableInfo(const SystemTable& table) {
           std::string(table.name)};
 }
 
-/// What objectOf reads.
-constexpr std::string_view kObjectColumns =
-    "SELECT o.id, uid, type, name, r.id FROM sysobjects o LEFT JOIN row_tables r ON r.id = o.id";
-const std::string kObjectByName = concat(kObjectColumns, " WHERE name = ? AND uid = ?");
-const std::string kObjectById = concat(kObjectColumns, " WHERE o.id = ?");
-
-ObjectInfo objectOf(const Statement& row) {
-  ObjectInfo object{row.number(0), row.number(1), row.text(2), row.text(3), {}};
+ObjectInfo objectOf(const SysObject& row) {
+  ObjectInfo object{row.id, row.uid, row.type, row.name, {}};
   if (object.type == object_type::kTable) {
-    object.sqliteTable = row.isNull(4) ? std::string(kNoRows) : concat("t", object.id);
+    object.sqliteTable = row.hasRowTable ? concat("t", object.id) : std::string(kNoRows);
   }
   if (object.type == object_type::kSystemTable) object.sqliteTable = object.name;
   return object;
 }
 
-ColumnType storedType(int storageCode, int userType, int length, const Statement& row,
-                      int precisionColumn) {
+/// Columns and types of systypes share the names of these members.
+template <class Row>
+ColumnType storedType(int storageCode, const Row& row) {
   ColumnType type;
-  type.kind = kindOfStorage(storageCode, length);
+  type.kind = kindOfStorage(storageCode, row.length);
   // Types that share a storage code are told apart by their own number.
-  for (const SystemType& system : systemTypes()) {
-    if (system.userType == userType && system.kind) type.kind = *system.kind;
+  if (row.usertype <= kLargestSystemType) {
+    for (const SystemType& system : systemTypes()) {
+      if (system.userType == row.usertype && system.kind) type.kind = *system.kind;
+    }
   }
   type.storageCode = storageCode;
-  type.userType = userType;
-  type.length = length;
-  if (!row.isNull(precisionColumn)) type.precision = row.number(precisionColumn);
-  if (!row.isNull(precisionColumn + 1)) type.scale = row.number(precisionColumn + 1);
+  type.userType = row.usertype;
+  type.length = row.length;
+  type.precision = row.prec;
+  type.scale = row.scale;
   return type;
 }
 
 }  // namespace
 
 Catalog::Catalog(const CatalogOptions& options) : options_(options) {
-  createSystemTables(store_, options);
+  for (const SystemTable& table : systemTables()) {
+    if (table.inMaster) master_[table.name] = plainTable(store_.undoLog(), table);
+  }
+  createSystemTables(store_, options,
+                     [this](const SystemTable& table) -> RowSource& { return source(table); });
+}
+
+RowSource& Catalog::source(const SystemTable& table) {
+  return table.inMaster ? *master_.at(table.name) : records_.source(table);
 }
 
 Catalog::~Catalog() = default;
@@ -74,8 +81,7 @@ std::optional<ObjectInfo> Catalog::findObject(const tsql::ObjectName& name, cons
 
   std::optional<ObjectInfo> found;
   const auto lookUp = [&](int uid) {
-    store_.each(
-        kObjectByName, [&](const Statement& row) { found = objectOf(row); }, name.name, uid);
+    if (const SysObject* object = records_.object(name.name, uid)) found = objectOf(*object);
   };
   if (!name.owner.empty()) {
     if (const auto uid = userId(name.owner)) lookUp(*uid);
@@ -97,21 +103,18 @@ std::optional<ObjectInfo> Catalog::elsewhere(const tsql::ObjectName& name) {
 }
 
 std::optional<ObjectInfo> Catalog::findObject(std::string_view text, const Caller& caller) {
-  std::array<std::string, 3> parts;
-  std::size_t count = 0;
-  for (std::string_view rest = text;;) {
-    if (count == parts.size()) return std::nullopt;
-    const std::size_t dot = rest.find('.');
-    parts[count++] = rest.substr(0, dot);
-    if (dot == std::string_view::npos) break;
-    rest.remove_prefix(dot + 1);
-  }
+  std::vector<std::string> parts = nameParts(text, readsQuotedNames(caller));
+  constexpr std::size_t kMostParts = 3;
+  if (parts.size() > kMostParts) return std::nullopt;
   tsql::ObjectName name;
-  name.name = parts[count - 1];
-  name.name.erase(name.name.find_last_not_of(' ') + 1);
-  if (count > 1) name.owner = parts[count - 2];
-  if (count > 2) name.database = parts[0];
+  std::string* const slots[] = {&name.name, &name.owner, &name.database};
+  std::size_t slot = 0;
+  for (auto part = parts.rbegin(); part != parts.rend(); ++part) *slots[slot++] = std::move(*part);
   return findObject(name, caller);
+}
+
+bool Catalog::readsQuotedNames(const Caller& caller) const {
+  return caller.quotedIdentifier && options_.release != Release::ase125;
 }
 
 ObjectInfo Catalog::requireObject(const tsql::ObjectName& name, const Caller& caller) {
@@ -127,13 +130,9 @@ ObjectInfo Catalog::requireObject(const tsql::ObjectName& name, const Caller& ca
 }
 
 std::optional<ObjectInfo> Catalog::objectById(int id) {
-  std::optional<ObjectInfo> found;
-  store_.each(
-      kObjectById, [&](const Statement& row) { found = objectOf(row); }, id);
-  if (!found) {
-    if (const SystemTable* table = findSystemTable(id)) found = systemTableInfo(*table);
-  }
-  return found;
+  if (const SysObject* object = records_.object(id)) return objectOf(*object);
+  if (const SystemTable* table = findSystemTable(id)) return systemTableInfo(*table);
+  return std::nullopt;
 }
 
 // columns
@@ -157,35 +156,43 @@ std::vector<ColumnInfo> Catalog::parameters(int procedureId, int number) {
   return readColumns(procedureId, number, false);
 }
 
+ColumnInfo Catalog::columnOf(const SysColumn& row, bool inTable) {
+  ColumnInfo column;
+  column.name = row.name;
+  column.colid = row.colid;
+  // A column has the type that its user type is based on, whether or not it takes null itself.
+  int base = row.type;
+  if (row.usertype > kLargestSystemType) {
+    const SysType* type = records_.types.first<&SysType::usertype>(row.usertype);
+    base = type == nullptr ? 0 : type->type;
+  }
+  column.type = storedType(base, row);
+  column.type.storageCode = row.type;
+  column.type.nullable = (row.status & column_status::kNullable) != 0;
+  column.type.identity = (row.status & column_status::kIdentity) != 0;
+  if (inTable) column.sqliteColumn = concat("c", column.colid);
+  column.defaultId = row.cdefault;
+  column.ruleId = row.domain;
+  if (row.computedcol) column.computed = sourceText(*row.computedcol);
+  return column;
+}
+
 std::vector<ColumnInfo> Catalog::readColumns(int objectId, int number, bool inTable) {
   std::vector<ColumnInfo> columns;
-  store_.each(
-      "SELECT name, colid, type, usertype, length, prec, scale, status, cdefault, domain,"
-      " computedcol, CASE WHEN usertype <= 100 THEN type ELSE"
-      " (SELECT t.type FROM systypes t WHERE t.usertype = syscolumns.usertype) END"
-      " FROM syscolumns WHERE id = ? AND number = ? AND coalesce(status3, 0) & 1 = 0"
-      " ORDER BY colid",
-      [&](const Statement& row) {
-        ColumnInfo column;
-        column.name = row.text(0);
-        column.colid = row.number(1);
-        // A column has the type that its user type is based on, whether or not it takes null
-        // itself.
-        column.type = storedType(row.number(11), row.number(3), row.number(4), row, 5);
-        column.type.storageCode = row.number(2);
-        column.type.nullable = (row.number(7) & 8) != 0;
-        column.type.identity = (row.number(7) & 128) != 0;
-        if (inTable) column.sqliteColumn = concat("c", column.colid);
-        column.defaultId = row.number(8);
-        column.ruleId = row.number(9);
-        if (!row.isNull(10)) column.computed = sourceText(row.number(10));
-        columns.push_back(std::move(column));
-      },
-      objectId, number);
+  for (const Slot slot : records_.columns.where<&SysColumn::id>(objectId)) {
+    const SysColumn& row = records_.columns[slot];
+    if (row.number == number && !row.isHidden()) columns.push_back(columnOf(row, inTable));
+  }
   return columns;
 }
 
 std::optional<ColumnInfo> Catalog::column(int objectId, std::string_view name) {
+  const SysObject* object = records_.object(objectId);
+  if (object != nullptr && object->type == object_type::kTable) {
+    const SysColumn* row = records_.column(objectId, name);
+    if (row == nullptr || row->isHidden()) return std::nullopt;
+    return columnOf(*row, true);
+  }
   auto all = columns(objectId);
   const auto found = std::ranges::find(all, name, &ColumnInfo::name);
   if (found == all.end()) return std::nullopt;
@@ -193,38 +200,46 @@ std::optional<ColumnInfo> Catalog::column(int objectId, std::string_view name) {
 }
 
 std::optional<std::string> Catalog::objectName(int id) {
-  return store_.value<std::string>("SELECT name FROM sysobjects WHERE id = ?", id);
+  const SysObject* object = records_.object(id);
+  return object == nullptr ? std::nullopt : std::optional(object->name);
 }
 
 std::optional<std::string> Catalog::columnName(int objectId, int colid) {
-  return store_.value<std::string>(
-      "SELECT name FROM syscolumns WHERE id = ? AND number <= 1 AND colid = ?", objectId, colid);
+  for (const Slot slot : records_.columns.where<&SysColumn::id>(objectId)) {
+    const SysColumn& column = records_.columns[slot];
+    if (column.number <= 1 && column.colid == colid) return column.name;
+  }
+  return std::nullopt;
+}
+
+const SysIndexKey* Catalog::indexKey(int objectId, int indid, int key) {
+  const SysIndex* index = records_.index(objectId, indid);
+  if (index == nullptr || key < 1 || static_cast<std::size_t>(key) > index->keys.size()) {
+    return nullptr;
+  }
+  return &index->keys[static_cast<std::size_t>(key) - 1];
 }
 
 std::optional<std::string> Catalog::indexColumn(int objectId, int indid, int key) {
-  return store_.value<std::string>(
-      "SELECT c.name FROM index_keys k JOIN syscolumns c ON c.id = k.id AND c.number = 0"
-      " AND c.colid = k.colid WHERE k.id = ? AND k.indid = ? AND k.position = ?",
-      objectId, indid, key);
+  const SysIndexKey* found = indexKey(objectId, indid, key);
+  return found == nullptr ? std::nullopt : columnName(objectId, found->colid);
 }
 
 bool Catalog::isDescendingKey(int objectId, int indid, int key) {
-  return store_
-             .value("SELECT descending FROM index_keys WHERE id = ? AND indid = ? AND position = ?",
-                    objectId, indid, key)
-             .value_or(0) != 0;
+  const SysIndexKey* found = indexKey(objectId, indid, key);
+  return found != nullptr && found->descending;
 }
 
 // users, logins, databases
 
 std::optional<std::string> Catalog::userName(int uid) {
-  return store_.value<std::string>("SELECT name FROM sysusers WHERE uid = ?", uid);
+  const SysUser* user = records_.users.first<&SysUser::uid>(uid);
+  return user == nullptr ? std::nullopt : std::optional(user->name);
 }
 
 std::optional<int> Catalog::userId(std::string_view name) {
-  // Nearly every name is one of the owner's.
-  if (name == "dbo") return kDboUid;
-  return store_.value("SELECT uid FROM sysusers WHERE name = ?", name);
+  const SysUser* user = records_.users.first<&SysUser::name>(name);
+  return user == nullptr ? std::nullopt : std::optional(user->uid);
 }
 
 std::optional<std::string> Catalog::loginName(int suid) {
@@ -236,7 +251,8 @@ std::optional<int> Catalog::loginId(std::string_view name) {
 }
 
 std::optional<int> Catalog::userOfLogin(int suid) {
-  return store_.value("SELECT uid FROM sysusers WHERE suid = ?", suid);
+  const SysUser* user = records_.users.first<&SysUser::suid>(suid);
+  return user == nullptr ? std::nullopt : std::optional(user->uid);
 }
 
 std::optional<std::string> Catalog::databaseName(int dbid) {
@@ -290,15 +306,14 @@ ColumnType Catalog::resolveType(const tsql::DataType& type, const Caller& caller
   }
   std::optional<ColumnType> found;
   const auto lookUp = [&](int uid) {
-    store_.each(
-        "SELECT type, usertype, length, prec, scale, allownulls, ident FROM systypes"
-        " WHERE name = ? AND uid = ? AND (usertype > 100 OR name = 'longsysname')",
-        [&](const Statement& row) {
-          found = storedType(row.number(0), row.number(1), row.number(2), row, 3);
-          found->nullable = row.number(5) != 0;
-          found->identity = row.number(6) != 0;
-        },
-        type.name, uid);
+    for (const Slot slot : records_.types.where<&SysType::name>(type.name)) {
+      const SysType& row = records_.types[slot];
+      const bool isOwn = row.usertype > kLargestSystemType || row.name == "longsysname";
+      if (row.uid != uid || !isOwn) continue;
+      found = storedType(row.type, row);
+      found->nullable = row.allownulls != 0;
+      found->identity = row.ident.value_or(0) != 0;
+    }
   };
   const auto owner = type.owner.empty() ? std::optional(caller.uid) : userId(type.owner);
   if (owner) lookUp(*owner);
@@ -316,9 +331,9 @@ bool Catalog::allowsNullsByDefault(std::string_view database) {
 
 std::string Catalog::sourceText(int objectId) {
   std::string text;
-  store_.each(
-      "SELECT text FROM syscomments WHERE id = ? ORDER BY number, colid2, colid",
-      [&](const Statement& row) { text += row.view(0); }, objectId);
+  for (const Slot slot : records_.comments.where<&SysComment::id>(objectId)) {
+    text += records_.comments[slot].text;
+  }
   return text;
 }
 
@@ -326,17 +341,18 @@ SourceText Catalog::source(int objectId) { return {sourceText(objectId), isQuote
 
 SourceText Catalog::source(int procedureId, int number) {
   SourceText source{{}, isQuoted(procedureId)};
-  store_.each(
-      "SELECT text FROM syscomments WHERE id = ? AND number = ? ORDER BY colid2, colid",
-      [&](const Statement& row) { source.text += row.view(0); }, procedureId, number);
+  for (const Slot slot : records_.comments.where<&SysComment::id>(procedureId)) {
+    const SysComment& piece = records_.comments[slot];
+    if (piece.number == number) source.text += piece.text;
+  }
   return source;
 }
 
 bool Catalog::isQuoted(int objectId) {
-  return store_
-      .value("SELECT 1 FROM syscomments WHERE id = ? AND status & ?", objectId,
-             kQuotedIdentifiersOn)
-      .has_value();
+  return std::ranges::any_of(
+      records_.comments.where<&SysComment::id>(objectId), [&](const Slot slot) {
+        return (records_.comments[slot].status.value_or(0) & kQuotedIdentifiersOn) != 0;
+      });
 }
 
 // rows of user tables
@@ -352,7 +368,7 @@ std::string Catalog::rowTable(int tableId) {
   }
   store_.execute(
       concat("CREATE TABLE ", rowStore(tableId), ".", table.sqliteTable, "(", definition, ")"));
-  store_.run("INSERT INTO row_tables(id) VALUES (?)", tableId);
+  records_.changeObject(tableId, [](SysObject& row) { row.hasRowTable = true; });
   const Caller caller;
   CatalogWriter writer(*this, caller);
   IndexWriter(writer).createAllUnique(table);
@@ -361,11 +377,11 @@ std::string Catalog::rowTable(int tableId) {
 }
 
 std::int64_t Catalog::nextIdentity(int tableId) {
-  const auto colid =
-      store_.value("SELECT colid FROM syscolumns WHERE id = ? AND status & 128", tableId);
-  if (!colid) return 1;
-  Statement highest = store_.prepare(
-      concat("SELECT max(CAST(c", *colid, " AS INTEGER)) FROM ", objectById(tableId)->sqliteTable));
+  const SysColumn* identity = records_.identityColumn(tableId);
+  if (identity == nullptr) return 1;
+  Statement highest =
+      store_.prepare(concat("SELECT max(CAST(c", identity->colid, " AS INTEGER)) FROM ",
+                            objectById(tableId)->sqliteTable));
   return highest.step() ? highest.integer(0) + 1 : 1;
 }
 
@@ -383,28 +399,19 @@ tsql::ServerError Catalog::duplicateKeyError(const StoreError& error, std::uint3
   }
   const int tableId = numbers.empty() ? 0 : numbers[0];
   const auto indexNamed = [&](int indid) {
-    return store_
-        .value<std::string>("SELECT name FROM sysindexes WHERE id = ? AND indid = ?", tableId,
-                            indid)
-        .value_or("");
+    const SysIndex* index = records_.index(tableId, indid);
+    return index == nullptr ? std::string() : index->name;
   };
   const bool isNullGuard = text.find("index 'n") != text.npos && numbers.size() == 2;
   std::string index = isNullGuard ? indexNamed(numbers[1]) : "";
-  store_.each(
-      "SELECT name, indid FROM sysindexes WHERE id = ? AND status & 2 ORDER BY indid",
-      [&](const Statement& row) {
-        std::size_t matching = 0;
-        std::size_t keys = 0;
-        store_.each(
-            "SELECT colid FROM index_keys WHERE id = ? AND indid = ? ORDER BY position",
-            [&](const Statement& key) {
-              ++keys;
-              if (2 * keys <= numbers.size() && numbers[2 * keys - 1] == key.number(0)) ++matching;
-            },
-            tableId, row.number(1));
-        if (index.empty() && matching == keys && 2 * keys == numbers.size()) index = row.text(0);
-      },
-      tableId);
+  std::vector<int> colids;
+  for (std::size_t i = 1; i < numbers.size(); i += 2) colids.push_back(numbers[i]);
+  for (const Slot slot : records_.indexes.where<&SysIndex::id>(tableId)) {
+    const SysIndex& row = records_.indexes[slot];
+    const bool isUnique = (row.status & index_status::kUnique) != 0;
+    const bool matches = std::ranges::equal(row.keys, colids, {}, &SysIndexKey::colid);
+    if (index.empty() && isUnique && matches) index = row.name;
+  }
   const std::string table = objectName(tableId).value_or("");
   if (!index.empty()) return duplicateError(Differing::keys, table, index, line);
   return duplicateError(Differing::rows, table, indexNamed(kClusteredIndid), line);

@@ -23,6 +23,7 @@
 #include <string_view>
 #include <vector>
 
+#include "drivers/embedded/catalog/records.h"
 #include "drivers/embedded/catalog/result.h"
 #include "drivers/embedded/catalog/types.h"
 #include "drivers/embedded/options.h"
@@ -45,13 +46,16 @@ inline constexpr int kDboUid = 1;
 
 /// Where sysobjects says which trigger a change of rows fires, and in sysstat2 that it does not.
 struct TriggerSlot {
-  const char* column;
+  int SysObject::*column;
   int disabled;
   bool tsql::TriggerEvents::*event;
 };
-inline constexpr TriggerSlot kInsertSlot{"instrig", 0x100000, &tsql::TriggerEvents::insert};
-inline constexpr TriggerSlot kDeleteSlot{"deltrig", 0x200000, &tsql::TriggerEvents::remove};
-inline constexpr TriggerSlot kUpdateSlot{"updtrig", 0x400000, &tsql::TriggerEvents::update};
+inline constexpr TriggerSlot kInsertSlot{&SysObject::instrig, 0x100000,
+                                         &tsql::TriggerEvents::insert};
+inline constexpr TriggerSlot kDeleteSlot{&SysObject::deltrig, 0x200000,
+                                         &tsql::TriggerEvents::remove};
+inline constexpr TriggerSlot kUpdateSlot{&SysObject::updtrig, 0x400000,
+                                         &tsql::TriggerEvents::update};
 inline constexpr TriggerSlot kTriggerSlots[] = {kInsertSlot, kUpdateSlot, kDeleteSlot};
 
 /// On whose behalf a statement runs, and where it stands (for errors).
@@ -94,11 +98,6 @@ struct SourceText {
   }
 };
 
-struct NamedColumn {
-  std::string name;
-  ColumnType type;
-};
-
 struct ProcedureArgument {
   std::string name;  ///< with its `@`; empty when positional
   std::optional<std::string> value;
@@ -137,6 +136,7 @@ class Catalog {
   Catalog& operator=(const Catalog&) = delete;
 
   Database& store() { return store_; }
+  SystemRecords& records() { return records_; }
   const CatalogOptions& options() const { return options_; }
 
   // look-ups
@@ -150,6 +150,8 @@ class Catalog {
   std::optional<ObjectInfo> objectById(int id);
   /// `[[db.]owner.]name` as a text, as object_id() takes it.
   std::optional<ObjectInfo> findObject(std::string_view text, const Caller& caller);
+  /// Whether such texts may hold names in double quotes.
+  bool readsQuotedNames(const Caller& caller) const;
 
   /// In colid order: columns of a table or view, parameters of an ungrouped procedure.
   std::vector<ColumnInfo> columns(int objectId);
@@ -239,10 +241,16 @@ class Catalog {
  private:
   std::optional<ObjectInfo> elsewhere(const tsql::ObjectName& name);
   bool isQuoted(int objectId);
+  ColumnInfo columnOf(const SysColumn& row, bool inTable);
   std::vector<ColumnInfo> readColumns(int objectId, int number, bool inTable);
+  const SysIndexKey* indexKey(int objectId, int indid, int key);
+
+  RowSource& source(const SystemTable& table);
 
   const CatalogOptions options_;
   Database store_;
+  SystemRecords records_{store_.undoLog()};
+  std::map<std::string_view, std::unique_ptr<PlainTable>> master_;
 };
 
 }  // namespace kelvane::embedded

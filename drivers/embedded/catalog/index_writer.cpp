@@ -47,8 +47,8 @@ int IndexWriter::lockStatus(std::string_view scheme) {
 }
 
 bool IndexWriter::isAllPages(int tableId) {
-  const int status =
-      store_.value("SELECT sysstat2 FROM sysobjects WHERE id = ?", tableId).value_or(0);
+  const SysObject* table = records_.object(tableId);
+  const int status = table == nullptr ? 0 : table->sysstat2;
   return (status & (table_status2::kDataPages | table_status2::kDataRows)) == 0;
 }
 
@@ -59,25 +59,45 @@ int IndexWriter::segmentNumber(std::string_view name) {
   return *number;
 }
 
+void IndexWriter::addRow(const ObjectInfo& table, std::string name, int indid, int segment) {
+  SysIndex row;
+  row.name = std::move(name);
+  row.id = table.id;
+  row.indid = indid;
+  row.segment = segment;
+  row.crdate = currentTime();
+  records_.indexes.insert(std::move(row));
+}
+
+void IndexWriter::eraseRow(int tableId, int indid) {
+  records_.indexes.each<&SysIndex::id>(tableId, [&](Slot slot, const SysIndex& row) {
+    if (row.indid == indid) records_.indexes.erase(slot);
+  });
+}
+
 void IndexWriter::addHeap(const ObjectInfo& table, std::string_view segment) {
-  store_.run("INSERT INTO sysindexes(name, id, indid, segment, crdate) VALUES (?, ?, ?, ?, ?)",
-             table.name, table.id, kHeapIndid, segmentNumber(segment), currentTime());
+  addRow(table, table.name, kHeapIndid, segmentNumber(segment));
   updateTextChain(table);
 }
 
 void IndexWriter::updateTextChain(const ObjectInfo& table) {
-  const auto columns = writer_.catalog().columns(table.id);
-  const bool needed = std::ranges::any_of(
-      columns, [](const ColumnInfo& column) { return isLong(column.type.kind); });
-  const bool present =
-      store_.value("SELECT 1 FROM sysindexes WHERE id = ? AND indid = ?", table.id, kTextIndid)
-          .has_value();
-  if (needed && !present) {
-    store_.run("INSERT INTO sysindexes(name, id, indid, segment, crdate) VALUES (?, ?, ?, ?, ?)",
-               "t" + table.name, table.id, kTextIndid, kDefaultSegment, currentTime());
-  } else if (!needed && present) {
-    store_.run("DELETE FROM sysindexes WHERE id = ? AND indid = ?", table.id, kTextIndid);
+  const auto isLongColumn = [&](const Slot slot) {
+    const SysColumn& column = records_.columns[slot];
+    return !column.isHidden() && isLong(kindOfStorage(column.type, column.length));
+  };
+  const bool needed =
+      std::ranges::any_of(records_.columns.where<&SysColumn::id>(table.id), isLongColumn);
+  const bool present = records_.index(table.id, kTextIndid) != nullptr;
+  if (needed && !present) addRow(table, "t" + table.name, kTextIndid, kDefaultSegment);
+  if (!needed && present) eraseRow(table.id, kTextIndid);
+}
+
+const SysIndex* IndexWriter::primaryKey(int tableId) const {
+  for (const Slot slot : records_.indexes.where<&SysIndex::id>(tableId)) {
+    const SysIndex& index = records_.indexes[slot];
+    if ((index.status & index_status::kPrimaryKey) != 0) return &index;
   }
+  return nullptr;
 }
 
 // A key that is an expression stands in the catalog as a computed column that nobody sees.
@@ -92,26 +112,33 @@ IndexWriter::KeyColumn IndexWriter::addHiddenColumn(const ObjectInfo& table, con
   const ColumnType type = withNullability(values_->typeOf(*key.expression, *plan.table), true);
   const int computed = writer_.addUnnamedObject(table, name, object_type::kComputed);
   writer_.saveText(computed, 0, key.expression->range.in(text_));
-  const int colid =
-      store_.value("SELECT max(colid) FROM syscolumns WHERE id = ?", table.id).value_or(0) + 1;
-  store_.run(
-      "INSERT INTO syscolumns(id, colid, status, type, length, usertype, name, prec, scale,"
-      " status3, computedcol) VALUES (?, ?, 8, ?, ?, ?, ?, ?, ?, 1, ?)",
-      table.id, colid, type.storageCode, type.length, type.userType, name, type.precision,
-      type.scale, computed);
+  SysColumn column;
+  column.id = table.id;
+  column.colid = records_.nextColid(table.id);
+  column.status = column_status::kNullable;
+  column.type = type.storageCode;
+  column.length = type.length;
+  column.usertype = type.userType;
+  column.name = name;
+  column.prec = type.precision;
+  column.scale = type.scale;
+  column.status3 = column_status3::kHidden;
+  column.computedcol = computed;
+  const int colid = column.colid;
+  records_.columns.insert(std::move(column));
   return {colid, key.order == tsql::SortOrder::Descending, true, false};
 }
 
 void IndexWriter::removeHiddenColumns(int tableId, int indid) {
-  std::vector<std::pair<int, int>> hidden;
-  store_.each(
-      "SELECT c.colid, c.computedcol FROM index_keys k JOIN syscolumns c ON c.id = k.id"
-      " AND c.number = 0 AND c.colid = k.colid WHERE k.id = ? AND k.indid = ? AND c.status3 & 1",
-      [&](const Statement& row) { hidden.emplace_back(row.number(0), row.number(1)); }, tableId,
-      indid);
-  for (const auto& [colid, computed] : hidden) {
-    store_.run("DELETE FROM syscolumns WHERE id = ? AND colid = ?", tableId, colid);
-    writer_.removeObject(computed);
+  const SysIndex* index = records_.index(tableId, indid);
+  if (index == nullptr) return;
+  for (const SysIndexKey& key : std::vector(index->keys)) {
+    records_.columns.each<&SysColumn::id>(tableId, [&](Slot slot, const SysColumn& column) {
+      if (column.colid != key.colid || !column.isHidden()) return;
+      const int computed = column.computedcol.value();
+      records_.columns.erase(slot);
+      writer_.removeObject(computed);
+    });
   }
 }
 
@@ -122,14 +149,14 @@ std::vector<IndexWriter::KeyColumn> IndexWriter::resolveKeys(const ObjectInfo& t
     writer_.fail(1904, "Cannot specify more than ", kLargestKeyCount,
                  " column names for index key list. ", keys.size(), " specified.");
   }
-  const auto columns = writer_.catalog().columns(table.id);
   std::vector<KeyColumn> resolved;
   for (const tsql::IndexKey& key : keys) {
     if (key.expression) {
       resolved.push_back(addHiddenColumn(table, plan, indid, resolved.size()));
       continue;
     }
-    const ColumnInfo& column = keyColumn(columns, key.column, table.name, writer_.caller().line);
+    const ColumnInfo column = keyColumn(writer_.catalog().column(table.id, key.column), key.column,
+                                        table.name, writer_.caller().line);
     if (std::ranges::find(resolved, column.colid, &KeyColumn::colid) != resolved.end()) {
       writer_.fail(1909, "Cannot use duplicate column names in index key list. Column name '",
                    key.column, "' listed more than once.");
@@ -145,32 +172,40 @@ std::vector<IndexWriter::KeyColumn> IndexWriter::resolveKeys(const ObjectInfo& t
 }
 
 std::optional<int> IndexWriter::find(int tableId, std::string_view name) {
-  return store_.value(
-      "SELECT indid FROM sysindexes WHERE id = ? AND name = ? AND indid BETWEEN 1 AND 254", tableId,
-      name);
+  for (const Slot slot : records_.indexes.where<&SysIndex::id>(tableId)) {
+    const SysIndex& index = records_.indexes[slot];
+    const bool isIndex = index.indid != kHeapIndid && index.indid != kTextIndid;
+    if (isIndex && index.name == name) return index.indid;
+  }
+  return std::nullopt;
 }
 
 int IndexWriter::freeIndid(int tableId) {
   int free = kClusteredIndid + 1;
-  store_.each(
-      "SELECT indid FROM sysindexes WHERE id = ? AND indid BETWEEN 2 AND 254 ORDER BY indid",
-      [&](const Statement& row) {
-        if (row.number(0) == free) ++free;
-      },
-      tableId);
+  for (const Slot slot : records_.indexes.where<&SysIndex::id>(tableId)) {
+    if (records_.indexes[slot].indid == free) ++free;
+  }
   if (free > kLargestIndid) {
     writer_.fail(1910, "Cannot create more than 249 nonclustered indexes on one table.");
   }
   return free;
 }
 
-void IndexWriter::requireNoClustered(const ObjectInfo& table) {
-  const auto existing = store_.value<std::string>(
-      "SELECT name FROM sysindexes WHERE id = ? AND (indid = 1 OR status2 & 512)", table.id);
-  if (existing) {
-    writer_.fail(1902, "Cannot create more than one clustered index on table '", table.name,
-                 "'. Drop the existing clustered index '", *existing, "' before creating another.");
+const SysIndex* IndexWriter::clustered(int tableId) const {
+  for (const Slot slot : records_.indexes.where<&SysIndex::id>(tableId)) {
+    const SysIndex& index = records_.indexes[slot];
+    const bool isPlaced = (index.status2 & index_status2::kPlacement) != 0;
+    if (index.indid == kClusteredIndid || isPlaced) return &index;
   }
+  return nullptr;
+}
+
+void IndexWriter::requireNoClustered(const ObjectInfo& table) {
+  const SysIndex* existing = clustered(table.id);
+  if (existing == nullptr) return;
+  writer_.fail(1902, "Cannot create more than one clustered index on table '", table.name,
+               "'. Drop the existing clustered index '", existing->name,
+               "' before creating another.");
 }
 
 int IndexWriter::add(const ObjectInfo& table, const IndexPlan& plan) {
@@ -182,17 +217,8 @@ int IndexWriter::add(const ObjectInfo& table, const IndexPlan& plan) {
                  "'.");
   }
   if (plan.clustered) requireNoClustered(table);
-  if (replacesHeap) {
-    store_.run("DELETE FROM sysindexes WHERE id = ? AND indid = ?", table.id, kHeapIndid);
-  }
+  if (replacesHeap) eraseRow(table.id, kHeapIndid);
   writeRow(table, plan, indid, keys);
-  int position = 0;
-  for (const KeyColumn& key : keys) {
-    store_.run(
-        "INSERT INTO index_keys(id, indid, position, colid, descending) VALUES (?, ?, ?, ?, ?)",
-        table.id, indid, ++position, key.colid, key.descending ? 1 : 0);
-  }
-  if (plan.options != nullptr) applyOptions(table.id, indid, *plan.options);
   if (plan.unique) {
     createUnique(table, indid);
   } else if (indid == kClusteredIndid && !allowsDuplicateRows(plan.options)) {
@@ -216,34 +242,36 @@ void IndexWriter::writeRow(const ObjectInfo& table, const IndexPlan& plan, int i
   const std::string name =
       plan.name.empty() ? concat(firstCharacters(table.name, kTablePart), "_", table.id, indid)
                         : plan.name;
-  const int keyCount = static_cast<int>(keys.size()) + (indid == kClusteredIndid ? 0 : 1);
-  store_.run(
-      "INSERT INTO sysindexes(name, id, indid, status, status2, segment, keycnt, crdate)"
-      " VALUES (?, ?, ?, ?, ?, ?, ?, ?)",
-      name, table.id, indid, status, status2, segmentNumber(plan.segment), keyCount, currentTime());
+  SysIndex row;
+  row.name = name;
+  row.id = table.id;
+  row.indid = indid;
+  row.status = status;
+  row.status2 = status2;
+  row.segment = segmentNumber(plan.segment);
+  row.keycnt = static_cast<int>(keys.size()) + (indid == kClusteredIndid ? 0 : 1);
+  row.crdate = currentTime();
+  for (const KeyColumn& key : keys) row.keys.push_back({key.colid, key.descending});
+  if (plan.options != nullptr) applyOptions(row, *plan.options);
+  records_.indexes.insert(std::move(row));
   if (plan.kind == IndexPlan::Kind::PrimaryKey) {
-    store_.run("UPDATE sysobjects SET sysstat2 = sysstat2 | ? WHERE id = ?",
-               table_status2::kPrimaryKey, table.id);
+    records_.changeObject(table.id,
+                          [](SysObject& object) { object.sysstat2 |= table_status2::kPrimaryKey; });
   }
 }
 
-void IndexWriter::applyOptions(int tableId, int indid,
-                               const std::vector<tsql::StorageOption>& options) {
+void IndexWriter::applyOptions(SysIndex& index, const std::vector<tsql::StorageOption>& options) {
   for (const tsql::StorageOption& option : options) {
     const auto* flag = std::ranges::find(kStatusOptions, option.name, &StatusOption::name);
-    const auto value = option.value.value_or(0);
+    const int value = static_cast<int>(option.value.value_or(0));
     if (flag != std::end(kStatusOptions)) {
-      store_.run("UPDATE sysindexes SET status = status | ? WHERE id = ? AND indid = ?",
-                 flag->status, tableId, indid);
+      index.status |= flag->status;
     } else if (option.name == "max_rows_per_page") {
-      store_.run("UPDATE sysindexes SET maxrowsperpage = ? WHERE id = ? AND indid = ?", value,
-                 tableId, indid);
+      index.maxrowsperpage = value;
     } else if (option.name == "fillfactor") {
-      store_.run("UPDATE sysindexes SET fill_factor = ? WHERE id = ? AND indid = ?", value, tableId,
-                 indid);
+      index.fill_factor = value;
     } else if (option.name == "reservepagegap") {
-      store_.run("UPDATE sysindexes SET res_page_gap = ? WHERE id = ? AND indid = ?", value,
-                 tableId, indid);
+      index.res_page_gap = value;
     }
   }
 }
@@ -255,7 +283,13 @@ void IndexWriter::applyOptions(int tableId, int indid,
 
 namespace {
 
-constexpr std::string_view kRowGuarded = "indid = 1 AND status & 66 = 0";
+bool isUnique(const SysIndex& index) { return (index.status & index_status::kUnique) != 0; }
+
+bool guardsRows(const SysIndex& index) {
+  constexpr int kUnguarded = index_status::kUnique | index_status::kAllowDuplicateRow;
+  return index.indid == kClusteredIndid && (index.status & kUnguarded) == 0;
+}
+
 constexpr std::string_view kGuardPrefixes[] = {"n", "r"};
 
 std::string indexName(std::string_view prefix, int tableId, int indid) {
@@ -264,23 +298,24 @@ std::string indexName(std::string_view prefix, int tableId, int indid) {
 
 }  // namespace
 
-std::vector<int> IndexWriter::indidsOf(int tableId, std::string_view condition) {
+template <class Condition>
+std::vector<int> IndexWriter::indidsOf(int tableId, Condition condition) {
   std::vector<int> indids;
-  store_.each(
-      concat("SELECT indid FROM sysindexes WHERE id = ? AND indid > 0 AND ", condition,
-             " ORDER BY indid"),
-      [&](const Statement& row) { indids.push_back(row.number(0)); }, tableId);
+  for (const Slot slot : records_.indexes.where<&SysIndex::id>(tableId)) {
+    const SysIndex& index = records_.indexes[slot];
+    if (index.indid != kHeapIndid && condition(index)) indids.push_back(index.indid);
+  }
   return indids;
 }
 
 void IndexWriter::createAllUnique(const ObjectInfo& table) {
-  for (const int indid : indidsOf(table.id, "status & 2")) createUnique(table, indid);
-  for (const int indid : indidsOf(table.id, kRowGuarded)) createRowGuard(table, indid);
+  for (const int indid : indidsOf(table.id, isUnique)) createUnique(table, indid);
+  for (const int indid : indidsOf(table.id, guardsRows)) createRowGuard(table, indid);
 }
 
 void IndexWriter::dropGuards(const ObjectInfo& table) {
   if (table.sqliteTable == kNoRows) return;
-  for (const int indid : indidsOf(table.id, "1")) {
+  for (const int indid : indidsOf(table.id, [](const SysIndex&) { return true; })) {
     for (const std::string_view prefix : kGuardPrefixes) {
       store_.execute(concat("DROP INDEX IF EXISTS ", indexName(prefix, table.id, indid)));
     }
@@ -289,24 +324,21 @@ void IndexWriter::dropGuards(const ObjectInfo& table) {
 
 void IndexWriter::createGuards(const ObjectInfo& table) {
   if (table.sqliteTable == kNoRows) return;
-  for (const int indid : indidsOf(table.id, "status & 2")) createNullGuard(table, indid);
-  for (const int indid : indidsOf(table.id, kRowGuarded)) createRowGuard(table, indid);
+  for (const int indid : indidsOf(table.id, isUnique)) createNullGuard(table, indid);
+  for (const int indid : indidsOf(table.id, guardsRows)) createRowGuard(table, indid);
 }
 
 std::vector<ColumnInfo> IndexWriter::keyColumns(const ObjectInfo& table, int indid) {
   const auto columns = writer_.catalog().columns(table.id);
   std::vector<ColumnInfo> keys;
-  store_.each(
-      "SELECT colid FROM index_keys WHERE id = ? AND indid = ? ORDER BY position",
-      [&](const Statement& row) {
-        const auto column = std::ranges::find(columns, row.number(0), &ColumnInfo::colid);
-        if (column == columns.end() || !column->computed.empty()) {
-          writer_.fail(tsql::kNotSupported, "The embedded catalog cannot keep rows in table '",
-                       table.name, "', which has a unique index of expressions.");
-        }
-        keys.push_back(*column);
-      },
-      table.id, indid);
+  for (const SysIndexKey& key : records_.index(table.id, indid)->keys) {
+    const auto column = std::ranges::find(columns, key.colid, &ColumnInfo::colid);
+    if (column == columns.end() || !column->computed.empty()) {
+      writer_.fail(tsql::kNotSupported, "The embedded catalog cannot keep rows in table '",
+                   table.name, "', which has a unique index of expressions.");
+    }
+    keys.push_back(*column);
+  }
   return keys;
 }
 
@@ -343,8 +375,7 @@ void IndexWriter::createRowGuard(const ObjectInfo& table, int indid) {
   if (table.sqliteTable == kNoRows) return;
   const std::string row = equalNulls(comparedInRows(writer_.catalog().columns(table.id)));
   if (row.empty()) return;
-  if (store_.value("SELECT 1 FROM sysindexes WHERE id = ? AND indid = ? AND status & ?", table.id,
-                   indid, index_status::kIgnoreDuplicateRow)) {
+  if ((records_.index(table.id, indid)->status & index_status::kIgnoreDuplicateRow) != 0) {
     store_.execute(concat("DELETE FROM ", table.sqliteTable,
                           " WHERE rowid NOT IN (SELECT min(rowid) FROM ", table.sqliteTable,
                           " GROUP BY ", row, ")"));
@@ -360,12 +391,17 @@ void IndexWriter::createRowGuard(const ObjectInfo& table, int indid) {
 
 std::vector<std::string> IndexWriter::ignoredDuplicates(const ObjectInfo& table) {
   std::vector<std::string> targets;
-  for (const int indid : indidsOf(table.id, "status & 3 = 3")) {
+  const auto ignoresKeys = [](const SysIndex& index) {
+    return isUnique(index) && (index.status & index_status::kIgnoreDuplicateKey) != 0;
+  };
+  const auto ignoresRows = [](const SysIndex& index) {
+    return guardsRows(index) && (index.status & index_status::kIgnoreDuplicateRow) != 0;
+  };
+  for (const int indid : indidsOf(table.id, ignoresKeys)) {
     targets.push_back(columnList(keyColumns(table, indid)));
   }
-  for (const int indid : indidsOf(table.id, concat(kRowGuarded, " AND status & 4"))) {
-    if (indid != 0)
-      targets.push_back(equalNulls(comparedInRows(writer_.catalog().columns(table.id))));
+  if (!indidsOf(table.id, ignoresRows).empty()) {
+    targets.push_back(equalNulls(comparedInRows(writer_.catalog().columns(table.id))));
   }
   return targets;
 }
@@ -378,56 +414,50 @@ void IndexWriter::dropStored(int tableId, int indid) {
 
 void IndexWriter::remove(const ObjectInfo& table, int indid) {
   removeHiddenColumns(table.id, indid);
-  store_.run("DELETE FROM sysindexes WHERE id = ? AND indid = ?", table.id, indid);
-  store_.run("DELETE FROM index_keys WHERE id = ? AND indid = ?", table.id, indid);
-  dropStored(table.id, indid);
-  if (indid == kClusteredIndid) {
-    store_.run("INSERT INTO sysindexes(name, id, indid, segment, crdate) VALUES (?, ?, ?, ?, ?)",
-               table.name, table.id, kHeapIndid, kDefaultSegment, currentTime());
+  eraseRow(table.id, indid);
+  if (table.sqliteTable != kNoRows) dropStored(table.id, indid);
+  if (indid == kClusteredIndid) addRow(table, table.name, kHeapIndid, kDefaultSegment);
+  if (primaryKey(table.id) == nullptr) {
+    records_.changeObject(
+        table.id, [](SysObject& object) { object.sysstat2 &= ~table_status2::kPrimaryKey; });
   }
-  store_.run(
-      "UPDATE sysobjects SET sysstat2 = sysstat2 & ~8 WHERE id = ?1 AND NOT EXISTS"
-      " (SELECT 1 FROM sysindexes WHERE id = ?1 AND status & 2048)",
-      table.id);
 }
 
 void IndexWriter::renumber(const ObjectInfo& table, int from, int to) {
-  store_.run("UPDATE sysindexes SET indid = ?3 WHERE id = ?1 AND indid = ?2", table.id, from, to);
-  store_.run("UPDATE index_keys SET indid = ?3 WHERE id = ?1 AND indid = ?2", table.id, from, to);
-  store_.run("UPDATE sysreferences SET indexid = ?3 WHERE reftabid = ?1 AND indexid = ?2", table.id,
-             from, to);
-  dropStored(table.id, from);
-  if (store_.value("SELECT 1 FROM sysindexes WHERE id = ? AND indid = ? AND status & 2", table.id,
-                   to)) {
-    createUnique(table, to);
-  }
+  records_.changeIndex(table.id, from, [&](SysIndex& index) { index.indid = to; });
+  records_.references.each<&SysReference::reftabid>(
+      table.id, [&](Slot slot, const SysReference& row) {
+        if (row.indexid != from) return;
+        records_.references.change(slot, [&](SysReference& changed) { changed.indexid = to; });
+      });
+  if (table.sqliteTable != kNoRows) dropStored(table.id, from);
+  if (isUnique(*records_.index(table.id, to))) createUnique(table, to);
 }
 
 void IndexWriter::changeLockScheme(const ObjectInfo& table, std::string_view scheme) {
   const bool wasAllPages = isAllPages(table.id);
-  store_.run("UPDATE sysobjects SET sysstat2 = (sysstat2 & ~?) | ? WHERE id = ?",
-             table_status2::kLockMask, lockStatus(scheme), table.id);
+  records_.changeObject(table.id, [&](SysObject& object) {
+    object.sysstat2 = (object.sysstat2 & ~table_status2::kLockMask) | lockStatus(scheme);
+  });
   if (wasAllPages == isAllPages(table.id)) return;
-  const auto clustered = store_.value(
-      "SELECT indid FROM sysindexes WHERE id = ? AND (indid = 1 OR status2 & 512)", table.id);
-  if (!clustered) return;
-  if (wasAllPages) {
-    const int indid = freeIndid(table.id);
-    renumber(table, *clustered, indid);
-    store_.run(
-        "UPDATE sysindexes SET status = status & ~16, status2 = status2 | 512, keycnt = keycnt + 1"
-        " WHERE id = ? AND indid = ?",
-        table.id, indid);
-    store_.run("INSERT INTO sysindexes(name, id, indid, segment, crdate) VALUES (?, ?, ?, ?, ?)",
-               table.name, table.id, kHeapIndid, kDefaultSegment, currentTime());
-  } else {
-    store_.run("DELETE FROM sysindexes WHERE id = ? AND indid = ?", table.id, kHeapIndid);
-    renumber(table, *clustered, kClusteredIndid);
-    store_.run(
-        "UPDATE sysindexes SET status = status | 16, status2 = status2 & ~512, keycnt = keycnt - 1"
-        " WHERE id = ? AND indid = ?",
-        table.id, kClusteredIndid);
-  }
+  const SysIndex* placed = clustered(table.id);
+  if (placed == nullptr) return;
+  const int from = placed->indid;
+  const int to = wasAllPages ? freeIndid(table.id) : kClusteredIndid;
+  if (!wasAllPages) eraseRow(table.id, kHeapIndid);
+  renumber(table, from, to);
+  records_.changeIndex(table.id, to, [&](SysIndex& index) {
+    if (wasAllPages) {
+      index.status &= ~index_status::kClustered;
+      index.status2 |= index_status2::kPlacement;
+      ++index.keycnt;
+    } else {
+      index.status |= index_status::kClustered;
+      index.status2 &= ~index_status2::kPlacement;
+      --index.keycnt;
+    }
+  });
+  if (wasAllPages) addRow(table, table.name, kHeapIndid, kDefaultSegment);
 }
 
 }  // namespace kelvane::embedded

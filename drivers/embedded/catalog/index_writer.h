@@ -6,42 +6,10 @@
 #include <string_view>
 #include <vector>
 
+#include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/catalog/writer.h"
 
 namespace kelvane::embedded {
-
-namespace index_status {
-inline constexpr int kIgnoreDuplicateKey = 1;
-inline constexpr int kUnique = 2;
-inline constexpr int kIgnoreDuplicateRow = 4;
-inline constexpr int kClustered = 16;
-inline constexpr int kAllowDuplicateRow = 64;
-inline constexpr int kPrimaryKey = 2048;
-}  // namespace index_status
-
-namespace index_status2 {
-inline constexpr int kSupportsForeignKey = 1;
-inline constexpr int kConstraint = 2;
-inline constexpr int kHasIdentity = 4;
-inline constexpr int kGeneratedName = 8;
-inline constexpr int kPlacement = 512;  ///< clustered, of a data-only-locked table
-}  // namespace index_status2
-
-namespace table_status2 {
-inline constexpr int kReferenced = 1;
-inline constexpr int kForeignKey = 2;
-inline constexpr int kSeveralChecks = 4;
-inline constexpr int kPrimaryKey = 8;
-inline constexpr int kAllPages = 0x2000;
-inline constexpr int kDataPages = 0x4000;
-inline constexpr int kDataRows = 0x8000;
-inline constexpr int kLockMask = kAllPages | kDataPages | kDataRows;
-}  // namespace table_status2
-
-inline constexpr int kHeapIndid = 0;
-inline constexpr int kClusteredIndid = 1;
-inline constexpr int kTextIndid = 255;
-inline constexpr std::size_t kLargestKeyCount = 16;
 
 struct IndexPlan {
   enum class Kind { Index, UniqueConstraint, PrimaryKey };
@@ -60,7 +28,11 @@ class IndexWriter {
   /// `text` and `values` serve keys that are expressions.
   explicit IndexWriter(CatalogWriter& writer, std::string_view text = {},
                        const RowValues* values = nullptr)
-      : writer_(writer), store_(writer.store()), text_(text), values_(values) {}
+      : writer_(writer),
+        store_(writer.store()),
+        records_(writer.records()),
+        text_(text),
+        values_(values) {}
 
   /// The rows of a new table before it has any index.
   void addHeap(const ObjectInfo& table, std::string_view segment);
@@ -81,6 +53,9 @@ class IndexWriter {
   std::optional<int> find(int tableId, std::string_view name);
   void changeLockScheme(const ObjectInfo& table, std::string_view scheme);
 
+  /// Null if there is none.
+  const SysIndex* primaryKey(int tableId) const;
+
   static int lockStatus(std::string_view scheme);
 
  private:
@@ -98,12 +73,17 @@ class IndexWriter {
   void removeHiddenColumns(int tableId, int indid);
   std::vector<KeyColumn> resolveKeys(const ObjectInfo& table, const IndexPlan& plan, int indid);
   int freeIndid(int tableId);
+  const SysIndex* clustered(int tableId) const;
   void requireNoClustered(const ObjectInfo& table);
   void writeRow(const ObjectInfo& table, const IndexPlan& plan, int indid,
                 const std::vector<KeyColumn>& keys);
-  void applyOptions(int tableId, int indid, const std::vector<tsql::StorageOption>& options);
+  static void applyOptions(SysIndex& index, const std::vector<tsql::StorageOption>& options);
   void createUnique(const ObjectInfo& table, int indid);
-  std::vector<int> indidsOf(int tableId, std::string_view condition);
+  /// Those with a condition, but for the heap.
+  template <class Condition>
+  std::vector<int> indidsOf(int tableId, Condition condition);
+  void addRow(const ObjectInfo& table, std::string name, int indid, int segment);
+  void eraseRow(int tableId, int indid);
   std::vector<ColumnInfo> keyColumns(const ObjectInfo& table, int indid);
   void createNullGuard(const ObjectInfo& table, int indid);
   void createRowGuard(const ObjectInfo& table, int indid);
@@ -112,6 +92,7 @@ class IndexWriter {
 
   CatalogWriter& writer_;
   Database& store_;
+  SystemRecords& records_;
   std::string_view text_;
   const RowValues* values_;
 };

@@ -7,10 +7,9 @@
 
 namespace kelvane::embedded {
 
-const ColumnInfo& keyColumn(const std::vector<ColumnInfo>& columns, const std::string& name,
-                            std::string_view table, std::uint32_t line) {
-  const auto column = std::ranges::find(columns, name, &ColumnInfo::name);
-  if (column == columns.end()) {
+ColumnInfo keyColumn(std::optional<ColumnInfo> column, std::string_view name,
+                     std::string_view table, std::uint32_t line) {
+  if (!column) {
     throw tsql::ServerError(
         1921, 16, 1, concat("Index column '", name, "' does not exist in table '", table, "'."),
         line);
@@ -22,7 +21,14 @@ const ColumnInfo& keyColumn(const std::vector<ColumnInfo>& columns, const std::s
                                    " cannot be a key of an index."),
                             line);
   }
-  return *column;
+  return *std::move(column);
+}
+
+ColumnInfo keyColumn(const std::vector<ColumnInfo>& columns, std::string_view name,
+                     std::string_view table, std::uint32_t line) {
+  const auto found = std::ranges::find(columns, name, &ColumnInfo::name);
+  return keyColumn(found == columns.end() ? std::nullopt : std::optional(*found), name, table,
+                   line);
 }
 
 tsql::ServerError duplicateError(Differing what, std::string_view table, std::string_view index,

@@ -12,9 +12,13 @@
 
 namespace kelvane::embedded {
 
-/// Throws 1921 for a column that the table lacks and 1919 for one whose type no index takes.
-const ColumnInfo& keyColumn(const std::vector<ColumnInfo>& columns, const std::string& name,
-                            std::string_view table, std::uint32_t line);
+/// The column of that name. Throws 1921 when the table lacks it and 1919 for one whose type no
+/// index takes.
+ColumnInfo keyColumn(std::optional<ColumnInfo> column, std::string_view name,
+                     std::string_view table, std::uint32_t line);
+/// The same among all columns of the table.
+ColumnInfo keyColumn(const std::vector<ColumnInfo>& columns, std::string_view name,
+                     std::string_view table, std::uint32_t line);
 
 /// What a unique index keeps apart, or a clustered one without allow_dup_row.
 enum class Differing { keys, rows };

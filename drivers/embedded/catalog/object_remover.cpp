@@ -26,13 +26,6 @@ constexpr Kind kKinds[] = {
     {tsql::DropKind::Default, "default", object_type::kDefault},
 };
 
-std::vector<int> idsOf(Database& store, std::string_view sql, int id) {
-  std::vector<int> ids;
-  store.each(
-      sql, [&](const Statement& row) { ids.push_back(row.number(0)); }, id);
-  return ids;
-}
-
 }  // namespace
 
 void ObjectRemover::failMissing(std::string_view kind, std::string_view name) {
@@ -62,7 +55,8 @@ void ObjectRemover::drop(tsql::DropKind kind, const tsql::ObjectName& name) {
 }
 
 void ObjectRemover::dropTable(const ObjectInfo& table) {
-  if (store_.value("SELECT 1 FROM sysreferences WHERE reftabid = ?1 AND tableid != ?1", table.id)) {
+  for (const Slot slot : records_.references.where<&SysReference::reftabid>(table.id)) {
+    if (records_.references[slot].tableid == table.id) continue;
     writer_.fail(3712, "Cannot drop table '", table.name,
                  "' because it still has referential integrity constraints.");
   }
@@ -70,62 +64,54 @@ void ObjectRemover::dropTable(const ObjectInfo& table) {
   for (const ColumnInfo& column : writer_.catalog().columns(table.id)) {
     tables.removeDefault(table, column);
   }
-  for (const int id :
-       idsOf(store_, "SELECT constrid FROM sysreferences WHERE tableid = ?", table.id)) {
-    tables.removeReference(id);
-  }
-  for (const int id :
-       idsOf(store_, "SELECT constrid FROM sysconstraints WHERE tableid = ?", table.id)) {
-    writer_.removeObject(id);
-  }
-  for (const int id :
-       idsOf(store_, "SELECT computedcol FROM syscolumns WHERE id = ? AND status3 & 1", table.id)) {
-    writer_.removeObject(id);
-  }
-  for (const int id :
-       idsOf(store_, "SELECT id FROM sysobjects WHERE deltrig = ? AND type = 'TR'", table.id)) {
-    writer_.removeObject(id);
-  }
-  for (const char* statement :
-       {"DELETE FROM sysconstraints WHERE tableid = ?", "DELETE FROM sysindexes WHERE id = ?",
-        "DELETE FROM index_keys WHERE id = ?", "DELETE FROM syskeys WHERE ?1 IN (id, depid)"}) {
-    store_.run(statement, table.id);
-  }
+  records_.references.each<&SysReference::tableid>(
+      table.id,
+      [&](Slot, const SysReference& reference) { tables.removeReference(reference.constrid); });
+  records_.constraints.each<&SysConstraint::tableid>(
+      table.id, [&](Slot, const SysConstraint& row) { writer_.removeObject(row.constrid); });
+  records_.columns.each<&SysColumn::id>(table.id, [&](Slot, const SysColumn& column) {
+    if (column.isHidden()) writer_.removeObject(column.computedcol.value());
+  });
+  records_.objects.each<&SysObject::deltrig>(table.id, [&](Slot, const SysObject& object) {
+    if (object.type == object_type::kTrigger) writer_.removeObject(object.id);
+  });
+  records_.constraints.eraseAll<&SysConstraint::tableid>(table.id);
+  records_.indexes.eraseAll<&SysIndex::id>(table.id);
+  store_.run("DELETE FROM syskeys WHERE id = ?", table.id);
+  store_.run("DELETE FROM syskeys WHERE depid = ?", table.id);
   writer_.removeObject(table.id);
-  if (table.sqliteTable == kNoRows) return;
-  store_.run("DELETE FROM row_tables WHERE id = ?", table.id);
-  store_.execute("DROP TABLE " + table.sqliteTable);
+  if (table.sqliteTable != kNoRows) store_.execute("DROP TABLE " + table.sqliteTable);
 }
 
 void ObjectRemover::detachTrigger(int triggerId) {
-  const int tableId =
-      store_.value("SELECT deltrig FROM sysobjects WHERE id = ?", triggerId).value_or(0);
-  store_.run(
-      "UPDATE sysobjects SET instrig = CASE instrig WHEN ?2 THEN 0 ELSE instrig END,"
-      " updtrig = CASE updtrig WHEN ?2 THEN 0 ELSE updtrig END,"
-      " deltrig = CASE deltrig WHEN ?2 THEN 0 ELSE deltrig END WHERE id = ?1",
-      tableId, triggerId);
+  const int tableId = records_.object(triggerId)->deltrig;
+  records_.changeObject(tableId, [&](SysObject& table) {
+    for (const TriggerSlot& slot : kTriggerSlots) {
+      if (table.*slot.column == triggerId) table.*slot.column = 0;
+    }
+  });
 }
 
 void ObjectRemover::dropRuleOrDefault(const ObjectInfo& object, std::string_view kind) {
   const bool isOfTable =
-      store_.value("SELECT 1 FROM sysconstraints WHERE constrid = ?", object.id).has_value() ||
-      TableWriter(writer_, {}).isInlineDefault(object.id);
+      records_.constraints.first<&SysConstraint::constrid>(object.id) != nullptr ||
+      records_.isInline(object.id);
   if (isOfTable) {
     writer_.fail(3717,
                  "Cannot drop a default or rule constraint by DROP DEFAULT/RULE statement. "
                  "Use ALTER TABLE command.");
   }
-  const auto requireUnbound = [&](std::string_view sql, std::string_view what) {
-    if (!store_.value(sql, object.id)) return;
+  const auto requireUnbound = [&](bool isBound, std::string_view what) {
+    if (!isBound) return;
     writer_.fail(3716, "The ", kind, " '", object.name,
                  "' cannot be dropped because it is bound to one or more ", what, ".");
   };
+  requireUnbound(!records_.columns.where<&SysColumn::cdefault>(object.id).empty() ||
+                     !records_.columns.where<&SysColumn::domain>(object.id).empty(),
+                 "columns");
   requireUnbound(
-      "SELECT 1 FROM syscolumns WHERE cdefault = ?1 AND cdefault != 0 UNION ALL "
-      "SELECT 1 FROM syscolumns WHERE domain = ?1 AND domain != 0",
-      "columns");
-  requireUnbound("SELECT 1 FROM systypes WHERE ?1 IN (tdefault, domain)", "datatypes");
+      store_.value("SELECT 1 FROM systypes WHERE ?1 IN (tdefault, domain)", object.id).has_value(),
+      "datatypes");
   writer_.removeObject(object.id);
 }
 

@@ -7,7 +7,8 @@ namespace kelvane::embedded {
 
 class ObjectRemover {
  public:
-  explicit ObjectRemover(CatalogWriter& writer) : writer_(writer), store_(writer.store()) {}
+  explicit ObjectRemover(CatalogWriter& writer)
+      : writer_(writer), store_(writer.store()), records_(writer.records()) {}
 
   /// Throws 3701, 3712, 3716, 3717, 3723.
   void drop(tsql::DropKind kind, const tsql::ObjectName& name);
@@ -23,6 +24,7 @@ class ObjectRemover {
 
   CatalogWriter& writer_;
   Database& store_;
+  SystemRecords& records_;
 };
 
 }  // namespace kelvane::embedded

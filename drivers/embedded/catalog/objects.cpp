@@ -3,6 +3,7 @@
 #include <set>
 
 #include "drivers/embedded/catalog/object_remover.h"
+#include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/catalog/writer.h"
 
 namespace kelvane::embedded {
@@ -22,11 +23,19 @@ struct NewColumn {
 
 void insertColumn(CatalogWriter& writer, int id, const NewColumn& column) {
   const ColumnType& type = column.type;
-  writer.store().run(
-      "INSERT INTO syscolumns(id, number, colid, status, type, length, usertype, name, prec, scale,"
-      " status2) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, nullif(?, 0))",
-      id, column.number, column.colid, type.nullable ? 8 : 0, type.storageCode, type.length,
-      type.userType, column.name, type.precision, type.scale, column.direction);
+  SysColumn row;
+  row.id = id;
+  row.number = column.number;
+  row.colid = column.colid;
+  row.status = type.nullable ? column_status::kNullable : 0;
+  row.type = type.storageCode;
+  row.length = type.length;
+  row.usertype = type.userType;
+  row.name = column.name;
+  row.prec = type.precision;
+  row.scale = type.scale;
+  if (column.direction != 0) row.status2 = column.direction;
+  writer.records().columns.insert(std::move(row));
 }
 
 void insertParameters(CatalogWriter& writer, int id, int number,
@@ -41,49 +50,46 @@ void insertParameters(CatalogWriter& writer, int id, int number,
   }
 }
 
-/// The id of `name` if it may be replaced, its old contents taken away; 0 when it is new.
+/// The id of `name` if it may be replaced, its old contents taken away; 0 when it is new. Checks
+/// and defaults of columns belong to their tables.
 int replaced(CatalogWriter& writer, std::string_view name, int uid, std::string_view type) {
-  Database& store = writer.store();
-  const int id = store
-                     .value("SELECT id FROM sysobjects WHERE name = ? AND uid = ? AND type = ?",
-                            name, uid, type)
-                     .value_or(0);
-  store.run("DELETE FROM syscolumns WHERE id = ?", id);
-  store.run("DELETE FROM syscomments WHERE id = ?", id);
+  SystemRecords& records = writer.records();
+  const SysObject* object = records.object(name, uid);
+  if (object == nullptr || object->type != type) return 0;
+  const int id = object->id;
+  const bool isOfTable = records.constraints.first<&SysConstraint::constrid>(id) != nullptr ||
+                         records.isInline(id);
+  if (isOfTable) return 0;
+  records.columns.eraseAll<&SysColumn::id>(id);
+  records.comments.eraseAll<&SysComment::id>(id);
   return id;
 }
 
-int addTextObject(CatalogWriter& writer, const tsql::ObjectName& name, std::string_view type,
-                  std::string_view text) {
-  const int id = writer.addObject({.name = name.name, .type = type, .uid = writer.ownerFor(name)});
+void addTextObject(CatalogWriter& writer, const tsql::ObjectName& name, std::string_view type,
+                   std::string_view text, bool orReplace) {
+  const int uid = writer.ownerFor(name);
+  int id = orReplace ? replaced(writer, name.name, uid, type) : 0;
+  if (id == 0) id = writer.addObject({.name = name.name, .type = type, .uid = uid});
   writer.saveText(id, 0, text);
-  return id;
 }
 
 /// Points the table at the trigger for its events. A trigger that thereby has no event left goes.
 void installTrigger(CatalogWriter& writer, int tableId, int triggerId,
                     const tsql::TriggerEvents& events) {
-  Database& store = writer.store();
   std::set<int> displaced;
-  for (const TriggerSlot& slot : kTriggerSlots) {
-    if (!(events.*slot.event)) continue;
-    const auto before =
-        store.value(concat("SELECT ", slot.column, " FROM sysobjects WHERE id = ?"), tableId);
-    displaced.insert(before.value_or(0));
-    store.run(concat("UPDATE sysobjects SET ", slot.column, " = ?, sysstat2 = sysstat2 & ~",
-                     slot.disabled, " WHERE id = ?"),
-              triggerId, tableId);
-  }
+  writer.records().changeObject(tableId, [&](SysObject& table) {
+    for (const TriggerSlot& slot : kTriggerSlots) {
+      if (!(events.*slot.event)) continue;
+      displaced.insert(std::exchange(table.*slot.column, triggerId));
+      table.sysstat2 &= ~slot.disabled;
+    }
+  });
   displaced.erase(0);
   displaced.erase(triggerId);
   for (const int id : displaced) {
-    const bool stillUsed =
-        store
-            .value(
-                "SELECT 1 FROM sysobjects WHERE id = ?1 AND (instrig = ?2 OR updtrig = ?2 OR"
-                " deltrig = ?2)",
-                tableId, id)
-            .has_value();
+    const SysObject& table = *writer.records().object(tableId);
+    const bool stillUsed = std::ranges::any_of(
+        kTriggerSlots, [&](const TriggerSlot& slot) { return table.*slot.column == id; });
     if (!stillUsed) writer.removeObject(id);
   }
 }
@@ -133,14 +139,23 @@ void Catalog::createProcedure(const tsql::CreateProcedure& statement, std::strin
   const int uid = writer.ownerFor(statement.name);
   int id = 0;
   if (statement.orReplace) {
+    const SysObject* object = records_.object(name, uid);
+    const auto isOfGroup = [&](const Slot slot) { return records_.comments[slot].number > 1; };
+    const bool isGroup =
+        object != nullptr &&
+        std::ranges::any_of(records_.comments.where<&SysComment::id>(object->id), isOfGroup);
+    if (isGroup || statement.number > 1) {
+      writer.fail(tsql::kNotSupported, "Procedure '", name,
+                  "' is a group: drop and create it, a group cannot be replaced.");
+    }
     id = replaced(writer, name, uid, object_type::kProcedure);
   } else if (statement.number > 1) {
-    id =
-        store_
-            .value("SELECT id FROM sysobjects WHERE name = ? AND uid = ? AND type = 'P'", name, uid)
-            .value_or(0);
-    if (store_.value("SELECT 1 FROM syscomments WHERE id = ? AND number = ?", id,
-                     statement.number)) {
+    const SysObject* group = records_.object(name, uid);
+    if (group != nullptr && group->type == object_type::kProcedure) id = group->id;
+    const auto isSame = [&](const Slot slot) {
+      return records_.comments[slot].number == statement.number;
+    };
+    if (std::ranges::any_of(records_.comments.where<&SysComment::id>(id), isSame)) {
       writer.fail(2729, "Object '", name, "' group number ", statement.number,
                   " already exists in the database. Choose another procedure name.");
     }
@@ -181,7 +196,7 @@ void Catalog::createTrigger(const tsql::CreateTrigger& statement, std::string_vi
       statement.orReplace ? replaced(writer, statement.name.name, uid, object_type::kTrigger) : 0;
   if (id != 0) {
     ObjectRemover(writer).detachTrigger(id);
-    store_.run("UPDATE sysobjects SET deltrig = ? WHERE id = ?", table.id, id);
+    records_.changeObject(id, [&](SysObject& trigger) { trigger.deltrig = table.id; });
   } else {
     id = writer.addObject({.name = statement.name.name,
                            .type = object_type::kTrigger,
@@ -197,7 +212,7 @@ void Catalog::createRule(const tsql::CreateRule& statement, std::string_view tex
                          const Caller& caller) {
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
-  addTextObject(writer, statement.name, object_type::kRule, text);
+  addTextObject(writer, statement.name, object_type::kRule, text, statement.orReplace);
   savepoint.keep();
 }
 
@@ -205,7 +220,7 @@ void Catalog::createDefault(const tsql::CreateDefault& statement, std::string_vi
                             const Caller& caller) {
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
-  addTextObject(writer, statement.name, object_type::kDefault, text);
+  addTextObject(writer, statement.name, object_type::kDefault, text, statement.orReplace);
   savepoint.keep();
 }
 

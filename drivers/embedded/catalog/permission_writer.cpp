@@ -121,6 +121,15 @@ Blob without(Blob a, const Blob& b) {
   return a;
 }
 
+/// Without the column; those behind it are one number lower.
+Blob withoutColumn(const Blob& bits, std::size_t colid) {
+  Blob left;
+  for (std::size_t number = 1; number < bits.size() * kBitsOfByte; ++number) {
+    if (number != colid && hasBit(bits, number)) setBit(left, number < colid ? number : number - 1);
+  }
+  return left;
+}
+
 }  // namespace
 
 // what a statement names
@@ -373,12 +382,10 @@ void PermissionWriter::removeColumn(int tableId, int colid) {
                             {row.number(2), row.number(3), std::get<Blob>(row.cell(4))}});
       },
       tableId);
-  Blob gone;
-  setBit(gone, static_cast<std::size_t>(colid));
   for (auto& [right, uid, row] : affected) {
     if (isWholeTable(*row.columns)) continue;
     erase(right, uid, row);
-    row.columns = without(*row.columns, gone);
+    row.columns = withoutColumn(*row.columns, static_cast<std::size_t>(colid));
     if (!row.columns->empty()) store(right, uid, row);
   }
 }

@@ -14,7 +14,8 @@ class PermissionWriter {
   explicit PermissionWriter(CatalogWriter& writer) : writer_(writer), store_(writer.store()) {}
 
   void apply(const tsql::Permission& statement);
-  /// Forgets what was granted on one column; a permission on no other column goes with it.
+  /// Forgets what was granted on one column, and numbers those behind it anew; a permission on no
+  /// other column goes with it.
   void removeColumn(int tableId, int colid);
 
  private:

@@ -35,13 +35,16 @@ constexpr Layout kLayouts[] = {
      "maxlen smallint, maxirow smallint, keycnt smallint, keys1 varbinary(255) null, "
      "keys2 varbinary(255) null, soid tinyint, csid tinyint, base_partition int null, "
      "fill_factor smallint null, res_page_gap smallint null, exp_rowsize smallint null, "
-     "keys3 varbinary(255) null, identitygap int null, crdate datetime null"},
+     "keys3 varbinary(255) null, identitygap int null, crdate datetime null, "
+     "partitiontype smallint null, conditionid int null, status3 smallint null"},
     {3, "syscolumns",
      "id int, number smallint, colid smallint, status tinyint, type tinyint, length int, "
      "offset smallint, usertype smallint, cdefault int, domain int, name sysname, "
      "printfmt varchar(255) null, prec tinyint null, scale tinyint null, remote_type int null, "
      "remote_name varchar(30) null, xstatus int null, xtype int null, xdbid int null, "
-     "accessrule int null, status2 int null, status3 smallint null, computedcol int null"},
+     "accessrule int null, status2 int null, status3 smallint null, computedcol int null, "
+     "encrtype int null, encrlen int null, encrkeyid int null, encrkeydb varchar(30) null, "
+     "encrdate datetime null, lobcomp_lvl tinyint null, inrowlen smallint null"},
     {4, "systypes",
      "uid int, usertype smallint, variable bit, allownulls bit, type tinyint, length int, "
      "tdefault int, domain int, name sysname, printfmt varchar(255) null, prec tinyint null, "
@@ -51,7 +54,7 @@ constexpr Layout kLayouts[] = {
      "type smallint, id int, sequence smallint, status smallint, number smallint"},
     {6, "syscomments",
      "id int, number smallint, colid smallint, texttype smallint, language smallint, "
-     "text varchar(255) null, colid2 smallint, status smallint null"},
+     "text varchar(255) null, colid2 smallint, status smallint null, partitionid int null"},
     {7, "syssegments", "segment smallint, name sysname, status int"},
     {8, "syslogs", "xactid binary(6), op tinyint"},
     {9, "sysprotects",
@@ -116,6 +119,10 @@ constexpr Layout kLayouts[] = {
      "datoampage int, indoampage int, firstpage int, rootpage int, data_partitionid int, "
      "crdate datetime, cdataptnname varchar(255) null"},
     {29, "syspartitionkeys", "indid smallint, id int, colid smallint, position smallint"},
+    {50, "sysencryptkeys",
+     "id int, ekalgorithm int, type smallint, status int, eklen smallint null, "
+     "value varbinary(1282) null, uid int null, eksalt varbinary(20) null, ekpairid int null, "
+     "pwdate datetime null, expdate int null, ekpwdwarn int null"},
     {kFirstMasterId, "spt_values",
      "name varchar(35) null, number int, type char(2), ansi_w int null, low int null, "
      "high int null, msgnum int null"},
@@ -133,43 +140,9 @@ constexpr Layout kLayouts[] = {
     {kFirstMasterId + 4, "sysloginroles", "suid int, srid int, status smallint"},
 };
 
-constexpr std::string_view kIndexes =
-    "CREATE UNIQUE INDEX sysobjects_id ON sysobjects(id);"
-    "CREATE UNIQUE INDEX sysobjects_name ON sysobjects(name, uid);"
-    "CREATE INDEX sysobjects_deltrig ON sysobjects(deltrig) WHERE deltrig != 0;"
-    "CREATE UNIQUE INDEX sysindexes_id ON sysindexes(id, indid);"
-    "CREATE INDEX sysindexes_name ON sysindexes(name);"
-    "CREATE UNIQUE INDEX syscolumns_id ON syscolumns(id, colid, number);"
-    "CREATE INDEX syscolumns_cdefault ON syscolumns(cdefault) WHERE cdefault != 0;"
-    "CREATE INDEX syscolumns_domain ON syscolumns(domain) WHERE domain != 0;"
-    "CREATE INDEX systypes_name ON systypes(name);"
-    "CREATE UNIQUE INDEX systypes_usertype ON systypes(usertype);"
-    "CREATE INDEX systypes_type ON systypes(type);"
-    "CREATE UNIQUE INDEX syscomments_id ON syscomments(id, number, colid2, colid);"
-    "CREATE INDEX sysprocedures_id ON sysprocedures(id);"
-    "CREATE UNIQUE INDEX sysprotects_id ON sysprotects(id, action, grantor, uid, protecttype);"
-    "CREATE INDEX sysprotects_uid ON sysprotects(uid);"
-    "CREATE UNIQUE INDEX sysusers_uid ON sysusers(uid);"
-    "CREATE UNIQUE INDEX sysusers_name ON sysusers(name);"
-    "CREATE INDEX sysusers_gid ON sysusers(gid);"
-    "CREATE INDEX sysusers_suid ON sysusers(suid);"
-    "CREATE INDEX sysreferences_tableid ON sysreferences(tableid);"
-    "CREATE INDEX sysreferences_reftabid ON sysreferences(reftabid);"
-    "CREATE UNIQUE INDEX sysreferences_constrid ON sysreferences(constrid);"
-    "CREATE INDEX sysconstraints_tableid ON sysconstraints(tableid);"
-    "CREATE UNIQUE INDEX sysconstraints_constrid ON sysconstraints(constrid);"
-    "CREATE INDEX syskeys_id ON syskeys(id);"
-    "CREATE INDEX spt_values_type ON spt_values(type, number);"
-    "CREATE INDEX syslogins_name ON syslogins(name);"
-    "CREATE INDEX syslogins_suid ON syslogins(suid);"
-    "CREATE INDEX sysdatabases_name ON sysdatabases(name);"
-    // Not a table of the server, where the keys of an index are packed into sysindexes.
-    "CREATE TABLE index_keys(id INTEGER, indid INTEGER, position INTEGER, colid INTEGER,"
-    " descending INTEGER, PRIMARY KEY (id, indid, position)) WITHOUT ROWID;"
+constexpr std::string_view kInternalTables =
     // Roles that other roles have; the server keeps them in a table of attributes.
-    "CREATE TABLE syssrvroles_of_roles(member INTEGER, srid INTEGER);"
-    // User tables that have an SQLite table of their own.
-    "CREATE TABLE row_tables(id INTEGER PRIMARY KEY);";
+    "CREATE TABLE syssrvroles_of_roles(member INTEGER, srid INTEGER);";
 
 constexpr std::string_view kFixedRows =
     "INSERT INTO syssegments VALUES (0, 'system', 0), (1, 'default', 1), (2, 'logsegment', 0);"
@@ -188,7 +161,7 @@ constexpr std::string_view kFixedRows =
     " ('Create Default', 233, 'T'), ('Dump Transaction', 235, 'T'), ('Create Rule', 236, 'T'),"
     " ('Delete Statistics', 282, 'T'), ('Truncate Table', 320, 'T'),"
     " ('Update Statistics', 326, 'T'), ('Create Encryption Key', 353, 'T'),"
-    " ('Transfer Table', 368, 'T'),"
+    " ('Decrypt', 354, 'T'), ('Transfer Table', 368, 'T'),"
     " ('ignore duplicate keys', 1, 'I'), ('unique', 2, 'I'), ('ignore duplicate rows', 4, 'I'),"
     " ('allow duplicate rows', 64, 'I');"
     "WITH RECURSIVE bits(n) AS (SELECT 0 UNION ALL SELECT n + 1 FROM bits WHERE n < 1023)"
@@ -231,20 +204,21 @@ std::vector<SystemTable> parseLayouts() {
   return tables;
 }
 
-std::string sqliteDefinition(const SystemTable& table) {
-  std::string sql = "CREATE TABLE " + std::string(table.name) + "(";
+VirtualTable virtualTable(const SystemTable& table, const SystemSource& source) {
+  VirtualTable made;
+  made.name = table.name;
   for (const NamedColumn& column : table.columns) {
-    if (&column != &table.columns.front()) sql += ", ";
-    sql += column.name;
     const bool isText = isCharacter(column.type.kind);
     const bool isBytes = isBinary(column.type.kind);
-    sql += isText ? " TEXT COLLATE RTRIM" : isBytes ? " BLOB" : " INTEGER";
-    // A row is written with the columns that matter; the others must not be null where the
-    // server has them not null.
-    if (!column.type.nullable)
-      sql += isText || isBytes ? " NOT NULL DEFAULT ' '" : " NOT NULL DEFAULT 0";
+    if (!made.columns.empty()) made.columns += ", ";
+    made.columns += column.name;
+    made.columns += isText ? " TEXT COLLATE RTRIM" : isBytes ? " BLOB" : " INTEGER";
+    made.isInteger.push_back(!isText && !isBytes && column.type.kind != TypeKind::Float);
   }
-  return sql + ");";
+  made.lookups = lookupsOf(table);
+  made.expectedRows = expectedRowsOf(table);
+  made.source = [&table, source]() -> RowSource& { return source(table); };
+  return made;
 }
 
 std::string noRowsDefinition() {
@@ -313,14 +287,11 @@ const SystemTable* findSystemTable(int id) {
   return found == systemTables().end() ? nullptr : &*found;
 }
 
-void createSystemTables(Database& store, const CatalogOptions& options) {
+void createSystemTables(Database& store, const CatalogOptions& options,
+                        const SystemSource& source) {
   Savepoint savepoint(store);
-  std::string definitions;
-  for (const SystemTable& table : systemTables()) definitions += sqliteDefinition(table);
-  definitions += kIndexes;
-  definitions += noRowsDefinition();
-  definitions += kFixedRows;
-  store.execute(definitions);
+  for (const SystemTable& table : systemTables()) store.addTable(virtualTable(table, source));
+  store.execute(concat(kInternalTables, noRowsDefinition(), kFixedRows));
   if (options.allowNullsByDefault) {
     store.run("UPDATE sysdatabases SET status = status | ?", database_status::kAllowNulls);
   }

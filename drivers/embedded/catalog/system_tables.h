@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string_view>
 #include <vector>
 
@@ -23,7 +24,11 @@ const std::vector<SystemTable>& systemTables();
 const SystemTable* findSystemTable(std::string_view name);
 const SystemTable* findSystemTable(int id);
 
-void createSystemTables(Database& store, const CatalogOptions& options);
+/// Where the rows of a system table are.
+using SystemSource = std::function<RowSource&(const SystemTable& table)>;
+
+/// Makes the system tables of SQL over their rows, and writes what a fresh database has.
+void createSystemTables(Database& store, const CatalogOptions& options, const SystemSource& source);
 
 /// The time as a datetime value, to the millisecond, in UTC.
 std::int64_t currentTime();

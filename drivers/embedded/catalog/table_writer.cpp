@@ -8,11 +8,17 @@ namespace kelvane::embedded {
 
 namespace {
 
-constexpr int kInlineDefault = 4096;  ///< in sysprocedures.status
-
 bool acceptsIdentity(const ColumnType& type) {
   const bool exact = type.kind == TypeKind::Numeric || type.kind == TypeKind::Decimal;
   return exact ? type.scale == 0 : isInteger(type.kind) && type.kind != TypeKind::Bit;
+}
+
+void setType(SysColumn& column, const ColumnType& type) {
+  column.type = type.storageCode;
+  column.length = type.length;
+  column.usertype = type.userType;
+  column.prec = type.precision;
+  column.scale = type.scale;
 }
 
 }  // namespace
@@ -79,15 +85,16 @@ void TableWriter::addColumn(const ObjectInfo& table, const tsql::ColumnDefinitio
     computedId = writer_.addUnnamedObject(table, definition.name, object_type::kComputed);
     writer_.saveText(computedId, 0, definition.computed->range.in(text_));
   }
-  insertColumn(table, definition.name, type, computedId);
+  const int colid = insertColumn(table, definition.name, type, computedId);
   if (computedId != 0) {
-    store_.run(
-        "INSERT INTO sysconstraints(colid, constrid, tableid, status)"
-        " SELECT colid, ?, id, ? FROM syscolumns WHERE id = ? AND name = ?",
-        computedId, constraint_status::kComputed, table.id, definition.name);
+    records_.constraints.insert({.colid = colid,
+                                 .constrid = computedId,
+                                 .tableid = table.id,
+                                 .status = constraint_status::kComputed});
   }
-  inheritBindings(table, definition.name, type.userType);
-  if (definition.defaultClause) addDefault(table, definition.name, *definition.defaultClause);
+  inheritBindings(table, colid, type.userType);
+  if (definition.defaultClause)
+    addDefault(table, colid, definition.name, *definition.defaultClause);
 }
 
 void TableWriter::typeComputed(const tsql::ObjectName& table, int tableId,
@@ -95,45 +102,48 @@ void TableWriter::typeComputed(const tsql::ObjectName& table, int tableId,
   if (!definition.computed) return;
   const bool nullable = definition.nullability != tsql::Nullability::NotNull;
   const ColumnType type = withNullability(values_->typeOf(*definition.computed, table), nullable);
-  store_.run(
-      "UPDATE syscolumns SET status = ?, type = ?, length = ?, usertype = ?, prec = ?, scale = ?"
-      " WHERE id = ? AND name = ?",
-      nullable ? column_status::kNullable : 0, type.storageCode, type.length, type.userType,
-      type.precision, type.scale, tableId, definition.name);
+  records_.changeColumn(tableId, records_.column(tableId, definition.name)->colid,
+                        [&](SysColumn& column) {
+                          column.status = nullable ? column_status::kNullable : 0;
+                          setType(column, type);
+                        });
 }
 
-void TableWriter::insertColumn(const ObjectInfo& table, std::string_view name,
-                               const ColumnType& type, int computedId) {
-  if (store_.value("SELECT 1 FROM syscolumns WHERE id = ? AND name = ?", table.id, name)) {
+int TableWriter::insertColumn(const ObjectInfo& table, std::string_view name,
+                              const ColumnType& type, int computedId) {
+  if (records_.column(table.id, name) != nullptr) {
     writer_.fail(2705, "Column names in each table must be unique. Column name '", name,
                  "' in table '", table.name, "' is specified more than once.");
   }
-  if (type.identity &&
-      store_.value("SELECT 1 FROM syscolumns WHERE id = ? AND status & 128", table.id)) {
+  if (type.identity && records_.identityColumn(table.id) != nullptr) {
     writer_.fail(2744, "Multiple identity columns specified for table '", table.name,
                  "'. Only one identity column per table is allowed.");
   }
-  const int colid =
-      store_.value("SELECT max(colid) FROM syscolumns WHERE id = ?", table.id).value_or(0) + 1;
+  const int colid = records_.nextColid(table.id);
   if (colid > kLargestColumnCount) {
     writer_.fail(1702, "CREATE TABLE failed because column '", name, "' in table '", table.name,
                  "' exceeds the maximum of ", kLargestColumnCount, " columns.");
   }
-  const int status = (type.nullable ? column_status::kNullable : 0) |
-                     (type.identity ? column_status::kIdentity : 0);
-  store_.run(
-      "INSERT INTO syscolumns(id, colid, status, type, length, usertype, name, prec, scale,"
-      " computedcol) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, nullif(?, 0))",
-      table.id, colid, status, type.storageCode, type.length, type.userType, name, type.precision,
-      type.scale, computedId);
+  SysColumn column;
+  column.id = table.id;
+  column.colid = colid;
+  column.status = (type.nullable ? column_status::kNullable : 0) |
+                  (type.identity ? column_status::kIdentity : 0);
+  setType(column, type);
+  column.name = name;
+  if (computedId != 0) column.computedcol = computedId;
+  records_.columns.insert(std::move(column));
+  return colid;
 }
 
-void TableWriter::inheritBindings(const ObjectInfo& table, std::string_view column, int userType) {
-  store_.run(
-      "UPDATE syscolumns SET (cdefault, domain) ="
-      " (SELECT tdefault, domain FROM systypes WHERE usertype = ?3)"
-      " WHERE id = ?1 AND name = ?2 AND ?3 > 100",
-      table.id, column, userType);
+void TableWriter::inheritBindings(const ObjectInfo& table, int colid, int userType) {
+  if (userType <= kLargestSystemType) return;
+  const SysType* type = records_.types.first<&SysType::usertype>(userType);
+  if (type == nullptr || (type->tdefault == 0 && type->domain == 0)) return;
+  records_.changeColumn(table.id, colid, [&](SysColumn& column) {
+    column.cdefault = type->tdefault;
+    column.domain = type->domain;
+  });
 }
 
 void TableWriter::layOut(const ObjectInfo& table) {
@@ -157,33 +167,30 @@ void TableWriter::layOut(const ObjectInfo& table) {
       offset = fixedOffset;
       fixedOffset += column.type.length;
     }
-    store_.run(
-        "UPDATE syscolumns SET offset = ?, status = (status & ~7) | ? WHERE id = ? AND colid = ?",
-        offset, bitPosition, table.id, column.colid);
+    const SysColumn& row = *records_.column(table.id, column.colid);
+    const int status = (row.status & ~column_status::kBitPosition) | bitPosition;
+    if (row.offset == offset && row.status == status) continue;
+    records_.changeColumn(table.id, column.colid, [&](SysColumn& changed) {
+      changed.offset = offset;
+      changed.status = status;
+    });
   }
 }
 
 // defaults
 
-void TableWriter::addDefault(const ObjectInfo& table, std::string_view column,
+void TableWriter::addDefault(const ObjectInfo& table, int colid, std::string_view column,
                              const tsql::DefaultClause& clause) {
   const int id = writer_.addUnnamedObject(table, column, object_type::kDefault);
   writer_.saveText(id, 0, concat("DEFAULT ", clause.value->range.in(text_)));
-  store_.run("INSERT INTO sysprocedures(type, id, status) VALUES (1, ?, ?)", id, kInlineDefault);
-  store_.run("UPDATE syscolumns SET cdefault = ? WHERE id = ? AND name = ?", id, table.id, column);
-}
-
-bool TableWriter::isInlineDefault(int defaultId) {
-  return store_
-      .value("SELECT 1 FROM sysprocedures WHERE id = ? AND status & ?", defaultId, kInlineDefault)
-      .has_value();
+  records_.procedures.insert({.type = 1, .id = id, .status = procedure_status::kInline});
+  records_.changeColumn(table.id, colid, [&](SysColumn& row) { row.cdefault = id; });
 }
 
 void TableWriter::removeDefault(const ObjectInfo& table, const ColumnInfo& column) {
   if (column.defaultId == 0) return;
-  if (isInlineDefault(column.defaultId)) writer_.removeObject(column.defaultId);
-  store_.run("UPDATE syscolumns SET cdefault = 0 WHERE id = ? AND colid = ?", table.id,
-             column.colid);
+  if (records_.isInline(column.defaultId)) writer_.removeObject(column.defaultId);
+  records_.changeColumn(table.id, column.colid, [](SysColumn& row) { row.cdefault = 0; });
 }
 
 // constraints
@@ -206,8 +213,7 @@ void TableWriter::addKey(const ObjectInfo& table, const std::string& name,
                          const tsql::KeyConstraint& key, const tsql::ColumnDefinition* column) {
   std::vector<tsql::IndexKey> own;
   if (key.columns.empty() && column != nullptr) own.emplace_back().column = column->name;
-  if (key.primary &&
-      store_.value("SELECT 1 FROM sysindexes WHERE id = ? AND status & 2048", table.id)) {
+  if (key.primary && indexes_.primaryKey(table.id) != nullptr) {
     writer_.fail(1921, "Cannot add multiple PRIMARY KEY constraints to table '", table.name, "'.");
   }
   IndexPlan plan;
@@ -224,15 +230,14 @@ void TableWriter::addKey(const ObjectInfo& table, const std::string& name,
 
 std::vector<int> TableWriter::colidsOf(const ObjectInfo& table,
                                        const std::vector<std::string>& names) {
-  const auto columns = writer_.catalog().columns(table.id);
   std::vector<int> colids;
   for (const std::string& name : names) {
-    const auto found = std::ranges::find(columns, name, &ColumnInfo::name);
-    if (found == columns.end()) {
+    const SysColumn* column = records_.column(table.id, name);
+    if (column == nullptr || column->isHidden()) {
       writer_.fail(1703, "Foreign key column '", name, "' does not exist in table '", table.name,
                    "'.");
     }
-    colids.push_back(found->colid);
+    colids.push_back(column->colid);
   }
   return colids;
 }
@@ -240,20 +245,15 @@ std::vector<int> TableWriter::colidsOf(const ObjectInfo& table,
 int TableWriter::matchingIndex(int tableId, const std::vector<int>& colids) {
   std::vector<int> wanted = colids;
   std::ranges::sort(wanted);
-  std::vector<std::pair<int, std::vector<int>>> candidates;
-  store_.each(
-      "SELECT k.indid, k.colid FROM sysindexes i JOIN index_keys k ON k.id = i.id AND k.indid ="
-      " i.indid WHERE i.id = ? AND i.status & 2 ORDER BY k.indid, k.colid",
-      [&](const Statement& row) {
-        if (candidates.empty() || candidates.back().first != row.number(0)) {
-          candidates.emplace_back(row.number(0), std::vector<int>{});
-        }
-        candidates.back().second.push_back(row.number(1));
-      },
-      tableId);
-  const auto found =
-      std::ranges::find(candidates, wanted, &std::pair<int, std::vector<int>>::second);
-  return found == candidates.end() ? 0 : found->first;
+  for (const Slot slot : records_.indexes.where<&SysIndex::id>(tableId)) {
+    const SysIndex& index = records_.indexes[slot];
+    if ((index.status & index_status::kUnique) == 0) continue;
+    std::vector<int> keys;
+    for (const SysIndexKey& key : index.keys) keys.push_back(key.colid);
+    std::ranges::sort(keys);
+    if (keys == wanted) return index.indid;
+  }
+  return 0;
 }
 
 TableWriter::Referenced TableWriter::resolveReferenced(const tsql::ForeignKeyConstraint& key,
@@ -272,14 +272,9 @@ TableWriter::Referenced TableWriter::resolveReferenced(const tsql::ForeignKeyCon
   if (!key.referenced.empty()) {
     referenced.colids = colidsOf(table, key.referenced);
     referenced.indid = matchingIndex(table.id, referenced.colids);
-  } else {
-    referenced.indid =
-        store_.value("SELECT indid FROM sysindexes WHERE id = ? AND status & 2048", table.id)
-            .value_or(0);
-    store_.each(
-        "SELECT colid FROM index_keys WHERE id = ? AND indid = ? ORDER BY position",
-        [&](const Statement& row) { referenced.colids.push_back(row.number(0)); }, table.id,
-        referenced.indid);
+  } else if (const SysIndex* primary = indexes_.primaryKey(table.id)) {
+    referenced.indid = primary->indid;
+    for (const SysIndexKey& key : primary->keys) referenced.colids.push_back(key.colid);
   }
   if (referenced.indid == 0) {
     writer_.fail(1715,
@@ -295,8 +290,8 @@ void TableWriter::addForeignKey(const ObjectInfo& table, const std::string& name
                                 const tsql::ColumnDefinition* column) {
   std::vector<std::string> names = key.columns;
   if (names.empty() && column != nullptr) names.push_back(column->name);
-  if (names.size() > kLargestKeyCount) {
-    writer_.fail(1904, "Cannot specify more than ", kLargestKeyCount,
+  if (names.size() > kMostReferenceColumns) {
+    writer_.fail(1904, "Cannot specify more than ", kMostReferenceColumns,
                  " column names for foreign key column list. ", names.size(), " specified.");
   }
   const std::vector<int> colids = colidsOf(table, names);
@@ -311,57 +306,54 @@ void TableWriter::addForeignKey(const ObjectInfo& table, const std::string& name
           ? writer_.addUnnamedObject(table, names.front(), object_type::kReference)
           : writer_.addObject({.name = name, .type = object_type::kReference, .uid = table.uid});
 
-  std::string keyNames;
-  std::string keyValues;
+  SysReference reference;
+  reference.indexid = referenced.indid;
+  reference.constrid = id;
+  reference.tableid = table.id;
+  reference.reftabid = referenced.tableId;
+  reference.keycnt = static_cast<int>(colids.size());
+  reference.frgndbid = writer_.catalog().databaseId(writer_.caller().database).value_or(0);
+  reference.pmrydbid = reference.frgndbid;
+  if (!referenced.database.empty()) reference.pmrydbname = referenced.database;
   for (std::size_t i = 0; i < colids.size(); ++i) {
-    keyNames += concat(", fokey", i + 1, ", refkey", i + 1);
-    keyValues += concat(", ", colids[i], ", ", referenced.colids[i]);
+    reference.fokey[i] = static_cast<std::int16_t>(colids[i]);
+    reference.refkey[i] = static_cast<std::int16_t>(referenced.colids[i]);
   }
-  const int dbid = writer_.catalog().databaseId(writer_.caller().database).value_or(0);
-  Statement insert = store_.prepare(concat(
-      "INSERT INTO sysreferences(indexid, constrid, tableid, reftabid, keycnt, frgndbid, pmrydbid,"
-      " pmrydbname",
-      keyNames, ") VALUES (?, ?, ?, ?, ?, ?, ?, nullif(?, '')", keyValues, ")"));
-  insert.bindAll(referenced.indid, id, table.id, referenced.tableId,
-                 static_cast<int>(colids.size()), dbid, dbid, referenced.database);
-  insert.step();
-  store_.run("INSERT INTO sysconstraints(colid, constrid, tableid, status) VALUES (?, ?, ?, ?)",
-             column == nullptr ? 0 : colids.front(), id, table.id, constraint_status::kReferential);
-  store_.run("UPDATE sysobjects SET sysstat2 = sysstat2 | ? WHERE id = ?",
-             table_status2::kForeignKey, table.id);
-  store_.run("UPDATE sysobjects SET sysstat2 = sysstat2 | ? WHERE id = ?",
-             table_status2::kReferenced, referenced.tableId);
-  store_.run("UPDATE sysindexes SET status2 = status2 | ? WHERE id = ? AND indid = ?",
-             index_status2::kSupportsForeignKey, referenced.tableId, referenced.indid);
+  records_.references.insert(std::move(reference));
+  records_.constraints.insert({.colid = column == nullptr ? 0 : colids.front(),
+                               .constrid = id,
+                               .tableid = table.id,
+                               .status = constraint_status::kReferential});
+  records_.changeObject(table.id,
+                        [](SysObject& object) { object.sysstat2 |= table_status2::kForeignKey; });
+  records_.changeObject(referenced.tableId,
+                        [](SysObject& object) { object.sysstat2 |= table_status2::kReferenced; });
+  records_.changeIndex(referenced.tableId, referenced.indid, [](SysIndex& index) {
+    index.status2 |= index_status2::kSupportsForeignKey;
+  });
 }
 
 void TableWriter::removeReference(int constraintId) {
-  int tableId = 0;
-  int referencedId = 0;
-  int indid = 0;
-  store_.each(
-      "SELECT tableid, reftabid, indexid FROM sysreferences WHERE constrid = ?",
-      [&](const Statement& row) {
-        tableId = row.number(0);
-        referencedId = row.number(1);
-        indid = row.number(2);
-      },
-      constraintId);
-  store_.run("DELETE FROM sysreferences WHERE constrid = ?", constraintId);
-  store_.run("DELETE FROM sysconstraints WHERE constrid = ?", constraintId);
+  const SysReference* found = records_.references.first<&SysReference::constrid>(constraintId);
+  const SysReference gone = found == nullptr ? SysReference() : *found;
+  records_.references.eraseAll<&SysReference::constrid>(constraintId);
+  records_.constraints.eraseAll<&SysConstraint::constrid>(constraintId);
   writer_.removeObject(constraintId);
-  if (!store_.value("SELECT 1 FROM sysreferences WHERE tableid = ?", tableId)) {
-    store_.run("UPDATE sysobjects SET sysstat2 = sysstat2 & ~? WHERE id = ?",
-               table_status2::kForeignKey, tableId);
+  if (records_.references.where<&SysReference::tableid>(gone.tableid).empty()) {
+    records_.changeObject(
+        gone.tableid, [](SysObject& object) { object.sysstat2 &= ~table_status2::kForeignKey; });
   }
-  if (!store_.value("SELECT 1 FROM sysreferences WHERE reftabid = ?", referencedId)) {
-    store_.run("UPDATE sysobjects SET sysstat2 = sysstat2 & ~? WHERE id = ?",
-               table_status2::kReferenced, referencedId);
+  const auto others = records_.references.where<&SysReference::reftabid>(gone.reftabid);
+  if (others.empty()) {
+    records_.changeObject(
+        gone.reftabid, [](SysObject& object) { object.sysstat2 &= ~table_status2::kReferenced; });
   }
-  if (!store_.value("SELECT 1 FROM sysreferences WHERE reftabid = ? AND indexid = ?", referencedId,
-                    indid)) {
-    store_.run("UPDATE sysindexes SET status2 = status2 & ~? WHERE id = ? AND indid = ?",
-               index_status2::kSupportsForeignKey, referencedId, indid);
+  const bool isIndexUsed = std::ranges::any_of(
+      others, [&](const Slot slot) { return records_.references[slot].indexid == gone.indexid; });
+  if (!isIndexUsed) {
+    records_.changeIndex(gone.reftabid, gone.indexid, [](SysIndex& index) {
+      index.status2 &= ~index_status2::kSupportsForeignKey;
+    });
   }
 }
 
@@ -374,46 +366,62 @@ void TableWriter::addCheck(const ObjectInfo& table, const std::string& name,
           ? writer_.addUnnamedObject(table, columnName, object_type::kRule)
           : writer_.addObject({.name = name, .type = object_type::kRule, .uid = table.uid});
   writer_.saveText(id, 0, check.range.in(text_));
+  records_.procedures.insert({.type = 1, .id = id, .status = procedure_status::kInline});
   int colid = 0;
   if (column != nullptr) {
-    const ColumnInfo info = writer_.catalog().column(table.id, columnName).value();
-    colid = info.colid;
-    if (info.ruleId == 0) {
-      store_.run("UPDATE syscolumns SET domain = ? WHERE id = ? AND colid = ?", id, table.id,
-                 colid);
-    } else {
-      store_.run("UPDATE syscolumns SET status = status | ? WHERE id = ? AND colid = ?",
-                 column_status::kSeveralChecks, table.id, colid);
-    }
+    colid = records_.column(table.id, columnName)->colid;
+    records_.changeColumn(table.id, colid, [&](SysColumn& row) {
+      if (row.domain == 0) {
+        row.domain = id;
+      } else {
+        row.status |= column_status::kSeveralChecks;
+      }
+    });
   }
-  store_.run("INSERT INTO sysconstraints(colid, constrid, tableid, status) VALUES (?, ?, ?, ?)",
-             colid, id, table.id, constraint_status::kCheck);
-  store_.run(
-      "UPDATE sysobjects SET sysstat2 = CASE ckfirst WHEN 0 THEN sysstat2 ELSE sysstat2 | ?3 END,"
-      " ckfirst = CASE ckfirst WHEN 0 THEN ?2 ELSE ckfirst END WHERE id = ?1",
-      table.id, id, table_status2::kSeveralChecks);
+  records_.constraints.insert(
+      {.colid = colid, .constrid = id, .tableid = table.id, .status = constraint_status::kCheck});
+  records_.changeObject(table.id, [&](SysObject& object) {
+    if (object.ckfirst == 0) {
+      object.ckfirst = id;
+    } else {
+      object.sysstat2 |= table_status2::kSeveralChecks;
+    }
+  });
+}
+
+std::vector<int> TableWriter::checksOf(int tableId, std::optional<int> colid) {
+  std::vector<int> checks;
+  for (const Slot slot : records_.constraints.where<&SysConstraint::tableid>(tableId)) {
+    const SysConstraint& row = records_.constraints[slot];
+    const bool isCheck = (row.status & constraint_status::kCheck) != 0;
+    if (isCheck && row.colid == colid.value_or(row.colid)) checks.push_back(row.constrid);
+  }
+  std::ranges::sort(checks);
+  return checks;
 }
 
 void TableWriter::removeCheck(int tableId, int checkId) {
-  const int colid =
-      store_.value("SELECT colid FROM sysconstraints WHERE constrid = ?", checkId).value_or(0);
-  store_.run("DELETE FROM sysconstraints WHERE constrid = ?", checkId);
+  const SysConstraint* check = records_.constraints.first<&SysConstraint::constrid>(checkId);
+  const int colid = check == nullptr ? 0 : check->colid;
+  records_.constraints.eraseAll<&SysConstraint::constrid>(checkId);
   writer_.removeObject(checkId);
   // What is left decides the first check of the column and of the table, and the count marks.
-  store_.run(
-      "UPDATE syscolumns SET domain = ifnull((SELECT min(constrid) FROM sysconstraints"
-      " WHERE tableid = ?1 AND colid = ?2 AND status & 0x80), CASE domain WHEN ?3 THEN 0 ELSE "
-      "domain"
-      " END), status = CASE WHEN (SELECT count(*) FROM sysconstraints WHERE tableid = ?1"
-      " AND colid = ?2 AND status & 0x80) < 2 THEN status & ~16 ELSE status END"
-      " WHERE id = ?1 AND colid = ?2 AND ?2 > 0",
-      tableId, colid, checkId);
-  store_.run(
-      "UPDATE sysobjects SET ckfirst = ifnull((SELECT min(constrid) FROM sysconstraints"
-      " WHERE tableid = ?1 AND status & 0x80), 0),"
-      " sysstat2 = CASE WHEN (SELECT count(*) FROM sysconstraints WHERE tableid = ?1"
-      " AND status & 0x80) < 2 THEN sysstat2 & ~4 ELSE sysstat2 END WHERE id = ?1",
-      tableId);
+  const std::vector<int> ofColumn = checksOf(tableId, colid);
+  const std::vector<int> ofTable = checksOf(tableId, std::nullopt);
+  if (colid > 0) {
+    records_.changeColumn(tableId, colid, [&](SysColumn& column) {
+      if (!ofColumn.empty()) {
+        column.domain = ofColumn.front();
+      } else if (column.domain == checkId) {
+        column.domain = 0;
+      }
+      if (ofColumn.size() < 2) column.status &= ~column_status::kSeveralChecks;
+    });
+  }
+  records_.changeObject(tableId, [&](SysObject& object) {
+    object.ckfirst = ofTable.empty() ? 0 : ofTable.front();
+    if (ofTable.size() < 2) object.sysstat2 &= ~table_status2::kSeveralChecks;
+  });
 }
 
 }  // namespace kelvane::embedded

@@ -10,25 +10,12 @@
 
 namespace kelvane::embedded {
 
-namespace constraint_status {
-inline constexpr int kReferential = 0x40;
-inline constexpr int kCheck = 0x80;
-inline constexpr int kComputed = 0x100;
-}  // namespace constraint_status
-
-namespace column_status {
-inline constexpr int kBitPosition = 7;
-inline constexpr int kNullable = 8;
-inline constexpr int kSeveralChecks = 16;
-inline constexpr int kIdentity = 128;
-}  // namespace column_status
-
 class TableWriter {
  public:
   /// `text` is the batch that ranges count in.
   TableWriter(CatalogWriter& writer, std::string_view text, const RowValues* values = nullptr)
       : writer_(writer),
-        store_(writer.store()),
+        records_(writer.records()),
         text_(text),
         values_(values),
         indexes_(writer, text, values) {}
@@ -43,7 +30,7 @@ class TableWriter {
   void addColumn(const ObjectInfo& table, std::string_view name, const ColumnType& type);
 
   ColumnType columnType(const tsql::ColumnDefinition& definition);
-  void addDefault(const ObjectInfo& table, std::string_view column,
+  void addDefault(const ObjectInfo& table, int colid, std::string_view column,
                   const tsql::DefaultClause& clause);
   /// `column` is the one that an inline constraint stands at, else null.
   void addConstraint(const ObjectInfo& table, const tsql::Constraint& constraint,
@@ -52,7 +39,6 @@ class TableWriter {
   void removeDefault(const ObjectInfo& table, const ColumnInfo& column);
   void removeCheck(int tableId, int checkId);
   void removeReference(int constraintId);
-  bool isInlineDefault(int defaultId);
   /// Offsets and bit positions of all columns, after any of them changed.
   void layOut(const ObjectInfo& table);
 
@@ -66,9 +52,10 @@ class TableWriter {
     std::vector<int> colids;
   };
 
-  void insertColumn(const ObjectInfo& table, std::string_view name, const ColumnType& type,
-                    int computedId);
-  void inheritBindings(const ObjectInfo& table, std::string_view column, int userType);
+  /// Returns the number of the column.
+  int insertColumn(const ObjectInfo& table, std::string_view name, const ColumnType& type,
+                   int computedId);
+  void inheritBindings(const ObjectInfo& table, int colid, int userType);
   void addKey(const ObjectInfo& table, const std::string& name, const tsql::KeyConstraint& key,
               const tsql::ColumnDefinition* column);
   void addForeignKey(const ObjectInfo& table, const std::string& name,
@@ -78,9 +65,11 @@ class TableWriter {
   Referenced resolveReferenced(const tsql::ForeignKeyConstraint& key, std::size_t keyCount);
   std::vector<int> colidsOf(const ObjectInfo& table, const std::vector<std::string>& names);
   int matchingIndex(int tableId, const std::vector<int>& colids);
+  /// In order; those of a column, or all.
+  std::vector<int> checksOf(int tableId, std::optional<int> colid);
 
   CatalogWriter& writer_;
-  Database& store_;
+  SystemRecords& records_;
   std::string_view text_;
   const RowValues* values_;
   IndexWriter indexes_;

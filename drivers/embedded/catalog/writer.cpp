@@ -49,7 +49,7 @@ int CatalogWriter::ownerFor(const tsql::ObjectName& name) {
 }
 
 void CatalogWriter::requireFreeName(std::string_view name, int uid) {
-  if (store_.value("SELECT 1 FROM sysobjects WHERE name = ? AND uid = ?", name, uid)) {
+  if (records_.object(name, uid) != nullptr) {
     fail(2714, "There is already an object named '", name, "' in the database.");
   }
 }
@@ -61,18 +61,23 @@ int CatalogWriter::newObjectId(std::string_view identity) {
   for (const char c : identity) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3;
   for (std::uint64_t place = hash ^ (hash >> 32);; ++place) {
     const int id = static_cast<int>(kSmallest + place % kCount);
-    if (!catalog_.objectById(id)) return id;
+    if (records_.object(id) == nullptr) return id;
   }
 }
 
 int CatalogWriter::addObject(const NewObject& object) {
   requireFreeName(object.name, object.uid);
   const int id = newObjectId(concat(*catalog_.userName(object.uid), ".", object.name));
-  store_.run(
-      "INSERT INTO sysobjects(name, id, uid, type, sysstat, sysstat2, crdate, deltrig)"
-      " VALUES (?, ?, ?, ?, ?, ?, ?, ?)",
-      object.name, id, object.uid, object.type, sysstatOf(object.type), object.sysstat2,
-      currentTime(), object.deltrig);
+  SysObject row;
+  row.name = object.name;
+  row.id = id;
+  row.uid = object.uid;
+  row.type = object.type;
+  row.sysstat = sysstatOf(object.type);
+  row.sysstat2 = object.sysstat2;
+  row.crdate = currentTime();
+  row.deltrig = object.deltrig;
+  records_.objects.insert(std::move(row));
   return id;
 }
 
@@ -80,31 +85,39 @@ int CatalogWriter::addUnnamedObject(const ObjectInfo& table, std::string_view co
                                     std::string_view type) {
   const int id =
       newObjectId(concat(*catalog_.userName(table.uid), ".", table.name, ".", column, ".", type));
-  std::string name = concat(firstCharacters(table.name, kNameTablePart), "_");
-  if (!column.empty()) name += concat(firstCharacters(column, kNameColumnPart), "_");
-  name += std::to_string(id);
-  store_.run(
-      "INSERT INTO sysobjects(name, id, uid, type, sysstat, crdate) VALUES (?, ?, ?, ?, ?, ?)",
-      name, id, table.uid, type, sysstatOf(type), currentTime());
+  SysObject row;
+  row.name = concat(firstCharacters(table.name, kNameTablePart), "_");
+  if (!column.empty()) row.name += concat(firstCharacters(column, kNameColumnPart), "_");
+  row.name += std::to_string(id);
+  row.id = id;
+  row.uid = table.uid;
+  row.type = type;
+  row.sysstat = sysstatOf(type);
+  row.crdate = currentTime();
+  records_.objects.insert(std::move(row));
   return id;
 }
 
 void CatalogWriter::saveText(int id, int number, std::string_view text) {
   for (int colid = 1; !text.empty(); ++colid) {
     const std::string_view piece = firstBytes(text, kTextPiece);
-    store_.run("INSERT INTO syscomments(id, number, colid, text, status) VALUES (?, ?, ?, ?, ?)",
-               id, number, colid, piece, caller_.quotedIdentifier ? kQuotedIdentifiersOn : 0);
+    SysComment row;
+    row.id = id;
+    row.number = number;
+    row.colid = colid;
+    row.text = piece;
+    row.status = caller_.quotedIdentifier ? kQuotedIdentifiersOn : 0;
+    records_.comments.insert(std::move(row));
     text.remove_prefix(piece.size());
   }
 }
 
 void CatalogWriter::removeObject(int id) {
-  constexpr std::array kDeletes = {
-      "DELETE FROM sysobjects WHERE id = ?",  "DELETE FROM syscolumns WHERE id = ?",
-      "DELETE FROM syscomments WHERE id = ?", "DELETE FROM sysprocedures WHERE id = ?",
-      "DELETE FROM sysprotects WHERE id = ?",
-  };
-  for (const char* statement : kDeletes) store_.run(statement, id);
+  records_.objects.eraseAll<&SysObject::id>(id);
+  records_.columns.eraseAll<&SysColumn::id>(id);
+  records_.comments.eraseAll<&SysComment::id>(id);
+  records_.procedures.eraseAll<&SysProcedure::id>(id);
+  records_.protects.eraseAll<&SysProtect::id>(id);
 }
 
 ObjectInfo CatalogWriter::requireTable(const tsql::ObjectName& name) {

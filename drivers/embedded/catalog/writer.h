@@ -49,10 +49,11 @@ struct NewObject {
 class CatalogWriter {
  public:
   CatalogWriter(Catalog& catalog, const Caller& caller)
-      : catalog_(catalog), store_(catalog.store()), caller_(caller) {}
+      : catalog_(catalog), store_(catalog.store()), records_(catalog.records()), caller_(caller) {}
 
   Catalog& catalog() { return catalog_; }
   Database& store() { return store_; }
+  SystemRecords& records() { return records_; }
   const Caller& caller() const { return caller_; }
 
   template <class... Pieces>
@@ -88,6 +89,7 @@ class CatalogWriter {
  private:
   Catalog& catalog_;
   Database& store_;
+  SystemRecords& records_;
   const Caller& caller_;
 };
 

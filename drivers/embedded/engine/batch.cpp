@@ -136,12 +136,12 @@ BatchRun::Flow BatchRun::runList(const StatementList& statements,
                          query->query->terms.front().select.into.empty() &&
                          query->query->terms.front().select.items.front().variable.empty();
     if (streams) {
-      current_ = &statement;
+      enter(statement);
       try {
         Prepared& rows =
             prepared(&statement, [&](Translator& t) { return t.select(*query->query); });
         bind(rows);
-        *stream = RowStream{rows.plan.columns, std::move(*rows.statement)};
+        *stream = RowStream{rows.plan.columns, std::move(*rows.statement), lineOf(statement)};
         rows.statement.reset();
       } catch (const ServerError& error) {
         report(statement, error);
@@ -164,13 +164,17 @@ BatchRun::Flow BatchRun::runList(const StatementList& statements,
   return Flow::Next;
 }
 
-BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
+void BatchRun::enter(const tsql::Statement& statement) {
   current_ = &statement;
   server_.running.session = &session_;
   server_.running.caller = &session_.caller;
   server_.running.variables = &variables_;
-  server_.running.identities.clear();
+  server_.running.beginStatement();
   session_.caller.line = lineOf(statement);
+}
+
+BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
+  enter(statement);
   if (session_.options.chained && session_.transactionDepth == 0 && touchesRows(statement)) {
     transact({TransactionAction::Begin, {}});
   }
@@ -300,7 +304,7 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
           [&](const UseDatabase& s) { return simple([&] { useDatabase(s); }); },
           [&](const SetUser& s) { return simple([&] { setUser(s); }); },
           [&](const DeclareCursor& s) {
-            return simple([&] { session_.cursors[s.name] = {batch_, s.query.get(), {}, 0}; });
+            return simple([&] { session_.cursors[s.name] = {batch_, s.query.get(), {}}; });
           },
           [&](const OpenCursor& s) { return simple([&] { openCursor(s); }); },
           [&](const FetchCursor& s) { return simple([&] { fetchCursor(s); }); },

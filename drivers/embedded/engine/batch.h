@@ -53,6 +53,8 @@ class BatchRun {
 
   // batch.cpp: control of flow
   Flow runList(const tsql::StatementList& statements, std::optional<RowStream>* stream = nullptr);
+  /// From here on the statement is the one that runs.
+  void enter(const tsql::Statement& statement);
   Flow runStatement(const tsql::Statement& statement);
   Flow runNode(const tsql::Statement& statement);
   Flow runWhile(const tsql::While& loop);
@@ -96,6 +98,7 @@ class BatchRun {
   void bind(Prepared& prepared, const Row* bound = nullptr);
   /// With the texts of another batch, which the plan was made for.
   void bind(Prepared& prepared, const Row* bound, const ParsedBatch& batch);
+  Cell sessionFact(std::string_view name) const;
   Cell parameterValue(const Parameter& parameter, const Row* bound, const ParsedBatch& batch) const;
   bool step(Prepared& prepared);
   std::int64_t execute(Prepared& prepared, const Row* bound = nullptr);
@@ -112,6 +115,7 @@ class BatchRun {
   void changed(std::int64_t rows);
   std::string rowTable(int tableId);
   void openCursor(const tsql::OpenCursor& open);
+  std::int64_t fetched(const tsql::FetchCursor& fetch, const Cursor& cursor);
   void fetchCursor(const tsql::FetchCursor& fetch);
 
   // batch_trigger.cpp

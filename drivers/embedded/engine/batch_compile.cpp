@@ -155,6 +155,7 @@ void BatchRun::compileParts(const tsql::Statement& statement) {
                    if (const auto table = identityInsert(s)) identityInsertTable_ = *table;
                  },
                  [&](const CreateTable& s) { createdLater_.insert(s.name.name); },
+                 [&](const CreateView& s) { createdLater_.insert(s.name.name); },
                  [](const auto&) {},
              },
              statement.node);

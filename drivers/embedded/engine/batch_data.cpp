@@ -198,8 +198,29 @@ void BatchRun::openCursor(const OpenCursor& open) {
     result.rows.push_back(rowOf(*rows.statement));
   }
   giveBack(rows);
+  session_.cursorRows = static_cast<std::int64_t>(result.rows.size());
   found->second.rows = std::move(result);
   found->second.next = 0;
+  found->second.fetched = 0;
+}
+
+// The row that a fetch asks for, which there may not be.
+std::int64_t BatchRun::fetched(const FetchCursor& fetch, const Cursor& cursor) {
+  const auto size = static_cast<std::int64_t>(cursor.rows->rows.size());
+  const auto next = static_cast<std::int64_t>(cursor.next);
+  std::int64_t offset = 0;
+  if (fetch.offset) {
+    const ColumnType type = intType(true);
+    const Cell value = evaluate(*fetch.offset, &type);
+    if (!isNull(value)) offset = std::get<std::int64_t>(value);
+  }
+  const std::string_view direction = fetch.direction;
+  if (direction == "prior") return next - 2;
+  if (direction == "first") return 0;
+  if (direction == "last") return size - 1;
+  if (direction == "absolute") return offset < 0 ? size + offset : offset - 1;
+  if (direction == "relative") return next - 1 + offset;
+  return next;
 }
 
 void BatchRun::fetchCursor(const FetchCursor& fetch) {
@@ -210,14 +231,15 @@ void BatchRun::fetchCursor(const FetchCursor& fetch) {
                       session_.caller.line);
   }
   Cursor& cursor = found->second;
-  if (cursor.next >= cursor.rows->rows.size()) {
-    session_.cursorStatus = kNoMoreRows;
-    session_.rowCount = 0;
-    return;
-  }
-  const Row& row = cursor.rows->rows[cursor.next++];
-  session_.cursorStatus = kFetched;
-  session_.rowCount = 1;
+  const auto size = static_cast<std::int64_t>(cursor.rows->rows.size());
+  const std::int64_t at = std::clamp<std::int64_t>(fetched(fetch, cursor), -1, size);
+  const bool isRow = at >= 0 && at < size;
+  cursor.next = static_cast<std::size_t>(at + 1);
+  cursor.fetched += isRow ? 1 : 0;
+  session_.cursorStatus = isRow ? kFetched : kNoMoreRows;
+  session_.rowCount = cursor.fetched;
+  if (!isRow) return;
+  const Row& row = cursor.rows->rows[static_cast<std::size_t>(at)];
   if (fetch.into.empty()) {
     outcome_.beginRows(cursor.rows->columns);
     outcome_.row(row);

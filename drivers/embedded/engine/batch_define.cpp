@@ -51,7 +51,8 @@ void requireSteady(const ColumnDefinition& column) {
   if (!column.computed || !column.materialized) return;
   const bool changes = anyWithin(*column.computed, [](const Expr& part) {
     const auto* call = as<Call>(part);
-    return call != nullptr && isVolatileFunction(tsql::lowerCase(call->function.name));
+    return as<GlobalVariable>(part) != nullptr ||
+           (call != nullptr && !isSteadyFunction(call->function.name));
   });
   if (!changes) return;
   throw ServerError(kNotSupported, 16, 1,

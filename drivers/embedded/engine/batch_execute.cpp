@@ -109,7 +109,7 @@ void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure
   if (!stored) throw procedureNotFound(procedure.name + ";" + std::to_string(execute.number), line);
   const auto* create = std::get_if<CreateProcedure>(&stored->statements.front()->node);
   if (create == nullptr) return;
-  const Level level(session_, line);
+  const Level level(session_, line, procedure.id);
   CalledOutcome called(outcome, line);
   BatchRun body(session_, stored, called);
   std::vector<bool> given(create->parameters.size());
@@ -199,7 +199,7 @@ Cell callFunction(Session& session, int functionId, const Row& arguments) {
   const auto* create =
       stored ? std::get_if<CreateFunction>(&stored->statements.front()->node) : nullptr;
   if (create == nullptr) return {};
-  const Level level(session, session.caller.line);
+  const Level level(session, session.caller.line, functionId);
   const Running running = server.running;
   const std::uint32_t line = session.caller.line;
   const auto rowCount = session.rowCount, lastError = session.lastError;
@@ -227,7 +227,7 @@ Cell callFunction(Session& session, int functionId, const Row& arguments) {
 
 void BatchRun::executeText(const ExecuteImmediate& execute, Outcome& outcome) {
   const std::uint32_t line = session_.caller.line;
-  const Level level(session_, line);
+  const Level level(session_, line, session_.procedureId);
   CalledOutcome called(outcome, line);
   const auto batch = session_.parse(text(*execute.text), called);
   if (!batch) throw BatchEnded{};

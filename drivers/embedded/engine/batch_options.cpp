@@ -21,6 +21,20 @@ struct FixedOption {
 constexpr auto kFixedOptions = std::to_array<FixedOption>(
     {{"dateformat", "mdy"}, {"datefirst", "7"}, {"language", "us_english"}});
 
+// By its number or by the last of its words.
+std::int64_t isolationLevel(std::string_view word) {
+  struct Level {
+    std::string_view number, word;
+    std::int64_t value;
+  };
+  static constexpr auto kLevels = std::to_array<Level>(
+      {{"0", "uncommitted", 0}, {"1", "committed", 1}, {"2", "read", 2}, {"3", "serializable", 3}});
+  for (const Level& level : kLevels) {
+    if (word == level.number || word == level.word) return level.value;
+  }
+  return 1;
+}
+
 std::string withoutQuotes(const std::string& text) {
   const bool isQuoted = text.size() > 1 && text.front() == text.back() &&
                         (text.front() == '\'' || text.front() == '"');
@@ -46,7 +60,10 @@ void BatchRun::setOption(const SetOption& option) {
   if (const auto table = identityInsert(option)) session_.options.identityInsertTable = *table;
   for (const std::string& name : option.names) {
     if (name == "nocount") session_.options.noCount = on;
-    if (name == "quoted_identifier") session_.caller.quotedIdentifier = on;
+    if (name == "quoted_identifier" && session_.caller.quotedIdentifier != on) {
+      session_.caller.quotedIdentifier = on;
+      server_.namesChanged();
+    }
     if (name == "chained") session_.options.chained = on;
     if (name == "ansinull") {
       session_.options.ansiNull = on;
@@ -60,6 +77,7 @@ void BatchRun::setOption(const SetOption& option) {
                             std::string(fixed->value) + "', not as '" + value + "'.",
                         session_.caller.line);
     }
+    if (name == "transaction") session_.options.isolation = isolationLevel(value);
     if (name == "proxy" || name == "session") setLogin(value);
     if (name == "rowcount") {
       const auto variable = variables_.find(value);
@@ -76,6 +94,7 @@ void BatchRun::transact(const Transaction& transaction) {
   switch (transaction.action) {
     case TransactionAction::Begin:
       if (session_.transactionDepth++ == 0) {
+        session_.wasRolledBack = false;
         session_.transaction = std::make_unique<UserTransaction>(server_);
       }
       break;

@@ -4,6 +4,7 @@
 
 #include "drivers/embedded/engine/batch.h"
 #include "drivers/embedded/engine/convert.h"
+#include "drivers/embedded/engine/globals.h"
 
 namespace kelvane::embedded {
 
@@ -106,7 +107,7 @@ Cell BatchRun::parameterValue(const Parameter& parameter, const Row* bound,
     case Parameter::Source::Variable:
       return variables_.at(parameter.name).value;
     case Parameter::Source::Global:
-      return session_.globalVariable(parameter.name);
+      return globalVariable(parameter.name, session_);
     case Parameter::Source::Text:
       return batch.texts[parameter.position];
     case Parameter::Source::Literal:
@@ -122,8 +123,15 @@ Cell BatchRun::parameterValue(const Parameter& parameter, const Row* bound,
     case Parameter::Source::Session:
       break;
   }
-  return parameter.name == "uid" ? Cell(std::int64_t{session_.caller.uid})
-                                 : Cell(session_.caller.database);
+  return sessionFact(parameter.name);
+}
+
+Cell BatchRun::sessionFact(std::string_view name) const {
+  if (name == "uid") return std::int64_t{session_.caller.uid};
+  if (name == "database") return session_.caller.database;
+  const Client& client = session_.client();
+  if (name == "login") return session_.login();
+  return name == "host" ? client.host : client.process;
 }
 
 void BatchRun::bind(Prepared& prepared, const Row* bound) { bind(prepared, bound, *batch_); }

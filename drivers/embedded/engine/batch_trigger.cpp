@@ -185,7 +185,7 @@ void BatchRun::runTrigger(const Firing& firing, std::int64_t rows) {
       stored ? std::get_if<CreateTrigger>(&stored->statements.front()->node) : nullptr;
   if (create == nullptr) return;
   const std::uint32_t line = session_.caller.line;
-  const Level level(session_, line);
+  const Level level(session_, line, object->id);
   CalledOutcome called(outcome_, line);
   BatchRun body(session_, stored, called);
   session_.rowCount = rows;

@@ -19,19 +19,26 @@ class Level {
  public:
   static constexpr int kMost = 16;
 
-  Level(Session& session, std::uint32_t line) : session_(session) {
+  /// `procedureId`: what runs on this level, for `@@procid`.
+  Level(Session& session, std::uint32_t line, int procedureId)
+      : session_(session), callerId_(session.procedureId) {
     if (session.nestLevel >= kMost) {
       throw tsql::ServerError(217, 16, 1,
                               "Maximum stored procedure nesting level exceeded (limit 16).", line);
     }
     ++session.nestLevel;
+    session.procedureId = procedureId;
   }
-  ~Level() { --session_.nestLevel; }
+  ~Level() {
+    --session_.nestLevel;
+    session_.procedureId = callerId_;
+  }
   Level(const Level&) = delete;
   Level& operator=(const Level&) = delete;
 
  private:
   Session& session_;
+  int callerId_;
 };
 
 /// What a called text says stands, for the client, at the line of the call.

@@ -84,6 +84,7 @@ Cell toInteger(const Cell& value, const Conversion& c) {
     if (c.to.kind == TypeKind::Bit) return std::int64_t{number != 0};
     if (c.to.kind == TypeKind::Int) return std::int64_t{static_cast<std::int32_t>(number)};
     if (c.to.kind == TypeKind::Smallint) return std::int64_t{static_cast<std::int16_t>(number)};
+    if (c.to.kind == TypeKind::Ubigint) return cellOfNatural(static_cast<std::uint64_t>(number));
     return number;
   }
   auto digits = decimalOf(value);
@@ -96,6 +97,14 @@ Cell toInteger(const Cell& value, const Conversion& c) {
   digits->fraction.clear();
   digits->normalize();
   const std::string text = digits->text();
+  if (c.to.kind == TypeKind::Ubigint) {
+    std::uint64_t number = 0;
+    const char* const end = text.data() + text.size();
+    if (std::from_chars(text.data(), end, number).ec != std::errc()) {
+      c.overflow(textOf(value, c.from, 0));
+    }
+    return cellOf(*digits);
+  }
   std::int64_t number = 0;
   if (std::from_chars(text.data(), text.data() + text.size(), number).ec != std::errc())
     c.overflow(textOf(value, c.from, 0));

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -154,13 +155,19 @@ std::optional<Decimal> decimalOf(const Cell& value) {
 
 Cell cellOf(const Decimal& value) {
   const std::string text = value.text();
-  if (value.fraction.empty() && value.whole.size() <= 18) {
-    return std::int64_t{std::strtoll(text.c_str(), nullptr, 10)};
+  if (value.fraction.empty()) {
+    std::int64_t number = 0;
+    const char* const end = text.data() + text.size();
+    if (std::from_chars(text.data(), end, number).ec == std::errc()) return number;
   }
   if (value.whole.size() + value.fraction.size() <= 15) {
     return std::strtod(text.c_str(), nullptr);
   }
   return text;
+}
+
+Cell cellOfNatural(std::uint64_t value) {
+  return cellOf({false, value == 0 ? "" : std::to_string(value), ""});
 }
 
 Decimal calculated(char op, const Decimal& a, const Decimal& b, std::size_t scale) {

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -32,6 +33,7 @@ std::optional<Decimal> parseDecimal(std::string_view text);
 /// The number in a cell, whatever form it has; none for what is no number, or too large.
 std::optional<Decimal> decimalOf(const Cell& value);
 Cell cellOf(const Decimal& value);
+Cell cellOfNatural(std::uint64_t value);
 
 /// `op` is one of + - * /. The quotient is cut to `scale`, everything else is exact. The divisor
 /// must not be zero.

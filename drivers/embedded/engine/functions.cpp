@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <limits>
@@ -10,6 +11,7 @@
 #include "drivers/embedded/catalog/pattern.h"
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/decimal.h"
+#include "drivers/embedded/engine/function_families.h"
 #include "drivers/embedded/engine/moment.h"
 #include "drivers/embedded/engine/typing.h"
 
@@ -17,45 +19,6 @@ namespace kelvane::embedded {
 namespace {
 
 using tsql::ServerError;
-
-// The line of an error that arises while SQLite runs is the statement's; it is filled in there.
-constexpr std::uint32_t kUnknownLine = 0;
-
-bool anyNull(const FunctionCall& call) {
-  for (int i = 0; i < call.count(); ++i) {
-    if (call.isNull(i)) return true;
-  }
-  return false;
-}
-
-// A text by characters.
-class Characters {
- public:
-  explicit Characters(std::string_view text) : text_(text) {
-    for (std::size_t at = 0; at < text.size(); ++at) {
-      if ((static_cast<unsigned char>(text[at]) & 0xC0U) != 0x80U) starts_.push_back(at);
-    }
-    starts_.push_back(text.size());
-  }
-  std::int64_t count() const { return static_cast<std::int64_t>(starts_.size()) - 1; }
-  /// From `first` (0-based), at most `length`.
-  std::string_view part(std::int64_t first, std::int64_t length) const {
-    const auto from = std::clamp<std::int64_t>(first, 0, count());
-    const auto to =
-        std::clamp<std::int64_t>(from + std::max<std::int64_t>(length, 0), from, count());
-    const auto start = starts_[static_cast<std::size_t>(from)];
-    return text_.substr(start, starts_[static_cast<std::size_t>(to)] - start);
-  }
-
- private:
-  std::string_view text_;
-  std::vector<std::size_t> starts_;
-};
-
-// There are no empty texts: what would be one is null.
-void textResult(FunctionCall& call, std::string_view text) {
-  if (!text.empty()) call.result(text);
-}
 
 void asType(FunctionCall& call) {
   if (call.isNull(0)) return;
@@ -94,6 +57,61 @@ void inInt(FunctionCall& call) {
     throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
   }
   call.result(value);
+}
+
+// SQLite goes on with floating point where its integers end.
+void inBigint(FunctionCall& call) {
+  const Cell cell = call.cell(0);
+  if (std::holds_alternative<double>(cell)) {
+    throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
+  }
+  call.result(cell);
+}
+
+// (operator, a, b): the operators of 64 bits without a sign, which SQLite does not have. The
+// divisor is not zero.
+void unsignedResult(FunctionCall& call) {
+  if (anyNull(call)) return;
+  const auto natural = [&](int argument) -> __int128 {
+    const Cell cell = call.cell(argument);
+    if (const auto* number = std::get_if<std::int64_t>(&cell)) return *number;
+    std::uint64_t value = 0;
+    const std::string_view digits = call.text(argument);
+    std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    return value;
+  };
+  const __int128 a = natural(1), b = natural(2);
+  __int128 result = 0;
+  bool overflows = false;
+  switch (call.text(0)[0]) {
+    case '+':
+      result = a + b;
+      break;
+    case '-':
+      result = a - b;
+      break;
+    case '*':
+      overflows = __builtin_mul_overflow(a, b, &result);
+      break;
+    case '/':
+      result = a / b;
+      break;
+    case '%':
+      result = a % b;
+      break;
+    case '&':
+      result = a & b;
+      break;
+    case '|':
+      result = a | b;
+      break;
+    default:
+      result = a ^ b;
+  }
+  if (overflows || result < 0 || result > std::numeric_limits<std::uint64_t>::max()) {
+    throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
+  }
+  call.result(cellOfNatural(static_cast<std::uint64_t>(result)));
 }
 
 // SQLite has no operator for it.
@@ -218,10 +236,17 @@ std::size_t afterPercent(std::string_view pattern) {
   return pattern.size();
 }
 
+// (pattern, text, `bytes` or another word)
 void patternIndex(FunctionCall& call) {
-  if (anyNull(call)) return;
+  if (call.isNull(0)) return;
+  if (call.isNull(1)) return call.result(0);
   const std::string pattern(call.text(0));
-  const Characters characters(call.text(1));
+  const std::string_view text = call.text(1);
+  const Characters characters(text);
+  const auto position = [&](std::int64_t at) {
+    if (call.text(2) != "bytes") return at + 1;
+    return static_cast<std::int64_t>(characters.part(0, at).size()) + 1;
+  };
   const bool anywhere = pattern.starts_with('%');
   const std::string rest = anywhere ? pattern.substr(1) : pattern;
   // What comes behind a `%` is found behind the first place where the text before it is, or
@@ -230,12 +255,23 @@ void patternIndex(FunctionCall& call) {
   for (std::int64_t at = 0; at < characters.count(); ++at) {
     const std::string_view end = characters.part(at, characters.count());
     if (matchesLike(end, head)) {
-      call.result(head == rest || matchesLike(end, rest) ? at + 1 : 0);
+      call.result(head == rest || matchesLike(end, rest) ? position(at) : 0);
       return;
     }
     if (!anywhere) break;
   }
   call.result(0);
+}
+
+// (text to look for, text to look in, where to begin or null)
+void textIndex(FunctionCall& call) {
+  if (call.isNull(0) || call.isNull(1)) return;
+  const std::string_view text = call.text(1);
+  const Characters characters(text);
+  const std::int64_t start =
+      call.isNull(2) ? 0 : std::clamp<std::int64_t>(call.integer(2) - 1, 0, characters.count());
+  const auto found = text.find(call.text(0), characters.part(0, start).size());
+  call.result(found == std::string_view::npos ? 0 : Characters(text.substr(0, found)).count() + 1);
 }
 
 void partOfText(FunctionCall& call) {
@@ -260,9 +296,6 @@ void endOfText(FunctionCall& call) {
   const auto length = std::clamp<std::int64_t>(call.integer(1), 0, characters.count());
   textResult(call, characters.part(characters.count() - length, length));
 }
-
-// What a function makes of texts is a varchar, of which this is the longest.
-constexpr std::size_t kLongest = 16384;
 
 void replaced(FunctionCall& call) {
   if (call.isNull(0) || call.isNull(1)) return;
@@ -309,56 +342,6 @@ void stuffed(FunctionCall& call) {
   textResult(call, cutText(text, kLongest));
 }
 
-// Halves go away from zero.
-std::int64_t roundedWhole(std::int64_t value, std::int64_t places) {
-  constexpr std::int64_t kMostPlaces = 18;
-  if (places >= 0) return value;
-  if (places < -kMostPlaces) return 0;
-  std::int64_t unit = 1;
-  for (std::int64_t i = places; i < 0; ++i) unit *= 10;
-  const std::int64_t rest = value % unit;
-  std::int64_t result = value - rest;
-  const bool overflows =
-      (rest >= unit - unit / 2 && __builtin_add_overflow(result, unit, &result)) ||
-      (rest <= unit / 2 - unit && __builtin_sub_overflow(result, unit, &result));
-  if (overflows) throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
-  return result;
-}
-
-void rounded(FunctionCall& call) {
-  if (anyNull(call)) return;
-  const std::int64_t places = call.integer(1);
-  const Cell cell = call.cell(0);
-  if (const auto* whole = std::get_if<std::int64_t>(&cell)) {
-    return call.result(roundedWhole(*whole, places));
-  }
-  constexpr std::int64_t kMostPlaces = 308;
-  const double value = call.real(0);
-  const double unit =
-      std::pow(10.0, static_cast<double>(std::clamp(places, -kMostPlaces, kMostPlaces)));
-  const double scaled = value * unit;
-  call.result(std::isfinite(scaled) ? std::round(scaled) / unit : value);
-}
-
-void numberText(FunctionCall& call) {
-  if (anyNull(call)) return;
-  std::array<char, 400> buffer{};
-  const auto width = std::clamp<std::int64_t>(call.integer(1), 1, 255);
-  const auto decimals = std::clamp<std::int64_t>(call.integer(2), 0, 16);
-  std::snprintf(buffer.data(), buffer.size(), "%*.*f", static_cast<int>(width),
-                static_cast<int>(decimals), call.real(0));
-  const std::string_view text(buffer.data());
-  const auto wanted = static_cast<std::size_t>(width);
-  call.result(std::string_view(text.size() > wanted ? std::string(wanted, '*') : buffer.data()));
-}
-
-void hexToInt(FunctionCall& call) {
-  if (anyNull(call)) return;
-  const std::string text(call.text(0));
-  call.result(static_cast<std::int32_t>(
-      static_cast<std::uint32_t>(std::strtoull(text.c_str(), nullptr, 16))));
-}
-
 void registerTexts(Database& store) {
   const auto add = [&](const char* name, int count, void (*function)(FunctionCall&)) {
     store.addFunction(name, count, FunctionKind::Fixed, function);
@@ -366,6 +349,8 @@ void registerTexts(Database& store) {
   add("as_type", 11, asType);
   add("without_zeros", 1, withoutZeros);
   add("in_int", 1, inInt);
+  add("in_bigint", 1, inBigint);
+  add("unsigned_result", 3, unsignedResult);
   add("exclusive_or", 2, exclusiveOr);
   add("divisor", 1, divisor);
   add("required", 3, required);
@@ -373,21 +358,21 @@ void registerTexts(Database& store) {
   store.addFunction("obeyed", 3, FunctionKind::Volatile, obeyed);
   add("matches", 2, matches);
   add("matches", 3, matches);
-  add("pattern_index", 2, patternIndex);
+  add("pattern_index", 3, patternIndex);
   add("part_of_text", 3, partOfText);
   add("end_of_text", 2, endOfText);
   add("repeated", 2, repeated);
   add("replaced", 3, replaced);
   add("reversed", 1, reversed);
   add("stuffed", 4, stuffed);
-  add("rounded", 2, rounded);
-  add("number_text", 3, numberText);
-  add("hex_to_int", 1, hexToInt);
+  add("text_index", 3, textIndex);
 }
 
 DatePart partArgument(const FunctionCall& call) { return static_cast<DatePart>(call.integer(0)); }
 
-void registerDates(Database& store) {
+std::int64_t timeOfDay(std::int64_t moment) { return moment - dayOf(moment) * kMicrosecondsPerDay; }
+
+void registerDates(Database& store, Running& running) {
   const auto add = [&](const char* name, int count, auto function) {
     store.addFunction(name, count, FunctionKind::Fixed, [function](FunctionCall& call) {
       if (!anyNull(call)) function(call);
@@ -409,8 +394,14 @@ void registerDates(Database& store) {
   add("date_diff", 3, [](FunctionCall& call) {
     call.result(partsBetween(partArgument(call), call.integer(1), call.integer(2)));
   });
-  store.addFunction("now_moment", 0, FunctionKind::Volatile,
-                    [](FunctionCall& call) { call.result(roundToTicks(currentMoment())); });
+  add("ticks_of", 1, [](FunctionCall& call) { call.result(roundToTicks(call.integer(0))); });
+  add("time_of", 1, [](FunctionCall& call) { call.result(timeOfDay(call.integer(0))); });
+  add("day_of", 1,
+      [](FunctionCall& call) { call.result(dayOf(call.integer(0)) * kMicrosecondsPerDay); });
+  store.addFunction("now_moment", 0, FunctionKind::Volatile, [&running](FunctionCall& call) {
+    if (!running.now) running.now = currentMoment();
+    call.result(*running.now);
+  });
 }
 
 // The object looked up last: queries ask for the same one in every row.
@@ -498,8 +489,11 @@ void registerSchemaFunctions(Database& store, Running& running) {
 void registerFunctions(Catalog& catalog, Running& running) {
   registerSchemaFunctions(catalog.store(), running);
   registerTexts(catalog.store());
+  registerTextFunctions(catalog.store());
+  registerNumberFunctions(catalog.store(), running);
+  registerCatalogFunctions(catalog, running);
   registerDecimals(catalog.store());
-  registerDates(catalog.store());
+  registerDates(catalog.store(), running);
   registerLookups(catalog, running);
   registerSession(catalog.store(), running);
 }

@@ -6,9 +6,11 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "drivers/embedded/catalog/catalog.h"
+#include "drivers/embedded/engine/moment.h"
 #include "drivers/embedded/engine/variables.h"
 
 namespace kelvane::embedded {
@@ -28,10 +30,21 @@ struct Running {
   /// The identity value given last, by table; emptied before each statement.
   std::map<std::string, std::int64_t> identities = {};
   std::int64_t lastIdentity = 0;
+  /// When the statement asked for the time first: it sees no other.
+  std::optional<Moment> now = {};
+  /// Where random numbers stand, and the one that the statement got.
+  std::uint64_t random = 0x330E;
+  std::optional<double> statementsRandom = {};
   /// Changes with what names mean.
   std::uint64_t namesVersion = 0;
   /// Whether what the store does now counts as steps of the batch.
   bool counted = false;
+
+  void beginStatement() {
+    identities.clear();
+    now.reset();
+    statementsRandom.reset();
+  }
 };
 
 void registerFunctions(Catalog& catalog, Running& running);

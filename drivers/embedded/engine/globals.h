@@ -1,18 +1,21 @@
-// The global variables `@@...` that a session knows.
+// The global variables `@@...`: one table that says what each is, since when, and what it holds.
 #pragma once
 
 #include <optional>
 #include <string_view>
 
 #include "drivers/embedded/catalog/types.h"
+#include "drivers/embedded/options.h"
 #include "drivers/embedded/store/cell.h"
 
 namespace kelvane::embedded {
 
-/// None when there is no such variable.
-std::optional<ColumnType> globalVariableType(std::string_view name);
+class Session;
 
-/// The value of those that never change (`@@version`, `@@ncharsize`, ...); null for the others.
-Cell fixedGlobalVariable(std::string_view name);
+/// In any letter case. None when the release has no such variable.
+std::optional<ColumnType> globalVariableType(std::string_view name, const CatalogOptions& options);
+
+/// The value of one that there is.
+Cell globalVariable(std::string_view name, const Session& session);
 
 }  // namespace kelvane::embedded

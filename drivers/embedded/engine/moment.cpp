@@ -339,13 +339,28 @@ std::optional<DatePart> datePart(std::string_view word) {
                                         Name{"hh", "hour", DatePart::Hour},
                                         Name{"mi", "minute", DatePart::Minute},
                                         Name{"ss", "second", DatePart::Second},
-                                        Name{"ms", "millisecond", DatePart::Millisecond}};
+                                        Name{"ms", "millisecond", DatePart::Millisecond},
+                                        Name{"us", "microsecond", DatePart::Microsecond},
+                                        Name{"cwk", "calweekofyear", DatePart::CalendarWeek},
+                                        Name{"cyr", "calyearofweek", DatePart::CalendarYear},
+                                        Name{"cdw", "caldayofweek", DatePart::CalendarDay}};
   const auto wanted = tsql::lowerCase(word);
   for (const Name& name : kNames) {
     if (wanted == name.shortName || wanted == name.longName) return name.part;
   }
   return std::nullopt;
 }
+
+namespace {
+
+// A week belongs to the year of its Thursday.
+std::int64_t thursdayOf(std::int64_t day) { return day - (day % 7 + 7) % 7 + 3; }
+
+int calendarYear(std::int64_t day) {
+  return calendarOf(thursdayOf(day) * kMicrosecondsPerDay).year;
+}
+
+}  // namespace
 
 std::int64_t partOf(Moment moment, DatePart part) {
   const CalendarTime t = calendarOf(moment);
@@ -375,6 +390,16 @@ std::int64_t partOf(Moment moment, DatePart part) {
       return t.second;
     case DatePart::Millisecond:
       return t.microsecond / 1000;
+    case DatePart::Microsecond:
+      return t.microsecond;
+    case DatePart::CalendarWeek: {
+      const std::int64_t day = dayOf(moment);
+      return (thursdayOf(day) - dayNumber(calendarYear(day), 1, 1)) / 7 + 1;
+    }
+    case DatePart::CalendarYear:
+      return calendarYear(dayOf(moment));
+    case DatePart::CalendarDay:
+      return (dayOf(moment) % 7 + 7) % 7 + 1;
   }
   return 0;
 }
@@ -413,6 +438,8 @@ Moment unitOf(DatePart part) {
       return kMicrosecondsPerSecond;
     case DatePart::Millisecond:
       return 1000;
+    case DatePart::Microsecond:
+      return 1;
     default:
       return kMicrosecondsPerDay;
   }

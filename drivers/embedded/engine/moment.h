@@ -55,7 +55,11 @@ enum class DatePart {
   Hour,
   Minute,
   Second,
-  Millisecond
+  Millisecond,
+  Microsecond,
+  CalendarWeek,  ///< as ISO 8601 counts weeks, with the year that the week belongs to
+  CalendarYear,
+  CalendarDay
 };
 
 /// `yy`, `year`, `dd`, ... in any letter case.

@@ -17,7 +17,7 @@ struct Parameter {
   enum class Source {
     Variable,  ///< `@v`
     Global,    ///< `@@rowcount`
-    Session,   ///< `uid` or `database` of the session
+    Session,   ///< `uid`, `database`, `login`, `host` or `process` of the session
     Text,      ///< a text of the batch: its slot
     Literal,   ///< a text of the statement: with it in the SQL, each text would be prepared anew
     Number,    ///< likewise, of the rows of an insert

@@ -2,14 +2,13 @@
 
 #include <algorithm>
 
+#include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/tsql/lexer.h"
 #include "drivers/embedded/tsql/parser.h"
 
 namespace kelvane::embedded {
 
 namespace {
-
-constexpr int kMostKeyColumns = 16;
 
 tsql::ExprPtr ruleCondition(Catalog& catalog, int ruleId) {
   const SourceText source = catalog.source(ruleId);
@@ -18,29 +17,29 @@ tsql::ExprPtr ruleCondition(Catalog& catalog, int ruleId) {
   return create == nullptr ? nullptr : std::move(create->condition);
 }
 
-std::vector<ForeignKeyRule> foreignKeys(Catalog& catalog, const std::string& condition,
-                                        int tableId) {
-  std::string columns;
-  for (int i = 1; i <= kMostKeyColumns; ++i) {
-    columns += ", fokey" + std::to_string(i) + ", refkey" + std::to_string(i);
+ForeignKeyRule ruleOf(Catalog& catalog, const SysReference& row) {
+  ForeignKeyRule key;
+  key.constraint = catalog.objectName(row.constrid).value_or("");
+  key.referencing = row.tableid;
+  key.referenced = row.reftabid;
+  key.database = row.pmrydbname.value_or("");
+  key.columns.assign(row.fokey.begin(), row.fokey.begin() + row.keycnt);
+  key.keys.assign(row.refkey.begin(), row.refkey.begin() + row.keycnt);
+  return key;
+}
+
+/// In the order of their ids.
+template <class Condition>
+std::vector<ForeignKeyRule> foreignKeys(Catalog& catalog, std::span<const Slot> slots,
+                                        Condition isMeant) {
+  const auto& references = catalog.records().references;
+  std::vector<const SysReference*> rows;
+  for (const Slot slot : slots) {
+    if (isMeant(references[slot])) rows.push_back(&references[slot]);
   }
+  std::ranges::sort(rows, {}, &SysReference::constrid);
   std::vector<ForeignKeyRule> keys;
-  catalog.store().each(
-      "SELECT constrid, tableid, reftabid, pmrydbname, keycnt" + columns +
-          " FROM sysreferences WHERE " + condition + " ORDER BY constrid",
-      [&](const Statement& row) {
-        ForeignKeyRule key;
-        key.constraint = catalog.objectName(row.number(0)).value_or("");
-        key.referencing = row.number(1);
-        key.referenced = row.number(2);
-        key.database = row.text(3);
-        for (int i = 0; i < row.number(4); ++i) {
-          key.columns.push_back(row.number(5 + 2 * i));
-          key.keys.push_back(row.number(6 + 2 * i));
-        }
-        keys.push_back(std::move(key));
-      },
-      tableId);
+  for (const SysReference* row : rows) keys.push_back(ruleOf(catalog, *row));
   for (ForeignKeyRule& key : keys) {
     if (key.isElsewhere()) continue;
     key.referencedTable = catalog.objectById(key.referenced).value().sqliteTable;
@@ -60,28 +59,34 @@ tsql::ExprPtr checkCondition(const SourceText& source) {
 RowRules readRowRules(Catalog& catalog, int tableId) {
   RowRules rules;
   std::vector<int> checks;
-  constexpr int kCheck = 0x80;
-  catalog.store().each(
-      "SELECT constrid FROM sysconstraints WHERE tableid = ? AND status & ? ORDER BY constrid",
-      [&](const Statement& row) { checks.push_back(row.number(0)); }, tableId, kCheck);
+  std::vector<int> constraints;
+  SystemRecords& records = catalog.records();
+  for (const Slot slot : records.constraints.where<&SysConstraint::tableid>(tableId)) {
+    const SysConstraint& row = records.constraints[slot];
+    constraints.push_back(row.constrid);
+    if ((row.status & constraint_status::kCheck) != 0) checks.push_back(row.constrid);
+  }
+  std::ranges::sort(checks);
   for (const int id : checks) {
     rules.checks.push_back(
         {catalog.objectName(id).value_or(""), checkCondition(catalog.source(id))});
   }
   std::vector<std::pair<int, int>> bound;
-  catalog.store().each(
-      "SELECT colid, domain FROM syscolumns WHERE id = ? AND number = 0 AND domain != 0 AND"
-      " domain NOT IN (SELECT constrid FROM sysconstraints WHERE tableid = syscolumns.id)"
-      " ORDER BY colid",
-      [&](const Statement& row) { bound.emplace_back(row.number(0), row.number(1)); }, tableId);
+  for (const Slot slot : records.columns.where<&SysColumn::id>(tableId)) {
+    const SysColumn& column = records.columns[slot];
+    const bool isBound = column.domain != 0 && std::ranges::count(constraints, column.domain) == 0;
+    if (isBound) bound.emplace_back(column.colid, column.domain);
+  }
   for (const auto& [colid, ruleId] : bound) {
     if (auto condition = ruleCondition(catalog, ruleId)) {
       rules.rules.push_back({catalog.objectName(ruleId).value_or(""), colid, std::move(condition)});
     }
   }
-  rules.references = foreignKeys(catalog, "tableid = ?", tableId);
-  rules.referencedBy =
-      foreignKeys(catalog, "tableid != reftabid AND pmrydbname IS NULL AND reftabid = ?", tableId);
+  rules.references = foreignKeys(catalog, records.references.where<&SysReference::tableid>(tableId),
+                                 [](const SysReference&) { return true; });
+  rules.referencedBy = foreignKeys(
+      catalog, records.references.where<&SysReference::reftabid>(tableId),
+      [](const SysReference& row) { return row.tableid != row.reftabid && !row.pmrydbname; });
   rules.ignoredDuplicates = catalog.ignoredDuplicates(tableId);
   return rules;
 }

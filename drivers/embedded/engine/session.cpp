@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "drivers/embedded/engine/batch.h"
-#include "drivers/embedded/engine/globals.h"
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/tsql/parser.h"
 #include "drivers/embedded/tsql/shape.h"
@@ -110,6 +109,23 @@ Row rowOf(const Statement& statement) {
 
 Session::Session(Server& server) : server(server), number_(server.nextSession()) {}
 
+void Session::logIn(Client client) {
+  if (!server.catalog.loginId(client.login)) {
+    server.catalog.callSystemProcedure(
+        {"sp_addlogin", {{"", client.login}, {"", std::nullopt}}, caller});
+  }
+  client_ = std::move(client);
+}
+
+std::string Session::login() const {
+  if (caller.uid == kDboUid) return client_.login;
+  return server.catalog.store()
+      .value<std::string>(
+          "SELECT l.name FROM sysusers u JOIN syslogins l ON l.suid = u.suid WHERE u.uid = ?",
+          caller.uid)
+      .value_or(client_.login);
+}
+
 Session::~Session() {
   // What a rollback takes away needs no dropping.
   undoSavepoints();
@@ -159,6 +175,7 @@ void Session::undoSavepoints() {
 
 void Session::rollBack() {
   transactionDepth = 0;
+  wasRolledBack = true;
   undoSavepoints();
   transaction.reset();
 }
@@ -199,27 +216,20 @@ void Session::forgetLostTemporaries() {
   std::erase_if(spareTables_, [&](const auto& entry) { return isLost(entry.second); });
 }
 
-Cell Session::globalVariable(std::string_view name) const {
-  if (name == "@@rowcount") return rowCount;
-  if (name == "@@error") return lastError;
-  if (name == "@@trancount") return std::int64_t{transactionDepth};
-  if (name == "@@identity") return lastIdentity;
-  if (name == "@@nestlevel") return std::int64_t{nestLevel};
-  if (name == "@@sqlstatus") return cursorStatus;
-  if (name == "@@procid" || name == "@@transtate" || name == "@@fetch_status") {
-    return std::int64_t{0};
-  }
-  return fixedGlobalVariable(name);
-}
-
 bool Session::step(RowStream& stream) {
   server.running.session = this;
   server.running.caller = &caller;
-  return stream.statement.step();
+  try {
+    return stream.statement.step();
+  } catch (const tsql::ServerError& error) {
+    if (error.line != 0) throw;
+    throw tsql::ServerError(error.number, error.severity, error.state, error.text(), stream.line);
+  }
 }
 
 tsql::ParseOptions Session::parseOptions() const {
-  return {caller.quotedIdentifier, server.catalog.options().longestName()};
+  const CatalogOptions& options = server.catalog.options();
+  return {caller.quotedIdentifier, options.longestName(), options.grammar()};
 }
 
 std::shared_ptr<ParsedBatch> Session::parsed(std::string_view text, Keeping keeping) {

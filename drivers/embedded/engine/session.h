@@ -16,6 +16,7 @@
 #include "drivers/embedded/catalog/catalog.h"
 #include "drivers/embedded/engine/functions.h"
 #include "drivers/embedded/engine/kept_plans.h"
+#include "drivers/embedded/engine/moment.h"
 #include "drivers/embedded/engine/outcome.h"
 #include "drivers/embedded/engine/plan.h"
 #include "drivers/embedded/engine/translator.h"
@@ -55,6 +56,7 @@ class Server {
   /// Null when its group has none of the number.
   std::shared_ptr<ParsedBatch> procedure(const ObjectInfo& object, int number = 1);
   int nextSession() { return ++sessions_; }
+  int sessionCount() const { return sessions_; }
   /// Changes with every statement that may change what names mean, those of temporary tables
   /// excepted.
   std::uint64_t namesVersion() const { return running.namesVersion; }
@@ -81,6 +83,7 @@ class Server {
   /// Where new connections start: the database that the last script was in. A script that names
   /// none is not meant for master.
   std::string database = "main";
+  const Moment startedAt = roundToTicks(currentMoment());
   /// Those that a `begin transaction` of any session has left open.
   int openTransactions = 0;
 
@@ -121,7 +124,8 @@ struct Cursor {
   std::shared_ptr<ParsedBatch> batch;  ///< keeps the query alive
   const tsql::Query* query = nullptr;
   std::optional<ResultSet> rows;  ///< while it is open
-  std::size_t next = 0;
+  std::size_t next = 0;           ///< the row behind the one that it stands on
+  std::int64_t fetched = 0;
 };
 
 /// `set` options; they stay for the session.
@@ -133,6 +137,7 @@ struct SessionOptions {
   bool stringRtruncation = false;
   /// Whether a statement that touches rows begins a transaction where there is none.
   bool chained = false;
+  std::int64_t isolation = 1;
   std::uint64_t rowLimit = 0;
   std::string identityInsertTable;
 };
@@ -142,6 +147,7 @@ struct SessionOptions {
 struct RowStream {
   std::vector<ResultColumn> columns;
   Statement statement;
+  std::uint32_t line = 0;  ///< of the query in its batch
 };
 
 /// The values of the row that a statement stands on.
@@ -155,6 +161,14 @@ struct Firing {
   std::size_t savepointsBefore;         ///< of the session
   int transactionDepth;                 ///< the transaction that a trigger always runs in counted
   Firing* outer;
+};
+
+/// Who logged in, as the client's login says.
+struct Client {
+  std::string login = "sa";
+  std::string host = "embedded";
+  std::string process = "1";
+  std::string application = {};
 };
 
 class Session {
@@ -177,6 +191,14 @@ class Session {
   /// The next row of a stream of this session.
   bool step(RowStream& stream);
 
+  /// A login that the server does not have yet gets a row in syslogins. All are the database owner.
+  void logIn(Client client);
+  const Client& client() const { return client_; }
+  /// On whose behalf statements run: who logged in, or the login of the user of `setuser`.
+  std::string login() const;
+  /// What set_appcontext() keeps, by context and attribute.
+  std::map<std::pair<std::string, std::string>, std::string> contexts;
+
   Server& server;
   Caller caller;
   SessionOptions options;
@@ -189,13 +211,19 @@ class Session {
   std::int64_t rowCount = 0;
   std::int64_t lastError = 0;
   std::int64_t cursorStatus = 0;
+  std::int64_t cursorRows = 0;  ///< of the cursor that was opened last
   std::int64_t lastIdentity = 0;
   int nestLevel = 0;
-  Firing* firing = nullptr;  ///< the innermost
+  int procedureId = 0;         ///< of the procedure or trigger that runs
+  bool wasRolledBack = false;  ///< how the last transaction ended
+  Firing* firing = nullptr;    ///< the innermost
   /// Whether `use` takes any name.
   bool acceptsAnyDatabase = false;
   /// After syb_quit(): nothing more may be run.
   bool ended = false;
+
+  /// Among all that the server has had.
+  int number() const { return number_; }
 
   /// How the next batch is read.
   tsql::ParseOptions parseOptions() const;
@@ -212,7 +240,6 @@ class Session {
   void rollBackFirings();
   /// After a rollback: those that it took away.
   void forgetLostTemporaries();
-  Cell globalVariable(std::string_view name) const;
   /// An empty SQLite table with these columns: one that a dropped table left behind, or a new one.
   std::string temporaryStorage(const std::string& columns);
   /// Never the same again.
@@ -227,6 +254,7 @@ class Session {
   std::shared_ptr<ParsedBatch> parsed(std::string_view text, Keeping keeping);
 
   int number_;
+  Client client_;
   int temporaryNumber_ = 0;
   /// Tables without a name, by their columns. The reader's batches make and drop the same tables
   /// again and again; keeping them spares SQLite a change of schema, after which it would have to

@@ -94,19 +94,28 @@ std::string Translator::condition(const Expr& expr, const Scope* scope, Polarity
             return "EXISTS (" + query(*e.query, scope, QueryUse::Existence).sql + ")";
           },
           [&](const Quantified& e) { return quantified(e, line, scope); },
-          [&](const Call& e) -> std::string {
-            const auto* column =
-                e.arguments.size() == 1 ? as<ColumnRef>(*e.arguments.front()) : nullptr;
-            if (e.function.name == "update" && column != nullptr) {
-              return parameter(Parameter::Source::Written, column->column);
-            }
-            throw ServerError(102, 15, 1, "Incorrect syntax near ')'.", line);
-          },
+          [&](const Call& e) { return callCondition(e, scope, line); },
           [&](const auto&) -> std::string {
             throw ServerError(102, 15, 1, "Incorrect syntax near the condition.", line);
           },
       },
       expr.node);
+}
+
+std::string Translator::callCondition(const Call& call, const Scope* scope, std::uint32_t line) {
+  const auto* column =
+      call.arguments.size() == 1 ? as<ColumnRef>(*call.arguments.front()) : nullptr;
+  if (tsql::equalsIgnoringCase(call.function.name, "update") && column != nullptr) {
+    return parameter(Parameter::Source::Written, column->column);
+  }
+  const FunctionRule* rule =
+      findFunction(call.function.name, call.arguments.size(), context_.catalog.options());
+  if (rule == nullptr || rule->form != FunctionForm::Condition) {
+    throw ServerError(102, 15, 1, "Incorrect syntax near ')'.", line);
+  }
+  std::vector<SqlValue> arguments;
+  for (const auto& argument : call.arguments) arguments.push_back(value(*argument, scope));
+  return templateCall(*rule, arguments, call.option, line).sql;
 }
 
 // Whether the operand is the literal null or a variable that holds null; nothing for all else.

@@ -24,7 +24,8 @@ ServerError syntaxError(const std::string& near, std::uint32_t line) {
 
 bool isVaryingText(TypeKind kind) { return isCharacter(kind) && !isFixedWidthText(kind); }
 
-// A column of fixed width shows its blanks where texts are joined.
+}  // namespace
+
 std::string shownText(const SqlValue& value) {
   if (value.isLiteral || value.type.nullable || !isFixedWidthText(value.type.kind)) {
     return value.sql;
@@ -32,8 +33,6 @@ std::string shownText(const SqlValue& value) {
   const int width = isUnicode(value.type.kind) ? value.type.length / 2 : value.type.length;
   return "printf('%-!" + std::to_string(width) + "s', " + value.sql + ")";
 }
-
-}  // namespace
 
 std::string quotedText(std::string_view text) {
   std::string result = "'";
@@ -181,7 +180,7 @@ SqlValue Translator::variable(const tsql::Variable& variable, std::uint32_t line
 }
 
 SqlValue Translator::global(const GlobalVariable& variable, std::uint32_t line) {
-  const auto type = globalVariableType(variable.name);
+  const auto type = globalVariableType(variable.name, context_.catalog.options());
   if (!type) throw ServerError(137, 15, 2, "Must declare variable '" + variable.name + "'.", line);
   return {parameter(Parameter::Source::Global, variable.name), *type};
 }
@@ -197,6 +196,9 @@ SqlValue Translator::unary(const Unary& unary, const Expr& expr, const Scope* sc
     operand.type = intType(true);
   }
   const bool complement = unary.op == UnaryOp::BitNot;
+  if (complement && operand.type.kind == TypeKind::Ubigint) {
+    return {"unsigned_result('^', " + operand.sql + ", '18446744073709551615')", operand.type};
+  }
   if (isWide(operand.type) && !complement) {
     return {exactly('-', {"0", intType()}, operand, operand.type), operand.type};
   }
@@ -250,6 +252,11 @@ SqlValue Translator::bitwise(const char* op, const SqlValue& left, const SqlValu
     return converted(side, intType(true));
   };
   const std::string a = integer(left), b = integer(right);
+  const auto isUbigint = [](const SqlValue& v) { return v.type.kind == TypeKind::Ubigint; };
+  if (isUbigint(left) || isUbigint(right)) {
+    return {"unsigned_result('" + std::string(op) + "', " + a + ", " + b + ")",
+            plainType(TypeKind::Ubigint, left.type.nullable || right.type.nullable)};
+  }
   const bool wide = left.type.kind == TypeKind::Bigint || right.type.kind == TypeKind::Bigint;
   const ColumnType type =
       plainType(wide ? TypeKind::Bigint : TypeKind::Int, left.type.nullable || right.type.nullable);
@@ -327,10 +334,14 @@ SqlValue Translator::binary(const Binary& binary, const Expr& expr, const Scope*
   if (isExactFraction(type.kind) && op != '%') {
     return {exactly(op, {a, left.type}, {b, right.type}, type), type};
   }
+  if (type.kind == TypeKind::Ubigint) {
+    return {"unsigned_result('" + std::string(1, op) + "', " + a + ", " + b + ")", type};
+  }
   if (op == '/' && !isInteger(type.kind)) a = "CAST(" + a + " AS REAL)";
   std::string sql = "(" + a + " " + op + " " + b + ")";
-  const bool mayOverflow = type.kind == TypeKind::Int && (op == '+' || op == '-' || op == '*');
-  if (mayOverflow) sql = "in_int" + sql;
+  const bool mayOverflow = op == '+' || op == '-' || op == '*';
+  if (mayOverflow && type.kind == TypeKind::Int) sql = "in_int" + sql;
+  if (mayOverflow && type.kind == TypeKind::Bigint) sql = "in_bigint" + sql;
   SqlValue result{std::move(sql), type};
   result.isLiteral = false;
   return result;
@@ -392,7 +403,7 @@ SqlValue Translator::convertValue(const Convert& convert, const Expr& expr, cons
     }
     std::from_chars(number->text.data(), number->text.data() + number->text.size(), style);
   }
-  type = withNullability(type, operand.isNull || operand.type.nullable);
+  type = withNullability(type, convert.nullable.value_or(operand.isNull || operand.type.nullable));
   if (operand.isNull) return {"NULL", type};
   return {converted(operand, type, style), type};
 }

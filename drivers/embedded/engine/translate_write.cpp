@@ -176,12 +176,12 @@ std::optional<FiredTrigger> Translator::triggerOf(const WriteTarget& target,
                                                   const TriggerSlot& slot,
                                                   std::vector<std::string> written) {
   if (target.isTemporary()) return std::nullopt;
-  const auto id = context_.catalog.store().value(
-      "SELECT g.id FROM sysobjects t JOIN sysobjects g ON g.id = t." + std::string(slot.column) +
-          " WHERE t.id = ? AND t.sysstat2 & ? = 0",
-      target.id, slot.disabled);
-  if (!id) return std::nullopt;
-  return FiredTrigger{*id, target.id, target.sqliteTable, std::move(written)};
+  const SystemRecords& records = context_.catalog.records();
+  const SysObject* table = records.object(target.id);
+  if (table == nullptr || (table->sysstat2 & slot.disabled) != 0) return std::nullopt;
+  const int id = table->*slot.column;
+  if (records.object(id) == nullptr) return std::nullopt;
+  return FiredTrigger{id, target.id, target.sqliteTable, std::move(written)};
 }
 
 Plan Translator::finishInsert(const WriteTarget& target, const std::vector<WrittenColumn>& columns,

@@ -193,6 +193,7 @@ class Translator {
   std::string membership(const tsql::InSubquery& in, std::uint32_t line, const Scope* scope,
                          Polarity polarity);
   std::string quantified(const tsql::Quantified& q, std::uint32_t line, const Scope* scope);
+  std::string callCondition(const tsql::Call& call, const Scope* scope, std::uint32_t line);
   std::string like(const tsql::Like& like, const Scope* scope);
   std::optional<bool> knownNull(const tsql::Expr& expr);
   std::optional<std::string> keyLookup(const tsql::Expr& expr, const Scope* scope,
@@ -200,7 +201,7 @@ class Translator {
 
   // translate_call.cpp
   SqlValue call(const tsql::Call& call, const tsql::Expr& expr, const Scope* scope);
-  SqlValue aggregate(const std::string& name, const tsql::Call& call, const tsql::Expr& expr,
+  SqlValue aggregate(const FunctionRule& rule, const tsql::Call& call, const tsql::Expr& expr,
                      const Scope* scope);
   SqlValue datePartCall(const std::string& name, const tsql::Call& call, const tsql::Expr& expr,
                         const Scope* scope);
@@ -209,8 +210,15 @@ class Translator {
                                          const Scope* scope);
   SqlValue isNullCall(const std::vector<SqlValue>& arguments, std::uint32_t line);
   SqlValue coalesceCall(const std::vector<SqlValue>& arguments, std::uint32_t line);
+  std::string argumentText(char kind, const SqlValue& argument, std::uint32_t line);
   SqlValue templateCall(const FunctionRule& rule, const std::vector<SqlValue>& arguments,
-                        std::uint32_t line);
+                        const std::string& option, std::uint32_t line);
+  SqlValue dataLength(const SqlValue& argument);
+  SqlValue hashCall(const std::string& name, const tsql::Call& call, const Scope* scope,
+                    std::uint32_t line);
+  SqlValue tableSize(const FunctionRule& rule, const tsql::Call& call, const Scope* scope);
+  SqlValue choice(const std::string& name, const std::vector<SqlValue>& arguments,
+                  std::uint32_t line);
 
   // translate_write.cpp
   std::vector<const ColumnInfo*> listedColumns(const tsql::Insert& statement,
@@ -283,6 +291,8 @@ std::string quotedText(std::string_view text);
 /// `"name"`
 std::string quotedName(std::string_view name);
 std::string joined(const std::vector<std::string>& parts, const char* separator);
+/// With the blanks of a column of fixed width.
+std::string shownText(const SqlValue& value);
 /// Values that SQL collates without trailing blanks where they are texts.
 std::string collated(const SqlValue& value);
 

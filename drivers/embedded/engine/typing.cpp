@@ -66,8 +66,9 @@ bool isWithoutZeros(const ColumnType& type) {
 
 bool isWide(const ColumnType& type) {
   constexpr int kDigitsOfDouble = 15;
-  return isExactFraction(type.kind) && type.kind != TypeKind::Smallmoney &&
-         precisionOf(type) > kDigitsOfDouble;
+  return type.kind == TypeKind::Ubigint ||
+         (isExactFraction(type.kind) && type.kind != TypeKind::Smallmoney &&
+          precisionOf(type) > kDigitsOfDouble);
 }
 
 std::string shownName(TypeKind kind) {

@@ -19,7 +19,8 @@ TypeFamily familyOf(TypeKind kind);
 /// Numeric, decimal and money: exact numbers with a fraction.
 bool isExactFraction(TypeKind kind);
 bool isApproximate(TypeKind kind);
-/// Whether values may have more digits than floating point holds, and so be texts in the store.
+/// Whether values may be texts in the store: exact ones with more digits than floating point holds,
+/// and unsigned integers above the signed ones.
 bool isWide(const ColumnType& type);
 /// Whether its values are filled up with zeros to their full length.
 bool isZeroFilled(const ColumnType& type);

@@ -7,8 +7,6 @@
 
 namespace kelvane::embedded {
 
-namespace {
-
 Cell cellOf(sqlite3_value* value) {
   switch (sqlite3_value_type(value)) {
     case SQLITE_INTEGER:
@@ -27,6 +25,8 @@ Cell cellOf(sqlite3_value* value) {
       return Null{};
   }
 }
+
+namespace {
 
 void setResult(sqlite3_context* context, const Cell& value) {
   struct Setter {
@@ -287,6 +287,9 @@ Database::Database() {
     execute("ATTACH '' AS " + name + "; PRAGMA " + name + ".cache_size = -1024");
   }
   execute("PRAGMA journal_mode = MEMORY");
+  // SQLite also rolls back by itself.
+  const auto rolledBack = [](void* log) { static_cast<UndoLog*>(log)->undoTo(0); };
+  sqlite3_rollback_hook(handle(), rolledBack, &undoLog_);
 }
 
 Database::~Database() = default;
@@ -315,11 +318,14 @@ void Database::execute(const std::string& sql) {
 }
 
 void Database::begin() {
-  if (!inTransaction()) run("BEGIN");
+  if (inTransaction()) return;
+  undoLog_.settle();
+  run("BEGIN");
 }
 
 void Database::commit() {
   if (inTransaction()) run("COMMIT");
+  undoLog_.settle();
 }
 
 void Database::watchProgress(std::function<void()> watch) {
@@ -359,14 +365,20 @@ Database::Borrowed::Borrowed(Database& database, std::string_view sql) {
   }
 }
 
-Savepoint::Savepoint(Database& database) : database_(database) {
-  database_.execute("SAVEPOINT kept");
+Savepoint::Savepoint(Database& database) : database_(database), mark_(database.undoLog().mark()) {
+  if (!database_.inTransaction()) {
+    database_.undoLog().settle();
+    mark_ = 0;
+  }
+  database_.run("SAVEPOINT kept");
 }
 
 Savepoint::~Savepoint() {
   if (!open_) return;
+  database_.undoLog().undoTo(mark_);
   try {
-    database_.execute("ROLLBACK TO kept; RELEASE kept");
+    database_.run("ROLLBACK TO kept");
+    database_.run("RELEASE kept");
   } catch (const StoreError&) {
     // SQLite has rolled back the whole transaction already, which is all that was wanted.
   }
@@ -374,7 +386,8 @@ Savepoint::~Savepoint() {
 
 void Savepoint::keep() {
   open_ = false;
-  database_.execute("RELEASE kept");
+  database_.run("RELEASE kept");
+  if (!database_.inTransaction()) database_.undoLog().settle();
 }
 
 RowWatch::RowWatch(Database& database, std::string schema, std::string table)

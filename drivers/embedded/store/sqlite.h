@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <exception>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -22,6 +23,8 @@
 #include <vector>
 
 #include "drivers/embedded/store/cell.h"
+#include "drivers/embedded/store/undo_log.h"
+#include "drivers/embedded/store/virtual_table.h"
 
 struct sqlite3;
 struct sqlite3_context;
@@ -29,6 +32,8 @@ struct sqlite3_stmt;
 struct sqlite3_value;
 
 namespace kelvane::embedded {
+
+Cell cellOf(sqlite3_value* value);
 
 struct StoreError : std::runtime_error {
   StoreError(int code, const std::string& text) : std::runtime_error(text), code(code) {}
@@ -196,6 +201,12 @@ class Database {
   /// `argumentCount` -1 takes any number.
   void addFunction(const char* name, int argumentCount, FunctionKind kind, ScalarFunction function);
   void addAggregate(const char* name, int argumentCount, AggregateFactory factory);
+  /// Makes a table whose rows are those of its source.
+  void addTable(VirtualTable table);
+
+  /// Changes of what is kept outside of SQLite. They are undone with the transactions and the
+  /// savepoints of this database.
+  UndoLog& undoLog() { return undoLog_; }
 
   sqlite3* handle() const { return connection_.get(); }
   /// Throws what went wrong last.
@@ -207,6 +218,7 @@ class Database {
     void operator()(sqlite3* connection) const;
   };
   struct Registered;
+  struct VirtualTables;
 
   /// A statement of the cache while it runs. One that is running already is prepared anew.
   class Borrowed {
@@ -230,6 +242,8 @@ class Database {
     }
   };
 
+  UndoLog undoLog_;
+  std::map<std::string, std::unique_ptr<const VirtualTable>, std::less<>> virtualTables_;
   std::unique_ptr<sqlite3, Close> connection_;
   std::unordered_map<std::string, Statement, TextHash, std::equal_to<>> statements_;
   std::exception_ptr thrown_;  ///< by a registered function, on its way out through SQLite
@@ -268,6 +282,7 @@ class Savepoint {
 
  private:
   Database& database_;
+  UndoLog::Mark mark_;
   bool open_ = true;
 };
 

@@ -201,6 +201,7 @@ struct Call {
   std::vector<ExprPtr> arguments;
   bool distinct = false;
   bool parenthesized = true;  ///< false for a niladic word such as `user`
+  std::string option = {};    ///< `bytes` of `patindex(.., using bytes)`, in lower case
 };
 
 /// `convert(type [null|not null], value [, style])` and `cast(value as type)`.
@@ -208,6 +209,7 @@ struct Convert {
   DataType type;
   ExprPtr value;
   ExprPtr style;  ///< may be null
+  std::optional<bool> nullable = {};
 };
 
 using ExprNode = std::variant<Literal, Variable, GlobalVariable, ColumnRef, Star, Unary, Binary,
@@ -635,8 +637,8 @@ struct CreateIndex {
 
 // objects with a stored text
 
-// Each of these is the whole batch: the range of the Statement around it is the text to store,
-// from the first byte of the batch to the last, comments included.
+// The range of the Statement around it is the text to store: that of the whole batch, comments
+// included, but for a view among other statements.
 
 struct CreateView {
   ObjectName name;
@@ -692,11 +694,13 @@ struct CreateTrigger {
 
 struct CreateRule {
   ObjectName name;
+  bool orReplace = false;
   ExprPtr condition;
 };
 
 struct CreateDefault {
   ObjectName name;
+  bool orReplace = false;
   ExprPtr value;
 };
 

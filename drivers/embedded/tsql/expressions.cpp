@@ -171,8 +171,9 @@ ExprPtr Parser::prefix() {
 }
 
 int Parser::takeSlot(const Token& token) {
-  const auto found = std::ranges::lower_bound(texts_, token.begin + 1, {}, &TextSpan::begin);
-  if (found == texts_.end() || found->begin != token.begin + 1) return -1;
+  const std::size_t begin = token.begin + token.prefix() + 1;
+  const auto found = std::ranges::lower_bound(texts_, begin, {}, &TextSpan::begin);
+  if (found == texts_.end() || found->begin != begin) return -1;
   ++slotsTaken_;
   return static_cast<int>(found - texts_.begin());
 }
@@ -286,8 +287,9 @@ ExprPtr Parser::convertCall() {
   result.type = dataType();
   if (accept("not")) {
     expect("null");
-  } else {
-    accept("null");
+    result.nullable = false;
+  } else if (accept("null")) {
+    result.nullable = true;
   }
   expectSymbol(",");
   result.value = expression();
@@ -333,6 +335,11 @@ ExprPtr Parser::call(ObjectName function, const Token& first) {
   if (!result.distinct) accept("all");
   commaList([&] {
     const Token& argument = peek();
+    if (!result.arguments.empty() && at("using") && atKind(TokenKind::Word, 1)) {
+      take();
+      result.option = wordText();
+      return;
+    }
     const bool star = acceptSymbol("*");
     result.arguments.push_back(star ? make(Star{}, argument) : expression());
   });

@@ -68,7 +68,7 @@ const Parser::StatementRule* Parser::statementRule(std::string_view word) {
 }
 
 Parser::Parser(std::string_view batch, ParseOptions options, std::span<const TextSpan> texts)
-    : batch_(batch), tokens_(tokenize(batch, options)), texts_(texts) {}
+    : batch_(batch), options_(options), tokens_(tokenize(batch, options)), texts_(texts) {}
 
 Parser::Nesting::Nesting(Parser& p) : parser(p) {
   if (parser.depth_ == kMaxDepth) parser.nestedTooDeeply();
@@ -132,6 +132,10 @@ void Parser::unexpected() const {
                     (reserved ? "Incorrect syntax near the keyword '" : "Incorrect syntax near '") +
                         near.value() + "'.",
                     near.line);
+}
+
+void Parser::since(int release) const {
+  if (options_.release < release) unexpected();
 }
 
 void Parser::nestedTooDeeply() const {
@@ -330,7 +334,10 @@ StatementList Parser::batch() {
   skipSeparators();
   firstStatement_ = at_;
   StatementList statements = statementsUntilEnd();
-  if (wholeBatch_) statements.front()->range = {0, static_cast<std::uint32_t>(batch_.size()), 1};
+  const bool isView =
+      statements.size() == 1 && std::holds_alternative<CreateView>(statements.front()->node);
+  if (wholeBatch_ || isView)
+    statements.front()->range = {0, static_cast<std::uint32_t>(batch_.size()), 1};
   return statements;
 }
 

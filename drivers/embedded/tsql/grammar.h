@@ -64,6 +64,8 @@ class Parser {
   void expect(std::string_view word);
   void expectSymbol(std::string_view symbol);
   [[noreturn]] void unexpected() const;
+  /// Refuses the token before which the parser stands in releases before this one.
+  void since(int release) const;
   [[noreturn]] void nestedTooDeeply() const;
   SourceRange from(const Token& first) const;
 
@@ -255,6 +257,7 @@ class Parser {
   static constexpr int kMaxHeight = 500;
 
   std::string_view batch_;
+  ParseOptions options_;
   std::vector<Token> tokens_;
   std::size_t at_ = 0;
   std::size_t firstStatement_ = 0;
@@ -262,7 +265,7 @@ class Parser {
   int height_ = 0;
   std::span<const TextSpan> texts_;
   std::size_t slotsTaken_ = 0;
-  bool inSchema_ = false;    // within `create schema`, whose views are part of its batch
+  bool inBody_ = false;      // within a procedure, function or trigger
   bool wholeBatch_ = false;  // the statement being read is stored with the text of the batch
 };
 

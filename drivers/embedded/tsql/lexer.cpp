@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <optional>
 
 #include "drivers/embedded/tsql/error.h"
 #include "drivers/embedded/tsql/scan.h"
@@ -28,6 +30,15 @@ bool startsWord(char c) {
 }
 
 bool continuesWord(char c) { return startsWord(c) || isDigit(c) || c == '$' || c == '@'; }
+
+// Of a string of national or of Unicode characters: `N'...'`, `U&'...'`.
+std::size_t prefixLength(std::string_view text) {
+  const auto isAt = [&](std::size_t at, std::string_view letters) {
+    return at < text.size() && letters.find(text[at]) != letters.npos;
+  };
+  if (isAt(0, "nN") && isAt(1, "'")) return 1;
+  return isAt(0, "uU") && isAt(1, "&") && isAt(2, "'\"") ? 2 : 0;
+}
 
 // The rest of the line at most; cut at a character, so that the message stays valid UTF-8.
 std::string_view quotation(std::string_view text, std::size_t longest = kLongestQuotation) {
@@ -96,13 +107,14 @@ class Lexer {
 
   Token next() {
     const char c = text_[at_];
+    if (const std::size_t prefix = prefixLength(text_.substr(at_)); prefix > 0) {
+      return quoted(kindOfDouble(text_[at_ + prefix]), text_[at_ + prefix], prefix);
+    }
     if (startsWord(c)) return word();
     if (c == '@') return variable();
     if (isDigit(c) || (c == '.' && isDigit(ahead(1)))) return number();
     if (c == '$' && (isDigit(ahead(1)) || (ahead(1) == '.' && isDigit(ahead(2))))) return money();
-    if (c == '\'') return quoted(TokenKind::String, c);
-    if (c == '"')
-      return quoted(options_.quotedIdentifier ? TokenKind::QuotedWord : TokenKind::String, c);
+    if (c == '\'' || c == '"') return quoted(kindOfDouble(c), c);
     if (c == '[') return quoted(TokenKind::QuotedWord, ']');
     const bool two =
         std::ranges::find(kTwoCharacterSymbols, text_.substr(at_, 2)) != kTwoCharacterSymbols.end();
@@ -148,14 +160,20 @@ class Lexer {
 
   Token money() { return cut(TokenKind::Money, endOfDecimal(at_ + 1)); }
 
-  Token quoted(TokenKind kind, char closing) {
-    const std::size_t end = endOfQuoted(text_, at_, closing);
+  TokenKind kindOfDouble(char quote) const {
+    return quote == '"' && options_.quotedIdentifier ? TokenKind::QuotedWord : TokenKind::String;
+  }
+
+  Token quoted(TokenKind kind, char closing, std::size_t prefix = 0) {
+    const std::size_t end = endOfQuoted(text_, at_ + prefix, closing);
     if (end == kUnclosed)
       throw ServerError(105, 15, 1,
                         "Unclosed quote before the character string '" +
-                            std::string(quotation(text_.substr(at_ + 1))) + "'.",
+                            std::string(quotation(text_.substr(at_ + prefix + 1))) + "'.",
                         line_);
-    if (kind == TokenKind::QuotedWord) refuseLongName(text_.substr(at_ + 1, end - at_ - 2));
+    if (kind == TokenKind::QuotedWord) {
+      refuseLongName(text_.substr(at_ + prefix + 1, end - at_ - prefix - 2));
+    }
     return cut(kind, end);
   }
 
@@ -175,6 +193,70 @@ class Lexer {
   std::uint32_t line_ = 1;
 };
 
+// UTF-8.
+void append(std::string& text, std::uint32_t scalar) {
+  const auto byte = [&](std::uint32_t bits) { text += static_cast<char>(bits); };
+  const auto following = [&](int shift) { byte(0x80 | ((scalar >> shift) & 0x3F)); };
+  if (scalar < 0x80) return byte(scalar);
+  if (scalar < 0x800) {
+    byte(0xC0 | (scalar >> 6));
+  } else if (scalar < 0x10000) {
+    byte(0xE0 | (scalar >> 12));
+    following(6);
+  } else {
+    byte(0xF0 | (scalar >> 18));
+    following(12);
+    following(6);
+  }
+  following(0);
+}
+
+bool isHigh(std::uint32_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
+bool isLow(std::uint32_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
+
+// The character of an escape at the head of the text, `\00e9` or `\+01d6d1`, and its length; none
+// when it is neither.
+std::optional<std::pair<std::uint32_t, std::size_t>> escapeAt(std::string_view text) {
+  constexpr std::uint32_t kLargest = 0x10FFFF;
+  if (!text.starts_with('\\')) return std::nullopt;
+  const bool isLong = text.substr(1, 1) == "+";
+  const std::string_view digits = text.substr(isLong ? 2 : 1, isLong ? 6 : 4);
+  std::uint32_t scalar = 0;
+  const char* const end = digits.data() + digits.size();
+  const auto read = std::from_chars(digits.data(), end, scalar, 16);
+  if (digits.size() != (isLong ? 6U : 4U) || read.ptr != end || scalar == 0 || scalar > kLargest) {
+    return std::nullopt;
+  }
+  return std::pair(scalar, digits.size() + (isLong ? 2 : 1));
+}
+
+std::string withoutEscapes(std::string_view text, std::uint32_t line) {
+  const auto refuse = [&](std::string_view near) {
+    throw ServerError(102, 15, 1, "Incorrect syntax near '" + std::string(quotation(near)) + "'.",
+                      line);
+  };
+  std::string result;
+  while (!text.empty()) {
+    if (text.front() != '\\' || text.starts_with("\\\\")) {
+      result += text.front();
+      text.remove_prefix(text.front() == '\\' ? 2 : 1);
+      continue;
+    }
+    const auto escape = escapeAt(text);
+    if (!escape || isLow(escape->first)) refuse(text);
+    auto [scalar, length] = *escape;
+    if (isHigh(scalar)) {
+      const auto second = escapeAt(text.substr(length));
+      if (!second || !isLow(second->first)) refuse(text);
+      scalar = 0x10000 + ((scalar - 0xD800) << 10) + (second->first - 0xDC00);
+      length += second->second;
+    }
+    append(result, scalar);
+    text.remove_prefix(length);
+  }
+  return result;
+}
+
 // A backslash before a line end continues a string on the next line.
 std::size_t continuationLength(std::string_view text) {
   if (text.starts_with("\\\n")) return 2;
@@ -183,10 +265,15 @@ std::size_t continuationLength(std::string_view text) {
 
 }  // namespace
 
+std::size_t Token::prefix() const {
+  return kind == TokenKind::String || kind == TokenKind::QuotedWord ? prefixLength(text) : 0;
+}
+
 std::string Token::value() const {
   if (kind != TokenKind::String && kind != TokenKind::QuotedWord) return std::string(text);
   const char closing = text.back();
-  const std::string_view inner = text.substr(1, text.size() - 2);
+  const std::size_t before = prefix();
+  const std::string_view inner = text.substr(before + 1, text.size() - before - 2);
   std::string result;
   result.reserve(inner.size());
   for (std::size_t i = 0; i < inner.size(); ++i) {
@@ -198,7 +285,8 @@ std::string Token::value() const {
     result += inner[i];
     if (inner[i] == closing) ++i;
   }
-  return result;
+  constexpr std::size_t kUnicodePrefix = 2;
+  return before == kUnicodePrefix ? withoutEscapes(result, line) : result;
 }
 
 std::vector<Token> tokenize(std::string_view batch, ParseOptions options) {

@@ -15,6 +15,7 @@ namespace kelvane::tsql {
 struct ParseOptions {
   bool quotedIdentifier = false;  ///< "..." is an identifier, else a string
   std::size_t longestName = 255;  ///< in bytes; a longer identifier is refused with 103
+  int release = 16;               ///< 12, 15 or 16: what came later is a syntax error
 };
 
 enum class TokenKind {
@@ -42,6 +43,8 @@ struct Token {
 
   /// The name or string without its quotes; any other token as written.
   std::string value() const;
+  /// The letters before the quote of `N'...'` and `U&'...'`.
+  std::size_t prefix() const;
 };
 
 /// The tokens of `batch`, ended by one End token.

@@ -12,8 +12,9 @@
 
 namespace kelvane::tsql {
 
-/// The statements of a batch, none for an empty one. Where the batch creates a view, procedure,
-/// function, trigger, rule or default, that is the only statement and its range is the whole batch.
+/// The statements of a batch, none for an empty one. Where the batch creates a procedure, function,
+/// trigger, rule or default, that is the only statement and its range is the whole batch; the range
+/// of a view is the whole batch when it is the only statement.
 /// Throws ServerError: 102, 156 (syntax), 105, 113 (unclosed quote or comment), 111 (such a create
 /// is not first), 191 (nested too deeply).
 StatementList parseBatch(std::string_view batch, ParseOptions options = {});

@@ -16,12 +16,24 @@ StatementNode Parser::createStatement() {
     return utilityStatement();
   const bool first = at_ == firstStatement_;
   const Token& create = take();
-  const bool orReplace = accept("or");
-  if (orReplace) expect("replace");
+  const bool orReplace = at("or");
+  if (orReplace) {
+    since(16);
+    take();
+    expect("replace");
+  }
   const bool proxy = at("existing") && at("table", 1);
   if (proxy) take();
   if (accept("table")) return createTable(proxy);
   if (accept("proxy_table")) return createTable(true);
+  if (at("view")) {
+    if (inBody_) {
+      throw ServerError(154, 15, 1, "create view is not allowed in a procedure or trigger.",
+                        create.line);
+    }
+    take();
+    return createView(orReplace);
+  }
   if (at("unique") || at("clustered") || at("nonclustered") || at("index")) return createIndex();
 
   struct Rule {
@@ -30,7 +42,6 @@ StatementNode Parser::createStatement() {
     StatementNode (Parser::*parse)(bool);
   };
   static constexpr Rule kRules[] = {
-      {"view", "view", &Parser::createView},
       {"procedure", "procedure", &Parser::createProcedure},
       {"proc", "procedure", &Parser::createProcedure},
       {"function", "function", &Parser::createFunction},
@@ -41,13 +52,12 @@ StatementNode Parser::createStatement() {
   };
   for (const Rule& rule : kRules) {
     if (!at(rule.word)) continue;
-    if (!first && !(inSchema_ && rule.word == "view"))
+    if (!first)
       throw ServerError(
           111, 15, 1,
           "create " + std::string(rule.name) + " must be the first command in a query batch.",
           create.line);
     take();
-    if (inSchema_) return (this->*rule.parse)(orReplace);
     wholeBatch_ = true;
     StatementNode node = (this->*rule.parse)(orReplace);
     skipSeparators();
@@ -87,13 +97,11 @@ StatementNode Parser::createSchema(bool /*orReplace*/) {
   CreateSchema result;
   expect("authorization");
   result.authorization = nameOrString();
-  inSchema_ = true;
   for (skipSeparators(); !atKind(TokenKind::End); skipSeparators()) {
     const bool creates = at("create") && (at("table", 1) || at("view", 1));
     if (!creates && !at("grant") && !at("revoke")) unexpected();
     result.statements.push_back(statement());
   }
-  inSchema_ = false;
   std::set<std::string, std::less<>> later;
   StatementList references;
   for (const auto& statement : std::views::reverse(result.statements)) {
@@ -169,6 +177,7 @@ std::vector<Parameter> Parser::parameters() {
 StatementList Parser::body(SourceRange& range) {
   expect("as");
   const Token& first = peek();
+  inBody_ = true;
   StatementList statements = statementsUntilEnd();
   if (statements.empty()) unexpected();
   range = {first.begin, static_cast<std::uint32_t>(batch_.size()), first.line};
@@ -239,16 +248,18 @@ StatementNode Parser::createTrigger(bool orReplace) {
   return result;
 }
 
-StatementNode Parser::createRule(bool) {
+StatementNode Parser::createRule(bool orReplace) {
   CreateRule result;
+  result.orReplace = orReplace;
   result.name = objectName();
   expect("as");
   result.condition = expression();
   return result;
 }
 
-StatementNode Parser::createDefault(bool) {
+StatementNode Parser::createDefault(bool orReplace) {
   CreateDefault result;
+  result.orReplace = orReplace;
   result.name = objectName();
   expect("as");
   result.value = expression(Level::Additive);

@@ -32,7 +32,9 @@ BatchShape shapeOf(std::string_view batch) {
       // The parser will say what is wrong.
       if (end == kUnclosed) break;
       const std::string_view content = batch.substr(at + 1, end - at - 2);
-      if (c == '\'' && !content.empty() && content.find_first_of("'\r\n") == content.npos) {
+      const bool hasEscapes = at > 0 && batch[at - 1] == '&';
+      if (c == '\'' && !hasEscapes && !content.empty() &&
+          content.find_first_of("'\r\n") == content.npos) {
         shape.texts.push_back(
             {static_cast<std::uint32_t>(at + 1), static_cast<std::uint32_t>(end - 1)});
         std::fill_n(shape.key.begin() + static_cast<std::ptrdiff_t>(at + 1), content.size(),

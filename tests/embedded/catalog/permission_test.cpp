@@ -107,7 +107,7 @@ setuser)");
 
 TEST_F(PermissionTest, ADroppedColumnLeavesTheBitmaps) {
   run("grant select on t (b) to ann\ngrant select on t (b, d) to bob\ngo\nalter table t drop b");
-  EXPECT_EQ(protections(), "t | bob | 193 | 1 | 0x10 | 1\n");
+  EXPECT_EQ(protections(), "t | bob | 193 | 1 | 0x08 | 1\n");
 }
 
 }  // namespace

@@ -275,7 +275,7 @@ exec sp_adduser ann, annie, staff
 exec sp_adduser bob
 exec sp_changegroup staff, bob
 exec sp_changegroup 'public', annie)");
-  EXPECT_EQ(rows(drawn + " AND uid > 2"),
+  EXPECT_EQ(rows(drawn + " AND uid > 2 ORDER BY uid"),
             "3 | 3 | 0 | annie | null\n4 | 4 | 16394 | bob | null\n"
             "-2 | 16394 | 16394 | staff |  \n");
   EXPECT_EQ(catalog.loginName(4), "bob");

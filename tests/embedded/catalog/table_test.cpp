@@ -160,8 +160,8 @@ alter table t replace e default 'abc')");
             "1 | x | 9 | null | 1\n2 | null | 9 | null | 2\n");
   EXPECT_EQ(rows(withIds("SELECT typeof(c1) FROM t#t", {"t"})), "text\ntext\n");
   EXPECT_EQ(rows("SELECT colid, name, type, length, status FROM syscolumns WHERE id > 100"),
-            "1 | a | 39 | 12 | 8\n2 | b | 39 | 10 | 8\n4 | d | 56 | 4 | 0\n5 | e | 39 | 3 | 8\n"
-            "6 | n | 63 | 4 | 128\n");
+            "1 | a | 39 | 12 | 8\n2 | b | 39 | 10 | 8\n3 | d | 56 | 4 | 0\n4 | e | 39 | 3 | 8\n"
+            "5 | n | 63 | 4 | 128\n");
   EXPECT_EQ(rows("SELECT text FROM syscomments ORDER BY rowid"), "DEFAULT 9\nDEFAULT 'abc'\n");
   EXPECT_EQ(catalog.nextIdentity(idOf("t")), 3);
   run("alter table t drop constraint u\ngo\nalter table t replace e default null\ngo\n"
@@ -173,7 +173,7 @@ alter table t replace e default 'abc')");
 TEST_F(CatalogTest, DroppedTablesLeaveNothing) {
   const std::string everything =
       "SELECT (SELECT count(*) FROM sysobjects), (SELECT count(*) FROM syscolumns),"
-      " (SELECT count(*) FROM sysindexes), (SELECT count(*) FROM index_keys),"
+      " (SELECT count(*) FROM sysindexes),"
       " (SELECT count(*) FROM syscomments), (SELECT count(*) FROM sysprotects),"
       " (SELECT count(*) FROM sysreferences), (SELECT count(*) FROM sysconstraints),"
       " (SELECT count(*) FROM sysprocedures), (SELECT count(*) FROM syskeys),"

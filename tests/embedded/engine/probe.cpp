@@ -30,7 +30,7 @@ void drawResult(ado::Recordset& rows, std::string& text) {
 
 }  // namespace
 
-Probe::Probe(std::string_view script) {
+Probe::Probe(std::string_view script, const CatalogOptions& options) : catalog(options) {
   if (!script.empty()) {
     const LoadReport report = loadScript(catalog, "probe.sql", script);
     for (const ScriptNote& error : report.errors) ADD_FAILURE() << error.describe();

@@ -13,7 +13,7 @@ namespace kelvane::embedded {
 class Probe {
  public:
   /// Fails the test when the script does not load.
-  explicit Probe(std::string_view script = {});
+  explicit Probe(std::string_view script = {}, const CatalogOptions& options = {});
 
   /// The results of a batch one after the other: a line of names, then one for each row, values
   /// between ` | `, null as `-`. A result without columns is `(closed)`, an error `error 208: ...`.

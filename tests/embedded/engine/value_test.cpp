@@ -117,6 +117,49 @@ TEST(Value, Numbers) {
   });
 }
 
+TEST(Value, UnsignedIntegersReachTheirLastValue) {
+  expectValues({
+      {"convert(unsigned bigint, 18446744073709551615)", "18446744073709551615"},
+      {"convert(unsigned bigint, '9223372036854775808')", "9223372036854775808"},
+      {"convert(unsigned bigint, 0xffffffffffffffff)", "18446744073709551615"},
+      {"convert(varchar(30), convert(unsigned bigint, 18446744073709551614))",
+       "18446744073709551614"},
+      {"convert(unsigned bigint, 18446744073709551614) + 1", "18446744073709551615"},
+      {"convert(unsigned bigint, 18446744073709551615) / 3", "6148914691236517205"},
+      {"convert(unsigned bigint, 18446744073709551615) % 10", "5"},
+      {"convert(unsigned bigint, 18446744073709551615) & 255", "255"},
+      {"~convert(unsigned bigint, 1)", "18446744073709551614"},
+      {"case when convert(unsigned bigint, 9223372036854775808) > 9223372036854775807 then 1 end",
+       "1"},
+  });
+  Probe probe(
+      "create table t (a unsigned bigint null)\n"
+      "insert t values (18446744073709551615) insert t values (9223372036854775808)\n"
+      "insert t values (7) insert t values (9223372036854775807)\n"
+      "create unique index i on t (a)");
+  EXPECT_EQ(probe.rows("select a from t where a > 7 order by a desc"),
+            "18446744073709551615\n9223372036854775808\n9223372036854775807\n");
+  EXPECT_EQ(probe.rows("select max(a), min(a), count(distinct a) from t"),
+            "18446744073709551615 | 7 | 4\n");
+  EXPECT_EQ(probe.rows("select sum(a), avg(a) from t where a < 9223372036854775809 and a > 7"),
+            "18446744073709551615 | 9223372036854775807\n");
+  EXPECT_EQ(probe.rows("select a from t where a = 18446744073709551615"), "18446744073709551615\n");
+  for (const char* expression :
+       {"convert(unsigned bigint, 18446744073709551615) + 1", "convert(unsigned bigint, 0) - 1",
+        "convert(bigint, 9223372036854775807) + 1"}) {
+    EXPECT_EQ(probe.refusal("select " + std::string(expression)),
+              "3606: Arithmetic overflow occurred.\n")
+        << expression;
+  }
+  EXPECT_EQ(probe.refusal("select convert(unsigned bigint, 18446744073709551616)").substr(0, 4),
+            "247:");
+}
+
+TEST(Value, LongIntegersOfDifferentTypesAreEqual) {
+  Probe probe("create table t (a bigint) insert t values (9223372036854775807)");
+  EXPECT_EQ(probe.rows("select a from t where a = 9223372036854775807"), "9223372036854775807\n");
+}
+
 TEST(Value, Dates) {
   expectValues({
       {"convert(datetime, 'Jan 5 2004 3:04:05PM')", "2004-01-05 15:04:05"},

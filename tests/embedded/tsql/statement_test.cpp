@@ -79,6 +79,16 @@ TEST(Statement, NeedsNoSeparator) {
   });
 }
 
+TEST(Statement, ViewsStandAmongOthers) {
+  expectBoundaries({
+      "create view v as select a from t where b = 1 | grant all on v to public | create "
+      "view w (x) as select a from v with check option | create view x as select 1 as a union "
+      "select 2 | if 1 = 1 create view y as select 1 as a",
+  });
+  const std::string alone = "-- first\ncreate view v as select 1 as a -- last";
+  EXPECT_EQ(parsed(alone), alone);
+}
+
 TEST(Statement, ToleratesSemicolonsAndComments) {
   expectParsed({
       {";; select 1; select 2 ;", "select 1 | select 2"},

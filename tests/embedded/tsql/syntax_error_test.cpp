@@ -26,7 +26,8 @@ TEST(SyntaxError, NamesTheTokenAndItsLine) {
       {"alter table t add column c int", "102 1: Incorrect syntax near 'int'."},
       {"create table t (a int references r on delete cascade)",
        "156 1: Incorrect syntax near the keyword 'on'."},
-      {"create view v as select 1 select 2", "156 1: Incorrect syntax near the keyword 'select'."},
+      {"create rule r as @a > 1 select 2", "156 1: Incorrect syntax near the keyword 'select'."},
+      {"select u&'\\00e'", "102 1: Incorrect syntax near '\\00e'."},
       {"create procedure p as", "156 1: Incorrect syntax near the keyword 'as'."},
       {"select 99999999999999999999 from t order by 1 select top 99999999999999999999 a",
        "102 1: Incorrect syntax near '99999999999999999999'."},
@@ -47,8 +48,8 @@ TEST(SyntaxError, WantsObjectsWithTextFirst) {
   expectParsed({
       {"print 'x'\ncreate proc p as select 1",
        "111 2: create procedure must be the first command in a query batch."},
-      {"if 1 = 1 create view v as select 1",
-       "111 1: create view must be the first command in a query batch."},
+      {"create proc p as create view v as select 1 as a",
+       "154 1: create view is not allowed in a procedure or trigger."},
       {"; -- x\n create default d as 1", "; -- x\n create default d as 1"},
   });
 }

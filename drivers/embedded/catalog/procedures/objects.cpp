@@ -3,6 +3,7 @@
 #include <charconv>
 
 #include "drivers/embedded/catalog/index_writer.h"
+#include "drivers/embedded/catalog/name_text.h"
 #include "drivers/embedded/catalog/procedures/procedure.h"
 #include "drivers/embedded/catalog/role_writer.h"
 #include "drivers/embedded/catalog/system_tables.h"
@@ -32,11 +33,11 @@ void renameObject(ProcedureRun& run, const ObjectInfo& object, std::string_view 
 
 /// `table.column` or `table.index`
 bool renamePart(ProcedureRun& run, std::string_view whole, std::string_view name) {
-  const std::size_t dot = whole.rfind('.');
-  if (dot == std::string_view::npos) return false;
-  const auto table = run.catalog().findObject(whole.substr(0, dot), run.caller());
+  const auto [tableName, last] = splitAtLastDot(whole, run.quotedNames());
+  if (tableName.empty()) return false;
+  const auto table = run.catalog().findObject(tableName, run.caller());
   if (!table) return false;
-  const std::string_view part = whole.substr(dot + 1);
+  const std::string part = lastName(last, run.quotedNames());
   if (const auto column = run.catalog().column(table->id, part)) {
     if (run.catalog().column(table->id, name)) {
       run.fail(17782, "There is already a column named '", name, "' in table '", table->name, "'.");
@@ -60,7 +61,7 @@ bool renamePart(ProcedureRun& run, std::string_view whole, std::string_view name
 
 void spRename(ProcedureRun& run) {
   const std::string whole = run.text(0);
-  const std::string name = run.text(1);
+  const std::string name = run.name(1).value_or("");
   if (renamePart(run, whole, name)) return;
   if (const auto object = run.catalog().findObject(whole, run.caller())) {
     return renameObject(run, *object, name);
@@ -86,7 +87,7 @@ std::vector<int> keyColids(ProcedureRun& run, const ObjectInfo& table, std::size
                            std::size_t step) {
   std::vector<int> colids;
   for (std::size_t i = 0; i < kKeyColumns; ++i) {
-    const auto name = run.argument(first + i * step);
+    const auto name = run.name(first + i * step);
     if (!name) break;
     const auto column = run.catalog().column(table.id, *name);
     if (!column) {

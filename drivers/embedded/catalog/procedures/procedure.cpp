@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "drivers/embedded/catalog/name_text.h"
+
 namespace kelvane::embedded {
 
 namespace {
@@ -74,10 +76,16 @@ ResultColumn ProcedureRun::nameColumn(std::string name, int width, bool nullable
   return {std::move(name), declaredType(TypeKind::Varchar, width, {}, nullable)};
 }
 
+std::optional<std::string> ProcedureRun::name(std::size_t position) {
+  std::optional<std::string> value = argument(position);
+  if (value && quotedNames() && value->starts_with('"')) return lastName(*value, true);
+  return value;
+}
+
 ObjectInfo ProcedureRun::requireObject(std::string_view name) {
-  const std::size_t parts = static_cast<std::size_t>(std::ranges::count(name, '.'));
-  const std::string_view database = name.substr(0, name.find('.'));
-  if (parts > 1 && !database.empty() && database != caller().database) {
+  const std::vector<std::string> parts = nameParts(name, quotedNames());
+  const std::string& database = parts.front();
+  if (parts.size() > 2 && !database.empty() && database != caller().database) {
     fail(17460, "Object must be in the current database.");
   }
   const auto object = catalog().findObject(name, caller());

@@ -33,6 +33,9 @@ class ProcedureRun {
   /// "" when it was not given.
   std::string text(std::size_t position) const { return argument(position).value_or(""); }
 
+  /// An argument that is one name, which quotes may stand around.
+  std::optional<std::string> name(std::size_t position);
+
   template <class... Pieces>
   [[noreturn]] void fail(int number, const Pieces&... pieces) const {
     throw ProcedureFailure{{number, 16, 1, concat(pieces...)}};
@@ -50,6 +53,8 @@ class ProcedureRun {
 
   /// A result's column for names: wider where the catalog takes longer names than a 12.5.
   ResultColumn nameColumn(std::string name, int width, bool nullable);
+  /// Whether names in arguments may stand in double quotes.
+  bool quotedNames() { return catalog().readsQuotedNames(caller()); }
 
   /// An object of the current database named by a text. Fails with 17460 or 17461.
   ObjectInfo requireObject(std::string_view name);

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "drivers/embedded/catalog/name_text.h"
 #include "drivers/embedded/catalog/procedures/procedure.h"
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/catalog/table_writer.h"
@@ -115,16 +116,16 @@ struct BoundColumn {
 
 /// `[owner.]table.column`; none for the name of a type.
 std::optional<BoundColumn> findColumn(ProcedureRun& run, std::string_view name) {
-  const std::size_t dot = name.rfind('.');
-  if (dot == std::string_view::npos) return std::nullopt;
-  const auto table = run.catalog().findObject(name.substr(0, dot), run.caller());
+  const auto [tableName, last] = splitAtLastDot(name, run.quotedNames());
+  if (tableName.empty()) return std::nullopt;
+  const auto table = run.catalog().findObject(tableName, run.caller());
   if (!table || table->type != object_type::kTable) {
-    run.fail(17756, "The table '", name.substr(0, dot), "' does not exist in this database.");
+    run.fail(17756, "The table '", tableName, "' does not exist in this database.");
   }
-  auto column = run.catalog().column(table->id, name.substr(dot + 1));
+  const std::string columnName = lastName(last, run.quotedNames());
+  auto column = run.catalog().column(table->id, columnName);
   if (!column) {
-    run.fail(17757, "The column '", name.substr(dot + 1), "' does not exist in table '",
-             table->name, "'.");
+    run.fail(17757, "The column '", columnName, "' does not exist in table '", table->name, "'.");
   }
   return BoundColumn{*table, std::move(*column)};
 }
@@ -170,7 +171,7 @@ void setOnColumn(ProcedureRun& run, const Binding& binding, const BoundColumn& t
 
 /// Whether what stands at the column was declared with the table, and not bound.
 bool isDeclared(ProcedureRun& run, int objectId) {
-  return TableWriter(run.writer(), {}).isInlineDefault(objectId) ||
+  return run.writer().records().isInline(objectId) ||
          run.store().value("SELECT 1 FROM sysconstraints WHERE constrid = ?", objectId).has_value();
 }
 

@@ -1,0 +1,434 @@
+// Texts, their sounds, their bytes, and what can be read from them.
+
+#include <array>
+#include <bit>
+#include <cctype>
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <string>
+
+#include "drivers/embedded/engine/convert.h"
+#include "drivers/embedded/engine/decimal.h"
+#include "drivers/embedded/engine/digest.h"
+#include "drivers/embedded/engine/function_families.h"
+#include "drivers/embedded/engine/moment.h"
+#include "drivers/embedded/engine/typing.h"
+#include "model/text.h"
+
+namespace kelvane::embedded {
+namespace {
+
+using tsql::ServerError;
+
+// soundex and difference
+
+bool isLetter(char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; }
+
+// A first letter and the digits of the consonants behind it. Of neighbours with the same digit only
+// one counts, but the first letter hides none; what is no letter ends the word.
+std::string soundex(std::string_view text) {
+  static constexpr std::string_view kDigits = "01230120022455012623010202";  // of a to z
+  constexpr std::size_t kLength = 4;
+  if (text.empty() || !isLetter(text.front())) return std::string(kLength, '0');
+  std::string code(1, static_cast<char>(std::toupper(static_cast<unsigned char>(text.front()))));
+  char last = '0';
+  for (const char c : text.substr(1)) {
+    if (!isLetter(c) || code.size() == kLength) break;
+    const char digit =
+        kDigits[static_cast<std::size_t>(std::tolower(static_cast<unsigned char>(c)) - 'a')];
+    if (digit != '0' && digit != last) code += digit;
+    last = digit;
+  }
+  code.resize(kLength, '0');
+  return code;
+}
+
+void soundOf(FunctionCall& call) {
+  if (!anyNull(call)) call.result(std::string_view(soundex(call.text(0))));
+}
+
+void likeness(FunctionCall& call) {
+  if (anyNull(call)) return;
+  const std::string a = soundex(call.text(0)), b = soundex(call.text(1));
+  int same = 0;
+  for (std::size_t i = 0; i < a.size(); ++i) same += a[i] == b[i] ? 1 : 0;
+  call.result(same);
+}
+
+// numbers as texts
+
+std::string fixedText(const Cell& value, int decimals) {
+  if (const auto exact = decimalOf(value)) return exactText(cellOf(*exact), decimals);
+  std::array<char, 400> buffer{};
+  const auto* real = std::get_if<double>(&value);
+  std::snprintf(buffer.data(), buffer.size(), "%.*f", decimals, real == nullptr ? 0.0 : *real);
+  return buffer.data();
+}
+
+// As many digits behind the point as there is room for; asterisks when even the rest does not fit.
+void numberText(FunctionCall& call) {
+  constexpr std::int64_t kDefaultWidth = 10, kWidest = 255, kMostDecimals = 16;
+  if (call.isNull(0)) return;
+  const auto width = static_cast<std::size_t>(
+      std::clamp<std::int64_t>(call.isNull(1) ? kDefaultWidth : call.integer(1), 1, kWidest));
+  const Cell third = call.cell(2);
+  const auto* fill = std::get_if<std::string>(&third);
+  const Cell value = call.cell(0);
+  std::string text;
+  if (fill != nullptr) {
+    text = fixedText(value, static_cast<int>(call.integer(3)));
+  } else {
+    auto decimals =
+        std::clamp<std::int64_t>(call.isNull(2) ? 0 : call.integer(2), 0, kMostDecimals);
+    text = fixedText(value, static_cast<int>(decimals));
+    while (text.size() > width && decimals > 0)
+      text = fixedText(value, static_cast<int>(--decimals));
+  }
+  if (text.size() > width) text.assign(width, '*');
+  const char filling = fill != nullptr && !fill->empty() ? fill->front() : ' ';
+  text.insert(0, width - text.size(), filling);
+  call.result(std::string_view(text));
+}
+
+// hexadecimal digits
+
+bool isHexText(std::string_view digits) {
+  return std::ranges::all_of(digits,
+                             [](char c) { return std::isxdigit(static_cast<unsigned char>(c)); });
+}
+
+// (text, digits of the result): with or without 0x, filled up with zeros on the left.
+void hexToInteger(FunctionCall& call) {
+  if (anyNull(call)) return;
+  std::string_view digits = storedText(call.text(0));
+  if (digits.starts_with("0x") || digits.starts_with("0X")) digits.remove_prefix(2);
+  const auto most = static_cast<std::size_t>(call.integer(1));
+  if (digits.empty() || digits.size() > most || !isHexText(digits)) {
+    throw ServerError(249, 16, 1,
+                      "Syntax error during explicit conversion of VARCHAR value '" +
+                          std::string(call.text(0)) + "' to a " + (most == 8 ? "INT" : "BIGINT") +
+                          " field.",
+                      kUnknownLine);
+  }
+  std::uint64_t value = 0;
+  std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
+  call.result(most == 8 ? std::int64_t{static_cast<std::int32_t>(value)}
+                        : static_cast<std::int64_t>(value));
+}
+
+void integerToHex(FunctionCall& call) {
+  if (anyNull(call)) return;
+  const bool isShort = call.integer(1) == 8;
+  std::array<char, 20> buffer{};
+  std::snprintf(
+      buffer.data(), buffer.size(), isShort ? "%08llX" : "%016llX",
+      static_cast<unsigned long long>(call.integer(0)) & (isShort ? 0xFFFFFFFFULL : ~0ULL));
+  call.result(std::string_view(buffer.data()));
+}
+
+void bytesToText(FunctionCall& call) {
+  const Cell cell = call.cell(0);
+  if (const auto* bytes = std::get_if<Blob>(&cell)) textResult(call, hexDigits(*bytes));
+}
+
+void textToBytes(FunctionCall& call) {
+  if (call.isNull(0)) return;
+  const std::string_view digits = storedText(call.text(0));
+  if (isHexText(digits)) call.result(Cell(bytesOfHex(digits)));
+}
+
+// what a text can become
+
+bool isNumberText(std::string_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+  if (text.empty()) return false;
+  std::string digits(storedText(text));
+  if (digits.front() == '+' || digits.front() == '-') digits.erase(0, 1);
+  const bool isMoney = digits.starts_with('$');
+  if (isMoney) digits.erase(0, 1);
+  if (digits.empty() || digits == ".") return true;  // which convert() takes for zero
+  if (isMoney) std::erase(digits, ',');
+  if (digits.find_first_not_of("0123456789.eE+-") != std::string::npos) return false;
+  const char first = digits.front();
+  if (first != '.' && std::isdigit(static_cast<unsigned char>(first)) == 0) return false;
+  double value = 0;
+  const char* const end = digits.data() + digits.size();
+  const auto [rest, error] = std::from_chars(digits.data(), end, value);
+  return error == std::errc() && rest == end;
+}
+
+void isNumeric(FunctionCall& call) {
+  call.result(!call.isNull(0) && isNumberText(call.text(0)) ? 1 : 0);
+}
+
+void isDate(FunctionCall& call) {
+  constexpr int kFirstYear = 1753;
+  const auto moment = call.isNull(0) ? std::nullopt : parseMoment(call.text(0));
+  call.result(moment && calendarOf(*moment).year >= kFirstYear ? 1 : 0);
+}
+
+// (text, most characters)
+void validName(FunctionCall& call) {
+  if (call.isNull(0)) return;
+  const std::string_view name = call.text(0);
+  const std::int64_t most = call.isNull(1) ? 30 : call.integer(1);
+  const auto starts = [](char c) {
+    return isLetter(c) || c == '_' || static_cast<unsigned char>(c) >= 0x80;
+  };
+  const auto continues = [&](char c) {
+    return starts(c) || std::isdigit(static_cast<unsigned char>(c)) != 0 || c == '$' || c == '#' ||
+           c == '@';
+  };
+  const bool valid = !name.empty() && starts(name.front()) &&
+                     std::ranges::all_of(name, continues) && Characters(name).count() <= most;
+  call.result(valid ? 1 : 0);
+}
+
+// Unicode
+
+constexpr std::uint32_t kFirstSurrogate = 0xD800, kFirstLow = 0xDC00, kLastSurrogate = 0xDFFF;
+
+void toUnichar(FunctionCall& call) {
+  constexpr std::int64_t kLast = 0x10FFFF;
+  if (call.isNull(0)) return;
+  const std::int64_t code = call.integer(0);
+  if (code < 0 || code > kLast || (code >= kFirstSurrogate && code <= kLastSurrogate)) {
+    throw ServerError(tsql::kNotSupported, 16, 1,
+                      "The value " + std::to_string(code) + " is not a Unicode character.",
+                      kUnknownLine);
+  }
+  std::u16string text;
+  constexpr std::int64_t kFirstPair = 0x10000;
+  if (code >= kFirstPair) {
+    text += static_cast<char16_t>(kFirstSurrogate + ((code - kFirstPair) >> 10));
+    text += static_cast<char16_t>(kFirstLow + ((code - kFirstPair) & 0x3FF));
+  } else {
+    text += static_cast<char16_t>(code);
+  }
+  call.result(std::string_view(toUtf8(text)));
+}
+
+// (text, position from 1, whether the high half is asked for)
+void isSurrogate(FunctionCall& call) {
+  if (anyNull(call)) return;
+  const std::u16string text = toUtf16(call.text(0));
+  const std::int64_t at = call.integer(1) - 1;
+  if (at < 0 || at >= static_cast<std::int64_t>(text.size())) return;
+  const std::uint32_t unit = text[static_cast<std::size_t>(at)];
+  const std::uint32_t first = call.integer(2) != 0 ? kFirstSurrogate : kFirstLow;
+  constexpr std::uint32_t kEach = 0x400;
+  call.result(unit >= first && unit < first + kEach ? 1 : 0);
+}
+
+// order
+
+// Collations whose order is that of the bytes.
+bool isBinaryCollation(const Cell& collation) {
+  constexpr std::int64_t kUtf8Binary = 24, kBinary = 50;
+  if (isNull(collation)) return true;
+  if (const auto* id = std::get_if<std::int64_t>(&collation)) {
+    return *id == kUtf8Binary || *id == kBinary;
+  }
+  const auto* name = std::get_if<std::string>(&collation);
+  return name != nullptr && (*name == "binary" || *name == "utf8bin");
+}
+
+void requireBinary(const Cell& collation, const char* function) {
+  if (isBinaryCollation(collation)) return;
+  const auto* name = std::get_if<std::string>(&collation);
+  throw ServerError(tsql::kNotSupported, 16, 1,
+                    "The embedded catalog knows " + std::string(function) +
+                        " only for the collation 'binary', not for '" +
+                        (name != nullptr ? *name : textOf(collation, intType(), 0)) + "'.",
+                    kUnknownLine);
+}
+
+void compareTexts(FunctionCall& call) {
+  if (call.isNull(0) || call.isNull(1)) return;
+  requireBinary(call.cell(2), "compare()");
+  const int order = storedText(call.text(0)).compare(storedText(call.text(1)));
+  call.result(order < 0 ? -1 : order > 0 ? 1 : 0);
+}
+
+void sortKeyOf(FunctionCall& call) {
+  if (call.isNull(0)) return;
+  constexpr std::int64_t kUnicode = 20;  // the default of the server
+  requireBinary(call.isNull(1) ? Cell(kUnicode) : call.cell(1), "sortkey()");
+  call.result(Cell(bytesOf(storedText(call.text(0)))));
+}
+
+// digests
+
+// `width` bytes, the lowest first.
+void appendInteger(Blob& bytes, std::uint64_t value, int width) {
+  for (int i = 0; i < width; ++i) bytes.push_back(static_cast<std::byte>(value >> (8 * i) & 0xFF));
+}
+
+std::int64_t wholeOf(const Cell& value) {
+  if (const auto* number = std::get_if<std::int64_t>(&value)) return *number;
+  if (const auto* text = std::get_if<std::string>(&value)) {
+    std::uint64_t number = 0;
+    std::from_chars(text->data(), text->data() + text->size(), number);
+    return static_cast<std::int64_t>(number);
+  }
+  const auto* real = std::get_if<double>(&value);
+  return real == nullptr ? 0 : static_cast<std::int64_t>(*real);
+}
+
+double realOf(const Cell& value) {
+  const auto* real = std::get_if<double>(&value);
+  return real != nullptr ? *real : static_cast<double>(wholeOf(value));
+}
+
+// A sign, then the digits as one number, the highest byte first.
+Blob numericBytes(const Cell& value, const ColumnType& type) {
+  std::string digits = exactText(value, scaleOf(type));
+  Blob bytes(static_cast<std::size_t>(numericStorage(precisionOf(type))));
+  bytes[0] = std::byte{digits.starts_with('-')};
+  for (const char c : digits) {
+    if (std::isdigit(static_cast<unsigned char>(c)) == 0) continue;
+    unsigned carry = static_cast<unsigned>(c - '0');
+    for (std::size_t at = bytes.size() - 1; at > 0; --at) {
+      carry += std::to_integer<unsigned>(bytes[at]) * 10;
+      bytes[at] = static_cast<std::byte>(carry & 0xFF);
+      carry >>= 8;
+    }
+  }
+  return bytes;
+}
+
+void appendMoment(Blob& bytes, Moment moment, TypeKind kind) {
+  // 1/300 second
+  constexpr std::int64_t kTicksPerSecond = 300, kDaysBefore1900 = 693'961;
+  const std::int64_t day = dayOf(moment);
+  const Moment time = moment - day * kMicrosecondsPerDay;
+  const auto ticks = static_cast<std::uint64_t>(
+      (time * kTicksPerSecond + kMicrosecondsPerSecond / 2) / kMicrosecondsPerSecond);
+  switch (kind) {
+    case TypeKind::Smalldatetime:
+      appendInteger(bytes, static_cast<std::uint64_t>(day), 2);
+      return appendInteger(bytes, static_cast<std::uint64_t>(time / kMicrosecondsPerMinute), 2);
+    case TypeKind::Date:
+      return appendInteger(bytes, static_cast<std::uint64_t>(day), 4);
+    case TypeKind::Time:
+      return appendInteger(bytes, ticks, 4);
+    case TypeKind::Bigtime:
+      return appendInteger(bytes, static_cast<std::uint64_t>(time), 8);
+    case TypeKind::Bigdatetime:
+      return appendInteger(
+          bytes, static_cast<std::uint64_t>(moment + kDaysBefore1900 * kMicrosecondsPerDay), 8);
+    default:
+      appendInteger(bytes, static_cast<std::uint64_t>(day), 4);
+      appendInteger(bytes, ticks, 4);
+  }
+}
+
+Blob unicodeBytes(std::string_view text) {
+  Blob bytes;
+  for (const char16_t unit : toUtf16(text)) appendInteger(bytes, unit, 2);
+  return bytes;
+}
+
+void swapPairs(Blob& bytes) {
+  for (std::size_t at = 0; at + 1 < bytes.size(); at += 2) std::swap(bytes[at], bytes[at + 1]);
+}
+
+// (value, its type in four numbers, the word behind `using`): as an Intel server has it in memory.
+void bytesInMemory(FunctionCall& call) {
+  if (call.isNull(0)) return;
+  ColumnType type;
+  type.kind = static_cast<TypeKind>(call.integer(1));
+  type.length = static_cast<int>(call.integer(2));
+  if (call.integer(3) != 0) {
+    type.precision = static_cast<int>(call.integer(3));
+    type.scale = static_cast<int>(call.integer(4));
+  }
+  const std::string_view order = call.text(5);
+  const bool highFirst = order.ends_with("msb");
+  const Cell value = call.cell(0);
+  if (const auto* bytes = std::get_if<Blob>(&value)) {
+    Blob filled = *bytes;
+    if (type.kind == TypeKind::Binary) filled.resize(static_cast<std::size_t>(type.length));
+    return call.result(Cell(filled));
+  }
+  Blob bytes;
+  if (isCharacter(type.kind)) {
+    if (!isUnicode(type.kind) && !order.starts_with("unicode")) {
+      return call.result(Cell(bytesOf(call.text(0))));
+    }
+    bytes = unicodeBytes(call.text(0));
+    if (highFirst) swapPairs(bytes);
+    return call.result(Cell(bytes));
+  }
+  if (type.precision) return call.result(Cell(numericBytes(value, type)));
+  if (isTemporal(type.kind)) {
+    appendMoment(bytes, std::get<std::int64_t>(value), type.kind);
+  } else if (type.kind == TypeKind::Real) {
+    appendInteger(bytes, std::bit_cast<std::uint32_t>(static_cast<float>(realOf(value))), 4);
+  } else if (type.kind == TypeKind::Float) {
+    appendInteger(bytes, std::bit_cast<std::uint64_t>(realOf(value)), 8);
+  } else if (isExactFraction(type.kind)) {
+    std::string digits = exactText(value, 4);
+    std::erase(digits, '.');
+    const auto units = std::strtoll(digits.c_str(), nullptr, 10);
+    // The higher half of money comes first.
+    if (type.kind == TypeKind::Money)
+      appendInteger(bytes, static_cast<std::uint64_t>(units >> 32), 4);
+    appendInteger(bytes, static_cast<std::uint64_t>(units), 4);
+  } else {
+    appendInteger(bytes, static_cast<std::uint64_t>(wholeOf(value)), systemType(type.kind).length);
+  }
+  if (highFirst) std::ranges::reverse(bytes);
+  call.result(Cell(bytes));
+}
+
+// (algorithm, `text` or `bytes`, parts...): nothing for a text of nothing but nulls.
+void digestOf(FunctionCall& call) {
+  Blob bytes;
+  bool any = false;
+  for (int i = 2; i < call.count(); ++i) {
+    const Cell cell = call.cell(i);
+    const auto* part = std::get_if<Blob>(&cell);
+    if (part == nullptr) continue;
+    any = true;
+    bytes.insert(bytes.end(), part->begin(), part->end());
+  }
+  const bool asText = call.text(1) == "text";
+  const bool isMd5 = call.text(0) == "md5";
+  if (asText && !any) return;
+  const Blob digest = isMd5 ? md5(bytes) : sha1(bytes);
+  call.result(asText ? Cell(hexDigits(digest)) : Cell(digest));
+}
+
+}  // namespace
+
+void registerTextFunctions(Database& store) {
+  struct Named {
+    const char* name;
+    int count;
+    void (*function)(FunctionCall&);
+  };
+  constexpr int kAnyCount = -1;
+  for (const Named& named : {Named{"sound_of", 1, soundOf},
+                             {"likeness", 2, likeness},
+                             {"number_text", 4, numberText},
+                             {"hex_to_integer", 2, hexToInteger},
+                             {"integer_to_hex", 2, integerToHex},
+                             {"bytes_to_text", 1, bytesToText},
+                             {"text_to_bytes", 1, textToBytes},
+                             {"is_number", 1, isNumeric},
+                             {"is_date", 1, isDate},
+                             {"valid_identifier", 2, validName},
+                             {"to_unichar", 1, toUnichar},
+                             {"is_surrogate", 3, isSurrogate},
+                             {"compare_texts", 3, compareTexts},
+                             {"sort_key_of", 2, sortKeyOf},
+                             {"bytes_in_memory", 6, bytesInMemory},
+                             {"digest_of", kAnyCount, digestOf}}) {
+    store.addFunction(named.name, named.count, FunctionKind::Fixed, named.function);
+  }
+}
+
+}  // namespace kelvane::embedded
