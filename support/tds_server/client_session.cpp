@@ -163,7 +163,7 @@ void ClientSession::answer(std::string_view tokens) {
     }
   } catch (const std::exception&) {
     Reply reply(packets_, session_, set_);
-    reply.notice({failureText()});
+    reply.notice(failure());
     reply.finish();
   }
 }
