@@ -7,7 +7,7 @@
 
 namespace kelvane::embedded {
 
-Cell cellOf(sqlite3_value* value) {
+Cell storedCell(sqlite3_value* value) {
   switch (sqlite3_value_type(value)) {
     case SQLITE_INTEGER:
       return std::int64_t{sqlite3_value_int64(value)};
@@ -125,7 +125,7 @@ std::string_view Statement::view(int column) const {
 }
 
 Cell Statement::cell(int column) const {
-  return cellOf(sqlite3_column_value(statement_.get(), column));
+  return storedCell(sqlite3_column_value(statement_.get(), column));
 }
 
 bool Statement::isBusy() const { return sqlite3_stmt_busy(statement_.get()) != 0; }
@@ -152,7 +152,7 @@ std::string_view FunctionCall::text(int argument) const {
 }
 
 Cell FunctionCall::cell(int argument) const {
-  return cellOf(arguments_[static_cast<std::size_t>(argument)]);
+  return storedCell(arguments_[static_cast<std::size_t>(argument)]);
 }
 
 void FunctionCall::result(std::int64_t value) { sqlite3_result_int64(context_, value); }
@@ -409,7 +409,7 @@ void RowWatch::changed(sqlite3* connection, int operation, std::string_view sche
     for (int i = 0; i < sqlite3_preupdate_count(connection); ++i) {
       sqlite3_value* content = nullptr;
       value(connection, i, &content);
-      cells.push_back(content == nullptr ? Cell() : cellOf(content));
+      cells.push_back(content == nullptr ? Cell() : storedCell(content));
     }
     return cells;
   };

@@ -33,7 +33,7 @@ struct sqlite3_value;
 
 namespace kelvane::embedded {
 
-Cell cellOf(sqlite3_value* value);
+Cell storedCell(sqlite3_value* value);
 
 struct StoreError : std::runtime_error {
   StoreError(int code, const std::string& text) : std::runtime_error(text), code(code) {}

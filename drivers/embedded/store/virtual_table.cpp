@@ -278,7 +278,7 @@ struct Database::VirtualTables {
       if (count == 1) return source.erase(slot.value());
       std::vector<Cell> cells;
       cells.reserve(static_cast<std::size_t>(count) - 2);
-      for (int i = 2; i < count; ++i) cells.push_back(cellOf(values[i]));
+      for (int i = 2; i < count; ++i) cells.push_back(storedCell(values[i]));
       *id = source.write(slot, cells);
     });
   }
