@@ -204,23 +204,23 @@ Row datatypeRow(const TypeReport& report) {
   const std::optional<int> identity =
       isExact || isInteger(kind) ? std::optional(kind != Bit) : std::nullopt;
   return {std::string(report.name),
-          cellOf(report.odbcCode),
-          cellOf(precision),
+          numberCell(report.odbcCode),
+          numberCell(precision),
           quoted(quote),
           quoted(isText || isMoment ? "'" : ""),
           parameters,
-          cellOf(kind == Bit ? 0 : 1),
-          cellOf(isText ? 1 : 0),
-          cellOf(searchable),
-          hasSign ? cellOf(isUnsigned(kind) ? 1 : 0) : Cell(Null{}),
-          cellOf(isMoney ? 1 : 0),
-          cellOf(identity),
+          numberCell(kind == Bit ? 0 : 1),
+          numberCell(isText ? 1 : 0),
+          numberCell(searchable),
+          hasSign ? numberCell(isUnsigned(kind) ? 1 : 0) : Cell(Null{}),
+          numberCell(isMoney ? 1 : 0),
+          numberCell(identity),
           std::string(report.name),
-          isExact ? cellOf(0) : cellOf(report.scale),
-          isExact ? cellOf(kMostDigits) : cellOf(report.scale),
-          cellOf(isOdbcDateTime(kind) ? kOdbcDateTime : report.odbcCode),
+          isExact ? numberCell(0) : numberCell(report.scale),
+          isExact ? numberCell(kMostDigits) : numberCell(report.scale),
+          numberCell(isOdbcDateTime(kind) ? kOdbcDateTime : report.odbcCode),
           Null{},
-          cellOf(report.radix),
+          numberCell(report.radix),
           Null{}};
 }
 
@@ -269,7 +269,7 @@ void spStoredProcedures(ProcedureRun& run) {
   for (const NamedObject& procedure :
        objectsLike(run, run.argument(0).value_or("%"), run.argument(1), isRoutine)) {
     set.rows.push_back({run.caller().database, procedure.owner, concat(procedure.object.name, ";1"),
-                        cellOf(kUnknown), cellOf(kUnknown), cellOf(kUnknown), Null{}});
+                        numberCell(kUnknown), numberCell(kUnknown), numberCell(kUnknown), Null{}});
   }
 }
 

@@ -89,7 +89,7 @@ void spPkeys(ProcedureRun& run) {
   int position = 0;
   for (const std::string& name : names) {
     set.rows.push_back({run.caller().database, table->owner, table->object.name, name,
-                        cellOf(++position), key ? Cell(key->name) : Cell(Null{})});
+                        numberCell(++position), key ? Cell(key->name) : Cell(Null{})});
   }
 }
 
@@ -147,12 +147,12 @@ void addReference(ProcedureRun& run, ResultSet& set, const Reference& reference)
     const auto name = [&](int id, int column) {
       return run.catalog().columnName(id, column).value_or("");
     };
-    set.rows.push_back({database, target->owner, target->object.name,
-                        name(reference.targetId, reference.targetColumns[i]), database,
-                        table->owner, table->object.name,
-                        name(reference.tableId, reference.columns[i]),
-                        cellOf(static_cast<int>(i) + 1), cellOf(kRestrict), cellOf(kRestrict),
-                        reference.name, index ? Cell(*index) : Cell(Null{})});
+    set.rows.push_back(
+        {database, target->owner, target->object.name,
+         name(reference.targetId, reference.targetColumns[i]), database, table->owner,
+         table->object.name, name(reference.tableId, reference.columns[i]),
+         numberCell(static_cast<int>(i) + 1), numberCell(kRestrict), numberCell(kRestrict),
+         reference.name, index ? Cell(*index) : Cell(Null{})});
   }
 }
 
@@ -211,7 +211,7 @@ void spStatistics(ProcedureRun& run) {
     Row& row = set.rows.emplace_back(named);
     row.insert(row.end(), rest);
   };
-  add({Null{}, Null{}, Null{}, cellOf(kTableItself), Null{}, Null{}, Null{}, Null{}, Null{}});
+  add({Null{}, Null{}, Null{}, numberCell(kTableItself), Null{}, Null{}, Null{}, Null{}, Null{}});
   const std::string pattern = run.argument(3).value_or("%"), unique = run.text(4);
   auto indexes = indexesOf(run, table->object.id);
   // Unique ones first, then the clustered one, then by name.
@@ -224,8 +224,8 @@ void spStatistics(ProcedureRun& run) {
     for (const std::string& key : index.keys) {
       ++position;
       const bool descends = run.catalog().isDescendingKey(table->object.id, index.indid, position);
-      add({cellOf(index.isUnique ? 0 : 1), table->object.name, index.name,
-           cellOf(index.isClustered ? kClustered : kOther), cellOf(position), key,
+      add({numberCell(index.isUnique ? 0 : 1), table->object.name, index.name,
+           numberCell(index.isClustered ? kClustered : kOther), numberCell(position), key,
            std::string(descends ? "D" : "A"), Null{}, Null{}});
     }
   }
@@ -274,10 +274,10 @@ void spSpecialColumns(ProcedureRun& run) {
         versions ? column.type.kind == Timestamp : std::ranges::count(identity, column.name) != 0;
     if (!isWanted) continue;
     const DescribedType type = describe(column.type);
-    set.rows.push_back({versions ? Cell(Null{}) : cellOf(kForTheSession), column.name,
-                        cellOf(type.report.odbcCode), std::string(type.report.name),
-                        cellOf(type.precision), cellOf(column.type.length), cellOf(type.scale),
-                        cellOf(kNoPseudoColumn)});
+    set.rows.push_back({versions ? Cell(Null{}) : numberCell(kForTheSession), column.name,
+                        numberCell(type.report.odbcCode), std::string(type.report.name),
+                        numberCell(type.precision), numberCell(column.type.length),
+                        numberCell(type.scale), numberCell(kNoPseudoColumn)});
   }
 }
 

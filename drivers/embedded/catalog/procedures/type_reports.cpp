@@ -70,7 +70,7 @@ ResultColumn intColumn(std::string name, TypeKind kind, bool nullable) {
   return {std::move(name), declaredType(kind, {}, {}, nullable)};
 }
 
-Cell cellOf(const std::optional<int>& number) {
+Cell numberCell(const std::optional<int>& number) {
   return number ? Cell(std::int64_t{*number}) : Cell(Null{});
 }
 

@@ -41,6 +41,6 @@ bool isOdbcDateTime(TypeKind kind);
 ResultColumn textColumn(std::string name, int length, bool nullable);
 ResultColumn intColumn(std::string name, TypeKind kind, bool nullable);
 /// Null for none.
-Cell cellOf(const std::optional<int>& number);
+Cell numberCell(const std::optional<int>& number);
 
 }  // namespace kelvane::embedded
