@@ -35,6 +35,38 @@ std::string_view lineAt(std::string_view text, std::uint32_t line) {
   return lineFrom(text);
 }
 
+// Words with a password somewhere behind them.
+constexpr std::string_view kBeforePasswords[] = {"password",
+                                                 "passwd",
+                                                 "sp_addlogin",
+                                                 "sp_addexternlogin",
+                                                 "sp_encryption",
+                                                 "sp_addremotelogin",
+                                                 "sp_config_rep_agent",
+                                                 "sp_ldapadmin",
+                                                 "sp_ssladmin",
+                                                 "sp_companion",
+                                                 "sp_ha_admin",
+                                                 "sp_replication_path"};
+
+// Behind the first of those words; none if there is none.
+std::size_t beginOfSecret(std::string_view text) {
+  const std::string lower = tsql::lowerCase(text);
+  std::size_t first = std::string::npos;
+  for (const std::string_view word : kBeforePasswords) {
+    const std::size_t at = lower.find(word);
+    if (at != std::string::npos) first = std::min(first, at + word.size());
+  }
+  return first;
+}
+
+// Messages go to logs, where a password must not be.
+std::string withoutPasswords(std::string_view line) {
+  const std::size_t secret = beginOfSecret(line);
+  if (secret >= line.size()) return std::string(line);
+  return std::string(line.substr(0, secret)) + " ...";
+}
+
 // Where the statements of a batch begin, found when a message asks for it.
 class StatementLines {
  public:
@@ -43,11 +75,13 @@ class StatementLines {
 
   // The first line of the statement that `line` belongs to; `line` itself in a batch that is not
   // understood.
-  std::string_view firstLineOf(std::uint32_t line) {
+  std::string firstLineOf(std::uint32_t line) {
     if (!known_) read();
     const auto after = std::ranges::upper_bound(begins_, line, {}, &Begin::line);
-    if (after == begins_.begin()) return lineAt(batch_, line);
-    return lineFrom(batch_.substr((after - 1)->at));
+    if (after != begins_.begin()) return withoutPasswords(lineFrom(batch_.substr((after - 1)->at)));
+    // The line may hold the password of a statement that began before it.
+    const bool isSafe = beginOfSecret(batch_) == std::string::npos;
+    return isSafe ? std::string(lineAt(batch_, line)) : std::string();
   }
 
  private:
@@ -98,7 +132,7 @@ class ScriptOutcome final : public Outcome {
     if (!notice.isError() && !listed) return;
     const std::uint32_t line = notice.line == 0 ? 1 : notice.line;
     ScriptNote note{std::string(name_), batch_->firstLine + line - 1, notice.message.number,
-                    notice.message.text, std::string(lines_->firstLineOf(line))};
+                    notice.message.text, lines_->firstLineOf(line)};
     auto& notes = notice.alreadyGone || listed ? report_.notes : report_.errors;
     if (notes.size() > kMostNotes) return;
     if (notes.size() == kMostNotes)

@@ -15,6 +15,7 @@ inline constexpr std::string_view kTable = "U";
 inline constexpr std::string_view kSystemTable = "S";
 inline constexpr std::string_view kView = "V";
 inline constexpr std::string_view kProcedure = "P";
+inline constexpr std::string_view kExtendedProcedure = "XP";
 inline constexpr std::string_view kFunction = "SF";
 inline constexpr std::string_view kTrigger = "TR";
 inline constexpr std::string_view kDefault = "D";
