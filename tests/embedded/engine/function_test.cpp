@@ -265,6 +265,23 @@ TEST(Function, AreThoseOfTheRelease) {
   }
 }
 
+TEST(Type, IsThereFromItsReleaseOn) {
+  CatalogOptions old, middle;
+  old.release = Release::ase125;
+  middle.release = Release::ase15;
+  Probe of125("", old), of15("", middle), ofAny;
+  for (const char* type : {"bigint", "unsigned int", "unitext", "bigdatetime"}) {
+    const std::string sql = "create table t (a " + std::string(type) + ") drop table t";
+    EXPECT_EQ(of125.refusal(sql).substr(0, 5), "2715:") << type;
+    EXPECT_EQ(of15.ask(sql), "(closed)\n") << type;
+    EXPECT_EQ(ofAny.ask(sql), "(closed)\n") << type;
+  }
+  const std::string listed = "select count(*) from systypes where name in ('bigint', 'date')";
+  EXPECT_EQ(of125.rows(listed), "1\n");
+  EXPECT_EQ(of15.rows(listed), "2\n");
+  EXPECT_EQ(of125.ask("exec sp_addtype b, 'bigint'").substr(0, 11), "error 17304");
+}
+
 TEST(Function, HaveTheTypesThatNewColumnsGet) {
   Probe probe;
   EXPECT_EQ(probe.ask("select round(1.25, 1) a, ceiling(1.25) b, power(2.50, 2) c, upper('ab') d, "
