@@ -318,7 +318,8 @@ SqlValue Translator::datePartCall(const std::string& name, const Call& call, con
   const std::size_t count = call.arguments.size();
   const auto* word = as<ColumnRef>(*call.arguments[0]);
   const auto part = word == nullptr ? std::nullopt : datePart(word->column);
-  if (!part) {
+  const bool counts = name == "dateadd" || name == "datediff";
+  if (!part || (counts && *part >= DatePart::CalendarWeek)) {
     throw ServerError(155, 15, 1,
                       "'" + (word == nullptr ? std::string() : word->column) +
                           "' is not a recognized " + name + " option.",
@@ -332,12 +333,19 @@ SqlValue Translator::datePartCall(const std::string& name, const Call& call, con
     return isTemporal(v.type.kind) ? v.sql : converted(v, plainType(TypeKind::Datetime));
   };
   if (name == "dateadd") {
-    const ColumnType type = isTemporal(rest[1].type.kind) ? withNullability(rest[1].type, true)
+    const TypeKind kind = rest[1].type.kind;
+    const bool isTime = kind == TypeKind::Time || kind == TypeKind::Bigtime;
+    const bool getsTime = kind == TypeKind::Date && *part >= DatePart::Hour;
+    const ColumnType type = isTemporal(kind) && !getsTime ? withNullability(rest[1].type, true)
                                                           : plainType(TypeKind::Datetime);
-    return {"date_add(" + partNumber + ", " + rest[0].sql + ", " + moment(rest[1]) + ")", type};
+    const std::string number = argumentText('i', rest[0], line);
+    const std::string sum = "date_add(" + partNumber + ", " + number + ", " + moment(rest[1]) + ")";
+    return {isTime ? "time_of(" + sum + ")" : sum, type};
   }
   if (name == "datediff") {
-    return {"date_diff(" + partNumber + ", " + moment(rest[0]) + ", " + moment(rest[1]) + ")",
+    const std::string difference =
+        "date_diff(" + partNumber + ", " + moment(rest[0]) + ", " + moment(rest[1]) + ")";
+    return {difference,
             plainType(*part == DatePart::Microsecond ? TypeKind::Bigint : TypeKind::Int)};
   }
   const bool asWord = name == "datename";
@@ -401,7 +409,8 @@ SqlValue Translator::aggregate(const FunctionRule& rule, const Call& call, const
     if (result.kind == TypeKind::Ubigint) {
       return {"unsigned_result('+', " + sql + ", 0)", withNullability(result, true)};
     }
-    return {result.kind == TypeKind::Int ? "in_int(" + sql + ")" : sql,
+    const std::string kind = std::to_string(static_cast<int>(result.kind));
+    return {result.kind == TypeKind::Int ? "in_range(" + sql + ", " + kind + ")" : sql,
             withNullability(result, true)};
   }
   if (type.kind == TypeKind::Ubigint) {

@@ -340,8 +340,11 @@ SqlValue Translator::binary(const Binary& binary, const Expr& expr, const Scope*
   if (op == '/' && !isInteger(type.kind)) a = "CAST(" + a + " AS REAL)";
   std::string sql = "(" + a + " " + op + " " + b + ")";
   const bool mayOverflow = op == '+' || op == '-' || op == '*';
-  if (mayOverflow && type.kind == TypeKind::Int) sql = "in_int" + sql;
-  if (mayOverflow && type.kind == TypeKind::Bigint) sql = "in_bigint" + sql;
+  if (mayOverflow && type.kind == TypeKind::Bigint) {
+    sql = "in_bigint" + sql;
+  } else if (mayOverflow && isInteger(type.kind)) {
+    sql = "in_range(" + sql + ", " + std::to_string(static_cast<int>(type.kind)) + ")";
+  }
   SqlValue result{std::move(sql), type};
   result.isLiteral = false;
   return result;
