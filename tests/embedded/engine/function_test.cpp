@@ -84,6 +84,8 @@ TEST(Function, OfBytes) {
                           {"biginttohex(255)", "00000000000000FF"},
                       });
   EXPECT_EQ(probe.refusal("select hextoint('xyz')").substr(0, 4), "249:");
+  EXPECT_EQ(probe.refusal("select patindex('a', 'a', using lsb)"),
+            "102: Incorrect syntax near 'lsb'.\n");
 }
 
 TEST(Function, OfNumbers) {
