@@ -199,6 +199,9 @@ SqlValue Translator::unary(const Unary& unary, const Expr& expr, const Scope* sc
   if (complement && operand.type.kind == TypeKind::Ubigint) {
     return {"unsigned_result('^', " + operand.sql + ", '18446744073709551615')", operand.type};
   }
+  if (operand.type.kind == TypeKind::Ubigint) {
+    return {"unsigned_result('-', 0, " + operand.sql + ")", operand.type};
+  }
   if (isWide(operand.type) && !complement) {
     return {exactly('-', {"0", intType()}, operand, operand.type), operand.type};
   }
