@@ -77,6 +77,11 @@ void BatchRun::setOption(const SetOption& option) {
                             std::string(fixed->value) + "', not as '" + value + "'.",
                         session_.caller.line);
     }
+    if (name == "textsize") {
+      constexpr std::int64_t kDefault = 32768;
+      std::from_chars(value.data(), value.data() + value.size(), session_.options.textSize);
+      if (session_.options.textSize == 0) session_.options.textSize = kDefault;
+    }
     if (name == "transaction") session_.options.isolation = isolationLevel(value);
     if (name == "proxy" || name == "session") setLogin(value);
     if (name == "rowcount") {

@@ -138,6 +138,7 @@ struct SessionOptions {
   /// Whether a statement that touches rows begins a transaction where there is none.
   bool chained = false;
   std::int64_t isolation = 1;
+  std::int64_t textSize = 32768;
   std::uint64_t rowLimit = 0;
   std::string identityInsertTable;
 };

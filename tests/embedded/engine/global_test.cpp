@@ -47,6 +47,7 @@ TEST(Global, FollowTheSession) {
   EXPECT_EQ(probe.rows("set transaction isolation level 3 set rowcount 5 select @@isolation, "
                        "@@setrowcount"),
             "3 | 5\n");
+  EXPECT_EQ(probe.rows("set textsize 100 select @@textsize"), "100\n");
   EXPECT_EQ(probe.rows("begin tran select @@transtate, @@trancount"), "0 | 1\n");
   EXPECT_EQ(probe.rows("rollback select @@transtate, @@trancount"), "3 | 0\n");
   EXPECT_EQ(probe.rows("begin tran commit select @@transtate"), "1\n");
