@@ -182,10 +182,11 @@ int IndexWriter::add(const ObjectInfo& table, const IndexPlan& plan) {
                  "'.");
   }
   if (plan.clustered) requireNoClustered(table);
+  writeRow(table, plan, indid, keys);
   if (replacesHeap) {
+    moveData(table.id, kHeapIndid, kClusteredIndid);
     store_.run("DELETE FROM sysindexes WHERE id = ? AND indid = ?", table.id, kHeapIndid);
   }
-  writeRow(table, plan, indid, keys);
   int position = 0;
   for (const KeyColumn& key : keys) {
     store_.run(
@@ -376,15 +377,35 @@ void IndexWriter::dropStored(int tableId, int indid) {
   }
 }
 
+// What the row of the data says of the table itself, and the partitions of the data.
+void IndexWriter::moveData(int tableId, int from, int to) {
+  store_.run(
+      "UPDATE sysindexes SET (exp_rowsize, identitygap, partitiontype, conditionid) ="
+      " (SELECT exp_rowsize, identitygap, partitiontype, conditionid FROM sysindexes"
+      " WHERE id = ?1 AND indid = ?2) WHERE id = ?1 AND indid = ?3",
+      tableId, from, to);
+  store_.run(
+      "UPDATE sysindexes SET exp_rowsize = NULL, identitygap = NULL, partitiontype = NULL,"
+      " conditionid = NULL WHERE id = ? AND indid = ?",
+      tableId, from);
+  store_.run("UPDATE syspartitions SET indid = ?3 WHERE id = ?1 AND indid = ?2", tableId, from, to);
+  store_.run("UPDATE syspartitionkeys SET indid = ?3 WHERE id = ?1 AND indid = ?2", tableId, from,
+             to);
+}
+
+void IndexWriter::addHeapOf(const ObjectInfo& table, int dataIndid) {
+  store_.run("INSERT INTO sysindexes(name, id, indid, segment, crdate) VALUES (?, ?, ?, ?, ?)",
+             table.name, table.id, kHeapIndid, kDefaultSegment, currentTime());
+  moveData(table.id, dataIndid, kHeapIndid);
+}
+
 void IndexWriter::remove(const ObjectInfo& table, int indid) {
+  if (indid == kClusteredIndid) addHeapOf(table, indid);
   removeHiddenColumns(table.id, indid);
+  store_.run("DELETE FROM syspartitions WHERE id = ? AND indid = ?", table.id, indid);
   store_.run("DELETE FROM sysindexes WHERE id = ? AND indid = ?", table.id, indid);
   store_.run("DELETE FROM index_keys WHERE id = ? AND indid = ?", table.id, indid);
   dropStored(table.id, indid);
-  if (indid == kClusteredIndid) {
-    store_.run("INSERT INTO sysindexes(name, id, indid, segment, crdate) VALUES (?, ?, ?, ?, ?)",
-               table.name, table.id, kHeapIndid, kDefaultSegment, currentTime());
-  }
   store_.run(
       "UPDATE sysobjects SET sysstat2 = sysstat2 & ~8 WHERE id = ?1 AND NOT EXISTS"
       " (SELECT 1 FROM sysindexes WHERE id = ?1 AND status & 2048)",
@@ -394,6 +415,10 @@ void IndexWriter::remove(const ObjectInfo& table, int indid) {
 void IndexWriter::renumber(const ObjectInfo& table, int from, int to) {
   store_.run("UPDATE sysindexes SET indid = ?3 WHERE id = ?1 AND indid = ?2", table.id, from, to);
   store_.run("UPDATE index_keys SET indid = ?3 WHERE id = ?1 AND indid = ?2", table.id, from, to);
+  store_.run("UPDATE syspartitions SET indid = ?3 WHERE id = ?1 AND indid = ?2", table.id, from,
+             to);
+  store_.run("UPDATE syspartitionkeys SET indid = ?3 WHERE id = ?1 AND indid = ?2", table.id, from,
+             to);
   store_.run("UPDATE sysreferences SET indexid = ?3 WHERE reftabid = ?1 AND indexid = ?2", table.id,
              from, to);
   dropStored(table.id, from);
@@ -418,11 +443,11 @@ void IndexWriter::changeLockScheme(const ObjectInfo& table, std::string_view sch
         "UPDATE sysindexes SET status = status & ~16, status2 = status2 | 512, keycnt = keycnt + 1"
         " WHERE id = ? AND indid = ?",
         table.id, indid);
-    store_.run("INSERT INTO sysindexes(name, id, indid, segment, crdate) VALUES (?, ?, ?, ?, ?)",
-               table.name, table.id, kHeapIndid, kDefaultSegment, currentTime());
+    addHeapOf(table, indid);
   } else {
-    store_.run("DELETE FROM sysindexes WHERE id = ? AND indid = ?", table.id, kHeapIndid);
     renumber(table, *clustered, kClusteredIndid);
+    moveData(table.id, kHeapIndid, kClusteredIndid);
+    store_.run("DELETE FROM sysindexes WHERE id = ? AND indid = ?", table.id, kHeapIndid);
     store_.run(
         "UPDATE sysindexes SET status = status | 16, status2 = status2 & ~512, keycnt = keycnt - 1"
         " WHERE id = ? AND indid = ?",

@@ -114,7 +114,9 @@ void BatchRun::selectInto(const SelectStatement& statement) {
     }
     table = addTemporary(std::move(made), statement.query->range.line);
   } else {
-    const ObjectInfo object = server_.catalog.createTable(into, columns, session_.caller);
+    const ObjectInfo object = server_.catalog.createTable(
+        into, columns, statement.query->terms.front().select.intoStorage, batch_->text,
+        session_.caller);
     table = rowTable(object.id);
   }
   rows.plan.sql = "INSERT INTO " + table + " " + rows.plan.sql;
@@ -157,11 +159,16 @@ void BatchRun::insertExecuted(const Insert& statement, const WriteTarget& target
   } else {
     executeText(std::get<ExecuteImmediate>(statement.source), collected);
   }
-  if (collected.results.empty()) return changed(0);
-  std::vector<Prepared> plans(collected.results.size());
+  changed(insertResults(statement, target, collected.results));
+}
+
+std::int64_t BatchRun::insertResults(const Insert& statement, const WriteTarget& target,
+                                     const std::vector<ResultSet>& results) {
+  if (results.empty()) return 0;
+  std::vector<Prepared> plans(results.size());
   for (std::size_t i = 0; i < plans.size(); ++i) {
     std::vector<ColumnType> types;
-    for (const ResultColumn& column : collected.results[i].columns) types.push_back(column.type);
+    for (const ResultColumn& column : results[i].columns) types.push_back(column.type);
     const TranslationContext made = context();
     plans[i].plan = Translator(made).insertBound(statement, target, types);
   }
@@ -169,12 +176,19 @@ void BatchRun::insertExecuted(const Insert& statement, const WriteTarget& target
   const std::int64_t count = change(plans.front().plan, [&] {
     std::int64_t inserted = 0;
     for (std::size_t i = 0; i < plans.size(); ++i) {
-      for (const Row& row : collected.results[i].rows) inserted += execute(plans[i], &row);
+      for (const Row& row : results[i].rows) inserted += execute(plans[i], &row);
     }
     return inserted;
   });
   savepoint.keep();
-  changed(count);
+  return count;
+}
+
+void BatchRun::refusePartition(const Truncate& truncate) {
+  throw ServerError(kNotSupported, 16, 1,
+                    "The embedded catalog does not know which rows of table '" +
+                        truncate.table.name + "' are in partition '" + truncate.partition + "'.",
+                    session_.caller.line);
 }
 
 // cursors
@@ -202,6 +216,27 @@ void BatchRun::openCursor(const OpenCursor& open) {
   found->second.next = 0;
 }
 
+// The row that a fetch goes to, from 0; one outside of the rows where there is none.
+std::int64_t BatchRun::wantedRow(const FetchCursor& fetch, const Cursor& cursor) {
+  const auto next = static_cast<std::int64_t>(cursor.next);
+  if (fetch.direction.empty() || fetch.direction == "next") return next;
+  if (!cursor.scroll) {
+    throw ServerError(kNotSupported, 16, 1,
+                      "Cursor '" + fetch.name + "' was not declared as a scroll cursor: '" +
+                          fetch.direction + "' is not allowed.",
+                      session_.caller.line);
+  }
+  const auto size = static_cast<std::int64_t>(cursor.rows->rows.size());
+  const ColumnType number = intType(true);
+  const Cell given = fetch.offset ? evaluate(*fetch.offset, &number) : Cell(std::int64_t{0});
+  const std::int64_t offset = isNull(given) ? 0 : std::get<std::int64_t>(given);
+  if (fetch.direction == "prior") return next - 2;
+  if (fetch.direction == "first") return size == 0 ? -1 : 0;
+  if (fetch.direction == "last") return size - 1;
+  if (fetch.direction == "relative") return next - 1 + offset;
+  return offset < 0 ? size + offset : offset - 1;
+}
+
 void BatchRun::fetchCursor(const FetchCursor& fetch) {
   constexpr int kFetched = 0, kNoMoreRows = 2;
   const auto found = session_.cursors.find(fetch.name);
@@ -210,12 +245,15 @@ void BatchRun::fetchCursor(const FetchCursor& fetch) {
                       session_.caller.line);
   }
   Cursor& cursor = found->second;
-  if (cursor.next >= cursor.rows->rows.size()) {
+  const auto size = static_cast<std::int64_t>(cursor.rows->rows.size());
+  const std::int64_t wanted = std::clamp<std::int64_t>(wantedRow(fetch, cursor), -1, size);
+  cursor.next = static_cast<std::size_t>(wanted + 1);
+  if (wanted < 0 || wanted == size) {
     session_.cursorStatus = kNoMoreRows;
     session_.rowCount = 0;
     return;
   }
-  const Row& row = cursor.rows->rows[cursor.next++];
+  const Row& row = cursor.rows->rows[static_cast<std::size_t>(wanted)];
   session_.cursorStatus = kFetched;
   session_.rowCount = 1;
   if (fetch.into.empty()) {

@@ -122,6 +122,7 @@ struct Cursor {
   const tsql::Query* query = nullptr;
   std::optional<ResultSet> rows;  ///< while it is open
   std::size_t next = 0;
+  bool scroll = false;
 };
 
 /// `set` options; they stay for the session.

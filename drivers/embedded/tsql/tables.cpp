@@ -1,9 +1,18 @@
 #include <algorithm>
+#include <iterator>
 
 #include "drivers/embedded/tsql/grammar.h"
 #include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::tsql {
+
+namespace {
+
+void append(std::vector<StorageOption>& options, std::vector<StorageOption> more) {
+  std::ranges::move(more, std::back_inserter(options));
+}
+
+}  // namespace
 
 StatementNode Parser::createTable(bool proxy) {
   CreateTable result;
@@ -18,18 +27,18 @@ StatementNode Parser::createTable(bool proxy) {
   };
   if (!proxy || atSymbol("(")) parenthesizedList(element);
   tableTail(result);
-  if (proxy && accept("external")) wordText();  // table, procedure or file
-  if (proxy && accept("at")) nameOrString();
+  if (proxy && accept("external")) result.proxyType = wordText();
+  if (proxy && accept("at")) result.remoteObject = nameOrString();
   return result;
 }
 
-void Parser::tableTail(CreateTable& table) {
+void Parser::tableTail(TableStorage& table) {
   for (;;) {
     if (at("lock") && !at("table", 1)) {
       take();
       table.lockScheme = wordText();
     } else if (accept("with")) {
-      table.options = storageOptions();
+      append(table.options, storageOptions());
     } else if (at("on")) {
       table.segment = segment();
     } else if (at("partition")) {
@@ -46,20 +55,58 @@ std::string Parser::segment() {
   return nameOrString();
 }
 
+// partitions
+
 Partitioning Parser::partitioning() {
-  const Token& first = peek();
+  since(15);
   Partitioning result;
   expect("partition");
   expect("by");
   result.method = wordText();
   if (result.method != "roundrobin" && atSymbol("(")) result.columns = parenthesizedNames();
-  if (atKind(TokenKind::Integer)) take();
-  if (atSymbol("(")) skipParenthesized();
-  if (at("on") && atSymbol("(", 1)) {
-    take();
-    skipParenthesized();
+  if (atKind(TokenKind::Integer)) {
+    result.partitions = unnamedPartitions();
+  } else if (atSymbol("(")) {
+    result.partitions = partitions();
   }
-  result.range = from(first);
+  return result;
+}
+
+// `3 on (seg1, seg2)`
+std::vector<Partition> Parser::unnamedPartitions() {
+  constexpr std::int64_t kMost = 10'000;
+  std::vector<Partition> result(static_cast<std::size_t>(integer(kMost)));
+  if (!at("on")) return result;
+  take();
+  std::vector<std::string> segments;
+  const auto add = [&] { segments.push_back(accept("default") ? "default" : nameOrString()); };
+  if (atSymbol("(")) {
+    parenthesizedList(add);
+  } else {
+    add();
+  }
+  for (std::size_t i = 0; i < result.size(); ++i) {
+    result[i].segment = segments[i % segments.size()];
+  }
+  return result;
+}
+
+std::vector<Partition> Parser::partitions() {
+  std::vector<Partition> result;
+  parenthesizedList([&] { result.push_back(partition()); });
+  return result;
+}
+
+Partition Parser::partition() {
+  Partition result;
+  if (!at("values")) result.name = name();
+  if (at("values")) {
+    const Token& first = take();
+    acceptSymbol("<=");
+    skipParenthesized();
+    result.condition = from(first);
+  }
+  if (at("on")) result.segment = segment();
   return result;
 }
 
@@ -75,7 +122,9 @@ ColumnDefinition Parser::columnDefinition() {
   const Token& first = peek();
   ColumnDefinition column;
   column.name = name();
-  if (accept("as") || accept("compute")) {
+  if (at("as") || at("compute")) {
+    since(15);
+    take();
     column.computed = expression();
   } else if (equalsIgnoringCase(column.name, "timestamp") && !atName()) {
     column.type.name = column.name;  // a lone `timestamp` is both the name and the type
@@ -94,7 +143,11 @@ bool Parser::columnClause(ColumnDefinition& column) {
     column.defaultClause = defaultClause();
   } else if (accept("null")) {
     column.nullability = Nullability::Null;
-  } else if (at("not") && (at("materialized", 1) || at("compressed", 1))) {
+  } else if (at("not") && at("compressed", 1)) {
+    take();
+    take();
+    column.storage.compressed = false;
+  } else if (at("not") && at("materialized", 1)) {
     take();
     take();
   } else if (accept("not")) {
@@ -107,23 +160,30 @@ bool Parser::columnClause(ColumnDefinition& column) {
   } else if (atConstraint()) {
     column.constraints.push_back(constraint(true));
   } else {
-    return storageClause(column);
+    return storageClause(column.storage);
   }
   return true;
 }
 
-bool Parser::storageClause(ColumnDefinition& column) {
+bool Parser::storageClause(ColumnStorage& storage) {
   if ((at("in") || at("off")) && at("row", 1)) {
-    const std::string where = wordText();
-    column.storage.push_back(where + ' ' + wordText());
-    if (atSymbol("(")) skipParenthesized();
+    storage.place = at("in") ? LobPlace::InRow : LobPlace::OffRow;
+    take();
+    take();
+    if (acceptSymbol("(")) {
+      storage.rowLength = typeArgument();
+      expectSymbol(")");
+    }
   } else if (accept("encrypt")) {
-    column.storage.emplace_back("encrypt");
-    if (accept("with")) objectName();
-    if (accept("decrypt_default")) constant();
+    storage.encrypted = true;
+    if (accept("with")) storage.key = objectName();
+  } else if (accept("decrypt")) {
+    storage.encrypted = false;
+  } else if (accept("decrypt_default")) {
+    storage.decryptDefault = constant();
   } else if (accept("compressed")) {
-    column.storage.emplace_back("compressed");
-    if (acceptSymbol("=")) take();
+    storage.compressed = true;
+    if (acceptSymbol("=")) storage.level = typeArgument();
   } else {
     return false;
   }
@@ -223,10 +283,12 @@ IndexKey Parser::indexKey() {
 
 // In a list of columns a comma may also begin the next column.
 bool Parser::atNextStorageOption() const {
+  static constexpr std::string_view kWords[] = {"ignore_dup_key", "ignore_dup_row", "allow_dup_row",
+                                                "sorted_data",    "statistics",     "online"};
   return atSymbol(",") && atKind(TokenKind::Word, 1) &&
-         (atSymbol("=", 2) || at("ignore_dup_key", 1) || at("ignore_dup_row", 1) ||
-          at("allow_dup_row", 1) || at("sorted_data", 1) || at("statistics", 1) ||
-          (at("transfer", 1) && at("table", 2)));
+         (atSymbol("=", 2) || (at("transfer", 1) && at("table", 2)) ||
+          (at("erase", 1) && at("residual", 2)) ||
+          std::ranges::any_of(kWords, [&](std::string_view word) { return at(word, 1); }));
 }
 
 std::vector<StorageOption> Parser::storageOptions() {
@@ -248,13 +310,19 @@ StorageOption Parser::storageOption() {
   } else if (acceptSymbol("=")) {
     if (atKind(TokenKind::Integer)) {
       result.value = integer();
-    } else if (at("on")) {
-      take();
     } else {
-      nameOrString();
+      result.text = atKind(TokenKind::Word) ? wordText() : lowerCase(nameOrString());
     }
   } else if (result.name == "transfer" && accept("table")) {
-    take();
+    result.name = "transfer table";
+    result.text = wordText();
+  } else if (result.name == "erase") {
+    expect("residual");
+    expect("data");
+    result.name = "erase residual data";
+    result.text = wordText();
+  } else if (result.name == "no" && accept("datacopy")) {
+    result.name = "no datacopy";
   }
   return result;
 }
@@ -270,17 +338,15 @@ StatementNode Parser::createIndex() {
   parenthesizedList([&] { result.keys.push_back(indexKey()); });
   for (;;) {
     if (accept("with")) {
-      result.options = storageOptions();
+      append(result.options, storageOptions());
     } else if (at("on")) {
       result.segment = segment();
     } else if (at("local") && at("index", 1)) {
+      since(15);
       take();
       take();
-      if (atName())
-        commaList([&] {
-          name();
-          if (at("on")) segment();
-        });
+      result.local = true;
+      if (atName()) commaList([&] { result.partitions.push_back(partition()); });
     } else {
       return result;
     }
@@ -290,25 +356,101 @@ StatementNode Parser::createIndex() {
 // alter table
 
 StatementNode Parser::alterStatement() {
-  if (at("database", 1) || at("role", 1) || at("login", 1)) return utilityStatement();
+  if (at("encryption", 1)) return encryptionKey();
+  if (at("precomputed", 1) || at("database", 1) || at("role", 1) || at("login", 1) ||
+      at("thread", 1) || at("service", 1)) {
+    return utilityStatement();
+  }
+  if (!at("table", 1)) return modifyOwner();
   expect("alter");
   expect("table");
   AlterTable result;
   result.table = objectName();
+  if (atNewOwner()) return newOwner("table", std::move(result.table));
   do alterAction(result);
   while (acceptSymbol(","));
   return result;
 }
 
-void Parser::alterAction(AlterTable& table) {
-  if ((at("add") || at("drop")) && at("partition", 1)) {
+// A column may be called `owner` too.
+bool Parser::atNewOwner() const {
+  if (!at("modify") || !at("owner", 1) || at("null", 2) || at("not", 2)) return false;
+  static constexpr std::string_view kTypes[] = {
+      "int",  "smallint", "tinyint", "bigint",   "bit",  "text",    "image",  "float",
+      "real", "money",    "date",    "datetime", "char", "varchar", "sysname"};
+  const bool isType =
+      std::ranges::any_of(kTypes, [&](std::string_view type) { return at(type, 2); });
+  return (atName(2) || atKind(TokenKind::String, 2)) && !isType && !atSymbol("(", 3) &&
+         !atSymbol(",", 3) && !at("null", 3) && !at("not", 3) && !at("default", 3);
+}
+
+StatementNode Parser::newOwner(std::string kind, ObjectName name) {
+  since(15);
+  expect("modify");
+  expect("owner");
+  ModifyOwner result{std::move(kind), std::move(name), nameOrString()};
+  if (accept("preserve")) {
+    expect("permissions");
+    result.preservePermissions = true;
+  }
+  return result;
+}
+
+StatementNode Parser::modifyOwner() {
+  static constexpr std::string_view kKinds[] = {"all",      "view",    "procedure", "proc",
+                                                "function", "default", "rule",      "type"};
+  expect("alter");
+  if (std::ranges::none_of(kKinds, [&](std::string_view kind) { return at(kind); })) unexpected();
+  std::string kind = wordText();
+  const Token& first = peek();
+  std::vector<std::string> parts = dottedParts();
+  ObjectName object;
+  if (parts.back().empty()) {
+    expectSymbol("*");
+    parts.back() = "*";
+  }
+  object = objectNameOf(std::move(parts), first);
+  return newOwner(kind == "proc" ? "procedure" : std::move(kind), std::move(object));
+}
+
+bool Parser::alterPartition(AlterTable& table) {
+  struct Rule {
+    std::string_view word;
+    AlterPartition::Kind kind;
+  };
+  using enum AlterPartition::Kind;
+  static constexpr Rule kRules[] = {{"add", Add},     {"drop", Drop}, {"split", Split},
+                                    {"merge", Merge}, {"move", Move}, {"modify", Modify}};
+  for (const Rule& rule : kRules) {
+    if (!at(rule.word) || !at("partition", 1)) continue;
+    since(15);
     take();
-    table.actions.emplace_back(ChangeStorage{{{wordText(), {}}}});
-    if (atSymbol("(")) {
-      skipParenthesized();
-    } else {
-      commaList([&] { name(); });
+    take();
+    AlterPartition action;
+    action.kind = rule.kind;
+    if (rule.kind != Add) commaList([&] { action.names.push_back(name()); });
+    if (rule.kind == Add) action.partitions = partitions();
+    if (rule.kind == Split) {
+      expect("into");
+      action.partitions = partitions();
+    } else if (rule.kind == Merge) {
+      expect("into");
+      action.partitions.push_back(partition());
+    } else if (rule.kind == Move) {
+      expect("to");
+      action.segment = nameOrString();
+    } else if (rule.kind == Modify) {
+      expect("set");
+      action.options = storageOptions();
     }
+    table.actions.emplace_back(std::move(action));
+    return true;
+  }
+  return false;
+}
+
+void Parser::alterAction(AlterTable& table) {
+  if (alterPartition(table)) {
   } else if (accept("add")) {
     addActions(table);
   } else if (accept("drop")) {
@@ -316,10 +458,7 @@ void Parser::alterAction(AlterTable& table) {
   } else if (accept("modify")) {
     modifyActions(table);
   } else if (accept("replace")) {
-    ReplaceDefault action;
-    action.column = name();
-    action.value = defaultClause();
-    table.actions.emplace_back(std::move(action));
+    replaceAction(table);
   } else if (accept("lock")) {
     table.actions.emplace_back(ChangeLock{wordText()});
   } else if (accept("unpartition")) {
@@ -340,6 +479,21 @@ void Parser::alterAction(AlterTable& table) {
   if (accept("with")) table.actions.emplace_back(ChangeStorage{storageOptions()});
 }
 
+// `replace c default e`, `replace c decrypt_default e`
+void Parser::replaceAction(AlterTable& table) {
+  const Token& first = peek();
+  std::string column = name();
+  if (at("decrypt_default")) {
+    ColumnDefinition changed;
+    changed.name = std::move(column);
+    storageClause(changed.storage);
+    changed.range = from(first);
+    table.actions.emplace_back(ModifyColumn{std::move(changed)});
+    return;
+  }
+  table.actions.emplace_back(ReplaceDefault{std::move(column), defaultClause()});
+}
+
 // After a comma comes either another of the same kind or, with its own word, another action.
 void Parser::addActions(AlterTable& table) {
   do {
@@ -353,12 +507,19 @@ void Parser::addActions(AlterTable& table) {
   } while (acceptSymbol(","));
 }
 
+// Where `modify` names no type.
+bool Parser::atColumnClause() const {
+  static constexpr std::string_view kWords[] = {
+      "null", "not", "in", "off", "encrypt", "decrypt", "decrypt_default", "compressed", "default"};
+  return std::ranges::any_of(kWords, [&](std::string_view word) { return at(word); });
+}
+
 void Parser::modifyActions(AlterTable& table) {
   do {
     const Token& first = peek();
     ColumnDefinition column;
     column.name = name();
-    if (!at("null") && !at("not") && !at("in") && !at("off")) column.type = dataType();
+    if (!atColumnClause()) column.type = dataType();
     while (columnClause(column)) {
     }
     column.range = from(first);
