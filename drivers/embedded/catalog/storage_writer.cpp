@@ -65,7 +65,9 @@ constexpr int kList = 4;
 
 constexpr std::string_view kConditions = "N";
 constexpr std::string_view kDecryptDefault = "DD";
-constexpr int kEncryptionClass = 25;  ///< of sysattributes
+// Of sysattributes.
+constexpr int kProxyClass = 9;
+constexpr int kEncryptionClass = 25;
 
 std::string valueText(const tsql::StorageOption& option) {
   return option.value ? std::to_string(*option.value) : option.text;
@@ -148,6 +150,16 @@ void StorageWriter::applyIndex(const ObjectInfo& table, const tsql::CreateIndex&
                indid);
   }
   for (const tsql::Partition& partition : index.partitions) addPartition(table, *indid, partition);
+}
+
+void StorageWriter::applyProxy(const ObjectInfo& table, const tsql::CreateTable& statement) {
+  constexpr int kRemote = 0x400, kProxy = 0x800;
+  store_.run("UPDATE sysobjects SET sysstat2 = sysstat2 | ? WHERE id = ?", kRemote | kProxy,
+             table.id);
+  store_.run(
+      "INSERT INTO sysattributes(class, attribute, object_type, object_cinfo, object, char_value,"
+      " comments) VALUES (?, 1, 'OD', ?, ?, nullif(?, ''), nullif(?, ''))",
+      kProxyClass, table.name, table.id, statement.remoteObject, statement.proxyType);
 }
 
 // columns
@@ -359,7 +371,8 @@ void StorageWriter::remove(int tableId) {
       "SELECT object_info2 FROM sysattributes WHERE class = ? AND object = ?",
       [&](const Statement& row) { writer_.removeObject(row.number(0)); }, kEncryptionClass,
       tableId);
-  store_.run("DELETE FROM sysattributes WHERE class = ? AND object = ?", kEncryptionClass, tableId);
+  store_.run("DELETE FROM sysattributes WHERE class IN (?, ?) AND object = ?", kEncryptionClass,
+             kProxyClass, tableId);
 }
 
 }  // namespace kelvane::embedded

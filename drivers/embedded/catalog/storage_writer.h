@@ -48,6 +48,9 @@ class StorageWriter {
   void applyColumn(const ObjectInfo& table, std::string_view column,
                    const tsql::ColumnStorage& storage);
 
+  /// The remote object that a proxy table stands for.
+  void applyProxy(const ObjectInfo& table, const tsql::CreateTable& statement);
+
   void partition(const ObjectInfo& table, const tsql::Partitioning& partitioning);
   void unpartition(int tableId);
   void alterPartition(const ObjectInfo& table, const tsql::AlterPartition& action);

@@ -81,6 +81,10 @@ void TableWriter::addColumn(const ObjectInfo& table, const tsql::ColumnDefinitio
   }
   insertColumn(table, definition.name, type, computedId);
   if (computedId != 0) {
+    constexpr int kComputed = 0x10, kMaterialized = 0x20;
+    store_.run("UPDATE syscolumns SET status2 = ? WHERE id = ? AND name = ?",
+               kComputed | (definition.materialized ? kMaterialized : 0), table.id,
+               definition.name);
     store_.run(
         "INSERT INTO sysconstraints(colid, constrid, tableid, status)"
         " SELECT colid, ?, id, ? FROM syscolumns WHERE id = ? AND name = ?",

@@ -22,7 +22,6 @@ class Collector {
     for (const ColumnDefinition& column : table.columns) constraints(column.constraints);
     constraints(table.constraints);
     tableOptions(table.options);
-    if (table.proxy) parts.emplace_back("the remote object of a proxy table");
   }
   void operator()(const SelectStatement& select) {
     tableOptions(select.query->terms.front().select.intoStorage.options);

@@ -232,6 +232,17 @@ go
             "'with consumers' leaves no trace in the catalog and was ignored\n");
 }
 
+TEST(Dialect, ProxiesAndComputedColumns) {
+  Probe probe(
+      "create table t (a int, b as a + 1, c as a + 2 materialized)\n"
+      "create existing table p (a int) external table at 'S.db.dbo.p'\n");
+  EXPECT_EQ(probe.rows("select name, status2 from syscolumns where id = object_id('t')"),
+            "a | -\nb | 16\nc | 48\n");
+  EXPECT_EQ(probe.rows("select o.name, o.sysstat2 & 3072, a.char_value, a.comments"
+                       " from sysattributes a, sysobjects o where o.id = a.object and a.class = 9"),
+            "p | 3072 | S.db.dbo.p | table\n");
+}
+
 TEST(Dialect, Partitions) {
   Probe probe(R"(
 exec sp_addsegment s1, main, d
