@@ -109,6 +109,7 @@ class BatchRun {
   void select(const tsql::SelectStatement& statement);
   void assignFrom(const tsql::Select& select, Prepared& prepared);
   void selectInto(const tsql::SelectStatement& statement);
+  void selectIntoExisting(const tsql::SelectStatement& statement);
   Prepared& insertPlan(const tsql::Insert& statement);
   void insert(const tsql::Insert& statement);
   void insertExecuted(const tsql::Insert& statement, const WriteTarget& target);

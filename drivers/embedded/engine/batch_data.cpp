@@ -88,7 +88,27 @@ std::string BatchRun::rowTable(int tableId) {
   return server_.catalog.rowTable(tableId);
 }
 
+void BatchRun::selectIntoExisting(const SelectStatement& statement) {
+  Insert insert{statement.query->terms.front().select.into, {}, InsertDefaults{}};
+  const TranslationContext made = context();
+  WriteTarget target = Translator(made).writeTarget(insert.table);
+  if (!target.isTemporary()) target.sqliteTable = rowTable(target.id);
+  Prepared rows;
+  rows.plan = Translator(context()).selectInto(*statement.query);
+  bind(rows);
+  ResultSet found{rows.plan.columns, {}};
+  while (step(rows)) {
+    server_.countStep();
+    found.rows.push_back(rowOf(*rows.statement));
+  }
+  giveBack(rows);
+  std::vector<ResultSet> results;
+  results.push_back(std::move(found));
+  changed(insertResults(insert, target, results));
+}
+
 void BatchRun::selectInto(const SelectStatement& statement) {
+  if (statement.query->terms.front().select.intoExisting) return selectIntoExisting(statement);
   const ObjectName& into = statement.query->terms.front().select.into;
   const TranslationContext made = context();
   Prepared rows;

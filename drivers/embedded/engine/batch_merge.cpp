@@ -110,6 +110,7 @@ void BatchRun::runPart(const std::string& text, Outcome& outcome) {
 // Rows to insert are found before others change, and come last; rows to delete go before others
 // change what the conditions look at.
 void BatchRun::merge(const Merge& merge) {
+  Translator(context()).writeTarget(merge.target.name);
   int updates = 0;
   for (const MergeClause& clause : merge.clauses) updates += clause.assignments.empty() ? 0 : 1;
   if (updates > 1) {

@@ -292,6 +292,7 @@ struct Select {
   std::vector<SelectItem> items;
   ObjectName into;  ///< empty when absent
   TableStorage intoStorage;
+  bool intoExisting = false;  ///< `into existing table`: the rows are added
   std::vector<TableRefPtr> from;
   ExprPtr where;
   bool groupByAll = false;

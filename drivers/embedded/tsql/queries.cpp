@@ -82,7 +82,11 @@ Select Parser::select() {
   result.top = topClause();
   commaList([&] { result.items.push_back(selectItem()); });
   if (accept("into")) {
-    if (accept("existing")) accept("table");
+    result.intoExisting = at("existing") && at("table", 1);
+    if (result.intoExisting) {
+      take();
+      take();
+    }
     result.into = objectName();
     tableTail(result.intoStorage);
   }

@@ -344,6 +344,18 @@ go
                    " b = '' when matched then update set b = 'x'")
           .substr(0, 2),
       "0:");
+  EXPECT_EQ(told("merge into gone using sysobjects on 1 = 1 when matched then delete\n"),
+            "error 208 in line 1\n");
+}
+
+TEST(Dialect, SelectIntoAnExistingTable) {
+  Probe probe(
+      "create table t (a int)\ninsert t values (1)\ncreate table u (b varchar(9))\n"
+      "insert u values ('x')\ngo\nselect a + 1 as a into existing table t from t\n"
+      "select convert(varchar(9), a) as n into existing table u from t\n");
+  EXPECT_EQ(probe.rows("select a from t"), "1\n2\n");
+  EXPECT_EQ(probe.rows("select b from u order by b"), "1\n2\nx\n");
+  EXPECT_EQ(probe.refusal("select 1 as a into existing table nowhere").substr(0, 4), "208:");
 }
 
 TEST(Dialect, CursorsThatScrollAndRowsThatAreLimited) {
