@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cerrno>
 #include <fstream>
 #include <optional>
@@ -10,6 +11,7 @@
 #include "drivers/embedded/encoding.h"
 #include "drivers/embedded/engine/session.h"
 #include "drivers/embedded/tsql/parser.h"
+#include "drivers/embedded/tsql/scan.h"
 #include "drivers/embedded/tsql/script.h"
 #include "drivers/embedded/tsql/words.h"
 
@@ -33,6 +35,42 @@ std::string_view lineAt(std::string_view text, std::uint32_t line) {
     text.remove_prefix(end + 1);
   }
   return lineFrom(text);
+}
+
+// With stars in the place of passwords: of the text or word behind such a word, and of all texts of
+// a procedure that takes one.
+std::string withoutPasswords(std::string_view line) {
+  constexpr std::string_view kWords[] = {"passwd", "password", "passphrase"};
+  constexpr std::string_view kProcedures[] = {"sp_addlogin", "sp_password", "sp_addexternlogin",
+                                              "sp_addremotelogin"};
+  constexpr std::string_view kStars = "***";
+  bool hidesNext = false, hidesTexts = false;
+  std::string shown;
+  for (std::size_t at = 0; at < line.size();) {
+    const char c = line[at];
+    std::size_t end = at + 1;
+    const auto belongs = [](unsigned char letter) {
+      return std::isalnum(letter) != 0 || letter == '_' || letter >= 0x80;
+    };
+    if (c == '\'' || c == '"') {
+      end = std::min(tsql::endOfQuoted(line, at, c), line.size());
+      const std::string_view text = line.substr(at, end - at);
+      const bool hides = hidesNext || hidesTexts;
+      shown += hides ? c + std::string(kStars) + c : std::string(text);
+      hidesNext = false;
+    } else if (belongs(static_cast<unsigned char>(c))) {
+      while (end < line.size() && belongs(static_cast<unsigned char>(line[end]))) ++end;
+      const std::string word = tsql::lowerCase(line.substr(at, end - at));
+      const bool isWord = std::ranges::find(kWords, word) != std::end(kWords);
+      shown += hidesNext && !isWord ? kStars : line.substr(at, end - at);
+      hidesNext = isWord;
+      hidesTexts = hidesTexts || std::ranges::find(kProcedures, word) != std::end(kProcedures);
+    } else {
+      shown += c;
+    }
+    at = end;
+  }
+  return shown;
 }
 
 // Where the statements of a batch begin, found when a message asks for it.
@@ -98,7 +136,7 @@ class ScriptOutcome final : public Outcome {
     if (!notice.isError() && !listed) return;
     const std::uint32_t line = notice.line == 0 ? 1 : notice.line;
     ScriptNote note{std::string(name_), batch_->firstLine + line - 1, notice.message.number,
-                    notice.message.text, std::string(lines_->firstLineOf(line))};
+                    notice.message.text, withoutPasswords(lines_->firstLineOf(line))};
     auto& notes = notice.alreadyGone || listed ? report_.notes : report_.errors;
     if (notes.size() > kMostNotes) return;
     if (notes.size() == kMostNotes)

@@ -126,6 +126,7 @@ struct Cursor {
   std::optional<ResultSet> rows;  ///< while it is open
   std::size_t next = 0;           ///< the row behind the one that it stands on
   std::int64_t fetched = 0;
+  bool scroll = false;
 };
 
 /// `set` options; they stay for the session.

@@ -67,7 +67,7 @@ TEST(Global, TellTheEndOfACursor) {
 
 TEST(Global, TellWhereAScrollingCursorStands) {
   Probe probe(kThreeRows);
-  probe.ask("declare c cursor for select a from t order by a");
+  probe.ask("declare c scroll cursor for select a from t order by a");
   EXPECT_EQ(probe.rows("declare @a int, @b int, @c int, @d int, @e int "
                        "open c fetch last from c into @a fetch prior from c into @b "
                        "fetch first from c into @c fetch absolute -1 from c into @d "
