@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cerrno>
 #include <fstream>
 #include <optional>
@@ -10,6 +11,7 @@
 #include "drivers/embedded/encoding.h"
 #include "drivers/embedded/engine/session.h"
 #include "drivers/embedded/tsql/parser.h"
+#include "drivers/embedded/tsql/scan.h"
 #include "drivers/embedded/tsql/script.h"
 #include "drivers/embedded/tsql/words.h"
 
@@ -35,36 +37,42 @@ std::string_view lineAt(std::string_view text, std::uint32_t line) {
   return lineFrom(text);
 }
 
-// Words with a password somewhere behind them.
-constexpr std::string_view kBeforePasswords[] = {"password",
-                                                 "passwd",
-                                                 "sp_addlogin",
-                                                 "sp_addexternlogin",
-                                                 "sp_encryption",
-                                                 "sp_addremotelogin",
-                                                 "sp_config_rep_agent",
-                                                 "sp_ldapadmin",
-                                                 "sp_ssladmin",
-                                                 "sp_companion",
-                                                 "sp_ha_admin",
-                                                 "sp_replication_path"};
-
-// Behind the first of those words; none if there is none.
-std::size_t beginOfSecret(std::string_view text) {
-  const std::string lower = tsql::lowerCase(text);
-  std::size_t first = std::string::npos;
-  for (const std::string_view word : kBeforePasswords) {
-    const std::size_t at = lower.find(word);
-    if (at != std::string::npos) first = std::min(first, at + word.size());
-  }
-  return first;
-}
-
-// Messages go to logs, where a password must not be.
+// With stars in the place of passwords: of the text or word behind such a word. A call of a
+// procedure that takes one ends with its name.
 std::string withoutPasswords(std::string_view line) {
-  const std::size_t secret = beginOfSecret(line);
-  if (secret >= line.size()) return std::string(line);
-  return std::string(line.substr(0, secret)) + " ...";
+  constexpr std::string_view kWords[] = {"passwd", "password", "passphrase"};
+  constexpr std::string_view kProcedures[] = {
+      "sp_addlogin",  "sp_password",   "sp_addexternlogin",   "sp_addremotelogin",
+      "sp_companion", "sp_encryption", "sp_config_rep_agent", "sp_ha_admin",
+      "sp_ldapadmin", "sp_ssladmin",   "sp_passwordpolicy",   "sp_replication_path"};
+  constexpr std::string_view kStars = "***";
+  bool hidesNext = false;
+  std::string shown;
+  for (std::size_t at = 0; at < line.size();) {
+    const char c = line[at];
+    std::size_t end = at + 1;
+    const auto belongs = [](unsigned char letter) {
+      return std::isalnum(letter) != 0 || letter == '_' || letter >= 0x80;
+    };
+    if (c == '\'' || c == '"') {
+      end = std::min(tsql::endOfQuoted(line, at, c), line.size());
+      const std::string_view text = line.substr(at, end - at);
+      shown += hidesNext ? c + std::string(kStars) + c : std::string(text);
+      hidesNext = false;
+    } else if (belongs(static_cast<unsigned char>(c))) {
+      while (end < line.size() && belongs(static_cast<unsigned char>(line[end]))) ++end;
+      const std::string word = tsql::lowerCase(line.substr(at, end - at));
+      const bool isWord = std::ranges::find(kWords, word) != std::end(kWords);
+      shown += hidesNext && !isWord ? kStars : line.substr(at, end - at);
+      hidesNext = isWord;
+      const bool takesPassword = std::ranges::find(kProcedures, word) != std::end(kProcedures);
+      if (takesPassword) return shown + " ...";
+    } else {
+      shown += c;
+    }
+    at = end;
+  }
+  return shown;
 }
 
 // Where the statements of a batch begin, found when a message asks for it.
@@ -80,8 +88,7 @@ class StatementLines {
     const auto after = std::ranges::upper_bound(begins_, line, {}, &Begin::line);
     if (after != begins_.begin()) return withoutPasswords(lineFrom(batch_.substr((after - 1)->at)));
     // The line may hold the password of a statement that began before it.
-    const bool isSafe = beginOfSecret(batch_) == std::string::npos;
-    return isSafe ? std::string(lineAt(batch_, line)) : std::string();
+    return std::string(lineAt(withoutPasswords(batch_), line));
   }
 
  private:

@@ -278,7 +278,7 @@ ColumnType Catalog::resolveType(const tsql::DataType& type, const Caller& caller
   // Only the built-in names may come in any case: a user type is as case-sensitive as a table.
   const SystemType* system =
       type.owner.empty() ? findSystemType(tsql::lowerCase(type.name)) : nullptr;
-  if (system != nullptr) {
+  if (system != nullptr && options_.has(system->since)) {
     const TypeKind kind = *system->kind;
     const ColumnType declared = declaredType(kind, type.length, type.scale, false);
     const bool hasPrecision = kind == TypeKind::Numeric || kind == TypeKind::Decimal;

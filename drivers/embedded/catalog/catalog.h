@@ -208,6 +208,7 @@ class Catalog {
                    const RowValues& values, const Caller& caller);
   /// For `select into`; returns the new table.
   ObjectInfo createTable(const tsql::ObjectName& name, const std::vector<NamedColumn>& columns,
+                         const tsql::TableStorage& storage, std::string_view text,
                          const Caller& caller);
   void alterTable(const tsql::AlterTable& statement, std::string_view text, const RowValues& values,
                   const Caller& caller);
@@ -217,6 +218,8 @@ class Catalog {
   /// `columns` is the select list with its types; the statement's column names override.
   void createView(const tsql::CreateView& statement, std::string_view text,
                   const std::vector<NamedColumn>& columns, const Caller& caller);
+  void createPrecomputed(const tsql::CreatePrecomputed& statement, std::string_view text,
+                         const std::vector<NamedColumn>& columns, const Caller& caller);
   void createProcedure(const tsql::CreateProcedure& statement, std::string_view text,
                        const Caller& caller);
   void createFunction(const tsql::CreateFunction& statement, std::string_view text,
@@ -230,6 +233,9 @@ class Catalog {
   /// Names of temporary tables must have been taken out.
   void drop(const tsql::Drop& statement, const Caller& caller);
   void permission(const tsql::Permission& statement, const Caller& caller);
+  void encryptionKey(const tsql::EncryptionKey& statement, const Caller& caller);
+  void modifyOwner(const tsql::ModifyOwner& statement, const Caller& caller);
+  void createLogin(const tsql::CreateLogin& statement, const Caller& caller);
   void createDatabase(std::string_view name, const Caller& caller);
   void createRole(std::string_view name, const Caller& caller);
 

@@ -57,8 +57,8 @@ int replaced(CatalogWriter& writer, std::string_view name, int uid, std::string_
   const SysObject* object = records.object(name, uid);
   if (object == nullptr || object->type != type) return 0;
   const int id = object->id;
-  const bool isOfTable = records.constraints.first<&SysConstraint::constrid>(id) != nullptr ||
-                         records.isInline(id);
+  const bool isOfTable =
+      records.constraints.first<&SysConstraint::constrid>(id) != nullptr || records.isInline(id);
   if (isOfTable) return 0;
   records.columns.eraseAll<&SysColumn::id>(id);
   records.comments.eraseAll<&SysComment::id>(id);
@@ -71,6 +71,32 @@ void addTextObject(CatalogWriter& writer, const tsql::ObjectName& name, std::str
   int id = orReplace ? replaced(writer, name.name, uid, type) : 0;
   if (id == 0) id = writer.addObject({.name = name.name, .type = type, .uid = uid});
   writer.saveText(id, 0, text);
+}
+
+/// The columns of a view; `given` are their names where it names them itself.
+void addColumns(CatalogWriter& writer, int id, std::string_view view,
+                const std::vector<std::string>& given, const std::vector<NamedColumn>& columns) {
+  if (!given.empty() && given.size() != columns.size()) {
+    writer.fail(4502, "View '", view, "' has ", given.size(), " column names specified for ",
+                columns.size(), " columns defined.");
+  }
+  std::set<std::string_view> names;
+  int colid = 0;
+  for (const NamedColumn& column : columns) {
+    const std::string& name = given.empty() ? column.name : given[static_cast<std::size_t>(colid)];
+    ++colid;
+    if (name.empty()) {
+      writer.fail(4511, "Create View failed because no column name was specified for column ",
+                  colid, ".");
+    }
+    if (!names.insert(name).second) {
+      writer.fail(4506, "Column names in each view must be unique. Column name '", name,
+                  "' in view '", view, "' is specified more than once.");
+    }
+    ColumnType type = column.type;
+    type.identity = false;
+    insertColumn(writer, id, {.name = name, .type = type, .colid = colid});
+  }
 }
 
 /// Points the table at the trigger for its events. A trigger that thereby has no event left goes.
@@ -101,33 +127,23 @@ void Catalog::createView(const tsql::CreateView& statement, std::string_view tex
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
   const std::string& view = statement.name.name;
-  if (!statement.columns.empty() && statement.columns.size() != columns.size()) {
-    writer.fail(4502, "View '", view, "' has ", statement.columns.size(),
-                " column names specified for ", columns.size(), " columns defined.");
-  }
   const int uid = writer.ownerFor(statement.name);
   int id = statement.orReplace ? replaced(writer, view, uid, object_type::kView) : 0;
   if (id == 0) id = writer.addObject({.name = view, .type = object_type::kView, .uid = uid});
   writer.saveText(id, 0, text);
-  std::set<std::string_view> names;
-  int colid = 0;
-  for (const NamedColumn& column : columns) {
-    const std::string& name = statement.columns.empty()
-                                  ? column.name
-                                  : statement.columns[static_cast<std::size_t>(colid)];
-    ++colid;
-    if (name.empty()) {
-      writer.fail(4511, "Create View failed because no column name was specified for column ",
-                  colid, ".");
-    }
-    if (!names.insert(name).second) {
-      writer.fail(4506, "Column names in each view must be unique. Column name '", name,
-                  "' in view '", view, "' is specified more than once.");
-    }
-    ColumnType type = column.type;
-    type.identity = false;
-    insertColumn(writer, id, {.name = name, .type = type, .colid = colid});
-  }
+  addColumns(writer, id, view, statement.columns, columns);
+  savepoint.keep();
+}
+
+void Catalog::createPrecomputed(const tsql::CreatePrecomputed& statement, std::string_view text,
+                                const std::vector<NamedColumn>& columns, const Caller& caller) {
+  Savepoint savepoint(store_);
+  CatalogWriter writer(*this, caller);
+  const int uid = writer.ownerFor(statement.name);
+  const int id = writer.addObject(
+      {.name = statement.name.name, .type = object_type::kPrecomputed, .uid = uid});
+  writer.saveText(id, 0, text);
+  addColumns(writer, id, statement.name.name, statement.columns, columns);
   savepoint.keep();
 }
 
@@ -160,11 +176,17 @@ void Catalog::createProcedure(const tsql::CreateProcedure& statement, std::strin
                   " already exists in the database. Choose another procedure name.");
     }
   }
+  const bool isExtended = !statement.external.empty() && !statement.java;
   if (id == 0) {
-    id = writer.addObject({.name = name, .type = object_type::kProcedure, .uid = uid});
+    constexpr int kJavaProcedure = 0x2000000;
+    id = writer.addObject(
+        {.name = name,
+         .type = isExtended ? object_type::kExtendedProcedure : object_type::kProcedure,
+         .uid = uid,
+         .sysstat2 = statement.external.empty() || isExtended ? 0 : kJavaProcedure});
   }
   insertParameters(writer, id, statement.number, statement.parameters);
-  writer.saveText(id, statement.number, text);
+  writer.saveText(id, statement.number, isExtended ? std::string_view(statement.external) : text);
   savepoint.keep();
 }
 
@@ -173,12 +195,10 @@ void Catalog::createFunction(const tsql::CreateFunction& statement, std::string_
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
   const int uid = writer.ownerFor(statement.name);
-  int id =
-      statement.orReplace ? replaced(writer, statement.name.name, uid, object_type::kFunction) : 0;
-  if (id == 0) {
-    id =
-        writer.addObject({.name = statement.name.name, .type = object_type::kFunction, .uid = uid});
-  }
+  const std::string_view type =
+      statement.external.empty() ? object_type::kFunction : object_type::kJavaFunction;
+  int id = statement.orReplace ? replaced(writer, statement.name.name, uid, type) : 0;
+  if (id == 0) id = writer.addObject({.name = statement.name.name, .type = type, .uid = uid});
   insertParameters(writer, id, 1, statement.parameters);
   resolveType(statement.returns, caller);
   writer.saveText(id, 0, text);

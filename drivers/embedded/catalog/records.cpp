@@ -108,7 +108,12 @@ Described<SysColumn> describe() {
            fieldOf<&R::status2>("status2"),
            fieldOf<&R::status3>("status3"),
            fieldOf<&R::computedcol>("computedcol"),
+           fieldOf<&R::encrtype>("encrtype"),
+           fieldOf<&R::encrlen>("encrlen"),
            fieldOf<&R::encrkeyid>("encrkeyid"),
+           fieldOf<&R::encrkeydb>("encrkeydb"),
+           fieldOf<&R::encrdate>("encrdate"),
+           fieldOf<&R::inrowlen>("inrowlen"),
            fieldOf<&R::lobcomp_lvl>("lobcomp_lvl")},
           {lookupOf<&R::id>("id", 20), lookupOf<&R::cdefault>("cdefault", 10, true),
            lookupOf<&R::domain>("domain", 10, true)}};

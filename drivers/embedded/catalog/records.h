@@ -90,8 +90,13 @@ struct SysColumn {
   std::optional<int> status2;
   std::optional<int> status3;
   std::optional<int> computedcol;
+  std::optional<int> encrtype;
+  std::optional<int> encrlen;
   std::optional<int> encrkeyid;
+  std::optional<std::string> encrkeydb;
+  std::optional<std::int64_t> encrdate;
   std::optional<int> lobcomp_lvl;
+  std::optional<int> inrowlen;
 
   /// A key that is an expression.
   bool isHidden() const { return (status3.value_or(0) & 1) != 0; }

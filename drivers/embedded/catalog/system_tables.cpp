@@ -259,8 +259,9 @@ void describeSystemTable(Database& store, const SystemTable& table) {
   }
 }
 
-void fillTypes(Database& store, bool isAtLeast15) {
+void fillTypes(Database& store, const CatalogOptions& options) {
   for (const SystemType& type : systemTypes()) {
+    if (!options.has(type.since)) continue;
     const bool variable = type.kind && (isCharacter(*type.kind) || isBinary(*type.kind)) &&
                           type.storageCode == type.nullableCode && !isLong(*type.kind);
     store.run(
@@ -268,7 +269,7 @@ void fillTypes(Database& store, bool isAtLeast15) {
         " VALUES (?, ?, ?, ?, ?, ?, ?, ?)",
         kDboUid, type.userType, variable ? 1 : 0, type.kind == TypeKind::Bit ? 0 : 1,
         type.storageCode, type.length, type.name,
-        isAtLeast15 ? fullHierarchy(type) : type.hierarchy);
+        options.isAtLeast15() ? fullHierarchy(type) : type.hierarchy);
   }
 }
 
@@ -311,7 +312,7 @@ void createSystemTables(Database& store, const CatalogOptions& options,
   for (const SystemTable& table : systemTables()) {
     if (!table.inMaster) describeSystemTable(store, table);
   }
-  fillTypes(store, options.isAtLeast15());
+  fillTypes(store, options);
   if (options.isAtLeast15()) {
     store.run(
         "INSERT INTO systypes(uid, usertype, variable, allownulls, type, length, name, hierarchy)"

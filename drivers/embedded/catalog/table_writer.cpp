@@ -87,6 +87,10 @@ void TableWriter::addColumn(const ObjectInfo& table, const tsql::ColumnDefinitio
   }
   const int colid = insertColumn(table, definition.name, type, computedId);
   if (computedId != 0) {
+    constexpr int kComputed = 0x10, kMaterialized = 0x20;
+    records_.changeColumn(table.id, colid, [&](SysColumn& column) {
+      column.status2 = kComputed | (definition.materialized ? kMaterialized : 0);
+    });
     records_.constraints.insert({.colid = colid,
                                  .constrid = computedId,
                                  .tableid = table.id,

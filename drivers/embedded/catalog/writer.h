@@ -15,13 +15,16 @@ inline constexpr std::string_view kTable = "U";
 inline constexpr std::string_view kSystemTable = "S";
 inline constexpr std::string_view kView = "V";
 inline constexpr std::string_view kProcedure = "P";
-inline constexpr std::string_view kExtendedProcedure = "XP";
 inline constexpr std::string_view kFunction = "SF";
 inline constexpr std::string_view kTrigger = "TR";
 inline constexpr std::string_view kDefault = "D";
 inline constexpr std::string_view kRule = "R";
 inline constexpr std::string_view kReference = "RI";
 inline constexpr std::string_view kComputed = "C";
+inline constexpr std::string_view kEncryptionKey = "EK";
+inline constexpr std::string_view kExtendedProcedure = "XP";
+inline constexpr std::string_view kJavaFunction = "F";
+inline constexpr std::string_view kPrecomputed = "RS";
 }  // namespace object_type
 
 /// A text of strings and integers.

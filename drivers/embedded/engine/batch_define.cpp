@@ -6,6 +6,7 @@
 #include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/star_expansion.h"
+#include "drivers/embedded/engine/statement_kinds.h"
 #include "drivers/embedded/engine/walk.h"
 #include "drivers/embedded/tsql/words.h"
 
@@ -34,13 +35,31 @@ void BatchRun::dropObjects(const Drop& statement) {
   if (failure) throw *failure;
 }
 
-void BatchRun::createView(const CreateView& view, std::string_view text) {
+std::vector<NamedColumn> BatchRun::viewColumns(const Query& query) {
   const TranslationContext made = context();
-  const Plan plan = Translator(made).select(*view.query);
+  const Plan plan = Translator(made).select(query);
   std::vector<NamedColumn> columns;
   columns.reserve(plan.columns.size());
   for (const ResultColumn& column : plan.columns) columns.push_back({column.name, column.type});
-  server_.catalog.createView(view, text, columns, session_.caller);
+  return columns;
+}
+
+void BatchRun::permission(const Permission& statement) {
+  const auto isVariable = [](const std::string& name) { return name.starts_with('@'); };
+  if (std::ranges::none_of(statement.grantees, isVariable)) {
+    return server_.catalog.permission(statement, session_.caller);
+  }
+  Permission named = statement;
+  for (std::string& grantee : named.grantees) {
+    if (!isVariable(grantee)) continue;
+    const auto found = variables_.find(grantee);
+    if (found == variables_.end()) {
+      throw ServerError(137, 15, 2, "Must declare variable '" + grantee + "'.",
+                        session_.caller.line);
+    }
+    grantee = isNull(found->second.value) ? "" : textOf(found->second.value, found->second.type, 0);
+  }
+  server_.catalog.permission(named, session_.caller);
 }
 
 namespace {
@@ -163,14 +182,25 @@ void BatchRun::define(const tsql::Statement& statement) {
                    savepoint.keep();
                  },
                  [&](const CreateIndex& s) { catalog.createIndex(s, text, rowValues(), caller); },
-                 [&](const CreateView& s) { createView(s, stored()); },
+                 [&](const CreateView& s) {
+                   catalog.createView(s, stored(), viewColumns(*s.query), caller);
+                 },
+                 [&](const CreatePrecomputed& s) {
+                   catalog.createPrecomputed(s, statement.range.in(text), viewColumns(*s.query),
+                                             caller);
+                 },
                  [&](const CreateProcedure& s) { catalog.createProcedure(s, stored(), caller); },
                  [&](const CreateFunction& s) { catalog.createFunction(s, stored(), caller); },
                  [&](const CreateTrigger& s) { catalog.createTrigger(s, stored(), caller); },
                  [&](const CreateRule& s) { catalog.createRule(s, text, caller); },
                  [&](const CreateDefault& s) { catalog.createDefault(s, text, caller); },
-                 [&](const Permission& s) { catalog.permission(s, caller); },
-                 [](const auto&) {},
+                 [&](const Permission& s) { permission(s); },
+                 [&](const CreateLogin& s) { catalog.createLogin(s, caller); },
+                 [&](const EncryptionKey& s) { catalog.encryptionKey(s, caller); },
+                 [&](const ModifyOwner& s) { catalog.modifyOwner(s, caller); },
+                 // Both are done above.
+                 [](const OneOf<Drop, CreateSchema> auto&) {},
+                 []<class Node>(const Node&) requires(!Definition<Node>){},
              },
              statement.node);
 }

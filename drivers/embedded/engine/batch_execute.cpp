@@ -48,6 +48,11 @@ void BatchRun::executeProcedure(const Execute& execute, Outcome& outcome) {
   auto object = server_.catalog.findObject(name, session_.caller);
   if (object && object->type == "P") {
     executeStored(execute, *object, outcome);
+  } else if (object && object->type == "XP") {
+    throw ServerError(kNotSupported, 16, 1,
+                      "The embedded catalog cannot execute '" + name.name +
+                          "', which is in a library of its own.",
+                      line);
   } else {
     executeSystem(execute, name.name, outcome);
   }
@@ -109,6 +114,12 @@ void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure
   if (!stored) throw procedureNotFound(procedure.name + ";" + std::to_string(execute.number), line);
   const auto* create = std::get_if<CreateProcedure>(&stored->statements.front()->node);
   if (create == nullptr) return;
+  if (!create->external.empty()) {
+    throw ServerError(
+        kNotSupported, 16, 1,
+        "The embedded catalog cannot execute '" + procedure.name + "', which is written in Java.",
+        line);
+  }
   const Level level(session_, line, procedure.id);
   CalledOutcome called(outcome, line);
   BatchRun body(session_, stored, called);

@@ -216,7 +216,7 @@ constexpr auto kGlobals = std::to_array<Global>({
     number("textptnid", 0, kSince15),
     null("textptr", Bytes16),
     number("textptr_parameters", 0, kSince15),
-    number("textsize", 32768),
+    changing("textsize", Int, [](const Session& s) -> Cell { return s.options.textSize; }),
     null("textts", Bytes8),
     number("thresh_hysteresis", 64),
     number("timeticks", 100000),

@@ -126,6 +126,7 @@ struct Cursor {
   std::optional<ResultSet> rows;  ///< while it is open
   std::size_t next = 0;           ///< the row behind the one that it stands on
   std::int64_t fetched = 0;
+  bool scroll = false;
 };
 
 /// `set` options; they stay for the session.
@@ -138,6 +139,7 @@ struct SessionOptions {
   /// Whether a statement that touches rows begins a transaction where there is none.
   bool chained = false;
   std::int64_t isolation = 1;
+  std::int64_t textSize = 32768;
   std::uint64_t rowLimit = 0;
   std::string identityInsertTable;
 };

@@ -199,6 +199,9 @@ SqlValue Translator::unary(const Unary& unary, const Expr& expr, const Scope* sc
   if (complement && operand.type.kind == TypeKind::Ubigint) {
     return {"unsigned_result('^', " + operand.sql + ", '18446744073709551615')", operand.type};
   }
+  if (operand.type.kind == TypeKind::Ubigint) {
+    return {"unsigned_result('-', 0, " + operand.sql + ")", operand.type};
+  }
   if (isWide(operand.type) && !complement) {
     return {exactly('-', {"0", intType()}, operand, operand.type), operand.type};
   }
@@ -340,8 +343,11 @@ SqlValue Translator::binary(const Binary& binary, const Expr& expr, const Scope*
   if (op == '/' && !isInteger(type.kind)) a = "CAST(" + a + " AS REAL)";
   std::string sql = "(" + a + " " + op + " " + b + ")";
   const bool mayOverflow = op == '+' || op == '-' || op == '*';
-  if (mayOverflow && type.kind == TypeKind::Int) sql = "in_int" + sql;
-  if (mayOverflow && type.kind == TypeKind::Bigint) sql = "in_bigint" + sql;
+  if (mayOverflow && type.kind == TypeKind::Bigint) {
+    sql = "in_bigint" + sql;
+  } else if (mayOverflow && isInteger(type.kind)) {
+    sql = "in_range(" + sql + ", " + std::to_string(static_cast<int>(type.kind)) + ")";
+  }
   SqlValue result{std::move(sql), type};
   result.isLiteral = false;
   return result;

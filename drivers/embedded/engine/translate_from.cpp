@@ -113,9 +113,18 @@ Source Translator::viewSource(const ObjectInfo& view, Source source) {
   }
   const SourceText stored = context_.catalog.source(view.id);
   const StatementList batch = parseBatch(stored.text, stored.options());
-  const auto* create = std::get_if<CreateView>(&batch.front()->node);
-  if (create == nullptr) throw ServerError(4401, 16, 1, "View " + view.name + " has no text.", 0);
-  const QueryText text = query(*create->query, nullptr, QueryUse::Values);
+  const Query* definition = nullptr;
+  if (!batch.empty()) {
+    const auto* plain = std::get_if<CreateView>(&batch.front()->node);
+    const auto* kept = std::get_if<CreatePrecomputed>(&batch.front()->node);
+    definition = plain != nullptr  ? plain->query.get()
+                 : kept != nullptr ? kept->query.get()
+                                   : nullptr;
+  }
+  if (definition == nullptr) {
+    throw ServerError(4401, 16, 1, "View " + view.name + " has no text.", 0);
+  }
+  const QueryText text = query(*definition, nullptr, QueryUse::Values);
   --viewDepth_;
   source.sqliteTable = "(" + text.sql + ")";
   const auto named = this->columns(view.id);
@@ -165,7 +174,7 @@ Source Translator::sourceOf(const NamedTable& table) {
     Caller caller = context_.caller;
     caller.line = name.range.line;
     const ObjectInfo object = context_.catalog.requireObject(name, caller);
-    if (object.type == "V") return viewSource(object, std::move(source));
+    if (object.type == "V" || object.type == "RS") return viewSource(object, std::move(source));
     if (object.sqliteTable.empty()) {
       throw ServerError(208, 16, 1,
                         name.name +

@@ -286,6 +286,8 @@ class Translator {
   int viewCount_ = 0;
 };
 
+/// 174
+tsql::ServerError wrongCount(const std::string& name, std::uint32_t line);
 /// `'it''s'`
 std::string quotedText(std::string_view text);
 /// `"name"`

@@ -235,9 +235,8 @@ exec sp_addlogin
   nil, 'secret', 'secret'
 exec sp_addlogin ann, 'secret', main exec sp_addlogin ann, 'secret', main
 go
-create table t (
-  a nonsense(1), 'secret')
-exec sp_addlogin bob, 'secret'
+exec sp_addlogin
+  bob, 'secret' select select
 )");
   EXPECT_GE(report.errors.size(), 3U);
   EXPECT_EQ(report.notes.size(), 2U);
