@@ -155,6 +155,8 @@ class BatchRun {
   void define(const tsql::Statement& statement);
   void createSchema(const tsql::CreateSchema& schema);
   RowValues rowValues();
+  void keepWithoutColumns(const tsql::CreateView& view, std::string_view text,
+                          const UnknownDatabase& error);
   std::vector<NamedColumn> viewColumns(const tsql::Query& query);
   /// With the names in its variables.
   void permission(const tsql::Permission& statement);

@@ -120,6 +120,23 @@ class UserTransaction {
   Savepoint savepoint_;
 };
 
+class Session;
+
+/// While it lives a session is in the database that a name leads to, if the server has it.
+class InDatabase {
+ public:
+  InDatabase(Session& session, const std::string& database);
+  ~InDatabase();
+  InDatabase(const InDatabase&) = delete;
+  InDatabase& operator=(const InDatabase&) = delete;
+
+ private:
+  Session& session_;
+  bool isElsewhere_;
+  std::string database_;
+  int uid_;
+};
+
 struct Cursor {
   std::shared_ptr<ParsedBatch> batch;  ///< keeps the query alive
   const tsql::Query* query = nullptr;
@@ -227,6 +244,10 @@ class Session {
   /// Among all that the server has had.
   int number() const { return number_; }
 
+  /// What runs now runs for this session, in its database.
+  void takeOver();
+  /// Goes to another database, where its user may have another number.
+  void enter(const std::string& database);
   /// How the next batch is read.
   tsql::ParseOptions parseOptions() const;
   void dropTemporary(const std::string& name);

@@ -394,7 +394,7 @@ SqlValue Translator::scalarSubquery(const Query& inner, const Scope* scope) {
 }
 
 SqlValue Translator::convertValue(const Convert& convert, const Expr& expr, const Scope* scope) {
-  ColumnType type = context_.catalog.resolveType(convert.type, context_.caller);
+  ColumnType type = context_.catalog.resolveType(convert.type, caller_);
   if (!convert.type.length && !isLong(type.kind) && type.userType < 100 &&
       (isCharacter(type.kind) || isBinary(type.kind)) && type.kind != TypeKind::Sysname &&
       type.kind != TypeKind::Timestamp) {

@@ -84,7 +84,8 @@ struct FunctionRule;  // builtins.h
 
 class Translator {
  public:
-  explicit Translator(const TranslationContext& context) : context_(context) {}
+  explicit Translator(const TranslationContext& context)
+      : context_(context), caller_(context.caller) {}
 
   Plan select(const tsql::Query& query);
   /// The columns that the new table gets have the identity property where it is passed on.
@@ -271,6 +272,7 @@ class Translator {
                          const std::set<int>* changed, Plan& plan);
 
   const TranslationContext& context_;
+  Caller caller_;  ///< within a view, in the view's database
   std::vector<Parameter> parameters_;
   std::vector<NullAssumption> assumptions_;
   std::vector<TemporaryUse> temporaries_;
