@@ -50,7 +50,8 @@ Described<SysObject> describe() {
            fieldOf<&R::deltrig>("deltrig"), fieldOf<&R::instrig>("instrig"),
            fieldOf<&R::updtrig>("updtrig"), fieldOf<&R::seltrig>("seltrig"),
            fieldOf<&R::ckfirst>("ckfirst"), fieldOf<&R::loginame>("loginame"),
-           fieldOf<&R::sysstat3>("sysstat3"), fieldOf<&R::lobcomp_lvl>("lobcomp_lvl")},
+           fieldOf<&R::identburnmax>("identburnmax"), fieldOf<&R::sysstat3>("sysstat3"),
+           fieldOf<&R::lobcomp_lvl>("lobcomp_lvl")},
           {lookupOf<&R::id>("id", 1), lookupOf<&R::name>("name", 2),
            lookupOf<&R::deltrig>("deltrig", 2, true)}};
 }
@@ -60,15 +61,27 @@ Described<SysIndex> describe() {
   using R = SysIndex;
   return {"sysindexes",
           kObjects,
-          {fieldOf<&R::name>("name"), fieldOf<&R::id>("id"), fieldOf<&R::indid>("indid"),
-           fieldOf<&R::doampg>("doampg"), fieldOf<&R::ioampg>("ioampg"),
-           fieldOf<&R::status2>("status2"), fieldOf<&R::segment>("segment"),
-           fieldOf<&R::status>("status"), fieldOf<&R::maxrowsperpage>("maxrowsperpage"),
-           fieldOf<&R::keycnt>("keycnt"), fieldOf<&R::base_partition>("base_partition"),
-           fieldOf<&R::fill_factor>("fill_factor"), fieldOf<&R::res_page_gap>("res_page_gap"),
-           fieldOf<&R::exp_rowsize>("exp_rowsize"), fieldOf<&R::identitygap>("identitygap"),
-           fieldOf<&R::crdate>("crdate"), fieldOf<&R::status3>("status3"),
-           fieldOf<&R::partitiontype>("partitiontype"), fieldOf<&R::conditionid>("conditionid")},
+          {fieldOf<&R::name>("name"),
+           fieldOf<&R::id>("id"),
+           fieldOf<&R::indid>("indid"),
+           fieldOf<&R::doampg>("doampg"),
+           fieldOf<&R::ioampg>("ioampg"),
+           fieldOf<&R::status2>("status2"),
+           fieldOf<&R::segment>("segment"),
+           fieldOf<&R::status>("status"),
+           fieldOf<&R::maxrowsperpage>("maxrowsperpage"),
+           fieldOf<&R::keycnt>("keycnt"),
+           fieldOf<&R::base_partition>("base_partition"),
+           fieldOf<&R::fill_factor>("fill_factor"),
+           fieldOf<&R::res_page_gap>("res_page_gap"),
+           fieldOf<&R::exp_rowsize>("exp_rowsize"),
+           fieldOf<&R::identitygap>("identitygap"),
+           fieldOf<&R::crdate>("crdate"),
+           fieldOf<&R::status3>("status3"),
+           fieldOf<&R::partitiontype>("partitiontype"),
+           fieldOf<&R::conditionid>("conditionid"),
+           fieldOf<&R::conopt_thld>("conopt_thld"),
+           fieldOf<&R::plldegree>("plldegree")},
           {lookupOf<&R::id>("id", 3), lookupOf<&R::name>("name", 2)}};
 }
 
@@ -132,16 +145,42 @@ Described<SysProcedure> describe() {
           {lookupOf<&R::id>("id", 1)}};
 }
 
+bool isHidden(const SysComment& piece) {
+  return (piece.status.value_or(0) & comment_status::kHidden) != 0;
+}
+
+/// What stands for a hidden text: as long for every piece, and the same only for the same text.
+std::string hiddenText(const SysComment& piece) {
+  std::uint64_t hash = 0xCBF29CE484222325;  // FNV-1a
+  for (const char c : piece.text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3;
+  std::string text;
+  for (int shift = 60; shift >= 0; shift -= 4) text += "0123456789abcdef"[(hash >> shift) & 15];
+  return text;
+}
+
+/// Who runs a hidden text needs it; who reads it through SQL does not get it.
+Field<SysComment> textField() {
+  return {"text",
+          [](const SysComment& piece, std::size_t) -> Cell {
+            return isHidden(piece) ? hiddenText(piece) : piece.text;
+          },
+          [](SysComment& piece, std::size_t, const Cell& value) {
+            const auto* text = std::get_if<std::string>(&value);
+            const bool isUnchanged =
+                isHidden(piece) && text != nullptr && *text == hiddenText(piece);
+            if (!isUnchanged) field::fromCell(piece.text, value);
+          }};
+}
+
 template <>
 Described<SysComment> describe() {
   using R = SysComment;
-  return {
-      "syscomments",
-      kObjects,
-      {fieldOf<&R::id>("id"), fieldOf<&R::number>("number"), fieldOf<&R::colid>("colid"),
-       fieldOf<&R::texttype>("texttype"), fieldOf<&R::text>("text"), fieldOf<&R::colid2>("colid2"),
-       fieldOf<&R::status>("status"), fieldOf<&R::partitionid>("partitionid")},
-      {lookupOf<&R::id>("id", 3)}};
+  return {"syscomments",
+          kObjects,
+          {fieldOf<&R::id>("id"), fieldOf<&R::number>("number"), fieldOf<&R::colid>("colid"),
+           fieldOf<&R::texttype>("texttype"), textField(), fieldOf<&R::colid2>("colid2"),
+           fieldOf<&R::status>("status"), fieldOf<&R::partitionid>("partitionid")},
+          {lookupOf<&R::id>("id", 3)}};
 }
 
 template <>

@@ -33,6 +33,7 @@ struct SysObject {
   int seltrig = 0;
   int ckfirst = 0;
   std::optional<std::string> loginame;
+  std::optional<std::int64_t> identburnmax;
   std::optional<int> sysstat3;
   std::optional<int> lobcomp_lvl;
   /// Whether the table has an SQLite table of its own.
@@ -64,6 +65,8 @@ struct SysIndex {
   std::optional<int> status3;
   std::optional<int> partitiontype;
   std::optional<int> conditionid;
+  std::optional<int> conopt_thld;
+  std::optional<int> plldegree;
   /// The server packs them into keys1 to keys3.
   std::vector<SysIndexKey> keys;
 };
@@ -129,7 +132,7 @@ struct SysComment {
   int number = 0;
   int colid = 0;
   int texttype = 0;
-  std::string text;
+  std::string text;  ///< SQL sees what hides it where the status says so
   int colid2 = 0;
   std::optional<int> status;
   std::optional<int> partitionid;

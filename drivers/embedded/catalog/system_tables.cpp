@@ -39,7 +39,8 @@ constexpr Layout kLayouts[] = {
      "keys2 varbinary(255) null, soid tinyint, csid tinyint, base_partition int null @15, "
      "fill_factor smallint null, res_page_gap smallint null, exp_rowsize smallint null, "
      "keys3 varbinary(255) null, identitygap int null, crdate datetime null, "
-     "partitiontype smallint null @15, conditionid int null @15, status3 smallint null @15"},
+     "partitiontype smallint null @15, conditionid int null @15, status3 smallint null @15, "
+     "conopt_thld smallint null @15, plldegree int null @15"},
     {3, "syscolumns",
      "id int, number smallint, colid smallint, status tinyint, type tinyint, length int, "
      "offset smallint, usertype smallint, cdefault int, domain int, name sysname, "
@@ -133,7 +134,8 @@ constexpr Layout kLayouts[] = {
      "high int null, msgnum int null"},
     {kFirstMasterId + 1, "sysdatabases",
      "name sysname, dbid smallint, suid int, status smallint, version smallint, logptr int, "
-     "crdate datetime, dumptrdate datetime, status2 smallint null, audflags int null"},
+     "crdate datetime, dumptrdate datetime, status2 smallint null, audflags int null, "
+     "status3 int null"},
     {kFirstMasterId + 2, "syslogins",
      "suid int, status smallint, accdate datetime, totcpu int, totio int, spacelimit int, "
      "timelimit int, resultlimit int, dbname sysname null, name sysname, "
@@ -143,6 +145,14 @@ constexpr Layout kLayouts[] = {
      "srid int, name sysname, password varbinary(30) null, pwdate datetime null, "
      "status smallint null, logincount smallint null"},
     {kFirstMasterId + 4, "sysloginroles", "suid int, srid int, status smallint"},
+    {kFirstMasterId + 5, "sysservers",
+     "srvid smallint, srvstatus smallint, srvname sysname, srvnetname varchar(255), "
+     "srvclass smallint null, srvsecmech varchar(30) null, srvcost smallint null, "
+     "srvstatus2 int null"},
+    {kFirstMasterId + 6, "syscurconfigs",
+     "config smallint, value int, comment varchar(255), status int, value2 varchar(255) null, "
+     "defvalue varchar(255) null, minimum_value int null, maximum_value int null, "
+     "memory_used int null, display_level smallint null"},
 };
 
 constexpr std::string_view kInternalTables =
@@ -166,6 +176,9 @@ constexpr std::string_view kFixedRows =
     " ('Decrypt', 354, 'T'), ('Transfer Table', 368, 'T'),"
     " ('ignore duplicate keys', 1, 'I'), ('unique', 2, 'I'), ('ignore duplicate rows', 4, 'I'),"
     " ('allow duplicate rows', 64, 'I');"
+    // The sort order is bin_utf8, the character set utf8.
+    "INSERT INTO syscurconfigs(config, value, comment) VALUES"
+    " (123, 50, 'default sortorder id'), (131, 190, 'default character set id');"
     "WITH RECURSIVE bits(n) AS (SELECT 0 UNION ALL SELECT n + 1 FROM bits WHERE n < 1023)"
     " INSERT INTO spt_values(number, type, low, high)"
     " SELECT n, 'P', n / 8 + 1, 1 << (n % 8) FROM bits;";

@@ -172,7 +172,10 @@ void TableWriter::layOut(const ObjectInfo& table) {
       fixedOffset += column.type.length;
     }
     const SysColumn& row = *records_.column(table.id, column.colid);
-    const int status = (row.status & ~column_status::kBitPosition) | bitPosition;
+    // The bits say something else of long columns.
+    const int status = isLong(column.type.kind)
+                           ? row.status
+                           : (row.status & ~column_status::kBitPosition) | bitPosition;
     if (row.offset == offset && row.status == status) continue;
     records_.changeColumn(table.id, column.colid, [&](SysColumn& changed) {
       changed.offset = offset;

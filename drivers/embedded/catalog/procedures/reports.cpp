@@ -13,6 +13,10 @@ void spHelptext(ProcedureRun& run) {
   const auto lines =
       run.store().value("SELECT count(*) FROM syscomments WHERE id = ?", object.id).value_or(0);
   if (lines == 0) run.fail(17679, "There is no text for object ", object.name, ".");
+  if (run.store().value("SELECT 1 FROM syscomments WHERE id = ? AND status & ?", object.id,
+                        comment_status::kHidden)) {
+    run.fail(18406, "Source text for compiled object '", object.name, "' is hidden.");
+  }
   const bool isGroup =
       run.store().value("SELECT count(DISTINCT number) FROM syscomments WHERE id = ?", object.id) >
       1;

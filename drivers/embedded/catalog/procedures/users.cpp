@@ -1,6 +1,7 @@
 // Logins, users, groups and aliases.
 #include "drivers/embedded/catalog/procedures/procedure.h"
 #include "drivers/embedded/catalog/system_tables.h"
+#include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::embedded {
 
@@ -57,6 +58,52 @@ void spDroplogin(ProcedureRun& run) {
   }
   run.store().run("DELETE FROM syslogins WHERE suid = ?", *suid);
   run.print(17503, "Login dropped.");
+}
+
+void requireLogin(ProcedureRun& run) {
+  if (run.catalog().loginId(run.text(0))) return;
+  run.fail(17231, "No login with the specified name exists.");
+}
+
+void setDefaultDatabase(ProcedureRun& run, const std::string& database) {
+  requireLogin(run);
+  run.store().run("UPDATE syslogins SET dbname = ? WHERE name = ?", database, run.text(0));
+}
+
+void spDefaultdb(ProcedureRun& run) {
+  setDefaultDatabase(run, run.text(1));
+  run.print(17270, "Default database changed.");
+}
+
+/// sp_modifylogin login, option, value
+void spModifylogin(ProcedureRun& run) {
+  const std::string option = tsql::lowerCase(run.text(1));
+  if (option == "defdb") {
+    setDefaultDatabase(run, run.text(2));
+  } else if (option == "fullname" || option == "deflanguage") {
+    requireLogin(run);
+    run.store().run(option == "fullname" ? "UPDATE syslogins SET fullname = ? WHERE name = ?"
+                                         : "UPDATE syslogins SET language = ? WHERE name = ?",
+                    run.text(2), run.text(0));
+  } else {
+    return run.ignore(concat("the option '", option, "'"));
+  }
+  run.print(17888, "Option changed.");
+}
+
+/// sp_locklogin login, "lock" | "unlock"
+void spLocklogin(ProcedureRun& run) {
+  constexpr int kLocked = 2;  // in syslogins.status
+  const std::string action = tsql::lowerCase(run.text(1));
+  if (!run.argument(0) || (action != "lock" && action != "unlock")) {
+    return run.ignore("the call");
+  }
+  requireLogin(run);
+  run.store().run(action == "lock" ? "UPDATE syslogins SET status = status | ? WHERE name = ?"
+                                   : "UPDATE syslogins SET status = status & ~? WHERE name = ?",
+                  kLocked, run.text(0));
+  run.print(action == "lock" ? 17726 : 17727,
+            action == "lock" ? "Account locked." : "Account unlocked.");
 }
 
 void spAddgroup(ProcedureRun& run) {
@@ -157,6 +204,9 @@ constexpr Procedure kProcedures[] = {
      "@loginame @passwd @defdb @deflanguage @fullname @passwdexp @minpwdlen @maxfailedlogins "
      "@auth_mech",
      2, spAddlogin},
+    {"sp_defaultdb", "@loginame @defdb", 2, spDefaultdb},
+    {"sp_locklogin", "@loginame @locktype", 0, spLocklogin},
+    {"sp_modifylogin", "@loginame @option @value", 2, spModifylogin},
     {"sp_droplogin", "@loginame", 1, spDroplogin},
     {"sp_addgroup", "@grpname", 1, spAddgroup},
     {"sp_dropgroup", "@grpname", 1, spDropgroup},
