@@ -49,7 +49,25 @@ std::shared_ptr<ParsedBatch> Server::procedure(const ObjectInfo& object, int num
   return kept;
 }
 
+void Server::beginRows() {
+  if (openRows_ || catalog.store().inTransaction()) return;
+  catalog.store().begin();
+  openRows_ = 0;
+}
+
+void Server::rowsWritten(std::size_t count) {
+  constexpr std::size_t kMostRows = 10'000;
+  if (openRows_ && (*openRows_ += count) >= kMostRows) endRows();
+}
+
+void Server::endRows() {
+  if (!openRows_) return;
+  openRows_.reset();
+  catalog.store().commit();
+}
+
 void Server::beginJoined() {
+  endRows();
   if (catalog.store().inTransaction()) return;
   catalog.store().begin();
   joined_ = true;
@@ -127,6 +145,7 @@ std::string Session::login() const {
 }
 
 Session::~Session() {
+  server.endRows();
   // What a rollback takes away needs no dropping.
   undoSavepoints();
   transaction.reset();
@@ -297,8 +316,18 @@ class JoinedStatements {
 
 }  // namespace
 
+std::shared_ptr<ParsedBatch> Session::parseAfterRows(std::string_view text, Outcome& outcome) {
+  const std::size_t done = rowInserts_.run(text, outcome);
+  if (done == 0) return parse(text, outcome);
+  if (done == text.size()) return nullptr;
+  // With the lines before it, which messages count.
+  std::string rest(static_cast<std::size_t>(std::ranges::count(text.substr(0, done), '\n')), '\n');
+  rest += text.substr(done);
+  return parse(rest, outcome, Keeping::none);
+}
+
 bool Session::run(std::string_view text, Outcome& outcome) {
-  const auto batch = parse(text, outcome);
+  const auto batch = parseAfterRows(text, outcome);
   if (!batch) return true;
   BatchRun run(*this, batch, outcome);
   const JoinedStatements joined(server);
@@ -308,7 +337,7 @@ bool Session::run(std::string_view text, Outcome& outcome) {
 
 std::optional<RowStream> Session::runStreaming(std::string_view text, Outcome& outcome) {
   std::optional<RowStream> stream;
-  const auto batch = parse(text, outcome);
+  const auto batch = parseAfterRows(text, outcome);
   if (!batch) return stream;
   BatchRun run(*this, batch, outcome);
   const JoinedStatements joined(server);

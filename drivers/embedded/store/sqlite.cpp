@@ -76,6 +76,14 @@ void Statement::bind(int parameter, std::string_view value) {
   }
 }
 
+void Statement::bindStatic(int parameter, std::string_view value) {
+  const char* data = value.empty() ? "" : value.data();
+  if (sqlite3_bind_text64(statement_.get(), parameter, data, value.size(), SQLITE_STATIC,
+                          SQLITE_UTF8) != SQLITE_OK) {
+    database_->fail();
+  }
+}
+
 void Statement::bind(int parameter, const Blob& value) {
   const void* data = value.empty() ? static_cast<const void*>("") : value.data();
   if (sqlite3_bind_blob64(statement_.get(), parameter, data, value.size(), SQLITE_TRANSIENT) !=

@@ -57,6 +57,8 @@ class Statement {
   void bind(int parameter, std::string_view value);
   void bind(int parameter, const char* value) { bind(parameter, std::string_view(value)); }
   void bind(int parameter, const Blob& value);
+  /// Without a copy: the text must stay until the parameter is bound anew.
+  void bindStatic(int parameter, std::string_view value);
   void bind(int parameter, const std::same_as<Cell> auto& value) { bindCell(parameter, value); }
   template <class T>
   void bind(int parameter, const std::optional<T>& value) {
