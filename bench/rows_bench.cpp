@@ -169,7 +169,12 @@ void BM_InsertRows(benchmark::State& state) {
       },
       [] { BareDatabase().insertRows(); });
 }
-BENCHMARK(BM_InsertRows)->Arg(1)->Arg(100)->Arg(1000)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_InsertRows)
+    ->Arg(1)
+    ->Arg(100)
+    ->Arg(1000)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
 
 void BM_ReadRows(benchmark::State& state) {
   auto catalog = catalogOf(kTable + insertScript(1000));

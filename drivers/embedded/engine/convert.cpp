@@ -129,7 +129,8 @@ Cell toExactFraction(const Cell& value, const Conversion& c) {
   if (!digits) c.refuse(textOf(value, c.from, 0));
   const int scale = scaleOf(c.to);
   digits->round(static_cast<std::size_t>(scale));
-  if (static_cast<int>(digits->whole.size()) > wholeDigits(c.to)) c.overflow(textOf(value, c.from, 0));
+  if (static_cast<int>(digits->whole.size()) > wholeDigits(c.to))
+    c.overflow(textOf(value, c.from, 0));
   return cellOf(*digits);
 }
 

@@ -160,8 +160,8 @@ class RowInserts::Scanner {
       if (isLetter(c) || c == '_' || static_cast<unsigned char>(c) >= 0x80) {
         std::size_t end = i;
         while (end < text.size() &&
-               (isLetter(text[end]) || isDigit(text[end]) || text[end] == '_' ||
-                text[end] == '$' || static_cast<unsigned char>(text[end]) >= 0x80)) {
+               (isLetter(text[end]) || isDigit(text[end]) || text[end] == '_' || text[end] == '$' ||
+                static_cast<unsigned char>(text[end]) >= 0x80)) {
           ++end;
         }
         isValues = tsql::equalsIgnoringCase(text.substr(i, end - i), kValues);

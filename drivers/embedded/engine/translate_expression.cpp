@@ -56,8 +56,8 @@ ColumnType numberType(LiteralKind kind, std::string_view text) {
   const auto point = text.find('.');
   const auto digits = static_cast<int>(text.size()) - (point != text.npos);
   const int scale = point == text.npos ? 0 : static_cast<int>(text.size() - point) - 1;
-  const bool fitsInt = kind == LiteralKind::Integer &&
-                       (digits < 10 || (digits == 10 && text <= "2147483647"));
+  const bool fitsInt =
+      kind == LiteralKind::Integer && (digits < 10 || (digits == 10 && text <= "2147483647"));
   if (fitsInt) return intType();
   return kind == LiteralKind::Money
              ? plainType(TypeKind::Money, false)
