@@ -251,6 +251,12 @@ tsql::ParseOptions Session::parseOptions() const {
   return {caller.quotedIdentifier, options.longestName(), options.grammar()};
 }
 
+bool Session::isNewShape(std::string_view key) {
+  constexpr std::size_t kMostShapes = 1 << 16;
+  if (shapes_.size() >= kMostShapes) shapes_.clear();
+  return shapes_.insert(std::hash<std::string_view>{}(key)).second;
+}
+
 std::shared_ptr<ParsedBatch> Session::parsed(std::string_view text, Keeping keeping) {
   // A tree takes some hundred times the memory of its text.
   constexpr std::size_t kMostKept = 1 << 20;
@@ -261,8 +267,12 @@ std::shared_ptr<ParsedBatch> Session::parsed(std::string_view text, Keeping keep
     return batch;
   }
   tsql::BatchShape shape = tsql::shapeOf(text);
-  for (const auto& [begin, end] : shape.texts) batch->texts.emplace_back(text, begin, end - begin);
   shape.key += how.quotedIdentifier ? 'q' : ' ';
+  if (isNewShape(shape.key)) {
+    batch->statements = tsql::parseBatch(batch->text, how);
+    return batch;
+  }
+  for (const auto& [begin, end] : shape.texts) batch->texts.emplace_back(text, begin, end - begin);
   if (const auto kept = batches_.find(shape.key); kept != batches_.end()) {
     // A batch that is running, or that a cursor reads, is not to be disturbed.
     if (kept->second.use_count() > 1) {

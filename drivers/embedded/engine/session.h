@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "drivers/embedded/catalog/catalog.h"
@@ -259,6 +260,8 @@ class Session {
                                      Keeping keeping = Keeping::byShape);
 
  private:
+  /// Whether no batch of the shape came before; one that comes next is no new one.
+  bool isNewShape(std::string_view key);
   std::shared_ptr<ParsedBatch> parsed(std::string_view text, Keeping keeping);
   /// The batch without what has been run of it already; null if that is all, or if the rest is no
   /// T-SQL.
@@ -271,8 +274,10 @@ class Session {
   /// again and again; keeping them spares SQLite a change of schema, after which it would have to
   /// prepare every statement anew.
   std::multimap<std::string, std::string> spareTables_;
-  /// By the keys of their shapes.
+  /// By the keys of their shapes, of those that came more than once: most batches of a script never
+  /// come again.
   std::unordered_map<std::string, std::shared_ptr<ParsedBatch>> batches_;
+  std::unordered_set<std::size_t> shapes_;  ///< hashes of the keys that came at all
   std::size_t keptText_ = 0;  // bytes of their texts
   RowInserts rowInserts_{*this};
 };
