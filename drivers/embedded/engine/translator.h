@@ -99,6 +99,9 @@ class Translator {
   /// Inserts one row whose values are bound, of the given types.
   Plan insertBound(const tsql::Insert& statement, const WriteTarget& target,
                    const std::vector<ColumnType>& types);
+  /// The same for values as the columns store them, whose `types` it gives.
+  Plan insertStored(const tsql::Insert& statement, const WriteTarget& target,
+                    std::vector<ColumnType>& types);
   Plan update(const tsql::Update& statement);
   Plan remove(const tsql::Delete& statement);
   Plan truncate(const tsql::Truncate& statement);
@@ -223,7 +226,7 @@ class Translator {
 
   // translate_write.cpp
   std::vector<const ColumnInfo*> listedColumns(const tsql::Insert& statement,
-                                               const WriteTarget& target, std::size_t valueCount);
+                                               const WriteTarget& target) const;
   std::optional<FiredTrigger> triggerOf(const WriteTarget& target, const TriggerSlot& slot,
                                         std::vector<std::string> written);
   struct WrittenColumn {
@@ -290,6 +293,8 @@ class Translator {
 
 /// 174
 tsql::ServerError wrongCount(const std::string& name, std::uint32_t line);
+/// Of an integer, a decimal or money, as it was written without its sign.
+ColumnType numberType(tsql::LiteralKind kind, std::string_view digits);
 /// `'it''s'`
 std::string quotedText(std::string_view text);
 /// `"name"`
