@@ -3,7 +3,6 @@
 // turn in each iteration; `ratio` is between the sums of their times.
 #include <array>
 #include <benchmark/benchmark.h>
-#include <chrono>
 #include <memory>
 #include <sql.h>
 #include <sqlext.h>
@@ -11,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/in_turn.h"
 #include "data/table_comparison.h"
 #include "drivers/embedded/script.h"
 #include "drivers/odbc/connection.h"
@@ -20,9 +20,6 @@
 
 namespace kelvane::bench {
 namespace {
-
-using Clock = std::chrono::steady_clock;
-using Seconds = std::chrono::duration<double>;
 
 embedded::EmbeddedCatalog catalogOf(const std::string& script) {
   embedded::EmbeddedCatalog catalog;
@@ -175,21 +172,6 @@ Schema readAll(ado::Connection& connection) {
   SilentEvents events;
   if (!reader.Fetch(events)) throw std::runtime_error(toUtf8(reader.LastError()));
   return reader.Results();
-}
-
-template <class Component, class Bare>
-void inTurn(benchmark::State& state, Component component, Bare bare) {
-  Seconds ofComponent{}, ofBare{};
-  for (auto _ : state) {
-    const auto start = Clock::now();
-    component();
-    const auto between = Clock::now();
-    bare();
-    ofComponent += between - start;
-    ofBare += Clock::now() - between;
-    state.SetIterationTime(Seconds(between - start).count());
-  }
-  state.counters["ratio"] = ofComponent / ofBare;
 }
 
 void BM_FetchOverWire(benchmark::State& state) {

@@ -43,7 +43,8 @@ ado::Failure failureOf(const ado::Error& error) {
 class ClientOutcome final : public Outcome {
  public:
   void beginRows(const std::vector<ResultColumn>& columns) override {
-    columns_ = columns;
+    columns_.clear();
+    for (const ResultColumn& column : columns) columns_.emplace_back(column.type);
     if (!errors.empty()) return;
     ado::RowSet& rows = results.emplace_back();
     for (const ResultColumn& column : columns) rows.columns.push_back(toUtf16(column.name));
@@ -51,9 +52,8 @@ class ClientOutcome final : public Outcome {
   void row(Row row) override {
     if (!errors.empty()) return;
     std::vector<ado::StoredValue>& values = results.back().rows.emplace_back();
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      values.emplace_back(shownValue(std::move(row[i]), columns_[i].type, buffer_));
-    }
+    values.reserve(row.size());
+    for (std::size_t i = 0; i < row.size(); ++i) values.emplace_back(columns_[i].show(row[i]));
   }
   void count(std::int64_t) override {
     if (errors.empty()) results.emplace_back();
@@ -66,8 +66,7 @@ class ClientOutcome final : public Outcome {
   std::vector<ado::Error> errors;
 
  private:
-  std::vector<ResultColumn> columns_;
-  ValueBuffer buffer_;
+  std::vector<ShownColumn> columns_;
 };
 
 class EmbeddedConnection final : public ado::Connection {
@@ -147,6 +146,16 @@ EmbeddedCatalog::EmbeddedCatalog(const CatalogOptions& options)
 EmbeddedCatalog::~EmbeddedCatalog() = default;
 EmbeddedCatalog::EmbeddedCatalog(EmbeddedCatalog&&) noexcept = default;
 EmbeddedCatalog& EmbeddedCatalog::operator=(EmbeddedCatalog&&) noexcept = default;
+
+std::vector<std::string> EmbeddedCatalog::databases() const {
+  return server_->catalog.databasesWithObjects();
+}
+
+bool EmbeddedCatalog::useDatabase(const std::string& name) {
+  if (!server_->catalog.databaseId(name)) return false;
+  server_->database = name;
+  return true;
+}
 
 std::unique_ptr<ado::Connection> EmbeddedCatalog::connect() {
   return std::make_unique<EmbeddedConnection>(*server_);

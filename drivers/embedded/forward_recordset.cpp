@@ -20,20 +20,20 @@ class StreamRecordset::StreamField final : public ado::Field {
   StreamField(const StreamRecordset& rows, int ordinal)
       : rows_(rows),
         ordinal_(ordinal),
-        name_(toUtf16(rows.stream_.columns[static_cast<std::size_t>(ordinal)].name)) {}
+        name_(toUtf16(rows.stream_.columns[static_cast<std::size_t>(ordinal)].name)),
+        shown_(rows.stream_.columns[static_cast<std::size_t>(ordinal)].type) {}
 
   const std::u16string& Name() const override { return name_; }
   ado::Value Value() const override {
     if (!rows_.onRow_) throw RuntimeError(ErrorNumber::failure, u"There is no current row.");
-    return shownValue(rows_.stream_.statement.cell(ordinal_),
-                      rows_.stream_.columns[static_cast<std::size_t>(ordinal_)].type, buffer_);
+    return shown_.show(rows_.stream_.statement.value(ordinal_));
   }
 
  private:
   const StreamRecordset& rows_;
   int ordinal_;
   std::u16string name_;
-  mutable ValueBuffer buffer_;
+  mutable ShownColumn shown_;
 };
 
 StreamRecordset::StreamRecordset(Session& session, RowStream stream, std::function<void()> fail)

@@ -1,6 +1,9 @@
 #include "drivers/embedded/row_values.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cmath>
+#include <type_traits>
 
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/moment.h"
@@ -9,6 +12,10 @@
 
 namespace kelvane::embedded {
 namespace {
+
+// Below this, numbers of as many digits have a floating point number each.
+constexpr double kExactEnd = 1e15;
+constexpr int kMostExactScale = 15;
 
 ado::Decimal decimalOf(const Cell& cell, int scale) {
   ado::Decimal decimal;
@@ -23,10 +30,19 @@ ado::Decimal decimalOf(const Cell& cell, int scale) {
   return decimal;
 }
 
+ado::Decimal decimalOf(std::int64_t units, int scale) {
+  ado::Decimal decimal;
+  decimal.scale = static_cast<std::uint8_t>(scale);
+  decimal.negative = units < 0;
+  decimal.magnitude[0] = static_cast<std::uint64_t>(units < 0 ? -units : units);
+  return decimal;
+}
+
 ado::DateTime dateTimeOf(Moment moment, TypeKind kind) {
   ado::DateTime result;
-  result.days = static_cast<std::int32_t>(dayOf(moment));
-  const std::int64_t microseconds = moment - dayOf(moment) * kMicrosecondsPerDay;
+  const std::int64_t day = dayOf(moment);
+  result.days = static_cast<std::int32_t>(day);
+  const std::int64_t microseconds = moment - day * kMicrosecondsPerDay;
   // Clients see the ticks of datetime (1/300 second) in milliseconds.
   result.nanoseconds =
       kind == TypeKind::Datetime ? (microseconds + 500) / 1000 * 1'000'000 : microseconds * 1000;
@@ -37,57 +53,128 @@ ado::DateTime dateTimeOf(Moment moment, TypeKind kind) {
   return result;
 }
 
-double realOf(const Cell& cell) {
-  const auto* number = std::get_if<std::int64_t>(&cell);
-  return number != nullptr ? static_cast<double>(*number) : std::get<double>(cell);
-}
-
-std::int64_t integerOf(const Cell& cell) {
-  const auto* real = std::get_if<double>(&cell);
-  return real != nullptr ? static_cast<std::int64_t>(*real) : std::get<std::int64_t>(cell);
-}
-
-std::uint64_t naturalOf(const Cell& cell) {
-  const auto* digits = std::get_if<std::string>(&cell);
-  if (digits == nullptr) return static_cast<std::uint64_t>(integerOf(cell));
-  std::uint64_t value = 0;
-  std::from_chars(digits->data(), digits->data() + digits->size(), value);
-  return value;
-}
-
 }  // namespace
 
-ado::Value shownValue(Cell cell, const ColumnType& type, ValueBuffer& buffer) {
-  buffer.cell = std::move(cell);
-  if (isNull(buffer.cell)) return ado::Null{};
-  if (const auto* text = std::get_if<std::string>(&buffer.cell);
-      text != nullptr && isCharacter(type.kind)) {
-    buffer.text = toUtf16(*text);
-    if (isFixedWidthText(type.kind) && !type.nullable) {
-      const auto width =
-          static_cast<std::size_t>(isUnicode(type.kind) ? type.length / 2 : type.length);
-      if (buffer.text.size() < width) buffer.text.resize(width, u' ');
+ShownColumn::ShownColumn(const ColumnType& type) : way_(Way::Integer), kind_(type.kind) {
+  if (isCharacter(kind_)) {
+    way_ = Way::Text;
+    if (isFixedWidthText(kind_) && !type.nullable) {
+      width_ = static_cast<std::size_t>(isUnicode(kind_) ? type.length / 2 : type.length);
     }
-    return std::u16string_view(buffer.text);
+  } else if (isExactFraction(kind_)) {
+    way_ = Way::Exact;
+    scale_ = scaleOf(type);
+    power_ = scale_ <= kMostExactScale ? std::pow(10, scale_) : 0;
+  } else if (kind_ == TypeKind::Ubigint) {
+    way_ = Way::Natural;
+  } else if (isTemporal(kind_)) {
+    way_ = Way::Moment;
+  } else if (isApproximate(kind_)) {
+    way_ = kind_ == TypeKind::Real ? Way::Real : Way::Float;
+  } else if (kind_ == TypeKind::Bit) {
+    way_ = Way::Bit;
   }
-  if (const auto* bytes = std::get_if<Blob>(&buffer.cell)) return ado::Bytes(*bytes);
-  if (isExactFraction(type.kind)) return decimalOf(buffer.cell, scaleOf(type));
-  if (type.kind == TypeKind::Ubigint) return naturalOf(buffer.cell);
-  if (std::holds_alternative<std::string>(buffer.cell)) {
-    buffer.text = toUtf16(std::get<std::string>(buffer.cell));
-    return std::u16string_view(buffer.text);
-  }
-  if (isTemporal(type.kind)) return dateTimeOf(integerOf(buffer.cell), type.kind);
-  switch (type.kind) {
-    case TypeKind::Float:
-      return realOf(buffer.cell);
-    case TypeKind::Real:
-      return static_cast<float>(realOf(buffer.cell));
-    case TypeKind::Bit:
-      return integerOf(buffer.cell) != 0;
+}
+
+ado::Value ShownColumn::show(ValueView value) {
+  switch (value.kind()) {
+    case ValueView::Kind::Integer:
+      return shown(value.integer());
+    case ValueView::Kind::Real:
+      return shown(value.real());
+    case ValueView::Kind::Text:
+      return shown(value.text());
+    case ValueView::Kind::Blob:
+      return value.bytes();
     default:
-      return integerOf(buffer.cell);
+      return ado::Null{};
   }
+}
+
+ado::Value ShownColumn::show(const Cell& cell) {
+  return std::visit(
+      [this](const auto& content) -> ado::Value {
+        using Content = std::decay_t<decltype(content)>;
+        if constexpr (std::is_same_v<Content, Null>) {
+          return ado::Null{};
+        } else if constexpr (std::is_same_v<Content, Blob>) {
+          return ado::Bytes(content);
+        } else {
+          return shown(content);
+        }
+      },
+      cell);
+}
+
+ado::Value ShownColumn::shown(std::int64_t number) const {
+  switch (way_) {
+    case Way::Exact:
+      if (power_ != 0 && std::abs(static_cast<double>(number)) * power_ < kExactEnd) {
+        return decimalOf(number * static_cast<std::int64_t>(power_), scale_);
+      }
+      return decimalOf(Cell(number), scale_);
+    case Way::Natural:
+      return static_cast<std::uint64_t>(number);
+    case Way::Moment:
+      return dateTimeOf(number, kind_);
+    case Way::Float:
+      return static_cast<double>(number);
+    case Way::Real:
+      return static_cast<float>(number);
+    case Way::Bit:
+      return number != 0;
+    default:
+      return number;
+  }
+}
+
+ado::Value ShownColumn::shown(double number) const {
+  switch (way_) {
+    case Way::Exact: {
+      const double units = std::round(number * power_);
+      // Others have more digits than the scale, or none that are known exactly.
+      const bool isStored = power_ != 0 && std::abs(units) < kExactEnd && units / power_ == number;
+      return isStored ? decimalOf(static_cast<std::int64_t>(units), scale_)
+                      : decimalOf(Cell(number), scale_);
+    }
+    case Way::Float:
+      return number;
+    case Way::Real:
+      return static_cast<float>(number);
+    default:
+      return shown(static_cast<std::int64_t>(number));
+  }
+}
+
+ado::Value ShownColumn::shown(std::string_view text) {
+  if (way_ == Way::Exact) return decimalOf(Cell(std::string(text)), scale_);
+  if (way_ == Way::Natural) {
+    std::uint64_t value = 0;
+    std::from_chars(text.data(), text.data() + text.size(), value);
+    return value;
+  }
+  return widened(text, width_);
+}
+
+std::u16string_view ShownColumn::widened(std::string_view utf8, std::size_t width) {
+  if (buffer_.size() < std::max(utf8.size(), width)) buffer_.resize(std::max(utf8.size(), width));
+  // Nearly all texts are ASCII alone, which needs no decoding.
+  unsigned bits = 0;
+  char16_t* const units = buffer_.data();
+  for (std::size_t i = 0; i < utf8.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(utf8[i]);
+    bits |= byte;
+    units[i] = byte;
+  }
+  std::size_t size = utf8.size();
+  constexpr unsigned kAsciiEnd = 0x80;
+  if (bits >= kAsciiEnd) {
+    const std::u16string decoded = toUtf16(utf8);
+    size = decoded.size();
+    std::ranges::copy(decoded, buffer_.begin());
+  }
+  for (; size < width; ++size) buffer_[size] = u' ';
+  return {buffer_.data(), size};
 }
 
 }  // namespace kelvane::embedded

@@ -136,10 +136,14 @@ class ScriptOutcome final : public Outcome {
   void count(std::int64_t) override {}
   void notice(const Notice& notice) override {
     const bool listed = notice.ignored && options_.listIgnored;
-    if (!notice.isError() && !listed) return;
+    if (!notice.isError() && !listed && notice.withoutColumns.empty()) return;
     const std::uint32_t line = notice.line == 0 ? 1 : notice.line;
     ScriptNote note{std::string(name_), batch_->firstLine + line - 1, notice.message.number,
                     notice.message.text, lines_->firstLineOf(line)};
+    if (!notice.withoutColumns.empty()) {
+      report_.incomplete.push_back({notice.withoutColumns, std::move(note)});
+      return;
+    }
     auto& notes = notice.alreadyGone || listed ? report_.notes : report_.errors;
     if (notes.size() > kMostNotes) return;
     if (notes.size() == kMostNotes)

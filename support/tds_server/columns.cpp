@@ -171,8 +171,8 @@ std::string valueBytes(const Cell& cell, const ColumnType& type, CharacterSet se
     if (padded && out.bytes.size() < width) out.bytes.resize(width, ' ');
     return out.bytes;
   }
-  ValueBuffer buffer;
-  const ado::Value value = shownValue(cell, type, buffer);
+  ShownColumn column(type);
+  const ado::Value value = column.show(cell);
   if (const auto* bytes = std::get_if<ado::Bytes>(&value)) {
     out.bytes.assign(reinterpret_cast<const char*>(bytes->data()), bytes->size());
   } else if (const auto* decimal = std::get_if<ado::Decimal>(&value)) {

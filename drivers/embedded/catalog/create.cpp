@@ -75,7 +75,7 @@ ObjectInfo Catalog::createTable(const tsql::ObjectName& name,
 std::vector<std::string> Catalog::ignoredDuplicates(int tableId) {
   const auto table = objectById(tableId);
   if (!table) return {};
-  const Caller caller;
+  const Caller caller{kDboUid, databaseOf(tableId)};
   CatalogWriter writer(*this, caller);
   return IndexWriter(writer).ignoredDuplicates(*table);
 }

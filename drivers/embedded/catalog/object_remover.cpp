@@ -160,12 +160,7 @@ void ObjectRemover::dropDatabase(const tsql::ObjectName& name) {
     writer_.fail(3702, "Cannot drop the database '", name.name,
                  "' because it is currently in use.");
   }
-  // All databases share one set of tables here, and which of them made an object is not known.
-  if (store_.value("SELECT 1 FROM sysobjects WHERE type != 'S'")) {
-    writer_.fail(tsql::kNotSupported, "The embedded catalog cannot drop database '", name.name,
-                 "' while it holds objects.");
-  }
-  store_.run("DELETE FROM sysdatabases WHERE name = ?", name.name);
+  writer_.catalog().removeDatabase(name.name);
 }
 
 void Catalog::drop(const tsql::Drop& statement, const Caller& caller) {

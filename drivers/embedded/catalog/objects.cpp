@@ -130,7 +130,8 @@ void installTrigger(CatalogWriter& writer, int tableId, int triggerId,
 }  // namespace
 
 void Catalog::createView(const tsql::CreateView& statement, std::string_view text,
-                         const std::vector<NamedColumn>& columns, const Caller& caller) {
+                         const std::optional<std::vector<NamedColumn>>& columns,
+                         const Caller& caller) {
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
   const std::string& view = statement.name.name;
@@ -138,7 +139,7 @@ void Catalog::createView(const tsql::CreateView& statement, std::string_view tex
   int id = statement.orReplace ? replaced(writer, view, uid, object_type::kView) : 0;
   if (id == 0) id = writer.addObject({.name = view, .type = object_type::kView, .uid = uid});
   saveCompiled(writer, id, 0, text);
-  addColumns(writer, id, view, statement.columns, columns);
+  if (columns) addColumns(writer, id, view, statement.columns, *columns);
   savepoint.keep();
 }
 
@@ -162,23 +163,23 @@ void Catalog::createProcedure(const tsql::CreateProcedure& statement, std::strin
   const int uid = writer.ownerFor(statement.name);
   int id = 0;
   if (statement.orReplace) {
-    const SysObject* object = records_.object(name, uid);
-    const auto isOfGroup = [&](const Slot slot) { return records_.comments[slot].number > 1; };
+    const SysObject* object = records().object(name, uid);
+    const auto isOfGroup = [&](const Slot slot) { return records().comments[slot].number > 1; };
     const bool isGroup =
         object != nullptr &&
-        std::ranges::any_of(records_.comments.where<&SysComment::id>(object->id), isOfGroup);
+        std::ranges::any_of(records().comments.where<&SysComment::id>(object->id), isOfGroup);
     if (isGroup || statement.number > 1) {
       writer.fail(tsql::kNotSupported, "Procedure '", name,
                   "' is a group: drop and create it, a group cannot be replaced.");
     }
     id = replaced(writer, name, uid, object_type::kProcedure);
   } else if (statement.number > 1) {
-    const SysObject* group = records_.object(name, uid);
+    const SysObject* group = records().object(name, uid);
     if (group != nullptr && group->type == object_type::kProcedure) id = group->id;
     const auto isSame = [&](const Slot slot) {
-      return records_.comments[slot].number == statement.number;
+      return records().comments[slot].number == statement.number;
     };
-    if (std::ranges::any_of(records_.comments.where<&SysComment::id>(id), isSame)) {
+    if (std::ranges::any_of(records().comments.where<&SysComment::id>(id), isSame)) {
       writer.fail(2729, "Object '", name, "' group number ", statement.number,
                   " already exists in the database. Choose another procedure name.");
     }
@@ -228,7 +229,7 @@ void Catalog::createTrigger(const tsql::CreateTrigger& statement, std::string_vi
       statement.orReplace ? replaced(writer, statement.name.name, uid, object_type::kTrigger) : 0;
   if (id != 0) {
     ObjectRemover(writer).detachTrigger(id);
-    records_.changeObject(id, [&](SysObject& trigger) { trigger.deltrig = table.id; });
+    records().changeObject(id, [&](SysObject& trigger) { trigger.deltrig = table.id; });
   } else {
     id = writer.addObject({.name = statement.name.name,
                            .type = object_type::kTrigger,
@@ -277,21 +278,21 @@ void Catalog::saveUses(const tsql::ObjectName& user, int number,
                        const std::vector<UsedObject>& used, const Caller& caller) {
   const auto owner = findObject(user, caller);
   if (!owner) return;
-  records_.depends.each<&SysDepend::id>(owner->id, [&](Slot slot, const SysDepend& row) {
-    if (row.number == number) records_.depends.erase(slot);
+  SystemRecords& ofUser = recordsOf(owner->id);
+  ofUser.depends.each<&SysDepend::id>(owner->id, [&](Slot slot, const SysDepend& row) {
+    if (row.number == number) ofUser.depends.erase(slot);
   });
   for (const UsedObject& one : used) {
     const auto object = findObject(one.name, caller);
     if (!object || !isOfKind(one.kind, object->type)) continue;
-    const std::string& database = one.name.database.empty() ? caller.database : one.name.database;
-    records_.depends.insert({.id = owner->id,
-                             .number = number,
-                             .depid = object->id,
-                             .depnumber = one.number,
-                             .depdbid = databaseId(database).value_or(0),
-                             .selall = one.allColumns,
-                             .resultobj = one.isWritten,
-                             .readobj = one.isRead});
+    ofUser.depends.insert({.id = owner->id,
+                           .number = number,
+                           .depid = object->id,
+                           .depnumber = one.number,
+                           .depdbid = databaseId(databaseOf(object->id)).value_or(0),
+                           .selall = one.allColumns,
+                           .resultobj = one.isWritten,
+                           .readobj = one.isRead});
   }
 }
 

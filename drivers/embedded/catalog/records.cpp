@@ -300,12 +300,13 @@ bool withDescription(const SystemTable& table, Visit visit) {
 template <class Record>
 RecordTable<Record> SystemRecords::make() {
   Described<Record> described = describe<Record>();
-  return RecordTable<Record>(log_, findSystemTable(described.table)->columns, described.fields,
+  return RecordTable<Record>(log_, tables_.find(described.table)->columns, described.fields,
                              std::move(described.lookups));
 }
 
-SystemRecords::SystemRecords(UndoLog& log)
+SystemRecords::SystemRecords(UndoLog& log, const SystemTables& tables)
     : log_(log),
+      tables_(tables),
       objects(make<SysObject>()),
       indexes(make<SysIndex>()),
       columns(make<SysColumn>()),
@@ -323,13 +324,15 @@ SystemRecords::SystemRecords(UndoLog& log)
               {"sysprotects", &protects},      {"sysusers", &users},
               {"sysdepends", &depends},        {"sysreferences", &references},
               {"sysconstraints", &constraints}};
-  for (const SystemTable& table : systemTables()) {
+  for (const SystemTable& table : tables.all()) {
     if (table.inMaster || sources_.contains(table.name)) continue;
     sources_[table.name] = others_.emplace_back(plainTable(log, table)).get();
   }
 }
 
-RowSource& SystemRecords::source(const SystemTable& table) { return *sources_.at(table.name); }
+void SystemRecords::logTo(UndoLog& log) {
+  for (auto& [name, rows] : sources_) rows->logTo(log);
+}
 
 const SysObject* SystemRecords::object(std::string_view name, int uid) const {
   for (const Slot slot : objects.where<&SysObject::name>(name)) {

@@ -212,17 +212,21 @@ extern template class RecordTable<SysReference>;
 extern template class RecordTable<SysConstraint>;
 extern template class RecordTable<PlainRow>;
 struct SystemTable;
+class SystemTables;
 
 using PlainTable = RecordTable<PlainRow>;
 
 class SystemRecords {
  public:
-  explicit SystemRecords(UndoLog& log);
+  SystemRecords(UndoLog& log, const SystemTables& tables);
   SystemRecords(const SystemRecords&) = delete;
   SystemRecords& operator=(const SystemRecords&) = delete;
 
-  /// Of any of systemTables() that is not master's.
-  RowSource& source(const SystemTable& table);
+  /// Of any system table that is not master's.
+  SystemRows& source(std::string_view table) { return *sources_.at(table); }
+
+  /// Where the changes from now on are logged.
+  void logTo(UndoLog& log);
 
   // Null if there is none.
   const SysObject* object(int id) const { return objects.first<&SysObject::id>(id); }
@@ -258,7 +262,8 @@ class SystemRecords {
 
  private:
   UndoLog& log_;
-  std::map<std::string_view, RowSource*> sources_;
+  const SystemTables& tables_;
+  std::map<std::string_view, SystemRows*> sources_;
   std::vector<std::unique_ptr<PlainTable>> others_;
 
   template <class Record>

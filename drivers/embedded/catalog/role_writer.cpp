@@ -1,5 +1,6 @@
 #include "drivers/embedded/catalog/role_writer.h"
 
+#include "drivers/embedded/catalog/databases.h"
 #include "drivers/embedded/catalog/system_tables.h"
 
 namespace kelvane::embedded {
@@ -107,7 +108,7 @@ void Catalog::createDatabase(std::string_view name, const Caller& caller) {
     throw CatalogWriter(*this, caller)
         .error(1801, 16, "Database '", name, "' already exists. Choose another database name.");
   }
-  useDatabase(name);
+  databases_->add(name);
 }
 
 }  // namespace kelvane::embedded

@@ -53,7 +53,10 @@ struct NewObject {
 class CatalogWriter {
  public:
   CatalogWriter(Catalog& catalog, const Caller& caller)
-      : catalog_(catalog), store_(catalog.store()), records_(catalog.records()), caller_(caller) {}
+      : catalog_(catalog),
+        store_(catalog.store()),
+        records_(catalog.recordsIn(caller.database)),
+        caller_(caller) {}
 
   Catalog& catalog() { return catalog_; }
   Database& store() { return store_; }

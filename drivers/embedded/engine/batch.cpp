@@ -168,8 +168,7 @@ BatchRun::Flow BatchRun::runList(const StatementList& statements,
 
 void BatchRun::enter(const tsql::Statement& statement) {
   current_ = &statement;
-  server_.running.session = &session_;
-  server_.running.caller = &session_.caller;
+  session_.takeOver();
   server_.running.variables = &variables_;
   server_.running.beginStatement();
   session_.caller.line = lineOf(statement);

@@ -20,6 +20,13 @@ namespace kelvane::embedded {
 /// Ends the batch after its error has been reported.
 struct BatchEnded {};
 
+/// How rows of given values are written; see Translator::insertStored.
+struct RowPlan {
+  Plan plan;
+  std::vector<ColumnType> types;  ///< of the values
+  Circumstances made;
+};
+
 class BatchRun {
  public:
   BatchRun(Session& session, std::shared_ptr<ParsedBatch> batch, Outcome& outcome);
@@ -37,6 +44,9 @@ class BatchRun {
 
   /// The result of a function whose parameters have been put into variables().
   Cell runFunction(const tsql::StatementList& body, const ColumnType& returns);
+
+  /// Of an insert with any values. The table gets its place for rows.
+  RowPlan rowPlan(const tsql::Statement& statement);
 
   Variables& variables() { return variables_; }
   int returnStatus() const { return returnStatus_; }
@@ -155,6 +165,8 @@ class BatchRun {
   void define(const tsql::Statement& statement);
   void createSchema(const tsql::CreateSchema& schema);
   RowValues rowValues();
+  void keepWithoutColumns(const tsql::CreateView& view, std::string_view text,
+                          const UnknownDatabase& error);
   std::vector<NamedColumn> viewColumns(const tsql::Query& query);
   /// With the names in its variables.
   void permission(const tsql::Permission& statement);
@@ -182,6 +194,9 @@ class BatchRun {
   std::optional<ColumnType> returns_;  ///< of a function
   Cell returned_;
 };
+
+/// None for what differs from one run to the next.
+std::optional<Cell> constantValue(const Parameter& parameter);
 
 /// Whether the statement only removes something and the error says that it is not there.
 bool isAlreadyGone(const tsql::Statement& statement, const tsql::ServerError& error);

@@ -154,6 +154,24 @@ Prepared& BatchRun::insertPlan(const Insert& statement) {
   return prepared(current_, translate);
 }
 
+RowPlan BatchRun::rowPlan(const tsql::Statement& statement) {
+  current_ = &statement;
+  const auto& insert = std::get<Insert>(statement.node);
+  RowPlan rows;
+  const auto translate = [&] {
+    const TranslationContext made = context();
+    Translator translator(made);
+    rows.plan = translator.insertStored(insert, translator.writeTarget(insert.table), rows.types);
+  };
+  translate();
+  if (rows.plan.rowlessTable != 0) {
+    rowTable(rows.plan.rowlessTable);
+    translate();
+  }
+  rows.made = circumstances();
+  return rows;
+}
+
 void BatchRun::insert(const Insert& statement) {
   if (std::holds_alternative<Execute>(statement.source) ||
       std::holds_alternative<ExecuteImmediate>(statement.source)) {

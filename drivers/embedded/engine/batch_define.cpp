@@ -25,6 +25,8 @@ void BatchRun::dropObjects(const Drop& statement) {
       } else if (statement.kind == DropKind::Index && name.owner.starts_with('#')) {
         dropTemporaryIndex(name);
       } else {
+        const bool isIndex = statement.kind == DropKind::Index;
+        const InDatabase there(session_, isIndex ? std::string() : name.database);
         server_.catalog.drop({statement.kind, {name}, statement.override}, session_.caller);
         server_.namesChanged();
       }
@@ -43,6 +45,23 @@ std::vector<NamedColumn> BatchRun::viewColumns(const Query& query) {
   columns.reserve(plan.columns.size());
   for (const ResultColumn& column : plan.columns) columns.push_back({column.name, column.type});
   return columns;
+}
+
+// Scripts of one database often use views of another, which nobody has brought. A server would
+// refuse the view; to leave it out would make databases equal that are not.
+void BatchRun::keepWithoutColumns(const CreateView& view, std::string_view text,
+                                  const UnknownDatabase& error) {
+  if (!session_.acceptsAnyDatabase) throw error;
+  server_.catalog.createView(view, text, std::nullopt, session_.caller);
+  Notice notice{{0, 10, 1,
+                 "view '" + view.name.name +
+                     "' is kept, but its columns are not known: it uses "
+                     "database '" +
+                     error.database + "', which no script creates"},
+                session_.caller.line};
+  const ObjectInfo kept = server_.catalog.requireObject(view.name, session_.caller);
+  notice.withoutColumns = server_.catalog.userName(kept.uid).value_or("") + "." + kept.name;
+  outcome_.notice(notice);
 }
 
 void BatchRun::permission(const Permission& statement) {
@@ -91,6 +110,16 @@ bool addsReference(const AlterTable& table) {
     const auto* column = std::get_if<AddColumn>(&action);
     return column != nullptr && std::ranges::any_of(column->column.constraints, references);
   });
+}
+
+// The database that the statement works in, where it says so.
+std::string databaseNamed(const tsql::Statement& statement) {
+  return std::visit(Overloaded{[](const CreateTable& s) { return s.name.database; },
+                               [](const AlterTable& s) { return s.table.database; },
+                               [](const CreateIndex& s) { return s.table.database; },
+                               [](const Permission& s) { return s.object.database; },
+                               [](const auto&) { return std::string(); }},
+                    statement.node);
 }
 
 // Tells of changed names at its end.
@@ -161,6 +190,7 @@ std::optional<Defined> definedBy(const tsql::Statement& statement) {
 
 void BatchRun::define(const tsql::Statement& statement) {
   Catalog& catalog = server_.catalog;
+  const InDatabase there(session_, databaseNamed(statement));
   const Caller& caller = session_.caller;
   const std::string_view text = batch_->text;
   const auto stored = [&] {
@@ -207,7 +237,11 @@ void BatchRun::define(const tsql::Statement& statement) {
                  },
                  [&](const CreateIndex& s) { catalog.createIndex(s, text, rowValues(), caller); },
                  [&](const CreateView& s) {
-                   catalog.createView(s, stored(), viewColumns(*s.query), caller);
+                   try {
+                     catalog.createView(s, stored(), viewColumns(*s.query), caller);
+                   } catch (const UnknownDatabase& error) {
+                     keepWithoutColumns(s, statement.range.in(text), error);
+                   }
                  },
                  [&](const CreatePrecomputed& s) {
                    catalog.createPrecomputed(s, statement.range.in(text), viewColumns(*s.query),

@@ -61,13 +61,19 @@ void BatchRun::executeProcedure(const Execute& execute, Outcome& outcome) {
 }
 
 void BatchRun::executeSystem(const Execute& execute, const std::string& name, Outcome& outcome) {
-  ProcedureCall call{name, {}, session_.caller};
+  std::vector<ProcedureArgument> arguments;
   for (const ExecuteArgument& argument : execute.arguments) {
-    call.arguments.push_back({argument.name, argumentText(argument)});
+    arguments.push_back({argument.name, argumentText(argument)});
   }
+  const InDatabase there(session_, execute.procedure.database);
+  const ProcedureCall call{name, std::move(arguments), session_.caller};
   int status = 0;
   bool begun = false;
-  const std::int64_t written = server_.catalog.store().totalChanges();
+  const auto written = [&] {
+    Database& store = server_.catalog.store();
+    return std::pair(store.totalChanges(), store.undoLog().changes());
+  };
+  const auto before = written();
   try {
     const auto result = server_.catalog.callSystemProcedure(call);
     if (!result) {
@@ -101,7 +107,7 @@ void BatchRun::executeSystem(const Execute& execute, const std::string& name, Ou
     outcome.notice(notice);
   }
   outcome.endProcedure(status);
-  if (server_.catalog.store().totalChanges() != written) server_.namesChanged();
+  if (written() != before) server_.namesChanged();
   if (!execute.statusVariable.empty()) {
     assign(execute.statusVariable, std::int64_t{status}, intType());
   }
@@ -163,7 +169,10 @@ void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure
     body.variables_[parameter.name] = {type, std::move(value)};
   }
   outcome.beginProcedure(procedure.name);
-  body.runBody(create->body);
+  {
+    const InDatabase there(session_, server_.catalog.databaseOf(procedure.id));
+    body.runBody(create->body);
+  }
   outcome.endProcedure(body.returnStatus());
   for (std::size_t i = 0; i < create->parameters.size(); ++i) {
     if (arguments[i] == nullptr || !arguments[i]->output || !arguments[i]->value) continue;
@@ -225,6 +234,7 @@ Cell callFunction(Session& session, int functionId, const Row& arguments) {
       body.variables()[create->parameters[i].name] = {type(create->parameters[i].type),
                                                       arguments[i]};
     }
+    const InDatabase there(session, server.catalog.databaseOf(functionId));
     result = body.runFunction(create->body, type(create->returns));
   } catch (const BatchEnded&) {
   }

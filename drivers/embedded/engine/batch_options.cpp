@@ -168,15 +168,11 @@ void BatchRun::transact(const Transaction& transaction) {
 void BatchRun::useDatabase(const UseDatabase& use) {
   if (!server_.catalog.databaseId(use.database)) {
     if (!session_.acceptsAnyDatabase) {
-      throw ServerError(911, 11, 2,
-                        "Attempt to locate entry in sysdatabases for database '" + use.database +
-                            "' by name failed - no entry found under that name. Make sure that "
-                            "name is entered properly.",
-                        session_.caller.line);
+      throw UnknownDatabase(use.database, session_.caller.line);
     }
     server_.catalog.useDatabase(use.database);
   }
-  session_.caller.database = use.database;
+  session_.enter(use.database);
   server_.namesChanged();
 }
 

@@ -101,6 +101,19 @@ void BatchRun::returnPlans() {
   batch_->plans = std::move(plans_);
 }
 
+std::optional<Cell> constantValue(const Parameter& parameter) {
+  switch (parameter.source) {
+    case Parameter::Source::Literal:
+      return parameter.name;
+    case Parameter::Source::Number:
+      return exactNumber(parameter.name);
+    case Parameter::Source::Real:
+      return realNumber(parameter.name);
+    default:
+      return std::nullopt;
+  }
+}
+
 Cell BatchRun::parameterValue(const Parameter& parameter, const Row* bound,
                               const ParsedBatch& batch) const {
   switch (parameter.source) {
@@ -111,9 +124,9 @@ Cell BatchRun::parameterValue(const Parameter& parameter, const Row* bound,
     case Parameter::Source::Text:
       return batch.texts[parameter.position];
     case Parameter::Source::Literal:
-      return parameter.name;
     case Parameter::Source::Number:
-      return exactNumber(parameter.name);
+    case Parameter::Source::Real:
+      return constantValue(parameter).value();
     case Parameter::Source::Bound:
       return bound->at(parameter.position);
     case Parameter::Source::Written:

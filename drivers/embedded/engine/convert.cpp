@@ -125,8 +125,8 @@ Cell toExactFraction(const Cell& value, const Conversion& c) {
   if (!digits) c.refuse(textOf(value, c.from, 0));
   const int scale = scaleOf(c.to);
   digits->round(static_cast<std::size_t>(scale));
-  const int whole = (c.to.kind == TypeKind::Smallmoney ? 10 : precisionOf(c.to)) - scale;
-  if (static_cast<int>(digits->whole.size()) > whole) c.overflow(textOf(value, c.from, 0));
+  if (static_cast<int>(digits->whole.size()) > wholeDigits(c.to))
+    c.overflow(textOf(value, c.from, 0));
   return cellOf(*digits);
 }
 
@@ -281,6 +281,20 @@ Blob bytesOfHex(std::string_view digits) {
 Cell exactNumber(std::string_view digits) {
   const auto parsed = parseDecimal(digits);
   return parsed ? cellOf(*parsed) : Cell{};
+}
+
+Cell realNumber(const std::string& digits) { return std::strtod(digits.c_str(), nullptr); }
+
+std::pair<std::int64_t, std::int64_t> integerRange(TypeKind kind) {
+  const auto* range = std::ranges::find(kRanges, kind, &IntegerRange::kind);
+  if (range != kRanges.end()) return {range->low, range->high};
+  using Limits = std::numeric_limits<std::int64_t>;
+  return {kind == TypeKind::Ubigint ? 0 : Limits::min(), Limits::max()};
+}
+
+int wholeDigits(const ColumnType& type) {
+  constexpr int kOfSmallmoney = 10;
+  return (type.kind == TypeKind::Smallmoney ? kOfSmallmoney : precisionOf(type)) - scaleOf(type);
 }
 
 std::string exactText(const Cell& value, int scale) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "drivers/embedded/catalog/types.h"
 #include "drivers/embedded/store/cell.h"
@@ -25,6 +26,15 @@ bool isInRange(std::int64_t value, TypeKind kind);
 
 /// A number written out, as a value of an exact type is stored: digits, one point, a sign.
 Cell exactNumber(std::string_view digits);
+
+/// The same for a number of floating point, which may have an exponent.
+Cell realNumber(const std::string& digits);
+
+/// The least and the greatest value of an integer type that a Cell holds as an integer.
+std::pair<std::int64_t, std::int64_t> integerRange(TypeKind kind);
+
+/// How many digits a value of an exact type may have before its point.
+int wholeDigits(const ColumnType& type);
 
 /// An exact number with `scale` digits behind its point.
 std::string exactText(const Cell& value, int scale);

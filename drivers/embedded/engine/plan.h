@@ -21,6 +21,7 @@ struct Parameter {
     Text,      ///< a text of the batch: its slot
     Literal,   ///< a text of the statement: with it in the SQL, each text would be prepared anew
     Number,    ///< likewise, of the rows of an insert
+    Real,      ///< likewise, with an exponent
     Bound,     ///< a value of the row that is being written: its position from 0
     Written,   ///< whether the change that fired the trigger wrote the column of this name
   };

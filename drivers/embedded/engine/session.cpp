@@ -49,7 +49,25 @@ std::shared_ptr<ParsedBatch> Server::procedure(const ObjectInfo& object, int num
   return kept;
 }
 
+void Server::beginRows() {
+  if (openRows_ || catalog.store().inTransaction()) return;
+  catalog.store().begin();
+  openRows_ = 0;
+}
+
+void Server::rowsWritten(std::size_t count) {
+  constexpr std::size_t kMostRows = 10'000;
+  if (openRows_ && (*openRows_ += count) >= kMostRows) endRows();
+}
+
+void Server::endRows() {
+  if (!openRows_) return;
+  openRows_.reset();
+  catalog.store().commit();
+}
+
 void Server::beginJoined() {
+  endRows();
   if (catalog.store().inTransaction()) return;
   catalog.store().begin();
   joined_ = true;
@@ -127,6 +145,7 @@ std::string Session::login() const {
 }
 
 Session::~Session() {
+  server.endRows();
   // What a rollback takes away needs no dropping.
   undoSavepoints();
   transaction.reset();
@@ -217,8 +236,7 @@ void Session::forgetLostTemporaries() {
 }
 
 bool Session::step(RowStream& stream) {
-  server.running.session = this;
-  server.running.caller = &caller;
+  takeOver();
   try {
     return stream.statement.step();
   } catch (const tsql::ServerError& error) {
@@ -227,9 +245,44 @@ bool Session::step(RowStream& stream) {
   }
 }
 
+void Session::takeOver() {
+  server.running.session = this;
+  server.running.caller = &caller;
+  server.catalog.enter(caller.database);
+}
+
+void Session::enter(const std::string& database) {
+  const Caller there = server.catalog.callerIn(database, caller);
+  caller.database = there.database;
+  caller.uid = there.uid;
+  server.catalog.enter(database);
+}
+
+InDatabase::InDatabase(Session& session, const std::string& database)
+    : session_(session),
+      isElsewhere_(!database.empty() && database != session.caller.database &&
+                   session.server.catalog.databaseId(database)),
+      database_(session.caller.database),
+      uid_(session.caller.uid) {
+  if (isElsewhere_) session_.enter(database);
+}
+
+InDatabase::~InDatabase() {
+  if (!isElsewhere_) return;
+  session_.caller.database = database_;
+  session_.caller.uid = uid_;
+  session_.server.catalog.enter(database_);
+}
+
 tsql::ParseOptions Session::parseOptions() const {
   const CatalogOptions& options = server.catalog.options();
   return {caller.quotedIdentifier, options.longestName(), options.grammar()};
+}
+
+bool Session::isNewShape(std::string_view key) {
+  constexpr std::size_t kMostShapes = 1 << 16;
+  if (shapes_.size() >= kMostShapes) shapes_.clear();
+  return shapes_.insert(std::hash<std::string_view>{}(key)).second;
 }
 
 std::shared_ptr<ParsedBatch> Session::parsed(std::string_view text, Keeping keeping) {
@@ -242,8 +295,12 @@ std::shared_ptr<ParsedBatch> Session::parsed(std::string_view text, Keeping keep
     return batch;
   }
   tsql::BatchShape shape = tsql::shapeOf(text);
-  for (const auto& [begin, end] : shape.texts) batch->texts.emplace_back(text, begin, end - begin);
   shape.key += how.quotedIdentifier ? 'q' : ' ';
+  if (isNewShape(shape.key)) {
+    batch->statements = tsql::parseBatch(batch->text, how);
+    return batch;
+  }
+  for (const auto& [begin, end] : shape.texts) batch->texts.emplace_back(text, begin, end - begin);
   if (const auto kept = batches_.find(shape.key); kept != batches_.end()) {
     // A batch that is running, or that a cursor reads, is not to be disturbed.
     if (kept->second.use_count() > 1) {
@@ -297,8 +354,18 @@ class JoinedStatements {
 
 }  // namespace
 
+std::shared_ptr<ParsedBatch> Session::parseAfterRows(std::string_view text, Outcome& outcome) {
+  const std::size_t done = rowInserts_.run(text, outcome);
+  if (done == 0) return parse(text, outcome);
+  if (done == text.size()) return nullptr;
+  // With the lines before it, which messages count.
+  std::string rest(static_cast<std::size_t>(std::ranges::count(text.substr(0, done), '\n')), '\n');
+  rest += text.substr(done);
+  return parse(rest, outcome, Keeping::none);
+}
+
 bool Session::run(std::string_view text, Outcome& outcome) {
-  const auto batch = parse(text, outcome);
+  const auto batch = parseAfterRows(text, outcome);
   if (!batch) return true;
   BatchRun run(*this, batch, outcome);
   const JoinedStatements joined(server);
@@ -308,7 +375,7 @@ bool Session::run(std::string_view text, Outcome& outcome) {
 
 std::optional<RowStream> Session::runStreaming(std::string_view text, Outcome& outcome) {
   std::optional<RowStream> stream;
-  const auto batch = parse(text, outcome);
+  const auto batch = parseAfterRows(text, outcome);
   if (!batch) return stream;
   BatchRun run(*this, batch, outcome);
   const JoinedStatements joined(server);

@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "drivers/embedded/catalog/catalog.h"
@@ -19,6 +20,7 @@
 #include "drivers/embedded/engine/moment.h"
 #include "drivers/embedded/engine/outcome.h"
 #include "drivers/embedded/engine/plan.h"
+#include "drivers/embedded/engine/row_inserts.h"
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/variables.h"
 #include "drivers/embedded/tsql/ast.h"
@@ -91,6 +93,11 @@ class Server {
   void beginJoined();
   /// Ends that transaction, but for one that the batch itself leaves open.
   void endJoined();
+  /// The same for batches of nothing but rows, which go on with the transaction of the one before:
+  /// any other batch ends it first. Nothing of them is ever undone by the store alone.
+  void beginRows();
+  void rowsWritten(std::size_t count);
+  void endRows();
 
  private:
   std::map<std::pair<int, int>, std::shared_ptr<ParsedBatch>> procedures_;
@@ -99,6 +106,8 @@ class Server {
   std::unordered_map<std::string, std::uint64_t> definitions_;
   std::uint64_t lastDefinition_ = 0;
   bool joined_ = false;
+  /// Rows of the transaction that batches of rows have left open; none without one.
+  std::optional<std::size_t> openRows_;
   int sessions_ = 0;
   std::uint64_t stepsLeft_ = 0;
   bool wasStopped_ = false;
@@ -118,6 +127,23 @@ class UserTransaction {
  private:
   Server& server_;
   Savepoint savepoint_;
+};
+
+class Session;
+
+/// While it lives a session is in the database that a name leads to, if the server has it.
+class InDatabase {
+ public:
+  InDatabase(Session& session, const std::string& database);
+  ~InDatabase();
+  InDatabase(const InDatabase&) = delete;
+  InDatabase& operator=(const InDatabase&) = delete;
+
+ private:
+  Session& session_;
+  bool isElsewhere_;
+  std::string database_;
+  int uid_;
 };
 
 struct Cursor {
@@ -225,6 +251,10 @@ class Session {
   /// Among all that the server has had.
   int number() const { return number_; }
 
+  /// What runs now runs for this session, in its database.
+  void takeOver();
+  /// Goes to another database, where its user may have another number.
+  void enter(const std::string& database);
   /// How the next batch is read.
   tsql::ParseOptions parseOptions() const;
   void dropTemporary(const std::string& name);
@@ -251,7 +281,12 @@ class Session {
                                      Keeping keeping = Keeping::byShape);
 
  private:
+  /// Whether no batch of the shape came before; one that comes next is no new one.
+  bool isNewShape(std::string_view key);
   std::shared_ptr<ParsedBatch> parsed(std::string_view text, Keeping keeping);
+  /// The batch without what has been run of it already; null if that is all, or if the rest is no
+  /// T-SQL.
+  std::shared_ptr<ParsedBatch> parseAfterRows(std::string_view batch, Outcome& outcome);
 
   int number_;
   Client client_;
@@ -260,9 +295,12 @@ class Session {
   /// again and again; keeping them spares SQLite a change of schema, after which it would have to
   /// prepare every statement anew.
   std::multimap<std::string, std::string> spareTables_;
-  /// By the keys of their shapes.
+  /// By the keys of their shapes, of those that came more than once: most batches of a script never
+  /// come again.
   std::unordered_map<std::string, std::shared_ptr<ParsedBatch>> batches_;
+  std::unordered_set<std::size_t> shapes_;  ///< hashes of the keys that came at all
   std::size_t keptText_ = 0;  // bytes of their texts
+  RowInserts rowInserts_{*this};
 };
 
 }  // namespace kelvane::embedded

@@ -369,7 +369,7 @@ SqlValue Translator::datePartCall(const std::string& name, const Call& call, con
 
 std::optional<SqlValue> Translator::schemaFunction(const Call& call, std::uint32_t line,
                                                    const Scope* scope) {
-  const auto object = context_.catalog.findObject(call.function, context_.caller);
+  const auto object = context_.catalog.findObject(call.function, caller_);
   if (!object || object->type != "SF") return std::nullopt;
   const SourceText source = context_.catalog.source(object->id);
   const StatementList batch = parseBatch(source.text, source.options());
@@ -377,7 +377,7 @@ std::optional<SqlValue> Translator::schemaFunction(const Call& call, std::uint32
   if (create == nullptr) return std::nullopt;
   if (call.arguments.size() != create->parameters.size()) throw wrongCount(object->name, line);
   const auto type = [&](const DataType& declared) {
-    return withNullability(context_.catalog.resolveType(declared, context_.caller), true);
+    return withNullability(context_.catalog.resolveType(declared, caller_), true);
   };
   std::string sql = "schema_function(" + std::to_string(object->id);
   for (std::size_t i = 0; i < call.arguments.size(); ++i) {

@@ -52,6 +52,18 @@ std::string quotedName(std::string_view name) {
   return result + "\"";
 }
 
+ColumnType numberType(LiteralKind kind, std::string_view text) {
+  const auto point = text.find('.');
+  const auto digits = static_cast<int>(text.size()) - (point != text.npos);
+  const int scale = point == text.npos ? 0 : static_cast<int>(text.size() - point) - 1;
+  const bool fitsInt =
+      kind == LiteralKind::Integer && (digits < 10 || (digits == 10 && text <= "2147483647"));
+  if (fitsInt) return intType();
+  return kind == LiteralKind::Money
+             ? plainType(TypeKind::Money, false)
+             : numericType(std::clamp(digits, 1, 38), std::min(scale, 38), false);
+}
+
 std::string collated(const SqlValue& value) {
   const bool needed = isCharacter(value.type.kind) && !value.isColumn;
   return needed ? "(" + value.sql + ") COLLATE RTRIM" : value.sql;
@@ -138,23 +150,16 @@ SqlValue Translator::literal(const Literal& literal) {
     }
     case LiteralKind::Float:
       result.type = floatType(false);
+      if (bindsNumbers_) result.sql = parameter(Parameter::Source::Real, literal.text);
       break;
     case LiteralKind::Integer:
     case LiteralKind::Decimal:
     case LiteralKind::Money: {
-      const auto point = literal.text.find('.');
-      const auto digits = static_cast<int>(literal.text.size()) - (point != std::string::npos);
-      const int scale =
-          point == std::string::npos ? 0 : static_cast<int>(literal.text.size() - point) - 1;
-      const bool fitsInt = literal.kind == LiteralKind::Integer &&
-                           (digits < 10 || (digits == 10 && literal.text <= "2147483647"));
-      if (fitsInt) {
+      result.type = numberType(literal.kind, literal.text);
+      if (result.type.kind == TypeKind::Int) {
         if (bindsNumbers_) result.sql = parameter(Parameter::Source::Number, literal.text);
         break;
       }
-      result.type = literal.kind == LiteralKind::Money
-                        ? plainType(TypeKind::Money, false)
-                        : numericType(std::clamp(digits, 1, 38), std::min(scale, 38), false);
       const Cell cell = exactNumber(literal.text);
       if (const auto* digits = std::get_if<std::string>(&cell)) result.sql = quotedText(*digits);
       if (bindsNumbers_) result.sql = parameter(Parameter::Source::Number, literal.text);
@@ -394,7 +399,7 @@ SqlValue Translator::scalarSubquery(const Query& inner, const Scope* scope) {
 }
 
 SqlValue Translator::convertValue(const Convert& convert, const Expr& expr, const Scope* scope) {
-  ColumnType type = context_.catalog.resolveType(convert.type, context_.caller);
+  ColumnType type = context_.catalog.resolveType(convert.type, caller_);
   if (!convert.type.length && !isLong(type.kind) && type.userType < 100 &&
       (isCharacter(type.kind) || isBinary(type.kind)) && type.kind != TypeKind::Sysname &&
       type.kind != TypeKind::Timestamp) {

@@ -124,7 +124,10 @@ Source Translator::viewSource(const ObjectInfo& view, Source source) {
   if (definition == nullptr) {
     throw ServerError(4401, 16, 1, "View " + view.name + " has no text.", 0);
   }
+  const std::string& database = context_.catalog.databaseOf(view.id);
+  const Caller outer = std::exchange(caller_, context_.catalog.callerIn(database, caller_));
   const QueryText text = query(*definition, nullptr, QueryUse::Values);
+  caller_ = outer;
   --viewDepth_;
   source.sqliteTable = "(" + text.sql + ")";
   const auto named = this->columns(view.id);
@@ -171,7 +174,7 @@ Source Translator::sourceOf(const NamedTable& table) {
     source.columns = sourceColumns(found->columns);
     computeColumns(found->columns, source);
   } else {
-    Caller caller = context_.caller;
+    Caller caller = caller_;
     caller.line = name.range.line;
     const ObjectInfo object = context_.catalog.requireObject(name, caller);
     if (object.type == "V" || object.type == "RS") return viewSource(object, std::move(source));

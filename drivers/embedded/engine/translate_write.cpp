@@ -87,7 +87,7 @@ WriteTarget Translator::writeTarget(const ObjectName& name) {
     target.rules = found->rules;
     return target;
   }
-  Caller caller = context_.caller;
+  Caller caller = caller_;
   caller.line = name.range.line;
   const ObjectInfo object = context_.catalog.requireObject(name, caller);
   if (object.type == "S") {
@@ -142,8 +142,7 @@ std::string Translator::omitted(const ColumnInfo& column, const WriteTarget& tar
 }
 
 std::vector<const ColumnInfo*> Translator::listedColumns(const Insert& statement,
-                                                         const WriteTarget& target,
-                                                         std::size_t valueCount) {
+                                                         const WriteTarget& target) const {
   const std::uint32_t line = statement.table.range.line;
   std::vector<const ColumnInfo*> columns;
   for (const std::string& name : statement.columns) {
@@ -163,12 +162,6 @@ std::vector<const ColumnInfo*> Translator::listedColumns(const Insert& statement
       }
     }
   }
-  if (columns.size() != valueCount) {
-    throw ServerError(213, 16, 4,
-                      "Insert error: column name or number of supplied values does not "
-                      "match table definition.",
-                      line);
-  }
   return columns;
 }
 
@@ -176,7 +169,7 @@ std::optional<FiredTrigger> Translator::triggerOf(const WriteTarget& target,
                                                   const TriggerSlot& slot,
                                                   std::vector<std::string> written) {
   if (target.isTemporary()) return std::nullopt;
-  const SystemRecords& records = context_.catalog.records();
+  const SystemRecords& records = context_.catalog.recordsOf(target.id);
   const SysObject* table = records.object(target.id);
   if (table == nullptr || (table->sysstat2 & slot.disabled) != 0) return std::nullopt;
   const int id = table->*slot.column;
@@ -226,7 +219,13 @@ Plan Translator::finishInsert(const WriteTarget& target, const std::vector<Writt
 Plan Translator::insertRows(const Insert& statement, const WriteTarget& target,
                             const std::vector<SqlValue>& values, const std::string& from) {
   const std::uint32_t line = statement.table.range.line;
-  const auto listed = listedColumns(statement, target, values.size());
+  const auto listed = listedColumns(statement, target);
+  if (listed.size() != values.size()) {
+    throw ServerError(213, 16, 4,
+                      "Insert error: column name or number of supplied values does not "
+                      "match table definition.",
+                      line);
+  }
   std::vector<WrittenColumn> columns;
   for (std::size_t i = 0; i < listed.size(); ++i) {
     columns.push_back({listed[i], filled(values[i], *listed[i], target, line), true});
@@ -269,6 +268,21 @@ Plan Translator::insertBound(const Insert& statement, const WriteTarget& target,
   std::vector<SqlValue> values;
   for (std::size_t i = 0; i < types.size(); ++i) {
     values.push_back({parameter(Parameter::Source::Bound, "", i), types[i]});
+  }
+  return insertRows(statement, target, values, "");
+}
+
+Plan Translator::insertStored(const Insert& statement, const WriteTarget& target,
+                              std::vector<ColumnType>& types) {
+  types.clear();
+  std::vector<SqlValue> values;
+  for (const ColumnInfo* column : listedColumns(statement, target)) {
+    SqlValue& stored = values.emplace_back();
+    stored.sql = parameter(Parameter::Source::Bound, "", types.size());
+    stored.type = column->type;
+    // What came from the column itself, and is known not to be null, needs no conversion.
+    stored.isColumn = stored.isLiteral = true;
+    types.push_back(column->type);
   }
   return insertRows(statement, target, values, "");
 }

@@ -84,7 +84,8 @@ struct FunctionRule;  // builtins.h
 
 class Translator {
  public:
-  explicit Translator(const TranslationContext& context) : context_(context) {}
+  explicit Translator(const TranslationContext& context)
+      : context_(context), caller_(context.caller) {}
 
   Plan select(const tsql::Query& query);
   /// The columns that the new table gets have the identity property where it is passed on.
@@ -98,6 +99,9 @@ class Translator {
   /// Inserts one row whose values are bound, of the given types.
   Plan insertBound(const tsql::Insert& statement, const WriteTarget& target,
                    const std::vector<ColumnType>& types);
+  /// The same for values as the columns store them, whose `types` it gives.
+  Plan insertStored(const tsql::Insert& statement, const WriteTarget& target,
+                    std::vector<ColumnType>& types);
   Plan update(const tsql::Update& statement);
   Plan remove(const tsql::Delete& statement);
   Plan truncate(const tsql::Truncate& statement);
@@ -222,7 +226,7 @@ class Translator {
 
   // translate_write.cpp
   std::vector<const ColumnInfo*> listedColumns(const tsql::Insert& statement,
-                                               const WriteTarget& target, std::size_t valueCount);
+                                               const WriteTarget& target) const;
   std::optional<FiredTrigger> triggerOf(const WriteTarget& target, const TriggerSlot& slot,
                                         std::vector<std::string> written);
   struct WrittenColumn {
@@ -271,6 +275,7 @@ class Translator {
                          const std::set<int>* changed, Plan& plan);
 
   const TranslationContext& context_;
+  Caller caller_;  ///< within a view, in the view's database
   std::vector<Parameter> parameters_;
   std::vector<NullAssumption> assumptions_;
   std::vector<TemporaryUse> temporaries_;
@@ -288,6 +293,8 @@ class Translator {
 
 /// 174
 tsql::ServerError wrongCount(const std::string& name, std::uint32_t line);
+/// Of an integer, a decimal or money, as it was written without its sign.
+ColumnType numberType(tsql::LiteralKind kind, std::string_view digits);
 /// `'it''s'`
 std::string quotedText(std::string_view text);
 /// `"name"`

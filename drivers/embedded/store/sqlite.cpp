@@ -76,6 +76,14 @@ void Statement::bind(int parameter, std::string_view value) {
   }
 }
 
+void Statement::bindStatic(int parameter, std::string_view value) {
+  const char* data = value.empty() ? "" : value.data();
+  if (sqlite3_bind_text64(statement_.get(), parameter, data, value.size(), SQLITE_STATIC,
+                          SQLITE_UTF8) != SQLITE_OK) {
+    database_->fail();
+  }
+}
+
 void Statement::bind(int parameter, const Blob& value) {
   const void* data = value.empty() ? static_cast<const void*>("") : value.data();
   if (sqlite3_bind_blob64(statement_.get(), parameter, data, value.size(), SQLITE_TRANSIENT) !=
@@ -126,6 +134,39 @@ std::string_view Statement::view(int column) const {
 
 Cell Statement::cell(int column) const {
   return storedCell(sqlite3_column_value(statement_.get(), column));
+}
+
+ValueView Statement::value(int column) const {
+  return ValueView(sqlite3_column_value(statement_.get(), column));
+}
+
+ValueView::Kind ValueView::kind() const {
+  switch (sqlite3_value_type(value_)) {
+    case SQLITE_INTEGER:
+      return Kind::Integer;
+    case SQLITE_FLOAT:
+      return Kind::Real;
+    case SQLITE_TEXT:
+      return Kind::Text;
+    case SQLITE_BLOB:
+      return Kind::Blob;
+    default:
+      return Kind::Null;
+  }
+}
+
+std::int64_t ValueView::integer() const { return sqlite3_value_int64(value_); }
+
+double ValueView::real() const { return sqlite3_value_double(value_); }
+
+std::string_view ValueView::text() const {
+  const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value_));
+  return {text, static_cast<std::size_t>(sqlite3_value_bytes(value_))};
+}
+
+std::span<const std::byte> ValueView::bytes() const {
+  const auto* bytes = static_cast<const std::byte*>(sqlite3_value_blob(value_));
+  return {bytes, static_cast<std::size_t>(sqlite3_value_bytes(value_))};
 }
 
 bool Statement::isBusy() const { return sqlite3_stmt_busy(statement_.get()) != 0; }

@@ -45,6 +45,23 @@ struct StoreError : std::runtime_error {
   int code;  ///< SQLite's extended result code
 };
 
+/// A value of the row that a statement stands on, until it is stepped. What is asked for must be of
+/// the kind of the value.
+class ValueView {
+ public:
+  enum class Kind { Null, Integer, Real, Text, Blob };
+
+  explicit ValueView(sqlite3_value* value) : value_(value) {}
+  Kind kind() const;
+  std::int64_t integer() const;
+  double real() const;
+  std::string_view text() const;
+  std::span<const std::byte> bytes() const;
+
+ private:
+  sqlite3_value* value_;
+};
+
 /// Binds and results count from 1 and 0, as SQLite's own.
 class Statement {
  public:
@@ -57,6 +74,8 @@ class Statement {
   void bind(int parameter, std::string_view value);
   void bind(int parameter, const char* value) { bind(parameter, std::string_view(value)); }
   void bind(int parameter, const Blob& value);
+  /// Without a copy: the text must stay until the parameter is bound anew.
+  void bindStatic(int parameter, std::string_view value);
   void bind(int parameter, const std::same_as<Cell> auto& value) { bindCell(parameter, value); }
   template <class T>
   void bind(int parameter, const std::optional<T>& value) {
@@ -86,6 +105,7 @@ class Statement {
   std::string text(int column) const;       ///< "" for null
   std::string_view view(int column) const;  ///< as text, valid until the next step
   Cell cell(int column) const;
+  ValueView value(int column) const;
 
  private:
   friend class Database;

@@ -52,6 +52,17 @@ TEST(InstallProcedure, TheDataOfAClusteredTableIsItsClusteredIndex) {
             "ci | 50\n");
 }
 
+TEST(InstallProcedure, AttributesHaveAPlaceInEveryReleaseThatKnowsThem) {
+  CatalogOptions options;
+  options.release = Release::ase125;
+  Probe probe(std::string(kTable) + "exec sp_chgattribute t, 'concurrency_opt_threshold', 7",
+              options);
+  EXPECT_EQ(
+      probe.rows("select conopt_thld from sysindexes where id = object_id('t') and indid = 0"),
+      "7\n");
+  EXPECT_NE(probe.refusal("exec sp_chgattribute t, 'plldegree', 3"), "");
+}
+
 TEST(InstallProcedure, TransactionModesOfProcedures) {
   Probe probe(std::string(kTable) +
               "create procedure q as return 2\ngo\n"
