@@ -146,6 +146,22 @@ TEST(WholeCatalog, IsReadByTheSameStatementsOnEveryRelease) {
   }
 }
 
+TEST(WholeCatalog, HasPartitionsAsTheReleaseDoes) {
+  const char* script =
+      "create table t (a int, b int) create clustered index ci on t (a) create index ni on t (b)"
+      " alter table t partition 3 drop index t.ni drop index t.ci";
+  CatalogOptions options;
+  options.release = Release::ase125;
+  Probe before15(script, options);
+  EXPECT_EQ(before15.rows("select object_name(id), partitionid from syspartitions order by 2"),
+            "t | 1\nt | 2\nt | 3\n");
+  before15.ask("alter table t unpartition");
+  EXPECT_EQ(before15.rows("select count(*) from syspartitions"), "0\n");
+  options.release = Release::ase15;
+  EXPECT_EQ(Probe(script, options).rows("select object_name(id), indid from syspartitions"),
+            "t | 0\nt | 0\nt | 0\n");
+}
+
 TEST(WholeCatalog, CountsRowsAsTheReleaseDoes) {
   CatalogOptions options;
   options.release = Release::ase125;
