@@ -70,6 +70,9 @@ struct Caller {
   std::string database = "master";
   std::uint32_t line = 1;
   bool quotedIdentifier = false;  ///< how its texts are read, which stored ones keep
+  /// Whether a statement that touches rows begins a transaction where there is none, which stored
+  /// procedures keep.
+  bool chained = false;
 };
 
 struct ObjectInfo {
@@ -107,6 +110,17 @@ struct SourceText {
 struct ProcedureArgument {
   std::string name;  ///< with its `@`; empty when positional
   std::optional<std::string> value;
+};
+
+/// An object that a stored definition uses.
+struct UsedObject {
+  enum class Kind { Table, Procedure, Function };
+  tsql::ObjectName name;
+  Kind kind = Kind::Table;
+  int number = 0;  ///< of a procedure in its group
+  bool isRead = false;
+  bool isWritten = false;
+  bool allColumns = false;  ///< `select *`
 };
 
 /// What definitions need of those who evaluate expressions; the catalog does not.
@@ -258,6 +272,10 @@ class Catalog {
   void createRule(const tsql::CreateRule& statement, std::string_view text, const Caller& caller);
   void createDefault(const tsql::CreateDefault& statement, std::string_view text,
                      const Caller& caller);
+
+  /// What the object uses takes the place of what it used. Objects that are not there are left out.
+  void saveUses(const tsql::ObjectName& user, int number, const std::vector<UsedObject>& used,
+                const Caller& caller);
 
   /// Names of temporary tables must have been taken out.
   void drop(const tsql::Drop& statement, const Caller& caller);

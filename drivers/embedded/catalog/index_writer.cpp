@@ -434,6 +434,8 @@ void IndexWriter::moveData(int tableId, int from, int to) {
 }
 
 void IndexWriter::movePartitions(int tableId, int from, int to) {
+  // Before release 15 partitions are those of the table alone.
+  if (!writer_.catalog().options().has(Release::ase15)) return;
   store_.run("UPDATE syspartitions SET indid = ?3 WHERE id = ?1 AND indid = ?2", tableId, from, to);
   store_.run("UPDATE syspartitionkeys SET indid = ?3 WHERE id = ?1 AND indid = ?2", tableId, from,
              to);
@@ -447,7 +449,9 @@ void IndexWriter::addHeapOf(const ObjectInfo& table, int dataIndid) {
 void IndexWriter::remove(const ObjectInfo& table, int indid) {
   if (indid == kClusteredIndid) addHeapOf(table, indid);
   removeHiddenColumns(table.id, indid);
-  store_.run("DELETE FROM syspartitions WHERE id = ? AND indid = ?", table.id, indid);
+  if (writer_.catalog().options().has(Release::ase15)) {
+    store_.run("DELETE FROM syspartitions WHERE id = ? AND indid = ?", table.id, indid);
+  }
   eraseRow(table.id, indid);
   if (table.sqliteTable != kNoRows) dropStored(table.id, indid);
   if (primaryKey(table.id) == nullptr) {

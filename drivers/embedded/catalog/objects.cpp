@@ -62,7 +62,14 @@ int replaced(CatalogWriter& writer, std::string_view name, int uid, std::string_
   if (isOfTable) return 0;
   records.columns.eraseAll<&SysColumn::id>(id);
   records.comments.eraseAll<&SysComment::id>(id);
+  records.procedures.eraseAll<&SysProcedure::id>(id);
   return id;
+}
+
+/// The text, and the row that says that it has been compiled.
+void saveCompiled(CatalogWriter& writer, int id, int number, std::string_view text) {
+  writer.saveText(id, number, text);
+  writer.records().procedures.insert({.type = 1, .id = id, .number = number});
 }
 
 void addTextObject(CatalogWriter& writer, const tsql::ObjectName& name, std::string_view type,
@@ -70,7 +77,7 @@ void addTextObject(CatalogWriter& writer, const tsql::ObjectName& name, std::str
   const int uid = writer.ownerFor(name);
   int id = orReplace ? replaced(writer, name.name, uid, type) : 0;
   if (id == 0) id = writer.addObject({.name = name.name, .type = type, .uid = uid});
-  writer.saveText(id, 0, text);
+  saveCompiled(writer, id, 0, text);
 }
 
 /// The columns of a view; `given` are their names where it names them itself.
@@ -131,7 +138,7 @@ void Catalog::createView(const tsql::CreateView& statement, std::string_view tex
   const int uid = writer.ownerFor(statement.name);
   int id = statement.orReplace ? replaced(writer, view, uid, object_type::kView) : 0;
   if (id == 0) id = writer.addObject({.name = view, .type = object_type::kView, .uid = uid});
-  writer.saveText(id, 0, text);
+  saveCompiled(writer, id, 0, text);
   if (columns) addColumns(writer, id, view, statement.columns, *columns);
   savepoint.keep();
 }
@@ -143,7 +150,7 @@ void Catalog::createPrecomputed(const tsql::CreatePrecomputed& statement, std::s
   const int uid = writer.ownerFor(statement.name);
   const int id = writer.addObject(
       {.name = statement.name.name, .type = object_type::kPrecomputed, .uid = uid});
-  writer.saveText(id, 0, text);
+  saveCompiled(writer, id, 0, text);
   addColumns(writer, id, statement.name.name, statement.columns, columns);
   savepoint.keep();
 }
@@ -180,14 +187,19 @@ void Catalog::createProcedure(const tsql::CreateProcedure& statement, std::strin
   const bool isExtended = !statement.external.empty() && !statement.java;
   if (id == 0) {
     constexpr int kJavaProcedure = 0x2000000;
+    const int language = statement.external.empty() || isExtended ? 0 : kJavaProcedure;
     id = writer.addObject(
         {.name = name,
          .type = isExtended ? object_type::kExtendedProcedure : object_type::kProcedure,
          .uid = uid,
-         .sysstat2 = statement.external.empty() || isExtended ? 0 : kJavaProcedure});
+         .sysstat2 = language | (caller.chained ? procedure_status2::kChained : 0)});
   }
   insertParameters(writer, id, statement.number, statement.parameters);
-  writer.saveText(id, statement.number, isExtended ? std::string_view(statement.external) : text);
+  if (isExtended) {
+    writer.saveText(id, statement.number, statement.external);
+  } else {
+    saveCompiled(writer, id, statement.number, text);
+  }
   savepoint.keep();
 }
 
@@ -202,7 +214,7 @@ void Catalog::createFunction(const tsql::CreateFunction& statement, std::string_
   if (id == 0) id = writer.addObject({.name = statement.name.name, .type = type, .uid = uid});
   insertParameters(writer, id, 1, statement.parameters);
   resolveType(statement.returns, caller);
-  writer.saveText(id, 0, text);
+  saveCompiled(writer, id, 0, text);
   savepoint.keep();
 }
 
@@ -224,7 +236,7 @@ void Catalog::createTrigger(const tsql::CreateTrigger& statement, std::string_vi
                            .uid = uid,
                            .deltrig = table.id});
   }
-  writer.saveText(id, 0, text);
+  saveCompiled(writer, id, 0, text);
   if (!statement.insteadOf) installTrigger(writer, table.id, id, statement.events);
   savepoint.keep();
 }
@@ -243,6 +255,45 @@ void Catalog::createDefault(const tsql::CreateDefault& statement, std::string_vi
   CatalogWriter writer(*this, caller);
   addTextObject(writer, statement.name, object_type::kDefault, text, statement.orReplace);
   savepoint.keep();
+}
+
+namespace {
+
+bool isOfKind(UsedObject::Kind kind, std::string_view type) {
+  using namespace object_type;
+  switch (kind) {
+    case UsedObject::Kind::Table:
+      return type == kTable || type == kView || type == kSystemTable || type == kPrecomputed;
+    case UsedObject::Kind::Procedure:
+      return type == kProcedure || type == kExtendedProcedure;
+    case UsedObject::Kind::Function:
+      return type == kFunction || type == kJavaFunction;
+  }
+  return false;
+}
+
+}  // namespace
+
+void Catalog::saveUses(const tsql::ObjectName& user, int number,
+                       const std::vector<UsedObject>& used, const Caller& caller) {
+  const auto owner = findObject(user, caller);
+  if (!owner) return;
+  SystemRecords& ofUser = recordsOf(owner->id);
+  ofUser.depends.each<&SysDepend::id>(owner->id, [&](Slot slot, const SysDepend& row) {
+    if (row.number == number) ofUser.depends.erase(slot);
+  });
+  for (const UsedObject& one : used) {
+    const auto object = findObject(one.name, caller);
+    if (!object || !isOfKind(one.kind, object->type)) continue;
+    ofUser.depends.insert({.id = owner->id,
+                           .number = number,
+                           .depid = object->id,
+                           .depnumber = one.number,
+                           .depdbid = databaseId(databaseOf(object->id)).value_or(0),
+                           .selall = one.allColumns,
+                           .resultobj = one.isWritten,
+                           .readobj = one.isRead});
+  }
 }
 
 }  // namespace kelvane::embedded

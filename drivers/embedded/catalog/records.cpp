@@ -16,6 +16,7 @@ template class RecordTable<SysProcedure>;
 template class RecordTable<SysComment>;
 template class RecordTable<SysProtect>;
 template class RecordTable<SysUser>;
+template class RecordTable<SysDepend>;
 template class RecordTable<SysReference>;
 template class RecordTable<SysConstraint>;
 template class RecordTable<PlainRow>;
@@ -206,6 +207,18 @@ Described<SysUser> describe() {
 }
 
 template <>
+Described<SysDepend> describe() {
+  using R = SysDepend;
+  return {"sysdepends",
+          kObjects,
+          {fieldOf<&R::id>("id"), fieldOf<&R::number>("number"), fieldOf<&R::depid>("depid"),
+           fieldOf<&R::depnumber>("depnumber"), fieldOf<&R::depdbid>("depdbid"),
+           fieldOf<&R::selall>("selall"), fieldOf<&R::resultobj>("resultobj"),
+           fieldOf<&R::readobj>("readobj")},
+          {lookupOf<&R::id>("id", 5), lookupOf<&R::depid>("depid", 5)}};
+}
+
+template <>
 Described<SysReference> describe() {
   using R = SysReference;
   return {"sysreferences",
@@ -255,11 +268,10 @@ struct PlainLookup {
 };
 
 constexpr PlainLookup kPlainLookups[] = {
-    {"syskeys", "id", 2},          {"syskeys", "depid", 2},        {"sysdepends", "id", 5},
-    {"sysdepends", "depid", 5},    {"spt_values", "type", 1000},   {"spt_values", "number", 3},
-    {"syslogins", "name", 1},      {"syslogins", "suid", 1},       {"sysdatabases", "name", 1},
-    {"sysdatabases", "dbid", 1},   {"sysattributes", "object", 5}, {"syspartitions", "id", 2},
-    {"syspartitionkeys", "id", 2}, {"sysalternates", "suid", 1},
+    {"syskeys", "id", 2},        {"syskeys", "depid", 2},       {"spt_values", "type", 1000},
+    {"spt_values", "number", 3}, {"syslogins", "name", 1},      {"syslogins", "suid", 1},
+    {"sysdatabases", "name", 1}, {"sysdatabases", "dbid", 1},   {"sysattributes", "object", 5},
+    {"syspartitions", "id", 2},  {"syspartitionkeys", "id", 2}, {"sysalternates", "suid", 1},
 };
 
 std::size_t positionOf(const SystemTable& table, std::string_view column) {
@@ -279,7 +291,8 @@ bool withDescription(const SystemTable& table, Visit visit) {
          visitIf(describe<SysColumn>()) || visitIf(describe<SysType>()) ||
          visitIf(describe<SysProcedure>()) || visitIf(describe<SysComment>()) ||
          visitIf(describe<SysProtect>()) || visitIf(describe<SysUser>()) ||
-         visitIf(describe<SysReference>()) || visitIf(describe<SysConstraint>());
+         visitIf(describe<SysDepend>()) || visitIf(describe<SysReference>()) ||
+         visitIf(describe<SysConstraint>());
 }
 
 }  // namespace
@@ -302,13 +315,15 @@ SystemRecords::SystemRecords(UndoLog& log, const SystemTables& tables)
       comments(make<SysComment>()),
       protects(make<SysProtect>()),
       users(make<SysUser>()),
+      depends(make<SysDepend>()),
       references(make<SysReference>()),
       constraints(make<SysConstraint>()) {
-  sources_ = {{"sysobjects", &objects},       {"sysindexes", &indexes},
-              {"syscolumns", &columns},       {"systypes", &types},
-              {"sysprocedures", &procedures}, {"syscomments", &comments},
-              {"sysprotects", &protects},     {"sysusers", &users},
-              {"sysreferences", &references}, {"sysconstraints", &constraints}};
+  sources_ = {{"sysobjects", &objects},        {"sysindexes", &indexes},
+              {"syscolumns", &columns},        {"systypes", &types},
+              {"sysprocedures", &procedures},  {"syscomments", &comments},
+              {"sysprotects", &protects},      {"sysusers", &users},
+              {"sysdepends", &depends},        {"sysreferences", &references},
+              {"sysconstraints", &constraints}};
   for (const SystemTable& table : tables.all()) {
     if (table.inMaster || sources_.contains(table.name)) continue;
     sources_[table.name] = others_.emplace_back(plainTable(log, table)).get();

@@ -155,6 +155,17 @@ struct SysUser {
   std::optional<std::string> environ;
 };
 
+struct SysDepend {
+  int id = 0;
+  int number = 0;
+  int depid = 0;
+  int depnumber = 0;
+  int depdbid = 0;
+  bool selall = false;
+  bool resultobj = false;
+  bool readobj = false;
+};
+
 struct SysReference {
   using Keys = std::array<std::int16_t, 16>;
 
@@ -196,6 +207,7 @@ extern template class RecordTable<SysProcedure>;
 extern template class RecordTable<SysComment>;
 extern template class RecordTable<SysProtect>;
 extern template class RecordTable<SysUser>;
+extern template class RecordTable<SysDepend>;
 extern template class RecordTable<SysReference>;
 extern template class RecordTable<SysConstraint>;
 extern template class RecordTable<PlainRow>;
@@ -266,6 +278,7 @@ class SystemRecords {
   RecordTable<SysComment> comments;
   RecordTable<SysProtect> protects;
   RecordTable<SysUser> users;
+  RecordTable<SysDepend> depends;
   RecordTable<SysReference> references;
   RecordTable<SysConstraint> constraints;
 };

@@ -248,6 +248,13 @@ void StorageWriter::partition(const ObjectInfo& table, const tsql::Partitioning&
     writer_.fail(102, "Incorrect syntax near '", partitioning.method, "'.");
   }
   unpartition(table.id);
+  if (!writer_.catalog().options().has(Release::ase15)) {
+    int number = 0;
+    for (std::size_t i = 0; i < partitioning.partitions.size(); ++i) {
+      store_.run("INSERT INTO syspartitions(id, partitionid) VALUES (?, ?)", table.id, ++number);
+    }
+    return;
+  }
   const int indid = dataIndid(table.id);
   store_.run("UPDATE sysindexes SET partitiontype = ? WHERE id = ? AND indid = ?", method->type,
              table.id, indid);
@@ -262,6 +269,10 @@ void StorageWriter::partition(const ObjectInfo& table, const tsql::Partitioning&
 }
 
 void StorageWriter::unpartition(int tableId) {
+  if (!writer_.catalog().options().has(Release::ase15)) {
+    store_.run("DELETE FROM syspartitions WHERE id = ?", tableId);
+    return;
+  }
   const auto conditions =
       store_.value("SELECT conditionid FROM sysindexes WHERE id = ? AND conditionid > 0", tableId);
   if (conditions) writer_.removeObject(*conditions);

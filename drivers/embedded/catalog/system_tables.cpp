@@ -40,7 +40,7 @@ constexpr Layout kLayouts[] = {
      "fill_factor smallint null, res_page_gap smallint null, exp_rowsize smallint null, "
      "keys3 varbinary(255) null, identitygap int null, crdate datetime null, "
      "partitiontype smallint null @15, conditionid int null @15, status3 smallint null @15, "
-     "conopt_thld smallint null @15, plldegree int null @15"},
+     "conopt_thld smallint null, plldegree int null @15"},
     {3, "syscolumns",
      "id int, number smallint, colid smallint, status tinyint, type tinyint, length int, "
      "offset smallint, usertype smallint, cdefault int, domain int, name sysname, "

@@ -116,6 +116,8 @@ void CatalogWriter::removeObject(int id) {
   records_.comments.eraseAll<&SysComment::id>(id);
   records_.procedures.eraseAll<&SysProcedure::id>(id);
   records_.protects.eraseAll<&SysProtect::id>(id);
+  records_.depends.eraseAll<&SysDepend::id>(id);
+  records_.depends.eraseAll<&SysDepend::depid>(id);
 }
 
 ObjectInfo CatalogWriter::requireTable(const tsql::ObjectName& name) {

@@ -176,7 +176,7 @@ void BatchRun::enter(const tsql::Statement& statement) {
 
 BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
   enter(statement);
-  if (session_.options.chained && session_.transactionDepth == 0 && touchesRows(statement)) {
+  if (session_.caller.chained && session_.transactionDepth == 0 && touchesRows(statement)) {
     transact({TransactionAction::Begin, {}});
   }
   try {

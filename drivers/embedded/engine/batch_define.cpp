@@ -7,6 +7,7 @@
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/star_expansion.h"
 #include "drivers/embedded/engine/statement_kinds.h"
+#include "drivers/embedded/engine/used_objects.h"
 #include "drivers/embedded/engine/walk.h"
 #include "drivers/embedded/tsql/words.h"
 
@@ -164,6 +165,29 @@ void BatchRun::createSchema(const CreateSchema& schema) {
   savepoint.keep();
 }
 
+namespace {
+
+struct Defined {
+  const ObjectName& name;
+  int number = 0;  ///< of the procedure in its group
+};
+
+/// The object that a definition with a body or a query makes.
+std::optional<Defined> definedBy(const tsql::Statement& statement) {
+  using Result = std::optional<Defined>;
+  return std::visit(
+      Overloaded{
+          [](const CreateProcedure& s) -> Result {
+            return Defined{s.name, s.number};
+          },
+          [](const OneOf<CreateView, CreatePrecomputed, CreateFunction, CreateTrigger> auto& s)
+              -> Result { return Defined{s.name}; },
+          [](const auto&) -> Result { return std::nullopt; }},
+      statement.node);
+}
+
+}  // namespace
+
 void BatchRun::define(const tsql::Statement& statement) {
   Catalog& catalog = server_.catalog;
   const InDatabase there(session_, databaseNamed(statement));
@@ -237,6 +261,9 @@ void BatchRun::define(const tsql::Statement& statement) {
                  []<class Node>(const Node&) requires(!Definition<Node>){},
              },
              statement.node);
+  if (const auto defined = definedBy(statement)) {
+    catalog.saveUses(defined->name, defined->number, usedObjects(statement), caller);
+  }
 }
 
 }  // namespace kelvane::embedded

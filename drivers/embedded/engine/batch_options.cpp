@@ -73,7 +73,7 @@ void BatchRun::setOption(const SetOptionRule& rule, const std::string& value) {
       session_.caller.quotedIdentifier = on;
       return;
     case SetEffect::Chained:
-      session_.options.chained = on;
+      session_.caller.chained = on;
       return;
     case SetEffect::AnsiNull:
       session_.options.ansiNull = on;

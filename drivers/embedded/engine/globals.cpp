@@ -224,7 +224,7 @@ constexpr auto kGlobals = std::to_array<Global>({
     number("total_read", 0),
     number("total_write", 0),
     changing("tranchained", Int,
-             [](const Session& s) -> Cell { return std::int64_t{s.options.chained}; }),
+             [](const Session& s) -> Cell { return std::int64_t{s.caller.chained}; }),
     changing("trancount", Int,
              [](const Session& s) -> Cell { return std::int64_t{s.transactionDepth}; }),
     number("tranrollback", 0, kSince15),

@@ -162,8 +162,6 @@ struct SessionOptions {
   bool ansiNull = false;
   /// Whether a text that a column would cut is refused.
   bool stringRtruncation = false;
-  /// Whether a statement that touches rows begins a transaction where there is none.
-  bool chained = false;
   std::int64_t isolation = 1;
   std::int64_t textSize = 32768;
   std::uint64_t rowLimit = 0;

@@ -52,6 +52,17 @@ TEST(InstallProcedure, TheDataOfAClusteredTableIsItsClusteredIndex) {
             "ci | 50\n");
 }
 
+TEST(InstallProcedure, AttributesHaveAPlaceInEveryReleaseThatKnowsThem) {
+  CatalogOptions options;
+  options.release = Release::ase125;
+  Probe probe(std::string(kTable) + "exec sp_chgattribute t, 'concurrency_opt_threshold', 7",
+              options);
+  EXPECT_EQ(
+      probe.rows("select conopt_thld from sysindexes where id = object_id('t') and indid = 0"),
+      "7\n");
+  EXPECT_NE(probe.refusal("exec sp_chgattribute t, 'plldegree', 3"), "");
+}
+
 TEST(InstallProcedure, TransactionModesOfProcedures) {
   Probe probe(std::string(kTable) +
               "create procedure q as return 2\ngo\n"
@@ -63,6 +74,10 @@ TEST(InstallProcedure, TransactionModesOfProcedures) {
   EXPECT_EQ(probe.rows(modes), "p | 0\nq | 32\n");
   EXPECT_EQ(probe.rows("exec sp_procxmode p"), "p | dbo | Unchained\n");
   EXPECT_NE(probe.refusal("exec sp_procxmode p, 'sometimes'"), "");
+  // A procedure begins with the mode of the session that creates it.
+  probe.ask("set chained on");
+  probe.ask("create procedure r as return 3");
+  EXPECT_EQ(probe.rows("exec sp_procxmode r"), "r | dbo | Chained\n");
 }
 
 TEST(InstallProcedure, HiddenTextsRunButCannotBeRead) {
@@ -201,6 +216,40 @@ TEST(InstallProcedure, ReportsReadTheCatalog) {
             "a | numeric | 5 | 9 | 0 | 0 | - | - | 1\nb | text | 16 | - | - | 1 | - | - | 0\n"
             "c | int | 4 | - | - | 0 | - | - | 0\n");
   EXPECT_NE(probe.refusal("exec sp_help nil"), "");
+}
+
+TEST(InstallProcedure, IndexesAreReportedAsTheReleaseDoes) {
+  const char* script =
+      "create table t (a int, b int) create unique clustered index ci on t (a, b desc)"
+      " create index ni on t (b) with fillfactor = 70 on 'system'";
+  const char* names = "index_max_rows_per_page | index_fillfactor | index_reservepagegap | ";
+  for (const Release release : {Release::ase15, Release::ase16}) {
+    CatalogOptions options;
+    options.release = release;
+    Probe probe(script, options);
+    std::string report = probe.ask("exec sp_helpindex t");
+    const std::string created =
+        probe.rows("select crdate from sysindexes where id = object_id('t') and indid = 1");
+    const std::string date = created.substr(0, created.size() - 1);
+    for (std::size_t at; (at = report.find(date)) != std::string::npos;) {
+      report.replace(at, date.size(), "*");
+    }
+    const std::string id = probe.rows("select object_id('t')");
+    EXPECT_EQ(report, std::string("index_name | index_keys | index_description | ") + names +
+                          "index_created | index_local\n"
+                          "ci |  a, b DESC | clustered, unique | 0 | 0 | 0 | * | Global Index\n"
+                          "ni |  b | nonclustered | 0 | 70 | 0 | * | Global Index\n"
+                          "index_ptn_name | index_ptn_seg\n"
+                          "ci_" +
+                          id.substr(0, id.size() - 1) + " | default\nni_" +
+                          id.substr(0, id.size() - 1) + " | system\n");
+  }
+  CatalogOptions options;
+  options.release = Release::ase125;
+  EXPECT_TRUE(Probe(script, options)
+                  .ask("exec sp_helpindex t")
+                  .starts_with(std::string("index_name | index_description | index_keys | ") +
+                               names + "index_created\n"));
 }
 
 LoadReport load(std::string_view script) {

@@ -83,6 +83,7 @@ struct Attribute {
   bool ofIndexes;  ///< also of a single index
   /// Null: the catalog has no place for it.
   void (*set)(ProcedureRun& run, const Target& target, std::int64_t value);
+  Release since = Release::ase125;
 };
 
 constexpr std::int64_t kLargestInt = std::numeric_limits<int>::max();
@@ -96,11 +97,11 @@ constexpr Attribute kAttributes[] = {
     {"exp_row_size", 0, 16384, false, setOnIndex<&SysIndex::exp_rowsize>},
     {"identity_gap", 0, kLargestInt, false, setOnIndex<&SysIndex::identitygap>},
     {"concurrency_opt_threshold", -1, 32767, false, setOnIndex<&SysIndex::conopt_thld>},
-    {"plldegree", 0, 255, true, setOnIndex<&SysIndex::plldegree>},
+    {"plldegree", 0, 255, true, setOnIndex<&SysIndex::plldegree>, Release::ase15},
     {"optimistic_index_lock", 0, 1, false, setBitOfTable<kOptimisticIndexLock>},
     {"dealloc_first_txtpg", 0, 1, false, setBitOfTable<kDeallocateFirstTextPage>},
     {"identity_burn_max", 0, std::numeric_limits<std::int64_t>::max(), false, setIdentityBurnMax},
-    {"ptn_locking", 0, 1, false, nullptr},
+    {"ptn_locking", 0, 1, false, nullptr, Release::ase15},
 };
 
 void spChgattribute(ProcedureRun& run) {
@@ -110,7 +111,9 @@ void spChgattribute(ProcedureRun& run) {
   }
   const std::string name = tsql::lowerCase(run.text(1));
   const auto* attribute = std::ranges::find(kAttributes, name, &Attribute::name);
-  if (attribute == std::end(kAttributes)) {
+  const bool isKnown =
+      attribute != std::end(kAttributes) && run.catalog().options().has(attribute->since);
+  if (!isKnown) {
     run.fail(18124, "'", run.text(1), "' is no attribute that can be changed.");
   }
   if (target.isIndex && !attribute->ofIndexes) {

@@ -63,8 +63,10 @@ void spProcxmode(ProcedureRun& run) {
 // sp_hidetext
 
 bool isCompiled(const SysObject& object) {
-  return object.type != object_type::kTable && object.type != object_type::kSystemTable &&
-         object.type != object_type::kReference;
+  using namespace object_type;
+  constexpr std::string_view kCompiled[] = {kView, kProcedure, kFunction, kTrigger,
+                                            kRule, kDefault,   kComputed};
+  return std::ranges::count(kCompiled, object.type) != 0;
 }
 
 void hideText(SystemRecords& records, int id) {
