@@ -238,8 +238,10 @@ void TableChange::closeGap(int gone) {
                       " - 1 WHERE depid = ? AND depkey", key, " > ?"),
                table_.id, gone);
   }
-  store_.run("UPDATE syspartitionkeys SET colid = colid - 1 WHERE id = ? AND colid > ?", table_.id,
-             gone);
+  if (writer_.catalog().options().has(Release::ase15)) {
+    store_.run("UPDATE syspartitionkeys SET colid = colid - 1 WHERE id = ? AND colid > ?",
+               table_.id, gone);
+  }
 }
 
 void TableChange::operator()(const tsql::DropConstraint& action) {

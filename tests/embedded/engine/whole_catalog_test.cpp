@@ -149,7 +149,7 @@ TEST(WholeCatalog, IsReadByTheSameStatementsOnEveryRelease) {
 TEST(WholeCatalog, HasPartitionsAsTheReleaseDoes) {
   const char* script =
       "create table t (a int, b int) create clustered index ci on t (a) create index ni on t (b)"
-      " alter table t partition 3 drop index t.ni drop index t.ci";
+      " alter table t partition 3 drop index t.ni drop index t.ci alter table t drop b";
   CatalogOptions options;
   options.release = Release::ase125;
   Probe before15(script, options);
