@@ -29,12 +29,15 @@ Databases::Databases(Database& store, const CatalogOptions& options)
   fillMaster(store_, options_);
   savepoint.keep();
   lastDbid_ = store_.value("SELECT max(dbid) FROM sysdatabases").value();
+  firstDbid_ = store_.value("SELECT dbid FROM sysdatabases WHERE name = ?", kFirst).value();
   enter(kFirst);
 }
 
 Databases::Entry* Databases::find(std::string_view name) {
   if (current_ != nullptr && current_->name == name) return current_;
-  const auto dbid = store_.value("SELECT dbid FROM sysdatabases WHERE name = ?", name);
+  auto dbid = store_.value("SELECT dbid FROM sysdatabases WHERE name = ?", name);
+  // A session may have begun there before the first one got its name.
+  if (!dbid && name == kFirst) dbid = firstDbid_;
   if (!dbid) return nullptr;
   std::unique_ptr<Entry>& entry = entries_[*dbid];
   if (!entry) {
@@ -47,7 +50,7 @@ Databases::Entry* Databases::find(std::string_view name) {
     entry->records.logTo(store_.undoLog());
   }
   // It may have been called otherwise, in a transaction that was rolled back.
-  entry->name = name;
+  if (name != kFirst) entry->name = name;
   return entry.get();
 }
 
@@ -91,9 +94,10 @@ void Databases::add(std::string_view name) {
 }
 
 bool Databases::nameFirst(std::string_view name) {
-  if (current_->name != kFirst) return false;
-  store_.run("UPDATE sysdatabases SET name = ? WHERE name = ?", name, kFirst);
-  current_->name = name;
+  if (!store_.value("SELECT dbid FROM sysdatabases WHERE name = ?", kFirst)) return false;
+  Entry* first = find(kFirst);
+  store_.run("UPDATE sysdatabases SET name = ? WHERE dbid = ?", name, first->dbid);
+  first->name = name;
   return true;
 }
 

@@ -49,7 +49,7 @@ class Databases {
 
   /// Gives the database a row in sysdatabases if it has none.
   void add(std::string_view name);
-  /// Gives the first database this name, if it is the current one and has no other yet.
+  /// Gives the database where everything begins this name, if it has no other yet.
   bool nameFirst(std::string_view name);
   /// Removes it with its tables.
   void remove(Entry& database);
@@ -73,6 +73,7 @@ class Databases {
   std::map<int, std::unique_ptr<Entry>> entries_;
   Entry* current_ = nullptr;
   std::set<std::string, std::less<>> named_;  ///< what sqlName has added to SQL
+  int firstDbid_ = 0;
   int lastDbid_ = 0;
 };
 

@@ -11,11 +11,11 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "drivers/embedded/catalog/types.h"
+#include "drivers/embedded/store/slot_index.h"
 #include "drivers/embedded/store/sqlite.h"
 #include "drivers/embedded/tsql/error.h"
 
@@ -165,8 +165,7 @@ class RecordTable final : public SystemRows {
       const auto field = std::ranges::find(fields, column.name, &Field<Record>::column);
       if (field != fields.end()) added.field = *field;
     }
-    byNumber_.resize(lookups_.size());
-    byText_.resize(lookups_.size());
+    indexes_.resize(lookups_.size());
   }
   RecordTable(const RecordTable&) = delete;
   RecordTable& operator=(const RecordTable&) = delete;
@@ -275,14 +274,10 @@ class RecordTable final : public SystemRows {
   }
 
   std::span<const Slot> find(std::size_t lookup, std::int64_t key) const override {
-    const auto& slots = byNumber_[lookup];
-    const auto found = slots.find(key);
-    return found == slots.end() ? std::span<const Slot>() : found->second;
+    return indexes_[lookup].find(hashOf(key), [](Slot) { return true; });
   }
   std::span<const Slot> find(std::size_t lookup, std::string_view key) const override {
-    const auto& slots = byText_[lookup];
-    const auto found = slots.find(key);
-    return found == slots.end() ? std::span<const Slot>() : found->second;
+    return indexes_[lookup].find(hashOf(key), hasText(lookups_[lookup], key));
   }
 
   Slot write(std::optional<Slot> slot, std::span<const Cell> values) override {
@@ -309,14 +304,6 @@ class RecordTable final : public SystemRows {
     Cell constant;  ///< where nothing was given
   };
 
-  struct TextHash {
-    using is_transparent = void;
-    std::size_t operator()(std::string_view text) const {
-      return std::hash<std::string_view>{}(text);
-    }
-  };
-  using Slots = std::vector<Slot>;
-
   static std::string_view withoutBlanks(std::string_view text) {
     return text.substr(0, text.find_last_not_of(' ') + 1);
   }
@@ -342,17 +329,35 @@ class RecordTable final : public SystemRows {
     throw std::logic_error("a system table has no such look-up");
   }
 
-  /// Calls visit(slots, key) for each look-up that has the record.
+  /// Different for different keys.
+  static std::uint64_t hashOf(std::int64_t key) {
+    constexpr std::uint64_t kGoldenRatio = 0x9E3779B97F4A7C15;
+    constexpr int kHalf = 32;
+    const std::uint64_t spread = static_cast<std::uint64_t>(key) * kGoldenRatio;
+    return spread ^ (spread >> kHalf);
+  }
+  static std::uint64_t hashOf(std::string_view key) { return std::hash<std::string_view>{}(key); }
+
+  auto hasText(const RecordLookup<Record>& lookup, std::string_view key) const {
+    return [this, &lookup, key](Slot slot) {
+      return withoutBlanks(lookup.text(records_[slot], lookup.position)) == key;
+    };
+  }
+
+  /// Calls visit(index, hash, isKey) for each look-up that has the record.
   template <class Visit>
   void eachLookup(Slot slot, Visit visit) {
     const Record& record = records_[slot];
     for (std::size_t i = 0; i < lookups_.size(); ++i) {
       const RecordLookup<Record>& lookup = lookups_[i];
       if (lookup.text != nullptr) {
-        visit(byText_[i], std::string(withoutBlanks(lookup.text(record, lookup.position))));
+        const std::string_view key = withoutBlanks(lookup.text(record, lookup.position));
+        visit(indexes_[i], hashOf(key), hasText(lookup, key));
       } else {
         const std::int64_t key = lookup.number(record, lookup.position);
-        if (key != 0 || !lookup.skipsZero) visit(byNumber_[i], key);
+        if (key != 0 || !lookup.skipsZero) {
+          visit(indexes_[i], hashOf(key), [](Slot) { return true; });
+        }
       }
     }
   }
@@ -368,25 +373,18 @@ class RecordTable final : public SystemRows {
   }
 
   void addToLookups(Slot slot) {
-    eachLookup(slot, [&](auto& lookup, auto&& key) {
-      Slots& slots = lookup[key];
-      const auto precedes = [&](Slot a, Slot b) {
-        if (isBefore(records_[a], records_[b])) return true;
-        return a < b && !isBefore(records_[b], records_[a]);
-      };
-      if (slots.empty() || precedes(slots.back(), slot)) {
-        slots.push_back(slot);
-      } else {
-        slots.insert(std::ranges::upper_bound(slots, slot, precedes), slot);
-      }
+    const auto precedes = [&](Slot a, Slot b) {
+      if (isBefore(records_[a], records_[b])) return true;
+      return a < b && !isBefore(records_[b], records_[a]);
+    };
+    eachLookup(slot, [&](SlotIndex& index, std::uint64_t hash, const auto& isKey) {
+      index.add(hash, slot, isKey, precedes);
     });
   }
 
   void takeFromLookups(Slot slot) {
-    eachLookup(slot, [&](auto& lookup, auto&& key) {
-      const auto slots = lookup.find(key);
-      std::erase(slots->second, slot);
-      if (slots->second.empty()) lookup.erase(slots);
+    eachLookup(slot, [&](SlotIndex& index, std::uint64_t hash, const auto& isKey) {
+      index.remove(hash, slot, isKey);
     });
   }
 
@@ -398,8 +396,7 @@ class RecordTable final : public SystemRows {
     records_ = std::move(kept);
     isLive_.assign(records_.size(), true);
     erased_ = 0;
-    for (auto& lookup : byNumber_) lookup.clear();
-    for (auto& lookup : byText_) lookup.clear();
+    for (SlotIndex& index : indexes_) index.clear();
     for (Slot slot = 0; slot < records_.size(); ++slot) addToLookups(slot);
   }
 
@@ -410,9 +407,7 @@ class RecordTable final : public SystemRows {
   std::vector<Record> former_;  ///< of the changes that may be undone
   std::size_t erased_ = 0;
   std::vector<RecordLookup<Record>> lookups_;
-  /// By the positions of the look-ups.
-  std::vector<std::unordered_map<std::int64_t, Slots>> byNumber_;
-  std::vector<std::unordered_map<std::string, Slots, TextHash, std::equal_to<>>> byText_;
+  std::vector<SlotIndex> indexes_;  ///< by the positions of the look-ups
 };
 
 }  // namespace kelvane::embedded

@@ -29,8 +29,12 @@ Target requireTarget(ProcedureRun& run, const std::string& name) {
     const auto table = run.catalog().findObject(tableName, run.caller());
     if (table && table->type == object_type::kTable) {
       const std::string index = lastName(last, run.quotedNames());
-      const auto indid = IndexWriter(run.writer()).find(table->id, index);
-      if (indid) return {*table, *indid, true};
+      // The text chain has a name too.
+      const auto& indexes = run.writer().records().indexes;
+      for (const Slot slot : indexes.where<&SysIndex::id>(table->id)) {
+        const bool isMeant = indexes[slot].indid != kHeapIndid && indexes[slot].name == index;
+        if (isMeant) return {*table, indexes[slot].indid, true};
+      }
     }
   }
   Target target{run.requireObject(name)};

@@ -1,6 +1,7 @@
 // Databases: their options, owners and names.
 #include <algorithm>
 
+#include "drivers/embedded/catalog/procedures/logins.h"
 #include "drivers/embedded/catalog/procedures/query_report.h"
 #include "drivers/embedded/catalog/procedures/type_reports.h"
 #include "drivers/embedded/catalog/system_tables.h"
@@ -114,12 +115,11 @@ void spDboption(ProcedureRun& run) {
 }
 
 void spChangedbowner(ProcedureRun& run) {
-  const auto suid = run.catalog().loginId(run.text(0));
-  if (!suid) run.fail(17231, "No login with the specified name exists.");
-  if (run.store().value("SELECT 1 FROM sysusers WHERE suid = ? AND uid != 1", *suid)) {
+  const int suid = loginOf(run, run.text(0));
+  if (run.store().value("SELECT 1 FROM sysusers WHERE suid = ? AND uid != 1", suid)) {
     run.fail(17403, "The proposed new db owner already is a user in the database.");
   }
-  run.store().run("UPDATE sysdatabases SET suid = ? WHERE name = ?", *suid, run.caller().database);
+  run.store().run("UPDATE sysdatabases SET suid = ? WHERE name = ?", suid, run.caller().database);
   run.print(17404, "Database owner changed.");
 }
 

@@ -1,15 +1,10 @@
 // Logins, users, groups and aliases.
+#include "drivers/embedded/catalog/procedures/logins.h"
 #include "drivers/embedded/catalog/procedures/procedure.h"
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::embedded {
-
-namespace {
-
-constexpr int kFirstUserUid = 3;
-constexpr int kGuestSuid = -1;
-constexpr int kGroupSuid = -2;
 
 int addLogin(ProcedureRun& run, std::string_view name, std::string_view database,
              std::string_view fullName) {
@@ -19,6 +14,17 @@ int addLogin(ProcedureRun& run, std::string_view name, std::string_view database
       name, database, fullName);
   return run.catalog().loginId(name).value();
 }
+
+int loginOf(ProcedureRun& run, std::string_view name) {
+  const auto known = run.catalog().loginId(name);
+  return known ? *known : addLogin(run, name, "master", {});
+}
+
+namespace {
+
+constexpr int kFirstUserUid = 3;
+constexpr int kGuestSuid = -1;
+constexpr int kGroupSuid = -2;
 
 int requireGroup(ProcedureRun& run, std::string_view name) {
   const auto uid = run.store().value(
@@ -140,8 +146,7 @@ void spAdduser(ProcedureRun& run) {
     if (known && run.store().value("SELECT 1 FROM sysusers WHERE suid = ?", *known)) {
       run.fail(17330, "User '", login, "' already has a name in this database.");
     }
-    // A script for one database seldom brings the server's logins along.
-    suid = known ? *known : addLogin(run, login, "master", {});
+    suid = loginOf(run, login);
   }
   run.store().run(
       "INSERT INTO sysusers(suid, uid, gid, name)"
@@ -176,8 +181,7 @@ void spChangegroup(ProcedureRun& run) {
 void spAddalias(ProcedureRun& run) {
   const std::string login = run.text(0);
   const int uid = requireUser(run, run.text(1));
-  const auto known = run.catalog().loginId(login);
-  const int suid = known ? *known : addLogin(run, login, "master", {});
+  const int suid = loginOf(run, login);
   if (run.store().value("SELECT 1 FROM sysusers WHERE suid = ?", suid)) {
     run.fail(17235, "'", login, "' is already a user of the current database.");
   }
