@@ -160,6 +160,19 @@ TEST(InstallProcedure, ServersLoginsAndProxies) {
   EXPECT_EQ(probe.rows("select srvname from master..sysservers"), "OTHER\n");
 }
 
+TEST(InstallProcedure, LoginsThatNoScriptBringsAreAdded) {
+  Probe probe(
+      "exec sp_addserver REM\nexec sp_addexternlogin REM, ann, outside\n"
+      "exec sp_changedbowner bob\nexec sp_defaultdb carl, main");
+  EXPECT_EQ(probe.rows("select l.name, a.object_cinfo from master..syslogins l, sysattributes a"
+                       " where a.object = l.suid"),
+            "ann | outside\n");
+  EXPECT_EQ(probe.rows("select l.name from master..syslogins l, master..sysdatabases d"
+                       " where d.suid = l.suid and d.name = 'main'"),
+            "bob\n");
+  EXPECT_EQ(probe.rows("select dbname from master..syslogins where name = 'carl'"), "main\n");
+}
+
 TEST(InstallProcedure, ReplicationCachesLocksAndThresholds) {
   Probe probe(std::string(kTable) + R"(exec sp_setreptable t, 'true'
 exec sp_setrepproc p, 'function'
