@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -181,6 +182,25 @@ void select(const Selection& selection, CaseMode mode, Readings& readings,
     for (const std::string& line : *lines) console.complain(line);
 }
 
+// Columns that one side does not know are no differences.
+void leaveOutUnknownColumns(const std::vector<SideReading>& sides, std::array<Schema, 2>& schemas,
+                            ReportHeader& header) {
+  std::set<std::string> unknown;
+  for (const SideReading& side : sides)
+    unknown.insert(side.viewsWithoutColumns.begin(), side.viewsWithoutColumns.end());
+  if (unknown.empty()) return;
+  std::string list;
+  for (const std::string& view : unknown) list += (list.empty() ? "view " : ", view ") + view;
+  header.notes.push_back("Columns not known: " + list);
+  for (Schema& schema : schemas) {
+    for (std::int32_t i = 1; i <= schema.Views.count(); ++i) {
+      schema.Views.edit(i, [&](View& view) {
+        if (unknown.contains(toUtf8(view.FullName))) view.Columns = {};
+      });
+    }
+  }
+}
+
 void tellNotes(const std::vector<std::string>& notes, const CompareRequest& request,
                const Console& console) {
   // On a terminal the last line of a text has just said them.
@@ -221,6 +241,7 @@ ExitStatus runCompare(const Arguments& arguments, const Console& console, const 
     header.gaps.push_back(
         "the result is partial: only objects that were read in full on both sides are compared");
   }
+  leaveOutUnknownColumns(sides, schemas, header);
   const bool exact =
       !request.rules.ignoreCase && (sides[0].caseSensitive || sides[1].caseSensitive);
   const CaseMode mode = exact ? CaseMode::exact : CaseMode::ignore;

@@ -242,8 +242,10 @@ void Reader::check(const std::string& name, const toml::key& at,
     refuse(at.source(), section + "has a connection; write UID= and Database= into it");
   if (environment.odbcDriver && !environment.server)
     refuse(at.source(), section + "has an odbc-driver but no server");
-  if (!environment.isServer() && (namesMore || environment.passwordFile))
-    refuse(at.source(), section + "has a user, database or password-file but no server");
+  if (!environment.isServer() && (environment.user || environment.passwordFile))
+    refuse(at.source(), section + "has a user or password-file but no server");
+  if (environment.snapshot && environment.database)
+    refuse(at.source(), section + "has a database, but a snapshot is of one database");
 }
 
 Environment Reader::readEnvironment(const std::string& name, const toml::key& at,

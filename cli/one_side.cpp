@@ -8,7 +8,8 @@ namespace {
 constexpr auto kOptions = std::to_array<Option>({
     {kOneSide.server, "SERVER", "a live server instead of SIDE: a name or HOST:PORT"},
     {kOneSide.user, "USER", "log in as this user"},
-    {kOneSide.database, "DATABASE", "the server's database; default: the login's database"},
+    {kOneSide.database, "DATABASE",
+     "the database; default: the login's, or the only one that the scripts fill"},
     {kOneSide.passwordFile, kFile, "read the password from its first line; only you may read FILE"},
 });
 

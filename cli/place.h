@@ -26,6 +26,8 @@ struct LoadSettings {
 struct ScriptPlace {
   std::vector<std::string> paths;
   LoadSettings settings;
+  std::optional<std::string> database;  // where the scripts create several
+  std::string_view databaseOption;      // names it
 };
 
 // What stands before a connection string.

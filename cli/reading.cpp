@@ -217,6 +217,10 @@ Readings readPlaces(std::vector<NamedPlace> places, const cComparisonOptions& wa
           if (!reading.extent) told.read(reading.schema);
           leaveOutDetails(reading.schema, readings.switches);
           reading.complete = sides[side]->isComplete();
+          for (const ViewWithoutColumns& view : sides[side]->viewsWithoutColumns()) {
+            reading.viewsWithoutColumns.push_back(view.view);
+            reading.gaps.push_back(std::string(place.name) + ": " + view.reason);
+          }
           return reading;
         });
   }

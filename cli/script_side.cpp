@@ -14,16 +14,45 @@ namespace {
 
 class ScriptSide final : public Side {
  public:
-  ScriptSide(embedded::EmbeddedCatalog catalog, bool complete)
-      : catalog_(std::move(catalog)), connection_(catalog_.connect()), complete_(complete) {}
+  ScriptSide(embedded::EmbeddedCatalog catalog, const embedded::LoadReport& report)
+      : catalog_(std::move(catalog)),
+        connection_(catalog_.connect()),
+        complete_(report.succeeded()) {
+    for (const auto& one : report.incomplete) views_.push_back({one.view, one.note.describe()});
+  }
   ado::Connection& connection() override { return *connection_; }
   bool isComplete() const override { return complete_; }
+  std::vector<ViewWithoutColumns> viewsWithoutColumns() const override { return views_; }
 
  private:
   embedded::EmbeddedCatalog catalog_;
   std::unique_ptr<ado::Connection> connection_;
   bool complete_;
+  std::vector<ViewWithoutColumns> views_;
 };
+
+std::string listed(const std::vector<std::string>& names) {
+  std::string list;
+  for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
+  return list;
+}
+
+// The database that the side is: the one that was asked for, else the only one with objects.
+void chooseDatabase(embedded::EmbeddedCatalog& catalog, const ScriptPlace& place) {
+  const std::vector<std::string> databases = catalog.databases();
+  const std::string scripts = listed(place.paths);
+  if (place.database) {
+    if (catalog.useDatabase(*place.database)) return;
+    throw CommandError({scripts + ": no script creates or uses a database '" + *place.database +
+                        "'" + (databases.empty() ? "" : "; there are: " + listed(databases))});
+  }
+  if (databases.size() > 1) {
+    throw CommandError({scripts + ": the scripts create objects in several databases (" +
+                        listed(databases) + "); choose one with " +
+                        std::string(place.databaseOption)});
+  }
+  if (!databases.empty()) catalog.useDatabase(databases.front());
+}
 
 // Shows how far the loading is and, where it is wanted, tells of each file.
 class LoadWatch {
@@ -92,7 +121,8 @@ std::unique_ptr<Side> openScripts(const ScriptPlace& place, const Console& conso
   if (!lines.empty() && (!place.settings.keepGoing || !report.readable))
     throw CommandError(std::move(lines));
   for (const std::string& line : lines) console.complain(line);
-  return std::make_unique<ScriptSide>(std::move(catalog), report.succeeded());
+  chooseDatabase(catalog, place);
+  return std::make_unique<ScriptSide>(std::move(catalog), report);
 }
 
 }  // namespace kelvane::cli

@@ -6,6 +6,8 @@
 
 #include <functional>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "ado/ado.h"
 #include "cli/console.h"
@@ -13,12 +15,19 @@
 
 namespace kelvane::cli {
 
+struct ViewWithoutColumns {
+  std::string view;  // with its owner
+  std::string reason;
+};
+
 class Side {
  public:
   virtual ~Side() = default;
   virtual ado::Connection& connection() = 0;
   // False when something that belongs to the side is not in it; the user has been told.
   virtual bool isComplete() const { return true; }
+  // Views whose columns nobody knows.
+  virtual std::vector<ViewWithoutColumns> viewsWithoutColumns() const { return {}; }
   // Ends the statement that is under way, where that is possible. Any thread may call it.
   virtual void cancel() noexcept {}
 };

@@ -175,6 +175,14 @@ ServerPlace serverOfEnvironment(const std::string& name, const Environment& envi
       name + " (" + shown + ")", address, said(options.passwordFile, environment.passwordFile), {}};
 }
 
+// A snapshot is of one database.
+void refuseDatabase(const Arguments& arguments, const SideOptions& options,
+                    const std::string& name) {
+  if (arguments.has(options.database))
+    throw UsageError(text(options.database) + " is for servers and scripts, but '" + name +
+                     "' is a snapshot");
+}
+
 Place placeOfEnvironment(const std::string& name, const Environment& environment,
                          const Arguments& arguments, const SideOptions& options,
                          const ReadingSettings& settings) {
@@ -183,12 +191,17 @@ Place placeOfEnvironment(const std::string& name, const Environment& environment
     place.limits = settings.limits;
     return place;
   }
-  for (const std::string_view option : {options.user, options.database, options.passwordFile}) {
+  for (const std::string_view option : {options.user, options.passwordFile}) {
     if (arguments.has(option))
       throw UsageError(text(option) + " is for servers, but '" + name + "' is not one");
   }
-  if (environment.snapshot) return SnapshotPlace{*environment.snapshot};
-  return ScriptPlace{environment.scripts, settings.load};
+  if (environment.snapshot) {
+    refuseDatabase(arguments, options, name);
+    return SnapshotPlace{*environment.snapshot};
+  }
+  const auto database = arguments.value(options.database);
+  return ScriptPlace{environment.scripts, settings.load, database ? database : environment.database,
+                     options.database};
 }
 
 }  // namespace
@@ -214,11 +227,11 @@ Place placeOf(const Arguments& arguments, const std::vector<std::string>& operan
                               settings);
   }
   if (!byOption) {
-    for (const std::string_view option : {options.user, options.database}) {
-      if (arguments.has(option))
-        throw UsageError(text(option) + " needs " + text(options.server) +
-                         "; for an 'odbc:' side write UID= and Database= into it");
-    }
+    const bool isOdbc = std::ranges::any_of(operands, isServer);
+    if (arguments.has(options.user) || (isOdbc && arguments.has(options.database)))
+      throw UsageError(text(arguments.has(options.user) ? options.user : options.database) +
+                       " needs " + text(options.server) +
+                       "; for an 'odbc:' side write UID= and Database= into it");
   }
   const auto server = std::ranges::find_if(operands, isServer);
   for (const std::string& operand : operands) {
@@ -229,8 +242,11 @@ Place placeOf(const Arguments& arguments, const std::vector<std::string>& operan
   if (!byOption && server == operands.end()) {
     if (arguments.has(options.passwordFile))
       throw UsageError(text(options.passwordFile) + " is for servers, but that side is not one");
-    return isSnapshot(operands) ? Place(SnapshotPlace{operands.front(), settings.load.verbose})
-                                : Place(ScriptPlace{operands, settings.load});
+    if (!isSnapshot(operands))
+      return ScriptPlace{operands, settings.load, arguments.value(options.database),
+                         options.database};
+    refuseDatabase(arguments, options, operands.front());
+    return SnapshotPlace{operands.front(), settings.load.verbose};
   }
   ServerPlace place = byOption ? serverOfOptions(arguments, options) : serverOfOperand(*server);
   if (operands.size() > 1) refuseCompany(place.name);

@@ -27,6 +27,7 @@ struct SideReading {
   std::vector<std::string> gaps;     // what could not be read, a line each; empty: all was read
   std::optional<ReadExtent> extent;  // where the reading ended too early
   bool complete = true;              // false when something of the side was not even loaded
+  std::vector<std::string> viewsWithoutColumns;  // which nobody knows
   Selection::Tally selected;
 };
 

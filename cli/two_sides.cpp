@@ -9,7 +9,8 @@ namespace {
 constexpr auto kOptions = std::to_array<Option>({
     {kTwoSides[0].server, "SERVER", "a live server instead of SOURCE: a name or HOST:PORT"},
     {kTwoSides[0].user, "USER", "log in as this user"},
-    {kTwoSides[0].database, "DATABASE", "the server's database; default: the login's database"},
+    {kTwoSides[0].database, "DATABASE",
+     "the database; default: the login's, or the only one that the scripts fill"},
     {kTwoSides[0].passwordFile, kFile,
      "read the password from its first line; only you may read FILE"},
     {kTwoSides[1].server, "SERVER", "a live server instead of TARGET: a name or HOST:PORT"},

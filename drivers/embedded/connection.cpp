@@ -147,6 +147,16 @@ EmbeddedCatalog::~EmbeddedCatalog() = default;
 EmbeddedCatalog::EmbeddedCatalog(EmbeddedCatalog&&) noexcept = default;
 EmbeddedCatalog& EmbeddedCatalog::operator=(EmbeddedCatalog&&) noexcept = default;
 
+std::vector<std::string> EmbeddedCatalog::databases() const {
+  return server_->catalog.databasesWithObjects();
+}
+
+bool EmbeddedCatalog::useDatabase(const std::string& name) {
+  if (!server_->catalog.databaseId(name)) return false;
+  server_->database = name;
+  return true;
+}
+
 std::unique_ptr<ado::Connection> EmbeddedCatalog::connect() {
   return std::make_unique<EmbeddedConnection>(*server_);
 }

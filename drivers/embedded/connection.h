@@ -7,6 +7,8 @@
 #pragma once
 
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "ado/ado.h"
 #include "drivers/embedded/options.h"
@@ -28,7 +30,13 @@ class EmbeddedCatalog {
   EmbeddedCatalog(EmbeddedCatalog&&) noexcept;
   EmbeddedCatalog& operator=(EmbeddedCatalog&&) noexcept;
 
-  /// A session of the database owner, in the database that the last script was in. Options,
+  /// The databases that have objects of their own, in the order in which they were created.
+  std::vector<std::string> databases() const;
+  /// New connections start in that database. False if there is none of the name.
+  bool useDatabase(const std::string& name);
+
+  /// A session of the database owner, in the database that the last script was in, or that
+  /// useDatabase named. Options,
   /// temporary tables and cursors are the connection's own.
   ///
   /// A forward-only recordset computes its rows as they are asked for; statements that change its

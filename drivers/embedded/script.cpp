@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cerrno>
 #include <fstream>
 #include <optional>
@@ -10,6 +11,7 @@
 #include "drivers/embedded/encoding.h"
 #include "drivers/embedded/engine/session.h"
 #include "drivers/embedded/tsql/parser.h"
+#include "drivers/embedded/tsql/scan.h"
 #include "drivers/embedded/tsql/script.h"
 #include "drivers/embedded/tsql/words.h"
 
@@ -35,6 +37,44 @@ std::string_view lineAt(std::string_view text, std::uint32_t line) {
   return lineFrom(text);
 }
 
+// With stars in the place of passwords: of the text or word behind such a word. A call of a
+// procedure that takes one ends with its name.
+std::string withoutPasswords(std::string_view line) {
+  constexpr std::string_view kWords[] = {"passwd", "password", "passphrase"};
+  constexpr std::string_view kProcedures[] = {
+      "sp_addlogin",  "sp_password",   "sp_addexternlogin",   "sp_addremotelogin",
+      "sp_companion", "sp_encryption", "sp_config_rep_agent", "sp_ha_admin",
+      "sp_ldapadmin", "sp_ssladmin",   "sp_passwordpolicy",   "sp_replication_path"};
+  constexpr std::string_view kStars = "***";
+  bool hidesNext = false;
+  std::string shown;
+  for (std::size_t at = 0; at < line.size();) {
+    const char c = line[at];
+    std::size_t end = at + 1;
+    const auto belongs = [](unsigned char letter) {
+      return std::isalnum(letter) != 0 || letter == '_' || letter >= 0x80;
+    };
+    if (c == '\'' || c == '"') {
+      end = std::min(tsql::endOfQuoted(line, at, c), line.size());
+      const std::string_view text = line.substr(at, end - at);
+      shown += hidesNext ? c + std::string(kStars) + c : std::string(text);
+      hidesNext = false;
+    } else if (belongs(static_cast<unsigned char>(c))) {
+      while (end < line.size() && belongs(static_cast<unsigned char>(line[end]))) ++end;
+      const std::string word = tsql::lowerCase(line.substr(at, end - at));
+      const bool isWord = std::ranges::find(kWords, word) != std::end(kWords);
+      shown += hidesNext && !isWord ? kStars : line.substr(at, end - at);
+      hidesNext = isWord;
+      const bool takesPassword = std::ranges::find(kProcedures, word) != std::end(kProcedures);
+      if (takesPassword) return shown + " ...";
+    } else {
+      shown += c;
+    }
+    at = end;
+  }
+  return shown;
+}
+
 // Where the statements of a batch begin, found when a message asks for it.
 class StatementLines {
  public:
@@ -43,11 +83,12 @@ class StatementLines {
 
   // The first line of the statement that `line` belongs to; `line` itself in a batch that is not
   // understood.
-  std::string_view firstLineOf(std::uint32_t line) {
+  std::string firstLineOf(std::uint32_t line) {
     if (!known_) read();
     const auto after = std::ranges::upper_bound(begins_, line, {}, &Begin::line);
-    if (after == begins_.begin()) return lineAt(batch_, line);
-    return lineFrom(batch_.substr((after - 1)->at));
+    if (after != begins_.begin()) return withoutPasswords(lineFrom(batch_.substr((after - 1)->at)));
+    // The line may hold the password of a statement that began before it.
+    return std::string(lineAt(withoutPasswords(batch_), line));
   }
 
  private:
@@ -95,10 +136,14 @@ class ScriptOutcome final : public Outcome {
   void count(std::int64_t) override {}
   void notice(const Notice& notice) override {
     const bool listed = notice.ignored && options_.listIgnored;
-    if (!notice.isError() && !listed) return;
+    if (!notice.isError() && !listed && notice.withoutColumns.empty()) return;
     const std::uint32_t line = notice.line == 0 ? 1 : notice.line;
     ScriptNote note{std::string(name_), batch_->firstLine + line - 1, notice.message.number,
-                    notice.message.text, std::string(lines_->firstLineOf(line))};
+                    notice.message.text, lines_->firstLineOf(line)};
+    if (!notice.withoutColumns.empty()) {
+      report_.incomplete.push_back({notice.withoutColumns, std::move(note)});
+      return;
+    }
     auto& notes = notice.alreadyGone || listed ? report_.notes : report_.errors;
     if (notes.size() > kMostNotes) return;
     if (notes.size() == kMostNotes)

@@ -28,12 +28,19 @@ struct ScriptNote {
   std::string describe() const;
 };
 
+struct ViewWithoutColumns {
+  std::string view;  ///< `owner.name`
+  ScriptNote note;
+};
+
 struct LoadReport {
   std::vector<ScriptNote> errors;
   /// What is no error and may surprise: things that were to be removed and were not there, which
   /// leaves what the script wants, and a file that is not UTF-8. With `listIgnored` also what was
   /// accepted and has no place in the catalog.
   std::vector<ScriptNote> notes;
+  /// Views whose columns are not known, because they use a database that no script creates.
+  std::vector<ViewWithoutColumns> incomplete;
   /// False when a file could not be read or holds no script, an error with any options.
   bool readable = true;
 
@@ -56,7 +63,7 @@ struct LoadOptions {
 
 /// Runs the batches of `text`; `name` is what messages call it. Text that is not UTF-8 is taken for
 /// Windows-1252, which Latin-1 is a part of. Statements that end in `;` run one by one. `use` takes
-/// any database name: the catalog then goes by that name. A script without a statement is an error.
+/// any name: a database that there is not is created. A script without a statement is an error.
 LoadReport loadScript(EmbeddedCatalog& catalog, std::string_view name, std::string_view text,
                       const LoadOptions& options = {});
 

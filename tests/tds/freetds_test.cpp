@@ -78,8 +78,8 @@ class FreeTds : private Programs {
                "odbcinst -q -d -n FreeTDS >/dev/null") == 0;
   }
 
-  Printed tsql(const std::string& input) const {
-    return run("tsql -S kelvane -o q -t '|' -U sa -P secret", input);
+  Printed tsql(const std::string& input, const std::string& user = "sa") const {
+    return run("tsql -S kelvane -o q -t '|' -P secret -U " + user, input);
   }
   // unixODBC's, over FreeTDS's driver; it prepares each statement, which is a line.
   Printed isql(const std::string& input) const {
@@ -345,6 +345,18 @@ TEST(TdsServerForJava, AnswersWhatProgramsAskThroughJdbc) {
                                          "");
   EXPECT_EQ(printed.rows, std::string(kProgramsOutput) + kProgramsOutput);
   EXPECT_EQ(printed.messages, "");
+}
+
+TEST_F(TdsServerTest, KnowsWhoLoggedInAndWhereAQueryWentWrong) {
+  EmbeddedCatalog catalog = shop();
+  const TdsServer server(catalog);
+  const FreeTds client(server);
+  const Printed printed =
+      client.tsql("select suser_name(), suser_name(suser_id())\ngo\n\nselect 1 / 0\ngo\n", "ann");
+  EXPECT_NE(printed.rows.find("ann|ann\n"), std::string::npos) << printed.rows;
+  EXPECT_NE(printed.messages.find("Line 2"), std::string::npos) << printed.messages;
+  EXPECT_EQ(printed.messages.find("Line 0"), std::string::npos) << printed.messages;
+  EXPECT_NE(client.tsql("select suser_name()\ngo\n").rows.find("sa\n"), std::string::npos);
 }
 
 TEST_F(TdsServerTest, SaysWhereAnErrorIs) {

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "drivers/embedded/catalog/permission_writer.h"
+#include "drivers/embedded/catalog/storage_writer.h"
 #include "drivers/embedded/catalog/table_writer.h"
 #include "drivers/embedded/tsql/lexer.h"
 
@@ -31,7 +32,8 @@ class TableChange {
         values_(values),
         name_(name),
         table_(table),
-        tables_(writer, text, &values) {}
+        tables_(writer, text, &values),
+        storage_(writer, text) {}
 
   void operator()(const tsql::AddColumn& action);
   void operator()(const tsql::AddConstraint& action) {
@@ -44,9 +46,12 @@ class TableChange {
   void operator()(const tsql::ChangeLock& action) {
     tables_.indexes().changeLockScheme(table_, action.scheme);
   }
-  void operator()(const tsql::ChangePartitions&) {}
+  void operator()(const tsql::ChangePartitions& action);
+  void operator()(const tsql::AlterPartition& action) { storage_.alterPartition(table_, action); }
   void operator()(const tsql::SwitchTrigger& action);
-  void operator()(const tsql::ChangeStorage&) {}
+  void operator()(const tsql::ChangeStorage& action) {
+    storage_.applyOptions(table_, action.options);
+  }
 
  private:
   ColumnInfo requireColumn(std::string_view name);
@@ -64,6 +69,7 @@ class TableChange {
   const tsql::ObjectName& name_;
   const ObjectInfo& table_;
   TableWriter tables_;
+  StorageWriter storage_;
 };
 
 ColumnInfo TableChange::requireColumn(std::string_view name) {
@@ -91,6 +97,16 @@ void TableChange::operator()(const tsql::AddColumn& action) {
   for (const tsql::Constraint& constraint : definition.constraints) {
     tables_.addConstraint(table_, constraint, &definition);
   }
+  storage_.applyColumn(table_, definition.name, definition.storage);
+}
+
+void TableChange::operator()(const tsql::ChangePartitions& action) {
+  if (action.partitioning) return storage_.partition(table_, *action.partitioning);
+  if (!action.count) return storage_.unpartition(table_.id);
+  constexpr std::int64_t kMost = 10'000;
+  tsql::Partitioning slices{"roundrobin", {}, {}};
+  slices.partitions.resize(static_cast<std::size_t>(std::min(*action.count, kMost)));
+  storage_.partition(table_, slices);
 }
 
 void TableChange::requireFillable(const tsql::ColumnDefinition& definition,
@@ -222,8 +238,10 @@ void TableChange::closeGap(int gone) {
                       " - 1 WHERE depid = ? AND depkey", key, " > ?"),
                table_.id, gone);
   }
-  store_.run("UPDATE syspartitionkeys SET colid = colid - 1 WHERE id = ? AND colid > ?", table_.id,
-             gone);
+  if (writer_.catalog().options().has(Release::ase15)) {
+    store_.run("UPDATE syspartitionkeys SET colid = colid - 1 WHERE id = ? AND colid > ?",
+               table_.id, gone);
+  }
 }
 
 void TableChange::operator()(const tsql::DropConstraint& action) {
@@ -262,6 +280,9 @@ void TableChange::operator()(const tsql::DropConstraint& action) {
 void TableChange::operator()(const tsql::ModifyColumn& action) {
   const ColumnInfo column = requireColumn(action.column.name);
   ColumnType to = column.type;
+  storage_.applyColumn(table_, column.name, action.column.storage);
+  const bool saysNothing = action.column.nullability == tsql::Nullability::Unspecified;
+  if (action.column.type.name.empty() && saysNothing) return;
   if (action.column.type.name.empty()) {
     to = withNullability(to, action.column.nullability == tsql::Nullability::Null);
   } else {

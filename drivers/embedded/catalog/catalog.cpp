@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "drivers/embedded/catalog/databases.h"
 #include "drivers/embedded/catalog/index_writer.h"
 #include "drivers/embedded/catalog/keys.h"
 #include "drivers/embedded/catalog/name_text.h"
@@ -51,55 +52,102 @@ ColumnType storedType(int storageCode, const Row& row) {
   return type;
 }
 
+std::string textOf(const SystemRecords& records, int objectId) {
+  std::string text;
+  for (const Slot slot : records.comments.where<&SysComment::id>(objectId)) {
+    text += records.comments[slot].text;
+  }
+  return text;
+}
+
 }  // namespace
 
-Catalog::Catalog(const CatalogOptions& options) : options_(options) {
-  for (const SystemTable& table : systemTables()) {
-    if (table.inMaster) master_[table.name] = plainTable(store_.undoLog(), table);
-  }
-  createSystemTables(store_, options,
-                     [this](const SystemTable& table) -> RowSource& { return source(table); });
-}
+UnknownDatabase::UnknownDatabase(const std::string& name, std::uint32_t line)
+    : ServerError(911, 11, 2,
+                  concat("Attempt to locate entry in sysdatabases for database '", name,
+                         "' by name failed - no entry found under that name. Make sure that name "
+                         "is entered properly."),
+                  line),
+      database(name) {}
 
-RowSource& Catalog::source(const SystemTable& table) {
-  return table.inMaster ? *master_.at(table.name) : records_.source(table);
-}
+Catalog::Catalog(const CatalogOptions& options)
+    : options_(options), databases_(std::make_unique<Databases>(store_, options)) {}
 
 Catalog::~Catalog() = default;
+
+SystemRecords& Catalog::records() { return databases_->current().records; }
+
+SystemRecords& Catalog::recordsIn(std::string_view database) {
+  Databases::Entry* entry = databases_->find(database);
+  return entry == nullptr ? records() : entry->records;
+}
+
+SystemRecords& Catalog::recordsOf(int objectId) { return databases_->of(objectId).records; }
+
+const std::string& Catalog::databaseOf(int objectId) { return databases_->of(objectId).name; }
+
+void Catalog::enter(std::string_view database) { databases_->enter(database); }
+
+void Catalog::removeDatabase(std::string_view name) {
+  if (Databases::Entry* database = databases_->find(name)) databases_->remove(*database);
+}
+
+bool Catalog::isFreeId(int id) const { return databases_->isFree(id); }
+
+Caller Catalog::callerIn(std::string_view database, const Caller& caller) {
+  Caller there = caller;
+  if (database.empty() || database == caller.database) return there;
+  there.database = database;
+  if (caller.uid == kDboUid) return there;
+  constexpr int kGuestUid = 2;
+  const SysUser* user = recordsIn(caller.database).users.first<&SysUser::uid>(caller.uid);
+  const SysUser* same =
+      user == nullptr ? nullptr : recordsIn(database).users.first<&SysUser::suid>(user->suid);
+  there.uid = same == nullptr ? kGuestUid : same->uid;
+  return there;
+}
+
+std::vector<std::string> Catalog::databasesWithObjects() {
+  std::vector<std::string> names;
+  databases_->each([&](const Databases::Entry& entry) {
+    bool hasObjects = false;
+    for (Slot slot = 0; slot < entry.records.objects.slots() && !hasObjects; ++slot) {
+      hasObjects = entry.records.objects.holds(slot) &&
+                   entry.records.objects[slot].type != object_type::kSystemTable;
+    }
+    if (hasObjects) names.push_back(entry.name);
+  });
+  return names;
+}
 
 // objects
 
 std::optional<ObjectInfo> Catalog::findObject(const tsql::ObjectName& name, const Caller& caller) {
-  const bool inMaster =
-      name.database == "master" || (name.database.empty() && caller.database == "master");
-  if (inMaster && (name.owner.empty() || name.owner == "dbo")) {
-    if (const SystemTable* table = findSystemTable(name.name)) return systemTableInfo(*table);
+  const std::string& databaseName = name.database.empty() ? caller.database : name.database;
+  Databases::Entry* database = databases_->find(databaseName);
+  if (database == nullptr) return std::nullopt;
+  if (const SystemTable* table = databases_->tables().find(name.name)) {
+    const bool isThere = !table->inMaster || database->name == "master";
+    if (isThere && (name.owner.empty() || name.owner == "dbo")) {
+      ObjectInfo object = systemTableInfo(*table);
+      object.sqliteTable = databases_->sqlName(*database, *table);
+      return object;
+    }
   }
-  if (!name.database.empty() && name.database != caller.database) {
-    return elsewhere(name);
-  }
-
   std::optional<ObjectInfo> found;
+  const SystemRecords& records = database->records;
   const auto lookUp = [&](int uid) {
-    if (const SysObject* object = records_.object(name.name, uid)) found = objectOf(*object);
+    if (const SysObject* object = records.object(name.name, uid)) found = objectOf(*object);
   };
   if (!name.owner.empty()) {
-    if (const auto uid = userId(name.owner)) lookUp(*uid);
+    const SysUser* owner = records.users.first<&SysUser::name>(name.owner);
+    if (owner != nullptr) lookUp(owner->uid);
     return found;
   }
-  lookUp(caller.uid);
-  if (!found && caller.uid != kDboUid) lookUp(kDboUid);
+  const int uid = callerIn(databaseName, caller).uid;
+  lookUp(uid);
+  if (!found && uid != kDboUid) lookUp(kDboUid);
   return found;
-}
-
-// The server's other databases hold nothing but system tables without rows.
-std::optional<ObjectInfo> Catalog::elsewhere(const tsql::ObjectName& name) {
-  const SystemTable* table = findSystemTable(name.name);
-  const bool named = name.owner.empty() || name.owner == "dbo";
-  if (table == nullptr || !named || !databaseId(name.database)) return std::nullopt;
-  ObjectInfo object = systemTableInfo(*table);
-  object.sqliteTable = concat("(SELECT rowid, * FROM ", table->name, " WHERE 0)");
-  return object;
 }
 
 std::optional<ObjectInfo> Catalog::findObject(std::string_view text, const Caller& caller) {
@@ -119,6 +167,9 @@ bool Catalog::readsQuotedNames(const Caller& caller) const {
 
 ObjectInfo Catalog::requireObject(const tsql::ObjectName& name, const Caller& caller) {
   if (auto object = findObject(name, caller)) return *object;
+  if (!name.database.empty() && databases_->find(name.database) == nullptr) {
+    throw UnknownDatabase(name.database, caller.line);
+  }
   std::string written;
   for (const std::string* part : {&name.server, &name.database, &name.owner}) {
     if (!part->empty() || !written.empty()) written += *part + ".";
@@ -130,16 +181,16 @@ ObjectInfo Catalog::requireObject(const tsql::ObjectName& name, const Caller& ca
 }
 
 std::optional<ObjectInfo> Catalog::objectById(int id) {
-  if (const SysObject* object = records_.object(id)) return objectOf(*object);
-  if (const SystemTable* table = findSystemTable(id)) return systemTableInfo(*table);
-  return std::nullopt;
+  if (const SystemTable* table = databases_->tables().find(id)) return systemTableInfo(*table);
+  const Databases::Entry* owner = databases_->findOwner(id);
+  return owner == nullptr ? std::nullopt : std::optional(objectOf(*owner->records.object(id)));
 }
 
 // columns
 
 std::vector<ColumnInfo> Catalog::columns(int objectId) {
   std::vector<ColumnInfo> columns;
-  if (const SystemTable* table = findSystemTable(objectId)) {
+  if (const SystemTable* table = databases_->tables().find(objectId)) {
     for (const NamedColumn& column : table->columns) {
       columns.push_back(
           {column.name, static_cast<int>(columns.size()) + 1, column.type, column.name, 0, 0, {}});
@@ -156,14 +207,14 @@ std::vector<ColumnInfo> Catalog::parameters(int procedureId, int number) {
   return readColumns(procedureId, number, false);
 }
 
-ColumnInfo Catalog::columnOf(const SysColumn& row, bool inTable) {
+ColumnInfo Catalog::columnOf(const SystemRecords& records, const SysColumn& row, bool inTable) {
   ColumnInfo column;
   column.name = row.name;
   column.colid = row.colid;
   // A column has the type that its user type is based on, whether or not it takes null itself.
   int base = row.type;
   if (row.usertype > kLargestSystemType) {
-    const SysType* type = records_.types.first<&SysType::usertype>(row.usertype);
+    const SysType* type = records.types.first<&SysType::usertype>(row.usertype);
     base = type == nullptr ? 0 : type->type;
   }
   column.type = storedType(base, row);
@@ -173,25 +224,27 @@ ColumnInfo Catalog::columnOf(const SysColumn& row, bool inTable) {
   if (inTable) column.sqliteColumn = concat("c", column.colid);
   column.defaultId = row.cdefault;
   column.ruleId = row.domain;
-  if (row.computedcol) column.computed = sourceText(*row.computedcol);
+  if (row.computedcol) column.computed = textOf(records, *row.computedcol);
   return column;
 }
 
 std::vector<ColumnInfo> Catalog::readColumns(int objectId, int number, bool inTable) {
+  SystemRecords& records = recordsOf(objectId);
   std::vector<ColumnInfo> columns;
-  for (const Slot slot : records_.columns.where<&SysColumn::id>(objectId)) {
-    const SysColumn& row = records_.columns[slot];
-    if (row.number == number && !row.isHidden()) columns.push_back(columnOf(row, inTable));
+  for (const Slot slot : records.columns.where<&SysColumn::id>(objectId)) {
+    const SysColumn& row = records.columns[slot];
+    if (row.number == number && !row.isHidden()) columns.push_back(columnOf(records, row, inTable));
   }
   return columns;
 }
 
 std::optional<ColumnInfo> Catalog::column(int objectId, std::string_view name) {
-  const SysObject* object = records_.object(objectId);
+  SystemRecords& records = recordsOf(objectId);
+  const SysObject* object = records.object(objectId);
   if (object != nullptr && object->type == object_type::kTable) {
-    const SysColumn* row = records_.column(objectId, name);
+    const SysColumn* row = records.column(objectId, name);
     if (row == nullptr || row->isHidden()) return std::nullopt;
-    return columnOf(*row, true);
+    return columnOf(records, *row, true);
   }
   auto all = columns(objectId);
   const auto found = std::ranges::find(all, name, &ColumnInfo::name);
@@ -200,20 +253,23 @@ std::optional<ColumnInfo> Catalog::column(int objectId, std::string_view name) {
 }
 
 std::optional<std::string> Catalog::objectName(int id) {
-  const SysObject* object = records_.object(id);
+  SystemRecords& records = recordsOf(id);
+  const SysObject* object = records.object(id);
   return object == nullptr ? std::nullopt : std::optional(object->name);
 }
 
 std::optional<std::string> Catalog::columnName(int objectId, int colid) {
-  for (const Slot slot : records_.columns.where<&SysColumn::id>(objectId)) {
-    const SysColumn& column = records_.columns[slot];
+  SystemRecords& records = recordsOf(objectId);
+  for (const Slot slot : records.columns.where<&SysColumn::id>(objectId)) {
+    const SysColumn& column = records.columns[slot];
     if (column.number <= 1 && column.colid == colid) return column.name;
   }
   return std::nullopt;
 }
 
 const SysIndexKey* Catalog::indexKey(int objectId, int indid, int key) {
-  const SysIndex* index = records_.index(objectId, indid);
+  SystemRecords& records = recordsOf(objectId);
+  const SysIndex* index = records.index(objectId, indid);
   if (index == nullptr || key < 1 || static_cast<std::size_t>(key) > index->keys.size()) {
     return nullptr;
   }
@@ -233,12 +289,12 @@ bool Catalog::isDescendingKey(int objectId, int indid, int key) {
 // users, logins, databases
 
 std::optional<std::string> Catalog::userName(int uid) {
-  const SysUser* user = records_.users.first<&SysUser::uid>(uid);
+  const SysUser* user = records().users.first<&SysUser::uid>(uid);
   return user == nullptr ? std::nullopt : std::optional(user->name);
 }
 
 std::optional<int> Catalog::userId(std::string_view name) {
-  const SysUser* user = records_.users.first<&SysUser::name>(name);
+  const SysUser* user = records().users.first<&SysUser::name>(name);
   return user == nullptr ? std::nullopt : std::optional(user->uid);
 }
 
@@ -251,7 +307,7 @@ std::optional<int> Catalog::loginId(std::string_view name) {
 }
 
 std::optional<int> Catalog::userOfLogin(int suid) {
-  const SysUser* user = records_.users.first<&SysUser::suid>(suid);
+  const SysUser* user = records().users.first<&SysUser::suid>(suid);
   return user == nullptr ? std::nullopt : std::optional(user->uid);
 }
 
@@ -264,21 +320,18 @@ std::optional<int> Catalog::databaseId(std::string_view name) {
 }
 
 void Catalog::useDatabase(std::string_view name) {
-  if (databaseId(name)) return;
-  store_.run(
-      "INSERT INTO sysdatabases(name, dbid, suid, crdate, status)"
-      " SELECT ?, max(dbid) + 1, 1, ?, ? FROM sysdatabases",
-      name, currentTime(), options_.allowNullsByDefault ? database_status::kAllowNulls : 0);
+  if (!databaseId(name) && !databases_->nameFirst(name)) databases_->add(name);
 }
 
 // types and texts
 
 ColumnType Catalog::resolveType(const tsql::DataType& type, const Caller& caller) {
+  SystemRecords& records = recordsIn(caller.database);
   const CatalogWriter writer(*this, caller);
   // Only the built-in names may come in any case: a user type is as case-sensitive as a table.
   const SystemType* system =
       type.owner.empty() ? findSystemType(tsql::lowerCase(type.name)) : nullptr;
-  if (system != nullptr) {
+  if (system != nullptr && options_.has(system->since)) {
     const TypeKind kind = *system->kind;
     const ColumnType declared = declaredType(kind, type.length, type.scale, false);
     const bool hasPrecision = kind == TypeKind::Numeric || kind == TypeKind::Decimal;
@@ -306,8 +359,8 @@ ColumnType Catalog::resolveType(const tsql::DataType& type, const Caller& caller
   }
   std::optional<ColumnType> found;
   const auto lookUp = [&](int uid) {
-    for (const Slot slot : records_.types.where<&SysType::name>(type.name)) {
-      const SysType& row = records_.types[slot];
+    for (const Slot slot : records.types.where<&SysType::name>(type.name)) {
+      const SysType& row = records.types[slot];
       const bool isOwn = row.usertype > kLargestSystemType || row.name == "longsysname";
       if (row.uid != uid || !isOwn) continue;
       found = storedType(row.type, row);
@@ -329,35 +382,32 @@ bool Catalog::allowsNullsByDefault(std::string_view database) {
       .has_value();
 }
 
-std::string Catalog::sourceText(int objectId) {
-  std::string text;
-  for (const Slot slot : records_.comments.where<&SysComment::id>(objectId)) {
-    text += records_.comments[slot].text;
-  }
-  return text;
-}
+std::string Catalog::sourceText(int objectId) { return textOf(recordsOf(objectId), objectId); }
 
 SourceText Catalog::source(int objectId) { return {sourceText(objectId), isQuoted(objectId)}; }
 
 SourceText Catalog::source(int procedureId, int number) {
+  SystemRecords& records = recordsOf(procedureId);
   SourceText source{{}, isQuoted(procedureId)};
-  for (const Slot slot : records_.comments.where<&SysComment::id>(procedureId)) {
-    const SysComment& piece = records_.comments[slot];
+  for (const Slot slot : records.comments.where<&SysComment::id>(procedureId)) {
+    const SysComment& piece = records.comments[slot];
     if (piece.number == number) source.text += piece.text;
   }
   return source;
 }
 
 bool Catalog::isQuoted(int objectId) {
+  SystemRecords& records = recordsOf(objectId);
   return std::ranges::any_of(
-      records_.comments.where<&SysComment::id>(objectId), [&](const Slot slot) {
-        return (records_.comments[slot].status.value_or(0) & kQuotedIdentifiersOn) != 0;
+      records.comments.where<&SysComment::id>(objectId), [&](const Slot slot) {
+        return (records.comments[slot].status.value_or(0) & kQuotedIdentifiersOn) != 0;
       });
 }
 
 // rows of user tables
 
 std::string Catalog::rowTable(int tableId) {
+  SystemRecords& records = recordsOf(tableId);
   ObjectInfo table = objectById(tableId).value();
   if (table.sqliteTable != kNoRows) return table.sqliteTable;
   Savepoint savepoint(store_);
@@ -368,8 +418,8 @@ std::string Catalog::rowTable(int tableId) {
   }
   store_.execute(
       concat("CREATE TABLE ", rowStore(tableId), ".", table.sqliteTable, "(", definition, ")"));
-  records_.changeObject(tableId, [](SysObject& row) { row.hasRowTable = true; });
-  const Caller caller;
+  records.changeObject(tableId, [](SysObject& row) { row.hasRowTable = true; });
+  const Caller caller{kDboUid, databaseOf(tableId)};
   CatalogWriter writer(*this, caller);
   IndexWriter(writer).createAllUnique(table);
   savepoint.keep();
@@ -377,7 +427,8 @@ std::string Catalog::rowTable(int tableId) {
 }
 
 std::int64_t Catalog::nextIdentity(int tableId) {
-  const SysColumn* identity = records_.identityColumn(tableId);
+  SystemRecords& records = recordsOf(tableId);
+  const SysColumn* identity = records.identityColumn(tableId);
   if (identity == nullptr) return 1;
   Statement highest =
       store_.prepare(concat("SELECT max(CAST(c", identity->colid, " AS INTEGER)) FROM ",
@@ -398,16 +449,17 @@ tsql::ServerError Catalog::duplicateKeyError(const StoreError& error, std::uint3
     numbers.push_back(number);
   }
   const int tableId = numbers.empty() ? 0 : numbers[0];
+  const SystemRecords& records = recordsOf(tableId);
   const auto indexNamed = [&](int indid) {
-    const SysIndex* index = records_.index(tableId, indid);
+    const SysIndex* index = records.index(tableId, indid);
     return index == nullptr ? std::string() : index->name;
   };
   const bool isNullGuard = text.find("index 'n") != text.npos && numbers.size() == 2;
   std::string index = isNullGuard ? indexNamed(numbers[1]) : "";
   std::vector<int> colids;
   for (std::size_t i = 1; i < numbers.size(); i += 2) colids.push_back(numbers[i]);
-  for (const Slot slot : records_.indexes.where<&SysIndex::id>(tableId)) {
-    const SysIndex& row = records_.indexes[slot];
+  for (const Slot slot : records.indexes.where<&SysIndex::id>(tableId)) {
+    const SysIndex& row = records.indexes[slot];
     const bool isUnique = (row.status & index_status::kUnique) != 0;
     const bool matches = std::ranges::equal(row.keys, colids, {}, &SysIndexKey::colid);
     if (index.empty() && isUnique && matches) index = row.name;

@@ -58,12 +58,21 @@ inline constexpr TriggerSlot kUpdateSlot{&SysObject::updtrig, 0x400000,
                                          &tsql::TriggerEvents::update};
 inline constexpr TriggerSlot kTriggerSlots[] = {kInsertSlot, kUpdateSlot, kDeleteSlot};
 
+/// 911: a name leads to a database that the server does not have.
+struct UnknownDatabase : tsql::ServerError {
+  UnknownDatabase(const std::string& database, std::uint32_t line);
+  std::string database;
+};
+
 /// On whose behalf a statement runs, and where it stands (for errors).
 struct Caller {
   int uid = kDboUid;
   std::string database = "master";
   std::uint32_t line = 1;
   bool quotedIdentifier = false;  ///< how its texts are read, which stored ones keep
+  /// Whether a statement that touches rows begins a transaction where there is none, which stored
+  /// procedures keep.
+  bool chained = false;
 };
 
 struct ObjectInfo {
@@ -103,6 +112,17 @@ struct ProcedureArgument {
   std::optional<std::string> value;
 };
 
+/// An object that a stored definition uses.
+struct UsedObject {
+  enum class Kind { Table, Procedure, Function };
+  tsql::ObjectName name;
+  Kind kind = Kind::Table;
+  int number = 0;  ///< of a procedure in its group
+  bool isRead = false;
+  bool isWritten = false;
+  bool allColumns = false;  ///< `select *`
+};
+
 /// What definitions need of those who evaluate expressions; the catalog does not.
 struct RowValues {
   /// The value of a default, as a value of the type.
@@ -127,6 +147,8 @@ struct ProcedureResult {
   std::vector<std::string> ignored = {};
 };
 
+class Databases;
+
 class Catalog {
  public:
   /// A fresh database: system tables with the rows every database has.
@@ -136,16 +158,35 @@ class Catalog {
   Catalog& operator=(const Catalog&) = delete;
 
   Database& store() { return store_; }
-  SystemRecords& records() { return records_; }
+
+  // databases
+
+  /// What the system tables of the current database hold; SQL means these.
+  SystemRecords& records();
+  /// Of another database; of the current one if there is none of the name.
+  SystemRecords& recordsIn(std::string_view database);
+  /// Of the database that has the object.
+  SystemRecords& recordsOf(int objectId);
+  /// The name of the database that has the object.
+  const std::string& databaseOf(int objectId);
+  /// Makes a database the current one, if there is one of the name.
+  void enter(std::string_view database);
+  /// The same person in another database.
+  Caller callerIn(std::string_view database, const Caller& caller);
+  /// The databases that have more than system tables, in order of their numbers.
+  std::vector<std::string> databasesWithObjects();
+  /// Removes a database, which must not be the current one, with all that it has.
+  void removeDatabase(std::string_view name);
+  /// Whether no database has an object of the id.
+  bool isFreeId(int id) const;
   const CatalogOptions& options() const { return options_; }
 
   // look-ups
 
-  /// Any object of sysobjects. Without an owner: the caller's, else dbo's. Tables of master are
-  /// found under `master..` only, or when it is the caller's database. Other databases have nothing
-  /// but empty system tables.
+  /// Any object of sysobjects, in any database. Without an owner: the caller's, else dbo's. Tables
+  /// of master are found under `master..` only, or when it is the caller's database.
   std::optional<ObjectInfo> findObject(const tsql::ObjectName& name, const Caller& caller);
-  /// As findObject; throws 208.
+  /// As findObject; throws 208, UnknownDatabase.
   ObjectInfo requireObject(const tsql::ObjectName& name, const Caller& caller);
   std::optional<ObjectInfo> objectById(int id);
   /// `[[db.]owner.]name` as a text, as object_id() takes it.
@@ -171,7 +212,8 @@ class Catalog {
   std::optional<int> userOfLogin(int suid);
   std::optional<std::string> databaseName(int dbid);
   std::optional<int> databaseId(std::string_view name);
-  /// Gives the database a row in sysdatabases if it has none.
+  /// Makes a database if there is none of the name. What came before the first name that is used
+  /// belongs to it: the database where everything begins gets that name.
   void useDatabase(std::string_view name);
 
   /// System types, then types of the caller, then of dbo. Throws 2715 for an unknown type. The
@@ -208,15 +250,19 @@ class Catalog {
                    const RowValues& values, const Caller& caller);
   /// For `select into`; returns the new table.
   ObjectInfo createTable(const tsql::ObjectName& name, const std::vector<NamedColumn>& columns,
+                         const tsql::TableStorage& storage, std::string_view text,
                          const Caller& caller);
   void alterTable(const tsql::AlterTable& statement, std::string_view text, const RowValues& values,
                   const Caller& caller);
   void createIndex(const tsql::CreateIndex& statement, std::string_view text,
                    const RowValues& values, const Caller& caller);
 
-  /// `columns` is the select list with its types; the statement's column names override.
+  /// `columns` is the select list with its types, where they are known; the statement's column
+  /// names override.
   void createView(const tsql::CreateView& statement, std::string_view text,
-                  const std::vector<NamedColumn>& columns, const Caller& caller);
+                  const std::optional<std::vector<NamedColumn>>& columns, const Caller& caller);
+  void createPrecomputed(const tsql::CreatePrecomputed& statement, std::string_view text,
+                         const std::vector<NamedColumn>& columns, const Caller& caller);
   void createProcedure(const tsql::CreateProcedure& statement, std::string_view text,
                        const Caller& caller);
   void createFunction(const tsql::CreateFunction& statement, std::string_view text,
@@ -227,9 +273,16 @@ class Catalog {
   void createDefault(const tsql::CreateDefault& statement, std::string_view text,
                      const Caller& caller);
 
+  /// What the object uses takes the place of what it used. Objects that are not there are left out.
+  void saveUses(const tsql::ObjectName& user, int number, const std::vector<UsedObject>& used,
+                const Caller& caller);
+
   /// Names of temporary tables must have been taken out.
   void drop(const tsql::Drop& statement, const Caller& caller);
   void permission(const tsql::Permission& statement, const Caller& caller);
+  void encryptionKey(const tsql::EncryptionKey& statement, const Caller& caller);
+  void modifyOwner(const tsql::ModifyOwner& statement, const Caller& caller);
+  void createLogin(const tsql::CreateLogin& statement, const Caller& caller);
   void createDatabase(std::string_view name, const Caller& caller);
   void createRole(std::string_view name, const Caller& caller);
 
@@ -239,18 +292,14 @@ class Catalog {
   std::optional<ProcedureResult> callSystemProcedure(const ProcedureCall& call);
 
  private:
-  std::optional<ObjectInfo> elsewhere(const tsql::ObjectName& name);
   bool isQuoted(int objectId);
-  ColumnInfo columnOf(const SysColumn& row, bool inTable);
+  ColumnInfo columnOf(const SystemRecords& records, const SysColumn& row, bool inTable);
   std::vector<ColumnInfo> readColumns(int objectId, int number, bool inTable);
   const SysIndexKey* indexKey(int objectId, int indid, int key);
 
-  RowSource& source(const SystemTable& table);
-
   const CatalogOptions options_;
   Database store_;
-  SystemRecords records_{store_.undoLog()};
-  std::map<std::string_view, std::unique_ptr<PlainTable>> master_;
+  std::unique_ptr<Databases> databases_;
 };
 
 }  // namespace kelvane::embedded

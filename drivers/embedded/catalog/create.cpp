@@ -1,4 +1,5 @@
 // create table and create index.
+#include "drivers/embedded/catalog/storage_writer.h"
 #include "drivers/embedded/catalog/table_writer.h"
 
 namespace kelvane::embedded {
@@ -40,15 +41,23 @@ void Catalog::createTable(const tsql::CreateTable& statement, std::string_view t
   // A foreign key may refer to a key of its own table.
   addConstraints(tables, table, statement, Pass::Keys);
   addConstraints(tables, table, statement, Pass::Others);
+  StorageWriter storage(writer, text);
+  storage.applyTable(table, statement);
+  if (statement.proxy) storage.applyProxy(table, statement);
+  for (const tsql::ColumnDefinition& column : statement.columns) {
+    storage.applyColumn(table, column.name, column.storage);
+  }
   savepoint.keep();
 }
 
 ObjectInfo Catalog::createTable(const tsql::ObjectName& name,
-                                const std::vector<NamedColumn>& columns, const Caller& caller) {
+                                const std::vector<NamedColumn>& columns,
+                                const tsql::TableStorage& storage, std::string_view text,
+                                const Caller& caller) {
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
   TableWriter tables(writer, {});
-  const ObjectInfo table = tables.addTable(name, {});
+  const ObjectInfo table = tables.addTable(name, storage.lockScheme);
   for (const NamedColumn& column : columns) {
     if (column.name.empty()) {
       writer.fail(1038, "Columns of 'select into' must have a name: name the expression, '",
@@ -57,7 +66,8 @@ ObjectInfo Catalog::createTable(const tsql::ObjectName& name,
     tables.addColumn(table, column.name, column.type);
   }
   tables.layOut(table);
-  tables.indexes().addHeap(table, {});
+  tables.indexes().addHeap(table, storage.segment);
+  StorageWriter(writer, text).applyTable(table, storage);
   savepoint.keep();
   return *objectById(table.id);
 }
@@ -65,7 +75,7 @@ ObjectInfo Catalog::createTable(const tsql::ObjectName& name,
 std::vector<std::string> Catalog::ignoredDuplicates(int tableId) {
   const auto table = objectById(tableId);
   if (!table) return {};
-  const Caller caller;
+  const Caller caller{kDboUid, databaseOf(tableId)};
   CatalogWriter writer(*this, caller);
   return IndexWriter(writer).ignoredDuplicates(*table);
 }
@@ -84,6 +94,7 @@ void Catalog::createIndex(const tsql::CreateIndex& statement, std::string_view t
   plan.options = &statement.options;
   plan.segment = statement.segment;
   IndexWriter(writer, text, &values).add(table, plan);
+  StorageWriter(writer, text).applyIndex(table, statement);
   savepoint.keep();
 }
 

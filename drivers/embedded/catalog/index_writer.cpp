@@ -217,8 +217,11 @@ int IndexWriter::add(const ObjectInfo& table, const IndexPlan& plan) {
                  "'.");
   }
   if (plan.clustered) requireNoClustered(table);
-  if (replacesHeap) eraseRow(table.id, kHeapIndid);
   writeRow(table, plan, indid, keys);
+  if (replacesHeap) {
+    moveData(table.id, kHeapIndid, kClusteredIndid);
+    eraseRow(table.id, kHeapIndid);
+  }
   if (plan.unique) {
     createUnique(table, indid);
   } else if (indid == kClusteredIndid && !allowsDuplicateRows(plan.options)) {
@@ -412,11 +415,45 @@ void IndexWriter::dropStored(int tableId, int indid) {
   }
 }
 
+// What the row of the data says of the table itself, and the partitions of the data.
+void IndexWriter::moveData(int tableId, int from, int to) {
+  const SysIndex data = *records_.index(tableId, from);
+  records_.changeIndex(tableId, to, [&](SysIndex& index) {
+    index.exp_rowsize = data.exp_rowsize;
+    index.identitygap = data.identitygap;
+    index.partitiontype = data.partitiontype;
+    index.conditionid = data.conditionid;
+  });
+  records_.changeIndex(tableId, from, [](SysIndex& index) {
+    index.exp_rowsize.reset();
+    index.identitygap.reset();
+    index.partitiontype.reset();
+    index.conditionid.reset();
+  });
+  movePartitions(tableId, from, to);
+}
+
+void IndexWriter::movePartitions(int tableId, int from, int to) {
+  // Before release 15 partitions are those of the table alone.
+  if (!writer_.catalog().options().has(Release::ase15)) return;
+  store_.run("UPDATE syspartitions SET indid = ?3 WHERE id = ?1 AND indid = ?2", tableId, from, to);
+  store_.run("UPDATE syspartitionkeys SET indid = ?3 WHERE id = ?1 AND indid = ?2", tableId, from,
+             to);
+}
+
+void IndexWriter::addHeapOf(const ObjectInfo& table, int dataIndid) {
+  addRow(table, table.name, kHeapIndid, kDefaultSegment);
+  moveData(table.id, dataIndid, kHeapIndid);
+}
+
 void IndexWriter::remove(const ObjectInfo& table, int indid) {
+  if (indid == kClusteredIndid) addHeapOf(table, indid);
   removeHiddenColumns(table.id, indid);
+  if (writer_.catalog().options().has(Release::ase15)) {
+    store_.run("DELETE FROM syspartitions WHERE id = ? AND indid = ?", table.id, indid);
+  }
   eraseRow(table.id, indid);
   if (table.sqliteTable != kNoRows) dropStored(table.id, indid);
-  if (indid == kClusteredIndid) addRow(table, table.name, kHeapIndid, kDefaultSegment);
   if (primaryKey(table.id) == nullptr) {
     records_.changeObject(
         table.id, [](SysObject& object) { object.sysstat2 &= ~table_status2::kPrimaryKey; });
@@ -430,6 +467,7 @@ void IndexWriter::renumber(const ObjectInfo& table, int from, int to) {
         if (row.indexid != from) return;
         records_.references.change(slot, [&](SysReference& changed) { changed.indexid = to; });
       });
+  movePartitions(table.id, from, to);
   if (table.sqliteTable != kNoRows) dropStored(table.id, from);
   if (isUnique(*records_.index(table.id, to))) createUnique(table, to);
 }
@@ -444,8 +482,13 @@ void IndexWriter::changeLockScheme(const ObjectInfo& table, std::string_view sch
   if (placed == nullptr) return;
   const int from = placed->indid;
   const int to = wasAllPages ? freeIndid(table.id) : kClusteredIndid;
-  if (!wasAllPages) eraseRow(table.id, kHeapIndid);
   renumber(table, from, to);
+  if (wasAllPages) {
+    addHeapOf(table, to);
+  } else {
+    moveData(table.id, kHeapIndid, kClusteredIndid);
+    eraseRow(table.id, kHeapIndid);
+  }
   records_.changeIndex(table.id, to, [&](SysIndex& index) {
     if (wasAllPages) {
       index.status &= ~index_status::kClustered;
@@ -457,7 +500,6 @@ void IndexWriter::changeLockScheme(const ObjectInfo& table, std::string_view sch
       --index.keycnt;
     }
   });
-  if (wasAllPages) addRow(table, table.name, kHeapIndid, kDefaultSegment);
 }
 
 }  // namespace kelvane::embedded

@@ -89,6 +89,10 @@ class IndexWriter {
   void createRowGuard(const ObjectInfo& table, int indid);
   void dropStored(int tableId, int indid);
   void renumber(const ObjectInfo& table, int from, int to);
+  void moveData(int tableId, int from, int to);
+  void movePartitions(int tableId, int from, int to);
+  /// The heap's row of a table that loses the row of another one for its data.
+  void addHeapOf(const ObjectInfo& table, int dataIndid);
 
   CatalogWriter& writer_;
   Database& store_;

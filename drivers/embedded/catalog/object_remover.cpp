@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "drivers/embedded/catalog/role_writer.h"
+#include "drivers/embedded/catalog/storage_writer.h"
 #include "drivers/embedded/catalog/table_writer.h"
 
 namespace kelvane::embedded {
@@ -24,7 +25,15 @@ constexpr Kind kKinds[] = {
     {tsql::DropKind::Trigger, "trigger", object_type::kTrigger},
     {tsql::DropKind::Rule, "rule", object_type::kRule},
     {tsql::DropKind::Default, "default", object_type::kDefault},
+    {tsql::DropKind::Precomputed, "precomputed result set", object_type::kPrecomputed},
 };
+
+// `drop procedure` takes extended ones, `drop function` those written in Java.
+bool isOfKind(std::string_view type, const Kind& kind) {
+  return type == kind.type ||
+         (kind.kind == tsql::DropKind::Procedure && type == object_type::kExtendedProcedure) ||
+         (kind.kind == tsql::DropKind::Function && type == object_type::kJavaFunction);
+}
 
 }  // namespace
 
@@ -36,9 +45,10 @@ void ObjectRemover::failMissing(std::string_view kind, std::string_view name) {
 void ObjectRemover::drop(tsql::DropKind kind, const tsql::ObjectName& name) {
   if (kind == tsql::DropKind::Index) return dropIndex(name);
   if (kind == tsql::DropKind::Database) return dropDatabase(name);
+  if (kind == tsql::DropKind::Login) return dropLogin(name.name);
   const auto* entry = std::ranges::find(kKinds, kind, &Kind::kind);
   const auto object = writer_.catalog().findObject(name, writer_.caller());
-  if (!object || object->type != entry->type) failMissing(entry->word, name.name);
+  if (!object || !isOfKind(object->type, *entry)) failMissing(entry->word, name.name);
   switch (kind) {
     case tsql::DropKind::Table:
       return dropTable(*object);
@@ -60,6 +70,7 @@ void ObjectRemover::dropTable(const ObjectInfo& table) {
     writer_.fail(3712, "Cannot drop table '", table.name,
                  "' because it still has referential integrity constraints.");
   }
+  StorageWriter(writer_).remove(table.id);
   TableWriter tables(writer_, {});
   for (const ColumnInfo& column : writer_.catalog().columns(table.id)) {
     tables.removeDefault(table, column);
@@ -136,18 +147,20 @@ void ObjectRemover::dropIndex(const tsql::ObjectName& name) {
   indexes.remove(*table, *indid);
 }
 
+void ObjectRemover::dropLogin(std::string_view name) {
+  const auto suid = writer_.catalog().loginId(name);
+  if (!suid) failMissing("login", name);
+  store_.run("DELETE FROM sysloginroles WHERE suid = ?", *suid);
+  store_.run("DELETE FROM syslogins WHERE suid = ?", *suid);
+}
+
 void ObjectRemover::dropDatabase(const tsql::ObjectName& name) {
   if (!writer_.catalog().databaseId(name.name)) failMissing("database", name.name);
   if (name.name == writer_.caller().database) {
     writer_.fail(3702, "Cannot drop the database '", name.name,
                  "' because it is currently in use.");
   }
-  // All databases share one set of tables here, and which of them made an object is not known.
-  if (store_.value("SELECT 1 FROM sysobjects WHERE type != 'S'")) {
-    writer_.fail(tsql::kNotSupported, "The embedded catalog cannot drop database '", name.name,
-                 "' while it holds objects.");
-  }
-  store_.run("DELETE FROM sysdatabases WHERE name = ?", name.name);
+  writer_.catalog().removeDatabase(name.name);
 }
 
 void Catalog::drop(const tsql::Drop& statement, const Caller& caller) {

@@ -20,6 +20,7 @@ class ObjectRemover {
   void dropRuleOrDefault(const ObjectInfo& object, std::string_view kind);
   void dropIndex(const tsql::ObjectName& name);
   void dropDatabase(const tsql::ObjectName& name);
+  void dropLogin(std::string_view name);
   [[noreturn]] void failMissing(std::string_view kind, std::string_view name);
 
   CatalogWriter& writer_;

@@ -57,12 +57,19 @@ int replaced(CatalogWriter& writer, std::string_view name, int uid, std::string_
   const SysObject* object = records.object(name, uid);
   if (object == nullptr || object->type != type) return 0;
   const int id = object->id;
-  const bool isOfTable = records.constraints.first<&SysConstraint::constrid>(id) != nullptr ||
-                         records.isInline(id);
+  const bool isOfTable =
+      records.constraints.first<&SysConstraint::constrid>(id) != nullptr || records.isInline(id);
   if (isOfTable) return 0;
   records.columns.eraseAll<&SysColumn::id>(id);
   records.comments.eraseAll<&SysComment::id>(id);
+  records.procedures.eraseAll<&SysProcedure::id>(id);
   return id;
+}
+
+/// The text, and the row that says that it has been compiled.
+void saveCompiled(CatalogWriter& writer, int id, int number, std::string_view text) {
+  writer.saveText(id, number, text);
+  writer.records().procedures.insert({.type = 1, .id = id, .number = number});
 }
 
 void addTextObject(CatalogWriter& writer, const tsql::ObjectName& name, std::string_view type,
@@ -70,7 +77,33 @@ void addTextObject(CatalogWriter& writer, const tsql::ObjectName& name, std::str
   const int uid = writer.ownerFor(name);
   int id = orReplace ? replaced(writer, name.name, uid, type) : 0;
   if (id == 0) id = writer.addObject({.name = name.name, .type = type, .uid = uid});
-  writer.saveText(id, 0, text);
+  saveCompiled(writer, id, 0, text);
+}
+
+/// The columns of a view; `given` are their names where it names them itself.
+void addColumns(CatalogWriter& writer, int id, std::string_view view,
+                const std::vector<std::string>& given, const std::vector<NamedColumn>& columns) {
+  if (!given.empty() && given.size() != columns.size()) {
+    writer.fail(4502, "View '", view, "' has ", given.size(), " column names specified for ",
+                columns.size(), " columns defined.");
+  }
+  std::set<std::string_view> names;
+  int colid = 0;
+  for (const NamedColumn& column : columns) {
+    const std::string& name = given.empty() ? column.name : given[static_cast<std::size_t>(colid)];
+    ++colid;
+    if (name.empty()) {
+      writer.fail(4511, "Create View failed because no column name was specified for column ",
+                  colid, ".");
+    }
+    if (!names.insert(name).second) {
+      writer.fail(4506, "Column names in each view must be unique. Column name '", name,
+                  "' in view '", view, "' is specified more than once.");
+    }
+    ColumnType type = column.type;
+    type.identity = false;
+    insertColumn(writer, id, {.name = name, .type = type, .colid = colid});
+  }
 }
 
 /// Points the table at the trigger for its events. A trigger that thereby has no event left goes.
@@ -97,37 +130,28 @@ void installTrigger(CatalogWriter& writer, int tableId, int triggerId,
 }  // namespace
 
 void Catalog::createView(const tsql::CreateView& statement, std::string_view text,
-                         const std::vector<NamedColumn>& columns, const Caller& caller) {
+                         const std::optional<std::vector<NamedColumn>>& columns,
+                         const Caller& caller) {
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
   const std::string& view = statement.name.name;
-  if (!statement.columns.empty() && statement.columns.size() != columns.size()) {
-    writer.fail(4502, "View '", view, "' has ", statement.columns.size(),
-                " column names specified for ", columns.size(), " columns defined.");
-  }
   const int uid = writer.ownerFor(statement.name);
   int id = statement.orReplace ? replaced(writer, view, uid, object_type::kView) : 0;
   if (id == 0) id = writer.addObject({.name = view, .type = object_type::kView, .uid = uid});
-  writer.saveText(id, 0, text);
-  std::set<std::string_view> names;
-  int colid = 0;
-  for (const NamedColumn& column : columns) {
-    const std::string& name = statement.columns.empty()
-                                  ? column.name
-                                  : statement.columns[static_cast<std::size_t>(colid)];
-    ++colid;
-    if (name.empty()) {
-      writer.fail(4511, "Create View failed because no column name was specified for column ",
-                  colid, ".");
-    }
-    if (!names.insert(name).second) {
-      writer.fail(4506, "Column names in each view must be unique. Column name '", name,
-                  "' in view '", view, "' is specified more than once.");
-    }
-    ColumnType type = column.type;
-    type.identity = false;
-    insertColumn(writer, id, {.name = name, .type = type, .colid = colid});
-  }
+  saveCompiled(writer, id, 0, text);
+  if (columns) addColumns(writer, id, view, statement.columns, *columns);
+  savepoint.keep();
+}
+
+void Catalog::createPrecomputed(const tsql::CreatePrecomputed& statement, std::string_view text,
+                                const std::vector<NamedColumn>& columns, const Caller& caller) {
+  Savepoint savepoint(store_);
+  CatalogWriter writer(*this, caller);
+  const int uid = writer.ownerFor(statement.name);
+  const int id = writer.addObject(
+      {.name = statement.name.name, .type = object_type::kPrecomputed, .uid = uid});
+  saveCompiled(writer, id, 0, text);
+  addColumns(writer, id, statement.name.name, statement.columns, columns);
   savepoint.keep();
 }
 
@@ -139,32 +163,43 @@ void Catalog::createProcedure(const tsql::CreateProcedure& statement, std::strin
   const int uid = writer.ownerFor(statement.name);
   int id = 0;
   if (statement.orReplace) {
-    const SysObject* object = records_.object(name, uid);
-    const auto isOfGroup = [&](const Slot slot) { return records_.comments[slot].number > 1; };
+    const SysObject* object = records().object(name, uid);
+    const auto isOfGroup = [&](const Slot slot) { return records().comments[slot].number > 1; };
     const bool isGroup =
         object != nullptr &&
-        std::ranges::any_of(records_.comments.where<&SysComment::id>(object->id), isOfGroup);
+        std::ranges::any_of(records().comments.where<&SysComment::id>(object->id), isOfGroup);
     if (isGroup || statement.number > 1) {
       writer.fail(tsql::kNotSupported, "Procedure '", name,
                   "' is a group: drop and create it, a group cannot be replaced.");
     }
     id = replaced(writer, name, uid, object_type::kProcedure);
   } else if (statement.number > 1) {
-    const SysObject* group = records_.object(name, uid);
+    const SysObject* group = records().object(name, uid);
     if (group != nullptr && group->type == object_type::kProcedure) id = group->id;
     const auto isSame = [&](const Slot slot) {
-      return records_.comments[slot].number == statement.number;
+      return records().comments[slot].number == statement.number;
     };
-    if (std::ranges::any_of(records_.comments.where<&SysComment::id>(id), isSame)) {
+    if (std::ranges::any_of(records().comments.where<&SysComment::id>(id), isSame)) {
       writer.fail(2729, "Object '", name, "' group number ", statement.number,
                   " already exists in the database. Choose another procedure name.");
     }
   }
+  const bool isExtended = !statement.external.empty() && !statement.java;
   if (id == 0) {
-    id = writer.addObject({.name = name, .type = object_type::kProcedure, .uid = uid});
+    constexpr int kJavaProcedure = 0x2000000;
+    const int language = statement.external.empty() || isExtended ? 0 : kJavaProcedure;
+    id = writer.addObject(
+        {.name = name,
+         .type = isExtended ? object_type::kExtendedProcedure : object_type::kProcedure,
+         .uid = uid,
+         .sysstat2 = language | (caller.chained ? procedure_status2::kChained : 0)});
   }
   insertParameters(writer, id, statement.number, statement.parameters);
-  writer.saveText(id, statement.number, text);
+  if (isExtended) {
+    writer.saveText(id, statement.number, statement.external);
+  } else {
+    saveCompiled(writer, id, statement.number, text);
+  }
   savepoint.keep();
 }
 
@@ -173,15 +208,13 @@ void Catalog::createFunction(const tsql::CreateFunction& statement, std::string_
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
   const int uid = writer.ownerFor(statement.name);
-  int id =
-      statement.orReplace ? replaced(writer, statement.name.name, uid, object_type::kFunction) : 0;
-  if (id == 0) {
-    id =
-        writer.addObject({.name = statement.name.name, .type = object_type::kFunction, .uid = uid});
-  }
+  const std::string_view type =
+      statement.external.empty() ? object_type::kFunction : object_type::kJavaFunction;
+  int id = statement.orReplace ? replaced(writer, statement.name.name, uid, type) : 0;
+  if (id == 0) id = writer.addObject({.name = statement.name.name, .type = type, .uid = uid});
   insertParameters(writer, id, 1, statement.parameters);
   resolveType(statement.returns, caller);
-  writer.saveText(id, 0, text);
+  saveCompiled(writer, id, 0, text);
   savepoint.keep();
 }
 
@@ -196,14 +229,14 @@ void Catalog::createTrigger(const tsql::CreateTrigger& statement, std::string_vi
       statement.orReplace ? replaced(writer, statement.name.name, uid, object_type::kTrigger) : 0;
   if (id != 0) {
     ObjectRemover(writer).detachTrigger(id);
-    records_.changeObject(id, [&](SysObject& trigger) { trigger.deltrig = table.id; });
+    records().changeObject(id, [&](SysObject& trigger) { trigger.deltrig = table.id; });
   } else {
     id = writer.addObject({.name = statement.name.name,
                            .type = object_type::kTrigger,
                            .uid = uid,
                            .deltrig = table.id});
   }
-  writer.saveText(id, 0, text);
+  saveCompiled(writer, id, 0, text);
   if (!statement.insteadOf) installTrigger(writer, table.id, id, statement.events);
   savepoint.keep();
 }
@@ -222,6 +255,45 @@ void Catalog::createDefault(const tsql::CreateDefault& statement, std::string_vi
   CatalogWriter writer(*this, caller);
   addTextObject(writer, statement.name, object_type::kDefault, text, statement.orReplace);
   savepoint.keep();
+}
+
+namespace {
+
+bool isOfKind(UsedObject::Kind kind, std::string_view type) {
+  using namespace object_type;
+  switch (kind) {
+    case UsedObject::Kind::Table:
+      return type == kTable || type == kView || type == kSystemTable || type == kPrecomputed;
+    case UsedObject::Kind::Procedure:
+      return type == kProcedure || type == kExtendedProcedure;
+    case UsedObject::Kind::Function:
+      return type == kFunction || type == kJavaFunction;
+  }
+  return false;
+}
+
+}  // namespace
+
+void Catalog::saveUses(const tsql::ObjectName& user, int number,
+                       const std::vector<UsedObject>& used, const Caller& caller) {
+  const auto owner = findObject(user, caller);
+  if (!owner) return;
+  SystemRecords& ofUser = recordsOf(owner->id);
+  ofUser.depends.each<&SysDepend::id>(owner->id, [&](Slot slot, const SysDepend& row) {
+    if (row.number == number) ofUser.depends.erase(slot);
+  });
+  for (const UsedObject& one : used) {
+    const auto object = findObject(one.name, caller);
+    if (!object || !isOfKind(one.kind, object->type)) continue;
+    ofUser.depends.insert({.id = owner->id,
+                           .number = number,
+                           .depid = object->id,
+                           .depnumber = one.number,
+                           .depdbid = databaseId(databaseOf(object->id)).value_or(0),
+                           .selall = one.allColumns,
+                           .resultobj = one.isWritten,
+                           .readobj = one.isRead});
+  }
 }
 
 }  // namespace kelvane::embedded

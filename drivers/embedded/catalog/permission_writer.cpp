@@ -19,6 +19,7 @@ constexpr int kRevoke = 2;
 constexpr unsigned kOnTables = 1;
 constexpr unsigned kOnViews = 2;
 constexpr unsigned kOnProcedures = 4;
+constexpr unsigned kOnKeys = 8;
 
 struct ObjectAction {
   std::string_view name;
@@ -28,9 +29,13 @@ struct ObjectAction {
 };
 
 constexpr ObjectAction kObjectActions[] = {
-    {"select", 193, true, kOnTables | kOnViews},  {"insert", 195, false, kOnTables | kOnViews},
-    {"delete", 196, false, kOnTables | kOnViews}, {"update", 197, true, kOnTables | kOnViews},
-    {"references", 151, true, kOnTables},         {"execute", 224, false, kOnProcedures},
+    {"select", 193, true, kOnTables | kOnViews | kOnKeys},
+    {"decrypt", 354, true, kOnTables | kOnViews},
+    {"insert", 195, false, kOnTables | kOnViews},
+    {"delete", 196, false, kOnTables | kOnViews},
+    {"update", 197, true, kOnTables | kOnViews},
+    {"references", 151, true, kOnTables},
+    {"execute", 224, false, kOnProcedures},
 };
 
 struct Action {
@@ -85,7 +90,9 @@ const Entry* find(const Entry (&table)[n], std::string_view name) {
 
 unsigned objectsOf(std::string_view type) {
   if (type == object_type::kTable || type == object_type::kSystemTable) return kOnTables;
-  return type == object_type::kView ? kOnViews : kOnProcedures;
+  if (type == object_type::kEncryptionKey) return kOnKeys;
+  const bool isView = type == object_type::kView || type == object_type::kPrecomputed;
+  return isView ? kOnViews : kOnProcedures;
 }
 
 // bitmaps: bit n is colid n
@@ -214,7 +221,8 @@ std::vector<PermissionWriter::Right> PermissionWriter::objectRights(
   };
   if (privilege.name == "all") {
     for (const ObjectAction& action : kObjectActions) {
-      if ((action.objects & kind) != 0 && (columns.empty() || action.byColumn)) add(action);
+      const bool isInAll = action.name != "decrypt" && (action.objects & kind) != 0;
+      if (isInAll && (columns.empty() || action.byColumn)) add(action);
     }
     return rights;
   }

@@ -144,14 +144,17 @@ bool isBefore(const Record& /*a*/, const Record& /*b*/) {
   return false;
 }
 
+/// The rows of a system table, whatever their records are.
+class SystemRows : public RowSource, public Undoable {};
+
 template <class Record>
-class RecordTable final : public RowSource, public Undoable {
+class RecordTable final : public SystemRows {
  public:
   /// `columns` are those that SQLite sees, in their order. Those that no field stands for have a
   /// constant value.
   RecordTable(UndoLog& log, const std::vector<NamedColumn>& columns,
               const std::vector<Field<Record>>& fields, std::vector<RecordLookup<Record>> lookups)
-      : log_(log), lookups_(std::move(lookups)) {
+      : log_(&log), lookups_(std::move(lookups)) {
     for (const NamedColumn& column : columns) {
       Column& added = columns_.emplace_back();
       added.name = column.name;
@@ -166,6 +169,8 @@ class RecordTable final : public RowSource, public Undoable {
   }
   RecordTable(const RecordTable&) = delete;
   RecordTable& operator=(const RecordTable&) = delete;
+
+  void logTo(UndoLog& log) override { log_ = &log; }
 
   // look-ups
 
@@ -205,7 +210,7 @@ class RecordTable final : public RowSource, public Undoable {
     records_.push_back(std::move(record));
     isLive_.push_back(true);
     addToLookups(slot);
-    log_.note(*this, Change::Inserted, slot);
+    log_->note(*this, Change::Inserted, slot);
     return slot;
   }
 
@@ -218,14 +223,14 @@ class RecordTable final : public RowSource, public Undoable {
     if (isElsewhere) takeFromLookups(slot);
     former_.push_back(std::exchange(records_[slot], std::move(edited)));
     if (isElsewhere) addToLookups(slot);
-    log_.note(*this, Change::Changed, slot);
+    log_->note(*this, Change::Changed, slot);
   }
 
   void erase(Slot slot) override {
     takeFromLookups(slot);
     isLive_[slot] = false;
     ++erased_;
-    log_.note(*this, Change::Erased, slot);
+    log_->note(*this, Change::Erased, slot);
   }
 
   void undo(Change change, Slot slot) override {
@@ -395,7 +400,7 @@ class RecordTable final : public RowSource, public Undoable {
     for (Slot slot = 0; slot < records_.size(); ++slot) addToLookups(slot);
   }
 
-  UndoLog& log_;
+  UndoLog* log_;
   std::vector<Column> columns_;
   std::deque<Record> records_;
   std::vector<bool> isLive_;

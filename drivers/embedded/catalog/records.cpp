@@ -16,6 +16,7 @@ template class RecordTable<SysProcedure>;
 template class RecordTable<SysComment>;
 template class RecordTable<SysProtect>;
 template class RecordTable<SysUser>;
+template class RecordTable<SysDepend>;
 template class RecordTable<SysReference>;
 template class RecordTable<SysConstraint>;
 template class RecordTable<PlainRow>;
@@ -50,7 +51,8 @@ Described<SysObject> describe() {
            fieldOf<&R::deltrig>("deltrig"), fieldOf<&R::instrig>("instrig"),
            fieldOf<&R::updtrig>("updtrig"), fieldOf<&R::seltrig>("seltrig"),
            fieldOf<&R::ckfirst>("ckfirst"), fieldOf<&R::loginame>("loginame"),
-           fieldOf<&R::sysstat3>("sysstat3"), fieldOf<&R::lobcomp_lvl>("lobcomp_lvl")},
+           fieldOf<&R::identburnmax>("identburnmax"), fieldOf<&R::sysstat3>("sysstat3"),
+           fieldOf<&R::lobcomp_lvl>("lobcomp_lvl")},
           {lookupOf<&R::id>("id", 1), lookupOf<&R::name>("name", 2),
            lookupOf<&R::deltrig>("deltrig", 2, true)}};
 }
@@ -60,15 +62,27 @@ Described<SysIndex> describe() {
   using R = SysIndex;
   return {"sysindexes",
           kObjects,
-          {fieldOf<&R::name>("name"), fieldOf<&R::id>("id"), fieldOf<&R::indid>("indid"),
-           fieldOf<&R::doampg>("doampg"), fieldOf<&R::ioampg>("ioampg"),
-           fieldOf<&R::status2>("status2"), fieldOf<&R::segment>("segment"),
-           fieldOf<&R::status>("status"), fieldOf<&R::maxrowsperpage>("maxrowsperpage"),
-           fieldOf<&R::keycnt>("keycnt"), fieldOf<&R::base_partition>("base_partition"),
-           fieldOf<&R::fill_factor>("fill_factor"), fieldOf<&R::res_page_gap>("res_page_gap"),
-           fieldOf<&R::exp_rowsize>("exp_rowsize"), fieldOf<&R::identitygap>("identitygap"),
-           fieldOf<&R::crdate>("crdate"), fieldOf<&R::status3>("status3"),
-           fieldOf<&R::partitiontype>("partitiontype"), fieldOf<&R::conditionid>("conditionid")},
+          {fieldOf<&R::name>("name"),
+           fieldOf<&R::id>("id"),
+           fieldOf<&R::indid>("indid"),
+           fieldOf<&R::doampg>("doampg"),
+           fieldOf<&R::ioampg>("ioampg"),
+           fieldOf<&R::status2>("status2"),
+           fieldOf<&R::segment>("segment"),
+           fieldOf<&R::status>("status"),
+           fieldOf<&R::maxrowsperpage>("maxrowsperpage"),
+           fieldOf<&R::keycnt>("keycnt"),
+           fieldOf<&R::base_partition>("base_partition"),
+           fieldOf<&R::fill_factor>("fill_factor"),
+           fieldOf<&R::res_page_gap>("res_page_gap"),
+           fieldOf<&R::exp_rowsize>("exp_rowsize"),
+           fieldOf<&R::identitygap>("identitygap"),
+           fieldOf<&R::crdate>("crdate"),
+           fieldOf<&R::status3>("status3"),
+           fieldOf<&R::partitiontype>("partitiontype"),
+           fieldOf<&R::conditionid>("conditionid"),
+           fieldOf<&R::conopt_thld>("conopt_thld"),
+           fieldOf<&R::plldegree>("plldegree")},
           {lookupOf<&R::id>("id", 3), lookupOf<&R::name>("name", 2)}};
 }
 
@@ -95,7 +109,12 @@ Described<SysColumn> describe() {
            fieldOf<&R::status2>("status2"),
            fieldOf<&R::status3>("status3"),
            fieldOf<&R::computedcol>("computedcol"),
+           fieldOf<&R::encrtype>("encrtype"),
+           fieldOf<&R::encrlen>("encrlen"),
            fieldOf<&R::encrkeyid>("encrkeyid"),
+           fieldOf<&R::encrkeydb>("encrkeydb"),
+           fieldOf<&R::encrdate>("encrdate"),
+           fieldOf<&R::inrowlen>("inrowlen"),
            fieldOf<&R::lobcomp_lvl>("lobcomp_lvl")},
           {lookupOf<&R::id>("id", 20), lookupOf<&R::cdefault>("cdefault", 10, true),
            lookupOf<&R::domain>("domain", 10, true)}};
@@ -127,16 +146,42 @@ Described<SysProcedure> describe() {
           {lookupOf<&R::id>("id", 1)}};
 }
 
+bool isHidden(const SysComment& piece) {
+  return (piece.status.value_or(0) & comment_status::kHidden) != 0;
+}
+
+/// What stands for a hidden text: as long for every piece, and the same only for the same text.
+std::string hiddenText(const SysComment& piece) {
+  std::uint64_t hash = 0xCBF29CE484222325;  // FNV-1a
+  for (const char c : piece.text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3;
+  std::string text;
+  for (int shift = 60; shift >= 0; shift -= 4) text += "0123456789abcdef"[(hash >> shift) & 15];
+  return text;
+}
+
+/// Who runs a hidden text needs it; who reads it through SQL does not get it.
+Field<SysComment> textField() {
+  return {"text",
+          [](const SysComment& piece, std::size_t) -> Cell {
+            return isHidden(piece) ? hiddenText(piece) : piece.text;
+          },
+          [](SysComment& piece, std::size_t, const Cell& value) {
+            const auto* text = std::get_if<std::string>(&value);
+            const bool isUnchanged =
+                isHidden(piece) && text != nullptr && *text == hiddenText(piece);
+            if (!isUnchanged) field::fromCell(piece.text, value);
+          }};
+}
+
 template <>
 Described<SysComment> describe() {
   using R = SysComment;
-  return {
-      "syscomments",
-      kObjects,
-      {fieldOf<&R::id>("id"), fieldOf<&R::number>("number"), fieldOf<&R::colid>("colid"),
-       fieldOf<&R::texttype>("texttype"), fieldOf<&R::text>("text"), fieldOf<&R::colid2>("colid2"),
-       fieldOf<&R::status>("status"), fieldOf<&R::partitionid>("partitionid")},
-      {lookupOf<&R::id>("id", 3)}};
+  return {"syscomments",
+          kObjects,
+          {fieldOf<&R::id>("id"), fieldOf<&R::number>("number"), fieldOf<&R::colid>("colid"),
+           fieldOf<&R::texttype>("texttype"), textField(), fieldOf<&R::colid2>("colid2"),
+           fieldOf<&R::status>("status"), fieldOf<&R::partitionid>("partitionid")},
+          {lookupOf<&R::id>("id", 3)}};
 }
 
 template <>
@@ -159,6 +204,18 @@ Described<SysUser> describe() {
            fieldOf<&R::name>("name"), fieldOf<&R::environ>("environ")},
           {lookupOf<&R::uid>("uid", 1), lookupOf<&R::name>("name", 1), lookupOf<&R::gid>("gid", 10),
            lookupOf<&R::suid>("suid", 2)}};
+}
+
+template <>
+Described<SysDepend> describe() {
+  using R = SysDepend;
+  return {"sysdepends",
+          kObjects,
+          {fieldOf<&R::id>("id"), fieldOf<&R::number>("number"), fieldOf<&R::depid>("depid"),
+           fieldOf<&R::depnumber>("depnumber"), fieldOf<&R::depdbid>("depdbid"),
+           fieldOf<&R::selall>("selall"), fieldOf<&R::resultobj>("resultobj"),
+           fieldOf<&R::readobj>("readobj")},
+          {lookupOf<&R::id>("id", 5), lookupOf<&R::depid>("depid", 5)}};
 }
 
 template <>
@@ -211,11 +268,10 @@ struct PlainLookup {
 };
 
 constexpr PlainLookup kPlainLookups[] = {
-    {"syskeys", "id", 2},          {"syskeys", "depid", 2},        {"sysdepends", "id", 5},
-    {"sysdepends", "depid", 5},    {"spt_values", "type", 1000},   {"spt_values", "number", 3},
-    {"syslogins", "name", 1},      {"syslogins", "suid", 1},       {"sysdatabases", "name", 1},
-    {"sysdatabases", "dbid", 1},   {"sysattributes", "object", 5}, {"syspartitions", "id", 2},
-    {"syspartitionkeys", "id", 2}, {"sysalternates", "suid", 1},
+    {"syskeys", "id", 2},        {"syskeys", "depid", 2},       {"spt_values", "type", 1000},
+    {"spt_values", "number", 3}, {"syslogins", "name", 1},      {"syslogins", "suid", 1},
+    {"sysdatabases", "name", 1}, {"sysdatabases", "dbid", 1},   {"sysattributes", "object", 5},
+    {"syspartitions", "id", 2},  {"syspartitionkeys", "id", 2}, {"sysalternates", "suid", 1},
 };
 
 std::size_t positionOf(const SystemTable& table, std::string_view column) {
@@ -235,7 +291,8 @@ bool withDescription(const SystemTable& table, Visit visit) {
          visitIf(describe<SysColumn>()) || visitIf(describe<SysType>()) ||
          visitIf(describe<SysProcedure>()) || visitIf(describe<SysComment>()) ||
          visitIf(describe<SysProtect>()) || visitIf(describe<SysUser>()) ||
-         visitIf(describe<SysReference>()) || visitIf(describe<SysConstraint>());
+         visitIf(describe<SysDepend>()) || visitIf(describe<SysReference>()) ||
+         visitIf(describe<SysConstraint>());
 }
 
 }  // namespace
@@ -243,12 +300,13 @@ bool withDescription(const SystemTable& table, Visit visit) {
 template <class Record>
 RecordTable<Record> SystemRecords::make() {
   Described<Record> described = describe<Record>();
-  return RecordTable<Record>(log_, findSystemTable(described.table)->columns, described.fields,
+  return RecordTable<Record>(log_, tables_.find(described.table)->columns, described.fields,
                              std::move(described.lookups));
 }
 
-SystemRecords::SystemRecords(UndoLog& log)
+SystemRecords::SystemRecords(UndoLog& log, const SystemTables& tables)
     : log_(log),
+      tables_(tables),
       objects(make<SysObject>()),
       indexes(make<SysIndex>()),
       columns(make<SysColumn>()),
@@ -257,20 +315,24 @@ SystemRecords::SystemRecords(UndoLog& log)
       comments(make<SysComment>()),
       protects(make<SysProtect>()),
       users(make<SysUser>()),
+      depends(make<SysDepend>()),
       references(make<SysReference>()),
       constraints(make<SysConstraint>()) {
-  sources_ = {{"sysobjects", &objects},       {"sysindexes", &indexes},
-              {"syscolumns", &columns},       {"systypes", &types},
-              {"sysprocedures", &procedures}, {"syscomments", &comments},
-              {"sysprotects", &protects},     {"sysusers", &users},
-              {"sysreferences", &references}, {"sysconstraints", &constraints}};
-  for (const SystemTable& table : systemTables()) {
+  sources_ = {{"sysobjects", &objects},        {"sysindexes", &indexes},
+              {"syscolumns", &columns},        {"systypes", &types},
+              {"sysprocedures", &procedures},  {"syscomments", &comments},
+              {"sysprotects", &protects},      {"sysusers", &users},
+              {"sysdepends", &depends},        {"sysreferences", &references},
+              {"sysconstraints", &constraints}};
+  for (const SystemTable& table : tables.all()) {
     if (table.inMaster || sources_.contains(table.name)) continue;
     sources_[table.name] = others_.emplace_back(plainTable(log, table)).get();
   }
 }
 
-RowSource& SystemRecords::source(const SystemTable& table) { return *sources_.at(table.name); }
+void SystemRecords::logTo(UndoLog& log) {
+  for (auto& [name, rows] : sources_) rows->logTo(log);
+}
 
 const SysObject* SystemRecords::object(std::string_view name, int uid) const {
   for (const Slot slot : objects.where<&SysObject::name>(name)) {

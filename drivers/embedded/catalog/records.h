@@ -33,6 +33,7 @@ struct SysObject {
   int seltrig = 0;
   int ckfirst = 0;
   std::optional<std::string> loginame;
+  std::optional<std::int64_t> identburnmax;
   std::optional<int> sysstat3;
   std::optional<int> lobcomp_lvl;
   /// Whether the table has an SQLite table of its own.
@@ -64,6 +65,8 @@ struct SysIndex {
   std::optional<int> status3;
   std::optional<int> partitiontype;
   std::optional<int> conditionid;
+  std::optional<int> conopt_thld;
+  std::optional<int> plldegree;
   /// The server packs them into keys1 to keys3.
   std::vector<SysIndexKey> keys;
 };
@@ -87,8 +90,13 @@ struct SysColumn {
   std::optional<int> status2;
   std::optional<int> status3;
   std::optional<int> computedcol;
+  std::optional<int> encrtype;
+  std::optional<int> encrlen;
   std::optional<int> encrkeyid;
+  std::optional<std::string> encrkeydb;
+  std::optional<std::int64_t> encrdate;
   std::optional<int> lobcomp_lvl;
+  std::optional<int> inrowlen;
 
   /// A key that is an expression.
   bool isHidden() const { return (status3.value_or(0) & 1) != 0; }
@@ -124,7 +132,7 @@ struct SysComment {
   int number = 0;
   int colid = 0;
   int texttype = 0;
-  std::string text;
+  std::string text;  ///< SQL sees what hides it where the status says so
   int colid2 = 0;
   std::optional<int> status;
   std::optional<int> partitionid;
@@ -145,6 +153,17 @@ struct SysUser {
   int gid = 0;
   std::string name;
   std::optional<std::string> environ;
+};
+
+struct SysDepend {
+  int id = 0;
+  int number = 0;
+  int depid = 0;
+  int depnumber = 0;
+  int depdbid = 0;
+  bool selall = false;
+  bool resultobj = false;
+  bool readobj = false;
 };
 
 struct SysReference {
@@ -188,21 +207,26 @@ extern template class RecordTable<SysProcedure>;
 extern template class RecordTable<SysComment>;
 extern template class RecordTable<SysProtect>;
 extern template class RecordTable<SysUser>;
+extern template class RecordTable<SysDepend>;
 extern template class RecordTable<SysReference>;
 extern template class RecordTable<SysConstraint>;
 extern template class RecordTable<PlainRow>;
 struct SystemTable;
+class SystemTables;
 
 using PlainTable = RecordTable<PlainRow>;
 
 class SystemRecords {
  public:
-  explicit SystemRecords(UndoLog& log);
+  SystemRecords(UndoLog& log, const SystemTables& tables);
   SystemRecords(const SystemRecords&) = delete;
   SystemRecords& operator=(const SystemRecords&) = delete;
 
-  /// Of any of systemTables() that is not master's.
-  RowSource& source(const SystemTable& table);
+  /// Of any system table that is not master's.
+  SystemRows& source(std::string_view table) { return *sources_.at(table); }
+
+  /// Where the changes from now on are logged.
+  void logTo(UndoLog& log);
 
   // Null if there is none.
   const SysObject* object(int id) const { return objects.first<&SysObject::id>(id); }
@@ -238,7 +262,8 @@ class SystemRecords {
 
  private:
   UndoLog& log_;
-  std::map<std::string_view, RowSource*> sources_;
+  const SystemTables& tables_;
+  std::map<std::string_view, SystemRows*> sources_;
   std::vector<std::unique_ptr<PlainTable>> others_;
 
   template <class Record>
@@ -253,6 +278,7 @@ class SystemRecords {
   RecordTable<SysComment> comments;
   RecordTable<SysProtect> protects;
   RecordTable<SysUser> users;
+  RecordTable<SysDepend> depends;
   RecordTable<SysReference> references;
   RecordTable<SysConstraint> constraints;
 };

@@ -1,5 +1,6 @@
 #include "drivers/embedded/catalog/role_writer.h"
 
+#include "drivers/embedded/catalog/databases.h"
 #include "drivers/embedded/catalog/system_tables.h"
 
 namespace kelvane::embedded {
@@ -90,12 +91,24 @@ void Catalog::createRole(std::string_view name, const Caller& caller) {
   savepoint.keep();
 }
 
+void Catalog::createLogin(const tsql::CreateLogin& statement, const Caller& caller) {
+  CatalogWriter writer(*this, caller);
+  if (loginId(statement.name)) {
+    writer.fail(17262, "A user with the specified login name already exists.");
+  }
+  store_.run(
+      "INSERT INTO syslogins(suid, name, dbname, fullname, language)"
+      " SELECT max(suid) + 1, ?, ?, nullif(?, ''), nullif(?, '') FROM syslogins",
+      statement.name, statement.database.empty() ? "master" : statement.database,
+      statement.fullName, statement.language);
+}
+
 void Catalog::createDatabase(std::string_view name, const Caller& caller) {
   if (databaseId(name)) {
     throw CatalogWriter(*this, caller)
         .error(1801, 16, "Database '", name, "' already exists. Choose another database name.");
   }
-  useDatabase(name);
+  databases_->add(name);
 }
 
 }  // namespace kelvane::embedded

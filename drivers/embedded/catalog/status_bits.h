@@ -52,11 +52,24 @@ inline constexpr int kBitPosition = 7;
 inline constexpr int kNullable = 8;
 inline constexpr int kSeveralChecks = 16;
 inline constexpr int kIdentity = 128;
+// Of text and image columns, in the bits that say the position of a bit column.
+inline constexpr int kAlwaysReplicated = 1;
+inline constexpr int kReplicatedIfChanged = 2;
+inline constexpr int kReplication = kAlwaysReplicated | kReplicatedIfChanged;
 }  // namespace column_status
 
 namespace column_status3 {
 inline constexpr int kHidden = 1;  ///< a key that is an expression
 }
+
+namespace comment_status {
+inline constexpr int kHidden = 1;
+}  // namespace comment_status
+
+namespace procedure_status2 {
+inline constexpr int kChained = 16;
+inline constexpr int kAnyMode = 32;
+}  // namespace procedure_status2
 
 namespace procedure_status {
 inline constexpr int kInline = 4096;  ///< the default or check was declared with its table

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <string>
 
+#include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/catalog/writer.h"
 
 namespace kelvane::embedded {
@@ -14,7 +15,9 @@ namespace {
 struct Layout {
   int id;
   std::string_view table;
-  std::string_view columns;  ///< `name type [null]`, separated by commas
+  /// `name type [null]`, separated by commas. `@15` stands behind what later releases have, `@12`
+  /// behind what a 12.5 alone has.
+  std::string_view columns;
 };
 
 // Tables of master have ids beyond those of a user database, since they share one store.
@@ -26,25 +29,27 @@ constexpr Layout kLayouts[] = {
      "indexdel smallint, schemacnt smallint, sysstat2 int, crdate datetime, expdate datetime, "
      "deltrig int, instrig int, updtrig int, seltrig int, ckfirst int, cache smallint, "
      "audflags int null, objspare int, versionts binary(6) null, loginame varchar(30) null, "
-     "identburnmax numeric(38) null, spacestate smallint null, erlchgts binary(8) null, "
-     "sysstat3 int null, lobcomp_lvl tinyint null"},
+     "identburnmax numeric(38) null, spacestate smallint null, erlchgts binary(8) null @15, "
+     "sysstat3 int null @15, lobcomp_lvl tinyint null @15"},
     {2, "sysindexes",
      "name sysname, id int, indid smallint, doampg int, ioampg int, oampgtrips int, "
      "status2 smallint, ipgtrips int, first int, root int, distribution int, usagecnt smallint, "
      "segment smallint, status smallint, maxrowsperpage smallint, minlen smallint, "
      "maxlen smallint, maxirow smallint, keycnt smallint, keys1 varbinary(255) null, "
-     "keys2 varbinary(255) null, soid tinyint, csid tinyint, base_partition int null, "
+     "keys2 varbinary(255) null, soid tinyint, csid tinyint, base_partition int null @15, "
      "fill_factor smallint null, res_page_gap smallint null, exp_rowsize smallint null, "
      "keys3 varbinary(255) null, identitygap int null, crdate datetime null, "
-     "partitiontype smallint null, conditionid int null, status3 smallint null"},
+     "partitiontype smallint null @15, conditionid int null @15, status3 smallint null @15, "
+     "conopt_thld smallint null, plldegree int null @15"},
     {3, "syscolumns",
      "id int, number smallint, colid smallint, status tinyint, type tinyint, length int, "
      "offset smallint, usertype smallint, cdefault int, domain int, name sysname, "
      "printfmt varchar(255) null, prec tinyint null, scale tinyint null, remote_type int null, "
      "remote_name varchar(30) null, xstatus int null, xtype int null, xdbid int null, "
-     "accessrule int null, status2 int null, status3 smallint null, computedcol int null, "
-     "encrtype int null, encrlen int null, encrkeyid int null, encrkeydb varchar(30) null, "
-     "encrdate datetime null, lobcomp_lvl tinyint null, inrowlen smallint null"},
+     "accessrule int null, status2 int null, status3 smallint null @15, computedcol int null @15, "
+     "encrtype int null @15, encrlen int null @15, encrkeyid int null @15, encrkeydb varchar(30) "
+     "null @15, "
+     "encrdate datetime null @15, lobcomp_lvl tinyint null @15, inrowlen smallint null @15"},
     {4, "systypes",
      "uid int, usertype smallint, variable bit, allownulls bit, type tinyint, length int, "
      "tdefault int, domain int, name sysname, printfmt varchar(255) null, prec tinyint null, "
@@ -54,12 +59,12 @@ constexpr Layout kLayouts[] = {
      "type smallint, id int, sequence smallint, status smallint, number smallint"},
     {6, "syscomments",
      "id int, number smallint, colid smallint, texttype smallint, language smallint, "
-     "text varchar(255) null, colid2 smallint, status smallint null, partitionid int null"},
+     "text varchar(255) null, colid2 smallint, status smallint null, partitionid int null @15"},
     {7, "syssegments", "segment smallint, name sysname, status int"},
     {8, "syslogs", "xactid binary(6), op tinyint"},
     {9, "sysprotects",
      "id int, uid int, action smallint, protecttype tinyint, columns varbinary(133) null, "
-     "grantor int"},
+     "grantor int, pred_id int null @15, protstatus int null @15"},
     {10, "sysusers", "suid int, uid int, gid int, name sysname, environ varchar(255) null"},
     {11, "sysalternates", "suid int, altsuid int"},
     {12, "sysdepends",
@@ -97,7 +102,7 @@ constexpr Layout kLayouts[] = {
      "object int null, object_info1 int null, object_info2 int null, object_info3 int null, "
      "int_value int null, char_value varchar(768) null, text_value text null, "
      "image_value image null, comments varchar(255) null"},
-    {22, "sysslices",
+    {22, "sysslices @15",
      "state smallint, id int, partitionid int, firstpage int, controlpage int, spare binary(32)"},
     {23, "systabstats",
      "id int, indid smallint, activestatid int, indexheight smallint, leafcnt int, pagecnt int, "
@@ -115,11 +120,12 @@ constexpr Layout kLayouts[] = {
      "uid int, gid int, hashkey int, id int, type smallint, sequence smallint, "
      "status int null, text varchar(255) null"},
     {28, "syspartitions",
-     "name varchar(255), indid smallint, id int, partitionid int, segment smallint, status int, "
-     "datoampage int, indoampage int, firstpage int, rootpage int, data_partitionid int, "
-     "crdate datetime, cdataptnname varchar(255) null"},
-    {29, "syspartitionkeys", "indid smallint, id int, colid smallint, position smallint"},
-    {50, "sysencryptkeys",
+     "name varchar(255) @15, indid smallint @15, state smallint @12, id int, partitionid int, "
+     "segment smallint @15, status int @15, datoampage int @15, indoampage int @15, "
+     "firstpage int, controlpage int @12, rootpage int @15, data_partitionid int @15, "
+     "crdate datetime @15, cdataptnname varchar(255) null @15, spare binary(32) @12"},
+    {29, "syspartitionkeys @15", "indid smallint, id int, colid smallint, position smallint"},
+    {50, "sysencryptkeys @15",
      "id int, ekalgorithm int, type smallint, status int, eklen smallint null, "
      "value varbinary(1282) null, uid int null, eksalt varbinary(20) null, ekpairid int null, "
      "pwdate datetime null, expdate int null, ekpwdwarn int null"},
@@ -128,7 +134,8 @@ constexpr Layout kLayouts[] = {
      "high int null, msgnum int null"},
     {kFirstMasterId + 1, "sysdatabases",
      "name sysname, dbid smallint, suid int, status smallint, version smallint, logptr int, "
-     "crdate datetime, dumptrdate datetime, status2 smallint null, audflags int null"},
+     "crdate datetime, dumptrdate datetime, status2 smallint null, audflags int null, "
+     "status3 int null"},
     {kFirstMasterId + 2, "syslogins",
      "suid int, status smallint, accdate datetime, totcpu int, totio int, spacelimit int, "
      "timelimit int, resultlimit int, dbname sysname null, name sysname, "
@@ -138,6 +145,14 @@ constexpr Layout kLayouts[] = {
      "srid int, name sysname, password varbinary(30) null, pwdate datetime null, "
      "status smallint null, logincount smallint null"},
     {kFirstMasterId + 4, "sysloginroles", "suid int, srid int, status smallint"},
+    {kFirstMasterId + 5, "sysservers",
+     "srvid smallint, srvstatus smallint, srvname sysname, srvnetname varchar(255), "
+     "srvclass smallint null, srvsecmech varchar(30) null, srvcost smallint null, "
+     "srvstatus2 int null"},
+    {kFirstMasterId + 6, "syscurconfigs",
+     "config smallint, value int, comment varchar(255), status int, value2 varchar(255) null, "
+     "defvalue varchar(255) null, minimum_value int null, maximum_value int null, "
+     "memory_used int null, display_level smallint null"},
 };
 
 constexpr std::string_view kInternalTables =
@@ -145,9 +160,6 @@ constexpr std::string_view kInternalTables =
     "CREATE TABLE syssrvroles_of_roles(member INTEGER, srid INTEGER);";
 
 constexpr std::string_view kFixedRows =
-    "INSERT INTO syssegments VALUES (0, 'system', 0), (1, 'default', 1), (2, 'logsegment', 0);"
-    "INSERT INTO sysusers(suid, uid, gid, name) VALUES"
-    " (-2, 0, 0, 'public'), (1, 1, 0, 'dbo'), (-1, 2, 0, 'guest');"
     "INSERT INTO syslogins(suid, name, dbname) VALUES (1, 'sa', 'master'), (2, 'probe', 'master');"
     "INSERT INTO sysdatabases(name, dbid, suid) VALUES"
     " ('master', 1, 1), ('tempdb', 2, 1), ('model', 3, 1), ('sybsystemprocs', 4, 1),"
@@ -164,6 +176,9 @@ constexpr std::string_view kFixedRows =
     " ('Decrypt', 354, 'T'), ('Transfer Table', 368, 'T'),"
     " ('ignore duplicate keys', 1, 'I'), ('unique', 2, 'I'), ('ignore duplicate rows', 4, 'I'),"
     " ('allow duplicate rows', 64, 'I');"
+    // The sort order is bin_utf8, the character set utf8.
+    "INSERT INTO syscurconfigs(config, value, comment) VALUES"
+    " (123, 50, 'default sortorder id'), (131, 190, 'default character set id');"
     "WITH RECURSIVE bits(n) AS (SELECT 0 UNION ALL SELECT n + 1 FROM bits WHERE n < 1023)"
     " INSERT INTO spt_values(number, type, low, high)"
     " SELECT n, 'P', n / 8 + 1, 1 << (n % 8) FROM bits;";
@@ -180,6 +195,16 @@ std::string_view takeWord(std::string_view& text, char end) {
   return word;
 }
 
+/// Takes the mark off the end of a description; whether the release has what it describes.
+bool takeRelease(std::string_view& text, std::optional<Release> release) {
+  const std::size_t at = text.find('@');
+  if (at == text.npos) return true;
+  const bool isLater = text.substr(at) == "@15";
+  text = text.substr(0, text.find_last_not_of(' ', at - 1) + 1);
+  const bool isShort = release == Release::ase125;
+  return isLater ? !isShort : isShort;
+}
+
 NamedColumn parseColumn(std::string_view text) {
   const std::string_view name = takeWord(text, ' ');
   std::string_view declared = takeWord(text, ' ');
@@ -190,23 +215,29 @@ NamedColumn parseColumn(std::string_view text) {
   return {std::string(name), declaredType(*findSystemType(type)->kind, length, {}, nullable)};
 }
 
-std::vector<SystemTable> parseLayouts() {
+std::vector<SystemTable> parseLayouts(std::optional<Release> release) {
   std::vector<SystemTable> tables;
   for (const Layout& layout : kLayouts) {
+    std::string_view name = layout.table;
+    if (!takeRelease(name, release)) continue;
     SystemTable& table = tables.emplace_back();
-    table.name = layout.table;
+    table.name = name;
     table.id = layout.id;
     table.inMaster = layout.id >= kFirstMasterId;
     for (std::string_view rest = layout.columns; !rest.empty();) {
-      table.columns.push_back(parseColumn(takeWord(rest, ',')));
+      std::string_view column = takeWord(rest, ',');
+      if (takeRelease(column, release)) table.columns.push_back(parseColumn(column));
     }
   }
   return tables;
 }
 
-VirtualTable virtualTable(const SystemTable& table, const SystemSource& source) {
+}  // namespace
+
+VirtualTable virtualTable(const SystemTable& table, std::string name,
+                          std::function<RowSource&()> source) {
   VirtualTable made;
-  made.name = table.name;
+  made.name = std::move(name);
   for (const NamedColumn& column : table.columns) {
     const bool isText = isCharacter(column.type.kind);
     const bool isBytes = isBinary(column.type.kind);
@@ -217,9 +248,11 @@ VirtualTable virtualTable(const SystemTable& table, const SystemSource& source) 
   }
   made.lookups = lookupsOf(table);
   made.expectedRows = expectedRowsOf(table);
-  made.source = [&table, source]() -> RowSource& { return source(table); };
+  made.source = std::move(source);
   return made;
 }
+
+namespace {
 
 std::string noRowsDefinition() {
   std::string columns;
@@ -231,82 +264,120 @@ std::string noRowsDefinition() {
                 " BEGIN SELECT RAISE(ABORT, 'the table has no rows of its own yet'); END;");
 }
 
-void describeSystemTable(Database& store, const SystemTable& table) {
+void describe(SystemRecords& records, const SystemTable& table) {
   constexpr int kSystemTable = 1;
-  store.run(
-      "INSERT INTO sysobjects(name, id, uid, type, sysstat, crdate) VALUES (?, ?, ?, 'S', ?, ?)",
-      table.name, table.id, kDboUid, kSystemTable, currentTime());
+  SysObject object;
+  object.name = table.name;
+  object.id = table.id;
+  object.uid = kDboUid;
+  object.type = object_type::kSystemTable;
+  object.sysstat = kSystemTable;
+  object.crdate = currentTime();
+  records.objects.insert(std::move(object));
   int colid = 0;
-  for (const NamedColumn& column : table.columns) {
-    store.run(
-        "INSERT INTO syscolumns(id, colid, status, type, length, usertype, name)"
-        " VALUES (?, ?, ?, ?, ?, ?, ?)",
-        table.id, ++colid, column.type.nullable ? 8 : 0, column.type.storageCode,
-        column.type.length, column.type.userType, column.name);
+  for (const NamedColumn& described : table.columns) {
+    SysColumn column;
+    column.id = table.id;
+    column.colid = ++colid;
+    column.status = described.type.nullable ? column_status::kNullable : 0;
+    column.type = described.type.storageCode;
+    column.length = described.type.length;
+    column.usertype = described.type.userType;
+    column.name = described.name;
+    records.columns.insert(std::move(column));
   }
 }
 
-void fillTypes(Database& store, bool isAtLeast15) {
+void fillTypes(SystemRecords& records, const CatalogOptions& options) {
   for (const SystemType& type : systemTypes()) {
-    const bool variable = type.kind && (isCharacter(*type.kind) || isBinary(*type.kind)) &&
-                          type.storageCode == type.nullableCode && !isLong(*type.kind);
-    store.run(
-        "INSERT INTO systypes(uid, usertype, variable, allownulls, type, length, name, hierarchy)"
-        " VALUES (?, ?, ?, ?, ?, ?, ?, ?)",
-        kDboUid, type.userType, variable ? 1 : 0, type.kind == TypeKind::Bit ? 0 : 1,
-        type.storageCode, type.length, type.name,
-        isAtLeast15 ? fullHierarchy(type) : type.hierarchy);
+    if (!options.has(type.since)) continue;
+    const bool isVariable = type.kind && (isCharacter(*type.kind) || isBinary(*type.kind)) &&
+                            type.storageCode == type.nullableCode && !isLong(*type.kind);
+    SysType row;
+    row.uid = kDboUid;
+    row.usertype = type.userType;
+    row.variable = isVariable ? 1 : 0;
+    row.allownulls = type.kind == TypeKind::Bit ? 0 : 1;
+    row.type = type.storageCode;
+    row.length = type.length;
+    row.name = type.name;
+    row.hierarchy = options.isAtLeast15() ? fullHierarchy(type) : type.hierarchy;
+    records.types.insert(std::move(row));
   }
+  if (!options.isAtLeast15()) return;
+  SysType longSysname;
+  longSysname.uid = kDboUid;
+  longSysname.usertype = 42;
+  longSysname.variable = 1;
+  longSysname.allownulls = 1;
+  longSysname.type = 39;
+  longSysname.length = 255;
+  longSysname.name = "longsysname";
+  longSysname.hierarchy = 27;
+  records.types.insert(std::move(longSysname));
 }
 
-void fillRoles(Database& store) {
-  int role = 0;
-  for (const std::string_view name : kSystemRoles) {
-    const int uid = kFirstGroupUid + role;
-    store.run("INSERT INTO sysusers(suid, uid, gid, name) VALUES (-2, ?, ?, ?)", uid, uid, name);
-    store.run("INSERT INTO sysroles(id, lrid) VALUES (?, ?)", role, uid);
-    store.run("INSERT INTO syssrvroles(srid, name) VALUES (?, ?)", role, name);
-    ++role;
-  }
+void addUser(SystemRecords& records, int suid, int uid, int gid, std::string_view name) {
+  records.users.insert({suid, uid, gid, std::string(name), std::nullopt});
 }
+
+/// A row of a table that SQL alone looks into; what is not given has its default.
+void addRow(RowSource& table, std::vector<Cell> values) { table.write(std::nullopt, values); }
 
 }  // namespace
 
-const std::vector<SystemTable>& systemTables() {
-  static const std::vector<SystemTable> kTables = parseLayouts();
-  return kTables;
+SystemTables::SystemTables(std::optional<Release> release) : all_(parseLayouts(release)) {}
+
+const SystemTables& SystemTables::of(std::optional<Release> release) {
+  static const SystemTables kAny(std::nullopt), k125(Release::ase125), k15(Release::ase15),
+      k16(Release::ase16);
+  if (!release) return kAny;
+  return *release == Release::ase125 ? k125 : *release == Release::ase15 ? k15 : k16;
 }
 
-const SystemTable* findSystemTable(std::string_view name) {
-  const auto found = std::ranges::find(systemTables(), name, &SystemTable::name);
-  return found == systemTables().end() ? nullptr : &*found;
+const SystemTable* SystemTables::find(std::string_view name) const {
+  const auto found = std::ranges::find(all_, name, &SystemTable::name);
+  return found == all_.end() ? nullptr : &*found;
 }
 
-const SystemTable* findSystemTable(int id) {
-  const auto found = std::ranges::find(systemTables(), id, &SystemTable::id);
-  return found == systemTables().end() ? nullptr : &*found;
+const SystemTable* SystemTables::find(int id) const {
+  if (id >= kFirstMasterId + static_cast<int>(all_.size())) return nullptr;
+  const auto found = std::ranges::find(all_, id, &SystemTable::id);
+  return found == all_.end() ? nullptr : &*found;
 }
 
-void createSystemTables(Database& store, const CatalogOptions& options,
-                        const SystemSource& source) {
-  Savepoint savepoint(store);
-  for (const SystemTable& table : systemTables()) store.addTable(virtualTable(table, source));
+void fillMaster(Database& store, const CatalogOptions& options) {
   store.execute(concat(kInternalTables, noRowsDefinition(), kFixedRows));
   if (options.allowNullsByDefault) {
     store.run("UPDATE sysdatabases SET status = status | ?", database_status::kAllowNulls);
   }
-  for (const SystemTable& table : systemTables()) {
-    if (!table.inMaster) describeSystemTable(store, table);
+  int role = 0;
+  for (const std::string_view name : kSystemRoles) {
+    store.run("INSERT INTO syssrvroles(srid, name) VALUES (?, ?)", role++, name);
   }
-  fillTypes(store, options.isAtLeast15());
-  if (options.isAtLeast15()) {
-    store.run(
-        "INSERT INTO systypes(uid, usertype, variable, allownulls, type, length, name, hierarchy)"
-        " VALUES (?, 42, 1, 1, 39, 255, 'longsysname', 27)",
-        kDboUid);
+}
+
+void fillDatabase(SystemRecords& records, const SystemTables& tables,
+                  const CatalogOptions& options) {
+  constexpr int kNoSuid = -2, kSaSuid = 1, kGuestSuid = -1, kGuestUid = 2;
+  for (const SystemTable& table : tables.all()) {
+    if (!table.inMaster) describe(records, table);
   }
-  fillRoles(store);
-  savepoint.keep();
+  fillTypes(records, options);
+  addUser(records, kNoSuid, kPublicUid, kPublicUid, "public");
+  addUser(records, kSaSuid, kDboUid, kPublicUid, "dbo");
+  addUser(records, kGuestSuid, kGuestUid, kPublicUid, "guest");
+  RowSource& segments = records.source("syssegments");
+  addRow(segments, {std::int64_t{0}, "system", std::int64_t{0}});
+  addRow(segments, {std::int64_t{1}, "default", std::int64_t{1}});
+  addRow(segments, {std::int64_t{2}, "logsegment", std::int64_t{0}});
+  std::int64_t role = 0;
+  for (const std::string_view name : kSystemRoles) {
+    const int uid = kFirstGroupUid + static_cast<int>(role);
+    addUser(records, kNoSuid, uid, uid, name);
+    addRow(records.source("sysroles"),
+           {role++, std::int64_t{uid}, std::int64_t{0}, std::int64_t{0}});
+  }
 }
 
 std::int64_t currentTime() {

@@ -19,16 +19,33 @@ struct SystemTable {
   std::vector<NamedColumn> columns;
 };
 
-/// In order of id.
-const std::vector<SystemTable>& systemTables();
-const SystemTable* findSystemTable(std::string_view name);
-const SystemTable* findSystemTable(int id);
+/// The system tables of one release.
+class SystemTables {
+ public:
+  /// None: all that any later release has.
+  static const SystemTables& of(std::optional<Release> release);
 
-/// Where the rows of a system table are.
-using SystemSource = std::function<RowSource&(const SystemTable& table)>;
+  /// In order of id.
+  const std::vector<SystemTable>& all() const { return all_; }
+  /// Null if there is none.
+  const SystemTable* find(std::string_view name) const;
+  const SystemTable* find(int id) const;
 
-/// Makes the system tables of SQL over their rows, and writes what a fresh database has.
-void createSystemTables(Database& store, const CatalogOptions& options, const SystemSource& source);
+ private:
+  explicit SystemTables(std::optional<Release> release);
+
+  std::vector<SystemTable> all_;
+};
+
+/// What SQLite sees of a system table, under any name.
+VirtualTable virtualTable(const SystemTable& table, std::string name,
+                          std::function<RowSource&()> source);
+
+/// What a fresh server has in master, whose tables are there.
+void fillMaster(Database& store, const CatalogOptions& options);
+/// What a fresh database has.
+void fillDatabase(SystemRecords& records, const SystemTables& tables,
+                  const CatalogOptions& options);
 
 /// The time as a datetime value, to the millisecond, in UTC.
 std::int64_t currentTime();

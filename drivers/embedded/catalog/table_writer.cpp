@@ -87,6 +87,10 @@ void TableWriter::addColumn(const ObjectInfo& table, const tsql::ColumnDefinitio
   }
   const int colid = insertColumn(table, definition.name, type, computedId);
   if (computedId != 0) {
+    constexpr int kComputed = 0x10, kMaterialized = 0x20;
+    records_.changeColumn(table.id, colid, [&](SysColumn& column) {
+      column.status2 = kComputed | (definition.materialized ? kMaterialized : 0);
+    });
     records_.constraints.insert({.colid = colid,
                                  .constrid = computedId,
                                  .tableid = table.id,
@@ -168,7 +172,10 @@ void TableWriter::layOut(const ObjectInfo& table) {
       fixedOffset += column.type.length;
     }
     const SysColumn& row = *records_.column(table.id, column.colid);
-    const int status = (row.status & ~column_status::kBitPosition) | bitPosition;
+    // The bits say something else of long columns.
+    const int status = isLong(column.type.kind)
+                           ? row.status
+                           : (row.status & ~column_status::kBitPosition) | bitPosition;
     if (row.offset == offset && row.status == status) continue;
     records_.changeColumn(table.id, column.colid, [&](SysColumn& changed) {
       changed.offset = offset;
@@ -259,20 +266,25 @@ int TableWriter::matchingIndex(int tableId, const std::vector<int>& colids) {
 TableWriter::Referenced TableWriter::resolveReferenced(const tsql::ForeignKeyConstraint& key,
                                                        std::size_t keyCount) {
   Referenced referenced;
-  if (!key.table.database.empty() && key.table.database != writer_.caller().database) {
+  const bool isElsewhere =
+      !key.table.database.empty() && key.table.database != writer_.caller().database;
+  if (isElsewhere) referenced.database = key.table.database;
+  if (isElsewhere && !writer_.catalog().databaseId(key.table.database)) {
     // The other database is not at hand: its table keeps an id that names nothing here.
     referenced.tableId =
         writer_.newObjectId(concat(key.table.database, ".", key.table.owner, ".", key.table.name));
-    referenced.database = key.table.database;
     for (std::size_t i = 1; i <= keyCount; ++i) referenced.colids.push_back(static_cast<int>(i));
     return referenced;
   }
   const ObjectInfo table = writer_.requireTable(key.table);
   referenced.tableId = table.id;
+  const Caller owner{kDboUid, writer_.catalog().databaseOf(table.id), writer_.caller().line};
+  CatalogWriter there(writer_.catalog(), owner);
+  TableWriter tables(there, {});
   if (!key.referenced.empty()) {
-    referenced.colids = colidsOf(table, key.referenced);
-    referenced.indid = matchingIndex(table.id, referenced.colids);
-  } else if (const SysIndex* primary = indexes_.primaryKey(table.id)) {
+    referenced.colids = tables.colidsOf(table, key.referenced);
+    referenced.indid = tables.matchingIndex(table.id, referenced.colids);
+  } else if (const SysIndex* primary = tables.indexes_.primaryKey(table.id)) {
     referenced.indid = primary->indid;
     for (const SysIndexKey& key : primary->keys) referenced.colids.push_back(key.colid);
   }
@@ -314,7 +326,11 @@ void TableWriter::addForeignKey(const ObjectInfo& table, const std::string& name
   reference.keycnt = static_cast<int>(colids.size());
   reference.frgndbid = writer_.catalog().databaseId(writer_.caller().database).value_or(0);
   reference.pmrydbid = reference.frgndbid;
-  if (!referenced.database.empty()) reference.pmrydbname = referenced.database;
+  if (!referenced.database.empty()) {
+    reference.pmrydbname = referenced.database;
+    const auto dbid = writer_.catalog().databaseId(referenced.database);
+    if (dbid) reference.pmrydbid = *dbid;
+  }
   for (std::size_t i = 0; i < colids.size(); ++i) {
     reference.fokey[i] = static_cast<std::int16_t>(colids[i]);
     reference.refkey[i] = static_cast<std::int16_t>(referenced.colids[i]);

@@ -7,6 +7,8 @@
 #include <span>
 #include <string_view>
 
+#include "drivers/embedded/options.h"
+
 namespace kelvane::embedded {
 
 /// The built-in types as declared, whatever their nullability.
@@ -56,6 +58,7 @@ struct SystemType {
   int length;
   std::optional<TypeKind> kind;
   int nullableCode;  ///< storage code of a column that accepts null
+  Release since = Release::ase125;
 };
 
 /// Its place among all types, as releases from 15.0 number it: the lower one leads where two meet.

@@ -35,9 +35,7 @@ int sysstatOf(std::string_view type) {
 
 int CatalogWriter::ownerFor(const tsql::ObjectName& name) {
   if (!name.database.empty() && name.database != caller_.database) {
-    throw error(911, 11, "Attempt to locate entry in sysdatabases for database '", name.database,
-                "' by name failed - no entry found under that name. Make sure that name is entered "
-                "properly.");
+    throw UnknownDatabase(name.database, caller_.line);
   }
   if (name.owner.empty()) return caller_.uid;
   const auto uid = catalog_.userId(name.owner);
@@ -61,7 +59,7 @@ int CatalogWriter::newObjectId(std::string_view identity) {
   for (const char c : identity) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3;
   for (std::uint64_t place = hash ^ (hash >> 32);; ++place) {
     const int id = static_cast<int>(kSmallest + place % kCount);
-    if (records_.object(id) == nullptr) return id;
+    if (catalog_.isFreeId(id)) return id;
   }
 }
 
@@ -118,6 +116,8 @@ void CatalogWriter::removeObject(int id) {
   records_.comments.eraseAll<&SysComment::id>(id);
   records_.procedures.eraseAll<&SysProcedure::id>(id);
   records_.protects.eraseAll<&SysProtect::id>(id);
+  records_.depends.eraseAll<&SysDepend::id>(id);
+  records_.depends.eraseAll<&SysDepend::depid>(id);
 }
 
 ObjectInfo CatalogWriter::requireTable(const tsql::ObjectName& name) {

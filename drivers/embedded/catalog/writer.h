@@ -21,6 +21,10 @@ inline constexpr std::string_view kDefault = "D";
 inline constexpr std::string_view kRule = "R";
 inline constexpr std::string_view kReference = "RI";
 inline constexpr std::string_view kComputed = "C";
+inline constexpr std::string_view kEncryptionKey = "EK";
+inline constexpr std::string_view kExtendedProcedure = "XP";
+inline constexpr std::string_view kJavaFunction = "F";
+inline constexpr std::string_view kPrecomputed = "RS";
 }  // namespace object_type
 
 /// A text of strings and integers.
@@ -49,7 +53,10 @@ struct NewObject {
 class CatalogWriter {
  public:
   CatalogWriter(Catalog& catalog, const Caller& caller)
-      : catalog_(catalog), store_(catalog.store()), records_(catalog.records()), caller_(caller) {}
+      : catalog_(catalog),
+        store_(catalog.store()),
+        records_(catalog.recordsIn(caller.database)),
+        caller_(caller) {}
 
   Catalog& catalog() { return catalog_; }
   Database& store() { return store_; }

@@ -5,6 +5,7 @@
 
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/ignored.h"
+#include "drivers/embedded/engine/statement_kinds.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
 
@@ -24,6 +25,7 @@ constexpr std::array kMissing = {208,   911,   3701,  3718,  3728,  4604, 4924,
 bool removesOnly(const tsql::Statement& statement) {
   return std::visit(Overloaded{
                         [](const Drop&) { return true; },
+                        [](const EncryptionKey& s) { return s.action == KeyAction::Drop; },
                         [](const Delete&) { return true; },
                         [](const Truncate&) { return true; },
                         [](const AlterTable& alter) {
@@ -166,8 +168,7 @@ BatchRun::Flow BatchRun::runList(const StatementList& statements,
 
 void BatchRun::enter(const tsql::Statement& statement) {
   current_ = &statement;
-  server_.running.session = &session_;
-  server_.running.caller = &session_.caller;
+  session_.takeOver();
   server_.running.variables = &variables_;
   server_.running.beginStatement();
   session_.caller.line = lineOf(statement);
@@ -175,7 +176,7 @@ void BatchRun::enter(const tsql::Statement& statement) {
 
 BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
   enter(statement);
-  if (session_.options.chained && session_.transactionDepth == 0 && touchesRows(statement)) {
+  if (session_.caller.chained && session_.transactionDepth == 0 && touchesRows(statement)) {
     transact({TransactionAction::Begin, {}});
   }
   try {
@@ -244,6 +245,7 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
           },
           [&](const Truncate& s) {
             return simple([&] {
+              if (!s.partition.empty()) refusePartition(s);
               change(prepared(&statement, [&](Translator& t) { return t.truncate(s); }));
             });
           },
@@ -296,6 +298,7 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
           [&](const Print& s) { return simple([&] { print(s); }); },
           [&](const RaiseError& s) { return plain([&] { raiseError(s); }); },
           [&](const WaitFor&) { return Flow::Next; },
+          [&](const Merge& s) { return simple([&] { merge(s); }); },
           [&](const SetOption& s) { return simple([&] { setOption(s); }); },
           [&](const Execute& s) { return plain([&] { executeProcedure(s, outcome_); }); },
           [&](const ExecuteImmediate& s) { return plain([&] { executeText(s, outcome_); }); },
@@ -304,7 +307,8 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
           [&](const UseDatabase& s) { return simple([&] { useDatabase(s); }); },
           [&](const SetUser& s) { return simple([&] { setUser(s); }); },
           [&](const DeclareCursor& s) {
-            return simple([&] { session_.cursors[s.name] = {batch_, s.query.get(), {}}; });
+            return simple(
+                [&] { session_.cursors[s.name] = {batch_, s.query.get(), {}, 0, 0, s.scroll}; });
           },
           [&](const OpenCursor& s) { return simple([&] { openCursor(s); }); },
           [&](const FetchCursor& s) { return simple([&] { fetchCursor(s); }); },
@@ -318,7 +322,7 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
             return simple([&] { session_.cursors.erase(s.name); });
           },
           [&](const Utility& s) { return simple([&] { utility(s); }); },
-          [&](const auto&) { return simple([&] { define(statement); }); },
+          [&]<Definition Node>(const Node&) { return simple([&] { define(statement); }); },
       },
       statement.node);
 }

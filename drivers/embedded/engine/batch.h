@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "drivers/embedded/engine/session.h"
+#include "drivers/embedded/engine/set_options.h"
 #include "drivers/embedded/engine/translator.h"
 
 namespace kelvane::embedded {
@@ -81,6 +82,8 @@ class BatchRun {
 
   // batch_options.cpp: what stays for the session
   void setOption(const tsql::SetOption& option);
+  void setOption(const SetOptionRule& rule, const std::string& value);
+  void setRowCount(const std::string& value);
   static std::optional<std::string> identityInsert(const tsql::SetOption& option);
   void transact(const tsql::Transaction& transaction);
   void useDatabase(const tsql::UseDatabase& use);
@@ -119,14 +122,19 @@ class BatchRun {
   void select(const tsql::SelectStatement& statement);
   void assignFrom(const tsql::Select& select, Prepared& prepared);
   void selectInto(const tsql::SelectStatement& statement);
+  void selectIntoExisting(const tsql::SelectStatement& statement);
   Prepared& insertPlan(const tsql::Insert& statement);
   void insert(const tsql::Insert& statement);
   void insertExecuted(const tsql::Insert& statement, const WriteTarget& target);
+  /// Inserts rows that were read before.
+  std::int64_t insertResults(const tsql::Insert& statement, const WriteTarget& target,
+                             const std::vector<ResultSet>& results);
+  [[noreturn]] void refusePartition(const tsql::Truncate& truncate);
   void changed(std::int64_t rows);
   std::string rowTable(int tableId);
   void openCursor(const tsql::OpenCursor& open);
-  std::int64_t fetched(const tsql::FetchCursor& fetch, const Cursor& cursor);
   void fetchCursor(const tsql::FetchCursor& fetch);
+  std::int64_t wantedRow(const tsql::FetchCursor& fetch, const Cursor& cursor);
 
   // batch_trigger.cpp
   /// Does all that belongs to a change of rows around `write`: tests and the trigger.
@@ -134,6 +142,10 @@ class BatchRun {
   std::int64_t fire(const Plan& plan, const std::function<std::int64_t()>& write);
   void runTrigger(const Firing& firing, std::int64_t rows);
   void rollBackTrigger(const tsql::RollbackTrigger& rollback);
+
+  // batch_merge.cpp
+  void merge(const tsql::Merge& merge);
+  void runPart(const std::string& text, Outcome& outcome);
 
   // batch_temporary.cpp: temporary tables
   void createTemporary(const tsql::CreateTable& statement);
@@ -153,7 +165,11 @@ class BatchRun {
   void define(const tsql::Statement& statement);
   void createSchema(const tsql::CreateSchema& schema);
   RowValues rowValues();
-  void createView(const tsql::CreateView& view, std::string_view text);
+  void keepWithoutColumns(const tsql::CreateView& view, std::string_view text,
+                          const UnknownDatabase& error);
+  std::vector<NamedColumn> viewColumns(const tsql::Query& query);
+  /// With the names in its variables.
+  void permission(const tsql::Permission& statement);
 
   // batch_execute.cpp: procedures
   void executeProcedure(const tsql::Execute& execute, Outcome& outcome);

@@ -116,7 +116,7 @@ void BatchRun::compileParts(const tsql::Statement& statement) {
                        Translator(context()).selectInto(*s.query);
                      } catch (const NotYetCreated&) {
                      }
-                     createdLater_.insert(first.into.name);
+                     if (!first.intoExisting) createdLater_.insert(first.into.name);
                    }
                  },
                  [&](const Insert& s) {

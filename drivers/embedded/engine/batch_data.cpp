@@ -88,7 +88,27 @@ std::string BatchRun::rowTable(int tableId) {
   return server_.catalog.rowTable(tableId);
 }
 
+void BatchRun::selectIntoExisting(const SelectStatement& statement) {
+  Insert insert{statement.query->terms.front().select.into, {}, InsertDefaults{}};
+  const TranslationContext made = context();
+  WriteTarget target = Translator(made).writeTarget(insert.table);
+  if (!target.isTemporary()) target.sqliteTable = rowTable(target.id);
+  Prepared rows;
+  rows.plan = Translator(context()).selectInto(*statement.query);
+  bind(rows);
+  ResultSet found{rows.plan.columns, {}};
+  while (step(rows)) {
+    server_.countStep();
+    found.rows.push_back(rowOf(*rows.statement));
+  }
+  giveBack(rows);
+  std::vector<ResultSet> results;
+  results.push_back(std::move(found));
+  changed(insertResults(insert, target, results));
+}
+
 void BatchRun::selectInto(const SelectStatement& statement) {
+  if (statement.query->terms.front().select.intoExisting) return selectIntoExisting(statement);
   const ObjectName& into = statement.query->terms.front().select.into;
   const TranslationContext made = context();
   Prepared rows;
@@ -114,7 +134,9 @@ void BatchRun::selectInto(const SelectStatement& statement) {
     }
     table = addTemporary(std::move(made), statement.query->range.line);
   } else {
-    const ObjectInfo object = server_.catalog.createTable(into, columns, session_.caller);
+    const ObjectInfo object = server_.catalog.createTable(
+        into, columns, statement.query->terms.front().select.intoStorage, batch_->text,
+        session_.caller);
     table = rowTable(object.id);
   }
   rows.plan.sql = "INSERT INTO " + table + " " + rows.plan.sql;
@@ -175,11 +197,16 @@ void BatchRun::insertExecuted(const Insert& statement, const WriteTarget& target
   } else {
     executeText(std::get<ExecuteImmediate>(statement.source), collected);
   }
-  if (collected.results.empty()) return changed(0);
-  std::vector<Prepared> plans(collected.results.size());
+  changed(insertResults(statement, target, collected.results));
+}
+
+std::int64_t BatchRun::insertResults(const Insert& statement, const WriteTarget& target,
+                                     const std::vector<ResultSet>& results) {
+  if (results.empty()) return 0;
+  std::vector<Prepared> plans(results.size());
   for (std::size_t i = 0; i < plans.size(); ++i) {
     std::vector<ColumnType> types;
-    for (const ResultColumn& column : collected.results[i].columns) types.push_back(column.type);
+    for (const ResultColumn& column : results[i].columns) types.push_back(column.type);
     const TranslationContext made = context();
     plans[i].plan = Translator(made).insertBound(statement, target, types);
   }
@@ -187,12 +214,19 @@ void BatchRun::insertExecuted(const Insert& statement, const WriteTarget& target
   const std::int64_t count = change(plans.front().plan, [&] {
     std::int64_t inserted = 0;
     for (std::size_t i = 0; i < plans.size(); ++i) {
-      for (const Row& row : collected.results[i].rows) inserted += execute(plans[i], &row);
+      for (const Row& row : results[i].rows) inserted += execute(plans[i], &row);
     }
     return inserted;
   });
   savepoint.keep();
-  changed(count);
+  return count;
+}
+
+void BatchRun::refusePartition(const Truncate& truncate) {
+  throw ServerError(kNotSupported, 16, 1,
+                    "The embedded catalog does not know which rows of table '" +
+                        truncate.table.name + "' are in partition '" + truncate.partition + "'.",
+                    session_.caller.line);
 }
 
 // cursors
@@ -222,23 +256,25 @@ void BatchRun::openCursor(const OpenCursor& open) {
   found->second.fetched = 0;
 }
 
-// The row that a fetch asks for, which there may not be.
-std::int64_t BatchRun::fetched(const FetchCursor& fetch, const Cursor& cursor) {
-  const auto size = static_cast<std::int64_t>(cursor.rows->rows.size());
+// The row that a fetch goes to, from 0; one outside of the rows where there is none.
+std::int64_t BatchRun::wantedRow(const FetchCursor& fetch, const Cursor& cursor) {
   const auto next = static_cast<std::int64_t>(cursor.next);
-  std::int64_t offset = 0;
-  if (fetch.offset) {
-    const ColumnType type = intType(true);
-    const Cell value = evaluate(*fetch.offset, &type);
-    if (!isNull(value)) offset = std::get<std::int64_t>(value);
+  if (fetch.direction.empty() || fetch.direction == "next") return next;
+  if (!cursor.scroll) {
+    throw ServerError(kNotSupported, 16, 1,
+                      "Cursor '" + fetch.name + "' was not declared as a scroll cursor: '" +
+                          fetch.direction + "' is not allowed.",
+                      session_.caller.line);
   }
-  const std::string_view direction = fetch.direction;
-  if (direction == "prior") return next - 2;
-  if (direction == "first") return 0;
-  if (direction == "last") return size - 1;
-  if (direction == "absolute") return offset < 0 ? size + offset : offset - 1;
-  if (direction == "relative") return next - 1 + offset;
-  return next;
+  const auto size = static_cast<std::int64_t>(cursor.rows->rows.size());
+  const ColumnType number = intType(true);
+  const Cell given = fetch.offset ? evaluate(*fetch.offset, &number) : Cell(std::int64_t{0});
+  const std::int64_t offset = isNull(given) ? 0 : std::get<std::int64_t>(given);
+  if (fetch.direction == "prior") return next - 2;
+  if (fetch.direction == "first") return size == 0 ? -1 : 0;
+  if (fetch.direction == "last") return size - 1;
+  if (fetch.direction == "relative") return next - 1 + offset;
+  return offset < 0 ? size + offset : offset - 1;
 }
 
 void BatchRun::fetchCursor(const FetchCursor& fetch) {
@@ -250,7 +286,7 @@ void BatchRun::fetchCursor(const FetchCursor& fetch) {
   }
   Cursor& cursor = found->second;
   const auto size = static_cast<std::int64_t>(cursor.rows->rows.size());
-  const std::int64_t at = std::clamp<std::int64_t>(fetched(fetch, cursor), -1, size);
+  const std::int64_t at = std::clamp<std::int64_t>(wantedRow(fetch, cursor), -1, size);
   const bool isRow = at >= 0 && at < size;
   cursor.next = static_cast<std::size_t>(at + 1);
   cursor.fetched += isRow ? 1 : 0;

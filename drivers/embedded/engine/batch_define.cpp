@@ -6,6 +6,8 @@
 #include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/star_expansion.h"
+#include "drivers/embedded/engine/statement_kinds.h"
+#include "drivers/embedded/engine/used_objects.h"
 #include "drivers/embedded/engine/walk.h"
 #include "drivers/embedded/tsql/words.h"
 
@@ -23,6 +25,8 @@ void BatchRun::dropObjects(const Drop& statement) {
       } else if (statement.kind == DropKind::Index && name.owner.starts_with('#')) {
         dropTemporaryIndex(name);
       } else {
+        const bool isIndex = statement.kind == DropKind::Index;
+        const InDatabase there(session_, isIndex ? std::string() : name.database);
         server_.catalog.drop({statement.kind, {name}, statement.override}, session_.caller);
         server_.namesChanged();
       }
@@ -34,13 +38,48 @@ void BatchRun::dropObjects(const Drop& statement) {
   if (failure) throw *failure;
 }
 
-void BatchRun::createView(const CreateView& view, std::string_view text) {
+std::vector<NamedColumn> BatchRun::viewColumns(const Query& query) {
   const TranslationContext made = context();
-  const Plan plan = Translator(made).select(*view.query);
+  const Plan plan = Translator(made).select(query);
   std::vector<NamedColumn> columns;
   columns.reserve(plan.columns.size());
   for (const ResultColumn& column : plan.columns) columns.push_back({column.name, column.type});
-  server_.catalog.createView(view, text, columns, session_.caller);
+  return columns;
+}
+
+// Scripts of one database often use views of another, which nobody has brought. A server would
+// refuse the view; to leave it out would make databases equal that are not.
+void BatchRun::keepWithoutColumns(const CreateView& view, std::string_view text,
+                                  const UnknownDatabase& error) {
+  if (!session_.acceptsAnyDatabase) throw error;
+  server_.catalog.createView(view, text, std::nullopt, session_.caller);
+  Notice notice{{0, 10, 1,
+                 "view '" + view.name.name +
+                     "' is kept, but its columns are not known: it uses "
+                     "database '" +
+                     error.database + "', which no script creates"},
+                session_.caller.line};
+  const ObjectInfo kept = server_.catalog.requireObject(view.name, session_.caller);
+  notice.withoutColumns = server_.catalog.userName(kept.uid).value_or("") + "." + kept.name;
+  outcome_.notice(notice);
+}
+
+void BatchRun::permission(const Permission& statement) {
+  const auto isVariable = [](const std::string& name) { return name.starts_with('@'); };
+  if (std::ranges::none_of(statement.grantees, isVariable)) {
+    return server_.catalog.permission(statement, session_.caller);
+  }
+  Permission named = statement;
+  for (std::string& grantee : named.grantees) {
+    if (!isVariable(grantee)) continue;
+    const auto found = variables_.find(grantee);
+    if (found == variables_.end()) {
+      throw ServerError(137, 15, 2, "Must declare variable '" + grantee + "'.",
+                        session_.caller.line);
+    }
+    grantee = isNull(found->second.value) ? "" : textOf(found->second.value, found->second.type, 0);
+  }
+  server_.catalog.permission(named, session_.caller);
 }
 
 namespace {
@@ -71,6 +110,16 @@ bool addsReference(const AlterTable& table) {
     const auto* column = std::get_if<AddColumn>(&action);
     return column != nullptr && std::ranges::any_of(column->column.constraints, references);
   });
+}
+
+// The database that the statement works in, where it says so.
+std::string databaseNamed(const tsql::Statement& statement) {
+  return std::visit(Overloaded{[](const CreateTable& s) { return s.name.database; },
+                               [](const AlterTable& s) { return s.table.database; },
+                               [](const CreateIndex& s) { return s.table.database; },
+                               [](const Permission& s) { return s.object.database; },
+                               [](const auto&) { return std::string(); }},
+                    statement.node);
 }
 
 // Tells of changed names at its end.
@@ -116,8 +165,32 @@ void BatchRun::createSchema(const CreateSchema& schema) {
   savepoint.keep();
 }
 
+namespace {
+
+struct Defined {
+  const ObjectName& name;
+  int number = 0;  ///< of the procedure in its group
+};
+
+/// The object that a definition with a body or a query makes.
+std::optional<Defined> definedBy(const tsql::Statement& statement) {
+  using Result = std::optional<Defined>;
+  return std::visit(
+      Overloaded{
+          [](const CreateProcedure& s) -> Result {
+            return Defined{s.name, s.number};
+          },
+          [](const OneOf<CreateView, CreatePrecomputed, CreateFunction, CreateTrigger> auto& s)
+              -> Result { return Defined{s.name}; },
+          [](const auto&) -> Result { return std::nullopt; }},
+      statement.node);
+}
+
+}  // namespace
+
 void BatchRun::define(const tsql::Statement& statement) {
   Catalog& catalog = server_.catalog;
+  const InDatabase there(session_, databaseNamed(statement));
   const Caller& caller = session_.caller;
   const std::string_view text = batch_->text;
   const auto stored = [&] {
@@ -163,16 +236,34 @@ void BatchRun::define(const tsql::Statement& statement) {
                    savepoint.keep();
                  },
                  [&](const CreateIndex& s) { catalog.createIndex(s, text, rowValues(), caller); },
-                 [&](const CreateView& s) { createView(s, stored()); },
+                 [&](const CreateView& s) {
+                   try {
+                     catalog.createView(s, stored(), viewColumns(*s.query), caller);
+                   } catch (const UnknownDatabase& error) {
+                     keepWithoutColumns(s, statement.range.in(text), error);
+                   }
+                 },
+                 [&](const CreatePrecomputed& s) {
+                   catalog.createPrecomputed(s, statement.range.in(text), viewColumns(*s.query),
+                                             caller);
+                 },
                  [&](const CreateProcedure& s) { catalog.createProcedure(s, stored(), caller); },
                  [&](const CreateFunction& s) { catalog.createFunction(s, stored(), caller); },
                  [&](const CreateTrigger& s) { catalog.createTrigger(s, stored(), caller); },
                  [&](const CreateRule& s) { catalog.createRule(s, text, caller); },
                  [&](const CreateDefault& s) { catalog.createDefault(s, text, caller); },
-                 [&](const Permission& s) { catalog.permission(s, caller); },
-                 [](const auto&) {},
+                 [&](const Permission& s) { permission(s); },
+                 [&](const CreateLogin& s) { catalog.createLogin(s, caller); },
+                 [&](const EncryptionKey& s) { catalog.encryptionKey(s, caller); },
+                 [&](const ModifyOwner& s) { catalog.modifyOwner(s, caller); },
+                 // Both are done above.
+                 [](const OneOf<Drop, CreateSchema> auto&) {},
+                 []<class Node>(const Node&) requires(!Definition<Node>){},
              },
              statement.node);
+  if (const auto defined = definedBy(statement)) {
+    catalog.saveUses(defined->name, defined->number, usedObjects(statement), caller);
+  }
 }
 
 }  // namespace kelvane::embedded

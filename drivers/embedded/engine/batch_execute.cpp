@@ -48,6 +48,11 @@ void BatchRun::executeProcedure(const Execute& execute, Outcome& outcome) {
   auto object = server_.catalog.findObject(name, session_.caller);
   if (object && object->type == "P") {
     executeStored(execute, *object, outcome);
+  } else if (object && object->type == "XP") {
+    throw ServerError(kNotSupported, 16, 1,
+                      "The embedded catalog cannot execute '" + name.name +
+                          "', which is in a library of its own.",
+                      line);
   } else {
     executeSystem(execute, name.name, outcome);
   }
@@ -56,13 +61,19 @@ void BatchRun::executeProcedure(const Execute& execute, Outcome& outcome) {
 }
 
 void BatchRun::executeSystem(const Execute& execute, const std::string& name, Outcome& outcome) {
-  ProcedureCall call{name, {}, session_.caller};
+  std::vector<ProcedureArgument> arguments;
   for (const ExecuteArgument& argument : execute.arguments) {
-    call.arguments.push_back({argument.name, argumentText(argument)});
+    arguments.push_back({argument.name, argumentText(argument)});
   }
+  const InDatabase there(session_, execute.procedure.database);
+  const ProcedureCall call{name, std::move(arguments), session_.caller};
   int status = 0;
   bool begun = false;
-  const std::int64_t written = server_.catalog.store().totalChanges();
+  const auto written = [&] {
+    Database& store = server_.catalog.store();
+    return std::pair(store.totalChanges(), store.undoLog().changes());
+  };
+  const auto before = written();
   try {
     const auto result = server_.catalog.callSystemProcedure(call);
     if (!result) {
@@ -96,7 +107,7 @@ void BatchRun::executeSystem(const Execute& execute, const std::string& name, Ou
     outcome.notice(notice);
   }
   outcome.endProcedure(status);
-  if (server_.catalog.store().totalChanges() != written) server_.namesChanged();
+  if (written() != before) server_.namesChanged();
   if (!execute.statusVariable.empty()) {
     assign(execute.statusVariable, std::int64_t{status}, intType());
   }
@@ -109,6 +120,12 @@ void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure
   if (!stored) throw procedureNotFound(procedure.name + ";" + std::to_string(execute.number), line);
   const auto* create = std::get_if<CreateProcedure>(&stored->statements.front()->node);
   if (create == nullptr) return;
+  if (!create->external.empty()) {
+    throw ServerError(
+        kNotSupported, 16, 1,
+        "The embedded catalog cannot execute '" + procedure.name + "', which is written in Java.",
+        line);
+  }
   const Level level(session_, line, procedure.id);
   CalledOutcome called(outcome, line);
   BatchRun body(session_, stored, called);
@@ -152,7 +169,10 @@ void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure
     body.variables_[parameter.name] = {type, std::move(value)};
   }
   outcome.beginProcedure(procedure.name);
-  body.runBody(create->body);
+  {
+    const InDatabase there(session_, server_.catalog.databaseOf(procedure.id));
+    body.runBody(create->body);
+  }
   outcome.endProcedure(body.returnStatus());
   for (std::size_t i = 0; i < create->parameters.size(); ++i) {
     if (arguments[i] == nullptr || !arguments[i]->output || !arguments[i]->value) continue;
@@ -214,6 +234,7 @@ Cell callFunction(Session& session, int functionId, const Row& arguments) {
       body.variables()[create->parameters[i].name] = {type(create->parameters[i].type),
                                                       arguments[i]};
     }
+    const InDatabase there(session, server.catalog.databaseOf(functionId));
     result = body.runFunction(create->body, type(create->returns));
   } catch (const BatchEnded&) {
   }

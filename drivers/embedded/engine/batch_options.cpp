@@ -1,25 +1,16 @@
 // What a batch changes of its session: options, transactions, database, user.
 
-#include <algorithm>
-#include <array>
 #include <charconv>
 
 #include "drivers/embedded/engine/batch.h"
 #include "drivers/embedded/engine/convert.h"
+#include "drivers/embedded/engine/set_options.h"
 
 namespace kelvane::embedded {
 
 using namespace tsql;
 
 namespace {
-
-// Options that say what dates mean, with the one meaning that they have here.
-struct FixedOption {
-  std::string_view name;
-  std::string_view value;
-};
-constexpr auto kFixedOptions = std::to_array<FixedOption>(
-    {{"dateformat", "mdy"}, {"datefirst", "7"}, {"language", "us_english"}});
 
 // By its number or by the last of its words.
 std::int64_t isolationLevel(std::string_view word) {
@@ -56,38 +47,71 @@ std::optional<std::string> BatchRun::identityInsert(const SetOption& option) {
 
 void BatchRun::setOption(const SetOption& option) {
   const std::string value = option.values.empty() ? "" : option.values.back();
-  const bool on = value == "on";
   if (const auto table = identityInsert(option)) session_.options.identityInsertTable = *table;
   for (const std::string& name : option.names) {
-    if (name == "nocount") session_.options.noCount = on;
-    if (name == "quoted_identifier" && session_.caller.quotedIdentifier != on) {
-      session_.caller.quotedIdentifier = on;
-      server_.namesChanged();
-    }
-    if (name == "chained") session_.options.chained = on;
-    if (name == "ansinull") {
-      session_.options.ansiNull = on;
-      server_.namesChanged();
-    }
-    if (name == "string_rtruncation") session_.options.stringRtruncation = on;
-    const auto* const fixed = std::ranges::find(kFixedOptions, name, &FixedOption::name);
-    if (fixed != kFixedOptions.end() && withoutQuotes(value) != fixed->value) {
-      throw ServerError(kNotSupported, 16, 1,
-                        "The embedded catalog knows '" + name + "' only as '" +
-                            std::string(fixed->value) + "', not as '" + value + "'.",
+    const SetOptionRule* rule = findSetOption(name);
+    if (rule == nullptr) continue;
+    if (rule->since > server_.catalog.options().grammar()) {
+      throw ServerError(195, 15, 1, "'" + name + "' is not a recognized SET option.",
                         session_.caller.line);
     }
-    if (name == "transaction") session_.options.isolation = isolationLevel(value);
-    if (name == "proxy" || name == "session") setLogin(value);
-    if (name == "rowcount") {
-      const auto variable = variables_.find(value);
-      const std::string digits = variable == variables_.end() || isNull(variable->second.value)
-                                     ? value
-                                     : textOf(variable->second.value, variable->second.type, 0);
-      session_.options.rowLimit = 0;
-      std::from_chars(digits.data(), digits.data() + digits.size(), session_.options.rowLimit);
-    }
+    setOption(*rule, value);
   }
+}
+
+void BatchRun::setOption(const SetOptionRule& rule, const std::string& value) {
+  const bool on = value == "on";
+  switch (rule.effect) {
+    case SetEffect::None:
+    case SetEffect::IdentityInsert:
+      return;
+    case SetEffect::NoCount:
+      session_.options.noCount = on;
+      return;
+    case SetEffect::QuotedIdentifier:
+      if (session_.caller.quotedIdentifier != on) server_.namesChanged();
+      session_.caller.quotedIdentifier = on;
+      return;
+    case SetEffect::Chained:
+      session_.caller.chained = on;
+      return;
+    case SetEffect::AnsiNull:
+      session_.options.ansiNull = on;
+      return server_.namesChanged();
+    case SetEffect::StringTruncation:
+      session_.options.stringRtruncation = on;
+      return;
+    case SetEffect::RowCount:
+      return setRowCount(value);
+    case SetEffect::TextSize: {
+      constexpr std::int64_t kDefault = 32768;
+      std::from_chars(value.data(), value.data() + value.size(), session_.options.textSize);
+      if (session_.options.textSize == 0) session_.options.textSize = kDefault;
+      return;
+    }
+    case SetEffect::Isolation:
+      session_.options.isolation = isolationLevel(value);
+      return;
+    case SetEffect::Login:
+      return setLogin(value);
+    case SetEffect::DateFormat:
+    case SetEffect::DateFirst:
+    case SetEffect::Language:
+      if (withoutQuotes(value) == rule.value) return;
+      throw ServerError(kNotSupported, 16, 1,
+                        "The embedded catalog knows '" + std::string(rule.name) + "' only as '" +
+                            std::string(rule.value) + "', not as '" + value + "'.",
+                        session_.caller.line);
+  }
+}
+
+void BatchRun::setRowCount(const std::string& value) {
+  const auto variable = variables_.find(value);
+  const std::string digits = variable == variables_.end() || isNull(variable->second.value)
+                                 ? value
+                                 : textOf(variable->second.value, variable->second.type, 0);
+  session_.options.rowLimit = 0;
+  std::from_chars(digits.data(), digits.data() + digits.size(), session_.options.rowLimit);
 }
 
 void BatchRun::transact(const Transaction& transaction) {
@@ -144,15 +168,11 @@ void BatchRun::transact(const Transaction& transaction) {
 void BatchRun::useDatabase(const UseDatabase& use) {
   if (!server_.catalog.databaseId(use.database)) {
     if (!session_.acceptsAnyDatabase) {
-      throw ServerError(911, 11, 2,
-                        "Attempt to locate entry in sysdatabases for database '" + use.database +
-                            "' by name failed - no entry found under that name. Make sure that "
-                            "name is entered properly.",
-                        session_.caller.line);
+      throw UnknownDatabase(use.database, session_.caller.line);
     }
     server_.catalog.useDatabase(use.database);
   }
-  session_.caller.database = use.database;
+  session_.enter(use.database);
   server_.namesChanged();
 }
 

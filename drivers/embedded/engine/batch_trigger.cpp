@@ -189,7 +189,10 @@ void BatchRun::runTrigger(const Firing& firing, std::int64_t rows) {
   CalledOutcome called(outcome_, line);
   BatchRun body(session_, stored, called);
   session_.rowCount = rows;
-  body.runBody(create->body);
+  {
+    const InDatabase there(session_, server_.catalog.databaseOf(object->id));
+    body.runBody(create->body);
+  }
   session_.caller.line = line;
   server_.running.variables = &variables_;
 }

@@ -2,7 +2,7 @@
 // not, and those that would have to do what this server cannot.
 
 #include <algorithm>
-#include <array>
+#include <iterator>
 
 #include "drivers/embedded/engine/batch.h"
 
@@ -12,35 +12,58 @@ using namespace tsql;
 
 namespace {
 
-enum class Effect { None, NewDatabase, NewRole };
+enum class Effect { None, NewDatabase, NewRole, Refused };
 
 struct UtilityRule {
   std::string_view verb;
   Effect effect;
 };
 
-constexpr std::array kUtilities = {
-    UtilityRule{"alter database", Effect::None},
-    UtilityRule{"alter login", Effect::None},
-    UtilityRule{"alter role", Effect::None},
-    UtilityRule{"checkpoint", Effect::None},
-    UtilityRule{"create database", Effect::NewDatabase},
-    UtilityRule{"create login", Effect::None},
-    UtilityRule{"create plan", Effect::None},
-    UtilityRule{"create role", Effect::NewRole},
-    UtilityRule{"dbcc", Effect::None},
-    UtilityRule{"delete statistics", Effect::None},
-    UtilityRule{"disk", Effect::None},
-    UtilityRule{"dump", Effect::None},
-    UtilityRule{"lock", Effect::None},
-    UtilityRule{"online", Effect::None},
-    UtilityRule{"quiesce", Effect::None},
-    UtilityRule{"reconfigure", Effect::None},
-    UtilityRule{"reorg", Effect::None},
-    UtilityRule{"update statistics", Effect::None},
-    UtilityRule{"update all", Effect::None},
-    UtilityRule{"update index", Effect::None},
-    UtilityRule{"update table", Effect::None},
+constexpr UtilityRule kUtilities[] = {
+    {"alter database", Effect::None},
+    {"alter login", Effect::None},
+    {"alter login profile", Effect::None},
+    {"alter precomputed result set", Effect::None},
+    {"alter role", Effect::None},
+    {"alter service", Effect::None},
+    {"alter thread pool", Effect::None},
+    {"checkpoint", Effect::None},
+    {"connect", Effect::Refused},
+    {"create database", Effect::NewDatabase},
+    {"create login profile", Effect::None},
+    {"create plan", Effect::None},
+    {"create role", Effect::NewRole},
+    {"create service", Effect::None},
+    {"create thread pool", Effect::None},
+    {"dbcc", Effect::None},
+    {"deallocate locator", Effect::None},
+    {"delete statistics", Effect::None},
+    {"disk", Effect::None},
+    {"drop login profile", Effect::None},
+    {"drop service", Effect::None},
+    {"drop thread pool", Effect::None},
+    {"dump", Effect::None},
+    {"kill", Effect::Refused},
+    {"load", Effect::Refused},
+    {"lock", Effect::None},
+    {"mount database", Effect::Refused},
+    {"online", Effect::None},
+    {"prepare", Effect::Refused},
+    {"quiesce", Effect::None},
+    {"readtext", Effect::Refused},
+    {"reconfigure", Effect::None},
+    {"refresh precomputed result set", Effect::None},
+    {"reorg", Effect::None},
+    {"shutdown", Effect::Refused},
+    {"transfer table", Effect::None},
+    {"truncate lob", Effect::None},
+    {"truncate precomputed result set", Effect::None},
+    {"unmount database", Effect::Refused},
+    {"update all", Effect::None},
+    {"update index", Effect::None},
+    {"update statistics", Effect::None},
+    {"update table", Effect::None},
+    {"writetext", Effect::Refused},
 };
 
 }  // namespace
@@ -54,18 +77,23 @@ void BatchRun::ignored(const std::string& what) {
 
 void BatchRun::utility(const Utility& utility) {
   const auto* rule = std::ranges::find(kUtilities, utility.verb, &UtilityRule::verb);
-  if (rule == kUtilities.end()) {
-    throw ServerError(kNotSupported, 16, 1,
-                      "The embedded catalog cannot execute '" + utility.verb + "'.",
-                      session_.caller.line);
-  }
-  switch (rule->effect) {
+  const Effect effect = rule == std::end(kUtilities) ? Effect::Refused : rule->effect;
+  const auto tellOptions = [&] {
+    if (utility.hasMore) ignored("what '" + utility.verb + "' says behind the name");
+  };
+  switch (effect) {
     case Effect::NewDatabase:
-      return server_.catalog.createDatabase(utility.object, session_.caller);
+      server_.catalog.createDatabase(utility.object, session_.caller);
+      return tellOptions();
     case Effect::NewRole:
-      return server_.catalog.createRole(utility.object, session_.caller);
+      server_.catalog.createRole(utility.object, session_.caller);
+      return tellOptions();
     case Effect::None:
       return ignored("'" + utility.verb + "'");
+    case Effect::Refused:
+      throw ServerError(kNotSupported, 16, 1,
+                        "The embedded catalog cannot execute '" + utility.verb + "'.",
+                        session_.caller.line);
   }
 }
 

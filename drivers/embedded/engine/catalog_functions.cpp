@@ -17,8 +17,8 @@ using tsql::ServerError;
 
 [[noreturn]] void refuseUnknown(const std::string& name) {
   throw ServerError(tsql::kNotSupported, 16, 1,
-                    "The value of " + name +
-                        "() is not known here: only a running server has it. The function may "
+                    "The value of " + name + (name.ends_with(')') ? "" : "()") +
+                        " is not known here: only a running server has it. The function may "
                         "stand in definitions; leave it out of what the embedded catalog executes.",
                     kUnknownLine);
 }

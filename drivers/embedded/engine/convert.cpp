@@ -108,11 +108,7 @@ Cell toInteger(const Cell& value, const Conversion& c) {
   std::int64_t number = 0;
   if (std::from_chars(text.data(), text.data() + text.size(), number).ec != std::errc())
     c.overflow(textOf(value, c.from, 0));
-  for (const IntegerRange& range : kRanges) {
-    if (range.kind == c.to.kind && (number < range.low || number > range.high)) {
-      c.overflow(textOf(value, c.from, 0));
-    }
-  }
+  if (!isInRange(number, c.to.kind)) c.overflow(textOf(value, c.from, 0));
   return number;
 }
 
@@ -211,7 +207,22 @@ Cell toText(const Cell& value, const Conversion& c) {
   return std::string(storedText(kept));
 }
 
+// 1234567.89 with a comma before each three digits of the whole.
+std::string withCommas(std::string text) {
+  const std::size_t first = text.starts_with('-') ? 1 : 0;
+  for (std::size_t at = std::min(text.find('.'), text.size()); at > first + 3;) {
+    at -= 3;
+    text.insert(at, 1, ',');
+  }
+  return text;
+}
+
 }  // namespace
+
+bool isInRange(std::int64_t value, TypeKind kind) {
+  const auto range = std::ranges::find(kRanges, kind, &IntegerRange::kind);
+  return range == kRanges.end() || (value >= range->low && value <= range->high);
+}
 
 std::string_view storedText(std::string_view text) {
   const auto last = text.find_last_not_of(' ');
@@ -311,7 +322,8 @@ std::string textOf(const Cell& value, const ColumnType& type, int style) {
   if (isExactFraction(type.kind)) {
     const bool money = !type.precision;
     const auto digits = decimalOf(value);
-    return digits ? padded(*digits, money ? 2 : scaleOf(type)) : "";
+    std::string text = digits ? padded(*digits, money ? 2 : scaleOf(type)) : "";
+    return money && style == 1 ? withCommas(std::move(text)) : text;
   }
   if (const auto* number = std::get_if<std::int64_t>(&value)) {
     return isApproximate(type.kind) ? std::to_string(*number) + ".0" : std::to_string(*number);

@@ -21,6 +21,9 @@ namespace kelvane::embedded {
 Cell convertCell(const Cell& value, const ColumnType& from, const ColumnType& to, int style,
                  std::uint32_t line);
 
+/// Whether an integer type other than unsigned bigint has the value.
+bool isInRange(std::int64_t value, TypeKind kind);
+
 /// A number written out, as a value of an exact type is stored: digits, one point, a sign.
 Cell exactNumber(std::string_view digits);
 

@@ -49,11 +49,11 @@ void withoutZeros(FunctionCall& call) {
   call.result(cell);
 }
 
-void inInt(FunctionCall& call) {
+// (value, kind)
+void inRange(FunctionCall& call) {
   if (call.isNull(0)) return;
   const std::int64_t value = call.integer(0);
-  if (value < std::numeric_limits<std::int32_t>::min() ||
-      value > std::numeric_limits<std::int32_t>::max()) {
+  if (!isInRange(value, static_cast<TypeKind>(call.integer(1)))) {
     throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
   }
   call.result(value);
@@ -348,7 +348,7 @@ void registerTexts(Database& store) {
   };
   add("as_type", 11, asType);
   add("without_zeros", 1, withoutZeros);
-  add("in_int", 1, inInt);
+  add("in_range", 2, inRange);
   add("in_bigint", 1, inBigint);
   add("unsigned_result", 3, unsignedResult);
   add("exclusive_or", 2, exclusiveOr);
@@ -392,7 +392,15 @@ void registerDates(Database& store, Running& running) {
     call.result(*sum);
   });
   add("date_diff", 3, [](FunctionCall& call) {
-    call.result(partsBetween(partArgument(call), call.integer(1), call.integer(2)));
+    const DatePart part = partArgument(call);
+    const std::int64_t count = partsBetween(part, call.integer(1), call.integer(2));
+    const bool fits = count >= std::numeric_limits<std::int32_t>::min() &&
+                      count <= std::numeric_limits<std::int32_t>::max();
+    if (!fits && part != DatePart::Microsecond) {
+      throw ServerError(535, 16, 0, "Difference of two datetime fields caused overflow at runtime.",
+                        kUnknownLine);
+    }
+    call.result(count);
   });
   add("ticks_of", 1, [](FunctionCall& call) { call.result(roundToTicks(call.integer(0))); });
   add("time_of", 1, [](FunctionCall& call) { call.result(timeOfDay(call.integer(0))); });

@@ -1,8 +1,9 @@
 #include "drivers/embedded/engine/ignored.h"
 
-#include <algorithm>
-#include <span>
 #include <string_view>
+
+#include "drivers/embedded/catalog/storage_writer.h"
+#include "drivers/embedded/engine/set_options.h"
 
 namespace kelvane::embedded {
 
@@ -10,59 +11,66 @@ using namespace tsql;
 
 namespace {
 
-constexpr std::string_view kEffectiveOptions[] = {
-    "nocount",         "quoted_identifier", "rowcount",   "ansinull",  "chained",
-    "proxy",           "session",           "dateformat", "datefirst", "language",
-    "identity_insert", "string_rtruncation"};
-constexpr std::string_view kIndexOptions[] = {"ignore_dup_key", "ignore_dup_row",
-                                              "allow_dup_row",  "fillfactor",
-                                              "reservepagegap", "max_rows_per_page"};
-
 class Collector {
  public:
   void operator()(const SetOption& option) {
     for (const std::string& name : option.names) {
-      if (std::ranges::count(kEffectiveOptions, name) == 0) parts.push_back("set " + name);
+      if (effectOf(name) == SetEffect::None) parts.push_back("set " + name);
     }
   }
   void operator()(const CreateTable& table) {
-    for (const ColumnDefinition& column : table.columns) columnConstraints(column);
-    for (const Constraint& one : table.constraints) constraint(one);
-    storage(table.options, {});
-    partitions(table.partitioning);
+    for (const ColumnDefinition& column : table.columns) constraints(column.constraints);
+    constraints(table.constraints);
+    tableOptions(table.options);
   }
-  void operator()(const CreateIndex& index) { storage(index.options, kIndexOptions); }
+  void operator()(const SelectStatement& select) {
+    tableOptions(select.query->terms.front().select.intoStorage.options);
+    if (!select.query->compute.empty()) parts.emplace_back("compute");
+  }
+  void operator()(const CreatePrecomputed& precomputed) { tableOptions(precomputed.options); }
+  void operator()(const CreateIndex& index) { indexOptions(index.options); }
   void operator()(const AlterTable& table) {
     for (const AlterAction& action : table.actions) std::visit(*this, action);
   }
+  void operator()(const CreateLogin& login) {
+    for (const std::string& attribute : login.others) parts.push_back("create login " + attribute);
+  }
+  void operator()(const EncryptionKey& key) {
+    for (const std::string& clause : key.others) parts.push_back("alter encryption key " + clause);
+  }
+  void operator()(const DeclareCursor& cursor) {
+    for (const std::string& option : cursor.options) parts.push_back(option + " cursor");
+  }
+  void operator()(const WaitFor& wait) { parts.push_back("waitfor " + wait.event); }
 
-  void operator()(const AddColumn& action) { columnConstraints(action.column); }
+  void operator()(const AddColumn& action) { constraints(action.column.constraints); }
   void operator()(const AddConstraint& action) { constraint(action.constraint); }
-  void operator()(const ChangeStorage& action) { storage(action.options, {}); }
-  void operator()(const ChangePartitions& action) {
-    partitions(action.partitioning);
-    if (!action.partitioning) parts.push_back(action.count ? "partition" : "unpartition");
+  void operator()(const ChangeStorage& action) { tableOptions(action.options); }
+  void operator()(const AlterPartition& action) {
+    for (const StorageOption& option : action.options) {
+      parts.push_back("modify partition set " + option.name);
+    }
   }
   void operator()(const auto&) {}
 
   std::vector<std::string> parts;
 
  private:
-  void columnConstraints(const ColumnDefinition& column) {
-    for (const Constraint& one : column.constraints) constraint(one);
-    parts.insert(parts.end(), column.storage.begin(), column.storage.end());
+  void constraints(const std::vector<Constraint>& list) {
+    for (const Constraint& one : list) constraint(one);
   }
   void constraint(const Constraint& constraint) {
-    if (const auto* key = std::get_if<KeyConstraint>(&constraint.node))
-      storage(key->options, kIndexOptions);
+    if (const auto* key = std::get_if<KeyConstraint>(&constraint.node)) indexOptions(key->options);
   }
-  void storage(const std::vector<StorageOption>& options, std::span<const std::string_view> kept) {
+  void tableOptions(const std::vector<StorageOption>& options) {
     for (const StorageOption& option : options) {
-      if (std::ranges::count(kept, option.name) == 0) parts.push_back("with " + option.name);
+      if (!keepsTableOption(option.name)) parts.push_back("with " + option.name);
     }
   }
-  void partitions(const std::optional<Partitioning>& partitioning) {
-    if (partitioning) parts.push_back("partition by " + partitioning->method);
+  void indexOptions(const std::vector<StorageOption>& options) {
+    for (const StorageOption& option : options) {
+      if (!keepsIndexOption(option.name)) parts.push_back("with " + option.name);
+    }
   }
 };
 
@@ -71,6 +79,7 @@ class Collector {
 std::vector<std::string> ignoredParts(const tsql::Statement& statement) {
   Collector collector;
   std::visit(collector, statement.node);
+  collector.parts.insert(collector.parts.end(), statement.hints.begin(), statement.hints.end());
   return std::move(collector.parts);
 }
 

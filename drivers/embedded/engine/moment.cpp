@@ -200,7 +200,7 @@ class MomentParser {
 
 // Letters of a style's pattern: y/Y two or four digits of the year, m month, b its short name, d
 // day, e day padded with a blank, h hour, l hour of twelve padded with a blank, i minute, s second,
-// f milliseconds, p AM or PM; anything else stands for itself.
+// f milliseconds, u microseconds, p AM or PM; anything else stands for itself.
 struct Style {
   int number;
   const char* pattern;
@@ -214,8 +214,8 @@ constexpr std::array kStyles = {
     Style{15, "d/y/m"},         Style{16, "b d Y h:i:s"},  Style{17, "l:ip"},
     Style{18, "h:i"},           Style{19, "l:i:s:fp"},     Style{20, "h:i:s:f"},
     Style{21, "y/m/d h:i:s"},   Style{22, "y/m/d l:ip"},   Style{23, "Y-m-dTh:i:s"},
-    Style{36, "l:i:s.fp"},      Style{37, "h:i:s.f"},      Style{38, "b e Y l:i:s.fp"},
-    Style{39, "b e Y h:i:s.f"}, Style{40, "Y-m-d h:i:s.f"}};
+    Style{36, "l:i:s.up"},      Style{37, "h:i:s.u"},      Style{38, "b e Y l:i:s.up"},
+    Style{39, "b e Y h:i:s.u"}, Style{40, "Y-m-d h:i:s.u"}};
 
 const char* patternOf(int style) {
   const int wanted = style >= 100 ? style - 100 : style;
@@ -313,6 +313,9 @@ std::string formatMoment(Moment moment, int style) {
         break;
       case 'f':
         result += digits(t.microsecond / 1000, "%03d");
+        break;
+      case 'u':
+        result += digits(t.microsecond, "%06d");
         break;
       case 'p':
         result += t.hour < 12 ? "AM" : "PM";
@@ -479,8 +482,12 @@ std::int64_t partsBetween(DatePart part, Moment from, Moment to) {
       return (b.year - a.year) * 12 + b.month - a.month;
     case DatePart::Week:
       return floorDivide(dayOf(to) + 1, 7) - floorDivide(dayOf(from) + 1, 7);
+    case DatePart::Day:
+    case DatePart::DayOfYear:
+    case DatePart::Weekday:
+      return dayOf(to) - dayOf(from);
     default:
-      return floorDivide(to, unitOf(part)) - floorDivide(from, unitOf(part));
+      return (to - from) / unitOf(part);
   }
 }
 

@@ -69,7 +69,8 @@ std::int64_t partOf(Moment moment, DatePart part);
 std::string partName(Moment moment, DatePart part);
 /// `count` is an int; none outside of the years 1 to 9999.
 std::optional<Moment> addParts(Moment moment, DatePart part, std::int64_t count);
-/// How many boundaries of the part lie between the two moments.
+/// How many boundaries of the part lie between the two moments; of parts shorter than a day, how
+/// many of them are full.
 std::int64_t partsBetween(DatePart part, Moment from, Moment to);
 
 /// This instant, in universal time.

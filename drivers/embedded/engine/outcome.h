@@ -19,6 +19,8 @@ struct Notice {
   bool alreadyGone = false;
   /// The statement, or a clause of it, was accepted but leaves no trace in the catalog.
   bool ignored = false;
+  /// The view, with its owner, that was kept although its columns are not known.
+  std::string withoutColumns = {};
 
   bool isError() const { return message.severity > 10; }
 };

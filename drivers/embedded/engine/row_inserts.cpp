@@ -355,7 +355,7 @@ std::unique_ptr<RowInserts::Target> RowInserts::makeTarget(std::string_view head
 std::size_t RowInserts::run(std::string_view batch, Outcome& outcome) {
   constexpr std::string_view kBegin = "iI \t\r\n";
   if (batch.empty() || kBegin.find(batch.front()) == std::string_view::npos) return 0;
-  if (session_.options.chained || session_.options.stringRtruncation) return 0;
+  if (session_.caller.chained || session_.options.stringRtruncation) return 0;
   if (batch.size() > std::numeric_limits<std::uint32_t>::max()) return 0;
   rows_.clear();
   values_.clear();

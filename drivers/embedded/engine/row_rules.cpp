@@ -22,7 +22,8 @@ ForeignKeyRule ruleOf(Catalog& catalog, const SysReference& row) {
   key.constraint = catalog.objectName(row.constrid).value_or("");
   key.referencing = row.tableid;
   key.referenced = row.reftabid;
-  key.database = row.pmrydbname.value_or("");
+  const bool isAtHand = catalog.objectById(row.reftabid).has_value();
+  if (!isAtHand) key.database = row.pmrydbname.value_or("");
   key.columns.assign(row.fokey.begin(), row.fokey.begin() + row.keycnt);
   key.keys.assign(row.refkey.begin(), row.refkey.begin() + row.keycnt);
   return key;
@@ -30,9 +31,9 @@ ForeignKeyRule ruleOf(Catalog& catalog, const SysReference& row) {
 
 /// In the order of their ids.
 template <class Condition>
-std::vector<ForeignKeyRule> foreignKeys(Catalog& catalog, std::span<const Slot> slots,
+std::vector<ForeignKeyRule> foreignKeys(Catalog& catalog, int tableId, std::span<const Slot> slots,
                                         Condition isMeant) {
-  const auto& references = catalog.records().references;
+  const auto& references = catalog.recordsOf(tableId).references;
   std::vector<const SysReference*> rows;
   for (const Slot slot : slots) {
     if (isMeant(references[slot])) rows.push_back(&references[slot]);
@@ -60,7 +61,7 @@ RowRules readRowRules(Catalog& catalog, int tableId) {
   RowRules rules;
   std::vector<int> checks;
   std::vector<int> constraints;
-  SystemRecords& records = catalog.records();
+  SystemRecords& records = catalog.recordsOf(tableId);
   for (const Slot slot : records.constraints.where<&SysConstraint::tableid>(tableId)) {
     const SysConstraint& row = records.constraints[slot];
     constraints.push_back(row.constrid);
@@ -82,10 +83,11 @@ RowRules readRowRules(Catalog& catalog, int tableId) {
       rules.rules.push_back({catalog.objectName(ruleId).value_or(""), colid, std::move(condition)});
     }
   }
-  rules.references = foreignKeys(catalog, records.references.where<&SysReference::tableid>(tableId),
-                                 [](const SysReference&) { return true; });
+  rules.references =
+      foreignKeys(catalog, tableId, records.references.where<&SysReference::tableid>(tableId),
+                  [](const SysReference&) { return true; });
   rules.referencedBy = foreignKeys(
-      catalog, records.references.where<&SysReference::reftabid>(tableId),
+      catalog, tableId, records.references.where<&SysReference::reftabid>(tableId),
       [](const SysReference& row) { return row.tableid != row.reftabid && !row.pmrydbname; });
   rules.ignoredDuplicates = catalog.ignoredDuplicates(tableId);
   return rules;

@@ -236,14 +236,42 @@ void Session::forgetLostTemporaries() {
 }
 
 bool Session::step(RowStream& stream) {
-  server.running.session = this;
-  server.running.caller = &caller;
+  takeOver();
   try {
     return stream.statement.step();
   } catch (const tsql::ServerError& error) {
     if (error.line != 0) throw;
     throw tsql::ServerError(error.number, error.severity, error.state, error.text(), stream.line);
   }
+}
+
+void Session::takeOver() {
+  server.running.session = this;
+  server.running.caller = &caller;
+  server.catalog.enter(caller.database);
+}
+
+void Session::enter(const std::string& database) {
+  const Caller there = server.catalog.callerIn(database, caller);
+  caller.database = there.database;
+  caller.uid = there.uid;
+  server.catalog.enter(database);
+}
+
+InDatabase::InDatabase(Session& session, const std::string& database)
+    : session_(session),
+      isElsewhere_(!database.empty() && database != session.caller.database &&
+                   session.server.catalog.databaseId(database)),
+      database_(session.caller.database),
+      uid_(session.caller.uid) {
+  if (isElsewhere_) session_.enter(database);
+}
+
+InDatabase::~InDatabase() {
+  if (!isElsewhere_) return;
+  session_.caller.database = database_;
+  session_.caller.uid = uid_;
+  session_.server.catalog.enter(database_);
 }
 
 tsql::ParseOptions Session::parseOptions() const {

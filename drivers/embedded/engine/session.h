@@ -129,12 +129,30 @@ class UserTransaction {
   Savepoint savepoint_;
 };
 
+class Session;
+
+/// While it lives a session is in the database that a name leads to, if the server has it.
+class InDatabase {
+ public:
+  InDatabase(Session& session, const std::string& database);
+  ~InDatabase();
+  InDatabase(const InDatabase&) = delete;
+  InDatabase& operator=(const InDatabase&) = delete;
+
+ private:
+  Session& session_;
+  bool isElsewhere_;
+  std::string database_;
+  int uid_;
+};
+
 struct Cursor {
   std::shared_ptr<ParsedBatch> batch;  ///< keeps the query alive
   const tsql::Query* query = nullptr;
   std::optional<ResultSet> rows;  ///< while it is open
   std::size_t next = 0;           ///< the row behind the one that it stands on
   std::int64_t fetched = 0;
+  bool scroll = false;
 };
 
 /// `set` options; they stay for the session.
@@ -144,9 +162,8 @@ struct SessionOptions {
   bool ansiNull = false;
   /// Whether a text that a column would cut is refused.
   bool stringRtruncation = false;
-  /// Whether a statement that touches rows begins a transaction where there is none.
-  bool chained = false;
   std::int64_t isolation = 1;
+  std::int64_t textSize = 32768;
   std::uint64_t rowLimit = 0;
   std::string identityInsertTable;
 };
@@ -234,6 +251,10 @@ class Session {
   /// Among all that the server has had.
   int number() const { return number_; }
 
+  /// What runs now runs for this session, in its database.
+  void takeOver();
+  /// Goes to another database, where its user may have another number.
+  void enter(const std::string& database);
   /// How the next batch is read.
   tsql::ParseOptions parseOptions() const;
   void dropTemporary(const std::string& name);

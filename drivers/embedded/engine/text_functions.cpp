@@ -57,6 +57,49 @@ void likeness(FunctionCall& call) {
   call.result(same);
 }
 
+// letters
+
+struct LetterRange {
+  char16_t first, last;  // small ones
+  int distance;          // from a capital
+  int step = 1;          // 2 where small and capital ones alternate
+};
+// Latin, Greek and Cyrillic.
+constexpr LetterRange kSmallLetters[] = {
+    {u'a', u'z', 0x20},   {0xE0, 0xF6, 0x20},   {0xF8, 0xFE, 0x20},   {0xFF, 0xFF, 0xFF - 0x178},
+    {0x101, 0x12F, 1, 2}, {0x133, 0x137, 1, 2}, {0x13A, 0x148, 1, 2}, {0x14B, 0x177, 1, 2},
+    {0x17A, 0x17E, 1, 2}, {0x3AC, 0x3AC, 0x26}, {0x3AD, 0x3AF, 0x25}, {0x3B1, 0x3C1, 0x20},
+    {0x3C3, 0x3CB, 0x20}, {0x3CC, 0x3CC, 0x40}, {0x3CD, 0x3CE, 0x3F}, {0x430, 0x44F, 0x20},
+    {0x450, 0x45F, 0x50},
+};
+
+char16_t recased(char16_t letter, bool toUpper) {
+  for (const LetterRange& range : kSmallLetters) {
+    const int small = toUpper ? letter : letter + range.distance;
+    if (small < range.first || small > range.last || (small - range.first) % range.step != 0) {
+      continue;
+    }
+    return static_cast<char16_t>(toUpper ? small - range.distance : small);
+  }
+  return letter;
+}
+
+void recase(FunctionCall& call, bool toUpper) {
+  if (anyNull(call)) return;
+  const std::string_view given = call.text(0);
+  if (std::ranges::all_of(given, [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+    std::string ascii(given);
+    for (char& c : ascii) {
+      const auto byte = static_cast<unsigned char>(c);
+      c = static_cast<char>(toUpper ? std::toupper(byte) : std::tolower(byte));
+    }
+    return call.result(std::string_view(ascii));
+  }
+  std::u16string text = toUtf16(given);
+  for (char16_t& letter : text) letter = recased(letter, toUpper);
+  call.result(std::string_view(toUtf8(text)));
+}
+
 // numbers as texts
 
 std::string fixedText(const Cell& value, int decimals) {
@@ -426,6 +469,8 @@ void registerTextFunctions(Database& store) {
                              {"compare_texts", 3, compareTexts},
                              {"sort_key_of", 2, sortKeyOf},
                              {"bytes_in_memory", 6, bytesInMemory},
+                             {"lower_text", 1, [](FunctionCall& c) { recase(c, false); }},
+                             {"upper_text", 1, [](FunctionCall& c) { recase(c, true); }},
                              {"digest_of", kAnyCount, digestOf}}) {
     store.addFunction(named.name, named.count, FunctionKind::Fixed, named.function);
   }

@@ -17,14 +17,28 @@ namespace kelvane::embedded {
 
 using namespace tsql;
 
+ServerError wrongCount(const std::string& name, std::uint32_t line) {
+  return ServerError(174, 15, 1, "The function '" + name + "' has a wrong number of arguments.",
+                     line);
+}
+
 namespace {
 
 constexpr int kWidest = 16384, kMostDigits = 38;
 constexpr std::string_view kSessionFacts[] = {"uid", "database", "login", "host", "process"};
 
-ServerError wrongCount(const std::string& name, std::uint32_t line) {
-  return ServerError(174, 15, 1, "The function '" + name + "' has a wrong number of arguments.",
-                     line);
+// The words that may stand behind `using`.
+bool takesOption(std::string_view function, std::string_view word) {
+  struct Option {
+    std::string_view function, word;
+  };
+  static constexpr Option kOptions[] = {{"patindex", "bytes"},        {"patindex", "characters"},
+                                        {"patindex", "chars"},        {"hashbytes", "lsb"},
+                                        {"hashbytes", "msb"},         {"hashbytes", "unicode"},
+                                        {"hashbytes", "unicode_lsb"}, {"hashbytes", "unicode_msb"}};
+  return std::ranges::any_of(kOptions, [&](const Option& option) {
+    return option.function == function && option.word == word;
+  });
 }
 
 ServerError unknownFunction(const std::string& name, std::uint32_t line) {
@@ -318,7 +332,8 @@ SqlValue Translator::datePartCall(const std::string& name, const Call& call, con
   const std::size_t count = call.arguments.size();
   const auto* word = as<ColumnRef>(*call.arguments[0]);
   const auto part = word == nullptr ? std::nullopt : datePart(word->column);
-  if (!part) {
+  const bool counts = name == "dateadd" || name == "datediff";
+  if (!part || (counts && *part >= DatePart::CalendarWeek)) {
     throw ServerError(155, 15, 1,
                       "'" + (word == nullptr ? std::string() : word->column) +
                           "' is not a recognized " + name + " option.",
@@ -332,12 +347,19 @@ SqlValue Translator::datePartCall(const std::string& name, const Call& call, con
     return isTemporal(v.type.kind) ? v.sql : converted(v, plainType(TypeKind::Datetime));
   };
   if (name == "dateadd") {
-    const ColumnType type = isTemporal(rest[1].type.kind) ? withNullability(rest[1].type, true)
+    const TypeKind kind = rest[1].type.kind;
+    const bool isTime = kind == TypeKind::Time || kind == TypeKind::Bigtime;
+    const bool getsTime = kind == TypeKind::Date && *part >= DatePart::Hour;
+    const ColumnType type = isTemporal(kind) && !getsTime ? withNullability(rest[1].type, true)
                                                           : plainType(TypeKind::Datetime);
-    return {"date_add(" + partNumber + ", " + rest[0].sql + ", " + moment(rest[1]) + ")", type};
+    const std::string number = argumentText('i', rest[0], line);
+    const std::string sum = "date_add(" + partNumber + ", " + number + ", " + moment(rest[1]) + ")";
+    return {isTime ? "time_of(" + sum + ")" : sum, type};
   }
   if (name == "datediff") {
-    return {"date_diff(" + partNumber + ", " + moment(rest[0]) + ", " + moment(rest[1]) + ")",
+    const std::string difference =
+        "date_diff(" + partNumber + ", " + moment(rest[0]) + ", " + moment(rest[1]) + ")";
+    return {difference,
             plainType(*part == DatePart::Microsecond ? TypeKind::Bigint : TypeKind::Int)};
   }
   const bool asWord = name == "datename";
@@ -345,98 +367,9 @@ SqlValue Translator::datePartCall(const std::string& name, const Call& call, con
           asWord ? varcharType(30) : intType(true)};
 }
 
-namespace {
-
-// Sums and averages have the widest type of their kind.
-ColumnType sumType(const ColumnType& type) {
-  if (type.precision) return numericType(38, scaleOf(type));
-  switch (type.kind) {
-    case TypeKind::Bigint:
-    case TypeKind::Ubigint:
-      return type;
-    case TypeKind::Uint:
-    case TypeKind::Usmallint:
-      return plainType(TypeKind::Bigint);
-    case TypeKind::Smallmoney:
-      return plainType(TypeKind::Money);
-    case TypeKind::Real:
-      return floatType();
-    default:
-      return isInteger(type.kind) ? intType(true) : type;
-  }
-}
-
-}  // namespace
-
-SqlValue Translator::aggregate(const FunctionRule& rule, const Call& call, const Expr& expr,
-                               const Scope* scope) {
-  const std::string name(rule.name);
-  const bool counts = name == "count" || name == "count_big";
-  const ColumnType countType = name == "count" ? intType() : plainType(TypeKind::Bigint, false);
-  const std::uint32_t line = expr.range.line;
-  if (as<Star>(*call.arguments[0])) {
-    if (!counts) throw ServerError(102, 15, 1, "Incorrect syntax near '*'.", line);
-    return {"count(*)", countType};
-  }
-  const SqlValue argument = value(*call.arguments[0], scope);
-  const std::string inside = (call.distinct ? "DISTINCT " : "") + collated(argument);
-  if (counts) return {"count(" + inside + ")", countType};
-  if (name == "min" || name == "max") {
-    const std::string function = isWide(argument.type) ? "exact_" + name : name;
-    SqlValue result{function + "(" + inside + ")", withNullability(argument.type, true)};
-    return result;
-  }
-  const ColumnType& type = argument.type;
-  if (familyOf(type.kind) != TypeFamily::Number) {
-    throw ServerError(409, 16, 1,
-                      "The " + name + " operation cannot take a " + shownName(type.kind) +
-                          " datatype as an argument.",
-                      line);
-  }
-  if (!rule.sql.empty()) return {std::string(rule.sql) + "(" + inside + ")", floatType()};
-  const ColumnType result = sumType(type);
-  if (name == "sum") {
-    const bool isExact = isExactFraction(type.kind) || type.kind == TypeKind::Ubigint;
-    const std::string sql = (isExact ? "exact_sum(" : "sum(") + inside + ")";
-    if (result.kind == TypeKind::Ubigint) {
-      return {"unsigned_result('+', " + sql + ", 0)", withNullability(result, true)};
-    }
-    return {result.kind == TypeKind::Int ? "in_int(" + sql + ")" : sql,
-            withNullability(result, true)};
-  }
-  if (type.kind == TypeKind::Ubigint) {
-    return {"unsigned_result('/', exact_sum(" + inside + "), nullif(count(" + inside + "), 0))",
-            withNullability(result, true)};
-  }
-  if (isExactFraction(type.kind)) {
-    const ColumnType average =
-        type.precision ? numericType(38, std::max(scaleOf(type), 6)) : result;
-    // Nothing has no average.
-    return {exactly('/', {"exact_sum(" + inside + ")", result},
-                    {"nullif(count(" + inside + "), 0)", intType()}, average),
-            withNullability(average, true)};
-  }
-  // The average of integers is one, without its fraction.
-  const std::string sql = isInteger(type.kind) ? "(sum(" + inside + ") / count(" + inside + "))"
-                                               : "avg(" + inside + ")";
-  return {sql, withNullability(result, true)};
-}
-
-// A column of numbers for the table that a select into makes.
-SqlValue Translator::newIdentity(const Call& call, std::uint32_t line) {
-  const auto* literal = call.arguments.size() == 1 ? as<Literal>(*call.arguments[0]) : nullptr;
-  const int precision = literal != nullptr && literal->kind == LiteralKind::Integer
-                            ? std::stoi(literal->text.substr(0, 3))
-                            : 0;
-  if (precision < 1 || precision > 38) throw wrongCount("identity", line);
-  ColumnType type = numericType(precision, 0, false);
-  type.identity = true;
-  return {converted({"row_number() OVER ()", intType()}, type), type};
-}
-
 std::optional<SqlValue> Translator::schemaFunction(const Call& call, std::uint32_t line,
                                                    const Scope* scope) {
-  const auto object = context_.catalog.findObject(call.function, context_.caller);
+  const auto object = context_.catalog.findObject(call.function, caller_);
   if (!object || object->type != "SF") return std::nullopt;
   const SourceText source = context_.catalog.source(object->id);
   const StatementList batch = parseBatch(source.text, source.options());
@@ -444,7 +377,7 @@ std::optional<SqlValue> Translator::schemaFunction(const Call& call, std::uint32
   if (create == nullptr) return std::nullopt;
   if (call.arguments.size() != create->parameters.size()) throw wrongCount(object->name, line);
   const auto type = [&](const DataType& declared) {
-    return withNullability(context_.catalog.resolveType(declared, context_.caller), true);
+    return withNullability(context_.catalog.resolveType(declared, caller_), true);
   };
   std::string sql = "schema_function(" + std::to_string(object->id);
   for (std::size_t i = 0; i < call.arguments.size(); ++i) {
@@ -467,6 +400,9 @@ SqlValue Translator::call(const Call& call, const Expr& expr, const Scope* scope
   if (!isFunction(name, options)) throw unknownFunction(call.function.name, line);
   const FunctionRule* rule = findFunction(name, call.arguments.size(), options);
   if (rule == nullptr) throw wrongCount(name, line);
+  if (!call.option.empty() && !takesOption(name, call.option)) {
+    throw ServerError(102, 15, 1, "Incorrect syntax near '" + call.option + "'.", line);
+  }
   switch (rule->form) {
     case FunctionForm::Aggregate:
       return aggregate(*rule, call, expr, scope);

@@ -204,6 +204,9 @@ SqlValue Translator::unary(const Unary& unary, const Expr& expr, const Scope* sc
   if (complement && operand.type.kind == TypeKind::Ubigint) {
     return {"unsigned_result('^', " + operand.sql + ", '18446744073709551615')", operand.type};
   }
+  if (operand.type.kind == TypeKind::Ubigint) {
+    return {"unsigned_result('-', 0, " + operand.sql + ")", operand.type};
+  }
   if (isWide(operand.type) && !complement) {
     return {exactly('-', {"0", intType()}, operand, operand.type), operand.type};
   }
@@ -345,8 +348,11 @@ SqlValue Translator::binary(const Binary& binary, const Expr& expr, const Scope*
   if (op == '/' && !isInteger(type.kind)) a = "CAST(" + a + " AS REAL)";
   std::string sql = "(" + a + " " + op + " " + b + ")";
   const bool mayOverflow = op == '+' || op == '-' || op == '*';
-  if (mayOverflow && type.kind == TypeKind::Int) sql = "in_int" + sql;
-  if (mayOverflow && type.kind == TypeKind::Bigint) sql = "in_bigint" + sql;
+  if (mayOverflow && type.kind == TypeKind::Bigint) {
+    sql = "in_bigint" + sql;
+  } else if (mayOverflow && isInteger(type.kind)) {
+    sql = "in_range(" + sql + ", " + std::to_string(static_cast<int>(type.kind)) + ")";
+  }
   SqlValue result{std::move(sql), type};
   result.isLiteral = false;
   return result;
@@ -393,7 +399,7 @@ SqlValue Translator::scalarSubquery(const Query& inner, const Scope* scope) {
 }
 
 SqlValue Translator::convertValue(const Convert& convert, const Expr& expr, const Scope* scope) {
-  ColumnType type = context_.catalog.resolveType(convert.type, context_.caller);
+  ColumnType type = context_.catalog.resolveType(convert.type, caller_);
   if (!convert.type.length && !isLong(type.kind) && type.userType < 100 &&
       (isCharacter(type.kind) || isBinary(type.kind)) && type.kind != TypeKind::Sysname &&
       type.kind != TypeKind::Timestamp) {

@@ -113,9 +113,21 @@ Source Translator::viewSource(const ObjectInfo& view, Source source) {
   }
   const SourceText stored = context_.catalog.source(view.id);
   const StatementList batch = parseBatch(stored.text, stored.options());
-  const auto* create = std::get_if<CreateView>(&batch.front()->node);
-  if (create == nullptr) throw ServerError(4401, 16, 1, "View " + view.name + " has no text.", 0);
-  const QueryText text = query(*create->query, nullptr, QueryUse::Values);
+  const Query* definition = nullptr;
+  if (!batch.empty()) {
+    const auto* plain = std::get_if<CreateView>(&batch.front()->node);
+    const auto* kept = std::get_if<CreatePrecomputed>(&batch.front()->node);
+    definition = plain != nullptr  ? plain->query.get()
+                 : kept != nullptr ? kept->query.get()
+                                   : nullptr;
+  }
+  if (definition == nullptr) {
+    throw ServerError(4401, 16, 1, "View " + view.name + " has no text.", 0);
+  }
+  const std::string& database = context_.catalog.databaseOf(view.id);
+  const Caller outer = std::exchange(caller_, context_.catalog.callerIn(database, caller_));
+  const QueryText text = query(*definition, nullptr, QueryUse::Values);
+  caller_ = outer;
   --viewDepth_;
   source.sqliteTable = "(" + text.sql + ")";
   const auto named = this->columns(view.id);
@@ -162,10 +174,10 @@ Source Translator::sourceOf(const NamedTable& table) {
     source.columns = sourceColumns(found->columns);
     computeColumns(found->columns, source);
   } else {
-    Caller caller = context_.caller;
+    Caller caller = caller_;
     caller.line = name.range.line;
     const ObjectInfo object = context_.catalog.requireObject(name, caller);
-    if (object.type == "V") return viewSource(object, std::move(source));
+    if (object.type == "V" || object.type == "RS") return viewSource(object, std::move(source));
     if (object.sqliteTable.empty()) {
       throw ServerError(208, 16, 1,
                         name.name +

@@ -266,7 +266,14 @@ Translator::QueryText Translator::query(const Query& whole, const Scope* outer, 
   if (use == QueryUse::Result && context_.rowLimit != 0) {
     limit = limit == 0 ? context_.rowLimit : std::min(limit, context_.rowLimit);
   }
-  if (limit != 0) result.sql += " LIMIT " + std::to_string(limit);
+  const std::uint64_t offset = whole.limit ? whole.limit->offset : 0;
+  if (whole.limit && whole.limit->count != 0) {
+    limit = limit == 0 ? whole.limit->count : std::min(limit, whole.limit->count);
+  }
+  if (limit != 0 || offset != 0) {
+    result.sql += " LIMIT " + (limit == 0 ? "-1" : std::to_string(limit));
+  }
+  if (offset != 0) result.sql += " OFFSET " + std::to_string(offset);
   for (const SqlValue& item : terms.front().items) {
     result.columns.push_back({item.name, item.type});
     result.nulls.push_back(item.isNull);

@@ -73,8 +73,8 @@ Scope Translator::newRow(const WriteTarget& target, const std::string& alias,
 std::string Translator::violation(int number, const std::string& what, const WriteTarget& target,
                                   const std::string& constraint) const {
   return std::to_string(number) + ", " +
-         quotedText(what + " dbname = '" + context_.caller.database + "', table name = '" +
-                    target.name + "', constraint name = '" + constraint + "'.");
+         quotedText(what + " dbname = '" + caller_.database + "', table name = '" + target.name +
+                    "', constraint name = '" + constraint + "'.");
 }
 
 std::string Translator::broken(const ForeignKeyRule& key, const WriteTarget& target,
@@ -102,7 +102,7 @@ std::string Translator::sameKey(const ForeignKeyRule& key, const std::string& re
   for (std::size_t i = 0; i < key.columns.size(); ++i) {
     sql += (i == 0 ? "" : " AND ") +
            compared(BinaryOp::Equal, columnValue(key.referencedColumns, key.keys[i], referenced),
-                    columnValue(columns, key.columns[i], referencing), context_.caller.line);
+                    columnValue(columns, key.columns[i], referencing), caller_.line);
   }
   return sql;
 }
@@ -126,10 +126,9 @@ std::string Translator::referenceHolds(const ForeignKeyRule& key, const WriteTar
     if (key.isElsewhere()) continue;
     found.append(also).append(compared(BinaryOp::Equal,
                                        columnValue(key.referencedColumns, key.keys[i], referenced),
-                                       value, context_.caller.line));
+                                       value, caller_.line));
     if (key.isWithinOneTable()) {
-      itself.append(also).append(
-          compared(BinaryOp::Equal, at(key.keys[i]), value, context_.caller.line));
+      itself.append(also).append(compared(BinaryOp::Equal, at(key.keys[i]), value, caller_.line));
     }
   }
   if (key.isElsewhere()) return "(" + anyNull + "0)";
@@ -149,7 +148,7 @@ std::string Translator::checkText(const CheckRule& check, const WriteTarget& tar
                       "The embedded catalog cannot apply check '" + check.constraint +
                           "' of table '" + target.name +
                           "', whose text names a column by a name that it no longer has.",
-                      context_.caller.line);
+                      caller_.line);
   }
 }
 
@@ -173,8 +172,8 @@ std::vector<std::string> Translator::rowConditions(const WriteTarget& target, co
            std::to_string(kRuleViolation) + ", " +
                quotedText("A column insert or update conflicts with a rule bound to the column. "
                           "The command is aborted. The conflict occurred in database '" +
-                          context_.caller.database + "', table '" + target.name + "', rule '" +
-                          rule.rule + "', column '" + column->name + "'."));
+                          caller_.database + "', table '" + target.name + "', rule '" + rule.rule +
+                          "', column '" + column->name + "'."));
     ruled_.reset();
   }
   for (const CheckRule& check : rules.checks) {

@@ -87,7 +87,7 @@ WriteTarget Translator::writeTarget(const ObjectName& name) {
     target.rules = found->rules;
     return target;
   }
-  Caller caller = context_.caller;
+  Caller caller = caller_;
   caller.line = name.range.line;
   const ObjectInfo object = context_.catalog.requireObject(name, caller);
   if (object.type == "S") {
@@ -169,7 +169,7 @@ std::optional<FiredTrigger> Translator::triggerOf(const WriteTarget& target,
                                                   const TriggerSlot& slot,
                                                   std::vector<std::string> written) {
   if (target.isTemporary()) return std::nullopt;
-  const SystemRecords& records = context_.catalog.records();
+  const SystemRecords& records = context_.catalog.recordsOf(target.id);
   const SysObject* table = records.object(target.id);
   if (table == nullptr || (table->sysstat2 & slot.disabled) != 0) return std::nullopt;
   const int id = table->*slot.column;

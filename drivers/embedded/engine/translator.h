@@ -84,7 +84,8 @@ struct FunctionRule;  // builtins.h
 
 class Translator {
  public:
-  explicit Translator(const TranslationContext& context) : context_(context) {}
+  explicit Translator(const TranslationContext& context)
+      : context_(context), caller_(context.caller) {}
 
   Plan select(const tsql::Query& query);
   /// The columns that the new table gets have the identity property where it is passed on.
@@ -274,6 +275,7 @@ class Translator {
                          const std::set<int>* changed, Plan& plan);
 
   const TranslationContext& context_;
+  Caller caller_;  ///< within a view, in the view's database
   std::vector<Parameter> parameters_;
   std::vector<NullAssumption> assumptions_;
   std::vector<TemporaryUse> temporaries_;
@@ -289,6 +291,8 @@ class Translator {
   int viewCount_ = 0;
 };
 
+/// 174
+tsql::ServerError wrongCount(const std::string& name, std::uint32_t line);
 /// Of an integer, a decimal or money, as it was written without its sign.
 ColumnType numberType(tsql::LiteralKind kind, std::string_view digits);
 /// `'it''s'`

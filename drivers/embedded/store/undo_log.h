@@ -24,6 +24,8 @@ class Undoable {
   virtual void undo(Change change, Slot slot) = 0;
   /// What was logged cannot be undone any more. Called once for each of its changes, or more often.
   virtual void settle() = 0;
+  /// Where the changes from now on are logged.
+  virtual void logTo(class UndoLog& log) = 0;
 };
 
 class UndoLog {

@@ -168,7 +168,7 @@ struct Database::VirtualTables {
                      sqlite3_vtab** made, char**) {
     auto table = std::make_unique<Table>();
     table->database = static_cast<Database*>(database);
-    table->definition = table->database->virtualTables_.at(arguments[2]).get();
+    table->definition = table->database->virtualTables_.at(arguments[0]).get();
     const std::string declaration = "CREATE TABLE t(" + table->definition->columns + ")";
     const int code = sqlite3_declare_vtab(connection, declaration.c_str());
     if (code == SQLITE_OK) *made = table.release();
@@ -319,11 +319,9 @@ struct Database::VirtualTables {
   static sqlite3_module module() {
     sqlite3_module module{};
     module.iVersion = 2;
-    module.xCreate = connect;
     module.xConnect = connect;
     module.xBestIndex = bestIndex;
     module.xDisconnect = disconnect;
-    module.xDestroy = disconnect;
     module.xOpen = open;
     module.xClose = close;
     module.xFilter = filter;
@@ -343,16 +341,13 @@ struct Database::VirtualTables {
   }
 };
 
+// A module without a way to create tables is itself a table, of its own name. So tables can be
+// added at any time without a change of SQLite's schema.
 void Database::addTable(VirtualTable table) {
   static const sqlite3_module kModule = VirtualTables::module();
-  constexpr const char* kModuleName = "rows_of_records";
-  if (virtualTables_.empty() &&
-      sqlite3_create_module(handle(), kModuleName, &kModule, this) != SQLITE_OK) {
-    fail();
-  }
   const std::string name = table.name;
   virtualTables_[name] = std::make_unique<const VirtualTable>(std::move(table));
-  execute("CREATE VIRTUAL TABLE " + name + " USING " + kModuleName);
+  if (sqlite3_create_module(handle(), name.c_str(), &kModule, this) != SQLITE_OK) fail();
 }
 
 }  // namespace kelvane::embedded

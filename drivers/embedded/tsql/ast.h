@@ -234,7 +234,6 @@ struct SelectItem {
 struct NamedTable {
   ObjectName name;
   std::string alias;
-  std::vector<std::string> hints;  ///< `holdlock`, `index x`, ... in lower case; never needed
 };
 
 struct DerivedTable {
@@ -260,12 +259,42 @@ struct TableRef {
   std::variant<NamedTable, DerivedTable, Join> node;
 };
 
+/// `fillfactor = 80`, `ignore_dup_key`, `statistics using 20 values`; the name in lower case.
+struct StorageOption {
+  std::string name;
+  std::optional<std::int64_t> value;
+  std::string text;  ///< of `dml_logging = minimal`, `erase residual data on`, in lower case
+};
+
+struct Partition {
+  std::string name;                      ///< empty: generated
+  std::optional<SourceRange> condition;  ///< `values <= (10)`, `values (1, 2)`
+  std::string segment;
+};
+
+/// `partition by range (a) (p1 values <= (10) on seg, ...)`, `partition by roundrobin 3`
+struct Partitioning {
+  std::string method;  ///< `roundrobin`, `hash`, `range`, `list`
+  std::vector<std::string> columns;
+  std::vector<Partition> partitions;
+};
+
+/// What stands behind the columns of a table.
+struct TableStorage {
+  std::string lockScheme;  ///< `allpages`, `datapages`, `datarows`; empty when absent
+  std::vector<StorageOption> options;
+  std::string segment;
+  std::optional<Partitioning> partitioning;
+};
+
 struct Select {
   SourceRange range;
   bool distinct = false;
   std::optional<std::uint64_t> top;
   std::vector<SelectItem> items;
   ObjectName into;  ///< empty when absent
+  TableStorage intoStorage;
+  bool intoExisting = false;  ///< `into existing table`: the rows are added
   std::vector<TableRefPtr> from;
   ExprPtr where;
   bool groupByAll = false;
@@ -291,6 +320,12 @@ struct ComputeClause {
   std::vector<ExprPtr> by;
 };
 
+/// `rows limit n offset m`
+struct RowLimit {
+  std::uint64_t count = 0;  ///< 0 for all
+  std::uint64_t offset = 0;
+};
+
 enum class ForClause { None, ReadOnly, Browse, Update };
 
 /// Selects united from left to right.
@@ -301,6 +336,7 @@ struct Query {
   std::vector<ComputeClause> compute;
   ForClause forClause = ForClause::None;
   std::vector<std::string> updateColumns;  ///< `for update of a, b`
+  std::optional<RowLimit> limit;
 
   bool isSingle() const { return terms.size() == 1; }
 };
@@ -374,6 +410,26 @@ struct Delete {
 
 struct Truncate {
   ObjectName table;
+  std::string partition;  ///< empty for all
+};
+
+/// What `merge` does with the rows of its source that match, or do not match, one of its target.
+struct MergeClause {
+  bool matched = false;
+  ExprPtr condition;                    ///< `and ...`; may be null
+  std::vector<Assignment> assignments;  ///< of an update
+  std::vector<std::string> columns;     ///< of an insert
+  std::vector<ExprPtr> values;          ///< of an insert; none for update and delete
+
+  bool inserts() const { return !matched; }
+  bool deletes() const { return matched && assignments.empty(); }
+};
+
+struct Merge {
+  NamedTable target;
+  TableRefPtr source;
+  ExprPtr on;
+  std::vector<MergeClause> clauses;
 };
 
 // control of flow
@@ -391,6 +447,8 @@ struct Declare {
 struct DeclareCursor {
   std::string name;
   QueryPtr query;
+  bool scroll = false;
+  std::vector<std::string> options;  ///< `insensitive`, `no scroll`, ... in lower case
 };
 
 struct OpenCursor {
@@ -466,8 +524,8 @@ struct RaiseError {
 };
 
 struct WaitFor {
-  bool untilTime = false;  ///< `time`, else `delay`
-  ExprPtr value;
+  std::string event;  ///< `delay`, `time`, `errorexit`, `processexit`, `mirrorexit`
+  ExprPtr value;      ///< of `delay` and `time`
 };
 
 /// Undoes the change that fired the trigger.
@@ -494,9 +552,45 @@ struct SetUser {
 /// A statement without effect on a catalog (`checkpoint`, `dump tran`, `update statistics`, ...):
 /// its words up to the next statement, in the source range of the statement.
 struct Utility {
-  std::string
-      verb;  ///< the first word (two for `update statistics` and `create database`), lower case
+  std::string verb;         ///< as in the table of utilities, lower case
   std::string object = {};  ///< the name after the verb; empty when something else stands there
+  bool hasMore = false;     ///< whether anything stands behind the object
+};
+
+/// `create login`; the password is not kept.
+struct CreateLogin {
+  std::string name;
+  std::string fullName;
+  std::string database;
+  std::string language;
+  std::vector<std::string> others;  ///< names of further attributes
+};
+
+enum class KeyAction { Create, Alter, Drop };
+
+/// `create`, `alter` and `drop encryption key`; passwords are not kept.
+struct EncryptionKey {
+  KeyAction action = KeyAction::Create;
+  ObjectName name;  ///< `master` and `dual master` are names here
+  std::optional<bool> isDefault;
+  std::optional<int> bits;  ///< `keylength`
+  bool randomPad = false;
+  bool randomVector = true;
+  bool hasPassword = false;
+  bool masterKey = false;
+  bool dualControl = false;
+  std::string copyFor;  ///< user of `add encryption for user u`, `drop encryption for user u`
+  bool addsCopy = false;
+  std::string newOwner;             ///< of `modify owner`
+  std::vector<std::string> others;  ///< `recover encryption`, ... of no trace
+};
+
+/// `alter table t modify owner u`, `alter view`, ...
+struct ModifyOwner {
+  std::string kind;  ///< `table`, `view`, ..., `all`; lower case
+  ObjectName name;   ///< `*` for all objects of the owner
+  std::string newOwner;
+  bool preservePermissions = false;
 };
 
 // tables and indexes
@@ -504,23 +598,10 @@ struct Utility {
 enum class Nullability { Unspecified, Null, NotNull };
 enum class Clustering { Unspecified, Clustered, Nonclustered };
 
-/// `fillfactor = 80`, `ignore_dup_key`, `statistics using 20 values`; the name in lower case.
-struct StorageOption {
-  std::string name;
-  std::optional<std::int64_t> value;
-};
-
 struct IndexKey {
   std::string column;  ///< empty for a function-based key
   ExprPtr expression;  ///< null for a plain column
   SortOrder order = SortOrder::Ascending;
-};
-
-/// `partition by roundrobin 3 on (seg)`; only the method is of interest, the rest is in the range.
-struct Partitioning {
-  std::string method;  ///< `roundrobin`, `hash`, `range`, `list`
-  std::vector<std::string> columns;
-  SourceRange range;
 };
 
 /// `default e`; the range begins at the keyword.
@@ -556,6 +637,19 @@ struct Constraint {
   std::variant<KeyConstraint, ForeignKeyConstraint, CheckConstraint> node;
 };
 
+enum class LobPlace { Unspecified, InRow, OffRow };
+
+/// How a column is stored.
+struct ColumnStorage {
+  LobPlace place = LobPlace::Unspecified;
+  std::optional<int> rowLength;    ///< n of `in row (n)`
+  std::optional<bool> compressed;  ///< false for `not compressed`
+  std::optional<int> level;        ///< n of `compressed = n`
+  std::optional<bool> encrypted;   ///< false for `decrypt`
+  ObjectName key;                  ///< empty: the default key
+  ExprPtr decryptDefault;          ///< a null literal takes it away; may be null
+};
+
 struct ColumnDefinition {
   SourceRange range;
   std::string name;
@@ -566,18 +660,16 @@ struct ColumnDefinition {
   std::vector<Constraint> constraints;
   ExprPtr computed;  ///< `c as e`, `c compute e`; else null
   bool materialized = false;
-  std::vector<std::string> storage;  ///< `encrypt`, `compressed`, `in row`, `off row`
+  ColumnStorage storage;
 };
 
-struct CreateTable {
+struct CreateTable : TableStorage {
   ObjectName name;
   std::vector<ColumnDefinition> columns;
   std::vector<Constraint> constraints;
-  std::string lockScheme;  ///< `allpages`, `datapages`, `datarows`; empty when absent
-  std::vector<StorageOption> options;
-  std::string segment;
-  std::optional<Partitioning> partitioning;
-  bool proxy = false;  ///< `create proxy_table` / `existing table`
+  bool proxy = false;        ///< `create proxy_table` / `existing table`
+  std::string proxyType;     ///< `table`, `procedure`, `file`, ... of `external`
+  std::string remoteObject;  ///< of `at`
 };
 
 struct AddColumn {
@@ -615,10 +707,19 @@ struct SwitchTrigger {
 struct ChangeStorage {
   std::vector<StorageOption> options;
 };
+/// `split partition p into (...)`, `merge partition p, q into r`, `move partition p to seg`, ...
+struct AlterPartition {
+  enum class Kind { Add, Drop, Split, Merge, Move, Modify };
+  Kind kind = Kind::Add;
+  std::vector<std::string> names;
+  std::vector<Partition> partitions;   ///< those that come to be
+  std::string segment;                 ///< of Move
+  std::vector<StorageOption> options;  ///< of Modify
+};
 
 using AlterAction =
     std::variant<AddColumn, AddConstraint, DropColumn, DropConstraint, ModifyColumn, ReplaceDefault,
-                 ChangeLock, ChangePartitions, SwitchTrigger, ChangeStorage>;
+                 ChangeLock, ChangePartitions, SwitchTrigger, ChangeStorage, AlterPartition>;
 
 struct AlterTable {
   ObjectName table;
@@ -633,6 +734,8 @@ struct CreateIndex {
   std::vector<IndexKey> keys;
   std::vector<StorageOption> options;
   std::string segment;
+  bool local = false;  ///< `local index`
+  std::vector<Partition> partitions;
 };
 
 // objects with a stored text
@@ -665,6 +768,8 @@ struct CreateProcedure {
   bool recompile = false;
   SourceRange bodyRange;  ///< begins after `as`
   StatementList body;
+  std::string external;  ///< the library of `as external name`, which has no body
+  bool java = false;
 };
 
 struct CreateFunction {
@@ -674,6 +779,14 @@ struct CreateFunction {
   DataType returns;
   SourceRange bodyRange;
   StatementList body;
+  std::string external;
+};
+
+/// A query whose rows are kept.
+struct CreatePrecomputed : TableStorage {
+  ObjectName name;
+  std::vector<std::string> columns;
+  QueryPtr query;
 };
 
 struct TriggerEvents {
@@ -688,6 +801,7 @@ struct CreateTrigger {
   bool insteadOf = false;
   ObjectName table;
   TriggerEvents events;
+  int order = 0;
   SourceRange bodyRange;
   StatementList body;
 };
@@ -714,7 +828,9 @@ enum class DropKind {
   Default,
   Index,
   Database,
-  Role
+  Role,
+  Precomputed,
+  Login
 };
 
 /// `drop <kind> a, b`. For indexes an entry is table.index: `owner` holds the table of `t.i`, and
@@ -722,7 +838,7 @@ enum class DropKind {
 struct Drop {
   DropKind kind;
   std::vector<ObjectName> names;
-  bool override = false;  ///< `drop role r with override`
+  bool override = false;  ///< `with override`, of roles and logins
 };
 
 // permissions
@@ -738,12 +854,12 @@ enum class PermissionAction { Grant, Revoke };
 struct Permission {
   PermissionAction action;
   std::vector<Privilege> privileges;
-  ObjectName object;                 ///< empty for commands and roles
-  std::vector<std::string> columns;  ///< of `on t (a, b)`
-  std::vector<std::string> roles;    ///< of `grant role a, b to c`; no privileges then
-  std::vector<std::string> grantees;
-  std::string grantor;       ///< of `granted by`
-  bool grantOption = false;  ///< `with grant option`, or `grant option for` of a revoke
+  ObjectName object;                  ///< empty for commands and roles
+  std::vector<std::string> columns;   ///< of `on t (a, b)`
+  std::vector<std::string> roles;     ///< of `grant role a, b to c`; no privileges then
+  std::vector<std::string> grantees;  ///< `@v` for the name in a variable
+  std::string grantor;                ///< of `granted by`
+  bool grantOption = false;           ///< `with grant option`, or `grant option for` of a revoke
   bool cascade = false;
 };
 
@@ -755,17 +871,19 @@ struct CreateSchema {
 };
 
 using StatementNode =
-    std::variant<SelectStatement, Insert, Update, Delete, Truncate, Declare, DeclareCursor,
+    std::variant<SelectStatement, Insert, Update, Delete, Truncate, Merge, Declare, DeclareCursor,
                  OpenCursor, CloseCursor, DeallocateCursor, FetchCursor, SetOption, SetVariables,
                  Block, If, While, Break, Continue, Return, Goto, Label, Print, RaiseError, WaitFor,
                  Execute, ExecuteImmediate, Transaction, RollbackTrigger, UseDatabase, SetUser,
-                 Utility, CreateTable, AlterTable, CreateIndex, CreateView, CreateProcedure,
-                 CreateFunction, CreateTrigger, CreateRule, CreateDefault, CreateSchema, Drop,
-                 Permission>;
+                 Utility, CreateLogin, EncryptionKey, ModifyOwner, CreatePrecomputed, CreateTable,
+                 AlterTable, CreateIndex, CreateView, CreateProcedure, CreateFunction,
+                 CreateTrigger, CreateRule, CreateDefault, CreateSchema, Drop, Permission>;
 
 struct Statement {
   SourceRange range;
   StatementNode node;
+  /// What it advises without effect on rows: `plan`, `holdlock`, `at isolation`, `index` of a hint.
+  std::vector<std::string> hints = {};
 };
 
 /// `std::visit(Overloaded{[](const Literal& l) {...}, [](const auto&) {...}}, expr.node)`

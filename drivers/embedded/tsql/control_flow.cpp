@@ -32,7 +32,22 @@ StatementNode Parser::declareCursor() {
   expect("declare");
   DeclareCursor result;
   result.name = name();
-  while (atName()) take();  // insensitive, scroll, ...
+  while (!at("cursor")) {
+    static constexpr std::string_view kOptions[] = {"insensitive", "semi_sensitive",
+                                                    "release_locks_on_close"};
+    since(15);
+    if (at("no") && at("scroll", 1)) {
+      take();
+      take();
+      result.options.emplace_back("no scroll");
+    } else if (accept("scroll")) {
+      result.scroll = true;
+    } else if (std::ranges::any_of(kOptions, [&](std::string_view word) { return at(word); })) {
+      result.options.push_back(wordText());
+    } else {
+      unexpected();
+    }
+  }
   expect("cursor");
   expect("for");
   result.query = query();
@@ -50,6 +65,7 @@ StatementNode Parser::closeStatement() {
 }
 
 StatementNode Parser::deallocateStatement() {
+  if (at("locator", 1) && atKind(TokenKind::Variable, 2)) return utilityStatement();
   expect("deallocate");
   accept("cursor");
   return DeallocateCursor{name()};
@@ -90,6 +106,14 @@ StatementNode Parser::setStatement() {
       result.values.push_back(setValue());
     return result;
   }
+  if (option == "role") return setRole(std::move(result));
+  if (option == "encryption" && accept("passwd")) {
+    password();
+    expect("for");
+    if (!accept("column")) accept("key");
+    result.values.push_back(std::string(objectName().range.in(batch_)));
+    return result;
+  }
   if (option == "statistics" || option == "plan")
     commaList([&] { result.values.push_back(setValue()); });
   const bool oneWord = std::ranges::find(kOneWordOptions, option) != kOneWordOptions.end();
@@ -106,6 +130,22 @@ StatementNode Parser::setStatement() {
   }
   if (option == "cursor" && accept("for")) result.values.push_back(name());
   return result;
+}
+
+// `set role r with passwd 'x' on`; the password is not kept.
+StatementNode Parser::setRole(SetOption option) {
+  option.values.push_back(nameOrString());
+  if (accept("with")) {
+    expect("passwd");
+    password();
+  }
+  if (!at("on")) {
+    expect("off");
+    option.values.emplace_back("off");
+  } else {
+    option.values.push_back(wordText());
+  }
+  return option;
 }
 
 std::string Parser::setValue() {
@@ -211,9 +251,12 @@ StatementNode Parser::raiseErrorStatement() {
 StatementNode Parser::waitForStatement() {
   expect("waitfor");
   WaitFor result;
-  result.untilTime = accept("time");
-  if (!result.untilTime) expect("delay");
-  result.value = constant();
+  static constexpr std::string_view kEvents[] = {"delay", "time", "errorexit", "processexit",
+                                                 "mirrorexit"};
+  if (std::ranges::none_of(kEvents, [&](std::string_view event) { return at(event); }))
+    unexpected();
+  result.event = wordText();
+  if (result.event == "delay" || result.event == "time") result.value = constant();
   return result;
 }
 
@@ -323,21 +366,6 @@ StatementNode Parser::setUserStatement() {
   SetUser result;
   if (atNameOrString() && !atSymbol(":", 1)) result.user = nameOrString();
   return result;
-}
-
-// Runs up to the next statement. `create`, `alter`, `update` and `delete` come here with what they
-// act on as second word.
-StatementNode Parser::utilityStatement() {
-  Utility result{wordText()};
-  for (const std::string_view verb : {"alter", "create", "delete", "update"})
-    if (result.verb == verb) result.verb += ' ' + wordText();
-  if (atName()) result.object = peek().value();
-  for (;;) {
-    if (atSymbol("(")) skipParenthesized();
-    const bool forLoad = at("load") && tokens_[at_ - 1].reserved == "for";
-    if (endsStatement() && !forLoad) return result;
-    take();
-  }
 }
 
 }  // namespace kelvane::tsql

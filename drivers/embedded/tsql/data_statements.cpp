@@ -27,7 +27,16 @@ StatementNode Parser::insertStatement() {
   } else {
     unexpected();
   }
+  planClause();
   return result;
+}
+
+// `plan '(i_scan i t)'`
+void Parser::planClause() {
+  if (!at("plan") || !atKind(TokenKind::String, 1)) return;
+  take();
+  take();
+  hints_.emplace_back("plan");
 }
 
 Assignment Parser::assignment() {
@@ -66,11 +75,12 @@ StatementNode Parser::updateStatement() {
   Update result;
   result.top = topClause();
   result.target = objectName();
-  if (atSymbol("(")) skipParenthesized();
+  targetHints();
   expect("set");
   commaList([&] { result.assignments.push_back(assignment()); });
   if (accept("from")) result.from = fromList();
   whereClause(result.where, result.currentOf);
+  planClause();
   return result;
 }
 
@@ -81,16 +91,68 @@ StatementNode Parser::deleteStatement() {
   result.top = topClause();
   accept("from");
   result.target = objectName();
-  if (atSymbol("(")) skipParenthesized();
+  targetHints();
   if (accept("from")) result.from = fromList();
   whereClause(result.where, result.currentOf);
+  planClause();
   return result;
 }
 
+// `(index i prefetch 16 mru)` behind the table of an update or delete.
+void Parser::targetHints() {
+  if (!atSymbol("(")) return;
+  skipParenthesized();
+  hints_.emplace_back("index hint");
+}
+
 StatementNode Parser::truncateStatement() {
+  if (at("lob", 1) || at("precomputed", 1)) return utilityStatement();
   expect("truncate");
   expect("table");
-  Truncate result{objectName()};
+  Truncate result{objectName(), {}};
+  if (at("partition")) {
+    since(15);
+    take();
+    result.partition = name();
+  }
+  return result;
+}
+
+StatementNode Parser::mergeStatement() {
+  since(15);
+  expect("merge");
+  accept("into");
+  Merge result;
+  result.target.name = objectName();
+  if (!at("using")) result.target.alias = alias();
+  expect("using");
+  result.source = tableRef();
+  expect("on");
+  result.on = expression();
+  do result.clauses.push_back(mergeClause());
+  while (at("when"));
+  planClause();
+  return result;
+}
+
+MergeClause Parser::mergeClause() {
+  MergeClause result;
+  expect("when");
+  result.matched = !accept("not");
+  expect("matched");
+  if (accept("and")) result.condition = expression();
+  expect("then");
+  if (!result.matched) {
+    expect("insert");
+    if (atSymbol("(")) result.columns = parenthesizedNames();
+    expect("values");
+    parenthesizedList([&] { result.values.push_back(expression()); });
+  } else if (accept("update")) {
+    expect("set");
+    commaList([&] { result.assignments.push_back(assignment()); });
+  } else {
+    expect("delete");
+  }
   return result;
 }
 

@@ -292,7 +292,7 @@ void Parser::skipParenthesized() {
 // For the statements whose own grammar does not say where they end.
 bool Parser::endsStatement() const {
   return atKind(TokenKind::End) || atSymbol(";") || at("end") || at("else") ||
-         statementRule(peek().reserved) != nullptr;
+         statementRule(peek().reserved) != nullptr || atUnreservedStatement();
 }
 
 void Parser::skipSeparators() {
@@ -309,6 +309,8 @@ StatementNode Parser::statementNode() {
     return std::invoke(rule->parse, this);
   if (startsQuery()) return selectStatement();
   if (atName() && atSymbol(":", 1)) return labelStatement();
+  if (atMerge()) return mergeStatement();
+  if (atUnreservedStatement()) return utilityStatement();
   if (atName() && atBareCall()) return procedureCall();
   unexpected();
 }
@@ -317,8 +319,10 @@ StatementPtr Parser::statement() {
   const Nesting nesting(*this);
   const int outerHeight = std::exchange(height_, 0);
   const Token& first = peek();
+  std::vector<std::string> outerHints = std::exchange(hints_, {});
   auto result = std::make_unique<Statement>(Statement{{}, statementNode()});
   result->range = from(first);
+  result->hints = std::exchange(hints_, std::move(outerHints));
   height_ = std::max(height_, outerHeight);
   return result;
 }

@@ -143,7 +143,9 @@ class Parser {
   TableRefPtr join(TableRefPtr left, const Token& first);
   TableRefPtr tableFactor();
   NamedTable namedTable();
-  void tableHints(NamedTable& table);
+  void tableHints();
+  void rowLimit(Query& query);
+  void planClause();
   void selectTail(Query& query);
   void forClause(Query& query);
   void isolationClause();
@@ -161,6 +163,9 @@ class Parser {
   StatementNode updateStatement();
   StatementNode deleteStatement();
   StatementNode truncateStatement();
+  void targetHints();
+  StatementNode mergeStatement();
+  MergeClause mergeClause();
   std::optional<std::uint64_t> topClause();
   Assignment assignment();
   void whereClause(ExprPtr& where, std::string& currentOf);
@@ -173,6 +178,7 @@ class Parser {
   StatementNode fetchStatement();
   StatementNode setStatement();
   StatementNode setVariables();
+  StatementNode setRole(SetOption option);
   std::string setValue();
   StatementNode beginStatement();
   StatementNode ifStatement();
@@ -197,6 +203,14 @@ class Parser {
   StatementNode transaction(TransactionAction action);
   StatementNode useStatement();
   StatementNode setUserStatement();
+
+  StatementNode encryptionKey();
+  bool keyClause(EncryptionKey& key);
+  void password();
+  StatementNode createLogin();
+  bool atUnreservedStatement() const;
+  bool atMerge() const;
+  std::string utilityVerb();
   StatementNode utilityStatement();
 
   StatementNode createStatement();
@@ -204,7 +218,7 @@ class Parser {
   StatementNode createIndex();
   ColumnDefinition columnDefinition();
   bool columnClause(ColumnDefinition& column);
-  bool storageClause(ColumnDefinition& column);
+  bool storageClause(ColumnStorage& storage);
   DefaultClause defaultClause();
   Constraint constraint(bool ofColumn);
   bool atConstraint(std::size_t ahead = 0) const;
@@ -217,10 +231,19 @@ class Parser {
   StorageOption storageOption();
   bool atNextStorageOption() const;
   std::string segment();
-  void tableTail(CreateTable& table);
+  void tableTail(TableStorage& table);
   Partitioning partitioning();
+  std::vector<Partition> unnamedPartitions();
+  std::vector<Partition> partitions();
+  Partition partition();
   StatementNode alterStatement();
+  bool atNewOwner() const;
+  StatementNode newOwner(std::string kind, ObjectName name);
+  StatementNode modifyOwner();
   void alterAction(AlterTable& table);
+  bool alterPartition(AlterTable& table);
+  void replaceAction(AlterTable& table);
+  bool atColumnClause() const;
   void addActions(AlterTable& table);
   void modifyActions(AlterTable& table);
   void dropActions(AlterTable& table);
@@ -228,6 +251,8 @@ class Parser {
   StatementNode dropStatement();
 
   StatementNode createView(bool orReplace);
+  StatementNode createPrecomputed();
+  std::string externalName();
   StatementNode createProcedure(bool orReplace);
   StatementNode createFunction(bool orReplace);
   StatementNode createSchema(bool orReplace);
@@ -265,8 +290,9 @@ class Parser {
   int height_ = 0;
   std::span<const TextSpan> texts_;
   std::size_t slotsTaken_ = 0;
-  bool inBody_ = false;      // within a procedure, function or trigger
-  bool wholeBatch_ = false;  // the statement being read is stored with the text of the batch
+  std::vector<std::string> hints_;  // of the statement being read
+  bool inBody_ = false;             // within a procedure, function or trigger
+  bool wholeBatch_ = false;         // the statement being read is stored with the text of the batch
 };
 
 }  // namespace kelvane::tsql

@@ -29,6 +29,8 @@ void Parser::grantees(Permission& permission) {
   commaList([&] {
     if (accept("public")) {
       permission.grantees.emplace_back("public");
+    } else if (atKind(TokenKind::Variable)) {
+      permission.grantees.push_back(variableName());
     } else {
       permission.grantees.push_back(nameOrString());
     }

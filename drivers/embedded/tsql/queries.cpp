@@ -82,10 +82,13 @@ Select Parser::select() {
   result.top = topClause();
   commaList([&] { result.items.push_back(selectItem()); });
   if (accept("into")) {
-    if (accept("existing")) accept("table");
+    result.intoExisting = at("existing") && at("table", 1);
+    if (result.intoExisting) {
+      take();
+      take();
+    }
     result.into = objectName();
-    CreateTable storage;  // of no effect on the rows
-    tableTail(storage);
+    tableTail(result.intoStorage);
   }
   if (accept("from")) result.from = fromList();
   if (accept("where")) result.where = expression();
@@ -134,7 +137,9 @@ bool Parser::atJoin() const {
   return false;
 }
 
-bool Parser::atAlias() const { return atNameOrString() && !atSymbol(":", 1) && !atJoin(); }
+bool Parser::atAlias() const {
+  return atNameOrString() && !atSymbol(":", 1) && !atJoin() && !atUnreservedStatement();
+}
 
 std::string Parser::alias() {
   if (accept("as")) return nameOrString();
@@ -205,21 +210,21 @@ TableRefPtr Parser::tableFactor() {
 NamedTable Parser::namedTable() {
   NamedTable table;
   table.name = objectName();
-  tableHints(table);
+  tableHints();
   table.alias = alias();
-  tableHints(table);
+  tableHints();
   return table;
 }
 
-// `(index i prefetch 16 mru)` is kept as the name of the index alone: nothing here obeys it.
-void Parser::tableHints(NamedTable& table) {
+// `holdlock`, `(index i prefetch 16 mru)`
+void Parser::tableHints() {
   for (;;) {
     const auto hint = std::ranges::find_if(kTableHints, [&](auto word) { return at(word); });
     if (hint != kTableHints.end()) {
-      table.hints.emplace_back(*hint);
+      hints_.emplace_back(*hint);
       take();
     } else if (atSymbol("(")) {
-      table.hints.emplace_back("index");
+      hints_.emplace_back("index hint");
       skipParenthesized();
     } else {
       return;
@@ -236,6 +241,7 @@ void Parser::selectTail(Query& query) {
       query.orderBy.push_back(std::move(item));
     });
   }
+  rowLimit(query);
   while (accept("compute")) {
     ComputeClause clause;
     commaList([&] { clause.aggregates.push_back(expression()); });
@@ -244,10 +250,21 @@ void Parser::selectTail(Query& query) {
   }
   forClause(query);
   isolationClause();
-  if (at("plan") && atKind(TokenKind::String, 1)) {
+  planClause();
+}
+
+// `rows limit 10 offset 5`, in either order
+void Parser::rowLimit(Query& query) {
+  if (!at("rows") || (!at("limit", 1) && !at("offset", 1))) return;
+  since(16);
+  take();
+  RowLimit limit;
+  while (at("limit") || at("offset")) {
+    std::uint64_t& part = at("limit") ? limit.count : limit.offset;
     take();
-    take();
+    part = static_cast<std::uint64_t>(integer());
   }
+  query.limit = limit;
 }
 
 void Parser::forClause(Query& query) {
@@ -269,6 +286,7 @@ void Parser::isolationClause() {
   if (!at("at") || !at("isolation", 1)) return;
   take();
   take();
+  hints_.emplace_back("at isolation");
   if (atKind(TokenKind::Integer)) {
     take();
   } else if (accept("serializable")) {

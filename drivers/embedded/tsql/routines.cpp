@@ -11,9 +11,15 @@
 namespace kelvane::tsql {
 
 StatementNode Parser::createStatement() {
-  if (at("database", 1) || at("role", 1) || at("login", 1) || at("plan", 1) ||
-      at("encryption", 1) || at("service", 1))
+  static constexpr std::string_view kUtilities[] = {"database", "role",      "plan",    "thread",
+                                                    "service",  "temporary", "archive", "inmemory",
+                                                    "global",   "system"};
+  if (std::ranges::any_of(kUtilities, [&](std::string_view word) { return at(word, 1); }) ||
+      (at("login", 1) && at("profile", 2)))
     return utilityStatement();
+  if (at("encryption", 1)) return encryptionKey();
+  if (at("login", 1)) return createLogin();
+  if (at("precomputed", 1)) return createPrecomputed();
   const bool first = at_ == firstStatement_;
   const Token& create = take();
   const bool orReplace = at("or");
@@ -132,10 +138,33 @@ StatementNode Parser::createView(bool orReplace) {
   return result;
 }
 
+StatementNode Parser::createPrecomputed() {
+  since(15);
+  take();
+  CreatePrecomputed result;
+  expect("precomputed");
+  expect("result");
+  expect("set");
+  result.name = objectName();
+  if (atSymbol("(")) result.columns = parenthesizedNames();
+  // How it is refreshed, and what it is used for: `immediate refresh`, `disable`, ...
+  while (!at("as") && !at("lock") && !at("with") && !at("on") && !at("partition")) {
+    if (!atKind(TokenKind::Word)) unexpected();
+    take();
+  }
+  tableTail(result);
+  expect("as");
+  result.query = query();
+  return result;
+}
+
 Parameter Parser::parameter() {
   const Token& first = peek();
   Parameter result;
-  result.name = variableName();
+  const bool isJava = !atKind(TokenKind::Variable);
+  if (isJava && (accept("out") || accept("inout"))) result.output = true;
+  if (isJava && !result.output) accept("in");
+  result.name = isJava ? name() : variableName();
   accept("as");
   result.type = dataType();
   if (acceptSymbol("=")) {
@@ -154,7 +183,7 @@ Parameter Parser::parameter() {
   } else {
     accept("null");
   }
-  result.output = accept("output") || accept("out") || accept("inout");
+  result.output = accept("output") || accept("out") || accept("inout") || result.output;
   result.range = from(first);
   return result;
 }
@@ -184,6 +213,21 @@ StatementList Parser::body(SourceRange& range) {
   return statements;
 }
 
+// `as external name 'xp.dll'`, `language java parameter style java external name 'a.b'`: what
+// stands in the place of a body. Empty when a body does.
+std::string Parser::externalName() {
+  const bool isJava = at("language") || at("modifies") || at("dynamic") || at("deterministic") ||
+                      (at("not") && at("deterministic", 1)) || at("returns");
+  if (!isJava && !(at("as") && at("external", 1)) && !at("external")) return {};
+  while (!at("external")) {
+    if (!atKind(TokenKind::Word) && !atKind(TokenKind::Integer)) unexpected();
+    take();
+  }
+  expect("external");
+  expect("name");
+  return nameOrString();
+}
+
 StatementNode Parser::createProcedure(bool orReplace) {
   CreateProcedure result;
   result.orReplace = orReplace;
@@ -199,7 +243,9 @@ StatementNode Parser::createProcedure(bool orReplace) {
       wordText();
     }
   }
-  result.body = body(result.bodyRange);
+  result.java = !at("as") && !at("external");
+  result.external = externalName();
+  if (result.external.empty()) result.body = body(result.bodyRange);
   return result;
 }
 
@@ -211,6 +257,9 @@ StatementNode Parser::createFunction(bool orReplace) {
   expect("returns");
   result.returns = dataType();
   if (accept("with")) expect("recompile");
+  result.external = externalName();
+  if (!result.external.empty()) return result;
+  since(15);
   result.body = body(result.bodyRange);
   return result;
 }
@@ -236,14 +285,20 @@ StatementNode Parser::createTrigger(bool orReplace) {
   result.name = objectName();
   expect("on");
   result.table = objectName();
-  if (accept("instead")) {
+  if (at("instead")) {
+    since(15);
+    take();
     expect("of");
     result.insteadOf = true;
   } else {
     expect("for");
   }
   result.events = triggerEvents();
-  if (accept("order")) integer();
+  if (at("order")) {
+    since(16);
+    take();
+    result.order = static_cast<int>(integer(std::numeric_limits<std::int16_t>::max()));
+  }
   result.body = body(result.bodyRange);
   return result;
 }
@@ -277,15 +332,23 @@ StatementNode Parser::dropStatement() {
       {"function", DropKind::Function},   {"trigger", DropKind::Trigger},
       {"rule", DropKind::Rule},           {"default", DropKind::Default},
       {"index", DropKind::Index},         {"database", DropKind::Database},
-      {"role", DropKind::Role},
+      {"role", DropKind::Role},           {"precomputed", DropKind::Precomputed},
+      {"login", DropKind::Login},
   };
+  if (at("encryption", 1)) return encryptionKey();
+  if (at("service", 1) || at("thread", 1) || (at("login", 1) && at("profile", 2)))
+    return utilityStatement();
   expect("drop");
   for (const Rule& rule : kRules) {
     if (!accept(rule.word)) continue;
     Drop result{rule.kind, {}};
+    if (rule.kind == DropKind::Precomputed) {
+      expect("result");
+      expect("set");
+    }
     commaList([&] { result.names.push_back(objectName()); });
     if (rule.kind == DropKind::Index && result.names.back().owner.empty()) unexpected();
-    if (rule.kind == DropKind::Role && accept("with")) {
+    if ((rule.kind == DropKind::Role || rule.kind == DropKind::Login) && accept("with")) {
       expect("override");
       result.override = true;
     }

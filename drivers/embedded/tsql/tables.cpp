@@ -1,9 +1,18 @@
 #include <algorithm>
+#include <iterator>
 
 #include "drivers/embedded/tsql/grammar.h"
 #include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::tsql {
+
+namespace {
+
+void append(std::vector<StorageOption>& options, std::vector<StorageOption> more) {
+  std::ranges::move(more, std::back_inserter(options));
+}
+
+}  // namespace
 
 StatementNode Parser::createTable(bool proxy) {
   CreateTable result;
@@ -18,18 +27,18 @@ StatementNode Parser::createTable(bool proxy) {
   };
   if (!proxy || atSymbol("(")) parenthesizedList(element);
   tableTail(result);
-  if (proxy && accept("external")) wordText();  // table, procedure or file
-  if (proxy && accept("at")) nameOrString();
+  if (proxy && accept("external")) result.proxyType = wordText();
+  if (proxy && accept("at")) result.remoteObject = nameOrString();
   return result;
 }
 
-void Parser::tableTail(CreateTable& table) {
+void Parser::tableTail(TableStorage& table) {
   for (;;) {
     if (at("lock") && !at("table", 1)) {
       take();
       table.lockScheme = wordText();
     } else if (accept("with")) {
-      table.options = storageOptions();
+      append(table.options, storageOptions());
     } else if (at("on")) {
       table.segment = segment();
     } else if (at("partition")) {
@@ -46,20 +55,58 @@ std::string Parser::segment() {
   return nameOrString();
 }
 
+// partitions
+
 Partitioning Parser::partitioning() {
-  const Token& first = peek();
+  since(15);
   Partitioning result;
   expect("partition");
   expect("by");
   result.method = wordText();
   if (result.method != "roundrobin" && atSymbol("(")) result.columns = parenthesizedNames();
-  if (atKind(TokenKind::Integer)) take();
-  if (atSymbol("(")) skipParenthesized();
-  if (at("on") && atSymbol("(", 1)) {
-    take();
-    skipParenthesized();
+  if (atKind(TokenKind::Integer)) {
+    result.partitions = unnamedPartitions();
+  } else if (atSymbol("(")) {
+    result.partitions = partitions();
   }
-  result.range = from(first);
+  return result;
+}
+
+// `3 on (seg1, seg2)`
+std::vector<Partition> Parser::unnamedPartitions() {
+  constexpr std::int64_t kMost = 10'000;
+  std::vector<Partition> result(static_cast<std::size_t>(integer(kMost)));
+  if (!at("on")) return result;
+  take();
+  std::vector<std::string> segments;
+  const auto add = [&] { segments.push_back(accept("default") ? "default" : nameOrString()); };
+  if (atSymbol("(")) {
+    parenthesizedList(add);
+  } else {
+    add();
+  }
+  for (std::size_t i = 0; i < result.size(); ++i) {
+    result[i].segment = segments[i % segments.size()];
+  }
+  return result;
+}
+
+std::vector<Partition> Parser::partitions() {
+  std::vector<Partition> result;
+  parenthesizedList([&] { result.push_back(partition()); });
+  return result;
+}
+
+Partition Parser::partition() {
+  Partition result;
+  if (!at("values")) result.name = name();
+  if (at("values")) {
+    const Token& first = take();
+    acceptSymbol("<=");
+    skipParenthesized();
+    result.condition = from(first);
+  }
+  if (at("on")) result.segment = segment();
   return result;
 }
 
@@ -75,7 +122,9 @@ ColumnDefinition Parser::columnDefinition() {
   const Token& first = peek();
   ColumnDefinition column;
   column.name = name();
-  if (accept("as") || accept("compute")) {
+  if (at("as") || at("compute")) {
+    since(15);
+    take();
     column.computed = expression();
   } else if (equalsIgnoringCase(column.name, "timestamp") && !atName()) {
     column.type.name = column.name;  // a lone `timestamp` is both the name and the type
@@ -94,7 +143,11 @@ bool Parser::columnClause(ColumnDefinition& column) {
     column.defaultClause = defaultClause();
   } else if (accept("null")) {
     column.nullability = Nullability::Null;
-  } else if (at("not") && (at("materialized", 1) || at("compressed", 1))) {
+  } else if (at("not") && at("compressed", 1)) {
+    take();
+    take();
+    column.storage.compressed = false;
+  } else if (at("not") && at("materialized", 1)) {
     take();
     take();
   } else if (accept("not")) {
@@ -107,23 +160,30 @@ bool Parser::columnClause(ColumnDefinition& column) {
   } else if (atConstraint()) {
     column.constraints.push_back(constraint(true));
   } else {
-    return storageClause(column);
+    return storageClause(column.storage);
   }
   return true;
 }
 
-bool Parser::storageClause(ColumnDefinition& column) {
+bool Parser::storageClause(ColumnStorage& storage) {
   if ((at("in") || at("off")) && at("row", 1)) {
-    const std::string where = wordText();
-    column.storage.push_back(where + ' ' + wordText());
-    if (atSymbol("(")) skipParenthesized();
+    storage.place = at("in") ? LobPlace::InRow : LobPlace::OffRow;
+    take();
+    take();
+    if (acceptSymbol("(")) {
+      storage.rowLength = typeArgument();
+      expectSymbol(")");
+    }
   } else if (accept("encrypt")) {
-    column.storage.emplace_back("encrypt");
-    if (accept("with")) objectName();
-    if (accept("decrypt_default")) constant();
+    storage.encrypted = true;
+    if (accept("with")) storage.key = objectName();
+  } else if (accept("decrypt")) {
+    storage.encrypted = false;
+  } else if (accept("decrypt_default")) {
+    storage.decryptDefault = constant();
   } else if (accept("compressed")) {
-    column.storage.emplace_back("compressed");
-    if (acceptSymbol("=")) take();
+    storage.compressed = true;
+    if (acceptSymbol("=")) storage.level = typeArgument();
   } else {
     return false;
   }
@@ -223,10 +283,12 @@ IndexKey Parser::indexKey() {
 
 // In a list of columns a comma may also begin the next column.
 bool Parser::atNextStorageOption() const {
+  static constexpr std::string_view kWords[] = {"ignore_dup_key", "ignore_dup_row", "allow_dup_row",
+                                                "sorted_data",    "statistics",     "online"};
   return atSymbol(",") && atKind(TokenKind::Word, 1) &&
-         (atSymbol("=", 2) || at("ignore_dup_key", 1) || at("ignore_dup_row", 1) ||
-          at("allow_dup_row", 1) || at("sorted_data", 1) || at("statistics", 1) ||
-          (at("transfer", 1) && at("table", 2)));
+         (atSymbol("=", 2) || (at("transfer", 1) && at("table", 2)) ||
+          (at("erase", 1) && at("residual", 2)) ||
+          std::ranges::any_of(kWords, [&](std::string_view word) { return at(word, 1); }));
 }
 
 std::vector<StorageOption> Parser::storageOptions() {
@@ -248,13 +310,19 @@ StorageOption Parser::storageOption() {
   } else if (acceptSymbol("=")) {
     if (atKind(TokenKind::Integer)) {
       result.value = integer();
-    } else if (at("on")) {
-      take();
     } else {
-      nameOrString();
+      result.text = atKind(TokenKind::Word) ? wordText() : lowerCase(nameOrString());
     }
   } else if (result.name == "transfer" && accept("table")) {
-    take();
+    result.name = "transfer table";
+    result.text = wordText();
+  } else if (result.name == "erase") {
+    expect("residual");
+    expect("data");
+    result.name = "erase residual data";
+    result.text = wordText();
+  } else if (result.name == "no" && accept("datacopy")) {
+    result.name = "no datacopy";
   }
   return result;
 }
@@ -270,119 +338,19 @@ StatementNode Parser::createIndex() {
   parenthesizedList([&] { result.keys.push_back(indexKey()); });
   for (;;) {
     if (accept("with")) {
-      result.options = storageOptions();
+      append(result.options, storageOptions());
     } else if (at("on")) {
       result.segment = segment();
     } else if (at("local") && at("index", 1)) {
+      since(15);
       take();
       take();
-      if (atName())
-        commaList([&] {
-          name();
-          if (at("on")) segment();
-        });
+      result.local = true;
+      if (atName()) commaList([&] { result.partitions.push_back(partition()); });
     } else {
       return result;
     }
   }
-}
-
-// alter table
-
-StatementNode Parser::alterStatement() {
-  if (at("database", 1) || at("role", 1) || at("login", 1)) return utilityStatement();
-  expect("alter");
-  expect("table");
-  AlterTable result;
-  result.table = objectName();
-  do alterAction(result);
-  while (acceptSymbol(","));
-  return result;
-}
-
-void Parser::alterAction(AlterTable& table) {
-  if ((at("add") || at("drop")) && at("partition", 1)) {
-    take();
-    table.actions.emplace_back(ChangeStorage{{{wordText(), {}}}});
-    if (atSymbol("(")) {
-      skipParenthesized();
-    } else {
-      commaList([&] { name(); });
-    }
-  } else if (accept("add")) {
-    addActions(table);
-  } else if (accept("drop")) {
-    dropActions(table);
-  } else if (accept("modify")) {
-    modifyActions(table);
-  } else if (accept("replace")) {
-    ReplaceDefault action;
-    action.column = name();
-    action.value = defaultClause();
-    table.actions.emplace_back(std::move(action));
-  } else if (accept("lock")) {
-    table.actions.emplace_back(ChangeLock{wordText()});
-  } else if (accept("unpartition")) {
-    table.actions.emplace_back(ChangePartitions{});
-  } else if (at("partition") && at("by", 1)) {
-    table.actions.emplace_back(ChangePartitions{std::nullopt, partitioning()});
-  } else if (accept("partition")) {
-    table.actions.emplace_back(ChangePartitions{integer(), std::nullopt});
-  } else if (at("enable") || at("disable")) {
-    const bool enable = at("enable");
-    take();
-    table.actions.emplace_back(switchTrigger(enable));
-  } else if (accept("with") || accept("set")) {
-    table.actions.emplace_back(ChangeStorage{storageOptions()});
-  } else {
-    unexpected();
-  }
-  if (accept("with")) table.actions.emplace_back(ChangeStorage{storageOptions()});
-}
-
-// After a comma comes either another of the same kind or, with its own word, another action.
-void Parser::addActions(AlterTable& table) {
-  do {
-    if (atConstraint()) {
-      table.actions.emplace_back(AddConstraint{constraint(false)});
-    } else {
-      table.actions.emplace_back(AddColumn{columnDefinition()});
-    }
-    const bool another = atSymbol(",") && (atName(1) || atConstraint(1));
-    if (!another) return;
-  } while (acceptSymbol(","));
-}
-
-void Parser::modifyActions(AlterTable& table) {
-  do {
-    const Token& first = peek();
-    ColumnDefinition column;
-    column.name = name();
-    if (!at("null") && !at("not") && !at("in") && !at("off")) column.type = dataType();
-    while (columnClause(column)) {
-    }
-    column.range = from(first);
-    table.actions.emplace_back(ModifyColumn{std::move(column)});
-  } while (atName(1) && acceptSymbol(","));
-}
-
-void Parser::dropActions(AlterTable& table) {
-  bool constraints = false;
-  do {
-    constraints = accept("constraint") || constraints;
-    if (constraints) {
-      table.actions.emplace_back(DropConstraint{name()});
-    } else {
-      table.actions.emplace_back(DropColumn{name()});
-    }
-  } while (atSymbol(",") && (atName(1) || at("constraint", 1)) && acceptSymbol(","));
-}
-
-SwitchTrigger Parser::switchTrigger(bool enable) {
-  expect("trigger");
-  SwitchTrigger result{enable, {}};
-  if (atName()) result.trigger = name();
-  return result;
 }
 
 }  // namespace kelvane::tsql

@@ -13,7 +13,10 @@ namespace kelvane::embedded {
 
 class CatalogTest : public ::testing::Test {
  protected:
-  CatalogTest() { catalog.useDatabase("shop"); }
+  CatalogTest() {
+    catalog.useDatabase("shop");
+    catalog.enter("shop");
+  }
 
   /// Batches parted by `go` lines. Errors come out as ServerError; failing procedures too.
   void run(std::string_view script);

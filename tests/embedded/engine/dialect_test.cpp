@@ -150,5 +150,308 @@ go
   EXPECT_EQ(probe.rows("exec p U&'\\007a'"), "z\n");
 }
 
+TEST(Dialect, EncryptionKeysAndColumns) {
+  Probe probe(R"(
+exec sp_adduser u1
+create encryption key k1 as default with keylength 192 passwd 'secret' init_vector null pad random
+create encryption key k2 with master key
+create encryption key master with passwd 'secret'
+go
+alter encryption key k1 add encryption with passwd 'secret' for user u1
+alter encryption key k2 as default
+go
+create table t (a int encrypt with k1 null, b int encrypt null, c varchar(9) encrypt decrypt_default 'x')
+go
+alter table t modify a decrypt
+alter table t replace c decrypt_default 'y'
+grant decrypt on t(c) to u1
+grant select on k1 to u1
+go
+)");
+  EXPECT_EQ(probe.rows("select o.name, k.type, k.status, k.eklen, user_name(k.uid)"
+                       " from sysencryptkeys k, sysobjects o where o.id = k.id and o.type = 'EK'"
+                       " order by 1, 2"),
+            "k1 | 1 | 6 | 192 | -\nk1 | 4 | 5 | 192 | u1\nk2 | 3 | 9 | 128 | -\n"
+            "sybencrmasterkey | 8 | 5 | 128 | -\n");
+  EXPECT_EQ(probe.rows("select name, encrtype, encrlen, object_name(encrkeyid), status2"
+                       " from syscolumns where id = object_id('t')"),
+            "a | - | - | - | 0\nb | 38 | 4 | k2 | 384\nc | 39 | 9 | k2 | 896\n");
+  EXPECT_EQ(probe.rows("select a.object_info1, c.text from sysattributes a, syscomments c"
+                       " where a.class = 25 and c.id = a.object_info2"),
+            "3 | DECRYPT_DEFAULT 'y'\n");
+  EXPECT_EQ(probe.rows("select action, object_name(id), columns from sysprotects order by action"),
+            "193 | k1 | 0x01\n354 | t | 0x08\n");
+  EXPECT_EQ(probe.refusal("drop encryption key k2").substr(0, 2), "0:");
+  probe.ask("drop table t");
+  EXPECT_EQ(probe.ask("drop encryption key k2"), "(closed)\n");
+  EXPECT_EQ(probe.rows("select count(*) from sysattributes"), "0\n");
+  EXPECT_EQ(probe.rows("select count(*) from sysobjects where type in ('DD', 'EK')"), "2\n");
+  EXPECT_EQ(
+      told("create table t (a int encrypt)\ngo\ncreate table t (a int encrypt with k)\ngo\n"
+           "drop encryption key k\n"),
+      "error 0 in line 1\nerror 208 in line 3\n"
+      "Cannot drop the encryption key 'k', because it doesn't exist in the system catalogs.\n");
+}
+
+TEST(Dialect, HowTablesAreStored) {
+  Probe probe(R"(
+exec sp_addsegment s1, main, d
+create table t (a int, b text null in row (100) not compressed, c text null off row compressed = 5)
+with dml_logging = minimal, compression = row, lob_compression = 50, exp_row_size = 20,
+identity_gap = 7, erase residual data on, transfer table on, latch_free_index = 1, index_compression = page
+go
+create clustered index ci on t (a) with fillfactor = 70
+create index i on t (a) with index_compression = page local index p on s1
+go
+select a into u lock datarows with exp_row_size = 9, dml_logging = full from t
+go
+)");
+  EXPECT_EQ(probe.rows("select name, sysstat3, lobcomp_lvl, sysstat2 & 57344 from sysobjects"
+                       " where type = 'U' order by name"),
+            "t | 21034 | 50 | 8192\nu | 1 | - | 32768\n");
+  EXPECT_EQ(probe.rows("select name, status2, xstatus, inrowlen, lobcomp_lvl from syscolumns"
+                       " where id = object_id('t')"),
+            "a | - | - | - | -\nb | 131072 | 2 | 100 | -\nc | 262144 | 1 | - | 5\n");
+  const std::string rows =
+      "select name, indid, exp_rowsize, identitygap, status3, fill_factor from sysindexes"
+      " where id = object_id('t') and indid < 255 order by indid";
+  EXPECT_EQ(probe.rows(rows), "ci | 1 | 20 | 7 | - | 70\ni | 2 | - | - | 4104 | -\n");
+  probe.ask("alter table t lock datarows");
+  EXPECT_EQ(probe.rows(rows),
+            "t | 0 | 20 | 7 | - | -\ni | 2 | - | - | 4104 | -\nci | 3 | - | - | - | 70\n");
+  probe.ask(
+      "alter table t lock allpages drop index t.ci alter table t set exp_row_size = 3,"
+      " dml_logging = full");
+  EXPECT_EQ(probe.rows(rows), "t | 0 | 3 | 7 | - | -\ni | 2 | - | - | 4104 | -\n");
+  EXPECT_EQ(probe.rows("select sysstat3 & 3 from sysobjects where name = 't'"), "1\n");
+  EXPECT_EQ(probe.refusal("alter table t set dml_logging = most").substr(0, 4), "102:");
+  EXPECT_EQ(told("create table t (a int) with nonsense = 3\n"
+                 "create index i on t (a) with sorted_data, consumers = 3\n"),
+            "'with nonsense' leaves no trace in the catalog and was ignored\n"
+            "'with sorted_data' leaves no trace in the catalog and was ignored\n"
+            "'with consumers' leaves no trace in the catalog and was ignored\n");
+}
+
+TEST(Dialect, ProxiesAndComputedColumns) {
+  Probe probe(
+      "create table t (a int, b as a + 1, c as a + 2 materialized)\n"
+      "create existing table p (a int) external table at 'S.db.dbo.p'\n");
+  EXPECT_EQ(probe.rows("select name, status2 from syscolumns where id = object_id('t')"),
+            "a | -\nb | 16\nc | 48\n");
+  EXPECT_EQ(probe.rows("select o.name, o.sysstat2 & 3072, a.char_value, a.comments"
+                       " from sysattributes a, sysobjects o where o.id = a.object and a.class = 9"),
+            "p | 3072 | S.db.dbo.p | table\n");
+}
+
+TEST(Dialect, Partitions) {
+  Probe probe(R"(
+exec sp_addsegment s1, main, d
+create table r (a int, b int) partition by range (b, a) (p1 values <= (10, 1) on s1, p2 values <= (20, 2), p3 values <= (MAX, MAX))
+create table l (a int) partition by list (a) (p values (1, 2), q values (3))
+create table h (a int) partition by hash (a) 2 on (s1)
+create table n (a int)
+go
+create clustered index c on r (a)
+alter table r split partition p3 into (p4 values <= (30, 3), p5 values <= (MAX, MAX))
+alter table r merge partition p1, p2 into p12
+alter table r move partition p12 to s1
+alter table r drop partition p5
+alter table l merge partition p, q into pq
+alter table n partition 3
+go
+)");
+  EXPECT_EQ(probe
+                .rows("select o.name, i.indid, i.partitiontype, object_name(i.conditionid)"
+                      " from sysobjects o, sysindexes i where o.id = i.id and o.type = 'U'"
+                      " order by o.name")
+                .substr(0, 10),
+            "h | 0 | 2 ");
+  EXPECT_EQ(probe.rows("select object_name(p.id), p.name, p.indid, p.segment, c.text"
+                       " from syspartitions p, sysindexes i, syscomments c where i.id = p.id and"
+                       " i.indid = p.indid and c.id = i.conditionid and c.partitionid ="
+                       " p.partitionid order by 1, 2"),
+            "l | pq | 0 | 1 | values (1, 2, 3)\nr | p12 | 1 | 3 | values <= (20, 2)\n"
+            "r | p4 | 1 | 1 | values <= (30, 3)\n");
+  EXPECT_EQ(
+      probe.rows("select object_name(id), count(*), min(segment) from syspartitions where id in"
+                 " (object_id('h'), object_id('n')) group by id order by 1"),
+      "h | 2 | 3\nn | 3 | 1\n");
+  EXPECT_EQ(probe.rows("select colid, position, indid from syspartitionkeys"
+                       " where id = object_id('r')"),
+            "2 | 1 | 1\n1 | 2 | 1\n");
+  probe.ask("alter table n unpartition drop table r drop table l drop table h");
+  EXPECT_EQ(probe.rows("select count(*) from syspartitions"), "0\n");
+  EXPECT_EQ(probe.rows("select count(*) from syspartitionkeys"), "0\n");
+  EXPECT_EQ(probe.rows("select count(*) from sysobjects where type = 'N'"), "0\n");
+  EXPECT_EQ(probe.refusal("truncate table n partition p").substr(0, 2), "0:");
+}
+
+TEST(Dialect, ObjectsGetAnotherOwner) {
+  Probe probe(R"(
+exec sp_adduser u1
+exec sp_adduser u2
+create table t (a int default 1 check (a > 0), owner int)
+go
+create trigger g on t for insert as print 'x'
+go
+create view v as select a from t
+go
+grant select on t to u2
+grant select on v to u2
+go
+alter table t modify owner u1 preserve permissions
+alter view v modify owner u1
+go
+alter table u1.t modify owner varchar(9) null
+go
+)");
+  EXPECT_EQ(probe.rows("select distinct user_name(uid) from sysobjects where type != 'S'"), "u1\n");
+  EXPECT_EQ(
+      probe.rows("select object_name(id), user_name(uid), user_name(grantor) from sysprotects"),
+      "t | u2 | u1\n");
+  EXPECT_EQ(probe.rows("select name, length from syscolumns where id = object_id('u1.t')"),
+            "a | 4\nowner | 9\n");
+  probe.ask("alter all u1.* modify owner u2");
+  EXPECT_EQ(probe.rows("select distinct user_name(uid) from sysobjects where type != 'S'"), "u2\n");
+  EXPECT_EQ(probe.refusal("alter table u2.t modify owner nobody").substr(0, 5), "2760:");
+}
+
+TEST(Dialect, Merge) {
+  Probe probe(R"(
+create table s (a int, b varchar(9))
+insert s values (1, 'one')
+insert s values (2, 'two')
+insert s values (3, 'three')
+insert s values (4, 'four')
+create table m (a int, b varchar(9))
+insert m values (1, 'x')
+insert m values (2, 'del')
+insert m values (9, 'nine')
+go
+create procedure p @v varchar(9) as
+merge into m as x using (select a, b from s) y on x.a = y.a
+when matched and x.b = 'del' then delete
+when matched then update set a = x.a + 100, b = y.b + @v
+when not matched and y.a < 4 then insert (b, a) values (y.b, y.a)
+select @@rowcount
+go
+)");
+  EXPECT_EQ(probe.rows("set nocount on exec p '!'"), "3\n");
+  EXPECT_EQ(probe.rows("select a, b from m order by a"), "3 | three\n9 | nine\n101 | one!\n");
+  EXPECT_EQ(
+      probe
+          .refusal("merge into m using s on m.a = s.a when matched and s.a = 1 then update set"
+                   " b = '' when matched then update set b = 'x'")
+          .substr(0, 2),
+      "0:");
+  EXPECT_EQ(told("merge into gone using sysobjects on 1 = 1 when matched then delete\n"),
+            "error 208 in line 1\n");
+}
+
+TEST(Dialect, SelectIntoAnExistingTable) {
+  Probe probe(
+      "create table t (a int)\ninsert t values (1)\ncreate table u (b varchar(9))\n"
+      "insert u values ('x')\ngo\nselect a + 1 as a into existing table t from t\n"
+      "select convert(varchar(9), a) as n into existing table u from t\n");
+  EXPECT_EQ(probe.rows("select a from t"), "1\n2\n");
+  EXPECT_EQ(probe.rows("select b from u order by b"), "1\n2\nx\n");
+  EXPECT_EQ(probe.refusal("select 1 as a into existing table nowhere").substr(0, 4), "208:");
+}
+
+TEST(Dialect, CursorsThatScrollAndRowsThatAreLimited) {
+  Probe probe(
+      "create table t (a int)\ninsert t values (1)\ninsert t values (2)\ninsert t values (3)");
+  EXPECT_EQ(
+      probe.rows("set nocount on declare c scroll cursor for select a from t order by a open c"
+                 " declare @x int, @l varchar(30)"
+                 " fetch last c into @x select @l = convert(varchar(9), @x)"
+                 " fetch prior c into @x select @l = @l + convert(varchar(9), @x)"
+                 " fetch first c into @x select @l = @l + convert(varchar(9), @x)"
+                 " fetch absolute -1 c into @x select @l = @l + convert(varchar(9), @x)"
+                 " fetch next c into @x select @l = @l + ' ' + convert(varchar(9), @@sqlstatus)"
+                 " fetch prior c into @x select @l = @l + ' ' + convert(varchar(9), @x)"
+                 " fetch relative -2 c into @x select @l = @l + convert(varchar(9), @x)"
+                 " fetch absolute 0 c select @l = @l + ' ' + convert(varchar(9), @@sqlstatus)"
+                 " fetch next c into @x select @l = @l + ' ' + convert(varchar(9), @x)"
+                 " select @l"),
+      "3213 2 31 2 1\n");
+  EXPECT_EQ(probe.refusal("declare d cursor for select a from t open d fetch last d").substr(0, 2),
+            "0:");
+  EXPECT_EQ(probe.rows("select a from t order by a rows limit 1 offset 1"), "2\n");
+  EXPECT_EQ(probe.rows("select a from t order by a rows offset 2"), "3\n");
+}
+
+TEST(Dialect, WhatOnlyOperatesIsTold) {
+  EXPECT_EQ(
+      told(R"(create role r with passwd 'secret'
+create table t (a int)
+go
+alter role r drop passwd
+set role r with passwd 'secret' on
+set fmtonly off
+select a from t holdlock order by a compute sum(a) at isolation 0 plan '(x)'
+waitfor delay '0:0:1'
+transfer table t to 'f'
+)"),
+      "what 'create role' says behind the name leaves no trace in the catalog and was ignored\n"
+      "'alter role' leaves no trace in the catalog and was ignored\n"
+      "'set role' leaves no trace in the catalog and was ignored\n"
+      "'set fmtonly' leaves no trace in the catalog and was ignored\n"
+      "'compute' leaves no trace in the catalog and was ignored\n"
+      "'holdlock' leaves no trace in the catalog and was ignored\n"
+      "'at isolation' leaves no trace in the catalog and was ignored\n"
+      "'plan' leaves no trace in the catalog and was ignored\n"
+      "'waitfor delay' leaves no trace in the catalog and was ignored\n"
+      "'transfer table' leaves no trace in the catalog and was ignored\n");
+  EXPECT_EQ(told("set compatibility_mode on\n", Release::ase125), "error 195 in line 1\n");
+  EXPECT_EQ(told("shutdown\n"), "error 0 in line 1\n");
+}
+
+TEST(Dialect, PasswordsAreNotShown) {
+  EmbeddedCatalog catalog;
+  const LoadReport report =
+      loadScript(catalog, "a.sql",
+                 "set role nobody with passwd 'secret' on\ngo\ncreate login l with password secret "
+                 "fullname 'x' fullname\ngo\nexec sp_addlogin 'sa', 'secret'\ngo\nexec sp_addlogin "
+                 "sa, \"secret\"\ngo\n",
+                 {.stopAtFirstError = false, .listIgnored = true});
+  EXPECT_EQ(report.errors.size() + report.notes.size(), 4U);
+  for (const auto* list : {&report.errors, &report.notes}) {
+    for (const ScriptNote& note : *list) {
+      EXPECT_EQ(note.describe().find("secret"), std::string::npos) << note.describe();
+    }
+  }
+}
+
+TEST(Dialect, RoutinesInLibraries) {
+  Probe probe(R"(
+create procedure xp_x as external name 'my.so'
+go
+create function jf (@a int) returns int language java parameter style java external name 'C.m'
+go
+create procedure jp (in a int, out b int) language java parameter style java external name 'C.m'
+go
+exec sp_adduser u1
+declare @v varchar(9) select @v = 'u1' grant role sa_role to @v
+grant execute on xp_x to u1
+go
+)");
+  EXPECT_EQ(probe.rows("select o.name, o.type, o.sysstat2, c.text from sysobjects o, syscomments c"
+                       " where o.id = c.id and o.type in ('XP', 'F')"),
+            "xp_x | XP | 0 | my.so\njf | F  | 0 | create function jf (@a int) returns int language "
+            "java parameter style java external name 'C.m'\n\n");
+  EXPECT_EQ(probe.rows("select name, status2 from syscolumns where id = object_id('jp')"),
+            "a | 1\nb | 2\n");
+  EXPECT_EQ(probe.refusal("exec xp_x").substr(0, 2), "0:");
+  EXPECT_EQ(probe.refusal("exec jp 1, 2").substr(0, 2), "0:");
+  EXPECT_EQ(probe.ask("drop procedure xp_x drop function jf drop proc jp"), "(closed)\n");
+}
+
+TEST(Dialect, AScriptMayEndItself) {
+  EXPECT_EQ(told("declare @v int select @v = 12500\nif @v < 15000 select syb_quit()\ngo\n"
+                 "create nonsense\n"),
+            "error 4996 in line 2\n");
+}
+
 }  // namespace
 }  // namespace kelvane::embedded

@@ -28,6 +28,7 @@ TEST(Function, OfTexts) {
                           {"difference('smithers', 'smothers')", "4"},
                           {"difference('smothers', 'brothers')", "2"},
                           {"soundex(null)", "-"},
+                          {"upper('aäßÿжξ') + lower('AÄŸĽЖΞ')", "AÄßŸЖΞaäÿľжξ"},
                           {"len('ab  ')", "2"},
                           {"char_length(convert(char(5), 'ab'))", "5"},
                           {"datalength(convert(char(5), 'ab'))", "5"},
@@ -83,11 +84,15 @@ TEST(Function, OfBytes) {
                           {"biginttohex(255)", "00000000000000FF"},
                       });
   EXPECT_EQ(probe.refusal("select hextoint('xyz')").substr(0, 4), "249:");
+  EXPECT_EQ(probe.refusal("select patindex('a', 'a', using lsb)"),
+            "102: Incorrect syntax near 'lsb'.\n");
 }
 
 TEST(Function, OfNumbers) {
   Probe probe;
   expectValues(probe, {
+                          {"convert(varchar(30), -$1234567.891, 1)", "-1,234,567.89"},
+                          {"convert(varchar(30), $123, 1)", "123.00"},
                           {"floor(-123.45)", "-124"},
                           {"ceiling(-123.45)", "-123"},
                           {"ceiling($1.25)", "2.0000"},
@@ -127,11 +132,28 @@ TEST(Function, OfDates) {
                    {"datepart(us, convert(bigdatetime, '2004-01-05 15:04:05.123456'))", "123456"},
                    {"datediff(us, convert(bigtime, '00:00:00'), convert(bigtime, '01:00:00'))",
                     "3600000000"},
+                   {"datediff(hh, '04:59', '05:01')", "0"},
+                   {"datediff(dd, '2004-01-01 23:59', '2004-01-02')", "1"},
+                   {"dateadd(mi, 5, convert(date, '20040105'))", "2004-01-05 00:05:00"},
+                   {"dateadd(hh, 25, convert(time, '10:00'))", "11:00:00"},
+                   {"dateadd(dd, 1.9, '20040105')", "2004-01-06 00:00:00"},
+                   {"convert(varchar(40), convert(bigdatetime, '2004-01-05 15:04:05.123456'), 36)",
+                    " 3:04:05.123456PM"},
+                   {"convert(varchar(40), convert(bigdatetime, '2004-01-05 15:04:05.123456'), 140)",
+                    "2004-01-05 15:04:05.123456"},
                    {"case when getdate() = getdate() then 1 end", "1"},
                    {"datalength(current_date()) + datalength(current_time())", "8"},
                    {"datediff(dd, current_date(), getdate())", "0"},
                    {"datalength(current_bigdatetime())", "8"},
                });
+}
+
+TEST(Function, OfDatesRefuse) {
+  Probe probe;
+  EXPECT_EQ(probe.refusal("select datediff(ms, '2003-01-01', '2004-01-01')"),
+            "535: Difference of two datetime fields caused overflow at runtime.\n");
+  EXPECT_EQ(probe.refusal("select dateadd(cwk, 1, getdate())"),
+            "155: 'cwk' is not a recognized dateadd option.\n");
 }
 
 // Test vectors of RFC 1321 and FIPS 180.
@@ -263,6 +285,23 @@ TEST(Function, AreThoseOfTheRelease) {
     EXPECT_EQ(of15.ask(sql).starts_with("error 14216"), a.in15) << sql;
     EXPECT_FALSE(ofAny.ask(sql).starts_with("error 14216")) << sql;
   }
+}
+
+TEST(Type, IsThereFromItsReleaseOn) {
+  CatalogOptions old, middle;
+  old.release = Release::ase125;
+  middle.release = Release::ase15;
+  Probe of125("", old), of15("", middle), ofAny;
+  for (const char* type : {"bigint", "unsigned int", "unitext", "bigdatetime"}) {
+    const std::string sql = "create table t (a " + std::string(type) + ") drop table t";
+    EXPECT_EQ(of125.refusal(sql).substr(0, 5), "2715:") << type;
+    EXPECT_EQ(of15.ask(sql), "(closed)\n") << type;
+    EXPECT_EQ(ofAny.ask(sql), "(closed)\n") << type;
+  }
+  const std::string listed = "select count(*) from systypes where name in ('bigint', 'date')";
+  EXPECT_EQ(of125.rows(listed), "1\n");
+  EXPECT_EQ(of15.rows(listed), "2\n");
+  EXPECT_EQ(of125.ask("exec sp_addtype b, 'bigint'").substr(0, 11), "error 17304");
 }
 
 TEST(Function, HaveTheTypesThatNewColumnsGet) {

@@ -47,6 +47,7 @@ TEST(Global, FollowTheSession) {
   EXPECT_EQ(probe.rows("set transaction isolation level 3 set rowcount 5 select @@isolation, "
                        "@@setrowcount"),
             "3 | 5\n");
+  EXPECT_EQ(probe.rows("set textsize 100 select @@textsize"), "100\n");
   EXPECT_EQ(probe.rows("begin tran select @@transtate, @@trancount"), "0 | 1\n");
   EXPECT_EQ(probe.rows("rollback select @@transtate, @@trancount"), "3 | 0\n");
   EXPECT_EQ(probe.rows("begin tran commit select @@transtate"), "1\n");
@@ -66,7 +67,7 @@ TEST(Global, TellTheEndOfACursor) {
 
 TEST(Global, TellWhereAScrollingCursorStands) {
   Probe probe(kThreeRows);
-  probe.ask("declare c cursor for select a from t order by a");
+  probe.ask("declare c scroll cursor for select a from t order by a");
   EXPECT_EQ(probe.rows("declare @a int, @b int, @c int, @d int, @e int "
                        "open c fetch last from c into @a fetch prior from c into @b "
                        "fetch first from c into @c fetch absolute -1 from c into @d "

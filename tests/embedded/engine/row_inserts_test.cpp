@@ -32,7 +32,7 @@ struct Loaded {
   /// What the store holds, with its types.
   std::string rows(const std::string& table, const std::vector<std::string>& columns) {
     Server& server = catalog.server();
-    const Caller caller;
+    const Caller caller{kDboUid, server.database};
     tsql::ObjectName name;
     name.name = table;
     const ObjectInfo object = server.catalog.requireObject(name, caller);

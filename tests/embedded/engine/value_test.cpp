@@ -146,7 +146,9 @@ TEST(Value, UnsignedIntegersReachTheirLastValue) {
   EXPECT_EQ(probe.rows("select a from t where a = 18446744073709551615"), "18446744073709551615\n");
   for (const char* expression :
        {"convert(unsigned bigint, 18446744073709551615) + 1", "convert(unsigned bigint, 0) - 1",
-        "convert(bigint, 9223372036854775807) + 1"}) {
+        "-convert(unsigned bigint, 5)", "convert(bigint, 9223372036854775807) + 1",
+        "convert(tinyint, 200) + convert(tinyint, 100)",
+        "convert(unsigned int, 1) - convert(unsigned int, 2)"}) {
     EXPECT_EQ(probe.refusal("select " + std::string(expression)),
               "3606: Arithmetic overflow occurred.\n")
         << expression;

@@ -79,6 +79,74 @@ TEST(Statement, NeedsNoSeparator) {
   });
 }
 
+TEST(Statement, LaterReleasesHaveMore) {
+  expectBoundaries({
+      "create encryption key k as default for AES with keylength 256 passwd 'x' init_vector null "
+      "pad random | create encryption key master with passwd 'x' | alter encryption key k add "
+      "encryption with passwd 'y' for user u | alter encryption key k as not default | alter "
+      "encryption key k drop encryption for user u | alter encryption key k modify owner u | drop "
+      "encryption key o.k | select 1",
+      "alter role r drop passwd | alter role r add passwd 'x' | alter role r add exclusive "
+      "membership q | alter role r lock | alter role r set passwd expiration 3 | set role r with "
+      "passwd 'x' on | set role \"r\" off | grant role r, q to @v, u | set encryption passwd 'x' "
+      "for key k | print 'x'",
+      "create login l with password 'x' fullname 'y' default database d min password length 6 | "
+      "create login profile p with max failed attempts 3 | alter login l drop auto activated roles "
+      "r | alter login l modify fullname 'x' | drop login profile p | drop login l with override | "
+      "create thread pool p with thread count = 3 | select 1",
+      "merge into t using s on t.a = s.a when matched then update set b = s.b, c = 1 when not "
+      "matched and s.a > 1 then insert (a, b) values (s.a, 2) | select a from t | merge into t x "
+      "using (select 1 as a) s on x.a = s.a when matched then delete | merge t as x using s on 1 = "
+      "1 when not matched then insert values (1) plan '(x)' | select merge, transfer from merge",
+      "alter table t modify owner u preserve permissions | alter view o.v modify owner u | alter "
+      "all o.* modify owner u | alter table t modify owner int null | alter table t modify owner "
+      "varchar(9) | select 1",
+      "alter table t split partition p into (q values <= (1) on s, r values <= (2)) | alter table "
+      "t merge partition p, q into r | alter table t move partition p to 'default' | alter table t "
+      "drop partition p, q | alter table t modify partition p set compression = row | alter table "
+      "t set dml_logging = minimal, erase residual data on, transfer table off | select 1",
+      "create table t (a text null in row (9) not compressed, b text null off row compressed = 5, "
+      "c "
+      "int encrypt with d.o.k decrypt_default 0 not null) with dml_logging = minimal, erase "
+      "residual "
+      "data on, lob_compression = 9 partition by hash (a) 3 on (s, t) | create table u (a int) "
+      "partition by list (a) (p values (1, 2), values (3)) | select a into t lock datarows with "
+      "exp_row_size = 1 partition by roundrobin 2 from t",
+      "create index i on t (a) with online, statistics hashing, index_compression = page local "
+      "index "
+      "p on s, q | truncate table t partition p | truncate lob @x (3) | transfer table t to 'f' "
+      "for "
+      "ase | deallocate locator @x | waitfor time '1:00' | waitfor errorexit | mount database all "
+      "from 'f' | select 1",
+      "declare c semi_sensitive scroll cursor for select a from t | declare d no scroll cursor for "
+      "select 1 | fetch absolute -1 c into @x | fetch relative @n from c | select a from t order "
+      "by "
+      "a rows limit 3 offset 4 for read only | select a from t rows limit 1 | update t set a = 1 "
+      "where a = 2 plan '(x)'",
+      "create precomputed result set p (a) manual refresh lock datarows as select 1 | refresh "
+      "precomputed result set p | alter precomputed result set p disable | drop precomputed result "
+      "set p | select 1",
+  });
+}
+
+TEST(Statement, EarlierReleasesRefuseIt) {
+  for (const std::string_view later :
+       {"merge into t using s on 1 = 1 when matched then delete",
+        "create login l with password 'x'", "create table t (a int) partition by roundrobin 2",
+        "create table t (a int, b as a)", "declare c scroll cursor for select 1",
+        "create index i on t (a) local index", "create function f () returns int as return 1",
+        "truncate table t partition p"}) {
+    EXPECT_EQ(parsed(later, {.release = 12}).substr(0, 3).find("1"), 0U) << later;
+    EXPECT_EQ(parsed(later, {.release = 15}), later);
+  }
+  for (const std::string_view later :
+       {"select 1 rows limit 1", "create trigger g on t for insert order 2 as print 'x'",
+        "create or replace rule r as @a > 1"}) {
+    EXPECT_EQ(parsed(later, {.release = 15}).substr(0, 5), "156 1") << later;
+    EXPECT_EQ(parsed(later), later);
+  }
+}
+
 TEST(Statement, ViewsStandAmongOthers) {
   expectBoundaries({
       "create view v as select a from t where b = 1 | grant all on v to public | create "

@@ -1,4 +1,4 @@
-// sp_rename, declared keys, options, and the procedures that leave no trace in a catalog.
+// sp_rename, declared keys, messages, segments and their thresholds.
 #include <algorithm>
 #include <charconv>
 
@@ -171,22 +171,7 @@ void spDropkey(ProcedureRun& run) {
   run.print(17738, "Key dropped.");
 }
 
-// options, messages, segments
-
-void spDboption(ProcedureRun& run) {
-  if (!run.argument(0)) return;
-  constexpr std::string_view kAllowNulls = "allow nulls by default";
-  const std::string option = run.text(1);
-  const bool on = run.text(2) == "true" || run.text(2) == "TRUE";
-  // An option may be cut short as long as it stays unique.
-  if (option.size() < 3 || !kAllowNulls.starts_with(option)) {
-    return run.ignore("the option '" + option + "'");
-  }
-  run.catalog().useDatabase(run.text(0));
-  run.store().run(on ? "UPDATE sysdatabases SET status = status | ? WHERE name = ?"
-                     : "UPDATE sysdatabases SET status = status & ~? WHERE name = ?",
-                  database_status::kAllowNulls, run.text(0));
-}
+// messages, segments
 
 void spAddmessage(ProcedureRun& run) {
   const std::string number = run.text(0);
@@ -199,6 +184,14 @@ void spAddmessage(ProcedureRun& run) {
   run.store().run("INSERT INTO sysusermessages(error, uid, description) VALUES (?, ?, ?)", error,
                   run.caller().uid, run.text(1));
   run.print(17202, "The message has been inserted.");
+}
+
+void spDropmessage(ProcedureRun& run) {
+  if (!run.store().value("SELECT 1 FROM sysusermessages WHERE error = ?", run.text(0))) {
+    run.fail(17209, "Message number ", run.text(0), " does not exist.");
+  }
+  run.store().run("DELETE FROM sysusermessages WHERE error = ?", run.text(0));
+  run.print(17210, "Message deleted.");
 }
 
 void spAddsegment(ProcedureRun& run) {
@@ -224,15 +217,15 @@ void spDropsegment(ProcedureRun& run) {
 
 // thresholds
 
-int thresholdSegment(ProcedureRun& run) {
-  const auto segment =
-      run.store().value("SELECT segment FROM syssegments WHERE name = ?", run.text(1));
-  if (!segment) run.fail(17520, "There is no such segment as '", run.text(1), "'.");
+int thresholdSegment(ProcedureRun& run, std::size_t argument) {
+  const std::string name = run.text(argument);
+  const auto segment = run.store().value("SELECT segment FROM syssegments WHERE name = ?", name);
+  if (!segment) run.fail(17520, "There is no such segment as '", name, "'.");
   return *segment;
 }
 
-std::int64_t freeSpace(ProcedureRun& run) {
-  const std::string number = run.text(2);
+std::int64_t freeSpace(ProcedureRun& run, std::size_t argument) {
+  const std::string number = run.text(argument);
   std::int64_t pages = 0;
   const auto end = std::from_chars(number.data(), number.data() + number.size(), pages).ptr;
   if (number.empty() || end != number.data() + number.size() || pages < 0) {
@@ -242,8 +235,8 @@ std::int64_t freeSpace(ProcedureRun& run) {
 }
 
 void spAddthreshold(ProcedureRun& run) {
-  const int segment = thresholdSegment(run);
-  const std::int64_t pages = freeSpace(run);
+  const int segment = thresholdSegment(run, 1);
+  const std::int64_t pages = freeSpace(run, 2);
   if (run.store().value("SELECT 1 FROM systhresholds WHERE segment = ? AND free_space = ?", segment,
                         pages)) {
     run.fail(17902, "There is already a threshold at ", pages, " pages of segment '", run.text(1),
@@ -255,34 +248,33 @@ void spAddthreshold(ProcedureRun& run) {
   run.print(17903, "Adding threshold for segment '", run.text(1), "' at '", pages, "' pages.");
 }
 
-void spDropthreshold(ProcedureRun& run) {
-  const int segment = thresholdSegment(run);
-  const std::int64_t pages = freeSpace(run);
+void requireThreshold(ProcedureRun& run, int segment, std::int64_t pages) {
   if (!run.store().value("SELECT 1 FROM systhresholds WHERE segment = ? AND free_space = ?",
                          segment, pages)) {
     run.fail(17904, "Segment '", run.text(1), "' does not have a threshold at '", pages,
              "' pages.");
   }
+}
+
+void spDropthreshold(ProcedureRun& run) {
+  const int segment = thresholdSegment(run, 1);
+  const std::int64_t pages = freeSpace(run, 2);
+  requireThreshold(run, segment, pages);
   run.store().run("DELETE FROM systhresholds WHERE segment = ? AND free_space = ?", segment, pages);
   run.print(17905, "Dropping threshold for segment '", run.text(1), "' at '", pages, "' pages.");
 }
 
-// procedures, tables, the server
-
-void spProcxmode(ProcedureRun& run) {
-  constexpr std::string_view kModes[] = {"chained", "unchained", "anymode",
-                                         "any",     "dynamic",   "static"};
-  const auto name = run.argument(0);
-  if (!name) return;
-  const ObjectInfo object = run.requireObject(*name);
-  if (object.type != object_type::kProcedure) {
-    run.fail(17461, "Object does not exist in this database.");
-  }
-  const auto mode = run.argument(1);
-  if (mode && std::ranges::find(kModes, tsql::lowerCase(*mode)) == std::end(kModes)) {
-    run.fail(17880, "'", *mode, "' is no transaction mode.");
-  }
-  run.ignore("the transaction mode");
+/// sp_modifythreshold database, segment, pages [, procedure [, new pages [, new segment]]]
+void spModifythreshold(ProcedureRun& run) {
+  const int segment = thresholdSegment(run, 1);
+  const std::int64_t pages = freeSpace(run, 2);
+  requireThreshold(run, segment, pages);
+  const int newSegment = run.argument(5) ? thresholdSegment(run, 5) : segment;
+  const std::int64_t newPages = run.argument(4) ? freeSpace(run, 4) : pages;
+  run.store().run(
+      "UPDATE systhresholds SET segment = ?, free_space = ?, proc_name = ifnull(?, proc_name)"
+      " WHERE segment = ? AND free_space = ?",
+      newSegment, newPages, run.argument(3), segment, pages);
 }
 
 void spRole(ProcedureRun& run) {
@@ -292,16 +284,6 @@ void spRole(ProcedureRun& run) {
   if (action == "revoke") return roles.revoke(run.text(1), run.text(2));
   run.fail(17865, "The action is 'grant' or 'revoke', not '", action, "'.");
 }
-
-void spWithoutEffect(ProcedureRun& run) { run.ignore("the call"); }
-
-/// The object of the first argument must be there.
-void spOfObject(ProcedureRun& run) {
-  if (const auto name = run.argument(0)) run.requireObject(*name);
-  run.ignore("the call");
-}
-
-constexpr std::string_view kAnyArguments = "@a @b @c @d @e @f @g @h";
 
 constexpr Procedure kProcedures[] = {
     {"sp_rename", "@objname @newname @objtype", 2, spRename},
@@ -313,31 +295,16 @@ constexpr Procedure kProcedures[] = {
      "@col6a @col6b @col7a @col7b @col8a @col8b",
      4, spCommonkey},
     {"sp_dropkey", "@keytype @tabname @deptabname", 2, spDropkey},
-    {"sp_dboption", "@dbname @optname @optvalue @dockpt", 0, spDboption},
     {"sp_addmessage", "@message_num @message_text @language @with_log @replace", 2, spAddmessage},
     {"sp_addsegment", "@segname @dbname @devname", 1, spAddsegment},
     {"sp_addthreshold", "@dbname @segname @free_space @proc_name", 4, spAddthreshold},
-    {"sp_bindcache", kAnyArguments, 0, spWithoutEffect},
-    {"sp_bindmsg", kAnyArguments, 0, spWithoutEffect},
-    {"sp_cachestrategy", kAnyArguments, 0, spWithoutEffect},
-    {"sp_changedbowner", "@loginame @true", 1, spWithoutEffect},
-    {"sp_chgattribute", "@objname @optname @optvalue @optvalue2", 2, spOfObject},
-    {"sp_configure", kAnyArguments, 0, spWithoutEffect},
+    {"sp_dropmessage", "@message_num @language", 1, spDropmessage},
     {"sp_dropsegment", "@segname @dbname @device", 2, spDropsegment},
     {"sp_dropthreshold", "@dbname @segname @free_space", 3, spDropthreshold},
-    {"sp_extendsegment", kAnyArguments, 0, spWithoutEffect},
-    {"sp_indsuspect", kAnyArguments, 0, spWithoutEffect},
-    {"sp_locklogin", kAnyArguments, 0, spWithoutEffect},
-    {"sp_modifylogin", kAnyArguments, 0, spWithoutEffect},
-    {"sp_password", kAnyArguments, 0, spWithoutEffect},
-    {"sp_placeobject", kAnyArguments, 0, spWithoutEffect},
-    {"sp_procxmode", "@procname @tranmode", 0, spProcxmode},
-    {"sp_recompile", "@objname", 1, spOfObject},
+    {"sp_modifythreshold",
+     "@dbname @segname @free_space @new_proc_name @new_free_space @new_segname", 3,
+     spModifythreshold},
     {"sp_role", "@action @rolename @grantee", 3, spRole},
-    {"sp_setreplicate", kAnyArguments, 0, spWithoutEffect},
-    {"sp_spaceused", "@objname @list_indices", 0, spOfObject},
-    {"sp_unbindcache", kAnyArguments, 0, spWithoutEffect},
-    {"sp_unbindmsg", kAnyArguments, 0, spWithoutEffect},
 };
 
 }  // namespace

@@ -12,7 +12,9 @@ namespace {
 const Procedure* findProcedure(std::string_view name) {
   for (const auto group :
        {columnProcedures(), reportProcedures(), typeProcedures(), userProcedures(),
-        objectProcedures(), metadataProcedures(), keyProcedures(), privilegeProcedures()}) {
+        objectProcedures(), attributeProcedures(), compiledProcedures(), databaseProcedures(),
+        serverProcedures(), helpProcedures(), metadataProcedures(), keyProcedures(),
+        privilegeProcedures(), operationProcedures()}) {
     const auto found = std::ranges::find(group, name, &Procedure::name);
     if (found != group.end()) return &*found;
   }
@@ -29,9 +31,16 @@ std::vector<std::string_view> words(std::string_view text) {
   return found;
 }
 
+std::vector<std::optional<std::string>> valuesOf(const ProcedureCall& call) {
+  std::vector<std::optional<std::string>> values;
+  for (const ProcedureArgument& argument : call.arguments) values.push_back(argument.value);
+  return values;
+}
+
 std::vector<std::optional<std::string>> placeArguments(const Procedure& procedure,
                                                        const ProcedureCall& call,
                                                        const CatalogWriter& writer) {
+  if (procedure.parameters == kAnyParameters) return valuesOf(call);
   const std::vector<std::string_view> names = words(procedure.parameters);
   std::vector<std::optional<std::string>> placed(names.size());
   std::vector<bool> given(names.size());
@@ -63,6 +72,7 @@ std::vector<std::optional<std::string>> placeArguments(const Procedure& procedur
 }  // namespace
 
 std::optional<std::string> ProcedureRun::argument(std::size_t position) const {
+  if (position >= arguments_.size()) return std::nullopt;
   std::optional<std::string> value = arguments_[position];
   if (value) value->erase(value->find_last_not_of(' ') + 1);
   return value;

@@ -67,12 +67,21 @@ class ProcedureRun {
 
 struct Procedure {
   std::string_view name;
-  std::string_view parameters;  ///< their names, separated by blanks
+  std::string_view parameters;  ///< their names, separated by blanks, or kAnyParameters
   std::size_t required;         ///< how many of them must be given
   void (*run)(ProcedureRun& run);
 };
 
+/// Instead of the names of parameters: any number of arguments with any names.
+inline constexpr std::string_view kAnyParameters = "*";
+
+std::span<const Procedure> attributeProcedures();
 std::span<const Procedure> columnProcedures();
+std::span<const Procedure> compiledProcedures();
+std::span<const Procedure> databaseProcedures();
+std::span<const Procedure> helpProcedures();
+std::span<const Procedure> operationProcedures();
+std::span<const Procedure> serverProcedures();
 std::span<const Procedure> reportProcedures();
 std::span<const Procedure> typeProcedures();
 std::span<const Procedure> userProcedures();

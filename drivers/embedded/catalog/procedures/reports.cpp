@@ -1,6 +1,7 @@
 // sp_helptext and sp_helpindex.
 #include "drivers/embedded/catalog/index_writer.h"
-#include "drivers/embedded/catalog/procedures/procedure.h"
+#include "drivers/embedded/catalog/procedures/query_report.h"
+#include "drivers/embedded/catalog/storage_writer.h"
 
 namespace kelvane::embedded {
 
@@ -13,6 +14,10 @@ void spHelptext(ProcedureRun& run) {
   const auto lines =
       run.store().value("SELECT count(*) FROM syscomments WHERE id = ?", object.id).value_or(0);
   if (lines == 0) run.fail(17679, "There is no text for object ", object.name, ".");
+  if (run.store().value("SELECT 1 FROM syscomments WHERE id = ? AND status & ?", object.id,
+                        comment_status::kHidden)) {
+    run.fail(18406, "Source text for compiled object '", object.name, "' is hidden.");
+  }
   const bool isGroup =
       run.store().value("SELECT count(DISTINCT number) FROM syscomments WHERE id = ?", object.id) >
       1;
@@ -68,16 +73,35 @@ std::string indexKeys(Catalog& catalog, int tableId, int indid) {
   }
 }
 
+bool isLocal(ProcedureRun& run, int tableId, const Cell& index) {
+  return run.store()
+      .value("SELECT 1 FROM sysindexes WHERE id = ? AND name = ? AND indid > 0 AND status3 & ?",
+             tableId, std::get<std::string>(index), index_status3::kLocal)
+      .has_value();
+}
+
 // Release 15 put the keys before the description, which no longer tells the segment.
-void adaptTo15(ResultSet& set) {
+void adaptTo15(ProcedureRun& run, int tableId, ResultSet& set) {
   std::swap(set.columns[1], set.columns[2]);
   set.columns.push_back({"index_local", declaredType(Varchar, 12, {}, true)});
   for (Row& row : set.rows) {
     auto& description = std::get<std::string>(row[1]);
     description.erase(description.find(kLocatedOn));
     std::swap(description, std::get<std::string>(row[2]));
-    row.push_back("Global Index");
+    row.push_back(std::string(isLocal(run, tableId, row[0]) ? "Local Index" : "Global Index"));
   }
+}
+
+/// The partitions of the indexes, which release 15 shows behind them. An index that was not
+/// partitioned has one, named after it and its table.
+ResultSet indexPartitions(ProcedureRun& run, int tableId) {
+  return queryReport(
+      run, {run.nameColumn("index_ptn_name", 30, true), run.nameColumn("index_ptn_seg", 30, true)},
+      "SELECT ifnull(p.name, i.name || '_' || i.id), s.name FROM sysindexes i"
+      " LEFT JOIN syspartitions p ON p.id = i.id AND p.indid = i.indid"
+      " LEFT JOIN syssegments s ON s.segment = ifnull(p.segment, i.segment)"
+      " WHERE i.id = ? AND i.indid BETWEEN 1 AND 254 ORDER BY i.indid, p.partitionid",
+      tableId);
 }
 
 void spHelpindex(ProcedureRun& run) {
@@ -106,8 +130,10 @@ void spHelpindex(ProcedureRun& run) {
   if (set.rows.empty()) {
     run.print(17640, "Object does not have any indexes.");
   } else {
-    if (run.catalog().options().isAtLeast15()) adaptTo15(set);
+    const bool isAtLeast15 = run.catalog().options().isAtLeast15();
+    if (isAtLeast15) adaptTo15(run, table.id, set);
     run.result().resultSets.push_back(std::move(set));
+    if (isAtLeast15) run.result().resultSets.push_back(indexPartitions(run, table.id));
   }
 }
 

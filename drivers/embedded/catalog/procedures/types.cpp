@@ -63,7 +63,8 @@ void spAddtype(ProcedureRun& run) {
   const std::string physical = run.text(1);
   const tsql::DataType declared = parsePhysicalType(run, physical);
   const SystemType* base = findSystemType(declared.name);
-  if (base == nullptr) run.fail(17304, "Physical type '", physical, "' does not exist.");
+  if (base == nullptr || !run.catalog().options().has(base->since))
+    run.fail(17304, "Physical type '", physical, "' does not exist.");
   if (base->kind == TypeKind::Timestamp) {
     run.fail(17300, "User-defined datatypes based on the 'timestamp' datatype are not allowed.");
   }

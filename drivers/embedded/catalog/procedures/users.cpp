@@ -1,14 +1,10 @@
 // Logins, users, groups and aliases.
+#include "drivers/embedded/catalog/procedures/logins.h"
 #include "drivers/embedded/catalog/procedures/procedure.h"
 #include "drivers/embedded/catalog/system_tables.h"
+#include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::embedded {
-
-namespace {
-
-constexpr int kFirstUserUid = 3;
-constexpr int kGuestSuid = -1;
-constexpr int kGroupSuid = -2;
 
 int addLogin(ProcedureRun& run, std::string_view name, std::string_view database,
              std::string_view fullName) {
@@ -18,6 +14,17 @@ int addLogin(ProcedureRun& run, std::string_view name, std::string_view database
       name, database, fullName);
   return run.catalog().loginId(name).value();
 }
+
+int loginOf(ProcedureRun& run, std::string_view name) {
+  const auto known = run.catalog().loginId(name);
+  return known ? *known : addLogin(run, name, "master", {});
+}
+
+namespace {
+
+constexpr int kFirstUserUid = 3;
+constexpr int kGuestSuid = -1;
+constexpr int kGroupSuid = -2;
 
 int requireGroup(ProcedureRun& run, std::string_view name) {
   const auto uid = run.store().value(
@@ -59,6 +66,52 @@ void spDroplogin(ProcedureRun& run) {
   run.print(17503, "Login dropped.");
 }
 
+void requireLogin(ProcedureRun& run) {
+  if (run.catalog().loginId(run.text(0))) return;
+  run.fail(17231, "No login with the specified name exists.");
+}
+
+void setDefaultDatabase(ProcedureRun& run, const std::string& database) {
+  requireLogin(run);
+  run.store().run("UPDATE syslogins SET dbname = ? WHERE name = ?", database, run.text(0));
+}
+
+void spDefaultdb(ProcedureRun& run) {
+  setDefaultDatabase(run, run.text(1));
+  run.print(17270, "Default database changed.");
+}
+
+/// sp_modifylogin login, option, value
+void spModifylogin(ProcedureRun& run) {
+  const std::string option = tsql::lowerCase(run.text(1));
+  if (option == "defdb") {
+    setDefaultDatabase(run, run.text(2));
+  } else if (option == "fullname" || option == "deflanguage") {
+    requireLogin(run);
+    run.store().run(option == "fullname" ? "UPDATE syslogins SET fullname = ? WHERE name = ?"
+                                         : "UPDATE syslogins SET language = ? WHERE name = ?",
+                    run.text(2), run.text(0));
+  } else {
+    return run.ignore(concat("the option '", option, "'"));
+  }
+  run.print(17888, "Option changed.");
+}
+
+/// sp_locklogin login, "lock" | "unlock"
+void spLocklogin(ProcedureRun& run) {
+  constexpr int kLocked = 2;  // in syslogins.status
+  const std::string action = tsql::lowerCase(run.text(1));
+  if (!run.argument(0) || (action != "lock" && action != "unlock")) {
+    return run.ignore("the call");
+  }
+  requireLogin(run);
+  run.store().run(action == "lock" ? "UPDATE syslogins SET status = status | ? WHERE name = ?"
+                                   : "UPDATE syslogins SET status = status & ~? WHERE name = ?",
+                  kLocked, run.text(0));
+  run.print(action == "lock" ? 17726 : 17727,
+            action == "lock" ? "Account locked." : "Account unlocked.");
+}
+
 void spAddgroup(ProcedureRun& run) {
   requireFreeUserName(run, run.text(0));
   // A group differs from a role by an environment, which is one blank for want of empty texts.
@@ -93,8 +146,7 @@ void spAdduser(ProcedureRun& run) {
     if (known && run.store().value("SELECT 1 FROM sysusers WHERE suid = ?", *known)) {
       run.fail(17330, "User '", login, "' already has a name in this database.");
     }
-    // A script for one database seldom brings the server's logins along.
-    suid = known ? *known : addLogin(run, login, "master", {});
+    suid = loginOf(run, login);
   }
   run.store().run(
       "INSERT INTO sysusers(suid, uid, gid, name)"
@@ -129,8 +181,7 @@ void spChangegroup(ProcedureRun& run) {
 void spAddalias(ProcedureRun& run) {
   const std::string login = run.text(0);
   const int uid = requireUser(run, run.text(1));
-  const auto known = run.catalog().loginId(login);
-  const int suid = known ? *known : addLogin(run, login, "master", {});
+  const int suid = loginOf(run, login);
   if (run.store().value("SELECT 1 FROM sysusers WHERE suid = ?", suid)) {
     run.fail(17235, "'", login, "' is already a user of the current database.");
   }
@@ -157,6 +208,9 @@ constexpr Procedure kProcedures[] = {
      "@loginame @passwd @defdb @deflanguage @fullname @passwdexp @minpwdlen @maxfailedlogins "
      "@auth_mech",
      2, spAddlogin},
+    {"sp_defaultdb", "@loginame @defdb", 2, spDefaultdb},
+    {"sp_locklogin", "@loginame @locktype", 0, spLocklogin},
+    {"sp_modifylogin", "@loginame @option @value", 2, spModifylogin},
     {"sp_droplogin", "@loginame", 1, spDroplogin},
     {"sp_addgroup", "@grpname", 1, spAddgroup},
     {"sp_dropgroup", "@grpname", 1, spDropgroup},

@@ -1,0 +1,121 @@
+#include "drivers/embedded/catalog/databases.h"
+
+#include <algorithm>
+
+#include "drivers/embedded/catalog/writer.h"
+
+namespace kelvane::embedded {
+
+namespace {
+
+constexpr std::string_view kFirst = "main";
+
+}  // namespace
+
+Databases::Databases(Database& store, const CatalogOptions& options)
+    : store_(store), options_(options), tables_(SystemTables::of(options.release)) {
+  for (const SystemTable& table : tables_.all()) {
+    const std::string name(table.name);
+    if (table.inMaster) {
+      PlainTable& rows = *(master_[table.name] = plainTable(store_.undoLog(), table));
+      store_.addTable(virtualTable(table, name, [&rows]() -> RowSource& { return rows; }));
+    } else {
+      store_.addTable(virtualTable(table, name, [this, &table]() -> RowSource& {
+        return current_->records.source(table.name);
+      }));
+    }
+  }
+  Savepoint savepoint(store_);
+  fillMaster(store_, options_);
+  savepoint.keep();
+  lastDbid_ = store_.value("SELECT max(dbid) FROM sysdatabases").value();
+  firstDbid_ = store_.value("SELECT dbid FROM sysdatabases WHERE name = ?", kFirst).value();
+  enter(kFirst);
+}
+
+Databases::Entry* Databases::find(std::string_view name) {
+  if (current_ != nullptr && current_->name == name) return current_;
+  auto dbid = store_.value("SELECT dbid FROM sysdatabases WHERE name = ?", name);
+  // A session may have begun there before the first one got its name.
+  if (!dbid && name == kFirst) dbid = firstDbid_;
+  if (!dbid) return nullptr;
+  std::unique_ptr<Entry>& entry = entries_[*dbid];
+  if (!entry) {
+    // What every database has stays there whatever becomes of the transaction.
+    UndoLog unused;
+    entry = std::make_unique<Entry>(*dbid, std::string(name), store_.undoLog(), tables_);
+    entry->records.logTo(unused);
+    fillDatabase(entry->records, tables_, options_);
+    unused.settle();
+    entry->records.logTo(store_.undoLog());
+  }
+  // It may have been called otherwise, in a transaction that was rolled back.
+  if (name != kFirst) entry->name = name;
+  return entry.get();
+}
+
+Databases::Entry* Databases::findOwner(int objectId) {
+  if (current_->records.object(objectId) != nullptr) return current_;
+  for (auto& [dbid, entry] : entries_) {
+    if (entry->records.object(objectId) != nullptr) return entry.get();
+  }
+  return nullptr;
+}
+
+Databases::Entry& Databases::of(int objectId) {
+  Entry* owner = findOwner(objectId);
+  return owner == nullptr ? *current_ : *owner;
+}
+
+void Databases::enter(std::string_view name) {
+  if (current_ != nullptr && current_->name == name) return;
+  if (Entry* entered = find(name)) current_ = entered;
+}
+
+std::string Databases::sqlName(const Entry& database, const SystemTable& table) {
+  std::string name(table.name);
+  if (table.inMaster || &database == current_) return name;
+  name = concat("d", database.dbid, "_", table.name);
+  if (named_.insert(name).second) {
+    const int dbid = database.dbid;
+    store_.addTable(virtualTable(table, name, [this, dbid, &table]() -> RowSource& {
+      return entries_.at(dbid)->records.source(table.name);
+    }));
+  }
+  return name;
+}
+
+void Databases::add(std::string_view name) {
+  if (store_.value("SELECT dbid FROM sysdatabases WHERE name = ?", name)) return;
+  // A number is not given twice, so that a database never finds the records of another.
+  store_.run("INSERT INTO sysdatabases(name, dbid, suid, crdate, status) VALUES (?, ?, 1, ?, ?)",
+             name, ++lastDbid_, currentTime(),
+             options_.allowNullsByDefault ? database_status::kAllowNulls : 0);
+}
+
+bool Databases::nameFirst(std::string_view name) {
+  if (!store_.value("SELECT dbid FROM sysdatabases WHERE name = ?", kFirst)) return false;
+  Entry* first = find(kFirst);
+  store_.run("UPDATE sysdatabases SET name = ? WHERE dbid = ?", name, first->dbid);
+  first->name = name;
+  return true;
+}
+
+void Databases::remove(Entry& database) {
+  for (Slot slot = 0; slot < database.records.objects.slots(); ++slot) {
+    if (!database.records.objects.holds(slot)) continue;
+    const SysObject& object = database.records.objects[slot];
+    if (!object.hasRowTable) continue;
+    store_.execute(concat("DROP TABLE t", object.id));
+    database.records.objects.change(slot, [](SysObject& row) { row.hasRowTable = false; });
+  }
+  store_.run("DELETE FROM sysdatabases WHERE name = ?", database.name);
+}
+
+bool Databases::isFree(int objectId) const {
+  return std::ranges::all_of(entries_, [&](const auto& entry) {
+    return entry.second->records.object(objectId) == nullptr;
+  });
+}
+
+}  // namespace kelvane::embedded

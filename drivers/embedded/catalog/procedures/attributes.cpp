@@ -1,0 +1,361 @@
+// What the procedures for the storage, the caches and the replication of objects keep in the
+// catalog.
+#include <algorithm>
+#include <charconv>
+#include <limits>
+
+#include "drivers/embedded/catalog/index_writer.h"
+#include "drivers/embedded/catalog/name_text.h"
+#include "drivers/embedded/catalog/procedures/procedure.h"
+#include "drivers/embedded/tsql/words.h"
+
+namespace kelvane::embedded {
+
+namespace {
+
+constexpr int kTextNotIndexed = -1;
+
+/// A table, or one of its indexes as `table.index`. The row of sysindexes is the index's, or the
+/// one that stands for the table's data.
+struct Target {
+  ObjectInfo table;
+  int indid = kHeapIndid;
+  bool isIndex = false;
+};
+
+Target requireTarget(ProcedureRun& run, const std::string& name) {
+  const auto [tableName, last] = splitAtLastDot(name, run.quotedNames());
+  if (!tableName.empty()) {
+    const auto table = run.catalog().findObject(tableName, run.caller());
+    if (table && table->type == object_type::kTable) {
+      const std::string index = lastName(last, run.quotedNames());
+      // The text chain has a name too.
+      const auto& indexes = run.writer().records().indexes;
+      for (const Slot slot : indexes.where<&SysIndex::id>(table->id)) {
+        const bool isMeant = indexes[slot].indid != kHeapIndid && indexes[slot].name == index;
+        if (isMeant) return {*table, indexes[slot].indid, true};
+      }
+    }
+  }
+  Target target{run.requireObject(name)};
+  if (run.writer().records().index(target.table.id, kHeapIndid) == nullptr) {
+    target.indid = kClusteredIndid;
+  }
+  return target;
+}
+
+std::int64_t requireNumber(const ProcedureRun& run, const std::string& text, std::int64_t least,
+                           std::int64_t most) {
+  std::int64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  const bool isNumber = !text.empty() && error == std::errc() && end == text.data() + text.size();
+  if (!isNumber || number < least || number > most) {
+    run.fail(18123, "The value '", text, "' is not valid: it must be between ", least, " and ",
+             most, ".");
+  }
+  return number;
+}
+
+// sp_chgattribute
+
+template <auto kMember>
+void setOnIndex(ProcedureRun& run, const Target& target, std::int64_t value) {
+  run.writer().records().changeIndex(target.table.id, target.indid, [&](SysIndex& row) {
+    row.*kMember = static_cast<int>(value);
+  });
+}
+
+template <int kBit>
+void setBitOfTable(ProcedureRun& run, const Target& target, std::int64_t value) {
+  run.writer().records().changeObject(target.table.id, [&](SysObject& row) {
+    row.sysstat2 = value != 0 ? row.sysstat2 | kBit : row.sysstat2 & ~kBit;
+  });
+}
+
+void setIdentityBurnMax(ProcedureRun& run, const Target& target, std::int64_t value) {
+  if (run.writer().records().identityColumn(target.table.id) == nullptr) {
+    run.fail(18125, "Table '", target.table.name, "' has no identity column.");
+  }
+  run.writer().records().changeObject(target.table.id,
+                                      [&](SysObject& row) { row.identburnmax = value; });
+}
+
+struct Attribute {
+  std::string_view name;
+  std::int64_t least;
+  std::int64_t most;
+  bool ofIndexes;  ///< also of a single index
+  /// Null: the catalog has no place for it.
+  void (*set)(ProcedureRun& run, const Target& target, std::int64_t value);
+  Release since = Release::ase125;
+};
+
+constexpr std::int64_t kLargestInt = std::numeric_limits<int>::max();
+constexpr int kDeallocateFirstTextPage = 0x8000000;
+constexpr int kOptimisticIndexLock = 0x10000000;
+
+constexpr Attribute kAttributes[] = {
+    {"max_rows_per_page", 0, 256, true, setOnIndex<&SysIndex::maxrowsperpage>},
+    {"fillfactor", 0, 100, true, setOnIndex<&SysIndex::fill_factor>},
+    {"reservepagegap", 0, 255, true, setOnIndex<&SysIndex::res_page_gap>},
+    {"exp_row_size", 0, 16384, false, setOnIndex<&SysIndex::exp_rowsize>},
+    {"identity_gap", 0, kLargestInt, false, setOnIndex<&SysIndex::identitygap>},
+    {"concurrency_opt_threshold", -1, 32767, false, setOnIndex<&SysIndex::conopt_thld>},
+    {"plldegree", 0, 255, true, setOnIndex<&SysIndex::plldegree>, Release::ase15},
+    {"optimistic_index_lock", 0, 1, false, setBitOfTable<kOptimisticIndexLock>},
+    {"dealloc_first_txtpg", 0, 1, false, setBitOfTable<kDeallocateFirstTextPage>},
+    {"identity_burn_max", 0, std::numeric_limits<std::int64_t>::max(), false, setIdentityBurnMax},
+    {"ptn_locking", 0, 1, false, nullptr, Release::ase15},
+};
+
+void spChgattribute(ProcedureRun& run) {
+  const Target target = requireTarget(run, run.text(0));
+  if (target.table.type != object_type::kTable) {
+    run.fail(18122, "'", run.text(0), "' is neither a table nor an index of one.");
+  }
+  const std::string name = tsql::lowerCase(run.text(1));
+  const auto* attribute = std::ranges::find(kAttributes, name, &Attribute::name);
+  const bool isKnown =
+      attribute != std::end(kAttributes) && run.catalog().options().has(attribute->since);
+  if (!isKnown) {
+    run.fail(18124, "'", run.text(1), "' is no attribute that can be changed.");
+  }
+  if (target.isIndex && !attribute->ofIndexes) {
+    run.fail(18122, "The attribute '", name, "' is one of tables, not of the index '", run.text(0),
+             "'.");
+  }
+  // The value of identity_burn_max, which an int does not hold, is the fourth argument.
+  const bool isLong = attribute->set == setIdentityBurnMax && run.argument(3);
+  const std::int64_t value =
+      requireNumber(run, run.text(isLong ? 3 : 2), attribute->least, attribute->most);
+  if (attribute->set == nullptr) {
+    run.ignore(concat("'", name, "'"));
+  } else {
+    attribute->set(run, target, value);
+  }
+  run.print(18128, "'", name, "' attribute of object '", run.text(0), "' changed to ", value, ".");
+}
+
+// caches and segments
+
+/// In sysindexes.status2; prefetch and MRU replacement are on unless said.
+constexpr int kNoPrefetch = 16;
+constexpr int kNoMru = 32;
+
+/// sp_cachestrategy database, table [, index | "table only" | "text only" [, strategy, on | off]]
+void spCachestrategy(ProcedureRun& run) {
+  Target target = requireTarget(run, run.text(1));
+  const std::string part = run.text(2);
+  if (part == "text only") {
+    target.indid = kTextIndid;
+  } else if (!part.empty() && part != "table only") {
+    const auto indid = IndexWriter(run.writer()).find(target.table.id, part);
+    if (!indid) run.fail(18076, "There is no index '", part, "' on '", target.table.name, "'.");
+    target.indid = *indid;
+  }
+  const std::string strategy = tsql::lowerCase(run.text(3));
+  if (strategy.empty()) return run.ignore("the report");
+  if (strategy != "prefetch" && strategy != "mru") {
+    run.fail(18077, "The strategy is 'prefetch' or 'mru', not '", run.text(3), "'.");
+  }
+  const int bit = strategy == "mru" ? kNoMru : kNoPrefetch;
+  const bool on = tsql::lowerCase(run.text(4)) == "on";
+  run.writer().records().changeIndex(target.table.id, target.indid, [&](SysIndex& row) {
+    row.status2 = on ? row.status2 & ~bit : row.status2 | bit;
+  });
+}
+
+void spPlaceobject(ProcedureRun& run) {
+  const auto segment =
+      run.store().value("SELECT segment FROM syssegments WHERE name = ?", run.text(0));
+  if (!segment) run.fail(17520, "There is no such segment as '", run.text(0), "'.");
+  const Target target = requireTarget(run, run.text(1));
+  run.writer().records().changeIndex(target.table.id, target.indid,
+                                     [&](SysIndex& row) { row.segment = *segment; });
+  run.print(17541, "'", run.text(1), "' is now on segment '", run.text(0), "'.");
+}
+
+// sysattributes
+
+/// Of sysattributes.
+namespace attribute_class {
+constexpr int kCache = 3;
+constexpr int kLockPromotion = 5;
+}  // namespace attribute_class
+
+void removeAttribute(ProcedureRun& run, int attributeClass, int attribute, const Target& target,
+                     int index) {
+  run.store().run(
+      "DELETE FROM sysattributes WHERE class = ? AND attribute = ? AND object = ?"
+      " AND ifnull(object_info1, -1) = ?",
+      attributeClass, attribute, target.table.id, index);
+}
+
+/// sp_bindcache cache, database [, table [, index | "text only"]]
+void bindCache(ProcedureRun& run, std::size_t firstName, const std::optional<std::string>& cache) {
+  const auto name = run.argument(firstName);
+  if (!name) return run.ignore("the cache of a database");
+  const Target target = requireTarget(run, *name);
+  int index = kTextNotIndexed;
+  if (const auto part = run.argument(firstName + 1)) {
+    const auto indid = IndexWriter(run.writer()).find(target.table.id, *part);
+    if (*part != "text only" && !indid) {
+      run.fail(18076, "There is no index '", *part, "' on '", target.table.name, "'.");
+    }
+    index = indid.value_or(kTextIndid);
+  }
+  removeAttribute(run, attribute_class::kCache, 0, target, index);
+  if (!cache) return;
+  const bool isIndex = index != kTextNotIndexed;
+  run.store().run(
+      "INSERT INTO sysattributes(class, attribute, object_type, object, object_info1, int_value,"
+      " char_value) VALUES (?, 0, ?, ?, ?, 1, ?)",
+      attribute_class::kCache, isIndex ? "I" : "T", target.table.id,
+      isIndex ? std::optional(index) : std::nullopt, *cache);
+}
+
+void spBindcache(ProcedureRun& run) { bindCache(run, 2, run.text(0)); }
+void spUnbindcache(ProcedureRun& run) { bindCache(run, 1, {}); }
+
+constexpr int kPageLocks = 0;
+constexpr int kRowLocks = 1;
+
+/// sp_setpglockpromote { "server" | "database" | "table" }, name, low, high, percent
+template <int kAttribute>
+void setLockPromotion(ProcedureRun& run) {
+  if (tsql::lowerCase(run.text(0)) != "table") {
+    return run.ignore(concat("the lock promotion of a ", run.text(0)));
+  }
+  const Target target = requireTarget(run, run.text(1));
+  const std::int64_t low = requireNumber(run, run.text(2), 2, kLargestInt);
+  const std::int64_t high = requireNumber(run, run.text(3), low, kLargestInt);
+  const std::int64_t percent = requireNumber(run, run.text(4), 1, 100);
+  removeAttribute(run, attribute_class::kLockPromotion, kAttribute, target, kTextNotIndexed);
+  run.store().run(
+      "INSERT INTO sysattributes(class, attribute, object_type, object, char_value)"
+      " VALUES (?, ?, 'T', ?, ?)",
+      attribute_class::kLockPromotion, kAttribute, target.table.id,
+      concat("PCT = ", percent, ", LWM = ", low, ", HWM = ", high));
+}
+
+template <int kAttribute>
+void dropLockPromotion(ProcedureRun& run) {
+  if (tsql::lowerCase(run.text(0)) != "table") {
+    return run.ignore(concat("the lock promotion of a ", run.text(0)));
+  }
+  const Target target = requireTarget(run, run.text(1));
+  removeAttribute(run, attribute_class::kLockPromotion, kAttribute, target, kTextNotIndexed);
+}
+
+// messages of constraints
+
+void setConstraintMessage(ProcedureRun& run, int error) {
+  const ObjectInfo constraint = run.requireObject(run.text(0));
+  SystemRecords& records = run.writer().records();
+  if (records.constraints.first<&SysConstraint::constrid>(constraint.id) == nullptr) {
+    run.fail(17461, "Object does not exist in this database.");
+  }
+  records.constraints.each<&SysConstraint::constrid>(
+      constraint.id, [&](Slot slot, const SysConstraint&) {
+        records.constraints.change(slot, [&](SysConstraint& row) { row.error = error; });
+      });
+}
+
+void spBindmsg(ProcedureRun& run) {
+  const auto number = static_cast<int>(requireNumber(run, run.text(1), 20000, kLargestInt));
+  if (!run.store().value("SELECT 1 FROM sysusermessages WHERE error = ?", number)) {
+    run.fail(17215, "Message number ", number, " does not exist in sysusermessages.");
+  }
+  setConstraintMessage(run, number);
+  run.print(17216, "Message bound to constraint.");
+}
+
+void spUnbindmsg(ProcedureRun& run) {
+  setConstraintMessage(run, 0);
+  run.print(17217, "Message unbound from constraint.");
+}
+
+// replication
+
+/// In sysobjects.sysstat, a smallint.
+constexpr int kReplicated = -0x8000;
+
+bool isReplicated(ProcedureRun& run, const std::string& status) {
+  constexpr std::string_view kOn[] = {"true", "function", "table"};
+  if (std::ranges::count(kOn, status) != 0) return true;
+  if (status == "false") return false;
+  run.fail(17962, "The replication status is 'true' or 'false', not '", status, "'.");
+}
+
+/// sp_setreptable name, true | false, ...; the same for procedures. Without a status: a report.
+void setReplicated(ProcedureRun& run) {
+  const auto name = run.argument(0);
+  const auto status = run.argument(1);
+  if (!name || !status) return run.ignore("the report");
+  const ObjectInfo object = run.requireObject(*name);
+  const bool on = isReplicated(run, tsql::lowerCase(*status));
+  run.writer().records().changeObject(object.id, [&](SysObject& row) {
+    row.sysstat = on ? row.sysstat | kReplicated : row.sysstat & ~kReplicated;
+  });
+  run.print(17964, "The replication status for '", object.name, "' is set to ",
+            tsql::lowerCase(*status), ".");
+}
+
+/// In syscolumns.status of text and image columns.
+struct ColumnReplication {
+  std::string_view word;
+  int status;
+};
+constexpr ColumnReplication kColumnReplications[] = {
+    {"do_not_replicate", 0},
+    {"always_replicate", column_status::kAlwaysReplicated},
+    {"replicate_if_changed", column_status::kReplicatedIfChanged},
+};
+
+void spSetrepcol(ProcedureRun& run) {
+  const ObjectInfo table = run.requireObject(run.text(0));
+  const auto name = run.name(1);
+  const auto word = run.argument(2);
+  if (!name || !word) return run.ignore("the report");
+  const auto* replication =
+      std::ranges::find(kColumnReplications, tsql::lowerCase(*word), &ColumnReplication::word);
+  if (replication == std::end(kColumnReplications)) {
+    run.fail(17963, "'", *word, "' is no replication status of a column.");
+  }
+  const auto column = run.catalog().column(table.id, *name);
+  if (!column || !isLong(column->type.kind)) {
+    run.fail(17965, "The table '", table.name, "' has no text, unitext or image column '", *name,
+             "'.");
+  }
+  run.writer().records().changeColumn(table.id, column->colid, [&](SysColumn& row) {
+    row.status = (row.status & ~column_status::kReplication) | replication->status;
+  });
+  run.print(17966, "The replication status for column '", *name, "' is set to ", replication->word,
+            ".");
+}
+
+constexpr Procedure kProcedures[] = {
+    {"sp_bindcache", "@cachename @dbname @tablename @indexname", 2, spBindcache},
+    {"sp_bindmsg", "@constrname @msgid", 2, spBindmsg},
+    {"sp_cachestrategy", "@dbname @ownertable @indexname @strategy @value", 2, spCachestrategy},
+    {"sp_chgattribute", "@objname @optname @optvalue @optvalue2", 2, spChgattribute},
+    {"sp_dropglockpromote", "@scope @obj_name", 1, dropLockPromotion<kPageLocks>},
+    {"sp_droprowlockpromote", "@scope @obj_name", 1, dropLockPromotion<kRowLocks>},
+    {"sp_placeobject", "@segname @objname", 2, spPlaceobject},
+    {"sp_setpglockpromote", "@scope @obj_name @new_lwm @new_hwm @new_pct", 1,
+     setLockPromotion<kPageLocks>},
+    {"sp_setrepcol", "@replicate_name @column_name @setflag @use_index", 1, spSetrepcol},
+    {"sp_setreplicate", "@replicate_name @setflag", 0, setReplicated},
+    {"sp_setrepproc", "@replicate_name @setflag @log_mode", 0, setReplicated},
+    {"sp_setreptable", "@replicate_name @setflag @owner_flag @use_index", 0, setReplicated},
+    {"sp_setrowlockpromote", "@scope @obj_name @new_lwm @new_hwm @new_pct", 1,
+     setLockPromotion<kRowLocks>},
+    {"sp_unbindcache", "@dbname @tablename @indexname @all", 1, spUnbindcache},
+    {"sp_unbindmsg", "@constrname", 1, spUnbindmsg},
+};
+
+}  // namespace
+
+std::span<const Procedure> attributeProcedures() { return kProcedures; }
+
+}  // namespace kelvane::embedded

@@ -1,0 +1,207 @@
+// Procedures that operate a server or report how it does: they succeed, and leave nothing that a
+// schema could be read from.
+#include <algorithm>
+#include <array>
+
+#include "drivers/embedded/catalog/procedures/procedure.h"
+
+namespace kelvane::embedded {
+
+namespace {
+
+void operate(ProcedureRun& run) { run.ignore("the call"); }
+
+/// The object of the first argument must be there.
+void operateOnObject(ProcedureRun& run) {
+  if (const auto name = run.argument(0)) run.requireObject(*name);
+  run.ignore("the call");
+}
+
+constexpr std::string_view kOperating[] = {
+    "sp_activeroles",
+    "sp_add_qpgroup",
+    "sp_add_resource_limit",
+    "sp_add_time_range",
+    "sp_addauditrecord",
+    "sp_addengine",
+    "sp_addexeclass",
+    "sp_addlanguage",
+    "sp_addremotelogin",
+    "sp_addtabledef",
+    "sp_addumpdevice",
+    "sp_altermessage",
+    "sp_audit",
+    "sp_autoconnect",
+    "sp_bindexeclass",
+    "sp_cacheconfig",
+    "sp_checknames",
+    "sp_checkreswords",
+    "sp_clearpsexe",
+    "sp_clearstats",
+    "sp_client_addr",
+    "sp_cmp_all_qplans",
+    "sp_cmp_qplans",
+    "sp_companion",
+    "sp_config_rep_agent",
+    "sp_configure",
+    "sp_copy_all_qplans",
+    "sp_copy_qplan",
+    "sp_countmetadata",
+    "sp_cursorinfo",
+    "sp_dbcc_configreport",
+    "sp_dbcc_createws",
+    "sp_dbcc_deletedb",
+    "sp_dbcc_deletehistory",
+    "sp_dbcc_evaluatedb",
+    "sp_dbcc_faultreport",
+    "sp_dbcc_runcheck",
+    "sp_dbcc_statisticsreport",
+    "sp_dbcc_summaryreport",
+    "sp_dbcc_updateconfig",
+    "sp_dbextend",
+    "sp_dbrecovery_order",
+    "sp_dbremap",
+    "sp_defaultloc",
+    "sp_deviceattr",
+    "sp_diskdefault",
+    "sp_displayaudit",
+    "sp_displaylevel",
+    "sp_displaylogin",
+    "sp_displayroles",
+    "sp_downgrade",
+    "sp_drop_all_qplans",
+    "sp_drop_qpgroup",
+    "sp_drop_qplan",
+    "sp_drop_resource_limit",
+    "sp_drop_time_range",
+    "sp_dropdevice",
+    "sp_dropengine",
+    "sp_dropexeclass",
+    "sp_droplanguage",
+    "sp_dropremotelogin",
+    "sp_dumpoptimize",
+    "sp_encryption",
+    "sp_engine",
+    "sp_estspace",
+    "sp_export_qpgroup",
+    "sp_extendsegment",
+    "sp_extengine",
+    "sp_extrapwdchecks",
+    "sp_familylock",
+    "sp_find_qplan",
+    "sp_fixindex",
+    "sp_flushstats",
+    "sp_forceonline_db",
+    "sp_forceonline_object",
+    "sp_forceonline_page",
+    "sp_grantlogin",
+    "sp_ha_admin",
+    "sp_help_qpgroup",
+    "sp_help_qplan",
+    "sp_help_rep_agent",
+    "sp_help_resource_limit",
+    "sp_helpapptrace",
+    "sp_helpartition",
+    "sp_helpcache",
+    "sp_helpconfig",
+    "sp_helpdevice",
+    "sp_helpexternlogin",
+    "sp_helpjava",
+    "sp_helplanguage",
+    "sp_helplog",
+    "sp_helpobjectdef",
+    "sp_helpremotelogin",
+    "sp_helpsort",
+    "sp_helpthreshold",
+    "sp_import_qpgroup",
+    "sp_indsuspect",
+    "sp_jreconfig",
+    "sp_ldapadmin",
+    "sp_listener",
+    "sp_listsuspect_db",
+    "sp_listsuspect_object",
+    "sp_listsuspect_page",
+    "sp_lmconfig",
+    "sp_lock",
+    "sp_logdevice",
+    "sp_logging_rate",
+    "sp_loginconfig",
+    "sp_logininfo",
+    "sp_logintrigger",
+    "sp_logiosize",
+    "sp_maplogin",
+    "sp_metrics",
+    "sp_modify_resource_limit",
+    "sp_modify_time_range",
+    "sp_modifystats",
+    "sp_monitor",
+    "sp_monitorconfig",
+    "sp_object_stats",
+    "sp_options",
+    "sp_passthru",
+    "sp_password",
+    "sp_passwordpolicy",
+    "sp_pciconfig",
+    "sp_plan_dbccdb",
+    "sp_poolconfig",
+    "sp_processmail",
+    "sp_purgeaudit",
+    "sp_remoteoption",
+    "sp_remotesql",
+    "sp_rename_qpgroup",
+    "sp_renamedb",
+    "sp_replication_path",
+    "sp_reportstats",
+    "sp_reptostandby",
+    "sp_revokelogin",
+    "sp_sendmsg",
+    "sp_set_qplan",
+    "sp_setlangalias",
+    "sp_setpsexe",
+    "sp_setrepdbmode",
+    "sp_setrepdefmode",
+    "sp_setsuspect_granularity",
+    "sp_setsuspect_threshold",
+    "sp_showcontrolinfo",
+    "sp_showexeclass",
+    "sp_showoptstats",
+    "sp_showplan",
+    "sp_showpsexe",
+    "sp_spaceusage",
+    "sp_ssladmin",
+    "sp_start_rep_agent",
+    "sp_stop_rep_agent",
+    "sp_syntax",
+    "sp_sysmon",
+    "sp_tempdb",
+    "sp_tempdb_markdrop",
+    "sp_tran_dumpable_status",
+    "sp_transactions",
+    "sp_unbindcache_all",
+    "sp_unbindexeclass",
+    "sp_version",
+    "sp_volchanged",
+    "sp_webservices",
+    "sp_who",
+    "sp_xact_loginfo",
+};
+
+constexpr std::string_view kOperatingOnObject[] = {
+    "sp_helpcomputedcolumn", "sp_helpjoins", "sp_procqmode", "sp_rebuild_text",
+    "sp_recompile",          "sp_remap",     "sp_spaceused"};
+
+constexpr auto kProcedures = [] {
+  std::array<Procedure, std::size(kOperating) + std::size(kOperatingOnObject)> procedures{};
+  auto* next = procedures.begin();
+  for (const std::string_view name : kOperating) *next++ = {name, kAnyParameters, 0, operate};
+  for (const std::string_view name : kOperatingOnObject) {
+    *next++ = {name, kAnyParameters, 0, operateOnObject};
+  }
+  return procedures;
+}();
+
+}  // namespace
+
+std::span<const Procedure> operationProcedures() { return kProcedures; }
+
+}  // namespace kelvane::embedded

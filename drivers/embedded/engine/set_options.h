@@ -1,0 +1,38 @@
+// The options of `set`.
+#pragma once
+
+#include <string_view>
+
+namespace kelvane::embedded {
+
+enum class SetEffect {
+  None,  ///< of no meaning to a catalog, or to a server with one user
+  NoCount,
+  QuotedIdentifier,
+  Chained,
+  AnsiNull,
+  StringTruncation,
+  IdentityInsert,
+  RowCount,
+  TextSize,
+  Isolation,
+  Login,
+  DateFormat,  ///< these have one value here
+  DateFirst,
+  Language,
+};
+
+struct SetOptionRule {
+  std::string_view name;
+  SetEffect effect = SetEffect::None;
+  int since = 12;               ///< the release that brought it
+  std::string_view value = {};  ///< the one value that it may have
+};
+
+/// Null for an option that is not known.
+const SetOptionRule* findSetOption(std::string_view name);
+
+/// None for an option that is not known.
+SetEffect effectOf(std::string_view name);
+
+}  // namespace kelvane::embedded

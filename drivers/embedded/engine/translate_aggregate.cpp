@@ -1,0 +1,104 @@
+// Aggregates, and the column of numbers that a select into makes.
+
+#include <string>
+
+#include "drivers/embedded/engine/builtins.h"
+#include "drivers/embedded/engine/translator.h"
+#include "drivers/embedded/engine/typing.h"
+#include "drivers/embedded/engine/walk.h"
+
+namespace kelvane::embedded {
+
+using namespace tsql;
+
+namespace {
+
+// Sums and averages have the widest type of their kind.
+ColumnType sumType(const ColumnType& type) {
+  if (type.precision) return numericType(38, scaleOf(type));
+  switch (type.kind) {
+    case TypeKind::Bigint:
+    case TypeKind::Ubigint:
+      return type;
+    case TypeKind::Uint:
+    case TypeKind::Usmallint:
+      return plainType(TypeKind::Bigint);
+    case TypeKind::Smallmoney:
+      return plainType(TypeKind::Money);
+    case TypeKind::Real:
+      return floatType();
+    default:
+      return isInteger(type.kind) ? intType(true) : type;
+  }
+}
+
+}  // namespace
+
+SqlValue Translator::aggregate(const FunctionRule& rule, const Call& call, const Expr& expr,
+                               const Scope* scope) {
+  const std::string name(rule.name);
+  const bool counts = name == "count" || name == "count_big";
+  const ColumnType countType = name == "count" ? intType() : plainType(TypeKind::Bigint, false);
+  const std::uint32_t line = expr.range.line;
+  if (as<Star>(*call.arguments[0])) {
+    if (!counts) throw ServerError(102, 15, 1, "Incorrect syntax near '*'.", line);
+    return {"count(*)", countType};
+  }
+  const SqlValue argument = value(*call.arguments[0], scope);
+  const std::string inside = (call.distinct ? "DISTINCT " : "") + collated(argument);
+  if (counts) return {"count(" + inside + ")", countType};
+  if (name == "min" || name == "max") {
+    const std::string function = isWide(argument.type) ? "exact_" + name : name;
+    SqlValue result{function + "(" + inside + ")", withNullability(argument.type, true)};
+    return result;
+  }
+  const ColumnType& type = argument.type;
+  if (familyOf(type.kind) != TypeFamily::Number) {
+    throw ServerError(409, 16, 1,
+                      "The " + name + " operation cannot take a " + shownName(type.kind) +
+                          " datatype as an argument.",
+                      line);
+  }
+  if (!rule.sql.empty()) return {std::string(rule.sql) + "(" + inside + ")", floatType()};
+  const ColumnType result = sumType(type);
+  if (name == "sum") {
+    const bool isExact = isExactFraction(type.kind) || type.kind == TypeKind::Ubigint;
+    const std::string sql = (isExact ? "exact_sum(" : "sum(") + inside + ")";
+    if (result.kind == TypeKind::Ubigint) {
+      return {"unsigned_result('+', " + sql + ", 0)", withNullability(result, true)};
+    }
+    const std::string kind = std::to_string(static_cast<int>(result.kind));
+    return {result.kind == TypeKind::Int ? "in_range(" + sql + ", " + kind + ")" : sql,
+            withNullability(result, true)};
+  }
+  if (type.kind == TypeKind::Ubigint) {
+    return {"unsigned_result('/', exact_sum(" + inside + "), nullif(count(" + inside + "), 0))",
+            withNullability(result, true)};
+  }
+  if (isExactFraction(type.kind)) {
+    const ColumnType average =
+        type.precision ? numericType(38, std::max(scaleOf(type), 6)) : result;
+    // Nothing has no average.
+    return {exactly('/', {"exact_sum(" + inside + ")", result},
+                    {"nullif(count(" + inside + "), 0)", intType()}, average),
+            withNullability(average, true)};
+  }
+  // The average of integers is one, without its fraction.
+  const std::string sql = isInteger(type.kind) ? "(sum(" + inside + ") / count(" + inside + "))"
+                                               : "avg(" + inside + ")";
+  return {sql, withNullability(result, true)};
+}
+
+// A column of numbers for the table that a select into makes.
+SqlValue Translator::newIdentity(const Call& call, std::uint32_t line) {
+  const auto* literal = call.arguments.size() == 1 ? as<Literal>(*call.arguments[0]) : nullptr;
+  const int precision = literal != nullptr && literal->kind == LiteralKind::Integer
+                            ? std::stoi(literal->text.substr(0, 3))
+                            : 0;
+  if (precision < 1 || precision > 38) throw wrongCount("identity", line);
+  ColumnType type = numericType(precision, 0, false);
+  type.identity = true;
+  return {converted({"row_number() OVER ()", intType()}, type), type};
+}
+
+}  // namespace kelvane::embedded

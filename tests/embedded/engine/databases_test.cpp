@@ -1,0 +1,196 @@
+// Several databases in one catalog: names across them, users, and what each of them keeps apart.
+
+#include <gtest/gtest.h>
+
+#include "tests/embedded/engine/probe.h"
+
+namespace kelvane::embedded {
+namespace {
+
+constexpr std::string_view kShop = R"(
+create database stock
+go
+use stock
+go
+sp_addlogin ann, secret
+go
+sp_adduser ann, anna
+go
+create table goods (id int not null primary key, name varchar(20) null, price money null)
+go
+insert goods values (1, 'bolt', 2)
+insert goods values (2, 'nut', 3)
+go
+create view cheap as select id, name from goods where price < 3
+go
+create procedure count_goods @least int as select count(*), db_name(), user_name() from goods where id >= @least
+go
+create table log (what varchar(30))
+go
+create trigger goods_changed on goods for insert, update as insert log select name from inserted
+go
+create database shop
+go
+use shop
+go
+sp_adduser guy
+go
+sp_adduser ann
+go
+create table orders (id int, good int null references stock..goods (id))
+go
+create view wanted as select o.id, g.name from orders o, stock..goods g where o.good = g.id
+go
+create table goods (id int, other int)
+go
+insert orders values (7, 2)
+go
+)";
+
+TEST(Databases, NamesLeadToTheirObjects) {
+  Probe probe(kShop);
+  EXPECT_EQ(probe.rows("select db_name()"), "shop\n");
+  EXPECT_EQ(probe.rows("select * from wanted"), "7 | nut\n");
+  EXPECT_EQ(probe.rows("select * from stock..cheap"), "1 | bolt\n");
+  EXPECT_EQ(probe.rows("select * from stock.dbo.cheap"), "1 | bolt\n");
+  EXPECT_EQ(probe.rows("select (select count(*) from goods), (select count(*) from stock..goods)"),
+            "0 | 2\n");
+  EXPECT_EQ(probe.rows("exec stock..count_goods 2"), "1 | stock | dbo\n");
+  EXPECT_EQ(probe.rows("select db_name()"), "shop\n");
+  EXPECT_EQ(probe.refusal("exec count_goods 2").substr(0, 5), "2812:");
+  EXPECT_EQ(probe.refusal("select * from main..goods").substr(0, 4), "208:");
+  EXPECT_EQ(probe.refusal("select * from nosuch..goods"),
+            "911: Attempt to locate entry in sysdatabases for database 'nosuch' by name failed - "
+            "no entry found under that name. Make sure that name is entered properly.\n");
+  probe.ask("use stock");
+  EXPECT_EQ(probe.rows("select name from goods order by id"), "bolt\nnut\n");
+  EXPECT_EQ(probe.rows("select object_name(id), name from shop..syscolumns "
+                       "where id = object_id('shop..orders')"),
+            "- | id\n- | good\n");
+}
+
+TEST(Databases, SystemTablesAreEachOnesOwn) {
+  Probe probe(kShop);
+  constexpr std::string_view kNames =
+      "select name from sysobjects where type in ('U', 'V', 'P', 'TR') order by name";
+  EXPECT_EQ(probe.rows(kNames), "goods\norders\nwanted\n");
+  EXPECT_EQ(probe.rows("select name from stock..sysobjects where type in ('U', 'V', 'P', 'TR') "
+                       "order by name"),
+            "cheap\ncount_goods\ngoods\ngoods_changed\nlog\n");
+  EXPECT_EQ(probe.rows("select a.name, b.name from sysusers a, stock..sysusers b "
+                       "where a.suid = b.suid and a.suid > 0 order by 1"),
+            "ann | anna\ndbo | dbo\n");
+  EXPECT_EQ(probe.rows("select count(*) from tempdb..sysobjects where type = 'U'"), "0\n");
+  EXPECT_EQ(probe.rows("select name from master..sysdatabases where dbid > 5 order by dbid"),
+            "stock\nshop\n");
+  probe.ask("create table tempdb..scratch (a int) insert tempdb..scratch values (5)");
+  EXPECT_EQ(probe.rows("select * from tempdb..scratch"), "5\n");
+}
+
+TEST(Databases, WritingReachesOverThem) {
+  Probe probe(kShop);
+  EXPECT_EQ(probe.refusal("insert orders values (8, 99)").substr(0, 4), "546:");
+  probe.ask("insert orders values (8, null)");
+  EXPECT_EQ(probe.rows("select count(*) from orders"), "2\n");
+  // The trigger works in the database of its table.
+  probe.ask("insert stock..goods values (3, 'gear', 9)");
+  EXPECT_EQ(probe.rows("select what from stock..log"), "gear\n");
+  probe.ask("update stock..goods set price = 1 where id = 2");
+  probe.ask("delete stock..goods where id = 3");
+  EXPECT_EQ(probe.rows("select id, name from stock..cheap order by id"), "1 | bolt\n2 | nut\n");
+}
+
+TEST(Databases, DefinitionsMayNameAnother) {
+  Probe probe(kShop);
+  EXPECT_EQ(probe.ask("create table stock..boxes (id int not null)"), "(closed)\n");
+  EXPECT_EQ(probe.ask("alter table stock..boxes add size int null"), "(closed)\n");
+  EXPECT_EQ(probe.ask("create index by_size on stock..boxes (size)"), "(closed)\n");
+  EXPECT_EQ(probe.rows("select o.name, i.name from stock..sysobjects o, stock..sysindexes i "
+                       "where o.id = i.id and o.name = 'boxes' order by indid"),
+            "boxes | boxes\nboxes | by_size\n");
+  EXPECT_EQ(probe.rows("select name from sysobjects where name = 'boxes'"), "");
+  EXPECT_EQ(probe.ask("drop table stock..boxes"), "(closed)\n");
+  EXPECT_EQ(probe.refusal("create view stock..v as select 1 as a").substr(0, 4), "911:");
+  probe.ask("exec stock..sp_addtype zip, 'char(5)'");
+  EXPECT_EQ(probe.rows("select name from stock..systypes where usertype > 100"), "zip\n");
+  EXPECT_EQ(probe.rows("select count(*) from systypes where usertype > 100"), "0\n");
+}
+
+TEST(Databases, UsersHaveTheirOwnNumbers) {
+  Probe probe(kShop);
+  probe.ask("setuser 'ann'");
+  EXPECT_EQ(probe.rows("select user_name()"), "ann\n");
+  EXPECT_EQ(probe.rows("exec stock..count_goods 1"), "2 | stock | anna\n");
+  EXPECT_EQ(probe.rows("select user_name()"), "ann\n");
+}
+
+TEST(Databases, GoWithAllThatTheyHave) {
+  Probe probe(kShop);
+  EXPECT_EQ(probe.refusal("drop database shop").substr(0, 5), "3702:");
+  probe.ask("begin tran drop database stock rollback");
+  EXPECT_EQ(probe.rows("select count(*) from stock..goods"), "2\n");
+  probe.ask("drop database stock");
+  EXPECT_EQ(probe.refusal("select * from stock..goods").substr(0, 4), "911:");
+  probe.ask("create database stock");
+  EXPECT_EQ(probe.rows("select count(*) from stock..sysobjects where type = 'U'"), "0\n");
+}
+
+TEST(Databases, ViewsOverUnknownOnesAreKept) {
+  EmbeddedCatalog catalog;
+  const LoadReport report = loadScript(catalog, "a.sql", R"(use vue
+go
+create view v as select * from cfg..t
+go
+create view w (a) as select x from v
+go
+create view known as select name from sysobjects
+go
+)");
+  EXPECT_TRUE(report.succeeded());
+  ASSERT_EQ(report.incomplete.size(), 2U);
+  EXPECT_EQ(report.incomplete[0].view, "dbo.v");
+  EXPECT_EQ(report.incomplete[0].note.describe(),
+            "a.sql:3: view 'v' is kept, but its columns are not known: it uses database 'cfg', "
+            "which no script creates (near \"create view v as select * from cfg..t\")");
+  EXPECT_EQ(report.incomplete[1].view, "dbo.w");
+  EXPECT_EQ(catalog.databases(), std::vector<std::string>{"vue"});
+}
+
+TEST(Databases, RollbackForgetsNewOnes) {
+  Probe probe(kShop);
+  probe.ask("begin tran create database extra create table extra..t (a int) rollback");
+  EXPECT_EQ(probe.refusal("select * from extra..t").substr(0, 4), "911:");
+  probe.ask("create database extra");
+  EXPECT_EQ(probe.rows("select count(*) from extra..sysobjects where type = 'U'"), "0\n");
+  EXPECT_EQ(probe.rows("select count(*) from extra..sysusers where name = 'dbo'"), "1\n");
+}
+
+TEST(CatalogColumns, AreThoseOfTheRelease) {
+  struct {
+    Release release;
+    std::string_view later, only12;
+  } constexpr kCases[] = {
+      {Release::ase125, "", "controlpage\n"},
+      {Release::ase15, "computedcol\nconditionid\npartitionid\nsysstat3\n", ""},
+      {Release::ase16, "computedcol\nconditionid\npartitionid\nsysstat3\n", ""}};
+  for (const auto& one : kCases) {
+    CatalogOptions options;
+    options.release = one.release;
+    Probe probe("create table t (a int)", options);
+    EXPECT_EQ(probe.rows("select c.name from syscolumns c, sysobjects o where c.id = o.id and "
+                         "(o.name = 'syscolumns' and c.name = 'computedcol' or "
+                         "o.name = 'sysindexes' and c.name = 'conditionid' or "
+                         "o.name = 'sysobjects' and c.name = 'sysstat3' or "
+                         "o.name = 'syscomments' and c.name = 'partitionid') order by c.name"),
+              one.later);
+    EXPECT_EQ(probe.rows("select c.name from syscolumns c, sysobjects o where c.id = o.id and "
+                         "o.name = 'syspartitions' and c.name = 'controlpage'"),
+              one.only12);
+    const bool isLater = !one.later.empty();
+    EXPECT_EQ(probe.refusal("select computedcol from syscolumns").starts_with("207:"), !isLater);
+    EXPECT_EQ(probe.refusal("select 1 from syspartitionkeys").starts_with("208:"), !isLater);
+  }
+}
+
+}  // namespace
+}  // namespace kelvane::embedded
