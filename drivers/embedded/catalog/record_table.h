@@ -203,6 +203,9 @@ class RecordTable final : public SystemRows {
   }
   const Record& operator[](Slot slot) const { return records_[slot]; }
 
+  /// Another number after each change of what look-ups lead to.
+  std::uint64_t version() const { return version_; }
+
   // changes
 
   Slot insert(Record record) {
@@ -373,6 +376,7 @@ class RecordTable final : public SystemRows {
   }
 
   void addToLookups(Slot slot) {
+    ++version_;
     const auto precedes = [&](Slot a, Slot b) {
       if (isBefore(records_[a], records_[b])) return true;
       return a < b && !isBefore(records_[b], records_[a]);
@@ -383,6 +387,7 @@ class RecordTable final : public SystemRows {
   }
 
   void takeFromLookups(Slot slot) {
+    ++version_;
     eachLookup(slot, [&](SlotIndex& index, std::uint64_t hash, const auto& isKey) {
       index.remove(hash, slot, isKey);
     });
@@ -406,6 +411,7 @@ class RecordTable final : public SystemRows {
   std::vector<bool> isLive_;
   std::vector<Record> former_;  ///< of the changes that may be undone
   std::size_t erased_ = 0;
+  std::uint64_t version_ = 0;
   std::vector<RecordLookup<Record>> lookups_;
   std::vector<SlotIndex> indexes_;  ///< by the positions of the look-ups
 };

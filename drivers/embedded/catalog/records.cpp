@@ -341,6 +341,20 @@ const SysObject* SystemRecords::object(std::string_view name, int uid) const {
   return nullptr;
 }
 
+std::span<const Slot> SystemRecords::objectsByName() {
+  if (byNameVersion_ != objects.version()) {
+    byName_.clear();
+    for (Slot slot = 0; slot < objects.slots(); ++slot) {
+      if (objects.holds(slot)) byName_.push_back(slot);
+    }
+    std::ranges::sort(byName_, [this](Slot a, Slot b) {
+      return std::tie(objects[a].name, objects[a].uid) < std::tie(objects[b].name, objects[b].uid);
+    });
+    byNameVersion_ = objects.version();
+  }
+  return byName_;
+}
+
 const SysIndex* SystemRecords::index(int objectId, int indid) const {
   for (const Slot slot : indexes.where<&SysIndex::id>(objectId)) {
     if (indexes[slot].indid == indid) return &indexes[slot];

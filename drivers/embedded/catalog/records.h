@@ -236,6 +236,8 @@ class SystemRecords {
   const SysColumn* column(int objectId, std::string_view name) const;
   const SysColumn* column(int objectId, int colid) const;
   const SysColumn* identityColumn(int tableId) const;
+  /// All objects in the order of name and user.
+  std::span<const Slot> objectsByName();
   /// Whether a default or check was declared with its table.
   bool isInline(int id) const;
   /// The number of the next column of a table.
@@ -265,6 +267,8 @@ class SystemRecords {
   const SystemTables& tables_;
   std::map<std::string_view, SystemRows*> sources_;
   std::vector<std::unique_ptr<PlainTable>> others_;
+  std::vector<Slot> byName_;  ///< objectsByName() of the version
+  std::optional<std::uint64_t> byNameVersion_;
 
   template <class Record>
   RecordTable<Record> make();

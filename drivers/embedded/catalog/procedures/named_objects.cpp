@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <tuple>
 
 #include "drivers/embedded/catalog/pattern.h"
 #include "drivers/embedded/catalog/system_tables.h"
@@ -12,37 +13,37 @@ namespace kelvane::embedded {
 namespace {
 
 /// Visits the objects whose name fits a pattern, in order of name. The fixed text up to the next
-/// wildcard is sought in the index, so that a name which merely holds a `_` costs a few steps.
+/// wildcard is sought among the sorted names, so that a name which merely holds a `_` costs a few
+/// steps.
 class PatternScan {
  public:
-  PatternScan(Database& store, std::string_view pattern) : store_(store), pattern_(pattern) {}
+  PatternScan(SystemRecords& records, std::string_view pattern)
+      : records_(records), pattern_(pattern) {}
 
   template <class Visit>
   void each(Visit&& visit) {
     std::string from = literalFrom(0);
     int fromUid = std::numeric_limits<int>::min();
-    for (bool more = true; more;) {
-      more = false;
-      std::string name;
-      ObjectInfo object;
-      store_.each(
-          "SELECT name, id, uid, type FROM sysobjects WHERE (name, uid) > (?, ?)"
-          " ORDER BY name, uid LIMIT 1",
-          [&](const Statement& row) {
-            object = {row.number(1), row.number(2), row.text(3), row.text(0), {}};
-            more = true;
-          },
-          from, fromUid);
-      if (!more) return;
+    const std::span<const Slot> slots = records_.objectsByName();
+    auto next = slots.begin();
+    for (;;) {
+      next = std::upper_bound(next, slots.end(), std::tie(from, fromUid),
+                              [this](const auto& key, Slot slot) {
+                                const SysObject& row = records_.objects[slot];
+                                return key < std::tie(row.name, row.uid);
+                              });
+      if (next == slots.end()) return;
+      const SysObject& row = records_.objects[*next];
+      const ObjectInfo object = {row.id, row.uid, row.type, row.name, {}};
       if (matchesLike(object.name, pattern_)) {
         visit(object);
         from = object.name;
         fromUid = object.uid;
       } else {
-        const std::optional<std::string> next = nextCandidate(object.name);
-        if (!next) return;
-        const bool advances = *next > object.name;
-        from = advances ? *next : object.name;
+        const std::optional<std::string> candidate = nextCandidate(object.name);
+        if (!candidate) return;
+        const bool advances = *candidate > object.name;
+        from = advances ? *candidate : object.name;
         fromUid = advances ? std::numeric_limits<int>::min() : object.uid;
       }
     }
@@ -93,7 +94,7 @@ class PatternScan {
     return next + literalFrom(wildcard->second + 1);
   }
 
-  Database& store_;
+  SystemRecords& records_;
   std::string_view pattern_;
 };
 
@@ -125,7 +126,7 @@ std::vector<NamedObject> objectsLike(ProcedureRun& run, const std::string& name,
       return found;
     }
   }
-  PatternScan(run.store(), name).each([&](const ObjectInfo& object) {
+  PatternScan(run.catalog().records(), name).each([&](const ObjectInfo& object) {
     std::string objectOwner = run.catalog().userName(object.uid).value_or("");
     if (accept(object.type) && matchesLike(objectOwner, owner.value_or("%"))) {
       found.push_back({std::move(objectOwner), object});
