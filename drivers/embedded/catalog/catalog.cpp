@@ -461,6 +461,7 @@ tsql::ServerError Catalog::duplicateKeyError(const StoreError& error, std::uint3
   const bool isNullGuard = text.find("index 'n") != text.npos && numbers.size() == 2;
   std::string index = isNullGuard ? indexNamed(numbers[1]) : "";
   std::vector<int> colids;
+  colids.reserve(numbers.size());
   for (std::size_t i = 1; i < numbers.size(); i += 2) colids.push_back(numbers[i]);
   for (const Slot slot : records.indexes.where<&SysIndex::id>(tableId)) {
     const SysIndex& row = records.indexes[slot];

@@ -425,6 +425,7 @@ RecordLookup<PlainRow> cellLookup(const SystemTable& table, const PlainLookup& d
 
 std::unique_ptr<PlainTable> plainTable(UndoLog& log, const SystemTable& table) {
   std::vector<Field<PlainRow>> fields;
+  fields.reserve(table.columns.size());
   for (const NamedColumn& column : table.columns) {
     fields.push_back(cellField(column.name, fields.size()));
   }

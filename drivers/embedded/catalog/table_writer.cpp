@@ -258,6 +258,7 @@ int TableWriter::matchingIndex(int tableId, const std::vector<int>& colids) {
     const SysIndex& index = records_.indexes[slot];
     if ((index.status & index_status::kUnique) == 0) continue;
     std::vector<int> keys;
+    keys.reserve(index.keys.size());
     for (const SysIndexKey& key : index.keys) keys.push_back(key.colid);
     std::ranges::sort(keys);
     if (keys == wanted) return index.indid;

@@ -70,6 +70,7 @@ void BatchRun::executeProcedure(const Execute& execute, Outcome& outcome) {
 
 void BatchRun::executeSystem(const Execute& execute, const std::string& name, Outcome& outcome) {
   std::vector<ProcedureArgument> arguments;
+  arguments.reserve(execute.arguments.size());
   for (const ExecuteArgument& argument : execute.arguments) {
     arguments.push_back({argument.name, argumentText(argument)});
   }

@@ -33,6 +33,7 @@ ForeignKeyRule ruleOf(Catalog& catalog, const SysReference& row) {
 std::vector<ForeignKeyRule> foreignKeys(Catalog& catalog, std::vector<SysReference> rows) {
   std::ranges::sort(rows, {}, &SysReference::constrid);
   std::vector<ForeignKeyRule> keys;
+  keys.reserve(rows.size());
   for (const SysReference& row : rows) keys.push_back(ruleOf(catalog, row));
   for (ForeignKeyRule& key : keys) {
     if (key.isElsewhere()) continue;
@@ -76,8 +77,10 @@ RowRules readRowRules(Catalog& catalog, int tableId) {
       rules.rules.push_back({catalog.objectName(ruleId).value_or(""), colid, std::move(condition)});
     }
   }
+  const auto slots = records.references.where<&SysReference::tableid>(tableId);
   std::vector<SysReference> own;
-  for (const Slot slot : records.references.where<&SysReference::tableid>(tableId)) {
+  own.reserve(slots.size());
+  for (const Slot slot : slots) {
     own.push_back(records.references[slot]);
   }
   rules.references = foreignKeys(catalog, std::move(own));

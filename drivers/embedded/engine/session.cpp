@@ -57,7 +57,9 @@ void Server::beginRows() {
 
 void Server::rowsWritten(std::size_t count) {
   constexpr std::size_t kMostRows = 10'000;
-  if (openRows_ && (*openRows_ += count) >= kMostRows) endRows();
+  if (!openRows_) return;
+  *openRows_ += count;
+  if (*openRows_ >= kMostRows) endRows();
 }
 
 void Server::endRows() {

@@ -114,6 +114,7 @@ std::string Translator::callCondition(const Call& call, const Scope* scope, std:
     throw ServerError(102, 15, 1, "Incorrect syntax near ')'.", line);
   }
   std::vector<SqlValue> arguments;
+  arguments.reserve(call.arguments.size());
   for (const auto& argument : call.arguments) arguments.push_back(value(*argument, scope));
   return templateCall(*rule, arguments, call.option, line).sql;
 }

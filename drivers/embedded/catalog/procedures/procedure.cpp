@@ -33,6 +33,7 @@ std::vector<std::string_view> words(std::string_view text) {
 
 std::vector<std::optional<std::string>> valuesOf(const ProcedureCall& call) {
   std::vector<std::optional<std::string>> values;
+  values.reserve(call.arguments.size());
   for (const ProcedureArgument& argument : call.arguments) values.push_back(argument.value);
   return values;
 }
