@@ -299,7 +299,7 @@ class Session {
   /// come again.
   std::unordered_map<std::string, std::shared_ptr<ParsedBatch>> batches_;
   std::unordered_set<std::size_t> shapes_;  ///< hashes of the keys that came at all
-  std::size_t keptText_ = 0;  // bytes of their texts
+  std::size_t keptText_ = 0;                // bytes of their texts
   RowInserts rowInserts_{*this};
 };
 
