@@ -181,7 +181,8 @@ TEST(LiveValues, OfAnyLengthArriveWhole) {
         "create table t (t text null, i image null)\ninsert t values (null, null)\ngo\n");
     // No statement could make such values in good time.
     embedded::Database& store = catalog.server().catalog.store();
-    const std::string table = *store.value<std::string>("SELECT 't' || id FROM sysobjects WHERE type = 'U'");
+    const std::string table =
+        *store.value<std::string>("SELECT 't' || id FROM sysobjects WHERE type = 'U'");
     store.execute("UPDATE " + table + " SET c1 = substr(hex(randomblob(" +
                   std::to_string(length / 2 + 1) + ")), 1, " + std::to_string(length) + ");" +
                   "UPDATE " + table + " SET c2 = CAST(c1 AS BLOB);" + "INSERT INTO " + table +
@@ -207,7 +208,8 @@ TEST(LiveValues, ThatAreNoTextFail) {
   embedded::EmbeddedCatalog catalog =
       tds::catalogOf("create table t (t varchar(255) null)\ninsert t values (null)\ngo\n");
   embedded::Database& store = catalog.server().catalog.store();
-  store.execute("UPDATE " + *store.value<std::string>("SELECT 't' || id FROM sysobjects WHERE type = 'U'") +
+  store.execute("UPDATE " +
+                *store.value<std::string>("SELECT 't' || id FROM sysobjects WHERE type = 'U'") +
                 " SET c1 = CAST(x'61FF' AS TEXT)");
   const LiveServer server(std::move(catalog));
   const auto connection = server.connect();

@@ -231,6 +231,11 @@ void TableChange::closeGap(int gone) {
         records_.constraints.change(slot, [&](SysConstraint& row) { moved(row.colid); });
       });
   for (int key = 1; key <= kDeclaredKeyColumns; ++key) {
+    store_.run(concat("DELETE FROM syskeys WHERE id = ? AND key", key, " = ?"), table_.id, gone);
+    store_.run(concat("DELETE FROM syskeys WHERE depid = ? AND depkey", key, " = ?"), table_.id,
+               gone);
+  }
+  for (int key = 1; key <= kDeclaredKeyColumns; ++key) {
     store_.run(concat("UPDATE syskeys SET key", key, " = key", key, " - 1 WHERE id = ? AND key",
                       key, " > ?"),
                table_.id, gone);

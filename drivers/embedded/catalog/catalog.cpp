@@ -92,6 +92,10 @@ void Catalog::removeDatabase(std::string_view name) {
   if (Databases::Entry* database = databases_->find(name)) databases_->remove(*database);
 }
 
+std::vector<SysReference> Catalog::referencesTo(int tableId) const {
+  return databases_->referencesTo(tableId);
+}
+
 bool Catalog::isFreeId(int id) const { return databases_->isFree(id); }
 
 Caller Catalog::callerIn(std::string_view database, const Caller& caller) {

@@ -177,6 +177,8 @@ class Catalog {
   std::vector<std::string> databasesWithObjects();
   /// Removes a database, which must not be the current one, with all that it has.
   void removeDatabase(std::string_view name);
+  /// The foreign keys of any database that refer to the table.
+  std::vector<SysReference> referencesTo(int tableId) const;
   /// Whether no database has an object of the id.
   bool isFreeId(int id) const;
   const CatalogOptions& options() const { return options_; }

@@ -109,7 +109,22 @@ void Databases::remove(Entry& database) {
     store_.execute(concat("DROP TABLE t", object.id));
     database.records.objects.change(slot, [](SysObject& row) { row.hasRowTable = false; });
   }
+  RecordTable<SysReference>& references = database.records.references;
+  for (Slot slot = 0; slot < references.slots(); ++slot) {
+    if (references.holds(slot)) references.erase(slot);
+  }
   store_.run("DELETE FROM sysdatabases WHERE name = ?", database.name);
+}
+
+std::vector<SysReference> Databases::referencesTo(int tableId) const {
+  std::vector<SysReference> references;
+  for (const auto& [dbid, entry] : entries_) {
+    const auto& rows = entry->records.references;
+    for (const Slot slot : rows.where<&SysReference::reftabid>(tableId)) {
+      references.push_back(rows[slot]);
+    }
+  }
+  return references;
 }
 
 bool Databases::isFree(int objectId) const {

@@ -54,6 +54,8 @@ class Databases {
   /// Removes it with its tables.
   void remove(Entry& database);
 
+  /// The foreign keys of any database that refer to the table.
+  std::vector<SysReference> referencesTo(int tableId) const;
   /// Whether the id of an object is free in all of them.
   bool isFree(int objectId) const;
   /// Calls visit(entry) for each, in the order of their numbers.

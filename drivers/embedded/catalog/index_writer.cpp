@@ -104,6 +104,9 @@ const SysIndex* IndexWriter::primaryKey(int tableId) const {
 IndexWriter::KeyColumn IndexWriter::addHiddenColumn(const ObjectInfo& table, const IndexPlan& plan,
                                                     int indid, std::size_t position) {
   const tsql::IndexKey& key = plan.keys->at(position);
+  if (!writer_.catalog().options().has(Release::ase15)) {
+    writer_.fail(102, "Incorrect syntax near '('.");
+  }
   if (plan.table == nullptr || values_ == nullptr) {
     writer_.fail(tsql::kNotSupported, "The embedded catalog takes expressions as keys of '",
                  table.name, "' from create index only.");

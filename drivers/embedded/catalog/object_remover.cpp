@@ -65,8 +65,8 @@ void ObjectRemover::drop(tsql::DropKind kind, const tsql::ObjectName& name) {
 }
 
 void ObjectRemover::dropTable(const ObjectInfo& table) {
-  for (const Slot slot : records_.references.where<&SysReference::reftabid>(table.id)) {
-    if (records_.references[slot].tableid == table.id) continue;
+  for (const SysReference& reference : writer_.catalog().referencesTo(table.id)) {
+    if (reference.tableid == table.id) continue;
     writer_.fail(3712, "Cannot drop table '", table.name,
                  "' because it still has referential integrity constraints.");
   }

@@ -224,6 +224,10 @@ void Catalog::createTrigger(const tsql::CreateTrigger& statement, std::string_vi
   CatalogWriter writer(*this, caller);
   const ObjectInfo table = statement.insteadOf ? requireObject(statement.table, caller)
                                                : writer.requireTable(statement.table);
+  if (databaseOf(table.id) != caller.database) {
+    writer.fail(tsql::kNotSupported, "A trigger must be created in the database of its table, '",
+                databaseOf(table.id), "'.");
+  }
   const int uid = statement.name.owner.empty() ? table.uid : writer.ownerFor(statement.name);
   int id =
       statement.orReplace ? replaced(writer, statement.name.name, uid, object_type::kTrigger) : 0;

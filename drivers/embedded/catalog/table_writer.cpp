@@ -8,9 +8,11 @@ namespace kelvane::embedded {
 
 namespace {
 
-bool acceptsIdentity(const ColumnType& type) {
+// Integers can count since release 15.
+bool acceptsIdentity(const ColumnType& type, const CatalogOptions& options) {
   const bool exact = type.kind == TypeKind::Numeric || type.kind == TypeKind::Decimal;
-  return exact ? type.scale == 0 : isInteger(type.kind) && type.kind != TypeKind::Bit;
+  if (exact) return type.scale == 0;
+  return isInteger(type.kind) && type.kind != TypeKind::Bit && options.has(Release::ase15);
 }
 
 void setType(SysColumn& column, const ColumnType& type) {
@@ -66,7 +68,7 @@ ColumnType TableWriter::columnType(const tsql::ColumnDefinition& definition) {
     writer_.fail(2718, "Column '", definition.name,
                  "': Cannot specify null values on a column of data type bit.");
   }
-  if (type.identity && (!acceptsIdentity(type) || nullable)) {
+  if (type.identity && (!acceptsIdentity(type, writer_.catalog().options()) || nullable)) {
     writer_.fail(2749, "Identity column '", definition.name,
                  "' must be numeric with a scale of 0 or integer, and not null.");
   }

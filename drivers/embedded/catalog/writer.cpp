@@ -35,7 +35,9 @@ int sysstatOf(std::string_view type) {
 
 int CatalogWriter::ownerFor(const tsql::ObjectName& name) {
   if (!name.database.empty() && name.database != caller_.database) {
-    throw UnknownDatabase(name.database, caller_.line);
+    if (!catalog_.databaseId(name.database)) throw UnknownDatabase(name.database, caller_.line);
+    fail(166, "The create statement does not allow specifying the database name '", name.database,
+         "' as a prefix to the object name.");
   }
   if (name.owner.empty()) return caller_.uid;
   const auto uid = catalog_.userId(name.owner);

@@ -134,6 +134,7 @@ void BatchRun::selectInto(const SelectStatement& statement) {
     }
     table = addTemporary(std::move(made), statement.query->range.line);
   } else {
+    const InDatabase there(session_, into.database);
     const ObjectInfo object = server_.catalog.createTable(
         into, columns, statement.query->terms.front().select.intoStorage, batch_->text,
         session_.caller);

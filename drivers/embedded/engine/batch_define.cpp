@@ -57,7 +57,7 @@ void BatchRun::keepWithoutColumns(const CreateView& view, std::string_view text,
                  "view '" + view.name.name +
                      "' is kept, but its columns are not known: it uses "
                      "database '" +
-                     error.database + "', which no script creates"},
+                     error.database + "', which was not there yet"},
                 session_.caller.line};
   const ObjectInfo kept = server_.catalog.requireObject(view.name, session_.caller);
   notice.withoutColumns = server_.catalog.userName(kept.uid).value_or("") + "." + kept.name;

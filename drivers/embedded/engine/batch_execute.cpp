@@ -14,6 +14,8 @@ using namespace tsql;
 
 namespace {
 
+constexpr const char* kSharedProcedures = "sybsystemprocs";
+
 ServerError procedureNotFound(const std::string& name, std::uint32_t line) {
   return ServerError(2812, 16, 5,
                      "Stored procedure '" + name +
@@ -46,6 +48,12 @@ void BatchRun::executeProcedure(const Execute& execute, Outcome& outcome) {
   }
   const std::uint32_t line = session_.caller.line;
   auto object = server_.catalog.findObject(name, session_.caller);
+  if (!object && name.database.empty() && name.name.starts_with("sp_")) {
+    // Procedures of every database, which run in the one that they are called from.
+    name.database = kSharedProcedures;
+    object = server_.catalog.findObject(name, session_.caller);
+    name.database.clear();
+  }
   if (object && object->type == "P") {
     executeStored(execute, *object, outcome);
   } else if (object && object->type == "XP") {
@@ -170,7 +178,9 @@ void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure
   }
   outcome.beginProcedure(procedure.name);
   {
-    const InDatabase there(session_, server_.catalog.databaseOf(procedure.id));
+    const std::string& home = server_.catalog.databaseOf(procedure.id);
+    const bool isShared = home == kSharedProcedures && execute.procedure.database.empty();
+    const InDatabase there(session_, isShared ? session_.caller.database : home);
     body.runBody(create->body);
   }
   outcome.endProcedure(body.returnStatus());

@@ -13,6 +13,7 @@
 #include "drivers/embedded/engine/decimal.h"
 #include "drivers/embedded/engine/function_families.h"
 #include "drivers/embedded/engine/moment.h"
+#include "drivers/embedded/engine/session.h"
 #include "drivers/embedded/engine/typing.h"
 
 namespace kelvane::embedded {
@@ -426,11 +427,35 @@ struct FoundObject {
   }
 };
 
+std::string_view lastPart(std::string_view name) {
+  name = name.substr(name.rfind('.') + 1);
+  return name.substr(0, name.find_last_not_of(' ') + 1);
+}
+
+// Tables of the same definition have the same id, below those of other objects.
+std::optional<ObjectInfo> temporaryObject(const Session& session, const std::string& name) {
+  const auto found = session.temporaries.find(name);
+  if (found == session.temporaries.end()) return std::nullopt;
+  constexpr int kFirst = 1000, kSpan = 10'000'000;
+  ObjectInfo object;
+  object.id = kFirst + static_cast<int>(found->second.definition % kSpan);
+  object.type = "U";
+  object.name = name;
+  return object;
+}
+
 void registerLookups(Catalog& catalog, Running& running) {
   Database& store = catalog.store();
   const auto object = [&catalog, &running, last = std::make_shared<FoundObject>()](
                           const FunctionCall& call) -> const std::optional<ObjectInfo>& {
     const Caller& caller = *running.caller;
+    // Temporary tables come and go without a change of the names of others.
+    const std::string_view name = lastPart(call.text(0));
+    if (name.starts_with('#')) {
+      *last = {};
+      last->object = temporaryObject(*running.session, std::string(name));
+      return last->object;
+    }
     if (!last->answers(call.text(0), caller, running.namesVersion)) {
       *last = {std::string(call.text(0)), caller.uid, caller.database, running.namesVersion,
                catalog.findObject(call.text(0), caller)};

@@ -30,17 +30,10 @@ ForeignKeyRule ruleOf(Catalog& catalog, const SysReference& row) {
 }
 
 /// In the order of their ids.
-template <class Condition>
-std::vector<ForeignKeyRule> foreignKeys(Catalog& catalog, int tableId, std::span<const Slot> slots,
-                                        Condition isMeant) {
-  const auto& references = catalog.recordsOf(tableId).references;
-  std::vector<const SysReference*> rows;
-  for (const Slot slot : slots) {
-    if (isMeant(references[slot])) rows.push_back(&references[slot]);
-  }
+std::vector<ForeignKeyRule> foreignKeys(Catalog& catalog, std::vector<SysReference> rows) {
   std::ranges::sort(rows, {}, &SysReference::constrid);
   std::vector<ForeignKeyRule> keys;
-  for (const SysReference* row : rows) keys.push_back(ruleOf(catalog, *row));
+  for (const SysReference& row : rows) keys.push_back(ruleOf(catalog, row));
   for (ForeignKeyRule& key : keys) {
     if (key.isElsewhere()) continue;
     key.referencedTable = catalog.objectById(key.referenced).value().sqliteTable;
@@ -83,12 +76,14 @@ RowRules readRowRules(Catalog& catalog, int tableId) {
       rules.rules.push_back({catalog.objectName(ruleId).value_or(""), colid, std::move(condition)});
     }
   }
-  rules.references =
-      foreignKeys(catalog, tableId, records.references.where<&SysReference::tableid>(tableId),
-                  [](const SysReference&) { return true; });
-  rules.referencedBy = foreignKeys(
-      catalog, tableId, records.references.where<&SysReference::reftabid>(tableId),
-      [](const SysReference& row) { return row.tableid != row.reftabid && !row.pmrydbname; });
+  std::vector<SysReference> own;
+  for (const Slot slot : records.references.where<&SysReference::tableid>(tableId)) {
+    own.push_back(records.references[slot]);
+  }
+  rules.references = foreignKeys(catalog, std::move(own));
+  std::vector<SysReference> others = catalog.referencesTo(tableId);
+  std::erase_if(others, [](const SysReference& row) { return row.tableid == row.reftabid; });
+  rules.referencedBy = foreignKeys(catalog, std::move(others));
   rules.ignoredDuplicates = catalog.ignoredDuplicates(tableId);
   return rules;
 }

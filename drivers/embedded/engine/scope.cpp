@@ -19,13 +19,19 @@ const SourceColumn* Source::find(std::string_view column) const {
 }
 
 std::optional<std::size_t> Scope::sourceNamed(const tsql::ObjectName& prefix) const {
+  std::optional<std::size_t> found;
   for (std::size_t i = 0; i < sources.size(); ++i) {
     const Source& source = sources[i];
     const bool ownerFits =
         prefix.owner.empty() || source.owner.empty() || prefix.owner == source.owner;
-    if (source.exposedName == prefix.name && ownerFits) return i;
+    const bool databaseFits =
+        prefix.database.empty() || source.database.empty() || prefix.database == source.database;
+    if (source.exposedName != prefix.name || !ownerFits || !databaseFits) continue;
+    // Of tables of the same name, a plain prefix means the one that is named as plainly.
+    if (!prefix.database.empty() || !source.namesDatabase) return i;
+    if (!found) found = i;
   }
-  return std::nullopt;
+  return found;
 }
 
 FoundColumn Scope::resolve(const tsql::ColumnRef& reference, std::uint32_t line) const {

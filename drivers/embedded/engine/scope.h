@@ -24,8 +24,10 @@ using SourceColumns = std::vector<SourceColumn>;
 
 /// One entry of a from list.
 struct Source {
-  std::string exposedName;  ///< its alias, else its table's name
-  std::string owner;        ///< as written; only columns of a table without alias may repeat it
+  std::string exposedName;     ///< its alias, else its table's name
+  std::string owner;           ///< as written; only columns of a table without alias may repeat it
+  std::string database = {};   ///< of a table without alias
+  bool namesDatabase = false;  ///< whether the from list says so
   std::string sqlAlias;
   std::string sqliteTable;  ///< empty for views and derived tables
   std::shared_ptr<const SourceColumns> columns;

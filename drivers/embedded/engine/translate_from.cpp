@@ -157,7 +157,11 @@ Source Translator::sourceOf(const NamedTable& table) {
   requireCreated(name);
   Source source;
   source.exposedName = table.alias.empty() ? name.name : table.alias;
-  if (table.alias.empty()) source.owner = name.owner;
+  if (table.alias.empty()) {
+    source.owner = name.owner;
+    source.database = name.database.empty() ? caller_.database : name.database;
+    source.namesDatabase = !name.database.empty();
+  }
   source.sqlAlias = newAlias();
   const bool isPlain = name.database.empty() && name.owner.empty();
   const bool holdsFiredRows = isPlain && context_.temporaries.contains(name.name);

@@ -65,6 +65,15 @@ ExprPtr defaultExpression(const std::string& text) {
   return create == nullptr ? nullptr : std::move(create->value);
 }
 
+// The rows of a cursor are copies, which do not lead back to their table.
+void refuseCursorRow(const std::string& cursor, std::uint32_t line) {
+  if (cursor.empty()) return;
+  throw ServerError(kNotSupported, 16, 1,
+                    "The embedded catalog cannot change the row of a cursor, 'where current of " +
+                        cursor + "'; name the row by its key.",
+                    line);
+}
+
 }  // namespace
 
 WriteTarget Translator::writeTarget(const ObjectName& name) {
@@ -324,6 +333,7 @@ Translator::JoinedTarget Translator::joinedTarget(const ObjectName& name, const 
 
 Plan Translator::update(const Update& statement) {
   const ObjectName& name = realName(statement.target, statement.from);
+  refuseCursorRow(statement.currentOf, name.range.line);
   const WriteTarget target = writeTarget(name);
   const bool joins = !statement.from.empty();
   JoinedTarget rows;
@@ -387,6 +397,7 @@ Plan Translator::update(const Update& statement) {
 
 Plan Translator::remove(const Delete& statement) {
   const ObjectName& name = realName(statement.target, statement.from);
+  refuseCursorRow(statement.currentOf, name.range.line);
   const WriteTarget target = writeTarget(name);
   std::string sql;
   if (!statement.from.empty()) {

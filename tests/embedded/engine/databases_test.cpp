@@ -95,9 +95,42 @@ TEST(Databases, WritingReachesOverThem) {
   // The trigger works in the database of its table.
   probe.ask("insert stock..goods values (3, 'gear', 9)");
   EXPECT_EQ(probe.rows("select what from stock..log"), "gear\n");
-  probe.ask("update stock..goods set price = 1 where id = 2");
+  probe.ask("update stock..goods set price = 1 where name = 'nut'");
   probe.ask("delete stock..goods where id = 3");
   EXPECT_EQ(probe.rows("select id, name from stock..cheap order by id"), "1 | bolt\n2 | nut\n");
+}
+
+TEST(Databases, ColumnsAreThoseOfTheTableThatTheirPrefixNames) {
+  Probe probe(
+      "create database a\ncreate table a..t (k int, c int, only_a int null)\n"
+      "insert a..t values (1, 10, null) insert a..t values (2, 11, null)\ngo\n"
+      "create database b\ngo\nuse b\ngo\ncreate table t (k int, c int)\n"
+      "insert t values (1, 20)\ngo\n");
+  EXPECT_EQ(probe.rows("select a..t.c, b..t.c, t.c from a..t, t where a..t.k = b..t.k"),
+            "10 | 20 | 20\n");
+  EXPECT_EQ(probe.rows("select a.dbo.t.only_a from b..t, a..t where a..t.k = b..t.k"), "-\n");
+  probe.ask("update a..t set c = 99 from a..t, b..t where a..t.k = b..t.k");
+  EXPECT_EQ(probe.rows("select k, c from a..t order by k"), "1 | 99\n2 | 11\n");
+  probe.ask("delete a..t from a..t, b..t where a..t.k = b..t.k");
+  EXPECT_EQ(probe.rows("select k from a..t"), "2\n");
+}
+
+TEST(Databases, KeysHoldRowsOfOthers) {
+  Probe probe(kShop);
+  EXPECT_EQ(probe.refusal("delete stock..goods where id = 2").substr(0, 4), "547:");
+  EXPECT_EQ(probe.refusal("drop table stock..goods").substr(0, 5), "3712:");
+  probe.ask("delete orders");
+  probe.ask("delete stock..goods where id = 2");
+  EXPECT_EQ(probe.rows("select count(*) from stock..goods"), "1\n");
+}
+
+TEST(Databases, SharedProceduresRunWhereTheyAreCalled) {
+  Probe probe(
+      "use sybsystemprocs\ngo\ncreate procedure sp_where as select db_name()\ngo\n"
+      "create procedure other as select 1\ngo\ncreate database app\ngo\nuse app\ngo\n");
+  EXPECT_EQ(probe.rows("exec sp_where"), "app\n");
+  EXPECT_EQ(probe.rows("exec sybsystemprocs..sp_where"), "sybsystemprocs\n");
+  EXPECT_EQ(probe.refusal("exec other").substr(0, 5), "2812:");
 }
 
 TEST(Databases, DefinitionsMayNameAnother) {
@@ -110,7 +143,11 @@ TEST(Databases, DefinitionsMayNameAnother) {
             "boxes | boxes\nboxes | by_size\n");
   EXPECT_EQ(probe.rows("select name from sysobjects where name = 'boxes'"), "");
   EXPECT_EQ(probe.ask("drop table stock..boxes"), "(closed)\n");
-  EXPECT_EQ(probe.refusal("create view stock..v as select 1 as a").substr(0, 4), "911:");
+  EXPECT_EQ(probe.refusal("create view stock..v as select 1 as a").substr(0, 4), "166:");
+  EXPECT_EQ(probe.refusal("create trigger g on stock..goods for insert as print 'x'"),
+            "0: A trigger must be created in the database of its table, 'stock'.\n");
+  probe.ask("select id into stock..copies from stock..goods");
+  EXPECT_EQ(probe.rows("select id from stock..copies order by id"), "1\n2\n");
   probe.ask("exec stock..sp_addtype zip, 'char(5)'");
   EXPECT_EQ(probe.rows("select name from stock..systypes where usertype > 100"), "zip\n");
   EXPECT_EQ(probe.rows("select count(*) from systypes where usertype > 100"), "0\n");
@@ -151,7 +188,7 @@ go
   EXPECT_EQ(report.incomplete[0].view, "dbo.v");
   EXPECT_EQ(report.incomplete[0].note.describe(),
             "a.sql:3: view 'v' is kept, but its columns are not known: it uses database 'cfg', "
-            "which no script creates (near \"create view v as select * from cfg..t\")");
+            "which was not there yet (near \"create view v as select * from cfg..t\")");
   EXPECT_EQ(report.incomplete[1].view, "dbo.w");
   EXPECT_EQ(catalog.databases(), std::vector<std::string>{"vue"});
 }

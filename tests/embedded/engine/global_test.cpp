@@ -78,6 +78,27 @@ TEST(Global, TellWhereAScrollingCursorStands) {
             "1\n | \n-1 | 6\n");
 }
 
+TEST(Cursor, TheRowThatItStandsOnIsNotChangedWithAllOthers) {
+  Probe probe(kThreeRows);
+  probe.ask("declare c cursor for select a from t where a = 2 for update");
+  probe.ask("open c fetch c");
+  for (const char* change :
+       {"delete t where current of c", "update t set a = 9 where current of c"}) {
+    EXPECT_EQ(probe.refusal(change).substr(0, 2), "0:");
+  }
+  EXPECT_EQ(probe.rows("select sum(a) from t"), "6\n");
+}
+
+TEST(Temporary, TablesHaveIds) {
+  Probe probe;
+  EXPECT_EQ(probe.rows("select object_id('#x'), object_id('tempdb..#x')"), "- | -\n");
+  probe.ask("create table #x (a int)");
+  EXPECT_EQ(probe.rows("select case when object_id('tempdb..#x') = object_id('#x') then 1 end"),
+            "1\n");
+  probe.ask("if object_id('tempdb..#x') is not null drop table #x");
+  EXPECT_EQ(probe.rows("select object_id('#x')"), "-\n");
+}
+
 TEST(Session, IsWhoLoggedIn) {
   EmbeddedCatalog catalog;
   Session session(catalog.server());

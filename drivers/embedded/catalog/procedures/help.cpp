@@ -44,6 +44,9 @@ void describeObject(ProcedureRun& run, const ObjectInfo& object) {
                   concat("SELECT o.name, u.name, ", kObjectKind,
                          " FROM sysobjects o JOIN sysusers u ON u.uid = o.uid WHERE o.id = ?"),
                   object.id));
+  // Keys that are expressions came with release 15.
+  const std::string_view hidesKeys =
+      run.catalog().options().has(Release::ase15) ? " AND NOT ifnull(c.status3, 0) & 1" : "";
   ResultSet columns = queryReport(
       run,
       {run.nameColumn("Column_name", 30, false), run.nameColumn("Type", 30, true),
@@ -51,10 +54,12 @@ void describeObject(ProcedureRun& run, const ObjectInfo& object) {
        intColumn("Scale", Tinyint, true), intColumn("Nulls", Tinyint, true),
        run.nameColumn("Default_name", 30, true), run.nameColumn("Rule_name", 30, true),
        intColumn("Identity", Tinyint, true)},
-      "SELECT c.name, t.name, c.length, c.prec, c.scale, (c.status & 8) != 0, d.name, r.name,"
-      " (c.status & 128) != 0 FROM syscolumns c LEFT JOIN systypes t ON t.usertype = c.usertype"
-      " LEFT JOIN sysobjects d ON d.id = c.cdefault LEFT JOIN sysobjects r ON r.id = c.domain"
-      " WHERE c.id = ? AND NOT ifnull(c.status3, 0) & 1 ORDER BY c.number, c.colid",
+      concat(
+          "SELECT c.name, t.name, c.length, c.prec, c.scale, (c.status & 8) != 0, d.name, r.name,"
+          " (c.status & 128) != 0 FROM syscolumns c LEFT JOIN systypes t ON t.usertype = c.usertype"
+          " LEFT JOIN sysobjects d ON d.id = c.cdefault LEFT JOIN sysobjects r ON r.id = c.domain"
+          " WHERE c.id = ?",
+          hidesKeys, " ORDER BY c.number, c.colid"),
       object.id);
   if (!columns.rows.empty()) run.result().resultSets.push_back(std::move(columns));
 }

@@ -32,6 +32,7 @@ constexpr std::string_view kOperating[] = {
     "sp_altermessage",
     "sp_audit",
     "sp_autoconnect",
+    "sp_autoformat",
     "sp_bindexeclass",
     "sp_cacheconfig",
     "sp_checknames",

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "drivers/embedded/catalog/procedures/logins.h"
 #include "drivers/embedded/catalog/procedures/query_report.h"
 #include "drivers/embedded/tsql/words.h"
 
@@ -101,10 +102,7 @@ constexpr int kObjectDefinition = 1;
 /// The login of the second argument; 0 for all logins.
 int externalLogin(ProcedureRun& run) {
   const auto login = run.argument(1);
-  if (!login) return 0;
-  const auto suid = run.catalog().loginId(*login);
-  if (!suid) run.fail(17231, "No login with the specified name exists.");
-  return *suid;
+  return login ? loginOf(run, *login) : 0;
 }
 
 void removeExternalLogin(ProcedureRun& run, int server, int suid) {

@@ -66,13 +66,8 @@ void spDroplogin(ProcedureRun& run) {
   run.print(17503, "Login dropped.");
 }
 
-void requireLogin(ProcedureRun& run) {
-  if (run.catalog().loginId(run.text(0))) return;
-  run.fail(17231, "No login with the specified name exists.");
-}
-
 void setDefaultDatabase(ProcedureRun& run, const std::string& database) {
-  requireLogin(run);
+  loginOf(run, run.text(0));
   run.store().run("UPDATE syslogins SET dbname = ? WHERE name = ?", database, run.text(0));
 }
 
@@ -87,7 +82,7 @@ void spModifylogin(ProcedureRun& run) {
   if (option == "defdb") {
     setDefaultDatabase(run, run.text(2));
   } else if (option == "fullname" || option == "deflanguage") {
-    requireLogin(run);
+    loginOf(run, run.text(0));
     run.store().run(option == "fullname" ? "UPDATE syslogins SET fullname = ? WHERE name = ?"
                                          : "UPDATE syslogins SET language = ? WHERE name = ?",
                     run.text(2), run.text(0));
@@ -104,7 +99,7 @@ void spLocklogin(ProcedureRun& run) {
   if (!run.argument(0) || (action != "lock" && action != "unlock")) {
     return run.ignore("the call");
   }
-  requireLogin(run);
+  loginOf(run, run.text(0));
   run.store().run(action == "lock" ? "UPDATE syslogins SET status = status | ? WHERE name = ?"
                                    : "UPDATE syslogins SET status = status & ~? WHERE name = ?",
                   kLocked, run.text(0));
