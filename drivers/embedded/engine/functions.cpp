@@ -485,6 +485,26 @@ void registerLookups(Catalog& catalog, Running& running) {
   });
 }
 
+std::int64_t nextIdentity(Database& store, Running& running, const std::string& table,
+                          std::string_view column) {
+  constexpr std::size_t kMostTables = 1000;
+  if (running.identities.size() > kMostTables) running.identities.clear();
+  Running::Identities& known = running.identities[table];
+  if (known.statement != running.statement) {
+    const bool goesOn = known.last != 0 && known.changes + known.given == store.totalChanges() &&
+                        known.rollbacks == store.rollbacks() &&
+                        known.namesVersion == running.namesVersion;
+    if (!goesOn) {
+      Statement highest = store.prepare("SELECT max(" + std::string(column) + ") FROM " + table);
+      known.last = highest.step() ? highest.integer(0) : 0;
+    }
+    known = {known.last,          0, running.statement, store.totalChanges(), store.rollbacks(),
+             running.namesVersion};
+  }
+  ++known.given;
+  return ++known.last;
+}
+
 void registerSession(Database& store, Running& running) {
   store.addFunction("quit_session", 0, FunctionKind::Volatile, [](FunctionCall&) {
     throw ServerError(kSessionEnded, 20, 1, "The session was ended by syb_quit().", kUnknownLine);
@@ -493,18 +513,12 @@ void registerSession(Database& store, Running& running) {
     const auto found = running.variables->find(call.text(0));
     if (found != running.variables->end()) call.result(found->second.value);
   });
-  store.addFunction(
-      "next_identity", 2, FunctionKind::Volatile, [&store, &running](FunctionCall& call) {
-        const std::string table(call.text(0));
-        auto& last = running.identities[table];
-        if (last == 0) {
-          const std::string sql = "SELECT max(" + std::string(call.text(1)) + ") FROM " + table;
-          Statement highest = store.prepare(sql);
-          if (highest.step()) last = highest.integer(0);
-        }
-        running.lastIdentity = ++last;
-        call.result(last);
-      });
+  store.addFunction("next_identity", 2, FunctionKind::Volatile,
+                    [&store, &running](FunctionCall& call) {
+                      const std::string table(call.text(0));
+                      running.lastIdentity = nextIdentity(store, running, table, call.text(1));
+                      call.result(running.lastIdentity);
+                    });
 }
 
 }  // namespace

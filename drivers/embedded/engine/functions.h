@@ -27,8 +27,18 @@ struct Running {
   Cell (*call)(Session& session, int functionId, const Row& arguments) = nullptr;
   const Caller* caller = nullptr;
   const Variables* variables = nullptr;
-  /// The identity value given last, by table; emptied before each statement.
-  std::map<std::string, std::int64_t> identities = {};
+  /// The identity values given last, by table. A later statement goes on from there if nothing but
+  /// their rows has been written in between.
+  struct Identities {
+    std::int64_t last = 0;
+    std::int64_t given = 0;  ///< by the statement
+    std::uint64_t statement = 0;
+    std::int64_t changes = 0;  ///< of the store, before the statement
+    std::uint64_t rollbacks = 0;
+    std::uint64_t namesVersion = 0;
+  };
+  std::map<std::string, Identities> identities = {};
+  std::uint64_t statement = 0;  ///< counts them
   std::int64_t lastIdentity = 0;
   /// When the statement asked for the time first: it sees no other.
   std::optional<Moment> now = {};
@@ -41,7 +51,7 @@ struct Running {
   bool counted = false;
 
   void beginStatement() {
-    identities.clear();
+    ++statement;
     now.reset();
     statementsRandom.reset();
   }

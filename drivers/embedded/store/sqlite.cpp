@@ -102,6 +102,7 @@ bool Statement::step() {
   const int code = sqlite3_step(statement_.get());
   if (code == SQLITE_ROW) return true;
   if (code == SQLITE_DONE) return false;
+  ++database_->rollbacks_;
   try {
     database_->fail();
   } catch (...) {
@@ -329,8 +330,12 @@ Database::Database() {
   }
   execute("PRAGMA journal_mode = MEMORY");
   // SQLite also rolls back by itself.
-  const auto rolledBack = [](void* log) { static_cast<UndoLog*>(log)->undoTo(0); };
-  sqlite3_rollback_hook(handle(), rolledBack, &undoLog_);
+  const auto rolledBack = [](void* self) {
+    auto& database = *static_cast<Database*>(self);
+    ++database.rollbacks_;
+    database.undoLog_.undoTo(0);
+  };
+  sqlite3_rollback_hook(handle(), rolledBack, this);
 }
 
 Database::~Database() = default;
@@ -416,6 +421,7 @@ Savepoint::Savepoint(Database& database) : database_(database), mark_(database.u
 
 Savepoint::~Savepoint() {
   if (!open_) return;
+  ++database_.rollbacks_;
   database_.undoLog().undoTo(mark_);
   try {
     database_.run("ROLLBACK TO kept");

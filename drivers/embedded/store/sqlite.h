@@ -217,6 +217,9 @@ class Database {
   /// Rows written since the database was opened.
   std::int64_t totalChanges() const;
   std::int64_t lastRowId() const;
+  /// How often changes have been undone: of a statement that failed, to a savepoint, of a
+  /// transaction.
+  std::uint64_t rollbacks() const { return rollbacks_; }
 
   /// `argumentCount` -1 takes any number.
   void addFunction(const char* name, int argumentCount, FunctionKind kind, ScalarFunction function);
@@ -234,6 +237,7 @@ class Database {
 
  private:
   friend class Statement;
+  friend class Savepoint;
   struct Close {
     void operator()(sqlite3* connection) const;
   };
@@ -263,6 +267,7 @@ class Database {
   };
 
   UndoLog undoLog_;
+  std::uint64_t rollbacks_ = 0;
   std::map<std::string, std::unique_ptr<const VirtualTable>, std::less<>> virtualTables_;
   std::unique_ptr<sqlite3, Close> connection_;
   std::unordered_map<std::string, Statement, TextHash, std::equal_to<>> statements_;

@@ -224,6 +224,43 @@ TEST(RowInserts, GiveIdentitiesAndFireTriggers) {
                 {});
 }
 
+TEST(RowInserts, GiveTheNextIdentityAfterWhatWasUndone) {
+  const std::string setUp =
+      "create table t (i numeric(9,0) identity, a int unique)\ngo\n"
+      "create table u (i numeric(9,0) identity, a int null)\ngo\n";
+  std::vector<std::string> lines = {"insert t values (1)",
+                                    "insert t values (2)",
+                                    "insert t values (2)",
+                                    "go",
+                                    "insert u values (1)",
+                                    "go",
+                                    "insert t values (3)",
+                                    "insert u values (2)",
+                                    "insert t values (4)",
+                                    "go",
+                                    "begin tran",
+                                    "go",
+                                    "insert t values (5)",
+                                    "go",
+                                    "rollback",
+                                    "go",
+                                    "insert t values (6)",
+                                    "go",
+                                    "delete t where a = 6",
+                                    "go",
+                                    "insert t values (7)"};
+  expectTheSame(setUp, lines, "t", {"c1", "c2"},
+                " integer 1 integer 1\n integer 2 integer 2\n integer 3 integer 3\n"
+                " integer 4 integer 4\n integer 5 integer 7\n",
+                {"3: 2601"});
+  lines.insert(lines.end(),
+               {"go", "drop table t", "go", "create table t (i numeric(9,0) identity, a int)", "go",
+                "insert t values (8)", "insert t values (9)", "go", "truncate table t", "go",
+                "insert t values (10)", "insert t values (11)"});
+  expectTheSame(setUp, lines, "t", {"c1", "c2"}, " integer 1 integer 10\n integer 2 integer 11\n",
+                {"3: 2601"});
+}
+
 TEST(RowInserts, FollowChangesOfTheTableAndOfTheSession) {
   expectTheSame("create table t (a varchar(5) null)\ngo\n",
                 {"insert t values ('1234567')",
