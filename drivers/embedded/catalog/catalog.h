@@ -1,12 +1,13 @@
-// The catalog of one embedded database: its system tables, kept in SQLite under their own names,
-// and everything that writes them.
+// The catalog of an embedded server: the system tables of its databases, which are records that
+// SQLite sees as virtual tables, and everything that writes them.
 //
 // A Catalog is not safe for several threads at once. Each statement is all or nothing: a member
 // that throws has changed nothing. What the server would refuse is a tsql::ServerError with the
 // server's own number and text; its line is the caller's.
 //
 // How things are stored, for those who translate queries:
-// - a system table is the SQLite table of its own name and column names;
+// - a system table of the current database goes by its own name and column names; ObjectInfo says
+//   what SQL calls that of another database;
 // - a user table with object id N is the SQLite table "tN", its column with colid C is "cC". Its
 //   columns have no SQLite type, so a value is kept as it was bound; nullability and defaults are
 //   for the writer of rows to see to, unique keys are SQLite indexes. Most tables of a schema never
@@ -151,7 +152,8 @@ class Databases;
 
 class Catalog {
  public:
-  /// A fresh database: system tables with the rows every database has.
+  /// A fresh server: master and the other databases that each server has, and `main`, where
+  /// everything begins.
   explicit Catalog(const CatalogOptions& options = {});
   ~Catalog();
   Catalog(const Catalog&) = delete;
