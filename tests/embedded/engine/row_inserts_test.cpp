@@ -182,6 +182,7 @@ void expectTheSame(const std::string& setUp, const std::vector<std::string>& lin
   }
   EXPECT_EQ(fast.messages, slow.messages);
   std::vector<std::string> numbers;
+  numbers.reserve(fast.messages.size());
   for (const std::string& message : fast.messages) {
     numbers.push_back(message.substr(0, message.find(':', message.find(':') + 1)));
   }
