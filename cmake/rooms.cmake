@@ -1,6 +1,7 @@
 # A room is a folder with one target of its own: kelvane_room(drivers/embedded LINKS ado) makes the target
 # kelvane_drivers_embedded, for hosts Kelvane::embedded, from every source below the folder. A room without sources
 # yet is an interface target.
+# A room within a room (inventory/read) is one of its own: its sources are not those of the folder around it.
 # main.cpp, where a room has one, becomes the program `kelvane` instead of a part of the library.
 
 function(kelvane_target_defaults target scope)
@@ -25,11 +26,14 @@ function(kelvane_target_defaults target scope)
 endfunction()
 
 function(kelvane_room folder)
-  cmake_parse_arguments(ROOM "" "" "LINKS;SYSTEM" ${ARGN})
+  cmake_parse_arguments(ROOM "" "" "LINKS;SYSTEM;WITHOUT" ${ARGN})
   string(REPLACE "/" "_" name "kelvane_${folder}")
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/${folder}/*.cpp")
   set(program "${PROJECT_SOURCE_DIR}/${folder}/main.cpp")
   list(REMOVE_ITEM sources "${program}")
+  foreach(inner IN LISTS ROOM_WITHOUT)
+    list(FILTER sources EXCLUDE REGEX "^${PROJECT_SOURCE_DIR}/${folder}/${inner}/")
+  endforeach()
   if(sources)
     add_library(${name} STATIC ${sources})
     set(scope PUBLIC)
@@ -49,7 +53,8 @@ function(kelvane_room folder)
     target_link_libraries(${name} ${scope} ${other})
   endforeach()
   target_link_libraries(${name} ${scope} ${ROOM_SYSTEM})
-  cmake_path(GET folder FILENAME exported)
+  string(REGEX REPLACE "^drivers/" "" exported "${folder}")
+  string(REPLACE "/" "_" exported "${exported}")
   set_target_properties(${name} PROPERTIES EXPORT_NAME ${exported})
   add_library(Kelvane::${exported} ALIAS ${name})
   if(EXISTS "${program}")

@@ -1,0 +1,101 @@
+#include "inventory/compare/definition_text.h"
+
+#include <algorithm>
+#include <cctype>
+#include <utility>
+
+namespace kelvane::inventory {
+namespace {
+
+constexpr bool isLineBreak(char letter) { return letter == '\n' || letter == '\r'; }
+
+/// Behind the comment, the quoted text or the one letter that the text begins with.
+std::size_t lengthOfFirst(std::string_view text) {
+  if (text.starts_with("--")) return std::min(text.find_first_of("\r\n"), text.size());
+  if (text.starts_with("/*")) {
+    std::size_t depth = 1, at = 2;
+    for (; at < text.size() && depth > 0; ++at) {
+      if (text.substr(at).starts_with("/*")) {
+        ++depth, ++at;
+      } else if (text.substr(at).starts_with("*/")) {
+        --depth, ++at;
+      }
+    }
+    return std::min(at, text.size());
+  }
+  if (text.front() == '\'' || text.front() == '"') {
+    const std::size_t end = text.find(text.front(), 1);
+    return end == text.npos ? text.size() : end + 1;
+  }
+  return 1;
+}
+
+bool isWordLetter(char letter) {
+  const auto code = static_cast<unsigned char>(letter);
+  return code >= 0x80 || std::isalnum(code) != 0 || letter == '_' || letter == '@' ||
+         letter == '#' || letter == '$';
+}
+
+/// Puts a definition together again without what is ignored. Where that stood between two words, a
+/// blank keeps them apart.
+class Reduction {
+ public:
+  Reduction(const Rules& rules, std::size_t length) : rules_(rules) { text_.reserve(length); }
+
+  void keep(char letter) {
+    if (isDropped_ && !text_.empty() && isWordLetter(text_.back()) && isWordLetter(letter))
+      text_ += ' ';
+    isDropped_ = false;
+    text_ += letter;
+  }
+  void drop() { isDropped_ = true; }
+  void add(char letter) {
+    const bool isIgnored = (letter == ' ' && rules_.ignoreSpaces) ||
+                           (letter == '\t' && rules_.ignoreTabs) ||
+                           (isLineBreak(letter) && rules_.ignoreLineBreaks);
+    isIgnored ? drop() : keep(letter);
+  }
+  std::string take() { return std::move(text_); }
+
+ private:
+  const Rules& rules_;
+  std::string text_;
+  bool isDropped_ = false;
+};
+
+char lowerCase(char letter) {
+  return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+}  // namespace
+
+std::string reduced(std::string_view definition, const Rules& rules) {
+  Reduction text(rules, definition.size());
+  while (!definition.empty()) {
+    const std::string_view first = definition.substr(0, lengthOfFirst(definition));
+    definition.remove_prefix(first.size());
+    const bool isLineComment = first.starts_with("--");
+    if (isLineComment || first.starts_with("/*")) {
+      if (rules.ignoreComments) {
+        text.drop();
+        continue;
+      }
+      for (const char letter : first) text.add(letter);
+      // What follows is no part of the comment, whatever is ignored.
+      if (isLineComment && !definition.empty()) text.keep('\n');
+    } else if (first.size() > 1) {
+      for (const char letter : first) text.keep(letter);
+    } else {
+      text.add(rules.ignoreDefinitionCase ? lowerCase(first.front()) : first.front());
+    }
+  }
+  return text.take();
+}
+
+bool sameDefinition(const Definition& a, const Definition& b, const Rules& rules) {
+  if (a.state != b.state) return false;
+  if (a.state == Definition::State::hidden || a.state == Definition::State::unreadable) return true;
+  return a.text == b.text || reduced(a.text, rules) == reduced(b.text, rules);
+}
+
+}  // namespace kelvane::inventory

@@ -1,0 +1,21 @@
+// When two definitions say the same.
+//
+// Free functions.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "inventory/compare/compare.h"
+#include "inventory/records.h"
+
+namespace kelvane::inventory {
+
+/// A definition without what the rules ignore. What stands within quotes stays as it is. Blanks
+/// that are ignored still keep two words apart, and a line break that ends a comment stays.
+std::string reduced(std::string_view definition, const Rules& rules);
+
+/// Two hidden ones count as the same: what is hidden is a gap of its database.
+bool sameDefinition(const Definition& a, const Definition& b, const Rules& rules);
+
+}  // namespace kelvane::inventory

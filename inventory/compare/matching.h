@@ -1,0 +1,143 @@
+// Which records of two lists are the same object.
+//
+// Free functions; positions refer to the lists.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "inventory/shown.h"
+#include "model/text.h"
+
+namespace kelvane::inventory {
+
+/// Positions in the source and in the target, of which one may be none.
+struct Match {
+  std::optional<std::size_t> source, target;
+};
+
+/// The text under which names are equal.
+inline std::string folded(std::string text, CaseMode mode) {
+  if (mode == CaseMode::exact) return text;
+  return toUtf8(foldCase(toUtf16(text)));
+}
+
+// What two constraints have alike although the server made the name of one of them.
+inline std::string substance(const KeyConstraint& key) {
+  return key.primary ? "primary" : shown(key.columns);
+}
+inline std::string substance(const ForeignKey& key) { return shown(key.columns); }
+inline std::string substance(const Check& check) { return check.condition.text; }
+inline std::string substance(const Partition&) { return {}; }
+
+template <class Record>
+concept MayHaveGeneratedName = requires(const Record& record) {
+  record.name.generated;
+};
+
+/// Whether the names are the same without any folding.
+template <class Record>
+bool sameName(const Record& a, const Record& b) {
+  if constexpr (MayHaveGeneratedName<Record>) {
+    return !a.name.generated && !b.name.generated && a.name.name == b.name.name;
+  } else {
+    bool same = true;
+    forEachAttribute<Record>([&](const auto& one) {
+      if (one.style == Style::name) same = same && a.*one.member == b.*one.member;
+    });
+    return same;
+  }
+}
+
+/// Pairs the records of two lists. A key serves once: of several records with the same, the first
+/// belong together, then the second.
+template <class Record>
+class Matching {
+ public:
+  Matching(const std::vector<Record>& source, const std::vector<Record>& target, CaseMode mode)
+      : source_(source),
+        target_(target),
+        mode_(mode),
+        partner_(source.size()),
+        taken_(target.size()) {}
+
+  /// In the order of the source; what only the target has comes behind, in its order.
+  std::vector<Match> matches() {
+    pairUnmoved();
+    pairBy([](const Record&) { return true; },
+           [this](const Record& one) { return folded(nameOf(one), mode_); });
+    if constexpr (MayHaveGeneratedName<Record>) {
+      const auto isGenerated = [](const Record& one) { return one.name.generated; };
+      pairBy(isGenerated, [this](const Record& one) { return folded(declaration(one), mode_); });
+      pairBySubstance();
+    }
+    std::vector<Match> all;
+    all.reserve(source_.size());
+    for (std::size_t at = 0; at < source_.size(); ++at) all.push_back({at, partner_[at]});
+    for (std::size_t at = 0; at < target_.size(); ++at) {
+      if (!taken_[at]) all.push_back({std::nullopt, at});
+    }
+    return all;
+  }
+
+ private:
+  void pair(std::size_t source, std::size_t target) {
+    partner_[source] = target;
+    taken_[target] = true;
+  }
+
+  // Equal databases mostly list their objects alike.
+  void pairUnmoved() {
+    for (std::size_t at = 0; at < source_.size() && at < target_.size(); ++at) {
+      if (!sameName(source_[at], target_[at])) return;
+      pair(at, at);
+    }
+  }
+
+  /// Pairs what is left and wanted under equal keys; records without a key are not paired.
+  template <class Wanted, class Key>
+  void pairBy(Wanted wanted, Key key) {
+    std::unordered_map<std::string, std::vector<std::size_t>> left;
+    for (std::size_t at = target_.size(); at-- > 0;) {
+      if (taken_[at] || !wanted(target_[at])) continue;
+      std::string its = key(target_[at]);
+      if (!its.empty()) left[std::move(its)].push_back(at);
+    }
+    if (left.empty()) return;
+    for (std::size_t at = 0; at < source_.size(); ++at) {
+      if (partner_[at] || !wanted(source_[at])) continue;
+      const auto found = left.find(key(source_[at]));
+      if (found == left.end() || found->second.empty()) continue;
+      pair(at, found->second.back());
+      found->second.pop_back();
+    }
+  }
+
+  /// One with a name and one without may be the same constraint; two with names are not.
+  void pairBySubstance() {
+    for (std::size_t at = 0; at < source_.size(); ++at) {
+      if (partner_[at]) continue;
+      const std::string wanted = folded(substance(source_[at]), mode_);
+      for (std::size_t other = 0; other < target_.size(); ++other) {
+        if (taken_[other]) continue;
+        if (!source_[at].name.generated && !target_[other].name.generated) continue;
+        if (folded(substance(target_[other]), mode_) != wanted) continue;
+        pair(at, other);
+        break;
+      }
+    }
+  }
+
+  const std::vector<Record>& source_;
+  const std::vector<Record>& target_;
+  CaseMode mode_;
+  std::vector<std::optional<std::size_t>> partner_;
+  std::vector<bool> taken_;
+};
+
+}  // namespace kelvane::inventory
