@@ -5,32 +5,10 @@
 #include "inventory/compare/compare.h"
 #include "inventory/shown.h"
 #include "tests/inventory/change_text.h"
+#include "tests/inventory/mutations.h"
 
 namespace kelvane::inventory {
 namespace {
-
-void mutate(bool& value) { value = !value; }
-void mutate(std::int32_t& value) { ++value; }
-void mutate(std::string& value) { value += "x"; }
-template <class Number>
-void mutate(std::optional<Number>& value) {
-  value = static_cast<Number>(value.value_or(6) + 1);
-}
-void mutate(QualifiedName& value) { mutate(value.owner); }
-void mutate(DatabaseObjectName& value) { mutate(value.database); }
-void mutate(DataType& value) { mutate(value.scale), mutate(value.precision); }
-void mutate(ColumnType& value) { mutate(value.type.name); }
-void mutate(DefaultValue& value) { mutate(value.text); }
-void mutate(Definition& value) { mutate(value.text); }
-void mutate(GivenName& value) { mutate(value.name); }
-void mutate(std::vector<std::string>& value) { value.emplace_back("x"); }
-void mutate(std::vector<KeyColumn>& value) { value.push_back({"x", false, true}); }
-template <class Value>
-void mutate(Rare<Value>& value) {
-  Value changed = *value;
-  mutate(changed);
-  value = std::move(changed);
-}
 
 Rules everything() {
   Rules rules;
