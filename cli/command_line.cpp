@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "cli/near_names.h"
+#include "inventory/near_names.h"
 
 namespace kelvane::cli {
 namespace {
@@ -195,7 +195,7 @@ void VerbParser::refuseOption(const std::string& word) const {
   const std::string name = word.substr(0, word.find('='));
   std::vector<std::string_view> names{"--help"};
   for (const auto& [option, parsed] : known_) names.push_back(option->name);
-  throw UsageError("unknown option '" + name + "'" + nearestName(name, names));
+  throw UsageError("unknown option '" + name + "'" + inventory::nearestName(name, names));
 }
 
 }  // namespace

@@ -169,13 +169,14 @@ void select(const Selection& selection, CaseMode mode, Readings& readings,
   std::vector<SideReading>& sides = readings.sides;
   std::array<const Selection::Tally*, 2> tallies{};
   for (std::size_t side = 0; side < 2; ++side) {
-    selection.apply(schemas[side], mode, sides[side].selected);
+    apply(selection, schemas[side], mode, sides[side].selected);
     tallies[side] = &sides[side].selected;
   }
   header.notes.push_back("Left out by patterns: " + counted(tallies[0]->leftOut, "object") +
                          " of the source, " + counted(tallies[1]->leftOut, "object") +
                          " of the target");
-  const Selection::Unmatched unmatched = selection.unmatched(tallies, readings.switches);
+  const Selection::Unmatched unmatched =
+      selection.unmatched(tallies, comparedKinds(readings.switches));
   const bool isProven = isReadInFull(readings, header);
   if (isProven && !unmatched.errors.empty()) throw CommandError(unmatched.errors);
   for (const auto* lines : {&unmatched.errors, &unmatched.others})

@@ -99,7 +99,7 @@ CompareRequest parseCompare(const Arguments& arguments) {
                          leftOutBy(arguments),
                          {arguments.has(kIgnoreTabs), arguments.has(kIgnoreSpaces),
                           arguments.has(kIgnoreLineBreaks), arguments.has(kIgnoreCase)}};
-  request.selection = Selection(
+  request.selection = selectionOf(
       arguments, request.rules.ignoreCase ? std::optional(CaseMode::ignore) : std::nullopt);
   request.coloring = choiceOf<kColorings>(arguments, kColor, Coloring::onTerminal);
   request.accept = arguments.value(kAccept);

@@ -90,7 +90,7 @@ bool isSelected(const KnownDifference& difference, const Selection& selection, C
   if (difference.kind != entity_USER && difference.kind != entity_GROUP)
     name.remove_prefix(name.find(u'.') + 1);
   Selection::Tally uncounted;
-  return selection.takes(difference.kind, {name, difference.object}, names, uncounted);
+  return selection.takes(kindOf(difference.kind), {name, difference.object}, names, uncounted);
 }
 
 }  // namespace

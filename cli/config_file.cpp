@@ -10,11 +10,11 @@
 #include <toml++/toml.h>
 
 #include "cli/console.h"
-#include "cli/near_names.h"
 #include "cli/place.h"
 #include "cli/variable.h"
 #include "cli/verb.h"
 #include "drivers/odbc/connection_string.h"
+#include "inventory/near_names.h"
 #include "model/text.h"
 
 namespace kelvane::cli {
@@ -113,7 +113,7 @@ void Reader::refuseKey(const toml::key& key, std::vector<std::string_view> known
                "'" + name + "' is only for the command line; in this file a side is an [env.NAME]");
     }
   }
-  refuse(key.source(), "unknown key '" + name + "'" + nearestName(name, known));
+  refuse(key.source(), "unknown key '" + name + "'" + inventory::nearestName(name, known));
 }
 
 const toml::table& Reader::tableOf(const toml::key& key, const toml::node& node) const {

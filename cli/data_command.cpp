@@ -14,12 +14,12 @@
 #include "cli/data_report.h"
 #include "cli/interruption.h"
 #include "cli/listing.h"
-#include "cli/name_pattern.h"
 #include "cli/overwriting.h"
 #include "cli/reading.h"
 #include "cli/tracing_connection.h"
 #include "cli/two_sides.h"
 #include "cli/written_file.h"
+#include "inventory/name_pattern.h"
 #include "model/text.h"
 
 namespace kelvane::cli {
@@ -148,8 +148,8 @@ TableNames tableNames(std::array<ado::Connection*, 2> connections,
     for (const OwnedTable& table : sides[side].tables) {
       bool wanted = patterns.empty();
       for (std::size_t pattern = 0; pattern < patterns.size(); ++pattern) {
-        if (!matchesPattern(table.name, patterns[pattern]) &&
-            !matchesPattern(table.qualified(), patterns[pattern]))
+        if (!inventory::matchesPattern(table.name, patterns[pattern]) &&
+            !inventory::matchesPattern(table.qualified(), patterns[pattern]))
           continue;
         wanted = used[pattern] = true;
       }

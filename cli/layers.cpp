@@ -8,9 +8,9 @@
 #include <unistd.h>
 #include <utility>
 
-#include "cli/near_names.h"
 #include "cli/one_side.h"
 #include "cli/variable.h"
+#include "inventory/near_names.h"
 
 namespace kelvane::cli {
 namespace {
@@ -97,7 +97,7 @@ std::span<const std::string> sidesOf(const CommandLine& line, const Verb& verb) 
 std::string nearestOf(const Environments& environments, std::string_view name) {
   std::vector<std::string_view> names;
   for (const auto& [known, environment] : environments) names.push_back(known);
-  return nearestName(name, names);
+  return inventory::nearestName(name, names);
 }
 
 // The name of the environment that an operand stands for; empty where it stands for none.
@@ -156,7 +156,7 @@ std::vector<std::string> strangeVariables() {
       lines.push_back(name + " is ignored: sides are named on the command line or in kelvane.toml");
       continue;
     }
-    const std::string_view nearest = nearestOf(inCapitals(word), known);
+    const std::string_view nearest = inventory::nearestOf(inCapitals(word), known);
     lines.push_back("unknown variable " + name + " is ignored" +
                     (nearest.empty() ? ""
                                      : "; did you mean '" + std::string(kVariablePrefix) +

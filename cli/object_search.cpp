@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "cli/console.h"
-#include "cli/near_names.h"
+#include "inventory/near_names.h"
 
 namespace kelvane::cli {
 namespace {
@@ -38,14 +38,14 @@ std::vector<FoundObject> candidates(const Schema& schema, std::string_view word)
 
 std::string nearOnes(const std::vector<FoundObject>& all, std::u16string_view wanted) {
   const std::u16string name = foldCase(wanted);
-  const std::size_t farthest = farthestMeant(name.size());
+  const std::size_t farthest = inventory::farthestMeant(name.size());
   std::vector<std::pair<std::size_t, const FoundObject*>> near;
   for (const FoundObject& one : all) {
     std::size_t best = farthest + 1;
     for (const std::u16string_view text : one.names()) {
       const std::size_t longer = std::max(text.size(), name.size());
       if (longer - std::min(text.size(), name.size()) <= farthest)
-        best = std::min(best, distance(name, foldCase(text)));
+        best = std::min(best, inventory::distance(name, foldCase(text)));
     }
     if (best <= farthest) near.emplace_back(best, &one);
   }

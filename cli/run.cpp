@@ -4,8 +4,8 @@
 
 #include "cli/command_line.h"
 #include "cli/layers.h"
-#include "cli/near_names.h"
 #include "cli/verb.h"
+#include "inventory/near_names.h"
 
 namespace kelvane::cli {
 namespace {
@@ -14,7 +14,7 @@ namespace {
   if (name.starts_with('-')) throw UsageError("unknown option '" + name + "'");
   std::vector<std::string_view> names;
   for (const Verb& verb : verbs()) names.push_back(verb.name);
-  throw UsageError("unknown command '" + name + "'" + nearestName(name, names));
+  throw UsageError("unknown command '" + name + "'" + inventory::nearestName(name, names));
 }
 
 ExitStatus dispatch(std::span<const std::string> words, const Console& console,

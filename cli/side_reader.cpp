@@ -97,7 +97,7 @@ SideReading readSide(ado::Connection& connection, std::string_view side,
     reader.FilterLists(
         [&](enumEntityType kind, const std::u16string& object, const std::u16string& fullName) {
           const auto mode = reader.IsSchemaCaseSensitive() ? CaseMode::exact : CaseMode::ignore;
-          return !selection.leavesUnread(kind, {object, fullName}, mode, result.selected);
+          return !selection.leavesUnread(kindOf(kind), {object, fullName}, mode, result.selected);
         });
   bool completed = false;
   {

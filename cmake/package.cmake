@@ -34,7 +34,8 @@ kelvane_install(reader HEADERS ase_fetch.h browsing.h fetch_context.h idb_fetch.
 kelvane_install(diff HEADERS compare_diff.h)
 kelvane_install(compare HEADERS compare_schema.h)
 kelvane_install(data HEADERS table_comparison.h)
-kelvane_install(inventory HEADERS attributes.h families.h kinds.h rare.h records.h shown.h)
+kelvane_install(inventory HEADERS attributes.h families.h kinds.h name_pattern.h near_names.h rare.h records.h selection.h
+                shown.h)
 kelvane_install(inventory/compare HEADERS changes.h compare.h)
 install(TARGETS kelvane_component EXPORT KelvaneTargets)
 install(FILES kelvane.h DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/kelvane" COMPONENT development)

@@ -1,12 +1,13 @@
 // The kinds of objects that a database has, and of the parts that objects have.
 //
-// Constants. kinds.h has the words of a kind; attributes.h says which record it has and what that
-// record is made of.
+// Constants and free functions. attributes.h says which record a kind has.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "inventory/families.h"
@@ -86,5 +87,12 @@ constexpr const KindRow& rowOf(Kind kind) { return kKinds[static_cast<std::size_
 
 /// Whether objects of the kind stand alone in a database.
 constexpr bool isObject(Kind kind) { return kind < Kind::column; }
+
+/// A kind in one word, as on command lines and in files: "foreign-key".
+std::string wordOf(Kind kind);
+/// The kind of objects that the word stands for.
+std::optional<Kind> objectKindOf(std::string_view word);
+/// "table, view, ... or message"
+std::string objectKindWords();
 
 }  // namespace kelvane::inventory

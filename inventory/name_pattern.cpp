@@ -1,6 +1,6 @@
-#include "cli/name_pattern.h"
+#include "inventory/name_pattern.h"
 
-namespace kelvane::cli {
+namespace kelvane::inventory {
 
 bool matchesPattern(std::u16string_view text, std::u16string_view pattern) {
   std::size_t at = 0, in = 0, star = pattern.npos, resumed = 0;
@@ -21,4 +21,4 @@ bool matchesPattern(std::u16string_view text, std::u16string_view pattern) {
   return pattern.find_first_not_of(u'*', in) == pattern.npos;
 }
 
-}  // namespace kelvane::cli
+}  // namespace kelvane::inventory

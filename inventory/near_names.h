@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace kelvane::cli {
+namespace kelvane::inventory {
 
 // How many letters must be changed, added or left out to make one text of the other.
 std::size_t distance(std::u16string_view a, std::u16string_view b);
@@ -20,4 +20,4 @@ std::string_view nearestOf(std::string_view written, std::span<const std::string
 // "; did you mean 'format'?", or nothing where no name is near.
 std::string nearestName(std::string_view written, std::span<const std::string_view> names);
 
-}  // namespace kelvane::cli
+}  // namespace kelvane::inventory

@@ -5,9 +5,9 @@
 
 #include <string_view>
 
-namespace kelvane::cli {
+namespace kelvane::inventory {
 
 // Whether `pattern` matches all of `text`: `*` stands for any characters, `?` for one.
 bool matchesPattern(std::u16string_view text, std::u16string_view pattern);
 
-}  // namespace kelvane::cli
+}  // namespace kelvane::inventory

@@ -1,4 +1,4 @@
-#include "cli/near_names.h"
+#include "inventory/near_names.h"
 
 #include <algorithm>
 #include <numeric>
@@ -6,7 +6,7 @@
 
 #include "model/text.h"
 
-namespace kelvane::cli {
+namespace kelvane::inventory {
 
 std::size_t distance(std::u16string_view a, std::u16string_view b) {
   std::vector<std::size_t> row(b.size() + 1);
@@ -40,4 +40,4 @@ std::string nearestName(std::string_view written, std::span<const std::string_vi
   return nearest.empty() ? "" : "; did you mean '" + std::string(nearest) + "'?";
 }
 
-}  // namespace kelvane::cli
+}  // namespace kelvane::inventory
