@@ -14,6 +14,7 @@
 #include "inventory/name_pattern.h"
 #include "inventory/near_names.h"
 #include "inventory/rare.h"
+#include "inventory/read/reader.h"
 #include "inventory/records.h"
 #include "inventory/selection.h"
 #include "inventory/shown.h"

@@ -1,0 +1,117 @@
+#include "inventory/read/reader.h"
+
+#include <algorithm>
+#include <tuple>
+
+#include "inventory/read/reading.h"
+#include "inventory/shown.h"
+
+namespace kelvane::inventory {
+namespace {
+
+/// By name, which is the same order in all installations.
+template <class Record>
+void sortByName(std::vector<Record>& records) {
+  std::ranges::sort(records, [](const Record& a, const Record& b) {
+    return std::tie(a.name.name, a.name.owner) < std::tie(b.name.name, b.name.owner);
+  });
+}
+
+void sortPermissions(std::vector<Permission>& permissions) {
+  std::ranges::sort(permissions, [](const Permission& a, const Permission& b) {
+    return std::tie(a.grantee, a.action, a.effect, a.columns, a.grantor) <
+           std::tie(b.grantee, b.action, b.effect, b.columns, b.grantor);
+  });
+}
+
+/// An unpartitioned table has one partition on servers that have them at all.
+void dropSinglePartition(Table& table) {
+  const bool isKeyed = !table.partitionKind.empty() && table.partitionKind != "roundrobin";
+  if (isKeyed || table.partitions.size() > 1) return;
+  table.partitionKind.clear();
+  table.partitions.clear();
+  table.partitionColumns.clear();
+}
+
+/// Those of an index, where nobody named or placed them.
+void dropUndeclaredPartitions(IndexStorage& index) {
+  const bool isUndeclared = std::ranges::all_of(index.partitions, [](const Partition& one) {
+    return one.name.generated && one.segment.empty();
+  });
+  if (isUndeclared) index.partitions.clear();
+}
+
+void finishTable(Table& table) {
+  dropSinglePartition(table);
+  for (KeyConstraint& key : table.keys) dropUndeclaredPartitions(key);
+  for (Index& index : table.indexes) dropUndeclaredPartitions(index);
+  const auto byName = [](const auto& a, const auto& b) {
+    return std::pair(a.name.generated, a.name.generated ? std::string() : a.name.name) <
+           std::pair(b.name.generated, b.name.generated ? std::string() : b.name.name);
+  };
+  std::ranges::stable_sort(table.keys, byName);
+  std::ranges::stable_sort(table.foreignKeys, byName);
+  std::ranges::stable_sort(table.checks, byName);
+  std::ranges::sort(table.indexes, {}, &Index::name);
+  sortByName(table.triggers);
+  sortPermissions(table.permissions);
+}
+
+void applyBounds(Reading& reading) {
+  for (const auto& [id, partitions] : reading.boundIds) {
+    Table& table = reading.database.tables[reading.object(id)->at];
+    for (std::size_t at = 0; at < partitions.size() && at < table.partitions.size(); ++at) {
+      const auto bound = reading.bounds.find(partitions[at]);
+      if (bound != reading.bounds.end()) table.partitions[at].bound = bound->second;
+    }
+  }
+}
+
+}  // namespace
+
+void finish(Reading& reading) {
+  applyBounds(reading);
+  Database& database = reading.database;
+  for (Table& table : database.tables) finishTable(table);
+  for (View& view : database.views) {
+    sortByName(view.triggers);
+    sortPermissions(view.permissions);
+  }
+  std::ranges::sort(database.procedures, [](const Procedure& a, const Procedure& b) {
+    return std::tie(a.name.name, a.name.owner, a.number) <
+           std::tie(b.name.name, b.name.owner, b.number);
+  });
+  for (Procedure& procedure : database.procedures) sortPermissions(procedure.permissions);
+  for (Function& function : database.functions) sortPermissions(function.permissions);
+  for (EncryptionKey& key : database.encryptionKeys) {
+    std::ranges::sort(key.copies);
+    sortPermissions(key.permissions);
+  }
+  sortPermissions(database.settings.permissions);
+  std::ranges::sort(database.settings.segments, {}, &Segment::name);
+  std::ranges::sort(database.settings.thresholds, [](const Threshold& a, const Threshold& b) {
+    return std::tie(a.segment, a.freePages) < std::tie(b.segment, b.freePages);
+  });
+  sortByName(database.rules);
+  sortByName(database.defaults);
+  sortByName(database.types);
+  std::ranges::sort(database.aliases, {}, &Alias::login);
+}
+
+Database read(ado::Connection& connection, const ReadOptions& options, ReadEvents* events) {
+  std::vector<Gap> gaps;
+  Reading reading{Session(connection, events, gaps, kStatements), options};
+  for (const auto step :
+       {readServer,        readCatalogColumns, readUsers,          readRoles,       readDatabase,
+        readSegments,      readTypes,          readObjects,        readConstraints, readProcedures,
+        readColumns,       readIndexes,        readIndexKeys,      readReferences,  readPartitions,
+        readPartitionKeys, readAttributes,     readEncryptionKeys, readLogicalKeys, readTexts,
+        readPermissions,   readMessages,       readRowCounts,      readObjectsAgain})
+    step(reading);
+  applyTexts(reading);
+  finish(reading);
+  reading.database.gaps = std::move(gaps);
+  return std::move(reading.database);
+}
+
+}  // namespace kelvane::inventory
