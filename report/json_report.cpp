@@ -1,7 +1,6 @@
 #include "report/json_report.h"
 
 #include "report/json_writer.h"
-#include "report/kind_words.h"
 
 namespace kelvane {
 
@@ -25,7 +24,7 @@ void writeJsonReport(const diffSchema& differences, const ReportHeader& header, 
   writer.beginArray();
   for (const Rename& rename : header.renames) {
     writer.beginObject();
-    writer.member("kind", wordOf(rename.kind));
+    writer.member("kind", rename.kind);
     writer.member("source", rename.source);
     writer.member("target", rename.target);
     writer.member("likeness", rename.likeness);
