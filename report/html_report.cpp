@@ -11,6 +11,7 @@
 #include "report/json_writer.h"
 #include "report/kind_words.h"
 #include "report/readable_diff.h"
+#include "report/renames.h"
 #include "report/side_by_side.h"
 #include "report/visible_text.h"
 

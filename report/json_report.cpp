@@ -10,10 +10,7 @@ constexpr int kFormat = 1;
 
 }  // namespace
 
-void writeJsonReport(const diffSchema& differences, const ReportHeader& header, std::ostream& out) {
-  JsonWriter writer(out);
-  writer.beginObject();
-  writer.member("format", kFormat);
+void writeJsonHeader(const ReportHeader& header, JsonWriter& writer) {
   writer.member("version", std::string_view(header.version));
   writer.member("source", std::string_view(header.source));
   writer.member("target", std::string_view(header.target));
@@ -31,6 +28,13 @@ void writeJsonReport(const diffSchema& differences, const ReportHeader& header, 
     writer.endObject();
   }
   writer.endArray();
+}
+
+void writeJsonReport(const diffSchema& differences, const ReportHeader& header, std::ostream& out) {
+  JsonWriter writer(out);
+  writer.beginObject();
+  writer.member("format", kFormat);
+  writeJsonHeader(header, writer);
   writer.member("switches", header.switches);
   writer.member("ignored", header.ignored);
   writer.member("differences", differences);

@@ -8,6 +8,7 @@
 #include "report/kind_words.h"
 #include "report/phrases.h"
 #include "report/readable_diff.h"
+#include "report/renames.h"
 #include "report/tallies.h"
 #include "report/text_lines.h"
 #include "report/visible_text.h"

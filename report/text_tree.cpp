@@ -7,6 +7,7 @@
 #include "report/kind_words.h"
 #include "report/phrases.h"
 #include "report/readable_diff.h"
+#include "report/renames.h"
 #include "report/text_report.h"
 #include "report/visible_text.h"
 
