@@ -1,5 +1,7 @@
 #include "inventory/shown.h"
 
+#include <utility>
+
 namespace kelvane::inventory {
 namespace {
 
@@ -16,6 +18,12 @@ std::string list(const std::vector<Item>& items, Text text) {
 template <class Number>
 std::string number(const std::optional<Number>& value) {
   return value ? std::to_string(*value) : std::string();
+}
+
+std::string clustered(const IndexStorage& storage) { return storage.clustered ? "clustered " : ""; }
+
+std::string preposition(const Permission& permission) {
+  return permission.effect == "revoke" ? " from " : " to ";
 }
 
 }  // namespace
@@ -98,8 +106,7 @@ std::string nameOf(const LogicalKey& key) {
 }
 
 std::string nameOf(const Permission& permission) {
-  return permission.effect + ' ' + permission.action +
-         (permission.effect == "revoke" ? " from " : " to ") + permission.grantee;
+  return permission.effect + ' ' + permission.action + preposition(permission) + permission.grantee;
 }
 
 std::string nameOf(const Alias& alias) { return alias.login; }
@@ -113,5 +120,34 @@ std::string nameOf(const Threshold& threshold) {
 }
 
 std::string nameOf(const Settings&) { return {}; }
+
+std::string declaration(const KeyConstraint& key) {
+  const std::string_view words = key.primary ? "primary key " : "unique ";
+  return withAttributes(std::string(words) + clustered(key) + shown(key.columns), key,
+                        {"primary key", "clustered", "columns"});
+}
+
+std::string declaration(const ForeignKey& key) {
+  std::string line = shown(key.columns) + " references " + shown(key.referenced);
+  if (!key.referencedColumns.empty()) line += ' ' + shown(key.referencedColumns);
+  if (key.matchFull) line += " match full";
+  return withAttributes(std::move(line), key,
+                        {"columns", "references", "referenced columns", "match full"});
+}
+
+std::string declaration(const Index& index) {
+  return withAttributes((index.unique ? "unique " : "") + clustered(index) + shown(index.columns),
+                        index, {"unique", "clustered", "columns"});
+}
+
+std::string declaration(const Permission& granted) {
+  std::string line = granted.effect + ' ' + granted.action;
+  if (!granted.columns.empty()) line += ' ' + shown(granted.columns);
+  if (!granted.condition.empty()) line += ' ' + granted.condition;
+  line += preposition(granted) + granted.grantee;
+  if (granted.grantOption) line += " with grant option";
+  if (!granted.grantor.empty()) line += " granted by " + granted.grantor;
+  return line;
+}
 
 }  // namespace kelvane::inventory

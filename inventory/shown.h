@@ -3,10 +3,13 @@
 // Free functions without state.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "inventory/attributes.h"
@@ -50,11 +53,11 @@ std::string nameOf(const Message& message);
 std::string nameOf(const Threshold& threshold);
 std::string nameOf(const Settings& settings);
 
-/// How the attributes of a record would be declared, in one line: "char(16) not null, default 0".
-/// Texts of definitions are left out.
+/// The attributes of a record behind what stands in `line`, but for those that it says already:
+/// "char(16) not null, default 0". Texts of definitions are left out.
 template <class Record>
-std::string declaration(const Record& record) {
-  std::string line;
+std::string withAttributes(std::string line, const Record& record,
+                           std::initializer_list<std::string_view> said = {}) {
   const auto add = [&](std::string_view label, const std::string& value) {
     if (!line.empty()) line += ", ";
     line += label;
@@ -62,8 +65,11 @@ std::string declaration(const Record& record) {
     line += value;
   };
   forEachAttribute<Record>([&]<class Owner, class Value>(const Attribute<Owner, Value>& one) {
+    if (std::ranges::find(said, one.label) != said.end()) return;
     if constexpr (std::is_same_v<Value, bool>) {
-      if (record.*one.member) add(one.label, {});
+      static const Record kUsual{};
+      const bool value = record.*one.member;
+      if (value != kUsual.*one.member) add(one.label, value ? "" : shown(value));
     } else if constexpr (std::is_same_v<Value, GivenName>) {
       return;
     } else {
@@ -75,5 +81,16 @@ std::string declaration(const Record& record) {
   });
   return line;
 }
+
+// How a record would be declared, in one line, without its name and what it is made of. Two that
+// differ in an attribute have different ones; texts of definitions aside.
+template <class Record>
+std::string declaration(const Record& record) {
+  return withAttributes({}, record);
+}
+std::string declaration(const KeyConstraint& key);   ///< primary key clustered (a, b desc)
+std::string declaration(const ForeignKey& key);      ///< (a) references dbo.t (b)
+std::string declaration(const Index& index);         ///< unique clustered (a), fillfactor 80
+std::string declaration(const Permission& granted);  ///< grant select (a) to clerks
 
 }  // namespace kelvane::inventory

@@ -9,7 +9,9 @@
 #include "report/diff_walk.h"
 #include "report/html/page.h"
 #include "report/json_writer.h"
+#include "report/kind_words.h"
 #include "report/readable_diff.h"
+#include "report/renames.h"
 #include "report/side_by_side.h"
 #include "report/visible_text.h"
 
@@ -116,7 +118,7 @@ class PageData {
   // The object that it probably is on the other side is told besides.
   void writeMissing(enumEntityType kind, std::u16string_view name, enumLocation side) {
     json_.member("side", sideName(side));
-    const Rename* rename = renames_.of(kind, side, name);
+    const Rename* rename = renames_.of(wordOf(kind), side, name);
     if (rename == nullptr) return;
     json_.key("renamed");
     json_.beginObject();

@@ -14,4 +14,8 @@ namespace kelvane {
 // docs/differences.schema.json describes it.
 void writeJsonReport(const diffSchema& differences, const ReportHeader& header, std::ostream& out);
 
+// The members that every report begins with behind "format": the sides, what is missing, renames.
+class JsonWriter;
+void writeJsonHeader(const ReportHeader& header, JsonWriter& writer);
+
 }  // namespace kelvane

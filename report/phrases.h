@@ -26,29 +26,13 @@ std::u16string onlyIn(enumLocation side, Colors colors);
 // Which side is which: "source: old.sql -> target: new.sql".
 std::u16string sidesLine(const ReportHeader& header, Colors colors);
 
-// "Length: 5 -> 9"
-std::u16string valuesLine(const typeDiff& difference, const Values& values, Colors colors);
+// "5 -> 9", with a note where letters look alike
+std::u16string valuesLine(const Values& values, Colors colors);
 
 // "index ix", "primary key (a, b)"
 std::u16string heading(const Title& title);
 
 // What a guess says to the object that it is about on that side.
 std::u16string renameNote(const Rename& rename, enumLocation side);
-
-// The counts of all differences and the notes. `shown`: with owners of groups.
-std::u16string closingLine(const diffSchema& shown, const ReportHeader& header);
-
-// What becomes of the objects of one kind.
-struct KindCounts {
-  std::int64_t differ = 0, onlyInSource = 0, onlyInTarget = 0, differences = 0;
-
-  void add(const Array<typeDiff>& own, std::int64_t all);
-};
-template <class Object>
-KindCounts countsOf(const Array<Object>& objects) {
-  KindCounts counts;
-  for (const Object& object : objects) counts.add(object.Diff, differencesOf(object));
-  return counts;
-}
 
 }  // namespace kelvane::report

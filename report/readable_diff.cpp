@@ -91,13 +91,15 @@ typeDiff readable(Part part, const typeDiff& difference) {
   return result;
 }
 
-Values valuesOf(const typeDiff& difference) {
-  const std::u16string_view before = withoutTrailingBlanks(difference.DataOnSource);
-  const std::u16string_view after = withoutTrailingBlanks(difference.DataOnTarget);
+Values valuesOf(std::u16string_view wholeBefore, std::u16string_view wholeAfter) {
+  const std::u16string_view before = withoutTrailingBlanks(wholeBefore);
+  const std::u16string_view after = withoutTrailingBlanks(wholeAfter);
   if (before != after && isShortLine(before) && isShortLine(after)) return {before, after, true};
-  const std::u16string_view wholeBefore = difference.DataOnSource;
-  const std::u16string_view wholeAfter = difference.DataOnTarget;
   return {wholeBefore, wholeAfter, isShortLine(wholeBefore) && isShortLine(wholeAfter)};
+}
+
+Values valuesOf(const typeDiff& difference) {
+  return valuesOf(std::u16string_view(difference.DataOnSource), difference.DataOnTarget);
 }
 
 Title titleOf(Part part, const diffEntity& entity) {
@@ -110,6 +112,20 @@ Title titleOfMissing(Part part, const diffEntity& entity, const typeDiff& differ
   if (part == Part::index && difference.Location == location_target)
     return titled(u"index on", NameOf::keys, entity.Name);
   return titleOf(part, entity);
+}
+
+std::optional<enumLocation> missingSideOf(const Array<typeDiff>& own) {
+  const auto* missing = std::ranges::find(own, diff_DoesNotExist, &typeDiff::DiffType);
+  if (missing == own.end()) return std::nullopt;
+  return missing->Location;
+}
+
+Tallies talliesOf(const diffSchema& shown) {
+  Tallies tallies;
+  forEachKind(shown, [&](const auto& kind, const auto& objects) {
+    if (!objects.empty()) tallies.push_back({kind.singular, kind.plural, countsOf(objects)});
+  });
+  return tallies;
 }
 
 }  // namespace kelvane::report

@@ -6,10 +6,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "model/diff_schema.h"
 #include "report/diff_walk.h"
+#include "report/tallies.h"
 
 namespace kelvane::report {
 
@@ -26,6 +28,7 @@ struct Values {
   std::u16string_view before, after;
   bool shortLines;  // each is a line of its own that needs no comparison of lines
 };
+Values valuesOf(std::u16string_view before, std::u16string_view after);
 Values valuesOf(const typeDiff& difference);
 
 // What a sub-entity is called: a word, and a name as it belongs to the word.
@@ -39,6 +42,9 @@ Title titleOf(Part part, const diffEntity& entity);
 // `difference` says that the sub-entity is only on one side.
 Title titleOfMissing(Part part, const diffEntity& entity, const typeDiff& difference);
 
+// Where an object is that the other side lacks.
+std::optional<enumLocation> missingSideOf(const Array<typeDiff>& own);
+
 // All differences of an object, those of its sub-entities included.
 template <class Object>
 std::int64_t differencesOf(const Object& object) {
@@ -47,5 +53,15 @@ std::int64_t differencesOf(const Object& object) {
     for (const diffEntity& entity : object.*parts.entities) total += entity.Diff.count();
   return total;
 }
+
+template <class Object>
+KindCounts countsOf(const Array<Object>& objects) {
+  KindCounts counts;
+  for (const Object& object : objects)
+    counts.add(missingSideOf(object.Diff), differencesOf(object));
+  return counts;
+}
+// `shown`: with owners of groups.
+Tallies talliesOf(const diffSchema& shown);
 
 }  // namespace kelvane::report

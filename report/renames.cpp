@@ -11,6 +11,7 @@
 #include "model/fields.h"
 #include "model/text.h"
 #include "report/diff_walk.h"
+#include "report/kind_words.h"
 
 namespace kelvane {
 namespace report {
@@ -214,7 +215,7 @@ using Candidates = std::array<std::vector<Candidate>, 2>;
 // The pairs of one kind.
 class Pairing {
  public:
-  Pairing(enumEntityType kind, Candidates& candidates, std::vector<Rename>& renames)
+  Pairing(std::string_view kind, Candidates& candidates, std::vector<Rename>& renames)
       : kind_(kind), renames_(renames) {
     for (std::size_t side = 0; side < 2; ++side)
       for (Candidate& one : candidates[side])
@@ -255,7 +256,7 @@ class Pairing {
   };
 
   void add(const Candidate& source, const Candidate& target, int likeness) {
-    renames_.push_back({kind_, source.fullName(), target.fullName(), likeness});
+    renames_.push_back({std::string(kind_), source.fullName(), target.fullName(), likeness});
     paired_.insert({&source, &target});
   }
   void forgetPaired() {
@@ -276,7 +277,7 @@ class Pairing {
     forgetPaired();
   }
 
-  enumEntityType kind_;
+  std::string_view kind_;
   std::vector<Rename>& renames_;
   std::array<std::vector<Candidate*>, 2> left_;
   std::unordered_set<const Candidate*> paired_;
@@ -297,7 +298,7 @@ void addRenames(const Array<Object>& differing, Array<Record> Schema::*records,
     for (const Record& record : schemas[side]->*records)
       if (missing[side].contains(record.FullName)) candidates[side].emplace_back(record);
   const Weights weights(schemas, records);
-  Pairing pairing(kKind<Object>.entityType, candidates, renames);
+  Pairing pairing(wordOf(kKind<Object>.entityType), candidates, renames);
   pairing.pairEqual(weights);
   if (pairing.isForAlike()) pairing.pairAlike(weights);
 }
@@ -324,7 +325,7 @@ RenameIndex::RenameIndex(const std::vector<Rename>& renames) {
   }
 }
 
-const Rename* RenameIndex::of(enumEntityType kind, enumLocation side,
+const Rename* RenameIndex::of(std::string_view kind, enumLocation side,
                               std::u16string_view fullName) const {
   const auto found = renames_.find({kind, side, fullName});
   return found == renames_.end() ? nullptr : found->second;

@@ -9,16 +9,11 @@
 #include <tuple>
 #include <vector>
 
+#include "findings/rename.h"
 #include "model/diff_schema.h"
 #include "model/schema.h"
 
 namespace kelvane {
-
-struct Rename {
-  enumEntityType kind = entity_TABLE;
-  std::u16string source, target;  // full names
-  int likeness = 0;               // of the contents, in percent
-};
 
 // Pairs tables, views, procedures, functions and types that `differences` has on one side only,
 // where their contents (without own names, numbers of rows and permissions) are equal and of no
@@ -33,10 +28,10 @@ class RenameIndex {
  public:
   explicit RenameIndex(const std::vector<Rename>& renames);
   // `side`: where the object is. Null for most.
-  const Rename* of(enumEntityType kind, enumLocation side, std::u16string_view fullName) const;
+  const Rename* of(std::string_view kind, enumLocation side, std::u16string_view fullName) const;
 
  private:
-  std::map<std::tuple<enumEntityType, enumLocation, std::u16string_view>, const Rename*> renames_;
+  std::map<std::tuple<std::string_view, enumLocation, std::u16string_view>, const Rename*> renames_;
 };
 
 }  // namespace kelvane

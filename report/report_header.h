@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "findings/accepted_difference.h"
 #include "report/renames.h"
 
 namespace kelvane {
@@ -16,7 +17,7 @@ enum class Coverage { complete, partial };
 struct ReportHeader {
   std::string source, target;              // how the user calls them, without secrets (UTF-8)
   std::string version;                     // of this program
-  std::vector<std::string> switches = {};  // those that were on, by name
+  std::vector<std::string> switches = {};  // or families that were on, by name
   std::vector<std::string> gaps = {};  // what could not be read or compared, a line each (UTF-8)
 
   // What names and definitions were compared without: "case of names" (UTF-8).
@@ -26,6 +27,8 @@ struct ReportHeader {
   std::vector<std::string> notes = {};
 
   std::vector<Rename> renames = {};  // the guess that two missing objects are one
+
+  std::vector<AcceptedDifference> accepted = {};  // known differences that were left out
 
   Coverage coverage() const { return gaps.empty() ? Coverage::complete : Coverage::partial; }
 };

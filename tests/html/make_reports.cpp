@@ -117,7 +117,7 @@ int main(int count, char** arguments) {
     if (!out.flush()) std::exit(1);
   };
   ReportHeader complete{"here", "there", "1.2.3", {"Tables", "Views"}};
-  complete.renames = {{entity_TABLE, u"dbo.gift", u"ann.wish", 90}};
+  complete.renames = {{"table", u"dbo.gift", u"ann.wish", 90}};
   ReportHeader partial = complete;
   partial.gaps = {"source: no permission on <b>stock</b>", "target: lost"};
   ReportHeader odd = complete;

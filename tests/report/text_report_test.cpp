@@ -217,7 +217,7 @@ TEST(TextTree, DrawsKindsObjectsAndParts) {
       .differ(u"Table\\Trigger", u"t\\tr", u"Definition", u"a\nb\n", u"a\n")
       .differ(u"Table", u"clerks", u"Owner", u"dbo", u"ann");
   ReportHeader header{"a", "b", "1"};
-  header.renames = {{entity_TABLE, u"dbo.gone", u"dbo.come", 90}};
+  header.renames = {{"table", u"dbo.gone", u"dbo.come", 90}};
   EXPECT_EQ(written(writeTextTree, made, header),
             R"(|-- tables: 1 differ, 1 only in source, 1 only in target
 |   |-- dbo.gone: only in source, probably renamed to dbo.come (90% of the contents)

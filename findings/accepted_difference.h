@@ -1,0 +1,16 @@
+// A difference that a list of known differences accepts.
+//
+// Lifetime: plain values. Threading: none of their own.
+#pragma once
+
+#include <string>
+
+namespace kelvane {
+
+struct AcceptedDifference {
+  std::string difference;  // as the list has it
+  std::string reason;
+  std::string until;  // the last day, 2027-01-31; empty where there is none
+};
+
+}  // namespace kelvane

@@ -1,0 +1,37 @@
+// Typed changes as text, as a drawn tree, as counts, as JSON for programs and as a page for
+// browsers: what a comparison of two inventories found.
+//
+// Lifetime and threading: free functions; nothing is kept. The databases that were compared must
+// still be there.
+#pragma once
+
+#include <iosfwd>
+#include <vector>
+
+#include "inventory/compare/changes.h"
+#include "report/report_header.h"
+#include "report/text_report.h"
+
+namespace kelvane {
+
+// Writes UTF-8: a block for each object that differs, a line for each difference as one would write
+// it ("column a: int null -> int not null"), long texts as a comparison of their lines, and a
+// closing line with the counts and notes. No two different values look alike.
+void writeTextReport(const std::vector<inventory::Change>& changes, const ReportHeader& header,
+                     Colors colors, std::ostream& out);
+
+// Writes UTF-8: kinds with their counts, objects, parts, and one line for each difference, even of
+// long texts. Then the same closing line.
+void writeTextTree(const std::vector<inventory::Change>& changes, const ReportHeader& header,
+                   Colors colors, std::ostream& out);
+
+// Writes UTF-8: a table of the counts of each kind that differs, and the same closing line.
+void writeTextSummary(const std::vector<inventory::Change>& changes, const ReportHeader& header,
+                      std::ostream& out);
+
+// One object: the header's members, the counts, then the changes. docs/report-v2.schema.json
+// describes it.
+void writeJsonReport(const std::vector<inventory::Change>& changes, const ReportHeader& header,
+                     std::ostream& out);
+
+}  // namespace kelvane
