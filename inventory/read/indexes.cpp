@@ -155,14 +155,16 @@ void readIndexes(Reading& reading) {
 }
 
 void readIndexKeys(Reading& reading) {
-  // With the owner's id a name needs no quotes. Behind the last key there is null.
+  // With the owner's id a name needs no quotes. Behind the last key there is null. The columns of
+  // sysreferences, more than an index can have, serve as the numbers of keys: few rows, found by
+  // their id.
   reading.session.rows(
       "columns of indexes",
-      "select i.id, i.indid, index_col(o.name, i.indid, v.number, o.uid),"
-      " index_colorder(o.name, i.indid, v.number, o.uid)"
-      " from sysindexes i, sysobjects o, master..spt_values v where o.id = i.id and o.type = 'U'"
-      " and i.indid between 1 and 254 and v.type = 'P' and v.number between 1 and i.keycnt"
-      " order by i.id, i.indid, v.number",
+      "select i.id, i.indid, index_col(o.name, i.indid, v.colid, o.uid),"
+      " index_colorder(o.name, i.indid, v.colid, o.uid)"
+      " from sysindexes i, sysobjects o, syscolumns v where o.id = i.id and o.type = 'U'"
+      " and i.indid between 1 and 254 and v.id = object_id('sysreferences')"
+      " and v.colid <= i.keycnt order by i.id, i.indid, v.colid",
       [&](const Row& row) {
         const ObjectEntry* entry = reading.table(row.number(0));
         if (entry == nullptr || row.isNull(2)) return;

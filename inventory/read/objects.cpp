@@ -154,7 +154,7 @@ void readObjects(Reading& reading) {
         entry.uid = row.number(1);
         entry.code = row.text(2);
         entry.name = row.text(3);
-        entry.created = row.exactText(4);
+        entry.created = row.moment(4);
         entry.version = row.number(5);
         entry.status = row.number(6);
         entry.status2 = row.number(7);
@@ -192,7 +192,7 @@ void readObjectsAgain(Reading& reading) {
         if (entry == nullptr) return nameIt({reading.userName(row.number(1)), row.text(3)});
         ++seen;
         const bool isSame = entry->uid == row.number(1) && entry->name == row.text(3) &&
-                            entry->created == row.exactText(4) && entry->version == row.number(5);
+                            entry->created == row.moment(4) && entry->version == row.number(5);
         if (!isSame) nameIt(reading.nameOf(*entry));
       });
   for (const std::string& name : changed)

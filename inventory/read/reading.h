@@ -63,7 +63,7 @@ struct ObjectEntry {
   int lobCompression = 0;
   std::optional<std::int64_t> identityBurnMax;
   int version = 0;  ///< counts its changes
-  std::string created;
+  std::int64_t created = 0;
 };
 
 /// What a text belongs to: an object, of a procedure with its number in the group.

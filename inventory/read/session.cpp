@@ -52,6 +52,13 @@ std::int64_t Row::large(int at) const {
   return cell.toLong();
 }
 
+std::int64_t Row::moment(int at) const {
+  constexpr std::int64_t kNanosecondsPerDay = 86'400'000'000'000;
+  const ado::Value cell = value(at);
+  const auto* moment = std::get_if<ado::DateTime>(&cell);
+  return moment ? moment->days * kNanosecondsPerDay + moment->nanoseconds : 0;
+}
+
 std::string Row::exactText(int at) const {
   const ado::Value cell = value(at);
   if (cell.isNull()) return {};

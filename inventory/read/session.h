@@ -22,6 +22,8 @@ class Row {
   int number(int at) const;
   std::int64_t large(int at) const;
   std::optional<int> known(int at) const;  ///< none for null
+  /// Of a date and time: its nanoseconds, which are equal for equal ones.
+  std::int64_t moment(int at) const;
   /// As UTF-8, without blanks at the end, which the server does not count.
   std::string text(int at) const;
   std::string exactText(int at) const;

@@ -7,7 +7,7 @@
 
 #include "inventory/compare/compare.h"
 #include "tests/report/json_schema.h"
-#include "tests/report/made_inventory.h"
+#include "tests/support/made_inventory.h"
 
 namespace kelvane::inventory {
 namespace {
