@@ -2,90 +2,58 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
-#include <memory>
-#include <optional>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "cli/compare_request.h"
+#include "cli/database_reading.h"
 #include "cli/figures.h"
-#include "cli/interruption.h"
-#include "cli/known_file.h"
-#include "cli/reading.h"
-#include "cli/switch_arguments.h"
-#include "cli/written_file.h"
-#include "compare/compare_schema.h"
+#include "cli/published_compare.h"
+#include "cli/report_output.h"
+#include "findings/renames.h"
+#include "inventory/compare/compare.h"
+#include "inventory/shown.h"
 #include "model/text.h"
-#include "report/html_report.h"
-#include "report/json_report.h"
-#include "report/text_report.h"
+#include "report/change_report.h"
 
 namespace kelvane::cli {
 namespace {
 
-// The collector speaks through message boxes: a difference that it has no place for.
-class CollectorHost final : public Host {
- public:
-  explicit CollectorHost(std::vector<std::string>& gaps) : gaps_(gaps) {}
-  void MessageBox(std::u16string_view text, MessageIcon) override {
-    gaps_.push_back("a difference could not be recorded: " + toUtf8(text));
-  }
+using inventory::Change;
+using inventory::Database;
+using Changes = std::vector<Change>;
 
- private:
-  std::vector<std::string>& gaps_;
-};
-
-class RulePreferences final : public AppPreferences {
- public:
-  explicit RulePreferences(const Rules& rules) : rules_(rules) {}
-  Boolean IgnoreTabs() const override { return rules_.ignoreTabs; }
-  Boolean IgnoreSpaces() const override { return rules_.ignoreSpaces; }
-  Boolean IgnoreLineBreaks() const override { return rules_.ignoreLineBreaks; }
-
- private:
-  const Rules& rules_;
-};
-
-bool environmentAllowsColors() {
-  const auto valueOf = [](const char* name) -> std::string_view {
-    const char* value = std::getenv(name);
-    return value != nullptr ? value : "";
-  };
-  return valueOf("NO_COLOR").empty() && valueOf("TERM") != "dumb";
-}
-
-Colors colorsFor(const Output& output, Coloring coloring, const Console& console) {
-  const bool suits = !output.file && console.outIsTerminal && environmentAllowsColors();
-  return coloring == Coloring::always || (coloring == Coloring::onTerminal && suits)
-             ? Colors::terminal
-             : Colors::none;
-}
-
-void write(const diffSchema& differences, const ReportHeader& header, Format format, Colors colors,
+void write(const Changes& changes, const ReportHeader& header, Format format, Colors colors,
            std::ostream& out) {
   switch (format) {
     case Format::text:
-      return writeTextReport(differences, header, colors, out);
+      return writeTextReport(changes, header, colors, out);
     case Format::tree:
-      return writeTextTree(differences, header, colors, out);
+      return writeTextTree(changes, header, colors, out);
     case Format::summary:
-      return writeTextSummary(differences, header, out);
+      return writeTextSummary(changes, header, out);
     case Format::json:
-      return writeJsonReport(differences, header, out);
+      return writeJsonReport(changes, header, out);
     case Format::html:
-      return writeHtmlReport(differences, header, out);
+      return;  // TODO
   }
 }
 
-std::vector<std::string> ignoredBy(const Rules& rules) {
+std::string listed(const std::vector<std::string>& items) {
+  std::string list;
+  for (const std::string& item : items) list += (list.empty() ? "" : ", ") + item;
+  return list;
+}
+
+std::vector<std::string> ignoredBy(const inventory::Rules& rules, CaseMode mode) {
   std::vector<std::string> ignored;
-  for (const auto& [isIgnored, what] : {std::pair{rules.ignoreCase, "case of names"},
+  for (const auto& [isIgnored, what] : {std::pair{mode == CaseMode::ignore, "case of names"},
                                         {rules.ignoreTabs, "tabs in definitions"},
                                         {rules.ignoreSpaces, "spaces in definitions"},
-                                        {rules.ignoreLineBreaks, "line breaks in definitions"}}) {
+                                        {rules.ignoreLineBreaks, "line breaks in definitions"},
+                                        {rules.ignoreComments, "comments in definitions"},
+                                        {rules.ignoreDefinitionCase, "case of definitions"}}) {
     if (isIgnored) ignored.emplace_back(what);
   }
   return ignored;
@@ -93,184 +61,141 @@ std::vector<std::string> ignoredBy(const Rules& rules) {
 
 // A weaker comparison is not to pass for a full one.
 void noteWeakenings(const CompareRequest& request, ReportHeader& header) {
-  header.ignored = ignoredBy(request.rules);
-  for (const auto& [what, names] :
-       {std::pair{"Not compared: ", request.leftOut}, {"Ignored: ", header.ignored}}) {
-    std::string list;
-    for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
-    if (!list.empty()) header.notes.push_back(what + list);
+  header.ignored =
+      ignoredBy(request.inventory, request.rules.ignoreCase ? CaseMode::ignore : CaseMode::exact);
+  if (!request.leftOut.empty()) header.notes.push_back("Not compared: " + listed(request.leftOut));
+  if (!header.ignored.empty()) header.notes.push_back("Ignored: " + listed(header.ignored));
+}
+
+// What is of the servers and no difference of the databases, but may be the reason for one.
+void noteServers(const std::array<Database, 2>& databases, ReportHeader& header) {
+  const inventory::Server &a = databases[0].server, &b = databases[1].server;
+  const auto note = [&](const char* what, const std::string& was, const std::string& is) {
+    if (was == is || was.empty() || is.empty()) return;
+    header.notes.push_back(std::string("The servers differ in ") + what + ": " + was + " -> " + is);
+  };
+  note("character set", a.characterSet, b.characterSet);
+  note("sort order", a.sortOrder, b.sortOrder);
+  if (a.pageSize != 0 && b.pageSize != 0)
+    note("page size", std::to_string(a.pageSize), std::to_string(b.pageSize));
+}
+
+// Facts that only one of the sides tells are no differences.
+void leaveOutUnpublished(const std::array<Database, 2>& databases, inventory::Rules& rules,
+                         ReportHeader& header) {
+  if (databases[0].server.embedded == databases[1].server.embedded) return;
+  const inventory::Families lost = rules.compared & inventory::unpublishedFamilies();
+  if (lost.none()) return;
+  rules.compared &= ~lost;
+  std::vector<std::string> words;
+  for (const auto& row : inventory::kFamilies) {
+    if (lost.test(static_cast<std::size_t>(row.family))) words.emplace_back(row.word);
   }
+  header.notes.push_back("Not told by servers: " + listed(words));
 }
 
-ReportHeader headerOf(const CompareRequest& request, const Readings& readings) {
-  ReportHeader header{request.shown[0], request.shown[1], KELVANE_VERSION, {}, readings.missing};
-  for (const SideReading& side : readings.sides)
-    header.gaps.insert(header.gaps.end(), side.gaps.begin(), side.gaps.end());
-  for (const Switch& one : kSwitches) {
-    if (readings.switches.*one.value) header.switches.push_back(toUtf8(one.name));
-  }
-  noteWeakenings(request, header);
-  return header;
-}
-
-Undertaking comparing(const Console& console) {
-  return {console, u"comparing", "interrupted while comparing: no report was written"};
-}
-
-enum class Written { all, notAll };
-
-// What keeps one file from being written keeps no other from it, and is complained about.
-template <class Write>
-Written tried(const Console& console, Write write) {
-  try {
-    write();
-    return Written::all;
-  } catch (const CommandError& error) {
-    console.complain(error);
-    return Written::notAll;
-  }
-}
-
-Written report(const diffSchema& differences, const CompareRequest& request,
-               const ReportHeader& header, const Console& console) {
-  Written result = Written::all;
-  for (const Output& output : request.outputs) {
-    const auto writeTo = [&](std::ostream& out) {
-      write(differences, header, output.format, colorsFor(output, request.coloring, console), out);
-    };
-    if (output.file) {
-      const Written one = tried(console, [&] {
-        WrittenFile file("report", *output.file, console);
-        writeTo(file.stream());
-        file.close();
-      });
-      if (one == Written::notAll) result = one;
-      continue;
+// Columns that one side does not know are no differences.
+void leaveOutUnknownColumns(std::array<Database, 2>& databases, ReportHeader& header) {
+  std::set<std::string> unknown;
+  for (const Database& database : databases) {
+    for (const inventory::View& view : database.views) {
+      if (!view.columnsKnown) unknown.insert(nameOf(view));
     }
-    const Undertaking undertaking(console, u"",
-                                  "interrupted while writing: the report is incomplete");
-    writeTo(console.out);
-    console.out.flush();
   }
-  return result;
+  if (unknown.empty()) return;
+  std::string list;
+  for (const std::string& view : unknown) list += (list.empty() ? "view " : ", view ") + view;
+  header.notes.push_back("Columns not known: " + list);
+  for (Database& database : databases) {
+    for (inventory::View& view : database.views) {
+      if (!unknown.contains(nameOf(view))) continue;
+      view.columns.clear();
+      view.columnsKnown = true;
+    }
+  }
 }
 
 // What snapshots were taken without is known, and all else was read.
-bool isReadInFull(const Readings& readings, const ReportHeader& header) {
-  return header.gaps.size() == readings.missing.size() &&
-         std::ranges::all_of(readings.sides, [](const SideReading& side) { return side.complete; });
+bool isReadInFull(const std::vector<DatabaseReading>& readings) {
+  return std::ranges::all_of(
+      readings, [](const DatabaseReading& one) { return one.complete && one.gaps.empty(); });
 }
 
-// Takes out of both schemas what the patterns leave out, and notes it. Throws CommandError where an
-// include leaves nothing.
-void select(const Selection& selection, CaseMode mode, Readings& readings,
-            std::array<Schema, 2>& schemas, const Console& console, ReportHeader& header) {
-  if (selection.takesAll()) return;
-  std::vector<SideReading>& sides = readings.sides;
-  std::array<const Selection::Tally*, 2> tallies{};
-  for (std::size_t side = 0; side < 2; ++side) {
-    apply(selection, schemas[side], mode, sides[side].selected);
-    tallies[side] = &sides[side].selected;
-  }
-  header.notes.push_back("Left out by patterns: " + counted(tallies[0]->leftOut, "object") +
-                         " of the source, " + counted(tallies[1]->leftOut, "object") +
+// Takes out of both databases what the patterns leave out, and notes it. Throws CommandError where
+// an include leaves nothing.
+void select(const CompareRequest& request, CaseMode mode, bool isProven,
+            std::array<Database, 2>& databases, const Console& console, ReportHeader& header) {
+  if (request.selection.takesAll()) return;
+  std::array<Selection::Tally, 2> tallies;
+  for (std::size_t side = 0; side < 2; ++side)
+    request.selection.apply(databases[side], mode, tallies[side]);
+  header.notes.push_back("Left out by patterns: " + counted(tallies[0].leftOut, "object") +
+                         " of the source, " + counted(tallies[1].leftOut, "object") +
                          " of the target");
-  const Selection::Unmatched unmatched =
-      selection.unmatched(tallies, comparedKinds(readings.switches));
-  const bool isProven = isReadInFull(readings, header);
+  const std::array<const Selection::Tally*, 2> both{&tallies[0], &tallies[1]};
+  const Selection::Unmatched unmatched = request.selection.unmatched(
+      both, [&](inventory::Kind kind) { return request.inventory.compares(rowOf(kind).family); });
   if (isProven && !unmatched.errors.empty()) throw CommandError(unmatched.errors);
   for (const auto* lines : {&unmatched.errors, &unmatched.others})
     for (const std::string& line : *lines) console.complain(line);
 }
 
-// Columns that one side does not know are no differences.
-void leaveOutUnknownColumns(const std::vector<SideReading>& sides, std::array<Schema, 2>& schemas,
-                            ReportHeader& header) {
-  std::set<std::string> unknown;
-  for (const SideReading& side : sides)
-    unknown.insert(side.viewsWithoutColumns.begin(), side.viewsWithoutColumns.end());
-  if (unknown.empty()) return;
-  std::string list;
-  for (const std::string& view : unknown) list += (list.empty() ? "view " : ", view ") + view;
-  header.notes.push_back("Columns not known: " + list);
-  for (Schema& schema : schemas) {
-    for (std::int32_t i = 1; i <= schema.Views.count(); ++i) {
-      schema.Views.edit(i, [&](View& view) {
-        if (unknown.contains(toUtf8(view.FullName))) view.Columns = {};
-      });
-    }
-  }
-}
-
-void tellNotes(const std::vector<std::string>& notes, const CompareRequest& request,
-               const Console& console) {
-  // On a terminal the last line of a text has just said them.
-  const auto saysThem = [](const Output& output) {
-    return !output.file && output.format != Format::json && output.format != Format::html;
-  };
-  if (console.outIsTerminal && std::ranges::any_of(request.outputs, saysThem)) return;
-  for (const std::string& note : notes) console.complain(note);
-}
-
-diffSchema compared(const std::array<Schema, 2>& schemas, const CompareRequest& request,
-                    const cComparisonOptions& switches, CaseMode mode, const Console& console,
-                    std::vector<std::string>& gaps) {
-  const Undertaking undertaking = comparing(console);
-  CollectorHost host(gaps);
-  const RulePreferences preferences(request.rules);
-  cCompareSchema engine(host);
-  engine.CompareOptions = std::make_shared<cComparisonOptions>(switches);
-  engine.AppPreferences = &preferences;
-  engine.IsSchemaCaseSensitive(Boolean(mode == CaseMode::exact));
-  engine.Compare(schemas[0], schemas[1], output_DiffText);
-  return engine.Results();
+// Where one side was not read to its end, what the other one has proves nothing.
+void dropUnread(std::vector<DatabaseReading>& readings, ReportHeader& header) {
+  if (std::ranges::all_of(readings, &DatabaseReading::wasRead)) return;
+  header.gaps.push_back("nothing was compared: a side was not read to its end");
+  for (DatabaseReading& one : readings) one.database = {};
 }
 
 }  // namespace
 
 ExitStatus runCompare(const Arguments& arguments, const Console& console, const OpenSide& open) {
   const CompareRequest request = parseCompare(arguments);
-  const KnownFiles known = loadKnownFiles(request);
-  Readings readings =
-      readPlaces({{kSideNames[0], request.places[0]}, {kSideNames[1], request.places[1]}},
-                 request.switches, request.trace, console, open, request.selection);
-  ReportHeader header = headerOf(request, readings);
-  std::vector<SideReading>& sides = readings.sides;
-  std::array<Schema, 2> schemas{sides[0].schema, sides[1].schema};
-  if (sides[0].extent || sides[1].extent) {
-    keepComparable(schemas, {sides[0].extent, sides[1].extent});
-    header.gaps.push_back(
-        "the result is partial: only objects that were read in full on both sides are compared");
-  }
-  leaveOutUnknownColumns(sides, schemas, header);
-  const bool exact =
-      !request.rules.ignoreCase && (sides[0].caseSensitive || sides[1].caseSensitive);
-  const CaseMode mode = exact ? CaseMode::exact : CaseMode::ignore;
-  select(request.selection, mode, readings, schemas, console, header);
-  diffSchema differences =
-      compared(schemas, request, readings.switches, mode, console, header.gaps);
+  if (request.published) return comparePublished(request, console, open);
+  const bool rowCounts = request.inventory.compares(inventory::Family::rowCounts);
+  std::vector<DatabaseReading> readings =
+      readDatabases({{kSideNames[0], request.places[0]}, {kSideNames[1], request.places[1]}},
+                    {rowCounts, request.trace}, console, open);
+  ReportHeader header{request.shown[0], request.shown[1], KELVANE_VERSION};
+  for (const DatabaseReading& side : readings)
+    header.gaps.insert(header.gaps.end(), side.gaps.begin(), side.gaps.end());
+  noteWeakenings(request, header);
+  const bool isProven = isReadInFull(readings);
+  dropUnread(readings, header);
+  std::array<Database, 2> databases{std::move(readings[0].database),
+                                    std::move(readings[1].database)};
+  inventory::Rules rules = request.inventory;
+  const bool ignoresCase = request.rules.ignoreCase ||
+                           (databases[0].server.ignoresCase && databases[1].server.ignoresCase);
+  rules.names = ignoresCase ? CaseMode::ignore : CaseMode::exact;
+  noteServers(databases, header);
+  leaveOutUnpublished(databases, rules, header);
+  leaveOutUnknownColumns(databases, header);
+  select(request, rules.names, isProven, databases, console, header);
 
-  const ComparedScope scope{request.selection, readings.switches, request.rules, mode,
-                            isReadInFull(readings, header)};
-  Written accepts = Written::all;
-  if (request.writeAccept)
-    accepts = tried(console, [&] { writeKnown(differences, known, scope, console); });
-  const std::vector<std::string> gaps = header.gaps;
-  for (std::size_t side = 0; side < 2; ++side) {
-    if (!sides[side].complete)
-      header.gaps.push_back(std::string(kSideNames[side]) + ": not everything could be loaded");
-  }
-  if (request.accept) differences = withoutKnown(differences, known, scope, console, header);
+  Changes changes;
   {
     const Undertaking undertaking = comparing(console);
-    header.renames = probableRenames(differences, schemas[0], schemas[1]);
+    changes = inventory::compare(databases[0], databases[1], rules);
+    header.renames = findings::probableRenames(changes, databases[0], databases[1]);
   }
-  const Written reports = report(differences, request, header, console);
+  const std::vector<std::string> gaps = header.gaps;
+  for (std::size_t side = 0; side < 2; ++side) {
+    if (!readings[side].complete)
+      header.gaps.push_back(std::string(kSideNames[side]) + ": not everything could be loaded");
+  }
+  for (const auto& row : inventory::kFamilies) {
+    if (!row.word.empty() && rules.compares(row.family)) header.switches.emplace_back(row.word);
+  }
+  const Written reports =
+      writeReports(request, console, [&](Format format, Colors colors, std::ostream& out) {
+        write(changes, header, format, colors, out);
+      });
   tellNotes(header.notes, request, console);
   for (const std::string& line : gaps) console.complain(line);
-  if (accepts == Written::notAll || reports == Written::notAll) return kError;
+  if (reports == Written::notAll) return kError;
   if (header.coverage() == Coverage::complete)
-    return differences == diffSchema{} ? kNoDifference : kDifferences;
+    return changes.empty() ? kNoDifference : kDifferences;
   console.complain("not everything could be compared: equality is not proven");
   return kNotProven;
 }

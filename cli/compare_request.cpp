@@ -14,10 +14,12 @@ namespace {
 
 constexpr std::string_view kAccept = "--accept", kColor = "--color", kFormat = "--format",
                            kHtml = "--html", kIgnoreCase = "--ignore-case",
+                           kIgnoreComments = "--ignore-comments",
+                           kIgnoreDefinitionCase = "--ignore-definition-case",
                            kIgnoreLineBreaks = "--ignore-line-breaks",
                            kIgnoreSpaces = "--ignore-spaces", kIgnoreTabs = "--ignore-tabs",
                            kJson = "--json", kOutput = "--output", kQuiet = "--quiet",
-                           kSummary = "--summary", kTree = "--tree",
+                           kPublished = "--published", kSummary = "--summary", kTree = "--tree",
                            kWriteAccept = "--write-accept";
 
 constexpr auto kFormats = std::to_array<Choice<Format>>({
@@ -42,10 +44,13 @@ constexpr auto kAccepting = std::to_array<Option>({
 });
 constexpr auto kRules = std::to_array<Option>({
     {kIgnoreCase, "", "ignore upper and lower case in names"},
+    {kIgnoreComments, "", "ignore comments in definitions"},
+    {kIgnoreDefinitionCase, "", "ignore upper and lower case in definitions"},
     {kIgnoreLineBreaks, "", "ignore line breaks in definitions"},
     {kIgnoreSpaces, "", "ignore blanks in definitions"},
     {kIgnoreTabs, "", "ignore tabs in definitions"},
     {kRowCounts, "", "also compare row counts; default: not compared"},
+    {kPublished, "", "read and compare as the component's published classes do"},
 });
 constexpr auto kReports = std::to_array<Option>({
     {kColor, "WHEN", "colours: auto (only on a terminal), always or never; default: auto",
@@ -91,14 +96,29 @@ std::vector<OptionFamily> compareOptions() {
 
 CompareRequest parseCompare(const Arguments& arguments) {
   const TwoSides sides = twoSides(arguments, "compare");
-  CompareRequest request{sides.places,
-                         sides.shown,
-                         arguments.value(kTrace),
-                         outputsOf(arguments),
-                         comparedSwitchesOf(arguments),
-                         leftOutBy(arguments),
-                         {arguments.has(kIgnoreTabs), arguments.has(kIgnoreSpaces),
-                          arguments.has(kIgnoreLineBreaks), arguments.has(kIgnoreCase)}};
+  CompareRequest request;
+  request.places = sides.places;
+  request.shown = sides.shown;
+  request.trace = arguments.value(kTrace);
+  request.outputs = outputsOf(arguments);
+  request.published = arguments.has(kPublished);
+  request.rules = {arguments.has(kIgnoreTabs), arguments.has(kIgnoreSpaces),
+                   arguments.has(kIgnoreLineBreaks), arguments.has(kIgnoreCase)};
+  if (request.published) {
+    for (const std::string_view option : {kIgnoreComments, kIgnoreDefinitionCase, kIgnore})
+      if (arguments.isGiven(option))
+        throw UsageError(arguments.called(option) + " cannot be combined with --published");
+    request.switches = comparedSwitchesOf(arguments);
+    request.leftOut = leftOutBy(arguments);
+  } else {
+    request.inventory.compared = comparedFamiliesOf(arguments);
+    request.leftOut = leftOutOf(request.inventory.compared);
+    request.inventory.ignoreTabs = request.rules.ignoreTabs;
+    request.inventory.ignoreSpaces = request.rules.ignoreSpaces;
+    request.inventory.ignoreLineBreaks = request.rules.ignoreLineBreaks;
+    request.inventory.ignoreComments = arguments.has(kIgnoreComments);
+    request.inventory.ignoreDefinitionCase = arguments.has(kIgnoreDefinitionCase);
+  }
   request.selection = selectionOf(
       arguments, request.rules.ignoreCase ? std::optional(CaseMode::ignore) : std::nullopt);
   request.coloring = choiceOf<kColorings>(arguments, kColor, Coloring::onTerminal);

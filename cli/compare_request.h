@@ -13,6 +13,7 @@
 #include "cli/arguments.h"
 #include "cli/place.h"
 #include "cli/selection.h"
+#include "inventory/compare/compare.h"
 #include "settings/comparison_options.h"
 
 namespace kelvane::cli {
@@ -41,8 +42,11 @@ struct CompareRequest {
   std::array<std::string, 2> shown{};  // how the user calls them, without secrets
   std::optional<std::string> trace;
   std::vector<Output> outputs;
+  bool published = false;            // with the published statements and comparison
+  inventory::Rules inventory;        // their `names` wait for what the servers say
+  std::vector<std::string> leftOut;  // what is off although it would be on
+  // Of the published comparison.
   cComparisonOptions switches;
-  std::vector<std::string> leftOut;  // names of switches that are off although they would be on
   Rules rules;
   Selection selection = {};
   Coloring coloring = Coloring::onTerminal;

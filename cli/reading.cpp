@@ -18,6 +18,7 @@
 #include "cli/interruption.h"
 #include "cli/object_kinds.h"
 #include "cli/password.h"
+#include "cli/sides_at_once.h"
 #include "cli/written_file.h"
 #include "model/text.h"
 #include "report/snapshot.h"
@@ -25,67 +26,15 @@
 namespace kelvane::cli {
 namespace {
 
-enum class Pace { Together, InTurn };
-
-// Does the same for each side, where it can at the same time. What they complain about is told one
-// side after the other; when both fail, it is the first that fails.
-template <class Work>
-auto forEachSide(std::size_t count, Pace pace, StatusLine& line, Work work) {
-  using Result = std::invoke_result_t<Work, std::size_t, std::ostream&>;
-  std::array<std::ostringstream, 2> complaints;
-  std::future<Result> second;
-  if (count > 1)
-    second = std::async(pace == Pace::Together ? std::launch::async : std::launch::deferred,
-                        [&] { return work(1, complaints[1]); });
-  std::vector<Result> results;
-  std::size_t done = 0;
-  const auto tell = [&] {
-    for (std::size_t side = 0; side <= std::min(done, count - 1); ++side)
-      line.write(complaints[side].view());
-  };
-  try {
-    results.push_back(work(0, complaints[0]));
-    ++done;
-    if (count > 1) results.push_back(second.get());
-  } catch (...) {
-    tell();
-    throw;
+std::string contentsOf(const Schema& schema) {
+  std::string objects;
+  for (const ObjectKind& kind : kObjectKinds) {
+    std::size_t count = 0;
+    kind.forEach(schema, [&](const ObjectName&) { ++count; });
+    if (count > 0) objects += (objects.empty() ? "" : ", ") + counted(count, kind.word);
   }
-  tell();
-  return results;
+  return objects;
 }
-
-// What the user hears of each side where much is to be told.
-class Told {
- public:
-  Told(const NamedPlace& place, const Console& console) : place_(place), console_(console) {}
-
-  void opened() const {
-    const bool server = std::holds_alternative<ServerPlace>(place_.place);
-    tell(std::string(server ? "connected" : "loaded"));
-  }
-  void read(const Schema& schema) const {
-    std::string objects;
-    for (const ObjectKind& kind : kObjectKinds) {
-      std::size_t count = 0;
-      kind.forEach(schema, [&](const ObjectName&) { ++count; });
-      if (count > 0) objects += (objects.empty() ? "" : ", ") + counted(count, kind.word);
-    }
-    tell("read " + (objects.empty() ? "no objects" : objects));
-  }
-
- private:
-  void tell(const std::string& what) const {
-    if (isVerbose(place_.place))
-      console_.complain(std::string(place_.name) + ": " + what + " in " + time_.text());
-  }
-
-  const NamedPlace& place_;
-  const Console& console_;
-  Stopwatch time_;
-};
-
-constexpr std::string_view kNothingRead = "interrupted while loading: there is no result";
 
 Snapshot loadSnapshot(const SnapshotPlace& place) {
   const auto refusal = [&](const std::string& reason) {
@@ -206,7 +155,7 @@ Readings readPlaces(std::vector<NamedPlace> places, const cComparisonOptions& wa
           const Told told(place, aside);
           if (snapshots[side]) {
             SideReading reading = readingOf(std::move(*snapshots[side]), place, readings.switches);
-            told.read(reading.schema);
+            told.read(contentsOf(reading.schema));
             return reading;
           }
           std::optional<Trace> record;
@@ -214,7 +163,7 @@ Readings readPlaces(std::vector<NamedPlace> places, const cComparisonOptions& wa
           SideReading reading =
               readSide(sides[side]->connection(), place.name, options, line,
                        record ? &*record : nullptr, interruption.token(), selection);
-          if (!reading.extent) told.read(reading.schema);
+          if (!reading.extent) told.read(contentsOf(reading.schema));
           leaveOutDetails(reading.schema, readings.switches);
           reading.complete = sides[side]->isComplete();
           for (const ViewWithoutColumns& view : sides[side]->viewsWithoutColumns()) {

@@ -34,6 +34,8 @@ struct Readings {
   std::vector<std::string> missing;  // a line for each side and wanted switch that it lacks
 };
 
+inline constexpr std::string_view kNothingRead = "interrupted while loading: there is no result";
+
 // Asks for the passwords that are wanting and opens the places, two at the same time; nothing for a
 // snapshot. Throws CommandError.
 std::vector<std::unique_ptr<Side>> openSides(std::span<NamedPlace> places, const Console& console,

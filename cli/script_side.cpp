@@ -21,6 +21,7 @@ class ScriptSide final : public Side {
     for (const auto& one : report.incomplete) views_.push_back({one.view, one.note.describe()});
   }
   ado::Connection& connection() override { return *connection_; }
+  bool isEmbedded() const override { return true; }
   bool isComplete() const override { return complete_; }
   std::vector<ViewWithoutColumns> viewsWithoutColumns() const override { return views_; }
 

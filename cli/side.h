@@ -26,6 +26,8 @@ class Side {
   virtual ado::Connection& connection() = 0;
   // False when something that belongs to the side is not in it; the user has been told.
   virtual bool isComplete() const { return true; }
+  // Whether the embedded catalog answers, and not a server.
+  virtual bool isEmbedded() const { return false; }
   // Views whose columns nobody knows.
   virtual std::vector<ViewWithoutColumns> viewsWithoutColumns() const { return {}; }
   // Ends the statement that is under way, where that is possible. Any thread may call it.

@@ -4,15 +4,14 @@
 #include <ctime>
 #include <optional>
 
+#include "cli/database_reading.h"
 #include "cli/interruption.h"
 #include "cli/one_side.h"
 #include "cli/overwriting.h"
-#include "cli/reading.h"
 #include "cli/side_arguments.h"
 #include "cli/switch_arguments.h"
 #include "cli/written_file.h"
-#include "model/text.h"
-#include "report/snapshot.h"
+#include "inventory/store/snapshot.h"
 
 namespace kelvane::cli {
 namespace {
@@ -20,6 +19,7 @@ namespace {
 constexpr std::string_view kDated = "--dated", kOutput = "--output";
 constexpr auto kOptions = std::to_array<Option>({
     {kDated, "", "include the time of the snapshot"},
+    {kRowCounts, "", "include the numbers of rows"},
     {kOutput, kFile, "write to this file instead of standard output", {}, "-o"},
 });
 
@@ -32,7 +32,7 @@ std::string now() {
   return text.data();
 }
 
-void write(const Snapshot& snapshot, const std::optional<std::string>& path,
+void write(const inventory::Snapshot& snapshot, const std::optional<std::string>& path,
            const Console& console) {
   if (path) {
     WrittenFile file("snapshot", *path, console);
@@ -49,7 +49,7 @@ void write(const Snapshot& snapshot, const std::optional<std::string>& path,
 }  // namespace
 
 std::vector<OptionFamily> snapshotOptions() {
-  return {oneSideOptions(), switchOptions(), {"The snapshot", kOptions}, readingOptions()};
+  return {oneSideOptions(), {"The snapshot", kOptions}, readingOptions()};
 }
 
 ExitStatus runSnapshot(const Arguments& arguments, const Console& console, const OpenSide& open) {
@@ -57,22 +57,20 @@ ExitStatus runSnapshot(const Arguments& arguments, const Console& console, const
     throw UsageError("snapshot needs one SIDE or --server");
   const Place place = placeOf(arguments, arguments.operands, kOneSide, readingSettings(arguments));
   refuseOverwriting(arguments, {&place, 1}, {.written = {kTrace, kOutput}});
-  Readings readings =
-      readPlaces({{"side", place}}, switchesOf(arguments), arguments.value(kTrace), console, open);
-  SideReading& side = readings.sides[0];
-  if (side.extent)
+  std::vector<DatabaseReading> readings = readDatabases(
+      {{"side", place}}, {arguments.has(kRowCounts), arguments.value(kTrace)}, console, open);
+  DatabaseReading& side = readings[0];
+  if (!side.wasRead)
     throw CommandError({side.gaps.empty() ? "reading stopped" : side.gaps.front(),
                         "no snapshot was written: the database was not read completely"});
 
-  Snapshot snapshot{std::move(side.schema), side.caseSensitive, {}, side.gaps, {}};
-  if (!side.complete) snapshot.gaps.push_back("not everything could be loaded");
-  for (const Switch& one : kSwitches) {
-    if (readings.switches.*one.value) snapshot.switches.push_back(toUtf8(one.name));
-  }
+  inventory::Snapshot snapshot{std::move(side.database), {}};
+  std::vector<inventory::Gap>& gaps = snapshot.database.gaps;
+  if (!side.complete) gaps.push_back({"the side", "not everything could be loaded"});
   if (arguments.has(kDated)) snapshot.taken = now();
   write(snapshot, arguments.value(kOutput), console);
   for (const std::string& gap : side.gaps) console.complain(gap);
-  if (snapshot.gaps.empty()) return kNoDifference;
+  if (gaps.empty() && side.gaps.empty()) return kNoDifference;
   console.complain("not everything could be read: the snapshot is marked as incomplete");
   return kNotProven;
 }

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "inventory/near_names.h"
 #include "model/text.h"
 
 namespace kelvane::cli {
@@ -16,9 +17,10 @@ constexpr std::string_view kIgnoreNames = "--ignore-names", kNoPermissions = "--
                            kSet = "--set";
 
 constexpr auto kOptions = std::to_array<Option>({
-    {kIgnoreNames, "", "do not compare names of keys and indexes"},
+    {kIgnore, "WORD", "leave a family out, such as segments; see kelvane switches"},
+    {kIgnoreNames, "", "with --published: do not compare names of keys and indexes"},
     {kNoPermissions, "", "do not compare permissions"},
-    {kSet, kSetting, "leave SWITCH out, or include it (=on); see kelvane switches"},
+    {kSet, kSetting, "with --published: leave SWITCH out, or include it (=on)"},
 });
 
 using Switches = cComparisonOptions;
@@ -187,6 +189,49 @@ std::vector<std::string> leftOutBy(const Arguments& arguments) {
       names.push_back(toUtf8(one.name));
   }
   return names;
+}
+
+inventory::Families comparedFamiliesOf(const Arguments& arguments) {
+  using inventory::Family;
+  for (const std::string_view option : {kIgnoreNames, kSet}) {
+    if (arguments.isGiven(option))
+      throw UsageError(arguments.called(option) + " needs --published");
+  }
+  inventory::Families compared = inventory::usualFamilies();
+  const auto set = [&](Family family, bool on) {
+    compared.set(static_cast<std::size_t>(family), on);
+  };
+  if (arguments.has(kRowCounts)) set(Family::rowCounts, true);
+  if (arguments.has(kNoPermissions)) set(Family::permissions, false);
+  for (const std::string& given : arguments.values(kIgnore)) {
+    for (const std::u16string_view part : split(toUtf16(given), u',')) {
+      const std::string word = toUtf8(part);
+      const auto family = inventory::familyOf(word);
+      if (!family) {
+        std::vector<std::string_view> words;
+        for (const auto& row : inventory::kFamilies) words.push_back(row.word);
+        throw UsageError(arguments.called(kIgnore) + ": nothing is called '" + word + "'" +
+                         inventory::nearestName(word, words) + "; see kelvane switches");
+      }
+      set(*family, false);
+    }
+  }
+  return compared;
+}
+
+std::vector<std::string> leftOutOf(const inventory::Families& compared) {
+  std::vector<std::string> words;
+  const inventory::Families off = inventory::usualFamilies() & ~compared;
+  for (const auto& row : inventory::kFamilies) {
+    if (off.test(static_cast<std::size_t>(row.family))) words.emplace_back(row.word);
+  }
+  return words;
+}
+
+void listFamilies(std::ostream& out) {
+  for (const auto& row : inventory::kFamilies) {
+    if (!row.word.empty()) out << std::left << std::setw(19) << row.word << row.about << '\n';
+  }
 }
 
 void listSwitches(std::ostream& out) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cli/arguments.h"
+#include "inventory/families.h"
 #include "settings/comparison_options.h"
 
 namespace kelvane::cli {
@@ -28,6 +29,18 @@ cComparisonOptions comparedSwitchesOf(const Arguments& arguments);
 // Which of the switches that are on by default are off: "permissions, Tables_Indexes". What belongs
 // to one that is off is not repeated.
 std::vector<std::string> leftOutBy(const Arguments& arguments);
+
+// What `compare` leaves out: families of attributes, by one word each.
+inline constexpr std::string_view kIgnore = "--ignore";
+
+// The families that are compared. Throws UsageError.
+inventory::Families comparedFamiliesOf(const Arguments& arguments);
+
+// The words of the families that are off by an option.
+std::vector<std::string> leftOutOf(const inventory::Families& compared);
+
+// A line for each family: its word and what it stands for.
+void listFamilies(std::ostream& out);
 
 // A line for each switch: its name and what it does.
 void listSwitches(std::ostream& out);

@@ -35,6 +35,8 @@ std::vector<std::string> kindsOfObjects() {
 
 ExitStatus runSwitches(const Arguments& arguments, const Console& console, const OpenSide&) {
   if (!arguments.operands.empty()) throw UsageError("switches takes no operands");
+  listFamilies(console.out);
+  console.out << "\nwith --published:\n";
   listSwitches(console.out);
   return kNoDifference;
 }

@@ -90,7 +90,7 @@ inline constexpr std::tuple kIndexStorage{
     Attribute{"reservepagegap", &IndexStorage::reservePageGap, Family::fillFactor},
     Attribute{"segment", &IndexStorage::segment, Family::segments},
     Attribute{"compression", &IndexStorage::compression, Family::compression},
-    Attribute{"latch free", &IndexStorage::latchFree, Family::lock},
+    Attribute{"latch free", &IndexStorage::latchFree, Family::latches},
     Attribute{"local", &IndexStorage::local, Family::partitions},
     Attribute{"cache", &IndexStorage::cache, Family::caches},
     Attribute{"cache strategy", &IndexStorage::cacheStrategy, Family::caches}};
@@ -170,7 +170,7 @@ inline constexpr std::tuple kAttributes<Table>{
     Attribute{"reservepagegap", &Table::reservePageGap, Family::fillFactor},
     Attribute{"concurrency_opt_threshold", &Table::concurrencyThreshold, Family::lock},
     Attribute{"optimistic_index_lock", &Table::optimisticIndexLock, Family::lock},
-    Attribute{"latch_free_index", &Table::latchFree, Family::lock},
+    Attribute{"latch_free_index", &Table::latchFree, Family::latches},
     Attribute{"dealloc_first_txtpg", &Table::deallocatesFirstTextPage, Family::fillFactor},
     Attribute{"compression", &Table::compression, Family::compression},
     Attribute{"index_compression", &Table::indexCompression, Family::compression},
@@ -283,10 +283,10 @@ inline constexpr std::tuple kAttributes<EncryptionKey>{
     Attribute{"kind", &EncryptionKey::kind},
     Attribute{"algorithm", &EncryptionKey::algorithm},
     Attribute{"key length", &EncryptionKey::length},
-    Attribute{"random initial vector", &EncryptionKey::randomVector},
-    Attribute{"random padding", &EncryptionKey::randomPadding},
-    Attribute{"password", &EncryptionKey::hasPassword},
-    Attribute{"dual control", &EncryptionKey::dualControl},
+    Attribute{"random initial vector", &EncryptionKey::randomVector, Family::keyOptions},
+    Attribute{"random padding", &EncryptionKey::randomPadding, Family::keyOptions},
+    Attribute{"password", &EncryptionKey::hasPassword, Family::keyOptions},
+    Attribute{"dual control", &EncryptionKey::dualControl, Family::keyOptions},
     Attribute{"copies", &EncryptionKey::copies}};
 template <>
 inline constexpr std::tuple kParts<EncryptionKey>{

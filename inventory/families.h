@@ -27,7 +27,9 @@ enum class Family : std::uint8_t {
   grantors,
   identityGap,
   indexes,
+  keyOptions,
   keys,
+  latches,
   lock,
   logging,
   logicalKeys,
@@ -74,8 +76,10 @@ inline constexpr std::array<FamilyRow, kFamilyCount> kFamilies{{
     {Family::grantors, "grantors", "who granted a permission"},
     {Family::identityGap, "identity-gap", "identity_gap, identity_burn_max"},
     {Family::indexes, "indexes", "indexes"},
+    {Family::keyOptions, "key-options", "init_vector, pad and passwd of encryption keys"},
     {Family::keys, "keys", "primary keys and unique constraints"},
-    {Family::lock, "lock", "lock schemes"},
+    {Family::latches, "latches", "latch_free_index"},
+    {Family::lock, "lock", "lock schemes, optimistic_index_lock, concurrency_opt_threshold"},
     {Family::logging, "logging", "dml_logging, transfer table, erase residual data"},
     {Family::logicalKeys, "logical-keys", "keys of sp_primarykey, sp_foreignkey, sp_commonkey"},
     {Family::messages, "messages", "messages of sp_addmessage and sp_bindmsg"},
@@ -104,6 +108,16 @@ constexpr const FamilyRow& rowOf(Family family) {
 inline Families usualFamilies() {
   Families all;
   return all.set().reset(static_cast<std::size_t>(Family::rowCounts));
+}
+
+/// What the embedded catalog tells and a server does not: where its catalog keeps them is not
+/// published.
+inline Families unpublishedFamilies() {
+  Families all;
+  for (const Family one :
+       {Family::compression, Family::keyOptions, Family::latches, Family::logging})
+    all.set(static_cast<std::size_t>(one));
+  return all;
 }
 
 inline std::optional<Family> familyOf(std::string_view word) {

@@ -381,6 +381,7 @@ struct Server {
   std::string sortOrder = {};
   bool ignoresCase = false;   ///< as the sort order says
   std::int32_t pageSize = 0;  ///< in bytes
+  bool embedded = false;      ///< the embedded catalog; see unpublishedFamilies()
   bool operator==(const Server&) const = default;
 };
 

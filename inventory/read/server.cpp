@@ -66,6 +66,7 @@ void readServer(Reading& reading) {
         reading.ncharSize = row.number(3);
         reading.types.setCharacterSizes(row.number(3), row.number(4));
         server.pageSize = row.number(5);
+        server.embedded = reading.usesEmbeddedBits();
         server.ignoresCase = row.number(6) != 0;
       });
 }
