@@ -87,13 +87,14 @@ void readReferences(Reading& reading) {
   constexpr int kFirstName = kFirstReferenced + kMostColumns;
   constexpr int kMatchFull = 2;
   const bool isChosen = static_cast<bool>(reading.options.wants);
+  // Rows as long as these may be too long to be sorted by the server.
   reading.session.rows(
       "foreign keys",
       "select r.tableid, r.constrid, r.reftabid, r.status, r.pmrydbname,"
       " case when r.pmrydbname is null then null"
       " else object_name(r.reftabid, db_id(r.pmrydbname)) end" +
           numbered("fokey") + numbered("refkey") + referencedNames(isChosen) +
-          " from sysreferences r where r.frgndbname is null order by r.tableid, r.constrid",
+          " from sysreferences r where r.frgndbname is null",
       [&](const Row& row) {
         const ObjectEntry* entry = reading.table(row.number(table));
         if (entry == nullptr) return;
@@ -135,8 +136,7 @@ void readLogicalKeys(Reading& reading) {
     for (int number = 1; number <= kMostKeys; ++number)
       keys += ", col_name(" + std::string(table) + ", " + key + std::to_string(number) + ")";
   }
-  reading.session.rows("logical keys",
-                       "select id, type, depid" + keys + " from syskeys order by id, type",
+  reading.session.rows("logical keys", "select id, type, depid" + keys + " from syskeys",
                        [&](const Row& row) {
                          const ObjectEntry* entry = reading.object(row.number(0));
                          const int type = row.number(1);

@@ -41,17 +41,28 @@ void dropUndeclaredPartitions(IndexStorage& index) {
   if (isUndeclared) index.partitions.clear();
 }
 
+/// By name; those with generated names, which differ in each installation, by what they say.
+template <class Record>
+void sortConstraints(std::vector<Record>& constraints) {
+  if (constraints.size() < 2) return;
+  std::ranges::sort(constraints, [](const Record& a, const Record& b) {
+    if (a.name.generated != b.name.generated) return b.name.generated;
+    return a.name.generated ? declaration(a) < declaration(b) : a.name.name < b.name.name;
+  });
+}
+
+void sortLogicalKeys(std::vector<LogicalKey>& keys) {
+  std::ranges::sort(keys, {}, [](const LogicalKey& key) { return nameOf(key); });
+}
+
 void finishTable(Table& table) {
   dropSinglePartition(table);
   for (KeyConstraint& key : table.keys) dropUndeclaredPartitions(key);
   for (Index& index : table.indexes) dropUndeclaredPartitions(index);
-  const auto byName = [](const auto& a, const auto& b) {
-    return std::pair(a.name.generated, a.name.generated ? std::string() : a.name.name) <
-           std::pair(b.name.generated, b.name.generated ? std::string() : b.name.name);
-  };
-  std::ranges::stable_sort(table.keys, byName);
-  std::ranges::stable_sort(table.foreignKeys, byName);
-  std::ranges::stable_sort(table.checks, byName);
+  sortConstraints(table.keys);
+  sortConstraints(table.foreignKeys);
+  sortConstraints(table.checks);
+  sortLogicalKeys(table.logicalKeys);
   std::ranges::sort(table.indexes, {}, &Index::name);
   sortByName(table.triggers);
   sortPermissions(table.permissions);
@@ -75,6 +86,7 @@ void finish(Reading& reading) {
   for (Table& table : database.tables) finishTable(table);
   for (View& view : database.views) {
     sortByName(view.triggers);
+    sortLogicalKeys(view.logicalKeys);
     sortPermissions(view.permissions);
   }
   std::ranges::sort(database.procedures, [](const Procedure& a, const Procedure& b) {

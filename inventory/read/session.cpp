@@ -56,7 +56,8 @@ std::int64_t Row::moment(int at) const {
   constexpr std::int64_t kNanosecondsPerDay = 86'400'000'000'000;
   const ado::Value cell = value(at);
   const auto* moment = std::get_if<ado::DateTime>(&cell);
-  return moment ? moment->days * kNanosecondsPerDay + moment->nanoseconds : 0;
+  if (moment != nullptr) return moment->days * kNanosecondsPerDay + moment->nanoseconds;
+  return static_cast<std::int64_t>(std::hash<std::string>()(text(at)) >> 1);
 }
 
 std::string Row::exactText(int at) const {
