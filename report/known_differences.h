@@ -16,40 +16,26 @@
 #include <cstddef>
 #include <functional>
 #include <iosfwd>
-#include <optional>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "findings/known_list.h"
 #include "model/diff_schema.h"
 #include "model/schema.h"
 
 namespace kelvane {
 
-struct KnownDifference {
-  std::size_t line = 0;                              // of the file, from 1
-  std::string difference;                            // in the one way in which it is written
-  std::optional<std::chrono::year_month_day> until;  // the last day on which it is accepted
-  std::string reason;                                // not empty
-  enumEntityType kind = entity_TABLE;                // of the object
-  std::u16string object;                             // its full name
+struct KnownDifference : findings::KnownLine {
+  enumEntityType kind = entity_TABLE;  // of the object
+  std::u16string object;               // its full name
   std::string part;      // the word of the sub-entity, "foreign-key"; empty: the object itself
   std::u16string label;  // "Length"; empty: it is on one side alone
 };
 
 // A file of them.
-struct KnownList {
-  std::vector<std::string> lines;  // all of them as they stand, without their ends
-  std::string lineEnd = "\n";
-  std::vector<KnownDifference> known;
-};
-
-// A line that cannot be understood; the text says which and why.
-struct KnownDifferencesError : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
+using KnownList = findings::KnownListOf<KnownDifference>;
 
 // Throws KnownDifferencesError. Empty lines and those that begin with '#' say nothing.
 KnownList readKnownDifferences(std::string_view utf8);
@@ -65,11 +51,7 @@ struct Acceptance {
 Acceptance accept(const diffSchema& differences, std::span<const KnownDifference> known,
                   std::chrono::year_month_day today);
 
-// What became of the lines of a list whose differences there are not.
-struct KnownUpdate {
-  std::vector<const KnownDifference*> dropped;
-  std::size_t kept = 0;
-};
+using KnownUpdate = findings::KnownUpdateOf<KnownDifference>;
 
 // Writes `list` so that it has a line for each of the differences and, of the others, those whose
 // difference could not be found. What stays, remarks included, stays as it is and where it is.

@@ -1,29 +1,26 @@
-#include "report/known_lines.h"
+#include "findings/known_lines.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <nlohmann/json.hpp>
-#include <utility>
 
-#include "model/text.h"
-#include "report/json_text.h"
-#include "report/kind_words.h"
-
-namespace kelvane {
-namespace report {
+namespace kelvane::findings {
 namespace {
+
+constexpr std::size_t kLongestValue = 80;
 
 bool isBare(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
          std::string_view("_.$@-+/").find(c) != std::string_view::npos;
 }
 
-std::u16string unquoted(const std::string& token) {
-  if (!token.starts_with('"')) return toUtf16(token);
+std::string unquoted(const std::string& token) {
+  if (!token.starts_with('"')) return token;
   try {
-    return toUtf16(nlohmann::json::parse(token).get<std::string>());
+    return nlohmann::json::parse(token).get<std::string>();
   } catch (const nlohmann::json::exception&) {
-    return toUtf16(token);  // half of a surrogate pair: such a token is compared as it stands
+    return token;  // half of a surrogate pair: such a token is compared as it stands
   }
 }
 
@@ -57,8 +54,8 @@ class LineReader {
       if (end >= rest_.size())
         throw KnownDifferencesError("unterminated double quote: " + std::string(rest_));
       result = taken(end + 1);
-      const std::u16string text = unquoted(result);
-      if (toUtf8(text) != result) result = textToken(text);
+      const std::string text = unquoted(result);
+      if (text != result) result = textToken(text);
     } else if (startsWith("<")) {
       result = taken(std::min(rest_.find('>'), rest_.size() - 1) + 1);
     } else {
@@ -116,10 +113,28 @@ std::string valuesOf(LineReader& line) {
 
 }  // namespace
 
-std::string textToken(std::u16string_view text) {
-  const std::string utf8 = toUtf8(text);
-  const bool bare = !utf8.empty() && std::ranges::all_of(utf8, isBare);
-  return bare ? utf8 : jsonString(text);
+bool isBareToken(std::string_view utf8) {
+  return !utf8.empty() && std::ranges::all_of(utf8, isBare);
+}
+
+std::string textToken(std::string_view utf8) {
+  if (isBareToken(utf8)) return std::string(utf8);
+  return nlohmann::json(utf8).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+bool isLongValue(std::u16string_view value) {
+  return value.size() > kLongestValue || value.find_first_of(u"\r\n") != value.npos;
+}
+
+std::string longValueToken(std::u16string_view value) {
+  std::uint64_t hash = 0xcbf29ce484222325;
+  for (const char16_t unit : value) {
+    for (const int shift : {0, 8}) hash = (hash ^ (unit >> shift & 0xFF)) * 0x100000001b3;
+  }
+  std::string digits(16, '0');
+  for (std::size_t at = digits.size(); hash != 0; hash >>= 4)
+    digits[--at] = "0123456789abcdef"[hash & 15];
+  return "<" + std::to_string(value.size()) + " characters, " + digits + ">";
 }
 
 std::string dateText(std::chrono::year_month_day date) {
@@ -129,61 +144,52 @@ std::string dateText(std::chrono::year_month_day date) {
   return text;
 }
 
-KnownDifference readKnownLine(std::string_view text) {
+ReadLine readKnownLine(std::string_view text, const LineWords& words) {
   LineReader line(text);
-  KnownDifference result;
-  const std::string word = line.word();
-  const auto kind = std::ranges::find(kKindWords, word, &KindWord::word);
-  if (kind == kKindWords.end())
-    throw KnownDifferencesError("'" + word + "' is not a kind of object such as table");
-  result.kind = kind->kind;
-  const std::string object = line.token("the object's name");
-  result.object = unquoted(object);
-  result.difference = word + " " + object;
+  ReadLine result;
+  KnownLine& known = result.known;
+  result.kind = line.word();
+  if (!words.isKind(result.kind))
+    throw KnownDifferencesError("'" + result.kind + "' is not a kind of object such as table");
+  known.subject = result.kind;
+  if (!words.isAlone(result.kind)) {
+    const std::string name = line.token("the object's name");
+    result.name = unquoted(name);
+    known.subject += " " + name;
+  }
+  known.difference = known.subject;
   while (line.take(",")) {
     const std::string what = line.token("what differs");
-    result.difference += ", " + what;
+    known.difference += ", " + what;
     if (!line.startsWith(",") && !line.startsWith(":")) {
-      result.part = what;
-      result.difference += " " + line.token("a name");
+      const std::string name = line.token("a name");
+      result.parts.emplace_back(what, unquoted(name));
+      known.difference += " " + name;
     } else {
       result.label = unquoted(what);
     }
   }
   line.expect(":");
-  result.difference += ": " + valuesOf(line);
-  if (line.take("until")) result.until = dateOf(line.word());
+  known.difference += ": " + valuesOf(line);
+  if (line.take("until")) known.until = dateOf(line.word());
   line.expect("#");
-  result.reason = line.remainder();
-  if (result.reason.empty()) line.refuse("the reason after '#'");
+  known.reason = line.remainder();
+  if (known.reason.empty()) line.refuse("the reason after '#'");
   return result;
 }
 
-}  // namespace report
-
-KnownList readKnownDifferences(std::string_view utf8) {
-  if (utf8.starts_with("\xEF\xBB\xBF")) utf8.remove_prefix(3);
-  KnownList result;
-  while (!utf8.empty()) {
-    const std::size_t end = std::min(utf8.find('\n'), utf8.size());
-    std::string_view line = utf8.substr(0, end);
-    utf8.remove_prefix(std::min(end + 1, utf8.size()));
-    if (line.ends_with('\r')) {
-      line.remove_suffix(1);
-      result.lineEnd = "\r\n";
-    }
-    result.lines.emplace_back(line);
-    line = line.substr(0, line.find_last_not_of(" \t\r") + 1);
-    line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
-    if (line.empty() || line.starts_with('#')) continue;
-    try {
-      result.known.push_back(report::readKnownLine(line));
-    } catch (const KnownDifferencesError& error) {
-      throw KnownDifferencesError(std::to_string(result.lines.size()) + ": " + error.what());
-    }
-    result.known.back().line = result.lines.size();
+std::string_view takeLine(std::string_view& utf8, ListLines& lines) {
+  const std::size_t end = std::min(utf8.find('\n'), utf8.size());
+  std::string_view line = utf8.substr(0, end);
+  utf8.remove_prefix(std::min(end + 1, utf8.size()));
+  if (line.ends_with('\r')) {
+    line.remove_suffix(1);
+    lines.lineEnd = "\r\n";
   }
-  return result;
+  lines.lines.emplace_back(line);
+  line = line.substr(0, line.find_last_not_of(" \t\r") + 1);
+  line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+  return line;
 }
 
-}  // namespace kelvane
+}  // namespace kelvane::findings
