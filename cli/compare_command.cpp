@@ -9,8 +9,10 @@
 #include "cli/compare_request.h"
 #include "cli/database_reading.h"
 #include "cli/figures.h"
+#include "cli/known_file.h"
 #include "cli/published_compare.h"
 #include "cli/report_output.h"
+#include "findings/known_changes.h"
 #include "findings/renames.h"
 #include "inventory/compare/compare.h"
 #include "inventory/shown.h"
@@ -147,11 +149,43 @@ void dropUnread(std::vector<DatabaseReading>& readings, ReportHeader& header) {
   for (DatabaseReading& one : readings) one.database = {};
 }
 
+// Whether a comparison could have found what a line of a list is about. Where that cannot be known
+// the answer is no.
+class CouldFind {
+ public:
+  CouldFind(const CompareRequest& request, const inventory::Rules& rules, bool isProven)
+      : request_(request), rules_(rules), isProven_(isProven) {}
+
+  bool operator()(const findings::KnownChange& known) const {
+    const bool ignoresText = rules_.ignoreTabs || rules_.ignoreSpaces || rules_.ignoreLineBreaks ||
+                             rules_.ignoreComments || rules_.ignoreDefinitionCase;
+    const bool isText = known.label == "definition" || known.label == "condition";
+    return isProven_ && findings::isCompared(known, rules_.compared) && !(ignoresText && isText) &&
+           isSelected(known);
+  }
+
+ private:
+  bool isSelected(const findings::KnownChange& known) const {
+    const std::u16string full = toUtf16(known.object);
+    const std::size_t dot = full.find(u'.');
+    Selection::Tally uncounted;
+    return request_.selection.takes(
+        known.kind, {std::u16string_view(full).substr(dot == full.npos ? 0 : dot + 1), full},
+        rules_.names, uncounted);
+  }
+
+  const CompareRequest& request_;
+  const inventory::Rules& rules_;
+  bool isProven_;
+};
+
 }  // namespace
 
 ExitStatus runCompare(const Arguments& arguments, const Console& console, const OpenSide& open) {
   const CompareRequest request = parseCompare(arguments);
   if (request.published) return comparePublished(request, console, open);
+  using findings::KnownChange;
+  const auto known = loadKnownFiles<KnownChange>(request, findings::readKnownChanges);
   const bool rowCounts = request.inventory.compares(inventory::Family::rowCounts);
   std::vector<DatabaseReading> readings =
       readDatabases({{kSideNames[0], request.places[0]}, {kSideNames[1], request.places[1]}},
@@ -177,12 +211,31 @@ ExitStatus runCompare(const Arguments& arguments, const Console& console, const 
   {
     const Undertaking undertaking = comparing(console);
     changes = inventory::compare(databases[0], databases[1], rules);
-    header.renames = findings::probableRenames(changes, databases[0], databases[1]);
+  }
+  const CouldFind couldFind(request, rules, isProven);
+  Written accepts = Written::all;
+  if (request.writeAccept) {
+    accepts = tried(console, [&] {
+      writeKnown(known, console, [&](const auto& list, const auto& others, std::ostream& out) {
+        return findings::writeKnownChanges(changes, list, others, couldFind, out);
+      });
+    });
   }
   const std::vector<std::string> gaps = header.gaps;
   for (std::size_t side = 0; side < 2; ++side) {
     if (!readings[side].complete)
       header.gaps.push_back(std::string(kSideNames[side]) + ": not everything could be loaded");
+  }
+  if (request.accept) {
+    auto acceptance = findings::accept(std::move(changes), known.accepted.known, today());
+    header.notes.push_back("Accepted differences: " + std::to_string(acceptance.accepted.size()));
+    tellUseless<KnownChange>(known, acceptance.expired, acceptance.unused, couldFind, console);
+    header.accepted = std::move(acceptance.accepted);
+    changes = std::move(acceptance.rest);
+  }
+  {
+    const Undertaking undertaking = comparing(console);
+    header.renames = findings::probableRenames(changes, databases[0], databases[1]);
   }
   for (const auto& row : inventory::kFamilies) {
     if (!row.word.empty() && rules.compares(row.family)) header.switches.emplace_back(row.word);
@@ -193,7 +246,7 @@ ExitStatus runCompare(const Arguments& arguments, const Console& console, const 
       });
   tellNotes(header.notes, request, console);
   for (const std::string& line : gaps) console.complain(line);
-  if (reports == Written::notAll) return kError;
+  if (accepts == Written::notAll || reports == Written::notAll) return kError;
   if (header.coverage() == Coverage::complete)
     return changes.empty() ? kNoDifference : kDifferences;
   console.complain("not everything could be compared: equality is not proven");

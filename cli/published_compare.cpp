@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cli/compare_request.h"
+#include "cli/compared_scope.h"
 #include "cli/figures.h"
 #include "cli/known_file.h"
 #include "cli/reading.h"
@@ -161,7 +162,7 @@ diffSchema compared(const std::array<Schema, 2>& schemas, const CompareRequest& 
 
 ExitStatus comparePublished(const CompareRequest& request, const Console& console,
                             const OpenSide& open) {
-  const KnownFiles known = loadKnownFiles(request);
+  const auto known = loadKnownFiles<KnownDifference>(request, readKnownDifferences);
   Readings readings =
       readPlaces({{kSideNames[0], request.places[0]}, {kSideNames[1], request.places[1]}},
                  request.switches, request.trace, console, open, request.selection);
@@ -183,15 +184,25 @@ ExitStatus comparePublished(const CompareRequest& request, const Console& consol
 
   const ComparedScope scope{request.selection, readings.switches, request.rules, mode,
                             isReadInFull(readings, header)};
+  const auto couldFind = [&](const KnownDifference& one) { return scope.couldFind(one); };
   Written accepts = Written::all;
   if (request.writeAccept)
-    accepts = tried(console, [&] { writeKnown(differences, known, scope, console); });
+    accepts = tried(console, [&] {
+      writeKnown(known, console, [&](const auto& list, const auto& others, std::ostream& out) {
+        return writeKnownDifferences(differences, list, others, couldFind, out);
+      });
+    });
   const std::vector<std::string> gaps = header.gaps;
   for (std::size_t side = 0; side < 2; ++side) {
     if (!sides[side].complete)
       header.gaps.push_back(std::string(kSideNames[side]) + ": not everything could be loaded");
   }
-  if (request.accept) differences = withoutKnown(differences, known, scope, console, header);
+  if (request.accept) {
+    Acceptance acceptance = accept(differences, known.accepted.known, today());
+    header.notes.push_back("Accepted differences: " + std::to_string(acceptance.accepted));
+    tellUseless<KnownDifference>(known, acceptance.expired, acceptance.unused, couldFind, console);
+    differences = std::move(acceptance.rest);
+  }
   {
     const Undertaking undertaking = comparing(console);
     header.renames = probableRenames(differences, schemas[0], schemas[1]);
