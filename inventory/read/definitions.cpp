@@ -1,6 +1,7 @@
 // Puts the texts into the records, and what columns and types refer to by number.
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 
 #include "inventory/read/reading.h"
@@ -243,9 +244,20 @@ class Applying {
         if (isInline(entry.id) || !reading_.wants(Kind::defaultObject, name)) return;
         database.defaults.push_back({name, take({entry.id, 0}, named("default", name))});
         return;
+      case ObjectType::other:
+        if (isKnown(entry)) return;
+        return reading_.session.addGap(
+            name.owner + "." + name.name,
+            "it is an object of a type that is not known: " + entry.code);
       default:
         return;
     }
+  }
+
+  /// Whether what the object says is read where it belongs to, or is nothing that was declared.
+  bool isKnown(const ObjectEntry& entry) const {
+    constexpr std::array<std::string_view, 6> kParts{"RI", "C", "N", "DD", "PP", "PR"};
+    return std::ranges::count(kParts, entry.code) != 0 || reading_.predicates.contains(entry.id);
   }
 
   void applyTrigger(const ObjectEntry& entry, const QualifiedName& name) {
@@ -276,10 +288,19 @@ class Applying {
       if (entry && entry->isWanted && entry->type == ObjectType::procedure)
         procedureOf(reading_, *entry, key.second);
     }
+    std::unordered_map<int, int> firstNumbers;
+    for (const auto& [key, at] : reading_.procedures) {
+      int& first = firstNumbers.try_emplace(key.first, key.second).first->second;
+      first = std::min(first, key.second);
+    }
     for (const auto& [id, entry] : reading_.objects) {
-      const bool isThere = reading_.procedureIds.contains(id);
-      if (entry.type == ObjectType::procedure && entry.isWanted && !isThere)
-        procedureOf(reading_, entry, 1);
+      if (entry.type != ObjectType::procedure || !entry.isWanted) continue;
+      const int first = firstNumbers.try_emplace(id, 1).first->second;
+      Procedure& procedure = procedureOf(reading_, entry, first);
+      // They are those of the whole group.
+      if (const auto granted = reading_.groupPermissions.find(id);
+          granted != reading_.groupPermissions.end())
+        procedure.permissions = std::move(granted->second);
     }
     for (const auto& [key, at] : reading_.procedures) {
       Procedure& procedure = reading_.database.procedures[at];
@@ -300,7 +321,6 @@ Procedure& procedureOf(Reading& reading, const ObjectEntry& entry, int number) {
   const auto [found, isNew] =
       reading.procedures.try_emplace({entry.id, number}, reading.database.procedures.size());
   if (!isNew) return reading.database.procedures[found->second];
-  reading.procedureIds.insert(entry.id);
   Procedure& procedure = reading.database.procedures.emplace_back();
   procedure.name = reading.nameOf(entry);
   procedure.number = number;

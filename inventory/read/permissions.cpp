@@ -72,7 +72,7 @@ std::vector<Permission>* permissionsOf(Reading& reading, const ObjectEntry& entr
     case ObjectType::encryptionKey:
       return &database.encryptionKeys[entry.at].permissions;
     case ObjectType::procedure:
-      return &procedureOf(reading, entry, 1).permissions;  // those of all its group
+      return &reading.groupPermissions[entry.id];
     default:
       return nullptr;
   }
@@ -98,6 +98,7 @@ void addPermission(Reading& reading, const Grant& grant, const ColumnBits& colum
   permission.grantOption = grant.type == 0;
   permission.grantor = reading.userName(grant.grantor);
   if (grant.predicate != 0) {
+    reading.predicates.insert(grant.predicate);
     const auto condition = reading.texts.find({grant.predicate, 0});
     permission.condition = condition == reading.texts.end()
                                ? "object " + std::to_string(grant.predicate)

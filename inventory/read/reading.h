@@ -140,8 +140,9 @@ struct Reading {
   std::unordered_set<int> checks = {};          ///< rules that are checks of tables
   std::unordered_map<int, int> messages = {};   ///< of foreign keys
   std::unordered_set<int> declaredInline = {};  ///< defaults and checks declared with a table
-  std::unordered_map<TextKey, std::size_t, TextKeyHash> procedures = {};  ///< their records
-  std::unordered_set<int> procedureIds = {};
+  std::unordered_map<TextKey, std::size_t, TextKeyHash> procedures = {};   ///< their records
+  std::unordered_map<int, std::vector<Permission>> groupPermissions = {};  ///< of procedures
+  std::unordered_set<int> predicates = {};  ///< conditions of permissions
   std::vector<ColumnReferences> references = {};
   std::vector<TypeReferences> typeReferences = {};  ///< in the order of the records
   std::vector<DecryptDefault> decryptDefaults = {};
