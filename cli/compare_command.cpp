@@ -38,7 +38,7 @@ void write(const Changes& changes, const ReportHeader& header, Format format, Co
     case Format::json:
       return writeJsonReport(changes, header, out);
     case Format::html:
-      return;  // TODO
+      return writeHtmlReport(changes, header, out);
   }
 }
 

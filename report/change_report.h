@@ -34,4 +34,9 @@ void writeTextSummary(const std::vector<inventory::Change>& changes, const Repor
 void writeJsonReport(const std::vector<inventory::Change>& changes, const ReportHeader& header,
                      std::ostream& out);
 
+// Writes one file of HTML in UTF-8 that needs nothing else, with the declarations of both sides
+// beside each other. See writeHtmlReport of html_report.h.
+void writeHtmlReport(const std::vector<inventory::Change>& changes, const ReportHeader& header,
+                     std::ostream& out);
+
 }  // namespace kelvane

@@ -102,23 +102,25 @@
     return [el('span', {class: `number ${side}`, role: 'cell'}, String(number)), line];
   }
 
-  function lineRow({row, source, target}) {
+  // A declaration is one line: what breaks it is shown as a sign.
+  function lineRow({row, source, target, isDeclared}) {
+    const isOdd = value => isDeclared && ODD_IN_A_LINE.test(textOf(value));
     if (typeof row === 'string')
-      return el('div', {class: 'row same', role: 'row'}, ...lineCell('source', source, row),
-                ...lineCell('target', target, row));
+      return el('div', {class: 'row same', role: 'row'}, ...lineCell('source', source, row, isOdd(row)),
+                ...lineCell('target', target, row, isOdd(row)));
     const [before, after, note] = row;
-    const blanks = textOf(before) !== '' && textOf(after) !== ''
-        ? differInBlanks(before, after) : withoutBlanks(before) + withoutBlanks(after) === '';
+    const blanks = isOdd(before) || isOdd(after) || (textOf(before) !== '' && textOf(after) !== ''
+        ? differInBlanks(before, after) : withoutBlanks(before) + withoutBlanks(after) === '');
     return el('div', {class: 'row changed', role: 'row'}, ...lineCell('source', source, before, blanks),
               ...lineCell('target', target, after, blanks, note));
   }
 
   // Rows with their line numbers.
-  function numbered(rows) {
+  function numbered(rows, isDeclared) {
     let source = 1;
     let target = 1;
     return rows.map(row => {
-      const result = {row, source, target};
+      const result = {row, source, target, isDeclared};
       if (typeof row === 'string' || textOf(row[0]) !== '') ++source;
       if (typeof row === 'string' || textOf(row[1]) !== '') ++target;
       return result;
@@ -132,13 +134,13 @@
     return fold;
   }
 
-  function linesShown(diff) {
-    const lines = numbered(diff.rows);
+  function linesShown({label, rows, isDeclared = false}) {
+    const lines = numbered(rows, isDeclared);
     const near = new Uint8Array(lines.length);
     lines.forEach(({row}, at) => {
       if (typeof row !== 'string') near.fill(1, Math.max(0, at - CONTEXT), at + CONTEXT + 1);
     });
-    const table = el('div', {class: 'lines', role: 'table', 'aria-label': diff.label});
+    const table = el('div', {class: 'lines', role: 'table', 'aria-label': label});
     for (let at = 0; at < lines.length;) {
       let end = at;
       while (end < lines.length && near[end] === near[at]) ++end;
@@ -146,13 +148,13 @@
       table.append(...(near[at] || run.length === 1 ? run.map(lineRow) : [foldedRows(run)]));
       at = end;
     }
-    return el('div', {class: 'text'}, el('h4', {}, ...shown(diff.label)), table);
+    return el('div', {class: isDeclared ? 'text declared' : 'text'}, el('h4', {}, ...shown(label)), table);
   }
 
   // Values are shown together, each text separately.
   function diffsShown(diffs) {
     const values = diffs.filter(diff => diff.values);
-    const texts = diffs.filter(diff => diff.rows).map(linesShown);
+    const texts = diffs.filter(diff => diff.rows).map(diff => linesShown(diff));
     return values.length > 0 ? [valueTable(values), ...texts] : texts;
   }
 
@@ -161,7 +163,7 @@
   const sideOf = thing => thing.side || 'differs';
 
   function titleOf(part) {
-    if (part.name !== undefined) return [part.word + ' ', nameOf(part.name)];
+    if (part.name !== undefined) return [part.word === '' ? '' : part.word + ' ', nameOf(part.name)];
     if (part.keys !== undefined) return [part.word + ' (', nameOf(part.keys), ')'];
     return [part.word];
   }
@@ -169,6 +171,7 @@
   function partShown(part) {
     const heading = el('h3', {}, markOf(sideOf(part)), el('span', {}, ...titleOf(part)));
     if (part.side) heading.append(el('span', {class: 'words'}, SIDES[part.side].words));
+    if (part.declaration !== undefined) heading.append(el('span', {class: 'declaration'}, ...shown(part.declaration)));
     return el('section', {class: 'part'}, heading, ...diffsShown(part.diffs || []));
   }
 
@@ -192,6 +195,9 @@
               likeness === 100 ? ' (equal contents).' : ` (${likeness}% of the contents).`);
   }
 
+  // What both sides declare, line by line.
+  const declaredShown = rows => linesShown({label: 'declaration', rows, isDeclared: true});
+
   function objectShown({object, kind}) {
     const side = sideOf(object);
     const words = side === 'differs' ? counted(object.count, 'difference', 'differences') : SIDES[side].words;
@@ -199,13 +205,18 @@
               el('h2', {}, markOf(side), el('span', {}, kind.one + ' ', nameOf(object.name)),
                  el('span', {class: 'words'}, words)),
               ...(object.renamed ? [renameShown({object, kind})] : []), ...(side === 'differs' ? [legend()] : []),
-              ...diffsShown(object.diffs), ...object.parts.map(partShown));
+              ...(object.declared ? [declaredShown(object.declared)] : []), ...diffsShown(object.diffs), ...object.parts.map(partShown));
+  }
+
+  // How many objects are on a side alone or differ, without what there is none of.
+  function countsBySide(objects) {
+    const counts = {source: 0, target: 0, differs: 0};
+    for (const object of objects) ++counts[sideOf(object)];
+    return Object.entries(counts).filter(([, count]) => count > 0);
   }
 
   function sideCounts(objects) {
-    const counts = {source: 0, target: 0, differs: 0};
-    for (const object of objects) ++counts[sideOf(object)];
-    return Object.entries(counts).filter(([, count]) => count > 0)
+    return countsBySide(objects)
         .map(([side, count]) => side === 'differs' ? counted(count, 'differs', 'differ')
                                                    : `${count.toLocaleString('en')} ${SIDES[side].words}`).join(', ');
   }
@@ -355,12 +366,15 @@
   // ---- Filters: they choose objects.
 
   function searchText(object, kind) {
-    const valuesOf = diff => diff.values ? diff.values.map(textOf)
-        : diff.rows.flatMap(row => typeof row === 'string' ? [row] : row.map(textOf));
+    const rowsText = rows => rows.flatMap(row => typeof row === 'string' ? [row] : row.map(textOf));
+    const valuesOf = diff => diff.values ? diff.values.map(textOf) : rowsText(diff.rows);
     const diffText = diff => [diff.label, ...valuesOf(diff)];
-    const partText = part => [`${part.word} ${part.name || part.keys || ''}`, ...(part.diffs || []).flatMap(diffText)];
+    const partText = part => [`${part.word} ${part.name || part.keys || ''}`, part.declaration || '',
+                             ...(part.diffs || []).flatMap(diffText)];
     const renamed = object.renamed ? [`probably renamed ${object.renamed.name}`] : [];
-    return [`${kind.one} ${object.name}`, ...renamed, ...object.diffs.flatMap(diffText), ...object.parts.flatMap(partText)]
+    const declared = rowsText((object.declared || []).filter(row => typeof row !== 'string'));
+    return [`${kind.one} ${object.name}`, ...renamed, ...declared, ...object.diffs.flatMap(diffText),
+            ...object.parts.flatMap(partText)]
         .join('\n').toLowerCase();
   }
 
@@ -496,6 +510,25 @@
           ' on'), report.switches.join(', ')));
   }
 
+  // The counts of each kind; a count filters by what it counts.
+  function showGlance() {
+    const button = (kind, side, count) => {
+      const element = el('button', {type: 'button', title: SIDES[side].words}, markOf(side),
+                         ` ${count.toLocaleString('en')}`);
+      element.addEventListener('click', () => {
+        byId('filters').reset();
+        filters.kind.value = kind.many;
+        filters.side.value = side;
+        filter();
+        tree.focus();
+      });
+      return element;
+    };
+    byId('glance').hidden = report.kinds.length === 0;
+    byId('glance').append(...report.kinds.map(kind => el('li', {}, `${kind.many} `,
+        ...countsBySide(kind.objects).map(([side, count]) => button(kind, side, count)))));
+  }
+
   // The printed page has everything that passes the filters.
   function beforePrint() {
     byId('print').replaceChildren(...kindNodes.filter(node => node.found.length > 0)
@@ -503,6 +536,7 @@
   }
 
   showHeader();
+  showGlance();
   showGaps();
   fillFilters();
   filter();

@@ -4,8 +4,11 @@
 #include <string>
 #include <string_view>
 
+#include "inventory/compare/compare.h"
 #include "model/text.h"
+#include "report/change_report.h"
 #include "report/html_report.h"
+#include "tests/support/made_inventory.h"
 
 namespace kelvane {
 namespace {
@@ -101,6 +104,20 @@ diffSchema many() {
   return all;
 }
 
+inventory::Database hostileInventory() {
+  inventory::Database database;
+  for (const std::u16string& text : kHostile) {
+    const std::string utf8 = toUtf8(text);
+    inventory::Table table =
+        inventory::testing::table(utf8, {inventory::testing::column(utf8, utf8)});
+    table.checks.push_back({{"c", true}, {utf8}, {}});
+    table.permissions.push_back({"grant", "select", utf8, {utf8}, false, utf8, {}});
+    database.tables.push_back(table);
+    database.views.push_back(inventory::testing::view(utf8, utf8));
+  }
+  return database;
+}
+
 }  // namespace
 }  // namespace kelvane
 
@@ -110,7 +127,7 @@ int main(int count, char** arguments) {
     std::cerr << "usage: html_reports FOLDER\n";
     return 2;
   }
-  const auto write = [&](const std::string& name, const diffSchema& differences,
+  const auto write = [&](const std::string& name, const auto& differences,
                          const ReportHeader& header) {
     std::ofstream out(std::string(arguments[1]) + "/" + name + ".html", std::ios::binary);
     writeHtmlReport(differences, header, out);
@@ -126,6 +143,15 @@ int main(int count, char** arguments) {
   write("hostile", hostile(), odd);
   write("many", many(), complete);
   write("partial", everything(), partial);
-  write("partial-empty", {}, partial);
-  write("empty", {}, complete);
+  write("partial-empty", diffSchema(), partial);
+  write("empty", diffSchema(), complete);
+  const inventory::testing::MadeInventories made;
+  ReportHeader guessed = complete;
+  guessed.renames = {{"table", u"dbo.gone", u"dbo.come", 90}};
+  write("changes", compare(made.source, made.target), guessed);
+  const inventory::Database hostileOnes = hostileInventory();
+  inventory::Database changed = hostileOnes;
+  for (inventory::Table& table : changed.tables) table.columns[0].type.nullable = true;
+  for (inventory::View& view : changed.views) view.name.name += "x";
+  write("hostile-changes", compare(hostileOnes, changed), odd);
 }

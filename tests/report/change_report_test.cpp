@@ -86,6 +86,44 @@ message 20001 (us_english): no·such·%1! -> no·such→%1!
 )");
 }
 
+TEST(ChangeText, PartsOfPartsAndSeveralAttributes) {
+  Table was = table("t", {testing::column("a", "int")});
+  was.name.owner = "ann";
+  Index index;
+  index.name = "ix";
+  index.columns = {{"a"}};
+  index.partitions = {{{"p", false}, "", "one"}, {{"q_17", true}, "values <= (10)", ""}};
+  was.indexes = {index};
+  was.permissions = {{"grant", "select", "eve", {}, false, "ann", {}},
+                     {"grant", "update", "eve", {}, false, "dbo", {}}};
+  was.columns[0].defaultValue = DefaultValue{std::string(120, '1'), {}};
+  Table is = was;
+  is.columns[0].defaultValue = DefaultValue{std::string(119, '1') + "2", {}};
+  is.indexes[0].unique = is.indexes[0].local = true;
+  is.indexes[0].partitions = {{{"p", false}, "", "two"}};
+  is.permissions.clear();
+  Database source, target;
+  source.tables = {was};
+  target.tables = {is};
+  EXPECT_EQ(written(writeTextReport, source, target), R"(
+table ann.t
+    column a
+        default:
+            @@ -1,1 +1,1 @@
+            - )" + std::string(120, '1') + R"(
+            + )" + std::string(119, '1') + R"(2
+    index ix
+        unique: no -> yes
+        local: no -> yes
+        partition p: segment: one -> two
+        partition values <= (10): only in source
+    grant select to eve: only in source
+    grant update to eve granted by dbo: only in source
+
+7 differences in 1 object: 1 table.
+)");
+}
+
 TEST(ChangeText, PaintsBothSides) {
   Database source, target;
   source.aliases = {{"l", "ann"}, {"x", "ann"}};

@@ -1,0 +1,135 @@
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "inventory/compare/titles.h"
+#include "inventory/shown.h"
+#include "model/text.h"
+#include "report/change_report.h"
+#include "report/change_words.h"
+#include "report/declared_sides.h"
+#include "report/html_page.h"
+
+namespace kelvane {
+namespace report {
+namespace {
+
+using inventory::Change;
+
+class ChangeData {
+ public:
+  explicit ChangeData(PageData& data) : data_(data), json_(data.json()) {}
+
+  void writeObject(const Change& object) {
+    const std::string_view kind = inventory::rowOf(object.kind).singular;
+    const std::u16string name = toUtf16(object.name.empty() ? kind : object.name);
+    owner_ = ownerOf(object);
+    json_.beginObject();
+    json_.member("name", std::u16string_view(name));
+    json_.member("owner", std::string_view(owner_));
+    json_.member("count", countOf(object));
+    writeDeclared(declaredSides(object));
+    const auto side = sideOf(object);
+    json_.key("diffs");
+    json_.beginArray();
+    if (side)
+      writeText(object, *side);
+    else
+      writeAttributes(object);
+    json_.endArray();
+    if (side) data_.writeMissing(kind, name, *side);
+    json_.key("parts");
+    json_.beginArray();
+    for (const Change& part : object.parts) writePart(part, {});
+    json_.endArray();
+    json_.endObject();
+  }
+
+ private:
+  void writeDeclared(const std::vector<DeclaredRow>& rows) {
+    if (rows.empty()) return;
+    json_.key("declared");
+    json_.beginArray();
+    for (const auto& [source, target] : rows) data_.writeRow({source, target, source == target});
+    json_.endArray();
+  }
+
+  // The text of what is on one side.
+  void writeText(const Change& object, enumLocation side) {
+    const std::u16string text =
+        toUtf16(definitionOf(side == location_Source ? object.source : object.target));
+    if (text.empty()) return;
+    data_.writeDifference(u"definition", side == location_Source ? text : u"",
+                          side == location_Source ? u"" : text);
+  }
+
+  static std::string definitionOf(const inventory::RecordPointer& record) {
+    return std::visit(
+        []<class Pointer>(Pointer pointer) -> std::string {
+          if constexpr (requires { pointer->definition.text; }) return shown(pointer->definition);
+          return {};
+        },
+        record);
+  }
+
+  void writeAttributes(const Change& change) {
+    for (const inventory::AttributeChange& one : change.attributes)
+      data_.writeDifference(toUtf16(one.label), toUtf16(one.was), toUtf16(one.is));
+  }
+
+  // Parts of parts stand behind these, with the whole as part of their title.
+  void writePart(const Change& part, const std::u16string& whole) {
+    const inventory::Title title = titleOf(part, owner_);
+    const auto side = sideOf(part);
+    const std::u16string words = whole + toUtf16(title.word);
+    if (side || !part.attributes.empty()) {
+      json_.beginObject();
+      json_.member("word", std::u16string_view(words));
+      if (!title.name.empty()) json_.member("name", std::string_view(title.name));
+      if (side) {
+        data_.writeSide(*side);
+        const std::string said =
+            declarationOf(*side == location_Source ? part.source : part.target);
+        if (!title.isDeclaration && !said.empty())
+          json_.member("declaration", std::string_view(said));
+      } else {
+        json_.key("diffs");
+        json_.beginArray();
+        writeAttributes(part);
+        json_.endArray();
+      }
+      json_.endObject();
+    }
+    const std::u16string heading = words + u" " + toUtf16(title.name) + u", ";
+    for (const Change& inner : part.parts) writePart(inner, heading);
+  }
+
+  PageData& data_;
+  JsonWriter& json_;
+  std::string owner_;
+};
+
+}  // namespace
+}  // namespace report
+
+void writeHtmlReport(const std::vector<inventory::Change>& changes, const ReportHeader& header,
+                     std::ostream& out) {
+  const auto writeKinds = [&](report::PageData& data) {
+    report::ChangeData objects(data);
+    JsonWriter& json = data.json();
+    report::forEachKind(changes, [&](const inventory::KindRow& kind, auto first, auto last) {
+      json.beginObject();
+      json.member("one", kind.singular);
+      json.member("many", kind.plural);
+      json.key("objects");
+      json.beginArray();
+      for (; first != last; ++first) objects.writeObject(*first);
+      json.endArray();
+      json.endObject();
+    });
+  };
+  report::writePage(header, {}, writeKinds, out);
+}
+
+}  // namespace kelvane
