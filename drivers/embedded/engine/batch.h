@@ -199,6 +199,6 @@ class BatchRun {
 std::optional<Cell> constantValue(const Parameter& parameter);
 
 /// Whether the statement only removes something and the error says that it is not there.
-bool isAlreadyGone(const tsql::Statement& statement, const tsql::ServerError& error);
+bool isAlreadyGone(const tsql::Statement& statement, const message::Kind& error);
 
 }  // namespace kelvane::embedded

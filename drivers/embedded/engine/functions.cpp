@@ -55,7 +55,7 @@ void inRange(FunctionCall& call) {
   if (call.isNull(0)) return;
   const std::int64_t value = call.integer(0);
   if (!isInRange(value, static_cast<TypeKind>(call.integer(1)))) {
-    throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
+    throw ServerError(message::arithmeticOverflow, kUnknownLine);
   }
   call.result(value);
 }
@@ -64,7 +64,7 @@ void inRange(FunctionCall& call) {
 void inBigint(FunctionCall& call) {
   const Cell cell = call.cell(0);
   if (std::holds_alternative<double>(cell)) {
-    throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
+    throw ServerError(message::arithmeticOverflow, kUnknownLine);
   }
   call.result(cell);
 }
@@ -110,7 +110,7 @@ void unsignedResult(FunctionCall& call) {
       result = a ^ b;
   }
   if (overflows || result < 0 || result > std::numeric_limits<std::uint64_t>::max()) {
-    throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
+    throw ServerError(message::arithmeticOverflow, kUnknownLine);
   }
   call.result(cellOfNatural(static_cast<std::uint64_t>(result)));
 }
@@ -122,13 +122,13 @@ void exclusiveOr(FunctionCall& call) {
 
 void divisor(FunctionCall& call) {
   if (call.isNull(0)) return;
-  if (call.real(0) == 0) throw ServerError(3607, 16, 0, "Divide by zero occurred.", kUnknownLine);
+  if (call.real(0) == 0) throw ServerError(message::divisionByZero, kUnknownLine);
   call.result(call.cell(0));
 }
 
 Decimal decimalArgument(const FunctionCall& call, int argument) {
   const auto decimal = decimalOf(call.cell(argument));
-  if (!decimal) throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
+  if (!decimal) throw ServerError(message::arithmeticOverflow, kUnknownLine);
   return *decimal;
 }
 
@@ -140,7 +140,7 @@ void exact(FunctionCall& call) {
       calculated(call.text(0)[0], decimalArgument(call, 1), decimalArgument(call, 2), scale);
   result.round(scale);
   if (static_cast<std::int64_t>(result.whole.size()) > call.integer(3)) {
-    throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
+    throw ServerError(message::arithmeticOverflow, kUnknownLine);
   }
   call.result(cellOf(result));
 }
@@ -190,11 +190,7 @@ void registerDecimals(Database& store) {
 
 void required(FunctionCall& call) {
   if (call.isNull(0)) {
-    throw ServerError(515, 16, 3,
-                      "Attempt to insert NULL value into column '" + std::string(call.text(1)) +
-                          "', table '" + std::string(call.text(2)) +
-                          "'; column does not allow nulls. Update fails.",
-                      kUnknownLine);
+    throw ServerError(message::nullInserted, kUnknownLine, call.text(1), call.text(2));
   }
   call.result(call.cell(0));
 }
@@ -207,7 +203,7 @@ void uncut(FunctionCall& call) {
   type.length = static_cast<int>(call.integer(2));
   const auto kept = cutText(text, type).size();
   if (text.find_first_not_of(' ', kept) != std::string_view::npos) {
-    throw ServerError(9502, 16, 1, "Data exception - string data right truncated", kUnknownLine);
+    throw ServerError(message::textTruncated, kUnknownLine);
   }
   call.result(call.cell(3));
 }
@@ -215,8 +211,8 @@ void uncut(FunctionCall& call) {
 // What is unknown breaks no rule.
 void obeyed(FunctionCall& call) {
   if (!call.isNull(0) && call.integer(0) == 0) {
-    throw ServerError(static_cast<int>(call.integer(1)), 16, 1, std::string(call.text(2)),
-                      kUnknownLine);
+    const auto broken = static_cast<message::Index>(call.integer(1));
+    throw ServerError(message::ServerMessage(broken, std::string(call.text(2))), kUnknownLine);
   }
   call.result(1);
 }
@@ -387,8 +383,7 @@ void registerDates(Database& store, Running& running) {
   add("date_add", 3, [](FunctionCall& call) {
     const auto sum = addParts(call.integer(2), partArgument(call), call.integer(1));
     if (!sum) {
-      throw ServerError(517, 16, 1, "Adding a value to a 'datetime' field caused overflow.",
-                        kUnknownLine);
+      throw ServerError(message::datetimeOverflow, kUnknownLine);
     }
     call.result(*sum);
   });
@@ -398,8 +393,7 @@ void registerDates(Database& store, Running& running) {
     const bool fits = count >= std::numeric_limits<std::int32_t>::min() &&
                       count <= std::numeric_limits<std::int32_t>::max();
     if (!fits && part != DatePart::Microsecond) {
-      throw ServerError(535, 16, 0, "Difference of two datetime fields caused overflow at runtime.",
-                        kUnknownLine);
+      throw ServerError(message::differenceOverflow, kUnknownLine);
     }
     call.result(count);
   });
@@ -506,9 +500,8 @@ std::int64_t nextIdentity(Database& store, Running& running, const std::string& 
 }
 
 void registerSession(Database& store, Running& running) {
-  store.addFunction("quit_session", 0, FunctionKind::Volatile, [](FunctionCall&) {
-    throw ServerError(kSessionEnded, 20, 1, "The session was ended by syb_quit().", kUnknownLine);
-  });
+  store.addFunction("quit_session", 0, FunctionKind::Volatile,
+                    [](FunctionCall&) { throw ServerError(message::sessionEnded, kUnknownLine); });
   store.addFunction("current_variable", 1, FunctionKind::Volatile, [&running](FunctionCall& call) {
     const auto found = running.variables->find(call.text(0));
     if (found != running.variables->end()) call.result(found->second.value);
