@@ -65,8 +65,9 @@ std::string textOf(const SystemRecords& records, int objectId) {
 UnknownDatabase::UnknownDatabase(const std::string& name, std::uint32_t line)
     : ServerError(message::unknownDatabase, line, name), database(name) {}
 
-Catalog::Catalog(const CatalogOptions& options)
-    : options_(options), databases_(std::make_unique<Databases>(store_, options)) {}
+Catalog::Catalog(const CatalogOptions& options) : options_(options) {
+  databases_ = std::make_unique<Databases>(store_, options);
+}
 
 Catalog::~Catalog() = default;
 

@@ -302,8 +302,9 @@ class Catalog {
   const SysIndexKey* indexKey(int objectId, int indid, int key);
 
   const CatalogOptions options_;
-  Database store_;
+  // Goes after the store, which undoes what is still open in its records.
   std::unique_ptr<Databases> databases_;
+  Database store_;
 };
 
 }  // namespace kelvane::embedded
