@@ -67,7 +67,7 @@ Scope Translator::newRow(const WriteTarget& target, const std::string& alias,
   }
   source.columns = std::move(columns);
   computeColumns(target.columns, source);
-  return {nullptr, {std::move(source)}};
+  return {nullptr, {std::move(source)}, Clause::Definition};
 }
 
 std::string Translator::violation(int number, const std::string& what, const WriteTarget& target,
