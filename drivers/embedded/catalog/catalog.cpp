@@ -154,7 +154,8 @@ std::optional<ObjectInfo> Catalog::findObject(const tsql::ObjectName& name, cons
   return found;
 }
 
-std::optional<ObjectInfo> Catalog::findObject(std::string_view text, const Caller& caller) {
+std::optional<tsql::ObjectName> Catalog::objectName(std::string_view text,
+                                                    const Caller& caller) const {
   std::vector<std::string> parts = nameParts(text, readsQuotedNames(caller));
   constexpr std::size_t kMostParts = 3;
   if (parts.size() > kMostParts) return std::nullopt;
@@ -162,7 +163,12 @@ std::optional<ObjectInfo> Catalog::findObject(std::string_view text, const Calle
   std::string* const slots[] = {&name.name, &name.owner, &name.database};
   std::size_t slot = 0;
   for (auto part = parts.rbegin(); part != parts.rend(); ++part) *slots[slot++] = std::move(*part);
-  return findObject(name, caller);
+  return name;
+}
+
+std::optional<ObjectInfo> Catalog::findObject(std::string_view text, const Caller& caller) {
+  const auto name = objectName(text, caller);
+  return name ? findObject(*name, caller) : std::nullopt;
 }
 
 bool Catalog::readsQuotedNames(const Caller& caller) const {

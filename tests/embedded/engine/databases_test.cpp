@@ -229,5 +229,19 @@ TEST(CatalogColumns, AreThoseOfTheRelease) {
   }
 }
 
+TEST(Databases, ProcedureNamesInVariables) {
+  Probe probe(kShop);
+  const auto call = [&](const std::string& name, const std::string& arguments) {
+    return probe.rows("declare @p varchar(60) select @p = '" + name + "' exec @p " + arguments);
+  };
+  EXPECT_EQ(call("stock..count_goods", "2"), "1 | stock | dbo\n");
+  EXPECT_EQ(call("stock.dbo.count_goods", "2"), "1 | stock | dbo\n");
+  EXPECT_EQ(call("stock..sp_helpindex", "goods"), probe.rows("exec stock..sp_helpindex goods"));
+  EXPECT_NE(call("stock..sp_addtype", "code, int").substr(0, 5), "error");
+  EXPECT_EQ(probe.rows("select count(*) from stock..systypes where name = 'code'"), "1\n");
+  EXPECT_EQ(call("a.b.c.d", "2").substr(0, 12), "error 2812: ");
+  EXPECT_EQ(call("nosuch", "2").substr(0, 12), "error 2812: ");
+}
+
 }  // namespace
 }  // namespace kelvane::embedded
