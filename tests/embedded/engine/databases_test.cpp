@@ -243,5 +243,24 @@ TEST(Databases, ProcedureNamesInVariables) {
   EXPECT_EQ(call("nosuch", "2").substr(0, 12), "error 2812: ");
 }
 
+// Scripts ask them what there is before they make it.
+TEST(Databases, TablesOfMasterThatAreEmpty) {
+  for (const Release release : {Release::ase125, Release::ase15, Release::ase16}) {
+    CatalogOptions options;
+    options.release = release;
+    Probe probe("create table t (a int)", options);
+    for (const char* table :
+         {"sysprocesses", "sysdevices", "sysusages", "sysconfigures", "sysmessages", "syscharsets",
+          "syslanguages", "syslocks", "sysremotelogins"}) {
+      const std::string name = table;
+      EXPECT_EQ(probe.rows("select count(*) from master.." + name), "0\n");
+      EXPECT_EQ(probe.refusal("select * from " + name).substr(0, 4), "208:");
+    }
+    EXPECT_EQ(probe.rows("if not exists (select 1 from master..sysdevices where name = 'd1')"
+                         " select 'new'"),
+              "new\n");
+  }
+}
+
 }  // namespace
 }  // namespace kelvane::embedded
