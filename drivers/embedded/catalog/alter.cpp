@@ -165,6 +165,12 @@ void TableChange::requireUnused(const ColumnInfo& column) {
     if (user || !other.computedcol) continue;
     if (names(writer_.catalog().sourceText(*other.computedcol), column.name)) user = other.name;
   }
+  const bool hasPartitionKeys = writer_.catalog().options().has(Release::ase15);
+  if (hasPartitionKeys && store_.value("SELECT 1 FROM syspartitionkeys WHERE id = ? AND colid = ?",
+                                       table_.id, column.colid)) {
+    writer_.fail(4922, "ALTER TABLE '", table_.name, "' failed. Column '", column.name,
+                 "' is a partition key.");
+  }
   if (user) {
     writer_.fail(4922, "ALTER TABLE '", table_.name, "' failed. Column '", column.name,
                  "' is used by '", *user, "', which must be dropped first.");
@@ -187,6 +193,7 @@ void TableChange::operator()(const tsql::DropColumn& action) {
     writer_.removeObject(*computed);
   });
   PermissionWriter(writer_).removeColumn(table_.id, column.colid);
+  storage_.removeColumn(table_.id, column.colid);
   if (hasRows()) {
     store_.execute(
         concat("ALTER TABLE ", table_.sqliteTable, " DROP COLUMN ", column.sqliteColumn));
