@@ -203,7 +203,7 @@ std::vector<ColumnInfo> Catalog::columns(int objectId) {
   if (const SystemTable* table = databases_->tables().find(objectId)) {
     for (const NamedColumn& column : table->columns) {
       columns.push_back(
-          {column.name, static_cast<int>(columns.size()) + 1, column.type, column.name, 0, 0, {}});
+          {column.name, static_cast<int>(columns.size()) + 1, column.type, column.name, 0, {}});
     }
     return columns;
   }
@@ -233,7 +233,6 @@ ColumnInfo Catalog::columnOf(const SystemRecords& records, const SysColumn& row,
   column.type.identity = (row.status & column_status::kIdentity) != 0;
   if (inTable) column.sqliteColumn = concat("c", column.colid);
   column.defaultId = row.cdefault;
-  column.ruleId = row.domain;
   if (row.computedcol) column.computed = textOf(records, *row.computedcol);
   return column;
 }

@@ -92,7 +92,6 @@ struct ColumnInfo {
   ColumnType type;
   std::string sqliteColumn;  ///< empty for the columns of views and procedures
   int defaultId = 0;
-  int ruleId = 0;
   std::string computed;  ///< expression of a computed column as written; else empty
 };
 
