@@ -162,6 +162,12 @@ void TableChange::requireUnused(const ColumnInfo& column) {
     if (user || !other.computedcol) continue;
     if (names(writer_.catalog().sourceText(*other.computedcol), column.name)) user = other.name;
   }
+  const bool hasPartitionKeys = writer_.catalog().options().has(Release::ase15);
+  if (hasPartitionKeys && store_.value("SELECT 1 FROM syspartitionkeys WHERE id = ? AND colid = ?",
+                                       table_.id, column.colid)) {
+    writer_.fail(4922, "ALTER TABLE '", table_.name, "' failed. Column '", column.name,
+                 "' is a partition key.");
+  }
   if (user) {
     writer_.fail(message::columnUsed, table_.name, column.name, *user);
   }
@@ -183,6 +189,7 @@ void TableChange::operator()(const tsql::DropColumn& action) {
     writer_.removeObject(*computed);
   });
   PermissionWriter(writer_).removeColumn(table_.id, column.colid);
+  storage_.removeColumn(table_.id, column.colid);
   if (hasRows()) {
     store_.execute(
         concat("ALTER TABLE ", table_.sqliteTable, " DROP COLUMN ", column.sqliteColumn));

@@ -150,7 +150,8 @@ std::optional<ObjectInfo> Catalog::findObject(const tsql::ObjectName& name, cons
   return found;
 }
 
-std::optional<ObjectInfo> Catalog::findObject(std::string_view text, const Caller& caller) {
+std::optional<tsql::ObjectName> Catalog::objectName(std::string_view text,
+                                                    const Caller& caller) const {
   std::vector<std::string> parts = nameParts(text, readsQuotedNames(caller));
   constexpr std::size_t kMostParts = 3;
   if (parts.size() > kMostParts) return std::nullopt;
@@ -158,7 +159,12 @@ std::optional<ObjectInfo> Catalog::findObject(std::string_view text, const Calle
   std::string* const slots[] = {&name.name, &name.owner, &name.database};
   std::size_t slot = 0;
   for (auto part = parts.rbegin(); part != parts.rend(); ++part) *slots[slot++] = std::move(*part);
-  return findObject(name, caller);
+  return name;
+}
+
+std::optional<ObjectInfo> Catalog::findObject(std::string_view text, const Caller& caller) {
+  const auto name = objectName(text, caller);
+  return name ? findObject(*name, caller) : std::nullopt;
 }
 
 bool Catalog::readsQuotedNames(const Caller& caller) const {
@@ -190,7 +196,7 @@ std::vector<ColumnInfo> Catalog::columns(int objectId) {
   if (const SystemTable* table = databases_->tables().find(objectId)) {
     for (const NamedColumn& column : table->columns) {
       columns.push_back(
-          {column.name, static_cast<int>(columns.size()) + 1, column.type, column.name, 0, 0, {}});
+          {column.name, static_cast<int>(columns.size()) + 1, column.type, column.name, 0, {}});
     }
     return columns;
   }
@@ -220,7 +226,6 @@ ColumnInfo Catalog::columnOf(const SystemRecords& records, const SysColumn& row,
   column.type.identity = (row.status & column_status::kIdentity) != 0;
   if (inTable) column.sqliteColumn = concat("c", column.colid);
   column.defaultId = row.cdefault;
-  column.ruleId = row.domain;
   if (row.computedcol) column.computed = textOf(records, *row.computedcol);
   return column;
 }

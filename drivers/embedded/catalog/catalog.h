@@ -92,7 +92,6 @@ struct ColumnInfo {
   ColumnType type;
   std::string sqliteColumn;  ///< empty for the columns of views and procedures
   int defaultId = 0;
-  int ruleId = 0;
   std::string computed;  ///< expression of a computed column as written; else empty
 };
 
@@ -193,6 +192,8 @@ class Catalog {
   /// As findObject; throws 208, UnknownDatabase.
   ObjectInfo requireObject(const tsql::ObjectName& name, const Caller& caller);
   std::optional<ObjectInfo> objectById(int id);
+  /// The parts of a name that comes as a text; none if there are too many.
+  std::optional<tsql::ObjectName> objectName(std::string_view text, const Caller& caller) const;
   /// `[[db.]owner.]name` as a text, as object_id() takes it.
   std::optional<ObjectInfo> findObject(std::string_view text, const Caller& caller);
   /// Whether such texts may hold names in double quotes.

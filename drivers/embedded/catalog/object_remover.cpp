@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "drivers/embedded/catalog/role_writer.h"
+#include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/catalog/storage_writer.h"
 #include "drivers/embedded/catalog/table_writer.h"
 
@@ -115,8 +116,17 @@ void ObjectRemover::dropRuleOrDefault(const ObjectInfo& object, std::string_view
   requireUnbound(!records_.columns.where<&SysColumn::cdefault>(object.id).empty() ||
                      !records_.columns.where<&SysColumn::domain>(object.id).empty(),
                  "columns");
+  const SysObject* row = records_.object(object.id);
+  if (row != nullptr && (row->sysstat2 & rule_status2::kAccess) != 0) {
+    requireUnbound(
+        store_.value("SELECT 1 FROM syscolumns WHERE accessrule = ?", object.id).has_value(),
+        "columns");
+  }
   requireUnbound(
-      store_.value("SELECT 1 FROM systypes WHERE ?1 IN (tdefault, domain)", object.id).has_value(),
+      store_
+          .value("SELECT 1 FROM systypes WHERE ?1 IN (tdefault, domain, ifnull(accessrule, 0))",
+                 object.id)
+          .has_value(),
       "datatypes");
   writer_.removeObject(object.id);
 }

@@ -72,12 +72,13 @@ void saveCompiled(CatalogWriter& writer, int id, int number, std::string_view te
   writer.records().procedures.insert({.type = 1, .id = id, .number = number});
 }
 
-void addTextObject(CatalogWriter& writer, const tsql::ObjectName& name, std::string_view type,
-                   std::string_view text, bool orReplace) {
+int addTextObject(CatalogWriter& writer, const tsql::ObjectName& name, std::string_view type,
+                  std::string_view text, bool orReplace) {
   const int uid = writer.ownerFor(name);
   int id = orReplace ? replaced(writer, name.name, uid, type) : 0;
   if (id == 0) id = writer.addObject({.name = name.name, .type = type, .uid = uid});
   saveCompiled(writer, id, 0, text);
+  return id;
 }
 
 /// The columns of a view; `given` are their names where it names them itself.
@@ -243,7 +244,10 @@ void Catalog::createRule(const tsql::CreateRule& statement, std::string_view tex
                          const Caller& caller) {
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
-  addTextObject(writer, statement.name, object_type::kRule, text, statement.orReplace);
+  const int id =
+      addTextObject(writer, statement.name, object_type::kRule, text, statement.orReplace);
+  store_.run("UPDATE sysobjects SET sysstat2 = (sysstat2 & ~?1) | ?2 WHERE id = ?3",
+             rule_status2::kAccess, statement.isAccess ? rule_status2::kAccess : 0, id);
   savepoint.keep();
 }
 

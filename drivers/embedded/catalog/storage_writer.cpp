@@ -184,11 +184,12 @@ void StorageWriter::place(const ObjectInfo& table, std::string_view column,
                           const tsql::ColumnStorage& storage) {
   const bool inRow = storage.place == tsql::LobPlace::InRow;
   store_.run(
-      "UPDATE syscolumns SET xstatus = (ifnull(xstatus, 0) & ~?) | ?, inrowlen = ?"
-      " WHERE id = ? AND name = ?",
+      "UPDATE syscolumns SET xstatus = (ifnull(xstatus, 0) & ~?) | ? WHERE id = ? AND name = ?",
       column_xstatus::kInRow | column_xstatus::kOffRow,
-      inRow ? column_xstatus::kInRow : column_xstatus::kOffRow, storage.rowLength, table.id,
-      column);
+      inRow ? column_xstatus::kInRow : column_xstatus::kOffRow, table.id, column);
+  if (!writer_.catalog().options().has(Release::ase15)) return;
+  store_.run("UPDATE syscolumns SET inrowlen = ? WHERE id = ? AND name = ?", storage.rowLength,
+             table.id, column);
 }
 
 void StorageWriter::encrypt(const ObjectInfo& table, std::string_view column,
@@ -238,6 +239,20 @@ void StorageWriter::decryptDefault(const ObjectInfo& table, std::string_view col
       "UPDATE syscolumns SET status2 = (ifnull(status2, 0) & ~?) | ? WHERE id = ? AND name = ?",
       column_status2::kDecryptDefault, isNull && before ? 0 : column_status2::kDecryptDefault,
       table.id, column);
+}
+
+void StorageWriter::removeColumn(int tableId, int colid) {
+  if (const auto object = store_.value("SELECT object_info2 FROM sysattributes WHERE class = ?"
+                                       " AND object = ? AND object_info1 = ?",
+                                       kEncryptionClass, tableId, colid)) {
+    writer_.removeObject(*object);
+  }
+  store_.run("DELETE FROM sysattributes WHERE class = ? AND object = ? AND object_info1 = ?",
+             kEncryptionClass, tableId, colid);
+  store_.run(
+      "UPDATE sysattributes SET object_info1 = object_info1 - 1"
+      " WHERE class = ? AND object = ? AND object_info1 > ?",
+      kEncryptionClass, tableId, colid);
 }
 
 // partitions

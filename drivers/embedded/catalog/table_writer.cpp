@@ -137,13 +137,22 @@ int TableWriter::insertColumn(const ObjectInfo& table, std::string_view name,
   return colid;
 }
 
+namespace {
+
+bool hasBindings(const SysType& type) {
+  return type.tdefault != 0 || type.domain != 0 || type.accessrule.value_or(0) != 0;
+}
+
+}  // namespace
+
 void TableWriter::inheritBindings(const ObjectInfo& table, int colid, int userType) {
   if (userType <= kLargestSystemType) return;
   const SysType* type = records_.types.first<&SysType::usertype>(userType);
-  if (type == nullptr || (type->tdefault == 0 && type->domain == 0)) return;
+  if (type == nullptr || !hasBindings(*type)) return;
   records_.changeColumn(table.id, colid, [&](SysColumn& column) {
     column.cdefault = type->tdefault;
     column.domain = type->domain;
+    column.accessrule = type->accessrule;
   });
 }
 

@@ -173,8 +173,10 @@ class BatchRun {
 
   // batch_execute.cpp: procedures
   void executeProcedure(const tsql::Execute& execute, Outcome& outcome);
-  void executeStored(const tsql::Execute& execute, const ObjectInfo& procedure, Outcome& outcome);
-  void executeSystem(const tsql::Execute& execute, const std::string& name, Outcome& outcome);
+  void executeStored(const tsql::Execute& execute, const std::string& database,
+                     const ObjectInfo& procedure, Outcome& outcome);
+  void executeSystem(const tsql::Execute& execute, const tsql::ObjectName& called,
+                     Outcome& outcome);
   void executeText(const tsql::ExecuteImmediate& execute, Outcome& outcome);
   std::optional<std::string> argumentText(const tsql::ExecuteArgument& argument);
 

@@ -39,8 +39,12 @@ void BatchRun::executeProcedure(const Execute& execute, Outcome& outcome) {
       throw ServerError(message::undeclaredVariable, session_.caller.line,
                         execute.procedureVariable);
     }
-    if (!isNull(found->second.value))
-      name.name = textOf(found->second.value, found->second.type, 0);
+    if (!isNull(found->second.value)) {
+      const std::string text = textOf(found->second.value, found->second.type, 0);
+      const auto parts = server_.catalog.objectName(text, session_.caller);
+      if (!parts) throw procedureNotFound(text, session_.caller.line);
+      name = *parts;
+    }
   }
   const std::uint32_t line = session_.caller.line;
   auto object = server_.catalog.findObject(name, session_.caller);
@@ -51,23 +55,24 @@ void BatchRun::executeProcedure(const Execute& execute, Outcome& outcome) {
     name.database.clear();
   }
   if (object && object->type == "P") {
-    executeStored(execute, *object, outcome);
+    executeStored(execute, name.database, *object, outcome);
   } else if (object && object->type == "XP") {
     throw ServerError(message::libraryProcedure, line, name.name);
   } else {
-    executeSystem(execute, name.name, outcome);
+    executeSystem(execute, name, outcome);
   }
   session_.caller.line = line;
   server_.running.variables = &variables_;
 }
 
-void BatchRun::executeSystem(const Execute& execute, const std::string& name, Outcome& outcome) {
+void BatchRun::executeSystem(const Execute& execute, const ObjectName& called, Outcome& outcome) {
+  const std::string& name = called.name;
   std::vector<ProcedureArgument> arguments;
   arguments.reserve(execute.arguments.size());
   for (const ExecuteArgument& argument : execute.arguments) {
     arguments.push_back({argument.name, argumentText(argument)});
   }
-  const InDatabase there(session_, execute.procedure.database);
+  const InDatabase there(session_, called.database);
   const ProcedureCall call{name, std::move(arguments), session_.caller};
   int status = 0;
   bool begun = false;
@@ -114,8 +119,8 @@ void BatchRun::executeSystem(const Execute& execute, const std::string& name, Ou
   }
 }
 
-void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure,
-                             Outcome& outcome) {
+void BatchRun::executeStored(const Execute& execute, const std::string& database,
+                             const ObjectInfo& procedure, Outcome& outcome) {
   const std::uint32_t line = session_.caller.line;
   const auto stored = server_.procedure(procedure, execute.number);
   if (!stored) throw procedureNotFound(procedure.name + ";" + std::to_string(execute.number), line);
@@ -162,7 +167,7 @@ void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure
   outcome.beginProcedure(procedure.name);
   {
     const std::string& home = server_.catalog.databaseOf(procedure.id);
-    const bool isShared = home == kSharedProcedures && execute.procedure.database.empty();
+    const bool isShared = home == kSharedProcedures && database.empty();
     const InDatabase there(session_, isShared ? session_.caller.database : home);
     body.runBody(create->body);
   }

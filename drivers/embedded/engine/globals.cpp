@@ -131,7 +131,7 @@ constexpr auto kGlobals = std::to_array<Global>({
     changing("error", Int, [](const Session& s) -> Cell { return s.lastError; }),
     null("errorlog", Text),
     number("failedoverconn", 0),
-    changing("fetch_status", Int, fetchStatus),
+    changing("fetch_status", Int, fetchStatus, kSince15),
     number("guestuserid", 2),
     null("hacmpservername", Name),
     number("haconnection", 0),

@@ -34,6 +34,18 @@ std::optional<std::size_t> Scope::sourceNamed(const tsql::ObjectName& prefix) co
   return found;
 }
 
+const Scope* Scope::home(const tsql::ColumnRef& reference) const {
+  const auto holds = [&](const Scope& scope) {
+    if (!reference.table.empty()) return scope.sourceNamed(reference.table).has_value();
+    return std::ranges::any_of(scope.sources, [&](const Source& source) {
+      return source.find(reference.column) != nullptr;
+    });
+  };
+  const Scope* scope = this;
+  while (scope != nullptr && !holds(*scope)) scope = scope->outer;
+  return scope;
+}
+
 FoundColumn Scope::resolve(const tsql::ColumnRef& reference, std::uint32_t line) const {
   const auto invalidName = [&] {
     return tsql::ServerError(message::unknownColumn, line, reference.column);

@@ -1,6 +1,9 @@
 // Aggregates, and the column of numbers that a select into makes.
 
+#include <algorithm>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/translator.h"
@@ -34,17 +37,71 @@ ColumnType sumType(const ColumnType& type) {
 
 }  // namespace
 
+// The rows that an aggregate is about are those of the innermost table that its argument names.
+const Scope* Translator::requireAggregation(const Expr& argument, const Scope* scope,
+                                            std::uint32_t line) const {
+  if (scope == nullptr) return nullptr;
+  std::vector<const Scope*> homes;
+  anyWithin(argument, [&](const Expr& part) {
+    if (const auto* column = as<ColumnRef>(part)) homes.push_back(scope->home(*column));
+    return false;
+  });
+  const Scope* rows = scope;
+  const auto isHome = [&] { return std::ranges::find(homes, rows) != homes.end(); };
+  while (!homes.empty() && rows != nullptr && !isHome()) rows = rows->outer;
+  if (rows == nullptr) return scope;
+  switch (rows->clause) {
+    case Clause::Other:
+      break;
+    case Clause::Having:
+      if (rows == scope) break;
+      throw ServerError(kNotSupported, 15, 1,
+                        "The embedded catalog cannot aggregate columns of the outer query in a "
+                        "subquery of its having clause.",
+                        line);
+    case Clause::Definition:
+      throw ServerError(kNotSupported, 15, 1,
+                        "An aggregate cannot stand in a check, a rule, a computed column or an "
+                        "index key.",
+                        line);
+    case Clause::Where:
+      throw ServerError(
+          147, 15, 1,
+          "An aggregate may not appear in a WHERE clause unless it is in a subquery contained in a "
+          "HAVING clause or a select list, and the column being aggregated is an outer reference.",
+          line);
+    case Clause::GroupBy:
+      throw ServerError(144, 15, 1,
+                        "Cannot use an aggregate or a subquery in an expression used for the "
+                        "by-list of a GROUP BY clause.",
+                        line);
+    case Clause::Set:
+      throw ServerError(
+          157, 15, 1, "An aggregate may not appear in the set list of an UPDATE statement.", line);
+  }
+  if (rows == aggregated_) {
+    throw ServerError(kNotSupported, 15, 1,
+                      "The embedded catalog cannot aggregate the result of an aggregate; select "
+                      "from a derived table instead.",
+                      line);
+  }
+  return rows;
+}
+
 SqlValue Translator::aggregate(const FunctionRule& rule, const Call& call, const Expr& expr,
                                const Scope* scope) {
   const std::string name(rule.name);
   const bool counts = name == "count" || name == "count_big";
   const ColumnType countType = name == "count" ? intType() : plainType(TypeKind::Bigint, false);
   const std::uint32_t line = expr.range.line;
+  const Scope* rows = requireAggregation(*call.arguments[0], scope, line);
   if (as<Star>(*call.arguments[0])) {
     if (!counts) throw ServerError(message::syntax, line, "*");
     return {"count(*)", countType};
   }
+  const Scope* around = std::exchange(aggregated_, rows);
   const SqlValue argument = value(*call.arguments[0], scope);
+  aggregated_ = around;
   const std::string inside = (call.distinct ? "DISTINCT " : "") + collated(argument);
   if (counts) return {"count(" + inside + ")", countType};
   if (name == "min" || name == "max") {

@@ -84,7 +84,7 @@ void Translator::computeColumns(const std::vector<ColumnInfo>& columns, Source& 
 ColumnType Translator::typeOf(const Expr& expression, const ObjectName& table) {
   NamedTable named;
   named.name = table;
-  const Scope scope{nullptr, {sourceOf(named)}};
+  const Scope scope{nullptr, {sourceOf(named)}, Clause::Definition};
   return value(expression, &scope).type;
 }
 

@@ -125,25 +125,51 @@ std::vector<SqlValue> Translator::selectItems(const Select& select, const Scope&
   return items;
 }
 
+// SQLite knows that all rows are one group only by an aggregate in the select list.
+void Translator::makeOneGroup(const Select& select, SelectText& text) {
+  const auto isColumn = [](const Expr& part) { return as<ColumnRef>(part) || as<Star>(part); };
+  for (const SelectItem& item : select.items) {
+    if (!anyWithin(*item.value, isColumn)) continue;
+    throw ServerError(kNotSupported, 15, 1,
+                      "The embedded catalog cannot select columns of rows whose having clause "
+                      "is about all of them; add a group by clause.",
+                      item.value->range.line);
+  }
+  std::string& sql = text.items.front().sql;
+  sql = "CASE WHEN count(*) >= 0 THEN " + sql + " END";
+}
+
 Translator::SelectText Translator::selectText(const Select& select, const Query& whole,
                                               Scope& scope) {
   SelectText text;
   text.distinct = select.distinct;
   text.limit = select.top.value_or(0);
+  scope.clause = Clause::Where;
   FromText from = fromText(select.from, select.where.get(), scope);
+  // Without groups a condition on them is one on the rows.
+  text.hasGroups = !select.groupBy.empty() || aggregates(select) ||
+                   (select.having && anyWithin(*select.having, isAggregate));
+  if (select.having && !text.hasGroups) {
+    from.conditions.push_back(condition(*select.having, &scope, Polarity::Positive));
+  }
+  scope.clause = Clause::Other;
   text.items = selectItems(select, scope);
   if (!from.sql.empty()) text.tail = " FROM " + from.sql;
   for (std::size_t i = 0; i < from.conditions.size(); ++i) {
     text.tail += (i == 0 ? " WHERE " : " AND ") + from.conditions[i];
   }
+  scope.clause = Clause::GroupBy;
   for (std::size_t i = 0; i < select.groupBy.size(); ++i) {
     text.tail += (i == 0 ? " GROUP BY " : ", ") + collated(value(*select.groupBy[i], &scope));
   }
-  if (select.having) text.tail += " HAVING " + condition(*select.having, &scope, Polarity::Any);
+  if (select.having && text.hasGroups) {
+    scope.clause = Clause::Having;
+    text.tail += " HAVING " + condition(*select.having, &scope, Polarity::Any);
+  }
+  scope.clause = Clause::Other;
   // Rows that the order leaves equal stay as the table has them.
   const bool oneTable = scope.sources.size() == 1 && !scope.sources[0].sqliteTable.empty();
-  if (whole.isSingle() && oneTable && !select.distinct && select.groupBy.empty() &&
-      !select.having && !aggregates(select)) {
+  if (whole.isSingle() && oneTable && !select.distinct && !text.hasGroups) {
     text.rowOrder = scope.sources[0].sqlAlias + ".rowid";
   }
   return text;
@@ -211,6 +237,11 @@ std::string Translator::orderText(const Query& query, const SelectText& first, c
       if (!query.isSingle()) {
         throw ServerError(message::orderByOutsideUnion, line);
       }
+      if (!first.hasGroups && anyWithin(*item.value, isAggregate)) {
+        throw ServerError(kNotSupported, 15, 1,
+                          "The embedded catalog cannot order rows by an aggregate of all of them.",
+                          line);
+      }
       const SqlValue key = value(*item.value, &scope);
       term = isWide(key.type) ? "decimal_key(" + key.sql + ")" : collated(key);
     }
@@ -236,10 +267,14 @@ Translator::QueryText Translator::query(const Query& whole, const Scope* outer, 
     if (i > 0) result.sql += whole.terms[i].all ? " UNION ALL " : " UNION ";
     const bool collate = sets || terms[i].distinct || use == QueryUse::Values;
     result.sql += terms[i].distinct ? "SELECT DISTINCT " : "SELECT ";
-    result.sql += use == QueryUse::Existence && !sets && whole.terms[0].select.groupBy.empty() &&
-                          !aggregates(whole.terms[0].select)
-                      ? "1"
-                      : listed(terms[i].items, collate);
+    const Select& select = whole.terms[i].select;
+    const bool isBare = select.groupBy.empty() && !aggregates(select);
+    if (use == QueryUse::Existence && !sets && isBare) {
+      result.sql += terms[i].hasGroups ? "count(*)" : "1";
+    } else {
+      if (isBare && terms[i].hasGroups) makeOneGroup(select, terms[i]);
+      result.sql += listed(terms[i].items, collate);
+    }
     result.sql += terms[i].tail;
   }
   if (use != QueryUse::Existence) result.sql += orderText(whole, terms.front(), firstScope);

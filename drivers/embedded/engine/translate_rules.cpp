@@ -69,7 +69,7 @@ Scope Translator::newRow(const WriteTarget& target, const std::string& alias,
   }
   source.columns = std::move(columns);
   computeColumns(target.columns, source);
-  return {nullptr, {std::move(source)}};
+  return {nullptr, {std::move(source)}, Clause::Definition};
 }
 
 std::string Translator::broken(const ForeignKeyRule& key, const WriteTarget& target,

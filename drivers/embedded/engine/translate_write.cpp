@@ -296,6 +296,7 @@ Translator::JoinedTarget Translator::joinedTarget(const ObjectName& name, const 
     source = 0;
   }
   joined.source = *source;
+  joined.scope.clause = Clause::Where;
   std::size_t next = joined.scope.sources.size();
   for (const auto& table : from) addSources(*table, joined.scope);
   std::string list;
@@ -322,11 +323,13 @@ Plan Translator::update(const Update& statement) {
     NamedTable self;
     self.name = name;
     rows.scope.sources.push_back(sourceOf(self));
+    rows.scope.clause = Clause::Where;
     if (statement.where) {
       where = " WHERE " + condition(*statement.where, &rows.scope, Polarity::Positive);
     }
     rows.from = " FROM " + target.sqliteTable + " AS " + rows.scope.sources[0].sqlAlias + where;
   }
+  rows.scope.clause = Clause::Set;
   const std::string rowAlias = newAlias(), changed = newAlias();
   std::string plainChanges, pickedChanges, picked;
   std::set<int> colids;
@@ -388,6 +391,7 @@ Plan Translator::remove(const Delete& statement) {
     self.name = name;
     Scope scope;
     scope.sources.push_back(sourceOf(self));
+    scope.clause = Clause::Where;
     sql = "DELETE FROM " + target.sqliteTable + " AS " + scope.sources[0].sqlAlias;
     if (statement.where) sql += " WHERE " + condition(*statement.where, &scope, Polarity::Positive);
   }

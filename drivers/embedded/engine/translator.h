@@ -130,6 +130,7 @@ class Translator {
   struct SelectText {
     std::vector<SqlValue> items;
     bool distinct = false;
+    bool hasGroups = false;
     std::string tail;  // from the word FROM on
     std::string rowOrder;
     std::uint64_t limit = 0;
@@ -149,6 +150,7 @@ class Translator {
   QueryText query(const tsql::Query& query, const Scope* outer, QueryUse use);
   SelectText selectText(const tsql::Select& select, const tsql::Query& whole, Scope& scope);
   std::vector<SqlValue> selectItems(const tsql::Select& select, const Scope& scope);
+  static void makeOneGroup(const tsql::Select& select, SelectText& text);
   static std::string orderedBy(const SelectText& first, std::size_t ordinal,
                                const tsql::Query& query);
   std::string orderText(const tsql::Query& query, const SelectText& first, const Scope& scope);
@@ -207,6 +209,8 @@ class Translator {
   SqlValue call(const tsql::Call& call, const tsql::Expr& expr, const Scope* scope);
   SqlValue aggregate(const FunctionRule& rule, const tsql::Call& call, const tsql::Expr& expr,
                      const Scope* scope);
+  const Scope* requireAggregation(const tsql::Expr& argument, const Scope* scope,
+                                  std::uint32_t line) const;
   SqlValue datePartCall(const std::string& name, const tsql::Call& call, const tsql::Expr& expr,
                         const Scope* scope);
   SqlValue newIdentity(const tsql::Call& call, std::uint32_t line);
@@ -286,8 +290,9 @@ class Translator {
   int aliases_ = 0;
   bool bindsNumbers_ = false;  // while the values of an insert are translated
   int viewDepth_ = 0;
-  bool makesTable_ = false;        // while the query of a select into is translated
-  std::optional<SqlValue> ruled_;  // while a rule is translated: what its variable stands for
+  const Scope* aggregated_ = nullptr;  // while the argument of an aggregate is translated
+  bool makesTable_ = false;            // while the query of a select into is translated
+  std::optional<SqlValue> ruled_;      // while a rule is translated: what its variable stands for
   int viewCount_ = 0;
 };
 

@@ -7,6 +7,7 @@ namespace kelvane::tsql {
 
 // `create`, `alter` and `drop encryption key`
 StatementNode Parser::encryptionKey() {
+  since(15);
   EncryptionKey key;
   key.action = at("create") ? KeyAction::Create : at("alter") ? KeyAction::Alter : KeyAction::Drop;
   take();

@@ -809,6 +809,7 @@ struct CreateTrigger {
 struct CreateRule {
   ObjectName name;
   bool orReplace = false;
+  bool isAccess = false;  ///< `create access rule`: which rows may be read
   ExprPtr condition;
 };
 

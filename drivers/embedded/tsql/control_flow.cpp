@@ -22,7 +22,11 @@ StatementNode Parser::declareStatement() {
     variable.name = variableName();
     accept("as");
     variable.type = dataType();
-    if (acceptSymbol("=")) variable.initial = expression();
+    if (atSymbol("=")) {
+      since(16);
+      take();
+      variable.initial = expression();
+    }
     result.variables.push_back(std::move(variable));
   });
   return result;

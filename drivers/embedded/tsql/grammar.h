@@ -258,6 +258,8 @@ class Parser {
   StatementNode createSchema(bool orReplace);
   StatementNode createTrigger(bool orReplace);
   StatementNode createRule(bool orReplace);
+  StatementNode createAccessRule(bool orReplace);
+  CreateRule rule(bool orReplace);
   StatementNode createDefault(bool orReplace);
   std::vector<Parameter> parameters();
   Parameter parameter();

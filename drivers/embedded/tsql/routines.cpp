@@ -22,7 +22,7 @@ StatementNode Parser::createStatement() {
   if (at("precomputed", 1)) return createPrecomputed();
   const bool first = at_ == firstStatement_;
   const Token& create = take();
-  const bool orReplace = at("or");
+  const bool orReplace = at("or") && !at("access", 1);
   if (orReplace) {
     since(16);
     take();
@@ -52,6 +52,9 @@ StatementNode Parser::createStatement() {
       {"function", "function", &Parser::createFunction},
       {"trigger", "trigger", &Parser::createTrigger},
       {"rule", "rule", &Parser::createRule},
+      {"access", "rule", &Parser::createAccessRule},
+      {"and", "rule", &Parser::createAccessRule},
+      {"or", "rule", &Parser::createAccessRule},
       {"default", "default", &Parser::createDefault},
       {"schema", "schema", &Parser::createSchema},
   };
@@ -298,7 +301,18 @@ StatementNode Parser::createTrigger(bool orReplace) {
   return result;
 }
 
-StatementNode Parser::createRule(bool orReplace) {
+// `create [and | or] access rule`; the first word is behind.
+StatementNode Parser::createAccessRule(bool orReplace) {
+  accept("access");
+  expect("rule");
+  CreateRule result = rule(orReplace);
+  result.isAccess = true;
+  return result;
+}
+
+StatementNode Parser::createRule(bool orReplace) { return rule(orReplace); }
+
+CreateRule Parser::rule(bool orReplace) {
   CreateRule result;
   result.orReplace = orReplace;
   result.name = objectName();

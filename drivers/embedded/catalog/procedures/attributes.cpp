@@ -143,7 +143,7 @@ constexpr int kNoMru = 32;
 /// sp_cachestrategy database, table [, index | "table only" | "text only" [, strategy, on | off]]
 void spCachestrategy(ProcedureRun& run) {
   Target target = requireTarget(run, run.text(1));
-  const std::string part = run.text(2);
+  const std::string part = run.name(2).value_or("");
   if (part == "text only") {
     target.indid = kTextIndid;
   } else if (!part.empty() && part != "table only") {
@@ -195,7 +195,7 @@ void bindCache(ProcedureRun& run, std::size_t firstName, const std::optional<std
   if (!name) return run.ignore("the cache of a database");
   const Target target = requireTarget(run, *name);
   int index = kTextNotIndexed;
-  if (const auto part = run.argument(firstName + 1)) {
+  if (const auto part = run.name(firstName + 1)) {
     const auto indid = IndexWriter(run.writer()).find(target.table.id, *part);
     if (*part != "text only" && !indid) {
       run.fail(message::noIndexOnTable, *part, target.table.name);

@@ -4,6 +4,7 @@
 
 #include "drivers/embedded/catalog/name_text.h"
 #include "drivers/embedded/catalog/procedures/procedure.h"
+#include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/catalog/table_writer.h"
 #include "drivers/embedded/tsql/words.h"
@@ -98,7 +99,7 @@ void spDroptype(ProcedureRun& run) {
 
 // bindings
 
-/// The columns that hold what is bound: rules and defaults differ in nothing else.
+/// The columns that hold what is bound: the kinds of rules and defaults differ in nothing else.
 struct Binding {
   std::string_view noun;
   std::string_view objectType;
@@ -107,6 +108,7 @@ struct Binding {
 };
 
 constexpr Binding kRule = {"Rule", object_type::kRule, "domain", "domain"};
+constexpr Binding kAccessRule = {"Rule", object_type::kRule, "accessrule", "accessrule"};
 constexpr Binding kDefault = {"Default", object_type::kDefault, "cdefault", "tdefault"};
 
 struct BoundColumn {
@@ -148,16 +150,16 @@ bool isFutureOnly(ProcedureRun& run, std::size_t position) {
 /// Sets the binding of a type, and of its columns as far as they have the type's own.
 void setOnType(ProcedureRun& run, const Binding& binding, int userType, int objectId,
                bool futureOnly) {
-  const int before =
-      run.store()
-          .value(concat("SELECT ", binding.typeField, " FROM systypes WHERE usertype = ?"),
-                 userType)
-          .value_or(0);
+  const int before = run.store()
+                         .value(concat("SELECT ifnull(", binding.typeField,
+                                       ", 0) FROM systypes WHERE usertype = ?"),
+                                userType)
+                         .value_or(0);
   run.store().run(concat("UPDATE systypes SET ", binding.typeField, " = ? WHERE usertype = ?"),
                   objectId, userType);
   if (futureOnly) return;
   run.store().run(concat("UPDATE syscolumns SET ", binding.columnField, " = ?1 WHERE usertype = ?2",
-                         " AND ", binding.columnField, " IN (0, ?3)"),
+                         " AND ifnull(", binding.columnField, ", 0) IN (0, ?3)"),
                   objectId, userType, before);
 }
 
@@ -175,11 +177,18 @@ bool isDeclared(ProcedureRun& run, int objectId) {
          run.store().value("SELECT 1 FROM sysconstraints WHERE constrid = ?", objectId).has_value();
 }
 
-void bind(ProcedureRun& run, const Binding& binding) {
+bool isAccessRule(ProcedureRun& run, int id) {
+  const SysObject* object = run.writer().records().object(id);
+  return object != nullptr && (object->sysstat2 & rule_status2::kAccess) != 0;
+}
+
+void bind(ProcedureRun& run, const Binding& asked) {
   const auto object = run.catalog().findObject(run.text(0), run.caller());
-  if (!object || object->type != binding.objectType || isDeclared(run, object->id)) {
-    run.fail(message::bindingNotFound, tsql::lowerCase(binding.noun), run.text(0));
+  if (!object || object->type != asked.objectType || isDeclared(run, object->id)) {
+    run.fail(message::bindingNotFound, tsql::lowerCase(asked.noun), run.text(0));
   }
+  const bool isAccess = &asked == &kRule && isAccessRule(run, object->id);
+  const Binding& binding = isAccess ? kAccessRule : asked;
   const bool futureOnly = isFutureOnly(run, 2);
   if (const auto target = findColumn(run, run.text(1))) {
     const bool declaredDefault = &binding == &kDefault && isDeclared(run, target->column.defaultId);
@@ -200,7 +209,12 @@ void bind(ProcedureRun& run, const Binding& binding) {
 void unbind(ProcedureRun& run, const Binding& binding) {
   const bool futureOnly = isFutureOnly(run, 1);
   if (const auto target = findColumn(run, run.text(0))) {
-    const int bound = &binding == &kDefault ? target->column.defaultId : target->column.ruleId;
+    const int bound =
+        run.store()
+            .value(concat("SELECT ifnull(", binding.columnField,
+                          ", 0) FROM syscolumns WHERE id = ? AND colid = ? AND number = 0"),
+                   target->table.id, target->column.colid)
+            .value_or(0);
     if (bound == 0) {
       run.fail(message::nothingBound, run.text(0), tsql::lowerCase(binding.noun));
     }
@@ -217,7 +231,12 @@ void unbind(ProcedureRun& run, const Binding& binding) {
 
 void spBindrule(ProcedureRun& run) { bind(run, kRule); }
 void spBindefault(ProcedureRun& run) { bind(run, kDefault); }
-void spUnbindrule(ProcedureRun& run) { unbind(run, kRule); }
+/// sp_unbindrule object [, futureonly [, "accessrule" | "all"]]
+void spUnbindrule(ProcedureRun& run) {
+  const std::string what = wordOf(run.text(2));
+  if (what != "accessrule") unbind(run, kRule);
+  if (what == "accessrule" || what == "all") unbind(run, kAccessRule);
+}
 void spUnbindefault(ProcedureRun& run) { unbind(run, kDefault); }
 
 constexpr Procedure kProcedures[] = {
@@ -225,7 +244,7 @@ constexpr Procedure kProcedures[] = {
     {"sp_droptype", "@typename", 1, spDroptype},
     {"sp_bindrule", "@rulename @objname @futureonly", 2, spBindrule},
     {"sp_bindefault", "@defname @objname @futureonly", 2, spBindefault},
-    {"sp_unbindrule", "@objname @futureonly", 1, spUnbindrule},
+    {"sp_unbindrule", "@objname @futureonly @accessrule", 1, spUnbindrule},
     {"sp_unbindefault", "@objname @futureonly", 1, spUnbindefault},
 };
 
