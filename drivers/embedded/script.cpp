@@ -10,6 +10,7 @@
 
 #include "drivers/embedded/encoding.h"
 #include "drivers/embedded/engine/session.h"
+#include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/parser.h"
 #include "drivers/embedded/tsql/scan.h"
 #include "drivers/embedded/tsql/script.h"

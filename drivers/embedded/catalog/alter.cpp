@@ -4,7 +4,10 @@
 #include "drivers/embedded/catalog/permission_writer.h"
 #include "drivers/embedded/catalog/storage_writer.h"
 #include "drivers/embedded/catalog/table_writer.h"
+#include "drivers/embedded/tsql/ast/queries.h"
+#include "drivers/embedded/tsql/ast/tables.h"
 #include "drivers/embedded/tsql/lexer.h"
+#include "drivers/embedded/tsql/overloaded.h"
 
 namespace kelvane::embedded {
 

@@ -1,6 +1,9 @@
 // create table and create index.
 #include "drivers/embedded/catalog/storage_writer.h"
 #include "drivers/embedded/catalog/table_writer.h"
+#include "drivers/embedded/tsql/ast/objects.h"
+#include "drivers/embedded/tsql/ast/queries.h"
+#include "drivers/embedded/tsql/ast/tables.h"
 
 namespace kelvane::embedded {
 

@@ -6,6 +6,7 @@
 #include "drivers/embedded/catalog/keys.h"
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/catalog/utf8.h"
+#include "drivers/embedded/tsql/ast/queries.h"
 
 namespace kelvane::embedded {
 

@@ -8,6 +8,7 @@
 
 #include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/catalog/writer.h"
+#include "drivers/embedded/tsql/ast/tables.h"
 
 namespace kelvane::embedded {
 

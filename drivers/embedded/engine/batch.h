@@ -14,6 +14,7 @@
 #include "drivers/embedded/engine/session.h"
 #include "drivers/embedded/engine/set_options.h"
 #include "drivers/embedded/engine/translator.h"
+#include "drivers/embedded/tsql/ast.h"
 
 namespace kelvane::embedded {
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/scan.h"
 #include "drivers/embedded/tsql/words.h"
 

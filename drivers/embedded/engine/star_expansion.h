@@ -8,7 +8,7 @@
 
 #include "drivers/embedded/catalog/catalog.h"
 #include "drivers/embedded/engine/variables.h"
-#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/ast/basics.h"
 
 namespace kelvane::embedded {
 

@@ -4,7 +4,11 @@
 
 #include <concepts>
 
-#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/ast/administration.h"
+#include "drivers/embedded/tsql/ast/objects.h"
+#include "drivers/embedded/tsql/ast/permissions.h"
+#include "drivers/embedded/tsql/ast/routines.h"
+#include "drivers/embedded/tsql/ast/tables.h"
 
 namespace kelvane::embedded {
 

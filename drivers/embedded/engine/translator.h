@@ -21,7 +21,7 @@
 #include "drivers/embedded/engine/row_rules.h"
 #include "drivers/embedded/engine/scope.h"
 #include "drivers/embedded/engine/variables.h"
-#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/ast/data_statements.h"
 
 namespace kelvane::embedded {
 
