@@ -3,6 +3,7 @@
 
 #include "drivers/embedded/catalog/permission_writer.h"
 #include "drivers/embedded/catalog/storage_writer.h"
+#include "drivers/embedded/catalog/stored_indexes.h"
 #include "drivers/embedded/catalog/table_writer.h"
 #include "drivers/embedded/tsql/ast/queries.h"
 #include "drivers/embedded/tsql/ast/tables.h"
@@ -381,9 +382,9 @@ void Catalog::alterTable(const tsql::AlterTable& statement, std::string_view tex
   CatalogWriter writer(*this, caller);
   const ObjectInfo table = writer.requireTable(statement.table);
   TableChange change(writer, text, values, statement.table, table);
-  IndexWriter(writer).dropGuards(table);
+  StoredIndexes(writer).dropGuards(table);
   for (const tsql::AlterAction& action : statement.actions) std::visit(change, action);
-  IndexWriter(writer).createGuards(table);
+  StoredIndexes(writer).createGuards(table);
   savepoint.keep();
 }
 

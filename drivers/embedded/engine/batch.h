@@ -196,9 +196,6 @@ class BatchRun {
   Cell returned_;
 };
 
-/// None for what differs from one run to the next.
-std::optional<Cell> constantValue(const Parameter& parameter);
-
 /// Whether the statement only removes something and the error says that it is not there.
 bool isAlreadyGone(const tsql::Statement& statement, const tsql::ServerError& error);
 

@@ -101,19 +101,6 @@ void BatchRun::returnPlans() {
   batch_->plans = std::move(plans_);
 }
 
-std::optional<Cell> constantValue(const Parameter& parameter) {
-  switch (parameter.source) {
-    case Parameter::Source::Literal:
-      return parameter.name;
-    case Parameter::Source::Number:
-      return exactNumber(parameter.name);
-    case Parameter::Source::Real:
-      return realNumber(parameter.name);
-    default:
-      return std::nullopt;
-  }
-}
-
 Cell BatchRun::parameterValue(const Parameter& parameter, const Row* bound,
                               const ParsedBatch& batch) const {
   switch (parameter.source) {
