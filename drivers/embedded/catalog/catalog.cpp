@@ -63,12 +63,7 @@ std::string textOf(const SystemRecords& records, int objectId) {
 }  // namespace
 
 UnknownDatabase::UnknownDatabase(const std::string& name, std::uint32_t line)
-    : ServerError(911, 11, 2,
-                  concat("Attempt to locate entry in sysdatabases for database '", name,
-                         "' by name failed - no entry found under that name. Make sure that name "
-                         "is entered properly."),
-                  line),
-      database(name) {}
+    : ServerError(message::unknownDatabase, line, name), database(name) {}
 
 Catalog::Catalog(const CatalogOptions& options)
     : options_(options), databases_(std::make_unique<Databases>(store_, options)) {}
@@ -178,10 +173,7 @@ ObjectInfo Catalog::requireObject(const tsql::ObjectName& name, const Caller& ca
   for (const std::string* part : {&name.server, &name.database, &name.owner}) {
     if (!part->empty() || !written.empty()) written += *part + ".";
   }
-  throw CatalogWriter(*this, caller)
-      .error(208, 16, written, name.name,
-             " not found. Specify owner.objectname or use sp_help to check whether the object "
-             "exists (sp_help may produce lots of output).");
+  CatalogWriter(*this, caller).fail(message::objectNotFound, written + name.name);
 }
 
 std::optional<ObjectInfo> Catalog::objectById(int id) {
@@ -345,19 +337,16 @@ ColumnType Catalog::resolveType(const tsql::DataType& type, const Caller& caller
                              ((isCharacter(kind) || isBinary(kind)) && !isLong(kind) &&
                               kind != TypeKind::Sysname && kind != TypeKind::Timestamp);
     if (type.length && !takesLength) {
-      writer.fail(2716, "Can't specify column width on type ", system->name, ".");
+      writer.fail(message::widthNotAllowed, system->name);
     }
     if (hasPrecision && (*declared.precision < 1 || *declared.precision > kLargestPrecision)) {
-      writer.fail(2750, "Specified column precision ", *declared.precision,
-                  " is not within the range of 1 to ", kLargestPrecision, ".");
+      writer.fail(message::precisionOutOfRange, *declared.precision, kLargestPrecision);
     }
     if (hasPrecision && (*declared.scale < 0 || *declared.scale > *declared.precision)) {
-      writer.fail(2751, "Specified column scale ", *declared.scale,
-                  " is greater than the specified precision of ", *declared.precision, ".");
+      writer.fail(message::scaleOutOfRange, *declared.scale, *declared.precision);
     }
     if (declared.length < 1 || declared.length > kLargestWidth) {
-      writer.fail(2717, "The size (", declared.length,
-                  ") exceeds the maximum allowed for any data type (", kLargestWidth, ").");
+      writer.fail(message::sizeTooLarge, declared.length, kLargestWidth);
     }
     return declared;
   }
@@ -375,7 +364,7 @@ ColumnType Catalog::resolveType(const tsql::DataType& type, const Caller& caller
   const auto owner = type.owner.empty() ? std::optional(caller.uid) : userId(type.owner);
   if (owner) lookUp(*owner);
   if (!found && type.owner.empty() && caller.uid != kDboUid) lookUp(kDboUid);
-  if (!found) writer.fail(2715, "Can't find type '", type.name, "'.");
+  if (!found) writer.fail(message::typeNotFound, type.name);
   return *found;
 }
 

@@ -64,8 +64,7 @@ ObjectInfo Catalog::createTable(const tsql::ObjectName& name,
   const ObjectInfo table = tables.addTable(name, storage.lockScheme);
   for (const NamedColumn& column : columns) {
     if (column.name.empty()) {
-      writer.fail(1038, "Columns of 'select into' must have a name: name the expression, '",
-                  name.name, "'.");
+      writer.fail(message::selectIntoUnnamedExpression, name.name);
     }
     tables.addColumn(table, column.name, column.type);
   }

@@ -56,7 +56,7 @@ bool IndexWriter::isAllPages(int tableId) {
 int IndexWriter::segmentNumber(std::string_view name) {
   if (name.empty()) return kDefaultSegment;
   const auto number = store_.value("SELECT segment FROM syssegments WHERE name = ?", name);
-  if (!number) writer_.fail(17520, "There is no such segment as '", name, "'.");
+  if (!number) writer_.fail(message::segmentNotFound, name);
   return *number;
 }
 
@@ -106,11 +106,10 @@ IndexWriter::KeyColumn IndexWriter::addHiddenColumn(const ObjectInfo& table, con
                                                     int indid, std::size_t position) {
   const tsql::IndexKey& key = plan.keys->at(position);
   if (!writer_.catalog().options().has(Release::ase15)) {
-    writer_.fail(102, "Incorrect syntax near '('.");
+    writer_.fail(message::syntax, "(");
   }
   if (plan.table == nullptr || values_ == nullptr) {
-    writer_.fail(tsql::kNotSupported, "The embedded catalog takes expressions as keys of '",
-                 table.name, "' from create index only.");
+    writer_.fail(message::expressionKeys, table.name);
   }
   const std::string name = concat("sybfi", indid, "_", position + 1);
   const ColumnType type = withNullability(values_->typeOf(*key.expression, *plan.table), true);
@@ -150,8 +149,7 @@ std::vector<IndexWriter::KeyColumn> IndexWriter::resolveKeys(const ObjectInfo& t
                                                              const IndexPlan& plan, int indid) {
   const auto& keys = *plan.keys;
   if (keys.size() > kLargestKeyCount) {
-    writer_.fail(1904, "Cannot specify more than ", kLargestKeyCount,
-                 " column names for index key list. ", keys.size(), " specified.");
+    writer_.fail(message::tooManyIndexKeys, kLargestKeyCount, keys.size());
   }
   std::vector<KeyColumn> resolved;
   for (const tsql::IndexKey& key : keys) {
@@ -162,12 +160,10 @@ std::vector<IndexWriter::KeyColumn> IndexWriter::resolveKeys(const ObjectInfo& t
     const ColumnInfo column = keyColumn(writer_.catalog().column(table.id, key.column), key.column,
                                         table.name, writer_.caller().line);
     if (std::ranges::find(resolved, column.colid, &KeyColumn::colid) != resolved.end()) {
-      writer_.fail(1909, "Cannot use duplicate column names in index key list. Column name '",
-                   key.column, "' listed more than once.");
+      writer_.fail(message::duplicateIndexKey, key.column);
     }
     if (plan.kind == IndexPlan::Kind::PrimaryKey && column.type.nullable) {
-      writer_.fail(8111, "Cannot define PRIMARY KEY constraint on nullable column '", key.column,
-                   "' in table '", table.name, "'.");
+      writer_.fail(message::nullablePrimaryKey, key.column, table.name);
     }
     resolved.push_back({column.colid, key.order == tsql::SortOrder::Descending,
                         column.type.nullable, column.type.identity});
@@ -190,7 +186,7 @@ int IndexWriter::freeIndid(int tableId) {
     if (records_.indexes[slot].indid == free) ++free;
   }
   if (free > kLargestIndid) {
-    writer_.fail(1910, "Cannot create more than 249 nonclustered indexes on one table.");
+    writer_.fail(message::tooManyIndexes);
   }
   return free;
 }
@@ -207,9 +203,7 @@ const SysIndex* IndexWriter::clustered(int tableId) const {
 void IndexWriter::requireNoClustered(const ObjectInfo& table) {
   const SysIndex* existing = clustered(table.id);
   if (existing == nullptr) return;
-  writer_.fail(1902, "Cannot create more than one clustered index on table '", table.name,
-               "'. Drop the existing clustered index '", existing->name,
-               "' before creating another.");
+  writer_.fail(message::clusteredIndexExists, table.name, existing->name);
 }
 
 int IndexWriter::add(const ObjectInfo& table, const IndexPlan& plan) {
@@ -217,8 +211,7 @@ int IndexWriter::add(const ObjectInfo& table, const IndexPlan& plan) {
   const int indid = replacesHeap ? kClusteredIndid : freeIndid(table.id);
   const std::vector<KeyColumn> keys = resolveKeys(table, plan, indid);
   if (!plan.name.empty() && find(table.id, plan.name)) {
-    writer_.fail(1913, "There is already an index on table '", table.name, "' named '", plan.name,
-                 "'.");
+    writer_.fail(message::indexExists, table.name, plan.name);
   }
   if (plan.clustered) requireNoClustered(table);
   writeRow(table, plan, indid, keys);

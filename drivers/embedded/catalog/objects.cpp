@@ -85,8 +85,7 @@ void addTextObject(CatalogWriter& writer, const tsql::ObjectName& name, std::str
 void addColumns(CatalogWriter& writer, int id, std::string_view view,
                 const std::vector<std::string>& given, const std::vector<NamedColumn>& columns) {
   if (!given.empty() && given.size() != columns.size()) {
-    writer.fail(4502, "View '", view, "' has ", given.size(), " column names specified for ",
-                columns.size(), " columns defined.");
+    writer.fail(message::viewColumnCount, view, given.size(), columns.size());
   }
   std::set<std::string_view> names;
   int colid = 0;
@@ -94,12 +93,10 @@ void addColumns(CatalogWriter& writer, int id, std::string_view view,
     const std::string& name = given.empty() ? column.name : given[static_cast<std::size_t>(colid)];
     ++colid;
     if (name.empty()) {
-      writer.fail(4511, "Create View failed because no column name was specified for column ",
-                  colid, ".");
+      writer.fail(message::viewColumnUnnamed, colid);
     }
     if (!names.insert(name).second) {
-      writer.fail(4506, "Column names in each view must be unique. Column name '", name,
-                  "' in view '", view, "' is specified more than once.");
+      writer.fail(message::viewColumnTwice, name, view);
     }
     ColumnType type = column.type;
     type.identity = false;
@@ -170,8 +167,7 @@ void Catalog::createProcedure(const tsql::CreateProcedure& statement, std::strin
         object != nullptr &&
         std::ranges::any_of(records().comments.where<&SysComment::id>(object->id), isOfGroup);
     if (isGroup || statement.number > 1) {
-      writer.fail(tsql::kNotSupported, "Procedure '", name,
-                  "' is a group: drop and create it, a group cannot be replaced.");
+      writer.fail(message::groupReplaced, name);
     }
     id = replaced(writer, name, uid, object_type::kProcedure);
   } else if (statement.number > 1) {
@@ -181,8 +177,7 @@ void Catalog::createProcedure(const tsql::CreateProcedure& statement, std::strin
       return records().comments[slot].number == statement.number;
     };
     if (std::ranges::any_of(records().comments.where<&SysComment::id>(id), isSame)) {
-      writer.fail(2729, "Object '", name, "' group number ", statement.number,
-                  " already exists in the database. Choose another procedure name.");
+      writer.fail(message::groupMemberExists, name, statement.number);
     }
   }
   const bool isExtended = !statement.external.empty() && !statement.java;
@@ -226,8 +221,7 @@ void Catalog::createTrigger(const tsql::CreateTrigger& statement, std::string_vi
   const ObjectInfo table = statement.insteadOf ? requireObject(statement.table, caller)
                                                : writer.requireTable(statement.table);
   if (databaseOf(table.id) != caller.database) {
-    writer.fail(tsql::kNotSupported, "A trigger must be created in the database of its table, '",
-                databaseOf(table.id), "'.");
+    writer.fail(message::triggerElsewhere, databaseOf(table.id));
   }
   const int uid = statement.name.owner.empty() ? table.uid : writer.ownerFor(statement.name);
   int id =

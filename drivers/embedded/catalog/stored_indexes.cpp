@@ -60,8 +60,7 @@ std::vector<ColumnInfo> StoredIndexes::keyColumns(const ObjectInfo& table, int i
   for (const SysIndexKey& key : records_.index(table.id, indid)->keys) {
     const auto column = std::ranges::find(columns, key.colid, &ColumnInfo::colid);
     if (column == columns.end() || !column->computed.empty()) {
-      writer_.fail(tsql::kNotSupported, "The embedded catalog cannot keep rows in table '",
-                   table.name, "', which has a unique index of expressions.");
+      writer_.fail(message::rowsUnderExpressionIndex, table.name);
     }
     keys.push_back(*column);
   }

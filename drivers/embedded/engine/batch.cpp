@@ -1,7 +1,6 @@
 #include "drivers/embedded/engine/batch.h"
 
 #include <algorithm>
-#include <array>
 
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/ignored.h"
@@ -14,13 +13,6 @@ namespace kelvane::embedded {
 using namespace tsql;
 
 namespace {
-
-// Errors after which the batch goes on with its next statement.
-constexpr std::array kStatementErrors = {515, 546, 547, 548, 552, 2601, 2615, 3604, 3701, 3718};
-
-// What the server says when the thing to remove, or the table it belongs to, is not there.
-constexpr std::array kMissing = {208,   911,   3701,  3718,  3728,  4604, 4924,
-                                 17333, 17334, 17461, 17500, 17523, 17550};
 
 bool removesOnly(const tsql::Statement& statement) {
   return std::visit(Overloaded{
@@ -39,26 +31,6 @@ bool removesOnly(const tsql::Statement& statement) {
                         [](const auto&) { return false; },
                     },
                     statement.node);
-}
-
-// `%1!` in the format is the first argument.
-std::string formatted(const std::string& format, const std::vector<std::string>& arguments) {
-  std::string result;
-  for (std::size_t at = 0; at < format.size(); ++at) {
-    const auto mark = format.find('!', at);
-    if (format[at] == '%' && mark != std::string::npos && mark > at + 1 && mark - at <= 3) {
-      const std::string number = format.substr(at + 1, mark - at - 1);
-      const bool isNumber = number.find_first_not_of("0123456789") == std::string::npos;
-      const auto index = isNumber ? std::stoul(number) : 0;
-      if (index >= 1 && index <= arguments.size()) {
-        result += arguments[index - 1];
-        at = mark;
-        continue;
-      }
-    }
-    result += format[at];
-  }
-  return result;
 }
 
 // Statements that begin a transaction in chained mode.
@@ -92,8 +64,8 @@ std::uint32_t lineOf(const tsql::Statement& statement) {
 
 }  // namespace
 
-bool isAlreadyGone(const tsql::Statement& statement, const ServerError& error) {
-  return removesOnly(statement) && std::ranges::count(kMissing, error.number) != 0;
+bool isAlreadyGone(const tsql::Statement& statement, const message::Kind& error) {
+  return error.saysGone() && removesOnly(statement);
 }
 
 BatchRun::BatchRun(Session& session, std::shared_ptr<ParsedBatch> batch, Outcome& outcome)
@@ -109,9 +81,7 @@ void BatchRun::run(std::optional<RowStream>* stream) {
   try {
     const Flow flow = runList(batch_->statements, stream);
     if (flow == Flow::Goto) {
-      outcome_.notice({{133, 15, 1,
-                        "A GOTO statement references the label '" + gotoLabel_ +
-                            "' but the label has not been declared."}});
+      outcome_.notice({ServerMessage(message::labelNotDeclared, gotoLabel_)});
     }
   } catch (const BatchEnded&) {
   }
@@ -185,15 +155,12 @@ BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
     for (const std::string& part : ignoredParts(statement)) ignored("'" + part + "'");
     return flow;
   } catch (const ServerError& error) {
-    if (error.number == kSessionEnded) session_.ended = true;
+    if (error.is(message::sessionEnded)) session_.ended = true;
     report(statement, error);
   } catch (const StoreError& error) {
-    report(statement,
-           error.isDuplicateKey()
-               ? duplicateKeyError(error, statement.range.line)
-               : ServerError(3600, 16, 1,
-                             std::string("The store refused the statement: ") + error.what(),
-                             statement.range.line));
+    report(statement, error.isDuplicateKey()
+                          ? duplicateKeyError(error, statement.range.line)
+                          : ServerError(message::storeRefused, statement.range.line, error.what()));
   }
   return Flow::Next;
 }
@@ -203,8 +170,7 @@ bool BatchRun::tell(const tsql::Statement& statement, const ServerError& error) 
   session_.rowCount = 0;
   // The store undoes all when it is stopped while it writes.
   if (!server_.catalog.store().inTransaction()) session_.acceptRollBack();
-  Notice notice{{error.number, error.severity, error.state, error.text()},
-                error.line == 0 ? lineOf(statement) : error.line};
+  Notice notice{error.toMessage(), error.line == 0 ? lineOf(statement) : error.line};
   notice.alreadyGone = isAlreadyGone(statement, error);
   outcome_.notice(notice);
   return notice.alreadyGone;
@@ -213,8 +179,7 @@ bool BatchRun::tell(const tsql::Statement& statement, const ServerError& error) 
 // Ends the batch unless the error is one of a statement alone: what comes after a removal that
 // found nothing must still happen.
 void BatchRun::report(const tsql::Statement& statement, const ServerError& error) {
-  const bool goesOn =
-      tell(statement, error) || std::ranges::count(kStatementErrors, error.number) != 0;
+  const bool goesOn = tell(statement, error) || !error.endsBatch();
   if (!goesOn) throw BatchEnded{};
 }
 
@@ -264,8 +229,7 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
               for (const Assignment& a : s.assignments) {
                 const auto found = variables_.find(a.variable);
                 if (found == variables_.end()) {
-                  throw ServerError(137, 15, 2, "Must declare variable '" + a.variable + "'.",
-                                    a.range.line);
+                  throw ServerError(message::undeclaredVariable, a.range.line, a.variable);
                 }
                 assign(a.variable, evaluate(*a.value, &found->second.type), found->second.type);
               }
@@ -374,7 +338,7 @@ std::vector<std::string> BatchRun::texts(std::span<const ExprPtr> expressions) {
 void BatchRun::assign(const std::string& name, const Cell& value, const ColumnType& from) {
   const auto found = variables_.find(name);
   if (found == variables_.end()) {
-    throw ServerError(137, 15, 2, "Must declare variable '" + name + "'.", 0);
+    throw ServerError(message::undeclaredVariable, 0, name);
   }
   Variable& variable = found->second;
   if (!isNull(value)) requireImplicit(from.kind, variable.type.kind, session_.caller.line);
@@ -383,7 +347,8 @@ void BatchRun::assign(const std::string& name, const Cell& value, const ColumnTy
 
 void BatchRun::print(const Print& print) {
   const std::vector<std::string> arguments = texts(print.arguments);
-  outcome_.notice({{0, 10, 1, formatted(text(*print.format), arguments)}, session_.caller.line});
+  outcome_.notice({ServerMessage::printed(message::filled(text(*print.format), arguments)),
+                   session_.caller.line});
 }
 
 void BatchRun::raiseError(const RaiseError& raise) {
@@ -392,7 +357,8 @@ void BatchRun::raiseError(const RaiseError& raise) {
   const std::vector<std::string> arguments = texts(raise.arguments);
   session_.lastError = isNull(value) ? 0 : std::get<std::int64_t>(value);
   const std::string format = raise.format ? text(*raise.format) : "";
-  outcome_.notice({{static_cast<int>(session_.lastError), 16, 1, formatted(format, arguments)},
+  outcome_.notice({ServerMessage::raised(static_cast<int>(session_.lastError),
+                                         message::filled(format, arguments)),
                    session_.caller.line});
 }
 

@@ -197,6 +197,6 @@ class BatchRun {
 };
 
 /// Whether the statement only removes something and the error says that it is not there.
-bool isAlreadyGone(const tsql::Statement& statement, const tsql::ServerError& error);
+bool isAlreadyGone(const tsql::Statement& statement, const message::Kind& error);
 
 }  // namespace kelvane::embedded

@@ -49,7 +49,7 @@ bool BatchRun::compile() {
   } catch (const ServerError& error) {
     accepted = false;
     session_.lastError = error.number;
-    Notice notice{{error.number, error.severity, error.state, error.text()}, error.line};
+    Notice notice{error.toMessage(), error.line};
     if (notice.line == 0 && current_ != nullptr) notice.line = current_->range.line;
     notice.refused = true;
     // With other statements in the batch, those did not run either.

@@ -116,10 +116,8 @@ void BatchRun::selectInto(const SelectStatement& statement) {
   std::vector<NamedColumn> columns;
   for (const ResultColumn& column : rows.plan.columns) {
     if (column.name.empty()) {
-      throw ServerError(1038, 15, 1,
-                        "SELECT INTO failed because column " + std::to_string(columns.size() + 1) +
-                            " of the select list has no name.",
-                        statement.query->range.line);
+      throw ServerError(message::selectIntoUnnamed, statement.query->range.line,
+                        columns.size() + 1);
     }
     columns.push_back({column.name, column.type});
   }
@@ -185,7 +183,7 @@ void BatchRun::insert(const Insert& statement) {
   const bool givesIdentity = rows.plan.givesIdentity;
   const std::int64_t inserted = change(rows);
   if (inserted == 0 && rows.plan.leavesOutDuplicates) {
-    outcome_.notice({{3604, 10, 1, "Duplicate key was ignored."}, session_.caller.line});
+    outcome_.notice({message::duplicateIgnored, session_.caller.line});
   }
   changed(inserted);
   if (givesIdentity) session_.lastIdentity = server_.running.lastIdentity;
@@ -224,10 +222,8 @@ std::int64_t BatchRun::insertResults(const Insert& statement, const WriteTarget&
 }
 
 void BatchRun::refusePartition(const Truncate& truncate) {
-  throw ServerError(kNotSupported, 16, 1,
-                    "The embedded catalog does not know which rows of table '" +
-                        truncate.table.name + "' are in partition '" + truncate.partition + "'.",
-                    session_.caller.line);
+  throw ServerError(message::rowsOfPartition, session_.caller.line, truncate.table.name,
+                    truncate.partition);
 }
 
 // cursors
@@ -235,10 +231,7 @@ void BatchRun::refusePartition(const Truncate& truncate) {
 void BatchRun::openCursor(const OpenCursor& open) {
   const auto found = session_.cursors.find(open.name);
   if (found == session_.cursors.end()) {
-    throw ServerError(557, 16, 1,
-                      "Attempt to use a cursor '" + open.name +
-                          "' which is not found. Check to see if the cursor has been deallocated.",
-                      session_.caller.line);
+    throw ServerError(message::cursorNotFound, session_.caller.line, open.name);
   }
   TranslationContext made = context();
   made.texts = found->second.batch->texts;
@@ -262,10 +255,7 @@ std::int64_t BatchRun::wantedRow(const FetchCursor& fetch, const Cursor& cursor)
   const auto next = static_cast<std::int64_t>(cursor.next);
   if (fetch.direction.empty() || fetch.direction == "next") return next;
   if (!cursor.scroll) {
-    throw ServerError(kNotSupported, 16, 1,
-                      "Cursor '" + fetch.name + "' was not declared as a scroll cursor: '" +
-                          fetch.direction + "' is not allowed.",
-                      session_.caller.line);
+    throw ServerError(message::notScrollCursor, session_.caller.line, fetch.name, fetch.direction);
   }
   const auto size = static_cast<std::int64_t>(cursor.rows->rows.size());
   const ColumnType number = intType(true);
@@ -282,8 +272,7 @@ void BatchRun::fetchCursor(const FetchCursor& fetch) {
   constexpr int kFetched = 0, kNoMoreRows = 2;
   const auto found = session_.cursors.find(fetch.name);
   if (found == session_.cursors.end() || !found->second.rows) {
-    throw ServerError(559, 16, 1, "Attempt to use a cursor '" + fetch.name + "' which is not open.",
-                      session_.caller.line);
+    throw ServerError(message::cursorNotOpen, session_.caller.line, fetch.name);
   }
   Cursor& cursor = found->second;
   const auto size = static_cast<std::int64_t>(cursor.rows->rows.size());

@@ -53,11 +53,7 @@ void BatchRun::keepWithoutColumns(const CreateView& view, std::string_view text,
                                   const UnknownDatabase& error) {
   if (!session_.acceptsAnyDatabase) throw error;
   server_.catalog.createView(view, text, std::nullopt, session_.caller);
-  Notice notice{{0, 10, 1,
-                 "view '" + view.name.name +
-                     "' is kept, but its columns are not known: it uses "
-                     "database '" +
-                     error.database + "', which was not there yet"},
+  Notice notice{ServerMessage(message::viewWithoutColumns, view.name.name, error.database),
                 session_.caller.line};
   const ObjectInfo kept = server_.catalog.requireObject(view.name, session_.caller);
   notice.withoutColumns = server_.catalog.userName(kept.uid).value_or("") + "." + kept.name;
@@ -74,8 +70,7 @@ void BatchRun::permission(const Permission& statement) {
     if (!isVariable(grantee)) continue;
     const auto found = variables_.find(grantee);
     if (found == variables_.end()) {
-      throw ServerError(137, 15, 2, "Must declare variable '" + grantee + "'.",
-                        session_.caller.line);
+      throw ServerError(message::undeclaredVariable, session_.caller.line, grantee);
     }
     grantee = isNull(found->second.value) ? "" : textOf(found->second.value, found->second.type, 0);
   }
@@ -94,10 +89,7 @@ void requireSteady(const ColumnDefinition& column) {
            (call != nullptr && !isSteadyFunction(call->function.name));
   });
   if (!changes) return;
-  throw ServerError(kNotSupported, 16, 1,
-                    "The embedded catalog cannot keep the materialized column '" + column.name +
-                        "', whose value depends on when it is computed.",
-                    column.range.line);
+  throw ServerError(message::materializedVaries, column.range.line, column.name);
 }
 
 // Whose rows are then looked at; those of a new check are not.
@@ -151,11 +143,7 @@ RowValues BatchRun::rowValues() {
 // All of it or nothing.
 void BatchRun::createSchema(const CreateSchema& schema) {
   if (server_.catalog.userName(session_.caller.uid) != schema.authorization) {
-    throw ServerError(
-        kNotSupported, 16, 1,
-        "The embedded catalog creates the schema of the current user alone, not of '" +
-            schema.authorization + "'. Change the user with setuser before.",
-        session_.caller.line);
+    throw ServerError(message::schemaOfAnother, session_.caller.line, schema.authorization);
   }
   Savepoint savepoint(server_.catalog.store());
   for (const auto& statement : schema.statements) {
@@ -204,10 +192,7 @@ void BatchRun::define(const tsql::Statement& statement) {
   }
   if (const auto* alter = std::get_if<AlterTable>(&statement.node)) {
     if (alter->table.name.starts_with('#')) {
-      throw ServerError(
-          kNotSupported, 16, 1,
-          "The embedded catalog cannot alter the temporary table '" + alter->table.name + "'.",
-          alter->table.range.line);
+      throw ServerError(message::alterTemporary, alter->table.range.line, alter->table.name);
     }
   }
   if (const auto* drop = std::get_if<Drop>(&statement.node)) return dropObjects(*drop);

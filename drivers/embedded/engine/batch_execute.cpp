@@ -17,11 +17,7 @@ namespace {
 constexpr const char* kSharedProcedures = "sybsystemprocs";
 
 ServerError procedureNotFound(const std::string& name, std::uint32_t line) {
-  return ServerError(2812, 16, 5,
-                     "Stored procedure '" + name +
-                         "' not found. Specify owner.objectname or use sp_help to check whether "
-                         "the object exists (sp_help may produce lots of output).",
-                     line);
+  return ServerError(message::procedureNotFound, line, name);
 }
 
 }  // namespace
@@ -40,8 +36,8 @@ void BatchRun::executeProcedure(const Execute& execute, Outcome& outcome) {
   if (!execute.procedureVariable.empty()) {
     const auto found = variables_.find(execute.procedureVariable);
     if (found == variables_.end()) {
-      throw ServerError(137, 15, 2, "Must declare variable '" + execute.procedureVariable + "'.",
-                        session_.caller.line);
+      throw ServerError(message::undeclaredVariable, session_.caller.line,
+                        execute.procedureVariable);
     }
     if (!isNull(found->second.value))
       name.name = textOf(found->second.value, found->second.type, 0);
@@ -57,10 +53,7 @@ void BatchRun::executeProcedure(const Execute& execute, Outcome& outcome) {
   if (object && object->type == "P") {
     executeStored(execute, *object, outcome);
   } else if (object && object->type == "XP") {
-    throw ServerError(kNotSupported, 16, 1,
-                      "The embedded catalog cannot execute '" + name.name +
-                          "', which is in a library of its own.",
-                      line);
+    throw ServerError(message::libraryProcedure, line, name.name);
   } else {
     executeSystem(execute, name.name, outcome);
   }
@@ -95,8 +88,7 @@ void BatchRun::executeSystem(const Execute& execute, const std::string& name, Ou
       Notice notice{message, session_.caller.line};
       if (notice.isError()) {
         session_.lastError = message.number;
-        notice.alreadyGone = isAlreadyGone(*current_, ServerError(message.number, message.severity,
-                                                                  message.state, message.text, 0));
+        notice.alreadyGone = isAlreadyGone(*current_, message);
       }
       outcome.notice(notice);
     }
@@ -106,12 +98,12 @@ void BatchRun::executeSystem(const Execute& execute, const std::string& name, Ou
       for (const Row& row : rows.rows) outcome.row(row);
     }
   } catch (const ServerError& error) {
-    if (error.number == 2812) throw;
+    if (error.is(message::procedureNotFound)) throw;
     if (!begun) outcome.beginProcedure(name);
     // A system procedure says what is wrong and returns; the batch goes on.
     status = 1;
     session_.lastError = error.number;
-    Notice notice{{error.number, error.severity, error.state, error.text()}, session_.caller.line};
+    Notice notice{error.toMessage(), session_.caller.line};
     notice.alreadyGone = isAlreadyGone(*current_, error);
     outcome.notice(notice);
   }
@@ -130,10 +122,7 @@ void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure
   const auto* create = std::get_if<CreateProcedure>(&stored->statements.front()->node);
   if (create == nullptr) return;
   if (!create->external.empty()) {
-    throw ServerError(
-        kNotSupported, 16, 1,
-        "The embedded catalog cannot execute '" + procedure.name + "', which is written in Java.",
-        line);
+    throw ServerError(message::javaProcedure, line, procedure.name);
   }
   const Level level(session_, line, procedure.id);
   CalledOutcome called(outcome, line);
@@ -148,15 +137,11 @@ void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure
           std::ranges::find(create->parameters, argument.name, &tsql::Parameter::name);
       position = static_cast<std::size_t>(found - create->parameters.begin());
       if (found == create->parameters.end()) {
-        throw ServerError(
-            8145, 16, 2,
-            argument.name + " is not a parameter for procedure " + procedure.name + ".", line);
+        throw ServerError(message::unknownParameter, line, argument.name, procedure.name);
       }
     }
     if (position >= create->parameters.size()) {
-      throw ServerError(
-          8144, 16, 2,
-          "Procedure or function " + procedure.name + " has too many arguments specified.", line);
+      throw ServerError(message::tooManyArguments, line, procedure.name);
     }
     arguments[position] = &argument;
   }
@@ -170,10 +155,7 @@ void BatchRun::executeStored(const Execute& execute, const ObjectInfo& procedure
     } else if (parameter.defaultValue) {
       value = body.evaluate(*parameter.defaultValue, &type);
     } else {
-      throw ServerError(201, 16, 2,
-                        "Procedure " + procedure.name + " expects parameter " + parameter.name +
-                            ", which was not supplied.",
-                        line);
+      throw ServerError(message::parameterMissing, line, procedure.name, parameter.name);
     }
     body.variables_[parameter.name] = {type, std::move(value)};
   }
@@ -207,8 +189,7 @@ class FunctionOutcome final : public Outcome {
   void count(std::int64_t) override {}
   void notice(const Notice& notice) override {
     if (!notice.isError() || failure) return;
-    const ServerMessage& said = notice.message;
-    failure = ServerError(said.number, said.severity, said.state, said.text, 0);
+    failure = ServerError(notice.message, 0);
   }
 
   std::optional<ServerError> failure;

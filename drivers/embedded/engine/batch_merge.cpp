@@ -114,9 +114,7 @@ void BatchRun::merge(const Merge& merge) {
   int updates = 0;
   for (const MergeClause& clause : merge.clauses) updates += clause.assignments.empty() ? 0 : 1;
   if (updates > 1) {
-    throw ServerError(kNotSupported, 16, 1,
-                      "The embedded catalog runs a merge with one update, not with several.",
-                      session_.caller.line);
+    throw ServerError(message::severalMergeUpdates, session_.caller.line);
   }
   const MergeParts parts(merge, batch_->text);
   Savepoint savepoint(server_.catalog.store());

@@ -52,8 +52,7 @@ void BatchRun::setOption(const SetOption& option) {
     const SetOptionRule* rule = findSetOption(name);
     if (rule == nullptr) continue;
     if (rule->since > server_.catalog.options().grammar()) {
-      throw ServerError(195, 15, 1, "'" + name + "' is not a recognized SET option.",
-                        session_.caller.line);
+      throw ServerError(message::unknownSetOption, session_.caller.line, name);
     }
     setOption(*rule, value);
   }
@@ -98,10 +97,8 @@ void BatchRun::setOption(const SetOptionRule& rule, const std::string& value) {
     case SetEffect::DateFirst:
     case SetEffect::Language:
       if (withoutQuotes(value) == rule.value) return;
-      throw ServerError(kNotSupported, 16, 1,
-                        "The embedded catalog knows '" + std::string(rule.name) + "' only as '" +
-                            std::string(rule.value) + "', not as '" + value + "'.",
-                        session_.caller.line);
+      throw ServerError(message::optionValueUnknown, session_.caller.line, rule.name, rule.value,
+                        value);
   }
 }
 
@@ -124,17 +121,11 @@ void BatchRun::transact(const Transaction& transaction) {
       break;
     case TransactionAction::Commit:
       if (session_.transactionDepth == 0) {
-        throw ServerError(3902, 13, 1,
-                          "The commit transaction request has no corresponding BEGIN TRANSACTION.",
-                          session_.caller.line);
+        throw ServerError(message::commitWithoutBegin, session_.caller.line);
       }
       if (session_.firing != nullptr &&
           session_.transactionDepth == session_.firing->transactionDepth) {
-        throw ServerError(
-            kNotSupported, 16, 1,
-            "The embedded catalog cannot commit within a trigger the transaction that "
-            "fired it.",
-            session_.caller.line);
+        throw ServerError(message::commitWithinTrigger, session_.caller.line);
       }
       if (--session_.transactionDepth == 0 && session_.transaction) {
         session_.keepSavepoints();
@@ -144,10 +135,7 @@ void BatchRun::transact(const Transaction& transaction) {
       break;
     case TransactionAction::Rollback:
       if (session_.transactionDepth == 0 && session_.firing == nullptr) {
-        throw ServerError(3903, 13, 1,
-                          "The rollback transaction request has no corresponding BEGIN "
-                          "TRANSACTION.",
-                          session_.caller.line);
+        throw ServerError(message::rollbackWithoutBegin, session_.caller.line);
       }
       giveBackStatements();
       if (transaction.name.empty() || !session_.rollBackTo(transaction.name)) {
@@ -182,10 +170,8 @@ void BatchRun::setLogin(const std::string& quoted) {
   const auto login = server_.catalog.loginId(name);
   const auto uid = login ? server_.catalog.userOfLogin(*login) : std::nullopt;
   if (!uid) {
-    throw ServerError(
-        916, 14, 1,
-        "User '" + name + "' does not exist in database '" + session_.caller.database + "'.",
-        session_.caller.line);
+    throw ServerError(message::noUserInDatabase, session_.caller.line, name,
+                      session_.caller.database);
   }
   session_.caller.uid = *uid;
   server_.namesChanged();
@@ -194,10 +180,8 @@ void BatchRun::setLogin(const std::string& quoted) {
 void BatchRun::setUser(const SetUser& user) {
   const auto uid = user.user ? server_.catalog.userId(*user.user) : std::optional(kDboUid);
   if (!uid) {
-    throw ServerError(
-        916, 14, 1,
-        "User '" + *user.user + "' does not exist in database '" + session_.caller.database + "'.",
-        session_.caller.line);
+    throw ServerError(message::noUserInDatabase, session_.caller.line, *user.user,
+                      session_.caller.database);
   }
   session_.caller.uid = *uid;
   server_.namesChanged();

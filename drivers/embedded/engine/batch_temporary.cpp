@@ -16,10 +16,7 @@ namespace {
 constexpr std::size_t kSchemaLength = std::string_view("temp.").size();
 
 ServerError notKept(const std::string& table, std::string_view what, std::uint32_t line) {
-  return {
-      kNotSupported, 16, 1,
-      concat("The embedded catalog cannot keep ", what, " of the temporary table '", table, "'."),
-      line};
+  return {message::noneOfTemporary, line, what, table};
 }
 
 }  // namespace
@@ -88,9 +85,7 @@ void BatchRun::createTemporary(const CreateTable& statement) {
 
 std::string BatchRun::addTemporary(TemporaryTable table, std::uint32_t line) {
   if (session_.temporaries.contains(table.name)) {
-    throw ServerError(2714, 16, 1,
-                      "There is already an object named '" + table.name + "' in the database.",
-                      line);
+    throw ServerError(message::objectExists, line, table.name);
   }
   for (ColumnInfo& column : table.columns) {
     column.colid = static_cast<int>(&column - table.columns.data()) + 1;
@@ -121,10 +116,7 @@ void BatchRun::addConstraint(TemporaryTable& table, const Constraint& constraint
       const ColumnInfo& of =
           keyColumn(table.columns, one.column, table.name, constraint.range.line);
       if (!of.type.nullable) continue;
-      throw ServerError(8111, 16, 1,
-                        concat("Cannot define PRIMARY KEY constraint on nullable column '",
-                               one.column, "' in table '", table.name, "'."),
-                        constraint.range.line);
+      throw ServerError(message::nullablePrimaryKey, constraint.range.line, one.column, table.name);
     }
   }
   const std::string name =
@@ -142,10 +134,7 @@ void BatchRun::addIndex(TemporaryTable& table, const TemporaryKey& key) {
     if (has(option)) throw notKept(table.name, concat("an index with ", option), key.line);
   }
   if (std::ranges::count(table.indexes, key.name, &TemporaryIndex::name) != 0) {
-    throw ServerError(
-        1913, 16, 1,
-        concat("There is already an index on table '", table.name, "' named '", key.name, "'."),
-        key.line);
+    throw ServerError(message::indexExists, key.line, table.name, key.name);
   }
   std::vector<ColumnInfo> columns;
   for (const IndexKey& one : key.keys) {
@@ -183,10 +172,7 @@ void BatchRun::createTemporaryIndex(const CreateIndex& statement) {
   const auto table = session_.temporaries.find(statement.table.name);
   const std::uint32_t line = statement.table.range.line;
   if (table == session_.temporaries.end()) {
-    throw ServerError(1906, 11, 1,
-                      "Cannot create an index on table '" + statement.table.name +
-                          "', because this table does not exist in database 'tempdb'.",
-                      line);
+    throw ServerError(message::indexTableNotFound, line, statement.table.name);
   }
   addIndex(table->second,
            {statement.name, statement.unique, statement.clustering == Clustering::Clustered, false,
@@ -195,10 +181,7 @@ void BatchRun::createTemporaryIndex(const CreateIndex& statement) {
 
 void BatchRun::dropTemporary(const ObjectName& name) {
   if (!session_.temporaries.contains(name.name)) {
-    throw ServerError(3701, 11, 1,
-                      "Cannot drop the table '" + name.name +
-                          "', because it doesn't exist in the system catalogs.",
-                      name.range.line);
+    throw ServerError(message::dropNotFound, name.range.line, "table", name.name);
   }
   session_.dropTemporary(name.name);
 }
@@ -207,10 +190,7 @@ void BatchRun::dropTemporary(const ObjectName& name) {
 void BatchRun::dropTemporaryIndex(const ObjectName& name) {
   const std::string shown = concat(name.owner, ".", name.name);
   const auto missing = [&] {
-    return ServerError(
-        3701, 11, 1,
-        "Cannot drop the index '" + shown + "', because it doesn't exist in the system catalogs.",
-        name.range.line);
+    return ServerError(message::dropNotFound, name.range.line, "index", shown);
   };
   const auto table = session_.temporaries.find(name.owner);
   if (table == session_.temporaries.end()) throw missing();
@@ -218,10 +198,7 @@ void BatchRun::dropTemporaryIndex(const ObjectName& name) {
   const auto index = std::ranges::find(indexes, name.name, &TemporaryIndex::name);
   if (index == indexes.end()) throw missing();
   if (index->isConstraint) {
-    throw ServerError(3723, 16, 1,
-                      "An explicit DROP INDEX is not allowed on index '" + shown +
-                          "'. It is being used for a PRIMARY KEY or UNIQUE constraint enforcement.",
-                      name.range.line);
+    throw ServerError(message::indexOfConstraint, name.range.line, shown);
   }
   server_.catalog.store().execute("DROP INDEX " + index->sqliteIndex);
   indexes.erase(index);

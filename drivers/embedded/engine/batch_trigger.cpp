@@ -206,9 +206,7 @@ void Session::rollBackFirings() {
 
 void BatchRun::rollBackTrigger(const RollbackTrigger& rollback) {
   if (session_.firing == nullptr) {
-    throw ServerError(kNotSupported, 16, 1,
-                      "The embedded catalog executes 'rollback trigger' in triggers alone.",
-                      session_.caller.line);
+    throw ServerError(message::rollbackTriggerOutside, session_.caller.line);
   }
   if (rollback.raise) runStatement(*rollback.raise);
   throw TriggerUndone{};

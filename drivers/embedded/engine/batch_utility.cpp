@@ -69,8 +69,7 @@ constexpr UtilityRule kUtilities[] = {
 }  // namespace
 
 void BatchRun::ignored(const std::string& what) {
-  Notice notice{{0, 10, 1, what + " leaves no trace in the catalog and was ignored"},
-                session_.caller.line};
+  Notice notice{ServerMessage(message::partIgnored, what), session_.caller.line};
   notice.ignored = true;
   outcome_.notice(notice);
 }
@@ -91,9 +90,7 @@ void BatchRun::utility(const Utility& utility) {
     case Effect::None:
       return ignored("'" + utility.verb + "'");
     case Effect::Refused:
-      throw ServerError(kNotSupported, 16, 1,
-                        "The embedded catalog cannot execute '" + utility.verb + "'.",
-                        session_.caller.line);
+      throw ServerError(message::cannotExecute, session_.caller.line, utility.verb);
   }
 }
 

@@ -23,8 +23,7 @@ class Level {
   Level(Session& session, std::uint32_t line, int procedureId)
       : session_(session), callerId_(session.procedureId) {
     if (session.nestLevel >= kMost) {
-      throw tsql::ServerError(217, 16, 1,
-                              "Maximum stored procedure nesting level exceeded (limit 16).", line);
+      throw tsql::ServerError(message::tooManyCalls, line);
     }
     ++session.nestLevel;
     session.procedureId = procedureId;

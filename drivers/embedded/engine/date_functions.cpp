@@ -31,8 +31,7 @@ void registerDateFunctions(Database& store, Running& running) {
   add("date_add", 3, [](FunctionCall& call) {
     const auto sum = addParts(call.integer(2), partArgument(call), call.integer(1));
     if (!sum) {
-      throw ServerError(517, 16, 1, "Adding a value to a 'datetime' field caused overflow.",
-                        kUnknownLine);
+      throw ServerError(message::datetimeOverflow, kUnknownLine);
     }
     call.result(*sum);
   });
@@ -42,8 +41,7 @@ void registerDateFunctions(Database& store, Running& running) {
     const bool fits = count >= std::numeric_limits<std::int32_t>::min() &&
                       count <= std::numeric_limits<std::int32_t>::max();
     if (!fits && part != DatePart::Microsecond) {
-      throw ServerError(535, 16, 0, "Difference of two datetime fields caused overflow at runtime.",
-                        kUnknownLine);
+      throw ServerError(message::differenceOverflow, kUnknownLine);
     }
     call.result(count);
   });

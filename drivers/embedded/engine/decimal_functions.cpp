@@ -15,7 +15,7 @@ using tsql::ServerError;
 
 Decimal decimalArgument(const FunctionCall& call, int argument) {
   const auto decimal = decimalOf(call.cell(argument));
-  if (!decimal) throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
+  if (!decimal) throw ServerError(message::arithmeticOverflow, kUnknownLine);
   return *decimal;
 }
 
@@ -27,7 +27,7 @@ void exact(FunctionCall& call) {
       calculated(call.text(0)[0], decimalArgument(call, 1), decimalArgument(call, 2), scale);
   result.round(scale);
   if (static_cast<std::int64_t>(result.whole.size()) > call.integer(3)) {
-    throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
+    throw ServerError(message::arithmeticOverflow, kUnknownLine);
   }
   call.result(cellOf(result));
 }

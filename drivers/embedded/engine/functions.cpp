@@ -30,9 +30,8 @@ std::int64_t nextIdentity(Database& store, Running& running, const std::string& 
 }
 
 void registerSession(Database& store, Running& running) {
-  store.addFunction("quit_session", 0, FunctionKind::Volatile, [](FunctionCall&) {
-    throw ServerError(kSessionEnded, 20, 1, "The session was ended by syb_quit().", kUnknownLine);
-  });
+  store.addFunction("quit_session", 0, FunctionKind::Volatile,
+                    [](FunctionCall&) { throw ServerError(message::sessionEnded, kUnknownLine); });
   store.addFunction("current_variable", 1, FunctionKind::Volatile, [&running](FunctionCall& call) {
     const auto found = running.variables->find(call.text(0));
     if (found != running.variables->end()) call.result(found->second.value);

@@ -27,11 +27,7 @@ void Server::beginBatch() {
 void Server::countStep() {
   if (stepsLeft_ == 0) {
     wasStopped_ = true;
-    throw tsql::ServerError(tsql::kNotSupported, 16, 1,
-                            "The batch was stopped after " +
-                                std::to_string(catalog.options().mostSteps) +
-                                " steps: it seems to go on without end.",
-                            0);
+    throw tsql::ServerError(message::endlessBatch, 0, catalog.options().mostSteps);
   }
   --stepsLeft_;
 }
@@ -214,10 +210,7 @@ bool Session::rollBackTo(std::string_view savepoint) {
   if (found == savepoints.rend()) return false;
   const auto kept = static_cast<std::size_t>(savepoints.rend() - found) - 1;
   if (firing != nullptr && kept < firing->savepointsBefore) {
-    throw tsql::ServerError(tsql::kNotSupported, 16, 1,
-                            "The embedded catalog cannot go back within a trigger to savepoint '" +
-                                std::string(savepoint) + "' from before it.",
-                            caller.line);
+    throw tsql::ServerError(message::rollbackWithinTrigger, caller.line, savepoint);
   }
   while (savepoints.size() > kept) savepoints.pop_back();
   savepoints.emplace_back(savepoint, std::make_unique<Savepoint>(server.catalog.store()));
@@ -243,7 +236,7 @@ bool Session::step(RowStream& stream) {
     return stream.statement.step();
   } catch (const tsql::ServerError& error) {
     if (error.line != 0) throw;
-    throw tsql::ServerError(error.number, error.severity, error.state, error.text(), stream.line);
+    throw tsql::ServerError(error.toMessage(), stream.line);
   }
 }
 
@@ -334,7 +327,7 @@ std::shared_ptr<ParsedBatch> Session::parse(std::string_view text, Outcome& outc
     return parsed(text, keeping);
   } catch (const tsql::ServerError& error) {
     lastError = error.number;
-    Notice notice{{error.number, error.severity, error.state, error.text()}, error.line};
+    Notice notice{error.toMessage(), error.line};
     notice.refused = true;
     outcome.notice(notice);
     return nullptr;

@@ -41,7 +41,7 @@ SqlValue Translator::aggregate(const FunctionRule& rule, const Call& call, const
   const ColumnType countType = name == "count" ? intType() : plainType(TypeKind::Bigint, false);
   const std::uint32_t line = expr.range.line;
   if (as<Star>(*call.arguments[0])) {
-    if (!counts) throw ServerError(102, 15, 1, "Incorrect syntax near '*'.", line);
+    if (!counts) throw ServerError(message::syntax, line, "*");
     return {"count(*)", countType};
   }
   const SqlValue argument = value(*call.arguments[0], scope);
@@ -54,10 +54,7 @@ SqlValue Translator::aggregate(const FunctionRule& rule, const Call& call, const
   }
   const ColumnType& type = argument.type;
   if (familyOf(type.kind) != TypeFamily::Number) {
-    throw ServerError(409, 16, 1,
-                      "The " + name + " operation cannot take a " + shownName(type.kind) +
-                          " datatype as an argument.",
-                      line);
+    throw ServerError(message::invalidAggregate, line, name, shownName(type.kind));
   }
   if (!rule.sql.empty()) return {std::string(rule.sql) + "(" + inside + ")", floatType()};
   const ColumnType result = sumType(type);

@@ -104,13 +104,10 @@ std::shared_ptr<const SourceColumns> Translator::systemColumns(int tableId) {
 
 Source Translator::viewSource(const ObjectInfo& view, Source source) {
   if (++viewDepth_ > kMaxViewDepth) {
-    throw ServerError(429, 16, 1, "Too many levels of nested views.", 0);
+    throw ServerError(message::tooManyViews, 0);
   }
   if (++viewCount_ > kMaxViews) {
-    throw ServerError(106, 15, 1,
-                      "Too many table names in the query. The maximum allowable is " +
-                          std::to_string(kMaxViews) + ".",
-                      0);
+    throw ServerError(message::tooManyTables, 0, kMaxViews);
   }
   const SourceText stored = context_.catalog.source(view.id);
   const StatementList batch = parseBatch(stored.text, stored.options());
@@ -123,7 +120,7 @@ Source Translator::viewSource(const ObjectInfo& view, Source source) {
                                    : nullptr;
   }
   if (definition == nullptr) {
-    throw ServerError(4401, 16, 1, "View " + view.name + " has no text.", 0);
+    throw ServerError(message::viewWithoutText, 0, view.name);
   }
   const std::string& database = context_.catalog.databaseOf(view.id);
   const Caller outer = std::exchange(caller_, context_.catalog.callerIn(database, caller_));
@@ -169,11 +166,7 @@ Source Translator::sourceOf(const NamedTable& table) {
   if (name.name.starts_with('#') || holdsFiredRows) {
     const TemporaryTable* found = temporary(name.name);
     if (found == nullptr) {
-      throw ServerError(208, 16, 1,
-                        name.name +
-                            " not found. Specify owner.objectname or use sp_help to check whether "
-                            "the object exists (sp_help may produce lots of output).",
-                        name.range.line);
+      throw ServerError(message::objectNotFound, name.range.line, name.name);
     }
     source.sqliteTable = found->sqliteTable;
     source.columns = sourceColumns(found->columns);
@@ -184,11 +177,7 @@ Source Translator::sourceOf(const NamedTable& table) {
     const ObjectInfo object = context_.catalog.requireObject(name, caller);
     if (object.type == "V" || object.type == "RS") return viewSource(object, std::move(source));
     if (object.sqliteTable.empty()) {
-      throw ServerError(208, 16, 1,
-                        name.name +
-                            " not found. Specify owner.objectname or use sp_help to check whether "
-                            "the object exists (sp_help may produce lots of output).",
-                        name.range.line);
+      throw ServerError(message::objectNotFound, name.range.line, name.name);
     }
     source.sqliteTable = object.sqliteTable;
     if (object.type == "S" && context_.systemColumns != nullptr) {
@@ -270,8 +259,7 @@ std::string Translator::renderTable(const TableRef& table, const Scope& scope, s
 Translator::FromText Translator::outerJoins(const std::vector<TableRefPtr>& from,
                                             const std::vector<const Expr*>& terms, Scope& scope) {
   if (from.size() != scope.sources.size()) {
-    throw ServerError(313, 16, 1, "Outer joins of both kinds cannot stand in the same query.",
-                      from[0]->range.line);
+    throw ServerError(message::mixedOuterJoins, from[0]->range.line);
   }
   std::vector<std::vector<std::string>> conditions(scope.sources.size());
   std::vector<std::set<std::size_t>> needs(scope.sources.size());
@@ -283,7 +271,7 @@ Translator::FromText Translator::outerJoins(const std::vector<TableRefPtr>& from
     const auto kept = sourcesWithin(left ? *equality->left : *equality->right, scope);
     const auto inner = sourcesWithin(left ? *equality->right : *equality->left, scope);
     if (inner.size() != 1) {
-      throw ServerError(303, 16, 1, "The outer join has no inner table.", term->range.line);
+      throw ServerError(message::outerJoinWithoutInner, term->range.line);
     }
     const std::size_t table = *inner.begin();
     conditions[table].push_back(compared(BinaryOp::Equal, value(*equality->left, &scope),
@@ -322,8 +310,7 @@ Translator::FromText Translator::outerJoins(const std::vector<TableRefPtr>& from
       placed.insert(i);
     }
     if (placed.size() == before) {
-      throw ServerError(303, 16, 1, "The tables are outer joined in a circle.",
-                        from[0]->range.line);
+      throw ServerError(message::outerJoinCircle, from[0]->range.line);
     }
   }
   return result;

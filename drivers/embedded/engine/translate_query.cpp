@@ -55,16 +55,11 @@ Plan Translator::select(const Query& whole) {
   const bool assigns = !first.items.empty() && !first.items.front().variable.empty();
   for (const SelectItem& item : first.items) {
     if (item.variable.empty() == assigns) {
-      throw ServerError(
-          141, 15, 1,
-          "A SELECT statement that assigns a value to a variable must not be combined "
-          "with data-retrieval operations.",
-          item.value->range.line);
+      throw ServerError(message::assignsAndSelects, item.value->range.line);
     }
     if (!assigns) continue;
     if (context_.variables.find(item.variable) == context_.variables.end()) {
-      throw ServerError(137, 15, 2, "Must declare variable '" + item.variable + "'.",
-                        item.value->range.line);
+      throw ServerError(message::undeclaredVariable, item.value->range.line, item.variable);
     }
     if (!first.from.empty() || first.items.size() > 1) assignedVariables_.push_back(item.variable);
   }
@@ -117,12 +112,7 @@ std::vector<SqlValue> Translator::selectItems(const Select& select, const Scope&
     }
     const auto only = star->table.empty() ? std::nullopt : scope.sourceNamed(star->table);
     if (!star->table.empty() && !only) {
-      throw ServerError(107, 15, 1,
-                        "The column prefix '" + star->table.name +
-                            "' does not match with a table name or alias name used in the query. "
-                            "Either the table is not specified in the FROM clause or it has a "
-                            "correlation name which must be used instead.",
-                        item.value->range.line);
+      throw ServerError(message::unknownPrefix, item.value->range.line, star->table.name);
     }
     for (std::size_t i = 0; i < scope.sources.size(); ++i) {
       if (only && *only != i) continue;
@@ -163,10 +153,7 @@ void Translator::uniteTypes(std::vector<SelectText>& terms, std::uint32_t line) 
   const std::size_t count = terms.front().items.size();
   for (const SelectText& term : terms) {
     if (term.items.size() == count) continue;
-    throw ServerError(205, 16, 1,
-                      "All queries in an SQL statement containing set operators must have an equal "
-                      "number of expressions in their target lists.",
-                      line);
+    throw ServerError(message::unequalUnion, line);
   }
   for (std::size_t column = 0; column < count; ++column) {
     std::optional<ColumnType> type;
@@ -208,10 +195,7 @@ std::string Translator::orderText(const Query& query, const SelectText& first, c
         std::from_chars(digits.data(), digits.data() + digits.size(), ordinal);
       }
       if (ordinal < 1 || ordinal > first.items.size()) {
-        throw ServerError(108, 15, 1,
-                          "The order by column number " + literal->text +
-                              " is out of range of the number of items in the select list.",
-                          line);
+        throw ServerError(message::orderByOutOfRange, line, literal->text);
       }
       term = orderedBy(first, ordinal, query);
     } else if (const auto* column = as<ColumnRef>(*item.value);
@@ -225,10 +209,7 @@ std::string Translator::orderText(const Query& query, const SelectText& first, c
     }
     if (term.empty()) {
       if (!query.isSingle()) {
-        throw ServerError(104, 15, 1,
-                          "Order-by items must appear in the select list if the statement contains "
-                          "set operators.",
-                          line);
+        throw ServerError(message::orderByOutsideUnion, line);
       }
       const SqlValue key = value(*item.value, &scope);
       term = isWide(key.type) ? "decimal_key(" + key.sql + ")" : collated(key);

@@ -257,8 +257,6 @@ class Translator {
   std::shared_ptr<const RowRules> rulesOf(const WriteTarget& target) const;
   Scope newRow(const WriteTarget& target, const std::string& alias,
                const std::map<int, std::string>& assigned);
-  std::string violation(int number, const std::string& what, const WriteTarget& target,
-                        const std::string& constraint) const;
   std::string sameKey(const ForeignKeyRule& key, const std::string& referenced,
                       const std::string& referencing);
   std::string referenceHolds(const ForeignKeyRule& key, const WriteTarget& target,
@@ -266,9 +264,11 @@ class Translator {
   std::string checkText(const CheckRule& check, const WriteTarget& target, const Scope& row);
   std::vector<std::string> rowConditions(const WriteTarget& target, const RowRules& rules,
                                          const Scope& row, const RowChange& change);
-  /// Number and text of the error for a row that does not keep the key.
-  std::string broken(const ForeignKeyRule& key, const WriteTarget& target, int number) const;
-  void testOrphans(const ForeignKeyRule& key, const WriteTarget& target, int number, Plan& plan);
+  /// The error for a row that does not keep the key.
+  std::string broken(const ForeignKeyRule& key, const WriteTarget& target,
+                     message::Message<3> violation) const;
+  void testOrphans(const ForeignKeyRule& key, const WriteTarget& target,
+                   message::Message<3> violation, Plan& plan);
   void testDependents(const WriteTarget& target, const RowRules& rules,
                       const std::set<int>* changed, Plan& plan);
   void testOwnReferences(const WriteTarget& target, const RowRules& rules,

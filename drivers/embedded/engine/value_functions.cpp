@@ -49,7 +49,7 @@ void inRange(FunctionCall& call) {
   if (call.isNull(0)) return;
   const std::int64_t value = call.integer(0);
   if (!isInRange(value, static_cast<TypeKind>(call.integer(1)))) {
-    throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
+    throw ServerError(message::arithmeticOverflow, kUnknownLine);
   }
   call.result(value);
 }
@@ -58,7 +58,7 @@ void inRange(FunctionCall& call) {
 void inBigint(FunctionCall& call) {
   const Cell cell = call.cell(0);
   if (std::holds_alternative<double>(cell)) {
-    throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
+    throw ServerError(message::arithmeticOverflow, kUnknownLine);
   }
   call.result(cell);
 }
@@ -104,7 +104,7 @@ void unsignedResult(FunctionCall& call) {
       result = a ^ b;
   }
   if (overflows || result < 0 || result > std::numeric_limits<std::uint64_t>::max()) {
-    throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
+    throw ServerError(message::arithmeticOverflow, kUnknownLine);
   }
   call.result(cellOfNatural(static_cast<std::uint64_t>(result)));
 }
@@ -116,17 +116,13 @@ void exclusiveOr(FunctionCall& call) {
 
 void divisor(FunctionCall& call) {
   if (call.isNull(0)) return;
-  if (call.real(0) == 0) throw ServerError(3607, 16, 0, "Divide by zero occurred.", kUnknownLine);
+  if (call.real(0) == 0) throw ServerError(message::divisionByZero, kUnknownLine);
   call.result(call.cell(0));
 }
 
 void required(FunctionCall& call) {
   if (call.isNull(0)) {
-    throw ServerError(515, 16, 3,
-                      "Attempt to insert NULL value into column '" + std::string(call.text(1)) +
-                          "', table '" + std::string(call.text(2)) +
-                          "'; column does not allow nulls. Update fails.",
-                      kUnknownLine);
+    throw ServerError(message::nullInserted, kUnknownLine, call.text(1), call.text(2));
   }
   call.result(call.cell(0));
 }
@@ -139,7 +135,7 @@ void uncut(FunctionCall& call) {
   type.length = static_cast<int>(call.integer(2));
   const auto kept = cutText(text, type).size();
   if (text.find_first_not_of(' ', kept) != std::string_view::npos) {
-    throw ServerError(9502, 16, 1, "Data exception - string data right truncated", kUnknownLine);
+    throw ServerError(message::textTruncated, kUnknownLine);
   }
   call.result(call.cell(3));
 }
@@ -147,8 +143,8 @@ void uncut(FunctionCall& call) {
 // What is unknown breaks no rule.
 void obeyed(FunctionCall& call) {
   if (!call.isNull(0) && call.integer(0) == 0) {
-    throw ServerError(static_cast<int>(call.integer(1)), 16, 1, std::string(call.text(2)),
-                      kUnknownLine);
+    const auto broken = static_cast<message::Index>(call.integer(1));
+    throw ServerError(message::ServerMessage(broken, std::string(call.text(2))), kUnknownLine);
   }
   call.result(1);
 }

@@ -34,8 +34,7 @@ StatementNode Parser::createStatement() {
   if (accept("proxy_table")) return createTable(true);
   if (at("view")) {
     if (inBody_) {
-      throw ServerError(154, 15, 1, "create view is not allowed in a procedure or trigger.",
-                        create.line);
+      throw ServerError(message::viewInBody, create.line);
     }
     take();
     return createView(orReplace);
@@ -58,11 +57,7 @@ StatementNode Parser::createStatement() {
   };
   for (const Rule& rule : kRules) {
     if (!at(rule.word)) continue;
-    if (!first)
-      throw ServerError(
-          111, 15, 1,
-          "create " + std::string(rule.name) + " must be the first command in a query batch.",
-          create.line);
+    if (!first) throw ServerError(message::notFirstInBatch, create.line, rule.name);
     take();
     wholeBatch_ = true;
     StatementNode node = (this->*rule.parse)(orReplace);

@@ -63,11 +63,8 @@ void TokenReader::expectSymbol(std::string_view symbol) {
 void TokenReader::unexpected() const {
   const std::size_t last = tokens_.size() - 1;
   const Token& near = tokens_[at_ == last && last > 0 ? last - 1 : at_];
-  const bool reserved = !near.reserved.empty();
-  throw ServerError(reserved ? 156 : 102, 15, reserved ? 2 : 1,
-                    (reserved ? "Incorrect syntax near the keyword '" : "Incorrect syntax near '") +
-                        near.value() + "'.",
-                    near.line);
+  const auto& message = near.reserved.empty() ? message::syntax : message::syntaxNearKeyword;
+  throw ServerError(message, near.line, near.value());
 }
 
 void TokenReader::since(int release) const {
@@ -75,10 +72,7 @@ void TokenReader::since(int release) const {
 }
 
 void TokenReader::nestedTooDeeply() const {
-  throw ServerError(191, 15, 1,
-                    "Some part of your SQL statement is nested too deeply. Rewrite the query or "
-                    "break it up into smaller queries.",
-                    peek().line);
+  throw ServerError(message::nestedTooDeeply, peek().line);
 }
 
 SourceRange TokenReader::from(const Token& first) const {
