@@ -31,11 +31,11 @@ std::string_view lastPart(std::string_view name) {
 
 // Tables of the same definition have the same id, below those of other objects.
 std::optional<ObjectInfo> temporaryObject(const Session& session, const std::string& name) {
-  const auto found = session.temporaries.find(name);
-  if (found == session.temporaries.end()) return std::nullopt;
+  const TemporaryTable* found = session.temporaries.find(name);
+  if (found == nullptr) return std::nullopt;
   constexpr int kFirst = 1000, kSpan = 10'000'000;
   ObjectInfo object;
-  object.id = kFirst + static_cast<int>(found->second.definition % kSpan);
+  object.id = kFirst + static_cast<int>(found->definition % kSpan);
   object.type = "U";
   object.name = name;
   return object;

@@ -53,7 +53,7 @@ RowTarget* RowInserts::targetFor(std::string_view head, Outcome& outcome) {
 // Null if the words are not understood.
 std::unique_ptr<RowInserts::Kept> RowInserts::makeTarget(std::string_view head, Outcome& outcome) {
   auto batch = std::make_shared<ParsedBatch>(std::string(head) + "null)");
-  session_.server.beginRows();
+  session_.server.transaction.beginRows();
   try {
     batch->statements = tsql::parseBatch(batch->text, session_.parseOptions());
     const auto* insert = std::get_if<tsql::Insert>(&batch->statements.front()->node);
@@ -78,7 +78,7 @@ std::size_t RowInserts::run(std::string_view batch, Outcome& outcome) {
   const auto target = [&](std::string_view head) { return targetFor(head, outcome); };
   if (!scanRows(batch, session_.caller.quotedIdentifier, target, scanned_)) return 0;
   Server& server = session_.server;
-  server.beginRows();
+  server.transaction.beginRows();
   const Variables none;
   server.running.session = &session_;
   server.running.caller = &session_.caller;
@@ -86,7 +86,7 @@ std::size_t RowInserts::run(std::string_view batch, Outcome& outcome) {
   const RowLiteral* values = scanned_.values.data();
   for (const ScannedRows::Row& row : scanned_.rows) {
     try {
-      server.countStep();
+      server.steps.count();
       insert(*row.target, batch, values, outcome);
     } catch (const tsql::ServerError&) {
       return row.begin;
@@ -95,7 +95,7 @@ std::size_t RowInserts::run(std::string_view batch, Outcome& outcome) {
     }
     values += row.target->columnCount();
   }
-  server.rowsWritten(scanned_.rows.size());
+  server.transaction.rowsWritten(scanned_.rows.size());
   return batch.size();
 }
 
@@ -105,10 +105,10 @@ void RowInserts::insert(RowTarget& target, std::string_view batch, const RowLite
   server.running.beginStatement();
   target.write(batch, values, session_.caller.line);
   const std::int64_t rows = server.catalog.store().changes();
-  session_.lastError = 0;
-  session_.rowCount = rows;
+  session_.last.error = 0;
+  session_.last.rowCount = rows;
   if (!session_.options.noCount) outcome.count(rows);
-  if (target.givesIdentity()) session_.lastIdentity = server.running.lastIdentity;
+  if (target.givesIdentity()) session_.last.identity = server.running.lastIdentity;
 }
 
 }  // namespace kelvane::embedded

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "drivers/embedded/engine/builtins.h"
+#include "drivers/embedded/engine/temporary_tables.h"
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"

@@ -25,6 +25,9 @@
 
 namespace kelvane::embedded {
 
+class TemporaryTables;
+struct TemporaryTable;
+
 /// By the table's id.
 using SystemColumns = std::map<int, std::shared_ptr<const SourceColumns>>;
 
