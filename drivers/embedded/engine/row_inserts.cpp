@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "drivers/embedded/engine/batch.h"
+#include "drivers/embedded/engine/row_target.h"
 #include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/parser.h"
 

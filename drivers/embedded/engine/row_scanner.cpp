@@ -2,6 +2,7 @@
 
 #include <cstddef>
 
+#include "drivers/embedded/engine/row_target.h"
 #include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::embedded {

@@ -9,9 +9,10 @@
 #include <vector>
 
 #include "drivers/embedded/engine/row_literal.h"
-#include "drivers/embedded/engine/row_target.h"
 
 namespace kelvane::embedded {
+
+class RowTarget;
 
 struct ScannedRows {
   struct Row {

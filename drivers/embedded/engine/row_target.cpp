@@ -47,6 +47,11 @@ RowTarget::Column RowTarget::columnOf(const ColumnType& type) {
                       ? kPowers[static_cast<std::size_t>(std::max(whole, 0))]
                       : std::numeric_limits<std::int64_t>::max();
   }
+  constexpr Kind kKinds[] = {Kind::Null,  Kind::Integer, Kind::Decimal,    Kind::Money,
+                             Kind::Float, Kind::Text,    Kind::QuotedText, Kind::Binary};
+  for (const Kind kind : kKinds) {
+    if (accepts(column, kind)) column.accepted |= 1U << static_cast<unsigned>(kind);
+  }
   return column;
 }
 
@@ -78,8 +83,7 @@ void RowTarget::bindConstants(const Plan& plan) {
   }
 }
 
-bool RowTarget::accepts(std::size_t at, Kind kind) const {
-  const Column& column = columns_[at];
+bool RowTarget::accepts(const Column& column, Kind kind) {
   if (kind == Kind::Null) return column.type.nullable;
   const auto to = [&](TypeKind from) { return convertsImplicitly(from, column.type.kind); };
   switch (kind) {

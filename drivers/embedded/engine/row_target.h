@@ -28,7 +28,9 @@ class RowTarget {
   bool isPlain() const { return isPlain_; }
   bool givesIdentity() const { return givesIdentity_; }
   std::size_t columnCount() const { return columns_.size(); }
-  bool accepts(std::size_t column, RowLiteral::Kind kind) const;
+  bool accepts(std::size_t column, RowLiteral::Kind kind) const {
+    return ((columns_[column].accepted >> static_cast<unsigned>(kind)) & 1U) != 0;
+  }
 
   /// Writes one row, of as many literals as there are columns; `line` is for errors.
   void write(std::string_view batch, const RowLiteral* row, std::uint32_t line);
@@ -41,11 +43,13 @@ class RowTarget {
     std::int64_t low = 0;   ///< of integers
     std::int64_t high = 0;  ///< of integers; of exact numbers, the first that does not fit
     std::size_t scale = 0;
-    int parameter = 0;  ///< 0 if its value is not used
+    unsigned accepted = 0;  ///< a bit for each RowLiteral::Kind
+    int parameter = 0;      ///< 0 if its value is not used
   };
 
   static Way wayOf(const ColumnType& type);
   static Column columnOf(const ColumnType& type);
+  static bool accepts(const Column& column, RowLiteral::Kind kind);
   void bindConstants(const Plan& plan);
   void bind(const Column& column, std::string_view batch, const RowLiteral& value,
             std::uint32_t line);
