@@ -80,7 +80,7 @@ void EmbeddedConnection::failStream() {
 std::unique_ptr<ado::Recordset> EmbeddedConnection::Open(std::u16string_view source,
                                                          const ado::OpenMode& mode) {
   errors_.clear();
-  server_.beginBatch();
+  server_.steps.begin();
   ClientOutcome outcome;
   const std::string text = toUtf8(source);
   const bool forward = mode.location == ado::CursorLocation::server;

@@ -262,7 +262,7 @@ void ClientSession::runBatch(const std::string& text, std::vector<Parameter> par
 
 void ClientSession::run(const std::string& text, std::vector<Parameter> parameters,
                         Outputs outputs) {
-  session_.server.beginBatch();
+  session_.server.steps.begin();
   if (parameters.empty()) {
     stream_ = session_.runStreaming(text, *reply_);
     return;
@@ -302,7 +302,7 @@ void ClientSession::pump() {
     reply_->notice(failure());
   }
   if (!more) {
-    session_.rowCount = reply_->rows();
+    session_.last.rowCount = reply_->rows();
     reply_->finish();
   }
   spoil(from);

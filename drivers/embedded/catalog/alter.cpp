@@ -3,8 +3,12 @@
 
 #include "drivers/embedded/catalog/permission_writer.h"
 #include "drivers/embedded/catalog/storage_writer.h"
+#include "drivers/embedded/catalog/stored_indexes.h"
 #include "drivers/embedded/catalog/table_writer.h"
+#include "drivers/embedded/tsql/ast/queries.h"
+#include "drivers/embedded/tsql/ast/tables.h"
 #include "drivers/embedded/tsql/lexer.h"
+#include "drivers/embedded/tsql/overloaded.h"
 
 namespace kelvane::embedded {
 
@@ -165,8 +169,7 @@ void TableChange::requireUnused(const ColumnInfo& column) {
   const bool hasPartitionKeys = writer_.catalog().options().has(Release::ase15);
   if (hasPartitionKeys && store_.value("SELECT 1 FROM syspartitionkeys WHERE id = ? AND colid = ?",
                                        table_.id, column.colid)) {
-    writer_.fail(4922, "ALTER TABLE '", table_.name, "' failed. Column '", column.name,
-                 "' is a partition key.");
+    writer_.fail(message::partitionKeyColumn, table_.name, column.name);
   }
   if (user) {
     writer_.fail(message::columnUsed, table_.name, column.name, *user);
@@ -376,9 +379,9 @@ void Catalog::alterTable(const tsql::AlterTable& statement, std::string_view tex
   CatalogWriter writer(*this, caller);
   const ObjectInfo table = writer.requireTable(statement.table);
   TableChange change(writer, text, values, statement.table, table);
-  IndexWriter(writer).dropGuards(table);
+  StoredIndexes(writer).dropGuards(table);
   for (const tsql::AlterAction& action : statement.actions) std::visit(change, action);
-  IndexWriter(writer).createGuards(table);
+  StoredIndexes(writer).createGuards(table);
   savepoint.keep();
 }
 

@@ -4,10 +4,10 @@
 #include <array>
 
 #include "drivers/embedded/catalog/databases.h"
-#include "drivers/embedded/catalog/index_writer.h"
 #include "drivers/embedded/catalog/keys.h"
 #include "drivers/embedded/catalog/name_text.h"
 #include "drivers/embedded/catalog/status_bits.h"
+#include "drivers/embedded/catalog/stored_indexes.h"
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/catalog/writer.h"
 #include "drivers/embedded/tsql/words.h"
@@ -420,7 +420,7 @@ std::string Catalog::rowTable(int tableId) {
   records.changeObject(tableId, [](SysObject& row) { row.hasRowTable = true; });
   const Caller caller{kDboUid, databaseOf(tableId)};
   CatalogWriter writer(*this, caller);
-  IndexWriter(writer).createAllUnique(table);
+  StoredIndexes(writer).createAll(table);
   savepoint.keep();
   return table.sqliteTable;
 }

@@ -29,9 +29,23 @@
 #include "drivers/embedded/catalog/types.h"
 #include "drivers/embedded/options.h"
 #include "drivers/embedded/store/sqlite.h"
-#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/ast/basics.h"
+#include "drivers/embedded/tsql/ast/routines.h"
 #include "drivers/embedded/tsql/error.h"
 #include "drivers/embedded/tsql/lexer.h"
+
+namespace kelvane::tsql {
+
+struct AlterTable;
+struct CreateIndex;
+struct CreateLogin;
+struct CreateTable;
+struct Drop;
+struct EncryptionKey;
+struct ModifyOwner;
+struct Permission;
+
+}  // namespace kelvane::tsql
 
 namespace kelvane::embedded {
 

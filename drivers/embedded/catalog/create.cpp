@@ -1,6 +1,10 @@
 // create table and create index.
 #include "drivers/embedded/catalog/storage_writer.h"
+#include "drivers/embedded/catalog/stored_indexes.h"
 #include "drivers/embedded/catalog/table_writer.h"
+#include "drivers/embedded/tsql/ast/objects.h"
+#include "drivers/embedded/tsql/ast/queries.h"
+#include "drivers/embedded/tsql/ast/tables.h"
 
 namespace kelvane::embedded {
 
@@ -76,7 +80,7 @@ std::vector<std::string> Catalog::ignoredDuplicates(int tableId) {
   if (!table) return {};
   const Caller caller{kDboUid, databaseOf(tableId)};
   CatalogWriter writer(*this, caller);
-  return IndexWriter(writer).ignoredDuplicates(*table);
+  return StoredIndexes(writer).ignoredDuplicates(*table);
 }
 
 void Catalog::createIndex(const tsql::CreateIndex& statement, std::string_view text,

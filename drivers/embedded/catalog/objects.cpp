@@ -5,6 +5,7 @@
 #include "drivers/embedded/catalog/object_remover.h"
 #include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/catalog/writer.h"
+#include "drivers/embedded/tsql/ast/queries.h"
 
 namespace kelvane::embedded {
 

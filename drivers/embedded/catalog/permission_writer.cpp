@@ -5,6 +5,7 @@
 
 #include "drivers/embedded/catalog/role_writer.h"
 #include "drivers/embedded/catalog/system_tables.h"
+#include "drivers/embedded/tsql/ast/permissions.h"
 
 namespace kelvane::embedded {
 

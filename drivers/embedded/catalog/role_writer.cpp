@@ -2,6 +2,7 @@
 
 #include "drivers/embedded/catalog/databases.h"
 #include "drivers/embedded/catalog/system_tables.h"
+#include "drivers/embedded/tsql/ast/administration.h"
 
 namespace kelvane::embedded {
 

@@ -5,6 +5,7 @@
 
 #include "drivers/embedded/catalog/key_writer.h"
 #include "drivers/embedded/catalog/system_tables.h"
+#include "drivers/embedded/tsql/ast/queries.h"
 
 namespace kelvane::embedded {
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "drivers/embedded/catalog/system_tables.h"
+#include "drivers/embedded/tsql/ast/queries.h"
+#include "drivers/embedded/tsql/overloaded.h"
 
 namespace kelvane::embedded {
 

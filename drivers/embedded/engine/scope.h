@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "drivers/embedded/catalog/types.h"
-#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/ast/expressions.h"
 
 namespace kelvane::embedded {
 

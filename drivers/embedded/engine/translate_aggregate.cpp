@@ -55,35 +55,18 @@ const Scope* Translator::requireAggregation(const Expr& argument, const Scope* s
       break;
     case Clause::Having:
       if (rows == scope) break;
-      throw ServerError(kNotSupported, 15, 1,
-                        "The embedded catalog cannot aggregate columns of the outer query in a "
-                        "subquery of its having clause.",
-                        line);
+      throw ServerError(message::aggregateOfOuterColumns, line);
     case Clause::Definition:
-      throw ServerError(kNotSupported, 15, 1,
-                        "An aggregate cannot stand in a check, a rule, a computed column or an "
-                        "index key.",
-                        line);
+      throw ServerError(message::aggregateInDefinition, line);
     case Clause::Where:
-      throw ServerError(
-          147, 15, 1,
-          "An aggregate may not appear in a WHERE clause unless it is in a subquery contained in a "
-          "HAVING clause or a select list, and the column being aggregated is an outer reference.",
-          line);
+      throw ServerError(message::aggregateInWhere, line);
     case Clause::GroupBy:
-      throw ServerError(144, 15, 1,
-                        "Cannot use an aggregate or a subquery in an expression used for the "
-                        "by-list of a GROUP BY clause.",
-                        line);
+      throw ServerError(message::aggregateInGroupBy, line);
     case Clause::Set:
-      throw ServerError(
-          157, 15, 1, "An aggregate may not appear in the set list of an UPDATE statement.", line);
+      throw ServerError(message::aggregateInSet, line);
   }
   if (rows == aggregated_) {
-    throw ServerError(kNotSupported, 15, 1,
-                      "The embedded catalog cannot aggregate the result of an aggregate; select "
-                      "from a derived table instead.",
-                      line);
+    throw ServerError(message::nestedAggregate, line);
   }
   return rows;
 }

@@ -10,6 +10,7 @@
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/parser.h"
 #include "drivers/embedded/tsql/words.h"
 

@@ -8,6 +8,7 @@
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/overloaded.h"
 #include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::embedded {

@@ -4,9 +4,11 @@
 #include <set>
 #include <utility>
 
+#include "drivers/embedded/engine/temporary_tables.h"
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/parser.h"
 
 namespace kelvane::embedded {
@@ -143,10 +145,10 @@ void Translator::requireCreated(const ObjectName& name) const {
 }
 
 const TemporaryTable* Translator::temporary(const std::string& name) {
-  const auto found = context_.temporaries.find(name);
-  if (found == context_.temporaries.end()) return nullptr;
-  temporaries_.push_back({name, found->second.definition});
-  return &found->second;
+  const TemporaryTable* found = context_.temporaries.find(name);
+  if (found == nullptr) return nullptr;
+  temporaries_.push_back({name, found->definition});
+  return found;
 }
 
 Source Translator::sourceOf(const NamedTable& table) {
@@ -161,7 +163,7 @@ Source Translator::sourceOf(const NamedTable& table) {
   }
   source.sqlAlias = newAlias();
   const bool isPlain = name.database.empty() && name.owner.empty();
-  const bool holdsFiredRows = isPlain && context_.temporaries.contains(name.name);
+  const bool holdsFiredRows = isPlain && context_.temporaries.find(name.name) != nullptr;
   if (name.name.starts_with('#') || holdsFiredRows) {
     const TemporaryTable* found = temporary(name.name);
     if (found == nullptr) {

@@ -130,10 +130,7 @@ void Translator::makeOneGroup(const Select& select, SelectText& text) {
   const auto isColumn = [](const Expr& part) { return as<ColumnRef>(part) || as<Star>(part); };
   for (const SelectItem& item : select.items) {
     if (!anyWithin(*item.value, isColumn)) continue;
-    throw ServerError(kNotSupported, 15, 1,
-                      "The embedded catalog cannot select columns of rows whose having clause "
-                      "is about all of them; add a group by clause.",
-                      item.value->range.line);
+    throw ServerError(message::columnsBesideHaving, item.value->range.line);
   }
   std::string& sql = text.items.front().sql;
   sql = "CASE WHEN count(*) >= 0 THEN " + sql + " END";
@@ -238,9 +235,7 @@ std::string Translator::orderText(const Query& query, const SelectText& first, c
         throw ServerError(message::orderByOutsideUnion, line);
       }
       if (!first.hasGroups && anyWithin(*item.value, isAggregate)) {
-        throw ServerError(kNotSupported, 15, 1,
-                          "The embedded catalog cannot order rows by an aggregate of all of them.",
-                          line);
+        throw ServerError(message::orderByAggregate, line);
       }
       const SqlValue key = value(*item.value, &scope);
       term = isWide(key.type) ? "decimal_key(" + key.sql + ")" : collated(key);

@@ -3,9 +3,11 @@
 #include <algorithm>
 
 #include "drivers/embedded/engine/builtins.h"
+#include "drivers/embedded/engine/temporary_tables.h"
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/parser.h"
 #include "drivers/embedded/tsql/words.h"
 

@@ -21,9 +21,12 @@
 #include "drivers/embedded/engine/row_rules.h"
 #include "drivers/embedded/engine/scope.h"
 #include "drivers/embedded/engine/variables.h"
-#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/ast/data_statements.h"
 
 namespace kelvane::embedded {
+
+class TemporaryTables;
+struct TemporaryTable;
 
 /// By the table's id.
 using SystemColumns = std::map<int, std::shared_ptr<const SourceColumns>>;

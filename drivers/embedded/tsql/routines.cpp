@@ -20,7 +20,7 @@ StatementNode Parser::createStatement() {
   if (at("encryption", 1)) return encryptionKey();
   if (at("login", 1)) return createLogin();
   if (at("precomputed", 1)) return createPrecomputed();
-  const bool first = at_ == firstStatement_;
+  const bool first = position() == firstStatement_;
   const Token& create = take();
   const bool orReplace = at("or") && !at("access", 1);
   if (orReplace) {
@@ -207,7 +207,7 @@ StatementList Parser::body(SourceRange& range) {
   inBody_ = true;
   StatementList statements = statementsUntilEnd();
   if (statements.empty()) unexpected();
-  range = {first.begin, static_cast<std::uint32_t>(batch_.size()), first.line};
+  range = {first.begin, static_cast<std::uint32_t>(text().size()), first.line};
   return statements;
 }
 

@@ -1,5 +1,6 @@
 #include "tests/embedded/catalog/fixture.h"
 
+#include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/parser.h"
 #include "drivers/embedded/tsql/script.h"
 

@@ -1,10 +1,10 @@
-// What a batch changes of its session: options, transactions, database, user.
+#include "drivers/embedded/engine/session_statements.h"
 
+#include <array>
 #include <charconv>
 
-#include "drivers/embedded/engine/batch.h"
-#include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/set_options.h"
+#include "drivers/embedded/engine/trigger_runner.h"
 
 namespace kelvane::embedded {
 
@@ -34,31 +34,20 @@ std::string withoutQuotes(const std::string& text) {
 
 }  // namespace
 
-// The table that rows with given identities go into from now on; empty after `off`.
-std::optional<std::string> BatchRun::identityInsert(const SetOption& option) {
-  if (option.names.empty() || option.names.front() != "identity_insert" || option.values.empty()) {
-    return std::nullopt;
-  }
-  if (option.values.back() != "on") return "";
-  const std::string& table = option.values.front();
-  const auto dot = table.rfind('.');
-  return table.substr(dot == std::string::npos ? 0 : dot + 1);
-}
-
-void BatchRun::setOption(const SetOption& option) {
+void SessionStatements::setOption(const SetOption& option) {
   const std::string value = option.values.empty() ? "" : option.values.back();
-  if (const auto table = identityInsert(option)) session_.options.identityInsertTable = *table;
+  if (const auto table = identityInsertTable(option)) session_.options.identityInsertTable = *table;
   for (const std::string& name : option.names) {
     const SetOptionRule* rule = findSetOption(name);
     if (rule == nullptr) continue;
     if (rule->since > server_.catalog.options().grammar()) {
-      throw ServerError(message::unknownSetOption, session_.caller.line, name);
+      throw ServerError(message::unknownSetOption, frame_.line(), name);
     }
     setOption(*rule, value);
   }
 }
 
-void BatchRun::setOption(const SetOptionRule& rule, const std::string& value) {
+void SessionStatements::setOption(const SetOptionRule& rule, const std::string& value) {
   const bool on = value == "on";
   switch (rule.effect) {
     case SetEffect::None:
@@ -97,66 +86,59 @@ void BatchRun::setOption(const SetOptionRule& rule, const std::string& value) {
     case SetEffect::DateFirst:
     case SetEffect::Language:
       if (withoutQuotes(value) == rule.value) return;
-      throw ServerError(message::optionValueUnknown, session_.caller.line, rule.name, rule.value,
-                        value);
+      throw ServerError(message::optionValueUnknown, frame_.line(), rule.name, rule.value, value);
   }
 }
 
-void BatchRun::setRowCount(const std::string& value) {
-  const auto variable = variables_.find(value);
-  const std::string digits = variable == variables_.end() || isNull(variable->second.value)
-                                 ? value
-                                 : textOf(variable->second.value, variable->second.type, 0);
+void SessionStatements::setRowCount(const std::string& value) {
+  const auto variable = frame_.variables().find(value);
+  const bool isSet = variable != frame_.variables().end() && !isNull(variable->second.value);
+  const std::string digits = isSet ? Frame::textOf(variable->second) : value;
   session_.options.rowLimit = 0;
   std::from_chars(digits.data(), digits.data() + digits.size(), session_.options.rowLimit);
 }
 
-void BatchRun::transact(const Transaction& transaction) {
+void SessionStatements::transact(const Transaction& transaction) {
+  Transactions& transactions = session_.transactions;
   switch (transaction.action) {
     case TransactionAction::Begin:
-      if (session_.transactionDepth++ == 0) {
-        session_.wasRolledBack = false;
-        session_.transaction = std::make_unique<UserTransaction>(server_);
-      }
-      break;
+      return transactions.begin();
     case TransactionAction::Commit:
-      if (session_.transactionDepth == 0) {
-        throw ServerError(message::commitWithoutBegin, session_.caller.line);
+      if (transactions.depth() == 0) {
+        throw ServerError(message::commitWithoutBegin, frame_.line());
       }
-      if (session_.firing != nullptr &&
-          session_.transactionDepth == session_.firing->transactionDepth) {
-        throw ServerError(message::commitWithinTrigger, session_.caller.line);
+      if (session_.firing != nullptr && session_.firing->isEndedByCommit(transactions)) {
+        throw ServerError(message::commitWithinTrigger, frame_.line());
       }
-      if (--session_.transactionDepth == 0 && session_.transaction) {
-        session_.keepSavepoints();
-        session_.transaction->keep();
-        session_.transaction.reset();
-      }
-      break;
+      return transactions.commit();
     case TransactionAction::Rollback:
-      if (session_.transactionDepth == 0 && session_.firing == nullptr) {
-        throw ServerError(message::rollbackWithoutBegin, session_.caller.line);
-      }
-      giveBackStatements();
-      if (transaction.name.empty() || !session_.rollBackTo(transaction.name)) {
-        session_.rollBackFirings();
-      }
-      session_.forgetLostTemporaries();
-      server_.namesChanged();
-      break;
+      return rollBack(transaction.name);
     case TransactionAction::Save:
-      if (session_.transactionDepth > 0) {
-        session_.savepoints.emplace_back(transaction.name,
-                                         std::make_unique<Savepoint>(server_.catalog.store()));
-      }
-      break;
+      return transactions.save(transaction.name);
   }
 }
 
-void BatchRun::useDatabase(const UseDatabase& use) {
+void SessionStatements::rollBack(const std::string& savepoint) {
+  const Firing* firing = session_.firing;
+  if (session_.transactions.depth() == 0 && firing == nullptr) {
+    throw ServerError(message::rollbackWithoutBegin, frame_.line());
+  }
+  frame_.giveBackStatements();
+  const Transactions::Mark mark = firing == nullptr ? Transactions::Mark() : firing->before;
+  const auto found = savepoint.empty() ? Transactions::Found::No
+                                       : session_.transactions.rollBackTo(savepoint, mark);
+  if (found == Transactions::Found::BeforeMark) {
+    throw ServerError(message::rollbackWithinTrigger, frame_.line(), savepoint);
+  }
+  if (found == Transactions::Found::No) rollBackFirings(session_);
+  session_.temporaries.forgetLost();
+  server_.namesChanged();
+}
+
+void SessionStatements::useDatabase(const UseDatabase& use) {
   if (!server_.catalog.databaseId(use.database)) {
     if (!session_.acceptsAnyDatabase) {
-      throw UnknownDatabase(use.database, session_.caller.line);
+      throw UnknownDatabase(use.database, frame_.line());
     }
     server_.catalog.useDatabase(use.database);
   }
@@ -165,22 +147,21 @@ void BatchRun::useDatabase(const UseDatabase& use) {
 }
 
 // `set proxy` and `set session authorization`: from now on everything is done by that login's user.
-void BatchRun::setLogin(const std::string& quoted) {
+void SessionStatements::setLogin(const std::string& quoted) {
   const std::string name = withoutQuotes(quoted);
   const auto login = server_.catalog.loginId(name);
   const auto uid = login ? server_.catalog.userOfLogin(*login) : std::nullopt;
   if (!uid) {
-    throw ServerError(message::noUserInDatabase, session_.caller.line, name,
-                      session_.caller.database);
+    throw ServerError(message::noUserInDatabase, frame_.line(), name, session_.caller.database);
   }
   session_.caller.uid = *uid;
   server_.namesChanged();
 }
 
-void BatchRun::setUser(const SetUser& user) {
+void SessionStatements::setUser(const SetUser& user) {
   const auto uid = user.user ? server_.catalog.userId(*user.user) : std::optional(kDboUid);
   if (!uid) {
-    throw ServerError(message::noUserInDatabase, session_.caller.line, *user.user,
+    throw ServerError(message::noUserInDatabase, frame_.line(), *user.user,
                       session_.caller.database);
   }
   session_.caller.uid = *uid;

@@ -1,11 +1,10 @@
-// Temporary tables: what the catalog does for tables of the user, without a catalog.
+#include "drivers/embedded/engine/temporary_writer.h"
 
 #include <algorithm>
 #include <array>
 
 #include "drivers/embedded/catalog/keys.h"
 #include "drivers/embedded/catalog/writer.h"
-#include "drivers/embedded/engine/batch.h"
 
 namespace kelvane::embedded {
 
@@ -21,17 +20,7 @@ ServerError notKept(const std::string& table, std::string_view what, std::uint32
 
 }  // namespace
 
-struct BatchRun::TemporaryKey {
-  std::string name;
-  bool unique = false;
-  bool clustered = false;
-  bool isConstraint = false;
-  const std::vector<IndexKey>& keys;
-  const std::vector<StorageOption>& options;
-  std::uint32_t line = 0;
-};
-
-void BatchRun::createTemporary(const CreateTable& statement) {
+void TemporaryWriter::create(const CreateTable& statement) {
   TemporaryTable table;
   table.name = statement.name.name;
   table.allPages = statement.lockScheme.empty() || statement.lockScheme == "allpages";
@@ -48,15 +37,16 @@ void BatchRun::createTemporary(const CreateTable& statement) {
     column.type = withNullability(declared, nullable);
     column.type.identity = definition.identity;
     table.columns.push_back(column);
-    table.defaults.push_back(definition.defaultClause
-                                 ? std::string(definition.defaultClause->range.in(batch_->text))
-                                 : "");
+    table.defaults.push_back(
+        definition.defaultClause
+            ? std::string(definition.defaultClause->range.in(frame_.batch()->text))
+            : "");
   }
   RowRules rules;
   const auto addCheck = [&](const Constraint& constraint) {
     const auto* check = std::get_if<CheckConstraint>(&constraint.node);
     if (check == nullptr) return;
-    table.checks.emplace_back(check->range.in(batch_->text));
+    table.checks.emplace_back(check->range.in(frame_.batch()->text));
     const SourceText source{table.checks.back(), session_.caller.quotedIdentifier};
     rules.checks.push_back({constraint.name, checkCondition(source)});
   };
@@ -66,8 +56,7 @@ void BatchRun::createTemporary(const CreateTable& statement) {
   std::ranges::for_each(statement.constraints, addCheck);
   if (!rules.checks.empty()) table.rules = std::make_shared<const RowRules>(std::move(rules));
 
-  addTemporary(std::move(table), statement.name.range.line);
-  TemporaryTable& added = session_.temporaries.at(statement.name.name);
+  TemporaryTable& added = add(std::move(table), statement.name.range.line);
   try {
     for (const ColumnDefinition& column : statement.columns) {
       for (const Constraint& constraint : column.constraints) {
@@ -78,13 +67,13 @@ void BatchRun::createTemporary(const CreateTable& statement) {
       addConstraint(added, constraint, nullptr);
     }
   } catch (const ServerError&) {
-    session_.dropTemporary(statement.name.name);
+    session_.temporaries.drop(statement.name.name);
     throw;
   }
 }
 
-std::string BatchRun::addTemporary(TemporaryTable table, std::uint32_t line) {
-  if (session_.temporaries.contains(table.name)) {
+TemporaryTable& TemporaryWriter::add(TemporaryTable table, std::uint32_t line) {
+  if (session_.temporaries.find(table.name) != nullptr) {
     throw ServerError(message::objectExists, line, table.name);
   }
   for (ColumnInfo& column : table.columns) {
@@ -93,16 +82,17 @@ std::string BatchRun::addTemporary(TemporaryTable table, std::uint32_t line) {
     table.sqliteColumns += (table.sqliteColumns.empty() ? "" : ", ") + column.sqliteColumn +
                            (isCharacter(column.type.kind) ? " TEXT COLLATE RTRIM" : "");
   }
-  std::string sqliteTable = session_.temporaryStorage(table.sqliteColumns);
-  table.sqliteTable = sqliteTable;
-  table.definition = server_.definition(table);
-  if (session_.nestLevel > 0) ownTemporaries_.push_back(table.name);
-  session_.temporaries.emplace(table.name, std::move(table));
-  return sqliteTable;
+  TemporaryTable& added = session_.temporaries.add(std::move(table));
+  if (session_.calls.level > 0) own_.push_back(added.name);
+  return added;
 }
 
-void BatchRun::addConstraint(TemporaryTable& table, const Constraint& constraint,
-                             const ColumnDefinition* column) {
+void TemporaryWriter::dropOwn() {
+  for (const std::string& name : own_) session_.temporaries.drop(name);
+}
+
+void TemporaryWriter::addConstraint(TemporaryTable& table, const Constraint& constraint,
+                                    const ColumnDefinition* column) {
   if (std::holds_alternative<ForeignKeyConstraint>(constraint.node)) {
     throw notKept(table.name, "foreign keys", constraint.range.line);
   }
@@ -125,7 +115,7 @@ void BatchRun::addConstraint(TemporaryTable& table, const Constraint& constraint
                    constraint.range.line});
 }
 
-void BatchRun::addIndex(TemporaryTable& table, const TemporaryKey& key) {
+void TemporaryWriter::addIndex(TemporaryTable& table, const Key& key) {
   constexpr std::array<std::string_view, 2> kLeavingOut = {"ignore_dup_key", "ignore_dup_row"};
   const auto has = [&](std::string_view option) {
     return std::ranges::count(key.options, option, &StorageOption::name) != 0;
@@ -146,7 +136,7 @@ void BatchRun::addIndex(TemporaryTable& table, const TemporaryKey& key) {
   if (comparesRows) columns = comparedInRows(table.columns);
 
   const std::string sqliteTable = table.sqliteTable.substr(kSchemaLength);
-  const std::string index = concat(sqliteTable, "_", session_.nextTemporary());
+  const std::string index = concat(sqliteTable, "_", session_.temporaries.nextNumber());
   const bool differs = key.unique || comparesRows;
   const std::string list = differs ? equalNulls(columns) : columnList(columns);
   std::string violation;
@@ -168,33 +158,32 @@ void BatchRun::addIndex(TemporaryTable& table, const TemporaryKey& key) {
       {key.name, "temp." + index, differs ? violation : "", differing, key.isConstraint});
 }
 
-void BatchRun::createTemporaryIndex(const CreateIndex& statement) {
-  const auto table = session_.temporaries.find(statement.table.name);
+void TemporaryWriter::createIndex(const CreateIndex& statement) {
+  TemporaryTable* table = session_.temporaries.find(statement.table.name);
   const std::uint32_t line = statement.table.range.line;
-  if (table == session_.temporaries.end()) {
+  if (table == nullptr) {
     throw ServerError(message::indexTableNotFound, line, statement.table.name);
   }
-  addIndex(table->second,
-           {statement.name, statement.unique, statement.clustering == Clustering::Clustered, false,
-            statement.keys, statement.options, line});
+  addIndex(*table, {statement.name, statement.unique, statement.clustering == Clustering::Clustered,
+                    false, statement.keys, statement.options, line});
 }
 
-void BatchRun::dropTemporary(const ObjectName& name) {
-  if (!session_.temporaries.contains(name.name)) {
+void TemporaryWriter::drop(const ObjectName& name) {
+  if (session_.temporaries.find(name.name) == nullptr) {
     throw ServerError(message::dropNotFound, name.range.line, "table", name.name);
   }
-  session_.dropTemporary(name.name);
+  session_.temporaries.drop(name.name);
 }
 
 // The table's name stands where an owner's would.
-void BatchRun::dropTemporaryIndex(const ObjectName& name) {
+void TemporaryWriter::dropIndex(const ObjectName& name) {
   const std::string shown = concat(name.owner, ".", name.name);
   const auto missing = [&] {
     return ServerError(message::dropNotFound, name.range.line, "index", shown);
   };
-  const auto table = session_.temporaries.find(name.owner);
-  if (table == session_.temporaries.end()) throw missing();
-  auto& indexes = table->second.indexes;
+  TemporaryTable* table = session_.temporaries.find(name.owner);
+  if (table == nullptr) throw missing();
+  auto& indexes = table->indexes;
   const auto index = std::ranges::find(indexes, name.name, &TemporaryIndex::name);
   if (index == indexes.end()) throw missing();
   if (index->isConstraint) {
@@ -204,15 +193,11 @@ void BatchRun::dropTemporaryIndex(const ObjectName& name) {
   indexes.erase(index);
 }
 
-ServerError BatchRun::duplicateKeyError(const StoreError& error, std::uint32_t line) {
-  const std::string_view complaint = error.what();
-  for (const auto& [name, table] : session_.temporaries) {
-    for (const TemporaryIndex& index : table.indexes) {
-      if (index.violation.empty() || !complaint.ends_with(index.violation)) continue;
-      return duplicateError(index.differing, name, index.name, line);
-    }
-  }
-  return server_.catalog.duplicateKeyError(error, line);
+ServerError TemporaryWriter::duplicateKeyError(const StoreError& error, std::uint32_t line) const {
+  const auto violated = session_.temporaries.violatedIndex(error.what());
+  if (!violated) return server_.catalog.duplicateKeyError(error, line);
+  return duplicateError(violated->index.differing, violated->table.name, violated->index.name,
+                        line);
 }
 
 }  // namespace kelvane::embedded

@@ -1,12 +1,14 @@
-// Procedures: those of the server, those that a script stored, and texts made at run time.
+#include "drivers/embedded/engine/procedure_calls.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "drivers/embedded/engine/batch.h"
 #include "drivers/embedded/engine/called.h"
-#include "drivers/embedded/engine/convert.h"
+#include "drivers/embedded/engine/statement_kinds.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/ast.h"
 
 namespace kelvane::embedded {
 
@@ -22,31 +24,18 @@ ServerError procedureNotFound(const std::string& name, std::uint32_t line) {
 
 }  // namespace
 
-std::optional<std::string> BatchRun::argumentText(const ExecuteArgument& argument) {
-  if (!argument.value) return std::nullopt;
-  Prepared& plan = prepared(argument.value.get(),
-                            [&](Translator& t) { return t.values({argument.value.get()}); });
-  const Cell value = evaluate(*argument.value);
-  if (isNull(value)) return std::nullopt;
-  return textOf(value, plan.plan.columns[0].type, 0);
-}
-
-void BatchRun::executeProcedure(const Execute& execute, Outcome& outcome) {
+void ProcedureCalls::call(const Execute& execute, Outcome& outcome) {
   ObjectName name = execute.procedure;
   if (!execute.procedureVariable.empty()) {
-    const auto found = variables_.find(execute.procedureVariable);
-    if (found == variables_.end()) {
-      throw ServerError(message::undeclaredVariable, session_.caller.line,
-                        execute.procedureVariable);
-    }
-    if (!isNull(found->second.value)) {
-      const std::string text = textOf(found->second.value, found->second.type, 0);
+    const Variable& variable = frame_.variable(execute.procedureVariable, frame_.line());
+    if (!isNull(variable.value)) {
+      const std::string text = Frame::textOf(variable);
       const auto parts = server_.catalog.objectName(text, session_.caller);
-      if (!parts) throw procedureNotFound(text, session_.caller.line);
+      if (!parts) throw procedureNotFound(text, frame_.line());
       name = *parts;
     }
   }
-  const std::uint32_t line = session_.caller.line;
+  const std::uint32_t line = frame_.line();
   auto object = server_.catalog.findObject(name, session_.caller);
   if (!object && name.database.empty() && name.name.starts_with("sp_")) {
     // Procedures of every database, which run in the one that they are called from.
@@ -55,22 +44,23 @@ void BatchRun::executeProcedure(const Execute& execute, Outcome& outcome) {
     name.database.clear();
   }
   if (object && object->type == "P") {
-    executeStored(execute, name.database, *object, outcome);
+    callStored(execute, name.database, *object, outcome);
   } else if (object && object->type == "XP") {
     throw ServerError(message::libraryProcedure, line, name.name);
   } else {
-    executeSystem(execute, name, outcome);
+    callSystem(execute, name, outcome);
   }
-  session_.caller.line = line;
-  server_.running.variables = &variables_;
+  frame_.resume(line);
 }
 
-void BatchRun::executeSystem(const Execute& execute, const ObjectName& called, Outcome& outcome) {
+void ProcedureCalls::callSystem(const Execute& execute, const ObjectName& called,
+                                Outcome& outcome) {
   const std::string& name = called.name;
   std::vector<ProcedureArgument> arguments;
   arguments.reserve(execute.arguments.size());
   for (const ExecuteArgument& argument : execute.arguments) {
-    arguments.push_back({argument.name, argumentText(argument)});
+    arguments.push_back(
+        {argument.name, argument.value ? frame_.textOrNull(*argument.value) : std::nullopt});
   }
   const InDatabase there(session_, called.database);
   const ProcedureCall call{name, std::move(arguments), session_.caller};
@@ -84,20 +74,20 @@ void BatchRun::executeSystem(const Execute& execute, const ObjectName& called, O
   try {
     const auto result = server_.catalog.callSystemProcedure(call);
     if (!result) {
-      throw procedureNotFound(name, session_.caller.line);
+      throw procedureNotFound(name, frame_.line());
     }
     outcome.beginProcedure(name);
     begun = true;
     status = result->status;
     for (const ServerMessage& message : result->messages) {
-      Notice notice{message, session_.caller.line};
+      Notice notice{message, frame_.line()};
       if (notice.isError()) {
-        session_.lastError = message.number;
-        notice.alreadyGone = isAlreadyGone(*current_, message);
+        session_.last.error = message.number;
+        notice.alreadyGone = isAlreadyGone(*frame_.current(), message);
       }
       outcome.notice(notice);
     }
-    for (const std::string& what : result->ignored) ignored(name + ": " + what);
+    for (const std::string& what : result->ignored) reporter_.ignored(name + ": " + what);
     for (const ResultSet& rows : result->resultSets) {
       outcome.beginRows(rows.columns);
       for (const Row& row : rows.rows) outcome.row(row);
@@ -107,21 +97,21 @@ void BatchRun::executeSystem(const Execute& execute, const ObjectName& called, O
     if (!begun) outcome.beginProcedure(name);
     // A system procedure says what is wrong and returns; the batch goes on.
     status = 1;
-    session_.lastError = error.number;
-    Notice notice{error.toMessage(), session_.caller.line};
-    notice.alreadyGone = isAlreadyGone(*current_, error);
+    session_.last.error = error.number;
+    Notice notice{error.toMessage(), frame_.line()};
+    notice.alreadyGone = isAlreadyGone(*frame_.current(), error);
     outcome.notice(notice);
   }
   outcome.endProcedure(status);
   if (written() != before) server_.namesChanged();
   if (!execute.statusVariable.empty()) {
-    assign(execute.statusVariable, std::int64_t{status}, intType());
+    frame_.assign(execute.statusVariable, std::int64_t{status}, intType());
   }
 }
 
-void BatchRun::executeStored(const Execute& execute, const std::string& database,
-                             const ObjectInfo& procedure, Outcome& outcome) {
-  const std::uint32_t line = session_.caller.line;
+void ProcedureCalls::callStored(const Execute& execute, const std::string& database,
+                                const ObjectInfo& procedure, Outcome& outcome) {
+  const std::uint32_t line = frame_.line();
   const auto stored = server_.procedure(procedure, execute.number);
   if (!stored) throw procedureNotFound(procedure.name + ";" + std::to_string(execute.number), line);
   const auto* create = std::get_if<CreateProcedure>(&stored->statements.front()->node);
@@ -132,38 +122,9 @@ void BatchRun::executeStored(const Execute& execute, const std::string& database
   const Level level(session_, line, procedure.id);
   CalledOutcome called(outcome, line);
   BatchRun body(session_, stored, called);
-  std::vector<bool> given(create->parameters.size());
-  std::vector<const ExecuteArgument*> arguments(create->parameters.size());
-  for (std::size_t i = 0; i < execute.arguments.size(); ++i) {
-    const ExecuteArgument& argument = execute.arguments[i];
-    std::size_t position = i;
-    if (!argument.name.empty()) {
-      const auto found =
-          std::ranges::find(create->parameters, argument.name, &tsql::Parameter::name);
-      position = static_cast<std::size_t>(found - create->parameters.begin());
-      if (found == create->parameters.end()) {
-        throw ServerError(message::unknownParameter, line, argument.name, procedure.name);
-      }
-    }
-    if (position >= create->parameters.size()) {
-      throw ServerError(message::tooManyArguments, line, procedure.name);
-    }
-    arguments[position] = &argument;
-  }
-  for (std::size_t i = 0; i < create->parameters.size(); ++i) {
-    const tsql::Parameter& parameter = create->parameters[i];
-    const ColumnType type =
-        withNullability(server_.catalog.resolveType(parameter.type, session_.caller), true);
-    Cell value;
-    if (arguments[i] != nullptr && arguments[i]->value) {
-      value = evaluate(*arguments[i]->value, &type);
-    } else if (parameter.defaultValue) {
-      value = body.evaluate(*parameter.defaultValue, &type);
-    } else {
-      throw ServerError(message::parameterMissing, line, procedure.name, parameter.name);
-    }
-    body.variables_[parameter.name] = {type, std::move(value)};
-  }
+  const Called procedureCalled{create->parameters, procedure.name, line};
+  const Arguments arguments = argumentsFor(procedureCalled, execute);
+  setParameters(procedureCalled, arguments, body.frame());
   outcome.beginProcedure(procedure.name);
   {
     const std::string& home = server_.catalog.databaseOf(procedure.id);
@@ -176,12 +137,65 @@ void BatchRun::executeStored(const Execute& execute, const std::string& database
     if (arguments[i] == nullptr || !arguments[i]->output || !arguments[i]->value) continue;
     const auto* target = as<tsql::Variable>(*arguments[i]->value);
     if (target == nullptr || !create->parameters[i].output) continue;
-    const Variable& result = body.variables_[create->parameters[i].name];
-    assign(target->name, result.value, result.type);
+    const Variable& result = body.frame().variables()[create->parameters[i].name];
+    frame_.assign(target->name, result.value, result.type);
   }
   if (!execute.statusVariable.empty()) {
-    assign(execute.statusVariable, std::int64_t{body.returnStatus()}, intType());
+    frame_.assign(execute.statusVariable, std::int64_t{body.returnStatus()}, intType());
   }
+}
+
+// By the places of the parameters; null where none is given.
+ProcedureCalls::Arguments ProcedureCalls::argumentsFor(const Called& procedure,
+                                                       const Execute& execute) {
+  const auto& [parameters, name, line] = procedure;
+  Arguments arguments(parameters.size());
+  for (std::size_t i = 0; i < execute.arguments.size(); ++i) {
+    const ExecuteArgument& argument = execute.arguments[i];
+    std::size_t position = i;
+    if (!argument.name.empty()) {
+      const auto found = std::ranges::find(parameters, argument.name, &tsql::Parameter::name);
+      if (found == parameters.end()) {
+        throw ServerError(message::unknownParameter, line, argument.name, name);
+      }
+      position = static_cast<std::size_t>(found - parameters.begin());
+    }
+    if (position >= parameters.size()) {
+      throw ServerError(message::tooManyArguments, line, name);
+    }
+    arguments[position] = &argument;
+  }
+  return arguments;
+}
+
+void ProcedureCalls::setParameters(const Called& procedure, const Arguments& arguments,
+                                   Frame& body) {
+  for (std::size_t i = 0; i < procedure.parameters.size(); ++i) {
+    const tsql::Parameter& parameter = procedure.parameters[i];
+    const ColumnType type =
+        withNullability(server_.catalog.resolveType(parameter.type, session_.caller), true);
+    Cell value;
+    if (arguments[i] != nullptr && arguments[i]->value) {
+      value = frame_.evaluate(*arguments[i]->value, &type);
+    } else if (parameter.defaultValue) {
+      value = body.evaluate(*parameter.defaultValue, &type);
+    } else {
+      throw ServerError(message::parameterMissing, procedure.line, procedure.name, parameter.name);
+    }
+    body.variables()[parameter.name] = {type, std::move(value)};
+  }
+}
+
+void ProcedureCalls::callText(const ExecuteImmediate& execute, Outcome& outcome) {
+  const std::uint32_t line = frame_.line();
+  const Level level(session_, line, session_.calls.procedureId);
+  CalledOutcome called(outcome, line);
+  const auto batch = session_.parse(frame_.text(*execute.text), called);
+  if (!batch) throw BatchEnded{};
+  BatchRun inner(session_, batch, called);
+  if (!inner.compile()) throw BatchEnded{};
+  inner.runBody(batch->statements);
+  frame_.resume(line);
 }
 
 namespace {
@@ -202,12 +216,6 @@ class FunctionOutcome final : public Outcome {
 
 }  // namespace
 
-Cell BatchRun::runFunction(const StatementList& body, const ColumnType& returns) {
-  returns_ = returns;
-  runBody(body);
-  return std::move(returned_);
-}
-
 Cell callFunction(Session& session, int functionId, const Row& arguments) {
   Server& server = session.server;
   const auto object = server.catalog.objectById(functionId);
@@ -219,7 +227,7 @@ Cell callFunction(Session& session, int functionId, const Row& arguments) {
   const Level level(session, session.caller.line, functionId);
   const Running running = server.running;
   const std::uint32_t line = session.caller.line;
-  const auto rowCount = session.rowCount, lastError = session.lastError;
+  const auto rowCount = session.last.rowCount, lastError = session.last.error;
   const auto type = [&](const DataType& declared) {
     return withNullability(server.catalog.resolveType(declared, session.caller), true);
   };
@@ -228,8 +236,8 @@ Cell callFunction(Session& session, int functionId, const Row& arguments) {
   try {
     BatchRun body(session, stored, outcome);
     for (std::size_t i = 0; i < create->parameters.size() && i < arguments.size(); ++i) {
-      body.variables()[create->parameters[i].name] = {type(create->parameters[i].type),
-                                                      arguments[i]};
+      body.frame().variables()[create->parameters[i].name] = {type(create->parameters[i].type),
+                                                              arguments[i]};
     }
     const InDatabase there(session, server.catalog.databaseOf(functionId));
     result = body.runFunction(create->body, type(create->returns));
@@ -237,23 +245,10 @@ Cell callFunction(Session& session, int functionId, const Row& arguments) {
   }
   server.running = running;
   session.caller.line = line;
-  session.rowCount = rowCount;
-  session.lastError = lastError;
+  session.last.rowCount = rowCount;
+  session.last.error = lastError;
   if (outcome.failure) throw *outcome.failure;
   return result;
-}
-
-void BatchRun::executeText(const ExecuteImmediate& execute, Outcome& outcome) {
-  const std::uint32_t line = session_.caller.line;
-  const Level level(session_, line, session_.procedureId);
-  CalledOutcome called(outcome, line);
-  const auto batch = session_.parse(text(*execute.text), called);
-  if (!batch) throw BatchEnded{};
-  BatchRun inner(session_, batch, called);
-  if (!inner.compile()) throw BatchEnded{};
-  inner.runBody(batch->statements);
-  session_.caller.line = line;
-  server_.running.variables = &variables_;
 }
 
 }  // namespace kelvane::embedded
