@@ -12,6 +12,7 @@
 #include "inventory/families.h"
 #include "inventory/kinds.h"
 #include "inventory/rare.h"
+#include "inventory/read/reader.h"
 #include "inventory/records.h"
 #include "inventory/shown.h"
 #include "model/collections.h"

@@ -262,5 +262,24 @@ TEST(Databases, TablesOfMasterThatAreEmpty) {
   }
 }
 
+TEST(Databases, TheServersFunctionsNameWhatTheyAreAskedFor) {
+  Probe probe(kShop);
+  EXPECT_EQ(probe.rows("select object_name(reftabid, db_id('stock')), object_name(reftabid, "
+                       "db_id('shop')), col_name(reftabid, refkey1, db_id('stock')), "
+                       "col_name(tableid, fokey1, db_id()) from sysreferences"),
+            "goods | - | id | good\n");
+}
+
+TEST(Databases, AnIndexIsThatOfTheGivenOwner) {
+  Probe probe(
+      "sp_addlogin joe, secret\ngo\nsp_adduser joe\ngo\n"
+      "create table t (a int null, b int null)\ncreate index i on t (a)\n"
+      "create table joe.t (z int null, y int null)\ncreate index i on joe.t (z, y desc)\ngo\n");
+  EXPECT_EQ(probe.rows("select index_col(o.name, i.indid, 1, o.uid), index_col(o.name, i.indid, 2, "
+                       "o.uid), index_colorder(o.name, i.indid, 2, o.uid) from sysindexes i, "
+                       "sysobjects o where o.id = i.id and i.name = 'i' order by o.uid"),
+            "a | - | -\nz | y | DESC\n");
+}
+
 }  // namespace
 }  // namespace kelvane::embedded

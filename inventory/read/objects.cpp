@@ -1,0 +1,206 @@
+// The objects of the database: their names, and what sysobjects says of them.
+
+#include <algorithm>
+
+#include "inventory/read/reading.h"
+#include "inventory/read/status_bits.h"
+#include "model/text.h"
+
+namespace kelvane::inventory {
+namespace {
+
+struct TypeCode {
+  std::string_view code;
+  ObjectType type;
+};
+
+constexpr TypeCode kTypeCodes[] = {
+    {"S", ObjectType::systemTable},    {"U", ObjectType::table},
+    {"V", ObjectType::view},           {"RS", ObjectType::view},
+    {"P", ObjectType::procedure},      {"XP", ObjectType::procedure},
+    {"SF", ObjectType::function},      {"F", ObjectType::function},
+    {"TR", ObjectType::trigger},       {"IT", ObjectType::trigger},
+    {"R", ObjectType::rule},           {"D", ObjectType::defaultObject},
+    {"EK", ObjectType::encryptionKey},
+};
+
+/// Of what has a record as soon as it is known. Rules and defaults may belong to tables.
+std::optional<Kind> kindOf(ObjectType type) {
+  switch (type) {
+    case ObjectType::table:
+      return Kind::table;
+    case ObjectType::view:
+      return Kind::view;
+    case ObjectType::procedure:
+      return Kind::procedure;
+    case ObjectType::function:
+      return Kind::function;
+    case ObjectType::encryptionKey:
+      return Kind::encryptionKey;
+    default:
+      return std::nullopt;
+  }
+}
+
+/// A bit, and what it says.
+struct Choice {
+  int bit;
+  std::string_view word;
+};
+
+std::string chosen(int status, std::initializer_list<Choice> choices) {
+  for (const Choice& choice : choices) {
+    if ((status & choice.bit) != 0) return std::string(choice.word);
+  }
+  return {};
+}
+
+void setStorage(Table& table, const ObjectEntry& entry) {
+  using namespace embedded_status;
+  const int status = entry.status3;
+  table.logging = chosen(status, {{kFullLogging, "full"}, {kMinimalLogging, "minimal"}});
+  table.transfer = chosen(status, {{kTransferOff, "off"}, {kTransferOn, "on"}});
+  table.erasure = chosen(status, {{kErasureOff, "off"}, {kErasureOn, "on"}});
+  table.compression = chosen(
+      status, {{kNotCompressed, "none"}, {kRowCompressed, "row"}, {kPageCompressed, "page"}});
+  table.indexCompression =
+      chosen(status, {{kIndexesNotCompressed, "none"}, {kIndexesPageCompressed, "page"}});
+  table.latchFree = chosen(status, {{kLatchFreeOff, "0"}, {kLatchFreeOn, "1"}});
+}
+
+void addTable(Reading& reading, const ObjectEntry& entry) {
+  using namespace object_status;
+  Table& table = reading.database.tables.emplace_back();
+  table.name = reading.nameOf(entry);
+  table.lock = chosen(entry.status2, {{kDataPages, "datapages"}, {kDataRows, "datarows"}});
+  if (table.lock.empty()) table.lock = "allpages";
+  table.replicated = (entry.status & kReplicated) != 0;
+  table.deallocatesFirstTextPage = (entry.status2 & kDeallocatesFirstTextPage) != 0;
+  table.optimisticIndexLock = (entry.status2 & kOptimisticIndexLock) != 0;
+  if ((entry.status2 & (kRemote | kProxy)) != 0) table.proxyKind = "table";
+  if (entry.lobCompression > 0) table.lobCompression = entry.lobCompression;
+  if (reading.usesEmbeddedBits()) {
+    setStorage(table, entry);
+    table.identityBurnMax = entry.identityBurnMax;
+  }
+  reading.tables.emplace_back();
+}
+
+void addRecord(Reading& reading, ObjectEntry& entry) {
+  Database& database = reading.database;
+  const auto place = [&](const auto& records) {
+    entry.at = static_cast<std::uint32_t>(records.size());
+  };
+  switch (entry.type) {
+    case ObjectType::table:
+      place(database.tables);
+      return addTable(reading, entry);
+    case ObjectType::view: {
+      place(database.views);
+      View& view = database.views.emplace_back();
+      view.name = reading.nameOf(entry);
+      view.precomputed = entry.code == "RS";
+      reading.views.emplace_back();
+      return;
+    }
+    case ObjectType::function: {
+      place(database.functions);
+      Function& function = database.functions.emplace_back();
+      function.name = reading.nameOf(entry);
+      if (entry.code == "F") function.language = "java";
+      return;
+    }
+    case ObjectType::encryptionKey:
+      place(database.encryptionKeys);
+      database.encryptionKeys.emplace_back().name = reading.nameOf(entry);
+      return;
+    default:
+      return;  // procedures are records by their numbers in the group
+  }
+}
+
+/// Which events lead to which trigger.
+void addTriggers(Reading& reading, const ObjectEntry& entry, const Row& row, int first) {
+  using namespace object_status;
+  const auto add = [&](int id, bool TriggerState::*event, int disabled) {
+    if (id == 0) return;
+    TriggerState& state = reading.triggers[id];
+    state.*event = true;
+    if ((entry.status2 & disabled) != 0) state.isDisabled = true;
+  };
+  add(row.number(first), &TriggerState::onDelete, kDeleteDisabled);
+  add(row.number(first + 1), &TriggerState::onInsert, kInsertDisabled);
+  add(row.number(first + 2), &TriggerState::onUpdate, kUpdateDisabled);
+}
+
+std::string statement(const Reading& reading, std::initializer_list<std::string_view> columns) {
+  return "select " + reading.list("sysobjects", "", columns) +
+         " from sysobjects where type != 'L' order by id";
+}
+
+}  // namespace
+
+void readObjects(Reading& reading) {
+  constexpr int kFirstTrigger = 9;
+  std::vector<std::pair<QualifiedName, int>> named;
+  reading.session.rows(
+      "objects",
+      statement(reading,
+                {"id", "uid", "type", "name", "crdate", "schemacnt", "sysstat", "sysstat2",
+                 "sysstat3", "deltrig", "instrig", "updtrig", "lobcomp_lvl", "identburnmax"}),
+      [&](const Row& row) {
+        ObjectEntry entry;
+        entry.id = row.number(0);
+        entry.uid = row.number(1);
+        entry.code = row.text(2);
+        entry.name = row.text(3);
+        entry.created = row.moment(4);
+        entry.version = row.number(5);
+        entry.status = row.number(6);
+        entry.status2 = row.number(7);
+        entry.status3 = row.number(8);
+        entry.lobCompression = row.number(12);
+        if (!row.isNull(13)) entry.identityBurnMax = row.large(13);
+        const auto* code = std::ranges::find(kTypeCodes, entry.code, &TypeCode::code);
+        if (code != std::end(kTypeCodes)) entry.type = code->type;
+        if (entry.type == ObjectType::trigger) entry.triggerTable = row.number(kFirstTrigger);
+        const bool hasTriggers = entry.type == ObjectType::table || entry.type == ObjectType::view;
+        if (hasTriggers) addTriggers(reading, entry, row, kFirstTrigger);
+        if (const auto kind = kindOf(entry.type)) {
+          entry.isWanted = reading.wants(*kind, reading.nameOf(entry));
+          if (entry.isWanted) named.emplace_back(reading.nameOf(entry), entry.id);
+        }
+        reading.objects.emplace(entry.id, std::move(entry));
+      });
+  // Records come in the order of names, which is the same in all installations.
+  std::ranges::sort(named, [](const auto& a, const auto& b) {
+    return std::tie(a.first.name, a.first.owner) < std::tie(b.first.name, b.first.owner);
+  });
+  for (const auto& [name, id] : named) addRecord(reading, reading.objects.at(id));
+}
+
+void readObjectsAgain(Reading& reading) {
+  std::size_t seen = 0;
+  std::vector<std::string> changed;
+  const auto nameIt = [&](const QualifiedName& name) {
+    changed.push_back(name.owner + "." + name.name);
+  };
+  const bool isRead = reading.session.rows(
+      "changes meanwhile", statement(reading, {"id", "uid", "type", "name", "crdate", "schemacnt"}),
+      [&](const Row& row) {
+        const ObjectEntry* entry = reading.object(row.number(0));
+        if (entry == nullptr) return nameIt({reading.userName(row.number(1)), row.text(3)});
+        ++seen;
+        const bool isSame = entry->uid == row.number(1) && entry->name == row.text(3) &&
+                            entry->created == row.moment(4) && entry->version == row.number(5);
+        if (!isSame) nameIt(reading.nameOf(*entry));
+      });
+  for (const std::string& name : changed)
+    reading.session.addGap(name, "it changed while the database was read");
+  if (isRead && seen < reading.objects.size()) {
+    reading.session.addGap("objects", std::to_string(reading.objects.size() - seen) +
+                                          " were dropped while the database was read");
+  }
+}
+
+}  // namespace kelvane::inventory
