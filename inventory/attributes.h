@@ -36,6 +36,11 @@ struct Attribute {
   Origin origin = Origin::own;
 };
 
+// clang 16 does not deduce the arguments of aggregates.
+template <class Record, class Value>
+Attribute(std::string_view, Value Record::*, Family = Family::always, Style = Style::labelled,
+          Origin = Origin::own) -> Attribute<Record, Value>;
+
 /// Whether the order of parts is compared too.
 enum class Order : std::uint8_t { none, compared };
 
@@ -46,6 +51,10 @@ struct Parts {
   Order order = Order::none;
   Origin origin = Origin::own;
 };
+
+template <class Record, class Item>
+Parts(Kind, std::vector<Item> Record::*, Order = Order::none, Origin = Origin::own)
+    -> Parts<Record, Item>;
 
 template <class Record, class Value>
 constexpr Attribute<Record, Value> named(std::string_view label, Value Record::*member) {

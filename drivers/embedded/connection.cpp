@@ -1,7 +1,5 @@
 #include "drivers/embedded/connection.h"
 
-#include <algorithm>
-#include <array>
 #include <deque>
 
 #include "ado/client_recordset.h"
@@ -16,23 +14,9 @@ namespace {
 constexpr std::int32_t kProviderError = -2147467259;
 constexpr const char16_t* kSource = u"Kelvane embedded catalog";
 
-struct StateOfNumber {
-  int number;
-  const char16_t* state;
-};
-constexpr std::array kStates = {
-    StateOfNumber{207, u"42S22"},  StateOfNumber{208, u"42S02"},  StateOfNumber{233, u"23000"},
-    StateOfNumber{245, u"22018"},  StateOfNumber{249, u"22018"},  StateOfNumber{515, u"23000"},
-    StateOfNumber{546, u"23000"},  StateOfNumber{547, u"23000"},  StateOfNumber{548, u"23000"},
-    StateOfNumber{549, u"23000"},  StateOfNumber{550, u"23000"},  StateOfNumber{911, u"08004"},
-    StateOfNumber{1505, u"23000"}, StateOfNumber{1913, u"42S11"}, StateOfNumber{2601, u"23000"},
-    StateOfNumber{2714, u"42S01"}, StateOfNumber{3607, u"22012"}, StateOfNumber{3701, u"42S02"},
-};
-
 ado::Error errorOf(const ServerMessage& message) {
-  const auto* known = std::ranges::find(kStates, message.number, &StateOfNumber::number);
   return {kProviderError, toUtf16(message.text), message.number, kSource,
-          known != kStates.end() ? known->state : u"42000"};
+          toUtf16(message.sqlState)};
 }
 
 ado::Failure failureOf(const ado::Error& error) {
@@ -89,23 +73,14 @@ class EmbeddedConnection final : public ado::Connection {
 
 // Turns the exception that is being handled into a pending error.
 void EmbeddedConnection::failStream() {
-  ServerMessage message{0, 16, 1, ""};
-  try {
-    throw;
-  } catch (const tsql::ServerError& error) {
-    message.number = error.number;
-    message.text = error.text();
-  } catch (const std::exception& error) {
-    message.text = error.what();
-  }
-  errors_.assign(1, errorOf(message));
+  errors_.assign(1, errorOf(tsql::handledError().toMessage()));
   throw failureOf(errors_.front());
 }
 
 std::unique_ptr<ado::Recordset> EmbeddedConnection::Open(std::u16string_view source,
                                                          const ado::OpenMode& mode) {
   errors_.clear();
-  server_.beginBatch();
+  server_.steps.begin();
   ClientOutcome outcome;
   const std::string text = toUtf8(source);
   const bool forward = mode.location == ado::CursorLocation::server;

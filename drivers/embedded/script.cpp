@@ -10,6 +10,7 @@
 
 #include "drivers/embedded/encoding.h"
 #include "drivers/embedded/engine/session.h"
+#include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/parser.h"
 #include "drivers/embedded/tsql/scan.h"
 #include "drivers/embedded/tsql/script.h"
@@ -224,8 +225,8 @@ class Loader {
     for (const tsql::Batch& batch : batches) {
       for (const tsql::Batch& part : tsql::splitAtSemicolons(batch)) {
         outcome.enter(part, session.parseOptions());
-        server_.beginBatch();
-        for (std::uint32_t run = 0; run < part.repeat && goesOn(session) && !server_.wasStopped();
+        server_.steps.begin();
+        for (std::uint32_t run = 0; run < part.repeat && goesOn(session) && !server_.steps.ranOut();
              ++run) {
           tell(static_cast<std::size_t>(part.text.data() - text.data()) * 100 / text.size());
           ranAnything = session.run(part.text, outcome) || ranAnything;

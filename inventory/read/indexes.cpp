@@ -1,6 +1,7 @@
 // Indexes, the constraints that they enforce, and the rows of sysindexes that stand for data.
 
 #include <algorithm>
+#include <array>
 
 #include "inventory/read/reading.h"
 #include "inventory/read/status_bits.h"
@@ -41,10 +42,10 @@ std::string strategyOf(int status2) {
   return off;
 }
 
-std::string partitionKind(int type, std::size_t position) {
-  constexpr std::string_view kKinds[] = {"range", "hash", "roundrobin", "list"};
-  if (type < 1 || position >= std::size(kKinds)) return {};
-  return std::string(kKinds[position]);
+std::string partitionKind(int type) {
+  constexpr std::array<std::string_view, 5> kKinds{"", "range", "hash", "roundrobin", "list"};
+  const auto at = static_cast<std::size_t>(std::max(type, 0));
+  return at < kKinds.size() ? std::string(kKinds[at]) : "type " + std::to_string(type);
 }
 
 /// The row that stands for the data. On an allpages table with a clustered index it is that of the
@@ -67,8 +68,7 @@ void addData(const Reading& reading, Table& table, Shape& shape, const Row& row)
       concurrency == kUsualConcurrency || (concurrency == 0 && table.lock == "allpages");
   if (concurrency && !isUsual) table.concurrencyThreshold = concurrency;
   table.cacheStrategy = strategyOf(row.number(kStatus2));
-  const int type = row.number(kPartitionType);
-  table.partitionKind = partitionKind(type, static_cast<std::size_t>(type) - 1);
+  table.partitionKind = partitionKind(row.number(kPartitionType));
 }
 
 /// The pages of text and image columns.

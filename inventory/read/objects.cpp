@@ -42,7 +42,7 @@ std::optional<Kind> kindOf(ObjectType type) {
   }
 }
 
-/// The letters of a choice of bits: "on" of (on, off).
+/// A bit, and what it says.
 struct Choice {
   int bit;
   std::string_view word;

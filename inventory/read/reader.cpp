@@ -1,6 +1,8 @@
 #include "inventory/read/reader.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <tuple>
 
 #include "inventory/read/reading.h"
@@ -78,8 +80,7 @@ void applyBounds(Reading& reading) {
   }
 }
 
-}  // namespace
-
+/// What no statement is needed for: orders, and what says nothing.
 void finish(Reading& reading) {
   applyBounds(reading);
   Database& database = reading.database;
@@ -110,17 +111,24 @@ void finish(Reading& reading) {
   std::ranges::sort(database.aliases, {}, &Alias::login);
 }
 
+// Each sends one statement, or none where the server lacks the table. What one needs of another has
+// come before it.
+constexpr std::array kSteps{readServer,      readCatalogColumns, readUsers,       readRoles,
+                            readDatabase,    readSegments,       readTypes,       readObjects,
+                            readConstraints, readProcedures,     readColumns,     readIndexes,
+                            readIndexKeys,   readReferences,     readPartitions,  readPartitionKeys,
+                            readAttributes,  readEncryptionKeys, readLogicalKeys, readTexts,
+                            readPermissions, readMessages,       readRowCounts,   readObjectsAgain};
+
+}  // namespace
+
 Database read(ado::Connection& connection, const ReadOptions& options, ReadEvents* events) {
   std::vector<Gap> gaps;
-  Reading reading{Session(connection, events, gaps, kStatements), options};
-  for (const auto step :
-       {readServer,        readCatalogColumns, readUsers,          readRoles,       readDatabase,
-        readSegments,      readTypes,          readObjects,        readConstraints, readProcedures,
-        readColumns,       readIndexes,        readIndexKeys,      readReferences,  readPartitions,
-        readPartitionKeys, readAttributes,     readEncryptionKeys, readLogicalKeys, readTexts,
-        readPermissions,   readMessages,       readRowCounts,      readObjectsAgain})
-    step(reading);
+  Reading reading{Session(connection, events, gaps, kSteps.size()), options};
+  for (const auto step : kSteps) step(reading);
+  const auto ofTexts = static_cast<std::ptrdiff_t>(gaps.size());
   applyTexts(reading);
+  std::ranges::sort(gaps.begin() + ofTexts, gaps.end(), {}, &Gap::what);
   finish(reading);
   reading.database.gaps = std::move(gaps);
   return std::move(reading.database);

@@ -178,7 +178,7 @@ struct Reading {
                    std::initializer_list<std::string_view> names) const;
 };
 
-// Each sends one statement, in this order. What one needs of another has come before it.
+// Each sends one statement; reader.cpp has their order.
 void readServer(Reading& reading);
 void readCatalogColumns(Reading& reading);
 void readUsers(Reading& reading);
@@ -203,7 +203,6 @@ void readPermissions(Reading& reading);
 void readMessages(Reading& reading);
 void readRowCounts(Reading& reading);
 void readObjectsAgain(Reading& reading);
-inline constexpr std::size_t kStatements = 24;
 
 /// The index or constraint of that number; null if there is none.
 IndexStorage* indexStorage(Table& table, const Shape& shape, int indid);
@@ -212,7 +211,5 @@ Procedure& procedureOf(Reading& reading, const ObjectEntry& entry, int number);
 
 /// Puts the texts, and what is known by their numbers, into the records.
 void applyTexts(Reading& reading);
-/// What no statement is needed for: orders, and what says nothing.
-void finish(Reading& reading);
 
 }  // namespace kelvane::inventory

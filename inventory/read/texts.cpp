@@ -107,6 +107,7 @@ class Joining {
 
 bool isWanted(const Reading& reading, int id) {
   const ObjectEntry* entry = reading.object(id);
+  if (entry && entry->type == ObjectType::trigger) entry = reading.object(entry->triggerTable);
   return entry != nullptr && entry->isWanted;
 }
 

@@ -27,13 +27,8 @@ enum DynamicStep {
   kDescribeOutput = 0x80,
 };
 constexpr int kLoginAcknowledged = 0xAD, kLoginSucceeded = 5, kLoginFailed = 6;
-constexpr int kInformation = 10;
 constexpr std::size_t kEnoughOutput = 1 << 18;
 constexpr std::string_view kLanguageName = "us_english";
-
-ServerMessage information(int number, std::string text) {
-  return {number, kInformation, 1, std::move(text)};
-}
 
 std::string acknowledgement(int status) {
   TokenBytes content, token;
@@ -47,13 +42,8 @@ std::string acknowledgement(int status) {
 
 // What went wrong with the exception that is being handled.
 Notice failure() {
-  try {
-    throw;
-  } catch (const tsql::ServerError& error) {
-    return {{error.number, error.severity, error.state, error.text()}, error.line};
-  } catch (const std::exception& error) {
-    return {{0, 16, 1, error.what()}};
-  }
+  const tsql::ServerError error = tsql::handledError();
+  return {error.toMessage(), error.line};
 }
 
 }  // namespace
@@ -108,7 +98,7 @@ void ClientSession::logIn(std::string_view record) {
 
 void ClientSession::refuseLogin() {
   Reply reply(packets_, session_, set_);
-  reply.message({4002, 14, 1, "Login failed."}, 0);
+  reply.message(message::loginFailed, 0);
   reply.raw(acknowledgement(kLoginFailed));
   reply.finish(DoneStatus::error);
   ended_ = true;
@@ -122,11 +112,9 @@ void ClientSession::greet(const Login& login) {
                                       std::max(kSmallestPacket, options_.largestPacket));
   Reply reply(packets_, session_, set_);
   reply.changed(Environment::database, session_.caller.database, "master");
-  reply.message(
-      information(5701, "Changed database context to '" + session_.caller.database + "'."), 0);
+  reply.message({message::databaseChanged, session_.caller.database}, 0);
   reply.changed(Environment::language, kLanguageName, "");
-  reply.message(
-      information(5703, "Changed language setting to '" + std::string(kLanguageName) + "'."), 0);
+  reply.message({message::languageChanged, kLanguageName}, 0);
   reply.changed(Environment::characterSet, nameOf(set_), "");
   reply.raw(acknowledgement(kLoginSucceeded));
   if (!login.capabilities.empty()) reply.raw(grantedCapabilities(login.capabilities));
@@ -237,7 +225,7 @@ void ClientSession::answerCall(MessageReader& reader, bool wide) {
 
 void ClientSession::refuse(const std::string& what) {
   Reply answer = reply();
-  answer.notice({{tsql::kNotSupported, 16, 1, what + " are not supported."}});
+  answer.notice({ServerMessage(message::notSupported, what)});
   answer.finish();
 }
 
@@ -248,7 +236,7 @@ void ClientSession::runBatch(const std::string& text, std::vector<Parameter> par
   ++batches_;
   reply_.emplace(reply());
   if (fault_ && fault_->kind == Fault::Kind::error) {
-    reply_->notice({{9999, 16, 1, "The statement was made to fail."}, 1});
+    reply_->notice({message::madeToFail, 1});
     reply_->finish();
     return endStream();
   }
@@ -274,7 +262,7 @@ void ClientSession::runBatch(const std::string& text, std::vector<Parameter> par
 
 void ClientSession::run(const std::string& text, std::vector<Parameter> parameters,
                         Outputs outputs) {
-  session_.server.beginBatch();
+  session_.server.steps.begin();
   if (parameters.empty()) {
     stream_ = session_.runStreaming(text, *reply_);
     return;
@@ -298,7 +286,7 @@ void ClientSession::tellDatabase(const std::string& before) {
   const std::string& now = session_.caller.database;
   if (now == before) return;
   reply_->changed(Environment::database, now, before);
-  reply_->message(information(5701, "Changed database context to '" + now + "'."), 1);
+  reply_->message({message::databaseChanged, now}, 1);
 }
 
 void ClientSession::pump() {
@@ -314,7 +302,7 @@ void ClientSession::pump() {
     reply_->notice(failure());
   }
   if (!more) {
-    session_.rowCount = reply_->rows();
+    session_.last.rowCount = reply_->rows();
     reply_->finish();
   }
   spoil(from);

@@ -33,7 +33,7 @@ void Reply::hold(DoneStatus status, std::int64_t count) {
 
 void Reply::release(bool more) {
   if (!held_) return;
-  const bool open = session_.transactionDepth > 0;
+  const bool open = session_.transactions.depth() > 0;
   TokenBytes out;
   out.byte(held_->token);
   out.word(static_cast<std::size_t>(static_cast<int>(held_->status) | (more ? kMoreResults : 0) |
@@ -119,7 +119,7 @@ void Reply::message(const ServerMessage& message, std::uint32_t line) {
   out.byte(message.severity);
   out.shortText(kNoSqlState);
   out.byte(0);  // without parameters
-  out.word(session_.transactionDepth > 0 ? kTransactionInProgress : kNoTransaction);
+  out.word(session_.transactions.depth() > 0 ? kTransactionInProgress : kNoTransaction);
   out.word(text.size());
   out.bytes += text;
   out.shortText(kServerName);

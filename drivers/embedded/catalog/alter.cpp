@@ -3,8 +3,12 @@
 
 #include "drivers/embedded/catalog/permission_writer.h"
 #include "drivers/embedded/catalog/storage_writer.h"
+#include "drivers/embedded/catalog/stored_indexes.h"
 #include "drivers/embedded/catalog/table_writer.h"
+#include "drivers/embedded/tsql/ast/queries.h"
+#include "drivers/embedded/tsql/ast/tables.h"
 #include "drivers/embedded/tsql/lexer.h"
+#include "drivers/embedded/tsql/overloaded.h"
 
 namespace kelvane::embedded {
 
@@ -75,8 +79,7 @@ class TableChange {
 ColumnInfo TableChange::requireColumn(std::string_view name) {
   auto column = writer_.catalog().column(table_.id, name);
   if (!column) {
-    writer_.fail(4924, "ALTER TABLE '", table_.name, "' failed. Column '", name,
-                 "' does not exist.");
+    writer_.fail(message::alteredColumnNotFound, table_.name, name);
   }
   return *column;
 }
@@ -112,9 +115,7 @@ void TableChange::operator()(const tsql::ChangePartitions& action) {
 void TableChange::requireFillable(const tsql::ColumnDefinition& definition,
                                   const ColumnInfo& column) {
   if (column.type.nullable || column.type.identity || definition.defaultClause) return;
-  writer_.fail(4997, "ALTER TABLE '", table_.name,
-               "' failed. Default clause is required in order to add non-NULL column '",
-               column.name, "'.");
+  writer_.fail(message::addedColumnNeedsDefault, table_.name, column.name);
 }
 
 void TableChange::fillAddedColumn(const tsql::ColumnDefinition& definition,
@@ -165,9 +166,13 @@ void TableChange::requireUnused(const ColumnInfo& column) {
     if (user || !other.computedcol) continue;
     if (names(writer_.catalog().sourceText(*other.computedcol), column.name)) user = other.name;
   }
+  const bool hasPartitionKeys = writer_.catalog().options().has(Release::ase15);
+  if (hasPartitionKeys && store_.value("SELECT 1 FROM syspartitionkeys WHERE id = ? AND colid = ?",
+                                       table_.id, column.colid)) {
+    writer_.fail(message::partitionKeyColumn, table_.name, column.name);
+  }
   if (user) {
-    writer_.fail(4922, "ALTER TABLE '", table_.name, "' failed. Column '", column.name,
-                 "' is used by '", *user, "', which must be dropped first.");
+    writer_.fail(message::columnUsed, table_.name, column.name, *user);
   }
 }
 
@@ -175,7 +180,7 @@ void TableChange::operator()(const tsql::DropColumn& action) {
   const ColumnInfo column = requireColumn(action.column);
   requireUnused(column);
   if (writer_.catalog().columns(table_.id).size() == 1) {
-    writer_.fail(4923, "ALTER TABLE '", table_.name, "' failed. A table must keep one column.");
+    writer_.fail(message::lastColumn, table_.name);
   }
   tables_.removeDefault(table_, column);
   records_.columns.each<&SysColumn::id>(table_.id, [&](Slot slot, const SysColumn& row) {
@@ -187,6 +192,7 @@ void TableChange::operator()(const tsql::DropColumn& action) {
     writer_.removeObject(*computed);
   });
   PermissionWriter(writer_).removeColumn(table_.id, column.colid);
+  storage_.removeColumn(table_.id, column.colid);
   if (hasRows()) {
     store_.execute(
         concat("ALTER TABLE ", table_.sqliteTable, " DROP COLUMN ", column.sqliteColumn));
@@ -258,10 +264,9 @@ void TableChange::operator()(const tsql::DropConstraint& action) {
     for (const Slot slot : records_.references.where<&SysReference::reftabid>(table_.id)) {
       const SysReference& reference = records_.references[slot];
       if (reference.indexid != *indid) continue;
-      writer_.fail(3725, "The constraint '", name, "' is being referenced by table '",
+      writer_.fail(message::constraintReferenced, name,
                    writer_.catalog().objectName(reference.tableid).value_or(""),
-                   "', foreign key constraint '",
-                   writer_.catalog().objectName(reference.constrid).value_or(""), "'.");
+                   writer_.catalog().objectName(reference.constrid).value_or(""));
     }
     tables_.indexes().remove(table_, *indid);
     return;
@@ -274,7 +279,7 @@ void TableChange::operator()(const tsql::DropConstraint& action) {
     constraintId = row.constrid;
     status = row.status;
   }
-  if (constraintId == 0) writer_.fail(3728, "'", name, "' is not a constraint.");
+  if (constraintId == 0) writer_.fail(message::notConstraint, name);
   if ((status & constraint_status::kReferential) != 0) {
     tables_.removeReference(constraintId);
   } else {
@@ -301,8 +306,7 @@ void TableChange::operator()(const tsql::ModifyColumn& action) {
     Statement nulls = store_.prepare(concat("SELECT 1 FROM ", table_.sqliteTable, " WHERE ",
                                             column.sqliteColumn, " IS NULL LIMIT 1"));
     if (nulls.step()) {
-      writer_.fail(515, "Attempt to insert NULL value into column '", column.name, "', table '",
-                   table_.name, "'; column does not allow nulls. Update fails.");
+      writer_.fail(message::nullInserted, column.name, table_.name);
     }
   }
   convertRows(column, to);
@@ -342,8 +346,7 @@ void TableChange::convertRows(const ColumnInfo& column, const ColumnType& to) {
 void TableChange::operator()(const tsql::ReplaceDefault& action) {
   const ColumnInfo column = requireColumn(action.column);
   if (column.defaultId != 0 && !records_.isInline(column.defaultId)) {
-    writer_.fail(4927, "ALTER TABLE '", table_.name, "' failed. Column '", column.name,
-                 "' has a bound default, which must be unbound first.");
+    writer_.fail(message::columnHasBoundDefault, table_.name, column.name);
   }
   tables_.removeDefault(table_, column);
   const auto* literal = std::get_if<tsql::Literal>(&action.value.value->node);
@@ -364,9 +367,7 @@ void TableChange::operator()(const tsql::SwitchTrigger& action) {
     });
   }
   if (!found) {
-    writer_.fail(208, action.trigger,
-                 " not found. Specify owner.objectname or use sp_help to check whether the object "
-                 "exists (sp_help may produce lots of output).");
+    writer_.fail(message::objectNotFound, action.trigger);
   }
 }
 
@@ -378,9 +379,9 @@ void Catalog::alterTable(const tsql::AlterTable& statement, std::string_view tex
   CatalogWriter writer(*this, caller);
   const ObjectInfo table = writer.requireTable(statement.table);
   TableChange change(writer, text, values, statement.table, table);
-  IndexWriter(writer).dropGuards(table);
+  StoredIndexes(writer).dropGuards(table);
   for (const tsql::AlterAction& action : statement.actions) std::visit(change, action);
-  IndexWriter(writer).createGuards(table);
+  StoredIndexes(writer).createGuards(table);
   savepoint.keep();
 }
 

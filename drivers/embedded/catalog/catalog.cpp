@@ -4,10 +4,10 @@
 #include <array>
 
 #include "drivers/embedded/catalog/databases.h"
-#include "drivers/embedded/catalog/index_writer.h"
 #include "drivers/embedded/catalog/keys.h"
 #include "drivers/embedded/catalog/name_text.h"
 #include "drivers/embedded/catalog/status_bits.h"
+#include "drivers/embedded/catalog/stored_indexes.h"
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/catalog/writer.h"
 #include "drivers/embedded/tsql/words.h"
@@ -63,15 +63,11 @@ std::string textOf(const SystemRecords& records, int objectId) {
 }  // namespace
 
 UnknownDatabase::UnknownDatabase(const std::string& name, std::uint32_t line)
-    : ServerError(911, 11, 2,
-                  concat("Attempt to locate entry in sysdatabases for database '", name,
-                         "' by name failed - no entry found under that name. Make sure that name "
-                         "is entered properly."),
-                  line),
-      database(name) {}
+    : ServerError(message::unknownDatabase, line, name), database(name) {}
 
-Catalog::Catalog(const CatalogOptions& options)
-    : options_(options), databases_(std::make_unique<Databases>(store_, options)) {}
+Catalog::Catalog(const CatalogOptions& options) : options_(options) {
+  databases_ = std::make_unique<Databases>(store_, options);
+}
 
 Catalog::~Catalog() = default;
 
@@ -154,7 +150,8 @@ std::optional<ObjectInfo> Catalog::findObject(const tsql::ObjectName& name, cons
   return found;
 }
 
-std::optional<ObjectInfo> Catalog::findObject(std::string_view text, const Caller& caller) {
+std::optional<tsql::ObjectName> Catalog::objectName(std::string_view text,
+                                                    const Caller& caller) const {
   std::vector<std::string> parts = nameParts(text, readsQuotedNames(caller));
   constexpr std::size_t kMostParts = 3;
   if (parts.size() > kMostParts) return std::nullopt;
@@ -162,7 +159,12 @@ std::optional<ObjectInfo> Catalog::findObject(std::string_view text, const Calle
   std::string* const slots[] = {&name.name, &name.owner, &name.database};
   std::size_t slot = 0;
   for (auto part = parts.rbegin(); part != parts.rend(); ++part) *slots[slot++] = std::move(*part);
-  return findObject(name, caller);
+  return name;
+}
+
+std::optional<ObjectInfo> Catalog::findObject(std::string_view text, const Caller& caller) {
+  const auto name = objectName(text, caller);
+  return name ? findObject(*name, caller) : std::nullopt;
 }
 
 bool Catalog::readsQuotedNames(const Caller& caller) const {
@@ -178,10 +180,7 @@ ObjectInfo Catalog::requireObject(const tsql::ObjectName& name, const Caller& ca
   for (const std::string* part : {&name.server, &name.database, &name.owner}) {
     if (!part->empty() || !written.empty()) written += *part + ".";
   }
-  throw CatalogWriter(*this, caller)
-      .error(208, 16, written, name.name,
-             " not found. Specify owner.objectname or use sp_help to check whether the object "
-             "exists (sp_help may produce lots of output).");
+  CatalogWriter(*this, caller).fail(message::objectNotFound, written + name.name);
 }
 
 std::optional<ObjectInfo> Catalog::objectById(int id) {
@@ -197,7 +196,7 @@ std::vector<ColumnInfo> Catalog::columns(int objectId) {
   if (const SystemTable* table = databases_->tables().find(objectId)) {
     for (const NamedColumn& column : table->columns) {
       columns.push_back(
-          {column.name, static_cast<int>(columns.size()) + 1, column.type, column.name, 0, 0, {}});
+          {column.name, static_cast<int>(columns.size()) + 1, column.type, column.name, 0, {}});
     }
     return columns;
   }
@@ -227,7 +226,6 @@ ColumnInfo Catalog::columnOf(const SystemRecords& records, const SysColumn& row,
   column.type.identity = (row.status & column_status::kIdentity) != 0;
   if (inTable) column.sqliteColumn = concat("c", column.colid);
   column.defaultId = row.cdefault;
-  column.ruleId = row.domain;
   if (row.computedcol) column.computed = textOf(records, *row.computedcol);
   return column;
 }
@@ -345,19 +343,16 @@ ColumnType Catalog::resolveType(const tsql::DataType& type, const Caller& caller
                              ((isCharacter(kind) || isBinary(kind)) && !isLong(kind) &&
                               kind != TypeKind::Sysname && kind != TypeKind::Timestamp);
     if (type.length && !takesLength) {
-      writer.fail(2716, "Can't specify column width on type ", system->name, ".");
+      writer.fail(message::widthNotAllowed, system->name);
     }
     if (hasPrecision && (*declared.precision < 1 || *declared.precision > kLargestPrecision)) {
-      writer.fail(2750, "Specified column precision ", *declared.precision,
-                  " is not within the range of 1 to ", kLargestPrecision, ".");
+      writer.fail(message::precisionOutOfRange, *declared.precision, kLargestPrecision);
     }
     if (hasPrecision && (*declared.scale < 0 || *declared.scale > *declared.precision)) {
-      writer.fail(2751, "Specified column scale ", *declared.scale,
-                  " is greater than the specified precision of ", *declared.precision, ".");
+      writer.fail(message::scaleOutOfRange, *declared.scale, *declared.precision);
     }
     if (declared.length < 1 || declared.length > kLargestWidth) {
-      writer.fail(2717, "The size (", declared.length,
-                  ") exceeds the maximum allowed for any data type (", kLargestWidth, ").");
+      writer.fail(message::sizeTooLarge, declared.length, kLargestWidth);
     }
     return declared;
   }
@@ -375,7 +370,7 @@ ColumnType Catalog::resolveType(const tsql::DataType& type, const Caller& caller
   const auto owner = type.owner.empty() ? std::optional(caller.uid) : userId(type.owner);
   if (owner) lookUp(*owner);
   if (!found && type.owner.empty() && caller.uid != kDboUid) lookUp(kDboUid);
-  if (!found) writer.fail(2715, "Can't find type '", type.name, "'.");
+  if (!found) writer.fail(message::typeNotFound, type.name);
   return *found;
 }
 
@@ -425,7 +420,7 @@ std::string Catalog::rowTable(int tableId) {
   records.changeObject(tableId, [](SysObject& row) { row.hasRowTable = true; });
   const Caller caller{kDboUid, databaseOf(tableId)};
   CatalogWriter writer(*this, caller);
-  IndexWriter(writer).createAllUnique(table);
+  StoredIndexes(writer).createAll(table);
   savepoint.keep();
   return table.sqliteTable;
 }

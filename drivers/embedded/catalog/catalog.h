@@ -29,9 +29,23 @@
 #include "drivers/embedded/catalog/types.h"
 #include "drivers/embedded/options.h"
 #include "drivers/embedded/store/sqlite.h"
-#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/ast/basics.h"
+#include "drivers/embedded/tsql/ast/routines.h"
 #include "drivers/embedded/tsql/error.h"
 #include "drivers/embedded/tsql/lexer.h"
+
+namespace kelvane::tsql {
+
+struct AlterTable;
+struct CreateIndex;
+struct CreateLogin;
+struct CreateTable;
+struct Drop;
+struct EncryptionKey;
+struct ModifyOwner;
+struct Permission;
+
+}  // namespace kelvane::tsql
 
 namespace kelvane::embedded {
 
@@ -92,7 +106,6 @@ struct ColumnInfo {
   ColumnType type;
   std::string sqliteColumn;  ///< empty for the columns of views and procedures
   int defaultId = 0;
-  int ruleId = 0;
   std::string computed;  ///< expression of a computed column as written; else empty
 };
 
@@ -193,6 +206,8 @@ class Catalog {
   /// As findObject; throws 208, UnknownDatabase.
   ObjectInfo requireObject(const tsql::ObjectName& name, const Caller& caller);
   std::optional<ObjectInfo> objectById(int id);
+  /// The parts of a name that comes as a text; none if there are too many.
+  std::optional<tsql::ObjectName> objectName(std::string_view text, const Caller& caller) const;
   /// `[[db.]owner.]name` as a text, as object_id() takes it.
   std::optional<ObjectInfo> findObject(std::string_view text, const Caller& caller);
   /// Whether such texts may hold names in double quotes.
@@ -302,8 +317,9 @@ class Catalog {
   const SysIndexKey* indexKey(int objectId, int indid, int key);
 
   const CatalogOptions options_;
-  Database store_;
+  // Goes after the store, which undoes what is still open in its records.
   std::unique_ptr<Databases> databases_;
+  Database store_;
 };
 
 }  // namespace kelvane::embedded

@@ -1,6 +1,10 @@
 // create table and create index.
 #include "drivers/embedded/catalog/storage_writer.h"
+#include "drivers/embedded/catalog/stored_indexes.h"
 #include "drivers/embedded/catalog/table_writer.h"
+#include "drivers/embedded/tsql/ast/objects.h"
+#include "drivers/embedded/tsql/ast/queries.h"
+#include "drivers/embedded/tsql/ast/tables.h"
 
 namespace kelvane::embedded {
 
@@ -60,8 +64,7 @@ ObjectInfo Catalog::createTable(const tsql::ObjectName& name,
   const ObjectInfo table = tables.addTable(name, storage.lockScheme);
   for (const NamedColumn& column : columns) {
     if (column.name.empty()) {
-      writer.fail(1038, "Columns of 'select into' must have a name: name the expression, '",
-                  name.name, "'.");
+      writer.fail(message::selectIntoUnnamedExpression, name.name);
     }
     tables.addColumn(table, column.name, column.type);
   }
@@ -77,7 +80,7 @@ std::vector<std::string> Catalog::ignoredDuplicates(int tableId) {
   if (!table) return {};
   const Caller caller{kDboUid, databaseOf(tableId)};
   CatalogWriter writer(*this, caller);
-  return IndexWriter(writer).ignoredDuplicates(*table);
+  return StoredIndexes(writer).ignoredDuplicates(*table);
 }
 
 void Catalog::createIndex(const tsql::CreateIndex& statement, std::string_view text,

@@ -6,6 +6,7 @@
 #include "drivers/embedded/catalog/keys.h"
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/catalog/utf8.h"
+#include "drivers/embedded/tsql/ast/queries.h"
 
 namespace kelvane::embedded {
 
@@ -55,7 +56,7 @@ bool IndexWriter::isAllPages(int tableId) {
 int IndexWriter::segmentNumber(std::string_view name) {
   if (name.empty()) return kDefaultSegment;
   const auto number = store_.value("SELECT segment FROM syssegments WHERE name = ?", name);
-  if (!number) writer_.fail(17520, "There is no such segment as '", name, "'.");
+  if (!number) writer_.fail(message::segmentNotFound, name);
   return *number;
 }
 
@@ -105,11 +106,10 @@ IndexWriter::KeyColumn IndexWriter::addHiddenColumn(const ObjectInfo& table, con
                                                     int indid, std::size_t position) {
   const tsql::IndexKey& key = plan.keys->at(position);
   if (!writer_.catalog().options().has(Release::ase15)) {
-    writer_.fail(102, "Incorrect syntax near '('.");
+    writer_.fail(message::syntax, "(");
   }
   if (plan.table == nullptr || values_ == nullptr) {
-    writer_.fail(tsql::kNotSupported, "The embedded catalog takes expressions as keys of '",
-                 table.name, "' from create index only.");
+    writer_.fail(message::expressionKeys, table.name);
   }
   const std::string name = concat("sybfi", indid, "_", position + 1);
   const ColumnType type = withNullability(values_->typeOf(*key.expression, *plan.table), true);
@@ -149,8 +149,7 @@ std::vector<IndexWriter::KeyColumn> IndexWriter::resolveKeys(const ObjectInfo& t
                                                              const IndexPlan& plan, int indid) {
   const auto& keys = *plan.keys;
   if (keys.size() > kLargestKeyCount) {
-    writer_.fail(1904, "Cannot specify more than ", kLargestKeyCount,
-                 " column names for index key list. ", keys.size(), " specified.");
+    writer_.fail(message::tooManyIndexKeys, kLargestKeyCount, keys.size());
   }
   std::vector<KeyColumn> resolved;
   for (const tsql::IndexKey& key : keys) {
@@ -161,12 +160,10 @@ std::vector<IndexWriter::KeyColumn> IndexWriter::resolveKeys(const ObjectInfo& t
     const ColumnInfo column = keyColumn(writer_.catalog().column(table.id, key.column), key.column,
                                         table.name, writer_.caller().line);
     if (std::ranges::find(resolved, column.colid, &KeyColumn::colid) != resolved.end()) {
-      writer_.fail(1909, "Cannot use duplicate column names in index key list. Column name '",
-                   key.column, "' listed more than once.");
+      writer_.fail(message::duplicateIndexKey, key.column);
     }
     if (plan.kind == IndexPlan::Kind::PrimaryKey && column.type.nullable) {
-      writer_.fail(8111, "Cannot define PRIMARY KEY constraint on nullable column '", key.column,
-                   "' in table '", table.name, "'.");
+      writer_.fail(message::nullablePrimaryKey, key.column, table.name);
     }
     resolved.push_back({column.colid, key.order == tsql::SortOrder::Descending,
                         column.type.nullable, column.type.identity});
@@ -189,7 +186,7 @@ int IndexWriter::freeIndid(int tableId) {
     if (records_.indexes[slot].indid == free) ++free;
   }
   if (free > kLargestIndid) {
-    writer_.fail(1910, "Cannot create more than 249 nonclustered indexes on one table.");
+    writer_.fail(message::tooManyIndexes);
   }
   return free;
 }
@@ -206,9 +203,7 @@ const SysIndex* IndexWriter::clustered(int tableId) const {
 void IndexWriter::requireNoClustered(const ObjectInfo& table) {
   const SysIndex* existing = clustered(table.id);
   if (existing == nullptr) return;
-  writer_.fail(1902, "Cannot create more than one clustered index on table '", table.name,
-               "'. Drop the existing clustered index '", existing->name,
-               "' before creating another.");
+  writer_.fail(message::clusteredIndexExists, table.name, existing->name);
 }
 
 int IndexWriter::add(const ObjectInfo& table, const IndexPlan& plan) {
@@ -216,8 +211,7 @@ int IndexWriter::add(const ObjectInfo& table, const IndexPlan& plan) {
   const int indid = replacesHeap ? kClusteredIndid : freeIndid(table.id);
   const std::vector<KeyColumn> keys = resolveKeys(table, plan, indid);
   if (!plan.name.empty() && find(table.id, plan.name)) {
-    writer_.fail(1913, "There is already an index on table '", table.name, "' named '", plan.name,
-                 "'.");
+    writer_.fail(message::indexExists, table.name, plan.name);
   }
   if (plan.clustered) requireNoClustered(table);
   writeRow(table, plan, indid, keys);
@@ -226,9 +220,9 @@ int IndexWriter::add(const ObjectInfo& table, const IndexPlan& plan) {
     eraseRow(table.id, kHeapIndid);
   }
   if (plan.unique) {
-    createUnique(table, indid);
+    stored_.createUnique(table, indid);
   } else if (indid == kClusteredIndid && !allowsDuplicateRows(plan.options)) {
-    createRowGuard(table, indid);
+    stored_.createRowGuard(table, indid);
   }
   return indid;
 }
@@ -282,142 +276,6 @@ void IndexWriter::applyOptions(SysIndex& index, const std::vector<tsql::StorageO
   }
 }
 
-// Unique indexes of the server are unique indexes of SQLite, `i` and table and index. Two more
-// kinds make up for what those leave open:
-// - `n...`: SQLite takes any number of nulls, the server one;
-// - `r...`: a clustered index without allow_dup_row refuses a row that is there already.
-
-namespace {
-
-bool isUnique(const SysIndex& index) { return (index.status & index_status::kUnique) != 0; }
-
-bool guardsRows(const SysIndex& index) {
-  constexpr int kUnguarded = index_status::kUnique | index_status::kAllowDuplicateRow;
-  return index.indid == kClusteredIndid && (index.status & kUnguarded) == 0;
-}
-
-constexpr std::string_view kGuardPrefixes[] = {"n", "r"};
-
-std::string indexName(std::string_view prefix, int tableId, int indid) {
-  return concat(rowStore(tableId), ".", prefix, tableId, "_", indid);
-}
-
-}  // namespace
-
-template <class Condition>
-std::vector<int> IndexWriter::indidsOf(int tableId, Condition condition) {
-  std::vector<int> indids;
-  for (const Slot slot : records_.indexes.where<&SysIndex::id>(tableId)) {
-    const SysIndex& index = records_.indexes[slot];
-    if (index.indid != kHeapIndid && condition(index)) indids.push_back(index.indid);
-  }
-  return indids;
-}
-
-void IndexWriter::createAllUnique(const ObjectInfo& table) {
-  for (const int indid : indidsOf(table.id, isUnique)) createUnique(table, indid);
-  for (const int indid : indidsOf(table.id, guardsRows)) createRowGuard(table, indid);
-}
-
-void IndexWriter::dropGuards(const ObjectInfo& table) {
-  if (table.sqliteTable == kNoRows) return;
-  for (const int indid : indidsOf(table.id, [](const SysIndex&) { return true; })) {
-    for (const std::string_view prefix : kGuardPrefixes) {
-      store_.execute(concat("DROP INDEX IF EXISTS ", indexName(prefix, table.id, indid)));
-    }
-  }
-}
-
-void IndexWriter::createGuards(const ObjectInfo& table) {
-  if (table.sqliteTable == kNoRows) return;
-  for (const int indid : indidsOf(table.id, isUnique)) createNullGuard(table, indid);
-  for (const int indid : indidsOf(table.id, guardsRows)) createRowGuard(table, indid);
-}
-
-std::vector<ColumnInfo> IndexWriter::keyColumns(const ObjectInfo& table, int indid) {
-  const auto columns = writer_.catalog().columns(table.id);
-  std::vector<ColumnInfo> keys;
-  for (const SysIndexKey& key : records_.index(table.id, indid)->keys) {
-    const auto column = std::ranges::find(columns, key.colid, &ColumnInfo::colid);
-    if (column == columns.end() || !column->computed.empty()) {
-      writer_.fail(tsql::kNotSupported, "The embedded catalog cannot keep rows in table '",
-                   table.name, "', which has a unique index of expressions.");
-    }
-    keys.push_back(*column);
-  }
-  return keys;
-}
-
-void IndexWriter::createUnique(const ObjectInfo& table, int indid) {
-  if (table.sqliteTable == kNoRows) return;
-  try {
-    store_.execute(concat("CREATE UNIQUE INDEX ", indexName("i", table.id, indid), " ON ",
-                          table.sqliteTable, "(", columnList(keyColumns(table, indid)), ")"));
-  } catch (const StoreError& error) {
-    if (!error.isDuplicateKey()) throw;
-    throw existingDuplicates(Differing::keys, table.name, writer_.caller().line);
-  }
-  createNullGuard(table, indid);
-}
-
-void IndexWriter::createNullGuard(const ObjectInfo& table, int indid) {
-  const auto keys = keyColumns(table, indid);
-  std::string anyNull;
-  for (const ColumnInfo& key : keys) {
-    if (!key.type.nullable) continue;
-    anyNull += concat(anyNull.empty() ? "" : " OR ", key.sqliteColumn, " IS NULL");
-  }
-  if (anyNull.empty()) return;
-  try {
-    store_.execute(concat("CREATE UNIQUE INDEX IF NOT EXISTS ", indexName("n", table.id, indid),
-                          " ON ", table.sqliteTable, "(", equalNulls(keys), ") WHERE ", anyNull));
-  } catch (const StoreError& error) {
-    if (!error.isDuplicateKey()) throw;
-    throw existingDuplicates(Differing::keys, table.name, writer_.caller().line);
-  }
-}
-
-void IndexWriter::createRowGuard(const ObjectInfo& table, int indid) {
-  if (table.sqliteTable == kNoRows) return;
-  const std::string row = equalNulls(comparedInRows(writer_.catalog().columns(table.id)));
-  if (row.empty()) return;
-  if ((records_.index(table.id, indid)->status & index_status::kIgnoreDuplicateRow) != 0) {
-    store_.execute(concat("DELETE FROM ", table.sqliteTable,
-                          " WHERE rowid NOT IN (SELECT min(rowid) FROM ", table.sqliteTable,
-                          " GROUP BY ", row, ")"));
-  }
-  try {
-    store_.execute(concat("CREATE UNIQUE INDEX IF NOT EXISTS ", indexName("r", table.id, indid),
-                          " ON ", table.sqliteTable, "(", row, ")"));
-  } catch (const StoreError& error) {
-    if (!error.isDuplicateKey()) throw;
-    throw existingDuplicates(Differing::rows, table.name, writer_.caller().line);
-  }
-}
-
-std::vector<std::string> IndexWriter::ignoredDuplicates(const ObjectInfo& table) {
-  std::vector<std::string> targets;
-  const auto ignoresKeys = [](const SysIndex& index) {
-    return isUnique(index) && (index.status & index_status::kIgnoreDuplicateKey) != 0;
-  };
-  const auto ignoresRows = [](const SysIndex& index) {
-    return guardsRows(index) && (index.status & index_status::kIgnoreDuplicateRow) != 0;
-  };
-  for (const int indid : indidsOf(table.id, ignoresKeys)) {
-    targets.push_back(columnList(keyColumns(table, indid)));
-  }
-  if (!indidsOf(table.id, ignoresRows).empty()) {
-    targets.push_back(equalNulls(comparedInRows(writer_.catalog().columns(table.id))));
-  }
-  return targets;
-}
-
-void IndexWriter::dropStored(int tableId, int indid) {
-  for (const std::string_view prefix : {"i", "n", "r"}) {
-    store_.execute(concat("DROP INDEX IF EXISTS ", indexName(prefix, tableId, indid)));
-  }
-}
-
 // What the row of the data says of the table itself, and the partitions of the data.
 void IndexWriter::moveData(int tableId, int from, int to) {
   const SysIndex data = *records_.index(tableId, from);
@@ -456,7 +314,7 @@ void IndexWriter::remove(const ObjectInfo& table, int indid) {
     store_.run("DELETE FROM syspartitions WHERE id = ? AND indid = ?", table.id, indid);
   }
   eraseRow(table.id, indid);
-  if (table.sqliteTable != kNoRows) dropStored(table.id, indid);
+  if (table.sqliteTable != kNoRows) stored_.drop(table.id, indid);
   if (primaryKey(table.id) == nullptr) {
     records_.changeObject(
         table.id, [](SysObject& object) { object.sysstat2 &= ~table_status2::kPrimaryKey; });
@@ -471,8 +329,9 @@ void IndexWriter::renumber(const ObjectInfo& table, int from, int to) {
         records_.references.change(slot, [&](SysReference& changed) { changed.indexid = to; });
       });
   movePartitions(table.id, from, to);
-  if (table.sqliteTable != kNoRows) dropStored(table.id, from);
-  if (isUnique(*records_.index(table.id, to))) createUnique(table, to);
+  if (table.sqliteTable != kNoRows) stored_.drop(table.id, from);
+  const SysIndex& moved = *records_.index(table.id, to);
+  if ((moved.status & index_status::kUnique) != 0) stored_.createUnique(table, to);
 }
 
 void IndexWriter::changeLockScheme(const ObjectInfo& table, std::string_view scheme) {

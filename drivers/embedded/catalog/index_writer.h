@@ -1,4 +1,4 @@
-// Indexes of a table: their rows in sysindexes, their keys, and the unique ones as SQLite indexes.
+// Indexes of a table: their rows in sysindexes and their keys.
 #pragma once
 
 #include <optional>
@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "drivers/embedded/catalog/status_bits.h"
+#include "drivers/embedded/catalog/stored_indexes.h"
 #include "drivers/embedded/catalog/writer.h"
+#include "drivers/embedded/tsql/ast/tables.h"
 
 namespace kelvane::embedded {
 
@@ -31,6 +33,7 @@ class IndexWriter {
       : writer_(writer),
         store_(writer.store()),
         records_(writer.records()),
+        stored_(writer),
         text_(text),
         values_(values) {}
 
@@ -43,13 +46,6 @@ class IndexWriter {
   /// for rows that a unique index refuses.
   int add(const ObjectInfo& table, const IndexPlan& plan);
   void remove(const ObjectInfo& table, int indid);
-  /// The SQLite indexes of a table that just got an SQLite table of its own.
-  void createAllUnique(const ObjectInfo& table);
-  /// Around a change of columns: what looks at all columns, or at which of them may be null.
-  void dropGuards(const ObjectInfo& table);
-  void createGuards(const ObjectInfo& table);
-  /// The keys, as SQLite's conflict targets, whose duplicates are left out instead of refused.
-  std::vector<std::string> ignoredDuplicates(const ObjectInfo& table);
   std::optional<int> find(int tableId, std::string_view name);
   void changeLockScheme(const ObjectInfo& table, std::string_view scheme);
 
@@ -78,16 +74,8 @@ class IndexWriter {
   void writeRow(const ObjectInfo& table, const IndexPlan& plan, int indid,
                 const std::vector<KeyColumn>& keys);
   static void applyOptions(SysIndex& index, const std::vector<tsql::StorageOption>& options);
-  void createUnique(const ObjectInfo& table, int indid);
-  /// Those with a condition, but for the heap.
-  template <class Condition>
-  std::vector<int> indidsOf(int tableId, Condition condition);
   void addRow(const ObjectInfo& table, std::string name, int indid, int segment);
   void eraseRow(int tableId, int indid);
-  std::vector<ColumnInfo> keyColumns(const ObjectInfo& table, int indid);
-  void createNullGuard(const ObjectInfo& table, int indid);
-  void createRowGuard(const ObjectInfo& table, int indid);
-  void dropStored(int tableId, int indid);
   void renumber(const ObjectInfo& table, int from, int to);
   void moveData(int tableId, int from, int to);
   void movePartitions(int tableId, int from, int to);
@@ -97,6 +85,7 @@ class IndexWriter {
   CatalogWriter& writer_;
   Database& store_;
   SystemRecords& records_;
+  StoredIndexes stored_;
   std::string_view text_;
   const RowValues* values_;
 };

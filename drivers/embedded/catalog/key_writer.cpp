@@ -44,9 +44,7 @@ void KeyWriter::apply(const tsql::EncryptionKey& statement) {
 ObjectInfo KeyWriter::require(const tsql::ObjectName& name) {
   ObjectInfo key = writer_.catalog().requireObject(properName(name), writer_.caller());
   if (key.type != object_type::kEncryptionKey) {
-    writer_.fail(208, name.name,
-                 " not found. Specify owner.objectname or use sp_help to check whether the object "
-                 "exists (sp_help may produce lots of output).");
+    writer_.fail(message::objectNotFound, name.name);
   }
   return key;
 }
@@ -82,7 +80,7 @@ void KeyWriter::alter(const tsql::EncryptionKey& statement) {
 
 void KeyWriter::alterCopy(int id, const tsql::EncryptionKey& statement) {
   const auto uid = writer_.catalog().userId(statement.copyFor);
-  if (!uid) writer_.fail(4604, "There is no such user '", statement.copyFor, "'.");
+  if (!uid) writer_.fail(message::unknownGrantee, statement.copyFor);
   store_.run("DELETE FROM sysencryptkeys WHERE id = ? AND uid = ? AND type & ?", id, uid,
              key_type::kCopy);
   if (!statement.addsCopy) return;
@@ -95,12 +93,10 @@ void KeyWriter::alterCopy(int id, const tsql::EncryptionKey& statement) {
 void KeyWriter::drop(const tsql::EncryptionKey& statement) {
   const auto key = writer_.catalog().findObject(properName(statement.name), writer_.caller());
   if (!key || key->type != object_type::kEncryptionKey) {
-    throw writer_.error(3701, 11, "Cannot drop the encryption key '", statement.name.name,
-                        "', because it doesn't exist in the system catalogs.");
+    writer_.fail(message::dropNotFound, "encryption key", statement.name.name);
   }
   if (store_.value("SELECT 1 FROM syscolumns WHERE encrkeyid = ?", key->id)) {
-    writer_.fail(tsql::kNotSupported, "The encryption key '", key->name,
-                 "' encrypts columns: decrypt them or drop their tables first.");
+    writer_.fail(message::keyInUse, key->name);
   }
   store_.run("DELETE FROM sysencryptkeys WHERE id = ?", key->id);
   writer_.removeObject(key->id);
@@ -117,9 +113,7 @@ ColumnKey KeyWriter::forColumn(const tsql::ObjectName& name, std::string_view co
     id = store_.value("SELECT id FROM sysencryptkeys WHERE type & ?", key_type::kDefault)
              .value_or(0);
     if (id == 0) {
-      writer_.fail(tsql::kNotSupported, "Column '", column,
-                   "' cannot be encrypted: there is no default key. Create one with 'create "
-                   "encryption key ... as default', or name a key.");
+      writer_.fail(message::noDefaultKey, column);
     }
   } else {
     id = require(name).id;

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "drivers/embedded/catalog/writer.h"
+#include "drivers/embedded/tsql/ast/administration.h"
 
 namespace kelvane::embedded {
 

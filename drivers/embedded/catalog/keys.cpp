@@ -10,16 +10,11 @@ namespace kelvane::embedded {
 ColumnInfo keyColumn(std::optional<ColumnInfo> column, std::string_view name,
                      std::string_view table, std::uint32_t line) {
   if (!column) {
-    throw tsql::ServerError(
-        1921, 16, 1, concat("Index column '", name, "' does not exist in table '", table, "'."),
-        line);
+    throw tsql::ServerError(message::indexColumnNotFound, line, name, table);
   }
   const TypeKind kind = column->type.kind;
   if (isLong(kind) || kind == TypeKind::Bit) {
-    throw tsql::ServerError(1919, 16, 1,
-                            concat("Column '", name, "' of type ", systemType(kind).name,
-                                   " cannot be a key of an index."),
-                            line);
+    throw tsql::ServerError(message::typeNoIndexKey, line, name, systemType(kind).name);
   }
   return *std::move(column);
 }
@@ -34,25 +29,16 @@ ColumnInfo keyColumn(const std::vector<ColumnInfo>& columns, std::string_view na
 tsql::ServerError duplicateError(Differing what, std::string_view table, std::string_view index,
                                  std::uint32_t line) {
   if (what == Differing::rows) {
-    return {2615, 14, 1,
-            concat("Attempt to insert duplicate row in table '", table, "' with index '", index,
-                   "'. Could drop and recreate index with ignore duplicate rows or allow "
-                   "duplicate rows."),
-            line};
+    return {message::duplicateRow, line, table, index};
   }
-  return {2601, 14, 1,
-          concat("Attempt to insert duplicate key row in object '", table, "' with unique index '",
-                 index, "'"),
-          line};
+  return {message::duplicateKey, line, table, index};
 }
 
 tsql::ServerError existingDuplicates(Differing what, std::string_view table, std::uint32_t line) {
   if (what == Differing::rows) {
-    return {1508, 14, 1, concat("Create index aborted on duplicate rows in table '", table, "'."),
-            line};
+    return {message::duplicateRowsExist, line, table};
   }
-  return {1505, 14, 1,
-          concat("Create unique index aborted on duplicate key in table '", table, "'."), line};
+  return {message::duplicateKeysExist, line, table};
 }
 
 std::string columnList(const std::vector<ColumnInfo>& columns) {

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "drivers/embedded/catalog/role_writer.h"
+#include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/catalog/storage_writer.h"
 #include "drivers/embedded/catalog/table_writer.h"
 
@@ -38,8 +39,7 @@ bool isOfKind(std::string_view type, const Kind& kind) {
 }  // namespace
 
 void ObjectRemover::failMissing(std::string_view kind, std::string_view name) {
-  throw writer_.error(3701, 11, "Cannot drop the ", kind, " '", name,
-                      "', because it doesn't exist in the system catalogs.");
+  writer_.fail(message::dropNotFound, kind, name);
 }
 
 void ObjectRemover::drop(tsql::DropKind kind, const tsql::ObjectName& name) {
@@ -67,8 +67,7 @@ void ObjectRemover::drop(tsql::DropKind kind, const tsql::ObjectName& name) {
 void ObjectRemover::dropTable(const ObjectInfo& table) {
   for (const SysReference& reference : writer_.catalog().referencesTo(table.id)) {
     if (reference.tableid == table.id) continue;
-    writer_.fail(3712, "Cannot drop table '", table.name,
-                 "' because it still has referential integrity constraints.");
+    writer_.fail(message::tableReferenced, table.name);
   }
   StorageWriter(writer_).remove(table.id);
   TableWriter tables(writer_, {});
@@ -108,20 +107,26 @@ void ObjectRemover::dropRuleOrDefault(const ObjectInfo& object, std::string_view
       records_.constraints.first<&SysConstraint::constrid>(object.id) != nullptr ||
       records_.isInline(object.id);
   if (isOfTable) {
-    writer_.fail(3717,
-                 "Cannot drop a default or rule constraint by DROP DEFAULT/RULE statement. "
-                 "Use ALTER TABLE command.");
+    writer_.fail(message::dropOfDeclared);
   }
   const auto requireUnbound = [&](bool isBound, std::string_view what) {
     if (!isBound) return;
-    writer_.fail(3716, "The ", kind, " '", object.name,
-                 "' cannot be dropped because it is bound to one or more ", what, ".");
+    writer_.fail(message::bound, kind, object.name, what);
   };
   requireUnbound(!records_.columns.where<&SysColumn::cdefault>(object.id).empty() ||
                      !records_.columns.where<&SysColumn::domain>(object.id).empty(),
                  "columns");
+  const SysObject* row = records_.object(object.id);
+  if (row != nullptr && (row->sysstat2 & rule_status2::kAccess) != 0) {
+    requireUnbound(
+        store_.value("SELECT 1 FROM syscolumns WHERE accessrule = ?", object.id).has_value(),
+        "columns");
+  }
   requireUnbound(
-      store_.value("SELECT 1 FROM systypes WHERE ?1 IN (tdefault, domain)", object.id).has_value(),
+      store_
+          .value("SELECT 1 FROM systypes WHERE ?1 IN (tdefault, domain, ifnull(accessrule, 0))",
+                 object.id)
+          .has_value(),
       "datatypes");
   writer_.removeObject(object.id);
 }
@@ -141,8 +146,7 @@ void ObjectRemover::dropIndex(const tsql::ObjectName& name) {
       store_.value("SELECT status2 FROM sysindexes WHERE id = ? AND indid = ?", table->id, *indid)
           .value_or(0);
   if ((status2 & index_status2::kConstraint) != 0) {
-    writer_.fail(3723, "An explicit DROP INDEX is not allowed on index '", shown,
-                 "'. It is being used for a PRIMARY KEY or UNIQUE constraint enforcement.");
+    writer_.fail(message::indexOfConstraint, shown);
   }
   indexes.remove(*table, *indid);
 }
@@ -157,8 +161,7 @@ void ObjectRemover::dropLogin(std::string_view name) {
 void ObjectRemover::dropDatabase(const tsql::ObjectName& name) {
   if (!writer_.catalog().databaseId(name.name)) failMissing("database", name.name);
   if (name.name == writer_.caller().database) {
-    writer_.fail(3702, "Cannot drop the database '", name.name,
-                 "' because it is currently in use.");
+    writer_.fail(message::databaseInUse, name.name);
   }
   writer_.catalog().removeDatabase(name.name);
 }

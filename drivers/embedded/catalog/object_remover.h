@@ -2,6 +2,7 @@
 #pragma once
 
 #include "drivers/embedded/catalog/writer.h"
+#include "drivers/embedded/tsql/ast/objects.h"
 
 namespace kelvane::embedded {
 

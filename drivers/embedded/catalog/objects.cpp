@@ -5,6 +5,7 @@
 #include "drivers/embedded/catalog/object_remover.h"
 #include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/catalog/writer.h"
+#include "drivers/embedded/tsql/ast/queries.h"
 
 namespace kelvane::embedded {
 
@@ -72,20 +73,20 @@ void saveCompiled(CatalogWriter& writer, int id, int number, std::string_view te
   writer.records().procedures.insert({.type = 1, .id = id, .number = number});
 }
 
-void addTextObject(CatalogWriter& writer, const tsql::ObjectName& name, std::string_view type,
-                   std::string_view text, bool orReplace) {
+int addTextObject(CatalogWriter& writer, const tsql::ObjectName& name, std::string_view type,
+                  std::string_view text, bool orReplace) {
   const int uid = writer.ownerFor(name);
   int id = orReplace ? replaced(writer, name.name, uid, type) : 0;
   if (id == 0) id = writer.addObject({.name = name.name, .type = type, .uid = uid});
   saveCompiled(writer, id, 0, text);
+  return id;
 }
 
 /// The columns of a view; `given` are their names where it names them itself.
 void addColumns(CatalogWriter& writer, int id, std::string_view view,
                 const std::vector<std::string>& given, const std::vector<NamedColumn>& columns) {
   if (!given.empty() && given.size() != columns.size()) {
-    writer.fail(4502, "View '", view, "' has ", given.size(), " column names specified for ",
-                columns.size(), " columns defined.");
+    writer.fail(message::viewColumnCount, view, given.size(), columns.size());
   }
   std::set<std::string_view> names;
   int colid = 0;
@@ -93,12 +94,10 @@ void addColumns(CatalogWriter& writer, int id, std::string_view view,
     const std::string& name = given.empty() ? column.name : given[static_cast<std::size_t>(colid)];
     ++colid;
     if (name.empty()) {
-      writer.fail(4511, "Create View failed because no column name was specified for column ",
-                  colid, ".");
+      writer.fail(message::viewColumnUnnamed, colid);
     }
     if (!names.insert(name).second) {
-      writer.fail(4506, "Column names in each view must be unique. Column name '", name,
-                  "' in view '", view, "' is specified more than once.");
+      writer.fail(message::viewColumnTwice, name, view);
     }
     ColumnType type = column.type;
     type.identity = false;
@@ -169,8 +168,7 @@ void Catalog::createProcedure(const tsql::CreateProcedure& statement, std::strin
         object != nullptr &&
         std::ranges::any_of(records().comments.where<&SysComment::id>(object->id), isOfGroup);
     if (isGroup || statement.number > 1) {
-      writer.fail(tsql::kNotSupported, "Procedure '", name,
-                  "' is a group: drop and create it, a group cannot be replaced.");
+      writer.fail(message::groupReplaced, name);
     }
     id = replaced(writer, name, uid, object_type::kProcedure);
   } else if (statement.number > 1) {
@@ -180,8 +178,7 @@ void Catalog::createProcedure(const tsql::CreateProcedure& statement, std::strin
       return records().comments[slot].number == statement.number;
     };
     if (std::ranges::any_of(records().comments.where<&SysComment::id>(id), isSame)) {
-      writer.fail(2729, "Object '", name, "' group number ", statement.number,
-                  " already exists in the database. Choose another procedure name.");
+      writer.fail(message::groupMemberExists, name, statement.number);
     }
   }
   const bool isExtended = !statement.external.empty() && !statement.java;
@@ -225,8 +222,7 @@ void Catalog::createTrigger(const tsql::CreateTrigger& statement, std::string_vi
   const ObjectInfo table = statement.insteadOf ? requireObject(statement.table, caller)
                                                : writer.requireTable(statement.table);
   if (databaseOf(table.id) != caller.database) {
-    writer.fail(tsql::kNotSupported, "A trigger must be created in the database of its table, '",
-                databaseOf(table.id), "'.");
+    writer.fail(message::triggerElsewhere, databaseOf(table.id));
   }
   const int uid = statement.name.owner.empty() ? table.uid : writer.ownerFor(statement.name);
   int id =
@@ -249,7 +245,10 @@ void Catalog::createRule(const tsql::CreateRule& statement, std::string_view tex
                          const Caller& caller) {
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
-  addTextObject(writer, statement.name, object_type::kRule, text, statement.orReplace);
+  const int id =
+      addTextObject(writer, statement.name, object_type::kRule, text, statement.orReplace);
+  store_.run("UPDATE sysobjects SET sysstat2 = (sysstat2 & ~?1) | ?2 WHERE id = ?3",
+             rule_status2::kAccess, statement.isAccess ? rule_status2::kAccess : 0, id);
   savepoint.keep();
 }
 

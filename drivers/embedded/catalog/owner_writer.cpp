@@ -43,9 +43,7 @@ void OwnerWriter::change(const tsql::ModifyOwner& statement) {
   if (statement.kind == "type") return changeType(statement, newUid);
   const ObjectInfo object = writer_.catalog().requireObject(statement.name, writer_.caller());
   if (!isOfKind(object.type, statement.kind)) {
-    writer_.fail(208, statement.name.name,
-                 " not found. Specify owner.objectname or use sp_help to check whether the object "
-                 "exists (sp_help may produce lots of output).");
+    writer_.fail(message::objectNotFound, statement.name.name);
   }
   changeObject(object, statement, newUid);
 }
@@ -75,7 +73,7 @@ void OwnerWriter::changeAll(const tsql::ModifyOwner& statement, int newUid) {
 void OwnerWriter::changeType(const tsql::ModifyOwner& statement, int newUid) {
   const auto type = store_.value("SELECT usertype FROM systypes WHERE name = ? AND usertype > ?",
                                  statement.name.name, kLargestSystemType);
-  if (!type) writer_.fail(2715, "Can't find type '", statement.name.name, "'.");
+  if (!type) writer_.fail(message::typeNotFound, statement.name.name);
   store_.run("UPDATE systypes SET uid = ? WHERE usertype = ?", newUid, *type);
 }
 

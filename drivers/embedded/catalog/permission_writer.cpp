@@ -5,6 +5,7 @@
 
 #include "drivers/embedded/catalog/role_writer.h"
 #include "drivers/embedded/catalog/system_tables.h"
+#include "drivers/embedded/tsql/ast/permissions.h"
 
 namespace kelvane::embedded {
 
@@ -151,7 +152,7 @@ void PermissionWriter::apply(const tsql::Permission& statement) {
   if (grantor == kDboUid && object) grantor = object->uid;
   if (!statement.grantor.empty()) {
     const auto uid = writer_.catalog().userId(statement.grantor);
-    if (!uid) writer_.fail(4604, "There is no such user '", statement.grantor, "'.");
+    if (!uid) writer_.fail(message::unknownGrantee, statement.grantor);
     grantor = *uid;
   }
   const std::vector<Right> rights = rightsOf(statement, object);
@@ -204,7 +205,7 @@ std::vector<PermissionWriter::Right> PermissionWriter::commandRights(
   }
   const Action* command = find(kCommands, privilege.name);
   if (command == nullptr) command = find(kTableCommands, privilege.name);
-  if (command == nullptr) writer_.fail(156, "Incorrect syntax near '", privilege.name, "'.");
+  if (command == nullptr) writer_.fail(message::unknownPrivilege, privilege.name);
   rights.push_back({0, command->action, {}});
   return rights;
 }
@@ -233,8 +234,7 @@ std::vector<PermissionWriter::Right> PermissionWriter::objectRights(
   const ObjectAction* action = find(kObjectActions, privilege.name);
   const bool fits = action != nullptr && (action->objects & kind) != 0;
   if (!fits || (!columns.empty() && !action->byColumn)) {
-    writer_.fail(4606, "Granted or revoked privilege ", privilege.name,
-                 " is not compatible with object '", object.name, "'.");
+    writer_.fail(message::privilegeNotOfObject, privilege.name, object.name);
   }
   add(*action);
   return rights;
@@ -246,7 +246,7 @@ Blob PermissionWriter::bitmapOf(const ObjectInfo& object, const std::vector<std:
   Blob bits;
   for (const std::string& name : columns) {
     const auto found = std::ranges::find(all, name, &ColumnInfo::name);
-    if (found == all.end()) writer_.fail(4615, "Invalid column name '", name, "'.");
+    if (found == all.end()) writer_.fail(message::unknownPermissionColumn, name);
     setBit(bits, static_cast<std::size_t>(found->colid));
   }
   return bits;
@@ -265,11 +265,10 @@ std::vector<int> PermissionWriter::granteesOf(const tsql::Permission& statement)
   for (const std::string& name : statement.grantees) {
     auto uid = writer_.catalog().userId(name);
     if (!uid) uid = RoleWriter(writer_).uidOf(name);
-    if (!uid) writer_.fail(4604, "There is no such user '", name, "'.");
+    if (!uid) writer_.fail(message::unknownGrantee, name);
     const bool isGroup = *uid == kPublicUid || *uid >= kFirstGroupUid;
     if (isGroup && statement.grantOption && statement.action == tsql::PermissionAction::Grant) {
-      writer_.fail(4613, "Grantee '", name,
-                   "' is a group or role: with grant option is for users only.");
+      writer_.fail(message::grantOptionForGroup, name);
     }
     uids.push_back(*uid);
   }

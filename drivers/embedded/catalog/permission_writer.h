@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "drivers/embedded/catalog/writer.h"
+#include "drivers/embedded/tsql/ast/permissions.h"
 
 namespace kelvane::embedded {
 

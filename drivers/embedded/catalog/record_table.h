@@ -319,10 +319,7 @@ class RecordTable final : public SystemRows {
 
   static void requireConstant(const Column& column, const Cell& value) {
     if (value == column.constant || isNull(value)) return;
-    throw tsql::ServerError(tsql::kNotSupported, 16, 1,
-                            "The embedded catalog keeps no values in column '" + column.name +
-                                "' of this system table.",
-                            0);
+    throw tsql::ServerError(message::noValuesInColumn, 0, column.name);
   }
 
   std::size_t position(const void* member) const {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "drivers/embedded/catalog/types.h"
+#include "drivers/embedded/messages/message.h"
 #include "drivers/embedded/store/cell.h"
 
 namespace kelvane::embedded {
@@ -23,12 +24,6 @@ struct ResultSet {
   std::vector<Row> rows;
 };
 
-/// Severity 11 and above is an error for the client; it does not end the batch by itself.
-struct ServerMessage {
-  int number = 0;
-  int severity = 0;
-  int state = 1;
-  std::string text;  ///< without a line end
-};
+using message::ServerMessage;
 
 }  // namespace kelvane::embedded

@@ -2,6 +2,7 @@
 
 #include "drivers/embedded/catalog/databases.h"
 #include "drivers/embedded/catalog/system_tables.h"
+#include "drivers/embedded/tsql/ast/administration.h"
 
 namespace kelvane::embedded {
 
@@ -17,13 +18,13 @@ std::optional<int> RoleWriter::find(std::string_view name) {
 
 int RoleWriter::require(std::string_view name) {
   const auto role = find(name);
-  if (!role) writer_.fail(11113, "The role '", name, "' does not exist.");
+  if (!role) writer_.fail(message::roleNotFound, name);
   return *role;
 }
 
 void RoleWriter::create(std::string_view name) {
   if (find(name) || writer_.catalog().userId(name)) {
-    writer_.fail(11116, "There is already a user, group or role named '", name, "'.");
+    writer_.fail(message::roleNameTaken, name);
   }
   store_.run("INSERT INTO syssrvroles(srid, name) SELECT max(srid) + 1, ? FROM syssrvroles", name);
 }
@@ -31,13 +32,11 @@ void RoleWriter::create(std::string_view name) {
 void RoleWriter::drop(std::string_view name, bool withOverride) {
   const auto role = find(name);
   if (!role) {
-    throw writer_.error(3701, 11, "Cannot drop the role '", name,
-                        "', because it doesn't exist in the system catalogs.");
+    writer_.fail(message::dropNotFound, "role", name);
   }
   const auto uid = store_.value("SELECT lrid FROM sysroles WHERE id = ?", *role);
   if (!withOverride && store_.value("SELECT 1 FROM sysprotects WHERE uid = ?", uid)) {
-    writer_.fail(11117, "The role '", name,
-                 "' has permissions in this database. Revoke them, or drop it with override.");
+    writer_.fail(message::roleHasPermissions, name);
   }
   store_.run("DELETE FROM sysprotects WHERE uid = ?", uid);
   store_.run("DELETE FROM sysusers WHERE uid = ?", uid);
@@ -52,7 +51,7 @@ RoleWriter::Member RoleWriter::requireMember(std::string_view name) {
   if (const auto role = find(name)) return {"syssrvroles_of_roles", "member", *role};
   auto suid = writer_.catalog().loginId(name);
   if (!suid) suid = store_.value("SELECT suid FROM sysusers WHERE name = ? AND suid > 0", name);
-  if (!suid) writer_.fail(11114, "There is no login or role named '", name, "'.");
+  if (!suid) writer_.fail(message::loginOrRoleNotFound, name);
   return {"sysloginroles", "suid", *suid};
 }
 
@@ -94,7 +93,7 @@ void Catalog::createRole(std::string_view name, const Caller& caller) {
 void Catalog::createLogin(const tsql::CreateLogin& statement, const Caller& caller) {
   CatalogWriter writer(*this, caller);
   if (loginId(statement.name)) {
-    writer.fail(17262, "A user with the specified login name already exists.");
+    writer.fail(message::loginExists);
   }
   store_.run(
       "INSERT INTO syslogins(suid, name, dbname, fullname, language)"
@@ -105,8 +104,7 @@ void Catalog::createLogin(const tsql::CreateLogin& statement, const Caller& call
 
 void Catalog::createDatabase(std::string_view name, const Caller& caller) {
   if (databaseId(name)) {
-    throw CatalogWriter(*this, caller)
-        .error(1801, 16, "Database '", name, "' already exists. Choose another database name.");
+    CatalogWriter(*this, caller).fail(message::databaseExists, name);
   }
   databases_->add(name);
 }

@@ -35,6 +35,10 @@ inline constexpr int kDataRows = 0x8000;
 inline constexpr int kLockMask = kAllPages | kDataPages | kDataRows;
 }  // namespace table_status2
 
+namespace rule_status2 {
+inline constexpr int kAccess = 0x1000000;
+}  // namespace rule_status2
+
 inline constexpr int kHeapIndid = 0;
 inline constexpr int kClusteredIndid = 1;
 inline constexpr int kTextIndid = 255;

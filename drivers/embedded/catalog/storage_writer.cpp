@@ -5,6 +5,7 @@
 
 #include "drivers/embedded/catalog/key_writer.h"
 #include "drivers/embedded/catalog/system_tables.h"
+#include "drivers/embedded/tsql/ast/queries.h"
 
 namespace kelvane::embedded {
 
@@ -92,7 +93,7 @@ int StorageWriter::dataIndid(int tableId) {
 int StorageWriter::segmentNumber(std::string_view name) {
   if (name.empty()) return 1;
   const auto number = store_.value("SELECT segment FROM syssegments WHERE name = ?", name);
-  if (!number) writer_.fail(17520, "There is no such segment as '", name, "'.");
+  if (!number) writer_.fail(message::segmentNotFound, name);
   return *number;
 }
 
@@ -126,7 +127,7 @@ void StorageWriter::applyOptions(const ObjectInfo& table,
       store_.run("UPDATE sysobjects SET sysstat3 = (ifnull(sysstat3, 0) & ~?) | ? WHERE id = ?",
                  flag->mask, flag->bits, table.id);
     } else if (keepsTableOption(option.name)) {
-      writer_.fail(102, "Incorrect syntax near '", value, "'.");
+      writer_.fail(message::syntax, value);
     }
   }
 }
@@ -184,11 +185,12 @@ void StorageWriter::place(const ObjectInfo& table, std::string_view column,
                           const tsql::ColumnStorage& storage) {
   const bool inRow = storage.place == tsql::LobPlace::InRow;
   store_.run(
-      "UPDATE syscolumns SET xstatus = (ifnull(xstatus, 0) & ~?) | ?, inrowlen = ?"
-      " WHERE id = ? AND name = ?",
+      "UPDATE syscolumns SET xstatus = (ifnull(xstatus, 0) & ~?) | ? WHERE id = ? AND name = ?",
       column_xstatus::kInRow | column_xstatus::kOffRow,
-      inRow ? column_xstatus::kInRow : column_xstatus::kOffRow, storage.rowLength, table.id,
-      column);
+      inRow ? column_xstatus::kInRow : column_xstatus::kOffRow, table.id, column);
+  if (!writer_.catalog().options().has(Release::ase15)) return;
+  store_.run("UPDATE syscolumns SET inrowlen = ? WHERE id = ? AND name = ?", storage.rowLength,
+             table.id, column);
 }
 
 void StorageWriter::encrypt(const ObjectInfo& table, std::string_view column,
@@ -240,12 +242,26 @@ void StorageWriter::decryptDefault(const ObjectInfo& table, std::string_view col
       table.id, column);
 }
 
+void StorageWriter::removeColumn(int tableId, int colid) {
+  if (const auto object = store_.value("SELECT object_info2 FROM sysattributes WHERE class = ?"
+                                       " AND object = ? AND object_info1 = ?",
+                                       kEncryptionClass, tableId, colid)) {
+    writer_.removeObject(*object);
+  }
+  store_.run("DELETE FROM sysattributes WHERE class = ? AND object = ? AND object_info1 = ?",
+             kEncryptionClass, tableId, colid);
+  store_.run(
+      "UPDATE sysattributes SET object_info1 = object_info1 - 1"
+      " WHERE class = ? AND object = ? AND object_info1 > ?",
+      kEncryptionClass, tableId, colid);
+}
+
 // partitions
 
 void StorageWriter::partition(const ObjectInfo& table, const tsql::Partitioning& partitioning) {
   const auto* method = std::ranges::find(kMethods, partitioning.method, &Method::name);
   if (method == std::end(kMethods)) {
-    writer_.fail(102, "Incorrect syntax near '", partitioning.method, "'.");
+    writer_.fail(message::syntax, partitioning.method);
   }
   unpartition(table.id);
   if (!writer_.catalog().options().has(Release::ase15)) {
@@ -261,7 +277,7 @@ void StorageWriter::partition(const ObjectInfo& table, const tsql::Partitioning&
   int position = 0;
   for (const std::string& name : partitioning.columns) {
     const auto column = writer_.catalog().column(table.id, name);
-    if (!column) writer_.fail(207, "Invalid column name '", name, "'.");
+    if (!column) writer_.fail(message::unknownColumn, name);
     store_.run("INSERT INTO syspartitionkeys(indid, id, colid, position) VALUES (?, ?, ?, ?)",
                indid, table.id, column->colid, ++position);
   }
@@ -302,7 +318,7 @@ void StorageWriter::addPartition(const ObjectInfo& table, int indid,
   const std::string name = partition.name.empty() ? concat(table.name, "_", id) : partition.name;
   if (store_.value("SELECT 1 FROM syspartitions WHERE id = ? AND indid = ? AND name = ?", table.id,
                    indid, name)) {
-    writer_.fail(2714, "There is already an object named '", name, "' in the database.");
+    writer_.fail(message::objectExists, name);
   }
   store_.run(
       "INSERT INTO syspartitions(name, indid, id, partitionid, segment, data_partitionid, crdate)"
@@ -332,7 +348,7 @@ void StorageWriter::removePartition(const ObjectInfo& table, std::string_view na
       "SELECT partitionid FROM syspartitions WHERE id = ? AND indid IN (0, 1) AND name = ?",
       table.id, name);
   if (!id) {
-    writer_.fail(tsql::kNotSupported, "Table '", table.name, "' has no partition '", name, "'.");
+    writer_.fail(message::noSuchPartition, table.name, name);
   }
   store_.run("DELETE FROM syspartitions WHERE partitionid = ?", id);
   store_.run("DELETE FROM syscomments WHERE partitionid = ?", id);

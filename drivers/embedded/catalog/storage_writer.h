@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "drivers/embedded/catalog/writer.h"
+#include "drivers/embedded/tsql/ast/tables.h"
 
 namespace kelvane::embedded {
 
@@ -54,6 +55,8 @@ class StorageWriter {
   void partition(const ObjectInfo& table, const tsql::Partitioning& partitioning);
   void unpartition(int tableId);
   void alterPartition(const ObjectInfo& table, const tsql::AlterPartition& action);
+  /// What goes with a column of that number, before those behind it move up.
+  void removeColumn(int tableId, int colid);
   /// All of it, when the table goes.
   void remove(int tableId);
 

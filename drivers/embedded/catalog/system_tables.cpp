@@ -153,6 +153,43 @@ constexpr Layout kLayouts[] = {
      "config smallint, value int, comment varchar(255), status int, value2 varchar(255) null, "
      "defvalue varchar(255) null, minimum_value int null, maximum_value int null, "
      "memory_used int null, display_level smallint null"},
+    // What a running server would tell in them is not known: they are empty.
+    {kFirstMasterId + 7, "sysprocesses",
+     "spid smallint, kpid int, enginenum int, status char(12), suid int, hostname varchar(30) "
+     "null, "
+     "program_name varchar(30) null, hostprocess varchar(30) null, cmd varchar(30) null, cpu int, "
+     "physical_io int, memusage int, blocked smallint, dbid smallint, uid int, gid int, "
+     "tran_name varchar(64) null, time_blocked int null, network_pktsz int null, "
+     "fid smallint null, execlass varchar(30) null, priority varchar(10) null, "
+     "affinity varchar(30) null, id int null, stmtnum int null, linenum int null, "
+     "origsuid int null, block_xloid int null, clientname varchar(30) null, "
+     "clienthostname varchar(30) null, clientapplname varchar(30) null, sys_id smallint null, "
+     "ses_id int null, loggedindatetime datetime null, ipaddr varchar(64) null"},
+    {kFirstMasterId + 8, "sysdevices",
+     "low int, high int, status smallint, cntrltype smallint, name sysname, phyname varchar(127), "
+     "mirrorname varchar(127) null, vdevno int @15, crdate datetime null @15, "
+     "resizedate datetime null @15, status2 int null @15"},
+    {kFirstMasterId + 9, "sysusages",
+     "dbid smallint, segmap int, lstart int, size int, vstart int, pad smallint null, "
+     "unreservedpgs int null, crdate datetime null, vdevno int @15"},
+    {kFirstMasterId + 10, "sysconfigures",
+     "config smallint, value int, comment varchar(255), status int, name varchar(255) null, "
+     "parent smallint null, value2 varchar(255) null, value3 int null, value4 int null"},
+    {kFirstMasterId + 11, "sysmessages",
+     "error int, severity smallint, dlevel smallint, description varchar(1024), "
+     "langid smallint null, sqlstate varchar(5) null"},
+    {kFirstMasterId + 12, "syscharsets",
+     "type smallint, id tinyint, csid tinyint, status smallint null, name varchar(30), "
+     "description varchar(255), definition image null, sortfile varchar(30) null"},
+    {kFirstMasterId + 13, "syslanguages",
+     "langid smallint, dateformat char(3), datefirst tinyint, upgrade int, name varchar(30), "
+     "alias varchar(30) null, months varchar(251) null, shortmonths varchar(119) null, "
+     "days varchar(216) null"},
+    {kFirstMasterId + 14, "syslocks",
+     "id int, dbid smallint, page int, type smallint, spid smallint, class varchar(30), "
+     "fid smallint, context tinyint, row smallint, loid int"},
+    {kFirstMasterId + 15, "sysremotelogins",
+     "remoteserverid smallint, remoteusername varchar(30) null, suid int, status smallint"},
 };
 
 constexpr std::string_view kInternalTables =

@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "drivers/embedded/catalog/system_tables.h"
+#include "drivers/embedded/tsql/ast/queries.h"
+#include "drivers/embedded/tsql/overloaded.h"
 
 namespace kelvane::embedded {
 
@@ -65,12 +67,10 @@ ColumnType TableWriter::columnType(const tsql::ColumnDefinition& definition) {
   }
   if (definition.identity) type.identity = true;
   if (type.kind == TypeKind::Bit && nullable) {
-    writer_.fail(2718, "Column '", definition.name,
-                 "': Cannot specify null values on a column of data type bit.");
+    writer_.fail(message::nullableBit, definition.name);
   }
   if (type.identity && (!acceptsIdentity(type, writer_.catalog().options()) || nullable)) {
-    writer_.fail(2749, "Identity column '", definition.name,
-                 "' must be numeric with a scale of 0 or integer, and not null.");
+    writer_.fail(message::badIdentity, definition.name);
   }
   return withNullability(type, nullable);
 }
@@ -118,17 +118,14 @@ void TableWriter::typeComputed(const tsql::ObjectName& table, int tableId,
 int TableWriter::insertColumn(const ObjectInfo& table, std::string_view name,
                               const ColumnType& type, int computedId) {
   if (records_.column(table.id, name) != nullptr) {
-    writer_.fail(2705, "Column names in each table must be unique. Column name '", name,
-                 "' in table '", table.name, "' is specified more than once.");
+    writer_.fail(message::duplicateColumn, name, table.name);
   }
   if (type.identity && records_.identityColumn(table.id) != nullptr) {
-    writer_.fail(2744, "Multiple identity columns specified for table '", table.name,
-                 "'. Only one identity column per table is allowed.");
+    writer_.fail(message::severalIdentities, table.name);
   }
   const int colid = records_.nextColid(table.id);
   if (colid > kLargestColumnCount) {
-    writer_.fail(1702, "CREATE TABLE failed because column '", name, "' in table '", table.name,
-                 "' exceeds the maximum of ", kLargestColumnCount, " columns.");
+    writer_.fail(message::tooManyColumns, name, table.name, kLargestColumnCount);
   }
   SysColumn column;
   column.id = table.id;
@@ -142,13 +139,22 @@ int TableWriter::insertColumn(const ObjectInfo& table, std::string_view name,
   return colid;
 }
 
+namespace {
+
+bool hasBindings(const SysType& type) {
+  return type.tdefault != 0 || type.domain != 0 || type.accessrule.value_or(0) != 0;
+}
+
+}  // namespace
+
 void TableWriter::inheritBindings(const ObjectInfo& table, int colid, int userType) {
   if (userType <= kLargestSystemType) return;
   const SysType* type = records_.types.first<&SysType::usertype>(userType);
-  if (type == nullptr || (type->tdefault == 0 && type->domain == 0)) return;
+  if (type == nullptr || !hasBindings(*type)) return;
   records_.changeColumn(table.id, colid, [&](SysColumn& column) {
     column.cdefault = type->tdefault;
     column.domain = type->domain;
+    column.accessrule = type->accessrule;
   });
 }
 
@@ -223,7 +229,7 @@ void TableWriter::addKey(const ObjectInfo& table, const std::string& name,
   std::vector<tsql::IndexKey> own;
   if (key.columns.empty() && column != nullptr) own.emplace_back().column = column->name;
   if (key.primary && indexes_.primaryKey(table.id) != nullptr) {
-    writer_.fail(1921, "Cannot add multiple PRIMARY KEY constraints to table '", table.name, "'.");
+    writer_.fail(message::severalPrimaryKeys, table.name);
   }
   IndexPlan plan;
   plan.kind = key.primary ? IndexPlan::Kind::PrimaryKey : IndexPlan::Kind::UniqueConstraint;
@@ -243,8 +249,7 @@ std::vector<int> TableWriter::colidsOf(const ObjectInfo& table,
   for (const std::string& name : names) {
     const SysColumn* column = records_.column(table.id, name);
     if (column == nullptr || column->isHidden()) {
-      writer_.fail(1703, "Foreign key column '", name, "' does not exist in table '", table.name,
-                   "'.");
+      writer_.fail(message::foreignKeyColumnNotFound, name, table.name);
     }
     colids.push_back(column->colid);
   }
@@ -292,10 +297,7 @@ TableWriter::Referenced TableWriter::resolveReferenced(const tsql::ForeignKeyCon
     for (const SysIndexKey& key : primary->keys) referenced.colids.push_back(key.colid);
   }
   if (referenced.indid == 0) {
-    writer_.fail(1715,
-                 "Foreign key constraint creation failed. No primary key or unique index of "
-                 "table '",
-                 table.name, "' matches the referenced columns.");
+    writer_.fail(message::noMatchingKey, table.name);
   }
   return referenced;
 }
@@ -306,15 +308,12 @@ void TableWriter::addForeignKey(const ObjectInfo& table, const std::string& name
   std::vector<std::string> names = key.columns;
   if (names.empty() && column != nullptr) names.push_back(column->name);
   if (names.size() > kMostReferenceColumns) {
-    writer_.fail(1904, "Cannot specify more than ", kMostReferenceColumns,
-                 " column names for foreign key column list. ", names.size(), " specified.");
+    writer_.fail(message::tooManyForeignKeyColumns, kMostReferenceColumns, names.size());
   }
   const std::vector<int> colids = colidsOf(table, names);
   const Referenced referenced = resolveReferenced(key, colids.size());
   if (referenced.colids.size() != colids.size()) {
-    writer_.fail(1716, "Foreign key constraint creation failed. Table '", table.name, "' has ",
-                 colids.size(), " referencing columns for ", referenced.colids.size(),
-                 " referenced columns.");
+    writer_.fail(message::foreignKeyCount, table.name, colids.size(), referenced.colids.size());
   }
   const int id =
       name.empty()

@@ -36,21 +36,19 @@ int sysstatOf(std::string_view type) {
 int CatalogWriter::ownerFor(const tsql::ObjectName& name) {
   if (!name.database.empty() && name.database != caller_.database) {
     if (!catalog_.databaseId(name.database)) throw UnknownDatabase(name.database, caller_.line);
-    fail(166, "The create statement does not allow specifying the database name '", name.database,
-         "' as a prefix to the object name.");
+    fail(message::databaseInCreate, name.database);
   }
   if (name.owner.empty()) return caller_.uid;
   const auto uid = catalog_.userId(name.owner);
   if (!uid) {
-    fail(2760, "Specified owner name '", name.owner,
-         "' either does not exist or you do not have permission to use it.");
+    fail(message::unknownOwner, name.owner);
   }
   return *uid;
 }
 
 void CatalogWriter::requireFreeName(std::string_view name, int uid) {
   if (records_.object(name, uid) != nullptr) {
-    fail(2714, "There is already an object named '", name, "' in the database.");
+    fail(message::objectExists, name);
   }
 }
 
@@ -125,9 +123,7 @@ void CatalogWriter::removeObject(int id) {
 ObjectInfo CatalogWriter::requireTable(const tsql::ObjectName& name) {
   ObjectInfo table = catalog_.requireObject(name, caller_);
   if (table.type != object_type::kTable) {
-    fail(208, name.name,
-         " not found. Specify owner.objectname or use sp_help to check whether the object exists "
-         "(sp_help may produce lots of output).");
+    fail(message::objectNotFound, name.name);
   }
   return table;
 }

@@ -63,13 +63,10 @@ class CatalogWriter {
   SystemRecords& records() { return records_; }
   const Caller& caller() const { return caller_; }
 
-  template <class... Pieces>
-  tsql::ServerError error(int number, int severity, const Pieces&... pieces) const {
-    return {number, severity, 1, concat(pieces...), caller_.line};
-  }
-  template <class... Pieces>
-  [[noreturn]] void fail(int number, const Pieces&... pieces) const {
-    throw error(number, 16, pieces...);
+  template <class... Arguments>
+  [[noreturn]] void fail(message::Message<sizeof...(Arguments)> message,
+                         const Arguments&... arguments) const {
+    throw tsql::ServerError(message, caller_.line, arguments...);
   }
 
   /// Owner of an object about to be created under this name. Throws 911 for another database, 2760

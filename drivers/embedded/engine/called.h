@@ -21,17 +21,16 @@ class Level {
 
   /// `procedureId`: what runs on this level, for `@@procid`.
   Level(Session& session, std::uint32_t line, int procedureId)
-      : session_(session), callerId_(session.procedureId) {
-    if (session.nestLevel >= kMost) {
-      throw tsql::ServerError(217, 16, 1,
-                              "Maximum stored procedure nesting level exceeded (limit 16).", line);
+      : session_(session), callerId_(session.calls.procedureId) {
+    if (session.calls.level >= kMost) {
+      throw tsql::ServerError(message::tooManyCalls, line);
     }
-    ++session.nestLevel;
-    session.procedureId = procedureId;
+    ++session.calls.level;
+    session.calls.procedureId = procedureId;
   }
   ~Level() {
-    --session_.nestLevel;
-    session_.procedureId = callerId_;
+    --session_.calls.level;
+    session_.calls.procedureId = callerId_;
   }
   Level(const Level&) = delete;
   Level& operator=(const Level&) = delete;

@@ -16,11 +16,7 @@ namespace {
 using tsql::ServerError;
 
 [[noreturn]] void refuseUnknown(const std::string& name) {
-  throw ServerError(tsql::kNotSupported, 16, 1,
-                    "The value of " + name + (name.ends_with(')') ? "" : "()") +
-                        " is not known here: only a running server has it. The function may "
-                        "stand in definitions; leave it out of what the embedded catalog executes.",
-                    kUnknownLine);
+  throw ServerError(message::valueUnknown, kUnknownLine, name, (name.ends_with(')') ? "" : "()"));
 }
 
 void unknownValue(FunctionCall& call) { refuseUnknown(std::string(call.text(0))); }
@@ -152,11 +148,8 @@ void sameTimestamp(FunctionCall& call) {
   if (anyNull(call) || call.cell(0) == call.cell(1)) return call.result(1);
   const Cell now = call.cell(0);
   const auto* bytes = std::get_if<Blob>(&now);
-  throw ServerError(532, 16, 2,
-                    "The timestamp (changed to 0x" +
-                        (bytes == nullptr ? std::string() : hexDigits(*bytes)) +
-                        ") shows that the row has been updated by another user.",
-                    kUnknownLine);
+  throw ServerError(message::rowTimestampChanged, kUnknownLine,
+                    (bytes == nullptr ? std::string() : hexDigits(*bytes)));
 }
 
 }  // namespace

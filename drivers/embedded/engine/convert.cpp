@@ -23,18 +23,12 @@ struct Conversion {
   std::uint32_t line;
 
   [[noreturn]] void refuse(std::string_view value) const {
-    throw tsql::ServerError(249, 16, 1,
-                            "Syntax error during explicit conversion of " + shownName(from.kind) +
-                                " value '" + std::string(value) + "' to a " + shownName(to.kind) +
-                                " field.",
-                            line);
+    throw tsql::ServerError(message::badConversion, line, shownName(from.kind), value,
+                            shownName(to.kind));
   }
   [[noreturn]] void overflow(std::string_view value) const {
-    throw tsql::ServerError(247, 16, 1,
-                            "Arithmetic overflow during explicit conversion of " +
-                                shownName(from.kind) + " value '" + std::string(value) + "' to a " +
-                                shownName(to.kind) + " field .",
-                            line);
+    throw tsql::ServerError(message::explicitOverflow, line, shownName(from.kind), value,
+                            shownName(to.kind));
   }
 };
 
@@ -154,9 +148,7 @@ Cell toMoment(const Cell& value, const Conversion& c) {
     const std::string text = textOf(value, c.from, 0);
     const auto parsed = parseMoment(text);
     if (!parsed) {
-      throw tsql::ServerError(
-          241, 16, 1, "Syntax error during explicit conversion of character string to DATETIME.",
-          c.line);
+      throw tsql::ServerError(message::notDatetime, c.line);
     }
     moment = *parsed;
   }
@@ -198,11 +190,8 @@ Cell toText(const Cell& value, const Conversion& c) {
   if (isLong(c.to.kind)) return text;
   const std::string_view kept = cutText(text, c.to);
   if (kept.size() < text.size() && isInteger(c.from.kind)) {
-    throw tsql::ServerError(265, 16, 1,
-                            "Insufficient result space for explicit conversion of " +
-                                shownName(c.from.kind) + " value '" + text + "' to a " +
-                                shownName(c.to.kind) + " field.",
-                            c.line);
+    throw tsql::ServerError(message::resultTooNarrow, c.line, shownName(c.from.kind), text,
+                            shownName(c.to.kind));
   }
   return std::string(storedText(kept));
 }

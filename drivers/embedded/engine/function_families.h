@@ -11,9 +11,14 @@
 
 namespace kelvane::embedded {
 
+void registerValueFunctions(Database& store);
+void registerDecimalFunctions(Database& store);
 void registerTextFunctions(Database& store);
+void registerTextPartFunctions(Database& store);
 void registerNumberFunctions(Database& store, Running& running);
+void registerDateFunctions(Database& store, Running& running);
 void registerCatalogFunctions(Catalog& catalog, Running& running);
+void registerLookupFunctions(Catalog& catalog, Running& running);
 
 /// The line of an error that arises while SQLite runs is the statement's; it is filled in there.
 inline constexpr std::uint32_t kUnknownLine = 0;

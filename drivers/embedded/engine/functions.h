@@ -18,7 +18,6 @@ namespace kelvane::embedded {
 class Session;
 
 /// The number under which syb_quit() ends a session.
-inline constexpr int kSessionEnded = 4996;
 
 /// The session and the frame whose statement is being stepped.
 struct Running {

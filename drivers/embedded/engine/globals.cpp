@@ -86,14 +86,20 @@ Version versionOf(const Session& session) { return versionOf(session.server.cata
 
 Cell fetchStatus(const Session& session) {
   constexpr std::int64_t kFetched = 0, kFailed = -1;
-  return session.cursorStatus == 0 ? kFetched : kFailed;
+  return session.cursors.fetchedRow() ? kFetched : kFailed;
+}
+
+Cell sqlStatus(const Session& session) {
+  constexpr std::int64_t kFetched = 0, kNoMoreRows = 2;
+  return session.cursors.fetchedRow() ? kFetched : kNoMoreRows;
 }
 
 Cell transactionState(const Session& session) {
   constexpr std::int64_t kInProgress = 0, kSucceeded = 1, kStatementAborted = 2, kAborted = 3;
-  if (session.lastError != 0) return session.transactionDepth > 0 ? kStatementAborted : kAborted;
-  if (session.transactionDepth > 0) return kInProgress;
-  return session.wasRolledBack ? kAborted : kSucceeded;
+  const bool isOpen = session.transactions.depth() > 0;
+  if (session.last.error != 0) return isOpen ? kStatementAborted : kAborted;
+  if (isOpen) return kInProgress;
+  return session.transactions.wasRolledBack() ? kAborted : kSucceeded;
 }
 
 Cell zeros(std::size_t count) { return Blob(count); }
@@ -125,20 +131,21 @@ constexpr auto kGlobals = std::to_array<Global>({
     number("cpu_busy", 0),
     number("curloid", 0),
     changing(
-        "cursor_rows", Int, [](const Session& s) -> Cell { return s.cursorRows; }, kSince15),
+        "cursor_rows", Int, [](const Session& s) -> Cell { return s.cursors.openedRows(); },
+        kSince15),
     number("datefirst", 7, Release::ase125, Tinyint),
     changing("dbts", Bytes8, [](const Session&) { return zeros(kBytesOfTimestamp); }),
-    changing("error", Int, [](const Session& s) -> Cell { return s.lastError; }),
+    changing("error", Int, [](const Session& s) -> Cell { return s.last.error; }),
     null("errorlog", Text),
     number("failedoverconn", 0),
-    changing("fetch_status", Int, fetchStatus),
+    changing("fetch_status", Int, fetchStatus, kSince15),
     number("guestuserid", 2),
     null("hacmpservername", Name),
     number("haconnection", 0),
     number("hadr_mode", -1, kSince16),
     number("hadr_state", -1, kSince16),
     number("heapmemsize", 4096, kSince15),
-    changing("identity", Numeric, [](const Session& s) -> Cell { return s.lastIdentity; }),
+    changing("identity", Numeric, [](const Session& s) -> Cell { return s.last.identity; }),
     number("idle", 0),
     number("instanceid", 0, kSince15),
     null("instancename", Name, kSince15),
@@ -171,7 +178,8 @@ constexpr auto kGlobals = std::to_array<Global>({
     number("minuserid", -32768),
     number("monitors_active", 0),
     number("ncharsize", 1, Release::ase125, Tinyint),
-    changing("nestlevel", Int, [](const Session& s) -> Cell { return std::int64_t{s.nestLevel}; }),
+    changing("nestlevel", Int,
+             [](const Session& s) -> Cell { return std::int64_t{s.calls.level}; }),
     null("nextkpgendate", Time, kSince15),
     number("nodeid", 0, kSince15),
     text("optgoal", Name, "allrows_mix", kSince15),
@@ -187,13 +195,14 @@ constexpr auto kGlobals = std::to_array<Global>({
     number("parallel_degree", 1),
     number("plwpid", 0, kSince15),
     number("probesuid", 2),
-    changing("procid", Int, [](const Session& s) -> Cell { return std::int64_t{s.procedureId}; }),
+    changing("procid", Int,
+             [](const Session& s) -> Cell { return std::int64_t{s.calls.procedureId}; }),
     null("quorum_physname", Text, kSince15),
     text("recovery_state", Name, "NOT_IN_RECOVERY", kSince15),
     number("remotestate", 0),
     number("repartition_degree", 1, kSince15),
     number("resource_granularity", 10, kSince15),
-    changing("rowcount", Int, [](const Session& s) -> Cell { return s.rowCount; }),
+    changing("rowcount", Int, [](const Session& s) -> Cell { return s.last.rowCount; }),
     number("scan_parallel_degree", 1),
     text("servername", Name, "EMBEDDED"),
     changing(
@@ -201,8 +210,8 @@ constexpr auto kGlobals = std::to_array<Global>({
         [](const Session& s) -> Cell { return static_cast<std::int64_t>(s.options.rowLimit); },
         kSince15),
     number("shmem_flags", 0),
-    changing("spid", Smallint, [](const Session& s) -> Cell { return std::int64_t{s.number()}; }),
-    changing("sqlstatus", Int, [](const Session& s) -> Cell { return s.cursorStatus; }),
+    changing("spid", Smallint, [](const Session& s) -> Cell { return std::int64_t{s.number}; }),
+    changing("sqlstatus", Int, sqlStatus),
     null("ssl_ciphersuite", Text),
     number("stringsize", 50),
     number("sys_tempdbid", 2, kSince15, Smallint),
@@ -226,7 +235,7 @@ constexpr auto kGlobals = std::to_array<Global>({
     changing("tranchained", Int,
              [](const Session& s) -> Cell { return std::int64_t{s.caller.chained}; }),
     changing("trancount", Int,
-             [](const Session& s) -> Cell { return std::int64_t{s.transactionDepth}; }),
+             [](const Session& s) -> Cell { return std::int64_t{s.transactions.depth()}; }),
     number("tranrollback", 0, kSince15),
     number("transactional_rpc", 0),
     changing("transtate", Int, transactionState),

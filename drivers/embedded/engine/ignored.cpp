@@ -4,6 +4,7 @@
 
 #include "drivers/embedded/catalog/storage_writer.h"
 #include "drivers/embedded/engine/set_options.h"
+#include "drivers/embedded/tsql/ast.h"
 
 namespace kelvane::embedded {
 

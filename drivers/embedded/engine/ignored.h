@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/ast/basics.h"
 
 namespace kelvane::embedded {
 

@@ -16,12 +16,10 @@ namespace {
 
 using tsql::ServerError;
 
-[[noreturn]] void overflow() {
-  throw ServerError(3606, 16, 0, "Arithmetic overflow occurred.", kUnknownLine);
-}
+[[noreturn]] void overflow() { throw ServerError(message::arithmeticOverflow, kUnknownLine); }
 
 void realResult(FunctionCall& call, double value) {
-  if (std::isnan(value)) throw ServerError(3622, 16, 0, "Domain error occurred.", kUnknownLine);
+  if (std::isnan(value)) throw ServerError(message::domainError, kUnknownLine);
   if (std::isinf(value)) overflow();
   call.result(value);
 }

@@ -31,6 +31,9 @@ struct Parameter {
   bool operator==(const Parameter&) const = default;
 };
 
+/// None for what differs from one run to the next.
+std::optional<Cell> constantValue(const Parameter& parameter);
+
 /// A comparison with a variable is written differently while the variable is null: `= @v` then
 /// finds the nulls. A plan serves as long as its assumptions hold.
 struct NullAssumption {

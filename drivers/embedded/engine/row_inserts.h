@@ -5,15 +5,14 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <vector>
 
 #include "drivers/embedded/engine/kept_plans.h"
 #include "drivers/embedded/engine/outcome.h"
+#include "drivers/embedded/engine/row_scanner.h"
 
 namespace kelvane::embedded {
 
@@ -32,37 +31,19 @@ class RowInserts {
   std::size_t run(std::string_view batch, Outcome& outcome);
 
  private:
-  enum class Kind : std::uint8_t { Null, Integer, Decimal, Money, Float, Text, QuotedText, Binary };
-  // The bytes [begin, end) of a literal, without quotes, sign and prefix.
-  struct Value {
-    std::uint32_t begin;
-    std::uint32_t end;
-    Kind kind;
-    bool isNegative;
-  };
-  struct Target;
-  struct Row {
-    Target* target;
-    std::uint32_t begin;
-  };
-  class Scanner;
+  struct Kept;
 
-  Target* targetFor(std::string_view head, Outcome& outcome);
-  std::unique_ptr<Target> makeTarget(std::string_view head, Outcome& outcome);
-  bool serves(const Target& target) const;
-  void insert(Target& target, std::string_view batch, const Value* values, Outcome& outcome);
-  void bind(Target& target, std::size_t column, std::string_view batch, const Value& value);
-  bool bindNumber(Target& target, std::size_t column, std::string_view digits, const Value& value);
-  bool bindText(Target& target, std::size_t column, std::string_view text);
-  void bindConverted(Target& target, std::size_t column, std::string_view batch,
-                     const Value& value);
+  RowTarget* targetFor(std::string_view head, Outcome& outcome);
+  std::unique_ptr<Kept> makeTarget(std::string_view head, Outcome& outcome);
+  bool serves(const Kept& kept) const;
+  void insert(RowTarget& target, std::string_view batch, const RowLiteral* values,
+              Outcome& outcome);
 
   Session& session_;
   /// By what stands before the first value.
-  std::unordered_map<std::string, std::unique_ptr<Target>> targets_;
+  std::unordered_map<std::string, std::unique_ptr<Kept>> targets_;
   /// Of the batch at hand; kept for their memory.
-  std::vector<Row> rows_;
-  std::vector<Value> values_;
+  ScannedRows scanned_;
 };
 
 }  // namespace kelvane::embedded

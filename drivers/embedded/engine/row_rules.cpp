@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "drivers/embedded/catalog/status_bits.h"
+#include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/lexer.h"
 #include "drivers/embedded/tsql/parser.h"
 

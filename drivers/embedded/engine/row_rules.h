@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "drivers/embedded/catalog/catalog.h"
-#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/ast/queries.h"
 
 namespace kelvane::embedded {
 

@@ -34,9 +34,21 @@ std::optional<std::size_t> Scope::sourceNamed(const tsql::ObjectName& prefix) co
   return found;
 }
 
+const Scope* Scope::home(const tsql::ColumnRef& reference) const {
+  const auto holds = [&](const Scope& scope) {
+    if (!reference.table.empty()) return scope.sourceNamed(reference.table).has_value();
+    return std::ranges::any_of(scope.sources, [&](const Source& source) {
+      return source.find(reference.column) != nullptr;
+    });
+  };
+  const Scope* scope = this;
+  while (scope != nullptr && !holds(*scope)) scope = scope->outer;
+  return scope;
+}
+
 FoundColumn Scope::resolve(const tsql::ColumnRef& reference, std::uint32_t line) const {
   const auto invalidName = [&] {
-    return tsql::ServerError(207, 16, 4, "Invalid column name '" + reference.column + "'.", line);
+    return tsql::ServerError(message::unknownColumn, line, reference.column);
   };
   for (const Scope* scope = this; scope != nullptr; scope = scope->outer) {
     const bool isOuter = scope != this;
@@ -52,20 +64,14 @@ FoundColumn Scope::resolve(const tsql::ColumnRef& reference, std::uint32_t line)
       const SourceColumn* column = scope->sources[i].find(reference.column);
       if (column == nullptr) continue;
       if (found) {
-        throw tsql::ServerError(209, 16, 1, "Ambiguous column name " + reference.column + ".",
-                                line);
+        throw tsql::ServerError(message::ambiguousColumn, line, reference.column);
       }
       found = {i, isOuter, column, scope->sources[i].sqlOf(*column)};
     }
     if (found) return *found;
   }
   if (reference.table.empty()) throw invalidName();
-  throw tsql::ServerError(107, 15, 1,
-                          "The column prefix '" + reference.table.name +
-                              "' does not match with a table name or alias name used in the query. "
-                              "Either the table is not specified in the FROM clause or it has a "
-                              "correlation name which must be used instead.",
-                          line);
+  throw tsql::ServerError(message::unknownPrefix, line, reference.table.name);
 }
 
 }  // namespace kelvane::embedded

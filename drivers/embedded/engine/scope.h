@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "drivers/embedded/catalog/types.h"
-#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/ast/expressions.h"
 
 namespace kelvane::embedded {
 
@@ -45,9 +45,16 @@ struct FoundColumn {
   std::string sql;
 };
 
+/// Where the expression stands that is translated, which decides whether it may aggregate the rows.
+enum class Clause { Other, Where, GroupBy, Having, Set, Definition };
+
 struct Scope {
   const Scope* outer = nullptr;
   std::vector<Source> sources = {};
+  Clause clause = Clause::Other;
+
+  /// The scope, this or one around it, that a reference leads to; null if there is none.
+  const Scope* home(const tsql::ColumnRef& reference) const;
 
   /// From the inside out. Throws 107 (no such prefix), 207 (no such column), 209 (several).
   FoundColumn resolve(const tsql::ColumnRef& reference, std::uint32_t line) const;

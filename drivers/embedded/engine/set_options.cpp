@@ -111,4 +111,14 @@ SetEffect effectOf(std::string_view name) {
   return rule == nullptr ? SetEffect::None : rule->effect;
 }
 
+std::optional<std::string> identityInsertTable(const tsql::SetOption& option) {
+  if (option.names.empty() || option.names.front() != "identity_insert" || option.values.empty()) {
+    return std::nullopt;
+  }
+  if (option.values.back() != "on") return "";
+  const std::string& table = option.values.front();
+  const auto dot = table.rfind('.');
+  return table.substr(dot == std::string::npos ? 0 : dot + 1);
+}
+
 }  // namespace kelvane::embedded

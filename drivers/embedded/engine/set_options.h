@@ -1,7 +1,11 @@
 // The options of `set`.
 #pragma once
 
+#include <optional>
+#include <string>
 #include <string_view>
+
+#include "drivers/embedded/tsql/ast/session_statements.h"
 
 namespace kelvane::embedded {
 
@@ -34,5 +38,9 @@ const SetOptionRule* findSetOption(std::string_view name);
 
 /// None for an option that is not known.
 SetEffect effectOf(std::string_view name);
+
+/// The table that rows with given identities go into from now on; empty after `off`. None for any
+/// other option.
+std::optional<std::string> identityInsertTable(const tsql::SetOption& option);
 
 }  // namespace kelvane::embedded

@@ -4,7 +4,9 @@
 #include <optional>
 #include <vector>
 
+#include "drivers/embedded/engine/temporary_tables.h"
 #include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/scan.h"
 #include "drivers/embedded/tsql/words.h"
 
@@ -234,8 +236,8 @@ std::optional<NamedColumns> StarExpansion::columnsOf(const NamedTable& table) {
   if (changedTable_ && (name.name == "inserted" || name.name == "deleted")) {
     columns = catalog_.columns(changedTable_->id);
   } else if (name.name.starts_with('#')) {
-    const auto found = temporaries_.find(name.name);
-    if (found != temporaries_.end()) columns = found->second.columns;
+    const TemporaryTable* found = temporaries_.find(name.name);
+    if (found != nullptr) columns = found->columns;
   } else if (const auto object = catalog_.findObject(name, caller_)) {
     columns = catalog_.columns(object->id);
   }

@@ -7,10 +7,11 @@
 #include <string_view>
 
 #include "drivers/embedded/catalog/catalog.h"
-#include "drivers/embedded/engine/variables.h"
-#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/ast/basics.h"
 
 namespace kelvane::embedded {
+
+class TemporaryTables;
 
 /// The text of `definition` within the batch `text`, with every `*` of a select list replaced by
 /// `table.column, ...` and a comment before the statement that had it. A `*` stays where it only

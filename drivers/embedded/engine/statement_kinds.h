@@ -1,10 +1,16 @@
 // Which statements define something. A kind of statement that is neither among them nor has a place
-// of its own where statements run does not compile.
+// of its own where statements run does not compile. Facts about kinds of statements.
 #pragma once
 
 #include <concepts>
+#include <cstdint>
 
-#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/ast/administration.h"
+#include "drivers/embedded/tsql/ast/objects.h"
+#include "drivers/embedded/tsql/ast/permissions.h"
+#include "drivers/embedded/tsql/ast/routines.h"
+#include "drivers/embedded/tsql/ast/tables.h"
+#include "drivers/embedded/tsql/error.h"
 
 namespace kelvane::embedded {
 
@@ -18,5 +24,15 @@ concept Definition =
           tsql::CreatePrecomputed, tsql::CreateProcedure, tsql::CreateFunction, tsql::CreateTrigger,
           tsql::CreateRule, tsql::CreateDefault, tsql::CreateSchema, tsql::CreateLogin,
           tsql::EncryptionKey, tsql::ModifyOwner, tsql::Drop, tsql::Permission>;
+
+/// Whether the statement only removes something and the error says that it is not there.
+bool isAlreadyGone(const tsql::Statement& statement, const message::Kind& error);
+
+/// Whether it begins a transaction in chained mode.
+bool touchesRows(const tsql::Statement& statement);
+
+/// Where to say that something is wrong. A definition with a stored text begins with the batch,
+/// with the comments before it.
+std::uint32_t lineOf(const tsql::Statement& statement);
 
 }  // namespace kelvane::embedded

@@ -149,11 +149,8 @@ void hexToInteger(FunctionCall& call) {
   if (digits.starts_with("0x") || digits.starts_with("0X")) digits.remove_prefix(2);
   const auto most = static_cast<std::size_t>(call.integer(1));
   if (digits.empty() || digits.size() > most || !isHexText(digits)) {
-    throw ServerError(249, 16, 1,
-                      "Syntax error during explicit conversion of VARCHAR value '" +
-                          std::string(call.text(0)) + "' to a " + (most == 8 ? "INT" : "BIGINT") +
-                          " field.",
-                      kUnknownLine);
+    throw ServerError(message::badConversion, kUnknownLine, "VARCHAR", call.text(0),
+                      (most == 8 ? "INT" : "BIGINT"));
   }
   std::uint64_t value = 0;
   std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
@@ -238,9 +235,7 @@ void toUnichar(FunctionCall& call) {
   if (call.isNull(0)) return;
   const std::int64_t code = call.integer(0);
   if (code < 0 || code > kLast || (code >= kFirstSurrogate && code <= kLastSurrogate)) {
-    throw ServerError(tsql::kNotSupported, 16, 1,
-                      "The value " + std::to_string(code) + " is not a Unicode character.",
-                      kUnknownLine);
+    throw ServerError(message::notUnicode, kUnknownLine, code);
   }
   std::u16string text;
   constexpr std::int64_t kFirstPair = 0x10000;
@@ -281,11 +276,8 @@ bool isBinaryCollation(const Cell& collation) {
 void requireBinary(const Cell& collation, const char* function) {
   if (isBinaryCollation(collation)) return;
   const auto* name = std::get_if<std::string>(&collation);
-  throw ServerError(tsql::kNotSupported, 16, 1,
-                    "The embedded catalog knows " + std::string(function) +
-                        " only for the collation 'binary', not for '" +
-                        (name != nullptr ? *name : textOf(collation, intType(), 0)) + "'.",
-                    kUnknownLine);
+  throw ServerError(message::onlyBinaryCollation, kUnknownLine, function,
+                    (name != nullptr ? *name : textOf(collation, intType(), 0)));
 }
 
 void compareTexts(FunctionCall& call) {

@@ -1,6 +1,9 @@
 // Aggregates, and the column of numbers that a select into makes.
 
+#include <algorithm>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/translator.h"
@@ -34,17 +37,54 @@ ColumnType sumType(const ColumnType& type) {
 
 }  // namespace
 
+// The rows that an aggregate is about are those of the innermost table that its argument names.
+const Scope* Translator::requireAggregation(const Expr& argument, const Scope* scope,
+                                            std::uint32_t line) const {
+  if (scope == nullptr) return nullptr;
+  std::vector<const Scope*> homes;
+  anyWithin(argument, [&](const Expr& part) {
+    if (const auto* column = as<ColumnRef>(part)) homes.push_back(scope->home(*column));
+    return false;
+  });
+  const Scope* rows = scope;
+  const auto isHome = [&] { return std::ranges::find(homes, rows) != homes.end(); };
+  while (!homes.empty() && rows != nullptr && !isHome()) rows = rows->outer;
+  if (rows == nullptr) return scope;
+  switch (rows->clause) {
+    case Clause::Other:
+      break;
+    case Clause::Having:
+      if (rows == scope) break;
+      throw ServerError(message::aggregateOfOuterColumns, line);
+    case Clause::Definition:
+      throw ServerError(message::aggregateInDefinition, line);
+    case Clause::Where:
+      throw ServerError(message::aggregateInWhere, line);
+    case Clause::GroupBy:
+      throw ServerError(message::aggregateInGroupBy, line);
+    case Clause::Set:
+      throw ServerError(message::aggregateInSet, line);
+  }
+  if (rows == aggregated_) {
+    throw ServerError(message::nestedAggregate, line);
+  }
+  return rows;
+}
+
 SqlValue Translator::aggregate(const FunctionRule& rule, const Call& call, const Expr& expr,
                                const Scope* scope) {
   const std::string name(rule.name);
   const bool counts = name == "count" || name == "count_big";
   const ColumnType countType = name == "count" ? intType() : plainType(TypeKind::Bigint, false);
   const std::uint32_t line = expr.range.line;
+  const Scope* rows = requireAggregation(*call.arguments[0], scope, line);
   if (as<Star>(*call.arguments[0])) {
-    if (!counts) throw ServerError(102, 15, 1, "Incorrect syntax near '*'.", line);
+    if (!counts) throw ServerError(message::syntax, line, "*");
     return {"count(*)", countType};
   }
+  const Scope* around = std::exchange(aggregated_, rows);
   const SqlValue argument = value(*call.arguments[0], scope);
+  aggregated_ = around;
   const std::string inside = (call.distinct ? "DISTINCT " : "") + collated(argument);
   if (counts) return {"count(" + inside + ")", countType};
   if (name == "min" || name == "max") {
@@ -54,10 +94,7 @@ SqlValue Translator::aggregate(const FunctionRule& rule, const Call& call, const
   }
   const ColumnType& type = argument.type;
   if (familyOf(type.kind) != TypeFamily::Number) {
-    throw ServerError(409, 16, 1,
-                      "The " + name + " operation cannot take a " + shownName(type.kind) +
-                          " datatype as an argument.",
-                      line);
+    throw ServerError(message::invalidAggregate, line, name, shownName(type.kind));
   }
   if (!rule.sql.empty()) return {std::string(rule.sql) + "(" + inside + ")", floatType()};
   const ColumnType result = sumType(type);

@@ -10,6 +10,7 @@
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/parser.h"
 #include "drivers/embedded/tsql/words.h"
 
@@ -18,8 +19,7 @@ namespace kelvane::embedded {
 using namespace tsql;
 
 ServerError wrongCount(const std::string& name, std::uint32_t line) {
-  return ServerError(174, 15, 1, "The function '" + name + "' has a wrong number of arguments.",
-                     line);
+  return ServerError(message::wrongArgumentCount, line, name);
 }
 
 namespace {
@@ -42,11 +42,7 @@ bool takesOption(std::string_view function, std::string_view word) {
 }
 
 ServerError unknownFunction(const std::string& name, std::uint32_t line) {
-  return ServerError(14216, 16, 1,
-                     "Function '" + name +
-                         "' not found. If this is a SQLJ function or SQL function, use sp_help to "
-                         "check whether the object exists (sp_help may produce lots of output).",
-                     line);
+  return ServerError(message::functionNotFound, line, name);
 }
 
 std::optional<int> literalNumber(const SqlValue& value) {
@@ -258,9 +254,7 @@ SqlValue Translator::hashCall(const std::string& name, const Call& call, const S
   const std::string word = chosen == nullptr ? "md5" : algorithmWord(*chosen, context_.texts);
   const auto* algorithm = std::ranges::find(kAlgorithms, word, &Algorithm::word);
   if (algorithm == std::end(kAlgorithms)) {
-    throw ServerError(14216, 16, 1,
-                      "The algorithm of " + name + "() must be 'md5' or 'sha1', written out.",
-                      line);
+    throw ServerError(message::hashAlgorithmUnknown, line, name);
   }
   // The plan holds what the text said.
   holdsTexts_ = true;
@@ -268,9 +262,7 @@ SqlValue Translator::hashCall(const std::string& name, const Call& call, const S
   for (std::size_t i = isHash ? 0 : 1; i < (isHash ? 1 : call.arguments.size()); ++i) {
     const SqlValue part = value(*call.arguments[i], scope);
     if (isLong(part.type.kind)) {
-      throw ServerError(529, 16, 1,
-                        "The function " + name + "() takes no " + shownName(part.type.kind) + ".",
-                        line);
+      throw ServerError(message::functionTakesNo, line, name, shownName(part.type.kind));
     }
     parts += ", bytes_in_memory(" + argumentText('v', part, line) + typeNumbers(part.type) + ", " +
              quotedText(call.option) + ")";
@@ -334,10 +326,8 @@ SqlValue Translator::datePartCall(const std::string& name, const Call& call, con
   const auto part = word == nullptr ? std::nullopt : datePart(word->column);
   const bool counts = name == "dateadd" || name == "datediff";
   if (!part || (counts && *part >= DatePart::CalendarWeek)) {
-    throw ServerError(155, 15, 1,
-                      "'" + (word == nullptr ? std::string() : word->column) +
-                          "' is not a recognized " + name + " option.",
-                      line);
+    throw ServerError(message::unknownDatePart, line,
+                      (word == nullptr ? std::string() : word->column), name);
   }
   const std::string partNumber = std::to_string(static_cast<int>(*part));
   std::vector<SqlValue> rest;
@@ -401,7 +391,7 @@ SqlValue Translator::call(const Call& call, const Expr& expr, const Scope* scope
   const FunctionRule* rule = findFunction(name, call.arguments.size(), options);
   if (rule == nullptr) throw wrongCount(name, line);
   if (!call.option.empty() && !takesOption(name, call.option)) {
-    throw ServerError(102, 15, 1, "Incorrect syntax near '" + call.option + "'.", line);
+    throw ServerError(message::syntax, line, call.option);
   }
   switch (rule->form) {
     case FunctionForm::Aggregate:
@@ -413,7 +403,7 @@ SqlValue Translator::call(const Call& call, const Expr& expr, const Scope* scope
     case FunctionForm::TableSize:
       return tableSize(*rule, call, scope);
     case FunctionForm::Condition:
-      throw ServerError(102, 15, 1, "Incorrect syntax near '" + name + "'.", line);
+      throw ServerError(message::syntax, line, name);
     case FunctionForm::Template:
     case FunctionForm::Choice:
     case FunctionForm::UnknownHere:

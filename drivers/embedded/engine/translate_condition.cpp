@@ -8,6 +8,7 @@
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/overloaded.h"
 #include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::embedded {
@@ -75,7 +76,7 @@ std::string Translator::condition(const Expr& expr, const Scope* scope, Polarity
             return "(" + joined(parts, e.op == LogicalOp::And ? " AND " : " OR ") + ")";
           },
           [&](const Unary& e) {
-            if (e.op != UnaryOp::Not) throw ServerError(102, 15, 1, "Incorrect syntax.", line);
+            if (e.op != UnaryOp::Not) throw ServerError(message::syntaxAnywhere, line);
             return "NOT (" + condition(*e.operand, scope, Polarity::Any) + ")";
           },
           [&](const Like& e) { return like(e, scope); },
@@ -95,9 +96,7 @@ std::string Translator::condition(const Expr& expr, const Scope* scope, Polarity
           },
           [&](const Quantified& e) { return quantified(e, line, scope); },
           [&](const Call& e) { return callCondition(e, scope, line); },
-          [&](const auto&) -> std::string {
-            throw ServerError(102, 15, 1, "Incorrect syntax near the condition.", line);
-          },
+          [&](const auto&) -> std::string { throw ServerError(message::syntaxOfCondition, line); },
       },
       expr.node);
 }
@@ -111,7 +110,7 @@ std::string Translator::callCondition(const Call& call, const Scope* scope, std:
   const FunctionRule* rule =
       findFunction(call.function.name, call.arguments.size(), context_.catalog.options());
   if (rule == nullptr || rule->form != FunctionForm::Condition) {
-    throw ServerError(102, 15, 1, "Incorrect syntax near ')'.", line);
+    throw ServerError(message::syntax, line, ")");
   }
   std::vector<SqlValue> arguments;
   arguments.reserve(call.arguments.size());
@@ -161,7 +160,7 @@ std::optional<std::string> Translator::keyLookup(const Expr& expr, const Scope* 
 std::string Translator::comparison(const Binary& binary, std::uint32_t line, const Scope* scope,
                                    Polarity polarity) {
   if (symbolOf(binary.op) == nullptr) {
-    throw ServerError(102, 15, 1, "Incorrect syntax near the condition.", line);
+    throw ServerError(message::syntaxOfCondition, line);
   }
   const auto leftNull = knownNull(*binary.left);
   const auto rightNull = knownNull(*binary.right);
@@ -268,11 +267,7 @@ std::string Translator::membership(const InSubquery& in, std::uint32_t line, con
   const SqlValue v = value(*in.value, scope);
   const QueryText inner = query(*in.query, scope, QueryUse::Values);
   if (inner.columns.size() != 1) {
-    throw ServerError(
-        116, 15, 1,
-        "The symbol '*' can only be used for a subquery select list when the subquery "
-        "is introduced with EXISTS or NOT EXISTS.",
-        line);
+    throw ServerError(message::starInSubquery, line);
   }
   const std::string names = "IN (" + inner.sql + ")";
   const ColumnType& type = inner.columns[0].type;

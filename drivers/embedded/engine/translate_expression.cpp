@@ -8,6 +8,7 @@
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/overloaded.h"
 
 namespace kelvane::embedded {
 
@@ -19,7 +20,7 @@ namespace {
 constexpr std::size_t kMostBoundTexts = 100;
 
 ServerError syntaxError(const std::string& near, std::uint32_t line) {
-  return ServerError(102, 15, 1, "Incorrect syntax near '" + near + "'.", line);
+  return ServerError(message::syntax, line, near);
 }
 
 bool isVaryingText(TypeKind kind) { return isCharacter(kind) && !isFixedWidthText(kind); }
@@ -104,10 +105,7 @@ SqlValue Translator::value(const Expr& expr, const Scope* scope) {
   // Some say an operand twice, and computed columns stand for whole expressions.
   const std::size_t longest = 1'000'000 + 100 * std::size_t{expr.range.end - expr.range.begin};
   if (result.sql.size() > longest) {
-    throw ServerError(191, 15, 1,
-                      "Some part of your SQL statement is nested too deeply. Rewrite the query or "
-                      "break it up into smaller queries.",
-                      line);
+    throw ServerError(message::nestedTooDeeply, line);
   }
   return result;
 }
@@ -173,7 +171,7 @@ SqlValue Translator::variable(const tsql::Variable& variable, std::uint32_t line
   if (ruled_) return *ruled_;
   const auto found = context_.variables.find(variable.name);
   if (found == context_.variables.end()) {
-    throw ServerError(137, 15, 2, "Must declare variable '" + variable.name + "'.", line);
+    throw ServerError(message::undeclaredVariable, line, variable.name);
   }
   const bool changesByRow = std::find(assignedVariables_.begin(), assignedVariables_.end(),
                                       variable.name) != assignedVariables_.end();
@@ -186,7 +184,7 @@ SqlValue Translator::variable(const tsql::Variable& variable, std::uint32_t line
 
 SqlValue Translator::global(const GlobalVariable& variable, std::uint32_t line) {
   const auto type = globalVariableType(variable.name, context_.catalog.options());
-  if (!type) throw ServerError(137, 15, 2, "Must declare variable '" + variable.name + "'.", line);
+  if (!type) throw ServerError(message::undeclaredVariable, line, variable.name);
   return {parameter(Parameter::Source::Global, variable.name), *type};
 }
 
@@ -252,10 +250,7 @@ SqlValue Translator::bitwise(const char* op, const SqlValue& left, const SqlValu
   const auto integer = [&](const SqlValue& side) {
     if (isInteger(side.type.kind)) return side.sql;
     if (!isBinary(side.type.kind)) {
-      throw ServerError(403, 16, 1,
-                        "Invalid operator for datatype op: " + std::string(op) +
-                            " type: " + shownName(side.type.kind) + ".",
-                        line);
+      throw ServerError(message::invalidOperator, line, op, shownName(side.type.kind));
     }
     return converted(side, intType(true));
   };
@@ -295,10 +290,7 @@ SqlValue Translator::binary(const Binary& binary, const Expr& expr, const Scope*
       if (joins) {
         for (const SqlValue* side : {&left, &right}) {
           if (side->isNull || !isLong(side->type.kind)) continue;
-          throw ServerError(
-              403, 16, 1,
-              "Invalid operator for datatype op: + type: " + shownName(side->type.kind) + ".",
-              line);
+          throw ServerError(message::invalidOperator, line, "+", shownName(side->type.kind));
         }
         return concatenation(left, right);
       }
@@ -328,10 +320,8 @@ SqlValue Translator::binary(const Binary& binary, const Expr& expr, const Scope*
   if (isTemporal(left.type.kind) || isTemporal(right.type.kind)) {
     const SqlValue& moment = isTemporal(left.type.kind) ? left : right;
     const SqlValue& other = isTemporal(left.type.kind) ? right : left;
-    throw ServerError(403, 16, 1,
-                      "Invalid operator for datatype op: " + std::string(1, op) + " type: " +
-                          shownName((isTemporal(other.type.kind) ? other : moment).type.kind) + ".",
-                      line);
+    throw ServerError(message::invalidOperator, line, std::string(1, op),
+                      shownName((isTemporal(other.type.kind) ? other : moment).type.kind));
   }
   const ColumnType type = arithmeticType(left.type, right.type, op, line);
   const auto number = [&](const SqlValue& v) {
@@ -389,11 +379,7 @@ SqlValue Translator::caseValue(const Case& expr, const Expr& whole, const Scope*
 SqlValue Translator::scalarSubquery(const Query& inner, const Scope* scope) {
   const QueryText text = query(inner, scope, QueryUse::Values);
   if (text.columns.size() != 1) {
-    throw ServerError(
-        116, 15, 1,
-        "The symbol '*' can only be used for a subquery select list when the subquery "
-        "is introduced with EXISTS or NOT EXISTS.",
-        inner.range.line);
+    throw ServerError(message::starInSubquery, inner.range.line);
   }
   return {"(" + text.sql + ")", withNullability(text.columns[0].type, true)};
 }

@@ -4,9 +4,11 @@
 #include <set>
 #include <utility>
 
+#include "drivers/embedded/engine/temporary_tables.h"
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/parser.h"
 
 namespace kelvane::embedded {
@@ -84,7 +86,7 @@ void Translator::computeColumns(const std::vector<ColumnInfo>& columns, Source& 
 ColumnType Translator::typeOf(const Expr& expression, const ObjectName& table) {
   NamedTable named;
   named.name = table;
-  const Scope scope{nullptr, {sourceOf(named)}};
+  const Scope scope{nullptr, {sourceOf(named)}, Clause::Definition};
   return value(expression, &scope).type;
 }
 
@@ -103,13 +105,10 @@ std::shared_ptr<const SourceColumns> Translator::systemColumns(int tableId) {
 
 Source Translator::viewSource(const ObjectInfo& view, Source source) {
   if (++viewDepth_ > kMaxViewDepth) {
-    throw ServerError(429, 16, 1, "Too many levels of nested views.", 0);
+    throw ServerError(message::tooManyViews, 0);
   }
   if (++viewCount_ > kMaxViews) {
-    throw ServerError(106, 15, 1,
-                      "Too many table names in the query. The maximum allowable is " +
-                          std::to_string(kMaxViews) + ".",
-                      0);
+    throw ServerError(message::tooManyTables, 0, kMaxViews);
   }
   const SourceText stored = context_.catalog.source(view.id);
   const StatementList batch = parseBatch(stored.text, stored.options());
@@ -122,7 +121,7 @@ Source Translator::viewSource(const ObjectInfo& view, Source source) {
                                    : nullptr;
   }
   if (definition == nullptr) {
-    throw ServerError(4401, 16, 1, "View " + view.name + " has no text.", 0);
+    throw ServerError(message::viewWithoutText, 0, view.name);
   }
   const std::string& database = context_.catalog.databaseOf(view.id);
   const Caller outer = std::exchange(caller_, context_.catalog.callerIn(database, caller_));
@@ -146,10 +145,10 @@ void Translator::requireCreated(const ObjectName& name) const {
 }
 
 const TemporaryTable* Translator::temporary(const std::string& name) {
-  const auto found = context_.temporaries.find(name);
-  if (found == context_.temporaries.end()) return nullptr;
-  temporaries_.push_back({name, found->second.definition});
-  return &found->second;
+  const TemporaryTable* found = context_.temporaries.find(name);
+  if (found == nullptr) return nullptr;
+  temporaries_.push_back({name, found->definition});
+  return found;
 }
 
 Source Translator::sourceOf(const NamedTable& table) {
@@ -164,15 +163,11 @@ Source Translator::sourceOf(const NamedTable& table) {
   }
   source.sqlAlias = newAlias();
   const bool isPlain = name.database.empty() && name.owner.empty();
-  const bool holdsFiredRows = isPlain && context_.temporaries.contains(name.name);
+  const bool holdsFiredRows = isPlain && context_.temporaries.find(name.name) != nullptr;
   if (name.name.starts_with('#') || holdsFiredRows) {
     const TemporaryTable* found = temporary(name.name);
     if (found == nullptr) {
-      throw ServerError(208, 16, 1,
-                        name.name +
-                            " not found. Specify owner.objectname or use sp_help to check whether "
-                            "the object exists (sp_help may produce lots of output).",
-                        name.range.line);
+      throw ServerError(message::objectNotFound, name.range.line, name.name);
     }
     source.sqliteTable = found->sqliteTable;
     source.columns = sourceColumns(found->columns);
@@ -183,11 +178,7 @@ Source Translator::sourceOf(const NamedTable& table) {
     const ObjectInfo object = context_.catalog.requireObject(name, caller);
     if (object.type == "V" || object.type == "RS") return viewSource(object, std::move(source));
     if (object.sqliteTable.empty()) {
-      throw ServerError(208, 16, 1,
-                        name.name +
-                            " not found. Specify owner.objectname or use sp_help to check whether "
-                            "the object exists (sp_help may produce lots of output).",
-                        name.range.line);
+      throw ServerError(message::objectNotFound, name.range.line, name.name);
     }
     source.sqliteTable = object.sqliteTable;
     if (object.type == "S" && context_.systemColumns != nullptr) {
@@ -269,8 +260,7 @@ std::string Translator::renderTable(const TableRef& table, const Scope& scope, s
 Translator::FromText Translator::outerJoins(const std::vector<TableRefPtr>& from,
                                             const std::vector<const Expr*>& terms, Scope& scope) {
   if (from.size() != scope.sources.size()) {
-    throw ServerError(313, 16, 1, "Outer joins of both kinds cannot stand in the same query.",
-                      from[0]->range.line);
+    throw ServerError(message::mixedOuterJoins, from[0]->range.line);
   }
   std::vector<std::vector<std::string>> conditions(scope.sources.size());
   std::vector<std::set<std::size_t>> needs(scope.sources.size());
@@ -282,7 +272,7 @@ Translator::FromText Translator::outerJoins(const std::vector<TableRefPtr>& from
     const auto kept = sourcesWithin(left ? *equality->left : *equality->right, scope);
     const auto inner = sourcesWithin(left ? *equality->right : *equality->left, scope);
     if (inner.size() != 1) {
-      throw ServerError(303, 16, 1, "The outer join has no inner table.", term->range.line);
+      throw ServerError(message::outerJoinWithoutInner, term->range.line);
     }
     const std::size_t table = *inner.begin();
     conditions[table].push_back(compared(BinaryOp::Equal, value(*equality->left, &scope),
@@ -321,8 +311,7 @@ Translator::FromText Translator::outerJoins(const std::vector<TableRefPtr>& from
       placed.insert(i);
     }
     if (placed.size() == before) {
-      throw ServerError(303, 16, 1, "The tables are outer joined in a circle.",
-                        from[0]->range.line);
+      throw ServerError(message::outerJoinCircle, from[0]->range.line);
     }
   }
   return result;

@@ -55,16 +55,11 @@ Plan Translator::select(const Query& whole) {
   const bool assigns = !first.items.empty() && !first.items.front().variable.empty();
   for (const SelectItem& item : first.items) {
     if (item.variable.empty() == assigns) {
-      throw ServerError(
-          141, 15, 1,
-          "A SELECT statement that assigns a value to a variable must not be combined "
-          "with data-retrieval operations.",
-          item.value->range.line);
+      throw ServerError(message::assignsAndSelects, item.value->range.line);
     }
     if (!assigns) continue;
     if (context_.variables.find(item.variable) == context_.variables.end()) {
-      throw ServerError(137, 15, 2, "Must declare variable '" + item.variable + "'.",
-                        item.value->range.line);
+      throw ServerError(message::undeclaredVariable, item.value->range.line, item.variable);
     }
     if (!first.from.empty() || first.items.size() > 1) assignedVariables_.push_back(item.variable);
   }
@@ -117,12 +112,7 @@ std::vector<SqlValue> Translator::selectItems(const Select& select, const Scope&
     }
     const auto only = star->table.empty() ? std::nullopt : scope.sourceNamed(star->table);
     if (!star->table.empty() && !only) {
-      throw ServerError(107, 15, 1,
-                        "The column prefix '" + star->table.name +
-                            "' does not match with a table name or alias name used in the query. "
-                            "Either the table is not specified in the FROM clause or it has a "
-                            "correlation name which must be used instead.",
-                        item.value->range.line);
+      throw ServerError(message::unknownPrefix, item.value->range.line, star->table.name);
     }
     for (std::size_t i = 0; i < scope.sources.size(); ++i) {
       if (only && *only != i) continue;
@@ -135,25 +125,48 @@ std::vector<SqlValue> Translator::selectItems(const Select& select, const Scope&
   return items;
 }
 
+// SQLite knows that all rows are one group only by an aggregate in the select list.
+void Translator::makeOneGroup(const Select& select, SelectText& text) {
+  const auto isColumn = [](const Expr& part) { return as<ColumnRef>(part) || as<Star>(part); };
+  for (const SelectItem& item : select.items) {
+    if (!anyWithin(*item.value, isColumn)) continue;
+    throw ServerError(message::columnsBesideHaving, item.value->range.line);
+  }
+  std::string& sql = text.items.front().sql;
+  sql = "CASE WHEN count(*) >= 0 THEN " + sql + " END";
+}
+
 Translator::SelectText Translator::selectText(const Select& select, const Query& whole,
                                               Scope& scope) {
   SelectText text;
   text.distinct = select.distinct;
   text.limit = select.top.value_or(0);
+  scope.clause = Clause::Where;
   FromText from = fromText(select.from, select.where.get(), scope);
+  // Without groups a condition on them is one on the rows.
+  text.hasGroups = !select.groupBy.empty() || aggregates(select) ||
+                   (select.having && anyWithin(*select.having, isAggregate));
+  if (select.having && !text.hasGroups) {
+    from.conditions.push_back(condition(*select.having, &scope, Polarity::Positive));
+  }
+  scope.clause = Clause::Other;
   text.items = selectItems(select, scope);
   if (!from.sql.empty()) text.tail = " FROM " + from.sql;
   for (std::size_t i = 0; i < from.conditions.size(); ++i) {
     text.tail += (i == 0 ? " WHERE " : " AND ") + from.conditions[i];
   }
+  scope.clause = Clause::GroupBy;
   for (std::size_t i = 0; i < select.groupBy.size(); ++i) {
     text.tail += (i == 0 ? " GROUP BY " : ", ") + collated(value(*select.groupBy[i], &scope));
   }
-  if (select.having) text.tail += " HAVING " + condition(*select.having, &scope, Polarity::Any);
+  if (select.having && text.hasGroups) {
+    scope.clause = Clause::Having;
+    text.tail += " HAVING " + condition(*select.having, &scope, Polarity::Any);
+  }
+  scope.clause = Clause::Other;
   // Rows that the order leaves equal stay as the table has them.
   const bool oneTable = scope.sources.size() == 1 && !scope.sources[0].sqliteTable.empty();
-  if (whole.isSingle() && oneTable && !select.distinct && select.groupBy.empty() &&
-      !select.having && !aggregates(select)) {
+  if (whole.isSingle() && oneTable && !select.distinct && !text.hasGroups) {
     text.rowOrder = scope.sources[0].sqlAlias + ".rowid";
   }
   return text;
@@ -163,10 +176,7 @@ void Translator::uniteTypes(std::vector<SelectText>& terms, std::uint32_t line) 
   const std::size_t count = terms.front().items.size();
   for (const SelectText& term : terms) {
     if (term.items.size() == count) continue;
-    throw ServerError(205, 16, 1,
-                      "All queries in an SQL statement containing set operators must have an equal "
-                      "number of expressions in their target lists.",
-                      line);
+    throw ServerError(message::unequalUnion, line);
   }
   for (std::size_t column = 0; column < count; ++column) {
     std::optional<ColumnType> type;
@@ -208,10 +218,7 @@ std::string Translator::orderText(const Query& query, const SelectText& first, c
         std::from_chars(digits.data(), digits.data() + digits.size(), ordinal);
       }
       if (ordinal < 1 || ordinal > first.items.size()) {
-        throw ServerError(108, 15, 1,
-                          "The order by column number " + literal->text +
-                              " is out of range of the number of items in the select list.",
-                          line);
+        throw ServerError(message::orderByOutOfRange, line, literal->text);
       }
       term = orderedBy(first, ordinal, query);
     } else if (const auto* column = as<ColumnRef>(*item.value);
@@ -225,10 +232,10 @@ std::string Translator::orderText(const Query& query, const SelectText& first, c
     }
     if (term.empty()) {
       if (!query.isSingle()) {
-        throw ServerError(104, 15, 1,
-                          "Order-by items must appear in the select list if the statement contains "
-                          "set operators.",
-                          line);
+        throw ServerError(message::orderByOutsideUnion, line);
+      }
+      if (!first.hasGroups && anyWithin(*item.value, isAggregate)) {
+        throw ServerError(message::orderByAggregate, line);
       }
       const SqlValue key = value(*item.value, &scope);
       term = isWide(key.type) ? "decimal_key(" + key.sql + ")" : collated(key);
@@ -255,10 +262,14 @@ Translator::QueryText Translator::query(const Query& whole, const Scope* outer, 
     if (i > 0) result.sql += whole.terms[i].all ? " UNION ALL " : " UNION ";
     const bool collate = sets || terms[i].distinct || use == QueryUse::Values;
     result.sql += terms[i].distinct ? "SELECT DISTINCT " : "SELECT ";
-    result.sql += use == QueryUse::Existence && !sets && whole.terms[0].select.groupBy.empty() &&
-                          !aggregates(whole.terms[0].select)
-                      ? "1"
-                      : listed(terms[i].items, collate);
+    const Select& select = whole.terms[i].select;
+    const bool isBare = select.groupBy.empty() && !aggregates(select);
+    if (use == QueryUse::Existence && !sets && isBare) {
+      result.sql += terms[i].hasGroups ? "count(*)" : "1";
+    } else {
+      if (isBare && terms[i].hasGroups) makeOneGroup(select, terms[i]);
+      result.sql += listed(terms[i].items, collate);
+    }
     result.sql += terms[i].tail;
   }
   if (use != QueryUse::Existence) result.sql += orderText(whole, terms.front(), firstScope);

@@ -13,10 +13,12 @@ using namespace tsql;
 
 namespace {
 
-constexpr int kForeignKeyViolation = 546;
-constexpr int kDependentViolation = 547;
-constexpr int kCheckViolation = 548;
-constexpr int kRuleViolation = 552;
+// What `obeyed` says when its condition does not hold.
+template <class... Arguments>
+std::string orElse(message::Message<sizeof...(Arguments)> broken, const Arguments&... arguments) {
+  return std::to_string(static_cast<int>(broken.index)) + ", " +
+         quotedText(message::textOf(broken, arguments...));
+}
 
 bool intersects(const std::vector<int>& columns, const std::set<int>& changed) {
   return std::ranges::any_of(columns, [&](int colid) { return changed.contains(colid); });
@@ -67,31 +69,15 @@ Scope Translator::newRow(const WriteTarget& target, const std::string& alias,
   }
   source.columns = std::move(columns);
   computeColumns(target.columns, source);
-  return {nullptr, {std::move(source)}};
-}
-
-std::string Translator::violation(int number, const std::string& what, const WriteTarget& target,
-                                  const std::string& constraint) const {
-  return std::to_string(number) + ", " +
-         quotedText(what + " dbname = '" + caller_.database + "', table name = '" + target.name +
-                    "', constraint name = '" + constraint + "'.");
+  return {nullptr, {std::move(source)}, Clause::Definition};
 }
 
 std::string Translator::broken(const ForeignKeyRule& key, const WriteTarget& target,
-                               int number) const {
+                               message::Message<3> violation) const {
   if (key.isElsewhere()) {
-    return std::to_string(kNotSupported) + ", " +
-           quotedText("The embedded catalog cannot tell whether the rows of table '" + target.name +
-                      "' obey constraint '" + key.constraint +
-                      "', which refers to a table of database '" + key.database +
-                      "'. Load the rows without the constraint, or with null in its columns.");
+    return orElse(message::referenceElsewhere, target.name, key.constraint, key.database);
   }
-  return violation(number,
-                   number == kDependentViolation
-                       ? "Dependent foreign key constraint violation in a referential integrity "
-                         "constraint."
-                       : "Foreign key constraint violation occurred,",
-                   target, key.constraint);
+  return orElse(violation, caller_.database, target.name, key.constraint);
 }
 
 // Equal keys of two rows under their aliases.
@@ -138,17 +124,12 @@ std::string Translator::referenceHolds(const ForeignKeyRule& key, const WriteTar
 
 std::string Translator::checkText(const CheckRule& check, const WriteTarget& target,
                                   const Scope& row) {
-  constexpr int kNoSuchColumn = 207;
   try {
     return condition(*check.condition, &row, Polarity::Any);
   } catch (const ServerError& error) {
-    if (error.number != kNoSuchColumn) throw;
+    if (!error.is(message::unknownColumn)) throw;
     // The server goes by the column's number; its text keeps the name from before sp_rename.
-    throw ServerError(kNotSupported, 16, 1,
-                      "The embedded catalog cannot apply check '" + check.constraint +
-                          "' of table '" + target.name +
-                          "', whose text names a column by a name that it no longer has.",
-                      caller_.line);
+    throw ServerError(message::checkNamesLostColumn, caller_.line, check.constraint, target.name);
   }
 }
 
@@ -169,30 +150,25 @@ std::vector<std::string> Translator::rowConditions(const WriteTarget& target, co
     // Null passes where the column takes it, whatever the rule says.
     obeyed("(" + ruled_->sql + " IS NULL OR " + condition(*rule.condition, nullptr, Polarity::Any) +
                ")",
-           std::to_string(kRuleViolation) + ", " +
-               quotedText("A column insert or update conflicts with a rule bound to the column. "
-                          "The command is aborted. The conflict occurred in database '" +
-                          caller_.database + "', table '" + target.name + "', rule '" + rule.rule +
-                          "', column '" + column->name + "'."));
+           orElse(message::ruleViolation, caller_.database, target.name, rule.rule, column->name));
     ruled_.reset();
   }
   for (const CheckRule& check : rules.checks) {
     if (changed != nullptr && !namesAny(*check.condition, target.columns, *changed)) continue;
     obeyed(checkText(check, target, row),
-           violation(kCheckViolation, "Check constraint violation occurred,", target,
-                     check.constraint));
+           orElse(message::checkViolation, caller_.database, target.name, check.constraint));
   }
   for (const ForeignKeyRule& key : rules.references) {
     if (changed != nullptr && !intersects(key.columns, *changed)) continue;
     // Within one table another row of the same statement may be the one that is meant.
     if (key.isWithinOneTable() && !change.insertsOneRow) continue;
-    obeyed(referenceHolds(key, target, row), broken(key, target, kForeignKeyViolation));
+    obeyed(referenceHolds(key, target, row), broken(key, target, message::foreignKeyViolation));
   }
   return conditions;
 }
 
-void Translator::testOrphans(const ForeignKeyRule& key, const WriteTarget& target, int number,
-                             Plan& plan) {
+void Translator::testOrphans(const ForeignKeyRule& key, const WriteTarget& target,
+                             message::Message<3> violation, Plan& plan) {
   const auto referencing = context_.catalog.objectById(key.referencing);
   if (!referencing || referencing->sqliteTable == kNoRows) return;
   const std::string row = newAlias(), found = newAlias();
@@ -204,7 +180,7 @@ void Translator::testOrphans(const ForeignKeyRule& key, const WriteTarget& targe
   sql += key.isElsewhere() ? "1"
                            : "NOT EXISTS (SELECT 1 FROM " + key.referencedTable + " AS " + found +
                                  " WHERE " + sameKey(key, found, row) + ")";
-  plan.tests.push_back("SELECT obeyed(0, " + broken(key, target, number) + ") FROM (" + sql +
+  plan.tests.push_back("SELECT obeyed(0, " + broken(key, target, violation) + ") FROM (" + sql +
                        " LIMIT 1)");
 }
 
@@ -215,7 +191,7 @@ void Translator::testDependents(const WriteTarget& target, const RowRules& rules
     for (const ForeignKeyRule& key : *keys) {
       const bool dependsOnThis = keys == &rules.referencedBy || key.isWithinOneTable();
       if (dependsOnThis && (changed == nullptr || intersects(key.keys, *changed))) {
-        testOrphans(key, target, kDependentViolation, plan);
+        testOrphans(key, target, message::dependentViolation, plan);
       }
     }
   }
@@ -225,7 +201,7 @@ void Translator::testOwnReferences(const WriteTarget& target, const RowRules& ru
                                    const std::set<int>* changed, Plan& plan) {
   for (const ForeignKeyRule& key : rules.references) {
     if (key.isWithinOneTable() && (changed == nullptr || intersects(key.columns, *changed))) {
-      testOrphans(key, target, kForeignKeyViolation, plan);
+      testOrphans(key, target, message::foreignKeyViolation, plan);
     }
   }
 }
@@ -233,7 +209,7 @@ void Translator::testOwnReferences(const WriteTarget& target, const RowRules& ru
 std::vector<std::string> Translator::orphanTests(const WriteTarget& target) {
   Plan plan;
   for (const ForeignKeyRule& key : rulesOf(target)->references) {
-    testOrphans(key, target, kForeignKeyViolation, plan);
+    testOrphans(key, target, message::foreignKeyViolation, plan);
   }
   return std::move(plan.tests);
 }

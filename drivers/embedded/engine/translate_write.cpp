@@ -3,9 +3,11 @@
 #include <algorithm>
 
 #include "drivers/embedded/engine/builtins.h"
+#include "drivers/embedded/engine/temporary_tables.h"
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/parser.h"
 #include "drivers/embedded/tsql/words.h"
 
@@ -39,21 +41,15 @@ const ColumnInfo& requireColumn(const WriteTarget& target, const std::string& na
     const bool isMeant = column.name == name || (name == "syb_identity" && column.type.identity);
     if (!isMeant) continue;
     if (!column.computed.empty()) {
-      throw ServerError(271, 16, 1,
-                        "The column '" + name + "' of table '" + target.name +
-                            "' cannot be modified because it is a computed column.",
-                        line);
+      throw ServerError(message::computedColumnWritten, line, name, target.name);
     }
     return column;
   }
-  throw ServerError(207, 16, 4, "Invalid column name '" + name + "'.", line);
+  throw ServerError(message::unknownColumn, line, name);
 }
 
 ServerError nullRefused(const ColumnInfo& column, const WriteTarget& target, std::uint32_t line) {
-  return ServerError(
-      233, 16, 2,
-      "The column " + column.name + " in table " + target.name + " does not allow null values.",
-      line);
+  return ServerError(message::nullRefused, line, column.name, target.name);
 }
 
 ExprPtr defaultExpression(const std::string& text) {
@@ -68,21 +64,14 @@ ExprPtr defaultExpression(const std::string& text) {
 // The rows of a cursor are copies, which do not lead back to their table.
 void refuseCursorRow(const std::string& cursor, std::uint32_t line) {
   if (cursor.empty()) return;
-  throw ServerError(kNotSupported, 16, 1,
-                    "The embedded catalog cannot change the row of a cursor, 'where current of " +
-                        cursor + "'; name the row by its key.",
-                    line);
+  throw ServerError(message::cursorRowChanged, line, cursor);
 }
 
 }  // namespace
 
 WriteTarget Translator::writeTarget(const ObjectName& name) {
   const auto notFound = [&] {
-    return ServerError(208, 16, 1,
-                       name.name +
-                           " not found. Specify owner.objectname or use sp_help to check whether "
-                           "the object exists (sp_help may produce lots of output).",
-                       name.range.line);
+    return ServerError(message::objectNotFound, name.range.line, name.name);
   };
   requireCreated(name);
   WriteTarget target;
@@ -100,13 +89,10 @@ WriteTarget Translator::writeTarget(const ObjectName& name) {
   caller.line = name.range.line;
   const ObjectInfo object = context_.catalog.requireObject(name, caller);
   if (object.type == "S") {
-    throw ServerError(259, 16, 1,
-                      "Ad hoc updates to system catalogs not enabled. A user with System Security "
-                      "Officer (SSO) role must reconfigure system to allow this.",
-                      name.range.line);
+    throw ServerError(message::systemTableWritten, name.range.line);
   }
   if (object.type == "V") {
-    throw ServerError(4405, 16, 1, "View " + name.name + " is not updatable.", name.range.line);
+    throw ServerError(message::viewNotUpdatable, name.range.line, name.name);
   }
   if (object.sqliteTable.empty()) throw notFound();
   target.id = object.id;
@@ -157,10 +143,7 @@ std::vector<const ColumnInfo*> Translator::listedColumns(const Insert& statement
   for (const std::string& name : statement.columns) {
     const ColumnInfo& column = requireColumn(target, name, line);
     if (column.type.identity && !context_.identityInsert) {
-      throw ServerError(584, 16, 1,
-                        "Explicit value specified for identity field in table '" + target.name +
-                            "' when 'SET IDENTITY_INSERT' is OFF.",
-                        line);
+      throw ServerError(message::identityValueGiven, line, target.name);
     }
     columns.push_back(&column);
   }
@@ -230,10 +213,7 @@ Plan Translator::insertRows(const Insert& statement, const WriteTarget& target,
   const std::uint32_t line = statement.table.range.line;
   const auto listed = listedColumns(statement, target);
   if (listed.size() != values.size()) {
-    throw ServerError(213, 16, 4,
-                      "Insert error: column name or number of supplied values does not "
-                      "match table definition.",
-                      line);
+    throw ServerError(message::valuesDoNotMatch, line);
   }
   std::vector<WrittenColumn> columns;
   for (std::size_t i = 0; i < listed.size(); ++i) {
@@ -318,6 +298,7 @@ Translator::JoinedTarget Translator::joinedTarget(const ObjectName& name, const 
     source = 0;
   }
   joined.source = *source;
+  joined.scope.clause = Clause::Where;
   std::size_t next = joined.scope.sources.size();
   for (const auto& table : from) addSources(*table, joined.scope);
   std::string list;
@@ -344,11 +325,13 @@ Plan Translator::update(const Update& statement) {
     NamedTable self;
     self.name = name;
     rows.scope.sources.push_back(sourceOf(self));
+    rows.scope.clause = Clause::Where;
     if (statement.where) {
       where = " WHERE " + condition(*statement.where, &rows.scope, Polarity::Positive);
     }
     rows.from = " FROM " + target.sqliteTable + " AS " + rows.scope.sources[0].sqlAlias + where;
   }
+  rows.scope.clause = Clause::Set;
   const std::string rowAlias = newAlias(), changed = newAlias();
   std::string plainChanges, pickedChanges, picked;
   std::set<int> colids;
@@ -356,7 +339,7 @@ Plan Translator::update(const Update& statement) {
   for (const Assignment& assignment : statement.assignments) {
     const std::uint32_t line = assignment.range.line;
     if (assignment.column.empty()) {
-      throw ServerError(102, 15, 1, "Incorrect syntax near '" + assignment.variable + "'.", line);
+      throw ServerError(message::syntax, line, assignment.variable);
     }
     const ColumnInfo& column = requireColumn(target, assignment.column, line);
     const std::string sql = filled(value(*assignment.value, &rows.scope), column, target, line);
@@ -410,6 +393,7 @@ Plan Translator::remove(const Delete& statement) {
     self.name = name;
     Scope scope;
     scope.sources.push_back(sourceOf(self));
+    scope.clause = Clause::Where;
     sql = "DELETE FROM " + target.sqliteTable + " AS " + scope.sources[0].sqlAlias;
     if (statement.where) sql += " WHERE " + condition(*statement.where, &scope, Polarity::Positive);
   }

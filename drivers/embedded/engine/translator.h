@@ -21,9 +21,12 @@
 #include "drivers/embedded/engine/row_rules.h"
 #include "drivers/embedded/engine/scope.h"
 #include "drivers/embedded/engine/variables.h"
-#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/ast/data_statements.h"
 
 namespace kelvane::embedded {
+
+class TemporaryTables;
+struct TemporaryTable;
 
 /// By the table's id.
 using SystemColumns = std::map<int, std::shared_ptr<const SourceColumns>>;
@@ -130,6 +133,7 @@ class Translator {
   struct SelectText {
     std::vector<SqlValue> items;
     bool distinct = false;
+    bool hasGroups = false;
     std::string tail;  // from the word FROM on
     std::string rowOrder;
     std::uint64_t limit = 0;
@@ -149,6 +153,7 @@ class Translator {
   QueryText query(const tsql::Query& query, const Scope* outer, QueryUse use);
   SelectText selectText(const tsql::Select& select, const tsql::Query& whole, Scope& scope);
   std::vector<SqlValue> selectItems(const tsql::Select& select, const Scope& scope);
+  static void makeOneGroup(const tsql::Select& select, SelectText& text);
   static std::string orderedBy(const SelectText& first, std::size_t ordinal,
                                const tsql::Query& query);
   std::string orderText(const tsql::Query& query, const SelectText& first, const Scope& scope);
@@ -207,6 +212,8 @@ class Translator {
   SqlValue call(const tsql::Call& call, const tsql::Expr& expr, const Scope* scope);
   SqlValue aggregate(const FunctionRule& rule, const tsql::Call& call, const tsql::Expr& expr,
                      const Scope* scope);
+  const Scope* requireAggregation(const tsql::Expr& argument, const Scope* scope,
+                                  std::uint32_t line) const;
   SqlValue datePartCall(const std::string& name, const tsql::Call& call, const tsql::Expr& expr,
                         const Scope* scope);
   SqlValue newIdentity(const tsql::Call& call, std::uint32_t line);
@@ -257,8 +264,6 @@ class Translator {
   std::shared_ptr<const RowRules> rulesOf(const WriteTarget& target) const;
   Scope newRow(const WriteTarget& target, const std::string& alias,
                const std::map<int, std::string>& assigned);
-  std::string violation(int number, const std::string& what, const WriteTarget& target,
-                        const std::string& constraint) const;
   std::string sameKey(const ForeignKeyRule& key, const std::string& referenced,
                       const std::string& referencing);
   std::string referenceHolds(const ForeignKeyRule& key, const WriteTarget& target,
@@ -266,9 +271,11 @@ class Translator {
   std::string checkText(const CheckRule& check, const WriteTarget& target, const Scope& row);
   std::vector<std::string> rowConditions(const WriteTarget& target, const RowRules& rules,
                                          const Scope& row, const RowChange& change);
-  /// Number and text of the error for a row that does not keep the key.
-  std::string broken(const ForeignKeyRule& key, const WriteTarget& target, int number) const;
-  void testOrphans(const ForeignKeyRule& key, const WriteTarget& target, int number, Plan& plan);
+  /// The error for a row that does not keep the key.
+  std::string broken(const ForeignKeyRule& key, const WriteTarget& target,
+                     message::Message<3> violation) const;
+  void testOrphans(const ForeignKeyRule& key, const WriteTarget& target,
+                   message::Message<3> violation, Plan& plan);
   void testDependents(const WriteTarget& target, const RowRules& rules,
                       const std::set<int>* changed, Plan& plan);
   void testOwnReferences(const WriteTarget& target, const RowRules& rules,
@@ -286,8 +293,9 @@ class Translator {
   int aliases_ = 0;
   bool bindsNumbers_ = false;  // while the values of an insert are translated
   int viewDepth_ = 0;
-  bool makesTable_ = false;        // while the query of a select into is translated
-  std::optional<SqlValue> ruled_;  // while a rule is translated: what its variable stands for
+  const Scope* aggregated_ = nullptr;  // while the argument of an aggregate is translated
+  bool makesTable_ = false;            // while the query of a select into is translated
+  std::optional<SqlValue> ruled_;      // while a rule is translated: what its variable stands for
   int viewCount_ = 0;
 };
 

@@ -112,11 +112,7 @@ bool convertsImplicitly(TypeKind from, TypeKind to) {
 
 void requireImplicit(TypeKind from, TypeKind to, std::uint32_t line) {
   if (convertsImplicitly(from, to)) return;
-  throw tsql::ServerError(257, 16, 1,
-                          "Implicit conversion from datatype '" + shownName(from) + "' to '" +
-                              shownName(to) +
-                              "' is not allowed. Use the CONVERT function to run this query.",
-                          line);
+  throw tsql::ServerError(message::noImplicitConversion, line, shownName(from), shownName(to));
 }
 
 ColumnType commonType(const ColumnType& a, const ColumnType& b, std::uint32_t line) {

@@ -6,6 +6,7 @@
 
 #include "drivers/embedded/engine/statement_kinds.h"
 #include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/ast.h"
 
 namespace kelvane::embedded {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "drivers/embedded/catalog/catalog.h"
-#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/ast/basics.h"
 
 namespace kelvane::embedded {
 

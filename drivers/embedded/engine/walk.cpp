@@ -1,5 +1,8 @@
 #include "drivers/embedded/engine/walk.h"
 
+#include "drivers/embedded/tsql/ast/queries.h"
+#include "drivers/embedded/tsql/overloaded.h"
+
 namespace kelvane::embedded {
 
 using namespace tsql;

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/ast/expressions.h"
 
 namespace kelvane::embedded {
 

@@ -7,6 +7,7 @@ namespace kelvane::tsql {
 
 // `create`, `alter` and `drop encryption key`
 StatementNode Parser::encryptionKey() {
+  since(15);
   EncryptionKey key;
   key.action = at("create") ? KeyAction::Create : at("alter") ? KeyAction::Alter : KeyAction::Drop;
   take();
@@ -121,7 +122,7 @@ StatementNode Parser::createLogin() {
              !at("language")) {
         take();
       }
-      login.others.emplace_back(from(first).in(batch_));
+      login.others.emplace_back(from(first).in(text()));
       if (!atKind(TokenKind::Word) && !endsStatement()) take();
     }
     acceptSymbol(",");
@@ -179,7 +180,7 @@ StatementNode Parser::utilityStatement() {
   }
   for (;;) {
     if (atSymbol("(")) skipParenthesized();
-    const bool forLoad = at("load") && tokens_[at_ - 1].reserved == "for";
+    const bool forLoad = at("load") && previous().reserved == "for";
     if (endsStatement() && !forLoad) return result;
     result.hasMore = true;
     take();

@@ -22,7 +22,11 @@ StatementNode Parser::declareStatement() {
     variable.name = variableName();
     accept("as");
     variable.type = dataType();
-    if (acceptSymbol("=")) variable.initial = expression();
+    if (atSymbol("=")) {
+      since(16);
+      take();
+      variable.initial = expression();
+    }
     result.variables.push_back(std::move(variable));
   });
   return result;
@@ -111,7 +115,7 @@ StatementNode Parser::setStatement() {
     password();
     expect("for");
     if (!accept("column")) accept("key");
-    result.values.push_back(std::string(objectName().range.in(batch_)));
+    result.values.push_back(std::string(objectName().range.in(text())));
     return result;
   }
   if (option == "statistics" || option == "plan")
@@ -121,7 +125,7 @@ StatementNode Parser::setStatement() {
   for (bool more = true; more;) {
     if (atName() && !oneWord && !at("on") && !at("off")) {
       const ObjectName object = objectName();
-      result.values.emplace_back(object.range.in(batch_));
+      result.values.emplace_back(object.range.in(text()));
       more = !endsStatement();
     } else {
       more = atKind(TokenKind::Word) && !oneWord && !at("on") && !at("off");

@@ -6,23 +6,31 @@
 #include <stdexcept>
 #include <string>
 
+#include "drivers/embedded/messages/message.h"
+
 namespace kelvane::tsql {
 
-/// The number of a refusal that is not the server's own: what the server can do and this one
-/// cannot.
-inline constexpr int kNotSupported = 0;
-
 /// A server message of severity 11 or more. `what()` is the text without a line end.
-struct ServerError : std::runtime_error {
-  ServerError(int number, int severity, int state, const std::string& text, std::uint32_t line)
-      : std::runtime_error(text), number(number), severity(severity), state(state), line(line) {}
+struct ServerError : std::runtime_error, message::Kind {
+  template <class... Arguments>
+  ServerError(message::Message<sizeof...(Arguments)> row, std::uint32_t line,
+              const Arguments&... arguments)
+      : ServerError(message::ServerMessage(row, arguments...), line) {}
+  ServerError(const message::ServerMessage& said, std::uint32_t line)
+      : std::runtime_error(said.text), message::Kind(said), line(line) {}
 
   std::string text() const { return what(); }
+  message::ServerMessage toMessage() const { return {*this, text()}; }
 
-  int number;
-  int severity;
-  int state;
+  template <std::size_t arguments>
+  bool is(message::Message<arguments> other) const {
+    return number == other.number();
+  }
+
   std::uint32_t line;  ///< 1-based line in the batch; 0 when unknown
 };
+
+/// The exception that is being handled; one of another type becomes message 0 with its text.
+ServerError handledError();
 
 }  // namespace kelvane::tsql

@@ -319,7 +319,7 @@ ExprPtr Parser::nameExpression() {
     return make(Star{std::move(table)}, first);
   }
   if (atSymbol("(")) return call(objectNameOf(std::move(parts), first), first);
-  const bool quoted = tokens_[at_ - 1].kind == TokenKind::QuotedWord;
+  const bool quoted = previous().kind == TokenKind::QuotedWord;
   std::string column = std::move(parts.back());
   parts.pop_back();
   ObjectName table = parts.empty() ? ObjectName() : objectNameOf(std::move(parts), first);

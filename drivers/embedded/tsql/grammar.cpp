@@ -68,223 +68,11 @@ const Parser::StatementRule* Parser::statementRule(std::string_view word) {
 }
 
 Parser::Parser(std::string_view batch, ParseOptions options, std::span<const TextSpan> texts)
-    : batch_(batch), options_(options), tokens_(tokenize(batch, options)), texts_(texts) {}
+    : TokenReader(batch, options), texts_(texts) {}
 
 Parser::Nesting::Nesting(Parser& p) : parser(p) {
   if (parser.depth_ == kMaxDepth) parser.nestedTooDeeply();
   ++parser.depth_;
-}
-
-// tokens
-
-const Token& Parser::peek(std::size_t ahead) const {
-  return tokens_[std::min(at_ + ahead, tokens_.size() - 1)];
-}
-
-const Token& Parser::take() {
-  const Token& token = peek();
-  if (token.kind != TokenKind::End) ++at_;
-  return token;
-}
-
-bool Parser::at(std::string_view word, std::size_t ahead) const {
-  const Token& token = peek(ahead);
-  if (token.kind != TokenKind::Word) return false;
-  return token.reserved.empty() ? equalsIgnoringCase(token.text, word) : token.reserved == word;
-}
-
-bool Parser::atSymbol(std::string_view symbol, std::size_t ahead) const {
-  return atKind(TokenKind::Symbol, ahead) && peek(ahead).text == symbol;
-}
-
-bool Parser::atName(std::size_t ahead) const {
-  const Token& token = peek(ahead);
-  return token.kind == TokenKind::QuotedWord ||
-         (token.kind == TokenKind::Word && token.reserved.empty());
-}
-
-bool Parser::accept(std::string_view word) {
-  if (!at(word)) return false;
-  take();
-  return true;
-}
-
-bool Parser::acceptSymbol(std::string_view symbol) {
-  if (!atSymbol(symbol)) return false;
-  take();
-  return true;
-}
-
-void Parser::expect(std::string_view word) {
-  if (!accept(word)) unexpected();
-}
-
-void Parser::expectSymbol(std::string_view symbol) {
-  if (!acceptSymbol(symbol)) unexpected();
-}
-
-// At the end of the batch the server names the last token it saw.
-void Parser::unexpected() const {
-  const std::size_t last = tokens_.size() - 1;
-  const Token& near = tokens_[at_ == last && last > 0 ? last - 1 : at_];
-  const bool reserved = !near.reserved.empty();
-  throw ServerError(reserved ? 156 : 102, 15, reserved ? 2 : 1,
-                    (reserved ? "Incorrect syntax near the keyword '" : "Incorrect syntax near '") +
-                        near.value() + "'.",
-                    near.line);
-}
-
-void Parser::since(int release) const {
-  if (options_.release < release) unexpected();
-}
-
-void Parser::nestedTooDeeply() const {
-  throw ServerError(191, 15, 1,
-                    "Some part of your SQL statement is nested too deeply. Rewrite the query or "
-                    "break it up into smaller queries.",
-                    peek().line);
-}
-
-SourceRange Parser::from(const Token& first) const {
-  const std::uint32_t end = at_ > 0 ? tokens_[at_ - 1].end : first.begin;
-  return {first.begin, std::max(end, first.begin), first.line};
-}
-
-// names and small parts
-
-std::string Parser::name() {
-  if (!atName()) unexpected();
-  std::string result = peek().value();
-  if (result.empty()) unexpected();
-  take();
-  return result;
-}
-
-std::string Parser::nameOrString() {
-  if (!atNameOrString()) unexpected();
-  return take().value();
-}
-
-std::string Parser::variableName() {
-  if (!atKind(TokenKind::Variable)) unexpected();
-  return take().value();
-}
-
-// Any word, reserved or not, in lower case.
-std::string Parser::wordText() {
-  if (!atKind(TokenKind::Word)) unexpected();
-  return lowerCase(take().text);
-}
-
-std::vector<std::string> Parser::parenthesizedNames() {
-  std::vector<std::string> names;
-  parenthesizedList([&] { names.push_back(name()); });
-  return names;
-}
-
-// Between two dots a part may be missing.
-std::vector<std::string> Parser::dottedParts() {
-  std::vector<std::string> parts{name()};
-  while (acceptSymbol(".")) {
-    if (atSymbol("*")) {
-      parts.emplace_back();
-      break;
-    }
-    if (atSymbol(".")) {
-      parts.emplace_back();
-    } else {
-      parts.push_back(at("syb_identity") ? take().value() : name());
-    }
-  }
-  return parts;
-}
-
-ObjectName Parser::objectNameOf(std::vector<std::string> parts, const Token& first) const {
-  ObjectName result;
-  std::string* const slots[] = {&result.name, &result.owner, &result.database, &result.server};
-  if (parts.size() > std::size(slots)) unexpected();
-  std::size_t slot = 0;
-  for (auto part = parts.rbegin(); part != parts.rend(); ++part) *slots[slot++] = std::move(*part);
-  result.range = from(first);
-  return result;
-}
-
-ObjectName Parser::objectName() {
-  const Token& first = peek();
-  std::vector<std::string> parts = dottedParts();
-  if (parts.back().empty()) unexpected();
-  return objectNameOf(std::move(parts), first);
-}
-
-std::int64_t Parser::integer(std::int64_t largest) {
-  if (!atKind(TokenKind::Integer)) unexpected();
-  std::int64_t value = 0;
-  const std::string_view text = peek().text;
-  const auto error = std::from_chars(text.data(), text.data() + text.size(), value).ec;
-  if (error != std::errc() || value > largest) unexpected();
-  take();
-  return value;
-}
-
-int Parser::typeArgument() {
-  constexpr std::int64_t kLargest = 1 << 20;
-  return static_cast<int>(integer(kLargest));
-}
-
-// The names of several words, or empty.
-std::string Parser::builtInTypeName() {
-  const auto varying = [&](const std::string& base) {
-    return accept("varying") ? base + " varying" : base;
-  };
-  if (accept("double")) {
-    expect("precision");
-    return "double precision";
-  }
-  if (accept("national")) {
-    if (!at("char") && !at("character")) unexpected();
-    return varying("national " + wordText());
-  }
-  if (at("unsigned") && atKind(TokenKind::Word, 1) && peek(1).reserved.empty()) {
-    take();
-    return "unsigned " + wordText();
-  }
-  for (const std::string_view base : {"char", "character", "nchar", "binary", "unichar"})
-    if (at(base) && at("varying", 1)) return varying(wordText());
-  return {};
-}
-
-DataType Parser::dataType() {
-  const Token& first = peek();
-  DataType type;
-  type.name = builtInTypeName();
-  if (type.name.empty()) {
-    ObjectName typeName = objectName();
-    type.owner = std::move(typeName.owner);
-    type.name = std::move(typeName.name);
-  }
-  if (acceptSymbol("(")) {
-    type.length = typeArgument();
-    if (acceptSymbol(",")) type.scale = typeArgument();
-    expectSymbol(")");
-  }
-  type.range = from(first);
-  return type;
-}
-
-SortOrder Parser::sortOrder() {
-  if (accept("desc")) return SortOrder::Descending;
-  accept("asc");
-  return SortOrder::Ascending;
-}
-
-void Parser::skipParenthesized() {
-  expectSymbol("(");
-  for (int open = 1; open > 0;) {
-    if (atKind(TokenKind::End)) unexpected();
-    if (atSymbol("(")) ++open;
-    if (atSymbol(")")) --open;
-    take();
-  }
 }
 
 // statements
@@ -302,7 +90,7 @@ void Parser::skipSeparators() {
 
 // A procedure may be called without `exec` at the start of a batch. Scripts made for runners that
 // cut at `;` have one after every semicolon, where nothing else could be meant.
-bool Parser::atBareCall() const { return at_ == firstStatement_ || tokens_[at_ - 1].text == ";"; }
+bool Parser::atBareCall() const { return position() == firstStatement_ || previous().text == ";"; }
 
 StatementNode Parser::statementNode() {
   if (const StatementRule* rule = statementRule(peek().reserved))
@@ -336,12 +124,12 @@ StatementList Parser::statementsUntilEnd() {
 
 StatementList Parser::batch() {
   skipSeparators();
-  firstStatement_ = at_;
+  firstStatement_ = position();
   StatementList statements = statementsUntilEnd();
   const bool isView =
       statements.size() == 1 && std::holds_alternative<CreateView>(statements.front()->node);
   if (wholeBatch_ || isView)
-    statements.front()->range = {0, static_cast<std::uint32_t>(batch_.size()), 1};
+    statements.front()->range = {0, static_cast<std::uint32_t>(text().size()), 1};
   return statements;
 }
 

@@ -1,6 +1,6 @@
 // The recursive-descent parser behind parser.h. One source file for each area of the grammar:
-// expressions, queries, data, control, tables, routines, permissions; grammar.cpp has the tokens
-// and the choice of the statement.
+// expressions, queries, data, control, tables, routines, permissions; grammar.cpp has the choice of
+// the statement.
 //
 // Internal to this folder. A parser reads one batch and is then thrown away.
 //
@@ -10,7 +10,6 @@
 // the tree later recurses over it.
 #pragma once
 
-#include <limits>
 #include <memory>
 #include <span>
 #include <string>
@@ -21,10 +20,11 @@
 #include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/lexer.h"
 #include "drivers/embedded/tsql/shape.h"
+#include "drivers/embedded/tsql/token_reader.h"
 
 namespace kelvane::tsql {
 
-class Parser {
+class Parser : private TokenReader {
  public:
   Parser(std::string_view batch, ParseOptions options, std::span<const TextSpan> texts = {});
 
@@ -50,55 +50,6 @@ class Parser {
     Nesting& operator=(const Nesting&) = delete;
     Parser& parser;
   };
-
-  // Tokens. Words are compared without regard to case; `word` must be in lower case.
-  const Token& peek(std::size_t ahead = 0) const;
-  const Token& take();
-  bool at(std::string_view word, std::size_t ahead = 0) const;
-  bool atSymbol(std::string_view symbol, std::size_t ahead = 0) const;
-  bool atKind(TokenKind kind, std::size_t ahead = 0) const { return peek(ahead).kind == kind; }
-  bool atName(std::size_t ahead = 0) const;
-  bool atNameOrString() const { return atName() || atKind(TokenKind::String); }
-  bool accept(std::string_view word);
-  bool acceptSymbol(std::string_view symbol);
-  void expect(std::string_view word);
-  void expectSymbol(std::string_view symbol);
-  [[noreturn]] void unexpected() const;
-  /// Refuses the token before which the parser stands in releases before this one.
-  void since(int release) const;
-  [[noreturn]] void nestedTooDeeply() const;
-  SourceRange from(const Token& first) const;
-
-  // `item()` for each element of a comma list.
-  template <class Item>
-  void commaList(Item item) {
-    do item();
-    while (acceptSymbol(","));
-  }
-  // The same between parentheses; a comma before the closing one is forgiven, as the server does.
-  template <class Item>
-  void parenthesizedList(Item item) {
-    expectSymbol("(");
-    do item();
-    while (acceptSymbol(",") && !atSymbol(")"));
-    expectSymbol(")");
-  }
-
-  // Names and small parts.
-  std::string name();
-  std::string nameOrString();
-  std::string variableName();
-  std::string wordText();
-  std::vector<std::string> parenthesizedNames();
-  ObjectName objectName();
-  ObjectName objectNameOf(std::vector<std::string> parts, const Token& first) const;
-  std::vector<std::string> dottedParts();
-  DataType dataType();
-  std::string builtInTypeName();
-  std::int64_t integer(std::int64_t largest = std::numeric_limits<std::int64_t>::max());
-  int typeArgument();
-  SortOrder sortOrder();
-  void skipParenthesized();
 
   // Expressions.
   ExprPtr expression(Level level = Level::Or);
@@ -258,6 +209,8 @@ class Parser {
   StatementNode createSchema(bool orReplace);
   StatementNode createTrigger(bool orReplace);
   StatementNode createRule(bool orReplace);
+  StatementNode createAccessRule(bool orReplace);
+  CreateRule rule(bool orReplace);
   StatementNode createDefault(bool orReplace);
   std::vector<Parameter> parameters();
   Parameter parameter();
@@ -281,11 +234,7 @@ class Parser {
   static constexpr int kMaxDepth = 250;
   static constexpr int kMaxHeight = 500;
 
-  std::string_view batch_;
-  ParseOptions options_;
-  std::vector<Token> tokens_;
-  std::size_t at_ = 0;
-  std::size_t firstStatement_ = 0;
+  std::size_t firstStatement_ = 0;  // its position
   int depth_ = 0;
   int height_ = 0;
   std::span<const TextSpan> texts_;

@@ -85,8 +85,7 @@ class Lexer {
         advance(endOfLine(text_, at_));
       } else if (isBlockComment(text_, at_)) {
         const std::size_t end = endOfBlockComment(text_, at_);
-        if (end == kUnclosed)
-          throw ServerError(113, 15, 1, "Missing end comment mark '*/'.", line_);
+        if (end == kUnclosed) throw ServerError(message::unclosedComment, line_);
         advance(end);
       } else {
         return;
@@ -167,10 +166,7 @@ class Lexer {
   Token quoted(TokenKind kind, char closing, std::size_t prefix = 0) {
     const std::size_t end = endOfQuoted(text_, at_ + prefix, closing);
     if (end == kUnclosed)
-      throw ServerError(105, 15, 1,
-                        "Unclosed quote before the character string '" +
-                            std::string(quotation(text_.substr(at_ + prefix + 1))) + "'.",
-                        line_);
+      throw ServerError(message::unclosedQuote, line_, quotation(text_.substr(at_ + prefix + 1)));
     if (kind == TokenKind::QuotedWord) {
       refuseLongName(text_.substr(at_ + prefix + 1, end - at_ - prefix - 2));
     }
@@ -180,11 +176,8 @@ class Lexer {
   void refuseLongName(std::string_view name) const {
     constexpr std::size_t kLongestBeginning = 30;
     if (name.size() <= options_.longestName) return;
-    throw ServerError(
-        103, 15, 1,
-        "The identifier that starts with '" + std::string(quotation(name, kLongestBeginning)) +
-            "' is too long.  Maximum length is " + std::to_string(options_.longestName) + ".",
-        line_);
+    throw ServerError(message::nameTooLong, line_, quotation(name, kLongestBeginning),
+                      options_.longestName);
   }
 
   std::string_view text_;
@@ -232,8 +225,7 @@ std::optional<std::pair<std::uint32_t, std::size_t>> escapeAt(std::string_view t
 
 std::string withoutEscapes(std::string_view text, std::uint32_t line) {
   const auto refuse = [&](std::string_view near) {
-    throw ServerError(102, 15, 1, "Incorrect syntax near '" + std::string(quotation(near)) + "'.",
-                      line);
+    throw ServerError(message::syntax, line, quotation(near));
   };
   std::string result;
   while (!text.empty()) {

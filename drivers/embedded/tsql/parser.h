@@ -6,7 +6,7 @@
 
 #include <string_view>
 
-#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/ast/basics.h"
 #include "drivers/embedded/tsql/error.h"
 #include "drivers/embedded/tsql/lexer.h"
 

@@ -20,9 +20,9 @@ StatementNode Parser::createStatement() {
   if (at("encryption", 1)) return encryptionKey();
   if (at("login", 1)) return createLogin();
   if (at("precomputed", 1)) return createPrecomputed();
-  const bool first = at_ == firstStatement_;
+  const bool first = position() == firstStatement_;
   const Token& create = take();
-  const bool orReplace = at("or");
+  const bool orReplace = at("or") && !at("access", 1);
   if (orReplace) {
     since(16);
     take();
@@ -34,8 +34,7 @@ StatementNode Parser::createStatement() {
   if (accept("proxy_table")) return createTable(true);
   if (at("view")) {
     if (inBody_) {
-      throw ServerError(154, 15, 1, "create view is not allowed in a procedure or trigger.",
-                        create.line);
+      throw ServerError(message::viewInBody, create.line);
     }
     take();
     return createView(orReplace);
@@ -53,16 +52,15 @@ StatementNode Parser::createStatement() {
       {"function", "function", &Parser::createFunction},
       {"trigger", "trigger", &Parser::createTrigger},
       {"rule", "rule", &Parser::createRule},
+      {"access", "rule", &Parser::createAccessRule},
+      {"and", "rule", &Parser::createAccessRule},
+      {"or", "rule", &Parser::createAccessRule},
       {"default", "default", &Parser::createDefault},
       {"schema", "schema", &Parser::createSchema},
   };
   for (const Rule& rule : kRules) {
     if (!at(rule.word)) continue;
-    if (!first)
-      throw ServerError(
-          111, 15, 1,
-          "create " + std::string(rule.name) + " must be the first command in a query batch.",
-          create.line);
+    if (!first) throw ServerError(message::notFirstInBatch, create.line, rule.name);
     take();
     wholeBatch_ = true;
     StatementNode node = (this->*rule.parse)(orReplace);
@@ -209,7 +207,7 @@ StatementList Parser::body(SourceRange& range) {
   inBody_ = true;
   StatementList statements = statementsUntilEnd();
   if (statements.empty()) unexpected();
-  range = {first.begin, static_cast<std::uint32_t>(batch_.size()), first.line};
+  range = {first.begin, static_cast<std::uint32_t>(text().size()), first.line};
   return statements;
 }
 
@@ -303,7 +301,18 @@ StatementNode Parser::createTrigger(bool orReplace) {
   return result;
 }
 
-StatementNode Parser::createRule(bool orReplace) {
+// `create [and | or] access rule`; the first word is behind.
+StatementNode Parser::createAccessRule(bool orReplace) {
+  accept("access");
+  expect("rule");
+  CreateRule result = rule(orReplace);
+  result.isAccess = true;
+  return result;
+}
+
+StatementNode Parser::createRule(bool orReplace) { return rule(orReplace); }
+
+CreateRule Parser::rule(bool orReplace) {
   CreateRule result;
   result.orReplace = orReplace;
   result.name = objectName();

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "drivers/embedded/tsql/ast.h"
+#include "drivers/embedded/tsql/ast/basics.h"
 #include "drivers/embedded/tsql/lexer.h"
 
 namespace kelvane::tsql {

@@ -144,6 +144,7 @@ bool Parser::columnClause(ColumnDefinition& column) {
   } else if (accept("null")) {
     column.nullability = Nullability::Null;
   } else if (at("not") && at("compressed", 1)) {
+    since(15);
     take();
     take();
     column.storage.compressed = false;
@@ -174,14 +175,22 @@ bool Parser::storageClause(ColumnStorage& storage) {
       storage.rowLength = typeArgument();
       expectSymbol(")");
     }
-  } else if (accept("encrypt")) {
+  } else if (at("encrypt")) {
+    since(15);
+    take();
     storage.encrypted = true;
     if (accept("with")) storage.key = objectName();
-  } else if (accept("decrypt")) {
+  } else if (at("decrypt")) {
+    since(15);
+    take();
     storage.encrypted = false;
-  } else if (accept("decrypt_default")) {
+  } else if (at("decrypt_default")) {
+    since(15);
+    take();
     storage.decryptDefault = constant();
-  } else if (accept("compressed")) {
+  } else if (at("compressed")) {
+    since(15);
+    take();
     storage.compressed = true;
     if (acceptSymbol("=")) storage.level = typeArgument();
   } else {
@@ -301,6 +310,12 @@ std::vector<StorageOption> Parser::storageOptions() {
 }
 
 StorageOption Parser::storageOption() {
+  static constexpr std::pair<std::string_view, int> kLater[] = {
+      {"compression", 15},      {"dml_logging", 15},     {"erase", 15},   {"index_compression", 16},
+      {"latch_free_index", 16}, {"lob_compression", 15}, {"transfer", 15}};
+  for (const auto& [word, release] : kLater) {
+    if (at(word)) since(release);
+  }
   StorageOption result;
   result.name = wordText();
   if (result.name == "statistics") {

@@ -1,5 +1,6 @@
 #include "tests/embedded/catalog/fixture.h"
 
+#include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/parser.h"
 #include "drivers/embedded/tsql/script.h"
 
@@ -89,7 +90,7 @@ void CatalogTest::runStatement(const tsql::Statement& statement, std::string_vie
             const auto result = catalog.callSystemProcedure(callOf(s, caller)).value();
             for (const ServerMessage& message : result.messages) {
               if (message.severity < 11) continue;
-              throw tsql::ServerError(message.number, message.severity, 1, message.text, 1);
+              throw tsql::ServerError(message, 1);
             }
           },
           [](const auto&) { FAIL() << "a statement that no catalog runs"; }},

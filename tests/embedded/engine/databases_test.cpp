@@ -229,6 +229,39 @@ TEST(CatalogColumns, AreThoseOfTheRelease) {
   }
 }
 
+TEST(Databases, ProcedureNamesInVariables) {
+  Probe probe(kShop);
+  const auto call = [&](const std::string& name, const std::string& arguments) {
+    return probe.rows("declare @p varchar(60) select @p = '" + name + "' exec @p " + arguments);
+  };
+  EXPECT_EQ(call("stock..count_goods", "2"), "1 | stock | dbo\n");
+  EXPECT_EQ(call("stock.dbo.count_goods", "2"), "1 | stock | dbo\n");
+  EXPECT_EQ(call("stock..sp_helpindex", "goods"), probe.rows("exec stock..sp_helpindex goods"));
+  EXPECT_NE(call("stock..sp_addtype", "code, int").substr(0, 5), "error");
+  EXPECT_EQ(probe.rows("select count(*) from stock..systypes where name = 'code'"), "1\n");
+  EXPECT_EQ(call("a.b.c.d", "2").substr(0, 12), "error 2812: ");
+  EXPECT_EQ(call("nosuch", "2").substr(0, 12), "error 2812: ");
+}
+
+// Scripts ask them what there is before they make it.
+TEST(Databases, TablesOfMasterThatAreEmpty) {
+  for (const Release release : {Release::ase125, Release::ase15, Release::ase16}) {
+    CatalogOptions options;
+    options.release = release;
+    Probe probe("create table t (a int)", options);
+    for (const char* table :
+         {"sysprocesses", "sysdevices", "sysusages", "sysconfigures", "sysmessages", "syscharsets",
+          "syslanguages", "syslocks", "sysremotelogins"}) {
+      const std::string name = table;
+      EXPECT_EQ(probe.rows("select count(*) from master.." + name), "0\n");
+      EXPECT_EQ(probe.refusal("select * from " + name).substr(0, 4), "208:");
+    }
+    EXPECT_EQ(probe.rows("if not exists (select 1 from master..sysdevices where name = 'd1')"
+                         " select 'new'"),
+              "new\n");
+  }
+}
+
 TEST(Databases, TheServersFunctionsNameWhatTheyAreAskedFor) {
   Probe probe(kShop);
   EXPECT_EQ(probe.rows("select object_name(reftabid, db_id('stock')), object_name(reftabid, "

@@ -453,5 +453,40 @@ TEST(Dialect, AScriptMayEndItself) {
             "error 4996 in line 2\n");
 }
 
+// On a 12.5 what has no column in its catalog was an error of the store.
+TEST(Dialect, StorageOptionsOfLaterReleases) {
+  constexpr const char* kStatements[][2] = {
+      {"create table t (a int) with compression = row", "15"},
+      {"create table t (a int) with dml_logging = minimal", "15"},
+      {"create table t (a int) with lob_compression = 9", "15"},
+      {"create table t (a int) with erase residual data on", "15"},
+      {"create table t (a int) with transfer table on", "15"},
+      {"create table t (a text compressed = 5 null)", "15"},
+      {"create table t (a text not compressed null)", "15"},
+      {"create table t (a int encrypt)", "15"},
+      {"create encryption key k as default for AES", "15"},
+      {"create table t (a int) with latch_free_index = 1", "16"},
+      {"create table t (a int) with index_compression = page", "16"},
+      {"declare @a int = 1 select @a", "16"}};
+  for (const auto& [sql, since] : kStatements) {
+    for (const Release release : {Release::ase125, Release::ase15, Release::ase16}) {
+      CatalogOptions options;
+      options.release = release;
+      Probe probe("", options);
+      const std::string refusal = probe.refusal(sql);
+      const bool isKnown = options.grammar() >= std::stoi(since);
+      const bool isSyntaxError = refusal.starts_with("102: ") || refusal.starts_with("156: ");
+      EXPECT_EQ(isSyntaxError, !isKnown) << sql << ": " << refusal;
+      EXPECT_EQ(refusal.find("The store"), std::string::npos) << refusal;
+    }
+  }
+  CatalogOptions options;
+  options.release = Release::ase125;
+  Probe probe("create table t (a varchar(9) in row (9))", options);
+  EXPECT_EQ(probe.rows("select xstatus from syscolumns where id = object_id('t')"), "2\n");
+  EXPECT_EQ(probe.refusal("select @@fetch_status"),
+            "137: Must declare variable '@@fetch_status'.\n");
+}
+
 }  // namespace
 }  // namespace kelvane::embedded

@@ -7,6 +7,7 @@
 #include "drivers/embedded/catalog/writer.h"
 #include "drivers/embedded/engine/session.h"
 #include "drivers/embedded/script.h"
+#include "tests/embedded/engine/probe.h"
 
 namespace kelvane::embedded {
 namespace {
@@ -104,6 +105,31 @@ TEST(DroppedColumn, IsAsOneThatNeverWas) {
       EXPECT_EQ(row, u"a=1 c=2 d=one e=True f=onex g=null ");
     }
   }
+}
+
+TEST(DroppedColumn, DecryptDefaultsGoWithTheirColumn) {
+  Probe probe(
+      "create encryption key k as default for AES\n"
+      "create table t (a int, b int encrypt decrypt_default 0, c int encrypt decrypt_default 1)\n"
+      "alter table t drop a");
+  constexpr const char* kKept =
+      "select col_name(object, object_info1), c.text from sysattributes a, syscomments c"
+      " where a.class = 25 and c.id = a.object_info2 order by object_info1";
+  EXPECT_EQ(probe.rows(kKept), "b | DECRYPT_DEFAULT 0\nc | DECRYPT_DEFAULT 1\n");
+  probe.ask("alter table t drop b");
+  EXPECT_EQ(probe.rows(kKept), "c | DECRYPT_DEFAULT 1\n");
+  EXPECT_EQ(probe.rows("select count(*) from sysobjects where type = 'DD'"), "1\n");
+}
+
+TEST(DroppedColumn, KeysOfPartitionsStay) {
+  Probe probe(
+      "create table t (a int, b int, c int)"
+      " partition by range (b, c) (p values <= (1, 2), q values <= (MAX, MAX))");
+  EXPECT_EQ(probe.refusal("alter table t drop c"),
+            "4922: ALTER TABLE 't' failed. Column 'c' is a partition key.\n");
+  EXPECT_EQ(probe.ask("alter table t drop a"), "(closed)\n");
+  EXPECT_EQ(probe.rows("select colid, position from syspartitionkeys where id = object_id('t')"),
+            "1 | 1\n2 | 2\n");
 }
 
 }  // namespace

@@ -306,5 +306,16 @@ exec sp_addlogin
   }
 }
 
+TEST(InstallProcedure, CachesOfIndexesWithQuotedNames) {
+  Probe probe("create table [T x] (a int)\ncreate index [i x] on [T x] (a)");
+  probe.ask("set quoted_identifier on");
+  probe.ask("exec sp_bindcache c, main, '\"T x\"', '\"i x\"'");
+  probe.ask("exec sp_cachestrategy main, '\"T x\"', '\"i x\"', prefetch, 'off'");
+  EXPECT_EQ(probe.rows("select i.name, a.char_value, i.status2 & 16 from sysattributes a,"
+                       " sysindexes i where a.class = 3 and i.id = a.object"
+                       " and i.indid = a.object_info1"),
+            "i x | c | 16\n");
+}
+
 }  // namespace
 }  // namespace kelvane::embedded

@@ -77,6 +77,11 @@ TEST(Loader, WhatGoesOnWithoutEndIsStopped) {
   EXPECT_EQ(stopped(join), error(1, join));
   const std::string cursor = "declare c cursor for select 1 from syscolumns a, syscolumns b open c";
   EXPECT_EQ(stopped(cursor), error(1, "open c"));
+  // A catalog may go while a transaction is open.
+  EXPECT_EQ(stopped("create table t (a int)\ngo\nbegin tran create table #u (a int) insert t "
+                    "values (1)\ngo\n" +
+                    join),
+            error(5, join));
   // What was stopped while it wrote is undone with its transaction, and nothing is left of that.
   EXPECT_EQ(stopped(R"(create table t (a int)
 go

@@ -6,6 +6,7 @@
 
 #include "drivers/embedded/engine/session.h"
 #include "drivers/embedded/engine/translator.h"
+#include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/parser.h"
 #include "tests/embedded/engine/reader_statements.h"
 

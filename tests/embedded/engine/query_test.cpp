@@ -180,5 +180,45 @@ TEST(Query, Refusals) {
   for (const Case& c : cases) EXPECT_EQ(probe.refusal(c.sql), c.result) << c.sql;
 }
 
+// Where a query cannot aggregate, and having clauses without groups.
+TEST(Query, PlacesOfAggregates) {
+  Probe probe(
+      "create table t (a int, b int) create table u (a int, b int)\n"
+      "insert t values (1, 1) insert t values (2, 1) insert t values (3, 2)\n"
+      "insert u values (1, 1) insert u values (3, 1)");
+  const std::pair<const char*, const char*> refused[] = {
+      {"select * from t where count(*) > 1", "147"},
+      {"select sum(a) from t where sum(a) > 1 group by b", "147"},
+      {"select t.a from t left join u on max(u.a) = t.a", "147"},
+      {"select a from t where exists (select 1 from u where b = max(t.a))", "147"},
+      {"update t set a = 1 where max(a) = 1", "147"},
+      {"delete t from u where max(u.a) = 1", "147"},
+      {"delete t where count(*) > 1", "147"},
+      {"update t set a = max(a)", "157"},
+      {"update t set a = max(u.a) from u", "157"},
+      {"select count(*) from t group by max(a)", "144"},
+      {"select max(max(a)) from t", "0"},
+      {"select a from t order by max(a)", "0"},
+      {"select a from t having max(a) > 1", "0"},
+      {"select b from t group by b having exists (select * from u where u.a = sum(t.a))", "0"},
+      {"create table c (a int, b as max(a))", "0"},
+      {"create table c (a int check (max(a) > 1)) insert c values (1)", "0"},
+      {"create index i on t (max(a))", "0"}};
+  for (const auto& [sql, number] : refused) {
+    EXPECT_TRUE(probe.refusal(sql).starts_with(std::string(number) + ": ")) << probe.refusal(sql);
+    EXPECT_EQ(probe.refusal(sql).find("The store"), std::string::npos) << sql;
+  }
+  const std::pair<const char*, const char*> results[] = {
+      {"select b, (select count(*) from u where u.b = max(t.b)) from t group by b",
+       "1 | 2\n2 | 0\n"},
+      {"select a from t where a > (select min(a) from u having count(*) > 1)", "2\n3\n"},
+      {"select b from t group by b order by max(a) desc", "2\n1\n"},
+      {"select a from t where b = 1 having a > 1", "2\n"},
+      {"select 'yes' from t where 1 = 2 having count(*) = 0", "yes\n"},
+      {"if exists (select * from t having count(*) > 2) select 'yes' else select 'no'", "yes\n"},
+      {"if exists (select * from t having count(*) > 3) select 'yes' else select 'no'", "no\n"}};
+  for (const auto& [sql, rows] : results) EXPECT_EQ(probe.rows(sql), rows) << sql;
+}
+
 }  // namespace
 }  // namespace kelvane::embedded

@@ -279,5 +279,36 @@ TEST(Rules, TemporaryTables) {
   }
 }
 
+// Rules about which rows may be read have bindings of their own.
+TEST(Rules, AccessRulesStandBesideOthers) {
+  Probe probe(
+      "exec sp_addtype code, int\n"
+      "create table t (a int, b code)\ngo\n"
+      "create rule positive as @x > 0\ngo\n"
+      "create access rule mine as @x = 7\ngo\n"
+      "create and access rule ours as @x = 8\ngo\n"
+      "create or access rule theirs as @x = 9\ngo\n"
+      "exec sp_bindrule positive, 't.a'\n"
+      "exec sp_bindrule mine, 't.a'\n"
+      "exec sp_bindrule ours, code\n"
+      "create table u (c code)");
+  EXPECT_EQ(probe.rows("select name from sysobjects where type = 'R' and sysstat2 & 16777216 != 0"
+                       " order by name"),
+            "mine\nours\ntheirs\n");
+  constexpr const char* kBound =
+      "select name, object_name(domain), object_name(accessrule) from syscolumns"
+      " where id in (object_id('t'), object_id('u')) order by name";
+  EXPECT_EQ(probe.rows(kBound), "a | positive | mine\nb | - | ours\nc | - | ours\n");
+  EXPECT_EQ(probe.ask("insert t values (1, 2)"), "(closed)\n");
+  EXPECT_EQ(probe.refusal("insert t values (-1, 2)").substr(0, 4), "552:");
+  EXPECT_EQ(probe.refusal("drop rule mine").substr(0, 5), "3716:");
+  EXPECT_EQ(probe.refusal("drop rule ours").substr(0, 5), "3716:");
+  probe.ask(
+      "exec sp_unbindrule 't.a', null, 'accessrule' exec sp_unbindrule code, null, accessrule");
+  EXPECT_EQ(probe.rows(kBound), "a | positive | -\nb | - | -\nc | - | -\n");
+  probe.ask("exec sp_unbindrule 't.a' drop rule mine, ours, theirs, positive");
+  EXPECT_EQ(probe.rows("select count(*) from sysobjects where type = 'R'"), "0\n");
+}
+
 }  // namespace
 }  // namespace kelvane::embedded

@@ -1,3 +1,4 @@
+#include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/parser.h"
 #include "tests/embedded/tsql/samples.h"
 

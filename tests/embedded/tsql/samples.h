@@ -5,6 +5,7 @@
 #include <initializer_list>
 #include <string>
 
+#include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/parser.h"
 
 namespace kelvane::tsql {

@@ -50,8 +50,7 @@ std::int64_t requireNumber(const ProcedureRun& run, const std::string& text, std
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   const bool isNumber = !text.empty() && error == std::errc() && end == text.data() + text.size();
   if (!isNumber || number < least || number > most) {
-    run.fail(18123, "The value '", text, "' is not valid: it must be between ", least, " and ",
-             most, ".");
+    run.fail(message::attributeOutOfRange, text, least, most);
   }
   return number;
 }
@@ -74,7 +73,7 @@ void setBitOfTable(ProcedureRun& run, const Target& target, std::int64_t value) 
 
 void setIdentityBurnMax(ProcedureRun& run, const Target& target, std::int64_t value) {
   if (run.writer().records().identityColumn(target.table.id) == nullptr) {
-    run.fail(18125, "Table '", target.table.name, "' has no identity column.");
+    run.fail(message::noIdentityColumn, target.table.name);
   }
   run.writer().records().changeObject(target.table.id,
                                       [&](SysObject& row) { row.identburnmax = value; });
@@ -111,18 +110,17 @@ constexpr Attribute kAttributes[] = {
 void spChgattribute(ProcedureRun& run) {
   const Target target = requireTarget(run, run.text(0));
   if (target.table.type != object_type::kTable) {
-    run.fail(18122, "'", run.text(0), "' is neither a table nor an index of one.");
+    run.fail(message::neitherTableNorIndex, run.text(0));
   }
   const std::string name = tsql::lowerCase(run.text(1));
   const auto* attribute = std::ranges::find(kAttributes, name, &Attribute::name);
   const bool isKnown =
       attribute != std::end(kAttributes) && run.catalog().options().has(attribute->since);
   if (!isKnown) {
-    run.fail(18124, "'", run.text(1), "' is no attribute that can be changed.");
+    run.fail(message::unknownAttribute, run.text(1));
   }
   if (target.isIndex && !attribute->ofIndexes) {
-    run.fail(18122, "The attribute '", name, "' is one of tables, not of the index '", run.text(0),
-             "'.");
+    run.fail(message::attributeOfTables, name, run.text(0));
   }
   // The value of identity_burn_max, which an int does not hold, is the fourth argument.
   const bool isLong = attribute->set == setIdentityBurnMax && run.argument(3);
@@ -133,7 +131,7 @@ void spChgattribute(ProcedureRun& run) {
   } else {
     attribute->set(run, target, value);
   }
-  run.print(18128, "'", name, "' attribute of object '", run.text(0), "' changed to ", value, ".");
+  run.print(message::attributeChanged, name, run.text(0), value);
 }
 
 // caches and segments
@@ -145,18 +143,18 @@ constexpr int kNoMru = 32;
 /// sp_cachestrategy database, table [, index | "table only" | "text only" [, strategy, on | off]]
 void spCachestrategy(ProcedureRun& run) {
   Target target = requireTarget(run, run.text(1));
-  const std::string part = run.text(2);
+  const std::string part = run.name(2).value_or("");
   if (part == "text only") {
     target.indid = kTextIndid;
   } else if (!part.empty() && part != "table only") {
     const auto indid = IndexWriter(run.writer()).find(target.table.id, part);
-    if (!indid) run.fail(18076, "There is no index '", part, "' on '", target.table.name, "'.");
+    if (!indid) run.fail(message::noIndexOnTable, part, target.table.name);
     target.indid = *indid;
   }
   const std::string strategy = tsql::lowerCase(run.text(3));
   if (strategy.empty()) return run.ignore("the report");
   if (strategy != "prefetch" && strategy != "mru") {
-    run.fail(18077, "The strategy is 'prefetch' or 'mru', not '", run.text(3), "'.");
+    run.fail(message::badCacheStrategy, run.text(3));
   }
   const int bit = strategy == "mru" ? kNoMru : kNoPrefetch;
   const bool on = tsql::lowerCase(run.text(4)) == "on";
@@ -168,11 +166,11 @@ void spCachestrategy(ProcedureRun& run) {
 void spPlaceobject(ProcedureRun& run) {
   const auto segment =
       run.store().value("SELECT segment FROM syssegments WHERE name = ?", run.text(0));
-  if (!segment) run.fail(17520, "There is no such segment as '", run.text(0), "'.");
+  if (!segment) run.fail(message::segmentNotFound, run.text(0));
   const Target target = requireTarget(run, run.text(1));
   run.writer().records().changeIndex(target.table.id, target.indid,
                                      [&](SysIndex& row) { row.segment = *segment; });
-  run.print(17541, "'", run.text(1), "' is now on segment '", run.text(0), "'.");
+  run.print(message::placedOnSegment, run.text(1), run.text(0));
 }
 
 // sysattributes
@@ -197,10 +195,10 @@ void bindCache(ProcedureRun& run, std::size_t firstName, const std::optional<std
   if (!name) return run.ignore("the cache of a database");
   const Target target = requireTarget(run, *name);
   int index = kTextNotIndexed;
-  if (const auto part = run.argument(firstName + 1)) {
+  if (const auto part = run.name(firstName + 1)) {
     const auto indid = IndexWriter(run.writer()).find(target.table.id, *part);
     if (*part != "text only" && !indid) {
-      run.fail(18076, "There is no index '", *part, "' on '", target.table.name, "'.");
+      run.fail(message::noIndexOnTable, *part, target.table.name);
     }
     index = indid.value_or(kTextIndid);
   }
@@ -253,7 +251,7 @@ void setConstraintMessage(ProcedureRun& run, int error) {
   const ObjectInfo constraint = run.requireObject(run.text(0));
   SystemRecords& records = run.writer().records();
   if (records.constraints.first<&SysConstraint::constrid>(constraint.id) == nullptr) {
-    run.fail(17461, "Object does not exist in this database.");
+    run.fail(message::noSuchObject);
   }
   records.constraints.each<&SysConstraint::constrid>(
       constraint.id, [&](Slot slot, const SysConstraint&) {
@@ -264,15 +262,15 @@ void setConstraintMessage(ProcedureRun& run, int error) {
 void spBindmsg(ProcedureRun& run) {
   const auto number = static_cast<int>(requireNumber(run, run.text(1), 20000, kLargestInt));
   if (!run.store().value("SELECT 1 FROM sysusermessages WHERE error = ?", number)) {
-    run.fail(17215, "Message number ", number, " does not exist in sysusermessages.");
+    run.fail(message::boundMessageNotFound, number);
   }
   setConstraintMessage(run, number);
-  run.print(17216, "Message bound to constraint.");
+  run.print(message::messageBound);
 }
 
 void spUnbindmsg(ProcedureRun& run) {
   setConstraintMessage(run, 0);
-  run.print(17217, "Message unbound from constraint.");
+  run.print(message::messageUnbound);
 }
 
 // replication
@@ -284,7 +282,7 @@ bool isReplicated(ProcedureRun& run, const std::string& status) {
   constexpr std::string_view kOn[] = {"true", "function", "table"};
   if (std::ranges::count(kOn, status) != 0) return true;
   if (status == "false") return false;
-  run.fail(17962, "The replication status is 'true' or 'false', not '", status, "'.");
+  run.fail(message::badReplicationStatus, status);
 }
 
 /// sp_setreptable name, true | false, ...; the same for procedures. Without a status: a report.
@@ -297,8 +295,7 @@ void setReplicated(ProcedureRun& run) {
   run.writer().records().changeObject(object.id, [&](SysObject& row) {
     row.sysstat = on ? row.sysstat | kReplicated : row.sysstat & ~kReplicated;
   });
-  run.print(17964, "The replication status for '", object.name, "' is set to ",
-            tsql::lowerCase(*status), ".");
+  run.print(message::replicationStatusSet, object.name, tsql::lowerCase(*status));
 }
 
 /// In syscolumns.status of text and image columns.
@@ -320,18 +317,16 @@ void spSetrepcol(ProcedureRun& run) {
   const auto* replication =
       std::ranges::find(kColumnReplications, tsql::lowerCase(*word), &ColumnReplication::word);
   if (replication == std::end(kColumnReplications)) {
-    run.fail(17963, "'", *word, "' is no replication status of a column.");
+    run.fail(message::badColumnReplicationStatus, *word);
   }
   const auto column = run.catalog().column(table.id, *name);
   if (!column || !isLong(column->type.kind)) {
-    run.fail(17965, "The table '", table.name, "' has no text, unitext or image column '", *name,
-             "'.");
+    run.fail(message::noLongColumn, table.name, *name);
   }
   run.writer().records().changeColumn(table.id, column->colid, [&](SysColumn& row) {
     row.status = (row.status & ~column_status::kReplication) | replication->status;
   });
-  run.print(17966, "The replication status for column '", *name, "' is set to ", replication->word,
-            ".");
+  run.print(message::columnReplicationStatusSet, *name, replication->word);
 }
 
 constexpr Procedure kProcedures[] = {

@@ -48,12 +48,12 @@ void spProcxmode(ProcedureRun& run) {
   if (!name) return reportModes(run, 0);
   const ObjectInfo object = run.requireObject(*name);
   if (object.type != object_type::kProcedure) {
-    run.fail(17461, "Object does not exist in this database.");
+    run.fail(message::noSuchObject);
   }
   const auto word = run.argument(1);
   if (!word) return reportModes(run, object.id);
   const auto* mode = std::ranges::find(kModes, tsql::lowerCase(*word), &TransactionMode::word);
-  if (mode == std::end(kModes)) run.fail(17880, "'", *word, "' is no transaction mode.");
+  if (mode == std::end(kModes)) run.fail(message::notTransactionMode, *word);
   if (!mode->bits) return run.ignore(concat("'", *word, "'"));
   constexpr int kMask = procedure_status2::kChained | procedure_status2::kAnyMode;
   run.writer().records().changeObject(
@@ -97,13 +97,13 @@ void spHidetext(ProcedureRun& run) {
     const ObjectInfo object = run.requireObject(*name);
     if (object.type == object_type::kTable) return hideTextsOfTable(records, object.id);
     if (records.comments.first<&SysComment::id>(object.id) == nullptr) {
-      run.fail(17679, "There is no text for object ", object.name, ".");
+      run.fail(message::noTextOfObject, object.name);
     }
     return hideText(records, object.id);
   }
   const auto user = run.argument(2);
   const auto uid = user ? run.catalog().userId(*user) : std::nullopt;
-  if (user && !uid) run.fail(17232, "No user with the specified name exists in this database.");
+  if (user && !uid) run.fail(message::noUserOfName);
   for (Slot slot = 0; slot < records.objects.slots(); ++slot) {
     if (!records.objects.holds(slot)) continue;
     const SysObject& object = records.objects[slot];
@@ -127,7 +127,7 @@ void spAddextendedproc(ProcedureRun& run) {
   const int uid = run.caller().uid;
   const std::string name = run.name(0).value_or("");
   if (run.writer().records().object(name, uid) != nullptr) {
-    run.fail(18030, "There is already an object named '", name, "' in the database.");
+    run.fail(message::extendedProcedureExists, name);
   }
   const int id =
       run.writer().addObject({.name = name, .type = object_type::kExtendedProcedure, .uid = uid});
@@ -137,7 +137,7 @@ void spAddextendedproc(ProcedureRun& run) {
 void spDropextendedproc(ProcedureRun& run) {
   const auto object = run.catalog().findObject(run.text(0), run.caller());
   if (!object || object->type != object_type::kExtendedProcedure) {
-    run.fail(18031, "There is no extended procedure '", run.text(0), "' in the database.");
+    run.fail(message::extendedProcedureNotFound, run.text(0));
   }
   run.writer().removeObject(object->id);
 }

@@ -76,11 +76,11 @@ const DatabaseOption& requireOption(const ProcedureRun& run, std::string_view te
     if (at != std::string_view::npos) within.push_back(&option);
   }
   const auto& found = beginning.empty() ? within : beginning;
-  if (found.empty()) run.fail(17424, "Database option doesn't exist or can't be set by user.");
+  if (found.empty()) run.fail(message::unknownDatabaseOption);
   const bool isUnique = std::ranges::all_of(found, [&](const DatabaseOption* option) {
     return option->bits == found.front()->bits && hasPlace(*option);
   });
-  if (found.size() > 1 && !isUnique) run.fail(17426, "Database option is not unique.");
+  if (found.size() > 1 && !isUnique) run.fail(message::ambiguousDatabaseOption);
   return *found.front();
 }
 
@@ -96,7 +96,7 @@ void spDboption(ProcedureRun& run) {
   const DatabaseOption& option = requireOption(run, tsql::lowerCase(run.text(1)));
   const std::string value = tsql::lowerCase(run.text(2));
   if (value != "true" && value != "false") {
-    run.fail(17423, "Usage: sp_dboption [dbname, optname, {true | false}]");
+    run.fail(message::dboptionUsage);
   }
   const bool on = value == "true";
   if (!hasPlace(option)) {
@@ -110,17 +110,16 @@ void spDboption(ProcedureRun& run) {
              " status3 = ifnull(status3, 0) & ~? WHERE name = ?",
         option.bits.status, option.bits.status2, option.bits.status3, *database);
   }
-  run.print(17433, "Database option '", option.name, "' turned ", on ? "ON" : "OFF",
-            " for database '", *database, "'.");
+  run.print(message::databaseOptionTurned, option.name, on ? "ON" : "OFF", *database);
 }
 
 void spChangedbowner(ProcedureRun& run) {
   const int suid = loginOf(run, run.text(0));
   if (run.store().value("SELECT 1 FROM sysusers WHERE suid = ? AND uid != 1", suid)) {
-    run.fail(17403, "The proposed new db owner already is a user in the database.");
+    run.fail(message::newOwnerIsUser);
   }
   run.store().run("UPDATE sysdatabases SET suid = ? WHERE name = ?", suid, run.caller().database);
-  run.print(17404, "Database owner changed.");
+  run.print(message::ownerChanged);
 }
 
 std::string optionsOf(const DatabaseBits& bits) {
@@ -153,7 +152,7 @@ void spHelpdb(ProcedureRun& run) {
                             optionsOf({row.number(3), row.number(4), row.number(5)})});
       },
       name.value_or(""));
-  if (set.rows.empty()) run.fail(17590, "The specified database does not exist.");
+  if (set.rows.empty()) run.fail(message::databaseNotFound);
   run.result().resultSets.push_back(std::move(set));
 }
 

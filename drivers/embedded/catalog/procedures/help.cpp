@@ -80,7 +80,7 @@ void spHelp(ProcedureRun& run) {
       " LEFT JOIN sysobjects d ON d.id = t.tdefault LEFT JOIN sysobjects r ON r.id = t.domain"
       " WHERE t.name = ?",
       *name);
-  if (type.rows.empty()) run.fail(17461, "Object does not exist in this database.");
+  if (type.rows.empty()) run.fail(message::noSuchObject);
   run.result().resultSets.push_back(std::move(type));
 }
 
@@ -96,7 +96,7 @@ void spHelpuser(ProcedureRun& run) {
       " ORDER BY u.name",
       run.text(0));
   if (users.rows.empty()) {
-    run.fail(17232, "No user with the specified name exists in this database.");
+    run.fail(message::noUserOfName);
   }
   run.result().resultSets.push_back(std::move(users));
 }
@@ -112,7 +112,7 @@ void spHelpgroup(ProcedureRun& run) {
   }
   if (!run.store().value(concat("SELECT 1 FROM sysusers g WHERE g.name = ? AND ", kIsGroup),
                          *name)) {
-    run.fail(17333, "No group with the specified name '", *name, "' exists.");
+    run.fail(message::groupNotFound, *name);
   }
   run.result().resultSets.push_back(queryReport(
       run,
@@ -155,7 +155,7 @@ void spHelprotect(ProcedureRun& run) {
       name ? run.catalog().findObject(*name, run.caller()) : std::optional<ObjectInfo>();
   const auto user = object ? run.argument(1) : name;
   const auto uid = user ? run.catalog().userId(*user) : std::nullopt;
-  if (user && !uid) run.fail(17461, "Object does not exist in this database.");
+  if (user && !uid) run.fail(message::noSuchObject);
   run.store().each(
       "SELECT b.name, g.name, CASE p.protecttype WHEN 2 THEN 'Revoke' ELSE 'Grant' END,"
       " (SELECT v.name FROM spt_values v WHERE v.type = 'T' AND v.number = p.action), o.name,"
@@ -207,8 +207,7 @@ void spHelpconstraint(ProcedureRun& run) {
           {name, concat("FOREIGN KEY REFERENCES ", target.value_or("another database"))});
     }
   });
-  if (set.rows.empty())
-    return run.print(18024, "Object does not have any declarative constraints.");
+  if (set.rows.empty()) return run.print(message::noConstraints);
   run.result().resultSets.push_back(std::move(set));
 }
 
@@ -234,7 +233,7 @@ void spHelpsegment(ProcedureRun& run) {
       "SELECT segment, name, status FROM syssegments WHERE ?1 IN ('', name) ORDER BY segment",
       run.text(0));
   if (set.rows.empty()) {
-    run.fail(17520, "There is no such segment as '", run.text(0), "'.");
+    run.fail(message::segmentNotFound, run.text(0));
   }
   run.result().resultSets.push_back(std::move(set));
 }
@@ -264,16 +263,16 @@ void spDepends(ProcedureRun& run) {
                          " WHERE d.depid = ? GROUP BY o.id ORDER BY 1"),
                   object.id);
   if (uses.rows.empty() && users.rows.empty()) {
-    return run.print(17464, "Object doesn't reference any object and no objects reference it.");
+    return run.print(message::noDependencies);
   }
   if (!uses.rows.empty()) {
-    run.print(17465, "Things the object references in the current database.");
+    run.print(message::dependsOn);
     run.result().resultSets.push_back(std::move(uses));
   }
   if (!users.rows.empty()) {
     users.columns.resize(2);
     for (Row& row : users.rows) row.resize(2);
-    run.print(17466, "Things inside the current database that reference the object.");
+    run.print(message::dependents);
     run.result().resultSets.push_back(std::move(users));
   }
 }

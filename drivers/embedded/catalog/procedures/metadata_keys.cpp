@@ -160,8 +160,7 @@ void spFkeys(ProcedureRun& run) {
   const auto pkName = run.argument(0), fkName = run.argument(3);
   requireCurrentDatabase(run, run.argument(2));
   requireCurrentDatabase(run, run.argument(5));
-  if (!pkName && !fkName)
-    run.fail(18058, "Primary key table name or foreign key table name must be given.");
+  if (!pkName && !fkName) run.fail(message::keyTableMissing);
   ResultSet& set = run.result().resultSets.emplace_back();
   for (const std::string_view side : {"pk", "fk"}) {
     set.columns.push_back(run.nameColumn(concat(side, "table_qualifier"), 32, true));

@@ -138,7 +138,7 @@ std::vector<NamedObject> objectsLike(ProcedureRun& run, const std::string& name,
 
 void requireCurrentDatabase(const ProcedureRun& run, const std::optional<std::string>& database) {
   if (database && !database->empty() && *database != run.caller().database) {
-    run.fail(18039, "Table qualifier must be name of current database.");
+    run.fail(message::qualifierNotCurrent);
   }
 }
 

@@ -17,10 +17,10 @@ namespace {
 
 void renameObject(ProcedureRun& run, const ObjectInfo& object, std::string_view name) {
   if (object.type == object_type::kSystemTable) {
-    run.fail(17784, "You cannot rename a system table.");
+    run.fail(message::systemTableRenamed);
   }
   if (run.store().value("SELECT 1 FROM sysobjects WHERE name = ? AND uid = ?", name, object.uid)) {
-    run.fail(17783, "There is already an object named '", name, "' in the database.");
+    run.fail(message::objectNameTaken, name);
   }
   run.store().run("UPDATE sysobjects SET name = ? WHERE id = ?", name, object.id);
   // The rows that stand for the table itself and for its text chain go by its name.
@@ -28,7 +28,7 @@ void renameObject(ProcedureRun& run, const ObjectInfo& object, std::string_view 
       "UPDATE sysindexes SET name = CASE indid WHEN 0 THEN ?1 ELSE 't' || ?1 END"
       " WHERE id = ?2 AND indid IN (0, 255)",
       name, object.id);
-  run.print(17785, "Object name has been changed.");
+  run.print(message::objectRenamed);
 }
 
 /// `table.column` or `table.index`
@@ -40,22 +40,22 @@ bool renamePart(ProcedureRun& run, std::string_view whole, std::string_view name
   const std::string part = lastName(last, run.quotedNames());
   if (const auto column = run.catalog().column(table->id, part)) {
     if (run.catalog().column(table->id, name)) {
-      run.fail(17782, "There is already a column named '", name, "' in table '", table->name, "'.");
+      run.fail(message::columnNameTaken, name, table->name);
     }
     run.store().run("UPDATE syscolumns SET name = ? WHERE id = ? AND colid = ?", name, table->id,
                     column->colid);
-    run.print(17786, "Column name has been changed.");
+    run.print(message::columnRenamed);
     return true;
   }
   IndexWriter indexes(run.writer());
   const auto indid = indexes.find(table->id, part);
   if (!indid) return false;
   if (indexes.find(table->id, name)) {
-    run.fail(17781, "There is already an index named '", name, "' for table '", table->name, "'.");
+    run.fail(message::indexNameTaken, name, table->name);
   }
   run.store().run("UPDATE sysindexes SET name = ? WHERE id = ? AND indid = ?", name, table->id,
                   *indid);
-  run.print(17787, "Index name has been changed.");
+  run.print(message::indexRenamed);
   return true;
 }
 
@@ -67,13 +67,13 @@ void spRename(ProcedureRun& run) {
     return renameObject(run, *object, name);
   }
   if (!run.store().value("SELECT 1 FROM systypes WHERE name = ? AND usertype > 100", whole)) {
-    run.fail(17461, "Object does not exist in this database.");
+    run.fail(message::noSuchObject);
   }
   if (run.store().value("SELECT 1 FROM systypes WHERE name = ?", name)) {
-    run.fail(17305, "A type with the specified name already exists.");
+    run.fail(message::typeExists);
   }
   run.store().run("UPDATE systypes SET name = ? WHERE name = ?", name, whole);
-  run.print(17788, "Name of user-defined type name changed.");
+  run.print(message::typeRenamed);
 }
 
 // declared keys
@@ -91,7 +91,7 @@ std::vector<int> keyColids(ProcedureRun& run, const ObjectInfo& table, std::size
     if (!name) break;
     const auto column = run.catalog().column(table.id, *name);
     if (!column) {
-      run.fail(17731, "The table or view '", table.name, "' has no column named '", *name, "'.");
+      run.fail(message::keyColumnNotFound, table.name, *name);
     }
     colids.push_back(column->colid);
   }
@@ -119,10 +119,10 @@ void insertKey(ProcedureRun& run, int type, int id, std::optional<int> depid,
 void spPrimarykey(ProcedureRun& run) {
   const ObjectInfo table = run.requireObject(run.text(0));
   if (run.store().value("SELECT 1 FROM syskeys WHERE id = ? AND type = 1", table.id)) {
-    run.fail(17732, "Primary key already exists on table '", table.name, "'. Drop key first.");
+    run.fail(message::declaredKeyExists, table.name);
   }
   insertKey(run, kPrimaryKey, table.id, {}, keyColids(run, table, 1, 1), {});
-  run.print(17733, "New primary key added.");
+  run.print(message::primaryKeyAdded);
 }
 
 void spForeignkey(ProcedureRun& run) {
@@ -138,14 +138,13 @@ void spForeignkey(ProcedureRun& run) {
       },
       primary.id);
   if (primaryKeys.empty()) {
-    run.fail(17734, "Primary key does not exist for table '", primary.name, "'.");
+    run.fail(message::noDeclaredKey, primary.name);
   }
   if (primaryKeys.size() != keys.size()) {
-    run.fail(17735, "Table '", table.name, "' has ", keys.size(), " key columns for ",
-             primaryKeys.size(), " of the primary key of '", primary.name, "'.");
+    run.fail(message::declaredKeyCount, table.name, keys.size(), primaryKeys.size(), primary.name);
   }
   insertKey(run, kForeignKey, table.id, primary.id, keys, primaryKeys);
-  run.print(17736, "New foreign key added.");
+  run.print(message::foreignKeyAdded);
 }
 
 void spCommonkey(ProcedureRun& run) {
@@ -155,7 +154,7 @@ void spCommonkey(ProcedureRun& run) {
   const std::vector<int> keysOfB = keyColids(run, b, 3, 2);
   insertKey(run, kCommonKey, a.id, b.id, keysOfA, keysOfB);
   insertKey(run, kCommonKey, b.id, a.id, keysOfB, keysOfA);
-  run.print(17737, "New common key added.");
+  run.print(message::commonKeyAdded);
 }
 
 void spDropkey(ProcedureRun& run) {
@@ -168,7 +167,7 @@ void spDropkey(ProcedureRun& run) {
       "DELETE FROM syskeys WHERE type = ?1 AND (id = ?2 AND (?3 = 0 OR depid = ?3)"
       " OR ?1 = 3 AND depid = ?2 AND id = ?3 OR ?1 = 1 AND type = 2 AND depid = ?2)",
       type, table.id, otherId);
-  run.print(17738, "Key dropped.");
+  run.print(message::declaredKeyDropped);
 }
 
 // messages, segments
@@ -177,42 +176,42 @@ void spAddmessage(ProcedureRun& run) {
   const std::string number = run.text(0);
   int error = 0;
   std::from_chars(number.data(), number.data() + number.size(), error);
-  if (error < 20000) run.fail(17200, "Message number must be at least 20000.");
+  if (error < 20000) run.fail(message::messageNumberTooSmall);
   if (run.store().value("SELECT 1 FROM sysusermessages WHERE error = ?", error)) {
-    run.fail(17201, "Message ", error, " already exists in sysusermessages.");
+    run.fail(message::messageExists, error);
   }
   run.store().run("INSERT INTO sysusermessages(error, uid, description) VALUES (?, ?, ?)", error,
                   run.caller().uid, run.text(1));
-  run.print(17202, "The message has been inserted.");
+  run.print(message::messageInserted);
 }
 
 void spDropmessage(ProcedureRun& run) {
   if (!run.store().value("SELECT 1 FROM sysusermessages WHERE error = ?", run.text(0))) {
-    run.fail(17209, "Message number ", run.text(0), " does not exist.");
+    run.fail(message::messageNotFound, run.text(0));
   }
   run.store().run("DELETE FROM sysusermessages WHERE error = ?", run.text(0));
-  run.print(17210, "Message deleted.");
+  run.print(message::messageDeleted);
 }
 
 void spAddsegment(ProcedureRun& run) {
   if (run.store().value("SELECT 1 FROM syssegments WHERE name = ?", run.text(0))) {
-    run.fail(17274, "There is already a segment named '", run.text(0), "'.");
+    run.fail(message::segmentExists, run.text(0));
   }
   run.store().run(
       "INSERT INTO syssegments(segment, name) SELECT max(segment) + 1, ? FROM syssegments",
       run.text(0));
-  run.print(17275, "Segment created.");
+  run.print(message::segmentCreated);
 }
 
 void spDropsegment(ProcedureRun& run) {
   const auto segment = run.store().value(
       "SELECT segment FROM syssegments WHERE name = ? AND segment > 2", run.text(0));
-  if (!segment) run.fail(17281, "The specified segment '", run.text(0), "' cannot be dropped.");
+  if (!segment) run.fail(message::segmentUndroppable, run.text(0));
   if (run.store().value("SELECT 1 FROM sysindexes WHERE segment = ?", *segment)) {
-    run.fail(17282, "There are indexes or tables on segment '", run.text(0), "'.");
+    run.fail(message::segmentInUse, run.text(0));
   }
   run.store().run("DELETE FROM syssegments WHERE segment = ?", *segment);
-  run.print(17283, "Segment dropped.");
+  run.print(message::segmentDropped);
 }
 
 // thresholds
@@ -220,7 +219,7 @@ void spDropsegment(ProcedureRun& run) {
 int thresholdSegment(ProcedureRun& run, std::size_t argument) {
   const std::string name = run.text(argument);
   const auto segment = run.store().value("SELECT segment FROM syssegments WHERE name = ?", name);
-  if (!segment) run.fail(17520, "There is no such segment as '", name, "'.");
+  if (!segment) run.fail(message::segmentNotFound, name);
   return *segment;
 }
 
@@ -229,7 +228,7 @@ std::int64_t freeSpace(ProcedureRun& run, std::size_t argument) {
   std::int64_t pages = 0;
   const auto end = std::from_chars(number.data(), number.data() + number.size(), pages).ptr;
   if (number.empty() || end != number.data() + number.size() || pages < 0) {
-    run.fail(17901, "This threshold is invalid: '", number, "' is no number of pages.");
+    run.fail(message::thresholdNotPages, number);
   }
   return pages;
 }
@@ -239,20 +238,18 @@ void spAddthreshold(ProcedureRun& run) {
   const std::int64_t pages = freeSpace(run, 2);
   if (run.store().value("SELECT 1 FROM systhresholds WHERE segment = ? AND free_space = ?", segment,
                         pages)) {
-    run.fail(17902, "There is already a threshold at ", pages, " pages of segment '", run.text(1),
-             "'.");
+    run.fail(message::thresholdExists, pages, run.text(1));
   }
   run.store().run(
       "INSERT INTO systhresholds(segment, free_space, proc_name, suid) VALUES (?, ?, ?, 1)",
       segment, pages, run.text(3));
-  run.print(17903, "Adding threshold for segment '", run.text(1), "' at '", pages, "' pages.");
+  run.print(message::thresholdAdded, run.text(1), pages);
 }
 
 void requireThreshold(ProcedureRun& run, int segment, std::int64_t pages) {
   if (!run.store().value("SELECT 1 FROM systhresholds WHERE segment = ? AND free_space = ?",
                          segment, pages)) {
-    run.fail(17904, "Segment '", run.text(1), "' does not have a threshold at '", pages,
-             "' pages.");
+    run.fail(message::thresholdNotFound, run.text(1), pages);
   }
 }
 
@@ -261,7 +258,7 @@ void spDropthreshold(ProcedureRun& run) {
   const std::int64_t pages = freeSpace(run, 2);
   requireThreshold(run, segment, pages);
   run.store().run("DELETE FROM systhresholds WHERE segment = ? AND free_space = ?", segment, pages);
-  run.print(17905, "Dropping threshold for segment '", run.text(1), "' at '", pages, "' pages.");
+  run.print(message::thresholdDropped, run.text(1), pages);
 }
 
 /// sp_modifythreshold database, segment, pages [, procedure [, new pages [, new segment]]]
@@ -282,7 +279,7 @@ void spRole(ProcedureRun& run) {
   const std::string action = tsql::lowerCase(run.text(0));
   if (action == "grant") return roles.grant(run.text(1), run.text(2));
   if (action == "revoke") return roles.revoke(run.text(1), run.text(2));
-  run.fail(17865, "The action is 'grant' or 'revoke', not '", action, "'.");
+  run.fail(message::neitherGrantNorRevoke, action);
 }
 
 constexpr Procedure kProcedures[] = {

@@ -51,11 +51,10 @@ std::vector<std::optional<std::string>> placeArguments(const Procedure& procedur
     if (!argument.name.empty()) {
       slot = static_cast<std::size_t>(std::ranges::find(names, argument.name) - names.begin());
       if (slot == names.size()) {
-        writer.fail(7202, "Parameter '", argument.name, "' is not a parameter of procedure ",
-                    call.name, ".");
+        writer.fail(message::unknownProcedureParameter, argument.name, call.name);
       }
     } else if (slot == names.size()) {
-      writer.fail(8144, "Procedure ", call.name, " takes at most ", names.size(), " arguments.");
+      writer.fail(message::tooManyProcedureArguments, call.name, names.size());
     } else {
       ++position;
     }
@@ -64,8 +63,7 @@ std::vector<std::optional<std::string>> placeArguments(const Procedure& procedur
   }
   for (std::size_t i = 0; i < procedure.required; ++i) {
     if (given[i]) continue;
-    writer.fail(201, "Procedure ", call.name, " expects parameter ", names[i],
-                ", which was not supplied.");
+    writer.fail(message::parameterMissing, call.name, names[i]);
   }
   return placed;
 }
@@ -97,10 +95,10 @@ ObjectInfo ProcedureRun::requireObject(std::string_view name) {
   const std::vector<std::string> parts = nameParts(name, quotedNames());
   const std::string& database = parts.front();
   if (parts.size() > 2 && !database.empty() && database != caller().database) {
-    fail(17460, "Object must be in the current database.");
+    fail(message::objectOfOtherDatabase);
   }
   const auto object = catalog().findObject(name, caller());
-  if (!object) fail(17461, "Object does not exist in this database.");
+  if (!object) fail(message::noSuchObject);
   return *object;
 }
 

@@ -36,13 +36,14 @@ class ProcedureRun {
   /// An argument that is one name, which quotes may stand around.
   std::optional<std::string> name(std::size_t position);
 
-  template <class... Pieces>
-  [[noreturn]] void fail(int number, const Pieces&... pieces) const {
-    throw ProcedureFailure{{number, 16, 1, concat(pieces...)}};
+  template <class... Arguments>
+  [[noreturn]] void fail(message::Message<sizeof...(Arguments)> message,
+                         const Arguments&... arguments) const {
+    throw ProcedureFailure{{message, arguments...}};
   }
-  template <class... Pieces>
-  void print(int number, const Pieces&... pieces) {
-    result_.messages.push_back({number, 0, 1, concat(pieces...)});
+  template <class... Arguments>
+  void print(message::Message<sizeof...(Arguments)> message, const Arguments&... arguments) {
+    result_.messages.emplace_back(message, arguments...);
   }
 
   /// Says that `what` was accepted but is not kept.

@@ -13,10 +13,10 @@ void spHelptext(ProcedureRun& run) {
   const ObjectInfo object = run.requireObject(run.text(0));
   const auto lines =
       run.store().value("SELECT count(*) FROM syscomments WHERE id = ?", object.id).value_or(0);
-  if (lines == 0) run.fail(17679, "There is no text for object ", object.name, ".");
+  if (lines == 0) run.fail(message::noTextOfObject, object.name);
   if (run.store().value("SELECT 1 FROM syscomments WHERE id = ? AND status & ?", object.id,
                         comment_status::kHidden)) {
-    run.fail(18406, "Source text for compiled object '", object.name, "' is hidden.");
+    run.fail(message::textHidden, object.name);
   }
   const bool isGroup =
       run.store().value("SELECT count(DISTINCT number) FROM syscomments WHERE id = ?", object.id) >
@@ -128,7 +128,7 @@ void spHelpindex(ProcedureRun& run) {
       },
       table.id);
   if (set.rows.empty()) {
-    run.print(17640, "Object does not have any indexes.");
+    run.print(message::noIndexes);
   } else {
     const bool isAtLeast15 = run.catalog().options().isAtLeast15();
     if (isAtLeast15) adaptTo15(run, table.id, set);

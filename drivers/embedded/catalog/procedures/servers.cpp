@@ -20,32 +20,32 @@ void spAddserver(ProcedureRun& run) {
   const std::string className = tsql::lowerCase(run.argument(1).value_or("asenterprise"));
   const auto* serverClass = std::ranges::find(kClasses, className);
   if (serverClass == std::end(kClasses)) {
-    run.fail(17911, "'", run.text(1), "' is no class of servers.");
+    run.fail(message::unknownServerClass, run.text(1));
   }
   if (run.store().value("SELECT 1 FROM sysservers WHERE srvname = ?", name)) {
-    run.fail(17581, "There is already a server named '", name, "'.");
+    run.fail(message::serverExists, name);
   }
   const bool isLocal = serverClass == std::begin(kClasses);
   if (isLocal && run.store().value("SELECT 1 FROM sysservers WHERE srvid = 0")) {
-    run.fail(17582, "There is already a local server.");
+    run.fail(message::localServerExists);
   }
   run.store().run(
       "INSERT INTO sysservers(srvid, srvname, srvnetname, srvclass)"
       " SELECT CASE WHEN ?1 THEN 0 ELSE ifnull(max(srvid), 0) + 1 END, ?2, ?3, ?4 FROM sysservers",
       isLocal ? 1 : 0, name, run.argument(2).value_or(name),
       static_cast<int>(serverClass - std::begin(kClasses)));
-  run.print(17578, "Server added.");
+  run.print(message::serverAdded);
 }
 
 int requireServer(ProcedureRun& run, const std::string& name) {
   const auto id = run.store().value("SELECT srvid FROM sysservers WHERE srvname = ?", name);
-  if (!id) run.fail(17560, "There is no server named '", name, "'.");
+  if (!id) run.fail(message::serverNotFound, name);
   return *id;
 }
 
 void spDropserver(ProcedureRun& run) {
   run.store().run("DELETE FROM sysservers WHERE srvid = ?", requireServer(run, run.text(0)));
-  run.print(17563, "Server dropped.");
+  run.print(message::serverDropped);
 }
 
 struct ServerOption {
@@ -74,7 +74,7 @@ void spServeroption(ProcedureRun& run) {
   }
   const std::string value = tsql::lowerCase(run.text(2));
   if (value != "true" && value != "false") {
-    run.fail(17914, "Usage: sp_serveroption [server, optname, {true | false}]");
+    run.fail(message::serveroptionUsage);
   }
   const bool sets = (value == "true") != option->turnsBitOff;
   run.store().run(sets ? "UPDATE sysservers SET srvstatus = srvstatus | ? WHERE srvid = ?"
@@ -132,7 +132,7 @@ void spDropexternlogin(ProcedureRun& run) {
 void spAddobjectdef(ProcedureRun& run) {
   const std::string name = run.text(0);
   if (run.catalog().findObject(name, run.caller())) {
-    run.fail(17751, "There is already an object named '", name, "' in the database.");
+    run.fail(message::objectDefinitionExists, name);
   }
   run.store().run(
       "DELETE FROM sysattributes WHERE class = ? AND attribute = ? AND object_cinfo = ?",

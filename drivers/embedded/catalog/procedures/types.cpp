@@ -4,6 +4,7 @@
 
 #include "drivers/embedded/catalog/name_text.h"
 #include "drivers/embedded/catalog/procedures/procedure.h"
+#include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/catalog/table_writer.h"
 #include "drivers/embedded/tsql/words.h"
@@ -30,7 +31,7 @@ tsql::DataType parsePhysicalType(const ProcedureRun& run, std::string_view text)
     digits = trimmed(digits);
     const auto [end, error] = std::from_chars(digits.begin(), digits.end(), value);
     if (error != std::errc() || end != digits.end()) {
-      run.fail(17303, "Illegal length specified in physical type '", text, "'.");
+      run.fail(message::badTypeLength, text);
     }
     return value;
   };
@@ -54,8 +55,7 @@ NullType parseNullType(const ProcedureRun& run, std::string_view text, bool allo
   if (word == "null") return {true, false};
   if (word == "not null" || word == "nonull") return {false, false};
   if (word == "identity") return {false, true};
-  run.fail(17306, "Usage: third argument is 'null', 'nonull', 'not null' or 'identity', not '",
-           text, "'.");
+  run.fail(message::badTypeNullability, text);
 }
 
 void spAddtype(ProcedureRun& run) {
@@ -64,12 +64,12 @@ void spAddtype(ProcedureRun& run) {
   const tsql::DataType declared = parsePhysicalType(run, physical);
   const SystemType* base = findSystemType(declared.name);
   if (base == nullptr || !run.catalog().options().has(base->since))
-    run.fail(17304, "Physical type '", physical, "' does not exist.");
+    run.fail(message::physicalTypeNotFound, physical);
   if (base->kind == TypeKind::Timestamp) {
-    run.fail(17300, "User-defined datatypes based on the 'timestamp' datatype are not allowed.");
+    run.fail(message::typeOfTimestamp);
   }
   if (run.store().value("SELECT 1 FROM systypes WHERE name = ?", name)) {
-    run.fail(17305, "A type with the specified name already exists.");
+    run.fail(message::typeExists);
   }
   const bool allowsNulls = run.catalog().allowsNullsByDefault(run.caller().database);
   const NullType nulls = parseNullType(run, run.text(2), allowsNulls);
@@ -82,24 +82,24 @@ void spAddtype(ProcedureRun& run) {
       " ?, ?, ?, ?, ?, ?, ?, (SELECT hierarchy FROM systypes WHERE usertype = ?) FROM systypes",
       run.caller().uid, base->userType, nulls.nullable ? 1 : 0, type.storageCode, type.length, name,
       type.precision, type.scale, nulls.identity ? 1 : 0, base->userType);
-  run.print(17308, "Type added.");
+  run.print(message::typeAdded);
 }
 
 void spDroptype(ProcedureRun& run) {
   const std::string name = run.text(0);
   const auto userType =
       run.store().value("SELECT usertype FROM systypes WHERE name = ? AND usertype > 100", name);
-  if (!userType) run.fail(17550, "The type '", name, "' does not exist.");
+  if (!userType) run.fail(message::userTypeNotFound, name);
   if (run.store().value("SELECT 1 FROM syscolumns WHERE usertype = ?", *userType)) {
-    run.fail(17552, "Type '", name, "' is being used. You cannot drop it.");
+    run.fail(message::typeInUse, name);
   }
   run.store().run("DELETE FROM systypes WHERE usertype = ?", *userType);
-  run.print(17554, "Type has been dropped.");
+  run.print(message::typeDropped);
 }
 
 // bindings
 
-/// The columns that hold what is bound: rules and defaults differ in nothing else.
+/// The columns that hold what is bound: the kinds of rules and defaults differ in nothing else.
 struct Binding {
   std::string_view noun;
   std::string_view objectType;
@@ -108,6 +108,7 @@ struct Binding {
 };
 
 constexpr Binding kRule = {"Rule", object_type::kRule, "domain", "domain"};
+constexpr Binding kAccessRule = {"Rule", object_type::kRule, "accessrule", "accessrule"};
 constexpr Binding kDefault = {"Default", object_type::kDefault, "cdefault", "tdefault"};
 
 struct BoundColumn {
@@ -121,12 +122,12 @@ std::optional<BoundColumn> findColumn(ProcedureRun& run, std::string_view name) 
   if (tableName.empty()) return std::nullopt;
   const auto table = run.catalog().findObject(tableName, run.caller());
   if (!table || table->type != object_type::kTable) {
-    run.fail(17756, "The table '", tableName, "' does not exist in this database.");
+    run.fail(message::boundTableNotFound, tableName);
   }
   const std::string columnName = lastName(last, run.quotedNames());
   auto column = run.catalog().column(table->id, columnName);
   if (!column) {
-    run.fail(17757, "The column '", columnName, "' does not exist in table '", table->name, "'.");
+    run.fail(message::boundColumnNotFound, columnName, table->name);
   }
   return BoundColumn{*table, std::move(*column)};
 }
@@ -134,14 +135,14 @@ std::optional<BoundColumn> findColumn(ProcedureRun& run, std::string_view name) 
 int requireUserType(ProcedureRun& run, std::string_view name) {
   const auto userType =
       run.store().value("SELECT usertype FROM systypes WHERE name = ? AND usertype > 100", name);
-  if (!userType) run.fail(17758, "The type '", name, "' does not exist or is a system type.");
+  if (!userType) run.fail(message::boundTypeNotFound, name);
   return *userType;
 }
 
 bool isFutureOnly(ProcedureRun& run, std::size_t position) {
   const std::string word = wordOf(run.text(position));
   if (!word.empty() && word != "futureonly") {
-    run.fail(17751, "The only legal option is 'futureonly', not '", word, "'.");
+    run.fail(message::onlyFutureonly, word);
   }
   return !word.empty();
 }
@@ -149,16 +150,16 @@ bool isFutureOnly(ProcedureRun& run, std::size_t position) {
 /// Sets the binding of a type, and of its columns as far as they have the type's own.
 void setOnType(ProcedureRun& run, const Binding& binding, int userType, int objectId,
                bool futureOnly) {
-  const int before =
-      run.store()
-          .value(concat("SELECT ", binding.typeField, " FROM systypes WHERE usertype = ?"),
-                 userType)
-          .value_or(0);
+  const int before = run.store()
+                         .value(concat("SELECT ifnull(", binding.typeField,
+                                       ", 0) FROM systypes WHERE usertype = ?"),
+                                userType)
+                         .value_or(0);
   run.store().run(concat("UPDATE systypes SET ", binding.typeField, " = ? WHERE usertype = ?"),
                   objectId, userType);
   if (futureOnly) return;
   run.store().run(concat("UPDATE syscolumns SET ", binding.columnField, " = ?1 WHERE usertype = ?2",
-                         " AND ", binding.columnField, " IN (0, ?3)"),
+                         " AND ifnull(", binding.columnField, ", 0) IN (0, ?3)"),
                   objectId, userType, before);
 }
 
@@ -176,53 +177,66 @@ bool isDeclared(ProcedureRun& run, int objectId) {
          run.store().value("SELECT 1 FROM sysconstraints WHERE constrid = ?", objectId).has_value();
 }
 
-void bind(ProcedureRun& run, const Binding& binding) {
+bool isAccessRule(ProcedureRun& run, int id) {
+  const SysObject* object = run.writer().records().object(id);
+  return object != nullptr && (object->sysstat2 & rule_status2::kAccess) != 0;
+}
+
+void bind(ProcedureRun& run, const Binding& asked) {
   const auto object = run.catalog().findObject(run.text(0), run.caller());
-  if (!object || object->type != binding.objectType || isDeclared(run, object->id)) {
-    run.fail(17750, "No such ", tsql::lowerCase(binding.noun), " '", run.text(0),
-             "' exists in this database.");
+  if (!object || object->type != asked.objectType || isDeclared(run, object->id)) {
+    run.fail(message::bindingNotFound, tsql::lowerCase(asked.noun), run.text(0));
   }
+  const bool isAccess = &asked == &kRule && isAccessRule(run, object->id);
+  const Binding& binding = isAccess ? kAccessRule : asked;
   const bool futureOnly = isFutureOnly(run, 2);
   if (const auto target = findColumn(run, run.text(1))) {
     const bool declaredDefault = &binding == &kDefault && isDeclared(run, target->column.defaultId);
     if (declaredDefault) {
-      run.fail(17740,
-               "You cannot bind a default to a column that was created with or altered to "
-               "have a default value.");
+      run.fail(message::columnHasDefault);
     }
     if (&binding == &kDefault && target->column.type.identity) {
-      run.fail(17741, "You cannot bind a default to an identity column.");
+      run.fail(message::defaultOnIdentity);
     }
     setOnColumn(run, binding, *target, object->id);
-    run.print(17763, binding.noun, " bound to table column.");
+    run.print(message::boundToColumn, binding.noun);
   } else {
     setOnType(run, binding, requireUserType(run, run.text(1)), object->id, futureOnly);
-    run.print(17764, binding.noun, " bound to datatype.");
+    run.print(message::boundToType, binding.noun);
   }
 }
 
 void unbind(ProcedureRun& run, const Binding& binding) {
   const bool futureOnly = isFutureOnly(run, 1);
   if (const auto target = findColumn(run, run.text(0))) {
-    const int bound = &binding == &kDefault ? target->column.defaultId : target->column.ruleId;
+    const int bound =
+        run.store()
+            .value(concat("SELECT ifnull(", binding.columnField,
+                          ", 0) FROM syscolumns WHERE id = ? AND colid = ? AND number = 0"),
+                   target->table.id, target->column.colid)
+            .value_or(0);
     if (bound == 0) {
-      run.fail(17842, "Column '", run.text(0), "' has no ", tsql::lowerCase(binding.noun), ".");
+      run.fail(message::nothingBound, run.text(0), tsql::lowerCase(binding.noun));
     }
     if (isDeclared(run, bound)) {
-      run.fail(17843, "The ", tsql::lowerCase(binding.noun), " of column '", run.text(0),
-               "' was declared with the table. Use alter table to remove it.");
+      run.fail(message::declaredWithTable, tsql::lowerCase(binding.noun), run.text(0));
     }
     setOnColumn(run, binding, *target, 0);
-    run.print(17845, binding.noun, " unbound from table column.");
+    run.print(message::unboundFromColumn, binding.noun);
   } else {
     setOnType(run, binding, requireUserType(run, run.text(0)), 0, futureOnly);
-    run.print(17846, binding.noun, " unbound from datatype.");
+    run.print(message::unboundFromType, binding.noun);
   }
 }
 
 void spBindrule(ProcedureRun& run) { bind(run, kRule); }
 void spBindefault(ProcedureRun& run) { bind(run, kDefault); }
-void spUnbindrule(ProcedureRun& run) { unbind(run, kRule); }
+/// sp_unbindrule object [, futureonly [, "accessrule" | "all"]]
+void spUnbindrule(ProcedureRun& run) {
+  const std::string what = wordOf(run.text(2));
+  if (what != "accessrule") unbind(run, kRule);
+  if (what == "accessrule" || what == "all") unbind(run, kAccessRule);
+}
 void spUnbindefault(ProcedureRun& run) { unbind(run, kDefault); }
 
 constexpr Procedure kProcedures[] = {
@@ -230,7 +244,7 @@ constexpr Procedure kProcedures[] = {
     {"sp_droptype", "@typename", 1, spDroptype},
     {"sp_bindrule", "@rulename @objname @futureonly", 2, spBindrule},
     {"sp_bindefault", "@defname @objname @futureonly", 2, spBindefault},
-    {"sp_unbindrule", "@objname @futureonly", 1, spUnbindrule},
+    {"sp_unbindrule", "@objname @futureonly @accessrule", 1, spUnbindrule},
     {"sp_unbindefault", "@objname @futureonly", 1, spUnbindefault},
 };
 

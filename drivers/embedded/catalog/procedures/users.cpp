@@ -30,40 +30,39 @@ int requireGroup(ProcedureRun& run, std::string_view name) {
   const auto uid = run.store().value(
       "SELECT uid FROM sysusers WHERE name = ? AND gid = uid AND (environ IS NOT NULL OR uid = 0)",
       name);
-  if (!uid) run.fail(17333, "No group with the specified name '", name, "' exists.");
+  if (!uid) run.fail(message::groupNotFound, name);
   return *uid;
 }
 
 int requireUser(ProcedureRun& run, std::string_view name) {
   const auto uid =
       run.store().value("SELECT uid FROM sysusers WHERE name = ? AND gid != uid", name);
-  if (!uid)
-    run.fail(17334, "No user with the specified name '", name, "' exists in the current database.");
+  if (!uid) run.fail(message::userNotFound, name);
   return *uid;
 }
 
 void requireFreeUserName(ProcedureRun& run, std::string_view name) {
   if (run.catalog().userId(name)) {
-    run.fail(17332, "A user, group or role with the specified name '", name, "' already exists.");
+    run.fail(message::userNameTaken, name);
   }
 }
 
 void spAddlogin(ProcedureRun& run) {
   if (run.catalog().loginId(run.text(0))) {
-    run.fail(17262, "A user with the specified login name already exists.");
+    run.fail(message::loginExists);
   }
   addLogin(run, run.text(0), run.argument(2).value_or("master"), run.text(4));
-  run.print(17264, "New login created.");
+  run.print(message::loginCreated);
 }
 
 void spDroplogin(ProcedureRun& run) {
   const auto suid = run.catalog().loginId(run.text(0));
-  if (!suid) run.fail(17500, "No login with the specified name '", run.text(0), "' exists.");
+  if (!suid) run.fail(message::loginNotFound, run.text(0));
   if (run.store().value("SELECT 1 FROM sysusers WHERE suid = ?", *suid)) {
-    run.fail(17501, "Login '", run.text(0), "' is a user of a database. Drop the user first.");
+    run.fail(message::loginIsUser, run.text(0));
   }
   run.store().run("DELETE FROM syslogins WHERE suid = ?", *suid);
-  run.print(17503, "Login dropped.");
+  run.print(message::loginDropped);
 }
 
 void setDefaultDatabase(ProcedureRun& run, const std::string& database) {
@@ -73,7 +72,7 @@ void setDefaultDatabase(ProcedureRun& run, const std::string& database) {
 
 void spDefaultdb(ProcedureRun& run) {
   setDefaultDatabase(run, run.text(1));
-  run.print(17270, "Default database changed.");
+  run.print(message::defaultDatabaseChanged);
 }
 
 /// sp_modifylogin login, option, value
@@ -89,7 +88,7 @@ void spModifylogin(ProcedureRun& run) {
   } else {
     return run.ignore(concat("the option '", option, "'"));
   }
-  run.print(17888, "Option changed.");
+  run.print(message::loginOptionChanged);
 }
 
 /// sp_locklogin login, "lock" | "unlock"
@@ -103,8 +102,7 @@ void spLocklogin(ProcedureRun& run) {
   run.store().run(action == "lock" ? "UPDATE syslogins SET status = status | ? WHERE name = ?"
                                    : "UPDATE syslogins SET status = status & ~? WHERE name = ?",
                   kLocked, run.text(0));
-  run.print(action == "lock" ? 17726 : 17727,
-            action == "lock" ? "Account locked." : "Account unlocked.");
+  run.print(action == "lock" ? message::accountLocked : message::accountUnlocked);
 }
 
 void spAddgroup(ProcedureRun& run) {
@@ -114,18 +112,18 @@ void spAddgroup(ProcedureRun& run) {
       "INSERT INTO sysusers(suid, uid, gid, name, environ)"
       " SELECT ?1, n, n, ?2, ' ' FROM (SELECT max(?3 - 1, max(uid)) + 1 AS n FROM sysusers)",
       kGroupSuid, run.text(0), kFirstGroupUid);
-  run.print(17336, "New group added.");
+  run.print(message::groupAdded);
 }
 
 void spDropgroup(ProcedureRun& run) {
   const int uid = requireGroup(run, run.text(0));
-  if (uid == kPublicUid) run.fail(17560, "You cannot drop group 'public'.");
+  if (uid == kPublicUid) run.fail(message::publicUndroppable);
   if (run.store().value("SELECT 1 FROM sysusers WHERE gid = ?1 AND uid != ?1", uid)) {
-    run.fail(17561, "Group has members. It must be empty before it can be dropped.");
+    run.fail(message::groupHasMembers);
   }
   run.store().run("DELETE FROM sysusers WHERE uid = ?", uid);
   run.store().run("DELETE FROM sysprotects WHERE uid = ?", uid);
-  run.print(17563, "Group has been dropped.");
+  run.print(message::groupDropped);
 }
 
 void spAdduser(ProcedureRun& run) {
@@ -133,13 +131,13 @@ void spAdduser(ProcedureRun& run) {
   const std::string name = run.argument(1).value_or(login);
   const int gid = run.argument(2) ? requireGroup(run, run.text(2)) : kPublicUid;
   // A fresh database has a guest here, where that of a script's author may have had none.
-  if (login == "guest" && run.catalog().userId(login)) return run.print(17341, "New user added.");
+  if (login == "guest" && run.catalog().userId(login)) return run.print(message::userAdded);
   requireFreeUserName(run, name);
   int suid = kGuestSuid;
   if (login != "guest") {
     const auto known = run.catalog().loginId(login);
     if (known && run.store().value("SELECT 1 FROM sysusers WHERE suid = ?", *known)) {
-      run.fail(17330, "User '", login, "' already has a name in this database.");
+      run.fail(message::loginHasUser, login);
     }
     suid = loginOf(run, login);
   }
@@ -147,30 +145,28 @@ void spAdduser(ProcedureRun& run) {
       "INSERT INTO sysusers(suid, uid, gid, name)"
       " SELECT ?1, max(?2 - 1, max(uid)) + 1, ?3, ?4 FROM sysusers WHERE uid < ?5",
       suid, kFirstUserUid, gid, name, kFirstGroupUid);
-  run.print(17341, "New user added.");
+  run.print(message::userAdded);
 }
 
 void spDropuser(ProcedureRun& run) {
   const int uid = requireUser(run, run.text(0));
-  if (uid == kDboUid) run.fail(17546, "You cannot drop the 'database owner'.");
+  if (uid == kDboUid) run.fail(message::dboUndroppable);
   if (run.store().value("SELECT 1 FROM sysobjects WHERE uid = ?", uid)) {
-    run.fail(17549, "You cannot drop user because user '", run.text(0),
-             "' owns objects in database.");
+    run.fail(message::userOwns, run.text(0), "objects");
   }
   if (run.store().value("SELECT 1 FROM systypes WHERE uid = ?", uid)) {
-    run.fail(17549, "You cannot drop user because user '", run.text(0),
-             "' owns types in database.");
+    run.fail(message::userOwns, run.text(0), "types");
   }
   run.store().run("DELETE FROM sysusers WHERE uid = ?", uid);
   run.store().run("DELETE FROM sysprotects WHERE ? IN (uid, grantor)", uid);
-  run.print(17551, "User has been dropped from current database.");
+  run.print(message::userDropped);
 }
 
 void spChangegroup(ProcedureRun& run) {
   const int gid = requireGroup(run, run.text(0));
   const int uid = requireUser(run, run.text(1));
   run.store().run("UPDATE sysusers SET gid = ? WHERE uid = ?", gid, uid);
-  run.print(17361, "Group changed.");
+  run.print(message::groupChanged);
 }
 
 void spAddalias(ProcedureRun& run) {
@@ -178,24 +174,24 @@ void spAddalias(ProcedureRun& run) {
   const int uid = requireUser(run, run.text(1));
   const int suid = loginOf(run, login);
   if (run.store().value("SELECT 1 FROM sysusers WHERE suid = ?", suid)) {
-    run.fail(17235, "'", login, "' is already a user of the current database.");
+    run.fail(message::alreadyUser, login);
   }
   if (run.store().value("SELECT 1 FROM sysalternates WHERE suid = ?", suid)) {
-    run.fail(17237, "'", login, "' is already aliased to another user.");
+    run.fail(message::alreadyAliased, login);
   }
   run.store().run(
       "INSERT INTO sysalternates(suid, altsuid) SELECT ?, suid FROM sysusers WHERE uid = ?", suid,
       uid);
-  run.print(17240, "Alias user added.");
+  run.print(message::aliasAdded);
 }
 
 void spDropalias(ProcedureRun& run) {
   const int suid = run.catalog().loginId(run.text(0)).value_or(0);
   if (!run.store().value("SELECT 1 FROM sysalternates WHERE suid = ?", suid)) {
-    run.fail(17523, "No alias for the specified user '", run.text(0), "' exists.");
+    run.fail(message::aliasNotFound, run.text(0));
   }
   run.store().run("DELETE FROM sysalternates WHERE suid = ?", suid);
-  run.print(17525, "Alias user dropped.");
+  run.print(message::aliasDropped);
 }
 
 constexpr Procedure kProcedures[] = {

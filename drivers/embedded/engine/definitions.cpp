@@ -1,14 +1,15 @@
-// Everything that makes or drops something.
+#include "drivers/embedded/engine/definitions.h"
 
 #include <algorithm>
+#include <optional>
 
-#include "drivers/embedded/engine/batch.h"
 #include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/star_expansion.h"
 #include "drivers/embedded/engine/statement_kinds.h"
 #include "drivers/embedded/engine/used_objects.h"
 #include "drivers/embedded/engine/walk.h"
+#include "drivers/embedded/tsql/overloaded.h"
 #include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::embedded {
@@ -16,14 +17,14 @@ namespace kelvane::embedded {
 using namespace tsql;
 
 // One after the other, whatever becomes of those before.
-void BatchRun::dropObjects(const Drop& statement) {
+void Definitions::dropObjects(const Drop& statement) {
   std::optional<ServerError> failure;
   for (const ObjectName& name : statement.names) {
     try {
       if (statement.kind == DropKind::Table && name.name.starts_with('#')) {
-        dropTemporary(name);
+        temporaries_.drop(name);
       } else if (statement.kind == DropKind::Index && name.owner.starts_with('#')) {
-        dropTemporaryIndex(name);
+        temporaries_.dropIndex(name);
       } else {
         const bool isIndex = statement.kind == DropKind::Index;
         const InDatabase there(session_, isIndex ? std::string() : name.database);
@@ -31,16 +32,15 @@ void BatchRun::dropObjects(const Drop& statement) {
         server_.namesChanged();
       }
     } catch (const ServerError& error) {
-      if (failure) tell(*current_, *failure);
+      if (failure) reporter_.tell(*frame_.current(), *failure);
       failure = error;
     }
   }
   if (failure) throw *failure;
 }
 
-std::vector<NamedColumn> BatchRun::viewColumns(const Query& query) {
-  const TranslationContext made = context();
-  const Plan plan = Translator(made).select(query);
+std::vector<NamedColumn> Definitions::viewColumns(const Query& query) {
+  const Plan plan = frame_.plan([&](Translator& t) { return t.select(query); });
   std::vector<NamedColumn> columns;
   columns.reserve(plan.columns.size());
   for (const ResultColumn& column : plan.columns) columns.push_back({column.name, column.type});
@@ -49,22 +49,18 @@ std::vector<NamedColumn> BatchRun::viewColumns(const Query& query) {
 
 // Scripts of one database often use views of another, which nobody has brought. A server would
 // refuse the view; to leave it out would make databases equal that are not.
-void BatchRun::keepWithoutColumns(const CreateView& view, std::string_view text,
-                                  const UnknownDatabase& error) {
+void Definitions::keepWithoutColumns(const CreateView& view, std::string_view text,
+                                     const UnknownDatabase& error) {
   if (!session_.acceptsAnyDatabase) throw error;
   server_.catalog.createView(view, text, std::nullopt, session_.caller);
-  Notice notice{{0, 10, 1,
-                 "view '" + view.name.name +
-                     "' is kept, but its columns are not known: it uses "
-                     "database '" +
-                     error.database + "', which was not there yet"},
-                session_.caller.line};
+  Notice notice{ServerMessage(message::viewWithoutColumns, view.name.name, error.database),
+                frame_.line()};
   const ObjectInfo kept = server_.catalog.requireObject(view.name, session_.caller);
   notice.withoutColumns = server_.catalog.userName(kept.uid).value_or("") + "." + kept.name;
-  outcome_.notice(notice);
+  reporter_.outcome().notice(notice);
 }
 
-void BatchRun::permission(const Permission& statement) {
+void Definitions::permission(const Permission& statement) {
   const auto isVariable = [](const std::string& name) { return name.starts_with('@'); };
   if (std::ranges::none_of(statement.grantees, isVariable)) {
     return server_.catalog.permission(statement, session_.caller);
@@ -72,12 +68,7 @@ void BatchRun::permission(const Permission& statement) {
   Permission named = statement;
   for (std::string& grantee : named.grantees) {
     if (!isVariable(grantee)) continue;
-    const auto found = variables_.find(grantee);
-    if (found == variables_.end()) {
-      throw ServerError(137, 15, 2, "Must declare variable '" + grantee + "'.",
-                        session_.caller.line);
-    }
-    grantee = isNull(found->second.value) ? "" : textOf(found->second.value, found->second.type, 0);
+    grantee = Frame::textOf(frame_.variable(grantee, frame_.line()));
   }
   server_.catalog.permission(named, session_.caller);
 }
@@ -94,10 +85,7 @@ void requireSteady(const ColumnDefinition& column) {
            (call != nullptr && !isSteadyFunction(call->function.name));
   });
   if (!changes) return;
-  throw ServerError(kNotSupported, 16, 1,
-                    "The embedded catalog cannot keep the materialized column '" + column.name +
-                        "', whose value depends on when it is computed.",
-                    column.range.line);
+  throw ServerError(message::materializedVaries, column.range.line, column.name);
 }
 
 // Whose rows are then looked at; those of a new check are not.
@@ -136,31 +124,28 @@ class NamesChange {
 
 }  // namespace
 
-RowValues BatchRun::rowValues() {
-  return {[this](const Expr& value, const ColumnType& type) { return evaluate(value, &type); },
-          [this](const Cell& value, const ColumnType& from, const ColumnType& to) {
-            return convertCell(value, from, to, 0, session_.caller.line);
-          },
-          [this](const Expr& expression, const ObjectName& table) {
-            TranslationContext made = context();
-            made.tableColumns = nullptr;
-            return Translator(made).typeOf(expression, table);
-          }};
+RowValues Definitions::rowValues() {
+  return {
+      [this](const Expr& value, const ColumnType& type) { return frame_.evaluate(value, &type); },
+      [this](const Cell& value, const ColumnType& from, const ColumnType& to) {
+        return convertCell(value, from, to, 0, frame_.line());
+      },
+      [this](const Expr& expression, const ObjectName& table) {
+        TranslationContext made = frame_.context();
+        made.tableColumns = nullptr;
+        return Translator(made).typeOf(expression, table);
+      }};
 }
 
 // All of it or nothing.
-void BatchRun::createSchema(const CreateSchema& schema) {
+void Definitions::createSchema(const CreateSchema& schema) {
   if (server_.catalog.userName(session_.caller.uid) != schema.authorization) {
-    throw ServerError(
-        kNotSupported, 16, 1,
-        "The embedded catalog creates the schema of the current user alone, not of '" +
-            schema.authorization + "'. Change the user with setuser before.",
-        session_.caller.line);
+    throw ServerError(message::schemaOfAnother, frame_.line(), schema.authorization);
   }
   Savepoint savepoint(server_.catalog.store());
   for (const auto& statement : schema.statements) {
     session_.caller.line = statement->range.line;
-    define(*statement);
+    run(*statement);
   }
   savepoint.keep();
 }
@@ -188,26 +173,23 @@ std::optional<Defined> definedBy(const tsql::Statement& statement) {
 
 }  // namespace
 
-void BatchRun::define(const tsql::Statement& statement) {
+void Definitions::run(const tsql::Statement& statement) {
   Catalog& catalog = server_.catalog;
   const InDatabase there(session_, databaseNamed(statement));
   const Caller& caller = session_.caller;
-  const std::string_view text = batch_->text;
+  const std::string_view text = frame_.batch()->text;
   const auto stored = [&] {
     return withExpandedStars(statement, text, catalog, caller, session_.temporaries);
   };
   if (const auto* table = std::get_if<CreateTable>(&statement.node)) {
-    if (table->name.name.starts_with('#')) return createTemporary(*table);
+    if (table->name.name.starts_with('#')) return temporaries_.create(*table);
   }
   if (const auto* index = std::get_if<CreateIndex>(&statement.node)) {
-    if (index->table.name.starts_with('#')) return createTemporaryIndex(*index);
+    if (index->table.name.starts_with('#')) return temporaries_.createIndex(*index);
   }
   if (const auto* alter = std::get_if<AlterTable>(&statement.node)) {
     if (alter->table.name.starts_with('#')) {
-      throw ServerError(
-          kNotSupported, 16, 1,
-          "The embedded catalog cannot alter the temporary table '" + alter->table.name + "'.",
-          alter->table.range.line);
+      throw ServerError(message::alterTemporary, alter->table.range.line, alter->table.name);
     }
   }
   if (const auto* drop = std::get_if<Drop>(&statement.node)) return dropObjects(*drop);
@@ -229,9 +211,7 @@ void BatchRun::define(const tsql::Statement& statement) {
                    catalog.alterTable(s, text, rowValues(), caller);
                    if (addsReference(s)) {
                      server_.namesChanged();
-                     const TranslationContext made = context();
-                     Translator translator(made);
-                     runTests(translator.orphanTests(translator.writeTarget(s.table)));
+                     frame_.runTests(frame_.orphanTests(s.table));
                    }
                    savepoint.keep();
                  },

@@ -1,10 +1,7 @@
-// Statements for the administrator: those that a catalog keeps something of, those that it does
-// not, and those that would have to do what this server cannot.
+#include "drivers/embedded/engine/utility.h"
 
 #include <algorithm>
 #include <iterator>
-
-#include "drivers/embedded/engine/batch.h"
 
 namespace kelvane::embedded {
 
@@ -68,32 +65,23 @@ constexpr UtilityRule kUtilities[] = {
 
 }  // namespace
 
-void BatchRun::ignored(const std::string& what) {
-  Notice notice{{0, 10, 1, what + " leaves no trace in the catalog and was ignored"},
-                session_.caller.line};
-  notice.ignored = true;
-  outcome_.notice(notice);
-}
-
-void BatchRun::utility(const Utility& utility) {
+void runUtility(const Utility& utility, Frame& frame, Reporter& reporter) {
   const auto* rule = std::ranges::find(kUtilities, utility.verb, &UtilityRule::verb);
   const Effect effect = rule == std::end(kUtilities) ? Effect::Refused : rule->effect;
   const auto tellOptions = [&] {
-    if (utility.hasMore) ignored("what '" + utility.verb + "' says behind the name");
+    if (utility.hasMore) reporter.ignored("what '" + utility.verb + "' says behind the name");
   };
   switch (effect) {
     case Effect::NewDatabase:
-      server_.catalog.createDatabase(utility.object, session_.caller);
+      frame.catalog().createDatabase(utility.object, frame.session().caller);
       return tellOptions();
     case Effect::NewRole:
-      server_.catalog.createRole(utility.object, session_.caller);
+      frame.catalog().createRole(utility.object, frame.session().caller);
       return tellOptions();
     case Effect::None:
-      return ignored("'" + utility.verb + "'");
+      return reporter.ignored("'" + utility.verb + "'");
     case Effect::Refused:
-      throw ServerError(kNotSupported, 16, 1,
-                        "The embedded catalog cannot execute '" + utility.verb + "'.",
-                        session_.caller.line);
+      throw ServerError(message::cannotExecute, frame.line(), utility.verb);
   }
 }
 

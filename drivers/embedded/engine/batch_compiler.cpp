@@ -1,9 +1,7 @@
-// The look over a batch before any of it runs.
+#include "drivers/embedded/engine/batch_compiler.h"
 
-#include <algorithm>
-
-#include "drivers/embedded/engine/batch.h"
-#include "drivers/embedded/engine/typing.h"
+#include "drivers/embedded/engine/set_options.h"
+#include "drivers/embedded/tsql/ast.h"
 
 namespace kelvane::embedded {
 
@@ -35,65 +33,51 @@ int leafCount(const StatementList& statements) {
 
 }  // namespace
 
-bool BatchRun::compile() {
-  const Circumstances now = circumstances();
-  if (batch_->checked == now && session_.temporaries.empty()) {
-    variables_ = batch_->declared;
+bool BatchCompiler::compile() {
+  Session& session = frame_.session();
+  ParsedBatch& batch = *frame_.batch();
+  const Circumstances now = frame_.circumstances();
+  if (batch.checked == now && session.temporaries.empty()) {
+    frame_.variables() = batch.declared;
     return true;
   }
-  compiling_ = true;
-  identityInsertTable_ = session_.options.identityInsertTable;
+  found_.identityInsertTable = session.options.identityInsertTable;
   bool accepted = true;
+  frame_.setBeforeRun(&found_);
   try {
-    compileList(batch_->statements);
+    list(batch.statements);
   } catch (const ServerError& error) {
     accepted = false;
-    session_.lastError = error.number;
-    Notice notice{{error.number, error.severity, error.state, error.text()}, error.line};
-    if (notice.line == 0 && current_ != nullptr) notice.line = current_->range.line;
-    notice.refused = true;
-    // With other statements in the batch, those did not run either.
-    notice.alreadyGone = current_ != nullptr && leafCount(batch_->statements) == 1 &&
-                         isAlreadyGone(*current_, error);
-    outcome_.notice(notice);
+    reporter_.refused(error, leafCount(batch.statements) == 1);
   }
-  compiling_ = false;
-  createdLater_.clear();
-  batch_->checked.reset();
-  if (accepted && session_.temporaries.empty()) {
-    batch_->checked = now;
-    batch_->declared = variables_;
+  batch.checked.reset();
+  if (accepted && session.temporaries.empty()) {
+    batch.checked = now;
+    batch.declared = frame_.variables();
   }
   return accepted;
 }
 
-void BatchRun::compileList(const StatementList& statements) {
-  for (const auto& statement : statements) {
-    compileStatement(*statement);
-    if (&statements == &batch_->statements) limitPlans();
+void BatchCompiler::list(const StatementList& statements) {
+  for (const auto& one : statements) {
+    statement(*one);
+    if (&statements == &frame_.batch()->statements) frame_.limitPlans();
   }
 }
 
-void BatchRun::compileStatement(const tsql::Statement& statement) {
-  current_ = &statement;
+void BatchCompiler::statement(const tsql::Statement& statement) {
+  frame_.lookAt(statement);
   try {
-    compileParts(statement);
+    parts(statement);
   } catch (const NotYetCreated&) {
     // Its names are looked up when it is its turn.
   }
 }
 
-void BatchRun::declare(const Declare& declare) {
-  for (const VariableDeclaration& variable : declare.variables) {
-    Caller caller = session_.caller;
-    caller.line = variable.type.range.line;
-    const ColumnType type = server_.catalog.resolveType(variable.type, caller);
-    variables_[variable.name] = {withNullability(type, true), {}};
-  }
-}
-
-void BatchRun::compileParts(const tsql::Statement& statement) {
-  const auto translate = [&](const void* key, const Translate& how) { prepared(key, how); };
+void BatchCompiler::parts(const tsql::Statement& statement) {
+  const auto translate = [&](const void* key, const Frame::Translate& how) {
+    frame_.prepared(key, how);
+  };
   const auto check = [&](const ExprPtr& expr) {
     if (!expr) return;
     translate(expr.get(), [&](Translator& t) { return t.values({expr.get()}); });
@@ -105,7 +89,7 @@ void BatchRun::compileParts(const tsql::Statement& statement) {
     }
   };
   std::visit(Overloaded{
-                 [&](const Declare& d) { declare(d); },
+                 [&](const Declare& d) { frame_.declare(d); },
                  [&](const SelectStatement& s) {
                    const Select& first = s.query->terms.front().select;
                    // The text of a select into is made when its table is.
@@ -113,19 +97,19 @@ void BatchRun::compileParts(const tsql::Statement& statement) {
                      translate(&statement, [&](Translator& t) { return t.select(*s.query); });
                    } else {
                      try {
-                       Translator(context()).selectInto(*s.query);
+                       frame_.plan([&](Translator& t) { return t.selectInto(*s.query); });
                      } catch (const NotYetCreated&) {
                      }
-                     if (!first.intoExisting) createdLater_.insert(first.into.name);
+                     if (!first.intoExisting) found_.created.insert(first.into.name);
                    }
                  },
                  [&](const Insert& s) {
                    if (std::holds_alternative<Execute>(s.source) ||
                        std::holds_alternative<ExecuteImmediate>(s.source)) {
-                     Translator(context()).writeTarget(s.table);
+                     frame_.writeTarget(s.table);
                      return;
                    }
-                   insertPlan(s);
+                   rows_.insertPlan(s);
                  },
                  [&](const Update& s) {
                    translate(&statement, [&](Translator& t) { return t.update(s); });
@@ -141,21 +125,22 @@ void BatchRun::compileParts(const tsql::Statement& statement) {
                  },
                  [&](const Print& s) { check(s.format); },
                  [&](const Return& s) { check(s.value); },
-                 [&](const Block& s) { compileList(s.statements); },
+                 [&](const Block& s) { list(s.statements); },
                  [&](const If& s) {
                    checkCondition(*s.condition);
-                   compileStatement(*s.then);
-                   if (s.otherwise) compileStatement(*s.otherwise);
+                   this->statement(*s.then);
+                   if (s.otherwise) this->statement(*s.otherwise);
                  },
                  [&](const While& s) {
                    checkCondition(*s.condition);
-                   compileStatement(*s.body);
+                   this->statement(*s.body);
                  },
                  [&](const SetOption& s) {
-                   if (const auto table = identityInsert(s)) identityInsertTable_ = *table;
+                   if (const auto table = identityInsertTable(s))
+                     found_.identityInsertTable = *table;
                  },
-                 [&](const CreateTable& s) { createdLater_.insert(s.name.name); },
-                 [&](const CreateView& s) { createdLater_.insert(s.name.name); },
+                 [&](const CreateTable& s) { found_.created.insert(s.name.name); },
+                 [&](const CreateView& s) { found_.created.insert(s.name.name); },
                  [](const auto&) {},
              },
              statement.node);

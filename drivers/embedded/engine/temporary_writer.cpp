@@ -1,11 +1,10 @@
-// Temporary tables: what the catalog does for tables of the user, without a catalog.
+#include "drivers/embedded/engine/temporary_writer.h"
 
 #include <algorithm>
 #include <array>
 
 #include "drivers/embedded/catalog/keys.h"
 #include "drivers/embedded/catalog/writer.h"
-#include "drivers/embedded/engine/batch.h"
 
 namespace kelvane::embedded {
 
@@ -16,25 +15,12 @@ namespace {
 constexpr std::size_t kSchemaLength = std::string_view("temp.").size();
 
 ServerError notKept(const std::string& table, std::string_view what, std::uint32_t line) {
-  return {
-      kNotSupported, 16, 1,
-      concat("The embedded catalog cannot keep ", what, " of the temporary table '", table, "'."),
-      line};
+  return {message::noneOfTemporary, line, what, table};
 }
 
 }  // namespace
 
-struct BatchRun::TemporaryKey {
-  std::string name;
-  bool unique = false;
-  bool clustered = false;
-  bool isConstraint = false;
-  const std::vector<IndexKey>& keys;
-  const std::vector<StorageOption>& options;
-  std::uint32_t line = 0;
-};
-
-void BatchRun::createTemporary(const CreateTable& statement) {
+void TemporaryWriter::create(const CreateTable& statement) {
   TemporaryTable table;
   table.name = statement.name.name;
   table.allPages = statement.lockScheme.empty() || statement.lockScheme == "allpages";
@@ -51,15 +37,16 @@ void BatchRun::createTemporary(const CreateTable& statement) {
     column.type = withNullability(declared, nullable);
     column.type.identity = definition.identity;
     table.columns.push_back(column);
-    table.defaults.push_back(definition.defaultClause
-                                 ? std::string(definition.defaultClause->range.in(batch_->text))
-                                 : "");
+    table.defaults.push_back(
+        definition.defaultClause
+            ? std::string(definition.defaultClause->range.in(frame_.batch()->text))
+            : "");
   }
   RowRules rules;
   const auto addCheck = [&](const Constraint& constraint) {
     const auto* check = std::get_if<CheckConstraint>(&constraint.node);
     if (check == nullptr) return;
-    table.checks.emplace_back(check->range.in(batch_->text));
+    table.checks.emplace_back(check->range.in(frame_.batch()->text));
     const SourceText source{table.checks.back(), session_.caller.quotedIdentifier};
     rules.checks.push_back({constraint.name, checkCondition(source)});
   };
@@ -69,8 +56,7 @@ void BatchRun::createTemporary(const CreateTable& statement) {
   std::ranges::for_each(statement.constraints, addCheck);
   if (!rules.checks.empty()) table.rules = std::make_shared<const RowRules>(std::move(rules));
 
-  addTemporary(std::move(table), statement.name.range.line);
-  TemporaryTable& added = session_.temporaries.at(statement.name.name);
+  TemporaryTable& added = add(std::move(table), statement.name.range.line);
   try {
     for (const ColumnDefinition& column : statement.columns) {
       for (const Constraint& constraint : column.constraints) {
@@ -81,16 +67,14 @@ void BatchRun::createTemporary(const CreateTable& statement) {
       addConstraint(added, constraint, nullptr);
     }
   } catch (const ServerError&) {
-    session_.dropTemporary(statement.name.name);
+    session_.temporaries.drop(statement.name.name);
     throw;
   }
 }
 
-std::string BatchRun::addTemporary(TemporaryTable table, std::uint32_t line) {
-  if (session_.temporaries.contains(table.name)) {
-    throw ServerError(2714, 16, 1,
-                      "There is already an object named '" + table.name + "' in the database.",
-                      line);
+TemporaryTable& TemporaryWriter::add(TemporaryTable table, std::uint32_t line) {
+  if (session_.temporaries.find(table.name) != nullptr) {
+    throw ServerError(message::objectExists, line, table.name);
   }
   for (ColumnInfo& column : table.columns) {
     column.colid = static_cast<int>(&column - table.columns.data()) + 1;
@@ -98,16 +82,17 @@ std::string BatchRun::addTemporary(TemporaryTable table, std::uint32_t line) {
     table.sqliteColumns += (table.sqliteColumns.empty() ? "" : ", ") + column.sqliteColumn +
                            (isCharacter(column.type.kind) ? " TEXT COLLATE RTRIM" : "");
   }
-  std::string sqliteTable = session_.temporaryStorage(table.sqliteColumns);
-  table.sqliteTable = sqliteTable;
-  table.definition = server_.definition(table);
-  if (session_.nestLevel > 0) ownTemporaries_.push_back(table.name);
-  session_.temporaries.emplace(table.name, std::move(table));
-  return sqliteTable;
+  TemporaryTable& added = session_.temporaries.add(std::move(table));
+  if (session_.calls.level > 0) own_.push_back(added.name);
+  return added;
 }
 
-void BatchRun::addConstraint(TemporaryTable& table, const Constraint& constraint,
-                             const ColumnDefinition* column) {
+void TemporaryWriter::dropOwn() {
+  for (const std::string& name : own_) session_.temporaries.drop(name);
+}
+
+void TemporaryWriter::addConstraint(TemporaryTable& table, const Constraint& constraint,
+                                    const ColumnDefinition* column) {
   if (std::holds_alternative<ForeignKeyConstraint>(constraint.node)) {
     throw notKept(table.name, "foreign keys", constraint.range.line);
   }
@@ -121,10 +106,7 @@ void BatchRun::addConstraint(TemporaryTable& table, const Constraint& constraint
       const ColumnInfo& of =
           keyColumn(table.columns, one.column, table.name, constraint.range.line);
       if (!of.type.nullable) continue;
-      throw ServerError(8111, 16, 1,
-                        concat("Cannot define PRIMARY KEY constraint on nullable column '",
-                               one.column, "' in table '", table.name, "'."),
-                        constraint.range.line);
+      throw ServerError(message::nullablePrimaryKey, constraint.range.line, one.column, table.name);
     }
   }
   const std::string name =
@@ -133,7 +115,7 @@ void BatchRun::addConstraint(TemporaryTable& table, const Constraint& constraint
                    constraint.range.line});
 }
 
-void BatchRun::addIndex(TemporaryTable& table, const TemporaryKey& key) {
+void TemporaryWriter::addIndex(TemporaryTable& table, const Key& key) {
   constexpr std::array<std::string_view, 2> kLeavingOut = {"ignore_dup_key", "ignore_dup_row"};
   const auto has = [&](std::string_view option) {
     return std::ranges::count(key.options, option, &StorageOption::name) != 0;
@@ -142,10 +124,7 @@ void BatchRun::addIndex(TemporaryTable& table, const TemporaryKey& key) {
     if (has(option)) throw notKept(table.name, concat("an index with ", option), key.line);
   }
   if (std::ranges::count(table.indexes, key.name, &TemporaryIndex::name) != 0) {
-    throw ServerError(
-        1913, 16, 1,
-        concat("There is already an index on table '", table.name, "' named '", key.name, "'."),
-        key.line);
+    throw ServerError(message::indexExists, key.line, table.name, key.name);
   }
   std::vector<ColumnInfo> columns;
   for (const IndexKey& one : key.keys) {
@@ -157,7 +136,7 @@ void BatchRun::addIndex(TemporaryTable& table, const TemporaryKey& key) {
   if (comparesRows) columns = comparedInRows(table.columns);
 
   const std::string sqliteTable = table.sqliteTable.substr(kSchemaLength);
-  const std::string index = concat(sqliteTable, "_", session_.nextTemporary());
+  const std::string index = concat(sqliteTable, "_", session_.temporaries.nextNumber());
   const bool differs = key.unique || comparesRows;
   const std::string list = differs ? equalNulls(columns) : columnList(columns);
   std::string violation;
@@ -179,63 +158,46 @@ void BatchRun::addIndex(TemporaryTable& table, const TemporaryKey& key) {
       {key.name, "temp." + index, differs ? violation : "", differing, key.isConstraint});
 }
 
-void BatchRun::createTemporaryIndex(const CreateIndex& statement) {
-  const auto table = session_.temporaries.find(statement.table.name);
+void TemporaryWriter::createIndex(const CreateIndex& statement) {
+  TemporaryTable* table = session_.temporaries.find(statement.table.name);
   const std::uint32_t line = statement.table.range.line;
-  if (table == session_.temporaries.end()) {
-    throw ServerError(1906, 11, 1,
-                      "Cannot create an index on table '" + statement.table.name +
-                          "', because this table does not exist in database 'tempdb'.",
-                      line);
+  if (table == nullptr) {
+    throw ServerError(message::indexTableNotFound, line, statement.table.name);
   }
-  addIndex(table->second,
-           {statement.name, statement.unique, statement.clustering == Clustering::Clustered, false,
-            statement.keys, statement.options, line});
+  addIndex(*table, {statement.name, statement.unique, statement.clustering == Clustering::Clustered,
+                    false, statement.keys, statement.options, line});
 }
 
-void BatchRun::dropTemporary(const ObjectName& name) {
-  if (!session_.temporaries.contains(name.name)) {
-    throw ServerError(3701, 11, 1,
-                      "Cannot drop the table '" + name.name +
-                          "', because it doesn't exist in the system catalogs.",
-                      name.range.line);
+void TemporaryWriter::drop(const ObjectName& name) {
+  if (session_.temporaries.find(name.name) == nullptr) {
+    throw ServerError(message::dropNotFound, name.range.line, "table", name.name);
   }
-  session_.dropTemporary(name.name);
+  session_.temporaries.drop(name.name);
 }
 
 // The table's name stands where an owner's would.
-void BatchRun::dropTemporaryIndex(const ObjectName& name) {
+void TemporaryWriter::dropIndex(const ObjectName& name) {
   const std::string shown = concat(name.owner, ".", name.name);
   const auto missing = [&] {
-    return ServerError(
-        3701, 11, 1,
-        "Cannot drop the index '" + shown + "', because it doesn't exist in the system catalogs.",
-        name.range.line);
+    return ServerError(message::dropNotFound, name.range.line, "index", shown);
   };
-  const auto table = session_.temporaries.find(name.owner);
-  if (table == session_.temporaries.end()) throw missing();
-  auto& indexes = table->second.indexes;
+  TemporaryTable* table = session_.temporaries.find(name.owner);
+  if (table == nullptr) throw missing();
+  auto& indexes = table->indexes;
   const auto index = std::ranges::find(indexes, name.name, &TemporaryIndex::name);
   if (index == indexes.end()) throw missing();
   if (index->isConstraint) {
-    throw ServerError(3723, 16, 1,
-                      "An explicit DROP INDEX is not allowed on index '" + shown +
-                          "'. It is being used for a PRIMARY KEY or UNIQUE constraint enforcement.",
-                      name.range.line);
+    throw ServerError(message::indexOfConstraint, name.range.line, shown);
   }
   server_.catalog.store().execute("DROP INDEX " + index->sqliteIndex);
   indexes.erase(index);
 }
 
-ServerError BatchRun::duplicateKeyError(const StoreError& error, std::uint32_t line) {
-  const std::string_view complaint = error.what();
-  for (const auto& [name, table] : session_.temporaries) {
-    for (const TemporaryIndex& index : table.indexes) {
-      if (index.violation.empty() || !complaint.ends_with(index.violation)) continue;
-      return duplicateError(index.differing, name, index.name, line);
-    }
-  }
-  return server_.catalog.duplicateKeyError(error, line);
+ServerError TemporaryWriter::duplicateKeyError(const StoreError& error, std::uint32_t line) const {
+  const auto violated = session_.temporaries.violatedIndex(error.what());
+  if (!violated) return server_.catalog.duplicateKeyError(error, line);
+  return duplicateError(violated->index.differing, violated->table.name, violated->index.name,
+                        line);
 }
 
 }  // namespace kelvane::embedded

@@ -1,6 +1,8 @@
-// Changes of rows and the triggers that they fire.
+#include "drivers/embedded/engine/trigger_runner.h"
 
+#include <algorithm>
 #include <array>
+#include <utility>
 
 #include "drivers/embedded/engine/batch.h"
 #include "drivers/embedded/engine/called.h"
@@ -20,25 +22,17 @@ class RunningTrigger {
   RunningTrigger(Session& session, Firing& firing)
       : session_(session), firing_(firing), options_(session.options) {
     session_.firing = &firing;
-    session_.transactionDepth = firing.transactionDepth;
+    session_.transactions.enterTrigger(firing.before);
   }
   ~RunningTrigger() {
-    while (session_.savepoints.size() > firing_.savepointsBefore) session_.savepoints.pop_back();
-    session_.firing = firing_.outer;
     const bool isUndone = !firing_.savepoint;
-    session_.transactionDepth = isUndone ? 0 : firing_.transactionDepth - 1;
+    session_.transactions.leaveTrigger(firing_.before, isUndone);
+    session_.firing = firing_.outer;
     options_.identityInsertTable = session_.options.identityInsertTable;
     session_.options = std::move(options_);
   }
   RunningTrigger(const RunningTrigger&) = delete;
   RunningTrigger& operator=(const RunningTrigger&) = delete;
-
-  void keepSavepoints() const {
-    while (session_.savepoints.size() > firing_.savepointsBefore) {
-      session_.savepoints.back().second->keep();
-      session_.savepoints.pop_back();
-    }
-  }
 
  private:
   Session& session_;
@@ -53,7 +47,7 @@ class FiredRows {
  public:
   FiredRows(Session& session, const FiredTrigger& trigger)
       : session_(session),
-        isInTransaction_(session.transaction != nullptr),
+        isInTransaction_(session.transactions.isOpen()),
         columns_(session.server.tableColumns.of(trigger.table, session.server.namesVersion(), [&] {
           return session.server.catalog.columns(trigger.table);
         })) {
@@ -63,17 +57,17 @@ class FiredRows {
       places_ += places_.empty() ? "?" : ", ?";
     }
     for (std::size_t i = 0; i < kNames.size(); ++i) {
-      outer_[i] = session_.temporaries.extract(kNames[i]);
+      outer_[i] = session_.temporaries.hide(kNames[i]);
       add(kNames[i]);
     }
   }
   ~FiredRows() {
     for (std::size_t i = 0; i < kNames.size(); ++i) {
-      session_.dropTemporary(kNames[i]);
-      if (outer_[i]) session_.temporaries.insert(std::move(outer_[i]));
+      session_.temporaries.drop(kNames[i]);
+      session_.temporaries.show(std::move(outer_[i]));
     }
     // The transaction that those of the trigger around it were made in has been rolled back.
-    if (isInTransaction_ && !session_.transaction) session_.forgetLostTemporaries();
+    if (isInTransaction_ && !session_.transactions.isOpen()) session_.temporaries.forgetLost();
   }
   FiredRows(const FiredRows&) = delete;
   FiredRows& operator=(const FiredRows&) = delete;
@@ -86,7 +80,7 @@ class FiredRows {
   /// After a rollback that took the tables with it: the trigger still sees what fired it.
   void renew() {
     for (std::size_t i = 0; i < kNames.size(); ++i) {
-      session_.dropTemporary(kNames[i]);
+      session_.temporaries.drop(kNames[i]);
       add(kNames[i]);
       write(kNames[i], rows_[i]);
     }
@@ -100,22 +94,20 @@ class FiredRows {
     table.name = name;
     table.columns = *columns_;
     table.sqliteColumns = sqliteColumns_;
-    table.sqliteTable = session_.temporaryStorage(sqliteColumns_);
-    table.definition = session_.server.definition(table);
-    session_.temporaries.emplace(name, std::move(table));
+    session_.temporaries.add(std::move(table));
   }
 
   void write(const char* name, const std::vector<Row>& rows) {
     if (rows.empty()) return;
     const std::string sql =
-        "INSERT INTO " + session_.temporaries.at(name).sqliteTable + " VALUES (" + places_ + ")";
-    Statement insert = session_.server.statement(sql);
+        "INSERT INTO " + session_.temporaries.find(name)->sqliteTable + " VALUES (" + places_ + ")";
+    Statement insert = session_.server.statements.take(sql);
     for (const Row& row : rows) {
       insert.reset();
       for (std::size_t i = 0; i < row.size(); ++i) insert.bind(static_cast<int>(i) + 1, row[i]);
       insert.step();
     }
-    session_.server.giveBack(sql, std::move(insert));
+    session_.server.statements.giveBack(sql, std::move(insert));
   }
 
   Session& session_;
@@ -124,10 +116,10 @@ class FiredRows {
   std::string sqliteColumns_;
   std::string places_;
   std::array<std::vector<Row>, 2> rows_;
-  std::array<TemporaryTables::node_type, 2> outer_;
+  std::array<TemporaryTables::Hidden, 2> outer_;
 };
 
-std::int64_t BatchRun::change(const Plan& plan, const std::function<std::int64_t()>& write) {
+std::int64_t TriggerRunner::change(const Plan& plan, const std::function<std::int64_t()>& write) {
   // A trigger does not fire itself.
   const bool fires = plan.trigger && (session_.firing == nullptr ||
                                       session_.firing->trigger.id != plan.trigger->id);
@@ -135,36 +127,34 @@ std::int64_t BatchRun::change(const Plan& plan, const std::function<std::int64_t
   if (plan.tests.empty()) return write();
   Savepoint savepoint(server_.catalog.store());
   const std::int64_t rows = write();
-  if (rows > 0) runTests(plan.tests);
+  if (rows > 0) frame_.runTests(plan.tests);
   savepoint.keep();
   return rows;
 }
 
-std::int64_t BatchRun::fire(const Plan& plan, const std::function<std::int64_t()>& write) {
+std::int64_t TriggerRunner::fire(const Plan& plan, const std::function<std::int64_t()>& write) {
   // Outside of what an undone change takes with it.
   FiredRows fired(session_, *plan.trigger);
   std::optional<Savepoint> savepoint(std::in_place, server_.catalog.store());
-  Firing firing{
-      *plan.trigger,  fired, savepoint, session_.savepoints.size(), session_.transactionDepth + 1,
-      session_.firing};
+  Firing firing{*plan.trigger, fired, savepoint, session_.transactions.mark(), session_.firing};
   std::int64_t rows = 0;
   {
     RowWatch watch(server_.catalog.store(), rowStore(firing.trigger.table),
                    firing.trigger.sqliteTable);
     rows = write();
-    if (rows > 0) runTests(plan.tests);
+    if (rows > 0) frame_.runTests(plan.tests);
     fired.fill(watch);
   }
   const auto undo = [&] {
     savepoint.reset();
-    session_.forgetLostTemporaries();
+    session_.temporaries.forgetLost();
   };
   try {
     const RunningTrigger running(session_, firing);
-    runTrigger(firing, rows);
+    run(firing, rows);
     // A rollback in the trigger ends the batch that fired it.
     if (!savepoint) throw BatchEnded{};
-    running.keepSavepoints();
+    session_.transactions.keepSavepoints(firing.before);
   } catch (const TriggerUndone&) {
     undo();
     if (firing.outer != nullptr) throw;
@@ -177,7 +167,7 @@ std::int64_t BatchRun::fire(const Plan& plan, const std::function<std::int64_t()
   return rows;
 }
 
-void BatchRun::runTrigger(const Firing& firing, std::int64_t rows) {
+void TriggerRunner::run(const Firing& firing, std::int64_t rows) {
   constexpr int kOfTriggers = 0;
   const auto object = server_.catalog.objectById(firing.trigger.id);
   const auto stored = object ? server_.procedure(*object, kOfTriggers) : nullptr;
@@ -188,30 +178,27 @@ void BatchRun::runTrigger(const Firing& firing, std::int64_t rows) {
   const Level level(session_, line, object->id);
   CalledOutcome called(outcome_, line);
   BatchRun body(session_, stored, called);
-  session_.rowCount = rows;
+  session_.last.rowCount = rows;
   {
     const InDatabase there(session_, server_.catalog.databaseOf(object->id));
     body.runBody(create->body);
   }
-  session_.caller.line = line;
-  server_.running.variables = &variables_;
+  frame_.resume(line);
 }
 
-void Session::rollBackFirings() {
-  for (Firing* one = firing; one != nullptr; one = one->outer) one->savepoint.reset();
-  rollBack();
-  forgetLostTemporaries();
-  if (firing != nullptr) firing->rows.renew();
-}
-
-void BatchRun::rollBackTrigger(const RollbackTrigger& rollback) {
+void TriggerRunner::rollBackTrigger(const std::function<void()>& before) {
   if (session_.firing == nullptr) {
-    throw ServerError(kNotSupported, 16, 1,
-                      "The embedded catalog executes 'rollback trigger' in triggers alone.",
-                      session_.caller.line);
+    throw ServerError(message::rollbackTriggerOutside, session_.caller.line);
   }
-  if (rollback.raise) runStatement(*rollback.raise);
+  before();
   throw TriggerUndone{};
+}
+
+void rollBackFirings(Session& session) {
+  for (Firing* one = session.firing; one != nullptr; one = one->outer) one->savepoint.reset();
+  session.transactions.rollBack();
+  session.temporaries.forgetLost();
+  if (session.firing != nullptr) session.firing->rows.renew();
 }
 
 }  // namespace kelvane::embedded

@@ -1,5 +1,6 @@
-// merge: done as the update, the delete and the insert that its clauses stand for, which are put
-// together from its text.
+#include "drivers/embedded/engine/merge_runner.h"
+
+#include <utility>
 
 #include "drivers/embedded/engine/batch.h"
 #include "drivers/embedded/engine/called.h"
@@ -94,34 +95,30 @@ class MergeParts {
 
 }  // namespace
 
-// With the variables of the batch.
-void BatchRun::runPart(const std::string& text, Outcome& outcome) {
-  const std::uint32_t line = session_.caller.line;
+void MergeRunner::runPart(const std::string& text, Outcome& outcome) {
+  const std::uint32_t line = frame_.line();
   CalledOutcome called(outcome, line);
   const auto batch = session_.parse(text, called);
   if (!batch) throw BatchEnded{};
   BatchRun part(session_, batch, called);
-  part.variables_ = variables_;
+  part.frame().variables() = frame_.variables();
   part.runBody(batch->statements);
-  session_.caller.line = line;
-  server_.running.variables = &variables_;
+  frame_.resume(line);
 }
 
 // Rows to insert are found before others change, and come last; rows to delete go before others
 // change what the conditions look at.
-void BatchRun::merge(const Merge& merge) {
-  Translator(context()).writeTarget(merge.target.name);
+void MergeRunner::run(const Merge& merge) {
+  frame_.writeTarget(merge.target.name);
   int updates = 0;
   for (const MergeClause& clause : merge.clauses) updates += clause.assignments.empty() ? 0 : 1;
   if (updates > 1) {
-    throw ServerError(kNotSupported, 16, 1,
-                      "The embedded catalog runs a merge with one update, not with several.",
-                      session_.caller.line);
+    throw ServerError(message::severalMergeUpdates, frame_.line());
   }
-  const MergeParts parts(merge, batch_->text);
-  Savepoint savepoint(server_.catalog.store());
+  const MergeParts parts(merge, frame_.batch()->text);
+  Savepoint savepoint(frame_.catalog().store());
   std::int64_t rows = 0;
-  MergeOutcome outcome(outcome_);
+  MergeOutcome outcome(reporter_.outcome());
   std::vector<std::pair<const MergeClause*, std::vector<ResultSet>>> inserts;
   for (std::size_t i = 0; i < merge.clauses.size(); ++i) {
     if (!merge.clauses[i].inserts()) continue;
@@ -133,18 +130,15 @@ void BatchRun::merge(const Merge& merge) {
       const MergeClause& clause = merge.clauses[i];
       if (clause.inserts() || clause.deletes() != deletes) continue;
       runPart(deletes ? parts.removal(i) : parts.update(i), outcome);
-      rows += session_.rowCount;
+      rows += session_.last.rowCount;
     }
   }
   for (const auto& [clause, results] : inserts) {
-    Insert insert{merge.target.name, clause->columns, InsertDefaults{}};
-    const TranslationContext made = context();
-    WriteTarget target = Translator(made).writeTarget(insert.table);
-    if (!target.isTemporary()) target.sqliteTable = rowTable(target.id);
-    rows += insertResults(insert, target, results);
+    const Insert insert{merge.target.name, clause->columns, InsertDefaults{}};
+    rows += rows_.insertResults(insert, rows_.targetWithRows(insert.table), results);
   }
   savepoint.keep();
-  changed(rows);
+  reporter_.changed(rows);
 }
 
 }  // namespace kelvane::embedded

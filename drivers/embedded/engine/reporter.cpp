@@ -1,0 +1,68 @@
+#include "drivers/embedded/engine/reporter.h"
+
+#include "drivers/embedded/engine/convert.h"
+#include "drivers/embedded/engine/statement_kinds.h"
+#include "drivers/embedded/engine/typing.h"
+
+namespace kelvane::embedded {
+
+using namespace tsql;
+
+bool Reporter::tell(const tsql::Statement& statement, const ServerError& error) {
+  session_.last.error = error.number;
+  session_.last.rowCount = 0;
+  // The store undoes all when it is stopped while it writes.
+  if (!frame_.catalog().store().inTransaction()) session_.acceptRollBack();
+  Notice notice{error.toMessage(), error.line == 0 ? lineOf(statement) : error.line};
+  notice.alreadyGone = isAlreadyGone(statement, error);
+  outcome_.notice(notice);
+  return notice.alreadyGone;
+}
+
+// Ends the batch unless the error is one of a statement alone: what comes after a removal that
+// found nothing must still happen.
+void Reporter::report(const tsql::Statement& statement, const ServerError& error) {
+  const bool goesOn = tell(statement, error) || !error.endsBatch();
+  if (!goesOn) throw BatchEnded{};
+}
+
+void Reporter::print(const tsql::Print& print) {
+  const std::vector<std::string> arguments = frame_.texts(print.arguments);
+  outcome_.notice({ServerMessage::printed(message::filled(frame_.text(*print.format), arguments)),
+                   frame_.line()});
+}
+
+void Reporter::raiseError(const RaiseError& raise) {
+  const ColumnType number = intType(true);
+  const Cell value = frame_.evaluate(*raise.number, &number);
+  const std::vector<std::string> arguments = frame_.texts(raise.arguments);
+  session_.last.error = isNull(value) ? 0 : std::get<std::int64_t>(value);
+  const std::string format = raise.format ? frame_.text(*raise.format) : "";
+  outcome_.notice({ServerMessage::raised(static_cast<int>(session_.last.error),
+                                         message::filled(format, arguments)),
+                   frame_.line()});
+}
+
+void Reporter::ignored(const std::string& what) {
+  Notice notice{ServerMessage(message::partIgnored, what), frame_.line()};
+  notice.ignored = true;
+  outcome_.notice(notice);
+}
+
+void Reporter::changed(std::int64_t rows) {
+  session_.last.rowCount = rows;
+  if (!session_.options.noCount) outcome_.count(rows);
+}
+
+void Reporter::refused(const ServerError& error, bool isAlone) {
+  session_.last.error = error.number;
+  const tsql::Statement* statement = frame_.current();
+  Notice notice{error.toMessage(), error.line};
+  if (notice.line == 0 && statement != nullptr) notice.line = statement->range.line;
+  notice.refused = true;
+  // With other statements in the batch, those did not run either.
+  notice.alreadyGone = isAlone && statement != nullptr && isAlreadyGone(*statement, error);
+  outcome_.notice(notice);
+}
+
+}  // namespace kelvane::embedded

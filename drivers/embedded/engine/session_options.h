@@ -1,0 +1,23 @@
+// `set` options; they stay for the session.
+//
+// Plain values.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace kelvane::embedded {
+
+struct SessionOptions {
+  bool noCount = false;
+  /// Whether nothing is equal to null.
+  bool ansiNull = false;
+  /// Whether a text that a column would cut is refused.
+  bool stringRtruncation = false;
+  std::int64_t isolation = 1;
+  std::int64_t textSize = 32768;
+  std::uint64_t rowLimit = 0;
+  std::string identityInsertTable;
+};
+
+}  // namespace kelvane::embedded

@@ -1,0 +1,171 @@
+#include "drivers/embedded/engine/session_statements.h"
+
+#include <array>
+#include <charconv>
+
+#include "drivers/embedded/engine/set_options.h"
+#include "drivers/embedded/engine/trigger_runner.h"
+
+namespace kelvane::embedded {
+
+using namespace tsql;
+
+namespace {
+
+// By its number or by the last of its words.
+std::int64_t isolationLevel(std::string_view word) {
+  struct Level {
+    std::string_view number, word;
+    std::int64_t value;
+  };
+  static constexpr auto kLevels = std::to_array<Level>(
+      {{"0", "uncommitted", 0}, {"1", "committed", 1}, {"2", "read", 2}, {"3", "serializable", 3}});
+  for (const Level& level : kLevels) {
+    if (word == level.number || word == level.word) return level.value;
+  }
+  return 1;
+}
+
+std::string withoutQuotes(const std::string& text) {
+  const bool isQuoted = text.size() > 1 && text.front() == text.back() &&
+                        (text.front() == '\'' || text.front() == '"');
+  return isQuoted ? text.substr(1, text.size() - 2) : text;
+}
+
+}  // namespace
+
+void SessionStatements::setOption(const SetOption& option) {
+  const std::string value = option.values.empty() ? "" : option.values.back();
+  if (const auto table = identityInsertTable(option)) session_.options.identityInsertTable = *table;
+  for (const std::string& name : option.names) {
+    const SetOptionRule* rule = findSetOption(name);
+    if (rule == nullptr) continue;
+    if (rule->since > server_.catalog.options().grammar()) {
+      throw ServerError(message::unknownSetOption, frame_.line(), name);
+    }
+    setOption(*rule, value);
+  }
+}
+
+void SessionStatements::setOption(const SetOptionRule& rule, const std::string& value) {
+  const bool on = value == "on";
+  switch (rule.effect) {
+    case SetEffect::None:
+    case SetEffect::IdentityInsert:
+      return;
+    case SetEffect::NoCount:
+      session_.options.noCount = on;
+      return;
+    case SetEffect::QuotedIdentifier:
+      if (session_.caller.quotedIdentifier != on) server_.namesChanged();
+      session_.caller.quotedIdentifier = on;
+      return;
+    case SetEffect::Chained:
+      session_.caller.chained = on;
+      return;
+    case SetEffect::AnsiNull:
+      session_.options.ansiNull = on;
+      return server_.namesChanged();
+    case SetEffect::StringTruncation:
+      session_.options.stringRtruncation = on;
+      return;
+    case SetEffect::RowCount:
+      return setRowCount(value);
+    case SetEffect::TextSize: {
+      constexpr std::int64_t kDefault = 32768;
+      std::from_chars(value.data(), value.data() + value.size(), session_.options.textSize);
+      if (session_.options.textSize == 0) session_.options.textSize = kDefault;
+      return;
+    }
+    case SetEffect::Isolation:
+      session_.options.isolation = isolationLevel(value);
+      return;
+    case SetEffect::Login:
+      return setLogin(value);
+    case SetEffect::DateFormat:
+    case SetEffect::DateFirst:
+    case SetEffect::Language:
+      if (withoutQuotes(value) == rule.value) return;
+      throw ServerError(message::optionValueUnknown, frame_.line(), rule.name, rule.value, value);
+  }
+}
+
+void SessionStatements::setRowCount(const std::string& value) {
+  const auto variable = frame_.variables().find(value);
+  const bool isSet = variable != frame_.variables().end() && !isNull(variable->second.value);
+  const std::string digits = isSet ? Frame::textOf(variable->second) : value;
+  session_.options.rowLimit = 0;
+  std::from_chars(digits.data(), digits.data() + digits.size(), session_.options.rowLimit);
+}
+
+void SessionStatements::transact(const Transaction& transaction) {
+  Transactions& transactions = session_.transactions;
+  switch (transaction.action) {
+    case TransactionAction::Begin:
+      return transactions.begin();
+    case TransactionAction::Commit:
+      if (transactions.depth() == 0) {
+        throw ServerError(message::commitWithoutBegin, frame_.line());
+      }
+      if (session_.firing != nullptr && session_.firing->isEndedByCommit(transactions)) {
+        throw ServerError(message::commitWithinTrigger, frame_.line());
+      }
+      return transactions.commit();
+    case TransactionAction::Rollback:
+      return rollBack(transaction.name);
+    case TransactionAction::Save:
+      return transactions.save(transaction.name);
+  }
+}
+
+void SessionStatements::rollBack(const std::string& savepoint) {
+  const Firing* firing = session_.firing;
+  if (session_.transactions.depth() == 0 && firing == nullptr) {
+    throw ServerError(message::rollbackWithoutBegin, frame_.line());
+  }
+  frame_.giveBackStatements();
+  const Transactions::Mark mark = firing == nullptr ? Transactions::Mark() : firing->before;
+  const auto found = savepoint.empty() ? Transactions::Found::No
+                                       : session_.transactions.rollBackTo(savepoint, mark);
+  if (found == Transactions::Found::BeforeMark) {
+    throw ServerError(message::rollbackWithinTrigger, frame_.line(), savepoint);
+  }
+  if (found == Transactions::Found::No) rollBackFirings(session_);
+  session_.temporaries.forgetLost();
+  server_.namesChanged();
+}
+
+void SessionStatements::useDatabase(const UseDatabase& use) {
+  if (!server_.catalog.databaseId(use.database)) {
+    if (!session_.acceptsAnyDatabase) {
+      throw UnknownDatabase(use.database, frame_.line());
+    }
+    server_.catalog.useDatabase(use.database);
+  }
+  session_.enter(use.database);
+  server_.namesChanged();
+}
+
+// `set proxy` and `set session authorization`: from now on everything is done by that login's user.
+void SessionStatements::setLogin(const std::string& quoted) {
+  const std::string name = withoutQuotes(quoted);
+  const auto login = server_.catalog.loginId(name);
+  const auto uid = login ? server_.catalog.userOfLogin(*login) : std::nullopt;
+  if (!uid) {
+    throw ServerError(message::noUserInDatabase, frame_.line(), name, session_.caller.database);
+  }
+  session_.caller.uid = *uid;
+  server_.namesChanged();
+}
+
+void SessionStatements::setUser(const SetUser& user) {
+  const auto uid = user.user ? server_.catalog.userId(*user.user) : std::optional(kDboUid);
+  if (!uid) {
+    throw ServerError(message::noUserInDatabase, frame_.line(), *user.user,
+                      session_.caller.database);
+  }
+  session_.caller.uid = *uid;
+  server_.namesChanged();
+}
+
+}  // namespace kelvane::embedded

@@ -1,0 +1,33 @@
+// What a batch changes of its session: options, transactions, database, user.
+#pragma once
+
+#include <string>
+
+#include "drivers/embedded/engine/frame.h"
+#include "drivers/embedded/engine/set_options.h"
+#include "drivers/embedded/tsql/ast/session_statements.h"
+
+namespace kelvane::embedded {
+
+class SessionStatements {
+ public:
+  SessionStatements(Frame& frame) : frame_(frame) {}
+
+  void setOption(const tsql::SetOption& option);
+  void transact(const tsql::Transaction& transaction);
+  void useDatabase(const tsql::UseDatabase& use);
+  void setUser(const tsql::SetUser& user);
+
+ private:
+  void setOption(const SetOptionRule& rule, const std::string& value);
+  void setRowCount(const std::string& value);
+  void setLogin(const std::string& quoted);
+  /// To the savepoint, or all of it.
+  void rollBack(const std::string& savepoint);
+
+  Frame& frame_;
+  Session& session_{frame_.session()};
+  Server& server_{frame_.server()};
+};
+
+}  // namespace kelvane::embedded

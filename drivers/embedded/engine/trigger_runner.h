@@ -1,0 +1,59 @@
+// Changes of rows and the triggers that they fire.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "drivers/embedded/engine/frame.h"
+#include "drivers/embedded/engine/outcome.h"
+#include "drivers/embedded/engine/transactions.h"
+
+namespace kelvane::embedded {
+
+class FiredRows;
+
+/// A change of rows while its trigger runs.
+struct Firing {
+  FiredTrigger trigger;
+  FiredRows& rows;
+  std::optional<Savepoint>& savepoint;  ///< before the change; none when that was undone
+  Transactions::Mark before;
+  Firing* outer;
+
+  /// Whether the statement gave values to the column.
+  bool hasWritten(const std::string& column) const {
+    return std::ranges::count(trigger.written, column) != 0;
+  }
+  /// Whether a commit would end the transaction that the change is made in.
+  bool isEndedByCommit(const Transactions& transactions) const {
+    return transactions.depth() == before.depth + 1;
+  }
+};
+
+class TriggerRunner {
+ public:
+  TriggerRunner(Frame& frame, Outcome& outcome) : frame_(frame), outcome_(outcome) {}
+
+  /// Does all that belongs to a change of rows around `write`: tests and the trigger. Returns how
+  /// many rows were written.
+  std::int64_t change(const Plan& plan, const std::function<std::int64_t()>& write);
+  /// Undoes the change that fired the trigger which runs, after `before`.
+  [[noreturn]] void rollBackTrigger(const std::function<void()>& before);
+
+ private:
+  std::int64_t fire(const Plan& plan, const std::function<std::int64_t()>& write);
+  void run(const Firing& firing, std::int64_t rows);
+
+  Frame& frame_;
+  Outcome& outcome_;
+  Session& session_{frame_.session()};
+  Server& server_{frame_.server()};
+};
+
+/// Undoes the transaction and the changes whose triggers run.
+void rollBackFirings(Session& session);
+
+}  // namespace kelvane::embedded
