@@ -35,6 +35,9 @@ struct Attribute {
   Style style = Style::labelled;
   Origin origin = Origin::own;
 };
+// clang 16 deduces no arguments of aggregates.
+template <class Record, class Value, class... Rest>
+Attribute(std::string_view, Value Record::*, Rest...) -> Attribute<Record, Value>;
 
 /// Whether the order of parts is compared too.
 enum class Order : std::uint8_t { none, compared };
@@ -46,6 +49,8 @@ struct Parts {
   Order order = Order::none;
   Origin origin = Origin::own;
 };
+template <class Record, class Item, class... Rest>
+Parts(Kind, std::vector<Item> Record::*, Rest...) -> Parts<Record, Item>;
 
 template <class Record, class Value>
 constexpr Attribute<Record, Value> named(std::string_view label, Value Record::*member) {
