@@ -35,6 +35,9 @@ struct Attribute {
   Style style = Style::labelled;
   Origin origin = Origin::own;
 };
+// clang 16 deduces no arguments of aggregates.
+template <class Record, class Value, class... Rest>
+Attribute(std::string_view, Value Record::*, Rest...) -> Attribute<Record, Value>;
 
 // clang 16 does not deduce the arguments of aggregates.
 template <class Record, class Value>
@@ -51,6 +54,8 @@ struct Parts {
   Order order = Order::none;
   Origin origin = Origin::own;
 };
+template <class Record, class Item, class... Rest>
+Parts(Kind, std::vector<Item> Record::*, Rest...) -> Parts<Record, Item>;
 
 template <class Record, class Item>
 Parts(Kind, std::vector<Item> Record::*, Order = Order::none, Origin = Origin::own)
