@@ -112,7 +112,8 @@ std::string nameOf(const Permission& permission) {
 std::string nameOf(const Alias& alias) { return alias.login; }
 
 std::string nameOf(const Message& message) {
-  return std::to_string(message.number) + " (" + message.language + ')';
+  const std::string number = std::to_string(message.number);
+  return message.language.empty() ? number : number + " (" + message.language + ')';
 }
 
 std::string nameOf(const Threshold& threshold) {
