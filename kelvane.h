@@ -7,6 +7,8 @@
 #include "diff/compare_diff.h"
 #include "host/host.h"
 #include "inventory/attributes.h"
+#include "inventory/browse/search.h"
+#include "inventory/browse/sheet.h"
 #include "inventory/compare/changes.h"
 #include "inventory/compare/compare.h"
 #include "inventory/families.h"

@@ -8,7 +8,6 @@
 
 #include "cli/layers.h"
 #include "cli/listing.h"
-#include "cli/object_kinds.h"
 #include "cli/verb.h"
 #include "model/text.h"
 #include "settings/comparison_options.h"
@@ -33,7 +32,9 @@ std::string quoted(const std::vector<std::string>& words) {
 std::vector<std::string> valuesOf(const Option& option) {
   std::vector<std::string> values(option.choices.begin(), option.choices.end());
   if (option.value == kPattern) {
-    for (const ObjectKind& kind : kObjectKinds) values.push_back(std::string(kind.word) + ":");
+    for (const inventory::KindRow& row : inventory::kKinds) {
+      if (isObject(row.kind)) values.push_back(wordOf(row.kind) + ':');
+    }
   }
   if (option.value == kSetting) {
     for (const Switch& one : kSwitches) values.push_back(toUtf8(one.name) + "=off");

@@ -72,10 +72,14 @@ DatabaseReading readSide(Side& side, std::string_view name, const ReadingWish& w
                          StatusLine& line, Trace* trace, const std::stop_token& stop) {
   std::u16string activity;
   TracingConnection traced(side.connection(), activity, trace, stop);
-  const inventory::ReadOptions options{
+  inventory::ReadOptions options{
       side.isEmbedded() ? inventory::StatusBits::embedded : inventory::StatusBits::server,
       wish.rowCounts,
       {}};
+  if (wish.kinds)
+    options.wants = [&wish](inventory::Kind kind, const inventory::QualifiedName&) {
+      return wish.kinds(kind);
+    };
   DatabaseReading reading;
   const auto broken = [&](const std::string& reason) {
     reading.wasRead = false;

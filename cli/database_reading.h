@@ -5,6 +5,7 @@
 // their own.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "cli/place.h"
 #include "cli/reading.h"
 #include "cli/side.h"
+#include "inventory/kinds.h"
 #include "inventory/records.h"
 
 namespace kelvane::cli {
@@ -27,6 +29,7 @@ struct DatabaseReading {
 struct ReadingWish {
   bool rowCounts = false;
   std::optional<std::string> trace;
+  std::function<bool(inventory::Kind)> kinds = {};  // which to read; none: all
 };
 
 // One or two places, two at the same time (in turn with a trace: it tells what happened in its

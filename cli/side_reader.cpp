@@ -111,19 +111,4 @@ SideReading readSide(ado::Connection& connection, std::string_view side,
   return result;
 }
 
-SideReading readLists(ado::Connection& connection, std::string_view side,
-                      std::span<const enumEntityType> kinds, StatusLine& line, Trace* trace) {
-  std::u16string activity;
-  TracingConnection traced(connection, activity, trace, {});
-  cASE_Fetch reader;
-  reader.conn(&traced);
-  bool completed = true;
-  Progress progress(line, side, trace, activity);
-  for (const enumEntityType kind : kinds) completed = reader.GetList(kind, progress) && completed;
-  SideReading result;
-  result.schema = reader.Results();
-  result.gaps = gapsOf(traced, side, false, completed, reader.LastError());
-  return result;
-}
-
 }  // namespace kelvane::cli

@@ -5,7 +5,6 @@
 
 #include <memory>
 #include <optional>
-#include <span>
 #include <stop_token>
 #include <string>
 #include <string_view>
@@ -38,9 +37,5 @@ SideReading readSide(ado::Connection& connection, std::string_view side,
                      const std::shared_ptr<cComparisonOptions>& options, StatusLine& line,
                      Trace* trace, const std::stop_token& stop = {},
                      const Selection& selection = {});
-
-// Reads the names of all objects of some kinds and nothing else.
-SideReading readLists(ado::Connection& connection, std::string_view side,
-                      std::span<const enumEntityType> kinds, StatusLine& line, Trace* trace);
 
 }  // namespace kelvane::cli

@@ -9,11 +9,10 @@
 #include "cli/data_command.h"
 #include "cli/list_command.h"
 #include "cli/manual_command.h"
-#include "cli/object_kinds.h"
-#include "cli/object_search.h"
 #include "cli/show_command.h"
 #include "cli/snapshot_command.h"
 #include "cli/switch_arguments.h"
+#include "inventory/browse/search.h"
 
 namespace kelvane::cli {
 namespace {
@@ -22,14 +21,17 @@ std::vector<OptionFamily> noOptions() { return {}; }
 
 std::vector<std::string> nothing() { return {}; }
 std::vector<std::string> kinds() {
-  std::vector<std::string> words(kObjectKinds.size());
-  std::ranges::transform(kObjectKinds, words.begin(), &ObjectKind::word);
+  std::vector<std::string> words;
+  for (const inventory::KindRow& row : inventory::kKinds) {
+    if (isObject(row.kind)) words.push_back(wordOf(row.kind));
+  }
   return words;
 }
-std::vector<std::string> kindsOfObjects() {
-  std::vector<std::string> words = kinds();
-  words.emplace_back(kTriggerWord);
-  for (std::string& word : words) word += ':';
+std::vector<std::string> kindsToFind() {
+  std::vector<std::string> words;
+  for (const inventory::KindRow& row : inventory::kKinds) {
+    if (inventory::canBeFound(row.kind)) words.push_back(wordOf(row.kind) + ':');
+  }
   return words;
 }
 
@@ -79,16 +81,17 @@ reports for each table how many values differ and whether one side has more rows
      R"(kelvane snapshot odbc:DSN=prod -o prod.json)", kOfReadings, Sides::one, nothing,
      snapshotOptions, runSnapshot},
     {"show", "shows what is in a database", "SIDE [OBJECT]\nSIDE... -- OBJECT",
-     R"(Lists the objects of a database by kind, or shows the properties and parts of one object, or its
+     R"(Lists the objects of a database by kind, or shows the attributes and parts of one object, or its
 definition.
 OBJECT is a name, optionally with its owner and, if it is ambiguous, its kind:
-customer, dbo.customer, table:dbo.customer. With a kind, only that kind is read.)",
-     R"(kelvane show odbc:DSN=prod table:dbo.customer --sort Length --numeric
+customer, dbo.customer, table:dbo.customer, trigger:dbo.tr_customer.)",
+     R"(kelvane show odbc:DSN=prod table:dbo.customer --sort name
 kelvane show --source prod.json find_customer)",
-     kOfReadings, Sides::one, kindsOfObjects, showOptions, runShow},
+     kOfReadings, Sides::one, kindsToFind, showOptions, runShow},
     {"list", "lists the names of objects", "SIDE [KIND]\nSIDE... -- KIND",
-     R"(Reads only the names of the objects. KIND is table, view,
-procedure, function, user, group or type.)",
+     R"(Writes a name a line, in the form that show accepts, or without the kind if KIND selects one:
+table, view, procedure, function, rule, default, type, user, alias, group, role, encryption-key,
+message or database.)",
      R"(kelvane list odbc:DSN=prod procedure)", kOfReadings, Sides::one, kinds, listOptions,
      runList},
     {"switches", "lists the switches for --set", "", "", "kelvane switches", kOfTexts, Sides::none,

@@ -36,6 +36,7 @@ kelvane_install(compare HEADERS compare_schema.h)
 kelvane_install(data HEADERS table_comparison.h)
 kelvane_install(inventory HEADERS attributes.h families.h kinds.h name_pattern.h near_names.h rare.h records.h selection.h
                 shown.h)
+kelvane_install(inventory/browse HEADERS search.h sheet.h)
 kelvane_install(inventory/compare HEADERS changes.h compare.h titles.h)
 kelvane_install(inventory/read HEADERS reader.h)
 install(TARGETS kelvane_component EXPORT KelvaneTargets)

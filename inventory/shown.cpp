@@ -83,13 +83,16 @@ std::string shown(const Definition& value) {
 
 std::string shown(const GivenName& value) { return value.generated ? std::string() : value.name; }
 
+std::string shown(const KeyColumn& value) {
+  return value.descending ? value.name + " desc" : value.name;
+}
+
 std::string shown(const std::vector<std::string>& value) {
   return list(value, [](const std::string& item) { return item; });
 }
 
 std::string shown(const std::vector<KeyColumn>& value) {
-  return list(value,
-              [](const KeyColumn& key) { return key.descending ? key.name + " desc" : key.name; });
+  return list(value, [](const KeyColumn& key) { return shown(key); });
 }
 
 std::string nameOf(const Procedure& procedure) {
@@ -112,7 +115,8 @@ std::string nameOf(const Permission& permission) {
 std::string nameOf(const Alias& alias) { return alias.login; }
 
 std::string nameOf(const Message& message) {
-  return std::to_string(message.number) + " (" + message.language + ')';
+  const std::string number = std::to_string(message.number);
+  return message.language.empty() ? number : number + " (" + message.language + ')';
 }
 
 std::string nameOf(const Threshold& threshold) {

@@ -31,6 +31,7 @@ std::string shown(const ColumnType& value);          ///< numeric(9,2) identity
 std::string shown(const DefaultValue& value);
 std::string shown(const Definition& value);  ///< the text, or why there is none
 std::string shown(const GivenName& value);
+std::string shown(const KeyColumn& value);                 ///< b desc
 std::string shown(const std::vector<std::string>& value);  ///< (a, b)
 std::string shown(const std::vector<KeyColumn>& value);    ///< (a, b desc)
 template <class Value>
