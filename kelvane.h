@@ -13,6 +13,7 @@
 #include "inventory/kinds.h"
 #include "inventory/name_pattern.h"
 #include "inventory/near_names.h"
+#include "inventory/publish/agreement.h"
 #include "inventory/publish/catalog_fetch.h"
 #include "inventory/publish/publish.h"
 #include "inventory/rare.h"
