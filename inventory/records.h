@@ -379,9 +379,10 @@ struct Server {
   std::string user = {};
   std::string characterSet = {};
   std::string sortOrder = {};
-  bool ignoresCase = false;   ///< as the sort order says
-  std::int32_t pageSize = 0;  ///< in bytes
-  bool embedded = false;      ///< the embedded catalog; see unpublishedFamilies()
+  bool ignoresCase = false;    ///< as the sort order says
+  std::int32_t pageSize = 0;   ///< in bytes
+  std::int32_t ncharSize = 1;  ///< the most bytes of a character, as many as nchar takes
+  bool embedded = false;       ///< the embedded catalog; see unpublishedFamilies()
   bool operator==(const Server&) const = default;
 };
 

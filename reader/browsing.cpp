@@ -4,7 +4,6 @@
 
 #include "model/attributes.h"
 #include "model/text.h"
-#include "reader/ase_fetch.h"
 
 namespace kelvane {
 namespace {
@@ -256,45 +255,5 @@ std::shared_ptr<cKeyPairs> GetEntityPropertyList(const Schema& schema, Host& hos
 }
 
 }  // namespace browsing
-
-std::int32_t cASE_Fetch::ObjectExists(EntityIdentifier ObjectType,
-                                      const std::u16string& ObjectName) const {
-  return browsing::ObjectExists(context_.schema, ObjectType, ObjectName);
-}
-
-std::u16string cASE_Fetch::GetObjectSource(const std::u16string& ObjectName,
-                                           const std::u16string& ObjectType) const {
-  return browsing::GetObjectSource(context_.schema, ObjectName, ObjectType);
-}
-
-std::shared_ptr<cEntities> cASE_Fetch::GetSubEntityListByName(
-    EntityIdentifier ParentObjectType, EntityIdentifier ObjectType,
-    const std::u16string& ParentObjectName) const {
-  return browsing::GetSubEntityList(context_.schema, *context_.host, ParentObjectType, ObjectType,
-                                    {.name = ParentObjectName});
-}
-
-std::shared_ptr<cEntities> cASE_Fetch::GetSubEntityListByIndex(EntityIdentifier ParentObjectType,
-                                                               EntityIdentifier ObjectType,
-                                                               std::int32_t index) const {
-  return browsing::GetSubEntityList(context_.schema, *context_.host, ParentObjectType, ObjectType,
-                                    {.index = index});
-}
-
-std::shared_ptr<cKeyPairs> cASE_Fetch::GetEntityPropertyListByName(
-    EntityIdentifier ObjectType, const std::u16string& ObjectName) const {
-  // Only tables and types have a list by name; every other kind is refused as an unknown one would
-  // be.
-  const bool listed = ObjectType == ID_TABLE || ObjectType == ID_UDDT;
-  return browsing::GetEntityPropertyList(context_.schema, *context_.host,
-                                         listed ? ObjectType : static_cast<EntityIdentifier>(0),
-                                         {.name = ObjectName});
-}
-
-std::shared_ptr<cKeyPairs> cASE_Fetch::GetEntityPropertyListByIndex(EntityIdentifier ObjectType,
-                                                                    std::int32_t index) const {
-  return browsing::GetEntityPropertyList(context_.schema, *context_.host, ObjectType,
-                                         {.index = index});
-}
 
 }  // namespace kelvane

@@ -126,7 +126,6 @@ struct Reading {
   Database database = {};
   CatalogColumns catalog = {};
   // Of the server.
-  int ncharSize = 1, unicharSize = 2;
   int characterSet = 0;
   std::unordered_map<int, std::string> actions = {};
   std::unordered_map<int, std::string> segments = {};

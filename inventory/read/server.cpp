@@ -63,7 +63,7 @@ void readServer(Reading& reading) {
         server.version = row.text(0);
         server.database = row.text(1);
         server.user = row.text(2);
-        reading.ncharSize = row.number(3);
+        server.ncharSize = std::max(row.number(3), 1);
         reading.types.setCharacterSizes(row.number(3), row.number(4));
         server.pageSize = row.number(5);
         server.embedded = reading.usesEmbeddedBits();

@@ -60,7 +60,9 @@ inline constexpr std::tuple kFields<Server>{Field{"version", &Server::version},
                                             Field{"character set", &Server::characterSet},
                                             Field{"sort order", &Server::sortOrder},
                                             Field{"ignores case", &Server::ignoresCase},
-                                            Field{"page size", &Server::pageSize}, Field{"embedded", &Server::embedded}};
+                                            Field{"page size", &Server::pageSize},
+                                            Field{"nchar size", &Server::ncharSize},
+                                            Field{"embedded", &Server::embedded}};
 template <>
 inline constexpr std::tuple kFields<Gap>{Field{"what", &Gap::what}, Field{"reason", &Gap::reason}};
 

@@ -33,7 +33,7 @@ Snapshot full() {
   Database& database = snapshot.database;
   fill(database.settings);
   forEachObjects([&](const auto& objects) { fill((database.*objects.member).emplace_back()); });
-  database.server = {"Adaptive Server/16.0", "shop", "anna", "utf8", "nocase", true, 2048};
+  database.server = {"Adaptive Server/16.0", "shop", "anna", "utf8", "nocase", true, 2048, 4, true};
   database.gaps = {{"permissions", "denied"}};
   snapshot.taken = "2026-01-02";
   return snapshot;
