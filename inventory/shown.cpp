@@ -73,9 +73,7 @@ std::string shown(const Definition& value) {
   return value.text;
 }
 
-std::string shown(const GivenName& value) {
-  return value.generated ? std::string() : value.name;
-}
+std::string shown(const GivenName& value) { return value.generated ? std::string() : value.name; }
 
 std::string shown(const std::vector<std::string>& value) {
   return list(value, [](const std::string& item) { return item; });
