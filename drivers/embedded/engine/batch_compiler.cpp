@@ -1,6 +1,7 @@
 #include "drivers/embedded/engine/batch_compiler.h"
 
 #include "drivers/embedded/engine/set_options.h"
+#include "drivers/embedded/engine/write_translator.h"
 #include "drivers/embedded/tsql/ast.h"
 
 namespace kelvane::embedded {
@@ -88,62 +89,62 @@ void BatchCompiler::parts(const tsql::Statement& statement) {
     } catch (const NotYetCreated&) {
     }
   };
-  std::visit(Overloaded{
-                 [&](const Declare& d) { frame_.declare(d); },
-                 [&](const SelectStatement& s) {
-                   const Select& first = s.query->terms.front().select;
-                   // The text of a select into is made when its table is.
-                   if (first.into.empty()) {
-                     translate(&statement, [&](Translator& t) { return t.select(*s.query); });
-                   } else {
-                     try {
-                       frame_.plan([&](Translator& t) { return t.selectInto(*s.query); });
-                     } catch (const NotYetCreated&) {
-                     }
-                     if (!first.intoExisting) found_.created.insert(first.into.name);
-                   }
-                 },
-                 [&](const Insert& s) {
-                   if (std::holds_alternative<Execute>(s.source) ||
-                       std::holds_alternative<ExecuteImmediate>(s.source)) {
-                     frame_.writeTarget(s.table);
-                     return;
-                   }
-                   rows_.insertPlan(s);
-                 },
-                 [&](const Update& s) {
-                   translate(&statement, [&](Translator& t) { return t.update(s); });
-                 },
-                 [&](const Delete& s) {
-                   translate(&statement, [&](Translator& t) { return t.remove(s); });
-                 },
-                 [&](const Truncate& s) {
-                   translate(&statement, [&](Translator& t) { return t.truncate(s); });
-                 },
-                 [&](const SetVariables& s) {
-                   for (const Assignment& assignment : s.assignments) check(assignment.value);
-                 },
-                 [&](const Print& s) { check(s.format); },
-                 [&](const Return& s) { check(s.value); },
-                 [&](const Block& s) { list(s.statements); },
-                 [&](const If& s) {
-                   checkCondition(*s.condition);
-                   this->statement(*s.then);
-                   if (s.otherwise) this->statement(*s.otherwise);
-                 },
-                 [&](const While& s) {
-                   checkCondition(*s.condition);
-                   this->statement(*s.body);
-                 },
-                 [&](const SetOption& s) {
-                   if (const auto table = identityInsertTable(s))
-                     found_.identityInsertTable = *table;
-                 },
-                 [&](const CreateTable& s) { found_.created.insert(s.name.name); },
-                 [&](const CreateView& s) { found_.created.insert(s.name.name); },
-                 [](const auto&) {},
-             },
-             statement.node);
+  std::visit(
+      Overloaded{
+          [&](const Declare& d) { frame_.declare(d); },
+          [&](const SelectStatement& s) {
+            const Select& first = s.query->terms.front().select;
+            // The text of a select into is made when its table is.
+            if (first.into.empty()) {
+              translate(&statement, [&](Translator& t) { return t.select(*s.query); });
+            } else {
+              try {
+                frame_.plan([&](Translator& t) { return t.selectInto(*s.query); });
+              } catch (const NotYetCreated&) {
+              }
+              if (!first.intoExisting) found_.created.insert(first.into.name);
+            }
+          },
+          [&](const Insert& s) {
+            if (std::holds_alternative<Execute>(s.source) ||
+                std::holds_alternative<ExecuteImmediate>(s.source)) {
+              frame_.writeTarget(s.table);
+              return;
+            }
+            rows_.insertPlan(s);
+          },
+          [&](const Update& s) {
+            translate(&statement, [&](Translator& t) { return WriteTranslator(t).update(s); });
+          },
+          [&](const Delete& s) {
+            translate(&statement, [&](Translator& t) { return WriteTranslator(t).remove(s); });
+          },
+          [&](const Truncate& s) {
+            translate(&statement, [&](Translator& t) { return WriteTranslator(t).truncate(s); });
+          },
+          [&](const SetVariables& s) {
+            for (const Assignment& assignment : s.assignments) check(assignment.value);
+          },
+          [&](const Print& s) { check(s.format); },
+          [&](const Return& s) { check(s.value); },
+          [&](const Block& s) { list(s.statements); },
+          [&](const If& s) {
+            checkCondition(*s.condition);
+            this->statement(*s.then);
+            if (s.otherwise) this->statement(*s.otherwise);
+          },
+          [&](const While& s) {
+            checkCondition(*s.condition);
+            this->statement(*s.body);
+          },
+          [&](const SetOption& s) {
+            if (const auto table = identityInsertTable(s)) found_.identityInsertTable = *table;
+          },
+          [&](const CreateTable& s) { found_.created.insert(s.name.name); },
+          [&](const CreateView& s) { found_.created.insert(s.name.name); },
+          [](const auto&) {},
+      },
+      statement.node);
 }
 
 }  // namespace kelvane::embedded

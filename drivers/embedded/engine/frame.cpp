@@ -8,6 +8,7 @@
 #include "drivers/embedded/engine/statement_kinds.h"
 #include "drivers/embedded/engine/trigger_runner.h"
 #include "drivers/embedded/engine/typing.h"
+#include "drivers/embedded/engine/write_translator.h"
 
 namespace kelvane::embedded {
 
@@ -144,13 +145,15 @@ Plan Frame::plan(const Translate& translate, const TranslationContext& context) 
 
 WriteTarget Frame::writeTarget(const tsql::ObjectName& table) const {
   const TranslationContext made = context();
-  return Translator(made).writeTarget(table);
+  Translator translator(made);
+  return WriteTranslator(translator).writeTarget(table);
 }
 
 std::vector<std::string> Frame::orphanTests(const tsql::ObjectName& table) const {
   const TranslationContext made = context();
   Translator translator(made);
-  return translator.orphanTests(translator.writeTarget(table));
+  WriteTranslator write(translator);
+  return write.orphanTests(write.writeTarget(table));
 }
 
 Cell Frame::parameterValue(const Parameter& parameter, const Row* bound,

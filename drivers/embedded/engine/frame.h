@@ -17,6 +17,7 @@
 #include "drivers/embedded/engine/plan_cache.h"
 #include "drivers/embedded/engine/session.h"
 #include "drivers/embedded/engine/translator.h"
+#include "drivers/embedded/engine/write_target.h"
 
 namespace kelvane::embedded {
 

@@ -4,6 +4,7 @@
 
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/typing.h"
+#include "drivers/embedded/engine/write_translator.h"
 
 namespace kelvane::embedded {
 
@@ -125,7 +126,8 @@ std::string RowStatements::newTable(const Select& select, const std::vector<Resu
 // Of the statement at hand. Its table gets its place for rows, which others in the batch then find.
 Prepared& RowStatements::insertPlan(const Insert& statement) {
   const auto translate = [&](Translator& t) {
-    return t.insert(statement, t.writeTarget(statement.table));
+    WriteTranslator write(t);
+    return write.insert(statement, write.writeTarget(statement.table));
   };
   if (const int table = frame_.prepared(frame_.current(), translate).plan.rowlessTable;
       table != 0) {
@@ -140,7 +142,8 @@ RowPlan RowStatements::rowPlan(const tsql::Statement& statement) {
   RowPlan rows;
   const auto translate = [&] {
     rows.plan = frame_.plan([&](Translator& t) {
-      return t.insertStored(insert, t.writeTarget(insert.table), rows.types);
+      WriteTranslator write(t);
+      return write.insertStored(insert, write.writeTarget(insert.table), rows.types);
     });
   };
   translate();
@@ -184,8 +187,8 @@ std::int64_t RowStatements::insertResults(const Insert& statement, const WriteTa
   for (std::size_t i = 0; i < plans.size(); ++i) {
     std::vector<ColumnType> types;
     for (const ResultColumn& column : results[i].columns) types.push_back(column.type);
-    plans[i].plan =
-        frame_.plan([&](Translator& t) { return t.insertBound(statement, target, types); });
+    plans[i].plan = frame_.plan(
+        [&](Translator& t) { return WriteTranslator(t).insertBound(statement, target, types); });
   }
   Savepoint savepoint(server_.catalog.store());
   const std::int64_t count = triggers_.change(plans.front().plan, [&] {
@@ -204,13 +207,13 @@ std::int64_t RowStatements::change(Prepared& prepared) {
 }
 
 void RowStatements::update(const Update& statement) {
-  reporter_.changed(change(
-      frame_.prepared(frame_.current(), [&](Translator& t) { return t.update(statement); })));
+  reporter_.changed(change(frame_.prepared(
+      frame_.current(), [&](Translator& t) { return WriteTranslator(t).update(statement); })));
 }
 
 void RowStatements::remove(const Delete& statement) {
-  reporter_.changed(change(
-      frame_.prepared(frame_.current(), [&](Translator& t) { return t.remove(statement); })));
+  reporter_.changed(change(frame_.prepared(
+      frame_.current(), [&](Translator& t) { return WriteTranslator(t).remove(statement); })));
 }
 
 void RowStatements::truncate(const Truncate& statement) {
@@ -218,7 +221,8 @@ void RowStatements::truncate(const Truncate& statement) {
     throw ServerError(message::rowsOfPartition, frame_.line(), statement.table.name,
                       statement.partition);
   }
-  change(frame_.prepared(frame_.current(), [&](Translator& t) { return t.truncate(statement); }));
+  change(frame_.prepared(frame_.current(),
+                         [&](Translator& t) { return WriteTranslator(t).truncate(statement); }));
 }
 
 // cursors

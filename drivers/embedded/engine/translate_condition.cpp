@@ -61,6 +61,13 @@ std::string joined(const std::vector<std::string>& parts, const char* separator)
   return result;
 }
 
+std::string Translator::ruleCondition(const Expr& rule, SqlValue ruled) {
+  ruled_ = std::move(ruled);
+  std::string sql = condition(rule, nullptr, Polarity::Any);
+  ruled_.reset();
+  return sql;
+}
+
 std::string Translator::condition(const Expr& expr, const Scope* scope, Polarity polarity) {
   const std::uint32_t line = expr.range.line;
   return std::visit(

@@ -79,6 +79,15 @@ std::string Translator::parameter(Parameter::Source source, const std::string& n
   return "?" + std::to_string(number);
 }
 
+std::vector<SqlValue> Translator::boundValues(const std::vector<ExprPtr>& expressions) {
+  std::vector<SqlValue> values;
+  values.reserve(expressions.size());
+  bindsNumbers_ = true;
+  for (const ExprPtr& expression : expressions) values.push_back(value(*expression, nullptr));
+  bindsNumbers_ = false;
+  return values;
+}
+
 SqlValue Translator::value(const Expr& expr, const Scope* scope) {
   const std::uint32_t line = expr.range.line;
   SqlValue result =

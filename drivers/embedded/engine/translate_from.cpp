@@ -207,6 +207,14 @@ Source Translator::sourceOf(const DerivedTable& table, const Scope* outer) {
   return source;
 }
 
+Scope Translator::sourcesOf(const std::vector<TableRefPtr>& from) {
+  Scope scope;
+  const int aliases = aliases_;
+  for (const auto& table : from) addSources(*table, scope);
+  aliases_ = aliases;
+  return scope;
+}
+
 void Translator::addSources(const TableRef& table, Scope& scope) {
   std::visit(
       Overloaded{

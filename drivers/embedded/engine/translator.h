@@ -1,7 +1,8 @@
-// Translates T-SQL queries, conditions and data changes into SQLite's SQL.
+// Translates T-SQL queries, conditions and expressions into SQLite's SQL.
 //
 // A Translator serves for one statement and refers to its context, which must outlive it. Refusals
-// are ServerErrors: unknown names, impossible conversions, wrong calls.
+// are ServerErrors: unknown names, impossible conversions, wrong calls. Statements that change rows
+// stand in write_translator.h.
 #pragma once
 
 #include <cstdint>
@@ -71,18 +72,6 @@ struct SqlValue {
   bool isNull = false;  ///< the literal null, which has no type of its own
 };
 
-/// The table that an insert, update or delete changes.
-struct WriteTarget {
-  std::string name;
-  int id = 0;  ///< 0 for a temporary table
-  std::string sqliteTable;
-  std::vector<ColumnInfo> columns;
-  std::vector<std::string> defaults = {};           ///< of a temporary table's columns
-  std::shared_ptr<const RowRules> rules = nullptr;  ///< of a temporary table
-
-  bool isTemporary() const { return id == 0; }
-};
-
 struct FunctionRule;  // builtins.h
 
 class Translator {
@@ -98,38 +87,53 @@ class Translator {
   /// One row with 1 or 0.
   Plan test(const tsql::Expr& condition);
 
-  Plan insert(const tsql::Insert& statement, const WriteTarget& target);
-  /// Inserts one row whose values are bound, of the given types.
-  Plan insertBound(const tsql::Insert& statement, const WriteTarget& target,
-                   const std::vector<ColumnType>& types);
-  /// The same for values as the columns store them, whose `types` it gives.
-  Plan insertStored(const tsql::Insert& statement, const WriteTarget& target,
-                    std::vector<ColumnType>& types);
-  Plan update(const tsql::Update& statement);
-  Plan remove(const tsql::Delete& statement);
-  Plan truncate(const tsql::Truncate& statement);
-  /// What Plan::tests holds, for all rows of a table and all that it references.
-  std::vector<std::string> orphanTests(const WriteTarget& target);
-
   /// The type of an expression over the columns of a table.
   ColumnType typeOf(const tsql::Expr& expression, const tsql::ObjectName& table);
 
-  /// A table of the user or a temporary one. Throws 208, and 259 for system tables.
-  WriteTarget writeTarget(const tsql::ObjectName& name);
+  // For the statements around queries and expressions.
 
- private:
-  void requireCreated(const tsql::ObjectName& name) const;
-  /// Null when there is none of that name.
-  const TemporaryTable* temporary(const std::string& name);
   // Where a condition stands. A positive one only decides about rows being there, so that false and
   // unknown are the same; a conjunct is besides one of those that all rows of a query must meet.
   enum class Polarity { Conjunct, Positive, Any };
-
+  enum class QueryUse { Result, Values, Existence };
   struct QueryText {
     std::string sql;
     std::vector<ResultColumn> columns;
     std::vector<bool> nulls;  // which columns are nothing but the literal null
   };
+
+  const TranslationContext& context() const { return context_; }
+  const Caller& caller() const { return caller_; }
+  /// Throws NotYetCreated for a table of `createdLater`.
+  void requireCreated(const tsql::ObjectName& name) const;
+  /// Null when there is none of that name.
+  const TemporaryTable* temporary(const std::string& name);
+  std::vector<ColumnInfo> columns(int tableId) const;
+  SqlValue value(const tsql::Expr& expr, const Scope* scope);
+  /// The values of an insert: their numbers are bound, since each row has others.
+  std::vector<SqlValue> boundValues(const std::vector<tsql::ExprPtr>& expressions);
+  /// The value as a column of the type stores it.
+  std::string assigned(const SqlValue& value, const ColumnType& to, std::uint32_t line);
+  std::string condition(const tsql::Expr& expr, const Scope* scope, Polarity polarity);
+  /// Of a rule, whose variable stands for the value.
+  std::string ruleCondition(const tsql::Expr& rule, SqlValue ruled);
+  std::string compared(tsql::BinaryOp op, const SqlValue& left, const SqlValue& right,
+                       std::uint32_t line);
+  QueryText query(const tsql::Query& query, const Scope* outer, QueryUse use);
+  Source sourceOf(const tsql::NamedTable& table);
+  /// The sources of a from list, before any of it is translated.
+  Scope sourcesOf(const std::vector<tsql::TableRefPtr>& from);
+  void addSources(const tsql::TableRef& table, Scope& scope);
+  std::string renderTable(const tsql::TableRef& table, const Scope& scope, std::size_t& next);
+  /// Expressions in place of the columns that are computed.
+  void computeColumns(const std::vector<ColumnInfo>& columns, Source& source);
+  std::string parameter(Parameter::Source source, const std::string& name,
+                        std::size_t position = 0);
+  std::string newAlias() { return "s" + std::to_string(++aliases_); }
+  /// The statement is complete; what it depends on goes into the plan.
+  Plan finish(std::string sql, std::vector<ResultColumn> columns = {});
+
+ private:
   struct SelectText {
     std::vector<SqlValue> items;
     bool distinct = false;
@@ -142,15 +146,8 @@ class Translator {
     std::string sql;
     std::vector<std::string> conditions;
   };
-  enum class QueryUse { Result, Values, Existence };
-
-  Plan finish(std::string sql, std::vector<ResultColumn> columns = {});
-  std::string parameter(Parameter::Source source, const std::string& name,
-                        std::size_t position = 0);
-  std::string newAlias() { return "s" + std::to_string(++aliases_); }
 
   // translate_query.cpp
-  QueryText query(const tsql::Query& query, const Scope* outer, QueryUse use);
   SelectText selectText(const tsql::Select& select, const tsql::Query& whole, Scope& scope);
   std::vector<SqlValue> selectItems(const tsql::Select& select, const Scope& scope);
   static void makeOneGroup(const tsql::Select& select, SelectText& text);
@@ -160,21 +157,15 @@ class Translator {
   void uniteTypes(std::vector<SelectText>& terms, std::uint32_t line);
 
   // translate_from.cpp
-  std::vector<ColumnInfo> columns(int tableId) const;
   FromText fromText(const std::vector<tsql::TableRefPtr>& from, const tsql::Expr* where,
                     Scope& scope);
-  void addSources(const tsql::TableRef& table, Scope& scope);
-  Source sourceOf(const tsql::NamedTable& table);
   Source sourceOf(const tsql::DerivedTable& table, const Scope* outer);
   std::shared_ptr<const SourceColumns> systemColumns(int tableId);
-  void computeColumns(const std::vector<ColumnInfo>& columns, Source& source);
   Source viewSource(const ObjectInfo& view, Source source);
-  std::string renderTable(const tsql::TableRef& table, const Scope& scope, std::size_t& next);
   FromText outerJoins(const std::vector<tsql::TableRefPtr>& from,
                       const std::vector<const tsql::Expr*>& terms, Scope& scope);
 
   // translate_expression.cpp
-  SqlValue value(const tsql::Expr& expr, const Scope* scope);
   SqlValue literal(const tsql::Literal& literal);
   std::string textLiteral(const tsql::Literal& literal, const std::string& text);
   SqlValue variable(const tsql::Variable& variable, std::uint32_t line);
@@ -188,14 +179,10 @@ class Translator {
   std::string exactly(char op, const SqlValue& a, const SqlValue& b, const ColumnType& type) const;
   SqlValue concatenation(const SqlValue& left, const SqlValue& right);
   std::string converted(const SqlValue& value, const ColumnType& to, int style = 0);
-  std::string assigned(const SqlValue& value, const ColumnType& to, std::uint32_t line);
 
   // translate_condition.cpp
-  std::string condition(const tsql::Expr& expr, const Scope* scope, Polarity polarity);
   std::string comparison(const tsql::Binary& binary, std::uint32_t line, const Scope* scope,
                          Polarity polarity);
-  std::string compared(tsql::BinaryOp op, const SqlValue& left, const SqlValue& right,
-                       std::uint32_t line);
   std::pair<std::string, std::string> comparableBytes(const SqlValue& left, const SqlValue& right);
   std::string membership(const tsql::InList& in, std::uint32_t line, const Scope* scope,
                          Polarity polarity);
@@ -230,56 +217,6 @@ class Translator {
   SqlValue tableSize(const FunctionRule& rule, const tsql::Call& call, const Scope* scope);
   SqlValue choice(const std::string& name, const std::vector<SqlValue>& arguments,
                   std::uint32_t line);
-
-  // translate_write.cpp
-  std::vector<const ColumnInfo*> listedColumns(const tsql::Insert& statement,
-                                               const WriteTarget& target) const;
-  std::optional<FiredTrigger> triggerOf(const WriteTarget& target, const TriggerSlot& slot,
-                                        std::vector<std::string> written);
-  struct WrittenColumn {
-    const ColumnInfo* column;
-    std::string sql;
-    bool isGiven = false;  ///< by the statement, a null too
-  };
-  Plan finishInsert(const WriteTarget& target, const std::vector<WrittenColumn>& columns,
-                    const std::string& from);
-  Plan insertRows(const tsql::Insert& statement, const WriteTarget& target,
-                  const std::vector<SqlValue>& values, const std::string& from);
-  std::string filled(const SqlValue& value, const ColumnInfo& column, const WriteTarget& target,
-                     std::uint32_t line);
-  std::string omitted(const ColumnInfo& column, const WriteTarget& target, std::uint32_t line);
-  struct JoinedTarget {
-    Scope scope;
-    std::size_t source = 0;
-    std::string from;  // the from list with the where clause
-  };
-  JoinedTarget joinedTarget(const tsql::ObjectName& name, const WriteTarget& target,
-                            const std::vector<tsql::TableRefPtr>& from, const tsql::Expr* where);
-
-  // translate_rules.cpp
-  struct RowChange {
-    const std::set<int>* columns = nullptr;  // of an update, by colid
-    bool insertsOneRow = false;
-  };
-  std::shared_ptr<const RowRules> rulesOf(const WriteTarget& target) const;
-  Scope newRow(const WriteTarget& target, const std::string& alias,
-               const std::map<int, std::string>& assigned);
-  std::string sameKey(const ForeignKeyRule& key, const std::string& referenced,
-                      const std::string& referencing);
-  std::string referenceHolds(const ForeignKeyRule& key, const WriteTarget& target,
-                             const Scope& row);
-  std::string checkText(const CheckRule& check, const WriteTarget& target, const Scope& row);
-  std::vector<std::string> rowConditions(const WriteTarget& target, const RowRules& rules,
-                                         const Scope& row, const RowChange& change);
-  /// The error for a row that does not keep the key.
-  std::string broken(const ForeignKeyRule& key, const WriteTarget& target,
-                     message::Message<3> violation) const;
-  void testOrphans(const ForeignKeyRule& key, const WriteTarget& target,
-                   message::Message<3> violation, Plan& plan);
-  void testDependents(const WriteTarget& target, const RowRules& rules,
-                      const std::set<int>* changed, Plan& plan);
-  void testOwnReferences(const WriteTarget& target, const RowRules& rules,
-                         const std::set<int>* changed, Plan& plan);
 
   const TranslationContext& context_;
   Caller caller_;  ///< within a view, in the view's database

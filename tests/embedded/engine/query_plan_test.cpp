@@ -6,6 +6,7 @@
 
 #include "drivers/embedded/engine/session.h"
 #include "drivers/embedded/engine/translator.h"
+#include "drivers/embedded/engine/write_translator.h"
 #include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/parser.h"
 #include "tests/embedded/engine/reader_statements.h"
@@ -56,10 +57,11 @@ class QueryPlan : public testing::Test {
               },
               [&](const tsql::SelectStatement& s) { explain(translator.select(*s.query).sql); },
               [&](const tsql::Insert& s) {
-                explain(translator.insert(s, translator.writeTarget(s.table)).sql);
+                WriteTranslator write(translator);
+                explain(write.insert(s, write.writeTarget(s.table)).sql);
               },
-              [&](const tsql::Update& s) { explain(translator.update(s).sql); },
-              [&](const tsql::Delete& s) { explain(translator.remove(s).sql); },
+              [&](const tsql::Update& s) { explain(WriteTranslator(translator).update(s).sql); },
+              [&](const tsql::Delete& s) { explain(WriteTranslator(translator).remove(s).sql); },
               [](const auto&) {},
           },
           statement->node);

@@ -1,10 +1,9 @@
-// Insert, update and delete.
+#include "drivers/embedded/engine/write_translator.h"
 
 #include <algorithm>
 
 #include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/temporary_tables.h"
-#include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/walk.h"
 #include "drivers/embedded/tsql/ast.h"
@@ -69,15 +68,15 @@ void refuseCursorRow(const std::string& cursor, std::uint32_t line) {
 
 }  // namespace
 
-WriteTarget Translator::writeTarget(const ObjectName& name) {
+WriteTarget WriteTranslator::writeTarget(const ObjectName& name) {
   const auto notFound = [&] {
     return ServerError(message::objectNotFound, name.range.line, name.name);
   };
-  requireCreated(name);
+  translator_.requireCreated(name);
   WriteTarget target;
   target.name = name.name;
   if (name.name.starts_with('#')) {
-    const TemporaryTable* found = temporary(name.name);
+    const TemporaryTable* found = translator_.temporary(name.name);
     if (found == nullptr) throw notFound();
     target.sqliteTable = found->sqliteTable;
     target.columns = found->columns;
@@ -85,9 +84,9 @@ WriteTarget Translator::writeTarget(const ObjectName& name) {
     target.rules = found->rules;
     return target;
   }
-  Caller caller = caller_;
+  Caller caller = translator_.caller();
   caller.line = name.range.line;
-  const ObjectInfo object = context_.catalog.requireObject(name, caller);
+  const ObjectInfo object = translator_.context().catalog.requireObject(name, caller);
   if (object.type == "S") {
     throw ServerError(message::systemTableWritten, name.range.line);
   }
@@ -97,18 +96,18 @@ WriteTarget Translator::writeTarget(const ObjectName& name) {
   if (object.sqliteTable.empty()) throw notFound();
   target.id = object.id;
   target.sqliteTable = object.sqliteTable;
-  target.columns = columns(object.id);
+  target.columns = translator_.columns(object.id);
   return target;
 }
 
-std::string Translator::filled(const SqlValue& value, const ColumnInfo& column,
-                               const WriteTarget& target, std::uint32_t line) {
+std::string WriteTranslator::filled(const SqlValue& value, const ColumnInfo& column,
+                                    const WriteTarget& target, std::uint32_t line) {
   if (value.isNull && !column.type.nullable) throw nullRefused(column, target, line);
-  std::string sql = assigned(value, column.type, line);
+  std::string sql = translator_.assigned(value, column.type, line);
   const bool mayCut = isCharacter(column.type.kind) && isCharacter(value.type.kind) &&
                       !isLong(column.type.kind) &&
                       !(value.isColumn && value.type.length <= column.type.length);
-  if (context_.stringRtruncation && mayCut) {
+  if (translator_.context().stringRtruncation && mayCut) {
     sql = "uncut(" + value.sql + ", " + std::to_string(static_cast<int>(column.type.kind)) + ", " +
           std::to_string(column.type.length) + ", " + sql + ")";
   }
@@ -117,39 +116,40 @@ std::string Translator::filled(const SqlValue& value, const ColumnInfo& column,
   return "required(" + sql + ", " + quotedText(column.name) + ", " + quotedText(target.name) + ")";
 }
 
-std::string Translator::omitted(const ColumnInfo& column, const WriteTarget& target,
-                                std::uint32_t line) {
+std::string WriteTranslator::omitted(const ColumnInfo& column, const WriteTarget& target,
+                                     std::uint32_t line) {
   if (column.type.identity) {
     return "next_identity(" + quotedText(target.sqliteTable) + ", " +
            quotedText(quotedName(column.sqliteColumn)) + ")";
   }
   std::string text;
-  if (column.defaultId != 0) text = context_.catalog.sourceText(column.defaultId);
+  if (column.defaultId != 0) text = translator_.context().catalog.sourceText(column.defaultId);
   const auto position = static_cast<std::size_t>(&column - target.columns.data());
   if (position < target.defaults.size()) text = target.defaults[position];
   if (!text.empty()) {
     if (const ExprPtr expression = defaultExpression(text)) {
-      return filled(value(*expression, nullptr), column, target, line);
+      return filled(translator_.value(*expression, nullptr), column, target, line);
     }
   }
   if (column.type.nullable || column.type.kind == TypeKind::Timestamp) return "NULL";
   throw nullRefused(column, target, line);
 }
 
-std::vector<const ColumnInfo*> Translator::listedColumns(const Insert& statement,
-                                                         const WriteTarget& target) const {
+std::vector<const ColumnInfo*> WriteTranslator::listedColumns(const Insert& statement,
+                                                              const WriteTarget& target) const {
   const std::uint32_t line = statement.table.range.line;
   std::vector<const ColumnInfo*> columns;
   for (const std::string& name : statement.columns) {
     const ColumnInfo& column = requireColumn(target, name, line);
-    if (column.type.identity && !context_.identityInsert) {
+    if (column.type.identity && !translator_.context().identityInsert) {
       throw ServerError(message::identityValueGiven, line, target.name);
     }
     columns.push_back(&column);
   }
   if (statement.columns.empty()) {
     for (const ColumnInfo& column : target.columns) {
-      if (column.computed.empty() && (!column.type.identity || context_.identityInsert)) {
+      if (column.computed.empty() &&
+          (!column.type.identity || translator_.context().identityInsert)) {
         columns.push_back(&column);
       }
     }
@@ -157,11 +157,11 @@ std::vector<const ColumnInfo*> Translator::listedColumns(const Insert& statement
   return columns;
 }
 
-std::optional<FiredTrigger> Translator::triggerOf(const WriteTarget& target,
-                                                  const TriggerSlot& slot,
-                                                  std::vector<std::string> written) {
+std::optional<FiredTrigger> WriteTranslator::triggerOf(const WriteTarget& target,
+                                                       const TriggerSlot& slot,
+                                                       std::vector<std::string> written) {
   if (target.isTemporary()) return std::nullopt;
-  const SystemRecords& records = context_.catalog.recordsOf(target.id);
+  const SystemRecords& records = translator_.context().catalog.recordsOf(target.id);
   const SysObject* table = records.object(target.id);
   if (table == nullptr || (table->sysstat2 & slot.disabled) != 0) return std::nullopt;
   const int id = table->*slot.column;
@@ -169,34 +169,35 @@ std::optional<FiredTrigger> Translator::triggerOf(const WriteTarget& target,
   return FiredTrigger{id, target.id, target.sqliteTable, std::move(written)};
 }
 
-Plan Translator::finishInsert(const WriteTarget& target, const std::vector<WrittenColumn>& columns,
-                              const std::string& from) {
-  const auto rules = rulesOf(target);
+Plan WriteTranslator::finishInsert(const WriteTarget& target,
+                                   const std::vector<WrittenColumn>& columns,
+                                   const std::string& from) {
+  RowConditions conditions(translator_, target);
+  const RowRules& rules = conditions.rules();
   const bool insertsOneRow = from.empty();
   std::string names, selected;
   for (const WrittenColumn& written : columns) {
     const std::string name = quotedName(written.column->sqliteColumn);
     names += (names.empty() ? "" : ", ") + name;
     selected += (selected.empty() ? "" : ", ") + written.sql;
-    if (rules->restrictsRows()) selected += " AS " + name;
+    if (rules.restrictsRows()) selected += " AS " + name;
   }
   std::string query = "SELECT " + selected + from;
-  if (rules->restrictsRows()) {
-    const std::string row = newAlias();
-    const auto conditions =
-        rowConditions(target, *rules, newRow(target, row, {}), {nullptr, insertsOneRow});
+  if (rules.restrictsRows()) {
+    const std::string row = translator_.newAlias();
+    const auto obeyed = conditions.conditions(conditions.newRow(row, {}), {nullptr, insertsOneRow});
     // The limit keeps SQLite from writing the values, identities among them, in two places.
     query = "SELECT " + names + " FROM (" + query + " LIMIT -1) AS " + row;
-    query += " WHERE " + (conditions.empty() ? "1" : joined(conditions, " AND "));
-  } else if (!rules->ignoredDuplicates.empty()) {
+    query += " WHERE " + (obeyed.empty() ? "1" : joined(obeyed, " AND "));
+  } else if (!rules.ignoredDuplicates.empty()) {
     query += " WHERE 1";  // or ON would belong to a join
   }
-  for (const std::string& key : rules->ignoredDuplicates) {
+  for (const std::string& key : rules.ignoredDuplicates) {
     query += " ON CONFLICT (" + key + ") DO NOTHING";
   }
-  Plan plan = finish("INSERT INTO " + target.sqliteTable + " (" + names + ") " + query);
-  plan.leavesOutDuplicates = !rules->ignoredDuplicates.empty();
-  if (!insertsOneRow) testOwnReferences(target, *rules, nullptr, plan);
+  Plan plan = translator_.finish("INSERT INTO " + target.sqliteTable + " (" + names + ") " + query);
+  plan.leavesOutDuplicates = !rules.ignoredDuplicates.empty();
+  if (!insertsOneRow) conditions.testOwnReferences(nullptr, plan);
   if (!target.isTemporary() && target.sqliteTable == kNoRows) plan.rowlessTable = target.id;
   std::vector<std::string> written;
   for (const WrittenColumn& one : columns) {
@@ -208,8 +209,8 @@ Plan Translator::finishInsert(const WriteTarget& target, const std::vector<Writt
   return plan;
 }
 
-Plan Translator::insertRows(const Insert& statement, const WriteTarget& target,
-                            const std::vector<SqlValue>& values, const std::string& from) {
+Plan WriteTranslator::insertRows(const Insert& statement, const WriteTarget& target,
+                                 const std::vector<SqlValue>& values, const std::string& from) {
   const std::uint32_t line = statement.table.range.line;
   const auto listed = listedColumns(statement, target);
   if (listed.size() != values.size()) {
@@ -226,13 +227,11 @@ Plan Translator::insertRows(const Insert& statement, const WriteTarget& target,
   return finishInsert(target, columns, from);
 }
 
-Plan Translator::insert(const Insert& statement, const WriteTarget& target) {
+Plan WriteTranslator::insert(const Insert& statement, const WriteTarget& target) {
   std::vector<SqlValue> values;
   std::string from;
   if (const auto* given = std::get_if<InsertValues>(&statement.source)) {
-    bindsNumbers_ = true;
-    for (const auto& expr : given->values) values.push_back(value(*expr, nullptr));
-    bindsNumbers_ = false;
+    values = translator_.boundValues(given->values);
   } else if (std::holds_alternative<InsertDefaults>(statement.source)) {
     std::vector<WrittenColumn> columns;
     for (const ColumnInfo& column : target.columns) {
@@ -241,8 +240,9 @@ Plan Translator::insert(const Insert& statement, const WriteTarget& target) {
     }
     return finishInsert(target, columns, "");
   } else {
-    const QueryText text = query(*std::get<QueryPtr>(statement.source), nullptr, QueryUse::Result);
-    const std::string alias = newAlias();
+    const Translator::QueryText text = translator_.query(*std::get<QueryPtr>(statement.source),
+                                                         nullptr, Translator::QueryUse::Result);
+    const std::string alias = translator_.newAlias();
     from = " FROM (" + text.sql + ") AS " + alias;
     for (std::size_t i = 0; i < text.columns.size(); ++i) {
       values.push_back({alias + ".r" + std::to_string(i + 1), text.columns[i].type});
@@ -252,22 +252,22 @@ Plan Translator::insert(const Insert& statement, const WriteTarget& target) {
   return insertRows(statement, target, values, from);
 }
 
-Plan Translator::insertBound(const Insert& statement, const WriteTarget& target,
-                             const std::vector<ColumnType>& types) {
+Plan WriteTranslator::insertBound(const Insert& statement, const WriteTarget& target,
+                                  const std::vector<ColumnType>& types) {
   std::vector<SqlValue> values;
   for (std::size_t i = 0; i < types.size(); ++i) {
-    values.push_back({parameter(Parameter::Source::Bound, "", i), types[i]});
+    values.push_back({translator_.parameter(Parameter::Source::Bound, "", i), types[i]});
   }
   return insertRows(statement, target, values, "");
 }
 
-Plan Translator::insertStored(const Insert& statement, const WriteTarget& target,
-                              std::vector<ColumnType>& types) {
+Plan WriteTranslator::insertStored(const Insert& statement, const WriteTarget& target,
+                                   std::vector<ColumnType>& types) {
   types.clear();
   std::vector<SqlValue> values;
   for (const ColumnInfo* column : listedColumns(statement, target)) {
     SqlValue& stored = values.emplace_back();
-    stored.sql = parameter(Parameter::Source::Bound, "", types.size());
+    stored.sql = translator_.parameter(Parameter::Source::Bound, "", types.size());
     stored.type = column->type;
     // What came from the column itself, and is known not to be null, needs no conversion.
     stored.isColumn = stored.isLiteral = true;
@@ -277,14 +277,12 @@ Plan Translator::insertStored(const Insert& statement, const WriteTarget& target
 }
 
 // The rows of a from list that holds the table to change, or to which it is added.
-Translator::JoinedTarget Translator::joinedTarget(const ObjectName& name, const WriteTarget& target,
-                                                  const std::vector<TableRefPtr>& from,
-                                                  const Expr* where) {
+WriteTranslator::JoinedTarget WriteTranslator::joinedTarget(const ObjectName& name,
+                                                            const WriteTarget& target,
+                                                            const std::vector<TableRefPtr>& from,
+                                                            const Expr* where) {
   JoinedTarget joined;
-  Scope probe;
-  const int aliases = aliases_;
-  for (const auto& table : from) addSources(*table, probe);
-  aliases_ = aliases;
+  const Scope probe = translator_.sourcesOf(from);
   std::optional<std::size_t> source = probe.sourceNamed(name);
   for (std::size_t i = 0; !source && i < probe.sources.size(); ++i) {
     if (probe.sources[i].sqliteTable == target.sqliteTable) source = i;
@@ -293,26 +291,27 @@ Translator::JoinedTarget Translator::joinedTarget(const ObjectName& name, const 
   if (!source) {
     NamedTable self;
     self.name = name;
-    joined.scope.sources.push_back(sourceOf(self));
+    joined.scope.sources.push_back(translator_.sourceOf(self));
     extra = target.sqliteTable + " AS " + joined.scope.sources[0].sqlAlias + ", ";
     source = 0;
   }
   joined.source = *source;
   joined.scope.clause = Clause::Where;
   std::size_t next = joined.scope.sources.size();
-  for (const auto& table : from) addSources(*table, joined.scope);
+  for (const auto& table : from) translator_.addSources(*table, joined.scope);
   std::string list;
   for (const auto& table : from) {
-    list += (list.empty() ? "" : ", ") + renderTable(*table, joined.scope, next);
+    list += (list.empty() ? "" : ", ") + translator_.renderTable(*table, joined.scope, next);
   }
   joined.from = " FROM " + extra + list;
   if (where != nullptr) {
-    joined.from += " WHERE " + condition(*where, &joined.scope, Polarity::Positive);
+    joined.from +=
+        " WHERE " + translator_.condition(*where, &joined.scope, Translator::Polarity::Positive);
   }
   return joined;
 }
 
-Plan Translator::update(const Update& statement) {
+Plan WriteTranslator::update(const Update& statement) {
   const ObjectName& name = realName(statement.target, statement.from);
   refuseCursorRow(statement.currentOf, name.range.line);
   const WriteTarget target = writeTarget(name);
@@ -324,15 +323,16 @@ Plan Translator::update(const Update& statement) {
   } else {
     NamedTable self;
     self.name = name;
-    rows.scope.sources.push_back(sourceOf(self));
+    rows.scope.sources.push_back(translator_.sourceOf(self));
     rows.scope.clause = Clause::Where;
     if (statement.where) {
-      where = " WHERE " + condition(*statement.where, &rows.scope, Polarity::Positive);
+      where = " WHERE " +
+              translator_.condition(*statement.where, &rows.scope, Translator::Polarity::Positive);
     }
     rows.from = " FROM " + target.sqliteTable + " AS " + rows.scope.sources[0].sqlAlias + where;
   }
   rows.scope.clause = Clause::Set;
-  const std::string rowAlias = newAlias(), changed = newAlias();
+  const std::string rowAlias = translator_.newAlias(), changed = translator_.newAlias();
   std::string plainChanges, pickedChanges, picked;
   std::set<int> colids;
   std::map<int, std::string> assigned;
@@ -342,7 +342,8 @@ Plan Translator::update(const Update& statement) {
       throw ServerError(message::syntax, line, assignment.variable);
     }
     const ColumnInfo& column = requireColumn(target, assignment.column, line);
-    const std::string sql = filled(value(*assignment.value, &rows.scope), column, target, line);
+    const std::string sql =
+        filled(translator_.value(*assignment.value, &rows.scope), column, target, line);
     const std::string item = quotedName(column.sqliteColumn);
     const std::string separator = colids.empty() ? "" : ", ";
     plainChanges += separator + item + " = " + sql;
@@ -351,10 +352,10 @@ Plan Translator::update(const Update& statement) {
     colids.insert(column.colid);
     assigned[column.colid] = rowAlias + "." + item;
   }
-  const auto rules = rulesOf(target);
+  RowConditions rules(translator_, target);
   std::vector<std::string> conditions;
-  if (rules->restrictsRows()) {
-    conditions = rowConditions(target, *rules, newRow(target, changed, assigned), {&colids, false});
+  if (rules.rules().restrictsRows()) {
+    conditions = rules.conditions(rules.newRow(changed, assigned), {&colids, false});
   }
   const std::string& alias = rows.scope.sources[rows.source].sqlAlias;
   std::string sql;
@@ -371,14 +372,14 @@ Plan Translator::update(const Update& statement) {
   std::vector<std::string> written;
   written.reserve(statement.assignments.size());
   for (const Assignment& assignment : statement.assignments) written.push_back(assignment.column);
-  Plan plan = finish(std::move(sql));
+  Plan plan = translator_.finish(std::move(sql));
   plan.trigger = triggerOf(target, kUpdateSlot, std::move(written));
-  testDependents(target, *rules, &colids, plan);
-  testOwnReferences(target, *rules, &colids, plan);
+  rules.testDependents(&colids, plan);
+  rules.testOwnReferences(&colids, plan);
   return plan;
 }
 
-Plan Translator::remove(const Delete& statement) {
+Plan WriteTranslator::remove(const Delete& statement) {
   const ObjectName& name = realName(statement.target, statement.from);
   refuseCursorRow(statement.currentOf, name.range.line);
   const WriteTarget target = writeTarget(name);
@@ -392,25 +393,33 @@ Plan Translator::remove(const Delete& statement) {
     NamedTable self;
     self.name = name;
     Scope scope;
-    scope.sources.push_back(sourceOf(self));
+    scope.sources.push_back(translator_.sourceOf(self));
     scope.clause = Clause::Where;
     sql = "DELETE FROM " + target.sqliteTable + " AS " + scope.sources[0].sqlAlias;
-    if (statement.where) sql += " WHERE " + condition(*statement.where, &scope, Polarity::Positive);
+    if (statement.where)
+      sql += " WHERE " +
+             translator_.condition(*statement.where, &scope, Translator::Polarity::Positive);
   }
   auto trigger = triggerOf(target, kDeleteSlot, {});
   // Without a condition SQLite throws all rows away at once, and nobody hears of them.
   if (trigger && statement.from.empty() && !statement.where) sql += " WHERE 1";
-  Plan plan = finish(std::move(sql));
+  Plan plan = translator_.finish(std::move(sql));
   plan.trigger = std::move(trigger);
-  testDependents(target, *rulesOf(target), nullptr, plan);
+  RowConditions(translator_, target).testDependents(nullptr, plan);
   return plan;
 }
 
-Plan Translator::truncate(const Truncate& statement) {
+Plan WriteTranslator::truncate(const Truncate& statement) {
   const WriteTarget target = writeTarget(statement.table);
-  Plan plan = finish("DELETE FROM " + target.sqliteTable);
-  testDependents(target, *rulesOf(target), nullptr, plan);
+  Plan plan = translator_.finish("DELETE FROM " + target.sqliteTable);
+  RowConditions(translator_, target).testDependents(nullptr, plan);
   return plan;
+}
+
+std::vector<std::string> WriteTranslator::orphanTests(const WriteTarget& target) {
+  Plan plan;
+  RowConditions(translator_, target).testAll(plan);
+  return std::move(plan.tests);
 }
 
 }  // namespace kelvane::embedded
