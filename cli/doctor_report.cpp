@@ -91,7 +91,7 @@ class Mask {
   void addNamesOf(const Record& record) {
     if constexpr (requires { record.name; }) add(record.name);
     if constexpr (requires { record.login; }) add(record.login);
-    const auto addAll = [this](const auto& parts) {
+    const auto addAll = [&](const auto& parts) {
       for (const auto& part : parts) add(part.name);
     };
     if constexpr (requires { record.triggers; }) addAll(record.triggers);
