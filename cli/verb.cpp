@@ -7,6 +7,7 @@
 #include "cli/compare_request.h"
 #include "cli/completion_command.h"
 #include "cli/data_command.h"
+#include "cli/doctor_command.h"
 #include "cli/list_command.h"
 #include "cli/manual_command.h"
 #include "cli/show_command.h"
@@ -94,6 +95,14 @@ table, view, procedure, function, rule, default, type, user, alias, group, role,
 message or database.)",
      R"(kelvane list odbc:DSN=prod procedure)", kOfReadings, Sides::one, kinds, listOptions,
      runList},
+    {"doctor", "examines how a database can be read", "SIDE",
+     R"(Reports the release, character set and sort order, what could not be read, which definitions are
+hidden, how long each statement takes, whether both readers agree, and what to do about it. Without
+--names the report contains no name of an object, a user or the database, so that it can be sent to
+others.)",
+     R"(kelvane doctor odbc:DSN=prod
+kelvane doctor --server prod --user sa --names)",
+     kOfReadings, Sides::one, nothing, doctorOptions, runDoctor},
     {"switches", "lists the switches for --set", "", "", "kelvane switches", kOfTexts, Sides::none,
      nothing, noOptions, runSwitches},
     {"completion", "writes a completion script for a shell", "SHELL",

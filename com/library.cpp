@@ -56,6 +56,7 @@ std::span<const Class> classes() {
       named<KeyPairs>(L"cKeyPairs"),
       named<Entity>(L"cEntity"),
       named<Entities>(L"cEntities"),
+      named<CatalogReader>(L"cASE_CatalogFetch"),
   };
   return kClasses;
 }

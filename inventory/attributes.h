@@ -39,11 +39,6 @@ struct Attribute {
 template <class Record, class Value, class... Rest>
 Attribute(std::string_view, Value Record::*, Rest...) -> Attribute<Record, Value>;
 
-// clang 16 does not deduce the arguments of aggregates.
-template <class Record, class Value>
-Attribute(std::string_view, Value Record::*, Family = Family::always, Style = Style::labelled,
-          Origin = Origin::own) -> Attribute<Record, Value>;
-
 /// Whether the order of parts is compared too.
 enum class Order : std::uint8_t { none, compared };
 
@@ -56,10 +51,6 @@ struct Parts {
 };
 template <class Record, class Item, class... Rest>
 Parts(Kind, std::vector<Item> Record::*, Rest...) -> Parts<Record, Item>;
-
-template <class Record, class Item>
-Parts(Kind, std::vector<Item> Record::*, Order = Order::none, Origin = Origin::own)
-    -> Parts<Record, Item>;
 
 template <class Record, class Value>
 constexpr Attribute<Record, Value> named(std::string_view label, Value Record::*member) {

@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "model/text.h"
 
@@ -134,28 +135,30 @@ class Comparing {
   void add(enumEntityType kind, const Array<Record>& asked, const Array<Record>& published) {
     std::unordered_map<std::u16string_view, const Record*> others;
     for (const Record& record : published) others.try_emplace(record.FullName, &record);
-    result_.objects += others.size();
+    std::unordered_set<std::u16string_view> seen, differing;
+    const auto put = [&](const Record& record, Limit limit) {
+      if (differing.insert(record.FullName).second)
+        result_.differing.push_back({kind, record.FullName, limit});
+    };
     for (std::int32_t position = 1; position <= asked.count(); ++position) {
       const Record& record = asked[position];
+      const bool isFirst = seen.insert(record.FullName).second;
       const auto other = others.find(record.FullName);
       if (other == others.end()) {
-        ++result_.objects;
-        put(kind, record, isPlain(record.Name) ? Limit::unknown : Limit::quotedName);
-        continue;
+        put(record, isPlain(record.Name) ? limitOfRelease() : Limit::quotedName);
+      } else if (!isFirst) {
+        put(record, limitOfRelease());  // listed twice
+      } else if (!(unordered(record) == unordered(*other->second))) {
+        put(record, limitOf(record, *other->second, extent_[kind].isComplete(position)));
       }
-      const Record& same = *other->second;
-      others.erase(other);
-      if (unordered(record) == unordered(same)) continue;
-      put(kind, record, limitOf(record, same, extent_[kind].isComplete(position)));
     }
     for (const Record& record : published) {
-      if (others.contains(record.FullName))
-        put(kind, record,
-            !hasPlainNames(record)  ? Limit::quotedName
-            : !extent_[kind].listed ? Limit::refused
-            : isRelease15_          ? Limit::release
-                                    : Limit::unknown);
+      if (!seen.insert(record.FullName).second) continue;
+      put(record, !hasPlainNames(record)  ? Limit::quotedName
+                  : !extent_[kind].listed ? Limit::refused
+                                          : limitOfRelease());
     }
+    result_.objects += seen.size();
   }
 
   Agreement result() && { return std::move(result_); }
@@ -168,7 +171,7 @@ class Comparing {
     if (differsInSystemTables(asked, published)) return Limit::systemTables;
     if (hasMoreColumns(asked, published)) return Limit::pattern;
     if (namesakes_.concern(published)) return Limit::namesake;
-    return isRelease15_ ? Limit::release : Limit::unknown;
+    return limitOfRelease();
   }
 
   /// Those of other objects that its name fits.
@@ -181,10 +184,7 @@ class Comparing {
     return false;
   }
 
-  template <class Record>
-  void put(enumEntityType kind, const Record& record, Limit limit) {
-    result_.differing.push_back({kind, record.FullName, limit});
-  }
+  Limit limitOfRelease() const { return isRelease15_ ? Limit::release : Limit::unknown; }
 
   const ReadExtent& extent_;
   Namesakes namesakes_;

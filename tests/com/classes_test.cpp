@@ -54,7 +54,7 @@ const Published kClasses[] = {
     KELVANE_PUBLISHED(cCompareSchema),   KELVANE_PUBLISHED(cCompareDiff),
     KELVANE_PUBLISHED(cTableComparison), KELVANE_PUBLISHED(cKeyPair),
     KELVANE_PUBLISHED(cKeyPairs),        KELVANE_PUBLISHED(cEntity),
-    KELVANE_PUBLISHED(cEntities),
+    KELVANE_PUBLISHED(cEntities),        KELVANE_PUBLISHED(cASE_CatalogFetch),
 };
 #undef KELVANE_PUBLISHED
 
@@ -94,6 +94,7 @@ TEST(Classes, AreCreatedByNameAndKnowTheirInterface) {
               CLASS_E_NOAGGREGATION);
   }
   EXPECT_TRUE(createObject<_cASE_Fetch>(__uuidof(::cASE_Fetch)).as<::IDBFetch>());
+  EXPECT_TRUE(createObject<_cASE_CatalogFetch>(__uuidof(::cASE_CatalogFetch)).as<::IDBFetch>());
 }
 
 TEST(Classes, FileSaysWhoseItIs) {

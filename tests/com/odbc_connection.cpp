@@ -1,9 +1,11 @@
 #include "tests/com/odbc_connection.h"
 
 #include <array>
+#include <cstddef>
 #include <deque>
 #include <sql.h>
 #include <sqlext.h>
+#include <vector>
 
 #include "ado/client_recordset.h"
 
@@ -38,11 +40,46 @@ ado::StoredValue text(SQLHSTMT statement, SQLUSMALLINT column) {
   return ado::StoredValue(std::move(whole));
 }
 
+ado::StoredValue bytes(SQLHSTMT statement, SQLUSMALLINT column) {
+  std::vector<std::byte> whole;
+  std::array<std::byte, 4096> part{};
+  SQLLEN length = 0;
+  for (;;) {
+    const SQLRETURN got =
+        SQLGetData(statement, column, SQL_C_BINARY, part.data(), sizeof part, &length);
+    if (got == SQL_NO_DATA || !SQL_SUCCEEDED(got)) break;
+    if (length == SQL_NULL_DATA) return {};
+    const bool isLast = got == SQL_SUCCESS;
+    whole.insert(whole.end(), part.begin(), isLast ? part.begin() + length : part.end());
+    if (isLast) break;
+  }
+  return ado::StoredValue(ado::Value(ado::Bytes(whole)));
+}
+
+using Reader = ado::StoredValue (*)(SQLHSTMT statement, SQLUSMALLINT column);
+
+Reader readerOf(SQLSMALLINT type) {
+  switch (type) {
+    case SQL_INTEGER:
+    case SQL_SMALLINT:
+    case SQL_TINYINT:
+    case SQL_BIGINT:
+    case SQL_BIT:
+      return integer;
+    case SQL_BINARY:
+    case SQL_VARBINARY:
+    case SQL_LONGVARBINARY:
+      return bytes;
+    default:
+      return text;
+  }
+}
+
 ado::RowSet readResult(SQLHSTMT statement) {
   ado::RowSet result;
   SQLSMALLINT columns = 0;
   SQLNumResultCols(statement, &columns);
-  std::vector<bool> isInteger;
+  std::vector<Reader> readers;
   for (SQLUSMALLINT at = 1; at <= columns; ++at) {
     std::array<SQLWCHAR, 256> name{};
     SQLSMALLINT length = 0, type = 0, scale = 0, nullable = 0;
@@ -50,13 +87,11 @@ ado::RowSet readResult(SQLHSTMT statement) {
     SQLDescribeColW(statement, at, name.data(), static_cast<SQLSMALLINT>(name.size()), &length,
                     &type, &size, &scale, &nullable);
     result.columns.push_back(ownText(name.data()));
-    isInteger.push_back(type == SQL_INTEGER || type == SQL_SMALLINT || type == SQL_TINYINT ||
-                        type == SQL_BIGINT || type == SQL_BIT);
+    readers.push_back(readerOf(type));
   }
   while (columns > 0 && SQL_SUCCEEDED(SQLFetch(statement))) {
     auto& row = result.rows.emplace_back();
-    for (SQLUSMALLINT at = 1; at <= columns; ++at)
-      row.push_back(isInteger[at - 1U] ? integer(statement, at) : text(statement, at));
+    for (SQLUSMALLINT at = 1; at <= columns; ++at) row.push_back(readers[at - 1U](statement, at));
   }
   return result;
 }

@@ -44,8 +44,9 @@ Pointer<IDispatch> openConnection(const char* connectionString) {
   return Pointer<IDispatch>(connection.get());
 }
 
-::Schema read(const char* connectionString, _cComparisonOptions* options) {
-  const auto reader = createObject<_cASE_Fetch>(__uuidof(::cASE_Fetch));
+template <class Reader>
+::Schema read(const CLSID& id, const char* connectionString, _cComparisonOptions* options) {
+  const auto reader = createObject<Reader>(id);
   com::require(reader->putref_conn(openConnection(connectionString).get()), u"conn");
   com::require(reader->putref_CompareOptions(options), u"CompareOptions");
   Pointer<_cAppliesTo> scope;
@@ -72,8 +73,14 @@ void run(char** arguments) {
   com::Automation switches(options.as<IDispatch>());
   for (const Switch& one : kSwitches)
     switches.put(com::wide(std::u16string(one.name)), Variant(True));
-  ::Schema source = read(arguments[1], options.get());
-  ::Schema target = read(arguments[2], options.get());
+  const auto asked = [&](const char* connectionString) {
+    return read<_cASE_Fetch>(__uuidof(::cASE_Fetch), connectionString, options.get());
+  };
+  const auto fromCatalog = [&](const char* connectionString) {
+    return read<_cASE_CatalogFetch>(__uuidof(::cASE_CatalogFetch), connectionString, options.get());
+  };
+  ::Schema source = asked(arguments[1]), target = asked(arguments[2]);
+  ::Schema sourceCatalog = fromCatalog(arguments[1]), targetCatalog = fromCatalog(arguments[2]);
   const auto no = [](auto&, VARIANT& result) { give(result, False); };
   const auto preferences = AutomationObject::make(
       {{L"IgnoreTabs", no}, {L"IgnoreSpaces", no}, {L"IgnoreLineBreaks", no}});
@@ -90,10 +97,11 @@ void run(char** arguments) {
   writer.beginObject();
   writer.member("source", com::fromHost(source));
   writer.member("target", com::fromHost(target));
+  writer.member("source catalog", com::fromHost(sourceCatalog));
+  writer.member("target catalog", com::fromHost(targetCatalog));
   writer.member("differences", com::fromHost(differences));
   writer.endObject();
-  com::clear(source);
-  com::clear(target);
+  for (::Schema* schema : {&source, &target, &sourceCatalog, &targetCatalog}) com::clear(*schema);
   com::clear(differences);
 }
 
