@@ -96,6 +96,19 @@ void leaveOutUnpublished(const std::array<Database, 2>& databases, inventory::Ru
   header.notes.push_back("Not told by servers: " + listed(words));
 }
 
+// Numbers of rows are in a snapshot only where they were asked for.
+void leaveOutUnknownRows(const CompareRequest& request, const std::array<Database, 2>& databases,
+                         inventory::Rules& rules, ReportHeader& header) {
+  if (!rules.compares(inventory::Family::rowCounts)) return;
+  for (std::size_t side = 0; side < 2; ++side) {
+    const auto isCounted = [](const inventory::Table& one) { return one.rowCount.has_value(); };
+    if (std::ranges::all_of(databases[side].tables, isCounted)) continue;
+    rules.compared.reset(static_cast<std::size_t>(inventory::Family::rowCounts));
+    header.gaps.push_back(std::string(kSideNames[side]) + ": row counts are not compared: " +
+                          request.shown[side] + " does not have them");
+  }
+}
+
 // Columns that one side does not know are no differences.
 void leaveOutUnknownColumns(std::array<Database, 2>& databases, ReportHeader& header) {
   std::set<std::string> unknown;
@@ -204,6 +217,7 @@ ExitStatus runCompare(const Arguments& arguments, const Console& console, const 
   rules.names = ignoresCase ? CaseMode::ignore : CaseMode::exact;
   noteServers(databases, header);
   leaveOutUnpublished(databases, rules, header);
+  leaveOutUnknownRows(request, databases, rules, header);
   leaveOutUnknownColumns(databases, header);
   select(request, rules.names, isProven, databases, console, header);
 

@@ -1,41 +1,19 @@
 #include "cli/database_reading.h"
 
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <utility>
 
 #include "cli/figures.h"
 #include "cli/interruption.h"
 #include "cli/sides_at_once.h"
+#include "cli/snapshot_file.h"
 #include "cli/tracing_connection.h"
 #include "cli/written_file.h"
 #include "inventory/attributes.h"
 #include "inventory/read/reader.h"
-#include "inventory/store/snapshot.h"
 #include "model/text.h"
 
 namespace kelvane::cli {
 namespace {
-
-inventory::Database loadSnapshot(const SnapshotPlace& place) {
-  const auto refusal = [&](const std::string& reason) {
-    return CommandError({place.path + ": " + reason});
-  };
-  errno = 0;
-  std::ifstream file(place.path, std::ios::binary);
-  if (!file || std::filesystem::is_directory(place.path))
-    throw refusal(errno != 0 ? std::strerror(errno) : "is not a file");
-  std::ostringstream text;
-  text << file.rdbuf();
-  try {
-    return inventory::readSnapshot(text.view()).database;
-  } catch (const inventory::SnapshotError& error) {
-    throw refusal(error.what());
-  }
-}
 
 std::string contentsOf(const inventory::Database& database) {
   std::string objects;

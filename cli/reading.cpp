@@ -2,15 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <future>
-#include <iterator>
 #include <memory>
-#include <sstream>
-#include <type_traits>
 #include <utility>
 
 #include "cli/detail_switches.h"
@@ -19,9 +11,10 @@
 #include "cli/object_kinds.h"
 #include "cli/password.h"
 #include "cli/sides_at_once.h"
+#include "cli/snapshot_file.h"
 #include "cli/written_file.h"
+#include "inventory/publish/publish.h"
 #include "model/text.h"
-#include "report/snapshot.h"
 
 namespace kelvane::cli {
 namespace {
@@ -36,53 +29,30 @@ std::string contentsOf(const Schema& schema) {
   return objects;
 }
 
-Snapshot loadSnapshot(const SnapshotPlace& place) {
-  const auto refusal = [&](const std::string& reason) {
-    return CommandError({place.path + ": " + reason});
-  };
-  errno = 0;
-  std::ifstream file(place.path, std::ios::binary);
-  if (!file || std::filesystem::is_directory(place.path))
-    throw refusal(errno != 0 ? std::strerror(errno) : "is not a file");
-  std::ostringstream text;
-  text << file.rdbuf();
-  try {
-    return readSnapshot(text.view());
-  } catch (const SnapshotError& error) {
-    throw refusal(error.what());
-  }
-}
-
-cComparisonOptions switchesOf(const Snapshot& snapshot) {
-  cComparisonOptions switches;
-  for (const Switch& one : kSwitches)
-    switches.*one.value = Boolean(std::ranges::count(snapshot.switches, toUtf8(one.name)) != 0);
-  return switches;
+// Numbers of rows are in a snapshot only where they were asked for.
+bool hasRowCounts(const inventory::Database& database) {
+  return std::ranges::all_of(database.tables,
+                             [](const inventory::Table& one) { return one.rowCount.has_value(); });
 }
 
 // What was wanted and is in no snapshot is left out of all sides.
-void keepCommon(const NamedPlace& place, const Snapshot& snapshot, Readings& readings) {
-  const cComparisonOptions available = switchesOf(snapshot);
-  std::string lacking;
-  for (const Switch& one : kSwitches) {
-    if (!(readings.switches.*one.value) || available.*one.value) continue;
-    readings.switches.*one.value = False;
-    lacking += (lacking.empty() ? "" : ", ") + toUtf8(one.name);
-  }
-  if (!lacking.empty())
-    readings.missing.push_back(std::string(place.name) + ": not compared, because the snapshot " +
-                               std::get<SnapshotPlace>(place.place).path +
-                               " was taken with these switches off: " + lacking);
+void keepCommon(const NamedPlace& place, const inventory::Database& snapshot, Readings& readings) {
+  if (!readings.switches.Tables_RowCount || hasRowCounts(snapshot)) return;
+  readings.switches.Tables_RowCount = False;
+  readings.missing.push_back(std::string(place.name) + ": row counts are not compared, because " +
+                             std::get<SnapshotPlace>(place.place).path +
+                             " was taken without --row-counts");
 }
 
-SideReading readingOf(Snapshot snapshot, const NamedPlace& place,
+SideReading readingOf(const inventory::Database& snapshot, const NamedPlace& place,
                       const cComparisonOptions& switches) {
   SideReading reading;
-  reading.schema = std::move(snapshot.schema);
+  reading.schema = inventory::publish(snapshot, switches);
   leaveOutDetails(reading.schema, switches);
-  reading.caseSensitive = snapshot.caseSensitive;
-  for (const std::string& gap : snapshot.gaps)
-    reading.gaps.push_back(std::string(place.name) + ": when the snapshot was taken: " + gap);
+  reading.caseSensitive = !snapshot.server.ignoresCase;
+  for (const inventory::Gap& gap : snapshot.gaps)
+    reading.gaps.push_back(std::string(place.name) + ": when the snapshot was taken: " + gap.what +
+                           ": " + gap.reason);
   return reading;
 }
 
@@ -130,7 +100,7 @@ Readings readPlaces(std::vector<NamedPlace> places, const cComparisonOptions& wa
                     const OpenSide& open, const Selection& selection) {
   Readings readings{{}, wanted, {}};
   StatusLine line(console);
-  std::vector<std::optional<Snapshot>> snapshots(places.size());
+  std::vector<std::optional<inventory::Database>> snapshots(places.size());
   for (std::size_t side = 0; side < places.size(); ++side) {
     const auto* place = std::get_if<SnapshotPlace>(&places[side].place);
     if (place == nullptr) continue;
@@ -154,7 +124,7 @@ Readings readPlaces(std::vector<NamedPlace> places, const cComparisonOptions& wa
           const Console aside{console.out, complaints};
           const Told told(place, aside);
           if (snapshots[side]) {
-            SideReading reading = readingOf(std::move(*snapshots[side]), place, readings.switches);
+            SideReading reading = readingOf(*snapshots[side], place, readings.switches);
             told.read(contentsOf(reading.schema));
             return reading;
           }

@@ -5,9 +5,9 @@
 #include <sstream>
 #include <string_view>
 
-#include "report/snapshot.h"
+#include "inventory/store/snapshot.h"
 
-namespace kelvane {
+namespace kelvane::inventory {
 namespace {
 
 void read(std::string_view text) {
@@ -23,9 +23,9 @@ void read(std::string_view text) {
 }
 
 }  // namespace
-}  // namespace kelvane
+}  // namespace kelvane::inventory
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  kelvane::read({reinterpret_cast<const char*>(data), size});
+  kelvane::inventory::read({reinterpret_cast<const char*>(data), size});
   return 0;
 }
