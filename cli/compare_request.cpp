@@ -106,7 +106,7 @@ CompareRequest parseCompare(const Arguments& arguments) {
                    arguments.has(kIgnoreLineBreaks), arguments.has(kIgnoreCase)};
   if (request.published) {
     for (const std::string_view option : {kIgnoreComments, kIgnoreDefinitionCase, kIgnore})
-      if (arguments.isGiven(option))
+      if (arguments.has(option))
         throw UsageError(arguments.called(option) + " cannot be combined with --published");
     request.switches = comparedSwitchesOf(arguments);
     request.leftOut = leftOutBy(arguments);

@@ -194,7 +194,7 @@ std::vector<std::string> leftOutBy(const Arguments& arguments) {
 inventory::Families comparedFamiliesOf(const Arguments& arguments) {
   using inventory::Family;
   for (const std::string_view option : {kIgnoreNames, kSet}) {
-    if (arguments.isGiven(option))
+    if (arguments.has(option))
       throw UsageError(arguments.called(option) + " needs --published");
   }
   inventory::Families compared = inventory::usualFamilies();
