@@ -9,7 +9,8 @@
 //   exit 4                                    and its exit status unless that is 0
 //
 // A line "..." stands for any lines, and a line that ends so for any that begins as it does. Lines
-// that begin with "# " are remarks, and empty lines part commands.
+// that begin with "# " are remarks, and empty lines part commands. In files whose names begin with
+// "published_" compare has --published.
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -39,7 +40,7 @@ Lines linesOf(const fs::path& path) {
 // A folder to type commands in.
 class Shell {
  public:
-  Shell() { fs::create_directory(here_); }
+  explicit Shell(bool published) : published_(published) { fs::create_directory(here_); }
 
   void write(const std::string& name, const Lines& lines) const {
     fs::create_directories((here_ / name).parent_path());
@@ -52,6 +53,7 @@ class Shell {
     const std::string line = "cd '" + here_.string() + "' && env -i HOME=\"$PWD\" PATH='" +
                              program.parent_path().string() + "':/usr/bin:/bin LC_ALL=C.UTF-8 " +
                              "EXAMPLES='" KELVANE_TEST_FOLDER "/../../examples' " +
+                             (published_ ? "KELVANE_PUBLISHED=true " : "") +
                              "bash ../command >../out 2>../err";
     const int status = std::system(line.c_str());
     Lines answer = linesOf(folder_ / "out");
@@ -64,6 +66,7 @@ class Shell {
  private:
   const kelvane::testing::TemporaryFolder folder_;
   const fs::path here_ = folder_ / "here";
+  const bool published_;
 };
 
 bool isAsShown(std::span<const std::string> answer, std::span<const std::string> shown) {
@@ -91,7 +94,7 @@ std::string joined(const Lines& lines) {
 class Transcript : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(Transcript, IsWhatHappens) {
-  const Shell shell;
+  const Shell shell(GetParam().starts_with("published_"));
   const Lines lines =
       linesOf(fs::path(KELVANE_TEST_FOLDER) / "transcripts" / (GetParam() + ".txt"));
   const auto begins = [](const std::string& line) {
