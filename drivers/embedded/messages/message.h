@@ -89,8 +89,11 @@ struct Message {
   constexpr int number() const { return row().kind.number; }
 };
 
+// A name that is declared takes no parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define KELVANE_MESSAGE(name, number, severity, state, sqlState, effect, text) \
   inline constexpr Message<argumentsOf(text)> name{Index::name};
+// NOLINTEND(bugprone-macro-parentheses)
 #include "drivers/embedded/messages/table.inc"
 #undef KELVANE_MESSAGE
 
