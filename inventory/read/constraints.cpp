@@ -50,7 +50,7 @@ std::string referencedNames(bool areChosen) {
   return all;
 }
 
-std::string orNumber(std::string name, std::string_view what, int number) {
+std::string orNumber(const std::string& name, std::string_view what, int number) {
   return name.empty() ? std::string(what) + " " + std::to_string(number) : name;
 }
 
