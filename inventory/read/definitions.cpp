@@ -40,7 +40,7 @@ std::string_view without(std::string_view text, std::string_view word) {
 std::string conditionOf(std::string_view text) {
   text = trimmed(text);
   if (beginsWith(text, "constraint")) {
-    const std::size_t end = text.find_first_of("(");
+    const std::size_t end = text.find('(');
     for (std::size_t at = 0; at < std::min(end, text.size()); ++at) {
       const bool isWord = at > 0 && kBlanks.find(text[at - 1]) != std::string_view::npos;
       if (isWord && beginsWith(text.substr(at), "check")) text = text.substr(at);

@@ -39,7 +39,7 @@ struct UserRow {
   std::string name, login;
 };
 
-std::vector<std::string> sorted(std::set<std::string> names) {
+std::vector<std::string> sorted(const std::set<std::string>& names) {
   return {names.begin(), names.end()};
 }
 

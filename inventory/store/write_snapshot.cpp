@@ -106,15 +106,15 @@ class Members {
   void end() { out_ << "\n}\n"; }
 
  private:
-  static constexpr int kIndent = 2;
+  static constexpr std::size_t kIndent = 2;
 
   void begin(std::string_view name) {
     out_ << (first_ ? "\n" : ",\n") << std::string(kIndent, ' ') << '"' << name << "\": ";
     first_ = false;
   }
-  void indented(const json& value, int level) {
-    const std::string text = value.dump(kIndent);
-    const std::string margin(static_cast<std::size_t>(level * kIndent), ' ');
+  void indented(const json& value, std::size_t level) {
+    const std::string text = value.dump(static_cast<int>(kIndent));
+    const std::string margin(level * kIndent, ' ');
     for (std::size_t begin = 0; begin <= text.size();) {
       const std::size_t end = std::min(text.find('\n', begin), text.size());
       if (begin > 0) out_ << '\n' << margin;

@@ -26,7 +26,8 @@ template <class Record>
 void expectEachAttribute(Database& database, Record& record, const std::string& path) {
   forEachAttribute<Record>([&]<class Owner, class Value>(const Attribute<Owner, Value>& one) {
     SCOPED_TRACE(path + ": " + std::string(one.label));
-    const Database before = database;
+    // `record` is a part of the database, so that it changes.
+    const Database before = database;  // NOLINT(performance-unnecessary-copy-initialization)
     const Value kept = record.*one.member;
     mutate(record.*one.member);
     const std::vector<Change> found = compare(before, database, everything());

@@ -220,6 +220,7 @@ TEST(Reading, LeavesOutWhatIsNotWanted) {
 
 std::vector<std::string> describe(const std::vector<Gap>& gaps) {
   std::vector<std::string> all;
+  all.reserve(gaps.size());
   for (const Gap& gap : gaps) all.push_back(gap.what + ": " + gap.reason);
   return all;
 }

@@ -49,12 +49,13 @@ struct Row {
   std::string_view text;  ///< `%1!` is the first argument
 };
 
-inline constexpr std::array kRows = {
+// Not by std::array's deduction, which folds more arguments than clang allows.
+inline constexpr auto kRows = std::to_array<Row>({
 #define KELVANE_MESSAGE(name, number, severity, state, sqlState, effect, text) \
   Row{{number, severity, state, sqlState, Effect::effect}, text},
 #include "drivers/embedded/messages/table.inc"
 #undef KELVANE_MESSAGE
-};
+});
 
 enum class Index : std::uint16_t {
 #define KELVANE_MESSAGE(name, ...) name,
@@ -88,8 +89,11 @@ struct Message {
   constexpr int number() const { return row().kind.number; }
 };
 
+// A name that is declared takes no parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define KELVANE_MESSAGE(name, number, severity, state, sqlState, effect, text) \
   inline constexpr Message<argumentsOf(text)> name{Index::name};
+// NOLINTEND(bugprone-macro-parentheses)
 #include "drivers/embedded/messages/table.inc"
 #undef KELVANE_MESSAGE
 
