@@ -59,11 +59,6 @@ DatabaseReading readSide(Side& side, std::string_view name, const ReadingWish& w
       return wish.kinds(kind);
     };
   DatabaseReading reading;
-  const auto broken = [&](const std::string& reason) {
-    reading.wasRead = false;
-    reading.gaps.push_back(std::string(name) + ": reading stopped: " + toUtf8(activity) + ": " +
-                           reason);
-  };
   try {
     Watch watch(line, name, activity, stop);
     reading.database = inventory::read(traced, options, &watch);
@@ -71,7 +66,13 @@ DatabaseReading readSide(Side& side, std::string_view name, const ReadingWish& w
     reading.wasRead = false;
     reading.gaps.push_back(std::string(name) + ": reading interrupted");
   } catch (const ado::Failure& failure) {
-    broken(failure.what());
+    reading.wasRead = false;
+    const auto& unanswered = traced.unanswered();
+    const std::string reason =
+        unanswered ? unansweredText(*unanswered) : toUtf8(activity) + ": " + failure.what();
+    reading.gaps.push_back(std::string(name) + (stop.stop_requested()
+                                                    ? ": reading interrupted"
+                                                    : ": reading stopped: " + reason));
   }
   reading.complete = side.isComplete();
   for (const ViewWithoutColumns& view : side.viewsWithoutColumns())

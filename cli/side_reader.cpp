@@ -13,27 +13,12 @@ namespace {
 
 constexpr std::size_t kMostRejectionsShown = 10;
 
-// The lines of a text that are not empty, in one.
-std::string inOneLine(std::u16string_view text) {
-  std::string result;
-  for (std::u16string_view line : split(text, u'\n')) {
-    if (line.ends_with(u'\r')) line.remove_suffix(1);
-    if (!line.empty()) result += (result.empty() ? "" : "; ") + toUtf8(line);
-  }
-  return result;
-}
-
-std::string firstLine(std::u16string_view statement) {
-  const auto end = statement.find_first_of(u"\r\n");
-  return toUtf8(statement.substr(0, end)) + (end == statement.npos ? "" : " ...");
-}
-
 void addRejections(const std::vector<Rejection>& rejections, const std::string& side,
                    std::vector<std::string>& gaps) {
   const std::size_t shown = std::min(rejections.size(), kMostRejectionsShown);
   for (const Rejection& rejection : std::span(rejections).first(shown))
     gaps.push_back(side + ": " + toUtf8(rejection.activity) + ": the server rejected \"" +
-                   firstLine(rejection.statement) + "\": " + inOneLine(rejection.error));
+                   beginningOf(rejection.statement) + "\": " + inOneLine(rejection.error));
   if (shown < rejections.size())
     gaps.push_back(side + ": " + std::to_string(rejections.size() - shown) +
                    " more statements were rejected; --trace FILE shows them all");
@@ -46,9 +31,7 @@ std::vector<std::string> gapsOf(const TracingConnection& traced, std::string_vie
   std::vector<std::string> gaps;
   addRejections(traced.rejections(), name, gaps);
   if (const auto& unanswered = traced.unanswered()) {
-    gaps.push_back(name + ": reading stopped: " + toUtf8(unanswered->activity) +
-                   ": no answer to \"" + firstLine(unanswered->statement) +
-                   "\": " + inOneLine(unanswered->error));
+    gaps.push_back(name + ": reading stopped: " + unansweredText(*unanswered));
   } else if (stopped) {
     gaps.push_back(name + ": reading interrupted");
   } else if (!completed || (traced.rejections().empty() && !lastError.empty())) {

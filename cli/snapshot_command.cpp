@@ -66,7 +66,7 @@ ExitStatus runSnapshot(const Arguments& arguments, const Console& console, const
 
   inventory::Snapshot snapshot{std::move(side.database), {}};
   std::vector<inventory::Gap>& gaps = snapshot.database.gaps;
-  if (!side.complete) gaps.push_back({"the side", "not everything could be loaded"});
+  if (!side.complete) gaps.push_back({"scripts", "not everything could be loaded"});
   if (arguments.has(kDated)) snapshot.taken = now();
   write(snapshot, arguments.value(kOutput), console);
   for (const std::string& gap : side.gaps) console.complain(gap);

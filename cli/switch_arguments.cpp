@@ -194,8 +194,7 @@ std::vector<std::string> leftOutBy(const Arguments& arguments) {
 inventory::Families comparedFamiliesOf(const Arguments& arguments) {
   using inventory::Family;
   for (const std::string_view option : {kIgnoreNames, kSet}) {
-    if (arguments.has(option))
-      throw UsageError(arguments.called(option) + " needs --published");
+    if (arguments.has(option)) throw UsageError(arguments.called(option) + " needs --published");
   }
   inventory::Families compared = inventory::usualFamilies();
   const auto set = [&](Family family, bool on) {
@@ -204,7 +203,8 @@ inventory::Families comparedFamiliesOf(const Arguments& arguments) {
   if (arguments.has(kRowCounts)) set(Family::rowCounts, true);
   if (arguments.has(kNoPermissions)) set(Family::permissions, false);
   for (const std::string& given : arguments.values(kIgnore)) {
-    for (const std::u16string_view part : split(toUtf16(given), u',')) {
+    const std::u16string list = toUtf16(given);
+    for (const std::u16string_view part : split(list, u',')) {
       const std::string word = toUtf8(part);
       const auto family = inventory::familyOf(word);
       if (!family) {

@@ -4,7 +4,30 @@
 #include <exception>
 #include <utility>
 
+#include "model/text.h"
+
 namespace kelvane::cli {
+
+std::string inOneLine(std::u16string_view text) {
+  std::string result;
+  for (std::u16string_view line : split(text, u'\n')) {
+    if (line.ends_with(u'\r')) line.remove_suffix(1);
+    if (!line.empty()) result += (result.empty() ? "" : "; ") + toUtf8(line);
+  }
+  return result;
+}
+
+std::string beginningOf(std::u16string_view statement) {
+  constexpr std::size_t kMost = 100;
+  const std::size_t end = std::min(statement.find_first_of(u"\r\n"), statement.size());
+  const std::u16string_view start = statement.substr(0, std::min(end, kMost));
+  return toUtf8(start) + (start.size() == statement.size() ? "" : " ...");
+}
+
+std::string unansweredText(const Rejection& unanswered) {
+  return toUtf8(unanswered.activity) + ": no answer to \"" + beginningOf(unanswered.statement) +
+         "\": " + inOneLine(unanswered.error);
+}
 namespace {
 
 // 08004 is what servers say that refuse one database or one login; they go on answering.

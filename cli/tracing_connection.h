@@ -24,6 +24,13 @@ struct Rejection {
   std::u16string error;
 };
 
+// The lines of a text that are not empty, in one.
+std::string inOneLine(std::u16string_view text);
+// What a statement begins with: enough to know it by.
+std::string beginningOf(std::u16string_view statement);
+// What was read when the server did not answer any more, and to which statement.
+std::string unansweredText(const Rejection& unanswered);
+
 class TracingConnection final : public ado::Connection {
  public:
   // `activity` is what statements are sent for at the time; `trace` may be null. Once a stop is

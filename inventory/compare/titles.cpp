@@ -12,6 +12,8 @@ namespace kelvane::inventory {
 namespace {
 
 constexpr std::string_view kUsualGrantor = "dbo";
+// Parts of a table that was only told how many it has.
+constexpr std::string_view kUnnamed = "without a name";
 
 const RecordPointer& presentOf(const Change& change) {
   return change.isOnlyInTarget() ? change.target : change.source;
@@ -57,8 +59,9 @@ Title titleOf(const Change& change, const Record& record, std::string_view owner
   } else if constexpr (MayHaveGeneratedName<Record>) {
     if (change.name.empty()) {
       const std::string_view word = wordOf(change.kind, record);
-      if (isOnOneSide) return {word, without(word, declaration(record)), true};
-      return {word, columnsOf(record)};
+      std::string said = isOnOneSide ? without(word, declaration(record)) : columnsOf(record);
+      if (said.empty()) said = kUnnamed;
+      return {word, std::move(said), isOnOneSide};
     }
   }
   return {rowOf(change.kind).singular, change.name};

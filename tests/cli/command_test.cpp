@@ -1,4 +1,5 @@
-// The command line from its words to its exit status, over scripted servers.
+// The command line from its words to its exit status, over scripted servers (with the published
+// statements) and over embedded catalogs that fail.
 #include <gmock/gmock.h>
 #include <sstream>
 
@@ -73,7 +74,7 @@ class Command : public ::testing::Test {
   int compare() {
     scriptEmptyServer(source);
     scriptEmptyServer(target);
-    return run({"compare", "one", "two"});
+    return run({"compare", "--published", "one", "two"});
   }
 
   ScriptedConnection source, target;
@@ -202,7 +203,7 @@ TEST_F(Command, WhatWasReachedIsCompared) {
       }
       scriptEmptyServer(*server);
     }
-    std::vector<std::string> words{"compare", "one", "two"};
+    std::vector<std::string> words{"compare", "--published", "one", "two"};
     words.insert(words.end(), leftOut.begin(), leftOut.end());
     EXPECT_EQ(run(words), kNotProven);
     EXPECT_THAT(out.str(), HasSubstr("2 differences in 2 objects: 2 stored procedures. "));
