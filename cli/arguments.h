@@ -21,7 +21,7 @@ namespace kelvane::cli {
 // What the values of options are called says what they are.
 inline constexpr std::string_view kFile = "FILE";
 inline constexpr std::string_view kPattern = "PATTERN", kTablePattern = "TABLES",
-                                  kSetting = "SWITCH=off";
+                                  kSetting = "SWITCH=off", kFamilyWord = "WORD";
 inline constexpr std::string_view kNumber = "N", kRelease = "RELEASE", kSeconds = "SECONDS";
 
 struct Option {
@@ -32,7 +32,8 @@ struct Option {
   std::string_view shortName = {};                 // "-o"
 
   bool mayBeRepeated() const {
-    return value == kPattern || value == kTablePattern || value == kSetting;
+    return value == kPattern || value == kTablePattern || value == kSetting ||
+           value == kFamilyWord;
   }
   bool isNumber() const { return value == kNumber || value == kRelease || value == kSeconds; }
 };

@@ -36,6 +36,11 @@ std::vector<std::string> valuesOf(const Option& option) {
       if (isObject(row.kind)) values.push_back(wordOf(row.kind) + ':');
     }
   }
+  if (option.value == kFamilyWord) {
+    for (const auto& row : inventory::kFamilies) {
+      if (!row.word.empty()) values.emplace_back(row.word);
+    }
+  }
   if (option.value == kSetting) {
     for (const Switch& one : kSwitches) values.push_back(toUtf8(one.name) + "=off");
   }

@@ -17,7 +17,7 @@ constexpr std::string_view kIgnoreNames = "--ignore-names", kNoPermissions = "--
                            kSet = "--set";
 
 constexpr auto kOptions = std::to_array<Option>({
-    {kIgnore, "WORD", "leave a family out, such as segments; see kelvane switches"},
+    {kIgnore, kFamilyWord, "leave a family out, such as segments; see kelvane switches"},
     {kIgnoreNames, "", "with --published: do not compare names of keys and indexes"},
     {kNoPermissions, "", "do not compare permissions"},
     {kSet, kSetting, "with --published: leave SWITCH out, or include it (=on)"},

@@ -16,9 +16,12 @@ TEST(SelectionOfNames, WaitsForTheOtherSideWhereCaseMatters) {
     const Selection::Name both{name, name};
     Selection::Tally tally;
     const std::u16string_view text = name;
-    EXPECT_EQ(selection.leavesUnread(inventory::Kind::table, both, CaseMode::ignore, tally), text == u"x1");
-    EXPECT_EQ(selection.leavesUnread(inventory::Kind::table, both, CaseMode::exact, tally), text == u"x1");
-    EXPECT_EQ(decided.leavesUnread(inventory::Kind::table, both, CaseMode::exact, tally), text != u"y");
+    EXPECT_EQ(selection.leavesUnread(inventory::Kind::table, both, CaseMode::ignore, tally),
+              text == u"x1");
+    EXPECT_EQ(selection.leavesUnread(inventory::Kind::table, both, CaseMode::exact, tally),
+              text == u"x1");
+    EXPECT_EQ(decided.leavesUnread(inventory::Kind::table, both, CaseMode::exact, tally),
+              text != u"y");
     Table table;
     table.Name = table.FullName = name;
     schema.Tables.append(table);
