@@ -116,6 +116,7 @@ void writeRows(const SheetList& list, std::size_t indent, std::ostream& out) {
   if (head.size() > 1) table.add(std::move(head));
   for (const Sheet& row : list.rows) {
     std::vector<std::u16string> cells;
+    cells.reserve(columns.size());
     for (const std::size_t at : columns) cells.push_back(cellOf(row.values[at]));
     table.add(std::move(cells));
   }

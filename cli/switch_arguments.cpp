@@ -209,6 +209,7 @@ inventory::Families comparedFamiliesOf(const Arguments& arguments) {
       const auto family = inventory::familyOf(word);
       if (!family) {
         std::vector<std::string_view> words;
+        words.reserve(inventory::kFamilies.size());
         for (const auto& row : inventory::kFamilies) words.push_back(row.word);
         throw UsageError(arguments.called(kIgnore) + ": nothing is called '" + word + "'" +
                          inventory::nearestName(word, words) + "; see kelvane switches");

@@ -19,7 +19,8 @@ class cASE_Fetch : public SchemaFetch {
   bool begin() override;
   bool process(enumEntityType category) override;
 
-  cResults results_;
+  // Lives as long as the reader; nothing looks at it.
+  [[maybe_unused]] cResults results_;
 };
 
 }  // namespace kelvane

@@ -40,6 +40,7 @@ std::string brief(const Definition& definition) {
 std::vector<std::string> itemsOf(const std::vector<std::string>& items) { return items; }
 std::vector<std::string> itemsOf(const std::vector<KeyColumn>& keys) {
   std::vector<std::string> items;
+  items.reserve(keys.size());
   for (const KeyColumn& key : keys) items.push_back(shown(key));
   return items;
 }
@@ -207,6 +208,7 @@ void sortRows(SheetList& list, std::size_t at, const SheetOrder& order) {
     return order.numeric ? first.number < second.number : first.text < second.text;
   });
   std::vector<Sheet> rows;
+  rows.reserve(keys.size());
   for (const Keyed& key : keys) rows.push_back(std::move(list.rows[key.row]));
   list.rows = std::move(rows);
 }
