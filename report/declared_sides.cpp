@@ -94,7 +94,7 @@ class Sides {
     const auto line = [&](const Record* record) {
       static const Record kUsual{};
       if (record == nullptr || record->*one.member == kUsual.*one.member) return std::string();
-      const std::string value = shown(record->*one.member);
+      std::string value = shown(record->*one.member);
       if (one.style == Style::bare) return value;
       const bool isYes = std::is_same_v<Value, bool> && value == shown(true);
       return isYes ? std::string(one.label) : std::string(one.label) + ' ' + value;
