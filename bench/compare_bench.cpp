@@ -1,11 +1,9 @@
 // How much the schema comparison costs, beside a join over the same fields as one would write it by
 // hand for tables alone.
-#include <algorithm>
 #include <benchmark/benchmark.h>
 #include <bit>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <functional>
 #include <memory>
 #include <string_view>
@@ -13,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "bench/in_turn.h"
+#include "bench/inventory_bench.h"
 #include "bench/live_bytes.h"
 #include "bench/sample_schema.h"
 #include "compare/compare_schema.h"
@@ -223,25 +223,10 @@ void BM_CollectOnManyTables(benchmark::State& state) {
 }
 BENCHMARK(BM_CollectOnManyTables)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 
-// The two in turn, so that both meet the same machine; the medians of their processor times.
 double ratioToHandJoin(std::int32_t tables, std::size_t rounds) {
   const Sides sides = sampleSides(tables);
-  const auto secondsOf = [](auto&& work) {
-    const std::clock_t start = std::clock();
-    benchmark::DoNotOptimize(work());
-    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
-  };
-  std::vector<double> compared, joined;
-  for (std::size_t round = 0; round < rounds; ++round) {
-    compared.push_back(secondsOf([&] { return compare(sides); }));
-    joined.push_back(secondsOf([&] { return HandJoin().run(sides); }));
-  }
-  const auto median = [](std::vector<double>& times) {
-    std::nth_element(times.begin(), times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2),
-                     times.end());
-    return times[times.size() / 2];
-  };
-  return median(compared) / median(joined);
+  return ratioOfMedians(
+      rounds, [&] { return compare(sides); }, [&] { return HandJoin().run(sides); });
 }
 
 }  // namespace
@@ -255,8 +240,12 @@ int main(int argc, char** argv) {
   // Some were asked for by name.
   if (const std::string& chosen = benchmark::GetBenchmarkFilter(); !chosen.empty() && chosen != ".")
     return 0;
-  const double at10k = kelvane::bench::ratioToHandJoin(10'000, 41);
-  const double at100k = kelvane::bench::ratioToHandJoin(100'000, 15);
-  std::printf("Compare against the join by hand: %.2f at 10,000 tables, %.2f at 100,000\n", at10k,
-              at100k);
+  using namespace kelvane::bench;
+  const auto print = [](const char* what, double at10k, double at100k) {
+    std::printf("%s against the join by hand: %.2f at 10,000 tables, %.2f at 100,000\n", what,
+                at10k, at100k);
+  };
+  print("Compare", ratioToHandJoin(10'000, 41), ratioToHandJoin(100'000, 15));
+  print("Compare inventories", inventoryRatioToHandJoin(10'000, 41),
+        inventoryRatioToHandJoin(100'000, 15));
 }

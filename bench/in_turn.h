@@ -1,8 +1,12 @@
 // Ratios between two programs that do the same, measured in one run.
 #pragma once
 
+#include <algorithm>
 #include <benchmark/benchmark.h>
 #include <chrono>
+#include <cstddef>
+#include <ctime>
+#include <vector>
 
 namespace kelvane::bench {
 
@@ -23,6 +27,28 @@ void inTurn(benchmark::State& state, Component component, Bare bare) {
     state.SetIterationTime(Seconds(between - start).count());
   }
   state.counters["ratio"] = ofComponent / ofBare;
+}
+
+/// The two in turn, so that both meet the same machine: the ratio of the medians of their processor
+/// times.
+template <class Component, class Bare>
+double ratioOfMedians(std::size_t rounds, Component component, Bare bare) {
+  const auto secondsOf = [](auto& work) {
+    const std::clock_t start = std::clock();
+    benchmark::DoNotOptimize(work());
+    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+  };
+  std::vector<double> ofComponent, ofBare;
+  for (std::size_t round = 0; round < rounds; ++round) {
+    ofComponent.push_back(secondsOf(component));
+    ofBare.push_back(secondsOf(bare));
+  }
+  const auto median = [](std::vector<double>& times) {
+    const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
+    std::nth_element(times.begin(), middle, times.end());
+    return *middle;
+  };
+  return median(ofComponent) / median(ofBare);
 }
 
 }  // namespace kelvane::bench

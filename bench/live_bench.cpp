@@ -14,6 +14,7 @@
 #include "data/table_comparison.h"
 #include "drivers/embedded/script.h"
 #include "drivers/odbc/connection.h"
+#include "inventory/read/reader.h"
 #include "reader/ase_fetch.h"
 #include "support/tds_server/freetds_source.h"
 #include "support/tds_server/server.h"
@@ -190,6 +191,27 @@ void BM_FetchOverWire(benchmark::State& state) {
       count, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 BENCHMARK(BM_FetchOverWire)->Arg(100)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+void BM_ReadInventoryOverWire(benchmark::State& state) {
+  const auto count = static_cast<std::size_t>(state.range(0));
+  const Served served(tables(static_cast<int>(count)));
+  const auto connection = odbc::connect(served.source());
+  RecordingConnection recording(*connection);
+  if (inventory::read(recording).tables.size() != count)
+    throw std::runtime_error("tables are missing");
+  const BareConnection bare(served.source());
+  inTurn(
+      state, [&] { benchmark::DoNotOptimize(inventory::read(*connection)); },
+      [&] {
+        for (const std::string& text : recording.statements) BareStatement(bare, text).fetchAll();
+      });
+  state.counters["statements"] = static_cast<double>(recording.statements.size());
+}
+BENCHMARK(BM_ReadInventoryOverWire)
+    ->Arg(100)
+    ->Arg(2'000)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
 
 void BM_CompareRowsOverWire(benchmark::State& state) {
   const int count = static_cast<int>(state.range(0));

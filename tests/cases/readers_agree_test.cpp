@@ -48,6 +48,7 @@ std::vector<std::string> differing(embedded::EmbeddedCatalog& catalog) {
   const auto agreed = inventory::agreement(inventory::read(*connection), asking.GetSchema(),
                                            asking.Extent(), reading.GetSchema());
   std::vector<std::string> lines;
+  lines.reserve(agreed.differing.size());
   for (const auto& one : agreed.differing)
     lines.push_back(toUtf8(one.object) + ": " + std::string(describe(one.limit)));
   return lines;

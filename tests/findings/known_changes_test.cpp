@@ -13,7 +13,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using inventory::Change;
-using inventory::Database;
 using inventory::testing::MadeInventories;
 
 constexpr auto kToday = 2026y / 6 / 15;
