@@ -192,79 +192,134 @@ class CouldFind {
   bool isProven_;
 };
 
+// One comparison, in steps that each find what the ones before left.
+class Comparison {
+ public:
+  Comparison(const CompareRequest& request, const Console& console)
+      : request_(request), console_(console), rules_(request.inventory) {}
+
+  ExitStatus run(const OpenSide& open) {
+    known_ = loadKnownFiles<findings::KnownChange>(request_, findings::readKnownChanges);
+    read(open);
+    agreeOnRules();
+    compare();
+    const Written accepts = writeAccepts();
+    const std::vector<std::string> gaps = header_.gaps;
+    noteIncompleteSides();
+    accept();
+    const Written reports = report();
+    tellNotes(header_.notes, request_, console_);
+    for (const std::string& line : gaps) console_.complain(line);
+    if (accepts == Written::notAll || reports == Written::notAll) return kError;
+    if (header_.coverage() == Coverage::complete)
+      return changes_.empty() ? kNoDifference : kDifferences;
+    console_.complain("not everything could be compared: equality is not proven");
+    return kNotProven;
+  }
+
+ private:
+  void read(const OpenSide& open) {
+    readings_ =
+        readDatabases({{kSideNames[0], request_.places[0]}, {kSideNames[1], request_.places[1]}},
+                      {request_.inventory.compares(inventory::Family::rowCounts), request_.trace},
+                      console_, open);
+    for (const DatabaseReading& side : readings_)
+      header_.gaps.insert(header_.gaps.end(), side.gaps.begin(), side.gaps.end());
+    isProven_ = isReadInFull(readings_);
+    dropUnread(readings_, header_);
+    databases_ = {std::move(readings_[0].database), std::move(readings_[1].database)};
+  }
+
+  // What both sides tell, and as their servers compare names.
+  void agreeOnRules() {
+    const bool ignoresCase = request_.rules.ignoreCase ||
+                             (databases_[0].server.ignoresCase && databases_[1].server.ignoresCase);
+    rules_.names = ignoresCase ? CaseMode::ignore : CaseMode::exact;
+    noteWeakenings(request_, header_);
+    noteServers(databases_, header_);
+    leaveOutUnpublished(databases_, rules_, header_);
+    leaveOutUnknownRows(request_, databases_, rules_, header_);
+    leaveOutUnknownColumns(databases_, header_);
+    select(request_, rules_.names, isProven_, databases_, console_, header_);
+    for (const auto& row : inventory::kFamilies) {
+      if (!row.word.empty() && rules_.compares(row.family)) header_.switches.emplace_back(row.word);
+    }
+  }
+
+  void compare() {
+    const Stopwatch time;
+    {
+      const Undertaking undertaking = comparing(console_);
+      changes_ = inventory::compare(databases_[0], databases_[1], rules_);
+    }
+    tellTime("compared", time);
+  }
+
+  Written writeAccepts() {
+    if (!request_.writeAccept) return Written::all;
+    return tried(console_, [&] {
+      writeKnown(known_, console_, [&](const auto& list, const auto& others, std::ostream& out) {
+        return findings::writeKnownChanges(changes_, list, others, couldFind(), out);
+      });
+    });
+  }
+
+  // Is known of scripts alone, whose complaints have been heard.
+  void noteIncompleteSides() {
+    for (std::size_t side = 0; side < readings_.size(); ++side) {
+      if (!readings_[side].complete)
+        header_.gaps.push_back(std::string(kSideNames[side]) + ": not everything could be loaded");
+    }
+  }
+
+  void accept() {
+    if (!request_.accept) return;
+    auto acceptance = findings::accept(std::move(changes_), known_.accepted.known, today());
+    header_.notes.push_back("Accepted differences: " + std::to_string(acceptance.accepted.size()));
+    tellUseless<findings::KnownChange>(known_, acceptance.expired, acceptance.unused, couldFind(),
+                                       console_);
+    header_.accepted = std::move(acceptance.accepted);
+    changes_ = std::move(acceptance.rest);
+  }
+
+  Written report() {
+    const Stopwatch time;
+    {
+      const Undertaking undertaking = comparing(console_);
+      header_.renames = findings::probableRenames(changes_, databases_[0], databases_[1]);
+    }
+    const Written written =
+        writeReports(request_, console_, [&](Format format, Colors colors, std::ostream& out) {
+          write(changes_, header_, format, colors, out);
+        });
+    tellTime("reported", time);
+    return written;
+  }
+
+  CouldFind couldFind() const { return {request_, rules_, isProven_}; }
+
+  void tellTime(std::string_view what, const Stopwatch& time) const {
+    if (std::ranges::any_of(request_.places, isVerbose))
+      console_.complain(std::string(what) + " in " + time.text());
+  }
+
+  const CompareRequest& request_;
+  const Console& console_;
+  inventory::Rules rules_;
+  KnownFiles<findings::KnownChange> known_;
+  ReportHeader header_{request_.shown[0], request_.shown[1], KELVANE_VERSION};
+  std::vector<DatabaseReading> readings_;
+  bool isProven_ = false;  // what a comparison does not find is not there
+  std::array<Database, 2> databases_;
+  Changes changes_;
+};
+
 }  // namespace
 
 ExitStatus runCompare(const Arguments& arguments, const Console& console, const OpenSide& open) {
   const CompareRequest request = parseCompare(arguments);
   if (request.published) return comparePublished(request, console, open);
-  using findings::KnownChange;
-  const auto known = loadKnownFiles<KnownChange>(request, findings::readKnownChanges);
-  const bool rowCounts = request.inventory.compares(inventory::Family::rowCounts);
-  std::vector<DatabaseReading> readings =
-      readDatabases({{kSideNames[0], request.places[0]}, {kSideNames[1], request.places[1]}},
-                    {rowCounts, request.trace}, console, open);
-  ReportHeader header{request.shown[0], request.shown[1], KELVANE_VERSION};
-  for (const DatabaseReading& side : readings)
-    header.gaps.insert(header.gaps.end(), side.gaps.begin(), side.gaps.end());
-  noteWeakenings(request, header);
-  const bool isProven = isReadInFull(readings);
-  dropUnread(readings, header);
-  std::array<Database, 2> databases{std::move(readings[0].database),
-                                    std::move(readings[1].database)};
-  inventory::Rules rules = request.inventory;
-  const bool ignoresCase = request.rules.ignoreCase ||
-                           (databases[0].server.ignoresCase && databases[1].server.ignoresCase);
-  rules.names = ignoresCase ? CaseMode::ignore : CaseMode::exact;
-  noteServers(databases, header);
-  leaveOutUnpublished(databases, rules, header);
-  leaveOutUnknownRows(request, databases, rules, header);
-  leaveOutUnknownColumns(databases, header);
-  select(request, rules.names, isProven, databases, console, header);
-
-  Changes changes;
-  {
-    const Undertaking undertaking = comparing(console);
-    changes = inventory::compare(databases[0], databases[1], rules);
-  }
-  const CouldFind couldFind(request, rules, isProven);
-  Written accepts = Written::all;
-  if (request.writeAccept) {
-    accepts = tried(console, [&] {
-      writeKnown(known, console, [&](const auto& list, const auto& others, std::ostream& out) {
-        return findings::writeKnownChanges(changes, list, others, couldFind, out);
-      });
-    });
-  }
-  const std::vector<std::string> gaps = header.gaps;
-  for (std::size_t side = 0; side < 2; ++side) {
-    if (!readings[side].complete)
-      header.gaps.push_back(std::string(kSideNames[side]) + ": not everything could be loaded");
-  }
-  if (request.accept) {
-    auto acceptance = findings::accept(std::move(changes), known.accepted.known, today());
-    header.notes.push_back("Accepted differences: " + std::to_string(acceptance.accepted.size()));
-    tellUseless<KnownChange>(known, acceptance.expired, acceptance.unused, couldFind, console);
-    header.accepted = std::move(acceptance.accepted);
-    changes = std::move(acceptance.rest);
-  }
-  {
-    const Undertaking undertaking = comparing(console);
-    header.renames = findings::probableRenames(changes, databases[0], databases[1]);
-  }
-  for (const auto& row : inventory::kFamilies) {
-    if (!row.word.empty() && rules.compares(row.family)) header.switches.emplace_back(row.word);
-  }
-  const Written reports =
-      writeReports(request, console, [&](Format format, Colors colors, std::ostream& out) {
-        write(changes, header, format, colors, out);
-      });
-  tellNotes(header.notes, request, console);
-  for (const std::string& line : gaps) console.complain(line);
-  if (accepts == Written::notAll || reports == Written::notAll) return kError;
-  if (header.coverage() == Coverage::complete)
-    return changes.empty() ? kNoDifference : kDifferences;
-  console.complain("not everything could be compared: equality is not proven");
-  return kNotProven;
+  return Comparison(request, console).run(open);
 }
 
 }  // namespace kelvane::cli
