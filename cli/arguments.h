@@ -32,8 +32,7 @@ struct Option {
   std::string_view shortName = {};                 // "-o"
 
   bool mayBeRepeated() const {
-    return value == kPattern || value == kTablePattern || value == kSetting ||
-           value == kFamilyWord;
+    return value == kPattern || value == kTablePattern || value == kSetting || value == kFamilyWord;
   }
   bool isNumber() const { return value == kNumber || value == kRelease || value == kSeconds; }
 };

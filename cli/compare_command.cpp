@@ -15,6 +15,7 @@
 #include "findings/known_changes.h"
 #include "findings/renames.h"
 #include "inventory/compare/compare.h"
+#include "inventory/gaps.h"
 #include "inventory/shown.h"
 #include "model/text.h"
 #include "report/change_report.h"
@@ -61,6 +62,15 @@ std::vector<std::string> ignoredBy(const inventory::Rules& rules, CaseMode mode)
   return ignored;
 }
 
+std::vector<std::string> wordsOf(const inventory::Families& families) {
+  std::vector<std::string> words;
+  for (const auto& row : inventory::kFamilies) {
+    if (!row.word.empty() && families.test(static_cast<std::size_t>(row.family)))
+      words.emplace_back(row.word);
+  }
+  return words;
+}
+
 // A weaker comparison is not to pass for a full one.
 void noteWeakenings(const CompareRequest& request, ReportHeader& header) {
   header.ignored =
@@ -82,18 +92,28 @@ void noteServers(const std::array<Database, 2>& databases, ReportHeader& header)
     note("page size", std::to_string(a.pageSize), std::to_string(b.pageSize));
 }
 
-// Facts that only one of the sides tells are no differences.
+// Facts that one of the sides cannot tell are no differences.
 void leaveOutUnpublished(const std::array<Database, 2>& databases, inventory::Rules& rules,
                          ReportHeader& header) {
-  if (databases[0].server.embedded == databases[1].server.embedded) return;
+  if (databases[0].server.embedded && databases[1].server.embedded) return;
   const inventory::Families lost = rules.compared & inventory::unpublishedFamilies();
   if (lost.none()) return;
   rules.compared &= ~lost;
-  std::vector<std::string> words;
-  for (const auto& row : inventory::kFamilies) {
-    if (lost.test(static_cast<std::size_t>(row.family))) words.emplace_back(row.word);
+  header.notes.push_back("Not readable from servers: " + listed(wordsOf(lost)));
+}
+
+// What could not be read of one side is no difference.
+void leaveOutUnread(const std::array<Database, 2>& databases, inventory::Rules& rules,
+                    ReportHeader& header) {
+  inventory::Families lost;
+  for (const Database& database : databases) {
+    for (const inventory::Gap& gap : database.gaps) {
+      if (const auto* part = inventory::partOf(gap)) lost |= part->lost & rules.compared;
+    }
   }
-  header.notes.push_back("Not told by servers: " + listed(words));
+  if (lost.none()) return;
+  rules.compared &= ~lost;
+  header.notes.push_back("Not compared, because it could not be read: " + listed(wordsOf(lost)));
 }
 
 // Numbers of rows are in a snapshot only where they were asked for.
@@ -155,10 +175,20 @@ void select(const CompareRequest& request, CaseMode mode, bool isProven,
     for (const std::string& line : *lines) console.complain(line);
 }
 
-// Where one side was not read to its end, what the other one has proves nothing.
+// Where one side was not read to its end, or lacks what everything else refers to, what the other
+// one has proves nothing.
 void dropUnread(std::vector<DatabaseReading>& readings, ReportHeader& header) {
-  if (std::ranges::all_of(readings, &DatabaseReading::wasRead)) return;
-  header.gaps.push_back("nothing was compared: a side was not read to its end");
+  const auto isEssential = [](const inventory::Gap& gap) {
+    const auto* part = inventory::partOf(gap);
+    return part != nullptr && part->isEssential;
+  };
+  const bool areWhole = std::ranges::all_of(readings, &DatabaseReading::wasRead);
+  const bool areUsable = std::ranges::none_of(readings, [&](const DatabaseReading& one) {
+    return std::ranges::any_of(one.database.gaps, isEssential);
+  });
+  if (areWhole && areUsable) return;
+  header.gaps.push_back(areWhole ? "nothing was compared: too much of a side could not be read"
+                                 : "nothing was compared: a side was not read to its end");
   for (DatabaseReading& one : readings) one.database = {};
 }
 
@@ -238,6 +268,7 @@ class Comparison {
     noteWeakenings(request_, header_);
     noteServers(databases_, header_);
     leaveOutUnpublished(databases_, rules_, header_);
+    leaveOutUnread(databases_, rules_, header_);
     leaveOutUnknownRows(request_, databases_, rules_, header_);
     leaveOutUnknownColumns(databases_, header_);
     select(request_, rules_.names, isProven_, databases_, console_, header_);

@@ -112,7 +112,7 @@ CompareRequest parseCompare(const Arguments& arguments) {
     request.leftOut = leftOutBy(arguments);
   } else {
     request.inventory.compared = comparedFamiliesOf(arguments);
-    request.leftOut = leftOutOf(request.inventory.compared);
+    request.leftOut = leftOutOf(arguments, request.inventory.compared);
     request.inventory.ignoreTabs = request.rules.ignoreTabs;
     request.inventory.ignoreSpaces = request.rules.ignoreSpaces;
     request.inventory.ignoreLineBreaks = request.rules.ignoreLineBreaks;

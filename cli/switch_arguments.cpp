@@ -120,7 +120,7 @@ void set(const std::string& called, const std::string& setting, Switches& switch
   const auto one = std::ranges::find(kSwitches, toUtf16(name), &Switch::name);
   if (one == kSwitches.end())
     throw UsageError((called == kSet ? "" : called + ": ") + "unknown switch '" + name +
-                     "'; see kelvane switches");
+                     "'; kelvane switches lists them");
   if (state != "on" && state != "off")
     throw UsageError(called + " takes " + name + "=on or " + name + "=off, not '" + setting + "'");
   switches.*one->value = Boolean(state == "on");
@@ -205,14 +205,17 @@ inventory::Families comparedFamiliesOf(const Arguments& arguments) {
   for (const std::string& given : arguments.values(kIgnore)) {
     const std::u16string list = toUtf16(given);
     for (const std::u16string_view part : split(list, u',')) {
-      const std::string word = toUtf8(part);
+      std::string word = toUtf8(foldCase(part));
+      word.erase(0, word.find_first_not_of(' '));
+      word.erase(word.find_last_not_of(' ') + 1);
       const auto family = inventory::familyOf(word);
       if (!family) {
         std::vector<std::string_view> words;
         words.reserve(inventory::kFamilies.size());
         for (const auto& row : inventory::kFamilies) words.push_back(row.word);
         throw UsageError(arguments.called(kIgnore) + ": nothing is called '" + word + "'" +
-                         inventory::nearestName(word, words) + "; see kelvane switches");
+                         inventory::nearestName(word, words) +
+                         "; kelvane switches lists the words");
       }
       set(*family, false);
     }
@@ -220,9 +223,12 @@ inventory::Families comparedFamiliesOf(const Arguments& arguments) {
   return compared;
 }
 
-std::vector<std::string> leftOutOf(const inventory::Families& compared) {
+std::vector<std::string> leftOutOf(const Arguments& arguments,
+                                   const inventory::Families& compared) {
   std::vector<std::string> words;
-  const inventory::Families off = inventory::usualFamilies() & ~compared;
+  inventory::Families asked = inventory::usualFamilies();
+  if (arguments.has(kRowCounts)) asked.set();
+  const inventory::Families off = asked & ~compared;
   for (const auto& row : inventory::kFamilies) {
     if (off.test(static_cast<std::size_t>(row.family))) words.emplace_back(row.word);
   }

@@ -37,7 +37,7 @@ inline constexpr std::string_view kIgnore = "--ignore";
 inventory::Families comparedFamiliesOf(const Arguments& arguments);
 
 // The words of the families that are off by an option.
-std::vector<std::string> leftOutOf(const inventory::Families& compared);
+std::vector<std::string> leftOutOf(const Arguments& arguments, const inventory::Families& compared);
 
 // A line for each family: its word and what it stands for.
 void listFamilies(std::ostream& out);

@@ -103,8 +103,8 @@ others.)",
      R"(kelvane doctor odbc:DSN=prod
 kelvane doctor --server prod --user sa --names)",
      kOfReadings, Sides::one, nothing, doctorOptions, runDoctor},
-    {"switches", "lists the switches for --set", "", "", "kelvane switches", kOfTexts, Sides::none,
-     nothing, noOptions, runSwitches},
+    {"switches", "lists the words for --ignore, and the switches for --set", "", "",
+     "kelvane switches", kOfTexts, Sides::none, nothing, noOptions, runSwitches},
     {"completion", "writes a completion script for a shell", "SHELL",
      R"(SHELL is bash or zsh. The word environments instead of a shell lists the sides of kelvane.toml.)",
      R"(source <(kelvane completion bash)

@@ -83,7 +83,11 @@ bool Selection::leavesUnread(Kind kind, const Name& name, CaseMode server, Tally
 
 void Selection::apply(Database& database, CaseMode mode, Tally& tally) const {
   if (takesAll()) return;
-  if (!takes(Kind::database, {}, mode, tally)) database.settings = {};
+  const std::u16string self = toUtf16(database.server.database);
+  if (!takes(Kind::database, {self, self}, mode, tally)) {
+    tally.leftOut += database.settings != Settings() ? 1 : 0;
+    database.settings = {};
+  }
   forEachObjects([&](const auto& objects) {
     tally.leftOut += std::erase_if(database.*objects.member, [&](const auto& object) {
       const auto [name, fullName] = namesOf(object);

@@ -60,8 +60,8 @@ class Selection {
   /// `server`. Names of a server that ignores case are compared exactly after all when the other
   /// side does so, which is not known at that time.
   bool leavesUnread(Kind kind, const Name& name, CaseMode server, Tally& tally) const;
-  /// Takes out of `database` what is not to take part. A database's own settings take part where
-  /// nothing is included by name.
+  /// Takes out of `database` what is not to take part. What the database itself declares goes by
+  /// the name of the database.
   void apply(Database& database, CaseMode mode, Tally& tally) const;
 
   /// An include is an error unless it is about a kind that is not compared; where no include

@@ -112,6 +112,10 @@ KnownDifference readLine(std::string_view text) {
   const findings::ReadLine line = findings::readKnownLine(
       text, {[](std::string_view word) { return kindNamed(word) != nullptr; },
              [](std::string_view) { return false; }});
+  // Published labels begin with a capital letter; the others are of lists that compare everything.
+  if (!line.label.empty() && line.label.front() >= 'a' && line.label.front() <= 'z')
+    throw KnownDifferencesError("'" + line.label +
+                                "' is nothing that the published comparison compares");
   return {line.known, kindNamed(line.kind)->kind, toUtf16(line.name),
           line.parts.empty() ? std::string() : line.parts.back().first, toUtf16(line.label)};
 }

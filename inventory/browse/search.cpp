@@ -51,7 +51,10 @@ class Candidates {
     std::string owner;
     if constexpr (requires { object.name.owner; }) owner = object.name.owner;
     const std::string name = nameOf(object);
-    if (isAsked(kind)) all.push_back({{kind, name, &object}, {name, without(owner, name)}});
+    if (isAsked(kind)) {
+      all.push_back({{kind, name, &object}, {name, without(owner, name)}});
+      if constexpr (std::is_same_v<Object, Procedure>) addFirstOfGroup(object, all.back().names);
+    }
     forEachParts<Object>([&]<class Part>(const Parts<Object, Part>& parts) {
       if constexpr (std::is_constructible_v<FoundObject::Record, const Part*>) {
         if (!isAsked(parts.kind)) return;
@@ -59,6 +62,12 @@ class Candidates {
           addPart(parts.kind, part, owner, std::string(rowOf(kind).singular) + ' ' + name, name);
       }
     });
+  }
+
+  static void addFirstOfGroup(const Procedure& procedure, std::vector<std::string>& names) {
+    if (procedure.number != 1) return;
+    const std::vector<std::string> plain = names;
+    for (const std::string& name : plain) names.push_back(name + ";1");
   }
 
   void addPart(Kind kind, const Trigger& trigger, const std::string&, const std::string& of,

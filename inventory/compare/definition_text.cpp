@@ -93,8 +93,11 @@ std::string reduced(std::string_view definition, const Rules& rules) {
 }
 
 bool sameDefinition(const Definition& a, const Definition& b, const Rules& rules) {
+  using State = Definition::State;
+  // A gap says so; what is in it is not known.
+  if (a.state == State::unreadable || b.state == State::unreadable) return true;
   if (a.state != b.state) return false;
-  if (a.state == Definition::State::hidden || a.state == Definition::State::unreadable) return true;
+  if (a.state == State::hidden) return true;
   return a.text == b.text || reduced(a.text, rules) == reduced(b.text, rules);
 }
 

@@ -79,7 +79,8 @@ class Session {
       case Outcome::read:
         return;
       case Outcome::broken:
-        return addGap(std::string(what), reason);
+        for (const StatementPart& part : parts) addGap(std::string(part.what), reason);
+        return;
       case Outcome::refused:
         break;
     }

@@ -79,7 +79,7 @@ TEST_F(Live, SidesOfAnyKindsDifferAlike) {
   // Between the line that names the sides and what servers do not tell.
   const auto differences = [](const std::string& text) {
     const auto start = text.find('\n');
-    return text.substr(start, text.rfind('.', text.find(" Not told by servers: ")) - start);
+    return text.substr(start, text.rfind('.', text.find(" Not readable from servers: ")) - start);
   };
   embedded::EmbeddedCatalog oldCatalog, newCatalog;
   ASSERT_TRUE(embedded::loadFile(oldCatalog, oldScript).succeeded());
@@ -368,6 +368,29 @@ TEST_F(Live, AServerThatRunsIntoTheLimitIsNotAskedAgain) {
     EXPECT_THAT(program.output(), HasSubstr(said + "no answer to \"" + asked + "\": "));
     EXPECT_FALSE(askedAgain);
   }
+}
+
+// What one side may not read is no difference, and no equality either.
+TEST_F(Live, WhatIsRefusedIsComparedOnNeitherSide) {
+  const std::string script = kScript + "grant select on t to public\ngo\n";
+  auto catalog = tds::catalogOf(script);
+  const auto compared = [&](const std::string& refused) {
+    const tds::TdsServer server(catalog, tds::failing(refused, {tds::Fault::Kind::error}));
+    Program program({"compare", file("granting.sql", script), "--target-server", address(server),
+                     "--target-user", "sa"},
+                    {{"KELVANE_PASSWORD", "x"}});
+    EXPECT_EQ(program.wait(), kNotProven);
+    return program.output();
+  };
+  EXPECT_THAT(
+      compared("from sysprotects"),
+      HasSubstr("\nNo differences in what could be read. Not readable from servers: "
+                "compression, key-options, latches, logging. Not compared, because it could "
+                "not be read: permissions.\n"));
+  const std::string without = compared("select id, uid, type, name, crdate");
+  EXPECT_THAT(without, HasSubstr("\nNo differences in what could be read."));
+  EXPECT_THAT(without,
+              HasSubstr("kelvane: nothing was compared: too much of a side could not be read\n"));
 }
 
 TEST_F(Live, GarbageThatTheDriverDoesNotSurviveIsAnErrorToo) {
