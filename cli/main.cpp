@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "cli/run.h"
-#include "cli/terminal.h"
+#include "cli/screen/terminal.h"
 #include "drivers/embedded/connection.h"
 
 namespace {

@@ -2,9 +2,9 @@
 
 #include <exception>
 
-#include "cli/command_line.h"
-#include "cli/layers.h"
-#include "cli/verb.h"
+#include "cli/words/command_line.h"
+#include "cli/words/layers.h"
+#include "cli/words/verb.h"
 #include "inventory/near_names.h"
 
 namespace kelvane::cli {

@@ -6,8 +6,8 @@
 #include <span>
 #include <string>
 
-#include "cli/console.h"
-#include "cli/side.h"
+#include "cli/screen/console.h"
+#include "cli/sides/side.h"
 
 namespace kelvane::cli {
 

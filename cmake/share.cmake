@@ -3,7 +3,7 @@ function(kelvane_manual target)
   set(page "${PROJECT_SOURCE_DIR}/docs/kelvane.1.in")
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${page}")
   file(READ "${page}" content)
-  set(source "#include \"cli/manual_command.h\"\n\nnamespace kelvane::cli {\n
+  set(source "#include \"cli/verbs/manual_command.h\"\n\nnamespace kelvane::cli {\n
 const std::string_view kManualText = R\"kelvane(${content})kelvane\";\n\n}  // namespace kelvane::cli\n")
   file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/manual_page.cpp" CONTENT "@source@" @ONLY)
   target_sources(${target} PRIVATE "${PROJECT_BINARY_DIR}/manual_page.cpp")

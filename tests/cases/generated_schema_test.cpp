@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 #include <sstream>
 
-#include "cli/side_reader.h"
+#include "cli/sides/side_reader.h"
 #include "drivers/embedded/script.h"
 #include "model/attributes.h"
 #include "model/text.h"

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <sstream>
 
-#include "cli/json.h"
+#include "cli/screen/json.h"
 #include "cli/run.h"
 #include "tests/support/scripted_connection.h"
 

@@ -1,7 +1,7 @@
 // --include and --exclude where the two sides tell names apart in different ways.
 #include <gtest/gtest.h>
 
-#include "cli/selection.h"
+#include "cli/words/selection.h"
 
 namespace kelvane::cli {
 namespace {

@@ -1,5 +1,5 @@
 // Which known differences a comparison could have found, for each switch that takes some away.
-#include "cli/compared_scope.h"
+#include "cli/words/compared_scope.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>

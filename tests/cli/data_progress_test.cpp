@@ -1,4 +1,4 @@
-#include "cli/data_progress.h"
+#include "cli/verbs/data_progress.h"
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 #include <sstream>
 #include <sys/stat.h>
 
-#include "cli/console.h"
+#include "cli/screen/console.h"
 #include "drivers/embedded/script.h"
 #include "support/tds_server/server.h"
 #include "tests/cli/program.h"

@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "cli/run.h"
-#include "cli/verb.h"
+#include "cli/words/verb.h"
 #include "tests/support/temporary_folder.h"
 
 namespace kelvane::cli {

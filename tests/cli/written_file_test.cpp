@@ -1,6 +1,6 @@
 // Files that a command writes: what stands there until they are whole, and what is left when they
 // are not.
-#include "cli/written_file.h"
+#include "cli/screen/written_file.h"
 
 #include <csignal>
 #include <filesystem>

@@ -7,7 +7,7 @@
 #include <sstream>
 #include <string>
 
-#include "cli/side_reader.h"
+#include "cli/sides/side_reader.h"
 #include "drivers/embedded/script.h"
 #include "tests/odbc/servers.h"
 #include "tests/tds/test_catalog.h"

@@ -11,7 +11,7 @@
 #include <unistd.h>
 #include <utility>
 
-#include "cli/side.h"
+#include "cli/sides/side.h"
 #include "drivers/embedded/connection.h"
 #include "drivers/odbc/connection.h"
 #include "model/text.h"

@@ -1,0 +1,40 @@
+// Reads what the databases that a command works on declare: scripts and servers with the
+// statements of inventory/read, snapshots from their files.
+//
+// Lifetime: results own what they hold. Threading: one thread calls; sides are read in threads of
+// their own.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/screen/console.h"
+#include "cli/sides/reading.h"
+#include "cli/sides/side.h"
+#include "cli/words/place.h"
+#include "inventory/kinds.h"
+#include "inventory/records.h"
+
+namespace kelvane::cli {
+
+struct DatabaseReading {
+  inventory::Database database;
+  std::vector<std::string> gaps;  // what could not be read, a line each; empty: all was read
+  bool wasRead = true;            // false when the reading broke off: the database is empty then
+  bool complete = true;           // false when something of the side was not even loaded
+};
+
+struct ReadingWish {
+  bool rowCounts = false;
+  std::optional<std::string> trace;
+  std::function<bool(inventory::Kind)> kinds = {};  // which to read; none: all
+};
+
+// One or two places, two at the same time (in turn with a trace: it tells what happened in its
+// order). Throws CommandError.
+std::vector<DatabaseReading> readDatabases(std::vector<NamedPlace> places, const ReadingWish& wish,
+                                           const Console& console, const OpenSide& open);
+
+}  // namespace kelvane::cli

@@ -1,0 +1,134 @@
+#include "cli/words/compare_request.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "cli/words/overwriting.h"
+#include "cli/words/side_arguments.h"
+#include "cli/words/switch_arguments.h"
+#include "cli/words/two_sides.h"
+
+namespace kelvane::cli {
+namespace {
+
+constexpr std::string_view kAccept = "--accept", kColor = "--color", kFormat = "--format",
+                           kHtml = "--html", kIgnoreCase = "--ignore-case",
+                           kIgnoreComments = "--ignore-comments",
+                           kIgnoreDefinitionCase = "--ignore-definition-case",
+                           kIgnoreLineBreaks = "--ignore-line-breaks",
+                           kIgnoreSpaces = "--ignore-spaces", kIgnoreTabs = "--ignore-tabs",
+                           kJson = "--json", kOutput = "--output", kQuiet = "--quiet",
+                           kPublished = "--published", kSummary = "--summary", kTree = "--tree",
+                           kWriteAccept = "--write-accept";
+
+constexpr auto kFormats = std::to_array<Choice<Format>>({
+    {"text", Format::text},
+    {"tree", Format::tree},
+    {"json", Format::json},
+    {"html", Format::html},
+});
+constexpr auto kColorings = std::to_array<Choice<Coloring>>({
+    {"auto", Coloring::onTerminal},
+    {"always", Coloring::always},
+    {"never", Coloring::never},
+});
+
+constexpr auto kSelecting = std::to_array<Option>({
+    {kExclude, kPattern, "leave out the objects that match"},
+    {kInclude, kPattern, "only objects that match, such as 'table:dbo.cust*'"},
+});
+constexpr auto kAccepting = std::to_array<Option>({
+    {kAccept, kFile, "known differences, which do not count"},
+    {kWriteAccept, kFile, "write the differences to FILE for --accept, or update FILE"},
+});
+constexpr auto kRules = std::to_array<Option>({
+    {kIgnoreCase, "", "ignore upper and lower case in names"},
+    {kIgnoreComments, "", "ignore comments in definitions"},
+    {kIgnoreDefinitionCase, "", "ignore upper and lower case in definitions"},
+    {kIgnoreLineBreaks, "", "ignore line breaks in definitions"},
+    {kIgnoreSpaces, "", "ignore blanks in definitions"},
+    {kIgnoreTabs, "", "ignore tabs in definitions"},
+    {kRowCounts, "", "also compare row counts; default: not compared"},
+    {kPublished, "", "read and compare as the component's published classes do"},
+});
+constexpr auto kReports = std::to_array<Option>({
+    {kColor, "WHEN", "colours: auto (only on a terminal), always or never; default: auto",
+     kNamesOf<kColorings>},
+    {kFormat, "FORMAT", "text, tree, json or html, for standard output or -o; default: text",
+     kNamesOf<kFormats>},
+    {kHtml, kFile, "also write an HTML report"},
+    {kJson, kFile, "also write a JSON report"},
+    {kOutput, kFile, "write to this file instead of standard output", {}, "-o"},
+    {kQuiet, "", "write nothing to standard output; see the exit status", {}, "-q"},
+    {kSummary, "", "write counts for each kind of object instead of the differences"},
+    {kTree, kFile, "also write the tree of differences"},
+});
+
+std::vector<Output> outputsOf(const Arguments& arguments) {
+  Output first{choiceOf<kFormats>(arguments, kFormat, Format::text), arguments.value(kOutput)};
+  if (arguments.has(kSummary)) {
+    if (first.format != Format::text)
+      throw UsageError(arguments.called(kSummary) + " writes text, not " +
+                       *arguments.value(kFormat));
+    first.format = Format::summary;
+  }
+  std::vector<Output> outputs;
+  if (first.file || !arguments.has(kQuiet)) outputs.push_back(first);
+  for (const auto& [option, format] :
+       {std::pair{kHtml, Format::html}, {kJson, Format::json}, {kTree, Format::tree}}) {
+    if (const auto file = arguments.value(option)) outputs.push_back({format, *file});
+  }
+  return outputs;
+}
+
+}  // namespace
+
+std::vector<OptionFamily> compareOptions() {
+  return {twoSidesOptions(),
+          {"Choosing objects", kSelecting, Elsewhere::environments},
+          {"Known differences", kAccepting},
+          {"Comparing", kRules, Elsewhere::environments},
+          switchOptions(),
+          {"Reports", kReports},
+          readingOptions()};
+}
+
+CompareRequest parseCompare(const Arguments& arguments) {
+  const TwoSides sides = twoSides(arguments, "compare");
+  CompareRequest request;
+  request.places = sides.places;
+  request.shown = sides.shown;
+  request.trace = arguments.value(kTrace);
+  request.outputs = outputsOf(arguments);
+  request.published = arguments.has(kPublished);
+  request.rules = {arguments.has(kIgnoreTabs), arguments.has(kIgnoreSpaces),
+                   arguments.has(kIgnoreLineBreaks), arguments.has(kIgnoreCase)};
+  if (request.published) {
+    for (const std::string_view option : {kIgnoreComments, kIgnoreDefinitionCase, kIgnore})
+      if (arguments.has(option))
+        throw UsageError(arguments.called(option) + " cannot be combined with --published");
+    request.switches = comparedSwitchesOf(arguments);
+    request.leftOut = leftOutBy(arguments);
+  } else {
+    request.inventory.compared = comparedFamiliesOf(arguments);
+    request.leftOut = leftOutOf(arguments, request.inventory.compared);
+    request.inventory.ignoreTabs = request.rules.ignoreTabs;
+    request.inventory.ignoreSpaces = request.rules.ignoreSpaces;
+    request.inventory.ignoreLineBreaks = request.rules.ignoreLineBreaks;
+    request.inventory.ignoreComments = arguments.has(kIgnoreComments);
+    request.inventory.ignoreDefinitionCase = arguments.has(kIgnoreDefinitionCase);
+  }
+  request.selection = selectionOf(
+      arguments, request.rules.ignoreCase ? std::optional(CaseMode::ignore) : std::nullopt);
+  request.coloring = choiceOf<kColorings>(arguments, kColor, Coloring::onTerminal);
+  request.accept = arguments.value(kAccept);
+  request.writeAccept = arguments.value(kWriteAccept);
+  refuseOverwriting(arguments, request.places,
+                    {.written = {kTrace, kOutput, kHtml, kJson, kTree, kWriteAccept},
+                     .read = kAccept,
+                     .updates = kWriteAccept});
+  return request;
+}
+
+}  // namespace kelvane::cli

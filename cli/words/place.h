@@ -1,0 +1,66 @@
+// What the user calls a side, before anything is opened.
+//
+// Plain values.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "cli/screen/console.h"
+#include "drivers/embedded/options.h"
+#include "drivers/odbc/connection.h"
+#include "drivers/odbc/connection_string.h"
+
+namespace kelvane::cli {
+
+// How scripts become a database.
+struct LoadSettings {
+  bool keepGoing = false;  // past statements that fail
+  bool verbose = false;    // tell what was run, what was accepted and ignored, and the like
+  embedded::CatalogOptions catalog;
+};
+
+// T-SQL script files and folders of them, at least one.
+struct ScriptPlace {
+  std::vector<std::string> paths;
+  LoadSettings settings;
+  std::optional<std::string> database;  // where the scripts create several
+  std::string_view databaseOption;      // names it
+};
+
+// What stands before a connection string.
+inline constexpr std::string_view kServerMark = "odbc:";
+struct ServerPlace {
+  std::string name;  // as it is shown: without a secret
+  odbc::ConnectionString address;
+  std::optional<std::string> passwordFile;
+  odbc::ConnectOptions limits;
+  bool verbose = false;
+};
+
+// A file that `kelvane snapshot` wrote, told from scripts by the end of its name.
+inline constexpr std::string_view kSnapshotEnding = ".json";
+struct SnapshotPlace {
+  std::string path;
+  bool verbose = false;
+};
+
+using Place = std::variant<ScriptPlace, ServerPlace, SnapshotPlace>;
+
+// Whether the user wants to know what is done with the side.
+inline bool isVerbose(const Place& place) {
+  if (const auto* scripts = std::get_if<ScriptPlace>(&place)) return scripts->settings.verbose;
+  if (const auto* server = std::get_if<ServerPlace>(&place)) return server->verbose;
+  return std::get<SnapshotPlace>(place).verbose;
+}
+
+class Side;
+// Opens a side. Throws CommandError.
+using OpenSide = std::function<std::unique_ptr<Side>(const Place& place, const Console& console)>;
+
+}  // namespace kelvane::cli
