@@ -126,7 +126,7 @@ struct IndexStorage {
   std::vector<Partition> partitions =
       {};                          ///< of a local index, or of a global one that has several
   std::string cache = {};          ///< that it is bound to
-  std::string cacheStrategy = {};  ///< what is off: prefetch, mru
+  std::string cacheStrategy = {};  ///< prefetch off, mru off
   bool operator==(const IndexStorage&) const = default;
 };
 
@@ -205,7 +205,7 @@ struct Table {
   bool deallocatesFirstTextPage = false;
   bool optimisticIndexLock = false;
   std::string cache = {};          ///< that it is bound to
-  std::string cacheStrategy = {};  ///< what is off: prefetch, mru
+  std::string cacheStrategy = {};  ///< prefetch off, mru off
   std::string pageLockPromotion = {}, rowLockPromotion = {};
   bool replicated = false;
   std::string proxyKind = {};      ///< table, procedure, ... of a proxy table

@@ -19,6 +19,8 @@
 namespace kelvane::report {
 namespace {
 
+const inventory::Rules kMatchingRules{.names = CaseMode::ignore};
+
 using namespace inventory;
 
 template <class Record>
@@ -115,7 +117,7 @@ class Sides {
       if (const Item* record = recordIn<Item>(one.target)) changed.insert(record);
     }
     const bool isWholeOnOneSide = !change.isOnBothSides();
-    for (const Match& match : inPlace(Matching<Item>(source, target, CaseMode::ignore).matches(),
+    for (const Match& match : inPlace(Matching<Item>(source, target, kMatchingRules).matches(),
                                       source.size(), target.size(), parts.order)) {
       const Item* was = match.source ? &source[*match.source] : nullptr;
       const Item* is = match.target ? &target[*match.target] : nullptr;
@@ -133,7 +135,7 @@ class Sides {
       static const std::vector<Inner> kNone;
       const std::vector<Inner>& source = was ? was->*parts.member : kNone;
       const std::vector<Inner>& target = is ? is->*parts.member : kNone;
-      for (const Match& match : Matching<Inner>(source, target, CaseMode::ignore).matches())
+      for (const Match& match : Matching<Inner>(source, target, kMatchingRules).matches())
         writePart(parts.kind, match.source ? &source[*match.source] : nullptr,
                   match.target ? &target[*match.target] : nullptr, indent + "    ");
     });

@@ -1,7 +1,9 @@
 #include "inventory/compare/compare.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
+#include <map>
 #include <type_traits>
 #include <utility>
 
@@ -12,16 +14,97 @@
 namespace kelvane::inventory {
 namespace {
 
+// What decides whether two values are the same: names as the servers compare them, texts without
+// what the rules ignore, everything else exactly.
 template <class Value>
-inline constexpr bool kIsName =
-    std::is_same_v<Value, QualifiedName> || std::is_same_v<Value, DatabaseObjectName> ||
-    std::is_same_v<Value, std::vector<std::string>> || std::is_same_v<Value, std::string> ||
-    std::is_same_v<Value, std::vector<KeyColumn>> || std::is_same_v<Value, Rare<QualifiedName>> ||
-    std::is_same_v<Value, Rare<DatabaseObjectName>>;
+std::string compared(const Value& value, const Rules&) {
+  return shown(value);
+}
+template <class Name>
+std::string comparedName(const Name& name, const Rules& rules) {
+  return folded(shown(name), rules.names);
+}
+std::string compared(const std::string& value, const Rules& rules) {
+  return comparedName(value, rules);
+}
+std::string compared(const QualifiedName& value, const Rules& rules) {
+  return comparedName(value, rules);
+}
+std::string compared(const DatabaseObjectName& value, const Rules& rules) {
+  return comparedName(value, rules);
+}
+std::string compared(const std::vector<std::string>& value, const Rules& rules) {
+  return comparedName(value, rules);
+}
+std::string compared(const DataType& value, const Rules& rules) {
+  return comparedName(value, rules);
+}
+std::string compared(const ColumnType& value, const Rules& rules) {
+  return comparedName(value, rules);
+}
+std::string compared(const DefaultValue& value, const Rules& rules) {
+  return reduced(value.text, rules) + '\n' + comparedName(value.bound, rules);
+}
+std::string compared(const std::vector<KeyColumn>& value, const Rules& rules) {
+  std::string all;
+  for (const KeyColumn& key : value) {
+    all += key.isExpression ? reduced(key.name, rules) : folded(key.name, rules.names);
+    all += key.descending ? " desc\n" : "\n";
+  }
+  return all;
+}
+template <class Value>
+std::string compared(const Rare<Value>& value, const Rules& rules) {
+  return compared(*value, rules);
+}
 
 template <class Record>
 concept HasDefinition = requires(const Record& record) {
   { record.definition } -> std::convertible_to<const Definition&>;
+};
+
+// Whether both sides grant the same in the end, by whomever, where grantors do not count.
+template <class Record>
+class SameRights {
+ public:
+  SameRights(const std::vector<Record>&, const std::vector<Record>&, const Rules&) {}
+  bool operator()(const Record&) const { return false; }
+};
+
+template <>
+class SameRights<Permission> {
+ public:
+  SameRights(const std::vector<Permission>& source, const std::vector<Permission>& target,
+             const Rules& rules)
+      : rules_(rules) {
+    if (rules.compares(Family::grantors)) return;
+    add(source, 0);
+    add(target, 1);
+  }
+  bool operator()(const Permission& permission) const {
+    if (rules_.compares(Family::grantors)) return false;
+    const auto& [was, is] = rights_.at(nameIn(permission));
+    return was == is;
+  }
+
+ private:
+  // By column, the whole object being one without a name: with the grant option or without.
+  using Rights = std::map<std::string, bool>;
+
+  std::string nameIn(const Permission& permission) const {
+    return folded(nameOf(permission) + ' ' + permission.condition, rules_.names);
+  }
+  void add(const std::vector<Permission>& permissions, std::size_t side) {
+    for (const Permission& one : permissions) {
+      Rights& rights = rights_[nameIn(one)][side];
+      if (one.columns.empty()) rights[{}] |= one.grantOption;
+      for (const std::string& column : one.columns)
+        rights[folded(column, rules_.names)] |= one.grantOption;
+    }
+  }
+
+  const Rules& rules_;
+  std::map<std::string, std::array<Rights, 2>> rights_;
 };
 
 const Definition& definitionIn(const Definition& value) { return value; }
@@ -36,10 +119,12 @@ class Comparison {
                            const std::vector<Record>& target) {
     std::vector<Change> changes;
     if (!rules_.compares(rowOf(kind).family)) return changes;
-    for (const Match& match : Matching<Record>(source, target, rules_.names).matches()) {
+    const SameRights<Record> sameRights(source, target, rules_);
+    for (const Match& match : Matching<Record>(source, target, rules_).matches()) {
       const Record* was = match.source ? &source[*match.source] : nullptr;
       const Record* is = match.target ? &target[*match.target] : nullptr;
       if (was && is && *was == *is) continue;
+      if (sameRights(was ? *was : *is)) continue;
       Change change = one(kind, was, is);
       if (countOf(change) > 0) changes.push_back(std::move(change));
     }
@@ -100,11 +185,17 @@ class Comparison {
       add(attribute, a.generated ? "(generated)" : a.name, b.generated ? "(generated)" : b.name,
           changes);
     } else {
-      std::string x = shown(a), y = shown(b);
-      if (kIsName<Value> && attribute.style == Style::labelled &&
-          folded(x, rules_.names) == folded(y, rules_.names))
-        return;
-      add(attribute, std::move(x), std::move(y), changes);
+      if (saysTheSame(attribute, a, b)) return;
+      add(attribute, shown(a), shown(b), changes);
+    }
+  }
+
+  template <class Owner, class Value>
+  bool saysTheSame(const Attribute<Owner, Value>&, const Value& a, const Value& b) const {
+    if constexpr (std::is_same_v<Owner, Partition> && std::is_same_v<Value, std::string>) {
+      return reduced(a, rules_) == reduced(b, rules_);
+    } else {
+      return compared(a, rules_) == compared(b, rules_);
     }
   }
 
@@ -121,7 +212,7 @@ class Comparison {
     const Family family = kind == Kind::column ? Family::columnOrder : Family::always;
     if (!rules_.compares(family)) return;
     std::vector<std::pair<std::size_t, std::size_t>> common;
-    for (const Match& match : Matching<Record>(source, target, rules_.names).matches()) {
+    for (const Match& match : Matching<Record>(source, target, rules_).matches()) {
       if (match.source && match.target) common.emplace_back(*match.source, *match.target);
     }
     std::vector<std::string> was, is;

@@ -4,10 +4,17 @@
 #include <cctype>
 #include <utility>
 
+#include "model/text.h"
+
 namespace kelvane::inventory {
 namespace {
 
 constexpr bool isLineBreak(char letter) { return letter == '\n' || letter == '\r'; }
+
+constexpr bool isContinuation(char unit) {
+  return (static_cast<unsigned char>(unit) & 0xC0) == 0x80;
+}
+constexpr bool isQuote(char unit) { return unit == '\'' || unit == '"' || unit == '['; }
 
 /// Behind the comment, the quoted text or the one letter that the text begins with.
 std::size_t lengthOfFirst(std::string_view text) {
@@ -23,11 +30,13 @@ std::size_t lengthOfFirst(std::string_view text) {
     }
     return std::min(at, text.size());
   }
-  if (text.front() == '\'' || text.front() == '"') {
-    const std::size_t end = text.find(text.front(), 1);
+  if (const char quote = text.front(); isQuote(quote)) {
+    const std::size_t end = text.find(quote == '[' ? ']' : quote, 1);
     return end == text.npos ? text.size() : end + 1;
   }
-  return 1;
+  std::size_t length = 1;
+  while (length < text.size() && isContinuation(text[length])) ++length;
+  return length;
 }
 
 bool isWordLetter(char letter) {
@@ -63,6 +72,8 @@ class Reduction {
   bool isDropped_ = false;
 };
 
+std::string folded(std::string_view letter) { return toUtf8(foldCase(toUtf16(letter))); }
+
 char lowerCase(char letter) {
   return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
 }
@@ -83,8 +94,11 @@ std::string reduced(std::string_view definition, const Rules& rules) {
       for (const char letter : first) text.add(letter);
       // What follows is no part of the comment, whatever is ignored.
       if (isLineComment && !definition.empty()) text.keep('\n');
-    } else if (first.size() > 1) {
+    } else if (isQuote(first.front())) {
       for (const char letter : first) text.keep(letter);
+    } else if (first.size() > 1) {
+      for (const char unit : rules.ignoreDefinitionCase ? folded(first) : std::string(first))
+        text.keep(unit);
     } else {
       text.add(rules.ignoreDefinitionCase ? lowerCase(first.front()) : first.front());
     }

@@ -11,8 +11,9 @@
 
 namespace kelvane::inventory {
 
-/// A definition without what the rules ignore. What stands within quotes stays as it is. Blanks
-/// that are ignored still keep two words apart, and a line break that ends a comment stays.
+/// A definition without what the rules ignore. What stands within quotes or brackets stays as it
+/// is. Blanks that are ignored still keep two words apart, and a line break that ends a comment
+/// stays.
 std::string reduced(std::string_view definition, const Rules& rules);
 
 /// Two hidden ones count as the same: what is hidden is a gap of its database.

@@ -7,10 +7,12 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "inventory/compare/definition_text.h"
 #include "inventory/shown.h"
 #include "model/text.h"
 
@@ -28,12 +30,21 @@ inline std::string folded(std::string text, CaseMode mode) {
 }
 
 // What two constraints have alike although the server made the name of one of them.
-inline std::string substance(const KeyConstraint& key) {
+inline std::string substance(const KeyConstraint& key, const Rules&) {
   return key.primary ? "primary" : shown(key.columns);
 }
-inline std::string substance(const ForeignKey& key) { return shown(key.columns); }
-inline std::string substance(const Check& check) { return check.condition.text; }
-inline std::string substance(const Partition&) { return {}; }
+inline std::string substance(const ForeignKey& key, const Rules&) { return shown(key.columns); }
+inline std::string substance(const Check& check, const Rules& rules) {
+  return reduced(check.condition.text, rules);
+}
+inline std::string substance(const Partition&, const Rules&) { return {}; }
+
+/// All that it says, as the rules see it.
+template <class Record>
+std::string everythingSaid(const Record& record, const Rules& rules) {
+  if constexpr (std::is_same_v<Record, Check>) return substance(record, rules);
+  return folded(declaration(record), rules.names);
+}
 
 template <class Record>
 concept MayHaveGeneratedName = requires(const Record& record) {
@@ -59,21 +70,29 @@ bool sameName(const Record& a, const Record& b) {
 template <class Record>
 class Matching {
  public:
-  Matching(const std::vector<Record>& source, const std::vector<Record>& target, CaseMode mode)
+  Matching(const std::vector<Record>& source, const std::vector<Record>& target, const Rules& rules)
       : source_(source),
         target_(target),
-        mode_(mode),
+        rules_(rules),
         partner_(source.size()),
         taken_(target.size()) {}
 
   /// In the order of the source; what only the target has comes behind, in its order.
   std::vector<Match> matches() {
-    pairUnmoved();
-    pairBy([](const Record&) { return true; },
-           [this](const Record& one) { return folded(nameOf(one), mode_); });
+    const auto everyone = [](const Record&) { return true; };
+    // Several may have the same name: the same grant by two grantors.
+    if constexpr (std::is_same_v<Record, Permission>) {
+      pairBy(everyone, [this](const Record& one) { return everythingSaid(one, rules_); });
+      pairBy(everyone, [this](const Record& one) {
+        return folded(nameOf(one) + '\n' + one.grantor, rules_.names);
+      });
+    } else {
+      pairUnmoved();
+    }
+    pairBy(everyone, [this](const Record& one) { return folded(nameOf(one), rules_.names); });
     if constexpr (MayHaveGeneratedName<Record>) {
       const auto isGenerated = [](const Record& one) { return one.name.generated; };
-      pairBy(isGenerated, [this](const Record& one) { return folded(declaration(one), mode_); });
+      pairBy(isGenerated, [this](const Record& one) { return everythingSaid(one, rules_); });
       pairBySubstance();
     }
     std::vector<Match> all;
@@ -122,11 +141,11 @@ class Matching {
   void pairBySubstance() {
     for (std::size_t at = 0; at < source_.size(); ++at) {
       if (partner_[at]) continue;
-      const std::string wanted = folded(substance(source_[at]), mode_);
+      const std::string wanted = folded(substance(source_[at], rules_), rules_.names);
       for (std::size_t other = 0; other < target_.size(); ++other) {
         if (taken_[other]) continue;
         if (!source_[at].name.generated && !target_[other].name.generated) continue;
-        if (folded(substance(target_[other]), mode_) != wanted) continue;
+        if (folded(substance(target_[other], rules_), rules_.names) != wanted) continue;
         pair(at, other);
         break;
       }
@@ -135,7 +154,7 @@ class Matching {
 
   const std::vector<Record>& source_;
   const std::vector<Record>& target_;
-  CaseMode mode_;
+  const Rules& rules_;
   std::vector<std::optional<std::size_t>> partner_;
   std::vector<bool> taken_;
 };

@@ -37,8 +37,8 @@ std::optional<std::int32_t> declared(int value) {
 
 std::string strategyOf(int status2) {
   std::string off;
-  if ((status2 & index_status::kNoPrefetch) != 0) off = "prefetch";
-  if ((status2 & index_status::kNoMru) != 0) off += off.empty() ? "mru" : ", mru";
+  if ((status2 & index_status::kNoPrefetch) != 0) off = "prefetch off";
+  if ((status2 & index_status::kNoMru) != 0) off += off.empty() ? "mru off" : ", mru off";
   return off;
 }
 
