@@ -175,9 +175,11 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
           },
           [&](const OpenCursor& s) { return simple([&] { rows_.openCursor(s); }); },
           [&](const FetchCursor& s) { return simple([&] { rows_.fetchCursor(s); }); },
-          [&](const CloseCursor& s) { return simple([&] { session_.cursors.close(s.name); }); },
+          [&](const CloseCursor& s) {
+            return simple([&] { session_.cursors.close(s.name, frame_.line()); });
+          },
           [&](const DeallocateCursor& s) {
-            return simple([&] { session_.cursors.deallocate(s.name); });
+            return simple([&] { session_.cursors.deallocate(s.name, frame_.line()); });
           },
           [&](const Utility& s) { return simple([&] { runUtility(s, frame_, reporter_); }); },
           [&]<Definition Node>(const Node&) {

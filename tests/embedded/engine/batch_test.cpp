@@ -256,6 +256,15 @@ TEST(Batch, Cursors) {
       "\n123\n");
 }
 
+TEST(Cursors, AreRefusedWhereThereAreNone) {
+  Probe probe("create table t (a int)");
+  for (const char* statement :
+       {"open nosuch", "fetch nosuch", "close nosuch", "deallocate cursor nosuch"}) {
+    EXPECT_EQ(probe.refusal(statement).substr(0, 4), "557:") << statement;
+  }
+  EXPECT_EQ(probe.refusal("declare c cursor for select a from t fetch c").substr(0, 4), "559:");
+}
+
 TEST(Batch, TransactionsRollBack) {
   Probe probe("create table t (a int)");
   EXPECT_EQ(probe.ask("set nocount on begin tran insert t values (1) create table u (a int) "
