@@ -119,7 +119,7 @@ void readReferences(Reading& reading) {
           const int refcolid = row.number(kFirstReferenced + at);
           std::string name = row.text(kFirstName + at);
           if (name.empty() && parent) name = reading.columnName(*parent, refcolid);
-          key.referencedColumns.push_back(orNumber(std::move(name), "column", refcolid));
+          key.referencedColumns.push_back(orNumber(name, "column", refcolid));
         }
         key.matchFull = (row.number(status) & kMatchFull) != 0;
         const auto message = reading.messages.find(row.number(constraint));
