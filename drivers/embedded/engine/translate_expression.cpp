@@ -90,6 +90,12 @@ std::vector<SqlValue> Translator::boundValues(const std::vector<ExprPtr>& expres
 
 SqlValue Translator::value(const Expr& expr, const Scope* scope) {
   const std::uint32_t line = expr.range.line;
+  if (isKeyExpression(expr, scope)) {
+    isWithinKey_ = true;
+    SqlValue result = value(expr, scope);
+    isWithinKey_ = false;
+    return result;
+  }
   SqlValue result =
       std::visit(Overloaded{
                      [&](const Literal& e) { return literal(e); },
@@ -100,6 +106,7 @@ SqlValue Translator::value(const Expr& expr, const Scope* scope) {
                        const FoundColumn found = (scope ? *scope : kNoTables).resolve(e, line);
                        SqlValue result{found.sql, found.column->type, e.column};
                        result.isColumn = true;
+                       noteColumn(found.home, *found.column, found.sql);
                        return result;
                      },
                      [&](const Unary& e) { return unary(e, expr, scope); },
@@ -120,7 +127,7 @@ SqlValue Translator::value(const Expr& expr, const Scope* scope) {
 }
 
 std::string Translator::textLiteral(const Literal& literal, const std::string& text) {
-  if (parameters_.size() >= kMostBoundTexts) {
+  if (writesTexts_ || parameters_.size() >= kMostBoundTexts) {
     holdsTexts_ |= literal.slot >= 0;
     return quotedText(text);
   }

@@ -138,7 +138,10 @@ class Translator {
     std::vector<SqlValue> items;
     bool distinct = false;
     bool hasGroups = false;
-    std::string tail;  // from the word FROM on
+    std::string tail;                         // from the word FROM on
+    std::unique_ptr<Grouping> grouping = {};  // null without groups
+    std::string rowsFrom = {};
+    std::string having = {};  // where rows are joined to their groups
     std::string rowOrder;
     std::uint64_t limit = 0;
   };
@@ -148,13 +151,25 @@ class Translator {
   };
 
   // translate_query.cpp
-  SelectText selectText(const tsql::Select& select, const tsql::Query& whole, Scope& scope);
+  SelectText selectText(const tsql::Select& select, const tsql::Query& whole, Scope& scope,
+                        QueryUse use);
+  void groupedText(const tsql::Select& select, Scope& scope, QueryUse use, SelectText& text);
   std::vector<SqlValue> selectItems(const tsql::Select& select, const Scope& scope);
-  static void makeOneGroup(const tsql::Select& select, SelectText& text);
+  static void makeOneGroup(SelectText& text);
   static std::string orderedBy(const SelectText& first, std::size_t ordinal,
                                const tsql::Query& query);
   std::string orderText(const tsql::Query& query, const SelectText& first, const Scope& scope);
   void uniteTypes(std::vector<SelectText>& terms, std::uint32_t line);
+
+  // translate_groups.cpp
+  bool isKeyExpression(const tsql::Expr& expr, const Scope* scope);
+  std::string keyText(const tsql::Expr& expr, const Scope* scope);
+  void noteColumn(const Scope* home, const SourceColumn& column, const std::string& sql) const;
+  void groupKeys(const tsql::Select& select, Scope& scope, SelectText& text);
+  void joinGroups(const tsql::Select& select, Scope& scope, SelectText& text);
+  static void refuseColumn(SelectText& text);
+  std::string having(const tsql::Expr& condition, Scope& scope);
+  static std::string joinedTail(const SelectText& text);
 
   // translate_from.cpp
   FromText fromText(const std::vector<tsql::TableRefPtr>& from, const tsql::Expr* where,
@@ -199,6 +214,8 @@ class Translator {
   SqlValue call(const tsql::Call& call, const tsql::Expr& expr, const Scope* scope);
   SqlValue aggregate(const FunctionRule& rule, const tsql::Call& call, const tsql::Expr& expr,
                      const Scope* scope);
+  SqlValue aggregateOf(const Scope* rows, const FunctionRule& rule, const tsql::Call& call,
+                       const tsql::Expr& expr, const Scope* scope);
   const Scope* requireAggregation(const tsql::Expr& argument, const Scope* scope,
                                   std::uint32_t line) const;
   SqlValue datePartCall(const std::string& name, const tsql::Call& call, const tsql::Expr& expr,
@@ -224,6 +241,8 @@ class Translator {
   std::vector<NullAssumption> assumptions_;
   std::vector<TemporaryUse> temporaries_;
   bool holdsTexts_ = false;
+  bool writesTexts_ = false;  // while keys are compared: texts are written, not bound
+  bool isWithinKey_ = false;  // while an expression is translated that is a key of the groups
   std::vector<std::string> assignedVariables_;
   std::string
       joinedTables_;  // by the conjuncts of the query at hand; each row meets one row of them
