@@ -144,6 +144,9 @@ std::vector<const ColumnInfo*> WriteTranslator::listedColumns(const Insert& stat
     if (column.type.identity && !translator_.context().identityInsert) {
       throw ServerError(message::identityValueGiven, line, target.name);
     }
+    if (std::ranges::find(columns, &column) != columns.end()) {
+      throw ServerError(message::columnWrittenTwice, line, name);
+    }
     columns.push_back(&column);
   }
   if (statement.columns.empty()) {
@@ -344,6 +347,9 @@ Plan WriteTranslator::update(const Update& statement) {
     const ColumnInfo& column = requireColumn(target, assignment.column, line);
     const std::string sql =
         filled(translator_.value(*assignment.value, &rows.scope), column, target, line);
+    if (colids.contains(column.colid)) {
+      throw ServerError(message::columnWrittenTwice, line, column.name);
+    }
     const std::string item = quotedName(column.sqliteColumn);
     const std::string separator = colids.empty() ? "" : ", ";
     plainChanges += separator + item + " = " + sql;
