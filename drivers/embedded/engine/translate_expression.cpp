@@ -23,6 +23,20 @@ ServerError syntaxError(const std::string& near, std::uint32_t line) {
   return ServerError(message::syntax, line, near);
 }
 
+// Of the unsigned types whose values an int may be taken from; 0 for any other type.
+std::int64_t largestUnsigned(TypeKind kind) {
+  switch (kind) {
+    case TypeKind::Tinyint:
+      return 0xff;
+    case TypeKind::Usmallint:
+      return 0xffff;
+    case TypeKind::Uint:
+      return 0xffff'ffff;
+    default:
+      return 0;
+  }
+}
+
 bool isVaryingText(TypeKind kind) { return isCharacter(kind) && !isFixedWidthText(kind); }
 
 }  // namespace
@@ -215,6 +229,12 @@ SqlValue Translator::unary(const Unary& unary, const Expr& expr, const Scope* sc
     operand.type = intType(true);
   }
   const bool complement = unary.op == UnaryOp::BitNot;
+  if (const std::int64_t most = largestUnsigned(operand.type.kind); most != 0) {
+    if (complement) return {"(" + std::to_string(most) + " - " + operand.sql + ")", operand.type};
+    const ColumnType type = intType(operand.type.nullable);
+    const std::string kind = std::to_string(static_cast<int>(type.kind));
+    return {"in_range(-" + operand.sql + ", " + kind + ")", type};
+  }
   if (complement && operand.type.kind == TypeKind::Ubigint) {
     return {"unsigned_result('^', " + operand.sql + ", '18446744073709551615')", operand.type};
   }

@@ -157,6 +157,28 @@ TEST(Value, UnsignedIntegersReachTheirLastValue) {
             "247:");
 }
 
+// An int leads an unsigned one of no more bytes; an unsigned bigint leads all integers.
+TEST(Value, UnsignedIntegersBesideOthers) {
+  expectValues({
+      {"convert(unsigned int, 0) - 1", "-1"},
+      {"convert(unsigned smallint, 65535) + 1", "65536"},
+      {"-convert(unsigned smallint, 65535)", "-65535"},
+      {"-convert(tinyint, 255)", "-255"},
+      {"~convert(tinyint, 1)", "254"},
+      {"~convert(unsigned smallint, 1)", "65534"},
+      {"~convert(unsigned int, 1)", "4294967294"},
+      {"~convert(int, 1)", "-2"},
+  });
+  Probe probe;
+  for (const char* expression :
+       {"convert(unsigned int, 4294967295) - 1", "convert(unsigned bigint, 0) - 1",
+        "-convert(unsigned int, 4294967295)"}) {
+    EXPECT_EQ(probe.refusal("select " + std::string(expression)),
+              "3606: Arithmetic overflow occurred.\n")
+        << expression;
+  }
+}
+
 TEST(Value, LongIntegersOfDifferentTypesAreEqual) {
   Probe probe("create table t (a bigint) insert t values (9223372036854775807)");
   EXPECT_EQ(probe.rows("select a from t where a = 9223372036854775807"), "9223372036854775807\n");
