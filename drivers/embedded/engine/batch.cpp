@@ -8,6 +8,7 @@
 #include "drivers/embedded/engine/ignored.h"
 #include "drivers/embedded/engine/merge_runner.h"
 #include "drivers/embedded/engine/statement_kinds.h"
+#include "drivers/embedded/engine/store_refusal.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/utility.h"
 #include "drivers/embedded/tsql/overloaded.h"
@@ -92,10 +93,9 @@ BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
     if (error.is(message::sessionEnded)) session_.ended = true;
     reporter_.report(statement, error);
   } catch (const StoreError& error) {
-    reporter_.report(statement,
-                     error.isDuplicateKey()
-                         ? temporaries_.duplicateKeyError(error, statement.range.line)
-                         : ServerError(message::storeRefused, statement.range.line, error.what()));
+    reporter_.report(statement, error.isDuplicateKey()
+                                    ? temporaries_.duplicateKeyError(error, statement.range.line)
+                                    : storeRefusal(error, statement.range.line));
   }
   return Flow::Next;
 }

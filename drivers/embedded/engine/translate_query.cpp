@@ -160,9 +160,7 @@ Translator::SelectText Translator::selectText(const Select& select, const Query&
   }
   scope.clause = Clause::Other;
   if (!from.sql.empty()) text.tail = " FROM " + from.sql;
-  for (std::size_t i = 0; i < from.conditions.size(); ++i) {
-    text.tail += (i == 0 ? " WHERE " : " AND ") + from.conditions[i];
-  }
+  if (!from.conditions.empty()) text.tail += " WHERE " + chained(from.conditions, " AND ");
   if (text.hasGroups) {
     text.rowsFrom = std::move(from.sql);
     groupedText(select, scope, use, text);

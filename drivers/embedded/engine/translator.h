@@ -264,6 +264,8 @@ std::string quotedText(std::string_view text);
 /// `"name"`
 std::string quotedName(std::string_view name);
 std::string joined(const std::vector<std::string>& parts, const char* separator);
+/// The same for a chain of `AND` or `OR`, of which SQLite takes no more than so many in a row.
+std::string chained(std::span<const std::string> parts, const char* separator);
 /// With the blanks of a column of fixed width.
 std::string shownText(const SqlValue& value);
 /// Values that SQL collates without trailing blanks where they are texts.

@@ -219,6 +219,41 @@ TEST(Query, PlacesOfAggregates) {
   for (const auto& [sql, rows] : results) EXPECT_EQ(probe.rows(sql), rows) << sql;
 }
 
+std::string repeated(int times, const std::string& text, const char* separator = "") {
+  std::string all;
+  for (int i = 0; i < times; ++i) all += (i == 0 ? "" : separator) + text;
+  return all;
+}
+
+// What is too much for the store is said in the server's words.
+TEST(Query, LimitsOfTheStore) {
+  Probe probe("create table t (a int null) insert t values (7)");
+  std::string tables;
+  for (int i = 0; i < 70; ++i) tables += (i == 0 ? "t t" : ", t t") + std::to_string(i);
+  const auto nested = [](int depth, const std::string& open, const std::string& close) {
+    return "select " + repeated(depth, open) + "a" + repeated(depth, close) + " from t";
+  };
+  const std::pair<std::string, const char*> refused[] = {
+      {nested(120, "abs(", ")"), "191: Some part of your SQL statement is nested too deeply."},
+      {nested(60, "convert(varchar(9), ", ")"), "191: "},
+      {nested(60, "case when a = 1 then ", " end"), "191: "},
+      {"select 1 from " + tables,
+       "106: Too many table names in the query. The maximum allowable is 64."},
+      {"select " + repeated(2100, "a", ",") + " from t",
+       "0: The embedded catalog executes at most 2000 columns in a select list."},
+      {repeated(600, "select 1", " union "),
+       "0: The embedded catalog executes at most 500 queries united by 'union'."},
+      {"select a from t order by " + repeated(2100, "a", ","),
+       "0: The embedded catalog executes at most 2000 terms"}};
+  for (const auto& [sql, said] : refused) {
+    EXPECT_TRUE(probe.refusal(sql).starts_with(said)) << probe.refusal(sql).substr(0, 200);
+  }
+  EXPECT_EQ(probe.rows("select a from t where " + repeated(3000, "a = 1", " or ") + " or a = 7"),
+            "7\n");
+  EXPECT_EQ(probe.rows("select a from t where " + repeated(3000, "a = 7", " and ")), "7\n");
+  EXPECT_EQ(probe.rows("select a from t where not (" + repeated(3000, "a = 7", " and ") + ")"), "");
+}
+
 // A column that is not grouped, beside aggregates: all rows, each with what its group has.
 TEST(Query, ColumnsBesideAggregates) {
   Probe probe(

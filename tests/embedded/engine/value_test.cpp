@@ -179,6 +179,24 @@ TEST(Value, UnsignedIntegersBesideOthers) {
   }
 }
 
+TEST(Value, NumbersHaveARange) {
+  Probe probe("create table t (a float null, b numeric(38,0) null)");
+  const std::string digits(38, '9');
+  EXPECT_EQ(probe.rows("select 000" + digits), digits + "\n");
+  for (const std::string& number : {digits + "0", "1." + digits}) {
+    const std::string refused = "1007: The number '" + number +
+                                "' is out of the range for numeric representation (maximum "
+                                "precision 38).\n";
+    EXPECT_EQ(probe.refusal("select " + number), refused);
+    EXPECT_EQ(probe.refusal("insert t (b) values (" + number + ")"), refused);
+  }
+  const char* const refused =
+      "168: The floating-point value '1e999' is out of the range of computer representation.\n";
+  EXPECT_EQ(probe.refusal("select 1e999"), refused);
+  EXPECT_EQ(probe.refusal("insert t (a) values (-1e999)"), refused);
+  EXPECT_EQ(probe.ask("insert t (a) values (1e300)"), "(closed)\n");
+}
+
 TEST(Value, LongIntegersOfDifferentTypesAreEqual) {
   Probe probe("create table t (a bigint) insert t values (9223372036854775807)");
   EXPECT_EQ(probe.rows("select a from t where a = 9223372036854775807"), "9223372036854775807\n");
