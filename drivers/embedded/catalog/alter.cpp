@@ -183,6 +183,10 @@ void TableChange::operator()(const tsql::DropColumn& action) {
     writer_.fail(message::lastColumn, table_.name);
   }
   tables_.removeDefault(table_, column);
+  if (column.type.identity) {
+    records_.changeObject(table_.id,
+                          [](SysObject& object) { object.sysstat2 &= ~table_status2::kIdentity; });
+  }
   records_.columns.each<&SysColumn::id>(table_.id, [&](Slot slot, const SysColumn& row) {
     if (row.colid != column.colid) return;
     const std::optional<int> computed = row.computedcol;

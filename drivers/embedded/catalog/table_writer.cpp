@@ -136,6 +136,10 @@ int TableWriter::insertColumn(const ObjectInfo& table, std::string_view name,
   column.name = name;
   if (computedId != 0) column.computedcol = computedId;
   records_.columns.insert(std::move(column));
+  if (type.identity && table.type == object_type::kTable) {
+    records_.changeObject(table.id,
+                          [](SysObject& object) { object.sysstat2 |= table_status2::kIdentity; });
+  }
   return colid;
 }
 
