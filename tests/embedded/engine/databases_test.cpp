@@ -193,6 +193,52 @@ go
   EXPECT_EQ(catalog.databases(), std::vector<std::string>{"vue"});
 }
 
+TEST(Databases, ViewsAreCompletedWhenTheirDatabaseComesLater) {
+  Probe probe;
+  const LoadReport report = loadScript(probe.catalog, "a.sql", R"(sp_addlogin ann, secret
+go
+use vue
+go
+sp_adduser ann
+go
+-- first
+create view v as select * from cfg..t
+go
+grant select on v to public
+go
+setuser 'ann'
+go
+create view w (a) as select x + 1 from dbo.v
+go
+setuser
+go
+create view lost as select * from cfg..nothing
+go
+create view gone as select * from cfg..t
+go
+drop view gone
+go
+use cfg
+go
+create table t (x int, y varchar(9) null)
+insert t values (1, 'one')
+go
+)");
+  EXPECT_TRUE(report.succeeded());
+  ASSERT_EQ(report.incomplete.size(), 1U);
+  EXPECT_EQ(report.incomplete[0].view, "dbo.lost");
+  probe.catalog.useDatabase("vue");
+  probe.connection = probe.catalog.connect();
+  EXPECT_EQ(probe.rows("select user_name(o.uid), o.name, c.name from sysobjects o, syscolumns c "
+                       "where o.id = c.id and o.type = 'V' order by 1, 2, colid"),
+            "ann | w | a\ndbo | v | x\ndbo | v | y\n");
+  EXPECT_EQ(probe.rows("select * from v select * from ann.w"), "1 | one\na\n2\n");
+  EXPECT_EQ(probe.rows("select text from syscomments where id = object_id('v')"),
+            "-- first\n/* Adaptive Server has expanded all '*' elements in the following statement "
+            "*/ create view v as select t.x, t.y from cfg..t\n\n");
+  EXPECT_EQ(probe.rows("select count(*) from sysprotects where id = object_id('v')"), "1\n");
+}
+
 TEST(Databases, RollbackForgetsNewOnes) {
   Probe probe(kShop);
   probe.ask("begin tran create database extra create table extra..t (a int) rollback");
