@@ -22,6 +22,7 @@
 #include "drivers/embedded/engine/row_rules.h"
 #include "drivers/embedded/engine/scope.h"
 #include "drivers/embedded/engine/variables.h"
+#include "drivers/embedded/engine/view_target.h"
 #include "drivers/embedded/tsql/ast/data_statements.h"
 
 namespace kelvane::embedded {
@@ -121,6 +122,8 @@ class Translator {
                        std::uint32_t line);
   QueryText query(const tsql::Query& query, const Scope* outer, QueryUse use);
   Source sourceOf(const tsql::NamedTable& table);
+  /// What the view shows of a row of its table.
+  ViewedRow viewed(const ViewTarget& view, Source row);
   /// The sources of a from list, before any of it is translated.
   Scope sourcesOf(const std::vector<tsql::TableRefPtr>& from);
   void addSources(const tsql::TableRef& table, Scope& scope);
