@@ -153,7 +153,6 @@ constexpr std::string_view kOperating[] = {
     "sp_remoteoption",
     "sp_remotesql",
     "sp_rename_qpgroup",
-    "sp_renamedb",
     "sp_replication_path",
     "sp_reportstats",
     "sp_reptostandby",
