@@ -210,7 +210,10 @@ void Catalog::createFunction(const tsql::CreateFunction& statement, std::string_
   int id = statement.orReplace ? replaced(writer, statement.name.name, uid, type) : 0;
   if (id == 0) id = writer.addObject({.name = statement.name.name, .type = type, .uid = uid});
   insertParameters(writer, id, 1, statement.parameters);
-  resolveType(statement.returns, caller);
+  // Among the parameters, under a name that none of them could have.
+  insertColumn(writer, id,
+               {"Return Type", withNullability(resolveType(statement.returns, caller), false), 1,
+                static_cast<int>(statement.parameters.size()) + 1});
   saveCompiled(writer, id, 0, text);
   savepoint.keep();
 }

@@ -25,6 +25,7 @@ ForeignKeyRule ruleOf(Catalog& catalog, const SysReference& row) {
   key.referenced = row.reftabid;
   const bool isAtHand = catalog.objectById(row.reftabid).has_value();
   if (!isAtHand) key.database = row.pmrydbname.value_or("");
+  key.matchFull = (row.status & reference_status::kMatchFull) != 0;
   key.columns.assign(row.fokey.begin(), row.fokey.begin() + row.keycnt);
   key.keys.assign(row.refkey.begin(), row.refkey.begin() + row.keycnt);
   return key;

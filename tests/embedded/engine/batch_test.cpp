@@ -221,6 +221,9 @@ go
                   "INT field.\n"},
                  {"select dbo.twice(1, 2)",
                   "error 174: The function 'twice' has a wrong number of arguments.\n"}});
+  EXPECT_EQ(probe.rows("select name, usertype, length from syscolumns"
+                       " where id = object_id('counted') order by colid"),
+            "@b | 2 | 5\nReturn Type | 2 | 20\n");
 }
 
 TEST(Batch, WhatBecomesAnIdentity) {
