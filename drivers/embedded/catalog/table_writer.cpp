@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "drivers/embedded/catalog/ordered_triggers.h"
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/tsql/ast/queries.h"
 #include "drivers/embedded/tsql/overloaded.h"
@@ -416,8 +417,9 @@ std::vector<int> TableWriter::checksOf(int tableId, std::optional<int> colid) {
   std::vector<int> checks;
   for (const Slot slot : records_.constraints.where<&SysConstraint::tableid>(tableId)) {
     const SysConstraint& row = records_.constraints[slot];
-    const bool isCheck = (row.status & constraint_status::kCheck) != 0;
-    if (isCheck && row.colid == colid.value_or(row.colid)) checks.push_back(row.constrid);
+    if (row.colid == colid.value_or(row.colid) && isCheck(records_, row)) {
+      checks.push_back(row.constrid);
+    }
   }
   std::ranges::sort(checks);
   return checks;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "drivers/embedded/catalog/ordered_triggers.h"
 #include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/lexer.h"
@@ -61,7 +62,7 @@ RowRules readRowRules(Catalog& catalog, int tableId) {
   for (const Slot slot : records.constraints.where<&SysConstraint::tableid>(tableId)) {
     const SysConstraint& row = records.constraints[slot];
     constraints.push_back(row.constrid);
-    if ((row.status & constraint_status::kCheck) != 0) checks.push_back(row.constrid);
+    if (isCheck(records, row)) checks.push_back(row.constrid);
   }
   std::ranges::sort(checks);
   for (const int id : checks) {

@@ -31,13 +31,7 @@ bool showsRowsAsTheyAre(const Query& query) {
 }
 
 bool hasInsteadOf(Catalog& catalog, const ObjectInfo& view) {
-  const auto& objects = catalog.recordsOf(view.id).objects;
-  for (Slot slot = 0; slot < objects.slots(); ++slot) {
-    if (objects.holds(slot) && objects[slot].type == "TR" && objects[slot].deltrig == view.id) {
-      return true;
-    }
-  }
-  return false;
+  return catalog.recordsOf(view.id).objects.first<&SysObject::deltrig>(view.id) != nullptr;
 }
 
 ViewLevel levelOf(Catalog& catalog, const ObjectInfo& view, const Caller& caller) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "drivers/embedded/catalog/ordered_triggers.h"
 #include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/temporary_tables.h"
 #include "drivers/embedded/engine/typing.h"
@@ -180,10 +181,10 @@ std::optional<FiredTrigger> WriteTranslator::triggerOf(const WriteTarget& target
   if (target.isTemporary()) return std::nullopt;
   const SystemRecords& records = translator_.context().catalog.recordsOf(target.id);
   const SysObject* table = records.object(target.id);
-  if (table == nullptr || (table->sysstat2 & slot.disabled) != 0) return std::nullopt;
-  const int id = table->*slot.column;
-  if (records.object(id) == nullptr) return std::nullopt;
-  return FiredTrigger{id, target.id, target.sqliteTable, std::move(written)};
+  if (table == nullptr) return std::nullopt;
+  std::vector<int> ids = firedTriggers(records, *table, slot);
+  if (ids.empty()) return std::nullopt;
+  return FiredTrigger{std::move(ids), target.id, target.sqliteTable, std::move(written)};
 }
 
 Plan WriteTranslator::finishInsert(const WriteTarget& target,
