@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/globals.h"
 #include "drivers/embedded/engine/translator.h"
@@ -21,6 +22,18 @@ constexpr std::size_t kMostBoundTexts = 100;
 
 ServerError syntaxError(const std::string& near, std::uint32_t line) {
   return ServerError(message::syntax, line, near);
+}
+
+// Whatever the tables hold; not every query that does is found.
+bool hasOneRow(const Query& query) {
+  if (!query.isSingle()) return false;
+  const Select& select = query.terms.front().select;
+  if (select.from.empty() || select.top == 1 || (query.limit && query.limit->count == 1)) {
+    return true;
+  }
+  const auto* call = as<Call>(*select.items.front().value);
+  return call != nullptr && isAggregateName(call->function.name) && select.groupBy.empty() &&
+         !select.having;
 }
 
 // Of the unsigned types whose values an int may be taken from; 0 for any other type.
@@ -417,7 +430,9 @@ SqlValue Translator::scalarSubquery(const Query& inner, const Scope* scope) {
   if (text.columns.size() != 1) {
     throw ServerError(message::starInSubquery, inner.range.line);
   }
-  return {"(" + text.sql + ")", withNullability(text.columns[0].type, true)};
+  const ColumnType type = withNullability(text.columns[0].type, true);
+  if (hasOneRow(inner)) return {"(" + text.sql + ")", type};
+  return {"(SELECT only_value(r1) FROM (" + text.sql + "))", type};
 }
 
 SqlValue Translator::convertValue(const Convert& convert, const Expr& expr, const Scope* scope) {

@@ -219,6 +219,31 @@ TEST(Query, PlacesOfAggregates) {
   for (const auto& [sql, rows] : results) EXPECT_EQ(probe.rows(sql), rows) << sql;
 }
 
+TEST(Query, SubqueriesAsValuesHaveOneRow) {
+  Probe probe(
+      "create table t (a int, b varchar(9) null) insert t values (1, 'x') insert t values (2, "
+      "null)\n"
+      "insert t values (3, 'x ')\n");
+  for (const char* sql :
+       {"select (select a from t)", "select a from t where a = (select a from t where a > 1)",
+        "update t set a = (select a from t)", "declare @a int select @a = (select a from t)",
+        "select a, (select y.a from t y where y.b = t.b) from t",
+        "if (select a from t) = 1 print 'yes'", "select isnull((select 1 union select 2), 3)",
+        "insert t select (select a from t), 'y'"}) {
+    EXPECT_EQ(probe.refusal(sql).substr(0, 4), "512:") << sql;
+  }
+  const Case cases[] = {
+      {"select (select a from t where a = 2)", "2\n"},
+      {"select (select a from t where a > 9)", "-\n"},
+      {"select (select top 1 a from t order by a desc)", "3\n"},
+      {"select (select max(a) from t), (select count(*) + 1 from t)", "3 | 4\n"},
+      {"select a from t where b = (select b from t where a = 3) order by a", "1\n3\n"},
+      {"select a from t where a = (select y.a from t y where y.a = t.a + 1 - 1)", "1\n2\n3\n"},
+      {"select a from t where a in (select a from t) and a >= all (select a from t)", "3\n"},
+      {"select (select distinct b from t where b is not null)", "x\n"}};
+  for (const Case& c : cases) EXPECT_EQ(probe.rows(c.sql), c.result) << c.sql;
+}
+
 constexpr const char* kViews = R"(
 create table t (a int not null, b varchar(9) null, c int default 5 not null, d int null)
 insert t values (1, 'one', 5, 10) insert t values (2, 'two', 5, 20) insert t values (9, 'nine', 5, null)
