@@ -122,7 +122,7 @@ void addTrigger(CatalogWriter& writer, int tableId, int triggerId,
       }
     }
   });
-  if (row.status != 0) writer.records().constraints.insert(std::move(row));
+  if (row.status != 0) writer.records().constraints.insert(row);
 }
 
 /// Points the table at the trigger for its events. A trigger that thereby has no event left goes.

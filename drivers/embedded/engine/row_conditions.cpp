@@ -118,7 +118,7 @@ std::string RowConditions::referenceHolds(const ForeignKeyRule& key, const Scope
           translator_.compared(BinaryOp::Equal, at(key.keys[i]), value, translator_.caller().line));
     }
   }
-  const std::string free = "(" + joined(nulls, key.matchFull ? " AND " : " OR ") + ")";
+  std::string free = "(" + joined(nulls, key.matchFull ? " AND " : " OR ") + ")";
   if (key.isElsewhere()) return free;
   return "(" + free + " OR " + (itself.empty() ? "" : "(" + itself + ") OR ") +
          "EXISTS (SELECT 1 FROM " + key.referencedTable + " AS " + referenced + " WHERE " + found +
