@@ -278,7 +278,7 @@ TEST(Query, RowsOfViewsAreChanged) {
   const auto rows = [&](const char* sql) {
     probe.ask("begin tran");
     probe.ask(sql);
-    const std::string left = probe.rows("select * from t order by a");
+    std::string left = probe.rows("select * from t order by a");
     probe.ask("rollback");
     return left;
   };
