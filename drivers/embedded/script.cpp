@@ -9,6 +9,8 @@
 #include <system_error>
 
 #include "drivers/embedded/encoding.h"
+#include "drivers/embedded/engine/batch.h"
+#include "drivers/embedded/engine/batch_cache.h"
 #include "drivers/embedded/engine/session.h"
 #include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/parser.h"
@@ -127,9 +129,10 @@ class ScriptOutcome final : public Outcome {
   ScriptOutcome(LoadReport& report, std::string_view name, const LoadOptions& options)
       : report_(report), name_(name), options_(options) {}
 
-  void enter(const tsql::Batch& batch, tsql::ParseOptions options) {
+  void enter(const tsql::Batch& batch, const Session& session) {
     batch_ = &batch;
-    lines_.emplace(batch.text, options);
+    session_ = &session;
+    lines_.emplace(batch.text, session.parseOptions());
   }
 
   void beginRows(const std::vector<ResultColumn>&) override {}
@@ -142,7 +145,8 @@ class ScriptOutcome final : public Outcome {
     ScriptNote note{std::string(name_), batch_->firstLine + line - 1, notice.message.number,
                     notice.message.text, lines_->firstLineOf(line)};
     if (!notice.withoutColumns.empty()) {
-      report_.incomplete.push_back({notice.withoutColumns, std::move(note)});
+      report_.incomplete.push_back(
+          {session_->caller.database, notice.withoutColumns, std::move(note)});
       return;
     }
     auto& notes = notice.alreadyGone || listed ? report_.notes : report_.errors;
@@ -157,8 +161,44 @@ class ScriptOutcome final : public Outcome {
   std::string_view name_;
   const LoadOptions& options_;
   const tsql::Batch* batch_ = nullptr;
+  const Session* session_ = nullptr;
   std::optional<StatementLines> lines_;
 };
+
+class FailureOutcome final : public Outcome {
+ public:
+  void beginRows(const std::vector<ResultColumn>&) override {}
+  void row(Row) override {}
+  void count(std::int64_t) override {}
+  void notice(const Notice& notice) override { failed = failed || notice.isError(); }
+
+  bool failed = false;
+};
+
+// Creates a view once more that was kept without its columns. True if that leaves none to know.
+bool completed(Server& server, const ViewWithoutColumns& kept) {
+  Catalog& catalog = server.catalog;
+  if (!catalog.databaseId(kept.database)) return true;
+  Session session(server);
+  session.enter(kept.database);
+  const auto point = kept.view.find('.');
+  tsql::ObjectName name;
+  name.owner = kept.view.substr(0, point);
+  name.name = kept.view.substr(point + 1);
+  const auto view = catalog.findObject(name, session.caller);
+  if (!view || view->type != "V" || !catalog.columns(view->id).empty()) return true;
+  const SourceText source = catalog.source(view->id);
+  const auto batch = parsedAlone(source.text, source.options());
+  if (batch->statements.empty()) return false;
+  auto* definition = std::get_if<tsql::CreateView>(&batch->statements.front()->node);
+  if (definition == nullptr) return false;
+  definition->orReplace = true;
+  session.caller.uid = view->uid;
+  FailureOutcome outcome;
+  BatchRun run(session, batch, outcome);
+  if (run.compile()) run.run();
+  return !outcome.failed;
+}
 
 void refuse(LoadReport& report, std::string_view name, std::string text) {
   report.errors.push_back({std::string(name), 0, 0, std::move(text), ""});
@@ -201,6 +241,16 @@ class Loader {
     return runBatches(name, text, batches);
   }
 
+  // The databases that they use may have come behind them, and views over such views too.
+  void completeViews() {
+    if (stopped()) return;
+    const auto isCompleted = [&](const ViewWithoutColumns& kept) {
+      return completed(server_, kept);
+    };
+    while (std::erase_if(report.incomplete, isCompleted) > 0) {
+    }
+  }
+
   bool stopped() const {
     return !report.readable || (options_.stopAtFirstError && !report.errors.empty());
   }
@@ -224,7 +274,7 @@ class Loader {
     bool ranAnything = false;
     for (const tsql::Batch& batch : batches) {
       for (const tsql::Batch& part : tsql::splitAtSemicolons(batch)) {
-        outcome.enter(part, session.parseOptions());
+        outcome.enter(part, session);
         server_.steps.begin();
         for (std::uint32_t run = 0; run < part.repeat && goesOn(session) && !server_.steps.ranOut();
              ++run) {
@@ -361,6 +411,7 @@ LoadReport loadScript(EmbeddedCatalog& catalog, std::string_view name, std::stri
   loader.begin(name, 1, 1);
   const bool ranAnything = loader.run(name, text);
   if (!ranAnything && !loader.stopped()) refuse(loader.report, name, std::string(kNothing));
+  loader.completeViews();
   return std::move(loader.report);
 }
 
@@ -385,6 +436,7 @@ LoadReport loadFiles(EmbeddedCatalog& catalog, std::span<const fs::path> places,
   if (!ranAnything && !loader.stopped()) {
     for (const fs::path& file : files) refuse(report, file.string(), std::string(kNothing));
   }
+  loader.completeViews();
   return std::move(report);
 }
 

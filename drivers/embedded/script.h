@@ -29,6 +29,7 @@ struct ScriptNote {
 };
 
 struct ViewWithoutColumns {
+  std::string database;
   std::string view;  ///< `owner.name`
   ScriptNote note;
 };
@@ -39,7 +40,8 @@ struct LoadReport {
   /// leaves what the script wants, and a file that is not UTF-8. With `listIgnored` also what was
   /// accepted and has no place in the catalog.
   std::vector<ScriptNote> notes;
-  /// Views whose columns are not known, because they use a database that no script creates.
+  /// Views whose columns are not known, because they use a database that no script creates, or
+  /// something that is not in it.
   std::vector<ViewWithoutColumns> incomplete;
   /// False when a file could not be read or holds no script, an error with any options.
   bool readable = true;

@@ -1,6 +1,7 @@
 // alter table.
 #include <algorithm>
 
+#include "drivers/embedded/catalog/ordered_triggers.h"
 #include "drivers/embedded/catalog/permission_writer.h"
 #include "drivers/embedded/catalog/storage_writer.h"
 #include "drivers/embedded/catalog/stored_indexes.h"
@@ -156,8 +157,7 @@ void TableChange::requireUnused(const ColumnInfo& column) {
   usedBy(records_.references.where<&SysReference::reftabid>(table_.id), &SysReference::refkey);
   for (const Slot slot : records_.constraints.where<&SysConstraint::tableid>(table_.id)) {
     const SysConstraint& row = records_.constraints[slot];
-    const bool isCheck = (row.status & constraint_status::kCheck) != 0;
-    if (!user && isCheck && row.colid == column.colid) {
+    if (!user && row.colid == column.colid && isCheck(records_, row)) {
       user = writer_.catalog().objectName(row.constrid);
     }
   }
@@ -183,6 +183,10 @@ void TableChange::operator()(const tsql::DropColumn& action) {
     writer_.fail(message::lastColumn, table_.name);
   }
   tables_.removeDefault(table_, column);
+  if (column.type.identity) {
+    records_.changeObject(table_.id,
+                          [](SysObject& object) { object.sysstat2 &= ~table_status2::kIdentity; });
+  }
   records_.columns.each<&SysColumn::id>(table_.id, [&](Slot slot, const SysColumn& row) {
     if (row.colid != column.colid) return;
     const std::optional<int> computed = row.computedcol;
@@ -233,7 +237,8 @@ void TableChange::closeGap(int gone) {
         slot, [&](SysReference& reference) { std::ranges::for_each(reference.refkey, moved); });
   });
   records_.constraints.each<&SysConstraint::tableid>(
-      table_.id, [&](Slot slot, const SysConstraint&) {
+      table_.id, [&](Slot slot, const SysConstraint& constraint) {
+        if (isTrigger(records_, constraint)) return;
         records_.constraints.change(slot, [&](SysConstraint& row) { moved(row.colid); });
       });
   for (int key = 1; key <= kDeclaredKeyColumns; ++key) {
@@ -275,7 +280,7 @@ void TableChange::operator()(const tsql::DropConstraint& action) {
   int status = 0;
   for (const Slot slot : records_.constraints.where<&SysConstraint::tableid>(table_.id)) {
     const SysConstraint& row = records_.constraints[slot];
-    if (writer_.catalog().objectName(row.constrid) != name) continue;
+    if (writer_.catalog().objectName(row.constrid) != name || isTrigger(records_, row)) continue;
     constraintId = row.constrid;
     status = row.status;
   }
@@ -366,6 +371,17 @@ void TableChange::operator()(const tsql::SwitchTrigger& action) {
           action.enable ? table.sysstat2 & ~slot.disabled : table.sysstat2 | slot.disabled;
     });
   }
+  records_.constraints.each<&SysConstraint::tableid>(
+      table_.id, [&](Slot slot, const SysConstraint& row) {
+        const bool isNamed =
+            action.trigger.empty() || writer_.catalog().objectName(row.constrid) == action.trigger;
+        if (!isNamed || !isTrigger(records_, row)) return;
+        found = true;
+        records_.constraints.change(slot, [&](SysConstraint& trigger) {
+          trigger.status = action.enable ? trigger.status & ~trigger_status::kDisabled
+                                         : trigger.status | trigger_status::kDisabled;
+        });
+      });
   if (!found) {
     writer_.fail(message::objectNotFound, action.trigger);
   }

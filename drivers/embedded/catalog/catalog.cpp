@@ -325,6 +325,12 @@ void Catalog::useDatabase(std::string_view name) {
   if (!databaseId(name) && !databases_->nameFirst(name)) databases_->add(name);
 }
 
+void Catalog::renameDatabase(std::string_view from, std::string_view to) {
+  databases_->rename(*databases_->find(from), to);
+}
+
+const std::string& Catalog::currentDatabase() const { return databases_->current().name; }
+
 // types and texts
 
 ColumnType Catalog::resolveType(const tsql::DataType& type, const Caller& caller) {

@@ -186,6 +186,7 @@ class Catalog {
   const std::string& databaseOf(int objectId);
   /// Makes a database the current one, if there is one of the name.
   void enter(std::string_view database);
+  const std::string& currentDatabase() const;
   /// The same person in another database.
   Caller callerIn(std::string_view database, const Caller& caller);
   /// The databases that have more than system tables, in order of their numbers.
@@ -231,6 +232,8 @@ class Catalog {
   std::optional<int> userOfLogin(int suid);
   std::optional<std::string> databaseName(int dbid);
   std::optional<int> databaseId(std::string_view name);
+  /// Both the names of databases; there is one of the first and none of the second.
+  void renameDatabase(std::string_view from, std::string_view to);
   /// Makes a database if there is none of the name. What came before the first name that is used
   /// belongs to it: the database where everything begins gets that name.
   void useDatabase(std::string_view name);

@@ -101,6 +101,11 @@ bool Databases::nameFirst(std::string_view name) {
   return true;
 }
 
+void Databases::rename(Entry& database, std::string_view name) {
+  store_.run("UPDATE sysdatabases SET name = ? WHERE dbid = ?", name, database.dbid);
+  database.name = name;
+}
+
 void Databases::remove(Entry& database) {
   for (Slot slot = 0; slot < database.records.objects.slots(); ++slot) {
     if (!database.records.objects.holds(slot)) continue;

@@ -51,6 +51,7 @@ class Databases {
   void add(std::string_view name);
   /// Gives the database where everything begins this name, if it has no other yet.
   bool nameFirst(std::string_view name);
+  void rename(Entry& database, std::string_view name);
   /// Removes it with its tables.
   void remove(Entry& database);
 

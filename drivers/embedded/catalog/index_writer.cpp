@@ -254,9 +254,10 @@ void IndexWriter::writeRow(const ObjectInfo& table, const IndexPlan& plan, int i
   for (const KeyColumn& key : keys) row.keys.push_back({key.colid, key.descending});
   if (plan.options != nullptr) applyOptions(row, *plan.options);
   records_.indexes.insert(std::move(row));
-  if (plan.kind == IndexPlan::Kind::PrimaryKey) {
-    records_.changeObject(table.id,
-                          [](SysObject& object) { object.sysstat2 |= table_status2::kPrimaryKey; });
+  const int bits = (plan.kind == IndexPlan::Kind::PrimaryKey ? table_status2::kPrimaryKey : 0) |
+                   (plan.clustered ? table_status2::kClusteredIndex : 0);
+  if (bits != 0) {
+    records_.changeObject(table.id, [&](SysObject& object) { object.sysstat2 |= bits; });
   }
 }
 
@@ -315,9 +316,10 @@ void IndexWriter::remove(const ObjectInfo& table, int indid) {
   }
   eraseRow(table.id, indid);
   if (table.sqliteTable != kNoRows) stored_.drop(table.id, indid);
-  if (primaryKey(table.id) == nullptr) {
-    records_.changeObject(
-        table.id, [](SysObject& object) { object.sysstat2 &= ~table_status2::kPrimaryKey; });
+  const int gone = (primaryKey(table.id) == nullptr ? table_status2::kPrimaryKey : 0) |
+                   (clustered(table.id) == nullptr ? table_status2::kClusteredIndex : 0);
+  if (gone != 0) {
+    records_.changeObject(table.id, [&](SysObject& object) { object.sysstat2 &= ~gone; });
   }
 }
 

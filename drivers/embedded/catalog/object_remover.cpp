@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "drivers/embedded/catalog/ordered_triggers.h"
 #include "drivers/embedded/catalog/role_writer.h"
 #include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/catalog/storage_writer.h"
@@ -77,8 +78,9 @@ void ObjectRemover::dropTable(const ObjectInfo& table) {
   records_.references.each<&SysReference::tableid>(
       table.id,
       [&](Slot, const SysReference& reference) { tables.removeReference(reference.constrid); });
-  records_.constraints.each<&SysConstraint::tableid>(
-      table.id, [&](Slot, const SysConstraint& row) { writer_.removeObject(row.constrid); });
+  records_.constraints.each<&SysConstraint::tableid>(table.id, [&](Slot, const SysConstraint& row) {
+    if (!isTrigger(records_, row)) writer_.removeObject(row.constrid);
+  });
   records_.columns.each<&SysColumn::id>(table.id, [&](Slot, const SysColumn& column) {
     if (column.isHidden()) writer_.removeObject(column.computedcol.value());
   });
@@ -95,6 +97,7 @@ void ObjectRemover::dropTable(const ObjectInfo& table) {
 
 void ObjectRemover::detachTrigger(int triggerId) {
   const int tableId = records_.object(triggerId)->deltrig;
+  records_.constraints.eraseAll<&SysConstraint::constrid>(triggerId);
   records_.changeObject(tableId, [&](SysObject& table) {
     for (const TriggerSlot& slot : kTriggerSlots) {
       if (table.*slot.column == triggerId) table.*slot.column = 0;

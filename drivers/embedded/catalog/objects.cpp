@@ -3,6 +3,7 @@
 #include <set>
 
 #include "drivers/embedded/catalog/object_remover.h"
+#include "drivers/embedded/catalog/ordered_triggers.h"
 #include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/catalog/writer.h"
 #include "drivers/embedded/tsql/ast/queries.h"
@@ -59,7 +60,8 @@ int replaced(CatalogWriter& writer, std::string_view name, int uid, std::string_
   if (object == nullptr || object->type != type) return 0;
   const int id = object->id;
   const bool isOfTable =
-      records.constraints.first<&SysConstraint::constrid>(id) != nullptr || records.isInline(id);
+      type != object_type::kTrigger &&
+      (records.constraints.first<&SysConstraint::constrid>(id) != nullptr || records.isInline(id));
   if (isOfTable) return 0;
   records.columns.eraseAll<&SysColumn::id>(id);
   records.comments.eraseAll<&SysComment::id>(id);
@@ -103,6 +105,24 @@ void addColumns(CatalogWriter& writer, int id, std::string_view view,
     type.identity = false;
     insertColumn(writer, id, {.name = name, .type = type, .colid = colid});
   }
+}
+
+/// Adds a trigger to those that the table has.
+void addTrigger(CatalogWriter& writer, int tableId, int triggerId,
+                const tsql::CreateTrigger& statement) {
+  SysConstraint row{.colid = statement.order, .constrid = triggerId, .tableid = tableId};
+  writer.records().changeObject(tableId, [&](SysObject& table) {
+    for (const TriggerSlot& slot : kTriggerSlots) {
+      if (!(statement.events.*slot.event)) continue;
+      if (statement.order == 0 && table.*slot.column == 0) {
+        table.*slot.column = triggerId;
+        table.sysstat2 &= ~slot.disabled;
+      } else {
+        row.status |= triggerStatus(slot);
+      }
+    }
+  });
+  if (row.status != 0) writer.records().constraints.insert(row);
 }
 
 /// Points the table at the trigger for its events. A trigger that thereby has no event left goes.
@@ -210,7 +230,10 @@ void Catalog::createFunction(const tsql::CreateFunction& statement, std::string_
   int id = statement.orReplace ? replaced(writer, statement.name.name, uid, type) : 0;
   if (id == 0) id = writer.addObject({.name = statement.name.name, .type = type, .uid = uid});
   insertParameters(writer, id, 1, statement.parameters);
-  resolveType(statement.returns, caller);
+  // Among the parameters, under a name that none of them could have.
+  insertColumn(writer, id,
+               {"Return Type", withNullability(resolveType(statement.returns, caller), false), 1,
+                static_cast<int>(statement.parameters.size()) + 1});
   saveCompiled(writer, id, 0, text);
   savepoint.keep();
 }
@@ -237,7 +260,14 @@ void Catalog::createTrigger(const tsql::CreateTrigger& statement, std::string_vi
                            .deltrig = table.id});
   }
   saveCompiled(writer, id, 0, text);
-  if (!statement.insteadOf) installTrigger(writer, table.id, id, statement.events);
+  const bool hasSeveral = options_.release ? options_.has(Release::ase16) : statement.order != 0;
+  if (statement.insteadOf) {
+    // Views have no place for them.
+  } else if (hasSeveral) {
+    addTrigger(writer, table.id, id, statement);
+  } else {
+    installTrigger(writer, table.id, id, statement.events);
+  }
   savepoint.keep();
 }
 

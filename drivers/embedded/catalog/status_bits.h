@@ -29,6 +29,8 @@ inline constexpr int kReferenced = 1;
 inline constexpr int kForeignKey = 2;
 inline constexpr int kSeveralChecks = 4;
 inline constexpr int kPrimaryKey = 8;
+inline constexpr int kIdentity = 64;
+inline constexpr int kClusteredIndex = 0x20000;
 inline constexpr int kAllPages = 0x2000;
 inline constexpr int kDataPages = 0x4000;
 inline constexpr int kDataRows = 0x8000;
@@ -44,6 +46,10 @@ inline constexpr int kClusteredIndid = 1;
 inline constexpr int kTextIndid = 255;
 inline constexpr std::size_t kLargestKeyCount = 31;
 inline constexpr std::size_t kMostReferenceColumns = 16;
+
+namespace reference_status {
+inline constexpr int kMatchFull = 2;
+}
 
 namespace constraint_status {
 inline constexpr int kReferential = 0x40;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "drivers/embedded/catalog/ordered_triggers.h"
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/tsql/ast/queries.h"
 #include "drivers/embedded/tsql/overloaded.h"
@@ -136,6 +137,10 @@ int TableWriter::insertColumn(const ObjectInfo& table, std::string_view name,
   column.name = name;
   if (computedId != 0) column.computedcol = computedId;
   records_.columns.insert(std::move(column));
+  if (type.identity && table.type == object_type::kTable) {
+    records_.changeObject(table.id,
+                          [](SysObject& object) { object.sysstat2 |= table_status2::kIdentity; });
+  }
   return colid;
 }
 
@@ -326,6 +331,7 @@ void TableWriter::addForeignKey(const ObjectInfo& table, const std::string& name
   reference.tableid = table.id;
   reference.reftabid = referenced.tableId;
   reference.keycnt = static_cast<int>(colids.size());
+  reference.status = key.matchFull ? reference_status::kMatchFull : 0;
   reference.frgndbid = writer_.catalog().databaseId(writer_.caller().database).value_or(0);
   reference.pmrydbid = reference.frgndbid;
   if (!referenced.database.empty()) {
@@ -411,8 +417,9 @@ std::vector<int> TableWriter::checksOf(int tableId, std::optional<int> colid) {
   std::vector<int> checks;
   for (const Slot slot : records_.constraints.where<&SysConstraint::tableid>(tableId)) {
     const SysConstraint& row = records_.constraints[slot];
-    const bool isCheck = (row.status & constraint_status::kCheck) != 0;
-    if (isCheck && row.colid == colid.value_or(row.colid)) checks.push_back(row.constrid);
+    if (row.colid == colid.value_or(row.colid) && isCheck(records_, row)) {
+      checks.push_back(row.constrid);
+    }
   }
   std::ranges::sort(checks);
   return checks;

@@ -8,6 +8,7 @@
 #include "drivers/embedded/engine/ignored.h"
 #include "drivers/embedded/engine/merge_runner.h"
 #include "drivers/embedded/engine/statement_kinds.h"
+#include "drivers/embedded/engine/store_refusal.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/engine/utility.h"
 #include "drivers/embedded/tsql/overloaded.h"
@@ -92,10 +93,9 @@ BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
     if (error.is(message::sessionEnded)) session_.ended = true;
     reporter_.report(statement, error);
   } catch (const StoreError& error) {
-    reporter_.report(statement,
-                     error.isDuplicateKey()
-                         ? temporaries_.duplicateKeyError(error, statement.range.line)
-                         : ServerError(message::storeRefused, statement.range.line, error.what()));
+    reporter_.report(statement, error.isDuplicateKey()
+                                    ? temporaries_.duplicateKeyError(error, statement.range.line)
+                                    : storeRefusal(error, statement.range.line));
   }
   return Flow::Next;
 }
@@ -175,9 +175,11 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
           },
           [&](const OpenCursor& s) { return simple([&] { rows_.openCursor(s); }); },
           [&](const FetchCursor& s) { return simple([&] { rows_.fetchCursor(s); }); },
-          [&](const CloseCursor& s) { return simple([&] { session_.cursors.close(s.name); }); },
+          [&](const CloseCursor& s) {
+            return simple([&] { session_.cursors.close(s.name, frame_.line()); });
+          },
           [&](const DeallocateCursor& s) {
-            return simple([&] { session_.cursors.deallocate(s.name); });
+            return simple([&] { session_.cursors.deallocate(s.name, frame_.line()); });
           },
           [&](const Utility& s) { return simple([&] { runUtility(s, frame_, reporter_); }); },
           [&]<Definition Node>(const Node&) {

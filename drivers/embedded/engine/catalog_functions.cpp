@@ -19,6 +19,11 @@ using tsql::ServerError;
   throw ServerError(message::valueUnknown, kUnknownLine, name, (name.ends_with(')') ? "" : "()"));
 }
 
+void ungroupedColumn(FunctionCall& call) {
+  if (call.text(0).empty()) throw ServerError(message::groupByAll, kUnknownLine);
+  throw ServerError(message::columnBesideAggregates, kUnknownLine, call.text(0));
+}
+
 void unknownValue(FunctionCall& call) { refuseUnknown(std::string(call.text(0))); }
 
 // sizes
@@ -157,6 +162,7 @@ void sameTimestamp(FunctionCall& call) {
 void registerCatalogFunctions(Catalog& catalog, Running& running) {
   Database& store = catalog.store();
   constexpr int kAnyCount = -1;
+  store.addFunction("ungrouped_column", 1, FunctionKind::Fixed, ungroupedColumn);
   store.addFunction("unknown_value", kAnyCount, FunctionKind::Volatile, unknownValue);
   store.addFunction("new_id", 1, FunctionKind::Volatile, newId);
   store.addFunction("same_timestamp", 2, FunctionKind::Volatile, sameTimestamp);

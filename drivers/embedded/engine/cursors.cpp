@@ -30,9 +30,17 @@ void Cursors::open(const std::string& name, ResultSet rows) {
   cursor.fetched = 0;
 }
 
-void Cursors::close(const std::string& name) {
+Cursors::Cursor& Cursors::find(const std::string& name, std::uint32_t line) {
   const auto found = cursors_.find(name);
-  if (found != cursors_.end()) found->second.rows.reset();
+  if (found == cursors_.end()) throw ServerError(message::cursorNotFound, line, name);
+  return found->second;
+}
+
+void Cursors::close(const std::string& name, std::uint32_t line) { find(name, line).rows.reset(); }
+
+void Cursors::deallocate(const std::string& name, std::uint32_t line) {
+  find(name, line);
+  cursors_.erase(name);
 }
 
 // The row that a fetch goes to, from 0; one outside of the rows where there is none.
@@ -54,11 +62,8 @@ std::int64_t Cursors::wantedRow(const tsql::FetchCursor& fetch, const Cursor& cu
 
 Cursors::Fetched Cursors::fetch(const tsql::FetchCursor& fetch,
                                 const std::function<std::int64_t()>& offset, std::uint32_t line) {
-  const auto found = cursors_.find(fetch.name);
-  if (found == cursors_.end() || !found->second.rows) {
-    throw ServerError(message::cursorNotOpen, line, fetch.name);
-  }
-  Cursor& cursor = found->second;
+  Cursor& cursor = find(fetch.name, line);
+  if (!cursor.rows) throw ServerError(message::cursorNotOpen, line, fetch.name);
   const auto size = static_cast<std::int64_t>(cursor.rows->rows.size());
   const auto at = std::clamp<std::int64_t>(wantedRow(fetch, cursor, offset, line), -1, size);
   fetchedRow_ = at >= 0 && at < size;

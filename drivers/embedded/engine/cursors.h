@@ -29,15 +29,17 @@ class Cursors {
 
   /// With the rows of its query, before the first of them.
   void open(const std::string& name, ResultSet rows);
-  void close(const std::string& name);
-  void deallocate(const std::string& name) { cursors_.erase(name); }
+  /// Throw 557 where there is none of the name.
+  void close(const std::string& name, std::uint32_t line);
+  void deallocate(const std::string& name, std::uint32_t line);
 
   struct Fetched {
     const ResultSet& rows;   ///< all of the cursor
     const Row* row;          ///< null where there is none
     std::int64_t count = 0;  ///< rows that the cursor has given so far
   };
-  /// `offset` gives that of `absolute` and `relative`. Throws 559 for a cursor that is not open.
+  /// `offset` gives that of `absolute` and `relative`. Throws 557, and 559 for a cursor that is not
+  /// open.
   Fetched fetch(const tsql::FetchCursor& fetch, const std::function<std::int64_t()>& offset,
                 std::uint32_t line);
 
@@ -54,6 +56,7 @@ class Cursors {
     std::size_t next = 0;                ///< the row behind the one that it stands on
     std::int64_t fetched = 0;
   };
+  Cursor& find(const std::string& name, std::uint32_t line);
   static std::int64_t wantedRow(const tsql::FetchCursor& fetch, const Cursor& cursor,
                                 const std::function<std::int64_t()>& offset, std::uint32_t line);
 

@@ -41,6 +41,7 @@ void Definitions::dropObjects(const Drop& statement) {
 
 std::vector<NamedColumn> Definitions::viewColumns(const Query& query) {
   const Plan plan = frame_.plan([&](Translator& t) { return t.select(query); });
+  if (!plan.temporaries.empty()) throw ServerError(message::viewOfTemporary, query.range.line);
   std::vector<NamedColumn> columns;
   columns.reserve(plan.columns.size());
   for (const ResultColumn& column : plan.columns) columns.push_back({column.name, column.type});

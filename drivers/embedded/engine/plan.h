@@ -47,9 +47,9 @@ struct TemporaryUse {
   std::uint64_t definition;
 };
 
-/// The trigger that a change of rows fires.
+/// The triggers that a change of rows fires, in their order.
 struct FiredTrigger {
-  int id = 0;
+  std::vector<int> ids;
   int table = 0;
   std::string sqliteTable;
   std::vector<std::string> written;  ///< columns that the statement gives values to

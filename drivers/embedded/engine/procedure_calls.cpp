@@ -104,6 +104,8 @@ void ProcedureCalls::callSystem(const Execute& execute, const ObjectName& called
   }
   outcome.endProcedure(status);
   if (written() != before) server_.namesChanged();
+  // The database may have a new name.
+  session_.caller.database = server_.catalog.currentDatabase();
   if (!execute.statusVariable.empty()) {
     frame_.assign(execute.statusVariable, std::int64_t{status}, intType());
   }

@@ -96,7 +96,8 @@ std::string RowConditions::sameKey(const ForeignKeyRule& key, const std::string&
 std::string RowConditions::referenceHolds(const ForeignKeyRule& key, const Scope& row) {
   const Source& source = row.sources[0];
   const std::string referenced = translator_.newAlias();
-  std::string anyNull, found, itself;
+  std::vector<std::string> nulls;
+  std::string found, itself;
   for (std::size_t i = 0; i < key.columns.size(); ++i) {
     const auto at = [&](int colid) {
       const auto column = std::ranges::find(target_.columns, colid, &ColumnInfo::colid);
@@ -107,7 +108,7 @@ std::string RowConditions::referenceHolds(const ForeignKeyRule& key, const Scope
     };
     const SqlValue value = at(key.columns[i]);
     const std::string_view also = i == 0 ? "" : " AND ";
-    anyNull += value.sql + " IS NULL OR ";
+    nulls.push_back(value.sql + " IS NULL");
     if (key.isElsewhere()) continue;
     found.append(also).append(translator_.compared(
         BinaryOp::Equal, columnValue(key.referencedColumns, key.keys[i], referenced), value,
@@ -117,9 +118,11 @@ std::string RowConditions::referenceHolds(const ForeignKeyRule& key, const Scope
           translator_.compared(BinaryOp::Equal, at(key.keys[i]), value, translator_.caller().line));
     }
   }
-  if (key.isElsewhere()) return "(" + anyNull + "0)";
-  return "(" + anyNull + (itself.empty() ? "" : "(" + itself + ") OR ") + "EXISTS (SELECT 1 FROM " +
-         key.referencedTable + " AS " + referenced + " WHERE " + found + "))";
+  std::string free = "(" + joined(nulls, key.matchFull ? " AND " : " OR ") + ")";
+  if (key.isElsewhere()) return free;
+  return "(" + free + " OR " + (itself.empty() ? "" : "(" + itself + ") OR ") +
+         "EXISTS (SELECT 1 FROM " + key.referencedTable + " AS " + referenced + " WHERE " + found +
+         "))";
 }
 
 std::string RowConditions::checkText(const CheckRule& check, const Scope& row) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "drivers/embedded/catalog/ordered_triggers.h"
 #include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/lexer.h"
@@ -25,6 +26,7 @@ ForeignKeyRule ruleOf(Catalog& catalog, const SysReference& row) {
   key.referenced = row.reftabid;
   const bool isAtHand = catalog.objectById(row.reftabid).has_value();
   if (!isAtHand) key.database = row.pmrydbname.value_or("");
+  key.matchFull = (row.status & reference_status::kMatchFull) != 0;
   key.columns.assign(row.fokey.begin(), row.fokey.begin() + row.keycnt);
   key.keys.assign(row.refkey.begin(), row.refkey.begin() + row.keycnt);
   return key;
@@ -60,7 +62,7 @@ RowRules readRowRules(Catalog& catalog, int tableId) {
   for (const Slot slot : records.constraints.where<&SysConstraint::tableid>(tableId)) {
     const SysConstraint& row = records.constraints[slot];
     constraints.push_back(row.constrid);
-    if ((row.status & constraint_status::kCheck) != 0) checks.push_back(row.constrid);
+    if (isCheck(records, row)) checks.push_back(row.constrid);
   }
   std::ranges::sort(checks);
   for (const int id : checks) {

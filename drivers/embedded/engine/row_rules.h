@@ -25,9 +25,10 @@ struct BoundRule {
 
 struct ForeignKeyRule {
   std::string constraint;
-  int referencing = 0;   ///< table
-  int referenced = 0;    ///< table
-  std::string database;  ///< that the referenced table is in; empty for the one of the rows
+  int referencing = 0;     ///< table
+  int referenced = 0;      ///< table
+  std::string database;    ///< that the referenced table is in; empty for the one of the rows
+  bool matchFull = false;  ///< null in all of the columns or in none
   std::vector<int> columns;
   std::vector<int> keys;        ///< of the referenced table, as many
   std::string referencedTable;  ///< in SQLite

@@ -159,14 +159,15 @@ class RowScanner {
       end = endOfDigits(point + 1);
       digits += end - point - 1;
     }
-    if (digits == 0) return false;
+    // Larger ones may be out of range.
+    if (digits == 0 || digits > kMostDigits) return false;
     if (!isMoney && end < batch_.size() && (batch_[end] == 'e' || batch_[end] == 'E')) {
       std::size_t exponent = end + 1;
       if (exponent < batch_.size() && (batch_[exponent] == '+' || batch_[exponent] == '-')) {
         ++exponent;
       }
       end = endOfDigits(exponent);
-      if (end == exponent) return false;
+      if (end == exponent || end - exponent > kMostExponentDigits) return false;
       value.kind = Kind::Float;
     }
     if (isMoney) value.kind = Kind::Money;
@@ -183,6 +184,9 @@ class RowScanner {
     value.end = static_cast<std::uint32_t>(at_);
     return true;
   }
+
+  static constexpr std::size_t kMostDigits = 38;
+  static constexpr std::size_t kMostExponentDigits = 2;
 
   std::string_view batch_;
   bool hasQuotedNames_;

@@ -57,7 +57,7 @@ FoundColumn Scope::resolve(const tsql::ColumnRef& reference, std::uint32_t line)
       if (!source) continue;
       const SourceColumn* column = scope->sources[*source].find(reference.column);
       if (column == nullptr) throw invalidName();
-      return {*source, isOuter, column, scope->sources[*source].sqlOf(*column)};
+      return {*source, scope, isOuter, column, scope->sources[*source].sqlOf(*column)};
     }
     std::optional<FoundColumn> found;
     for (std::size_t i = 0; i < scope->sources.size(); ++i) {
@@ -66,7 +66,7 @@ FoundColumn Scope::resolve(const tsql::ColumnRef& reference, std::uint32_t line)
       if (found) {
         throw tsql::ServerError(message::ambiguousColumn, line, reference.column);
       }
-      found = {i, isOuter, column, scope->sources[i].sqlOf(*column)};
+      found = {i, scope, isOuter, column, scope->sources[i].sqlOf(*column)};
     }
     if (found) return *found;
   }

@@ -38,8 +38,11 @@ struct Source {
   }
 };
 
+struct Scope;
+
 struct FoundColumn {
   std::size_t source;  ///< in the scope where it was found
+  const Scope* home;   ///< that scope
   bool isOuter;        ///< in a scope around the one that was asked
   const SourceColumn* column;
   std::string sql;
@@ -48,10 +51,23 @@ struct FoundColumn {
 /// Where the expression stands that is translated, which decides whether it may aggregate the rows.
 enum class Clause { Other, Where, GroupBy, Having, Set, Definition };
 
+/// What the select list of a query with groups asks of them. It may name columns that a group does
+/// not have one value of; the result then has the rows of the table, each with what is computed for
+/// its group, which a query of its own computes.
+struct Grouping {
+  std::vector<std::string> keys;         ///< as SQL
+  std::vector<std::string> expressions;  ///< those keys that are no columns, with texts written out
+  std::string rowColumn;                 ///< a column that was named and is no key
+  bool isJoined = false;                 ///< aggregates are those of the query of the groups
+  std::string alias;                     ///< of that query
+  std::vector<std::string> aggregates;   ///< its columns a1, a2, ...
+};
+
 struct Scope {
   const Scope* outer = nullptr;
   std::vector<Source> sources = {};
   Clause clause = Clause::Other;
+  Grouping* grouping = nullptr;  ///< null without groups
 
   /// The scope, this or one around it, that a reference leads to; null if there is none.
   const Scope* home(const tsql::ColumnRef& reference) const;

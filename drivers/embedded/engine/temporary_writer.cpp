@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 
 #include "drivers/embedded/catalog/keys.h"
 #include "drivers/embedded/catalog/writer.h"
@@ -23,6 +24,7 @@ ServerError notKept(const std::string& table, std::string_view what, std::uint32
 void TemporaryWriter::create(const CreateTable& statement) {
   TemporaryTable table;
   table.name = statement.name.name;
+  std::set<std::string_view> names;
   table.allPages = statement.lockScheme.empty() || statement.lockScheme == "allpages";
   for (const ColumnDefinition& definition : statement.columns) {
     Caller caller = session_.caller;
@@ -30,6 +32,9 @@ void TemporaryWriter::create(const CreateTable& statement) {
     if (definition.computed) throw notKept(table.name, "computed columns", caller.line);
     ColumnInfo column;
     column.name = definition.name;
+    if (!names.insert(definition.name).second) {
+      throw ServerError(message::duplicateColumn, caller.line, column.name, table.name);
+    }
     const ColumnType declared = server_.catalog.resolveType(definition.type, caller);
     const bool nullable = definition.nullability == Nullability::Unspecified
                               ? declared.nullable

@@ -73,11 +73,24 @@ const Scope* Translator::requireAggregation(const Expr& argument, const Scope* s
 
 SqlValue Translator::aggregate(const FunctionRule& rule, const Call& call, const Expr& expr,
                                const Scope* scope) {
+  const Scope* rows = requireAggregation(*call.arguments[0], scope, expr.range.line);
+  SqlValue result = aggregateOf(rows, rule, call, expr, scope);
+  Grouping* grouping = rows == nullptr ? nullptr : rows->grouping;
+  if (grouping == nullptr || !grouping->isJoined) return result;
+  auto& known = grouping->aggregates;
+  const auto found = std::ranges::find(known, result.sql);
+  const auto number = found - known.begin() + 1;
+  if (found == known.end()) known.push_back(result.sql);
+  result.sql = grouping->alias + ".a" + std::to_string(number);
+  return result;
+}
+
+SqlValue Translator::aggregateOf(const Scope* rows, const FunctionRule& rule, const Call& call,
+                                 const Expr& expr, const Scope* scope) {
   const std::string name(rule.name);
   const bool counts = name == "count" || name == "count_big";
   const ColumnType countType = name == "count" ? intType() : plainType(TypeKind::Bigint, false);
   const std::uint32_t line = expr.range.line;
-  const Scope* rows = requireAggregation(*call.arguments[0], scope, line);
   if (as<Star>(*call.arguments[0])) {
     if (!counts) throw ServerError(message::syntax, line, "*");
     return {"count(*)", countType};

@@ -61,6 +61,21 @@ std::string joined(const std::vector<std::string>& parts, const char* separator)
   return result;
 }
 
+std::string chained(std::span<const std::string> parts, const char* separator) {
+  constexpr std::size_t kLongest = 200;
+  std::string result;
+  if (parts.size() > kLongest) {
+    const std::size_t half = parts.size() / 2;
+    return "(" + chained(parts.first(half), separator) + ")" + separator + "(" +
+           chained(parts.subspan(half), separator) + ")";
+  }
+  for (const std::string& part : parts) {
+    if (!result.empty()) result += separator;
+    result += part;
+  }
+  return result;
+}
+
 std::string Translator::ruleCondition(const Expr& rule, SqlValue ruled) {
   ruled_ = std::move(ruled);
   std::string sql = condition(rule, nullptr, Polarity::Any);
@@ -80,7 +95,7 @@ std::string Translator::condition(const Expr& expr, const Scope* scope, Polarity
             parts.reserve(e.operands.size());
             for (const auto& operand : e.operands)
               parts.push_back(condition(*operand, scope, inner));
-            return "(" + joined(parts, e.op == LogicalOp::And ? " AND " : " OR ") + ")";
+            return "(" + chained(parts, e.op == LogicalOp::And ? " AND " : " OR ") + ")";
           },
           [&](const Unary& e) {
             if (e.op != UnaryOp::Not) throw ServerError(message::syntaxAnywhere, line);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/globals.h"
 #include "drivers/embedded/engine/translator.h"
@@ -21,6 +22,32 @@ constexpr std::size_t kMostBoundTexts = 100;
 
 ServerError syntaxError(const std::string& near, std::uint32_t line) {
   return ServerError(message::syntax, line, near);
+}
+
+// Whatever the tables hold; not every query that does is found.
+bool hasOneRow(const Query& query) {
+  if (!query.isSingle()) return false;
+  const Select& select = query.terms.front().select;
+  if (select.from.empty() || select.top == 1 || (query.limit && query.limit->count == 1)) {
+    return true;
+  }
+  const auto* call = as<Call>(*select.items.front().value);
+  return call != nullptr && isAggregateName(call->function.name) && select.groupBy.empty() &&
+         !select.having;
+}
+
+// Of the unsigned types whose values an int may be taken from; 0 for any other type.
+std::int64_t largestUnsigned(TypeKind kind) {
+  switch (kind) {
+    case TypeKind::Tinyint:
+      return 0xff;
+    case TypeKind::Usmallint:
+      return 0xffff;
+    case TypeKind::Uint:
+      return 0xffff'ffff;
+    default:
+      return 0;
+  }
 }
 
 bool isVaryingText(TypeKind kind) { return isCharacter(kind) && !isFixedWidthText(kind); }
@@ -90,6 +117,12 @@ std::vector<SqlValue> Translator::boundValues(const std::vector<ExprPtr>& expres
 
 SqlValue Translator::value(const Expr& expr, const Scope* scope) {
   const std::uint32_t line = expr.range.line;
+  if (isKeyExpression(expr, scope)) {
+    isWithinKey_ = true;
+    SqlValue result = value(expr, scope);
+    isWithinKey_ = false;
+    return result;
+  }
   SqlValue result =
       std::visit(Overloaded{
                      [&](const Literal& e) { return literal(e); },
@@ -100,6 +133,7 @@ SqlValue Translator::value(const Expr& expr, const Scope* scope) {
                        const FoundColumn found = (scope ? *scope : kNoTables).resolve(e, line);
                        SqlValue result{found.sql, found.column->type, e.column};
                        result.isColumn = true;
+                       noteColumn(found.home, *found.column, found.sql);
                        return result;
                      },
                      [&](const Unary& e) { return unary(e, expr, scope); },
@@ -120,7 +154,7 @@ SqlValue Translator::value(const Expr& expr, const Scope* scope) {
 }
 
 std::string Translator::textLiteral(const Literal& literal, const std::string& text) {
-  if (parameters_.size() >= kMostBoundTexts) {
+  if (writesTexts_ || parameters_.size() >= kMostBoundTexts) {
     holdsTexts_ |= literal.slot >= 0;
     return quotedText(text);
   }
@@ -208,6 +242,12 @@ SqlValue Translator::unary(const Unary& unary, const Expr& expr, const Scope* sc
     operand.type = intType(true);
   }
   const bool complement = unary.op == UnaryOp::BitNot;
+  if (const std::int64_t most = largestUnsigned(operand.type.kind); most != 0) {
+    if (complement) return {"(" + std::to_string(most) + " - " + operand.sql + ")", operand.type};
+    const ColumnType type = intType(operand.type.nullable);
+    const std::string kind = std::to_string(static_cast<int>(type.kind));
+    return {"in_range(-" + operand.sql + ", " + kind + ")", type};
+  }
   if (complement && operand.type.kind == TypeKind::Ubigint) {
     return {"unsigned_result('^', " + operand.sql + ", '18446744073709551615')", operand.type};
   }
@@ -390,7 +430,9 @@ SqlValue Translator::scalarSubquery(const Query& inner, const Scope* scope) {
   if (text.columns.size() != 1) {
     throw ServerError(message::starInSubquery, inner.range.line);
   }
-  return {"(" + text.sql + ")", withNullability(text.columns[0].type, true)};
+  const ColumnType type = withNullability(text.columns[0].type, true);
+  if (hasOneRow(inner)) return {"(" + text.sql + ")", type};
+  return {"(SELECT only_value(r1) FROM (" + text.sql + "))", type};
 }
 
 SqlValue Translator::convertValue(const Convert& convert, const Expr& expr, const Scope* scope) {

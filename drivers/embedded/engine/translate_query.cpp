@@ -117,6 +117,7 @@ std::vector<SqlValue> Translator::selectItems(const Select& select, const Scope&
     for (std::size_t i = 0; i < scope.sources.size(); ++i) {
       if (only && *only != i) continue;
       for (const SourceColumn& column : *scope.sources[i].columns) {
+        noteColumn(&scope, column, scope.sources[i].sqlOf(column));
         items.push_back({scope.sources[i].sqlOf(column), column.type, column.name});
         items.back().isColumn = true;
       }
@@ -126,18 +127,26 @@ std::vector<SqlValue> Translator::selectItems(const Select& select, const Scope&
 }
 
 // SQLite knows that all rows are one group only by an aggregate in the select list.
-void Translator::makeOneGroup(const Select& select, SelectText& text) {
-  const auto isColumn = [](const Expr& part) { return as<ColumnRef>(part) || as<Star>(part); };
-  for (const SelectItem& item : select.items) {
-    if (!anyWithin(*item.value, isColumn)) continue;
-    throw ServerError(message::columnsBesideHaving, item.value->range.line);
-  }
+void Translator::makeOneGroup(SelectText& text) {
   std::string& sql = text.items.front().sql;
   sql = "CASE WHEN count(*) >= 0 THEN " + sql + " END";
 }
 
+// Of a query that only has to have rows or none, the select list says nothing.
+void Translator::groupedText(const Select& select, Scope& scope, QueryUse use, SelectText& text) {
+  groupKeys(select, scope, text);
+  text.items = selectItems(select, scope);
+  if (use == QueryUse::Existence) text.grouping->rowColumn.clear();
+  const std::string condition = select.having ? having(*select.having, scope) : "";
+  if (!text.grouping->rowColumn.empty()) {
+    joinGroups(select, scope, text);
+  } else if (!condition.empty()) {
+    text.tail += " HAVING " + condition;
+  }
+}
+
 Translator::SelectText Translator::selectText(const Select& select, const Query& whole,
-                                              Scope& scope) {
+                                              Scope& scope, QueryUse use) {
   SelectText text;
   text.distinct = select.distinct;
   text.limit = select.top.value_or(0);
@@ -150,20 +159,14 @@ Translator::SelectText Translator::selectText(const Select& select, const Query&
     from.conditions.push_back(condition(*select.having, &scope, Polarity::Positive));
   }
   scope.clause = Clause::Other;
-  text.items = selectItems(select, scope);
   if (!from.sql.empty()) text.tail = " FROM " + from.sql;
-  for (std::size_t i = 0; i < from.conditions.size(); ++i) {
-    text.tail += (i == 0 ? " WHERE " : " AND ") + from.conditions[i];
+  if (!from.conditions.empty()) text.tail += " WHERE " + chained(from.conditions, " AND ");
+  if (text.hasGroups) {
+    text.rowsFrom = std::move(from.sql);
+    groupedText(select, scope, use, text);
+  } else {
+    text.items = selectItems(select, scope);
   }
-  scope.clause = Clause::GroupBy;
-  for (std::size_t i = 0; i < select.groupBy.size(); ++i) {
-    text.tail += (i == 0 ? " GROUP BY " : ", ") + collated(value(*select.groupBy[i], &scope));
-  }
-  if (select.having && text.hasGroups) {
-    scope.clause = Clause::Having;
-    text.tail += " HAVING " + condition(*select.having, &scope, Polarity::Any);
-  }
-  scope.clause = Clause::Other;
   // Rows that the order leaves equal stay as the table has them.
   const bool oneTable = scope.sources.size() == 1 && !scope.sources[0].sqliteTable.empty();
   if (whole.isSingle() && oneTable && !select.distinct && !text.hasGroups) {
@@ -252,27 +255,34 @@ Translator::QueryText Translator::query(const Query& whole, const Scope* outer, 
   Scope firstScope{outer};
   for (const UnionTerm& term : whole.terms) {
     Scope scope{outer};
-    terms.push_back(selectText(term.select, whole, scope));
+    terms.push_back(selectText(term.select, whole, scope, use));
     if (terms.size() == 1) firstScope = std::move(scope);
   }
   if (terms.size() > 1) uniteTypes(terms, whole.range.line);
   const bool sets = terms.size() > 1;
+  std::string order;
+  if (use != QueryUse::Existence) order = orderText(whole, terms.front(), firstScope);
+  if (const Grouping* grouping = terms.front().grouping.get();
+      grouping != nullptr && !grouping->isJoined && !grouping->rowColumn.empty()) {
+    refuseColumn(terms.front());
+  }
   QueryText result;
   for (std::size_t i = 0; i < terms.size(); ++i) {
     if (i > 0) result.sql += whole.terms[i].all ? " UNION ALL " : " UNION ";
     const bool collate = sets || terms[i].distinct || use == QueryUse::Values;
     result.sql += terms[i].distinct ? "SELECT DISTINCT " : "SELECT ";
     const Select& select = whole.terms[i].select;
+    const bool isJoined = terms[i].grouping && terms[i].grouping->isJoined;
     const bool isBare = select.groupBy.empty() && !aggregates(select);
     if (use == QueryUse::Existence && !sets && isBare) {
-      result.sql += terms[i].hasGroups ? "count(*)" : "1";
+      result.sql += terms[i].hasGroups && !isJoined ? "count(*)" : "1";
     } else {
-      if (isBare && terms[i].hasGroups) makeOneGroup(select, terms[i]);
+      if (isBare && terms[i].hasGroups && !isJoined) makeOneGroup(terms[i]);
       result.sql += listed(terms[i].items, collate);
     }
-    result.sql += terms[i].tail;
+    result.sql += isJoined ? joinedTail(terms[i]) : terms[i].tail;
   }
-  if (use != QueryUse::Existence) result.sql += orderText(whole, terms.front(), firstScope);
+  result.sql += order;
   std::uint64_t limit = terms.front().limit;
   if (use == QueryUse::Result && context_.rowLimit != 0) {
     limit = limit == 0 ? context_.rowLimit : std::min(limit, context_.rowLimit);

@@ -22,6 +22,7 @@
 #include "drivers/embedded/engine/row_rules.h"
 #include "drivers/embedded/engine/scope.h"
 #include "drivers/embedded/engine/variables.h"
+#include "drivers/embedded/engine/view_target.h"
 #include "drivers/embedded/tsql/ast/data_statements.h"
 
 namespace kelvane::embedded {
@@ -121,6 +122,8 @@ class Translator {
                        std::uint32_t line);
   QueryText query(const tsql::Query& query, const Scope* outer, QueryUse use);
   Source sourceOf(const tsql::NamedTable& table);
+  /// What the view shows of a row of its table.
+  ViewedRow viewed(const ViewTarget& view, Source row);
   /// The sources of a from list, before any of it is translated.
   Scope sourcesOf(const std::vector<tsql::TableRefPtr>& from);
   void addSources(const tsql::TableRef& table, Scope& scope);
@@ -138,7 +141,10 @@ class Translator {
     std::vector<SqlValue> items;
     bool distinct = false;
     bool hasGroups = false;
-    std::string tail;  // from the word FROM on
+    std::string tail;                         // from the word FROM on
+    std::unique_ptr<Grouping> grouping = {};  // null without groups
+    std::string rowsFrom = {};
+    std::string having = {};  // where rows are joined to their groups
     std::string rowOrder;
     std::uint64_t limit = 0;
   };
@@ -148,13 +154,25 @@ class Translator {
   };
 
   // translate_query.cpp
-  SelectText selectText(const tsql::Select& select, const tsql::Query& whole, Scope& scope);
+  SelectText selectText(const tsql::Select& select, const tsql::Query& whole, Scope& scope,
+                        QueryUse use);
+  void groupedText(const tsql::Select& select, Scope& scope, QueryUse use, SelectText& text);
   std::vector<SqlValue> selectItems(const tsql::Select& select, const Scope& scope);
-  static void makeOneGroup(const tsql::Select& select, SelectText& text);
+  static void makeOneGroup(SelectText& text);
   static std::string orderedBy(const SelectText& first, std::size_t ordinal,
                                const tsql::Query& query);
   std::string orderText(const tsql::Query& query, const SelectText& first, const Scope& scope);
   void uniteTypes(std::vector<SelectText>& terms, std::uint32_t line);
+
+  // translate_groups.cpp
+  bool isKeyExpression(const tsql::Expr& expr, const Scope* scope);
+  std::string keyText(const tsql::Expr& expr, const Scope* scope);
+  void noteColumn(const Scope* home, const SourceColumn& column, const std::string& sql) const;
+  void groupKeys(const tsql::Select& select, Scope& scope, SelectText& text);
+  void joinGroups(const tsql::Select& select, Scope& scope, SelectText& text);
+  static void refuseColumn(SelectText& text);
+  std::string having(const tsql::Expr& condition, Scope& scope);
+  static std::string joinedTail(const SelectText& text);
 
   // translate_from.cpp
   FromText fromText(const std::vector<tsql::TableRefPtr>& from, const tsql::Expr* where,
@@ -199,6 +217,8 @@ class Translator {
   SqlValue call(const tsql::Call& call, const tsql::Expr& expr, const Scope* scope);
   SqlValue aggregate(const FunctionRule& rule, const tsql::Call& call, const tsql::Expr& expr,
                      const Scope* scope);
+  SqlValue aggregateOf(const Scope* rows, const FunctionRule& rule, const tsql::Call& call,
+                       const tsql::Expr& expr, const Scope* scope);
   const Scope* requireAggregation(const tsql::Expr& argument, const Scope* scope,
                                   std::uint32_t line) const;
   SqlValue datePartCall(const std::string& name, const tsql::Call& call, const tsql::Expr& expr,
@@ -224,6 +244,8 @@ class Translator {
   std::vector<NullAssumption> assumptions_;
   std::vector<TemporaryUse> temporaries_;
   bool holdsTexts_ = false;
+  bool writesTexts_ = false;  // while keys are compared: texts are written, not bound
+  bool isWithinKey_ = false;  // while an expression is translated that is a key of the groups
   std::vector<std::string> assignedVariables_;
   std::string
       joinedTables_;  // by the conjuncts of the query at hand; each row meets one row of them
@@ -245,6 +267,8 @@ std::string quotedText(std::string_view text);
 /// `"name"`
 std::string quotedName(std::string_view name);
 std::string joined(const std::vector<std::string>& parts, const char* separator);
+/// The same for a chain of `AND` or `OR`, of which SQLite takes no more than so many in a row.
+std::string chained(std::span<const std::string> parts, const char* separator);
 /// With the blanks of a column of fixed width.
 std::string shownText(const SqlValue& value);
 /// Values that SQL collates without trailing blanks where they are texts.

@@ -120,10 +120,11 @@ class FiredRows {
 };
 
 std::int64_t TriggerRunner::change(const Plan& plan, const std::function<std::int64_t()>& write) {
+  std::vector<int> triggers;
+  if (plan.trigger) triggers = plan.trigger->ids;
   // A trigger does not fire itself.
-  const bool fires = plan.trigger && (session_.firing == nullptr ||
-                                      session_.firing->trigger.id != plan.trigger->id);
-  if (fires) return fire(plan, write);
+  if (session_.firing != nullptr) std::erase(triggers, session_.firing->running);
+  if (!triggers.empty()) return fire(plan, triggers, write);
   if (plan.tests.empty()) return write();
   Savepoint savepoint(server_.catalog.store());
   const std::int64_t rows = write();
@@ -132,7 +133,8 @@ std::int64_t TriggerRunner::change(const Plan& plan, const std::function<std::in
   return rows;
 }
 
-std::int64_t TriggerRunner::fire(const Plan& plan, const std::function<std::int64_t()>& write) {
+std::int64_t TriggerRunner::fire(const Plan& plan, const std::vector<int>& triggers,
+                                 const std::function<std::int64_t()>& write) {
   // Outside of what an undone change takes with it.
   FiredRows fired(session_, *plan.trigger);
   std::optional<Savepoint> savepoint(std::in_place, server_.catalog.store());
@@ -150,10 +152,13 @@ std::int64_t TriggerRunner::fire(const Plan& plan, const std::function<std::int6
     session_.temporaries.forgetLost();
   };
   try {
-    const RunningTrigger running(session_, firing);
-    run(firing, rows);
-    // A rollback in the trigger ends the batch that fired it.
-    if (!savepoint) throw BatchEnded{};
+    for (const int trigger : triggers) {
+      firing.running = trigger;
+      const RunningTrigger running(session_, firing);
+      run(firing, rows);
+      // A rollback in the trigger ends the batch that fired it.
+      if (!savepoint) throw BatchEnded{};
+    }
     session_.transactions.keepSavepoints(firing.before);
   } catch (const TriggerUndone&) {
     undo();
@@ -169,7 +174,7 @@ std::int64_t TriggerRunner::fire(const Plan& plan, const std::function<std::int6
 
 void TriggerRunner::run(const Firing& firing, std::int64_t rows) {
   constexpr int kOfTriggers = 0;
-  const auto object = server_.catalog.objectById(firing.trigger.id);
+  const auto object = server_.catalog.objectById(firing.running);
   const auto stored = object ? server_.procedure(*object, kOfTriggers) : nullptr;
   const auto* create =
       stored ? std::get_if<CreateTrigger>(&stored->statements.front()->node) : nullptr;

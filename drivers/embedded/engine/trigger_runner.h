@@ -22,6 +22,7 @@ struct Firing {
   std::optional<Savepoint>& savepoint;  ///< before the change; none when that was undone
   Transactions::Mark before;
   Firing* outer;
+  int running = 0;  ///< which of the triggers
 
   /// Whether the statement gave values to the column.
   bool hasWritten(const std::string& column) const {
@@ -44,7 +45,8 @@ class TriggerRunner {
   [[noreturn]] void rollBackTrigger(const std::function<void()>& before);
 
  private:
-  std::int64_t fire(const Plan& plan, const std::function<std::int64_t()>& write);
+  std::int64_t fire(const Plan& plan, const std::vector<int>& triggers,
+                    const std::function<std::int64_t()>& write);
   void run(const Firing& firing, std::int64_t rows);
 
   Frame& frame_;

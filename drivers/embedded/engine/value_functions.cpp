@@ -2,6 +2,8 @@
 
 #include <charconv>
 #include <limits>
+#include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -140,6 +142,19 @@ void uncut(FunctionCall& call) {
   call.result(call.cell(3));
 }
 
+// Of a subquery that stands for a value.
+class OnlyValue final : public Aggregate {
+ public:
+  void step(FunctionCall& row) override {
+    if (found_) throw ServerError(message::subqueryOfSeveralRows, kUnknownLine);
+    found_ = row.cell(0);
+  }
+  Cell finish() override { return found_ ? std::move(*found_) : Cell{}; }
+
+ private:
+  std::optional<Cell> found_;
+};
+
 // What is unknown breaks no rule.
 void obeyed(FunctionCall& call) {
   if (!call.isNull(0) && call.integer(0) == 0) {
@@ -165,6 +180,7 @@ void registerValueFunctions(Database& store) {
   add("required", 3, required);
   store.addFunction("uncut", 4, FunctionKind::Volatile, uncut);
   store.addFunction("obeyed", 3, FunctionKind::Volatile, obeyed);
+  store.addAggregate("only_value", 1, [] { return std::make_unique<OnlyValue>(); });
 }
 
 }  // namespace kelvane::embedded

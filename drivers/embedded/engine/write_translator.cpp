@@ -1,7 +1,9 @@
 #include "drivers/embedded/engine/write_translator.h"
 
 #include <algorithm>
+#include <iterator>
 
+#include "drivers/embedded/catalog/ordered_triggers.h"
 #include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/temporary_tables.h"
 #include "drivers/embedded/engine/typing.h"
@@ -34,8 +36,18 @@ const ObjectName& realName(const ObjectName& target, const std::vector<TableRefP
   return target;
 }
 
+const ColumnInfo& columnOf(const WriteTarget& target, const ViewColumn& column,
+                           std::uint32_t line) {
+  if (!column.column) throw ServerError(message::viewColumnDerived, line, target.view->name);
+  return target.columns.at(*column.column);
+}
+
 const ColumnInfo& requireColumn(const WriteTarget& target, const std::string& name,
                                 std::uint32_t line) {
+  for (const ViewColumn& column : target.viewColumns) {
+    if (column.name == name) return columnOf(target, column, line);
+  }
+  if (target.view != nullptr) throw ServerError(message::unknownColumn, line, name);
   for (const ColumnInfo& column : target.columns) {
     const bool isMeant = column.name == name || (name == "syb_identity" && column.type.identity);
     if (!isMeant) continue;
@@ -86,17 +98,21 @@ WriteTarget WriteTranslator::writeTarget(const ObjectName& name) {
   }
   Caller caller = translator_.caller();
   caller.line = name.range.line;
-  const ObjectInfo object = translator_.context().catalog.requireObject(name, caller);
+  Catalog& catalog = translator_.context().catalog;
+  ObjectInfo object = catalog.requireObject(name, caller);
+  if (object.type == "V") {
+    target.view = std::make_shared<const ViewTarget>(viewTarget(catalog, object, caller));
+    object = target.view->table;
+    target.name = object.name;
+  }
   if (object.type == "S") {
     throw ServerError(message::systemTableWritten, name.range.line);
-  }
-  if (object.type == "V") {
-    throw ServerError(message::viewNotUpdatable, name.range.line, name.name);
   }
   if (object.sqliteTable.empty()) throw notFound();
   target.id = object.id;
   target.sqliteTable = object.sqliteTable;
   target.columns = translator_.columns(object.id);
+  if (target.view != nullptr) target.viewColumns = viewColumns(target);
   return target;
 }
 
@@ -144,16 +160,18 @@ std::vector<const ColumnInfo*> WriteTranslator::listedColumns(const Insert& stat
     if (column.type.identity && !translator_.context().identityInsert) {
       throw ServerError(message::identityValueGiven, line, target.name);
     }
+    if (std::ranges::find(columns, &column) != columns.end()) {
+      throw ServerError(message::columnWrittenTwice, line, name);
+    }
     columns.push_back(&column);
   }
-  if (statement.columns.empty()) {
-    for (const ColumnInfo& column : target.columns) {
-      if (column.computed.empty() &&
-          (!column.type.identity || translator_.context().identityInsert)) {
-        columns.push_back(&column);
-      }
-    }
-  }
+  if (!statement.columns.empty()) return columns;
+  const auto add = [&](const ColumnInfo& column) {
+    const bool isGiven = !column.type.identity || translator_.context().identityInsert;
+    if (column.computed.empty() && isGiven) columns.push_back(&column);
+  };
+  for (const ViewColumn& column : target.viewColumns) add(columnOf(target, column, line));
+  if (target.view == nullptr) std::ranges::for_each(target.columns, add);
   return columns;
 }
 
@@ -163,10 +181,10 @@ std::optional<FiredTrigger> WriteTranslator::triggerOf(const WriteTarget& target
   if (target.isTemporary()) return std::nullopt;
   const SystemRecords& records = translator_.context().catalog.recordsOf(target.id);
   const SysObject* table = records.object(target.id);
-  if (table == nullptr || (table->sysstat2 & slot.disabled) != 0) return std::nullopt;
-  const int id = table->*slot.column;
-  if (records.object(id) == nullptr) return std::nullopt;
-  return FiredTrigger{id, target.id, target.sqliteTable, std::move(written)};
+  if (table == nullptr) return std::nullopt;
+  std::vector<int> ids = firedTriggers(records, *table, slot);
+  if (ids.empty()) return std::nullopt;
+  return FiredTrigger{std::move(ids), target.id, target.sqliteTable, std::move(written)};
 }
 
 Plan WriteTranslator::finishInsert(const WriteTarget& target,
@@ -176,16 +194,19 @@ Plan WriteTranslator::finishInsert(const WriteTarget& target,
   const RowRules& rules = conditions.rules();
   const bool insertsOneRow = from.empty();
   std::string names, selected;
+  const bool restrictsRows = rules.restrictsRows() || checksRows(target);
   for (const WrittenColumn& written : columns) {
     const std::string name = quotedName(written.column->sqliteColumn);
     names += (names.empty() ? "" : ", ") + name;
     selected += (selected.empty() ? "" : ", ") + written.sql;
-    if (rules.restrictsRows()) selected += " AS " + name;
+    if (restrictsRows) selected += " AS " + name;
   }
   std::string query = "SELECT " + selected + from;
-  if (rules.restrictsRows()) {
+  if (restrictsRows) {
     const std::string row = translator_.newAlias();
-    const auto obeyed = conditions.conditions(conditions.newRow(row, {}), {nullptr, insertsOneRow});
+    const Scope newRow = conditions.newRow(row, {});
+    auto obeyed = conditions.conditions(newRow, {nullptr, insertsOneRow});
+    std::ranges::move(checkOptions(target, newRow), std::back_inserter(obeyed));
     // The limit keeps SQLite from writing the values, identities among them, in two places.
     query = "SELECT " + names + " FROM (" + query + " LIMIT -1) AS " + row;
     query += " WHERE " + (obeyed.empty() ? "1" : joined(obeyed, " AND "));
@@ -284,14 +305,19 @@ WriteTranslator::JoinedTarget WriteTranslator::joinedTarget(const ObjectName& na
   JoinedTarget joined;
   const Scope probe = translator_.sourcesOf(from);
   std::optional<std::size_t> source = probe.sourceNamed(name);
+  const auto isTarget = [&](std::size_t i) {
+    return target.view == nullptr && probe.sources[i].sqliteTable == target.sqliteTable;
+  };
   for (std::size_t i = 0; !source && i < probe.sources.size(); ++i) {
-    if (probe.sources[i].sqliteTable == target.sqliteTable) source = i;
+    if (isTarget(i)) source = i;
   }
+  std::vector<std::string> conditions;
   std::string extra;
-  if (!source) {
-    NamedTable self;
-    self.name = name;
-    joined.scope.sources.push_back(translator_.sourceOf(self));
+  const bool isListed = source.has_value();
+  if (!isListed) {
+    ChangedRows rows = changedRows(name, target);
+    joined.scope.sources.push_back(std::move(rows.source));
+    conditions = std::move(rows.conditions);
     extra = target.sqliteTable + " AS " + joined.scope.sources[0].sqlAlias + ", ";
     source = 0;
   }
@@ -299,15 +325,27 @@ WriteTranslator::JoinedTarget WriteTranslator::joinedTarget(const ObjectName& na
   joined.scope.clause = Clause::Where;
   std::size_t next = joined.scope.sources.size();
   for (const auto& table : from) translator_.addSources(*table, joined.scope);
+  if (isListed && target.view != nullptr) {
+    if (from.size() != joined.scope.sources.size()) {
+      throw ServerError(message::notSupported, name.range.line,
+                        "Changes of a view that is joined with 'join'");
+    }
+    Source& view = joined.scope.sources[*source];
+    ChangedRows rows = changedRows(name, target);
+    rows.source.exposedName = view.exposedName;
+    view = std::move(rows.source);
+    conditions = std::move(rows.conditions);
+  }
   std::string list;
   for (const auto& table : from) {
     list += (list.empty() ? "" : ", ") + translator_.renderTable(*table, joined.scope, next);
   }
   joined.from = " FROM " + extra + list;
   if (where != nullptr) {
-    joined.from +=
-        " WHERE " + translator_.condition(*where, &joined.scope, Translator::Polarity::Positive);
+    conditions.push_back(
+        translator_.condition(*where, &joined.scope, Translator::Polarity::Positive));
   }
+  if (!conditions.empty()) joined.from += " WHERE " + chained(conditions, " AND ");
   return joined;
 }
 
@@ -321,14 +359,8 @@ Plan WriteTranslator::update(const Update& statement) {
   if (joins) {
     rows = joinedTarget(statement.target, target, statement.from, statement.where.get());
   } else {
-    NamedTable self;
-    self.name = name;
-    rows.scope.sources.push_back(translator_.sourceOf(self));
     rows.scope.clause = Clause::Where;
-    if (statement.where) {
-      where = " WHERE " +
-              translator_.condition(*statement.where, &rows.scope, Translator::Polarity::Positive);
-    }
+    where = whereText(name, target, statement.where.get(), rows.scope);
     rows.from = " FROM " + target.sqliteTable + " AS " + rows.scope.sources[0].sqlAlias + where;
   }
   rows.scope.clause = Clause::Set;
@@ -344,6 +376,9 @@ Plan WriteTranslator::update(const Update& statement) {
     const ColumnInfo& column = requireColumn(target, assignment.column, line);
     const std::string sql =
         filled(translator_.value(*assignment.value, &rows.scope), column, target, line);
+    if (colids.contains(column.colid)) {
+      throw ServerError(message::columnWrittenTwice, line, column.name);
+    }
     const std::string item = quotedName(column.sqliteColumn);
     const std::string separator = colids.empty() ? "" : ", ";
     plainChanges += separator + item + " = " + sql;
@@ -354,8 +389,10 @@ Plan WriteTranslator::update(const Update& statement) {
   }
   RowConditions rules(translator_, target);
   std::vector<std::string> conditions;
-  if (rules.rules().restrictsRows()) {
-    conditions = rules.conditions(rules.newRow(changed, assigned), {&colids, false});
+  if (rules.rules().restrictsRows() || checksRows(target)) {
+    const Scope newRow = rules.newRow(changed, assigned);
+    conditions = rules.conditions(newRow, {&colids, false});
+    std::ranges::move(checkOptions(target, newRow), std::back_inserter(conditions));
   }
   const std::string& alias = rows.scope.sources[rows.source].sqlAlias;
   std::string sql;
@@ -371,7 +408,11 @@ Plan WriteTranslator::update(const Update& statement) {
   }
   std::vector<std::string> written;
   written.reserve(statement.assignments.size());
-  for (const Assignment& assignment : statement.assignments) written.push_back(assignment.column);
+  for (const Assignment& assignment : statement.assignments) {
+    const std::uint32_t line = assignment.range.line;
+    written.push_back(target.view == nullptr ? assignment.column
+                                             : requireColumn(target, assignment.column, line).name);
+  }
   Plan plan = translator_.finish(std::move(sql));
   plan.trigger = triggerOf(target, kUpdateSlot, std::move(written));
   rules.testDependents(&colids, plan);
@@ -384,25 +425,21 @@ Plan WriteTranslator::remove(const Delete& statement) {
   refuseCursorRow(statement.currentOf, name.range.line);
   const WriteTarget target = writeTarget(name);
   std::string sql;
+  std::string where;
   if (!statement.from.empty()) {
     const JoinedTarget rows =
         joinedTarget(statement.target, target, statement.from, statement.where.get());
     sql = "DELETE FROM " + target.sqliteTable + " WHERE rowid IN (SELECT " +
           rows.scope.sources[rows.source].sqlAlias + ".rowid" + rows.from + ")";
   } else {
-    NamedTable self;
-    self.name = name;
     Scope scope;
-    scope.sources.push_back(translator_.sourceOf(self));
     scope.clause = Clause::Where;
-    sql = "DELETE FROM " + target.sqliteTable + " AS " + scope.sources[0].sqlAlias;
-    if (statement.where)
-      sql += " WHERE " +
-             translator_.condition(*statement.where, &scope, Translator::Polarity::Positive);
+    where = whereText(name, target, statement.where.get(), scope);
+    sql = "DELETE FROM " + target.sqliteTable + " AS " + scope.sources[0].sqlAlias + where;
   }
   auto trigger = triggerOf(target, kDeleteSlot, {});
   // Without a condition SQLite throws all rows away at once, and nobody hears of them.
-  if (trigger && statement.from.empty() && !statement.where) sql += " WHERE 1";
+  if (trigger && statement.from.empty() && where.empty()) sql += " WHERE 1";
   Plan plan = translator_.finish(std::move(sql));
   plan.trigger = std::move(trigger);
   RowConditions(translator_, target).testDependents(nullptr, plan);
@@ -411,6 +448,9 @@ Plan WriteTranslator::remove(const Delete& statement) {
 
 Plan WriteTranslator::truncate(const Truncate& statement) {
   const WriteTarget target = writeTarget(statement.table);
+  if (target.view != nullptr) {
+    throw ServerError(message::viewNotUpdatable, statement.table.range.line, target.view->name);
+  }
   Plan plan = translator_.finish("DELETE FROM " + target.sqliteTable);
   RowConditions(translator_, target).testDependents(nullptr, plan);
   return plan;

@@ -45,6 +45,18 @@ class WriteTranslator {
     std::string from;  ///< the from list with the where clause
   };
 
+  struct ChangedRows {
+    Source source;
+    std::vector<std::string> conditions;
+  };
+
+  Source tableSource(const WriteTarget& target, const std::string& alias) const;
+  std::vector<ViewColumn> viewColumns(const WriteTarget& target);
+  ChangedRows changedRows(const tsql::ObjectName& name, const WriteTarget& target);
+  static bool checksRows(const WriteTarget& target);
+  std::vector<std::string> checkOptions(const WriteTarget& target, const Scope& newRow);
+  std::string whereText(const tsql::ObjectName& name, const WriteTarget& target,
+                        const tsql::Expr* where, Scope& scope);
   std::vector<const ColumnInfo*> listedColumns(const tsql::Insert& statement,
                                                const WriteTarget& target) const;
   std::optional<FiredTrigger> triggerOf(const WriteTarget& target, const TriggerSlot& slot,

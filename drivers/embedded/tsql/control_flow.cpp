@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 
+#include "drivers/embedded/tsql/error.h"
 #include "drivers/embedded/tsql/grammar.h"
 #include "drivers/embedded/tsql/words.h"
 
@@ -13,13 +14,20 @@ constexpr auto kOneWordOptions = std::to_array<std::string_view>(
 
 }  // namespace
 
+std::string Parser::newVariable() {
+  const std::uint32_t line = peek().line;
+  std::string name = variableName();
+  if (!declared_.insert(name).second) throw ServerError(message::variableTwice, line, name);
+  return name;
+}
+
 StatementNode Parser::declareStatement() {
   if (!atKind(TokenKind::Variable, 1)) return declareCursor();
   expect("declare");
   Declare result;
   commaList([&] {
     VariableDeclaration variable;
-    variable.name = variableName();
+    variable.name = newVariable();
     accept("as");
     variable.type = dataType();
     if (atSymbol("=")) {

@@ -2,7 +2,10 @@
 
 namespace kelvane::tsql {
 
-StatementNode Parser::selectStatement() { return SelectStatement{query()}; }
+StatementNode Parser::selectStatement() {
+  mayMakeTable_ = true;
+  return SelectStatement{query()};
+}
 
 StatementNode Parser::insertStatement() {
   expect("insert");

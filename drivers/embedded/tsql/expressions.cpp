@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <cstdlib>
 
 #include "drivers/embedded/tsql/error.h"
 #include "drivers/embedded/tsql/grammar.h"
@@ -178,8 +180,27 @@ int Parser::takeSlot(const Token& token) {
   return static_cast<int>(found - texts_.begin());
 }
 
+namespace {
+
+void requireRange(LiteralKind kind, const Token& token) {
+  constexpr std::size_t kMostDigits = 38;
+  const std::string text = token.value();
+  if (kind == LiteralKind::Float && std::isinf(std::strtod(text.c_str(), nullptr))) {
+    throw ServerError(message::floatOutOfRange, token.line, text);
+  }
+  if (kind != LiteralKind::Integer && kind != LiteralKind::Decimal) return;
+  const std::size_t first = std::min(text.find_first_not_of('0'), text.size());
+  const std::size_t digits = text.size() - first - (text.find('.') != text.npos ? 1 : 0);
+  if (digits > kMostDigits) {
+    throw ServerError(message::numberOutOfRange, token.line, text, kMostDigits);
+  }
+}
+
+}  // namespace
+
 ExprPtr Parser::literal(LiteralKind kind) {
   const Token& token = take();
+  requireRange(kind, token);
   std::string text = token.value();
   if (kind == LiteralKind::Money) text.erase(0, 1);
   if (kind == LiteralKind::Binary) text.erase(0, 2);

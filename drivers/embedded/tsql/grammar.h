@@ -11,6 +11,7 @@
 #pragma once
 
 #include <memory>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -121,6 +122,7 @@ class Parser : private TokenReader {
   Assignment assignment();
   void whereClause(ExprPtr& where, std::string& currentOf);
 
+  std::string newVariable();
   StatementNode declareStatement();
   StatementNode declareCursor();
   StatementNode openStatement();
@@ -239,9 +241,11 @@ class Parser : private TokenReader {
   int height_ = 0;
   std::span<const TextSpan> texts_;
   std::size_t slotsTaken_ = 0;
-  std::vector<std::string> hints_;  // of the statement being read
-  bool inBody_ = false;             // within a procedure, function or trigger
-  bool wholeBatch_ = false;         // the statement being read is stored with the text of the batch
+  std::vector<std::string> hints_;               // of the statement being read
+  std::set<std::string, std::less<>> declared_;  // variables and parameters
+  bool mayMakeTable_ = false;                    // the select that is read next may have `into`
+  bool inBody_ = false;                          // within a procedure, function or trigger
+  bool wholeBatch_ = false;  // the statement being read is stored with the text of the batch
 };
 
 }  // namespace kelvane::tsql

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <utility>
 
 #include "drivers/embedded/tsql/grammar.h"
 #include "drivers/embedded/tsql/words.h"
@@ -76,12 +77,13 @@ void Parser::unionOperand(Query& query, bool all) {
 Select Parser::select() {
   const Token& first = peek();
   Select result;
+  const bool mayMakeTable = std::exchange(mayMakeTable_, false);
   expect("select");
   result.distinct = accept("distinct");
   if (!result.distinct) accept("all");
   result.top = topClause();
   commaList([&] { result.items.push_back(selectItem()); });
-  if (accept("into")) {
+  if (mayMakeTable && accept("into")) {
     result.intoExisting = at("existing") && at("table", 1);
     if (result.intoExisting) {
       take();

@@ -162,7 +162,7 @@ Parameter Parser::parameter() {
   const bool isJava = !atKind(TokenKind::Variable);
   if (isJava && (accept("out") || accept("inout"))) result.output = true;
   if (isJava && !result.output) accept("in");
-  result.name = isJava ? name() : variableName();
+  result.name = isJava ? name() : newVariable();
   accept("as");
   result.type = dataType();
   if (acceptSymbol("=")) {

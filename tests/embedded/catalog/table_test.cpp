@@ -145,6 +145,22 @@ create table b (p int, q int, r int references a, self int null references b (r)
   EXPECT_EQ(rows("SELECT name, sysstat2 & 15 FROM sysobjects WHERE type = 'U'"), "a | 9\nb | 3\n");
 }
 
+TEST_F(CatalogTest, TablesSayWhatTheyHave) {
+  const auto bits = [&] {
+    return rows(
+        "SELECT name, sysstat2 & 64, sysstat2 & 131072 FROM sysobjects WHERE type IN ('U', 'V')");
+  };
+  run("create table t (a int not null, n numeric(5,0) identity, b int null)\ngo\n"
+      "create table d (a int not null primary key) lock datarows");
+  EXPECT_EQ(bits(), "t | 64 | 0\nd | 0 | 131072\n");
+  run("create clustered index i on t (b)\nalter table d lock allpages");
+  EXPECT_EQ(bits(), "t | 64 | 131072\nd | 0 | 131072\n");
+  run("create index j on t (a)\ndrop index t.i\nalter table t drop n");
+  EXPECT_EQ(bits(), "t | 0 | 0\nd | 0 | 131072\n");
+  run("alter table t add n numeric(5,0) identity");
+  EXPECT_EQ(bits(), "t | 64 | 0\nd | 0 | 131072\n");
+}
+
 TEST_F(CatalogTest, AlterTableKeepsRows) {
   run("create table t (a int, b varchar(10) null, c int null)");
   catalog.rowTable(idOf("t"));

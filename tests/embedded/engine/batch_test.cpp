@@ -54,6 +54,40 @@ TEST(Batch, NothingRunsOfARefusedOne) {
   EXPECT_EQ(probe.rows("select count(*) from t"), "0\n");
 }
 
+TEST(Batch, NothingIsNamedTwice) {
+  Probe probe("create table t (a int null, b int null)\ngo\ncreate table #t (a int)");
+  const std::pair<const char*, const char*> refused[] = {
+      {"declare @a int, @a int", "134"},
+      {"declare @a int declare @b int declare @a char(1)", "134"},
+      {"while 1 = 0 begin declare @a int end declare @a int", "134"},
+      {"create procedure p @a int as declare @a int", "134"},
+      {"create procedure p @a int, @a int as select 1", "134"},
+      {"insert t (a, b, a) values (1, 2, 3)", "264"},
+      {"insert t (a, a) select 1, 2", "264"},
+      {"update t set a = 1, b = 2, a = 3", "264"},
+      {"update t set a = 1, a = 3 from t x", "264"},
+      {"create table #x (a int, b int, a int)", "2705"},
+      {"create table #y (a int) create view v as select a from #y", "4508"},
+      {"create table #z (a int) create view v as select t.a from t, #z", "4508"},
+      {"create view v as select a into x from t", "156"},
+      {"create view v as select a from t union select a into x from t", "156"},
+      {"insert t (a) select a into x from t", "156"},
+      {"select * from (select a into x from t) y", "156"},
+      {"declare c cursor for select a into x from t", "156"}};
+  for (const auto& [sql, number] : refused) {
+    EXPECT_TRUE(probe.refusal(sql).starts_with(std::string(number) + ": "))
+        << sql << ": " << probe.refusal(sql);
+  }
+  EXPECT_EQ(probe.rows("select count(*) from t"), "0\n");
+  EXPECT_EQ(probe.rows("select name from sysobjects where name in ('v', 'x', 'p')"), "");
+  EXPECT_EQ(probe.rows("declare @i int select @i = 0 while @i < 3 begin declare @j int "
+                       "select @i = @i + 1 end select @i"),
+            "3\n");
+  EXPECT_EQ(probe.ask("declare @a int exec ('declare @a int')"), "(closed)\n");
+  EXPECT_EQ(probe.ask("select a into #n from t union select 5 select a from #n"),
+            "(closed)\na\n5\n");
+}
+
 TEST(Batch, TablesMadeOnTheWayAreFound) {
   Probe probe;
   EXPECT_EQ(probe.ask("set nocount on create table #x (a int, b varchar(9) null)"
@@ -187,6 +221,9 @@ go
                   "INT field.\n"},
                  {"select dbo.twice(1, 2)",
                   "error 174: The function 'twice' has a wrong number of arguments.\n"}});
+  EXPECT_EQ(probe.rows("select name, usertype, length from syscolumns"
+                       " where id = object_id('counted') order by colid"),
+            "@b | 2 | 5\nReturn Type | 2 | 20\n");
 }
 
 TEST(Batch, WhatBecomesAnIdentity) {
@@ -254,6 +291,15 @@ TEST(Batch, Cursors) {
                 "while @@sqlstatus = 0 begin select @sum = @sum * 10 + @a fetch c into @a end "
                 "close c deallocate cursor c select @sum"),
       "\n123\n");
+}
+
+TEST(Cursors, AreRefusedWhereThereAreNone) {
+  Probe probe("create table t (a int)");
+  for (const char* statement :
+       {"open nosuch", "fetch nosuch", "close nosuch", "deallocate cursor nosuch"}) {
+    EXPECT_EQ(probe.refusal(statement).substr(0, 4), "557:") << statement;
+  }
+  EXPECT_EQ(probe.refusal("declare c cursor for select a from t fetch c").substr(0, 4), "559:");
 }
 
 TEST(Batch, TransactionsRollBack) {

@@ -193,6 +193,81 @@ go
   EXPECT_EQ(catalog.databases(), std::vector<std::string>{"vue"});
 }
 
+TEST(Databases, ViewsAreCompletedWhenTheirDatabaseComesLater) {
+  Probe probe;
+  const LoadReport report = loadScript(probe.catalog, "a.sql", R"(sp_addlogin ann, secret
+go
+use vue
+go
+sp_adduser ann
+go
+-- first
+create view v as select * from cfg..t
+go
+grant select on v to public
+go
+setuser 'ann'
+go
+create view w (a) as select x + 1 from dbo.v
+go
+setuser
+go
+create view lost as select * from cfg..nothing
+go
+create view gone as select * from cfg..t
+go
+drop view gone
+go
+use cfg
+go
+create table t (x int, y varchar(9) null)
+insert t values (1, 'one')
+go
+)");
+  EXPECT_TRUE(report.succeeded());
+  ASSERT_EQ(report.incomplete.size(), 1U);
+  EXPECT_EQ(report.incomplete[0].view, "dbo.lost");
+  probe.catalog.useDatabase("vue");
+  probe.connection = probe.catalog.connect();
+  EXPECT_EQ(probe.rows("select user_name(o.uid), o.name, c.name from sysobjects o, syscolumns c "
+                       "where o.id = c.id and o.type = 'V' order by 1, 2, colid"),
+            "ann | w | a\ndbo | v | x\ndbo | v | y\n");
+  EXPECT_EQ(probe.rows("select * from v select * from ann.w"), "1 | one\na\n2\n");
+  EXPECT_EQ(probe.rows("select text from syscomments where id = object_id('v')"),
+            "-- first\n/* Adaptive Server has expanded all '*' elements in the following statement "
+            "*/ create view v as select t.x, t.y from cfg..t\n\n");
+  EXPECT_EQ(probe.rows("select count(*) from sysprotects where id = object_id('v')"), "1\n");
+}
+
+TEST(Databases, GetOtherNames) {
+  Probe probe(kShop);
+  probe.ask("create database lone create table lone..t (a int) insert lone..t values (3)");
+  const std::pair<const char*, const char*> refused[] = {{"sp_renamedb nosuch, other", "17590"},
+                                                         {"sp_renamedb master, other", "17793"},
+                                                         {"sp_renamedb lone, other", "17792"},
+                                                         {"sp_renamedb lone, shop", "17791"}};
+  for (const auto& [sql, number] : refused) {
+    EXPECT_TRUE(probe.refusal(sql).starts_with(number)) << probe.refusal(sql);
+  }
+  probe.ask("sp_dboption stock, 'single user', true");
+  EXPECT_EQ(probe.refusal("sp_renamedb stock, store").substr(0, 5), "17794");
+  probe.ask("sp_dboption lone, 'single user', true");
+  probe.ask("select a from lone..t");
+  probe.ask("sp_renamedb lone, other");
+  EXPECT_EQ(probe.rows("select a from other..t"), "3\n");
+  EXPECT_EQ(probe.refusal("select a from lone..t").substr(0, 4), "911:");
+  EXPECT_EQ(probe.rows("select name from master..sysdatabases where name in ('lone', 'other')"),
+            "other\n");
+  // Its own name, for the session that is in it.
+  probe.ask("use other");
+  probe.ask("sp_renamedb other, third create table u (b int)");
+  EXPECT_EQ(probe.rows("select db_name(), (select count(*) from third..sysobjects "
+                       "where type = 'U')"),
+            "third | 2\n");
+  probe.ask("create database lone use lone");
+  EXPECT_EQ(probe.rows("select count(*) from sysobjects where type = 'U'"), "0\n");
+}
+
 TEST(Databases, RollbackForgetsNewOnes) {
   Probe probe(kShop);
   probe.ask("begin tran create database extra create table extra..t (a int) rollback");

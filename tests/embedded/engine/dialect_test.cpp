@@ -114,7 +114,7 @@ go
   EXPECT_EQ(probe.rows("select object_name(id) from sysprotects order by 1"), "p\nv\n");
   EXPECT_EQ(probe.rows("select count(*) from syscolumns where id in (object_id('p'),"
                        " object_id('v'), object_id('f'))"),
-            "5\n");
+            "6\n");
   EXPECT_EQ(probe.rows("select object_name(instrig), object_name(updtrig) from sysobjects"
                        " where name = 't'"),
             "- | g\n");

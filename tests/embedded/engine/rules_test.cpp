@@ -125,6 +125,24 @@ insert p values (1, 'ab', 12345678901234567.5)
   EXPECT_EQ(probe.rows("select count(*) from p"), "0\n");
 }
 
+TEST(Rules, KeysThatMatchInFull) {
+  Probe probe(
+      "create table p (a int not null, b int not null, primary key (a, b))\n"
+      "insert p values (1, 2)\n"
+      "create table loose (a int null, b int null, foreign key (a, b) references p)\n"
+      "create table tight (a int null, b int null,\n"
+      " constraint fk foreign key (a, b) references p (a, b) match full)");
+  for (const char* values : {"(1, 2)", "(null, null)"}) {
+    EXPECT_EQ(probe.ask(std::string("insert tight values ") + values), "(closed)\n");
+  }
+  for (const char* values : {"(1, null)", "(null, 2)", "(null, 7)"}) {
+    EXPECT_EQ(probe.ask(std::string("insert loose values ") + values), "(closed)\n");
+    EXPECT_EQ(probe.refusal(std::string("insert tight values ") + values).substr(0, 4), "546:");
+  }
+  EXPECT_EQ(probe.rows("select object_name(tableid), status from sysreferences order by 1"),
+            "loose | 0\ntight | 2\n");
+}
+
 TEST(Rules, AKeyWithinOneTable) {
   Probe probe(R"(
 create table n (id int primary key, up int null constraint up_fk references n (id))

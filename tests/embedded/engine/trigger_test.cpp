@@ -129,5 +129,84 @@ TEST_F(Triggers, AnErrorInsideUndoesTheChange) {
   EXPECT_EQ(probe.refusal("rollback trigger").substr(0, 2), "0:");
 }
 
+constexpr const char* kOrdered = R"(
+create table t (a int constraint positive check (a > 0), b int null)
+create table log (what varchar(30))
+go
+create trigger second on t for insert, update order 2 as insert log select 'second ' + convert(varchar, a) from inserted
+go
+create trigger plain on t for insert as insert log values ('plain')
+go
+create trigger more on t for insert as insert log values ('more')
+go
+create trigger first on t for insert order 1 as insert log values ('first') update t set b = 1
+go
+)";
+
+CatalogOptions of(Release release) {
+  CatalogOptions options;
+  options.release = release;
+  return options;
+}
+
+TEST(OrderedTriggers, FireOneAfterTheOther) {
+  Probe probe(kOrdered, of(Release::ase16));
+  const auto logged = [&](const char* sql) {
+    probe.ask("delete log");
+    probe.ask(sql);
+    return probe.rows("select what from log");
+  };
+  EXPECT_EQ(logged("insert t (a) values (7)"), "plain\nmore\nfirst\nsecond 7\nsecond 7\n");
+  EXPECT_EQ(logged("update t set a = 8"), "second 8\n");
+  probe.ask("alter table t disable trigger first alter table t disable trigger plain");
+  EXPECT_EQ(logged("insert t (a) values (9)"), "more\nsecond 9\n");
+  probe.ask("alter table t disable trigger");
+  EXPECT_EQ(logged("insert t (a) values (1)"), "");
+  probe.ask("alter table t enable trigger drop trigger more");
+  EXPECT_EQ(logged("insert t (a, b) values (3, 1)"),
+            "plain\nfirst\nsecond 8\nsecond 9\nsecond 1\nsecond 3\nsecond 3\n");
+  probe.ask(
+      "create or replace trigger first on t for insert order 3 as insert log values ('last')");
+  EXPECT_EQ(logged("insert t (a) values (4)"), "plain\nsecond 4\nlast\n");
+}
+
+TEST(OrderedTriggers, StandInSysconstraints) {
+  Probe probe(kOrdered, of(Release::ase16));
+  const char* const kept =
+      "select object_name(constrid), colid, status from sysconstraints where tableid = "
+      "object_id('t') order by 1";
+  EXPECT_EQ(probe.rows(kept),
+            "first | 1 | 256\nmore | 0 | 256\npositive | 1 | 128\nsecond | 2 | 768\n");
+  EXPECT_EQ(probe.rows("select object_name(instrig), updtrig, deltrig from sysobjects "
+                       "where name = 't'"),
+            "plain | 0 | 0\n");
+  // They are neither checks nor otherwise a part of the table's definition.
+  probe.ask("create trigger third on t for delete order 1 as insert log values ('gone')");
+  EXPECT_EQ(probe.refusal("insert t (a) values (-1)").substr(0, 4), "548:");
+  EXPECT_EQ(probe.refusal("alter table t drop constraint third").substr(0, 5), "3728:");
+  EXPECT_EQ(probe.ask("alter table t add c int null alter table t drop b"), "(closed)\n");
+  EXPECT_EQ(probe.rows("select colid, status from sysconstraints where constrid = "
+                       "object_id('third')"),
+            "1 | 128\n");
+  probe.ask("alter table t disable trigger second");
+  EXPECT_EQ(probe.rows("select status from sysconstraints where constrid = object_id('second')"),
+            "1792\n");
+  probe.ask("drop table t");
+  EXPECT_EQ(probe.rows("select name from sysobjects where type in ('TR', 'R')"), "");
+  EXPECT_EQ(probe.rows("select count(*) from sysconstraints"), "0\n");
+}
+
+// Before 16, and without an order where no release is given, a later trigger takes the place.
+TEST(OrderedTriggers, AreOnesOfRelease16) {
+  const char* const two =
+      "create table t (a int)\ngo\ncreate trigger a on t for insert as select 1\ngo\n"
+      "create trigger b on t for insert as select 2\ngo";
+  for (const auto& options : {CatalogOptions{}, of(Release::ase15), of(Release::ase125)}) {
+    EXPECT_EQ(Probe(two, options).rows("select name from sysobjects where type = 'TR'"), "b\n");
+  }
+  EXPECT_EQ(Probe(kOrdered).rows("select name from sysobjects where type = 'TR' order by name"),
+            "first\nmore\nsecond\n");
+}
+
 }  // namespace
 }  // namespace kelvane::embedded

@@ -157,6 +157,46 @@ TEST(Value, UnsignedIntegersReachTheirLastValue) {
             "247:");
 }
 
+// An int leads an unsigned one of no more bytes; an unsigned bigint leads all integers.
+TEST(Value, UnsignedIntegersBesideOthers) {
+  expectValues({
+      {"convert(unsigned int, 0) - 1", "-1"},
+      {"convert(unsigned smallint, 65535) + 1", "65536"},
+      {"-convert(unsigned smallint, 65535)", "-65535"},
+      {"-convert(tinyint, 255)", "-255"},
+      {"~convert(tinyint, 1)", "254"},
+      {"~convert(unsigned smallint, 1)", "65534"},
+      {"~convert(unsigned int, 1)", "4294967294"},
+      {"~convert(int, 1)", "-2"},
+  });
+  Probe probe;
+  for (const char* expression :
+       {"convert(unsigned int, 4294967295) - 1", "convert(unsigned bigint, 0) - 1",
+        "-convert(unsigned int, 4294967295)"}) {
+    EXPECT_EQ(probe.refusal("select " + std::string(expression)),
+              "3606: Arithmetic overflow occurred.\n")
+        << expression;
+  }
+}
+
+TEST(Value, NumbersHaveARange) {
+  Probe probe("create table t (a float null, b numeric(38,0) null)");
+  const std::string digits(38, '9');
+  EXPECT_EQ(probe.rows("select 000" + digits), digits + "\n");
+  for (const std::string& number : {digits + "0", "1." + digits}) {
+    const std::string refused = "1007: The number '" + number +
+                                "' is out of the range for numeric representation (maximum "
+                                "precision 38).\n";
+    EXPECT_EQ(probe.refusal("select " + number), refused);
+    EXPECT_EQ(probe.refusal("insert t (b) values (" + number + ")"), refused);
+  }
+  const char* const refused =
+      "168: The floating-point value '1e999' is out of the range of computer representation.\n";
+  EXPECT_EQ(probe.refusal("select 1e999"), refused);
+  EXPECT_EQ(probe.refusal("insert t (a) values (-1e999)"), refused);
+  EXPECT_EQ(probe.ask("insert t (a) values (1e300)"), "(closed)\n");
+}
+
 TEST(Value, LongIntegersOfDifferentTypesAreEqual) {
   Probe probe("create table t (a bigint) insert t values (9223372036854775807)");
   EXPECT_EQ(probe.rows("select a from t where a = 9223372036854775807"), "9223372036854775807\n");

@@ -6,6 +6,7 @@
 
 #include "drivers/embedded/catalog/index_writer.h"
 #include "drivers/embedded/catalog/name_text.h"
+#include "drivers/embedded/catalog/ordered_triggers.h"
 #include "drivers/embedded/catalog/procedures/procedure.h"
 #include "drivers/embedded/tsql/words.h"
 
@@ -250,7 +251,8 @@ void dropLockPromotion(ProcedureRun& run) {
 void setConstraintMessage(ProcedureRun& run, int error) {
   const ObjectInfo constraint = run.requireObject(run.text(0));
   SystemRecords& records = run.writer().records();
-  if (records.constraints.first<&SysConstraint::constrid>(constraint.id) == nullptr) {
+  const auto* row = records.constraints.first<&SysConstraint::constrid>(constraint.id);
+  if (row == nullptr || isTrigger(records, *row)) {
     run.fail(message::noSuchObject);
   }
   records.constraints.each<&SysConstraint::constrid>(

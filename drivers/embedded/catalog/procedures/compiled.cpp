@@ -1,6 +1,7 @@
 // Procedures about compiled objects: their transaction mode, hidden texts, extended procedures.
 #include <algorithm>
 
+#include "drivers/embedded/catalog/ordered_triggers.h"
 #include "drivers/embedded/catalog/procedures/query_report.h"
 #include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/tsql/words.h"
@@ -79,8 +80,9 @@ void hideText(SystemRecords& records, int id) {
 
 /// The checks, defaults and computed columns of a table.
 void hideTextsOfTable(SystemRecords& records, int tableId) {
-  records.constraints.each<&SysConstraint::tableid>(
-      tableId, [&](Slot, const SysConstraint& row) { hideText(records, row.constrid); });
+  records.constraints.each<&SysConstraint::tableid>(tableId, [&](Slot, const SysConstraint& row) {
+    if (!isTrigger(records, row)) hideText(records, row.constrid);
+  });
   records.columns.each<&SysColumn::id>(tableId, [&](Slot, const SysColumn& column) {
     if (records.isInline(column.cdefault)) hideText(records, column.cdefault);
     if (column.computedcol) hideText(records, *column.computedcol);

@@ -156,10 +156,47 @@ void spHelpdb(ProcedureRun& run) {
   run.result().resultSets.push_back(std::move(set));
 }
 
+/// Whether a key leads from one of its tables to another database, or the other way round.
+bool isReferenced(ProcedureRun& run, const std::string& database) {
+  bool found = false;
+  run.store().each("SELECT name FROM sysdatabases", [&](const Statement& row) {
+    const std::string name = row.text(0);
+    const auto& references = run.catalog().recordsIn(name).references;
+    for (Slot slot = 0; slot < references.slots(); ++slot) {
+      if (!references.holds(slot)) continue;
+      const std::optional<std::string>& other = references[slot].pmrydbname;
+      found = found || (other && (name == database || *other == database));
+    }
+  });
+  return found;
+}
+
+// Texts keep the old name.
+void spRenamedb(ProcedureRun& run) {
+  constexpr std::string_view kSystem[] = {"master",      "model",          "tempdb",
+                                          "sybsystemdb", "sybsystemprocs", "sybsecurity"};
+  constexpr int kSingleUser = 4096;
+  const std::string from = run.text(0);
+  const std::string to = run.text(1);
+  if (!run.catalog().databaseId(from)) run.fail(message::databaseNotFound);
+  if (std::ranges::find(kSystem, from) != std::end(kSystem)) {
+    run.fail(message::systemDatabaseRenamed, from);
+  }
+  if (run.catalog().databaseId(to)) run.fail(message::databaseNameTaken, to);
+  if (!run.store().value("SELECT 1 FROM sysdatabases WHERE name = ? AND status & ? != 0", from,
+                         kSingleUser)) {
+    run.fail(message::databaseNotSingleUser, from);
+  }
+  if (isReferenced(run, from)) run.fail(message::databaseReferenced, from);
+  run.catalog().renameDatabase(from, to);
+  run.print(message::databaseRenamed);
+}
+
 constexpr Procedure kProcedures[] = {
     {"sp_changedbowner", "@loginame @true", 1, spChangedbowner},
     {"sp_dboption", "@dbname @optname @optvalue @dockpt", 0, spDboption},
     {"sp_helpdb", "@dbname @order", 0, spHelpdb},
+    {"sp_renamedb", "@dbname @newname", 2, spRenamedb},
 };
 
 }  // namespace

@@ -1,5 +1,6 @@
 // sp_help and its relatives: the catalog as a person reads it.
 #include "drivers/embedded/catalog/index_writer.h"
+#include "drivers/embedded/catalog/ordered_triggers.h"
 #include "drivers/embedded/catalog/procedures/query_report.h"
 #include "drivers/embedded/catalog/procedures/type_reports.h"
 
@@ -193,6 +194,7 @@ void spHelpconstraint(ProcedureRun& run) {
   SystemRecords& records = run.writer().records();
   records.constraints.each<&SysConstraint::tableid>(table.id, [&](Slot,
                                                                   const SysConstraint& constraint) {
+    if (isTrigger(records, constraint)) return;
     const std::string name = run.catalog().objectName(constraint.constrid).value_or("");
     const auto* reference = records.references.first<&SysReference::constrid>(constraint.constrid);
     if (reference == nullptr) {

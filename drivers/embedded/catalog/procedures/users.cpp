@@ -75,6 +75,12 @@ void spDefaultdb(ProcedureRun& run) {
   run.print(message::defaultDatabaseChanged);
 }
 
+void spDefaultlanguage(ProcedureRun& run) {
+  loginOf(run, run.text(0));
+  run.store().run("UPDATE syslogins SET language = ? WHERE name = ?", run.argument(1), run.text(0));
+  run.print(message::loginOptionChanged);
+}
+
 /// sp_modifylogin login, option, value
 void spModifylogin(ProcedureRun& run) {
   const std::string option = tsql::lowerCase(run.text(1));
@@ -200,6 +206,7 @@ constexpr Procedure kProcedures[] = {
      "@auth_mech",
      2, spAddlogin},
     {"sp_defaultdb", "@loginame @defdb", 2, spDefaultdb},
+    {"sp_defaultlanguage", "@loginame @language", 1, spDefaultlanguage},
     {"sp_locklogin", "@loginame @locktype", 0, spLocklogin},
     {"sp_modifylogin", "@loginame @option @value", 2, spModifylogin},
     {"sp_droplogin", "@loginame", 1, spDroplogin},
