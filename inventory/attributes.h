@@ -251,7 +251,8 @@ inline constexpr std::tuple kParts<Function>{
 
 template <>
 inline constexpr std::tuple kAttributes<Rule>{
-    named("name", &Rule::name), Attribute{"access", &Rule::access, Family::always, Style::labelled, Origin::definition},
+    named("name", &Rule::name),
+    Attribute{"access", &Rule::access, Family::always, Style::labelled, Origin::definition},
     Attribute{"definition", &Rule::definition, Family::definitions}};
 
 template <>

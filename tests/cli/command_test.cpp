@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 #include <sstream>
 
-#include "cli/screen/json.h"
 #include "cli/run.h"
+#include "cli/screen/json.h"
 #include "tests/support/scripted_connection.h"
 
 namespace kelvane::cli {

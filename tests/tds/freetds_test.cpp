@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 #include <sstream>
 
-#include "cli/sides/side_reader.h"
 #include "cli/screen/status_line.h"
+#include "cli/sides/side_reader.h"
 #include "drivers/embedded/connection.h"
 #include "drivers/embedded/engine/moment.h"
 #include "drivers/embedded/script.h"
