@@ -145,6 +145,9 @@ class Comparison {
     forEachParts<Record>([&](const auto& parts) {
       if (parts.origin == Origin::definition && !sameText) return;
       std::vector<Change> changed = list(parts.kind, was->*parts.member, is->*parts.member);
+      if (parts.kind == Kind::partition)
+        countUnnamed(changed, (was->*parts.member).size(), (is->*parts.member).size(),
+                     change.attributes);
       std::ranges::move(changed, std::back_inserter(change.parts));
       if (parts.order == Order::compared)
         compareOrder(parts.kind, was->*parts.member, is->*parts.member, change.attributes);
@@ -204,6 +207,23 @@ class Comparison {
                               std::string is, std::vector<AttributeChange>& changes) {
     return changes.emplace_back(AttributeChange{attribute.label, attribute.family, attribute.style,
                                                 false, std::move(was), std::move(is)});
+  }
+
+  /// Partitions that nobody named or placed are told apart by nothing but their number.
+  static void countUnnamed(std::vector<Change>& changed, std::size_t was, std::size_t is,
+                           std::vector<AttributeChange>& attributes) {
+    const auto isUnnamed = [](const Change& change) {
+      const auto& record = change.isOnlyInTarget() ? change.target : change.source;
+      const Partition& partition = *std::get<const Partition*>(record);
+      return !change.isOnBothSides() && partition.name.generated && partition.bound.empty() &&
+             partition.segment.empty();
+    };
+    if (std::erase_if(changed, isUnnamed) == 0) return;
+    const auto shownCount = [](std::size_t count) {
+      return std::to_string(std::max(count, std::size_t{1}));
+    };
+    attributes.push_back({kPartitionCount, Family::partitions, Style::labelled, false,
+                          shownCount(was), shownCount(is)});
   }
 
   template <class Record>
