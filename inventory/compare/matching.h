@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -54,6 +55,15 @@ bool sameName(const Record& a, const Record& b) {
   }
 }
 
+/// Several grants of one action to one grantee differ in what else they say.
+inline std::string fullName(const Permission& one) {
+  return nameOf(one) + '\n' + one.grantor + '\n' + one.condition +
+         (one.grantOption ? "\nwith grant option" : "");
+}
+inline bool sameName(const Permission& a, const Permission& b) {
+  return fullName(a) == fullName(b);
+}
+
 /// Pairs the records of two lists. A key serves once: of several records with the same, the first
 /// belong together, then the second.
 template <class Record>
@@ -69,6 +79,10 @@ class Matching {
   /// In the order of the source; what only the target has comes behind, in its order.
   std::vector<Match> matches() {
     pairUnmoved();
+    if constexpr (std::is_same_v<Record, Permission>) {
+      pairBy([](const Record&) { return true; },
+             [this](const Record& one) { return folded(fullName(one), mode_); });
+    }
     pairBy([](const Record&) { return true; },
            [this](const Record& one) { return folded(nameOf(one), mode_); });
     if constexpr (MayHaveGeneratedName<Record>) {

@@ -21,8 +21,8 @@ void sortByName(std::vector<Record>& records) {
 
 void sortPermissions(std::vector<Permission>& permissions) {
   std::ranges::sort(permissions, [](const Permission& a, const Permission& b) {
-    return std::tie(a.grantee, a.action, a.effect, a.columns, a.grantor) <
-           std::tie(b.grantee, b.action, b.effect, b.columns, b.grantor);
+    return std::tie(a.grantee, a.action, a.effect, a.grantOption, a.columns, a.grantor) <
+           std::tie(b.grantee, b.action, b.effect, b.grantOption, b.columns, b.grantor);
   });
 }
 
