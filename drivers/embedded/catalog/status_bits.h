@@ -45,6 +45,10 @@ inline constexpr int kTextIndid = 255;
 inline constexpr std::size_t kLargestKeyCount = 31;
 inline constexpr std::size_t kMostReferenceColumns = 16;
 
+namespace reference_status {
+inline constexpr int kMatchFull = 2;
+}
+
 namespace constraint_status {
 inline constexpr int kReferential = 0x40;
 inline constexpr int kCheck = 0x80;

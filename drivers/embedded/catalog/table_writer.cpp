@@ -326,6 +326,7 @@ void TableWriter::addForeignKey(const ObjectInfo& table, const std::string& name
   reference.tableid = table.id;
   reference.reftabid = referenced.tableId;
   reference.keycnt = static_cast<int>(colids.size());
+  reference.status = key.matchFull ? reference_status::kMatchFull : 0;
   reference.frgndbid = writer_.catalog().databaseId(writer_.caller().database).value_or(0);
   reference.pmrydbid = reference.frgndbid;
   if (!referenced.database.empty()) {
