@@ -108,6 +108,9 @@ void finish(Reading& reading) {
   sortByName(database.rules);
   sortByName(database.defaults);
   sortByName(database.types);
+  std::ranges::sort(database.messages, [](const Message& a, const Message& b) {
+    return std::tie(a.number, a.language) < std::tie(b.number, b.language);
+  });
   std::ranges::sort(database.aliases, {}, &Alias::login);
 }
 
