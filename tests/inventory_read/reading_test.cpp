@@ -258,6 +258,17 @@ std::vector<std::string> describe(const std::vector<Gap>& gaps) {
   return all;
 }
 
+TEST(Texts, AHiddenDefaultIsADefault) {
+  onReleases(Release::ase125, [](Release release) {
+    auto catalog = catalogOf("create table t (a int default 5)\nsp_hidetext t\n", release);
+    const auto connection = catalog.connect();
+    const Database hidden = readAll(*connection);
+    EXPECT_EQ(describe(hidden.gaps), (Lines{"the default of column dbo.t.a: it is hidden"}));
+    EXPECT_EQ(lines(compare(hidden, databaseOf("create table t (a int not null)", release))),
+              (Lines{"table dbo.t > column a: default: (hidden) -> "}));
+  });
+}
+
 TEST(Texts, HiddenOnesAreTold) {
   auto catalog = catalogOf("create procedure p as select 1\nsp_hidetext p\n", Release::ase16);
   const Database database = readAll(*catalog.connect());
