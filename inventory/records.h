@@ -64,6 +64,7 @@ struct ColumnType {
 struct DefaultValue {
   std::string text = {};  ///< of a declared one: the expression, without the word default
   QualifiedName bound = {};
+  Definition::State state = Definition::State::whole;  ///< of the text
   bool operator==(const DefaultValue&) const = default;
 };
 

@@ -16,6 +16,7 @@
 #include "findings/renames.h"
 #include "inventory/compare/compare.h"
 #include "inventory/gaps.h"
+#include "inventory/roles.h"
 #include "inventory/shown.h"
 #include "model/text.h"
 #include "report/change_report.h"
@@ -100,6 +101,18 @@ void leaveOutUnpublished(const std::array<Database, 2>& databases, inventory::Ru
   if (lost.none()) return;
   rules.compared &= ~lost;
   header.notes.push_back("Not readable from servers: " + listed(wordsOf(lost)));
+}
+
+// A server tells of the roles that the database uses.
+void leaveOutUnusedRoles(std::array<Database, 2>& databases, const inventory::Rules& rules,
+                         ReportHeader& header) {
+  if (databases[0].server.embedded == databases[1].server.embedded) return;
+  if (!rules.compares(inventory::Family::roles)) return;
+  std::string list;
+  for (const std::string& role :
+       inventory::takeUnusedRoles(databases[databases[0].server.embedded ? 0 : 1]))
+    list += (list.empty() ? "" : ", ") + role;
+  if (!list.empty()) header.notes.push_back("Roles that the database does not use are left out: " + list);
 }
 
 // What could not be read of one side is no difference.
@@ -269,6 +282,7 @@ class Comparison {
     noteServers(databases_, header_);
     leaveOutUnpublished(databases_, rules_, header_);
     leaveOutUnread(databases_, rules_, header_);
+    leaveOutUnusedRoles(databases_, rules_, header_);
     leaveOutUnknownRows(request_, databases_, rules_, header_);
     leaveOutUnknownColumns(databases_, header_);
     select(request_, rules_.names, isProven_, databases_, console_, header_);

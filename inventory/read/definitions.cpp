@@ -128,6 +128,7 @@ class Applying {
           const Definition text =
               take({reference.defaultValue, 0}, ofColumn("the default", reference));
           value.text = without(text.text, "default");
+          value.state = text.state;
         } else {
           value.bound = reading_.nameOf(reference.defaultValue);
         }

@@ -21,8 +21,8 @@ void sortByName(std::vector<Record>& records) {
 
 void sortPermissions(std::vector<Permission>& permissions) {
   std::ranges::sort(permissions, [](const Permission& a, const Permission& b) {
-    return std::tie(a.grantee, a.action, a.effect, a.columns, a.grantor) <
-           std::tie(b.grantee, b.action, b.effect, b.columns, b.grantor);
+    return std::tie(a.grantee, a.action, a.effect, a.grantOption, a.columns, a.grantor) <
+           std::tie(b.grantee, b.action, b.effect, b.grantOption, b.columns, b.grantor);
   });
 }
 
@@ -108,6 +108,9 @@ void finish(Reading& reading) {
   sortByName(database.rules);
   sortByName(database.defaults);
   sortByName(database.types);
+  std::ranges::sort(database.messages, [](const Message& a, const Message& b) {
+    return std::tie(a.number, a.language) < std::tie(b.number, b.language);
+  });
   std::ranges::sort(database.aliases, {}, &Alias::login);
 }
 

@@ -47,6 +47,10 @@ inline constexpr int kConstraint = 2, kGeneratedName = 8, kNoPrefetch = 16, kNoM
 inline constexpr int kLocal = 8;
 }  // namespace index_status
 
+namespace reference_status {
+inline constexpr int kMatchFull = 2;
+}
+
 namespace constraint_status {
 inline constexpr int kReferential = 0x40, kCheck = 0x80;
 // Of triggers, where the same bits mean something else.

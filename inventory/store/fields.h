@@ -45,7 +45,8 @@ inline constexpr std::tuple kFields<ColumnType>{Field{"type", &ColumnType::type}
                                                 Field{"identity", &ColumnType::identity}};
 template <>
 inline constexpr std::tuple kFields<DefaultValue>{Field{"text", &DefaultValue::text},
-                                                  Field{"bound", &DefaultValue::bound}};
+                                                  Field{"bound", &DefaultValue::bound},
+                                                  Field{"state", &DefaultValue::state}};
 template <>
 inline constexpr std::tuple kFields<KeyColumn>{Field{"name", &KeyColumn::name},
                                                Field{"expression", &KeyColumn::isExpression},

@@ -306,9 +306,12 @@ void PermissionWriter::erase(const Right& right, int uid, const Stored& row) {
       right.objectId, right.action, uid, row.grantor, row.protectType);
 }
 
+// A column is granted with or without the option, never both; a whole table may be granted beside
+// columns with the option, because it also means columns that are added later.
 void PermissionWriter::grant(const Right& right, int uid, int grantor, bool grantOption) {
-  Stored merged{grantOption ? protect_type::kGrantOption : protect_type::kGrant, grantor,
-                right.columns};
+  std::optional<Stored> granted =
+      Stored{grantOption ? protect_type::kGrantOption : protect_type::kGrant, grantor,
+             right.columns};
   for (Stored& row : rows(right, uid)) {
     if (row.protectType == protect_type::kRevoke) {
       // What is granted now is no longer withheld.
@@ -317,13 +320,28 @@ void PermissionWriter::grant(const Right& right, int uid, int grantor, bool gran
       const Blob withheld = isWholeTable(*row.columns) ? allColumns(right.objectId) : *row.columns;
       row.columns = without(withheld, *right.columns);
       if (!row.columns->empty()) store(right, uid, row);
-    } else if (row.grantor == grantor) {
+    } else if (row.grantor != grantor || !granted) {
+      continue;
+    } else if (row.protectType == granted->protectType) {
+      if (granted->columns && row.columns) {
+        granted->columns = united(*granted->columns, *row.columns);
+      }
+    } else if (grantOption) {
       erase(right, uid, row);
-      merged.protectType = std::min(merged.protectType, row.protectType);
-      if (merged.columns && row.columns) merged.columns = united(*merged.columns, *row.columns);
+      if (const auto rest = beyond(row, right.columns)) store(right, uid, *rest);
+    } else {
+      granted = beyond(*granted, row.columns);
     }
   }
-  store(right, uid, merged);
+  if (granted) store(right, uid, *granted);
+}
+
+std::optional<PermissionWriter::Stored> PermissionWriter::beyond(
+    Stored row, const std::optional<Blob>& columns) {
+  if (!row.columns || !columns || isWholeTable(*columns)) return std::nullopt;
+  if (!isWholeTable(*row.columns)) row.columns = without(*row.columns, *columns);
+  if (row.columns->empty()) return std::nullopt;
+  return row;
 }
 
 void PermissionWriter::revoke(const Right& right, int uid, int grantor, bool cascade) {
@@ -334,8 +352,10 @@ void PermissionWriter::revoke(const Right& right, int uid, int grantor, bool cas
     erase(right, uid, row);
     if (!right.columns || !row.columns || isWholeTable(*right.columns)) continue;
     const Blob granted = isWholeTable(*row.columns) ? allColumns(right.objectId) : *row.columns;
-    row.columns = without(granted, *right.columns);
-    if (!row.columns->empty()) store(right, uid, row);
+    const Blob rest = without(granted, *right.columns);
+    if (rest.empty()) continue;
+    grant({right.objectId, right.action, rest}, uid, row.grantor,
+          row.protectType == protect_type::kGrantOption);
   }
   if (!hadOwn && hasThroughGroup(right, uid)) {
     Stored withheld{protect_type::kRevoke, grantor, right.columns};
@@ -359,7 +379,16 @@ void PermissionWriter::revokeGrantOption(const Right& right, int uid) {
   for (const Stored& row : rows(right, uid)) {
     if (row.protectType != protect_type::kGrantOption) continue;
     erase(right, uid, row);
-    store(right, uid, {protect_type::kGrant, row.grantor, row.columns});
+    std::optional<Blob> plain = row.columns;
+    if (row.columns && right.columns && !isWholeTable(*right.columns)) {
+      const bool isWhole = isWholeTable(*row.columns);
+      const Blob kept =
+          without(isWhole ? allColumns(right.objectId) : *row.columns, *right.columns);
+      if (!isWhole) plain = without(*row.columns, kept);
+      if (!kept.empty()) store(right, uid, {protect_type::kGrantOption, row.grantor, kept});
+      if (plain->empty()) continue;
+    }
+    grant({right.objectId, right.action, plain}, uid, row.grantor, false);
   }
 }
 

@@ -308,13 +308,19 @@ int StorageWriter::conditionsOf(const ObjectInfo& table) {
   return id;
 }
 
+// They rise within a table, because its partitions come in the order of their ids.
+int StorageWriter::newPartitionId(const ObjectInfo& table, int indid) {
+  const auto last = store_.value(
+      "SELECT max(partitionid) FROM syspartitions WHERE id = ? AND indid = ?", table.id, indid);
+  int id = last ? *last + 1
+                : writer_.newObjectId(concat(table.uid, ".", table.name, ".partition ", indid));
+  while (store_.value("SELECT 1 FROM syspartitions WHERE partitionid = ?", id)) ++id;
+  return id;
+}
+
 void StorageWriter::addPartition(const ObjectInfo& table, int indid,
                                  const tsql::Partition& partition) {
-  const int count =
-      store_.value("SELECT count(*) FROM syspartitions WHERE id = ?", table.id).value_or(0);
-  const int id =
-      writer_.newObjectId(concat(table.uid, ".", table.name, ".partition ", indid, ".",
-                                 partition.name.empty() ? std::to_string(count) : partition.name));
+  const int id = newPartitionId(table, indid);
   const std::string name = partition.name.empty() ? concat(table.name, "_", id) : partition.name;
   if (store_.value("SELECT 1 FROM syspartitions WHERE id = ? AND indid = ? AND name = ?", table.id,
                    indid, name)) {

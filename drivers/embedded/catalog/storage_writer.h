@@ -65,6 +65,7 @@ class StorageWriter {
   void encrypt(const ObjectInfo& table, std::string_view column,
                const tsql::ColumnStorage& storage);
   void decryptDefault(const ObjectInfo& table, std::string_view column, const tsql::Expr& value);
+  int newPartitionId(const ObjectInfo& table, int indid);
   void addPartition(const ObjectInfo& table, int indid, const tsql::Partition& partition);
   void removePartition(const ObjectInfo& table, std::string_view name);
   std::string conditionOf(int tableId, std::string_view partition);

@@ -194,7 +194,11 @@ constexpr Layout kLayouts[] = {
 
 constexpr std::string_view kInternalTables =
     // Roles that other roles have; the server keeps them in a table of attributes.
-    "CREATE TABLE syssrvroles_of_roles(member INTEGER, srid INTEGER);";
+    "CREATE TABLE syssrvroles_of_roles(member INTEGER, srid INTEGER);"
+    // Tables and keys of databases that are not at hand, and their columns, as a script called
+    // them; colid 0 is the object.
+    "CREATE TABLE names_elsewhere(id INTEGER, colid INTEGER, db TEXT, name TEXT,"
+    " PRIMARY KEY(id, colid)) WITHOUT ROWID;";
 
 constexpr std::string_view kFixedRows =
     "INSERT INTO syslogins(suid, name, dbname) VALUES (1, 'sa', 'master'), (2, 'probe', 'master');"
