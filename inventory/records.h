@@ -392,6 +392,8 @@ struct Server {
 struct Gap {
   std::string what = {};    ///< permissions; the definition of view dbo.v
   std::string reason = {};  ///< the server's words, or what was found
+  std::string object = {};  ///< of a single object: view:dbo.v
+  std::string family = {};  ///< and the word of the family that it belongs to, if it has one
   bool operator==(const Gap&) const = default;
 };
 
