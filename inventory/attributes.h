@@ -98,7 +98,8 @@ inline constexpr std::tuple kIndexStorage{
     Attribute{"latch free", &IndexStorage::latchFree, Family::latches},
     Attribute{"local", &IndexStorage::local, Family::partitions},
     Attribute{"cache", &IndexStorage::cache, Family::caches},
-    Attribute{"cache strategy", &IndexStorage::cacheStrategy, Family::caches}};
+    Attribute{"cache strategy", &IndexStorage::cacheStrategy, Family::caches},
+    Attribute{"parallel degree", &IndexStorage::parallelDegree, Family::caches}};
 inline constexpr Parts kIndexPartitions{Kind::partition, &IndexStorage::partitions};
 
 template <>
@@ -185,6 +186,7 @@ inline constexpr std::tuple kAttributes<Table>{
     Attribute{"erase residual data", &Table::erasure, Family::logging},
     Attribute{"cache", &Table::cache, Family::caches},
     Attribute{"cache strategy", &Table::cacheStrategy, Family::caches},
+    Attribute{"parallel degree", &Table::parallelDegree, Family::caches},
     Attribute{"page lock promotion", &Table::pageLockPromotion, Family::caches},
     Attribute{"row lock promotion", &Table::rowLockPromotion, Family::caches},
     Attribute{"replicated", &Table::replicated, Family::replication},

@@ -63,7 +63,7 @@ struct FamilyRow {
 inline constexpr std::array<FamilyRow, kFamilyCount> kFamilies{{
     {Family::always, "", ""},
     {Family::aliases, "aliases", "logins that are aliases of users"},
-    {Family::caches, "caches", "cache bindings and strategies, lock promotion"},
+    {Family::caches, "caches", "cache bindings and strategies, lock promotion, parallel degree"},
     {Family::checks, "checks", "check constraints"},
     {Family::columnOrder, "column-order", "the order of columns"},
     {Family::compression, "compression", "compression of tables, columns and indexes"},

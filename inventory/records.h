@@ -121,6 +121,7 @@ struct IndexStorage {
   std::optional<std::int32_t> maxRowsPerPage = {};
   std::optional<std::int32_t> reservePageGap = {};
   std::string segment = {};
+  std::optional<std::int32_t> parallelDegree = {};
   std::string compression = {};
   bool latchFree = false;
   bool local = false;
@@ -196,6 +197,7 @@ struct Table {
   std::optional<std::int32_t> reservePageGap = {};
   std::optional<std::int32_t> fillFactor = {};  ///< in percent
   std::optional<std::int32_t> concurrencyThreshold = {};
+  std::optional<std::int32_t> parallelDegree = {};
   std::optional<std::int64_t> identityBurnMax = {};
   std::string compression = {}, indexCompression = {};  ///< none, row, page
   std::optional<std::int32_t> lobCompression = {};
