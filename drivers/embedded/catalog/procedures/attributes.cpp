@@ -189,10 +189,29 @@ void removeAttribute(ProcedureRun& run, int attributeClass, int attribute, const
       attributeClass, attribute, target.table.id, index);
 }
 
+/// What the attribute says of the whole database; it must be the current one.
+void setOfDatabase(ProcedureRun& run, int attributeClass, int attribute,
+                   const std::string& database, const std::optional<std::string>& value) {
+  const auto dbid = run.catalog().databaseId(run.caller().database);
+  if (database != run.caller().database) {
+    return run.ignore(concat("the attribute of the database ", database));
+  }
+  run.store().run(
+      "DELETE FROM sysattributes WHERE class = ? AND attribute = ? AND object_type = 'D'",
+      attributeClass, attribute);
+  if (!value) return;
+  run.store().run(
+      "INSERT INTO sysattributes(class, attribute, object_type, object, int_value, char_value)"
+      " VALUES (?, ?, 'D', ?, 1, ?)",
+      attributeClass, attribute, dbid, *value);
+}
+
 /// sp_bindcache cache, database [, table [, index | "text only"]]
 void bindCache(ProcedureRun& run, std::size_t firstName, const std::optional<std::string>& cache) {
   const auto name = run.argument(firstName);
-  if (!name) return run.ignore("the cache of a database");
+  if (!name) {
+    return setOfDatabase(run, attribute_class::kCache, 0, run.text(firstName - 1), cache);
+  }
   const Target target = requireTarget(run, *name);
   int index = kTextNotIndexed;
   if (const auto part = run.name(firstName + 1)) {
@@ -221,26 +240,32 @@ constexpr int kRowLocks = 1;
 /// sp_setpglockpromote { "server" | "database" | "table" }, name, low, high, percent
 template <int kAttribute>
 void setLockPromotion(ProcedureRun& run) {
-  if (tsql::lowerCase(run.text(0)) != "table") {
+  const std::string scope = tsql::lowerCase(run.text(0));
+  if (scope != "table" && scope != "database") {
     return run.ignore(concat("the lock promotion of a ", run.text(0)));
   }
-  const Target target = requireTarget(run, run.text(1));
   const std::int64_t low = requireNumber(run, run.text(2), 2, kLargestInt);
   const std::int64_t high = requireNumber(run, run.text(3), low, kLargestInt);
   const std::int64_t percent = requireNumber(run, run.text(4), 1, 100);
+  const std::string limits = concat("PCT = ", percent, ", LWM = ", low, ", HWM = ", high);
+  if (scope == "database") {
+    return setOfDatabase(run, attribute_class::kLockPromotion, kAttribute, run.text(1), limits);
+  }
+  const Target target = requireTarget(run, run.text(1));
   removeAttribute(run, attribute_class::kLockPromotion, kAttribute, target, kTextNotIndexed);
   run.store().run(
       "INSERT INTO sysattributes(class, attribute, object_type, object, char_value)"
       " VALUES (?, ?, 'T', ?, ?)",
-      attribute_class::kLockPromotion, kAttribute, target.table.id,
-      concat("PCT = ", percent, ", LWM = ", low, ", HWM = ", high));
+      attribute_class::kLockPromotion, kAttribute, target.table.id, limits);
 }
 
 template <int kAttribute>
 void dropLockPromotion(ProcedureRun& run) {
-  if (tsql::lowerCase(run.text(0)) != "table") {
-    return run.ignore(concat("the lock promotion of a ", run.text(0)));
+  const std::string scope = tsql::lowerCase(run.text(0));
+  if (scope == "database") {
+    return setOfDatabase(run, attribute_class::kLockPromotion, kAttribute, run.text(1), {});
   }
+  if (scope != "table") return run.ignore(concat("the lock promotion of a ", run.text(0)));
   const Target target = requireTarget(run, run.text(1));
   removeAttribute(run, attribute_class::kLockPromotion, kAttribute, target, kTextNotIndexed);
 }
@@ -281,7 +306,7 @@ constexpr int kReplicated = -0x8000;
 bool isReplicated(ProcedureRun& run, const std::string& status) {
   constexpr std::string_view kOn[] = {"true", "function", "table"};
   if (std::ranges::count(kOn, status) != 0) return true;
-  if (status == "false") return false;
+  if (status == "false" || status == "never") return false;
   run.fail(message::badReplicationStatus, status);
 }
 
@@ -292,6 +317,7 @@ void setReplicated(ProcedureRun& run) {
   if (!name || !status) return run.ignore("the report");
   const ObjectInfo object = run.requireObject(*name);
   const bool on = isReplicated(run, tsql::lowerCase(*status));
+  if (tsql::lowerCase(*status) == "never") run.ignore("'never', which is kept as 'false'");
   run.writer().records().changeObject(object.id, [&](SysObject& row) {
     row.sysstat = on ? row.sysstat | kReplicated : row.sysstat & ~kReplicated;
   });
