@@ -190,6 +190,7 @@ inline constexpr std::tuple kAttributes<Table>{
     Attribute{"page lock promotion", &Table::pageLockPromotion, Family::caches},
     Attribute{"row lock promotion", &Table::rowLockPromotion, Family::caches},
     Attribute{"replicated", &Table::replicated, Family::replication},
+    Attribute{"replication modes", &Table::replicationModes, Family::replicationModes},
     Attribute{"partitioned by", &Table::partitionKind, Family::partitions},
     Attribute{"partition columns", &Table::partitionColumns, Family::partitions},
     Attribute{"rows", &Table::rowCount, Family::rowCounts}};
@@ -235,7 +236,8 @@ inline constexpr std::tuple kAttributes<Procedure>{
     Attribute{"language", &Procedure::language},
     Attribute{"definition", &Procedure::definition, Family::definitions},
     Attribute{"mode", &Procedure::mode, Family::procedureMode},
-    Attribute{"replicated", &Procedure::replicated, Family::replication}};
+    Attribute{"replicated", &Procedure::replicated, Family::replication},
+    Attribute{"replication modes", &Procedure::replicationModes, Family::replicationModes}};
 template <>
 inline constexpr std::tuple kParts<Procedure>{
     Parts{Kind::parameter, &Procedure::parameters, Order::compared, Origin::definition},

@@ -211,8 +211,9 @@ struct Table {
   std::string cacheStrategy = {};  ///< what is off: prefetch, mru
   std::string pageLockPromotion = {}, rowLockPromotion = {};
   bool replicated = false;
-  std::string proxyKind = {};      ///< table, procedure, ... of a proxy table
-  std::string proxyPlace = {};     ///< what stands behind at
+  std::string replicationModes = {};  ///< owner_on, use_index, never
+  std::string proxyKind = {};         ///< table, procedure, ... of a proxy table
+  std::string proxyPlace = {};        ///< what stands behind at
   std::string partitionKind = {};  ///< roundrobin, hash, range, list; none for an unpartitioned one
   std::vector<std::string> partitionColumns = {};
   std::vector<Partition> partitions = {};
@@ -262,6 +263,7 @@ struct Procedure {
   Definition definition = {};  ///< of an extended one the name of the library
   std::string mode = {};       ///< unchained, chained, anymode
   bool replicated = false;
+  std::string replicationModes = {};  ///< table, log_current
   std::vector<Parameter> parameters = {};
   std::vector<Permission> permissions = {};
   bool operator==(const Procedure&) const = default;

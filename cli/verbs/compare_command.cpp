@@ -112,7 +112,8 @@ void leaveOutUnusedRoles(std::array<Database, 2>& databases, const inventory::Ru
   for (const std::string& role :
        inventory::takeUnusedRoles(databases[databases[0].server.embedded ? 0 : 1]))
     list += (list.empty() ? "" : ", ") + role;
-  if (!list.empty()) header.notes.push_back("Roles that the database does not use are left out: " + list);
+  if (!list.empty())
+    header.notes.push_back("Roles that the database does not use are left out: " + list);
 }
 
 // What could not be read of one side is no difference.

@@ -310,6 +310,44 @@ bool isReplicated(ProcedureRun& run, const std::string& status) {
   run.fail(message::badReplicationStatus, status);
 }
 
+/// What else the arguments say, in sysobjects.sysstat3. Where the server keeps it is not published.
+struct ReplicationMode {
+  std::string_view word;
+  int bit;  ///< 0: what holds where nothing is said
+};
+constexpr int kOwnerOn = 0x10000;
+constexpr ReplicationMode kReplicationModes[] = {
+    {"owner_on", kOwnerOn}, {"owner_off", 0},    {"use_index", 0x20000},    {"never", 0x40000},
+    {"function", 0},        {"table", 0x100000}, {"log_current", 0x200000}, {"log_sproc", 0},
+};
+constexpr int kAllModes = 0x3F0000;
+
+void setModes(ProcedureRun& run, int objectId, int mask, int modes) {
+  if (!run.catalog().options().has(Release::ase15)) {
+    if (modes != 0) run.ignore("the mode of replication");
+    return;
+  }
+  run.writer().records().changeObject(
+      objectId, [&](SysObject& row) { row.sysstat3 = (row.sysstat3.value_or(0) & ~mask) | modes; });
+}
+
+int modesOf(ProcedureRun& run) {
+  constexpr std::size_t kFirst = 1, kLast = 3;
+  int modes = 0;
+  for (std::size_t at = kFirst; at <= kLast; ++at) {
+    const auto* mode =
+        std::ranges::find(kReplicationModes, tsql::lowerCase(run.text(at)), &ReplicationMode::word);
+    if (mode != std::end(kReplicationModes)) modes |= mode->bit;
+  }
+  return modes;
+}
+
+/// sp_setrepdefmode table, owner_on | owner_off [, use_index]
+void setReplicationMode(ProcedureRun& run) {
+  const ObjectInfo table = run.requireObject(run.text(0));
+  setModes(run, table.id, kOwnerOn, modesOf(run) & kOwnerOn);
+}
+
 /// sp_setreptable name, true | false, ...; the same for procedures. Without a status: a report.
 void setReplicated(ProcedureRun& run) {
   const auto name = run.argument(0);
@@ -317,7 +355,7 @@ void setReplicated(ProcedureRun& run) {
   if (!name || !status) return run.ignore("the report");
   const ObjectInfo object = run.requireObject(*name);
   const bool on = isReplicated(run, tsql::lowerCase(*status));
-  if (tsql::lowerCase(*status) == "never") run.ignore("'never', which is kept as 'false'");
+  setModes(run, object.id, kAllModes, tsql::lowerCase(*status) == "false" ? 0 : modesOf(run));
   run.writer().records().changeObject(object.id, [&](SysObject& row) {
     row.sysstat = on ? row.sysstat | kReplicated : row.sysstat & ~kReplicated;
   });
@@ -366,6 +404,7 @@ constexpr Procedure kProcedures[] = {
     {"sp_setpglockpromote", "@scope @obj_name @new_lwm @new_hwm @new_pct", 1,
      setLockPromotion<kPageLocks>},
     {"sp_setrepcol", "@replicate_name @column_name @setflag @use_index", 1, spSetrepcol},
+    {"sp_setrepdefmode", "@replicate_name @setflag @use_index", 2, setReplicationMode},
     {"sp_setreplicate", "@replicate_name @setflag", 0, setReplicated},
     {"sp_setrepproc", "@replicate_name @setflag @log_mode", 0, setReplicated},
     {"sp_setreptable", "@replicate_name @setflag @owner_flag @use_index", 0, setReplicated},
