@@ -121,6 +121,7 @@ struct IndexStorage {
   std::optional<std::int32_t> maxRowsPerPage = {};
   std::optional<std::int32_t> reservePageGap = {};
   std::string segment = {};
+  std::optional<std::int32_t> parallelDegree = {};
   std::string compression = {};
   bool latchFree = false;
   bool local = false;
@@ -196,6 +197,7 @@ struct Table {
   std::optional<std::int32_t> reservePageGap = {};
   std::optional<std::int32_t> fillFactor = {};  ///< in percent
   std::optional<std::int32_t> concurrencyThreshold = {};
+  std::optional<std::int32_t> parallelDegree = {};
   std::optional<std::int64_t> identityBurnMax = {};
   std::string compression = {}, indexCompression = {};  ///< none, row, page
   std::optional<std::int32_t> lobCompression = {};
@@ -209,8 +211,9 @@ struct Table {
   std::string cacheStrategy = {};  ///< prefetch off, mru off
   std::string pageLockPromotion = {}, rowLockPromotion = {};
   bool replicated = false;
-  std::string proxyKind = {};      ///< table, procedure, ... of a proxy table
-  std::string proxyPlace = {};     ///< what stands behind at
+  std::string replicationModes = {};  ///< owner_on, use_index, never
+  std::string proxyKind = {};         ///< table, procedure, ... of a proxy table
+  std::string proxyPlace = {};        ///< what stands behind at
   std::string partitionKind = {};  ///< roundrobin, hash, range, list; none for an unpartitioned one
   std::vector<std::string> partitionColumns = {};
   std::vector<Partition> partitions = {};
@@ -260,6 +263,7 @@ struct Procedure {
   Definition definition = {};  ///< of an extended one the name of the library
   std::string mode = {};       ///< unchained, chained, anymode
   bool replicated = false;
+  std::string replicationModes = {};  ///< table, log_current
   std::vector<Parameter> parameters = {};
   std::vector<Permission> permissions = {};
   bool operator==(const Procedure&) const = default;

@@ -346,6 +346,7 @@ Procedure& procedureOf(Reading& reading, const ObjectEntry& entry, int number) {
   procedure.name = reading.nameOf(entry);
   procedure.number = number;
   procedure.replicated = (entry.status & kReplicated) != 0;
+  procedure.replicationModes = reading.replicationModes(entry);
   if (entry.code == "XP") {
     procedure.language = "library";
     return procedure;

@@ -55,6 +55,9 @@ void sortConstraints(std::vector<Record>& constraints) {
 
 void sortLogicalKeys(std::vector<LogicalKey>& keys) {
   std::ranges::sort(keys, {}, [](const LogicalKey& key) { return nameOf(key); });
+  // A common key of a table with itself has two rows, which may say the same.
+  const auto repeated = std::ranges::unique(keys);
+  keys.erase(repeated.begin(), repeated.end());
 }
 
 void finishTable(Table& table) {

@@ -43,6 +43,7 @@ struct Action {
   std::string_view name;
   int action;
   bool inAll;  ///< part of `grant all` without an object
+  Release since = Release::ase125;
 };
 
 constexpr Action kCommands[] = {
@@ -57,6 +58,8 @@ constexpr Action kCommands[] = {
     {"dump transaction", 235, false},
     {"set proxy", 167, false},
     {"create encryption key", 353, false},
+    // The number is one of this catalog: that of the server is not published.
+    {"create function", 1001, false, Release::ase15},
 };
 
 /// On a table as well, but never part of `all`.
@@ -73,7 +76,6 @@ struct Spelling {
 constexpr Spelling kSpellings[] = {
     {"exec", "execute"},
     {"create proc", "create procedure"},
-    {"create function", "create procedure"},
     {"dump tran", "dump transaction"},
     {"set session authorization", "set proxy"},
 };
@@ -205,7 +207,9 @@ std::vector<PermissionWriter::Right> PermissionWriter::commandRights(
   }
   const Action* command = find(kCommands, privilege.name);
   if (command == nullptr) command = find(kTableCommands, privilege.name);
-  if (command == nullptr) writer_.fail(message::unknownPrivilege, privilege.name);
+  if (command == nullptr || !writer_.catalog().options().has(command->since)) {
+    writer_.fail(message::unknownPrivilege, privilege.name);
+  }
   rights.push_back({0, command->action, {}});
   return rights;
 }
@@ -309,9 +313,8 @@ void PermissionWriter::erase(const Right& right, int uid, const Stored& row) {
 // A column is granted with or without the option, never both; a whole table may be granted beside
 // columns with the option, because it also means columns that are added later.
 void PermissionWriter::grant(const Right& right, int uid, int grantor, bool grantOption) {
-  std::optional<Stored> granted =
-      Stored{grantOption ? protect_type::kGrantOption : protect_type::kGrant, grantor,
-             right.columns};
+  std::optional<Stored> granted = Stored{
+      grantOption ? protect_type::kGrantOption : protect_type::kGrant, grantor, right.columns};
   for (Stored& row : rows(right, uid)) {
     if (row.protectType == protect_type::kRevoke) {
       // What is granted now is no longer withheld.

@@ -68,6 +68,7 @@ constexpr std::string_view kConditions = "N";
 constexpr std::string_view kDecryptDefault = "DD";
 // Of sysattributes.
 constexpr int kProxyClass = 9;
+constexpr int kRemote = 0x400, kProxy = 0x800;  // in sysobjects.sysstat2
 constexpr int kEncryptionClass = 25;
 
 std::string valueText(const tsql::StorageOption& option) {
@@ -153,8 +154,20 @@ void StorageWriter::applyIndex(const ObjectInfo& table, const tsql::CreateIndex&
   for (const tsql::Partition& partition : index.partitions) addPartition(table, *indid, partition);
 }
 
+void StorageWriter::applyObjectDefinition(const ObjectInfo& table) {
+  const auto isDefinition =
+      "class = ?1 AND attribute = 1 AND object IS NULL AND object_cinfo IN (?2, ?3)";
+  const std::string qualified = concat(*writer_.catalog().userName(table.uid), ".", table.name);
+  if (!store_.value(concat("SELECT 1 FROM sysattributes WHERE ", isDefinition), kProxyClass,
+                    table.name, qualified)) {
+    return;
+  }
+  store_.run(concat("UPDATE sysattributes SET object = ?4 WHERE ", isDefinition), kProxyClass,
+             table.name, qualified, table.id);
+  store_.run("UPDATE sysobjects SET sysstat2 = sysstat2 | ? WHERE id = ?", kRemote, table.id);
+}
+
 void StorageWriter::applyProxy(const ObjectInfo& table, const tsql::CreateTable& statement) {
-  constexpr int kRemote = 0x400, kProxy = 0x800;
   store_.run("UPDATE sysobjects SET sysstat2 = sysstat2 | ? WHERE id = ?", kRemote | kProxy,
              table.id);
   store_.run(

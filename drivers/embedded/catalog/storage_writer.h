@@ -50,6 +50,8 @@ class StorageWriter {
                    const tsql::ColumnStorage& storage);
 
   /// The remote object that a proxy table stands for.
+  /// What sp_addobjectdef said of it before it was created.
+  void applyObjectDefinition(const ObjectInfo& table);
   void applyProxy(const ObjectInfo& table, const tsql::CreateTable& statement);
 
   void partition(const ObjectInfo& table, const tsql::Partitioning& partitioning);

@@ -214,7 +214,7 @@ constexpr std::string_view kFixedRows =
     " ('Create Default', 233, 'T'), ('Dump Transaction', 235, 'T'), ('Create Rule', 236, 'T'),"
     " ('Delete Statistics', 282, 'T'), ('Truncate Table', 320, 'T'),"
     " ('Update Statistics', 326, 'T'), ('Create Encryption Key', 353, 'T'),"
-    " ('Decrypt', 354, 'T'), ('Transfer Table', 368, 'T'),"
+    " ('Create Function', 1001, 'T'), ('Decrypt', 354, 'T'), ('Transfer Table', 368, 'T'),"
     " ('ignore duplicate keys', 1, 'I'), ('unique', 2, 'I'), ('ignore duplicate rows', 4, 'I'),"
     " ('allow duplicate rows', 64, 'I');"
     // The sort order is bin_utf8, the character set utf8.

@@ -212,7 +212,8 @@ void spAddmessage(ProcedureRun& run) {
 void spDropmessage(ProcedureRun& run) {
   const bool isAll = tsql::lowerCase(run.text(1)) == "all";
   const int language = isAll ? 0 : languageNumber(run, run.text(1));
-  const std::string which = isAll ? "error = ?1 AND ?2 = 0" : "error = ?1 AND ifnull(langid, 0) = ?2";
+  const std::string which =
+      isAll ? "error = ?1 AND ?2 = 0" : "error = ?1 AND ifnull(langid, 0) = ?2";
   if (!run.store().value("SELECT 1 FROM sysusermessages WHERE " + which, run.text(0), language)) {
     run.fail(message::messageNotFound, run.text(0));
   }
