@@ -204,7 +204,11 @@ void dropUnread(std::vector<DatabaseReading>& readings, ReportHeader& header) {
   if (areWhole && areUsable) return;
   header.gaps.push_back(areWhole ? "nothing was compared: too much of a side could not be read"
                                  : "nothing was compared: a side was not read to its end");
-  for (DatabaseReading& one : readings) one.database = {};
+  for (DatabaseReading& one : readings) {
+    Database nothing;
+    nothing.gaps = std::move(one.database.gaps);
+    one.database = std::move(nothing);
+  }
 }
 
 // Whether the patterns choose an object: owner.name.

@@ -43,6 +43,7 @@ std::string compared(const ColumnType& value, const Rules& rules) {
   return comparedName(value, rules);
 }
 std::string compared(const DefaultValue& value, const Rules& rules) {
+  if (value.state != Definition::State::whole) return shown(value);
   return reduced(value.text, rules) + '\n' + comparedName(value.bound, rules);
 }
 std::string compared(const std::vector<KeyColumn>& value, const Rules& rules) {
@@ -197,6 +198,11 @@ class Comparison {
   bool saysTheSame(const Attribute<Owner, Value>&, const Value& a, const Value& b) const {
     if constexpr (std::is_same_v<Owner, Partition> && std::is_same_v<Value, std::string>) {
       return reduced(a, rules_) == reduced(b, rules_);
+    } else if constexpr (std::is_same_v<Value, Rare<DefaultValue>>) {
+      // A gap says so; what is in it is not known.
+      using State = Definition::State;
+      return a->state == State::unreadable || b->state == State::unreadable ||
+             compared(a, rules_) == compared(b, rules_);
     } else {
       return compared(a, rules_) == compared(b, rules_);
     }
