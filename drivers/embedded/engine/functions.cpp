@@ -36,6 +36,13 @@ void registerSession(Database& store, Running& running) {
     const auto found = running.variables->find(call.text(0));
     if (found != running.variables->end()) call.result(found->second.value);
   });
+  store.addFunction("set_variable", 2, FunctionKind::Volatile, [&running](FunctionCall& call) {
+    const auto found = running.variables->find(call.text(0));
+    if (found != running.variables->end()) found->second.value = call.cell(1);
+    call.result(call.cell(1));
+  });
+  store.addFunction("is_set", -1, FunctionKind::Volatile,
+                    [](FunctionCall& call) { call.result(1); });
   store.addFunction("next_identity", 2, FunctionKind::Volatile,
                     [&store, &running](FunctionCall& call) {
                       const std::string table(call.text(0));

@@ -25,7 +25,7 @@ struct Running {
   /// Runs a function of the schema.
   Cell (*call)(Session& session, int functionId, const Row& arguments) = nullptr;
   const Caller* caller = nullptr;
-  const Variables* variables = nullptr;
+  Variables* variables = nullptr;
   /// The identity values given last, by table. A later statement goes on from there if nothing but
   /// their rows has been written in between.
   struct Identities {
