@@ -145,6 +145,7 @@ std::string WriteTranslator::omitted(const ColumnInfo& column, const WriteTarget
     const bool isSmall = kind == TypeKind::Tinyint || kind == TypeKind::Smallint;
     return isSmall ? translator_.assigned({next, intType()}, column.type, line) : next;
   }
+  if (column.type.kind == TypeKind::Timestamp) return nextTimestamp(target, "NULL");
   std::string text;
   if (column.defaultId != 0) text = translator_.context().catalog.sourceText(column.defaultId);
   const auto position = static_cast<std::size_t>(&column - target.columns.data());
@@ -154,8 +155,16 @@ std::string WriteTranslator::omitted(const ColumnInfo& column, const WriteTarget
       return filled(translator_.value(*expression, nullptr), column, target, line);
     }
   }
-  if (column.type.nullable || column.type.kind == TypeKind::Timestamp) return "NULL";
+  if (column.type.nullable) return "NULL";
   throw nullRefused(column, target, line);
+}
+
+// Each database counts its own.
+std::string WriteTranslator::nextTimestamp(const WriteTarget& target, const std::string& given) {
+  Catalog& catalog = translator_.context().catalog;
+  const std::string database = target.isTemporary() ? "tempdb" : catalog.databaseOf(target.id);
+  return "next_timestamp(" + std::to_string(catalog.databaseId(database).value_or(0)) + ", " +
+         given + ")";
 }
 
 std::vector<const ColumnInfo*> WriteTranslator::listedColumns(const Insert& statement,
@@ -246,7 +255,12 @@ Plan WriteTranslator::insertRows(const Insert& statement, const WriteTarget& tar
   }
   std::vector<WrittenColumn> columns;
   for (std::size_t i = 0; i < listed.size(); ++i) {
-    columns.push_back({listed[i], filled(values[i], *listed[i], target, line), true});
+    const bool isTimestamp = listed[i]->type.kind == TypeKind::Timestamp;
+    // Rows of a query bring the timestamps of their own table, which do not count here.
+    const std::string sql = isTimestamp
+                                ? nextTimestamp(target, from.empty() ? values[i].sql : "NULL")
+                                : filled(values[i], *listed[i], target, line);
+    columns.push_back({listed[i], sql, true});
   }
   for (const ColumnInfo& column : target.columns) {
     if (!column.computed.empty() || std::ranges::count(listed, &column) != 0) continue;
@@ -378,6 +392,13 @@ WriteTranslator::ChangedColumns WriteTranslator::changedColumns(const Update& st
     if (assignment.column.empty()) translator_.assignsByRow(assignment.variable);
   }
   ChangedColumns changes;
+  const auto change = [&](const ColumnInfo& column, const std::string& sql) {
+    const std::string item = quotedName(column.sqliteColumn);
+    const std::string separator = changes.plain.empty() ? "" : ", ";
+    changes.plain += separator + item + " = " + sql;
+    changes.fromPicked += separator + item + " = " + rowAlias + "." + item;
+    changes.picked += ", " + sql + " AS " + item;
+  };
   for (const Assignment& assignment : statement.assignments) {
     const std::uint32_t line = assignment.range.line;
     if (assignment.column.empty()) {
@@ -387,18 +408,18 @@ WriteTranslator::ChangedColumns WriteTranslator::changedColumns(const Update& st
       continue;
     }
     const ColumnInfo& column = requireColumn(target, assignment.column, line);
-    const std::string sql =
-        filled(translator_.value(*assignment.value, &rows.scope), column, target, line);
-    const std::string item = quotedName(column.sqliteColumn);
-    const std::string separator = changes.colids.empty() ? "" : ", ";
+    if (column.type.kind == TypeKind::Timestamp) {
+      throw ServerError(message::timestampUpdated, line);
+    }
+    change(column, filled(translator_.value(*assignment.value, &rows.scope), column, target, line));
     if (!changes.colids.insert(column.colid).second) {
       throw ServerError(message::columnWrittenTwice, line, column.name);
     }
-    changes.plain += separator + item + " = " + sql;
-    changes.fromPicked += separator + item + " = " + rowAlias + "." + item;
-    changes.picked += ", " + sql + " AS " + item;
-    changes.newValues[column.colid] = rowAlias + "." + item;
+    changes.newValues[column.colid] = rowAlias + "." + quotedName(column.sqliteColumn);
     changes.names.push_back(target.view == nullptr ? assignment.column : column.name);
+  }
+  for (const ColumnInfo& column : target.columns) {
+    if (column.type.kind == TypeKind::Timestamp) change(column, nextTimestamp(target, "NULL"));
   }
   return changes;
 }

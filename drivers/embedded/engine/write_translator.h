@@ -80,6 +80,7 @@ class WriteTranslator {
   ChangedColumns changedColumns(const tsql::Update& statement, const WriteTarget& target,
                                 const JoinedTarget& rows, const std::string& rowAlias);
   std::string variableSet(const tsql::Assignment& assignment, const Scope& scope);
+  std::string nextTimestamp(const WriteTarget& target, const std::string& given);
   std::string omitted(const ColumnInfo& column, const WriteTarget& target, std::uint32_t line);
   JoinedTarget joinedTarget(const tsql::ObjectName& name, const WriteTarget& target,
                             const std::vector<tsql::TableRefPtr>& from, const tsql::Expr* where);

@@ -401,6 +401,37 @@ TEST(Batch, AnUpdateAssignsVariables) {
   EXPECT_EQ(rows("update k set @v = @v + 1, a = a + 1 select @v"), "2\n");
 }
 
+TEST(Batch, TimestampsGrowWithEachChange) {
+  Probe probe(R"(
+create table t (a int, ts timestamp, b int null check (b < 9))
+insert t values (1, null, 1)
+insert t (a) values (2)
+insert t select a + 2, ts, b from t
+create table copied (ts timestamp, a int)
+go
+create view v as select a, b from t
+go
+)");
+  const auto stamps = [&] {
+    return probe.rows(
+        "select a, convert(int, convert(binary(4), substring(ts, 5, 4))) from t order by a");
+  };
+  EXPECT_EQ(stamps(), "1 | 1\n2 | 2\n3 | 3\n4 | 4\n");
+  EXPECT_EQ(probe.rows("select datalength(ts) from t where a = 4 and ts = @@dbts"), "8\n");
+  probe.ask("update t set b = 2 where a = 2 update v set b = 3 where a = 1");
+  probe.ask("declare @v int update t set @v = a from t, sysobjects o where a = 3 and o.name = 't'");
+  EXPECT_EQ(stamps(), "1 | 6\n2 | 5\n3 | 7\n4 | 4\n");
+  probe.ask("begin tran update t set b = 2 rollback tran insert copied select ts, a from t");
+  EXPECT_EQ(stamps(), "1 | 6\n2 | 5\n3 | 7\n4 | 4\n");
+  EXPECT_EQ(probe.rows("select count(*) from copied c, t where c.a = t.a and c.ts > t.ts"), "4\n");
+  EXPECT_EQ(probe.refusal("insert t values (5, 0x01, 1)").substr(0, 4), "273:");
+  EXPECT_EQ(probe.refusal("update t set ts = null").substr(0, 4), "272:");
+  EXPECT_EQ(
+      probe.rows("set nocount on create table #k (ts timestamp, a int) insert #k (a) values (1)"
+                 " update #k set a = 2 select a from #k where ts is not null"),
+      "2\n");
+}
+
 TEST(Batch, RollbacksNameWhatTheyUndo) {
   Probe probe("create table t (a int)");
   EXPECT_EQ(probe.ask("set nocount on begin tran outermost insert t values (1) save tran s"
