@@ -17,7 +17,7 @@ class ScriptSide final : public Side {
   ScriptSide(embedded::EmbeddedCatalog catalog, const embedded::LoadReport& report)
       : catalog_(std::move(catalog)),
         connection_(catalog_.connect()),
-        complete_(report.succeeded()) {
+        complete_(report.succeeded() && report.undone.empty()) {
     for (const auto& one : report.incomplete) views_.push_back({one.view, one.note.describe()});
   }
   ado::Connection& connection() override { return *connection_; }
@@ -122,6 +122,7 @@ std::unique_ptr<Side> openScripts(const ScriptPlace& place, const Console& conso
   if (!lines.empty() && (!place.settings.keepGoing || !report.readable))
     throw CommandError(std::move(lines));
   for (const std::string& line : lines) console.complain(line);
+  for (const auto& transaction : report.undone) console.complain(transaction.describe());
   chooseDatabase(catalog, place);
   return std::make_unique<ScriptSide>(std::move(catalog), report);
 }

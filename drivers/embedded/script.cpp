@@ -285,6 +285,12 @@ class Loader {
       }
       if (!goesOn(session)) break;
     }
+    if (session.transactions.hasChanges()) {
+      report.undone.push_back({std::string(name), 0, 0,
+                               "a transaction is still open at the end of the script, which undoes "
+                               "what it changed; end it with 'commit'",
+                               ""});
+    }
     server_.database = session.caller.database;
     return ranAnything;
   }

@@ -43,6 +43,8 @@ struct LoadReport {
   /// Views whose columns are not known, because they use a database that no script creates, or
   /// something that is not in it.
   std::vector<ViewWithoutColumns> incomplete;
+  /// Transactions that were open at the end of a script, which undoes what they changed.
+  std::vector<ScriptNote> undone;
   /// False when a file could not be read or holds no script, an error with any options.
   bool readable = true;
 

@@ -23,8 +23,14 @@ bool names(std::string_view expression, std::string_view column) {
   return std::ranges::any_of(tokens, [&](const tsql::Token& token) {
     const bool isName =
         token.kind == tsql::TokenKind::Word || token.kind == tsql::TokenKind::QuotedWord;
-    return isName && token.value() == column;
+    const tsql::Token& next = *(&token + (token.kind == tsql::TokenKind::End ? 0 : 1));
+    return isName && token.value() == column && next.text != "(";
   });
+}
+
+bool changesStorage(const tsql::ColumnStorage& storage) {
+  return storage.place != tsql::LobPlace::Unspecified || storage.compressed || storage.encrypted ||
+         storage.decryptDefault != nullptr;
 }
 
 class TableChange {
@@ -57,6 +63,9 @@ class TableChange {
   void operator()(const tsql::ChangeStorage& action) {
     storage_.applyOptions(table_, action.options);
   }
+
+  /// Whether the statement has no other action, which may have an effect.
+  bool isAlone = false;
 
  private:
   ColumnInfo requireColumn(std::string_view name);
@@ -157,7 +166,9 @@ void TableChange::requireUnused(const ColumnInfo& column) {
   usedBy(records_.references.where<&SysReference::reftabid>(table_.id), &SysReference::refkey);
   for (const Slot slot : records_.constraints.where<&SysConstraint::tableid>(table_.id)) {
     const SysConstraint& row = records_.constraints[slot];
-    if (!user && row.colid == column.colid && isCheck(records_, row)) {
+    if (user || !isCheck(records_, row)) continue;
+    if (row.colid == column.colid ||
+        names(writer_.catalog().sourceText(row.constrid), column.name)) {
       user = writer_.catalog().objectName(row.constrid);
     }
   }
@@ -314,6 +325,13 @@ void TableChange::operator()(const tsql::ModifyColumn& action) {
       writer_.fail(message::nullInserted, column.name, table_.name);
     }
   }
+  const bool isTimestamp = to.kind == TypeKind::Timestamp;
+  if (isTimestamp && column.type.kind != to.kind) {
+    writer_.fail(message::modifyToTimestamp, column.name, table_.name);
+  }
+  if (isAlone && to == column.type && !changesStorage(action.column.storage)) {
+    writer_.fail(message::modifyWithoutEffect, column.name);
+  }
   convertRows(column, to);
   records_.changeColumn(table_.id, column.colid, [&](SysColumn& row) {
     row.type = to.storageCode;
@@ -395,6 +413,7 @@ void Catalog::alterTable(const tsql::AlterTable& statement, std::string_view tex
   CatalogWriter writer(*this, caller);
   const ObjectInfo table = writer.requireTable(statement.table);
   TableChange change(writer, text, values, statement.table, table);
+  change.isAlone = statement.actions.size() == 1;
   StoredIndexes(writer).dropGuards(table);
   for (const tsql::AlterAction& action : statement.actions) std::visit(change, action);
   StoredIndexes(writer).createGuards(table);

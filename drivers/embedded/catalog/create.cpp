@@ -37,6 +37,7 @@ void Catalog::createTable(const tsql::CreateTable& statement, std::string_view t
   TableWriter tables(writer, text, &values);
   const ObjectInfo table = tables.addTable(statement.name, statement.lockScheme);
   for (const tsql::ColumnDefinition& column : statement.columns) tables.addColumn(table, column);
+  // One after the other, because an expression may use the computed columns before it.
   for (const tsql::ColumnDefinition& column : statement.columns) {
     tables.typeComputed(statement.name, table.id, column);
   }

@@ -1,5 +1,6 @@
 #include "drivers/embedded/engine/row_statements.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "drivers/embedded/engine/convert.h"
@@ -206,9 +207,48 @@ std::int64_t RowStatements::change(Prepared& prepared) {
   return triggers_.change(prepared.plan, [&] { return frame_.execute(prepared); });
 }
 
+// SQLite compares each row with those that the statement has not changed yet; the server compares
+// when all are changed.
+std::int64_t RowStatements::updateKeys(Prepared& prepared, const StoreError& failure) {
+  Database& store = server_.catalog.store();
+  const std::string& table = prepared.plan.updatedTable;
+  const auto point = table.find('.');
+  const std::string schema =
+      point == table.npos ? prepared.plan.updatedStore : table.substr(0, point);
+  std::vector<std::pair<std::string, std::string>> indexes;
+  store.each(
+      "SELECT name, sql FROM " + schema +
+          ".sqlite_master WHERE type = 'index' AND tbl_name = ? AND sql LIKE 'CREATE UNIQUE INDEX "
+          "%'",
+      [&](const Statement& row) { indexes.emplace_back(row.text(0), row.text(1)); },
+      point == table.npos ? table : table.substr(point + 1));
+  constexpr std::string_view kCreate = "CREATE UNIQUE INDEX ";
+  Savepoint savepoint(store);
+  try {
+    for (const auto& [name, sql] : indexes) store.execute("DROP INDEX " + schema + "." + name);
+  } catch (const StoreError&) {
+    throw failure;  // rows of the table are being read
+  }
+  const std::int64_t rows = frame_.execute(prepared);
+  for (const auto& [name, sql] : indexes) {
+    store.execute(std::string(kCreate) + schema + "." + sql.substr(kCreate.size()));
+  }
+  savepoint.keep();
+  return rows;
+}
+
 void RowStatements::update(const Update& statement) {
-  reporter_.changed(change(frame_.prepared(
-      frame_.current(), [&](Translator& t) { return WriteTranslator(t).update(statement); })));
+  Prepared& prepared = frame_.prepared(
+      frame_.current(), [&](Translator& t) { return WriteTranslator(t).update(statement); });
+  const bool assigns = std::ranges::any_of(
+      statement.assignments, [](const Assignment& one) { return !one.variable.empty(); });
+  const Variables before = assigns ? frame_.variables() : Variables();
+  reporter_.changed(triggers_.change(
+      prepared.plan, [&] { return frame_.execute(prepared); },
+      [&](const StoreError& failure) {
+        if (assigns) frame_.variables() = before;
+        return updateKeys(prepared, failure);
+      }));
 }
 
 void RowStatements::remove(const Delete& statement) {

@@ -53,6 +53,7 @@ class RowStatements {
 
  private:
   std::int64_t change(Prepared& prepared);
+  std::int64_t updateKeys(Prepared& prepared, const StoreError& failure);
   void assignFrom(const tsql::Select& select, Prepared& prepared);
   void selectInto(const tsql::Query& query);
   void selectIntoExisting(const tsql::Query& query);

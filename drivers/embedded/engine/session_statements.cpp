@@ -26,6 +26,12 @@ std::int64_t isolationLevel(std::string_view word) {
   return 1;
 }
 
+// `set arithabort numeric_truncation off`
+bool isOfTruncation(const SetOption& option, const SetOptionRule& rule) {
+  return rule.effect == SetEffect::ArithAbort && option.values.size() > 1 &&
+         option.values.front() == "numeric_truncation";
+}
+
 std::string withoutQuotes(const std::string& text) {
   const bool isQuoted = text.size() > 1 && text.front() == text.back() &&
                         (text.front() == '\'' || text.front() == '"');
@@ -39,7 +45,7 @@ void SessionStatements::setOption(const SetOption& option) {
   if (const auto table = identityInsertTable(option)) session_.options.identityInsertTable = *table;
   for (const std::string& name : option.names) {
     const SetOptionRule* rule = findSetOption(name);
-    if (rule == nullptr) continue;
+    if (rule == nullptr || isOfTruncation(option, *rule)) continue;
     if (rule->since > server_.catalog.options().grammar()) {
       throw ServerError(message::unknownSetOption, frame_.line(), name);
     }
@@ -66,6 +72,15 @@ void SessionStatements::setOption(const SetOptionRule& rule, const std::string& 
     case SetEffect::AnsiNull:
       session_.options.ansiNull = on;
       return server_.namesChanged();
+    case SetEffect::NoExec:
+      session_.options.noExec = on;
+      return;
+    case SetEffect::ParseOnly:
+      session_.options.parseOnly = on;
+      return;
+    case SetEffect::ArithAbort:
+      session_.options.arithAbort = on;
+      return;
     case SetEffect::StringTruncation:
       session_.options.stringRtruncation = on;
       return;
@@ -100,9 +115,13 @@ void SessionStatements::setRowCount(const std::string& value) {
 
 void SessionStatements::transact(const Transaction& transaction) {
   Transactions& transactions = session_.transactions;
+  const bool isVariable = transaction.name.starts_with('@');
+  const std::string name = isVariable
+                               ? Frame::textOf(frame_.variable(transaction.name, frame_.line()))
+                               : transaction.name;
   switch (transaction.action) {
     case TransactionAction::Begin:
-      return transactions.begin();
+      return transactions.begin(name);
     case TransactionAction::Commit:
       if (transactions.depth() == 0) {
         throw ServerError(message::commitWithoutBegin, frame_.line());
@@ -112,23 +131,26 @@ void SessionStatements::transact(const Transaction& transaction) {
       }
       return transactions.commit();
     case TransactionAction::Rollback:
-      return rollBack(transaction.name);
+      return rollBack(name);
     case TransactionAction::Save:
-      return transactions.save(transaction.name);
+      return transactions.save(name);
   }
 }
 
-void SessionStatements::rollBack(const std::string& savepoint) {
+void SessionStatements::rollBack(const std::string& name) {
   const Firing* firing = session_.firing;
   if (session_.transactions.depth() == 0 && firing == nullptr) {
     throw ServerError(message::rollbackWithoutBegin, frame_.line());
   }
   frame_.giveBackStatements();
   const Transactions::Mark mark = firing == nullptr ? Transactions::Mark() : firing->before;
-  const auto found = savepoint.empty() ? Transactions::Found::No
-                                       : session_.transactions.rollBackTo(savepoint, mark);
+  const auto found =
+      name.empty() ? Transactions::Found::No : session_.transactions.rollBackTo(name, mark);
   if (found == Transactions::Found::BeforeMark) {
-    throw ServerError(message::rollbackWithinTrigger, frame_.line(), savepoint);
+    throw ServerError(message::rollbackWithinTrigger, frame_.line(), name);
+  }
+  if (found == Transactions::Found::No && !name.empty() && !session_.transactions.isNamed(name)) {
+    throw ServerError(message::noSuchSavepoint, frame_.line(), name);
   }
   if (found == Transactions::Found::No) rollBackFirings(session_);
   session_.temporaries.forgetLost();
@@ -137,7 +159,7 @@ void SessionStatements::rollBack(const std::string& savepoint) {
 
 void SessionStatements::useDatabase(const UseDatabase& use) {
   if (!server_.catalog.databaseId(use.database)) {
-    if (!session_.acceptsAnyDatabase) {
+    if (!session_.acceptsAnyDatabase || server_.catalog.wasRemoved(use.database)) {
       throw UnknownDatabase(use.database, frame_.line());
     }
     server_.catalog.useDatabase(use.database);

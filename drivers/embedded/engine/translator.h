@@ -132,7 +132,11 @@ class Translator {
   void computeColumns(const std::vector<ColumnInfo>& columns, Source& source);
   std::string parameter(Parameter::Source source, const std::string& name,
                         std::size_t position = 0);
+  /// From here on the variable has the value that the row before left in it.
+  void assignsByRow(const std::string& variable) { assignedVariables_.push_back(variable); }
   std::string newAlias() { return "s" + std::to_string(++aliases_); }
+  /// The lesser of `top n` and `set rowcount`; none if there is neither.
+  std::optional<std::uint64_t> rowLimit(std::optional<std::uint64_t> top) const;
   /// The statement is complete; what it depends on goes into the plan.
   Plan finish(std::string sql, std::vector<ResultColumn> columns = {});
 
@@ -146,7 +150,7 @@ class Translator {
     std::string rowsFrom = {};
     std::string having = {};  // where rows are joined to their groups
     std::string rowOrder;
-    std::uint64_t limit = 0;
+    std::optional<std::uint64_t> limit = {};
   };
   struct FromText {
     std::string sql;
@@ -206,7 +210,8 @@ class Translator {
                          Polarity polarity);
   std::string membership(const tsql::InSubquery& in, std::uint32_t line, const Scope* scope,
                          Polarity polarity);
-  std::string quantified(const tsql::Quantified& q, std::uint32_t line, const Scope* scope);
+  std::string quantified(const tsql::Quantified& q, std::uint32_t line, const Scope* scope,
+                         Polarity polarity);
   std::string callCondition(const tsql::Call& call, const Scope* scope, std::uint32_t line);
   std::string like(const tsql::Like& like, const Scope* scope);
   std::optional<bool> knownNull(const tsql::Expr& expr);

@@ -226,6 +226,7 @@ ExprPtr Parser::primary() {
       return literal(LiteralKind::Binary);
     case TokenKind::Variable:
       take();
+      requireDeclared(first);
       return make(Variable{first.value()}, first);
     case TokenKind::GlobalVariable:
       take();

@@ -437,5 +437,18 @@ TEST(Query, ColumnsBesideAggregates) {
   }
 }
 
+TEST(Query, AllIsUnknownForNulls) {
+  Probe probe(
+      "create table t (a int null)\ninsert t values (null)\ninsert t values (0)\n"
+      "insert t values (2)");
+  const auto found = [&](const std::string& where) {
+    return probe.rows("select a from t where " + where + " order by a");
+  };
+  EXPECT_EQ(found("a > all (select 1)"), "2\n");
+  EXPECT_EQ(found("not a > all (select 1)"), "0\n");
+  EXPECT_EQ(found("a > all (select a from t where a > 9)"), "-\n0\n2\n");
+  EXPECT_EQ(found("not a > all (select a from t where a > 9)"), "");
+}
+
 }  // namespace
 }  // namespace kelvane::embedded
