@@ -51,7 +51,12 @@ void Frame::assign(const std::string& name, const Cell& value, const ColumnType&
   constexpr std::uint32_t kOfStatement = 0;
   Variable& target = variable(name, kOfStatement);
   if (!isNull(value)) requireImplicit(from.kind, target.type.kind, line());
-  target.value = convertCell(value, from, target.type, 0, line());
+  target.value = convertCell(value, from, target.type, {implicitForm(), 0, line()});
+}
+
+ConversionForm Frame::implicitForm() const {
+  return session_.options.numericTruncation ? ConversionForm::Implicit
+                                            : ConversionForm::ImplicitCut;
 }
 
 std::string Frame::textOf(const Variable& variable) {
@@ -79,7 +84,7 @@ Cell Frame::evaluate(const tsql::Expr& expr, const ColumnType* type) {
   if (type == nullptr || isNull(value)) return value;
   const ColumnType& from = plan.plan.columns[0].type;
   requireImplicit(from.kind, type->kind, expr.range.line);
-  return convertCell(value, from, *type, 0, expr.range.line);
+  return convertCell(value, from, *type, {implicitForm(), 0, expr.range.line});
 }
 
 std::optional<std::string> Frame::textOrNull(const tsql::Expr& expr) {
@@ -106,6 +111,7 @@ TranslationContext Frame::context() const {
   context.systemColumns = &server.systemColumns;
   context.ansiNull = session_.options.ansiNull;
   context.stringRtruncation = session_.options.stringRtruncation;
+  context.numericTruncation = session_.options.numericTruncation;
   context.rowRules = &server.rowRules;
   context.tableColumns = &server.tableColumns;
   context.namesVersion = server.namesVersion();
@@ -130,7 +136,8 @@ Circumstances Frame::circumstances() const {
           options.rowLimit,
           writesIdentity(),
           options.ansiNull,
-          options.stringRtruncation};
+          options.stringRtruncation,
+          options.numericTruncation};
 }
 
 Prepared& Frame::prepared(const void* node, const Translate& translate) {

@@ -58,6 +58,8 @@ class Frame {
   Variable& variable(const std::string& name, std::uint32_t line);
   void assign(const std::string& name, const Cell& value, const ColumnType& from);
   /// Its value as a text; empty for null.
+  /// Of an assignment.
+  ConversionForm implicitForm() const;
   static std::string textOf(const Variable& variable);
 
   // expressions

@@ -23,6 +23,7 @@ struct Circumstances {
   bool identityInsert = false;
   bool ansiNull = false;
   bool stringRtruncation = false;
+  bool numericTruncation = true;
   bool operator==(const Circumstances&) const = default;
 };
 

@@ -16,6 +16,8 @@ struct SessionOptions {
   bool stringRtruncation = false;
   /// Whether an overflow or a division by zero undoes the transaction.
   bool arithAbort = true;
+  /// Whether an assignment refuses to lose digits behind the point.
+  bool numericTruncation = true;
   /// Whether statements other than `set` are only compiled, or only parsed.
   bool noExec = false, parseOnly = false;
   std::int64_t isolation = 1;

@@ -453,10 +453,11 @@ SqlValue Translator::convertValue(const Convert& convert, const Expr& expr, cons
   }
   type = withNullability(type, convert.nullable.value_or(operand.isNull || operand.type.nullable));
   if (operand.isNull) return {"NULL", type};
-  return {converted(operand, type, style), type};
+  return {converted(operand, type, ConversionForm::Explicit, style), type};
 }
 
-std::string Translator::converted(const SqlValue& value, const ColumnType& to, int style) {
+std::string Translator::converted(const SqlValue& value, const ColumnType& to, ConversionForm form,
+                                  int style) {
   if (value.isNull) return "NULL";
   const auto number = [](int n) { return ", " + std::to_string(n); };
   const auto described = [&](const ColumnType& type) {
@@ -464,7 +465,7 @@ std::string Translator::converted(const SqlValue& value, const ColumnType& to, i
            number(type.precision.value_or(0)) + number(type.scale.value_or(0));
   };
   return "as_type(" + value.sql + described(value.type) + described(to) + number(to.nullable) +
-         number(style) + ")";
+         number(style) + number(static_cast<int>(form)) + ")";
 }
 
 // Values that the target takes as they are stay untouched, so that SQLite can use its indexes.
@@ -485,7 +486,10 @@ std::string Translator::assigned(const SqlValue& value, const ColumnType& to, st
              from.scale == to.scale;
     if (isZeroFilled(to)) fits = from.length == to.length;
   }
-  return fits ? value.sql : converted(value, to);
+  if (fits) return value.sql;
+  return converted(
+      value, to,
+      context_.numericTruncation ? ConversionForm::Implicit : ConversionForm::ImplicitCut);
 }
 
 }  // namespace kelvane::embedded
