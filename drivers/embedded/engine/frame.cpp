@@ -116,16 +116,22 @@ TranslationContext Frame::context() const {
   context.tableColumns = &server.tableColumns;
   context.namesVersion = server.namesVersion();
   if (beforeRun_ != nullptr) context.createdLater = &beforeRun_->created;
-  context.identityInsert = writesIdentity();
+  context.writesIdentity = writesIdentity();
   context.texts = batch_->texts;
   return context;
 }
 
 bool Frame::writesIdentity() const {
-  const auto* insert = current_ == nullptr ? nullptr : std::get_if<tsql::Insert>(&current_->node);
-  const std::string& table = beforeRun_ != nullptr ? beforeRun_->identityInsertTable
-                                                   : session_.options.identityInsertTable;
-  return insert != nullptr && table == insert->table.name;
+  if (current_ == nullptr) return false;
+  const SessionOptions& options = session_.options;
+  if (const auto* insert = std::get_if<tsql::Insert>(&current_->node)) {
+    return insert->table.name ==
+           (beforeRun_ != nullptr ? beforeRun_->identityInsertTable : options.identityInsertTable);
+  }
+  const auto* update = std::get_if<tsql::Update>(&current_->node);
+  return update != nullptr &&
+         update->target.name == (beforeRun_ != nullptr ? beforeRun_->identityUpdateTable
+                                                       : options.identityUpdateTable);
 }
 
 Circumstances Frame::circumstances() const {

@@ -25,7 +25,7 @@ namespace kelvane::embedded {
 struct BeforeRun {
   /// Tables and views that will be there when it is the statement's turn.
   std::set<std::string, std::less<>> created;
-  std::string identityInsertTable;
+  std::string identityInsertTable, identityUpdateTable;
 };
 
 class Frame {

@@ -59,7 +59,6 @@ class RowStatements {
   void selectIntoExisting(const tsql::Query& query);
   std::string newTable(const tsql::Select& select, const std::vector<ResultColumn>& results,
                        std::uint32_t line);
-  void insertExecuted(const tsql::Insert& statement, const WriteTarget& target);
   std::string rowTable(int tableId);
 
   Frame& frame_;

@@ -24,6 +24,7 @@ struct SessionOptions {
   std::int64_t textSize = 32768;
   std::uint64_t rowLimit = 0;
   std::string identityInsertTable;
+  std::string identityUpdateTable;
 };
 
 }  // namespace kelvane::embedded

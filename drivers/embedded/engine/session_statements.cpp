@@ -37,6 +37,7 @@ std::string withoutQuotes(const std::string& text) {
 void SessionStatements::setOption(const SetOption& option) {
   const std::string value = option.values.empty() ? "" : option.values.back();
   if (const auto table = identityInsertTable(option)) session_.options.identityInsertTable = *table;
+  if (const auto table = identityUpdateTable(option)) session_.options.identityUpdateTable = *table;
   for (const std::string& name : option.names) {
     const SetOptionRule* rule = findSetOption(name);
     if (rule == nullptr) continue;
@@ -64,6 +65,7 @@ void SessionStatements::setOption(const SetOptionRule& rule, const std::string& 
   switch (rule.effect) {
     case SetEffect::None:
     case SetEffect::IdentityInsert:
+    case SetEffect::IdentityUpdate:
     case SetEffect::ArithAbort:
       return;
     case SetEffect::NoCount:

@@ -163,6 +163,21 @@ std::string Translator::textLiteral(const Literal& literal, const std::string& t
              : parameter(Parameter::Source::Text, "", static_cast<std::size_t>(literal.slot));
 }
 
+namespace {
+
+int unitsOfUtf16(std::string_view text) {
+  constexpr unsigned char kFirstBeyondAscii = 0x80, kFirstLead = 0xC0, kFirstLeadOfTwoUnits = 0xF0;
+  int units = 0;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < kFirstBeyondAscii || byte >= kFirstLead)
+      units += byte < kFirstLeadOfTwoUnits ? 1 : 2;
+  }
+  return units;
+}
+
+}  // namespace
+
 SqlValue Translator::literal(const Literal& literal) {
   SqlValue result;
   result.isLiteral = true;
@@ -180,7 +195,9 @@ SqlValue Translator::literal(const Literal& literal) {
       // The server has no empty text: two quotes are one blank.
       const std::string text = written.empty() ? " " : written;
       result.sql = textLiteral(literal, text);
-      result.type = varcharType(static_cast<int>(text.size()), false);
+      result.type = literal.isUnicode
+                        ? declaredType(TypeKind::Univarchar, unitsOfUtf16(text), {}, false)
+                        : varcharType(static_cast<int>(text.size()), false);
       break;
     }
     case LiteralKind::Binary: {

@@ -43,7 +43,7 @@ struct TranslationContext {
   bool beforeRun = false;
   /// `set rowcount`; 0 for no limit.
   std::uint64_t rowLimit = 0;
-  bool identityInsert = false;
+  bool writesIdentity = false;
   /// `set ansinull on`: a comparison with null is never true.
   bool ansiNull = false;
   /// `set string_rtruncation on`: a text that a column would cut is refused.

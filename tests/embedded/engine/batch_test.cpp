@@ -143,18 +143,17 @@ create proc endless as exec endless
 go
 set nocount on
 )");
-  expectAnswers(
-      probe, {
-                 {"set nocount on declare @r int, @s int exec @r = twice 4, @sum = @s output "
-                  "select @r, @s",
-                  "a\n13\n | \n7 | 13\n"},
-                 {"twice 1, 2, 3", "a\n4\n"},
-                 {"create table t (a int) insert t exec twice 1, 1, 0 select a from t", "a\n3\n"},
-                 {"exec twice",
-                  "error 201: Procedure twice expects parameter @n, which was not supplied.\n"},
-                 {"exec endless",
-                  "error 217: Maximum stored procedure nesting level exceeded (limit 16).\n"},
-             });
+  expectAnswers(probe,
+                {
+                    {"set nocount on declare @r int, @s int exec @r = twice 4, @sum = @s output "
+                     "select @r, @s",
+                     "a\n13\n | \n7 | 13\n"},
+                    {"twice 1, 2, 3", "a\n4\n"},
+                    {"exec twice",
+                     "error 201: Procedure twice expects parameter @n, which was not supplied.\n"},
+                    {"exec endless",
+                     "error 217: Maximum stored procedure nesting level exceeded (limit 16).\n"},
+                });
   EXPECT_EQ(probe.refusal("select * from #own").substr(0, 4), "208:");
 }
 

@@ -144,6 +144,10 @@ go
 )");
   EXPECT_EQ(probe.rows("select a, b from d"),
             "e | e\n\u00e9a | \u00fc\n\\\U0001d6d1\U0001d6d1 | z\n");
+  EXPECT_EQ(
+      probe.rows("select datalength(U&'\\00e9'), datalength(U&'\\+01d6d1'), datalength(N'ab')"),
+      "2 | 4 | 2\n");
+  EXPECT_EQ(probe.rows("select datalength('ab'), datalength(U&'ab')"), "2 | 4\n");
   EXPECT_EQ(probe.rows("exec p"), "x\n");
   EXPECT_EQ(probe.rows("exec p N'y'"), "y\n");
   EXPECT_EQ(probe.rows("exec p U&'\\0079'"), "y\n");
