@@ -3,6 +3,7 @@
 
 #include "drivers/embedded/catalog/ordered_triggers.h"
 #include "drivers/embedded/catalog/permission_writer.h"
+#include "drivers/embedded/catalog/range_bounds.h"
 #include "drivers/embedded/catalog/storage_writer.h"
 #include "drivers/embedded/catalog/stored_indexes.h"
 #include "drivers/embedded/catalog/table_writer.h"
@@ -44,7 +45,8 @@ class TableChange {
         name_(name),
         table_(table),
         tables_(writer, text, &values),
-        storage_(writer, text) {}
+        storage_(writer, text),
+        bounds_(writer, values, text) {}
 
   void operator()(const tsql::AddColumn& action);
   void operator()(const tsql::AddConstraint& action) {
@@ -58,7 +60,12 @@ class TableChange {
     tables_.indexes().changeLockScheme(table_, action.scheme);
   }
   void operator()(const tsql::ChangePartitions& action);
-  void operator()(const tsql::AlterPartition& action) { storage_.alterPartition(table_, action); }
+  void operator()(const tsql::AlterPartition& action) {
+    if (action.kind == tsql::AlterPartition::Kind::Add) {
+      bounds_.requireAbove(table_, action.partitions);
+    }
+    storage_.alterPartition(table_, action);
+  }
   void operator()(const tsql::SwitchTrigger& action);
   void operator()(const tsql::ChangeStorage& action) {
     storage_.applyOptions(table_, action.options);
@@ -84,6 +91,7 @@ class TableChange {
   const ObjectInfo& table_;
   TableWriter tables_;
   StorageWriter storage_;
+  RangeBounds bounds_;
 };
 
 ColumnInfo TableChange::requireColumn(std::string_view name) {
@@ -114,7 +122,10 @@ void TableChange::operator()(const tsql::AddColumn& action) {
 }
 
 void TableChange::operator()(const tsql::ChangePartitions& action) {
-  if (action.partitioning) return storage_.partition(table_, *action.partitioning);
+  if (action.partitioning) {
+    storage_.partition(table_, *action.partitioning);
+    return bounds_.requireAscending(table_, *action.partitioning);
+  }
   if (!action.count) return storage_.unpartition(table_.id);
   constexpr std::int64_t kMost = 10'000;
   tsql::Partitioning slices{"roundrobin", {}, {}};

@@ -1,4 +1,5 @@
 // create table and create index.
+#include "drivers/embedded/catalog/range_bounds.h"
 #include "drivers/embedded/catalog/storage_writer.h"
 #include "drivers/embedded/catalog/stored_indexes.h"
 #include "drivers/embedded/catalog/table_writer.h"
@@ -48,6 +49,9 @@ void Catalog::createTable(const tsql::CreateTable& statement, std::string_view t
   addConstraints(tables, table, statement, Pass::Others);
   StorageWriter storage(writer, text);
   storage.applyTable(table, statement);
+  if (statement.partitioning) {
+    RangeBounds(writer, values, text).requireAscending(table, *statement.partitioning);
+  }
   if (statement.proxy) {
     storage.applyProxy(table, statement);
   } else {

@@ -58,7 +58,7 @@ class BatchRun {
   TriggerRunner triggers_{frame_, outcome_};
   TemporaryWriter temporaries_{frame_};
   SessionStatements settings_{frame_};
-  RowStatements rows_{frame_, reporter_, triggers_, calls_, temporaries_};
+  RowStatements rows_{frame_, reporter_, triggers_, temporaries_};
   std::string gotoLabel_;
   int returnStatus_ = 0;
   std::optional<ColumnType> returns_;  ///< of a function

@@ -191,7 +191,7 @@ RowValues Definitions::rowValues() {
   return {
       [this](const Expr& value, const ColumnType& type) { return frame_.evaluate(value, &type); },
       [this](const Cell& value, const ColumnType& from, const ColumnType& to) {
-        return convertCell(value, from, to, 0, frame_.line());
+        return convertCell(value, from, to, {ConversionForm::Explicit, 0, frame_.line()});
       },
       [this](const Expr& expression, const ObjectName& table) {
         TranslationContext made = frame_.context();

@@ -16,9 +16,7 @@ class Collector {
  public:
   void operator()(const SetOption& option) {
     for (const std::string& name : option.names) {
-      const bool isOfTruncation =
-          !option.values.empty() && option.values.front() == "numeric_truncation";
-      if (effectOf(name) == SetEffect::None || isOfTruncation) parts.push_back("set " + name);
+      if (effectOf(name) == SetEffect::None) parts.push_back("set " + name);
     }
   }
   void operator()(const CreateTable& table) {

@@ -11,32 +11,6 @@ namespace kelvane::embedded {
 
 using namespace tsql;
 
-namespace {
-
-// Collects the rows of procedures that feed an insert; everything else goes on to the client.
-class RowCollector : public Outcome {
- public:
-  RowCollector(Server& server, Outcome& outcome) : server_(server), outcome_(outcome) {}
-
-  void beginRows(const std::vector<ResultColumn>& columns) override {
-    results.push_back({columns, {}});
-  }
-  void row(Row row) override {
-    server_.steps.count();
-    results.back().rows.push_back(std::move(row));
-  }
-  void count(std::int64_t) override {}
-  void notice(const Notice& notice) override { outcome_.notice(notice); }
-
-  std::vector<ResultSet> results;
-
- private:
-  Server& server_;
-  Outcome& outcome_;
-};
-
-}  // namespace
-
 void RowStatements::select(const SelectStatement& statement) {
   const Select& first = statement.query->terms.front().select;
   if (!first.into.empty()) return selectInto(*statement.query);
@@ -157,10 +131,6 @@ RowPlan RowStatements::rowPlan(const tsql::Statement& statement) {
 }
 
 void RowStatements::insert(const Insert& statement) {
-  if (std::holds_alternative<Execute>(statement.source) ||
-      std::holds_alternative<ExecuteImmediate>(statement.source)) {
-    return insertExecuted(statement, targetWithRows(statement.table));
-  }
   Prepared& rows = insertPlan(statement);
   const bool givesIdentity = rows.plan.givesIdentity;
   const std::int64_t inserted = change(rows);
@@ -169,16 +139,6 @@ void RowStatements::insert(const Insert& statement) {
   }
   reporter_.changed(inserted);
   if (givesIdentity) session_.last.identity = server_.running.lastIdentity;
-}
-
-void RowStatements::insertExecuted(const Insert& statement, const WriteTarget& target) {
-  RowCollector collected(server_, reporter_.outcome());
-  if (const auto* call = std::get_if<Execute>(&statement.source)) {
-    calls_.call(*call, collected);
-  } else {
-    calls_.callText(std::get<ExecuteImmediate>(statement.source), collected);
-  }
-  reporter_.changed(insertResults(statement, target, collected.results));
 }
 
 std::int64_t RowStatements::insertResults(const Insert& statement, const WriteTarget& target,

@@ -26,12 +26,6 @@ std::int64_t isolationLevel(std::string_view word) {
   return 1;
 }
 
-// `set arithabort numeric_truncation off`
-bool isOfTruncation(const SetOption& option, const SetOptionRule& rule) {
-  return rule.effect == SetEffect::ArithAbort && option.values.size() > 1 &&
-         option.values.front() == "numeric_truncation";
-}
-
 std::string withoutQuotes(const std::string& text) {
   const bool isQuoted = text.size() > 1 && text.front() == text.back() &&
                         (text.front() == '\'' || text.front() == '"');
@@ -43,14 +37,27 @@ std::string withoutQuotes(const std::string& text) {
 void SessionStatements::setOption(const SetOption& option) {
   const std::string value = option.values.empty() ? "" : option.values.back();
   if (const auto table = identityInsertTable(option)) session_.options.identityInsertTable = *table;
+  if (const auto table = identityUpdateTable(option)) session_.options.identityUpdateTable = *table;
   for (const std::string& name : option.names) {
     const SetOptionRule* rule = findSetOption(name);
-    if (rule == nullptr || isOfTruncation(option, *rule)) continue;
+    if (rule == nullptr) continue;
     if (rule->since > server_.catalog.options().grammar()) {
       throw ServerError(message::unknownSetOption, frame_.line(), name);
     }
-    setOption(*rule, value);
+    if (rule->effect == SetEffect::ArithAbort) {
+      setArithAbort(option);
+    } else {
+      setOption(*rule, value);
+    }
   }
+}
+
+// Of one kind of error, or of both.
+void SessionStatements::setArithAbort(const SetOption& option) {
+  const bool on = !option.values.empty() && option.values.back() == "on";
+  const std::string kind = option.values.size() > 1 ? option.values.front() : "";
+  if (kind != "numeric_truncation") session_.options.arithAbort = on;
+  if (kind != "arith_overflow") session_.options.numericTruncation = on;
 }
 
 void SessionStatements::setOption(const SetOptionRule& rule, const std::string& value) {
@@ -58,6 +65,8 @@ void SessionStatements::setOption(const SetOptionRule& rule, const std::string& 
   switch (rule.effect) {
     case SetEffect::None:
     case SetEffect::IdentityInsert:
+    case SetEffect::IdentityUpdate:
+    case SetEffect::ArithAbort:
       return;
     case SetEffect::NoCount:
       session_.options.noCount = on;
@@ -77,9 +86,6 @@ void SessionStatements::setOption(const SetOptionRule& rule, const std::string& 
       return;
     case SetEffect::ParseOnly:
       session_.options.parseOnly = on;
-      return;
-    case SetEffect::ArithAbort:
-      session_.options.arithAbort = on;
       return;
     case SetEffect::StringTruncation:
       session_.options.stringRtruncation = on;

@@ -20,6 +20,7 @@ class SessionStatements {
 
  private:
   void setOption(const SetOptionRule& rule, const std::string& value);
+  void setArithAbort(const tsql::SetOption& option);
   void setRowCount(const std::string& value);
   void setLogin(const std::string& quoted);
   /// To the savepoint of the name; without a name, or by that of the transaction, all of it.

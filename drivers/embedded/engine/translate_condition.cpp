@@ -331,7 +331,8 @@ std::string Translator::like(const Like& like, const Scope* scope) {
   const auto text = [&](const SqlValue& side) {
     return isCharacter(side.type.kind) ? side.sql : converted(side, varcharType(255));
   };
-  std::string sql = "matches(" + text(v) + ", " + text(pattern);
+  std::string sql =
+      "matches(" + (isCharacter(v.type.kind) ? shownText(v) : text(v)) + ", " + text(pattern);
   if (like.escape) sql += ", " + value(*like.escape, scope).sql;
   return (like.negated ? "NOT " : "") + sql + ")";
 }

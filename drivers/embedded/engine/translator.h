@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "drivers/embedded/catalog/catalog.h"
+#include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/kept_by_table.h"
 #include "drivers/embedded/engine/plan.h"
 #include "drivers/embedded/engine/row_rules.h"
@@ -42,11 +43,12 @@ struct TranslationContext {
   bool beforeRun = false;
   /// `set rowcount`; 0 for no limit.
   std::uint64_t rowLimit = 0;
-  bool identityInsert = false;
+  bool writesIdentity = false;
   /// `set ansinull on`: a comparison with null is never true.
   bool ansiNull = false;
   /// `set string_rtruncation on`: a text that a column would cut is refused.
   bool stringRtruncation = false;
+  bool numericTruncation = true;
   /// Tables that the batch will have created by the time it gets to the statement.
   const std::set<std::string, std::less<>>* createdLater = nullptr;
   /// What the string literals with a slot contain.
@@ -200,7 +202,8 @@ class Translator {
   SqlValue convertValue(const tsql::Convert& convert, const tsql::Expr& expr, const Scope* scope);
   std::string exactly(char op, const SqlValue& a, const SqlValue& b, const ColumnType& type) const;
   SqlValue concatenation(const SqlValue& left, const SqlValue& right);
-  std::string converted(const SqlValue& value, const ColumnType& to, int style = 0);
+  std::string converted(const SqlValue& value, const ColumnType& to,
+                        ConversionForm form = ConversionForm::ImplicitCut, int style = 0);
 
   // translate_condition.cpp
   std::string comparison(const tsql::Binary& binary, std::uint32_t line, const Scope* scope,

@@ -173,7 +173,7 @@ std::vector<const ColumnInfo*> WriteTranslator::listedColumns(const Insert& stat
   std::vector<const ColumnInfo*> columns;
   for (const std::string& name : statement.columns) {
     const ColumnInfo& column = requireColumn(target, name, line);
-    if (column.type.identity && !translator_.context().identityInsert) {
+    if (column.type.identity && !translator_.context().writesIdentity) {
       throw ServerError(message::identityValueGiven, line, target.name);
     }
     if (std::ranges::find(columns, &column) != columns.end()) {
@@ -183,7 +183,7 @@ std::vector<const ColumnInfo*> WriteTranslator::listedColumns(const Insert& stat
   }
   if (!statement.columns.empty()) return columns;
   const auto add = [&](const ColumnInfo& column) {
-    const bool isGiven = !column.type.identity || translator_.context().identityInsert;
+    const bool isGiven = !column.type.identity || translator_.context().writesIdentity;
     if (column.computed.empty() && isGiven) columns.push_back(&column);
   };
   for (const ViewColumn& column : target.viewColumns) add(columnOf(target, column, line));
@@ -410,6 +410,9 @@ WriteTranslator::ChangedColumns WriteTranslator::changedColumns(const Update& st
     const ColumnInfo& column = requireColumn(target, assignment.column, line);
     if (column.type.kind == TypeKind::Timestamp) {
       throw ServerError(message::timestampUpdated, line);
+    }
+    if (column.type.identity && !translator_.context().writesIdentity) {
+      throw ServerError(message::identityUpdated, line, column.name, target.name);
     }
     change(column, filled(translator_.value(*assignment.value, &rows.scope), column, target, line));
     if (!changes.colids.insert(column.colid).second) {

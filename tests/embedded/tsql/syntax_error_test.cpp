@@ -90,6 +90,8 @@ TEST(SyntaxError, TakesLongListsAsTheyCome) {
 TEST(SyntaxError, WhatTheServerDoesNotHave) {
   expectParsed({
       {"select 1 from t full join u on 1 = 1", "102 1: Incorrect syntax near 'full'."},
+      {"insert t exec p 1", "156 1: Incorrect syntax near the keyword 'exec'."},
+      {"insert t execute ('select 1')", "156 1: Incorrect syntax near the keyword 'execute'."},
       {"select 1 from t cross join u", "102 1: Incorrect syntax near 'cross'."},
       {"create view v as select a from t order by a",
        "156 1: Incorrect syntax near the keyword 'order'."},
