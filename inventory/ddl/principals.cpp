@@ -1,0 +1,81 @@
+// Groups, roles, users and aliases.
+
+#include "inventory/ddl/writing.h"
+#include "inventory/shown.h"
+
+namespace kelvane::inventory {
+namespace {
+
+/// A login that is missing is made so that nobody can use it until somebody unlocks it and sets its
+/// password: passwords are not known.
+std::string withLogin(const std::string& login) {
+  const std::string name = literal(login);
+  return "if suser_id(" + name +
+         ") is null\nbegin\n    declare @secret varchar(30)\n"
+         "    select @secret = 'P' + right(convert(varchar(40), newid()), 20)\n"
+         "    exec sp_addlogin " +
+         name + ", @secret\n    exec sp_locklogin " + name + ", 'lock'\nend\n";
+}
+
+/// Roles are of the server, which may have them.
+void addRole(Writing& writing, Phase phase, const std::string& role) {
+  Statement create("create role ");
+  create.name(role);
+  writing.add(phase,
+              "if not exists (select 1 from master..syssrvroles where name = " + literal(role) +
+                  ")\n    exec(" + literal(create.text()) + ")",
+              {}, create.needsQuotedIdentifier());
+}
+
+void grantRoles(Writing& writing, const std::vector<std::string>& roles, const std::string& to) {
+  for (const std::string& role : roles) {
+    // The database may not know it.
+    addRole(writing, Phase::settings, role);
+    Statement grant("grant role ");
+    grant.name(role) << " to ";
+    grant.name(to);
+    writing.add(Phase::principals, grant);
+  }
+}
+
+void writeUser(Writing& writing, const User& user) {
+  const std::string& login = user.login.empty() ? user.name : user.login;
+  if (user.name == "guest") {
+    writing.call(Phase::principals, "if user_id('guest') is null exec sp_adduser 'guest'");
+  } else {
+    writing.call(Phase::principals, withLogin(login) + "exec sp_adduser " + literal(login) + ", " +
+                                        literal(user.name) +
+                                        (user.group.empty() ? "" : ", " + literal(user.group)));
+  }
+  grantRoles(writing, user.roles, login);
+}
+
+}  // namespace
+
+void writePrincipals(Writing& writing) {
+  const Database& database = writing.database();
+  for (const Role& role : database.roles) {
+    writing.begin(Kind::role, role.name, {role.name});
+    addRole(writing, Phase::settings, role.name);
+    grantRoles(writing, role.roles, role.name);
+    writing.end();
+  }
+  for (const Group& group : database.groups) {
+    writing.begin(Kind::group, group.name, {group.name});
+    writing.call(Phase::principals, "exec sp_addgroup " + literal(group.name));
+    writing.end();
+  }
+  for (const User& user : database.users) {
+    writing.begin(Kind::user, user.name, {user.name});
+    writeUser(writing, user);
+    writing.end();
+  }
+  for (const Alias& alias : database.aliases) {
+    writing.begin(Kind::alias, alias.login, {alias.login});
+    writing.call(Phase::principals, withLogin(alias.login) + "exec sp_addalias " +
+                                        literal(alias.login) + ", " + literal(alias.user));
+    writing.end();
+  }
+}
+
+}  // namespace kelvane::inventory

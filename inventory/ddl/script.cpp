@@ -1,0 +1,83 @@
+#include "inventory/ddl/script.h"
+
+#include <algorithm>
+
+#include "inventory/ddl/statement.h"
+
+namespace kelvane::inventory {
+namespace {
+
+/// Whether a text that ends within a line keeps its end, which takes a statement around it.
+enum class TextEnds : std::uint8_t { exact, asLines };
+
+/// Writes batches, and between them what the session has to be for the next one.
+class Session {
+ public:
+  Session(std::ostream& out, TextEnds ends) : out_(out), ends_(ends) {}
+
+  void run(const Batch& batch) {
+    // The longest literal that all releases take.
+    constexpr std::size_t kLongestLiteral = 16000;
+    become(batch.user, batch.quotedIdentifier);
+    if (batch.isText && ends_ == TextEnds::exact && !batch.text.ends_with('\n') &&
+        batch.text.size() < kLongestLiteral)
+      return end("exec(" + literal(batch.text) + ")");
+    // An empty line before it would be kept too.
+    end(batch.text, batch.isText ? "" : "\n");
+  }
+  void finish() { become({}, false); }
+
+ private:
+  void become(const std::string& user, bool quotedIdentifier) {
+    if (user != user_) {
+      // A user who is not the owner of the database cannot become another one.
+      if (!user_.empty()) end("setuser");
+      if (!user.empty()) end("setuser " + literal(user));
+      user_ = user;
+    }
+    if (quotedIdentifier != quotedIdentifier_) {
+      end(quotedIdentifier ? "set quoted_identifier on" : "set quoted_identifier off");
+      quotedIdentifier_ = quotedIdentifier;
+    }
+  }
+  void end(std::string_view text, std::string_view before = "\n") {
+    out_ << before << text;
+    if (!text.ends_with('\n')) out_ << '\n';
+    out_ << "go\n";
+  }
+
+  std::ostream& out_;
+  TextEnds ends_;
+  std::string user_;
+  bool quotedIdentifier_ = false;
+};
+
+}  // namespace
+
+std::string folderOf(Kind kind) {
+  std::string folder(rowOf(kind).plural);
+  std::ranges::replace(folder, ' ', '-');
+  return folder;
+}
+
+void write(const Script& script, std::ostream& out) {
+  Session session(out, TextEnds::exact);
+  std::vector<std::size_t> next(script.objects.size(), 0);
+  for (auto phase = Phase::settings; phase <= Phase::endings;
+       phase = static_cast<Phase>(static_cast<int>(phase) + 1)) {
+    for (std::size_t at = 0; at < script.objects.size(); ++at) {
+      const std::vector<Batch>& batches = script.objects[at].batches;
+      for (; next[at] < batches.size() && batches[next[at]].phase == phase; ++next[at])
+        session.run(batches[next[at]]);
+    }
+  }
+  session.finish();
+}
+
+void write(const ScriptedObject& object, std::ostream& out) {
+  Session session(out, TextEnds::asLines);
+  for (const Batch& batch : object.batches) session.run(batch);
+  session.finish();
+}
+
+}  // namespace kelvane::inventory

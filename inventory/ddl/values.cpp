@@ -1,0 +1,78 @@
+// Defaults, rules, types and encryption keys.
+
+#include "inventory/ddl/writing.h"
+#include "inventory/shown.h"
+
+namespace kelvane::inventory {
+namespace {
+
+void writeType(Writing& writing, const UserType& type) {
+  const std::string user = Writing::userFor(type.name.owner);
+  const std::string name = argument({type.name.name});
+  const std::string_view null = type.base.identity   ? "identity"
+                                : type.base.nullable ? "null"
+                                                     : "not null";
+  writing.call(
+      Phase::values,
+      "exec sp_addtype " + name + ", " + literal(shown(type.base.type)) + ", " + literal(null),
+      user);
+  // Columns say for themselves what is bound to them.
+  const auto bind = [&](std::string_view procedure, const QualifiedName& bound) {
+    if (bound == QualifiedName{}) return;
+    writing.call(Phase::bindings,
+                 "exec " + std::string(procedure) + " " + argument({bound.owner, bound.name}) +
+                     ", " + name + ", 'futureonly'",
+                 user);
+  };
+  bind("sp_bindefault", type.defaultValue);
+  bind("sp_bindrule", type.rule);
+  bind("sp_bindrule", type.accessRule);
+}
+
+void writeKey(Writing& writing, const EncryptionKey& key) {
+  const std::string title = "encryption key " + shown(key.name);
+  if (!writing.allows(TargetRelease::ase15, Phase::values, title)) return;
+  if (key.hasPassword || !key.copies.empty() || key.kind.ends_with("master"))
+    return writing.omit(Phase::values, title, "its password is not known");
+  Statement create("create encryption key ");
+  create.name(key.name) << (key.kind == "default" ? " as default" : "") << " for " << key.algorithm;
+  std::string_view separator = " with ";
+  if (key.length)
+    create << std::exchange(separator, " ") << "keylength " << std::to_string(*key.length);
+  create << std::exchange(separator, " ") << "init_vector "
+         << (key.randomVector ? "random" : "null") << " pad "
+         << (key.randomPadding ? "random" : "null");
+  if (key.dualControl) create << " dual_control";
+  writing.add(Phase::values, create);
+  writePermissions(writing, Phase::permissions, key.name, key.permissions);
+}
+
+template <class Object>
+void writeTexts(Writing& writing, Kind kind, const std::vector<Object>& objects) {
+  for (const Object& one : objects) {
+    writing.begin(kind, shown(one.name), {one.name.owner, one.name.name});
+    writing.addDefinition(Phase::values, std::string(rowOf(kind).singular) + " " + shown(one.name),
+                          one.definition, one.name.owner);
+    writing.end();
+  }
+}
+
+}  // namespace
+
+void writeValues(Writing& writing) {
+  const Database& database = writing.database();
+  writeTexts(writing, Kind::defaultObject, database.defaults);
+  writeTexts(writing, Kind::rule, database.rules);
+  for (const UserType& type : database.types) {
+    writing.begin(Kind::type, shown(type.name), {type.name.owner, type.name.name});
+    writeType(writing, type);
+    writing.end();
+  }
+  for (const EncryptionKey& key : database.encryptionKeys) {
+    writing.begin(Kind::encryptionKey, shown(key.name), {key.name.owner, key.name.name});
+    writeKey(writing, key);
+    writing.end();
+  }
+}
+
+}  // namespace kelvane::inventory

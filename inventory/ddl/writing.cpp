@@ -1,0 +1,108 @@
+#include "inventory/ddl/writing.h"
+
+#include <algorithm>
+
+#include "inventory/ddl/file_names.h"
+
+namespace kelvane::inventory {
+namespace {
+
+/// Each line of the text as a comment.
+std::string commented(std::string_view text) {
+  std::string all = "-- ";
+  for (const char c : text) {
+    if (c == '\r') continue;
+    all += c;
+    if (c == '\n') all += "-- ";
+  }
+  return all;
+}
+
+}  // namespace
+
+std::string_view Writing::releaseName() const {
+  if (!release_) return "ASE";
+  switch (*release_) {
+    case TargetRelease::ase125:
+      return "ASE 12.5";
+    case TargetRelease::ase15:
+      return "ASE 15";
+    case TargetRelease::ase16:
+      return "ASE 16";
+  }
+  return {};
+}
+
+void Writing::begin(Kind kind, std::string name, const std::vector<std::string>& fileName) {
+  const std::string path =
+      kind == Kind::database ? "database" : folderOf(kind) + '/' + inventory::fileName(fileName);
+  script_.objects.push_back({kind, std::move(name), path + ".sql", {}});
+}
+
+void Writing::end() {
+  std::vector<Batch>& batches = script_.objects.back().batches;
+  if (batches.empty()) return script_.objects.pop_back();
+  std::ranges::stable_sort(batches, {}, &Batch::phase);
+}
+
+void Writing::add(Phase phase, std::string text, std::string user, bool quotedIdentifier) {
+  script_.objects.back().batches.push_back(
+      {phase, std::move(text), std::move(user), quotedIdentifier, false});
+}
+
+void Writing::omit(Phase phase, std::string what, std::string reason) {
+  // A comment is a batch of its own, so that it is not kept with the text that follows.
+  add(phase, commented("Left out: " + what + ": " + reason), {}, false);
+  script_.omissions.push_back({std::move(what), std::move(reason)});
+}
+
+bool Writing::allows(TargetRelease since, Phase phase, const std::string& what) {
+  if (has(since)) return true;
+  omit(phase, what, std::string(releaseName()) + " does not have it");
+  return false;
+}
+
+bool Writing::addDefinition(Phase phase, const std::string& what, const Definition& definition,
+                            const std::string& owner) {
+  switch (definition.state) {
+    case Definition::State::whole:
+      add(phase, definition.text, userFor(owner), definition.quotedIdentifier);
+      script_.objects.back().batches.back().isText = true;
+      return true;
+    case Definition::State::hidden:
+      omit(phase, what, "its text is hidden");
+      return false;
+    case Definition::State::incomplete:
+      omit(phase, what, "a part of its text is missing in the catalog");
+      return false;
+    case Definition::State::unreadable:
+      omit(phase, what, "the login may not read its text");
+      return false;
+  }
+  return false;
+}
+
+Script Writing::take() {
+  tellApart(script_.objects);
+  return std::move(script_);
+}
+
+std::optional<TargetRelease> releaseOf(const Server& server) {
+  constexpr std::string_view kProduct = "Adaptive Server Enterprise/";
+  if (!server.version.starts_with(kProduct)) return std::nullopt;
+  const int major = std::atoi(server.version.c_str() + kProduct.size());
+  if (major >= 16) return TargetRelease::ase16;
+  return major >= 15 ? TargetRelease::ase15 : TargetRelease::ase125;
+}
+
+Script scriptOf(const Database& database, std::optional<TargetRelease> release) {
+  Writing writing(database, release);
+  writeSettings(writing);
+  writePrincipals(writing);
+  writeValues(writing);
+  writeTables(writing);
+  writeCompiled(writing);
+  return writing.take();
+}
+
+}  // namespace kelvane::inventory

@@ -1,0 +1,94 @@
+// What the files of this folder share: the script that is made, object by object.
+//
+// Lifetime: the database outlives it. Threading: one thread.
+#pragma once
+
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "inventory/ddl/ddl.h"
+#include "inventory/ddl/statement.h"
+#include "inventory/records.h"
+
+namespace kelvane::inventory {
+
+/// The variable that system procedures take, so that the database may have another name.
+inline constexpr std::string_view kThisDatabase =
+    "declare @db varchar(255) select @db = db_name()\n";
+
+class Writing {
+ public:
+  Writing(const Database& database, std::optional<TargetRelease> release)
+      : database_(database), release_(release) {
+    for (const UserType& type : database.types) types_.emplace(shown(type.name), &type);
+  }
+
+  const Database& database() const { return database_; }
+  bool has(TargetRelease since) const { return !release_ || *release_ >= since; }
+  std::optional<TargetRelease> release() const { return release_; }
+  std::string_view releaseName() const;
+
+  /// What follows is of this object.
+  void begin(Kind kind, std::string name, const std::vector<std::string>& fileName);
+  /// An object without batches is not kept.
+  void end();
+
+  void add(Phase phase, std::string text, std::string user, bool quotedIdentifier);
+  void add(Phase phase, const Statement& statement, std::string user = {}) {
+    add(phase, statement.text(), std::move(user), statement.needsQuotedIdentifier());
+  }
+  /// Of system procedures, which read quoted names in their arguments with quoted_identifier only.
+  void call(Phase phase, std::string text, std::string user = {}) {
+    const bool hasQuotes = text.find('"') != std::string::npos;
+    add(phase, std::move(text), std::move(user), hasQuotes);
+  }
+  /// A comment in place of what cannot be written.
+  void omit(Phase phase, std::string what, std::string reason);
+  /// Whether the release has it; if not, that it is left out.
+  bool allows(TargetRelease since, Phase phase, const std::string& what);
+  /// A kept text as a batch of its own; false if it cannot be written.
+  bool addDefinition(Phase phase, const std::string& what, const Definition& definition,
+                     const std::string& owner);
+
+  /// Who makes what belongs to `owner`, so that names mean what they meant.
+  static std::string userFor(const std::string& owner) {
+    return owner == "dbo" ? std::string() : owner;
+  }
+  const UserType* userType(const DataType& type) const {
+    const auto found = types_.find(shown(QualifiedName{*type.owner, type.name}));
+    return found == types_.end() ? nullptr : found->second;
+  }
+
+  Script take();
+
+ private:
+  static std::string shown(const QualifiedName& name) { return name.owner + '.' + name.name; }
+
+  const Database& database_;
+  std::optional<TargetRelease> release_;
+  std::unordered_map<std::string, const UserType*> types_;
+  Script script_;
+};
+
+// Each adds what it is called after; file names end in what they are given.
+void writeSettings(Writing& writing);
+void writePrincipals(Writing& writing);
+void writeRightsToCreate(Writing& writing);
+void writeValues(Writing& writing);
+void writeTables(Writing& writing);
+void writeCompiled(Writing& writing);
+
+void writeTriggers(Writing& writing, const QualifiedName& table,
+                   const std::vector<Trigger>& triggers);
+void writeLogicalKeys(Writing& writing, const QualifiedName& table,
+                      const std::vector<LogicalKey>& keys);
+/// `object` has the permissions; one without a name is the database.
+void writePermissions(Writing& writing, Phase phase, const QualifiedName& object,
+                      const std::vector<Permission>& permissions);
+
+}  // namespace kelvane::inventory
