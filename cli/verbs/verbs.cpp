@@ -4,6 +4,7 @@
 #include "cli/verbs/compare_command.h"
 #include "cli/verbs/completion_command.h"
 #include "cli/verbs/data_command.h"
+#include "cli/verbs/ddl_command.h"
 #include "cli/verbs/doctor_command.h"
 #include "cli/verbs/list_command.h"
 #include "cli/verbs/manual_command.h"
@@ -80,6 +81,15 @@ reports for each table how many values differ and whether one side has more rows
      R"(The same schema always gives the same text, one attribute per line: made for version control.)",
      R"(kelvane snapshot odbc:DSN=prod -o prod.json)", kOfReadings, Sides::one, nothing,
      snapshotOptions, runSnapshot},
+    {"ddl", "writes a database as T-SQL", "SIDE",
+     R"(Writes the T-SQL that makes the database again, in an order that runs, for isql and other tools
+that know go. With -o, a file for each object: made for version control and review. Files of objects
+that are gone are removed; files that kelvane did not write are left alone.
+The script is for the release of the side, or for that of --ase. What the release does not have, and
+texts that cannot be read, are comments.)",
+     R"(kelvane ddl odbc:DSN=prod > prod.sql
+kelvane ddl prod.json --ase 16 -o schema)",
+     kOfReadings, Sides::one, nothing, ddlOptions, runDdl},
     {"show", "shows what is in a database", "SIDE [OBJECT]\nSIDE... -- OBJECT",
      R"(Lists the objects of a database by kind, or shows the attributes and parts of one object, or its
 definition.

@@ -1,0 +1,97 @@
+#include "cli/verbs/ddl_command.h"
+
+#include <array>
+#include <optional>
+#include <utility>
+#include <variant>
+
+#include "cli/screen/interruption.h"
+#include "cli/sides/database_reading.h"
+#include "cli/verbs/ddl_folder.h"
+#include "cli/verbs/listing.h"
+#include "cli/words/one_side.h"
+#include "cli/words/overwriting.h"
+#include "cli/words/selection.h"
+#include "cli/words/side_arguments.h"
+#include "inventory/ddl/ddl.h"
+
+namespace kelvane::cli {
+namespace {
+
+using inventory::TargetRelease;
+
+constexpr std::string_view kOutput = "--output";
+constexpr auto kOptions = std::to_array<Option>({
+    {kExclude, kPattern, "leave out the objects that match"},
+    {kInclude, kPattern, "only objects that match, such as 'table:dbo.cust*'"},
+    {kOutput, "FOLDER", "write a file for each object to this folder", {}, "-o"},
+});
+
+std::optional<TargetRelease> releaseFor(const std::optional<embedded::Release>& asked,
+                                        const inventory::Server& server) {
+  if (asked) {
+    switch (*asked) {
+      case embedded::Release::ase125:
+        return TargetRelease::ase125;
+      case embedded::Release::ase15:
+        return TargetRelease::ase15;
+      case embedded::Release::ase16:
+        return TargetRelease::ase16;
+    }
+  }
+  // Without a release the embedded catalog takes the statements of all of them.
+  return server.embedded ? std::nullopt : releaseOf(server);
+}
+
+// Throws CommandError for an include that matches nothing.
+void select(const Selection& selection, inventory::Database& database, const Console& console) {
+  if (selection.takesAll()) return;
+  Selection::Tally tally;
+  const CaseMode mode = database.server.ignoresCase ? CaseMode::ignore : CaseMode::exact;
+  selection.apply(database, mode, tally);
+  const std::array<const Selection::Tally*, 1> one{&tally};
+  const Selection::Unmatched unmatched =
+      selection.unmatched(one, [](inventory::Kind) { return true; });
+  if (!unmatched.errors.empty()) throw CommandError(unmatched.errors);
+  for (const std::string& line : unmatched.others) console.complain(line);
+}
+
+}  // namespace
+
+std::vector<OptionFamily> ddlOptions() {
+  return {oneSideOptions(), {"The scripts", kOptions}, readingOptions()};
+}
+
+ExitStatus runDdl(const Arguments& arguments, const Console& console, const OpenSide& open) {
+  if (arguments.parting || arguments.operands.empty() != arguments.has(kOneSide.server))
+    throw UsageError("ddl needs one SIDE or --server");
+  const ReadingSettings settings = readingSettings(arguments);
+  const Place place = placeOf(arguments, arguments.operands, kOneSide, settings);
+  const Selection selection = selectionOf(arguments);
+  refuseOverwriting(arguments, {&place, 1}, {.written = {kTrace, kOutput}});
+  std::vector<DatabaseReading> readings =
+      readDatabases({{"side", place}}, {false, arguments.value(kTrace)}, console, open);
+  DatabaseReading& side = readings[0];
+  if (!side.wasRead)
+    throw CommandError({side.gaps.empty() ? "reading stopped" : side.gaps.front(),
+                        "nothing was written: the database was not read completely"});
+  select(selection, side.database, console);
+
+  std::vector<std::string> gaps = gapsOf(side);
+  const bool isWhole = gaps.empty() && selection.takesAll();
+  const inventory::Script script = inventory::scriptOf(
+      side.database, releaseFor(settings.load.catalog.release, side.database.server));
+  if (const auto folder = arguments.value(kOutput)) {
+    writeFolder(script, *folder, isWhole, console);
+  } else {
+    const Undertaking writing(console, u"", "interrupted while writing: the script is incomplete");
+    console.out << ddlHead("database " + side.database.server.database);
+    write(script, console.out);
+    console.out.flush();
+  }
+  for (const inventory::Omission& one : script.omissions)
+    gaps.push_back("left out: " + one.what + ": " + one.reason);
+  return tellGaps(gaps, console);
+}
+
+}  // namespace kelvane::cli
