@@ -56,6 +56,8 @@ void writeIndexCaches(Writing& writing, const Table& table, const GivenName& nam
 
 void writeForeignKeys(Writing& writing, const Table& table) {
   for (const ForeignKey& key : table.foreignKeys) {
+    const std::string title = titleOf(table) + ": foreign key " + shown(key.name);
+    if (!writing.allowsName(shown(key.name), Phase::references, title)) continue;
     Statement alter("alter table ");
     alter.name(table.name) << " add ";
     if (!key.name.generated) alter << "constraint ", alter.name(key.name.name) << " ";

@@ -90,12 +90,19 @@ std::vector<Compiled> compiledOf(const Database& database) {
   return all;
 }
 
+void writeCompiled(Writing& writing, const Compiled& one) {
+  if (one.view != nullptr) writeView(writing, *one.view);
+  if (one.function != nullptr) writeFunction(writing, *one.function);
+  for (const Procedure* procedure : one.group) writeProcedure(writing, *procedure);
+}
+
 }  // namespace
 
 void writeTriggers(Writing& writing, const QualifiedName& table,
                    const std::vector<Trigger>& triggers) {
   for (const Trigger& trigger : triggers) {
     const std::string title = titleOf(Kind::trigger, shown(trigger.name));
+    if (!writing.allowsName(trigger.name.name, Phase::triggers, title)) continue;
     if (trigger.insteadOf && !writing.allows(TargetRelease::ase15, Phase::triggers, title))
       continue;
     if (trigger.order && !writing.allows(TargetRelease::ase16, Phase::triggers, title)) continue;
@@ -118,9 +125,8 @@ void writeCompiled(Writing& writing) {
     const Compiled& one = all[at];
     const QualifiedName& name = one.name();
     writing.begin(one.kind(), shown(name), {name.owner, name.name});
-    if (one.view != nullptr) writeView(writing, *one.view);
-    if (one.function != nullptr) writeFunction(writing, *one.function);
-    for (const Procedure* procedure : one.group) writeProcedure(writing, *procedure);
+    if (writing.allowsName(name.name, Phase::compiled, titleOf(one.kind(), shown(name))))
+      writeCompiled(writing, one);
     writing.end();
   }
 }

@@ -62,6 +62,7 @@ void writeIndexes(Writing& writing, const Table& table) {
     bool isLater = false;
     for (const KeyColumn& key : index.columns) isLater = isLater || key.isExpression;
     if (isLater && !writing.allows(TargetRelease::ase15, Phase::indexes, title)) continue;
+    if (!writing.allowsName(index.name, Phase::indexes, title)) continue;
     Statement create("create ");
     create << (index.unique ? "unique " : "") << (index.clustered ? "clustered " : "nonclustered ")
            << "index ";

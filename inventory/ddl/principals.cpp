@@ -6,17 +6,6 @@
 namespace kelvane::inventory {
 namespace {
 
-/// A login that is missing is made so that nobody can use it until somebody unlocks it and sets its
-/// password: passwords are not known.
-std::string withLogin(const std::string& login) {
-  const std::string name = literal(login);
-  return "if suser_id(" + name +
-         ") is null\nbegin\n    declare @secret varchar(30)\n"
-         "    select @secret = 'P' + right(convert(varchar(40), newid()), 20)\n"
-         "    exec sp_addlogin " +
-         name + ", @secret\n    exec sp_locklogin " + name + ", 'lock'\nend\n";
-}
-
 /// Roles are of the server, which may have them.
 void addRole(Writing& writing, Phase phase, const std::string& role) {
   Statement create("create role ");
@@ -51,6 +40,15 @@ void writeUser(Writing& writing, const User& user) {
 }
 
 }  // namespace
+
+std::string withLogin(const std::string& login) {
+  const std::string name = literal(login);
+  return "if suser_id(" + name +
+         ") is null\nbegin\n    declare @secret varchar(30)\n"
+         "    select @secret = 'P' + right(convert(varchar(40), newid()), 20)\n"
+         "    exec sp_addlogin " +
+         name + ", @secret\n    exec sp_locklogin " + name + ", 'lock'\nend\n";
+}
 
 void writePrincipals(Writing& writing) {
   const Database& database = writing.database();

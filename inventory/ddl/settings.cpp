@@ -85,7 +85,8 @@ void writeSettings(Writing& writing) {
     }
   }
   if (!settings.owner.empty() && settings.owner != kNewOwner)
-    writing.call(Phase::endings, "exec sp_changedbowner " + literal(settings.owner));
+    writing.call(Phase::endings,
+                 withLogin(settings.owner) + "exec sp_changedbowner " + literal(settings.owner));
   if (!settings.cache.empty())
     writing.call(Phase::endings,
                  onDatabase("exec master..sp_bindcache " + literal(settings.cache) + ", @db"));

@@ -68,6 +68,11 @@ class TableWriter {
 
   bool write() {
     if (!canBeWritten()) return false;
+    if (!table_.proxyPlace.empty()) {
+      writing_.omit(Phase::tables, "server of " + titleOf(table_),
+                    "the database does not say how it is reached; see sp_addserver and "
+                    "sp_addexternlogin");
+    }
     Statement create(table_.proxyPlace.empty() ? "create table " : "create existing table ",
                      quotes());
     create.name(table_.name) << " (";
@@ -77,7 +82,7 @@ class TableWriter {
     }
     for (const KeyConstraint& key : table_.keys) addKey(create, key);
     for (const Check& check : table_.checks) {
-      if (isInline(check)) addCheck(create << ",\n    ", check);
+      if (isInline(check) && fits(check.name, "check ")) addCheck(create << ",\n    ", check);
     }
     create << "\n)";
     addClauses(create);
@@ -115,7 +120,6 @@ class TableWriter {
     };
     if (table_.columns.empty()) return omit("its columns are not known");
     const std::string lacks = std::string(writing_.releaseName()) + " does not have ";
-    constexpr std::size_t kLongestName = 30;
     for (const Column& column : table_.columns) {
       const std::string which = "column " + column.name + ": ";
       if (!column.computed.isDefault() && !isWhole(*column.computed))
@@ -123,11 +127,9 @@ class TableWriter {
       if (writing_.has(TargetRelease::ase15)) continue;
       if (isLaterType(column.type.type.name)) return omit(which + lacks + column.type.type.name);
       if (!column.computed.isDefault()) return omit(which + lacks + "computed columns");
-      if (column.name.size() > kLongestName) return omit(which + lacks + "names as long as this");
+      if (!writing_.allowsName(column.name, Phase::tables, titleOf(table_))) return false;
     }
-    if (!writing_.has(TargetRelease::ase15) && table_.name.name.size() > kLongestName)
-      return omit(lacks + "names as long as this");
-    return true;
+    return writing_.allowsName(table_.name.name, Phase::tables, titleOf(table_));
   }
 
   bool allows(TargetRelease since, const std::string& what) {
@@ -180,11 +182,17 @@ class TableWriter {
     return option_ == true && value.find('"') != std::string::npos;
   }
 
+  bool fits(const GivenName& name, std::string_view word) {
+    return name.generated ||
+           writing_.allowsName(name.name, Phase::tables,
+                               titleOf(table_) + ": " + std::string(word) + name.name);
+  }
   void addName(Statement& out, const GivenName& name) {
     if (!name.generated && !name.name.empty()) out << "constraint ", out.name(name.name) << " ";
   }
 
   void addKey(Statement& out, const KeyConstraint& key) {
+    if (!fits(key.name, "constraint ")) return;
     out << ",\n    ";
     addName(out, key.name);
     out << (key.primary ? "primary key " : "unique ")
@@ -286,7 +294,7 @@ class TableWriter {
       writing_.add(Phase::tables, alter);
     }
     for (const Check& check : table_.checks) {
-      if (isInline(check)) continue;
+      if (isInline(check) || !fits(check.name, "check ")) continue;
       if (!isWhole(check.condition)) {
         writing_.omit(Phase::tables, titleOf(table_) + ": check " + shown(check.name),
                       "its text cannot be read");

@@ -9,6 +9,7 @@ namespace {
 void writeType(Writing& writing, const UserType& type) {
   const std::string user = Writing::userFor(type.name.owner);
   const std::string name = argument({type.name.name});
+  if (!writing.allowsName(type.name.name, Phase::values, "type " + shown(type.name))) return;
   const std::string_view null = type.base.identity   ? "identity"
                                 : type.base.nullable ? "null"
                                                      : "not null";
@@ -51,8 +52,9 @@ template <class Object>
 void writeTexts(Writing& writing, Kind kind, const std::vector<Object>& objects) {
   for (const Object& one : objects) {
     writing.begin(kind, shown(one.name), {one.name.owner, one.name.name});
-    writing.addDefinition(Phase::values, std::string(rowOf(kind).singular) + " " + shown(one.name),
-                          one.definition, one.name.owner);
+    const std::string title = std::string(rowOf(kind).singular) + " " + shown(one.name);
+    if (writing.allowsName(one.name.name, Phase::values, title))
+      writing.addDefinition(Phase::values, title, one.definition, one.name.owner);
     writing.end();
   }
 }

@@ -62,6 +62,13 @@ bool Writing::allows(TargetRelease since, Phase phase, const std::string& what) 
   return false;
 }
 
+bool Writing::allowsName(std::string_view name, Phase phase, const std::string& what) {
+  constexpr std::size_t kLongest = 30;
+  if (has(TargetRelease::ase15) || name.size() <= kLongest) return true;
+  omit(phase, what, std::string(releaseName()) + " does not have names as long as this");
+  return false;
+}
+
 bool Writing::addDefinition(Phase phase, const std::string& what, const Definition& definition,
                             const std::string& owner) {
   switch (definition.state) {

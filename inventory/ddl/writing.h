@@ -51,6 +51,8 @@ class Writing {
   void omit(Phase phase, std::string what, std::string reason);
   /// Whether the release has it; if not, that it is left out.
   bool allows(TargetRelease since, Phase phase, const std::string& what);
+  /// The same for a name that releases before 15 cut.
+  bool allowsName(std::string_view name, Phase phase, const std::string& what);
   /// A kept text as a batch of its own; false if it cannot be written.
   bool addDefinition(Phase phase, const std::string& what, const Definition& definition,
                      const std::string& owner);
@@ -75,10 +77,13 @@ class Writing {
   Script script_;
 };
 
-// Each adds what it is called after; file names end in what they are given.
+/// Makes a login that is missing, so that nobody can use it until somebody unlocks it and sets its
+/// password: passwords are not known.
+std::string withLogin(const std::string& login);
+
+// Each adds what it is called after.
 void writeSettings(Writing& writing);
 void writePrincipals(Writing& writing);
-void writeRightsToCreate(Writing& writing);
 void writeValues(Writing& writing);
 void writeTables(Writing& writing);
 void writeCompiled(Writing& writing);

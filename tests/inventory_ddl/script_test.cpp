@@ -1,0 +1,124 @@
+// The order of objects, names of files, and what a release does not have.
+#include <gtest/gtest.h>
+#include <random>
+
+#include "inventory/ddl/file_names.h"
+#include "inventory/ddl/used_names.h"
+#include "tests/inventory_ddl/round_trip.h"
+
+namespace kelvane::inventory {
+namespace {
+
+Lines namesIn(std::string_view text, bool quotedIdentifier) {
+  Lines all;
+  forEachName(text, quotedIdentifier, [&](std::string_view name) { all.emplace_back(name); });
+  return all;
+}
+
+TEST(UsedNames, StandOutsideOfCommentsAndStrings) {
+  constexpr std::string_view kText =
+      "select a.\"b c\" -- x\nfrom /* y -- */ [d e], 'it''s f' g /* open";
+  EXPECT_EQ(namesIn(kText, true), (Lines{"select", "a", "b c", "from", "d e", "g"}));
+  EXPECT_EQ(namesIn(kText, false), (Lines{"select", "a", "from", "d e", "g"}));
+  EXPECT_EQ(namesIn("'open", true), Lines());
+}
+
+TEST(UsedNames, ComeFirst) {
+  const std::vector<NamedText> texts{{"a", "a z b"}, {"b", "C /* d */"}, {"c", "'a' e"},
+                                     {"d", "e"},     {"e", "d"},         {"Z", ""}};
+  EXPECT_EQ(inOrderOfUse(texts, false), (std::vector<std::size_t>{1, 0, 3, 4, 2, 5}));
+  EXPECT_EQ(inOrderOfUse(texts, true), (std::vector<std::size_t>{3, 4, 2, 1, 5, 0}));
+}
+
+// Each view uses some of those that were created before it, whatever their names are.
+TEST(Views, AreInTheOrderOfUse) {
+  std::mt19937 random(7);
+  for (int round = 0; round < 20; ++round) {
+    std::vector<int> numbers(40);
+    for (std::size_t at = 0; at < numbers.size(); ++at) numbers[at] = static_cast<int>(at);
+    std::ranges::shuffle(numbers, random);
+    std::string script = "create table t (a int null)\n";
+    for (std::size_t at = 0; at < numbers.size(); ++at) {
+      const std::string name = "v" + std::to_string(numbers[at]);
+      script += "create view " + name + " as select x.a from t x";
+      for (int more = 0; more < 2 && at > 0; ++more)
+        script += ", v" + std::to_string(numbers[random() % at]) + " y" + std::to_string(more);
+      script += '\n';
+    }
+    expectSame(databaseOf(script, Release::ase15), Release::ase15, "round");
+  }
+}
+
+// Views that each use the next one are no calls within calls.
+TEST(UsedNames, MayBeDeep) {
+  std::vector<std::string> names(200'000);
+  for (std::size_t at = 0; at < names.size(); ++at) names[at] = "v" + std::to_string(at);
+  std::vector<NamedText> texts;
+  for (std::size_t at = 0; at < names.size(); ++at)
+    texts.push_back({names[at], names[std::min(at + 1, names.size() - 1)]});
+  EXPECT_EQ(inOrderOfUse(texts, false).front(), names.size() - 1);
+}
+
+TEST(FileNames, AreSafe) {
+  EXPECT_EQ(fileName({"dbo", "customer"}), "dbo.customer");
+  EXPECT_EQ(fileName({"dbo", "../a b.c%\xC3\xA9"}), "dbo.%2E%2E%2Fa%20b%2Ec%25%C3%A9");
+  EXPECT_EQ(fileName({"Con"}), "%43on");
+  EXPECT_EQ(fileName({"com1", "t"}), "%63om1.t");
+  EXPECT_EQ(fileName({"common"}), "common");
+  const std::string one = fileName({std::string(250, 'a') + "b"});
+  const std::string other = fileName({std::string(250, 'a') + "c"});
+  EXPECT_LE(one.size(), 200U);
+  EXPECT_NE(one, other);
+}
+
+TEST(FileNames, DoNotDifferInCaseAlone) {
+  std::vector<ScriptedObject> objects{{Kind::table, "", "tables/dbo.t.sql", {}},
+                                      {Kind::table, "", "tables/dbo.T%2E.sql", {}},
+                                      {Kind::table, "", "tables/dbo.t%2E.sql", {}},
+                                      {Kind::table, "", "tables/Dbo.T.sql", {}},
+                                      {Kind::view, "", "views/dbo.T.sql", {}}};
+  tellApart(objects);
+  Lines files;
+  for (const ScriptedObject& object : objects) files.push_back(object.file);
+  EXPECT_EQ(files, (Lines{"tables/dbo.t.sql", "tables/dbo.%54%2E.sql", "tables/dbo.t%2E.sql",
+                          "tables/%44bo.%54.sql", "views/dbo.T.sql"}));
+}
+
+// What an earlier release lacks is left out by name, and the rest of the script runs there.
+TEST(Releases, LackWhatIsLeftOut) {
+  const Database database = databaseOf(
+      "create table a (x int null, y as x + 1)\ncreate table b (x bigint null)\n"
+      "create table c (x int null, z varchar(9) null) with compression = page\n"
+      "create table d (x int null) partition by hash (x) (p1, p2)\n"
+      "create table e (x text in row (100) null) with dml_logging = minimal\n"
+      "create index i on c (upper(z))\ncreate index j on c (z) with index_compression = page\n"
+      "create table name_that_is_longer_than_thirty (x int null)\n"
+      "create function f (@x int) returns int as return 1\ncreate encryption key k for AES\n"
+      "create view v as select x from c\ncreate trigger tr on v instead of insert as print 'a'\n"
+      "create trigger t1 on c for insert order 2 as print 'a'\n",
+      Release::ase16);
+  struct Expected {
+    Release release;
+    Lines omissions;
+  };
+  const Expected kExpected[] = {
+      {Release::ase16, {}},
+      {Release::ase15, {"table dbo.c: index j: compression", "trigger dbo.t1"}},
+      {Release::ase125,
+       {"encryption key dbo.k", "table dbo.a", "table dbo.b", "table dbo.c: compression",
+        "table dbo.c: index i", "table dbo.c: index j: compression", "trigger dbo.t1",
+        "table dbo.d: partitions by hash", "table dbo.e: column x: in row",
+        "table dbo.e: dml_logging", "table dbo.name_that_is_longer_than_thirty", "trigger dbo.tr",
+        "function dbo.f"}},
+  };
+  for (const Expected& expected : kExpected) {
+    const RoundTrip trip = roundTrip(database, expected.release);
+    Lines omissions;
+    for (const Omission& one : trip.script.omissions) omissions.push_back(one.what);
+    EXPECT_EQ(omissions, expected.omissions);
+    EXPECT_EQ(trip.errors, Lines()) << trip.text;
+  }
+}
+
+}  // namespace
+}  // namespace kelvane::inventory
