@@ -1,6 +1,7 @@
 #include "cli/verbs/ddl_command.h"
 
 #include <array>
+#include <filesystem>
 #include <optional>
 #include <utility>
 #include <variant>
@@ -24,7 +25,7 @@ constexpr std::string_view kOutput = "--output";
 constexpr auto kOptions = std::to_array<Option>({
     {kExclude, kPattern, "leave out the objects that match"},
     {kInclude, kPattern, "only objects that match, such as 'table:dbo.cust*'"},
-    {kOutput, "FOLDER", "write a file for each object to this folder", {}, "-o"},
+    {kOutput, kFolder, "write a file for each object to this folder", {}, "-o"},
 });
 
 std::optional<TargetRelease> releaseFor(const std::optional<embedded::Release>& asked,
@@ -41,6 +42,21 @@ std::optional<TargetRelease> releaseFor(const std::optional<embedded::Release>& 
   }
   // Without a release the embedded catalog takes the statements of all of them.
   return server.embedded ? std::nullopt : releaseOf(server);
+}
+
+// What is written into a folder of scripts would be one of them.
+void refuseWithin(const Place& place, const std::string& folder) {
+  namespace fs = std::filesystem;
+  const auto* const scripts = std::get_if<ScriptPlace>(&place);
+  if (scripts == nullptr) return;
+  std::error_code none;
+  const fs::path written = fs::weakly_canonical(folder, none);
+  for (const std::string& path : scripts->paths) {
+    if (!fs::is_directory(path, none)) continue;
+    const fs::path relative = written.lexically_relative(fs::weakly_canonical(path, none));
+    if (!relative.empty() && *relative.begin() != "..")
+      throw UsageError(std::string(kOutput) + " would add scripts to those of '" + path + "'");
+  }
 }
 
 // Throws CommandError for an include that matches nothing.
@@ -69,6 +85,7 @@ ExitStatus runDdl(const Arguments& arguments, const Console& console, const Open
   const Place place = placeOf(arguments, arguments.operands, kOneSide, settings);
   const Selection selection = selectionOf(arguments);
   refuseOverwriting(arguments, {&place, 1}, {.written = {kTrace, kOutput}});
+  if (const auto folder = arguments.value(kOutput)) refuseWithin(place, *folder);
   std::vector<DatabaseReading> readings =
       readDatabases({{"side", place}}, {false, arguments.value(kTrace)}, console, open);
   DatabaseReading& side = readings[0];
