@@ -52,6 +52,8 @@ void addLabels(Kind kind, LabelTable& table) {
     if (parts.order == Order::compared)
       rows.push_back(parts.kind == Kind::column ? LabelRow{"column order", Family::columnOrder}
                                                 : LabelRow{"parameter order", Family::always});
+    if constexpr (std::is_same_v<Item, Partition>)
+      rows.push_back({kPartitionCount, Family::partitions});
     addLabels<Item>(parts.kind, table);
   });
 }

@@ -98,7 +98,8 @@ inline constexpr std::tuple kIndexStorage{
     Attribute{"latch free", &IndexStorage::latchFree, Family::latches},
     Attribute{"local", &IndexStorage::local, Family::partitions},
     Attribute{"cache", &IndexStorage::cache, Family::caches},
-    Attribute{"cache strategy", &IndexStorage::cacheStrategy, Family::caches}};
+    Attribute{"cache strategy", &IndexStorage::cacheStrategy, Family::caches},
+    Attribute{"parallel degree", &IndexStorage::parallelDegree, Family::caches}};
 inline constexpr Parts kIndexPartitions{Kind::partition, &IndexStorage::partitions};
 
 template <>
@@ -185,9 +186,11 @@ inline constexpr std::tuple kAttributes<Table>{
     Attribute{"erase residual data", &Table::erasure, Family::logging},
     Attribute{"cache", &Table::cache, Family::caches},
     Attribute{"cache strategy", &Table::cacheStrategy, Family::caches},
+    Attribute{"parallel degree", &Table::parallelDegree, Family::caches},
     Attribute{"page lock promotion", &Table::pageLockPromotion, Family::caches},
     Attribute{"row lock promotion", &Table::rowLockPromotion, Family::caches},
     Attribute{"replicated", &Table::replicated, Family::replication},
+    Attribute{"replication modes", &Table::replicationModes, Family::replicationModes},
     Attribute{"partitioned by", &Table::partitionKind, Family::partitions},
     Attribute{"partition columns", &Table::partitionColumns, Family::partitions},
     Attribute{"rows", &Table::rowCount, Family::rowCounts}};
@@ -233,7 +236,8 @@ inline constexpr std::tuple kAttributes<Procedure>{
     Attribute{"language", &Procedure::language},
     Attribute{"definition", &Procedure::definition, Family::definitions},
     Attribute{"mode", &Procedure::mode, Family::procedureMode},
-    Attribute{"replicated", &Procedure::replicated, Family::replication}};
+    Attribute{"replicated", &Procedure::replicated, Family::replication},
+    Attribute{"replication modes", &Procedure::replicationModes, Family::replicationModes}};
 template <>
 inline constexpr std::tuple kParts<Procedure>{
     Parts{Kind::parameter, &Procedure::parameters, Order::compared, Origin::definition},

@@ -42,6 +42,7 @@ enum class Family : std::uint8_t {
   proxies,
   quotedIdentifier,
   replication,
+  replicationModes,
   roles,
   rowCounts,
   rules,
@@ -63,7 +64,7 @@ struct FamilyRow {
 inline constexpr std::array<FamilyRow, kFamilyCount> kFamilies{{
     {Family::always, "", ""},
     {Family::aliases, "aliases", "logins that are aliases of users"},
-    {Family::caches, "caches", "cache bindings and strategies, lock promotion"},
+    {Family::caches, "caches", "cache bindings and strategies, lock promotion, parallel degree"},
     {Family::checks, "checks", "check constraints"},
     {Family::columnOrder, "column-order", "the order of columns"},
     {Family::compression, "compression", "compression of tables, columns and indexes"},
@@ -91,6 +92,8 @@ inline constexpr std::array<FamilyRow, kFamilyCount> kFamilies{{
     {Family::proxies, "proxies", "places of proxy tables"},
     {Family::quotedIdentifier, "quoted-identifier", "quoted_identifier when a text was created"},
     {Family::replication, "replication", "marks for replication"},
+    {Family::replicationModes, "replication-modes",
+     "owner_on, use_index, never, table, log_current of what is replicated"},
     {Family::roles, "roles", "roles and to whom they are granted"},
     {Family::rowCounts, "row-counts", "numbers of rows"},
     {Family::rules, "rules", "rules of columns and types, rule objects"},
@@ -114,8 +117,8 @@ inline Families usualFamilies() {
 /// published.
 inline Families unpublishedFamilies() {
   Families all;
-  for (const Family one :
-       {Family::compression, Family::keyOptions, Family::latches, Family::logging})
+  for (const Family one : {Family::compression, Family::keyOptions, Family::latches,
+                           Family::logging, Family::replicationModes})
     all.set(static_cast<std::size_t>(one));
   return all;
 }

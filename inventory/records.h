@@ -64,6 +64,7 @@ struct ColumnType {
 struct DefaultValue {
   std::string text = {};  ///< of a declared one: the expression, without the word default
   QualifiedName bound = {};
+  Definition::State state = Definition::State::whole;  ///< of the text
   bool operator==(const DefaultValue&) const = default;
 };
 
@@ -120,6 +121,7 @@ struct IndexStorage {
   std::optional<std::int32_t> maxRowsPerPage = {};
   std::optional<std::int32_t> reservePageGap = {};
   std::string segment = {};
+  std::optional<std::int32_t> parallelDegree = {};
   std::string compression = {};
   bool latchFree = false;
   bool local = false;
@@ -195,6 +197,7 @@ struct Table {
   std::optional<std::int32_t> reservePageGap = {};
   std::optional<std::int32_t> fillFactor = {};  ///< in percent
   std::optional<std::int32_t> concurrencyThreshold = {};
+  std::optional<std::int32_t> parallelDegree = {};
   std::optional<std::int64_t> identityBurnMax = {};
   std::string compression = {}, indexCompression = {};  ///< none, row, page
   std::optional<std::int32_t> lobCompression = {};
@@ -208,8 +211,9 @@ struct Table {
   std::string cacheStrategy = {};  ///< prefetch off, mru off
   std::string pageLockPromotion = {}, rowLockPromotion = {};
   bool replicated = false;
-  std::string proxyKind = {};      ///< table, procedure, ... of a proxy table
-  std::string proxyPlace = {};     ///< what stands behind at
+  std::string replicationModes = {};  ///< owner_on, use_index, never
+  std::string proxyKind = {};         ///< table, procedure, ... of a proxy table
+  std::string proxyPlace = {};        ///< what stands behind at
   std::string partitionKind = {};  ///< roundrobin, hash, range, list; none for an unpartitioned one
   std::vector<std::string> partitionColumns = {};
   std::vector<Partition> partitions = {};
@@ -259,6 +263,7 @@ struct Procedure {
   Definition definition = {};  ///< of an extended one the name of the library
   std::string mode = {};       ///< unchained, chained, anymode
   bool replicated = false;
+  std::string replicationModes = {};  ///< table, log_current
   std::vector<Parameter> parameters = {};
   std::vector<Permission> permissions = {};
   bool operator==(const Procedure&) const = default;
@@ -391,6 +396,8 @@ struct Server {
 struct Gap {
   std::string what = {};    ///< permissions; the definition of view dbo.v
   std::string reason = {};  ///< the server's words, or what was found
+  std::string object = {};  ///< of a single object: view:dbo.v
+  std::string family = {};  ///< and the word of the family that it belongs to, if it has one
   bool operator==(const Gap&) const = default;
 };
 

@@ -64,7 +64,8 @@ std::string shown(const ColumnType& value) {
 }
 
 std::string shown(const DefaultValue& value) {
-  return value.bound == QualifiedName{} ? value.text : "bound " + shown(value.bound);
+  if (value.bound != QualifiedName{}) return "bound " + shown(value.bound);
+  return shown(Definition{value.text, value.state});
 }
 
 std::string shown(const Definition& value) {

@@ -80,12 +80,17 @@ DatabaseReading readSide(Side& side, std::string_view name, const ReadingWish& w
   return reading;
 }
 
-void addGaps(DatabaseReading& reading, const std::string& before) {
-  for (const inventory::Gap& gap : reading.database.gaps)
-    reading.gaps.push_back(before + gap.what + ": " + gap.reason);
-}
-
 }  // namespace
+
+std::vector<std::string> gapsOf(const DatabaseReading& reading, const inventory::Database& database,
+                                const std::function<bool(const inventory::Gap&)>& concerns) {
+  std::vector<std::string> gaps = reading.gaps;
+  for (const inventory::Gap& gap : database.gaps) {
+    if (!concerns || concerns(gap))
+      gaps.push_back(reading.gapsBegin + gap.what + ": " + gap.reason);
+  }
+  return gaps;
+}
 
 std::vector<DatabaseReading> readDatabases(std::vector<NamedPlace> places, const ReadingWish& wish,
                                            const Console& console, const OpenSide& open) {
@@ -96,7 +101,7 @@ std::vector<DatabaseReading> readDatabases(std::vector<NamedPlace> places, const
     if (place == nullptr) continue;
     const Interruption ending = endsAtOnce(line, std::string(kNothingRead));
     snapshots[side].database = loadSnapshot(*place);
-    addGaps(snapshots[side], std::string(places[side].name) + ": when the snapshot was taken: ");
+    snapshots[side].gapsBegin = std::string(places[side].name) + ": when the snapshot was taken: ";
   }
   auto sides = openSides(places, console, open);
 
@@ -120,7 +125,7 @@ std::vector<DatabaseReading> readDatabases(std::vector<NamedPlace> places, const
                              DatabaseReading reading =
                                  readSide(*sides[side], place.name, wish, line,
                                           record ? &*record : nullptr, interruption.token());
-                             addGaps(reading, std::string(place.name) + ": ");
+                             reading.gapsBegin = std::string(place.name) + ": ";
                              if (reading.wasRead) told.read(contentsOf(reading.database));
                              return reading;
                            });

@@ -21,7 +21,8 @@ namespace kelvane::cli {
 
 struct DatabaseReading {
   inventory::Database database;
-  std::vector<std::string> gaps;  // what could not be read, a line each; empty: all was read
+  std::vector<std::string> gaps;  // of the whole side; those of the database are in its record
+  std::string gapsBegin;          // what the user knows those by: "source: "
   bool wasRead = true;            // false when the reading broke off: the database is empty then
   bool complete = true;           // false when something of the side was not even loaded
 };
@@ -31,6 +32,11 @@ struct ReadingWish {
   std::optional<std::string> trace;
   std::function<bool(inventory::Kind)> kinds = {};  // which to read; none: all
 };
+
+// What could not be read, a line each; empty: all was read. `concerns` chooses among the gaps of
+// the database; none: all.
+std::vector<std::string> gapsOf(const DatabaseReading& reading, const inventory::Database& database,
+                                const std::function<bool(const inventory::Gap&)>& concerns = {});
 
 // One or two places, two at the same time (in turn with a trace: it tells what happened in its
 // order). Throws CommandError.

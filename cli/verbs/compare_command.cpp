@@ -16,6 +16,7 @@
 #include "findings/renames.h"
 #include "inventory/compare/compare.h"
 #include "inventory/gaps.h"
+#include "inventory/roles.h"
 #include "inventory/shown.h"
 #include "model/text.h"
 #include "report/change_report.h"
@@ -102,6 +103,19 @@ void leaveOutUnpublished(const std::array<Database, 2>& databases, inventory::Ru
   header.notes.push_back("Not readable from servers: " + listed(wordsOf(lost)));
 }
 
+// A server tells of the roles that the database uses.
+void leaveOutUnusedRoles(std::array<Database, 2>& databases, const inventory::Rules& rules,
+                         ReportHeader& header) {
+  if (databases[0].server.embedded == databases[1].server.embedded) return;
+  if (!rules.compares(inventory::Family::roles)) return;
+  std::string list;
+  for (const std::string& role :
+       inventory::takeUnusedRoles(databases[databases[0].server.embedded ? 0 : 1]))
+    list += (list.empty() ? "" : ", ") + role;
+  if (!list.empty())
+    header.notes.push_back("Roles that the database does not use are left out: " + list);
+}
+
 // What could not be read of one side is no difference.
 void leaveOutUnread(const std::array<Database, 2>& databases, inventory::Rules& rules,
                     ReportHeader& header) {
@@ -152,8 +166,9 @@ void leaveOutUnknownColumns(std::array<Database, 2>& databases, ReportHeader& he
 
 // What snapshots were taken without is known, and all else was read.
 bool isReadInFull(const std::vector<DatabaseReading>& readings) {
-  return std::ranges::all_of(
-      readings, [](const DatabaseReading& one) { return one.complete && one.gaps.empty(); });
+  return std::ranges::all_of(readings, [](const DatabaseReading& one) {
+    return one.complete && one.gaps.empty() && one.database.gaps.empty();
+  });
 }
 
 // Takes out of both databases what the patterns leave out, and notes it. Throws CommandError where
@@ -189,7 +204,22 @@ void dropUnread(std::vector<DatabaseReading>& readings, ReportHeader& header) {
   if (areWhole && areUsable) return;
   header.gaps.push_back(areWhole ? "nothing was compared: too much of a side could not be read"
                                  : "nothing was compared: a side was not read to its end");
-  for (DatabaseReading& one : readings) one.database = {};
+  for (DatabaseReading& one : readings) {
+    Database nothing;
+    nothing.gaps = std::move(one.database.gaps);
+    one.database = std::move(nothing);
+  }
+}
+
+// Whether the patterns choose an object: owner.name.
+bool takesPart(inventory::Kind kind, std::string_view object, const CompareRequest& request,
+               CaseMode mode) {
+  const std::u16string full = toUtf16(object);
+  const std::size_t dot = full.find(u'.');
+  Selection::Tally uncounted;
+  return request.selection.takes(
+      kind, {std::u16string_view(full).substr(dot == full.npos ? 0 : dot + 1), full}, mode,
+      uncounted);
 }
 
 // Whether a comparison could have found what a line of a list is about. Where that cannot be known
@@ -209,12 +239,7 @@ class CouldFind {
 
  private:
   bool isSelected(const findings::KnownChange& known) const {
-    const std::u16string full = toUtf16(known.object);
-    const std::size_t dot = full.find(u'.');
-    Selection::Tally uncounted;
-    return request_.selection.takes(
-        known.kind, {std::u16string_view(full).substr(dot == full.npos ? 0 : dot + 1), full},
-        rules_.names, uncounted);
+    return takesPart(known.kind, known.object, request_, rules_.names);
   }
 
   const CompareRequest& request_;
@@ -253,8 +278,6 @@ class Comparison {
         readDatabases({{kSideNames[0], request_.places[0]}, {kSideNames[1], request_.places[1]}},
                       {request_.inventory.compares(inventory::Family::rowCounts), request_.trace},
                       console_, open);
-    for (const DatabaseReading& side : readings_)
-      header_.gaps.insert(header_.gaps.end(), side.gaps.begin(), side.gaps.end());
     isProven_ = isReadInFull(readings_);
     dropUnread(readings_, header_);
     databases_ = {std::move(readings_[0].database), std::move(readings_[1].database)};
@@ -269,12 +292,35 @@ class Comparison {
     noteServers(databases_, header_);
     leaveOutUnpublished(databases_, rules_, header_);
     leaveOutUnread(databases_, rules_, header_);
+    leaveOutUnusedRoles(databases_, rules_, header_);
     leaveOutUnknownRows(request_, databases_, rules_, header_);
     leaveOutUnknownColumns(databases_, header_);
     select(request_, rules_.names, isProven_, databases_, console_, header_);
+    noteGaps();
     for (const auto& row : inventory::kFamilies) {
       if (!row.word.empty() && rules_.compares(row.family)) header_.switches.emplace_back(row.word);
     }
+  }
+
+  // What could not be read of something that takes no part says nothing about the comparison.
+  void noteGaps() {
+    std::vector<std::string> all;
+    for (std::size_t side = 0; side < databases_.size(); ++side) {
+      const auto lines = gapsOf(readings_[side], databases_[side],
+                                [this](const inventory::Gap& gap) { return concerns(gap); });
+      all.insert(all.end(), lines.begin(), lines.end());
+    }
+    header_.gaps.insert(header_.gaps.begin(), all.begin(), all.end());
+  }
+
+  bool concerns(const inventory::Gap& gap) const {
+    const std::size_t colon = gap.object.find(':');
+    if (colon == gap.object.npos) return true;
+    const auto family = inventory::familyOf(gap.family);
+    if (family && !rules_.compares(*family)) return false;
+    const auto kind = inventory::objectKindOf(gap.object.substr(0, colon));
+    return !kind ||
+           takesPart(*kind, std::string_view(gap.object).substr(colon + 1), request_, rules_.names);
   }
 
   void compare() {

@@ -61,7 +61,7 @@ void writeJson(const ObjectListing& listing, std::ostream& out) {
 }
 
 std::vector<std::string> gapsOf(const DatabaseReading& reading) {
-  std::vector<std::string> gaps = reading.gaps;
+  std::vector<std::string> gaps = gapsOf(reading, reading.database);
   if (!reading.complete) gaps.push_back("not everything could be loaded");
   return gaps;
 }

@@ -64,13 +64,14 @@ ExitStatus runSnapshot(const Arguments& arguments, const Console& console, const
     throw CommandError({side.gaps.empty() ? "reading stopped" : side.gaps.front(),
                         "no snapshot was written: the database was not read completely"});
 
+  const std::vector<std::string> lines = gapsOf(side, side.database);
   inventory::Snapshot snapshot{std::move(side.database), {}};
   std::vector<inventory::Gap>& gaps = snapshot.database.gaps;
-  if (!side.complete) gaps.push_back({"scripts", "not everything could be loaded"});
+  if (!side.complete) gaps.push_back({"scripts", "not everything could be loaded", {}, {}});
   if (arguments.has(kDated)) snapshot.taken = now();
   write(snapshot, arguments.value(kOutput), console);
-  for (const std::string& gap : side.gaps) console.complain(gap);
-  if (gaps.empty() && side.gaps.empty()) return kNoDifference;
+  for (const std::string& line : lines) console.complain(line);
+  if (gaps.empty() && lines.empty()) return kNoDifference;
   console.complain("not everything could be read: the snapshot is marked as incomplete");
   return kNotProven;
 }

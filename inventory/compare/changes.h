@@ -26,6 +26,9 @@ using RecordPointer =
                  const Parameter*, const Permission*, const DatabaseOption*, const Segment*,
                  const Threshold*>;
 
+/// The label of how many partitions there are, where they have no names.
+inline constexpr std::string_view kPartitionCount = "partitions";
+
 struct AttributeChange {
   std::string_view label;
   Family family = Family::always;

@@ -43,6 +43,7 @@ std::string compared(const ColumnType& value, const Rules& rules) {
   return comparedName(value, rules);
 }
 std::string compared(const DefaultValue& value, const Rules& rules) {
+  if (value.state != Definition::State::whole) return shown(value);
   return reduced(value.text, rules) + '\n' + comparedName(value.bound, rules);
 }
 std::string compared(const std::vector<KeyColumn>& value, const Rules& rules) {
@@ -145,6 +146,9 @@ class Comparison {
     forEachParts<Record>([&](const auto& parts) {
       if (parts.origin == Origin::definition && !sameText) return;
       std::vector<Change> changed = list(parts.kind, was->*parts.member, is->*parts.member);
+      if (parts.kind == Kind::partition)
+        countUnnamed(changed, (was->*parts.member).size(), (is->*parts.member).size(),
+                     change.attributes);
       std::ranges::move(changed, std::back_inserter(change.parts));
       if (parts.order == Order::compared)
         compareOrder(parts.kind, was->*parts.member, is->*parts.member, change.attributes);
@@ -194,6 +198,11 @@ class Comparison {
   bool saysTheSame(const Attribute<Owner, Value>&, const Value& a, const Value& b) const {
     if constexpr (std::is_same_v<Owner, Partition> && std::is_same_v<Value, std::string>) {
       return reduced(a, rules_) == reduced(b, rules_);
+    } else if constexpr (std::is_same_v<Value, Rare<DefaultValue>>) {
+      // A gap says so; what is in it is not known.
+      using State = Definition::State;
+      return a->state == State::unreadable || b->state == State::unreadable ||
+             compared(a, rules_) == compared(b, rules_);
     } else {
       return compared(a, rules_) == compared(b, rules_);
     }
@@ -204,6 +213,23 @@ class Comparison {
                               std::string is, std::vector<AttributeChange>& changes) {
     return changes.emplace_back(AttributeChange{attribute.label, attribute.family, attribute.style,
                                                 false, std::move(was), std::move(is)});
+  }
+
+  /// Partitions that nobody named or placed are told apart by nothing but their number.
+  static void countUnnamed(std::vector<Change>& changed, std::size_t was, std::size_t is,
+                           std::vector<AttributeChange>& attributes) {
+    const auto isUnnamed = [](const Change& change) {
+      const auto& record = change.isOnlyInTarget() ? change.target : change.source;
+      const Partition& partition = *std::get<const Partition*>(record);
+      return !change.isOnBothSides() && partition.name.generated && partition.bound.empty() &&
+             partition.segment.empty();
+    };
+    if (std::erase_if(changed, isUnnamed) == 0) return;
+    const auto shownCount = [](std::size_t count) {
+      return std::to_string(std::max(count, std::size_t{1}));
+    };
+    attributes.push_back({kPartitionCount, Family::partitions, Style::labelled, false,
+                          shownCount(was), shownCount(is)});
   }
 
   template <class Record>

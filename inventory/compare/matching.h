@@ -65,6 +65,15 @@ bool sameName(const Record& a, const Record& b) {
   }
 }
 
+/// Several grants of one action to one grantee differ in what else they say.
+inline std::string fullName(const Permission& one) {
+  return nameOf(one) + '\n' + one.grantor + '\n' + one.condition +
+         (one.grantOption ? "\nwith grant option" : "");
+}
+inline bool sameName(const Permission& a, const Permission& b) {
+  return fullName(a) == fullName(b);
+}
+
 /// Pairs the records of two lists. A key serves once: of several records with the same, the first
 /// belong together, then the second.
 template <class Record>
@@ -80,14 +89,13 @@ class Matching {
   /// In the order of the source; what only the target has comes behind, in its order.
   std::vector<Match> matches() {
     const auto everyone = [](const Record&) { return true; };
-    // Several may have the same name: the same grant by two grantors.
+    pairUnmoved();
     if constexpr (std::is_same_v<Record, Permission>) {
       pairBy(everyone, [this](const Record& one) { return everythingSaid(one, rules_); });
+      pairBy(everyone, [this](const Record& one) { return folded(fullName(one), rules_.names); });
       pairBy(everyone, [this](const Record& one) {
         return folded(nameOf(one) + '\n' + one.grantor, rules_.names);
       });
-    } else {
-      pairUnmoved();
     }
     pairBy(everyone, [this](const Record& one) { return folded(nameOf(one), rules_.names); });
     if constexpr (MayHaveGeneratedName<Record>) {

@@ -85,7 +85,6 @@ void readReferences(Reading& reading) {
   enum { table, constraint, referenced, status, database, foreignName, firstKey };
   constexpr int kFirstReferenced = firstKey + kMostColumns;
   constexpr int kFirstName = kFirstReferenced + kMostColumns;
-  constexpr int kMatchFull = 2;
   const bool isChosen = static_cast<bool>(reading.options.wants);
   // Rows as long as these may be too long to be sorted by the server.
   reading.session.rows(
@@ -121,7 +120,7 @@ void readReferences(Reading& reading) {
           if (name.empty() && parent) name = reading.columnName(*parent, refcolid);
           key.referencedColumns.push_back(orNumber(name, "column", refcolid));
         }
-        key.matchFull = (row.number(status) & kMatchFull) != 0;
+        key.matchFull = (row.number(status) & reference_status::kMatchFull) != 0;
         const auto message = reading.messages.find(row.number(constraint));
         if (message != reading.messages.end()) key.message = messageOf(message->second);
         reading.database.tables[entry->at].foreignKeys.push_back(std::move(key));

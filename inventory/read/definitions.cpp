@@ -6,6 +6,7 @@
 
 #include "inventory/read/reading.h"
 #include "inventory/read/status_bits.h"
+#include "inventory/shown.h"
 
 namespace kelvane::inventory {
 namespace {
@@ -69,44 +70,60 @@ class Applying {
 
  private:
   /// The text of an object, which says where it is read when it is not whole.
-  Definition take(TextKey key, const std::string& what) {
+  Definition take(TextKey key, Gap gap) {
     const auto found = reading_.texts.find(key);
     Definition definition;
     if (found == reading_.texts.end()) {
       const bool isRefused = !reading_.unreadableTexts.empty();
       definition.state = isRefused ? Definition::State::unreadable : Definition::State::incomplete;
-      addGap(what, definition.state, "the catalog has no text of it");
+      addGap(std::move(gap), definition.state, "the catalog has no text of it");
       return definition;
     }
     definition.text = std::move(found->second.text);
     definition.state = found->second.state;
     definition.quotedIdentifier = found->second.quotedIdentifier;
-    addGap(what, definition.state,
+    addGap(std::move(gap), definition.state,
            "a piece of it is missing, or is not in the character set of the server");
     return definition;
   }
 
-  void addGap(const std::string& what, Definition::State state, std::string missing) {
+  void addGap(Gap gap, Definition::State state, std::string missing) {
     switch (state) {
       case Definition::State::whole:
         return;
       case Definition::State::hidden:
-        return reading_.session.addGap(what, "it is hidden");
+        gap.reason = "it is hidden";
+        break;
       case Definition::State::unreadable:
-        return reading_.session.addGap(what, reading_.unreadableTexts);
+        gap.reason = reading_.unreadableTexts;
+        break;
       case Definition::State::incomplete:
-        return reading_.session.addGap(what, std::move(missing));
+        gap.reason = std::move(missing);
+        break;
     }
+    reading_.session.addGap(std::move(gap));
   }
 
-  static std::string named(std::string_view kind, const QualifiedName& name) {
-    return "the definition of " + std::string(kind) + " " + name.owner + "." + name.name;
+  static Gap gapOf(std::string what, Kind kind, const QualifiedName& object, Family family) {
+    return {
+        std::move(what), {}, wordOf(kind) + ':' + shown(object), std::string(rowOf(family).word)};
   }
-
-  std::string ofColumn(std::string_view what, const ColumnReferences& reference) const {
+  static Gap definitionOf(Kind kind, const QualifiedName& name) {
+    return gapOf("the definition of " + std::string(rowOf(kind).singular) + " " + shown(name), kind,
+                 name, Family::definitions);
+  }
+  static Gap partOf(std::string_view what, const Table& table, Family family) {
+    return gapOf(std::string(what) + " of table " + shown(table.name), Kind::table, table.name,
+                 family);
+  }
+  static Gap columnOf(std::string_view what, const Table& table, std::string_view column,
+                      Family family) {
+    return gapOf(std::string(what) + " of column " + shown(table.name) + "." + std::string(column),
+                 Kind::table, table.name, family);
+  }
+  Gap columnOf(std::string_view what, const ColumnReferences& reference, Family family) const {
     const Table& table = reading_.database.tables[reference.table];
-    return std::string(what) + " of column " + table.name.owner + "." + table.name.name + "." +
-           table.columns[reference.column].name;
+    return columnOf(what, table, table.columns[reference.column].name, family);
   }
 
   /// Whether the default was declared with its column.
@@ -125,9 +142,10 @@ class Applying {
       if (reference.defaultValue != 0) {
         DefaultValue value;
         if (isInline(reference.defaultValue)) {
-          const Definition text =
-              take({reference.defaultValue, 0}, ofColumn("the default", reference));
+          const Definition text = take({reference.defaultValue, 0},
+                                       columnOf("the default", reference, Family::defaults));
           value.text = without(text.text, "default");
+          value.state = text.state;
         } else {
           value.bound = reading_.nameOf(reference.defaultValue);
         }
@@ -138,7 +156,8 @@ class Applying {
         setRule(column.rule, column.accessRule, reference.rule);
       if (reference.accessRule != 0) column.accessRule = reading_.nameOf(reference.accessRule);
       if (reference.computed != 0) {
-        Definition text = take({reference.computed, 0}, ofColumn("the expression", reference));
+        Definition text =
+            take({reference.computed, 0}, columnOf("the expression", reference, Family::always));
         text.text = trimmed(std::string(text.text));
         column.computed = std::move(text);
       }
@@ -173,8 +192,7 @@ class Applying {
     const auto column = std::ranges::find(table.columns, name, &Column::name);
     if (column == table.columns.end()) return;
     const Definition text =
-        take({one.text, 0}, "the decrypt default of column " + table.name.owner + "." +
-                                table.name.name + "." + name);
+        take({one.text, 0}, columnOf("the decrypt default", table, name, Family::encryption));
     column->decryptDefault = std::string(without(text.text, "decrypt_default"));
   }
 
@@ -184,8 +202,8 @@ class Applying {
       const Shape& shape = reading_.tables[at];
       for (std::size_t check = 0; check < shape.checks.size(); ++check) {
         Definition text =
-            take({shape.checks[check], 0}, "check " + table.checks[check].name.name + " of table " +
-                                               table.name.owner + "." + table.name.name);
+            take({shape.checks[check], 0},
+                 partOf("check " + table.checks[check].name.name, table, Family::checks));
         if (!text.text.empty()) text.text = conditionOf(text.text);
         table.checks[check].condition = std::move(text);
       }
@@ -197,9 +215,8 @@ class Applying {
   void applyExpressions(const Table& table, const Shape& shape, IndexStorage& index) {
     for (KeyColumn& key : index.columns) {
       if (!key.isExpression) continue;
-      const Definition text =
-          take({shape.expressions.at(key.name), 0},
-               "an expression of an index of table " + table.name.owner + "." + table.name.name);
+      const Definition text = take({shape.expressions.at(key.name), 0},
+                                   partOf("an expression of an index", table, Family::indexes));
       key.name = trimmed(text.text);
     }
   }
@@ -227,22 +244,24 @@ class Applying {
     const QualifiedName name = reading_.nameOf(entry);
     switch (entry.type) {
       case ObjectType::view:
-        database.views[entry.at].definition = take({entry.id, 0}, named("view", name));
+        database.views[entry.at].definition = take({entry.id, 0}, definitionOf(Kind::view, name));
         database.views[entry.at].columnsKnown = !database.views[entry.at].columns.empty();
         return;
       case ObjectType::function:
-        database.functions[entry.at].definition = take({entry.id, 0}, named("function", name));
+        database.functions[entry.at].definition =
+            take({entry.id, 0}, definitionOf(Kind::function, name));
         return;
       case ObjectType::trigger:
         return applyTrigger(entry, name);
       case ObjectType::rule:
         if (reading_.checks.contains(entry.id) || !reading_.wants(Kind::rule, name)) return;
         database.rules.push_back(
-            {name, isAccessRule(entry), take({entry.id, 0}, named("rule", name))});
+            {name, isAccessRule(entry), take({entry.id, 0}, definitionOf(Kind::rule, name))});
         return;
       case ObjectType::defaultObject:
         if (isInline(entry.id) || !reading_.wants(Kind::defaultObject, name)) return;
-        database.defaults.push_back({name, take({entry.id, 0}, named("default", name))});
+        database.defaults.push_back(
+            {name, take({entry.id, 0}, definitionOf(Kind::defaultObject, name))});
         return;
       case ObjectType::other:
         if (isKnown(entry)) return;
@@ -275,7 +294,9 @@ class Applying {
       trigger.disabled = state->second.isDisabled;
       trigger.order = state->second.order;
     }
-    trigger.definition = take({entry.id, 0}, named("trigger", name));
+    trigger.definition = take({entry.id, 0}, gapOf("the definition of trigger " + shown(name),
+                                                   isOfView ? Kind::view : Kind::table,
+                                                   reading_.nameOf(*parent), Family::definitions));
     auto& triggers = isOfView ? reading_.database.views[parent->at].triggers
                               : reading_.database.tables[parent->at].triggers;
     triggers.push_back(std::move(trigger));
@@ -305,8 +326,8 @@ class Applying {
     for (const auto& [key, at] : reading_.procedures) {
       Procedure& procedure = reading_.database.procedures[at];
       const bool isUnnumbered = !reading_.texts.contains(key) && key.second == 1;
-      procedure.definition =
-          take(isUnnumbered ? TextKey{key.first, 0} : key, named("procedure", procedure.name));
+      procedure.definition = take(isUnnumbered ? TextKey{key.first, 0} : key,
+                                  definitionOf(Kind::procedure, procedure.name));
     }
   }
 
@@ -325,6 +346,7 @@ Procedure& procedureOf(Reading& reading, const ObjectEntry& entry, int number) {
   procedure.name = reading.nameOf(entry);
   procedure.number = number;
   procedure.replicated = (entry.status & kReplicated) != 0;
+  procedure.replicationModes = reading.replicationModes(entry);
   if (entry.code == "XP") {
     procedure.language = "library";
     return procedure;

@@ -26,6 +26,7 @@ enum Cell {
   kPartitionType,
   kConditions,
   kConcurrency,
+  kParallelDegree,
 };
 
 constexpr int kHeap = 0, kClusteredIndid = 1, kTextChain = 255;
@@ -62,6 +63,7 @@ void addData(const Reading& reading, Table& table, Shape& shape, const Row& row)
     table.fillFactor = declared(row.number(kFillFactor));
     table.maxRowsPerPage = declared(row.number(kMaxRowsPerPage));
     table.reservePageGap = declared(row.number(kReservePageGap));
+    table.parallelDegree = declared(row.number(kParallelDegree));
   }
   const auto concurrency = row.known(kConcurrency);
   const bool isUsual =
@@ -89,6 +91,7 @@ IndexStorage storageOf(const Reading& reading, const Row& row) {
   storage.fillFactor = declared(row.number(kFillFactor));
   storage.maxRowsPerPage = declared(row.number(kMaxRowsPerPage));
   storage.reservePageGap = declared(row.number(kReservePageGap));
+  storage.parallelDegree = declared(row.number(kParallelDegree));
   if (indid != kClusteredIndid) {
     storage.segment = reading.segmentName(row.number(kSegment));
     storage.cacheStrategy = strategyOf(row.number(kStatus2));
@@ -133,25 +136,25 @@ IndexStorage* indexStorage(Table& table, const Shape& shape, int indid) {
 }
 
 void readIndexes(Reading& reading) {
-  reading.session.rows(
-      "indexes",
-      "select " +
-          reading.list("sysindexes", "i",
-                       {"id", "indid", "name", "status", "status2", "status3", "segment",
-                        "maxrowsperpage", "fill_factor", "res_page_gap", "exp_rowsize",
-                        "identitygap", "partitiontype", "conditionid", "conopt_thld"}) +
-          " from sysindexes i, sysobjects o where o.id = i.id and o.type = 'U'"
-          " order by i.id, i.indid",
-      [&](const Row& row) {
-        const ObjectEntry* entry = reading.table(row.number(kId));
-        if (entry == nullptr) return;
-        Table& table = reading.database.tables[entry->at];
-        Shape& shape = reading.tables[entry->at];
-        const int indid = row.number(kIndid);
-        if (indid == kTextChain) return addTextChain(reading, table, row);
-        if (indid <= kClusteredIndid) addData(reading, table, shape, row);
-        if (indid >= kClusteredIndid) addIndex(reading, table, shape, row);
-      });
+  reading.session.rows("indexes",
+                       "select " +
+                           reading.list("sysindexes", "i",
+                                        {"id", "indid", "name", "status", "status2", "status3",
+                                         "segment", "maxrowsperpage", "fill_factor", "res_page_gap",
+                                         "exp_rowsize", "identitygap", "partitiontype",
+                                         "conditionid", "conopt_thld", "plldegree"}) +
+                           " from sysindexes i, sysobjects o where o.id = i.id and o.type = 'U'"
+                           " order by i.id, i.indid",
+                       [&](const Row& row) {
+                         const ObjectEntry* entry = reading.table(row.number(kId));
+                         if (entry == nullptr) return;
+                         Table& table = reading.database.tables[entry->at];
+                         Shape& shape = reading.tables[entry->at];
+                         const int indid = row.number(kIndid);
+                         if (indid == kTextChain) return addTextChain(reading, table, row);
+                         if (indid <= kClusteredIndid) addData(reading, table, shape, row);
+                         if (indid >= kClusteredIndid) addIndex(reading, table, shape, row);
+                       });
 }
 
 void readIndexKeys(Reading& reading) {

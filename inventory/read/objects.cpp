@@ -75,6 +75,7 @@ void addTable(Reading& reading, const ObjectEntry& entry) {
   table.lock = chosen(entry.status2, {{kDataPages, "datapages"}, {kDataRows, "datarows"}});
   if (table.lock.empty()) table.lock = "allpages";
   table.replicated = (entry.status & kReplicated) != 0;
+  table.replicationModes = reading.replicationModes(entry);
   table.deallocatesFirstTextPage = (entry.status2 & kDeallocatesFirstTextPage) != 0;
   table.optimisticIndexLock = (entry.status2 & kOptimisticIndexLock) != 0;
   if ((entry.status2 & (kRemote | kProxy)) != 0) table.proxyKind = "table";
@@ -85,6 +86,29 @@ void addTable(Reading& reading, const ObjectEntry& entry) {
   }
   reading.tables.emplace_back();
 }
+
+}  // namespace
+
+std::string Reading::replicationModes(const ObjectEntry& entry) const {
+  using namespace embedded_status;
+  if (!usesEmbeddedBits()) return {};
+  constexpr Choice kModes[] = {
+      {kReplicatesOwner, "owner_on"},
+      {kReplicatesByIndex, "use_index"},
+      {kNeverReplicated, "never"},
+      {kReplicatesTable, "table"},
+      {kReplicationLogsCurrent, "log_current"},
+  };
+  std::string modes;
+  for (const Choice& mode : kModes) {
+    if ((entry.status3 & mode.bit) == 0) continue;
+    if (!modes.empty()) modes += ", ";
+    modes += mode.word;
+  }
+  return modes;
+}
+
+namespace {
 
 void addRecord(Reading& reading, ObjectEntry& entry) {
   Database& database = reading.database;

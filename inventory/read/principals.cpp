@@ -109,7 +109,7 @@ void readRoles(Reading& reading) {
         " u where l.suid = u.suid"},
        {"roles of roles",
         "select 3, 0, r.name, c.name from master..syssrvroles r, master..syssrvroles c"
-        " where r.srid != c.srid and role_contain(c.name, r.name) = 1"}},
+        " where r.srid = c.srid or role_contain(c.name, r.name) = 1"}},
       [&](const Row& row) {
         switch (row.number(0)) {
           case role:
@@ -128,7 +128,12 @@ void readRoles(Reading& reading) {
             ofLogins[row.text(2)].insert(row.text(3));
             break;
           case contained:
-            containment.add(row.text(2), row.text(3));
+            if (row.text(2) != row.text(3)) {
+              containment.add(row.text(2), row.text(3));
+            } else if (reading.usesEmbeddedBits()) {
+              // A script creates its roles. Those of a server are of all its databases.
+              roles.insert(row.text(2));
+            }
             break;
           default:
             break;

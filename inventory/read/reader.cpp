@@ -21,8 +21,8 @@ void sortByName(std::vector<Record>& records) {
 
 void sortPermissions(std::vector<Permission>& permissions) {
   std::ranges::sort(permissions, [](const Permission& a, const Permission& b) {
-    return std::tie(a.grantee, a.action, a.effect, a.columns, a.grantor) <
-           std::tie(b.grantee, b.action, b.effect, b.columns, b.grantor);
+    return std::tie(a.grantee, a.action, a.effect, a.grantOption, a.columns, a.grantor) <
+           std::tie(b.grantee, b.action, b.effect, b.grantOption, b.columns, b.grantor);
   });
 }
 
@@ -55,6 +55,9 @@ void sortConstraints(std::vector<Record>& constraints) {
 
 void sortLogicalKeys(std::vector<LogicalKey>& keys) {
   std::ranges::sort(keys, {}, [](const LogicalKey& key) { return nameOf(key); });
+  // A common key of a table with itself has two rows, which may say the same.
+  const auto repeated = std::ranges::unique(keys);
+  keys.erase(repeated.begin(), repeated.end());
 }
 
 void finishTable(Table& table) {
@@ -108,6 +111,9 @@ void finish(Reading& reading) {
   sortByName(database.rules);
   sortByName(database.defaults);
   sortByName(database.types);
+  std::ranges::sort(database.messages, [](const Message& a, const Message& b) {
+    return std::tie(a.number, a.language) < std::tie(b.number, b.language);
+  });
   std::ranges::sort(database.aliases, {}, &Alias::login);
 }
 

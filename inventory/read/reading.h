@@ -171,6 +171,8 @@ struct Reading {
   /// Of a table's or view's column; empty if there is none.
   std::string columnName(const ObjectEntry& entry, int colid) const;
   std::string segmentName(int segment) const;
+  /// How an object is replicated; empty where the catalog does not tell.
+  std::string replicationModes(const ObjectEntry& entry) const;
   /// The select list of `names` with `alias.` before each; `null` for those that the server's
   /// catalog does not have.
   std::string list(std::string_view table, std::string_view alias,

@@ -165,11 +165,17 @@ void readSegments(Reading& reading) {
 void readMessages(Reading& reading) {
   if (!reading.catalog.has("sysusermessages")) return reading.session.skip();
   reading.session.rows(
-      "messages", "select error, langid, description from sysusermessages order by error, langid",
+      "messages",
+      "select m.error, m.langid, m.description, l.name from sysusermessages m"
+      " left join master..syslanguages l on l.langid = m.langid order by m.error, m.langid",
       [&](const Row& row) {
         Message message;
         message.number = row.number(0);
-        if (const auto language = row.known(1)) message.language = std::to_string(*language);
+        // Numbers of languages differ from server to server. That of us_english has no row.
+        message.language = row.text(3);
+        const int language = row.number(1);
+        if (message.language.empty() && language != 0)
+          message.language = "language " + std::to_string(language);
         message.text = row.text(2);
         reading.database.messages.push_back(std::move(message));
       });

@@ -91,8 +91,9 @@ class Session {
   }
 
   void addGap(std::string what, std::string reason) {
-    gaps_.push_back({std::move(what), std::move(reason)});
+    gaps_.push_back({std::move(what), std::move(reason), {}, {}});
   }
+  void addGap(Gap gap) { gaps_.push_back(std::move(gap)); }
   /// A statement that this server needs none of.
   void skip() { ++done_; }
 

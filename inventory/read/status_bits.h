@@ -47,6 +47,10 @@ inline constexpr int kConstraint = 2, kGeneratedName = 8, kNoPrefetch = 16, kNoM
 inline constexpr int kLocal = 8;
 }  // namespace index_status
 
+namespace reference_status {
+inline constexpr int kMatchFull = 2;
+}
+
 namespace constraint_status {
 inline constexpr int kReferential = 0x40, kCheck = 0x80;
 // Of triggers, where the same bits mean something else.
@@ -80,6 +84,9 @@ inline constexpr int kErasureOff = 0x10, kErasureOn = 0x20;
 inline constexpr int kNotCompressed = 0x100, kRowCompressed = 0x200, kPageCompressed = 0x400;
 inline constexpr int kIndexesNotCompressed = 0x800, kIndexesPageCompressed = 0x1000;
 inline constexpr int kLatchFreeOff = 0x2000, kLatchFreeOn = 0x4000;
+inline constexpr int kReplicatesOwner = 0x10000, kReplicatesByIndex = 0x20000,
+                     kNeverReplicated = 0x40000, kReplicatesTable = 0x100000,
+                     kReplicationLogsCurrent = 0x200000;
 // syscolumns.status2
 inline constexpr int kColumnNotCompressed = 0x20000, kColumnCompressed = 0x40000;
 // sysindexes.status3

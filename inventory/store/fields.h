@@ -45,7 +45,8 @@ inline constexpr std::tuple kFields<ColumnType>{Field{"type", &ColumnType::type}
                                                 Field{"identity", &ColumnType::identity}};
 template <>
 inline constexpr std::tuple kFields<DefaultValue>{Field{"text", &DefaultValue::text},
-                                                  Field{"bound", &DefaultValue::bound}};
+                                                  Field{"bound", &DefaultValue::bound},
+                                                  Field{"state", &DefaultValue::state}};
 template <>
 inline constexpr std::tuple kFields<KeyColumn>{Field{"name", &KeyColumn::name},
                                                Field{"expression", &KeyColumn::isExpression},
@@ -64,7 +65,9 @@ inline constexpr std::tuple kFields<Server>{Field{"version", &Server::version},
                                             Field{"nchar size", &Server::ncharSize},
                                             Field{"embedded", &Server::embedded}};
 template <>
-inline constexpr std::tuple kFields<Gap>{Field{"what", &Gap::what}, Field{"reason", &Gap::reason}};
+inline constexpr std::tuple kFields<Gap>{Field{"what", &Gap::what}, Field{"reason", &Gap::reason},
+                                         Field{"object", &Gap::object},
+                                         Field{"family", &Gap::family}};
 
 inline constexpr std::array<std::pair<Definition::State, std::string_view>, 4> kStates{{
     {Definition::State::whole, "whole"},

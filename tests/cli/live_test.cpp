@@ -385,8 +385,8 @@ TEST_F(Live, WhatIsRefusedIsComparedOnNeitherSide) {
   EXPECT_THAT(
       compared("from sysprotects"),
       HasSubstr("\nNo differences in what could be read. Not readable from servers: "
-                "compression, key-options, latches, logging. Not compared, because it could "
-                "not be read: permissions.\n"));
+                "compression, key-options, latches, logging, replication-modes. Not compared, "
+                "because it could not be read: permissions.\n"));
   const std::string without = compared("select id, uid, type, name, crdate");
   EXPECT_THAT(without, HasSubstr("\nNo differences in what could be read."));
   EXPECT_THAT(without,

@@ -216,6 +216,19 @@ TEST(Compare, NamesInBracketsAreNoComments) {
   EXPECT_EQ(reduced("\u00C4", rules), reduced("\u00E4", rules));
 }
 
+TEST(Compare, PartitionsWithoutNamesAreCounted) {
+  Table source = table("t", {}), target = source;
+  source.partitionKind = target.partitionKind = "roundrobin";
+  source.partitions = {{{"t_1", true}, {}, {}}, {{"t_2", true}, {}, {}}};
+  target.partitions = {{{"t_9", true}, {}, {}}, {{"named", false}, {}, {}}};
+  EXPECT_EQ(lines(compare(with(source), with(target))),
+            (Lines{"table dbo.t > partition: name: (generated) -> named"}));
+  target.partitions = source.partitions;
+  target.partitions.push_back(source.partitions[0]);
+  target.partitions.push_back(source.partitions[0]);
+  EXPECT_EQ(lines(compare(with(source), with(target))), (Lines{"table dbo.t: partitions: 2 -> 4"}));
+}
+
 TEST(Compare, GrantsByOthersAreGrantsOfTheirOwn) {
   Table source = table("t", {column("a", "int"), column("b", "int")}), target = source;
   const Permission grant{"grant", "select", "joe", {}, false, "dbo", {}};

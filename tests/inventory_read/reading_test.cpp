@@ -76,6 +76,22 @@ TEST(Reading, SendsTheseStatementsWhateverTheSize) {
   }
 }
 
+TEST(Reading, PartitionsComeInTheirOrder) {
+  onReleases(Release::ase15, [](Release release) {
+    const Database database = databaseOf(
+        "create table t (a int not null) partition by range (a) (first_p values <= (10),"
+        " second_p values <= (20), third_p values <= (30))\n"
+        "alter table t add partition (fourth_p values <= (40))\n",
+        release);
+    std::string names;
+    for (const Partition& one : database.tables.front().partitions)
+      names += one.name.name + " " + one.bound + "; ";
+    EXPECT_EQ(names,
+              "first_p values <= (10); second_p values <= (20); third_p values <= (30); "
+              "fourth_p values <= (40); ");
+  });
+}
+
 // What differs when what was not read is left out.
 std::vector<std::string> falseDifferences(const Database& whole, const Database& refused) {
   Rules rules;
@@ -240,6 +256,17 @@ std::vector<std::string> describe(const std::vector<Gap>& gaps) {
   all.reserve(gaps.size());
   for (const Gap& gap : gaps) all.push_back(gap.what + ": " + gap.reason);
   return all;
+}
+
+TEST(Texts, AHiddenDefaultIsADefault) {
+  onReleases(Release::ase125, [](Release release) {
+    auto catalog = catalogOf("create table t (a int default 5)\nsp_hidetext t\n", release);
+    const auto connection = catalog.connect();
+    const Database hidden = readAll(*connection);
+    EXPECT_EQ(describe(hidden.gaps), (Lines{"the default of column dbo.t.a: it is hidden"}));
+    EXPECT_EQ(lines(compare(hidden, databaseOf("create table t (a int not null)", release))),
+              (Lines{"table dbo.t > column a: default: (hidden) -> "}));
+  });
 }
 
 TEST(Texts, HiddenOnesAreTold) {

@@ -20,6 +20,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -301,6 +302,8 @@ class Catalog {
 
   /// Names of temporary tables must have been taken out.
   void drop(const tsql::Drop& statement, const Caller& caller);
+  /// Those whose session ends.
+  void removeTemporaryProcedures(const std::set<int>& ids);
   void permission(const tsql::Permission& statement, const Caller& caller);
   void encryptionKey(const tsql::EncryptionKey& statement, const Caller& caller);
   void modifyOwner(const tsql::ModifyOwner& statement, const Caller& caller);

@@ -47,7 +47,11 @@ void Catalog::createTable(const tsql::CreateTable& statement, std::string_view t
   addConstraints(tables, table, statement, Pass::Others);
   StorageWriter storage(writer, text);
   storage.applyTable(table, statement);
-  if (statement.proxy) storage.applyProxy(table, statement);
+  if (statement.proxy) {
+    storage.applyProxy(table, statement);
+  } else {
+    storage.applyObjectDefinition(table);
+  }
   for (const tsql::ColumnDefinition& column : statement.columns) {
     storage.applyColumn(table, column.name, column.storage);
   }

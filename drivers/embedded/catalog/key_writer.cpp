@@ -104,9 +104,7 @@ void KeyWriter::drop(const tsql::EncryptionKey& statement) {
 
 ColumnKey KeyWriter::forColumn(const tsql::ObjectName& name, std::string_view column) {
   if (!name.database.empty() && name.database != writer_.caller().database) {
-    // Its database is not at hand; the id names nothing here.
-    return {writer_.newObjectId(concat(name.database, ".", name.owner, ".", name.name)),
-            name.database, false};
+    return {writer_.addElsewhere(name, {}), name.database, false};
   }
   int id = 0;
   if (name.empty()) {

@@ -169,6 +169,17 @@ void ObjectRemover::dropDatabase(const tsql::ObjectName& name) {
   writer_.catalog().removeDatabase(name.name);
 }
 
+void Catalog::removeTemporaryProcedures(const std::set<int>& ids) {
+  for (const int id : ids) {
+    // One that was dropped may have left its id to another object.
+    const auto object = objectById(id);
+    if (!object || !object->name.starts_with('#')) continue;
+    Savepoint savepoint(store_);
+    CatalogWriter(*this, Caller{kDboUid, databaseOf(id), 0}).removeObject(id);
+    savepoint.keep();
+  }
+}
+
 void Catalog::drop(const tsql::Drop& statement, const Caller& caller) {
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);

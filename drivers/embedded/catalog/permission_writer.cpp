@@ -43,6 +43,7 @@ struct Action {
   std::string_view name;
   int action;
   bool inAll;  ///< part of `grant all` without an object
+  Release since = Release::ase125;
 };
 
 constexpr Action kCommands[] = {
@@ -57,6 +58,8 @@ constexpr Action kCommands[] = {
     {"dump transaction", 235, false},
     {"set proxy", 167, false},
     {"create encryption key", 353, false},
+    // The number is one of this catalog: that of the server is not published.
+    {"create function", 1001, false, Release::ase15},
 };
 
 /// On a table as well, but never part of `all`.
@@ -73,7 +76,6 @@ struct Spelling {
 constexpr Spelling kSpellings[] = {
     {"exec", "execute"},
     {"create proc", "create procedure"},
-    {"create function", "create procedure"},
     {"dump tran", "dump transaction"},
     {"set session authorization", "set proxy"},
 };
@@ -205,7 +207,9 @@ std::vector<PermissionWriter::Right> PermissionWriter::commandRights(
   }
   const Action* command = find(kCommands, privilege.name);
   if (command == nullptr) command = find(kTableCommands, privilege.name);
-  if (command == nullptr) writer_.fail(message::unknownPrivilege, privilege.name);
+  if (command == nullptr || !writer_.catalog().options().has(command->since)) {
+    writer_.fail(message::unknownPrivilege, privilege.name);
+  }
   rights.push_back({0, command->action, {}});
   return rights;
 }
@@ -306,9 +310,11 @@ void PermissionWriter::erase(const Right& right, int uid, const Stored& row) {
       right.objectId, right.action, uid, row.grantor, row.protectType);
 }
 
+// A column is granted with or without the option, never both; a whole table may be granted beside
+// columns with the option, because it also means columns that are added later.
 void PermissionWriter::grant(const Right& right, int uid, int grantor, bool grantOption) {
-  Stored merged{grantOption ? protect_type::kGrantOption : protect_type::kGrant, grantor,
-                right.columns};
+  std::optional<Stored> granted = Stored{
+      grantOption ? protect_type::kGrantOption : protect_type::kGrant, grantor, right.columns};
   for (Stored& row : rows(right, uid)) {
     if (row.protectType == protect_type::kRevoke) {
       // What is granted now is no longer withheld.
@@ -317,13 +323,28 @@ void PermissionWriter::grant(const Right& right, int uid, int grantor, bool gran
       const Blob withheld = isWholeTable(*row.columns) ? allColumns(right.objectId) : *row.columns;
       row.columns = without(withheld, *right.columns);
       if (!row.columns->empty()) store(right, uid, row);
-    } else if (row.grantor == grantor) {
+    } else if (row.grantor != grantor || !granted) {
+      continue;
+    } else if (row.protectType == granted->protectType) {
+      if (granted->columns && row.columns) {
+        granted->columns = united(*granted->columns, *row.columns);
+      }
+    } else if (grantOption) {
       erase(right, uid, row);
-      merged.protectType = std::min(merged.protectType, row.protectType);
-      if (merged.columns && row.columns) merged.columns = united(*merged.columns, *row.columns);
+      if (const auto rest = beyond(row, right.columns)) store(right, uid, *rest);
+    } else {
+      granted = beyond(*granted, row.columns);
     }
   }
-  store(right, uid, merged);
+  if (granted) store(right, uid, *granted);
+}
+
+std::optional<PermissionWriter::Stored> PermissionWriter::beyond(
+    Stored row, const std::optional<Blob>& columns) {
+  if (!row.columns || !columns || isWholeTable(*columns)) return std::nullopt;
+  if (!isWholeTable(*row.columns)) row.columns = without(*row.columns, *columns);
+  if (row.columns->empty()) return std::nullopt;
+  return row;
 }
 
 void PermissionWriter::revoke(const Right& right, int uid, int grantor, bool cascade) {
@@ -334,8 +355,10 @@ void PermissionWriter::revoke(const Right& right, int uid, int grantor, bool cas
     erase(right, uid, row);
     if (!right.columns || !row.columns || isWholeTable(*right.columns)) continue;
     const Blob granted = isWholeTable(*row.columns) ? allColumns(right.objectId) : *row.columns;
-    row.columns = without(granted, *right.columns);
-    if (!row.columns->empty()) store(right, uid, row);
+    const Blob rest = without(granted, *right.columns);
+    if (rest.empty()) continue;
+    grant({right.objectId, right.action, rest}, uid, row.grantor,
+          row.protectType == protect_type::kGrantOption);
   }
   if (!hadOwn && hasThroughGroup(right, uid)) {
     Stored withheld{protect_type::kRevoke, grantor, right.columns};
@@ -359,7 +382,16 @@ void PermissionWriter::revokeGrantOption(const Right& right, int uid) {
   for (const Stored& row : rows(right, uid)) {
     if (row.protectType != protect_type::kGrantOption) continue;
     erase(right, uid, row);
-    store(right, uid, {protect_type::kGrant, row.grantor, row.columns});
+    std::optional<Blob> plain = row.columns;
+    if (row.columns && right.columns && !isWholeTable(*right.columns)) {
+      const bool isWhole = isWholeTable(*row.columns);
+      const Blob kept =
+          without(isWhole ? allColumns(right.objectId) : *row.columns, *right.columns);
+      if (!isWhole) plain = without(*row.columns, kept);
+      if (!kept.empty()) store(right, uid, {protect_type::kGrantOption, row.grantor, kept});
+      if (plain->empty()) continue;
+    }
+    grant({right.objectId, right.action, plain}, uid, row.grantor, false);
   }
 }
 

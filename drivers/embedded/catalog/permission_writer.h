@@ -46,6 +46,8 @@ class PermissionWriter {
   void grant(const Right& right, int uid, int grantor, bool grantOption);
   void revoke(const Right& right, int uid, int grantor, bool cascade);
   void revokeGrantOption(const Right& right, int uid);
+  /// What the row says without the columns; none if that is nothing.
+  static std::optional<Stored> beyond(Stored row, const std::optional<Blob>& columns);
   void store(const Right& right, int uid, const Stored& row);
   void erase(const Right& right, int uid, const Stored& row);
   bool hasThroughGroup(const Right& right, int uid);

@@ -42,6 +42,7 @@ void RoleWriter::drop(std::string_view name, bool withOverride) {
   store_.run("DELETE FROM sysusers WHERE uid = ?", uid);
   for (const char* statement :
        {"DELETE FROM sysroles WHERE id = ?", "DELETE FROM sysloginroles WHERE srid = ?",
+        "DELETE FROM syssrvroles_of_roles WHERE ? IN (member, srid)",
         "DELETE FROM syssrvroles WHERE srid = ?"}) {
     store_.run(statement, *role);
   }

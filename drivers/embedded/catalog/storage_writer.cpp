@@ -68,6 +68,7 @@ constexpr std::string_view kConditions = "N";
 constexpr std::string_view kDecryptDefault = "DD";
 // Of sysattributes.
 constexpr int kProxyClass = 9;
+constexpr int kRemote = 0x400, kProxy = 0x800;  // in sysobjects.sysstat2
 constexpr int kEncryptionClass = 25;
 
 std::string valueText(const tsql::StorageOption& option) {
@@ -153,8 +154,20 @@ void StorageWriter::applyIndex(const ObjectInfo& table, const tsql::CreateIndex&
   for (const tsql::Partition& partition : index.partitions) addPartition(table, *indid, partition);
 }
 
+void StorageWriter::applyObjectDefinition(const ObjectInfo& table) {
+  const auto isDefinition =
+      "class = ?1 AND attribute = 1 AND object IS NULL AND object_cinfo IN (?2, ?3)";
+  const std::string qualified = concat(*writer_.catalog().userName(table.uid), ".", table.name);
+  if (!store_.value(concat("SELECT 1 FROM sysattributes WHERE ", isDefinition), kProxyClass,
+                    table.name, qualified)) {
+    return;
+  }
+  store_.run(concat("UPDATE sysattributes SET object = ?4 WHERE ", isDefinition), kProxyClass,
+             table.name, qualified, table.id);
+  store_.run("UPDATE sysobjects SET sysstat2 = sysstat2 | ? WHERE id = ?", kRemote, table.id);
+}
+
 void StorageWriter::applyProxy(const ObjectInfo& table, const tsql::CreateTable& statement) {
-  constexpr int kRemote = 0x400, kProxy = 0x800;
   store_.run("UPDATE sysobjects SET sysstat2 = sysstat2 | ? WHERE id = ?", kRemote | kProxy,
              table.id);
   store_.run(
@@ -308,13 +321,19 @@ int StorageWriter::conditionsOf(const ObjectInfo& table) {
   return id;
 }
 
+// They rise within a table, because its partitions come in the order of their ids.
+int StorageWriter::newPartitionId(const ObjectInfo& table, int indid) {
+  const auto last = store_.value(
+      "SELECT max(partitionid) FROM syspartitions WHERE id = ? AND indid = ?", table.id, indid);
+  int id = last ? *last + 1
+                : writer_.newObjectId(concat(table.uid, ".", table.name, ".partition ", indid));
+  while (store_.value("SELECT 1 FROM syspartitions WHERE partitionid = ?", id)) ++id;
+  return id;
+}
+
 void StorageWriter::addPartition(const ObjectInfo& table, int indid,
                                  const tsql::Partition& partition) {
-  const int count =
-      store_.value("SELECT count(*) FROM syspartitions WHERE id = ?", table.id).value_or(0);
-  const int id =
-      writer_.newObjectId(concat(table.uid, ".", table.name, ".partition ", indid, ".",
-                                 partition.name.empty() ? std::to_string(count) : partition.name));
+  const int id = newPartitionId(table, indid);
   const std::string name = partition.name.empty() ? concat(table.name, "_", id) : partition.name;
   if (store_.value("SELECT 1 FROM syspartitions WHERE id = ? AND indid = ? AND name = ?", table.id,
                    indid, name)) {

@@ -50,6 +50,8 @@ class StorageWriter {
                    const tsql::ColumnStorage& storage);
 
   /// The remote object that a proxy table stands for.
+  /// What sp_addobjectdef said of it before it was created.
+  void applyObjectDefinition(const ObjectInfo& table);
   void applyProxy(const ObjectInfo& table, const tsql::CreateTable& statement);
 
   void partition(const ObjectInfo& table, const tsql::Partitioning& partitioning);
@@ -65,6 +67,7 @@ class StorageWriter {
   void encrypt(const ObjectInfo& table, std::string_view column,
                const tsql::ColumnStorage& storage);
   void decryptDefault(const ObjectInfo& table, std::string_view column, const tsql::Expr& value);
+  int newPartitionId(const ObjectInfo& table, int indid);
   void addPartition(const ObjectInfo& table, int indid, const tsql::Partition& partition);
   void removePartition(const ObjectInfo& table, std::string_view name);
   std::string conditionOf(int tableId, std::string_view partition);

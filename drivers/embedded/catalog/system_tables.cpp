@@ -194,7 +194,11 @@ constexpr Layout kLayouts[] = {
 
 constexpr std::string_view kInternalTables =
     // Roles that other roles have; the server keeps them in a table of attributes.
-    "CREATE TABLE syssrvroles_of_roles(member INTEGER, srid INTEGER);";
+    "CREATE TABLE syssrvroles_of_roles(member INTEGER, srid INTEGER);"
+    // Tables and keys of databases that are not at hand, and their columns, as a script called
+    // them; colid 0 is the object.
+    "CREATE TABLE names_elsewhere(id INTEGER, colid INTEGER, db TEXT, name TEXT,"
+    " PRIMARY KEY(id, colid)) WITHOUT ROWID;";
 
 constexpr std::string_view kFixedRows =
     "INSERT INTO syslogins(suid, name, dbname) VALUES (1, 'sa', 'master'), (2, 'probe', 'master');"
@@ -210,7 +214,7 @@ constexpr std::string_view kFixedRows =
     " ('Create Default', 233, 'T'), ('Dump Transaction', 235, 'T'), ('Create Rule', 236, 'T'),"
     " ('Delete Statistics', 282, 'T'), ('Truncate Table', 320, 'T'),"
     " ('Update Statistics', 326, 'T'), ('Create Encryption Key', 353, 'T'),"
-    " ('Decrypt', 354, 'T'), ('Transfer Table', 368, 'T'),"
+    " ('Create Function', 1001, 'T'), ('Decrypt', 354, 'T'), ('Transfer Table', 368, 'T'),"
     " ('ignore duplicate keys', 1, 'I'), ('unique', 2, 'I'), ('ignore duplicate rows', 4, 'I'),"
     " ('allow duplicate rows', 64, 'I');"
     // The sort order is bin_utf8, the character set utf8.

@@ -283,9 +283,7 @@ TableWriter::Referenced TableWriter::resolveReferenced(const tsql::ForeignKeyCon
       !key.table.database.empty() && key.table.database != writer_.caller().database;
   if (isElsewhere) referenced.database = key.table.database;
   if (isElsewhere && !writer_.catalog().databaseId(key.table.database)) {
-    // The other database is not at hand: its table keeps an id that names nothing here.
-    referenced.tableId =
-        writer_.newObjectId(concat(key.table.database, ".", key.table.owner, ".", key.table.name));
+    referenced.tableId = writer_.addElsewhere(key.table, key.referenced);
     for (std::size_t i = 1; i <= keyCount; ++i) referenced.colids.push_back(static_cast<int>(i));
     return referenced;
   }

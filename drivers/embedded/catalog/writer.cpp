@@ -79,6 +79,21 @@ int CatalogWriter::addObject(const NewObject& object) {
   return id;
 }
 
+int CatalogWriter::addElsewhere(const tsql::ObjectName& name,
+                                const std::vector<std::string>& columns) {
+  std::string identity = concat(name.database, ".", name.owner, ".", name.name);
+  for (const std::string& column : columns) identity += concat(".", column);
+  const int id = newObjectId(identity);
+  int colid = 0;
+  const auto add = [&](const std::string& called) {
+    store_.run("INSERT OR REPLACE INTO names_elsewhere(id, colid, db, name) VALUES (?, ?, ?, ?)",
+               id, colid++, name.database, called);
+  };
+  add(name.name);
+  std::ranges::for_each(columns, add);
+  return id;
+}
+
 int CatalogWriter::addUnnamedObject(const ObjectInfo& table, std::string_view column,
                                     std::string_view type) {
   const int id =

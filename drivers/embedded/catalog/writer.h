@@ -5,6 +5,7 @@
 #include <concepts>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "drivers/embedded/catalog/catalog.h"
 
@@ -79,6 +80,9 @@ class CatalogWriter {
   /// same id whatever stands before it, and with it the names that the server makes from ids: to
   /// those who compare two scripts, ids of a running number would make everything differ.
   int newObjectId(std::string_view identity);
+  /// An id for an object of a database that is not at hand. It has no rows; object_name and
+  /// col_name know what it is called, its columns with the numbers from 1.
+  int addElsewhere(const tsql::ObjectName& name, const std::vector<std::string>& columns);
   /// An object of the table, named by the server: parts of the names of table and column, and the
   /// id. `column` may be empty.
   int addUnnamedObject(const ObjectInfo& table, std::string_view column, std::string_view type);

@@ -66,9 +66,12 @@ constexpr auto kFunctions = std::to_array<FunctionRule>({
     {"coalesce", "*.", {}, {}, 0, Choice},
     {"col_length", "cc", kInt,
      "(SELECT length FROM syscolumns WHERE id = object_id_of($1) AND name = $2)", kCatalog},
-    {"col_name", "ii?i", kText,
-     "CASE WHEN $3 IS NULL THEN (SELECT name FROM syscolumns WHERE id = $1 AND colid = $2)"
-     " ELSE column_name_in($1, $2, $3) END",
+    {"col_name", "ii", kText, "(SELECT name FROM syscolumns WHERE id = $1 AND colid = $2)",
+     kCatalog},
+    {"col_name", "iii", kText,
+     "coalesce(CASE WHEN $3 IS NULL THEN (SELECT name FROM syscolumns WHERE id = $1 AND colid = $2)"
+     " ELSE column_name_in($1, $2, $3) END, (SELECT name FROM names_elsewhere WHERE id = $1"
+     " AND colid = $2 AND $2 > 0 AND $3 IS (SELECT dbid FROM sysdatabases WHERE name = db)))",
      kCatalog},
     {"compare", "cc?*", kInt, "compare_texts($1, $2, $3)"},
     {"cos", "n", kFloat, "real_cos($1)"},
@@ -163,9 +166,11 @@ constexpr auto kFunctions = std::to_array<FunctionRule>({
     {"nullif", "**", {}, {}, 0, Choice},
     unknownHere("object_attr", "c?c", kInt, kSince15),
     {"object_id", "c", kInt, "object_id_of($1)", kCatalog | kSession},
-    {"object_name", "i?i", kText,
-     "CASE WHEN $2 IS NULL THEN (SELECT name FROM sysobjects WHERE id = $1)"
-     " ELSE object_name_in($1, $2) END",
+    {"object_name", "i", kText, "(SELECT name FROM sysobjects WHERE id = $1)", kCatalog},
+    {"object_name", "ii", kText,
+     "coalesce(CASE WHEN $2 IS NULL THEN (SELECT name FROM sysobjects WHERE id = $1)"
+     " ELSE object_name_in($1, $2) END, (SELECT name FROM names_elsewhere WHERE id = $1"
+     " AND colid = 0 AND $2 IS (SELECT dbid FROM sysdatabases WHERE name = db)))",
      kCatalog},
     {"object_owner_id", "i?i", kInt, "(SELECT uid FROM sysobjects WHERE id = $1)", kCatalog},
     unknownHere("pageinfo", "iic", kInt, kSince15),

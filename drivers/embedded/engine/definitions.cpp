@@ -228,7 +228,11 @@ void Definitions::run(const tsql::Statement& statement) {
                    catalog.createPrecomputed(s, statement.range.in(text), viewColumns(*s.query),
                                              caller);
                  },
-                 [&](const CreateProcedure& s) { catalog.createProcedure(s, stored(), caller); },
+                 [&](const CreateProcedure& s) {
+                   catalog.createProcedure(s, stored(), caller);
+                   if (!s.name.name.starts_with('#')) return;
+                   session_.temporaryProcedures.insert(catalog.requireObject(s.name, caller).id);
+                 },
                  [&](const CreateFunction& s) { catalog.createFunction(s, stored(), caller); },
                  [&](const CreateTrigger& s) { catalog.createTrigger(s, stored(), caller); },
                  [&](const CreateRule& s) { catalog.createRule(s, text, caller); },

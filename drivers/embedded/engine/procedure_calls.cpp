@@ -71,8 +71,12 @@ void ProcedureCalls::callSystem(const Execute& execute, const ObjectName& called
     return std::pair(store.totalChanges(), store.undoLog().changes());
   };
   const auto before = written();
+  const auto dbid = server_.catalog.databaseId(session_.caller.database);
   try {
     const auto result = server_.catalog.callSystemProcedure(call);
+    // One that names a database may have named this one.
+    if (const auto name = dbid ? server_.catalog.databaseName(*dbid) : std::nullopt)
+      session_.caller.database = *name;
     if (!result) {
       throw procedureNotFound(name, frame_.line());
     }

@@ -22,6 +22,7 @@ Session::Session(Server& server)
 Session::~Session() {
   server.transaction.endRows();
   transactions.rollBack();
+  server.catalog.removeTemporaryProcedures(temporaryProcedures);
   server.namesChanged();
 }
 

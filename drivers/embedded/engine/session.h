@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -91,6 +92,7 @@ class Session {
   SessionOptions options;
   Transactions transactions;
   TemporaryTables temporaries;
+  std::set<int> temporaryProcedures;  ///< their ids
   Cursors cursors;
   LastStatement last;
   CallDepth calls;

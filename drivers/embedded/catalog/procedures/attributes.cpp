@@ -190,10 +190,29 @@ void removeAttribute(ProcedureRun& run, int attributeClass, int attribute, const
       attributeClass, attribute, target.table.id, index);
 }
 
+/// What the attribute says of the whole database; it must be the current one.
+void setOfDatabase(ProcedureRun& run, int attributeClass, int attribute,
+                   const std::string& database, const std::optional<std::string>& value) {
+  const auto dbid = run.catalog().databaseId(run.caller().database);
+  if (database != run.caller().database) {
+    return run.ignore(concat("the attribute of the database ", database));
+  }
+  run.store().run(
+      "DELETE FROM sysattributes WHERE class = ? AND attribute = ? AND object_type = 'D'",
+      attributeClass, attribute);
+  if (!value) return;
+  run.store().run(
+      "INSERT INTO sysattributes(class, attribute, object_type, object, int_value, char_value)"
+      " VALUES (?, ?, 'D', ?, 1, ?)",
+      attributeClass, attribute, dbid, *value);
+}
+
 /// sp_bindcache cache, database [, table [, index | "text only"]]
 void bindCache(ProcedureRun& run, std::size_t firstName, const std::optional<std::string>& cache) {
   const auto name = run.argument(firstName);
-  if (!name) return run.ignore("the cache of a database");
+  if (!name) {
+    return setOfDatabase(run, attribute_class::kCache, 0, run.text(firstName - 1), cache);
+  }
   const Target target = requireTarget(run, *name);
   int index = kTextNotIndexed;
   if (const auto part = run.name(firstName + 1)) {
@@ -222,26 +241,32 @@ constexpr int kRowLocks = 1;
 /// sp_setpglockpromote { "server" | "database" | "table" }, name, low, high, percent
 template <int kAttribute>
 void setLockPromotion(ProcedureRun& run) {
-  if (tsql::lowerCase(run.text(0)) != "table") {
+  const std::string scope = tsql::lowerCase(run.text(0));
+  if (scope != "table" && scope != "database") {
     return run.ignore(concat("the lock promotion of a ", run.text(0)));
   }
-  const Target target = requireTarget(run, run.text(1));
   const std::int64_t low = requireNumber(run, run.text(2), 2, kLargestInt);
   const std::int64_t high = requireNumber(run, run.text(3), low, kLargestInt);
   const std::int64_t percent = requireNumber(run, run.text(4), 1, 100);
+  const std::string limits = concat("PCT = ", percent, ", LWM = ", low, ", HWM = ", high);
+  if (scope == "database") {
+    return setOfDatabase(run, attribute_class::kLockPromotion, kAttribute, run.text(1), limits);
+  }
+  const Target target = requireTarget(run, run.text(1));
   removeAttribute(run, attribute_class::kLockPromotion, kAttribute, target, kTextNotIndexed);
   run.store().run(
       "INSERT INTO sysattributes(class, attribute, object_type, object, char_value)"
       " VALUES (?, ?, 'T', ?, ?)",
-      attribute_class::kLockPromotion, kAttribute, target.table.id,
-      concat("PCT = ", percent, ", LWM = ", low, ", HWM = ", high));
+      attribute_class::kLockPromotion, kAttribute, target.table.id, limits);
 }
 
 template <int kAttribute>
 void dropLockPromotion(ProcedureRun& run) {
-  if (tsql::lowerCase(run.text(0)) != "table") {
-    return run.ignore(concat("the lock promotion of a ", run.text(0)));
+  const std::string scope = tsql::lowerCase(run.text(0));
+  if (scope == "database") {
+    return setOfDatabase(run, attribute_class::kLockPromotion, kAttribute, run.text(1), {});
   }
+  if (scope != "table") return run.ignore(concat("the lock promotion of a ", run.text(0)));
   const Target target = requireTarget(run, run.text(1));
   removeAttribute(run, attribute_class::kLockPromotion, kAttribute, target, kTextNotIndexed);
 }
@@ -283,8 +308,46 @@ constexpr int kReplicated = -0x8000;
 bool isReplicated(ProcedureRun& run, const std::string& status) {
   constexpr std::string_view kOn[] = {"true", "function", "table"};
   if (std::ranges::count(kOn, status) != 0) return true;
-  if (status == "false") return false;
+  if (status == "false" || status == "never") return false;
   run.fail(message::badReplicationStatus, status);
+}
+
+/// What else the arguments say, in sysobjects.sysstat3. Where the server keeps it is not published.
+struct ReplicationMode {
+  std::string_view word;
+  int bit;  ///< 0: what holds where nothing is said
+};
+constexpr int kOwnerOn = 0x10000;
+constexpr ReplicationMode kReplicationModes[] = {
+    {"owner_on", kOwnerOn}, {"owner_off", 0},    {"use_index", 0x20000},    {"never", 0x40000},
+    {"function", 0},        {"table", 0x100000}, {"log_current", 0x200000}, {"log_sproc", 0},
+};
+constexpr int kAllModes = 0x3F0000;
+
+void setModes(ProcedureRun& run, int objectId, int mask, int modes) {
+  if (!run.catalog().options().has(Release::ase15)) {
+    if (modes != 0) run.ignore("the mode of replication");
+    return;
+  }
+  run.writer().records().changeObject(
+      objectId, [&](SysObject& row) { row.sysstat3 = (row.sysstat3.value_or(0) & ~mask) | modes; });
+}
+
+int modesOf(ProcedureRun& run) {
+  constexpr std::size_t kFirst = 1, kLast = 3;
+  int modes = 0;
+  for (std::size_t at = kFirst; at <= kLast; ++at) {
+    const auto* mode =
+        std::ranges::find(kReplicationModes, tsql::lowerCase(run.text(at)), &ReplicationMode::word);
+    if (mode != std::end(kReplicationModes)) modes |= mode->bit;
+  }
+  return modes;
+}
+
+/// sp_setrepdefmode table, owner_on | owner_off [, use_index]
+void setReplicationMode(ProcedureRun& run) {
+  const ObjectInfo table = run.requireObject(run.text(0));
+  setModes(run, table.id, kOwnerOn, modesOf(run) & kOwnerOn);
 }
 
 /// sp_setreptable name, true | false, ...; the same for procedures. Without a status: a report.
@@ -294,6 +357,7 @@ void setReplicated(ProcedureRun& run) {
   if (!name || !status) return run.ignore("the report");
   const ObjectInfo object = run.requireObject(*name);
   const bool on = isReplicated(run, tsql::lowerCase(*status));
+  setModes(run, object.id, kAllModes, tsql::lowerCase(*status) == "false" ? 0 : modesOf(run));
   run.writer().records().changeObject(object.id, [&](SysObject& row) {
     row.sysstat = on ? row.sysstat | kReplicated : row.sysstat & ~kReplicated;
   });
@@ -342,6 +406,7 @@ constexpr Procedure kProcedures[] = {
     {"sp_setpglockpromote", "@scope @obj_name @new_lwm @new_hwm @new_pct", 1,
      setLockPromotion<kPageLocks>},
     {"sp_setrepcol", "@replicate_name @column_name @setflag @use_index", 1, spSetrepcol},
+    {"sp_setrepdefmode", "@replicate_name @setflag @use_index", 2, setReplicationMode},
     {"sp_setreplicate", "@replicate_name @setflag", 0, setReplicated},
     {"sp_setrepproc", "@replicate_name @setflag @log_mode", 0, setReplicated},
     {"sp_setreptable", "@replicate_name @setflag @owner_flag @use_index", 0, setReplicated},

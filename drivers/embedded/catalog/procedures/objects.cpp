@@ -172,24 +172,52 @@ void spDropkey(ProcedureRun& run) {
 
 // messages, segments
 
+/// 0 for that of the server's own messages. Which languages are installed is of the server; one
+/// that a script names is.
+int languageNumber(ProcedureRun& run, const std::string& name) {
+  if (name.empty() || name == "us_english") return 0;
+  const auto find = [&] {
+    return run.store().value("SELECT langid FROM syslanguages WHERE name = ?", name);
+  };
+  if (const auto known = find()) return *known;
+  run.store().run(
+      "INSERT INTO syslanguages(langid, name, alias)"
+      " SELECT ifnull(max(langid), 0) + 1, ?1, ?1 FROM syslanguages",
+      name);
+  return find().value();
+}
+
+/// sp_addmessage number, text [, language [, with_log [, "replace"]]]
 void spAddmessage(ProcedureRun& run) {
   const std::string number = run.text(0);
   int error = 0;
   std::from_chars(number.data(), number.data() + number.size(), error);
   if (error < 20000) run.fail(message::messageNumberTooSmall);
-  if (run.store().value("SELECT 1 FROM sysusermessages WHERE error = ?", error)) {
+  const int language = languageNumber(run, run.text(2));
+  if (tsql::lowerCase(run.text(4)) == "replace") {
+    run.store().run("DELETE FROM sysusermessages WHERE error = ? AND ifnull(langid, 0) = ?", error,
+                    language);
+  }
+  if (run.store().value("SELECT 1 FROM sysusermessages WHERE error = ? AND ifnull(langid, 0) = ?",
+                        error, language)) {
     run.fail(message::messageExists, error);
   }
-  run.store().run("INSERT INTO sysusermessages(error, uid, description) VALUES (?, ?, ?)", error,
-                  run.caller().uid, run.text(1));
+  run.store().run(
+      "INSERT INTO sysusermessages(error, uid, description, langid)"
+      " VALUES (?, ?, ?, nullif(?, 0))",
+      error, run.caller().uid, run.text(1), language);
   run.print(message::messageInserted);
 }
 
 void spDropmessage(ProcedureRun& run) {
-  if (!run.store().value("SELECT 1 FROM sysusermessages WHERE error = ?", run.text(0))) {
+  const bool isAll = tsql::lowerCase(run.text(1)) == "all";
+  const int language = isAll ? 0 : languageNumber(run, run.text(1));
+  const std::string which =
+      isAll ? "error = ?1 AND ?2 = 0" : "error = ?1 AND ifnull(langid, 0) = ?2";
+  if (!run.store().value("SELECT 1 FROM sysusermessages WHERE " + which, run.text(0), language)) {
     run.fail(message::messageNotFound, run.text(0));
   }
-  run.store().run("DELETE FROM sysusermessages WHERE error = ?", run.text(0));
+  run.store().run("DELETE FROM sysusermessages WHERE " + which, run.text(0), language);
   run.print(message::messageDeleted);
 }
 

@@ -163,7 +163,6 @@ constexpr std::string_view kOperating[] = {
     "sp_setlangalias",
     "sp_setpsexe",
     "sp_setrepdbmode",
-    "sp_setrepdefmode",
     "sp_setsuspect_granularity",
     "sp_setsuspect_threshold",
     "sp_shmdumpconfig",
