@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cctype>
+#include <utility>
 
 #include "inventory/ddl/tables.h"
 #include "inventory/shown.h"
@@ -21,35 +22,24 @@ std::array<std::string, 3> numbersOf(const std::string& text) {
   return numbers;
 }
 
-void writePromotion(Writing& writing, const Table& table, std::string_view procedure,
-                    const std::string& value) {
-  if (value.empty()) return;
-  const auto [percent, low, high] = numbersOf(value);
-  writing.call(Phase::bindings, "exec " + std::string(procedure) + " 'table', " +
-                                    argument({table.name.owner, table.name.name}) + ", " + low +
-                                    ", " + high + ", " + percent);
-}
-
-void writeMessage(Writing& writing, const Table& table, const GivenName& name,
+void writeMessage(Writing& writing, const Table& table, const NameInBatch& name,
                   const std::optional<std::int32_t>& message) {
   if (!message) return;
-  if (name.generated) {
-    return writing.omit(Phase::bindings, titleOf(table) + ": message " + std::to_string(*message),
-                        "it is bound to a constraint whose name the server made");
-  }
   writing.call(Phase::bindings,
-               "exec sp_bindmsg " + argument({name.name}) + ", " + std::to_string(*message),
+               name.before + "exec sp_bindmsg " + name.argument + ", " + std::to_string(*message),
                userOf(table));
 }
 
-void writeIndexCaches(Writing& writing, const Table& table, const GivenName& name,
-                      const IndexStorage& index) {
-  if (index.cache.empty() && index.cacheStrategy.empty()) return;
-  if (name.generated) {
-    return writing.omit(Phase::bindings, titleOf(table) + ": cache of an index",
-                        "it is of a constraint whose name the server made");
-  }
-  writeCaches(writing, table, argument({name.name}), index.cache, index.cacheStrategy);
+void writeIndexSettings(Writing& writing, const Table& table, const NameInBatch& name,
+                        const std::string& title, const IndexStorage& index) {
+  writeCaches(writing, table, name, index.cache, index.cacheStrategy);
+  if (!index.parallelDegree || !writing.allows(TargetRelease::ase15, Phase::bindings,
+                                               titleOf(table) + ": " + title + ": parallel degree"))
+    return;
+  writing.call(Phase::bindings, name.before + "declare @index varchar(255)\nselect @index = " +
+                                    argument({table.name.owner, table.name.name}) + " + '.' + " +
+                                    name.argument + "\nexec sp_chgattribute @index, 'plldegree', " +
+                                    std::to_string(*index.parallelDegree));
 }
 
 }  // namespace
@@ -66,7 +56,7 @@ void writeForeignKeys(Writing& writing, const Table& table) {
     alter.name(key.referenced) << " ";
     alter.names(key.referencedColumns) << (key.matchFull ? " match full" : "");
     writing.add(Phase::references, alter);
-    writeMessage(writing, table, key.name, key.message);
+    writeMessage(writing, table, nameInBatch(table, key), key.message);
   }
 }
 
@@ -90,20 +80,35 @@ void writeLogicalKeys(Writing& writing, const QualifiedName& table,
   }
 }
 
-void writeCaches(Writing& writing, const Table& table, const std::string& target,
+void writeCaches(Writing& writing, const Table& table, const NameInBatch& target,
                  const std::string& cache, const std::string& strategy) {
   const std::string name = argument({table.name.owner, table.name.name});
-  const bool isTable = target == "'table only'";
+  const bool isTable = target.argument == "'table only'";
   const auto add = [&](const std::string& call) {
-    writing.call(Phase::bindings, std::string(kThisDatabase) + call);
+    writing.call(Phase::bindings, std::string(kThisDatabase) + target.before + call);
   };
   if (!cache.empty()) {
     add("exec sp_bindcache " + literal(cache) + ", @db, " + name +
-        (isTable ? std::string() : ", " + target));
+        (isTable ? std::string() : ", " + target.argument));
   }
   for (const char* const what : {"prefetch", "mru"}) {
     if (strategy.find(what) != std::string::npos)
-      add("exec sp_cachestrategy @db, " + name + ", " + target + ", " + what + ", 'off'");
+      add("exec sp_cachestrategy @db, " + name + ", " + target.argument + ", " + what + ", 'off'");
+  }
+}
+
+void writeLockPromotion(Writing& writing, Phase phase, const std::string& target,
+                        const std::string& pages, const std::string& rows) {
+  for (const auto& [procedure, value] :
+       {std::pair<std::string_view, const std::string&>("sp_setpglockpromote", pages),
+        std::pair<std::string_view, const std::string&>("sp_setrowlockpromote", rows)}) {
+    if (value.empty()) continue;
+    const auto [percent, low, high] = numbersOf(value);
+    const bool isDatabase = target.empty();
+    writing.call(phase, std::string(isDatabase ? kThisDatabase : "") + "exec " +
+                            std::string(procedure) +
+                            (isDatabase ? " 'database', @db" : " 'table', " + target) + ", " + low +
+                            ", " + high + ", " + percent);
   }
 }
 
@@ -128,22 +133,21 @@ void writeBindings(Writing& writing, const Table& table) {
             (*column.replication == "always" ? "'always_replicate'" : "'replicate_if_changed'"));
   }
   for (const KeyConstraint& key : table.keys) {
-    writeMessage(writing, table, key.name, key.message);
-    writeIndexCaches(writing, table, key.name, key);
+    const NameInBatch name = nameInBatch(table, key);
+    writeMessage(writing, table, name, key.message);
+    writeIndexSettings(writing, table, name, "constraint " + shown(key.name), key);
   }
-  for (const Check& check : table.checks) writeMessage(writing, table, check.name, check.message);
+  for (const Check& check : table.checks)
+    writeMessage(writing, table, nameInBatch(table, check), check.message);
   for (const Index& index : table.indexes)
-    writeIndexCaches(writing, table, {index.name, false}, index);
-  if (table.replicated) {
-    writing.call(Phase::bindings, "exec sp_setreptable " +
-                                      argument({table.name.owner, table.name.name}) + ", 'true'");
-  }
+    writeIndexSettings(writing, table, {{}, argument({index.name})}, "index " + index.name, index);
+  writeReplication(writing, table);
   const auto [dataCache, textCache] = dataAndTexts(table.cache, "; ");
   const auto [dataStrategy, textStrategy] = dataAndTexts(table.cacheStrategy, "; ");
-  writeCaches(writing, table, "'table only'", dataCache, dataStrategy);
-  writeCaches(writing, table, "'text only'", textCache, textStrategy);
-  writePromotion(writing, table, "sp_setpglockpromote", table.pageLockPromotion);
-  writePromotion(writing, table, "sp_setrowlockpromote", table.rowLockPromotion);
+  writeCaches(writing, table, {{}, "'table only'"}, dataCache, dataStrategy);
+  writeCaches(writing, table, {{}, "'text only'"}, textCache, textStrategy);
+  writeLockPromotion(writing, Phase::bindings, argument({table.name.owner, table.name.name}),
+                     table.pageLockPromotion, table.rowLockPromotion);
 }
 
 }  // namespace kelvane::inventory

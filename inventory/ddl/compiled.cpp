@@ -44,8 +44,7 @@ void writeProcedure(Writing& writing, const Procedure& procedure) {
   if (procedure.mode == "chained" || procedure.mode == "anymode")
     writing.call(Phase::endings, "exec sp_procxmode " + name + ", " + literal(procedure.mode),
                  user);
-  if (procedure.replicated)
-    writing.call(Phase::endings, "exec sp_setrepproc " + name + ", 'function'", user);
+  writeReplication(writing, procedure);
   writePermissions(writing, Phase::permissions, procedure.name, procedure.permissions);
 }
 

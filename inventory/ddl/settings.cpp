@@ -52,19 +52,24 @@ void writeThreshold(Writing& writing, const Threshold& threshold) {
                  std::to_string(threshold.freePages) + ", " + literal(threshold.procedure)));
 }
 
+/// A number in the place of the name, as the reader shows it, is no argument of the procedure.
+bool isLanguageKnown(const Message& message) { return !message.language.starts_with("language "); }
+
 void writeMessages(Writing& writing) {
   for (const Message& message : writing.database().messages) {
     std::vector<std::string> file{std::to_string(message.number)};
     std::string call = "exec sp_addmessage " + file.front() + ", " + literal(message.text);
     if (!message.language.empty()) {
       file.push_back(message.language);
-      call =
-          "declare @language varchar(30)\n"
-          "select @language = name from master..syslanguages where langid = " +
-          message.language + "\n" + call + ", @language";
+      call += ", " + literal(message.language);
     }
     writing.begin(Kind::message, nameOf(message), file);
-    writing.call(Phase::settings, std::move(call));
+    if (isLanguageKnown(message)) {
+      writing.call(Phase::settings, std::move(call));
+    } else {
+      writing.omit(Phase::settings, "message " + nameOf(message),
+                   "the server does not name its language");
+    }
     writing.end();
   }
 }
@@ -90,6 +95,8 @@ void writeSettings(Writing& writing) {
   if (!settings.cache.empty())
     writing.call(Phase::endings,
                  onDatabase("exec master..sp_bindcache " + literal(settings.cache) + ", @db"));
+  writeLockPromotion(writing, Phase::endings, {}, settings.pageLockPromotion,
+                     settings.rowLockPromotion);
   writing.end();
   writeMessages(writing);
 }

@@ -21,10 +21,11 @@ struct TableClause {
   std::string_view label;
   Clause clause;
   TargetRelease since = TargetRelease::ase125;
+  std::string_view option = {};  ///< where it is not the label
 };
 
-// By the labels of attributes.h. What is missing here is written elsewhere: tables_bindings.cpp,
-// and partitions.
+// By the labels of attributes.h. What is missing here is written elsewhere: bindings.cpp,
+// replication.cpp, and partitions.
 constexpr TableClause kClauses[] = {
     {"lock", Clause::lock},
     {"segment", Clause::segment},
@@ -38,6 +39,7 @@ constexpr TableClause kClauses[] = {
     {"optimistic_index_lock", Clause::changed},
     {"latch_free_index", Clause::number, TargetRelease::ase16},
     {"dealloc_first_txtpg", Clause::changed},
+    {"parallel degree", Clause::changed, TargetRelease::ase15, "plldegree"},
     {"compression", Clause::number, TargetRelease::ase15},
     {"index_compression", Clause::number, TargetRelease::ase16},
     {"lob_compression", Clause::number, TargetRelease::ase15},
@@ -105,7 +107,7 @@ class TableWriter {
       if (!column.computed.isDefault()) option_ = column.computed->quotedIdentifier;
     }
     const bool hasText = std::ranges::any_of(table_.columns, [](const Column& column) {
-      return column.defaultValue->text.find('"') != std::string::npos;
+      return defaultOf(column).find('"') != std::string::npos;
     });
     if (!option_ && hasText) option_ = false;
     if (!option_ && !table_.checks.empty())
@@ -162,10 +164,13 @@ class TableWriter {
   }
 
   void addStorage(Statement& out, const Column& column) {
-    const std::string& value = column.defaultValue->text;
+    const std::string value = defaultOf(column);
     if (!value.empty() && !isLaterDefault(value)) out << " default " << value;
     out << std::exchange(pendingNull_, {});
     const std::string what = "column " + column.name + ": ";
+    if (column.defaultValue->state != Definition::State::whole)
+      writing_.omit(Phase::tables, titleOf(table_) + ": " + what + "default",
+                    "its text cannot be read");
     if (column.inRowLength && allows(TargetRelease::ase15, what + "in row"))
       out << " in row (" << std::to_string(*column.inRowLength) << ")";
     if (column.offRow && allows(TargetRelease::ase15, what + "off row")) out << " off row";
@@ -178,6 +183,10 @@ class TableWriter {
     if (!column.decryptDefault->empty()) out << " decrypt_default " << *column.decryptDefault;
   }
 
+  static std::string defaultOf(const Column& column) {
+    const bool isWhole = column.defaultValue->state == Definition::State::whole;
+    return isWhole ? column.defaultValue->text : std::string();
+  }
   bool isLaterDefault(const std::string& value) const {
     return option_ == true && value.find('"') != std::string::npos;
   }
@@ -199,7 +208,7 @@ class TableWriter {
         << (key.clustered ? "clustered " : "nonclustered ");
     addKeyColumns(out, key);
     inventory::addStorage(writing_, out, table_, "constraint " + shown(key.name), key, {},
-                          Phase::tables);
+                          StorageOwner::constraint);
   }
 
   bool isInline(const Check& check) const {
@@ -218,7 +227,7 @@ class TableWriter {
       if (clause == nullptr || table_.*one.member == Table{}.*one.member) return;
       std::string value = shown(table_.*one.member);
       if (!writing_.has(clause->since)) return void(allows(clause->since, std::string(one.label)));
-      const std::string option = std::string(one.label);
+      const std::string option(clause->option.empty() ? one.label : clause->option);
       switch (clause->clause) {
         case Clause::lock:
           // A proxy has no pages of its own.
@@ -287,10 +296,10 @@ class TableWriter {
                         argument({table_.name.owner, table_.name.name, "t" + table_.name.name}));
     }
     for (const Column& column : table_.columns) {
-      if (!isLaterDefault(column.defaultValue->text)) continue;
+      if (!isLaterDefault(defaultOf(column))) continue;
       Statement alter("alter table ", Quotes::brackets);
       alter.name(table_.name) << " replace ";
-      alter.name(column.name) << " default " << column.defaultValue->text;
+      alter.name(column.name) << " default " << defaultOf(column);
       writing_.add(Phase::tables, alter);
     }
     for (const Check& check : table_.checks) {

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "inventory/ddl/generated_names.h"
 #include "inventory/ddl/writing.h"
 
 namespace kelvane::inventory {
@@ -22,9 +23,11 @@ std::string segmentName(const std::string& segment);
 std::pair<std::string, std::string> dataAndTexts(const std::string& value,
                                                  std::string_view separator);
 
-/// Behind the keys of an index or a constraint. What the release does not have is left out.
+enum class StorageOwner : std::uint8_t { constraint, index };
+
+/// Behind the keys of an index or a constraint. What cannot be declared there is left out.
 void addStorage(Writing& writing, Statement& statement, const Table& table, const std::string& what,
-                const IndexStorage& storage, std::vector<std::string> options, Phase phase);
+                const IndexStorage& storage, std::vector<std::string> options, StorageOwner owner);
 void addKeyColumns(Statement& statement, const IndexStorage& storage);
 /// (p1 values <= (10) on seg1, p2 values <= (20))
 void addPartitions(Statement& statement, const std::vector<Partition>& partitions);
@@ -34,8 +37,9 @@ bool writeTable(Writing& writing, const Table& table);
 void writeIndexes(Writing& writing, const Table& table);
 void writeForeignKeys(Writing& writing, const Table& table);
 void writeBindings(Writing& writing, const Table& table);
+void writeReplication(Writing& writing, const Table& table);
 /// `target`: of a table or an index, as procedures call it.
-void writeCaches(Writing& writing, const Table& table, const std::string& target,
+void writeCaches(Writing& writing, const Table& table, const NameInBatch& target,
                  const std::string& cache, const std::string& strategy);
 
 }  // namespace kelvane::inventory

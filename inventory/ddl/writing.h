@@ -88,6 +88,10 @@ void writeValues(Writing& writing);
 void writeTables(Writing& writing);
 void writeCompiled(Writing& writing);
 
+void writeReplication(Writing& writing, const Procedure& procedure);
+/// `target`: of a table, as procedures call it; none for the database.
+void writeLockPromotion(Writing& writing, Phase phase, const std::string& target,
+                        const std::string& pages, const std::string& rows);
 void writeTriggers(Writing& writing, const QualifiedName& table,
                    const std::vector<Trigger>& triggers);
 void writeLogicalKeys(Writing& writing, const QualifiedName& table,

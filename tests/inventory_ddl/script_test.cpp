@@ -84,6 +84,28 @@ TEST(FileNames, DoNotDifferInCaseAlone) {
                           "tables/%44bo.%54.sql", "views/dbo.T.sql"}));
 }
 
+// What no statement can say is left out by name, and the rest of the script runs.
+TEST(Omissions, AreWhatNoStatementSays) {
+  Database database = databaseOf(
+      "create table t (a int default 1 not null, b int null, constraint k unique (a))\n"
+      "create index i on t (b)\nsp_addmessage 20001, 'one'\n",
+      Release::ase16);
+  Table& table = database.tables[0];
+  table.columns[0].defaultValue = DefaultValue{"1", {}, Definition::State::hidden};
+  table.indexes[0].partitions = table.keys[0].partitions = {{{"p1", false}}, {{"p2", false}}};
+  table.keys[0].local = true;
+  table.keys[0].compression = "page";
+  database.messages.push_back({20001, "language 7", "eins"});
+  const RoundTrip trip = roundTrip(database, Release::ase16);
+  Lines omissions;
+  for (const Omission& one : trip.script.omissions) omissions.push_back(one.what);
+  EXPECT_EQ(omissions,
+            (Lines{"message 20001 (language 7)", "table dbo.t: column a: default",
+                   "table dbo.t: constraint k: compression",
+                   "table dbo.t: constraint k: local index", "table dbo.t: index i: partitions"}));
+  EXPECT_EQ(trip.errors, Lines()) << trip.text;
+}
+
 // What an earlier release lacks is left out by name, and the rest of the script runs there.
 TEST(Releases, LackWhatIsLeftOut) {
   const Database database = databaseOf(
