@@ -75,6 +75,7 @@ struct Compiled {
 
 std::vector<Compiled> compiledOf(const Database& database) {
   std::vector<Compiled> all;
+  all.reserve(database.views.size() + database.functions.size() + database.procedures.size());
   for (const View& view : database.views) all.push_back({&view});
   for (const Function& function : database.functions) all.push_back({nullptr, &function});
   std::map<std::pair<std::string_view, std::string_view>, std::size_t> groups;

@@ -1,5 +1,6 @@
 // Every attribute and every part of the lists comes back from the script, or stands here among
 // those that cannot, with the reason.
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <map>
 #include <set>

@@ -1,4 +1,5 @@
 // The order of objects, names of files, and what a release does not have.
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <random>
 
