@@ -15,6 +15,7 @@
 #include "cli/words/selection.h"
 #include "cli/words/side_arguments.h"
 #include "inventory/ddl/ddl.h"
+#include "inventory/ddl/files.h"
 
 namespace kelvane::cli {
 namespace {
@@ -102,7 +103,7 @@ ExitStatus runDdl(const Arguments& arguments, const Console& console, const Open
     writeFolder(script, *folder, isWhole, console);
   } else {
     const Undertaking writing(console, u"", "interrupted while writing: the script is incomplete");
-    console.out << ddlHead("database " + side.database.server.database);
+    console.out << inventory::fileHead("database " + side.database.server.database);
     write(script, console.out);
     console.out.flush();
   }

@@ -85,6 +85,69 @@ TEST(FileNames, DoNotDifferInCaseAlone) {
                           "tables/%44bo.%54.sql", "views/dbo.T.sql"}));
 }
 
+// Files in the order of their names, and what runs.
+TEST(Files, RunByPhasesAndByUse) {
+  const std::string mark(kFileMark);
+  const std::vector<std::string> files{
+      "print 'first'\n",
+      mark +
+          "procedure dbo.a\ngo\ncreate procedure a as select * from b\ngo\n"
+          "\n-- Phase: permissions\ngo\ngrant execute on a to joe\ngo\n",
+      mark +
+          "table dbo.t\ngo\ncreate table t (x int null)\ngo\n\n-- Phase: triggers\ngo\n"
+          "-- The text that follows ends without a line end.\ngo\n"
+          "create trigger tr on t for insert as\n-- Phase: bindings\nprint 'a'\r\ngo\n"
+          "print 'b'\ngo\n",
+      "print 'last'\n",
+      mark + "user joe\nGO\nsp_adduser joe\ngo\n",
+      mark + "view dbo.b\ngo\ncreate view b as select x from t\ngo\n",
+      mark + "nothing that there is\ngo\nprint 'by hand'\ngo\n"};
+  Lines ran;
+  for (const FilePart& part : inRunningOrder(files, false))
+    ran.push_back(std::to_string(part.file) + ": " + part.text);
+  const Lines expected{"0: print 'first'\n",
+                       "4: " + files[4],
+                       "2: " + files[2].substr(0, files[2].find("-- Phase")),
+                       "5: " + files[5],
+                       "1: " + files[1].substr(0, files[1].find("-- Phase")),
+                       "2: \n\n\n\n\n-- Phase: triggers\ngo\n"
+                       "-- The text that follows ends without a line end.\ngo\n"
+                       "create trigger tr on t for insert as\n-- Phase: bindings\nprint 'a'",
+                       "2: " + std::string(13, '\n') + "print 'b'\ngo\n",
+                       "1: \n\n\n\n\n-- Phase: permissions\ngo\ngrant execute on a to joe\ngo\n",
+                       "3: print 'last'\n",
+                       "6: " + files[6]};
+  EXPECT_EQ(ran, expected);
+}
+
+// A client that sends texts as they are, without looking for `go`, may have created it.
+TEST(Texts, MayHoldBatchEnds) {
+  Database database = databaseOf("create procedure p as select 1\n", Release::ase125);
+  for (const char* const text :
+       {"create procedure p as\n/* example:\nexec p\ngo\n GO 2\n*/\nprint 'it''s'\n",
+        "create procedure p as select 1 /*\ngo\n*/",
+        "create procedure p as select 1 /*\r\ngo\r\n*/"}) {
+    database.procedures[0].definition.text = text;
+    expectSame(database, Release::ase125, text);
+  }
+}
+
+// Behind `read only` no statement would run.
+TEST(Options, ThatCloseTheDatabaseComeLast) {
+  const Database database = databaseOf(
+      "sp_dboption main, 'read only', true\nsp_dboption main, 'ddl in tran', true\n"
+      "create table t (a int null)\ncreate trigger tr on t for insert as print 'a'\n"
+      "alter table t disable trigger tr\nsp_addlogin joe, secret1\nsp_changedbowner joe\n",
+      Release::ase15);
+  const std::string text = textOf(scriptOf(database, {}));
+  const std::size_t closing = text.find("'read only'");
+  ASSERT_NE(closing, std::string::npos);
+  for (const char* const earlier : {"'ddl in tran'", "disable trigger", "sp_changedbowner"}) {
+    ASSERT_NE(text.find(earlier), std::string::npos) << text;
+    EXPECT_LT(text.find(earlier), closing);
+  }
+}
+
 // What no statement can say is left out by name, and the rest of the script runs.
 TEST(Omissions, AreWhatNoStatementSays) {
   Database database = databaseOf(
