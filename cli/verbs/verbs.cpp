@@ -83,11 +83,11 @@ reports for each table how many values differ and whether one side has more rows
      snapshotOptions, runSnapshot},
     {"ddl", "writes a database as T-SQL", "SIDE",
      R"(Writes the T-SQL that makes the database again, in an order that runs, for isql and other tools
-that know go. With -o, a file for each object, made for version control and review. The folder is a side like
-any other. Files of objects that are gone are removed; files that kelvane did not write are left
-alone.
-The script is for the release of the side, or for that of --ase. What the release does not have, and
-texts that cannot be read, are comments.)",
+that know go. With -o, a file for each object, made for version control and review. The folder is a
+side like any other. Files of objects that are gone are removed; files that kelvane did not write
+are left alone.
+The script is for the release of the side, or for that of --ase. What the release does not have,
+texts that cannot be read, and what needs them, are comments.)",
      R"(kelvane ddl odbc:DSN=prod > prod.sql
 kelvane ddl prod.json --ase 16 -o schema)",
      kOfReadings, Sides::one, nothing, ddlOptions, runDdl},

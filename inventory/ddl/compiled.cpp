@@ -9,15 +9,11 @@
 namespace kelvane::inventory {
 namespace {
 
-std::string titleOf(Kind kind, const std::string& name) {
-  return std::string(rowOf(kind).singular) + " " + name;
-}
-
 void writeView(Writing& writing, const View& view) {
   const std::string title = titleOf(Kind::view, shown(view.name));
   if (view.precomputed && !writing.allows(TargetRelease::ase15, Phase::compiled, title)) return;
   if (!writing.addDefinition(Phase::compiled, title, view.definition, view.name.owner)) return;
-  writeLogicalKeys(writing, view.name, view.logicalKeys);
+  writeLogicalKeys(writing, title, view.name, view.logicalKeys);
   writeTriggers(writing, view.name, view.triggers);
   writePermissions(writing, Phase::permissions, view.name, view.permissions);
 }

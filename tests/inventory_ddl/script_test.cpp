@@ -170,6 +170,83 @@ TEST(Omissions, AreWhatNoStatementSays) {
   EXPECT_EQ(trip.errors, Lines()) << trip.text;
 }
 
+// The names of objects, owners and databases in front, calls with parentheses.
+TEST(UsedObjects, StandWhereStatementsNameOne) {
+  const auto objectsIn = [](std::string_view text) {
+    Lines all;
+    forEachObject(text, true, [&](const UsedObject& used) {
+      std::string line(used.database);
+      if (!used.owner.empty() || !used.database.empty())
+        line += "." + std::string(used.owner) + ".";
+      all.push_back(line + std::string(used.name) + (used.isCall ? "()" : ""));
+    });
+    return all;
+  };
+  EXPECT_EQ(
+      objectsIn("select a.b, c from d a, joe.e f, other..g where h in (select i from \"j k\")"),
+      (Lines{"d", ".joe.e", "other..g", "in()", "j k"}));
+  EXPECT_EQ(objectsIn("UPDATE t SET a = dbo.f(x, y) FROM u JOIN v ON v.z = 1 -- from w\n"
+                      "insert into x (a) select 'from y' delete z exec p q, r"),
+            (Lines{"t", ".dbo.f()", "u", "v", ".v.z", "x", "z"}));
+}
+
+// What needs something that cannot be written is left out too, and the rest of the script runs.
+TEST(Omissions, AreFollowedByWhatNeedsThem) {
+  Database database = databaseOf(
+      "create default d as 1\ncreate rule ru as @x > 1\nsp_addtype ty, int, 'null'\n"
+      "sp_bindefault d, ty\ncreate encryption key k for AES\n"
+      "create table p (x int not null, y as x + 1, constraint pk primary key (x))\n"
+      "create table q (p int null, t ty, constraint f foreign key (p) references p (x))\n"
+      "create table c (a varchar(9) null encrypt with k)\n"
+      "create table n (a int null check (a > 1), b int null check (b > 1))\n"
+      "sp_addmessage 20001, 'one'\nsp_bindrule ru, 'q.p'\nsp_primarykey p, x\nsp_foreignkey q, p, "
+      "p\n"
+      "create view a_view as select x from p\ncreate view b_view as select x from a_view\n"
+      "create trigger tr on q for insert as select 1 from p\n"
+      "create procedure uses as select * from q, b_view\n"
+      "create procedure calls as exec uses\n"
+      "create procedure has_column as select p, q.p from q where p = 1\n"
+      "grant select on b_view to public\nsp_procxmode uses, 'chained'\n",
+      Release::ase15);
+  const auto named = [](auto& records, std::string_view name) -> auto& {
+    return *std::ranges::find_if(records, [&](const auto& one) { return one.name.name == name; });
+  };
+  database.defaults[0].definition.state = Definition::State::hidden;
+  database.rules[0].definition.state = Definition::State::incomplete;
+  named(database.tables, "p").columns[1].computed =
+      Definition{"x + 1", Definition::State::hidden, false};
+  database.encryptionKeys[0].hasPassword = true;
+  std::vector<Check>& checks = named(database.tables, "n").checks;
+  checks[0].condition.state = Definition::State::hidden;
+  checks[0].message = checks[1].message = 20001;
+  const RoundTrip trip = roundTrip(database, Release::ase15);
+  Lines omissions;
+  for (const Omission& one : trip.script.omissions)
+    omissions.push_back(one.what + ": " + one.reason);
+  EXPECT_EQ(
+      omissions,
+      (Lines{"default dbo.d: its text is hidden",
+             "rule dbo.ru: a part of its text is missing in the catalog",
+             "type dbo.ty: default: default dbo.d is left out",
+             "encryption key dbo.k: its password is not known",
+             "table dbo.c: column a: encryption key dbo.k is left out",
+             "table dbo.n: check without a name: its text cannot be read",
+             "table dbo.p: column y: its expression cannot be read",
+             "table dbo.q: foreign key f: table dbo.p is left out",
+             "table dbo.q: logical key foreign (p) of dbo.p(x): table dbo.p is left out",
+             "table dbo.q: column p: rule: rule dbo.ru is left out",
+             "table dbo.q: column t: default: default dbo.d is left out",
+             "trigger dbo.tr: table dbo.p is left out", "view dbo.a_view: table dbo.p is left out",
+             "view dbo.b_view: view dbo.a_view is left out",
+             "procedure dbo.uses: view dbo.b_view is left out"}));
+  EXPECT_EQ(trip.errors, Lines()) << trip.text;
+  EXPECT_EQ(trip.again.procedures.size(), 2U);
+  EXPECT_NE(trip.text.find("-- create encryption key dbo.k for AES with keylength 128 init_vector "
+                           "random pad null passwd '...'"),
+            std::string::npos)
+      << trip.text;
+}
+
 // What an earlier release lacks is left out by name, and the rest of the script runs there.
 TEST(Releases, LackWhatIsLeftOut) {
   const Database database = databaseOf(
