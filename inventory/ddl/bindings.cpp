@@ -37,10 +37,15 @@ void writeIndexSettings(Writing& writing, const Table& table, const NameInBatch&
   if (!index.parallelDegree ||
       !writing.allows(TargetRelease::ase15, Phase::bindings, title + ": parallel degree"))
     return;
-  writing.call(Phase::bindings, name.before + "declare @index varchar(255)\nselect @index = " +
-                                    argument({table.name.owner, table.name.name}) + " + '.' + " +
-                                    name.argument + "\nexec sp_chgattribute @index, 'plldegree', " +
-                                    std::to_string(*index.parallelDegree));
+  const std::vector<std::string> path{table.name.owner, table.name.name};
+  const std::string degree = ", 'plldegree', " + std::to_string(*index.parallelDegree);
+  if (name.given) {
+    return writing.call(Phase::bindings, "exec sp_chgattribute " +
+                                             argument({path[0], path[1], *name.given}) + degree);
+  }
+  writing.call(Phase::bindings, name.before + "select " + name.argument + " = " + argument(path) +
+                                    " + '.' + " + name.argument + "\nexec sp_chgattribute " +
+                                    name.argument + degree);
 }
 
 }  // namespace
@@ -157,15 +162,14 @@ void writeBindings(Writing& writing, const Table& table) {
                    nameInBatch(table, check), check.message);
   }
   for (const Index& index : table.indexes) {
-    const GivenName name{index.name, false};
-    writeIndexSettings(writing, table, {{}, argument({index.name})},
-                       titleOfPart(table, "index", name), index);
+    writeIndexSettings(writing, table, nameInBatch(index),
+                       titleOfPart(table, "index", {index.name, false}), index);
   }
   writeReplication(writing, table);
   const auto [dataCache, textCache] = dataAndTexts(table.cache, "; ");
   const auto [dataStrategy, textStrategy] = dataAndTexts(table.cacheStrategy, "; ");
-  writeCaches(writing, table, {{}, "'table only'"}, dataCache, dataStrategy);
-  writeCaches(writing, table, {{}, "'text only'"}, textCache, textStrategy);
+  writeCaches(writing, table, {{}, "'table only'", {}}, dataCache, dataStrategy);
+  writeCaches(writing, table, {{}, "'text only'", {}}, textCache, textStrategy);
   writeLockPromotion(writing, Phase::bindings, argument({table.name.owner, table.name.name}),
                      table.pageLockPromotion, table.rowLockPromotion);
 }

@@ -1,10 +1,15 @@
 // Groups, roles, users and aliases.
 
+#include <set>
+#include <string_view>
+
 #include "inventory/ddl/writing.h"
 #include "inventory/shown.h"
 
 namespace kelvane::inventory {
 namespace {
+
+using Names = std::set<std::string_view>;
 
 /// Roles are of the server, which may have them.
 void addRole(Writing& writing, Phase phase, const std::string& role) {
@@ -16,10 +21,11 @@ void addRole(Writing& writing, Phase phase, const std::string& role) {
               {}, create.needsQuotedIdentifier());
 }
 
-void grantRoles(Writing& writing, const std::vector<std::string>& roles, const std::string& to) {
+/// `known`: roles that have objects of their own.
+void grantRoles(Writing& writing, const Names& known, const std::vector<std::string>& roles,
+                const std::string& to) {
   for (const std::string& role : roles) {
-    // The database may not know it.
-    addRole(writing, Phase::settings, role);
+    if (!known.contains(role)) addRole(writing, Phase::settings, role);
     Statement grant("grant role ");
     grant.name(role) << " to ";
     grant.name(to);
@@ -27,7 +33,7 @@ void grantRoles(Writing& writing, const std::vector<std::string>& roles, const s
   }
 }
 
-void writeUser(Writing& writing, const User& user) {
+void writeUser(Writing& writing, const Names& known, const User& user) {
   const std::string& login = user.login.empty() ? user.name : user.login;
   if (user.name == "guest") {
     writing.call(Phase::principals, "if user_id('guest') is null exec sp_adduser 'guest'");
@@ -36,7 +42,7 @@ void writeUser(Writing& writing, const User& user) {
                                         literal(user.name) +
                                         (user.group.empty() ? "" : ", " + literal(user.group)));
   }
-  grantRoles(writing, user.roles, login);
+  grantRoles(writing, known, user.roles, login);
 }
 
 }  // namespace
@@ -52,10 +58,12 @@ std::string withLogin(const std::string& login) {
 
 void writePrincipals(Writing& writing) {
   const Database& database = writing.database();
+  Names known;
+  for (const Role& role : database.roles) known.insert(role.name);
   for (const Role& role : database.roles) {
     writing.begin(Kind::role, role.name, {role.name});
     addRole(writing, Phase::settings, role.name);
-    grantRoles(writing, role.roles, role.name);
+    grantRoles(writing, known, role.roles, role.name);
     writing.end();
   }
   for (const Group& group : database.groups) {
@@ -65,7 +73,7 @@ void writePrincipals(Writing& writing) {
   }
   for (const User& user : database.users) {
     writing.begin(Kind::user, user.name, {user.name});
-    writeUser(writing, user);
+    writeUser(writing, known, user);
     writing.end();
   }
   for (const Alias& alias : database.aliases) {

@@ -179,7 +179,8 @@ class TableWriter {
 
   void addType(Statement& out, const ColumnType& type) {
     const UserType* const user = writing_.userType(type.type);
-    if (user != nullptr) {
+    // The type itself may not be among the chosen objects.
+    if (!type.type.owner.isDefault()) {
       if (type.type.owner != std::string("dbo")) out.name(*type.type.owner) << ".";
       out.name(type.type.name);
     } else {

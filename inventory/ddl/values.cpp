@@ -46,9 +46,12 @@ void writeKey(Writing& writing, const EncryptionKey& key) {
   std::string_view separator = " with ";
   if (key.length)
     create << std::exchange(separator, " ") << "keylength " << std::to_string(*key.length);
-  create << std::exchange(separator, " ") << "init_vector "
-         << (key.randomVector ? "random" : "null") << " pad "
-         << (key.randomPadding ? "random" : "null");
+  // Servers do not show the rest.
+  if (writing.database().server.embedded) {
+    create << std::exchange(separator, " ") << "init_vector "
+           << (key.randomVector ? "random" : "null") << " pad "
+           << (key.randomPadding ? "random" : "null");
+  }
   if (key.dualControl) create << " dual_control";
   // To be completed by hand.
   if (hasSecret)
