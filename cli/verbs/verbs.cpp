@@ -151,8 +151,9 @@ std::vector<const Option*> optionsOf(const Verb& verb, Elsewhere elsewhere) {
 
 constexpr std::string_view kAboutSides =
     R"(Each of SOURCE, TARGET and SIDE is one of
-  - T-SQL script files or folders with .sql files, which are run in the order of their names; all
-    scripts of a side run on one empty database, in the order given
+  - T-SQL script files or folders with .sql files, which are run in the order of their names, or in
+    an order that fits if kelvane ddl wrote them; all scripts of a side run on one empty database,
+    in the order given
   - a live server: odbc: and a connection string, such as odbc:DSN=prod;UID=sa, or the options
     --source-server, --target-server and --server
   - a snapshot: a .json file written by kelvane snapshot; it contains no rows

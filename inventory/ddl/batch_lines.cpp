@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
 
 namespace kelvane::inventory {
 namespace {
@@ -24,6 +25,12 @@ static_assert(kHeadings.size() == static_cast<std::size_t>(Phase::closing) + 1);
 
 constexpr bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
 
+std::string_view withoutBlanks(std::string_view line) {
+  while (!line.empty() && isBlank(line.front())) line.remove_prefix(1);
+  while (!line.empty() && isBlank(line.back())) line.remove_suffix(1);
+  return line;
+}
+
 }  // namespace
 
 std::string_view lineAt(std::string_view text, std::size_t begin) {
@@ -37,16 +44,24 @@ std::size_t nextLine(std::string_view text, std::size_t begin) {
 }
 
 bool isBatchEnd(std::string_view line) {
-  while (!line.empty() && isBlank(line.front())) line.remove_prefix(1);
+  line = withoutBlanks(line);
   if (line.size() < 2 || (line[0] | 0x20) != 'g' || (line[1] | 0x20) != 'o') return false;
   return std::ranges::all_of(line.substr(2),
                              [](char c) { return isBlank(c) || (c >= '0' && c <= '9'); });
 }
 
-bool hasBatchEnd(std::string_view text) {
-  for (std::size_t at = 0; at < text.size();) {
-    if (isBatchEnd(lineAt(text, at))) return true;
-    at = nextLine(text, at);
+bool isCommand(std::string_view line) {
+  static constexpr std::array<std::string_view, 3> kWords{"exit", "quit", "reset"};
+  line = withoutBlanks(line);
+  std::string word(line.substr(0, std::min(line.size(), kWords.back().size() + 1)));
+  for (char& c : word) c = static_cast<char>(c | 0x20);
+  return isBatchEnd(line) || std::ranges::find(kWords, word) != kWords.end() ||
+         line.starts_with(":r") || line.starts_with("!!");
+}
+
+bool hasCommand(std::string_view text) {
+  for (std::size_t at = 0; at < text.size(); at = nextLine(text, at)) {
+    if (isCommand(lineAt(text, at))) return true;
   }
   return false;
 }

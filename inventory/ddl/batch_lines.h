@@ -22,8 +22,10 @@ std::string_view lineAt(std::string_view text, std::size_t begin);
 std::size_t nextLine(std::string_view text, std::size_t begin);
 /// go, GO 2
 bool isBatchEnd(std::string_view line);
-/// Whether the text would be cut into several batches.
-bool hasBatchEnd(std::string_view text);
+/// Also exit, quit, reset, :r and !!, with which isql does something else.
+bool isCommand(std::string_view line);
+/// Whether the text would not be one batch.
+bool hasCommand(std::string_view text);
 
 /// -- Phase: bindings
 std::string_view headingOf(Phase phase);

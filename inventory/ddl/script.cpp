@@ -11,12 +11,12 @@ namespace {
 /// How a text that ends within a line keeps its end.
 enum class TextEnds : std::uint8_t { byStatement, byMark };
 
-/// The text as literals, of which none has a line that would end a batch.
+/// The text as literals, of which none has a line that isql takes for a command.
 std::string execution(std::string_view text) {
   std::string all = "exec(";
   std::size_t begin = 0;
   for (std::size_t at = 0; at < text.size(); at = nextLine(text, at)) {
-    if (at == 0 || !isBatchEnd(lineAt(text, at))) continue;
+    if (at == 0 || !isCommand(lineAt(text, at))) continue;
     all += literal(text.substr(begin, at - begin)) + " + ";
     begin = at;
   }
@@ -35,7 +35,7 @@ class Session {
     const bool isMarked = endsWithin && ends_ == TextEnds::byMark;
     become(batch.user, batch.quotedIdentifier);
     if (batch.isText && batch.text.size() < kLongestLiteral &&
-        ((endsWithin && !isMarked) || hasBatchEnd(batch.text)))
+        ((endsWithin && !isMarked) || hasCommand(batch.text)))
       return end(execution(batch.text));
     if (isMarked) end(kEndsWithinLine);
     // An empty line before it would be kept too.

@@ -78,8 +78,10 @@ inline RoundTrip roundTrip(const Database& database, std::optional<Release> rele
   return trip;
 }
 
-inline void expectSame(const Database& database, std::optional<Release> release,
-                       const std::string& what) {
+/// Returns what was read again.
+inline Database expectSame(const Database& database, std::optional<Release> release,
+                           const std::string& what) {
+  Database again;
   for (const Written written : {Written::asScript, Written::asFiles}) {
     const RoundTrip trip = roundTrip(database, release, written);
     const std::string where =
@@ -88,12 +90,22 @@ inline void expectSame(const Database& database, std::optional<Release> release,
         (trip.errors.empty() && trip.differences.empty() ? "" : trip.text.substr(0, 6000));
     EXPECT_EQ(trip.errors, Lines()) << where;
     EXPECT_EQ(trip.differences, Lines()) << where;
+    again = trip.again;
     // Where proxies lead to is of the server.
     for (const Omission& one : trip.script.omissions) {
       if (one.what.starts_with("server of ")) continue;
       ADD_FAILURE() << where << "left out: " << one.what << ": " << one.reason;
     }
   }
+  return again;
+}
+
+/// Also that the same database, as it is read, gives the same text.
+inline void expectSameText(const Database& database, std::optional<Release> release,
+                           const std::string& what) {
+  const Database again = expectSame(database, release, what);
+  const auto target = targetOf(release);
+  EXPECT_EQ(textOf(scriptOf(again, target)), textOf(scriptOf(database, target))) << what;
 }
 
 }  // namespace kelvane::inventory

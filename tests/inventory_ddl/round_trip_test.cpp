@@ -28,7 +28,7 @@ TEST_P(EachContract, ComesBack) {
         EXPECT_FALSE(scriptOf(database, targetOf(release)).omissions.empty());
         continue;
       }
-      expectSame(database, release, pair.about);
+      expectSameText(database, release, pair.about);
     }
   });
 }
@@ -53,7 +53,7 @@ std::size_t expectFolder(const fs::path& folder) {
       options.release = release;
       embedded::EmbeddedCatalog catalog(options);
       embedded::loadFile(catalog, entry.path(), {.stopAtFirstError = false});
-      expectSame(readAll(*catalog.connect()), release, entry.path().string());
+      expectSameText(readAll(*catalog.connect()), release, entry.path().string());
       ++seen;
     }
   }
@@ -79,7 +79,7 @@ TEST(GeneratedSchemas, ComeBack) {
       options.release = release;
       embedded::EmbeddedCatalog catalog(options);
       embedded::loadScript(catalog, "seed", script, {.stopAtFirstError = false});
-      expectSame(readAll(*catalog.connect()), release, "seed " + std::to_string(seed));
+      expectSameText(readAll(*catalog.connect()), release, "seed " + std::to_string(seed));
     }
   }
 }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <random>
 
+#include "inventory/ddl/batch_lines.h"
 #include "inventory/ddl/file_names.h"
 #include "inventory/ddl/used_names.h"
 #include "tests/inventory_ddl/round_trip.h"
@@ -126,9 +127,13 @@ TEST(Texts, MayHoldBatchEnds) {
   for (const char* const text :
        {"create procedure p as\n/* example:\nexec p\ngo\n GO 2\n*/\nprint 'it''s'\n",
         "create procedure p as select 1 /*\ngo\n*/",
-        "create procedure p as select 1 /*\r\ngo\r\n*/"}) {
+        "create procedure p as select 1 /*\r\ngo\r\n*/",
+        "create procedure p as /*\n Exit\n!!ls\n:r x\n*/ select 1\n"}) {
     database.procedures[0].definition.text = text;
     expectSame(database, Release::ase125, text);
+    std::istringstream script(textOf(scriptOf(database, {})));
+    for (std::string line; std::getline(script, line);)
+      EXPECT_TRUE(!isCommand(line) || line == "go") << text << line;
   }
 }
 
