@@ -29,6 +29,9 @@ void writeFunction(Writing& writing, const Function& function) {
 void writeProcedure(Writing& writing, const Procedure& procedure) {
   const std::string title = titleOf(Kind::procedure, nameOf(procedure));
   const std::string user = Writing::userFor(procedure.name.owner);
+  for (const Parameter& parameter : procedure.parameters) {
+    if (!writing.allowsType(parameter.type, Phase::compiled, title)) return;
+  }
   if (procedure.language == "library") {
     writing.call(Phase::compiled, "exec sp_addextendedproc " + argument({procedure.name.name}) +
                                       ", " + literal(procedure.definition.text));

@@ -53,13 +53,6 @@ const TableClause* clauseOf(std::string_view label) {
   return found == std::end(kClauses) ? nullptr : found;
 }
 
-bool isLaterType(std::string_view name) {
-  static constexpr std::array<std::string_view, 7> kLater{
-      "bigdatetime",       "bigint",       "bigtime",        "unitext",
-      "unsigned smallint", "unsigned int", "unsigned bigint"};
-  return std::ranges::find(kLater, name) != kLater.end();
-}
-
 bool isWhole(const Definition& definition) { return definition.state == Definition::State::whole; }
 
 std::optional<std::string> reasonToLeaveOut(const Writing& writing, const Column& column) {
@@ -71,7 +64,7 @@ std::optional<std::string> reasonToLeaveOut(const Writing& writing, const Column
     if (writing.isLeftOut(used)) return used + " is left out";
   }
   if (writing.has(TargetRelease::ase15)) return std::nullopt;
-  if (isLaterType(column.type.type.name)) return writing.lacks(column.type.type.name);
+  if (!writing.hasType(column.type.type)) return writing.lacks(column.type.type.name);
   if (!column.computed.isDefault()) return writing.lacks("computed columns");
   if (!writing.fits(column.name)) return writing.lacks(kLongNames);
   return std::nullopt;

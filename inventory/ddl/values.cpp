@@ -11,6 +11,8 @@ void writeType(Writing& writing, const UserType& type) {
   const std::string name = argument({type.name.name});
   if (!writing.allowsName(type.name.name, Phase::values, titleOf(Kind::type, shown(type.name))))
     return;
+  if (!writing.allowsType(type.base.type, Phase::values, titleOf(Kind::type, shown(type.name))))
+    return;
   const std::string_view null = type.base.identity   ? "identity"
                                 : type.base.nullable ? "null"
                                                      : "not null";

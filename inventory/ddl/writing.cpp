@@ -1,6 +1,7 @@
 #include "inventory/ddl/writing.h"
 
 #include <algorithm>
+#include <array>
 
 #include "inventory/ddl/file_names.h"
 #include "inventory/ddl/used_names.h"
@@ -97,6 +98,20 @@ std::optional<std::string> Writing::leftOutIn(const Definition& definition,
 bool Writing::fits(std::string_view name) const {
   constexpr std::size_t kLongest = 30;
   return has(TargetRelease::ase15) || name.size() <= kLongest;
+}
+
+bool Writing::hasType(const DataType& type) const {
+  static constexpr std::array<std::string_view, 7> kLater{
+      "bigdatetime",       "bigint",       "bigtime",        "unitext",
+      "unsigned smallint", "unsigned int", "unsigned bigint"};
+  return has(TargetRelease::ase15) || !type.owner.isDefault() ||
+         std::ranges::find(kLater, type.name) == kLater.end();
+}
+
+bool Writing::allowsType(const DataType& type, Phase phase, const std::string& what) {
+  if (hasType(type)) return true;
+  omit(phase, what, lacks(type.name));
+  return false;
 }
 
 std::string Writing::lacks(std::string_view what) const {

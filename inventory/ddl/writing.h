@@ -57,6 +57,9 @@ class Writing {
   /// Whether `what` can be made with something else; if not, that it is left out with it.
   bool allowsUse(Phase phase, const std::string& what, const std::string& used);
   bool fits(std::string_view name) const;
+  bool hasType(const DataType& type) const;
+  /// The same, and if not, that what uses it is left out.
+  bool allowsType(const DataType& type, Phase phase, const std::string& what);
   /// "ASE 12.5 does not have bigint"
   std::string lacks(std::string_view what) const;
   /// Whether the release has it; if not, that it is left out.
