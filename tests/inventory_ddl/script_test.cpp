@@ -137,6 +137,26 @@ TEST(Texts, MayHoldBatchEnds) {
   }
 }
 
+// setuser gives nobody a right; what the script gives it takes away again.
+TEST(Owners, HaveTheRightToCreate) {
+  const Database database = databaseOf(
+      "sp_addgroup staff\nsp_addlogin joe, secret1\nsp_adduser joe, joe, staff\n"
+      "grant create procedure to staff\ncreate table t (a int null)\n"
+      "create view joe.v as select a from t\ncreate procedure joe.p as select 1\n"
+      "create rule joe.r as @x > 1\n",
+      Release::ase15);
+  const std::string text = textOf(scriptOf(database, {}));
+  for (const std::string action : {"create view", "create rule"}) {
+    const std::size_t given = text.find("grant " + action + " to joe"),
+                      taken = text.find("revoke " + action + " from joe");
+    EXPECT_LT(given, text.find(action + " joe.")) << text;
+    EXPECT_GT(taken, text.find(action + " joe.")) << text;
+    EXPECT_NE(taken, std::string::npos);
+  }
+  EXPECT_EQ(text.find("create procedure to joe"), std::string::npos) << text;
+  expectSameText(database, Release::ase15, "owners");
+}
+
 // Behind `read only` no statement would run.
 TEST(Options, ThatCloseTheDatabaseComeLast) {
   const Database database = databaseOf(
