@@ -11,8 +11,8 @@
 namespace kelvane::cli {
 
 // Files that would be the same are left alone. `removesOthers`: files of ours that stand for
-// nothing in the script are removed, which is told. Throws CommandError, for a file that somebody
-// else wrote before anything is written.
+// nothing in the script are removed, and a line says so. Throws CommandError, for a file that
+// somebody else wrote before anything is written.
 void writeFolder(const inventory::Script& script, const std::string& folder, bool removesOthers,
                  const Console& console);
 

@@ -19,6 +19,8 @@ constexpr std::array kOrder{
     Kind::table,    Kind::view,          Kind::function, Kind::procedure,
 };
 
+static_assert(kOrder.size() == static_cast<std::size_t>(Kind::column));
+
 struct ObjectOfFile {
   Kind kind;
   std::string name;
