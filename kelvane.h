@@ -11,6 +11,8 @@
 #include "inventory/browse/sheet.h"
 #include "inventory/compare/changes.h"
 #include "inventory/compare/compare.h"
+#include "inventory/ddl/ddl.h"
+#include "inventory/ddl/script.h"
 #include "inventory/families.h"
 #include "inventory/kinds.h"
 #include "inventory/name_pattern.h"

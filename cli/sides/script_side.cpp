@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "cli/screen/figures.h"
+#include "cli/sides/script_files.h"
 #include "cli/sides/side.h"
 #include "drivers/embedded/connection.h"
 #include "drivers/embedded/script.h"
@@ -111,7 +112,9 @@ std::unique_ptr<Side> openScripts(const ScriptPlace& place, const Console& conso
       .stopAtFirstError = !place.settings.keepGoing,
       .listIgnored = place.settings.verbose,
       .progress = [&](const embedded::LoadProgress& progress) { watch.at(progress); }};
-  const embedded::LoadReport report = embedded::loadFiles(catalog, paths, options);
+  const auto texts = textsInOrder(paths);
+  const embedded::LoadReport report = texts ? embedded::loadTexts(catalog, *texts, options)
+                                            : embedded::loadFiles(catalog, paths, options);
   watch.tell();
   if (place.settings.verbose) {
     for (const auto& note : report.notes) console.complain(note.describe());

@@ -139,9 +139,9 @@ void writeBash(std::ostream& out) {
       for (const std::string& name : namesOf(*option)) {
         valued.push_back(name);
         const std::string candidates = quoted(valuesOf(*option));
-        if (option->value == kFile || !candidates.empty())
+        if (option->isPath() || !candidates.empty())
           values[std::string(verb.name) + " " + name] =
-              option->value == kFile ? "_files" : " " + candidates;
+              option->isPath() ? "_files" : " " + candidates;
       }
     }
     out << "    " << verb.name << ")\n      options=(" << quoted(options) << ")\n      valued=("
@@ -187,7 +187,7 @@ std::string candidatesOf(const std::vector<std::string>& words) {
 }
 
 std::string zshAction(const Option& option) {
-  if (option.value == kFile) return "_files";
+  if (option.isPath()) return "_files";
   const std::vector<std::string> values = valuesOf(option);
   if (values.empty()) return " ";
   return option.value == kPattern ? "_kelvane_pattern" : candidatesOf(values);

@@ -4,6 +4,7 @@
 #include "cli/verbs/compare_command.h"
 #include "cli/verbs/completion_command.h"
 #include "cli/verbs/data_command.h"
+#include "cli/verbs/ddl_command.h"
 #include "cli/verbs/doctor_command.h"
 #include "cli/verbs/list_command.h"
 #include "cli/verbs/manual_command.h"
@@ -80,6 +81,16 @@ reports for each table how many values differ and whether one side has more rows
      R"(The same schema always gives the same text, one attribute per line: made for version control.)",
      R"(kelvane snapshot odbc:DSN=prod -o prod.json)", kOfReadings, Sides::one, nothing,
      snapshotOptions, runSnapshot},
+    {"ddl", "writes a database as T-SQL", "SIDE",
+     R"(Writes the T-SQL that makes the database again, in an order that runs, for isql and other tools
+that know go. With -o, a file for each object, made for version control and review. The folder is a
+side like any other. Files of objects that are gone are removed; files that kelvane did not write
+are left alone.
+The script is for the release of the side, or for that of --ase. What the release does not have,
+texts that cannot be read, and what needs them, are comments.)",
+     R"(kelvane ddl odbc:DSN=prod > prod.sql
+kelvane ddl prod.json --ase 16 -o schema)",
+     kOfReadings, Sides::one, nothing, ddlOptions, runDdl},
     {"show", "shows what is in a database", "SIDE [OBJECT]\nSIDE... -- OBJECT",
      R"(Lists the objects of a database by kind, or shows the attributes and parts of one object, or its
 definition.
@@ -140,8 +151,9 @@ std::vector<const Option*> optionsOf(const Verb& verb, Elsewhere elsewhere) {
 
 constexpr std::string_view kAboutSides =
     R"(Each of SOURCE, TARGET and SIDE is one of
-  - T-SQL script files or folders with .sql files, which are run in the order of their names; all
-    scripts of a side run on one empty database, in the order given
+  - T-SQL script files or folders with .sql files, which are run in the order of their names, or in
+    an order that fits if kelvane ddl wrote them; all scripts of a side run on one empty database,
+    in the order given
   - a live server: odbc: and a connection string, such as odbc:DSN=prod;UID=sa, or the options
     --source-server, --target-server and --server
   - a snapshot: a .json file written by kelvane snapshot; it contains no rows

@@ -19,7 +19,7 @@
 namespace kelvane::cli {
 
 // What the values of options are called says what they are.
-inline constexpr std::string_view kFile = "FILE";
+inline constexpr std::string_view kFile = "FILE", kFolder = "FOLDER";
 inline constexpr std::string_view kPattern = "PATTERN", kTablePattern = "TABLES",
                                   kSetting = "SWITCH=off", kFamilyWord = "WORD";
 inline constexpr std::string_view kNumber = "N", kRelease = "RELEASE", kSeconds = "SECONDS";
@@ -34,6 +34,7 @@ struct Option {
   bool mayBeRepeated() const {
     return value == kPattern || value == kTablePattern || value == kSetting || value == kFamilyWord;
   }
+  bool isPath() const { return value == kFile || value == kFolder; }
   bool isNumber() const { return value == kNumber || value == kRelease || value == kSeconds; }
 };
 

@@ -160,7 +160,7 @@ Setting Reader::settingOf(const Option& option, const toml::key& key,
   } else if (option.isNumber()) {
     setting.values = {numberOf(key, node)};
   } else {
-    setting.values = {option.value == kFile ? fileOf(key, node) : textOf(key, node)};
+    setting.values = {option.isPath() ? fileOf(key, node) : textOf(key, node)};
   }
   return setting;
 }

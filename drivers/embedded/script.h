@@ -83,7 +83,16 @@ bool isScriptOf(const std::filesystem::path& folder, const std::filesystem::path
 LoadReport loadFiles(EmbeddedCatalog& catalog, std::span<const std::filesystem::path> places,
                      const LoadOptions& options = {});
 
-/// One of them.
+struct ScriptText {
+  std::string name;  ///< what messages call it
+  std::string text;
+};
+
+/// The same for scripts that somebody else read.
+LoadReport loadTexts(EmbeddedCatalog& catalog, std::span<const ScriptText> texts,
+                     const LoadOptions& options = {});
+
+/// One file or folder.
 inline LoadReport loadFile(EmbeddedCatalog& catalog, const std::filesystem::path& place,
                            const LoadOptions& options = {}) {
   return loadFiles(catalog, {&place, 1}, options);

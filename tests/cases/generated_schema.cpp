@@ -1,4 +1,4 @@
-#include "generated_schema.h"
+#include "tests/cases/generated_schema.h"
 
 #include <algorithm>
 #include <array>

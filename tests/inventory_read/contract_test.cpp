@@ -1,60 +1,15 @@
 // For each thing that a database declares, two scripts that differ in it alone: the comparison says
-// exactly that, in both directions. The scripts are those of the folder contract/:
-//
-//   # what it is, the release that has it
-//     a line of both scripts
-//   - a line of the source
-//   + a line of the target
-//   = a difference
+// exactly that, in both directions.
 #include <algorithm>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <ostream>
 #include <tuple>
 
 #include "tests/inventory/change_text.h"
+#include "tests/inventory_read/contract_pairs.h"
 #include "tests/inventory_read/support.h"
 
 namespace kelvane::inventory {
 namespace {
-
-struct Pair {
-  std::string about;
-  Release since = Release::ase125;
-  std::string source, target;
-  Lines expected;
-};
-
-void PrintTo(const Pair& pair, std::ostream* out) { *out << pair.about; }
-
-Release releaseOf(std::string_view name) {
-  return name == "16" ? Release::ase16 : name == "15" ? Release::ase15 : Release::ase125;
-}
-
-std::string unescaped(std::string line) {
-  for (std::size_t at = 0; (at = line.find("\\n", at)) != std::string::npos;)
-    line.replace(at, 2, "\n");
-  return line;
-}
-
-std::vector<Pair> pairsOf(const std::string& name) {
-  std::ifstream file(std::string(KELVANE_TEST_FOLDER) + "/contract/" + name + ".txt");
-  std::vector<Pair> pairs;
-  for (std::string line; std::getline(file, line);) {
-    if (line.empty()) continue;
-    const std::string text = line.substr(2) + "\n";
-    if (line[0] == '#') {
-      const std::size_t comma = line.rfind(", ");
-      pairs.push_back({line.substr(2, comma - 2), releaseOf(line.substr(comma + 2)), {}, {}, {}});
-    } else if (line[0] == '=') {
-      pairs.back().expected.push_back(unescaped(line.substr(2)));
-    } else {
-      if (line[0] != '+') pairs.back().source += text;
-      if (line[0] != '-') pairs.back().target += text;
-    }
-  }
-  return pairs;
-}
 
 /// Path, label, value in the source, in the target; of what one side alone has where it is.
 using Difference = std::tuple<std::string, std::string, std::string, std::string>;

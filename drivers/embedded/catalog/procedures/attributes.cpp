@@ -190,21 +190,22 @@ void removeAttribute(ProcedureRun& run, int attributeClass, int attribute, const
       attributeClass, attribute, target.table.id, index);
 }
 
-/// What the attribute says of the whole database; it must be the current one.
+/// What the attribute says of the whole database, whose catalog keeps it.
 void setOfDatabase(ProcedureRun& run, int attributeClass, int attribute,
                    const std::string& database, const std::optional<std::string>& value) {
-  const auto dbid = run.catalog().databaseId(run.caller().database);
-  if (database != run.caller().database) {
-    return run.ignore(concat("the attribute of the database ", database));
-  }
+  const auto dbid = run.catalog().databaseId(database);
+  if (!dbid) return run.ignore(concat("the attribute of the database ", database));
+  run.catalog().enter(database);
   run.store().run(
       "DELETE FROM sysattributes WHERE class = ? AND attribute = ? AND object_type = 'D'",
       attributeClass, attribute);
-  if (!value) return;
-  run.store().run(
-      "INSERT INTO sysattributes(class, attribute, object_type, object, int_value, char_value)"
-      " VALUES (?, ?, 'D', ?, 1, ?)",
-      attributeClass, attribute, dbid, *value);
+  if (value) {
+    run.store().run(
+        "INSERT INTO sysattributes(class, attribute, object_type, object, int_value, char_value)"
+        " VALUES (?, ?, 'D', ?, 1, ?)",
+        attributeClass, attribute, *dbid, *value);
+  }
+  run.catalog().enter(run.caller().database);
 }
 
 /// sp_bindcache cache, database [, table [, index | "text only"]]
