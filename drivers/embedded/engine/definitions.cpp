@@ -90,6 +90,21 @@ void requireSteady(const ColumnDefinition& column) {
   throw ServerError(message::materializedVaries, column.range.line, column.name);
 }
 
+// Other names than those of columns may be the words of functions.
+void requireValues(const CreateTable& table) {
+  const auto isColumn = [&](const Expr& part) {
+    const auto* name = as<ColumnRef>(part);
+    return name != nullptr && std::ranges::find(table.columns, name->column,
+                                                &ColumnDefinition::name) != table.columns.end();
+  };
+  for (const ColumnDefinition& column : table.columns) {
+    if (!column.defaultClause) continue;
+    if (anyWithin(*column.defaultClause->value, isColumn)) {
+      throw ServerError(message::columnInDefault, column.range.line, column.name);
+    }
+  }
+}
+
 std::vector<const Expr*> checksOf(const std::vector<Constraint>& constraints) {
   std::vector<const Expr*> checks;
   for (const Constraint& constraint : constraints) {
@@ -202,6 +217,7 @@ RowValues Definitions::rowValues() {
 
 void Definitions::createTable(const CreateTable& statement) {
   for (const ColumnDefinition& column : statement.columns) requireSteady(column);
+  requireValues(statement);
   const std::string_view text = frame_.batch()->text;
   const auto checks = checksOf(statement);
   if (checks.empty()) {

@@ -366,7 +366,9 @@ go
                   {"create table g (a int check (a < (select max(a) from p)))", "error 0"},
                   {"alter table t add check (exists (select 1 from p))", "error 0"},
                   {"create table g (a int check (sum(a) < 9))", "error 0"},
-                  {"create table g (a int check (a < 9))", ""},
+                  {"create table g (a int, b int default a + 1)",
+                   "error 0 'b' may not name a column of the table.\n"},
+                  {"create table g (a int check (a < 9), b datetime default getdate())", ""},
                   {"create table tiny (a tinyint identity, b int)", ""}});
   EXPECT_EQ(probe.rows("select count(*) from syscolumns where id = object_id('t')"), "3\n");
   EXPECT_EQ(probe.rows("select a, z, w from q"), "4 | 8 | 9\n");
