@@ -99,7 +99,6 @@ Caller Catalog::callerIn(std::string_view database, const Caller& caller) {
   if (database.empty() || database == caller.database) return there;
   there.database = database;
   if (caller.uid == kDboUid) return there;
-  constexpr int kGuestUid = 2;
   const SysUser* user = recordsIn(caller.database).users.first<&SysUser::uid>(caller.uid);
   const SysUser* same =
       user == nullptr ? nullptr : recordsIn(database).users.first<&SysUser::suid>(user->suid);
@@ -298,6 +297,14 @@ std::optional<std::string> Catalog::userName(int uid) {
 std::optional<int> Catalog::userId(std::string_view name) {
   const SysUser* user = records().users.first<&SysUser::name>(name);
   return user == nullptr ? std::nullopt : std::optional(user->uid);
+}
+
+std::optional<int> Catalog::userNamed(std::string_view name) {
+  constexpr int kGuestSuid = -1;
+  const auto known = userId(name);
+  if (known || name != kGuestName) return known;
+  records().users.insert({kGuestSuid, kGuestUid, kPublicUid, std::string(name), std::nullopt});
+  return kGuestUid;
 }
 
 std::optional<std::string> Catalog::loginName(int suid) {

@@ -59,6 +59,8 @@ inline constexpr int kQuotedIdentifiersOn = 4;
 
 inline constexpr int kPublicUid = 0;
 inline constexpr int kDboUid = 1;
+inline constexpr int kGuestUid = 2;
+inline constexpr std::string_view kGuestName = "guest";
 
 /// Where sysobjects says which trigger a change of rows fires, and in sysstat2 that it does not.
 struct TriggerSlot {
@@ -228,6 +230,9 @@ class Catalog {
   bool isDescendingKey(int objectId, int indid, int key);
   std::optional<std::string> userName(int uid);
   std::optional<int> userId(std::string_view name);
+  /// The same for a name in a statement. A database has no guest until somebody adds one, but a
+  /// script may refer to that of the database that it was written for: then there is one.
+  std::optional<int> userNamed(std::string_view name);
   std::optional<std::string> loginName(int suid);
   std::optional<int> loginId(std::string_view name);
   std::optional<int> userOfLogin(int suid);
@@ -306,7 +311,7 @@ class Catalog {
   void drop(const tsql::Drop& statement, const Caller& caller);
   /// Those whose session ends.
   void removeTemporaryProcedures(const std::set<int>& ids);
-  void permission(const tsql::Permission& statement, const Caller& caller);
+  void permission(const tsql::Permission& statement, std::string_view text, const Caller& caller);
   void encryptionKey(const tsql::EncryptionKey& statement, const Caller& caller);
   void modifyOwner(const tsql::ModifyOwner& statement, const Caller& caller);
   void createLogin(const tsql::CreateLogin& statement, const Caller& caller);

@@ -79,7 +79,7 @@ void KeyWriter::alter(const tsql::EncryptionKey& statement) {
 }
 
 void KeyWriter::alterCopy(int id, const tsql::EncryptionKey& statement) {
-  const auto uid = writer_.catalog().userId(statement.copyFor);
+  const auto uid = writer_.catalog().userNamed(statement.copyFor);
   if (!uid) writer_.fail(message::unknownGrantee, statement.copyFor);
   store_.run("DELETE FROM sysencryptkeys WHERE id = ? AND uid = ? AND type & ?", id, uid,
              key_type::kCopy);

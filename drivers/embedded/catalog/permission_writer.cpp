@@ -153,15 +153,21 @@ void PermissionWriter::apply(const tsql::Permission& statement) {
   int grantor = writer_.caller().uid;
   if (grantor == kDboUid && object) grantor = object->uid;
   if (!statement.grantor.empty()) {
-    const auto uid = writer_.catalog().userId(statement.grantor);
+    const auto uid = writer_.catalog().userNamed(statement.grantor);
     if (!uid) writer_.fail(message::unknownGrantee, statement.grantor);
     grantor = *uid;
   }
   const std::vector<Right> rights = rightsOf(statement, object);
+  std::optional<int> predicate;
+  if (statement.predicate) predicate = addPredicate(statement, *object);
   for (const int uid : granteesOf(statement)) {
     for (const Right& right : rights) {
       if (object && uid == object->uid) continue;  // an owner has every right without a row
-      if (statement.action == tsql::PermissionAction::Grant) {
+      if (predicate) {
+        grantRows(right, uid, grantor,
+                  statement.grantOption ? protect_type::kGrantOption : protect_type::kGrant,
+                  *predicate);
+      } else if (statement.action == tsql::PermissionAction::Grant) {
         grant(right, uid, grantor, statement.grantOption);
       } else if (statement.grantOption) {
         revokeGrantOption(right, uid);
@@ -170,6 +176,21 @@ void PermissionWriter::apply(const tsql::Permission& statement) {
       }
     }
   }
+}
+
+int PermissionWriter::addPredicate(const tsql::Permission& statement, const ObjectInfo& object) {
+  if (object.type != object_type::kTable)
+    writer_.fail(message::privilegeNotOfObject, "where", object.name);
+  int id = 0;
+  if (statement.predicateName.empty()) {
+    id = writer_.addUnnamedObject(object, {}, object_type::kPredicate);
+  } else {
+    writer_.requireFreeName(statement.predicateName, object.uid);
+    id = writer_.addObject(
+        {.name = statement.predicateName, .type = object_type::kPredicate, .uid = object.uid});
+  }
+  writer_.saveText(id, 0, statement.predicate->in(text_));
+  return id;
 }
 
 void PermissionWriter::applyRoles(const tsql::Permission& statement) {
@@ -267,7 +288,7 @@ Blob PermissionWriter::allColumns(int objectId) {
 std::vector<int> PermissionWriter::granteesOf(const tsql::Permission& statement) {
   std::vector<int> uids;
   for (const std::string& name : statement.grantees) {
-    auto uid = writer_.catalog().userId(name);
+    auto uid = writer_.catalog().userNamed(name);
     if (!uid) uid = RoleWriter(writer_).uidOf(name);
     if (!uid) writer_.fail(message::unknownGrantee, name);
     const bool isGroup = *uid == kPublicUid || *uid >= kFirstGroupUid;
@@ -283,15 +304,11 @@ std::vector<int> PermissionWriter::granteesOf(const tsql::Permission& statement)
 
 std::vector<PermissionWriter::Stored> PermissionWriter::rows(const Right& right, int uid) {
   std::vector<Stored> found;
-  store_.each(
-      "SELECT protecttype, grantor, columns FROM sysprotects WHERE id = ? AND action = ?"
-      " AND uid = ?",
-      [&](const Statement& row) {
-        Stored stored{row.number(0), row.number(1), std::nullopt};
-        if (!row.isNull(2)) stored.columns = std::get<Blob>(row.cell(2));
-        found.push_back(std::move(stored));
-      },
-      right.objectId, right.action, uid);
+  writer_.records().protects.each<&SysProtect::id>(
+      right.objectId, [&](Slot, const SysProtect& row) {
+        if (row.action == right.action && row.uid == uid && !row.predicate)
+          found.push_back({row.protecttype, row.grantor, row.columns});
+      });
   return found;
 }
 
@@ -304,10 +321,30 @@ void PermissionWriter::store(const Right& right, int uid, const Stored& row) {
 }
 
 void PermissionWriter::erase(const Right& right, int uid, const Stored& row) {
-  store_.run(
-      "DELETE FROM sysprotects WHERE id = ? AND action = ? AND uid = ? AND grantor = ?"
-      " AND protecttype = ?",
-      right.objectId, right.action, uid, row.grantor, row.protectType);
+  auto& protects = writer_.records().protects;
+  protects.each<&SysProtect::id>(right.objectId, [&](Slot slot, const SysProtect& one) {
+    if (one.action == right.action && one.uid == uid && one.grantor == row.grantor &&
+        one.protecttype == row.protectType && !one.predicate)
+      protects.erase(slot);
+  });
+}
+
+// Grants of some rows stand beside one another and beside those of all rows.
+void PermissionWriter::grantRows(const Right& right, int uid, int grantor, int protectType,
+                                 int predicate) {
+  writer_.records().protects.insert(
+      {right.objectId, uid, right.action, protectType, right.columns, grantor, predicate});
+}
+
+void PermissionWriter::revokeRows(const Right& right, int uid) {
+  std::vector<int> predicates;
+  auto& protects = writer_.records().protects;
+  protects.each<&SysProtect::id>(right.objectId, [&](Slot slot, const SysProtect& one) {
+    if (one.action != right.action || one.uid != uid || !one.predicate) return;
+    predicates.push_back(*one.predicate);
+    protects.erase(slot);
+  });
+  for (const int predicate : predicates) writer_.removePredicate(right.objectId, predicate);
 }
 
 // A column is granted with or without the option, never both; a whole table may be granted beside
@@ -349,6 +386,7 @@ std::optional<PermissionWriter::Stored> PermissionWriter::beyond(
 
 void PermissionWriter::revoke(const Right& right, int uid, int grantor, bool cascade) {
   bool hadOwn = false;
+  revokeRows(right, uid);
   for (Stored& row : rows(right, uid)) {
     if (row.protectType == protect_type::kRevoke) continue;
     hadOwn = true;
@@ -429,10 +467,11 @@ void PermissionWriter::removeColumn(int tableId, int colid) {
   }
 }
 
-void Catalog::permission(const tsql::Permission& statement, const Caller& caller) {
+void Catalog::permission(const tsql::Permission& statement, std::string_view text,
+                         const Caller& caller) {
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
-  PermissionWriter(writer).apply(statement);
+  PermissionWriter(writer, text).apply(statement);
   savepoint.keep();
 }
 

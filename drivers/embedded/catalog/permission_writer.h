@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "drivers/embedded/catalog/writer.h"
@@ -12,7 +13,9 @@ namespace kelvane::embedded {
 
 class PermissionWriter {
  public:
-  explicit PermissionWriter(CatalogWriter& writer) : writer_(writer), store_(writer.store()) {}
+  /// `text`: the batch, of which predicates are kept.
+  explicit PermissionWriter(CatalogWriter& writer, std::string_view text = {})
+      : writer_(writer), store_(writer.store()), text_(text) {}
 
   void apply(const tsql::Permission& statement);
   /// Forgets what was granted on one column, and numbers those behind it anew; a permission on no
@@ -43,6 +46,9 @@ class PermissionWriter {
   Blob allColumns(int objectId);
 
   std::vector<Stored> rows(const Right& right, int uid);
+  int addPredicate(const tsql::Permission& statement, const ObjectInfo& object);
+  void grantRows(const Right& right, int uid, int grantor, int protectType, int predicate);
+  void revokeRows(const Right& right, int uid);
   void grant(const Right& right, int uid, int grantor, bool grantOption);
   void revoke(const Right& right, int uid, int grantor, bool cascade);
   void revokeGrantOption(const Right& right, int uid);
@@ -54,6 +60,7 @@ class PermissionWriter {
 
   CatalogWriter& writer_;
   Database& store_;
+  std::string_view text_;
 };
 
 }  // namespace kelvane::embedded

@@ -191,7 +191,7 @@ Described<SysProtect> describe() {
           kObjects,
           {fieldOf<&R::id>("id"), fieldOf<&R::uid>("uid"), fieldOf<&R::action>("action"),
            fieldOf<&R::protecttype>("protecttype"), fieldOf<&R::columns>("columns"),
-           fieldOf<&R::grantor>("grantor")},
+           fieldOf<&R::grantor>("grantor"), fieldOf<&R::predicate>("pred_id")},
           {lookupOf<&R::id>("id", 5), lookupOf<&R::uid>("uid", 10000)}};
 }
 

@@ -145,6 +145,7 @@ struct SysProtect {
   int protecttype = 0;
   std::optional<Blob> columns;
   int grantor = 0;
+  std::optional<int> predicate;  ///< the object that keeps its text
 };
 
 struct SysUser {

@@ -400,14 +400,13 @@ void fillMaster(Database& store, const CatalogOptions& options) {
 
 void fillDatabase(SystemRecords& records, const SystemTables& tables,
                   const CatalogOptions& options) {
-  constexpr int kNoSuid = -2, kSaSuid = 1, kGuestSuid = -1, kGuestUid = 2;
+  constexpr int kNoSuid = -2, kSaSuid = 1;
   for (const SystemTable& table : tables.all()) {
     if (!table.inMaster) describe(records, table);
   }
   fillTypes(records, options);
   addUser(records, kNoSuid, kPublicUid, kPublicUid, "public");
   addUser(records, kSaSuid, kDboUid, kPublicUid, "dbo");
-  addUser(records, kGuestSuid, kGuestUid, kPublicUid, "guest");
   RowSource& segments = records.source("syssegments");
   addRow(segments, {std::int64_t{0}, "system", std::int64_t{0}});
   addRow(segments, {std::int64_t{1}, "default", std::int64_t{1}});

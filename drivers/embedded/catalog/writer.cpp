@@ -39,7 +39,7 @@ int CatalogWriter::ownerFor(const tsql::ObjectName& name) {
     fail(message::databaseInCreate, name.database);
   }
   if (name.owner.empty()) return caller_.uid;
-  const auto uid = catalog_.userId(name.owner);
+  const auto uid = catalog_.userNamed(name.owner);
   if (!uid) {
     fail(message::unknownOwner, name.owner);
   }
@@ -125,7 +125,19 @@ void CatalogWriter::saveText(int id, int number, std::string_view text) {
   }
 }
 
+void CatalogWriter::removePredicate(int objectId, int predicate) {
+  bool isUsed = false;
+  records_.protects.each<&SysProtect::id>(objectId, [&](Slot, const SysProtect& row) {
+    isUsed = isUsed || row.predicate == predicate;
+  });
+  if (!isUsed) removeObject(predicate);
+}
+
 void CatalogWriter::removeObject(int id) {
+  std::vector<int> predicates;
+  records_.protects.each<&SysProtect::id>(id, [&](Slot, const SysProtect& row) {
+    if (row.predicate) predicates.push_back(*row.predicate);
+  });
   records_.objects.eraseAll<&SysObject::id>(id);
   records_.columns.eraseAll<&SysColumn::id>(id);
   records_.comments.eraseAll<&SysComment::id>(id);
@@ -133,6 +145,7 @@ void CatalogWriter::removeObject(int id) {
   records_.protects.eraseAll<&SysProtect::id>(id);
   records_.depends.eraseAll<&SysDepend::id>(id);
   records_.depends.eraseAll<&SysDepend::depid>(id);
+  for (const int predicate : predicates) removeObject(predicate);
 }
 
 ObjectInfo CatalogWriter::requireTable(const tsql::ObjectName& name) {

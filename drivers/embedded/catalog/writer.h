@@ -20,6 +20,8 @@ inline constexpr std::string_view kFunction = "SF";
 inline constexpr std::string_view kTrigger = "TR";
 inline constexpr std::string_view kDefault = "D";
 inline constexpr std::string_view kRule = "R";
+/// Of a condition in a grant. The server's own letters are not published.
+inline constexpr std::string_view kPredicate = "PD";
 inline constexpr std::string_view kReference = "RI";
 inline constexpr std::string_view kComputed = "C";
 inline constexpr std::string_view kEncryptionKey = "EK";
@@ -90,6 +92,8 @@ class CatalogWriter {
   void saveText(int id, int number, std::string_view text);
   /// The object's own rows everywhere; not those of objects that belong to it.
   void removeObject(int id);
+  /// The text of a condition for which no grant on the object is left.
+  void removePredicate(int objectId, int predicate);
 
   /// Throws 208 unless the name is a user table of this database.
   ObjectInfo requireTable(const tsql::ObjectName& name);

@@ -62,17 +62,17 @@ void Definitions::keepWithoutColumns(const CreateView& view, std::string_view te
   reporter_.outcome().notice(notice);
 }
 
-void Definitions::permission(const Permission& statement) {
+void Definitions::permission(const Permission& statement, std::string_view text) {
   const auto isVariable = [](const std::string& name) { return name.starts_with('@'); };
   if (std::ranges::none_of(statement.grantees, isVariable)) {
-    return server_.catalog.permission(statement, session_.caller);
+    return server_.catalog.permission(statement, text, session_.caller);
   }
   Permission named = statement;
   for (std::string& grantee : named.grantees) {
     if (!isVariable(grantee)) continue;
     grantee = Frame::textOf(frame_.variable(grantee, frame_.line()));
   }
-  server_.catalog.permission(named, session_.caller);
+  server_.catalog.permission(named, text, session_.caller);
 }
 
 namespace {
@@ -328,7 +328,7 @@ void Definitions::run(const tsql::Statement& statement) {
                  [&](const CreateTrigger& s) { catalog.createTrigger(s, stored(), caller); },
                  [&](const CreateRule& s) { catalog.createRule(s, text, caller); },
                  [&](const CreateDefault& s) { catalog.createDefault(s, text, caller); },
-                 [&](const Permission& s) { permission(s); },
+                 [&](const Permission& s) { permission(s, text); },
                  [&](const CreateLogin& s) { catalog.createLogin(s, caller); },
                  [&](const EncryptionKey& s) { catalog.encryptionKey(s, caller); },
                  [&](const ModifyOwner& s) { catalog.modifyOwner(s, caller); },

@@ -29,7 +29,7 @@ class Definitions {
                           const UnknownDatabase& error);
   std::vector<NamedColumn> viewColumns(const tsql::Query& query);
   /// With the names in its variables.
-  void permission(const tsql::Permission& statement);
+  void permission(const tsql::Permission& statement, std::string_view text);
 
   Frame& frame_;
   Reporter& reporter_;

@@ -187,7 +187,7 @@ void SessionStatements::setLogin(const std::string& quoted) {
 }
 
 void SessionStatements::setUser(const SetUser& user) {
-  const auto uid = user.user ? server_.catalog.userId(*user.user) : std::optional(kDboUid);
+  const auto uid = user.user ? server_.catalog.userNamed(*user.user) : std::optional(kDboUid);
   if (!uid) {
     throw ServerError(message::noUserInDatabase, frame_.line(), *user.user,
                       session_.caller.database);

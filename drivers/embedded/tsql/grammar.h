@@ -225,6 +225,7 @@ class Parser : private TokenReader {
   StatementNode grantStatement();
   StatementNode revokeStatement();
   void privilegesOrRoles(Permission& permission);
+  void predicate(Permission& permission);
   Privilege privilege();
   void grantees(Permission& permission);
   void grantedBy(Permission& permission);

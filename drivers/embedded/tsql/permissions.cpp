@@ -38,11 +38,22 @@ void Parser::grantees(Permission& permission) {
   });
 }
 
+/// `where a = 1 as p`: the rows that a right is about.
+void Parser::predicate(Permission& permission) {
+  if (!at("where") || permission.object.empty()) return;
+  since(15);
+  const Token& first = take();
+  expression();
+  permission.predicate = from(first);
+  if (accept("as")) permission.predicateName = name();
+}
+
 StatementNode Parser::grantStatement() {
   expect("grant");
   Permission result;
   result.action = PermissionAction::Grant;
   privilegesOrRoles(result);
+  predicate(result);
   expect("to");
   grantees(result);
   if (accept("with")) {

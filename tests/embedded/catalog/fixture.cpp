@@ -84,7 +84,7 @@ void CatalogTest::runStatement(const tsql::Statement& statement, std::string_vie
             catalog.createDefault(s, statement.range.in(batch), caller);
           },
           [&](const tsql::Drop& s) { catalog.drop(s, caller); },
-          [&](const tsql::Permission& s) { catalog.permission(s, caller); },
+          [&](const tsql::Permission& s) { catalog.permission(s, batch, caller); },
           [&](const tsql::SetUser& s) { caller.uid = s.user ? *catalog.userId(*s.user) : kDboUid; },
           [&](const tsql::Execute& s) {
             const auto result = catalog.callSystemProcedure(callOf(s, caller)).value();

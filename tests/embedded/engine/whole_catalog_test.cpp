@@ -46,7 +46,7 @@ constexpr Case kCases[] = {
      " and o.name in ('sysobjects', 'syscolumns', 'sysindexes', 'syscomments')",
      nullptr},
     {"select uid, gid, suid, name, environ from sysusers where uid between 1 and 16383",
-     "1 | 0 | 1 | dbo | -\n2 | 0 | -1 | guest | -\n3 | 16394 | 3 | ann | -\n"},
+     "1 | 0 | 1 | dbo | -\n3 | 16394 | 3 | ann | -\n"},
     {"select id, lrid from sysroles", nullptr},
     {"select suid, altsuid from sysalternates", "4 | 3\n"},
     {"select id, uid, name, type, crdate, deltrig, instrig, updtrig, sysstat, sysstat2, schemacnt,"

@@ -23,7 +23,6 @@ int loginOf(ProcedureRun& run, std::string_view name) {
 namespace {
 
 constexpr int kFirstUserUid = 3;
-constexpr int kGuestSuid = -1;
 constexpr int kGroupSuid = -2;
 
 int requireGroup(ProcedureRun& run, std::string_view name) {
@@ -136,17 +135,17 @@ void spAdduser(ProcedureRun& run) {
   const std::string login = run.text(0);
   const std::string name = run.argument(1).value_or(login);
   const int gid = run.argument(2) ? requireGroup(run, run.text(2)) : kPublicUid;
-  // A fresh database has a guest here, where that of a script's author may have had none.
-  if (login == "guest" && run.catalog().userId(login)) return run.print(message::userAdded);
-  requireFreeUserName(run, name);
-  int suid = kGuestSuid;
-  if (login != "guest") {
-    const auto known = run.catalog().loginId(login);
-    if (known && run.store().value("SELECT 1 FROM sysusers WHERE suid = ?", *known)) {
-      run.fail(message::loginHasUser, login);
-    }
-    suid = loginOf(run, login);
+  // Something before may have referred to the guest, which there is then.
+  if (login == kGuestName) {
+    run.catalog().userNamed(login);
+    return run.print(message::userAdded);
   }
+  requireFreeUserName(run, name);
+  const auto known = run.catalog().loginId(login);
+  if (known && run.store().value("SELECT 1 FROM sysusers WHERE suid = ?", *known)) {
+    run.fail(message::loginHasUser, login);
+  }
+  const int suid = loginOf(run, login);
   run.store().run(
       "INSERT INTO sysusers(suid, uid, gid, name)"
       " SELECT ?1, max(?2 - 1, max(uid)) + 1, ?3, ?4 FROM sysusers WHERE uid < ?5",

@@ -1,6 +1,7 @@
 // Permissions and the granting of roles.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,12 +20,14 @@ enum class PermissionAction { Grant, Revoke };
 struct Permission {
   PermissionAction action;
   std::vector<Privilege> privileges;
-  ObjectName object;                  ///< empty for commands and roles
-  std::vector<std::string> columns;   ///< of `on t (a, b)`
-  std::vector<std::string> roles;     ///< of `grant role a, b to c`; no privileges then
-  std::vector<std::string> grantees;  ///< `@v` for the name in a variable
-  std::string grantor;                ///< of `granted by`
-  bool grantOption = false;           ///< `with grant option`, or `grant option for` of a revoke
+  ObjectName object;                     ///< empty for commands and roles
+  std::vector<std::string> columns;      ///< of `on t (a, b)`
+  std::vector<std::string> roles;        ///< of `grant role a, b to c`; no privileges then
+  std::vector<std::string> grantees;     ///< `@v` for the name in a variable
+  std::optional<SourceRange> predicate;  ///< `where a = 1`
+  std::string predicateName;             ///< of `as p`
+  std::string grantor;                   ///< of `granted by`
+  bool grantOption = false;              ///< `with grant option`, or `grant option for` of a revoke
   bool cascade = false;
 };
 
