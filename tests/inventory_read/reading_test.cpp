@@ -385,8 +385,7 @@ TEST(Texts, AHiddenExpressionOfAnIndexIsNotAnEmptyOne) {
   auto catalog = catalogOf(script + "sp_hidetext t\n", Release::ase16);
   const Database hidden = readAll(*catalog.connect());
   const Database whole = databaseOf(script, Release::ase16);
-  EXPECT_EQ(lines(compare(hidden, whole)),
-            (Lines{"table dbo.t > index i: ((hidden)) -> (a + 2)"}));
+  EXPECT_EQ(lines(compare(hidden, whole)), (Lines{"table dbo.t > index i: ((hidden)) -> (a + 2)"}));
   auto plain = catalogOf(script, Release::ase16);
   const auto inner = plain.connect();
   ChangedConnection connection(*inner);
