@@ -99,6 +99,13 @@ void leaveOutTables(Writing& writing) {
   }
 }
 
+/// A text in whose place the reader put why there is none.
+bool isWithoutText(const std::string& shownText) {
+  using State = Definition::State;
+  return shownText == shown(Definition{{}, State::hidden}) ||
+         shownText == shown(Definition{{}, State::unreadable});
+}
+
 class TableWriter {
  public:
   TableWriter(Writing& writing, const Table& table) : writing_(writing), table_(table) {
@@ -202,7 +209,11 @@ class TableWriter {
     out << " encrypt";
     if (column.encryptionKey != DatabaseObjectName{})
       out << " with ", out.name(*column.encryptionKey);
-    if (!column.decryptDefault->empty()) out << " decrypt_default " << *column.decryptDefault;
+    if (column.decryptDefault->empty()) return;
+    if (isWithoutText(*column.decryptDefault))
+      return writing_.omit(Phase::tables, titleOf(table_) + ": " + what + "decrypt_default",
+                           "its text cannot be read");
+    out << " decrypt_default " << *column.decryptDefault;
   }
 
   static std::string defaultOf(const Column& column) {

@@ -193,7 +193,10 @@ class Applying {
     if (column == table.columns.end()) return;
     const Definition text =
         take({one.text, 0}, columnOf("the decrypt default", table, name, Family::encryption));
-    column->decryptDefault = std::string(without(text.text, "decrypt_default"));
+    // Without its text it is one all the same.
+    column->decryptDefault = text.state == Definition::State::whole
+                                 ? std::string(without(text.text, "decrypt_default"))
+                                 : shown(text);
   }
 
   void applyTables() {

@@ -380,6 +380,21 @@ TEST(Texts, AHiddenDefaultIsADefault) {
   });
 }
 
+TEST(Texts, ADecryptDefaultWithoutItsTextIsOneAllTheSame) {
+  auto catalog = catalogOf(
+      "create encryption key k for AES\n"
+      "create table t (a varchar(9) null encrypt with k decrypt_default 'x')\n",
+      Release::ase16);
+  const auto inner = catalog.connect();
+  ChangedConnection connection(*inner);
+  connection.onStatement = [&](const std::string& statement, std::size_t) {
+    if (statement.find("c.text)") != std::string::npos) connection.refuse();
+    return nullptr;
+  };
+  const Database database = readAll(connection);
+  EXPECT_EQ(*database.tables.at(0).columns.at(0).decryptDefault, "(not readable)");
+}
+
 TEST(Texts, AHiddenExpressionOfAnIndexIsNotAnEmptyOne) {
   const std::string script = "create table t (a int null)\ncreate index i on t (a + 2)\n";
   auto catalog = catalogOf(script + "sp_hidetext t\n", Release::ase16);
