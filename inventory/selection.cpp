@@ -81,6 +81,35 @@ bool Selection::leavesUnread(Kind kind, const Name& name, CaseMode server, Tally
   return !taken;
 }
 
+bool Selection::mayTake(Kind kind, const QualifiedName& object) const {
+  const std::u16string plain = toUtf16(object.name), full = toUtf16(object.owner) + u"." + plain;
+  const std::u16string foldedPlain = foldCase(plain), foldedFull = foldCase(full);
+  const bool isGroup = kind == Kind::procedure;
+  bool anyIncludes = false, included = false;
+  for (const Parsed& pattern : patterns_) {
+    anyIncludes |= pattern.includes();
+    if (pattern.kind && *pattern.kind != kind) continue;
+    // The way of comparing by which more objects take part.
+    const CaseMode mode = names_.value_or(pattern.includes() ? CaseMode::ignore : CaseMode::exact);
+    const bool matches = mode == CaseMode::ignore
+                             ? matchesName({foldedPlain, foldedFull}, pattern.foldedName)
+                             : matchesName({plain, full}, pattern.name);
+    if (pattern.includes()) {
+      included |= matches || (isGroup && pattern.mayMeanNumber());
+    } else if (matches && (!isGroup || pattern.name.ends_with(u'*'))) {
+      return false;
+    }
+  }
+  return included || !anyIncludes;
+}
+
+void Selection::leaveOut(Kind kind, const QualifiedName& object, CaseMode mode,
+                         Tally& tally) const {
+  const std::u16string plain = toUtf16(object.name);
+  takes(kind, {plain, toUtf16(object.owner) + u"." + plain}, mode, tally);
+  ++tally.leftOut;
+}
+
 void Selection::apply(Database& database, CaseMode mode, Tally& tally) const {
   if (takesAll()) return;
   const std::u16string self = toUtf16(database.server.database);

@@ -60,6 +60,11 @@ class Selection {
   /// `server`. Names of a server that ignores case are compared exactly after all when the other
   /// side does so, which is not known at that time.
   bool leavesUnread(Kind kind, const Name& name, CaseMode server, Tally& tally) const;
+  /// Whether an object of the catalog must be read before it is known whether it takes part: how
+  /// names are compared depends on both sides, and procedures of a group are one object.
+  bool mayTake(Kind kind, const QualifiedName& name) const;
+  /// Counts an object that was not read because of mayTake.
+  void leaveOut(Kind kind, const QualifiedName& name, CaseMode mode, Tally& tally) const;
   /// Takes out of `database` what is not to take part. What the database itself declares goes by
   /// the name of the database.
   void apply(Database& database, CaseMode mode, Tally& tally) const;
@@ -78,6 +83,11 @@ class Selection {
 
     bool includes() const { return effect == Effect::include; }
     bool isName() const { return name.find_first_of(u"*?") == name.npos; }
+    /// Whether it might mean "p;2" where there is "p".
+    bool mayMeanNumber() const {
+      return name.find(u';') != name.npos ||
+             (!name.empty() && std::u16string_view(u"?0123456789").find(name.back()) != name.npos);
+    }
     bool isQualified() const { return name.find(u'.') != name.npos; }
   };
   static std::string nameMeant(const Parsed& pattern, std::span<const Tally* const> sides);

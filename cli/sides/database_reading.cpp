@@ -54,11 +54,19 @@ DatabaseReading readSide(Side& side, std::string_view name, const ReadingWish& w
       side.isEmbedded() ? inventory::StatusBits::embedded : inventory::StatusBits::server,
       wish.rowCounts,
       {}};
-  if (wish.kinds)
+  DatabaseReading reading;
+  if (wish.kinds) {
     options.wants = [&wish](inventory::Kind kind, const inventory::QualifiedName&) {
       return wish.kinds(kind);
     };
-  DatabaseReading reading;
+  } else if (wish.selection != nullptr && !wish.selection->takesAll() && !side.isEmbedded()) {
+    options.wants = [&](inventory::Kind kind, const inventory::QualifiedName& name) {
+      // Which roles a database uses is known from all of its users.
+      if (name.owner.empty() || wish.selection->mayTake(kind, name)) return true;
+      reading.leftUnread.emplace_back(kind, name);
+      return false;
+    };
+  }
   try {
     Watch watch(line, name, activity, stop);
     reading.database = inventory::read(traced, options, &watch);

@@ -8,6 +8,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/screen/console.h"
@@ -16,6 +17,7 @@
 #include "cli/words/place.h"
 #include "inventory/kinds.h"
 #include "inventory/records.h"
+#include "inventory/selection.h"
 
 namespace kelvane::cli {
 
@@ -24,13 +26,16 @@ struct DatabaseReading {
   std::vector<std::string> gaps;  // of the whole side; those of the database are in its record
   std::string gapsBegin;          // what the user knows those by: "source: "
   bool wasRead = true;            // false when the reading broke off: the database is empty then
-  bool complete = true;           // false when something of the side was not even loaded
+  std::vector<std::pair<inventory::Kind, inventory::QualifiedName>> leftUnread;  // by the patterns
+  bool complete = true;  // false when something of the side was not even loaded
 };
 
 struct ReadingWish {
   bool rowCounts = false;
   std::optional<std::string> trace;
   std::function<bool(inventory::Kind)> kinds = {};  // which to read; none: all
+  // What it leaves out need not be read from servers.
+  const inventory::Selection* selection = nullptr;
 };
 
 // What could not be read, a line each; empty: all was read. `concerns` chooses among the gaps of

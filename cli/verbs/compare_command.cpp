@@ -174,11 +174,15 @@ bool isReadInFull(const std::vector<DatabaseReading>& readings) {
 // Takes out of both databases what the patterns leave out, and notes it. Throws CommandError where
 // an include leaves nothing.
 void select(const CompareRequest& request, CaseMode mode, bool isProven,
-            std::array<Database, 2>& databases, const Console& console, ReportHeader& header) {
+            const std::vector<DatabaseReading>& readings, std::array<Database, 2>& databases,
+            const Console& console, ReportHeader& header) {
   if (request.selection.takesAll()) return;
   std::array<Selection::Tally, 2> tallies;
-  for (std::size_t side = 0; side < 2; ++side)
+  for (std::size_t side = 0; side < 2; ++side) {
     request.selection.apply(databases[side], mode, tallies[side]);
+    for (const auto& [kind, name] : readings[side].leftUnread)
+      request.selection.leaveOut(kind, name, mode, tallies[side]);
+  }
   header.notes.push_back("Left out by patterns: " + counted(tallies[0].leftOut, "object") +
                          " of the source, " + counted(tallies[1].leftOut, "object") +
                          " of the target");
@@ -263,7 +267,7 @@ class Comparison {
     noteIncompleteSides();
     accept();
     const Written reports = report();
-    tellNotes(header_.notes, request_, console_);
+    tellNotes();
     for (const std::string& line : gaps) console_.complain(line);
     if (accepts == Written::notAll || reports == Written::notAll) return kError;
     if (header_.coverage() == Coverage::complete)
@@ -276,7 +280,9 @@ class Comparison {
   void read(const OpenSide& open) {
     readings_ =
         readDatabases({{kSideNames[0], request_.places[0]}, {kSideNames[1], request_.places[1]}},
-                      {request_.inventory.compares(inventory::Family::rowCounts), request_.trace},
+                      {.rowCounts = request_.inventory.compares(inventory::Family::rowCounts),
+                       .trace = request_.trace,
+                       .selection = &request_.selection},
                       console_, open);
     isProven_ = isReadInFull(readings_);
     dropUnread(readings_, header_);
@@ -289,13 +295,16 @@ class Comparison {
                              (databases_[0].server.ignoresCase && databases_[1].server.ignoresCase);
     rules_.names = ignoresCase ? CaseMode::ignore : CaseMode::exact;
     noteWeakenings(request_, header_);
+    leaveOutUnread(databases_, rules_, header_);
+    const std::size_t ofOptions = header_.notes.size();
     noteServers(databases_, header_);
     leaveOutUnpublished(databases_, rules_, header_);
-    leaveOutUnread(databases_, rules_, header_);
     leaveOutUnusedRoles(databases_, rules_, header_);
+    ofServers_.assign(header_.notes.begin() + static_cast<std::ptrdiff_t>(ofOptions),
+                      header_.notes.end());
     leaveOutUnknownRows(request_, databases_, rules_, header_);
     leaveOutUnknownColumns(databases_, header_);
-    select(request_, rules_.names, isProven_, databases_, console_, header_);
+    select(request_, rules_.names, isProven_, readings_, databases_, console_, header_);
     noteGaps();
     for (const auto& row : inventory::kFamilies) {
       if (!row.word.empty() && rules_.compares(row.family)) header_.switches.emplace_back(row.word);
@@ -373,6 +382,15 @@ class Comparison {
     return written;
   }
 
+  void tellNotes() const {
+    std::vector<std::string> told = header_.notes;
+    // What is so in every run of the same two servers is no news for who asks for nothing else.
+    if (request_.quiet)
+      std::erase_if(told,
+                    [&](const auto& one) { return std::ranges::count(ofServers_, one) != 0; });
+    cli::tellNotes(told, request_, console_);
+  }
+
   CouldFind couldFind() const { return {request_, rules_, isProven_}; }
 
   void tellTime(std::string_view what, const Stopwatch& time) const {
@@ -384,6 +402,7 @@ class Comparison {
   const Console& console_;
   inventory::Rules rules_;
   KnownFiles<findings::KnownChange> known_;
+  std::vector<std::string> ofServers_;  // notes that nobody's options are the reason for
   ReportHeader header_{request_.shown[0], request_.shown[1], KELVANE_VERSION};
   std::vector<DatabaseReading> readings_;
   bool isProven_ = false;  // what a comparison does not find is not there

@@ -101,6 +101,7 @@ CompareRequest parseCompare(const Arguments& arguments) {
   request.shown = sides.shown;
   request.trace = arguments.value(kTrace);
   request.outputs = outputsOf(arguments);
+  request.quiet = arguments.has(kQuiet);
   request.published = arguments.has(kPublished);
   request.rules = {arguments.has(kIgnoreTabs), arguments.has(kIgnoreSpaces),
                    arguments.has(kIgnoreLineBreaks), arguments.has(kIgnoreCase)};

@@ -42,6 +42,7 @@ struct CompareRequest {
   std::array<std::string, 2> shown{};  // how the user calls them, without secrets
   std::optional<std::string> trace;
   std::vector<Output> outputs;
+  bool quiet = false;
   bool published = false;            // with the published statements and comparison
   inventory::Rules inventory;        // their `names` wait for what the servers say
   std::vector<std::string> leftOut;  // what is off although it would be on

@@ -23,7 +23,7 @@ OneSide oneSide(const Arguments& arguments, std::string_view command, std::strin
       arguments.has(kOneSide.server) ? 0 : arguments.parting.value_or(all.empty() ? 0 : 1);
   const bool sideMissing = ofSide == 0 && !arguments.has(kOneSide.server);
   if (sideMissing || all.size() > ofSide + 1 || (arguments.parting && all.size() != ofSide + 1))
-    throw UsageError(std::string(command) + " needs one SIDE, or --server and takes at most one " +
+    throw UsageError(std::string(command) + " needs one SIDE or --server, and takes at most one " +
                      std::string(further) + "; write '--' after a SIDE of several scripts");
   const auto parting = all.begin() + static_cast<std::ptrdiff_t>(ofSide);
   const std::vector<std::string> operands(all.begin(), parting);

@@ -151,7 +151,10 @@ FoundObject findObject(const Database& database, const WantedObject& wanted) {
   if (meant.empty())
     throw NotFound("there is no " +
                    std::string(wanted.kind ? rowOf(*wanted.kind).singular : "object") + " '" +
-                   wanted.name + "'" + nearOnes(candidates.all, wanted.name));
+                   wanted.name + "'" +
+                   (!wanted.kind && wanted.name == rowOf(Kind::database).singular
+                        ? "; write 'database:' for the database itself"
+                        : nearOnes(candidates.all, wanted.name)));
   if (meant.size() > 1) throw NotFound(several(meant, wanted.name));
   return *meant.front();
 }

@@ -177,8 +177,8 @@ void readColumns(Reading& reading) {
                "encrkeydb", "lobcomp_lvl", "inrowlen"}) +
           ", " + keyName +
           " from syscolumns c, sysobjects o where o.id = c.id"
-          " and o.type in ('U', 'V', 'RS', 'P', 'XP', 'SF', 'F')"
-          " order by c.id, c.number, c.colid",
+          " and o.type in ('U', 'V', 'RS', 'P', 'XP', 'SF', 'F')" +
+          reading.amongChosen("c.id") + " order by c.id, c.number, c.colid",
       [&, last = static_cast<const ObjectEntry*>(nullptr)](const Row& row) mutable {
         const int id = row.number(kId);
         if (last == nullptr || last->id != id) last = reading.object(id);

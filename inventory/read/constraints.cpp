@@ -85,15 +85,14 @@ void readReferences(Reading& reading) {
   enum { table, constraint, referenced, status, database, foreignName, firstKey };
   constexpr int kFirstReferenced = firstKey + kMostColumns;
   constexpr int kFirstName = kFirstReferenced + kMostColumns;
-  const bool isChosen = static_cast<bool>(reading.options.wants);
   // Rows as long as these may be too long to be sorted by the server.
   reading.session.rows(
       "foreign keys",
       "select r.tableid, r.constrid, r.reftabid, r.status, r.pmrydbname,"
       " case when r.pmrydbname is null then null"
       " else object_name(r.reftabid, db_id(r.pmrydbname)) end" +
-          numbered("fokey") + numbered("refkey") + referencedNames(isChosen) +
-          " from sysreferences r where r.frgndbname is null",
+          numbered("fokey") + numbered("refkey") + referencedNames(reading.chosen.has_value()) +
+          " from sysreferences r where r.frgndbname is null" + reading.amongChosen("r.tableid"),
       [&](const Row& row) {
         const ObjectEntry* entry = reading.table(row.number(table));
         if (entry == nullptr) return;

@@ -264,19 +264,13 @@ class Applying {
             {name, take({entry.id, 0}, definitionOf(Kind::defaultObject, name))});
         return;
       case ObjectType::other:
-        if (isKnown(entry)) return;
+        if (reading_.predicates.contains(entry.id)) return;
         return reading_.session.addGap(
             name.owner + "." + name.name,
             "it is an object of a type that is not known: " + entry.code);
       default:
         return;
     }
-  }
-
-  /// Whether what the object says is read where it belongs to, or is nothing that was declared.
-  bool isKnown(const ObjectEntry& entry) const {
-    constexpr std::array<std::string_view, 6> kParts{"RI", "C", "N", "DD", "PP", "PR"};
-    return std::ranges::count(kParts, entry.code) != 0 || reading_.predicates.contains(entry.id);
   }
 
   void applyTrigger(const ObjectEntry& entry, const QualifiedName& name) {

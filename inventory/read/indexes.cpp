@@ -143,8 +143,8 @@ void readIndexes(Reading& reading) {
                                          "segment", "maxrowsperpage", "fill_factor", "res_page_gap",
                                          "exp_rowsize", "identitygap", "partitiontype",
                                          "conditionid", "conopt_thld", "plldegree"}) +
-                           " from sysindexes i, sysobjects o where o.id = i.id and o.type = 'U'"
-                           " order by i.id, i.indid",
+                           " from sysindexes i, sysobjects o where o.id = i.id and o.type = 'U'" +
+                           reading.amongChosen("i.id") + " order by i.id, i.indid",
                        [&](const Row& row) {
                          const ObjectEntry* entry = reading.table(row.number(kId));
                          if (entry == nullptr) return;
@@ -167,7 +167,8 @@ void readIndexKeys(Reading& reading) {
       " index_colorder(o.name, i.indid, v.colid, o.uid)"
       " from sysindexes i, sysobjects o, syscolumns v where o.id = i.id and o.type = 'U'"
       " and i.indid between 1 and 254 and v.id = object_id('sysreferences')"
-      " and v.colid <= i.keycnt order by i.id, i.indid, v.colid",
+      " and v.colid <= i.keycnt" +
+          reading.amongChosen("i.id") + " order by i.id, i.indid, v.colid",
       [&](const Row& row) {
         const ObjectEntry* entry = reading.table(row.number(0));
         if (entry == nullptr || row.isNull(2)) return;

@@ -21,7 +21,10 @@ constexpr TypeCode kTypeCodes[] = {
     {"SF", ObjectType::function},      {"F", ObjectType::function},
     {"TR", ObjectType::trigger},       {"IT", ObjectType::trigger},
     {"R", ObjectType::rule},           {"D", ObjectType::defaultObject},
-    {"EK", ObjectType::encryptionKey},
+    {"EK", ObjectType::encryptionKey}, {"RI", ObjectType::part},
+    {"C", ObjectType::part},           {"N", ObjectType::part},
+    {"DD", ObjectType::part},          {"PP", ObjectType::part},
+    {"PR", ObjectType::part},
 };
 
 /// Of what has a record as soon as it is known. Rules and defaults may belong to tables.
@@ -167,6 +170,7 @@ std::string statement(const Reading& reading, std::initializer_list<std::string_
 void readObjects(Reading& reading) {
   constexpr int kFirstTrigger = 9;
   std::vector<std::pair<QualifiedName, int>> named;
+  bool areSomeLeftOut = false;
   reading.session.rows(
       "objects",
       statement(reading,
@@ -193,6 +197,7 @@ void readObjects(Reading& reading) {
         if (const auto kind = kindOf(entry.type)) {
           entry.isWanted = reading.wants(*kind, reading.nameOf(entry));
           if (entry.isWanted) named.emplace_back(reading.nameOf(entry), entry.id);
+          areSomeLeftOut = areSomeLeftOut || !entry.isWanted;
         }
         reading.objects.emplace(entry.id, std::move(entry));
       });
@@ -201,6 +206,9 @@ void readObjects(Reading& reading) {
     return std::tie(a.first.name, a.first.owner) < std::tie(b.first.name, b.first.owner);
   });
   for (const auto& [name, id] : named) addRecord(reading, reading.objects.at(id));
+  if (!areSomeLeftOut) return;
+  reading.chosen.emplace();
+  for (const auto& [name, id] : named) reading.chosen->push_back(id);
 }
 
 void readObjectsAgain(Reading& reading) {

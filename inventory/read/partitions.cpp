@@ -71,16 +71,18 @@ void readRowCounts(Reading& reading) {
     if (const ObjectEntry* entry = reading.table(row.number(0)))
       reading.database.tables[entry->at].rowCount = row.large(1);
   };
+  const std::string chosen = reading.amongChosen("o.id");
   // The function of before 15.0 answers 0 later, so the new one is asked first.
   std::string reason;
   if (reading.session.rowsUnlessRefused(
           "row counts",
-          "select o.id, row_count(db_id(), o.id) from sysobjects o where o.type = 'U'", reason,
-          add))
+          "select o.id, row_count(db_id(), o.id) from sysobjects o where o.type = 'U'" + chosen,
+          reason, add))
     return;
   reading.session.rows("row counts",
                        "select i.id, rowcnt(i.doampg) from sysindexes i, sysobjects o"
-                       " where o.id = i.id and o.type = 'U' and i.indid in (0, 1)",
+                       " where o.id = i.id and o.type = 'U' and i.indid in (0, 1)" +
+                           chosen,
                        add);
 }
 

@@ -38,6 +38,16 @@ std::string Reading::segmentName(int segment) const {
   return found == segments.end() ? "segment " + std::to_string(segment) : found->second;
 }
 
+std::string Reading::among(std::string_view column,
+                           const std::optional<std::vector<int>>& ids) const {
+  constexpr std::size_t kMost = 200;
+  if (!ids || ids->size() > kMost) return {};
+  std::string list;
+  for (const int id : *ids) list += (list.empty() ? "" : ", ") + std::to_string(id);
+  // No object has the number 0.
+  return " and " + std::string(column) + " in (" + (list.empty() ? "0" : list) + ")";
+}
+
 std::string Reading::list(std::string_view table, std::string_view alias,
                           std::initializer_list<std::string_view> names) const {
   std::string all;

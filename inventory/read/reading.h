@@ -38,7 +38,8 @@ class CatalogColumns {
 };
 
 enum class ObjectType : std::uint8_t {
-  other,  ///< a foreign key, a computed column, conditions of partitions, ...
+  other,
+  part,  ///< what is read where it belongs to, or nothing that was declared
   systemTable,
   table,
   view,
@@ -134,7 +135,8 @@ struct Reading {
   std::unordered_map<int, std::string> usersOfLogins = {};  ///< by suid
   Types types = {};
   std::unordered_map<int, ObjectEntry> objects = {};
-  std::vector<Shape> tables = {}, views = {};  ///< in the order of the records
+  std::optional<std::vector<int>> chosen = {};  ///< ids, where not all objects are read
+  std::vector<Shape> tables = {}, views = {};   ///< in the order of the records
   std::unordered_map<int, TriggerState> triggers = {};
   std::unordered_set<int> checks = {};          ///< rules that are checks of tables
   std::unordered_map<int, int> messages = {};   ///< of foreign keys
@@ -171,6 +173,10 @@ struct Reading {
   /// Of a table's or view's column; empty if there is none.
   std::string columnName(const ObjectEntry& entry, int colid) const;
   std::string segmentName(int segment) const;
+  /// The condition that leaves out what is not read: " and id in (1, 2)". Empty where the server is
+  /// to send all: a list of many ids is no condition that it takes.
+  std::string among(std::string_view column, const std::optional<std::vector<int>>& ids) const;
+  std::string amongChosen(std::string_view column) const { return among(column, chosen); }
   /// How an object is replicated; empty where the catalog does not tell.
   std::string replicationModes(const ObjectEntry& entry) const;
   /// The select list of `names` with `alias.` before each; `null` for those that the server's

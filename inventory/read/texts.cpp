@@ -111,6 +111,37 @@ bool isWanted(const Reading& reading, int id) {
   return entry != nullptr && entry->isWanted;
 }
 
+/// What has a text that is needed; of a catalog that is read in full, all that have one.
+std::optional<std::vector<int>> wantedTexts(const Reading& reading) {
+  if (!reading.chosen) return std::nullopt;
+  std::vector<int> ids = *reading.chosen;
+  const auto add = [&](int id) {
+    if (id != 0) ids.push_back(id);
+  };
+  for (const ColumnReferences& one : reading.references) {
+    add(one.defaultValue);
+    add(one.computed);
+  }
+  for (const DecryptDefault& one : reading.decryptDefaults) add(one.text);
+  for (const Shape& shape : reading.tables) {
+    ids.insert(ids.end(), shape.checks.begin(), shape.checks.end());
+    for (const auto& [name, id] : shape.expressions) add(id);
+    add(shape.conditions);
+  }
+  for (const auto& [id, entry] : reading.objects) {
+    const bool isAlone = entry.type == ObjectType::rule ? !reading.checks.contains(id)
+                                                        : entry.type == ObjectType::defaultObject &&
+                                                              !reading.declaredInline.contains(id);
+    const bool isTrigger = entry.type == ObjectType::trigger && isWanted(reading, id);
+    // Conditions of permissions are objects of a type of their own.
+    if (isAlone || isTrigger || entry.type == ObjectType::other) add(id);
+  }
+  std::ranges::sort(ids);
+  const auto repeated = std::ranges::unique(ids);
+  ids.erase(repeated.begin(), repeated.end());
+  return ids;
+}
+
 /// Which objects have a text that the login may not read.
 void readUnreadable(Reading& reading) {
   reading.session.rows("owners of definitions",
@@ -134,7 +165,8 @@ void readTexts(Reading& reading) {
           reading.list("syscomments", "c",
                        {"id", "number", "colid2", "colid", "status", "partitionid"}) +
           (form == Form::utf8 ? ", convert(varbinary(255), c.text)" : ", c.text") +
-          " from syscomments c where c.texttype = 0 order by c.id, c.number, c.colid2, c.colid",
+          " from syscomments c where c.texttype = 0" + reading.among("c.id", wantedTexts(reading)) +
+          " order by c.id, c.number, c.colid2, c.colid",
       reason, [&](const Row& row) {
         if (isWanted(reading, row.number(kId))) joining.add(row);
       });

@@ -137,6 +137,48 @@ TEST_F(Live, DefinitionsBeyondAsciiArriveWhole) {
   }
 }
 
+TEST_F(Live, TheServerSendsWhatPatternsChoose) {
+  auto catalog = tds::catalogOf(kScript);
+  const tds::TdsServer server(catalog);
+  const std::string trace = (folder_ / "trace").string();
+  const std::string changed =
+      file("changed.sql", "create table s (a int)\ncreate table x (a int)\n");
+  const auto reported = [&](const std::vector<std::string>& target) {
+    std::vector<std::string> words{"compare",   changed, "--include", "s",
+                                   "--include", "x",     "--include", "u"};
+    words.insert(words.end(), target.begin(), target.end());
+    Program program(words, {{"KELVANE_PASSWORD", "x"}});
+    EXPECT_EQ(program.wait(), kDifferences);
+    return program.output();
+  };
+  for (const std::string& text :
+       {reported({"--target-server", address(server), "--target-user", "sa", "--trace", trace}),
+        reported({file("script.sql", kScript)})}) {
+    EXPECT_THAT(text, HasSubstr("\ntable dbo.x: only in source\n\ntable dbo.u: only in target\n\n"
+                                "2 differences in 2 objects: 2 tables."));
+    EXPECT_THAT(text, HasSubstr("\nkelvane: Left out by patterns: 2 objects of the source, "
+                                "4 objects of the target\n"));
+  }
+  std::ostringstream sent;
+  sent << std::ifstream(trace).rdbuf();
+  EXPECT_THAT(sent.str(), HasSubstr("c.id in ("));
+}
+
+// A line of cron mails what stands on standard error.
+TEST_F(Live, QuietSaysNothingOfWhatEveryRunLeavesOut) {
+  auto catalog = tds::catalogOf(kScript);
+  const tds::TdsServer server(catalog);
+  Program loud = withTarget("compare", server, {});
+  EXPECT_EQ(loud.wait(), kNoDifference);
+  EXPECT_THAT(loud.output(), HasSubstr("Not readable from servers"));
+  Program quiet = withTarget("compare", server, {"--quiet"});
+  EXPECT_EQ(quiet.wait(), kNoDifference);
+  EXPECT_EQ(quiet.output(), "");
+  Program weaker = withTarget("compare", server, {"--quiet", "--ignore", "lock"});
+  EXPECT_EQ(weaker.wait(), kNoDifference);
+  EXPECT_EQ(weaker.output(), "kelvane: Not compared: lock\n");
+}
+
 TEST_F(Live, APasswordComesFromItsSourcesInTheirOrder) {
   auto catalog = tds::catalogOf(kScript);
   const tds::TdsServer server(catalog, guarded());
@@ -384,9 +426,10 @@ TEST_F(Live, WhatIsRefusedIsComparedOnNeitherSide) {
   };
   EXPECT_THAT(
       compared("from sysprotects"),
-      HasSubstr("\nNo differences in what could be read. Not readable from servers: "
-                "compression, key-options, latches, logging, replication-modes. Not compared, "
-                "because it could not be read: permissions.\n"));
+      HasSubstr(
+          "\nNo differences in what could be read. Not compared, because it could not be read: "
+          "permissions. Not readable from servers: compression, key-options, latches, logging, "
+          "replication-modes.\n"));
   const std::string without = compared("select id, uid, type, name, crdate");
   EXPECT_THAT(without, HasSubstr("\nNo differences in what could be read."));
   EXPECT_THAT(without,

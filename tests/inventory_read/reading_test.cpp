@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "inventory/gaps.h"
+#include "inventory/selection.h"
 #include "tests/inventory/change_text.h"
 #include "tests/inventory_read/changed_connection.h"
 #include "tests/inventory_read/support.h"
@@ -247,6 +248,89 @@ TEST(Reading, LeavesOutWhatIsNotWanted) {
               database.aliases.empty() && database.rules.empty() && database.defaults.empty() &&
               database.functions.empty() && database.encryptionKeys.empty());
   EXPECT_TRUE(database.gaps.empty());
+}
+
+/// Patterns as on the command line; one that begins with ! excludes.
+Selection selectionOf(const Lines& patterns) {
+  std::vector<Selection::Pattern> all;
+  for (const std::string& one : patterns) {
+    const bool excludes = one.starts_with('!');
+    all.push_back({excludes ? Selection::Effect::exclude : Selection::Effect::include,
+                   one.substr(excludes ? 1 : 0),
+                   {}});
+  }
+  return Selection(all);
+}
+
+// What is not even asked for must make no difference to what takes part.
+TEST(Reading, PatternsLeaveTheSameWhetherTheServerAppliesThemOrNot) {
+  const std::vector<Lines> choices{
+      {"T"},
+      {"dbo.t"},
+      {"table:*"},
+      {"t", "p*"},
+      {"nothing"},
+      {"!t"},
+      {"!T"},
+      {"*", "!pt", "!g"},
+      {"!table:*"},
+      {"procedure:g;2"},
+      {"!g"},
+      {"!g;1"},
+      {"!g*"},
+      {"*2"},
+      {"v"},
+      {"rule:*"},
+      {"default:*"},
+      {"function:*"},
+      {"encryption-key:*"},
+      {"e"},
+      {"type:*"},
+      {"user:*"},
+      {"!user:*"},
+      {"s"},
+      {"pt"},
+  };
+  onReleases(Release::ase125, [&](Release release) {
+    auto catalog =
+        catalogOf(everything(release) +
+                      "create procedure g as select 1\n"
+                      "create procedure g;2 as select 2\n" +
+                      (release >= Release::ase15 ? "create table c (a int default 7, b as a * 2)\n"
+                                                   "create index ic on c (a * 3)\n"
+                                                 : ""),
+                  release);
+    const auto inner = catalog.connect();
+    for (const Lines& patterns : choices) {
+      const Selection selection = selectionOf(patterns);
+      for (const CaseMode mode : {CaseMode::exact, CaseMode::ignore}) {
+        Selection::Tally ofAll, ofChosen;
+        Database all = readAll(*inner, {.rowCounts = true});
+        selection.apply(all, mode, ofAll);
+        ChangedConnection connection(*inner);
+        std::vector<std::pair<Kind, QualifiedName>> unread;
+        Database chosen = readAll(
+            connection, {.rowCounts = true, .wants = [&](Kind kind, const QualifiedName& name) {
+                           if (name.owner.empty() || selection.mayTake(kind, name)) return true;
+                           unread.emplace_back(kind, name);
+                           return false;
+                         }});
+        selection.apply(chosen, mode, ofChosen);
+        for (const auto& [kind, name] : unread) selection.leaveOut(kind, name, mode, ofChosen);
+        EXPECT_EQ(chosen, all) << patterns.front();
+        EXPECT_EQ(ofChosen.matched, ofAll.matched) << patterns.front();
+        // Columns, indexes, their columns, foreign keys, texts, and rows, which two statements may
+        // ask for.
+        const auto restricted =
+            std::ranges::count_if(connection.sent(), [](const std::string& statement) {
+              return statement.find(".id in (") != statement.npos ||
+                     statement.find(".tableid in (") != statement.npos;
+            });
+        EXPECT_TRUE(unread.empty() ? restricted == 0 : restricted == 6 || restricted == 7)
+            << patterns.front() << ": " << restricted;
+      }
+    }
+  });
 }
 
 // texts
