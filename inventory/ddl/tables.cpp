@@ -68,6 +68,12 @@ class TableWriter {
     chooseQuotes();
   }
 
+  Statement columnText(const Column& column) {
+    Statement text({}, quotes());
+    addColumn(text, column);
+    return text;
+  }
+
   bool write() {
     if (!canBeWritten()) return false;
     if (!table_.proxyPlace.empty()) {
@@ -368,6 +374,10 @@ void addPartitions(Statement& statement, const std::vector<Partition>& partition
     if (!one.segment.empty()) next() << "on " << segmentName(one.segment);
   }
   statement << ")";
+}
+
+Statement columnText(Writing& writing, const Table& table, const Column& column) {
+  return TableWriter(writing, table).columnText(column);
 }
 
 bool writeTable(Writing& writing, const Table& table) {
