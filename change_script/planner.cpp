@@ -74,6 +74,8 @@ Stage stageOf(Phase phase) {
       return Stage::permissions;
     case Phase::endings:
       return Stage::endings;
+    case Phase::closing:
+      return Stage::closing;
   }
   return Stage::settings;
 }

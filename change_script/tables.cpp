@@ -410,7 +410,7 @@ class TablePlan {
     }
     if (const auto* is = std::get_if<const LogicalKey*>(&part.source)) {
       planner_.add(Stage::references, difference, planner_.fromSource([&](Writing& writing) {
-        writeLogicalKeys(writing, now_.name, {**is});
+        writeLogicalKeys(writing, titleOf(now_), now_.name, {**is});
       }));
     }
   }
@@ -457,7 +457,7 @@ void planNewTable(Planner& planner, const Change& change) {
   const std::vector<Batch> batches = planner.fromSource([&](Writing& writing) {
     if (!writeTable(writing, table)) return;
     writeIndexes(writing, table);
-    writeLogicalKeys(writing, table.name, table.logicalKeys);
+    writeLogicalKeys(writing, titleOf(table), table.name, table.logicalKeys);
     writeBindings(writing, table);
     writeTriggers(writing, table.name, table.triggers);
     writePermissions(writing, Phase::permissions, table.name, table.permissions);

@@ -169,7 +169,7 @@ inline constexpr std::tuple kAttributes<Table>{
     Attribute{"lock", &Table::lock, Family::lock},
     Attribute{"segment", &Table::segment, Family::segments},
     Attribute{"identity_gap", &Table::identityGap, Family::identityGap},
-    Attribute{"identity_burn_max", &Table::identityBurnMax, Family::identityGap},
+    Attribute{"identity_burn_max", &Table::identityBurnMax, Family::identityBurn},
     Attribute{"fillfactor", &Table::fillFactor, Family::fillFactor},
     Attribute{"max_rows_per_page", &Table::maxRowsPerPage, Family::fillFactor},
     Attribute{"exp_row_size", &Table::expectedRowSize, Family::fillFactor},

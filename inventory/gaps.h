@@ -35,7 +35,8 @@ inline constexpr std::array kUnreadParts{
     essential("types"),
     essential("objects"),
     essential("columns"),
-    unread("roles", {Family::roles, Family::permissions}),
+    // Tells groups and roles apart.
+    unread("roles", {Family::roles, Family::permissions, Family::users}),
     unread("aliases", {Family::aliases}),
     unread("roles of logins", {Family::roles}),
     unread("roles of roles", {Family::roles}),
@@ -47,7 +48,8 @@ inline constexpr std::array kUnreadParts{
     essential("constraints"),  // tells checks and rules, unique constraints and indexes apart
     unread("compiled objects", {Family::definitions, Family::defaults, Family::checks}),
     unread("indexes", {Family::keys, Family::indexes, Family::foreignKeys, Family::fillFactor,
-                       Family::identityGap, Family::lock, Family::segments, Family::partitions}),
+                       Family::identityGap, Family::lock, Family::segments, Family::partitions,
+                       Family::caches}),
     unread("columns of indexes", {Family::keys, Family::indexes}),
     unread("foreign keys", {Family::foreignKeys}),
     unread("partitions", {Family::partitions}),

@@ -89,6 +89,7 @@ struct KeyColumn {
   std::string name;  ///< or the expression of a function-based index
   bool isExpression = false;
   bool descending = false;
+  Definition::State state = Definition::State::whole;  ///< of the expression
   bool operator==(const KeyColumn&) const = default;
 };
 

@@ -1,36 +1,25 @@
 #include "inventory/roles.h"
 
 #include <algorithm>
+#include <iterator>
 #include <set>
 
-#include "inventory/attributes.h"
-
 namespace kelvane::inventory {
-namespace {
 
-template <class Record>
-void addGrantees(const Record& record, std::set<std::string>& names) {
-  if constexpr (requires { record.permissions; }) {
-    for (const Permission& permission : record.permissions) names.insert(permission.grantee);
+std::vector<std::string> takeRolesOfOneSide(Database& one, Database& other) {
+  const auto namesOf = [](const Database& database) {
+    std::set<std::string> names;
+    for (const Role& role : database.roles) names.insert(role.name);
+    return names;
+  };
+  const std::set<std::string> ours = namesOf(one), theirs = namesOf(other);
+  std::vector<std::string> taken;
+  std::ranges::set_symmetric_difference(ours, theirs, std::back_inserter(taken));
+  for (Database* database : {&one, &other}) {
+    std::erase_if(database->roles,
+                  [&](const Role& role) { return std::ranges::binary_search(taken, role.name); });
   }
-}
-
-}  // namespace
-
-std::vector<std::string> takeUnusedRoles(Database& database) {
-  std::set<std::string> used;
-  addGrantees(database.settings, used);
-  forEachObjects([&](const auto& objects) {
-    for (const auto& record : database.*objects.member) addGrantees(record, used);
-  });
-  for (const User& user : database.users) used.insert(user.roles.begin(), user.roles.end());
-  std::vector<std::string> unused;
-  std::erase_if(database.roles, [&](const Role& role) {
-    if (used.contains(role.name)) return false;
-    unused.push_back(role.name);
-    return true;
-  });
-  return unused;
+  return taken;
 }
 
 }  // namespace kelvane::inventory

@@ -1,4 +1,4 @@
-// Which roles take part where a script is compared with a server.
+// Which roles take part where a side is a server.
 #pragma once
 
 #include <string>
@@ -8,8 +8,9 @@
 
 namespace kelvane::inventory {
 
-/// Takes out the roles that nobody in the database has and that may do nothing in it: of a server
-/// they are not read. Returns their names.
-std::vector<std::string> takeUnusedRoles(Database& database);
+/// Takes out the roles that only one of the databases has. Roles are of the server, which tells of
+/// those that the database uses: whether the other server has them is not known, and what they may
+/// do is among the permissions. Returns their names, in order.
+std::vector<std::string> takeRolesOfOneSide(Database& one, Database& other);
 
 }  // namespace kelvane::inventory

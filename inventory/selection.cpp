@@ -103,10 +103,10 @@ bool Selection::mayTake(Kind kind, const QualifiedName& object) const {
   return included || !anyIncludes;
 }
 
-void Selection::leaveOut(Kind kind, const QualifiedName& object, CaseMode mode,
-                         Tally& tally) const {
-  const std::u16string plain = toUtf16(object.name);
-  takes(kind, {plain, toUtf16(object.owner) + u"." + plain}, mode, tally);
+void Selection::leaveOut(const Unread& object, CaseMode mode, Tally& tally) const {
+  std::u16string plain = toUtf16(object.name.name);
+  if (object.number > 1) plain += u';' + toUtf16(std::to_string(object.number));
+  takes(object.kind, {plain, toUtf16(object.name.owner) + u"." + plain}, mode, tally);
   ++tally.leftOut;
 }
 

@@ -63,8 +63,13 @@ class Selection {
   /// Whether an object of the catalog must be read before it is known whether it takes part: how
   /// names are compared depends on both sides, and procedures of a group are one object.
   bool mayTake(Kind kind, const QualifiedName& name) const;
-  /// Counts an object that was not read because of mayTake.
-  void leaveOut(Kind kind, const QualifiedName& name, CaseMode mode, Tally& tally) const;
+  /// An object that was not read because of mayTake; of a group of procedures each is one.
+  struct Unread {
+    Kind kind;
+    QualifiedName name;
+    int number = 1;
+  };
+  void leaveOut(const Unread& object, CaseMode mode, Tally& tally) const;
   /// Takes out of `database` what is not to take part. What the database itself declares goes by
   /// the name of the database.
   void apply(Database& database, CaseMode mode, Tally& tally) const;

@@ -85,7 +85,8 @@ std::string shown(const Definition& value) {
 std::string shown(const GivenName& value) { return value.generated ? std::string() : value.name; }
 
 std::string shown(const KeyColumn& value) {
-  return value.descending ? value.name + " desc" : value.name;
+  const std::string name = shown(Definition{value.name, value.state});
+  return value.descending ? name + " desc" : name;
 }
 
 std::string shown(const std::vector<std::string>& value) {

@@ -20,6 +20,9 @@ struct ReportHeader {
   std::vector<std::string> switches = {};  // or families that were on, by name
   std::vector<std::string> gaps = {};  // what could not be read or compared, a line each (UTF-8)
 
+  // Too much of a side could not be read; the gaps say so too.
+  bool nothingCompared = false;
+
   // What names and definitions were compared without: "case of names" (UTF-8).
   std::vector<std::string> ignored = {};
 

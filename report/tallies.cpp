@@ -15,7 +15,8 @@ constexpr int kKindWidth = 18;
 constexpr std::array<std::string_view, 4> kCountTitles{"differ", "only in source", "only in target",
                                                        "differences"};
 
-std::u16string totals(const Tallies& tallies, Coverage coverage) {
+std::u16string totals(const Tallies& tallies, const ReportHeader& header) {
+  if (header.nothingCompared) return u"Nothing was compared, because too little could be read.";
   std::int64_t total = 0, objects = 0;
   std::u16string kinds;
   for (const auto& [singular, plural, counts] : tallies) {
@@ -23,7 +24,7 @@ std::u16string totals(const Tallies& tallies, Coverage coverage) {
     total += counts.differences;
     kinds += (kinds.empty() ? u"" : u", ") + counted(counts.objects(), singular, plural);
   }
-  const bool partial = coverage == Coverage::partial;
+  const bool partial = header.coverage() == Coverage::partial;
   if (objects == 0) return partial ? u"No differences in what could be read." : u"No differences.";
   return counted(total, "difference", "differences") + u" in " +
          counted(objects, "object", "objects") + u": " + kinds +
@@ -57,7 +58,7 @@ std::u16string countsText(const KindCounts& counts) {
 }
 
 std::u16string closingLine(const Tallies& tallies, const ReportHeader& header) {
-  std::u16string line = totals(tallies, header.coverage());
+  std::u16string line = totals(tallies, header);
   for (const std::string& note : header.notes) line += u" " + toUtf16(note) + u".";
   return line;
 }

@@ -53,6 +53,7 @@ DatabaseReading readSide(Side& side, std::string_view name, const ReadingWish& w
   inventory::ReadOptions options{
       side.isEmbedded() ? inventory::StatusBits::embedded : inventory::StatusBits::server,
       wish.rowCounts,
+      {},
       {}};
   DatabaseReading reading;
   if (wish.kinds) {
@@ -63,8 +64,11 @@ DatabaseReading readSide(Side& side, std::string_view name, const ReadingWish& w
     options.wants = [&](inventory::Kind kind, const inventory::QualifiedName& name) {
       // Which roles a database uses is known from all of its users.
       if (name.owner.empty() || wish.selection->mayTake(kind, name)) return true;
-      reading.leftUnread.emplace_back(kind, name);
+      reading.leftUnread.push_back({kind, name});
       return false;
+    };
+    options.leftOut = [&reading](const inventory::QualifiedName& name, int number) {
+      reading.leftUnread.push_back({inventory::Kind::procedure, name, number});
     };
   }
   try {

@@ -26,7 +26,7 @@ struct DatabaseReading {
   std::vector<std::string> gaps;  // of the whole side; those of the database are in its record
   std::string gapsBegin;          // what the user knows those by: "source: "
   bool wasRead = true;            // false when the reading broke off: the database is empty then
-  std::vector<std::pair<inventory::Kind, inventory::QualifiedName>> leftUnread;  // by the patterns
+  std::vector<inventory::Selection::Unread> leftUnread;  // by the patterns
   bool complete = true;  // false when something of the side was not even loaded
 };
 

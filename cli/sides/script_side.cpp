@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "cli/screen/figures.h"
+#include "cli/sides/script_files.h"
 #include "cli/sides/side.h"
 #include "drivers/embedded/connection.h"
 #include "drivers/embedded/script.h"
@@ -17,7 +18,7 @@ class ScriptSide final : public Side {
   ScriptSide(embedded::EmbeddedCatalog catalog, const embedded::LoadReport& report)
       : catalog_(std::move(catalog)),
         connection_(catalog_.connect()),
-        complete_(report.succeeded()) {
+        complete_(report.succeeded() && report.undone.empty()) {
     for (const auto& one : report.incomplete) views_.push_back({one.view, one.note.describe()});
   }
   ado::Connection& connection() override { return *connection_; }
@@ -111,7 +112,9 @@ std::unique_ptr<Side> openScripts(const ScriptPlace& place, const Console& conso
       .stopAtFirstError = !place.settings.keepGoing,
       .listIgnored = place.settings.verbose,
       .progress = [&](const embedded::LoadProgress& progress) { watch.at(progress); }};
-  const embedded::LoadReport report = embedded::loadFiles(catalog, paths, options);
+  const auto texts = textsInOrder(paths);
+  const embedded::LoadReport report = texts ? embedded::loadTexts(catalog, *texts, options)
+                                            : embedded::loadFiles(catalog, paths, options);
   watch.tell();
   if (place.settings.verbose) {
     for (const auto& note : report.notes) console.complain(note.describe());
@@ -122,6 +125,7 @@ std::unique_ptr<Side> openScripts(const ScriptPlace& place, const Console& conso
   if (!lines.empty() && (!place.settings.keepGoing || !report.readable))
     throw CommandError(std::move(lines));
   for (const std::string& line : lines) console.complain(line);
+  for (const auto& transaction : report.undone) console.complain(transaction.describe());
   chooseDatabase(catalog, place);
   return std::make_unique<ScriptSide>(std::move(catalog), report);
 }

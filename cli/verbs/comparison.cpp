@@ -73,17 +73,14 @@ void leaveOutUnpublished(const std::array<Database, 2>& databases, inventory::Ru
   header.notes.push_back("Not readable from servers: " + listed(wordsOf(lost)));
 }
 
-// A server tells of the roles that the database uses.
-void leaveOutUnusedRoles(std::array<Database, 2>& databases, const inventory::Rules& rules,
-                         ReportHeader& header) {
-  if (databases[0].server.embedded == databases[1].server.embedded) return;
+// A server tells of the roles that the database uses, a script of those that it creates.
+void leaveOutRolesOfOneSide(std::array<Database, 2>& databases, const inventory::Rules& rules,
+                            ReportHeader& header) {
+  if (databases[0].server.embedded && databases[1].server.embedded) return;
   if (!rules.compares(inventory::Family::roles)) return;
-  std::string list;
-  for (const std::string& role :
-       inventory::takeUnusedRoles(databases[databases[0].server.embedded ? 0 : 1]))
-    list += (list.empty() ? "" : ", ") + role;
-  if (!list.empty())
-    header.notes.push_back("Roles that the database does not use are left out: " + list);
+  const std::vector<std::string> roles = inventory::takeRolesOfOneSide(databases[0], databases[1]);
+  if (!roles.empty())
+    header.notes.push_back("Roles that only one side uses are left out: " + listed(roles));
 }
 
 // What could not be read of one side is no difference.
@@ -150,8 +147,8 @@ void select(const CompareRequest& request, CaseMode mode, bool isProven,
   std::array<Selection::Tally, 2> tallies;
   for (std::size_t side = 0; side < 2; ++side) {
     request.selection.apply(databases[side], mode, tallies[side]);
-    for (const auto& [kind, name] : readings[side].leftUnread)
-      request.selection.leaveOut(kind, name, mode, tallies[side]);
+    for (const Selection::Unread& object : readings[side].leftUnread)
+      request.selection.leaveOut(object, mode, tallies[side]);
   }
   header.notes.push_back("Left out by patterns: " + counted(tallies[0].leftOut, "object") +
                          " of the source, " + counted(tallies[1].leftOut, "object") +
@@ -176,6 +173,7 @@ void dropUnread(std::vector<DatabaseReading>& readings, ReportHeader& header) {
     return std::ranges::any_of(one.database.gaps, isEssential);
   });
   if (areWhole && areUsable) return;
+  header.nothingCompared = true;
   header.gaps.push_back(areWhole ? "nothing was compared: too much of a side could not be read"
                                  : "nothing was compared: a side was not read to its end");
   for (DatabaseReading& one : readings) {
@@ -220,12 +218,13 @@ void Comparison::agreeOnRules() {
   const std::size_t ofOptions = header_.notes.size();
   noteServers(databases_, header_);
   leaveOutUnpublished(databases_, rules_, header_);
-  leaveOutUnusedRoles(databases_, rules_, header_);
+  leaveOutRolesOfOneSide(databases_, rules_, header_);
   ofServers_.assign(header_.notes.begin() + static_cast<std::ptrdiff_t>(ofOptions),
                     header_.notes.end());
   leaveOutUnknownRows(request_, databases_, rules_, header_);
   leaveOutUnknownColumns(databases_, header_);
-  select(request_, rules_.names, isProven_, readings_, databases_, console_, header_);
+  if (!header_.nothingCompared)
+    select(request_, rules_.names, isProven_, readings_, databases_, console_, header_);
   noteGaps();
   for (const auto& row : inventory::kFamilies) {
     if (!row.word.empty() && rules_.compares(row.family)) header_.switches.emplace_back(row.word);

@@ -15,6 +15,7 @@
 #include "cli/words/selection.h"
 #include "cli/words/side_arguments.h"
 #include "inventory/ddl/ddl.h"
+#include "inventory/ddl/files.h"
 
 namespace kelvane::cli {
 namespace {
@@ -72,6 +73,26 @@ void select(const Selection& selection, inventory::Database& database, const Con
   for (const std::string& line : unmatched.others) console.complain(line);
 }
 
+// What a server declares and does not show. None for the embedded catalog, which shows everything.
+std::optional<std::string> unreadable(const inventory::Server& server) {
+  if (server.embedded) return std::nullopt;
+  std::string words;
+  for (const inventory::FamilyRow& row : inventory::kFamilies) {
+    if (!inventory::unpublishedFamilies().test(static_cast<std::size_t>(row.family))) continue;
+    words += (words.empty() ? "" : ", ") + std::string(row.word);
+  }
+  return "Not readable from servers, left out: " + words;
+}
+
+void writeScript(const inventory::Script& script, const inventory::Server& server,
+                 const Console& console) {
+  const Undertaking writing(console, u"", "interrupted while writing: the script is incomplete");
+  console.out << inventory::fileHead("database " + server.database);
+  if (const auto text = unreadable(server)) console.out << "\n-- " << *text << "\ngo\n";
+  write(script, console.out);
+  console.out.flush();
+}
+
 }  // namespace
 
 std::vector<OptionFamily> ddlOptions() {
@@ -101,11 +122,9 @@ ExitStatus runDdl(const Arguments& arguments, const Console& console, const Open
   if (const auto folder = arguments.value(kOutput)) {
     writeFolder(script, *folder, isWhole, console);
   } else {
-    const Undertaking writing(console, u"", "interrupted while writing: the script is incomplete");
-    console.out << ddlHead("database " + side.database.server.database);
-    write(script, console.out);
-    console.out.flush();
+    writeScript(script, side.database.server, console);
   }
+  if (const auto text = unreadable(side.database.server)) console.complain(*text);
   for (const inventory::Omission& one : script.omissions)
     gaps.push_back("left out: " + one.what + ": " + one.reason);
   return tellGaps(gaps, console);

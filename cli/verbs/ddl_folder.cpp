@@ -11,24 +11,18 @@
 #include <vector>
 
 #include "cli/screen/interruption.h"
+#include "inventory/ddl/files.h"
 
 namespace kelvane::cli {
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string contentOf(const inventory::ScriptedObject& object) {
-  std::ostringstream out;
-  out << ddlHead(std::string(rowOf(object.kind).singular) + " " + object.name);
-  write(object, out);
-  return out.str();
-}
-
 bool isOurs(const fs::path& file) {
   std::ifstream stream(file, std::ios::binary);
-  std::string begin(kDdlMark.size(), '\0');
+  std::string begin(inventory::kFileMark.size(), '\0');
   stream.read(begin.data(), static_cast<std::streamsize>(begin.size()));
-  return begin == kDdlMark;
+  return begin == inventory::kFileMark;
 }
 
 bool holds(const fs::path& file, const std::string& content) {
@@ -88,12 +82,6 @@ std::vector<fs::path> filesOfOurs(const fs::path& folder) {
 
 }  // namespace
 
-std::string ddlHead(std::string_view of) {
-  std::string line(kDdlMark);
-  for (const char c : of) line += c == '\n' || c == '\r' ? ' ' : c;
-  return line + "\ngo\n";
-}
-
 void writeFolder(const inventory::Script& script, const std::string& folder, bool removesOthers,
                  const Console& console) {
   std::vector<std::string> foreign;
@@ -114,7 +102,7 @@ void writeFolder(const inventory::Script& script, const std::string& folder, boo
                             "interrupted while writing: files may be missing in '" + folder + "'");
   for (const inventory::ScriptedObject& object : script.objects) {
     const fs::path path = fs::path(folder) / object.file;
-    const std::string content = contentOf(object);
+    const std::string content = fileText(object);
     if (holds(path, content)) continue;
     replace(path, content);
   }

@@ -4,22 +4,15 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "cli/screen/console.h"
 #include "inventory/ddl/script.h"
 
 namespace kelvane::cli {
 
-// The first line of what the command writes begins with it.
-inline constexpr std::string_view kDdlMark = "-- Written by kelvane ddl: ";
-
-// A comment in a batch of its own, so that it is not kept as a part of what follows.
-std::string ddlHead(std::string_view of);
-
 // Files that would be the same are left alone. `removesOthers`: files of ours that stand for
-// nothing in the script are removed, which is told. Throws CommandError, for a file that somebody
-// else wrote before anything is written.
+// nothing in the script are removed, and a line says so. Throws CommandError, for a file that
+// somebody else wrote before anything is written.
 void writeFolder(const inventory::Script& script, const std::string& folder, bool removesOthers,
                  const Console& console);
 

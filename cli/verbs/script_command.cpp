@@ -16,7 +16,6 @@
 #include "cli/words/overwriting.h"
 #include "cli/words/side_arguments.h"
 #include "inventory/ddl/statement.h"
-#include "inventory/roles.h"
 
 namespace kelvane::cli {
 namespace {
@@ -94,11 +93,13 @@ class Scripting {
   ExitStatus run(const OpenSide& open) {
     refuseOverwriting(arguments_, request_.places, {.written = {kTrace, kOutput}});
     comparison_.read(open);
+    const auto& [source, target] = comparison_.databases();
+    for (const inventory::Database* side : {&target, &source})
+      roles_.insert(roles_.end(), side->roles.begin(), side->roles.end());
     comparison_.agreeOnRules();
     comparison_.compare();
     comparison_.noteIncompleteSides();
     comparison_.accept();
-    const auto& [source, target] = comparison_.databases();
     options_.release = releaseFor(target.server);
     script_ = plan(source, target, comparison_.changes(), options_);
     const std::string text = textOf({});
@@ -116,15 +117,31 @@ class Scripting {
 
   void tryOut(const std::string& text) {
     const auto& [source, target] = comparison_.databases();
-    Proof proof = prove(target, options_.release, text);
+    Proof proof = prove(withRoles(target), options_.release, text);
     obstacles_ = std::move(proof.obstacles);
     if (!obstacles_.empty()) return;
     result_ = std::move(proof.result);
-    if (!source.server.embedded) inventory::takeUnusedRoles(result_);
+    if (!source.server.embedded || !target.server.embedded) {
+      std::erase_if(result_.roles, [&](const inventory::Role& one) {
+        return std::ranges::find(source.roles, one.name, &inventory::Role::name) ==
+               source.roles.end();
+      });
+    }
     Selection::Tally uncounted;
     request_.selection.apply(result_, comparison_.rules().names, uncounted);
     left_ = inventory::compare(source, result_, comparison_.rules());
     isTried_ = true;
+  }
+
+  /// With the roles of the server that the comparison left out: permissions name them.
+  inventory::Database withRoles(const inventory::Database& target) const {
+    inventory::Database whole = target;
+    if (comparison_.databases()[0].server.embedded && target.server.embedded) return whole;
+    for (const inventory::Role& role : roles_) {
+      if (std::ranges::find(whole.roles, role.name, &inventory::Role::name) == whole.roles.end())
+        whole.roles.push_back(role);
+    }
+    return whole;
   }
 
   bool isProved() const { return isTried_ && left_.empty(); }
@@ -191,6 +208,7 @@ class Scripting {
   Comparison comparison_;
   change_script::PlanOptions options_;
   change_script::ChangeScript script_;
+  std::vector<inventory::Role> roles_;  // of both sides, as they were read
   bool isTried_ = false;
   std::vector<std::string> obstacles_;
   inventory::Database result_;

@@ -99,10 +99,11 @@ kelvane script new.sql prod.json --allow drop-object,revoke)",
      snapshotOptions, runSnapshot},
     {"ddl", "writes a database as T-SQL", "SIDE",
      R"(Writes the T-SQL that makes the database again, in an order that runs, for isql and other tools
-that know go. With -o, a file for each object: made for version control and review. Files of objects
-that are gone are removed; files that kelvane did not write are left alone.
-The script is for the release of the side, or for that of --ase. What the release does not have, and
-texts that cannot be read, are comments.)",
+that know go. With -o, a file for each object, made for version control and review. The folder is a
+side like any other. Files of objects that are gone are removed; files that kelvane did not write
+are left alone.
+The script is for the release of the side, or for that of --ase. What the release does not have,
+texts that cannot be read, and what needs them, are comments.)",
      R"(kelvane ddl odbc:DSN=prod > prod.sql
 kelvane ddl prod.json --ase 16 -o schema)",
      kOfReadings, Sides::one, nothing, ddlOptions, runDdl},
@@ -166,8 +167,9 @@ std::vector<const Option*> optionsOf(const Verb& verb, Elsewhere elsewhere) {
 
 constexpr std::string_view kAboutSides =
     R"(Each of SOURCE, TARGET and SIDE is one of
-  - T-SQL script files or folders with .sql files, which are run in the order of their names; all
-    scripts of a side run on one empty database, in the order given
+  - T-SQL script files or folders with .sql files, which are run in the order of their names, or in
+    an order that fits if kelvane ddl wrote them; all scripts of a side run on one empty database,
+    in the order given
   - a live server: odbc: and a connection string, such as odbc:DSN=prod;UID=sa, or the options
     --source-server, --target-server and --server
   - a snapshot: a .json file written by kelvane snapshot; it contains no rows

@@ -241,6 +241,28 @@ class Loader {
     return runBatches(name, text, batches);
   }
 
+  // Several scripts. textOf(number) is none when it cannot be read, which is then in the report.
+  template <class NameOf, class TextOf>
+  void runAll(std::size_t scripts, NameOf nameOf, TextOf textOf) {
+    bool ranAnything = false;
+    for (std::size_t at = 0; at < scripts && !stopped(); ++at) {
+      const std::string name = nameOf(at);
+      begin(name, at + 1, scripts);
+      const auto text = textOf(at);
+      if (!text) break;
+      if (run(name, *text)) {
+        ranAnything = true;
+      } else {
+        report.notes.push_back({name, 0, 0, std::string(kNothing), ""});
+      }
+    }
+    if (!ranAnything && !stopped()) {
+      for (std::size_t at = 0; at < scripts; ++at)
+        refuse(report, nameOf(at), std::string(kNothing));
+    }
+    completeViews();
+  }
+
   // The databases that they use may have come behind them, and views over such views too.
   void completeViews() {
     if (stopped()) return;
@@ -284,6 +306,12 @@ class Loader {
         if (!goesOn(session)) break;
       }
       if (!goesOn(session)) break;
+    }
+    if (session.transactions.hasChanges()) {
+      report.undone.push_back({std::string(name), 0, 0,
+                               "a transaction is still open at the end of the script, which undoes "
+                               "what it changed; end it with 'commit'",
+                               ""});
     }
     server_.database = session.caller.database;
     return ranAnything;
@@ -418,26 +446,20 @@ LoadReport loadScript(EmbeddedCatalog& catalog, std::string_view name, std::stri
 LoadReport loadFiles(EmbeddedCatalog& catalog, std::span<const fs::path> places,
                      const LoadOptions& options) {
   Loader loader(catalog, options);
-  LoadReport& report = loader.report;
-  const std::vector<fs::path> files = filesOf(places, report);
-  bool ranAnything = false;
-  for (const fs::path& file : files) {
-    if (loader.stopped()) break;
-    const std::string name = file.string();
-    loader.begin(name, static_cast<std::size_t>(&file - files.data()) + 1, files.size());
-    const auto content = contentOf(file, report);
-    if (!content) break;
-    if (loader.run(name, *content)) {
-      ranAnything = true;
-    } else {
-      report.notes.push_back({name, 0, 0, std::string(kNothing), ""});
-    }
-  }
-  if (!ranAnything && !loader.stopped()) {
-    for (const fs::path& file : files) refuse(report, file.string(), std::string(kNothing));
-  }
-  loader.completeViews();
-  return std::move(report);
+  const std::vector<fs::path> files = filesOf(places, loader.report);
+  loader.runAll(
+      files.size(), [&](std::size_t at) { return files[at].string(); },
+      [&](std::size_t at) { return contentOf(files[at], loader.report); });
+  return std::move(loader.report);
+}
+
+LoadReport loadTexts(EmbeddedCatalog& catalog, std::span<const ScriptText> texts,
+                     const LoadOptions& options) {
+  Loader loader(catalog, options);
+  loader.runAll(
+      texts.size(), [&](std::size_t at) { return texts[at].name; },
+      [&](std::size_t at) { return std::optional<std::string_view>(texts[at].text); });
+  return std::move(loader.report);
 }
 
 }  // namespace kelvane::embedded

@@ -43,6 +43,8 @@ struct LoadReport {
   /// Views whose columns are not known, because they use a database that no script creates, or
   /// something that is not in it.
   std::vector<ViewWithoutColumns> incomplete;
+  /// Transactions that were open at the end of a script, which undoes what they changed.
+  std::vector<ScriptNote> undone;
   /// False when a file could not be read or holds no script, an error with any options.
   bool readable = true;
 
@@ -81,7 +83,16 @@ bool isScriptOf(const std::filesystem::path& folder, const std::filesystem::path
 LoadReport loadFiles(EmbeddedCatalog& catalog, std::span<const std::filesystem::path> places,
                      const LoadOptions& options = {});
 
-/// One of them.
+struct ScriptText {
+  std::string name;  ///< what messages call it
+  std::string text;
+};
+
+/// The same for scripts that somebody else read.
+LoadReport loadTexts(EmbeddedCatalog& catalog, std::span<const ScriptText> texts,
+                     const LoadOptions& options = {});
+
+/// One file or folder.
 inline LoadReport loadFile(EmbeddedCatalog& catalog, const std::filesystem::path& place,
                            const LoadOptions& options = {}) {
   return loadFiles(catalog, {&place, 1}, options);

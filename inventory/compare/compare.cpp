@@ -49,7 +49,9 @@ std::string compared(const DefaultValue& value, const Rules& rules) {
 std::string compared(const std::vector<KeyColumn>& value, const Rules& rules) {
   std::string all;
   for (const KeyColumn& key : value) {
-    all += key.isExpression ? reduced(key.name, rules) : folded(key.name, rules.names);
+    all += key.state != Definition::State::whole ? shown(key)
+           : key.isExpression                    ? reduced(key.name, rules)
+                                                 : folded(key.name, rules.names);
     all += key.descending ? " desc\n" : "\n";
   }
   return all;
@@ -202,6 +204,12 @@ class Comparison {
       // A gap says so; what is in it is not known.
       using State = Definition::State;
       return a->state == State::unreadable || b->state == State::unreadable ||
+             compared(a, rules_) == compared(b, rules_);
+    } else if constexpr (std::is_same_v<Value, std::vector<KeyColumn>>) {
+      const auto isUnreadable = [](const KeyColumn& key) {
+        return key.state == Definition::State::unreadable;
+      };
+      return std::ranges::any_of(a, isUnreadable) || std::ranges::any_of(b, isUnreadable) ||
              compared(a, rules_) == compared(b, rules_);
     } else {
       return compared(a, rules_) == compared(b, rules_);

@@ -45,6 +45,14 @@ bool isWordLetter(char letter) {
          letter == '#' || letter == '$';
 }
 
+/// Up to and with the line break, where only blanks stand before it.
+std::size_t restOfLine(std::string_view text) {
+  const std::size_t end = text.find_first_not_of(" \t");
+  if (end == text.npos) return 0;
+  if (!isLineBreak(text[end])) return 0;
+  return end + (text.substr(end).starts_with("\r\n") ? 2 : 1);
+}
+
 /// Puts a definition together again without what is ignored. Where that stood between two words, a
 /// blank keeps them apart.
 class Reduction {
@@ -58,6 +66,13 @@ class Reduction {
     text_ += letter;
   }
   void drop() { isDropped_ = true; }
+  /// Takes off blanks at the begin of a line; false where something else stands on it.
+  bool beginLineAgain() {
+    const std::size_t last = text_.find_last_not_of(" \t");
+    if (last != text_.npos && !isLineBreak(text_[last])) return false;
+    text_.resize(last == text_.npos ? 0 : last + 1);
+    return true;
+  }
   void add(char letter) {
     const bool isIgnored = (letter == ' ' && rules_.ignoreSpaces) ||
                            (letter == '\t' && rules_.ignoreTabs) ||
@@ -89,6 +104,9 @@ std::string reduced(std::string_view definition, const Rules& rules) {
     if (isLineComment || first.starts_with("/*")) {
       if (rules.ignoreComments) {
         text.drop();
+        // A line that has nothing else goes as a whole.
+        const std::size_t rest = restOfLine(definition);
+        if (rest > 0 && text.beginLineAgain()) definition.remove_prefix(rest);
         continue;
       }
       for (const char letter : first) text.add(letter);

@@ -45,9 +45,12 @@ std::string_view wordOf(Kind kind, const Record& record) {
 }
 
 Title titleOf(const Permission& permission, bool isOnOneSide, std::string_view owner) {
-  if (!isOnOneSide) return {{}, nameOf(permission)};
+  const bool isUsual =
+      permission.grantor.empty() || permission.grantor == (owner.empty() ? kUsualGrantor : owner);
+  if (!isOnOneSide)
+    return {{}, nameOf(permission) + (isUsual ? "" : " granted by " + permission.grantor)};
   Permission granted = permission;
-  if (granted.grantor == (owner.empty() ? kUsualGrantor : owner)) granted.grantor.clear();
+  if (isUsual) granted.grantor.clear();
   return {{}, declaration(granted), true};
 }
 

@@ -22,9 +22,9 @@ std::array<std::string, 3> numbersOf(const std::string& text) {
   return numbers;
 }
 
-void writeMessage(Writing& writing, const Table& table, const NameInBatch& name,
-                  const std::optional<std::int32_t>& message) {
-  if (!message) return;
+void writeMessage(Writing& writing, const Table& table, const std::string& title,
+                  const NameInBatch& name, const std::optional<std::int32_t>& message) {
+  if (!message || writing.isLeftOut(title)) return;
   writing.call(Phase::bindings,
                name.before + "exec sp_bindmsg " + name.argument + ", " + std::to_string(*message),
                userOf(table));
@@ -32,22 +32,32 @@ void writeMessage(Writing& writing, const Table& table, const NameInBatch& name,
 
 void writeIndexSettings(Writing& writing, const Table& table, const NameInBatch& name,
                         const std::string& title, const IndexStorage& index) {
+  if (writing.isLeftOut(title)) return;
   writeCaches(writing, table, name, index.cache, index.cacheStrategy);
-  if (!index.parallelDegree || !writing.allows(TargetRelease::ase15, Phase::bindings,
-                                               titleOf(table) + ": " + title + ": parallel degree"))
+  if (!index.parallelDegree ||
+      !writing.allows(TargetRelease::ase15, Phase::bindings, title + ": parallel degree"))
     return;
-  writing.call(Phase::bindings, name.before + "declare @index varchar(255)\nselect @index = " +
-                                    argument({table.name.owner, table.name.name}) + " + '.' + " +
-                                    name.argument + "\nexec sp_chgattribute @index, 'plldegree', " +
-                                    std::to_string(*index.parallelDegree));
+  const std::vector<std::string> path{table.name.owner, table.name.name};
+  const std::string degree = ", 'plldegree', " + std::to_string(*index.parallelDegree);
+  if (name.given) {
+    return writing.call(Phase::bindings, "exec sp_chgattribute " +
+                                             argument({path[0], path[1], *name.given}) + degree);
+  }
+  writing.call(Phase::bindings, name.before + "select " + name.argument + " = " + argument(path) +
+                                    " + '.' + " + name.argument + "\nexec sp_chgattribute " +
+                                    name.argument + degree);
 }
 
 }  // namespace
 
 void writeForeignKeys(Writing& writing, const Table& table) {
   for (const ForeignKey& key : table.foreignKeys) {
-    const std::string title = titleOf(table) + ": foreign key " + shown(key.name);
+    const std::string title = titleOfPart(table, "foreign key", key.name);
     if (!writing.allowsName(shown(key.name), Phase::references, title)) continue;
+    if (key.referenced.database.empty() &&
+        !allowsReference(writing, Phase::references, title,
+                         {key.referenced.owner, key.referenced.name}, key.referencedColumns))
+      continue;
     Statement alter("alter table ");
     alter.name(table.name) << " add ";
     if (!key.name.generated) alter << "constraint ", alter.name(key.name.name) << " ";
@@ -56,11 +66,11 @@ void writeForeignKeys(Writing& writing, const Table& table) {
     alter.name(key.referenced) << " ";
     alter.names(key.referencedColumns) << (key.matchFull ? " match full" : "");
     writing.add(Phase::references, alter);
-    writeMessage(writing, table, nameInBatch(table, key), key.message);
+    writeMessage(writing, table, title, nameInBatch(table, key), key.message);
   }
 }
 
-void writeLogicalKeys(Writing& writing, const QualifiedName& table,
+void writeLogicalKeys(Writing& writing, const std::string& title, const QualifiedName& table,
                       const std::vector<LogicalKey>& keys) {
   const auto isBefore = [&](const LogicalKey& key) {
     return std::tie(table.owner, table.name, key.columns) <=
@@ -69,6 +79,10 @@ void writeLogicalKeys(Writing& writing, const QualifiedName& table,
   for (const LogicalKey& key : keys) {
     // Common keys stand with both tables.
     if (key.kind == "common" && !isBefore(key)) continue;
+    if (!key.other.name.empty() &&
+        !allowsReference(writing, Phase::bindings, title + ": logical key " + nameOf(key),
+                         key.other, key.otherColumns))
+      continue;
     std::string call = "exec sp_" + key.kind + "key " + argument({table.owner, table.name});
     if (!key.other.name.empty()) call += ", " + argument({key.other.owner, key.other.name});
     for (std::size_t at = 0; at < key.columns.size(); ++at) {
@@ -113,18 +127,22 @@ void writeLockPromotion(Writing& writing, Phase phase, const std::string& target
 }
 
 void writeBindings(Writing& writing, const Table& table) {
-  const auto bind = [&](std::string_view procedure, const QualifiedName& bound,
+  const auto bind = [&](std::string_view procedure, Kind kind, const QualifiedName& bound,
                         const Column& column) {
     if (bound == QualifiedName{}) return;
+    const std::string what = titleOf(table) + ": column " + column.name + ": ";
+    if (!writing.allowsUse(Phase::bindings, what + std::string(rowOf(kind).singular),
+                           titleOf(kind, shown(bound))))
+      return;
     writing.call(Phase::bindings,
                  "exec " + std::string(procedure) + " " + argument({bound.owner, bound.name}) +
                      ", " + argument({table.name.name, column.name}),
                  userOf(table));
   };
   for (const Column& column : table.columns) {
-    bind("sp_bindefault", column.defaultValue->bound, column);
-    bind("sp_bindrule", *column.rule, column);
-    bind("sp_bindrule", *column.accessRule, column);
+    bind("sp_bindefault", Kind::defaultObject, column.defaultValue->bound, column);
+    bind("sp_bindrule", Kind::rule, *column.rule, column);
+    bind("sp_bindrule", Kind::rule, *column.accessRule, column);
     if (column.replication->empty()) continue;
     writing.call(
         Phase::bindings,
@@ -134,18 +152,24 @@ void writeBindings(Writing& writing, const Table& table) {
   }
   for (const KeyConstraint& key : table.keys) {
     const NameInBatch name = nameInBatch(table, key);
-    writeMessage(writing, table, name, key.message);
-    writeIndexSettings(writing, table, name, "constraint " + shown(key.name), key);
+    const std::string title = titleOfPart(table, "constraint", key.name);
+    writeMessage(writing, table, title, name, key.message);
+    writeIndexSettings(writing, table, name, title, key);
   }
-  for (const Check& check : table.checks)
-    writeMessage(writing, table, nameInBatch(table, check), check.message);
-  for (const Index& index : table.indexes)
-    writeIndexSettings(writing, table, {{}, argument({index.name})}, "index " + index.name, index);
+  for (const Check& check : table.checks) {
+    if (check.condition.state == Definition::State::whole)
+      writeMessage(writing, table, titleOfPart(table, "check", check.name),
+                   nameInBatch(table, check), check.message);
+  }
+  for (const Index& index : table.indexes) {
+    writeIndexSettings(writing, table, nameInBatch(index),
+                       titleOfPart(table, "index", {index.name, false}), index);
+  }
   writeReplication(writing, table);
   const auto [dataCache, textCache] = dataAndTexts(table.cache, "; ");
   const auto [dataStrategy, textStrategy] = dataAndTexts(table.cacheStrategy, "; ");
-  writeCaches(writing, table, {{}, "'table only'"}, dataCache, dataStrategy);
-  writeCaches(writing, table, {{}, "'text only'"}, textCache, textStrategy);
+  writeCaches(writing, table, {{}, "'table only'", {}}, dataCache, dataStrategy);
+  writeCaches(writing, table, {{}, "'text only'", {}}, textCache, textStrategy);
   writeLockPromotion(writing, Phase::bindings, argument({table.name.owner, table.name.name}),
                      table.pageLockPromotion, table.rowLockPromotion);
 }

@@ -9,15 +9,11 @@
 namespace kelvane::inventory {
 namespace {
 
-std::string titleOf(Kind kind, const std::string& name) {
-  return std::string(rowOf(kind).singular) + " " + name;
-}
-
 void writeView(Writing& writing, const View& view) {
   const std::string title = titleOf(Kind::view, shown(view.name));
   if (view.precomputed && !writing.allows(TargetRelease::ase15, Phase::compiled, title)) return;
   if (!writing.addDefinition(Phase::compiled, title, view.definition, view.name.owner)) return;
-  writeLogicalKeys(writing, view.name, view.logicalKeys);
+  writeLogicalKeys(writing, title, view.name, view.logicalKeys);
   writeTriggers(writing, view.name, view.triggers);
   writePermissions(writing, Phase::permissions, view.name, view.permissions);
 }
@@ -33,6 +29,9 @@ void writeFunction(Writing& writing, const Function& function) {
 void writeProcedure(Writing& writing, const Procedure& procedure) {
   const std::string title = titleOf(Kind::procedure, nameOf(procedure));
   const std::string user = Writing::userFor(procedure.name.owner);
+  for (const Parameter& parameter : procedure.parameters) {
+    if (!writing.allowsType(parameter.type, Phase::compiled, title)) return;
+  }
   if (procedure.language == "library") {
     writing.call(Phase::compiled, "exec sp_addextendedproc " + argument({procedure.name.name}) +
                                       ", " + literal(procedure.definition.text));

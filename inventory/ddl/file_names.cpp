@@ -97,13 +97,13 @@ void tellApart(std::vector<ScriptedObject>& objects) {
     const std::size_t slash = object.file.find('/') + 1, dot = object.file.rfind('.');
     const std::string name = object.file.substr(slash, dot - slash);
     // The digits of %2E are capital letters as well.
-    std::string told;
+    std::string spelled;
     for (std::size_t at = 0; at < name.size(); ++at) {
       const bool isCode = name[at] == '%';
-      told += isCode ? name.substr(at, 3) : withoutCapitals(name.substr(at, 1));
+      spelled += isCode ? name.substr(at, 3) : withoutCapitals(name.substr(at, 1));
       if (isCode) at += 2;
     }
-    object.file = object.file.substr(0, slash) + shortened(std::move(told)) + ".sql";
+    object.file = object.file.substr(0, slash) + shortened(std::move(spelled)) + ".sql";
   }
 }
 

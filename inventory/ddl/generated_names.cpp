@@ -10,12 +10,13 @@ constexpr std::string_view kVariable = "@name";
 std::string nameOf(const Table& table) { return argument({table.name.owner, table.name.name}); }
 std::string idOf(const Table& table) { return "object_id(" + nameOf(table) + ")"; }
 
-NameInBatch given(const GivenName& name) { return {{}, argument({name.name})}; }
+NameInBatch given(const std::string& name) { return {{}, argument({name}), name}; }
 
 NameInBatch found(std::string expression, std::string from) {
   return {"declare @name varchar(255)\nselect @name = " + std::move(expression) + "\n    from " +
               std::move(from) + "\n",
-          std::string(kVariable)};
+          std::string(kVariable),
+          {}};
 }
 
 NameInBatch foundConstraint(const Table& table, const std::string& other, std::string condition) {
@@ -26,8 +27,10 @@ NameInBatch foundConstraint(const Table& table, const std::string& other, std::s
 
 }  // namespace
 
+NameInBatch nameInBatch(const Index& index) { return given(index.name); }
+
 NameInBatch nameInBatch(const Table& table, const KeyConstraint& key) {
-  if (!key.name.generated) return given(key.name);
+  if (!key.name.generated) return given(key.name.name);
   std::string from = "sysindexes where id = " + idOf(table) + " and status & 2048 " +
                      (key.primary ? "!= 0" : "= 0 and status2 & 2 != 0");
   const auto column = [&](std::size_t number) {
@@ -39,7 +42,7 @@ NameInBatch nameInBatch(const Table& table, const KeyConstraint& key) {
 }
 
 NameInBatch nameInBatch(const Table& table, const ForeignKey& key) {
-  if (!key.name.generated) return given(key.name);
+  if (!key.name.generated) return given(key.name.name);
   std::string condition =
       " and r.constrid = c.constrid and r.keycnt = " + std::to_string(key.columns.size());
   for (std::size_t at = 0; at < key.columns.size(); ++at) {
@@ -54,7 +57,7 @@ NameInBatch nameInBatch(const Table& table, const ForeignKey& key) {
 }
 
 NameInBatch nameInBatch(const Table& table, const Check& check) {
-  if (!check.name.generated) return given(check.name);
+  if (!check.name.generated) return given(check.name.name);
   // A piece of a text, as the catalog keeps it, is 255 bytes.
   constexpr std::size_t kLongest = 200;
   std::size_t length = std::min(check.condition.text.size(), kLongest);

@@ -3,6 +3,7 @@
 // Free functions.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "inventory/records.h"
@@ -14,8 +15,10 @@ namespace kelvane::inventory {
 struct NameInBatch {
   std::string before = {};
   std::string argument = {};
+  std::optional<std::string> given = {};  ///< the name, if it is known
 };
 
+NameInBatch nameInBatch(const Index& index);
 NameInBatch nameInBatch(const Table& table, const KeyConstraint& key);
 /// Of several that say the same: one that no message is bound to yet.
 NameInBatch nameInBatch(const Table& table, const ForeignKey& key);

@@ -1,10 +1,58 @@
 // Groups, roles, users and aliases.
 
+#include <algorithm>
+#include <array>
+#include <map>
+#include <set>
+#include <string_view>
+#include <utility>
+
 #include "inventory/ddl/writing.h"
 #include "inventory/shown.h"
 
 namespace kelvane::inventory {
 namespace {
+
+using Names = std::set<std::string_view>;
+
+/// Who has objects may have lost the right to create them since.
+class CreationRights {
+ public:
+  explicit CreationRights(const Database& database) {
+    need("create view", database.views);
+    need("create procedure", database.procedures);
+    need("create function", database.functions);
+    need("create rule", database.rules);
+    need("create default", database.defaults);
+    for (const Permission& one : database.settings.permissions)
+      known_.emplace(one.grantee, one.action);
+  }
+
+  /// Those that the user needs and that nothing gives or takes.
+  std::vector<std::string_view> missing(const User& user) const {
+    std::vector<std::string_view> actions;
+    const auto needed = needed_.find(user.name);
+    if (needed == needed_.end()) return actions;
+    for (const std::string_view action : needed->second) {
+      const bool isKnown =
+          std::ranges::any_of(std::array<std::string_view, 3>{user.name, user.group, "public"},
+                              [&](std::string_view grantee) {
+                                return known_.contains({grantee, action});
+                              });
+      if (!isKnown) actions.push_back(action);
+    }
+    return actions;
+  }
+
+ private:
+  template <class Record>
+  void need(std::string_view action, const std::vector<Record>& records) {
+    for (const Record& one : records) needed_[one.name.owner].insert(action);
+  }
+
+  std::map<std::string_view, Names> needed_;  ///< by owner
+  std::set<std::pair<std::string_view, std::string_view>> known_;
+};
 
 /// Roles are of the server, which may have them.
 void addRole(Writing& writing, Phase phase, const std::string& role) {
@@ -16,10 +64,11 @@ void addRole(Writing& writing, Phase phase, const std::string& role) {
               {}, create.needsQuotedIdentifier());
 }
 
-void grantRoles(Writing& writing, const std::vector<std::string>& roles, const std::string& to) {
+/// `known`: roles that have objects of their own.
+void grantRoles(Writing& writing, const Names& known, const std::vector<std::string>& roles,
+                const std::string& to) {
   for (const std::string& role : roles) {
-    // The database may not know it.
-    addRole(writing, Phase::settings, role);
+    if (!known.contains(role)) addRole(writing, Phase::settings, role);
     Statement grant("grant role ");
     grant.name(role) << " to ";
     grant.name(to);
@@ -27,7 +76,20 @@ void grantRoles(Writing& writing, const std::vector<std::string>& roles, const s
   }
 }
 
-void writeUser(Writing& writing, const User& user) {
+void writeRights(Writing& writing, const CreationRights& rights, const User& user) {
+  for (const std::string_view action : rights.missing(user)) {
+    const auto add = [&](Phase phase, std::string_view verb, std::string_view preposition) {
+      Statement statement(verb);
+      statement << " " << action << preposition;
+      statement.name(user.name);
+      writing.add(phase, statement);
+    };
+    add(Phase::principals, "grant", " to ");
+    add(Phase::endings, "revoke", " from ");
+  }
+}
+
+void writeUser(Writing& writing, const Names& known, const User& user) {
   const std::string& login = user.login.empty() ? user.name : user.login;
   if (user.name == "guest") {
     writing.call(Phase::principals, "if user_id('guest') is null exec sp_adduser 'guest'");
@@ -36,7 +98,7 @@ void writeUser(Writing& writing, const User& user) {
                                         literal(user.name) +
                                         (user.group.empty() ? "" : ", " + literal(user.group)));
   }
-  grantRoles(writing, user.roles, login);
+  grantRoles(writing, known, user.roles, login);
 }
 
 }  // namespace
@@ -52,10 +114,13 @@ std::string withLogin(const std::string& login) {
 
 void writePrincipals(Writing& writing) {
   const Database& database = writing.database();
+  const CreationRights rights(database);
+  Names known;
+  for (const Role& role : database.roles) known.insert(role.name);
   for (const Role& role : database.roles) {
     writing.begin(Kind::role, role.name, {role.name});
     addRole(writing, Phase::settings, role.name);
-    grantRoles(writing, role.roles, role.name);
+    grantRoles(writing, known, role.roles, role.name);
     writing.end();
   }
   for (const Group& group : database.groups) {
@@ -65,7 +130,8 @@ void writePrincipals(Writing& writing) {
   }
   for (const User& user : database.users) {
     writing.begin(Kind::user, user.name, {user.name});
-    writeUser(writing, user);
+    writeUser(writing, known, user);
+    writeRights(writing, rights, user);
     writing.end();
   }
   for (const Alias& alias : database.aliases) {

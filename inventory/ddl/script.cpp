@@ -2,13 +2,26 @@
 
 #include <algorithm>
 
+#include "inventory/ddl/batch_lines.h"
 #include "inventory/ddl/statement.h"
 
 namespace kelvane::inventory {
 namespace {
 
-/// Whether a text that ends within a line keeps its end, which takes a statement around it.
-enum class TextEnds : std::uint8_t { exact, asLines };
+/// How a text that ends within a line keeps its end.
+enum class TextEnds : std::uint8_t { byStatement, byMark };
+
+/// The text as literals, of which none has a line that isql takes for a command.
+std::string execution(std::string_view text) {
+  std::string all = "exec(";
+  std::size_t begin = 0;
+  for (std::size_t at = 0; at < text.size(); at = nextLine(text, at)) {
+    if (at == 0 || !isCommand(lineAt(text, at))) continue;
+    all += literal(text.substr(begin, at - begin)) + " + ";
+    begin = at;
+  }
+  return all + literal(text.substr(begin)) + ")";
+}
 
 /// Writes batches, and between them what the session has to be for the next one.
 class Session {
@@ -18,12 +31,21 @@ class Session {
   void run(const Batch& batch) {
     // The longest literal that all releases take.
     constexpr std::size_t kLongestLiteral = 16000;
+    const bool endsWithin = batch.isText && !batch.text.ends_with('\n');
+    const bool isMarked = endsWithin && ends_ == TextEnds::byMark;
     become(batch.user, batch.quotedIdentifier);
-    if (batch.isText && ends_ == TextEnds::exact && !batch.text.ends_with('\n') &&
-        batch.text.size() < kLongestLiteral)
-      return end("exec(" + literal(batch.text) + ")");
+    if (batch.isText && batch.text.size() < kLongestLiteral &&
+        ((endsWithin && !isMarked) || hasCommand(batch.text)))
+      return end(execution(batch.text));
+    if (isMarked) end(kEndsWithinLine);
     // An empty line before it would be kept too.
     end(batch.text, batch.isText ? "" : "\n");
+    // What follows a marked text is a script of its own.
+    if (isMarked) finish();
+  }
+  void begin(Phase phase) {
+    finish();
+    end(headingOf(phase));
   }
   void finish() { become({}, false); }
 
@@ -36,7 +58,7 @@ class Session {
       user_ = user;
     }
     if (quotedIdentifier != quotedIdentifier_) {
-      end(quotedIdentifier ? "set quoted_identifier on" : "set quoted_identifier off");
+      end(quotedIdentifier ? kQuotedIdentifierOn : "set quoted_identifier off");
       quotedIdentifier_ = quotedIdentifier;
     }
   }
@@ -61,9 +83,9 @@ std::string folderOf(Kind kind) {
 }
 
 void write(const Script& script, std::ostream& out) {
-  Session session(out, TextEnds::exact);
+  Session session(out, TextEnds::byStatement);
   std::vector<std::size_t> next(script.objects.size(), 0);
-  for (auto phase = Phase::settings; phase <= Phase::endings;
+  for (auto phase = Phase::settings; phase <= Phase::closing;
        phase = static_cast<Phase>(static_cast<int>(phase) + 1)) {
     for (std::size_t at = 0; at < script.objects.size(); ++at) {
       const std::vector<Batch>& batches = script.objects[at].batches;
@@ -75,8 +97,13 @@ void write(const Script& script, std::ostream& out) {
 }
 
 void write(const ScriptedObject& object, std::ostream& out) {
-  Session session(out, TextEnds::asLines);
-  for (const Batch& batch : object.batches) session.run(batch);
+  Session session(out, TextEnds::byMark);
+  Phase phase = usualPhase(object.kind);
+  for (const Batch& batch : object.batches) {
+    if (batch.phase != phase) session.begin(batch.phase);
+    phase = batch.phase;
+    session.run(batch);
+  }
   session.finish();
 }
 

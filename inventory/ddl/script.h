@@ -26,6 +26,7 @@ enum class Phase : std::uint8_t {
   triggers,
   permissions,
   endings,  ///< disabled triggers, thresholds, options of the database
+  closing,  ///< options with which the database takes no more statements
 };
 
 struct Batch {
@@ -59,7 +60,8 @@ std::string folderOf(Kind kind);
 
 /// All of it, phase by phase, with texts as they are to the last blank.
 void write(const Script& script, std::ostream& out);
-/// One object alone, to be read: a text that ends within a line gets a line end.
+/// One object alone, to be read: with headings of phases, and texts as they stand. One that ends
+/// within a line is marked.
 void write(const ScriptedObject& object, std::ostream& out);
 
 }  // namespace kelvane::inventory

@@ -28,7 +28,7 @@ std::string segment(const Writing& writing, const std::string& name) {
          std::string(place) + "\nexec sp_addsegment " + literal(name) + ", @db, @device";
 }
 
-/// Those after which the database cannot be changed come last.
+/// Whether the database cannot be changed afterwards.
 bool closesDatabase(const DatabaseOption& option) {
   static constexpr std::array<std::string_view, 3> kClosing{"dbo use only", "read only",
                                                             "single user"};
@@ -37,8 +37,9 @@ bool closesDatabase(const DatabaseOption& option) {
 
 void writeOption(Writing& writing, const DatabaseOption& option) {
   // Of another database the procedure would refuse to set them outside of master.
-  writing.call(Phase::endings, onDatabase("exec master..sp_dboption @db, " + literal(option.name) +
-                                          ", true\ncheckpoint"));
+  writing.call(
+      closesDatabase(option) ? Phase::closing : Phase::endings,
+      onDatabase("exec master..sp_dboption @db, " + literal(option.name) + ", true\ncheckpoint"));
 }
 
 void writeThreshold(Writing& writing, const Threshold& threshold) {
@@ -84,11 +85,7 @@ void writeSettings(Writing& writing) {
   // The rights to create objects are needed by those who are to own some.
   writePermissions(writing, Phase::values, {}, settings.permissions);
   for (const Threshold& threshold : settings.thresholds) writeThreshold(writing, threshold);
-  for (const bool closing : {false, true}) {
-    for (const DatabaseOption& option : settings.options) {
-      if (closesDatabase(option) == closing) writeOption(writing, option);
-    }
-  }
+  for (const DatabaseOption& option : settings.options) writeOption(writing, option);
   if (!settings.owner.empty() && settings.owner != kNewOwner)
     writing.call(Phase::endings,
                  withLogin(settings.owner) + "exec sp_changedbowner " + literal(settings.owner));

@@ -53,14 +53,51 @@ const TableClause* clauseOf(std::string_view label) {
   return found == std::end(kClauses) ? nullptr : found;
 }
 
-bool isLaterType(std::string_view name) {
-  static constexpr std::array<std::string_view, 7> kLater{
-      "bigdatetime",       "bigint",       "bigtime",        "unitext",
-      "unsigned smallint", "unsigned int", "unsigned bigint"};
-  return std::ranges::find(kLater, name) != kLater.end();
+bool isWhole(const Definition& definition) { return definition.state == Definition::State::whole; }
+
+std::optional<std::string> reasonToLeaveOut(const Writing& writing, const Column& column) {
+  if (!column.computed.isDefault() && !isWhole(*column.computed))
+    return "its expression cannot be read";
+  for (const std::string& used :
+       {titleOf(Kind::type, shown(QualifiedName{*column.type.type.owner, column.type.type.name})),
+        titleOf(Kind::encryptionKey, shown(*column.encryptionKey))}) {
+    if (writing.isLeftOut(used)) return used + " is left out";
+  }
+  if (writing.has(TargetRelease::ase15)) return std::nullopt;
+  if (!writing.hasType(column.type.type)) return writing.lacks(column.type.type.name);
+  if (!column.computed.isDefault()) return writing.lacks("computed columns");
+  if (!writing.fits(column.name)) return writing.lacks(kLongNames);
+  return std::nullopt;
 }
 
-bool isWhole(const Definition& definition) { return definition.state == Definition::State::whole; }
+std::optional<std::string> reasonToLeaveOut(const Writing& writing, const Table& table) {
+  if (table.columns.empty()) return "its columns are not known";
+  for (const Column& column : table.columns) {
+    if (auto reason = reasonToLeaveOut(writing, column))
+      return "column " + column.name + ": " + *reason;
+  }
+  if (!writing.fits(table.name.name)) return writing.lacks(kLongNames);
+  return std::nullopt;
+}
+
+/// Keys that others refer to; they have no title of their own.
+std::string titleOfKey(const std::string& table, const std::vector<std::string>& columns) {
+  return table + ": key " + shown(columns);
+}
+
+/// What foreign keys and logical keys may not use.
+void leaveOutTables(Writing& writing) {
+  for (const Table& table : writing.database().tables) {
+    if (reasonToLeaveOut(writing, table)) writing.leaveOut(titleOf(table));
+    for (const KeyConstraint& key : table.keys) {
+      if (key.name.generated || writing.fits(key.name.name)) continue;
+      std::vector<std::string> columns;
+      columns.reserve(key.columns.size());
+      for (const KeyColumn& column : key.columns) columns.push_back(column.name);
+      writing.leaveOut(titleOfKey(titleOf(table), columns));
+    }
+  }
+}
 
 class TableWriter {
  public:
@@ -75,7 +112,10 @@ class TableWriter {
   }
 
   bool write() {
-    if (!canBeWritten()) return false;
+    if (auto reason = reasonToLeaveOut(writing_, table_)) {
+      writing_.omit(Phase::tables, titleOf(table_), *std::move(reason));
+      return false;
+    }
     if (!table_.proxyPlace.empty()) {
       writing_.omit(Phase::tables, "server of " + titleOf(table_),
                     "the database does not say how it is reached; see sp_addserver and "
@@ -90,7 +130,7 @@ class TableWriter {
     }
     for (const KeyConstraint& key : table_.keys) addKey(create, key);
     for (const Check& check : table_.checks) {
-      if (isInline(check) && fits(check.name, "check ")) addCheck(create << ",\n    ", check);
+      if (isInline(check) && fits(check.name, "check")) addCheck(create << ",\n    ", check);
     }
     create << "\n)";
     addClauses(create);
@@ -121,25 +161,6 @@ class TableWriter {
   }
   Quotes quotes() const { return option_ == false ? Quotes::brackets : Quotes::doubled; }
 
-  bool canBeWritten() {
-    const auto omit = [&](std::string reason) {
-      writing_.omit(Phase::tables, titleOf(table_), std::move(reason));
-      return false;
-    };
-    if (table_.columns.empty()) return omit("its columns are not known");
-    const std::string lacks = std::string(writing_.releaseName()) + " does not have ";
-    for (const Column& column : table_.columns) {
-      const std::string which = "column " + column.name + ": ";
-      if (!column.computed.isDefault() && !isWhole(*column.computed))
-        return omit(which + "its expression cannot be read");
-      if (writing_.has(TargetRelease::ase15)) continue;
-      if (isLaterType(column.type.type.name)) return omit(which + lacks + column.type.type.name);
-      if (!column.computed.isDefault()) return omit(which + lacks + "computed columns");
-      if (!writing_.allowsName(column.name, Phase::tables, titleOf(table_))) return false;
-    }
-    return writing_.allowsName(table_.name.name, Phase::tables, titleOf(table_));
-  }
-
   bool allows(TargetRelease since, const std::string& what) {
     return writing_.allows(since, Phase::tables, titleOf(table_) + ": " + what);
   }
@@ -157,7 +178,8 @@ class TableWriter {
 
   void addType(Statement& out, const ColumnType& type) {
     const UserType* const user = writing_.userType(type.type);
-    if (user != nullptr) {
+    // The type itself may not be among the chosen objects.
+    if (!type.type.owner.isDefault()) {
       if (type.type.owner != std::string("dbo")) out.name(*type.type.owner) << ".";
       out.name(type.type.name);
     } else {
@@ -197,17 +219,16 @@ class TableWriter {
     return option_ == true && value.find('"') != std::string::npos;
   }
 
-  bool fits(const GivenName& name, std::string_view word) {
+  bool fits(const GivenName& name, std::string_view kind) {
     return name.generated ||
-           writing_.allowsName(name.name, Phase::tables,
-                               titleOf(table_) + ": " + std::string(word) + name.name);
+           writing_.allowsName(name.name, Phase::tables, titleOfPart(table_, kind, name));
   }
   void addName(Statement& out, const GivenName& name) {
     if (!name.generated && !name.name.empty()) out << "constraint ", out.name(name.name) << " ";
   }
 
   void addKey(Statement& out, const KeyConstraint& key) {
-    if (!fits(key.name, "constraint ")) return;
+    if (!fits(key.name, "constraint")) return;
     out << ",\n    ";
     addName(out, key.name);
     out << (key.primary ? "primary key " : "unique ")
@@ -309,9 +330,9 @@ class TableWriter {
       writing_.add(Phase::tables, alter);
     }
     for (const Check& check : table_.checks) {
-      if (isInline(check) || !fits(check.name, "check ")) continue;
+      if (isInline(check) || !fits(check.name, "check")) continue;
       if (!isWhole(check.condition)) {
-        writing_.omit(Phase::tables, titleOf(table_) + ": check " + shown(check.name),
+        writing_.omit(Phase::tables, titleOfPart(table_, "check", check.name),
                       "its text cannot be read");
         continue;
       }
@@ -333,7 +354,12 @@ class TableWriter {
 
 }  // namespace
 
-std::string titleOf(const Table& table) { return "table " + shown(table.name); }
+std::string titleOf(const Table& table) { return titleOf(Kind::table, shown(table.name)); }
+
+std::string titleOfPart(const Table& table, std::string_view kind, const GivenName& name) {
+  return titleOf(table) + ": " + std::string(kind) + " " +
+         (name.generated ? "without a name" : name.name);
+}
 
 std::string segmentName(const std::string& segment) {
   return needsQuotes(segment) ? literal(segment) : segment;
@@ -384,13 +410,22 @@ bool writeTable(Writing& writing, const Table& table) {
   return TableWriter(writing, table).write();
 }
 
+bool allowsReference(Writing& writing, Phase phase, const std::string& what,
+                     const QualifiedName& table, const std::vector<std::string>& columns) {
+  for (const Kind kind : {Kind::table, Kind::view}) {
+    if (!writing.allowsUse(phase, what, titleOf(kind, shown(table)))) return false;
+  }
+  return writing.allowsUse(phase, what, titleOfKey(titleOf(Kind::table, shown(table)), columns));
+}
+
 void writeTables(Writing& writing) {
+  leaveOutTables(writing);
   for (const Table& table : writing.database().tables) {
     writing.begin(Kind::table, shown(table.name), {table.name.owner, table.name.name});
     if (writeTable(writing, table)) {
       writeIndexes(writing, table);
       writeForeignKeys(writing, table);
-      writeLogicalKeys(writing, table.name, table.logicalKeys);
+      writeLogicalKeys(writing, titleOf(table), table.name, table.logicalKeys);
       writeBindings(writing, table);
       writeTriggers(writing, table.name, table.triggers);
       writePermissions(writing, Phase::permissions, table.name, table.permissions);

@@ -16,6 +16,8 @@ namespace kelvane::inventory {
 inline std::string userOf(const Table& table) { return Writing::userFor(table.name.owner); }
 /// "table dbo.customer"
 std::string titleOf(const Table& table);
+/// "table dbo.customer: check positive"
+std::string titleOfPart(const Table& table, std::string_view kind, const GivenName& name);
 
 /// seg1, 'default'
 std::string segmentName(const std::string& segment);

@@ -1,6 +1,7 @@
 #include "inventory/ddl/used_names.h"
 
 #include <algorithm>
+#include <array>
 #include <unordered_map>
 #include <utility>
 
@@ -14,6 +15,8 @@ constexpr bool isOfName(char c) {
          c == '#' || c == '$' || c == '@' || static_cast<unsigned char>(c) >= 0x80;
 }
 
+constexpr bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
 std::size_t behind(std::string_view text, std::string_view what, std::size_t from) {
   const std::size_t at = text.find(what, from);
   return at == std::string_view::npos ? text.size() : at + what.size();
@@ -22,6 +25,120 @@ std::size_t behind(std::string_view text, std::string_view what, std::size_t fro
 std::string folded(std::string_view name, bool ignoresCase) {
   return ignoresCase ? toUtf8(foldCase(toUtf16(name))) : std::string(name);
 }
+
+/// A part of T-SQL text: a name, or something that ends one. Comments are none.
+struct Token {
+  enum class Type : std::uint8_t { name, quotedName, symbol, string };
+  Type type;
+  std::string_view text;
+};
+
+template <class Visit>
+void forEachToken(std::string_view text, bool quotedIdentifier, Visit visit) {
+  for (std::size_t at = 0; at < text.size();) {
+    const std::string_view rest = text.substr(at);
+    const char c = text[at];
+    if (rest.starts_with("--")) {
+      at = behind(text, "\n", at);
+    } else if (rest.starts_with("/*")) {
+      at = behind(text, "*/", at + 2);
+    } else if (c == '\'' || c == '"' || c == '[') {
+      // A doubled quote begins another one at once.
+      const std::size_t end = behind(text, c == '[' ? "]" : rest.substr(0, 1), at + 1);
+      const bool isName = c == '[' || (c == '"' && quotedIdentifier);
+      visit(Token{isName ? Token::Type::quotedName : Token::Type::string,
+                  text.substr(at + 1, end - at - 2)});
+      at = end;
+    } else if (isOfName(c)) {
+      std::size_t end = at;
+      while (end < text.size() && isOfName(text[end])) ++end;
+      visit(Token{Token::Type::name, text.substr(at, end - at)});
+      at = end;
+    } else {
+      if (!isBlank(c)) visit(Token{Token::Type::symbol, rest.substr(0, 1)});
+      ++at;
+    }
+  }
+}
+
+/// Finds names where a statement names an object: behind `from`, `update`, ..., and before `(`.
+class ObjectNames {
+ public:
+  explicit ObjectNames(const std::function<void(const UsedObject&)>& visit) : visit_(visit) {}
+
+  void add(const Token& token) {
+    if (token.type == Token::Type::string) return finish(false);
+    if (token.type != Token::Type::symbol) {
+      if (!isBehindPoint_) finish(false);
+      path_.push_back(token.text);
+      isBehindPoint_ = false;
+      isQuoted_ = token.type == Token::Type::quotedName;
+      return;
+    }
+    switch (token.text.front()) {
+      case '.':
+        // other..t
+        if (isBehindPoint_) path_.emplace_back();
+        isBehindPoint_ = !path_.empty();
+        return;
+      case '(':
+        finish(true);
+        isInList_.push_back(false);
+        return;
+      case ')':
+        finish(false);
+        if (isInList_.size() > 1) isInList_.pop_back();
+        return;
+      case ',':
+        finish(false);
+        isExpected_ = isInList_.back();
+        return;
+      default:
+        return finish(false);
+    }
+  }
+  void finish(bool isCall) {
+    if (path_.empty()) return;
+    if (path_.size() > 1 || isQuoted_ || !isKeyword(path_.front())) {
+      if (isExpected_ || isCall) report(isCall && !isExpected_);
+      isExpected_ = false;
+    }
+    path_.clear();
+    isBehindPoint_ = isQuoted_ = false;
+  }
+
+ private:
+  bool isKeyword(std::string_view word) {
+    static constexpr std::array<std::string_view, 7> kBefore{"delete", "insert", "into",  "join",
+                                                             "on",     "table",  "update"};
+    static constexpr std::array<std::string_view, 18> kEnding{
+        "as", "begin", "else",  "end",    "exec",   "execute", "for",   "group",  "having",
+        "if", "order", "print", "return", "select", "set",     "union", "values", "where"};
+    std::string lower(word);
+    for (char& c : lower) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+    if (lower == "from") {
+      isInList_.back() = isExpected_ = true;
+    } else if (std::ranges::find(kBefore, lower) != kBefore.end()) {
+      isExpected_ = true;
+    } else if (std::ranges::find(kEnding, lower) != kEnding.end()) {
+      isInList_.back() = isExpected_ = false;
+    } else {
+      return false;
+    }
+    return true;
+  }
+  void report(bool isCall) {
+    UsedObject object{{}, {}, path_.back(), isCall};
+    if (path_.size() > 1) object.owner = path_[path_.size() - 2];
+    if (path_.size() > 2) object.database = path_[path_.size() - 3];
+    visit_(object);
+  }
+
+  const std::function<void(const UsedObject&)>& visit_;
+  std::vector<std::string_view> path_;
+  std::vector<bool> isInList_{false};  ///< for each parenthesis that is open
+  bool isBehindPoint_ = false, isQuoted_ = false, isExpected_ = false;
+};
 
 class Sorting {
  public:
@@ -74,27 +191,16 @@ class Sorting {
 
 void forEachName(std::string_view text, bool quotedIdentifier,
                  const std::function<void(std::string_view)>& visit) {
-  for (std::size_t at = 0; at < text.size();) {
-    const std::string_view rest = text.substr(at);
-    const char c = text[at];
-    if (rest.starts_with("--")) {
-      at = behind(text, "\n", at);
-    } else if (rest.starts_with("/*")) {
-      at = behind(text, "*/", at + 2);
-    } else if (c == '\'' || c == '"' || c == '[') {
-      // A doubled quote begins another one at once.
-      const std::size_t end = behind(text, c == '[' ? "]" : rest.substr(0, 1), at + 1);
-      if (c == '[' || (c == '"' && quotedIdentifier)) visit(text.substr(at + 1, end - at - 2));
-      at = end;
-    } else if (isOfName(c)) {
-      std::size_t end = at;
-      while (end < text.size() && isOfName(text[end])) ++end;
-      visit(text.substr(at, end - at));
-      at = end;
-    } else {
-      ++at;
-    }
-  }
+  forEachToken(text, quotedIdentifier, [&](const Token& token) {
+    if (token.type == Token::Type::name || token.type == Token::Type::quotedName) visit(token.text);
+  });
+}
+
+void forEachObject(std::string_view text, bool quotedIdentifier,
+                   const std::function<void(const UsedObject&)>& visit) {
+  ObjectNames names(visit);
+  forEachToken(text, quotedIdentifier, [&](const Token& token) { names.add(token); });
+  names.finish(false);
 }
 
 std::vector<std::size_t> inOrderOfUse(const std::vector<NamedText>& texts, bool ignoresCase) {

@@ -1,4 +1,4 @@
-// The order of objects whose texts name one another.
+// Names in texts, and the order of objects whose texts name one another.
 //
 // Free functions without state.
 #pragma once
@@ -14,6 +14,17 @@ namespace kelvane::inventory {
 /// Calls visit(name) for each name in T-SQL text; comments and strings have none.
 void forEachName(std::string_view text, bool quotedIdentifier,
                  const std::function<void(std::string_view)>& visit);
+
+/// As a text names it; what it leaves out is empty.
+struct UsedObject {
+  std::string_view database, owner, name;
+  bool isCall = false;  ///< of a function
+};
+
+/// Calls visit(object) for each table, view and function that T-SQL text names as one. Columns and
+/// aliases of the same name are none.
+void forEachObject(std::string_view text, bool quotedIdentifier,
+                   const std::function<void(const UsedObject&)>& visit);
 
 struct NamedText {
   std::string_view name;  ///< without the owner

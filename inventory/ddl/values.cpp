@@ -9,7 +9,10 @@ namespace {
 void writeType(Writing& writing, const UserType& type) {
   const std::string user = Writing::userFor(type.name.owner);
   const std::string name = argument({type.name.name});
-  if (!writing.allowsName(type.name.name, Phase::values, "type " + shown(type.name))) return;
+  if (!writing.allowsName(type.name.name, Phase::values, titleOf(Kind::type, shown(type.name))))
+    return;
+  if (!writing.allowsType(type.base.type, Phase::values, titleOf(Kind::type, shown(type.name))))
+    return;
   const std::string_view null = type.base.identity   ? "identity"
                                 : type.base.nullable ? "null"
                                                      : "not null";
@@ -18,32 +21,43 @@ void writeType(Writing& writing, const UserType& type) {
       "exec sp_addtype " + name + ", " + literal(shown(type.base.type)) + ", " + literal(null),
       user);
   // Columns say for themselves what is bound to them.
-  const auto bind = [&](std::string_view procedure, const QualifiedName& bound) {
+  const auto bind = [&](std::string_view procedure, Kind kind, const QualifiedName& bound) {
     if (bound == QualifiedName{}) return;
+    const std::string what = titleOf(Kind::type, shown(type.name)) + ": ";
+    if (!writing.allowsUse(Phase::bindings, what + std::string(rowOf(kind).singular),
+                           titleOf(kind, shown(bound))))
+      return;
     writing.call(Phase::bindings,
                  "exec " + std::string(procedure) + " " + argument({bound.owner, bound.name}) +
                      ", " + name + ", 'futureonly'",
                  user);
   };
-  bind("sp_bindefault", type.defaultValue);
-  bind("sp_bindrule", type.rule);
-  bind("sp_bindrule", type.accessRule);
+  bind("sp_bindefault", Kind::defaultObject, type.defaultValue);
+  bind("sp_bindrule", Kind::rule, type.rule);
+  bind("sp_bindrule", Kind::rule, type.accessRule);
 }
 
 void writeKey(Writing& writing, const EncryptionKey& key) {
-  const std::string title = "encryption key " + shown(key.name);
+  const std::string title = titleOf(Kind::encryptionKey, shown(key.name));
   if (!writing.allows(TargetRelease::ase15, Phase::values, title)) return;
-  if (key.hasPassword || !key.copies.empty() || key.kind.ends_with("master"))
-    return writing.omit(Phase::values, title, "its password is not known");
+  const bool hasSecret = key.hasPassword || !key.copies.empty() || key.kind.ends_with("master");
+  if (hasSecret) writing.omit(Phase::values, title, "its password is not known");
+  if (key.kind.ends_with("master")) return;
   Statement create("create encryption key ");
   create.name(key.name) << (key.kind == "default" ? " as default" : "") << " for " << key.algorithm;
   std::string_view separator = " with ";
   if (key.length)
     create << std::exchange(separator, " ") << "keylength " << std::to_string(*key.length);
-  create << std::exchange(separator, " ") << "init_vector "
-         << (key.randomVector ? "random" : "null") << " pad "
-         << (key.randomPadding ? "random" : "null");
+  // Servers do not show the rest.
+  if (writing.database().server.embedded) {
+    create << std::exchange(separator, " ") << "init_vector "
+           << (key.randomVector ? "random" : "null") << " pad "
+           << (key.randomPadding ? "random" : "null");
+  }
   if (key.dualControl) create << " dual_control";
+  // To be completed by hand.
+  if (hasSecret)
+    return writing.add(Phase::values, "-- " + create.text() + " passwd '...'", {}, false);
   writing.add(Phase::values, create);
   writePermissions(writing, Phase::permissions, key.name, key.permissions);
 }
@@ -52,7 +66,7 @@ template <class Object>
 void writeTexts(Writing& writing, Kind kind, const std::vector<Object>& objects) {
   for (const Object& one : objects) {
     writing.begin(kind, shown(one.name), {one.name.owner, one.name.name});
-    const std::string title = std::string(rowOf(kind).singular) + " " + shown(one.name);
+    const std::string title = titleOf(kind, shown(one.name));
     if (writing.allowsName(one.name.name, Phase::values, title))
       writing.addDefinition(Phase::values, title, one.definition, one.name.owner);
     writing.end();

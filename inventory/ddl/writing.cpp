@@ -1,8 +1,11 @@
 #include "inventory/ddl/writing.h"
 
 #include <algorithm>
+#include <array>
 
 #include "inventory/ddl/file_names.h"
+#include "inventory/ddl/used_names.h"
+#include "model/text.h"
 
 namespace kelvane::inventory {
 namespace {
@@ -53,19 +56,77 @@ void Writing::add(Phase phase, std::string text, std::string user, bool quotedId
 void Writing::omit(Phase phase, std::string what, std::string reason) {
   // A comment is a batch of its own, so that it is not kept with the text that follows.
   add(phase, commented("Left out: " + what + ": " + reason), {}, false);
+  leaveOut(what);
   script_.omissions.push_back({std::move(what), std::move(reason)});
+}
+
+bool Writing::allowsUse(Phase phase, const std::string& what, const std::string& used) {
+  if (!isLeftOut(used)) return true;
+  omit(phase, what, used + " is left out");
+  return false;
+}
+
+std::string Writing::key(const std::string& what) const {
+  return database_.server.ignoresCase ? toUtf8(foldCase(toUtf16(what))) : what;
+}
+
+std::optional<std::string> Writing::leftOutIn(const Definition& definition,
+                                              const std::string& owner) const {
+  if (leftOut_.empty()) return std::nullopt;
+  std::optional<std::string> found;
+  const auto look = [&](std::string_view kind, std::string_view of, std::string_view name) {
+    std::string what = std::string(kind) + " " + std::string(of) + "." + std::string(name);
+    if (!found && isLeftOut(what)) found = std::move(what);
+  };
+  const auto lookAtAll = [&](std::string_view kind, std::string_view of, std::string_view name) {
+    if (!of.empty()) return look(kind, of, name);
+    look(kind, owner, name);
+    look(kind, "dbo", name);
+  };
+  forEachObject(definition.text, definition.quotedIdentifier, [&](const UsedObject& used) {
+    if (!used.database.empty() && used.database != database_.server.database) return;
+    if (used.isCall) return lookAtAll("function", used.owner, used.name);
+    for (const char* const kind : {"table", "view", "function"})
+      lookAtAll(kind, used.owner, used.name);
+  });
+  // Of parameters and variables.
+  forEachName(definition.text, definition.quotedIdentifier,
+              [&](std::string_view name) { lookAtAll("type", {}, name); });
+  return found;
+}
+
+bool Writing::fits(std::string_view name) const {
+  constexpr std::size_t kLongest = 30;
+  return has(TargetRelease::ase15) || name.size() <= kLongest;
+}
+
+bool Writing::hasType(const DataType& type) const {
+  static constexpr std::array<std::string_view, 7> kLater{
+      "bigdatetime",       "bigint",       "bigtime",        "unitext",
+      "unsigned smallint", "unsigned int", "unsigned bigint"};
+  return has(TargetRelease::ase15) || !type.owner.isDefault() ||
+         std::ranges::find(kLater, type.name) == kLater.end();
+}
+
+bool Writing::allowsType(const DataType& type, Phase phase, const std::string& what) {
+  if (hasType(type)) return true;
+  omit(phase, what, lacks(type.name));
+  return false;
+}
+
+std::string Writing::lacks(std::string_view what) const {
+  return std::string(releaseName()) + " does not have " + std::string(what);
 }
 
 bool Writing::allows(TargetRelease since, Phase phase, const std::string& what) {
   if (has(since)) return true;
-  omit(phase, what, std::string(releaseName()) + " does not have it");
+  omit(phase, what, lacks("it"));
   return false;
 }
 
 bool Writing::allowsName(std::string_view name, Phase phase, const std::string& what) {
-  constexpr std::size_t kLongest = 30;
-  if (has(TargetRelease::ase15) || name.size() <= kLongest) return true;
-  omit(phase, what, std::string(releaseName()) + " does not have names as long as this");
+  if (fits(name)) return true;
+  omit(phase, what, lacks(kLongNames));
   return false;
 }
 
@@ -73,6 +134,10 @@ bool Writing::addDefinition(Phase phase, const std::string& what, const Definiti
                             const std::string& owner) {
   switch (definition.state) {
     case Definition::State::whole:
+      if (const auto used = leftOutIn(definition, owner)) {
+        omit(phase, what, *used + " is left out");
+        return false;
+      }
       add(phase, definition.text, userFor(owner), definition.quotedIdentifier);
       script_.objects.back().batches.back().isText = true;
       return true;

@@ -4,10 +4,10 @@
 #pragma once
 
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -20,6 +20,8 @@ namespace kelvane::inventory {
 /// The variable that system procedures take, so that the database may have another name.
 inline constexpr std::string_view kThisDatabase =
     "declare @db varchar(255) select @db = db_name()\n";
+
+inline constexpr std::string_view kLongNames = "names as long as this";
 
 class Writing {
  public:
@@ -49,11 +51,23 @@ class Writing {
   }
   /// A comment in place of what cannot be written.
   void omit(Phase phase, std::string what, std::string reason);
+  /// The same without a comment, which comes later.
+  void leaveOut(const std::string& what) { leftOut_.insert(key(what)); }
+  bool isLeftOut(const std::string& what) const { return leftOut_.contains(key(what)); }
+  /// Whether `what` can be made with something else; if not, that it is left out with it.
+  bool allowsUse(Phase phase, const std::string& what, const std::string& used);
+  bool fits(std::string_view name) const;
+  bool hasType(const DataType& type) const;
+  /// The same, and if not, that what uses it is left out.
+  bool allowsType(const DataType& type, Phase phase, const std::string& what);
+  /// "ASE 12.5 does not have bigint"
+  std::string lacks(std::string_view what) const;
   /// Whether the release has it; if not, that it is left out.
   bool allows(TargetRelease since, Phase phase, const std::string& what);
   /// The same for a name that releases before 15 cut.
   bool allowsName(std::string_view name, Phase phase, const std::string& what);
-  /// A kept text as a batch of its own; false if it cannot be written.
+  /// A kept text as a batch of its own; false if it cannot be written, as one that needs an object
+  /// that is left out.
   bool addDefinition(Phase phase, const std::string& what, const Definition& definition,
                      const std::string& owner);
 
@@ -71,13 +85,23 @@ class Writing {
   Script take();
 
  private:
+  std::string key(const std::string& what) const;
+  /// What is left out and used by the text of an object of `owner`: table dbo.t.
+  std::optional<std::string> leftOutIn(const Definition& definition,
+                                       const std::string& owner) const;
   static std::string shown(const QualifiedName& name) { return name.owner + '.' + name.name; }
 
   const Database& database_;
   std::optional<TargetRelease> release_;
   std::unordered_map<std::string, const UserType*> types_;
+  std::unordered_set<std::string> leftOut_;
   Script script_;
 };
+
+/// "view dbo.v"
+inline std::string titleOf(Kind kind, const std::string& name) {
+  return std::string(rowOf(kind).singular) + " " + name;
+}
 
 /// Makes a login that is missing, so that nobody can use it until somebody unlocks it and sets its
 /// password: passwords are not known.
@@ -96,7 +120,11 @@ void writeLockPromotion(Writing& writing, Phase phase, const std::string& target
                         const std::string& pages, const std::string& rows);
 void writeTriggers(Writing& writing, const QualifiedName& table,
                    const std::vector<Trigger>& triggers);
-void writeLogicalKeys(Writing& writing, const QualifiedName& table,
+/// Whether the table or view that `what` refers to, and its key, are not left out.
+bool allowsReference(Writing& writing, Phase phase, const std::string& what,
+                     const QualifiedName& table, const std::vector<std::string>& columns);
+/// `title`: of the table or view.
+void writeLogicalKeys(Writing& writing, const std::string& title, const QualifiedName& table,
                       const std::vector<LogicalKey>& keys);
 /// `object` has the permissions; one without a name is the database.
 void writePermissions(Writing& writing, Phase phase, const QualifiedName& object,

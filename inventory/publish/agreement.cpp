@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "inventory/shown.h"
 #include "model/text.h"
 
 namespace kelvane::inventory {
@@ -119,6 +120,20 @@ class Namesakes {
   std::set<std::u16string, std::less<>> names_, keys_;
 };
 
+/// Tables with what came with release 15 or 16, which the embedded catalog knows as any release.
+std::unordered_set<std::u16string> laterTables(const Database& database) {
+  std::unordered_set<std::u16string> later;
+  for (const Table& table : database.tables) {
+    const bool hasExpression = std::ranges::any_of(table.indexes, [](const Index& index) {
+      return std::ranges::any_of(index.columns, &KeyColumn::isExpression);
+    });
+    const bool hasOrder = std::ranges::any_of(
+        table.triggers, [](const Trigger& trigger) { return trigger.order.has_value(); });
+    if (hasExpression || hasOrder) later.insert(toUtf16(shown(table.name)));
+  }
+  return later;
+}
+
 bool isRelease15(const Server& server) {
   const std::size_t slash = server.version.find('/');
   if (slash == std::string::npos) return false;
@@ -129,7 +144,10 @@ bool isRelease15(const Server& server) {
 class Comparing {
  public:
   Comparing(const Database& database, const ReadExtent& extent)
-      : extent_(extent), namesakes_(database), isRelease15_(isRelease15(database.server)) {}
+      : extent_(extent),
+        namesakes_(database),
+        later_(laterTables(database)),
+        isRelease15_(isRelease15(database.server)) {}
 
   template <class Record>
   void add(enumEntityType kind, const Array<Record>& asked, const Array<Record>& published) {
@@ -171,7 +189,7 @@ class Comparing {
     if (differsInSystemTables(asked, published)) return Limit::systemTables;
     if (hasMoreColumns(asked, published)) return Limit::pattern;
     if (namesakes_.concern(published)) return Limit::namesake;
-    return limitOfRelease();
+    return later_.contains(published.FullName) ? Limit::release : limitOfRelease();
   }
 
   /// Those of other objects that its name fits.
@@ -188,6 +206,7 @@ class Comparing {
 
   const ReadExtent& extent_;
   Namesakes namesakes_;
+  std::unordered_set<std::u16string> later_;
   bool isRelease15_;
   Agreement result_;
 };

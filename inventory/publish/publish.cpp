@@ -91,8 +91,7 @@ void publishTypes(const Publishing& publishing, Array<UDDT>& types) {
       published.Precision = base.precision;
       published.iScale = base.scale;
       published.Nullable = type->base.nullable;
-      const bool hasRule = !type->rule.name.empty();
-      published.BoundRule = toUtf16(hasRule ? type->rule.name : type->accessRule.name);
+      published.BoundRule = toUtf16(type->rule.name);
       published.BoundDefault = toUtf16(type->defaultValue.name);
     }
     types.append(std::move(published));

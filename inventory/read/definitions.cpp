@@ -218,6 +218,7 @@ class Applying {
       const Definition text = take({shape.expressions.at(key.name), 0},
                                    partOf("an expression of an index", table, Family::indexes));
       key.name = trimmed(text.text);
+      key.state = text.state;
     }
   }
 
@@ -353,10 +354,16 @@ Procedure& procedureOf(Reading& reading, const ObjectEntry& entry, int number) {
 }
 
 void readProcedures(Reading& reading) {
-  reading.session.rows("compiled objects", "select id, number, status from sysprocedures",
+  reading.session.rows("compiled objects",
+                       "select id, number, status from sysprocedures where sequence = 0",
                        [&](const Row& row) {
                          const ObjectEntry* entry = reading.object(row.number(0));
-                         if (entry == nullptr || !entry->isWanted) return;
+                         if (entry == nullptr) return;
+                         if (!entry->isWanted) {
+                           if (row.number(1) > 1 && reading.options.leftOut)
+                             reading.options.leftOut(reading.nameOf(*entry), row.number(1));
+                           return;
+                         }
                          if ((row.number(2) & procedure_status::kInline) != 0)
                            reading.declaredInline.insert(entry->id);
                          if (entry->type == ObjectType::procedure)

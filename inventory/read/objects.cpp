@@ -4,6 +4,7 @@
 
 #include "inventory/read/reading.h"
 #include "inventory/read/status_bits.h"
+#include "inventory/shown.h"
 #include "model/text.h"
 
 namespace kelvane::inventory {
@@ -26,6 +27,11 @@ constexpr TypeCode kTypeCodes[] = {
     {"DD", ObjectType::part},          {"PP", ObjectType::part},
     {"PR", ObjectType::part},
 };
+
+ObjectType typeOf(std::string_view code) {
+  const auto* found = std::ranges::find(kTypeCodes, code, &TypeCode::code);
+  return found == std::end(kTypeCodes) ? ObjectType::other : found->type;
+}
 
 /// Of what has a record as soon as it is known. Rules and defaults may belong to tables.
 std::optional<Kind> kindOf(ObjectType type) {
@@ -171,36 +177,36 @@ void readObjects(Reading& reading) {
   constexpr int kFirstTrigger = 9;
   std::vector<std::pair<QualifiedName, int>> named;
   bool areSomeLeftOut = false;
-  reading.session.rows(
-      "objects",
-      statement(reading,
-                {"id", "uid", "type", "name", "crdate", "schemacnt", "sysstat", "sysstat2",
-                 "sysstat3", "deltrig", "instrig", "updtrig", "lobcomp_lvl", "identburnmax"}),
-      [&](const Row& row) {
-        ObjectEntry entry;
-        entry.id = row.number(0);
-        entry.uid = row.number(1);
-        entry.code = row.text(2);
-        entry.name = row.text(3);
-        entry.created = row.moment(4);
-        entry.version = row.number(5);
-        entry.status = row.number(6);
-        entry.status2 = row.number(7);
-        entry.status3 = row.number(8);
-        entry.lobCompression = row.number(12);
-        if (!row.isNull(13)) entry.identityBurnMax = row.large(13);
-        const auto* code = std::ranges::find(kTypeCodes, entry.code, &TypeCode::code);
-        if (code != std::end(kTypeCodes)) entry.type = code->type;
-        if (entry.type == ObjectType::trigger) entry.triggerTable = row.number(kFirstTrigger);
-        const bool hasTriggers = entry.type == ObjectType::table || entry.type == ObjectType::view;
-        if (hasTriggers) addTriggers(reading, entry, row, kFirstTrigger);
-        if (const auto kind = kindOf(entry.type)) {
-          entry.isWanted = reading.wants(*kind, reading.nameOf(entry));
-          if (entry.isWanted) named.emplace_back(reading.nameOf(entry), entry.id);
-          areSomeLeftOut = areSomeLeftOut || !entry.isWanted;
-        }
-        reading.objects.emplace(entry.id, std::move(entry));
-      });
+  reading.session.rows("objects",
+                       statement(reading, {"id", "uid", "type", "name", "crdate", "schemacnt",
+                                           "sysstat", "sysstat2", "sysstat3", "deltrig", "instrig",
+                                           "updtrig", "lobcomp_lvl", "identburnmax"}),
+                       [&](const Row& row) {
+                         ObjectEntry entry;
+                         entry.id = row.number(0);
+                         entry.uid = row.number(1);
+                         entry.code = row.text(2);
+                         entry.name = row.text(3);
+                         entry.created = row.moment(4);
+                         entry.version = row.number(5);
+                         entry.status = row.number(6);
+                         entry.status2 = row.number(7);
+                         entry.status3 = row.number(8);
+                         entry.lobCompression = row.number(12);
+                         if (!row.isNull(13)) entry.identityBurnMax = row.large(13);
+                         entry.type = typeOf(entry.code);
+                         if (entry.type == ObjectType::trigger)
+                           entry.triggerTable = row.number(kFirstTrigger);
+                         const bool hasTriggers =
+                             entry.type == ObjectType::table || entry.type == ObjectType::view;
+                         if (hasTriggers) addTriggers(reading, entry, row, kFirstTrigger);
+                         if (const auto kind = kindOf(entry.type)) {
+                           entry.isWanted = reading.wants(*kind, reading.nameOf(entry));
+                           if (entry.isWanted) named.emplace_back(reading.nameOf(entry), entry.id);
+                           areSomeLeftOut = areSomeLeftOut || !entry.isWanted;
+                         }
+                         reading.objects.emplace(entry.id, std::move(entry));
+                       });
   // Records come in the order of names, which is the same in all installations.
   std::ranges::sort(named, [](const auto& a, const auto& b) {
     return std::tie(a.first.name, a.first.owner) < std::tie(b.first.name, b.first.owner);
@@ -211,28 +217,56 @@ void readObjects(Reading& reading) {
   for (const auto& [name, id] : named) reading.chosen->push_back(id);
 }
 
+namespace {
+
+/// Whether the object is a part of a table, which changes with it.
+bool isOfTable(const Reading& reading, const ObjectEntry& entry) {
+  const bool isText = entry.type == ObjectType::rule || entry.type == ObjectType::defaultObject;
+  return entry.type == ObjectType::part ||
+         (isText &&
+          (reading.checks.contains(entry.id) || reading.declaredInline.contains(entry.id) ||
+           entry.name.ends_with("_" + std::to_string(entry.id))));
+}
+
+}  // namespace
+
 void readObjectsAgain(Reading& reading) {
-  std::size_t seen = 0;
-  std::vector<std::string> changed;
-  const auto nameIt = [&](const QualifiedName& name) {
-    changed.push_back(name.owner + "." + name.name);
+  std::unordered_set<int> seen;
+  std::vector<Gap> changed;
+  const auto addGap = [&](const ObjectEntry& entry, std::string reason) {
+    if (isOfTable(reading, entry)) return;
+    // A trigger is a part of its table, where that is known.
+    const ObjectEntry* parent =
+        entry.type == ObjectType::trigger ? reading.object(entry.triggerTable) : nullptr;
+    const ObjectEntry& object = parent == nullptr ? entry : *parent;
+    const auto kind = kindOf(object.type);
+    changed.push_back({shown(reading.nameOf(entry)),
+                       std::move(reason),
+                       kind ? wordOf(*kind) + ':' + shown(reading.nameOf(object)) : std::string(),
+                       {}});
   };
   const bool isRead = reading.session.rows(
       "changes meanwhile", statement(reading, {"id", "uid", "type", "name", "crdate", "schemacnt"}),
       [&](const Row& row) {
-        const ObjectEntry* entry = reading.object(row.number(0));
-        if (entry == nullptr) return nameIt({reading.userName(row.number(1)), row.text(3)});
-        ++seen;
-        const bool isSame = entry->uid == row.number(1) && entry->name == row.text(3) &&
+        ObjectEntry now;
+        now.id = row.number(0);
+        now.uid = row.number(1);
+        now.type = typeOf(row.text(2));
+        now.name = row.text(3);
+        seen.insert(now.id);
+        const ObjectEntry* entry = reading.object(now.id);
+        const bool isSame = entry != nullptr && entry->uid == now.uid && entry->name == now.name &&
                             entry->created == row.moment(4) && entry->version == row.number(5);
-        if (!isSame) nameIt(reading.nameOf(*entry));
+        if (!isSame)
+          addGap(entry == nullptr ? now : *entry, "it changed while the database was read");
       });
-  for (const std::string& name : changed)
-    reading.session.addGap(name, "it changed while the database was read");
-  if (isRead && seen < reading.objects.size()) {
-    reading.session.addGap("objects", std::to_string(reading.objects.size() - seen) +
-                                          " were dropped while the database was read");
+  if (isRead) {
+    for (const auto& [id, entry] : reading.objects) {
+      if (!seen.contains(id)) addGap(entry, "it was dropped while the database was read");
+    }
   }
+  std::ranges::sort(changed, {}, &Gap::what);
+  for (Gap& gap : changed) reading.session.addGap(std::move(gap));
 }
 
 }  // namespace kelvane::inventory

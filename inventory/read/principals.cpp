@@ -49,6 +49,20 @@ class Containment {
   void add(std::string role, std::string contained) {
     contained_[std::move(role)].insert(std::move(contained));
   }
+  /// Of the role, and of those that it has.
+  std::set<std::string> all(const std::string& role) const {
+    std::set<std::string> all;
+    std::vector<std::string> next{role};
+    while (!next.empty()) {
+      const auto own = contained_.find(next.back());
+      next.pop_back();
+      if (own == contained_.end()) continue;
+      for (const std::string& one : own->second) {
+        if (all.insert(one).second) next.push_back(one);
+      }
+    }
+    return all;
+  }
   std::set<std::string> direct(const std::string& role) const {
     const auto own = contained_.find(role);
     if (own == contained_.end()) return {};
@@ -85,6 +99,7 @@ void readUsers(Reading& reading) {
         reading.database.groups.push_back({std::move(row.name)});
       continue;
     }
+    reading.logins.insert(row.login);
     if (!reading.wants(Kind::user, {{}, row.name})) continue;
     User user;
     user.name = std::move(row.name);
@@ -141,9 +156,16 @@ void readRoles(Reading& reading) {
       });
   for (User& user : reading.database.users) {
     const auto found = ofLogins.find(user.login);
-    if (found == ofLogins.end() || user.login.empty()) continue;
-    user.roles = sorted(found->second);
-    roles.insert(found->second.begin(), found->second.end());
+    if (found != ofLogins.end() && !user.login.empty()) user.roles = sorted(found->second);
+  }
+  for (const auto& [login, names] : ofLogins) {
+    if (!login.empty() && reading.logins.contains(login)) roles.insert(names.begin(), names.end());
+  }
+  // What somebody has by a role is used too.
+  const std::set<std::string> used = roles;
+  for (const std::string& name : used) {
+    const std::set<std::string> contained = containment.all(name);
+    roles.insert(contained.begin(), contained.end());
   }
   std::erase_if(reading.database.groups, [&](const Group& group) {
     return roles.contains(group.name) || std::ranges::count(kRolesOfServer, group.name) != 0 ||

@@ -25,6 +25,8 @@ struct ReadOptions {
   /// Which objects to read; none: all. Asked before anything but the name of an object is kept. The
   /// owner is empty for kinds that have none.
   std::function<bool(Kind kind, const QualifiedName& name)> wants = {};
+  /// Called for each further procedure of a group that is not wanted.
+  std::function<void(const QualifiedName& name, int number)> leftOut = {};
 };
 
 /// Told of the progress, and asked whether to go on, before each statement and often within one.

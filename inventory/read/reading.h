@@ -133,6 +133,7 @@ struct Reading {
   // Of the database.
   std::unordered_map<int, std::string> users = {};
   std::unordered_map<int, std::string> usersOfLogins = {};  ///< by suid
+  std::unordered_set<std::string> logins = {};              ///< of users, but for dbo
   Types types = {};
   std::unordered_map<int, ObjectEntry> objects = {};
   std::optional<std::vector<int>> chosen = {};  ///< ids, where not all objects are read

@@ -48,9 +48,9 @@ inline constexpr std::tuple kFields<DefaultValue>{Field{"text", &DefaultValue::t
                                                   Field{"bound", &DefaultValue::bound},
                                                   Field{"state", &DefaultValue::state}};
 template <>
-inline constexpr std::tuple kFields<KeyColumn>{Field{"name", &KeyColumn::name},
-                                               Field{"expression", &KeyColumn::isExpression},
-                                               Field{"descending", &KeyColumn::descending}};
+inline constexpr std::tuple kFields<KeyColumn>{
+    Field{"name", &KeyColumn::name}, Field{"expression", &KeyColumn::isExpression},
+    Field{"state", &KeyColumn::state}, Field{"descending", &KeyColumn::descending}};
 template <>
 inline constexpr std::tuple kFields<GivenName>{Field{"name", &GivenName::name},
                                                Field{"generated", &GivenName::generated}};

@@ -143,6 +143,8 @@ TEST(Readers, AgreeAboutWhatIsRare) {
       {"a trigger that took over the event of another one",
        "create table t (a int)\ngo\ncreate trigger z on t for insert, delete as print 'z'\ngo\n"
        "create trigger a on t for insert as print 'a'"},
+      {"an access rule of a type",
+       "create access rule r as @x > 0\ngo\nexec sp_addtype ty, int\ngo\nexec sp_bindrule r, ty"},
       {"a hidden text", "create procedure p as print 'x'\ngo\nexec sp_hidetext p"},
       {"segments",
        "exec sp_addsegment s1, d, x\ngo\ncreate table t (a int, b text) on s1\ngo\n"
@@ -173,6 +175,10 @@ TEST(Readers, DifferWherePublishedStatementsHaveLimits) {
        "create table ann.u (a int references ann.t (a))",
        {}},
       {"create table t (a int, b int, c int)\ngo\nalter table t drop b", {}},
+      {"create table t (a int)\ngo\ncreate index i on t (a + 1)",
+       {because("dbo.t", Limit::release)}},
+      {"create table t (a int)\ngo\ncreate trigger g on t for insert order 2 as print 'x'",
+       {because("dbo.t", Limit::release)}},
   };
   for (const Case& one : cases)
     EXPECT_EQ(differing(std::string(one.script)), one.differing) << one.script;

@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 
+#include "tests/inventory_ddl/attribute_paths.h"
 #include "tests/inventory_ddl/round_trip.h"
 
 namespace kelvane::inventory {
@@ -470,24 +471,9 @@ TEST_P(EachSetting, ComesBack) {
 
 INSTANTIATE_TEST_SUITE_P(All, EachSetting, ::testing::ValuesIn(kSettings));
 
-/// What follows from a definition comes back with it.
-template <class Record>
-void addAttributes(const std::string& path, std::set<std::string>& all) {
-  forEachAttribute<Record>([&](const auto& one) {
-    if (one.origin == Origin::own) all.insert(path + ": " + std::string(one.label));
-  });
-  forEachParts<Record>([&]<class Owner, class Item>(const Parts<Owner, Item>& parts) {
-    if (parts.origin == Origin::own)
-      addAttributes<Item>(path + " > " + std::string(rowOf(parts.kind).singular), all);
-  });
-}
-
 TEST(Attributes, EachIsSetOrIsAnException) {
-  std::set<std::string> all, known;
-  addAttributes<Settings>("database", all);
-  forEachObjects([&]<class Object>(const Parts<Database, Object>& objects) {
-    addAttributes<Object>(std::string(rowOf(objects.kind).singular), all);
-  });
+  const std::set<std::string> all = allAttributes();
+  std::set<std::string> known;
   for (const Setting& setting : kSettings) {
     EXPECT_TRUE(all.contains(setting.attribute)) << setting.attribute;
     known.insert(setting.attribute);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <random>
 
+#include "inventory/ddl/batch_lines.h"
 #include "inventory/ddl/file_names.h"
 #include "inventory/ddl/used_names.h"
 #include "tests/inventory_ddl/round_trip.h"
@@ -85,6 +86,93 @@ TEST(FileNames, DoNotDifferInCaseAlone) {
                           "tables/%44bo.%54.sql", "views/dbo.T.sql"}));
 }
 
+// Files in the order of their names, and what runs.
+TEST(Files, RunByPhasesAndByUse) {
+  const std::string mark(kFileMark);
+  const std::vector<std::string> files{
+      "print 'first'\n",
+      mark +
+          "procedure dbo.a\ngo\ncreate procedure a as select * from b\ngo\n"
+          "\n-- Phase: permissions\ngo\ngrant execute on a to joe\ngo\n",
+      mark +
+          "table dbo.t\ngo\ncreate table t (x int null)\ngo\n\n-- Phase: triggers\ngo\n"
+          "-- The text that follows ends without a line end.\ngo\n"
+          "create trigger tr on t for insert as\n-- Phase: bindings\nprint 'a'\r\ngo\n"
+          "print 'b'\ngo\n",
+      "print 'last'\n",
+      mark + "user joe\nGO\nsp_adduser joe\ngo\n",
+      mark + "view dbo.b\ngo\ncreate view b as select x from t\ngo\n",
+      mark + "nothing that there is\ngo\nprint 'by hand'\ngo\n"};
+  Lines ran;
+  for (const FilePart& part : inRunningOrder(files, false))
+    ran.push_back(std::to_string(part.file) + ": " + part.text);
+  const Lines expected{"0: print 'first'\n",
+                       "4: " + files[4],
+                       "2: " + files[2].substr(0, files[2].find("-- Phase")),
+                       "5: " + files[5],
+                       "1: " + files[1].substr(0, files[1].find("-- Phase")),
+                       "2: \n\n\n\n\n-- Phase: triggers\ngo\n"
+                       "-- The text that follows ends without a line end.\ngo\n"
+                       "create trigger tr on t for insert as\n-- Phase: bindings\nprint 'a'",
+                       "2: " + std::string(13, '\n') + "print 'b'\ngo\n",
+                       "1: \n\n\n\n\n-- Phase: permissions\ngo\ngrant execute on a to joe\ngo\n",
+                       "3: print 'last'\n",
+                       "6: " + files[6]};
+  EXPECT_EQ(ran, expected);
+}
+
+// A client that sends texts as they are, without looking for `go`, may have created it.
+TEST(Texts, MayHoldBatchEnds) {
+  Database database = databaseOf("create procedure p as select 1\n", Release::ase125);
+  for (const char* const text :
+       {"create procedure p as\n/* example:\nexec p\ngo\n GO 2\n*/\nprint 'it''s'\n",
+        "create procedure p as select 1 /*\ngo\n*/",
+        "create procedure p as select 1 /*\r\ngo\r\n*/",
+        "create procedure p as /*\n Exit\n!!ls\n:r x\n*/ select 1\n"}) {
+    database.procedures[0].definition.text = text;
+    expectSame(database, Release::ase125, text);
+    std::istringstream script(textOf(scriptOf(database, {})));
+    for (std::string line; std::getline(script, line);)
+      EXPECT_TRUE(!isCommand(line) || line == "go") << text << line;
+  }
+}
+
+// setuser gives nobody a right; what the script gives it takes away again.
+TEST(Owners, HaveTheRightToCreate) {
+  const Database database = databaseOf(
+      "sp_addgroup staff\nsp_addlogin joe, secret1\nsp_adduser joe, joe, staff\n"
+      "grant create procedure to staff\ncreate table t (a int null)\n"
+      "create view joe.v as select a from t\ncreate procedure joe.p as select 1\n"
+      "create rule joe.r as @x > 1\n",
+      Release::ase15);
+  const std::string text = textOf(scriptOf(database, {}));
+  for (const std::string action : {"create view", "create rule"}) {
+    const std::size_t given = text.find("grant " + action + " to joe"),
+                      taken = text.find("revoke " + action + " from joe");
+    EXPECT_LT(given, text.find(action + " joe.")) << text;
+    EXPECT_GT(taken, text.find(action + " joe.")) << text;
+    EXPECT_NE(taken, std::string::npos);
+  }
+  EXPECT_EQ(text.find("create procedure to joe"), std::string::npos) << text;
+  expectSameText(database, Release::ase15, "owners");
+}
+
+// Behind `read only` no statement would run.
+TEST(Options, ThatCloseTheDatabaseComeLast) {
+  const Database database = databaseOf(
+      "sp_dboption main, 'read only', true\nsp_dboption main, 'ddl in tran', true\n"
+      "create table t (a int null)\ncreate trigger tr on t for insert as print 'a'\n"
+      "alter table t disable trigger tr\nsp_addlogin joe, secret1\nsp_changedbowner joe\n",
+      Release::ase15);
+  const std::string text = textOf(scriptOf(database, {}));
+  const std::size_t closing = text.find("'read only'");
+  ASSERT_NE(closing, std::string::npos);
+  for (const char* const earlier : {"'ddl in tran'", "disable trigger", "sp_changedbowner"}) {
+    ASSERT_NE(text.find(earlier), std::string::npos) << text;
+    EXPECT_LT(text.find(earlier), closing);
+  }
+}
+
 // What no statement can say is left out by name, and the rest of the script runs.
 TEST(Omissions, AreWhatNoStatementSays) {
   Database database = databaseOf(
@@ -105,6 +193,83 @@ TEST(Omissions, AreWhatNoStatementSays) {
                    "table dbo.t: constraint k: compression",
                    "table dbo.t: constraint k: local index", "table dbo.t: index i: partitions"}));
   EXPECT_EQ(trip.errors, Lines()) << trip.text;
+}
+
+// The names of objects, owners and databases in front, calls with parentheses.
+TEST(UsedObjects, StandWhereStatementsNameOne) {
+  const auto objectsIn = [](std::string_view text) {
+    Lines all;
+    forEachObject(text, true, [&](const UsedObject& used) {
+      std::string line(used.database);
+      if (!used.owner.empty() || !used.database.empty())
+        line += "." + std::string(used.owner) + ".";
+      all.push_back(line + std::string(used.name) + (used.isCall ? "()" : ""));
+    });
+    return all;
+  };
+  EXPECT_EQ(
+      objectsIn("select a.b, c from d a, joe.e f, other..g where h in (select i from \"j k\")"),
+      (Lines{"d", ".joe.e", "other..g", "in()", "j k"}));
+  EXPECT_EQ(objectsIn("UPDATE t SET a = dbo.f(x, y) FROM u JOIN v ON v.z = 1 -- from w\n"
+                      "insert into x (a) select 'from y' delete z exec p q, r"),
+            (Lines{"t", ".dbo.f()", "u", "v", ".v.z", "x", "z"}));
+}
+
+// What needs something that cannot be written is left out too, and the rest of the script runs.
+TEST(Omissions, AreFollowedByWhatNeedsThem) {
+  Database database = databaseOf(
+      "create default d as 1\ncreate rule ru as @x > 1\nsp_addtype ty, int, 'null'\n"
+      "sp_bindefault d, ty\ncreate encryption key k for AES\n"
+      "create table p (x int not null, y as x + 1, constraint pk primary key (x))\n"
+      "create table q (p int null, t ty, constraint f foreign key (p) references p (x))\n"
+      "create table c (a varchar(9) null encrypt with k)\n"
+      "create table n (a int null check (a > 1), b int null check (b > 1))\n"
+      "sp_addmessage 20001, 'one'\nsp_bindrule ru, 'q.p'\nsp_primarykey p, x\nsp_foreignkey q, p, "
+      "p\n"
+      "create view a_view as select x from p\ncreate view b_view as select x from a_view\n"
+      "create trigger tr on q for insert as select 1 from p\n"
+      "create procedure uses as select * from q, b_view\n"
+      "create procedure calls as exec uses\n"
+      "create procedure has_column as select p, q.p from q where p = 1\n"
+      "grant select on b_view to public\nsp_procxmode uses, 'chained'\n",
+      Release::ase15);
+  const auto named = [](auto& records, std::string_view name) -> auto& {
+    return *std::ranges::find_if(records, [&](const auto& one) { return one.name.name == name; });
+  };
+  database.defaults[0].definition.state = Definition::State::hidden;
+  database.rules[0].definition.state = Definition::State::incomplete;
+  named(database.tables, "p").columns[1].computed =
+      Definition{"x + 1", Definition::State::hidden, false};
+  database.encryptionKeys[0].hasPassword = true;
+  std::vector<Check>& checks = named(database.tables, "n").checks;
+  checks[0].condition.state = Definition::State::hidden;
+  checks[0].message = checks[1].message = 20001;
+  const RoundTrip trip = roundTrip(database, Release::ase15);
+  Lines omissions;
+  for (const Omission& one : trip.script.omissions)
+    omissions.push_back(one.what + ": " + one.reason);
+  EXPECT_EQ(
+      omissions,
+      (Lines{"default dbo.d: its text is hidden",
+             "rule dbo.ru: a part of its text is missing in the catalog",
+             "type dbo.ty: default: default dbo.d is left out",
+             "encryption key dbo.k: its password is not known",
+             "table dbo.c: column a: encryption key dbo.k is left out",
+             "table dbo.n: check without a name: its text cannot be read",
+             "table dbo.p: column y: its expression cannot be read",
+             "table dbo.q: foreign key f: table dbo.p is left out",
+             "table dbo.q: logical key foreign (p) of dbo.p(x): table dbo.p is left out",
+             "table dbo.q: column p: rule: rule dbo.ru is left out",
+             "table dbo.q: column t: default: default dbo.d is left out",
+             "trigger dbo.tr: table dbo.p is left out", "view dbo.a_view: table dbo.p is left out",
+             "view dbo.b_view: view dbo.a_view is left out",
+             "procedure dbo.uses: view dbo.b_view is left out"}));
+  EXPECT_EQ(trip.errors, Lines()) << trip.text;
+  EXPECT_EQ(trip.again.procedures.size(), 2U);
+  EXPECT_NE(trip.text.find("-- create encryption key dbo.k for AES with keylength 128 init_vector "
+                           "random pad null passwd '...'"),
+            std::string::npos)
+      << trip.text;
 }
 
 // What an earlier release lacks is left out by name, and the rest of the script runs there.

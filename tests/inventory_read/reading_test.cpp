@@ -229,7 +229,26 @@ TEST(Reading, TellsWhatChangedMeanwhile) {
   };
   std::set<std::string> gaps;
   for (const Gap& gap : readAll(connection).gaps) gaps.insert(gap.what);
-  EXPECT_EQ(gaps, (std::set<std::string>{"dbo.late", "dbo.v", "objects"}));
+  EXPECT_EQ(gaps, (std::set<std::string>{"dbo.late", "dbo.pr", "dbo.v"}));
+}
+
+TEST(Reading, NamesTheObjectsThatMoved) {
+  auto catalog = catalogOf(
+      "create table a_tmp (x int default 1 check (x > 0) primary key)\n"
+      "create table t (x int)\ncreate trigger tr on t for insert as print 'x'\n",
+      Release::ase15);
+  const auto inner = catalog.connect();
+  ChangedConnection connection(*inner);
+  connection.onStatement = [&](const std::string& statement, std::size_t) {
+    if (statement.find("from sysusermessages") == std::string::npos) return nullptr;
+    inner->Open(u"drop table a_tmp", ado::kClientCursor);
+    inner->Open(u"drop trigger tr", ado::kClientCursor);
+    inner->Open(u"create table b_tmp (x int default 1 check (x > 0))", ado::kClientCursor);
+    return nullptr;
+  };
+  std::set<std::string> objects;
+  for (const Gap& gap : readAll(connection).gaps) objects.insert(gap.object);
+  EXPECT_EQ(objects, (std::set<std::string>{"table:dbo.a_tmp", "table:dbo.b_tmp", "table:dbo.t"}));
 }
 
 TEST(Reading, LeavesOutWhatIsNotWanted) {
@@ -308,17 +327,25 @@ TEST(Reading, PatternsLeaveTheSameWhetherTheServerAppliesThemOrNot) {
         Database all = readAll(*inner, {.rowCounts = true});
         selection.apply(all, mode, ofAll);
         ChangedConnection connection(*inner);
-        std::vector<std::pair<Kind, QualifiedName>> unread;
-        Database chosen = readAll(
-            connection, {.rowCounts = true, .wants = [&](Kind kind, const QualifiedName& name) {
-                           if (name.owner.empty() || selection.mayTake(kind, name)) return true;
-                           unread.emplace_back(kind, name);
-                           return false;
-                         }});
+        std::vector<Selection::Unread> unread;
+        Database chosen =
+            readAll(connection, {.rowCounts = true,
+                                 .wants =
+                                     [&](Kind kind, const QualifiedName& name) {
+                                       if (name.owner.empty() || selection.mayTake(kind, name))
+                                         return true;
+                                       unread.push_back({kind, name});
+                                       return false;
+                                     },
+                                 .leftOut =
+                                     [&](const QualifiedName& name, int number) {
+                                       unread.push_back({Kind::procedure, name, number});
+                                     }});
         selection.apply(chosen, mode, ofChosen);
-        for (const auto& [kind, name] : unread) selection.leaveOut(kind, name, mode, ofChosen);
+        for (const Selection::Unread& one : unread) selection.leaveOut(one, mode, ofChosen);
         EXPECT_EQ(chosen, all) << patterns.front();
         EXPECT_EQ(ofChosen.matched, ofAll.matched) << patterns.front();
+        EXPECT_EQ(ofChosen.leftOut, ofAll.leftOut) << patterns.front();
         // Columns, indexes, their columns, foreign keys, texts, and rows, which two statements may
         // ask for.
         const auto restricted =
@@ -351,6 +378,25 @@ TEST(Texts, AHiddenDefaultIsADefault) {
     EXPECT_EQ(lines(compare(hidden, databaseOf("create table t (a int not null)", release))),
               (Lines{"table dbo.t > column a: default: (hidden) -> "}));
   });
+}
+
+TEST(Texts, AHiddenExpressionOfAnIndexIsNotAnEmptyOne) {
+  const std::string script = "create table t (a int null)\ncreate index i on t (a + 2)\n";
+  auto catalog = catalogOf(script + "sp_hidetext t\n", Release::ase16);
+  const Database hidden = readAll(*catalog.connect());
+  const Database whole = databaseOf(script, Release::ase16);
+  EXPECT_EQ(lines(compare(hidden, whole)),
+            (Lines{"table dbo.t > index i: ((hidden)) -> (a + 2)"}));
+  auto plain = catalogOf(script, Release::ase16);
+  const auto inner = plain.connect();
+  ChangedConnection connection(*inner);
+  connection.onStatement = [&](const std::string& statement, std::size_t) {
+    if (statement.find("c.text)") != std::string::npos) connection.refuse();
+    return nullptr;
+  };
+  const Database unreadable = readAll(connection);
+  EXPECT_EQ(lines(compare(unreadable, whole)), Lines());
+  EXPECT_FALSE(unreadable.gaps.empty());
 }
 
 TEST(Texts, HiddenOnesAreTold) {

@@ -199,21 +199,21 @@ class LiveFaults : public ::testing::TestWithParam<WayOfReading> {};
 
 INSTANTIATE_TEST_SUITE_P(
     Readers, LiveFaults,
-    ::testing::Values(WayOfReading{"catalog",
-                                   {},
-                                   20,
-                                   3,
-                                   u"select c.id, c.number, c.colid, c.name",
-                                   "source: objects: 5 were dropped while the database was read"},
-                      WayOfReading{
-                          "published",
-                          {"--published"},
-                          40,
-                          0,
-                          u"exec sp_columns orders,dbo",
-                          "source: Retrieving properties for Table orders: the server rejected "
-                          "\"exec sp_helpindex 'dbo.orders'\": Object does not exist in this "
-                          "database."}),
+    ::testing::Values(
+        WayOfReading{"catalog",
+                     {},
+                     20,
+                     3,
+                     u"select c.id, c.number, c.colid, c.name",
+                     "source: dbo.orders: it was dropped while the database was read"},
+        WayOfReading{"published",
+                     {"--published"},
+                     40,
+                     0,
+                     u"exec sp_columns orders,dbo",
+                     "source: Retrieving properties for Table orders: the server rejected "
+                     "\"exec sp_helpindex 'dbo.orders'\": Object does not exist in this "
+                     "database."}),
     [](const auto& info) { return info.param.name; });
 
 TEST_P(LiveFaults, AtEveryStatement) {

@@ -138,6 +138,24 @@ TEST(ChangeText, PaintsBothSides) {
       << out.str();
 }
 
+TEST(ChangeText, TellsGrantsByOthersApart) {
+  Database source, target;
+  Table t;
+  t.name = {"dbo", "t"};
+  t.permissions = {{"grant", "select", "x", {}, false, "dbo", {}},
+                   {"grant", "select", "x", {}, true, "y", {}}};
+  source.tables = {t};
+  std::swap(t.permissions[0].grantOption, t.permissions[1].grantOption);
+  target.tables = {t};
+  EXPECT_EQ(written(writeTextReport, source, target), R"(
+table dbo.t
+    grant select to x: grant option: no -> yes
+    grant select to x granted by y: grant option: yes -> no
+
+2 differences in 1 object: 1 table.
+)");
+}
+
 TEST(ChangeText, SaysWhenThereIsNone) {
   EXPECT_EQ(written(writeTextReport, {}, {}), "\nNo differences.\n");
   ReportHeader partial{"a", "b", "1"};
@@ -145,6 +163,9 @@ TEST(ChangeText, SaysWhenThereIsNone) {
   partial.notes = {"Not compared: lock"};
   EXPECT_EQ(written(writeTextReport, {}, {}, partial),
             "\nNo differences in what could be read. Not compared: lock.\n");
+  partial.nothingCompared = true;
+  EXPECT_EQ(written(writeTextReport, {}, {}, partial),
+            "\nNothing was compared, because too little could be read. Not compared: lock.\n");
 }
 
 TEST(ChangeTree, ALineForEachDifference) {

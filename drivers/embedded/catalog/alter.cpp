@@ -3,6 +3,7 @@
 
 #include "drivers/embedded/catalog/ordered_triggers.h"
 #include "drivers/embedded/catalog/permission_writer.h"
+#include "drivers/embedded/catalog/range_bounds.h"
 #include "drivers/embedded/catalog/storage_writer.h"
 #include "drivers/embedded/catalog/stored_indexes.h"
 #include "drivers/embedded/catalog/table_writer.h"
@@ -23,8 +24,14 @@ bool names(std::string_view expression, std::string_view column) {
   return std::ranges::any_of(tokens, [&](const tsql::Token& token) {
     const bool isName =
         token.kind == tsql::TokenKind::Word || token.kind == tsql::TokenKind::QuotedWord;
-    return isName && token.value() == column;
+    const tsql::Token& next = *(&token + (token.kind == tsql::TokenKind::End ? 0 : 1));
+    return isName && token.value() == column && next.text != "(";
   });
+}
+
+bool changesStorage(const tsql::ColumnStorage& storage) {
+  return storage.place != tsql::LobPlace::Unspecified || storage.compressed || storage.encrypted ||
+         storage.decryptDefault != nullptr;
 }
 
 class TableChange {
@@ -38,7 +45,8 @@ class TableChange {
         name_(name),
         table_(table),
         tables_(writer, text, &values),
-        storage_(writer, text) {}
+        storage_(writer, text),
+        bounds_(writer, values, text) {}
 
   void operator()(const tsql::AddColumn& action);
   void operator()(const tsql::AddConstraint& action) {
@@ -52,11 +60,19 @@ class TableChange {
     tables_.indexes().changeLockScheme(table_, action.scheme);
   }
   void operator()(const tsql::ChangePartitions& action);
-  void operator()(const tsql::AlterPartition& action) { storage_.alterPartition(table_, action); }
+  void operator()(const tsql::AlterPartition& action) {
+    if (action.kind == tsql::AlterPartition::Kind::Add) {
+      bounds_.requireAbove(table_, action.partitions);
+    }
+    storage_.alterPartition(table_, action);
+  }
   void operator()(const tsql::SwitchTrigger& action);
   void operator()(const tsql::ChangeStorage& action) {
     storage_.applyOptions(table_, action.options);
   }
+
+  /// Whether the statement has no other action, which may have an effect.
+  bool isAlone = false;
 
  private:
   ColumnInfo requireColumn(std::string_view name);
@@ -75,6 +91,7 @@ class TableChange {
   const ObjectInfo& table_;
   TableWriter tables_;
   StorageWriter storage_;
+  RangeBounds bounds_;
 };
 
 ColumnInfo TableChange::requireColumn(std::string_view name) {
@@ -105,7 +122,10 @@ void TableChange::operator()(const tsql::AddColumn& action) {
 }
 
 void TableChange::operator()(const tsql::ChangePartitions& action) {
-  if (action.partitioning) return storage_.partition(table_, *action.partitioning);
+  if (action.partitioning) {
+    storage_.partition(table_, *action.partitioning);
+    return bounds_.requireAscending(table_, *action.partitioning);
+  }
   if (!action.count) return storage_.unpartition(table_.id);
   constexpr std::int64_t kMost = 10'000;
   tsql::Partitioning slices{"roundrobin", {}, {}};
@@ -157,7 +177,9 @@ void TableChange::requireUnused(const ColumnInfo& column) {
   usedBy(records_.references.where<&SysReference::reftabid>(table_.id), &SysReference::refkey);
   for (const Slot slot : records_.constraints.where<&SysConstraint::tableid>(table_.id)) {
     const SysConstraint& row = records_.constraints[slot];
-    if (!user && row.colid == column.colid && isCheck(records_, row)) {
+    if (user || !isCheck(records_, row)) continue;
+    if (row.colid == column.colid ||
+        names(writer_.catalog().sourceText(row.constrid), column.name)) {
       user = writer_.catalog().objectName(row.constrid);
     }
   }
@@ -314,6 +336,13 @@ void TableChange::operator()(const tsql::ModifyColumn& action) {
       writer_.fail(message::nullInserted, column.name, table_.name);
     }
   }
+  const bool isTimestamp = to.kind == TypeKind::Timestamp;
+  if (isTimestamp && column.type.kind != to.kind) {
+    writer_.fail(message::modifyToTimestamp, column.name, table_.name);
+  }
+  if (isAlone && to == column.type && !changesStorage(action.column.storage)) {
+    writer_.fail(message::modifyWithoutEffect, column.name);
+  }
   convertRows(column, to);
   records_.changeColumn(table_.id, column.colid, [&](SysColumn& row) {
     row.type = to.storageCode;
@@ -395,6 +424,7 @@ void Catalog::alterTable(const tsql::AlterTable& statement, std::string_view tex
   CatalogWriter writer(*this, caller);
   const ObjectInfo table = writer.requireTable(statement.table);
   TableChange change(writer, text, values, statement.table, table);
+  change.isAlone = statement.actions.size() == 1;
   StoredIndexes(writer).dropGuards(table);
   for (const tsql::AlterAction& action : statement.actions) std::visit(change, action);
   StoredIndexes(writer).createGuards(table);

@@ -325,6 +325,8 @@ void Catalog::useDatabase(std::string_view name) {
   if (!databaseId(name) && !databases_->nameFirst(name)) databases_->add(name);
 }
 
+bool Catalog::wasRemoved(std::string_view name) const { return databases_->wasRemoved(name); }
+
 void Catalog::renameDatabase(std::string_view from, std::string_view to) {
   databases_->rename(*databases_->find(from), to);
 }

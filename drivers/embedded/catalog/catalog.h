@@ -238,6 +238,8 @@ class Catalog {
   /// Makes a database if there is none of the name. What came before the first name that is used
   /// belongs to it: the database where everything begins gets that name.
   void useDatabase(std::string_view name);
+  /// Whether one of the name was dropped and none created since.
+  bool wasRemoved(std::string_view name) const;
 
   /// System types, then types of the caller, then of dbo. Throws 2715 for an unknown type. The
   /// nullability is the type's own: of a user type, else not null.

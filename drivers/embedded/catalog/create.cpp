@@ -1,4 +1,5 @@
 // create table and create index.
+#include "drivers/embedded/catalog/range_bounds.h"
 #include "drivers/embedded/catalog/storage_writer.h"
 #include "drivers/embedded/catalog/stored_indexes.h"
 #include "drivers/embedded/catalog/table_writer.h"
@@ -37,6 +38,7 @@ void Catalog::createTable(const tsql::CreateTable& statement, std::string_view t
   TableWriter tables(writer, text, &values);
   const ObjectInfo table = tables.addTable(statement.name, statement.lockScheme);
   for (const tsql::ColumnDefinition& column : statement.columns) tables.addColumn(table, column);
+  // One after the other, because an expression may use the computed columns before it.
   for (const tsql::ColumnDefinition& column : statement.columns) {
     tables.typeComputed(statement.name, table.id, column);
   }
@@ -47,6 +49,9 @@ void Catalog::createTable(const tsql::CreateTable& statement, std::string_view t
   addConstraints(tables, table, statement, Pass::Others);
   StorageWriter storage(writer, text);
   storage.applyTable(table, statement);
+  if (statement.partitioning) {
+    RangeBounds(writer, values, text).requireAscending(table, *statement.partitioning);
+  }
   if (statement.proxy) {
     storage.applyProxy(table, statement);
   } else {

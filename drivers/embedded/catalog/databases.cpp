@@ -87,6 +87,7 @@ std::string Databases::sqlName(const Entry& database, const SystemTable& table) 
 
 void Databases::add(std::string_view name) {
   if (store_.value("SELECT dbid FROM sysdatabases WHERE name = ?", name)) return;
+  if (const auto gone = removed_.find(name); gone != removed_.end()) removed_.erase(gone);
   // A number is not given twice, so that a database never finds the records of another.
   store_.run("INSERT INTO sysdatabases(name, dbid, suid, crdate, status) VALUES (?, ?, 1, ?, ?)",
              name, ++lastDbid_, currentTime(),
@@ -118,6 +119,7 @@ void Databases::remove(Entry& database) {
   for (Slot slot = 0; slot < references.slots(); ++slot) {
     if (references.holds(slot)) references.erase(slot);
   }
+  removed_.insert(database.name);
   store_.run("DELETE FROM sysdatabases WHERE name = ?", database.name);
 }
 

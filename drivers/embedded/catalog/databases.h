@@ -49,6 +49,8 @@ class Databases {
 
   /// Gives the database a row in sysdatabases if it has none.
   void add(std::string_view name);
+  /// Whether one of the name was dropped and none created since.
+  bool wasRemoved(std::string_view name) const { return removed_.contains(name); }
   /// Gives the database where everything begins this name, if it has no other yet.
   bool nameFirst(std::string_view name);
   void rename(Entry& database, std::string_view name);
@@ -75,6 +77,7 @@ class Databases {
   /// Made when a database is first looked into.
   std::map<int, std::unique_ptr<Entry>> entries_;
   Entry* current_ = nullptr;
+  std::set<std::string, std::less<>> removed_;
   std::set<std::string, std::less<>> named_;  ///< what sqlName has added to SQL
   int firstDbid_ = 0;
   int lastDbid_ = 0;

@@ -163,6 +163,10 @@ void ObjectRemover::dropLogin(std::string_view name) {
 
 void ObjectRemover::dropDatabase(const tsql::ObjectName& name) {
   if (!writer_.catalog().databaseId(name.name)) failMissing("database", name.name);
+  constexpr std::string_view kOfServer[] = {"master", "model", "tempdb"};
+  if (std::ranges::find(kOfServer, name.name) != std::end(kOfServer)) {
+    writer_.fail(message::databaseOfServer, name.name);
+  }
   if (name.name == writer_.caller().database) {
     writer_.fail(message::databaseInUse, name.name);
   }

@@ -16,6 +16,16 @@ bool guardsRows(const SysIndex& index) {
   return index.indid == kClusteredIndid && (index.status & kUnguarded) == 0;
 }
 
+// The condition under which a row is guarded by the index that compares nulls.
+std::string anyNull(const std::vector<ColumnInfo>& keys) {
+  std::string condition;
+  for (const ColumnInfo& key : keys) {
+    if (!key.type.nullable) continue;
+    condition += concat(condition.empty() ? "" : " OR ", key.sqliteColumn, " IS NULL");
+  }
+  return condition;
+}
+
 constexpr std::string_view kGuardPrefixes[] = {"n", "r"};
 
 std::string indexName(std::string_view prefix, int tableId, int indid) {
@@ -81,15 +91,11 @@ void StoredIndexes::createUnique(const ObjectInfo& table, int indid) {
 
 void StoredIndexes::createNullGuard(const ObjectInfo& table, int indid) {
   const auto keys = keyColumns(table, indid);
-  std::string anyNull;
-  for (const ColumnInfo& key : keys) {
-    if (!key.type.nullable) continue;
-    anyNull += concat(anyNull.empty() ? "" : " OR ", key.sqliteColumn, " IS NULL");
-  }
-  if (anyNull.empty()) return;
+  const std::string nulls = anyNull(keys);
+  if (nulls.empty()) return;
   try {
     store_.execute(concat("CREATE UNIQUE INDEX IF NOT EXISTS ", indexName("n", table.id, indid),
-                          " ON ", table.sqliteTable, "(", equalNulls(keys), ") WHERE ", anyNull));
+                          " ON ", table.sqliteTable, "(", equalNulls(keys), ") WHERE ", nulls));
   } catch (const StoreError& error) {
     if (!error.isDuplicateKey()) throw;
     throw existingDuplicates(Differing::keys, table.name, writer_.caller().line);
@@ -123,10 +129,14 @@ std::vector<std::string> StoredIndexes::ignoredDuplicates(const ObjectInfo& tabl
     return guardsRows(index) && (index.status & index_status::kIgnoreDuplicateRow) != 0;
   };
   for (const int indid : indidsOf(table.id, ignoresKeys)) {
-    targets.push_back(columnList(keyColumns(table, indid)));
+    const auto keys = keyColumns(table, indid);
+    targets.push_back(concat("(", columnList(keys), ")"));
+    const std::string nulls = anyNull(keys);
+    if (!nulls.empty()) targets.push_back(concat("(", equalNulls(keys), ") WHERE ", nulls));
   }
   if (!indidsOf(table.id, ignoresRows).empty()) {
-    targets.push_back(equalNulls(comparedInRows(writer_.catalog().columns(table.id))));
+    targets.push_back(
+        concat("(", equalNulls(comparedInRows(writer_.catalog().columns(table.id))), ")"));
   }
   return targets;
 }

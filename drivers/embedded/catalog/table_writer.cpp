@@ -78,7 +78,7 @@ ColumnType TableWriter::columnType(const tsql::ColumnDefinition& definition) {
 
 void TableWriter::addColumn(const ObjectInfo& table, std::string_view name,
                             const ColumnType& type) {
-  insertColumn(table, name, type, 0);
+  insertColumn(table, name, type);
 }
 
 void TableWriter::addColumn(const ObjectInfo& table, const tsql::ColumnDefinition& definition) {
@@ -88,7 +88,7 @@ void TableWriter::addColumn(const ObjectInfo& table, const tsql::ColumnDefinitio
     computedId = writer_.addUnnamedObject(table, definition.name, object_type::kComputed);
     writer_.saveText(computedId, 0, definition.computed->range.in(text_));
   }
-  const int colid = insertColumn(table, definition.name, type, computedId);
+  const int colid = insertColumn(table, definition.name, type);
   if (computedId != 0) {
     constexpr int kComputed = 0x10, kMaterialized = 0x20;
     records_.changeColumn(table.id, colid, [&](SysColumn& column) {
@@ -109,20 +109,33 @@ void TableWriter::typeComputed(const tsql::ObjectName& table, int tableId,
   if (!definition.computed) return;
   const bool nullable = definition.nullability != tsql::Nullability::NotNull;
   const ColumnType type = withNullability(values_->typeOf(*definition.computed, table), nullable);
-  records_.changeColumn(tableId, records_.column(tableId, definition.name)->colid,
-                        [&](SysColumn& column) {
-                          column.status = nullable ? column_status::kNullable : 0;
-                          setType(column, type);
-                        });
+  const int colid = records_.column(tableId, definition.name)->colid;
+  int computedId = 0;
+  for (const Slot slot : records_.constraints.where<&SysConstraint::tableid>(tableId)) {
+    const SysConstraint& row = records_.constraints[slot];
+    if (row.colid == colid && row.status == constraint_status::kComputed) computedId = row.constrid;
+  }
+  records_.changeColumn(tableId, colid, [&](SysColumn& column) {
+    column.status = nullable ? column_status::kNullable : 0;
+    column.computedcol = computedId;
+    setType(column, type);
+  });
 }
 
 int TableWriter::insertColumn(const ObjectInfo& table, std::string_view name,
-                              const ColumnType& type, int computedId) {
+                              const ColumnType& type) {
   if (records_.column(table.id, name) != nullptr) {
     writer_.fail(message::duplicateColumn, name, table.name);
   }
   if (type.identity && records_.identityColumn(table.id) != nullptr) {
     writer_.fail(message::severalIdentities, table.name);
+  }
+  const auto isTimestamp = [&](Slot slot) {
+    return records_.columns[slot].usertype == systemType(TypeKind::Timestamp).userType;
+  };
+  if (type.kind == TypeKind::Timestamp && table.type == object_type::kTable &&
+      std::ranges::any_of(records_.columns.where<&SysColumn::id>(table.id), isTimestamp)) {
+    writer_.fail(message::severalTimestamps, table.name, name);
   }
   const int colid = records_.nextColid(table.id);
   if (colid > kLargestColumnCount) {
@@ -135,7 +148,6 @@ int TableWriter::insertColumn(const ObjectInfo& table, std::string_view name,
                   (type.identity ? column_status::kIdentity : 0);
   setType(column, type);
   column.name = name;
-  if (computedId != 0) column.computedcol = computedId;
   records_.columns.insert(std::move(column));
   if (type.identity && table.type == object_type::kTable) {
     records_.changeObject(table.id,
@@ -305,6 +317,20 @@ TableWriter::Referenced TableWriter::resolveReferenced(const tsql::ForeignKeyCon
   return referenced;
 }
 
+// The server wants more alike than this.
+void TableWriter::requireSameTypes(const ObjectInfo& table, const std::vector<int>& colids,
+                                   const Referenced& referenced) {
+  const auto own = writer_.catalog().columns(table.id);
+  const auto others = writer_.catalog().columns(referenced.tableId);
+  for (std::size_t i = 0; i < colids.size(); ++i) {
+    const auto column = std::ranges::find(own, colids[i], &ColumnInfo::colid);
+    const auto other = std::ranges::find(others, referenced.colids[i], &ColumnInfo::colid);
+    if (column == own.end() || other == others.end()) continue;
+    if (isCharacter(column->type.kind) == isCharacter(other->type.kind)) continue;
+    writer_.fail(message::foreignKeyTypes, column->name, table.name);
+  }
+}
+
 void TableWriter::addForeignKey(const ObjectInfo& table, const std::string& name,
                                 const tsql::ForeignKeyConstraint& key,
                                 const tsql::ColumnDefinition* column) {
@@ -318,6 +344,7 @@ void TableWriter::addForeignKey(const ObjectInfo& table, const std::string& name
   if (referenced.colids.size() != colids.size()) {
     writer_.fail(message::foreignKeyCount, table.name, colids.size(), referenced.colids.size());
   }
+  if (referenced.database.empty()) requireSameTypes(table, colids, referenced);
   const int id =
       name.empty()
           ? writer_.addUnnamedObject(table, names.front(), object_type::kReference)

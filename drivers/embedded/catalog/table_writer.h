@@ -54,8 +54,7 @@ class TableWriter {
   };
 
   /// Returns the number of the column.
-  int insertColumn(const ObjectInfo& table, std::string_view name, const ColumnType& type,
-                   int computedId);
+  int insertColumn(const ObjectInfo& table, std::string_view name, const ColumnType& type);
   void inheritBindings(const ObjectInfo& table, int colid, int userType);
   void addKey(const ObjectInfo& table, const std::string& name, const tsql::KeyConstraint& key,
               const tsql::ColumnDefinition* column);
@@ -63,6 +62,8 @@ class TableWriter {
                      const tsql::ForeignKeyConstraint& key, const tsql::ColumnDefinition* column);
   void addCheck(const ObjectInfo& table, const std::string& name,
                 const tsql::CheckConstraint& check, const tsql::ColumnDefinition* column);
+  void requireSameTypes(const ObjectInfo& table, const std::vector<int>& colids,
+                        const Referenced& referenced);
   Referenced resolveReferenced(const tsql::ForeignKeyConstraint& key, std::size_t keyCount);
   std::vector<int> colidsOf(const ObjectInfo& table, const std::vector<std::string>& names);
   int matchingIndex(int tableId, const std::vector<int>& colids);

@@ -20,7 +20,10 @@ using namespace tsql;
 BatchRun::BatchRun(Session& session, std::shared_ptr<ParsedBatch> batch, Outcome& outcome)
     : session_(session), outcome_(outcome), frame_(session, std::move(batch)) {}
 
-bool BatchRun::compile() { return BatchCompiler(frame_, reporter_, rows_).compile(); }
+bool BatchRun::compile() {
+  if (session_.options.parseOnly) return true;
+  return BatchCompiler(frame_, reporter_, rows_).compile();
+}
 
 void BatchRun::run(std::optional<RowStream>* stream) {
   try {
@@ -47,7 +50,7 @@ BatchRun::Flow BatchRun::runList(const StatementList& statements,
     const tsql::Statement& statement = *statements[i];
     const auto* query = std::get_if<SelectStatement>(&statement.node);
     const bool last = i + 1 == statements.size();
-    const bool streams = stream != nullptr && last && query != nullptr &&
+    const bool streams = !isIdle() && stream != nullptr && last && query != nullptr &&
                          query->query->terms.front().select.into.empty() &&
                          query->query->terms.front().select.items.front().variable.empty();
     if (streams) {
@@ -79,8 +82,12 @@ BatchRun::Flow BatchRun::runList(const StatementList& statements,
   return Flow::Next;
 }
 
+// After `set noexec on` or `set parseonly on`.
+bool BatchRun::isIdle() const { return session_.options.noExec || session_.options.parseOnly; }
+
 BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
   frame_.enter(statement);
+  if (isIdle() && !std::holds_alternative<SetOption>(statement.node)) return Flow::Next;
   if (session_.caller.chained && session_.transactions.depth() == 0 && touchesRows(statement)) {
     session_.transactions.begin();
   }

@@ -44,6 +44,7 @@ class BatchRun {
 
   Flow runList(const tsql::StatementList& statements, std::optional<RowStream>* stream = nullptr);
   Flow runStatement(const tsql::Statement& statement);
+  bool isIdle() const;
   Flow runNode(const tsql::Statement& statement);
   Flow runWhile(const tsql::While& loop);
   void setVariable(const std::string& name, const tsql::Expr& value, std::uint32_t line);
@@ -57,7 +58,7 @@ class BatchRun {
   TriggerRunner triggers_{frame_, outcome_};
   TemporaryWriter temporaries_{frame_};
   SessionStatements settings_{frame_};
-  RowStatements rows_{frame_, reporter_, triggers_, calls_, temporaries_};
+  RowStatements rows_{frame_, reporter_, triggers_, temporaries_};
   std::string gotoLabel_;
   int returnStatus_ = 0;
   std::optional<ColumnType> returns_;  ///< of a function

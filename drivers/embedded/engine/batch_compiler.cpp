@@ -43,6 +43,7 @@ bool BatchCompiler::compile() {
     return true;
   }
   found_.identityInsertTable = session.options.identityInsertTable;
+  found_.identityUpdateTable = session.options.identityUpdateTable;
   bool accepted = true;
   frame_.setBeforeRun(&found_);
   try {
@@ -105,14 +106,7 @@ void BatchCompiler::parts(const tsql::Statement& statement) {
               if (!first.intoExisting) found_.created.insert(first.into.name);
             }
           },
-          [&](const Insert& s) {
-            if (std::holds_alternative<Execute>(s.source) ||
-                std::holds_alternative<ExecuteImmediate>(s.source)) {
-              frame_.writeTarget(s.table);
-              return;
-            }
-            rows_.insertPlan(s);
-          },
+          [&](const Insert& s) { rows_.insertPlan(s); },
           [&](const Update& s) {
             translate(&statement, [&](Translator& t) { return WriteTranslator(t).update(s); });
           },
@@ -139,6 +133,7 @@ void BatchCompiler::parts(const tsql::Statement& statement) {
           },
           [&](const SetOption& s) {
             if (const auto table = identityInsertTable(s)) found_.identityInsertTable = *table;
+            if (const auto table = identityUpdateTable(s)) found_.identityUpdateTable = *table;
           },
           [&](const CreateTable& s) { found_.created.insert(s.name.name); },
           [&](const CreateView& s) { found_.created.insert(s.name.name); },

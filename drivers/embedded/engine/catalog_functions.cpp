@@ -147,8 +147,7 @@ void newId(FunctionCall& call) {
   call.result(std::string_view(digits));
 }
 
-// The condition tsequal(): ends the statement when the row has changed since it was read. Columns
-// of timestamps stay empty here, which tells of no change.
+// The condition tsequal(): ends the statement when the row has changed since it was read.
 void sameTimestamp(FunctionCall& call) {
   if (anyNull(call) || call.cell(0) == call.cell(1)) return call.result(1);
   const Cell now = call.cell(0);

@@ -19,16 +19,17 @@ namespace {
 struct Conversion {
   const ColumnType& from;
   const ColumnType& to;
-  int style;
-  std::uint32_t line;
+  ConversionRequest request;
 
-  [[noreturn]] void refuse(std::string_view value) const {
-    throw tsql::ServerError(message::badConversion, line, shownName(from.kind), value,
-                            shownName(to.kind));
-  }
+  [[noreturn]] void refuse(std::string_view value) const { fail(message::badConversion, value); }
   [[noreturn]] void overflow(std::string_view value) const {
-    throw tsql::ServerError(message::explicitOverflow, line, shownName(from.kind), value,
-                            shownName(to.kind));
+    fail(message::conversionOverflow, value);
+  }
+  [[noreturn]] void fail(const message::Message<4>& message, std::string_view value) const {
+    const bool isImplicit =
+        request.form == ConversionForm::Implicit || request.form == ConversionForm::ImplicitCut;
+    throw tsql::ServerError(message, request.line, isImplicit ? "implicit" : "explicit",
+                            shownName(from.kind), value, shownName(to.kind));
   }
 };
 
@@ -106,6 +107,17 @@ Cell toInteger(const Cell& value, const Conversion& c) {
   return number;
 }
 
+// The server counts money in ten-thousandths, in 8 bytes or 4.
+bool isMoney(const Decimal& digits, TypeKind kind) {
+  constexpr std::size_t kScale = 4;
+  std::string units = (digits.negative ? "-" : "") + digits.whole + digits.fraction;
+  units.append(kScale - digits.fraction.size(), '0');
+  std::int64_t count = 0;
+  const bool isCount =
+      std::from_chars(units.data(), units.data() + units.size(), count).ec == std::errc();
+  return isCount && (kind != TypeKind::Smallmoney || isInRange(count, TypeKind::Int));
+}
+
 Cell toExactFraction(const Cell& value, const Conversion& c) {
   if (const auto* bytes = std::get_if<Blob>(&value)) return integerOfBytes(*bytes);
   auto digits = decimalOf(value);
@@ -117,10 +129,21 @@ Cell toExactFraction(const Cell& value, const Conversion& c) {
     digits = trimmed(text).empty() ? Decimal{} : parseDecimal(text);
   }
   if (!digits) c.refuse(textOf(value, c.from, 0));
-  const int scale = scaleOf(c.to);
-  digits->round(static_cast<std::size_t>(scale));
-  if (static_cast<int>(digits->whole.size()) > wholeDigits(c.to))
-    c.overflow(textOf(value, c.from, 0));
+  const auto scale = static_cast<std::size_t>(scaleOf(c.to));
+  const auto isNumeric = [](TypeKind kind) {
+    return kind == TypeKind::Numeric || kind == TypeKind::Decimal;
+  };
+  const bool mayLose =
+      digits->fraction.size() > scale && isNumeric(c.from.kind) && isNumeric(c.to.kind);
+  if (mayLose && c.request.form == ConversionForm::Implicit) {
+    c.fail(message::scaleLost, textOf(value, c.from, 0));
+  }
+  if (mayLose && c.request.form != ConversionForm::Computed) digits->truncate(scale);
+  digits->round(scale);
+  const bool fits = isNumeric(c.to.kind)
+                        ? static_cast<int>(digits->whole.size()) <= wholeDigits(c.to)
+                        : isMoney(*digits, c.to.kind);
+  if (!fits) c.overflow(textOf(value, c.from, 0));
   return cellOf(*digits);
 }
 
@@ -147,15 +170,18 @@ Cell toMoment(const Cell& value, const Conversion& c) {
   } else {
     const std::string text = textOf(value, c.from, 0);
     const auto parsed = parseMoment(text);
-    if (!parsed) {
-      throw tsql::ServerError(message::notDatetime, c.line);
-    }
+    if (!parsed) c.refuse(text);
     moment = *parsed;
   }
+  const auto within = [&](const CalendarTime& first, const CalendarTime& end) {
+    if (moment < momentOf(first) || moment >= momentOf(end)) c.overflow(textOf(value, c.from, 0));
+  };
   switch (c.to.kind) {
     case TypeKind::Datetime:
+      within({.year = 1753}, {.year = 10000});
       return roundToTicks(moment);
     case TypeKind::Smalldatetime:
+      within({.year = 1900}, {.year = 2079, .month = 6, .day = 7});
       return roundToMinutes(moment);
     case TypeKind::Date:
       return dayOf(moment) * kMicrosecondsPerDay;
@@ -186,12 +212,11 @@ Cell toBinary(const Cell& value, const Conversion& c) {
 }
 
 Cell toText(const Cell& value, const Conversion& c) {
-  const std::string text = textOf(value, c.from, c.style);
+  const std::string text = textOf(value, c.from, c.request.style);
   if (isLong(c.to.kind)) return text;
   const std::string_view kept = cutText(text, c.to);
   if (kept.size() < text.size() && isInteger(c.from.kind)) {
-    throw tsql::ServerError(message::resultTooNarrow, c.line, shownName(c.from.kind), text,
-                            shownName(c.to.kind));
+    c.fail(message::resultTooNarrow, text);
   }
   return std::string(storedText(kept));
 }
@@ -322,10 +347,10 @@ std::string textOf(const Cell& value, const ColumnType& type, int style) {
   return text.find_first_of(".en") == std::string::npos ? text + ".0" : text;
 }
 
-Cell convertCell(const Cell& value, const ColumnType& from, const ColumnType& to, int style,
-                 std::uint32_t line) {
+Cell convertCell(const Cell& value, const ColumnType& from, const ColumnType& to,
+                 const ConversionRequest& request) {
   if (isNull(value)) return value;
-  const Conversion conversion{from, to, style, line};
+  const Conversion conversion{from, to, request};
   switch (familyOf(to.kind)) {
     case TypeFamily::Character:
       return toText(value, conversion);

@@ -15,11 +15,28 @@
 
 namespace kelvane::embedded {
 
-/// `value`, which is of type `from`, as `to`: rounded, cut to its length, checked for its range.
-/// Texts lose their trailing blanks, but for one when they hold nothing else.
-/// Throws 249 (no such value), 247 (too big), 265 (number too long for the text).
-Cell convertCell(const Cell& value, const ColumnType& from, const ColumnType& to, int style,
-                 std::uint32_t line);
+/// How a conversion comes about, which decides what becomes of digits behind the point that have no
+/// room in an exact type.
+enum class ConversionForm {
+  Explicit,     ///< convert() and cast() cut them
+  Implicit,     ///< an assignment refuses to lose them
+  ImplicitCut,  ///< it does not after `set arithabort numeric_truncation off`
+  Computed,     ///< the result of a function is rounded
+};
+
+struct ConversionRequest {
+  ConversionForm form = ConversionForm::Explicit;
+  int style = 0;
+  std::uint32_t line = 0;
+};
+
+/// `value`, which is of type `from`, as `to`: cut to its length, checked for its range. Numbers of
+/// floating point and money are rounded. Texts lose their trailing blanks, but for one when they
+/// hold nothing else.
+/// Throws 241 (digits would be lost), 247 (too big), 249 (no such value), 265 (number too long for
+/// the text).
+Cell convertCell(const Cell& value, const ColumnType& from, const ColumnType& to,
+                 const ConversionRequest& request);
 
 /// Whether an integer type other than unsigned bigint has the value.
 bool isInRange(std::int64_t value, TypeKind kind);

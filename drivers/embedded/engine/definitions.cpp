@@ -1,6 +1,7 @@
 #include "drivers/embedded/engine/definitions.h"
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 
 #include "drivers/embedded/engine/builtins.h"
@@ -89,6 +90,67 @@ void requireSteady(const ColumnDefinition& column) {
   throw ServerError(message::materializedVaries, column.range.line, column.name);
 }
 
+std::vector<const Expr*> checksOf(const std::vector<Constraint>& constraints) {
+  std::vector<const Expr*> checks;
+  for (const Constraint& constraint : constraints) {
+    const auto* check = std::get_if<CheckConstraint>(&constraint.node);
+    if (check != nullptr) checks.push_back(check->condition.get());
+  }
+  return checks;
+}
+
+std::vector<const Expr*> checksOf(const CreateTable& table) {
+  std::vector<const Expr*> checks = checksOf(table.constraints);
+  for (const ColumnDefinition& column : table.columns) {
+    std::ranges::copy(checksOf(column.constraints), std::back_inserter(checks));
+  }
+  return checks;
+}
+
+std::vector<const Expr*> checksOf(const AlterTable& table) {
+  std::vector<const Expr*> checks;
+  for (const AlterAction& action : table.actions) {
+    if (const auto* add = std::get_if<AddColumn>(&action)) {
+      std::ranges::copy(checksOf(add->column.constraints), std::back_inserter(checks));
+    } else if (const auto* constraint = std::get_if<AddConstraint>(&action)) {
+      const auto* check = std::get_if<CheckConstraint>(&constraint->constraint.node);
+      if (check != nullptr) checks.push_back(check->condition.get());
+    }
+  }
+  return checks;
+}
+
+// A check sees nothing but its row.
+void requireOneRow(const Expr& check, std::uint32_t line) {
+  const auto reads = [](const Expr& part) {
+    return as<Exists>(part) != nullptr || as<InSubquery>(part) != nullptr ||
+           as<Quantified>(part) != nullptr || as<ScalarSubquery>(part) != nullptr;
+  };
+  const auto aggregates = [](const Expr& part) {
+    const auto* call = as<Call>(part);
+    return call != nullptr && isAggregateName(call->function.name);
+  };
+  if (anyWithin(check, reads)) throw ServerError(message::checkReads, line, "subqueries");
+  if (anyWithin(check, aggregates)) throw ServerError(message::checkReads, line, "aggregates");
+}
+
+// What else may be wrong with a check shows when a row is written.
+void requireColumns(const std::vector<const Expr*>& checks, const ObjectName& table, Frame& frame) {
+  TranslationContext context = frame.context();
+  context.tableColumns = nullptr;
+  Translator translator(context);
+  NamedTable named;
+  named.name = table;
+  const Scope scope{nullptr, {translator.sourceOf(named)}, Clause::Definition};
+  for (const Expr* check : checks) {
+    try {
+      translator.condition(*check, &scope, Translator::Polarity::Any);
+    } catch (const ServerError& error) {
+      if (error.is(message::unknownColumn)) throw;
+    }
+  }
+}
+
 // Whose rows are then looked at; those of a new check are not.
 bool addsReference(const AlterTable& table) {
   return std::ranges::any_of(table.actions, [](const AlterAction& action) {
@@ -129,13 +191,42 @@ RowValues Definitions::rowValues() {
   return {
       [this](const Expr& value, const ColumnType& type) { return frame_.evaluate(value, &type); },
       [this](const Cell& value, const ColumnType& from, const ColumnType& to) {
-        return convertCell(value, from, to, 0, frame_.line());
+        return convertCell(value, from, to, {ConversionForm::Explicit, 0, frame_.line()});
       },
       [this](const Expr& expression, const ObjectName& table) {
         TranslationContext made = frame_.context();
         made.tableColumns = nullptr;
         return Translator(made).typeOf(expression, table);
       }};
+}
+
+void Definitions::createTable(const CreateTable& statement) {
+  for (const ColumnDefinition& column : statement.columns) requireSteady(column);
+  const std::string_view text = frame_.batch()->text;
+  const auto checks = checksOf(statement);
+  if (checks.empty()) {
+    return server_.catalog.createTable(statement, text, rowValues(), session_.caller);
+  }
+  for (const Expr* check : checks) requireOneRow(*check, frame_.line());
+  Savepoint savepoint(server_.catalog.store());
+  server_.catalog.createTable(statement, text, rowValues(), session_.caller);
+  requireColumns(checks, statement.name, frame_);
+  savepoint.keep();
+}
+
+void Definitions::alterTable(const AlterTable& statement) {
+  for (const AlterAction& action : statement.actions) {
+    if (const auto* add = std::get_if<AddColumn>(&action)) requireSteady(add->column);
+  }
+  const auto checks = checksOf(statement);
+  for (const Expr* check : checks) requireOneRow(*check, frame_.line());
+  Savepoint savepoint(server_.catalog.store());
+  server_.catalog.alterTable(statement, frame_.batch()->text, rowValues(), session_.caller);
+  const bool refers = addsReference(statement);
+  if (refers || !checks.empty()) server_.namesChanged();
+  if (!checks.empty()) requireColumns(checks, statement.table, frame_);
+  if (refers) frame_.runTests(frame_.orphanTests(statement.table));
+  savepoint.keep();
 }
 
 // All of it or nothing.
@@ -198,24 +289,8 @@ void Definitions::run(const tsql::Statement& statement) {
   // A definition that fails is undone, which is a change for those who looked in between.
   const NamesChange change(server_);
   std::visit(Overloaded{
-                 [&](const CreateTable& s) {
-                   for (const ColumnDefinition& column : s.columns) requireSteady(column);
-                   catalog.createTable(s, text, rowValues(), caller);
-                 },
-                 [&](const AlterTable& s) {
-                   for (const AlterAction& action : s.actions) {
-                     if (const auto* add = std::get_if<AddColumn>(&action)) {
-                       requireSteady(add->column);
-                     }
-                   }
-                   Savepoint savepoint(catalog.store());
-                   catalog.alterTable(s, text, rowValues(), caller);
-                   if (addsReference(s)) {
-                     server_.namesChanged();
-                     frame_.runTests(frame_.orphanTests(s.table));
-                   }
-                   savepoint.keep();
-                 },
+                 [&](const CreateTable& s) { createTable(s); },
+                 [&](const AlterTable& s) { alterTable(s); },
                  [&](const CreateIndex& s) { catalog.createIndex(s, text, rowValues(), caller); },
                  [&](const CreateView& s) {
                    try {

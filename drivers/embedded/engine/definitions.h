@@ -21,6 +21,8 @@ class Definitions {
 
  private:
   void dropObjects(const tsql::Drop& statement);
+  void createTable(const tsql::CreateTable& statement);
+  void alterTable(const tsql::AlterTable& statement);
   void createSchema(const tsql::CreateSchema& schema);
   RowValues rowValues();
   void keepWithoutColumns(const tsql::CreateView& view, std::string_view text,

@@ -51,7 +51,12 @@ void Frame::assign(const std::string& name, const Cell& value, const ColumnType&
   constexpr std::uint32_t kOfStatement = 0;
   Variable& target = variable(name, kOfStatement);
   if (!isNull(value)) requireImplicit(from.kind, target.type.kind, line());
-  target.value = convertCell(value, from, target.type, 0, line());
+  target.value = convertCell(value, from, target.type, {implicitForm(), 0, line()});
+}
+
+ConversionForm Frame::implicitForm() const {
+  return session_.options.numericTruncation ? ConversionForm::Implicit
+                                            : ConversionForm::ImplicitCut;
 }
 
 std::string Frame::textOf(const Variable& variable) {
@@ -79,7 +84,7 @@ Cell Frame::evaluate(const tsql::Expr& expr, const ColumnType* type) {
   if (type == nullptr || isNull(value)) return value;
   const ColumnType& from = plan.plan.columns[0].type;
   requireImplicit(from.kind, type->kind, expr.range.line);
-  return convertCell(value, from, *type, 0, expr.range.line);
+  return convertCell(value, from, *type, {implicitForm(), 0, expr.range.line});
 }
 
 std::optional<std::string> Frame::textOrNull(const tsql::Expr& expr) {
@@ -106,20 +111,27 @@ TranslationContext Frame::context() const {
   context.systemColumns = &server.systemColumns;
   context.ansiNull = session_.options.ansiNull;
   context.stringRtruncation = session_.options.stringRtruncation;
+  context.numericTruncation = session_.options.numericTruncation;
   context.rowRules = &server.rowRules;
   context.tableColumns = &server.tableColumns;
   context.namesVersion = server.namesVersion();
   if (beforeRun_ != nullptr) context.createdLater = &beforeRun_->created;
-  context.identityInsert = writesIdentity();
+  context.writesIdentity = writesIdentity();
   context.texts = batch_->texts;
   return context;
 }
 
 bool Frame::writesIdentity() const {
-  const auto* insert = current_ == nullptr ? nullptr : std::get_if<tsql::Insert>(&current_->node);
-  const std::string& table = beforeRun_ != nullptr ? beforeRun_->identityInsertTable
-                                                   : session_.options.identityInsertTable;
-  return insert != nullptr && table == insert->table.name;
+  if (current_ == nullptr) return false;
+  const SessionOptions& options = session_.options;
+  if (const auto* insert = std::get_if<tsql::Insert>(&current_->node)) {
+    return insert->table.name ==
+           (beforeRun_ != nullptr ? beforeRun_->identityInsertTable : options.identityInsertTable);
+  }
+  const auto* update = std::get_if<tsql::Update>(&current_->node);
+  return update != nullptr &&
+         update->target.name == (beforeRun_ != nullptr ? beforeRun_->identityUpdateTable
+                                                       : options.identityUpdateTable);
 }
 
 Circumstances Frame::circumstances() const {
@@ -130,7 +142,8 @@ Circumstances Frame::circumstances() const {
           options.rowLimit,
           writesIdentity(),
           options.ansiNull,
-          options.stringRtruncation};
+          options.stringRtruncation,
+          options.numericTruncation};
 }
 
 Prepared& Frame::prepared(const void* node, const Translate& translate) {

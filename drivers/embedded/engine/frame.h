@@ -25,7 +25,7 @@ namespace kelvane::embedded {
 struct BeforeRun {
   /// Tables and views that will be there when it is the statement's turn.
   std::set<std::string, std::less<>> created;
-  std::string identityInsertTable;
+  std::string identityInsertTable, identityUpdateTable;
 };
 
 class Frame {
@@ -58,6 +58,8 @@ class Frame {
   Variable& variable(const std::string& name, std::uint32_t line);
   void assign(const std::string& name, const Cell& value, const ColumnType& from);
   /// Its value as a text; empty for null.
+  /// Of an assignment.
+  ConversionForm implicitForm() const;
   static std::string textOf(const Variable& variable);
 
   // expressions

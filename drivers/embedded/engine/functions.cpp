@@ -29,12 +29,37 @@ std::int64_t nextIdentity(Database& store, Running& running, const std::string& 
   return ++known.last;
 }
 
+}  // namespace
+
+Blob timestampOf(std::uint64_t count) {
+  constexpr std::size_t kBytes = 8;
+  Blob bytes(kBytes);
+  for (auto byte = bytes.rbegin(); byte != bytes.rend(); ++byte, count >>= 8U) {
+    *byte = static_cast<std::byte>(count & 0xFFU);
+  }
+  return bytes;
+}
+
+namespace {
+
 void registerSession(Database& store, Running& running) {
   store.addFunction("quit_session", 0, FunctionKind::Volatile,
                     [](FunctionCall&) { throw ServerError(message::sessionEnded, kUnknownLine); });
   store.addFunction("current_variable", 1, FunctionKind::Volatile, [&running](FunctionCall& call) {
     const auto found = running.variables->find(call.text(0));
     if (found != running.variables->end()) call.result(found->second.value);
+  });
+  store.addFunction("set_variable", 2, FunctionKind::Volatile, [&running](FunctionCall& call) {
+    const auto found = running.variables->find(call.text(0));
+    if (found != running.variables->end()) found->second.value = call.cell(1);
+    call.result(call.cell(1));
+  });
+  store.addFunction("is_set", -1, FunctionKind::Volatile,
+                    [](FunctionCall& call) { call.result(1); });
+  store.addFunction("next_timestamp", 2, FunctionKind::Volatile, [&running](FunctionCall& call) {
+    if (!isNull(call.cell(1))) throw ServerError(message::timestampGiven, kUnknownLine);
+    std::uint64_t& last = running.timestamps[static_cast<int>(call.integer(0))];
+    call.result(timestampOf(++last));
   });
   store.addFunction("next_identity", 2, FunctionKind::Volatile,
                     [&store, &running](FunctionCall& call) {

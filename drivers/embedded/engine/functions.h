@@ -17,15 +17,13 @@ namespace kelvane::embedded {
 
 class Session;
 
-/// The number under which syb_quit() ends a session.
-
 /// The session and the frame whose statement is being stepped.
 struct Running {
   Session* session = nullptr;
   /// Runs a function of the schema.
   Cell (*call)(Session& session, int functionId, const Row& arguments) = nullptr;
   const Caller* caller = nullptr;
-  const Variables* variables = nullptr;
+  Variables* variables = nullptr;
   /// The identity values given last, by table. A later statement goes on from there if nothing but
   /// their rows has been written in between.
   struct Identities {
@@ -39,6 +37,8 @@ struct Running {
   std::map<std::string, Identities> identities = {};
   std::uint64_t statement = 0;  ///< counts them
   std::int64_t lastIdentity = 0;
+  /// How many timestamps the databases have given, by their numbers. A rollback takes none back.
+  std::map<int, std::uint64_t> timestamps = {};
   /// When the statement asked for the time first: it sees no other.
   std::optional<Moment> now = {};
   /// Where random numbers stand, and the one that the statement got.
@@ -55,6 +55,9 @@ struct Running {
     statementsRandom.reset();
   }
 };
+
+/// The value of a timestamp column.
+Blob timestampOf(std::uint64_t count);
 
 void registerFunctions(Catalog& catalog, Running& running);
 

@@ -26,7 +26,7 @@ enum class GlobalType {
 
 using enum GlobalType;
 
-constexpr std::size_t kBytesOfTimestamp = 8, kBytesOfOptions = 64;
+constexpr std::size_t kBytesOfOptions = 64;
 
 struct Global {
   std::string_view name;  // without the `@@`
@@ -104,6 +104,14 @@ Cell transactionState(const Session& session) {
 
 Cell zeros(std::size_t count) { return Blob(count); }
 
+Cell lastTimestamp(const Session& session) {
+  Server& server = session.server;
+  const auto database = server.catalog.databaseId(session.caller.database);
+  const auto& counts = server.running.timestamps;
+  const auto found = counts.find(database.value_or(0));
+  return timestampOf(found == counts.end() ? 0 : found->second);
+}
+
 constexpr auto kSince15 = Release::ase15, kSince16 = Release::ase16;
 
 // Sorted by name.
@@ -134,7 +142,7 @@ constexpr auto kGlobals = std::to_array<Global>({
         "cursor_rows", Int, [](const Session& s) -> Cell { return s.cursors.openedRows(); },
         kSince15),
     number("datefirst", 7, Release::ase125, Tinyint),
-    changing("dbts", Bytes8, [](const Session&) { return zeros(kBytesOfTimestamp); }),
+    changing("dbts", Bytes8, lastTimestamp),
     changing("error", Int, [](const Session& s) -> Cell { return s.last.error; }),
     null("errorlog", Text),
     number("failedoverconn", 0),

@@ -20,9 +20,10 @@ struct Circumstances {
   int uid = 0;
   std::string database;
   std::uint64_t rowLimit = 0;
-  bool identityInsert = false;
+  bool writesIdentity = false;
   bool ansiNull = false;
   bool stringRtruncation = false;
+  bool numericTruncation = true;
   bool operator==(const Circumstances&) const = default;
 };
 

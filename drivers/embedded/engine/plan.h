@@ -66,6 +66,8 @@ struct Plan {
   bool givesIdentity = false;
   /// Rows that are there already are not inserted again.
   bool leavesOutDuplicates = false;
+  /// Of an update: its table in SQLite, and the database there that it is in.
+  std::string updatedTable = {}, updatedStore = {};
   std::optional<FiredTrigger> trigger = {};
   /// Whether a text of the batch stands in the SQL itself.
   bool holdsTexts = false;

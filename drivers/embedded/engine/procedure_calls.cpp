@@ -231,6 +231,11 @@ Cell callFunction(Session& session, int functionId, const Row& arguments) {
       stored ? std::get_if<CreateFunction>(&stored->statements.front()->node) : nullptr;
   if (create == nullptr) return {};
   const Level level(session, session.caller.line, functionId);
+  struct Counted {
+    int& functions;
+    ~Counted() { --functions; }
+  } counted{session.calls.functions};
+  ++counted.functions;
   const Running running = server.running;
   const std::uint32_t line = session.caller.line;
   const auto rowCount = session.last.rowCount, lastError = session.last.error;

@@ -2,6 +2,7 @@
 
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/statement_kinds.h"
+#include "drivers/embedded/engine/trigger_runner.h"
 #include "drivers/embedded/engine/typing.h"
 
 namespace kelvane::embedded {
@@ -13,6 +14,16 @@ bool Reporter::tell(const tsql::Statement& statement, const ServerError& error) 
   session_.last.rowCount = 0;
   // The store undoes all when it is stopped while it writes.
   if (!frame_.catalog().store().inTransaction()) session_.acceptRollBack();
+  const bool isArithmetic =
+      error.is(message::divisionByZero) || error.is(message::arithmeticOverflow);
+  // The statement that calls a function is not at its end.
+  const bool mayUndo = session_.calls.functions == 0 && session_.transactions.depth() > 0;
+  if (isArithmetic && session_.options.arithAbort && mayUndo) {
+    frame_.giveBackStatements();
+    rollBackFirings(session_);
+    session_.temporaries.forgetLost();
+    frame_.server().namesChanged();
+  }
   Notice notice{error.toMessage(), error.line == 0 ? lineOf(statement) : error.line};
   notice.alreadyGone = isAlreadyGone(statement, error);
   outcome_.notice(notice);

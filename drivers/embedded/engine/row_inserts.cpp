@@ -28,7 +28,8 @@ bool RowInserts::serves(const Kept& kept) const {
                                     options.rowLimit,
                                     options.identityInsertTable == kept.table,
                                     options.ansiNull,
-                                    options.stringRtruncation};
+                                    options.stringRtruncation,
+                                    options.numericTruncation};
 }
 
 RowTarget* RowInserts::targetFor(std::string_view head, Outcome& outcome) {
@@ -73,14 +74,16 @@ std::unique_ptr<RowInserts::Kept> RowInserts::makeTarget(std::string_view head, 
 std::size_t RowInserts::run(std::string_view batch, Outcome& outcome) {
   constexpr std::string_view kBegin = "iI \t\r\n";
   if (batch.empty() || kBegin.find(batch.front()) == std::string_view::npos) return 0;
-  if (session_.caller.chained || session_.options.stringRtruncation) return 0;
+  const SessionOptions& options = session_.options;
+  if (session_.caller.chained || options.stringRtruncation) return 0;
+  if (options.noExec || options.parseOnly || !options.numericTruncation) return 0;
   if (batch.size() > std::numeric_limits<std::uint32_t>::max()) return 0;
   scanned_.clear();
   const auto target = [&](std::string_view head) { return targetFor(head, outcome); };
   if (!scanRows(batch, session_.caller.quotedIdentifier, target, scanned_)) return 0;
   Server& server = session_.server;
   server.transaction.beginRows();
-  const Variables none;
+  Variables none;
   server.running.session = &session_;
   server.running.caller = &session_.caller;
   server.running.variables = &none;

@@ -1,5 +1,6 @@
 #include "drivers/embedded/engine/row_statements.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "drivers/embedded/engine/convert.h"
@@ -9,32 +10,6 @@
 namespace kelvane::embedded {
 
 using namespace tsql;
-
-namespace {
-
-// Collects the rows of procedures that feed an insert; everything else goes on to the client.
-class RowCollector : public Outcome {
- public:
-  RowCollector(Server& server, Outcome& outcome) : server_(server), outcome_(outcome) {}
-
-  void beginRows(const std::vector<ResultColumn>& columns) override {
-    results.push_back({columns, {}});
-  }
-  void row(Row row) override {
-    server_.steps.count();
-    results.back().rows.push_back(std::move(row));
-  }
-  void count(std::int64_t) override {}
-  void notice(const Notice& notice) override { outcome_.notice(notice); }
-
-  std::vector<ResultSet> results;
-
- private:
-  Server& server_;
-  Outcome& outcome_;
-};
-
-}  // namespace
 
 void RowStatements::select(const SelectStatement& statement) {
   const Select& first = statement.query->terms.front().select;
@@ -156,10 +131,6 @@ RowPlan RowStatements::rowPlan(const tsql::Statement& statement) {
 }
 
 void RowStatements::insert(const Insert& statement) {
-  if (std::holds_alternative<Execute>(statement.source) ||
-      std::holds_alternative<ExecuteImmediate>(statement.source)) {
-    return insertExecuted(statement, targetWithRows(statement.table));
-  }
   Prepared& rows = insertPlan(statement);
   const bool givesIdentity = rows.plan.givesIdentity;
   const std::int64_t inserted = change(rows);
@@ -168,16 +139,6 @@ void RowStatements::insert(const Insert& statement) {
   }
   reporter_.changed(inserted);
   if (givesIdentity) session_.last.identity = server_.running.lastIdentity;
-}
-
-void RowStatements::insertExecuted(const Insert& statement, const WriteTarget& target) {
-  RowCollector collected(server_, reporter_.outcome());
-  if (const auto* call = std::get_if<Execute>(&statement.source)) {
-    calls_.call(*call, collected);
-  } else {
-    calls_.callText(std::get<ExecuteImmediate>(statement.source), collected);
-  }
-  reporter_.changed(insertResults(statement, target, collected.results));
 }
 
 std::int64_t RowStatements::insertResults(const Insert& statement, const WriteTarget& target,
@@ -206,9 +167,48 @@ std::int64_t RowStatements::change(Prepared& prepared) {
   return triggers_.change(prepared.plan, [&] { return frame_.execute(prepared); });
 }
 
+// SQLite compares each row with those that the statement has not changed yet; the server compares
+// when all are changed.
+std::int64_t RowStatements::updateKeys(Prepared& prepared, const StoreError& failure) {
+  Database& store = server_.catalog.store();
+  const std::string& table = prepared.plan.updatedTable;
+  const auto point = table.find('.');
+  const std::string schema =
+      point == table.npos ? prepared.plan.updatedStore : table.substr(0, point);
+  std::vector<std::pair<std::string, std::string>> indexes;
+  store.each(
+      "SELECT name, sql FROM " + schema +
+          ".sqlite_master WHERE type = 'index' AND tbl_name = ? AND sql LIKE 'CREATE UNIQUE INDEX "
+          "%'",
+      [&](const Statement& row) { indexes.emplace_back(row.text(0), row.text(1)); },
+      point == table.npos ? table : table.substr(point + 1));
+  constexpr std::string_view kCreate = "CREATE UNIQUE INDEX ";
+  Savepoint savepoint(store);
+  try {
+    for (const auto& [name, sql] : indexes) store.execute("DROP INDEX " + schema + "." + name);
+  } catch (const StoreError&) {
+    throw failure;  // rows of the table are being read
+  }
+  const std::int64_t rows = frame_.execute(prepared);
+  for (const auto& [name, sql] : indexes) {
+    store.execute(std::string(kCreate) + schema + "." + sql.substr(kCreate.size()));
+  }
+  savepoint.keep();
+  return rows;
+}
+
 void RowStatements::update(const Update& statement) {
-  reporter_.changed(change(frame_.prepared(
-      frame_.current(), [&](Translator& t) { return WriteTranslator(t).update(statement); })));
+  Prepared& prepared = frame_.prepared(
+      frame_.current(), [&](Translator& t) { return WriteTranslator(t).update(statement); });
+  const bool assigns = std::ranges::any_of(
+      statement.assignments, [](const Assignment& one) { return !one.variable.empty(); });
+  const Variables before = assigns ? frame_.variables() : Variables();
+  reporter_.changed(triggers_.change(
+      prepared.plan, [&] { return frame_.execute(prepared); },
+      [&](const StoreError& failure) {
+        if (assigns) frame_.variables() = before;
+        return updateKeys(prepared, failure);
+      }));
 }
 
 void RowStatements::remove(const Delete& statement) {

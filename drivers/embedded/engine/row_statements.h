@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "drivers/embedded/engine/frame.h"
-#include "drivers/embedded/engine/procedure_calls.h"
 #include "drivers/embedded/engine/reporter.h"
 #include "drivers/embedded/engine/temporary_writer.h"
 #include "drivers/embedded/engine/trigger_runner.h"
@@ -24,13 +23,9 @@ struct RowPlan {
 
 class RowStatements {
  public:
-  RowStatements(Frame& frame, Reporter& reporter, TriggerRunner& triggers, ProcedureCalls& calls,
+  RowStatements(Frame& frame, Reporter& reporter, TriggerRunner& triggers,
                 TemporaryWriter& temporaries)
-      : frame_(frame),
-        reporter_(reporter),
-        triggers_(triggers),
-        calls_(calls),
-        temporaries_(temporaries) {}
+      : frame_(frame), reporter_(reporter), triggers_(triggers), temporaries_(temporaries) {}
 
   void select(const tsql::SelectStatement& statement);
   void insert(const tsql::Insert& statement);
@@ -53,18 +48,17 @@ class RowStatements {
 
  private:
   std::int64_t change(Prepared& prepared);
+  std::int64_t updateKeys(Prepared& prepared, const StoreError& failure);
   void assignFrom(const tsql::Select& select, Prepared& prepared);
   void selectInto(const tsql::Query& query);
   void selectIntoExisting(const tsql::Query& query);
   std::string newTable(const tsql::Select& select, const std::vector<ResultColumn>& results,
                        std::uint32_t line);
-  void insertExecuted(const tsql::Insert& statement, const WriteTarget& target);
   std::string rowTable(int tableId);
 
   Frame& frame_;
   Reporter& reporter_;
   TriggerRunner& triggers_;
-  ProcedureCalls& calls_;
   TemporaryWriter& temporaries_;
   Session& session_{frame_.session()};
   Server& server_{frame_.server()};

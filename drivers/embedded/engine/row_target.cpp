@@ -46,6 +46,10 @@ RowTarget::Column RowTarget::columnOf(const ColumnType& type) {
     column.high = whole < static_cast<int>(kPowers.size())
                       ? kPowers[static_cast<std::size_t>(std::max(whole, 0))]
                       : std::numeric_limits<std::int64_t>::max();
+    // What is close to the end of its range is converted like any other value.
+    constexpr std::int64_t kMoneyEnd = 922'337'203'685'477, kSmallmoneyEnd = 214'748;
+    if (type.kind == TypeKind::Money) column.high = kMoneyEnd;
+    if (type.kind == TypeKind::Smallmoney) column.high = kSmallmoneyEnd;
   }
   constexpr Kind kKinds[] = {Kind::Null,  Kind::Integer, Kind::Decimal,    Kind::Money,
                              Kind::Float, Kind::Text,    Kind::QuotedText, Kind::Binary};
@@ -225,7 +229,8 @@ void RowTarget::bindConverted(const Column& column, std::string_view batch, cons
                         text);
       break;
   }
-  statement_.bind(column.parameter, convertCell(cell, from, column.type, 0, line));
+  statement_.bind(column.parameter,
+                  convertCell(cell, from, column.type, {ConversionForm::Implicit, 0, line}));
 }
 
 }  // namespace kelvane::embedded

@@ -45,6 +45,7 @@ struct LastStatement {
 struct CallDepth {
   int level = 0;
   int procedureId = 0;
+  int functions = 0;  ///< of the schema, each called by a statement that is still running
 };
 
 struct Firing;  // trigger_runner.h

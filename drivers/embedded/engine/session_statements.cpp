@@ -37,14 +37,27 @@ std::string withoutQuotes(const std::string& text) {
 void SessionStatements::setOption(const SetOption& option) {
   const std::string value = option.values.empty() ? "" : option.values.back();
   if (const auto table = identityInsertTable(option)) session_.options.identityInsertTable = *table;
+  if (const auto table = identityUpdateTable(option)) session_.options.identityUpdateTable = *table;
   for (const std::string& name : option.names) {
     const SetOptionRule* rule = findSetOption(name);
     if (rule == nullptr) continue;
     if (rule->since > server_.catalog.options().grammar()) {
       throw ServerError(message::unknownSetOption, frame_.line(), name);
     }
-    setOption(*rule, value);
+    if (rule->effect == SetEffect::ArithAbort) {
+      setArithAbort(option);
+    } else {
+      setOption(*rule, value);
+    }
   }
+}
+
+// Of one kind of error, or of both.
+void SessionStatements::setArithAbort(const SetOption& option) {
+  const bool on = !option.values.empty() && option.values.back() == "on";
+  const std::string kind = option.values.size() > 1 ? option.values.front() : "";
+  if (kind != "numeric_truncation") session_.options.arithAbort = on;
+  if (kind != "arith_overflow") session_.options.numericTruncation = on;
 }
 
 void SessionStatements::setOption(const SetOptionRule& rule, const std::string& value) {
@@ -52,6 +65,8 @@ void SessionStatements::setOption(const SetOptionRule& rule, const std::string& 
   switch (rule.effect) {
     case SetEffect::None:
     case SetEffect::IdentityInsert:
+    case SetEffect::IdentityUpdate:
+    case SetEffect::ArithAbort:
       return;
     case SetEffect::NoCount:
       session_.options.noCount = on;
@@ -66,6 +81,12 @@ void SessionStatements::setOption(const SetOptionRule& rule, const std::string& 
     case SetEffect::AnsiNull:
       session_.options.ansiNull = on;
       return server_.namesChanged();
+    case SetEffect::NoExec:
+      session_.options.noExec = on;
+      return;
+    case SetEffect::ParseOnly:
+      session_.options.parseOnly = on;
+      return;
     case SetEffect::StringTruncation:
       session_.options.stringRtruncation = on;
       return;
@@ -100,9 +121,13 @@ void SessionStatements::setRowCount(const std::string& value) {
 
 void SessionStatements::transact(const Transaction& transaction) {
   Transactions& transactions = session_.transactions;
+  const bool isVariable = transaction.name.starts_with('@');
+  const std::string name = isVariable
+                               ? Frame::textOf(frame_.variable(transaction.name, frame_.line()))
+                               : transaction.name;
   switch (transaction.action) {
     case TransactionAction::Begin:
-      return transactions.begin();
+      return transactions.begin(name);
     case TransactionAction::Commit:
       if (transactions.depth() == 0) {
         throw ServerError(message::commitWithoutBegin, frame_.line());
@@ -112,23 +137,26 @@ void SessionStatements::transact(const Transaction& transaction) {
       }
       return transactions.commit();
     case TransactionAction::Rollback:
-      return rollBack(transaction.name);
+      return rollBack(name);
     case TransactionAction::Save:
-      return transactions.save(transaction.name);
+      return transactions.save(name);
   }
 }
 
-void SessionStatements::rollBack(const std::string& savepoint) {
+void SessionStatements::rollBack(const std::string& name) {
   const Firing* firing = session_.firing;
   if (session_.transactions.depth() == 0 && firing == nullptr) {
     throw ServerError(message::rollbackWithoutBegin, frame_.line());
   }
   frame_.giveBackStatements();
   const Transactions::Mark mark = firing == nullptr ? Transactions::Mark() : firing->before;
-  const auto found = savepoint.empty() ? Transactions::Found::No
-                                       : session_.transactions.rollBackTo(savepoint, mark);
+  const auto found =
+      name.empty() ? Transactions::Found::No : session_.transactions.rollBackTo(name, mark);
   if (found == Transactions::Found::BeforeMark) {
-    throw ServerError(message::rollbackWithinTrigger, frame_.line(), savepoint);
+    throw ServerError(message::rollbackWithinTrigger, frame_.line(), name);
+  }
+  if (found == Transactions::Found::No && !name.empty() && !session_.transactions.isNamed(name)) {
+    throw ServerError(message::noSuchSavepoint, frame_.line(), name);
   }
   if (found == Transactions::Found::No) rollBackFirings(session_);
   session_.temporaries.forgetLost();
@@ -137,7 +165,7 @@ void SessionStatements::rollBack(const std::string& savepoint) {
 
 void SessionStatements::useDatabase(const UseDatabase& use) {
   if (!server_.catalog.databaseId(use.database)) {
-    if (!session_.acceptsAnyDatabase) {
+    if (!session_.acceptsAnyDatabase || server_.catalog.wasRemoved(use.database)) {
       throw UnknownDatabase(use.database, frame_.line());
     }
     server_.catalog.useDatabase(use.database);

@@ -20,10 +20,11 @@ class SessionStatements {
 
  private:
   void setOption(const SetOptionRule& rule, const std::string& value);
+  void setArithAbort(const tsql::SetOption& option);
   void setRowCount(const std::string& value);
   void setLogin(const std::string& quoted);
-  /// To the savepoint, or all of it.
-  void rollBack(const std::string& savepoint);
+  /// To the savepoint of the name; without a name, or by that of the transaction, all of it.
+  void rollBack(const std::string& name);
 
   Frame& frame_;
   Session& session_{frame_.session()};

@@ -9,7 +9,7 @@ namespace {
 constexpr SetOptionRule kOptions[] = {
     {"ansi_permissions"},
     {"ansinull", SetEffect::AnsiNull},
-    {"arithabort"},
+    {"arithabort", SetEffect::ArithAbort},
     {"arithignore"},
     {"bulk"},
     {"chained", SetEffect::Chained},
@@ -34,7 +34,7 @@ constexpr SetOptionRule kOptions[] = {
     {"fmtonly"},
     {"forceplan"},
     {"identity_insert", SetEffect::IdentityInsert},
-    {"identity_update"},
+    {"identity_update", SetEffect::IdentityUpdate},
     {"index_union", SetEffect::None, 15},
     {"ins_by_bulk", SetEffect::None, 15},
     {"join_bloom_filter", SetEffect::None, 15},
@@ -48,13 +48,13 @@ constexpr SetOptionRule kOptions[] = {
     {"mon_stateful_history", SetEffect::None, 15},
     {"nocount", SetEffect::NoCount},
     {"nodata"},
-    {"noexec"},
+    {"noexec", SetEffect::NoExec},
     {"offsets"},
     {"option", SetEffect::None, 15},
     {"opttimeoutlimit", SetEffect::None, 15},
     {"parallel_degree"},
     {"parallel_query", SetEffect::None, 15},
-    {"parseonly"},
+    {"parseonly", SetEffect::ParseOnly},
     {"plan"},
     {"prefetch"},
     {"proc_output_params"},
@@ -111,14 +111,27 @@ SetEffect effectOf(std::string_view name) {
   return rule == nullptr ? SetEffect::None : rule->effect;
 }
 
-std::optional<std::string> identityInsertTable(const tsql::SetOption& option) {
-  if (option.names.empty() || option.names.front() != "identity_insert" || option.values.empty()) {
+namespace {
+
+// Of an option that holds for one table.
+std::optional<std::string> tableOf(const tsql::SetOption& option, std::string_view name) {
+  if (option.names.empty() || option.names.front() != name || option.values.empty()) {
     return std::nullopt;
   }
   if (option.values.back() != "on") return "";
   const std::string& table = option.values.front();
   const auto dot = table.rfind('.');
   return table.substr(dot == std::string::npos ? 0 : dot + 1);
+}
+
+}  // namespace
+
+std::optional<std::string> identityInsertTable(const tsql::SetOption& option) {
+  return tableOf(option, "identity_insert");
+}
+
+std::optional<std::string> identityUpdateTable(const tsql::SetOption& option) {
+  return tableOf(option, "identity_update");
 }
 
 }  // namespace kelvane::embedded

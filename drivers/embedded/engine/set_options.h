@@ -17,6 +17,10 @@ enum class SetEffect {
   AnsiNull,
   StringTruncation,
   IdentityInsert,
+  IdentityUpdate,
+  ArithAbort,
+  NoExec,
+  ParseOnly,
   RowCount,
   TextSize,
   Isolation,
@@ -42,5 +46,7 @@ SetEffect effectOf(std::string_view name);
 /// The table that rows with given identities go into from now on; empty after `off`. None for any
 /// other option.
 std::optional<std::string> identityInsertTable(const tsql::SetOption& option);
+/// The same of `set identity_update`.
+std::optional<std::string> identityUpdateTable(const tsql::SetOption& option);
 
 }  // namespace kelvane::embedded

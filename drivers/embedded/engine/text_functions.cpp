@@ -149,7 +149,7 @@ void hexToInteger(FunctionCall& call) {
   if (digits.starts_with("0x") || digits.starts_with("0X")) digits.remove_prefix(2);
   const auto most = static_cast<std::size_t>(call.integer(1));
   if (digits.empty() || digits.size() > most || !isHexText(digits)) {
-    throw ServerError(message::badConversion, kUnknownLine, "VARCHAR", call.text(0),
+    throw ServerError(message::badConversion, kUnknownLine, "explicit", "VARCHAR", call.text(0),
                       (most == 8 ? "INT" : "BIGINT"));
   }
   std::uint64_t value = 0;

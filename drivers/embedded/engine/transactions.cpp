@@ -4,10 +4,17 @@
 
 namespace kelvane::embedded {
 
-void Transactions::begin() {
+void Transactions::begin(std::string_view name) {
   if (depth_++ > 0) return;
+  name_ = name;
+  writtenBefore_ = written();
   wasRolledBack_ = false;
   transaction_ = std::make_unique<UserTransaction>(store_);
+}
+
+std::pair<std::int64_t, std::uint64_t> Transactions::written() const {
+  Database& store = store_.store();
+  return {store.totalChanges(), store.undoLog().changes()};
 }
 
 void Transactions::commit() {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -23,12 +24,16 @@ class Transactions {
 
   /// How many `begin transaction` have had no end. A trigger counts as one.
   int depth() const { return depth_; }
+  /// Whether it is open and has changed anything.
+  bool hasChanges() const { return isOpen() && written() != writtenBefore_; }
   /// Whether a rollback may take back what is made now.
   bool isOpen() const { return transaction_ != nullptr; }
+  bool isNamed(std::string_view name) const { return depth_ > 0 && !name.empty() && name == name_; }
   /// How the last one ended.
   bool wasRolledBack() const { return wasRolledBack_; }
 
-  void begin();
+  /// Names count for the outermost one alone.
+  void begin(std::string_view name = {});
   /// There must be one.
   void commit();
   /// Nothing outside of a transaction.
@@ -54,10 +59,14 @@ class Transactions {
 
  private:
   void undo();
+  /// Grows with each change of rows and of system tables.
+  std::pair<std::int64_t, std::uint64_t> written() const;
 
   StoreTransaction& store_;
   std::unique_ptr<UserTransaction> transaction_;
   std::vector<std::pair<std::string, std::unique_ptr<Savepoint>>> savepoints_;
+  std::pair<std::int64_t, std::uint64_t> writtenBefore_;
+  std::string name_;
   int depth_ = 0;
   bool wasRolledBack_ = false;
 };

@@ -200,9 +200,10 @@ SqlValue Translator::templateCall(const FunctionRule& rule, const std::vector<Sq
                           familyOf(type.kind) == TypeFamily::Number && !arguments[0].isNull;
   // Computed as a real or an exact number, it becomes what the function gives.
   if (isComputed && isExactFraction(type.kind)) {
-    sql = converted({sql, numericType(kMostDigits, std::min(scaleOf(type), kMostDigits))}, type);
+    sql = converted({sql, numericType(kMostDigits, std::min(scaleOf(type), kMostDigits))}, type,
+                    ConversionForm::Computed);
   } else if (isComputed && isInteger(type.kind)) {
-    sql = converted({sql, floatType()}, type);
+    sql = converted({sql, floatType()}, type, ConversionForm::Computed);
   }
   return {std::move(sql), type};
 }

@@ -116,7 +116,7 @@ std::string Translator::condition(const Expr& expr, const Scope* scope, Polarity
           [&](const Exists& e) {
             return "EXISTS (" + query(*e.query, scope, QueryUse::Existence).sql + ")";
           },
-          [&](const Quantified& e) { return quantified(e, line, scope); },
+          [&](const Quantified& e) { return quantified(e, line, scope, polarity); },
           [&](const Call& e) { return callCondition(e, scope, line); },
           [&](const auto&) -> std::string { throw ServerError(message::syntaxOfCondition, line); },
       },
@@ -310,15 +310,19 @@ std::string Translator::membership(const InSubquery& in, std::uint32_t line, con
   return "(" + collated(v) + (in.negated ? " NOT " : " ") + names + ")";
 }
 
-std::string Translator::quantified(const Quantified& q, std::uint32_t line, const Scope* scope) {
+std::string Translator::quantified(const Quantified& q, std::uint32_t line, const Scope* scope,
+                                   Polarity polarity) {
   const SqlValue v = value(*q.value, scope);
   const QueryText inner = query(*q.query, scope, QueryUse::Values);
   const std::string alias = newAlias();
   const SqlValue element{alias + ".r1", inner.columns.at(0).type};
   const std::string test = compared(q.op, v, element, line);
-  const std::string from = "(SELECT 1 FROM (" + inner.sql + ") AS " + alias + " WHERE ";
-  return q.quantifier == Quantifier::Any ? "EXISTS " + from + test + ")"
-                                         : "NOT EXISTS " + from + "NOT " + test + ")";
+  const std::string from = " FROM (" + inner.sql + ") AS " + alias;
+  const std::string exists = "EXISTS (SELECT 1" + from + " WHERE ";
+  if (q.quantifier == Quantifier::Any) return exists + test + ")";
+  if (polarity != Polarity::Any) return "NOT " + exists + "(" + test + ") IS NOT TRUE)";
+  return "(SELECT CASE WHEN sum(NOT (" + test + ")) > 0 THEN 0 WHEN count(" + test +
+         ") = count(*) THEN 1 END" + from + ")";
 }
 
 std::string Translator::like(const Like& like, const Scope* scope) {
@@ -327,7 +331,8 @@ std::string Translator::like(const Like& like, const Scope* scope) {
   const auto text = [&](const SqlValue& side) {
     return isCharacter(side.type.kind) ? side.sql : converted(side, varcharType(255));
   };
-  std::string sql = "matches(" + text(v) + ", " + text(pattern);
+  std::string sql =
+      "matches(" + (isCharacter(v.type.kind) ? shownText(v) : text(v)) + ", " + text(pattern);
   if (like.escape) sql += ", " + value(*like.escape, scope).sql;
   return (like.negated ? "NOT " : "") + sql + ")";
 }

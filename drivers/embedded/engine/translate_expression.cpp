@@ -163,6 +163,21 @@ std::string Translator::textLiteral(const Literal& literal, const std::string& t
              : parameter(Parameter::Source::Text, "", static_cast<std::size_t>(literal.slot));
 }
 
+namespace {
+
+int unitsOfUtf16(std::string_view text) {
+  constexpr unsigned char kFirstBeyondAscii = 0x80, kFirstLead = 0xC0, kFirstLeadOfTwoUnits = 0xF0;
+  int units = 0;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < kFirstBeyondAscii || byte >= kFirstLead)
+      units += byte < kFirstLeadOfTwoUnits ? 1 : 2;
+  }
+  return units;
+}
+
+}  // namespace
+
 SqlValue Translator::literal(const Literal& literal) {
   SqlValue result;
   result.isLiteral = true;
@@ -180,7 +195,9 @@ SqlValue Translator::literal(const Literal& literal) {
       // The server has no empty text: two quotes are one blank.
       const std::string text = written.empty() ? " " : written;
       result.sql = textLiteral(literal, text);
-      result.type = varcharType(static_cast<int>(text.size()), false);
+      result.type = literal.isUnicode
+                        ? declaredType(TypeKind::Univarchar, unitsOfUtf16(text), {}, false)
+                        : varcharType(static_cast<int>(text.size()), false);
       break;
     }
     case LiteralKind::Binary: {
@@ -453,10 +470,11 @@ SqlValue Translator::convertValue(const Convert& convert, const Expr& expr, cons
   }
   type = withNullability(type, convert.nullable.value_or(operand.isNull || operand.type.nullable));
   if (operand.isNull) return {"NULL", type};
-  return {converted(operand, type, style), type};
+  return {converted(operand, type, ConversionForm::Explicit, style), type};
 }
 
-std::string Translator::converted(const SqlValue& value, const ColumnType& to, int style) {
+std::string Translator::converted(const SqlValue& value, const ColumnType& to, ConversionForm form,
+                                  int style) {
   if (value.isNull) return "NULL";
   const auto number = [](int n) { return ", " + std::to_string(n); };
   const auto described = [&](const ColumnType& type) {
@@ -464,7 +482,7 @@ std::string Translator::converted(const SqlValue& value, const ColumnType& to, i
            number(type.precision.value_or(0)) + number(type.scale.value_or(0));
   };
   return "as_type(" + value.sql + described(value.type) + described(to) + number(to.nullable) +
-         number(style) + ")";
+         number(style) + number(static_cast<int>(form)) + ")";
 }
 
 // Values that the target takes as they are stay untouched, so that SQLite can use its indexes.
@@ -485,7 +503,10 @@ std::string Translator::assigned(const SqlValue& value, const ColumnType& to, st
              from.scale == to.scale;
     if (isZeroFilled(to)) fits = from.length == to.length;
   }
-  return fits ? value.sql : converted(value, to);
+  if (fits) return value.sql;
+  return converted(
+      value, to,
+      context_.numericTruncation ? ConversionForm::Implicit : ConversionForm::ImplicitCut);
 }
 
 }  // namespace kelvane::embedded

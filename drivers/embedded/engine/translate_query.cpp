@@ -50,6 +50,11 @@ Plan Translator::finish(std::string sql, std::vector<ResultColumn> columns) {
   return plan;
 }
 
+std::optional<std::uint64_t> Translator::rowLimit(std::optional<std::uint64_t> top) const {
+  if (context_.rowLimit == 0) return top;
+  return std::min(top.value_or(context_.rowLimit), context_.rowLimit);
+}
+
 Plan Translator::select(const Query& whole) {
   const Select& first = whole.terms.front().select;
   const bool assigns = !first.items.empty() && !first.items.front().variable.empty();
@@ -149,7 +154,7 @@ Translator::SelectText Translator::selectText(const Select& select, const Query&
                                               Scope& scope, QueryUse use) {
   SelectText text;
   text.distinct = select.distinct;
-  text.limit = select.top.value_or(0);
+  text.limit = select.top;
   scope.clause = Clause::Where;
   FromText from = fromText(select.from, select.where.get(), scope);
   // Without groups a condition on them is one on the rows.
@@ -270,6 +275,8 @@ Translator::QueryText Translator::query(const Query& whole, const Scope* outer, 
   for (std::size_t i = 0; i < terms.size(); ++i) {
     if (i > 0) result.sql += whole.terms[i].all ? " UNION ALL " : " UNION ";
     const bool collate = sets || terms[i].distinct || use == QueryUse::Values;
+    const bool isLimited = sets && terms[i].limit;
+    if (isLimited) result.sql += "SELECT * FROM (";
     result.sql += terms[i].distinct ? "SELECT DISTINCT " : "SELECT ";
     const Select& select = whole.terms[i].select;
     const bool isJoined = terms[i].grouping && terms[i].grouping->isJoined;
@@ -281,19 +288,16 @@ Translator::QueryText Translator::query(const Query& whole, const Scope* outer, 
       result.sql += listed(terms[i].items, collate);
     }
     result.sql += isJoined ? joinedTail(terms[i]) : terms[i].tail;
+    if (isLimited) result.sql += " LIMIT " + std::to_string(*terms[i].limit) + ")";
   }
   result.sql += order;
-  std::uint64_t limit = terms.front().limit;
-  if (use == QueryUse::Result && context_.rowLimit != 0) {
-    limit = limit == 0 ? context_.rowLimit : std::min(limit, context_.rowLimit);
-  }
+  auto limit = sets ? std::nullopt : terms.front().limit;
+  if (use == QueryUse::Result) limit = rowLimit(limit);
   const std::uint64_t offset = whole.limit ? whole.limit->offset : 0;
   if (whole.limit && whole.limit->count != 0) {
-    limit = limit == 0 ? whole.limit->count : std::min(limit, whole.limit->count);
+    limit = std::min(limit.value_or(whole.limit->count), whole.limit->count);
   }
-  if (limit != 0 || offset != 0) {
-    result.sql += " LIMIT " + (limit == 0 ? "-1" : std::to_string(limit));
-  }
+  if (limit || offset != 0) result.sql += " LIMIT " + (limit ? std::to_string(*limit) : "-1");
   if (offset != 0) result.sql += " OFFSET " + std::to_string(offset);
   for (const SqlValue& item : terms.front().items) {
     result.columns.push_back({item.name, item.type});

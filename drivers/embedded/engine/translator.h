@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "drivers/embedded/catalog/catalog.h"
+#include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/kept_by_table.h"
 #include "drivers/embedded/engine/plan.h"
 #include "drivers/embedded/engine/row_rules.h"
@@ -42,11 +43,12 @@ struct TranslationContext {
   bool beforeRun = false;
   /// `set rowcount`; 0 for no limit.
   std::uint64_t rowLimit = 0;
-  bool identityInsert = false;
+  bool writesIdentity = false;
   /// `set ansinull on`: a comparison with null is never true.
   bool ansiNull = false;
   /// `set string_rtruncation on`: a text that a column would cut is refused.
   bool stringRtruncation = false;
+  bool numericTruncation = true;
   /// Tables that the batch will have created by the time it gets to the statement.
   const std::set<std::string, std::less<>>* createdLater = nullptr;
   /// What the string literals with a slot contain.
@@ -132,7 +134,11 @@ class Translator {
   void computeColumns(const std::vector<ColumnInfo>& columns, Source& source);
   std::string parameter(Parameter::Source source, const std::string& name,
                         std::size_t position = 0);
+  /// From here on the variable has the value that the row before left in it.
+  void assignsByRow(const std::string& variable) { assignedVariables_.push_back(variable); }
   std::string newAlias() { return "s" + std::to_string(++aliases_); }
+  /// The lesser of `top n` and `set rowcount`; none if there is neither.
+  std::optional<std::uint64_t> rowLimit(std::optional<std::uint64_t> top) const;
   /// The statement is complete; what it depends on goes into the plan.
   Plan finish(std::string sql, std::vector<ResultColumn> columns = {});
 
@@ -146,7 +152,7 @@ class Translator {
     std::string rowsFrom = {};
     std::string having = {};  // where rows are joined to their groups
     std::string rowOrder;
-    std::uint64_t limit = 0;
+    std::optional<std::uint64_t> limit = {};
   };
   struct FromText {
     std::string sql;
@@ -196,7 +202,8 @@ class Translator {
   SqlValue convertValue(const tsql::Convert& convert, const tsql::Expr& expr, const Scope* scope);
   std::string exactly(char op, const SqlValue& a, const SqlValue& b, const ColumnType& type) const;
   SqlValue concatenation(const SqlValue& left, const SqlValue& right);
-  std::string converted(const SqlValue& value, const ColumnType& to, int style = 0);
+  std::string converted(const SqlValue& value, const ColumnType& to,
+                        ConversionForm form = ConversionForm::ImplicitCut, int style = 0);
 
   // translate_condition.cpp
   std::string comparison(const tsql::Binary& binary, std::uint32_t line, const Scope* scope,
@@ -206,7 +213,8 @@ class Translator {
                          Polarity polarity);
   std::string membership(const tsql::InSubquery& in, std::uint32_t line, const Scope* scope,
                          Polarity polarity);
-  std::string quantified(const tsql::Quantified& q, std::uint32_t line, const Scope* scope);
+  std::string quantified(const tsql::Quantified& q, std::uint32_t line, const Scope* scope,
+                         Polarity polarity);
   std::string callCondition(const tsql::Call& call, const Scope* scope, std::uint32_t line);
   std::string like(const tsql::Like& like, const Scope* scope);
   std::optional<bool> knownNull(const tsql::Expr& expr);

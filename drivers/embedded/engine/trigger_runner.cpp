@@ -119,22 +119,39 @@ class FiredRows {
   std::array<TemporaryTables::Hidden, 2> outer_;
 };
 
-std::int64_t TriggerRunner::change(const Plan& plan, const std::function<std::int64_t()>& write) {
+namespace {
+
+template <class Failed>
+std::int64_t rowsWritten(const TriggerRunner::Write& write, const TriggerRunner::Again& again,
+                         Failed failed) {
+  try {
+    return write();
+  } catch (const StoreError& error) {
+    if (!again || !error.isDuplicateKey()) throw;
+    failed();
+    return again(error);
+  }
+}
+
+}  // namespace
+
+std::int64_t TriggerRunner::change(const Plan& plan, const Write& write, const Again& again) {
   std::vector<int> triggers;
   if (plan.trigger) triggers = plan.trigger->ids;
   // A trigger does not fire itself.
   if (session_.firing != nullptr) std::erase(triggers, session_.firing->running);
-  if (!triggers.empty()) return fire(plan, triggers, write);
-  if (plan.tests.empty()) return write();
+  if (!triggers.empty()) return fire(plan, triggers, write, again);
+  const auto nothing = [] {};
+  if (plan.tests.empty()) return rowsWritten(write, again, nothing);
   Savepoint savepoint(server_.catalog.store());
-  const std::int64_t rows = write();
+  const std::int64_t rows = rowsWritten(write, again, nothing);
   if (rows > 0) frame_.runTests(plan.tests);
   savepoint.keep();
   return rows;
 }
 
 std::int64_t TriggerRunner::fire(const Plan& plan, const std::vector<int>& triggers,
-                                 const std::function<std::int64_t()>& write) {
+                                 const Write& write, const Again& again) {
   // Outside of what an undone change takes with it.
   FiredRows fired(session_, *plan.trigger);
   std::optional<Savepoint> savepoint(std::in_place, server_.catalog.store());
@@ -143,7 +160,10 @@ std::int64_t TriggerRunner::fire(const Plan& plan, const std::vector<int>& trigg
   {
     RowWatch watch(server_.catalog.store(), rowStore(firing.trigger.table),
                    firing.trigger.sqliteTable);
-    rows = write();
+    rows = rowsWritten(write, again, [&] {
+      watch.before.clear();
+      watch.after.clear();
+    });
     if (rows > 0) frame_.runTests(plan.tests);
     fired.fill(watch);
   }

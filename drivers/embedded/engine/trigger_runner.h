@@ -39,14 +39,16 @@ class TriggerRunner {
   TriggerRunner(Frame& frame, Outcome& outcome) : frame_(frame), outcome_(outcome) {}
 
   /// Does all that belongs to a change of rows around `write`: tests and the trigger. Returns how
-  /// many rows were written.
-  std::int64_t change(const Plan& plan, const std::function<std::int64_t()>& write);
+  /// many rows were written. `again` writes once more in another way when a key was there twice.
+  using Write = std::function<std::int64_t()>;
+  using Again = std::function<std::int64_t(const StoreError& failure)>;
+  std::int64_t change(const Plan& plan, const Write& write, const Again& again = {});
   /// Undoes the change that fired the trigger which runs, after `before`.
   [[noreturn]] void rollBackTrigger(const std::function<void()>& before);
 
  private:
-  std::int64_t fire(const Plan& plan, const std::vector<int>& triggers,
-                    const std::function<std::int64_t()>& write);
+  std::int64_t fire(const Plan& plan, const std::vector<int>& triggers, const Write& write,
+                    const Again& again);
   void run(const Firing& firing, std::int64_t rows);
 
   Frame& frame_;

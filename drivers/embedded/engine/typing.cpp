@@ -166,7 +166,7 @@ ColumnType arithmeticType(const ColumnType& a, const ColumnType& b, char op, std
         return numericResult(wholeA + wholeB + 1, scaleA + scaleB, nullable);
       case '/': {
         // A quotient loses digits behind the point rather than before it.
-        const int wanted = std::max(scaleA + precisionOf(right) + 1, 6);
+        const int wanted = std::max(scaleA + precisionOf(right) - scaleB + 1, 6);
         const int scale = std::min(wanted, std::max(kMaxPrecision - wholeA - scaleB, 6));
         return numericResult(wholeA + scaleB, scale, nullable);
       }

@@ -144,8 +144,7 @@ class UseCollector {
     write(s.table);
     std::visit(
         Overloaded{[&](const InsertValues& values) { expressions(values.values); },
-                   [](const InsertDefaults&) {}, [&](const QueryPtr& rows) { query(*rows); },
-                   [&](const Execute& call) { visit(call); }, [](const ExecuteImmediate&) {}},
+                   [](const InsertDefaults&) {}, [&](const QueryPtr& rows) { query(*rows); }},
         s.source);
   }
   void visit(const Update& s) {

@@ -33,7 +33,8 @@ void asType(FunctionCall& call) {
   ColumnType to = described();
   to.nullable = next() != 0;
   const int style = next();
-  call.result(convertCell(call.cell(0), from, to, style, kUnknownLine));
+  const auto form = static_cast<ConversionForm>(next());
+  call.result(convertCell(call.cell(0), from, to, {form, style, kUnknownLine}));
 }
 
 void withoutZeros(FunctionCall& call) {
@@ -170,7 +171,7 @@ void registerValueFunctions(Database& store) {
   const auto add = [&](const char* name, int count, void (*function)(FunctionCall&)) {
     store.addFunction(name, count, FunctionKind::Fixed, function);
   };
-  add("as_type", 11, asType);
+  add("as_type", 12, asType);
   add("without_zeros", 1, withoutZeros);
   add("in_range", 2, inRange);
   add("in_bigint", 1, inBigint);

@@ -72,6 +72,10 @@ ExprPtr defaultExpression(const std::string& text) {
   return create == nullptr ? nullptr : std::move(create->value);
 }
 
+std::string limitText(const std::optional<std::uint64_t>& limit) {
+  return limit ? " LIMIT " + std::to_string(*limit) : "";
+}
+
 // The rows of a cursor are copies, which do not lead back to their table.
 void refuseCursorRow(const std::string& cursor, std::uint32_t line) {
   if (cursor.empty()) return;
@@ -135,9 +139,13 @@ std::string WriteTranslator::filled(const SqlValue& value, const ColumnInfo& col
 std::string WriteTranslator::omitted(const ColumnInfo& column, const WriteTarget& target,
                                      std::uint32_t line) {
   if (column.type.identity) {
-    return "next_identity(" + quotedText(target.sqliteTable) + ", " +
-           quotedText(quotedName(column.sqliteColumn)) + ")";
+    const std::string next = "next_identity(" + quotedText(target.sqliteTable) + ", " +
+                             quotedText(quotedName(column.sqliteColumn)) + ")";
+    const TypeKind kind = column.type.kind;
+    const bool isSmall = kind == TypeKind::Tinyint || kind == TypeKind::Smallint;
+    return isSmall ? translator_.assigned({next, intType()}, column.type, line) : next;
   }
+  if (column.type.kind == TypeKind::Timestamp) return nextTimestamp(target, "NULL");
   std::string text;
   if (column.defaultId != 0) text = translator_.context().catalog.sourceText(column.defaultId);
   const auto position = static_cast<std::size_t>(&column - target.columns.data());
@@ -147,8 +155,16 @@ std::string WriteTranslator::omitted(const ColumnInfo& column, const WriteTarget
       return filled(translator_.value(*expression, nullptr), column, target, line);
     }
   }
-  if (column.type.nullable || column.type.kind == TypeKind::Timestamp) return "NULL";
+  if (column.type.nullable) return "NULL";
   throw nullRefused(column, target, line);
+}
+
+// Each database counts its own.
+std::string WriteTranslator::nextTimestamp(const WriteTarget& target, const std::string& given) {
+  Catalog& catalog = translator_.context().catalog;
+  const std::string database = target.isTemporary() ? "tempdb" : catalog.databaseOf(target.id);
+  return "next_timestamp(" + std::to_string(catalog.databaseId(database).value_or(0)) + ", " +
+         given + ")";
 }
 
 std::vector<const ColumnInfo*> WriteTranslator::listedColumns(const Insert& statement,
@@ -157,7 +173,7 @@ std::vector<const ColumnInfo*> WriteTranslator::listedColumns(const Insert& stat
   std::vector<const ColumnInfo*> columns;
   for (const std::string& name : statement.columns) {
     const ColumnInfo& column = requireColumn(target, name, line);
-    if (column.type.identity && !translator_.context().identityInsert) {
+    if (column.type.identity && !translator_.context().writesIdentity) {
       throw ServerError(message::identityValueGiven, line, target.name);
     }
     if (std::ranges::find(columns, &column) != columns.end()) {
@@ -167,7 +183,7 @@ std::vector<const ColumnInfo*> WriteTranslator::listedColumns(const Insert& stat
   }
   if (!statement.columns.empty()) return columns;
   const auto add = [&](const ColumnInfo& column) {
-    const bool isGiven = !column.type.identity || translator_.context().identityInsert;
+    const bool isGiven = !column.type.identity || translator_.context().writesIdentity;
     if (column.computed.empty() && isGiven) columns.push_back(&column);
   };
   for (const ViewColumn& column : target.viewColumns) add(columnOf(target, column, line));
@@ -214,7 +230,7 @@ Plan WriteTranslator::finishInsert(const WriteTarget& target,
     query += " WHERE 1";  // or ON would belong to a join
   }
   for (const std::string& key : rules.ignoredDuplicates) {
-    query += " ON CONFLICT (" + key + ") DO NOTHING";
+    query += " ON CONFLICT " + key + " DO NOTHING";
   }
   Plan plan = translator_.finish("INSERT INTO " + target.sqliteTable + " (" + names + ") " + query);
   plan.leavesOutDuplicates = !rules.ignoredDuplicates.empty();
@@ -239,7 +255,12 @@ Plan WriteTranslator::insertRows(const Insert& statement, const WriteTarget& tar
   }
   std::vector<WrittenColumn> columns;
   for (std::size_t i = 0; i < listed.size(); ++i) {
-    columns.push_back({listed[i], filled(values[i], *listed[i], target, line), true});
+    const bool isTimestamp = listed[i]->type.kind == TypeKind::Timestamp;
+    // Rows of a query bring the timestamps of their own table, which do not count here.
+    const std::string sql = isTimestamp
+                                ? nextTimestamp(target, from.empty() ? values[i].sql : "NULL")
+                                : filled(values[i], *listed[i], target, line);
+    columns.push_back({listed[i], sql, true});
   }
   for (const ColumnInfo& column : target.columns) {
     if (!column.computed.empty() || std::ranges::count(listed, &column) != 0) continue;
@@ -349,6 +370,63 @@ WriteTranslator::JoinedTarget WriteTranslator::joinedTarget(const ObjectName& na
   return joined;
 }
 
+std::string WriteTranslator::variableSet(const Assignment& assignment, const Scope& scope) {
+  const std::uint32_t line = assignment.range.line;
+  const Variables& variables = translator_.context().variables;
+  const auto found = variables.find(assignment.variable);
+  if (found == variables.end()) {
+    throw ServerError(message::undeclaredVariable, line, assignment.variable);
+  }
+  const SqlValue value = translator_.value(*assignment.value, &scope);
+  return "set_variable(" + quotedText(assignment.variable) + ", " +
+         translator_.assigned(value, withNullability(found->second.type, true), line) + ")";
+}
+
+// Each value stands in the rows that are picked, under the name of its column, and in `plain` for a
+// statement that needs none.
+WriteTranslator::ChangedColumns WriteTranslator::changedColumns(const Update& statement,
+                                                                const WriteTarget& target,
+                                                                const JoinedTarget& rows,
+                                                                const std::string& rowAlias) {
+  for (const Assignment& assignment : statement.assignments) {
+    if (assignment.column.empty()) translator_.assignsByRow(assignment.variable);
+  }
+  ChangedColumns changes;
+  const auto change = [&](const ColumnInfo& column, const std::string& sql) {
+    const std::string item = quotedName(column.sqliteColumn);
+    const std::string separator = changes.plain.empty() ? "" : ", ";
+    changes.plain += separator + item + " = " + sql;
+    changes.fromPicked += separator + item + " = " + rowAlias + "." + item;
+    changes.picked += ", " + sql + " AS " + item;
+  };
+  for (const Assignment& assignment : statement.assignments) {
+    const std::uint32_t line = assignment.range.line;
+    if (assignment.column.empty()) {
+      const std::string name = "v" + std::to_string(&assignment - statement.assignments.data());
+      changes.picked += ", " + variableSet(assignment, rows.scope) + " AS " + name;
+      changes.noted += (changes.noted.empty() ? "" : ", ") + rowAlias + "." + name;
+      continue;
+    }
+    const ColumnInfo& column = requireColumn(target, assignment.column, line);
+    if (column.type.kind == TypeKind::Timestamp) {
+      throw ServerError(message::timestampUpdated, line);
+    }
+    if (column.type.identity && !translator_.context().writesIdentity) {
+      throw ServerError(message::identityUpdated, line, column.name, target.name);
+    }
+    change(column, filled(translator_.value(*assignment.value, &rows.scope), column, target, line));
+    if (!changes.colids.insert(column.colid).second) {
+      throw ServerError(message::columnWrittenTwice, line, column.name);
+    }
+    changes.newValues[column.colid] = rowAlias + "." + quotedName(column.sqliteColumn);
+    changes.names.push_back(target.view == nullptr ? assignment.column : column.name);
+  }
+  for (const ColumnInfo& column : target.columns) {
+    if (column.type.kind == TypeKind::Timestamp) change(column, nextTimestamp(target, "NULL"));
+  }
+  return changes;
+}
+
 Plan WriteTranslator::update(const Update& statement) {
   const ObjectName& name = realName(statement.target, statement.from);
   refuseCursorRow(statement.currentOf, name.range.line);
@@ -365,58 +443,37 @@ Plan WriteTranslator::update(const Update& statement) {
   }
   rows.scope.clause = Clause::Set;
   const std::string rowAlias = translator_.newAlias(), changed = translator_.newAlias();
-  std::string plainChanges, pickedChanges, picked;
-  std::set<int> colids;
-  std::map<int, std::string> assigned;
-  for (const Assignment& assignment : statement.assignments) {
-    const std::uint32_t line = assignment.range.line;
-    if (assignment.column.empty()) {
-      throw ServerError(message::syntax, line, assignment.variable);
-    }
-    const ColumnInfo& column = requireColumn(target, assignment.column, line);
-    const std::string sql =
-        filled(translator_.value(*assignment.value, &rows.scope), column, target, line);
-    if (colids.contains(column.colid)) {
-      throw ServerError(message::columnWrittenTwice, line, column.name);
-    }
-    const std::string item = quotedName(column.sqliteColumn);
-    const std::string separator = colids.empty() ? "" : ", ";
-    plainChanges += separator + item + " = " + sql;
-    pickedChanges += separator + item + " = " + rowAlias + "." + item;
-    picked += ", " + sql + " AS " + item;
-    colids.insert(column.colid);
-    assigned[column.colid] = rowAlias + "." + item;
-  }
+  ChangedColumns changes = changedColumns(statement, target, rows, rowAlias);
   RowConditions rules(translator_, target);
   std::vector<std::string> conditions;
   if (rules.rules().restrictsRows() || checksRows(target)) {
-    const Scope newRow = rules.newRow(changed, assigned);
-    conditions = rules.conditions(newRow, {&colids, false});
+    const Scope newRow = rules.newRow(changed, changes.newValues);
+    conditions = rules.conditions(newRow, {&changes.colids, false});
     std::ranges::move(checkOptions(target, newRow), std::back_inserter(conditions));
   }
+  // SQLite leaves out what nobody reads.
+  if (!changes.noted.empty()) conditions.push_back("is_set(" + changes.noted + ")");
   const std::string& alias = rows.scope.sources[rows.source].sqlAlias;
-  std::string sql;
-  if (joins || !conditions.empty()) {
+  std::string sql = "UPDATE " + target.sqliteTable + " AS ";
+  const auto limit = translator_.rowLimit(statement.top);
+  if (joins || limit || !conditions.empty()) {
+    if (changes.fromPicked.empty()) changes.fromPicked = "rowid = " + changed + ".rowid";
     // As for an insert, the limit keeps each value in one place.
+    std::string limited = conditions.empty() ? "" : " LIMIT -1";
+    if (limit) limited = (joins ? " GROUP BY rid" : "") + limitText(limit);
     conditions.insert(conditions.begin(), changed + ".rowid = " + rowAlias + ".rid");
-    sql = "UPDATE " + target.sqliteTable + " AS " + changed + " SET " + pickedChanges +
-          " FROM (SELECT " + alias + ".rowid AS rid" + picked + rows.from +
-          (conditions.size() > 1 ? " LIMIT -1" : "") + ") AS " + rowAlias + " WHERE " +
-          joined(conditions, " AND ");
+    sql += changed + " SET " + changes.fromPicked + " FROM (SELECT " + alias + ".rowid AS rid" +
+           changes.picked + rows.from + limited + ") AS " + rowAlias + " WHERE " +
+           joined(conditions, " AND ");
   } else {
-    sql = "UPDATE " + target.sqliteTable + " AS " + alias + " SET " + plainChanges + where;
-  }
-  std::vector<std::string> written;
-  written.reserve(statement.assignments.size());
-  for (const Assignment& assignment : statement.assignments) {
-    const std::uint32_t line = assignment.range.line;
-    written.push_back(target.view == nullptr ? assignment.column
-                                             : requireColumn(target, assignment.column, line).name);
+    sql += alias + " SET " + changes.plain + where;
   }
   Plan plan = translator_.finish(std::move(sql));
-  plan.trigger = triggerOf(target, kUpdateSlot, std::move(written));
-  rules.testDependents(&colids, plan);
-  rules.testOwnReferences(&colids, plan);
+  plan.updatedTable = target.sqliteTable;
+  if (!target.isTemporary()) plan.updatedStore = rowStore(target.id);
+  plan.trigger = triggerOf(target, kUpdateSlot, std::move(changes.names));
+  rules.testDependents(&changes.colids, plan);
+  rules.testOwnReferences(&changes.colids, plan);
   return plan;
 }
 
@@ -424,22 +481,29 @@ Plan WriteTranslator::remove(const Delete& statement) {
   const ObjectName& name = realName(statement.target, statement.from);
   refuseCursorRow(statement.currentOf, name.range.line);
   const WriteTarget target = writeTarget(name);
+  const auto limit = translator_.rowLimit(statement.top);
   std::string sql;
   std::string where;
   if (!statement.from.empty()) {
     const JoinedTarget rows =
         joinedTarget(statement.target, target, statement.from, statement.where.get());
     sql = "DELETE FROM " + target.sqliteTable + " WHERE rowid IN (SELECT " +
-          rows.scope.sources[rows.source].sqlAlias + ".rowid" + rows.from + ")";
+          rows.scope.sources[rows.source].sqlAlias + ".rowid" + rows.from +
+          (limit ? " GROUP BY 1" : "") + limitText(limit) + ")";
   } else {
     Scope scope;
     scope.clause = Clause::Where;
     where = whereText(name, target, statement.where.get(), scope);
-    sql = "DELETE FROM " + target.sqliteTable + " AS " + scope.sources[0].sqlAlias + where;
+    const std::string named = target.sqliteTable + " AS " + scope.sources[0].sqlAlias + where;
+    sql = "DELETE FROM " + named;
+    if (limit) {
+      sql = "DELETE FROM " + target.sqliteTable + " WHERE rowid IN (SELECT " +
+            scope.sources[0].sqlAlias + ".rowid FROM " + named + limitText(limit) + ")";
+    }
   }
   auto trigger = triggerOf(target, kDeleteSlot, {});
   // Without a condition SQLite throws all rows away at once, and nobody hears of them.
-  if (trigger && statement.from.empty() && where.empty()) sql += " WHERE 1";
+  if (trigger && statement.from.empty() && where.empty() && !limit) sql += " WHERE 1";
   Plan plan = translator_.finish(std::move(sql));
   plan.trigger = std::move(trigger);
   RowConditions(translator_, target).testDependents(nullptr, plan);

@@ -3,7 +3,9 @@
 // Serves for one statement and refers to its translator, which must outlive it.
 #pragma once
 
+#include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -67,6 +69,18 @@ class WriteTranslator {
                   const std::vector<SqlValue>& values, const std::string& from);
   std::string filled(const SqlValue& value, const ColumnInfo& column, const WriteTarget& target,
                      std::uint32_t line);
+  /// What an update assigns.
+  struct ChangedColumns {
+    std::string plain, picked, fromPicked;
+    std::string noted;  ///< the columns of the picked rows that assign variables
+    std::set<int> colids;
+    std::map<int, std::string> newValues;  ///< by the number of the column
+    std::vector<std::string> names;
+  };
+  ChangedColumns changedColumns(const tsql::Update& statement, const WriteTarget& target,
+                                const JoinedTarget& rows, const std::string& rowAlias);
+  std::string variableSet(const tsql::Assignment& assignment, const Scope& scope);
+  std::string nextTimestamp(const WriteTarget& target, const std::string& given);
   std::string omitted(const ColumnInfo& column, const WriteTarget& target, std::uint32_t line);
   JoinedTarget joinedTarget(const tsql::ObjectName& name, const WriteTarget& target,
                             const std::vector<tsql::TableRefPtr>& from, const tsql::Expr* where);

@@ -150,6 +150,20 @@ std::string Parser::utilityVerb() {
                                                   "update", "truncate", "deallocate"};
   static constexpr std::string_view kKinds[] = {"temporary", "archive", "inmemory", "global",
                                                 "system"};
+  struct Later {
+    std::string_view first, second;
+    int release;
+  };
+  static constexpr Later kLater[] = {
+      {"alter", "login", 15},         {"alter", "precomputed", 15},   {"alter", "thread", 15},
+      {"create", "inmemory", 15},     {"create", "login", 15},        {"create", "thread", 15},
+      {"deallocate", "locator", 15},  {"drop", "login", 15},          {"drop", "thread", 15},
+      {"refresh", "precomputed", 15}, {"reorg", "defrag", 15},        {"transfer", "table", 15},
+      {"truncate", "lob", 15},        {"truncate", "precomputed", 15}};
+  for (const Later& later : kLater) {
+    if (at(later.first) && at(later.second, 1)) since(later.release);
+  }
+  if (at("alter") && at("database", 1) && at("set", 3) && at("encrypt", 4)) since(16);
   std::string verb = wordText();
   if (std::ranges::find(kActions, verb) == std::end(kActions)) {
     if (verb == "transfer" || verb == "mount" || verb == "unmount") verb += ' ' + wordText();
@@ -170,9 +184,15 @@ std::string Parser::utilityVerb() {
   return verb;
 }
 
-// Runs up to the next statement.
+// Runs up to the next statement; that of a web service is its body, which a request executes.
 StatementNode Parser::utilityStatement() {
   Utility result{utilityVerb()};
+  if (result.verb == "create service") {
+    while (!atKind(TokenKind::End)) take();
+    return result;
+  }
+  const bool isNamed = result.verb == "create database" || result.verb == "create role";
+  if (isNamed && !atNameOrString()) unexpected();
   if (atNameOrString() && (result.verb.find(' ') != std::string::npos)) {
     result.object = take().value();
     // Of an `alter`.

@@ -21,6 +21,23 @@ std::string Parser::newVariable() {
   return name;
 }
 
+// In a body nothing can have declared a variable but the body itself. Servers differ in whether
+// letter case counts.
+void Parser::requireDeclared(const Token& variable) const {
+  const std::string name = variable.value();
+  const auto isSame = [&](const std::string& declared) {
+    return equalsIgnoringCase(declared, name);
+  };
+  if (!inBody_ || declared_.contains(name) || std::ranges::any_of(declared_, isSame)) return;
+  throw ServerError(message::undeclaredVariable, variable.line, name);
+}
+
+void Parser::requireLabels() const {
+  for (const auto& [label, line] : gotos_) {
+    if (!labels_.contains(label)) throw ServerError(message::labelNotDeclared, line, label);
+  }
+}
+
 StatementNode Parser::declareStatement() {
   if (!atKind(TokenKind::Variable, 1)) return declareCursor();
   expect("declare");
@@ -118,6 +135,7 @@ StatementNode Parser::setStatement() {
       result.values.push_back(setValue());
     return result;
   }
+  if (setWords(result)) return result;
   if (option == "role") return setRole(std::move(result));
   if (option == "encryption" && accept("passwd")) {
     password();
@@ -142,6 +160,38 @@ StatementNode Parser::setStatement() {
   }
   if (option == "cursor" && accept("for")) result.values.push_back(name());
   return result;
+}
+
+// The options whose own words are those of statements, or have more behind `on` and `off`.
+bool Parser::setWords(SetOption& option) {
+  const std::string& name = option.names.front();
+  const auto word = [&] { option.values.push_back(wordText()); };
+  const auto onOrOff = [&] {
+    if (!at("on") && !at("off")) unexpected();
+    word();
+  };
+  if (name == "switch") {
+    onOrOff();
+    commaList([&] { option.values.push_back(setValue()); });
+    if (accept("with")) commaList(word);
+  } else if (name == "close") {
+    expect("on");
+    expect("endtran");
+    onOrOff();
+  } else if (name == "offsets") {
+    commaList(word);
+    onOrOff();
+  } else if (name == "tracefile") {
+    option.values.push_back(atKind(TokenKind::String) ? take().value() : wordText());
+    if (accept("for")) option.values.push_back(setValue());
+  } else if (name == "plan" && (at("dump") || at("load"))) {
+    word();
+    if (atNameOrString() && !at("on") && !at("off")) option.values.push_back(nameOrString());
+    onOrOff();
+  } else {
+    return false;
+  }
+  return true;
 }
 
 // `set role r with passwd 'x' on`; the password is not kept.
@@ -206,16 +256,20 @@ StatementNode Parser::whileStatement() {
   expect("while");
   While result;
   result.condition = expression();
+  ++loops_;
   result.body = statement();
+  --loops_;
   return result;
 }
 
 StatementNode Parser::breakStatement() {
+  if (loops_ == 0) throw ServerError(message::breakOutsideLoop, peek().line);
   expect("break");
   return Break{};
 }
 
 StatementNode Parser::continueStatement() {
+  if (loops_ == 0) throw ServerError(message::continueOutsideLoop, peek().line);
   expect("continue");
   return Continue{};
 }
@@ -229,11 +283,15 @@ StatementNode Parser::returnStatement() {
 
 StatementNode Parser::gotoStatement() {
   expect("goto");
-  return Goto{name()};
+  const std::uint32_t line = peek().line;
+  Goto result{name()};
+  gotos_.emplace_back(result.label, line);
+  return result;
 }
 
 StatementNode Parser::labelStatement() {
   Label result{name()};
+  labels_.insert(result.name);
   expectSymbol(":");
   return result;
 }

@@ -22,9 +22,6 @@ StatementNode Parser::insertStatement() {
   } else if (accept("default")) {
     expect("values");
     result.source = InsertDefaults{};
-  } else if (at("exec") || at("execute")) {
-    std::visit([&](auto&& call) { result.source = std::forward<decltype(call)>(call); },
-               executeOrImmediate());
   } else if (startsQuery()) {
     result.source = query();
   } else {

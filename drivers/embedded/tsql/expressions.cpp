@@ -206,7 +206,8 @@ ExprPtr Parser::literal(LiteralKind kind) {
   if (kind == LiteralKind::Binary) text.erase(0, 2);
   if (kind == LiteralKind::Null) text.clear();
   const int slot = kind == LiteralKind::String ? takeSlot(token) : -1;
-  return make(Literal{kind, std::move(text), slot}, token);
+  const bool isUnicode = kind == LiteralKind::String && token.prefix() == kUnicodePrefix;
+  return make(Literal{kind, std::move(text), slot, isUnicode}, token);
 }
 
 ExprPtr Parser::primary() {
@@ -226,6 +227,7 @@ ExprPtr Parser::primary() {
       return literal(LiteralKind::Binary);
     case TokenKind::Variable:
       take();
+      requireDeclared(first);
       return make(Variable{first.value()}, first);
     case TokenKind::GlobalVariable:
       take();

@@ -123,6 +123,8 @@ class Parser : private TokenReader {
   void whereClause(ExprPtr& where, std::string& currentOf);
 
   std::string newVariable();
+  void requireDeclared(const Token& variable) const;
+  void requireLabels() const;
   StatementNode declareStatement();
   StatementNode declareCursor();
   StatementNode openStatement();
@@ -131,6 +133,7 @@ class Parser : private TokenReader {
   StatementNode fetchStatement();
   StatementNode setStatement();
   StatementNode setVariables();
+  bool setWords(SetOption& option);
   StatementNode setRole(SetOption option);
   std::string setValue();
   StatementNode beginStatement();
@@ -244,7 +247,10 @@ class Parser : private TokenReader {
   std::vector<std::string> hints_;               // of the statement being read
   std::set<std::string, std::less<>> declared_;  // variables and parameters
   bool mayMakeTable_ = false;                    // the select that is read next may have `into`
-  bool inBody_ = false;                          // within a procedure, function or trigger
+  std::vector<std::pair<std::string, std::uint32_t>> gotos_;  // with their lines
+  std::set<std::string, std::less<>> labels_;
+  int loops_ = 0;            // around the statement being read
+  bool inBody_ = false;      // within a procedure, function or trigger
   bool wholeBatch_ = false;  // the statement being read is stored with the text of the batch
 };
 

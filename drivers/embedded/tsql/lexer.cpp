@@ -277,7 +277,6 @@ std::string Token::value() const {
     result += inner[i];
     if (inner[i] == closing) ++i;
   }
-  constexpr std::size_t kUnicodePrefix = 2;
   return before == kUnicodePrefix ? withoutEscapes(result, line) : result;
 }
 

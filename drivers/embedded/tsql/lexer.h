@@ -33,6 +33,9 @@ enum class TokenKind {
   Symbol,
 };
 
+/// How long the letters before the quote of `U&'...'` are.
+inline constexpr std::size_t kUnicodePrefix = 2;
+
 struct Token {
   TokenKind kind = TokenKind::End;
   std::string_view text;      ///< as written

@@ -6,6 +6,7 @@ namespace kelvane::tsql {
 // `update (a, b)`, `create table`, `dump database`, `all privileges`: words up to what follows.
 Privilege Parser::privilege() {
   Privilege result;
+  if (at("decrypt") || (at("create") && at("encryption", 1))) since(15);
   result.name = wordText();
   while (atKind(TokenKind::Word) && !at("on") && !at("to") && !at("from"))
     result.name += ' ' + wordText();

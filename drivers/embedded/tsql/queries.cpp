@@ -162,6 +162,8 @@ TableRefPtr Parser::tableRef() {
 }
 
 JoinKind Parser::joinKind() {
+  // The server has neither.
+  if (at("full") || at("cross")) unexpected();
   JoinKind kind = JoinKind::Inner;
   if (at("left")) kind = JoinKind::Left;
   if (at("right")) kind = JoinKind::Right;

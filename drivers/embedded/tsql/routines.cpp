@@ -7,6 +7,7 @@
 
 #include "drivers/embedded/tsql/error.h"
 #include "drivers/embedded/tsql/grammar.h"
+#include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::tsql {
 
@@ -128,6 +129,12 @@ StatementNode Parser::createView(bool orReplace) {
   if (atSymbol("(")) result.columns = parenthesizedNames();
   expect("as");
   result.query = query();
+  const Query& shown = *result.query;
+  const bool isLimited = shown.limit || shown.terms.front().select.top;
+  if (!shown.compute.empty() || (!shown.orderBy.empty() && !isLimited)) {
+    const std::string_view word = shown.compute.empty() ? "order" : "compute";
+    throw ServerError(message::syntaxNearKeyword, result.name.range.line, word);
+  }
   if (accept("with")) {
     expect("check");
     expect("option");
@@ -207,6 +214,7 @@ StatementList Parser::body(SourceRange& range) {
   inBody_ = true;
   StatementList statements = statementsUntilEnd();
   if (statements.empty()) unexpected();
+  requireLabels();
   range = {first.begin, static_cast<std::uint32_t>(text().size()), first.line};
   return statements;
 }
@@ -236,6 +244,7 @@ StatementNode Parser::createProcedure(bool orReplace) {
     if (accept("recompile")) {
       result.recompile = true;
     } else {
+      since(15);
       expect("execute");
       expect("as");
       wordText();
@@ -317,7 +326,15 @@ CreateRule Parser::rule(bool orReplace) {
   result.orReplace = orReplace;
   result.name = objectName();
   expect("as");
+  const Token& first = peek();
   result.condition = expression();
+  std::set<std::string> variables;
+  for (const Token& token : tokenize(from(first).in(text()), {})) {
+    if (token.kind == TokenKind::Variable) variables.insert(lowerCase(token.text));
+  }
+  if (variables.size() != 1) {
+    throw ServerError(message::ruleVariable, first.line, result.name.name);
+  }
   return result;
 }
 

@@ -187,7 +187,7 @@ class StatementCutter {
     std::size_t at = nextWord();
     if (equalsIgnoringCase(wordAt(at), "or")) at = nextWord(nextWord(at + 2) + 7);  // or replace
     constexpr auto kRoutines =
-        std::to_array<std::string_view>({"proc", "procedure", "function", "trigger"});
+        std::to_array<std::string_view>({"proc", "procedure", "function", "trigger", "service"});
     return std::ranges::any_of(kRoutines, [&](std::string_view routine) {
       return equalsIgnoringCase(wordAt(at), routine);
     });

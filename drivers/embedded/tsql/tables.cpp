@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "drivers/embedded/tsql/error.h"
 #include "drivers/embedded/tsql/grammar.h"
 #include "drivers/embedded/tsql/words.h"
 
@@ -26,6 +27,7 @@ StatementNode Parser::createTable(bool proxy) {
     }
   };
   if (!proxy || atSymbol("(")) parenthesizedList(element);
+  if (!proxy && result.columns.empty()) throw ServerError(message::syntax, previous().line, ")");
   tableTail(result);
   if (proxy && accept("external")) result.proxyType = wordText();
   if (proxy && accept("at")) result.remoteObject = nameOrString();
@@ -161,6 +163,9 @@ bool Parser::columnClause(ColumnDefinition& column) {
   } else if (atConstraint()) {
     column.constraints.push_back(constraint(true));
   } else {
+    const std::string& type = column.type.name;
+    const bool isLong = type == "text" || type == "image" || type == "unitext";
+    if (isLong && at("in") && at("row", 1)) since(15);
     return storageClause(column.storage);
   }
   return true;
@@ -311,8 +316,8 @@ std::vector<StorageOption> Parser::storageOptions() {
 
 StorageOption Parser::storageOption() {
   static constexpr std::pair<std::string_view, int> kLater[] = {
-      {"compression", 15},      {"dml_logging", 15},     {"erase", 15},   {"index_compression", 16},
-      {"latch_free_index", 16}, {"lob_compression", 15}, {"transfer", 15}};
+      {"compression", 15},      {"dml_logging", 15},     {"erase", 15},  {"index_compression", 16},
+      {"latch_free_index", 16}, {"lob_compression", 15}, {"online", 16}, {"transfer", 15}};
   for (const auto& [word, release] : kLater) {
     if (at(word)) since(release);
   }

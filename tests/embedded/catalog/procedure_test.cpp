@@ -324,5 +324,19 @@ TEST_F(CatalogTest, ArgumentsGoByPositionOrName) {
   EXPECT_EQ(catalog.callSystemProcedure({"sp_helpdbfixedrole", {}, caller}).has_value(), false);
 }
 
+TEST_F(CatalogTest, NullsAmongTheArguments) {
+  run(R"(exec sp_addtype given, 'datetime', null
+exec sp_addtype omitted, 'datetime'
+create table t (a int, b text null, c image null, d varchar(9))
+exec sp_setrepcol t, null, 'always_replicate')");
+  EXPECT_EQ(rows("SELECT name, allownulls FROM systypes WHERE usertype > 100 ORDER BY name"),
+            "given | 1\nomitted | 0\n");
+  EXPECT_EQ(rows("SELECT name FROM syscolumns WHERE status & 1 = 1 AND id = " +
+                 std::to_string(idOf("t"))),
+            "b\nc\n");
+  EXPECT_EQ(call("exec sp_rename 't.a', '1x'").messages.at(0).number, 17240);
+  EXPECT_EQ(call("exec sp_rename 't.a', 'x1'").status, 0);
+}
+
 }  // namespace
 }  // namespace kelvane::embedded

@@ -143,18 +143,17 @@ create proc endless as exec endless
 go
 set nocount on
 )");
-  expectAnswers(
-      probe, {
-                 {"set nocount on declare @r int, @s int exec @r = twice 4, @sum = @s output "
-                  "select @r, @s",
-                  "a\n13\n | \n7 | 13\n"},
-                 {"twice 1, 2, 3", "a\n4\n"},
-                 {"create table t (a int) insert t exec twice 1, 1, 0 select a from t", "a\n3\n"},
-                 {"exec twice",
-                  "error 201: Procedure twice expects parameter @n, which was not supplied.\n"},
-                 {"exec endless",
-                  "error 217: Maximum stored procedure nesting level exceeded (limit 16).\n"},
-             });
+  expectAnswers(probe,
+                {
+                    {"set nocount on declare @r int, @s int exec @r = twice 4, @sum = @s output "
+                     "select @r, @s",
+                     "a\n13\n | \n7 | 13\n"},
+                    {"twice 1, 2, 3", "a\n4\n"},
+                    {"exec twice",
+                     "error 201: Procedure twice expects parameter @n, which was not supplied.\n"},
+                    {"exec endless",
+                     "error 217: Maximum stored procedure nesting level exceeded (limit 16).\n"},
+                });
   EXPECT_EQ(probe.refusal("select * from #own").substr(0, 4), "208:");
 }
 
@@ -326,6 +325,195 @@ TEST(Batch, ForwardOnlyRows) {
   EXPECT_EQ(rows->Fields(0).Value().toLong(), 1);
   rows->MoveNext();
   EXPECT_EQ(rows->Fields(u"A").Value().toLong(), 2);
+}
+
+TEST(Batch, LimitsCountForChangesOfRows) {
+  Probe probe(R"(
+create table t (a int, b int null)
+create table u (a int)
+insert u values (1)
+insert u values (1)
+go
+create trigger d on t for delete as print 'gone'
+go
+)");
+  const auto fill = [&] {
+    probe.ask("delete t insert t select 1, 1 union select 2, 2 union select 3, 3");
+  };
+  const auto left = [&](const std::string& sql) {
+    fill();
+    probe.ask(sql + " set rowcount 0");
+    return probe.rows("select a, b from t order by a");
+  };
+  EXPECT_EQ(left("delete top 1 t"), "2 | 2\n3 | 3\n");
+  EXPECT_EQ(left("delete top 0 t"), "1 | 1\n2 | 2\n3 | 3\n");
+  EXPECT_EQ(left("delete top 1 t from t, u where t.b > u.a"), "1 | 1\n3 | 3\n");
+  EXPECT_EQ(left("update top 1 t set b = 9 where a > 1"), "1 | 1\n2 | 9\n3 | 3\n");
+  EXPECT_EQ(left("update top 2 t set b = 9 from t, u where t.b >= u.a"), "1 | 9\n2 | 9\n3 | 3\n");
+  EXPECT_EQ(left("set rowcount 2 delete t"), "3 | 3\n");
+  EXPECT_EQ(left("set rowcount 2 update t set b = 9"), "1 | 9\n2 | 9\n3 | 3\n");
+  EXPECT_EQ(left("set rowcount 1 while 1 = 1 begin delete t if @@rowcount = 0 break end"), "");
+  fill();
+  EXPECT_EQ(probe.rows("select top 0 a from t"), "");
+  EXPECT_EQ(probe.rows("select top 0 a from t union all select top 2 a from t"), "1\n2\n");
+  EXPECT_EQ(probe.rows("select count(*) from (select top 0 a from t) x"), "0\n");
+}
+
+TEST(Batch, KeysAreComparedWhenAllRowsAreChanged) {
+  Probe probe(R"(
+create table t (a int unique, b int null)
+insert t values (1, 1)
+insert t values (2, 1)
+create table seen (was int, now int)
+go
+create trigger u on t for update as
+insert seen select d.a, i.a from deleted d, inserted i where d.a + 1 = i.a
+go
+)");
+  EXPECT_EQ(probe.ask("set nocount on update t set a = a + 1"), "(closed)\n");
+  EXPECT_EQ(probe.rows("select a from t order by a"), "2\n3\n");
+  EXPECT_EQ(probe.rows("select was, now from seen order by was"), "1 | 2\n2 | 3\n");
+  EXPECT_EQ(probe.refusal("update t set a = b").substr(0, 5), "2601:");
+  EXPECT_EQ(probe.rows("select a from t order by a"), "2\n3\n");
+  EXPECT_EQ(probe.refusal("insert t values (3, 3)").substr(0, 5), "2601:");
+  EXPECT_EQ(probe.rows("create table #k (a int primary key) insert #k select a from t"
+                       " update #k set a = a + 1 select a from #k order by a"),
+            "3\n4\n");
+}
+
+TEST(Batch, AnUpdateAssignsVariables) {
+  Probe probe(
+      "create table t (id int, a int)\ninsert t values (1, 5)\ninsert t values (2, 6)\n"
+      "create table e (a int)");
+  const char* const head = "set nocount on declare @v int, @w int select @v = 0 ";
+  const auto rows = [&](const char* sql) { return probe.rows(std::string(head) + sql); };
+  EXPECT_EQ(rows("update t set @v = a, a = a + 1 where id = 1 select @v, a from t where id = 1"),
+            "5 | 6\n");
+  EXPECT_EQ(rows("update t set @v = @v + 1, a = @v select a from t order by id"), "1\n2\n");
+  EXPECT_EQ(rows("update t set @w = max(id) from t select @w").substr(0, 6), "error ");
+  EXPECT_EQ(rows("update t set @w = a where id = 2 select @w, a from t order by id"),
+            "2 | 1\n2 | 2\n");
+  EXPECT_EQ(rows("update e set @v = a select @v"), "0\n");
+  EXPECT_EQ(probe.refusal("update t set @nosuch = a").substr(0, 4), "137:");
+  // Written once more when all keys are changed.
+  probe.ask("create table k (a int unique) insert k values (1) insert k values (2)");
+  EXPECT_EQ(rows("update k set @v = @v + 1, a = a + 1 select @v"), "2\n");
+}
+
+TEST(Batch, TimestampsGrowWithEachChange) {
+  Probe probe(R"(
+create table t (a int, ts timestamp, b int null check (b < 9))
+insert t values (1, null, 1)
+insert t (a) values (2)
+insert t select a + 2, ts, b from t
+create table copied (ts timestamp, a int)
+go
+create view v as select a, b from t
+go
+)");
+  const auto stamps = [&] {
+    return probe.rows(
+        "select a, convert(int, convert(binary(4), substring(ts, 5, 4))) from t order by a");
+  };
+  EXPECT_EQ(stamps(), "1 | 1\n2 | 2\n3 | 3\n4 | 4\n");
+  EXPECT_EQ(probe.rows("select datalength(ts) from t where a = 4 and ts = @@dbts"), "8\n");
+  probe.ask("update t set b = 2 where a = 2 update v set b = 3 where a = 1");
+  probe.ask("declare @v int update t set @v = a from t, sysobjects o where a = 3 and o.name = 't'");
+  EXPECT_EQ(stamps(), "1 | 6\n2 | 5\n3 | 7\n4 | 4\n");
+  probe.ask("begin tran update t set b = 2 rollback tran insert copied select ts, a from t");
+  EXPECT_EQ(stamps(), "1 | 6\n2 | 5\n3 | 7\n4 | 4\n");
+  EXPECT_EQ(probe.rows("select count(*) from copied c, t where c.a = t.a and c.ts > t.ts"), "4\n");
+  EXPECT_EQ(probe.refusal("insert t values (5, 0x01, 1)").substr(0, 4), "273:");
+  EXPECT_EQ(probe.refusal("update t set ts = null").substr(0, 4), "272:");
+  EXPECT_EQ(
+      probe.rows("set nocount on create table #k (ts timestamp, a int) insert #k (a) values (1)"
+                 " update #k set a = 2 select a from #k where ts is not null"),
+      "2\n");
+}
+
+TEST(Batch, RollbacksNameWhatTheyUndo) {
+  Probe probe("create table t (a int)");
+  EXPECT_EQ(probe.ask("set nocount on begin tran outermost insert t values (1) save tran s"
+                      " insert t values (2) begin tran inner1 rollback tran s"
+                      " select a, @@trancount from t"),
+            "a | \n1 | 2\n");
+  for (const char* name : {"nosuch", "inner1"}) {
+    EXPECT_EQ(probe.ask(std::string("rollback tran ") + name + " select @@trancount"),
+              "error 6401: Cannot rollback " + std::string(name) +
+                  ". No transaction or savepoint of that name was found.\n");
+  }
+  EXPECT_EQ(probe.rows("select @@trancount"), "2\n");
+  EXPECT_EQ(probe.rows("declare @n varchar(9) select @n = 'outermost' rollback tran @n"
+                       " select @@trancount, count(*) from t"),
+            "0 | 0\n");
+}
+
+TEST(Batch, ArithmeticErrorsUndoTheTransaction) {
+  Probe probe(
+      "create table t (a int)\ngo\ncreate function f (@n int) returns int as "
+      "begin return 1 / @n end\ngo\n");
+  for (const char* fails : {"declare @v int select @v = 1 / 0", "insert t select dbo.f(0)"}) {
+    probe.ask("begin tran insert t values (1)");
+    EXPECT_EQ(probe.refusal(fails).substr(0, 5), "3607:") << fails;
+    EXPECT_EQ(probe.rows("select @@trancount, count(*) from t"), "0 | 0\n") << fails;
+  }
+  probe.ask("set arithabort numeric_truncation off set arithabort arith_overflow off");
+  probe.ask("begin tran insert t values (1) declare @v int select @v = 1 / 0");
+  EXPECT_EQ(probe.rows("select @@trancount, count(*) from t"), "1 | 1\n");
+}
+
+TEST(Batch, AssignmentsRefuseWhatTheyWouldLose) {
+  Probe probe(R"(
+create table t (n numeric(5, 1) null, m money null, s smallmoney null, d datetime null,
+  sd smalldatetime null, y tinyint null)
+insert t (n) values (2.50)
+)");
+  const std::pair<const char*, const char*> kRefused[] = {
+      {"insert t (n) values (2.29)",
+       "241: Scale error during implicit conversion of NUMERIC value '2.29' to a NUMERIC field."},
+      {"insert t (n) select 2.29", "241:"},
+      {"update t set n = n * 1.11", "241:"},
+      {"declare @n numeric(5, 1) select @n = 2.29", "241:"},
+      {"insert t (m) values (922337203685477.5808)",
+       "247: Arithmetic overflow during implicit conversion of NUMERIC value "
+       "'922337203685477.5808' to a MONEY field."},
+      {"insert t (m) values (-922337203685477.5809)", "247:"},
+      {"insert t (s) values ($214748.3648)", "247:"},
+      {"insert t (s) values (300000)", "247:"},
+      {"select convert(smallmoney, -214748.3649)", "247:"},
+      {"insert t (d) values ('1752-12-31')", "247:"},
+      {"insert t (sd) values ('2079-06-07')", "247:"},
+      {"insert t (sd) values ('1899-12-31')", "247:"},
+      {"insert t (y) values (256)", "247:"},
+      {"insert t (d) values ('x')",
+       "249: Syntax error during implicit conversion of VARCHAR value 'x' to a DATETIME field."},
+  };
+  for (const auto& [sql, refusal] : kRefused) {
+    EXPECT_EQ(probe.refusal(sql).substr(0, std::string_view(refusal).size()), refusal) << sql;
+  }
+  probe.ask(
+      "insert t values (2.20, 922337203685477.5807, -214748.3648, '1753-01-01', "
+      "'2079-06-06 23:59', 255)");
+  EXPECT_EQ(probe.rows("select n, m, s, year(d), year(sd), y from t where y = 255"),
+            "2.2 | 922337203685477.5807 | -214748.3648 | 1753 | 2079 | 255\n");
+  EXPECT_EQ(
+      probe.rows(
+          "set nocount on set arithabort numeric_truncation off insert t (n, y) values (2.29, 1)"
+          " update t set n = 7.89 where n = 2.5"
+          " select n from t where n <> 2.2 or y = 1 order by n"),
+      "2.2\n7.8\n");
+}
+
+TEST(Batch, NothingRunsWithoutExecution) {
+  Probe probe("create table t (a int)");
+  EXPECT_EQ(probe.ask("set noexec on"), "(closed)\n");
+  EXPECT_EQ(probe.ask("insert t values (1)"), "(closed)\n");
+  EXPECT_EQ(probe.ask("select 1", ado::kForwardOnly), "(closed)\n");
+  EXPECT_EQ(probe.refusal("select nosuch from t").substr(0, 4), "207:");
+  EXPECT_EQ(probe.ask("set noexec off set parseonly on"), "(closed)\n");
+  EXPECT_EQ(probe.ask("drop table t select nosuch from nowhere"), "(closed)\n");
+  EXPECT_EQ(probe.refusal("select a b c").substr(0, 4), "102:");
+  EXPECT_EQ(probe.rows("set parseonly off select count(*) from t"), "0\n");
 }
 
 }  // namespace

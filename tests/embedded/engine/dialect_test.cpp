@@ -144,6 +144,10 @@ go
 )");
   EXPECT_EQ(probe.rows("select a, b from d"),
             "e | e\n\u00e9a | \u00fc\n\\\U0001d6d1\U0001d6d1 | z\n");
+  EXPECT_EQ(
+      probe.rows("select datalength(U&'\\00e9'), datalength(U&'\\+01d6d1'), datalength(N'ab')"),
+      "2 | 4 | 2\n");
+  EXPECT_EQ(probe.rows("select datalength('ab'), datalength(U&'ab')"), "2 | 4\n");
   EXPECT_EQ(probe.rows("exec p"), "x\n");
   EXPECT_EQ(probe.rows("exec p N'y'"), "y\n");
   EXPECT_EQ(probe.rows("exec p U&'\\0079'"), "y\n");
@@ -241,6 +245,33 @@ TEST(Dialect, ProxiesAndComputedColumns) {
   EXPECT_EQ(probe.rows("select o.name, o.sysstat2 & 3072, a.char_value, a.comments"
                        " from sysattributes a, sysobjects o where o.id = a.object and a.class = 9"),
             "p | 3072 | S.db.dbo.p | table\n");
+}
+
+TEST(Dialect, BoundsOfRangesAscend) {
+  Probe probe(R"(
+create table r (a int, d datetime null) partition by range (a) (p1 values <= (9))
+create table two (a int, d datetime) partition by range (d, a)
+  (p1 values <= ('2/1/2020', 10), p2 values <= ('2/1/2020', 20), p3 values <= ('10/1/2020', -5))
+go
+)");
+  const std::pair<const char*, bool> kCases[] = {
+      {"alter table r add partition (p3 values <= (2))", false},
+      {"alter table r add partition (p3 values <= (9))", false},
+      {"alter table r add partition (p3 values <= (10), p4 values <= (MAX))", true},
+      {"alter table r add partition (p5 values <= (MAX))", false},
+      {"alter table two add partition (p4 values <= ('9/30/2020', 99))", false},
+      {"alter table two add partition (p4 values <= ('10/1/2020', -4))", true},
+      {"create table c (a int) partition by range (a) (values <= (2), values <= (1))", false},
+      {"create table c (a numeric(9, 2)) partition by range (a) (values <= (9), values <= (10.5))",
+       true},
+      {"alter table c partition by range (a) (values <= (11), values <= (10.5))", false},
+      {"create table v (a varchar(5)) partition by range (a) (values <= ('b'), values <= ('ba'))",
+       true},
+      {"create table l (a int) partition by list (a) (values (2), values (1))", true},
+  };
+  for (const auto& [sql, isTaken] : kCases) {
+    EXPECT_EQ(probe.ask(sql).substr(0, 18), isTaken ? "(closed)\n" : "error 0: The bound") << sql;
+  }
 }
 
 TEST(Dialect, Partitions) {

@@ -216,5 +216,59 @@ TEST_F(LoaderFile, ASequenceNeedsOneStatementAndStopsAtTheFirstError) {
   EXPECT_FALSE(loadFiles(probe.catalog, nothing).readable);
 }
 
+TEST(Loader, AnOpenTransactionIsUndoneAndReported) {
+  const auto undone = [](std::string_view script) {
+    EmbeddedCatalog catalog;
+    const LoadReport report = loadScript(catalog, "a.sql", script);
+    EXPECT_TRUE(report.succeeded());
+    std::string text;
+    for (const ScriptNote& one : report.undone) text += one.describe() + "\n";
+    return text;
+  };
+  EXPECT_EQ(undone("create table t (a int)\ngo\nbegin tran\ninsert t values (1)\n"),
+            "a.sql: a transaction is still open at the end of the script, which undoes what it "
+            "changed; end it with 'commit'\n");
+  EXPECT_NE(undone("begin tran\ncreate table t (a int)\n"), "");
+  EXPECT_EQ(undone("begin tran\ncreate table t (a int)\ncommit\n"), "");
+  EXPECT_EQ(undone("set chained on\ngo\nselect name from sysobjects\n"), "");
+}
+
+TEST(Loader, ADroppedDatabaseIsNotThereAnyMore) {
+  EXPECT_EQ(loaded("create database A\ngo\ndrop database A\ngo\nuse A\n").substr(0, 31),
+            "error a.sql:5: message 911: Att");
+  EXPECT_EQ(loaded("create database A\ngo\ndrop database A\ngo\ncreate database A\ngo\nuse A\n"),
+            "");
+  EXPECT_EQ(loaded("drop database master\n"),
+            "error a.sql:1: Database 'master' cannot be dropped: every server needs it. (near "
+            "\"drop database master\")\n");
+}
+
+TEST(Loader, TheBodyOfAServiceDoesNotRun) {
+  EXPECT_EQ(loaded("create table t (a int)\ngo\ncreate service s type = soap as\n"
+                   "drop table t; drop table t\ngo\n"
+                   "if object_id('t') is null raiserror 20001 'gone'\ngo\n"),
+            "");
+}
+
+TEST(Loader, OptionsWhoseWordsAreThoseOfStatements) {
+  EmbeddedCatalog catalog;
+  const LoadReport report =
+      loadScript(catalog, "a.sql",
+                 "set switch on 3604\nset switch off 3604, print_output with override\n"
+                 "set plan dump on\nset plan load g1 on\nset close on endtran on\n"
+                 "set tracefile '/x' for 5\nset tracefile off\nset offsets select, from on\n"
+                 "create table t (a int)\n",
+                 {.listIgnored = true});
+  std::string told;
+  for (const ScriptNote& note : report.notes) {
+    told += std::to_string(note.line) + note.text.substr(0, note.text.find(" leaves")) + "\n";
+  }
+  EXPECT_EQ(told,
+            "1'set switch'\n2'set switch'\n3'set plan'\n4'set plan'\n5'set close'\n"
+            "6'set tracefile'\n7'set tracefile'\n8'set offsets'\n");
+  EXPECT_EQ(report.errors.size(), 0U);
+  EXPECT_EQ(loaded("create database temp\n").substr(0, 30), "error a.sql:1: message 156: In");
+}
+
 }  // namespace
 }  // namespace kelvane::embedded

@@ -437,5 +437,33 @@ TEST(Query, ColumnsBesideAggregates) {
   }
 }
 
+TEST(Query, BlanksOfFixedWidthCountForLike) {
+  Probe probe(
+      "create table t (a char(5), b char(5) null, c varchar(5))\n"
+      "insert t values ('abc', 'abc', 'abc')");
+  const auto matches = [&](const std::string& condition) {
+    return probe.rows("select count(*) from t where " + condition) == "1\n";
+  };
+  for (const char* pattern : {"abc__", "abc%", "abc", "%c ", "%[ ]", "abc  "}) {
+    EXPECT_TRUE(matches(std::string("a like '") + pattern + "'")) << pattern;
+    EXPECT_FALSE(matches(std::string("a not like '") + pattern + "'")) << pattern;
+  }
+  EXPECT_FALSE(matches("a like 'abc___'"));
+  EXPECT_FALSE(matches("b like 'abc__' or c like 'abc__'"));
+}
+
+TEST(Query, AllIsUnknownForNulls) {
+  Probe probe(
+      "create table t (a int null)\ninsert t values (null)\ninsert t values (0)\n"
+      "insert t values (2)");
+  const auto found = [&](const std::string& where) {
+    return probe.rows("select a from t where " + where + " order by a");
+  };
+  EXPECT_EQ(found("a > all (select 1)"), "2\n");
+  EXPECT_EQ(found("not a > all (select 1)"), "0\n");
+  EXPECT_EQ(found("a > all (select a from t where a > 9)"), "-\n0\n2\n");
+  EXPECT_EQ(found("not a > all (select a from t where a > 9)"), "");
+}
+
 }  // namespace
 }  // namespace kelvane::embedded

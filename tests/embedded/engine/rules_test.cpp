@@ -54,7 +54,7 @@ go
        {"update t set b = t.b + 1, a = 'b' from t, sysobjects o where c = 2 and o.name = 't'", ""},
        {"update t set a = 'a' from t, sysobjects o where c = 2 and o.name = 't'",
         "error 548 'order_ck'.\n"},
-       {"insert t (b) exec ('select 60')", "error 548 'twice_ck'.\n"}});
+       {"insert t (b) select 60", "error 548 'twice_ck'.\n"}});
   EXPECT_EQ(probe.rows("select id, a, b, c from t"),
             "1 | b | 2 | 2\n2 | - | - | -\n3 | - | 1 | 9\n");
   probe.ask("alter table t add constraint late_ck check (b < 0)");
@@ -326,6 +326,60 @@ TEST(Rules, AccessRulesStandBesideOthers) {
   EXPECT_EQ(probe.rows(kBound), "a | positive | -\nb | - | -\nc | - | -\n");
   probe.ask("exec sp_unbindrule 't.a' drop rule mine, ours, theirs, positive");
   EXPECT_EQ(probe.rows("select count(*) from sysobjects where type = 'R'"), "0\n");
+}
+
+TEST(Rules, NullsAreDuplicatesToo) {
+  Probe probe(R"(
+create table t (a int null, b int null)
+create unique index u on t (a, b) with ignore_dup_key
+go
+insert t values (1, null)
+insert t values (1, null)
+insert t select 1, null union all select 1, 1 union all select 1, 1
+go
+)");
+  EXPECT_EQ(probe.rows("select a, b from t order by b"), "1 | -\n1 | 1\n");
+}
+
+TEST(Rules, WhatTablesCannotBe) {
+  Probe probe(R"(
+create table p (a int primary key)
+create table t (a int not null, b int null, c int null check (c > 0), c2 int null,
+  constraint more_ck check (b > 0 or a > 0))
+create table q (a int, z as a * 2, w as z + 1)
+insert q values (4)
+go
+)");
+  expectRefusals(probe,
+                 {{"alter table t drop b", "error 4922 'more_ck', which must be dropped first.\n"},
+                  {"alter table t drop c2", ""},
+                  {"alter table t modify a int not null", "error 13905 'a'.\n"},
+                  {"alter table t modify b timestamp", "error 0 't' cannot become a timestamp.\n"},
+                  {"alter table t modify b smallint null", ""},
+                  {"create table f (a varchar(5) references p)",
+                   "error 0 'f' has another type than the column that it references.\n"},
+                  {"create table f (a smallint references p)", ""},
+                  {"create table ts (a timestamp, b timestamp)", "error 2738 'b'.\n"},
+                  {"create table g (a int, check (nosuch > 2))", "error 207 'nosuch'.\n"},
+                  {"alter table t add d int null check (a + nosuch > 2)", "error 207 'nosuch'.\n"},
+                  {"alter table t add constraint late check (nosuch > 2)", "error 207 'nosuch'.\n"},
+                  {"create table g (a int check (a < (select max(a) from p)))", "error 0"},
+                  {"alter table t add check (exists (select 1 from p))", "error 0"},
+                  {"create table g (a int check (sum(a) < 9))", "error 0"},
+                  {"create table g (a int check (a < 9))", ""},
+                  {"create table tiny (a tinyint identity, b int)", ""}});
+  EXPECT_EQ(probe.rows("select count(*) from syscolumns where id = object_id('t')"), "3\n");
+  EXPECT_EQ(probe.rows("select a, z, w from q"), "4 | 8 | 9\n");
+  probe.ask(
+      "set identity_insert tiny on insert tiny (a, b) values (255, 1)"
+      " set identity_insert tiny off");
+  EXPECT_NE(refusalOf(probe, "insert tiny values (2)"), "");
+  expectRefusals(probe, {{"update tiny set a = 5", "error 0 'set identity_update tiny on'.\n"},
+                         {"update tiny set b = 5", ""},
+                         {"set identity_update tiny on update tiny set a = 5", ""},
+                         {"update tiny set a = 255 set identity_update tiny off", ""},
+                         {"update tiny set a = 5", "error 0 'set identity_update tiny on'.\n"}});
+  EXPECT_EQ(probe.rows("select a from tiny"), "255\n");
 }
 
 }  // namespace

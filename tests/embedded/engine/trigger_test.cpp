@@ -53,7 +53,7 @@ TEST_F(Triggers, SeeTheRowsOfTheChange) {
   EXPECT_EQ(log(), "in 4 | 1\n");
   probe.ask("insert t select id + 2, 'y' from t");
   EXPECT_EQ(log(), "in 6 y | 2\nin 8 y | 2\na | 0\n");
-  probe.ask("insert t exec ('select 5, ''z'' select 6, ''z''')");
+  probe.ask("insert t select 5, 'z' union all select 6, 'z'");
   EXPECT_EQ(log(), "in 10 z | 2\nin 12 z | 2\na | 0\n");
   probe.ask("update t set a = 'q' where id > 4");
   EXPECT_EQ(log(), "z -> q | 6\nz -> q | 6\n");

@@ -29,7 +29,7 @@ TEST(Statement, NeedsNoSeparator) {
       "from t for read only | select a from t at isolation read uncommitted | print 'x'",
       "insert t values (1, null) | insert t (select a from u) | insert t (a) (select 1) union "
       "select "
-      "2 | insert t exec p 1 | insert t default values | truncate table db..t",
+      "2 | insert t default values | truncate table db..t",
       "update #k set f.p = q.n, @v = 2 from #k f, #q q where f.r = q.t | update t set a = 1 where "
       "current of c | delete #k where c is null | delete from t | delete t from t a, u b",
       "declare @a varchar(32), @b numeric(9,2) | select @a = 'x' | set @a = 'y' | return (1) | "

@@ -87,5 +87,59 @@ TEST(SyntaxError, TakesLongListsAsTheyCome) {
             "select 1" + repeated(" | select 1", kMany));
 }
 
+TEST(SyntaxError, WhatTheServerDoesNotHave) {
+  expectParsed({
+      {"select 1 from t full join u on 1 = 1", "102 1: Incorrect syntax near 'full'."},
+      {"insert t exec p 1", "156 1: Incorrect syntax near the keyword 'exec'."},
+      {"insert t execute ('select 1')", "156 1: Incorrect syntax near the keyword 'execute'."},
+      {"select 1 from t cross join u", "102 1: Incorrect syntax near 'cross'."},
+      {"create view v as select a from t order by a",
+       "156 1: Incorrect syntax near the keyword 'order'."},
+      {"create view v as select a from t compute sum(a)",
+       "156 1: Incorrect syntax near the keyword 'compute'."},
+      {"create table t (check (1 = 1))", "102 1: Incorrect syntax near ')'."},
+      {"break", "135 1: Cannot use a BREAK statement outside the scope of a WHILE statement."},
+      {"while 1 = 1 print 'x'\ncontinue",
+       "136 2: Cannot use a CONTINUE statement outside the scope of a WHILE statement."},
+      {"create procedure p @a int as\nselect @A, @b", "137 2: Must declare variable '@b'."},
+      {"create procedure p as goto x",
+       "133 1: A GOTO statement references the label 'x' but the label has not been declared."},
+      {"create rule r as 1 > 0", "0 1: Rule 'r' must name one variable, and no other."},
+      {"create rule r as @a > @b", "0 1: Rule 'r' must name one variable, and no other."},
+  });
+}
+
+TEST(SyntaxError, StatementsOfLaterReleases) {
+  constexpr std::pair<const char*, int> kLater[] = {
+      {"create thread pool p", 15},
+      {"create login profile p", 15},
+      {"alter login l modify fullname 'x'", 15},
+      {"create inmemory database d", 15},
+      {"transfer table t to 'f'", 15},
+      {"truncate lob t", 15},
+      {"deallocate locator @v", 15},
+      {"refresh precomputed result set p", 15},
+      {"reorg defrag t", 15},
+      {"grant create encryption key to u", 15},
+      {"grant decrypt on t to u", 15},
+      {"create procedure p with execute as caller as select 1", 15},
+      {"create table t (a text in row (100) null)", 15},
+      {"create index i on t (a) with online", 16},
+      {"alter database d set encrypt", 16}};
+  for (const auto& [sql, since] : kLater) {
+    for (const int release : {12, 15, 16}) {
+      ParseOptions options;
+      options.release = release;
+      bool isTaken = true;
+      try {
+        parseBatch(sql, options);
+      } catch (const ServerError&) {
+        isTaken = false;
+      }
+      EXPECT_EQ(isTaken, release >= since) << sql << " on " << release;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace kelvane::tsql

@@ -380,20 +380,23 @@ void spSetrepcol(ProcedureRun& run) {
   const ObjectInfo table = run.requireObject(run.text(0));
   const auto name = run.name(1);
   const auto word = run.argument(2);
-  if (!name || !word) return run.ignore("the report");
+  if (!word) return run.ignore("the report");
   const auto* replication =
       std::ranges::find(kColumnReplications, tsql::lowerCase(*word), &ColumnReplication::word);
   if (replication == std::end(kColumnReplications)) {
     run.fail(message::badColumnReplicationStatus, *word);
   }
-  const auto column = run.catalog().column(table.id, *name);
-  if (!column || !isLong(column->type.kind)) {
-    run.fail(message::noLongColumn, table.name, *name);
-  }
-  run.writer().records().changeColumn(table.id, column->colid, [&](SysColumn& row) {
-    row.status = (row.status & ~column_status::kReplication) | replication->status;
+  std::vector<ColumnInfo> columns = run.catalog().columns(table.id);
+  std::erase_if(columns, [&](const ColumnInfo& column) {
+    return !isLong(column.type.kind) || (name && column.name != *name);
   });
-  run.print(message::columnReplicationStatusSet, *name, replication->word);
+  if (columns.empty()) run.fail(message::noLongColumn, table.name, name.value_or("null"));
+  for (const ColumnInfo& column : columns) {
+    run.writer().records().changeColumn(table.id, column.colid, [&](SysColumn& row) {
+      row.status = (row.status & ~column_status::kReplication) | replication->status;
+    });
+    run.print(message::columnReplicationStatusSet, column.name, replication->word);
+  }
 }
 
 constexpr Procedure kProcedures[] = {

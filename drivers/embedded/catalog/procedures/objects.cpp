@@ -62,6 +62,8 @@ bool renamePart(ProcedureRun& run, std::string_view whole, std::string_view name
 void spRename(ProcedureRun& run) {
   const std::string whole = run.text(0);
   const std::string name = run.name(1).value_or("");
+  const bool beginsWithDigit = !name.empty() && name.front() >= '0' && name.front() <= '9';
+  if (beginsWithDigit && !run.quotedNames()) run.fail(message::invalidName, name);
   if (renamePart(run, whole, name)) return;
   if (const auto object = run.catalog().findObject(whole, run.caller())) {
     return renameObject(run, *object, name);

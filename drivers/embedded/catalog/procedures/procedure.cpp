@@ -65,6 +65,10 @@ std::vector<std::optional<std::string>> placeArguments(const Procedure& procedur
     if (given[i]) continue;
     writer.fail(message::parameterMissing, call.name, names[i]);
   }
+  while (!given.empty() && !given.back()) {
+    given.pop_back();
+    placed.pop_back();
+  }
   return placed;
 }
 

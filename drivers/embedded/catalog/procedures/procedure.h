@@ -30,6 +30,8 @@ class ProcedureRun {
 
   /// None when it was not given, or given as null. Trailing blanks never count.
   std::optional<std::string> argument(std::size_t position) const;
+  /// Also when it was given as null.
+  bool isGiven(std::size_t position) const { return position < arguments_.size(); }
   /// "" when it was not given.
   std::string text(std::size_t position) const { return argument(position).value_or(""); }
 

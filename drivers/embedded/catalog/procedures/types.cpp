@@ -71,8 +71,10 @@ void spAddtype(ProcedureRun& run) {
   if (run.store().value("SELECT 1 FROM systypes WHERE name = ?", name)) {
     run.fail(message::typeExists);
   }
-  const bool allowsNulls = run.catalog().allowsNullsByDefault(run.caller().database);
-  const NullType nulls = parseNullType(run, run.text(2), allowsNulls);
+  constexpr std::size_t kNullType = 2;
+  const bool allowsNulls =
+      run.isGiven(kNullType) || run.catalog().allowsNullsByDefault(run.caller().database);
+  const NullType nulls = parseNullType(run, run.text(kNullType), allowsNulls);
   const ColumnType type =
       withNullability(run.catalog().resolveType(declared, run.caller()), nulls.nullable);
   run.store().run(

@@ -26,7 +26,7 @@ struct InsertDefaults {};
 struct Insert {
   ObjectName table;
   std::vector<std::string> columns;
-  std::variant<InsertValues, InsertDefaults, QueryPtr, Execute, ExecuteImmediate> source;
+  std::variant<InsertValues, InsertDefaults, QueryPtr> source;
 };
 
 /// `[qualifier.]column = value` or `@v = value`.

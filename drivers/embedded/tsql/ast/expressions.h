@@ -21,6 +21,7 @@ struct Literal {
   LiteralKind kind = LiteralKind::Null;
   std::string text;
   int slot = -1;
+  bool isUnicode = false;  ///< `U&'...'`
 };
 
 /// `@v`; the name keeps its `@`.
