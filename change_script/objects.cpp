@@ -19,6 +19,10 @@ Batch droppedObject(std::string_view word, const QualifiedName& name) {
   return guarded(idOf(name) + " is not null", drop);
 }
 
+std::string_view wordOf(const View& view) {
+  return view.precomputed ? "precomputed result set" : "view";
+}
+
 /// The target's record of an object that both sides have, or that the target alone has.
 template <class Record>
 const Record* was(const Change& change) {
@@ -59,12 +63,13 @@ void planView(Planner& planner, const Change& change) {
       now != nullptr && (old == nullptr || hasAttribute(change, "definition") ||
                          hasPart(change, Kind::column) || hasAttribute(change, "column order"));
   if (now == nullptr) {
-    planner.add(Stage::drops, difference, {droppedObject("view", old->name)}, {Danger::dropObject});
+    planner.end(old, planner.add(Stage::drops, difference,
+                                 {droppedObject(wordOf(*old), old->name)}, {Danger::dropObject}));
     return;
   }
   if (isMade) {
     if (old != nullptr)
-      planner.add(Stage::dropCompiled, difference, {droppedObject("view", old->name)});
+      planner.add(Stage::dropCompiled, difference, {droppedObject(wordOf(*old), old->name)});
     planner.made().views.push_back(withKept(*now, old, !planner.allows(Danger::revoke)));
     return planner.describeMade(change, difference);
   }
@@ -79,8 +84,8 @@ void planFunction(Planner& planner, const Change& change) {
   const Function* now = is<Function>(change);
   const std::string difference = described(change);
   if (now == nullptr) {
-    planner.add(Stage::drops, difference, {droppedObject("function", old->name)},
-                {Danger::dropObject});
+    planner.end(old, planner.add(Stage::drops, difference,
+                                 {droppedObject("function", old->name)}, {Danger::dropObject}));
     return;
   }
   if (old == nullptr || !change.attributes.empty() || hasPart(change, Kind::parameter)) {
@@ -114,9 +119,12 @@ void planProcedure(Planner& planner, const Change& change) {
   const auto& procedures = planner.source().procedures;
   const bool stays = std::ranges::any_of(procedures, isOfGroup);
   if (isThere) {
-    planner.add(stays ? Stage::dropCompiled : Stage::drops, difference,
-                {droppedObject("procedure", name)},
-                now == nullptr ? std::vector{Danger::dropObject} : std::vector<Danger>{});
+    const std::size_t at = planner.add(
+        stays ? Stage::dropCompiled : Stage::drops, difference, {droppedObject("procedure", name)},
+        now == nullptr ? std::vector{Danger::dropObject} : std::vector<Danger>{});
+    for (const Procedure& one : planner.target().procedures) {
+      if (isOfGroup(one) && !stays) planner.end(&one, at);
+    }
   }
   for (const Procedure& one : procedures) {
     if (!isOfGroup(one)) continue;
@@ -130,6 +138,16 @@ void planProcedure(Planner& planner, const Change& change) {
   }
 }
 
+/// Of tables of the target.
+template <class Uses>
+void needEndsOfColumns(Planner& planner, std::size_t step, Uses&& uses) {
+  for (const Table& table : planner.target().tables) {
+    for (const Column& column : table.columns) {
+      if (uses(column)) planner.needEnd(step, {&column, &table});
+    }
+  }
+}
+
 /// A default or rule that is bound cannot be dropped.
 template <class Object>
 void planBound(Planner& planner, const Change& change, std::string_view word,
@@ -137,21 +155,29 @@ void planBound(Planner& planner, const Change& change, std::string_view word,
   const Object* old = was<Object>(change);
   const Object* now = is<Object>(change);
   const std::string difference = described(change);
+  constexpr bool isDefault = std::is_same_v<Object, Default>;
+  const auto isBound = [&](const Column& column, const QualifiedName& name) {
+    return isDefault ? column.defaultValue->bound == name
+                     : *column.rule == name || *column.accessRule == name;
+  };
   if (now == nullptr) {
-    planner.add(Stage::drops, difference, {droppedObject(word, old->name)}, {Danger::dropObject});
+    const std::size_t at = planner.add(Stage::drops, difference, {droppedObject(word, old->name)},
+                                       {Danger::dropObject});
+    planner.end(old, at);
+    needEndsOfColumns(planner, at, [&](const Column& one) { return isBound(one, old->name); });
+    for (const UserType& type : planner.target().types) {
+      if (isDefault ? type.defaultValue == old->name
+                    : type.rule == old->name || type.accessRule == old->name)
+        planner.needEnd(at, {&type});
+    }
     return;
   }
   if (old != nullptr) {
-    const bool isDefault = std::is_same_v<Object, Default>;
     const std::string unbind =
         std::string("exec ") + (isDefault ? "sp_unbindefault " : "sp_unbindrule ");
     const std::string bind = std::string("exec ") +
                              (isDefault ? "sp_bindefault " : "sp_bindrule ") +
                              argument({now->name.owner, now->name.name}) + ", ";
-    const auto isBound = [&](const Column& column, const QualifiedName& name) {
-      return isDefault ? column.defaultValue->bound == name
-                       : *column.rule == name || *column.accessRule == name;
-    };
     std::vector<Batch> before, behind;
     for (const Table& table : planner.target().tables) {
       for (const Column& column : table.columns) {
@@ -189,7 +215,12 @@ void planType(Planner& planner, const Change& change) {
                   Writing::userFor(old->name.owner));
   };
   if (now == nullptr) {
-    planner.add(Stage::drops, difference, {drop()}, {Danger::dropObject});
+    const std::size_t at = planner.add(Stage::drops, difference, {drop()}, {Danger::dropObject});
+    planner.end(old, at);
+    needEndsOfColumns(planner, at, [&](const Column& column) {
+      return column.type.type.name == old->name.name &&
+             *column.type.type.owner == old->name.owner;
+    });
     return;
   }
   if (old == nullptr) {
@@ -222,7 +253,7 @@ void planType(Planner& planner, const Change& change) {
   bind("efault", old->defaultValue, now->defaultValue);
   bind("rule", old->rule, now->rule);
   bind("rule", old->accessRule, now->accessRule);
-  planner.add(Stage::bindings, difference, std::move(batches));
+  planner.end(old, planner.add(Stage::bindings, difference, std::move(batches)));
 }
 
 std::string roleGrant(std::string_view word, const std::string& role, std::string_view to,
@@ -255,10 +286,25 @@ void planUser(Planner& planner, const Change& change) {
   const User* now = is<User>(change);
   const std::string difference = described(change);
   if (now == nullptr) {
-    planner.add(Stage::drops, difference,
-                {callOf("if user_id(" + literal(old->name) +
-                        ") is not null\n    exec sp_dropuser " + literal(old->name))},
-                {Danger::dropObject});
+    const std::size_t at =
+        planner.add(Stage::drops, difference,
+                    {callOf("if user_id(" + literal(old->name) +
+                            ") is not null\n    exec sp_dropuser " + literal(old->name))},
+                    {Danger::dropObject});
+    planner.end(old, at);
+    const Database& target = planner.target();
+    const auto needAll = [&](const auto& objects) {
+      for (const auto& one : objects) {
+        if (one.name.owner == old->name) planner.needEnd(at, {&one});
+      }
+    };
+    needAll(target.tables);
+    needAll(target.views);
+    needAll(target.procedures);
+    needAll(target.functions);
+    needAll(target.rules);
+    needAll(target.defaults);
+    needAll(target.types);
     return;
   }
   if (old == nullptr) {
@@ -268,10 +314,10 @@ void planUser(Planner& planner, const Change& change) {
   if (old->login != now->login)
     planner.omit(difference, "a user of another login is another user: drop it first");
   if (old->group != now->group) {
-    planner.add(
-        Stage::principals, difference,
-        {callOf("exec sp_changegroup " + literal(now->group.empty() ? "public" : now->group) +
-                ", " + literal(now->name))});
+    planner.end(old, planner.add(Stage::principals, difference,
+                                 {callOf("exec sp_changegroup " +
+                                         literal(now->group.empty() ? "public" : now->group) +
+                                         ", " + literal(now->name))}));
   }
   planRoles(planner, now->login.empty() ? now->name : now->login, difference, old->roles,
             now->roles);
@@ -296,9 +342,15 @@ void planGroup(Planner& planner, const Change& change) {
     planner.made().groups.push_back(*now);
     return planner.describeMade(change, difference);
   }
-  planner.add(Stage::drops, difference,
-              {callOf("exec sp_dropgroup " + literal(was<Group>(change)->name))},
-              {Danger::dropObject});
+  const std::string& group = was<Group>(change)->name;
+  const std::size_t at = planner.add(Stage::drops, difference,
+                                     {callOf("if user_id(" + literal(group) +
+                                             ") is not null\n    exec sp_dropgroup " +
+                                             literal(group))},
+                                     {Danger::dropObject});
+  for (const User& user : planner.target().users) {
+    if (user.group == group) planner.needEnd(at, {&user});
+  }
 }
 
 void planAlias(Planner& planner, const Change& change) {
@@ -334,8 +386,14 @@ void planEncryptionKey(Planner& planner, const Change& change) {
   const std::string difference = described(change);
   const EncryptionKey* old = was<EncryptionKey>(change);
   if (change.isOnlyInTarget()) {
-    planner.add(Stage::drops, difference, {droppedObject("encryption key", old->name)},
-                {Danger::dropObject});
+    const std::size_t at =
+        planner.add(Stage::drops, difference, {droppedObject("encryption key", old->name)},
+                    {Danger::dropObject});
+    needEndsOfColumns(planner, at,
+                      [&](const Column& one) {
+                        return one.encryptionKey->owner == old->name.owner &&
+                               one.encryptionKey->name == old->name.name;
+                      });
     return;
   }
   const EncryptionKey* now = is<EncryptionKey>(change);
@@ -346,6 +404,12 @@ void planEncryptionKey(Planner& planner, const Change& change) {
   if (!change.attributes.empty())
     planner.omit(difference, "columns are encrypted with the key; it cannot be made again");
   planPermissions(planner, change, now->name);
+}
+
+bool onlyGainsOption(const Change& part) {
+  const auto* now = is<Permission>(part);
+  return part.isOnBothSides() && part.attributes.size() == 1 &&
+         hasAttribute(part, "grant option") && now->grantOption && now->effect == "grant";
 }
 
 }  // namespace
@@ -375,28 +439,40 @@ void planTrigger(Planner& planner, const Change& object, const Change& part,
 }
 
 void planPermissions(Planner& planner, const Change& object, const QualifiedName& name) {
-  for (const Change& part : object.parts) {
-    if (part.kind != Kind::permission) continue;
-    const std::string difference = described(object, &part);
-    const Permission* old = was<Permission>(part);
-    const Permission* now = is<Permission>(part);
-    const bool onlyGainsOption = part.isOnBothSides() && part.attributes.size() == 1 &&
-                                 hasAttribute(part, "grant option") && now->grantOption &&
-                                 now->effect == "grant";
-    if (old != nullptr && !onlyGainsOption) {
-      Permission opposite = *old;
-      const bool wasRevoked = old->effect == "revoke";
-      opposite.effect = wasRevoked ? "grant" : "revoke";
-      opposite.grantOption = false;
-      planner.add(Stage::permissions, difference, planner.fromSource([&](Writing& writing) {
-        writePermissions(writing, Phase::permissions, name, {opposite});
-      }),
-                  wasRevoked ? std::vector<Danger>{} : std::vector{Danger::revoke});
+  const auto add = [&](const Change& part, const std::vector<Permission>& some,
+                       std::vector<Danger> dangers) {
+    std::vector<Batch> batches;
+    for (const Permission& one : some) {
+      for (Batch& batch : planner.fromSource([&](Writing& writing) {
+             writePermissions(writing, Phase::permissions, name, {one});
+           })) {
+        batches.push_back(std::move(batch));
+      }
     }
-    if (now == nullptr) continue;
-    planner.add(Stage::permissions, difference, planner.fromSource([&](Writing& writing) {
-      writePermissions(writing, Phase::permissions, name, {*now});
-    }));
+    planner.add(Stage::permissions, described(object, &part), std::move(batches),
+                std::move(dangers));
+  };
+  // What goes, then what comes: a statement says more than the row that it leaves.
+  for (const Change& part : object.parts) {
+    const auto* old = part.kind == Kind::permission ? was<Permission>(part) : nullptr;
+    if (old == nullptr || onlyGainsOption(part)) continue;
+    Permission grant = *old, revoke = *old;
+    grant.effect = "grant";
+    revoke.effect = "revoke";
+    grant.grantOption = revoke.grantOption = false;
+    // Only the revoke of something granted leaves nothing.
+    if (old->effect == "grant") {
+      add(part, {revoke}, {Danger::revoke});
+    } else {
+      add(part, {grant, revoke}, {});
+    }
+  }
+  for (const bool takes : {false, true}) {
+    for (const Change& part : object.parts) {
+      const auto* now = part.kind == Kind::permission ? is<Permission>(part) : nullptr;
+      if (now == nullptr || (now->effect != "grant") != takes) continue;
+      add(part, {*now}, takes ? std::vector{Danger::revoke} : std::vector<Danger>{});
+    }
   }
 }
 

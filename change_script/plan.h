@@ -25,7 +25,7 @@ ChangeScript plan(const inventory::Database& source, const inventory::Database& 
                   const std::vector<inventory::Change>& changes, const PlanOptions& options);
 
 /// "table dbo.t, column a: int null -> int not null": what differs in an object, or in a part of
-/// it.
+/// it, from what the target has to what it gets.
 std::string described(const inventory::Change& object, const inventory::Change* part = nullptr);
 
 }  // namespace kelvane::change_script

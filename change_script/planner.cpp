@@ -23,7 +23,7 @@ std::string said(const AttributeChange& one) {
   if (one.isText) return text;
   if (!text.empty()) text += ": ";
   const auto value = [](const std::string& shown) { return shown.empty() ? "(none)" : shown; };
-  return text + value(one.was) + " -> " + value(one.is);
+  return text + value(one.is) + " -> " + value(one.was);
 }
 
 /// A name as the key of a table that foreign keys refer to.
@@ -116,25 +116,48 @@ std::size_t Planner::add(Stage stage, std::string difference, std::vector<Batch>
   return script_.steps.size() - 1;
 }
 
+void Planner::planReferencesTo(const Table& table, const ForeignKey& key, std::size_t keyDrop) {
+  begin(Kind::table, shown(table.name));
+  if (const auto found = ends_.find(&key); found != ends_.end()) {
+    step(keyDrop).needs.insert(step(keyDrop).needs.end(), found->second.begin(),
+                               found->second.end());
+    return;
+  }
+  const std::string difference = "the key that it refers to is made again";
+  const std::size_t drop = planDrop(*this, table, key, difference);
+  const std::size_t at = planCreation(*this, table, key, difference);
+  step(at).needs.push_back(drop);
+  step(drop).needs.push_back(keyDrop);
+}
+
 void Planner::planReferencesToDroppedKeys() {
   if (droppedKeys_.empty()) return;
-  std::map<std::string, std::vector<const KeyConstraint*>> dropped;
-  for (const auto& [table, key] : droppedKeys_)
-    dropped[keyOf(table->name.owner, table->name.name)].push_back(key);
+  std::map<std::string, std::vector<DroppedKey>> dropped;
+  for (const DroppedKey& one : droppedKeys_)
+    dropped[keyOf(one.table->name.owner, one.table->name.name)].push_back(one);
   for (const Table& table : target_.tables) {
     for (const ForeignKey& key : table.foreignKeys) {
-      if (isDropped(key) || !key.referenced.database.empty()) continue;
+      if (!key.referenced.database.empty()) continue;
       const auto found = dropped.find(keyOf(key.referenced.owner, key.referenced.name));
       if (found == dropped.end()) continue;
-      const bool isOn = std::ranges::any_of(found->second, [&](const KeyConstraint* one) {
-        return hasColumns(*one, key.referencedColumns);
+      const auto on = std::ranges::find_if(found->second, [&](const DroppedKey& one) {
+        return hasColumns(*one.key, key.referencedColumns);
       });
-      if (!isOn) continue;
-      begin(Kind::table, shown(table.name));
-      const std::string difference = "the key that it refers to is made again";
-      const std::size_t drop = planDrop(*this, table, key, difference);
-      const std::size_t at = planCreation(*this, table, key, difference);
-      step(at).needs.push_back(drop);
+      if (on != found->second.end()) planReferencesTo(table, key, on->step);
+    }
+  }
+}
+
+void Planner::needEnds() {
+  for (const InTheWay& one : inTheWay_) {
+    const auto record = std::ranges::find_if(
+        one.records, [&](const void* candidate) { return ends_.contains(candidate); });
+    if (record == one.records.end()) {
+      step(one.step).isAllowed = false;
+      continue;
+    }
+    for (const std::size_t end : ends_.at(*record)) {
+      if (end != one.step) step(one.step).needs.push_back(end);
     }
   }
 }
@@ -204,6 +227,7 @@ ChangeScript Planner::plan() {
   for (inventory::Writing* writing : {&now_, &old_}) {
     for (Omission& one : writing->take().omissions) script_.omissions.push_back(std::move(one));
   }
+  needEnds();
   settle();
   return std::move(script_);
 }

@@ -8,7 +8,7 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <unordered_set>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -85,12 +85,18 @@ class Planner {
     return taken(old_, write);
   }
 
-  /// Marks a constraint of the target that is dropped, so that what refers to it goes too.
-  void dropKey(const Table& table, const inventory::KeyConstraint& key) {
-    droppedKeys_.emplace_back(&table, &key);
+  /// Marks a constraint of the target that `step` drops, so that what refers to it goes too.
+  void dropKey(const Table& table, const inventory::KeyConstraint& key, std::size_t step) {
+    droppedKeys_.push_back({&table, &key, step});
   }
-  bool isDropped(const inventory::ForeignKey& key) const { return dropped_.contains(&key); }
-  void markDropped(const inventory::ForeignKey& key) { dropped_.insert(&key); }
+
+  /// After the step the record of the target is another one, or gone.
+  void end(const void* record, std::size_t step) { ends_[record].push_back(step); }
+  /// Something is in the way of the step until the first of the records that ends has ended: a
+  /// column, or its table.
+  void needEnd(std::size_t step, std::vector<const void*> records) {
+    inTheWay_.push_back({step, std::move(records)});
+  }
 
  private:
   template <class Write>
@@ -101,6 +107,8 @@ class Planner {
   }
   void planMade();
   void planReferencesToDroppedKeys();
+  void planReferencesTo(const Table& table, const inventory::ForeignKey& key, std::size_t keyDrop);
+  void needEnds();
   void settle();
 
   const inventory::Database& source_;
@@ -110,8 +118,18 @@ class Planner {
   inventory::Writing now_, old_;
   Kind kind_ = Kind::database;
   std::string object_;
-  std::vector<std::pair<const Table*, const inventory::KeyConstraint*>> droppedKeys_;
-  std::unordered_set<const void*> dropped_;
+  struct DroppedKey {
+    const Table* table;
+    const inventory::KeyConstraint* key;
+    std::size_t step;
+  };
+  struct InTheWay {
+    std::size_t step;
+    std::vector<const void*> records;
+  };
+  std::vector<DroppedKey> droppedKeys_;
+  std::unordered_map<const void*, std::vector<std::size_t>> ends_;
+  std::vector<InTheWay> inTheWay_;
   inventory::Database made_;
   std::map<std::pair<Kind, std::string>, std::string> reasons_;
   std::set<std::string> groups_;

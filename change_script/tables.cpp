@@ -10,6 +10,7 @@
 #include "change_script/types.h"
 #include "inventory/compare/titles.h"
 #include "inventory/ddl/generated_names.h"
+#include "inventory/ddl/used_names.h"
 #include "inventory/shown.h"
 
 namespace kelvane::change_script {
@@ -84,6 +85,8 @@ class TablePlan {
     planColumns();
     for (const Change& part : change_.parts) planPart(part);
     planDependents();
+    needDrops();
+    tellOrder();
     for (const AttributeChange& one : change_.attributes) planAttribute(one);
     planPermissions(planner_, change_, now_.name);
   }
@@ -118,6 +121,7 @@ class TablePlan {
                        {guarded("exists (" + columnOf(old_, was.name) + ")", drop)},
                        isComputed ? std::vector<Danger>{} : std::vector{Danger::dropColumn});
       planner_.step(at).copiesData = true;
+      planner_.end(&was, at);
       touch(was.name, at);
       return;
     }
@@ -180,7 +184,7 @@ class TablePlan {
     if (modified && wasUser) {
       planBindings(unbound, is, difference, modified);
     } else if (hasDefault || hasBindings) {
-      planBindings(was, is, difference, {});
+      if (const auto at = planBindings(was, is, difference, {})) planner_.end(&was, *at);
     }
   }
 
@@ -204,6 +208,7 @@ class TablePlan {
     });
     const std::size_t at = planner_.add(Stage::columns, difference, std::move(batches), dangers);
     planner_.step(at).copiesData = true;
+    planner_.end(&was, at);
     touch(was.name, at);
     comes_[was.name] = at;
     return at;
@@ -217,8 +222,9 @@ class TablePlan {
     planner_.add(Stage::columns, difference, {batchOf(replace)});
   }
 
-  void planBindings(const Column& was, const Column& is, const std::string& difference,
-                    std::optional<std::size_t> needs) {
+  std::optional<std::size_t> planBindings(const Column& was, const Column& is,
+                                          const std::string& difference,
+                                          std::optional<std::size_t> needs) {
     std::vector<Batch> batches;
     const std::string column = argument({now_.name.name, is.name});
     const std::string user = Writing::userFor(now_.name.owner);
@@ -233,9 +239,10 @@ class TablePlan {
     bind("sp_unbindefault", "sp_bindefault", was.defaultValue->bound, is.defaultValue->bound);
     bind("sp_unbindrule", "sp_bindrule", *was.rule, *is.rule);
     bind("sp_unbindrule", "sp_bindrule", *was.accessRule, *is.accessRule);
-    if (batches.empty()) return;
+    if (batches.empty()) return std::nullopt;
     const std::size_t at = planner_.add(Stage::bindings, difference, std::move(batches));
     if (needs) planner_.step(at).needs.push_back(*needs);
+    return at;
   }
 
   void touch(const std::string& column, std::size_t step) { touched_[column] = step; }
@@ -272,6 +279,12 @@ class TablePlan {
   template <class Part>
   void planPair(const Change& part) {
     const std::string difference = described(change_, &part);
+    if (part.isOnBothSides() && part.parts.empty() &&
+        std::ranges::all_of(part.attributes, isSetting)) {
+      planSettings(*std::get<const Part*>(part.target), *std::get<const Part*>(part.source),
+                   difference);
+      return;
+    }
     std::optional<std::size_t> drop;
     if (!part.isOnlyInSource()) {
       drop = planDropOf(
@@ -292,23 +305,30 @@ class TablePlan {
     const std::size_t at =
         planner_.add(Stage::dropIndexes, difference,
                      {dropped(old_, key, indexOf(old_, key.name.name))}, std::move(dangers));
-    if (planner_.step(at).isAllowed) planner_.dropKey(old_, key);
+    if (planner_.step(at).isAllowed) planner_.dropKey(old_, key, at);
+    planner_.end(&key, at);
+    drops_.push_back({key.name.name, key.primary, key.clustered, at});
     return at;
   }
   std::size_t planDropOf(const Check& check, const std::string& difference,
                          std::vector<Danger> dangers) {
-    return planner_.add(Stage::dropIndexes, difference,
-                        {dropped(old_, check, constraintOf(old_, check.name.name))},
-                        std::move(dangers));
+    const std::size_t at = planner_.add(
+        Stage::dropIndexes, difference,
+        {dropped(old_, check, constraintOf(old_, check.name.name))}, std::move(dangers));
+    planner_.end(&check, at);
+    return at;
   }
   std::size_t planDropOf(const Index& index, const std::string& difference,
                          std::vector<Danger> dangers) {
     Statement drop("drop index ");
     drop.name(old_.name) << ".";
     drop.name(index.name);
-    return planner_.add(Stage::dropIndexes, difference,
-                        {guarded("exists (" + indexOf(old_, index.name) + ")", drop)},
-                        std::move(dangers));
+    const std::size_t at = planner_.add(
+        Stage::dropIndexes, difference,
+        {guarded("exists (" + indexOf(old_, index.name) + ")", drop)}, std::move(dangers));
+    planner_.end(&index, at);
+    drops_.push_back({index.name, false, index.clustered, at});
+    return at;
   }
 
   std::size_t planCreationOf(const Table& table, const ForeignKey& key,
@@ -332,6 +352,10 @@ class TablePlan {
     });
     const std::size_t at = planner_.add(Stage::indexes, difference, std::move(batches));
     for (const KeyColumn& column : key.columns) needColumns(at, {column.name});
+    creations_.push_back({key.name.name, key.primary, key.clustered, at});
+    Table one = emptyLike(table);
+    one.keys = {key};
+    planSettings(one, difference, at);
     return at;
   }
   std::size_t planCreationOf(const Table& table, const Check& check,
@@ -345,18 +369,18 @@ class TablePlan {
     add << check.condition.text;
     Batch batch = created(table, check, constraintOf(table, check.name.name), add);
     batch.quotedIdentifier = option;
-    return planner_.add(Stage::indexes, difference, {batch});
+    const std::size_t at = planner_.add(Stage::indexes, difference, {batch});
+    Table one = emptyLike(table);
+    one.checks = {check};
+    planSettings(one, difference, at);
+    return at;
   }
   std::size_t planCreationOf(const Table& table, const Index& index,
                              const std::string& difference) {
-    std::vector<Batch> batches = planner_.fromSource([&](Writing& writing) {
-      Table one;
-      one.name = table.name;
-      one.lock = table.lock;
-      one.segment = table.segment;
-      one.indexes = {index};
-      writeIndexes(writing, one);
-    });
+    Table one = emptyLike(table);
+    one.indexes = {index};
+    std::vector<Batch> batches =
+        planner_.fromSource([&](Writing& writing) { writeIndexes(writing, one); });
     for (Batch& batch : batches) {
       if (!batch.text.starts_with("create ")) continue;
       batch.text = "if not exists (" + indexOf(table, index.name) + ")\n    exec(" +
@@ -366,7 +390,81 @@ class TablePlan {
     for (const KeyColumn& column : index.columns) {
       if (!column.isExpression) needColumns(at, {column.name});
     }
+    creations_.push_back({index.name, false, index.clustered, at});
+    planSettings(one, difference, at);
     return at;
+  }
+
+  /// For one part of it.
+  static Table emptyLike(const Table& table) {
+    Table one;
+    one.name = table.name;
+    one.lock = table.lock;
+    one.segment = table.segment;
+    return one;
+  }
+
+  static bool isSetting(const AttributeChange& one) {
+    static const std::set<std::string_view> kSettings{"cache", "cache strategy", "parallel degree",
+                                                      "message"};
+    return kSettings.contains(one.label);
+  }
+
+  /// What changes without making the part again: first what it had is taken away.
+  template <class Part>
+  void planSettings(const Part& was, const Part& is, const std::string& difference) {
+    std::vector<Batch> batches = planner_.fromTarget([&](Writing& writing) {
+      const NameInBatch name = nameOf(was);
+      const std::string table = argument({old_.name.owner, old_.name.name});
+      const auto call = [&](const std::string& text) {
+        writing.call(Phase::bindings, std::string(kThisDatabase) + name.before + "exec " + text,
+                     userOf(old_));
+      };
+      if constexpr (std::is_base_of_v<IndexStorage, Part>) {
+        if (!was.cache.empty()) call("sp_unbindcache @db, " + table + ", " + name.argument);
+        for (const std::string_view what : {"prefetch", "mru"}) {
+          if (was.cacheStrategy.find(what) != std::string::npos)
+            call("sp_cachestrategy @db, " + table + ", " + name.argument + ", " +
+                 std::string(what) + ", 'on'");
+        }
+        if (was.parallelDegree && !is.parallelDegree) {
+          writing.call(Phase::bindings, name.before + "declare @path varchar(767)\n" +
+                                            "select @path = " + table + " + '.' + " +
+                                            name.argument +
+                                            "\nexec sp_chgattribute @path, 'plldegree', 0");
+        }
+      }
+      if constexpr (requires { was.message; }) {
+        if (was.message) call("sp_unbindmsg " + name.argument);
+      }
+    });
+    Table one = emptyLike(now_);
+    addTo(one, is);
+    for (Batch& batch : planner_.fromSource([&](Writing& writing) {
+           writeBindings(writing, one);
+           writeForeignKeys(writing, one);
+         })) {
+      // The key itself is there.
+      if (batch.phase == Phase::bindings) batches.push_back(std::move(batch));
+    }
+    planner_.add(Stage::bindings, difference, std::move(batches));
+  }
+  NameInBatch nameOf(const Index& index) const { return nameInBatch(index); }
+  template <class Constraint>
+  NameInBatch nameOf(const Constraint& constraint) const {
+    return nameInBatch(old_, constraint);
+  }
+  static void addTo(Table& table, const Index& index) { table.indexes.push_back(index); }
+  static void addTo(Table& table, const KeyConstraint& key) { table.keys.push_back(key); }
+  static void addTo(Table& table, const Check& check) { table.checks.push_back(check); }
+  static void addTo(Table& table, const ForeignKey& key) { table.foreignKeys.push_back(key); }
+  /// Caches, degrees and messages go with what they are of.
+  void planSettings(const Table& one, const std::string& difference, std::size_t creation) {
+    std::vector<Batch> batches =
+        planner_.fromSource([&](Writing& writing) { writeBindings(writing, one); });
+    if (batches.empty()) return;
+    const std::size_t at = planner_.add(Stage::bindings, difference, std::move(batches));
+    planner_.step(at).needs.push_back(creation);
   }
 
   void needColumns(std::size_t at, const std::vector<std::string>& columns) {
@@ -380,20 +478,65 @@ class TablePlan {
   void planDependents() {
     if (touched_.empty()) return;
     const auto isTouched = [&](const std::string& column) { return touched_.contains(column); };
-    const auto again = [&](const auto& part, bool isOn) {
-      if (!isOn || changed_.contains(&part)) return;
+    const auto again = [&](const auto& part, const std::vector<std::string>& columns) {
+      for (const std::string& column : columns) {
+        if (isTouched(column)) planner_.needEnd(touched_.at(column), {&part});
+      }
+      if (changed_.contains(&part) || std::ranges::none_of(columns, isTouched)) return;
       const std::string difference = "a column of it changes";
       const std::size_t drop = planDropOf(part, difference, {});
       const std::size_t at = planCreationOf(old_, part, difference);
       planner_.step(at).needs.push_back(drop);
+      for (const std::string& column : columns) {
+        if (isTouched(column)) planner_.step(drop).needs.push_back(touched_.at(column));
+      }
     };
-    const auto isOn = [&](const std::vector<KeyColumn>& columns) {
-      return std::ranges::any_of(columns, isTouched, &KeyColumn::name);
+    const auto namesOf = [&](const IndexStorage& storage) {
+      std::vector<std::string> names;
+      for (const KeyColumn& column : storage.columns) names.push_back(column.name);
+      return names;
     };
-    for (const KeyConstraint& key : old_.keys) again(key, isOn(key.columns));
-    for (const Index& index : old_.indexes) again(index, isOn(index.columns));
-    for (const ForeignKey& key : old_.foreignKeys)
-      again(key, std::ranges::any_of(key.columns, isTouched));
+    for (const KeyConstraint& key : old_.keys) again(key, namesOf(key));
+    for (const Index& index : old_.indexes) again(index, namesOf(index));
+    for (const ForeignKey& key : old_.foreignKeys) again(key, key.columns);
+    for (const Check& check : old_.checks) {
+      std::vector<std::string> names;
+      forEachName(check.condition.text, check.condition.quotedIdentifier,
+                  [&](std::string_view name) { names.emplace_back(name); });
+      again(check, names);
+    }
+  }
+
+  /// A name, a primary key and a clustered index there is only once.
+  void needDrops() {
+    for (const Made& made : creations_) {
+      for (const Made& drop : drops_) {
+        const bool isInTheWay = (made.name == drop.name && !made.name.empty()) ||
+                                (made.isPrimary && drop.isPrimary) ||
+                                (made.isClustered && drop.isClustered);
+        if (isInTheWay) planner_.step(made.step).needs.push_back(drop.step);
+      }
+    }
+  }
+
+  /// New columns come last, whatever the source says.
+  void tellOrder() {
+    std::vector<std::string_view> order, wanted;
+    std::set<std::string_view> stays, isThere;
+    for (const Column& column : now_.columns) {
+      wanted.push_back(column.name);
+      stays.insert(column.name);
+    }
+    for (const Column& column : old_.columns) {
+      isThere.insert(column.name);
+      if (stays.contains(column.name)) order.push_back(column.name);
+    }
+    const bool isSameSoFar = std::ranges::equal(order, wanted);
+    for (const Column& column : now_.columns) {
+      if (!isThere.contains(column.name)) order.push_back(column.name);
+    }
+    if (!isSameSoFar && order != wanted)
+      planner_.omit("table " + change_.name + ": column order", "new columns come last");
   }
 
   // ---- What else there is
@@ -417,7 +560,8 @@ class TablePlan {
 
   void planAttribute(const AttributeChange& one) {
     const std::string difference =
-        change_.name + ": " + std::string(one.label) + ": " + one.was + " -> " + one.is;
+        "table " + change_.name + ": " + std::string(one.label) + ": " +
+        (one.is.empty() ? "(none)" : one.is) + " -> " + (one.was.empty() ? "(none)" : one.was);
     if (one.label == "lock") {
       Statement lock = alter(old_);
       lock << " lock " << now_.lock;
@@ -430,7 +574,9 @@ class TablePlan {
         "exp_row_size",          "reservepagegap",     "concurrency_opt_threshold",
         "optimistic_index_lock", "dealloc_first_txtpg"};
     if (kChanged.contains(one.label)) {
-      const std::string value = one.was.empty() ? "0" : one.was == shown(true) ? "1" : one.was;
+      // The threshold has another value where nothing is said.
+      const std::string none = one.label == "concurrency_opt_threshold" ? "15" : "0";
+      const std::string value = one.was.empty() ? none : one.was == shown(true) ? "1" : one.was;
       planner_.add(
           Stage::columns, difference,
           {callOf("exec sp_chgattribute " + argument({old_.name.owner, old_.name.name}) + ", " +
@@ -449,6 +595,13 @@ class TablePlan {
   std::set<const void*> changed_;               ///< records of the target
   std::map<std::string, std::size_t> touched_;  ///< columns, by the step that does it
   std::map<std::string, std::size_t> comes_;
+  /// A key or an index that a step drops or makes.
+  struct Made {
+    std::string name;
+    bool isPrimary, isClustered;
+    std::size_t step;
+  };
+  std::vector<Made> drops_, creations_;
 };
 
 void planNewTable(Planner& planner, const Change& change) {
@@ -481,18 +634,22 @@ void planDroppedTable(Planner& planner, const Change& change) {
   const std::size_t at =
       planner.add(Stage::drops, difference, {guarded(idOf(table.name) + " is not null", drop)},
                   {Danger::dropTable});
+  planner.end(&table, at);
   if (!planner.step(at).isAllowed) return;
-  for (const ForeignKey& key : table.foreignKeys) planDrop(planner, table, key, difference);
-  for (const KeyConstraint& key : table.keys) planner.dropKey(table, key);
+  for (const ForeignKey& key : table.foreignKeys)
+    planner.step(planDrop(planner, table, key, difference)).needs.push_back(at);
+  for (const KeyConstraint& key : table.keys) planner.dropKey(table, key, at);
 }
 
 }  // namespace
 
 std::size_t planDrop(Planner& planner, const Table& table, const ForeignKey& key,
                      std::string difference, std::vector<Danger> dangers) {
-  planner.markDropped(key);
-  return planner.add(Stage::dropReferences, std::move(difference),
-                     {dropped(table, key, constraintOf(table, key.name.name))}, std::move(dangers));
+  const std::size_t at = planner.add(Stage::dropReferences, std::move(difference),
+                                     {dropped(table, key, constraintOf(table, key.name.name))},
+                                     std::move(dangers));
+  planner.end(&key, at);
+  return at;
 }
 
 std::size_t planCreation(Planner& planner, const Table& table, const ForeignKey& key,

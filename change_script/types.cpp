@@ -52,7 +52,9 @@ bool isShorter(const DataType& was, const DataType& is) {
 
 std::vector<Danger> dangersOf(const inventory::ColumnType& was, const inventory::ColumnType& is) {
   std::vector<Danger> dangers;
+  constexpr std::string_view kTimestamp = "timestamp";
   if (was.identity != is.identity) return {Danger::rebuild};
+  if ((was.type.name == kTimestamp) != (is.type.name == kTimestamp)) return {Danger::rebuild};
   const bool areAlike =
       was.type.name == is.type.name || widens(kAlike, was.type.name, is.type.name).has_value();
   if (areAlike) {
