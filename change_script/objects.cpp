@@ -19,8 +19,18 @@ Batch droppedObject(std::string_view word, const QualifiedName& name) {
   return guarded(idOf(name) + " is not null", drop);
 }
 
-std::string_view wordOf(const View& view) {
-  return view.precomputed ? "precomputed result set" : "view";
+/// Whichever of the two it is.
+std::vector<Batch> droppedView(const View& view, bool precomputed) {
+  const auto drop = [&](std::string_view word, std::string_view type) {
+    Statement statement("drop " + std::string(word) + " ");
+    statement.name(view.name);
+    return guarded("exists (select 1 from sysobjects where id = " + idOf(view.name) +
+                       " and type = '" + std::string(type) + "')",
+                   statement);
+  };
+  std::vector<Batch> batches{drop("view", "V")};
+  if (precomputed) batches.push_back(drop("precomputed result set", "RS"));
+  return batches;
 }
 
 /// The target's record of an object that both sides have, or that the target alone has.
@@ -63,13 +73,13 @@ void planView(Planner& planner, const Change& change) {
       now != nullptr && (old == nullptr || hasAttribute(change, "definition") ||
                          hasPart(change, Kind::column) || hasAttribute(change, "column order"));
   if (now == nullptr) {
-    planner.end(old, planner.add(Stage::drops, difference,
-                                 {droppedObject(wordOf(*old), old->name)}, {Danger::dropObject}));
+    planner.end(old, planner.add(Stage::drops, difference, droppedView(*old, old->precomputed),
+                                 {Danger::dropObject}));
     return;
   }
   if (isMade) {
-    if (old != nullptr)
-      planner.add(Stage::dropCompiled, difference, {droppedObject(wordOf(*old), old->name)});
+    const bool precomputed = now->precomputed || (old != nullptr && old->precomputed);
+    planner.add(Stage::dropCompiled, difference, droppedView(*now, precomputed));
     planner.made().views.push_back(withKept(*now, old, !planner.allows(Danger::revoke)));
     return planner.describeMade(change, difference);
   }
@@ -84,13 +94,12 @@ void planFunction(Planner& planner, const Change& change) {
   const Function* now = is<Function>(change);
   const std::string difference = described(change);
   if (now == nullptr) {
-    planner.end(old, planner.add(Stage::drops, difference,
-                                 {droppedObject("function", old->name)}, {Danger::dropObject}));
+    planner.end(old, planner.add(Stage::drops, difference, {droppedObject("function", old->name)},
+                                 {Danger::dropObject}));
     return;
   }
   if (old == nullptr || !change.attributes.empty() || hasPart(change, Kind::parameter)) {
-    if (old != nullptr)
-      planner.add(Stage::dropCompiled, difference, {droppedObject("function", old->name)});
+    planner.add(Stage::dropCompiled, difference, {droppedObject("function", now->name)});
     planner.made().functions.push_back(withKept(*now, old, !planner.allows(Danger::revoke)));
     return planner.describeMade(change, difference);
   }
@@ -118,7 +127,7 @@ void planProcedure(Planner& planner, const Change& change) {
   const bool isThere = std::ranges::any_of(planner.target().procedures, isOfGroup);
   const auto& procedures = planner.source().procedures;
   const bool stays = std::ranges::any_of(procedures, isOfGroup);
-  if (isThere) {
+  if (isThere || stays) {
     const std::size_t at = planner.add(
         stays ? Stage::dropCompiled : Stage::drops, difference, {droppedObject("procedure", name)},
         now == nullptr ? std::vector{Danger::dropObject} : std::vector<Danger>{});
@@ -218,8 +227,7 @@ void planType(Planner& planner, const Change& change) {
     const std::size_t at = planner.add(Stage::drops, difference, {drop()}, {Danger::dropObject});
     planner.end(old, at);
     needEndsOfColumns(planner, at, [&](const Column& column) {
-      return column.type.type.name == old->name.name &&
-             *column.type.type.owner == old->name.owner;
+      return column.type.type.name == old->name.name && *column.type.type.owner == old->name.owner;
     });
     return;
   }
@@ -343,11 +351,11 @@ void planGroup(Planner& planner, const Change& change) {
     return planner.describeMade(change, difference);
   }
   const std::string& group = was<Group>(change)->name;
-  const std::size_t at = planner.add(Stage::drops, difference,
-                                     {callOf("if user_id(" + literal(group) +
-                                             ") is not null\n    exec sp_dropgroup " +
-                                             literal(group))},
-                                     {Danger::dropObject});
+  const std::size_t at =
+      planner.add(Stage::drops, difference,
+                  {callOf("if user_id(" + literal(group) + ") is not null\n    exec sp_dropgroup " +
+                          literal(group))},
+                  {Danger::dropObject});
   for (const User& user : planner.target().users) {
     if (user.group == group) planner.needEnd(at, {&user});
   }
@@ -371,8 +379,7 @@ void planMessage(Planner& planner, const Change& change) {
   if (const Message* old = was<Message>(change)) {
     const std::string number = std::to_string(old->number);
     planner.add(Stage::dropIndexes, difference,
-                {callOf("if exists (select 1 from sysusermessages where error = " + number +
-                        ")\n    exec sp_dropmessage " + number +
+                {callOf("exec sp_dropmessage " + number +
                         (old->language.empty() ? "" : ", " + literal(old->language)))},
                 change.isOnlyInTarget() ? std::vector{Danger::dropObject} : std::vector<Danger>{});
   }
@@ -389,11 +396,10 @@ void planEncryptionKey(Planner& planner, const Change& change) {
     const std::size_t at =
         planner.add(Stage::drops, difference, {droppedObject("encryption key", old->name)},
                     {Danger::dropObject});
-    needEndsOfColumns(planner, at,
-                      [&](const Column& one) {
-                        return one.encryptionKey->owner == old->name.owner &&
-                               one.encryptionKey->name == old->name.name;
-                      });
+    needEndsOfColumns(planner, at, [&](const Column& one) {
+      return one.encryptionKey->owner == old->name.owner &&
+             one.encryptionKey->name == old->name.name;
+    });
     return;
   }
   const EncryptionKey* now = is<EncryptionKey>(change);
@@ -404,6 +410,23 @@ void planEncryptionKey(Planner& planner, const Change& change) {
   if (!change.attributes.empty())
     planner.omit(difference, "columns are encrypted with the key; it cannot be made again");
   planPermissions(planner, change, now->name);
+}
+
+/// A revoke of what is not granted takes away what a group has.
+std::string granted(const Permission& permission, const QualifiedName& name) {
+  constexpr std::string_view kOn = " on ";
+  const std::size_t on = permission.action.find(kOn);
+  const std::string action = permission.action.substr(0, on);
+  const std::string id =
+      on != std::string::npos
+          ? "object_id(" + literal(permission.action.substr(on + kOn.size())) + ")"
+      : name.name.empty() ? "0"
+                          : idOf(name);
+  return "exists (select 1 from sysprotects p, master..spt_values v\n    where p.id = " + id +
+         " and p.uid = user_id(" + literal(permission.grantee) +
+         ") and p.protecttype < 2\n    and p.action = v.number and v.type = 'T' and lower(v.name) "
+         "= " +
+         literal(action) + ")";
 }
 
 bool onlyGainsOption(const Change& part) {
@@ -428,11 +451,9 @@ void planTrigger(Planner& planner, const Change& object, const Change& part,
     planner.add(Stage::endings, difference, {batchOf(alter)});
     return;
   }
-  std::optional<std::size_t> drop;
-  if (old != nullptr) {
-    drop = planner.add(Stage::dropCompiled, difference, {droppedObject("trigger", old->name)},
-                       now == nullptr ? std::vector{Danger::dropObject} : std::vector<Danger>{});
-  }
+  planner.add(Stage::dropCompiled, difference,
+              {droppedObject("trigger", old == nullptr ? now->name : old->name)},
+              now == nullptr ? std::vector{Danger::dropObject} : std::vector<Danger>{});
   if (now == nullptr) return;
   planner.add(Stage::triggers, difference,
               planner.fromSource([&](Writing& writing) { writeTriggers(writing, table, {*now}); }));
@@ -449,8 +470,8 @@ void planPermissions(Planner& planner, const Change& object, const QualifiedName
         batches.push_back(std::move(batch));
       }
     }
-    planner.add(Stage::permissions, described(object, &part), std::move(batches),
-                std::move(dangers));
+    return planner.add(Stage::permissions, described(object, &part), std::move(batches),
+                       std::move(dangers));
   };
   // What goes, then what comes: a statement says more than the row that it leaves.
   for (const Change& part : object.parts) {
@@ -462,7 +483,9 @@ void planPermissions(Planner& planner, const Change& object, const QualifiedName
     grant.grantOption = revoke.grantOption = false;
     // Only the revoke of something granted leaves nothing.
     if (old->effect == "grant") {
-      add(part, {revoke}, {Danger::revoke});
+      Step& step = planner.step(add(part, {revoke}, {Danger::revoke}));
+      for (Batch& batch : step.batches)
+        batch.text.insert(0, "if " + granted(*old, name) + "\n    ");
     } else {
       add(part, {grant, revoke}, {});
     }

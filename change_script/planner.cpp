@@ -31,6 +31,18 @@ std::string keyOf(std::string_view owner, std::string_view name) {
   return std::string(owner) + '.' + std::string(name);
 }
 
+/// What is created as a value, and only once.
+void guardValue(const ScriptedObject& object, Batch& batch) {
+  const bool isCreation =
+      object.kind == Kind::rule || object.kind == Kind::defaultObject
+          ? batch.isText
+          : object.kind == Kind::encryptionKey && batch.text.starts_with("create ");
+  if (!isCreation) return;
+  batch.text =
+      "if object_id(" + literal(object.name) + ") is null\n    exec(" + literal(batch.text) + ")";
+  batch.isText = false;
+}
+
 bool hasColumns(const KeyConstraint& key, const std::vector<std::string>& columns) {
   return std::ranges::equal(key.columns, columns, {}, &KeyColumn::name);
 }
@@ -109,6 +121,7 @@ std::size_t Planner::add(Stage stage, std::string difference, std::vector<Batch>
   step.object = object_;
   step.difference = std::move(difference);
   step.batches = std::move(batches);
+  for (Batch& batch : step.batches) makeRestartable(batch);
   step.isAllowed =
       std::ranges::all_of(dangers, [&](Danger danger) { return options_.allowed.has(danger); });
   step.dangers = std::move(dangers);
@@ -135,15 +148,26 @@ void Planner::planReferencesToDroppedKeys() {
   std::map<std::string, std::vector<DroppedKey>> dropped;
   for (const DroppedKey& one : droppedKeys_)
     dropped[keyOf(one.table->name.owner, one.table->name.name)].push_back(one);
+  const auto dropOf = [&](const ForeignKey& key) -> std::optional<std::size_t> {
+    if (!key.referenced.database.empty()) return std::nullopt;
+    const auto found = dropped.find(keyOf(key.referenced.owner, key.referenced.name));
+    if (found == dropped.end()) return std::nullopt;
+    const auto on = std::ranges::find_if(found->second, [&](const DroppedKey& one) {
+      return hasColumns(*one.key, key.referencedColumns);
+    });
+    return on == found->second.end() ? std::nullopt : std::optional(on->step);
+  };
+  // Those that a script made which is started again are in the way too.
+  for (const auto& [table, key] : references_) {
+    const auto keyDrop = dropOf(*key);
+    if (!keyDrop || ends_.contains(key)) continue;
+    begin(Kind::table, shown(table->name));
+    const std::string difference = "the key that it refers to is made again";
+    step(planDrop(*this, *table, *key, difference)).needs.push_back(*keyDrop);
+  }
   for (const Table& table : target_.tables) {
     for (const ForeignKey& key : table.foreignKeys) {
-      if (!key.referenced.database.empty()) continue;
-      const auto found = dropped.find(keyOf(key.referenced.owner, key.referenced.name));
-      if (found == dropped.end()) continue;
-      const auto on = std::ranges::find_if(found->second, [&](const DroppedKey& one) {
-        return hasColumns(*one.key, key.referencedColumns);
-      });
-      if (on != found->second.end()) planReferencesTo(table, key, on->step);
+      if (const auto keyDrop = dropOf(key)) planReferencesTo(table, key, *keyDrop);
     }
   }
 }
@@ -177,12 +201,37 @@ void Planner::planMade() {
     const auto reason = reasons_.find({object.kind, object.name});
     begin(object.kind, object.name);
     std::map<Stage, std::vector<Batch>> stages;
-    for (Batch& batch : object.batches) stages[stageOf(batch.phase)].push_back(std::move(batch));
+    for (Batch& batch : object.batches) {
+      guardValue(object, batch);
+      stages[stageOf(batch.phase)].push_back(std::move(batch));
+    }
     for (auto& [stage, batches] : stages)
       add(stage, reason == reasons_.end() ? object.name : reason->second, std::move(batches));
   }
   for (Omission& one : script.omissions) script_.omissions.push_back(std::move(one));
 }
+
+/// How many steps of its stage must run before each: those that it needs, and what they need.
+class Depths {
+ public:
+  explicit Depths(const std::vector<Step>& steps)
+      : steps_(steps), depths_(steps.size(), kUnknown) {}
+
+  std::size_t of(std::size_t at) {
+    if (depths_[at] != kUnknown) return depths_[at];
+    depths_[at] = 0;  // for steps that need each other
+    std::size_t depth = 0;
+    for (const std::size_t needed : steps_[at].needs) {
+      if (steps_[needed].stage == steps_[at].stage) depth = std::max(depth, of(needed) + 1);
+    }
+    return depths_[at] = depth;
+  }
+
+ private:
+  static constexpr std::size_t kUnknown = std::string::npos;
+  const std::vector<Step>& steps_;
+  std::vector<std::size_t> depths_;
+};
 
 /// What needs a step that is not allowed is not done either; then the order of running.
 void Planner::settle() {
@@ -199,7 +248,9 @@ void Planner::settle() {
   }
   std::vector<std::size_t> order(steps.size());
   for (std::size_t at = 0; at < order.size(); ++at) order[at] = at;
-  std::ranges::stable_sort(order, {}, [&](std::size_t at) { return steps[at].stage; });
+  Depths depths(steps);
+  std::ranges::stable_sort(
+      order, {}, [&](std::size_t at) { return std::pair(steps[at].stage, depths.of(at)); });
   std::vector<std::size_t> places(steps.size());
   for (std::size_t at = 0; at < order.size(); ++at) places[order[at]] = at;
   std::vector<Step> sorted;

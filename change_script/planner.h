@@ -90,6 +90,11 @@ class Planner {
     droppedKeys_.push_back({&table, &key, step});
   }
 
+  /// Marks a foreign key that is made.
+  void addReference(const Table& table, const inventory::ForeignKey& key) {
+    references_.emplace_back(&table, &key);
+  }
+
   /// After the step the record of the target is another one, or gone.
   void end(const void* record, std::size_t step) { ends_[record].push_back(step); }
   /// Something is in the way of the step until the first of the records that ends has ended: a
@@ -128,6 +133,7 @@ class Planner {
     std::vector<const void*> records;
   };
   std::vector<DroppedKey> droppedKeys_;
+  std::vector<std::pair<const Table*, const inventory::ForeignKey*>> references_;
   std::unordered_map<const void*, std::vector<std::size_t>> ends_;
   std::vector<InTheWay> inTheWay_;
   inventory::Database made_;
@@ -143,6 +149,9 @@ Batch callOf(std::string text, std::string user = {});
 /// The statement runs only where `condition` holds, so that it can run again.
 Batch guarded(std::string_view condition, const Statement& statement);
 std::string idOf(const inventory::QualifiedName& name);  ///< object_id('dbo.t')
+
+/// The same for calls that can be told by their names.
+void makeRestartable(Batch& batch);
 
 void planTable(Planner& planner, const Change& change);
 /// Foreign keys that go, and those of `table` that come; both write what they say where it is

@@ -44,6 +44,13 @@ std::string constraintOf(const Table& table, const std::string& name) {
 std::string indexOf(const Table& table, const std::string& name) {
   return ofTable(table, "sysindexes", "id", "name", name);
 }
+/// An index and a constraint may have had the same name in turn.
+std::string constraintIndexOf(const Table& table, const std::string& name) {
+  return indexOf(table, name) + " and (status & 2048 != 0 or status2 & 2 != 0)";
+}
+std::string plainIndexOf(const Table& table, const std::string& name) {
+  return indexOf(table, name) + " and status & 2048 = 0 and status2 & 2 = 0";
+}
 std::string columnOf(const Table& table, const std::string& name) {
   return ofTable(table, "syscolumns", "id", "name", name);
 }
@@ -122,6 +129,7 @@ class TablePlan {
                        isComputed ? std::vector<Danger>{} : std::vector{Danger::dropColumn});
       planner_.step(at).copiesData = true;
       planner_.end(&was, at);
+      if (was.type.identity) identityDrop_ = at;
       touch(was.name, at);
       return;
     }
@@ -156,6 +164,7 @@ class TablePlan {
                      needsValue ? std::vector{Danger::nullToNotNull} : std::vector<Danger>{});
     planner_.step(at).copiesData = !column.type.nullable && !isComputed;
     comes_[column.name] = at;
+    if (column.type.identity) newIdentity_ = at;
     Column bare;
     bare.name = column.name;
     planBindings(bare, column, described(change_, &part), at);
@@ -203,7 +212,7 @@ class TablePlan {
       const Statement text = columnText(writing, now_, modified);
       Statement modify = alter(old_);
       modify << " modify " << text.text();
-      writing.add(Phase::tables, modify.text(), {},
+      writing.add(Phase::tables, guarded(asItWas(was, is), modify).text, {},
                   modify.needsQuotedIdentifier() || text.needsQuotedIdentifier());
     });
     const std::size_t at = planner_.add(Stage::columns, difference, std::move(batches), dangers);
@@ -212,6 +221,33 @@ class TablePlan {
     touch(was.name, at);
     comes_[was.name] = at;
     return at;
+  }
+
+  /// A modification that changes nothing is an error.
+  std::string asItWas(const Column& was, const Column& is) const {
+    const DataType& from = was.type.type;
+    const DataType& to = is.type.type;
+    std::string text =
+        "exists (select 1 from syscolumns c, systypes t\n    where c.id = " + idOf(old_.name) +
+        " and c.name = " + literal(was.name) + " and c.usertype = t.usertype and ";
+    if (from.name != to.name || from.owner != to.owner) {
+      constexpr std::string_view kUnsigned = "unsigned ";
+      text += "t.name = " + literal(from.name.starts_with(kUnsigned)
+                                        ? "u" + from.name.substr(kUnsigned.size())
+                                        : from.name);
+      if (!from.owner.isDefault()) text += " and t.uid = user_id(" + literal(*from.owner) + ")";
+    } else if (was.type.nullable != is.type.nullable) {
+      text += std::string("c.status & 8 = ") + (was.type.nullable ? "8" : "0");
+    } else if (from.precision != to.precision) {
+      text += "c.prec = " + std::to_string(from.precision.value_or(0));
+    } else if (from.scale != to.scale) {
+      text += "c.scale = " + std::to_string(from.scale.value_or(0));
+    } else {
+      text += "c.length = " + std::to_string(from.length.value_or(1));
+      if (from.name.starts_with("uni")) text += " * @@unicharsize";
+      if (from.name.starts_with("n")) text += " * @@ncharsize";
+    }
+    return text + ")";
   }
 
   void planDefault(const Column& was, const Column& is, const std::string& difference) {
@@ -249,6 +285,7 @@ class TablePlan {
 
   /// Steps of which nothing is run touch nothing.
   void planColumns() {
+    if (identityDrop_ && newIdentity_) planner_.step(*newIdentity_).needs.push_back(*identityDrop_);
     std::erase_if(touched_, [&](const auto& one) { return !planner_.step(one.second).isAllowed; });
   }
 
@@ -302,9 +339,9 @@ class TablePlan {
   }
   std::size_t planDropOf(const KeyConstraint& key, const std::string& difference,
                          std::vector<Danger> dangers) {
-    const std::size_t at =
-        planner_.add(Stage::dropIndexes, difference,
-                     {dropped(old_, key, indexOf(old_, key.name.name))}, std::move(dangers));
+    const std::size_t at = planner_.add(
+        Stage::dropIndexes, difference,
+        {dropped(old_, key, constraintIndexOf(old_, key.name.name))}, std::move(dangers));
     if (planner_.step(at).isAllowed) planner_.dropKey(old_, key, at);
     planner_.end(&key, at);
     drops_.push_back({key.name.name, key.primary, key.clustered, at});
@@ -312,9 +349,9 @@ class TablePlan {
   }
   std::size_t planDropOf(const Check& check, const std::string& difference,
                          std::vector<Danger> dangers) {
-    const std::size_t at = planner_.add(
-        Stage::dropIndexes, difference,
-        {dropped(old_, check, constraintOf(old_, check.name.name))}, std::move(dangers));
+    const std::size_t at = planner_.add(Stage::dropIndexes, difference,
+                                        {dropped(old_, check, constraintOf(old_, check.name.name))},
+                                        std::move(dangers));
     planner_.end(&check, at);
     return at;
   }
@@ -325,7 +362,7 @@ class TablePlan {
     drop.name(index.name);
     const std::size_t at = planner_.add(
         Stage::dropIndexes, difference,
-        {guarded("exists (" + indexOf(old_, index.name) + ")", drop)}, std::move(dangers));
+        {guarded("exists (" + plainIndexOf(old_, index.name) + ")", drop)}, std::move(dangers));
     planner_.end(&index, at);
     drops_.push_back({index.name, false, index.clustered, at});
     return at;
@@ -559,9 +596,9 @@ class TablePlan {
   }
 
   void planAttribute(const AttributeChange& one) {
-    const std::string difference =
-        "table " + change_.name + ": " + std::string(one.label) + ": " +
-        (one.is.empty() ? "(none)" : one.is) + " -> " + (one.was.empty() ? "(none)" : one.was);
+    const std::string difference = "table " + change_.name + ": " + std::string(one.label) + ": " +
+                                   (one.is.empty() ? "(none)" : one.is) + " -> " +
+                                   (one.was.empty() ? "(none)" : one.was);
     if (one.label == "lock") {
       Statement lock = alter(old_);
       lock << " lock " << now_.lock;
@@ -602,6 +639,7 @@ class TablePlan {
     std::size_t step;
   };
   std::vector<Made> drops_, creations_;
+  std::optional<std::size_t> identityDrop_, newIdentity_;
 };
 
 void planNewTable(Planner& planner, const Change& change) {
@@ -645,9 +683,9 @@ void planDroppedTable(Planner& planner, const Change& change) {
 
 std::size_t planDrop(Planner& planner, const Table& table, const ForeignKey& key,
                      std::string difference, std::vector<Danger> dangers) {
-  const std::size_t at = planner.add(Stage::dropReferences, std::move(difference),
-                                     {dropped(table, key, constraintOf(table, key.name.name))},
-                                     std::move(dangers));
+  const std::size_t at =
+      planner.add(Stage::dropReferences, std::move(difference),
+                  {dropped(table, key, constraintOf(table, key.name.name))}, std::move(dangers));
   planner.end(&key, at);
   return at;
 }
@@ -667,6 +705,7 @@ std::size_t planCreation(Planner& planner, const Table& table, const ForeignKey&
     batch = created(table, key, constraintOf(table, key.name.name), add);
     batch.quotedIdentifier = option;
   }
+  planner.addReference(table, key);
   return planner.add(Stage::references, std::move(difference), std::move(batches));
 }
 

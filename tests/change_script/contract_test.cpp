@@ -1,4 +1,5 @@
-// Every single difference that two scripts of the contract of the reader have: what its script leaves.
+// Every single difference that two scripts of the contract of the reader have: what its script
+// leaves.
 #include <gtest/gtest.h>
 
 #include "tests/change_script/trial.h"
@@ -30,8 +31,8 @@ TEST_P(EachDifference, EndsWithItsScript) {
     const Database one = inventory::databaseOf(pair.source, release);
     const Database other = inventory::databaseOf(pair.target, release);
     for (const auto& [source, target] : {std::pair{&one, &other}, std::pair{&other, &one}}) {
-      SCOPED_TRACE((source == &one ? "to the source" : "to the target") + std::string(", release ") +
-                   std::to_string(static_cast<int>(release)));
+      SCOPED_TRACE((source == &one ? "to the source" : "to the target") +
+                   std::string(", release ") + std::to_string(static_cast<int>(release)));
       const Trial all = tried(*source, *target, release, "all");
       EXPECT_EQ(all.errors, Lines()) << all.text;
       EXPECT_EQ(all.unexplained(), Lines()) << all.text;
@@ -41,6 +42,15 @@ TEST_P(EachDifference, EndsWithItsScript) {
       EXPECT_EQ(none.unexplained(), Lines()) << none.text;
     }
   });
+}
+
+// Stopped behind each batch in turn, and started again.
+TEST_P(EachDifference, EndsWhereItsScriptWasStopped) {
+  const Pair& pair = GetParam();
+  const Database one = inventory::databaseOf(pair.source, Release::ase16);
+  const Database other = inventory::databaseOf(pair.target, Release::ase16);
+  expectGoesOn(one, other, Release::ase16);
+  expectGoesOn(other, one, Release::ase16);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, EachDifference, ::testing::ValuesIn(allPairs()));

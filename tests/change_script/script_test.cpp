@@ -36,6 +36,12 @@ std::vector<std::string> choices() {
   return all;
 }
 
+/// What is left after it needs no second script.
+void expectNoSecond(const Database& source, const Trial& first, std::optional<Release> release) {
+  const ChangeScript second = plan(source, first.result, first.left, optionsFor(release, "all"));
+  EXPECT_EQ(textOf({second.steps, {}}), textOf({})) << first.text;
+}
+
 void expectRuns(const Database& source, const Database& target, std::optional<Release> release) {
   for (const std::string& words : choices()) {
     const Trial trial = tried(source, target, release, words);
@@ -56,39 +62,6 @@ void expectPair(const fs::path& one, const fs::path& other) {
                    std::to_string(release ? static_cast<int>(*release) : -1));
       expectRuns(*source, *target, release);
     }
-  }
-}
-
-/// What is left after it needs no second script.
-void expectNoSecond(const Database& source, const Trial& first, std::optional<Release> release) {
-  const ChangeScript second = plan(source, first.result, first.left, optionsFor(release, "all"));
-  EXPECT_EQ(textOf({second.steps, {}}), textOf({})) << first.text;
-}
-
-std::vector<std::string> batchesOf(const std::string& text) {
-  std::vector<std::string> batches;
-  constexpr std::string_view kEnd = "\ngo\n";
-  for (std::size_t from = 0; from < text.size();) {
-    const std::size_t end = std::min(text.find(kEnd, from), text.size() - kEnd.size());
-    batches.push_back(text.substr(from, end + kEnd.size() - from));
-    from = end + kEnd.size();
-  }
-  return batches;
-}
-
-/// Stopped behind each batch in turn, and started again.
-void expectGoesOn(const Database& source, const Database& target, std::optional<Release> release) {
-  const Trial whole = tried(source, target, release, "all");
-  std::string done;
-  for (const std::string& batch : batchesOf(whole.text)) {
-    done += batch;
-    embedded::EmbeddedCatalog catalog = copyOf(target, release);
-    ASSERT_EQ(load(catalog, done), Lines());
-    ASSERT_EQ(load(catalog, whole.text), Lines()) << "stopped behind\n" << batch;
-    const Database result = inventory::readAll(*catalog.connect());
-    ASSERT_EQ(inventory::lines(inventory::compare(source, result, everything())),
-              inventory::lines(whole.left))
-        << "stopped behind\n" << batch;
   }
 }
 

@@ -32,8 +32,9 @@ inline inventory::Rules everything() {
 inline Allowed allowed(std::string_view words) {
   Allowed all;
   for (const DangerRow& row : kDangers) {
-    if (words == "all" || ("," + std::string(words) + ",").find("," + std::string(row.word) + ",") !=
-                              std::string::npos)
+    if (words == "all" ||
+        ("," + std::string(words) + ",").find("," + std::string(row.word) + ",") !=
+            std::string::npos)
       all.add(row.danger);
   }
   return all;
@@ -54,9 +55,10 @@ inline std::string textOf(const ChangeScript& script) {
 
 inline Lines load(embedded::EmbeddedCatalog& catalog, const std::string& text) {
   Lines errors;
-  const auto report = embedded::loadScript(catalog, "script", "select 1\ngo\n" + text,
-                                           {.stopAtFirstError = false});
-  for (const auto& error : report.errors) errors.push_back(error.describe() + ": " + error.statement);
+  const auto report =
+      embedded::loadScript(catalog, "script", "select 1\ngo\n" + text, {.stopAtFirstError = false});
+  for (const auto& error : report.errors)
+    errors.push_back(error.describe() + ": " + error.statement);
   return errors;
 }
 
@@ -107,6 +109,35 @@ inline Trial tried(const Database& source, const Database& target, std::optional
   trial.result = inventory::readAll(*catalog.connect());
   trial.left = inventory::compare(source, trial.result, everything());
   return trial;
+}
+
+inline std::vector<std::string> batchesOf(const std::string& text) {
+  std::vector<std::string> batches;
+  constexpr std::string_view kEnd = "\ngo\n";
+  for (std::size_t from = 0; from < text.size();) {
+    const std::size_t end = std::min(text.find(kEnd, from), text.size() - kEnd.size());
+    batches.push_back(text.substr(from, end + kEnd.size() - from));
+    from = end + kEnd.size();
+  }
+  return batches;
+}
+
+/// Stopped behind each batch in turn, and started again.
+inline void expectGoesOn(const Database& source, const Database& target,
+                         std::optional<Release> release) {
+  const Trial whole = tried(source, target, release, "all");
+  std::string done;
+  for (const std::string& batch : batchesOf(whole.text)) {
+    done += batch;
+    embedded::EmbeddedCatalog catalog = copyOf(target, release);
+    ASSERT_EQ(load(catalog, done), Lines());
+    ASSERT_EQ(load(catalog, whole.text), Lines()) << "stopped behind\n" << batch;
+    const Database result = inventory::readAll(*catalog.connect());
+    ASSERT_EQ(inventory::lines(inventory::compare(source, result, everything())),
+              inventory::lines(whole.left))
+        << "stopped behind\n"
+        << batch;
+  }
 }
 
 }  // namespace kelvane::change_script
