@@ -139,8 +139,23 @@ void Planner::planReferencesTo(const Table& table, const ForeignKey& key, std::s
   const std::string difference = "the key that it refers to is made again";
   const std::size_t drop = planDrop(*this, table, key, difference);
   const std::size_t at = planCreation(*this, table, key, difference);
-  step(at).needs.push_back(drop);
+  needEachOther(drop, at);
   step(drop).needs.push_back(keyDrop);
+}
+
+void Planner::addKey(const Table& table, const IndexStorage& key, std::size_t step) {
+  std::vector<std::string> columns;
+  for (const KeyColumn& column : key.columns) columns.push_back(column.name);
+  keys_.insert_or_assign({keyOf(table.name.owner, table.name.name), std::move(columns)}, step);
+}
+
+void Planner::needKeys() {
+  for (const Reference& one : references_) {
+    const auto& [database, owner, name] = one.key->referenced;
+    if (!database.empty()) continue;
+    const auto found = keys_.find({keyOf(owner, name), one.key->referencedColumns});
+    if (found != keys_.end()) step(one.step).needs.push_back(found->second);
+  }
 }
 
 void Planner::planReferencesToDroppedKeys() {
@@ -158,12 +173,14 @@ void Planner::planReferencesToDroppedKeys() {
     return on == found->second.end() ? std::nullopt : std::optional(on->step);
   };
   // Those that a script made which is started again are in the way too.
-  for (const auto& [table, key] : references_) {
+  for (std::size_t at = 0; at < references_.size(); ++at) {
+    const auto [table, key, creation] = references_[at];
     const auto keyDrop = dropOf(*key);
     if (!keyDrop || ends_.contains(key)) continue;
     begin(Kind::table, shown(table->name));
     const std::string difference = "the key that it refers to is made again";
-    step(planDrop(*this, *table, *key, difference)).needs.push_back(*keyDrop);
+    const std::size_t drop = planDrop(*this, *table, *key, difference);
+    step(drop).needs.insert(step(drop).needs.end(), {*keyDrop, creation});
   }
   for (const Table& table : target_.tables) {
     for (const ForeignKey& key : table.foreignKeys) {
@@ -278,6 +295,7 @@ ChangeScript Planner::plan() {
   for (inventory::Writing* writing : {&now_, &old_}) {
     for (Omission& one : writing->take().omissions) script_.omissions.push_back(std::move(one));
   }
+  needKeys();
   needEnds();
   settle();
   return std::move(script_);

@@ -90,9 +90,14 @@ class Planner {
     droppedKeys_.push_back({&table, &key, step});
   }
 
-  /// Marks a foreign key that is made.
-  void addReference(const Table& table, const inventory::ForeignKey& key) {
-    references_.emplace_back(&table, &key);
+  /// Marks a foreign key that is made, and something that one may refer to.
+  void addReference(const Table& table, const inventory::ForeignKey& key, std::size_t step) {
+    references_.push_back({&table, &key, step});
+  }
+  void addKey(const Table& table, const inventory::IndexStorage& key, std::size_t step);
+  void needEachOther(std::size_t one, std::size_t other) {
+    step(one).needs.push_back(other);
+    step(other).needs.push_back(one);
   }
 
   /// After the step the record of the target is another one, or gone.
@@ -113,6 +118,7 @@ class Planner {
   void planMade();
   void planReferencesToDroppedKeys();
   void planReferencesTo(const Table& table, const inventory::ForeignKey& key, std::size_t keyDrop);
+  void needKeys();
   void needEnds();
   void settle();
 
@@ -133,7 +139,13 @@ class Planner {
     std::vector<const void*> records;
   };
   std::vector<DroppedKey> droppedKeys_;
-  std::vector<std::pair<const Table*, const inventory::ForeignKey*>> references_;
+  struct Reference {
+    const Table* table;
+    const inventory::ForeignKey* key;
+    std::size_t step;
+  };
+  std::vector<Reference> references_;
+  std::map<std::pair<std::string, std::vector<std::string>>, std::size_t> keys_;
   std::unordered_map<const void*, std::vector<std::size_t>> ends_;
   std::vector<InTheWay> inTheWay_;
   inventory::Database made_;

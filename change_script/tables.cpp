@@ -330,7 +330,8 @@ class TablePlan {
     }
     if (part.isOnlyInTarget()) return;
     const std::size_t at = planCreationOf(now_, *std::get<const Part*>(part.source), difference);
-    if (drop) planner_.step(at).needs.push_back(*drop);
+    // What is dropped comes back.
+    if (drop) planner_.needEachOther(*drop, at);
   }
 
   std::size_t planDropOf(const ForeignKey& key, const std::string& difference,
@@ -390,6 +391,7 @@ class TablePlan {
     const std::size_t at = planner_.add(Stage::indexes, difference, std::move(batches));
     for (const KeyColumn& column : key.columns) needColumns(at, {column.name});
     creations_.push_back({key.name.name, key.primary, key.clustered, at});
+    planner_.addKey(table, key, at);
     Table one = emptyLike(table);
     one.keys = {key};
     planSettings(one, difference, at);
@@ -428,6 +430,7 @@ class TablePlan {
       if (!column.isExpression) needColumns(at, {column.name});
     }
     creations_.push_back({index.name, false, index.clustered, at});
+    if (index.unique) planner_.addKey(table, index, at);
     planSettings(one, difference, at);
     return at;
   }
@@ -523,7 +526,7 @@ class TablePlan {
       const std::string difference = "a column of it changes";
       const std::size_t drop = planDropOf(part, difference, {});
       const std::size_t at = planCreationOf(old_, part, difference);
-      planner_.step(at).needs.push_back(drop);
+      planner_.needEachOther(drop, at);
       for (const std::string& column : columns) {
         if (isTouched(column)) planner_.step(drop).needs.push_back(touched_.at(column));
       }
@@ -705,8 +708,10 @@ std::size_t planCreation(Planner& planner, const Table& table, const ForeignKey&
     batch = created(table, key, constraintOf(table, key.name.name), add);
     batch.quotedIdentifier = option;
   }
-  planner.addReference(table, key);
-  return planner.add(Stage::references, std::move(difference), std::move(batches));
+  const std::size_t at =
+      planner.add(Stage::references, std::move(difference), std::move(batches));
+  planner.addReference(table, key, at);
+  return at;
 }
 
 void planTable(Planner& planner, const Change& change) {
