@@ -165,6 +165,13 @@ std::string idOf(const inventory::QualifiedName& name);  ///< object_id('dbo.t')
 /// The same for calls that can be told by their names.
 void makeRestartable(Batch& batch);
 
+/// Stops the script where rows do not fit into the type that a column gets; none where that cannot
+/// be asked.
+std::optional<Batch> checkOf(const inventory::QualifiedName& table, const std::string& column,
+                             Danger danger, const inventory::DataType& type);
+/// "begin raiserror ... end"
+std::string stopping(std::string_view reason);
+
 void planTable(Planner& planner, const Change& change);
 /// Foreign keys that go, and those of `table` that come; both write what they say where it is
 /// missing or there, so that they can run again.

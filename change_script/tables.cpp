@@ -215,6 +215,11 @@ class TablePlan {
       writing.add(Phase::tables, guarded(asItWas(was, is), modify).text, {},
                   modify.needsQuotedIdentifier() || text.needsQuotedIdentifier());
     });
+    for (const Danger danger : dangers) {
+      const ColumnType to = stored(planner_.now(), is.type);
+      if (auto check = checkOf(old_.name, was.name, danger, to.type))
+        batches.insert(batches.begin(), *std::move(check));
+    }
     const std::size_t at = planner_.add(Stage::columns, difference, std::move(batches), dangers);
     planner_.step(at).copiesData = true;
     planner_.end(&was, at);
@@ -708,8 +713,7 @@ std::size_t planCreation(Planner& planner, const Table& table, const ForeignKey&
     batch = created(table, key, constraintOf(table, key.name.name), add);
     batch.quotedIdentifier = option;
   }
-  const std::size_t at =
-      planner.add(Stage::references, std::move(difference), std::move(batches));
+  const std::size_t at = planner.add(Stage::references, std::move(difference), std::move(batches));
   planner.addReference(table, key, at);
   return at;
 }

@@ -4,6 +4,8 @@
 #include <string_view>
 #include <utility>
 
+#include "change_script/planner.h"
+
 namespace kelvane::change_script {
 namespace {
 
@@ -85,6 +87,16 @@ void write(const ChangeScript& script, const Head& head, std::ostream& out) {
   out << '\n';
   // One object, so that the session is switched where a batch asks for it.
   inventory::ScriptedObject all{inventory::Kind::database, {}, {}, {}};
+  const bool copies = std::ranges::any_of(
+      script.steps, [](const Step& step) { return step.isAllowed && step.copiesData; });
+  if (head.checksOptions && copies) {
+    constexpr std::string_view kOption = "select into/bulkcopy/pllsort";
+    all.batches.push_back(comment(
+        "if not exists (select 1 from master..sysdatabases where name = db_name() and status & 4 "
+        "= 4)\n" +
+        stopping("the database needs the option '" + std::string(kOption) +
+                 "' for steps that copy data")));
+  }
   const Step* before = nullptr;
   for (const Step& step : script.steps) {
     if (before == nullptr || before->stage != step.stage)

@@ -14,6 +14,9 @@ namespace kelvane::change_script {
 /// What stands at the top, a line each, and what is not done.
 struct Head {
   std::vector<std::string> lines;
+  /// Whether the script stops in a database that does not allow copies of data, where it makes
+  /// some.
+  bool checksOptions = false;
 };
 
 /// The steps in their order, each behind a comment with the difference that it ends. One that is

@@ -148,6 +148,7 @@ class Scripting {
 
   change_script::Head head() const {
     change_script::Head head;
+    head.checksOptions = true;
     std::vector<std::string>& lines = head.lines;
     lines.push_back("kelvane script: makes " + request_.shown[1] + " like " + request_.shown[0]);
     lines.push_back(counted(script_));

@@ -1,6 +1,7 @@
 // Change scripts of whole databases: with rows and without, stopped half-way, run again.
 #include <cstdlib>
 #include <filesystem>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <set>
 
@@ -71,6 +72,63 @@ TEST(ChangeScript, GoesOnWhereItWasStopped) {
   const Database other = loaded(folder / "shop-2.sql", Release::ase16);
   expectGoesOn(one, other, Release::ase16);
   expectGoesOn(other, one, Release::ase16);
+}
+
+struct Rows {
+  const char *before, *insert, *after;
+  const char* stops;  ///< the reason; none: the script runs to its end
+};
+
+// Rows that do not fit stop the script before anything happens to them.
+TEST(ChangeScript, StopsAtRowsThatDoNotFit) {
+  const Rows all[] = {
+      {"a int null", "null", "a int not null", "without a value"},
+      {"a int null", "1", "a int not null", nullptr},
+      {"a varchar(9) null", "'123456'", "a varchar(5) null", "do not fit"},
+      {"a varchar(9) null", "'12345'", "a varchar(5) null", nullptr},
+      {"a int null", "256", "a tinyint null", "do not fit"},
+      {"a int null", "255", "a tinyint null", nullptr},
+      {"a numeric(6,2) null", "1000.5", "a numeric(5,2) null", "do not fit"},
+      {"a numeric(6,2) null", "1.25", "a numeric(6,1) null", "do not fit"},
+      {"a numeric(6,2) null", "999.5", "a numeric(4,1) null", nullptr},
+      {"a varbinary(9) null", "0x010203", "a varbinary(2) null", "do not fit"},
+  };
+  for (const Rows& rows : all) {
+    SCOPED_TRACE(std::string(rows.before) + ", " + rows.insert + ", " + rows.after);
+    const auto table = [](std::string_view column) {
+      return "create table t (k int not null, " + std::string(column) + ")\n";
+    };
+    const Database source = inventory::databaseOf(table(rows.after), Release::ase15);
+    const Database target = inventory::databaseOf(table(rows.before), Release::ase15);
+    const Trial trial = tried(source, target, Release::ase15, "narrow,null-to-not-null");
+    embedded::EmbeddedCatalog catalog = copyOf(target, Release::ase15);
+    ASSERT_EQ(load(catalog, "insert t values (1, " + std::string(rows.insert) + ")\ngo\n"),
+              Lines());
+    const Lines errors = load(catalog, trial.text);
+    const Database result = inventory::readAll(*catalog.connect());
+    const bool isLeft = !inventory::compare(source, result, everything()).empty();
+    EXPECT_EQ(isLeft, rows.stops != nullptr) << trial.text;
+    ASSERT_EQ(errors.empty(), rows.stops == nullptr) << trial.text;
+    if (rows.stops == nullptr) continue;
+    EXPECT_THAT(errors[0], ::testing::HasSubstr(rows.stops));
+  }
+}
+
+// A database that does not allow copies is left as it is.
+TEST(ChangeScript, AsksForTheOptionThatCopiesNeed) {
+  const Database source = inventory::databaseOf("create table t (a bigint null)", Release::ase15);
+  const Database target = inventory::databaseOf("create table t (a int null)", Release::ase15);
+  const ChangeScript script =
+      plan(source, target, inventory::compare(source, target), optionsFor(Release::ase15, ""));
+  std::ostringstream text;
+  write(script, {.lines = {}, .checksOptions = true}, text);
+  for (const bool allows : {false, true}) {
+    embedded::EmbeddedCatalog catalog = copyOf(target, Release::ase15);
+    if (allows) load(catalog, "exec sp_dboption main, 'select into/bulkcopy/pllsort', true\ngo\n");
+    EXPECT_EQ(load(catalog, text.str()).empty(), allows);
+    const Database result = inventory::readAll(*catalog.connect());
+    EXPECT_EQ(result.tables.at(0).columns.at(0).type.type.name, allows ? "bigint" : "int");
+  }
 }
 
 /// Folders of the versions of something.
