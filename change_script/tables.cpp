@@ -221,7 +221,8 @@ class TablePlan {
         batches.insert(batches.begin(), *std::move(check));
     }
     const std::size_t at = planner_.add(Stage::columns, difference, std::move(batches), dangers);
-    planner_.step(at).copiesData = true;
+    planner_.step(at).copiesData =
+        copiesData(stored(planner_.old(), was.type), stored(planner_.now(), is.type));
     planner_.end(&was, at);
     touch(was.name, at);
     comes_[was.name] = at;
@@ -257,6 +258,8 @@ class TablePlan {
 
   void planDefault(const Column& was, const Column& is, const std::string& difference) {
     if (was.defaultValue->text == is.defaultValue->text) return;
+    if (is.defaultValue->text == "null" || is.defaultValue->text == "NULL")
+      return planner_.omit(difference, "the statement for it takes the default away");
     Statement replace = alter(old_);
     (replace << " replace ").name(was.name)
         << " default " << (is.defaultValue->text.empty() ? "null" : is.defaultValue->text);

@@ -68,6 +68,14 @@ std::vector<Danger> dangersOf(const inventory::ColumnType& was, const inventory:
   return dangers;
 }
 
+bool copiesData(const inventory::ColumnType& was, const inventory::ColumnType& is) {
+  const std::string_view name = was.type.name;
+  const bool isText = name.ends_with("char") || name.ends_with("binary");
+  // One that takes null has no fixed length either.
+  const bool variesInLength = name.find("var") != name.npos || (was.nullable && is.nullable);
+  return name != is.type.name || !isText || !variesInLength || !dangersOf(was, is).empty();
+}
+
 std::string placeholderOf(const DataType& type) {
   constexpr std::array<std::string_view, 9> kTexts{"char",     "varchar", "nchar",
                                                    "nvarchar", "unichar", "univarchar",

@@ -13,6 +13,9 @@ namespace kelvane::change_script {
 /// Both types by what they are stored as: user-defined ones by their base.
 std::vector<Danger> dangersOf(const inventory::ColumnType& was, const inventory::ColumnType& is);
 
+/// Whether the server copies the rows of the table for it.
+bool copiesData(const inventory::ColumnType& was, const inventory::ColumnType& is);
+
 /// A value that rows get in a column that must have one: 0, '', ...
 std::string placeholderOf(const inventory::DataType& type);
 

@@ -68,7 +68,10 @@ std::string counted(const change_script::ChangeScript& script) {
     copying += step.isAllowed && step.copiesData ? 1 : 0;
   }
   std::string text = cli::counted(done, "step");
-  if (copying > 0) text += ", of which " + std::to_string(copying) + " copy the data of a table";
+  if (copying > 0) {
+    text += ", " + std::to_string(copying) + (copying == 1 ? " of them copies" : " of them copy") +
+            " the data of a table";
+  }
   if (const std::size_t left = script.steps.size() - done; left > 0)
     text += "; " + cli::counted(left, "step") + " not done";
   return text;

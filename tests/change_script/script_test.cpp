@@ -116,8 +116,10 @@ TEST(ChangeScript, StopsAtRowsThatDoNotFit) {
 
 // A database that does not allow copies is left as it is.
 TEST(ChangeScript, AsksForTheOptionThatCopiesNeed) {
-  const Database source = inventory::databaseOf("create table t (a bigint null)", Release::ase15);
-  const Database target = inventory::databaseOf("create table t (a int null)", Release::ase15);
+  const Database source =
+      inventory::databaseOf("create table t (a bigint null, k int null)", Release::ase15);
+  const Database target =
+      inventory::databaseOf("create table t (a int null, k int null)", Release::ase15);
   const ChangeScript script =
       plan(source, target, inventory::compare(source, target), optionsFor(Release::ase15, ""));
   std::ostringstream text;
