@@ -136,6 +136,9 @@ void Planner::planReferencesTo(const Table& table, const ForeignKey& key, std::s
                                found->second.end());
     return;
   }
+  // Without such a key afterwards it could not come back.
+  if (!keys_.contains({keyOf(key.referenced.owner, key.referenced.name), key.referencedColumns}))
+    return needEnd(keyDrop, {&key, &table});
   const std::string difference = "the key that it refers to is made again";
   const std::size_t drop = planDrop(*this, table, key, difference);
   const std::size_t at = planCreation(*this, table, key, difference);
