@@ -8,6 +8,7 @@
 #include "cli/verbs/doctor_command.h"
 #include "cli/verbs/list_command.h"
 #include "cli/verbs/manual_command.h"
+#include "cli/verbs/script_command.h"
 #include "cli/verbs/show_command.h"
 #include "cli/verbs/snapshot_command.h"
 #include "cli/words/compare_request.h"
@@ -54,6 +55,11 @@ constexpr std::string_view kOfRows =
 1  differences
 2  error
 3  something could not be loaded or read, so equality is not proven)";
+constexpr std::string_view kOfScripts =
+    R"(0  the script makes the target like the source, or there is nothing to do
+1  there are steps that are not allowed, or differences without a statement
+2  error
+3  something could not be read, or the script could not be proved)";
 constexpr std::string_view kOfReadings =
     R"(0  done
 2  error
@@ -77,6 +83,16 @@ kelvane compare --html drift.html prod.json odbc:DSN=prod)",
 reports for each table how many values differ and whether one side has more rows.)",
      R"(kelvane data odbc:DSN=prod odbc:DSN=copy --table 'price_*' --show 5)", kOfRows, Sides::two,
      nothing, dataOptions, runData},
+    {"script", "writes T-SQL that makes the target like the source",
+     "SOURCE TARGET\nSOURCE... -- TARGET...",
+     R"(Writes the steps that end the differences, each behind a comment with its difference, for isql and
+other tools that know go. Nothing is run on the target. The script is tried on a copy of the target
+in the embedded catalog before it is written, and its head says what differs afterwards.
+Steps that may take something away are comments, unless --allow has their class: drop-table,
+drop-column, drop-object, narrow, convert, null-to-not-null, rebuild, revoke.)",
+     R"(kelvane script odbc:DSN=dev odbc:DSN=prod -o upgrade.sql
+kelvane script new.sql prod.json --allow drop-object,revoke)",
+     kOfScripts, Sides::two, nothing, scriptOptions, runScript},
     {"snapshot", "writes a whole schema as JSON", "SIDE",
      R"(The same schema always gives the same text, one attribute per line: made for version control.)",
      R"(kelvane snapshot odbc:DSN=prod -o prod.json)", kOfReadings, Sides::one, nothing,

@@ -21,7 +21,8 @@ namespace kelvane::cli {
 // What the values of options are called says what they are.
 inline constexpr std::string_view kFile = "FILE", kFolder = "FOLDER";
 inline constexpr std::string_view kPattern = "PATTERN", kTablePattern = "TABLES",
-                                  kSetting = "SWITCH=off", kFamilyWord = "WORD";
+                                  kSetting = "SWITCH=off", kFamilyWord = "WORD",
+                                  kDangerWord = "CLASS";
 inline constexpr std::string_view kNumber = "N", kRelease = "RELEASE", kSeconds = "SECONDS";
 
 struct Option {
@@ -32,7 +33,8 @@ struct Option {
   std::string_view shortName = {};                 // "-o"
 
   bool mayBeRepeated() const {
-    return value == kPattern || value == kTablePattern || value == kSetting || value == kFamilyWord;
+    return value == kPattern || value == kTablePattern || value == kSetting ||
+           value == kFamilyWord || value == kDangerWord;
   }
   bool isPath() const { return value == kFile || value == kFolder; }
   bool isNumber() const { return value == kNumber || value == kRelease || value == kSeconds; }

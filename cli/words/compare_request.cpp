@@ -42,6 +42,17 @@ constexpr auto kAccepting = std::to_array<Option>({
     {kAccept, kFile, "known differences, which do not count"},
     {kWriteAccept, kFile, "write the differences to FILE for --accept, or update FILE"},
 });
+constexpr auto kKnown = std::to_array<Option>({
+    {kAccept, kFile, "known differences, which stay"},
+});
+constexpr auto kTexts = std::to_array<Option>({
+    {kIgnoreCase, "", "ignore upper and lower case in names"},
+    {kIgnoreComments, "", "ignore comments in definitions"},
+    {kIgnoreDefinitionCase, "", "ignore upper and lower case in definitions"},
+    {kIgnoreLineBreaks, "", "ignore line breaks in definitions"},
+    {kIgnoreSpaces, "", "ignore blanks in definitions"},
+    {kIgnoreTabs, "", "ignore tabs in definitions"},
+});
 constexpr auto kRules = std::to_array<Option>({
     {kIgnoreCase, "", "ignore upper and lower case in names"},
     {kIgnoreComments, "", "ignore comments in definitions"},
@@ -92,6 +103,35 @@ std::vector<OptionFamily> compareOptions() {
           switchOptions(),
           {"Reports", kReports},
           readingOptions()};
+}
+
+std::vector<OptionFamily> comparedOptions() {
+  return {twoSidesOptions(),
+          {"Choosing objects", kSelecting, Elsewhere::environments},
+          {"Known differences", kKnown},
+          {"Comparing", kTexts, Elsewhere::environments},
+          switchOptions()};
+}
+
+CompareRequest comparedRequest(const Arguments& arguments, std::string_view command) {
+  const TwoSides sides = twoSides(arguments, command);
+  CompareRequest request;
+  request.places = sides.places;
+  request.shown = sides.shown;
+  request.trace = arguments.value(kTrace);
+  request.rules = {arguments.has(kIgnoreTabs), arguments.has(kIgnoreSpaces),
+                   arguments.has(kIgnoreLineBreaks), arguments.has(kIgnoreCase)};
+  request.inventory.compared = comparedFamiliesOf(arguments);
+  request.leftOut = leftOutOf(arguments, request.inventory.compared);
+  request.inventory.ignoreTabs = request.rules.ignoreTabs;
+  request.inventory.ignoreSpaces = request.rules.ignoreSpaces;
+  request.inventory.ignoreLineBreaks = request.rules.ignoreLineBreaks;
+  request.inventory.ignoreComments = arguments.has(kIgnoreComments);
+  request.inventory.ignoreDefinitionCase = arguments.has(kIgnoreDefinitionCase);
+  request.selection = selectionOf(
+      arguments, request.rules.ignoreCase ? std::optional(CaseMode::ignore) : std::nullopt);
+  request.accept = arguments.value(kAccept);
+  return request;
 }
 
 CompareRequest parseCompare(const Arguments& arguments) {

@@ -56,6 +56,11 @@ struct CompareRequest {
 
 std::vector<OptionFamily> compareOptions();
 
+// Which sides, objects, differences and rules there are, for other verbs that compare; theirs are
+// the reports. `command` is what it is called in complaints. Throws UsageError.
+std::vector<OptionFamily> comparedOptions();
+CompareRequest comparedRequest(const Arguments& arguments, std::string_view command);
+
 // Opens nothing and asks for no password. Throws UsageError.
 CompareRequest parseCompare(const Arguments& arguments);
 

@@ -112,6 +112,12 @@ class TableWriter {
     chooseQuotes();
   }
 
+  Statement columnText(const Column& column) {
+    Statement text({}, quotes());
+    addColumn(text, column);
+    return text;
+  }
+
   bool write() {
     if (auto reason = reasonToLeaveOut(writing_, table_)) {
       writing_.omit(Phase::tables, titleOf(table_), *std::move(reason));
@@ -405,6 +411,10 @@ void addPartitions(Statement& statement, const std::vector<Partition>& partition
     if (!one.segment.empty()) next() << "on " << segmentName(one.segment);
   }
   statement << ")";
+}
+
+Statement columnText(Writing& writing, const Table& table, const Column& column) {
+  return TableWriter(writing, table).columnText(column);
 }
 
 bool writeTable(Writing& writing, const Table& table) {

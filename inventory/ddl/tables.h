@@ -34,6 +34,10 @@ void addKeyColumns(Statement& statement, const IndexStorage& storage);
 /// (p1 values <= (10) on seg1, p2 values <= (20))
 void addPartitions(Statement& statement, const std::vector<Partition>& partitions);
 
+/// As in create table: "a int default 0 not null". What the release lacks is left out, in the phase
+/// of tables.
+Statement columnText(Writing& writing, const Table& table, const Column& column);
+
 // The files of a table; each adds the batches for what it is called after.
 bool writeTable(Writing& writing, const Table& table);
 void writeIndexes(Writing& writing, const Table& table);

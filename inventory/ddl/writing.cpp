@@ -154,6 +154,13 @@ bool Writing::addDefinition(Phase phase, const std::string& what, const Definiti
   return false;
 }
 
+std::vector<Batch> Writing::takeBatches() {
+  std::vector<Batch> batches = std::move(script_.objects.back().batches);
+  script_.objects.pop_back();
+  std::ranges::stable_sort(batches, {}, &Batch::phase);
+  return batches;
+}
+
 Script Writing::take() {
   tellApart(script_.objects);
   return std::move(script_);

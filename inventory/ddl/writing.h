@@ -80,6 +80,8 @@ class Writing {
     return found == types_.end() ? nullptr : found->second;
   }
 
+  /// The batches since begin, which are nobody's then.
+  std::vector<Batch> takeBatches();
   Script take();
 
  private:

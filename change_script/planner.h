@@ -1,0 +1,189 @@
+// What the files of this folder share: the steps that are planned so far.
+//
+// Lifetime: both inventories and the changes outlive it. Threading: one thread.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "change_script/plan.h"
+#include "change_script/steps.h"
+#include "inventory/compare/changes.h"
+#include "inventory/ddl/writing.h"
+#include "inventory/shown.h"
+
+namespace kelvane::change_script {
+
+using inventory::Batch;
+using inventory::Change;
+using inventory::Kind;
+using inventory::Statement;
+using inventory::Table;
+
+class Planner {
+ public:
+  Planner(const inventory::Database& source, const inventory::Database& target,
+          const std::vector<Change>& changes, const PlanOptions& options)
+      : source_(source),
+        target_(target),
+        changes_(changes),
+        options_(options),
+        now_(source, options.release),
+        old_(target, options.release) {}
+
+  ChangeScript plan();
+
+  const inventory::Database& source() const { return source_; }
+  const inventory::Database& target() const { return target_; }
+  bool has(inventory::TargetRelease since) const { return now_.has(since); }
+  inventory::Writing& now() { return now_; }
+  inventory::Writing& old() { return old_; }
+  bool allows(Danger danger) const { return options_.allowed.has(danger); }
+
+  /// What is made whole, new or again, for which `difference` is the reason.
+  inventory::Database& made() { return made_; }
+  void describeMade(Kind kind, const std::string& name, std::string difference) {
+    reasons_.try_emplace({kind, name}, std::move(difference));
+  }
+  void describeMade(const Change& change, std::string difference) {
+    describeMade(change.kind, change.name, std::move(difference));
+  }
+  /// Whether a group of procedures is seen for the first time.
+  bool markGroup(const inventory::QualifiedName& name) {
+    return groups_.insert(inventory::shown(name)).second;
+  }
+
+  /// Of the object that is being planned; its position.
+  std::size_t add(Stage stage, std::string difference, std::vector<Batch> batches,
+                  std::vector<Danger> dangers = {});
+  Step& step(std::size_t at) { return script_.steps[at]; }
+  void omit(std::string what, std::string reason) {
+    script_.omissions.push_back({std::move(what), std::move(reason)});
+  }
+  void begin(const Change& object) {
+    kind_ = object.kind;
+    object_ = object.name;
+  }
+  void begin(Kind kind, std::string name) {
+    kind_ = kind;
+    object_ = std::move(name);
+  }
+
+  /// What `write(writing)` adds, of records of the source or of the target.
+  template <class Write>
+  std::vector<Batch> fromSource(Write&& write) {
+    return taken(now_, write);
+  }
+  template <class Write>
+  std::vector<Batch> fromTarget(Write&& write) {
+    return taken(old_, write);
+  }
+
+  /// Marks a constraint of the target that `step` drops, so that what refers to it goes too.
+  void dropKey(const Table& table, const inventory::KeyConstraint& key, std::size_t step) {
+    droppedKeys_.push_back({&table, &key, step});
+  }
+
+  /// Marks a foreign key that is made, and something that one may refer to.
+  void addReference(const Table& table, const inventory::ForeignKey& key, std::size_t step) {
+    references_.push_back({&table, &key, step});
+  }
+  void addKey(const Table& table, const inventory::IndexStorage& key, std::size_t step);
+  void needEachOther(std::size_t one, std::size_t other) {
+    step(one).needs.push_back(other);
+    step(other).needs.push_back(one);
+  }
+
+  /// After the step the record of the target is another one, or gone.
+  void end(const void* record, std::size_t step) { ends_[record].push_back(step); }
+  /// Something is in the way of the step until the first of the records that ends has ended: a
+  /// column, or its table.
+  void needEnd(std::size_t step, std::vector<const void*> records) {
+    inTheWay_.push_back({step, std::move(records)});
+  }
+
+ private:
+  template <class Write>
+  std::vector<Batch> taken(inventory::Writing& writing, Write& write) {
+    writing.begin(kind_, object_, {object_});
+    write(writing);
+    return writing.takeBatches();
+  }
+  void planMade();
+  void planReferencesToDroppedKeys();
+  void planReferencesTo(const Table& table, const inventory::ForeignKey& key, std::size_t keyDrop);
+  void needKeys();
+  void needEnds();
+  void settle();
+
+  const inventory::Database& source_;
+  const inventory::Database& target_;
+  const std::vector<Change>& changes_;
+  const PlanOptions& options_;
+  inventory::Writing now_, old_;
+  Kind kind_ = Kind::database;
+  std::string object_;
+  struct DroppedKey {
+    const Table* table;
+    const inventory::KeyConstraint* key;
+    std::size_t step;
+  };
+  struct InTheWay {
+    std::size_t step;
+    std::vector<const void*> records;
+  };
+  std::vector<DroppedKey> droppedKeys_;
+  struct Reference {
+    const Table* table;
+    const inventory::ForeignKey* key;
+    std::size_t step;
+  };
+  std::vector<Reference> references_;
+  std::map<std::pair<std::string, std::vector<std::string>>, std::size_t> keys_;
+  std::unordered_map<const void*, std::vector<std::size_t>> ends_;
+  std::vector<InTheWay> inTheWay_;
+  inventory::Database made_;
+  std::map<std::pair<Kind, std::string>, std::string> reasons_;
+  std::set<std::string> groups_;
+  ChangeScript script_;
+};
+
+/// A batch of the owner of the database.
+Batch batchOf(const Statement& statement);
+Batch callOf(std::string text, std::string user = {});
+
+/// The statement runs only where `condition` holds, so that it can run again.
+Batch guarded(std::string_view condition, const Statement& statement);
+std::string idOf(const inventory::QualifiedName& name);  ///< object_id('dbo.t')
+
+/// The same for calls that can be told by their names.
+void makeRestartable(Batch& batch);
+
+/// Stops the script where rows do not fit into the type that a column gets; none where that cannot
+/// be asked.
+std::optional<Batch> checkOf(const inventory::QualifiedName& table, const std::string& column,
+                             Danger danger, const inventory::DataType& type);
+/// "begin raiserror ... end"
+std::string stopping(std::string_view reason);
+
+void planTable(Planner& planner, const Change& change);
+/// Foreign keys that go, and those of `table` that come; both write what they say where it is
+/// missing or there, so that they can run again.
+std::size_t planDrop(Planner& planner, const Table& table, const inventory::ForeignKey& key,
+                     std::string difference, std::vector<Danger> dangers = {});
+std::size_t planCreation(Planner& planner, const Table& table, const inventory::ForeignKey& key,
+                         std::string difference);
+void planObject(Planner& planner, const Change& change);
+void planTrigger(Planner& planner, const Change& object, const Change& part,
+                 const inventory::QualifiedName& table);
+Stage stageOf(inventory::Phase phase);
+void planSettings(Planner& planner, const Change& change);
+void planPermissions(Planner& planner, const Change& object, const inventory::QualifiedName& name);
+
+}  // namespace kelvane::change_script

@@ -1,0 +1,99 @@
+// The steps that make a database like another one.
+//
+// Lifetime: plain values. Threading: none of their own.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "inventory/ddl/script.h"
+#include "inventory/kinds.h"
+
+namespace kelvane::change_script {
+
+/// In the order of running. What is in the way goes first; what takes data along goes last.
+enum class Stage : std::uint8_t {
+  dropReferences,  ///< foreign keys
+  dropCompiled,    ///< triggers and views that are made again or go
+  dropIndexes,     ///< indexes, constraints, checks
+  settings,
+  principals,
+  values,  ///< defaults, rules, types, encryption keys
+  tables,
+  columns,
+  indexes,     ///< and the constraints that they enforce, checks
+  references,  ///< foreign keys, logical keys
+  bindings,
+  compiled,
+  triggers,
+  permissions,
+  drops,
+  endings,
+  closing,
+};
+std::string_view headingOf(Stage stage);
+
+/// What a step may take away from those who use the target.
+enum class Danger : std::uint8_t {
+  dropTable,
+  dropColumn,
+  dropObject,
+  narrow,
+  convert,
+  nullToNotNull,
+  rebuild,
+  revoke,
+};
+struct DangerRow {
+  Danger danger;
+  std::string_view word;  ///< drop-table
+  std::string_view what;
+};
+inline constexpr std::array<DangerRow, 8> kDangers{{
+    {Danger::dropTable, "drop-table", "a table goes with its rows"},
+    {Danger::dropColumn, "drop-column", "a column goes with its values"},
+    {Danger::dropObject, "drop-object", "something that holds no rows goes"},
+    {Danger::narrow, "narrow", "values may not fit"},
+    {Danger::convert, "convert", "values get another type"},
+    {Danger::nullToNotNull, "null-to-not-null", "rows may have no value"},
+    {Danger::rebuild, "rebuild", "a table is made again and its rows are copied"},
+    {Danger::revoke, "revoke", "somebody loses a right"},
+}};
+constexpr const DangerRow& rowOf(Danger danger) {
+  return kDangers[static_cast<std::size_t>(danger)];
+}
+
+/// Which dangers the user takes.
+class Allowed {
+ public:
+  void add(Danger danger) { bits_ |= bit(danger); }
+  bool has(Danger danger) const { return (bits_ & bit(danger)) != 0; }
+
+ private:
+  static constexpr unsigned bit(Danger danger) { return 1U << static_cast<unsigned>(danger); }
+  unsigned bits_ = 0;
+};
+
+struct Step {
+  Stage stage = Stage::settings;
+  inventory::Kind kind = inventory::Kind::table;
+  std::string object;      ///< that it belongs to: dbo.customer
+  std::string difference;  ///< that it ends, in one line
+  std::vector<inventory::Batch> batches;
+  std::vector<Danger> dangers = {};
+  bool copiesData = false;              ///< of the table
+  std::vector<std::size_t> needs = {};  ///< other steps, by their position
+  bool isAllowed = true;                ///< so is all that it needs
+};
+
+struct ChangeScript {
+  std::vector<Step> steps;                     ///< in the order of running
+  std::vector<inventory::Omission> omissions;  ///< differences for which there is no statement
+};
+
+}  // namespace kelvane::change_script

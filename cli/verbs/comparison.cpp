@@ -1,0 +1,316 @@
+#include "cli/verbs/comparison.h"
+
+#include <algorithm>
+#include <set>
+
+#include "cli/screen/figures.h"
+#include "inventory/gaps.h"
+#include "inventory/roles.h"
+#include "inventory/shown.h"
+#include "model/text.h"
+
+namespace kelvane::cli {
+namespace {
+
+using inventory::Database;
+
+std::string listed(const std::vector<std::string>& items) {
+  std::string list;
+  for (const std::string& item : items) list += (list.empty() ? "" : ", ") + item;
+  return list;
+}
+
+std::vector<std::string> ignoredBy(const inventory::Rules& rules, CaseMode mode) {
+  std::vector<std::string> ignored;
+  for (const auto& [isIgnored, what] : {std::pair{mode == CaseMode::ignore, "case of names"},
+                                        {rules.ignoreTabs, "tabs in definitions"},
+                                        {rules.ignoreSpaces, "spaces in definitions"},
+                                        {rules.ignoreLineBreaks, "line breaks in definitions"},
+                                        {rules.ignoreComments, "comments in definitions"},
+                                        {rules.ignoreDefinitionCase, "case of definitions"}}) {
+    if (isIgnored) ignored.emplace_back(what);
+  }
+  return ignored;
+}
+
+std::vector<std::string> wordsOf(const inventory::Families& families) {
+  std::vector<std::string> words;
+  for (const auto& row : inventory::kFamilies) {
+    if (!row.word.empty() && families.test(static_cast<std::size_t>(row.family)))
+      words.emplace_back(row.word);
+  }
+  return words;
+}
+
+// A weaker comparison is not to pass for a full one.
+void noteWeakenings(const CompareRequest& request, ReportHeader& header) {
+  header.ignored =
+      ignoredBy(request.inventory, request.rules.ignoreCase ? CaseMode::ignore : CaseMode::exact);
+  if (!request.leftOut.empty()) header.notes.push_back("Not compared: " + listed(request.leftOut));
+  if (!header.ignored.empty()) header.notes.push_back("Ignored: " + listed(header.ignored));
+}
+
+// What is of the servers and no difference of the databases, but may be the reason for one.
+void noteServers(const std::array<Database, 2>& databases, ReportHeader& header) {
+  const inventory::Server &a = databases[0].server, &b = databases[1].server;
+  const auto note = [&](const char* what, const std::string& was, const std::string& is) {
+    if (was == is || was.empty() || is.empty()) return;
+    header.notes.push_back(std::string("The servers differ in ") + what + ": " + was + " -> " + is);
+  };
+  note("character set", a.characterSet, b.characterSet);
+  note("sort order", a.sortOrder, b.sortOrder);
+  if (a.pageSize != 0 && b.pageSize != 0)
+    note("page size", std::to_string(a.pageSize), std::to_string(b.pageSize));
+}
+
+// Facts that one of the sides cannot tell are no differences.
+void leaveOutUnpublished(const std::array<Database, 2>& databases, inventory::Rules& rules,
+                         ReportHeader& header) {
+  if (databases[0].server.embedded && databases[1].server.embedded) return;
+  const inventory::Families lost = rules.compared & inventory::unpublishedFamilies();
+  if (lost.none()) return;
+  rules.compared &= ~lost;
+  header.notes.push_back("Not readable from servers: " + listed(wordsOf(lost)));
+}
+
+// A server tells of the roles that the database uses, a script of those that it creates.
+void leaveOutRolesOfOneSide(std::array<Database, 2>& databases, const inventory::Rules& rules,
+                            ReportHeader& header) {
+  if (databases[0].server.embedded && databases[1].server.embedded) return;
+  if (!rules.compares(inventory::Family::roles)) return;
+  const std::vector<std::string> roles = inventory::takeRolesOfOneSide(databases[0], databases[1]);
+  if (!roles.empty())
+    header.notes.push_back("Roles that only one side uses are left out: " + listed(roles));
+}
+
+// What could not be read of one side is no difference.
+void leaveOutUnread(const std::array<Database, 2>& databases, inventory::Rules& rules,
+                    ReportHeader& header) {
+  inventory::Families lost;
+  for (const Database& database : databases) {
+    for (const inventory::Gap& gap : database.gaps) {
+      if (const auto* part = inventory::partOf(gap)) lost |= part->lost & rules.compared;
+    }
+  }
+  if (lost.none()) return;
+  rules.compared &= ~lost;
+  header.notes.push_back("Not compared, because it could not be read: " + listed(wordsOf(lost)));
+}
+
+// Numbers of rows are in a snapshot only where they were asked for.
+void leaveOutUnknownRows(const CompareRequest& request, const std::array<Database, 2>& databases,
+                         inventory::Rules& rules, ReportHeader& header) {
+  if (!rules.compares(inventory::Family::rowCounts)) return;
+  for (std::size_t side = 0; side < 2; ++side) {
+    const auto isCounted = [](const inventory::Table& one) { return one.rowCount.has_value(); };
+    if (std::ranges::all_of(databases[side].tables, isCounted)) continue;
+    rules.compared.reset(static_cast<std::size_t>(inventory::Family::rowCounts));
+    header.gaps.push_back(std::string(kSideNames[side]) + ": row counts are not compared: " +
+                          request.shown[side] + " does not have them");
+  }
+}
+
+// Columns that one side does not know are no differences.
+void leaveOutUnknownColumns(std::array<Database, 2>& databases, ReportHeader& header) {
+  std::set<std::string> unknown;
+  for (const Database& database : databases) {
+    for (const inventory::View& view : database.views) {
+      if (!view.columnsKnown) unknown.insert(nameOf(view));
+    }
+  }
+  if (unknown.empty()) return;
+  std::string list;
+  for (const std::string& view : unknown) list += (list.empty() ? "view " : ", view ") + view;
+  header.notes.push_back("Columns not known: " + list);
+  for (Database& database : databases) {
+    for (inventory::View& view : database.views) {
+      if (!unknown.contains(nameOf(view))) continue;
+      view.columns.clear();
+      view.columnsKnown = true;
+    }
+  }
+}
+
+// What snapshots were taken without is known, and all else was read.
+bool isReadInFull(const std::vector<DatabaseReading>& readings) {
+  return std::ranges::all_of(readings, [](const DatabaseReading& one) {
+    return one.complete && one.gaps.empty() && one.database.gaps.empty();
+  });
+}
+
+// Takes out of both databases what the patterns leave out, and notes it. Throws CommandError where
+// an include leaves nothing.
+void select(const CompareRequest& request, CaseMode mode, bool isProven,
+            const std::vector<DatabaseReading>& readings, std::array<Database, 2>& databases,
+            const Console& console, ReportHeader& header) {
+  if (request.selection.takesAll()) return;
+  std::array<Selection::Tally, 2> tallies;
+  for (std::size_t side = 0; side < 2; ++side) {
+    request.selection.apply(databases[side], mode, tallies[side]);
+    for (const Selection::Unread& object : readings[side].leftUnread)
+      request.selection.leaveOut(object, mode, tallies[side]);
+  }
+  header.notes.push_back("Left out by patterns: " + counted(tallies[0].leftOut, "object") +
+                         " of the source, " + counted(tallies[1].leftOut, "object") +
+                         " of the target");
+  const std::array<const Selection::Tally*, 2> both{&tallies[0], &tallies[1]};
+  const Selection::Unmatched unmatched = request.selection.unmatched(
+      both, [&](inventory::Kind kind) { return request.inventory.compares(rowOf(kind).family); });
+  if (isProven && !unmatched.errors.empty()) throw CommandError(unmatched.errors);
+  for (const auto* lines : {&unmatched.errors, &unmatched.others})
+    for (const std::string& line : *lines) console.complain(line);
+}
+
+// Where one side was not read to its end, or lacks what everything else refers to, what the other
+// one has proves nothing.
+void dropUnread(std::vector<DatabaseReading>& readings, ReportHeader& header) {
+  const auto isEssential = [](const inventory::Gap& gap) {
+    const auto* part = inventory::partOf(gap);
+    return part != nullptr && part->isEssential;
+  };
+  const bool areWhole = std::ranges::all_of(readings, &DatabaseReading::wasRead);
+  const bool areUsable = std::ranges::none_of(readings, [&](const DatabaseReading& one) {
+    return std::ranges::any_of(one.database.gaps, isEssential);
+  });
+  if (areWhole && areUsable) return;
+  header.nothingCompared = true;
+  header.gaps.push_back(areWhole ? "nothing was compared: too much of a side could not be read"
+                                 : "nothing was compared: a side was not read to its end");
+  for (DatabaseReading& one : readings) {
+    Database nothing;
+    nothing.gaps = std::move(one.database.gaps);
+    one.database = std::move(nothing);
+  }
+}
+
+// Whether the patterns choose an object: owner.name.
+bool takesPart(inventory::Kind kind, std::string_view object, const CompareRequest& request,
+               CaseMode mode) {
+  const std::u16string full = toUtf16(object);
+  const std::size_t dot = full.find(u'.');
+  Selection::Tally uncounted;
+  return request.selection.takes(
+      kind, {std::u16string_view(full).substr(dot == full.npos ? 0 : dot + 1), full}, mode,
+      uncounted);
+}
+
+}  // namespace
+
+void Comparison::read(const OpenSide& open) {
+  known_ = loadKnownFiles<findings::KnownChange>(request_, findings::readKnownChanges);
+  readings_ =
+      readDatabases({{kSideNames[0], request_.places[0]}, {kSideNames[1], request_.places[1]}},
+                    {.rowCounts = request_.inventory.compares(inventory::Family::rowCounts),
+                     .trace = request_.trace,
+                     .selection = &request_.selection},
+                    console_, open);
+  isProven_ = isReadInFull(readings_);
+  dropUnread(readings_, header_);
+  databases_ = {std::move(readings_[0].database), std::move(readings_[1].database)};
+}
+
+void Comparison::agreeOnRules() {
+  const bool ignoresCase = request_.rules.ignoreCase ||
+                           (databases_[0].server.ignoresCase && databases_[1].server.ignoresCase);
+  rules_.names = ignoresCase ? CaseMode::ignore : CaseMode::exact;
+  noteWeakenings(request_, header_);
+  leaveOutUnread(databases_, rules_, header_);
+  const std::size_t ofOptions = header_.notes.size();
+  noteServers(databases_, header_);
+  leaveOutUnpublished(databases_, rules_, header_);
+  leaveOutRolesOfOneSide(databases_, rules_, header_);
+  ofServers_.assign(header_.notes.begin() + static_cast<std::ptrdiff_t>(ofOptions),
+                    header_.notes.end());
+  leaveOutUnknownRows(request_, databases_, rules_, header_);
+  leaveOutUnknownColumns(databases_, header_);
+  if (!header_.nothingCompared)
+    select(request_, rules_.names, isProven_, readings_, databases_, console_, header_);
+  noteGaps();
+  for (const auto& row : inventory::kFamilies) {
+    if (!row.word.empty() && rules_.compares(row.family)) header_.switches.emplace_back(row.word);
+  }
+}
+
+// What could not be read of something that takes no part says nothing about the comparison.
+void Comparison::noteGaps() {
+  std::vector<std::string> all;
+  for (std::size_t side = 0; side < databases_.size(); ++side) {
+    const auto lines = gapsOf(readings_[side], databases_[side],
+                              [this](const inventory::Gap& gap) { return concerns(gap); });
+    all.insert(all.end(), lines.begin(), lines.end());
+  }
+  header_.gaps.insert(header_.gaps.begin(), all.begin(), all.end());
+}
+
+bool Comparison::concerns(const inventory::Gap& gap) const {
+  const std::size_t colon = gap.object.find(':');
+  if (colon == gap.object.npos) return true;
+  const auto family = inventory::familyOf(gap.family);
+  if (family && !rules_.compares(*family)) return false;
+  const auto kind = inventory::objectKindOf(gap.object.substr(0, colon));
+  return !kind ||
+         takesPart(*kind, std::string_view(gap.object).substr(colon + 1), request_, rules_.names);
+}
+
+void Comparison::compare() {
+  const Stopwatch time;
+  {
+    const Undertaking undertaking = comparing(console_);
+    changes_ = inventory::compare(databases_[0], databases_[1], rules_);
+  }
+  tellTime(request_, "compared", time, console_);
+}
+
+Written Comparison::writeAccepts() {
+  if (!request_.writeAccept) return Written::all;
+  return tried(console_, [&] {
+    writeKnown(known_, console_, [&](const auto& list, const auto& others, std::ostream& out) {
+      return findings::writeKnownChanges(
+          changes_, list, others, [this](const auto& one) { return couldFind(one); }, out);
+    });
+  });
+}
+
+void Comparison::noteIncompleteSides() {
+  for (std::size_t side = 0; side < readings_.size(); ++side) {
+    if (!readings_[side].complete)
+      header_.gaps.push_back(std::string(kSideNames[side]) + ": not everything could be loaded");
+  }
+}
+
+void Comparison::accept() {
+  if (!request_.accept) return;
+  auto acceptance = findings::accept(std::move(changes_), known_.accepted.known, today());
+  header_.notes.push_back("Accepted differences: " + std::to_string(acceptance.accepted.size()));
+  tellUseless<findings::KnownChange>(
+      known_, acceptance.expired, acceptance.unused,
+      [this](const auto& one) { return couldFind(one); }, console_);
+  header_.accepted = std::move(acceptance.accepted);
+  changes_ = std::move(acceptance.rest);
+}
+
+void Comparison::tellNotes() const {
+  std::vector<std::string> told = header_.notes;
+  // What is so in every run of the same two servers is no news for who asks for nothing else.
+  if (request_.quiet)
+    std::erase_if(told, [&](const auto& one) { return std::ranges::count(ofServers_, one) != 0; });
+  cli::tellNotes(told, request_, console_);
+}
+
+// Whether the comparison could have found what a line of a list is about. Where that cannot be
+// known the answer is no.
+bool Comparison::couldFind(const findings::KnownChange& known) const {
+  const bool ignoresText = rules_.ignoreTabs || rules_.ignoreSpaces || rules_.ignoreLineBreaks ||
+                           rules_.ignoreComments || rules_.ignoreDefinitionCase;
+  const bool isText = known.label == "definition" || known.label == "condition";
+  return isProven_ && findings::isCompared(known, rules_.compared) && !(ignoresText && isText) &&
+         takesPart(known.kind, known.object, request_, rules_.names);
+}
+
+void tellTime(const CompareRequest& request, std::string_view what, const Stopwatch& time,
+              const Console& console) {
+  if (std::ranges::any_of(request.places, isVerbose))
+    console.complain(std::string(what) + " in " + time.text());
+}
+
+}  // namespace kelvane::cli

@@ -1,0 +1,70 @@
+// Two databases that a command compares: read, brought under rules that hold for both, compared.
+//
+// Lifetime: request and console outlive it. Threading: one thread.
+#pragma once
+
+#include <array>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/screen/console.h"
+#include "cli/sides/database_reading.h"
+#include "cli/sides/side.h"
+#include "cli/verbs/known_file.h"
+#include "cli/verbs/report_output.h"
+#include "cli/words/compare_request.h"
+#include "findings/known_changes.h"
+#include "inventory/compare/compare.h"
+#include "report/report_header.h"
+
+namespace kelvane::cli {
+
+// In steps that each find what the ones before left.
+class Comparison {
+ public:
+  using Changes = std::vector<inventory::Change>;
+
+  Comparison(const CompareRequest& request, const Console& console)
+      : request_(request), console_(console), rules_(request.inventory) {}
+
+  // Lists of known differences and both sides. Throws CommandError.
+  void read(const OpenSide& open);
+  // What both sides tell, and as their servers compare names. Throws CommandError for patterns that
+  // leave nothing.
+  void agreeOnRules();
+  void compare();
+  Written writeAccepts();
+  // Is known of scripts alone, whose complaints have been heard.
+  void noteIncompleteSides();
+  void accept();
+  void tellNotes() const;
+
+  const Changes& changes() const { return changes_; }
+  const std::array<inventory::Database, 2>& databases() const { return databases_; }
+  const inventory::Rules& rules() const { return rules_; }
+  const ReportHeader& header() const { return header_; }
+  ReportHeader& header() { return header_; }
+
+ private:
+  void noteGaps();
+  bool concerns(const inventory::Gap& gap) const;
+  bool couldFind(const findings::KnownChange& known) const;
+
+  const CompareRequest& request_;
+  const Console& console_;
+  inventory::Rules rules_;
+  KnownFiles<findings::KnownChange> known_;
+  std::vector<std::string> ofServers_;  // notes that nobody's options are the reason for
+  ReportHeader header_{request_.shown[0], request_.shown[1], KELVANE_VERSION};
+  std::vector<DatabaseReading> readings_;
+  bool isProven_ = false;  // what a comparison does not find is not there
+  std::array<inventory::Database, 2> databases_;
+  Changes changes_;
+};
+
+// "compared in 1.2 s", with -v.
+void tellTime(const CompareRequest& request, std::string_view what, const Stopwatch& time,
+              const Console& console);
+
+}  // namespace kelvane::cli
