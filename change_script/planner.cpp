@@ -148,6 +148,7 @@ void Planner::planReferencesTo(const Table& table, const ForeignKey& key, std::s
 
 void Planner::addKey(const Table& table, const IndexStorage& key, std::size_t step) {
   std::vector<std::string> columns;
+  columns.reserve(key.columns.size());
   for (const KeyColumn& column : key.columns) columns.push_back(column.name);
   keys_.insert_or_assign({keyOf(table.name.owner, table.name.name), std::move(columns)}, step);
 }

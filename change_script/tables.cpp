@@ -541,6 +541,7 @@ class TablePlan {
     };
     const auto namesOf = [&](const IndexStorage& storage) {
       std::vector<std::string> names;
+      names.reserve(storage.columns.size());
       for (const KeyColumn& column : storage.columns) names.push_back(column.name);
       return names;
     };

@@ -20,13 +20,12 @@
 namespace kelvane::cli {
 namespace {
 
-using change_script::Danger;
-
 constexpr std::string_view kAllow = "--allow", kNoProof = "--no-proof", kOutput = "--output",
                            kReverse = "--reverse";
 
 std::vector<std::string> dangerWords() {
   std::vector<std::string> words;
+  words.reserve(change_script::kDangers.size());
   for (const auto& row : change_script::kDangers) words.emplace_back(row.word);
   return words;
 }
