@@ -477,6 +477,11 @@ void planPermissions(Planner& planner, const Change& object, const QualifiedName
   for (const Change& part : object.parts) {
     const auto* old = part.kind == Kind::permission ? was<Permission>(part) : nullptr;
     if (old == nullptr || onlyGainsOption(part)) continue;
+    if (!old->condition.empty()) {
+      planner.omit(described(object, &part),
+                   "a condition is taken away by its name, which is not known");
+      continue;
+    }
     Permission grant = *old, revoke = *old;
     grant.effect = "grant";
     revoke.effect = "revoke";
@@ -494,6 +499,9 @@ void planPermissions(Planner& planner, const Change& object, const QualifiedName
     for (const Change& part : object.parts) {
       const auto* now = part.kind == Kind::permission ? is<Permission>(part) : nullptr;
       if (now == nullptr || (now->effect != "grant") != takes) continue;
+      // Beside the old condition the new one would let see more.
+      const auto* old = was<Permission>(part);
+      if (old != nullptr && !old->condition.empty()) continue;
       add(part, {*now}, takes ? std::vector{Danger::revoke} : std::vector<Danger>{});
     }
   }

@@ -176,6 +176,8 @@ void PermissionWriter::apply(const tsql::Permission& statement) {
       }
     }
   }
+  // The same may have been granted before.
+  if (predicate) writer_.removePredicate(object->id, *predicate);
 }
 
 int PermissionWriter::addPredicate(const tsql::Permission& statement, const ObjectInfo& object) {
@@ -332,8 +334,17 @@ void PermissionWriter::erase(const Right& right, int uid, const Stored& row) {
 // Grants of some rows stand beside one another and beside those of all rows.
 void PermissionWriter::grantRows(const Right& right, int uid, int grantor, int protectType,
                                  int predicate) {
-  writer_.records().protects.insert(
-      {right.objectId, uid, right.action, protectType, right.columns, grantor, predicate});
+  auto& protects = writer_.records().protects;
+  bool isThere = false;
+  protects.each<&SysProtect::id>(right.objectId, [&](Slot, const SysProtect& one) {
+    isThere = isThere ||
+              (one.uid == uid && one.action == right.action && one.protecttype == protectType &&
+               one.columns == right.columns && one.grantor == grantor && one.predicate &&
+               writer_.textOf(*one.predicate) == writer_.textOf(predicate));
+  });
+  if (!isThere)
+    protects.insert(
+        {right.objectId, uid, right.action, protectType, right.columns, grantor, predicate});
 }
 
 void PermissionWriter::revokeRows(const Right& right, int uid) {

@@ -125,6 +125,13 @@ void CatalogWriter::saveText(int id, int number, std::string_view text) {
   }
 }
 
+std::string CatalogWriter::textOf(int id) {
+  std::string text;
+  records_.comments.each<&SysComment::id>(
+      id, [&](Slot, const SysComment& piece) { text += piece.text; });
+  return text;
+}
+
 void CatalogWriter::removePredicate(int objectId, int predicate) {
   bool isUsed = false;
   records_.protects.each<&SysProtect::id>(objectId, [&](Slot, const SysProtect& row) {

@@ -90,6 +90,7 @@ class CatalogWriter {
   int addUnnamedObject(const ObjectInfo& table, std::string_view column, std::string_view type);
 
   void saveText(int id, int number, std::string_view text);
+  std::string textOf(int id);
   /// The object's own rows everywhere; not those of objects that belong to it.
   void removeObject(int id);
   /// The text of a condition for which no grant on the object is left.
