@@ -43,6 +43,41 @@ void guardValue(const ScriptedObject& object, Batch& batch) {
   batch.isText = false;
 }
 
+void planObject(Planner& planner, const Change& change) {
+  switch (change.kind) {
+    case Kind::database:
+      return planSettings(planner, change);
+    case Kind::table:
+      return planTable(planner, change);
+    case Kind::view:
+      return planView(planner, change);
+    case Kind::procedure:
+      return planProcedure(planner, change);
+    case Kind::function:
+      return planFunction(planner, change);
+    case Kind::rule:
+      return planRule(planner, change);
+    case Kind::defaultObject:
+      return planDefault(planner, change);
+    case Kind::type:
+      return planType(planner, change);
+    case Kind::user:
+      return planUser(planner, change);
+    case Kind::alias:
+      return planAlias(planner, change);
+    case Kind::group:
+      return planGroup(planner, change);
+    case Kind::role:
+      return planRole(planner, change);
+    case Kind::encryptionKey:
+      return planEncryptionKey(planner, change);
+    case Kind::message:
+      return planMessage(planner, change);
+    default:
+      return;
+  }
+}
+
 bool hasColumns(const KeyConstraint& key, const std::vector<std::string>& columns) {
   return std::ranges::equal(key.columns, columns, {}, &KeyColumn::name);
 }
@@ -111,6 +146,12 @@ Batch guarded(std::string_view condition, const Statement& statement) {
           {},
           statement.needsQuotedIdentifier(),
           false};
+}
+
+Batch droppedObject(std::string_view word, const QualifiedName& name) {
+  Statement drop("drop " + std::string(word) + " ");
+  drop.name(name);
+  return guarded(idOf(name) + " is not null", drop);
 }
 
 std::size_t Planner::add(Stage stage, std::string difference, std::vector<Batch> batches,
@@ -286,13 +327,7 @@ void Planner::settle() {
 ChangeScript Planner::plan() {
   for (const Change& change : changes_) {
     begin(change);
-    if (change.kind == Kind::table) {
-      planTable(*this, change);
-    } else if (change.kind == Kind::database) {
-      planSettings(*this, change);
-    } else {
-      planObject(*this, change);
-    }
+    planObject(*this, change);
   }
   planReferencesToDroppedKeys();
   planMade();

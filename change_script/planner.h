@@ -172,17 +172,32 @@ std::optional<Batch> checkOf(const inventory::QualifiedName& table, const std::s
 /// "begin raiserror ... end"
 std::string stopping(std::string_view reason);
 
-void planTable(Planner& planner, const Change& change);
 /// Foreign keys that go, and those of `table` that come; both write what they say where it is
 /// missing or there, so that they can run again.
 std::size_t planDrop(Planner& planner, const Table& table, const inventory::ForeignKey& key,
                      std::string difference, std::vector<Danger> dangers = {});
 std::size_t planCreation(Planner& planner, const Table& table, const inventory::ForeignKey& key,
                          std::string difference);
-void planObject(Planner& planner, const Change& change);
+Stage stageOf(inventory::Phase phase);
+/// drop view dbo.v, where it is there.
+Batch droppedObject(std::string_view word, const inventory::QualifiedName& name);
+
+// Steps for an object.
+void planTable(Planner& planner, const Change& change);
+void planView(Planner& planner, const Change& change);
+void planProcedure(Planner& planner, const Change& change);
+void planFunction(Planner& planner, const Change& change);
 void planTrigger(Planner& planner, const Change& object, const Change& part,
                  const inventory::QualifiedName& table);
-Stage stageOf(inventory::Phase phase);
+void planRule(Planner& planner, const Change& change);
+void planDefault(Planner& planner, const Change& change);
+void planType(Planner& planner, const Change& change);
+void planEncryptionKey(Planner& planner, const Change& change);
+void planMessage(Planner& planner, const Change& change);
+void planUser(Planner& planner, const Change& change);
+void planAlias(Planner& planner, const Change& change);
+void planGroup(Planner& planner, const Change& change);
+void planRole(Planner& planner, const Change& change);
 void planSettings(Planner& planner, const Change& change);
 void planPermissions(Planner& planner, const Change& object, const inventory::QualifiedName& name);
 

@@ -1,6 +1,5 @@
 // Calls of system procedures that fail where they have run already.
 
-#include <algorithm>
 #include <string_view>
 
 #include "change_script/planner.h"

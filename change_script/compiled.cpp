@@ -1,0 +1,146 @@
+// Steps for what the server keeps as a text: views, functions, procedures, triggers.
+
+#include <algorithm>
+
+#include "change_script/changed_records.h"
+#include "change_script/planner.h"
+#include "inventory/shown.h"
+
+namespace kelvane::change_script {
+namespace {
+
+using namespace inventory;
+
+/// Whichever of the two it is.
+std::vector<Batch> droppedView(const View& view, bool precomputed) {
+  const auto drop = [&](std::string_view word, std::string_view type) {
+    Statement statement("drop " + std::string(word) + " ");
+    statement.name(view.name);
+    return guarded("exists (select 1 from sysobjects where id = " + idOf(view.name) +
+                       " and type = '" + std::string(type) + "')",
+                   statement);
+  };
+  std::vector<Batch> batches{drop("view", "V")};
+  if (precomputed) batches.push_back(drop("precomputed result set", "RS"));
+  return batches;
+}
+
+/// Grants that only the target has, where nobody may take them away: what is made again has them.
+template <class Record>
+Record withKept(const Record& record, const Record* old, bool keeps) {
+  Record made = record;
+  if (old == nullptr || !keeps) return made;
+  for (const Permission& one : old->permissions) {
+    if (std::ranges::find(made.permissions, one) == made.permissions.end())
+      made.permissions.push_back(one);
+  }
+  return made;
+}
+
+}  // namespace
+
+void planView(Planner& planner, const Change& change) {
+  const View* old = was<View>(change);
+  const View* now = is<View>(change);
+  const std::string difference = described(change);
+  const bool isMade =
+      now != nullptr && (old == nullptr || hasAttribute(change, "definition") ||
+                         hasPart(change, Kind::column) || hasAttribute(change, "column order"));
+  if (now == nullptr) {
+    planner.end(old, planner.add(Stage::drops, difference, droppedView(*old, old->precomputed),
+                                 {Danger::dropObject}));
+    return;
+  }
+  if (isMade) {
+    const bool precomputed = now->precomputed || (old != nullptr && old->precomputed);
+    planner.add(Stage::dropCompiled, difference, droppedView(*now, precomputed));
+    planner.made().views.push_back(withKept(*now, old, !planner.allows(Danger::revoke)));
+    return planner.describeMade(change, difference);
+  }
+  for (const Change& part : change.parts) {
+    if (part.kind == Kind::trigger) planTrigger(planner, change, part, now->name);
+  }
+  planPermissions(planner, change, now->name);
+}
+
+void planFunction(Planner& planner, const Change& change) {
+  const Function* old = was<Function>(change);
+  const Function* now = is<Function>(change);
+  const std::string difference = described(change);
+  if (now == nullptr) {
+    planner.end(old, planner.add(Stage::drops, difference, {droppedObject("function", old->name)},
+                                 {Danger::dropObject}));
+    return;
+  }
+  if (old == nullptr || !change.attributes.empty() || hasPart(change, Kind::parameter)) {
+    planner.add(Stage::dropCompiled, difference, {droppedObject("function", now->name)});
+    planner.made().functions.push_back(withKept(*now, old, !planner.allows(Danger::revoke)));
+    return planner.describeMade(change, difference);
+  }
+  planPermissions(planner, change, now->name);
+}
+
+/// The procedures of a group are one object for the server.
+void planProcedure(Planner& planner, const Change& change) {
+  const Procedure* old = was<Procedure>(change);
+  const Procedure* now = is<Procedure>(change);
+  const QualifiedName& name = now != nullptr ? now->name : old->name;
+  const std::string difference = described(change);
+  const bool isOnlyMode = change.isOnBothSides() && change.attributes.size() == 1 &&
+                          hasAttribute(change, "mode") && !hasPart(change, Kind::parameter);
+  if (isOnlyMode) {
+    planner.add(Stage::endings, difference,
+                {callOf("exec sp_procxmode " + argument({name.name}) + ", " + literal(now->mode),
+                        Writing::userFor(name.owner))});
+    return planPermissions(planner, change, name);
+  }
+  if (change.isOnBothSides() && change.attributes.empty() && !hasPart(change, Kind::parameter))
+    return planPermissions(planner, change, name);
+  if (!planner.markGroup(name)) return;
+  const auto isOfGroup = [&](const Procedure& one) { return one.name == name; };
+  const bool isThere = std::ranges::any_of(planner.target().procedures, isOfGroup);
+  const auto& procedures = planner.source().procedures;
+  const bool stays = std::ranges::any_of(procedures, isOfGroup);
+  if (isThere || stays) {
+    const std::size_t at = planner.add(
+        stays ? Stage::dropCompiled : Stage::drops, difference, {droppedObject("procedure", name)},
+        now == nullptr ? std::vector{Danger::dropObject} : std::vector<Danger>{});
+    for (const Procedure& one : planner.target().procedures) {
+      if (isOfGroup(one) && !stays) planner.end(&one, at);
+    }
+  }
+  for (const Procedure& one : procedures) {
+    if (!isOfGroup(one)) continue;
+    const auto before = std::ranges::find_if(planner.target().procedures, [&](const auto& other) {
+      return isOfGroup(other) && other.number == one.number;
+    });
+    planner.made().procedures.push_back(
+        withKept(one, before == planner.target().procedures.end() ? nullptr : &*before,
+                 !planner.allows(Danger::revoke)));
+    planner.describeMade(Kind::procedure, shown(name), difference);
+  }
+}
+
+void planTrigger(Planner& planner, const Change& object, const Change& part,
+                 const QualifiedName& table) {
+  const std::string difference = described(object, &part);
+  const Trigger* old = was<Trigger>(part);
+  const Trigger* now = is<Trigger>(part);
+  const bool isOnlySwitched =
+      part.isOnBothSides() && part.attributes.size() == 1 && hasAttribute(part, "disabled");
+  if (isOnlySwitched) {
+    Statement alter("alter table ");
+    alter.name(table) << (now->disabled ? " disable" : " enable") << " trigger ";
+    alter.name(now->name.name);
+    planner.add(Stage::endings, difference, {batchOf(alter)});
+    return;
+  }
+  planner.add(Stage::dropCompiled, difference,
+              {droppedObject("trigger", old == nullptr ? now->name : old->name)},
+              now == nullptr ? std::vector{Danger::dropObject} : std::vector<Danger>{});
+  if (now == nullptr) return;
+  planner.add(Stage::triggers, difference,
+              planner.fromSource([&](Writing& writing) { writeTriggers(writing, table, {*now}); }));
+}
+
+}  // namespace kelvane::change_script

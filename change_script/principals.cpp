@@ -1,0 +1,125 @@
+// Steps for users, aliases, groups and roles.
+
+#include <algorithm>
+
+#include "change_script/changed_records.h"
+#include "change_script/planner.h"
+
+namespace kelvane::change_script {
+namespace {
+
+using namespace inventory;
+
+std::string roleGrant(std::string_view word, const std::string& role, std::string_view to,
+                      const std::string& grantee) {
+  Statement statement(std::string(word) + " role ");
+  statement.name(role) << " " << to << " ";
+  statement.name(grantee);
+  return statement.text();
+}
+
+/// Roles that somebody has: granted, or taken away.
+void planRoles(Planner& planner, const std::string& grantee, const std::string& difference,
+               const std::vector<std::string>& old, const std::vector<std::string>& now) {
+  const auto add = [&](const std::vector<std::string>& some, const std::vector<std::string>& others,
+                       std::string_view word, std::string_view to, std::vector<Danger> dangers) {
+    std::vector<Batch> batches;
+    for (const std::string& role : some) {
+      if (std::ranges::find(others, role) == others.end())
+        batches.push_back(callOf(roleGrant(word, role, to, grantee)));
+    }
+    if (!batches.empty())
+      planner.add(Stage::principals, difference, std::move(batches), std::move(dangers));
+  };
+  add(now, old, "grant", "to", {});
+  add(old, now, "revoke", "from", {Danger::revoke});
+}
+
+}  // namespace
+
+void planUser(Planner& planner, const Change& change) {
+  const User* old = was<User>(change);
+  const User* now = is<User>(change);
+  const std::string difference = described(change);
+  if (now == nullptr) {
+    const std::size_t at =
+        planner.add(Stage::drops, difference,
+                    {callOf("if user_id(" + literal(old->name) +
+                            ") is not null\n    exec sp_dropuser " + literal(old->name))},
+                    {Danger::dropObject});
+    planner.end(old, at);
+    const Database& target = planner.target();
+    const auto needAll = [&](const auto& objects) {
+      for (const auto& one : objects) {
+        if (one.name.owner == old->name) planner.needEnd(at, {&one});
+      }
+    };
+    needAll(target.tables);
+    needAll(target.views);
+    needAll(target.procedures);
+    needAll(target.functions);
+    needAll(target.rules);
+    needAll(target.defaults);
+    needAll(target.types);
+    return;
+  }
+  if (old == nullptr) {
+    planner.made().users.push_back(*now);
+    return planner.describeMade(change, difference);
+  }
+  if (old->login != now->login)
+    planner.omit(difference, "a user of another login is another user: drop it first");
+  if (old->group != now->group) {
+    planner.end(old, planner.add(Stage::principals, difference,
+                                 {callOf("exec sp_changegroup " +
+                                         literal(now->group.empty() ? "public" : now->group) +
+                                         ", " + literal(now->name))}));
+  }
+  planRoles(planner, now->login.empty() ? now->name : now->login, difference, old->roles,
+            now->roles);
+}
+
+void planRole(Planner& planner, const Change& change) {
+  const Role* old = was<Role>(change);
+  const Role* now = is<Role>(change);
+  const std::string difference = described(change);
+  if (now == nullptr)
+    return planner.omit(difference, "a role is of the server and of all its databases");
+  if (old == nullptr) {
+    planner.made().roles.push_back(*now);
+    return planner.describeMade(change, difference);
+  }
+  planRoles(planner, now->name, difference, old->roles, now->roles);
+}
+
+void planGroup(Planner& planner, const Change& change) {
+  const std::string difference = described(change);
+  if (const Group* now = is<Group>(change)) {
+    planner.made().groups.push_back(*now);
+    return planner.describeMade(change, difference);
+  }
+  const std::string& group = was<Group>(change)->name;
+  const std::size_t at =
+      planner.add(Stage::drops, difference,
+                  {callOf("if user_id(" + literal(group) + ") is not null\n    exec sp_dropgroup " +
+                          literal(group))},
+                  {Danger::dropObject});
+  for (const User& user : planner.target().users) {
+    if (user.group == group) planner.needEnd(at, {&user});
+  }
+}
+
+void planAlias(Planner& planner, const Change& change) {
+  const std::string difference = described(change);
+  if (const Alias* old = was<Alias>(change)) {
+    planner.add(Stage::dropIndexes, difference,
+                {callOf("exec sp_dropalias " + literal(old->login))},
+                change.isOnlyInTarget() ? std::vector{Danger::dropObject} : std::vector<Danger>{});
+  }
+  if (const Alias* now = is<Alias>(change)) {
+    planner.made().aliases.push_back(*now);
+    planner.describeMade(change, difference);
+  }
+}
+
+}  // namespace kelvane::change_script

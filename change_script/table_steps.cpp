@@ -1,0 +1,41 @@
+#include "change_script/table_steps.h"
+
+namespace kelvane::change_script {
+
+using namespace inventory;
+
+namespace {
+
+std::string ofTable(const Table& table, std::string_view catalog, std::string_view id,
+                    std::string_view name, const std::string& called) {
+  return "select 1 from " + std::string(catalog) + " where " + std::string(id) + " = " +
+         idOf(table.name) + " and " + std::string(name) + " = " + literal(called);
+}
+
+}  // namespace
+
+Statement alter(const Table& table) {
+  Statement statement("alter table ");
+  statement.name(table.name);
+  return statement;
+}
+
+Batch withName(const NameInBatch& name, std::string_view whether, const Statement& statement,
+               std::string_view behind) {
+  std::string text = name.before + "if " + name.argument + " is " + std::string(whether) +
+                     "\n    exec(" + literal(statement.text());
+  if (!behind.empty()) text += " + " + std::string(behind);
+  return {Phase::tables, text + ")", {}, statement.needsQuotedIdentifier(), false};
+}
+
+std::string constraintOf(const Table& table, const std::string& name) {
+  return ofTable(table, "sysconstraints", "tableid", "object_name(constrid)", name);
+}
+std::string indexOf(const Table& table, const std::string& name) {
+  return ofTable(table, "sysindexes", "id", "name", name);
+}
+std::string columnOf(const Table& table, const std::string& name) {
+  return ofTable(table, "syscolumns", "id", "name", name);
+}
+
+}  // namespace kelvane::change_script

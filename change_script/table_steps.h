@@ -1,0 +1,64 @@
+// What the files about tables share: the statements that several need, and what one leaves for
+// the next.
+//
+// Lifetime: planner, change and both records outlive it. Threading: one thread.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "change_script/planner.h"
+#include "inventory/ddl/generated_names.h"
+
+namespace kelvane::change_script {
+
+/// A table that both sides have.
+struct TablePair {
+  Planner& planner;
+  const Change& change;
+  const Table& now;  ///< of the source
+  const Table& old;  ///< of the target
+};
+
+/// Steps for columns, by their names.
+struct ColumnSteps {
+  std::map<std::string, std::size_t> touched;  ///< change or drop one, and are done
+  std::map<std::string, std::size_t> comes;    ///< make one, or make it what it is in the source
+};
+ColumnSteps planColumns(const TablePair& pair);
+/// Constraints and indexes, and what stands on columns that change.
+void planParts(const TablePair& pair, const ColumnSteps& columns);
+
+/// "alter table dbo.t"
+Statement alter(const Table& table);
+
+// Statements that find what a table has.
+std::string constraintOf(const Table& table, const std::string& name);
+std::string indexOf(const Table& table, const std::string& name);
+std::string columnOf(const Table& table, const std::string& name);
+
+/// Runs the end of `alter` with the name that `name` finds; `whether` of its being there.
+Batch withName(const inventory::NameInBatch& name, std::string_view whether,
+               const Statement& statement, std::string_view behind);
+
+/// `exists`: what finds a constraint that has a name of its own.
+template <class Constraint>
+Batch dropped(const Table& table, const Constraint& constraint, const std::string& exists) {
+  Statement drop = alter(table);
+  drop << " drop constraint ";
+  if (constraint.name.generated)
+    return withName(nameInBatch(table, constraint), "not null", drop, "@name");
+  drop.name(constraint.name.name);
+  return guarded("exists (" + exists + ")", drop);
+}
+template <class Constraint>
+Batch created(const Table& table, const Constraint& constraint, const std::string& exists,
+              const Statement& add) {
+  if (constraint.name.generated) return withName(nameInBatch(table, constraint), "null", add, {});
+  return guarded("not exists (" + exists + ")", add);
+}
+
+}  // namespace kelvane::change_script

@@ -1,0 +1,179 @@
+// Steps for what columns are made of: defaults, rules, types, encryption keys; and messages.
+
+#include <algorithm>
+#include <type_traits>
+
+#include "change_script/changed_records.h"
+#include "change_script/planner.h"
+
+namespace kelvane::change_script {
+namespace {
+
+using namespace inventory;
+
+/// Of tables of the target.
+template <class Uses>
+void needEndsOfColumns(Planner& planner, std::size_t step, Uses&& uses) {
+  for (const Table& table : planner.target().tables) {
+    for (const Column& column : table.columns) {
+      if (uses(column)) planner.needEnd(step, {&column, &table});
+    }
+  }
+}
+
+/// A default or rule that is bound cannot be dropped.
+template <class Object>
+void planBound(Planner& planner, const Change& change, std::string_view word,
+               std::vector<Object> Database::*objects) {
+  const Object* old = was<Object>(change);
+  const Object* now = is<Object>(change);
+  const std::string difference = described(change);
+  constexpr bool isDefault = std::is_same_v<Object, Default>;
+  const auto isBound = [&](const Column& column, const QualifiedName& name) {
+    return isDefault ? column.defaultValue->bound == name
+                     : *column.rule == name || *column.accessRule == name;
+  };
+  if (now == nullptr) {
+    const std::size_t at = planner.add(Stage::drops, difference, {droppedObject(word, old->name)},
+                                       {Danger::dropObject});
+    planner.end(old, at);
+    needEndsOfColumns(planner, at, [&](const Column& one) { return isBound(one, old->name); });
+    for (const UserType& type : planner.target().types) {
+      if (isDefault ? type.defaultValue == old->name
+                    : type.rule == old->name || type.accessRule == old->name)
+        planner.needEnd(at, {&type});
+    }
+    return;
+  }
+  if (old != nullptr) {
+    const std::string unbind =
+        std::string("exec ") + (isDefault ? "sp_unbindefault " : "sp_unbindrule ");
+    const std::string bind = std::string("exec ") +
+                             (isDefault ? "sp_bindefault " : "sp_bindrule ") +
+                             argument({now->name.owner, now->name.name}) + ", ";
+    std::vector<Batch> before, behind;
+    for (const Table& table : planner.target().tables) {
+      for (const Column& column : table.columns) {
+        if (!isBound(column, old->name)) continue;
+        const std::string place = argument({table.name.name, column.name});
+        const std::string user = Writing::userFor(table.name.owner);
+        before.push_back(callOf(unbind + place, user));
+        behind.push_back(callOf(bind + place, user));
+      }
+    }
+    for (const UserType& type : planner.target().types) {
+      const bool is = isDefault ? type.defaultValue == old->name
+                                : type.rule == old->name || type.accessRule == old->name;
+      if (!is) continue;
+      const std::string place = argument({type.name.name}) + ", 'futureonly'";
+      const std::string user = Writing::userFor(type.name.owner);
+      before.push_back(callOf(unbind + place, user));
+      behind.push_back(callOf(bind + place, user));
+    }
+    before.push_back(droppedObject(word, old->name));
+    planner.add(Stage::dropIndexes, difference, std::move(before));
+    if (!behind.empty()) planner.add(Stage::tables, difference, std::move(behind));
+  }
+  (planner.made().*objects).push_back(*now);
+  planner.describeMade(change, difference);
+}
+
+}  // namespace
+
+void planRule(Planner& planner, const Change& change) {
+  planBound<Rule>(planner, change, "rule", &Database::rules);
+}
+
+void planDefault(Planner& planner, const Change& change) {
+  planBound<Default>(planner, change, "default", &Database::defaults);
+}
+
+void planType(Planner& planner, const Change& change) {
+  const UserType* old = was<UserType>(change);
+  const UserType* now = is<UserType>(change);
+  const std::string difference = described(change);
+  const auto drop = [&] {
+    return callOf("if exists (select 1 from systypes where name = " + literal(old->name.name) +
+                      ")\n    exec sp_droptype " + argument({old->name.name}),
+                  Writing::userFor(old->name.owner));
+  };
+  if (now == nullptr) {
+    const std::size_t at = planner.add(Stage::drops, difference, {drop()}, {Danger::dropObject});
+    planner.end(old, at);
+    needEndsOfColumns(planner, at, [&](const Column& column) {
+      return column.type.type.name == old->name.name && *column.type.type.owner == old->name.owner;
+    });
+    return;
+  }
+  if (old == nullptr) {
+    planner.made().types.push_back(*now);
+    return planner.describeMade(change, difference);
+  }
+  if (old->base != now->base) {
+    const bool isUsed = std::ranges::any_of(planner.target().tables, [&](const Table& table) {
+      return std::ranges::any_of(table.columns, [&](const Column& column) {
+        return column.type.type.name == old->name.name &&
+               *column.type.type.owner == old->name.owner;
+      });
+    });
+    if (isUsed)
+      return planner.omit(difference, "columns use the type: give them another one first");
+    planner.add(Stage::dropIndexes, difference, {drop()});
+    planner.made().types.push_back(*now);
+    return planner.describeMade(change, difference);
+  }
+  std::vector<Batch> batches;
+  const std::string place = argument({now->name.name}) + ", 'futureonly'";
+  const auto bind = [&](std::string_view word, const QualifiedName& from, const QualifiedName& to) {
+    if (from == to) return;
+    const std::string call = to == QualifiedName{}
+                                 ? "exec sp_unbind" + std::string(word) + " " + place
+                                 : "exec sp_bind" + std::string(word) + " " +
+                                       argument({to.owner, to.name}) + ", " + place;
+    batches.push_back(callOf(call, Writing::userFor(now->name.owner)));
+  };
+  bind("efault", old->defaultValue, now->defaultValue);
+  bind("rule", old->rule, now->rule);
+  bind("rule", old->accessRule, now->accessRule);
+  planner.end(old, planner.add(Stage::bindings, difference, std::move(batches)));
+}
+
+void planMessage(Planner& planner, const Change& change) {
+  const std::string difference = described(change);
+  if (const Message* old = was<Message>(change)) {
+    const std::string number = std::to_string(old->number);
+    planner.add(Stage::dropIndexes, difference,
+                {callOf("exec sp_dropmessage " + number +
+                        (old->language.empty() ? "" : ", " + literal(old->language)))},
+                change.isOnlyInTarget() ? std::vector{Danger::dropObject} : std::vector<Danger>{});
+  }
+  if (const Message* now = is<Message>(change)) {
+    planner.made().messages.push_back(*now);
+    planner.describeMade(change, difference);
+  }
+}
+
+void planEncryptionKey(Planner& planner, const Change& change) {
+  const std::string difference = described(change);
+  const EncryptionKey* old = was<EncryptionKey>(change);
+  if (change.isOnlyInTarget()) {
+    const std::size_t at =
+        planner.add(Stage::drops, difference, {droppedObject("encryption key", old->name)},
+                    {Danger::dropObject});
+    needEndsOfColumns(planner, at, [&](const Column& one) {
+      return one.encryptionKey->owner == old->name.owner &&
+             one.encryptionKey->name == old->name.name;
+    });
+    return;
+  }
+  const EncryptionKey* now = is<EncryptionKey>(change);
+  if (old == nullptr) {
+    planner.made().encryptionKeys.push_back(*now);
+    return planner.describeMade(change, difference);
+  }
+  if (!change.attributes.empty())
+    planner.omit(difference, "columns are encrypted with the key; it cannot be made again");
+  planPermissions(planner, change, now->name);
+}
+
+}  // namespace kelvane::change_script
