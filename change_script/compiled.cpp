@@ -97,26 +97,19 @@ void planProcedure(Planner& planner, const Change& change) {
   if (change.isOnBothSides() && change.attributes.empty() && !hasPart(change, Kind::parameter))
     return planPermissions(planner, change, name);
   if (!planner.markGroup(name)) return;
-  const auto isOfGroup = [&](const Procedure& one) { return one.name == name; };
-  const bool isThere = std::ranges::any_of(planner.target().procedures, isOfGroup);
-  const auto& procedures = planner.source().procedures;
-  const bool stays = std::ranges::any_of(procedures, isOfGroup);
-  if (isThere || stays) {
-    const std::size_t at = planner.add(
-        stays ? Stage::dropCompiled : Stage::drops, difference, {droppedObject("procedure", name)},
-        now == nullptr ? std::vector{Danger::dropObject} : std::vector<Danger>{});
-    for (const Procedure& one : planner.target().procedures) {
-      if (isOfGroup(one) && !stays) planner.end(&one, at);
-    }
+  const auto& before = planner.groupsOfTarget().named(name);
+  const auto& afterwards = planner.groupsOfSource().named(name);
+  const bool stays = !afterwards.empty();
+  const std::size_t drop = planner.add(
+      stays ? Stage::dropCompiled : Stage::drops, difference, {droppedObject("procedure", name)},
+      now == nullptr ? std::vector{Danger::dropObject} : std::vector<Danger>{});
+  if (!stays) {
+    for (const Procedure* one : before) planner.end(one, drop);
   }
-  for (const Procedure& one : procedures) {
-    if (!isOfGroup(one)) continue;
-    const auto before = std::ranges::find_if(planner.target().procedures, [&](const auto& other) {
-      return isOfGroup(other) && other.number == one.number;
-    });
+  for (const Procedure* one : afterwards) {
+    const auto same = std::ranges::find(before, one->number, &Procedure::number);
     planner.made().procedures.push_back(
-        withKept(one, before == planner.target().procedures.end() ? nullptr : &*before,
-                 !planner.allows(Danger::revoke)));
+        withKept(*one, same == before.end() ? nullptr : *same, !planner.allows(Danger::revoke)));
     planner.describeMade(Kind::procedure, shown(name), difference);
   }
 }

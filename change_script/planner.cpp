@@ -250,13 +250,12 @@ void Planner::needEnds() {
 
 /// What is made whole is written as a database is; types are there to be found by columns.
 void Planner::planMade() {
-  const std::size_t types = made_.types.size();
   made_.server = source_.server;
-  for (const UserType& type : source_.types) {
-    if (std::ranges::find(made_.types, type) == made_.types.end()) made_.types.push_back(type);
-  }
   std::set<std::string> isMade;
-  for (std::size_t at = 0; at < types; ++at) isMade.insert(shown(made_.types[at].name));
+  for (const UserType& type : made_.types) isMade.insert(shown(type.name));
+  for (const UserType& type : source_.types) {
+    if (!isMade.contains(shown(type.name))) made_.types.push_back(type);
+  }
   Script script = scriptOf(made_, options_.release);
   for (ScriptedObject& object : script.objects) {
     if (object.kind == Kind::type && !isMade.contains(object.name)) continue;
@@ -295,19 +294,28 @@ class Depths {
   std::vector<std::size_t> depths_;
 };
 
-/// What needs a step that is not allowed is not done either; then the order of running.
-void Planner::settle() {
+/// What needs a step that is not allowed is not done either.
+void Planner::forbidWhatNeeds() {
   std::vector<Step>& steps = script_.steps;
-  for (bool isChanged = true; isChanged;) {
-    isChanged = false;
-    for (Step& one : steps) {
-      const bool canBe = std::ranges::all_of(
-          one.needs, [&](std::size_t needed) { return steps[needed].isAllowed; });
-      if (!one.isAllowed || canBe) continue;
-      one.isAllowed = false;
-      isChanged = true;
+  std::vector<std::vector<std::size_t>> neededBy(steps.size());
+  std::vector<std::size_t> forbidden;
+  for (std::size_t at = 0; at < steps.size(); ++at) {
+    for (const std::size_t needed : steps[at].needs) neededBy[needed].push_back(at);
+    if (!steps[at].isAllowed) forbidden.push_back(at);
+  }
+  while (!forbidden.empty()) {
+    const std::size_t needed = forbidden.back();
+    forbidden.pop_back();
+    for (const std::size_t at : neededBy[needed]) {
+      if (std::exchange(steps[at].isAllowed, false)) forbidden.push_back(at);
     }
   }
+}
+
+/// The order of running.
+void Planner::settle() {
+  std::vector<Step>& steps = script_.steps;
+  forbidWhatNeeds();
   std::vector<std::size_t> order(steps.size());
   for (std::size_t at = 0; at < order.size(); ++at) order[at] = at;
   Depths depths(steps);

@@ -14,6 +14,7 @@
 
 #include "change_script/plan.h"
 #include "change_script/steps.h"
+#include "change_script/target_uses.h"
 #include "inventory/compare/changes.h"
 #include "inventory/ddl/writing.h"
 #include "inventory/shown.h"
@@ -35,12 +36,18 @@ class Planner {
         changes_(changes),
         options_(options),
         now_(source, options.release),
-        old_(target, options.release) {}
+        old_(target, options.release),
+        uses_(target),
+        groupsOfSource_(source),
+        groupsOfTarget_(target) {}
 
   ChangeScript plan();
 
   const inventory::Database& source() const { return source_; }
   const inventory::Database& target() const { return target_; }
+  const TargetUses& uses() const { return uses_; }
+  const ProcedureGroups& groupsOfSource() const { return groupsOfSource_; }
+  const ProcedureGroups& groupsOfTarget() const { return groupsOfTarget_; }
   bool has(inventory::TargetRelease since) const { return now_.has(since); }
   inventory::Writing& now() { return now_; }
   inventory::Writing& old() { return old_; }
@@ -120,6 +127,7 @@ class Planner {
   void planReferencesTo(const Table& table, const inventory::ForeignKey& key, std::size_t keyDrop);
   void needKeys();
   void needEnds();
+  void forbidWhatNeeds();
   void settle();
 
   const inventory::Database& source_;
@@ -127,6 +135,8 @@ class Planner {
   const std::vector<Change>& changes_;
   const PlanOptions& options_;
   inventory::Writing now_, old_;
+  TargetUses uses_;
+  ProcedureGroups groupsOfSource_, groupsOfTarget_;
   Kind kind_ = Kind::database;
   std::string object_;
   struct DroppedKey {

@@ -48,19 +48,7 @@ void planUser(Planner& planner, const Change& change) {
                             ") is not null\n    exec sp_dropuser " + literal(old->name))},
                     {Danger::dropObject});
     planner.end(old, at);
-    const Database& target = planner.target();
-    const auto needAll = [&](const auto& objects) {
-      for (const auto& one : objects) {
-        if (one.name.owner == old->name) planner.needEnd(at, {&one});
-      }
-    };
-    needAll(target.tables);
-    needAll(target.views);
-    needAll(target.procedures);
-    needAll(target.functions);
-    needAll(target.rules);
-    needAll(target.defaults);
-    needAll(target.types);
+    for (const void* record : planner.uses().recordsOf(old->name)) planner.needEnd(at, {record});
     return;
   }
   if (old == nullptr) {
@@ -104,9 +92,7 @@ void planGroup(Planner& planner, const Change& change) {
                   {callOf("if user_id(" + literal(group) + ") is not null\n    exec sp_dropgroup " +
                           literal(group))},
                   {Danger::dropObject});
-  for (const User& user : planner.target().users) {
-    if (user.group == group) planner.needEnd(at, {&user});
-  }
+  for (const User* user : planner.uses().usersOf(group)) planner.needEnd(at, {user});
 }
 
 void planAlias(Planner& planner, const Change& change) {

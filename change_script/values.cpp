@@ -11,14 +11,9 @@ namespace {
 
 using namespace inventory;
 
-/// Of tables of the target.
-template <class Uses>
-void needEndsOfColumns(Planner& planner, std::size_t step, Uses&& uses) {
-  for (const Table& table : planner.target().tables) {
-    for (const Column& column : table.columns) {
-      if (uses(column)) planner.needEnd(step, {&column, &table});
-    }
-  }
+/// Columns of the target that use it are in the way until they end.
+void needEndsOf(Planner& planner, std::size_t step, const std::vector<UsingColumn>& columns) {
+  for (const auto& [table, column] : columns) planner.needEnd(step, {column, table});
 }
 
 /// A default or rule that is bound cannot be dropped.
@@ -29,20 +24,12 @@ void planBound(Planner& planner, const Change& change, std::string_view word,
   const Object* now = is<Object>(change);
   const std::string difference = described(change);
   constexpr bool isDefault = std::is_same_v<Object, Default>;
-  const auto isBound = [&](const Column& column, const QualifiedName& name) {
-    return isDefault ? column.defaultValue->bound == name
-                     : *column.rule == name || *column.accessRule == name;
-  };
   if (now == nullptr) {
     const std::size_t at = planner.add(Stage::drops, difference, {droppedObject(word, old->name)},
                                        {Danger::dropObject});
     planner.end(old, at);
-    needEndsOfColumns(planner, at, [&](const Column& one) { return isBound(one, old->name); });
-    for (const UserType& type : planner.target().types) {
-      if (isDefault ? type.defaultValue == old->name
-                    : type.rule == old->name || type.accessRule == old->name)
-        planner.needEnd(at, {&type});
-    }
+    needEndsOf(planner, at, planner.uses().columnsWith(old->name));
+    for (const UserType* type : planner.uses().typesWith(old->name)) planner.needEnd(at, {type});
     return;
   }
   if (old != nullptr) {
@@ -52,24 +39,14 @@ void planBound(Planner& planner, const Change& change, std::string_view word,
                              (isDefault ? "sp_bindefault " : "sp_bindrule ") +
                              argument({now->name.owner, now->name.name}) + ", ";
     std::vector<Batch> before, behind;
-    for (const Table& table : planner.target().tables) {
-      for (const Column& column : table.columns) {
-        if (!isBound(column, old->name)) continue;
-        const std::string place = argument({table.name.name, column.name});
-        const std::string user = Writing::userFor(table.name.owner);
-        before.push_back(callOf(unbind + place, user));
-        behind.push_back(callOf(bind + place, user));
-      }
-    }
-    for (const UserType& type : planner.target().types) {
-      const bool is = isDefault ? type.defaultValue == old->name
-                                : type.rule == old->name || type.accessRule == old->name;
-      if (!is) continue;
-      const std::string place = argument({type.name.name}) + ", 'futureonly'";
-      const std::string user = Writing::userFor(type.name.owner);
+    const auto bindAgain = [&](const std::string& place, const std::string& user) {
       before.push_back(callOf(unbind + place, user));
       behind.push_back(callOf(bind + place, user));
-    }
+    };
+    for (const auto& [table, column] : planner.uses().columnsWith(old->name))
+      bindAgain(argument({table->name.name, column->name}), Writing::userFor(table->name.owner));
+    for (const UserType* type : planner.uses().typesWith(old->name))
+      bindAgain(argument({type->name.name}) + ", 'futureonly'", Writing::userFor(type->name.owner));
     before.push_back(droppedObject(word, old->name));
     planner.add(Stage::dropIndexes, difference, std::move(before));
     if (!behind.empty()) planner.add(Stage::tables, difference, std::move(behind));
@@ -100,9 +77,7 @@ void planType(Planner& planner, const Change& change) {
   if (now == nullptr) {
     const std::size_t at = planner.add(Stage::drops, difference, {drop()}, {Danger::dropObject});
     planner.end(old, at);
-    needEndsOfColumns(planner, at, [&](const Column& column) {
-      return column.type.type.name == old->name.name && *column.type.type.owner == old->name.owner;
-    });
+    needEndsOf(planner, at, planner.uses().columnsOfType(old->name));
     return;
   }
   if (old == nullptr) {
@@ -110,12 +85,7 @@ void planType(Planner& planner, const Change& change) {
     return planner.describeMade(change, difference);
   }
   if (old->base != now->base) {
-    const bool isUsed = std::ranges::any_of(planner.target().tables, [&](const Table& table) {
-      return std::ranges::any_of(table.columns, [&](const Column& column) {
-        return column.type.type.name == old->name.name &&
-               *column.type.type.owner == old->name.owner;
-      });
-    });
+    const bool isUsed = !planner.uses().columnsOfType(old->name).empty();
     if (isUsed)
       return planner.omit(difference, "columns use the type: give them another one first");
     planner.add(Stage::dropIndexes, difference, {drop()});
@@ -160,10 +130,7 @@ void planEncryptionKey(Planner& planner, const Change& change) {
     const std::size_t at =
         planner.add(Stage::drops, difference, {droppedObject("encryption key", old->name)},
                     {Danger::dropObject});
-    needEndsOfColumns(planner, at, [&](const Column& one) {
-      return one.encryptionKey->owner == old->name.owner &&
-             one.encryptionKey->name == old->name.name;
-    });
+    needEndsOf(planner, at, planner.uses().columnsWith(old->name));
     return;
   }
   const EncryptionKey* now = is<EncryptionKey>(change);

@@ -1,0 +1,76 @@
+#include "change_script/target_uses.h"
+
+#include "inventory/shown.h"
+
+namespace kelvane::change_script {
+namespace {
+
+using namespace inventory;
+
+template <class Map>
+const typename Map::mapped_type& found(const Map& map, const std::string& name) {
+  static const typename Map::mapped_type kNone;
+  const auto one = map.find(name);
+  return one == map.end() ? kNone : one->second;
+}
+
+}  // namespace
+
+TargetUses::TargetUses(const Database& target) {
+  for (const Table& table : target.tables) {
+    for (const Column& column : table.columns) {
+      for (const QualifiedName& bound :
+           {column.defaultValue->bound, *column.rule, *column.accessRule}) {
+        if (bound != QualifiedName{}) columns_[shown(bound)].push_back({&table, &column});
+      }
+      const DataType& type = column.type.type;
+      if (!type.owner.isDefault())
+        columnsOfTypes_[shown(QualifiedName{*type.owner, type.name})].push_back({&table, &column});
+      const DatabaseObjectName& key = *column.encryptionKey;
+      if (!key.name.empty())
+        columns_[shown(QualifiedName{key.owner, key.name})].push_back({&table, &column});
+    }
+  }
+  for (const UserType& type : target.types) {
+    for (const QualifiedName& bound : {type.defaultValue, type.rule, type.accessRule}) {
+      if (bound != QualifiedName{}) types_[shown(bound)].push_back(&type);
+    }
+  }
+  for (const User& user : target.users) users_[user.group].push_back(&user);
+  const auto addAll = [&](const auto& records) {
+    for (const auto& one : records) records_[one.name.owner].push_back(&one);
+  };
+  addAll(target.tables);
+  addAll(target.views);
+  addAll(target.procedures);
+  addAll(target.functions);
+  addAll(target.rules);
+  addAll(target.defaults);
+  addAll(target.types);
+}
+
+const std::vector<UsingColumn>& TargetUses::columnsWith(const QualifiedName& object) const {
+  return found(columns_, shown(object));
+}
+const std::vector<UsingColumn>& TargetUses::columnsOfType(const QualifiedName& type) const {
+  return found(columnsOfTypes_, shown(type));
+}
+const std::vector<const UserType*>& TargetUses::typesWith(const QualifiedName& object) const {
+  return found(types_, shown(object));
+}
+const std::vector<const void*>& TargetUses::recordsOf(const std::string& owner) const {
+  return found(records_, owner);
+}
+const std::vector<const User*>& TargetUses::usersOf(const std::string& group) const {
+  return found(users_, group);
+}
+
+ProcedureGroups::ProcedureGroups(const Database& database) {
+  for (const Procedure& one : database.procedures) groups_[shown(one.name)].push_back(&one);
+}
+
+const std::vector<const Procedure*>& ProcedureGroups::named(const QualifiedName& name) const {
+  return found(groups_, shown(name));
+}
+
+}  // namespace kelvane::change_script

@@ -1,0 +1,53 @@
+// What of the target uses defaults, rules, types and keys, and what belongs to whom: found once,
+// not anew for each object that changes.
+//
+// Lifetime: the database outlives it unmoved. Threading: plain values.
+#pragma once
+
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "inventory/records.h"
+
+namespace kelvane::change_script {
+
+struct UsingColumn {
+  const inventory::Table* table;
+  const inventory::Column* column;
+};
+
+class TargetUses {
+ public:
+  explicit TargetUses(const inventory::Database& target);
+
+  /// Columns to which the default or rule is bound, or that are encrypted with the key.
+  const std::vector<UsingColumn>& columnsWith(const inventory::QualifiedName& object) const;
+  /// A type may have the name of an object.
+  const std::vector<UsingColumn>& columnsOfType(const inventory::QualifiedName& type) const;
+  /// Types to which a default or rule is bound.
+  const std::vector<const inventory::UserType*>& typesWith(
+      const inventory::QualifiedName& object) const;
+  const std::vector<const void*>& recordsOf(const std::string& owner) const;
+  const std::vector<const inventory::User*>& usersOf(const std::string& group) const;
+
+ private:
+  template <class Value>
+  using ByName = std::unordered_map<std::string, std::vector<Value>>;
+  ByName<UsingColumn> columns_, columnsOfTypes_;
+  ByName<const inventory::UserType*> types_;
+  ByName<const void*> records_;
+  ByName<const inventory::User*> users_;
+};
+
+/// The procedures of each group, which have one name.
+class ProcedureGroups {
+ public:
+  explicit ProcedureGroups(const inventory::Database& database);
+  const std::vector<const inventory::Procedure*>& named(const inventory::QualifiedName& name) const;
+
+ private:
+  std::unordered_map<std::string, std::vector<const inventory::Procedure*>> groups_;
+};
+
+}  // namespace kelvane::change_script
