@@ -18,8 +18,19 @@ StatementNode Parser::alterStatement() {
   result.table = objectName();
   if (atNewOwner()) return newOwner("table", std::move(result.table));
   do alterAction(result);
-  while (acceptSymbol(","));
+  while (acceptSymbol(",") || atFurtherAction());
   return result;
+}
+
+// `drop table` begins another statement.
+bool Parser::atFurtherAction() const {
+  if (at("add") || at("modify") || at("replace")) return true;
+  if (!at("drop") || !atName(1)) return at("drop") && at("constraint", 1);
+  static constexpr std::string_view kObjects[] = {
+      "table",      "view",        "index",    "procedure", "proc",     "trigger",
+      "rule",       "default",     "function", "role",      "database", "login",
+      "encryption", "precomputed", "group",    "service",   "workload", "thread"};
+  return std::ranges::none_of(kObjects, [&](std::string_view word) { return at(word, 1); });
 }
 
 // A column may be called `owner` too.

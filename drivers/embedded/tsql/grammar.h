@@ -197,6 +197,7 @@ class Parser : private TokenReader {
   StatementNode newOwner(std::string kind, ObjectName name);
   StatementNode modifyOwner();
   void alterAction(AlterTable& table);
+  bool atFurtherAction() const;
   bool alterPartition(AlterTable& table);
   void replaceAction(AlterTable& table);
   bool atColumnClause() const;

@@ -186,6 +186,18 @@ alter table t replace e default 'abc')");
   EXPECT_EQ(errorOf("alter table t modify b varchar(10) not null").substr(0, 3), "515");
 }
 
+TEST_F(CatalogTest, AlterTableTakesSeveralActions) {
+  run("create table t (a int null, b int null, c varchar(10) null)\n"
+      "create table gone (x int)");
+  catalog.rowTable(idOf("t"));
+  catalog.store().execute(withIds("INSERT INTO \"t#t\" VALUES (1, 2, 'x')", {"t"}));
+  run("alter table t add d int default 4 not null, e int null drop b, c\n"
+      "    modify a bigint null replace e default 5\n"
+      "alter table t add f int null drop table gone\n");
+  EXPECT_EQ(rows(withIds("SELECT * FROM t#t", {"t"})), "1 | 4 | null | null\n");
+  EXPECT_EQ(rows("SELECT name FROM sysobjects WHERE name = 'gone'"), "");
+}
+
 TEST_F(CatalogTest, DroppedTablesLeaveNothing) {
   const std::string everything =
       "SELECT (SELECT count(*) FROM sysobjects), (SELECT count(*) FROM syscolumns),"
