@@ -32,53 +32,58 @@ class ColumnPlan {
     return base;
   }
 
+  /// What the release lacks becomes an omission, not a batch.
+  Statement textOf(const Column& column) {
+    Statement text;
+    planner_.fromSource([&](Writing& writing) { text = columnText(writing, now_, column); });
+    return text;
+  }
+
   void planColumn(const Change& part) {
     if (part.isOnlyInSource()) return planNewColumn(*std::get<const Column*>(part.source), part);
     const Column& was = *std::get<const Column*>(part.target);
-    if (part.isOnlyInTarget()) {
-      Statement drop = alter(old_);
-      (drop << " drop ").name(was.name);
-      const bool isComputed = !was.computed.isDefault();
-      const std::size_t at =
-          planner_.add(Stage::columns, described(change_, &part),
-                       {guarded("exists (" + columnOf(old_, was.name) + ")", drop)},
-                       isComputed ? std::vector<Danger>{} : std::vector{Danger::dropColumn});
-      planner_.step(at).copiesData = true;
-      planner_.end(&was, at);
-      if (was.type.identity) identityDrop_ = at;
-      steps_.touched[was.name] = at;
-      return;
-    }
+    if (part.isOnlyInTarget()) return planDroppedColumn(was, part);
     planChangedColumn(part, was, *std::get<const Column*>(part.source));
+  }
+
+  void planDroppedColumn(const Column& was, const Change& part) {
+    Statement name;
+    name.name(was.name);
+    const bool isComputed = !was.computed.isDefault();
+    const std::size_t at =
+        planner_.addClause(described(change_, &part),
+                           {&old_, AlterVerb::drop, name.text(), name.needsQuotedIdentifier(),
+                            "exists (" + columnOf(old_, was.name) + ")"},
+                           isComputed ? std::vector<Danger>{} : std::vector{Danger::dropColumn});
+    planner_.step(at).copiesData = !isComputed || was.materialized;
+    planner_.end(&was, at);
+    if (was.type.identity) identityDrop_ = at;
+    steps_.touched[was.name] = at;
   }
 
   void planNewColumn(const Column& column, const Change& part) {
     const bool isComputed = !column.computed.isDefault();
     const bool needsValue = !isComputed && !column.type.nullable && !column.type.identity &&
                             column.defaultValue->text.empty();
-    std::vector<Batch> batches = planner_.fromSource([&](Writing& writing) {
-      Column added = column;
-      if (needsValue) {
-        DefaultValue value;
-        value.text = placeholderOf(stored(writing, column.type).type);
-        added.defaultValue = value;
-      }
-      const Statement text = columnText(writing, now_, added);
-      Statement add = alter(old_);
-      add << " add " << text.text();
-      Batch batch = guarded("not exists (" + columnOf(old_, column.name) + ")", add);
-      batch.quotedIdentifier = batch.quotedIdentifier || text.needsQuotedIdentifier();
-      writing.add(Phase::tables, batch.text, {}, batch.quotedIdentifier);
-    });
+    Column added = column;
+    if (needsValue) {
+      DefaultValue value;
+      value.text = placeholderOf(stored(planner_.now(), column.type).type);
+      added.defaultValue = value;
+    }
+    const Statement text = textOf(added);
+    const std::size_t at =
+        planner_.addClause(described(change_, &part),
+                           {&old_, AlterVerb::add, text.text(), text.needsQuotedIdentifier(),
+                            "not exists (" + columnOf(old_, column.name) + ")"},
+                           needsValue ? std::vector{Danger::nullToNotNull} : std::vector<Danger>{});
     if (needsValue) {
       Statement replace = alter(old_);
       (replace << " replace ").name(column.name) << " default null";
-      batches.push_back(batchOf(replace));
+      planner_.step(at).batches.push_back(batchOf(replace));
     }
-    const std::size_t at =
-        planner_.add(Stage::columns, described(change_, &part), std::move(batches),
-                     needsValue ? std::vector{Danger::nullToNotNull} : std::vector<Danger>{});
-    planner_.step(at).copiesData = !column.type.nullable && !isComputed;
+    planner_.step(at).copiesData =
+        isComputed ? column.materialized : !column.type.nullable || column.type.identity;
     steps_.comes[column.name] = at;
     if (column.type.identity) newIdentity_ = at;
     Column bare;
@@ -121,55 +126,27 @@ class ColumnPlan {
       planner_.omit(difference, "no statement changes it in a table that has rows");
       return std::nullopt;
     }
-    std::vector<Batch> batches = planner_.fromSource([&](Writing& writing) {
-      Column modified;
-      modified.name = was.name;
-      modified.type = is.type;
-      const Statement text = columnText(writing, now_, modified);
-      Statement modify = alter(old_);
-      modify << " modify " << text.text();
-      writing.add(Phase::tables, guarded(asItWas(was, is), modify).text, {},
-                  modify.needsQuotedIdentifier() || text.needsQuotedIdentifier());
-    });
+    Column modified;
+    modified.name = was.name;
+    modified.type = is.type;
+    const Statement text = textOf(modified);
+    // A modification that changes nothing is an error.
+    const std::size_t at =
+        planner_.addClause(difference,
+                           {&old_, AlterVerb::modify, text.text(), text.needsQuotedIdentifier(),
+                            "exists (" + columnOf(old_, was.name, was.type) + ")"},
+                           dangers);
+    const ColumnType from = stored(planner_.old(), was.type);
+    const ColumnType to = stored(planner_.now(), is.type);
     for (const Danger danger : dangers) {
-      const ColumnType to = stored(planner_.now(), is.type);
-      if (auto check = checkOf(old_.name, was.name, danger, to.type))
-        batches.insert(batches.begin(), *std::move(check));
+      if (auto check = checkOf(old_.name, was.name, danger, from.type, to.type))
+        planner_.check(at, *std::move(check));
     }
-    const std::size_t at = planner_.add(Stage::columns, difference, std::move(batches), dangers);
-    planner_.step(at).copiesData =
-        copiesData(stored(planner_.old(), was.type), stored(planner_.now(), is.type));
+    planner_.step(at).copiesData = copiesData(from, to);
     planner_.end(&was, at);
     steps_.touched[was.name] = at;
     steps_.comes[was.name] = at;
     return at;
-  }
-
-  /// A modification that changes nothing is an error.
-  std::string asItWas(const Column& was, const Column& is) const {
-    const DataType& from = was.type.type;
-    const DataType& to = is.type.type;
-    std::string text =
-        "exists (select 1 from syscolumns c, systypes t\n    where c.id = " + idOf(old_.name) +
-        " and c.name = " + literal(was.name) + " and c.usertype = t.usertype and ";
-    if (from.name != to.name || from.owner != to.owner) {
-      constexpr std::string_view kUnsigned = "unsigned ";
-      text += "t.name = " + literal(from.name.starts_with(kUnsigned)
-                                        ? "u" + from.name.substr(kUnsigned.size())
-                                        : from.name);
-      if (!from.owner.isDefault()) text += " and t.uid = user_id(" + literal(*from.owner) + ")";
-    } else if (was.type.nullable != is.type.nullable) {
-      text += std::string("c.status & 8 = ") + (was.type.nullable ? "8" : "0");
-    } else if (from.precision != to.precision) {
-      text += "c.prec = " + std::to_string(from.precision.value_or(0));
-    } else if (from.scale != to.scale) {
-      text += "c.scale = " + std::to_string(from.scale.value_or(0));
-    } else {
-      text += "c.length = " + std::to_string(from.length.value_or(1));
-      if (from.name.starts_with("uni")) text += " * @@unicharsize";
-      if (from.name.starts_with("n")) text += " * @@ncharsize";
-    }
-    return text + ")";
   }
 
   void planDefault(const Column& was, const Column& is, const std::string& difference) {

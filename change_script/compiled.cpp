@@ -37,6 +37,12 @@ Record withKept(const Record& record, const Record* old, bool keeps) {
   return made;
 }
 
+void planDropBefore(Planner& planner, const Change& change, const std::string& difference,
+                    std::vector<Batch> drops) {
+  if (change.isOnlyInSource()) return planner.dropBefore(change, std::move(drops));
+  planner.add(Stage::dropCompiled, difference, std::move(drops));
+}
+
 }  // namespace
 
 void planView(Planner& planner, const Change& change) {
@@ -53,7 +59,7 @@ void planView(Planner& planner, const Change& change) {
   }
   if (isMade) {
     const bool precomputed = now->precomputed || (old != nullptr && old->precomputed);
-    planner.add(Stage::dropCompiled, difference, droppedView(*now, precomputed));
+    planDropBefore(planner, change, difference, droppedView(*now, precomputed));
     planner.made().views.push_back(withKept(*now, old, !planner.allows(Danger::revoke)));
     return planner.describeMade(change, difference);
   }
@@ -73,7 +79,7 @@ void planFunction(Planner& planner, const Change& change) {
     return;
   }
   if (old == nullptr || !change.attributes.empty() || hasPart(change, Kind::parameter)) {
-    planner.add(Stage::dropCompiled, difference, {droppedObject("function", now->name)});
+    planDropBefore(planner, change, difference, {droppedObject("function", now->name)});
     planner.made().functions.push_back(withKept(*now, old, !planner.allows(Danger::revoke)));
     return planner.describeMade(change, difference);
   }
@@ -99,12 +105,17 @@ void planProcedure(Planner& planner, const Change& change) {
   if (!planner.markGroup(name)) return;
   const auto& before = planner.groupsOfTarget().named(name);
   const auto& afterwards = planner.groupsOfSource().named(name);
-  const bool stays = !afterwards.empty();
-  const std::size_t drop = planner.add(
-      stays ? Stage::dropCompiled : Stage::drops, difference, {droppedObject("procedure", name)},
-      now == nullptr ? std::vector{Danger::dropObject} : std::vector<Danger>{});
-  if (!stays) {
+  if (afterwards.empty()) {
+    const std::size_t drop = planner.add(Stage::drops, difference,
+                                         {droppedObject("procedure", name)}, {Danger::dropObject});
     for (const Procedure* one : before) planner.end(one, drop);
+    return;
+  }
+  if (before.empty()) {
+    planner.dropBefore(change, {droppedObject("procedure", name)});
+  } else {
+    planner.add(Stage::dropCompiled, difference, {droppedObject("procedure", name)},
+                now == nullptr ? std::vector{Danger::dropObject} : std::vector<Danger>{});
   }
   for (const Procedure* one : afterwards) {
     const auto same = std::ranges::find(before, one->number, &Procedure::number);

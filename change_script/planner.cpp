@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
+#include <span>
+#include <utility>
 
 #include "inventory/compare/titles.h"
 #include "inventory/shown.h"
@@ -97,6 +100,15 @@ std::string described(const Change& object, const Change* part) {
   return text;
 }
 
+void Step::absorb(Step other) {
+  difference += '\n' + other.difference;
+  std::move(other.batches.begin() + 1, other.batches.end(), std::back_inserter(batches));
+  for (const Danger danger : other.dangers) {
+    if (std::ranges::find(dangers, danger) == dangers.end()) dangers.push_back(danger);
+  }
+  needs.insert(needs.end(), other.needs.begin(), other.needs.end());
+}
+
 Stage stageOf(Phase phase) {
   switch (phase) {
     case Phase::settings:
@@ -168,6 +180,14 @@ std::size_t Planner::add(Stage stage, std::string difference, std::vector<Batch>
   step.dangers = std::move(dangers);
   script_.steps.push_back(std::move(step));
   return script_.steps.size() - 1;
+}
+
+std::size_t Planner::addClause(std::string difference, AlterClause clause,
+                               std::vector<Danger> dangers) {
+  const std::size_t at =
+      add(Stage::columns, std::move(difference), {batchOf({&clause})}, std::move(dangers));
+  clauses_.emplace(at, std::move(clause));
+  return at;
 }
 
 void Planner::planReferencesTo(const Table& table, const ForeignKey& key, std::size_t keyDrop) {
@@ -264,7 +284,10 @@ void Planner::planMade() {
     std::map<Stage, std::vector<Batch>> stages;
     for (Batch& batch : object.batches) {
       guardValue(object, batch);
-      stages[stageOf(batch.phase)].push_back(std::move(batch));
+      std::vector<Batch>& batches = stages[stageOf(batch.phase)];
+      if (auto drops = dropsBefore_.extract({object.kind, object.name}); !drops.empty())
+        batches = std::move(drops.mapped());
+      batches.push_back(std::move(batch));
     }
     for (auto& [stage, batches] : stages)
       add(stage, reason == reasons_.end() ? object.name : reason->second, std::move(batches));
@@ -312,10 +335,64 @@ void Planner::forbidWhatNeeds() {
   }
 }
 
+/// Steps of a table of which one copies its rows are one statement. The first stands for all; what
+/// needs one of them needs it.
+void Planner::mergeClauses() {
+  std::vector<Step>& steps = script_.steps;
+  std::map<const Table*, std::vector<std::size_t>> tables;
+  for (const auto& [at, clause] : clauses_) {
+    const bool waits = std::ranges::any_of(
+        steps[at].needs, [&](std::size_t needed) { return clauses_.contains(needed); });
+    if (steps[at].isAllowed && !waits) tables[clause.table].push_back(at);
+  }
+  std::vector<std::size_t> standsFor(steps.size());
+  for (std::size_t at = 0; at < steps.size(); ++at) standsFor[at] = at;
+  for (const auto& [table, ofTable] : tables) {
+    const bool copies =
+        std::ranges::any_of(ofTable, [&](std::size_t at) { return steps[at].copiesData; });
+    if (!copies || ofTable.size() < 2) continue;
+    Step& first = steps[ofTable.front()];
+    std::vector<const AlterClause*> clauses{&clauses_.at(ofTable.front())};
+    for (const std::size_t at : std::span(ofTable).subspan(1)) {
+      clauses.push_back(&clauses_.at(at));
+      standsFor[at] = ofTable.front();
+      first.absorb(std::move(steps[at]));
+    }
+    first.copiesData = true;
+    first.batches.front() = batchOf(clauses);
+  }
+  keepOnly(standsFor);
+}
+
+/// Steps for which others stand are gone.
+void Planner::keepOnly(const std::vector<std::size_t>& standsFor) {
+  std::vector<Step>& steps = script_.steps;
+  std::vector<std::size_t> places(steps.size());
+  std::vector<Step> kept;
+  for (std::size_t at = 0; at < steps.size(); ++at) {
+    places[at] = kept.size();
+    if (standsFor[at] == at) kept.push_back(std::move(steps[at]));
+  }
+  for (Step& step : kept) {
+    for (std::size_t& needed : step.needs) needed = places[standsFor[needed]];
+  }
+  steps = std::move(kept);
+}
+
+void Planner::addChecks() {
+  std::set<std::string> texts;
+  for (RowCheck& one : checks_) {
+    const Step& of = script_.steps[one.step];
+    if (!of.isAllowed || !texts.insert(one.batch.text).second) continue;
+    begin(of.kind, of.object);
+    const std::string difference = of.difference;
+    add(Stage::checks, difference, {std::move(one.batch)});
+  }
+}
+
 /// The order of running.
 void Planner::settle() {
   std::vector<Step>& steps = script_.steps;
-  forbidWhatNeeds();
   std::vector<std::size_t> order(steps.size());
   for (std::size_t at = 0; at < order.size(); ++at) order[at] = at;
   Depths depths(steps);
@@ -344,6 +421,9 @@ ChangeScript Planner::plan() {
   }
   needKeys();
   needEnds();
+  forbidWhatNeeds();
+  addChecks();
+  mergeClauses();
   settle();
   return std::move(script_);
 }

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "change_script/alter_clauses.h"
 #include "change_script/plan.h"
 #include "change_script/steps.h"
 #include "change_script/target_uses.h"
@@ -61,6 +62,10 @@ class Planner {
   void describeMade(const Change& change, std::string difference) {
     describeMade(change.kind, change.name, std::move(difference));
   }
+  /// Runs right before what is new: a script that is started again finds it there.
+  void dropBefore(const Change& change, std::vector<Batch> batches) {
+    dropsBefore_.emplace(std::pair(change.kind, change.name), std::move(batches));
+  }
   /// Whether a group of procedures is seen for the first time.
   bool markGroup(const inventory::QualifiedName& name) {
     return groups_.insert(inventory::shown(name)).second;
@@ -69,6 +74,11 @@ class Planner {
   /// Of the object that is being planned; its position.
   std::size_t add(Stage stage, std::string difference, std::vector<Batch> batches,
                   std::vector<Danger> dangers = {});
+  /// A step that alters a column of a table; those of one table become one statement where it
+  /// copies the rows.
+  std::size_t addClause(std::string difference, AlterClause clause, std::vector<Danger> dangers);
+  /// Runs before all steps where the step is done, and stops the script.
+  void check(std::size_t step, Batch batch) { checks_.push_back({step, std::move(batch)}); }
   Step& step(std::size_t at) { return script_.steps[at]; }
   void omit(std::string what, std::string reason) {
     script_.omissions.push_back({std::move(what), std::move(reason)});
@@ -128,6 +138,9 @@ class Planner {
   void needKeys();
   void needEnds();
   void forbidWhatNeeds();
+  void mergeClauses();
+  void keepOnly(const std::vector<std::size_t>& standsFor);
+  void addChecks();
   void settle();
 
   const inventory::Database& source_;
@@ -158,8 +171,15 @@ class Planner {
   std::map<std::pair<std::string, std::vector<std::string>>, std::size_t> keys_;
   std::unordered_map<const void*, std::vector<std::size_t>> ends_;
   std::vector<InTheWay> inTheWay_;
+  std::map<std::size_t, AlterClause> clauses_;  // by the step
+  struct RowCheck {
+    std::size_t step;
+    Batch batch;
+  };
+  std::vector<RowCheck> checks_;
   inventory::Database made_;
   std::map<std::pair<Kind, std::string>, std::string> reasons_;
+  std::map<std::pair<Kind, std::string>, std::vector<Batch>> dropsBefore_;
   std::set<std::string> groups_;
   ChangeScript script_;
 };
@@ -178,7 +198,8 @@ void makeRestartable(Batch& batch);
 /// Stops the script where rows do not fit into the type that a column gets; none where that cannot
 /// be asked.
 std::optional<Batch> checkOf(const inventory::QualifiedName& table, const std::string& column,
-                             Danger danger, const inventory::DataType& type);
+                             Danger danger, const inventory::DataType& was,
+                             const inventory::DataType& is);
 /// "begin raiserror ... end"
 std::string stopping(std::string_view reason);
 

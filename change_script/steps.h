@@ -18,6 +18,7 @@ namespace kelvane::change_script {
 
 /// In the order of running. What is in the way goes first; what takes data along goes last.
 enum class Stage : std::uint8_t {
+  checks,          ///< what must hold before anything is done
   dropReferences,  ///< foreign keys
   dropCompiled,    ///< triggers and views that are made again or go
   dropIndexes,     ///< indexes, constraints, checks
@@ -83,12 +84,15 @@ struct Step {
   Stage stage = Stage::settings;
   inventory::Kind kind = inventory::Kind::table;
   std::string object;      ///< that it belongs to: dbo.customer
-  std::string difference;  ///< that it ends, in one line
+  std::string difference;  ///< that it ends, in one line; several lines for several
   std::vector<inventory::Batch> batches;
   std::vector<Danger> dangers = {};
   bool copiesData = false;              ///< of the table
   std::vector<std::size_t> needs = {};  ///< other steps, by their position
   bool isAllowed = true;                ///< so is all that it needs
+
+  /// Takes over what another step ends, but for its first batch.
+  void absorb(Step other);
 };
 
 struct ChangeScript {

@@ -39,6 +39,8 @@ Statement alter(const Table& table);
 std::string constraintOf(const Table& table, const std::string& name);
 std::string indexOf(const Table& table, const std::string& name);
 std::string columnOf(const Table& table, const std::string& name);
+std::string columnOf(const Table& table, const std::string& name,
+                     const inventory::ColumnType& type);
 
 /// Runs the end of `alter` with the name that `name` finds; `whether` of its being there.
 Batch withName(const inventory::NameInBatch& name, std::string_view whether,

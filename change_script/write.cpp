@@ -16,6 +16,7 @@ struct StageRow {
   std::string_view heading;
 };
 constexpr StageRow kStages[] = {
+    {Stage::checks, "what must hold before anything is done"},
     {Stage::dropReferences, "foreign keys that are in the way"},
     {Stage::dropCompiled, "views, procedures, functions and triggers that are made again"},
     {Stage::dropIndexes, "indexes and constraints that are in the way"},
@@ -53,8 +54,10 @@ Batch comment(std::string text) {
   return {inventory::Phase::tables, std::move(text), {}, false, false};
 }
 
-void addStep(const Step& step, std::vector<Batch>& batches) {
-  std::string said = commented(step.difference);
+/// `heading`: of the stage, where it begins.
+void addStep(const Step& step, std::string_view heading, std::vector<Batch>& batches) {
+  std::string said = heading.empty() ? "" : "-- ---- " + std::string(heading) + "\n\n";
+  said += commented(step.difference);
   if (step.copiesData) said += "-- copies the data of the table\n";
   if (!step.isAllowed) {
     said += "-- not done: " + whyNot(step) + '\n';
@@ -99,10 +102,9 @@ void write(const ChangeScript& script, const Head& head, std::ostream& out) {
   }
   const Step* before = nullptr;
   for (const Step& step : script.steps) {
-    if (before == nullptr || before->stage != step.stage)
-      all.batches.push_back(comment("-- ---- " + std::string(headingOf(step.stage))));
+    const bool begins = before == nullptr || before->stage != step.stage;
     before = &step;
-    addStep(step, all.batches);
+    addStep(step, begins ? headingOf(step.stage) : "", all.batches);
   }
   inventory::Script one;
   one.objects.push_back(std::move(all));
