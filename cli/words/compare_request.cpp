@@ -93,6 +93,32 @@ std::vector<Output> outputsOf(const Arguments& arguments) {
   return outputs;
 }
 
+// Sides, objects and rules, which both ways of comparing have.
+CompareRequest requestOfSides(const Arguments& arguments, std::string_view command) {
+  const TwoSides sides = twoSides(arguments, command);
+  CompareRequest request;
+  request.places = sides.places;
+  request.shown = sides.shown;
+  request.trace = arguments.value(kTrace);
+  request.rules = {arguments.has(kIgnoreTabs), arguments.has(kIgnoreSpaces),
+                   arguments.has(kIgnoreLineBreaks), arguments.has(kIgnoreCase)};
+  request.selection = selectionOf(
+      arguments, request.rules.ignoreCase ? std::optional(CaseMode::ignore) : std::nullopt);
+  request.accept = arguments.value(kAccept);
+  return request;
+}
+
+void setCompared(CompareRequest& request, const Arguments& arguments) {
+  inventory::Rules& rules = request.inventory;
+  rules.compared = comparedFamiliesOf(arguments);
+  request.leftOut = leftOutOf(arguments, rules.compared);
+  rules.ignoreTabs = request.rules.ignoreTabs;
+  rules.ignoreSpaces = request.rules.ignoreSpaces;
+  rules.ignoreLineBreaks = request.rules.ignoreLineBreaks;
+  rules.ignoreComments = arguments.has(kIgnoreComments);
+  rules.ignoreDefinitionCase = arguments.has(kIgnoreDefinitionCase);
+}
+
 }  // namespace
 
 std::vector<OptionFamily> compareOptions() {
@@ -114,37 +140,16 @@ std::vector<OptionFamily> comparedOptions() {
 }
 
 CompareRequest comparedRequest(const Arguments& arguments, std::string_view command) {
-  const TwoSides sides = twoSides(arguments, command);
-  CompareRequest request;
-  request.places = sides.places;
-  request.shown = sides.shown;
-  request.trace = arguments.value(kTrace);
-  request.rules = {arguments.has(kIgnoreTabs), arguments.has(kIgnoreSpaces),
-                   arguments.has(kIgnoreLineBreaks), arguments.has(kIgnoreCase)};
-  request.inventory.compared = comparedFamiliesOf(arguments);
-  request.leftOut = leftOutOf(arguments, request.inventory.compared);
-  request.inventory.ignoreTabs = request.rules.ignoreTabs;
-  request.inventory.ignoreSpaces = request.rules.ignoreSpaces;
-  request.inventory.ignoreLineBreaks = request.rules.ignoreLineBreaks;
-  request.inventory.ignoreComments = arguments.has(kIgnoreComments);
-  request.inventory.ignoreDefinitionCase = arguments.has(kIgnoreDefinitionCase);
-  request.selection = selectionOf(
-      arguments, request.rules.ignoreCase ? std::optional(CaseMode::ignore) : std::nullopt);
-  request.accept = arguments.value(kAccept);
+  CompareRequest request = requestOfSides(arguments, command);
+  setCompared(request, arguments);
   return request;
 }
 
 CompareRequest parseCompare(const Arguments& arguments) {
-  const TwoSides sides = twoSides(arguments, "compare");
-  CompareRequest request;
-  request.places = sides.places;
-  request.shown = sides.shown;
-  request.trace = arguments.value(kTrace);
+  CompareRequest request = requestOfSides(arguments, "compare");
   request.outputs = outputsOf(arguments);
   request.quiet = arguments.has(kQuiet);
   request.published = arguments.has(kPublished);
-  request.rules = {arguments.has(kIgnoreTabs), arguments.has(kIgnoreSpaces),
-                   arguments.has(kIgnoreLineBreaks), arguments.has(kIgnoreCase)};
   if (request.published) {
     for (const std::string_view option : {kIgnoreComments, kIgnoreDefinitionCase, kIgnore})
       if (arguments.has(option))
@@ -152,18 +157,9 @@ CompareRequest parseCompare(const Arguments& arguments) {
     request.switches = comparedSwitchesOf(arguments);
     request.leftOut = leftOutBy(arguments);
   } else {
-    request.inventory.compared = comparedFamiliesOf(arguments);
-    request.leftOut = leftOutOf(arguments, request.inventory.compared);
-    request.inventory.ignoreTabs = request.rules.ignoreTabs;
-    request.inventory.ignoreSpaces = request.rules.ignoreSpaces;
-    request.inventory.ignoreLineBreaks = request.rules.ignoreLineBreaks;
-    request.inventory.ignoreComments = arguments.has(kIgnoreComments);
-    request.inventory.ignoreDefinitionCase = arguments.has(kIgnoreDefinitionCase);
+    setCompared(request, arguments);
   }
-  request.selection = selectionOf(
-      arguments, request.rules.ignoreCase ? std::optional(CaseMode::ignore) : std::nullopt);
   request.coloring = choiceOf<kColorings>(arguments, kColor, Coloring::onTerminal);
-  request.accept = arguments.value(kAccept);
   request.writeAccept = arguments.value(kWriteAccept);
   refuseOverwriting(arguments, request.places,
                     {.written = {kTrace, kOutput, kHtml, kJson, kTree, kWriteAccept},

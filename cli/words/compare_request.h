@@ -45,6 +45,7 @@ struct CompareRequest {
   bool quiet = false;
   bool published = false;            // with the published statements and comparison
   inventory::Rules inventory;        // their `names` wait for what the servers say
+  bool countsRows = false;           // although nobody compares them
   std::vector<std::string> leftOut;  // what is off although it would be on
   // Of the published comparison.
   cComparisonOptions switches;
