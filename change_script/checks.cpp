@@ -1,8 +1,11 @@
 // What a script asks of the rows before it changes them.
 
+#include <algorithm>
 #include <map>
 
 #include "change_script/planner.h"
+#include "inventory/ddl/used_names.h"
+#include "inventory/shown.h"
 
 namespace kelvane::change_script {
 namespace {
@@ -40,26 +43,115 @@ std::string misfitOf(const std::string& value, const DataType& was, const DataTy
   return {};
 }
 
+bool hasColumn(const Table& table, std::string_view name) {
+  return std::ranges::find(table.columns, name, &Column::name) != table.columns.end();
+}
+
 }  // namespace
 
 std::string stopping(std::string_view reason) {
   return "begin\n    raiserror 20001 " + literal(reason) + "\n    select syb_quit()\nend";
 }
 
+Batch stopIf(const Statement& condition, std::string_view reason) {
+  Batch batch = callOf("if " + condition.text() + "\n" + stopping(reason));
+  batch.quotedIdentifier = condition.needsQuotedIdentifier();
+  return batch;
+}
+
+/// The table may be gone where the script is started again.
+Batch stopUnlessEmpty(const Table& table) {
+  Statement rows("exists (select 1 from ");
+  rows.name(table.name) << ")";
+  const Batch check = stopIf(rows, "table " + shown(table.name) + " has rows");
+  Batch batch =
+      callOf("if " + idOf(table.name) + " is not null\n    exec(" + literal(check.text) + ")");
+  batch.quotedIdentifier = check.quotedIdentifier;
+  return batch;
+}
+
 std::optional<Batch> checkOf(const QualifiedName& table, const std::string& column, Danger danger,
                              const DataType& was, const DataType& is) {
-  Statement value;
-  value.name(column);
   const bool isNull = danger == Danger::nullToNotNull;
   if (danger == Danger::rebuild) return std::nullopt;
+  Statement value;
+  value.name(column);
   const std::string misfit = isNull ? value.text() + " is null" : misfitOf(value.text(), was, is);
   if (misfit.empty()) return std::nullopt;
-  Statement from("if exists (select 1 from ");
-  from.name(table) << " where " << misfit << ")\n";
-  const std::string reason = "column " + column + " of " + shown(table) +
-                             (isNull ? " has rows without a value" : " has values that do not fit");
-  Batch batch = callOf(from.text() + stopping(reason));
-  batch.quotedIdentifier = from.needsQuotedIdentifier() || value.needsQuotedIdentifier();
+  Statement rows("exists (select 1 from ");
+  rows.name(table) << " where ";
+  // Once more, so that the statement knows how the name is quoted.
+  if (isNull) {
+    rows.name(column) << " is null)";
+  } else {
+    rows << misfit << ")";
+  }
+  Batch batch =
+      stopIf(rows, "column " + column + " of " + shown(table) +
+                       (isNull ? " has rows without a value" : " has values that do not fit"));
+  batch.quotedIdentifier = batch.quotedIdentifier || value.needsQuotedIdentifier();
+  return batch;
+}
+
+std::optional<Batch> checkOf(const Planner& planner, const Table& table, const ForeignKey& key) {
+  const auto& [database, owner, name] = key.referenced;
+  const Table* child = planner.uses().table(table.name.owner, table.name.name);
+  const Table* parent = planner.uses().table(owner, name);
+  if (!database.empty() || child == nullptr || parent == nullptr) return std::nullopt;
+  Statement orphans("exists (select 1 from "), match;
+  orphans.name(table.name) << " child where ";
+  std::string_view separator;
+  for (std::size_t at = 0; at < key.columns.size(); ++at) {
+    const std::string& column = key.columns[at];
+    const std::string& referenced = key.referencedColumns[at];
+    if (!hasColumn(*child, column) || !hasColumn(*parent, referenced)) return std::nullopt;
+    (orphans << "child.").name(column) << " is not null and ";
+    ((match << separator << "parent.").name(referenced) << " = child.").name(column);
+    separator = " and ";
+  }
+  (orphans << "not exists\n    (select 1 from ").name(key.referenced)
+      << " parent where " << match.text() << "))";
+  return stopIf(orphans,
+                "rows of " + shown(table.name) + " refer to no row of " + shown(parent->name));
+}
+
+std::optional<Batch> checkOf(const Planner& planner, const Table& table,
+                             const IndexStorage& unique) {
+  const Table* there = planner.uses().table(table.name.owner, table.name.name);
+  if (there == nullptr) return std::nullopt;
+  Statement duplicates("exists (select 1 from ");
+  duplicates.name(table.name) << " group by ";
+  std::string columns;
+  for (const KeyColumn& column : unique.columns) {
+    if (column.isExpression || !hasColumn(*there, column.name)) return std::nullopt;
+    if (!columns.empty()) duplicates << ", ";
+    duplicates.name(column.name);
+    columns += (columns.empty() ? "" : ", ") + column.name;
+  }
+  duplicates << " having count(*) > 1)";
+  return stopIf(duplicates, "rows of " + shown(table.name) + " have the same " + columns);
+}
+
+std::optional<Batch> checkOf(const Planner& planner, const Table& table, const Check& check) {
+  const Table* there = planner.uses().table(table.name.owner, table.name.name);
+  constexpr std::string_view kCheck = "check";
+  const std::string_view text = check.condition.text;
+  if (there == nullptr || text.size() < kCheck.size()) return std::nullopt;
+  bool isKnown = true;
+  forEachName(text, check.condition.quotedIdentifier, [&](std::string_view name) {
+    isKnown = isKnown && (!hasColumn(table, name) || hasColumn(*there, name));
+  });
+  if (!isKnown) return std::nullopt;
+  const bool option = check.condition.quotedIdentifier;
+  Statement violations("exists (select 1 from ", option ? Quotes::doubled : Quotes::brackets);
+  const std::string_view condition = text.substr(kCheck.size());
+  violations.name(table.name) << " where not "
+                              << condition.substr(std::min(condition.find('('), condition.size()))
+                              << ")";
+  Batch batch =
+      stopIf(violations, "rows of " + shown(table.name) + " do not pass " +
+                             (check.name.generated ? std::string(text) : check.name.name));
+  batch.quotedIdentifier = option;
   return batch;
 }
 

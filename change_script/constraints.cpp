@@ -70,6 +70,13 @@ class PartPlan {
     }
   }
 
+  /// Or asks something of the rows in another way.
+  static bool isUnique(const Index& index) { return index.unique; }
+  template <class Constraint>
+  static bool isUnique(const Constraint&) {
+    return true;
+  }
+
   template <class Part>
   void planPair(const Change& part) {
     const std::string difference = described(change_, &part);
@@ -86,7 +93,11 @@ class PartPlan {
           part.isOnlyInTarget() ? std::vector{Danger::dropObject} : std::vector<Danger>{});
     }
     if (part.isOnlyInTarget()) return;
-    const std::size_t at = planCreationOf(now_, *std::get<const Part*>(part.source), difference);
+    const Part& now = *std::get<const Part*>(part.source);
+    const std::size_t at = planCreationOf(now_, now, difference);
+    if (isUnique(now)) {
+      if (auto check = checkOf(planner_, now_, now)) planner_.check(at, *std::move(check));
+    }
     // What is dropped comes back.
     if (drop) planner_.needEachOther(*drop, at);
   }

@@ -175,11 +175,23 @@ std::size_t Planner::add(Stage stage, std::string difference, std::vector<Batch>
   step.difference = std::move(difference);
   step.batches = std::move(batches);
   for (Batch& batch : step.batches) makeRestartable(batch);
-  step.isAllowed =
-      std::ranges::all_of(dangers, [&](Danger danger) { return options_.allowed.has(danger); });
+  step.isAllowed = std::ranges::all_of(dangers, [&](Danger danger) { return takes(danger); });
+  const bool concernsRows =
+      std::ranges::any_of(dangers, [](Danger danger) { return rowOf(danger).concernsRows; });
+  const bool mustBeEmpty =
+      !std::ranges::all_of(dangers, [&](Danger danger) { return options_.allowed.has(danger); });
+  if (concernsRows && table_ != nullptr) step.rows = table_->rowCount;
   step.dangers = std::move(dangers);
   script_.steps.push_back(std::move(step));
-  return script_.steps.size() - 1;
+  const std::size_t at = script_.steps.size() - 1;
+  if (mustBeEmpty && script_.steps[at].isAllowed) check(at, stopUnlessEmpty(*table_));
+  return at;
+}
+
+bool Planner::takes(Danger danger) const {
+  if (options_.allowed.has(danger)) return true;
+  return options_.allowed.hasWhereEmpty(danger) && table_ != nullptr &&
+         table_->rowCount.value_or(0) == 0;
 }
 
 std::size_t Planner::addClause(std::string difference, AlterClause clause,
@@ -390,6 +402,21 @@ void Planner::addChecks() {
   }
 }
 
+/// Of all objects that a step changes.
+void Planner::addStates() {
+  std::set<std::pair<Kind, std::string>> touched;
+  for (const Step& one : script_.steps) {
+    if (one.isAllowed) touched.emplace(one.kind, one.object);
+  }
+  for (const Change& change : changes_) {
+    if (!touched.contains({change.kind, change.name})) continue;
+    const std::optional<Batch> state = stateOf(*this, change);
+    if (!state) continue;
+    begin(change);
+    add(Stage::checks, titled(change, {}) + ": is as it was when this script was made", {*state});
+  }
+}
+
 /// The order of running.
 void Planner::settle() {
   std::vector<Step>& steps = script_.steps;
@@ -422,6 +449,7 @@ ChangeScript Planner::plan() {
   needKeys();
   needEnds();
   forbidWhatNeeds();
+  addStates();
   addChecks();
   mergeClauses();
   settle();

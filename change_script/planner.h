@@ -84,12 +84,13 @@ class Planner {
     script_.omissions.push_back({std::move(what), std::move(reason)});
   }
   void begin(const Change& object) {
-    kind_ = object.kind;
-    object_ = object.name;
+    begin(object.kind, object.name);
+    if (const auto* table = std::get_if<const Table*>(&object.target)) table_ = *table;
   }
   void begin(Kind kind, std::string name) {
     kind_ = kind;
     object_ = std::move(name);
+    table_ = nullptr;
   }
 
   /// What `write(writing)` adds, of records of the source or of the target.
@@ -126,6 +127,7 @@ class Planner {
   }
 
  private:
+  bool takes(Danger danger) const;
   template <class Write>
   std::vector<Batch> taken(inventory::Writing& writing, Write& write) {
     writing.begin(kind_, object_, {object_});
@@ -141,6 +143,7 @@ class Planner {
   void mergeClauses();
   void keepOnly(const std::vector<std::size_t>& standsFor);
   void addChecks();
+  void addStates();
   void settle();
 
   const inventory::Database& source_;
@@ -152,6 +155,7 @@ class Planner {
   ProcedureGroups groupsOfSource_, groupsOfTarget_;
   Kind kind_ = Kind::database;
   std::string object_;
+  const Table* table_ = nullptr;  // of the target, where the object is one
   struct DroppedKey {
     const Table* table;
     const inventory::KeyConstraint* key;
@@ -202,6 +206,21 @@ std::optional<Batch> checkOf(const inventory::QualifiedName& table, const std::s
                              const inventory::DataType& is);
 /// "begin raiserror ... end"
 std::string stopping(std::string_view reason);
+/// The same where the condition holds.
+Batch stopIf(const Statement& condition, std::string_view reason);
+Batch stopUnlessEmpty(const Table& table);
+
+// What rows of the target must be for something new; none where they have nothing to do with it.
+std::optional<Batch> checkOf(const Planner& planner, const Table& table,
+                             const inventory::ForeignKey& key);
+std::optional<Batch> checkOf(const Planner& planner, const Table& table,
+                             const inventory::IndexStorage& unique);
+std::optional<Batch> checkOf(const Planner& planner, const Table& table,
+                             const inventory::Check& check);
+
+/// Stops the script where the object is neither what it was nor what the script makes of it; none
+/// where that cannot be asked.
+std::optional<Batch> stateOf(const Planner& planner, const Change& change);
 
 /// Foreign keys that go, and those of `table` that come; both write what they say where it is
 /// missing or there, so that they can run again.

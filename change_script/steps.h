@@ -54,16 +54,17 @@ struct DangerRow {
   Danger danger;
   std::string_view word;  ///< drop-table
   std::string_view what;
+  bool concernsRows;  ///< of a table
 };
 inline constexpr std::array<DangerRow, 8> kDangers{{
-    {Danger::dropTable, "drop-table", "a table goes with its rows"},
-    {Danger::dropColumn, "drop-column", "a column goes with its values"},
-    {Danger::dropObject, "drop-object", "something that holds no rows goes"},
-    {Danger::narrow, "narrow", "values may not fit"},
-    {Danger::convert, "convert", "values get another type"},
-    {Danger::nullToNotNull, "null-to-not-null", "rows may have no value"},
-    {Danger::rebuild, "rebuild", "a table is made again and its rows are copied"},
-    {Danger::revoke, "revoke", "somebody loses a right"},
+    {Danger::dropTable, "drop-table", "a table goes with its rows", true},
+    {Danger::dropColumn, "drop-column", "a column goes with its values", true},
+    {Danger::dropObject, "drop-object", "something that holds no rows goes", false},
+    {Danger::narrow, "narrow", "values may not fit", true},
+    {Danger::convert, "convert", "values get another type", true},
+    {Danger::nullToNotNull, "null-to-not-null", "rows may have no value", true},
+    {Danger::rebuild, "rebuild", "a table is made again and its rows are copied", true},
+    {Danger::revoke, "revoke", "somebody loses a right", false},
 }};
 constexpr const DangerRow& rowOf(Danger danger) {
   return kDangers[static_cast<std::size_t>(danger)];
@@ -72,12 +73,15 @@ constexpr const DangerRow& rowOf(Danger danger) {
 /// Which dangers the user takes.
 class Allowed {
  public:
-  void add(Danger danger) { bits_ |= bit(danger); }
-  bool has(Danger danger) const { return (bits_ & bit(danger)) != 0; }
+  void add(Danger danger) { always_ |= bit(danger); }
+  /// For tables without rows.
+  void addWhereEmpty(Danger danger) { whereEmpty_ |= bit(danger); }
+  bool has(Danger danger) const { return (always_ & bit(danger)) != 0; }
+  bool hasWhereEmpty(Danger danger) const { return (whereEmpty_ & bit(danger)) != 0; }
 
  private:
   static constexpr unsigned bit(Danger danger) { return 1U << static_cast<unsigned>(danger); }
-  unsigned bits_ = 0;
+  unsigned always_ = 0, whereEmpty_ = 0;
 };
 
 struct Step {
@@ -87,9 +91,10 @@ struct Step {
   std::string difference;  ///< that it ends, in one line; several lines for several
   std::vector<inventory::Batch> batches;
   std::vector<Danger> dangers = {};
-  bool copiesData = false;              ///< of the table
-  std::vector<std::size_t> needs = {};  ///< other steps, by their position
-  bool isAllowed = true;                ///< so is all that it needs
+  bool copiesData = false;                ///< of the table
+  std::optional<std::int64_t> rows = {};  ///< that it concerns at most, where they were counted
+  std::vector<std::size_t> needs = {};    ///< other steps, by their position
+  bool isAllowed = true;                  ///< so is all that it needs
 
   /// Takes over what another step ends, but for its first batch.
   void absorb(Step other);

@@ -18,6 +18,7 @@ const typename Map::mapped_type& found(const Map& map, const std::string& name) 
 
 TargetUses::TargetUses(const Database& target) {
   for (const Table& table : target.tables) {
+    tables_.emplace(shown(table.name), &table);
     for (const Column& column : table.columns) {
       for (const QualifiedName& bound :
            {column.defaultValue->bound, *column.rule, *column.accessRule}) {
@@ -57,6 +58,10 @@ const std::vector<UsingColumn>& TargetUses::columnsOfType(const QualifiedName& t
 }
 const std::vector<const UserType*>& TargetUses::typesWith(const QualifiedName& object) const {
   return found(types_, shown(object));
+}
+const Table* TargetUses::table(const std::string& owner, const std::string& name) const {
+  const auto one = tables_.find(shown(QualifiedName{owner, name}));
+  return one == tables_.end() ? nullptr : one->second;
 }
 const std::vector<const void*>& TargetUses::recordsOf(const std::string& owner) const {
   return found(records_, owner);

@@ -28,6 +28,8 @@ class TargetUses {
   /// Types to which a default or rule is bound.
   const std::vector<const inventory::UserType*>& typesWith(
       const inventory::QualifiedName& object) const;
+  /// None: the target has no such table.
+  const inventory::Table* table(const std::string& owner, const std::string& name) const;
   const std::vector<const void*>& recordsOf(const std::string& owner) const;
   const std::vector<const inventory::User*>& usersOf(const std::string& group) const;
 
@@ -36,6 +38,7 @@ class TargetUses {
   using ByName = std::unordered_map<std::string, std::vector<Value>>;
   ByName<UsingColumn> columns_, columnsOfTypes_;
   ByName<const inventory::UserType*> types_;
+  std::unordered_map<std::string, const inventory::Table*> tables_;
   ByName<const void*> records_;
   ByName<const inventory::User*> users_;
 };

@@ -82,7 +82,11 @@ std::string whyNot(const Step& step) {
   std::string words;
   for (const Danger danger : step.dangers)
     words += (words.empty() ? "" : ",") + std::string(rowOf(danger).word);
-  return words.empty() ? "it needs a step that is not done" : "it needs --allow " + words;
+  if (words.empty()) return "it needs a step that is not done";
+  words.insert(0, "it needs --allow ");
+  if (step.rows.value_or(0) > 0)
+    words += "; the table has " + std::to_string(*step.rows) + (*step.rows == 1 ? " row" : " rows");
+  return words;
 }
 
 void write(const ChangeScript& script, const Head& head, std::ostream& out) {
@@ -92,6 +96,10 @@ void write(const ChangeScript& script, const Head& head, std::ostream& out) {
   inventory::ScriptedObject all{inventory::Kind::database, {}, {}, {}};
   const bool copies = std::ranges::any_of(
       script.steps, [](const Step& step) { return step.isAllowed && step.copiesData; });
+  if (!head.database.empty()) {
+    all.batches.push_back(comment("if db_name() != " + inventory::literal(head.database) + "\n" +
+                                  stopping("this script is for the database " + head.database)));
+  }
   if (head.checksOptions && copies) {
     constexpr std::string_view kOption = "select into/bulkcopy/pllsort";
     all.batches.push_back(comment(

@@ -17,6 +17,7 @@ struct Head {
   /// Whether the script stops in a database that does not allow copies of data, where it makes
   /// some.
   bool checksOptions = false;
+  std::string database = {};  ///< the only one in which the script runs; none: any
 };
 
 /// The steps in their order, each behind a comment with the difference that it ends. One that is

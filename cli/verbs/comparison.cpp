@@ -200,7 +200,8 @@ void Comparison::read(const OpenSide& open) {
   known_ = loadKnownFiles<findings::KnownChange>(request_, findings::readKnownChanges);
   readings_ =
       readDatabases({{kSideNames[0], request_.places[0]}, {kSideNames[1], request_.places[1]}},
-                    {.rowCounts = request_.inventory.compares(inventory::Family::rowCounts),
+                    {.rowCounts = request_.countsRows ||
+                                  request_.inventory.compares(inventory::Family::rowCounts),
                      .trace = request_.trace,
                      .selection = &request_.selection},
                     console_, open);

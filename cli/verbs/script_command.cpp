@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <optional>
+#include <set>
 #include <sstream>
 #include <utility>
 
 #include "change_script/plan.h"
 #include "change_script/write.h"
+#include "cli/screen/clock.h"
 #include "cli/screen/figures.h"
 #include "cli/screen/interruption.h"
 #include "cli/screen/written_file.h"
@@ -37,20 +40,30 @@ constexpr auto kOptions = std::to_array<Option>({
     {kReverse, "", "make the source like the target"},
 });
 
+// drop-column, drop-column:empty
+void allow(std::string_view word, change_script::Allowed& allowed) {
+  constexpr std::string_view kEmpty = ":empty";
+  const bool whereEmpty = word.ends_with(kEmpty);
+  const std::string_view name = word.substr(0, word.size() - (whereEmpty ? kEmpty.size() : 0));
+  const auto* row =
+      std::ranges::find(change_script::kDangers, name, &change_script::DangerRow::word);
+  if (row == change_script::kDangers.end()) {
+    std::string all;
+    for (const std::string& one : dangerWords()) all += (all.empty() ? "" : ", ") + one;
+    throw UsageError("--allow takes " + all + "; not '" + std::string(word) + "'");
+  }
+  if (!whereEmpty) return allowed.add(row->danger);
+  if (!row->concernsRows)
+    throw UsageError("--allow " + std::string(name) + " has nothing to do with rows; leave out " +
+                     std::string(kEmpty));
+  allowed.addWhereEmpty(row->danger);
+}
+
 change_script::Allowed allowedBy(const Arguments& arguments) {
   change_script::Allowed allowed;
   for (const std::string& list : arguments.values(kAllow)) {
     std::istringstream words(list);
-    for (std::string word; std::getline(words, word, ',');) {
-      const auto* row =
-          std::ranges::find(change_script::kDangers, word, &change_script::DangerRow::word);
-      if (row == change_script::kDangers.end()) {
-        std::string all;
-        for (const std::string& one : dangerWords()) all += (all.empty() ? "" : ", ") + one;
-        throw UsageError("--allow takes " + all + "; not '" + word + "'");
-      }
-      allowed.add(row->danger);
-    }
+    for (std::string word; std::getline(words, word, ',');) allow(word, allowed);
   }
   return allowed;
 }
@@ -60,19 +73,32 @@ std::optional<inventory::TargetRelease> releaseFor(const inventory::Server& serv
   return server.embedded && server.version.empty() ? std::nullopt : inventory::releaseOf(server);
 }
 
+// "3 steps in 2 tables and 1 view, 1 of them copies the data of a table; 1 step not done"
 std::string counted(const change_script::ChangeScript& script) {
-  std::size_t done = 0, copying = 0;
+  std::size_t done = 0, copying = 0, left = 0;
+  std::map<inventory::Kind, std::set<std::string>> objects;
   for (const change_script::Step& step : script.steps) {
-    done += step.isAllowed ? 1 : 0;
-    copying += step.isAllowed && step.copiesData ? 1 : 0;
+    if (step.stage == change_script::Stage::checks) continue;
+    if (!step.isAllowed) {
+      ++left;
+      continue;
+    }
+    ++done;
+    copying += step.copiesData ? 1 : 0;
+    objects[step.kind].insert(step.object);
   }
   std::string text = cli::counted(done, "step");
+  std::string_view separator = " in ";
+  for (const auto& [kind, names] : objects) {
+    const inventory::KindRow& row = rowOf(kind);
+    text += std::string(std::exchange(separator, ", ")) +
+            cli::counted(names.size(), row.singular, row.plural);
+  }
   if (copying > 0) {
-    text += ", " + std::to_string(copying) + (copying == 1 ? " of them copies" : " of them copy") +
+    text += "; " + std::to_string(copying) + (copying == 1 ? " copies" : " copy") +
             " the data of a table";
   }
-  if (const std::size_t left = script.steps.size() - done; left > 0)
-    text += "; " + cli::counted(left, "step") + " not done";
+  if (left > 0) text += "; " + cli::counted(left, "step") + " not done";
   return text;
 }
 
@@ -90,6 +116,7 @@ class Scripting {
       comparison_.header().target = request_.shown[1];
     }
     options_.allowed = allowedBy(arguments);
+    request_.countsRows = true;
   }
 
   ExitStatus run(const OpenSide& open) {
@@ -151,8 +178,11 @@ class Scripting {
   change_script::Head head() const {
     change_script::Head head;
     head.checksOptions = true;
+    const inventory::Server& server = comparison_.databases()[1].server;
+    if (!server.embedded) head.database = server.database;
     std::vector<std::string>& lines = head.lines;
     lines.push_back("kelvane script: makes " + request_.shown[1] + " like " + request_.shown[0]);
+    lines.push_back("made " + timestamp() + " by kelvane " + KELVANE_VERSION);
     lines.push_back(counted(script_));
     if (isProved()) {
       lines.emplace_back("proved: after this script nothing differs");

@@ -1,9 +1,9 @@
 #include "cli/verbs/snapshot_command.h"
 
 #include <array>
-#include <ctime>
 #include <optional>
 
+#include "cli/screen/clock.h"
 #include "cli/screen/interruption.h"
 #include "cli/screen/written_file.h"
 #include "cli/sides/database_reading.h"
@@ -22,15 +22,6 @@ constexpr auto kOptions = std::to_array<Option>({
     {kRowCounts, "", "include the numbers of rows"},
     {kOutput, kFile, "write to this file instead of standard output", {}, "-o"},
 });
-
-std::string now() {
-  const std::time_t seconds = std::time(nullptr);
-  std::tm moment{};
-  gmtime_r(&seconds, &moment);
-  std::array<char, 32> text{};
-  std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &moment);
-  return text.data();
-}
 
 void write(const inventory::Snapshot& snapshot, const std::optional<std::string>& path,
            const Console& console) {
@@ -68,7 +59,7 @@ ExitStatus runSnapshot(const Arguments& arguments, const Console& console, const
   inventory::Snapshot snapshot{std::move(side.database), {}};
   std::vector<inventory::Gap>& gaps = snapshot.database.gaps;
   if (!side.complete) gaps.push_back({"scripts", "not everything could be loaded", {}, {}});
-  if (arguments.has(kDated)) snapshot.taken = now();
+  if (arguments.has(kDated)) snapshot.taken = timestamp();
   write(snapshot, arguments.value(kOutput), console);
   for (const std::string& line : lines) console.complain(line);
   if (gaps.empty() && lines.empty()) return kNoDifference;

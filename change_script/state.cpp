@@ -1,0 +1,134 @@
+// What a script asks of the objects that it changes before it begins: they may have changed since
+// it was made, or the script may have been stopped half-way.
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "change_script/changed_records.h"
+#include "change_script/table_steps.h"
+#include "inventory/shown.h"
+
+namespace kelvane::change_script {
+namespace {
+
+using namespace inventory;
+
+std::string listed(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + literal(name);
+  return "(" + text + ")";
+}
+
+/// Columns that the script takes away or adds may be there or not; others must be.
+std::string columnsOf(const Change& change, const Table& old) {
+  std::vector<std::string> known, stay;
+  for (const Column& column : old.columns) known.push_back(column.name);
+  stay = known;
+  std::string types;
+  for (const Change& part : change.parts) {
+    if (part.kind != Kind::column) continue;
+    const auto* before = was<Column>(part);
+    const auto* after = is<Column>(part);
+    if (before == nullptr) known.push_back(after->name);
+    if (after == nullptr) std::erase(stay, before->name);
+    if (before == nullptr || after == nullptr || before->type == after->type ||
+        !before->computed.isDefault() || !after->computed.isDefault())
+      continue;
+    types += "\n    or not exists (" + columnOf(old, before->name, before->type) +
+             ")\n    and not exists (" + columnOf(old, after->name, after->type) + ")";
+  }
+  const std::string from = "from syscolumns\n        where id = " + idOf(old.name) + " and name ";
+  // Expressions of indexes are hidden columns.
+  std::string text = "exists (select 1 " + from + "not in " + listed(known) +
+                     "\n        and name not like 'sybfi%')";
+  if (!stay.empty())
+    text += "\n    or " + std::to_string(stay.size()) + " != (select count(*) " + from + "in " +
+            listed(stay) + ")";
+  return text + types;
+}
+
+std::optional<Batch> stateOfTable(const Change& change) {
+  const auto* old = was<Table>(change);
+  if (old == nullptr) return std::nullopt;
+  // A table that goes may be gone.
+  const std::string id = idOf(old->name);
+  std::string text = change.isOnlyInTarget() ? id + " is not null and (" : id + " is null\n    or ";
+  text += columnsOf(change, *old) + (change.isOnlyInTarget() ? ")" : "");
+  return stopIf(Statement(text), "the columns of table " + shown(old->name) +
+                                     " are not what they were when this script was made");
+}
+
+bool isAscii(std::string_view text) {
+  return std::ranges::all_of(text, [](char one) { return static_cast<unsigned char>(one) < 0x80; });
+}
+
+/// By the length of its text, which another character set of the server would change.
+std::optional<Batch> stateOfText(Kind kind, const QualifiedName& name,
+                                 const std::vector<const Definition*>& old,
+                                 const std::vector<const Definition*>& now) {
+  if (old.empty()) return std::nullopt;
+  std::vector<std::size_t> lengths;
+  for (const auto* texts : {&old, &now}) {
+    std::size_t length = 0;
+    for (const Definition* one : *texts) {
+      if (one->state != Definition::State::whole || !isAscii(one->text)) return std::nullopt;
+      length += one->text.size();
+    }
+    if (!texts->empty()) lengths.push_back(length);
+  }
+  std::string list = std::to_string(lengths.front());
+  if (lengths.size() > 1) list += ", " + std::to_string(lengths.back());
+  return stopIf(Statement("exists (select 1 from syscomments where id = " + idOf(name) +
+                          "\n    having sum(char_length(text)) not in (" + list + "))"),
+                "the text of " + titleOf(kind, shown(name)) +
+                    " is not what it was when this script was made");
+}
+
+template <class Record>
+std::optional<Batch> stateOfRecord(const Change& change) {
+  const auto* old = was<Record>(change);
+  const auto* now = is<Record>(change);
+  if (old == nullptr) return std::nullopt;
+  std::vector<const Definition*> before{&old->definition}, after;
+  if (now != nullptr) after.push_back(&now->definition);
+  return stateOfText(change.kind, old->name, before, after);
+}
+
+/// Those of a group are one object.
+std::optional<Batch> stateOfProcedures(const Planner& planner, const Change& change) {
+  const auto* one =
+      was<Procedure>(change) != nullptr ? was<Procedure>(change) : is<Procedure>(change);
+  const auto textsOf = [](const std::vector<const Procedure*>& procedures) {
+    std::vector<const Definition*> texts;
+    texts.reserve(procedures.size());
+    for (const Procedure* each : procedures) texts.push_back(&each->definition);
+    return texts;
+  };
+  return stateOfText(change.kind, one->name, textsOf(planner.groupsOfTarget().named(one->name)),
+                     textsOf(planner.groupsOfSource().named(one->name)));
+}
+
+}  // namespace
+
+std::optional<Batch> stateOf(const Planner& planner, const Change& change) {
+  if (change.kind == Kind::table) return stateOfTable(change);
+  // A server keeps a text as it was sent, which is not always what stands in a file.
+  if (planner.target().server.embedded) return std::nullopt;
+  switch (change.kind) {
+    case Kind::view:
+      return stateOfRecord<View>(change);
+    case Kind::function:
+      return stateOfRecord<Function>(change);
+    case Kind::rule:
+      return stateOfRecord<Rule>(change);
+    case Kind::defaultObject:
+      return stateOfRecord<Default>(change);
+    case Kind::procedure:
+      return stateOfProcedures(planner, change);
+    default:
+      return std::nullopt;
+  }
+}
+
+}  // namespace kelvane::change_script
