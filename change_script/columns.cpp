@@ -26,12 +26,6 @@ class ColumnPlan {
   }
 
  private:
-  ColumnType stored(Writing& writing, const ColumnType& type) {
-    ColumnType base = type;
-    if (const UserType* user = writing.userType(type.type)) base.type = user->base.type;
-    return base;
-  }
-
   /// What the release lacks becomes an omission, not a batch.
   Statement textOf(const Column& column) {
     Statement text;
@@ -68,7 +62,7 @@ class ColumnPlan {
     Column added = column;
     if (needsValue) {
       DefaultValue value;
-      value.text = placeholderOf(stored(planner_.now(), column.type).type);
+      value.text = placeholderOf(planner_.storedNew(column.type).type);
       added.defaultValue = value;
     }
     const Statement text = textOf(added);
@@ -85,6 +79,7 @@ class ColumnPlan {
     planner_.step(at).copiesData =
         isComputed ? column.materialized : !column.type.nullable || column.type.identity;
     steps_.comes[column.name] = at;
+    planner_.provide(now_.name.name, column.name, at);
     if (column.type.identity) newIdentity_ = at;
     Column bare;
     bare.name = column.name;
@@ -103,7 +98,7 @@ class ColumnPlan {
       } else if (one.label == "rule" || one.label == "access rule") {
         hasBindings = true;
       } else {
-        planner_.omit(difference, "no statement changes it in a table that has rows");
+        planner_.omit(difference, std::string(kOnlyAgain));
       }
     }
     if (hasDefault) planDefault(was, is, difference);
@@ -121,9 +116,9 @@ class ColumnPlan {
   std::optional<std::size_t> planType(const Column& was, const Column& is,
                                       const std::string& difference) {
     const std::vector<Danger> dangers =
-        dangersOf(stored(planner_.old(), was.type), stored(planner_.now(), is.type));
+        dangersOf(planner_.storedOld(was.type), planner_.storedNew(is.type));
     if (!is.computed.isDefault() || std::ranges::count(dangers, Danger::rebuild) != 0) {
-      planner_.omit(difference, "no statement changes it in a table that has rows");
+      planner_.omit(difference, std::string(kOnlyAgain));
       return std::nullopt;
     }
     Column modified;
@@ -136,8 +131,8 @@ class ColumnPlan {
                            {&old_, AlterVerb::modify, text.text(), text.needsQuotedIdentifier(),
                             "exists (" + columnOf(old_, was.name, was.type) + ")"},
                            dangers);
-    const ColumnType from = stored(planner_.old(), was.type);
-    const ColumnType to = stored(planner_.now(), is.type);
+    const ColumnType from = planner_.storedOld(was.type);
+    const ColumnType to = planner_.storedNew(is.type);
     for (const Danger danger : dangers) {
       if (auto check = checkOf(old_.name, was.name, danger, from.type, to.type))
         planner_.check(at, *std::move(check));
@@ -152,7 +147,8 @@ class ColumnPlan {
   void planDefault(const Column& was, const Column& is, const std::string& difference) {
     if (was.defaultValue->text == is.defaultValue->text) return;
     if (is.defaultValue->text == "null" || is.defaultValue->text == "NULL")
-      return planner_.omit(difference, "the statement for it takes the default away");
+      return planner_.omit(
+          difference, "the statement for it takes the default away; " + std::string(kOnlyAgain));
     Statement replace = alter(old_);
     (replace << " replace ").name(was.name)
         << " default " << (is.defaultValue->text.empty() ? "null" : is.defaultValue->text);

@@ -40,7 +40,7 @@ Record withKept(const Record& record, const Record* old, bool keeps) {
 void planDropBefore(Planner& planner, const Change& change, const std::string& difference,
                     std::vector<Batch> drops) {
   if (change.isOnlyInSource()) return planner.dropBefore(change, std::move(drops));
-  planner.add(Stage::dropCompiled, difference, std::move(drops));
+  planner.dropForMade(change, planner.add(Stage::dropCompiled, difference, std::move(drops)));
 }
 
 }  // namespace
@@ -114,8 +114,10 @@ void planProcedure(Planner& planner, const Change& change) {
   if (before.empty()) {
     planner.dropBefore(change, {droppedObject("procedure", name)});
   } else {
-    planner.add(Stage::dropCompiled, difference, {droppedObject("procedure", name)},
-                now == nullptr ? std::vector{Danger::dropObject} : std::vector<Danger>{});
+    planner.dropForMade(
+        change,
+        planner.add(Stage::dropCompiled, difference, {droppedObject("procedure", name)},
+                    now == nullptr ? std::vector{Danger::dropObject} : std::vector<Danger>{}));
   }
   for (const Procedure* one : afterwards) {
     const auto same = std::ranges::find(before, one->number, &Procedure::number);
@@ -139,12 +141,16 @@ void planTrigger(Planner& planner, const Change& object, const Change& part,
     planner.add(Stage::endings, difference, {batchOf(alter)});
     return;
   }
-  planner.add(Stage::dropCompiled, difference,
-              {droppedObject("trigger", old == nullptr ? now->name : old->name)},
-              now == nullptr ? std::vector{Danger::dropObject} : std::vector<Danger>{});
+  const std::size_t drop =
+      planner.add(Stage::dropCompiled, difference,
+                  {droppedObject("trigger", old == nullptr ? now->name : old->name)},
+                  now == nullptr ? std::vector{Danger::dropObject} : std::vector<Danger>{});
   if (now == nullptr) return;
-  planner.add(Stage::triggers, difference,
-              planner.fromSource([&](Writing& writing) { writeTriggers(writing, table, {*now}); }));
+  const std::size_t at = planner.add(
+      Stage::triggers, difference,
+      planner.fromSource([&](Writing& writing) { writeTriggers(writing, table, {*now}); }));
+  planner.needEachOther(drop, at);
+  planner.useText(at, now->definition);
 }
 
 }  // namespace kelvane::change_script

@@ -184,32 +184,17 @@ class PartPlan {
   }
   std::size_t planCreationOf(const Table& table, const Index& index,
                              const std::string& difference) {
-    Table one = emptyLike(table);
-    one.indexes = {index};
-    std::vector<Batch> batches =
-        planner_.fromSource([&](Writing& writing) { writeIndexes(writing, one); });
-    for (Batch& batch : batches) {
-      if (!batch.text.starts_with("create ")) continue;
-      batch.text = "if not exists (" + indexOf(table, index.name) + ")\n    exec(" +
-                   literal(batch.text) + ")";
-    }
+    std::vector<Batch> batches = batchesOf(planner_, table, index);
     const std::size_t at = planner_.add(Stage::indexes, difference, std::move(batches));
     for (const KeyColumn& column : index.columns) {
       if (!column.isExpression) needColumns(at, {column.name});
     }
     creations_.push_back({index.name, false, index.clustered, at});
     if (index.unique) planner_.addKey(table, index, at);
+    Table one = emptyLike(table);
+    one.indexes = {index};
     planSettings(one, difference, at);
     return at;
-  }
-
-  /// For one part of it.
-  static Table emptyLike(const Table& table) {
-    Table one;
-    one.name = table.name;
-    one.lock = table.lock;
-    one.segment = table.segment;
-    return one;
   }
 
   static bool isSetting(const AttributeChange& one) {
@@ -346,6 +331,27 @@ class PartPlan {
 };
 
 }  // namespace
+
+Table emptyLike(const Table& table) {
+  Table one;
+  one.name = table.name;
+  one.lock = table.lock;
+  one.segment = table.segment;
+  return one;
+}
+
+std::vector<Batch> batchesOf(Planner& planner, const Table& table, const Index& index) {
+  Table one = emptyLike(table);
+  one.indexes = {index};
+  std::vector<Batch> batches =
+      planner.fromSource([&](Writing& writing) { writeIndexes(writing, one); });
+  for (Batch& batch : batches) {
+    if (!batch.text.starts_with("create ")) continue;
+    batch.text =
+        "if not exists (" + indexOf(table, index.name) + ")\n    exec(" + literal(batch.text) + ")";
+  }
+  return batches;
+}
 
 void planParts(const TablePair& pair, const ColumnSteps& columns) {
   PartPlan(pair, columns).plan();

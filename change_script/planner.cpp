@@ -1,12 +1,15 @@
 #include "change_script/planner.h"
 
 #include <algorithm>
+#include <cctype>
 #include <map>
 #include <set>
 #include <span>
+#include <unordered_set>
 #include <utility>
 
 #include "inventory/compare/titles.h"
+#include "inventory/ddl/used_names.h"
 #include "inventory/shown.h"
 
 namespace kelvane::change_script {
@@ -27,6 +30,14 @@ std::string said(const AttributeChange& one) {
   if (!text.empty()) text += ": ";
   const auto value = [](const std::string& shown) { return shown.empty() ? "(none)" : shown; };
   return text + value(one.is) + " -> " + value(one.was);
+}
+
+/// Servers that ignore case are asked no differently: a need too much does no harm.
+std::string lowered(std::string_view text) {
+  std::string all(text);
+  for (char& letter : all)
+    letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+  return all;
 }
 
 /// A name as the key of a table that foreign keys refer to.
@@ -188,6 +199,16 @@ std::size_t Planner::add(Stage stage, std::string difference, std::vector<Batch>
   return at;
 }
 
+ColumnType Planner::stored(const Writing& writing, const ColumnType& type) {
+  ColumnType base = type;
+  if (const UserType* user = writing.userType(type.type)) base.type = user->base.type;
+  return base;
+}
+
+bool Planner::isName(const std::string& owner, const std::string& name) const {
+  return uses_.hasName(owner, name) || usesOfSource_.hasName(owner, name);
+}
+
 bool Planner::takes(Danger danger) const {
   if (options_.allowed.has(danger)) return true;
   return options_.allowed.hasWhereEmpty(danger) && table_ != nullptr &&
@@ -217,6 +238,10 @@ void Planner::planReferencesTo(const Table& table, const ForeignKey& key, std::s
   const std::size_t at = planCreation(*this, table, key, difference);
   needEachOther(drop, at);
   step(drop).needs.push_back(keyDrop);
+}
+
+void Planner::provide(const std::string& object, const std::string& column, std::size_t step) {
+  provided_[lowered(object)].push_back({lowered(column), step});
 }
 
 void Planner::addKey(const Table& table, const IndexStorage& key, std::size_t step) {
@@ -280,6 +305,56 @@ void Planner::needEnds() {
   }
 }
 
+/// What is dropped comes back with all that belongs to it, or stays.
+void Planner::linkMade(const ScriptedObject& object, std::size_t first, const Texts& texts) {
+  const std::vector<Step>& steps = script_.steps;
+  std::size_t creation = first;
+  while (creation < steps.size() && steps[creation].stage != Stage::compiled) ++creation;
+  if (creation == steps.size()) return;
+  for (std::size_t at = first; at < steps.size(); ++at) {
+    if (at != creation) step(at).needs.push_back(creation);
+  }
+  if (const auto drop = dropsForMade_.find({object.kind, object.name}); drop != dropsForMade_.end())
+    needEachOther(drop->second, creation);
+  const auto found = texts.find({object.kind, object.name});
+  if (found == texts.end()) return;
+  for (const Definition* text : found->second) useText(creation, *text);
+  // Procedures may call what is missing.
+  if (object.kind != Kind::procedure)
+    provide(object.name.substr(object.name.find('.') + 1), {}, creation);
+}
+
+Planner::Texts Planner::textsOfMade() const {
+  Texts texts;
+  const auto add = [&](Kind kind, const auto& records) {
+    for (const auto& one : records) texts[{kind, shown(one.name)}].push_back(&one.definition);
+  };
+  add(Kind::view, made_.views);
+  add(Kind::function, made_.functions);
+  add(Kind::procedure, made_.procedures);
+  return texts;
+}
+
+/// A text that names what a step makes cannot be made without it.
+void Planner::needProvided() {
+  for (const auto& [at, text] : usingTexts_) {
+    std::vector<const std::vector<Provided>*> objects;
+    forEachObject(text->text, text->quotedIdentifier, [&](const UsedObject& used) {
+      const auto found = provided_.find(lowered(used.name));
+      if (found != provided_.end()) objects.push_back(&found->second);
+    });
+    if (objects.empty()) continue;
+    std::unordered_set<std::string> names{""};
+    forEachName(text->text, text->quotedIdentifier,
+                [&](std::string_view name) { names.insert(lowered(name)); });
+    for (const auto* provided : objects) {
+      for (const Provided& one : *provided) {
+        if (one.step != at && names.contains(one.column)) step(at).needs.push_back(one.step);
+      }
+    }
+  }
+}
+
 /// What is made whole is written as a database is; types are there to be found by columns.
 void Planner::planMade() {
   made_.server = source_.server;
@@ -289,6 +364,7 @@ void Planner::planMade() {
     if (!isMade.contains(shown(type.name))) made_.types.push_back(type);
   }
   Script script = scriptOf(made_, options_.release);
+  const Texts texts = textsOfMade();
   for (ScriptedObject& object : script.objects) {
     if (object.kind == Kind::type && !isMade.contains(object.name)) continue;
     const auto reason = reasons_.find({object.kind, object.name});
@@ -301,8 +377,10 @@ void Planner::planMade() {
         batches = std::move(drops.mapped());
       batches.push_back(std::move(batch));
     }
+    const std::size_t first = script_.steps.size();
     for (auto& [stage, batches] : stages)
       add(stage, reason == reasons_.end() ? object.name : reason->second, std::move(batches));
+    linkMade(object, first, texts);
   }
   for (Omission& one : script.omissions) script_.omissions.push_back(std::move(one));
 }
@@ -391,6 +469,18 @@ void Planner::keepOnly(const std::vector<std::size_t>& standsFor) {
   steps = std::move(kept);
 }
 
+/// A table that has another name meanwhile cannot be asked.
+void Planner::guardByRenames(Batch& batch) const {
+  std::string condition;
+  for (const auto& [shown, one] : renamed_) {
+    Statement name;
+    name.name(one.table);
+    if (batch.text.find("from " + name.text() + " ") == std::string::npos) continue;
+    condition += (condition.empty() ? "if " : " and ") + idOf(one.table) + " is not null";
+  }
+  if (!condition.empty()) batch.text = condition + "\n    exec(" + literal(batch.text) + ")";
+}
+
 void Planner::addChecks() {
   std::set<std::string> texts;
   for (RowCheck& one : checks_) {
@@ -398,6 +488,7 @@ void Planner::addChecks() {
     if (!of.isAllowed || !texts.insert(one.batch.text).second) continue;
     begin(of.kind, of.object);
     const std::string difference = of.difference;
+    guardByRenames(one.batch);
     add(Stage::checks, difference, {std::move(one.batch)});
   }
 }
@@ -448,6 +539,7 @@ ChangeScript Planner::plan() {
   }
   needKeys();
   needEnds();
+  needProvided();
   forbidWhatNeeds();
   addStates();
   addChecks();

@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "change_script/alter_clauses.h"
+#include "change_script/object_uses.h"
 #include "change_script/plan.h"
 #include "change_script/steps.h"
-#include "change_script/target_uses.h"
 #include "inventory/compare/changes.h"
 #include "inventory/ddl/writing.h"
 #include "inventory/shown.h"
@@ -28,6 +28,10 @@ using inventory::Kind;
 using inventory::Statement;
 using inventory::Table;
 
+/// The reason where there is no statement for a difference.
+inline constexpr std::string_view kOnlyAgain =
+    "no statement changes it; --allow rebuild makes the table again";
+
 class Planner {
  public:
   Planner(const inventory::Database& source, const inventory::Database& target,
@@ -39,6 +43,7 @@ class Planner {
         now_(source, options.release),
         old_(target, options.release),
         uses_(target),
+        usesOfSource_(source),
         groupsOfSource_(source),
         groupsOfTarget_(target) {}
 
@@ -46,13 +51,34 @@ class Planner {
 
   const inventory::Database& source() const { return source_; }
   const inventory::Database& target() const { return target_; }
-  const TargetUses& uses() const { return uses_; }
+  const ObjectUses& uses() const { return uses_; }
   const ProcedureGroups& groupsOfSource() const { return groupsOfSource_; }
   const ProcedureGroups& groupsOfTarget() const { return groupsOfTarget_; }
   bool has(inventory::TargetRelease since) const { return now_.has(since); }
   inventory::Writing& now() { return now_; }
   inventory::Writing& old() { return old_; }
   bool allows(Danger danger) const { return options_.allowed.has(danger); }
+
+  /// Marks a table that has another name while it is made again.
+  void rename(const inventory::QualifiedName& table, inventory::QualifiedName meanwhile) {
+    renamed_.emplace(inventory::shown(table), Renamed{table, std::move(meanwhile)});
+  }
+  const inventory::QualifiedName* nameMeanwhile(const inventory::QualifiedName& table) const {
+    const auto found = renamed_.find(inventory::shown(table));
+    return found == renamed_.end() ? nullptr : &found->second.meanwhile;
+  }
+
+  /// What a user-defined type is stored as.
+  inventory::ColumnType storedNew(const inventory::ColumnType& type) const {
+    return stored(now_, type);
+  }
+  inventory::ColumnType storedOld(const inventory::ColumnType& type) const {
+    return stored(old_, type);
+  }
+  /// Whether either side has an object of this name.
+  bool isName(const std::string& owner, const std::string& name) const;
+  /// Whether steps with this danger are done for the object that is being planned.
+  bool takes(Danger danger) const;
 
   /// What is made whole, new or again, for which `difference` is the reason.
   inventory::Database& made() { return made_; }
@@ -79,6 +105,7 @@ class Planner {
   std::size_t addClause(std::string difference, AlterClause clause, std::vector<Danger> dangers);
   /// Runs before all steps where the step is done, and stops the script.
   void check(std::size_t step, Batch batch) { checks_.push_back({step, std::move(batch)}); }
+  std::size_t count() const { return script_.steps.size(); }
   Step& step(std::size_t at) { return script_.steps[at]; }
   void omit(std::string what, std::string reason) {
     script_.omissions.push_back({std::move(what), std::move(reason)});
@@ -118,6 +145,17 @@ class Planner {
     step(other).needs.push_back(one);
   }
 
+  /// The step makes a column of a table, or with none the table, view or function itself.
+  void provide(const std::string& object, const std::string& column, std::size_t step);
+  /// The step makes something whose text may use what other steps provide.
+  void useText(std::size_t step, const inventory::Definition& text) {
+    usingTexts_.push_back({step, &text});
+  }
+  /// What the step drops is made again.
+  void dropForMade(const Change& change, std::size_t step) {
+    dropsForMade_.emplace(std::pair(change.kind, change.name), step);
+  }
+
   /// After the step the record of the target is another one, or gone.
   void end(const void* record, std::size_t step) { ends_[record].push_back(step); }
   /// Something is in the way of the step until the first of the records that ends has ended: a
@@ -127,7 +165,8 @@ class Planner {
   }
 
  private:
-  bool takes(Danger danger) const;
+  static inventory::ColumnType stored(const inventory::Writing& writing,
+                                      const inventory::ColumnType& type);
   template <class Write>
   std::vector<Batch> taken(inventory::Writing& writing, Write& write) {
     writing.begin(kind_, object_, {object_});
@@ -135,14 +174,19 @@ class Planner {
     return writing.takeBatches();
   }
   void planMade();
+  using Texts = std::map<std::pair<Kind, std::string>, std::vector<const inventory::Definition*>>;
+  Texts textsOfMade() const;
+  void linkMade(const inventory::ScriptedObject& object, std::size_t first, const Texts& texts);
   void planReferencesToDroppedKeys();
   void planReferencesTo(const Table& table, const inventory::ForeignKey& key, std::size_t keyDrop);
   void needKeys();
   void needEnds();
+  void needProvided();
   void forbidWhatNeeds();
   void mergeClauses();
   void keepOnly(const std::vector<std::size_t>& standsFor);
   void addChecks();
+  void guardByRenames(Batch& batch) const;
   void addStates();
   void settle();
 
@@ -151,7 +195,7 @@ class Planner {
   const std::vector<Change>& changes_;
   const PlanOptions& options_;
   inventory::Writing now_, old_;
-  TargetUses uses_;
+  ObjectUses uses_, usesOfSource_;
   ProcedureGroups groupsOfSource_, groupsOfTarget_;
   Kind kind_ = Kind::database;
   std::string object_;
@@ -176,6 +220,21 @@ class Planner {
   std::unordered_map<const void*, std::vector<std::size_t>> ends_;
   std::vector<InTheWay> inTheWay_;
   std::map<std::size_t, AlterClause> clauses_;  // by the step
+  struct Provided {
+    std::string column;
+    std::size_t step;
+  };
+  std::unordered_map<std::string, std::vector<Provided>> provided_;
+  struct UsingText {
+    std::size_t step;
+    const inventory::Definition* text;
+  };
+  std::vector<UsingText> usingTexts_;
+  std::map<std::pair<Kind, std::string>, std::size_t> dropsForMade_;
+  struct Renamed {
+    inventory::QualifiedName table, meanwhile;
+  };
+  std::map<std::string, Renamed> renamed_;
   struct RowCheck {
     std::size_t step;
     Batch batch;

@@ -48,13 +48,20 @@ std::string columnsOf(const Change& change, const Table& old) {
   return text + types;
 }
 
-std::optional<Batch> stateOfTable(const Change& change) {
+std::optional<Batch> stateOfTable(const Planner& planner, const Change& change) {
   const auto* old = was<Table>(change);
   if (old == nullptr) return std::nullopt;
-  // A table that goes may be gone.
   const std::string id = idOf(old->name);
-  std::string text = change.isOnlyInTarget() ? id + " is not null and (" : id + " is null\n    or ";
-  text += columnsOf(change, *old) + (change.isOnlyInTarget() ? ")" : "");
+  const std::string columns = columnsOf(change, *old);
+  std::string text;
+  if (change.isOnlyInTarget()) {
+    text = id + " is not null and (" + columns + ")";  // it may have gone
+  } else if (const QualifiedName* meanwhile = planner.nameMeanwhile(old->name)) {
+    text = id + " is null and " + idOf(*meanwhile) + " is null\n    or " + id +
+           " is not null and (" + columns + ")";
+  } else {
+    text = id + " is null\n    or " + columns;
+  }
   return stopIf(Statement(text), "the columns of table " + shown(old->name) +
                                      " are not what they were when this script was made");
 }
@@ -112,7 +119,7 @@ std::optional<Batch> stateOfProcedures(const Planner& planner, const Change& cha
 }  // namespace
 
 std::optional<Batch> stateOf(const Planner& planner, const Change& change) {
-  if (change.kind == Kind::table) return stateOfTable(change);
+  if (change.kind == Kind::table) return stateOfTable(planner, change);
   // A server keeps a text as it was sent, which is not always what stands in a file.
   if (planner.target().server.embedded) return std::nullopt;
   switch (change.kind) {

@@ -24,8 +24,10 @@ enum class Stage : std::uint8_t {
   dropIndexes,     ///< indexes, constraints, checks
   settings,
   principals,
-  values,  ///< defaults, rules, types, encryption keys
+  values,   ///< defaults, rules, types, encryption keys
+  renames,  ///< of tables that are made again
   tables,
+  copies,  ///< of the rows of tables that are made again
   columns,
   indexes,     ///< and the constraints that they enforce, checks
   references,  ///< foreign keys, logical keys

@@ -32,6 +32,22 @@ ColumnSteps planColumns(const TablePair& pair);
 /// Constraints and indexes, and what stands on columns that change.
 void planParts(const TablePair& pair, const ColumnSteps& columns);
 
+/// Makes the table again, where that is needed and allowed; otherwise nothing is planned.
+bool planRebuild(const TablePair& pair);
+/// Whether the columns have the source's order when those that are new come last.
+bool keepsOrder(const Table& old, const Table& now);
+/// Whether there is a statement for an attribute of a table.
+bool isAlterable(const inventory::AttributeChange& one);
+/// The table with all that belongs to it; what makes the table itself, which runs only where
+/// `whether` holds ("object_id('dbo.a') is null and ") and where it is missing.
+std::size_t planNewTable(Planner& planner, const Table& table, const std::string& difference,
+                         const std::string& whether = {});
+
+/// An index where it is missing, and what belongs to it.
+std::vector<Batch> batchesOf(Planner& planner, const Table& table, const inventory::Index& index);
+/// For one part of it.
+Table emptyLike(const Table& table);
+
 /// "alter table dbo.t"
 Statement alter(const Table& table);
 

@@ -23,7 +23,9 @@ constexpr StageRow kStages[] = {
     {Stage::settings, "settings"},
     {Stage::principals, "groups, roles and users"},
     {Stage::values, "defaults, rules and types"},
+    {Stage::renames, "tables that are made again"},
     {Stage::tables, "tables"},
+    {Stage::copies, "rows of tables that are made again"},
     {Stage::columns, "columns"},
     {Stage::indexes, "indexes and constraints"},
     {Stage::references, "foreign keys"},
@@ -94,8 +96,9 @@ void write(const ChangeScript& script, const Head& head, std::ostream& out) {
   out << '\n';
   // One object, so that the session is switched where a batch asks for it.
   inventory::ScriptedObject all{inventory::Kind::database, {}, {}, {}};
-  const bool copies = std::ranges::any_of(
-      script.steps, [](const Step& step) { return step.isAllowed && step.copiesData; });
+  const bool copies = std::ranges::any_of(script.steps, [](const Step& step) {
+    return step.isAllowed && step.copiesData && step.stage == Stage::columns;
+  });
   if (!head.database.empty()) {
     all.batches.push_back(comment("if db_name() != " + inventory::literal(head.database) + "\n" +
                                   stopping("this script is for the database " + head.database)));

@@ -1,4 +1,4 @@
-// What of the target uses defaults, rules, types and keys, and what belongs to whom: found once,
+// What of a database uses defaults, rules, types and keys, and what belongs to whom: found once,
 // not anew for each object that changes.
 //
 // Lifetime: the database outlives it unmoved. Threading: plain values.
@@ -6,6 +6,7 @@
 
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "inventory/records.h"
@@ -17,9 +18,9 @@ struct UsingColumn {
   const inventory::Column* column;
 };
 
-class TargetUses {
+class ObjectUses {
  public:
-  explicit TargetUses(const inventory::Database& target);
+  explicit ObjectUses(const inventory::Database& database);
 
   /// Columns to which the default or rule is bound, or that are encrypted with the key.
   const std::vector<UsingColumn>& columnsWith(const inventory::QualifiedName& object) const;
@@ -28,8 +29,9 @@ class TargetUses {
   /// Types to which a default or rule is bound.
   const std::vector<const inventory::UserType*>& typesWith(
       const inventory::QualifiedName& object) const;
-  /// None: the target has no such table.
+  /// None: there is no such table.
   const inventory::Table* table(const std::string& owner, const std::string& name) const;
+  bool hasName(const std::string& owner, const std::string& name) const;
   const std::vector<const void*>& recordsOf(const std::string& owner) const;
   const std::vector<const inventory::User*>& usersOf(const std::string& group) const;
 
@@ -40,6 +42,7 @@ class TargetUses {
   ByName<const inventory::UserType*> types_;
   std::unordered_map<std::string, const inventory::Table*> tables_;
   ByName<const void*> records_;
+  std::unordered_set<std::string> names_;
   ByName<const inventory::User*> users_;
 };
 

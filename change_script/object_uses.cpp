@@ -1,4 +1,4 @@
-#include "change_script/target_uses.h"
+#include "change_script/object_uses.h"
 
 #include "inventory/shown.h"
 
@@ -16,8 +16,8 @@ const typename Map::mapped_type& found(const Map& map, const std::string& name) 
 
 }  // namespace
 
-TargetUses::TargetUses(const Database& target) {
-  for (const Table& table : target.tables) {
+ObjectUses::ObjectUses(const Database& database) {
+  for (const Table& table : database.tables) {
     tables_.emplace(shown(table.name), &table);
     for (const Column& column : table.columns) {
       for (const QualifiedName& bound :
@@ -32,41 +32,47 @@ TargetUses::TargetUses(const Database& target) {
         columns_[shown(QualifiedName{key.owner, key.name})].push_back({&table, &column});
     }
   }
-  for (const UserType& type : target.types) {
+  for (const UserType& type : database.types) {
     for (const QualifiedName& bound : {type.defaultValue, type.rule, type.accessRule}) {
       if (bound != QualifiedName{}) types_[shown(bound)].push_back(&type);
     }
   }
-  for (const User& user : target.users) users_[user.group].push_back(&user);
+  for (const User& user : database.users) users_[user.group].push_back(&user);
   const auto addAll = [&](const auto& records) {
-    for (const auto& one : records) records_[one.name.owner].push_back(&one);
+    for (const auto& one : records) {
+      records_[one.name.owner].push_back(&one);
+      names_.insert(shown(one.name));
+    }
   };
-  addAll(target.tables);
-  addAll(target.views);
-  addAll(target.procedures);
-  addAll(target.functions);
-  addAll(target.rules);
-  addAll(target.defaults);
-  addAll(target.types);
+  addAll(database.tables);
+  addAll(database.views);
+  addAll(database.procedures);
+  addAll(database.functions);
+  addAll(database.rules);
+  addAll(database.defaults);
+  addAll(database.types);
 }
 
-const std::vector<UsingColumn>& TargetUses::columnsWith(const QualifiedName& object) const {
+const std::vector<UsingColumn>& ObjectUses::columnsWith(const QualifiedName& object) const {
   return found(columns_, shown(object));
 }
-const std::vector<UsingColumn>& TargetUses::columnsOfType(const QualifiedName& type) const {
+const std::vector<UsingColumn>& ObjectUses::columnsOfType(const QualifiedName& type) const {
   return found(columnsOfTypes_, shown(type));
 }
-const std::vector<const UserType*>& TargetUses::typesWith(const QualifiedName& object) const {
+const std::vector<const UserType*>& ObjectUses::typesWith(const QualifiedName& object) const {
   return found(types_, shown(object));
 }
-const Table* TargetUses::table(const std::string& owner, const std::string& name) const {
+const Table* ObjectUses::table(const std::string& owner, const std::string& name) const {
   const auto one = tables_.find(shown(QualifiedName{owner, name}));
   return one == tables_.end() ? nullptr : one->second;
 }
-const std::vector<const void*>& TargetUses::recordsOf(const std::string& owner) const {
+bool ObjectUses::hasName(const std::string& owner, const std::string& name) const {
+  return names_.contains(shown(QualifiedName{owner, name}));
+}
+const std::vector<const void*>& ObjectUses::recordsOf(const std::string& owner) const {
   return found(records_, owner);
 }
-const std::vector<const User*>& TargetUses::usersOf(const std::string& group) const {
+const std::vector<const User*>& ObjectUses::usersOf(const std::string& group) const {
   return found(users_, group);
 }
 
