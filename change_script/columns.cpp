@@ -126,11 +126,14 @@ class ColumnPlan {
     modified.type = is.type;
     const Statement text = textOf(modified);
     // A modification that changes nothing is an error.
+    const auto* const freed = planner_.freed(was);
+    const ColumnType& before = freed == nullptr ? was.type : freed->type;
     const std::size_t at =
         planner_.addClause(difference,
                            {&old_, AlterVerb::modify, text.text(), text.needsQuotedIdentifier(),
-                            "exists (" + columnOf(old_, was.name, was.type) + ")"},
+                            "exists (" + columnOf(old_, was.name, before) + ")"},
                            dangers);
+    if (freed != nullptr) planner_.needEachOther(freed->step, at);
     const ColumnType from = planner_.storedOld(was.type);
     const ColumnType to = planner_.storedNew(is.type);
     for (const Danger danger : dangers) {

@@ -309,7 +309,8 @@ void Planner::needEnds() {
 void Planner::linkMade(const ScriptedObject& object, std::size_t first, const Texts& texts) {
   const std::vector<Step>& steps = script_.steps;
   std::size_t creation = first;
-  while (creation < steps.size() && steps[creation].stage != Stage::compiled) ++creation;
+  const Stage stage = object.kind == Kind::type ? Stage::values : Stage::compiled;
+  while (creation < steps.size() && steps[creation].stage != stage) ++creation;
   if (creation == steps.size()) return;
   for (std::size_t at = first; at < steps.size(); ++at) {
     if (at != creation) step(at).needs.push_back(creation);
@@ -528,6 +529,7 @@ void Planner::settle() {
 }
 
 ChangeScript Planner::plan() {
+  planRemadeTypes();
   for (const Change& change : changes_) {
     begin(change);
     planObject(*this, change);

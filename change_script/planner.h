@@ -68,6 +68,16 @@ class Planner {
     return found == renamed_.end() ? nullptr : &found->second.meanwhile;
   }
 
+  /// A column that has the base of its type while the type is made again, and the step for it.
+  struct FreedColumn {
+    inventory::ColumnType type;
+    std::size_t step;
+  };
+  const FreedColumn* freed(const inventory::Column& column) const {
+    const auto found = freed_.find(&column);
+    return found == freed_.end() ? nullptr : &found->second;
+  }
+
   /// What a user-defined type is stored as.
   inventory::ColumnType storedNew(const inventory::ColumnType& type) const {
     return stored(now_, type);
@@ -173,6 +183,9 @@ class Planner {
     write(writing);
     return writing.takeBatches();
   }
+  void planRemadeTypes();
+  void planFreedColumn(const Table& table, const inventory::Column& column,
+                       const inventory::UserType& type, std::size_t drop);
   void planMade();
   using Texts = std::map<std::pair<Kind, std::string>, std::vector<const inventory::Definition*>>;
   Texts textsOfMade() const;
@@ -192,7 +205,7 @@ class Planner {
 
   const inventory::Database& source_;
   const inventory::Database& target_;
-  const std::vector<Change>& changes_;
+  std::vector<Change> changes_;
   const PlanOptions& options_;
   inventory::Writing now_, old_;
   ObjectUses uses_, usesOfSource_;
@@ -235,6 +248,7 @@ class Planner {
     inventory::QualifiedName table, meanwhile;
   };
   std::map<std::string, Renamed> renamed_;
+  std::unordered_map<const inventory::Column*, FreedColumn> freed_;
   struct RowCheck {
     std::size_t step;
     Batch batch;

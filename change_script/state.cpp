@@ -21,7 +21,7 @@ std::string listed(const std::vector<std::string>& names) {
 }
 
 /// Columns that the script takes away or adds may be there or not; others must be.
-std::string columnsOf(const Change& change, const Table& old) {
+std::string columnsOf(const Planner& planner, const Change& change, const Table& old) {
   std::vector<std::string> known, stay;
   for (const Column& column : old.columns) known.push_back(column.name);
   stay = known;
@@ -35,8 +35,13 @@ std::string columnsOf(const Change& change, const Table& old) {
     if (before == nullptr || after == nullptr || before->type == after->type ||
         !before->computed.isDefault() || !after->computed.isDefault())
       continue;
-    types += "\n    or not exists (" + columnOf(old, before->name, before->type) +
-             ")\n    and not exists (" + columnOf(old, after->name, after->type) + ")";
+    std::vector<ColumnType> states{before->type, after->type};
+    if (const auto* freed = planner.freed(*before)) states.push_back(freed->type);
+    std::string_view separator = "\n    or ";
+    for (const ColumnType& state : states) {
+      types += std::string(separator) + "not exists (" + columnOf(old, before->name, state) + ")";
+      separator = "\n    and ";
+    }
   }
   const std::string from = "from syscolumns\n        where id = " + idOf(old.name) + " and name ";
   // Expressions of indexes are hidden columns.
@@ -52,7 +57,7 @@ std::optional<Batch> stateOfTable(const Planner& planner, const Change& change) 
   const auto* old = was<Table>(change);
   if (old == nullptr) return std::nullopt;
   const std::string id = idOf(old->name);
-  const std::string columns = columnsOf(change, *old);
+  const std::string columns = columnsOf(planner, change, *old);
   std::string text;
   if (change.isOnlyInTarget()) {
     text = id + " is not null and (" + columns + ")";  // it may have gone

@@ -84,14 +84,7 @@ void planType(Planner& planner, const Change& change) {
     planner.made().types.push_back(*now);
     return planner.describeMade(change, difference);
   }
-  if (old->base != now->base) {
-    const bool isUsed = !planner.uses().columnsOfType(old->name).empty();
-    if (isUsed)
-      return planner.omit(difference, "columns use the type: give them another one first");
-    planner.add(Stage::dropIndexes, difference, {drop()});
-    planner.made().types.push_back(*now);
-    return planner.describeMade(change, difference);
-  }
+  if (old->base != now->base) return;  // see planRemadeTypes
   std::vector<Batch> batches;
   const std::string place = argument({now->name.name}) + ", 'futureonly'";
   const auto bind = [&](std::string_view word, const QualifiedName& from, const QualifiedName& to) {

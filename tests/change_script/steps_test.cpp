@@ -91,6 +91,19 @@ const Case kCases[] = {
      "create table o (a int null)~create view v as select a from o~grant select on v to public",
      "create table o (a int null)~create view v as select a a from o~grant select on v to public",
      "", "grant select on dbo.v to public", "select a from o", ""},
+    {"type in use",
+     "exec sp_addtype code, 'varchar(5)', null~create table t (a code null, b int null)~create "
+     "index i "
+     "on t (a)~create view v as select a from t~create procedure p @a code as select @a~insert t "
+     "values ('x', 1)",
+     "exec sp_addtype code, 'varchar(9)', null~create table t (a code null, b int null)~create "
+     "index i "
+     "on t (a)~create view v as select a from t~create procedure p @a code as select @a",
+     "", "exec sp_droptype 'code'", "select v.a, b from v, t", "x | 1\n"},
+    {"type in use that gets narrow",
+     "exec sp_addtype code, 'varchar(9)', null~create table t (a code null)~insert t values ('x')",
+     "exec sp_addtype code, 'varchar(5)', null~create table t (a code null)", "narrow",
+     "exec sp_droptype 'code'", "select a from t", "x\n"},
     {"column becomes identity",
      "create table t (a numeric(5,0) not null, b varchar(5) null)~insert t values (7, 'x')~insert "
      "t "
