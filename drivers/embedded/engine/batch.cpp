@@ -173,7 +173,11 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
           [&](const SetOption& s) { return simple([&] { settings_.setOption(s); }); },
           [&](const Execute& s) { return plain([&] { calls_.call(s, outcome_); }); },
           [&](const ExecuteImmediate& s) { return plain([&] { calls_.callText(s, outcome_); }); },
-          [&](const Transaction& s) { return simple([&] { settings_.transact(s); }); },
+          [&](const Transaction& s) {
+            return simple([&] {
+              if (!settings_.transact(s)) reporter_.ignored("the end of a transaction without one");
+            });
+          },
           [&](const RollbackTrigger& s) { return plain([&] { rollBackTrigger(s); }); },
           [&](const UseDatabase& s) { return simple([&] { settings_.useDatabase(s); }); },
           [&](const SetUser& s) { return simple([&] { settings_.setUser(s); }); },

@@ -448,6 +448,15 @@ TEST(Batch, RollbacksNameWhatTheyUndo) {
             "0 | 0\n");
 }
 
+TEST(Batch, ATransactionThatIsNotThereHasNoEnd) {
+  Probe probe("create table t (a int)");
+  EXPECT_EQ(probe.ask("commit rollback tran commit tran nosuch rollback tran nosuch set nocount on"
+                      " insert t values (1) rollback select a, @@error, @@trancount from t"),
+            "a |  | \n1 | 0 | 0\n");
+  probe.ask("begin tran insert t values (2) rollback commit");
+  EXPECT_EQ(probe.rows("select a from t"), "1\n");
+}
+
 TEST(Batch, ArithmeticErrorsUndoTheTransaction) {
   Probe probe(
       "create table t (a int)\ngo\ncreate function f (@n int) returns int as "
