@@ -21,6 +21,8 @@ struct SessionOptions {
   /// Whether statements other than `set` are only compiled, or only parsed.
   bool noExec = false, parseOnly = false;
   std::int64_t isolation = 1;
+  /// Whether queries give the columns of their results without rows, and nothing else is done.
+  bool formatOnly = false;
   std::int64_t textSize = 32768;
   std::uint64_t rowLimit = 0;
   std::string identityInsertTable;

@@ -87,6 +87,9 @@ void SessionStatements::setOption(const SetOptionRule& rule, const std::string& 
     case SetEffect::ParseOnly:
       session_.options.parseOnly = on;
       return;
+    case SetEffect::FormatOnly:
+      session_.options.formatOnly = on;
+      return;
     case SetEffect::StringTruncation:
       session_.options.stringRtruncation = on;
       return;

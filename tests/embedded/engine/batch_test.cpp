@@ -513,6 +513,28 @@ insert t (n) values (2.50)
       "2.2\n7.8\n");
 }
 
+TEST(Batch, FormatsAloneAreGiven) {
+  Probe probe(R"(
+create table t (a int, b varchar(9) null)
+insert t values (1, 'x')
+go
+create procedure p as
+  if exists (select * from t) select a, 1 as n from t else select b from t
+  delete t
+go
+)");
+  EXPECT_EQ(
+      probe.ask("set fmtonly on select * from t exec p exec sp_help t insert t values (2, 'y')"
+                " create table u (a int) declare @v int select @v = 1 / 0 select @v as v"
+                " set fmtonly off"),
+      "a | b\na | n\nb\nv\n");
+  EXPECT_EQ(probe.rows("select count(*), object_id('u') from t"), "1 | -\n");
+  probe.ask("set fmtonly on");
+  EXPECT_EQ(probe.ask("select a from t", ado::kForwardOnly), "a\n");
+  EXPECT_EQ(probe.ask("insert t values (3, 'z') insert t values (3, 'z')"), "(closed)\n");
+  EXPECT_EQ(probe.rows("set fmtonly off select count(*) from t"), "1\n");
+}
+
 TEST(Batch, NothingRunsWithoutExecution) {
   Probe probe("create table t (a int)");
   EXPECT_EQ(probe.ask("set noexec on"), "(closed)\n");

@@ -419,7 +419,7 @@ create table t (a int)
 go
 alter role r drop passwd
 set role r with passwd 'secret' on
-set fmtonly off
+set flushmessage off
 select a from t holdlock order by a compute sum(a) at isolation 0 plan '(x)'
 waitfor delay '0:0:1'
 transfer table t to 'f'
@@ -431,7 +431,7 @@ rollback
       "what 'create role' says behind the name leaves no trace in the catalog and was ignored\n"
       "'alter role' leaves no trace in the catalog and was ignored\n"
       "'set role' leaves no trace in the catalog and was ignored\n"
-      "'set fmtonly' leaves no trace in the catalog and was ignored\n"
+      "'set flushmessage' leaves no trace in the catalog and was ignored\n"
       "'compute' leaves no trace in the catalog and was ignored\n"
       "'holdlock' leaves no trace in the catalog and was ignored\n"
       "'at isolation' leaves no trace in the catalog and was ignored\n"
