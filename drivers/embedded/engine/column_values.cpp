@@ -46,9 +46,10 @@ std::string ColumnValues::omitted(const ColumnInfo& column, std::uint32_t line) 
   if (column.type.identity) {
     const std::string next = "next_identity(" + quotedText(target_.sqliteTable) + ", " +
                              quotedText(quotedName(column.sqliteColumn)) + ")";
-    const TypeKind kind = column.type.kind;
-    const bool isSmall = kind == TypeKind::Tinyint || kind == TypeKind::Smallint;
-    return isSmall ? translator_.assigned({next, intType()}, column.type, line) : next;
+    const bool isNumeric = column.type.precision.has_value();
+    const ColumnType counted =
+        isNumeric ? numericType(38, 0, false) : plainType(TypeKind::Bigint, false);
+    return translator_.assigned({next, counted}, column.type, line);
   }
   if (column.type.kind == TypeKind::Timestamp) return nextTimestamp();
   std::string text;

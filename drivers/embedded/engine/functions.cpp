@@ -1,5 +1,6 @@
 #include "drivers/embedded/engine/functions.h"
 
+#include <limits>
 #include <string>
 
 #include "drivers/embedded/engine/function_families.h"
@@ -24,6 +25,9 @@ std::int64_t nextIdentity(Database& store, Running& running, const std::string& 
     }
     known = {known.last,          0, running.statement, store.totalChanges(), store.rollbacks(),
              running.namesVersion};
+  }
+  if (known.last == std::numeric_limits<std::int64_t>::max()) {
+    throw ServerError(message::arithmeticOverflow, kUnknownLine);
   }
   ++known.given;
   return ++known.last;

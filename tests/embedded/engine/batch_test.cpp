@@ -252,6 +252,34 @@ TEST(Batch, WhatBecomesAnIdentity) {
             "syb_identity | b\n1 | x\n2 | y\n3 | z\n");
 }
 
+TEST(Batch, IdentitiesEndWhereTheirTypeDoes) {
+  Probe probe(R"(
+create table n (id numeric(1,0) identity, b int)
+create table i (id int identity, b int)
+create table w (id bigint identity, b int)
+create table r (b int)
+go
+set identity_insert n on insert n (id, b) values (8, 0) set identity_insert n off
+set identity_insert i on insert i (id, b) values (2147483646, 0) set identity_insert i off
+set identity_insert w on insert w (id, b) values (9223372036854775806, 0) set identity_insert w off
+insert n (b) values (1) insert i (b) values (1) insert w (b) values (1)
+go
+insert r values (1)
+go 10
+)");
+  EXPECT_EQ(
+      probe.refusal("insert n (b) values (2)"),
+      "247: Arithmetic overflow during implicit conversion of NUMERIC value '10' to a NUMERIC "
+      "field.\n");
+  EXPECT_EQ(probe.refusal("insert n (b) select 2").substr(0, 4), "247:");
+  EXPECT_EQ(probe.refusal("insert i (b) values (2)").substr(0, 4), "247:");
+  EXPECT_EQ(probe.refusal("insert w (b) values (2)").substr(0, 5), "3606:");
+  EXPECT_EQ(probe.rows("select max(n.id), max(i.id), max(w.id) from n, i, w"),
+            "9 | 2147483647 | 9223372036854775807\n");
+  EXPECT_EQ(probe.refusal("alter table r add id numeric(1,0) identity").substr(0, 4), "247:");
+  EXPECT_EQ(probe.rows("select count(*) from syscolumns where id = object_id('r')"), "1\n");
+}
+
 TEST(Batch, OptionsThatChangeWhatStatementsDo) {
   Probe probe(R"(
 create table t (a int null)
