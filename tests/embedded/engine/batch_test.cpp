@@ -499,6 +499,26 @@ TEST(Batch, ArithmeticErrorsUndoTheTransaction) {
   EXPECT_EQ(probe.rows("select @@trancount, count(*) from t"), "1 | 1\n");
 }
 
+TEST(Batch, ArithmeticErrorsEndTheBatchOrTheStatement) {
+  Probe probe("create table t (a tinyint null, n numeric(5, 1) null)");
+  constexpr const char* kFail[] = {"insert t (a) values (256)", "declare @v int select @v = 1 / 0",
+                                   "declare @w int select @w = 2147483647 + @@trancount",
+                                   "if log(-1) = 1 print 'x'", "select 1 / 0"};
+  const auto counted = [&](const char* fails) {
+    probe.ask("begin tran insert t (a) values (1)");
+    probe.ask(std::string(fails) + " insert t (a) values (2)");
+    return probe.rows("select @@trancount, count(*) from t where @@trancount >= 0");
+  };
+  for (const char* fails : kFail) EXPECT_EQ(counted(fails), "0 | 0\n") << fails;
+  probe.ask("set arithabort arith_overflow off");
+  for (const char* fails : kFail) {
+    EXPECT_EQ(counted(fails), "1 | 2\n") << fails;
+    probe.ask("rollback");
+  }
+  probe.ask("set arithabort on insert t (n) values (2.29) insert t (n) values (2.2)");
+  EXPECT_EQ(probe.rows("select n from t"), "2.2\n");
+}
+
 TEST(Batch, AssignmentsRefuseWhatTheyWouldLose) {
   Probe probe(R"(
 create table t (n numeric(5, 1) null, m money null, s smallmoney null, d datetime null,
