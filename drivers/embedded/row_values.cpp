@@ -43,9 +43,9 @@ ado::DateTime dateTimeOf(Moment moment, TypeKind kind) {
   const std::int64_t day = dayOf(moment);
   result.days = static_cast<std::int32_t>(day);
   const std::int64_t microseconds = moment - day * kMicrosecondsPerDay;
-  // Clients see the ticks of datetime (1/300 second) in milliseconds.
-  result.nanoseconds =
-      kind == TypeKind::Datetime ? (microseconds + 500) / 1000 * 1'000'000 : microseconds * 1000;
+  // Clients see the ticks of datetime and time (1/300 second) in milliseconds.
+  const bool isTicks = kind == TypeKind::Datetime || kind == TypeKind::Time;
+  result.nanoseconds = isTicks ? (microseconds + 500) / 1000 * 1'000'000 : microseconds * 1000;
   if (kind == TypeKind::Date) result.parts = ado::DateTime::Parts::dateOnly;
   if (kind == TypeKind::Time || kind == TypeKind::Bigtime) {
     result.parts = ado::DateTime::Parts::timeOnly;

@@ -41,8 +41,7 @@ SqlValue Translator::unary(const Unary& unary, const Expr& expr, const Scope* sc
   if (const std::int64_t most = largestUnsigned(operand.type.kind); most != 0) {
     if (complement) return {"(" + std::to_string(most) + " - " + operand.sql + ")", operand.type};
     const ColumnType type = intType(operand.type.nullable);
-    const std::string kind = std::to_string(static_cast<int>(type.kind));
-    return {"in_range(-" + operand.sql + ", " + kind + ")", type};
+    return {within("-" + operand.sql, type.kind), type};
   }
   if (complement && operand.type.kind == TypeKind::Ubigint) {
     return {"unsigned_result('^', " + operand.sql + ", '18446744073709551615')", operand.type};
@@ -50,19 +49,33 @@ SqlValue Translator::unary(const Unary& unary, const Expr& expr, const Scope* sc
   if (operand.type.kind == TypeKind::Ubigint) {
     return {"unsigned_result('-', 0, " + operand.sql + ")", operand.type};
   }
-  if (isWide(operand.type) && !complement) {
+  const TypeKind kind = operand.type.kind;
+  if ((isWide(operand.type) || kind == TypeKind::Smallmoney) && !complement) {
     return {exactly('-', {"0", intType()}, operand, operand.type), operand.type};
   }
   SqlValue result{(complement ? "(~" : "(-") + operand.sql + ")", operand.type};
   result.isLiteral = operand.isLiteral && !complement;
+  // The least integers have no counterpart.
+  if (isInteger(kind) && !complement && !operand.isLiteral) result.sql = within(result.sql, kind);
   return result;
 }
 
+// SQLite's integers have 64 bits, behind which it goes on with floating point.
+std::string Translator::within(const std::string& sql, TypeKind kind) {
+  if (kind == TypeKind::Bigint) return "in_bigint(" + sql + ")";
+  const char* const function = isInteger(kind)         ? "in_range("
+                               : isExactFraction(kind) ? "in_money("
+                                                       : "in_real(";
+  return function + sql + ", " + std::to_string(static_cast<int>(kind)) + ")";
+}
+
 std::string Translator::exactly(char op, const SqlValue& a, const SqlValue& b,
-                                const ColumnType& type) const {
+                                const ColumnType& type) {
   const int scale = scaleOf(type);
-  return std::string("exact('") + op + "', " + a.sql + ", " + b.sql + ", " +
-         std::to_string(precisionOf(type) - scale) + ", " + std::to_string(scale) + ")";
+  const std::string result = std::string("exact('") + op + "', " + a.sql + ", " + b.sql + ", " +
+                             std::to_string(precisionOf(type) - scale) + ", " +
+                             std::to_string(scale) + ")";
+  return type.precision ? result : within(result, type.kind);
 }
 
 SqlValue Translator::concatenation(const SqlValue& left, const SqlValue& right) {
@@ -174,23 +187,16 @@ SqlValue Translator::binary(const Binary& binary, const Expr& expr, const Scope*
   };
   std::string a = number(left), b = number(right);
   if (op == '/' || op == '%') b = "divisor(" + b + ")";
-  if (isExactFraction(type.kind) && op != '%') {
+  if (isExactFraction(type.kind)) {
     return {exactly(op, {a, left.type}, {b, right.type}, type), type};
   }
   if (type.kind == TypeKind::Ubigint) {
     return {"unsigned_result('" + std::string(1, op) + "', " + a + ", " + b + ")", type};
   }
+  if (op == '%' && !isInteger(type.kind)) return {"real_remainder(" + a + ", " + b + ")", type};
   if (op == '/' && !isInteger(type.kind)) a = "CAST(" + a + " AS REAL)";
-  std::string sql = "(" + a + " " + op + " " + b + ")";
-  const bool mayOverflow = op == '+' || op == '-' || op == '*';
-  if (mayOverflow && type.kind == TypeKind::Bigint) {
-    sql = "in_bigint" + sql;
-  } else if (mayOverflow && isInteger(type.kind)) {
-    sql = "in_range(" + sql + ", " + std::to_string(static_cast<int>(type.kind)) + ")";
-  }
-  SqlValue result{std::move(sql), type};
-  result.isLiteral = false;
-  return result;
+  const std::string sql = "(" + a + " " + op + " " + b + ")";
+  return {op == '%' ? sql : within(sql, type.kind), type};
 }
 
 }  // namespace kelvane::embedded

@@ -5,6 +5,7 @@
 
 #include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/convert.h"
+#include "drivers/embedded/engine/decimal.h"
 #include "drivers/embedded/engine/globals.h"
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
@@ -111,7 +112,7 @@ SqlValue Translator::value(const Expr& expr, const Scope* scope) {
   }
   SqlValue result =
       std::visit(Overloaded{
-                     [&](const Literal& e) { return literal(e); },
+                     [&](const Literal& e) { return literal(e, line); },
                      [&](const tsql::Variable& e) { return variable(e, line); },
                      [&](const GlobalVariable& e) { return global(e, line); },
                      [&](const ColumnRef& e) {
@@ -162,9 +163,17 @@ int unitsOfUtf16(std::string_view text) {
   return units;
 }
 
+void requireMoney(const std::string& text, std::uint32_t line) {
+  auto amount = parseDecimal(text);
+  if (amount) amount->round(4);
+  if (!amount || !isMoney(*amount, TypeKind::Money)) {
+    throw ServerError(message::arithmeticOverflow, line);
+  }
+}
+
 }  // namespace
 
-SqlValue Translator::literal(const Literal& literal) {
+SqlValue Translator::literal(const Literal& literal, std::uint32_t line) {
   SqlValue result;
   result.isLiteral = true;
   result.type = intType();
@@ -204,6 +213,7 @@ SqlValue Translator::literal(const Literal& literal) {
         if (bindsNumbers_) result.sql = parameter(Parameter::Source::Number, literal.text);
         break;
       }
+      if (literal.kind == LiteralKind::Money) requireMoney(literal.text, line);
       const Cell cell = exactNumber(literal.text);
       if (const auto* digits = std::get_if<std::string>(&cell)) result.sql = quotedText(*digits);
       if (bindsNumbers_) result.sql = parameter(Parameter::Source::Number, literal.text);
