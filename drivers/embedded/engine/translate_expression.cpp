@@ -45,8 +45,11 @@ std::string shownText(const SqlValue& value) {
   if (value.isLiteral || value.type.nullable || !isFixedWidthText(value.type.kind)) {
     return value.sql;
   }
-  const int width = isUnicode(value.type.kind) ? value.type.length / 2 : value.type.length;
-  return "printf('%-!" + std::to_string(width) + "s', " + value.sql + ")";
+  // The width of unichar counts characters, that of the others bytes.
+  const bool unicode = isUnicode(value.type.kind);
+  const int width = unicode ? value.type.length / 2 : value.type.length;
+  return "printf('%-" + std::string(unicode ? "!" : "") + std::to_string(width) + "s', " +
+         value.sql + ")";
 }
 
 std::string quotedText(std::string_view text) {
