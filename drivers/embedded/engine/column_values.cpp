@@ -1,5 +1,8 @@
 #include "drivers/embedded/engine/column_values.h"
 
+#include <limits>
+
+#include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/typing.h"
 #include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/parser.h"
@@ -13,6 +16,15 @@ namespace {
 
 ServerError nullRefused(const ColumnInfo& column, const WriteTarget& target, std::uint32_t line) {
   return ServerError(message::nullRefused, line, column.name, target.name);
+}
+
+std::int64_t lastIdentity(const ColumnType& type) {
+  constexpr int kMostDigits = std::numeric_limits<std::int64_t>::digits10;
+  if (!type.precision) return integerRange(type.kind).second;
+  if (*type.precision > kMostDigits) return std::numeric_limits<std::int64_t>::max();
+  std::int64_t end = 1;
+  for (int digit = 0; digit < *type.precision; ++digit) end *= 10;
+  return end - 1;
 }
 
 ExprPtr defaultExpression(const std::string& text) {
@@ -44,12 +56,10 @@ std::string ColumnValues::filled(const SqlValue& value, const ColumnInfo& column
 
 std::string ColumnValues::omitted(const ColumnInfo& column, std::uint32_t line) {
   if (column.type.identity) {
-    const std::string next = "next_identity(" + quotedText(target_.sqliteTable) + ", " +
-                             quotedText(quotedName(column.sqliteColumn)) + ")";
-    const bool isNumeric = column.type.precision.has_value();
-    const ColumnType counted =
-        isNumeric ? numericType(38, 0, false) : plainType(TypeKind::Bigint, false);
-    return translator_.assigned({next, counted}, column.type, line);
+    return "next_identity(" + quotedText(target_.sqliteTable) + ", " +
+           quotedText(quotedName(column.sqliteColumn)) + ", " +
+           std::to_string(lastIdentity(column.type)) + ", " +
+           quotedText(shownName(column.type.kind)) + ")";
   }
   if (column.type.kind == TypeKind::Timestamp) return nextTimestamp();
   std::string text;
