@@ -14,6 +14,8 @@ namespace {
 // Of the unsigned types whose values an int may be taken from; 0 for any other type.
 std::int64_t largestUnsigned(TypeKind kind) {
   switch (kind) {
+    case TypeKind::Bit:
+      return 1;
     case TypeKind::Tinyint:
       return 0xff;
     case TypeKind::Usmallint:

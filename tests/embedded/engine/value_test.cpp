@@ -305,6 +305,8 @@ TEST(Value, TheLastValuesOfTypes) {
       {"$5.5 % $2", "1.5000"},
       {"5.5e0 % 2", "1.5"},
       {"-7 % 2", "-1"},
+      {"-convert(bit, 1)", "-1"},
+      {"~convert(bit, 1)", "False"},
   });
 }
 
