@@ -43,9 +43,9 @@ ado::DateTime dateTimeOf(Moment moment, TypeKind kind) {
   const std::int64_t day = dayOf(moment);
   result.days = static_cast<std::int32_t>(day);
   const std::int64_t microseconds = moment - day * kMicrosecondsPerDay;
-  // Clients see the ticks of datetime (1/300 second) in milliseconds.
-  result.nanoseconds =
-      kind == TypeKind::Datetime ? (microseconds + 500) / 1000 * 1'000'000 : microseconds * 1000;
+  // Clients see the ticks of datetime and time (1/300 second) in milliseconds.
+  const bool isTicks = kind == TypeKind::Datetime || kind == TypeKind::Time;
+  result.nanoseconds = isTicks ? (microseconds + 500) / 1000 * 1'000'000 : microseconds * 1000;
   if (kind == TypeKind::Date) result.parts = ado::DateTime::Parts::dateOnly;
   if (kind == TypeKind::Time || kind == TypeKind::Bigtime) {
     result.parts = ado::DateTime::Parts::timeOnly;
@@ -153,11 +153,12 @@ ado::Value ShownColumn::shown(std::string_view text) {
     std::from_chars(text.data(), text.data() + text.size(), value);
     return value;
   }
-  return widened(text, width_);
+  return widened(text);
 }
 
-std::u16string_view ShownColumn::widened(std::string_view utf8, std::size_t width) {
-  if (buffer_.size() < std::max(utf8.size(), width)) buffer_.resize(std::max(utf8.size(), width));
+std::u16string_view ShownColumn::widened(std::string_view utf8) {
+  const std::size_t most = std::max(utf8.size(), width_);
+  if (buffer_.size() < most) buffer_.resize(most);
   // Nearly all texts are ASCII alone, which needs no decoding.
   unsigned bits = 0;
   char16_t* const units = buffer_.data();
@@ -173,7 +174,9 @@ std::u16string_view ShownColumn::widened(std::string_view utf8, std::size_t widt
     size = decoded.size();
     std::ranges::copy(decoded, buffer_.begin());
   }
-  for (; size < width; ++size) buffer_[size] = u' ';
+  // The width of unichar counts characters, that of the others bytes.
+  const std::size_t used = isUnicode(kind_) ? size : utf8.size();
+  for (std::size_t filled = used; filled < width_; ++filled) buffer_[size++] = u' ';
   return {buffer_.data(), size};
 }
 

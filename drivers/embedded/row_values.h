@@ -29,7 +29,7 @@ class ShownColumn {
   ado::Value shown(std::int64_t number) const;
   ado::Value shown(double number) const;
   ado::Value shown(std::string_view text);
-  std::u16string_view widened(std::string_view utf8, std::size_t width);
+  std::u16string_view widened(std::string_view utf8);
 
   Way way_;
   TypeKind kind_;

@@ -143,6 +143,9 @@ void TableChange::fillAddedColumn(const tsql::ColumnDefinition& definition,
                                   const ColumnInfo& column) {
   const std::string& rows = table_.sqliteTable;
   if (column.type.identity) {
+    Statement count = store_.prepare(concat("SELECT count(*) FROM ", rows));
+    count.step();
+    values_.convert(count.cell(0), declaredType(TypeKind::Bigint, {}, {}, false), column.type);
     store_.execute(concat("UPDATE ", rows, " SET ", column.sqliteColumn,
                           " = numbered.n FROM (SELECT rowid AS id, row_number() OVER (ORDER BY"
                           " rowid) AS n FROM ",

@@ -345,6 +345,12 @@ const std::string& Catalog::currentDatabase() const { return databases_->current
 ColumnType Catalog::resolveType(const tsql::DataType& type, const Caller& caller) {
   SystemRecords& records = recordsIn(caller.database);
   const CatalogWriter writer(*this, caller);
+  // A type of release 15, which a catalog of no particular release has no row for.
+  if (!options_.release && type.owner.empty() && type.name == "longsysname") {
+    if (type.length) writer.fail(message::widthNotAllowed, type.name);
+    return declaredType(TypeKind::Varchar, static_cast<int>(options_.longestName()), std::nullopt,
+                        false);
+  }
   // Only the built-in names may come in any case: a user type is as case-sensitive as a table.
   const SystemType* system =
       type.owner.empty() ? findSystemType(tsql::lowerCase(type.name)) : nullptr;

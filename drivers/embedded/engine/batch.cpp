@@ -50,8 +50,8 @@ BatchRun::Flow BatchRun::runList(const StatementList& statements,
     const tsql::Statement& statement = *statements[i];
     const auto* query = std::get_if<SelectStatement>(&statement.node);
     const bool last = i + 1 == statements.size();
-    const bool streams = !isIdle() && stream != nullptr && last && query != nullptr &&
-                         query->query->terms.front().select.into.empty() &&
+    const bool streams = !isIdle() && !session_.options.formatOnly && stream != nullptr && last &&
+                         query != nullptr && query->query->terms.front().select.into.empty() &&
                          query->query->terms.front().select.items.front().variable.empty();
     if (streams) {
       frame_.enter(statement);
@@ -93,6 +93,10 @@ BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
   }
   try {
     session_.server.steps.count();
+    if (session_.options.formatOnly) {
+      describe(statement);
+      return Flow::Next;
+    }
     const Flow flow = runNode(statement);
     for (const std::string& part : ignoredParts(statement)) reporter_.ignored("'" + part + "'");
     return flow;
@@ -105,6 +109,25 @@ BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
                                     : storeRefusal(error, statement.range.line));
   }
   return Flow::Next;
+}
+
+// After `set fmtonly on`: what the statement's results are like. No condition is tested.
+void BatchRun::describe(const tsql::Statement& statement) {
+  std::visit(Overloaded{
+                 [&](const SelectStatement& s) { rows_.describe(s); },
+                 [&](const Declare& s) { frame_.declare(s); },
+                 [&](const Block& s) { runList(s.statements); },
+                 [&](const If& s) {
+                   runStatement(*s.then);
+                   if (s.otherwise) runStatement(*s.otherwise);
+                 },
+                 [&](const While& s) { runStatement(*s.body); },
+                 [&](const SetOption& s) { settings_.setOption(s); },
+                 [&](const UseDatabase& s) { settings_.useDatabase(s); },
+                 [&](const Execute& s) { calls_.call(s, outcome_); },
+                 [](const auto&) {},
+             },
+             statement.node);
 }
 
 BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
@@ -173,7 +196,11 @@ BatchRun::Flow BatchRun::runNode(const tsql::Statement& statement) {
           [&](const SetOption& s) { return simple([&] { settings_.setOption(s); }); },
           [&](const Execute& s) { return plain([&] { calls_.call(s, outcome_); }); },
           [&](const ExecuteImmediate& s) { return plain([&] { calls_.callText(s, outcome_); }); },
-          [&](const Transaction& s) { return simple([&] { settings_.transact(s); }); },
+          [&](const Transaction& s) {
+            return simple([&] {
+              if (!settings_.transact(s)) reporter_.ignored("the end of a transaction without one");
+            });
+          },
           [&](const RollbackTrigger& s) { return plain([&] { rollBackTrigger(s); }); },
           [&](const UseDatabase& s) { return simple([&] { settings_.useDatabase(s); }); },
           [&](const SetUser& s) { return simple([&] { settings_.setUser(s); }); },

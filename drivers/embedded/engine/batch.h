@@ -45,6 +45,7 @@ class BatchRun {
   Flow runList(const tsql::StatementList& statements, std::optional<RowStream>* stream = nullptr);
   Flow runStatement(const tsql::Statement& statement);
   bool isIdle() const;
+  void describe(const tsql::Statement& statement);
   Flow runNode(const tsql::Statement& statement);
   Flow runWhile(const tsql::While& loop);
   void setVariable(const std::string& name, const tsql::Expr& value, std::uint32_t line);

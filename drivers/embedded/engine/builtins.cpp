@@ -330,6 +330,14 @@ bool isFunction(std::string_view name, const CatalogOptions& options) {
   return !rules.empty() && isThere(rules.front(), options);
 }
 
+bool takesWord(std::string_view name, std::size_t argument) {
+  return std::ranges::any_of(rulesOf(name), [&](const FunctionRule& rule) {
+    std::string letters(rule.arguments);
+    std::erase(letters, '?');
+    return argument < letters.size() && letters[argument] == 'w';
+  });
+}
+
 bool isAggregateName(std::string_view name) {
   const auto rules = rulesOf(name);
   return !rules.empty() && rules.front().form == Aggregate;

@@ -77,6 +77,8 @@ const FunctionRule* findFunction(std::string_view name, std::size_t argumentCoun
                                  const CatalogOptions& options);
 /// Whether the release has such a function with any number of arguments.
 bool isFunction(std::string_view name, const CatalogOptions& options);
+/// Whether the argument, the first being 0, is a word that is no value, as the part of dateadd is.
+bool takesWord(std::string_view name, std::size_t argument);
 /// count, sum, avg, ... in any letter case, whatever the release.
 bool isAggregateName(std::string_view name);
 /// Whether a function has the same value whenever it is called with the same arguments; true for

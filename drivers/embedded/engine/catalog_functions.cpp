@@ -26,6 +26,10 @@ void ungroupedColumn(FunctionCall& call) {
 
 void unknownValue(FunctionCall& call) { refuseUnknown(std::string(call.text(0))); }
 
+void rowsAsXml(FunctionCall&) {
+  throw ServerError(message::cannotExecute, kUnknownLine, "select ... for xml");
+}
+
 // sizes
 
 std::optional<ObjectInfo> tableOf(Catalog& catalog, int id) {
@@ -162,6 +166,7 @@ void registerCatalogFunctions(Catalog& catalog, Running& running) {
   Database& store = catalog.store();
   constexpr int kAnyCount = -1;
   store.addFunction("ungrouped_column", 1, FunctionKind::Fixed, ungroupedColumn);
+  store.addFunction("rows_as_xml", 0, FunctionKind::Volatile, rowsAsXml);
   store.addFunction("unknown_value", kAnyCount, FunctionKind::Volatile, unknownValue);
   store.addFunction("new_id", 1, FunctionKind::Volatile, newId);
   store.addFunction("same_timestamp", 2, FunctionKind::Volatile, sameTimestamp);

@@ -83,6 +83,8 @@ Cell toInteger(const Cell& value, const Conversion& c) {
     return number;
   }
   auto digits = decimalOf(value);
+  // Too large for any exact type.
+  if (!digits && std::holds_alternative<double>(value)) c.overflow(textOf(value, c.from, 0));
   const bool isText = isCharacter(c.from.kind);
   if (isText && trimmed(std::get<std::string>(value)).empty()) digits = Decimal{};
   if (!digits || (isText && !digits->fraction.empty())) c.refuse(textOf(value, c.from, 0));
@@ -107,20 +109,10 @@ Cell toInteger(const Cell& value, const Conversion& c) {
   return number;
 }
 
-// The server counts money in ten-thousandths, in 8 bytes or 4.
-bool isMoney(const Decimal& digits, TypeKind kind) {
-  constexpr std::size_t kScale = 4;
-  std::string units = (digits.negative ? "-" : "") + digits.whole + digits.fraction;
-  units.append(kScale - digits.fraction.size(), '0');
-  std::int64_t count = 0;
-  const bool isCount =
-      std::from_chars(units.data(), units.data() + units.size(), count).ec == std::errc();
-  return isCount && (kind != TypeKind::Smallmoney || isInRange(count, TypeKind::Int));
-}
-
 Cell toExactFraction(const Cell& value, const Conversion& c) {
   if (const auto* bytes = std::get_if<Blob>(&value)) return integerOfBytes(*bytes);
   auto digits = decimalOf(value);
+  if (!digits && std::holds_alternative<double>(value)) c.overflow(textOf(value, c.from, 0));
   if (!digits && isCharacter(c.from.kind)) {
     // Money may be written with its sign and thousands.
     std::string text(std::get<std::string>(value));
@@ -156,9 +148,12 @@ Cell toApproximate(const Cell& value, const Conversion& c) {
   } else if (const auto* s = std::get_if<std::string>(&value)) {
     const std::string text(trimmed(*s));
     char* end = nullptr;
+    // Words and hexadecimal digits are numbers to C alone.
+    if (text.find_first_not_of("+-.0123456789eE") != text.npos) c.refuse(text);
     number = std::strtod(text.c_str(), &end);
     if (*end != '\0') c.refuse(text);
   }
+  if (!isReal(number, c.to.kind)) c.overflow(textOf(value, c.from, 0));
   if (c.to.kind == TypeKind::Real) number = static_cast<double>(static_cast<float>(number));
   return number;
 }
@@ -173,24 +168,9 @@ Cell toMoment(const Cell& value, const Conversion& c) {
     if (!parsed) c.refuse(text);
     moment = *parsed;
   }
-  const auto within = [&](const CalendarTime& first, const CalendarTime& end) {
-    if (moment < momentOf(first) || moment >= momentOf(end)) c.overflow(textOf(value, c.from, 0));
-  };
-  switch (c.to.kind) {
-    case TypeKind::Datetime:
-      within({.year = 1753}, {.year = 10000});
-      return roundToTicks(moment);
-    case TypeKind::Smalldatetime:
-      within({.year = 1900}, {.year = 2079, .month = 6, .day = 7});
-      return roundToMinutes(moment);
-    case TypeKind::Date:
-      return dayOf(moment) * kMicrosecondsPerDay;
-    case TypeKind::Time:
-    case TypeKind::Bigtime:
-      return moment - dayOf(moment) * kMicrosecondsPerDay;
-    default:
-      return moment;
-  }
+  const auto stored = storedMoment(moment, c.to.kind);
+  if (!stored) c.overflow(textOf(value, c.from, 0));
+  return *stored;
 }
 
 Cell toBinary(const Cell& value, const Conversion& c) {
@@ -232,6 +212,54 @@ std::string withCommas(std::string text) {
 }
 
 }  // namespace
+
+// The server counts money in ten-thousandths, in 8 bytes or 4.
+bool isMoney(const Decimal& amount, TypeKind kind) {
+  constexpr std::size_t kScale = 4;
+  std::string units = (amount.negative ? "-" : "") + amount.whole + amount.fraction;
+  units.append(kScale - amount.fraction.size(), '0');
+  std::int64_t count = 0;
+  const bool isCount =
+      std::from_chars(units.data(), units.data() + units.size(), count).ec == std::errc();
+  return isCount && (kind != TypeKind::Smallmoney || isInRange(count, TypeKind::Int));
+}
+
+bool isReal(double number, TypeKind kind) {
+  const double most = kind == TypeKind::Real ? double{std::numeric_limits<float>::max()}
+                                             : std::numeric_limits<double>::max();
+  return std::abs(number) <= most;
+}
+
+std::optional<Moment> storedMoment(Moment moment, TypeKind kind) {
+  // What comes behind it would round to the next day.
+  constexpr Moment kLastTick = kMicrosecondsPerSecond / 300 + 1;
+  const auto isWithin = [](Moment value, const CalendarTime& first, const CalendarTime& end) {
+    return value >= momentOf(first) && value < momentOf(end);
+  };
+  const Moment time = moment - dayOf(moment) * kMicrosecondsPerDay;
+  switch (kind) {
+    case TypeKind::Datetime: {
+      constexpr CalendarTime kEnd{.year = 10000};
+      if (!isWithin(moment, {.year = 1753}, kEnd)) return std::nullopt;
+      return roundToTicks(std::min(moment, momentOf(kEnd) - kLastTick));
+    }
+    case TypeKind::Smalldatetime: {
+      const Moment rounded = roundToMinutes(moment);
+      if (!isWithin(rounded, {.year = 1900}, {.year = 2079, .month = 6, .day = 7})) {
+        return std::nullopt;
+      }
+      return rounded;
+    }
+    case TypeKind::Date:
+      return dayOf(moment) * kMicrosecondsPerDay;
+    case TypeKind::Time:
+      return roundToTicks(std::min(time, kMicrosecondsPerDay - kLastTick));
+    case TypeKind::Bigtime:
+      return time;
+    default:
+      return moment;
+  }
+}
 
 bool isInRange(std::int64_t value, TypeKind kind) {
   const auto range = std::ranges::find(kRanges, kind, &IntegerRange::kind);

@@ -6,11 +6,14 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "drivers/embedded/catalog/types.h"
+#include "drivers/embedded/engine/decimal.h"
+#include "drivers/embedded/engine/moment.h"
 #include "drivers/embedded/store/cell.h"
 
 namespace kelvane::embedded {
@@ -40,6 +43,18 @@ Cell convertCell(const Cell& value, const ColumnType& from, const ColumnType& to
 
 /// Whether an integer type other than unsigned bigint has the value.
 bool isInRange(std::int64_t value, TypeKind kind);
+
+/// Whether money, or smallmoney, has room for the amount, which has at most four digits behind the
+/// point.
+bool isMoney(const Decimal& amount, TypeKind kind);
+
+/// Whether float, or real, has room for the number.
+bool isReal(double number, TypeKind kind);
+
+/// The moment as a type stores it: its day, its time of day, or rounded to what the type counts,
+/// which never leads out of the type's range nor, for a time, out of the day. None for a moment
+/// that the type does not have.
+std::optional<Moment> storedMoment(Moment moment, TypeKind kind);
 
 /// A number written out, as a value of an exact type is stored: digits, one point, a sign.
 Cell exactNumber(std::string_view digits);

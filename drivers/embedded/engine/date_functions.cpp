@@ -2,7 +2,9 @@
 
 #include <cstdint>
 #include <limits>
+#include <optional>
 
+#include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/function_families.h"
 #include "drivers/embedded/engine/moment.h"
 
@@ -14,6 +16,17 @@ using tsql::ServerError;
 DatePart partArgument(const FunctionCall& call) { return static_cast<DatePart>(call.integer(0)); }
 
 std::int64_t timeOfDay(std::int64_t moment) { return moment - dayOf(moment) * kMicrosecondsPerDay; }
+
+// (part, count, moment, kind of the result). A time wraps at midnight.
+void dateAdd(FunctionCall& call) {
+  const auto kind = static_cast<TypeKind>(call.integer(3));
+  const auto sum = addParts(call.integer(2), partArgument(call), call.integer(1));
+  const auto stored = sum ? storedMoment(*sum, kind) : std::nullopt;
+  if (!stored) {
+    throw ServerError(message::datetimeOverflow, kUnknownLine, systemType(kind).name);
+  }
+  call.result(*stored);
+}
 
 }  // namespace
 
@@ -28,13 +41,7 @@ void registerDateFunctions(Database& store, Running& running) {
   add("date_name", 2, [](FunctionCall& call) {
     call.result(std::string_view(partName(call.integer(1), partArgument(call))));
   });
-  add("date_add", 3, [](FunctionCall& call) {
-    const auto sum = addParts(call.integer(2), partArgument(call), call.integer(1));
-    if (!sum) {
-      throw ServerError(message::datetimeOverflow, kUnknownLine);
-    }
-    call.result(*sum);
-  });
+  add("date_add", 4, dateAdd);
   add("date_diff", 3, [](FunctionCall& call) {
     const DatePart part = partArgument(call);
     const std::int64_t count = partsBetween(part, call.integer(1), call.integer(2));

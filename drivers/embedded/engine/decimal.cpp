@@ -171,6 +171,7 @@ Cell cellOfNatural(std::uint64_t value) {
 }
 
 Decimal calculated(char op, const Decimal& a, const Decimal& b, std::size_t scale) {
+  if (op == '%') return calculated('-', a, calculated('*', calculated('/', a, b, 0), b, 0), 0);
   std::size_t places = std::max(a.fraction.size(), b.fraction.size());
   const auto aligned = [](const Decimal& value, std::size_t to) {
     return value.whole + value.fraction + std::string(to - value.fraction.size(), '0');

@@ -35,8 +35,8 @@ std::optional<Decimal> decimalOf(const Cell& value);
 Cell cellOf(const Decimal& value);
 Cell cellOfNatural(std::uint64_t value);
 
-/// `op` is one of + - * /. The quotient is cut to `scale`, everything else is exact. The divisor
-/// must not be zero.
+/// `op` is one of + - * / %. The quotient is cut to `scale`, everything else is exact. The divisor
+/// must not be zero; the remainder has the sign of `a`.
 Decimal calculated(char op, const Decimal& a, const Decimal& b, std::size_t scale);
 
 /// A text that sorts as the number does, for up to 38 digits on each side of the point.

@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/decimal.h"
 #include "drivers/embedded/engine/function_families.h"
 
@@ -30,6 +31,15 @@ void exact(FunctionCall& call) {
     throw ServerError(message::arithmeticOverflow, kUnknownLine);
   }
   call.result(cellOf(result));
+}
+
+// (amount, kind)
+void inMoney(FunctionCall& call) {
+  if (call.isNull(0)) return;
+  if (!isMoney(decimalArgument(call, 0), static_cast<TypeKind>(call.integer(1)))) {
+    throw ServerError(message::arithmeticOverflow, kUnknownLine);
+  }
+  call.result(call.cell(0));
 }
 
 void decimalKey(FunctionCall& call) {
@@ -64,6 +74,7 @@ class ExactAggregate final : public Aggregate {
 
 void registerDecimalFunctions(Database& store) {
   store.addFunction("exact", 5, FunctionKind::Fixed, exact);
+  store.addFunction("in_money", 2, FunctionKind::Fixed, inMoney);
   store.addFunction("decimal_key", 1, FunctionKind::Fixed, decimalKey);
   struct Named {
     const char* name;

@@ -1,17 +1,14 @@
 #include "drivers/embedded/engine/definitions.h"
 
 #include <algorithm>
-#include <iterator>
 #include <optional>
 
-#include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/convert.h"
+#include "drivers/embedded/engine/definition_rules.h"
 #include "drivers/embedded/engine/star_expansion.h"
 #include "drivers/embedded/engine/statement_kinds.h"
 #include "drivers/embedded/engine/used_objects.h"
-#include "drivers/embedded/engine/walk.h"
 #include "drivers/embedded/tsql/overloaded.h"
-#include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::embedded {
 
@@ -76,78 +73,6 @@ void Definitions::permission(const Permission& statement, std::string_view text)
 }
 
 namespace {
-
-// A computed column is computed when it is read, which is what the server does unless it is
-// materialized; then only an expression without side conditions gives the same.
-void requireSteady(const ColumnDefinition& column) {
-  if (!column.computed || !column.materialized) return;
-  const bool changes = anyWithin(*column.computed, [](const Expr& part) {
-    const auto* call = as<Call>(part);
-    return as<GlobalVariable>(part) != nullptr ||
-           (call != nullptr && !isSteadyFunction(call->function.name));
-  });
-  if (!changes) return;
-  throw ServerError(message::materializedVaries, column.range.line, column.name);
-}
-
-// Other names than those of columns may be the words of functions.
-void requireValues(const CreateTable& table) {
-  const auto isColumn = [&](const Expr& part) {
-    const auto* name = as<ColumnRef>(part);
-    return name != nullptr && std::ranges::find(table.columns, name->column,
-                                                &ColumnDefinition::name) != table.columns.end();
-  };
-  for (const ColumnDefinition& column : table.columns) {
-    if (!column.defaultClause) continue;
-    if (anyWithin(*column.defaultClause->value, isColumn)) {
-      throw ServerError(message::columnInDefault, column.range.line, column.name);
-    }
-  }
-}
-
-std::vector<const Expr*> checksOf(const std::vector<Constraint>& constraints) {
-  std::vector<const Expr*> checks;
-  for (const Constraint& constraint : constraints) {
-    const auto* check = std::get_if<CheckConstraint>(&constraint.node);
-    if (check != nullptr) checks.push_back(check->condition.get());
-  }
-  return checks;
-}
-
-std::vector<const Expr*> checksOf(const CreateTable& table) {
-  std::vector<const Expr*> checks = checksOf(table.constraints);
-  for (const ColumnDefinition& column : table.columns) {
-    std::ranges::copy(checksOf(column.constraints), std::back_inserter(checks));
-  }
-  return checks;
-}
-
-std::vector<const Expr*> checksOf(const AlterTable& table) {
-  std::vector<const Expr*> checks;
-  for (const AlterAction& action : table.actions) {
-    if (const auto* add = std::get_if<AddColumn>(&action)) {
-      std::ranges::copy(checksOf(add->column.constraints), std::back_inserter(checks));
-    } else if (const auto* constraint = std::get_if<AddConstraint>(&action)) {
-      const auto* check = std::get_if<CheckConstraint>(&constraint->constraint.node);
-      if (check != nullptr) checks.push_back(check->condition.get());
-    }
-  }
-  return checks;
-}
-
-// A check sees nothing but its row.
-void requireOneRow(const Expr& check, std::uint32_t line) {
-  const auto reads = [](const Expr& part) {
-    return as<Exists>(part) != nullptr || as<InSubquery>(part) != nullptr ||
-           as<Quantified>(part) != nullptr || as<ScalarSubquery>(part) != nullptr;
-  };
-  const auto aggregates = [](const Expr& part) {
-    const auto* call = as<Call>(part);
-    return call != nullptr && isAggregateName(call->function.name);
-  };
-  if (anyWithin(check, reads)) throw ServerError(message::checkReads, line, "subqueries");
-  if (anyWithin(check, aggregates)) throw ServerError(message::checkReads, line, "aggregates");
-}
 
 // What else may be wrong with a check shows when a row is written.
 void requireColumns(const std::vector<const Expr*>& checks, const ObjectName& table, Frame& frame) {
@@ -216,14 +141,11 @@ RowValues Definitions::rowValues() {
 }
 
 void Definitions::createTable(const CreateTable& statement) {
-  for (const ColumnDefinition& column : statement.columns) requireSteady(column);
-  requireValues(statement);
   const std::string_view text = frame_.batch()->text;
   const auto checks = checksOf(statement);
   if (checks.empty()) {
     return server_.catalog.createTable(statement, text, rowValues(), session_.caller);
   }
-  for (const Expr* check : checks) requireOneRow(*check, frame_.line());
   Savepoint savepoint(server_.catalog.store());
   server_.catalog.createTable(statement, text, rowValues(), session_.caller);
   requireColumns(checks, statement.name, frame_);
@@ -231,11 +153,7 @@ void Definitions::createTable(const CreateTable& statement) {
 }
 
 void Definitions::alterTable(const AlterTable& statement) {
-  for (const AlterAction& action : statement.actions) {
-    if (const auto* add = std::get_if<AddColumn>(&action)) requireSteady(add->column);
-  }
   const auto checks = checksOf(statement);
-  for (const Expr* check : checks) requireOneRow(*check, frame_.line());
   Savepoint savepoint(server_.catalog.store());
   server_.catalog.alterTable(statement, frame_.batch()->text, rowValues(), session_.caller);
   const bool refers = addsReference(statement);
@@ -289,6 +207,12 @@ void Definitions::run(const tsql::Statement& statement) {
   const auto stored = [&] {
     return withExpandedStars(statement, text, catalog, caller, session_.temporaries);
   };
+  std::visit(
+      Overloaded{[&](const OneOf<CreateTable, AlterTable, CreateRule, CreateDefault> auto& s) {
+                   requireLegal(s, frame_.line());
+                 },
+                 [](const auto&) {}},
+      statement.node);
   if (const auto* table = std::get_if<CreateTable>(&statement.node)) {
     if (table->name.name.starts_with('#')) return temporaries_.create(*table);
   }

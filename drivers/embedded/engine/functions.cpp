@@ -1,5 +1,6 @@
 #include "drivers/embedded/engine/functions.h"
 
+#include <limits>
 #include <string>
 
 #include "drivers/embedded/engine/function_families.h"
@@ -24,6 +25,9 @@ std::int64_t nextIdentity(Database& store, Running& running, const std::string& 
     }
     known = {known.last,          0, running.statement, store.totalChanges(), store.rollbacks(),
              running.namesVersion};
+  }
+  if (known.last == std::numeric_limits<std::int64_t>::max()) {
+    throw ServerError(message::arithmeticOverflow, kUnknownLine);
   }
   ++known.given;
   return ++known.last;
@@ -61,11 +65,17 @@ void registerSession(Database& store, Running& running) {
     std::uint64_t& last = running.timestamps[static_cast<int>(call.integer(0))];
     call.result(timestampOf(++last));
   });
-  store.addFunction("next_identity", 2, FunctionKind::Volatile,
+  // (table, column, the last value of its type, name of the type)
+  store.addFunction("next_identity", 4, FunctionKind::Volatile,
                     [&store, &running](FunctionCall& call) {
-                      const std::string table(call.text(0));
-                      running.lastIdentity = nextIdentity(store, running, table, call.text(1));
-                      call.result(running.lastIdentity);
+                      const std::int64_t next =
+                          nextIdentity(store, running, std::string(call.text(0)), call.text(1));
+                      if (next > call.integer(2)) {
+                        throw ServerError(message::conversionOverflow, kUnknownLine, "implicit",
+                                          call.text(3), next, call.text(3));
+                      }
+                      running.lastIdentity = next;
+                      call.result(next);
                     });
 }
 

@@ -47,7 +47,7 @@ void ProcedureCalls::call(const Execute& execute, Outcome& outcome) {
     callStored(execute, name.database, *object, outcome);
   } else if (object && object->type == "XP") {
     throw ServerError(message::libraryProcedure, line, name.name);
-  } else {
+  } else if (!session_.options.formatOnly) {
     callSystem(execute, name, outcome);
   }
   frame_.resume(line);

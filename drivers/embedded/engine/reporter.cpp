@@ -9,16 +9,24 @@ namespace kelvane::embedded {
 
 using namespace tsql;
 
+namespace {
+
+// Those that `set arithabort arith_overflow` is about.
+bool isArithmetic(const ServerError& error) {
+  return error.is(message::divisionByZero) || error.is(message::arithmeticOverflow) ||
+         error.is(message::conversionOverflow) || error.is(message::domainError);
+}
+
+}  // namespace
+
 bool Reporter::tell(const tsql::Statement& statement, const ServerError& error) {
   session_.last.error = error.number;
   session_.last.rowCount = 0;
   // The store undoes all when it is stopped while it writes.
   if (!frame_.catalog().store().inTransaction()) session_.acceptRollBack();
-  const bool isArithmetic =
-      error.is(message::divisionByZero) || error.is(message::arithmeticOverflow);
   // The statement that calls a function is not at its end.
   const bool mayUndo = session_.calls.functions == 0 && session_.transactions.depth() > 0;
-  if (isArithmetic && session_.options.arithAbort && mayUndo) {
+  if (isArithmetic(error) && session_.options.arithAbort && mayUndo) {
     frame_.giveBackStatements();
     rollBackFirings(session_);
     session_.temporaries.forgetLost();
@@ -33,8 +41,9 @@ bool Reporter::tell(const tsql::Statement& statement, const ServerError& error) 
 // Ends the batch unless the error is one of a statement alone: what comes after a removal that
 // found nothing must still happen.
 void Reporter::report(const tsql::Statement& statement, const ServerError& error) {
-  const bool goesOn = tell(statement, error) || !error.endsBatch();
-  if (!goesOn) throw BatchEnded{};
+  const bool isGone = tell(statement, error);
+  const bool endsStatement = isArithmetic(error) && !session_.options.arithAbort;
+  if (!isGone && !endsStatement && error.endsBatch()) throw BatchEnded{};
 }
 
 void Reporter::print(const tsql::Print& print) {

@@ -76,7 +76,9 @@ std::size_t RowInserts::run(std::string_view batch, Outcome& outcome) {
   if (batch.empty() || kBegin.find(batch.front()) == std::string_view::npos) return 0;
   const SessionOptions& options = session_.options;
   if (session_.caller.chained || options.stringRtruncation) return 0;
-  if (options.noExec || options.parseOnly || !options.numericTruncation) return 0;
+  if (options.noExec || options.parseOnly || options.formatOnly || !options.numericTruncation) {
+    return 0;
+  }
   if (batch.size() > std::numeric_limits<std::uint32_t>::max()) return 0;
   scanned_.clear();
   const auto target = [&](std::string_view head) { return targetFor(head, outcome); };

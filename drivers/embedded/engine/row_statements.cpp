@@ -28,6 +28,14 @@ void RowStatements::select(const SelectStatement& statement) {
   session_.last.rowCount = count;
 }
 
+void RowStatements::describe(const SelectStatement& statement) {
+  const Select& first = statement.query->terms.front().select;
+  if (!first.into.empty() || !first.items.front().variable.empty()) return;
+  const Prepared& rows =
+      frame_.prepared(frame_.current(), [&](Translator& t) { return t.select(*statement.query); });
+  reporter_.outcome().beginRows(rows.plan.columns);
+}
+
 void RowStatements::assignFrom(const Select& select, Prepared& rows) {
   std::int64_t count = 0;
   while (frame_.step(rows)) {

@@ -28,6 +28,8 @@ class RowStatements {
       : frame_(frame), reporter_(reporter), triggers_(triggers), temporaries_(temporaries) {}
 
   void select(const tsql::SelectStatement& statement);
+  /// The columns of its result alone, if it has one.
+  void describe(const tsql::SelectStatement& statement);
   void insert(const tsql::Insert& statement);
   void update(const tsql::Update& statement);
   void remove(const tsql::Delete& statement);

@@ -87,6 +87,9 @@ void SessionStatements::setOption(const SetOptionRule& rule, const std::string& 
     case SetEffect::ParseOnly:
       session_.options.parseOnly = on;
       return;
+    case SetEffect::FormatOnly:
+      session_.options.formatOnly = on;
+      return;
     case SetEffect::StringTruncation:
       session_.options.stringRtruncation = on;
       return;
@@ -119,35 +122,37 @@ void SessionStatements::setRowCount(const std::string& value) {
   std::from_chars(digits.data(), digits.data() + digits.size(), session_.options.rowLimit);
 }
 
-void SessionStatements::transact(const Transaction& transaction) {
+bool SessionStatements::transact(const Transaction& transaction) {
   Transactions& transactions = session_.transactions;
+  const bool ends = transaction.action == TransactionAction::Commit ||
+                    transaction.action == TransactionAction::Rollback;
+  if (ends && transactions.depth() == 0 && session_.firing == nullptr) return false;
   const bool isVariable = transaction.name.starts_with('@');
   const std::string name = isVariable
                                ? Frame::textOf(frame_.variable(transaction.name, frame_.line()))
                                : transaction.name;
   switch (transaction.action) {
     case TransactionAction::Begin:
-      return transactions.begin(name);
+      transactions.begin(name);
+      break;
     case TransactionAction::Commit:
-      if (transactions.depth() == 0) {
-        throw ServerError(message::commitWithoutBegin, frame_.line());
-      }
       if (session_.firing != nullptr && session_.firing->isEndedByCommit(transactions)) {
         throw ServerError(message::commitWithinTrigger, frame_.line());
       }
-      return transactions.commit();
+      transactions.commit();
+      break;
     case TransactionAction::Rollback:
-      return rollBack(name);
+      rollBack(name);
+      break;
     case TransactionAction::Save:
-      return transactions.save(name);
+      transactions.save(name);
+      break;
   }
+  return true;
 }
 
 void SessionStatements::rollBack(const std::string& name) {
   const Firing* firing = session_.firing;
-  if (session_.transactions.depth() == 0 && firing == nullptr) {
-    throw ServerError(message::rollbackWithoutBegin, frame_.line());
-  }
   frame_.giveBackStatements();
   const Transactions::Mark mark = firing == nullptr ? Transactions::Mark() : firing->before;
   const auto found =

@@ -14,7 +14,8 @@ class SessionStatements {
   SessionStatements(Frame& frame) : frame_(frame) {}
 
   void setOption(const tsql::SetOption& option);
-  void transact(const tsql::Transaction& transaction);
+  /// False for the end of a transaction where there is none, which has no effect.
+  bool transact(const tsql::Transaction& transaction);
   void useDatabase(const tsql::UseDatabase& use);
   void setUser(const tsql::SetUser& user);
 

@@ -31,7 +31,7 @@ constexpr SetOptionRule kOptions[] = {
     {"export_options"},
     {"fipsflagger"},
     {"flushmessage"},
-    {"fmtonly"},
+    {"fmtonly", SetEffect::FormatOnly},
     {"forceplan"},
     {"identity_insert", SetEffect::IdentityInsert},
     {"identity_update", SetEffect::IdentityUpdate},

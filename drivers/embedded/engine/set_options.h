@@ -21,6 +21,7 @@ enum class SetEffect {
   ArithAbort,
   NoExec,
   ParseOnly,
+  FormatOnly,
   RowCount,
   TextSize,
   Isolation,

@@ -29,6 +29,8 @@ tsql::ServerError storeRefusal(const StoreError& error, std::uint32_t line) {
   if (says("parser stack overflow") || says("Expression tree is too large")) {
     return {message::nestedTooDeeply, line};
   }
+  // Of a sum of bigints.
+  if (says("integer overflow")) return {message::arithmeticOverflow, line};
   constexpr int kMostTables = 64;
   if (says("tables in a join")) return {message::tooManyTables, line, kMostTables};
   for (const Limit& limit : kLimits) {

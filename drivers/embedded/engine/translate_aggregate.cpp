@@ -114,12 +114,10 @@ SqlValue Translator::aggregateOf(const Scope* rows, const FunctionRule& rule, co
   if (name == "sum") {
     const bool isExact = isExactFraction(type.kind) || type.kind == TypeKind::Ubigint;
     const std::string sql = (isExact ? "exact_sum(" : "sum(") + inside + ")";
-    if (result.kind == TypeKind::Ubigint) {
-      return {"unsigned_result('+', " + sql + ", 0)", withNullability(result, true)};
-    }
-    const std::string kind = std::to_string(static_cast<int>(result.kind));
-    return {result.kind == TypeKind::Int ? "in_range(" + sql + ", " + kind + ")" : sql,
-            withNullability(result, true)};
+    const ColumnType summed = withNullability(result, true);
+    if (result.kind == TypeKind::Ubigint) return {"unsigned_result('+', " + sql + ", 0)", summed};
+    if (isExact) return {exactly('+', {sql, result}, {"0", intType()}, result), summed};
+    return {within(sql, result.kind), summed};
   }
   if (type.kind == TypeKind::Ubigint) {
     return {"unsigned_result('/', exact_sum(" + inside + "), nullif(count(" + inside + "), 0))",
@@ -135,7 +133,7 @@ SqlValue Translator::aggregateOf(const Scope* rows, const FunctionRule& rule, co
   }
   // The average of integers is one, without its fraction.
   const std::string sql = isInteger(type.kind) ? "(sum(" + inside + ") / count(" + inside + "))"
-                                               : "avg(" + inside + ")";
+                                               : within("avg(" + inside + ")", result.kind);
   return {sql, withNullability(result, true)};
 }
 

@@ -339,13 +339,13 @@ SqlValue Translator::datePartCall(const std::string& name, const Call& call, con
   };
   if (name == "dateadd") {
     const TypeKind kind = rest[1].type.kind;
-    const bool isTime = kind == TypeKind::Time || kind == TypeKind::Bigtime;
     const bool getsTime = kind == TypeKind::Date && *part >= DatePart::Hour;
     const ColumnType type = isTemporal(kind) && !getsTime ? withNullability(rest[1].type, true)
                                                           : plainType(TypeKind::Datetime);
     const std::string number = argumentText('i', rest[0], line);
-    const std::string sum = "date_add(" + partNumber + ", " + number + ", " + moment(rest[1]) + ")";
-    return {isTime ? "time_of(" + sum + ")" : sum, type};
+    return {"date_add(" + partNumber + ", " + number + ", " + moment(rest[1]) + ", " +
+                std::to_string(static_cast<int>(type.kind)) + ")",
+            type};
   }
   if (name == "datediff") {
     const std::string difference =

@@ -1,10 +1,11 @@
-// Values: literals, variables, columns, operators, case, conversions.
+// Values: literals, variables, columns, case, conversions.
 
 #include <algorithm>
 #include <charconv>
 
 #include "drivers/embedded/engine/builtins.h"
 #include "drivers/embedded/engine/convert.h"
+#include "drivers/embedded/engine/decimal.h"
 #include "drivers/embedded/engine/globals.h"
 #include "drivers/embedded/engine/translator.h"
 #include "drivers/embedded/engine/typing.h"
@@ -36,20 +37,6 @@ bool hasOneRow(const Query& query) {
          !select.having;
 }
 
-// Of the unsigned types whose values an int may be taken from; 0 for any other type.
-std::int64_t largestUnsigned(TypeKind kind) {
-  switch (kind) {
-    case TypeKind::Tinyint:
-      return 0xff;
-    case TypeKind::Usmallint:
-      return 0xffff;
-    case TypeKind::Uint:
-      return 0xffff'ffff;
-    default:
-      return 0;
-  }
-}
-
 bool isVaryingText(TypeKind kind) { return isCharacter(kind) && !isFixedWidthText(kind); }
 
 }  // namespace
@@ -58,8 +45,11 @@ std::string shownText(const SqlValue& value) {
   if (value.isLiteral || value.type.nullable || !isFixedWidthText(value.type.kind)) {
     return value.sql;
   }
-  const int width = isUnicode(value.type.kind) ? value.type.length / 2 : value.type.length;
-  return "printf('%-!" + std::to_string(width) + "s', " + value.sql + ")";
+  // The width of unichar counts characters, that of the others bytes.
+  const bool unicode = isUnicode(value.type.kind);
+  const int width = unicode ? value.type.length / 2 : value.type.length;
+  return "printf('%-" + std::string(unicode ? "!" : "") + std::to_string(width) + "s', " +
+         value.sql + ")";
 }
 
 std::string quotedText(std::string_view text) {
@@ -125,7 +115,7 @@ SqlValue Translator::value(const Expr& expr, const Scope* scope) {
   }
   SqlValue result =
       std::visit(Overloaded{
-                     [&](const Literal& e) { return literal(e); },
+                     [&](const Literal& e) { return literal(e, line); },
                      [&](const tsql::Variable& e) { return variable(e, line); },
                      [&](const GlobalVariable& e) { return global(e, line); },
                      [&](const ColumnRef& e) {
@@ -176,9 +166,17 @@ int unitsOfUtf16(std::string_view text) {
   return units;
 }
 
+void requireMoney(const std::string& text, std::uint32_t line) {
+  auto amount = parseDecimal(text);
+  if (amount) amount->round(4);
+  if (!amount || !isMoney(*amount, TypeKind::Money)) {
+    throw ServerError(message::arithmeticOverflow, line);
+  }
+}
+
 }  // namespace
 
-SqlValue Translator::literal(const Literal& literal) {
+SqlValue Translator::literal(const Literal& literal, std::uint32_t line) {
   SqlValue result;
   result.isLiteral = true;
   result.type = intType();
@@ -218,6 +216,7 @@ SqlValue Translator::literal(const Literal& literal) {
         if (bindsNumbers_) result.sql = parameter(Parameter::Source::Number, literal.text);
         break;
       }
+      if (literal.kind == LiteralKind::Money) requireMoney(literal.text, line);
       const Cell cell = exactNumber(literal.text);
       if (const auto* digits = std::get_if<std::string>(&cell)) result.sql = quotedText(*digits);
       if (bindsNumbers_) result.sql = parameter(Parameter::Source::Number, literal.text);
@@ -246,172 +245,6 @@ SqlValue Translator::global(const GlobalVariable& variable, std::uint32_t line) 
   const auto type = globalVariableType(variable.name, context_.catalog.options());
   if (!type) throw ServerError(message::undeclaredVariable, line, variable.name);
   return {parameter(Parameter::Source::Global, variable.name), *type};
-}
-
-SqlValue Translator::unary(const Unary& unary, const Expr& expr, const Scope* scope) {
-  const std::uint32_t line = expr.range.line;
-  if (unary.op == UnaryOp::Not) throw syntaxError("not", line);
-  SqlValue operand = value(*unary.operand, scope);
-  if (unary.op == UnaryOp::Plus || operand.isNull) return operand;
-  if (familyOf(operand.type.kind) != TypeFamily::Number) {
-    requireImplicit(operand.type.kind, TypeKind::Int, line);
-    operand.sql = converted(operand, intType(true));
-    operand.type = intType(true);
-  }
-  const bool complement = unary.op == UnaryOp::BitNot;
-  if (const std::int64_t most = largestUnsigned(operand.type.kind); most != 0) {
-    if (complement) return {"(" + std::to_string(most) + " - " + operand.sql + ")", operand.type};
-    const ColumnType type = intType(operand.type.nullable);
-    const std::string kind = std::to_string(static_cast<int>(type.kind));
-    return {"in_range(-" + operand.sql + ", " + kind + ")", type};
-  }
-  if (complement && operand.type.kind == TypeKind::Ubigint) {
-    return {"unsigned_result('^', " + operand.sql + ", '18446744073709551615')", operand.type};
-  }
-  if (operand.type.kind == TypeKind::Ubigint) {
-    return {"unsigned_result('-', 0, " + operand.sql + ")", operand.type};
-  }
-  if (isWide(operand.type) && !complement) {
-    return {exactly('-', {"0", intType()}, operand, operand.type), operand.type};
-  }
-  SqlValue result{(complement ? "(~" : "(-") + operand.sql + ")", operand.type};
-  result.isLiteral = operand.isLiteral && !complement;
-  return result;
-}
-
-std::string Translator::exactly(char op, const SqlValue& a, const SqlValue& b,
-                                const ColumnType& type) const {
-  const int scale = scaleOf(type);
-  return std::string("exact('") + op + "', " + a.sql + ", " + b.sql + ", " +
-         std::to_string(precisionOf(type) - scale) + ", " + std::to_string(scale) + ")";
-}
-
-SqlValue Translator::concatenation(const SqlValue& left, const SqlValue& right) {
-  const auto part = [](const SqlValue& value) {
-    if (value.isNull) return std::string("''");
-    return value.isLiteral ? value.sql : "coalesce(" + shownText(value) + ", '')";
-  };
-  const bool nullable = left.type.nullable && right.type.nullable;
-  if (isBinary(left.type.kind) && isBinary(right.type.kind)) {
-    return {"nullif(CAST(coalesce(" + left.sql + ", x'') || coalesce(" + right.sql +
-                ", x'') AS BLOB), x'')",
-            varbinaryType(left.type.length + right.type.length, nullable)};
-  }
-  const auto characters = [](const SqlValue& value) {
-    return isUnicode(value.type.kind) ? value.type.length / 2 : value.type.length;
-  };
-  const bool unicode = isUnicode(left.type.kind) || isUnicode(right.type.kind);
-  const int length = std::min(
-      (left.isNull ? 0 : characters(left)) + (right.isNull ? 0 : characters(right)), 16384);
-  SqlValue result{"(" + part(left) + " || " + part(right) + ")",
-                  declaredType(unicode ? TypeKind::Univarchar : TypeKind::Varchar,
-                               std::max(length, 1), std::nullopt, nullable)};
-  // Nothing joined to nothing stays null.
-  if (nullable) result.sql = "nullif" + result.sql.insert(result.sql.size() - 1, ", ''");
-  return result;
-}
-
-SqlValue Translator::bitwise(const char* op, const SqlValue& left, const SqlValue& right,
-                             std::uint32_t line) {
-  const auto integer = [&](const SqlValue& side) {
-    if (isInteger(side.type.kind)) return side.sql;
-    if (!isBinary(side.type.kind)) {
-      throw ServerError(message::invalidOperator, line, op, shownName(side.type.kind));
-    }
-    return converted(side, intType(true));
-  };
-  const std::string a = integer(left), b = integer(right);
-  const auto isUbigint = [](const SqlValue& v) { return v.type.kind == TypeKind::Ubigint; };
-  if (isUbigint(left) || isUbigint(right)) {
-    return {"unsigned_result('" + std::string(op) + "', " + a + ", " + b + ")",
-            plainType(TypeKind::Ubigint, left.type.nullable || right.type.nullable)};
-  }
-  const bool wide = left.type.kind == TypeKind::Bigint || right.type.kind == TypeKind::Bigint;
-  const ColumnType type =
-      plainType(wide ? TypeKind::Bigint : TypeKind::Int, left.type.nullable || right.type.nullable);
-  if (*op == '^') return {"exclusive_or(" + a + ", " + b + ")", type};
-  return {"(" + a + " " + op + " " + b + ")", type};
-}
-
-SqlValue Translator::binary(const Binary& binary, const Expr& expr, const Scope* scope) {
-  const std::uint32_t line = expr.range.line;
-  const SqlValue left = value(*binary.left, scope);
-  const SqlValue right = value(*binary.right, scope);
-  const auto isText = [](const SqlValue& v) {
-    return !v.isNull && (isCharacter(v.type.kind) || isBinary(v.type.kind));
-  };
-  char op = '+';
-  switch (binary.op) {
-    case BinaryOp::BitAnd:
-      return bitwise("&", left, right, line);
-    case BinaryOp::BitOr:
-      return bitwise("|", left, right, line);
-    case BinaryOp::BitXor:
-      return bitwise("^", left, right, line);
-    case BinaryOp::Concat:
-      return concatenation(left, right);
-    case BinaryOp::Add: {
-      if (!isText(left) && !isText(right)) break;
-      const bool joins = (isText(left) || left.isNull) && (isText(right) || right.isNull);
-      if (joins) {
-        for (const SqlValue* side : {&left, &right}) {
-          if (side->isNull || !isLong(side->type.kind)) continue;
-          throw ServerError(message::invalidOperator, line, "+", shownName(side->type.kind));
-        }
-        return concatenation(left, right);
-      }
-      const SqlValue& text = isText(left) ? left : right;
-      const SqlValue& number = isText(left) ? right : left;
-      if (!isBinary(text.type.kind)) requireImplicit(text.type.kind, number.type.kind, line);
-      break;
-    }
-    case BinaryOp::Subtract:
-      op = '-';
-      break;
-    case BinaryOp::Multiply:
-      op = '*';
-      break;
-    case BinaryOp::Divide:
-      op = '/';
-      break;
-    case BinaryOp::Modulo:
-      op = '%';
-      break;
-    default:
-      throw syntaxError("=", line);
-  }
-  if (left.isNull || right.isNull) {
-    return {"NULL", withNullability(left.isNull ? right.type : left.type, true)};
-  }
-  if (isTemporal(left.type.kind) || isTemporal(right.type.kind)) {
-    const SqlValue& moment = isTemporal(left.type.kind) ? left : right;
-    const SqlValue& other = isTemporal(left.type.kind) ? right : left;
-    throw ServerError(message::invalidOperator, line, std::string(1, op),
-                      shownName((isTemporal(other.type.kind) ? other : moment).type.kind));
-  }
-  const ColumnType type = arithmeticType(left.type, right.type, op, line);
-  const auto number = [&](const SqlValue& v) {
-    return isBinary(v.type.kind) ? converted(v, intType(true)) : v.sql;
-  };
-  std::string a = number(left), b = number(right);
-  if (op == '/' || op == '%') b = "divisor(" + b + ")";
-  if (isExactFraction(type.kind) && op != '%') {
-    return {exactly(op, {a, left.type}, {b, right.type}, type), type};
-  }
-  if (type.kind == TypeKind::Ubigint) {
-    return {"unsigned_result('" + std::string(1, op) + "', " + a + ", " + b + ")", type};
-  }
-  if (op == '/' && !isInteger(type.kind)) a = "CAST(" + a + " AS REAL)";
-  std::string sql = "(" + a + " " + op + " " + b + ")";
-  const bool mayOverflow = op == '+' || op == '-' || op == '*';
-  if (mayOverflow && type.kind == TypeKind::Bigint) {
-    sql = "in_bigint" + sql;
-  } else if (mayOverflow && isInteger(type.kind)) {
-    sql = "in_range(" + sql + ", " + std::to_string(static_cast<int>(type.kind)) + ")";
-  }
-  SqlValue result{std::move(sql), type};
-  result.isLiteral = false;
-  return result;
 }
 
 SqlValue Translator::caseValue(const Case& expr, const Expr& whole, const Scope* scope) {

@@ -271,6 +271,9 @@ Translator::QueryText Translator::query(const Query& whole, const Scope* outer, 
       grouping != nullptr && !grouping->isJoined && !grouping->rowColumn.empty()) {
     refuseColumn(terms.front());
   }
+  if (whole.forClause == ForClause::Xml) {
+    return {"SELECT rows_as_xml() AS r1", {{"", plainType(TypeKind::Text)}}, {false}};
+  }
   QueryText result;
   for (std::size_t i = 0; i < terms.size(); ++i) {
     if (i > 0) result.sql += whole.terms[i].all ? " UNION ALL " : " UNION ";

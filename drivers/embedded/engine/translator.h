@@ -190,7 +190,7 @@ class Translator {
                       const std::vector<const tsql::Expr*>& terms, Scope& scope);
 
   // translate_expression.cpp
-  SqlValue literal(const tsql::Literal& literal);
+  SqlValue literal(const tsql::Literal& literal, std::uint32_t line);
   std::string textLiteral(const tsql::Literal& literal, const std::string& text);
   SqlValue variable(const tsql::Variable& variable, std::uint32_t line);
   SqlValue global(const tsql::GlobalVariable& variable, std::uint32_t line);
@@ -200,7 +200,9 @@ class Translator {
   SqlValue caseValue(const tsql::Case& expr, const tsql::Expr& whole, const Scope* scope);
   SqlValue scalarSubquery(const tsql::Query& query, const Scope* scope);
   SqlValue convertValue(const tsql::Convert& convert, const tsql::Expr& expr, const Scope* scope);
-  std::string exactly(char op, const SqlValue& a, const SqlValue& b, const ColumnType& type) const;
+  /// Refuses a value that is outside of a type's range when it is computed.
+  static std::string within(const std::string& sql, TypeKind kind);
+  static std::string exactly(char op, const SqlValue& a, const SqlValue& b, const ColumnType& type);
   SqlValue concatenation(const SqlValue& left, const SqlValue& right);
   std::string converted(const SqlValue& value, const ColumnType& to,
                         ConversionForm form = ConversionForm::ImplicitCut, int style = 0);

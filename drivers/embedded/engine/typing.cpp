@@ -158,7 +158,7 @@ ColumnType arithmeticType(const ColumnType& a, const ColumnType& b, char op, std
   const ColumnType right = number(b, a);
   const bool nullable = left.nullable || right.nullable;
   const ColumnType& leader = hierarchyOf(left.kind) <= hierarchyOf(right.kind) ? left : right;
-  if (leader.precision && op != '%') {
+  if (leader.precision) {
     const int scaleA = scaleOf(left), scaleB = scaleOf(right);
     const int wholeA = precisionOf(left) - scaleA, wholeB = precisionOf(right) - scaleB;
     switch (op) {
@@ -170,6 +170,8 @@ ColumnType arithmeticType(const ColumnType& a, const ColumnType& b, char op, std
         const int scale = std::min(wanted, std::max(kMaxPrecision - wholeA - scaleB, 6));
         return numericResult(wholeA + scaleB, scale, nullable);
       }
+      case '%':
+        return numericResult(std::max(wholeA, wholeB), std::max(scaleA, scaleB), nullable);
       default:
         return numericResult(std::max(wholeA, wholeB) + 1, std::max(scaleA, scaleB), nullable);
     }

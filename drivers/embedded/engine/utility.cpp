@@ -58,6 +58,7 @@ constexpr UtilityRule kUtilities[] = {
     {"unmount database", Effect::Refused},
     {"update all", Effect::None},
     {"update index", Effect::None},
+    {"update partition", Effect::None},
     {"update statistics", Effect::None},
     {"update table", Effect::None},
     {"writetext", Effect::Refused},

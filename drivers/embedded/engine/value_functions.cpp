@@ -1,6 +1,7 @@
 // Values: converting them, arithmetic that SQLite does not have, and what a column asks of them.
 
 #include <charconv>
+#include <cmath>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -66,6 +67,20 @@ void inBigint(FunctionCall& call) {
   call.result(cell);
 }
 
+// (value, kind)
+void inReal(FunctionCall& call) {
+  if (call.isNull(0)) return;
+  if (!isReal(call.real(0), static_cast<TypeKind>(call.integer(1)))) {
+    throw ServerError(message::arithmeticOverflow, kUnknownLine);
+  }
+  call.result(call.cell(0));
+}
+
+// SQLite cuts both to integers first.
+void realRemainder(FunctionCall& call) {
+  if (!anyNull(call)) call.result(std::fmod(call.real(0), call.real(1)));
+}
+
 // (operator, a, b): the operators of 64 bits without a sign, which SQLite does not have. The
 // divisor is not zero.
 void unsignedResult(FunctionCall& call) {
@@ -75,7 +90,9 @@ void unsignedResult(FunctionCall& call) {
     if (const auto* number = std::get_if<std::int64_t>(&cell)) return *number;
     std::uint64_t value = 0;
     const std::string_view digits = call.text(argument);
-    std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    const auto read = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    // A sum may have more digits than its type.
+    if (read.ec != std::errc()) throw ServerError(message::arithmeticOverflow, kUnknownLine);
     return value;
   };
   const __int128 a = natural(1), b = natural(2);
@@ -175,6 +192,8 @@ void registerValueFunctions(Database& store) {
   add("without_zeros", 1, withoutZeros);
   add("in_range", 2, inRange);
   add("in_bigint", 1, inBigint);
+  add("in_real", 2, inReal);
+  add("real_remainder", 2, realRemainder);
   add("unsigned_result", 3, unsignedResult);
   add("exclusive_or", 2, exclusiveOr);
   add("divisor", 1, divisor);

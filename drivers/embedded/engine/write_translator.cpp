@@ -4,13 +4,10 @@
 #include <iterator>
 
 #include "drivers/embedded/catalog/ordered_triggers.h"
-#include "drivers/embedded/engine/builtins.h"
+#include "drivers/embedded/engine/column_values.h"
 #include "drivers/embedded/engine/temporary_tables.h"
 #include "drivers/embedded/engine/typing.h"
-#include "drivers/embedded/engine/walk.h"
 #include "drivers/embedded/tsql/ast.h"
-#include "drivers/embedded/tsql/parser.h"
-#include "drivers/embedded/tsql/words.h"
 
 namespace kelvane::embedded {
 
@@ -59,19 +56,6 @@ const ColumnInfo& requireColumn(const WriteTarget& target, const std::string& na
   throw ServerError(message::unknownColumn, line, name);
 }
 
-ServerError nullRefused(const ColumnInfo& column, const WriteTarget& target, std::uint32_t line) {
-  return ServerError(message::nullRefused, line, column.name, target.name);
-}
-
-ExprPtr defaultExpression(const std::string& text) {
-  const auto word = text.find_first_not_of(" \t\r\n");
-  const std::string head = word == std::string::npos ? "" : tsql::lowerCase(text.substr(word, 7));
-  if (head == "default") return parseExpression(std::string_view(text).substr(word + 7));
-  StatementList batch = parseBatch(text);
-  auto* create = batch.empty() ? nullptr : std::get_if<CreateDefault>(&batch.front()->node);
-  return create == nullptr ? nullptr : std::move(create->value);
-}
-
 std::string limitText(const std::optional<std::uint64_t>& limit) {
   return limit ? " LIMIT " + std::to_string(*limit) : "";
 }
@@ -118,53 +102,6 @@ WriteTarget WriteTranslator::writeTarget(const ObjectName& name) {
   target.columns = translator_.columns(object.id);
   if (target.view != nullptr) target.viewColumns = viewColumns(target);
   return target;
-}
-
-std::string WriteTranslator::filled(const SqlValue& value, const ColumnInfo& column,
-                                    const WriteTarget& target, std::uint32_t line) {
-  if (value.isNull && !column.type.nullable) throw nullRefused(column, target, line);
-  std::string sql = translator_.assigned(value, column.type, line);
-  const bool mayCut = isCharacter(column.type.kind) && isCharacter(value.type.kind) &&
-                      !isLong(column.type.kind) &&
-                      !(value.isColumn && value.type.length <= column.type.length);
-  if (translator_.context().stringRtruncation && mayCut) {
-    sql = "uncut(" + value.sql + ", " + std::to_string(static_cast<int>(column.type.kind)) + ", " +
-          std::to_string(column.type.length) + ", " + sql + ")";
-  }
-  if (isWithoutZeros(column.type)) sql = "without_zeros(" + sql + ")";
-  if (column.type.nullable || value.isLiteral) return sql;
-  return "required(" + sql + ", " + quotedText(column.name) + ", " + quotedText(target.name) + ")";
-}
-
-std::string WriteTranslator::omitted(const ColumnInfo& column, const WriteTarget& target,
-                                     std::uint32_t line) {
-  if (column.type.identity) {
-    const std::string next = "next_identity(" + quotedText(target.sqliteTable) + ", " +
-                             quotedText(quotedName(column.sqliteColumn)) + ")";
-    const TypeKind kind = column.type.kind;
-    const bool isSmall = kind == TypeKind::Tinyint || kind == TypeKind::Smallint;
-    return isSmall ? translator_.assigned({next, intType()}, column.type, line) : next;
-  }
-  if (column.type.kind == TypeKind::Timestamp) return nextTimestamp(target, "NULL");
-  std::string text;
-  if (column.defaultId != 0) text = translator_.context().catalog.sourceText(column.defaultId);
-  const auto position = static_cast<std::size_t>(&column - target.columns.data());
-  if (position < target.defaults.size()) text = target.defaults[position];
-  if (!text.empty()) {
-    if (const ExprPtr expression = defaultExpression(text)) {
-      return filled(translator_.value(*expression, nullptr), column, target, line);
-    }
-  }
-  if (column.type.nullable) return "NULL";
-  throw nullRefused(column, target, line);
-}
-
-// Each database counts its own.
-std::string WriteTranslator::nextTimestamp(const WriteTarget& target, const std::string& given) {
-  Catalog& catalog = translator_.context().catalog;
-  const std::string database = target.isTemporary() ? "tempdb" : catalog.databaseOf(target.id);
-  return "next_timestamp(" + std::to_string(catalog.databaseId(database).value_or(0)) + ", " +
-         given + ")";
 }
 
 std::vector<const ColumnInfo*> WriteTranslator::listedColumns(const Insert& statement,
@@ -253,18 +190,19 @@ Plan WriteTranslator::insertRows(const Insert& statement, const WriteTarget& tar
   if (listed.size() != values.size()) {
     throw ServerError(message::valuesDoNotMatch, line);
   }
+  ColumnValues written(translator_, target);
   std::vector<WrittenColumn> columns;
   for (std::size_t i = 0; i < listed.size(); ++i) {
     const bool isTimestamp = listed[i]->type.kind == TypeKind::Timestamp;
     // Rows of a query bring the timestamps of their own table, which do not count here.
     const std::string sql = isTimestamp
-                                ? nextTimestamp(target, from.empty() ? values[i].sql : "NULL")
-                                : filled(values[i], *listed[i], target, line);
+                                ? written.nextTimestamp(from.empty() ? values[i].sql : "NULL")
+                                : written.filled(values[i], *listed[i], line);
     columns.push_back({listed[i], sql, true});
   }
   for (const ColumnInfo& column : target.columns) {
     if (!column.computed.empty() || std::ranges::count(listed, &column) != 0) continue;
-    columns.push_back({&column, omitted(column, target, line)});
+    columns.push_back({&column, written.omitted(column, line)});
   }
   return finishInsert(target, columns, from);
 }
@@ -275,10 +213,11 @@ Plan WriteTranslator::insert(const Insert& statement, const WriteTarget& target)
   if (const auto* given = std::get_if<InsertValues>(&statement.source)) {
     values = translator_.boundValues(given->values);
   } else if (std::holds_alternative<InsertDefaults>(statement.source)) {
+    ColumnValues written(translator_, target);
     std::vector<WrittenColumn> columns;
     for (const ColumnInfo& column : target.columns) {
       if (!column.computed.empty()) continue;
-      columns.push_back({&column, omitted(column, target, statement.table.range.line)});
+      columns.push_back({&column, written.omitted(column, statement.table.range.line)});
     }
     return finishInsert(target, columns, "");
   } else {
@@ -392,6 +331,7 @@ WriteTranslator::ChangedColumns WriteTranslator::changedColumns(const Update& st
     if (assignment.column.empty()) translator_.assignsByRow(assignment.variable);
   }
   ChangedColumns changes;
+  ColumnValues written(translator_, target);
   const auto change = [&](const ColumnInfo& column, const std::string& sql) {
     const std::string item = quotedName(column.sqliteColumn);
     const std::string separator = changes.plain.empty() ? "" : ", ";
@@ -414,7 +354,7 @@ WriteTranslator::ChangedColumns WriteTranslator::changedColumns(const Update& st
     if (column.type.identity && !translator_.context().writesIdentity) {
       throw ServerError(message::identityUpdated, line, column.name, target.name);
     }
-    change(column, filled(translator_.value(*assignment.value, &rows.scope), column, target, line));
+    change(column, written.filled(translator_.value(*assignment.value, &rows.scope), column, line));
     if (!changes.colids.insert(column.colid).second) {
       throw ServerError(message::columnWrittenTwice, line, column.name);
     }
@@ -422,7 +362,7 @@ WriteTranslator::ChangedColumns WriteTranslator::changedColumns(const Update& st
     changes.names.push_back(target.view == nullptr ? assignment.column : column.name);
   }
   for (const ColumnInfo& column : target.columns) {
-    if (column.type.kind == TypeKind::Timestamp) change(column, nextTimestamp(target, "NULL"));
+    if (column.type.kind == TypeKind::Timestamp) change(column, written.nextTimestamp());
   }
   return changes;
 }

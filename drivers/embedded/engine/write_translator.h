@@ -67,8 +67,6 @@ class WriteTranslator {
                     const std::string& from);
   Plan insertRows(const tsql::Insert& statement, const WriteTarget& target,
                   const std::vector<SqlValue>& values, const std::string& from);
-  std::string filled(const SqlValue& value, const ColumnInfo& column, const WriteTarget& target,
-                     std::uint32_t line);
   /// What an update assigns.
   struct ChangedColumns {
     std::string plain, picked, fromPicked;
@@ -80,8 +78,6 @@ class WriteTranslator {
   ChangedColumns changedColumns(const tsql::Update& statement, const WriteTarget& target,
                                 const JoinedTarget& rows, const std::string& rowAlias);
   std::string variableSet(const tsql::Assignment& assignment, const Scope& scope);
-  std::string nextTimestamp(const WriteTarget& target, const std::string& given);
-  std::string omitted(const ColumnInfo& column, const WriteTarget& target, std::uint32_t line);
   JoinedTarget joinedTarget(const tsql::ObjectName& name, const WriteTarget& target,
                             const std::vector<tsql::TableRefPtr>& from, const tsql::Expr* where);
 

@@ -201,7 +201,10 @@ StatementNode Parser::utilityStatement() {
   for (;;) {
     if (atSymbol("(")) skipParenthesized();
     const bool forLoad = at("load") && previous().reserved == "for";
-    if (endsStatement() && !forLoad) return result;
+    const bool setsVariable = result.verb == "create plan" && at("set") &&
+                              previous().reserved == "and" && atKind(TokenKind::Variable, 1);
+    if (endsStatement() && !forLoad && !setsVariable) return result;
+    if (setsVariable) requireDeclared(peek(1));
     result.hasMore = true;
     take();
   }

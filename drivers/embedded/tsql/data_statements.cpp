@@ -69,7 +69,8 @@ void Parser::whereClause(ExprPtr& where, std::string& currentOf) {
 
 StatementNode Parser::updateStatement() {
   if (at("statistics", 1) ||
-      ((at("all", 1) || at("index", 1) || at("table", 1)) && at("statistics", 2)))
+      ((at("all", 1) || at("index", 1) || at("table", 1) || at("partition", 1)) &&
+       at("statistics", 2)))
     return utilityStatement();
   expect("update");
   Update result;

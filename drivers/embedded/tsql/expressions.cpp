@@ -110,7 +110,8 @@ bool Parser::extendComparison(ExprPtr& left, const Token& first) {
     return true;
   }
   const std::size_t ahead = at("not") ? 1 : 0;
-  if (!at("like", ahead) && !at("in", ahead) && !at("between", ahead)) return false;
+  if (!at("like", ahead) && !at("in", ahead) && !at("between", ahead) && !at("xmltest", ahead))
+    return false;
   const bool negated = accept("not");
   if (accept("like")) {
     ExprPtr pattern = expression(Level::Additive);
@@ -121,10 +122,26 @@ bool Parser::extendComparison(ExprPtr& left, const Token& first) {
     expect("and");
     ExprPtr high = expression(Level::Additive);
     left = make(Between{std::move(left), std::move(low), std::move(high), negated}, first);
+  } else if (at("xmltest")) {
+    left = xmlTest(std::move(left), negated, first);
   } else {
     left = membership(std::move(left), negated, first);
   }
   return true;
+}
+
+// `'/a/b' xmltest document option 'xmlerror=null'`, as a function that gives 0 or 1.
+ExprPtr Parser::xmlTest(ExprPtr path, bool negated, const Token& first) {
+  const Token& word = take();
+  Call test;
+  test.function = objectNameOf({"xmltest"}, word);
+  test.arguments.push_back(std::move(path));
+  test.arguments.push_back(expression(Level::Additive));
+  xmlTail();
+  ExprPtr found = make(std::move(test), first);
+  ExprPtr none = make(Literal{LiteralKind::Integer, "0"}, word);
+  const BinaryOp op = negated ? BinaryOp::Equal : BinaryOp::NotEqual;
+  return make(Binary{op, std::move(found), std::move(none)}, first);
 }
 
 ExprPtr Parser::membership(ExprPtr value, bool negated, const Token& first) {
@@ -366,8 +383,11 @@ ExprPtr Parser::call(ObjectName function, const Token& first) {
     const bool star = acceptSymbol("*");
     result.arguments.push_back(star ? make(Star{}, argument) : expression());
   });
+  const bool isXml = result.function.name.starts_with("xml");
+  const std::optional<DataType> returned = isXml ? xmlTail() : std::nullopt;
   expectSymbol(")");
-  return make(std::move(result), first);
+  ExprPtr called = make(std::move(result), first);
+  return returned ? make(Convert{*returned, std::move(called), {}, {}}, first) : std::move(called);
 }
 
 // What the server takes as an argument of exec or as a default: no operators but a sign.

@@ -60,6 +60,7 @@ class Parser : private TokenReader {
   bool extendBinary(ExprPtr& left, Level level, const Token& first);
   ExprPtr quantifiedOrBinary(BinaryOp op, ExprPtr left, Level operand, const Token& first);
   ExprPtr membership(ExprPtr value, bool negated, const Token& first);
+  ExprPtr xmlTest(ExprPtr path, bool negated, const Token& first);
   ExprPtr prefix();
   ExprPtr primary();
   ExprPtr parenthesized();
@@ -100,6 +101,7 @@ class Parser : private TokenReader {
   void planClause();
   void selectTail(Query& query);
   void forClause(Query& query);
+  std::optional<DataType> xmlTail();
   void isolationClause();
 
   // Statements.

@@ -278,11 +278,23 @@ void Parser::forClause(Query& query) {
   } else if (accept("read")) {
     expect("only");
     query.forClause = ForClause::ReadOnly;
+  } else if (accept("xml")) {
+    query.forClause = ForClause::Xml;
+    if (!accept("schema")) accept("all");
+    xmlTail();
   } else {
     expect("update");
     query.forClause = ForClause::Update;
     if (accept("of")) commaList([&] { query.updateColumns.push_back(name()); });
   }
+}
+
+// `option 'tablename=a' returns varchar(90)`, behind `for xml` and the arguments of XML functions.
+std::optional<DataType> Parser::xmlTail() {
+  if (accept("option")) constant();
+  if (!accept("returns")) return std::nullopt;
+  accept("as");
+  return dataType();
 }
 
 // `at isolation 0`, `at isolation read uncommitted`: one user, one level.

@@ -252,6 +252,34 @@ TEST(Batch, WhatBecomesAnIdentity) {
             "syb_identity | b\n1 | x\n2 | y\n3 | z\n");
 }
 
+TEST(Batch, IdentitiesEndWhereTheirTypeDoes) {
+  Probe probe(R"(
+create table n (id numeric(1,0) identity, b int)
+create table i (id int identity, b int)
+create table w (id bigint identity, b int)
+create table r (b int)
+go
+set identity_insert n on insert n (id, b) values (8, 0) set identity_insert n off
+set identity_insert i on insert i (id, b) values (2147483646, 0) set identity_insert i off
+set identity_insert w on insert w (id, b) values (9223372036854775806, 0) set identity_insert w off
+insert n (b) values (1) insert i (b) values (1) insert w (b) values (1)
+go
+insert r values (1)
+go 10
+)");
+  EXPECT_EQ(
+      probe.refusal("insert n (b) values (2)"),
+      "247: Arithmetic overflow during implicit conversion of NUMERIC value '10' to a NUMERIC "
+      "field.\n");
+  EXPECT_EQ(probe.refusal("insert n (b) select 2").substr(0, 4), "247:");
+  EXPECT_EQ(probe.refusal("insert i (b) values (2)").substr(0, 4), "247:");
+  EXPECT_EQ(probe.refusal("insert w (b) values (2)").substr(0, 5), "3606:");
+  EXPECT_EQ(probe.rows("select max(n.id), max(i.id), max(w.id) from n, i, w"),
+            "9 | 2147483647 | 9223372036854775807\n");
+  EXPECT_EQ(probe.refusal("alter table r add id numeric(1,0) identity").substr(0, 4), "247:");
+  EXPECT_EQ(probe.rows("select count(*) from syscolumns where id = object_id('r')"), "1\n");
+}
+
 TEST(Batch, OptionsThatChangeWhatStatementsDo) {
   Probe probe(R"(
 create table t (a int null)
@@ -448,6 +476,15 @@ TEST(Batch, RollbacksNameWhatTheyUndo) {
             "0 | 0\n");
 }
 
+TEST(Batch, ATransactionThatIsNotThereHasNoEnd) {
+  Probe probe("create table t (a int)");
+  EXPECT_EQ(probe.ask("commit rollback tran commit tran nosuch rollback tran nosuch set nocount on"
+                      " insert t values (1) rollback select a, @@error, @@trancount from t"),
+            "a |  | \n1 | 0 | 0\n");
+  probe.ask("begin tran insert t values (2) rollback commit");
+  EXPECT_EQ(probe.rows("select a from t"), "1\n");
+}
+
 TEST(Batch, ArithmeticErrorsUndoTheTransaction) {
   Probe probe(
       "create table t (a int)\ngo\ncreate function f (@n int) returns int as "
@@ -460,6 +497,26 @@ TEST(Batch, ArithmeticErrorsUndoTheTransaction) {
   probe.ask("set arithabort numeric_truncation off set arithabort arith_overflow off");
   probe.ask("begin tran insert t values (1) declare @v int select @v = 1 / 0");
   EXPECT_EQ(probe.rows("select @@trancount, count(*) from t"), "1 | 1\n");
+}
+
+TEST(Batch, ArithmeticErrorsEndTheBatchOrTheStatement) {
+  Probe probe("create table t (a tinyint null, n numeric(5, 1) null)");
+  constexpr const char* kFail[] = {"insert t (a) values (256)", "declare @v int select @v = 1 / 0",
+                                   "declare @w int select @w = 2147483647 + @@trancount",
+                                   "if log(-1) = 1 print 'x'", "select 1 / 0"};
+  const auto counted = [&](const char* fails) {
+    probe.ask("begin tran insert t (a) values (1)");
+    probe.ask(std::string(fails) + " insert t (a) values (2)");
+    return probe.rows("select @@trancount, count(*) from t where @@trancount >= 0");
+  };
+  for (const char* fails : kFail) EXPECT_EQ(counted(fails), "0 | 0\n") << fails;
+  probe.ask("set arithabort arith_overflow off");
+  for (const char* fails : kFail) {
+    EXPECT_EQ(counted(fails), "1 | 2\n") << fails;
+    probe.ask("rollback");
+  }
+  probe.ask("set arithabort on insert t (n) values (2.29) insert t (n) values (2.2)");
+  EXPECT_EQ(probe.rows("select n from t"), "2.2\n");
 }
 
 TEST(Batch, AssignmentsRefuseWhatTheyWouldLose) {
@@ -502,6 +559,28 @@ insert t (n) values (2.50)
           " update t set n = 7.89 where n = 2.5"
           " select n from t where n <> 2.2 or y = 1 order by n"),
       "2.2\n7.8\n");
+}
+
+TEST(Batch, FormatsAloneAreGiven) {
+  Probe probe(R"(
+create table t (a int, b varchar(9) null)
+insert t values (1, 'x')
+go
+create procedure p as
+  if exists (select * from t) select a, 1 as n from t else select b from t
+  delete t
+go
+)");
+  EXPECT_EQ(
+      probe.ask("set fmtonly on select * from t exec p exec sp_help t insert t values (2, 'y')"
+                " create table u (a int) declare @v int select @v = 1 / 0 select @v as v"
+                " set fmtonly off"),
+      "a | b\na | n\nb\nv\n");
+  EXPECT_EQ(probe.rows("select count(*), object_id('u') from t"), "1 | -\n");
+  probe.ask("set fmtonly on");
+  EXPECT_EQ(probe.ask("select a from t", ado::kForwardOnly), "a\n");
+  EXPECT_EQ(probe.ask("insert t values (3, 'z') insert t values (3, 'z')"), "(closed)\n");
+  EXPECT_EQ(probe.rows("set fmtonly off select count(*) from t"), "1\n");
 }
 
 TEST(Batch, NothingRunsWithoutExecution) {

@@ -419,21 +419,28 @@ create table t (a int)
 go
 alter role r drop passwd
 set role r with passwd 'secret' on
-set fmtonly off
+set flushmessage off
 select a from t holdlock order by a compute sum(a) at isolation 0 plan '(x)'
 waitfor delay '0:0:1'
 transfer table t to 'f'
+update partition statistics t [1]
+declare @plan int
+create plan 'select a from t' '(t_scan t)' into g and set @plan
+rollback
 )"),
       "what 'create role' says behind the name leaves no trace in the catalog and was ignored\n"
       "'alter role' leaves no trace in the catalog and was ignored\n"
       "'set role' leaves no trace in the catalog and was ignored\n"
-      "'set fmtonly' leaves no trace in the catalog and was ignored\n"
+      "'set flushmessage' leaves no trace in the catalog and was ignored\n"
       "'compute' leaves no trace in the catalog and was ignored\n"
       "'holdlock' leaves no trace in the catalog and was ignored\n"
       "'at isolation' leaves no trace in the catalog and was ignored\n"
       "'plan' leaves no trace in the catalog and was ignored\n"
       "'waitfor delay' leaves no trace in the catalog and was ignored\n"
-      "'transfer table' leaves no trace in the catalog and was ignored\n");
+      "'transfer table' leaves no trace in the catalog and was ignored\n"
+      "'update partition' leaves no trace in the catalog and was ignored\n"
+      "'create plan' leaves no trace in the catalog and was ignored\n"
+      "the end of a transaction without one leaves no trace in the catalog and was ignored\n");
   EXPECT_EQ(told("set compatibility_mode on\n", Release::ase125), "error 195 in line 1\n");
   EXPECT_EQ(told("shutdown\n"), "error 0 in line 1\n");
 }
@@ -476,6 +483,34 @@ go
   EXPECT_EQ(probe.refusal("exec xp_x").substr(0, 2), "0:");
   EXPECT_EQ(probe.refusal("exec jp 1, 2").substr(0, 2), "0:");
   EXPECT_EQ(probe.ask("drop procedure xp_x drop function jf drop proc jp"), "(closed)\n");
+}
+
+TEST(Dialect, WhatMayStandInDefinitionsAlone) {
+  Probe probe(R"(
+create table t (a longsysname null, d text null, check (a not like 'x%'))
+go
+create procedure p as
+  select a from t for xml
+  select a from t order by a for xml all option 'tablename=t' returns varchar(90)
+  select 1 where '//a' xmltest (select d from t) option 'xmlerror=null'
+go
+create view v as
+  select a, xmlextract('//a', d option 'xmlerror=null' returns varchar(9)) as x,
+    (select a from t for xml) as y
+  from t where '//a' not xmltest d or '//b' xmltest d and a > 'b'
+go
+insert t (a) values ('b')
+)");
+  EXPECT_EQ(probe.rows("select name, usertype, length from syscolumns where id = object_id('v')"
+                       " or id = object_id('t') and name = 'a' order by 1, 2"),
+            "a | 2 | 255\na | 2 | 255\nx | 2 | 9\ny | 19 | 16\n");
+  const std::string xml = "0: The embedded catalog cannot execute 'select ... for xml'.\n";
+  EXPECT_EQ(probe.refusal("exec p"), xml);
+  EXPECT_EQ(probe.refusal("select (select a from t for xml)"), xml);
+  EXPECT_EQ(probe.refusal("select 1 from t where '//a' xmltest a").substr(0, 30),
+            "0: The value of xmltest() is n");
+  EXPECT_EQ(told("select a from t for xml none\n"), "error 102 in line 1\n");
+  EXPECT_EQ(told("create table t (a longsysname(9))\n"), "error 2716 in line 1\n");
 }
 
 TEST(Dialect, AScriptMayEndItself) {

@@ -201,7 +201,7 @@ TEST(Query, PlacesOfAggregates) {
       {"select a from t order by max(a)", "0"},
       {"select b from t group by b having exists (select * from u where u.a = sum(t.a))", "0"},
       {"create table c (a int, b as max(a))", "0"},
-      {"create table c (a int check (max(a) > 1)) insert c values (1)", "0"},
+      {"create table c (a int check (max(a) > 1))", "154"},
       {"create index i on t (max(a))", "0"}};
   for (const auto& [sql, number] : refused) {
     EXPECT_TRUE(probe.refusal(sql).starts_with(std::string(number) + ": ")) << probe.refusal(sql);

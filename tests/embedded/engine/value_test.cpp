@@ -85,6 +85,30 @@ TEST(Value, TextsAndBlanks) {
   });
 }
 
+// A varchar(n) has room for n bytes, and a letter beyond ASCII takes several.
+TEST(Value, LettersOfSeveralBytes) {
+  Probe probe(R"(
+create table t (v varchar(3) null, c char(4) not null, n char(4) null, u unichar(3) not null)
+insert t values ('aéb', 'é', 'é', 'é')
+insert t values ('ab€', 'ab€d', 'ab€', '€€€€')
+)");
+  EXPECT_EQ(probe.rows("select v, c + '|', n + '|', u + '|' from t"),
+            "a\u00e9 | \u00e9  | | \u00e9| | \u00e9  |\n"
+            "ab | ab  | | ab| | \u20ac\u20ac\u20ac|\n");
+  EXPECT_EQ(
+      probe.rows("select datalength(v), datalength(c), char_length(c), datalength(n),"
+                 " datalength(u), char_length(u), right(c, 1) + '|', substring(v, 2, 1) from t"),
+      "3 | 4 | 3 | 2 | 6 | 3 |  | | \u00e9\n2 | 4 | 4 | 2 | 6 | 3 |  | | b\n");
+  EXPECT_EQ(probe.rows("select c, u from t"), "\u00e9   | \u00e9  \nab   | \u20ac\u20ac\u20ac\n");
+  EXPECT_EQ(probe.rows("select convert(varchar(3), 'a\u00e9b'), stuff('ab', 2, 1, '\u00e9'),"
+                       " reverse('a\u00e9'), replicate('\u00e9', 2), ascii(char(233))"),
+            "a\u00e9 | a\u00e9 | \u00e9a | \u00e9\u00e9 | 233\n");
+  EXPECT_EQ(
+      probe.refusal("set string_rtruncation on insert t (v, c, u) values ('a\u00e9b', 'x', 'x')")
+          .substr(0, 5),
+      "9502:");
+}
+
 TEST(Value, Numbers) {
   expectValues({
       {"7 / 2", "3"},
@@ -196,6 +220,94 @@ TEST(Value, NumbersHaveARange) {
   EXPECT_EQ(probe.refusal("select 1e999"), refused);
   EXPECT_EQ(probe.refusal("insert t (a) values (-1e999)"), refused);
   EXPECT_EQ(probe.ask("insert t (a) values (1e300)"), "(closed)\n");
+}
+
+TEST(Value, NothingWrapsAtTheEndsOfTypes) {
+  Probe probe(R"(
+create table t (m money, sm smallmoney, i int, b bigint, u unsigned bigint, n numeric(38,0), f float)
+insert t values (922337203685477.5807, 214748.3647, 2147483647, 9223372036854775807,
+  18446744073709551615, 99999999999999999999999999999999999999, 1e308)
+insert t select m, sm, i, b, u, n, f from t
+)");
+  const Case kRefused[] = {
+      {"convert(money, 922337203685477.5807) + $1", "3606"},
+      {"$0 - convert(money, 922337203685477.5807) - $1", "3606"},
+      {"-convert(money, -922337203685477.5808)", "3606"},
+      {"$900000000000000 * 2", "3606"},
+      {"$922337203685477 / $0.1", "3606"},
+      {"$922337203685477.5808", "3606"},
+      {"convert(smallmoney, 214748.3647) + convert(smallmoney, 1)", "3606"},
+      {"-convert(smallmoney, -214748.3648)", "3606"},
+      {"convert(smallmoney, 200000) * convert(tinyint, 2)", "3606"},
+      {"convert(tinyint, 255) + convert(tinyint, 1)", "3606"},
+      {"convert(smallint, -32768) - convert(smallint, 1)", "3606"},
+      {"-convert(smallint, -32768)", "3606"},
+      {"-convert(int, -2147483648)", "3606"},
+      {"convert(int, -2147483648) / convert(int, -1)", "3606"},
+      {"-convert(bigint, -9223372036854775808)", "3606"},
+      {"convert(bigint, -9223372036854775808) / convert(bigint, -1)", "3606"},
+      {"convert(bigint, 9223372036854775807) * 2", "3606"},
+      {"convert(numeric(38,0), 99999999999999999999999999999999999999) + 1", "3606"},
+      {"1e308 * 10", "3606"},
+      {"1e308 / 1e-10", "3606"},
+      {"convert(real, 3e38) + convert(real, 3e38)", "3606"},
+      {"sum(m) from t", "3606"},
+      {"sum(i) from t", "3606"},
+      {"sum(b) from t", "3606"},
+      {"avg(b) from t", "3606"},
+      {"sum(u) from t", "3606"},
+      {"sum(n) from t", "3606"},
+      {"sum(f) from t", "3606"},
+      {"convert(money, 1e15)", "247"},
+      {"convert(money, 1e300)", "247"},
+      {"convert(smallmoney, 214748.3648)", "247"},
+      {"convert(int, 1e300)", "247"},
+      {"convert(numeric(38,0), 1.1e38)", "247"},
+      {"convert(real, 1e39)", "247"},
+      {"convert(float, '1e999')", "247"},
+      {"convert(float, 'inf')", "249"},
+      {"convert(smalldatetime, 'Jun 6 2079 11:59:45PM')", "247"},
+      {"convert(smalldatetime, convert(date, '20790607'))", "247"},
+      {"convert(datetime, convert(date, '17521231'))", "247"},
+      {"dateadd(mi, 1, convert(smalldatetime, 'Jun 6 2079 11:59PM'))", "517"},
+      {"dateadd(yy, -1, convert(smalldatetime, '19000101'))", "517"},
+      {"dateadd(ms, 10, convert(datetime, '9999-12-31 23:59:59.996'))", "517"},
+      {"dateadd(dd, -1, convert(datetime, '17530101'))", "517"},
+      {"dateadd(dd, 1, convert(date, '99991231'))", "517"},
+      {"datediff(ss, convert(datetime, '19000101'), convert(datetime, '20000101'))", "535"},
+  };
+  for (const Case& c : kRefused) {
+    const std::string refused = probe.refusal("select " + std::string(c.expression));
+    EXPECT_EQ(refused.substr(0, refused.find(':')), c.value) << c.expression;
+  }
+  EXPECT_EQ(probe.refusal("select dateadd(mi, 1, convert(smalldatetime, 'Jun 6 2079 11:59PM'))"),
+            "517: Adding a value to a 'smalldatetime' field caused overflow.\n");
+  EXPECT_EQ(probe.refusal("update t set sm = sm + sm").substr(0, 5), "3606:");
+  EXPECT_EQ(probe.rows("select sum(sm), avg(i), min(sm), max(m) from t"),
+            "429496.7294 | 2147483647 | 214748.3647 | 922337203685477.5807\n");
+}
+
+TEST(Value, TheLastValuesOfTypes) {
+  expectValues({
+      {"convert(money, 922337203685477.5806) + $0.0001", "922337203685477.5807"},
+      {"-convert(money, 922337203685477.5807) - $0.0001", "-922337203685477.5808"},
+      {"-convert(smallmoney, 214748.3647)", "-214748.3647"},
+      {"convert(varchar(30), convert(datetime, '9999-12-31 23:59:59.999'), 139)",
+       "Dec 31 9999 23:59:59.996666"},
+      {"convert(datetime, '2004-12-31 23:59:59.999')", "2005-01-01 00:00:00"},
+      {"convert(varchar(30), convert(time, '23:59:59.999'), 20)", "23:59:59:996"},
+      {"convert(varchar(30), convert(time, '12:00:00.001'), 20)", "12:00:00:000"},
+      {"convert(varchar(30), dateadd(ms, 10, convert(time, '23:59:59.996')), 20)", "00:00:00:006"},
+      {"convert(smalldatetime, 'Jun 6 2079 11:59:29PM')", "2079-06-06 23:59:00"},
+      {"dateadd(ss, 30, convert(smalldatetime, '20040101'))", "2004-01-01 00:01:00"},
+      {"5.5 % 2", "1.5"},
+      {"-5.5 % 2.00", "-1.50"},
+      {"$5.5 % $2", "1.5000"},
+      {"5.5e0 % 2", "1.5"},
+      {"-7 % 2", "-1"},
+      {"-convert(bit, 1)", "-1"},
+      {"~convert(bit, 1)", "False"},
+  });
 }
 
 TEST(Value, LongIntegersOfDifferentTypesAreEqual) {

@@ -86,7 +86,7 @@ struct RowLimit {
   std::uint64_t offset = 0;
 };
 
-enum class ForClause { None, ReadOnly, Browse, Update };
+enum class ForClause { None, ReadOnly, Browse, Update, Xml };
 
 /// Selects united from left to right.
 struct Query {
