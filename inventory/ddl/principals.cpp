@@ -121,24 +121,20 @@ void writePrincipals(Writing& writing) {
     writing.begin(Kind::role, role.name, {role.name});
     addRole(writing, Phase::settings, role.name);
     grantRoles(writing, known, role.roles, role.name);
-    writing.end();
   }
   for (const Group& group : database.groups) {
     writing.begin(Kind::group, group.name, {group.name});
     writing.call(Phase::principals, "exec sp_addgroup " + literal(group.name));
-    writing.end();
   }
   for (const User& user : database.users) {
     writing.begin(Kind::user, user.name, {user.name});
     writeUser(writing, known, user);
     writeRights(writing, rights, user);
-    writing.end();
   }
   for (const Alias& alias : database.aliases) {
     writing.begin(Kind::alias, alias.login, {alias.login});
     writing.call(Phase::principals, withLogin(alias.login) + "exec sp_addalias " +
                                         literal(alias.login) + ", " + literal(alias.user));
-    writing.end();
   }
 }
 

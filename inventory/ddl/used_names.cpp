@@ -109,8 +109,8 @@ class ObjectNames {
 
  private:
   bool isKeyword(std::string_view word) {
-    static constexpr std::array<std::string_view, 7> kBefore{"delete", "insert", "into",  "join",
-                                                             "on",     "table",  "update"};
+    static constexpr std::array<std::string_view, 8> kBefore{"delete", "insert", "into",   "join",
+                                                             "on",     "table",  "update", "using"};
     static constexpr std::array<std::string_view, 18> kEnding{
         "as", "begin", "else",  "end",    "exec",   "execute", "for",   "group",  "having",
         "if", "order", "print", "return", "select", "set",     "union", "values", "where"};

@@ -4,7 +4,6 @@
 #include "inventory/shown.h"
 
 namespace kelvane::inventory {
-namespace {
 
 void writeType(Writing& writing, const UserType& type) {
   const std::string user = Writing::userFor(type.name.owner);
@@ -20,7 +19,13 @@ void writeType(Writing& writing, const UserType& type) {
       Phase::values,
       "exec sp_addtype " + name + ", " + literal(shown(type.base.type)) + ", " + literal(null),
       user);
-  // Columns say for themselves what is bound to them.
+}
+
+/// Columns say for themselves what is bound to them.
+void writeTypeBindings(Writing& writing, const UserType& type) {
+  if (writing.isLeftOut(titleOf(Kind::type, shown(type.name)))) return;
+  const std::string user = Writing::userFor(type.name.owner);
+  const std::string name = argument({type.name.name});
   const auto bind = [&](std::string_view procedure, Kind kind, const QualifiedName& bound) {
     if (bound == QualifiedName{}) return;
     const std::string what = titleOf(Kind::type, shown(type.name)) + ": ";
@@ -62,33 +67,11 @@ void writeKey(Writing& writing, const EncryptionKey& key) {
   writePermissions(writing, Phase::permissions, key.name, key.permissions);
 }
 
-template <class Object>
-void writeTexts(Writing& writing, Kind kind, const std::vector<Object>& objects) {
-  for (const Object& one : objects) {
-    writing.begin(kind, shown(one.name), {one.name.owner, one.name.name});
-    const std::string title = titleOf(kind, shown(one.name));
-    if (writing.allowsName(one.name.name, Phase::values, title))
-      writing.addDefinition(Phase::values, title, one.definition, one.name.owner);
-    writing.end();
-  }
-}
-
-}  // namespace
-
-void writeValues(Writing& writing) {
-  const Database& database = writing.database();
-  writeTexts(writing, Kind::defaultObject, database.defaults);
-  writeTexts(writing, Kind::rule, database.rules);
-  for (const UserType& type : database.types) {
-    writing.begin(Kind::type, shown(type.name), {type.name.owner, type.name.name});
-    writeType(writing, type);
-    writing.end();
-  }
-  for (const EncryptionKey& key : database.encryptionKeys) {
-    writing.begin(Kind::encryptionKey, shown(key.name), {key.name.owner, key.name.name});
-    writeKey(writing, key);
-    writing.end();
-  }
+void writeText(Writing& writing, Phase phase, Kind kind, const QualifiedName& name,
+               const Definition& definition) {
+  const std::string title = titleOf(kind, shown(name));
+  if (writing.allowsName(name.name, phase, title))
+    writing.addDefinition(phase, title, definition, name.owner);
 }
 
 }  // namespace kelvane::inventory

@@ -10,6 +10,8 @@
 namespace kelvane::inventory {
 namespace {
 
+constexpr std::string_view kDatabaseOwner = "dbo";
+
 /// Each line of the text as a comment.
 std::string commented(std::string_view text) {
   std::string all = "-- ";
@@ -36,20 +38,16 @@ std::string_view Writing::releaseName() const {
   return {};
 }
 
-void Writing::begin(Kind kind, std::string name, const std::vector<std::string>& fileName) {
+std::size_t Writing::begin(Kind kind, std::string name, const std::vector<std::string>& fileName) {
   const std::string path =
       kind == Kind::database ? "database" : folderOf(kind) + '/' + inventory::fileName(fileName);
   script_.objects.push_back({kind, std::move(name), path + ".sql", {}});
-}
-
-void Writing::end() {
-  std::vector<Batch>& batches = script_.objects.back().batches;
-  if (batches.empty()) return script_.objects.pop_back();
-  std::ranges::stable_sort(batches, {}, &Batch::phase);
+  current_ = script_.objects.size() - 1;
+  return current_;
 }
 
 void Writing::add(Phase phase, std::string text, std::string user, bool quotedIdentifier) {
-  script_.objects.back().batches.push_back(
+  script_.objects[current_].batches.push_back(
       {phase, std::move(text), std::move(user), quotedIdentifier, false});
 }
 
@@ -57,7 +55,7 @@ void Writing::omit(Phase phase, std::string what, std::string reason) {
   // A comment is a batch of its own, so that it is not kept with the text that follows.
   add(phase, commented("Left out: " + what + ": " + reason), {}, false);
   leaveOut(what);
-  script_.omissions.push_back({std::move(what), std::move(reason)});
+  omissions_.push_back({current_, {std::move(what), std::move(reason)}});
 }
 
 bool Writing::allowsUse(Phase phase, const std::string& what, const std::string& used) {
@@ -92,6 +90,20 @@ std::optional<std::string> Writing::leftOutIn(const Definition& definition,
   // Of parameters and variables.
   forEachName(definition.text, definition.quotedIdentifier,
               [&](std::string_view name) { lookAtAll("type", {}, name); });
+  return found;
+}
+
+std::optional<std::string> Writing::leftOutFunctionIn(std::string_view text, bool quotedIdentifier,
+                                                      const std::string& owner) const {
+  std::optional<std::string> found;
+  if (leftOut_.empty() || database_.functions.empty()) return found;
+  forEachObject(text, quotedIdentifier, [&](const UsedObject& used) {
+    for (const std::string_view of : {used.owner, std::string_view(owner), kDatabaseOwner}) {
+      if (found || of.empty() || (!used.owner.empty() && of != used.owner)) continue;
+      std::string what = titleOf(Kind::function, std::string(of) + '.' + std::string(used.name));
+      if (isLeftOut(what)) found = std::move(what);
+    }
+  });
   return found;
 }
 
@@ -139,7 +151,7 @@ bool Writing::addDefinition(Phase phase, const std::string& what, const Definiti
         return false;
       }
       add(phase, definition.text, userFor(owner), definition.quotedIdentifier);
-      script_.objects.back().batches.back().isText = true;
+      script_.objects[current_].batches.back().isText = true;
       return true;
     case Definition::State::hidden:
       omit(phase, what, "its text is hidden");
@@ -162,6 +174,11 @@ std::vector<Batch> Writing::takeBatches() {
 }
 
 Script Writing::take() {
+  std::ranges::stable_sort(omissions_, {}, &OmissionOfObject::object);
+  for (OmissionOfObject& one : omissions_) script_.omissions.push_back(std::move(one.omission));
+  std::erase_if(script_.objects, [](const ScriptedObject& one) { return one.batches.empty(); });
+  for (ScriptedObject& one : script_.objects)
+    std::ranges::stable_sort(one.batches, {}, &Batch::phase);
   tellApart(script_.objects);
   return std::move(script_);
 }
@@ -178,9 +195,7 @@ Script scriptOf(const Database& database, std::optional<TargetRelease> release) 
   Writing writing(database, release);
   writeSettings(writing);
   writePrincipals(writing);
-  writeValues(writing);
-  writeTables(writing);
-  writeCompiled(writing);
+  writeObjects(writing);
   return writing.take();
 }
 

@@ -35,10 +35,9 @@ class Writing {
   std::optional<TargetRelease> release() const { return release_; }
   std::string_view releaseName() const;
 
-  /// What follows is of this object.
-  void begin(Kind kind, std::string name, const std::vector<std::string>& fileName);
-  /// An object without batches is not kept.
-  void end();
+  /// What follows is of this object, which is not kept if nothing follows. Returns its number.
+  std::size_t begin(Kind kind, std::string name, const std::vector<std::string>& fileName);
+  void resume(std::size_t object) { current_ = object; }
 
   void add(Phase phase, std::string text, std::string user, bool quotedIdentifier);
   void add(Phase phase, const Statement& statement, std::string user = {}) {
@@ -71,6 +70,13 @@ class Writing {
   bool addDefinition(Phase phase, const std::string& what, const Definition& definition,
                      const std::string& owner);
 
+  /// Columns and checks that cannot be created with their tables.
+  void setLate(std::unordered_set<const void*> late) { late_ = std::move(late); }
+  bool isLate(const void* record) const { return late_.contains(record); }
+  /// A function that the text uses and that is left out.
+  std::optional<std::string> leftOutFunctionIn(std::string_view text, bool quotedIdentifier,
+                                               const std::string& owner) const;
+
   /// Who makes what belongs to `owner`, so that names mean what they meant.
   static std::string userFor(const std::string& owner) {
     return owner == "dbo" ? std::string() : owner;
@@ -95,6 +101,13 @@ class Writing {
   std::optional<TargetRelease> release_;
   std::unordered_map<std::string, const UserType*> types_;
   std::unordered_set<std::string> leftOut_;
+  std::unordered_set<const void*> late_;
+  struct OmissionOfObject {
+    std::size_t object;
+    Omission omission;
+  };
+  std::vector<OmissionOfObject> omissions_;
+  std::size_t current_ = 0;
   Script script_;
 };
 
@@ -110,9 +123,18 @@ std::string withLogin(const std::string& login);
 // Each adds what it is called after.
 void writeSettings(Writing& writing);
 void writePrincipals(Writing& writing);
-void writeValues(Writing& writing);
-void writeTables(Writing& writing);
-void writeCompiled(Writing& writing);
+void writeObjects(Writing& writing);
+
+// What creates an object, in the phase, and what can only be said when all are there.
+void writeText(Writing& writing, Phase phase, Kind kind, const QualifiedName& name,
+               const Definition& definition);
+void writeType(Writing& writing, const UserType& type);
+void writeTypeBindings(Writing& writing, const UserType& type);
+void writeKey(Writing& writing, const EncryptionKey& key);
+void writeView(Writing& writing, Phase phase, const View& view);
+void writeViewParts(Writing& writing, const View& view);
+void writeFunction(Writing& writing, Phase phase, const Function& function);
+void writeProcedure(Writing& writing, Phase phase, const Procedure& procedure);
 
 void writeReplication(Writing& writing, const Procedure& procedure);
 /// `target`: of a table, as procedures call it; none for the database.
