@@ -216,7 +216,7 @@ void Planner::planMade() {
   }
   std::set<std::string> isMade;
   for (std::size_t at = 0; at < types; ++at) isMade.insert(shown(made_.types[at].name));
-  Script script = scriptOf(made_, options_.release);
+  Script script = scriptOf(made_, options_.release, source_);
   for (ScriptedObject& object : script.objects) {
     if (object.kind == Kind::type && !isMade.contains(object.name)) continue;
     const auto reason = reasons_.find({object.kind, object.name});

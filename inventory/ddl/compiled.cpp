@@ -8,7 +8,7 @@ namespace kelvane::inventory {
 void writeView(Writing& writing, Phase phase, const View& view) {
   const std::string title = titleOf(Kind::view, shown(view.name));
   if (view.precomputed && !writing.allows(TargetRelease::ase15, phase, title)) return;
-  if (writing.addDefinition(phase, title, view.definition, view.name.owner))
+  if (writing.addDefinition(phase, Kind::view, view.name, title, view.definition))
     writePermissions(writing, Phase::permissions, view.name, view.permissions);
 }
 
@@ -23,7 +23,7 @@ void writeFunction(Writing& writing, Phase phase, const Function& function) {
   const std::string title = titleOf(Kind::function, shown(function.name));
   const bool isLater = function.language.empty();
   if (isLater && !writing.allows(TargetRelease::ase15, phase, title)) return;
-  if (writing.addDefinition(phase, title, function.definition, function.name.owner))
+  if (writing.addDefinition(phase, Kind::function, function.name, title, function.definition))
     writePermissions(writing, Phase::permissions, function.name, function.permissions);
 }
 
@@ -36,7 +36,8 @@ void writeProcedure(Writing& writing, Phase phase, const Procedure& procedure) {
   if (procedure.language == "library") {
     writing.call(phase, "exec sp_addextendedproc " + argument({procedure.name.name}) + ", " +
                             literal(procedure.definition.text));
-  } else if (!writing.addDefinition(phase, title, procedure.definition, procedure.name.owner)) {
+  } else if (!writing.addDefinition(phase, Kind::procedure, procedure.name, title,
+                                    procedure.definition)) {
     return;
   }
   const std::string name = argument({procedure.name.name});
@@ -55,8 +56,7 @@ void writeTriggers(Writing& writing, const QualifiedName& table,
     if (trigger.insteadOf && !writing.allows(TargetRelease::ase15, Phase::triggers, title))
       continue;
     if (trigger.order && !writing.allows(TargetRelease::ase16, Phase::triggers, title)) continue;
-    if (!writing.addDefinition(Phase::triggers, title, trigger.definition, trigger.name.owner))
-      continue;
+    if (!writing.addTrigger(title, trigger, table)) continue;
     if (!trigger.disabled) continue;
     Statement alter("alter table ");
     alter.name(table) << " disable trigger ";

@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "inventory/ddl/former_names.h"
 #include "inventory/ddl/use_graph.h"
 #include "inventory/ddl/used_names.h"
 #include "inventory/shown.h"
@@ -109,6 +110,7 @@ class Ordering {
       const std::size_t at = graph_.add(node.kind, node.name->owner, node.name->name);
       if (node.kind == Kind::type) types_.emplace(shown(*node.name), at);
     }
+    addFormerNames();
   }
 
   CreationOrder run() {
@@ -129,6 +131,20 @@ class Ordering {
     const void* record;
     std::vector<std::size_t> functions;
   };
+
+  void addFormerNames() {
+    const FormerNames former(database_);
+    if (former.all().empty()) return;
+    std::map<std::pair<Kind, std::string>, std::size_t> numbers;
+    for (std::size_t at = 0; at < all_.size(); ++at) {
+      const Node node = nodeOf(all_[at].record);
+      numbers.emplace(std::pair(node.kind, shown(*node.name)), at);
+    }
+    for (const RenamedObject& one : former.all()) {
+      const auto found = numbers.find({one.kind, shown(one.name)});
+      if (found != numbers.end()) graph_.addName(found->second, one.name.owner, one.former);
+    }
+  }
 
   void addUses(std::size_t at) {
     std::visit(Visitor{

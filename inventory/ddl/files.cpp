@@ -126,6 +126,18 @@ class Division {
   bool isMarked_ = false;
 };
 
+/// What the first batch that creates something creates.
+std::optional<UsedObject> firstCreation(std::string_view text, bool quotedIdentifier) {
+  std::size_t begin = 0;
+  for (std::size_t at = 0; at < text.size(); at = nextLine(text, at)) {
+    if (!isBatchEnd(lineAt(text, at))) continue;
+    if (const auto found = createdObject(text.substr(begin, at - begin), quotedIdentifier))
+      return found;
+    begin = nextLine(text, at);
+  }
+  return createdObject(text.substr(begin), quotedIdentifier);
+}
+
 using Objects = std::vector<std::optional<ObjectOfFile>>;
 
 /// What a file has in a phase.
@@ -182,6 +194,7 @@ class SortingByUse {
 
   void run() {
     for (const Unit& unit : units_) add(unit);
+    for (std::size_t at = 0; at < units_.size(); ++at) addFormerName(at);
     for (std::size_t at = 0; at < units_.size(); ++at) addUses(at);
     const std::vector<bool> isEarly = graph_.closure(early_);
     for (std::size_t at = 0; at < units_.size(); ++at) {
@@ -208,6 +221,13 @@ class SortingByUse {
     } else {
       graph_.add(Kind::database, {}, {});
     }
+  }
+  /// What the text creates, and what is renamed behind it.
+  void addFormerName(std::size_t at) {
+    const ObjectOfFile& object = *objects_[units_[at].file()];
+    if (usualPhase(object.kind) != Phase::compiled) return;
+    if (const auto created = firstCreation(units_[at].text, hasQuotedNames(units_[at])))
+      graph_.addName(at, object.owner, created->name);
   }
   void addUses(std::size_t at) {
     const Unit& unit = units_[at];

@@ -102,6 +102,11 @@ bool allowsExpressions(Writing& writing, const Table& table, const Index& index,
       writing.omit(Phase::indexes, title, *used + " is left out");
       return false;
     }
+    if (const auto missing = writing.missingColumnIn(table, key.name, false)) {
+      writing.omit(Phase::indexes, title,
+                   "names column " + *missing + ", which the table does not have");
+      return false;
+    }
   }
   return true;
 }

@@ -64,6 +64,9 @@ std::optional<std::string> reasonToLeaveOut(const Writing& writing, const Table&
     if (auto used =
             writing.leftOutFunctionIn(computed.text, computed.quotedIdentifier, table.name.owner))
       return *used + " is left out";
+    if (const auto missing =
+            writing.missingColumnIn(table, computed.text, computed.quotedIdentifier))
+      return "names column " + *missing + ", which the table does not have";
   }
   for (const std::string& used :
        {titleOf(Kind::type, shown(QualifiedName{*column.type.type.owner, column.type.type.name})),
@@ -281,11 +284,18 @@ class TableWriter {
   }
   bool allowsCheck(const Check& check) {
     if (!fits(check.name, "check")) return false;
-    const auto used = writing_.leftOutFunctionIn(
-        check.condition.text, check.condition.quotedIdentifier, table_.name.owner);
-    if (!used) return true;
-    writing_.omit(Phase::tables, titleOfPart(table_, "check", check.name), *used + " is left out");
-    return false;
+    const auto& [text, state, quotedIdentifier] = check.condition;
+    const std::string what = titleOfPart(table_, "check", check.name);
+    if (const auto used = writing_.leftOutFunctionIn(text, quotedIdentifier, table_.name.owner)) {
+      writing_.omit(Phase::tables, what, *used + " is left out");
+      return false;
+    }
+    if (const auto missing = writing_.missingColumnIn(table_, text, quotedIdentifier)) {
+      writing_.omit(Phase::tables, what,
+                    "names column " + *missing + ", which the table does not have");
+      return false;
+    }
+    return true;
   }
   bool allowsDefault(const Column& column) {
     const auto used = writing_.leftOutFunctionIn(defaultOf(column), false, table_.name.owner);

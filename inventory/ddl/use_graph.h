@@ -22,6 +22,10 @@ class UseGraph {
 
   /// Objects are numbered as they are added, and come in that order where nothing else decides.
   std::size_t add(Kind kind, std::string_view owner, std::string_view name);
+  /// Another name, where no object has it.
+  void addName(std::size_t at, std::string_view owner, std::string_view name) {
+    named_.try_emplace(key(owner, name), at);
+  }
   void addUse(std::size_t user, std::size_t used) {
     if (user != used) used_[user].push_back(used);
   }

@@ -71,7 +71,7 @@ void writeText(Writing& writing, Phase phase, Kind kind, const QualifiedName& na
                const Definition& definition) {
   const std::string title = titleOf(kind, shown(name));
   if (writing.allowsName(name.name, phase, title))
-    writing.addDefinition(phase, title, definition, name.owner);
+    writing.addDefinition(phase, kind, name, title, definition);
 }
 
 }  // namespace kelvane::inventory

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "inventory/ddl/column_names.h"
 #include "inventory/ddl/file_names.h"
 #include "inventory/ddl/used_names.h"
 #include "model/text.h"
@@ -142,17 +143,77 @@ bool Writing::allowsName(std::string_view name, Phase phase, const std::string& 
   return false;
 }
 
-bool Writing::addDefinition(Phase phase, const std::string& what, const Definition& definition,
-                            const std::string& owner) {
+std::optional<std::string> Writing::missingColumnIn(const Table& table, std::string_view expression,
+                                                    bool quotedIdentifier) const {
+  return inventory::missingColumnIn(expression, quotedIdentifier, [&](std::string_view column) {
+    return std::ranges::any_of(table.columns,
+                               [&](const Column& one) { return isSame(one.name, column); });
+  });
+}
+
+bool Writing::isSame(std::string_view a, std::string_view b) const {
+  return a == b || (database_.server.ignoresCase && key(std::string(a)) == key(std::string(b)));
+}
+
+std::optional<bool> Writing::hasColumn(const QualifiedName& object, std::string_view column) const {
+  const auto has = [&](const auto& columns) {
+    return std::ranges::any_of(columns, [&](const auto& one) { return isSame(one.name, column); });
+  };
+  if (const auto table = tables_.find(shown(object)); table != tables_.end())
+    return has(table->second->columns);
+  if (const auto view = views_.find(shown(object));
+      view != views_.end() && view->second->columnsKnown)
+    return has(view->second->columns);
+  return std::nullopt;
+}
+
+std::optional<std::string> Writing::missingIn(const QualifiedName& view,
+                                              const Definition& definition) const {
+  const std::vector<std::string> missing = formerNames_.missingIn(definition, view.owner);
+  if (!missing.empty()) return missing.front() + ", which is not in the database";
+  const auto column = missingColumnOfView(
+      definition.text, definition.quotedIdentifier,
+      [&](std::string_view owner, std::string_view table, std::string_view name) {
+        if (!owner.empty()) return hasColumn({std::string(owner), std::string(table)}, name);
+        const auto own = hasColumn({view.owner, std::string(table)}, name);
+        return own ? own : hasColumn({std::string(kDatabaseOwner), std::string(table)}, name);
+      });
+  if (column) return "column " + *column + ", which is not there";
+  return std::nullopt;
+}
+
+bool Writing::addDefinition(Phase phase, Kind kind, const QualifiedName& name,
+                            const std::string& what, const Definition& definition) {
+  if (definition.state == Definition::State::whole && kind == Kind::view) {
+    if (const auto missing = missingIn(name, definition)) {
+      omit(phase, what, "names " + *missing);
+      return false;
+    }
+  }
+  std::vector<RenamedObject> renamed;
+  if (kind != Kind::rule && kind != Kind::defaultObject) {
+    renamed = formerNames_.renamedIn(definition, name.owner);
+    std::erase_if(renamed, [&](const RenamedObject& one) { return one.name == name; });
+    std::ranges::move(formerNames_.renamedTypesIn(definition), std::back_inserter(renamed));
+  }
+  return addText(phase, name, what, definition, std::move(renamed));
+}
+
+bool Writing::addTrigger(const std::string& what, const Trigger& trigger,
+                         const QualifiedName& table) {
+  std::vector<RenamedObject> renamed =
+      formerNames_.renamedIn(trigger.definition, trigger.name.owner);
+  std::erase_if(renamed, [&](const RenamedObject& one) { return one.name == table; });
+  if (const auto former = formerNames_.formerTableIn(trigger.definition, table.name))
+    renamed.push_back({Kind::table, table, *former});
+  return addText(Phase::triggers, trigger.name, what, trigger.definition, std::move(renamed));
+}
+
+bool Writing::addText(Phase phase, const QualifiedName& name, const std::string& what,
+                      const Definition& definition, std::vector<RenamedObject> renamed) {
   switch (definition.state) {
     case Definition::State::whole:
-      if (const auto used = leftOutIn(definition, owner)) {
-        omit(phase, what, *used + " is left out");
-        return false;
-      }
-      add(phase, definition.text, userFor(owner), definition.quotedIdentifier);
-      script_.objects[current_].batches.back().isText = true;
-      return true;
+      break;
     case Definition::State::hidden:
       omit(phase, what, "its text is hidden");
       return false;
@@ -163,7 +224,55 @@ bool Writing::addDefinition(Phase phase, const std::string& what, const Definiti
       omit(phase, what, "the login may not read its text");
       return false;
   }
-  return false;
+  std::optional<std::string> used = leftOutIn(definition, name.owner);
+  for (const RenamedObject& one : renamed) {
+    const std::string title = titleOf(one.kind, shown(one.name));
+    if (isLeftOut(title)) used = title;
+  }
+  if (used) {
+    omit(phase, what, *used + " is left out");
+    return false;
+  }
+  const auto former = formerNames_.formerNameIn(definition, name.name);
+  // A procedure of a group, of which others are there.
+  if (former && created_.contains(shown(name))) renamed.push_back({Kind::procedure, name, *former});
+  created_.insert(shown(name));
+  // The other way round what stands in the way goes first and comes back last.
+  std::vector<std::pair<std::string, std::string>> inTheWay;
+  const auto moveAside = [&](const std::string& owner, const std::string& taken) {
+    if (!formerNames_.isTaken(owner, taken)) return;
+    inTheWay.emplace_back(owner, taken);
+    renameIfThere(phase, owner, taken, formerNames_.freeName(inTheWay.size()));
+  };
+  if (former) moveAside(name.owner, *former);
+  for (const RenamedObject& one : renamed) {
+    if (one.name != name && one.kind != Kind::type) moveAside(one.name.owner, one.former);
+    rename(phase, one.name.owner, one.name.name, one.former);
+  }
+  add(phase, definition.text, userFor(name.owner), definition.quotedIdentifier);
+  script_.objects[current_].batches.back().isText = true;
+  if (former) rename(phase, name.owner, *former, name.name);
+  for (const RenamedObject& one : renamed) {
+    if (one.name != name) rename(phase, one.name.owner, one.former, one.name.name);
+  }
+  for (; !inTheWay.empty(); inTheWay.pop_back()) {
+    const auto& [owner, taken] = inTheWay.back();
+    renameIfThere(phase, owner, formerNames_.freeName(inTheWay.size()), taken);
+  }
+  return true;
+}
+
+void Writing::rename(Phase phase, const std::string& owner, const std::string& from,
+                     const std::string& to) {
+  call(phase, "exec sp_rename " + argument({from}) + ", " + literal(to), userFor(owner));
+}
+
+void Writing::renameIfThere(Phase phase, const std::string& owner, const std::string& from,
+                            const std::string& to) {
+  call(phase,
+       "if object_id(" + argument({owner, from}) + ") is not null\n    exec sp_rename " +
+           argument({from}) + ", " + literal(to),
+       userFor(owner));
 }
 
 std::vector<Batch> Writing::takeBatches() {
@@ -191,8 +300,9 @@ std::optional<TargetRelease> releaseOf(const Server& server) {
   return major >= 15 ? TargetRelease::ase15 : TargetRelease::ase125;
 }
 
-Script scriptOf(const Database& database, std::optional<TargetRelease> release) {
-  Writing writing(database, release);
+Script scriptOf(const Database& database, std::optional<TargetRelease> release,
+                const Database& whole) {
+  Writing writing(database, release, whole);
   writeSettings(writing);
   writePrincipals(writing);
   writeObjects(writing);

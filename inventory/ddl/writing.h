@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "inventory/ddl/ddl.h"
+#include "inventory/ddl/former_names.h"
 #include "inventory/ddl/statement.h"
 #include "inventory/records.h"
 
@@ -26,8 +27,12 @@ inline constexpr std::string_view kLongNames = "names as long as this";
 class Writing {
  public:
   Writing(const Database& database, std::optional<TargetRelease> release)
-      : database_(database), release_(release) {
+      : Writing(database, release, database) {}
+  Writing(const Database& database, std::optional<TargetRelease> release, const Database& whole)
+      : database_(database), release_(release), formerNames_(whole) {
     for (const UserType& type : database.types) types_.emplace(shown(type.name), &type);
+    for (const Table& table : whole.tables) tables_.emplace(shown(table.name), &table);
+    for (const View& view : whole.views) views_.emplace(shown(view.name), &view);
   }
 
   const Database& database() const { return database_; }
@@ -66,9 +71,10 @@ class Writing {
   /// The same for a name that releases before 15 cut.
   bool allowsName(std::string_view name, Phase phase, const std::string& what);
   /// A kept text as a batch of its own; false if it cannot be written, as one that needs an object
-  /// that is left out.
-  bool addDefinition(Phase phase, const std::string& what, const Definition& definition,
-                     const std::string& owner);
+  /// that is left out. Objects are renamed for as long as the text has other names for them.
+  bool addDefinition(Phase phase, Kind kind, const QualifiedName& name, const std::string& what,
+                     const Definition& definition);
+  bool addTrigger(const std::string& what, const Trigger& trigger, const QualifiedName& table);
 
   /// Columns and checks that cannot be created with their tables.
   void setLate(std::unordered_set<const void*> late) { late_ = std::move(late); }
@@ -76,6 +82,10 @@ class Writing {
   /// A function that the text uses and that is left out.
   std::optional<std::string> leftOutFunctionIn(std::string_view text, bool quotedIdentifier,
                                                const std::string& owner) const;
+
+  /// A column that a check or an expression of the table names, and that the table does not have.
+  std::optional<std::string> missingColumnIn(const Table& table, std::string_view expression,
+                                             bool quotedIdentifier) const;
 
   /// Who makes what belongs to `owner`, so that names mean what they meant.
   static std::string userFor(const std::string& owner) {
@@ -92,6 +102,18 @@ class Writing {
 
  private:
   std::string key(const std::string& what) const;
+  bool isSame(std::string_view a, std::string_view b) const;
+  /// None where the columns are not known.
+  std::optional<bool> hasColumn(const QualifiedName& object, std::string_view column) const;
+  /// What the text of a view names that is not there.
+  std::optional<std::string> missingIn(const QualifiedName& view,
+                                       const Definition& definition) const;
+  bool addText(Phase phase, const QualifiedName& name, const std::string& what,
+               const Definition& definition, std::vector<RenamedObject> renamed);
+  void rename(Phase phase, const std::string& owner, const std::string& from,
+              const std::string& to);
+  void renameIfThere(Phase phase, const std::string& owner, const std::string& from,
+                     const std::string& to);
   /// What is left out and used by the text of an object of `owner`: table dbo.t.
   std::optional<std::string> leftOutIn(const Definition& definition,
                                        const std::string& owner) const;
@@ -100,8 +122,12 @@ class Writing {
   const Database& database_;
   std::optional<TargetRelease> release_;
   std::unordered_map<std::string, const UserType*> types_;
+  std::unordered_map<std::string, const Table*> tables_;
+  std::unordered_map<std::string, const View*> views_;
   std::unordered_set<std::string> leftOut_;
   std::unordered_set<const void*> late_;
+  FormerNames formerNames_;
+  std::unordered_set<std::string> created_;
   struct OmissionOfObject {
     std::size_t object;
     Omission omission;
