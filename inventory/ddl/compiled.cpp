@@ -50,13 +50,30 @@ void writeProcedure(Writing& writing, Phase phase, const Procedure& procedure) {
 
 void writeTriggers(Writing& writing, const QualifiedName& table,
                    const std::vector<Trigger>& triggers) {
+  const Trigger *onInsert = nullptr, *onUpdate = nullptr, *onDelete = nullptr;
   for (const Trigger& trigger : triggers) {
     const std::string title = titleOf(Kind::trigger, shown(trigger.name));
     if (!writing.allowsName(trigger.name.name, Phase::triggers, title)) continue;
     if (trigger.insteadOf && !writing.allows(TargetRelease::ase15, Phase::triggers, title))
       continue;
     if (trigger.order && !writing.allows(TargetRelease::ase16, Phase::triggers, title)) continue;
+    // Another one for an event would take the place of the first.
+    const Trigger* other = nullptr;
+    for (const auto& [is, first] :
+         {std::pair(trigger.onInsert, onInsert), std::pair(trigger.onUpdate, onUpdate),
+          std::pair(trigger.onDelete, onDelete)}) {
+      if (is && !trigger.insteadOf && first != nullptr) other = first;
+    }
+    if (other != nullptr && !writing.has(TargetRelease::ase16)) {
+      writing.omit(
+          Phase::triggers, title,
+          writing.lacks("several triggers for an event") + "; " + shown(other->name) + " has it");
+      continue;
+    }
     if (!writing.addTrigger(title, trigger, table)) continue;
+    if (trigger.onInsert && !trigger.insteadOf) onInsert = &trigger;
+    if (trigger.onUpdate && !trigger.insteadOf) onUpdate = &trigger;
+    if (trigger.onDelete && !trigger.insteadOf) onDelete = &trigger;
     if (!trigger.disabled) continue;
     Statement alter("alter table ");
     alter.name(table) << " disable trigger ";

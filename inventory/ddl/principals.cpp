@@ -78,6 +78,8 @@ void grantRoles(Writing& writing, const Names& known, const std::vector<std::str
 
 void writeRights(Writing& writing, const CreationRights& rights, const User& user) {
   for (const std::string_view action : rights.missing(user)) {
+    // Before 15 there is no such right, nor functions in T-SQL.
+    if (action == "create function" && !writing.has(TargetRelease::ase15)) continue;
     const auto add = [&](Phase phase, std::string_view verb, std::string_view preposition) {
       Statement statement(verb);
       statement << " " << action << preposition;

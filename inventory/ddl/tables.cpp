@@ -74,7 +74,8 @@ std::optional<std::string> reasonToLeaveOut(const Writing& writing, const Table&
     if (writing.isLeftOut(used)) return used + " is left out";
   }
   if (writing.has(TargetRelease::ase15)) return std::nullopt;
-  if (!writing.hasType(column.type.type)) return writing.lacks(column.type.type.name);
+  const DataType type = typeFor(writing, column).type;
+  if (!writing.hasType(type)) return writing.lacks(type.name);
   if (!column.computed.isDefault()) return writing.lacks("computed columns");
   if (!writing.fits(column.name)) return writing.lacks(kLongNames);
   return std::nullopt;
@@ -225,7 +226,14 @@ class TableWriter {
       out << "as " << column.computed->text << (column.materialized ? " materialized" : "");
       if (column.materialized && !column.type.nullable) out << " not null";
     } else {
-      addType(out, column.type);
+      const ColumnType type = typeFor(writing_, column);
+      if (type != column.type) {
+        writing_.omit(Phase::tables,
+                      titleOf(table_) + ": column " + column.name + ": identity of type " +
+                          shown(column.type.type),
+                      writing_.lacks("it") + ": it is " + shown(type.type) + " there");
+      }
+      addType(out, type);
     }
     addStorage(out, column);
   }
@@ -290,6 +298,10 @@ class TableWriter {
       writing_.omit(Phase::tables, what, *used + " is left out");
       return false;
     }
+    if (const auto later = writing_.laterIn(text, quotedIdentifier)) {
+      writing_.omit(Phase::tables, what, writing_.lacks(*later));
+      return false;
+    }
     if (const auto missing = writing_.missingColumnIn(table_, text, quotedIdentifier)) {
       writing_.omit(Phase::tables, what,
                     "names column " + *missing + ", which the table does not have");
@@ -298,10 +310,12 @@ class TableWriter {
     return true;
   }
   bool allowsDefault(const Column& column) {
-    const auto used = writing_.leftOutFunctionIn(defaultOf(column), false, table_.name.owner);
-    if (!used) return true;
+    const std::string value = defaultOf(column);
+    const auto used = writing_.leftOutFunctionIn(value, false, table_.name.owner);
+    const auto later = writing_.laterIn(value, false);
+    if (!used && !later) return true;
     writing_.omit(Phase::tables, titleOf(table_) + ": column " + column.name + ": default",
-                  *used + " is left out");
+                  used ? *used + " is left out" : writing_.lacks(*later));
     return false;
   }
   void addName(Statement& out, const GivenName& name) {
@@ -376,6 +390,9 @@ class TableWriter {
     if (isRoundRobin && isPlain && all.size() == 1) return;
     if (!writing_.has(TargetRelease::ase15)) {
       if (isRoundRobin) {
+        const bool isNamed = !std::ranges::all_of(
+            all, [](const Partition& one) { return one.name.generated && one.segment.empty(); });
+        if (isNamed) allows(TargetRelease::ase15, "names and segments of partitions");
         Statement alter("alter table ");
         alter.name(table_.name) << " partition " << number;
         partition_ = std::move(alter);
@@ -514,6 +531,23 @@ void addPartitions(Statement& statement, const std::vector<Partition>& partition
 
 Statement columnText(Writing& writing, const Table& table, const Column& column) {
   return TableWriter(writing, table).columnText(column);
+}
+
+ColumnType typeFor(const Writing& writing, const Column& column) {
+  struct Precision {
+    std::string_view type;
+    std::int16_t digits;
+  };
+  static constexpr Precision kPrecisions[] = {
+      {"tinyint", 3},       {"smallint", 5}, {"unsigned smallint", 5}, {"int", 10},
+      {"unsigned int", 10}, {"bigint", 19},  {"unsigned bigint", 20}};
+  ColumnType type = column.type;
+  if (!type.identity || writing.has(TargetRelease::ase15) || !type.type.owner.isDefault())
+    return type;
+  const auto* const found = std::ranges::find(kPrecisions, type.type.name, &Precision::type);
+  if (found != std::end(kPrecisions))
+    type.type = {{}, "numeric", {}, found->digits, std::int16_t{0}};
+  return type;
 }
 
 bool writeTable(Writing& writing, const Table& table) {

@@ -1,6 +1,6 @@
 // Defaults, rules, types and encryption keys.
 
-#include "inventory/ddl/writing.h"
+#include "inventory/ddl/tables.h"
 #include "inventory/shown.h"
 
 namespace kelvane::inventory {
@@ -10,15 +10,24 @@ void writeType(Writing& writing, const UserType& type) {
   const std::string name = argument({type.name.name});
   if (!writing.allowsName(type.name.name, Phase::values, titleOf(Kind::type, shown(type.name))))
     return;
-  if (!writing.allowsType(type.base.type, Phase::values, titleOf(Kind::type, shown(type.name))))
+  if (!type.base.identity &&
+      !writing.allowsType(type.base.type, Phase::values, titleOf(Kind::type, shown(type.name))))
     return;
+  Column column;
+  column.type = type.base;
+  const ColumnType base = typeFor(writing, column);
+  if (base != type.base) {
+    writing.omit(
+        Phase::values,
+        titleOf(Kind::type, shown(type.name)) + ": identity of type " + shown(type.base.type),
+        writing.lacks("it") + ": it is " + shown(base.type) + " there");
+  }
   const std::string_view null = type.base.identity   ? "identity"
                                 : type.base.nullable ? "null"
                                                      : "not null";
-  writing.call(
-      Phase::values,
-      "exec sp_addtype " + name + ", " + literal(shown(type.base.type)) + ", " + literal(null),
-      user);
+  writing.call(Phase::values,
+               "exec sp_addtype " + name + ", " + literal(shown(base.type)) + ", " + literal(null),
+               user);
 }
 
 /// Columns say for themselves what is bound to them.

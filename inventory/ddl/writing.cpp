@@ -5,6 +5,7 @@
 
 #include "inventory/ddl/column_names.h"
 #include "inventory/ddl/file_names.h"
+#include "inventory/ddl/later.h"
 #include "inventory/ddl/used_names.h"
 #include "model/text.h"
 
@@ -137,6 +138,13 @@ bool Writing::allows(TargetRelease since, Phase phase, const std::string& what) 
   return false;
 }
 
+std::optional<std::string> Writing::laterIn(std::string_view text, bool quotedIdentifier) const {
+  if (has(TargetRelease::ase16)) return std::nullopt;
+  return inventory::laterIn(text, quotedIdentifier, *release_, [&](std::string_view name) {
+    return functions_.contains(key(std::string(name)));
+  });
+}
+
 bool Writing::allowsName(std::string_view name, Phase phase, const std::string& what) {
   if (fits(name)) return true;
   omit(phase, what, lacks(kLongNames));
@@ -224,6 +232,10 @@ bool Writing::addText(Phase phase, const QualifiedName& name, const std::string&
       omit(phase, what, "the login may not read its text");
       return false;
   }
+  if (const auto later = laterIn(definition.text, definition.quotedIdentifier)) {
+    omit(phase, what, lacks(*later));
+    return false;
+  }
   std::optional<std::string> used = leftOutIn(definition, name.owner);
   for (const RenamedObject& one : renamed) {
     const std::string title = titleOf(one.kind, shown(one.name));
@@ -249,7 +261,14 @@ bool Writing::addText(Phase phase, const QualifiedName& name, const std::string&
     if (one.name != name && one.kind != Kind::type) moveAside(one.name.owner, one.former);
     rename(phase, one.name.owner, one.name.name, one.former);
   }
-  add(phase, definition.text, userFor(name.owner), definition.quotedIdentifier);
+  std::string text = definition.text;
+  if (!has(TargetRelease::ase16)) {
+    if (auto without = withoutReplace(text, definition.quotedIdentifier)) {
+      text = *std::move(without);
+      omit(phase, what + ": or replace", lacks("it"));
+    }
+  }
+  add(phase, std::move(text), userFor(name.owner), definition.quotedIdentifier);
   script_.objects[current_].batches.back().isText = true;
   if (former) rename(phase, name.owner, *former, name.name);
   for (const RenamedObject& one : renamed) {

@@ -32,6 +32,7 @@ class Writing {
       : database_(database), release_(release), formerNames_(whole) {
     for (const UserType& type : database.types) types_.emplace(shown(type.name), &type);
     for (const Table& table : whole.tables) tables_.emplace(shown(table.name), &table);
+    for (const Function& one : whole.functions) functions_.insert(key(one.name.name));
     for (const View& view : whole.views) views_.emplace(shown(view.name), &view);
   }
 
@@ -68,6 +69,8 @@ class Writing {
   std::string lacks(std::string_view what) const;
   /// Whether the release has it; if not, that it is left out.
   bool allows(TargetRelease since, Phase phase, const std::string& what);
+  /// What a text uses that the release does not have.
+  std::optional<std::string> laterIn(std::string_view text, bool quotedIdentifier) const;
   /// The same for a name that releases before 15 cut.
   bool allowsName(std::string_view name, Phase phase, const std::string& what);
   /// A kept text as a batch of its own; false if it cannot be written, as one that needs an object
@@ -90,6 +93,10 @@ class Writing {
   /// Who makes what belongs to `owner`, so that names mean what they meant.
   static std::string userFor(const std::string& owner) {
     return owner == "dbo" ? std::string() : owner;
+  }
+  const Table* table(const QualifiedName& name) const {
+    const auto found = tables_.find(shown(name));
+    return found == tables_.end() ? nullptr : found->second;
   }
   const UserType* userType(const DataType& type) const {
     const auto found = types_.find(shown(QualifiedName{*type.owner, type.name}));
@@ -124,6 +131,7 @@ class Writing {
   std::unordered_map<std::string, const UserType*> types_;
   std::unordered_map<std::string, const Table*> tables_;
   std::unordered_map<std::string, const View*> views_;
+  std::unordered_set<std::string> functions_;  ///< without their owners
   std::unordered_set<std::string> leftOut_;
   std::unordered_set<const void*> late_;
   FormerNames formerNames_;
