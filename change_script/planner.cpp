@@ -364,7 +364,7 @@ void Planner::planMade() {
   for (const UserType& type : source_.types) {
     if (!isMade.contains(shown(type.name))) made_.types.push_back(type);
   }
-  Script script = scriptOf(made_, options_.release);
+  Script script = scriptOf(made_, options_.release, source_);
   const Texts texts = textsOfMade();
   for (ScriptedObject& object : script.objects) {
     if (object.kind == Kind::type && !isMade.contains(object.name)) continue;

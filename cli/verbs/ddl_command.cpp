@@ -113,12 +113,15 @@ ExitStatus runDdl(const Arguments& arguments, const Console& console, const Open
   if (!side.wasRead)
     throw CommandError({side.gaps.empty() ? "reading stopped" : side.gaps.front(),
                         "nothing was written: the database was not read completely"});
+  std::optional<inventory::Database> whole;
+  if (!selection.takesAll()) whole = side.database;
   select(selection, side.database, console);
 
   std::vector<std::string> gaps = gapsOf(side);
   const bool isWhole = gaps.empty() && selection.takesAll();
   const inventory::Script script = inventory::scriptOf(
-      side.database, releaseFor(settings.load.catalog.release, side.database.server));
+      side.database, releaseFor(settings.load.catalog.release, side.database.server),
+      whole ? *whole : side.database);
   if (const auto folder = arguments.value(kOutput)) {
     writeFolder(script, *folder, isWhole, console);
   } else {

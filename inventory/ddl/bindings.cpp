@@ -1,5 +1,6 @@
 // Foreign keys, logical keys, and what procedures of the server say about tables.
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <utility>
@@ -48,6 +49,29 @@ void writeIndexSettings(Writing& writing, const Table& table, const NameInBatch&
                                     name.argument + degree);
 }
 
+const Column* columnOf(const Table& table, const std::string& name) {
+  const auto found = std::ranges::find(table.columns, name, &Column::name);
+  return found == table.columns.end() ? nullptr : &*found;
+}
+
+/// A column that gets another type than the one that it refers to, or that refers to it.
+std::optional<std::string> changedType(const Writing& writing, const Table& table,
+                                       const ForeignKey& key) {
+  const Table* const other = writing.table({key.referenced.owner, key.referenced.name});
+  if (writing.has(TargetRelease::ase15) || other == nullptr || !key.referenced.database.empty())
+    return std::nullopt;
+  for (std::size_t at = 0; at < key.columns.size() && at < key.referencedColumns.size(); ++at) {
+    const Column* const from = columnOf(table, key.columns[at]);
+    const Column* const to = columnOf(*other, key.referencedColumns[at]);
+    if (from == nullptr || to == nullptr) continue;
+    const ColumnType fromType = typeFor(writing, *from), toType = typeFor(writing, *to);
+    if (fromType.type == toType.type) continue;
+    if (fromType != from->type) return from->name;
+    if (toType != to->type) return to->name;
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 void writeForeignKeys(Writing& writing, const Table& table) {
@@ -58,6 +82,10 @@ void writeForeignKeys(Writing& writing, const Table& table) {
         !allowsReference(writing, Phase::references, title,
                          {key.referenced.owner, key.referenced.name}, key.referencedColumns))
       continue;
+    if (const auto column = changedType(writing, table, key)) {
+      writing.omit(Phase::references, title, "column " + *column + " has another type there");
+      continue;
+    }
     Statement alter("alter table ");
     alter.name(table.name) << " add ";
     if (!key.name.generated) alter << "constraint ", alter.name(key.name.name) << " ";

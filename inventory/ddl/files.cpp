@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "inventory/ddl/batch_lines.h"
+#include "inventory/ddl/use_graph.h"
 #include "inventory/ddl/used_names.h"
 
 namespace kelvane::inventory {
@@ -23,7 +24,7 @@ static_assert(kOrder.size() == static_cast<std::size_t>(Kind::column));
 
 struct ObjectOfFile {
   Kind kind;
-  std::string name;
+  std::string owner, name;
 };
 
 /// What the head of a file says; none for a file that was written by hand.
@@ -39,9 +40,13 @@ std::optional<ObjectOfFile> objectOf(std::string_view text) {
   }
   if (longest == nullptr) return std::nullopt;
   std::string_view name = line.substr(longest->singular.size());
-  if (const std::size_t point = name.find('.'); point != std::string_view::npos)
+  if (name.starts_with(' ')) name.remove_prefix(1);
+  std::string_view owner;
+  if (const std::size_t point = name.find('.'); point != std::string_view::npos) {
+    owner = name.substr(0, point);
     name.remove_prefix(point + 1);
-  return ObjectOfFile{longest->kind, std::string(name)};
+  }
+  return ObjectOfFile{longest->kind, std::string(owner), std::string(name)};
 }
 
 bool hasStatements(std::string_view text) {
@@ -121,26 +126,129 @@ class Division {
   bool isMarked_ = false;
 };
 
-/// The parts of views, functions and procedures, in the order in which they use one another.
-void sortByUse(std::span<Part> parts, const std::vector<std::string>& names, bool ignoresCase) {
-  std::vector<std::span<Part>> files;
-  std::vector<std::string> texts;
+/// What the first batch that creates something creates.
+std::optional<UsedObject> firstCreation(std::string_view text, bool quotedIdentifier) {
+  std::size_t begin = 0;
+  for (std::size_t at = 0; at < text.size(); at = nextLine(text, at)) {
+    if (!isBatchEnd(lineAt(text, at))) continue;
+    if (const auto found = createdObject(text.substr(begin, at - begin), quotedIdentifier))
+      return found;
+    begin = nextLine(text, at);
+  }
+  return createdObject(text.substr(begin), quotedIdentifier);
+}
+
+using Objects = std::vector<std::optional<ObjectOfFile>>;
+
+/// What a file has in a phase.
+struct Unit {
+  std::span<Part> parts;
+  std::string text = {};
+
+  std::size_t file() const { return parts.front().file; }
+  Phase phase() const { return parts.front().phase; }
+};
+
+std::vector<Unit> unitsOf(std::span<Part> parts) {
+  std::vector<Unit> units;
   for (std::size_t at = 0; at < parts.size();) {
     const std::size_t first = at;
-    std::string& text = texts.emplace_back();
-    for (; at < parts.size() && parts[at].file == parts[first].file; ++at) text += parts[at].text;
-    files.push_back(parts.subspan(first, at - first));
+    Unit unit;
+    for (; at < parts.size() && parts[at].file == parts[first].file &&
+           parts[at].phase == parts[first].phase;
+         ++at)
+      unit.text += parts[at].text;
+    unit.parts = parts.subspan(first, at - first);
+    units.push_back(std::move(unit));
   }
-  std::vector<NamedText> named;
-  for (std::size_t at = 0; at < files.size(); ++at) {
-    const bool hasQuotedNames = texts[at].find(kQuotedIdentifierOn) != std::string::npos;
-    named.push_back({names[files[at].front().file], texts[at], hasQuotedNames});
-  }
+  return units;
+}
+
+bool hasQuotedNames(const Unit& unit) {
+  return unit.text.find(kQuotedIdentifierOn) != std::string::npos;
+}
+
+void moveInto(std::span<Part> parts, const std::vector<Unit>& units,
+              const std::vector<std::size_t>& order) {
   std::vector<Part> sorted;
-  for (const std::size_t at : inOrderOfUse(named, ignoresCase))
-    std::ranges::move(files[at], std::back_inserter(sorted));
+  sorted.reserve(parts.size());
+  for (const std::size_t at : order) std::ranges::move(units[at].parts, std::back_inserter(sorted));
   std::ranges::move(sorted, parts.begin());
 }
+
+/// Views, functions and procedures, as they name one another in whatever place.
+void sortByNames(std::span<Part> parts, const Objects& objects, bool ignoresCase) {
+  const std::vector<Unit> units = unitsOf(parts);
+  std::vector<NamedText> named;
+  named.reserve(units.size());
+  for (const Unit& unit : units)
+    named.push_back({objects[unit.file()]->name, unit.text, hasQuotedNames(unit)});
+  moveInto(parts, units, inOrderOfUse(named, ignoresCase));
+}
+
+/// What is used comes first: where tables call functions, those are created among the tables.
+class SortingByUse {
+ public:
+  SortingByUse(std::span<Part> parts, const Objects& objects, bool ignoresCase)
+      : parts_(parts), objects_(objects), units_(unitsOf(parts)), graph_({}, ignoresCase) {}
+
+  void run() {
+    for (const Unit& unit : units_) add(unit);
+    for (std::size_t at = 0; at < units_.size(); ++at) addFormerName(at);
+    for (std::size_t at = 0; at < units_.size(); ++at) addUses(at);
+    const std::vector<bool> isEarly = graph_.closure(early_);
+    for (std::size_t at = 0; at < units_.size(); ++at) {
+      if (!isEarly[at] || units_[at].phase() != Phase::compiled) continue;
+      setPhase(units_[at], Phase::tables);
+    }
+    std::vector<std::size_t> order = graph_.order();
+    std::ranges::stable_sort(order, {}, [&](std::size_t at) { return units_[at].phase(); });
+    moveInto(parts_, units_, order);
+  }
+
+ private:
+  Kind kindOf(const Unit& unit) const { return objects_[unit.file()]->kind; }
+
+  static void setPhase(const Unit& unit, Phase phase) {
+    for (Part& part : unit.parts) part.phase = phase;
+  }
+
+  void add(const Unit& unit) {
+    const ObjectOfFile& object = *objects_[unit.file()];
+    const bool isCompiled = usualPhase(object.kind) == Phase::compiled;
+    if (isCompiled || unit.phase() == usualPhase(object.kind)) {
+      graph_.add(object.kind, object.owner, object.name);
+    } else {
+      graph_.add(Kind::database, {}, {});
+    }
+  }
+  /// What the text creates, and what is renamed behind it.
+  void addFormerName(std::size_t at) {
+    const ObjectOfFile& object = *objects_[units_[at].file()];
+    if (usualPhase(object.kind) != Phase::compiled) return;
+    if (const auto created = firstCreation(units_[at].text, hasQuotedNames(units_[at])))
+      graph_.addName(at, object.owner, created->name);
+  }
+  void addUses(std::size_t at) {
+    const Unit& unit = units_[at];
+    const ObjectOfFile& object = *objects_[unit.file()];
+    const bool isCompiled = usualPhase(object.kind) == Phase::compiled;
+    graph_.forEachUsed(object.owner, unit.text, hasQuotedNames(unit), [&](std::size_t used) {
+      if (isCompiled) return graph_.addUse(at, used);
+      if (kindOf(units_[used]) != Kind::function) return;
+      early_.push_back(used);
+      if (unit.phase() == Phase::values) setPhase(unit, Phase::tables);
+      // An index comes behind all tables, so that its function may use its table.
+      if (unit.phase() <= Phase::tables) graph_.addUse(at, used);
+    });
+  }
+
+  std::span<Part> parts_;
+  const Objects& objects_;
+  std::vector<Unit> units_;
+  UseGraph graph_;
+  std::vector<std::size_t> early_;
+};
 
 }  // namespace
 
@@ -160,12 +268,12 @@ std::string fileText(const ScriptedObject& object) {
 
 std::vector<FilePart> inRunningOrder(std::span<const std::string> texts, bool ignoresCase) {
   std::vector<Part> parts;
-  std::vector<std::string> names(texts.size());
+  Objects objects(texts.size());
   std::vector<FilePart> order, behind;
   for (std::size_t file = 0; file < texts.size(); ++file) {
-    if (const auto object = objectOf(texts[file])) {
-      names[file] = object->name;
-      Division(file, *object, texts[file], parts).run();
+    objects[file] = objectOf(texts[file]);
+    if (objects[file]) {
+      Division(file, *objects[file], texts[file], parts).run();
     } else {
       (parts.empty() ? order : behind).push_back({file, texts[file]});
     }
@@ -173,7 +281,9 @@ std::vector<FilePart> inRunningOrder(std::span<const std::string> texts, bool ig
   std::ranges::stable_sort(parts, {},
                            [](const Part& one) { return std::pair(one.phase, one.rank); });
   const auto compiled = std::ranges::equal_range(parts, Phase::compiled, {}, &Part::phase);
-  sortByUse({compiled.begin(), compiled.end()}, names, ignoresCase);
+  sortByNames({compiled.begin(), compiled.end()}, objects, ignoresCase);
+  const auto values = std::ranges::lower_bound(parts, Phase::values, {}, &Part::phase);
+  SortingByUse({values, compiled.end()}, objects, ignoresCase).run();
   for (Part& part : parts) order.push_back({part.file, std::move(part.text)});
   std::ranges::move(behind, std::back_inserter(order));
   return order;

@@ -89,6 +89,28 @@ void addIndexPartitions(Writing& writing, Statement& statement, const std::strin
     writing.omit(phase, title + "local index", std::string(kNotOfConstraints));
 }
 
+bool allowsExpressions(Writing& writing, const Table& table, const Index& index,
+                       const std::string& title) {
+  for (const KeyColumn& key : index.columns) {
+    if (!key.isExpression) continue;
+    if (key.state != Definition::State::whole) {
+      writing.omit(Phase::indexes, title, "its expression cannot be read");
+      return false;
+    }
+    const auto used = writing.leftOutFunctionIn(key.name, false, table.name.owner);
+    if (used) {
+      writing.omit(Phase::indexes, title, *used + " is left out");
+      return false;
+    }
+    if (const auto missing = writing.missingColumnIn(table, key.name, false)) {
+      writing.omit(Phase::indexes, title,
+                   "names column " + *missing + ", which the table does not have");
+      return false;
+    }
+  }
+  return true;
+}
+
 }  // namespace
 
 void addStorage(Writing& writing, Statement& statement, const Table& table, const std::string& what,
@@ -111,6 +133,7 @@ void writeIndexes(Writing& writing, const Table& table) {
     for (const KeyColumn& key : index.columns) isLater = isLater || key.isExpression;
     if (isLater && !writing.allows(TargetRelease::ase15, Phase::indexes, title)) continue;
     if (!writing.allowsName(index.name, Phase::indexes, title)) continue;
+    if (!allowsExpressions(writing, table, index, title)) continue;
     Statement create("create ");
     create << (index.unique ? "unique " : "") << (index.clustered ? "clustered " : "nonclustered ")
            << "index ";

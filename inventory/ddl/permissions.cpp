@@ -1,6 +1,7 @@
 // Who may do what.
 
 #include <algorithm>
+#include <array>
 #include <deque>
 
 #include "inventory/ddl/writing.h"
@@ -35,6 +36,16 @@ std::vector<const Permission*> inOrder(const std::vector<Permission>& permission
   return order;
 }
 
+/// Why the release does not have it.
+std::optional<std::string> reasonToLeaveOut(const Writing& writing, const Permission& permission) {
+  static constexpr std::array<std::string_view, 4> kSince15{
+      "create encryption key", "create function", "decrypt", "transfer table"};
+  if (writing.has(TargetRelease::ase15)) return std::nullopt;
+  if (!permission.condition.empty()) return writing.lacks("conditions of grants");
+  if (std::ranges::find(kSince15, permission.action) != kSince15.end()) return writing.lacks("it");
+  return std::nullopt;
+}
+
 bool isKnown(const Permission& permission) {
   constexpr std::string_view kAction = "action ", kColumn = "column ";
   return !permission.action.starts_with(kAction) &&
@@ -52,6 +63,11 @@ void writePermissions(Writing& writing, Phase phase, const QualifiedName& object
     if (!isKnown(*one)) {
       writing.omit(phase, declaration(*one) + (isOfDatabase ? "" : " on " + shown(object)),
                    "what it is about is not known");
+      continue;
+    }
+    if (const auto reason = reasonToLeaveOut(writing, *one)) {
+      writing.omit(phase, declaration(*one) + (isOfDatabase ? "" : " on " + shown(object)),
+                   *reason);
       continue;
     }
     std::string action = one->action;

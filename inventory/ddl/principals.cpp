@@ -78,6 +78,8 @@ void grantRoles(Writing& writing, const Names& known, const std::vector<std::str
 
 void writeRights(Writing& writing, const CreationRights& rights, const User& user) {
   for (const std::string_view action : rights.missing(user)) {
+    // Before 15 there is no such right, nor functions in T-SQL.
+    if (action == "create function" && !writing.has(TargetRelease::ase15)) continue;
     const auto add = [&](Phase phase, std::string_view verb, std::string_view preposition) {
       Statement statement(verb);
       statement << " " << action << preposition;
@@ -121,24 +123,20 @@ void writePrincipals(Writing& writing) {
     writing.begin(Kind::role, role.name, {role.name});
     addRole(writing, Phase::settings, role.name);
     grantRoles(writing, known, role.roles, role.name);
-    writing.end();
   }
   for (const Group& group : database.groups) {
     writing.begin(Kind::group, group.name, {group.name});
     writing.call(Phase::principals, "exec sp_addgroup " + literal(group.name));
-    writing.end();
   }
   for (const User& user : database.users) {
     writing.begin(Kind::user, user.name, {user.name});
     writeUser(writing, known, user);
     writeRights(writing, rights, user);
-    writing.end();
   }
   for (const Alias& alias : database.aliases) {
     writing.begin(Kind::alias, alias.login, {alias.login});
     writing.call(Phase::principals, withLogin(alias.login) + "exec sp_addalias " +
                                         literal(alias.login) + ", " + literal(alias.user));
-    writing.end();
   }
 }
 

@@ -52,7 +52,7 @@ struct Omission {
 
 struct Script {
   std::vector<ScriptedObject> objects;  ///< within a phase they run in this order
-  std::vector<Omission> omissions;
+  std::vector<Omission> omissions;      ///< in the order of the objects that they belong to
 };
 
 /// Where the files of a kind are: encryption-keys.

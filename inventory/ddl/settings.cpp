@@ -71,7 +71,6 @@ void writeMessages(Writing& writing) {
       writing.omit(Phase::settings, "message " + nameOf(message),
                    "the server does not name its language");
     }
-    writing.end();
   }
 }
 
@@ -94,7 +93,6 @@ void writeSettings(Writing& writing) {
                  onDatabase("exec master..sp_bindcache " + literal(settings.cache) + ", @db"));
   writeLockPromotion(writing, Phase::endings, {}, settings.pageLockPromotion,
                      settings.rowLockPromotion);
-  writing.end();
   writeMessages(writing);
 }
 

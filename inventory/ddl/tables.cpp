@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 
 #include "inventory/shown.h"
 
@@ -55,27 +56,72 @@ const TableClause* clauseOf(std::string_view label) {
 
 bool isWhole(const Definition& definition) { return definition.state == Definition::State::whole; }
 
-std::optional<std::string> reasonToLeaveOut(const Writing& writing, const Column& column) {
-  if (!column.computed.isDefault() && !isWhole(*column.computed))
-    return "its expression cannot be read";
+std::optional<std::string> reasonToLeaveOut(const Writing& writing, const Table& table,
+                                            const Column& column) {
+  if (!column.computed.isDefault()) {
+    const Definition& computed = *column.computed;
+    if (!isWhole(computed)) return "its expression cannot be read";
+    if (auto used =
+            writing.leftOutFunctionIn(computed.text, computed.quotedIdentifier, table.name.owner))
+      return *used + " is left out";
+    if (const auto missing =
+            writing.missingColumnIn(table, computed.text, computed.quotedIdentifier))
+      return "names column " + *missing + ", which the table does not have";
+  }
   for (const std::string& used :
        {titleOf(Kind::type, shown(QualifiedName{*column.type.type.owner, column.type.type.name})),
         titleOf(Kind::encryptionKey, shown(*column.encryptionKey))}) {
     if (writing.isLeftOut(used)) return used + " is left out";
   }
   if (writing.has(TargetRelease::ase15)) return std::nullopt;
-  if (!writing.hasType(column.type.type)) return writing.lacks(column.type.type.name);
+  const DataType type = typeFor(writing, column).type;
+  if (!writing.hasType(type)) return writing.lacks(type.name);
   if (!column.computed.isDefault()) return writing.lacks("computed columns");
   if (!writing.fits(column.name)) return writing.lacks(kLongNames);
+  return std::nullopt;
+}
+
+bool isLateColumn(const Writing& writing, const Column& column) {
+  return !column.computed.isDefault() && writing.isLate(&column);
+}
+
+/// From the first one on that waits for a function all columns are added to the table.
+std::span<const Column> laterColumns(const Writing& writing, const Table& table) {
+  const auto first = std::ranges::find_if(
+      table.columns, [&](const Column& column) { return isLateColumn(writing, column); });
+  return {first, table.columns.end()};
+}
+
+bool isAddable(const Column& column) {
+  return !column.computed.isDefault() || column.type.nullable || column.type.identity ||
+         !column.defaultValue->text.empty();
+}
+
+/// Why columns that wait for a function cannot be added to the table.
+std::optional<std::string> reasonAgainstLater(const Writing& writing, const Table& table) {
+  const std::span<const Column> later = laterColumns(writing, table);
+  for (const Column& column : later) {
+    const auto isIt = [&](const KeyColumn& key) { return key.name == column.name; };
+    const bool isInKey = std::ranges::any_of(table.keys, [&](const KeyConstraint& key) {
+      return std::ranges::any_of(key.columns, isIt);
+    });
+    const bool isOfPartitions =
+        std::ranges::find(table.partitionColumns, column.name) != table.partitionColumns.end();
+    if (isInKey || isOfPartitions || !isAddable(column)) {
+      return "column " + later.front().name +
+             ": its function uses the table, and the table needs column " + column.name;
+    }
+  }
   return std::nullopt;
 }
 
 std::optional<std::string> reasonToLeaveOut(const Writing& writing, const Table& table) {
   if (table.columns.empty()) return "its columns are not known";
   for (const Column& column : table.columns) {
-    if (auto reason = reasonToLeaveOut(writing, column))
+    if (auto reason = reasonToLeaveOut(writing, table, column))
       return "column " + column.name + ": " + *reason;
   }
+  if (auto reason = reasonAgainstLater(writing, table)) return reason;
   if (!writing.fits(table.name.name)) return writing.lacks(kLongNames);
   return std::nullopt;
 }
@@ -85,17 +131,14 @@ std::string titleOfKey(const std::string& table, const std::vector<std::string>&
   return table + ": key " + shown(columns);
 }
 
-/// What foreign keys and logical keys may not use.
-void leaveOutTables(Writing& writing) {
-  for (const Table& table : writing.database().tables) {
-    if (reasonToLeaveOut(writing, table)) writing.leaveOut(titleOf(table));
-    for (const KeyConstraint& key : table.keys) {
-      if (key.name.generated || writing.fits(key.name.name)) continue;
-      std::vector<std::string> columns;
-      columns.reserve(key.columns.size());
-      for (const KeyColumn& column : key.columns) columns.push_back(column.name);
-      writing.leaveOut(titleOfKey(titleOf(table), columns));
-    }
+/// What foreign keys and logical keys may not refer to.
+void leaveOutKeys(Writing& writing, const Table& table) {
+  for (const KeyConstraint& key : table.keys) {
+    if (key.name.generated || writing.fits(key.name.name)) continue;
+    std::vector<std::string> columns;
+    columns.reserve(key.columns.size());
+    for (const KeyColumn& column : key.columns) columns.push_back(column.name);
+    writing.leaveOut(titleOfKey(titleOf(table), columns));
   }
 }
 
@@ -119,6 +162,7 @@ class TableWriter {
   }
 
   bool write() {
+    leaveOutKeys(writing_, table_);
     if (auto reason = reasonToLeaveOut(writing_, table_)) {
       writing_.omit(Phase::tables, titleOf(table_), *std::move(reason));
       return false;
@@ -131,13 +175,16 @@ class TableWriter {
     Statement create(table_.proxyPlace.empty() ? "create table " : "create existing table ",
                      quotes());
     create.name(table_.name) << " (";
-    for (std::size_t at = 0; at < table_.columns.size(); ++at) {
-      create << (at == 0 ? "\n    " : ",\n    ");
-      addColumn(create, table_.columns[at]);
+    const std::size_t later = laterColumns(writing_, table_).size();
+    const std::span first(table_.columns.data(), table_.columns.size() - later);
+    std::string_view separator = "\n    ";
+    for (const Column& column : first) {
+      create << std::exchange(separator, ",\n    ");
+      addColumn(create, column);
     }
     for (const KeyConstraint& key : table_.keys) addKey(create, key);
     for (const Check& check : table_.checks) {
-      if (isInline(check) && fits(check.name, "check")) addCheck(create << ",\n    ", check);
+      if (isInline(check) && allowsCheck(check)) addCheck(create << ",\n    ", check);
     }
     create << "\n)";
     addClauses(create);
@@ -149,6 +196,7 @@ class TableWriter {
     writing_.add(Phase::tables, create.text(), {},
                  option_.value_or(create.needsQuotedIdentifier()));
     addLater();
+    addBehindFunctions();
     return true;
   }
 
@@ -178,7 +226,14 @@ class TableWriter {
       out << "as " << column.computed->text << (column.materialized ? " materialized" : "");
       if (column.materialized && !column.type.nullable) out << " not null";
     } else {
-      addType(out, column.type);
+      const ColumnType type = typeFor(writing_, column);
+      if (type != column.type) {
+        writing_.omit(Phase::tables,
+                      titleOf(table_) + ": column " + column.name + ": identity of type " +
+                          shown(column.type.type),
+                      writing_.lacks("it") + ": it is " + shown(type.type) + " there");
+      }
+      addType(out, type);
     }
     addStorage(out, column);
   }
@@ -200,9 +255,10 @@ class TableWriter {
 
   void addStorage(Statement& out, const Column& column) {
     const std::string value = defaultOf(column);
-    if (!value.empty() && !isLaterDefault(value)) out << " default " << value;
-    out << std::exchange(pendingNull_, {});
     const std::string what = "column " + column.name + ": ";
+    if (!value.empty() && !isLaterDefault(value) && !isWaiting(column) && allowsDefault(column))
+      out << " default " << value;
+    out << std::exchange(pendingNull_, {});
     if (column.defaultValue->state != Definition::State::whole)
       writing_.omit(Phase::tables, titleOf(table_) + ": " + what + "default",
                     "its text cannot be read");
@@ -234,6 +290,34 @@ class TableWriter {
     return name.generated ||
            writing_.allowsName(name.name, Phase::tables, titleOfPart(table_, kind, name));
   }
+  bool allowsCheck(const Check& check) {
+    if (!fits(check.name, "check")) return false;
+    const auto& [text, state, quotedIdentifier] = check.condition;
+    const std::string what = titleOfPart(table_, "check", check.name);
+    if (const auto used = writing_.leftOutFunctionIn(text, quotedIdentifier, table_.name.owner)) {
+      writing_.omit(Phase::tables, what, *used + " is left out");
+      return false;
+    }
+    if (const auto later = writing_.laterIn(text, quotedIdentifier)) {
+      writing_.omit(Phase::tables, what, writing_.lacks(*later));
+      return false;
+    }
+    if (const auto missing = writing_.missingColumnIn(table_, text, quotedIdentifier)) {
+      writing_.omit(Phase::tables, what,
+                    "names column " + *missing + ", which the table does not have");
+      return false;
+    }
+    return true;
+  }
+  bool allowsDefault(const Column& column) {
+    const std::string value = defaultOf(column);
+    const auto used = writing_.leftOutFunctionIn(value, false, table_.name.owner);
+    const auto later = writing_.laterIn(value, false);
+    if (!used && !later) return true;
+    writing_.omit(Phase::tables, titleOf(table_) + ": column " + column.name + ": default",
+                  used ? *used + " is left out" : writing_.lacks(*later));
+    return false;
+  }
   void addName(Statement& out, const GivenName& name) {
     if (!name.generated && !name.name.empty()) out << "constraint ", out.name(name.name) << " ";
   }
@@ -250,7 +334,7 @@ class TableWriter {
   }
 
   bool isInline(const Check& check) const {
-    return isWhole(check.condition) &&
+    return isWhole(check.condition) && !writing_.isLate(&check) &&
            check.condition.quotedIdentifier == option_.value_or(check.condition.quotedIdentifier);
   }
   void addCheck(Statement& out, const Check& check) {
@@ -306,6 +390,9 @@ class TableWriter {
     if (isRoundRobin && isPlain && all.size() == 1) return;
     if (!writing_.has(TargetRelease::ase15)) {
       if (isRoundRobin) {
+        const bool isNamed = !std::ranges::all_of(
+            all, [](const Partition& one) { return one.name.generated && one.segment.empty(); });
+        if (isNamed) allows(TargetRelease::ase15, "names and segments of partitions");
         Statement alter("alter table ");
         alter.name(table_.name) << " partition " << number;
         partition_ = std::move(alter);
@@ -334,25 +421,54 @@ class TableWriter {
                         argument({table_.name.owner, table_.name.name, "t" + table_.name.name}));
     }
     for (const Column& column : table_.columns) {
-      if (!isLaterDefault(defaultOf(column))) continue;
-      Statement alter("alter table ", Quotes::brackets);
-      alter.name(table_.name) << " replace ";
-      alter.name(column.name) << " default " << defaultOf(column);
-      writing_.add(Phase::tables, alter);
+      if (isLaterDefault(defaultOf(column)) && !isWaiting(column) && allowsDefault(column))
+        replaceDefault(Phase::tables, column);
     }
     for (const Check& check : table_.checks) {
-      if (isInline(check) || !fits(check.name, "check")) continue;
+      if (isInline(check) || writing_.isLate(&check) || !allowsCheck(check)) continue;
       if (!isWhole(check.condition)) {
         writing_.omit(Phase::tables, titleOfPart(table_, "check", check.name),
                       "its text cannot be read");
         continue;
       }
-      const bool option = check.condition.quotedIdentifier;
-      Statement alter("alter table ", option ? Quotes::doubled : Quotes::brackets);
-      alter.name(table_.name) << " add ";
-      addCheck(alter, check);
-      writing_.add(Phase::tables, alter.text(), {}, option);
+      addByStatement(Phase::tables, check);
     }
+  }
+
+  void addByStatement(Phase phase, const Check& check) {
+    const bool option = check.condition.quotedIdentifier;
+    Statement alter("alter table ", option ? Quotes::doubled : Quotes::brackets);
+    alter.name(table_.name) << " add ";
+    addCheck(alter, check);
+    writing_.add(phase, alter.text(), {}, option);
+  }
+  void replaceDefault(Phase phase, const Column& column) {
+    Statement alter("alter table ", Quotes::brackets);
+    alter.name(table_.name) << " replace ";
+    alter.name(column.name) << " default " << defaultOf(column);
+    writing_.add(phase, alter);
+  }
+
+  /// What uses functions that use the table.
+  void addBehindFunctions() {
+    for (const Column& column : laterColumns(writing_, table_)) {
+      Statement alter("alter table ", quotes());
+      alter.name(table_.name) << " add ";
+      addColumn(alter, column);
+      writing_.add(Phase::indexes, alter.text(), {},
+                   option_.value_or(alter.needsQuotedIdentifier()));
+    }
+    for (const Column& column : table_.columns) {
+      if (isWaiting(column) && allowsDefault(column)) replaceDefault(Phase::indexes, column);
+    }
+    for (const Check& check : table_.checks) {
+      if (isWhole(check.condition) && writing_.isLate(&check) && allowsCheck(check))
+        addByStatement(Phase::indexes, check);
+    }
+  }
+  /// Whether its default waits for a function.
+  bool isWaiting(const Column& column) const {
+    return column.computed.isDefault() && writing_.isLate(&column);
   }
 
   Writing& writing_;
@@ -417,6 +533,23 @@ Statement columnText(Writing& writing, const Table& table, const Column& column)
   return TableWriter(writing, table).columnText(column);
 }
 
+ColumnType typeFor(const Writing& writing, const Column& column) {
+  struct Precision {
+    std::string_view type;
+    std::int16_t digits;
+  };
+  static constexpr Precision kPrecisions[] = {
+      {"tinyint", 3},       {"smallint", 5}, {"unsigned smallint", 5}, {"int", 10},
+      {"unsigned int", 10}, {"bigint", 19},  {"unsigned bigint", 20}};
+  ColumnType type = column.type;
+  if (!type.identity || writing.has(TargetRelease::ase15) || !type.type.owner.isDefault())
+    return type;
+  const auto* const found = std::ranges::find(kPrecisions, type.type.name, &Precision::type);
+  if (found != std::end(kPrecisions))
+    type.type = {{}, "numeric", {}, found->digits, std::int16_t{0}};
+  return type;
+}
+
 bool writeTable(Writing& writing, const Table& table) {
   return TableWriter(writing, table).write();
 }
@@ -427,22 +560,6 @@ bool allowsReference(Writing& writing, Phase phase, const std::string& what,
     if (!writing.allowsUse(phase, what, titleOf(kind, shown(table)))) return false;
   }
   return writing.allowsUse(phase, what, titleOfKey(titleOf(Kind::table, shown(table)), columns));
-}
-
-void writeTables(Writing& writing) {
-  leaveOutTables(writing);
-  for (const Table& table : writing.database().tables) {
-    writing.begin(Kind::table, shown(table.name), {table.name.owner, table.name.name});
-    if (writeTable(writing, table)) {
-      writeIndexes(writing, table);
-      writeForeignKeys(writing, table);
-      writeLogicalKeys(writing, titleOf(table), table.name, table.logicalKeys);
-      writeBindings(writing, table);
-      writeTriggers(writing, table.name, table.triggers);
-      writePermissions(writing, Phase::permissions, table.name, table.permissions);
-    }
-    writing.end();
-  }
 }
 
 }  // namespace kelvane::inventory

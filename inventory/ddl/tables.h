@@ -34,6 +34,8 @@ void addKeyColumns(Statement& statement, const IndexStorage& storage);
 /// (p1 values <= (10) on seg1, p2 values <= (20))
 void addPartitions(Statement& statement, const std::vector<Partition>& partitions);
 
+/// The one that the column gets: before 15 an identity is numeric.
+ColumnType typeFor(const Writing& writing, const Column& column);
 /// As in create table: "a int default 0 not null". What the release lacks is left out, in the phase
 /// of tables.
 Statement columnText(Writing& writing, const Table& table, const Column& column);

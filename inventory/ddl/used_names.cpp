@@ -5,60 +5,14 @@
 #include <unordered_map>
 #include <utility>
 
+#include "inventory/ddl/tokens.h"
 #include "model/text.h"
 
 namespace kelvane::inventory {
 namespace {
 
-constexpr bool isOfName(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
-         c == '#' || c == '$' || c == '@' || static_cast<unsigned char>(c) >= 0x80;
-}
-
-constexpr bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
-
-std::size_t behind(std::string_view text, std::string_view what, std::size_t from) {
-  const std::size_t at = text.find(what, from);
-  return at == std::string_view::npos ? text.size() : at + what.size();
-}
-
 std::string folded(std::string_view name, bool ignoresCase) {
   return ignoresCase ? toUtf8(foldCase(toUtf16(name))) : std::string(name);
-}
-
-/// A part of T-SQL text: a name, or something that ends one. Comments are none.
-struct Token {
-  enum class Type : std::uint8_t { name, quotedName, symbol, string };
-  Type type;
-  std::string_view text;
-};
-
-template <class Visit>
-void forEachToken(std::string_view text, bool quotedIdentifier, Visit visit) {
-  for (std::size_t at = 0; at < text.size();) {
-    const std::string_view rest = text.substr(at);
-    const char c = text[at];
-    if (rest.starts_with("--")) {
-      at = behind(text, "\n", at);
-    } else if (rest.starts_with("/*")) {
-      at = behind(text, "*/", at + 2);
-    } else if (c == '\'' || c == '"' || c == '[') {
-      // A doubled quote begins another one at once.
-      const std::size_t end = behind(text, c == '[' ? "]" : rest.substr(0, 1), at + 1);
-      const bool isName = c == '[' || (c == '"' && quotedIdentifier);
-      visit(Token{isName ? Token::Type::quotedName : Token::Type::string,
-                  text.substr(at + 1, end - at - 2)});
-      at = end;
-    } else if (isOfName(c)) {
-      std::size_t end = at;
-      while (end < text.size() && isOfName(text[end])) ++end;
-      visit(Token{Token::Type::name, text.substr(at, end - at)});
-      at = end;
-    } else {
-      if (!isBlank(c)) visit(Token{Token::Type::symbol, rest.substr(0, 1)});
-      ++at;
-    }
-  }
 }
 
 /// Finds names where a statement names an object: behind `from`, `update`, ..., and before `(`.
@@ -109,13 +63,12 @@ class ObjectNames {
 
  private:
   bool isKeyword(std::string_view word) {
-    static constexpr std::array<std::string_view, 7> kBefore{"delete", "insert", "into",  "join",
-                                                             "on",     "table",  "update"};
+    static constexpr std::array<std::string_view, 8> kBefore{"delete", "insert", "into",   "join",
+                                                             "on",     "table",  "update", "using"};
     static constexpr std::array<std::string_view, 18> kEnding{
         "as", "begin", "else",  "end",    "exec",   "execute", "for",   "group",  "having",
         "if", "order", "print", "return", "select", "set",     "union", "values", "where"};
-    std::string lower(word);
-    for (char& c : lower) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+    const std::string lower = lowerCase(word);
     if (lower == "from") {
       isInList_.back() = isExpected_ = true;
     } else if (std::ranges::find(kBefore, lower) != kBefore.end()) {
@@ -125,10 +78,11 @@ class ObjectNames {
     } else {
       return false;
     }
+    isBehindOn_ = lower == "on";
     return true;
   }
   void report(bool isCall) {
-    UsedObject object{{}, {}, path_.back(), isCall};
+    UsedObject object{{}, {}, path_.back(), isCall, isBehindOn_};
     if (path_.size() > 1) object.owner = path_[path_.size() - 2];
     if (path_.size() > 2) object.database = path_[path_.size() - 3];
     visit_(object);
@@ -137,7 +91,7 @@ class ObjectNames {
   const std::function<void(const UsedObject&)>& visit_;
   std::vector<std::string_view> path_;
   std::vector<bool> isInList_{false};  ///< for each parenthesis that is open
-  bool isBehindPoint_ = false, isQuoted_ = false, isExpected_ = false;
+  bool isBehindPoint_ = false, isQuoted_ = false, isExpected_ = false, isBehindOn_ = false;
 };
 
 class Sorting {
@@ -201,6 +155,65 @@ void forEachObject(std::string_view text, bool quotedIdentifier,
   ObjectNames names(visit);
   forEachToken(text, quotedIdentifier, [&](const Token& token) { names.add(token); });
   names.finish(false);
+}
+
+std::optional<UsedObject> createdObject(std::string_view text, bool quotedIdentifier) {
+  static constexpr std::array<std::string_view, 14> kBefore{
+      "access", "and",       "create",  "default", "function", "or",      "precomputed",
+      "proc",   "procedure", "replace", "result",  "rule",     "trigger", "view"};
+  std::vector<std::string_view> path;
+  bool isFirst = true, isNamed = false, isBehindPoint = false;
+  forEachToken(text, quotedIdentifier, [&](const Token& token) {
+    const std::string word = lowerCase(token.text);
+    if (std::exchange(isFirst, false)) return word == "create";
+    if (token.type == Token::Type::symbol) {
+      if (path.empty() || token.text != ".") return false;
+      if (isBehindPoint) path.emplace_back();
+      return isBehindPoint = true;
+    }
+    if (token.type == Token::Type::string) return false;
+    const bool isWord = token.type == Token::Type::name && path.empty() && !isNamed &&
+                        std::ranges::find(kBefore, word) != kBefore.end();
+    if (isWord || (word == "set" && path.empty())) {
+      isNamed = word == "default" || word == "function" || word == "proc" || word == "procedure" ||
+                word == "rule" || word == "trigger" || word == "view" || word == "set";
+      return true;
+    }
+    if (!isNamed || (!path.empty() && !isBehindPoint)) return false;
+    path.push_back(token.text);
+    isBehindPoint = false;
+    return true;
+  });
+  if (path.empty()) return std::nullopt;
+  UsedObject object{{}, {}, path.back()};
+  if (path.size() > 1) object.owner = path[path.size() - 2];
+  return object;
+}
+
+void forEachDeclaration(
+    std::string_view text, bool quotedIdentifier,
+    const std::function<void(std::string_view variable, std::string_view type)>& visit) {
+  std::string_view variable, type;
+  bool isBehindPoint = false;
+  const auto finish = [&] {
+    if (!variable.empty() && !type.empty()) visit(variable, type);
+    variable = type = {};
+  };
+  forEachToken(text, quotedIdentifier, [&](const Token& token) {
+    const bool isName = token.type == Token::Type::name || token.type == Token::Type::quotedName;
+    const bool follows = isName && !variable.empty() && (type.empty() || isBehindPoint);
+    isBehindPoint = token.type == Token::Type::symbol && token.text == "." && !type.empty();
+    if (isBehindPoint) return;
+    if (isName && token.text.starts_with('@')) {
+      finish();
+      variable = token.text;
+    } else if (!follows) {
+      finish();
+    } else if (lowerCase(token.text) != "as") {
+      type = token.text;
+    }
+  });
+  finish();
 }
 
 std::vector<std::size_t> inOrderOfUse(const std::vector<NamedText>& texts, bool ignoresCase) {

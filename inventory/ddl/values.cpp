@@ -1,26 +1,40 @@
 // Defaults, rules, types and encryption keys.
 
-#include "inventory/ddl/writing.h"
+#include "inventory/ddl/tables.h"
 #include "inventory/shown.h"
 
 namespace kelvane::inventory {
-namespace {
 
 void writeType(Writing& writing, const UserType& type) {
   const std::string user = Writing::userFor(type.name.owner);
   const std::string name = argument({type.name.name});
   if (!writing.allowsName(type.name.name, Phase::values, titleOf(Kind::type, shown(type.name))))
     return;
-  if (!writing.allowsType(type.base.type, Phase::values, titleOf(Kind::type, shown(type.name))))
+  if (!type.base.identity &&
+      !writing.allowsType(type.base.type, Phase::values, titleOf(Kind::type, shown(type.name))))
     return;
+  Column column;
+  column.type = type.base;
+  const ColumnType base = typeFor(writing, column);
+  if (base != type.base) {
+    writing.omit(
+        Phase::values,
+        titleOf(Kind::type, shown(type.name)) + ": identity of type " + shown(type.base.type),
+        writing.lacks("it") + ": it is " + shown(base.type) + " there");
+  }
   const std::string_view null = type.base.identity   ? "identity"
                                 : type.base.nullable ? "null"
                                                      : "not null";
-  writing.call(
-      Phase::values,
-      "exec sp_addtype " + name + ", " + literal(shown(type.base.type)) + ", " + literal(null),
-      user);
-  // Columns say for themselves what is bound to them.
+  writing.call(Phase::values,
+               "exec sp_addtype " + name + ", " + literal(shown(base.type)) + ", " + literal(null),
+               user);
+}
+
+/// Columns say for themselves what is bound to them.
+void writeTypeBindings(Writing& writing, const UserType& type) {
+  if (writing.isLeftOut(titleOf(Kind::type, shown(type.name)))) return;
+  const std::string user = Writing::userFor(type.name.owner);
+  const std::string name = argument({type.name.name});
   const auto bind = [&](std::string_view procedure, Kind kind, const QualifiedName& bound) {
     if (bound == QualifiedName{}) return;
     const std::string what = titleOf(Kind::type, shown(type.name)) + ": ";
@@ -62,33 +76,11 @@ void writeKey(Writing& writing, const EncryptionKey& key) {
   writePermissions(writing, Phase::permissions, key.name, key.permissions);
 }
 
-template <class Object>
-void writeTexts(Writing& writing, Kind kind, const std::vector<Object>& objects) {
-  for (const Object& one : objects) {
-    writing.begin(kind, shown(one.name), {one.name.owner, one.name.name});
-    const std::string title = titleOf(kind, shown(one.name));
-    if (writing.allowsName(one.name.name, Phase::values, title))
-      writing.addDefinition(Phase::values, title, one.definition, one.name.owner);
-    writing.end();
-  }
-}
-
-}  // namespace
-
-void writeValues(Writing& writing) {
-  const Database& database = writing.database();
-  writeTexts(writing, Kind::defaultObject, database.defaults);
-  writeTexts(writing, Kind::rule, database.rules);
-  for (const UserType& type : database.types) {
-    writing.begin(Kind::type, shown(type.name), {type.name.owner, type.name.name});
-    writeType(writing, type);
-    writing.end();
-  }
-  for (const EncryptionKey& key : database.encryptionKeys) {
-    writing.begin(Kind::encryptionKey, shown(key.name), {key.name.owner, key.name.name});
-    writeKey(writing, key);
-    writing.end();
-  }
+void writeText(Writing& writing, Phase phase, Kind kind, const QualifiedName& name,
+               const Definition& definition) {
+  const std::string title = titleOf(kind, shown(name));
+  if (writing.allowsName(name.name, phase, title))
+    writing.addDefinition(phase, kind, name, title, definition);
 }
 
 }  // namespace kelvane::inventory
