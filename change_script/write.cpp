@@ -16,6 +16,7 @@ struct StageRow {
   std::string_view heading;
 };
 constexpr StageRow kStages[] = {
+    {Stage::hints, "renames"},
     {Stage::checks, "what must hold before anything is done"},
     {Stage::dropReferences, "foreign keys that are in the way"},
     {Stage::dropCompiled, "views, procedures, functions and triggers that are made again"},
