@@ -58,6 +58,9 @@ struct Script {
 /// Where the files of a kind are: encryption-keys.
 std::string folderOf(Kind kind);
 
+/// Adds a statement without effect where there is none: a script without statements does not load.
+void addStatementIfNone(Script& script);
+
 /// All of it, phase by phase, with texts as they are to the last blank.
 void write(const Script& script, std::ostream& out);
 /// One object alone, to be read: with headings of phases, and texts as they stand. One that ends
