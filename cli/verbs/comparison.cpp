@@ -208,6 +208,8 @@ void Comparison::read(const OpenSide& open) {
   isProven_ = isReadInFull(readings_);
   dropUnread(readings_, header_);
   databases_ = {std::move(readings_[0].database), std::move(readings_[1].database)};
+  for (const Database* side : {&databases_[1], &databases_[0]})
+    rolesRead_.insert(rolesRead_.end(), side->roles.begin(), side->roles.end());
 }
 
 void Comparison::agreeOnRules() {

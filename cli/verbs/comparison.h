@@ -42,6 +42,8 @@ class Comparison {
 
   const Changes& changes() const { return changes_; }
   const std::array<inventory::Database, 2>& databases() const { return databases_; }
+  // Of both sides, with those that the comparison leaves out.
+  const std::vector<inventory::Role>& rolesRead() const { return rolesRead_; }
   const inventory::Rules& rules() const { return rules_; }
   const ReportHeader& header() const { return header_; }
   ReportHeader& header() { return header_; }
@@ -60,6 +62,7 @@ class Comparison {
   std::vector<DatabaseReading> readings_;
   bool isProven_ = false;  // what a comparison does not find is not there
   std::array<inventory::Database, 2> databases_;
+  std::vector<inventory::Role> rolesRead_;
   Changes changes_;
 };
 

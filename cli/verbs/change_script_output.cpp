@@ -1,0 +1,147 @@
+#include "cli/verbs/change_script_output.h"
+
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <utility>
+
+#include "change_script/plan.h"
+#include "cli/screen/clock.h"
+#include "cli/screen/figures.h"
+#include "cli/sides/proof.h"
+
+namespace kelvane::cli {
+namespace {
+
+std::optional<inventory::TargetRelease> releaseFor(const inventory::Server& server) {
+  // Without a release the embedded catalog takes the statements of all of them.
+  return server.embedded && server.version.empty() ? std::nullopt : inventory::releaseOf(server);
+}
+
+// "3 steps in 2 tables and 1 view, 1 of them copies the data of a table; 1 step not done"
+std::string counted(const change_script::ChangeScript& script) {
+  std::size_t done = 0, copying = 0, left = 0;
+  std::map<inventory::Kind, std::set<std::string>> objects;
+  for (const change_script::Step& step : script.steps) {
+    if (step.stage == change_script::Stage::checks) continue;
+    if (!step.isAllowed) {
+      ++left;
+      continue;
+    }
+    ++done;
+    copying += step.copiesData ? 1 : 0;
+    objects[step.kind].insert(step.object);
+  }
+  std::string text = cli::counted(done, "step");
+  std::string_view separator = " in ";
+  for (const auto& [kind, names] : objects) {
+    const inventory::KindRow& row = rowOf(kind);
+    text += std::string(std::exchange(separator, ", ")) +
+            cli::counted(names.size(), row.singular, row.plural);
+  }
+  if (copying > 0) {
+    text += "; " + std::to_string(copying) + (copying == 1 ? " copies" : " copy") +
+            " the data of a table";
+  }
+  if (left > 0) text += "; " + cli::counted(left, "step") + " not done";
+  return text;
+}
+
+void addLeft(const inventory::Change& change, std::vector<std::string>& lines) {
+  if (!change.isOnBothSides() || !change.attributes.empty())
+    lines.push_back("  " + change_script::described(change));
+  for (const inventory::Change& part : change.parts)
+    lines.push_back("  " + change_script::described(change, &part));
+}
+
+}  // namespace
+
+ChangeScriptOutput::ChangeScriptOutput(const CompareRequest& request, const ScriptRequest& wanted,
+                                       const Comparison& comparison)
+    : request_(request), comparison_(comparison), options_(wanted.plan) {
+  const auto& [source, target] = comparison_.databases();
+  options_.release = releaseFor(target.server);
+  script_ = plan(source, target, comparison_.changes(), options_);
+  if (wanted.isTried) tryOut();
+}
+
+std::string ChangeScriptOutput::textOf(const change_script::Head& head) const {
+  std::ostringstream out;
+  change_script::write(script_, head, out);
+  return out.str();
+}
+
+void ChangeScriptOutput::tryOut() {
+  const auto& [source, target] = comparison_.databases();
+  Proof proof = prove(withRoles(target), options_.release, textOf({}));
+  obstacles_ = std::move(proof.obstacles);
+  if (!obstacles_.empty()) return;
+  result_ = std::move(proof.result);
+  if (!source.server.embedded || !target.server.embedded) {
+    std::erase_if(result_.roles, [&](const inventory::Role& one) {
+      return std::ranges::find(source.roles, one.name, &inventory::Role::name) ==
+             source.roles.end();
+    });
+  }
+  Selection::Tally uncounted;
+  request_.selection.apply(result_, comparison_.rules().names, uncounted);
+  left_ = inventory::compare(source, result_, comparison_.rules());
+  isTried_ = true;
+}
+
+/// With the roles of the server that the comparison left out: permissions name them.
+inventory::Database ChangeScriptOutput::withRoles(const inventory::Database& target) const {
+  inventory::Database whole = target;
+  if (comparison_.databases()[0].server.embedded && target.server.embedded) return whole;
+  for (const inventory::Role& role : comparison_.rolesRead()) {
+    if (std::ranges::find(whole.roles, role.name, &inventory::Role::name) == whole.roles.end())
+      whole.roles.push_back(role);
+  }
+  return whole;
+}
+
+change_script::Head ChangeScriptOutput::head() const {
+  change_script::Head head;
+  head.checksOptions = true;
+  const inventory::Server& server = comparison_.databases()[1].server;
+  if (!server.embedded) head.database = server.database;
+  std::vector<std::string>& lines = head.lines;
+  lines.push_back("kelvane script: makes " + request_.shown[1] + " like " + request_.shown[0]);
+  lines.push_back("made " + timestamp() + " by kelvane " + KELVANE_VERSION);
+  lines.push_back(counted(script_));
+  if (isProved()) {
+    lines.emplace_back("proved: after this script nothing differs");
+  } else if (isTried_) {
+    lines.emplace_back("proved: after this script this is left:");
+    for (const inventory::Change& change : left_) addLeft(change, lines);
+  } else {
+    lines.emplace_back("not proved");
+    for (const std::string& one : obstacles_) lines.push_back("  " + one);
+  }
+  for (const inventory::Omission& one : script_.omissions)
+    lines.push_back("left out: " + one.what + ": " + one.reason);
+  return head;
+}
+
+void ChangeScriptOutput::complain(const Console& console) const {
+  for (const std::string& line : obstacles_) console.complain(line);
+  for (const inventory::Omission& one : script_.omissions)
+    console.complain("left out: " + one.what + ": " + one.reason);
+  for (const change_script::Step& step : script_.steps) {
+    if (!step.isAllowed && !step.dangers.empty())
+      console.complain("not done: " + step.difference + ": " + whyNot(step));
+  }
+}
+
+bool ChangeScriptOutput::isAllDone() const {
+  return std::ranges::all_of(script_.steps, &change_script::Step::isAllowed) &&
+         script_.omissions.empty();
+}
+
+bool ChangeScriptOutput::hasFailed() const {
+  return !obstacles_.empty() || (isTried_ && !left_.empty() && isAllDone());
+}
+
+}  // namespace kelvane::cli

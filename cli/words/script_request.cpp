@@ -1,0 +1,48 @@
+#include "cli/words/script_request.h"
+
+#include <algorithm>
+#include <sstream>
+#include <string>
+
+namespace kelvane::cli {
+namespace {
+
+// drop-column, drop-column:empty
+void allow(std::string_view word, change_script::Allowed& allowed) {
+  constexpr std::string_view kEmpty = ":empty";
+  const bool whereEmpty = word.ends_with(kEmpty);
+  const std::string_view name = word.substr(0, word.size() - (whereEmpty ? kEmpty.size() : 0));
+  const auto* row =
+      std::ranges::find(change_script::kDangers, name, &change_script::DangerRow::word);
+  if (row == change_script::kDangers.end()) {
+    std::string all;
+    for (const auto& one : change_script::kDangers)
+      all += (all.empty() ? "" : ", ") + std::string(one.word);
+    throw UsageError("--allow takes " + all + "; not '" + std::string(word) + "'");
+  }
+  if (!whereEmpty) return allowed.add(row->danger);
+  if (!row->concernsRows)
+    throw UsageError("--allow " + std::string(name) + " has nothing to do with rows; leave out " +
+                     std::string(kEmpty));
+  allowed.addWhereEmpty(row->danger);
+}
+
+change_script::Allowed allowedBy(const Arguments& arguments) {
+  change_script::Allowed allowed;
+  for (const std::string& list : arguments.values(kAllow)) {
+    std::istringstream words(list);
+    for (std::string word; std::getline(words, word, ',');) allow(word, allowed);
+  }
+  return allowed;
+}
+
+}  // namespace
+
+ScriptRequest scriptRequest(const Arguments& arguments) {
+  ScriptRequest request;
+  request.plan.allowed = allowedBy(arguments);
+  request.isTried = !arguments.has(kNoProof);
+  return request;
+}
+
+}  // namespace kelvane::cli
