@@ -80,7 +80,10 @@ std::optional<Rename> parseRename(std::string_view text) {
   if (sign == text.npos) return std::nullopt;
   const auto from = partsOf(text.substr(0, sign)), to = partsOf(text.substr(sign + 1));
   if (!from || !to || to->size() != 1 || from->size() < 2 || from->size() > 3) return std::nullopt;
-  return Rename{{from->at(0), from->at(1)}, from->size() > 2 ? from->at(2) : "", to->front()};
+  return Rename{{from->at(0), from->at(1)},
+                from->size() > 2 ? from->at(2) : "",
+                to->front(),
+                std::string(text)};
 }
 
 std::optional<std::string> rename(Database& target, const Rename& rename) {
@@ -105,6 +108,14 @@ std::optional<std::string> rename(Database& target, const Rename& rename) {
     std::ranges::find(table->indexes, rename.part, &Index::name)->name = rename.to;
   }
   return std::nullopt;
+}
+
+bool hasNewName(const Database& database, const Rename& rename) {
+  const QualifiedName name{rename.table.owner, rename.part.empty() ? rename.to : rename.table.name};
+  const auto table = std::ranges::find(database.tables, name, &Table::name);
+  if (table == database.tables.end()) return false;
+  return rename.part.empty() || hasName(table->columns, rename.to) ||
+         hasName(table->indexes, rename.to);
 }
 
 Step stepOf(const Rename& rename) {

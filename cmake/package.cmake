@@ -62,7 +62,7 @@ if(KELVANE_TOOLS)
   install(TARGETS kelvane)
   install(FILES LICENSE DESTINATION "${document_folder}/kelvane" RENAME copyright)
   install(FILES CHANGELOG.md docs/command.md docs/compared.md docs/live-servers.md docs/report-v2.schema.json
-                docs/differences.schema.json DESTINATION "${document_folder}/kelvane")
+                docs/differences.schema.json docs/script.schema.json DESTINATION "${document_folder}/kelvane")
   install(DIRECTORY examples DESTINATION "${document_folder}/kelvane" PATTERN windows EXCLUDE)
 endif()
 
