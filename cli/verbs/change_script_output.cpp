@@ -87,7 +87,7 @@ void ChangeScriptOutput::tryOut() {
   }
   Selection::Tally uncounted;
   request_.selection.apply(result_, comparison_.rules().names, uncounted);
-  left_ = inventory::compare(source, result_, comparison_.rules());
+  left_ = comparison_.withoutAccepted(inventory::compare(source, result_, comparison_.rules()));
   isTried_ = true;
 }
 
@@ -112,7 +112,8 @@ change_script::Head ChangeScriptOutput::head() const {
   lines.push_back("made " + timestamp() + " by kelvane " + KELVANE_VERSION);
   lines.push_back(counted(script_));
   if (isProved()) {
-    lines.emplace_back("proved: after this script nothing differs");
+    lines.push_back(std::string("proved: after this script nothing differs") +
+                    (request_.accept ? " but what is accepted" : ""));
   } else if (isTried_) {
     lines.emplace_back("proved: after this script this is left:");
     for (const inventory::Change& change : left_) addLeft(change, lines);

@@ -292,6 +292,11 @@ void Comparison::accept() {
   changes_ = std::move(acceptance.rest);
 }
 
+Comparison::Changes Comparison::withoutAccepted(Changes changes) const {
+  if (!request_.accept) return changes;
+  return findings::accept(std::move(changes), known_.accepted.known, today()).rest;
+}
+
 void Comparison::tellNotes() const {
   std::vector<std::string> told = header_.notes;
   // What is so in every run of the same two servers is no news for who asks for nothing else.

@@ -38,6 +38,8 @@ class Comparison {
   // Is known of scripts alone, whose complaints have been heard.
   void noteIncompleteSides();
   void accept();
+  // Of another comparison with the same source: without the known differences.
+  Changes withoutAccepted(Changes changes) const;
   void tellNotes() const;
 
   const Changes& changes() const { return changes_; }
