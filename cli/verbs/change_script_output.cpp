@@ -185,7 +185,8 @@ change_script::Head ChangeScriptOutput::head() const {
   lines.push_back("made " + timestamp() + " by kelvane " + KELVANE_VERSION);
   lines.push_back(counted(script_));
   if (isProved()) {
-    lines.emplace_back("proved: after this script nothing differs");
+    lines.push_back(std::string("proved: after this script nothing differs") +
+                    (request_.accept ? " but what is accepted" : ""));
   } else if (isTried_) {
     lines.emplace_back("proved: after this script this is left:");
     for (const std::string& line : linesOf(left_)) lines.push_back("  " + line);

@@ -1,9 +1,12 @@
 #include "cli/verbs/compare_command.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "cli/screen/figures.h"
+#include "cli/screen/written_file.h"
+#include "cli/verbs/change_script_output.h"
 #include "cli/verbs/comparison.h"
 #include "cli/verbs/published_compare.h"
 #include "cli/verbs/report_output.h"
@@ -30,6 +33,21 @@ void write(const Changes& changes, const ReportHeader& header, Format format, Co
     case Format::html:
       return writeHtmlReport(changes, header, out);
   }
+}
+
+Written writeScript(const ChangeScriptOutput& output, const std::string& path,
+                    const Console& console) {
+  return tried(console, [&] {
+    WrittenFile file("script", path, console);
+    file.stream() << output.text();
+    file.close();
+  });
+}
+
+// The exit status does not: it is that of the comparison.
+void tell(const ChangeScriptOutput& output, const Console& console) {
+  output.complain(console);
+  if (output.hasFailed()) console.complain("the script is not proved; its head says more");
 }
 
 Written report(Comparison& comparison, const CompareRequest& request, const Console& console) {
@@ -60,10 +78,23 @@ ExitStatus runCompare(const Arguments& arguments, const Console& console, const 
   const std::vector<std::string> gaps = comparison.header().gaps;
   comparison.noteIncompleteSides();
   comparison.accept();
+  std::optional<ChangeScriptOutput> script;
+  Written scripts = Written::all;
+  if (request.script) {
+    const Stopwatch time;
+    {
+      const Undertaking undertaking = comparing(console);
+      script.emplace(request, request.scripting, comparison);
+    }
+    tellTime(request, "script made", time, console);
+    scripts = writeScript(*script, *request.script, console);
+  }
   const Written reports = report(comparison, request, console);
   comparison.tellNotes();
   for (const std::string& line : gaps) console.complain(line);
-  if (accepts == Written::notAll || reports == Written::notAll) return kError;
+  if (script) tell(*script, console);
+  if (accepts == Written::notAll || scripts == Written::notAll || reports == Written::notAll)
+    return kError;
   if (comparison.header().coverage() == Coverage::complete)
     return comparison.changes().empty() ? kNoDifference : kDifferences;
   console.complain("not everything could be compared: equality is not proven");

@@ -19,8 +19,8 @@ constexpr std::string_view kAccept = "--accept", kColor = "--color", kFormat = "
                            kIgnoreLineBreaks = "--ignore-line-breaks",
                            kIgnoreSpaces = "--ignore-spaces", kIgnoreTabs = "--ignore-tabs",
                            kJson = "--json", kOutput = "--output", kQuiet = "--quiet",
-                           kPublished = "--published", kSummary = "--summary", kTree = "--tree",
-                           kWriteAccept = "--write-accept";
+                           kPublished = "--published", kScript = "--script", kSummary = "--summary",
+                           kTree = "--tree", kWriteAccept = "--write-accept";
 
 constexpr auto kFormats = std::to_array<Choice<Format>>({
     {"text", Format::text},
@@ -76,6 +76,12 @@ constexpr auto kReports = std::to_array<Option>({
     {kTree, kFile, "also write the tree of differences"},
 });
 
+constexpr auto kScripts = std::to_array<Option>({
+    {kScript, kFile, "also write T-SQL that makes the target like the source; see kelvane script"},
+    {kAllow, kDangerWord, "with --script, do steps that may take something away too"},
+    {kNoProof, "", "with --script, do not try the script on a copy of the target"},
+});
+
 std::vector<Output> outputsOf(const Arguments& arguments) {
   Output first{choiceOf<kFormats>(arguments, kFormat, Format::text), arguments.value(kOutput)};
   if (arguments.has(kSummary)) {
@@ -119,6 +125,18 @@ void setCompared(CompareRequest& request, const Arguments& arguments) {
   rules.ignoreDefinitionCase = arguments.has(kIgnoreDefinitionCase);
 }
 
+void setScript(CompareRequest& request, const Arguments& arguments) {
+  request.script = arguments.value(kScript);
+  if (!request.script) {
+    // A file may say them for other commands.
+    for (const std::string_view option : {kAllow, kNoProof})
+      if (arguments.isGiven(option)) throw UsageError(std::string(option) + " needs --script");
+    return;
+  }
+  request.scripting = scriptRequest(arguments);
+  request.countsRows = true;
+}
+
 }  // namespace
 
 std::vector<OptionFamily> compareOptions() {
@@ -128,6 +146,7 @@ std::vector<OptionFamily> compareOptions() {
           {"Comparing", kRules, Elsewhere::environments},
           switchOptions(),
           {"Reports", kReports},
+          {"The script", kScripts},
           readingOptions()};
 }
 
@@ -150,8 +169,9 @@ CompareRequest parseCompare(const Arguments& arguments) {
   request.outputs = outputsOf(arguments);
   request.quiet = arguments.has(kQuiet);
   request.published = arguments.has(kPublished);
+  setScript(request, arguments);
   if (request.published) {
-    for (const std::string_view option : {kIgnoreComments, kIgnoreDefinitionCase, kIgnore})
+    for (const std::string_view option : {kIgnoreComments, kIgnoreDefinitionCase, kIgnore, kScript})
       if (arguments.has(option))
         throw UsageError(arguments.called(option) + " cannot be combined with --published");
     request.switches = comparedSwitchesOf(arguments);
@@ -162,7 +182,7 @@ CompareRequest parseCompare(const Arguments& arguments) {
   request.coloring = choiceOf<kColorings>(arguments, kColor, Coloring::onTerminal);
   request.writeAccept = arguments.value(kWriteAccept);
   refuseOverwriting(arguments, request.places,
-                    {.written = {kTrace, kOutput, kHtml, kJson, kTree, kWriteAccept},
+                    {.written = {kTrace, kOutput, kHtml, kJson, kTree, kScript, kWriteAccept},
                      .read = kAccept,
                      .updates = kWriteAccept});
   return request;

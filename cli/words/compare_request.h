@@ -12,6 +12,7 @@
 
 #include "cli/words/arguments.h"
 #include "cli/words/place.h"
+#include "cli/words/script_request.h"
 #include "cli/words/selection.h"
 #include "inventory/compare/compare.h"
 #include "settings/comparison_options.h"
@@ -53,6 +54,8 @@ struct CompareRequest {
   Selection selection = {};
   Coloring coloring = Coloring::onTerminal;
   std::optional<std::string> accept = {}, writeAccept = {};  // files of known differences
+  std::optional<std::string> script = {};  // file that gets what makes the target like the source
+  ScriptRequest scripting = {};
 };
 
 std::vector<OptionFamily> compareOptions();
