@@ -4,6 +4,7 @@
 
 #include "change_script/changed_records.h"
 #include "change_script/planner.h"
+#include "inventory/compare/definition_text.h"
 #include "inventory/shown.h"
 
 namespace kelvane::change_script {
@@ -37,10 +38,46 @@ Record withKept(const Record& record, const Record* old, bool keeps) {
   return made;
 }
 
+/// Grants that stay although the source has none are steps that are not done.
+void planKept(Planner& planner, const Change& change, const QualifiedName& name) {
+  if (planner.allows(Danger::revoke)) return;
+  Change kept = change;
+  std::erase_if(kept.parts, [](const Change& part) {
+    return part.kind != Kind::permission || !part.isOnlyInTarget();
+  });
+  planPermissions(planner, kept, name);
+}
+
 void planDropBefore(Planner& planner, const Change& change, const std::string& difference,
                     std::vector<Batch> drops) {
   if (change.isOnlyInSource()) return planner.dropBefore(change, std::move(drops));
   planner.dropForMade(change, planner.add(Stage::dropCompiled, difference, std::move(drops)));
+}
+
+/// On 16 an object can be replaced in place, and keeps its id and its permissions. What must be out
+/// of the way for something else is dropped.
+template <class Record>
+bool isReplaced(const Planner& planner, const Change& change) {
+  const auto* old = was<Record>(change);
+  const auto* now = is<Record>(change);
+  const bool isOnlyText = change.attributes.size() == 1 && hasAttribute(change, "definition");
+  if (!planner.replaces() || !isOnlyText || old == nullptr || now == nullptr ||
+      now->definition.state != Definition::State::whole ||
+      !withReplace(now->definition.text).has_value())
+    return false;
+  if constexpr (requires { now->language; }) {
+    if (!now->language.empty() || !old->language.empty()) return false;
+  }
+  return true;
+}
+
+/// The permissions are the object's already.
+template <class Record>
+Record replacing(const Record& record) {
+  Record made = record;
+  made.definition.text = *withReplace(record.definition.text);
+  made.permissions.clear();
+  return made;
 }
 
 }  // namespace
@@ -58,9 +95,17 @@ void planView(Planner& planner, const Change& change) {
     return;
   }
   if (isMade) {
+    const bool isPlain = !now->precomputed && now->triggers.empty() && old != nullptr &&
+                         !old->precomputed && old->triggers.empty();
+    if (isPlain && isReplaced<View>(planner, change)) {
+      planner.made().views.push_back(replacing(*now));
+      planner.describeMade(change, difference);
+      return planPermissions(planner, change, now->name);
+    }
     const bool precomputed = now->precomputed || (old != nullptr && old->precomputed);
     planDropBefore(planner, change, difference, droppedView(*now, precomputed));
     planner.made().views.push_back(withKept(*now, old, !planner.allows(Danger::revoke)));
+    planKept(planner, change, now->name);
     return planner.describeMade(change, difference);
   }
   for (const Change& part : change.parts) {
@@ -79,8 +124,14 @@ void planFunction(Planner& planner, const Change& change) {
     return;
   }
   if (old == nullptr || !change.attributes.empty() || hasPart(change, Kind::parameter)) {
+    if (isReplaced<Function>(planner, change)) {
+      planner.made().functions.push_back(replacing(*now));
+      planner.describeMade(change, difference);
+      return planPermissions(planner, change, now->name);
+    }
     planDropBefore(planner, change, difference, {droppedObject("function", now->name)});
     planner.made().functions.push_back(withKept(*now, old, !planner.allows(Danger::revoke)));
+    planKept(planner, change, now->name);
     return planner.describeMade(change, difference);
   }
   planPermissions(planner, change, now->name);
@@ -111,6 +162,13 @@ void planProcedure(Planner& planner, const Change& change) {
     for (const Procedure* one : before) planner.end(one, drop);
     return;
   }
+  // One of a group cannot be replaced.
+  const bool isAlone = before.size() == 1 && afterwards.size() == 1 && change.isOnBothSides();
+  if (isAlone && isReplaced<Procedure>(planner, change)) {
+    planner.made().procedures.push_back(replacing(*now));
+    planner.describeMade(change, difference);
+    return planPermissions(planner, change, name);
+  }
   if (before.empty()) {
     planner.dropBefore(change, {droppedObject("procedure", name)});
   } else {
@@ -125,6 +183,7 @@ void planProcedure(Planner& planner, const Change& change) {
         withKept(*one, same == before.end() ? nullptr : *same, !planner.allows(Danger::revoke)));
     planner.describeMade(Kind::procedure, shown(name), difference);
   }
+  planKept(planner, change, name);
 }
 
 void planTrigger(Planner& planner, const Change& object, const Change& part,

@@ -57,6 +57,10 @@ class Planner {
   bool has(inventory::TargetRelease since) const { return now_.has(since); }
   inventory::Writing& now() { return now_; }
   inventory::Writing& old() { return old_; }
+  /// Whether texts are replaced rather than dropped and created.
+  bool replaces() const {
+    return options_.release == inventory::TargetRelease::ase16 && freed_.empty();
+  }
   bool allows(Danger danger) const { return options_.allowed.has(danger); }
 
   /// Marks a table that has another name while it is made again.

@@ -2,11 +2,13 @@
 // it was made, or the script may have been stopped half-way.
 
 #include <algorithm>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "change_script/changed_records.h"
 #include "change_script/table_steps.h"
+#include "inventory/compare/definition_text.h"
 #include "inventory/shown.h"
 
 namespace kelvane::change_script {
@@ -89,8 +91,12 @@ std::optional<Batch> stateOfText(Kind kind, const QualifiedName& name,
     }
     if (!texts->empty()) lengths.push_back(length);
   }
+  if (lengths.size() > 1 && now.size() == 1) {
+    if (const auto replacing = withReplace(now.front()->text)) lengths.push_back(replacing->size());
+  }
   std::string list = std::to_string(lengths.front());
-  if (lengths.size() > 1) list += ", " + std::to_string(lengths.back());
+  for (const std::size_t length : std::span(lengths).subspan(1))
+    list += ", " + std::to_string(length);
   return stopIf(Statement("exists (select 1 from syscomments where id = " + idOf(name) +
                           "\n    having sum(char_length(text)) not in (" + list + "))"),
                 "the text of " + titleOf(kind, shown(name)) +

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <optional>
 #include <utility>
 
 #include "model/text.h"
@@ -124,13 +125,67 @@ std::string reduced(std::string_view definition, const Rules& rules) {
   return text.take();
 }
 
+namespace {
+
+bool isBlank(char letter) { return letter == ' ' || letter == '\t' || isLineBreak(letter); }
+
+/// Behind the word, where it stands at `at`, in any case; npos where another one does.
+std::size_t behindWord(std::string_view text, std::size_t at, std::string_view word) {
+  if (text.size() - at < word.size()) return text.npos;
+  for (std::size_t i = 0; i < word.size(); ++i) {
+    if (std::tolower(static_cast<unsigned char>(text[at + i])) != word[i]) return text.npos;
+  }
+  const std::size_t end = at + word.size();
+  return end < text.size() && isWordLetter(text[end]) ? text.npos : end;
+}
+
+/// Behind blanks and comments.
+std::size_t behindBlanks(std::string_view text, std::size_t at) {
+  while (at < text.size()) {
+    const std::string_view rest = text.substr(at);
+    if (isBlank(text[at])) {
+      ++at;
+    } else if (rest.starts_with("--") || rest.starts_with("/*")) {
+      at += lengthOfFirst(rest);
+    } else {
+      break;
+    }
+  }
+  return at;
+}
+
+/// Behind the word `create` that the text begins with.
+std::size_t behindCreate(std::string_view text) {
+  return behindWord(text, behindBlanks(text, 0), "create");
+}
+
+}  // namespace
+
+std::string withoutReplace(std::string_view definition) {
+  const std::size_t create = behindCreate(definition);
+  if (create == definition.npos) return std::string(definition);
+  const std::size_t behindOr = behindWord(definition, behindBlanks(definition, create), "or");
+  if (behindOr == definition.npos) return std::string(definition);
+  const std::size_t end = behindWord(definition, behindBlanks(definition, behindOr), "replace");
+  if (end == definition.npos) return std::string(definition);
+  return std::string(definition.substr(0, create)) + std::string(definition.substr(end));
+}
+
+std::optional<std::string> withReplace(std::string_view definition) {
+  const std::string plain = withoutReplace(definition);
+  const std::size_t create = behindCreate(plain);
+  if (create == plain.npos) return std::nullopt;
+  return plain.substr(0, create) + " or replace" + plain.substr(create);
+}
+
 bool sameDefinition(const Definition& a, const Definition& b, const Rules& rules) {
   using State = Definition::State;
   // A gap says so; what is in it is not known.
   if (a.state == State::unreadable || b.state == State::unreadable) return true;
   if (a.state != b.state) return false;
   if (a.state == State::hidden) return true;
-  return a.text == b.text || reduced(a.text, rules) == reduced(b.text, rules);
+  if (a.text == b.text) return true;
+  return reduced(withoutReplace(a.text), rules) == reduced(withoutReplace(b.text), rules);
 }
 
 }  // namespace kelvane::inventory

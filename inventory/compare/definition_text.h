@@ -3,6 +3,7 @@
 // Free functions.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -15,6 +16,11 @@ namespace kelvane::inventory {
 /// is. Blanks that are ignored still keep two words apart, and a line break that ends a comment
 /// stays.
 std::string reduced(std::string_view definition, const Rules& rules);
+
+/// The same without `or replace` behind `create`, which says how it was made, not what it is.
+std::string withoutReplace(std::string_view definition);
+/// The same with it; none where the text does not begin with `create`.
+std::optional<std::string> withReplace(std::string_view definition);
 
 /// Two hidden ones count as the same: what is hidden is a gap of its database.
 bool sameDefinition(const Definition& a, const Definition& b, const Rules& rules);

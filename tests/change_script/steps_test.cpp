@@ -90,7 +90,17 @@ const Case kCases[] = {
     {"view whose grants stay",
      "create table o (a int null)~create view v as select a from o~grant select on v to public",
      "create table o (a int null)~create view v as select a a from o~grant select on v to public",
-     "", "grant select on dbo.v to public", "select a from o", ""},
+     "", " view v as select a a from o", "select a from o", ""},
+    {"view that gets another text",
+     "create table o (a int null)~create view v as select a from o~grant select on v to "
+     "public~insert "
+     "o values (1)",
+     "create table o (a int null)~create view v as select a b from o~grant select on v to public",
+     "", " view v as select a b from o", "select b from v", "1\n"},
+    {"procedure that gets another text and other grants",
+     "exec sp_addgroup g~create procedure p as select 1~grant execute on p to public",
+     "exec sp_addgroup g~create procedure p as select 2~grant execute on p to g", "revoke",
+     " procedure p as select 2", "exec p", "2\n"},
     {"type in use",
      "exec sp_addtype code, 'varchar(5)', null~create table t (a code null, b int null)~create "
      "index i "
