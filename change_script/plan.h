@@ -18,6 +18,9 @@ namespace kelvane::change_script {
 struct PlanOptions {
   std::optional<inventory::TargetRelease> release = {};  ///< of the target; none: has everything
   Allowed allowed = {};
+  /// Whether all of both databases was read and compared. Otherwise nothing is made again with its
+  /// rows: what is not among the changes would be lost, and what refers to it is not known.
+  bool isWhole = true;
   std::vector<Rename> renames = {};  ///< which `target` has already
 };
 

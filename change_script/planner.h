@@ -30,7 +30,8 @@ using inventory::Table;
 
 /// The reason where there is no statement for a difference.
 inline constexpr std::string_view kOnlyAgain =
-    "no statement changes it; --allow rebuild makes the table again";
+    "no statement changes it; --allow rebuild makes the table again, where all of both databases "
+    "is compared";
 
 class Planner {
  public:
@@ -54,9 +55,12 @@ class Planner {
   const ObjectUses& uses() const { return uses_; }
   const ProcedureGroups& groupsOfSource() const { return groupsOfSource_; }
   const ProcedureGroups& groupsOfTarget() const { return groupsOfTarget_; }
+  std::optional<inventory::TargetRelease> release() const { return options_.release; }
   bool has(inventory::TargetRelease since) const { return now_.has(since); }
   inventory::Writing& now() { return now_; }
   inventory::Writing& old() { return old_; }
+  /// Whether tables may be made again.
+  bool isWhole() const { return options_.isWhole; }
   /// Whether texts are replaced rather than dropped and created.
   bool replaces() const {
     return options_.release == inventory::TargetRelease::ase16 && freed_.empty();

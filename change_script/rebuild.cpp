@@ -95,12 +95,13 @@ class Rebuild {
   /// A name that neither side has.
   void nameOld() {
     constexpr std::size_t kShortest = 30;  // of the longest names that all releases take
-    constexpr std::string_view kEnd = "_old";
-    std::string name = now_.name.name.substr(0, kShortest - kEnd.size() - 2);
-    while (!name.empty() && (static_cast<unsigned char>(name.back()) & 0xC0) == 0x80)
-      name.pop_back();
-    name += kEnd;
-    const std::string base = name;
+    constexpr std::string_view kBegin = "kelvane_old_";
+    const std::string& whole = now_.name.name;
+    std::size_t length = std::min(whole.size(), kShortest - kBegin.size() - 2);
+    while (length < whole.size() && (static_cast<unsigned char>(whole[length]) & 0xC0) == 0x80)
+      --length;  // not within a letter
+    const std::string base = std::string(kBegin) + whole.substr(0, length);
+    std::string name = base;
     for (int number = 1; planner_.isName(now_.name.owner, name); ++number)
       name = base + std::to_string(number);
     kept_ = {now_.name.owner, name};
@@ -268,6 +269,28 @@ bool hasRowsToCopy(const TablePair& pair) {
   });
 }
 
+/// Whether all of the table can be written: what is left out would be lost.
+bool isWritten(const TablePair& pair) {
+  Writing writing(pair.planner.source(), pair.planner.release());
+  writing.begin(Kind::table, shown(pair.now.name), {pair.now.name.owner, pair.now.name.name});
+  if (!writeTable(writing, pair.now)) return false;
+  writeIndexes(writing, pair.now);
+  writeForeignKeys(writing, pair.now);
+  writeLogicalKeys(writing, titleOf(pair.now), pair.now.name, pair.now.logicalKeys);
+  writeBindings(writing, pair.now);
+  writeTriggers(writing, pair.now.name, pair.now.triggers);
+  writePermissions(writing, Phase::permissions, pair.now.name, pair.now.permissions);
+  return writing.take().omissions.empty();
+}
+
+/// Logical keys of others would go with the table that they name.
+bool isNamedByLogicalKeys(const TablePair& pair) {
+  return std::ranges::any_of(pair.planner.target().tables, [&](const Table& table) {
+    return &table != &pair.old && std::ranges::find(table.logicalKeys, pair.old.name,
+                                                    &LogicalKey::other) != table.logicalKeys.end();
+  });
+}
+
 }  // namespace
 
 bool keepsOrder(const Table& old, const Table& now) {
@@ -302,8 +325,10 @@ bool planRebuild(const TablePair& pair) {
   const std::vector<Danger> dangers = rebuild.dangers();
   const bool isAllowed =
       std::ranges::all_of(dangers, [&](Danger danger) { return pair.planner.takes(danger); });
-  if (isAllowed) rebuild.plan();
-  return isAllowed;
+  if (!isAllowed || !pair.planner.isWhole() || isNamedByLogicalKeys(pair) || !isWritten(pair))
+    return false;
+  rebuild.plan();
+  return true;
 }
 
 }  // namespace kelvane::change_script

@@ -22,6 +22,53 @@ std::string listed(const std::vector<std::string>& names) {
   return "(" + text + ")";
 }
 
+/// What a column that does not change may be: its type may be made again.
+std::vector<ColumnType> statesOf(const Planner& planner, const Column& column) {
+  std::vector<ColumnType> states{column.type};
+  if (const auto* freed = planner.freed(column)) states.push_back(freed->type);
+  return states;
+}
+
+/// Whether the column is none of `states`.
+std::string isNeither(const Table& table, const std::string& column,
+                      const std::vector<ColumnType>& states) {
+  std::string text;
+  for (const ColumnType& state : states) {
+    text += (text.empty() ? "" : "\n    and ") + std::string("not exists (") +
+            columnOf(table, column, state) + ")";
+  }
+  return text;
+}
+
+/// The name that the table has while it is made again must be free, or that of what it was: columns
+/// tell. Where both are there the table must not be the old one any more.
+std::string isAnothers(const Planner& planner, const Change& change, const Table& old,
+                       const QualifiedName& meanwhile) {
+  Table kept = old;
+  kept.name = meanwhile;
+  std::string text = "exists (select 1 from sysobjects where id = " + idOf(meanwhile) +
+                     ")\n    and (" + std::to_string(old.columns.size()) +
+                     " != (select count(*) from syscolumns where id = " + idOf(meanwhile) +
+                     "\n        and name not like 'sybfi%')";
+  for (const Column& column : old.columns) {
+    if (column.computed.isDefault())
+      text += "\n    or " + isNeither(kept, column.name, statesOf(planner, column));
+  }
+  const auto* now = is<Table>(change);
+  std::string same = idOf(old.name) + " is not null";
+  for (const Column& column : old.columns) {
+    same += "\n    and exists (select 1 from syscolumns where id = " + idOf(old.name) +
+            " and name = " + literal(column.name) +
+            " and colid = " + std::to_string(&column - old.columns.data() + 1) +
+            " and status & 128 = " + (column.type.identity ? "128" : "0") + ")";
+  }
+  const bool isTold =
+      !std::ranges::equal(old.columns, now->columns, [](const auto& a, const auto& b) {
+        return a.name == b.name && a.type.identity == b.type.identity;
+      });
+  return text + (isTold ? "\n    or " + same : "") + ")";
+}
+
 /// Columns that the script takes away or adds may be there or not; others must be.
 std::string columnsOf(const Planner& planner, const Change& change, const Table& old) {
   std::vector<std::string> known, stay;
@@ -55,6 +102,21 @@ std::string columnsOf(const Planner& planner, const Change& change, const Table&
   return text + types;
 }
 
+/// All of a table that is made again must be as it was, or as it will be.
+std::string keptColumns(const Planner& planner, const Change& change, const Table& old) {
+  const auto* now = is<Table>(change);
+  std::string text;
+  for (const Column& column : old.columns) {
+    const auto after = std::ranges::find(now->columns, column.name, &Column::name);
+    if (after == now->columns.end() || !column.computed.isDefault() ||
+        !after->computed.isDefault() || after->type.type != column.type.type ||
+        after->type.nullable != column.type.nullable)
+      continue;
+    text += "\n    or " + isNeither(old, column.name, statesOf(planner, column));
+  }
+  return text;
+}
+
 std::optional<Batch> stateOfTable(const Planner& planner, const Change& change) {
   const auto* old = was<Table>(change);
   if (old == nullptr) return std::nullopt;
@@ -65,7 +127,8 @@ std::optional<Batch> stateOfTable(const Planner& planner, const Change& change) 
     text = id + " is not null and (" + columns + ")";  // it may have gone
   } else if (const QualifiedName* meanwhile = planner.nameMeanwhile(old->name)) {
     text = id + " is null and " + idOf(*meanwhile) + " is null\n    or " + id +
-           " is not null and (" + columns + ")";
+           " is not null and (" + columns + keptColumns(planner, change, *old) + ")\n    or " +
+           isAnothers(planner, change, *old, *meanwhile);
   } else {
     text = id + " is null\n    or " + columns;
   }

@@ -136,6 +136,7 @@ ChangeScriptOutput::ChangeScriptOutput(const CompareRequest& request, const Scri
     : request_(request), comparison_(comparison), options_(wanted.plan) {
   const auto& [source, target] = comparison_.databases();
   options_.release = releaseFor(target.server);
+  options_.isWhole = request.selection.takesAll() && request.leftOut.empty() && !request.accept;
   script_ = plan(source, target, comparison_.changes(), options_);
   if (wanted.isTried) tryOut();
 }

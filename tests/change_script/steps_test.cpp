@@ -129,7 +129,7 @@ const Case kCases[] = {
      "null "
      "references p (k))~create trigger g on p for delete as print 'x'~grant select on p to public~"
      "create index i on p (b)",
-     "rebuild", "insert dbo.p (k, b, a)\nselect k, b, a\nfrom dbo.p_old", "select * from p",
+     "rebuild", "insert dbo.p (k, b, a)\nselect k, b, a\nfrom dbo.kelvane_old_p", "select * from p",
      "1 | 3 | 2\n"},
 };
 
