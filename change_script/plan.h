@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "change_script/renames.h"
 #include "change_script/steps.h"
 #include "inventory/compare/changes.h"
 #include "inventory/ddl/ddl.h"
@@ -17,6 +18,7 @@ namespace kelvane::change_script {
 struct PlanOptions {
   std::optional<inventory::TargetRelease> release = {};  ///< of the target; none: has everything
   Allowed allowed = {};
+  std::vector<Rename> renames = {};  ///< which `target` has already
 };
 
 /// Steps that make `target` like `source`, of which `changes` are the differences: those that

@@ -529,6 +529,7 @@ void Planner::settle() {
 }
 
 ChangeScript Planner::plan() {
+  for (const Rename& one : options_.renames) script_.steps.push_back(stepOf(one));
   planRemadeTypes();
   for (const Change& change : changes_) {
     begin(change);

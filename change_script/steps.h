@@ -18,6 +18,7 @@ namespace kelvane::change_script {
 
 /// In the order of running. What is in the way goes first; what takes data along goes last.
 enum class Stage : std::uint8_t {
+  hints,           ///< renames that the user says; all else knows the new names
   checks,          ///< what must hold before anything is done
   dropReferences,  ///< foreign keys
   dropCompiled,    ///< triggers and views that are made again or go

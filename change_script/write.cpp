@@ -17,6 +17,7 @@ struct StageRow {
   std::string_view heading;
 };
 constexpr StageRow kStages[] = {
+    {Stage::hints, "renames"},
     {Stage::checks, "what must hold before anything is done"},
     {Stage::dropReferences, "foreign keys that are in the way"},
     {Stage::dropCompiled, "views, procedures, functions and triggers that are made again"},
@@ -39,6 +40,10 @@ constexpr StageRow kStages[] = {
     {Stage::endings, "modes and options"},
     {Stage::closing, "options that close the database"},
 };
+
+/// Where the script is tried in the embedded catalog, the database has another name and needs no
+/// option.
+constexpr std::string_view kOnServers = "\n    and isnull(@@servername, '') != 'EMBEDDED'";
 
 /// Each line as a comment.
 std::string commented(std::string_view text) {
@@ -126,14 +131,16 @@ void write(const ChangeScript& script, const Head& head, std::ostream& out) {
     return step.isAllowed && step.copiesData && step.stage == Stage::columns;
   });
   if (!head.database.empty()) {
-    checks.push_back(comment("if db_name() != " + inventory::literal(head.database) + "\n" +
+    checks.push_back(comment("if db_name() != " + inventory::literal(head.database) +
+                             std::string(kOnServers) + "\n" +
                              stopping("this script is for the database " + head.database)));
   }
   if (head.checksOptions && copies) {
     constexpr std::string_view kOption = "select into/bulkcopy/pllsort";
     checks.push_back(comment(
         "if not exists (select 1 from master..sysdatabases where name = db_name() and status & 4 "
-        "= 4)\n" +
+        "= 4)" +
+        std::string(kOnServers) + "\n" +
         stopping("the database needs the option '" + std::string(kOption) +
                  "' for steps that copy data")));
   }

@@ -39,7 +39,7 @@ kelvane_install(inventory HEADERS attributes.h families.h kinds.h name_pattern.h
 kelvane_install(inventory/browse HEADERS search.h sheet.h)
 kelvane_install(inventory/compare HEADERS changes.h compare.h titles.h)
 kelvane_install(inventory/ddl HEADERS ddl.h script.h)
-kelvane_install(change_script HEADERS plan.h steps.h write.h)
+kelvane_install(change_script HEADERS plan.h renames.h steps.h write.h)
 kelvane_install(inventory/read HEADERS reader.h)
 kelvane_install(inventory/publish HEADERS agreement.h catalog_fetch.h publish.h)
 install(TARGETS kelvane_component EXPORT KelvaneTargets)
@@ -62,7 +62,7 @@ if(KELVANE_TOOLS)
   install(TARGETS kelvane)
   install(FILES LICENSE DESTINATION "${document_folder}/kelvane" RENAME copyright)
   install(FILES CHANGELOG.md docs/command.md docs/compared.md docs/live-servers.md docs/report-v2.schema.json
-                docs/differences.schema.json DESTINATION "${document_folder}/kelvane")
+                docs/differences.schema.json docs/script.schema.json DESTINATION "${document_folder}/kelvane")
   install(DIRECTORY examples DESTINATION "${document_folder}/kelvane" PATTERN windows EXCLUDE)
 endif()
 

@@ -11,6 +11,9 @@
 #include "cli/screen/clock.h"
 #include "cli/screen/figures.h"
 #include "cli/sides/proof.h"
+#include "findings/renames.h"
+#include "model/text.h"
+#include "report/json_writer.h"
 
 namespace kelvane::cli {
 namespace {
@@ -49,11 +52,81 @@ std::string counted(const change_script::ChangeScript& script) {
   return text;
 }
 
-void addLeft(const inventory::Change& change, std::vector<std::string>& lines) {
-  if (!change.isOnBothSides() || !change.attributes.empty())
-    lines.push_back("  " + change_script::described(change));
-  for (const inventory::Change& part : change.parts)
-    lines.push_back("  " + change_script::described(change, &part));
+std::vector<std::string> linesOf(const Comparison::Changes& left) {
+  std::vector<std::string> lines;
+  for (const inventory::Change& change : left) {
+    if (!change.isOnBothSides() || !change.attributes.empty())
+      lines.push_back(change_script::described(change));
+    for (const inventory::Change& part : change.parts)
+      lines.push_back(change_script::described(change, &part));
+  }
+  return lines;
+}
+
+std::vector<std::string> wordsOf(const std::vector<change_script::Danger>& dangers) {
+  std::vector<std::string> words;
+  words.reserve(dangers.size());
+  for (const change_script::Danger danger : dangers) words.emplace_back(rowOf(danger).word);
+  return words;
+}
+
+// A column that goes and one of the same type that comes, where there are no others.
+std::optional<std::string> hintForColumn(const inventory::Change& table) {
+  const inventory::Column *gone = nullptr, *come = nullptr;
+  for (const inventory::Change& part : table.parts) {
+    if (part.kind != inventory::Kind::column || part.isOnBothSides()) continue;
+    const inventory::Column*& one = part.isOnlyInTarget() ? gone : come;
+    if (one != nullptr) return std::nullopt;
+    one = std::get<const inventory::Column*>(part.isOnlyInTarget() ? part.target : part.source);
+  }
+  if (gone == nullptr || come == nullptr || gone->type != come->type) return std::nullopt;
+  return table.name + "." + gone->name + "=" + come->name;
+}
+
+// What the user may have to say with --rename.
+std::vector<std::string> hintsFor(const Comparison& comparison) {
+  std::vector<std::string> hints;
+  for (const inventory::Change& change : comparison.changes()) {
+    if (change.kind != inventory::Kind::table || !change.isOnBothSides()) continue;
+    if (auto hint = hintForColumn(change)) hints.push_back(*std::move(hint));
+  }
+  const auto& [source, target] = comparison.databases();
+  for (const Rename& one : findings::probableRenames(comparison.changes(), source, target)) {
+    const std::string now = toUtf8(one.source), old = toUtf8(one.target);
+    const std::size_t dot = now.find('.');
+    if (one.kind == rowOf(inventory::Kind::table).singular &&
+        old.starts_with(now.substr(0, dot + 1)))
+      hints.push_back(old + "=" + now.substr(dot + 1));
+  }
+  return hints;
+}
+
+void writeStep(const change_script::Step& step, JsonWriter& out) {
+  out.beginObject();
+  out.member("stage", headingOf(step.stage));
+  out.member("kind", rowOf(step.kind).singular);
+  out.member("object", std::string_view(step.object));
+  out.member("difference", std::string_view(step.difference));
+  out.member("classes", wordsOf(step.dangers));
+  out.member("done", step.isAllowed);
+  if (!step.isAllowed) out.member("reason", std::string_view(whyNot(step)));
+  out.member("copiesData", step.copiesData);
+  if (step.rows) out.member("rows", *step.rows);
+  out.key("needs");
+  out.beginArray();
+  for (const std::size_t needed : step.needs) out.value(needed + 1);
+  out.endArray();
+  out.key("batches");
+  out.beginArray();
+  for (const inventory::Batch& batch : step.batches) {
+    out.beginObject();
+    out.member("text", std::string_view(batch.text));
+    out.member("user", std::string_view(batch.user));
+    out.member("quotedIdentifier", batch.quotedIdentifier);
+    out.endObject();
+  }
+  out.endArray();
+  out.endObject();
 }
 
 }  // namespace
@@ -75,7 +148,7 @@ std::string ChangeScriptOutput::textOf(const change_script::Head& head) const {
 
 void ChangeScriptOutput::tryOut() {
   const auto& [source, target] = comparison_.databases();
-  Proof proof = prove(withRoles(target), options_.release, textOf({}));
+  Proof proof = prove(withRoles(comparison_.targetAsRead()), options_.release, textOf({}));
   obstacles_ = std::move(proof.obstacles);
   if (!obstacles_.empty()) return;
   result_ = std::move(proof.result);
@@ -112,7 +185,7 @@ std::vector<std::string> ChangeScriptOutput::summary() const {
                     (request_.accept ? " but what is accepted" : ""));
   } else if (isTried_) {
     lines.emplace_back("proved: after this script this is left:");
-    for (const inventory::Change& change : left_) addLeft(change, lines);
+    for (const std::string& line : linesOf(left_)) lines.push_back("  " + line);
   } else {
     lines.emplace_back("not proved");
     for (const std::string& one : obstacles_) lines.push_back("  " + one);
@@ -131,6 +204,36 @@ change_script::Head ChangeScriptOutput::head() const {
   return head;
 }
 
+std::string ChangeScriptOutput::json() const {
+  std::ostringstream text;
+  JsonWriter out(text);
+  out.beginObject();
+  out.member("format", 1);
+  out.member("version", KELVANE_VERSION);
+  out.member("made", std::string_view(timestamp()));
+  out.member("source", std::string_view(request_.shown[0]));
+  out.member("target", std::string_view(request_.shown[1]));
+  out.member("proved", isProved());
+  out.member("obstacles", obstacles_);
+  out.member("left", linesOf(left_));
+  out.key("steps");
+  out.beginArray();
+  for (const change_script::Step& step : script_.steps) writeStep(step, out);
+  out.endArray();
+  out.key("leftOut");
+  out.beginArray();
+  for (const inventory::Omission& one : script_.omissions) {
+    out.beginObject();
+    out.member("what", std::string_view(one.what));
+    out.member("reason", std::string_view(one.reason));
+    out.endObject();
+  }
+  out.endArray();
+  out.endObject();
+  text << '\n';
+  return text.str();
+}
+
 void ChangeScriptOutput::complain(const Console& console) const {
   for (const std::string& line : obstacles_) console.complain(line);
   for (const inventory::Omission& one : script_.omissions)
@@ -139,6 +242,9 @@ void ChangeScriptOutput::complain(const Console& console) const {
     if (!step.isAllowed && !step.dangers.empty())
       console.complain("not done: " + step.difference + ": " + whyNot(step));
   }
+  if (isAllDone()) return;
+  for (const std::string& hint : hintsFor(comparison_))
+    console.complain("probably renamed; if so: --rename " + hint);
 }
 
 bool ChangeScriptOutput::isAllDone() const {

@@ -25,6 +25,8 @@ class ChangeScriptOutput {
   const change_script::ChangeScript& script() const { return script_; }
   // All of it, with its head.
   std::string text() const { return textOf(head()); }
+  // The same as data, which docs/script.schema.json describes.
+  std::string json() const;
   // What the head says of all of it, a line each.
   std::vector<std::string> summary() const;
   // What could not be tried, what has no statement, and which steps are not done.

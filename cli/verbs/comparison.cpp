@@ -212,6 +212,18 @@ void Comparison::read(const OpenSide& open) {
     rolesRead_.insert(rolesRead_.end(), side->roles.begin(), side->roles.end());
 }
 
+void Comparison::rename(const std::vector<change_script::Rename>& hints) {
+  if (hints.empty()) return;
+  auto& [source, target] = databases_;
+  asRead_ = target;
+  for (const change_script::Rename& hint : hints) {
+    std::optional<std::string> obstacle = change_script::rename(target, hint);
+    if (!obstacle && !change_script::hasNewName(source, hint))
+      obstacle = "the source has nothing of this name";
+    if (obstacle) throw CommandError({"--rename " + hint.text + ": " + *obstacle});
+  }
+}
+
 void Comparison::agreeOnRules() {
   const bool ignoresCase = request_.rules.ignoreCase ||
                            (databases_[0].server.ignoresCase && databases_[1].server.ignoresCase);

@@ -4,10 +4,12 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "change_script/renames.h"
 #include "cli/screen/console.h"
 #include "cli/sides/database_reading.h"
 #include "cli/sides/side.h"
@@ -30,6 +32,9 @@ class Comparison {
 
   // Lists of known differences and both sides. Throws CommandError.
   void read(const OpenSide& open);
+  // What the target calls otherwise than the source gets the source's name; see targetAsRead().
+  // Throws CommandError for a hint that matches nothing.
+  void rename(const std::vector<change_script::Rename>& hints);
   // What both sides tell, and as their servers compare names. Throws CommandError for patterns that
   // leave nothing.
   void agreeOnRules();
@@ -38,12 +43,13 @@ class Comparison {
   // Is known of scripts alone, whose complaints have been heard.
   void noteIncompleteSides();
   void accept();
-  // Of another comparison with the same source: without the known differences.
+  // Those of other databases that are not accepted either.
   Changes withoutAccepted(Changes changes) const;
   void tellNotes() const;
 
   const Changes& changes() const { return changes_; }
   const std::array<inventory::Database, 2>& databases() const { return databases_; }
+  const inventory::Database& targetAsRead() const { return asRead_ ? *asRead_ : databases_.back(); }
   // Of both sides, with those that the comparison leaves out.
   const std::vector<inventory::Role>& rolesRead() const { return rolesRead_; }
   const inventory::Rules& rules() const { return rules_; }
@@ -64,6 +70,7 @@ class Comparison {
   std::vector<DatabaseReading> readings_;
   bool isProven_ = false;  // what a comparison does not find is not there
   std::array<inventory::Database, 2> databases_;
+  std::optional<inventory::Database> asRead_;  // the target, where it has other names now
   std::vector<inventory::Role> rolesRead_;
   Changes changes_;
 };

@@ -119,9 +119,10 @@ ExitStatus runDdl(const Arguments& arguments, const Console& console, const Open
 
   std::vector<std::string> gaps = gapsOf(side);
   const bool isWhole = gaps.empty() && selection.takesAll();
-  const inventory::Script script = inventory::scriptOf(
+  inventory::Script script = inventory::scriptOf(
       side.database, releaseFor(settings.load.catalog.release, side.database.server),
       whole ? *whole : side.database);
+  addStatementIfNone(script);
   if (const auto folder = arguments.value(kOutput)) {
     writeFolder(script, *folder, isWhole, console);
   } else {

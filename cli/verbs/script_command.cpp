@@ -14,12 +14,19 @@
 namespace kelvane::cli {
 namespace {
 
-constexpr std::string_view kOutput = "--output", kReverse = "--reverse";
+constexpr std::string_view kFormat = "--format", kOutput = "--output", kReverse = "--reverse";
 
+enum class ScriptFormat { text, json };
+constexpr auto kFormats = std::to_array<Choice<ScriptFormat>>({
+    {"text", ScriptFormat::text},
+    {"json", ScriptFormat::json},
+});
 constexpr auto kOptions = std::to_array<Option>({
     {kAllow, kDangerWord, "do steps that may take something away too"},
     {kNoProof, "", "do not try the script on a copy of the target"},
+    {kFormat, "FORMAT", "text (T-SQL) or json; default: text", kNamesOf<kFormats>},
     {kOutput, kFile, "write to this file instead of standard output", {}, "-o"},
+    {kRename, kHint, "a table, column or index has another name in the source"},
     {kReverse, "", "make the source like the target"},
 });
 
@@ -60,12 +67,15 @@ ExitStatus runScript(const Arguments& arguments, const Console& console, const O
   refuseOverwriting(arguments, request.places, {.written = {kTrace, kOutput}});
   Comparison comparison(request, console);
   comparison.read(open);
+  comparison.rename(wanted.plan.renames);
   comparison.agreeOnRules();
   comparison.compare();
   comparison.noteIncompleteSides();
   comparison.accept();
   const ChangeScriptOutput output(request, wanted, comparison);
-  write(output.text(), arguments, console);
+  const bool isText =
+      choiceOf<kFormats>(arguments, kFormat, ScriptFormat::text) == ScriptFormat::text;
+  write(isText ? output.text() : output.json(), arguments, console);
   comparison.tellNotes();
   for (const std::string& line : comparison.header().gaps) console.complain(line);
   output.complain(console);

@@ -22,7 +22,7 @@ namespace kelvane::cli {
 inline constexpr std::string_view kFile = "FILE", kFolder = "FOLDER";
 inline constexpr std::string_view kPattern = "PATTERN", kTablePattern = "TABLES",
                                   kSetting = "SWITCH=off", kFamilyWord = "WORD",
-                                  kDangerWord = "CLASS";
+                                  kDangerWord = "CLASS", kHint = "OLD=NEW";
 inline constexpr std::string_view kNumber = "N", kRelease = "RELEASE", kSeconds = "SECONDS";
 
 struct Option {
@@ -34,7 +34,7 @@ struct Option {
 
   bool mayBeRepeated() const {
     return value == kPattern || value == kTablePattern || value == kSetting ||
-           value == kFamilyWord || value == kDangerWord;
+           value == kFamilyWord || value == kDangerWord || value == kHint;
   }
   bool isPath() const { return value == kFile || value == kFolder; }
   bool isNumber() const { return value == kNumber || value == kRelease || value == kSeconds; }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace kelvane::cli {
 namespace {
@@ -36,11 +38,24 @@ change_script::Allowed allowedBy(const Arguments& arguments) {
   return allowed;
 }
 
+std::vector<change_script::Rename> renamesOf(const Arguments& arguments) {
+  std::vector<change_script::Rename> renames;
+  for (const std::string& text : arguments.values(kRename)) {
+    auto one = change_script::parseRename(text);
+    if (!one)
+      throw UsageError("--rename takes OWNER.TABLE=NAME or OWNER.TABLE.COLUMN=NAME; not '" + text +
+                       "'");
+    renames.push_back(*std::move(one));
+  }
+  return renames;
+}
+
 }  // namespace
 
 ScriptRequest scriptRequest(const Arguments& arguments) {
   ScriptRequest request;
   request.plan.allowed = allowedBy(arguments);
+  request.plan.renames = renamesOf(arguments);
   request.isTried = !arguments.has(kNoProof);
   return request;
 }

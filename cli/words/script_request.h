@@ -10,7 +10,7 @@
 
 namespace kelvane::cli {
 
-inline constexpr std::string_view kAllow = "--allow", kNoProof = "--no-proof";
+inline constexpr std::string_view kAllow = "--allow", kNoProof = "--no-proof", kRename = "--rename";
 
 struct ScriptRequest {
   change_script::PlanOptions plan;  // its release waits for what the target says

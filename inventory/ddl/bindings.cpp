@@ -118,7 +118,11 @@ void writeLogicalKeys(Writing& writing, const std::string& title, const Qualifie
       if (key.kind == "common") call += ", " + argument({key.otherColumns.at(at)});
     }
     // A foreign one needs the primary one of the other table.
-    writing.call(key.kind == "primary" ? Phase::references : Phase::bindings, std::move(call));
+    const bool isPrimary = key.kind == "primary";
+    const bool hasView = writing.isView(table) || writing.isView(key.other);
+    const Phase phase = hasView ? (isPrimary ? Phase::compiled : Phase::triggers)
+                                : (isPrimary ? Phase::references : Phase::bindings);
+    writing.call(phase, std::move(call));
   }
 }
 

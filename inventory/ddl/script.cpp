@@ -76,6 +76,26 @@ class Session {
 
 }  // namespace
 
+void addStatementIfNone(Script& script) {
+  const auto isStatement = [](const Batch& batch) {
+    return batch.isText || !batch.text.starts_with("-- ");
+  };
+  const bool hasAny = std::ranges::any_of(script.objects, [&](const ScriptedObject& one) {
+    return std::ranges::any_of(one.batches, isStatement);
+  });
+  if (hasAny) return;
+  const auto isDatabase = [](const ScriptedObject& one) { return one.kind == Kind::database; };
+  auto database = std::ranges::find_if(script.objects, isDatabase);
+  if (database == script.objects.end())
+    database = script.objects.insert(database, {Kind::database, "database", "database.sql", {}});
+  database->batches.push_back({Phase::settings,
+                               "-- Nothing is declared; a script needs a statement.\n"
+                               "declare @nothing int",
+                               {},
+                               false,
+                               false});
+}
+
 std::string folderOf(Kind kind) {
   std::string folder(rowOf(kind).plural);
   std::ranges::replace(folder, ' ', '-');

@@ -60,6 +60,9 @@ struct Script {
 /// Where the files of a kind are: encryption-keys.
 std::string folderOf(Kind kind);
 
+/// Adds a statement without effect where there is none: a script without statements does not load.
+void addStatementIfNone(Script& script);
+
 /// All of it, phase by phase, with texts as they are to the last blank. `begin` is called before
 /// each object of a phase, with its position.
 void write(const Script& script, std::ostream& out,

@@ -140,6 +140,8 @@ bool Writing::allows(TargetRelease since, Phase phase, const std::string& what) 
 
 std::optional<std::string> Writing::laterIn(std::string_view text, bool quotedIdentifier) const {
   if (has(TargetRelease::ase16)) return std::nullopt;
+  // What the side itself took, it takes again.
+  if (const auto own = releaseOf(database_.server); own && *release_ >= *own) return std::nullopt;
   return inventory::laterIn(text, quotedIdentifier, *release_, [&](std::string_view name) {
     return functions_.contains(key(std::string(name)));
   });

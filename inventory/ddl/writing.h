@@ -94,6 +94,7 @@ class Writing {
   static std::string userFor(const std::string& owner) {
     return owner == "dbo" ? std::string() : owner;
   }
+  bool isView(const QualifiedName& name) const { return views_.contains(shown(name)); }
   const Table* table(const QualifiedName& name) const {
     const auto found = tables_.find(shown(name));
     return found == tables_.end() ? nullptr : found->second;

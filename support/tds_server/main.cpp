@@ -10,6 +10,7 @@
 #include <system_error>
 #include <vector>
 
+#include "cli/sides/script_files.h"
 #include "drivers/embedded/script.h"
 #include "support/tds_server/server.h"
 
@@ -71,7 +72,10 @@ int main(int count, char** words) {
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
   EmbeddedCatalog catalog;
-  const auto report = kelvane::embedded::loadFiles(catalog, scripts);
+  // A folder that kelvane ddl wrote has an order of its own.
+  const auto texts = kelvane::cli::textsInOrder(scripts);
+  const auto report = texts ? kelvane::embedded::loadTexts(catalog, *texts)
+                            : kelvane::embedded::loadFiles(catalog, scripts);
   for (const auto& error : report.errors) std::cerr << error.describe() << '\n';
   if (!report.succeeded() || !report.readable) return 1;
   try {

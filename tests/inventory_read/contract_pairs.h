@@ -36,8 +36,8 @@ inline std::string unescaped(std::string line) {
   return line;
 }
 
-inline std::vector<Pair> pairsOf(const std::string& name) {
-  std::ifstream file(std::string(KELVANE_CONTRACT) + "/" + name + ".txt");
+inline std::vector<Pair> pairsIn(const std::string& path) {
+  std::ifstream file(path);
   std::vector<Pair> pairs;
   for (std::string line; std::getline(file, line);) {
     if (line.empty()) continue;
@@ -54,6 +54,10 @@ inline std::vector<Pair> pairsOf(const std::string& name) {
     }
   }
   return pairs;
+}
+
+inline std::vector<Pair> pairsOf(const std::string& name) {
+  return pairsIn(std::string(KELVANE_CONTRACT) + "/" + name + ".txt");
 }
 
 }  // namespace kelvane::inventory
