@@ -1,6 +1,7 @@
 #include "change_script/write.h"
 
 #include <algorithm>
+#include <sstream>
 #include <string_view>
 #include <utility>
 
@@ -62,15 +63,21 @@ Batch comment(std::string text) {
   return {inventory::Phase::tables, std::move(text), {}, false, false};
 }
 
+/// As the script has it where a stage begins.
+std::string headed(std::string_view heading) {
+  return heading.empty() ? "" : "-- ---- " + std::string(heading) + "\n\n";
+}
+
 /// `heading`: of the stage, where it begins.
-void addStep(const Step& step, std::string_view heading, std::vector<Batch>& batches) {
-  std::string said = heading.empty() ? "" : "-- ---- " + std::string(heading) + "\n\n";
-  said += commented(step.difference);
+std::vector<Batch> batchesOf(const Step& step, std::string_view heading) {
+  std::vector<Batch> batches;
+  std::string said = headed(heading) + commented(step.difference);
   if (step.copiesData) said += "-- copies the data of the table\n";
   if (!step.isAllowed) {
     said += "-- not done: " + whyNot(step) + '\n';
     for (const Batch& batch : step.batches) said += commented(batch.text);
-    return batches.push_back(comment(std::move(said)));
+    batches.push_back(comment(std::move(said)));
+    return batches;
   }
   for (const Batch& batch : step.batches) {
     Batch one = batch;
@@ -80,6 +87,25 @@ void addStep(const Step& step, std::string_view heading, std::vector<Batch>& bat
     one.text.insert(0, std::exchange(said, {}));
     batches.push_back(std::move(one));
   }
+  return batches;
+}
+
+/// An object for each step: the session is switched between them where a batch asks for it.
+inventory::ScriptedObject scripted(std::vector<Batch> batches) {
+  return {inventory::Kind::database, {}, {}, std::move(batches)};
+}
+
+/// Of the stage where the step is its first one.
+std::string_view headingBefore(const ChangeScript& script, std::size_t at) {
+  const std::vector<Step>& steps = script.steps;
+  const bool begins = at == 0 || steps[at - 1].stage != steps[at].stage;
+  return begins ? headingOf(steps[at].stage) : "";
+}
+
+void addSteps(const ChangeScript& script, inventory::Script& all) {
+  all.objects.reserve(all.objects.size() + script.steps.size());
+  for (std::size_t at = 0; at < script.steps.size(); ++at)
+    all.objects.push_back(scripted(batchesOf(script.steps[at], headingBefore(script, at))));
 }
 
 }  // namespace
@@ -100,34 +126,49 @@ std::string whyNot(const Step& step) {
 void write(const ChangeScript& script, const Head& head, std::ostream& out) {
   for (const std::string& line : head.lines) out << commented(line);
   out << '\n';
-  // One object, so that the session is switched where a batch asks for it.
-  inventory::ScriptedObject all{inventory::Kind::database, {}, {}, {}};
+  std::vector<Batch> checks;
   const bool copies = std::ranges::any_of(script.steps, [](const Step& step) {
     return step.isAllowed && step.copiesData && step.stage == Stage::columns;
   });
   if (!head.database.empty()) {
-    all.batches.push_back(comment("if db_name() != " + inventory::literal(head.database) +
-                                  std::string(kOnServers) + "\n" +
-                                  stopping("this script is for the database " + head.database)));
+    checks.push_back(comment("if db_name() != " + inventory::literal(head.database) +
+                             std::string(kOnServers) + "\n" +
+                             stopping("this script is for the database " + head.database)));
   }
   if (head.checksOptions && copies) {
     constexpr std::string_view kOption = "select into/bulkcopy/pllsort";
-    all.batches.push_back(comment(
+    checks.push_back(comment(
         "if not exists (select 1 from master..sysdatabases where name = db_name() and status & 4 "
         "= 4)" +
         std::string(kOnServers) + "\n" +
         stopping("the database needs the option '" + std::string(kOption) +
                  "' for steps that copy data")));
   }
-  const Step* before = nullptr;
-  for (const Step& step : script.steps) {
-    const bool begins = before == nullptr || before->stage != step.stage;
-    before = &step;
-    addStep(step, begins ? headingOf(step.stage) : "", all.batches);
+  inventory::Script all;
+  all.objects.push_back(scripted(std::move(checks)));
+  addSteps(script, all);
+  write(all, out);
+}
+
+std::vector<std::string> writtenSteps(const ChangeScript& script) {
+  inventory::Script all;
+  addSteps(script, all);
+  std::ostringstream out;
+  std::vector<std::size_t> begins(script.steps.size(), 0);
+  write(all, out, [&](std::size_t at) { begins[at] = static_cast<std::size_t>(out.tellp()); });
+  const std::string text = std::move(out).str();
+  std::vector<std::string> steps(script.steps.size());
+  std::size_t end = text.size();
+  for (std::size_t at = steps.size(); at-- > 0;) {
+    if (all.objects[at].batches.empty()) continue;
+    std::string& step = steps[at] = text.substr(begins[at], end - begins[at]);
+    end = begins[at];
+    if (step.starts_with('\n')) step.erase(0, 1);
+    const std::string heading = headed(headingBefore(script, at));
+    if (const auto found = step.find(heading); found != step.npos)
+      step.erase(found, heading.size());
   }
-  inventory::Script one;
-  one.objects.push_back(std::move(all));
-  write(one, out);
+  return steps;
 }
 
 }  // namespace kelvane::change_script

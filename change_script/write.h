@@ -24,6 +24,9 @@ struct Head {
 /// not allowed is a comment.
 void write(const ChangeScript& script, const Head& head, std::ostream& out);
 
+/// What stands in the script for each of its steps, without the headings of stages.
+std::vector<std::string> writtenSteps(const ChangeScript& script);
+
 /// "needs --allow drop-column", "needs a step that is not done"
 std::string whyNot(const Step& step);
 

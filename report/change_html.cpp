@@ -1,3 +1,4 @@
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -10,6 +11,7 @@
 #include "report/change_words.h"
 #include "report/declared_sides.h"
 #include "report/html_page.h"
+#include "report/script_html.h"
 
 namespace kelvane {
 namespace report {
@@ -19,7 +21,9 @@ using inventory::Change;
 
 class ChangeData {
  public:
-  explicit ChangeData(PageData& data) : data_(data), json_(data.json()) {}
+  // `links`: none where the page has no script.
+  ChangeData(PageData& data, const ScriptLinks* links)
+      : data_(data), json_(data.json()), links_(links) {}
 
   void writeObject(const Change& object) {
     const std::string_view kind = inventory::rowOf(object.kind).singular;
@@ -39,9 +43,10 @@ class ChangeData {
       writeAttributes(object);
     json_.endArray();
     if (side) data_.writeMissing(kind, name, *side);
+    if (links_ != nullptr) links_->write(object, nullptr, json_);
     json_.key("parts");
     json_.beginArray();
-    for (const Change& part : object.parts) writePart(part, {});
+    for (const Change& part : object.parts) writePart({object, part}, part, {});
     json_.endArray();
     json_.endObject();
   }
@@ -78,8 +83,13 @@ class ChangeData {
       data_.writeDifference(toUtf16(one.label), toUtf16(one.was), toUtf16(one.is));
   }
 
+  // A part of an object, for which there are steps.
+  struct Stepped {
+    const Change &object, &part;
+  };
+
   // Parts of parts stand behind these, with the whole as part of their title.
-  void writePart(const Change& part, const std::u16string& whole) {
+  void writePart(const Stepped& stepped, const Change& part, const std::u16string& whole) {
     const inventory::Title title = titleOf(part, owner_);
     const auto side = sideOf(part);
     const std::u16string words = whole + toUtf16(title.word);
@@ -99,14 +109,16 @@ class ChangeData {
         writeAttributes(part);
         json_.endArray();
       }
+      if (links_ != nullptr) links_->write(stepped.object, &stepped.part, json_);
       json_.endObject();
     }
     const std::u16string heading = words + u" " + toUtf16(title.name) + u", ";
-    for (const Change& inner : part.parts) writePart(inner, heading);
+    for (const Change& inner : part.parts) writePart(stepped, inner, heading);
   }
 
   PageData& data_;
   JsonWriter& json_;
+  const ScriptLinks* links_;
   std::string owner_;
 };
 
@@ -114,9 +126,11 @@ class ChangeData {
 }  // namespace report
 
 void writeHtmlReport(const std::vector<inventory::Change>& changes, const ReportHeader& header,
-                     std::ostream& out) {
+                     std::ostream& out, const ShownScript* script) {
+  std::optional<report::ScriptLinks> links;
+  if (script != nullptr) links.emplace(script->script);
   const auto writeKinds = [&](report::PageData& data) {
-    report::ChangeData objects(data);
+    report::ChangeData objects(data, links ? &*links : nullptr);
     JsonWriter& json = data.json();
     report::forEachKind(changes, [&](const inventory::KindRow& kind, auto first, auto last) {
       json.beginObject();
@@ -129,7 +143,10 @@ void writeHtmlReport(const std::vector<inventory::Change>& changes, const Report
       json.endObject();
     });
   };
-  report::writePage(header, {}, writeKinds, out);
+  const auto writeMore = [&](report::PageData& data) {
+    if (script != nullptr) report::writeScript(*script, data.json());
+  };
+  report::writePage(header, {}, {writeKinds, writeMore}, out);
 }
 
 }  // namespace kelvane

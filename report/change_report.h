@@ -6,8 +6,10 @@
 #pragma once
 
 #include <iosfwd>
+#include <string>
 #include <vector>
 
+#include "change_script/steps.h"
 #include "inventory/compare/changes.h"
 #include "report/report_header.h"
 #include "report/text_report.h"
@@ -34,9 +36,16 @@ void writeTextSummary(const std::vector<inventory::Change>& changes, const Repor
 void writeJsonReport(const std::vector<inventory::Change>& changes, const ReportHeader& header,
                      std::ostream& out);
 
+// The script that makes the target like the source, for a page. The script outlives it.
+struct ShownScript {
+  const change_script::ChangeScript& script;
+  std::vector<std::string> head;  // what is said about all of it, a line each (UTF-8)
+};
+
 // Writes one file of HTML in UTF-8 that needs nothing else, with the declarations of both sides
-// beside each other. See writeHtmlReport of html_report.h.
+// beside each other, and with links between the differences and the steps of the script where there
+// is one. See writeHtmlReport of html_report.h.
 void writeHtmlReport(const std::vector<inventory::Change>& changes, const ReportHeader& header,
-                     std::ostream& out);
+                     std::ostream& out, const ShownScript* script = nullptr);
 
 }  // namespace kelvane

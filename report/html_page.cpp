@@ -99,7 +99,7 @@ void PageData::writePieces(const Pieces& pieces) {
 }
 
 void writePage(const ReportHeader& header, const std::vector<std::string>& switches,
-               const std::function<void(PageData&)>& writeKinds, std::ostream& out) {
+               const PageWriting& write, std::ostream& out) {
   out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
       << "<meta http-equiv=\"Content-Security-Policy\" content=\"" << contentPolicy()
       << "\">\n<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
@@ -116,8 +116,9 @@ void writePage(const ReportHeader& header, const std::vector<std::string>& switc
   json.member("notes", header.notes);
   json.key("kinds");
   json.beginArray();
-  writeKinds(data);
+  write.kinds(data);
   json.endArray();
+  if (write.more) write.more(data);
   json.endObject();
   out << "</script>\n<script>" << html::kScript.text << "</script>\n</body>\n</html>\n";
 }

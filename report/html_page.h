@@ -47,9 +47,13 @@ class PageData {
   JsonWriter json_;
 };
 
-// Writes the whole page; `writeKinds` writes the elements of "kinds". `switches`: those that the
-// page lists.
+struct PageWriting {
+  std::function<void(PageData&)> kinds;      // the elements of "kinds"
+  std::function<void(PageData&)> more = {};  // members behind it
+};
+
+// Writes the whole page. `switches`: those that it lists.
 void writePage(const ReportHeader& header, const std::vector<std::string>& switches,
-               const std::function<void(PageData&)>& writeKinds, std::ostream& out);
+               const PageWriting& write, std::ostream& out);
 
 }  // namespace kelvane::report

@@ -97,15 +97,13 @@ class TreeData {
 
 void writeHtmlReport(const diffSchema& differences, const ReportHeader& header, std::ostream& out) {
   const diffSchema shown = report::withOwnersOfGroups(differences);
-  report::writePage(
-      header, header.switches,
-      [&](report::PageData& data) {
-        report::TreeData tree(data);
-        report::forEachKind(shown, [&](const auto& kind, const auto& objects) {
-          if (!objects.empty()) tree.writeKind(kind, objects);
-        });
-      },
-      out);
+  const auto writeKinds = [&](report::PageData& data) {
+    report::TreeData tree(data);
+    report::forEachKind(shown, [&](const auto& kind, const auto& objects) {
+      if (!objects.empty()) tree.writeKind(kind, objects);
+    });
+  };
+  report::writePage(header, header.switches, {writeKinds}, out);
 }
 
 }  // namespace kelvane

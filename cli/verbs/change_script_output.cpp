@@ -176,12 +176,8 @@ inventory::Database ChangeScriptOutput::withRoles(const inventory::Database& tar
   return whole;
 }
 
-change_script::Head ChangeScriptOutput::head() const {
-  change_script::Head head;
-  head.checksOptions = true;
-  const inventory::Server& server = comparison_.databases()[1].server;
-  if (!server.embedded) head.database = server.database;
-  std::vector<std::string>& lines = head.lines;
+std::vector<std::string> ChangeScriptOutput::summary() const {
+  std::vector<std::string> lines;
   lines.push_back("kelvane script: makes " + request_.shown[1] + " like " + request_.shown[0]);
   lines.push_back("made " + timestamp() + " by kelvane " + KELVANE_VERSION);
   lines.push_back(counted(script_));
@@ -195,8 +191,17 @@ change_script::Head ChangeScriptOutput::head() const {
     lines.emplace_back("not proved");
     for (const std::string& one : obstacles_) lines.push_back("  " + one);
   }
+  return lines;
+}
+
+change_script::Head ChangeScriptOutput::head() const {
+  change_script::Head head;
+  head.checksOptions = true;
+  const inventory::Server& server = comparison_.databases()[1].server;
+  if (!server.embedded) head.database = server.database;
+  head.lines = summary();
   for (const inventory::Omission& one : script_.omissions)
-    lines.push_back("left out: " + one.what + ": " + one.reason);
+    head.lines.push_back("left out: " + one.what + ": " + one.reason);
   return head;
 }
 

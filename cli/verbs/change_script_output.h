@@ -27,6 +27,8 @@ class ChangeScriptOutput {
   std::string text() const { return textOf(head()); }
   // The same as data, which docs/script.schema.json describes.
   std::string json() const;
+  // What the head says of all of it, a line each.
+  std::vector<std::string> summary() const;
   // What could not be tried, what has no statement, and which steps are not done.
   void complain(const Console& console) const;
   // Whether each difference has a step, and each step is done.

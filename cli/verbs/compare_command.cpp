@@ -19,8 +19,8 @@ namespace {
 
 using Changes = Comparison::Changes;
 
-void write(const Changes& changes, const ReportHeader& header, Format format, Colors colors,
-           std::ostream& out) {
+void write(const Changes& changes, const ReportHeader& header, const ShownScript* script,
+           Format format, Colors colors, std::ostream& out) {
   switch (format) {
     case Format::text:
       return writeTextReport(changes, header, colors, out);
@@ -31,7 +31,7 @@ void write(const Changes& changes, const ReportHeader& header, Format format, Co
     case Format::json:
       return writeJsonReport(changes, header, out);
     case Format::html:
-      return writeHtmlReport(changes, header, out);
+      return writeHtmlReport(changes, header, out, script);
   }
 }
 
@@ -50,16 +50,21 @@ void tell(const ChangeScriptOutput& output, const Console& console) {
   if (output.hasFailed()) console.complain("the script is not proved; its head says more");
 }
 
-Written report(Comparison& comparison, const CompareRequest& request, const Console& console) {
+// `script`: where there is one.
+Written report(Comparison& comparison, const ChangeScriptOutput* script,
+               const CompareRequest& request, const Console& console) {
   const Stopwatch time;
   const auto& [source, target] = comparison.databases();
   {
     const Undertaking undertaking = comparing(console);
     comparison.header().renames = findings::probableRenames(comparison.changes(), source, target);
   }
+  std::optional<ShownScript> shown;
+  if (script != nullptr) shown.emplace(ShownScript{script->script(), script->summary()});
   const Written written =
       writeReports(request, console, [&](Format format, Colors colors, std::ostream& out) {
-        write(comparison.changes(), comparison.header(), format, colors, out);
+        write(comparison.changes(), comparison.header(), shown ? &*shown : nullptr, format, colors,
+              out);
       });
   tellTime(request, "reported", time, console);
   return written;
@@ -89,7 +94,7 @@ ExitStatus runCompare(const Arguments& arguments, const Console& console, const 
     tellTime(request, "script made", time, console);
     scripts = writeScript(*script, *request.script, console);
   }
-  const Written reports = report(comparison, request, console);
+  const Written reports = report(comparison, script ? &*script : nullptr, request, console);
   comparison.tellNotes();
   for (const std::string& line : gaps) console.complain(line);
   if (script) tell(*script, console);

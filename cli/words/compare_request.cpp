@@ -68,7 +68,7 @@ constexpr auto kReports = std::to_array<Option>({
      kNamesOf<kColorings>},
     {kFormat, "FORMAT", "text, tree, json or html, for standard output or -o; default: text",
      kNamesOf<kFormats>},
-    {kHtml, kFile, "also write an HTML report"},
+    {kHtml, kFile, "also write an HTML report; with --script, it shows the script too"},
     {kJson, kFile, "also write a JSON report"},
     {kOutput, kFile, "write to this file instead of standard output", {}, "-o"},
     {kQuiet, "", "write nothing to standard output; see the exit status", {}, "-q"},

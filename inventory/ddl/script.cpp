@@ -102,13 +102,16 @@ std::string folderOf(Kind kind) {
   return folder;
 }
 
-void write(const Script& script, std::ostream& out) {
+void write(const Script& script, std::ostream& out,
+           const std::function<void(std::size_t object)>& begin) {
   Session session(out, TextEnds::byStatement);
   std::vector<std::size_t> next(script.objects.size(), 0);
   for (auto phase = Phase::settings; phase <= Phase::closing;
        phase = static_cast<Phase>(static_cast<int>(phase) + 1)) {
     for (std::size_t at = 0; at < script.objects.size(); ++at) {
       const std::vector<Batch>& batches = script.objects[at].batches;
+      const bool hasBatches = next[at] < batches.size() && batches[next[at]].phase == phase;
+      if (begin && hasBatches) begin(at);
       for (; next[at] < batches.size() && batches[next[at]].phase == phase; ++next[at])
         session.run(batches[next[at]]);
     }

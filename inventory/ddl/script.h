@@ -3,7 +3,9 @@
 // Lifetime: plain values. Threading: none of their own.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -61,8 +63,10 @@ std::string folderOf(Kind kind);
 /// Adds a statement without effect where there is none: a script without statements does not load.
 void addStatementIfNone(Script& script);
 
-/// All of it, phase by phase, with texts as they are to the last blank.
-void write(const Script& script, std::ostream& out);
+/// All of it, phase by phase, with texts as they are to the last blank. `begin` is called before
+/// each object of a phase, with its position.
+void write(const Script& script, std::ostream& out,
+           const std::function<void(std::size_t object)>& begin = {});
 /// One object alone, to be read: with headings of phases, and texts as they stand. One that ends
 /// within a line is marked.
 void write(const ScriptedObject& object, std::ostream& out);

@@ -1,6 +1,7 @@
 'use strict';
 (() => {
   const CONTEXT = 3;  // equal lines around changed ones
+  const PAGE = 100;  // steps of the script that are elements at a time
   const SMALL = 200;  // with up to this many objects, all kinds are expanded at first
   const SIDES = {
     source: {mark: 'S', words: 'only in source'},
@@ -168,11 +169,36 @@
     return [part.word];
   }
 
-  function partShown(part) {
+  function linksTo(steps) {
+    const wordOf = step => step.why ? ' (not done)' : step.isCheck ? ' (check)' : '';
+    return steps.flatMap((at, place) => [place === 0 ? '' : ', ', stepLink(at), wordOf(script.steps[at])]);
+  }
+
+  // The steps of the script that end a difference, or why there is none.
+  function stepsShown(thing, whole) {
+    if (!script) return [];
+    const said = (...content) => el('p', {class: 'steps'}, ...content);
+    const ofWhole = script.ofObject.get(whole) || [];
+    if (thing === whole.object) {
+      const isOfPart = at => thing.parts.some(part => part.omitted.includes(at));
+      const reasons = thing.omitted.filter(at => !isOfPart(at)).map(at => script.omissions[at])
+          .map(({what, reason}) => said('Not in the script: ', ...shown(`${what}: ${reason}`)));
+      return ofWhole.length > 0 ? [said('In the script: ', ...linksTo(ofWhole)), ...reasons]
+          : thing.omitted.length > 0 ? reasons : [said('No step of the script ends this.')];
+    }
+    const reasons = thing.omitted.map(at => said('Not in the script: ', ...shown(script.omissions[at].reason)));
+    const own = [...new Set(thing.steps.map(([step]) => step))];
+    if (own.length > 0) return [said('In the script: ', ...linksTo(own)), ...reasons];
+    if (reasons.length > 0) return reasons;
+    const others = ofWhole.filter(at => !script.steps[at].isCheck);
+    return others.length === 0 ? [] : [said(`No step of its own; for the ${whole.kind.one}: `, ...linksTo(others))];
+  }
+
+  function partShown(part, whole) {
     const heading = el('h3', {}, markOf(sideOf(part)), el('span', {}, ...titleOf(part)));
     if (part.side) heading.append(el('span', {class: 'words'}, SIDES[part.side].words));
     if (part.declaration !== undefined) heading.append(el('span', {class: 'declaration'}, ...shown(part.declaration)));
-    return el('section', {class: 'part'}, heading, ...diffsShown(part.diffs || []));
+    return el('section', {class: 'part'}, heading, ...stepsShown(part, whole), ...diffsShown(part.diffs || []));
   }
 
   // Stands above the values and has the same columns.
@@ -198,14 +224,17 @@
   // What both sides declare, line by line.
   const declaredShown = rows => linesShown({label: 'declaration', rows, isDeclared: true});
 
-  function objectShown({object, kind}) {
+  function objectShown(node) {
+    const {object, kind} = node;
     const side = sideOf(object);
     const words = side === 'differs' ? counted(object.count, 'difference', 'differences') : SIDES[side].words;
     return el('section', {class: 'object'},
               el('h2', {}, markOf(side), el('span', {}, kind.one + ' ', nameOf(object.name)),
                  el('span', {class: 'words'}, words)),
-              ...(object.renamed ? [renameShown({object, kind})] : []), ...(side === 'differs' ? [legend()] : []),
-              ...(object.declared ? [declaredShown(object.declared)] : []), ...diffsShown(object.diffs), ...object.parts.map(partShown));
+              ...(object.renamed ? [renameShown({object, kind})] : []), ...stepsShown(object, node),
+              ...(side === 'differs' ? [legend()] : []),
+              ...(object.declared ? [declaredShown(object.declared)] : []), ...diffsShown(object.diffs),
+              ...object.parts.map(part => partShown(part, node)));
   }
 
   // How many objects are on a side alone or differ, without what there is none of.
@@ -256,6 +285,196 @@
     return node;
   });
   const allObjects = report.kinds.flatMap(kind => kind.objects);
+
+  // ---- The script: only the steps of one page are elements.
+
+  const hrefOf = title => `#${encodeURIComponent(title)}`;
+  const objectTitle = node => `${node.kind.one} ${node.object.name}`;
+  const titleOfNode = node => node.part ? `${objectTitle(node.parent)} /${node.parent.children.indexOf(node) + 1}`
+      : objectTitle(node);
+  const objectNodes = new Map(kindNodes.flatMap(kind => kind.children).reverse()
+      .map(node => [objectTitle(node), node]));
+  const stepLink = step => el('a', {href: hrefOf(`step ${step + 1}`)}, `step ${step + 1}`);
+
+  // With the differences by their lines, and the steps by their objects.
+  function linkedScript() {
+    if (!report.script) return null;
+    const {steps} = report.script;
+    const byLine = new Map();
+    const ofObject = new Map();
+    const add = (node, step) => {
+      if (!ofObject.has(node)) ofObject.set(node, new Set());
+      ofObject.get(node).add(step);
+    };
+    for (const node of objectNodes.values()) {
+      for (const one of [node, ...node.children]) {
+        for (const [step, line] of (one.part || one.object).steps) {
+          const text = steps[step].lines[line];
+          if (!byLine.has(text)) byLine.set(text, one);
+          add(node, step);
+        }
+      }
+    }
+    steps.forEach(({object}, step) => {
+      if (objectNodes.has(object)) add(objectNodes.get(object), step);
+    });
+    for (const [node, found] of ofObject) ofObject.set(node, [...found].sort((a, b) => a - b));
+    return {...report.script, byLine, ofObject};
+  }
+
+  const script = linkedScript();
+  const stepFilters = {stage: byId('step-stage'), state: byId('step-state'), text: byId('step-text')};
+  let stepsFound = [];
+  let firstStep = 0;  // of the page, in those that are found
+  let chosenStep = null;
+
+  // The script has line ends; all else that cannot be seen is shown.
+  function tsqlShown(text) {
+    const lines = text.replace(/\n$/, '').split('\n');
+    return el('pre', {}, ...lines.flatMap((line, at) => [at > 0 ? '\n' : '', ...shown(line)]));
+  }
+
+  function endShown(line, step) {
+    const node = script.byLine.get(line);
+    if (node) return el('li', {}, el('a', {href: hrefOf(titleOfNode(node))}, ...shown(line)));
+    const whole = objectNodes.get(step.object);
+    return el('li', {}, ...shown(line),
+              ...(whole ? [' (', el('a', {href: hrefOf(step.object)}, ...shown(step.object)), ')'] : []));
+  }
+
+  function stepShown(at) {
+    const step = script.steps[at];
+    const state = step.why ? `not done: ${step.why}` : step.isCheck ? 'check' : 'done';
+    const heading = el('h3', {}, `Step ${at + 1}`, el('span', {class: 'words'}, state));
+    const needs = (step.needs || [])
+        .flatMap((needed, place) => [place === 0 ? 'Needs what is not done: ' : ', ', stepLink(needed)]);
+    heading.append(...(step.classes || []).map(word => el('span', {class: 'class'}, word)),
+                   ...(step.copies ? [el('span', {class: 'class'}, 'copies the data')] : []));
+    return el('section', {class: `step ${step.why ? 'not-done' : 'done'}`, 'data-step': at, tabindex: -1}, heading,
+              el('ul', {}, ...step.lines.map(line => endShown(line, step))),
+              ...(needs.length > 0 ? [el('p', {class: 'steps'}, ...needs)] : []), tsqlShown(step.text));
+  }
+
+  // With the heading of each stage that begins, or goes on from the page before.
+  function stagesShown(steps) {
+    return steps.flatMap((at, place) => {
+      const {stage} = script.steps[at];
+      const begins = place === 0 || script.steps[steps[place - 1]].stage !== stage;
+      return begins ? [el('h2', {}, ...shown(script.stages[stage])), stepShown(at)] : [stepShown(at)];
+    });
+  }
+
+  function showPage(first) {
+    firstStep = first;
+    const last = Math.min(first + PAGE, stepsFound.length);
+    byId('steps').replaceChildren(...stagesShown(stepsFound.slice(first, last)));
+    for (const pager of document.querySelectorAll('.pager')) {
+      const turn = (words, to, isThere) => {
+        const button = el('button', {type: 'button'}, words);
+        button.disabled = !isThere;
+        button.addEventListener('click', () => {
+          showPage(to);
+          byId('steps').scrollIntoView();
+          byId('script').focus({preventScroll: true});
+        });
+        return button;
+      };
+      pager.hidden = stepsFound.length <= PAGE;
+      const place = [first + 1, last, stepsFound.length].map(number => number.toLocaleString('en'));
+      pager.replaceChildren(turn('Previous', first - PAGE, first > 0),
+                            turn('Next', first + PAGE, last < stepsFound.length), `${place[0]} to ${place[1]} of ${place[2]}`);
+    }
+  }
+
+  function filterSteps() {
+    const text = stepFilters.text.value.toLowerCase();
+    const {stage, state} = stepFilters;
+    const states = {'': () => true, done: step => !step.why, 'not-done': step => step.why, copies: step => step.copies};
+    const isFound = states[state.value] || (step => (step.classes || []).includes(state.value));
+    stepsFound = [...script.steps.keys()].filter(at => {
+      const step = script.steps[at];
+      return (stage.value === '' || step.stage === Number(stage.value)) && isFound(step) &&
+          (text === '' || `${step.lines.join('\n')}\n${step.text}`.toLowerCase().includes(text));
+    });
+    byId('steps-found').textContent = `${stepsFound.length.toLocaleString('en')} of ` +
+        counted(script.steps.length, 'step', 'steps');
+    showPage(0);
+  }
+
+  // Filters that hide the step are reset.
+  function chooseStep(at) {
+    if (at === undefined || at < 0 || at >= script.steps.length) return;
+    if (!stepsFound.includes(at)) {
+      byId('step-filters').reset();
+      filterSteps();
+    }
+    const place = stepsFound.indexOf(at);
+    if (place < firstStep || place >= firstStep + PAGE) showPage(place - place % PAGE);
+    for (const step of document.querySelectorAll('.step.chosen')) step.classList.remove('chosen');
+    chosenStep = at;
+    const step = document.querySelector(`#steps [data-step="${at}"]`);
+    step.classList.add('chosen');
+    step.scrollIntoView({block: 'nearest'});
+    step.focus({preventScroll: true});
+  }
+
+  function nextStep(distance) {
+    if (stepsFound.length === 0) return;
+    const place = stepsFound.indexOf(chosenStep);
+    chooseStep(stepsFound[place < 0 ? firstStep : Math.max(0, Math.min(place + distance, stepsFound.length - 1))]);
+  }
+
+  const TABS = ['differences', 'script'];
+  const isOpen = name => !byId(name).hidden;
+
+  function openTab(name) {
+    if (!script) return;
+    for (const one of TABS) {
+      byId(one).hidden = one !== name;
+      byId(`tab-${one}`).setAttribute('aria-selected', one === name);
+      byId(`tab-${one}`).tabIndex = one === name ? 0 : -1;
+    }
+    if (name === 'differences') drawRows();
+  }
+
+  function otherTab() {
+    if (!script) return;
+    const name = isOpen('script') ? 'differences' : 'script';
+    openTab(name);
+    byId(name === 'script' ? 'script' : 'tree').focus();
+  }
+
+  function onTabKey(event) {
+    if (!['ArrowLeft', 'ArrowRight', 'Home', 'End'].includes(event.key)) return;
+    event.preventDefault();
+    const name = event.key === 'End' || (event.key !== 'Home' && isOpen('differences')) ? 'script' : 'differences';
+    openTab(name);
+    byId(`tab-${name}`).focus();
+  }
+
+  function showScript() {
+    byId('tabs').hidden = !script;
+    for (const element of document.querySelectorAll('.with-script')) element.hidden = !script;
+    if (!script) return;
+    for (const one of TABS) {
+      byId(one).setAttribute('role', 'tabpanel');
+      byId(one).setAttribute('aria-labelledby', `tab-${one}`);
+      byId(`tab-${one}`).addEventListener('click', () => openTab(one));
+    }
+    const notDone = script.steps.filter(step => step.why).length;
+    if (notDone > 0) byId('tab-script').append(` (${counted(notDone, 'step', 'steps')} not done)`);
+    byId('script-head').append(...script.head.map(line => el('li', {}, ...shown(line))));
+    byId('omissions').hidden = script.omissions.length === 0;
+    byId('omissions').querySelector('summary').append(`Not in the script (${script.omissions.length.toLocaleString('en')})`);
+    byId('omissions').querySelector('ul').append(...script.omissions.map(({what, reason}) =>
+        el('li', {}, ...shown(`${what}: ${reason}`))));
+    stepFilters.stage.append(...script.stages.map((stage, at) => option(String(at), stage)));
+    const classes = [...new Set(script.steps.flatMap(step => step.classes || []))].sort();
+    stepFilters.state.append(...classes.map(word => option(word, word)));
+    byId('step-filters').hidden = script.steps.length === 0;
+    filterSteps();
+    openTab('differences');
+  }
 
   let rows = [];
   let chosen = null;
@@ -426,7 +645,16 @@
     '?': () => { byId('help').open = !byId('help').open; },
     n: () => stepObject(1),
     p: () => stepObject(-1),
+    s: otherTab,
     Escape: () => { byId('help').open = false; tree.focus(); },
+  };
+
+  const SCRIPT_KEYS = {
+    '/': () => { stepFilters.text.focus(); stepFilters.text.select(); },
+    n: () => nextStep(1),
+    p: () => nextStep(-1),
+    s: otherTab,
+    Escape: () => byId('script').focus(),
   };
 
   function clearText() {
@@ -435,12 +663,23 @@
     filter();
   }
 
+  function clearStepText() {
+    if (stepFilters.text.value === '') return byId('script').focus();
+    stepFilters.text.value = '';
+    filterSteps();
+  }
+
+  function keysOf(target) {
+    if (target === filters.text)
+      return {Escape: clearText, ArrowDown: () => tree.focus(), Enter: () => tree.focus()};
+    if (target === stepFilters.text) return {Escape: clearStepText, Enter: () => nextStep(0)};
+    return isOpen('script') ? SCRIPT_KEYS : PAGE_KEYS;
+  }
+
   function onKey(event) {
     if (event.ctrlKey || event.altKey || event.metaKey) return;
     const {target, key} = event;
-    const inText = target === filters.text;
-    const keys = inText ? {Escape: clearText, ArrowDown: () => tree.focus(), Enter: () => tree.focus()}
-        : target === tree && chosen && Object.hasOwn(TREE_KEYS, key) ? TREE_KEYS : PAGE_KEYS;
+    const keys = target === tree && chosen && Object.hasOwn(TREE_KEYS, key) ? TREE_KEYS : keysOf(target);
     if (!Object.hasOwn(keys, key) || target instanceof HTMLSelectElement) return;
     event.preventDefault();
     keys[key]();
@@ -449,19 +688,39 @@
   // Filters that hide the object are reset.
   function jumpTo(node) {
     if (!node) return;
-    if (!node.parent.found.includes(node)) {
+    const whole = node.part ? node.parent : node;
+    if (!whole.parent.found.includes(whole)) {
       byId('filters').reset();
       filter();
     }
-    node.parent.open = true;
+    whole.parent.open = true;
+    if (node.part) whole.open = true;
+    openTab('differences');
     listRows();
     choose(node);
   }
 
-  // A link to an object: #table dbo.customer
+  // A link to an object, to a part of it or to a step: #table dbo.customer, #table dbo.customer /3, #step 3
   function followLink() {
     const title = decodeURIComponent(location.hash.slice(1));
-    jumpTo(kindNodes.flatMap(kind => kind.children).find(child => `${child.kind.one} ${child.object.name}` === title));
+    const [, ofPart, part] = /^(.*) \/(\d+)$/su.exec(title) || [];
+    const [, step] = /^step (\d+)$/.exec(title) || [];
+    if (step && script) {
+      openTab('script');
+      return chooseStep(Number(step) - 1);
+    }
+    const whole = objectNodes.get(title);
+    jumpTo(whole || (objectNodes.has(ofPart) ? objectNodes.get(ofPart).children[part - 1] : null));
+  }
+
+  // A link that was followed before leads there again.
+  function onLinkClick(event) {
+    const link = event.target.closest('a[href]');
+    if (!link || event.ctrlKey || event.metaKey || event.shiftKey) return;
+    event.preventDefault();
+    location.hash = link.hash;
+    followLink();
+    if (isOpen('differences')) detail.focus();
   }
 
   function onTreeClick(event) {
@@ -519,6 +778,7 @@
         byId('filters').reset();
         filters.kind.value = kind.many;
         filters.side.value = side;
+        openTab('differences');
         filter();
         tree.focus();
       });
@@ -533,17 +793,24 @@
   function beforePrint() {
     byId('print').replaceChildren(...kindNodes.filter(node => node.found.length > 0)
         .flatMap(node => [kindShown(node), ...node.found.map(objectShown)]));
+    if (script && stepsFound.length > 0)
+      byId('print').append(el('section', {class: 'script'}, ...stagesShown(stepsFound)));
   }
 
   showHeader();
   showGlance();
   showGaps();
   fillFilters();
+  showScript();
   filter();
   followLink();
 
   byId('filters').addEventListener('input', filter);
   byId('filters').addEventListener('submit', event => event.preventDefault());
+  byId('step-filters').addEventListener('input', filterSteps);
+  byId('step-filters').addEventListener('submit', event => event.preventDefault());
+  byId('tabs').addEventListener('keydown', onTabKey);
+  document.addEventListener('click', onLinkClick);
   tree.addEventListener('click', onTreeClick);
   tree.addEventListener('scroll', () => requestAnimationFrame(drawRows));
   document.addEventListener('keydown', onKey);

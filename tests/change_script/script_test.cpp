@@ -166,6 +166,33 @@ TEST(ChangeScript, OfTheDevelopmentSetRuns) {
   RecordProperty("pairs", static_cast<int>(pairs.size()));
 }
 
+TEST(ChangeScript, ConsistsOfWhatStandsForItsSteps) {
+  const fs::path folder(KELVANE_EXAMPLES);
+  const Database one = loaded(folder / "shop-1.sql", std::nullopt);
+  const Database other = loaded(folder / "shop-2.sql", std::nullopt);
+  for (const char* words : {"all", ""}) {
+    const ChangeScript script =
+        plan(one, other, compare(one, other, everything()), optionsFor(std::nullopt, words));
+    std::string whole = textOf(script);
+    std::set<std::string> headings;
+    for (const Step& step : script.steps)
+      headings.insert("-- ---- " + std::string(headingOf(step.stage)) + "\n\n");
+    for (const std::string& heading : headings) {
+      const std::size_t at = whole.find(heading);
+      ASSERT_NE(at, whole.npos) << heading;
+      whole.erase(at, heading.size());
+    }
+    std::string together = "\n";
+    const std::vector<std::string> pieces = writtenSteps(script);
+    ASSERT_EQ(pieces.size(), script.steps.size());
+    for (std::size_t at = 0; at < pieces.size(); ++at) {
+      EXPECT_NE(pieces[at].find(script.steps[at].difference.substr(0, 20)), std::string::npos);
+      together += "\n" + pieces[at];
+    }
+    EXPECT_EQ(together, whole);
+  }
+}
+
 TEST(ChangeScript, OfTheExampleRuns) {
   const fs::path folder(KELVANE_EXAMPLES);
   expectPair(folder / "shop-1.sql", folder / "shop-2.sql");

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "change_script/plan.h"
 #include "inventory/compare/compare.h"
 #include "model/text.h"
 #include "report/change_report.h"
@@ -118,6 +119,18 @@ inventory::Database hostileInventory() {
   return database;
 }
 
+// A table that gets a column in each of `count` steps.
+inventory::Database widened(std::size_t count, bool isWide) {
+  inventory::Database database;
+  for (std::size_t number = 0; number < count; ++number) {
+    inventory::Table table = inventory::testing::table("t" + std::to_string(number),
+                                                       {inventory::testing::column("a", "int")});
+    if (isWide) table.columns.push_back(inventory::testing::column("b", "int", true));
+    database.tables.push_back(table);
+  }
+  return database;
+}
+
 }  // namespace
 }  // namespace kelvane
 
@@ -154,4 +167,22 @@ int main(int count, char** arguments) {
   for (inventory::Table& table : changed.tables) table.columns[0].type.nullable = true;
   for (inventory::View& view : changed.views) view.name.name += "x";
   write("hostile-changes", compare(hostileOnes, changed), odd);
+
+  const auto writeScripted = [&](const std::string& name, const inventory::Database& source,
+                                 const inventory::Database& target, const ReportHeader& header) {
+    change_script::PlanOptions options;
+    options.allowed.add(change_script::Danger::dropObject);
+    const auto changes = compare(source, target);
+    const change_script::ChangeScript script = plan(source, target, changes, options);
+    const ShownScript shown{script,
+                            {"makes " + header.target + " like " + header.source, "not proved"}};
+    std::ofstream out(std::string(arguments[1]) + "/" + name + ".html", std::ios::binary);
+    writeHtmlReport(changes, header, out, &shown);
+    if (!out.flush()) std::exit(1);
+  };
+  writeScripted("script", made.source, made.target, complete);
+  writeScripted("hostile-script", changed, hostileOnes, odd);
+  writeScripted("hostile-script-back", hostileOnes, changed, odd);
+  writeScripted("long-script", widened(10'000, true), widened(10'000, false), complete);
+  writeScripted("script-without-steps", made.source, made.source, complete);
 }
