@@ -4,6 +4,7 @@
 #include <map>
 
 #include "change_script/planner.h"
+#include "change_script/types.h"
 #include "inventory/ddl/used_names.h"
 #include "inventory/shown.h"
 
@@ -26,14 +27,28 @@ std::string misfitOf(const std::string& value, const DataType& was, const DataTy
       {"real", "-3.402823e38 and 3.402823e38"}};
   const bool wasText = was.name.find("char") != std::string::npos;
   const bool isText = is.name.find("char") != std::string::npos;
-  if (const auto range = kRanges.find(is.name); range != kRanges.end() && !wasText)
-    return value + " not between " + std::string(range->second);
-  if (is.precision && !wasText) {
+  const ValueKind kind = kindOf(was), to = kindOf(is);
+  const bool isNumber = to == ValueKind::number;
+  std::string number = value, misfit;
+  if (wasText && isNumber) number = "convert(float, " + value + ")";
+  if (kind != to && !(wasText && isNumber)) {
+    // Another range, or none.
+  } else if (const auto range = kRanges.find(is.name); range != kRanges.end()) {
+    misfit = number + " not between " + std::string(range->second);
+  } else if (is.precision) {
     const auto digits = static_cast<std::size_t>(*is.precision - is.scale.value_or(0));
     const std::string scale = std::to_string(is.scale.value_or(0));
-    return "abs(" + value + ") >= 1" + std::string(digits, '0') + " or " + value + " != round(" +
-           value + ", " + scale + ")";
+    misfit = "abs(" + number + ") >= 1" + std::string(digits, '0');
+    if (!wasText) misfit += " or " + number + " != round(" + number + ", " + scale + ")";
   }
+  // Text of anything else than a number cannot be compared with one.
+  if (wasText && isNumber) {
+    std::string pattern = value + " like '%[^-+.0-9 ]%'";
+    if (is.name == "real" || is.name == "float") pattern = value + " like '%[^-+.0-9eE ]%'";
+    if (misfit.empty()) return pattern;
+    return "case when " + pattern + " then 1 when " + misfit + " then 1 else 0 end = 1";
+  }
+  if (!misfit.empty()) return misfit;
   if (!is.length) return {};
   const std::string length = " > " + std::to_string(*is.length);
   if (isText && wasText) return "char_length(" + value + ")" + length;
@@ -70,13 +85,18 @@ Batch stopUnlessEmpty(const Table& table) {
   return batch;
 }
 
-std::optional<Batch> checkOf(const QualifiedName& table, const std::string& column, Danger danger,
-                             const DataType& was, const DataType& is) {
+std::optional<Batch> checkOf(const Planner& planner, const QualifiedName& table,
+                             const std::string& column, Danger danger, const DataType& was,
+                             const DataType& is) {
   const bool isNull = danger == Danger::nullToNotNull;
   if (danger == Danger::rebuild) return std::nullopt;
   Statement value;
   value.name(column);
-  const std::string misfit = isNull ? value.text() + " is null" : misfitOf(value.text(), was, is);
+  std::string misfit = isNull ? value.text() + " is null" : misfitOf(value.text(), was, is);
+  const bool becomesMoment =
+      kindOf(was) == ValueKind::text && kindOf(is) == ValueKind::moment && !isNull;
+  if (becomesMoment && planner.has(TargetRelease::ase15))
+    misfit = value.text() + " is not null and isdate(" + value.text() + ") = 0";
   if (misfit.empty()) return std::nullopt;
   Statement rows("exists (select 1 from ");
   rows.name(table) << " where ";
@@ -97,22 +117,26 @@ std::optional<Batch> checkOf(const Planner& planner, const Table& table, const F
   const auto& [database, owner, name] = key.referenced;
   const Table* child = planner.uses().table(table.name.owner, table.name.name);
   const Table* parent = planner.uses().table(owner, name);
-  if (!database.empty() || child == nullptr || parent == nullptr) return std::nullopt;
+  if (!database.empty() || child == nullptr) return std::nullopt;
   Statement orphans("exists (select 1 from "), match;
   orphans.name(table.name) << " child where ";
   std::string_view separator;
   for (std::size_t at = 0; at < key.columns.size(); ++at) {
     const std::string& column = key.columns[at];
     const std::string& referenced = key.referencedColumns[at];
-    if (!hasColumn(*child, column) || !hasColumn(*parent, referenced)) return std::nullopt;
-    (orphans << "child.").name(column) << " is not null and ";
+    if (!hasColumn(*child, column)) return std::nullopt;
+    if (parent != nullptr && !hasColumn(*parent, referenced)) return std::nullopt;
+    ((orphans << separator) << "child.").name(column) << " is not null";
     ((match << separator << "parent.").name(referenced) << " = child.").name(column);
     separator = " and ";
   }
-  (orphans << "not exists\n    (select 1 from ").name(key.referenced)
-      << " parent where " << match.text() << "))";
-  return stopIf(orphans,
-                "rows of " + shown(table.name) + " refer to no row of " + shown(parent->name));
+  // A table that is new has no row.
+  if (parent != nullptr)
+    (orphans << " and not exists\n    (select 1 from ").name(key.referenced)
+        << " parent where " << match.text() << ")";
+  orphans << ")";
+  return stopIf(orphans, "rows of " + shown(table.name) + " refer to no row of " +
+                             shown(QualifiedName{owner, name}));
 }
 
 std::optional<Batch> checkOf(const Planner& planner, const Table& table,
@@ -139,7 +163,12 @@ std::optional<Batch> checkOf(const Planner& planner, const Table& table, const C
   if (there == nullptr || text.size() < kCheck.size()) return std::nullopt;
   bool isKnown = true;
   forEachName(text, check.condition.quotedIdentifier, [&](std::string_view name) {
-    isKnown = isKnown && (!hasColumn(table, name) || hasColumn(*there, name));
+    const auto is = std::ranges::find(table.columns, name, &Column::name);
+    const auto was = std::ranges::find(there->columns, name, &Column::name);
+    if (is == table.columns.end()) return;
+    // What is compared with a number may not be one yet.
+    isKnown = isKnown && was != there->columns.end() &&
+              kindOf(planner.storedOld(was->type).type) == kindOf(planner.storedNew(is->type).type);
   });
   if (!isKnown) return std::nullopt;
   const bool option = check.condition.quotedIdentifier;

@@ -12,6 +12,8 @@ namespace {
 
 using namespace inventory;
 
+constexpr std::string_view kBindDefault = "sp_bindefault", kBindRule = "sp_bindrule";
+
 class ColumnPlan {
  public:
   explicit ColumnPlan(const TablePair& pair)
@@ -93,6 +95,10 @@ class ColumnPlan {
     for (const AttributeChange& one : part.attributes) {
       if (one.label == "type") {
         modified = planType(was, is, described(change_, &part));
+        if (!modified) {
+          steps_.kept.insert(was.name);
+          return;
+        }
       } else if (one.label == "default") {
         hasDefault = true;
       } else if (one.label == "rule" || one.label == "access rule") {
@@ -103,11 +109,9 @@ class ColumnPlan {
     }
     if (hasDefault) planDefault(was, is, difference);
     const bool wasUser = !was.type.type.owner.isDefault() || !is.type.type.owner.isDefault();
-    // A modification to or from a user-defined type takes what is bound along.
-    Column unbound;
-    unbound.name = was.name;
+    // A modification to or from a user-defined type may take what is bound along, or leave it.
     if (modified && wasUser) {
-      planBindings(unbound, is, difference, modified);
+      planBindings(was, is, difference, modified);
     } else if (hasDefault || hasBindings) {
       if (const auto at = planBindings(was, is, difference, {})) planner_.end(&was, *at);
     }
@@ -117,7 +121,12 @@ class ColumnPlan {
                                       const std::string& difference) {
     const std::vector<Danger> dangers =
         dangersOf(planner_.storedOld(was.type), planner_.storedNew(is.type));
-    if (!is.computed.isDefault() || std::ranges::count(dangers, Danger::rebuild) != 0) {
+    if (!converts(planner_.storedOld(was.type), planner_.storedNew(is.type))) {
+      planner_.omit(difference, "the server does not convert the values; drop the column first");
+      return std::nullopt;
+    }
+    if (!was.computed.isDefault() || !is.computed.isDefault() ||
+        std::ranges::count(dangers, Danger::rebuild) != 0) {
       planner_.omit(difference, std::string(kOnlyAgain));
       return std::nullopt;
     }
@@ -137,7 +146,7 @@ class ColumnPlan {
     const ColumnType from = planner_.storedOld(was.type);
     const ColumnType to = planner_.storedNew(is.type);
     for (const Danger danger : dangers) {
-      if (auto check = checkOf(old_.name, was.name, danger, from.type, to.type))
+      if (auto check = checkOf(planner_, old_.name, was.name, danger, from.type, to.type))
         planner_.check(at, *std::move(check));
     }
     planner_.step(at).copiesData = copiesData(from, to);
@@ -155,7 +164,13 @@ class ColumnPlan {
     Statement replace = alter(old_);
     (replace << " replace ").name(was.name)
         << " default " << (is.defaultValue->text.empty() ? "null" : is.defaultValue->text);
-    planner_.add(Stage::columns, difference, {batchOf(replace)});
+    std::vector<Batch> batches;
+    // That of the source is bound where the script is started again.
+    for (const QualifiedName& bound : {was.defaultValue->bound, is.defaultValue->bound}) {
+      if (bound != QualifiedName{}) batches.push_back(unboundFrom(old_, was.name, true, bound));
+    }
+    batches.push_back(batchOf(replace));
+    planner_.add(Stage::columns, difference, std::move(batches));
   }
 
   std::optional<std::size_t> planBindings(const Column& was, const Column& is,
@@ -164,17 +179,24 @@ class ColumnPlan {
     std::vector<Batch> batches;
     const std::string column = argument({now_.name.name, is.name});
     const std::string user = Writing::userFor(now_.name.owner);
-    const auto bind = [&](std::string_view unbind, std::string_view bind, const QualifiedName& from,
-                          const QualifiedName& to) {
-      if (from == to) return;
-      if (to == QualifiedName{})
-        return batches.push_back(callOf("exec " + std::string(unbind) + " " + column, user));
-      batches.push_back(callOf(
-          "exec " + std::string(bind) + " " + argument({to.owner, to.name}) + ", " + column, user));
+    const UserType* type = needs ? planner_.now().userType(is.type.type) : nullptr;
+    const auto bind = [&](std::string_view bind, const QualifiedName& from, const QualifiedName& to,
+                          const QualifiedName& ofType) {
+      const QualifiedName none;
+      if (to != none && (needs || from != to))
+        return batches.push_back(callOf(
+            "exec " + std::string(bind) + " " + argument({to.owner, to.name}) + ", " + column,
+            user));
+      if (to != none) return;
+      for (const QualifiedName& one : {from, ofType == from ? none : ofType}) {
+        if (one != none) batches.push_back(unboundFrom(now_, is.name, bind == kBindDefault, one));
+      }
     };
-    bind("sp_unbindefault", "sp_bindefault", was.defaultValue->bound, is.defaultValue->bound);
-    bind("sp_unbindrule", "sp_bindrule", *was.rule, *is.rule);
-    bind("sp_unbindrule", "sp_bindrule", *was.accessRule, *is.accessRule);
+    const UserType plain;
+    if (type == nullptr) type = &plain;
+    bind(kBindDefault, was.defaultValue->bound, is.defaultValue->bound, type->defaultValue);
+    bind(kBindRule, *was.rule, *is.rule, type->rule);
+    bind(kBindRule, *was.accessRule, *is.accessRule, type->accessRule);
     if (batches.empty()) return std::nullopt;
     const std::size_t at = planner_.add(Stage::bindings, difference, std::move(batches));
     if (needs) planner_.step(at).needs.push_back(*needs);

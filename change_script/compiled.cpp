@@ -50,8 +50,10 @@ void planKept(Planner& planner, const Change& change, const QualifiedName& name)
 
 void planDropBefore(Planner& planner, const Change& change, const std::string& difference,
                     std::vector<Batch> drops) {
-  if (change.isOnlyInSource()) return planner.dropBefore(change, std::move(drops));
-  planner.dropForMade(change, planner.add(Stage::dropCompiled, difference, std::move(drops)));
+  if (change.isOnlyInSource())
+    return planner.dropBefore(change.kind, change.name, std::move(drops));
+  planner.dropForMade(change.kind, change.name,
+                      planner.add(Stage::dropCompiled, difference, std::move(drops)));
 }
 
 /// On 16 an object can be replaced in place, and keeps its id and its permissions. What must be out
@@ -104,6 +106,7 @@ void planView(Planner& planner, const Change& change) {
     }
     const bool precomputed = now->precomputed || (old != nullptr && old->precomputed);
     planDropBefore(planner, change, difference, droppedView(*now, precomputed));
+    planKeptPermissions(planner, change, now->name);
     planner.made().views.push_back(withKept(*now, old, !planner.allows(Danger::revoke)));
     planKept(planner, change, now->name);
     return planner.describeMade(change, difference);
@@ -130,6 +133,7 @@ void planFunction(Planner& planner, const Change& change) {
       return planPermissions(planner, change, now->name);
     }
     planDropBefore(planner, change, difference, {droppedObject("function", now->name)});
+    planKeptPermissions(planner, change, now->name);
     planner.made().functions.push_back(withKept(*now, old, !planner.allows(Danger::revoke)));
     planKept(planner, change, now->name);
     return planner.describeMade(change, difference);
@@ -153,6 +157,7 @@ void planProcedure(Planner& planner, const Change& change) {
   }
   if (change.isOnBothSides() && change.attributes.empty() && !hasPart(change, Kind::parameter))
     return planPermissions(planner, change, name);
+  planKeptPermissions(planner, change, name);
   if (!planner.markGroup(name)) return;
   const auto& before = planner.groupsOfTarget().named(name);
   const auto& afterwards = planner.groupsOfSource().named(name);
@@ -170,12 +175,15 @@ void planProcedure(Planner& planner, const Change& change) {
     return planPermissions(planner, change, name);
   }
   if (before.empty()) {
-    planner.dropBefore(change, {droppedObject("procedure", name)});
+    planner.dropBefore(Kind::procedure, shown(name), {droppedObject("procedure", name)});
   } else {
+    const bool takesAway = std::ranges::any_of(before, [&](const Procedure* one) {
+      return std::ranges::find(afterwards, one->number, &Procedure::number) == afterwards.end();
+    });
     planner.dropForMade(
-        change,
+        Kind::procedure, shown(name),
         planner.add(Stage::dropCompiled, difference, {droppedObject("procedure", name)},
-                    now == nullptr ? std::vector{Danger::dropObject} : std::vector<Danger>{}));
+                    takesAway ? std::vector{Danger::dropObject} : std::vector<Danger>{}));
   }
   for (const Procedure* one : afterwards) {
     const auto same = std::ranges::find(before, one->number, &Procedure::number);

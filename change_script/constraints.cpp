@@ -177,6 +177,11 @@ class PartPlan {
     Batch batch = created(table, check, constraintOf(table, check.name.name), add);
     batch.quotedIdentifier = option;
     const std::size_t at = planner_.add(Stage::indexes, difference, {batch});
+    forEachName(check.condition.text, option, [&](std::string_view name) {
+      const std::string column(name);
+      needColumns(at, {column});
+      if (columns_.kept.contains(column)) planner_.step(at).isAllowed = false;
+    });
     Table one = emptyLike(table);
     one.checks = {check};
     planSettings(one, difference, at);

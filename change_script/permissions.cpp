@@ -1,5 +1,7 @@
 // Steps for permissions: what goes, then what comes.
 
+#include <map>
+
 #include "change_script/changed_records.h"
 #include "change_script/planner.h"
 
@@ -31,54 +33,89 @@ bool onlyGainsOption(const Change& part) {
          hasAttribute(part, "grant option") && now->grantOption && now->effect == "grant";
 }
 
-}  // namespace
+class PermissionPlan {
+ public:
+  PermissionPlan(Planner& planner, const Change& object, const QualifiedName& name)
+      : planner_(planner), object_(object), name_(name) {}
 
-void planPermissions(Planner& planner, const Change& object, const QualifiedName& name) {
-  const auto add = [&](const Change& part, const std::vector<Permission>& some,
-                       std::vector<Danger> dangers) {
+  void planOld() {
+    for (const Change& part : object_.parts) {
+      if (part.kind == Kind::permission && was<Permission>(part) != nullptr) planOld(part);
+    }
+  }
+
+  void planNew() {
+    for (const bool takes : {false, true}) {
+      for (const Change& part : object_.parts) {
+        const auto* now = part.kind == Kind::permission ? is<Permission>(part) : nullptr;
+        if (now != nullptr && (now->effect != "grant") == takes) planNew(part, *now, takes);
+      }
+    }
+  }
+
+ private:
+  std::size_t add(const Change& part, const std::vector<Permission>& some,
+                  std::vector<Danger> dangers) {
     std::vector<Batch> batches;
     for (const Permission& one : some) {
-      for (Batch& batch : planner.fromSource([&](Writing& writing) {
-             writePermissions(writing, Phase::permissions, name, {one});
+      for (Batch& batch : planner_.fromSource([&](Writing& writing) {
+             writePermissions(writing, Phase::permissions, name_, {one});
            })) {
         batches.push_back(std::move(batch));
       }
     }
-    return planner.add(Stage::permissions, described(object, &part), std::move(batches),
-                       std::move(dangers));
-  };
-  // What goes, then what comes: a statement says more than the row that it leaves.
-  for (const Change& part : object.parts) {
-    const auto* old = part.kind == Kind::permission ? was<Permission>(part) : nullptr;
-    if (old == nullptr || onlyGainsOption(part)) continue;
-    if (!old->condition.empty()) {
-      planner.omit(described(object, &part),
-                   "a condition is taken away by its name, which is not known");
-      continue;
-    }
-    Permission grant = *old, revoke = *old;
+    return planner_.add(Stage::permissions, described(object_, &part), std::move(batches),
+                        std::move(dangers));
+  }
+
+  void planOld(const Change& part) {
+    const Permission& old = *was<Permission>(part);
+    if (onlyGainsOption(part)) return;
+    if (!old.condition.empty())
+      return planner_.omit(described(object_, &part),
+                           "a condition is taken away by its name, which is not known");
+    Permission grant = old, revoke = old;
     grant.effect = "grant";
     revoke.effect = "revoke";
     grant.grantOption = revoke.grantOption = false;
     // Only the revoke of something granted leaves nothing.
-    if (old->effect == "grant") {
-      Step& step = planner.step(add(part, {revoke}, {Danger::revoke}));
-      for (Batch& batch : step.batches)
-        batch.text.insert(0, "if " + granted(*old, name) + "\n    ");
-    } else {
+    if (old.effect != "grant") {
       add(part, {grant, revoke}, {});
+      return;
     }
+    const std::size_t at = add(part, {revoke}, {Danger::revoke});
+    for (Batch& batch : planner_.step(at).batches)
+      batch.text.insert(0, "if " + granted(old, name_) + "\n    ");
+    revokes_.emplace(&part, at);
   }
-  for (const bool takes : {false, true}) {
-    for (const Change& part : object.parts) {
-      const auto* now = part.kind == Kind::permission ? is<Permission>(part) : nullptr;
-      if (now == nullptr || (now->effect != "grant") != takes) continue;
-      // Beside the old condition the new one would let see more.
-      const auto* old = was<Permission>(part);
-      if (old != nullptr && !old->condition.empty()) continue;
-      add(part, {*now}, takes ? std::vector{Danger::revoke} : std::vector<Danger>{});
-    }
+
+  void planNew(const Change& part, const Permission& now, bool takes) {
+    // Beside the old condition the new one would let see more.
+    const auto* old = was<Permission>(part);
+    if (old != nullptr && !old->condition.empty()) return;
+    const std::size_t at =
+        add(part, {now}, takes ? std::vector{Danger::revoke} : std::vector<Danger>{});
+    if (const auto found = revokes_.find(&part); found != revokes_.end())
+      planner_.step(at).needs.push_back(found->second);
   }
+
+  Planner& planner_;
+  const Change& object_;
+  const QualifiedName& name_;
+  std::map<const Change*, std::size_t> revokes_;
+};
+
+}  // namespace
+
+void planKeptPermissions(Planner& planner, const Change& object, const QualifiedName& name) {
+  if (!planner.allows(Danger::revoke)) PermissionPlan(planner, object, name).planOld();
+}
+
+// What goes, then what comes: a statement says more than the row that it leaves.
+void planPermissions(Planner& planner, const Change& object, const QualifiedName& name) {
+  PermissionPlan plan(planner, object, name);
+  plan.planOld();
+  plan.planNew();
 }
 
 }  // namespace kelvane::change_script

@@ -292,6 +292,10 @@ void Planner::planReferencesToDroppedKeys() {
 }
 
 void Planner::needEnds() {
+  for (const void* record : early_) {
+    if (const auto found = ends_.find(record); found != ends_.end())
+      for (const std::size_t end : found->second) step(end).stage = Stage::dropCompiled;
+  }
   for (const InTheWay& one : inTheWay_) {
     const auto record = std::ranges::find_if(
         one.records, [&](const void* candidate) { return ends_.contains(candidate); });
@@ -317,6 +321,10 @@ void Planner::linkMade(const ScriptedObject& object, std::size_t first, const Te
   }
   if (const auto drop = dropsForMade_.find({object.kind, object.name}); drop != dropsForMade_.end())
     needEachOther(drop->second, creation);
+  if (const auto types = madeForTypes_.find({object.kind, object.name});
+      types != madeForTypes_.end())
+    step(creation).needs.insert(step(creation).needs.end(), types->second.begin(),
+                                types->second.end());
   const auto found = texts.find({object.kind, object.name});
   if (found == texts.end()) return;
   for (const Definition* text : found->second) useText(creation, *text);
@@ -366,6 +374,7 @@ void Planner::planMade() {
   }
   Script script = scriptOf(made_, options_.release, source_);
   const Texts texts = textsOfMade();
+  std::map<std::pair<Kind, std::string>, std::size_t> firsts;
   for (ScriptedObject& object : script.objects) {
     if (object.kind == Kind::type && !isMade.contains(object.name)) continue;
     const auto reason = reasons_.find({object.kind, object.name});
@@ -379,9 +388,14 @@ void Planner::planMade() {
       batches.push_back(std::move(batch));
     }
     const std::size_t first = script_.steps.size();
+    firsts.emplace(std::pair(object.kind, object.name), first);
     for (auto& [stage, batches] : stages)
       add(stage, reason == reasons_.end() ? object.name : reason->second, std::move(batches));
     linkMade(object, first, texts);
+  }
+  for (const NeedOfMade& one : needsOfMade_) {
+    if (const auto found = firsts.find(one.made); found != firsts.end())
+      step(one.step).needs.push_back(found->second);
   }
   for (Omission& one : script.omissions) script_.omissions.push_back(std::move(one));
 }

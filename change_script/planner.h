@@ -53,6 +53,7 @@ class Planner {
   const inventory::Database& source() const { return source_; }
   const inventory::Database& target() const { return target_; }
   const ObjectUses& uses() const { return uses_; }
+  const ObjectUses& usesOfSource() const { return usesOfSource_; }
   const ProcedureGroups& groupsOfSource() const { return groupsOfSource_; }
   const ProcedureGroups& groupsOfTarget() const { return groupsOfTarget_; }
   std::optional<inventory::TargetRelease> release() const { return options_.release; }
@@ -107,8 +108,8 @@ class Planner {
     describeMade(change.kind, change.name, std::move(difference));
   }
   /// Runs right before what is new: a script that is started again finds it there.
-  void dropBefore(const Change& change, std::vector<Batch> batches) {
-    dropsBefore_.emplace(std::pair(change.kind, change.name), std::move(batches));
+  void dropBefore(Kind kind, const std::string& name, std::vector<Batch> batches) {
+    dropsBefore_.emplace(std::pair(kind, name), std::move(batches));
   }
   /// Whether a group of procedures is seen for the first time.
   bool markGroup(const inventory::QualifiedName& name) {
@@ -170,8 +171,12 @@ class Planner {
     usingTexts_.push_back({step, &text});
   }
   /// What the step drops is made again.
-  void dropForMade(const Change& change, std::size_t step) {
-    dropsForMade_.emplace(std::pair(change.kind, change.name), step);
+  void dropForMade(Kind kind, const std::string& name, std::size_t step) {
+    dropsForMade_.emplace(std::pair(kind, name), step);
+  }
+  /// The step names what may be made whole, new or again.
+  void needMade(std::size_t step, Kind kind, std::string name) {
+    needsOfMade_.push_back({step, {kind, std::move(name)}});
   }
 
   /// After the step the record of the target is another one, or gone.
@@ -180,6 +185,11 @@ class Planner {
   /// column, or its table.
   void needEnd(std::size_t step, std::vector<const void*> records) {
     inTheWay_.push_back({step, std::move(records)});
+  }
+  /// The same where a compiled object goes, which then goes early.
+  void needEarlyEnd(std::size_t step, const void* record) {
+    needEnd(step, {record});
+    early_.push_back(record);
   }
 
  private:
@@ -240,6 +250,7 @@ class Planner {
   std::map<std::pair<std::string, std::vector<std::string>>, std::size_t> keys_;
   std::unordered_map<const void*, std::vector<std::size_t>> ends_;
   std::vector<InTheWay> inTheWay_;
+  std::vector<const void*> early_;
   std::map<std::size_t, AlterClause> clauses_;  // by the step
   struct Provided {
     std::string column;
@@ -252,6 +263,13 @@ class Planner {
   };
   std::vector<UsingText> usingTexts_;
   std::map<std::pair<Kind, std::string>, std::size_t> dropsForMade_;
+  struct NeedOfMade {
+    std::size_t step;
+    std::pair<Kind, std::string> made;
+  };
+  std::vector<NeedOfMade> needsOfMade_;
+  /// What is made again for nothing but types, and the steps that drop those.
+  std::map<std::pair<Kind, std::string>, std::vector<std::size_t>> madeForTypes_;
   struct Renamed {
     inventory::QualifiedName table, meanwhile;
   };
@@ -277,14 +295,20 @@ Batch callOf(std::string text, std::string user = {});
 Batch guarded(std::string_view condition, const Statement& statement);
 std::string idOf(const inventory::QualifiedName& name);  ///< object_id('dbo.t')
 
+/// sp_unbindefault or sp_unbindrule, where the object is bound to the column or the type.
+Batch unboundFrom(const Table& table, const std::string& column, bool isDefault,
+                  const inventory::QualifiedName& object);
+Batch unboundFrom(const inventory::UserType& type, bool isDefault,
+                  const inventory::QualifiedName& object);
+
 /// The same for calls that can be told by their names.
 void makeRestartable(Batch& batch);
 
 /// Stops the script where rows do not fit into the type that a column gets; none where that cannot
 /// be asked.
-std::optional<Batch> checkOf(const inventory::QualifiedName& table, const std::string& column,
-                             Danger danger, const inventory::DataType& was,
-                             const inventory::DataType& is);
+std::optional<Batch> checkOf(const Planner& planner, const inventory::QualifiedName& table,
+                             const std::string& column, Danger danger,
+                             const inventory::DataType& was, const inventory::DataType& is);
 /// "begin raiserror ... end"
 std::string stopping(std::string_view reason);
 /// The same where the condition holds.
@@ -330,6 +354,9 @@ void planAlias(Planner& planner, const Change& change);
 void planGroup(Planner& planner, const Change& change);
 void planRole(Planner& planner, const Change& change);
 void planSettings(Planner& planner, const Change& change);
+/// Names those that an object keeps which is made again.
+void planKeptPermissions(Planner& planner, const Change& object,
+                         const inventory::QualifiedName& name);
 void planPermissions(Planner& planner, const Change& object, const inventory::QualifiedName& name);
 
 }  // namespace kelvane::change_script

@@ -58,10 +58,12 @@ void planUser(Planner& planner, const Change& change) {
   if (old->login != now->login)
     planner.omit(difference, "a user of another login is another user: drop it first");
   if (old->group != now->group) {
-    planner.end(old, planner.add(Stage::principals, difference,
-                                 {callOf("exec sp_changegroup " +
-                                         literal(now->group.empty() ? "public" : now->group) +
-                                         ", " + literal(now->name))}));
+    const std::size_t at = planner.add(
+        Stage::principals, difference,
+        {callOf("exec sp_changegroup " + literal(now->group.empty() ? "public" : now->group) +
+                ", " + literal(now->name))});
+    planner.end(old, at);
+    planner.needMade(at, Kind::group, now->group);
   }
   planRoles(planner, now->login.empty() ? now->name : now->login, difference, old->roles,
             now->roles);

@@ -137,7 +137,7 @@ class Rebuild {
       const ColumnType from = planner_.storedOld(before->type),
                        to = planner_.storedNew(after->type);
       for (const Danger danger : dangersOf(from, to)) {
-        if (auto check = checkOf(old_.name, before->name, danger, from.type, to.type))
+        if (auto check = checkOf(planner_, old_.name, before->name, danger, from.type, to.type))
           checks_.push_back(*std::move(check));
       }
     }
@@ -255,10 +255,19 @@ bool needsRebuild(Planner& planner, const Change& part) {
     if (one.label != "type") continue;
     const std::vector<Danger> dangers =
         dangersOf(planner.storedOld(before->type), planner.storedNew(after->type));
-    if (!after->computed.isDefault() || std::ranges::count(dangers, Danger::rebuild) != 0)
+    if (!before->computed.isDefault() || !after->computed.isDefault() ||
+        std::ranges::count(dangers, Danger::rebuild) != 0)
       return true;
   }
   return false;
+}
+
+/// Nor can the values of a column be copied for which there is no conversion.
+bool keepsValues(Planner& planner, const Change& part) {
+  const auto* before = part.kind == Kind::column ? was<Column>(part) : nullptr;
+  const auto* after = part.kind == Kind::column ? is<Column>(part) : nullptr;
+  if (before == nullptr || after == nullptr || !isCopied(*before) || !isCopied(*after)) return true;
+  return converts(planner.storedOld(before->type), planner.storedNew(after->type));
 }
 
 /// Without a column whose values can be copied the rows would be lost.
@@ -318,7 +327,9 @@ bool planRebuild(const TablePair& pair) {
                           [&](const Change& part) { return needsRebuild(pair.planner, part); }) ||
       std::ranges::any_of(pair.change.attributes,
                           [](const AttributeChange& one) { return !isAlterable(one); });
-  if (!isNeeded || !hasRowsToCopy(pair) || !pair.old.proxyPlace.empty() ||
+  const bool areConverted = std::ranges::all_of(
+      pair.change.parts, [&](const Change& part) { return keepsValues(pair.planner, part); });
+  if (!isNeeded || !areConverted || !hasRowsToCopy(pair) || !pair.old.proxyPlace.empty() ||
       !pair.now.proxyPlace.empty())
     return false;
   Rebuild rebuild(pair);

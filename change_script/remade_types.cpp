@@ -30,10 +30,11 @@ Change unchanged(Kind kind, std::string name, RecordPointer source, RecordPointe
   return change;
 }
 
-/// As if its text had changed.
-void addRemade(Change& change) {
-  if (!hasAttribute(change, "definition"))
-    change.attributes.push_back({"definition", Family::definitions, Style::labelled, true, {}, {}});
+/// As if its text had changed; false: it has.
+bool addRemade(Change& change) {
+  if (hasAttribute(change, "definition")) return false;
+  change.attributes.push_back({"definition", Family::definitions, Style::labelled, true, {}, {}});
+  return true;
 }
 
 /// Changes of objects that differ by nothing but what a type of theirs is.
@@ -67,7 +68,10 @@ class Extension {
     }
   }
 
-  void addCompiled(const QualifiedName& type) {
+  /// Calls goes(record) for those that only the target has, and comes(kind, name) for those that
+  /// are made again for nothing else.
+  template <class Goes, class Comes>
+  void addCompiled(const QualifiedName& type, const Goes& goes, const Comes& comes) {
     const auto usesType = [&](const auto& record) {
       const auto isUsed = [&](const DataType& one) { return isOf(one, type); };
       if constexpr (requires { record.parameters; }) {
@@ -83,7 +87,11 @@ class Extension {
         const std::string name = nameOf(one);
         const auto same =
             std::ranges::find_if(now, [&](const auto& other) { return nameOf(other) == name; });
-        if (same != now.end()) addRemade(changeOf(kind, name, &*same, &one));
+        if (same != now.end()) {
+          if (addRemade(changeOf(kind, name, &*same, &one))) comes(kind, shown(one.name));
+        } else {
+          goes(&one);
+        }
       }
     };
     addAll(Kind::view, target_.views, source_.views);
@@ -126,7 +134,7 @@ void Planner::planRemadeTypes() {
                     "c.usertype = t.usertype and t." +
                     isType + ")\n    exec sp_droptype " + argument({old->name.name}),
                 Writing::userFor(old->name.owner))});
-    dropForMade(change, drop);
+    dropForMade(change.kind, change.name, drop);
     made_.types.push_back(*now);
     describeMade(change, difference);
     if (!extension) extension.emplace(source_, target_, changes_);
@@ -134,7 +142,11 @@ void Planner::planRemadeTypes() {
       extension->addColumn(*old, *table, *column);
       planFreedColumn(*table, *column, *old, drop);
     }
-    extension->addCompiled(old->name);
+    extension->addCompiled(
+        old->name, [&](const void* record) { needEarlyEnd(drop, record); },
+        [&](Kind kind, const std::string& name) {
+          madeForTypes_[{kind, name}].push_back(drop);
+        });
   }
 }
 

@@ -5,6 +5,9 @@
 #include "change_script/planner.h"
 
 namespace kelvane::change_script {
+
+using namespace inventory;
+
 namespace {
 
 struct Guard {
@@ -80,6 +83,27 @@ std::string conditionOf(const Guard& guard, const std::vector<std::string_view>&
 }
 
 }  // namespace
+
+Batch unboundFrom(const Table& table, const std::string& column, bool isDefault,
+                  const QualifiedName& object) {
+  const std::string id = idOf(object);
+  return callOf("if exists (select 1 from syscolumns where id = " + idOf(table.name) +
+                    " and name = " + literal(column) + "\n    and " +
+                    (isDefault ? "cdefault = " + id : id + " in (domain, accessrule)") +
+                    ")\n    exec " + (isDefault ? "sp_unbindefault " : "sp_unbindrule ") +
+                    argument({table.name.name, column}),
+                Writing::userFor(table.name.owner));
+}
+
+Batch unboundFrom(const UserType& type, bool isDefault, const QualifiedName& object) {
+  const std::string id = idOf(object);
+  return callOf("if exists (select 1 from systypes where name = " + literal(type.name.name) +
+                    "\n    and " +
+                    (isDefault ? "tdefault = " + id : id + " in (domain, accessrule)") +
+                    ")\n    exec " + (isDefault ? "sp_unbindefault " : "sp_unbindrule ") +
+                    argument({type.name.name}) + ", 'futureonly'",
+                Writing::userFor(type.name.owner));
+}
 
 void makeRestartable(Batch& batch) {
   if (batch.isText) return;

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -27,6 +28,7 @@ struct TablePair {
 struct ColumnSteps {
   std::map<std::string, std::size_t> touched;  ///< change or drop one, and are done
   std::map<std::string, std::size_t> comes;    ///< make one, or make it what it is in the source
+  std::set<std::string> kept;                  ///< of another type, for which there is no step
 };
 ColumnSteps planColumns(const TablePair& pair);
 /// Constraints and indexes, and what stands on columns that change.

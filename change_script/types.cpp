@@ -68,6 +68,32 @@ std::vector<Danger> dangersOf(const inventory::ColumnType& was, const inventory:
   return dangers;
 }
 
+ValueKind kindOf(const DataType& type) {
+  const std::string_view name = type.name;
+  const auto has = [&](std::string_view part) { return name.find(part) != name.npos; };
+  if (name == "timestamp" || has("binary")) return ValueKind::bytes;
+  if (name == "image") return ValueKind::image;
+  if (name == "text" || name == "unitext") return ValueKind::longText;
+  if (has("char") || name == "sysname") return ValueKind::text;
+  return has("date") || has("time") ? ValueKind::moment : ValueKind::number;
+}
+
+bool converts(const inventory::ColumnType& was, const inventory::ColumnType& is) {
+  const ValueKind from = kindOf(was.type), to = kindOf(is.type);
+  if (from == to) return true;
+  switch (from) {
+    case ValueKind::longText:
+      return to == ValueKind::text;
+    case ValueKind::image:
+      return to == ValueKind::bytes;
+    case ValueKind::moment:
+    case ValueKind::number:
+      return to == ValueKind::text || to == ValueKind::bytes;
+    default:
+      return true;
+  }
+}
+
 bool copiesData(const inventory::ColumnType& was, const inventory::ColumnType& is) {
   const std::string_view name = was.type.name;
   const bool isText = name.ends_with("char") || name.ends_with("binary");

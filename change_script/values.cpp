@@ -1,10 +1,13 @@
 // Steps for what columns are made of: defaults, rules, types, encryption keys; and messages.
 
 #include <algorithm>
+#include <set>
 #include <type_traits>
 
 #include "change_script/changed_records.h"
 #include "change_script/planner.h"
+#include "change_script/table_steps.h"
+#include "inventory/shown.h"
 
 namespace kelvane::change_script {
 namespace {
@@ -33,23 +36,50 @@ void planBound(Planner& planner, const Change& change, std::string_view word,
     return;
   }
   if (old != nullptr) {
-    const std::string unbind =
-        std::string("exec ") + (isDefault ? "sp_unbindefault " : "sp_unbindrule ");
     const std::string bind = std::string("exec ") +
                              (isDefault ? "sp_bindefault " : "sp_bindrule ") +
                              argument({now->name.owner, now->name.name}) + ", ";
     std::vector<Batch> before, behind;
-    const auto bindAgain = [&](const std::string& place, const std::string& user) {
-      before.push_back(callOf(unbind + place, user));
-      behind.push_back(callOf(bind + place, user));
+    const auto bindAgain = [&](const std::string& condition, const std::string& place,
+                               const QualifiedName& owned) {
+      behind.push_back(callOf("if exists (" + condition + ")\n    " + bind + place,
+                              Writing::userFor(owned.owner)));
     };
-    for (const auto& [table, column] : planner.uses().columnsWith(old->name))
-      bindAgain(argument({table->name.name, column->name}), Writing::userFor(table->name.owner));
-    for (const UserType* type : planner.uses().typesWith(old->name))
-      bindAgain(argument({type->name.name}) + ", 'futureonly'", Writing::userFor(type->name.owner));
+    const auto isFree = [](std::string_view prefix) {
+      const std::string of(prefix);
+      return "\n    and " + of + (isDefault ? "cdefault" : "domain") + " = 0 and " + of +
+             "status & 128 = 0";
+    };
+    for (const auto& [table, column] : planner.uses().columnsWith(old->name)) {
+      before.push_back(unboundFrom(*table, column->name, isDefault, old->name));
+      bindAgain(columnOf(*table, column->name) + isFree(""),
+                argument({table->name.name, column->name}), table->name);
+    }
+    // Where the script is started again, those of the source are in the way too.
+    for (const auto& [table, column] : planner.usesOfSource().columnsWith(old->name)) {
+      before.push_back(unboundFrom(*table, column->name, isDefault, old->name));
+      bindAgain(columnOf(*table, column->name, column->type) + isFree("c."),
+                argument({table->name.name, column->name}), table->name);
+    }
+    for (const ObjectUses* uses : {&planner.uses(), &planner.usesOfSource()}) {
+      for (const UserType* type : uses->typesWith(old->name)) {
+        before.push_back(unboundFrom(*type, isDefault, old->name));
+        if (uses == &planner.uses()) continue;
+        bindAgain("select 1 from systypes where name = " + literal(type->name.name),
+                  argument({type->name.name}) + ", 'futureonly'", type->name);
+      }
+    }
+    for (std::vector<Batch>* batches : {&before, &behind}) {
+      std::set<std::string> texts;
+      std::erase_if(*batches, [&](const Batch& one) { return !texts.insert(one.text).second; });
+    }
     before.push_back(droppedObject(word, old->name));
     planner.add(Stage::dropIndexes, difference, std::move(before));
-    if (!behind.empty()) planner.add(Stage::tables, difference, std::move(behind));
+    // Before tables that are made again: rules do not ask rows that are there.
+    if (!behind.empty()) {
+      const std::size_t at = planner.add(Stage::values, difference, std::move(behind));
+      planner.needMade(at, change.kind, change.name);
+    }
   }
   (planner.made().*objects).push_back(*now);
   planner.describeMade(change, difference);
@@ -86,19 +116,24 @@ void planType(Planner& planner, const Change& change) {
   }
   if (old->base != now->base) return;  // see planRemadeTypes
   std::vector<Batch> batches;
+  constexpr std::string_view kDefault = "efault";
   const std::string place = argument({now->name.name}) + ", 'futureonly'";
   const auto bind = [&](std::string_view word, const QualifiedName& from, const QualifiedName& to) {
     if (from == to) return;
-    const std::string call = to == QualifiedName{}
-                                 ? "exec sp_unbind" + std::string(word) + " " + place
-                                 : "exec sp_bind" + std::string(word) + " " +
-                                       argument({to.owner, to.name}) + ", " + place;
-    batches.push_back(callOf(call, Writing::userFor(now->name.owner)));
+    if (to == QualifiedName{}) return batches.push_back(unboundFrom(*now, word == kDefault, from));
+    batches.push_back(callOf(
+        "exec sp_bind" + std::string(word) + " " + argument({to.owner, to.name}) + ", " + place,
+        Writing::userFor(now->name.owner)));
   };
-  bind("efault", old->defaultValue, now->defaultValue);
+  bind(kDefault, old->defaultValue, now->defaultValue);
   bind("rule", old->rule, now->rule);
   bind("rule", old->accessRule, now->accessRule);
-  planner.end(old, planner.add(Stage::bindings, difference, std::move(batches)));
+  // New columns get what is bound to their type.
+  const std::size_t at = planner.add(Stage::values, difference, std::move(batches));
+  planner.end(old, at);
+  planner.needMade(at, Kind::defaultObject, shown(now->defaultValue));
+  for (const QualifiedName* rule : {&now->rule, &now->accessRule})
+    planner.needMade(at, Kind::rule, shown(*rule));
 }
 
 void planMessage(Planner& planner, const Change& change) {
