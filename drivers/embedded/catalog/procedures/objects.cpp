@@ -233,7 +233,11 @@ void spAddsegment(ProcedureRun& run) {
   run.print(message::segmentCreated);
 }
 
+/// With a device, the segment stays and only the device is no longer part of it.
 void spDropsegment(ProcedureRun& run) {
+  const bool isThere =
+      run.store().value("SELECT 1 FROM syssegments WHERE name = ?", run.text(0)).has_value();
+  if (isThere && run.argument(2)) return run.ignore("the device of the segment");
   const auto segment = run.store().value(
       "SELECT segment FROM syssegments WHERE name = ? AND segment > 2", run.text(0));
   if (!segment) run.fail(message::segmentUndroppable, run.text(0));
