@@ -116,6 +116,17 @@ TEST(Batch, ATemporaryTableOutlivesABatchThatDied) {
             "233: The column a in table #x does not allow null values.\n");
 }
 
+TEST(Batch, ALanguageIsKnownOnceAMessageNamesIt) {
+  Probe probe;
+  const auto status = [&](const std::string& name) {
+    return probe.rows("declare @s int exec @s = sp_validlang " + name + " select @s");
+  };
+  EXPECT_EQ(status("us_english"), "0\n");
+  EXPECT_EQ(status("german"), "1\n");
+  probe.ask("exec sp_addmessage 20001, 'nein', german");
+  EXPECT_EQ(status("german"), "0\n");
+}
+
 TEST(Batch, ErrorsBehindAResult) {
   Probe probe;
   EXPECT_EQ(probe.ask("select 1 raiserror 20001 'too late'"), "\n1\nerror 20001: too late\n");
