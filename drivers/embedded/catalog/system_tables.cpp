@@ -246,14 +246,22 @@ bool takeRelease(std::string_view& text, std::optional<Release> release) {
   return isLater ? !isShort : isShort;
 }
 
-NamedColumn parseColumn(std::string_view text) {
+NamedColumn parseColumn(std::string_view text, std::optional<Release> release) {
   const std::string_view name = takeWord(text, ' ');
   std::string_view declared = takeWord(text, ' ');
   const std::string_view type = takeWord(declared, '(');
   std::optional<int> length;
   if (!declared.empty()) std::from_chars(declared.begin(), declared.end(), length.emplace());
   const bool nullable = takeWord(text, ' ') == "null";
-  return {std::string(name), declaredType(*findSystemType(type)->kind, length, {}, nullable)};
+  TypeKind kind = *findSystemType(type)->kind;
+  // The type sysname itself has remained as short as it was in 12.5.
+  const bool isLong = kind == TypeKind::Sysname && release && *release != Release::ase125;
+  if (isLong) {
+    constexpr int kLongName = 255;
+    kind = TypeKind::Varchar;
+    length = kLongName;
+  }
+  return {std::string(name), declaredType(kind, length, {}, nullable)};
 }
 
 std::vector<SystemTable> parseLayouts(std::optional<Release> release) {
@@ -267,7 +275,7 @@ std::vector<SystemTable> parseLayouts(std::optional<Release> release) {
     table.inMaster = layout.id >= kFirstMasterId;
     for (std::string_view rest = layout.columns; !rest.empty();) {
       std::string_view column = takeWord(rest, ',');
-      if (takeRelease(column, release)) table.columns.push_back(parseColumn(column));
+      if (takeRelease(column, release)) table.columns.push_back(parseColumn(column, release));
     }
   }
   return tables;

@@ -91,8 +91,9 @@ Cell toInteger(const Cell& value, const Conversion& c) {
   if (c.to.kind == TypeKind::Bit) {
     return std::int64_t{!digits->whole.empty() || !digits->fraction.empty()};
   }
-  digits->fraction.clear();
-  digits->normalize();
+  // Money is rounded, everything else is cut.
+  if (!isExactFraction(c.from.kind) || c.from.precision) digits->fraction.clear();
+  digits->round(0);
   const std::string text = digits->text();
   if (c.to.kind == TypeKind::Ubigint) {
     std::uint64_t number = 0;

@@ -1,5 +1,8 @@
 #include "drivers/embedded/engine/reporter.h"
 
+#include <optional>
+#include <utility>
+
 #include "drivers/embedded/engine/convert.h"
 #include "drivers/embedded/engine/statement_kinds.h"
 #include "drivers/embedded/engine/trigger_runner.h"
@@ -15,6 +18,15 @@ namespace {
 bool isArithmetic(const ServerError& error) {
   return error.is(message::divisionByZero) || error.is(message::arithmeticOverflow) ||
          error.is(message::conversionOverflow) || error.is(message::domainError);
+}
+
+// The text of sp_addmessage without a language.
+std::optional<std::string> userMessage(Catalog& catalog, const Cell& number) {
+  Statement found = catalog.store().prepare(
+      "SELECT description FROM sysusermessages WHERE error = ? AND langid IS NULL");
+  found.bind(1, number);
+  if (!found.step()) return std::nullopt;
+  return found.text(0);
 }
 
 }  // namespace
@@ -55,11 +67,17 @@ void Reporter::print(const tsql::Print& print) {
 void Reporter::raiseError(const RaiseError& raise) {
   const ColumnType number = intType(true);
   const Cell value = frame_.evaluate(*raise.number, &number);
-  const std::vector<std::string> arguments = frame_.texts(raise.arguments);
+  std::vector<std::string> arguments = frame_.texts(raise.arguments);
   session_.last.error = isNull(value) ? 0 : std::get<std::int64_t>(value);
-  const std::string format = raise.format ? frame_.text(*raise.format) : "";
+  std::optional<std::string> format =
+      raise.format ? frame_.text(*raise.format) : userMessage(frame_.catalog(), value);
+  // What a script says with a number that has no message is not lost.
+  if (!format && !arguments.empty()) {
+    format = std::move(arguments.front());
+    arguments.erase(arguments.begin());
+  }
   outcome_.notice({ServerMessage::raised(static_cast<int>(session_.last.error),
-                                         message::filled(format, arguments)),
+                                         message::filled(format.value_or(""), arguments)),
                    frame_.line()});
 }
 

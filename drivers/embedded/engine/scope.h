@@ -30,6 +30,7 @@ struct Source {
   bool namesDatabase = false;  ///< whether the from list says so
   std::string sqlAlias;
   std::string sqliteTable;  ///< empty for views and derived tables
+  bool hasRowids = false;   ///< a table of the store itself
   std::shared_ptr<const SourceColumns> columns;
 
   const SourceColumn* find(std::string_view column) const;

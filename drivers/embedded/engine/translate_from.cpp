@@ -51,6 +51,17 @@ std::string sourceText(const Source& source) {
   return source.sqliteTable + " AS " + source.sqlAlias;
 }
 
+// SQLite makes a subquery of a join within parentheses, with all the columns of its tables. Those
+// of the table that stands for all empty ones are too many, and rowids are not among them.
+std::string nestedText(const Source& source) {
+  if (!source.hasRowids) return sourceText(source);
+  std::string columns = "rowid AS rowid";
+  for (const SourceColumn& column : *source.columns) {
+    if (column.computed.empty()) columns += ", " + column.sqliteColumn;
+  }
+  return "(SELECT " + columns + " FROM " + source.sqliteTable + ") AS " + source.sqlAlias;
+}
+
 std::shared_ptr<const SourceColumns> sourceColumns(const std::vector<ColumnInfo>& columns) {
   auto result = std::make_shared<SourceColumns>();
   for (const ColumnInfo& column : columns) {
@@ -170,6 +181,7 @@ Source Translator::sourceOf(const NamedTable& table) {
       throw ServerError(message::objectNotFound, name.range.line, name.name);
     }
     source.sqliteTable = found->sqliteTable;
+    source.hasRowids = true;
     source.columns = sourceColumns(found->columns);
     computeColumns(found->columns, source);
   } else {
@@ -181,6 +193,7 @@ Source Translator::sourceOf(const NamedTable& table) {
       throw ServerError(message::objectNotFound, name.range.line, name.name);
     }
     source.sqliteTable = object.sqliteTable;
+    source.hasRowids = object.type == "U";
     if (object.type == "S" && context_.systemColumns != nullptr) {
       source.columns = systemColumns(object.id);
     } else {
@@ -236,9 +249,13 @@ void Translator::addSources(const TableRef& table, Scope& scope) {
 }
 
 // `next` counts through the sources in the order in which addSources met them.
-std::string Translator::renderTable(const TableRef& table, const Scope& scope, std::size_t& next) {
+std::string Translator::renderTable(const TableRef& table, const Scope& scope, std::size_t& next,
+                                    JoinPlace place) {
   const auto* join = std::get_if<Join>(&table.node);
-  if (join == nullptr) return sourceText(scope.sources[next++]);
+  if (join == nullptr) {
+    const Source& source = scope.sources[next++];
+    return place == JoinPlace::Nested ? nestedText(source) : sourceText(source);
+  }
   const char* word = " JOIN ";
   switch (join->kind) {
     case JoinKind::Left:
@@ -256,9 +273,10 @@ std::string Translator::renderTable(const TableRef& table, const Scope& scope, s
       word = " CROSS JOIN ";
       break;
   }
-  std::string sql = renderTable(*join->left, scope, next);
+  std::string sql = renderTable(*join->left, scope, next, place);
   const bool nested = std::holds_alternative<Join>(join->right->node);
-  const std::string right = renderTable(*join->right, scope, next);
+  const std::string right =
+      renderTable(*join->right, scope, next, nested ? JoinPlace::Nested : place);
   sql += word + (nested ? "(" + right + ")" : right);
   if (join->on) sql += " ON " + condition(*join->on, &scope, Polarity::Positive);
   return sql;

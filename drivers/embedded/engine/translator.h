@@ -129,7 +129,10 @@ class Translator {
   /// The sources of a from list, before any of it is translated.
   Scope sourcesOf(const std::vector<tsql::TableRefPtr>& from);
   void addSources(const tsql::TableRef& table, Scope& scope);
-  std::string renderTable(const tsql::TableRef& table, const Scope& scope, std::size_t& next);
+  /// Whether parentheses stand around the join of which a table is part.
+  enum class JoinPlace { Plain, Nested };
+  std::string renderTable(const tsql::TableRef& table, const Scope& scope, std::size_t& next,
+                          JoinPlace place = JoinPlace::Plain);
   /// Expressions in place of the columns that are computed.
   void computeColumns(const std::vector<ColumnInfo>& columns, Source& source);
   std::string parameter(Parameter::Source source, const std::string& name,

@@ -308,7 +308,7 @@ StatementNode Parser::raiseErrorStatement() {
   expect("raiserror");
   RaiseError result;
   result.number = constant();
-  acceptSymbol(",");
+  // Behind a comma stand the arguments of a message that sp_addmessage has kept.
   if (atKind(TokenKind::String) || atKind(TokenKind::Variable)) result.format = expression();
   while (acceptSymbol(",")) result.arguments.push_back(expression());
   if (accept("with")) {

@@ -222,9 +222,12 @@ ExprPtr Parser::literal(LiteralKind kind) {
   if (kind == LiteralKind::Money) text.erase(0, 1);
   if (kind == LiteralKind::Binary) text.erase(0, 2);
   if (kind == LiteralKind::Null) text.clear();
+  const bool isNegative = kind == LiteralKind::Money && text.starts_with('-');
+  if (kind == LiteralKind::Money && (isNegative || text.starts_with('+'))) text.erase(0, 1);
   const int slot = kind == LiteralKind::String ? takeSlot(token) : -1;
   const bool isUnicode = kind == LiteralKind::String && token.prefix() == kUnicodePrefix;
-  return make(Literal{kind, std::move(text), slot, isUnicode}, token);
+  ExprPtr amount = make(Literal{kind, std::move(text), slot, isUnicode}, token);
+  return isNegative ? make(Unary{UnaryOp::Minus, std::move(amount)}, token) : std::move(amount);
 }
 
 ExprPtr Parser::primary() {

@@ -112,7 +112,7 @@ class Lexer {
     if (startsWord(c)) return word();
     if (c == '@') return variable();
     if (isDigit(c) || (c == '.' && isDigit(ahead(1)))) return number();
-    if (c == '$' && (isDigit(ahead(1)) || (ahead(1) == '.' && isDigit(ahead(2))))) return money();
+    if (c == '$' && startsAmount()) return money();
     if (c == '\'' || c == '"') return quoted(kindOfDouble(c), c);
     if (c == '[') return quoted(TokenKind::QuotedWord, ']');
     const bool two =
@@ -157,7 +157,15 @@ class Lexer {
     return cut(integer ? TokenKind::Integer : TokenKind::Decimal, end);
   }
 
-  Token money() { return cut(TokenKind::Money, endOfDecimal(at_ + 1)); }
+  // The sign of an amount may stand behind the currency's.
+  std::size_t beginOfAmount() const {
+    return ahead(1) == '-' || ahead(1) == '+' ? at_ + 2 : at_ + 1;
+  }
+  bool startsAmount() const {
+    const std::size_t behind = beginOfAmount() - at_;
+    return isDigit(ahead(behind)) || (ahead(behind) == '.' && isDigit(ahead(behind + 1)));
+  }
+  Token money() { return cut(TokenKind::Money, endOfDecimal(beginOfAmount())); }
 
   TokenKind kindOfDouble(char quote) const {
     return quote == '"' && options_.quotedIdentifier ? TokenKind::QuotedWord : TokenKind::String;

@@ -116,10 +116,25 @@ TEST(Batch, ATemporaryTableOutlivesABatchThatDied) {
             "233: The column a in table #x does not allow null values.\n");
 }
 
+TEST(Batch, ALanguageIsKnownOnceAMessageNamesIt) {
+  Probe probe;
+  const auto status = [&](const std::string& name) {
+    return probe.rows("declare @s int exec @s = sp_validlang " + name + " select @s");
+  };
+  EXPECT_EQ(status("us_english"), "0\n");
+  EXPECT_EQ(status("german"), "1\n");
+  probe.ask("exec sp_addmessage 20001, 'nein', german");
+  EXPECT_EQ(status("german"), "0\n");
+}
+
 TEST(Batch, ErrorsBehindAResult) {
   Probe probe;
   EXPECT_EQ(probe.ask("select 1 raiserror 20001 'too late'"), "\n1\nerror 20001: too late\n");
   EXPECT_EQ(probe.ask("raiserror 20001 'first' select 1"), "error 20001: first\n");
+  probe.ask("exec sp_addmessage 20010, 'No %1! for %2!.'");
+  EXPECT_EQ(probe.ask("raiserror 20010, 'joe', 7"), "error 20010: No joe for 7.\n");
+  EXPECT_EQ(probe.ask("raiserror 20010 'own %1!', 'text'"), "error 20010: own text\n");
+  EXPECT_EQ(probe.ask("raiserror 20011, 'own %1!', 'text'"), "error 20011: own text\n");
   EXPECT_EQ(probe.ask("exec sp_nothing").substr(0, 11), "error 2812:");
   const auto& error = probe.connection->Errors().at(0);
   EXPECT_EQ(error.Number, -2147467259);

@@ -277,6 +277,19 @@ TEST(Databases, RollbackForgetsNewOnes) {
   EXPECT_EQ(probe.rows("select count(*) from extra..sysusers where name = 'dbo'"), "1\n");
 }
 
+TEST(CatalogColumns, HoldNamesOfTheRelease) {
+  for (const Release release : {Release::ase125, Release::ase15, Release::ase16}) {
+    CatalogOptions options;
+    options.release = release;
+    Probe probe({}, options);
+    const std::string width = release == Release::ase125 ? "30" : "255";
+    probe.ask("select name into n from sysobjects where 1 = 2");
+    EXPECT_EQ(probe.rows("select col_length('sysobjects', 'name'), col_length('n', 'name'),"
+                         " length from systypes where name = 'sysname'"),
+              width + " | " + width + " | 30\n");
+  }
+}
+
 TEST(CatalogColumns, AreThoseOfTheRelease) {
   struct {
     Release release;

@@ -197,6 +197,17 @@ go
       "Cannot drop the encryption key 'k', because it doesn't exist in the system catalogs.\n");
 }
 
+TEST(Dialect, ASegmentLosesADeviceAlone) {
+  constexpr std::string_view kKept =
+      "sp_dropsegment: the device of the segment leaves no trace in the catalog and was ignored\n";
+  EXPECT_EQ(told("exec sp_dropsegment 'default', main, d\n"), kKept);
+  EXPECT_EQ(told("exec sp_addsegment s, main, d\ngo\nexec sp_dropsegment s, main, d\n"
+                 "create table t (a int) on s\n"),
+            kKept);
+  EXPECT_EQ(told("exec sp_dropsegment 'default', main\ngo\nexec sp_dropsegment s, main, d\n"),
+            "error 17281 in line 1\nerror 17281 in line 3\n");
+}
+
 TEST(Dialect, HowTablesAreStored) {
   Probe probe(R"(
 exec sp_addsegment s1, main, d

@@ -81,6 +81,24 @@ TEST(Query, Results) {
   for (const Case& c : cases) EXPECT_EQ(probe.ask(c.sql), c.result) << c.sql;
 }
 
+// A table without rows is not kept like one that had some.
+TEST(Query, AJoinWithinAJoin) {
+  Probe probe("create table t (a int) create table u (b int) create table v (c int)");
+  const std::string nested = " from t left join (u join v on b = c) on a = b";
+  const std::string alike = " from t x left join t y inner join t z on y.a = z.a on x.a = y.a";
+  EXPECT_EQ(probe.ask("select a, b, c" + nested), "a | b | c\n");
+  EXPECT_EQ(probe.ask("select x.a, z.a" + alike), "a | a\n");
+  probe.ask("create view shown as select a, b" + nested);
+  probe.ask("insert t values (1) insert t values (2)");
+  EXPECT_EQ(probe.rows("select * from shown where exists (select 1" + nested + ")"),
+            "1 | -\n2 | -\n");
+  probe.ask("insert u values (1) insert v values (1)");
+  EXPECT_EQ(probe.rows("select *" + nested), "1 | 1 | 1\n2 | - | -\n");
+  EXPECT_EQ(probe.rows("select x.a, z.a" + alike), "1 | 1\n2 | 2\n");
+  EXPECT_EQ(probe.rows("set nocount on update u set b = 5" + nested + " select b from u"), "5\n");
+  EXPECT_EQ(probe.rows("update u set b = 1 delete v" + nested + " select * from v"), "");
+}
+
 TEST(Query, Changes) {
   Probe probe(kShop);
   const auto after = [&](const std::string& sql) {

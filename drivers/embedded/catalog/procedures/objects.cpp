@@ -189,6 +189,15 @@ int languageNumber(ProcedureRun& run, const std::string& name) {
   return find().value();
 }
 
+/// Its status is 0 for a language that the server has.
+void spValidlang(ProcedureRun& run) {
+  const std::string name = run.text(0);
+  const bool isKnown =
+      name == "us_english" ||
+      run.store().value("SELECT 1 FROM syslanguages WHERE name = ?", name).has_value();
+  if (!isKnown) run.result().status = 1;
+}
+
 /// sp_addmessage number, text [, language [, with_log [, "replace"]]]
 void spAddmessage(ProcedureRun& run) {
   const std::string number = run.text(0);
@@ -233,7 +242,11 @@ void spAddsegment(ProcedureRun& run) {
   run.print(message::segmentCreated);
 }
 
+/// With a device, the segment stays and only the device is no longer part of it.
 void spDropsegment(ProcedureRun& run) {
+  const bool isThere =
+      run.store().value("SELECT 1 FROM syssegments WHERE name = ?", run.text(0)).has_value();
+  if (isThere && run.argument(2)) return run.ignore("the device of the segment");
   const auto segment = run.store().value(
       "SELECT segment FROM syssegments WHERE name = ? AND segment > 2", run.text(0));
   if (!segment) run.fail(message::segmentUndroppable, run.text(0));
@@ -332,6 +345,7 @@ constexpr Procedure kProcedures[] = {
      "@dbname @segname @free_space @new_proc_name @new_free_space @new_segname", 3,
      spModifythreshold},
     {"sp_role", "@action @rolename @grantee", 3, spRole},
+    {"sp_validlang", "@name", 1, spValidlang},
 };
 
 }  // namespace
