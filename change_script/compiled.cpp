@@ -38,16 +38,6 @@ Record withKept(const Record& record, const Record* old, bool keeps) {
   return made;
 }
 
-/// Grants that stay although the source has none are steps that are not done.
-void planKept(Planner& planner, const Change& change, const QualifiedName& name) {
-  if (planner.allows(Danger::revoke)) return;
-  Change kept = change;
-  std::erase_if(kept.parts, [](const Change& part) {
-    return part.kind != Kind::permission || !part.isOnlyInTarget();
-  });
-  planPermissions(planner, kept, name);
-}
-
 void planDropBefore(Planner& planner, const Change& change, const std::string& difference,
                     std::vector<Batch> drops) {
   if (change.isOnlyInSource())
@@ -82,6 +72,10 @@ Record replacing(const Record& record) {
   return made;
 }
 
+bool isForSameEvent(const Trigger& a, const Trigger& b) {
+  return (a.onInsert && b.onInsert) || (a.onUpdate && b.onUpdate) || (a.onDelete && b.onDelete);
+}
+
 }  // namespace
 
 void planView(Planner& planner, const Change& change) {
@@ -108,7 +102,6 @@ void planView(Planner& planner, const Change& change) {
     planDropBefore(planner, change, difference, droppedView(*now, precomputed));
     planKeptPermissions(planner, change, now->name);
     planner.made().views.push_back(withKept(*now, old, !planner.allows(Danger::revoke)));
-    planKept(planner, change, now->name);
     return planner.describeMade(change, difference);
   }
   for (const Change& part : change.parts) {
@@ -135,7 +128,6 @@ void planFunction(Planner& planner, const Change& change) {
     planDropBefore(planner, change, difference, {droppedObject("function", now->name)});
     planKeptPermissions(planner, change, now->name);
     planner.made().functions.push_back(withKept(*now, old, !planner.allows(Danger::revoke)));
-    planKept(planner, change, now->name);
     return planner.describeMade(change, difference);
   }
   planPermissions(planner, change, now->name);
@@ -157,22 +149,22 @@ void planProcedure(Planner& planner, const Change& change) {
   }
   if (change.isOnBothSides() && change.attributes.empty() && !hasPart(change, Kind::parameter))
     return planPermissions(planner, change, name);
-  planKeptPermissions(planner, change, name);
-  if (!planner.markGroup(name)) return;
   const auto& before = planner.groupsOfTarget().named(name);
   const auto& afterwards = planner.groupsOfSource().named(name);
-  if (afterwards.empty()) {
-    const std::size_t drop = planner.add(Stage::drops, difference,
-                                         {droppedObject("procedure", name)}, {Danger::dropObject});
-    for (const Procedure* one : before) planner.end(one, drop);
-    return;
-  }
   // One of a group cannot be replaced.
   const bool isAlone = before.size() == 1 && afterwards.size() == 1 && change.isOnBothSides();
   if (isAlone && isReplaced<Procedure>(planner, change)) {
     planner.made().procedures.push_back(replacing(*now));
     planner.describeMade(change, difference);
     return planPermissions(planner, change, name);
+  }
+  planKeptPermissions(planner, change, name);
+  if (!planner.markGroup(name)) return;
+  if (afterwards.empty()) {
+    const std::size_t drop = planner.add(Stage::drops, difference,
+                                         {droppedObject("procedure", name)}, {Danger::dropObject});
+    for (const Procedure* one : before) planner.end(one, drop);
+    return;
   }
   if (before.empty()) {
     planner.dropBefore(Kind::procedure, shown(name), {droppedObject("procedure", name)});
@@ -191,7 +183,6 @@ void planProcedure(Planner& planner, const Change& change) {
         withKept(*one, same == before.end() ? nullptr : *same, !planner.allows(Danger::revoke)));
     planner.describeMade(Kind::procedure, shown(name), difference);
   }
-  planKept(planner, change, name);
 }
 
 void planTrigger(Planner& planner, const Change& object, const Change& part,
@@ -212,12 +203,19 @@ void planTrigger(Planner& planner, const Change& object, const Change& part,
       planner.add(Stage::dropCompiled, difference,
                   {droppedObject("trigger", old == nullptr ? now->name : old->name)},
                   now == nullptr ? std::vector{Danger::dropObject} : std::vector<Danger>{});
+  if (old != nullptr) planner.end(old, drop);
   if (now == nullptr) return;
   const std::size_t at = planner.add(
       Stage::triggers, difference,
       planner.fromSource([&](Writing& writing) { writeTriggers(writing, table, {*now}); }));
   planner.needEachOther(drop, at);
   planner.useText(at, now->definition);
+  // Before 16 a second trigger for an event takes the place of the first.
+  if (planner.has(TargetRelease::ase16)) return;
+  for (const Change& other : object.parts) {
+    const auto* gone = other.kind == Kind::trigger ? was<Trigger>(other) : nullptr;
+    if (gone != nullptr && gone != old && isForSameEvent(*gone, *now)) planner.needEnd(at, {gone});
+  }
 }
 
 }  // namespace kelvane::change_script

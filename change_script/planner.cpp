@@ -333,6 +333,13 @@ void Planner::linkMade(const ScriptedObject& object, std::size_t first, const Te
     provide(object.name.substr(object.name.find('.') + 1), {}, creation);
 }
 
+/// What cannot be made is not dropped either.
+void Planner::forbidMade(const ScriptedObject& object, std::size_t first) {
+  for (std::size_t at = first; at < script_.steps.size(); ++at) step(at).isAllowed = false;
+  if (const auto drop = dropsForMade_.find({object.kind, object.name}); drop != dropsForMade_.end())
+    step(drop->second).isAllowed = false;
+}
+
 Planner::Texts Planner::textsOfMade() const {
   Texts texts;
   const auto add = [&](Kind kind, const auto& records) {
@@ -374,6 +381,10 @@ void Planner::planMade() {
   }
   Script script = scriptOf(made_, options_.release, source_);
   const Texts texts = textsOfMade();
+  // A member of a group of procedures stands for all of it.
+  std::set<std::string> leftOut;
+  for (const Omission& one : script.omissions)
+    leftOut.insert(one.what.substr(0, one.what.find(';')));
   std::map<std::pair<Kind, std::string>, std::size_t> firsts;
   for (ScriptedObject& object : script.objects) {
     if (object.kind == Kind::type && !isMade.contains(object.name)) continue;
@@ -392,6 +403,7 @@ void Planner::planMade() {
     for (auto& [stage, batches] : stages)
       add(stage, reason == reasons_.end() ? object.name : reason->second, std::move(batches));
     linkMade(object, first, texts);
+    if (leftOut.contains(titleOf(object.kind, object.name))) forbidMade(object, first);
   }
   for (const NeedOfMade& one : needsOfMade_) {
     if (const auto found = firsts.find(one.made); found != firsts.end())

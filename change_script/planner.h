@@ -207,6 +207,7 @@ class Planner {
   void planMade();
   using Texts = std::map<std::pair<Kind, std::string>, std::vector<const inventory::Definition*>>;
   Texts textsOfMade() const;
+  void forbidMade(const inventory::ScriptedObject& object, std::size_t first);
   void linkMade(const inventory::ScriptedObject& object, std::size_t first, const Texts& texts);
   void planReferencesToDroppedKeys();
   void planReferencesTo(const Table& table, const inventory::ForeignKey& key, std::size_t keyDrop);

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "inventory/read/reader.h"
 #include "tests/change_script/trial.h"
 #include "tests/embedded/engine/probe.h"
 
@@ -101,6 +102,11 @@ const Case kCases[] = {
      "exec sp_addgroup g~create procedure p as select 1~grant execute on p to public",
      "exec sp_addgroup g~create procedure p as select 2~grant execute on p to g", "revoke",
      " procedure p as select 2", "exec p", "2\n"},
+    {"trigger instead of another one",
+     "create table t (a int null)~create trigger told on t for insert as print 'a'~insert t values "
+     "(1)",
+     "create table t (a int null)~create trigger tnew on t for insert as print 'b'", "drop-object",
+     "create trigger tnew on t", "select a from t", "1\n"},
     {"type in use",
      "exec sp_addtype code, 'varchar(5)', null~create table t (a code null, b int null)~create "
      "index i "
@@ -166,6 +172,17 @@ TEST_P(EachStep, IsDoneWhereItIsAllowed) {
       }
     }
   }
+}
+
+// A text that cannot be written is no reason to drop what is there.
+TEST(ChangeScript, DropsNothingThatCannotBeMade) {
+  const embedded::Probe hidden("create procedure p as select 1\ngo\nexec sp_hidetext p\n");
+  const Database source =
+      inventory::read(*hidden.connection, {.bits = inventory::StatusBits::embedded});
+  const Database target = inventory::databaseOf("create procedure p as select 2\n", Release::ase15);
+  const Trial trial = tried(source, target, Release::ase15, "all");
+  EXPECT_EQ(trial.errors, Lines());
+  EXPECT_EQ(trial.result.procedures, target.procedures) << trial.text;
 }
 
 std::string nameOf(const ::testing::TestParamInfo<Case>& info) {
