@@ -16,6 +16,9 @@ template <class... Visits>
 struct Visitor : Visits... {
   using Visits::operator()...;
 };
+// clang 16 does not find it.
+template <class... Visits>
+Visitor(Visits...) -> Visitor<Visits...>;
 
 std::string textOf(const ProcedureGroup& group) {
   std::string text;
