@@ -37,6 +37,7 @@ void writeStep(const ChangeScript& script, const Step& step, std::size_t stage,
   json.member("object", std::string(inventory::rowOf(step.kind).singular) + ' ' + step.object);
   json.member("lines", linesOf(step.difference));
   std::vector<std::string> classes;
+  classes.reserve(step.dangers.size());
   for (const change_script::Danger danger : step.dangers)
     classes.emplace_back(change_script::rowOf(danger).word);
   if (!classes.empty()) json.member("classes", classes);

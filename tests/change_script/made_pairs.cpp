@@ -174,7 +174,7 @@ class Side {
     return has(type->since) ? type : &kTypes[0];
   }
   static std::string valueOf(const TypeRow& type, int row) {
-    const std::string number = std::to_string(row);
+    std::string number = std::to_string(row);
     switch (type.values) {
       case Values::number:
         return number;

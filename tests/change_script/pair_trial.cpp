@@ -157,7 +157,7 @@ class Faults {
     if (text_.find("sp_rename") != std::string::npos) return;
     const Batches batches = batchesOf(text_);
     if (batches.empty()) return;
-    const std::size_t count = trial_.seed * 7919U % batches.size();
+    const std::size_t count = std::size_t{trial_.seed} * 7919U % batches.size();
     std::string done;
     for (std::size_t at = 0; at <= count; ++at) done += batches[at];
     auto catalog = catalogOf(pair_.target, trial_.release);
