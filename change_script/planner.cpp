@@ -541,6 +541,8 @@ void Planner::settle() {
   std::vector<std::size_t> order(steps.size());
   for (std::size_t at = 0; at < order.size(); ++at) order[at] = at;
   Depths depths(steps);
+  // In this order, so that steps that need each other stand the same way each time.
+  for (std::size_t at = 0; at < steps.size(); ++at) depths.of(at);
   std::ranges::stable_sort(
       order, {}, [&](std::size_t at) { return std::pair(steps[at].stage, depths.of(at)); });
   std::vector<std::size_t> places(steps.size());

@@ -168,7 +168,7 @@ void Planner::planFreedColumn(const Table& table, const Column& column, const Us
   Batch batch = guarded("exists (" + columnOf(table, column.name, asBase) + ")", modify);
   batch.quotedIdentifier = batch.quotedIdentifier || text.needsQuotedIdentifier();
   const std::size_t at =
-      add(Stage::freedTypes, "column " + column.name + ": its type is made again", {batch});
+      add(Stage::freedColumns, "column " + column.name + ": its type is made again", {batch});
   needEachOther(at, drop);
   freed_.emplace(&column, FreedColumn{freed.type, at});
 }

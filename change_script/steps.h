@@ -23,7 +23,8 @@ enum class Stage : std::uint8_t {
   dropReferences,  ///< foreign keys
   dropCompiled,    ///< triggers and views that are made again or go
   dropIndexes,     ///< indexes, constraints, checks
-  freedTypes,      ///< columns whose type is made again, and the drop of that
+  freedColumns,    ///< get the base of their type while that is made again
+  freedTypes,      ///< the drop of that
   settings,
   principals,
   values,   ///< defaults, rules, types, encryption keys

@@ -22,6 +22,7 @@ constexpr StageRow kStages[] = {
     {Stage::dropReferences, "foreign keys that are in the way"},
     {Stage::dropCompiled, "views, procedures, functions and triggers that are made again"},
     {Stage::dropIndexes, "indexes and constraints that are in the way"},
+    {Stage::freedColumns, "columns whose type is made again"},
     {Stage::freedTypes, "types that are made again"},
     {Stage::settings, "settings"},
     {Stage::principals, "groups, roles and users"},
