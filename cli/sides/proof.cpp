@@ -2,7 +2,9 @@
 
 #include <sstream>
 
+#include "change_script/reach.h"
 #include "drivers/embedded/script.h"
+#include "inventory/ddl/ddl.h"
 #include "inventory/read/reader.h"
 
 namespace kelvane::cli {
@@ -23,11 +25,10 @@ std::optional<embedded::Release> releaseOf(std::optional<inventory::TargetReleas
 
 }  // namespace
 
-Proof prove(const inventory::Database& target, std::optional<inventory::TargetRelease> release,
-            const std::string& script) {
+Proof prove(const Trial& trial) {
   Proof proof;
   embedded::CatalogOptions options;
-  options.release = releaseOf(release);
+  options.release = releaseOf(trial.release);
   embedded::EmbeddedCatalog catalog(options);
   const auto load = [&](const char* name, const std::string& text, const char* failed) {
     // A script without a statement is an error.
@@ -38,7 +39,10 @@ Proof prove(const inventory::Database& target, std::optional<inventory::TargetRe
           failed + error.text +
           (error.statement.empty() ? "" : " (near \"" + error.statement + "\")"));
   };
-  const inventory::Script made = inventory::scriptOf(target, release);
+  const change_script::Reach reach(trial.target, trial.changes, trial.script);
+  inventory::Database part = reach.part();
+  part.roles.insert(part.roles.end(), trial.roles.begin(), trial.roles.end());
+  const inventory::Script made = inventory::scriptOf(part, trial.release, trial.target);
   for (const inventory::Omission& one : made.omissions)
     proof.obstacles.push_back("the target cannot be made for the proof: " + one.what + ": " +
                               one.reason);
@@ -46,9 +50,10 @@ Proof prove(const inventory::Database& target, std::optional<inventory::TargetRe
   write(made, text);
   load("target", text.str(), "the target cannot be made for the proof: ");
   if (!proof.obstacles.empty()) return proof;
-  load("script", script, "the script fails: ");
+  load("script", trial.script, "the script fails: ");
   const auto connection = catalog.connect();
-  proof.result = inventory::read(*connection, {.bits = inventory::StatusBits::embedded});
+  proof.result =
+      reach.whole(inventory::read(*connection, {.bits = inventory::StatusBits::embedded}));
   return proof;
 }
 

@@ -9,19 +9,25 @@
 #include <vector>
 
 #include "change_script/steps.h"
-#include "inventory/compare/compare.h"
+#include "inventory/compare/changes.h"
 #include "inventory/ddl/ddl.h"
 #include "inventory/records.h"
 
 namespace kelvane::cli {
+
+struct Trial {
+  const inventory::Database& target;
+  const std::vector<inventory::Change>& changes;  // that the script ends
+  const std::string& script;                      // the text that would be handed out
+  std::optional<inventory::TargetRelease> release;
+  std::vector<inventory::Role> roles;  // of the server, that `target` lacks and that it names
+};
 
 struct Proof {
   std::vector<std::string> obstacles;  // why nothing is proved, a line each
   inventory::Database result;          // what the target is after the script
 };
 
-// `script` is the text that would be handed out.
-Proof prove(const inventory::Database& target, std::optional<inventory::TargetRelease> release,
-            const std::string& script);
+Proof prove(const Trial& trial);
 
 }  // namespace kelvane::cli

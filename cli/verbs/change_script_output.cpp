@@ -149,7 +149,8 @@ std::string ChangeScriptOutput::textOf(const change_script::Head& head) const {
 
 void ChangeScriptOutput::tryOut() {
   const auto& [source, target] = comparison_.databases();
-  Proof proof = prove(withRoles(comparison_.targetAsRead()), options_.release, textOf({}));
+  Proof proof = prove({comparison_.targetAsRead(), comparison_.changes(), textOf({}),
+                       options_.release, rolesOfServer()});
   obstacles_ = std::move(proof.obstacles);
   if (!obstacles_.empty()) return;
   result_ = std::move(proof.result);
@@ -165,15 +166,16 @@ void ChangeScriptOutput::tryOut() {
   isTried_ = true;
 }
 
-/// With the roles of the server that the comparison left out: permissions name them.
-inventory::Database ChangeScriptOutput::withRoles(const inventory::Database& target) const {
-  inventory::Database whole = target;
-  if (comparison_.databases()[0].server.embedded && target.server.embedded) return whole;
+/// Roles that the comparison left out: permissions name them.
+std::vector<inventory::Role> ChangeScriptOutput::rolesOfServer() const {
+  const inventory::Database& target = comparison_.targetAsRead();
+  std::vector<inventory::Role> roles;
+  if (comparison_.databases()[0].server.embedded && target.server.embedded) return roles;
   for (const inventory::Role& role : comparison_.rolesRead()) {
-    if (std::ranges::find(whole.roles, role.name, &inventory::Role::name) == whole.roles.end())
-      whole.roles.push_back(role);
+    if (std::ranges::find(target.roles, role.name, &inventory::Role::name) == target.roles.end())
+      roles.push_back(role);
   }
-  return whole;
+  return roles;
 }
 
 std::vector<std::string> ChangeScriptOutput::summary() const {

@@ -39,7 +39,7 @@ class ChangeScriptOutput {
  private:
   std::string textOf(const change_script::Head& head) const;
   void tryOut();
-  inventory::Database withRoles(const inventory::Database& target) const;
+  std::vector<inventory::Role> rolesOfServer() const;
   bool isProved() const { return isTried_ && left_.empty(); }
   change_script::Head head() const;
 
