@@ -72,6 +72,7 @@ class Uses {
     users_.resize(count);
     needs_.resize(count);
     links_.resize(count);
+    linked_.resize(count);
     std::size_t at = 0;
     for (const Table& table : database.tables) addTable(at++, table);
     for (const View& view : database.views) {
@@ -105,9 +106,15 @@ class Uses {
       for (const std::size_t at : of(word)) visit(at);
     });
   }
-  /// All that changes with what it uses.
-  std::vector<bool> usersOf(std::vector<std::size_t> objects) const {
-    return closure(users_, std::move(objects));
+  /// The objects, all that changes with what it uses, and what has links to any of them.
+  std::vector<bool> concernedBy(std::vector<std::size_t> objects) const {
+    const std::vector<bool> users = closure(users_, std::move(objects));
+    std::vector<bool> concerned = users;
+    for (std::size_t at = 0; at < users.size(); ++at) {
+      if (!users[at]) continue;
+      for (const std::size_t linked : linked_[at]) concerned[linked] = true;
+    }
+    return concerned;
   }
   /// What foreign keys, logical keys and triggers of the object name.
   const std::vector<std::size_t>& linksOf(std::size_t at) const { return links_[at]; }
@@ -152,11 +159,11 @@ class Uses {
     addNeeds(at, text);
     forEachNamed(text, [&](std::size_t used) { users_[used].push_back(at); });
   }
-  /// The same, but where it stands alone.
+  /// The link goes with what is named, the user stays.
   void addLinks(std::size_t at, std::string_view text) {
     forEachNamed(text, [&](std::size_t used) {
       links_[at].push_back(used);
-      users_[used].push_back(at);
+      linked_[used].push_back(at);
     });
   }
   void addTriggers(std::size_t at, const std::vector<Trigger>& triggers) {
@@ -191,7 +198,7 @@ class Uses {
   std::size_t many_ = 0;
   std::unordered_map<std::string, std::vector<std::size_t>> byWord_;
   bool areNamed_ = true;
-  Edges users_, needs_, links_;
+  Edges users_, needs_, links_, linked_;
 };
 
 /// Objects that the script names, and those that differ, whether it names them or not.
@@ -239,7 +246,7 @@ Reach::Reach(const Database& target, const std::vector<Change>& changes, std::st
     return;
   }
   std::vector<std::size_t> roots;
-  const std::vector<bool> isConcerned = uses.usersOf(namedIn(uses, changes, script));
+  const std::vector<bool> isConcerned = uses.concernedBy(namedIn(uses, changes, script));
   for (std::size_t at = 0; at < uses.count(); ++at) {
     if (!isConcerned[at] && at < uses.countOfMany()) continue;
     roots.push_back(at);
