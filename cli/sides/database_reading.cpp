@@ -47,7 +47,8 @@ class Watch final : public inventory::ReadEvents {
 };
 
 DatabaseReading readSide(Side& side, std::string_view name, const ReadingWish& wish,
-                         StatusLine& line, Trace* trace, const std::stop_token& stop) {
+                         const inventory::Selection* selection, StatusLine& line, Trace* trace,
+                         const std::stop_token& stop) {
   std::u16string activity;
   TracingConnection traced(side.connection(), activity, trace, stop);
   inventory::ReadOptions options{
@@ -60,10 +61,10 @@ DatabaseReading readSide(Side& side, std::string_view name, const ReadingWish& w
     options.wants = [&wish](inventory::Kind kind, const inventory::QualifiedName&) {
       return wish.kinds(kind);
     };
-  } else if (wish.selection != nullptr && !wish.selection->takesAll() && !side.isEmbedded()) {
+  } else if (selection != nullptr && !selection->takesAll() && !side.isEmbedded()) {
     options.wants = [&](inventory::Kind kind, const inventory::QualifiedName& name) {
       // Which roles a database uses is known from all of its users.
-      if (name.owner.empty() || wish.selection->mayTake(kind, name)) return true;
+      if (name.owner.empty() || selection->mayTake(kind, name)) return true;
       reading.leftUnread.push_back({kind, name});
       return false;
     };
@@ -135,7 +136,8 @@ std::vector<DatabaseReading> readDatabases(std::vector<NamedPlace> places, const
                              if (traceFile)
                                record.emplace(traceFile->stream(), toUtf16(place.name));
                              DatabaseReading reading =
-                                 readSide(*sides[side], place.name, wish, line,
+                                 readSide(*sides[side], place.name, wish,
+                                          wish.whole == side ? nullptr : wish.selection, line,
                                           record ? &*record : nullptr, interruption.token());
                              reading.gapsBegin = std::string(place.name) + ": ";
                              if (reading.wasRead) told.read(contentsOf(reading.database));

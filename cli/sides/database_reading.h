@@ -36,6 +36,7 @@ struct ReadingWish {
   std::function<bool(inventory::Kind)> kinds = {};  // which to read; none: all
   // What it leaves out need not be read from servers.
   const inventory::Selection* selection = nullptr;
+  std::optional<std::size_t> whole = {};  // the place of which all is read nevertheless
 };
 
 // What could not be read, a line each; empty: all was read. `concerns` chooses among the gaps of

@@ -160,10 +160,23 @@ void ChangeScriptOutput::tryOut() {
              source.roles.end();
     });
   }
+  findDamage();
+  if (!obstacles_.empty()) return;
   Selection::Tally uncounted;
   request_.selection.apply(result_, comparison_.rules().names, uncounted);
   left_ = comparison_.withoutAccepted(inventory::compare(source, result_, comparison_.rules()));
   isTried_ = true;
+}
+
+/// What patterns leave out has to stay as it is.
+void ChangeScriptOutput::findDamage() {
+  const auto& whole = comparison_.targetBeforeSelection();
+  if (!whole) return;
+  for (const inventory::Change& change : inventory::compare(result_, *whole, comparison_.rules())) {
+    if (comparison_.takesPart(change)) continue;
+    for (const std::string& line : linesOf({change}))
+      obstacles_.push_back("the script changes what patterns leave out: " + line);
+  }
 }
 
 /// Roles that the comparison left out: permissions name them.

@@ -39,6 +39,7 @@ class ChangeScriptOutput {
  private:
   std::string textOf(const change_script::Head& head) const;
   void tryOut();
+  void findDamage();
   std::vector<inventory::Role> rolesOfServer() const;
   bool isProved() const { return isTried_ && left_.empty(); }
   change_script::Head head() const;

@@ -184,8 +184,8 @@ void dropUnread(std::vector<DatabaseReading>& readings, ReportHeader& header) {
 }
 
 // Whether the patterns choose an object: owner.name.
-bool takesPart(inventory::Kind kind, std::string_view object, const CompareRequest& request,
-               CaseMode mode) {
+bool isChosen(inventory::Kind kind, std::string_view object, const CompareRequest& request,
+              CaseMode mode) {
   const std::u16string full = toUtf16(object);
   const std::size_t dot = full.find(u'.');
   Selection::Tally uncounted;
@@ -198,13 +198,14 @@ bool takesPart(inventory::Kind kind, std::string_view object, const CompareReque
 
 void Comparison::read(const OpenSide& open) {
   known_ = loadKnownFiles<findings::KnownChange>(request_, findings::readKnownChanges);
-  readings_ =
-      readDatabases({{kSideNames[0], request_.places[0]}, {kSideNames[1], request_.places[1]}},
-                    {.rowCounts = request_.countsRows ||
-                                  request_.inventory.compares(inventory::Family::rowCounts),
-                     .trace = request_.trace,
-                     .selection = &request_.selection},
-                    console_, open);
+  readings_ = readDatabases(
+      {{kSideNames[0], request_.places[0]}, {kSideNames[1], request_.places[1]}},
+      {.rowCounts =
+           request_.countsRows || request_.inventory.compares(inventory::Family::rowCounts),
+       .trace = request_.trace,
+       .selection = &request_.selection,
+       .whole = request_.readsWholeTarget ? std::optional<std::size_t>(1) : std::nullopt},
+      console_, open);
   isProven_ = isReadInFull(readings_);
   dropUnread(readings_, header_);
   databases_ = {std::move(readings_[0].database), std::move(readings_[1].database)};
@@ -238,6 +239,10 @@ void Comparison::agreeOnRules() {
                     header_.notes.end());
   leaveOutUnknownRows(request_, databases_, rules_, header_);
   leaveOutUnknownColumns(databases_, header_);
+  if (request_.readsWholeTarget && !request_.selection.takesAll()) {
+    beforeSelection_ = databases_[1];
+    if (!asRead_) asRead_ = databases_[1];
+  }
   if (!header_.nothingCompared)
     select(request_, rules_.names, isProven_, readings_, databases_, console_, header_);
   noteGaps();
@@ -264,7 +269,13 @@ bool Comparison::concerns(const inventory::Gap& gap) const {
   if (family && !rules_.compares(*family)) return false;
   const auto kind = inventory::objectKindOf(gap.object.substr(0, colon));
   return !kind ||
-         takesPart(*kind, std::string_view(gap.object).substr(colon + 1), request_, rules_.names);
+         isChosen(*kind, std::string_view(gap.object).substr(colon + 1), request_, rules_.names);
+}
+
+bool Comparison::takesPart(const inventory::Change& change) const {
+  const std::string& name =
+      change.kind == inventory::Kind::database ? databases_[1].server.database : change.name;
+  return isChosen(change.kind, name, request_, rules_.names);
 }
 
 void Comparison::compare() {
@@ -324,7 +335,7 @@ bool Comparison::couldFind(const findings::KnownChange& known) const {
                            rules_.ignoreComments || rules_.ignoreDefinitionCase;
   const bool isText = known.label == "definition" || known.label == "condition";
   return isProven_ && findings::isCompared(known, rules_.compared) && !(ignoresText && isText) &&
-         takesPart(known.kind, known.object, request_, rules_.names);
+         isChosen(known.kind, known.object, request_, rules_.names);
 }
 
 void tellTime(const CompareRequest& request, std::string_view what, const Stopwatch& time,

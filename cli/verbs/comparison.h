@@ -50,6 +50,11 @@ class Comparison {
   const Changes& changes() const { return changes_; }
   const std::array<inventory::Database, 2>& databases() const { return databases_; }
   const inventory::Database& targetAsRead() const { return asRead_ ? *asRead_ : databases_.back(); }
+  // All of the target, where patterns left out some of it and a script is tried on it.
+  const std::optional<inventory::Database>& targetBeforeSelection() const {
+    return beforeSelection_;
+  }
+  bool takesPart(const inventory::Change& change) const;
   // Of both sides, with those that the comparison leaves out.
   const std::vector<inventory::Role>& rolesRead() const { return rolesRead_; }
   const inventory::Rules& rules() const { return rules_; }
@@ -70,7 +75,8 @@ class Comparison {
   std::vector<DatabaseReading> readings_;
   bool isProven_ = false;  // what a comparison does not find is not there
   std::array<inventory::Database, 2> databases_;
-  std::optional<inventory::Database> asRead_;  // the target, where it has other names now
+  std::optional<inventory::Database> asRead_;  // the target, where it has other names or objects
+  std::optional<inventory::Database> beforeSelection_;
   std::vector<inventory::Role> rolesRead_;
   Changes changes_;
 };

@@ -37,6 +37,7 @@ CompareRequest requestOf(const Arguments& arguments) {
     std::swap(request.shown[0], request.shown[1]);
   }
   request.countsRows = true;
+  request.readsWholeTarget = !arguments.has(kNoProof);
   return request;
 }
 

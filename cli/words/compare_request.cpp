@@ -135,6 +135,7 @@ void setScript(CompareRequest& request, const Arguments& arguments) {
   }
   request.scripting = scriptRequest(arguments);
   request.countsRows = true;
+  request.readsWholeTarget = request.scripting.isTried;
 }
 
 }  // namespace

@@ -47,6 +47,7 @@ struct CompareRequest {
   bool published = false;            // with the published statements and comparison
   inventory::Rules inventory;        // their `names` wait for what the servers say
   bool countsRows = false;           // although nobody compares them
+  bool readsWholeTarget = false;     // although patterns choose: a script may concern the rest
   std::vector<std::string> leftOut;  // what is off although it would be on
   // Of the published comparison.
   cComparisonOptions switches;
