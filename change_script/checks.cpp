@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
+#include <utility>
 
 #include "change_script/planner.h"
 #include "change_script/types.h"
@@ -182,6 +184,30 @@ std::optional<Batch> checkOf(const Planner& planner, const Table& table, const C
                              (check.name.generated ? std::string(text) : check.name.name));
   batch.quotedIdentifier = option;
   return batch;
+}
+
+/// A table that has another name meanwhile cannot be asked.
+void Planner::guardByRenames(Batch& batch) const {
+  std::string condition;
+  for (const auto& [shown, one] : renamed_) {
+    Statement name;
+    name.name(one.table);
+    if (batch.text.find("from " + name.text() + " ") == std::string::npos) continue;
+    condition += (condition.empty() ? "if " : " and ") + idOf(one.table) + " is not null";
+  }
+  if (!condition.empty()) batch.text = condition + "\n    exec(" + literal(batch.text) + ")";
+}
+
+void Planner::addChecks() {
+  std::set<std::string> texts;
+  for (RowCheck& one : checks_) {
+    const Step& of = script_.steps[one.step];
+    if (!of.isAllowed || !texts.insert(one.batch.text).second) continue;
+    begin(of.kind, of.object);
+    const std::string difference = of.difference;
+    guardByRenames(one.batch);
+    add(Stage::checks, difference, {std::move(one.batch)});
+  }
 }
 
 }  // namespace kelvane::change_script
