@@ -64,6 +64,14 @@ bool hasColumn(const Table& table, std::string_view name) {
   return std::ranges::find(table.columns, name, &Column::name) != table.columns.end();
 }
 
+/// Whether all rows get the same value in a column that is added.
+bool isConstantWhereNew(const Table& table, std::string_view name) {
+  const auto column = std::ranges::find(table.columns, name, &Column::name);
+  return column != table.columns.end() && !column->type.identity && column->computed.isDefault() &&
+         column->type.type.name != "timestamp" &&
+         column->defaultValue->text.find('(') == std::string::npos;
+}
+
 }  // namespace
 
 std::string stopping(std::string_view reason) {
@@ -145,17 +153,27 @@ std::optional<Batch> checkOf(const Planner& planner, const Table& table,
                              const IndexStorage& unique) {
   const Table* there = planner.uses().table(table.name.owner, table.name.name);
   if (there == nullptr) return std::nullopt;
-  Statement duplicates("exists (select 1 from ");
-  duplicates.name(table.name) << " group by ";
-  std::string columns;
+  Statement rows("(select 1 from "), keys;
+  rows.name(table.name);
+  std::string columns, isNotThere;
+  std::string_view separator = " group by ";
   for (const KeyColumn& column : unique.columns) {
-    if (column.isExpression || !hasColumn(*there, column.name)) return std::nullopt;
-    if (!columns.empty()) duplicates << ", ";
-    duplicates.name(column.name);
     columns += (columns.empty() ? "" : ", ") + column.name;
+    if (column.isExpression) return std::nullopt;
+    if (hasColumn(*there, column.name)) {
+      (keys << std::exchange(separator, ", ")).name(column.name);
+    } else if (isConstantWhereNew(table, column.name)) {
+      isNotThere = "not exists (select 1 from syscolumns where id = " + idOf(table.name) +
+                   " and name = " + literal(column.name) + ")\n    and ";
+    } else {
+      return std::nullopt;
+    }
   }
-  duplicates << " having count(*) > 1)";
-  return stopIf(duplicates, "rows of " + shown(table.name) + " have the same " + columns);
+  Statement duplicates(isNotThere);
+  duplicates << "exists " << rows.text() << keys.text() << " having count(*) > 1)";
+  Batch batch = stopIf(duplicates, "rows of " + shown(table.name) + " have the same " + columns);
+  batch.quotedIdentifier = rows.needsQuotedIdentifier() || keys.needsQuotedIdentifier();
+  return batch;
 }
 
 std::optional<Batch> checkOf(const Planner& planner, const Table& table, const Check& check) {

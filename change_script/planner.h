@@ -62,9 +62,10 @@ class Planner {
   inventory::Writing& old() { return old_; }
   /// Whether tables may be made again.
   bool isWhole() const { return options_.isWhole; }
-  /// Whether texts are replaced rather than dropped and created.
+  /// Whether texts are replaced rather than dropped and created. What uses a type that is made
+  /// again must be out of its way.
   bool replaces() const {
-    return options_.release == inventory::TargetRelease::ase16 && freed_.empty();
+    return options_.release == inventory::TargetRelease::ase16 && !hasRemadeTypes_;
   }
   bool allows(Danger danger) const { return options_.allowed.has(danger); }
 
@@ -276,6 +277,7 @@ class Planner {
   };
   std::map<std::string, Renamed> renamed_;
   std::unordered_map<const inventory::Column*, FreedColumn> freed_;
+  bool hasRemadeTypes_ = false;
   struct RowCheck {
     std::size_t step;
     Batch batch;

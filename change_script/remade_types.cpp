@@ -134,6 +134,7 @@ void Planner::planRemadeTypes() {
                     "c.usertype = t.usertype and t." +
                     isType + ")\n    exec sp_droptype " + argument({old->name.name}),
                 Writing::userFor(old->name.owner))});
+    hasRemadeTypes_ = true;
     dropForMade(change.kind, change.name, drop);
     made_.types.push_back(*now);
     describeMade(change, difference);
