@@ -60,6 +60,16 @@ std::string misfitOf(const std::string& value, const DataType& was, const DataTy
   return {};
 }
 
+/// Digits that are no date: without isdate() that is all that can be asked.
+std::string noMomentOf(const std::string& value) {
+  const std::string text = "rtrim(" + value + ")", digit = "[0-9]", year = digit + digit;
+  const std::string day = "[01][0-9][0-3][0-9]";
+  std::string misfit = text + " not like '%[^0-9]%'";
+  for (const std::string& date : {std::string(), year + year, year + day, year + year + day})
+    misfit += " and " + text + " not like '" + date + "'";
+  return misfit;
+}
+
 bool hasColumn(const Table& table, std::string_view name) {
   return std::ranges::find(table.columns, name, &Column::name) != table.columns.end();
 }
@@ -105,8 +115,10 @@ std::optional<Batch> checkOf(const Planner& planner, const QualifiedName& table,
   std::string misfit = isNull ? value.text() + " is null" : misfitOf(value.text(), was, is);
   const bool becomesMoment =
       kindOf(was) == ValueKind::text && kindOf(is) == ValueKind::moment && !isNull;
-  if (becomesMoment && planner.has(TargetRelease::ase15))
-    misfit = value.text() + " is not null and isdate(" + value.text() + ") = 0";
+  if (becomesMoment)
+    misfit = planner.has(TargetRelease::ase15)
+                 ? value.text() + " is not null and isdate(" + value.text() + ") = 0"
+                 : noMomentOf(value.text());
   if (misfit.empty()) return std::nullopt;
   Statement rows("exists (select 1 from ");
   rows.name(table) << " where ";

@@ -38,6 +38,10 @@ void Planner::linkMade(const ScriptedObject& object, std::size_t first, const Te
   }
   if (const auto drop = dropsForMade_.find({object.kind, object.name}); drop != dropsForMade_.end())
     needEachOther(drop->second, creation);
+  if (const auto types = usersOfTypes_.find({object.kind, object.name});
+      types != usersOfTypes_.end()) {
+    for (const std::size_t type : types->second) step(type).needs.push_back(creation);
+  }
   if (const auto types = madeForTypes_.find({object.kind, object.name});
       types != madeForTypes_.end())
     step(creation).needs.insert(step(creation).needs.end(), types->second.begin(),

@@ -272,6 +272,8 @@ class Planner {
   std::vector<NeedOfMade> needsOfMade_;
   /// What is made again for nothing but types, and the steps that drop those.
   std::map<std::pair<Kind, std::string>, std::vector<std::size_t>> madeForTypes_;
+  /// All whose drop frees the types that those steps drop.
+  std::map<std::pair<Kind, std::string>, std::vector<std::size_t>> usersOfTypes_;
   struct Renamed {
     inventory::QualifiedName table, meanwhile;
   };

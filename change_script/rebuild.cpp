@@ -285,7 +285,7 @@ bool needsRebuild(Planner& planner, const Change& part) {
 bool keepsValues(Planner& planner, const Change& part) {
   const auto* before = part.kind == Kind::column ? was<Column>(part) : nullptr;
   const auto* after = part.kind == Kind::column ? is<Column>(part) : nullptr;
-  if (before == nullptr || after == nullptr || !isCopied(*before) || !isCopied(*after)) return true;
+  if (before == nullptr || after == nullptr || !isCopied(*after)) return true;
   return converts(planner.storedOld(before->type), planner.storedNew(after->type));
 }
 
