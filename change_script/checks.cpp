@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
+#include <utility>
 
 #include "change_script/planner.h"
 #include "change_script/types.h"
@@ -58,8 +60,26 @@ std::string misfitOf(const std::string& value, const DataType& was, const DataTy
   return {};
 }
 
+/// Digits that are no date: without isdate() that is all that can be asked.
+std::string noMomentOf(const std::string& value) {
+  const std::string text = "rtrim(" + value + ")", digit = "[0-9]", year = digit + digit;
+  const std::string day = "[01][0-9][0-3][0-9]";
+  std::string misfit = text + " not like '%[^0-9]%'";
+  for (const std::string& date : {std::string(), year + year, year + day, year + year + day})
+    misfit += " and " + text + " not like '" + date + "'";
+  return misfit;
+}
+
 bool hasColumn(const Table& table, std::string_view name) {
   return std::ranges::find(table.columns, name, &Column::name) != table.columns.end();
+}
+
+/// Whether all rows get the same value in a column that is added.
+bool isConstantWhereNew(const Table& table, std::string_view name) {
+  const auto column = std::ranges::find(table.columns, name, &Column::name);
+  return column != table.columns.end() && !column->type.identity && column->computed.isDefault() &&
+         column->type.type.name != "timestamp" &&
+         column->defaultValue->text.find('(') == std::string::npos;
 }
 
 }  // namespace
@@ -95,8 +115,10 @@ std::optional<Batch> checkOf(const Planner& planner, const QualifiedName& table,
   std::string misfit = isNull ? value.text() + " is null" : misfitOf(value.text(), was, is);
   const bool becomesMoment =
       kindOf(was) == ValueKind::text && kindOf(is) == ValueKind::moment && !isNull;
-  if (becomesMoment && planner.has(TargetRelease::ase15))
-    misfit = value.text() + " is not null and isdate(" + value.text() + ") = 0";
+  if (becomesMoment)
+    misfit = planner.has(TargetRelease::ase15)
+                 ? value.text() + " is not null and isdate(" + value.text() + ") = 0"
+                 : noMomentOf(value.text());
   if (misfit.empty()) return std::nullopt;
   Statement rows("exists (select 1 from ");
   rows.name(table) << " where ";
@@ -143,17 +165,27 @@ std::optional<Batch> checkOf(const Planner& planner, const Table& table,
                              const IndexStorage& unique) {
   const Table* there = planner.uses().table(table.name.owner, table.name.name);
   if (there == nullptr) return std::nullopt;
-  Statement duplicates("exists (select 1 from ");
-  duplicates.name(table.name) << " group by ";
-  std::string columns;
+  Statement rows("(select 1 from "), keys;
+  rows.name(table.name);
+  std::string columns, isNotThere;
+  std::string_view separator = " group by ";
   for (const KeyColumn& column : unique.columns) {
-    if (column.isExpression || !hasColumn(*there, column.name)) return std::nullopt;
-    if (!columns.empty()) duplicates << ", ";
-    duplicates.name(column.name);
     columns += (columns.empty() ? "" : ", ") + column.name;
+    if (column.isExpression) return std::nullopt;
+    if (hasColumn(*there, column.name)) {
+      (keys << std::exchange(separator, ", ")).name(column.name);
+    } else if (isConstantWhereNew(table, column.name)) {
+      isNotThere = "not exists (select 1 from syscolumns where id = " + idOf(table.name) +
+                   " and name = " + literal(column.name) + ")\n    and ";
+    } else {
+      return std::nullopt;
+    }
   }
-  duplicates << " having count(*) > 1)";
-  return stopIf(duplicates, "rows of " + shown(table.name) + " have the same " + columns);
+  Statement duplicates(isNotThere);
+  duplicates << "exists " << rows.text() << keys.text() << " having count(*) > 1)";
+  Batch batch = stopIf(duplicates, "rows of " + shown(table.name) + " have the same " + columns);
+  batch.quotedIdentifier = rows.needsQuotedIdentifier() || keys.needsQuotedIdentifier();
+  return batch;
 }
 
 std::optional<Batch> checkOf(const Planner& planner, const Table& table, const Check& check) {
@@ -182,6 +214,30 @@ std::optional<Batch> checkOf(const Planner& planner, const Table& table, const C
                              (check.name.generated ? std::string(text) : check.name.name));
   batch.quotedIdentifier = option;
   return batch;
+}
+
+/// A table that has another name meanwhile cannot be asked.
+void Planner::guardByRenames(Batch& batch) const {
+  std::string condition;
+  for (const auto& [shown, one] : renamed_) {
+    Statement name;
+    name.name(one.table);
+    if (batch.text.find("from " + name.text() + " ") == std::string::npos) continue;
+    condition += (condition.empty() ? "if " : " and ") + idOf(one.table) + " is not null";
+  }
+  if (!condition.empty()) batch.text = condition + "\n    exec(" + literal(batch.text) + ")";
+}
+
+void Planner::addChecks() {
+  std::set<std::string> texts;
+  for (RowCheck& one : checks_) {
+    const Step& of = script_.steps[one.step];
+    if (!of.isAllowed || !texts.insert(one.batch.text).second) continue;
+    begin(of.kind, of.object);
+    const std::string difference = of.difference;
+    guardByRenames(one.batch);
+    add(Stage::checks, difference, {std::move(one.batch)});
+  }
 }
 
 }  // namespace kelvane::change_script

@@ -130,12 +130,16 @@ class ColumnPlan {
       planner_.omit(difference, std::string(kOnlyAgain));
       return std::nullopt;
     }
+    // A modification that changes nothing is an error.
+    const auto* const freed = planner_.freed(was);
+    if (freed != nullptr && freed->type == is.type && dangers.empty()) {
+      planner_.step(freed->step).difference = difference;
+      return ended(was, freed->step);
+    }
     Column modified;
     modified.name = was.name;
     modified.type = is.type;
     const Statement text = textOf(modified);
-    // A modification that changes nothing is an error.
-    const auto* const freed = planner_.freed(was);
     const ColumnType& before = freed == nullptr ? was.type : freed->type;
     const std::size_t at =
         planner_.addClause(difference,
@@ -150,10 +154,14 @@ class ColumnPlan {
         planner_.check(at, *std::move(check));
     }
     planner_.step(at).copiesData = copiesData(from, to);
-    planner_.end(&was, at);
-    steps_.touched[was.name] = at;
-    steps_.comes[was.name] = at;
-    return at;
+    return ended(was, at);
+  }
+
+  std::size_t ended(const Column& was, std::size_t step) {
+    planner_.end(&was, step);
+    steps_.touched[was.name] = step;
+    steps_.comes[was.name] = step;
+    return step;
   }
 
   void planDefault(const Column& was, const Column& is, const std::string& difference) {

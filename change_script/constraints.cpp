@@ -177,11 +177,8 @@ class PartPlan {
     Batch batch = created(table, check, constraintOf(table, check.name.name), add);
     batch.quotedIdentifier = option;
     const std::size_t at = planner_.add(Stage::indexes, difference, {batch});
-    forEachName(check.condition.text, option, [&](std::string_view name) {
-      const std::string column(name);
-      needColumns(at, {column});
-      if (columns_.kept.contains(column)) planner_.step(at).isAllowed = false;
-    });
+    forEachName(check.condition.text, option,
+                [&](std::string_view name) { needColumns(at, {std::string(name)}); });
     Table one = emptyLike(table);
     one.checks = {check};
     planSettings(one, difference, at);
@@ -265,8 +262,10 @@ class PartPlan {
     planner_.step(at).needs.push_back(creation);
   }
 
+  /// What the source has on a column need not be possible on one that keeps its type.
   void needColumns(std::size_t at, const std::vector<std::string>& columns) {
     for (const std::string& column : columns) {
+      if (columns_.kept.contains(column)) planner_.step(at).isAllowed = false;
       if (const auto found = columns_.comes.find(column); found != columns_.comes.end())
         planner_.step(at).needs.push_back(found->second);
     }

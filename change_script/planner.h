@@ -62,9 +62,10 @@ class Planner {
   inventory::Writing& old() { return old_; }
   /// Whether tables may be made again.
   bool isWhole() const { return options_.isWhole; }
-  /// Whether texts are replaced rather than dropped and created.
+  /// Whether texts are replaced rather than dropped and created. What uses a type that is made
+  /// again must be out of its way.
   bool replaces() const {
-    return options_.release == inventory::TargetRelease::ase16 && freed_.empty();
+    return options_.release == inventory::TargetRelease::ase16 && !hasRemadeTypes_;
   }
   bool allows(Danger danger) const { return options_.allowed.has(danger); }
 
@@ -271,11 +272,14 @@ class Planner {
   std::vector<NeedOfMade> needsOfMade_;
   /// What is made again for nothing but types, and the steps that drop those.
   std::map<std::pair<Kind, std::string>, std::vector<std::size_t>> madeForTypes_;
+  /// All whose drop frees the types that those steps drop.
+  std::map<std::pair<Kind, std::string>, std::vector<std::size_t>> usersOfTypes_;
   struct Renamed {
     inventory::QualifiedName table, meanwhile;
   };
   std::map<std::string, Renamed> renamed_;
   std::unordered_map<const inventory::Column*, FreedColumn> freed_;
+  bool hasRemadeTypes_ = false;
   struct RowCheck {
     std::size_t step;
     Batch batch;

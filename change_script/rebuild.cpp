@@ -52,7 +52,10 @@ class Rebuild {
     for (const Index& index : now_.indexes) {
       if (index.unique) planner_.addKey(now_, index, creation);
     }
-    for (const Column& column : old_.columns) planner_.end(&column, creation);
+    for (const Column& column : old_.columns) {
+      planner_.end(&column, creation);
+      if (const auto* freed = planner_.freed(column)) planner_.needEachOther(freed->step, creation);
+    }
     for (const Column& column : now_.columns) {
       if (std::ranges::find(old_.columns, column.name, &Column::name) == old_.columns.end())
         planner_.provide(now_.name.name, column.name, creation);
@@ -73,7 +76,8 @@ class Rebuild {
       if (before->computed.isDefault()) all.insert(Danger::dropColumn);
     } else if (before == nullptr) {
       if (needsValue(*after)) all.insert(Danger::nullToNotNull);
-    } else if (before->type != after->type && after->computed.isDefault()) {
+    } else if (after->computed.isDefault()) {
+      // A user-defined type of the same name may be another one.
       for (const Danger danger :
            dangersOf(planner_.storedOld(before->type), planner_.storedNew(after->type)))
         all.insert(danger);
@@ -141,6 +145,21 @@ class Rebuild {
           checks_.push_back(*std::move(check));
       }
     }
+    for (const Change& part : change_.parts) {
+      addCheckOf<KeyConstraint>(part);
+      addCheckOf<ForeignKey>(part);
+      if (const auto* index = is<Index>(part); index != nullptr && index->unique)
+        addCheckOf<Index>(part);
+    }
+    // The rows are inserted anew, also those that were there before a check was.
+    for (const Check& check : now_.checks) addCheckOf(check);
+  }
+  template <class Part>
+  void addCheckOf(const Change& part) {
+    if (const auto* record = is<Part>(part)) addCheckOf(*record);
+  }
+  void addCheckOf(const auto& record) {
+    if (auto check = checkOf(planner_, now_, record)) checks_.push_back(*std::move(check));
   }
 
   /// What has a name that the new table needs.
@@ -188,7 +207,7 @@ class Rebuild {
       hasIdentity = hasIdentity || column.type.identity;
       if (!isThere) {
         values << placeholderOf(planner_.storedNew(column.type).type);
-      } else if (before->type.type == column.type.type) {
+      } else if (planner_.storedOld(before->type).type == planner_.storedNew(column.type).type) {
         values.name(column.name);
       } else {
         values << "convert(" << shown(planner_.storedNew(column.type).type) << ", ";
@@ -266,7 +285,7 @@ bool needsRebuild(Planner& planner, const Change& part) {
 bool keepsValues(Planner& planner, const Change& part) {
   const auto* before = part.kind == Kind::column ? was<Column>(part) : nullptr;
   const auto* after = part.kind == Kind::column ? is<Column>(part) : nullptr;
-  if (before == nullptr || after == nullptr || !isCopied(*before) || !isCopied(*after)) return true;
+  if (before == nullptr || after == nullptr || !isCopied(*after)) return true;
   return converts(planner.storedOld(before->type), planner.storedNew(after->type));
 }
 

@@ -68,8 +68,8 @@ class Extension {
     }
   }
 
-  /// Calls goes(record) for those that only the target has, and comes(kind, name) for those that
-  /// are made again for nothing else.
+  /// Calls goes(record) for those that only the target has, and comes(kind, name, onlyForType) for
+  /// those that are made again.
   template <class Goes, class Comes>
   void addCompiled(const QualifiedName& type, const Goes& goes, const Comes& comes) {
     const auto usesType = [&](const auto& record) {
@@ -88,7 +88,7 @@ class Extension {
         const auto same =
             std::ranges::find_if(now, [&](const auto& other) { return nameOf(other) == name; });
         if (same != now.end()) {
-          if (addRemade(changeOf(kind, name, &*same, &one))) comes(kind, shown(one.name));
+          comes(kind, shown(one.name), addRemade(changeOf(kind, name, &*same, &one)));
         } else {
           goes(&one);
         }
@@ -134,6 +134,7 @@ void Planner::planRemadeTypes() {
                     "c.usertype = t.usertype and t." +
                     isType + ")\n    exec sp_droptype " + argument({old->name.name}),
                 Writing::userFor(old->name.owner))});
+    hasRemadeTypes_ = true;
     dropForMade(change.kind, change.name, drop);
     made_.types.push_back(*now);
     describeMade(change, difference);
@@ -144,8 +145,9 @@ void Planner::planRemadeTypes() {
     }
     extension->addCompiled(
         old->name, [&](const void* record) { needEarlyEnd(drop, record); },
-        [&](Kind kind, const std::string& name) {
-          madeForTypes_[{kind, name}].push_back(drop);
+        [&](Kind kind, const std::string& name, bool onlyForType) {
+          usersOfTypes_[{kind, name}].push_back(drop);
+          if (onlyForType) madeForTypes_[{kind, name}].push_back(drop);
         });
   }
 }

@@ -89,6 +89,8 @@ bool converts(const inventory::ColumnType& was, const inventory::ColumnType& is)
     case ValueKind::moment:
     case ValueKind::number:
       return to == ValueKind::text || to == ValueKind::bytes;
+    case ValueKind::bytes:
+      return to != ValueKind::moment;
     default:
       return true;
   }

@@ -53,6 +53,14 @@ NameInBatch nameInBatch(const Table& table, const ForeignKey& key) {
     condition += "\n    and r.reftabid = object_id(" +
                  argument({key.referenced.owner, key.referenced.name}) + ")";
   }
+  // Others that say the same have names of their own.
+  std::string names;
+  for (const ForeignKey& other : table.foreignKeys) {
+    if (other.name.generated || other.columns != key.columns || other.referenced != key.referenced)
+      continue;
+    names += (names.empty() ? "" : ", ") + literal(other.name.name);
+  }
+  if (!names.empty()) condition += "\n    and object_name(c.constrid) not in (" + names + ")";
   return foundConstraint(table, "sysreferences r", std::move(condition));
 }
 
