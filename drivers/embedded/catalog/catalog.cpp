@@ -116,6 +116,8 @@ std::vector<std::string> Catalog::databasesWithObjects() {
     }
     if (hasObjects) names.push_back(entry.name);
   });
+  // What a script leaves in tempdb is not what it is about.
+  if (names.size() > 1) std::erase(names, "tempdb");
   return names;
 }
 

@@ -220,9 +220,7 @@ void Definitions::run(const tsql::Statement& statement) {
     if (index->table.name.starts_with('#')) return temporaries_.createIndex(*index);
   }
   if (const auto* alter = std::get_if<AlterTable>(&statement.node)) {
-    if (alter->table.name.starts_with('#')) {
-      throw ServerError(message::alterTemporary, alter->table.range.line, alter->table.name);
-    }
+    if (alter->table.name.starts_with('#')) return temporaries_.alter(*alter);
   }
   if (const auto* drop = std::get_if<Drop>(&statement.node)) return dropObjects(*drop);
   if (const auto* schema = std::get_if<CreateSchema>(&statement.node)) return createSchema(*schema);

@@ -164,7 +164,7 @@ void SessionStatements::rollBack(const std::string& name) {
     throw ServerError(message::noSuchSavepoint, frame_.line(), name);
   }
   if (found == Transactions::Found::No) rollBackFirings(session_);
-  session_.temporaries.forgetLost();
+  session_.temporaries.followRollback();
   server_.namesChanged();
 }
 
