@@ -404,6 +404,14 @@ bool Catalog::allowsNullsByDefault(std::string_view database) {
       .has_value();
 }
 
+bool Catalog::allowsDefinitionsInTransaction(std::string_view database) {
+  return !databases_->wasCreated(database) ||
+         store_
+             .value("SELECT 1 FROM sysdatabases WHERE name = ? AND status & ?", database,
+                    database_status::kDdlInTran)
+             .has_value();
+}
+
 std::string Catalog::sourceText(int objectId) { return textOf(recordsOf(objectId), objectId); }
 
 SourceText Catalog::source(int objectId) { return {sourceText(objectId), isQuoted(objectId)}; }

@@ -250,6 +250,10 @@ class Catalog {
   /// nullability is the type's own: of a user type, else not null.
   ColumnType resolveType(const tsql::DataType& type, const Caller& caller);
 
+  /// Whether definitions may stand in transactions: in a database that `create database` made, an
+  /// option. Of others nobody has said how they are set.
+  bool allowsDefinitionsInTransaction(std::string_view database);
+
   /// Whether columns without `null` or `not null` accept null, a database option.
   bool allowsNullsByDefault(std::string_view database);
 
