@@ -162,6 +162,12 @@ struct ProcedureResult {
   int status = 0;
   /// What was accepted but is not kept.
   std::vector<std::string> ignored = {};
+  struct Output {
+    std::size_t position = 0;
+    std::string name;  ///< of the parameter, with its `@`
+    std::optional<std::string> value;
+  };
+  std::vector<Output> outputs = {};
 };
 
 class Databases;
