@@ -116,6 +116,8 @@ std::vector<std::string> Catalog::databasesWithObjects() {
     }
     if (hasObjects) names.push_back(entry.name);
   });
+  // What a script leaves in tempdb is not what it is about.
+  if (names.size() > 1) std::erase(names, "tempdb");
   return names;
 }
 
@@ -400,6 +402,14 @@ bool Catalog::allowsNullsByDefault(std::string_view database) {
       .value("SELECT 1 FROM sysdatabases WHERE name = ? AND status & ?", database,
              database_status::kAllowNulls)
       .has_value();
+}
+
+bool Catalog::allowsDefinitionsInTransaction(std::string_view database) {
+  return !databases_->wasCreated(database) ||
+         store_
+             .value("SELECT 1 FROM sysdatabases WHERE name = ? AND status & ?", database,
+                    database_status::kDdlInTran)
+             .has_value();
 }
 
 std::string Catalog::sourceText(int objectId) { return textOf(recordsOf(objectId), objectId); }

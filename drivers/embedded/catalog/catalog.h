@@ -162,6 +162,12 @@ struct ProcedureResult {
   int status = 0;
   /// What was accepted but is not kept.
   std::vector<std::string> ignored = {};
+  struct Output {
+    std::size_t position = 0;
+    std::string name;  ///< of the parameter, with its `@`
+    std::optional<std::string> value;
+  };
+  std::vector<Output> outputs = {};
 };
 
 class Databases;
@@ -249,6 +255,10 @@ class Catalog {
   /// System types, then types of the caller, then of dbo. Throws 2715 for an unknown type. The
   /// nullability is the type's own: of a user type, else not null.
   ColumnType resolveType(const tsql::DataType& type, const Caller& caller);
+
+  /// Whether definitions may stand in transactions: in a database that `create database` made, an
+  /// option. Of others nobody has said how they are set.
+  bool allowsDefinitionsInTransaction(std::string_view database);
 
   /// Whether columns without `null` or `not null` accept null, a database option.
   bool allowsNullsByDefault(std::string_view database);

@@ -104,6 +104,7 @@ bool Databases::nameFirst(std::string_view name) {
 
 void Databases::rename(Entry& database, std::string_view name) {
   store_.run("UPDATE sysdatabases SET name = ? WHERE dbid = ?", name, database.dbid);
+  if (wasCreated(database.name)) noteCreated(name);
   database.name = name;
 }
 

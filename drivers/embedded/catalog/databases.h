@@ -49,6 +49,9 @@ class Databases {
 
   /// Gives the database a row in sysdatabases if it has none.
   void add(std::string_view name);
+  /// It was made by `create database`, with the options of a fresh one.
+  void noteCreated(std::string_view name) { created_.emplace(name); }
+  bool wasCreated(std::string_view name) const { return created_.contains(name); }
   /// Whether one of the name was dropped and none created since.
   bool wasRemoved(std::string_view name) const { return removed_.contains(name); }
   /// Gives the database where everything begins this name, if it has no other yet.
@@ -78,6 +81,7 @@ class Databases {
   std::map<int, std::unique_ptr<Entry>> entries_;
   Entry* current_ = nullptr;
   std::set<std::string, std::less<>> removed_;
+  std::set<std::string, std::less<>> created_;
   std::set<std::string, std::less<>> named_;  ///< what sqlName has added to SQL
   int firstDbid_ = 0;
   int lastDbid_ = 0;

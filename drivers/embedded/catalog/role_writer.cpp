@@ -108,6 +108,7 @@ void Catalog::createDatabase(std::string_view name, const Caller& caller) {
     CatalogWriter(*this, caller).fail(message::databaseExists, name);
   }
   databases_->add(name);
+  databases_->noteCreated(name);
 }
 
 }  // namespace kelvane::embedded

@@ -51,8 +51,9 @@ void fillDatabase(SystemRecords& records, const SystemTables& tables,
 std::int64_t currentTime();
 
 namespace database_status {
+inline constexpr int kDdlInTran = 512;    ///< "ddl in tran"
 inline constexpr int kAllowNulls = 8192;  ///< "allow nulls by default"
-}
+}  // namespace database_status
 
 inline constexpr int kLargestSystemType = 100;  ///< user types are numbered above it
 inline constexpr int kFirstGroupUid = 16384;

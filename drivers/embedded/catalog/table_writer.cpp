@@ -18,15 +18,15 @@ bool acceptsIdentity(const ColumnType& type, const CatalogOptions& options) {
   return isInteger(type.kind) && type.kind != TypeKind::Bit && options.has(Release::ase15);
 }
 
-void setType(SysColumn& column, const ColumnType& type) {
+}  // namespace
+
+void TableWriter::setType(SysColumn& column, const ColumnType& type) {
   column.type = type.storageCode;
   column.length = type.length;
   column.usertype = type.userType;
   column.prec = type.precision;
   column.scale = type.scale;
 }
-
-}  // namespace
 
 // tables and columns
 

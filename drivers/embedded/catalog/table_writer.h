@@ -30,6 +30,7 @@ class TableWriter {
                     const tsql::ColumnDefinition& definition);
   void addColumn(const ObjectInfo& table, std::string_view name, const ColumnType& type);
 
+  static void setType(SysColumn& column, const ColumnType& type);
   ColumnType columnType(const tsql::ColumnDefinition& definition);
   void addDefault(const ObjectInfo& table, int colid, std::string_view column,
                   const tsql::DefaultClause& clause);

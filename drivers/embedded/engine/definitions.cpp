@@ -199,6 +199,16 @@ std::optional<Defined> definedBy(const tsql::Statement& statement) {
 
 }  // namespace
 
+void Definitions::requireAllowedInTransaction(const tsql::Statement& statement) const {
+  const std::string_view command = commandName(statement);
+  const std::string& database = session_.caller.database;
+  const bool isAllowed = command.empty() || session_.transactions.depth() == 0 ||
+                         server_.catalog.allowsDefinitionsInTransaction(database);
+  if (!isAllowed) {
+    throw ServerError(message::definitionInTransaction, frame_.line(), command, database);
+  }
+}
+
 void Definitions::run(const tsql::Statement& statement) {
   Catalog& catalog = server_.catalog;
   const InDatabase there(session_, databaseNamed(statement));
@@ -220,10 +230,9 @@ void Definitions::run(const tsql::Statement& statement) {
     if (index->table.name.starts_with('#')) return temporaries_.createIndex(*index);
   }
   if (const auto* alter = std::get_if<AlterTable>(&statement.node)) {
-    if (alter->table.name.starts_with('#')) {
-      throw ServerError(message::alterTemporary, alter->table.range.line, alter->table.name);
-    }
+    if (alter->table.name.starts_with('#')) return temporaries_.alter(*alter);
   }
+  requireAllowedInTransaction(statement);
   if (const auto* drop = std::get_if<Drop>(&statement.node)) return dropObjects(*drop);
   if (const auto* schema = std::get_if<CreateSchema>(&statement.node)) return createSchema(*schema);
   // A definition that fails is undone, which is a change for those who looked in between.

@@ -20,6 +20,7 @@ class Definitions {
   void run(const tsql::Statement& statement);
 
  private:
+  void requireAllowedInTransaction(const tsql::Statement& statement) const;
   void dropObjects(const tsql::Drop& statement);
   void createTable(const tsql::CreateTable& statement);
   void alterTable(const tsql::AlterTable& statement);

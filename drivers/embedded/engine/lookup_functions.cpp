@@ -29,13 +29,11 @@ std::string_view lastPart(std::string_view name) {
   return name.substr(0, name.find_last_not_of(' ') + 1);
 }
 
-// Tables of the same definition have the same id, below those of other objects.
 std::optional<ObjectInfo> temporaryObject(const Session& session, const std::string& name) {
   const TemporaryTable* found = session.temporaries.find(name);
   if (found == nullptr) return std::nullopt;
-  constexpr int kFirst = 1000, kSpan = 10'000'000;
   ObjectInfo object;
-  object.id = kFirst + static_cast<int>(found->definition % kSpan);
+  object.id = found->id;
   object.type = "U";
   object.name = name;
   return object;

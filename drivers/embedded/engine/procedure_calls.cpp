@@ -66,6 +66,7 @@ void ProcedureCalls::callSystem(const Execute& execute, const ObjectName& called
   const ProcedureCall call{name, std::move(arguments), session_.caller};
   int status = 0;
   bool begun = false;
+  std::vector<ProcedureResult::Output> outputs;
   const auto written = [&] {
     Database& store = server_.catalog.store();
     return std::pair(store.totalChanges(), store.undoLog().changes());
@@ -83,6 +84,7 @@ void ProcedureCalls::callSystem(const Execute& execute, const ObjectName& called
     outcome.beginProcedure(name);
     begun = true;
     status = result->status;
+    outputs = result->outputs;
     for (const ServerMessage& message : result->messages) {
       Notice notice{message, frame_.line()};
       if (notice.isError()) {
@@ -110,8 +112,24 @@ void ProcedureCalls::callSystem(const Execute& execute, const ObjectName& called
   if (written() != before) server_.namesChanged();
   // The database may have a new name.
   session_.caller.database = server_.catalog.currentDatabase();
+  for (const ProcedureResult::Output& output : outputs) giveOutput(execute, output);
   if (!execute.statusVariable.empty()) {
     frame_.assign(execute.statusVariable, std::int64_t{status}, intType());
+  }
+}
+
+// To the variable that stands for the parameter with the word `output`.
+void ProcedureCalls::giveOutput(const Execute& execute, const ProcedureResult::Output& output) {
+  for (std::size_t i = 0; i < execute.arguments.size(); ++i) {
+    const ExecuteArgument& argument = execute.arguments[i];
+    const bool isMeant =
+        argument.name.empty() ? i == output.position : argument.name == output.name;
+    if (!isMeant || !argument.output || !argument.value) continue;
+    const auto* target = as<tsql::Variable>(*argument.value);
+    if (target == nullptr) continue;
+    const Cell value = output.value ? Cell(*output.value) : Cell();
+    constexpr int kLongest = 1024;
+    frame_.assign(target->name, value, declaredType(TypeKind::Varchar, kLongest, {}, true));
   }
 }
 

@@ -23,6 +23,7 @@ class ProcedureCalls {
 
  private:
   using Arguments = std::vector<const tsql::ExecuteArgument*>;
+  void giveOutput(const tsql::Execute& execute, const ProcedureResult::Output& output);
   void callStored(const tsql::Execute& execute, const std::string& database,
                   const ObjectInfo& procedure, Outcome& outcome);
   struct Called {

@@ -41,7 +41,7 @@ bool Reporter::tell(const tsql::Statement& statement, const ServerError& error) 
   if (isArithmetic(error) && session_.options.arithAbort && mayUndo) {
     frame_.giveBackStatements();
     rollBackFirings(session_);
-    session_.temporaries.forgetLost();
+    session_.temporaries.followRollback();
     frame_.server().namesChanged();
   }
   Notice notice{error.toMessage(), error.line == 0 ? lineOf(statement) : error.line};

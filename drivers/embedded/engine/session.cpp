@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "drivers/embedded/engine/batch.h"
+#include "drivers/embedded/engine/temporary_records.h"
 
 namespace kelvane::embedded {
 
@@ -22,6 +23,8 @@ Session::Session(Server& server)
 Session::~Session() {
   server.transaction.endRows();
   transactions.rollBack();
+  temporaries.followRollback();
+  temporaries.each([&](const TemporaryTable& table) { hideTemporary(server.catalog, table.id); });
   server.catalog.removeTemporaryProcedures(temporaryProcedures);
   server.namesChanged();
 }
@@ -45,7 +48,7 @@ std::string Session::login() const {
 
 void Session::acceptRollBack() {
   transactions.rollBack();
-  temporaries.forgetLost();
+  temporaries.followRollback();
   server.namesChanged();
   server.transaction.beginBatch();
 }

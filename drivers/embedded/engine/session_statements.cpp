@@ -124,13 +124,13 @@ void SessionStatements::setRowCount(const std::string& value) {
 
 bool SessionStatements::transact(const Transaction& transaction) {
   Transactions& transactions = session_.transactions;
-  const bool ends = transaction.action == TransactionAction::Commit ||
-                    transaction.action == TransactionAction::Rollback;
-  if (ends && transactions.depth() == 0 && session_.firing == nullptr) return false;
   const bool isVariable = transaction.name.starts_with('@');
   const std::string name = isVariable
                                ? Frame::textOf(frame_.variable(transaction.name, frame_.line()))
                                : transaction.name;
+  const bool ends = transaction.action == TransactionAction::Commit ||
+                    transaction.action == TransactionAction::Rollback;
+  if (ends && transactions.depth() == 0 && session_.firing == nullptr) return false;
   switch (transaction.action) {
     case TransactionAction::Begin:
       transactions.begin(name);
@@ -164,7 +164,7 @@ void SessionStatements::rollBack(const std::string& name) {
     throw ServerError(message::noSuchSavepoint, frame_.line(), name);
   }
   if (found == Transactions::Found::No) rollBackFirings(session_);
-  session_.temporaries.forgetLost();
+  session_.temporaries.followRollback();
   server_.namesChanged();
 }
 

@@ -48,6 +48,51 @@ bool touchesRows(const tsql::Statement& statement) {
                     statement.node);
 }
 
+namespace {
+
+std::string_view dropName(const Drop& drop) {
+  struct Named {
+    DropKind kind;
+    std::string_view name;
+  };
+  static constexpr Named kNames[] = {
+      {DropKind::Table, "DROP TABLE"},         {DropKind::View, "DROP VIEW"},
+      {DropKind::Procedure, "DROP PROCEDURE"}, {DropKind::Function, "DROP FUNCTION"},
+      {DropKind::Trigger, "DROP TRIGGER"},     {DropKind::Rule, "DROP RULE"},
+      {DropKind::Default, "DROP DEFAULT"},     {DropKind::Index, "DROP INDEX"},
+  };
+  const auto isTemporary = [](const ObjectName& name) {
+    return name.name.starts_with('#') || name.owner.starts_with('#');
+  };
+  const auto* found = std::ranges::find(kNames, drop.kind, &Named::kind);
+  if (found == std::end(kNames) || std::ranges::all_of(drop.names, isTemporary)) return {};
+  return found->name;
+}
+
+}  // namespace
+
+std::string_view commandName(const tsql::Statement& statement) {
+  using Name = std::string_view;
+  return std::visit(
+      Overloaded{
+          [](const CreateTable& s) -> Name { return s.name.name[0] == '#' ? "" : "CREATE TABLE"; },
+          [](const AlterTable& s) -> Name { return s.table.name[0] == '#' ? "" : "ALTER TABLE"; },
+          [](const CreateIndex& s) -> Name { return s.table.name[0] == '#' ? "" : "CREATE INDEX"; },
+          [](const CreateView&) -> Name { return "CREATE VIEW"; },
+          [](const CreateProcedure&) -> Name { return "CREATE PROCEDURE"; },
+          [](const CreateFunction&) -> Name { return "CREATE FUNCTION"; },
+          [](const CreateTrigger&) -> Name { return "CREATE TRIGGER"; },
+          [](const CreateRule&) -> Name { return "CREATE RULE"; },
+          [](const CreateDefault&) -> Name { return "CREATE DEFAULT"; },
+          [](const Permission& s) -> Name {
+            return s.action == PermissionAction::Grant ? "GRANT" : "REVOKE";
+          },
+          [](const Drop& s) -> Name { return dropName(s); },
+          [](const auto&) -> Name { return {}; },
+      },
+      statement.node);
+}
+
 std::uint32_t lineOf(const tsql::Statement& statement) {
   return std::visit(Overloaded{
                         [](const CreateView& s) { return s.name.range.line; },

@@ -4,6 +4,7 @@
 
 #include <concepts>
 #include <cstdint>
+#include <string_view>
 
 #include "drivers/embedded/tsql/ast/administration.h"
 #include "drivers/embedded/tsql/ast/objects.h"
@@ -30,6 +31,10 @@ bool isAlreadyGone(const tsql::Statement& statement, const message::Kind& error)
 
 /// Whether it begins a transaction in chained mode.
 bool touchesRows(const tsql::Statement& statement);
+
+/// What messages call a definition that a transaction may hold only where a database allows it;
+/// empty for others, those of temporary tables among them.
+std::string_view commandName(const tsql::Statement& statement);
 
 /// Where to say that something is wrong. A definition with a stored text begins with the batch,
 /// with the comments before it.

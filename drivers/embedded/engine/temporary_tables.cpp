@@ -29,7 +29,7 @@ std::uint64_t DefinitionNumbers::of(const TemporaryTable& table) {
 
 TemporaryTables::~TemporaryTables() {
   // What a rollback takes away needs no dropping.
-  forgetLost();
+  followRollback();
   while (!tables_.empty()) drop(tables_.begin()->first);
   for (const auto& [columns, table] : spare_) store_.execute("DROP TABLE " + table);
 }
@@ -53,6 +53,10 @@ std::string TemporaryTables::storage(const std::string& columns) {
     spare_.erase(spare);
     return table;
   }
+  return newStorage(columns);
+}
+
+std::string TemporaryTables::newStorage(const std::string& columns) {
   std::string table = "temp.s" + std::to_string(session_) + "_" + std::to_string(nextNumber());
   store_.execute("CREATE TABLE " + table + " (" + columns + ")");
   return table;
@@ -65,18 +69,52 @@ TemporaryTable& TemporaryTables::add(TemporaryTable table) {
   return tables_.emplace(std::move(name), std::move(table)).first->second;
 }
 
+TemporaryTable& TemporaryTables::replace(TemporaryTable changed, const Fill& fill) {
+  TemporaryTable& former = tables_.find(changed.name)->second;
+  changed.indexes.clear();
+  changed.droppedIndexes.clear();
+  changed.sqliteTable = newStorage(changed.sqliteColumns);
+  changed.definition = definitions_.of(changed);
+  fill(former, changed);
+  store_.execute("DROP TABLE " + former.sqliteTable);
+  if (transactions_.isOpen()) former_.push_back(former);
+  former = std::move(changed);
+  return former;
+}
+
+void TemporaryTables::restore(TemporaryTable table) {
+  std::erase_if(former_, [&](const TemporaryTable& former) {
+    return former.sqliteTable == table.sqliteTable;
+  });
+  std::string name = table.name;
+  tables_.insert_or_assign(std::move(name), std::move(table));
+}
+
 void TemporaryTables::drop(std::string_view name) {
-  constexpr std::size_t kMostSpares = 8;
   const auto found = tables_.find(name);
   if (found == tables_.end()) return;
-  const TemporaryTable& table = found->second;
+  discard(std::move(found->second));
+  tables_.erase(found);
+}
+
+void TemporaryTables::dropIndex(TemporaryTable& table, std::string_view index) {
+  const auto found = std::ranges::find(table.indexes, index, &TemporaryIndex::name);
+  store_.execute("DROP INDEX " + found->sqliteIndex);
+  if (transactions_.isOpen()) table.droppedIndexes.push_back(std::move(*found));
+  table.indexes.erase(found);
+}
+
+void TemporaryTables::discard(TemporaryTable table) {
+  constexpr std::size_t kMostSpares = 8;
   if (transactions_.isOpen() || !table.indexes.empty() || spare_.size() >= kMostSpares) {
     store_.execute("DROP TABLE " + table.sqliteTable);
   } else {
     store_.execute("DELETE FROM " + table.sqliteTable);
     spare_.emplace(table.sqliteColumns, table.sqliteTable);
   }
-  tables_.erase(found);
+  if (!transactions_.isOpen()) return former_.clear();
+  // The rows of triggers end with them.
+  if (table.id != 0) former_.push_back(std::move(table));
 }
 
 TemporaryTables::Hidden TemporaryTables::hide(std::string_view name) {
@@ -88,14 +126,28 @@ void TemporaryTables::show(Hidden table) {
   if (table) tables_.insert(std::move(table));
 }
 
-void TemporaryTables::forgetLost() {
+bool TemporaryTables::isLost(const std::string& storage) const {
   constexpr std::string_view kSchema = "temp.";
-  const auto isLost = [&](const std::string& table) {
-    return !store_.value<int>("SELECT 1 FROM temp.sqlite_master WHERE name = ?",
-                              table.substr(kSchema.size()));
-  };
+  return !store_.value<int>("SELECT 1 FROM temp.sqlite_master WHERE name = ?",
+                            storage.substr(kSchema.size()));
+}
+
+void TemporaryTables::followRollback() {
   std::erase_if(tables_, [&](const auto& entry) { return isLost(entry.second.sqliteTable); });
+  std::vector<TemporaryTable> stillFormer;
+  for (TemporaryTable& table : former_) {
+    if (isLost(table.sqliteTable)) {
+      if (transactions_.isOpen()) stillFormer.push_back(std::move(table));
+      continue;
+    }
+    std::string name = table.name;
+    tables_.insert_or_assign(std::move(name), std::move(table));
+  }
+  former_ = std::move(stillFormer);
   for (auto& [name, table] : tables_) {
+    for (TemporaryIndex& index : std::exchange(table.droppedIndexes, {})) {
+      table.indexes.push_back(std::move(index));
+    }
     std::erase_if(table.indexes, [&](const auto& index) { return isLost(index.sqliteIndex); });
   }
   std::erase_if(spare_, [&](const auto& entry) { return isLost(entry.second); });

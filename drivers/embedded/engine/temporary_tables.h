@@ -21,12 +21,20 @@
 
 namespace kelvane::embedded {
 
+struct TemporaryKey {
+  std::string column;
+  bool isDescending = false;
+};
+
 struct TemporaryIndex {
   std::string name;
   std::string sqliteIndex;  ///< with its schema, ready for SQL
   std::string violation;    ///< how SQLite's complaint about a duplicate ends
   Differing differing = Differing::keys;
   bool isConstraint = false;
+  bool isUnique = false;
+  bool isClustered = false;
+  std::vector<TemporaryKey> keys;
 };
 
 struct TemporaryTable {
@@ -39,6 +47,8 @@ struct TemporaryTable {
   bool allPages = true;               ///< the lock scheme under which rows of an index must differ
   std::shared_ptr<const RowRules> rules = std::make_shared<const RowRules>();  ///< the checks
   std::vector<TemporaryIndex> indexes;
+  std::vector<TemporaryIndex> droppedIndexes;  ///< that a rollback may bring back
+  int id = 0;                                  ///< in tempdb; 0 for `inserted` and `deleted`
   /// Of all the above but indexes: equal tables of equal numbers are interchangeable.
   std::uint64_t definition = 0;
 };
@@ -72,8 +82,20 @@ class TemporaryTables {
   /// The table gets its storage, which is empty, and its number. None of the name is there.
   TemporaryTable& add(TemporaryTable table);
   void drop(std::string_view name);
-  /// After a rollback: those that it took away.
-  void forgetLost();
+  void dropIndex(TemporaryTable& table, std::string_view index);
+  /// `changed` takes the place of the table of its name, in storage of its own, which
+  /// fill(former, changed) gives its rows. It has no indexes.
+  using Fill = std::function<void(const TemporaryTable& former, const TemporaryTable& changed)>;
+  TemporaryTable& replace(TemporaryTable changed, const Fill& fill);
+  /// Takes a replacement back that a savepoint undoes.
+  void restore(TemporaryTable table);
+  /// After a rollback: those that it took away are gone, those that it brought back are there.
+  void followRollback();
+  /// Calls visit(table) for each, in the order of their names.
+  template <class Visit>
+  void each(Visit visit) const {
+    for (const auto& [name, table] : tables_) visit(table);
+  }
 
   using Hidden = std::map<std::string, TemporaryTable, std::less<>>::node_type;
   /// Nobody finds the table until it is shown again.
@@ -92,12 +114,18 @@ class TemporaryTables {
 
  private:
   std::string storage(const std::string& columns);
+  std::string newStorage(const std::string& columns);
+  void discard(TemporaryTable table);
+  bool isLost(const std::string& storage) const;
 
   Database& store_;
   DefinitionNumbers& definitions_;
   const Transactions& transactions_;
   const int session_;
   std::map<std::string, TemporaryTable, std::less<>> tables_;
+  /// Dropped or changed in the transaction at hand. Storage is never used twice in a transaction,
+  /// so that after a rollback it tells which of them are there again.
+  std::vector<TemporaryTable> former_;
   int lastNumber_ = 0;
   /// Tables without a name, by their columns. The reader's batches make and drop the same tables
   /// again and again; keeping them spares SQLite a change of schema, after which it would have to

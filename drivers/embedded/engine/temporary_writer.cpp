@@ -6,6 +6,8 @@
 
 #include "drivers/embedded/catalog/keys.h"
 #include "drivers/embedded/catalog/writer.h"
+#include "drivers/embedded/engine/temporary_records.h"
+#include "drivers/embedded/engine/translator.h"
 
 namespace kelvane::embedded {
 
@@ -15,50 +17,65 @@ namespace {
 
 constexpr std::size_t kSchemaLength = std::string_view("temp.").size();
 
+void addCheck(TemporaryTable& table, RowRules& rules, const Constraint& constraint, Frame& frame) {
+  const auto* check = std::get_if<CheckConstraint>(&constraint.node);
+  if (check == nullptr) return;
+  table.checks.emplace_back(check->range.in(frame.batch()->text));
+  const SourceText source{table.checks.back(), frame.session().caller.quotedIdentifier};
+  rules.checks.push_back({constraint.name, checkCondition(source)});
+}
+
+}  // namespace
+
 ServerError notKept(const std::string& table, std::string_view what, std::uint32_t line) {
   return {message::noneOfTemporary, line, what, table};
 }
 
-}  // namespace
+ColumnInfo temporaryColumn(const ColumnDefinition& definition,
+                           const std::vector<ColumnInfo>& before, Frame& frame) {
+  ColumnInfo column;
+  column.name = definition.name;
+  if (definition.computed) {
+    const TranslationContext context = frame.context();
+    column.type = withNullability(Translator(context).typeOf(*definition.computed, before),
+                                  definition.nullability != Nullability::NotNull);
+    column.computed = definition.computed->range.in(frame.batch()->text);
+    return column;
+  }
+  Caller caller = frame.session().caller;
+  caller.line = definition.range.line;
+  const ColumnType declared = frame.server().catalog.resolveType(definition.type, caller);
+  const bool nullable = definition.nullability == Nullability::Unspecified
+                            ? declared.nullable
+                            : definition.nullability == Nullability::Null;
+  column.type = withNullability(declared, nullable);
+  column.type.identity = definition.identity;
+  return column;
+}
 
 void TemporaryWriter::create(const CreateTable& statement) {
   TemporaryTable table;
   table.name = statement.name.name;
   std::set<std::string_view> names;
   table.allPages = statement.lockScheme.empty() || statement.lockScheme == "allpages";
+  RowRules rules;
   for (const ColumnDefinition& definition : statement.columns) {
-    Caller caller = session_.caller;
-    caller.line = definition.range.line;
-    if (definition.computed) throw notKept(table.name, "computed columns", caller.line);
-    ColumnInfo column;
-    column.name = definition.name;
     if (!names.insert(definition.name).second) {
-      throw ServerError(message::duplicateColumn, caller.line, column.name, table.name);
+      throw ServerError(message::duplicateColumn, definition.range.line, definition.name,
+                        table.name);
     }
-    const ColumnType declared = server_.catalog.resolveType(definition.type, caller);
-    const bool nullable = definition.nullability == Nullability::Unspecified
-                              ? declared.nullable
-                              : definition.nullability == Nullability::Null;
-    column.type = withNullability(declared, nullable);
-    column.type.identity = definition.identity;
-    table.columns.push_back(column);
+    table.columns.push_back(temporaryColumn(definition, table.columns, frame_));
     table.defaults.push_back(
         definition.defaultClause
             ? std::string(definition.defaultClause->range.in(frame_.batch()->text))
             : "");
+    for (const Constraint& constraint : definition.constraints) {
+      addCheck(table, rules, constraint, frame_);
+    }
   }
-  RowRules rules;
-  const auto addCheck = [&](const Constraint& constraint) {
-    const auto* check = std::get_if<CheckConstraint>(&constraint.node);
-    if (check == nullptr) return;
-    table.checks.emplace_back(check->range.in(frame_.batch()->text));
-    const SourceText source{table.checks.back(), session_.caller.quotedIdentifier};
-    rules.checks.push_back({constraint.name, checkCondition(source)});
-  };
-  for (const ColumnDefinition& column : statement.columns) {
-    std::ranges::for_each(column.constraints, addCheck);
+  for (const Constraint& constraint : statement.constraints) {
+    addCheck(table, rules, constraint, frame_);
   }
-  std::ranges::for_each(statement.constraints, addCheck);
   if (!rules.checks.empty()) table.rules = std::make_shared<const RowRules>(std::move(rules));
 
   TemporaryTable& added = add(std::move(table), statement.name.range.line);
@@ -72,8 +89,18 @@ void TemporaryWriter::create(const CreateTable& statement) {
       addConstraint(added, constraint, nullptr);
     }
   } catch (const ServerError&) {
-    session_.temporaries.drop(statement.name.name);
+    drop(statement.name);
     throw;
+  }
+}
+
+void placeColumns(TemporaryTable& table) {
+  table.sqliteColumns.clear();
+  for (ColumnInfo& column : table.columns) {
+    column.colid = static_cast<int>(&column - table.columns.data()) + 1;
+    column.sqliteColumn = "c" + std::to_string(column.colid);
+    table.sqliteColumns += (table.sqliteColumns.empty() ? "" : ", ") + column.sqliteColumn +
+                           (isCharacter(column.type.kind) ? " TEXT COLLATE RTRIM" : "");
   }
 }
 
@@ -81,19 +108,27 @@ TemporaryTable& TemporaryWriter::add(TemporaryTable table, std::uint32_t line) {
   if (session_.temporaries.find(table.name) != nullptr) {
     throw ServerError(message::objectExists, line, table.name);
   }
-  for (ColumnInfo& column : table.columns) {
-    column.colid = static_cast<int>(&column - table.columns.data()) + 1;
-    column.sqliteColumn = "c" + std::to_string(column.colid);
-    table.sqliteColumns += (table.sqliteColumns.empty() ? "" : ", ") + column.sqliteColumn +
-                           (isCharacter(column.type.kind) ? " TEXT COLLATE RTRIM" : "");
+  placeColumns(table);
+  if (table.id == 0) {
+    table.id = newTemporaryId(server_.catalog, table.name, session_.number);
   }
   TemporaryTable& added = session_.temporaries.add(std::move(table));
+  show(added);
   if (session_.calls.level > 0) own_.push_back(added.name);
   return added;
 }
 
 void TemporaryWriter::dropOwn() {
-  for (const std::string& name : own_) session_.temporaries.drop(name);
+  for (const std::string& name : own_) {
+    const TemporaryTable* table = session_.temporaries.find(name);
+    if (table == nullptr) continue;
+    hideTemporary(server_.catalog, table->id);
+    session_.temporaries.drop(name);
+  }
+}
+
+void TemporaryWriter::show(const TemporaryTable& table) {
+  showTemporary(server_.catalog, table, session_.number);
 }
 
 void TemporaryWriter::addConstraint(TemporaryTable& table, const Constraint& constraint,
@@ -131,22 +166,38 @@ void TemporaryWriter::addIndex(TemporaryTable& table, const Key& key) {
   if (std::ranges::count(table.indexes, key.name, &TemporaryIndex::name) != 0) {
     throw ServerError(message::indexExists, key.line, table.name, key.name);
   }
-  std::vector<ColumnInfo> columns;
+  TemporaryIndex index;
+  index.name = key.name;
   for (const IndexKey& one : key.keys) {
     if (one.expression) throw notKept(table.name, "an index of expressions", key.line);
-    columns.push_back(keyColumn(table.columns, one.column, table.name, key.line));
+    keyColumn(table.columns, one.column, table.name, key.line);
+    index.keys.push_back({one.column, one.order == SortOrder::Descending});
   }
   const bool comparesRows = !key.unique && key.clustered && table.allPages && !has("allow_dup_row");
-  const Differing differing = comparesRows ? Differing::rows : Differing::keys;
-  if (comparesRows) columns = comparedInRows(table.columns);
+  index.differing = comparesRows ? Differing::rows : Differing::keys;
+  index.isConstraint = key.isConstraint;
+  index.isUnique = key.unique;
+  index.isClustered = key.clustered;
+  storeIndex(table, std::move(index), key.line);
+  show(table);
+}
 
+void TemporaryWriter::storeIndex(TemporaryTable& table, TemporaryIndex index, std::uint32_t line) {
+  std::vector<ColumnInfo> columns;
+  if (index.differing == Differing::rows) {
+    columns = comparedInRows(table.columns);
+  } else {
+    for (const TemporaryKey& key : index.keys) {
+      columns.push_back(keyColumn(table.columns, key.column, table.name, line));
+    }
+  }
   const std::string sqliteTable = table.sqliteTable.substr(kSchemaLength);
-  const std::string index = concat(sqliteTable, "_", session_.temporaries.nextNumber());
-  const bool differs = key.unique || comparesRows;
+  const std::string stored = concat(sqliteTable, "_", session_.temporaries.nextNumber());
+  const bool differs = index.isUnique || index.differing == Differing::rows;
   const std::string list = differs ? equalNulls(columns) : columnList(columns);
   std::string violation;
   if (list.find('(') != list.npos) {
-    violation = concat("index '", index, "'");
+    violation = concat("index '", stored, "'");
   } else {
     for (const ColumnInfo& column : columns) {
       violation += concat(violation.empty() ? " " : ", ", sqliteTable, ".", column.sqliteColumn);
@@ -154,13 +205,14 @@ void TemporaryWriter::addIndex(TemporaryTable& table, const Key& key) {
   }
   try {
     server_.catalog.store().execute(concat("CREATE ", differs ? "UNIQUE " : "", "INDEX temp.",
-                                           index, " ON ", sqliteTable, "(", list, ")"));
+                                           stored, " ON ", sqliteTable, "(", list, ")"));
   } catch (const StoreError& error) {
     if (!error.isDuplicateKey()) throw;
-    throw existingDuplicates(differing, table.name, key.line);
+    throw existingDuplicates(index.differing, table.name, line);
   }
-  table.indexes.push_back(
-      {key.name, "temp." + index, differs ? violation : "", differing, key.isConstraint});
+  index.sqliteIndex = "temp." + stored;
+  index.violation = differs ? violation : "";
+  table.indexes.push_back(std::move(index));
 }
 
 void TemporaryWriter::createIndex(const CreateIndex& statement) {
@@ -174,9 +226,11 @@ void TemporaryWriter::createIndex(const CreateIndex& statement) {
 }
 
 void TemporaryWriter::drop(const ObjectName& name) {
-  if (session_.temporaries.find(name.name) == nullptr) {
+  const TemporaryTable* table = session_.temporaries.find(name.name);
+  if (table == nullptr) {
     throw ServerError(message::dropNotFound, name.range.line, "table", name.name);
   }
+  hideTemporary(server_.catalog, table->id);
   session_.temporaries.drop(name.name);
 }
 
@@ -194,8 +248,8 @@ void TemporaryWriter::dropIndex(const ObjectName& name) {
   if (index->isConstraint) {
     throw ServerError(message::indexOfConstraint, name.range.line, shown);
   }
-  server_.catalog.store().execute("DROP INDEX " + index->sqliteIndex);
-  indexes.erase(index);
+  session_.temporaries.dropIndex(*table, name.name);
+  show(*table);
 }
 
 ServerError TemporaryWriter::duplicateKeyError(const StoreError& error, std::uint32_t line) const {

@@ -11,6 +11,15 @@
 
 namespace kelvane::embedded {
 
+/// What the embedded catalog cannot keep of a temporary table.
+tsql::ServerError notKept(const std::string& table, std::string_view what, std::uint32_t line);
+
+/// What a column definition says of a column, but for its place.
+ColumnInfo temporaryColumn(const tsql::ColumnDefinition& definition,
+                           const std::vector<ColumnInfo>& before, Frame& frame);
+/// Their numbers, and where their values are.
+void placeColumns(TemporaryTable& table);
+
 class TemporaryWriter {
  public:
   TemporaryWriter(Frame& frame) : frame_(frame) {}
@@ -18,6 +27,7 @@ class TemporaryWriter {
   void create(const tsql::CreateTable& statement);
   /// With its names and types; the rest of its columns is filled in.
   TemporaryTable& add(TemporaryTable table, std::uint32_t line);
+  void alter(const tsql::AlterTable& statement);
   void createIndex(const tsql::CreateIndex& statement);
   void drop(const tsql::ObjectName& name);
   /// The table's name stands where an owner's would.
@@ -40,7 +50,10 @@ class TemporaryWriter {
   };
   void addConstraint(TemporaryTable& table, const tsql::Constraint& constraint,
                      const tsql::ColumnDefinition* column);
+  void addConstraints(TemporaryTable& table, const tsql::AlterAction& action);
   void addIndex(TemporaryTable& table, const Key& key);
+  void storeIndex(TemporaryTable& table, TemporaryIndex index, std::uint32_t line);
+  void show(const TemporaryTable& table);
 
   Frame& frame_;
   Session& session_{frame_.session()};

@@ -101,6 +101,15 @@ ColumnType Translator::typeOf(const Expr& expression, const ObjectName& table) {
   return value(expression, &scope).type;
 }
 
+ColumnType Translator::typeOf(const Expr& expression, const std::vector<ColumnInfo>& columns) {
+  Source source;
+  source.sqlAlias = newAlias();
+  source.columns = sourceColumns(columns);
+  computeColumns(columns, source);
+  const Scope scope{nullptr, {source}, Clause::Definition};
+  return value(expression, &scope).type;
+}
+
 std::vector<ColumnInfo> Translator::columns(int tableId) const {
   const auto read = [&] { return context_.catalog.columns(tableId); };
   if (context_.tableColumns == nullptr) return read();

@@ -92,6 +92,7 @@ class Translator {
 
   /// The type of an expression over the columns of a table.
   ColumnType typeOf(const tsql::Expr& expression, const tsql::ObjectName& table);
+  ColumnType typeOf(const tsql::Expr& expression, const std::vector<ColumnInfo>& columns);
 
   // For the statements around queries and expressions.
 

@@ -67,7 +67,7 @@ class FiredRows {
       session_.temporaries.show(std::move(outer_[i]));
     }
     // The transaction that those of the trigger around it were made in has been rolled back.
-    if (isInTransaction_ && !session_.transactions.isOpen()) session_.temporaries.forgetLost();
+    if (isInTransaction_ && !session_.transactions.isOpen()) session_.temporaries.followRollback();
   }
   FiredRows(const FiredRows&) = delete;
   FiredRows& operator=(const FiredRows&) = delete;
@@ -169,7 +169,7 @@ std::int64_t TriggerRunner::fire(const Plan& plan, const std::vector<int>& trigg
   }
   const auto undo = [&] {
     savepoint.reset();
-    session_.temporaries.forgetLost();
+    session_.temporaries.followRollback();
   };
   try {
     for (const int trigger : triggers) {
@@ -222,7 +222,7 @@ void TriggerRunner::rollBackTrigger(const std::function<void()>& before) {
 void rollBackFirings(Session& session) {
   for (Firing* one = session.firing; one != nullptr; one = one->outer) one->savepoint.reset();
   session.transactions.rollBack();
-  session.temporaries.forgetLost();
+  session.temporaries.followRollback();
   if (session.firing != nullptr) session.firing->rows.renew();
 }
 

@@ -270,7 +270,9 @@ TEST(Databases, GetOtherNames) {
 
 TEST(Databases, RollbackForgetsNewOnes) {
   Probe probe(kShop);
-  probe.ask("begin tran create database extra create table extra..t (a int) rollback");
+  probe.ask(
+      "begin tran create database extra exec sp_dboption extra, 'ddl in tran', true"
+      " create table extra..t (a int) rollback");
   EXPECT_EQ(probe.refusal("select * from extra..t").substr(0, 4), "911:");
   probe.ask("create database extra");
   EXPECT_EQ(probe.rows("select count(*) from extra..sysobjects where type = 'U'"), "0\n");
@@ -367,6 +369,48 @@ TEST(Databases, AnIndexIsThatOfTheGivenOwner) {
                        "o.uid), index_colorder(o.name, i.indid, 2, o.uid) from sysindexes i, "
                        "sysobjects o where o.id = i.id and i.name = 'i' order by o.uid"),
             "a | - | -\nz | y | DESC\n");
+}
+
+// Only of databases that a script makes is it known which options they have.
+TEST(Databases, DefinitionsInTransactionsAreAnOption) {
+  struct Case {
+    const char* script;
+    std::vector<std::string> refusals;
+  };
+  const std::string refused =
+      " command is not allowed within a multi-statement transaction in the 'shop' database.";
+  for (const Case& one : std::vector<Case>{
+           {"create database shop\ngo\nuse shop\ngo\nbegin tran\ngo\ncreate table t (a int)\ngo\n"
+            "create view v as select 1 as a\ngo\ngrant create table to public\ngo\n"
+            "drop table t\ngo\ncommit\n",
+            {"'CREATE TABLE'", "'CREATE VIEW'", "'GRANT'", "'DROP TABLE'"}},
+           {"create database shop\ngo\nuse shop\ngo\ncreate table t (a int)\ngo\n"
+            "begin tran create table #t (a int) alter table #t add b int null drop table #t "
+            "commit\n",
+            {}},
+           {"create database shop\ngo\nexec sp_dboption shop, 'ddl in tran', true\ngo\n"
+            "use shop\ngo\nbegin tran create table t (a int) commit\n",
+            {}},
+           {"use shop\ngo\nbegin tran create table t (a int) commit\n", {}},
+       }) {
+    EmbeddedCatalog catalog;
+    LoadOptions options;
+    options.stopAtFirstError = false;
+    const LoadReport report = loadScript(catalog, "a.sql", one.script, options);
+    ASSERT_EQ(report.errors.size(), one.refusals.size()) << one.script;
+    for (std::size_t i = 0; i < one.refusals.size(); ++i) {
+      EXPECT_EQ(report.errors[i].number, 2762);
+      EXPECT_EQ(report.errors[i].text, "The " + one.refusals[i] + refused);
+    }
+  }
+}
+
+TEST(Transactions, ANameInAnUnknownVariableIsRefused) {
+  Probe probe;
+  for (const char* statement : {"commit tran @x", "rollback tran @x", "begin tran commit tran @x"})
+    EXPECT_EQ(probe.refusal(statement), "137: Must declare variable '@x'.\n") << statement;
+  EXPECT_EQ(probe.ask("declare @x varchar(9) select @x = 'a' begin tran @x commit tran @x"),
+            "(closed)\n");
 }
 
 }  // namespace

@@ -317,5 +317,31 @@ TEST(InstallProcedure, CachesOfIndexesWithQuotedNames) {
             "i x | c | 16\n");
 }
 
+TEST(InstallProcedure, MessagesAreGivenBack) {
+  Probe probe;
+  probe.ask(
+      "exec sp_addmessage 20001, 'Row %1! is wrong' exec sp_addmessage 20001, 'Zeile %1! falsch',"
+      " german exec sp_addmessage 20002, 'plain'");
+  struct Case {
+    const char* arguments;
+    const char* answer;
+  };
+  for (const Case& one : {
+           Case{"20001, @m output", "0 | Row %1! is wrong\n"},
+           Case{"20001, @m output, german", "0 | Zeile %1! falsch\n"},
+           Case{"20002, @m output, german", "0 | plain\n"},
+           Case{"@result = @m output, @message_num = 20002", "0 | plain\n"},
+           Case{"20002, @m", "0 | before\n"},
+       }) {
+    EXPECT_EQ(probe.rows("declare @m varchar(30), @r int select @m = 'before' exec @r ="
+                         " sp_getmessage " +
+                         std::string(one.arguments) + " select @r, @m"),
+              one.answer)
+        << one.arguments;
+  }
+  EXPECT_EQ(probe.refusal("declare @m varchar(30) exec sp_getmessage 29999, @m output"),
+            "17209: Message number 29999 does not exist.\n");
+}
+
 }  // namespace
 }  // namespace kelvane::embedded

@@ -39,7 +39,7 @@ constexpr DatabaseOption kOptions[] = {
     {"async log service", {0, 0, 1024}},
     {"auto identity", {0, 4, 0}},
     {"dbo use only", {2048, 0, 0}},
-    {"ddl in tran", {512, 0, 0}},
+    {"ddl in tran", {database_status::kDdlInTran, 0, 0}},
     {"deferred table allocation"},
     {"delayed commit", {0, 0, 2048}},
     {"disable alias access", {0, 2048, 0}},

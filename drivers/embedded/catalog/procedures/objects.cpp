@@ -220,6 +220,20 @@ void spAddmessage(ProcedureRun& run) {
   run.print(message::messageInserted);
 }
 
+/// The text of the user's message, in the language or without one.
+void spGetmessage(ProcedureRun& run) {
+  constexpr std::size_t kResult = 1;
+  run.give(kResult, std::nullopt);
+  const std::string language = run.text(2);
+  Statement found = run.store().prepare(
+      "SELECT description FROM sysusermessages m WHERE error = ?1 AND (langid IS NULL OR"
+      " langid = (SELECT langid FROM syslanguages WHERE name = ?2))"
+      " ORDER BY langid IS NULL LIMIT 1");
+  found.bindAll(run.text(0), language);
+  if (!found.step()) run.fail(message::messageNotFound, run.text(0));
+  run.result().outputs.front().value = found.text(0);
+}
+
 void spDropmessage(ProcedureRun& run) {
   const bool isAll = tsql::lowerCase(run.text(1)) == "all";
   const int language = isAll ? 0 : languageNumber(run, run.text(1));
@@ -338,6 +352,7 @@ constexpr Procedure kProcedures[] = {
     {"sp_addmessage", "@message_num @message_text @language @with_log @replace", 2, spAddmessage},
     {"sp_addsegment", "@segname @dbname @devname", 1, spAddsegment},
     {"sp_addthreshold", "@dbname @segname @free_space @proc_name", 4, spAddthreshold},
+    {"sp_getmessage", "@message_num @result @language", 2, spGetmessage},
     {"sp_dropmessage", "@message_num @language", 1, spDropmessage},
     {"sp_dropsegment", "@segname @dbname @device", 2, spDropsegment},
     {"sp_dropthreshold", "@dbname @segname @free_space", 3, spDropthreshold},

@@ -115,6 +115,10 @@ std::optional<ProcedureResult> Catalog::callSystemProcedure(const ProcedureCall&
     Savepoint savepoint(store_);
     procedure->run(run);
     savepoint.keep();
+    const std::vector<std::string_view> names = words(procedure->parameters);
+    for (ProcedureResult::Output& output : run.result().outputs) {
+      output.name = names.at(output.position);
+    }
   } catch (const ProcedureFailure& failure) {
     run.result() = {{}, {failure.message}, 1};
   }

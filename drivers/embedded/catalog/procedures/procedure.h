@@ -48,6 +48,11 @@ class ProcedureRun {
     result_.messages.emplace_back(message, arguments...);
   }
 
+  /// The value that an output parameter has at the end.
+  void give(std::size_t position, std::optional<std::string> value) {
+    result_.outputs.push_back({position, {}, std::move(value)});
+  }
+
   /// Says that `what` was accepted but is not kept.
   void ignore(std::string what) { result_.ignored.push_back(std::move(what)); }
 
