@@ -37,6 +37,7 @@ bool concernsAll(const Change& change) {
     case Kind::alias:
     case Kind::group:
     case Kind::role:
+    case Kind::message:
       return !change.isOnlyInSource();
     case Kind::database:
       return std::ranges::any_of(change.parts,

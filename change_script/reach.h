@@ -15,8 +15,8 @@ namespace kelvane::change_script {
 
 /// Tables, views, procedures and functions are concerned if the script names them in whatever
 /// place, or if they use what is concerned; what they need to be created is made too. All other
-/// objects are few, and always made. A change of users, groups, roles or segments concerns
-/// everything, for anything may belong to them.
+/// objects are few, and always made. A change of users, groups, roles, messages or segments
+/// concerns everything, for anything may refer to them.
 class Reach {
  public:
   /// `script` ends `changes` of `target`.
