@@ -214,8 +214,11 @@ class ColumnPlan {
   /// Steps of which nothing is run touch nothing.
   void planColumns() {
     if (identityDrop_ && newIdentity_) planner_.step(*newIdentity_).needs.push_back(*identityDrop_);
-    std::erase_if(steps_.touched,
-                  [&](const auto& one) { return !planner_.step(one.second).isAllowed; });
+    std::erase_if(steps_.touched, [&](const auto& one) {
+      if (planner_.step(one.second).isAllowed) return false;
+      steps_.untouched.insert(one);
+      return true;
+    });
   }
 
   Planner& planner_;

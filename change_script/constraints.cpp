@@ -265,7 +265,7 @@ class PartPlan {
   /// What the source has on a column need not be possible on one that keeps its type.
   void needColumns(std::size_t at, const std::vector<std::string>& columns) {
     for (const std::string& column : columns) {
-      if (columns_.kept.contains(column)) planner_.step(at).isAllowed = false;
+      if (columns_.kept.contains(column)) planner_.forbid(at);
       if (const auto found = columns_.comes.find(column); found != columns_.comes.end())
         planner_.step(at).needs.push_back(found->second);
     }
@@ -273,13 +273,17 @@ class PartPlan {
 
   /// What stands on columns that change is dropped, and made again as it was.
   void planDependents() {
-    if (columns_.touched.empty()) return;
+    if (columns_.touched.empty() && columns_.untouched.empty()) return;
     const auto isTouched = [&](const std::string& column) {
       return columns_.touched.contains(column);
     };
     const auto again = [&](const auto& part, const std::vector<std::string>& columns) {
       for (const std::string& column : columns) {
         if (isTouched(column)) planner_.needEnd(columns_.touched.at(column), {&part});
+        // It would not be done for the sake of this one either.
+        if (const auto found = columns_.untouched.find(column);
+            found != columns_.untouched.end() && changed_.contains(&part))
+          planner_.needEnd(found->second, {&part});
       }
       if (changed_.contains(&part) || std::ranges::none_of(columns, isTouched)) return;
       const std::string difference = "a column of it changes";

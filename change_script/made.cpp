@@ -56,9 +56,9 @@ void Planner::linkMade(const ScriptedObject& object, std::size_t first, const Te
 
 /// What cannot be made is not dropped either.
 void Planner::forbidMade(const ScriptedObject& object, std::size_t first) {
-  for (std::size_t at = first; at < script_.steps.size(); ++at) step(at).isAllowed = false;
+  for (std::size_t at = first; at < script_.steps.size(); ++at) forbid(at);
   if (const auto drop = dropsForMade_.find({object.kind, object.name}); drop != dropsForMade_.end())
-    step(drop->second).isAllowed = false;
+    forbid(drop->second);
 }
 
 Planner::Texts Planner::textsOfMade() const {

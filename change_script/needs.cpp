@@ -2,6 +2,7 @@
 // not allowed takes along what needs it.
 
 #include <algorithm>
+#include <bitset>
 #include <cctype>
 #include <map>
 #include <unordered_set>
@@ -112,7 +113,7 @@ void Planner::needEnds() {
     const auto record = std::ranges::find_if(
         one.records, [&](const void* candidate) { return ends_.contains(candidate); });
     if (record == one.records.end()) {
-      step(one.step).isAllowed = false;
+      forbid(one.step);
       continue;
     }
     for (const std::size_t end : ends_.at(*record)) {
@@ -141,20 +142,35 @@ void Planner::needProvided() {
   }
 }
 
-/// What needs a step that is not allowed is not done either.
+/// What needs a step that is not allowed is not done either, and for the same reasons. Steps may
+/// need each other; each reason reaches each of them once.
 void Planner::forbidWhatNeeds() {
   std::vector<Step>& steps = script_.steps;
+  constexpr std::size_t kImpossible = kDangers.size();
+  std::vector<std::bitset<kDangers.size() + 1>> reasons(steps.size());
   std::vector<std::vector<std::size_t>> neededBy(steps.size());
   std::vector<std::size_t> forbidden;
   for (std::size_t at = 0; at < steps.size(); ++at) {
     for (const std::size_t needed : steps[at].needs) neededBy[needed].push_back(at);
-    if (!steps[at].isAllowed) forbidden.push_back(at);
+    for (const Danger danger : steps[at].missing) reasons[at].set(static_cast<std::size_t>(danger));
+    reasons[at].set(kImpossible, !steps[at].isPossible);
+    if (reasons[at].any()) forbidden.push_back(at);
   }
   while (!forbidden.empty()) {
     const std::size_t needed = forbidden.back();
     forbidden.pop_back();
     for (const std::size_t at : neededBy[needed]) {
-      if (std::exchange(steps[at].isAllowed, false)) forbidden.push_back(at);
+      if (const auto all = reasons[at] | reasons[needed]; std::exchange(reasons[at], all) != all)
+        forbidden.push_back(at);
+    }
+  }
+  for (std::size_t at = 0; at < steps.size(); ++at) {
+    steps[at].isAllowed = reasons[at].none();
+    steps[at].isPossible = !reasons[at].test(kImpossible);
+    steps[at].missing.clear();
+    for (const DangerRow& row : kDangers) {
+      if (reasons[at].test(static_cast<std::size_t>(row.danger)))
+        steps[at].missing.push_back(row.danger);
     }
   }
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <span>
 #include <utility>
 
@@ -93,7 +94,11 @@ void Planner::settle() {
   std::vector<Step> sorted;
   sorted.reserve(steps.size());
   for (const std::size_t at : order) {
-    for (std::size_t& needed : steps[at].needs) needed = places[needed];
+    std::set<std::size_t> needs;
+    for (const std::size_t needed : steps[at].needs) {
+      if (needed != at) needs.insert(places[needed]);
+    }
+    steps[at].needs.assign(needs.begin(), needs.end());
     sorted.push_back(std::move(steps[at]));
   }
   steps = std::move(sorted);

@@ -1,6 +1,7 @@
 #include "change_script/planner.h"
 
 #include <algorithm>
+#include <iterator>
 #include <set>
 #include <utility>
 
@@ -85,7 +86,9 @@ std::size_t Planner::add(Stage stage, std::string difference, std::vector<Batch>
   step.difference = std::move(difference);
   step.batches = std::move(batches);
   for (Batch& batch : step.batches) makeRestartable(batch);
-  step.isAllowed = std::ranges::all_of(dangers, [&](Danger danger) { return takes(danger); });
+  std::ranges::copy_if(dangers, std::back_inserter(step.missing),
+                       [&](Danger danger) { return !takes(danger); });
+  step.isAllowed = step.missing.empty();
   const bool concernsRows =
       std::ranges::any_of(dangers, [](Danger danger) { return rowOf(danger).concernsRows; });
   const bool mustBeEmpty =

@@ -127,6 +127,8 @@ class Planner {
   void check(std::size_t step, Batch batch) { checks_.push_back({step, std::move(batch)}); }
   std::size_t count() const { return script_.steps.size(); }
   Step& step(std::size_t at) { return script_.steps[at]; }
+  /// Whatever the user allows.
+  void forbid(std::size_t at) { step(at).isAllowed = step(at).isPossible = false; }
   void omit(std::string what, std::string reason) {
     script_.omissions.push_back({std::move(what), std::move(reason)});
   }

@@ -100,6 +100,9 @@ struct Step {
   std::optional<std::int64_t> rows = {};  ///< that it concerns at most, where they were counted
   std::vector<std::size_t> needs = {};    ///< other steps, by their position
   bool isAllowed = true;                  ///< so is all that it needs
+  /// Those that the user would have to allow: its own, and those of all that it needs.
+  std::vector<Danger> missing = {};
+  bool isPossible = true;  ///< false: no class that is allowed helps, here or in what it needs
 
   /// Takes over what another step ends, but for its first batch.
   void absorb(Step other);

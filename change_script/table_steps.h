@@ -26,9 +26,10 @@ struct TablePair {
 
 /// Steps for columns, by their names.
 struct ColumnSteps {
-  std::map<std::string, std::size_t> touched;  ///< change or drop one, and are done
-  std::map<std::string, std::size_t> comes;    ///< make one, or make it what it is in the source
-  std::set<std::string> kept;                  ///< of another type, for which there is no step
+  std::map<std::string, std::size_t> touched;    ///< change or drop one, and are done
+  std::map<std::string, std::size_t> untouched;  ///< would change or drop one, and are not done
+  std::map<std::string, std::size_t> comes;      ///< make one, or make it what it is in the source
+  std::set<std::string> kept;                    ///< of another type, for which there is no step
 };
 ColumnSteps planColumns(const TablePair& pair);
 /// Constraints and indexes, and what stands on columns that change.

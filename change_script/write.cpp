@@ -113,12 +113,19 @@ void addSteps(const ChangeScript& script, inventory::Script& all) {
 
 std::string_view headingOf(Stage stage) { return kStages[static_cast<std::size_t>(stage)].heading; }
 
-std::string whyNot(const Step& step) {
+std::string listed(const std::vector<Danger>& dangers) {
   std::string words;
-  for (const Danger danger : step.dangers)
+  for (const Danger danger : dangers)
     words += (words.empty() ? "" : ",") + std::string(rowOf(danger).word);
-  if (words.empty()) return "it needs a step that is not done";
-  words.insert(0, "it needs --allow ");
+  return words;
+}
+
+std::string whyNot(const Step& step) {
+  constexpr std::string_view kImpossible = "a step that cannot be done";
+  std::string words = "it needs ";
+  if (step.missing.empty()) return words.append(kImpossible);
+  words += "--allow " + listed(step.missing);
+  if (!step.isPossible) words.append(" and ").append(kImpossible);
   if (step.rows.value_or(0) > 0)
     words += "; the table has " + std::to_string(*step.rows) + (*step.rows == 1 ? " row" : " rows");
   return words;

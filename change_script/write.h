@@ -27,7 +27,10 @@ void write(const ChangeScript& script, const Head& head, std::ostream& out);
 /// What stands in the script for each of its steps, without the headings of stages.
 std::vector<std::string> writtenSteps(const ChangeScript& script);
 
-/// "needs --allow drop-column", "needs a step that is not done"
+/// "drop-column,narrow", as --allow takes them.
+std::string listed(const std::vector<Danger>& dangers);
+
+/// "it needs --allow drop-column,narrow", "it needs a step that cannot be done"
 std::string whyNot(const Step& step);
 
 }  // namespace kelvane::change_script

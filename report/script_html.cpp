@@ -1,7 +1,6 @@
 #include "report/script_html.h"
 
 #include <algorithm>
-#include <set>
 #include <string_view>
 
 #include "change_script/plan.h"
@@ -47,7 +46,7 @@ void writeStep(const ChangeScript& script, const Step& step, std::size_t stage,
     json.member("why", change_script::whyNot(step));
     json.key("needs");
     json.beginArray();
-    for (const std::size_t needed : std::set(step.needs.begin(), step.needs.end())) {
+    for (const std::size_t needed : step.needs) {
       if (!script.steps[needed].isAllowed) json.value(needed);
     }
     json.endArray();

@@ -23,14 +23,17 @@ std::optional<inventory::TargetRelease> releaseFor(const inventory::Server& serv
   return server.embedded && server.version.empty() ? std::nullopt : inventory::releaseOf(server);
 }
 
-// "3 steps in 2 tables and 1 view, 1 of them copies the data of a table; 1 step not done"
+// "3 steps in 2 tables, 1 view; 1 copies the data of a table; 1 step not done (--allow narrow)"
 std::string counted(const change_script::ChangeScript& script) {
-  std::size_t done = 0, copying = 0, left = 0;
+  std::size_t done = 0, copying = 0, left = 0, missing = 0;
+  std::set<change_script::Danger> classes;
   std::map<inventory::Kind, std::set<std::string>> objects;
   for (const change_script::Step& step : script.steps) {
     if (step.stage == change_script::Stage::checks) continue;
     if (!step.isAllowed) {
       ++left;
+      missing += step.missing.empty() ? 0 : 1;
+      classes.insert(step.missing.begin(), step.missing.end());
       continue;
     }
     ++done;
@@ -49,6 +52,10 @@ std::string counted(const change_script::ChangeScript& script) {
             " the data of a table";
   }
   if (left > 0) text += "; " + cli::counted(left, "step") + " not done";
+  if (missing > 0) {
+    text += " (--allow " + change_script::listed({classes.begin(), classes.end()});
+    text += missing == left ? ")" : " for " + std::to_string(missing) + " of them)";
+  }
   return text;
 }
 
@@ -108,6 +115,7 @@ void writeStep(const change_script::Step& step, JsonWriter& out) {
   out.member("object", std::string_view(step.object));
   out.member("difference", std::string_view(step.difference));
   out.member("classes", wordsOf(step.dangers));
+  out.member("missing", wordsOf(step.missing));
   out.member("done", step.isAllowed);
   if (!step.isAllowed) out.member("reason", std::string_view(whyNot(step)));
   out.member("copiesData", step.copiesData);
@@ -254,9 +262,11 @@ void ChangeScriptOutput::complain(const Console& console) const {
   for (const std::string& line : obstacles_) console.complain(line);
   for (const inventory::Omission& one : script_.omissions)
     console.complain("left out: " + one.what + ": " + one.reason);
+  std::set<std::string> said;
   for (const change_script::Step& step : script_.steps) {
-    if (!step.isAllowed && !step.dangers.empty())
-      console.complain("not done: " + step.difference + ": " + whyNot(step));
+    if (step.isAllowed || (step.dangers.empty() && step.isPossible)) continue;
+    std::string line = "not done: " + step.difference + ": " + whyNot(step);
+    if (said.insert(line).second) console.complain(line);
   }
   if (isAllDone()) return;
   for (const std::string& hint : hintsFor(comparison_))

@@ -101,6 +101,7 @@ class Faults {
       addRestart();
     }
     addRows(isStopped);
+    addMissing();
     return std::move(faults_);
   }
 
@@ -150,6 +151,20 @@ class Faults {
       if (!step.isAllowed || step.stage == Stage::checks) continue;
       if (step.kind == Kind::view && isSomethingNotDone()) continue;
       add("second", step.difference);
+    }
+  }
+
+  /// Who allows all that is missing gets all but what is impossible.
+  void addMissing() {
+    std::string words = trial_.allow;
+    for (const Step& step : script_.steps) words += "," + listed(step.missing);
+    if (words.find_first_not_of(',') == std::string::npos || trial_.allow == "all") return;
+    const ChangeScript more =
+        plan(source_, target_, inventory::compare(source_, target_, everything()),
+             optionsFor(trial_.release, words));
+    for (const Step& step : more.steps) {
+      if (!step.isAllowed && step.isPossible)
+        add("still missing", listed(step.missing) + ": " + step.difference);
     }
   }
 

@@ -174,6 +174,25 @@ TEST_P(EachStep, IsDoneWhereItIsAllowed) {
   }
 }
 
+// Those of what it needs too: who follows the reasons has to do so once.
+TEST(ChangeScript, NamesEveryClassThatIsMissing) {
+  const Database source =
+      inventory::databaseOf("create table t (k int not null, b int null)\ngo\n", Release::ase15);
+  const Database target = inventory::databaseOf(
+      "create table t (k int null, a int null, b int null)\ngo\ncreate index i on t (k)\ngo\n",
+      Release::ase15);
+  const Trial trial = tried(source, target, Release::ase15, "");
+  const auto of = [&](std::string_view part) {
+    const auto step = std::ranges::find_if(trial.script.steps, [&](const Step& one) {
+      return one.difference.find(part) != std::string::npos && !one.isAllowed;
+    });
+    return step == trial.script.steps.end() ? std::string("none") : whyNot(*step);
+  };
+  EXPECT_EQ(of("column a"), "it needs --allow drop-column") << trial.text;
+  EXPECT_EQ(of("column k"), "it needs --allow drop-object,null-to-not-null") << trial.text;
+  EXPECT_EQ(of("index i"), "it needs --allow drop-object") << trial.text;
+}
+
 // A text that cannot be written is no reason to drop what is there.
 TEST(ChangeScript, DropsNothingThatCannotBeMade) {
   const embedded::Probe hidden("create procedure p as select 1\ngo\nexec sp_hidetext p\n");

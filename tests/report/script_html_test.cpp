@@ -60,10 +60,10 @@ TEST(ScriptHtml, ADifferenceHasTheStepsThatEndIt) {
   script.steps.insert(script.steps.begin(), script.steps[0]);
   script.steps[0].stage = Stage::checks;
   script.steps[1].isAllowed = false;
-  script.steps[1].dangers = {change_script::Danger::narrow};
+  script.steps[1].dangers = script.steps[1].missing = {change_script::Danger::narrow};
   script.steps[1].rows = 3;
   script.steps[3].isAllowed = false;
-  script.steps[3].needs = {2, 1, 1};
+  script.steps[3].needs = {1, 2};
   script.omissions = {{part(2), "nobody knows how"}, {"table dbo.t: column order", "it stays"}};
   const json data = dataOf(changes, &script);
 
