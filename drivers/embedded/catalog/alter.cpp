@@ -81,6 +81,7 @@ class TableChange {
   void fillAddedColumn(const tsql::ColumnDefinition& definition, const ColumnInfo& column);
   void requireUnused(const ColumnInfo& column);
   void closeGap(int gone);
+  void modifyComputed(const tsql::ModifyColumn& action, const ColumnInfo& column);
   void convertRows(const ColumnInfo& column, const ColumnType& to);
 
   CatalogWriter& writer_;
@@ -319,6 +320,7 @@ void TableChange::operator()(const tsql::DropConstraint& action) {
 
 void TableChange::operator()(const tsql::ModifyColumn& action) {
   const ColumnInfo column = requireColumn(action.column.name);
+  if (!column.computed.empty() || action.column.computed) return modifyComputed(action, column);
   ColumnType to = column.type;
   storage_.applyColumn(table_, column.name, action.column.storage);
   const bool saysNothing = action.column.nullability == tsql::Nullability::Unspecified;
@@ -358,6 +360,24 @@ void TableChange::operator()(const tsql::ModifyColumn& action) {
   });
   tables_.layOut(table_);
   tables_.indexes().updateTextChain(table_);
+}
+
+void TableChange::modifyComputed(const tsql::ModifyColumn& action, const ColumnInfo& column) {
+  const tsql::ColumnDefinition& to = action.column;
+  if (column.computed.empty() || !to.type.name.empty()) {
+    writer_.fail(message::computedOrNot, column.name, table_.name);
+  }
+  if (to.computed) tables_.replaceComputed(name_, table_, to);
+  const bool isNull = to.nullability == tsql::Nullability::Null;
+  const bool changesNulls = to.nullability != tsql::Nullability::Unspecified;
+  records_.changeColumn(table_.id, column.colid, [&](SysColumn& row) {
+    if (to.materialized) {
+      row.status2 = (*row.status2 & ~column_status2::kMaterialized) |
+                    (*to.materialized ? column_status2::kMaterialized : 0);
+    }
+    if (changesNulls) row.status = isNull ? column_status::kNullable : 0;
+  });
+  tables_.layOut(table_);
 }
 
 void TableChange::convertRows(const ColumnInfo& column, const ColumnType& to) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "drivers/embedded/catalog/granular_privileges.h"
 #include "drivers/embedded/catalog/role_writer.h"
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/tsql/ast/permissions.h"
@@ -89,6 +90,13 @@ template <class Entry, std::size_t n>
 const Entry* find(const Entry (&table)[n], std::string_view name) {
   const auto* found = std::ranges::find(table, properName(name), &Entry::name);
   return found == std::end(table) ? nullptr : found;
+}
+
+std::optional<int> granularAction(std::string_view name) {
+  const auto names = granularPrivileges();
+  const auto found = std::ranges::lower_bound(names, name);
+  if (found == names.end() || *found != name) return std::nullopt;
+  return kFirstGranularAction + static_cast<int>(found - names.begin());
 }
 
 unsigned objectsOf(std::string_view type) {
@@ -230,6 +238,11 @@ std::vector<PermissionWriter::Right> PermissionWriter::commandRights(
   }
   const Action* command = find(kCommands, privilege.name);
   if (command == nullptr) command = find(kTableCommands, privilege.name);
+  const bool isGranular = writer_.catalog().options().has(Release::ase15);
+  if (const auto action = granularAction(privilege.name);
+      command == nullptr && action && isGranular) {
+    return {{0, *action, {}}};
+  }
   if (command == nullptr || !writer_.catalog().options().has(command->since)) {
     writer_.fail(message::unknownPrivilege, privilege.name);
   }
@@ -257,6 +270,11 @@ std::vector<PermissionWriter::Right> PermissionWriter::objectRights(
   if (const Action* command = find(kTableCommands, privilege.name)) {
     rights.push_back({object.id, command->action, {}});
     return rights;
+  }
+  const bool isIdentity = privilege.name.starts_with("identity_");
+  if (const auto number = granularAction(privilege.name);
+      isIdentity && number && kind == kOnTables && columns.empty()) {
+    return {{object.id, *number, {}}};
   }
   const ObjectAction* action = find(kObjectActions, privilege.name);
   const bool fits = action != nullptr && (action->objects & kind) != 0;

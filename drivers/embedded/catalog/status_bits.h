@@ -24,6 +24,11 @@ inline constexpr int kGeneratedName = 8;
 inline constexpr int kPlacement = 512;  ///< clustered, of a data-only-locked table
 }  // namespace index_status2
 
+namespace column_status2 {
+inline constexpr int kComputed = 0x10;
+inline constexpr int kMaterialized = 0x20;
+}  // namespace column_status2
+
 namespace table_status2 {
 inline constexpr int kReferenced = 1;
 inline constexpr int kForeignKey = 2;

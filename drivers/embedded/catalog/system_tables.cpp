@@ -5,6 +5,7 @@
 #include <chrono>
 #include <string>
 
+#include "drivers/embedded/catalog/granular_privileges.h"
 #include "drivers/embedded/catalog/status_bits.h"
 #include "drivers/embedded/catalog/writer.h"
 
@@ -399,6 +400,10 @@ void fillMaster(Database& store, const CatalogOptions& options) {
   store.execute(concat(kInternalTables, noRowsDefinition(), kFixedRows));
   if (options.allowNullsByDefault) {
     store.run("UPDATE sysdatabases SET status = status | ?", database_status::kAllowNulls);
+  }
+  int action = kFirstGranularAction;
+  for (const std::string_view name : granularPrivileges()) {
+    store.run("INSERT INTO spt_values(name, number, type) VALUES (?, ?, 'GP')", name, action++);
   }
   int role = 0;
   for (const std::string_view name : kSystemRoles) {

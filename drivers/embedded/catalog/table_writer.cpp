@@ -90,9 +90,10 @@ void TableWriter::addColumn(const ObjectInfo& table, const tsql::ColumnDefinitio
   }
   const int colid = insertColumn(table, definition.name, type);
   if (computedId != 0) {
-    constexpr int kComputed = 0x10, kMaterialized = 0x20;
     records_.changeColumn(table.id, colid, [&](SysColumn& column) {
-      column.status2 = kComputed | (definition.materialized ? kMaterialized : 0);
+      column.status2 =
+          column_status2::kComputed |
+          (definition.materialized.value_or(false) ? column_status2::kMaterialized : 0);
     });
     records_.constraints.insert({.colid = colid,
                                  .constrid = computedId,
@@ -120,6 +121,14 @@ void TableWriter::typeComputed(const tsql::ObjectName& table, int tableId,
     column.computedcol = computedId;
     setType(column, type);
   });
+}
+
+void TableWriter::replaceComputed(const tsql::ObjectName& name, const ObjectInfo& table,
+                                  const tsql::ColumnDefinition& definition) {
+  const int computed = records_.column(table.id, definition.name)->computedcol.value();
+  records_.comments.eraseAll<&SysComment::id>(computed);
+  writer_.saveText(computed, 0, definition.computed->range.in(text_));
+  typeComputed(name, table.id, definition);
 }
 
 int TableWriter::insertColumn(const ObjectInfo& table, std::string_view name,

@@ -28,6 +28,9 @@ class TableWriter {
   /// Gives a computed column the type of its expression, once all columns are there.
   void typeComputed(const tsql::ObjectName& table, int tableId,
                     const tsql::ColumnDefinition& definition);
+  /// Another expression, with its type, for a computed column.
+  void replaceComputed(const tsql::ObjectName& name, const ObjectInfo& table,
+                       const tsql::ColumnDefinition& definition);
   void addColumn(const ObjectInfo& table, std::string_view name, const ColumnType& type);
 
   static void setType(SysColumn& column, const ColumnType& type);

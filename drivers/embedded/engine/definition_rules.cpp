@@ -76,7 +76,7 @@ void requireConstant(const Expr& value, std::string_view statement, std::uint32_
 // A computed column is computed when it is read, which is what the server does unless it is
 // materialized; then only an expression without side conditions gives the same.
 void requireSteady(const ColumnDefinition& column) {
-  if (!column.computed || !column.materialized) return;
+  if (!column.computed || !column.materialized.value_or(false)) return;
   const bool changes = anyWithin(*column.computed, [](const Expr& part) {
     const auto* call = as<Call>(part);
     return as<GlobalVariable>(part) != nullptr ||
@@ -143,6 +143,9 @@ void requireLegal(const AlterTable& table, std::uint32_t line) {
   constexpr std::string_view kStatement = "ALTER TABLE";
   for (const AlterAction& action : table.actions) {
     if (const auto* add = std::get_if<AddColumn>(&action)) requireLegal(add->column, kStatement);
+    if (const auto* modify = std::get_if<ModifyColumn>(&action)) {
+      requireLegal(modify->column, kStatement);
+    }
     if (const auto* replace = std::get_if<ReplaceDefault>(&action)) {
       requireConstant(*replace->value.value, kStatement, line);
     }

@@ -60,6 +60,7 @@ void Definitions::keepWithoutColumns(const CreateView& view, std::string_view te
 }
 
 void Definitions::permission(const Permission& statement, std::string_view text) {
+  if (statement.isBuiltin) return reporter_.ignored("a permission on the builtin function");
   const auto isVariable = [](const std::string& name) { return name.starts_with('@'); };
   if (std::ranges::none_of(statement.grantees, isVariable)) {
     return server_.catalog.permission(statement, text, session_.caller);
@@ -108,7 +109,9 @@ std::string databaseNamed(const tsql::Statement& statement) {
   return std::visit(Overloaded{[](const CreateTable& s) { return s.name.database; },
                                [](const AlterTable& s) { return s.table.database; },
                                [](const CreateIndex& s) { return s.table.database; },
-                               [](const Permission& s) { return s.object.database; },
+                               [](const Permission& s) {
+                                 return s.database.empty() ? s.object.database : s.database;
+                               },
                                [](const auto&) { return std::string(); }},
                     statement.node);
 }

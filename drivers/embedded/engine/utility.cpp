@@ -34,6 +34,7 @@ constexpr UtilityRule kUtilities[] = {
     {"create thread pool", Effect::None},
     {"dbcc", Effect::None},
     {"deallocate locator", Effect::None},
+    {"default permissions on system tables", Effect::None},
     {"delete statistics", Effect::None},
     {"disk", Effect::None},
     {"drop login profile", Effect::None},

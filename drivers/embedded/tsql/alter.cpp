@@ -171,7 +171,8 @@ void Parser::addActions(AlterTable& table) {
 // Where `modify` names no type.
 bool Parser::atColumnClause() const {
   static constexpr std::string_view kWords[] = {
-      "null", "not", "in", "off", "encrypt", "decrypt", "decrypt_default", "compressed", "default"};
+      "null",       "not",     "in",          "off", "encrypt", "decrypt", "decrypt_default",
+      "compressed", "default", "materialized"};
   return std::ranges::any_of(kWords, [&](std::string_view word) { return at(word); });
 }
 
@@ -180,7 +181,13 @@ void Parser::modifyActions(AlterTable& table) {
     const Token& first = peek();
     ColumnDefinition column;
     column.name = name();
-    if (!atColumnClause()) column.type = dataType();
+    if (at("as") || at("compute")) {
+      since(15);
+      take();
+      column.computed = expression();
+    } else if (!atColumnClause()) {
+      column.type = dataType();
+    }
     while (columnClause(column)) {
     }
     column.range = from(first);

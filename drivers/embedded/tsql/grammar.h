@@ -230,6 +230,8 @@ class Parser : private TokenReader {
   void privilegesOrRoles(Permission& permission);
   void predicate(Permission& permission);
   Privilege privilege();
+  void dbccPlace(Permission& permission);
+  StatementNode defaultPermissions();
   void grantees(Permission& permission);
   void grantedBy(Permission& permission);
 

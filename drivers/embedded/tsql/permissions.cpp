@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "drivers/embedded/tsql/grammar.h"
 #include "drivers/embedded/tsql/words.h"
 
@@ -22,8 +24,23 @@ void Parser::privilegesOrRoles(Permission& permission) {
   }
   commaList([&] { permission.privileges.push_back(privilege()); });
   if (!accept("on")) return;
+  const auto isDbcc = [](const Privilege& one) { return one.name.starts_with("dbcc "); };
+  if (std::ranges::all_of(permission.privileges, isDbcc)) return dbccPlace(permission);
+  if (at("builtin") && atName(1)) {
+    take();
+    permission.isBuiltin = true;
+  }
   permission.object = objectName();
   if (atSymbol("(")) permission.columns = parenthesizedNames();
+}
+
+// `on all` or `on d`
+void Parser::dbccPlace(Permission& permission) {
+  if (accept("all")) {
+    for (Privilege& privilege : permission.privileges) privilege.name += " any database";
+  } else {
+    permission.database = name();
+  }
 }
 
 void Parser::grantees(Permission& permission) {
@@ -48,8 +65,19 @@ void Parser::predicate(Permission& permission) {
   if (accept("as")) permission.predicateName = name();
 }
 
+// `default permissions on system tables`, which servers grant by themselves
+StatementNode Parser::defaultPermissions() {
+  take();
+  take();
+  expect("on");
+  expect("system");
+  expect("tables");
+  return Utility{"default permissions on system tables"};
+}
+
 StatementNode Parser::grantStatement() {
   expect("grant");
+  if (at("default") && at("permissions", 1)) return defaultPermissions();
   Permission result;
   result.action = PermissionAction::Grant;
   privilegesOrRoles(result);
@@ -67,6 +95,7 @@ StatementNode Parser::grantStatement() {
 
 StatementNode Parser::revokeStatement() {
   expect("revoke");
+  if (at("default") && at("permissions", 1)) return defaultPermissions();
   Permission result;
   result.action = PermissionAction::Revoke;
   if (at("grant") && at("option", 1)) {

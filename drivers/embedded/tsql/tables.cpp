@@ -29,8 +29,9 @@ StatementNode Parser::createTable(bool proxy) {
   if (!proxy || atSymbol("(")) parenthesizedList(element);
   if (!proxy && result.columns.empty()) throw ServerError(message::syntax, previous().line, ")");
   tableTail(result);
-  if (proxy && accept("external")) result.proxyType = wordText();
-  if (proxy && accept("at")) result.remoteObject = nameOrString();
+  if (accept("external")) result.proxyType = wordText();
+  if (accept("at")) result.remoteObject = nameOrString();
+  result.proxy = proxy || !result.remoteObject.empty();
   return result;
 }
 
@@ -153,6 +154,7 @@ bool Parser::columnClause(ColumnDefinition& column) {
   } else if (at("not") && at("materialized", 1)) {
     take();
     take();
+    column.materialized = false;
   } else if (accept("not")) {
     expect("null");
     column.nullability = Nullability::NotNull;

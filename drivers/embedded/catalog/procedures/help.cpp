@@ -159,7 +159,8 @@ void spHelprotect(ProcedureRun& run) {
   if (user && !uid) run.fail(message::noSuchObject);
   run.store().each(
       "SELECT b.name, g.name, CASE p.protecttype WHEN 2 THEN 'Revoke' ELSE 'Grant' END,"
-      " (SELECT v.name FROM spt_values v WHERE v.type = 'T' AND v.number = p.action), o.name,"
+      " (SELECT v.name FROM spt_values v WHERE v.type IN ('T', 'GP') AND v.number = p.action), "
+      "o.name,"
       " p.protecttype = 0, p.id, p.columns FROM sysprotects p JOIN sysusers g ON g.uid = p.uid"
       " LEFT JOIN sysusers b ON b.uid = p.grantor LEFT JOIN sysobjects o ON o.id = p.id"
       " WHERE (?1 = 0 OR p.id = ?1) AND (?2 IS NULL OR p.uid = ?2)"

@@ -21,6 +21,7 @@ struct Permission {
   PermissionAction action;
   std::vector<Privilege> privileges;
   ObjectName object;                     ///< empty for commands and roles
+  std::string database;                  ///< of `grant dbcc checkdb on d`
   std::vector<std::string> columns;      ///< of `on t (a, b)`
   std::vector<std::string> roles;        ///< of `grant role a, b to c`; no privileges then
   std::vector<std::string> grantees;     ///< `@v` for the name in a variable
@@ -29,6 +30,7 @@ struct Permission {
   std::string grantor;                   ///< of `granted by`
   bool grantOption = false;              ///< `with grant option`, or `grant option for` of a revoke
   bool cascade = false;
+  bool isBuiltin = false;  ///< `on builtin f`: the object is a function of the server
 };
 
 }  // namespace kelvane::tsql

@@ -76,7 +76,7 @@ struct ColumnDefinition {
   bool identity = false;
   std::vector<Constraint> constraints;
   ExprPtr computed;  ///< `c as e`, `c compute e`; else null
-  bool materialized = false;
+  std::optional<bool> materialized;
   ColumnStorage storage;
 };
 
