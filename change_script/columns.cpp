@@ -12,6 +12,7 @@ namespace {
 
 using namespace inventory;
 
+constexpr std::string_view kTimestamp = "timestamp";
 constexpr std::string_view kBindDefault = "sp_bindefault", kBindRule = "sp_bindrule";
 
 class ColumnPlan {
@@ -53,7 +54,8 @@ class ColumnPlan {
                            isComputed ? std::vector<Danger>{} : std::vector{Danger::dropColumn});
     planner_.step(at).copiesData = !isComputed || was.materialized;
     planner_.end(&was, at);
-    if (was.type.identity) identityDrop_ = at;
+    if (was.type.identity) identity_.drop = at;
+    if (was.type.type.name == kTimestamp) timestamp_.drop = at;
     steps_.touched[was.name] = at;
   }
 
@@ -82,7 +84,8 @@ class ColumnPlan {
         isComputed ? column.materialized : !column.type.nullable || column.type.identity;
     steps_.comes[column.name] = at;
     planner_.provide(now_.name.name, column.name, at);
-    if (column.type.identity) newIdentity_ = at;
+    if (column.type.identity) identity_.creation = at;
+    if (column.type.type.name == kTimestamp) timestamp_.creation = at;
     Column bare;
     bare.name = column.name;
     planBindings(bare, column, described(change_, &part), at);
@@ -213,7 +216,9 @@ class ColumnPlan {
 
   /// Steps of which nothing is run touch nothing.
   void planColumns() {
-    if (identityDrop_ && newIdentity_) planner_.step(*newIdentity_).needs.push_back(*identityDrop_);
+    for (const OnlyOne& one : {identity_, timestamp_}) {
+      if (one.drop && one.creation) planner_.step(*one.creation).needs.push_back(*one.drop);
+    }
     std::erase_if(steps_.touched, [&](const auto& one) {
       if (planner_.step(one.second).isAllowed) return false;
       steps_.untouched.insert(one);
@@ -226,7 +231,11 @@ class ColumnPlan {
   const Table& now_;
   const Table& old_;
   ColumnSteps steps_;
-  std::optional<std::size_t> identityDrop_, newIdentity_;
+  /// Columns of which a table has one at most.
+  struct OnlyOne {
+    std::optional<std::size_t> drop, creation;
+  };
+  OnlyOne identity_, timestamp_;
 };
 
 }  // namespace
