@@ -84,10 +84,17 @@ class StatementLines {
   StatementLines(std::string_view batch, tsql::ParseOptions options)
       : batch_(batch), options_(options) {}
 
-  // The first line of the statement that `line` belongs to; `line` itself in a batch that is not
-  // understood.
-  std::string firstLineOf(std::uint32_t line) {
+  // The first line of the statement that `line` belongs to, where several are on it of the one with
+  // so many statements left; `line` itself in a batch that is not understood.
+  std::string firstLineOf(std::uint32_t line, std::size_t left) {
     if (!known_) read();
+    if (left != 0 && left <= begins_.size()) {
+      const auto running = begins_.end() - static_cast<std::ptrdiff_t>(left);
+      const bool isBefore = running + 1 == begins_.end() || line <= (running + 1)->line;
+      if (running->line <= line && isBefore) {
+        return withoutPasswords(lineFrom(batch_.substr(running->at)));
+      }
+    }
     const auto after = std::ranges::upper_bound(begins_, line, {}, &Begin::line);
     if (after != begins_.begin()) return withoutPasswords(lineFrom(batch_.substr((after - 1)->at)));
     // The line may hold the password of a statement that began before it.
@@ -143,7 +150,7 @@ class ScriptOutcome final : public Outcome {
     if (!notice.isError() && !listed && notice.withoutColumns.empty()) return;
     const std::uint32_t line = notice.line == 0 ? 1 : notice.line;
     ScriptNote note{std::string(name_), batch_->firstLine + line - 1, notice.message.number,
-                    notice.message.text, lines_->firstLineOf(line)};
+                    notice.message.text, lines_->firstLineOf(line, session_->statementsLeft)};
     if (!notice.withoutColumns.empty()) {
       report_.incomplete.push_back(
           {session_->caller.database, notice.withoutColumns, std::move(note)});

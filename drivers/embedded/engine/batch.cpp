@@ -50,6 +50,8 @@ BatchRun::Flow BatchRun::runList(const StatementList& statements,
     const tsql::Statement& statement = *statements[i];
     const auto* query = std::get_if<SelectStatement>(&statement.node);
     const bool last = i + 1 == statements.size();
+    const bool isTop = &statements == &frame_.batch()->statements;
+    if (isTop && session_.calls.level == 0) session_.statementsLeft = statements.size() - i;
     const bool streams = !isIdle() && !session_.options.formatOnly && stream != nullptr && last &&
                          query != nullptr && query->query->terms.front().select.into.empty() &&
                          query->query->terms.front().select.items.front().variable.empty();
@@ -67,7 +69,7 @@ BatchRun::Flow BatchRun::runList(const StatementList& statements,
       return Flow::Next;
     }
     Flow flow = runStatement(statement);
-    if (&statements == &frame_.batch()->statements) frame_.limitPlans();
+    if (isTop) frame_.limitPlans();
     if (flow == Flow::Goto) {
       const auto label = std::ranges::find_if(statements, [&](const StatementPtr& candidate) {
         const auto* found = std::get_if<Label>(&candidate->node);

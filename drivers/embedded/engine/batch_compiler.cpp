@@ -61,9 +61,12 @@ bool BatchCompiler::compile() {
 }
 
 void BatchCompiler::list(const StatementList& statements) {
-  for (const auto& one : statements) {
-    statement(*one);
-    if (&statements == &frame_.batch()->statements) frame_.limitPlans();
+  const bool isTop = &statements == &frame_.batch()->statements;
+  Session& session = frame_.session();
+  for (std::size_t i = 0; i < statements.size(); ++i) {
+    if (isTop && session.calls.level == 0) session.statementsLeft = statements.size() - i;
+    statement(*statements[i]);
+    if (isTop) frame_.limitPlans();
   }
 }
 

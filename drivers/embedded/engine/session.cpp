@@ -117,6 +117,7 @@ std::shared_ptr<ParsedBatch> Session::parse(std::string_view text, Outcome& outc
 }
 
 std::shared_ptr<ParsedBatch> Session::parseAfterRows(std::string_view text, Outcome& outcome) {
+  statementsLeft = 0;
   const std::size_t done = rowInserts_.run(text, outcome);
   if (done == 0) return parse(text, outcome);
   if (done == text.size()) return nullptr;

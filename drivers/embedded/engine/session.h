@@ -97,6 +97,9 @@ class Session {
   Cursors cursors;
   LastStatement last;
   CallDepth calls;
+  /// How many statements of the batch there are from the one at hand on, outside of all procedures;
+  /// 0 before the first. From the end, because rows may have been inserted without a tree.
+  std::size_t statementsLeft = 0;
   Firing* firing = nullptr;  ///< the innermost
   /// What set_appcontext() keeps, by context and attribute.
   std::map<std::pair<std::string, std::string>, std::string> contexts;

@@ -270,5 +270,32 @@ TEST(Loader, OptionsWhoseWordsAreThoseOfStatements) {
   EXPECT_EQ(loaded("create database temp\n").substr(0, 30), "error a.sql:1: message 156: In");
 }
 
+TEST(Loader, NamesTheStatementThatFailed) {
+  struct Case {
+    const char* script;
+    const char* near;
+  };
+  for (const Case& one : {
+           Case{"create table t (a nil) print 'x' print 'y'",
+                "create table t (a nil) print 'x' print 'y'"},
+           Case{"print 'x' create table t (a nil) print 'y'", "create table t (a nil) print 'y'"},
+           Case{"print 'x' print 'y' create table t (a nil)", "create table t (a nil)"},
+           Case{"print 'x'\nprint 'y' create table t (\n  a nil) print 'z'", "create table t ("},
+           Case{"print 'x' if 1 = 1 begin create table t (a nil) end print 'z'",
+                "if 1 = 1 begin create table t (a nil) end print 'z'"},
+           Case{"create table t (a int)\ngo\ninsert t values (1) insert t values (2) select * from "
+                "nil",
+                "select * from nil"},
+           Case{"create procedure p as select * from nil\ngo\nprint 'x' exec p print 'z'",
+                "exec p print 'z'"},
+           Case{"select a from nil select 1", "select a from nil select 1"},
+       }) {
+    EmbeddedCatalog catalog;
+    const LoadReport report = loadScript(catalog, "a.sql", one.script);
+    ASSERT_EQ(report.errors.size(), 1U) << one.script;
+    EXPECT_EQ(report.errors[0].statement, one.near) << one.script;
+  }
+}
+
 }  // namespace
 }  // namespace kelvane::embedded
