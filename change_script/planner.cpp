@@ -152,6 +152,7 @@ ChangeScript Planner::plan() {
   for (inventory::Writing* writing : {&now_, &old_}) {
     for (Omission& one : writing->take().omissions) script_.omissions.push_back(std::move(one));
   }
+  freeNames();
   needKeys();
   needEnds();
   needProvided();

@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -95,6 +96,8 @@ class Planner {
   inventory::ColumnType storedOld(const inventory::ColumnType& type) const {
     return stored(old_, type);
   }
+  /// Whether the name is that of another kind of object on the other side.
+  bool changesKind(const Change& change) const { return ofOtherKind_.contains(&change); }
   /// Whether either side has an object of this name.
   bool isName(const std::string& owner, const std::string& name) const;
   /// Whether steps with this danger are done for the object that is being planned.
@@ -214,6 +217,7 @@ class Planner {
   void linkMade(const inventory::ScriptedObject& object, std::size_t first, const Texts& texts);
   void planReferencesToDroppedKeys();
   void planReferencesTo(const Table& table, const inventory::ForeignKey& key, std::size_t keyDrop);
+  void freeNames();
   void needKeys();
   void needEnds();
   void needProvided();
@@ -282,6 +286,7 @@ class Planner {
   std::map<std::string, Renamed> renamed_;
   std::unordered_map<const inventory::Column*, FreedColumn> freed_;
   bool hasRemadeTypes_ = false;
+  std::unordered_set<const Change*> ofOtherKind_;
   struct RowCheck {
     std::size_t step;
     Batch batch;

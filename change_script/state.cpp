@@ -124,7 +124,12 @@ std::optional<Batch> stateOfTable(const Planner& planner, const Change& change) 
   const std::string columns = columnsOf(planner, change, *old);
   std::string text;
   if (change.isOnlyInTarget()) {
-    text = id + " is not null and (" + columns + ")";  // it may have gone
+    // It may have gone.
+    const std::string isThere =
+        planner.changesKind(change)
+            ? "exists (select 1 from sysobjects where id = " + id + " and type = 'U')"
+            : id + " is not null";
+    text = isThere + " and (" + columns + ")";
   } else if (const QualifiedName* meanwhile = planner.nameMeanwhile(old->name)) {
     text = id + " is null and " + idOf(*meanwhile) + " is null\n    or " + id +
            " is not null and (" + columns + keptColumns(planner, change, *old) + ")\n    or " +
@@ -195,7 +200,7 @@ std::optional<Batch> stateOfProcedures(const Planner& planner, const Change& cha
 std::optional<Batch> stateOf(const Planner& planner, const Change& change) {
   if (change.kind == Kind::table) return stateOfTable(planner, change);
   // A server keeps a text as it was sent, which is not always what stands in a file.
-  if (planner.target().server.embedded) return std::nullopt;
+  if (planner.target().server.embedded || planner.changesKind(change)) return std::nullopt;
   switch (change.kind) {
     case Kind::view:
       return stateOfRecord<View>(change);
