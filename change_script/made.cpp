@@ -19,8 +19,9 @@ void guardValue(const ScriptedObject& object, Batch& batch) {
           ? batch.isText
           : object.kind == Kind::encryptionKey && batch.text.starts_with("create ");
   if (!isCreation) return;
-  batch.text =
-      "if object_id(" + literal(object.name) + ") is null\n    exec(" + literal(batch.text) + ")";
+  const std::size_t dot = object.name.find('.');
+  batch.text = "if " + idOf({object.name.substr(0, dot), object.name.substr(dot + 1)}) +
+               " is null\n    exec(" + literal(batch.text) + ")";
   batch.isText = false;
 }
 

@@ -51,9 +51,7 @@ Stage stageOf(Phase phase) {
   return Stage::settings;
 }
 
-std::string idOf(const QualifiedName& name) {
-  return "object_id(" + argument({name.owner, name.name}) + ")";
-}
+std::string idOf(const QualifiedName& name) { return inventory::idOf(name.owner, name.name); }
 
 Batch batchOf(const Statement& statement) {
   return {Phase::tables, statement.text(), {}, statement.needsQuotedIdentifier(), false};

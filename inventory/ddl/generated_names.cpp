@@ -8,7 +8,7 @@ namespace {
 constexpr std::string_view kVariable = "@name";
 
 std::string nameOf(const Table& table) { return argument({table.name.owner, table.name.name}); }
-std::string idOf(const Table& table) { return "object_id(" + nameOf(table) + ")"; }
+std::string idOf(const Table& table) { return inventory::idOf(table.name.owner, table.name.name); }
 
 NameInBatch given(const std::string& name) { return {{}, argument({name}), name}; }
 
@@ -50,8 +50,8 @@ NameInBatch nameInBatch(const Table& table, const ForeignKey& key) {
                  ") = " + literal(key.columns[at]);
   }
   if (key.referenced.database.empty()) {
-    condition += "\n    and r.reftabid = object_id(" +
-                 argument({key.referenced.owner, key.referenced.name}) + ")";
+    condition +=
+        "\n    and r.reftabid = " + inventory::idOf(key.referenced.owner, key.referenced.name);
   }
   // Others that say the same have names of their own.
   std::string names;

@@ -78,6 +78,13 @@ std::string argument(const std::vector<std::string>& parts) {
   return literal(all);
 }
 
+std::string idOf(const std::string& owner, const std::string& name) {
+  const std::string whole = argument({owner, name});
+  if (whole.find('"') == std::string::npos) return "object_id(" + whole + ")";
+  return "(select id from sysobjects where name = " + literal(name) + " and uid = user_id(" +
+         literal(owner) + "))";
+}
+
 Statement& Statement::name(std::string_view name) {
   if (!needsQuotes(name)) return *this << name;
   hasQuotes_ = true;

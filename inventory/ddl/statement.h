@@ -19,6 +19,9 @@ std::string literal(std::string_view text);
 /// A name for an argument of a system procedure: 'dbo.my table', 'dbo."a.b"'. Before 15 names with
 /// dots cannot be arguments.
 std::string argument(const std::vector<std::string>& parts);
+/// The id of an object, null where there is none: object_id('dbo.t'). That takes no quoted names
+/// everywhere; an object that needs some is looked up.
+std::string idOf(const std::string& owner, const std::string& name);
 
 /// What a name that needs it stands in: double quotes need quoted_identifier, with which a text in
 /// double quotes would be a name.

@@ -291,8 +291,8 @@ void Writing::rename(Phase phase, const std::string& owner, const std::string& f
 void Writing::renameIfThere(Phase phase, const std::string& owner, const std::string& from,
                             const std::string& to) {
   call(phase,
-       "if object_id(" + argument({owner, from}) + ") is not null\n    exec sp_rename " +
-           argument({from}) + ", " + literal(to),
+       "if " + idOf(owner, from) + " is not null\n    exec sp_rename " + argument({from}) + ", " +
+           literal(to),
        userFor(owner));
 }
 

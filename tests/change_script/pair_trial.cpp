@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <utility>
 
+#include "inventory/ddl/statement.h"
 #include "inventory/shown.h"
 #include "model/text.h"
 
@@ -37,12 +39,17 @@ std::string trimmed(std::string text) {
 /// The rows as lines, in the order of their texts.
 Lines rowsOf(embedded::EmbeddedCatalog& catalog, const inventory::QualifiedName& table,
              const Lines& columns) {
-  std::string list;
-  for (const std::string& column : columns) list += (list.empty() ? "" : ", ") + column;
+  inventory::Statement select("select ", inventory::Quotes::brackets);
+  std::string_view separator;
+  for (const std::string& column : columns) {
+    select << std::exchange(separator, ", ");
+    select.name(column);
+  }
+  select << " from ";
+  select.name(table);
   Lines lines;
   const auto connection = catalog.connect();
-  const auto rows = connection->Open(toUtf16("select " + list + " from " + inventory::shown(table)),
-                                     ado::kClientCursor);
+  const auto rows = connection->Open(toUtf16(select.text()), ado::kClientCursor);
   for (; !rows->EndOfRows(); rows->MoveNext()) {
     std::string line;
     for (std::int32_t at = 0; at < rows->FieldCount(); ++at) {
