@@ -11,7 +11,6 @@ namespace kelvane::change_script {
 namespace {
 
 using ::testing::IsEmpty;
-using ::testing::UnorderedElementsAre;
 
 Database databaseOf(const std::string& script, Release release) {
   embedded::CatalogOptions options;
