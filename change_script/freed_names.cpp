@@ -1,6 +1,9 @@
 // Names that the source has for something else: what has them in the target goes before that comes.
 
+#include <algorithm>
+#include <iterator>
 #include <map>
+#include <type_traits>
 #include <utility>
 
 #include "change_script/changed_records.h"
@@ -71,7 +74,9 @@ void Planner::freeNames() {
     ofOtherKind_.insert(&old);
     const QualifiedName& name = *nameOfTarget(old);
     const NamedKind& row = *rowOfNamed(old.kind);
-    for (const std::size_t end : ends_.at(recordOf(old.target))) {
+    const auto drops = ends_.find(recordOf(old.target));
+    if (drops == ends_.end()) continue;
+    for (const std::size_t end : drops->second) {
       step(end).stage = Stage::dropCompiled;
       if (old.kind != Kind::view) {
         Statement drop("drop " + std::string(row.word) + " ");

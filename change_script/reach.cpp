@@ -11,6 +11,7 @@
 #include "inventory/attributes.h"
 #include "inventory/ddl/former_names.h"
 #include "inventory/ddl/tokens.h"
+#include "inventory/ddl/use_graph.h"
 #include "inventory/shown.h"
 
 namespace kelvane::change_script {
@@ -109,7 +110,7 @@ class Uses {
   }
   /// The objects, all that changes with what it uses, and what has links to any of them.
   std::vector<bool> concernedBy(std::vector<std::size_t> objects) const {
-    const std::vector<bool> users = closure(users_, std::move(objects));
+    const std::vector<bool> users = reachable(users_, std::move(objects));
     std::vector<bool> concerned = users;
     for (std::size_t at = 0; at < users.size(); ++at) {
       if (!users[at]) continue;
@@ -120,23 +121,11 @@ class Uses {
   /// What foreign keys, logical keys and triggers of the object name.
   const std::vector<std::size_t>& linksOf(std::size_t at) const { return links_[at]; }
   std::vector<bool> neededBy(std::vector<std::size_t> objects) const {
-    return closure(needs_, std::move(objects));
+    return reachable(needs_, std::move(objects));
   }
 
  private:
   using Edges = std::vector<std::vector<std::size_t>>;
-
-  static std::vector<bool> closure(const Edges& edges, std::vector<std::size_t> open) {
-    std::vector<bool> isIn(edges.size(), false);
-    while (!open.empty()) {
-      const std::size_t at = open.back();
-      open.pop_back();
-      if (isIn[at]) continue;
-      isIn[at] = true;
-      open.insert(open.end(), edges[at].begin(), edges[at].end());
-    }
-    return isIn;
-  }
 
   /// A name of several words, as one with a blank, is found by the first of them.
   void addName(std::string_view name, std::size_t at) {

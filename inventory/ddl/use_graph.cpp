@@ -43,6 +43,19 @@ void walk(const std::vector<std::vector<std::size_t>>& used, Enter enter, Meet m
 
 }  // namespace
 
+std::vector<bool> reachable(const std::vector<std::vector<std::size_t>>& edges,
+                            std::vector<std::size_t> from) {
+  std::vector<bool> isReached(edges.size(), false);
+  while (!from.empty()) {
+    const std::size_t at = from.back();
+    from.pop_back();
+    if (isReached[at]) continue;
+    isReached[at] = true;
+    from.insert(from.end(), edges[at].begin(), edges[at].end());
+  }
+  return isReached;
+}
+
 std::size_t UseGraph::add(Kind kind, std::string_view owner, std::string_view name) {
   kinds_.push_back(kind);
   used_.emplace_back();
@@ -85,19 +98,6 @@ std::vector<std::size_t> UseGraph::order() const {
       used_, [](std::size_t) {}, [](std::size_t, std::size_t) {},
       [&](std::size_t at, std::size_t) { order.push_back(at); });
   return order;
-}
-
-std::vector<bool> UseGraph::closure(const std::vector<std::size_t>& of) const {
-  std::vector<bool> isIn(used_.size(), false);
-  std::vector<std::size_t> open = of;
-  while (!open.empty()) {
-    const std::size_t at = open.back();
-    open.pop_back();
-    if (isIn[at]) continue;
-    isIn[at] = true;
-    open.insert(open.end(), used_[at].begin(), used_[at].end());
-  }
-  return isIn;
 }
 
 std::size_t UseGraph::find(std::string_view owner, const UsedObject& used) const {

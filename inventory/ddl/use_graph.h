@@ -14,6 +14,10 @@
 
 namespace kelvane::inventory {
 
+/// For each number, whether it is among `from` or the edges lead to it from there.
+std::vector<bool> reachable(const std::vector<std::vector<std::size_t>>& edges,
+                            std::vector<std::size_t> from);
+
 class UseGraph {
  public:
   /// `database`: what texts may call the database that they are in; none where it is not known.
@@ -49,7 +53,9 @@ class UseGraph {
   /// What is used comes first. In a circle it is as it comes.
   std::vector<std::size_t> order() const;
   /// All that some objects use, and they themselves.
-  std::vector<bool> closure(const std::vector<std::size_t>& of) const;
+  std::vector<bool> closure(const std::vector<std::size_t>& of) const {
+    return reachable(used_, of);
+  }
 
  private:
   static constexpr std::size_t kNone = std::string::npos;
