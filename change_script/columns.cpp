@@ -78,6 +78,9 @@ class ColumnPlan {
     if (needsValue) {
       Statement replace = alter(old_);
       (replace << " replace ").name(column.name) << " default null";
+      // It may be bound where the script is started again.
+      if (const QualifiedName& bound = column.defaultValue->bound; bound != QualifiedName{})
+        planner_.step(at).batches.push_back(unboundFrom(old_, column.name, true, bound));
       planner_.step(at).batches.push_back(batchOf(replace));
     }
     planner_.step(at).copiesData =

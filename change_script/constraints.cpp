@@ -111,7 +111,7 @@ class PartPlan {
     const std::size_t at = planner_.add(
         Stage::dropIndexes, difference,
         {dropped(old_, key, constraintIndexOf(old_, key.name.name))}, std::move(dangers));
-    if (planner_.step(at).isAllowed) planner_.dropKey(old_, key, at);
+    if (planner_.step(at).isAllowed) planner_.dropKey(old_, key, &now_, at);
     planner_.end(&key, at);
     drops_.push_back({key.name.name, key.primary, key.clustered, at});
     return at;

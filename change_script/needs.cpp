@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <bitset>
 #include <cctype>
+#include <cstdint>
 #include <map>
 #include <unordered_set>
 #include <utility>
@@ -64,6 +65,17 @@ void Planner::addKey(const Table& table, const IndexStorage& key, std::size_t st
   keys_.insert_or_assign({keyOf(table.name.owner, table.name.name), std::move(columns)}, step);
 }
 
+/// Where the script is started again, what it made by the same name is dropped.
+void Planner::dropKey(const Table& table, const KeyConstraint& key, const Table* now,
+                      std::size_t step) {
+  const KeyConstraint* namesake = nullptr;
+  if (now != nullptr && !key.name.generated) {
+    const auto found = std::ranges::find(now->keys, key.name, &KeyConstraint::name);
+    if (found != now->keys.end()) namesake = &*found;
+  }
+  droppedKeys_.push_back({&table, &key, namesake, step});
+}
+
 void Planner::needKeys() {
   for (const Reference& one : references_) {
     const auto& [database, owner, name] = one.key->referenced;
@@ -78,19 +90,22 @@ void Planner::planReferencesToDroppedKeys() {
   std::map<std::string, std::vector<DroppedKey>> dropped;
   for (const DroppedKey& one : droppedKeys_)
     dropped[keyOf(one.table->name.owner, one.table->name.name)].push_back(one);
-  const auto dropOf = [&](const ForeignKey& key) -> std::optional<std::size_t> {
+  enum class Refers : std::uint8_t { toOldKeys, toAnyKeys };
+  const auto dropOf = [&](const ForeignKey& key, Refers refers) -> std::optional<std::size_t> {
     if (!key.referenced.database.empty()) return std::nullopt;
     const auto found = dropped.find(keyOf(key.referenced.owner, key.referenced.name));
     if (found == dropped.end()) return std::nullopt;
     const auto on = std::ranges::find_if(found->second, [&](const DroppedKey& one) {
-      return hasColumns(*one.key, key.referencedColumns);
+      return hasColumns(*one.key, key.referencedColumns) ||
+             (refers == Refers::toAnyKeys && one.namesake != nullptr &&
+              hasColumns(*one.namesake, key.referencedColumns));
     });
     return on == found->second.end() ? std::nullopt : std::optional(on->step);
   };
   // Those that a script made which is started again are in the way too.
   for (std::size_t at = 0; at < references_.size(); ++at) {
     const auto [table, key, creation] = references_[at];
-    const auto keyDrop = dropOf(*key);
+    const auto keyDrop = dropOf(*key, Refers::toAnyKeys);
     if (!keyDrop || ends_.contains(key)) continue;
     begin(Kind::table, shown(table->name));
     const std::string difference = "the key that it refers to is made again";
@@ -99,7 +114,8 @@ void Planner::planReferencesToDroppedKeys() {
   }
   for (const Table& table : target_.tables) {
     for (const ForeignKey& key : table.foreignKeys) {
-      if (const auto keyDrop = dropOf(key)) planReferencesTo(table, key, *keyDrop);
+      if (const auto keyDrop = dropOf(key, Refers::toOldKeys))
+        planReferencesTo(table, key, *keyDrop);
     }
   }
 }

@@ -156,9 +156,9 @@ class Planner {
   }
 
   /// Marks a constraint of the target that `step` drops, so that what refers to it goes too.
-  void dropKey(const Table& table, const inventory::KeyConstraint& key, std::size_t step) {
-    droppedKeys_.push_back({&table, &key, step});
-  }
+  /// `now`: the table of the source; null: none.
+  void dropKey(const Table& table, const inventory::KeyConstraint& key, const Table* now,
+               std::size_t step);
 
   /// Marks a foreign key that is made, and something that one may refer to.
   void addReference(const Table& table, const inventory::ForeignKey& key, std::size_t step) {
@@ -208,8 +208,12 @@ class Planner {
     return writing.takeBatches();
   }
   void planRemadeTypes();
-  void planFreedColumn(const Table& table, const inventory::Column& column,
-                       const inventory::UserType& type, std::size_t drop);
+  struct RemadeBase {
+    const inventory::ColumnType& was;
+    const inventory::ColumnType& is;
+  };
+  void planFreedColumn(const Table& table, const inventory::Column& column, const RemadeBase& base,
+                       std::size_t drop);
   void planMade();
   using Texts = std::map<std::pair<Kind, std::string>, std::vector<const inventory::Definition*>>;
   Texts textsOfMade() const;
@@ -242,6 +246,7 @@ class Planner {
   struct DroppedKey {
     const Table* table;
     const inventory::KeyConstraint* key;
+    const inventory::KeyConstraint* namesake;  ///< of the source; null: none
     std::size_t step;
   };
   struct InTheWay {

@@ -47,7 +47,7 @@ class Rebuild {
     for (const ForeignKey& key : old_.foreignKeys) planDrop(planner_, old_, key, again);
     planDrops(again);
     const std::size_t creation = planNewTable(planner_, now_, differences(), isRenamed());
-    for (const KeyConstraint& key : old_.keys) planner_.dropKey(old_, key, creation);
+    for (const KeyConstraint& key : old_.keys) planner_.dropKey(old_, key, &now_, creation);
     for (const KeyConstraint& key : now_.keys) planner_.addKey(now_, key, creation);
     for (const Index& index : now_.indexes) {
       if (index.unique) planner_.addKey(now_, index, creation);

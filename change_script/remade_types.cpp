@@ -21,6 +21,21 @@ bool isOf(const DataType& type, const QualifiedName& user) {
   return type.name == user.name && *type.owner == user.owner;
 }
 
+/// Whether systypes t is the type that it was: by what the script changes of it. Columns tell their
+/// length, precision and scale themselves.
+std::string isStill(const ColumnType& was, const ColumnType& is) {
+  std::string text;
+  if (was.type.name != is.type.name)
+    text +=
+        "\n    and t.hierarchy = (select hierarchy from systypes where usertype < 100 and name = " +
+        literal(storedName(was.type)) + ")";
+  if (was.nullable != is.nullable)
+    text += std::string("\n    and t.allownulls = ") + (was.nullable ? "1" : "0");
+  if (was.identity != is.identity)
+    text += std::string("\n    and t.ident = ") + (was.identity ? "1" : "0");
+  return text;
+}
+
 Change unchanged(Kind kind, std::string name, RecordPointer source, RecordPointer target) {
   Change change;
   change.kind = kind;
@@ -141,7 +156,7 @@ void Planner::planRemadeTypes() {
     if (!extension) extension.emplace(source_, target_, changes_);
     for (const auto& [table, column] : uses_.columnsOfType(old->name)) {
       extension->addColumn(*old, *table, *column);
-      planFreedColumn(*table, *column, *old, drop);
+      planFreedColumn(*table, *column, {old->base, now->base}, drop);
     }
     extension->addCompiled(
         old->name, [&](const void* record) { needEarlyEnd(drop, record); },
@@ -152,22 +167,23 @@ void Planner::planRemadeTypes() {
   }
 }
 
-void Planner::planFreedColumn(const Table& table, const Column& column, const UserType& type,
+void Planner::planFreedColumn(const Table& table, const Column& column, const RemadeBase& base,
                               std::size_t drop) {
   begin(Kind::table, shown(table.name));
   Column freed;
   freed.name = column.name;
   freed.type = column.type;
-  freed.type.type = type.base.type;
+  freed.type.type = base.was.type;
   Statement text;
   fromTarget([&](Writing& writing) { text = columnText(writing, table, freed); });
   Statement modify = alter(table);
   modify << " modify " << text.text();
-  // What the old base was tells whether the type is still the old one.
+  // Where the script is started again the type may be the new one.
   ColumnType asBase = freed.type;
   asBase.type.owner = column.type.type.owner;
   asBase.type.name = column.type.type.name;
-  Batch batch = guarded("exists (" + columnOf(table, column.name, asBase) + ")", modify);
+  Batch batch = guarded(
+      "exists (" + columnOf(table, column.name, asBase) + isStill(base.was, base.is) + ")", modify);
   batch.quotedIdentifier = batch.quotedIdentifier || text.needsQuotedIdentifier();
   const std::size_t at =
       add(Stage::freedColumns, "column " + column.name + ": its type is made again", {batch});

@@ -38,14 +38,17 @@ std::string columnOf(const Table& table, const std::string& name) {
   return ofTable(table, "syscolumns", "id", "name", name);
 }
 
+std::string storedName(const DataType& type) {
+  constexpr std::string_view kUnsigned = "unsigned ";
+  return type.name.starts_with(kUnsigned) ? "u" + type.name.substr(kUnsigned.size()) : type.name;
+}
+
 std::string columnOf(const Table& table, const std::string& name, const ColumnType& column) {
   const DataType& type = column.type;
-  constexpr std::string_view kUnsigned = "unsigned ";
-  const bool isUnsigned = type.name.starts_with(kUnsigned);
   std::string text =
       "select 1 from syscolumns c, systypes t\n    where c.id = " + idOf(table.name) +
-      " and c.name = " + literal(name) + " and c.usertype = t.usertype\n    and t.name = " +
-      literal(isUnsigned ? "u" + type.name.substr(kUnsigned.size()) : type.name);
+      " and c.name = " + literal(name) +
+      " and c.usertype = t.usertype\n    and t.name = " + literal(storedName(type));
   if (!type.owner.isDefault()) text += " and t.uid = user_id(" + literal(*type.owner) + ")";
   text += std::string(" and c.status & 8 = ") + (column.nullable ? "8" : "0");
   if (type.precision) {

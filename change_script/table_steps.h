@@ -57,6 +57,7 @@ Statement alter(const Table& table);
 // Statements that find what a table has.
 std::string constraintOf(const Table& table, const std::string& name);
 std::string indexOf(const Table& table, const std::string& name);
+std::string storedName(const inventory::DataType& type);  ///< in systypes
 std::string columnOf(const Table& table, const std::string& name);
 std::string columnOf(const Table& table, const std::string& name,
                      const inventory::ColumnType& type);

@@ -224,7 +224,7 @@ void planDroppedTable(Planner& planner, const Change& change) {
   if (!planner.step(at).isAllowed) return;
   for (const ForeignKey& key : table.foreignKeys)
     planner.step(planDrop(planner, table, key, difference)).needs.push_back(at);
-  for (const KeyConstraint& key : table.keys) planner.dropKey(table, key, at);
+  for (const KeyConstraint& key : table.keys) planner.dropKey(table, key, nullptr, at);
 }
 
 }  // namespace

@@ -31,8 +31,13 @@ embedded::EmbeddedCatalog catalogOf(const Batches& batches, Release release) {
   return catalog;
 }
 
-std::string trimmed(std::string text) {
+/// A scale may change, and the blanks of a char.
+std::string trimmed(std::string text, bool isNumber) {
   text.erase(text.find_last_not_of(' ') + 1);
+  if (isNumber && text.find('.') != std::string::npos) {
+    text.erase(text.find_last_not_of('0') + 1);
+    if (text.ends_with('.')) text.pop_back();
+  }
   return text;
 }
 
@@ -54,7 +59,10 @@ Lines rowsOf(embedded::EmbeddedCatalog& catalog, const inventory::QualifiedName&
     std::string line;
     for (std::int32_t at = 0; at < rows->FieldCount(); ++at) {
       const ado::Value& value = rows->Fields(at).Value();
-      line += (value.isNull() ? "-" : trimmed(toUtf8(value.toText()))) + "|";
+      line += (value.isNull()
+                   ? "-"
+                   : trimmed(toUtf8(value.toText()), std::holds_alternative<ado::Decimal>(value))) +
+              "|";
     }
     lines.push_back(std::move(line));
   }
