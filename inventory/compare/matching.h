@@ -101,7 +101,9 @@ class Matching {
     if constexpr (MayHaveGeneratedName<Record>) {
       const auto isGenerated = [](const Record& one) { return one.name.generated; };
       pairBy(isGenerated, [this](const Record& one) { return everythingSaid(one, rules_); });
-      pairBySubstance();
+      pairGenerated([this](const Record& one) { return everythingSaid(one, rules_); });
+      pairGenerated(
+          [this](const Record& one) { return folded(substance(one, rules_), rules_.names); });
     }
     std::vector<Match> all;
     all.reserve(source_.size());
@@ -146,14 +148,15 @@ class Matching {
   }
 
   /// One with a name and one without may be the same constraint; two with names are not.
-  void pairBySubstance() {
+  template <class Key>
+  void pairGenerated(Key key) {
     for (std::size_t at = 0; at < source_.size(); ++at) {
       if (partner_[at]) continue;
-      const std::string wanted = folded(substance(source_[at], rules_), rules_.names);
+      const std::string wanted = key(source_[at]);
       for (std::size_t other = 0; other < target_.size(); ++other) {
         if (taken_[other]) continue;
         if (!source_[at].name.generated && !target_[other].name.generated) continue;
-        if (folded(substance(target_[other], rules_), rules_.names) != wanted) continue;
+        if (key(target_[other]) != wanted) continue;
         pair(at, other);
         break;
       }

@@ -81,6 +81,22 @@ TEST(Compare, GeneratedNamesAreMatchedByWhatTheConstraintsSay) {
                    "table dbo.t > constraint uq: name: uq -> (generated)"}));
 }
 
+TEST(Compare, OneWithoutNameIsFirstTheOneThatSaysTheSame) {
+  const auto foreignKey = [](std::string name, bool generated, std::string referenced) {
+    ForeignKey made;
+    made.name = {std::move(name), generated};
+    made.columns = {"a"};
+    made.referenced = {"", "dbo", std::move(referenced)};
+    return made;
+  };
+  Table source = table("t", {}), target = source;
+  source.foreignKeys = {foreignKey("t_1", true, "p")};
+  target.foreignKeys = {foreignKey("f1", false, "q"), foreignKey("f2", false, "p")};
+  EXPECT_EQ(lines(compare(with(source), with(target))),
+            (Lines{"table dbo.t > foreign key: name: (generated) -> f2",
+                   "table dbo.t > foreign key f1: only in target: (a) references dbo.q"}));
+}
+
 TEST(Compare, NamedConstraintsOfTheSameColumnsAreDifferentOnes) {
   Table source = table("t", {}), target = source;
   source.keys = {key("one", false, {{"a"}}, true)};
