@@ -123,21 +123,23 @@ class ColumnPlan {
     }
   }
 
+  /// None: the column keeps its type.
   std::optional<std::size_t> planType(const Column& was, const Column& is,
                                       const std::string& difference) {
     const std::vector<Danger> dangers =
         dangersOf(planner_.storedOld(was.type), planner_.storedNew(is.type));
-    if (!converts(planner_.storedOld(was.type), planner_.storedNew(is.type))) {
-      planner_.omit(difference, "the server does not convert the values; drop the column first");
-      return std::nullopt;
-    }
-    if (!was.computed.isDefault() || !is.computed.isDefault() ||
-        std::ranges::count(dangers, Danger::rebuild) != 0) {
-      planner_.omit(difference, std::string(kOnlyAgain));
-      return std::nullopt;
-    }
-    // A modification that changes nothing is an error.
     const auto* const freed = planner_.freed(was);
+    const auto omitted = [&](std::string reason) -> std::optional<std::size_t> {
+      planner_.omit(difference, std::move(reason));
+      if (freed != nullptr) planner_.forbid(freed->step);
+      return std::nullopt;
+    };
+    if (!converts(planner_.storedOld(was.type), planner_.storedNew(is.type)))
+      return omitted("the server does not convert the values; drop the column first");
+    if (!was.computed.isDefault() || !is.computed.isDefault() ||
+        std::ranges::count(dangers, Danger::rebuild) != 0)
+      return omitted(std::string(kOnlyAgain));
+    // A modification that changes nothing is an error.
     if (freed != nullptr && freed->type == is.type && dangers.empty()) {
       planner_.step(freed->step).difference = difference;
       return ended(was, freed->step);

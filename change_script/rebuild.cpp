@@ -48,10 +48,6 @@ class Rebuild {
     planDrops(again);
     const std::size_t creation = planNewTable(planner_, now_, differences(), isRenamed());
     for (const KeyConstraint& key : old_.keys) planner_.dropKey(old_, key, &now_, creation);
-    for (const KeyConstraint& key : now_.keys) planner_.addKey(now_, key, creation);
-    for (const Index& index : now_.indexes) {
-      if (index.unique) planner_.addKey(now_, index, creation);
-    }
     for (const Column& column : old_.columns) {
       planner_.end(&column, creation);
       if (const auto* freed = planner_.freed(column)) planner_.needEachOther(freed->step, creation);

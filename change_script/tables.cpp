@@ -273,7 +273,8 @@ std::size_t planNewTable(Planner& planner, const Table& table, const std::string
       write([&](Writing& writing) { writeTriggers(writing, table.name, {trigger}); });
     }
   }
-  std::size_t step = 0;
+  const std::size_t first = planner.count();
+  std::size_t step = first;
   for (auto& [stage, ofStage] : stages) {
     const std::size_t at = planner.add(stage, difference, std::move(ofStage));
     if (stage == Stage::tables) step = at;
@@ -282,12 +283,25 @@ std::size_t planNewTable(Planner& planner, const Table& table, const std::string
     }
   }
   for (const ForeignKey& key : table.foreignKeys) planCreation(planner, table, key, difference);
+  for (std::size_t at = first; at < planner.count(); ++at) {
+    if (at != step) planner.step(at).needs.push_back(step);
+  }
+  for (const Column& column : table.columns) {
+    const DataType& type = column.type.type;
+    if (!type.owner.isDefault())
+      planner.needMade(step, Kind::type, shown(QualifiedName{*type.owner, type.name}));
+  }
+  for (const KeyConstraint& key : table.keys) planner.addKey(table, key, step);
+  for (const Index& index : table.indexes) {
+    if (index.unique) planner.addKey(table, index, step);
+  }
   return step;
 }
 
 void planTable(Planner& planner, const Change& change) {
   if (change.isOnlyInSource()) {
-    planNewTable(planner, *std::get<const Table*>(change.source), described(change));
+    const Table& table = *std::get<const Table*>(change.source);
+    planner.provide(table.name.name, {}, planNewTable(planner, table, described(change)));
     return;
   }
   if (change.isOnlyInTarget()) return planDroppedTable(planner, change);

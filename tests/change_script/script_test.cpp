@@ -43,8 +43,9 @@ void expectNoSecond(const Database& source, const Trial& first, std::optional<Re
   EXPECT_EQ(textOf({second.steps, {}}), textOf({})) << first.text;
 }
 
-void expectRuns(const Database& source, const Database& target, std::optional<Release> release) {
-  for (const std::string& words : choices()) {
+void expectRuns(const Database& source, const Database& target, std::optional<Release> release,
+                const std::vector<std::string>& choices) {
+  for (const std::string& words : choices) {
     const Trial trial = tried(source, target, release, words);
     EXPECT_EQ(trial.errors, Lines()) << "--allow " << words;
     if (words != "all") continue;
@@ -55,13 +56,14 @@ void expectRuns(const Database& source, const Database& target, std::optional<Re
 }
 
 /// Both ways.
-void expectPair(const fs::path& one, const fs::path& other) {
+void expectPair(const fs::path& one, const fs::path& other,
+                const std::vector<std::string>& choices) {
   for (const auto& release : kReleases) {
     const Database a = loaded(one, release), b = loaded(other, release);
     for (const auto& [source, target] : {std::pair{&a, &b}, std::pair{&b, &a}}) {
       SCOPED_TRACE((source == &a ? one : other).string() + ", release " +
                    std::to_string(release ? static_cast<int>(*release) : -1));
-      expectRuns(*source, *target, release);
+      expectRuns(*source, *target, release, choices);
     }
   }
 }
@@ -138,9 +140,9 @@ TEST(ChangeScript, AsksForTheOptionThatCopiesNeed) {
   }
 }
 
-/// Folders of the versions of something.
-std::vector<std::pair<fs::path, fs::path>> versionsIn(const fs::path& folder) {
-  std::vector<std::pair<fs::path, fs::path>> pairs;
+/// Folders of the versions of something, in the order of their names.
+std::vector<std::vector<fs::path>> versionsIn(const fs::path& folder) {
+  std::vector<std::vector<fs::path>> all;
   for (const auto& product : fs::directory_iterator(folder)) {
     if (!product.is_directory()) continue;
     std::set<fs::path> versions;
@@ -149,21 +151,27 @@ std::vector<std::pair<fs::path, fs::path>> versionsIn(const fs::path& folder) {
       const bool isUpgrade = name.starts_with("upgrade") || name.ends_with("migrations");
       if (version.is_directory() && !isUpgrade) versions.insert(version.path());
     }
-    for (auto at = versions.begin(); at != versions.end(); ++at) {
-      if (const auto next = std::next(at); next != versions.end()) pairs.emplace_back(*at, *next);
-    }
+    if (versions.size() > 1) all.emplace_back(versions.begin(), versions.end());
   }
-  return pairs;
+  return all;
 }
 
-// Real scripts, where the environment variable KELVANE_DEVELOPMENT_SET names a folder of them.
+// Real scripts, where the environment variable KELVANE_DEVELOPMENT_SET names a folder of them: each
+// version and the next one, with every choice of what is allowed, and all other pairs of versions,
+// with all of it and nothing.
 TEST(ChangeScript, OfTheDevelopmentSetRuns) {
   const char* const folder = std::getenv("KELVANE_DEVELOPMENT_SET");
   if (folder == nullptr) GTEST_SKIP() << "KELVANE_DEVELOPMENT_SET names no folder of scripts";
-  const auto pairs = versionsIn(folder);
-  EXPECT_FALSE(pairs.empty());
-  for (const auto& [one, other] : pairs) expectPair(one, other);
-  RecordProperty("pairs", static_cast<int>(pairs.size()));
+  int pairs = 0;
+  for (const std::vector<fs::path>& versions : versionsIn(folder)) {
+    for (auto one = versions.begin(); one != versions.end(); ++one) {
+      for (auto other = std::next(one); other != versions.end(); ++other, ++pairs)
+        expectPair(*one, *other,
+                   other == std::next(one) ? choices() : std::vector<std::string>{"all", ""});
+    }
+  }
+  EXPECT_GT(pairs, 0);
+  RecordProperty("pairs", pairs);
 }
 
 TEST(ChangeScript, ConsistsOfWhatStandsForItsSteps) {
@@ -195,7 +203,7 @@ TEST(ChangeScript, ConsistsOfWhatStandsForItsSteps) {
 
 TEST(ChangeScript, OfTheExampleRuns) {
   const fs::path folder(KELVANE_EXAMPLES);
-  expectPair(folder / "shop-1.sql", folder / "shop-2.sql");
+  expectPair(folder / "shop-1.sql", folder / "shop-2.sql", choices());
 }
 
 }  // namespace
