@@ -105,9 +105,9 @@ Batch stopUnlessEmpty(const Table& table) {
   return batch;
 }
 
-std::optional<Batch> checkOf(const Planner& planner, const QualifiedName& table,
-                             const std::string& column, Danger danger, const DataType& was,
-                             const DataType& is) {
+std::optional<RowCheck> checkOf(const Planner& planner, const QualifiedName& table,
+                                const std::string& column, Danger danger, const DataType& was,
+                                const DataType& is) {
   const bool isNull = danger == Danger::nullToNotNull;
   if (danger == Danger::rebuild) return std::nullopt;
   Statement value;
@@ -132,10 +132,10 @@ std::optional<Batch> checkOf(const Planner& planner, const QualifiedName& table,
       stopIf(rows, "column " + column + " of " + shown(table) +
                        (isNull ? " has rows without a value" : " has values that do not fit"));
   batch.quotedIdentifier = batch.quotedIdentifier || value.needsQuotedIdentifier();
-  return batch;
+  return RowCheck{std::move(batch), {table}};
 }
 
-std::optional<Batch> checkOf(const Planner& planner, const Table& table, const ForeignKey& key) {
+std::optional<RowCheck> checkOf(const Planner& planner, const Table& table, const ForeignKey& key) {
   const auto& [database, owner, name] = key.referenced;
   const Table* child = planner.uses().table(table.name.owner, table.name.name);
   const Table* parent = planner.uses().table(owner, name);
@@ -157,12 +157,14 @@ std::optional<Batch> checkOf(const Planner& planner, const Table& table, const F
     (orphans << " and not exists\n    (select 1 from ").name(key.referenced)
         << " parent where " << match.text() << ")";
   orphans << ")";
-  return stopIf(orphans, "rows of " + shown(table.name) + " refer to no row of " +
-                             shown(QualifiedName{owner, name}));
+  const QualifiedName referenced{owner, name};
+  return RowCheck{
+      stopIf(orphans, "rows of " + shown(table.name) + " refer to no row of " + shown(referenced)),
+      {table.name, referenced}};
 }
 
-std::optional<Batch> checkOf(const Planner& planner, const Table& table,
-                             const IndexStorage& unique) {
+std::optional<RowCheck> checkOf(const Planner& planner, const Table& table,
+                                const IndexStorage& unique) {
   const Table* there = planner.uses().table(table.name.owner, table.name.name);
   if (there == nullptr) return std::nullopt;
   Statement rows("(select 1 from "), keys;
@@ -185,10 +187,10 @@ std::optional<Batch> checkOf(const Planner& planner, const Table& table,
   duplicates << "exists " << rows.text() << keys.text() << " having count(*) > 1)";
   Batch batch = stopIf(duplicates, "rows of " + shown(table.name) + " have the same " + columns);
   batch.quotedIdentifier = rows.needsQuotedIdentifier() || keys.needsQuotedIdentifier();
-  return batch;
+  return RowCheck{std::move(batch), {table.name}};
 }
 
-std::optional<Batch> checkOf(const Planner& planner, const Table& table, const Check& check) {
+std::optional<RowCheck> checkOf(const Planner& planner, const Table& table, const Check& check) {
   const Table* there = planner.uses().table(table.name.owner, table.name.name);
   constexpr std::string_view kCheck = "check";
   const std::string_view text = check.condition.text;
@@ -213,30 +215,30 @@ std::optional<Batch> checkOf(const Planner& planner, const Table& table, const C
       stopIf(violations, "rows of " + shown(table.name) + " do not pass " +
                              (check.name.generated ? std::string(text) : check.name.name));
   batch.quotedIdentifier = option;
-  return batch;
+  return RowCheck{std::move(batch), {table.name}};
 }
 
 /// A table that has another name meanwhile cannot be asked.
-void Planner::guardByRenames(Batch& batch) const {
-  std::string condition;
-  for (const auto& [shown, one] : renamed_) {
-    Statement name;
-    name.name(one.table);
-    if (batch.text.find("from " + name.text() + " ") == std::string::npos) continue;
-    condition += (condition.empty() ? "if " : " and ") + idOf(one.table) + " is not null";
+Batch Planner::guardedByRenames(RowCheck check) const {
+  std::set<std::string> renamed;
+  for (const QualifiedName& table : check.asked) {
+    if (nameMeanwhile(table) != nullptr) renamed.insert(idOf(table) + " is not null");
   }
-  if (!condition.empty()) batch.text = condition + "\n    exec(" + literal(batch.text) + ")";
+  if (renamed.empty()) return std::move(check.batch);
+  std::string condition;
+  for (const std::string& one : renamed) condition += (condition.empty() ? "if " : " and ") + one;
+  check.batch.text = condition + "\n    exec(" + literal(check.batch.text) + ")";
+  return std::move(check.batch);
 }
 
 void Planner::addChecks() {
   std::set<std::string> texts;
-  for (RowCheck& one : checks_) {
+  for (CheckOfStep& one : checks_) {
     const Step& of = script_.steps[one.step];
-    if (!of.isAllowed || !texts.insert(one.batch.text).second) continue;
+    if (!of.isAllowed || !texts.insert(one.check.batch.text).second) continue;
     begin(of.kind, of.object);
     const std::string difference = of.difference;
-    guardByRenames(one.batch);
-    add(Stage::checks, difference, {std::move(one.batch)});
+    add(Stage::checks, difference, {guardedByRenames(std::move(one.check))});
   }
 }
 

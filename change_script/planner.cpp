@@ -97,7 +97,7 @@ std::size_t Planner::add(Stage stage, std::string difference, std::vector<Batch>
   step.dangers = std::move(dangers);
   script_.steps.push_back(std::move(step));
   const std::size_t at = script_.steps.size() - 1;
-  if (mustBeEmpty && script_.steps[at].isAllowed) check(at, stopUnlessEmpty(*table_));
+  if (mustBeEmpty && script_.steps[at].isAllowed) check(at, {stopUnlessEmpty(*table_), {}});
   return at;
 }
 

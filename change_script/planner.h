@@ -34,6 +34,13 @@ inline constexpr std::string_view kOnlyAgain =
     "no statement changes it; --allow rebuild makes the table again, where all of both databases "
     "is compared";
 
+/// Stops the script where rows are not what a step needs.
+struct RowCheck {
+  Batch batch;
+  /// Tables that it asks, and that may have another name meanwhile.
+  std::vector<inventory::QualifiedName> asked;
+};
+
 class Planner {
  public:
   Planner(const inventory::Database& source, const inventory::Database& target,
@@ -72,11 +79,11 @@ class Planner {
 
   /// Marks a table that has another name while it is made again.
   void rename(const inventory::QualifiedName& table, inventory::QualifiedName meanwhile) {
-    renamed_.emplace(inventory::shown(table), Renamed{table, std::move(meanwhile)});
+    renamed_.emplace(inventory::shown(table), std::move(meanwhile));
   }
   const inventory::QualifiedName* nameMeanwhile(const inventory::QualifiedName& table) const {
     const auto found = renamed_.find(inventory::shown(table));
-    return found == renamed_.end() ? nullptr : &found->second.meanwhile;
+    return found == renamed_.end() ? nullptr : &found->second;
   }
 
   /// A column that has the base of its type while the type is made again, and the step for it.
@@ -127,7 +134,7 @@ class Planner {
   /// copies the rows.
   std::size_t addClause(std::string difference, AlterClause clause, std::vector<Danger> dangers);
   /// Runs before all steps where the step is done, and stops the script.
-  void check(std::size_t step, Batch batch) { checks_.push_back({step, std::move(batch)}); }
+  void check(std::size_t step, RowCheck check) { checks_.push_back({step, std::move(check)}); }
   std::size_t count() const { return script_.steps.size(); }
   Step& step(std::size_t at) { return script_.steps[at]; }
   /// Whatever the user allows.
@@ -229,7 +236,7 @@ class Planner {
   void mergeClauses();
   void keepOnly(const std::vector<std::size_t>& standsFor);
   void addChecks();
-  void guardByRenames(Batch& batch) const;
+  Batch guardedByRenames(RowCheck check) const;
   void addStates();
   void settle();
 
@@ -285,18 +292,15 @@ class Planner {
   std::map<std::pair<Kind, std::string>, std::vector<std::size_t>> madeForTypes_;
   /// All whose drop frees the types that those steps drop.
   std::map<std::pair<Kind, std::string>, std::vector<std::size_t>> usersOfTypes_;
-  struct Renamed {
-    inventory::QualifiedName table, meanwhile;
-  };
-  std::map<std::string, Renamed> renamed_;
+  std::map<std::string, inventory::QualifiedName> renamed_;
   std::unordered_map<const inventory::Column*, FreedColumn> freed_;
   bool hasRemadeTypes_ = false;
   std::unordered_set<const Change*> ofOtherKind_;
-  struct RowCheck {
+  struct CheckOfStep {
     std::size_t step;
-    Batch batch;
+    RowCheck check;
   };
-  std::vector<RowCheck> checks_;
+  std::vector<CheckOfStep> checks_;
   inventory::Database made_;
   std::map<std::pair<Kind, std::string>, std::string> reasons_;
   std::map<std::pair<Kind, std::string>, std::vector<Batch>> dropsBefore_;
@@ -323,9 +327,9 @@ void makeRestartable(Batch& batch);
 
 /// Stops the script where rows do not fit into the type that a column gets; none where that cannot
 /// be asked.
-std::optional<Batch> checkOf(const Planner& planner, const inventory::QualifiedName& table,
-                             const std::string& column, Danger danger,
-                             const inventory::DataType& was, const inventory::DataType& is);
+std::optional<RowCheck> checkOf(const Planner& planner, const inventory::QualifiedName& table,
+                                const std::string& column, Danger danger,
+                                const inventory::DataType& was, const inventory::DataType& is);
 /// "begin raiserror ... end"
 std::string stopping(std::string_view reason);
 /// The same where the condition holds.
@@ -333,12 +337,12 @@ Batch stopIf(const Statement& condition, std::string_view reason);
 Batch stopUnlessEmpty(const Table& table);
 
 // What rows of the target must be for something new; none where they have nothing to do with it.
-std::optional<Batch> checkOf(const Planner& planner, const Table& table,
-                             const inventory::ForeignKey& key);
-std::optional<Batch> checkOf(const Planner& planner, const Table& table,
-                             const inventory::IndexStorage& unique);
-std::optional<Batch> checkOf(const Planner& planner, const Table& table,
-                             const inventory::Check& check);
+std::optional<RowCheck> checkOf(const Planner& planner, const Table& table,
+                                const inventory::ForeignKey& key);
+std::optional<RowCheck> checkOf(const Planner& planner, const Table& table,
+                                const inventory::IndexStorage& unique);
+std::optional<RowCheck> checkOf(const Planner& planner, const Table& table,
+                                const inventory::Check& check);
 
 /// Stops the script where the object is neither what it was nor what the script makes of it; none
 /// where that cannot be asked.

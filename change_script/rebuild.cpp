@@ -180,7 +180,7 @@ class Rebuild {
                      {callOf("if " + isStillOld() + "\n    exec sp_rename " +
                                  argument({old_.name.name}) + ", " + literal(kept_.name),
                              userOf(old_))});
-    for (Batch& check : checks_) planner_.check(rename, std::move(check));
+    for (RowCheck& check : checks_) planner_.check(rename, std::move(check));
   }
   Batch whileOld(Batch batch) const {
     constexpr std::string_view kIf = "if ";
@@ -249,7 +249,7 @@ class Rebuild {
   const Table& now_;
   const Table& old_;
   QualifiedName kept_;  ///< what the old table is called meanwhile
-  std::vector<Batch> checks_;
+  std::vector<RowCheck> checks_;
 };
 
 /// Attributes of a column for which there are statements.

@@ -10,6 +10,8 @@ namespace {
 
 using namespace inventory;
 
+constexpr std::string_view kThatFirst = "; if that is renamed too, give its --rename first";
+
 /// Parts between dots; none where a quote does not end.
 std::optional<std::vector<std::string>> partsOf(std::string_view text) {
   std::vector<std::string> parts(1);
@@ -93,7 +95,7 @@ std::optional<std::string> rename(Database& target, const Rename& rename) {
   if (rename.part.empty()) {
     const QualifiedName to{rename.table.owner, rename.to};
     if (std::ranges::find(target.tables, to, &Table::name) != target.tables.end())
-      return "the target has a table " + shown(to) + " already";
+      return "the target has a table " + shown(to) + " already" + std::string(kThatFirst);
     renameTable(target, *table, rename);
     return std::nullopt;
   }
@@ -101,7 +103,7 @@ std::optional<std::string> rename(Database& target, const Rename& rename) {
   if (!isColumn && !hasName(table->indexes, rename.part))
     return shownTable + " of the target has no column or index " + rename.part;
   if (isColumn ? hasName(table->columns, rename.to) : hasName(table->indexes, rename.to))
-    return shownTable + " of the target has " + rename.to + " already";
+    return shownTable + " of the target has " + rename.to + " already" + std::string(kThatFirst);
   if (isColumn) {
     renameColumn(target, *table, rename);
   } else {
@@ -138,8 +140,12 @@ Step stepOf(const Rename& rename) {
     return "exists (select 1 from " + std::string(catalog) + " where id = " + idOf(rename.table) +
            " and name = " + literal(called) + ")";
   };
-  step.batches.push_back(callOf("if " + exists("syscolumns", rename.part) + " or " +
-                                    exists("sysindexes", rename.part) + "\n    exec sp_rename " +
+  // The old name may be that of another one afterwards.
+  const auto isThere = [&](std::string_view catalog) {
+    return exists(catalog, rename.part) + "\n    and not " + exists(catalog, rename.to);
+  };
+  step.batches.push_back(callOf("if " + isThere("syscolumns") + "\n    or " +
+                                    isThere("sysindexes") + "\n    exec sp_rename " +
                                     argument({name, rename.part}) + ", " + literal(rename.to),
                                 user));
   return step;
