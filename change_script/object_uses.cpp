@@ -38,10 +38,16 @@ ObjectUses::ObjectUses(const Database& database) {
     }
   }
   for (const User& user : database.users) users_[user.group].push_back(&user);
+  const auto addGrantees = [&](const std::vector<Permission>& permissions) {
+    for (const Permission& one : permissions) grantees_.insert(one.grantee);
+  };
+  addGrantees(database.settings.permissions);
+  for (const EncryptionKey& key : database.encryptionKeys) addGrantees(key.permissions);
   const auto addAll = [&](const auto& records) {
     for (const auto& one : records) {
       records_[one.name.owner].push_back(&one);
       names_.insert(shown(one.name));
+      if constexpr (requires { one.permissions; }) addGrantees(one.permissions);
     }
   };
   addAll(database.tables);
@@ -75,6 +81,7 @@ const std::vector<const void*>& ObjectUses::recordsOf(const std::string& owner) 
 const std::vector<const User*>& ObjectUses::usersOf(const std::string& group) const {
   return found(users_, group);
 }
+bool ObjectUses::hasRights(const std::string& grantee) const { return grantees_.contains(grantee); }
 
 ProcedureGroups::ProcedureGroups(const Database& database) {
   for (const Procedure& one : database.procedures) groups_[shown(one.name)].push_back(&one);

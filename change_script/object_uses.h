@@ -34,6 +34,7 @@ class ObjectUses {
   bool hasName(const std::string& owner, const std::string& name) const;
   const std::vector<const void*>& recordsOf(const std::string& owner) const;
   const std::vector<const inventory::User*>& usersOf(const std::string& group) const;
+  bool hasRights(const std::string& grantee) const;
 
  private:
   template <class Value>
@@ -42,7 +43,7 @@ class ObjectUses {
   ByName<const inventory::UserType*> types_;
   std::unordered_map<std::string, const inventory::Table*> tables_;
   ByName<const void*> records_;
-  std::unordered_set<std::string> names_;
+  std::unordered_set<std::string> names_, grantees_;
   ByName<const inventory::User*> users_;
 };
 

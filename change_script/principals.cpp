@@ -35,6 +35,13 @@ void planRoles(Planner& planner, const std::string& grantee, const std::string& 
   add(old, now, "revoke", "from", {Danger::revoke});
 }
 
+/// Rights go with those who have them.
+std::vector<Danger> dangersOfDrop(const Planner& planner, const std::string& principal) {
+  std::vector<Danger> dangers{Danger::dropObject};
+  if (planner.uses().hasRights(principal)) dangers.push_back(Danger::revoke);
+  return dangers;
+}
+
 }  // namespace
 
 void planUser(Planner& planner, const Change& change) {
@@ -46,7 +53,7 @@ void planUser(Planner& planner, const Change& change) {
         planner.add(Stage::drops, difference,
                     {callOf("if user_id(" + literal(old->name) +
                             ") is not null\n    exec sp_dropuser " + literal(old->name))},
-                    {Danger::dropObject});
+                    dangersOfDrop(planner, old->name));
     planner.end(old, at);
     for (const void* record : planner.uses().recordsOf(old->name)) planner.needEnd(at, {record});
     return;
@@ -93,7 +100,7 @@ void planGroup(Planner& planner, const Change& change) {
       planner.add(Stage::drops, difference,
                   {callOf("if user_id(" + literal(group) + ") is not null\n    exec sp_dropgroup " +
                           literal(group))},
-                  {Danger::dropObject});
+                  dangersOfDrop(planner, group));
   for (const User* user : planner.uses().usersOf(group)) planner.needEnd(at, {user});
 }
 

@@ -179,7 +179,9 @@ TEST(ChangeScript, NamesEveryClassThatIsMissing) {
   const Database source =
       inventory::databaseOf("create table t (k int not null, b int null)\ngo\n", Release::ase15);
   const Database target = inventory::databaseOf(
-      "create table t (k int null, a int null, b int null)\ngo\ncreate index i on t (k)\ngo\n",
+      "create table t (k int null, a int null, b int null)\ngo\ncreate index i on t (k)\ngo\n"
+      "sp_addgroup idle\ngo\nsp_addgroup clerks\ngo\ngrant select on t to clerks\ngo\n"
+      "sp_addlogin ben, secret1\ngo\nsp_adduser ben\ngo\ngrant create table to ben\ngo\n",
       Release::ase15);
   const Trial trial = tried(source, target, Release::ase15, "");
   const auto of = [&](std::string_view part) {
@@ -191,6 +193,9 @@ TEST(ChangeScript, NamesEveryClassThatIsMissing) {
   EXPECT_EQ(of("column a"), "it needs --allow drop-column") << trial.text;
   EXPECT_EQ(of("column k"), "it needs --allow drop-object,null-to-not-null") << trial.text;
   EXPECT_EQ(of("index i"), "it needs --allow drop-object") << trial.text;
+  EXPECT_EQ(of("group idle"), "it needs --allow drop-object") << trial.text;
+  EXPECT_EQ(of("group clerks"), "it needs --allow drop-object,revoke") << trial.text;
+  EXPECT_EQ(of("user ben"), "it needs --allow drop-object,revoke") << trial.text;
 }
 
 // A text that cannot be written is no reason to drop what is there.
