@@ -116,21 +116,12 @@ class Rebuild {
     for (const Column& column : now_.columns) {
       ++colid;
       const auto before = std::ranges::find(old_.columns, column.name, &Column::name);
-      const bool isThere = before != old_.columns.end();
-      const bool isComputed = !column.computed.isDefault();
-      const bool isSame = isThere && before->type == column.type &&
-                          before->computed.isDefault() == column.computed.isDefault() &&
+      const bool isSame = before != old_.columns.end() && before->type == column.type &&
                           before - old_.columns.begin() + 1 == colid;
       if (isSame) continue;
-      // A column that is freed of its type may look like the new one.
-      const bool tells = isComputed || (isThere && !before->computed.isDefault());
       return text + "\n    and not exists (" + columnOf(now_, column.name, column.type) +
              " and c.colid = " + std::to_string(colid) +
-             " and c.status & 128 = " + (column.type.identity ? "128" : "0") +
-             (!tells
-                  ? ""
-                  : std::string(" and isnull(c.computedcol, 0) ") + (isComputed ? "!= 0" : "= 0")) +
-             ")";
+             " and c.status & 128 = " + (column.type.identity ? "128" : "0") + ")";
     }
     if (now_.columns.size() < old_.columns.size())
       text += "\n    and exists (" + columnOf(old_, old_.columns.back().name) + ")";
