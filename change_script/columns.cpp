@@ -12,7 +12,8 @@ namespace {
 
 using namespace inventory;
 
-constexpr std::string_view kTimestamp = "timestamp";
+bool isIdentity(const Column& column) { return column.type.identity; }
+bool isTimestamp(const Column& column) { return column.type.type.name == "timestamp"; }
 constexpr std::string_view kBindDefault = "sp_bindefault", kBindRule = "sp_bindrule";
 
 class ColumnPlan {
@@ -55,7 +56,7 @@ class ColumnPlan {
     planner_.step(at).copiesData = !isComputed || was.materialized;
     planner_.end(&was, at);
     if (was.type.identity) identity_.drop = at;
-    if (was.type.type.name == kTimestamp) timestamp_.drop = at;
+    if (isTimestamp(was)) timestamp_.drop = at;
     steps_.touched[was.name] = at;
   }
 
@@ -88,7 +89,7 @@ class ColumnPlan {
     steps_.comes[column.name] = at;
     planner_.provide(now_.name.name, column.name, at);
     if (column.type.identity) identity_.creation = at;
-    if (column.type.type.name == kTimestamp) timestamp_.creation = at;
+    if (isTimestamp(column)) timestamp_.creation = at;
     Column bare;
     bare.name = column.name;
     planBindings(bare, column, described(change_, &part), at);
@@ -221,9 +222,8 @@ class ColumnPlan {
 
   /// Steps of which nothing is run touch nothing.
   void planColumns() {
-    for (const OnlyOne& one : {identity_, timestamp_}) {
-      if (one.drop && one.creation) planner_.step(*one.creation).needs.push_back(*one.drop);
-    }
+    needDrop(identity_, isIdentity);
+    needDrop(timestamp_, isTimestamp);
     std::erase_if(steps_.touched, [&](const auto& one) {
       if (planner_.step(one.second).isAllowed) return false;
       steps_.untouched.insert(one);
@@ -231,15 +231,24 @@ class ColumnPlan {
     });
   }
 
+  /// A column of which a table has one at most.
+  struct OnlyOne {
+    std::optional<std::size_t> drop, creation;
+  };
+  void needDrop(const OnlyOne& one, bool (*isSuch)(const Column&)) {
+    if (!one.creation) return;
+    if (one.drop) {
+      planner_.step(*one.creation).needs.push_back(*one.drop);
+    } else if (std::ranges::any_of(old_.columns, isSuch)) {
+      planner_.forbid(*one.creation);
+    }
+  }
+
   Planner& planner_;
   const Change& change_;
   const Table& now_;
   const Table& old_;
   ColumnSteps steps_;
-  /// Columns of which a table has one at most.
-  struct OnlyOne {
-    std::optional<std::size_t> drop, creation;
-  };
   OnlyOne identity_, timestamp_;
 };
 

@@ -20,9 +20,12 @@ std::string granted(const Permission& permission, const QualifiedName& name) {
           ? "object_id(" + literal(permission.action.substr(on + kOn.size())) + ")"
       : name.name.empty() ? "0"
                           : idOf(name);
+  std::string grantor;
+  if (!permission.grantor.empty())
+    grantor = " and p.grantor = user_id(" + literal(permission.grantor) + ")";
   return "exists (select 1 from sysprotects p, master..spt_values v\n    where p.id = " + id +
-         " and p.uid = user_id(" + literal(permission.grantee) +
-         ") and p.protecttype < 2\n    and p.action = v.number and v.type = 'T' and lower(v.name) "
+         " and p.uid = user_id(" + literal(permission.grantee) + ")" + grantor +
+         " and p.protecttype < 2\n    and p.action = v.number and v.type = 'T' and lower(v.name) "
          "= " +
          literal(action) + ")";
 }

@@ -116,16 +116,22 @@ class Rebuild {
     for (const Column& column : now_.columns) {
       ++colid;
       const auto before = std::ranges::find(old_.columns, column.name, &Column::name);
-      const bool isSame = before != old_.columns.end() && before->type == column.type &&
-                          before - old_.columns.begin() + 1 == colid;
-      if (isSame) continue;
+      const auto place = before - old_.columns.begin() + 1;
+      if (before != old_.columns.end() && place == colid && isAlike(*before, column)) continue;
       return text + "\n    and not exists (" + columnOf(now_, column.name, column.type) +
              " and c.colid = " + std::to_string(colid) +
-             " and c.status & 128 = " + (column.type.identity ? "128" : "0") + ")";
+             " and c.status & 128 = " + (column.type.identity ? "128" : "0") +
+             (column.computed.isDefault() ? "" : " and isnull(c.computedcol, 0) != 0") + ")";
     }
     if (now_.columns.size() < old_.columns.size())
       text += "\n    and exists (" + columnOf(old_, old_.columns.back().name) + ")";
     return text;
+  }
+  /// The old column may have the base of its type already.
+  bool isAlike(const Column& before, const Column& column) const {
+    if (before.computed.isDefault() && !column.computed.isDefault()) return false;
+    const auto* freed = planner_.freed(before);
+    return before.type == column.type || (freed != nullptr && freed->type == column.type);
   }
   std::string isRenamed() const { return idOf(kept_) + " is not null and "; }
 

@@ -178,7 +178,7 @@ void PermissionWriter::apply(const tsql::Permission& statement) {
       } else if (statement.action == tsql::PermissionAction::Grant) {
         grant(right, uid, grantor, statement.grantOption);
       } else if (statement.grantOption) {
-        revokeGrantOption(right, uid);
+        revokeGrantOption(right, uid, grantor);
       } else {
         revoke(right, uid, grantor, statement.cascade);
       }
@@ -365,11 +365,12 @@ void PermissionWriter::grantRows(const Right& right, int uid, int grantor, int p
         {right.objectId, uid, right.action, protectType, right.columns, grantor, predicate});
 }
 
-void PermissionWriter::revokeRows(const Right& right, int uid) {
+void PermissionWriter::revokeRows(const Right& right, int uid, int grantor) {
   std::vector<int> predicates;
   auto& protects = writer_.records().protects;
   protects.each<&SysProtect::id>(right.objectId, [&](Slot slot, const SysProtect& one) {
-    if (one.action != right.action || one.uid != uid || !one.predicate) return;
+    if (one.action != right.action || one.uid != uid || one.grantor != grantor || !one.predicate)
+      return;
     predicates.push_back(*one.predicate);
     protects.erase(slot);
   });
@@ -413,12 +414,14 @@ std::optional<PermissionWriter::Stored> PermissionWriter::beyond(
   return row;
 }
 
+// What others granted stays.
 void PermissionWriter::revoke(const Right& right, int uid, int grantor, bool cascade) {
   bool hadOwn = false;
-  revokeRows(right, uid);
+  revokeRows(right, uid, grantor);
   for (Stored& row : rows(right, uid)) {
     if (row.protectType == protect_type::kRevoke) continue;
     hadOwn = true;
+    if (row.grantor != grantor) continue;
     erase(right, uid, row);
     if (!right.columns || !row.columns || isWholeTable(*right.columns)) continue;
     const Blob granted = isWholeTable(*row.columns) ? allColumns(right.objectId) : *row.columns;
@@ -445,9 +448,9 @@ void PermissionWriter::revoke(const Right& right, int uid, int grantor, bool cas
   for (const int next : passedOn) revoke(right, next, uid, true);
 }
 
-void PermissionWriter::revokeGrantOption(const Right& right, int uid) {
+void PermissionWriter::revokeGrantOption(const Right& right, int uid, int grantor) {
   for (const Stored& row : rows(right, uid)) {
-    if (row.protectType != protect_type::kGrantOption) continue;
+    if (row.protectType != protect_type::kGrantOption || row.grantor != grantor) continue;
     erase(right, uid, row);
     std::optional<Blob> plain = row.columns;
     if (row.columns && right.columns && !isWholeTable(*right.columns)) {

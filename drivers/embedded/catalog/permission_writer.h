@@ -48,10 +48,10 @@ class PermissionWriter {
   std::vector<Stored> rows(const Right& right, int uid);
   int addPredicate(const tsql::Permission& statement, const ObjectInfo& object);
   void grantRows(const Right& right, int uid, int grantor, int protectType, int predicate);
-  void revokeRows(const Right& right, int uid);
+  void revokeRows(const Right& right, int uid, int grantor);
   void grant(const Right& right, int uid, int grantor, bool grantOption);
   void revoke(const Right& right, int uid, int grantor, bool cascade);
-  void revokeGrantOption(const Right& right, int uid);
+  void revokeGrantOption(const Right& right, int uid, int grantor);
   /// What the row says without the columns; none if that is nothing.
   static std::optional<Stored> beyond(Stored row, const std::optional<Blob>& columns);
   void store(const Right& right, int uid, const Stored& row);

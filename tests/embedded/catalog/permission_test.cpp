@@ -66,6 +66,14 @@ TEST_F(PermissionTest, RowsByStatement) {
       {"grant update on t to ann with grant option\nrevoke grant option for update on t from ann "
        "cascade",
        "t | ann | 197 | 1 | 0x01 | 1\n"},
+      // So far as the same user has granted them.
+      {"grant select on t to ann\ngrant select on t to ann granted by bob\n"
+       "revoke select on t from ann",
+       "t | ann | 193 | 1 | 0x01 | 4\n"},
+      {"grant update on t to ann with grant option\n"
+       "grant update on t to ann with grant option granted by bob\n"
+       "revoke grant option for update on t from ann granted by bob",
+       "t | ann | 197 | 0 | 0x01 | 1\nt | ann | 197 | 1 | 0x01 | 4\n"},
       {"revoke select on t from ann", ""},
       {"revoke select on t from public", ""},
       // What a user has through public or the group can only be withheld.
