@@ -121,15 +121,20 @@ class Rebuild {
       return text + "\n    and not exists (" + columnOf(now_, column.name, column.type) +
              " and c.colid = " + std::to_string(colid) +
              " and c.status & 128 = " + (column.type.identity ? "128" : "0") +
-             (column.computed.isDefault() ? "" : " and isnull(c.computedcol, 0) != 0") + ")";
+             (before == old_.columns.end() ? "" : hasExpression(*before, column)) + ")";
     }
     if (now_.columns.size() < old_.columns.size())
       text += "\n    and exists (" + columnOf(old_, old_.columns.back().name) + ")";
     return text;
   }
+  static std::string hasExpression(const Column& before, const Column& column) {
+    if (before.computed.isDefault() == column.computed.isDefault()) return {};
+    return std::string(" and isnull(c.computedcol, 0) ") +
+           (column.computed.isDefault() ? "= 0" : "!= 0");
+  }
   /// The old column may have the base of its type already.
   bool isAlike(const Column& before, const Column& column) const {
-    if (before.computed.isDefault() && !column.computed.isDefault()) return false;
+    if (before.computed.isDefault() != column.computed.isDefault()) return false;
     const auto* freed = planner_.freed(before);
     return before.type == column.type || (freed != nullptr && freed->type == column.type);
   }
