@@ -71,8 +71,16 @@ template <class Constraint>
 Batch dropped(const Table& table, const Constraint& constraint, const std::string& exists) {
   Statement drop = alter(table);
   drop << " drop constraint ";
-  if (constraint.name.generated)
-    return withName(nameInBatch(table, constraint), "not null", drop, "@name");
+  if (constraint.name.generated) {
+    // The server makes it of the names of the table and a column, whatever stands in them.
+    inventory::Statement name;
+    name.name(constraint.name.name);
+    const bool isQuoted = name.needsQuotedIdentifier();
+    Batch batch = withName(nameInBatch(table, constraint), "not null", drop,
+                           isQuoted ? "'\"' + @name + '\"'" : "@name");
+    batch.quotedIdentifier = batch.quotedIdentifier || isQuoted;
+    return batch;
+  }
   drop.name(constraint.name.name);
   return guarded("exists (" + exists + ")", drop);
 }

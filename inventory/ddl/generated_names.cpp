@@ -7,7 +7,14 @@ namespace {
 
 constexpr std::string_view kVariable = "@name";
 
-std::string nameOf(const Table& table) { return argument({table.name.owner, table.name.name}); }
+/// With the owner as the last argument the name is a name, whatever stands in it.
+std::string indexColumn(const Table& table, std::size_t number) {
+  const auto& [owner, name] = table.name;
+  const std::string place = ", indid, " + std::to_string(number);
+  const std::string whole = argument({owner, name});
+  if (whole.find('"') == std::string::npos) return "index_col(" + whole + place + ")";
+  return "index_col(" + literal(name) + place + ", user_id(" + literal(owner) + "))";
+}
 std::string idOf(const Table& table) { return inventory::idOf(table.name.owner, table.name.name); }
 
 NameInBatch given(const std::string& name) { return {{}, argument({name}), name}; }
@@ -33,9 +40,7 @@ NameInBatch nameInBatch(const Table& table, const KeyConstraint& key) {
   if (!key.name.generated) return given(key.name.name);
   std::string from = "sysindexes where id = " + idOf(table) + " and status & 2048 " +
                      (key.primary ? "!= 0" : "= 0 and status2 & 2 != 0");
-  const auto column = [&](std::size_t number) {
-    return "\n    and index_col(" + nameOf(table) + ", indid, " + std::to_string(number) + ")";
-  };
+  const auto column = [&](std::size_t number) { return "\n    and " + indexColumn(table, number); };
   for (std::size_t at = 0; at < key.columns.size(); ++at)
     from += column(at + 1) + " = " + literal(key.columns[at].name);
   return found("min(name)", from + column(key.columns.size() + 1) + " is null");
