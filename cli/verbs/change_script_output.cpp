@@ -18,11 +18,6 @@
 namespace kelvane::cli {
 namespace {
 
-std::optional<inventory::TargetRelease> releaseFor(const inventory::Server& server) {
-  // Without a release the embedded catalog takes the statements of all of them.
-  return server.embedded && server.version.empty() ? std::nullopt : inventory::releaseOf(server);
-}
-
 // "3 steps in 2 tables, 1 view; 1 copies the data of a table; 1 step not done (--allow narrow)"
 std::string counted(const change_script::ChangeScript& script) {
   std::size_t done = 0, copying = 0, left = 0, missing = 0;
@@ -143,7 +138,8 @@ ChangeScriptOutput::ChangeScriptOutput(const CompareRequest& request, const Scri
                                        const Comparison& comparison)
     : request_(request), comparison_(comparison), options_(wanted.plan) {
   const auto& [source, target] = comparison_.databases();
-  options_.release = releaseFor(target.server);
+  // Without a release the embedded catalog takes the statements of all of them.
+  if (!target.server.embedded) options_.release = releaseOf(target.server);
   options_.isWhole = request.selection.takesAll() && request.leftOut.empty() && !request.accept;
   script_ = plan(source, target, comparison_.changes(), options_);
   if (wanted.isTried) tryOut();

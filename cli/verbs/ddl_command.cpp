@@ -20,30 +20,12 @@
 namespace kelvane::cli {
 namespace {
 
-using inventory::TargetRelease;
-
 constexpr std::string_view kOutput = "--output";
 constexpr auto kOptions = std::to_array<Option>({
     {kExclude, kPattern, "leave out the objects that match"},
     {kInclude, kPattern, "only objects that match, such as 'table:dbo.cust*'"},
     {kOutput, kFolder, "write a file for each object to this folder", {}, "-o"},
 });
-
-std::optional<TargetRelease> releaseFor(const std::optional<embedded::Release>& asked,
-                                        const inventory::Server& server) {
-  if (asked) {
-    switch (*asked) {
-      case embedded::Release::ase125:
-        return TargetRelease::ase125;
-      case embedded::Release::ase15:
-        return TargetRelease::ase15;
-      case embedded::Release::ase16:
-        return TargetRelease::ase16;
-    }
-  }
-  // Without a release the embedded catalog takes the statements of all of them.
-  return server.embedded ? std::nullopt : releaseOf(server);
-}
 
 // What is written into a folder of scripts would be one of them.
 void refuseWithin(const Place& place, const std::string& folder) {
@@ -119,9 +101,11 @@ ExitStatus runDdl(const Arguments& arguments, const Console& console, const Open
 
   std::vector<std::string> gaps = gapsOf(side);
   const bool isWhole = gaps.empty() && selection.takesAll();
-  inventory::Script script = inventory::scriptOf(
-      side.database, releaseFor(settings.load.catalog.release, side.database.server),
-      whole ? *whole : side.database);
+  std::optional<inventory::TargetRelease> release = askedRelease(arguments);
+  // Without a release the embedded catalog takes the statements of all of them.
+  if (!release && !side.database.server.embedded) release = releaseOf(side.database.server);
+  inventory::Script script =
+      inventory::scriptOf(side.database, release, whole ? *whole : side.database);
   addStatementIfNone(script);
   if (const auto folder = arguments.value(kOutput)) {
     writeFolder(script, *folder, isWhole, console);

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "cli/words/side_arguments.h"
+
 namespace kelvane::cli {
 namespace {
 
@@ -56,6 +58,7 @@ ScriptRequest scriptRequest(const Arguments& arguments) {
   ScriptRequest request;
   request.plan.allowed = allowedBy(arguments);
   request.plan.renames = renamesOf(arguments);
+  request.plan.release = askedRelease(arguments);
   request.isTried = !arguments.has(kNoProof);
   return request;
 }

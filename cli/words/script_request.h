@@ -13,7 +13,7 @@ namespace kelvane::cli {
 inline constexpr std::string_view kAllow = "--allow", kNoProof = "--no-proof", kRename = "--rename";
 
 struct ScriptRequest {
-  change_script::PlanOptions plan;  // its release waits for what the target says
+  change_script::PlanOptions plan;  // its release: that of --ase; servers say theirs
   bool isTried = true;              // on a copy of the target
 };
 // Throws UsageError.

@@ -214,6 +214,20 @@ ReadingSettings readingSettings(const Arguments& arguments) {
            .queryLimit = seconds(arguments, kQueryLimit, 0, 300)}};
 }
 
+std::optional<inventory::TargetRelease> askedRelease(const Arguments& arguments) {
+  const auto release = readingSettings(arguments).load.catalog.release;
+  if (!release) return std::nullopt;
+  switch (*release) {
+    case embedded::Release::ase125:
+      return inventory::TargetRelease::ase125;
+    case embedded::Release::ase15:
+      return inventory::TargetRelease::ase15;
+    case embedded::Release::ase16:
+      return inventory::TargetRelease::ase16;
+  }
+  return std::nullopt;
+}
+
 Place placeOf(const Arguments& arguments, const std::vector<std::string>& operands,
               const SideOptions& options, const ReadingSettings& settings) {
   refusePasswords(arguments, options);

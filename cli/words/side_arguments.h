@@ -3,6 +3,7 @@
 // Lifetime: results own what they hold. Threading: free functions without state.
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -10,6 +11,7 @@
 
 #include "cli/words/arguments.h"
 #include "cli/words/place.h"
+#include "inventory/ddl/ddl.h"
 
 namespace kelvane::cli {
 
@@ -30,6 +32,9 @@ struct ReadingSettings {
 
 // Throws UsageError, as all below.
 ReadingSettings readingSettings(const Arguments& arguments);
+
+// That of --ase, for scripts that are written.
+std::optional<inventory::TargetRelease> askedRelease(const Arguments& arguments);
 
 // `operands`: what the user called the side; none where `options` name it. Opens nothing.
 Place placeOf(const Arguments& arguments, const std::vector<std::string>& operands,
