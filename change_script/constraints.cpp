@@ -110,7 +110,8 @@ class PartPlan {
                          std::vector<Danger> dangers) {
     const std::size_t at = planner_.add(
         Stage::dropIndexes, difference,
-        {dropped(old_, key, constraintIndexOf(old_, key.name.name))}, std::move(dangers));
+        {dropped(planner_, old_, key, constraintIndexOf(old_, key.name.name), returnOf(dangers))},
+        std::move(dangers));
     if (planner_.step(at).isAllowed) planner_.dropKey(old_, key, &now_, at);
     planner_.end(&key, at);
     drops_.push_back({key.name.name, key.primary, key.clustered, at});
@@ -118,9 +119,10 @@ class PartPlan {
   }
   std::size_t planDropOf(const Check& check, const std::string& difference,
                          std::vector<Danger> dangers) {
-    const std::size_t at = planner_.add(Stage::dropIndexes, difference,
-                                        {dropped(old_, check, constraintOf(old_, check.name.name))},
-                                        std::move(dangers));
+    const std::size_t at = planner_.add(
+        Stage::dropIndexes, difference,
+        {dropped(planner_, old_, check, constraintOf(old_, check.name.name), returnOf(dangers))},
+        std::move(dangers));
     planner_.end(&check, at);
     return at;
   }
@@ -153,7 +155,7 @@ class PartPlan {
       addKeyColumns(add, key);
       addStorage(writing, add, table, "constraint " + shown(key.name), key, {},
                  StorageOwner::constraint);
-      const Batch batch = created(table, key, indexOf(table, key.name.name), add);
+      const Batch batch = created(planner_, table, key, indexOf(table, key.name.name), add);
       writing.add(Phase::tables, batch.text, {}, batch.quotedIdentifier);
     });
     const std::size_t at = planner_.add(Stage::indexes, difference, std::move(batches));
@@ -174,7 +176,7 @@ class PartPlan {
     add.name(table.name) << " add ";
     addName(add, check.name);
     add << check.condition.text;
-    Batch batch = created(table, check, constraintOf(table, check.name.name), add);
+    Batch batch = created(planner_, table, check, constraintOf(table, check.name.name), add);
     batch.quotedIdentifier = option;
     const std::size_t at = planner_.add(Stage::indexes, difference, {batch});
     forEachName(check.condition.text, option,

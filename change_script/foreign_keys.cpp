@@ -11,9 +11,11 @@ using namespace inventory;
 
 std::size_t planDrop(Planner& planner, const Table& table, const ForeignKey& key,
                      std::string difference, std::vector<Danger> dangers) {
+  const Return comes = returnOf(dangers);
   const std::size_t at =
       planner.add(Stage::dropReferences, std::move(difference),
-                  {dropped(table, key, constraintOf(table, key.name.name))}, std::move(dangers));
+                  {dropped(planner, table, key, constraintOf(table, key.name.name), comes)},
+                  std::move(dangers));
   planner.end(&key, at);
   return at;
 }
@@ -30,7 +32,7 @@ std::size_t planCreation(Planner& planner, const Table& table, const ForeignKey&
     if (!batch.text.starts_with("alter table ")) continue;
     Statement add(batch.text);
     const bool option = batch.quotedIdentifier;
-    batch = created(table, key, constraintOf(table, key.name.name), add);
+    batch = created(planner, table, key, constraintOf(table, key.name.name), add);
     batch.quotedIdentifier = option;
   }
   const std::size_t at = planner.add(Stage::references, std::move(difference), std::move(batches));

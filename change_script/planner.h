@@ -64,6 +64,13 @@ class Planner {
   const ObjectUses& usesOfSource() const { return usesOfSource_; }
   const ProcedureGroups& groupsOfSource() const { return groupsOfSource_; }
   const ProcedureGroups& groupsOfTarget() const { return groupsOfTarget_; }
+  /// The table of this name on either side.
+  const Table* tableOfSource(const inventory::QualifiedName& name) const {
+    return usesOfSource_.table(name.owner, name.name);
+  }
+  const Table* tableOfTarget(const inventory::QualifiedName& name) const {
+    return uses_.table(name.owner, name.name);
+  }
   std::optional<inventory::TargetRelease> release() const { return options_.release; }
   bool has(inventory::TargetRelease since) const { return now_.has(since); }
   inventory::Writing& now() { return now_; }

@@ -20,13 +20,14 @@ Statement alter(const Table& table) {
   return statement;
 }
 
-Batch withName(const NameInBatch& name, std::string_view whether, const Statement& statement,
+Batch withName(const NameInBatch& name, const std::string& condition, const Statement& statement,
                std::string_view behind) {
-  std::string text = name.before + "if " + name.argument + " is " + std::string(whether) +
-                     "\n    exec(" + literal(statement.text());
+  std::string text = name.before + "if " + condition + "\n    exec(" + literal(statement.text());
   if (!behind.empty()) text += " + " + std::string(behind);
   return {Phase::tables, text + ")", {}, statement.needsQuotedIdentifier(), false};
 }
+
+std::string countOf(const NameInBatch& name) { return "(select count(*) from " + name.from + ")"; }
 
 std::string constraintOf(const Table& table, const std::string& name) {
   return ofTable(table, "sysconstraints", "tableid", "object_name(constrid)", name);

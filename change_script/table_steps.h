@@ -4,7 +4,9 @@
 // Lifetime: planner, change and both records outlive it. Threading: one thread.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <set>
@@ -62,32 +64,80 @@ std::string columnOf(const Table& table, const std::string& name);
 std::string columnOf(const Table& table, const std::string& name,
                      const inventory::ColumnType& type);
 
-/// Runs the end of `alter` with the name that `name` finds; `whether` of its being there.
-Batch withName(const inventory::NameInBatch& name, std::string_view whether,
-               const Statement& statement, std::string_view behind);
+/// What is dropped to be made again comes back.
+enum class Return : std::uint8_t { comesBack, goes };
+inline Return returnOf(const std::vector<Danger>& dangers) {
+  return dangers.empty() ? Return::comesBack : Return::goes;
+}
 
-/// `exists`: what finds a constraint that has a name of its own.
+/// Runs `statement` where `condition` holds, behind what finds the name; `behind`: the end of it.
+Batch withName(const inventory::NameInBatch& name, const std::string& condition,
+               const Statement& statement, std::string_view behind);
+/// How many there are that say the same: "(select count(*) from sysconstraints ...)".
+std::string countOf(const inventory::NameInBatch& name);
+/// How many of the table's constraints without names of their own say the same.
 template <class Constraint>
-Batch dropped(const Table& table, const Constraint& constraint, const std::string& exists) {
-  Statement drop = alter(table);
-  drop << " drop constraint ";
-  if (constraint.name.generated) {
+std::size_t countAlike(const Table* table, const Constraint& constraint) {
+  if (table == nullptr) return 0;
+  const auto& all = inventory::allOf(*table, constraint);
+  return static_cast<std::size_t>(std::ranges::count_if(all, [&](const Constraint& other) {
+    return other.name.generated && inventory::areAlike(other, constraint);
+  }));
+}
+
+/// A constraint without a name, as the table has it on either side.
+template <class Constraint>
+class Nameless {
+ public:
+  Nameless(const Planner& planner, const Table& table, const Constraint& constraint)
+      : source_(planner.tableOfSource(table.name)),
+        target_(planner.tableOfTarget(table.name)),
+        constraint_(constraint),
+        name_(nameInBatch(table, constraint, &table == source_ ? target_ : source_)) {}
+
+  Batch dropped(const Statement& drop, Return comes) const {
+    // Of several that say the same, those that the source has stay.
+    const std::size_t stay = comes == Return::goes ? countAlike(source_, constraint_) : 0;
     // The server makes it of the names of the table and a column, whatever stands in them.
-    inventory::Statement name;
-    name.name(constraint.name.name);
+    Statement name;
+    name.name(constraint_.name.name);
     const bool isQuoted = name.needsQuotedIdentifier();
-    Batch batch = withName(nameInBatch(table, constraint), "not null", drop,
-                           isQuoted ? "'\"' + @name + '\"'" : "@name");
+    Batch batch = withName(
+        name_,
+        stay == 0 ? name_.argument + " is not null" : countOf(name_) + " > " + std::to_string(stay),
+        drop, isQuoted ? "'\"' + @name + '\"'" : name_.argument);
     batch.quotedIdentifier = batch.quotedIdentifier || isQuoted;
     return batch;
   }
+  Batch created(const Statement& add) const {
+    const std::size_t count =
+        std::max(countAlike(source_, constraint_), countAlike(target_, constraint_));
+    return withName(
+        name_,
+        count < 2 ? name_.argument + " is null" : countOf(name_) + " < " + std::to_string(count),
+        add, {});
+  }
+
+ private:
+  const Table *source_, *target_;
+  const Constraint& constraint_;
+  inventory::NameInBatch name_;
+};
+
+/// `exists`: what finds a constraint that has a name of its own.
+template <class Constraint>
+Batch dropped(const Planner& planner, const Table& table, const Constraint& constraint,
+              const std::string& exists, Return comes) {
+  Statement drop = alter(table);
+  drop << " drop constraint ";
+  if (constraint.name.generated) return Nameless(planner, table, constraint).dropped(drop, comes);
   drop.name(constraint.name.name);
   return guarded("exists (" + exists + ")", drop);
 }
 template <class Constraint>
-Batch created(const Table& table, const Constraint& constraint, const std::string& exists,
-              const Statement& add) {
-  if (constraint.name.generated) return withName(nameInBatch(table, constraint), "null", add, {});
+Batch created(const Planner& planner, const Table& table, const Constraint& constraint,
+              const std::string& exists, const Statement& add) {
+  if (constraint.name.generated) return Nameless(planner, table, constraint).created(add);
   return guarded("not exists (" + exists + ")", add);
 }
 
