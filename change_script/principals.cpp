@@ -1,6 +1,8 @@
 // Steps for users, aliases, groups and roles.
 
 #include <algorithm>
+#include <set>
+#include <utility>
 
 #include "change_script/changed_records.h"
 #include "change_script/planner.h"
@@ -42,6 +44,29 @@ std::vector<Danger> dangersOfDrop(const Planner& planner, const std::string& pri
   return dangers;
 }
 
+/// Roles are of the server, where the login of a new user may be one already. What a side does not
+/// use it may not tell.
+void planRolesOfLogin(Planner& planner, const User& user, const std::string& difference) {
+  const std::string& login = user.login.empty() ? user.name : user.login;
+  std::set<std::string> known, others;
+  for (const Role& role : planner.source().roles) known.insert(role.name);
+  for (const Role& role : planner.target().roles) {
+    if (known.contains(role.name)) others.insert(role.name);
+  }
+  for (const std::string& role : user.roles) others.erase(role);
+  std::vector<Batch> batches;
+  for (const std::string& role : others) {
+    batches.push_back(
+        callOf("if exists (select 1 from master..sysloginroles where suid = suser_id(" +
+               literal(login) + ")\n    and srid = role_id(" + literal(role) + "))\n    " +
+               roleGrant("revoke", role, "from", login)));
+  }
+  if (batches.empty()) return;
+  const std::size_t at = planner.add(Stage::principals, difference + "; its login may have roles",
+                                     std::move(batches), {Danger::revoke});
+  planner.needMade(at, Kind::user, user.name);
+}
+
 }  // namespace
 
 void planUser(Planner& planner, const Change& change) {
@@ -60,6 +85,7 @@ void planUser(Planner& planner, const Change& change) {
   }
   if (old == nullptr) {
     planner.made().users.push_back(*now);
+    planRolesOfLogin(planner, *now, difference);
     return planner.describeMade(change, difference);
   }
   if (old->login != now->login)
