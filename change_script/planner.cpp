@@ -160,6 +160,7 @@ ChangeScript Planner::plan() {
   addStates();
   addChecks();
   mergeClauses();
+  becomeOnlyThoseWhoAreThere();
   settle();
   return std::move(script_);
 }

@@ -236,6 +236,7 @@ class Planner {
   void planReferencesToDroppedKeys();
   void planReferencesTo(const Table& table, const inventory::ForeignKey& key, std::size_t keyDrop);
   void freeNames();
+  void becomeOnlyThoseWhoAreThere();
   void needKeys();
   void needEnds();
   void needProvided();

@@ -143,4 +143,22 @@ void planAlias(Planner& planner, const Change& change) {
   }
 }
 
+/// Nobody can become a user who comes later, or who is gone where the script is started again.
+void Planner::becomeOnlyThoseWhoAreThere() {
+  std::set<std::string> come, go;
+  for (const Change& change : changes_) {
+    if (change.kind == Kind::user && change.isOnlyInSource()) come.insert(change.name);
+    if (change.kind == Kind::user && change.isOnlyInTarget()) go.insert(change.name);
+  }
+  for (Step& one : script_.steps) {
+    for (Batch& batch : one.batches) {
+      const bool isLater = one.stage < Stage::principals && come.contains(batch.user);
+      if (batch.isText || (!isLater && !go.contains(batch.user))) continue;
+      const std::string user = literal(std::exchange(batch.user, {}));
+      batch.text = "if user_id(" + user + ") is not null\nbegin\n    setuser " + user +
+                   "\n    exec(" + literal(batch.text) + ")\n    setuser\nend";
+    }
+  }
+}
+
 }  // namespace kelvane::change_script
