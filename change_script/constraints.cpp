@@ -108,10 +108,10 @@ class PartPlan {
   }
   std::size_t planDropOf(const KeyConstraint& key, const std::string& difference,
                          std::vector<Danger> dangers) {
-    const std::size_t at = planner_.add(
-        Stage::dropIndexes, difference,
-        {dropped(planner_, old_, key, constraintIndexOf(old_, key.name.name), returnOf(dangers))},
-        std::move(dangers));
+    Batch drop =
+        dropped(planner_, old_, key, constraintIndexOf(old_, key.name.name), returnOf(dangers));
+    const std::size_t at =
+        planner_.add(Stage::dropIndexes, difference, {std::move(drop)}, std::move(dangers));
     if (planner_.step(at).isAllowed) planner_.dropKey(old_, key, &now_, at);
     planner_.end(&key, at);
     drops_.push_back({key.name.name, key.primary, key.clustered, at});
@@ -119,10 +119,10 @@ class PartPlan {
   }
   std::size_t planDropOf(const Check& check, const std::string& difference,
                          std::vector<Danger> dangers) {
-    const std::size_t at = planner_.add(
-        Stage::dropIndexes, difference,
-        {dropped(planner_, old_, check, constraintOf(old_, check.name.name), returnOf(dangers))},
-        std::move(dangers));
+    Batch drop =
+        dropped(planner_, old_, check, constraintOf(old_, check.name.name), returnOf(dangers));
+    const std::size_t at =
+        planner_.add(Stage::dropIndexes, difference, {std::move(drop)}, std::move(dangers));
     planner_.end(&check, at);
     return at;
   }
