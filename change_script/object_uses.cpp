@@ -38,16 +38,16 @@ ObjectUses::ObjectUses(const Database& database) {
     }
   }
   for (const User& user : database.users) users_[user.group].push_back(&user);
-  const auto addGrantees = [&](const std::vector<Permission>& permissions) {
-    for (const Permission& one : permissions) grantees_.insert(one.grantee);
+  const auto addRights = [&](const std::vector<Permission>& permissions, const void* record) {
+    for (const Permission& one : permissions) rights_[one.grantee].push_back(record);
   };
-  addGrantees(database.settings.permissions);
-  for (const EncryptionKey& key : database.encryptionKeys) addGrantees(key.permissions);
+  addRights(database.settings.permissions, nullptr);
+  for (const EncryptionKey& key : database.encryptionKeys) addRights(key.permissions, &key);
   const auto addAll = [&](const auto& records) {
     for (const auto& one : records) {
       records_[one.name.owner].push_back(&one);
       names_.insert(shown(one.name));
-      if constexpr (requires { one.permissions; }) addGrantees(one.permissions);
+      if constexpr (requires { one.permissions; }) addRights(one.permissions, &one);
     }
   };
   addAll(database.tables);
@@ -81,7 +81,9 @@ const std::vector<const void*>& ObjectUses::recordsOf(const std::string& owner) 
 const std::vector<const User*>& ObjectUses::usersOf(const std::string& group) const {
   return found(users_, group);
 }
-bool ObjectUses::hasRights(const std::string& grantee) const { return grantees_.contains(grantee); }
+const std::vector<const void*>& ObjectUses::rightsOf(const std::string& grantee) const {
+  return found(rights_, grantee);
+}
 
 ProcedureGroups::ProcedureGroups(const Database& database) {
   for (const Procedure& one : database.procedures) groups_[shown(one.name)].push_back(&one);

@@ -34,7 +34,8 @@ class ObjectUses {
   bool hasName(const std::string& owner, const std::string& name) const;
   const std::vector<const void*>& recordsOf(const std::string& owner) const;
   const std::vector<const inventory::User*>& usersOf(const std::string& group) const;
-  bool hasRights(const std::string& grantee) const;
+  /// What the user, group or role has a right on; none stands for the database.
+  const std::vector<const void*>& rightsOf(const std::string& grantee) const;
 
  private:
   template <class Value>
@@ -42,8 +43,8 @@ class ObjectUses {
   ByName<UsingColumn> columns_, columnsOfTypes_;
   ByName<const inventory::UserType*> types_;
   std::unordered_map<std::string, const inventory::Table*> tables_;
-  ByName<const void*> records_;
-  std::unordered_set<std::string> names_, grantees_;
+  ByName<const void*> records_, rights_;
+  std::unordered_set<std::string> names_;
   ByName<const inventory::User*> users_;
 };
 

@@ -157,6 +157,8 @@ ChangeScript Planner::plan() {
   needEnds();
   needProvided();
   forbidWhatNeeds();
+  forbidLosses();
+  forbidWhatNeeds();
   addStates();
   addChecks();
   mergeClauses();

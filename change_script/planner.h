@@ -199,6 +199,11 @@ class Planner {
     needsOfMade_.push_back({step, {kind, std::move(name)}});
   }
 
+  /// The step drops somebody who may have rights.
+  void dropRights(std::string principal, std::size_t step) {
+    droppedRights_.push_back({step, std::move(principal)});
+  }
+
   /// After the step the record of the target is another one, or gone.
   void end(const void* record, std::size_t step) { ends_[record].push_back(step); }
   /// Something is in the way of the step until the first of the records that ends has ended: a
@@ -236,6 +241,7 @@ class Planner {
   void planReferencesToDroppedKeys();
   void planReferencesTo(const Table& table, const inventory::ForeignKey& key, std::size_t keyDrop);
   void freeNames();
+  void forbidLosses();
   void becomeOnlyThoseWhoAreThere();
   void needKeys();
   void needEnds();
@@ -279,6 +285,11 @@ class Planner {
   std::unordered_map<const void*, std::vector<std::size_t>> ends_;
   std::vector<InTheWay> inTheWay_;
   std::vector<const void*> early_;
+  struct DroppedRights {
+    std::size_t step;
+    std::string principal;
+  };
+  std::vector<DroppedRights> droppedRights_;
   std::map<std::size_t, AlterClause> clauses_;  // by the step
   struct Provided {
     std::string column;

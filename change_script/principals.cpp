@@ -37,13 +37,6 @@ void planRoles(Planner& planner, const std::string& grantee, const std::string& 
   add(old, now, "revoke", "from", {Danger::revoke});
 }
 
-/// Rights go with those who have them.
-std::vector<Danger> dangersOfDrop(const Planner& planner, const std::string& principal) {
-  std::vector<Danger> dangers{Danger::dropObject};
-  if (planner.uses().hasRights(principal)) dangers.push_back(Danger::revoke);
-  return dangers;
-}
-
 /// Roles are of the server, where the login of a new user may be one already. What a side does not
 /// use it may not tell.
 void planRolesOfLogin(Planner& planner, const User& user, const std::string& difference) {
@@ -55,6 +48,7 @@ void planRolesOfLogin(Planner& planner, const User& user, const std::string& dif
   }
   for (const std::string& role : user.roles) others.erase(role);
   std::vector<Batch> batches;
+  batches.reserve(others.size());
   for (const std::string& role : others) {
     batches.push_back(
         callOf("if exists (select 1 from master..sysloginroles where suid = suser_id(" +
@@ -78,8 +72,9 @@ void planUser(Planner& planner, const Change& change) {
         planner.add(Stage::drops, difference,
                     {callOf("if user_id(" + literal(old->name) +
                             ") is not null\n    exec sp_dropuser " + literal(old->name))},
-                    dangersOfDrop(planner, old->name));
+                    {Danger::dropObject});
     planner.end(old, at);
+    planner.dropRights(old->name, at);
     for (const void* record : planner.uses().recordsOf(old->name)) planner.needEnd(at, {record});
     return;
   }
@@ -126,7 +121,8 @@ void planGroup(Planner& planner, const Change& change) {
       planner.add(Stage::drops, difference,
                   {callOf("if user_id(" + literal(group) + ") is not null\n    exec sp_dropgroup " +
                           literal(group))},
-                  dangersOfDrop(planner, group));
+                  {Danger::dropObject});
+  planner.dropRights(group, at);
   for (const User* user : planner.uses().usersOf(group)) planner.needEnd(at, {user});
 }
 
@@ -140,6 +136,24 @@ void planAlias(Planner& planner, const Change& change) {
   if (const Alias* now = is<Alias>(change)) {
     planner.made().aliases.push_back(*now);
     planner.describeMade(change, difference);
+  }
+}
+
+/// Rights go with those who have them, unless what they are on goes too: now, or as soon as the
+/// drop is allowed.
+void Planner::forbidLosses() {
+  for (const auto& [at, principal] : droppedRights_) {
+    const auto goesToo = [&, drop = at](std::size_t end) {
+      const Step& other = step(end);
+      return other.isPossible && std::ranges::includes(step(drop).missing, other.missing);
+    };
+    const bool losesNone = std::ranges::all_of(uses_.rightsOf(principal), [&](const void* record) {
+      const auto found = ends_.find(record);
+      return found != ends_.end() && std::ranges::all_of(found->second, goesToo);
+    });
+    if (losesNone) continue;
+    step(at).dangers.push_back(Danger::revoke);
+    if (!options_.allowed.has(Danger::revoke)) step(at).missing.push_back(Danger::revoke);
   }
 }
 

@@ -158,6 +158,7 @@ void planEncryptionKey(Planner& planner, const Change& change) {
     const std::size_t at =
         planner.add(Stage::drops, difference, {droppedObject("encryption key", old->name)},
                     {Danger::dropObject});
+    planner.end(old, at);
     needEndsOf(planner, at, planner.uses().columnsWith(old->name));
     return;
   }

@@ -181,7 +181,9 @@ TEST(ChangeScript, NamesEveryClassThatIsMissing) {
   const Database target = inventory::databaseOf(
       "create table t (k int null, a int null, b int null)\ngo\ncreate index i on t (k)\ngo\n"
       "sp_addgroup idle\ngo\nsp_addgroup clerks\ngo\ngrant select on t to clerks\ngo\n"
-      "sp_addlogin ben, secret1\ngo\nsp_adduser ben\ngo\ngrant create table to ben\ngo\n",
+      "sp_addlogin ben, secret1\ngo\nsp_adduser ben\ngo\ngrant create table to ben\ngo\n"
+      "sp_addlogin cleo, secret1\ngo\nsp_adduser cleo\ngo\ncreate view v as select 1 a\ngo\n"
+      "grant select on v to cleo\ngo\n",
       Release::ase15);
   const Trial trial = tried(source, target, Release::ase15, "");
   const auto of = [&](std::string_view part) {
@@ -196,6 +198,7 @@ TEST(ChangeScript, NamesEveryClassThatIsMissing) {
   EXPECT_EQ(of("group idle"), "it needs --allow drop-object") << trial.text;
   EXPECT_EQ(of("group clerks"), "it needs --allow drop-object,revoke") << trial.text;
   EXPECT_EQ(of("user ben"), "it needs --allow drop-object,revoke") << trial.text;
+  EXPECT_EQ(of("user cleo"), "it needs --allow drop-object") << trial.text;
 }
 
 // A text that cannot be written is no reason to drop what is there.
