@@ -15,6 +15,14 @@ namespace {
 
 using namespace inventory;
 
+/// Numbers of which all are in each of the types below.
+bool isSmall(const DataType& type) {
+  static const std::set<std::string_view> kSmall{
+      "bit", "tinyint", "smallint", "unsigned smallint", "int", "unsigned int", "smallmoney"};
+  return kSmall.contains(type.name);
+}
+bool isOfMost(const DataType& type) { return type.name == "bigint" || type.name == "money"; }
+
 /// What a value that is lost in the type looks like; `value`: of the column.
 std::string misfitOf(const std::string& value, const DataType& was, const DataType& is) {
   static const std::map<std::string_view, std::string_view> kRanges{
@@ -24,6 +32,9 @@ std::string misfitOf(const std::string& value, const DataType& was, const DataTy
       {"unsigned smallint", "0 and 65535"},
       {"unsigned int", "0 and 4294967295"},
       {"smallmoney", "-214748.3648 and 214748.3647"},
+      {"bigint", "-9223372036854775808 and 9223372036854775807"},
+      {"unsigned bigint", "0 and 18446744073709551615"},
+      {"money", "-922337203685477.5808 and 922337203685477.5807"},
       {"smalldatetime", "'19000101' and '20790606 23:59:29'"},
       {"datetime", "'17530101' and '99991231 23:59:59.996'"},
       {"real", "-3.402823e38 and 3.402823e38"}};
@@ -33,14 +44,16 @@ std::string misfitOf(const std::string& value, const DataType& was, const DataTy
   const bool isNumber = to == ValueKind::number;
   std::string number = value, misfit;
   if (wasText && isNumber) number = "convert(float, " + value + ")";
-  if (kind != to && !(wasText && isNumber)) {
+  if ((kind != to && !(wasText && isNumber)) || (isOfMost(is) && isSmall(was))) {
     // Another range, or none.
   } else if (const auto range = kRanges.find(is.name); range != kRanges.end()) {
     misfit = number + " not between " + std::string(range->second);
   } else if (is.precision) {
     const auto digits = static_cast<std::size_t>(*is.precision - is.scale.value_or(0));
     const std::string scale = std::to_string(is.scale.value_or(0));
-    misfit = "abs(" + number + ") >= 1" + std::string(digits, '0');
+    // The smallest number of a type has no absolute value in it.
+    const std::string least = " 1" + std::string(digits, '0');
+    misfit = number + " >=" + least + " or " + number + " <= -" + least.substr(1);
     if (!wasText) misfit += " or " + number + " != round(" + number + ", " + scale + ")";
   }
   // Text of anything else than a number cannot be compared with one.

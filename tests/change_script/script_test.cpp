@@ -94,6 +94,11 @@ TEST(ChangeScript, StopsAtRowsThatDoNotFit) {
       {"a numeric(6,2) null", "1.25", "a numeric(6,1) null", "do not fit"},
       {"a numeric(6,2) null", "999.5", "a numeric(4,1) null", nullptr},
       {"a varbinary(9) null", "0x010203", "a varbinary(2) null", "do not fit"},
+      {"a smallint null", "-32768", "a numeric(5,2) null", "do not fit"},
+      {"a smallint null", "-999", "a numeric(5,2) null", nullptr},
+      {"a varchar(20) null", "'99999999999999999999'", "a money null", "do not fit"},
+      {"a varchar(20) null", "'-922337203685477'", "a money null", nullptr},
+      {"a varchar(20) null", "'99999999999999999999'", "a bigint null", "do not fit"},
   };
   for (const Rows& rows : all) {
     SCOPED_TRACE(std::string(rows.before) + ", " + rows.insert + ", " + rows.after);
@@ -102,7 +107,7 @@ TEST(ChangeScript, StopsAtRowsThatDoNotFit) {
     };
     const Database source = inventory::databaseOf(table(rows.after), Release::ase15);
     const Database target = inventory::databaseOf(table(rows.before), Release::ase15);
-    const Trial trial = tried(source, target, Release::ase15, "narrow,null-to-not-null");
+    const Trial trial = tried(source, target, Release::ase15, "narrow,convert,null-to-not-null");
     embedded::EmbeddedCatalog catalog = copyOf(target, Release::ase15);
     ASSERT_EQ(load(catalog, "insert t values (1, " + std::string(rows.insert) + ")\ngo\n"),
               Lines());
