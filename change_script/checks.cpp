@@ -87,6 +87,23 @@ bool hasColumn(const Table& table, std::string_view name) {
   return std::ranges::find(table.columns, name, &Column::name) != table.columns.end();
 }
 
+const Column& columnNamed(const Table& table, std::string_view name) {
+  return *std::ranges::find(table.columns, name, &Column::name);
+}
+
+/// Values that differ may be the same in another type.
+void addAsItWillBe(Statement& keys, const Planner& planner, const Table& was, const Table& is,
+                   const std::string& name) {
+  ColumnType from = planner.storedOld(columnNamed(was, name).type);
+  const ColumnType to = planner.storedNew(columnNamed(is, name).type);
+  from.nullable = to.nullable;
+  const bool isAnother = from.type.name != to.type.name && !dangersOf(from, to).empty() &&
+                         columnNamed(is, name).computed.isDefault();
+  if (isAnother) keys << "convert(" << shown(to.type) << ", ";
+  keys.name(name);
+  if (isAnother) keys << ")";
+}
+
 /// Whether all rows get the same value in a column that is added.
 bool isConstantWhereNew(const Table& table, std::string_view name) {
   const auto column = std::ranges::find(table.columns, name, &Column::name);
@@ -188,7 +205,7 @@ std::optional<RowCheck> checkOf(const Planner& planner, const Table& table,
     columns += (columns.empty() ? "" : ", ") + column.name;
     if (column.isExpression) return std::nullopt;
     if (hasColumn(*there, column.name)) {
-      (keys << std::exchange(separator, ", ")).name(column.name);
+      addAsItWillBe(keys << std::exchange(separator, ", "), planner, *there, table, column.name);
     } else if (isConstantWhereNew(table, column.name)) {
       isNotThere = "not exists (select 1 from syscolumns where id = " + idOf(table.name) +
                    " and name = " + literal(column.name) + ")\n    and ";

@@ -99,6 +99,8 @@ TEST(ChangeScript, StopsAtRowsThatDoNotFit) {
       {"a varchar(20) null", "'99999999999999999999'", "a money null", "do not fit"},
       {"a varchar(20) null", "'-922337203685477'", "a money null", nullptr},
       {"a varchar(20) null", "'99999999999999999999'", "a bigint null", "do not fit"},
+      {"a float null", "1.2) insert t values (2, 1.4", "a int null unique", "the same a"},
+      {"a float null", "1.2) insert t values (2, 2.4", "a int null unique", nullptr},
   };
   for (const Rows& rows : all) {
     SCOPED_TRACE(std::string(rows.before) + ", " + rows.insert + ", " + rows.after);
