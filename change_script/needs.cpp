@@ -51,7 +51,7 @@ void Planner::planReferencesTo(const Table& table, const ForeignKey& key, std::s
   const std::size_t drop = planDrop(*this, table, key, difference);
   const std::size_t at = planCreation(*this, table, key, difference);
   needEachOther(drop, at);
-  step(drop).needs.push_back(keyDrop);
+  needEachOther(drop, keyDrop);
 }
 
 void Planner::provide(const std::string& object, const std::string& column, std::size_t step) {
