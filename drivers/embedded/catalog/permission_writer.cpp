@@ -152,8 +152,11 @@ Blob withoutColumn(const Blob& bits, std::size_t colid) {
 
 // what a statement names
 
-void PermissionWriter::apply(const tsql::Permission& statement) {
-  if (!statement.roles.empty()) return applyRoles(statement);
+bool PermissionWriter::apply(const tsql::Permission& statement) {
+  if (!statement.roles.empty()) {
+    applyRoles(statement);
+    return true;
+  }
   std::optional<ObjectInfo> object;
   if (!statement.object.empty()) {
     object = writer_.catalog().requireObject(statement.object, writer_.caller());
@@ -168,9 +171,14 @@ void PermissionWriter::apply(const tsql::Permission& statement) {
   const std::vector<Right> rights = rightsOf(statement, object);
   std::optional<int> predicate;
   if (statement.predicate) predicate = addPredicate(statement, *object);
+  bool isKept = true;
   for (const int uid : granteesOf(statement)) {
     for (const Right& right : rights) {
-      if (object && uid == object->uid) continue;  // an owner has every right without a row
+      // An owner has every right without a row.
+      if (object && uid == object->uid) {
+        isKept = false;
+        continue;
+      }
       if (predicate) {
         grantRows(right, uid, grantor,
                   statement.grantOption ? protect_type::kGrantOption : protect_type::kGrant,
@@ -186,6 +194,7 @@ void PermissionWriter::apply(const tsql::Permission& statement) {
   }
   // The same may have been granted before.
   if (predicate) writer_.removePredicate(object->id, *predicate);
+  return isKept;
 }
 
 int PermissionWriter::addPredicate(const tsql::Permission& statement, const ObjectInfo& object) {
@@ -496,12 +505,13 @@ void PermissionWriter::removeColumn(int tableId, int colid) {
   }
 }
 
-void Catalog::permission(const tsql::Permission& statement, std::string_view text,
+bool Catalog::permission(const tsql::Permission& statement, std::string_view text,
                          const Caller& caller) {
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
-  PermissionWriter(writer, text).apply(statement);
+  const bool isKept = PermissionWriter(writer, text).apply(statement);
   savepoint.keep();
+  return isKept;
 }
 
 }  // namespace kelvane::embedded

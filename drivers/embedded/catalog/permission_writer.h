@@ -17,7 +17,8 @@ class PermissionWriter {
   explicit PermissionWriter(CatalogWriter& writer, std::string_view text = {})
       : writer_(writer), store_(writer.store()), text_(text) {}
 
-  void apply(const tsql::Permission& statement);
+  /// False where a right is the owner's, who has it anyway.
+  bool apply(const tsql::Permission& statement);
   /// Forgets what was granted on one column, and numbers those behind it anew; a permission on no
   /// other column goes with it.
   void removeColumn(int tableId, int colid);
