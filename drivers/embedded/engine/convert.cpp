@@ -267,12 +267,12 @@ std::string_view cutText(std::string_view text, std::size_t bytes) {
 
 std::string_view cutText(std::string_view text, const ColumnType& type) {
   auto room = static_cast<std::size_t>(type.length);
-  if (!isUnicode(type.kind)) return cutText(text, room);
+  if (text.size() <= room && !isUnicode(type.kind)) return text;
   std::size_t at = 0;
   while (at < text.size()) {
     const auto lead = static_cast<unsigned char>(text[at]);
     const std::size_t bytes = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    const std::size_t needed = bytes == 4 ? 4 : 2;
+    const std::size_t needed = !isUnicode(type.kind) ? 1 : bytes == 4 ? 4 : 2;
     if (needed > room) break;
     room -= needed;
     at = std::min(at + bytes, text.size());

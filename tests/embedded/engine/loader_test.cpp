@@ -270,6 +270,34 @@ TEST(Loader, OptionsWhoseWordsAreThoseOfStatements) {
   EXPECT_EQ(loaded("create database temp\n").substr(0, 30), "error a.sql:1: message 156: In");
 }
 
+TEST(Loader, TellsWhichTextsAreCut) {
+  EmbeddedCatalog catalog;
+  const LoadReport report = loadScript(catalog, "a.sql",
+                                       "create table t (a varchar(5) null, u unichar(2) null)\n"
+                                       "create table s (a varchar(9) null)\ngo\n"
+                                       "insert t values ('äöüßé', 'ab')\n"
+                                       "insert t values ('12345  ', 'ab ')\n"
+                                       "insert t values ('123456', 'abc')\n"
+                                       "insert s values ('1234567')\ngo\n"
+                                       "insert t (a) select a from s\n"
+                                       "update t set a = a + 'x' where u is null\n"
+                                       "update t set a = 'x' + 'y'\n"
+                                       "grant select on t to dbo\n",
+                                       {.listIgnored = true});
+  std::string told;
+  for (const ScriptNote& note : report.notes) {
+    told += std::to_string(note.line) + ": " + note.text + "\n";
+  }
+  EXPECT_EQ(told,
+            "6: a text was cut to the 5 characters of column 'a'\n"
+            "6: a text was cut to the 2 characters of column 'u'\n"
+            "9: a text was cut to the 5 characters of column 'a'\n"
+            "10: a text was cut to the 5 characters of column 'a'\n"
+            "12: a permission of the object's owner leaves no trace in the catalog and was "
+            "ignored\n");
+  EXPECT_EQ(report.errors.size(), 0U);
+}
+
 TEST(Loader, NamesTheStatementThatFailed) {
   struct Case {
     const char* script;
