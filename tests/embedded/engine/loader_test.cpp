@@ -270,6 +270,23 @@ TEST(Loader, OptionsWhoseWordsAreThoseOfStatements) {
   EXPECT_EQ(loaded("create database temp\n").substr(0, 30), "error a.sql:1: message 156: In");
 }
 
+TEST(Loader, TellsOfClausesThatOnlyAClientOrAPlanSees) {
+  EmbeddedCatalog catalog;
+  const LoadReport report = loadScript(catalog, "a.sql",
+                                       "create procedure p as select 1\ngo\n"
+                                       "exec p with recompile\nexec p\n"
+                                       "select a = 1 for browse\nselect a = 1 for read only\n"
+                                       "exec sp_serverinfo server_csname\n",
+                                       {.listIgnored = true});
+  std::string told;
+  for (const ScriptNote& note : report.notes) {
+    told +=
+        std::to_string(note.line) + ": " + note.text.substr(0, note.text.find(" leaves")) + "\n";
+  }
+  EXPECT_EQ(told, "3: 'with recompile'\n5: 'for browse'\n7: sp_serverinfo: the call\n");
+  EXPECT_EQ(report.errors.size(), 0U);
+}
+
 TEST(Loader, TellsWhichTextsAreCut) {
   EmbeddedCatalog catalog;
   const LoadReport report = loadScript(catalog, "a.sql",
