@@ -86,7 +86,7 @@ std::string Databases::sqlName(const Entry& database, const SystemTable& table) 
 }
 
 std::string Databases::shownRows(const Entry& database, const SystemTable& table) {
-  const std::string kept = sqlName(database, table);
+  std::string kept = sqlName(database, table);
   if (table.name != "syspartitions" || !options_.isAtLeast15()) return kept;
   // Tables and indexes that nobody has divided are one partition each. That of the table's rows has
   // the number of the table.

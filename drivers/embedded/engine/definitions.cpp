@@ -67,9 +67,8 @@ void Definitions::permission(const Permission& statement, std::string_view text)
     if (!isVariable(grantee)) continue;
     grantee = Frame::textOf(frame_.variable(grantee, frame_.line()));
   }
-  if (!server_.catalog.permission(named, text, session_.caller)) {
-    reporter_.ignored("a permission of the object's owner");
-  }
+  const std::string_view untraced = server_.catalog.permission(named, text, session_.caller);
+  if (!untraced.empty()) reporter_.ignored(std::string(untraced));
 }
 
 namespace {

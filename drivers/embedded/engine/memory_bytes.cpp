@@ -18,7 +18,7 @@ namespace kelvane::embedded {
 namespace {
 
 constexpr std::int64_t kTicksPerSecond = 300, kDaysBefore1900 = 693'961;
-constexpr std::int64_t kTicksPerDay = 24 * 3600 * kTicksPerSecond;
+constexpr std::int64_t kTicksPerDay = kTicksPerSecond * 3600 * 24;
 
 std::int64_t wholeOf(const Cell& value) {
   if (const auto* number = std::get_if<std::int64_t>(&value)) return *number;
