@@ -322,7 +322,8 @@ class Catalog {
   /// Those whose session ends.
   void removeTemporaryProcedures(const std::set<int>& ids);
   /// What of the statement has no row, in words, as a right of the object's owner; else empty.
-  std::string_view permission(const tsql::Permission& statement, std::string_view text, const Caller& caller);
+  std::string_view permission(const tsql::Permission& statement, std::string_view text,
+                              const Caller& caller);
   void encryptionKey(const tsql::EncryptionKey& statement, const Caller& caller);
   void modifyOwner(const tsql::ModifyOwner& statement, const Caller& caller);
   void createLogin(const tsql::CreateLogin& statement, const Caller& caller);
