@@ -35,8 +35,12 @@ void dropSinglePartition(Table& table) {
   table.partitionColumns.clear();
 }
 
-/// Those of an index, where nobody named or placed them.
+/// Those of an index, where nobody named or placed them. An index that is not divided is in one
+/// partition, on the segment of the index.
 void dropUndeclaredPartitions(IndexStorage& index) {
+  if (!index.local && index.partitions.size() == 1 && index.partitions[0].name.generated) {
+    index.partitions.clear();
+  }
   const bool isUndeclared = std::ranges::all_of(index.partitions, [](const Partition& one) {
     return one.name.generated && one.segment.empty();
   });

@@ -131,7 +131,7 @@ std::optional<ObjectInfo> Catalog::findObject(const tsql::ObjectName& name, cons
     const bool isThere = !table->inMaster || database->name == "master";
     if (isThere && (name.owner.empty() || name.owner == "dbo")) {
       ObjectInfo object = systemTableInfo(*table);
-      object.sqliteTable = databases_->sqlName(*database, *table);
+      object.sqliteTable = databases_->shownRows(*database, *table);
       return object;
     }
   }

@@ -321,7 +321,9 @@ class Catalog {
   void drop(const tsql::Drop& statement, const Caller& caller);
   /// Those whose session ends.
   void removeTemporaryProcedures(const std::set<int>& ids);
-  void permission(const tsql::Permission& statement, std::string_view text, const Caller& caller);
+  /// What of the statement has no row, in words, as a right of the object's owner; else empty.
+  std::string_view permission(const tsql::Permission& statement, std::string_view text,
+                              const Caller& caller);
   void encryptionKey(const tsql::EncryptionKey& statement, const Caller& caller);
   void modifyOwner(const tsql::ModifyOwner& statement, const Caller& caller);
   void createLogin(const tsql::CreateLogin& statement, const Caller& caller);

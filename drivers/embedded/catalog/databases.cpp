@@ -85,6 +85,34 @@ std::string Databases::sqlName(const Entry& database, const SystemTable& table) 
   return name;
 }
 
+std::string Databases::shownRows(const Entry& database, const SystemTable& table) {
+  std::string kept = sqlName(database, table);
+  if (table.name != "syspartitions" || !options_.isAtLeast15()) return kept;
+  // Tables and indexes that nobody has divided are one partition each. That of the table's rows has
+  // the number of the table.
+  constexpr std::string_view kNumber =
+      "CASE WHEN i.indid < 2 THEN i.id ELSE (i.id + i.indid * 1000003) & 2147483647 END";
+  std::string columns, implied;
+  for (const NamedColumn& column : table.columns) {
+    const std::string& name = column.name;
+    const auto value = [&]() -> std::string {
+      if (name == "name") return concat("i.name || '_' || ", kNumber);
+      if (name == "partitionid") return std::string(kNumber);
+      if (name == "data_partitionid") return "i.id";
+      if (name == "id" || name == "indid" || name == "segment" || name == "crdate") {
+        return concat("i.", name);
+      }
+      return column.type.nullable ? "NULL" : "0";
+    };
+    columns += concat(columns.empty() ? "" : ", ", name);
+    implied += concat(implied.empty() ? "" : ", ", value());
+  }
+  const std::string indexes = sqlName(database, *tables_.find("sysindexes"));
+  return concat("(SELECT ", columns, " FROM ", kept, " UNION ALL SELECT ", implied, " FROM ",
+                indexes, " i WHERE NOT EXISTS (SELECT 1 FROM ", kept,
+                " p WHERE p.id = i.id AND p.indid = i.indid))");
+}
+
 void Databases::add(std::string_view name) {
   if (store_.value("SELECT dbid FROM sysdatabases WHERE name = ?", name)) return;
   if (const auto gone = removed_.find(name); gone != removed_.end()) removed_.erase(gone);

@@ -46,6 +46,8 @@ class Databases {
 
   /// What SQL calls a system table of the database.
   std::string sqlName(const Entry& database, const SystemTable& table);
+  /// What queries read: the same, or a subquery with the rows that are kept nowhere.
+  std::string shownRows(const Entry& database, const SystemTable& table);
 
   /// Gives the database a row in sysdatabases if it has none.
   void add(std::string_view name);

@@ -148,12 +148,16 @@ Blob withoutColumn(const Blob& bits, std::size_t colid) {
   return left;
 }
 
+constexpr std::string_view kRevokedNothing = "the revoke of what was not granted";
+
 }  // namespace
 
 // what a statement names
 
-void PermissionWriter::apply(const tsql::Permission& statement) {
-  if (!statement.roles.empty()) return applyRoles(statement);
+std::string_view PermissionWriter::apply(const tsql::Permission& statement) {
+  if (!statement.roles.empty()) {
+    return applyRoles(statement) ? "" : kRevokedNothing;
+  }
   std::optional<ObjectInfo> object;
   if (!statement.object.empty()) {
     object = writer_.catalog().requireObject(statement.object, writer_.caller());
@@ -168,9 +172,14 @@ void PermissionWriter::apply(const tsql::Permission& statement) {
   const std::vector<Right> rights = rightsOf(statement, object);
   std::optional<int> predicate;
   if (statement.predicate) predicate = addPredicate(statement, *object);
+  bool isOfOwner = false, hasEffect = statement.action == tsql::PermissionAction::Grant;
   for (const int uid : granteesOf(statement)) {
     for (const Right& right : rights) {
-      if (object && uid == object->uid) continue;  // an owner has every right without a row
+      // An owner has every right without a row.
+      if (object && uid == object->uid) {
+        isOfOwner = true;
+        continue;
+      }
       if (predicate) {
         grantRows(right, uid, grantor,
                   statement.grantOption ? protect_type::kGrantOption : protect_type::kGrant,
@@ -178,14 +187,16 @@ void PermissionWriter::apply(const tsql::Permission& statement) {
       } else if (statement.action == tsql::PermissionAction::Grant) {
         grant(right, uid, grantor, statement.grantOption);
       } else if (statement.grantOption) {
-        revokeGrantOption(right, uid, grantor);
+        hasEffect |= revokeGrantOption(right, uid, grantor);
       } else {
-        revoke(right, uid, grantor, statement.cascade);
+        hasEffect |= revoke(right, uid, grantor, statement.cascade);
       }
     }
   }
   // The same may have been granted before.
   if (predicate) writer_.removePredicate(object->id, *predicate);
+  if (isOfOwner) return "a permission of the object's owner";
+  return hasEffect ? "" : kRevokedNothing;
 }
 
 int PermissionWriter::addPredicate(const tsql::Permission& statement, const ObjectInfo& object) {
@@ -203,17 +214,19 @@ int PermissionWriter::addPredicate(const tsql::Permission& statement, const Obje
   return id;
 }
 
-void PermissionWriter::applyRoles(const tsql::Permission& statement) {
+bool PermissionWriter::applyRoles(const tsql::Permission& statement) {
   RoleWriter roles(writer_);
+  bool hasEffect = statement.action == tsql::PermissionAction::Grant;
   for (const std::string& role : statement.roles) {
     for (const std::string& grantee : statement.grantees) {
       if (statement.action == tsql::PermissionAction::Grant) {
         roles.grant(role, grantee);
       } else {
-        roles.revoke(role, grantee);
+        hasEffect |= roles.revoke(role, grantee);
       }
     }
   }
+  return hasEffect;
 }
 
 std::vector<PermissionWriter::Right> PermissionWriter::rightsOf(
@@ -365,7 +378,7 @@ void PermissionWriter::grantRows(const Right& right, int uid, int grantor, int p
         {right.objectId, uid, right.action, protectType, right.columns, grantor, predicate});
 }
 
-void PermissionWriter::revokeRows(const Right& right, int uid, int grantor) {
+bool PermissionWriter::revokeRows(const Right& right, int uid, int grantor) {
   std::vector<int> predicates;
   auto& protects = writer_.records().protects;
   protects.each<&SysProtect::id>(right.objectId, [&](Slot slot, const SysProtect& one) {
@@ -375,6 +388,7 @@ void PermissionWriter::revokeRows(const Right& right, int uid, int grantor) {
     protects.erase(slot);
   });
   for (const int predicate : predicates) writer_.removePredicate(right.objectId, predicate);
+  return !predicates.empty();
 }
 
 // A column is granted with or without the option, never both; a whole table may be granted beside
@@ -415,13 +429,13 @@ std::optional<PermissionWriter::Stored> PermissionWriter::beyond(
 }
 
 // What others granted stays.
-void PermissionWriter::revoke(const Right& right, int uid, int grantor, bool cascade) {
-  bool hadOwn = false;
-  revokeRows(right, uid, grantor);
+bool PermissionWriter::revoke(const Right& right, int uid, int grantor, bool cascade) {
+  bool hadOwn = false, hasEffect = revokeRows(right, uid, grantor);
   for (Stored& row : rows(right, uid)) {
     if (row.protectType == protect_type::kRevoke) continue;
     hadOwn = true;
     if (row.grantor != grantor) continue;
+    hasEffect = true;
     erase(right, uid, row);
     if (!right.columns || !row.columns || isWholeTable(*right.columns)) continue;
     const Blob granted = isWholeTable(*row.columns) ? allColumns(right.objectId) : *row.columns;
@@ -437,20 +451,24 @@ void PermissionWriter::revoke(const Right& right, int uid, int grantor, bool cas
         withheld.columns = united(*withheld.columns, *row.columns);
     }
     store(right, uid, withheld);
+    hasEffect = true;
   }
-  if (!cascade) return;
+  if (!cascade) return hasEffect;
   std::vector<int> passedOn;
   store_.each(
       "SELECT DISTINCT uid FROM sysprotects WHERE id = ?1 AND action = ?2 AND grantor = ?3"
       " AND uid != ?3",
       [&](const Statement& row) { passedOn.push_back(row.number(0)); }, right.objectId,
       right.action, uid);
-  for (const int next : passedOn) revoke(right, next, uid, true);
+  for (const int next : passedOn) hasEffect |= revoke(right, next, uid, true);
+  return hasEffect;
 }
 
-void PermissionWriter::revokeGrantOption(const Right& right, int uid, int grantor) {
+bool PermissionWriter::revokeGrantOption(const Right& right, int uid, int grantor) {
+  bool hasEffect = false;
   for (const Stored& row : rows(right, uid)) {
     if (row.protectType != protect_type::kGrantOption || row.grantor != grantor) continue;
+    hasEffect = true;
     erase(right, uid, row);
     std::optional<Blob> plain = row.columns;
     if (row.columns && right.columns && !isWholeTable(*right.columns)) {
@@ -463,6 +481,7 @@ void PermissionWriter::revokeGrantOption(const Right& right, int uid, int granto
     }
     grant({right.objectId, right.action, plain}, uid, row.grantor, false);
   }
+  return hasEffect;
 }
 
 bool PermissionWriter::hasThroughGroup(const Right& right, int uid) {
@@ -499,12 +518,13 @@ void PermissionWriter::removeColumn(int tableId, int colid) {
   }
 }
 
-void Catalog::permission(const tsql::Permission& statement, std::string_view text,
-                         const Caller& caller) {
+std::string_view Catalog::permission(const tsql::Permission& statement, std::string_view text,
+                                     const Caller& caller) {
   Savepoint savepoint(store_);
   CatalogWriter writer(*this, caller);
-  PermissionWriter(writer, text).apply(statement);
+  const std::string_view untraced = PermissionWriter(writer, text).apply(statement);
   savepoint.keep();
+  return untraced;
 }
 
 }  // namespace kelvane::embedded

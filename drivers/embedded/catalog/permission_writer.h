@@ -17,7 +17,8 @@ class PermissionWriter {
   explicit PermissionWriter(CatalogWriter& writer, std::string_view text = {})
       : writer_(writer), store_(writer.store()), text_(text) {}
 
-  void apply(const tsql::Permission& statement);
+  /// What of the statement has no row, in words; else empty.
+  std::string_view apply(const tsql::Permission& statement);
   /// Forgets what was granted on one column, and numbers those behind it anew; a permission on no
   /// other column goes with it.
   void removeColumn(int tableId, int colid);
@@ -35,7 +36,8 @@ class PermissionWriter {
     std::optional<Blob> columns;
   };
 
-  void applyRoles(const tsql::Permission& statement);
+  /// Whether these had any effect.
+  bool applyRoles(const tsql::Permission& statement);
   std::vector<Right> rightsOf(const tsql::Permission& statement,
                               const std::optional<ObjectInfo>& object);
   std::vector<Right> commandRights(const tsql::Privilege& privilege);
@@ -48,10 +50,10 @@ class PermissionWriter {
   std::vector<Stored> rows(const Right& right, int uid);
   int addPredicate(const tsql::Permission& statement, const ObjectInfo& object);
   void grantRows(const Right& right, int uid, int grantor, int protectType, int predicate);
-  void revokeRows(const Right& right, int uid, int grantor);
+  bool revokeRows(const Right& right, int uid, int grantor);
   void grant(const Right& right, int uid, int grantor, bool grantOption);
-  void revoke(const Right& right, int uid, int grantor, bool cascade);
-  void revokeGrantOption(const Right& right, int uid, int grantor);
+  bool revoke(const Right& right, int uid, int grantor, bool cascade);
+  bool revokeGrantOption(const Right& right, int uid, int grantor);
   /// What the row says without the columns; none if that is nothing.
   static std::optional<Stored> beyond(Stored row, const std::optional<Blob>& columns);
   void store(const Right& right, int uid, const Stored& row);

@@ -64,11 +64,14 @@ void RoleWriter::grant(std::string_view role, std::string_view grantee) {
              member.id, id);
 }
 
-void RoleWriter::revoke(std::string_view role, std::string_view grantee) {
+bool RoleWriter::revoke(std::string_view role, std::string_view grantee) {
   const int id = require(role);
   const Member member = requireMember(grantee);
-  store_.run(concat("DELETE FROM ", member.table, " WHERE ", member.column, " = ? AND srid = ?"),
-             member.id, id);
+  const std::string place =
+      concat(" FROM ", member.table, " WHERE ", member.column, " = ? AND srid = ?");
+  const bool hadRole = store_.value(concat("SELECT 1", place), member.id, id).has_value();
+  if (hadRole) store_.run(concat("DELETE", place), member.id, id);
+  return hadRole;
 }
 
 std::optional<int> RoleWriter::uidOf(std::string_view name) {

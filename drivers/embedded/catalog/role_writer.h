@@ -17,7 +17,8 @@ class RoleWriter {
   void drop(std::string_view name, bool withOverride);
   /// To a login, a user or another role.
   void grant(std::string_view role, std::string_view grantee);
-  void revoke(std::string_view role, std::string_view grantee);
+  /// False if the grantee had not the role.
+  bool revoke(std::string_view role, std::string_view grantee);
   /// The role as a grantee of this database, which learns of it now if need be; none if the server
   /// has no such role.
   std::optional<int> uidOf(std::string_view name);

@@ -101,6 +101,7 @@ BatchRun::Flow BatchRun::runStatement(const tsql::Statement& statement) {
     }
     const Flow flow = runNode(statement);
     for (const std::string& part : ignoredParts(statement)) reporter_.ignored("'" + part + "'");
+    reporter_.cut();
     return flow;
   } catch (const ServerError& error) {
     if (error.is(message::sessionEnded)) session_.ended = true;

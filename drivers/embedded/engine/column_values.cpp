@@ -45,9 +45,10 @@ std::string ColumnValues::filled(const SqlValue& value, const ColumnInfo& column
   const bool mayCut = isCharacter(column.type.kind) && isCharacter(value.type.kind) &&
                       !isLong(column.type.kind) &&
                       !(value.isColumn && value.type.length <= column.type.length);
-  if (translator_.context().stringRtruncation && mayCut) {
+  if (mayCut) {
     sql = "uncut(" + value.sql + ", " + std::to_string(static_cast<int>(column.type.kind)) + ", " +
-          std::to_string(column.type.length) + ", " + sql + ")";
+          std::to_string(column.type.length) + ", " + sql + ", " +
+          (translator_.context().stringRtruncation ? "NULL" : quotedText(column.name)) + ")";
   }
   if (isWithoutZeros(column.type)) sql = "without_zeros(" + sql + ")";
   if (column.type.nullable || value.isLiteral) return sql;

@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "drivers/embedded/engine/decimal.h"
+#include "drivers/embedded/engine/memory_bytes.h"
 #include "drivers/embedded/engine/moment.h"
 #include "drivers/embedded/engine/typing.h"
 
@@ -64,24 +65,14 @@ std::string padded(const Decimal& digits, int scale) {
   return text.append(static_cast<std::size_t>(scale) - rounded.fraction.size(), '0');
 }
 
-std::int64_t integerOfBytes(const Blob& bytes) {
-  std::uint64_t value = 0;
-  for (const std::byte b : bytes) value = value << 8 | std::to_integer<std::uint64_t>(b);
-  return static_cast<std::int64_t>(value);
+Cell cellOfBytes(const Blob& bytes, const Conversion& c) {
+  auto value = valueInMemory(bytes, c.to);
+  if (!value) c.overflow("0x" + hexDigits(bytes));
+  return *std::move(value);
 }
 
 Cell toInteger(const Cell& value, const Conversion& c) {
-  if (const auto* bytes = std::get_if<Blob>(&value)) {
-    const auto width = static_cast<std::size_t>(systemType(c.to.kind).length);
-    const Blob first(bytes->begin(),
-                     bytes->begin() + static_cast<std::ptrdiff_t>(std::min(width, bytes->size())));
-    const auto number = integerOfBytes(first);
-    if (c.to.kind == TypeKind::Bit) return std::int64_t{number != 0};
-    if (c.to.kind == TypeKind::Int) return std::int64_t{static_cast<std::int32_t>(number)};
-    if (c.to.kind == TypeKind::Smallint) return std::int64_t{static_cast<std::int16_t>(number)};
-    if (c.to.kind == TypeKind::Ubigint) return cellOfNatural(static_cast<std::uint64_t>(number));
-    return number;
-  }
+  if (const auto* bytes = std::get_if<Blob>(&value)) return cellOfBytes(*bytes, c);
   auto digits = decimalOf(value);
   // Too large for any exact type.
   if (!digits && std::holds_alternative<double>(value)) c.overflow(textOf(value, c.from, 0));
@@ -111,7 +102,7 @@ Cell toInteger(const Cell& value, const Conversion& c) {
 }
 
 Cell toExactFraction(const Cell& value, const Conversion& c) {
-  if (const auto* bytes = std::get_if<Blob>(&value)) return integerOfBytes(*bytes);
+  if (const auto* bytes = std::get_if<Blob>(&value)) return cellOfBytes(*bytes, c);
   auto digits = decimalOf(value);
   if (!digits && std::holds_alternative<double>(value)) c.overflow(textOf(value, c.from, 0));
   if (!digits && isCharacter(c.from.kind)) {
@@ -141,6 +132,7 @@ Cell toExactFraction(const Cell& value, const Conversion& c) {
 }
 
 Cell toApproximate(const Cell& value, const Conversion& c) {
+  if (const auto* bytes = std::get_if<Blob>(&value)) return cellOfBytes(*bytes, c);
   double number = 0;
   if (const auto* d = std::get_if<double>(&value)) {
     number = *d;
@@ -160,6 +152,7 @@ Cell toApproximate(const Cell& value, const Conversion& c) {
 }
 
 Cell toMoment(const Cell& value, const Conversion& c) {
+  if (const auto* bytes = std::get_if<Blob>(&value)) return cellOfBytes(*bytes, c);
   Moment moment = 0;
   if (isTemporal(c.from.kind)) {
     moment = std::get<std::int64_t>(value);
@@ -175,25 +168,18 @@ Cell toMoment(const Cell& value, const Conversion& c) {
 }
 
 Cell toBinary(const Cell& value, const Conversion& c) {
-  Blob bytes;
-  if (const auto* blob = std::get_if<Blob>(&value)) {
-    bytes = *blob;
-  } else if (const auto* text = std::get_if<std::string>(&value)) {
-    const bool hex = text->starts_with("0x") || text->starts_with("0X");
-    bytes = hex ? bytesOfHex(std::string_view(*text).substr(2)) : bytesOf(*text);
-  } else if (const auto* number = std::get_if<std::int64_t>(&value)) {
-    const int width = isInteger(c.from.kind) ? systemType(c.from.kind).length : 8;
-    for (int shift = (width - 1) * 8; shift >= 0; shift -= 8) {
-      bytes.push_back(static_cast<std::byte>(static_cast<std::uint64_t>(*number) >> shift & 0xFF));
-    }
-  }
+  const auto* text = isCharacter(c.from.kind) ? std::get_if<std::string>(&value) : nullptr;
+  const bool isHex = text != nullptr && (text->starts_with("0x") || text->starts_with("0X"));
+  Blob bytes = isHex ? bytesOfHex(std::string_view(*text).substr(2)) : memoryBytes(value, c.from);
   const auto length = static_cast<std::size_t>(c.to.length);
   if (!isLong(c.to.kind) && (isZeroFilled(c.to) || bytes.size() > length)) bytes.resize(length);
   return bytes;
 }
 
 Cell toText(const Cell& value, const Conversion& c) {
-  const std::string text = textOf(value, c.from, c.request.style);
+  const auto* bytes = isUnicode(c.to.kind) ? std::get_if<Blob>(&value) : nullptr;
+  const std::string text = bytes != nullptr ? std::get<std::string>(cellOfBytes(*bytes, c))
+                                            : textOf(value, c.from, c.request.style);
   if (isLong(c.to.kind)) return text;
   const std::string_view kept = cutText(text, c.to);
   if (kept.size() < text.size() && isInteger(c.from.kind)) {
@@ -281,12 +267,12 @@ std::string_view cutText(std::string_view text, std::size_t bytes) {
 
 std::string_view cutText(std::string_view text, const ColumnType& type) {
   auto room = static_cast<std::size_t>(type.length);
-  if (!isUnicode(type.kind)) return cutText(text, room);
+  if (text.size() <= room && !isUnicode(type.kind)) return text;
   std::size_t at = 0;
   while (at < text.size()) {
     const auto lead = static_cast<unsigned char>(text[at]);
     const std::size_t bytes = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    const std::size_t needed = bytes == 4 ? 4 : 2;
+    const std::size_t needed = !isUnicode(type.kind) ? 1 : bytes == 4 ? 4 : 2;
     if (needed > room) break;
     room -= needed;
     at = std::min(at + bytes, text.size());

@@ -81,7 +81,8 @@ std::string_view storedText(std::string_view text);
 std::string_view cutText(std::string_view text, std::size_t bytes);
 
 /// The first characters of UTF-8 text that a column of this type has room for: the length of
-/// unichar and univarchar is in bytes of UTF-16, that of the others in bytes.
+/// unichar and univarchar is in bytes of UTF-16, that of the others in characters, whatever number
+/// of bytes they have in UTF-8.
 std::string_view cutText(std::string_view text, const ColumnType& type);
 
 std::string hexDigits(const Blob& bytes);

@@ -62,15 +62,13 @@ void Definitions::keepWithoutColumns(const CreateView& view, std::string_view te
 void Definitions::permission(const Permission& statement, std::string_view text) {
   if (statement.isBuiltin) return reporter_.ignored("a permission on the builtin function");
   const auto isVariable = [](const std::string& name) { return name.starts_with('@'); };
-  if (std::ranges::none_of(statement.grantees, isVariable)) {
-    return server_.catalog.permission(statement, text, session_.caller);
-  }
   Permission named = statement;
   for (std::string& grantee : named.grantees) {
     if (!isVariable(grantee)) continue;
     grantee = Frame::textOf(frame_.variable(grantee, frame_.line()));
   }
-  server_.catalog.permission(named, text, session_.caller);
+  const std::string_view untraced = server_.catalog.permission(named, text, session_.caller);
+  if (!untraced.empty()) reporter_.ignored(std::string(untraced));
 }
 
 namespace {

@@ -11,7 +11,7 @@
 
 namespace kelvane::embedded {
 
-void registerValueFunctions(Database& store);
+void registerValueFunctions(Database& store, Running& running);
 void registerDecimalFunctions(Database& store);
 void registerTextFunctions(Database& store);
 void registerTextPartFunctions(Database& store);

@@ -94,7 +94,7 @@ void registerSchema(Database& store, Running& running) {
 
 void registerFunctions(Catalog& catalog, Running& running) {
   Database& store = catalog.store();
-  registerValueFunctions(store);
+  registerValueFunctions(store, running);
   registerDecimalFunctions(store);
   registerTextFunctions(store);
   registerTextPartFunctions(store);

@@ -44,6 +44,9 @@ struct Running {
   /// Where random numbers stand, and the one that the statement got.
   std::uint64_t random = 0x330E;
   std::optional<double> statementsRandom = {};
+  /// The columns, and their lengths in characters, that were too narrow for a text of the
+  /// statement.
+  std::map<std::string, int, std::less<>> tooNarrow = {};
   /// Changes with what names mean.
   std::uint64_t namesVersion = 0;
   /// Whether what the store does now counts as steps of the batch.

@@ -27,6 +27,7 @@ class Collector {
   void operator()(const SelectStatement& select) {
     tableOptions(select.query->terms.front().select.intoStorage.options);
     if (!select.query->compute.empty()) parts.emplace_back("compute");
+    if (select.query->forClause == ForClause::Browse) parts.emplace_back("for browse");
   }
   void operator()(const CreatePrecomputed& precomputed) { tableOptions(precomputed.options); }
   void operator()(const CreateIndex& index) { indexOptions(index.options); }
@@ -41,6 +42,9 @@ class Collector {
   }
   void operator()(const DeclareCursor& cursor) {
     for (const std::string& option : cursor.options) parts.push_back(option + " cursor");
+  }
+  void operator()(const Execute& execute) {
+    if (execute.recompile) parts.emplace_back("with recompile");
   }
   void operator()(const WaitFor& wait) { parts.push_back("waitfor " + wait.event); }
 

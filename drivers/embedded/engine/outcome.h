@@ -17,7 +17,7 @@ struct Notice {
   bool refused = false;
   /// The statement only removes something, and what it removes is not there.
   bool alreadyGone = false;
-  /// The statement, or a clause of it, was accepted but leaves no trace in the catalog.
+  /// The statement, or a part of it, was accepted but leaves no trace in the catalog.
   bool ignored = false;
   /// The view, with its owner, that was kept although its columns are not known.
   std::string withoutColumns = {};

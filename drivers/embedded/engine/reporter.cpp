@@ -87,6 +87,16 @@ void Reporter::ignored(const std::string& what) {
   outcome_.notice(notice);
 }
 
+void Reporter::cut() {
+  auto& columns = frame_.server().running.tooNarrow;
+  for (const auto& [column, length] : columns) {
+    Notice notice{ServerMessage(message::textCut, length, column), frame_.line()};
+    notice.ignored = true;
+    outcome_.notice(notice);
+  }
+  columns.clear();
+}
+
 void Reporter::changed(std::int64_t rows) {
   session_.last.rowCount = rows;
   if (!session_.options.noCount) outcome_.count(rows);

@@ -26,6 +26,8 @@ class Reporter {
   void changed(std::int64_t rows);
   /// Something was accepted but leaves no trace.
   void ignored(const std::string& what);
+  /// Texts of the statement have lost characters.
+  void cut();
   void print(const tsql::Print& print);
   void raiseError(const tsql::RaiseError& raise);
   /// Tells the client; true when it only says that what was to be removed is not there.

@@ -23,6 +23,13 @@ constexpr auto kPowers = [] {
   return powers;
 }();
 
+// A row in which a text would be cut is written like any other statement, which tells of it.
+void requireRoom(std::string_view text, const ColumnType& type) {
+  if (!isCharacter(type.kind) || isLong(type.kind)) return;
+  if (text.find_first_not_of(' ', cutText(text, type).size()) == text.npos) return;
+  throw tsql::ServerError(message::textTruncated, 0);
+}
+
 }  // namespace
 
 RowTarget::Way RowTarget::wayOf(const ColumnType& type) {
@@ -188,6 +195,7 @@ bool RowTarget::bindNumber(const Column& column, std::string_view digits, bool i
 bool RowTarget::bindText(const Column& column, std::string_view text) {
   if (column.way != Way::Text) return false;
   if (text.empty()) text = " ";
+  requireRoom(text, column.type);
   if (!isLong(column.type.kind)) text = storedText(cutText(text, column.type));
   statement_.bindStatic(column.parameter, text);
   return true;
@@ -208,6 +216,7 @@ void RowTarget::bindConverted(const Column& column, std::string_view batch, cons
         content += text[i];
         if (text[i] == quote) ++i;
       }
+      requireRoom(content, column.type);
       if (content.empty()) content = " ";
       from = varcharType(static_cast<int>(content.size()), false);
       cell = std::move(content);

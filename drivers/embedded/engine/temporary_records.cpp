@@ -7,6 +7,7 @@
 #include "drivers/embedded/catalog/system_tables.h"
 #include "drivers/embedded/catalog/table_writer.h"
 #include "drivers/embedded/catalog/utf8.h"
+#include "drivers/embedded/catalog/writer.h"
 
 namespace kelvane::embedded {
 
@@ -66,6 +67,49 @@ void showIndexes(SystemRecords& records, const TemporaryTable& table, const std:
   }
 }
 
+// Not by its name alone: sessions may use the same one for their constraints.
+int addInline(CatalogWriter& writer, const ObjectInfo& table, std::string_view column,
+              std::string_view type, std::string_view text) {
+  const int id = writer.addUnnamedObject(table, column, type);
+  writer.saveText(id, 0, text);
+  writer.records().procedures.insert({.type = 1, .id = id, .status = procedure_status::kInline});
+  return id;
+}
+
+void showDefaults(CatalogWriter& writer, const ObjectInfo& object, const TemporaryTable& table) {
+  constexpr std::size_t kWord = std::string_view("default").size();
+  for (std::size_t i = 0; i < table.defaults.size(); ++i) {
+    if (table.defaults[i].empty()) continue;
+    const std::string_view clause = std::string_view(table.defaults[i]).substr(kWord);
+    const std::string_view value =
+        clause.substr(std::min(clause.find_first_not_of(" \t\r\n"), clause.size()));
+    const ColumnInfo& column = table.columns[i];
+    const int id =
+        addInline(writer, object, column.name, object_type::kDefault, concat("DEFAULT ", value));
+    writer.records().changeColumn(table.id, column.colid,
+                                  [&](SysColumn& row) { row.cdefault = id; });
+  }
+}
+
+// Which column a check was declared with is not known any more.
+void showChecks(CatalogWriter& writer, const ObjectInfo& object, const TemporaryTable& table) {
+  SystemRecords& records = writer.records();
+  std::vector<int> ids;
+  for (std::size_t i = 0; i < table.checks.size(); ++i) {
+    const int id = addInline(writer, object, {}, object_type::kRule, table.checks[i]);
+    const std::string& name = table.rules->checks.at(i).constraint;
+    if (!name.empty()) records.changeObject(id, [&](SysObject& check) { check.name = name; });
+    records.constraints.insert(
+        {.constrid = id, .tableid = table.id, .status = constraint_status::kCheck});
+    ids.push_back(id);
+  }
+  if (ids.empty()) return;
+  records.changeObject(table.id, [&](SysObject& row) {
+    row.ckfirst = ids.front();
+    if (ids.size() > 1) row.sysstat2 |= table_status2::kSeveralChecks;
+  });
+}
+
 }  // namespace
 
 int newTemporaryId(Catalog& catalog, std::string_view table, int session) {
@@ -76,8 +120,17 @@ int newTemporaryId(Catalog& catalog, std::string_view table, int session) {
 void hideTemporary(Catalog& catalog, int id) {
   const Caller caller{kDboUid, std::string(kDatabase)};
   CatalogWriter writer(catalog, caller);
+  SystemRecords& records = writer.records();
+  std::vector<int> declared;
+  records.columns.each<&SysColumn::id>(id, [&](Slot, const SysColumn& column) {
+    if (column.cdefault != 0) declared.push_back(column.cdefault);
+  });
+  records.constraints.each<&SysConstraint::tableid>(
+      id, [&](Slot, const SysConstraint& row) { declared.push_back(row.constrid); });
+  for (const int one : declared) writer.removeObject(one);
+  records.constraints.eraseAll<&SysConstraint::tableid>(id);
   writer.removeObject(id);
-  writer.records().indexes.eraseAll<&SysIndex::id>(id);
+  records.indexes.eraseAll<&SysIndex::id>(id);
 }
 
 void showTemporary(Catalog& catalog, const TemporaryTable& table, int session) {
@@ -105,6 +158,14 @@ void showTemporary(Catalog& catalog, const TemporaryTable& table, int session) {
     records.columns.insert(std::move(row));
   }
   showIndexes(records, table, object.name);
+  const bool hasDefaults =
+      std::ranges::any_of(table.defaults, [](const std::string& text) { return !text.empty(); });
+  if (!hasDefaults && table.checks.empty()) return;
+  const Caller caller{kDboUid, std::string(kDatabase)};
+  CatalogWriter writer(catalog, caller);
+  const ObjectInfo info{object.id, object.uid, object.type, object.name, {}};
+  showDefaults(writer, info, table);
+  showChecks(writer, info, table);
 }
 
 }  // namespace kelvane::embedded

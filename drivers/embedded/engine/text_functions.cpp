@@ -13,6 +13,7 @@
 #include "drivers/embedded/engine/decimal.h"
 #include "drivers/embedded/engine/digest.h"
 #include "drivers/embedded/engine/function_families.h"
+#include "drivers/embedded/engine/memory_bytes.h"
 #include "drivers/embedded/engine/moment.h"
 #include "drivers/embedded/engine/typing.h"
 #include "model/text.h"
@@ -296,81 +297,7 @@ void sortKeyOf(FunctionCall& call) {
 
 // digests
 
-// `width` bytes, the lowest first.
-void appendInteger(Blob& bytes, std::uint64_t value, int width) {
-  for (int i = 0; i < width; ++i) bytes.push_back(static_cast<std::byte>(value >> (8 * i) & 0xFF));
-}
-
-std::int64_t wholeOf(const Cell& value) {
-  if (const auto* number = std::get_if<std::int64_t>(&value)) return *number;
-  if (const auto* text = std::get_if<std::string>(&value)) {
-    std::uint64_t number = 0;
-    std::from_chars(text->data(), text->data() + text->size(), number);
-    return static_cast<std::int64_t>(number);
-  }
-  const auto* real = std::get_if<double>(&value);
-  return real == nullptr ? 0 : static_cast<std::int64_t>(*real);
-}
-
-double realOf(const Cell& value) {
-  const auto* real = std::get_if<double>(&value);
-  return real != nullptr ? *real : static_cast<double>(wholeOf(value));
-}
-
-// A sign, then the digits as one number, the highest byte first.
-Blob numericBytes(const Cell& value, const ColumnType& type) {
-  std::string digits = exactText(value, scaleOf(type));
-  Blob bytes(static_cast<std::size_t>(numericStorage(precisionOf(type))));
-  bytes[0] = std::byte{digits.starts_with('-')};
-  for (const char c : digits) {
-    if (std::isdigit(static_cast<unsigned char>(c)) == 0) continue;
-    unsigned carry = static_cast<unsigned>(c - '0');
-    for (std::size_t at = bytes.size() - 1; at > 0; --at) {
-      carry += std::to_integer<unsigned>(bytes[at]) * 10;
-      bytes[at] = static_cast<std::byte>(carry & 0xFF);
-      carry >>= 8;
-    }
-  }
-  return bytes;
-}
-
-void appendMoment(Blob& bytes, Moment moment, TypeKind kind) {
-  // 1/300 second
-  constexpr std::int64_t kTicksPerSecond = 300, kDaysBefore1900 = 693'961;
-  const std::int64_t day = dayOf(moment);
-  const Moment time = moment - day * kMicrosecondsPerDay;
-  const auto ticks = static_cast<std::uint64_t>(
-      (time * kTicksPerSecond + kMicrosecondsPerSecond / 2) / kMicrosecondsPerSecond);
-  switch (kind) {
-    case TypeKind::Smalldatetime:
-      appendInteger(bytes, static_cast<std::uint64_t>(day), 2);
-      return appendInteger(bytes, static_cast<std::uint64_t>(time / kMicrosecondsPerMinute), 2);
-    case TypeKind::Date:
-      return appendInteger(bytes, static_cast<std::uint64_t>(day), 4);
-    case TypeKind::Time:
-      return appendInteger(bytes, ticks, 4);
-    case TypeKind::Bigtime:
-      return appendInteger(bytes, static_cast<std::uint64_t>(time), 8);
-    case TypeKind::Bigdatetime:
-      return appendInteger(
-          bytes, static_cast<std::uint64_t>(moment + kDaysBefore1900 * kMicrosecondsPerDay), 8);
-    default:
-      appendInteger(bytes, static_cast<std::uint64_t>(day), 4);
-      appendInteger(bytes, ticks, 4);
-  }
-}
-
-Blob unicodeBytes(std::string_view text) {
-  Blob bytes;
-  for (const char16_t unit : toUtf16(text)) appendInteger(bytes, unit, 2);
-  return bytes;
-}
-
-void swapPairs(Blob& bytes) {
-  for (std::size_t at = 0; at + 1 < bytes.size(); at += 2) std::swap(bytes[at], bytes[at + 1]);
-}
-
-// (value, its type in four numbers, the word behind `using`): as an Intel server has it in memory.
+// (value, its type in four numbers, the word behind `using`)
 void bytesInMemory(FunctionCall& call) {
   if (call.isNull(0)) return;
   ColumnType type;
@@ -381,42 +308,9 @@ void bytesInMemory(FunctionCall& call) {
     type.scale = static_cast<int>(call.integer(4));
   }
   const std::string_view order = call.text(5);
-  const bool highFirst = order.ends_with("msb");
-  const Cell value = call.cell(0);
-  if (const auto* bytes = std::get_if<Blob>(&value)) {
-    Blob filled = *bytes;
-    if (type.kind == TypeKind::Binary) filled.resize(static_cast<std::size_t>(type.length));
-    return call.result(Cell(filled));
-  }
-  Blob bytes;
-  if (isCharacter(type.kind)) {
-    if (!isUnicode(type.kind) && !order.starts_with("unicode")) {
-      return call.result(Cell(bytesOf(call.text(0))));
-    }
-    bytes = unicodeBytes(call.text(0));
-    if (highFirst) swapPairs(bytes);
-    return call.result(Cell(bytes));
-  }
-  if (type.precision) return call.result(Cell(numericBytes(value, type)));
-  if (isTemporal(type.kind)) {
-    appendMoment(bytes, std::get<std::int64_t>(value), type.kind);
-  } else if (type.kind == TypeKind::Real) {
-    appendInteger(bytes, std::bit_cast<std::uint32_t>(static_cast<float>(realOf(value))), 4);
-  } else if (type.kind == TypeKind::Float) {
-    appendInteger(bytes, std::bit_cast<std::uint64_t>(realOf(value)), 8);
-  } else if (isExactFraction(type.kind)) {
-    std::string digits = exactText(value, 4);
-    std::erase(digits, '.');
-    const auto units = std::strtoll(digits.c_str(), nullptr, 10);
-    // The higher half of money comes first.
-    if (type.kind == TypeKind::Money)
-      appendInteger(bytes, static_cast<std::uint64_t>(units >> 32), 4);
-    appendInteger(bytes, static_cast<std::uint64_t>(units), 4);
-  } else {
-    appendInteger(bytes, static_cast<std::uint64_t>(wholeOf(value)), systemType(type.kind).length);
-  }
-  if (highFirst) std::ranges::reverse(bytes);
-  call.result(Cell(bytes));
+  if (isCharacter(type.kind) && order.starts_with("unicode")) type.kind = TypeKind::Univarchar;
+  call.result(Cell(memoryBytes(
+      call.cell(0), type, order.ends_with("msb") ? ByteOrder::HighFirst : ByteOrder::LowFirst)));
 }
 
 // (algorithm, `text` or `bytes`, parts...): nothing for a text of nothing but nulls.

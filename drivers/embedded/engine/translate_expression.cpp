@@ -303,6 +303,10 @@ SqlValue Translator::convertValue(const Convert& convert, const Expr& expr, cons
   }
   type = withNullability(type, convert.nullable.value_or(operand.isNull || operand.type.nullable));
   if (operand.isNull) return {"NULL", type};
+  if (!convertsExplicitly(operand.type.kind, type.kind)) {
+    throw ServerError(message::noExplicitConversion, expr.range.line, shownName(operand.type.kind),
+                      shownName(type.kind));
+  }
   return {converted(operand, type, ConversionForm::Explicit, style), type};
 }
 

@@ -96,7 +96,7 @@ ColumnType numericType(int precision, int scale, bool nullable) {
 bool convertsImplicitly(TypeKind from, TypeKind to) {
   const TypeFamily source = familyOf(from);
   const TypeFamily target = familyOf(to);
-  if (source == target) return true;
+  if (source == target) return convertsExplicitly(from, to);
   switch (source) {
     case TypeFamily::Character:
       return target != TypeFamily::Number;
@@ -108,6 +108,22 @@ bool convertsImplicitly(TypeKind from, TypeKind to) {
       return target == TypeFamily::Character;
   }
   return false;
+}
+
+bool convertsExplicitly(TypeKind from, TypeKind to) {
+  const TypeFamily source = familyOf(from);
+  const TypeFamily target = familyOf(to);
+  const auto isDay = [](TypeKind kind) { return kind == TypeKind::Date; };
+  const auto isTimeOfDay = [](TypeKind kind) {
+    return kind == TypeKind::Time || kind == TypeKind::Bigtime;
+  };
+  if (source == TypeFamily::Temporal) {
+    return target != TypeFamily::Number && !(isDay(from) && isTimeOfDay(to)) &&
+           !(isTimeOfDay(from) && isDay(to));
+  }
+  const bool isPlain = target == TypeFamily::Character || target == TypeFamily::Binary;
+  return isPlain ||
+         (!isLong(from) && !(source == TypeFamily::Number && target == TypeFamily::Temporal));
 }
 
 void requireImplicit(TypeKind from, TypeKind to, std::uint32_t line) {

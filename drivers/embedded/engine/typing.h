@@ -41,6 +41,8 @@ ColumnType plainType(TypeKind kind, bool nullable = true);
 
 /// Whether a value of the one type may become the other without convert().
 bool convertsImplicitly(TypeKind from, TypeKind to);
+/// Whether convert() has a way from the one type to the other.
+bool convertsExplicitly(TypeKind from, TypeKind to);
 /// Throws 257 when it may not.
 void requireImplicit(TypeKind from, TypeKind to, std::uint32_t line);
 

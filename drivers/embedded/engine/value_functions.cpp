@@ -147,15 +147,18 @@ void required(FunctionCall& call) {
   call.result(call.cell(0));
 }
 
-// Blanks may be cut off.
-void uncut(FunctionCall& call) {
+// (text, kind and length of the column, the text as it is stored, the name of the column or null
+// where cutting is an error). Blanks may be cut off.
+void uncut(FunctionCall& call, Running& running) {
   const std::string_view text = call.isNull(0) ? std::string_view() : call.text(0);
   ColumnType type;
   type.kind = static_cast<TypeKind>(call.integer(1));
   type.length = static_cast<int>(call.integer(2));
   const auto kept = cutText(text, type).size();
   if (text.find_first_not_of(' ', kept) != std::string_view::npos) {
-    throw ServerError(message::textTruncated, kUnknownLine);
+    if (call.isNull(4)) throw ServerError(message::textTruncated, kUnknownLine);
+    const int characters = isUnicode(type.kind) ? type.length / 2 : type.length;
+    running.tooNarrow.emplace(call.text(4), characters);
   }
   call.result(call.cell(3));
 }
@@ -184,7 +187,7 @@ void obeyed(FunctionCall& call) {
 
 }  // namespace
 
-void registerValueFunctions(Database& store) {
+void registerValueFunctions(Database& store, Running& running) {
   const auto add = [&](const char* name, int count, void (*function)(FunctionCall&)) {
     store.addFunction(name, count, FunctionKind::Fixed, function);
   };
@@ -198,7 +201,8 @@ void registerValueFunctions(Database& store) {
   add("exclusive_or", 2, exclusiveOr);
   add("divisor", 1, divisor);
   add("required", 3, required);
-  store.addFunction("uncut", 4, FunctionKind::Volatile, uncut);
+  store.addFunction("uncut", 5, FunctionKind::Volatile,
+                    [&running](FunctionCall& call) { uncut(call, running); });
   store.addFunction("obeyed", 3, FunctionKind::Volatile, obeyed);
   store.addAggregate("only_value", 1, [] { return std::make_unique<OnlyValue>(); });
 }

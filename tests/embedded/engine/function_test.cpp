@@ -71,6 +71,92 @@ TEST(Function, OfTexts) {
                       });
 }
 
+// A value, its type, and its bytes in the memory of an Intel server: datetime is the day 37989 and
+// 16273500 ticks, money a count of ten-thousandths whose higher half comes first.
+TEST(Function, ValuesAreTheirBytesInMemory) {
+  Probe probe;
+  struct Value {
+    std::string type, text, bytes;
+  };
+  for (const Value& v : {
+           Value{"tinyint", "200", "0xc8"},
+           {"smallint", "-2", "0xfeff"},
+           {"unsigned smallint", "65534", "0xfeff"},
+           {"int", "1", "0x01000000"},
+           {"int", "-559038737", "0xefbeadde"},
+           {"bigint", "-2", "0xfeffffffffffffff"},
+           {"unsigned bigint", "18446744073709551614", "0xfeffffffffffffff"},
+           {"float", "-2.5", "0x00000000000004c0"},
+           {"real", "0.100000", "0xcdcccc3d"},
+           {"money", "-12345678901.2345", "0xb78fffff8720f279"},
+           {"smallmoney", "-1.5000", "0x68c5ffff"},
+           {"numeric(5,2)", "-1.50", "0x01000096"},
+           {"numeric(38)", "99999999999999999999999999999999999999",
+            "0x004b3b4ca85a86c47a098a223fffffffff"},
+           {"datetime", "Jan  5 2004  3:04:05:000PM", "0x659400005c50f800"},
+           {"smalldatetime", "Jan  5 2004  3:04:00:000PM", "0x65948803"},
+           {"date", "Jan  5 2004", "0x65940000"},
+           {"time", "3:04:05:000PM", "0x5c50f800"},
+           {"univarchar(5)", "aü", "0x6100fc00"},
+       }) {
+    const std::string value = "convert(" + v.type + ", '" + v.text + "')";
+    EXPECT_EQ(probe.rows("select convert(varbinary(17), " + value + ")"), v.bytes + "\n") << v.type;
+    EXPECT_EQ(probe.rows("select case when convert(" + v.type + ", " + v.bytes + ") = " + value +
+                         " then 'same' end"),
+              "same\n")
+        << v.type;
+  }
+  expectValues(probe,
+               {
+                   // What is missing is zero, and what is too much is cut.
+                   {"convert(int, 0x1)", "1"},
+                   {"convert(smallint, 0x0100ff)", "1"},
+                   {"convert(binary(2), 258)", "0x0201"},
+                   {"convert(binary(6), 258)", "0x020100000000"},
+                   {"convert(bigdatetime, convert(varbinary(8), convert(bigdatetime, "
+                    "'2004-01-05 15:04:05.123456')))",
+                    "2004-01-05 15:04:05.123456"},
+                   {"hashbytes('md5', convert(datetime, '2004-01-05 15:04:05'), using msb)",
+                    "0xaf794261e9ede83f12207c4c585627e0"},
+                   {"hashbytes('sha1', convert(datetime, '2004-01-05 15:04:05'), using lsb)",
+                    "0xf0d80c525944aa8e6380959bd628914872832a82"},
+                   {"hashbytes('md5', convert(smalldatetime, '2004-01-05 15:04'), using msb)",
+                    "0x18059e97268f7c24938f2c19da517c83"},
+                   {"hashbytes('md5', convert(money, '-12345678901.2345'), using msb)",
+                    "0x5f30acda33d09278ca54033b1707ed33"},
+                   {"hashbytes('md5', convert(money, '-12345678901.2345'), using lsb)",
+                    "0x30e6f90a468a461b3911d3156f534c78"},
+                   {"hashbytes('md5', convert(smallmoney, -1.5), using msb)",
+                    "0xf45d7a447b98b3f32cf8f3dbd28c35d5"},
+               });
+  struct Refusal {
+    const char* expression;
+    const char* message;
+  };
+  for (const Refusal& r : {
+           Refusal{"convert(datetime, 1)",
+                   "529: Explicit conversion from datatype 'INT' to "
+                   "'DATETIME' is not allowed.\n"},
+           {"convert(int, getdate())",
+            "529: Explicit conversion from datatype 'DATETIME' to 'INT' is not allowed.\n"},
+           {"convert(time, current_date())",
+            "529: Explicit conversion from datatype 'DATE' to 'TIME' is not allowed.\n"},
+           {"convert(int, convert(text, '1'))",
+            "529: Explicit conversion from datatype 'TEXT' to 'INT' is not allowed.\n"},
+           {"convert(float, 0xffffffffffffffff)",
+            "247: Arithmetic overflow during explicit conversion of VARBINARY value "
+            "'0xffffffffffffffff' to a FLOAT field.\n"},
+           {"convert(time, 0xffffff7f)",
+            "247: Arithmetic overflow during explicit conversion of "
+            "VARBINARY value '0xffffff7f' to a TIME field.\n"},
+           {"convert(datetime, 0x0000008000000000)",
+            "247: Arithmetic overflow during explicit conversion of VARBINARY value "
+            "'0x0000008000000000' to a DATETIME field.\n"},
+       }) {
+    EXPECT_EQ(probe.refusal(std::string("select ") + r.expression), r.message) << r.expression;
+  }
+}
+
 TEST(Function, OfBytes) {
   Probe probe;
   expectValues(probe, {

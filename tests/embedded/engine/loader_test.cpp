@@ -270,6 +270,75 @@ TEST(Loader, OptionsWhoseWordsAreThoseOfStatements) {
   EXPECT_EQ(loaded("create database temp\n").substr(0, 30), "error a.sql:1: message 156: In");
 }
 
+TEST(Loader, TellsOfClausesThatOnlyAClientOrAPlanSees) {
+  EmbeddedCatalog catalog;
+  const LoadReport report = loadScript(catalog, "a.sql",
+                                       "create procedure p as select 1\ngo\n"
+                                       "exec p with recompile\nexec p\n"
+                                       "select a = 1 for browse\nselect a = 1 for read only\n"
+                                       "exec sp_serverinfo server_csname\n",
+                                       {.listIgnored = true});
+  std::string told;
+  for (const ScriptNote& note : report.notes) {
+    told +=
+        std::to_string(note.line) + ": " + note.text.substr(0, note.text.find(" leaves")) + "\n";
+  }
+  EXPECT_EQ(told, "3: 'with recompile'\n5: 'for browse'\n7: sp_serverinfo: the call\n");
+  EXPECT_EQ(report.errors.size(), 0U);
+}
+
+TEST(Loader, TellsWhichPermissionsChangeNothing) {
+  EmbeddedCatalog catalog;
+  const LoadReport report =
+      loadScript(catalog, "a.sql",
+                 "create table t (a int, b int) exec sp_adduser probe\n"
+                 "grant select on t to probe with grant option grant insert on t to public\n"
+                 "revoke update on t from probe\n"
+                 "revoke insert on t from probe\n"
+                 "revoke all on t from probe\n"
+                 "revoke all on t from probe\n"
+                 "revoke grant option for select on t from probe cascade\n"
+                 "revoke role oper_role from probe\n"
+                 "grant role oper_role to probe revoke role oper_role from probe\n"
+                 "grant select on t to dbo\n"
+                 "revoke create table from probe\n",
+                 {.listIgnored = true});
+  std::string told;
+  for (const ScriptNote& note : report.notes) {
+    told +=
+        std::to_string(note.line) + ": " + note.text.substr(0, note.text.find(" leaves")) + "\n";
+  }
+  const std::string nothing = ": the revoke of what was not granted\n";
+  EXPECT_EQ(told, "3" + nothing + "7" + nothing + "8" + nothing +
+                      "10: a permission of the object's owner\n11" + nothing);
+  EXPECT_EQ(report.errors.size(), 0U);
+}
+
+TEST(Loader, TellsWhichTextsAreCut) {
+  EmbeddedCatalog catalog;
+  const LoadReport report = loadScript(catalog, "a.sql",
+                                       "create table t (a varchar(5) null, u unichar(2) null)\n"
+                                       "create table s (a varchar(9) null)\ngo\n"
+                                       "insert t values ('äöüßé', 'ab')\n"
+                                       "insert t values ('12345  ', 'ab ')\n"
+                                       "insert t values ('123456', 'abc')\n"
+                                       "insert s values ('1234567')\ngo\n"
+                                       "insert t (a) select a from s\n"
+                                       "update t set a = a + 'x' where u is null\n"
+                                       "update t set a = 'x' + 'y'\n",
+                                       {.listIgnored = true});
+  std::string told;
+  for (const ScriptNote& note : report.notes) {
+    told += std::to_string(note.line) + ": " + note.text + "\n";
+  }
+  EXPECT_EQ(told,
+            "6: a text was cut to the 5 characters of column 'a'\n"
+            "6: a text was cut to the 2 characters of column 'u'\n"
+            "9: a text was cut to the 5 characters of column 'a'\n"
+            "10: a text was cut to the 5 characters of column 'a'\n");
+  EXPECT_EQ(report.errors.size(), 0U);
+}
+
 TEST(Loader, NamesTheStatementThatFailed) {
   struct Case {
     const char* script;

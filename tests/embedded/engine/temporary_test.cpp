@@ -31,6 +31,30 @@ TEST(Temporary, TempdbKnowsThem) {
             "0\n");
 }
 
+TEST(Temporary, TempdbKnowsTheirDefaultsAndChecks) {
+  Probe probe;
+  probe.ask(
+      "create table #t (a int default 5 check (a > 0), b int null, constraint low check (b < 9))");
+  const char* declared =
+      "select o.type, c.text, p.status from tempdb..sysobjects o, tempdb..syscomments c,"
+      " tempdb..sysprocedures p where o.id = c.id and o.id = p.id order by c.text";
+  EXPECT_EQ(probe.rows(declared),
+            "D  | DEFAULT 5 | 4096\nR  | check (a > 0) | 4096\nR  | check (b < 9) | 4096\n");
+  EXPECT_EQ(probe.rows("select c.name, m.text from tempdb..syscolumns c, tempdb..syscomments m"
+                       " where c.cdefault = m.id"),
+            "a | DEFAULT 5\n");
+  EXPECT_EQ(probe.rows("select o.name, x.status, case when x.tableid = object_id('tempdb..#t')"
+                       " then 't' end from tempdb..sysconstraints x, tempdb..sysobjects o"
+                       " where o.id = x.constrid and o.name = 'low'"),
+            "low | 128 | t\n");
+  probe.ask("alter table #t drop constraint low alter table #t replace a default 6");
+  EXPECT_EQ(probe.rows(declared), "D  | DEFAULT 6 | 4096\nR  | check (a > 0) | 4096\n");
+  probe.ask("drop table #t");
+  EXPECT_EQ(probe.rows("select count(*) from tempdb..sysobjects where type <> 'S'"), "0\n");
+  EXPECT_EQ(probe.rows("select count(*) from tempdb..syscomments"), "0\n");
+  EXPECT_EQ(probe.rows("select count(*) from tempdb..sysconstraints"), "0\n");
+}
+
 TEST(Temporary, EachSessionHasItsOwn) {
   EmbeddedCatalog catalog;
   const auto one = catalog.connect();

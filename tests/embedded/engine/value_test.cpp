@@ -88,26 +88,28 @@ TEST(Value, TextsAndBlanks) {
   });
 }
 
-// A varchar(n) has room for n bytes, and a letter beyond ASCII takes several.
+// A varchar(n) has room for n characters, however many bytes they are in UTF-8. What is filled up
+// with blanks is so to n bytes.
 TEST(Value, LettersOfSeveralBytes) {
   Probe probe(R"(
 create table t (v varchar(3) null, c char(4) not null, n char(4) null, u unichar(3) not null)
-insert t values ('aéb', 'é', 'é', 'é')
-insert t values ('ab€', 'ab€d', 'ab€', '€€€€')
+insert t values ('aébc', 'é', 'é', 'é')
+insert t values ('ab€', 'ab€de', 'ab€', '€€€€')
 )");
   EXPECT_EQ(probe.rows("select v, c + '|', n + '|', u + '|' from t"),
-            "a\u00e9 | \u00e9  | | \u00e9| | \u00e9  |\n"
-            "ab | ab  | | ab| | \u20ac\u20ac\u20ac|\n");
+            "a\u00e9b | \u00e9  | | \u00e9| | \u00e9  |\n"
+            "ab\u20ac | ab\u20acd| | ab\u20ac| | \u20ac\u20ac\u20ac|\n");
   EXPECT_EQ(
       probe.rows("select datalength(v), datalength(c), char_length(c), datalength(n),"
                  " datalength(u), char_length(u), right(c, 1) + '|', substring(v, 2, 1) from t"),
-      "3 | 4 | 3 | 2 | 6 | 3 |  | | \u00e9\n2 | 4 | 4 | 2 | 6 | 3 |  | | b\n");
-  EXPECT_EQ(probe.rows("select c, u from t"), "\u00e9   | \u00e9  \nab   | \u20ac\u20ac\u20ac\n");
-  EXPECT_EQ(probe.rows("select convert(varchar(3), 'a\u00e9b'), stuff('ab', 2, 1, '\u00e9'),"
+      "4 | 4 | 3 | 2 | 6 | 3 |  | | \u00e9\n5 | 6 | 4 | 5 | 6 | 3 | d| | b\n");
+  EXPECT_EQ(probe.rows("select c, u from t"),
+            "\u00e9   | \u00e9  \nab\u20acd | \u20ac\u20ac\u20ac\n");
+  EXPECT_EQ(probe.rows("select convert(varchar(3), 'a\u00e9bc'), stuff('ab', 2, 1, '\u00e9'),"
                        " reverse('a\u00e9'), replicate('\u00e9', 2), ascii(char(233))"),
-            "a\u00e9 | a\u00e9 | \u00e9a | \u00e9\u00e9 | 233\n");
+            "a\u00e9b | a\u00e9 | \u00e9a | \u00e9\u00e9 | 233\n");
   EXPECT_EQ(
-      probe.refusal("set string_rtruncation on insert t (v, c, u) values ('a\u00e9b', 'x', 'x')")
+      probe.refusal("set string_rtruncation on insert t (v, c, u) values ('a\u00e9bc', 'x', 'x')")
           .substr(0, 5),
       "9502:");
 }

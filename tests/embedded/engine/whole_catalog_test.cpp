@@ -162,6 +162,30 @@ TEST(WholeCatalog, HasPartitionsAsTheReleaseDoes) {
             "t | 0\nt | 0\nt | 0\n");
 }
 
+TEST(WholeCatalog, HasOnePartitionOfWhatIsNotDivided) {
+  CatalogOptions options;
+  options.release = Release::ase16;
+  Probe probe(
+      "create table heap (a int, b int) create index i on heap (b)\n"
+      "create table keyed (a int primary key clustered)\n"
+      "create table divided (a int) partition by roundrobin 2 create index g on divided (a)\n",
+      options);
+  const char* all =
+      "select object_name(p.id), p.indid, count(*), count(distinct p.partitionid), min(p.segment)"
+      " from syspartitions p group by p.id, p.indid order by 1, 2";
+  EXPECT_EQ(probe.rows(all),
+            "divided | 0 | 2 | 2 | 1\ndivided | 2 | 1 | 1 | 1\nheap | 0 | 1 | 1 | 1\n"
+            "heap | 2 | 1 | 1 | 1\nkeyed | 1 | 1 | 1 | 1\n");
+  EXPECT_EQ(probe.rows("select count(*) from syspartitions where id = object_id('heap') and"
+                       " indid = 0 and partitionid = id and"
+                       " name = 'heap_' + convert(varchar, partitionid)"),
+            "1\n");
+  probe.ask("alter table divided unpartition drop index heap.i");
+  EXPECT_EQ(probe.rows(all),
+            "divided | 0 | 1 | 1 | 1\ndivided | 2 | 1 | 1 | 1\nheap | 0 | 1 | 1 | 1\n"
+            "keyed | 1 | 1 | 1 | 1\n");
+}
+
 TEST(WholeCatalog, CountsRowsAsTheReleaseDoes) {
   CatalogOptions options;
   options.release = Release::ase125;

@@ -335,8 +335,8 @@ void spRole(ProcedureRun& run) {
   RoleWriter roles(run.writer());
   const std::string action = tsql::lowerCase(run.text(0));
   if (action == "grant") return roles.grant(run.text(1), run.text(2));
-  if (action == "revoke") return roles.revoke(run.text(1), run.text(2));
-  run.fail(message::neitherGrantNorRevoke, action);
+  if (action != "revoke") run.fail(message::neitherGrantNorRevoke, action);
+  roles.revoke(run.text(1), run.text(2));
 }
 
 constexpr Procedure kProcedures[] = {
