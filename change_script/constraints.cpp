@@ -353,6 +353,8 @@ Table emptyLike(const Table& table) {
 std::vector<Batch> batchesOf(Planner& planner, const Table& table, const Index& index) {
   Table one = emptyLike(table);
   one.indexes = {index};
+  // Expressions may name any of them.
+  if (std::ranges::any_of(index.columns, &KeyColumn::isExpression)) one.columns = table.columns;
   std::vector<Batch> batches =
       planner.fromSource([&](Writing& writing) { writeIndexes(writing, one); });
   for (Batch& batch : batches) {

@@ -1,5 +1,6 @@
 // Steps for permissions: what goes, then what comes.
 
+#include <algorithm>
 #include <map>
 
 #include "change_script/changed_records.h"
@@ -83,7 +84,12 @@ class PermissionPlan {
     grant.grantOption = revoke.grantOption = false;
     // Only the revoke of something granted leaves nothing.
     if (old.effect != "grant") {
-      add(part, {grant, revoke}, {});
+      const std::size_t at = add(part, {grant, revoke}, {});
+      // Where the script is started again, who had it may be gone.
+      const auto& roles = planner_.target().roles;
+      if (std::ranges::find(roles, old.grantee, &Role::name) != roles.end()) return;
+      for (Batch& batch : planner_.step(at).batches)
+        batch.text.insert(0, "if user_id(" + literal(old.grantee) + ") is not null\n    ");
       return;
     }
     const std::size_t at = add(part, {revoke}, {Danger::revoke});
@@ -98,6 +104,13 @@ class PermissionPlan {
     if (old != nullptr && !old->condition.empty()) return;
     const std::size_t at =
         add(part, {now}, takes ? std::vector{Danger::revoke} : std::vector<Danger>{});
+    // Something is withheld from those who have it through others.
+    std::vector<std::size_t>& grants = grants_[now.action];
+    if (takes) {
+      planner_.step(at).needs.insert(planner_.step(at).needs.end(), grants.begin(), grants.end());
+    } else {
+      grants.push_back(at);
+    }
     if (const auto found = revokes_.find(&part); found != revokes_.end())
       planner_.step(at).needs.push_back(found->second);
   }
@@ -106,6 +119,7 @@ class PermissionPlan {
   const Change& object_;
   const QualifiedName& name_;
   std::map<const Change*, std::size_t> revokes_;
+  std::map<std::string, std::vector<std::size_t>> grants_;  ///< that come, by their action
 };
 
 }  // namespace

@@ -131,7 +131,7 @@ constexpr auto kFunctions = std::to_array<FunctionRule>({
     {"is_sec_service_on", "c", kInt, "0", kServer},
     {"is_singleusermode", "i", kInt, "(SELECT 0 FROM sysdatabases WHERE dbid = $1)",
      kServer | kSince15},
-    {"isdate", "*", kInt, "is_date($1)", kSession | kNotNull | kSince15},
+    {"isdate", "c", kInt, "is_date($1)", kSession | kNotNull | kSince15},
     {"isnull", "**", {}, {}, 0, Choice},
     {"isnumeric", "*", kInt, "is_number($1)", kNotNull | kSince15},
     unknownHere("lc_id", "?*", kInt, kSince15),

@@ -426,6 +426,7 @@ TEST(Dialect, CursorsThatScrollAndRowsThatAreLimited) {
 TEST(Dialect, WhatOnlyOperatesIsTold) {
   EXPECT_EQ(
       told(R"(create role r with passwd 'secret'
+exec sp_addlogin bob, 'secret1', tempdb, german, 'Bob', 90, 6
 create table t (a int)
 go
 alter role r drop passwd
@@ -440,6 +441,8 @@ create plan 'select a from t' '(t_scan t)' into g and set @plan
 rollback
 )"),
       "what 'create role' says behind the name leaves no trace in the catalog and was ignored\n"
+      "sp_addlogin: the argument 'passwdexp' leaves no trace in the catalog and was ignored\n"
+      "sp_addlogin: the argument 'minpwdlen' leaves no trace in the catalog and was ignored\n"
       "'alter role' leaves no trace in the catalog and was ignored\n"
       "'set role' leaves no trace in the catalog and was ignored\n"
       "'set flushmessage' leaves no trace in the catalog and was ignored\n"

@@ -1,4 +1,7 @@
 // Logins, users, groups and aliases.
+#include <string_view>
+#include <utility>
+
 #include "drivers/embedded/catalog/procedures/logins.h"
 #include "drivers/embedded/catalog/procedures/procedure.h"
 #include "drivers/embedded/catalog/system_tables.h"
@@ -50,7 +53,16 @@ void spAddlogin(ProcedureRun& run) {
   if (run.catalog().loginId(run.text(0))) {
     run.fail(message::loginExists);
   }
+  constexpr int kLanguage = 3;
   addLogin(run, run.text(0), run.argument(2).value_or("master"), run.text(4));
+  if (run.argument(kLanguage))
+    run.store().run("UPDATE syslogins SET language = ? WHERE name = ?", run.argument(kLanguage),
+                    run.text(0));
+  constexpr std::pair<int, std::string_view> kIgnored[] = {
+      {5, "passwdexp"}, {6, "minpwdlen"}, {7, "maxfailedlogins"}, {8, "auth_mech"}};
+  for (const auto& [argument, word] : kIgnored) {
+    if (run.argument(argument)) run.ignore(concat("the argument '", word, "'"));
+  }
   run.print(message::loginCreated);
 }
 
