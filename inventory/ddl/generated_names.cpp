@@ -97,17 +97,20 @@ NameInBatch nameInBatch(const Table& table, const ForeignKey& key, const Table* 
 
 NameInBatch nameInBatch(const Table& table, const Check& check, const Table* other) {
   if (!check.name.generated) return given(check.name.name);
+  // From the parenthesis on: what stands before it is written in many ways.
+  const std::string_view whole = check.condition.text;
+  const std::string_view condition = whole.substr(std::min(whole.find('('), whole.size()));
   // A piece of a text, as the catalog keeps it, is 255 bytes.
   constexpr std::size_t kLongest = 200;
-  std::size_t length = std::min(check.condition.text.size(), kLongest);
+  std::size_t length = std::min(condition.size(), kLongest);
   const auto isWithinLetter = [&] {
-    return length < check.condition.text.size() &&
-           (static_cast<unsigned char>(check.condition.text[length]) & 0xC0U) == 0x80;
+    return length < condition.size() &&
+           (static_cast<unsigned char>(condition[length]) & 0xC0U) == 0x80;
   };
   while (isWithinLetter()) --length;
   return foundConstraint(table, "syscomments t",
                          " and t.id = c.constrid and t.colid = 1\n    and charindex(" +
-                             literal(check.condition.text.substr(0, length)) + ", t.text) > 0" +
+                             literal(std::string(condition.substr(0, length))) + ", t.text) > 0" +
                              othersThan(check, kNameOfConstraint, table, other));
 }
 
