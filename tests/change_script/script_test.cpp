@@ -94,6 +94,8 @@ TEST(ChangeScript, StopsAtRowsThatDoNotFit) {
       {"a numeric(6,2) null", "1.25", "a numeric(6,1) null", "do not fit"},
       {"a numeric(6,2) null", "999.5", "a numeric(4,1) null", nullptr},
       {"a varbinary(9) null", "0x010203", "a varbinary(2) null", "do not fit"},
+      {"a varbinary(9) null", "0x04", "a numeric(5,2) null", "do not fit"},
+      {"a varbinary(9) null", "null", "a numeric(5,2) null", nullptr},
       {"a smallint null", "-32768", "a numeric(5,2) null", "do not fit"},
       {"a smallint null", "-999", "a numeric(5,2) null", nullptr},
       {"a varchar(20) null", "'99999999999999999999'", "a money null", "do not fit"},
