@@ -83,7 +83,8 @@ Described<SysIndex> describe() {
            fieldOf<&R::conditionid>("conditionid"),
            fieldOf<&R::conopt_thld>("conopt_thld"),
            fieldOf<&R::plldegree>("plldegree")},
-          {lookupOf<&R::id>("id", 3), lookupOf<&R::name>("name", 2)}};
+          // Every table may have an index of the same name.
+          {lookupOf<&R::id>("id", 3), lookupOf<&R::name>("name", 100)}};
 }
 
 template <>
