@@ -158,6 +158,9 @@ void addMoment(BytesWriter& bytes, Moment moment, TypeKind kind) {
 std::optional<Cell> momentIn(BytesReader& bytes, TypeKind kind) {
   const auto onDay = [&](std::int64_t day, std::int64_t time) -> std::optional<Cell> {
     if (time < 0 || time >= kMicrosecondsPerDay) return std::nullopt;
+    // Four bytes count more days than a moment has microseconds for.
+    if (day < dayOf(momentOf({.year = 1})) || day >= dayOf(momentOf({.year = 10000})))
+      return std::nullopt;
     const auto stored = storedMoment(day * kMicrosecondsPerDay + time, kind);
     if (!stored) return std::nullopt;
     return Cell(*stored);
@@ -172,12 +175,8 @@ std::optional<Cell> momentIn(BytesReader& bytes, TypeKind kind) {
       const auto day = static_cast<std::int64_t>(bytes.natural(2));
       return onDay(day, static_cast<std::int64_t>(bytes.natural(2)) * kMicrosecondsPerMinute);
     }
-    case TypeKind::Date: {
-      const std::int64_t day = bytes.whole(4);
-      if (day < dayOf(momentOf({.year = 1})) || day >= dayOf(momentOf({.year = 10000})))
-        return std::nullopt;
-      return onDay(day, 0);
-    }
+    case TypeKind::Date:
+      return onDay(bytes.whole(4), 0);
     case TypeKind::Time:
       return onDay(0, ticks(bytes.whole(4)));
     case TypeKind::Bigtime:
