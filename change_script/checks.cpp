@@ -23,6 +23,10 @@ bool isSmall(const DataType& type) {
 }
 bool isOfMost(const DataType& type) { return type.name == "bigint" || type.name == "money"; }
 
+bool isApproximate(const DataType& type) {
+  return type.name == "real" || type.name == "float" || type.name == "double precision";
+}
+
 /// What a value that is lost in the type looks like; `value`: of the column.
 std::string misfitOf(const std::string& value, const DataType& was, const DataType& is) {
   static const std::map<std::string_view, std::string_view> kRanges{
@@ -41,8 +45,10 @@ std::string misfitOf(const std::string& value, const DataType& was, const DataTy
   const bool wasText = was.name.find("char") != std::string::npos;
   const bool isText = is.name.find("char") != std::string::npos;
   const ValueKind kind = kindOf(was), to = kindOf(is);
-  // Hardly any bytes are what a server keeps a number with a scale in.
-  if (kind == ValueKind::bytes && is.precision) return value + " is not null";
+  // Hardly any bytes are what a server keeps a number with a scale in, and some are no finite
+  // approximate number.
+  if (kind == ValueKind::bytes && (is.precision || isApproximate(is)))
+    return value + " is not null";
   const bool isNumber = to == ValueKind::number;
   std::string number = value, misfit;
   if (wasText && isNumber) number = "convert(float, " + value + ")";
@@ -61,7 +67,7 @@ std::string misfitOf(const std::string& value, const DataType& was, const DataTy
   // Text of anything else than a number cannot be compared with one.
   if (wasText && isNumber) {
     std::string pattern = value + " like '%[^-+.0-9 ]%'";
-    if (is.name == "real" || is.name == "float") pattern = value + " like '%[^-+.0-9eE ]%'";
+    if (isApproximate(is)) pattern = value + " like '%[^-+.0-9eE ]%'";
     if (misfit.empty()) return pattern;
     return "case when " + pattern + " then 1 when " + misfit + " then 1 else 0 end = 1";
   }

@@ -96,6 +96,7 @@ TEST(ChangeScript, StopsAtRowsThatDoNotFit) {
       {"a varbinary(9) null", "0x010203", "a varbinary(2) null", "do not fit"},
       {"a varbinary(9) null", "0x04", "a numeric(5,2) null", "do not fit"},
       {"a varbinary(9) null", "null", "a numeric(5,2) null", nullptr},
+      {"a varbinary(9) null", "0xffffffffffffffff", "a real null", "do not fit"},
       {"a smallint null", "-32768", "a numeric(5,2) null", "do not fit"},
       {"a smallint null", "-999", "a numeric(5,2) null", nullptr},
       {"a varchar(20) null", "'99999999999999999999'", "a money null", "do not fit"},
