@@ -93,8 +93,10 @@ void Planner::planMade() {
     const auto reason = reasons_.find({object.kind, object.name});
     begin(object.kind, object.name);
     std::map<Stage, std::vector<Batch>> stages;
+    std::set<std::string> users;
     for (Batch& batch : object.batches) {
       guardValue(object, batch);
+      if (!batch.user.empty()) users.insert(batch.user);
       std::vector<Batch>& batches = stages[stageOf(batch.phase)];
       if (auto drops = dropsBefore_.extract({object.kind, object.name}); !drops.empty())
         batches = std::move(drops.mapped());
@@ -104,6 +106,9 @@ void Planner::planMade() {
     firsts.emplace(std::pair(object.kind, object.name), first);
     for (auto& [stage, batches] : stages)
       add(stage, reason == reasons_.end() ? object.name : reason->second, std::move(batches));
+    for (std::size_t at = first; at < script_.steps.size(); ++at) {
+      for (const std::string& user : users) needMade(at, Kind::user, user);
+    }
     linkMade(object, first, texts);
     if (leftOut.contains(titleOf(object.kind, object.name))) forbidMade(object, first);
   }

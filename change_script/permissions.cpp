@@ -104,6 +104,7 @@ class PermissionPlan {
     if (old != nullptr && !old->condition.empty()) return;
     const std::size_t at =
         add(part, {now}, takes ? std::vector{Danger::revoke} : std::vector<Danger>{});
+    planner_.needMade(at, Kind::user, now.grantee);
     // Something is withheld from those who have it through others.
     std::vector<std::size_t>& grants = grants_[now.action];
     if (takes) {

@@ -153,6 +153,7 @@ ChangeScript Planner::plan() {
     for (Omission& one : writing->take().omissions) script_.omissions.push_back(std::move(one));
   }
   freeNames();
+  freeLogins();
   needKeys();
   needEnds();
   needProvided();

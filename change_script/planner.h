@@ -241,6 +241,7 @@ class Planner {
   void planReferencesToDroppedKeys();
   void planReferencesTo(const Table& table, const inventory::ForeignKey& key, std::size_t keyDrop);
   void freeNames();
+  void freeLogins();
   void forbidLosses();
   void becomeOnlyThoseWhoAreThere();
   void needKeys();

@@ -1,6 +1,7 @@
 // Steps for users, aliases, groups and roles.
 
 #include <algorithm>
+#include <map>
 #include <set>
 #include <utility>
 
@@ -59,6 +60,13 @@ void planRolesOfLogin(Planner& planner, const User& user, const std::string& dif
   const std::size_t at = planner.add(Stage::principals, difference + "; its login may have roles",
                                      std::move(batches), {Danger::revoke});
   planner.needMade(at, Kind::user, user.name);
+}
+
+std::string_view loginOf(const RecordPointer& record) {
+  if (const auto* user = std::get_if<const User*>(&record))
+    return (*user)->login.empty() ? (*user)->name : (*user)->login;
+  if (const auto* alias = std::get_if<const Alias*>(&record)) return (*alias)->login;
+  return {};
 }
 
 }  // namespace
@@ -154,6 +162,32 @@ void Planner::forbidLosses() {
     if (losesNone) continue;
     step(at).dangers.push_back(Danger::revoke);
     if (!options_.allowed.has(Danger::revoke)) step(at).missing.push_back(Danger::revoke);
+  }
+}
+
+/// A login is one user or one alias: what it is in the target goes before it becomes another.
+void Planner::freeLogins() {
+  std::map<std::pair<Kind, std::string>, std::string_view> gone, made;
+  for (const Change& change : changes_) {
+    if (change.isOnlyInTarget() && !loginOf(change.target).empty())
+      gone.emplace(std::pair(change.kind, change.name), loginOf(change.target));
+    if (change.isOnlyInSource() && !loginOf(change.source).empty())
+      made.emplace(std::pair(change.kind, change.name), loginOf(change.source));
+  }
+  if (gone.empty() || made.empty()) return;
+  std::map<std::string_view, std::vector<std::size_t>> ends;
+  for (std::size_t at = 0; at < script_.steps.size(); ++at) {
+    const Step& one = step(at);
+    if (const auto found = gone.find({one.kind, one.object}); found != gone.end())
+      ends[found->second].push_back(at);
+  }
+  for (Step& one : script_.steps) {
+    const auto login = made.find({one.kind, one.object});
+    if (login == made.end() || !ends.contains(login->second)) continue;
+    for (const std::size_t end : ends[login->second]) {
+      one.needs.push_back(end);
+      step(end).stage = std::min(step(end).stage, Stage::settings);
+    }
   }
 }
 
