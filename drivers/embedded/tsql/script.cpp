@@ -101,6 +101,7 @@ class Splitter {
   std::size_t endOfItem() {
     const char c = script_[at_];
     if (c == '\'' || c == '"') return endOfQuote(c);
+    if (c == '[') return endOfName();
     if (isLineComment(script_, at_)) return endOfLine(script_, at_);
     if (isBlockComment(script_, at_) && !commentUnclosed_) {
       const std::size_t end = endOfBlockComment(script_, at_);
@@ -108,6 +109,13 @@ class Splitter {
       commentUnclosed_ = true;
     }
     return at_ + 1;
+  }
+
+  // Of a name in brackets, which stands on one line.
+  std::size_t endOfName() const {
+    const std::string_view line = script_.substr(0, endOfLine(script_, at_));
+    const std::size_t end = endOfQuoted(line, at_, ']');
+    return end == kUnclosed ? at_ + 1 : end;
   }
 
   // A quote that nothing closes spoils its own batch only, and is looked for only once, so that the

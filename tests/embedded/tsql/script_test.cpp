@@ -35,6 +35,8 @@ TEST(Script, LooksIntoCommentsAndStrings) {
   const std::string hidden =
       "/* it's\ngo\n*/ print 'a\ngo\n' -- don't\nprint \"it's\ngo\n\" print 'it''s\ngo\n'\n";
   EXPECT_THAT(batches(hidden + "go\nselect 1"), ElementsAre("1x1:" + hidden, "12x1:select 1"));
+  EXPECT_THAT(batches("select [it's] from [a]]\"b]\ngo\nselect [1\ngo\nprint ']'"),
+              ElementsAre("1x1:select [it's] from [a]]\"b]\n", "3x1:select [1\n", "5x1:print ']'"));
 }
 
 TEST(Script, KeepsAnOpenQuoteOrCommentFromSwallowingTheRest) {
