@@ -203,9 +203,9 @@ constexpr std::string_view kInternalTables =
 
 constexpr std::string_view kFixedRows =
     "INSERT INTO syslogins(suid, name, dbname) VALUES (1, 'sa', 'master'), (2, 'probe', 'master');"
-    "INSERT INTO sysdatabases(name, dbid, suid) VALUES"
-    " ('master', 1, 1), ('tempdb', 2, 1), ('model', 3, 1), ('sybsystemprocs', 4, 1),"
-    " ('main', 5, 1);"
+    "INSERT INTO sysdatabases(name, dbid, suid, status2, status3) VALUES"
+    " ('master', 1, 1, 0, 0), ('tempdb', 2, 1, 0, 0), ('model', 3, 1, 0, 0),"
+    " ('sybsystemprocs', 4, 1, 0, 0), ('main', 5, 1, 0, 0);"
     "INSERT INTO spt_values(name, number, type) VALUES"
     " ('References', 151, 'T'), ('Set Proxy', 167, 'T'), ('Select', 193, 'T'),"
     " ('Insert', 195, 'T'), ('Delete', 196, 'T'), ('Update', 197, 'T'),"
