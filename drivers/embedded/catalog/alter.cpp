@@ -1,5 +1,6 @@
 // alter table.
 #include <algorithm>
+#include <set>
 
 #include "drivers/embedded/catalog/ordered_triggers.h"
 #include "drivers/embedded/catalog/permission_writer.h"
@@ -47,6 +48,8 @@ class TableChange {
         tables_(writer, text, &values),
         storage_(writer, text),
         bounds_(writer, values, text) {}
+
+  void requireAllOrNone(const std::vector<tsql::AlterAction>& actions) const;
 
   void operator()(const tsql::AddColumn& action);
   void operator()(const tsql::AddConstraint& action) {
@@ -101,6 +104,20 @@ ColumnInfo TableChange::requireColumn(std::string_view name) {
     writer_.fail(message::alteredColumnNotFound, table_.name, name);
   }
   return *column;
+}
+
+/// Of the columns that are dropped.
+void TableChange::requireAllOrNone(const std::vector<tsql::AlterAction>& actions) const {
+  std::set<int> found;
+  const std::string* missing = nullptr;
+  for (const tsql::AlterAction& action : actions) {
+    const auto* drop = std::get_if<tsql::DropColumn>(&action);
+    if (drop == nullptr) continue;
+    const auto column = writer_.catalog().column(table_.id, drop->column);
+    if (!column || !found.insert(column->colid).second) missing = &drop->column;
+  }
+  if (missing != nullptr && !found.empty())
+    writer_.fail(message::oneOfColumnsNotFound, table_.name, *missing);
 }
 
 void TableChange::operator()(const tsql::AddColumn& action) {
@@ -448,6 +465,7 @@ void Catalog::alterTable(const tsql::AlterTable& statement, std::string_view tex
   const ObjectInfo table = writer.requireTable(statement.table);
   TableChange change(writer, text, values, statement.table, table);
   change.isAlone = statement.actions.size() == 1;
+  change.requireAllOrNone(statement.actions);
   StoredIndexes(writer).dropGuards(table);
   for (const tsql::AlterAction& action : statement.actions) std::visit(change, action);
   StoredIndexes(writer).createGuards(table);

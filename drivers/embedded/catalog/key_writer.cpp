@@ -51,12 +51,14 @@ ObjectInfo KeyWriter::require(const tsql::ObjectName& name) {
 
 void KeyWriter::create(const tsql::EncryptionKey& statement) {
   const tsql::ObjectName name = properName(statement.name);
+  const int bits = statement.bits.value_or(kDefaultBits);
+  if (bits != 128 && bits != 192 && bits != 256) writer_.fail(message::keyLength, bits);
   const int id = writer_.addObject(
       {.name = name.name, .type = object_type::kEncryptionKey, .uid = writer_.ownerFor(name)});
   store_.run(
       "INSERT INTO sysencryptkeys(id, ekalgorithm, type, status, eklen) VALUES (?, ?, ?, ?, ?)", id,
       kAes, isMaster(statement.name) ? key_type::kMaster : key_type::kSymmetric,
-      statusOf(statement), statement.bits.value_or(kDefaultBits));
+      statusOf(statement), bits);
   if (statement.isDefault.value_or(false)) makeDefault(id, true);
 }
 

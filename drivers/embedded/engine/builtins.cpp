@@ -20,8 +20,8 @@ constexpr ResultRule kInt = plain(TypeKind::Int), kSmallint = plain(TypeKind::Sm
                      kBigint = plain(TypeKind::Bigint), kFloat = plain(TypeKind::Float),
                      kDatetime = plain(TypeKind::Datetime), kName = varchar(30),
                      kText = varchar(255), kWide = varchar(16384), kFirst{Form::First},
-                     kWhole{Form::Whole}, kRounded{Form::Rounded}, kFirstText{Form::FirstText},
-                     kPartOfText{Form::PartOfText};
+                     kWhole{Form::Whole}, kRounded{Form::Rounded}, kWidest{Form::Widest},
+                     kFirstText{Form::FirstText}, kPartOfText{Form::PartOfText};
 
 constexpr unsigned kClock = kServer | kVaries | kNotNull;
 
@@ -103,7 +103,7 @@ constexpr auto kFunctions = std::to_array<FunctionRule>({
     {"db_name", "i", kName, "(SELECT name FROM sysdatabases WHERE dbid = $1)", kCatalog},
     unknownHere("dbencryption_status", "c?*.", kInt, kSince16),
     unknownHere("defrag_status", "io?*.", kInt, kSince15),
-    {"degrees", "n", kFirst, "real_degrees($1)"},
+    {"degrees", "n", kWidest, "real_degrees($1)"},
     unknownHere("derived_stat", "oo*?*", kFloat, kSince15),
     {"difference", "cc", kInt, "likeness($1, $2)"},
     unknownHere("dol_downgrade_check", "ci", kInt, kSince15),
@@ -191,7 +191,7 @@ constexpr auto kFunctions = std::to_array<FunctionRule>({
     {"proc_role", "c", kInt, kHasRole, kSession | kCatalog},
     unknownHere("pssinfo", "ic", kText, kSince15),
     unknownHere("ptn_data_pgs", "ii", kInt, 0),
-    {"radians", "n", kFirst, "real_radians($1)"},
+    {"radians", "n", kWidest, "real_radians($1)"},
     {"rand", "?i", kFloat, "random_number($1, 0)", kVaries | kNotNull | kSession},
     {"rand2", "?i", kFloat, "random_number($1, 1)", kVaries | kNotNull | kSession | kSince15},
     {"replicate", "ti", kWide, "repeated($1, $2)"},

@@ -19,6 +19,7 @@ struct ResultRule {
     First,       ///< the type of the first argument
     Whole,       ///< likewise, without digits behind the point
     Rounded,     ///< likewise, with room for a digit more before the point
+    Widest,      ///< likewise, with as many digits as there are
     FirstText,   ///< a varying text (or binary) as long as the first argument
     PartOfText,  ///< likewise, but no longer than the last argument where that is a number
   };

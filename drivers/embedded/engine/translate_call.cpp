@@ -92,6 +92,7 @@ ColumnType resultType(const FunctionRule& rule, const std::vector<SqlValue>& arg
     case ResultRule::Form::First:
     case ResultRule::Form::Whole:
     case ResultRule::Form::Rounded:
+    case ResultRule::Form::Widest:
       break;
   }
   const ColumnType& given = arguments.at(0).type;
@@ -99,6 +100,9 @@ ColumnType resultType(const FunctionRule& rule, const std::vector<SqlValue>& arg
   const ColumnType first = familyOf(given.kind) == TypeFamily::Number ? given : floatType();
   if (first.precision && result.form == ResultRule::Form::Whole) {
     return numericType(*first.precision, 0, nullable);
+  }
+  if (first.precision && result.form == ResultRule::Form::Widest) {
+    return numericType(kMostDigits, scaleOf(first), nullable);
   }
   if (first.precision && result.form == ResultRule::Form::Rounded) {
     return numericType(std::min(*first.precision + 1, kMostDigits), scaleOf(first), nullable);

@@ -53,7 +53,9 @@ bool Parser::keyClause(EncryptionKey& key) {
     if (accept("user")) {
       key.copyFor = nameOrString();
     } else {
-      wordText();  // the algorithm, of which there is one; `recovery`, `login_association`
+      // Of an algorithm, there is one.
+      if (!at("aes") && !at("recovery") && !at("login_association")) unexpected();
+      take();
     }
   } else if (accept("keylength")) {
     key.bits = typeArgument();

@@ -293,6 +293,8 @@ create index i on t (b))");
        "3725 The constraint 'pk' is being referenced by table 'f', foreign key constraint 'fk'."},
       {"alter table t drop b",
        "4922 ALTER TABLE 't' failed. Column 'b' is used by 'i', which must be dropped first."},
+      {"alter table t drop b, nil",
+       "4924 ALTER TABLE 't' failed. Column 'nil' does not exist. No column is dropped."},
       {"alter table t drop nil", "4924 ALTER TABLE 't' failed. Column 'nil' does not exist."},
       {"drop table nil",
        "3701 Cannot drop the table 'nil', because it doesn't exist in the system catalogs."},

@@ -186,6 +186,9 @@ go
   EXPECT_EQ(probe.rows("select action, object_name(id), columns from sysprotects order by action"),
             "193 | k1 | 0x01\n354 | t | 0x08\n");
   EXPECT_EQ(probe.refusal("drop encryption key k2").substr(0, 2), "0:");
+  EXPECT_EQ(probe.refusal("create encryption key k3 for AES with keylength 100"),
+            "0: The length of an encryption key is 128, 192 or 256 bits, not 100.\n");
+  EXPECT_EQ(probe.refusal("create encryption key k3 for DES").substr(0, 4), "102:");
   probe.ask("drop table t");
   EXPECT_EQ(probe.ask("drop encryption key k2"), "(closed)\n");
   EXPECT_EQ(probe.rows("select count(*) from sysattributes"), "0\n");

@@ -197,6 +197,8 @@ TEST(Function, OfNumbers) {
                           {"radians(2578)", "44"},
                           {"power(2, -1)", "0"},
                           {"power(2.0, 0.5)", "1.4"},
+                          {"degrees(3.14)", "179.91"},
+                          {"radians(180.0)", "3.1"},
                           {"power(2, 10)", "1024"},
                           {"convert(int, sqrt(81))", "9"},
                           {"convert(varchar, square(3))", "9.0"},
