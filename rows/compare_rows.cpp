@@ -1,0 +1,147 @@
+#include "rows/compare_rows.h"
+
+#include <compare>
+#include <stdexcept>
+#include <string>
+
+namespace kelvane::rows {
+namespace {
+
+constexpr std::int64_t kRowsBetweenCalls = 8192;
+
+class Comparison {
+ public:
+  Comparison(RowStream& source, RowStream& target, const Pairing& pairing, RowObserver& observer)
+      : streams_{&source, &target},
+        pairing_(pairing),
+        observer_(observer),
+        unmatched_({pairing.isUnique, pairing.mostBytes}) {
+    counts_.changedValues.resize(pairing.columns);
+  }
+
+  bool run() {
+    advance(Side::source);
+    advance(Side::target);
+    while (has(Side::source) || has(Side::target)) {
+      if (!step()) return false;
+    }
+    settle();
+    return true;
+  }
+
+  RowCounts take() {
+    for (std::size_t side = 0; side < 2; ++side) counts_.rows[side] = streams_[side]->rows();
+    return std::move(counts_);
+  }
+
+ private:
+  bool has(Side side) const { return has_[static_cast<std::size_t>(side)]; }
+  RowStream& stream(Side side) { return *streams_[static_cast<std::size_t>(side)]; }
+  const Row& row(Side side) { return stream(side).row(); }
+
+  void advance(Side side) {
+    const auto at = static_cast<std::size_t>(side);
+    if (pairing_.isOrdered && has_[at]) last_[at] = row(side).key;
+    const bool isFirst = streams_[at]->rows() == 0;
+    has_[at] = streams_[at]->next();
+    if (pairing_.isOrdered && has_[at] && !isFirst && orderOf(last_[at], row(side).key) > 0)
+      throw std::runtime_error("the rows do not come in the order of their key");
+  }
+
+  /// At least one row. False: the observer ends it.
+  bool step() {
+    if (--left_ == 0) {
+      left_ = kRowsBetweenCalls;
+      for (std::size_t side = 0; side < 2; ++side) counts_.rows[side] = streams_[side]->rows();
+      if (!observer_.goesOn(counts_)) return false;
+    }
+    if (has(Side::source) && has(Side::target) &&
+        row(Side::source).cells == row(Side::target).cells) {
+      ++counts_.equal;
+      advance(Side::source);
+      advance(Side::target);
+      return true;
+    }
+    const auto order = orderOfFronts();
+    if (pairing_.isOrdered && !pairing_.isUnique) {
+      passGroup(order <= 0 ? Side::source : Side::target);
+    } else if (order == 0) {
+      show({row(Side::source).cells, row(Side::target).cells, row(Side::source).key.size()});
+      advance(Side::source);
+      advance(Side::target);
+    } else {
+      pass(order < 0 ? Side::source : Side::target);
+    }
+    return true;
+  }
+
+  /// A side that has no row left comes behind the other one. Rows that may have namesakes are never
+  /// of one key before all are there.
+  std::strong_ordering orderOfFronts() {
+    if (!has(Side::target)) return std::strong_ordering::less;
+    if (!has(Side::source)) return std::strong_ordering::greater;
+    const auto order = orderOf(row(Side::source).key, row(Side::target).key);
+    return order == 0 && !pairing_.isUnique ? std::strong_ordering::less : order;
+  }
+
+  void pass(Side side) {
+    const Row& one = row(side);
+    if (!pairing_.isOrdered) {
+      if (unmatched_.meet(side, one) == UnmatchedRows::Met::equalRow) ++counts_.equal;
+    } else {
+      const bool isSource = side == Side::source;
+      show({isSource ? one.cells : std::string_view(), isSource ? std::string_view() : one.cells,
+            one.key.size()});
+    }
+    advance(side);
+  }
+
+  /// All rows of one key.
+  void passGroup(Side first) {
+    const std::string key(row(first).key);
+    for (const Side side : {Side::source, Side::target}) {
+      for (; has(side) && row(side).key == key; advance(side)) {
+        if (unmatched_.meet(side, row(side)) == UnmatchedRows::Met::equalRow) ++counts_.equal;
+      }
+    }
+    settle();
+  }
+
+  void settle() {
+    counts_.equal += unmatched_.settle([this](const DifferingRows& rows) { show(rows); });
+  }
+
+  void show(const DifferingRows& rows) {
+    if (rows.target.empty()) {
+      ++counts_.alone[0];
+    } else if (rows.source.empty()) {
+      ++counts_.alone[1];
+    } else {
+      ++counts_.changed;
+      std::string_view one = rows.source, other = rows.target;
+      for (std::int64_t& changed : counts_.changedValues)
+        changed += takeCell(one) == takeCell(other) ? 0 : 1;
+    }
+    observer_.rowsDiffer(rows);
+  }
+
+  std::array<RowStream*, 2> streams_;
+  Pairing pairing_;
+  RowObserver& observer_;
+  UnmatchedRows unmatched_;
+  RowCounts counts_;
+  std::array<bool, 2> has_{};
+  std::array<std::string, 2> last_;  // keys that have passed
+  std::int64_t left_ = kRowsBetweenCalls;
+};
+
+}  // namespace
+
+RowCounts compareRows(RowStream& source, RowStream& target, const Pairing& pairing,
+                      RowObserver& observer, bool& isWhole) {
+  Comparison comparison(source, target, pairing, observer);
+  isWhole = comparison.run();
+  return comparison.take();
+}
+
+}  // namespace kelvane::rows

@@ -1,0 +1,108 @@
+#include "rows/row_stream.h"
+
+#include <utility>
+
+namespace kelvane::rows {
+namespace {
+
+// Large enough for the hand-over to cost nothing, small enough to stay in the processor's cache.
+constexpr std::size_t kBatchBytes = 256 * 1024;
+constexpr std::size_t kBatchRows = 4096;
+constexpr std::size_t kMostBatches = 4;
+
+}  // namespace
+
+RowStream::RowStream(ado::Connection& connection, std::u16string statement, std::vector<Form> forms,
+                     std::size_t keyColumns)
+    : connection_(connection),
+      statement_(std::move(statement)),
+      forms_(std::move(forms)),
+      keyColumns_(keyColumns),
+      reader_([this] {
+        try {
+          read();
+        } catch (...) {
+          const std::scoped_lock lock(mutex_);
+          failure_ = std::current_exception();
+        }
+        const std::scoped_lock lock(mutex_);
+        isRead_ = true;
+        changed_.notify_all();
+      }) {}
+
+RowStream::~RowStream() {
+  {
+    const std::scoped_lock lock(mutex_);
+    isAbandoned_ = true;
+    changed_.notify_all();
+  }
+  reader_.join();
+}
+
+void RowStream::read() {
+  const auto rows = connection_.Open(statement_, ado::kForwardOnly);
+  std::vector<const ado::Field*> fields;
+  for (std::size_t at = 0; at < forms_.size(); ++at)
+    fields.push_back(&rows->Fields(static_cast<std::int32_t>(at)));
+  Batch batch;
+  for (; !rows->EndOfRows(); rows->MoveNext()) {
+    Batch::Extent extent{static_cast<std::uint32_t>(batch.cells.size()), 0, 0};
+    for (std::size_t at = 0; at < fields.size(); ++at) {
+      if (at == keyColumns_) extent.key = static_cast<std::uint32_t>(batch.cells.size());
+      pack(fields[at]->Value(), forms_[at], batch.cells);
+    }
+    extent.end = static_cast<std::uint32_t>(batch.cells.size());
+    if (fields.size() == keyColumns_) extent.key = extent.end;
+    batch.rows.push_back(extent);
+    if ((batch.cells.size() >= kBatchBytes || batch.rows.size() >= kBatchRows) && !handOver(batch))
+      return;
+  }
+  handOver(batch);
+  // An error behind the rows is thrown here.
+  while (rows->NextRecordset()) continue;
+}
+
+bool RowStream::handOver(Batch& batch) {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [&] { return full_.size() < kMostBatches || isAbandoned_; });
+  if (isAbandoned_) return false;
+  full_.push_back(std::move(batch));
+  batch = {};
+  if (!spare_.empty()) {
+    batch = std::move(spare_.back());
+    spare_.pop_back();
+    batch.cells.clear();
+    batch.rows.clear();
+  }
+  changed_.notify_all();
+  return true;
+}
+
+bool RowStream::takeBatch() {
+  std::unique_lock lock(mutex_);
+  spare_.push_back(std::move(batch_));
+  batch_ = {};
+  changed_.wait(lock, [&] { return !full_.empty() || isRead_; });
+  if (full_.empty()) {
+    if (failure_) std::rethrow_exception(failure_);
+    return false;
+  }
+  batch_ = std::move(full_.front());
+  full_.pop_front();
+  changed_.notify_all();
+  return true;
+}
+
+bool RowStream::next() {
+  while (at_ == batch_.rows.size()) {
+    at_ = 0;
+    if (!takeBatch()) return false;
+  }
+  const auto& [begin, key, end] = batch_.rows[at_++];
+  const std::string_view cells(batch_.cells);
+  row_ = {cells.substr(begin, key - begin), cells.substr(begin, end - begin)};
+  ++passed_;
+  return true;
+}
+
+}  // namespace kelvane::rows

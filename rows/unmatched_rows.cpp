@@ -1,0 +1,161 @@
+#include "rows/unmatched_rows.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace kelvane::rows {
+namespace {
+
+// What a row costs beside its bytes.
+constexpr std::size_t kOverhead = 96;
+
+// Each depth takes other bits of the hash. Rows that are in one file at the last one have one key.
+constexpr unsigned kBitsOfDepth = 4, kMostDepth = 8;
+
+std::uint64_t hashOf(std::string_view key) { return std::hash<std::string_view>{}(key); }
+
+[[noreturn]] void throwErrno(const char* what) {
+  throw std::system_error(errno, std::generic_category(), what);
+}
+
+/// Gone as soon as it is closed, however that happens.
+std::FILE* unnamedFile() {
+  const char* const folder = std::getenv("TMPDIR");
+  std::string path = std::string(folder == nullptr || *folder == 0 ? "/tmp" : folder);
+  path += "/kelvane.XXXXXX";
+  const int descriptor = mkstemp(path.data());
+  if (descriptor < 0) throwErrno("rows do not fit in memory, and no temporary file could be made");
+  unlink(path.c_str());
+  std::FILE* const file = fdopen(descriptor, "w+b");
+  if (file == nullptr) throwErrno("a temporary file could not be opened");
+  return file;
+}
+
+struct SpilledHead {
+  std::uint64_t hash = 0;
+  std::int64_t count = 0;
+  std::uint32_t keySize = 0, size = 0;
+  Side side = Side::source;
+};
+
+void write(std::FILE* file, const void* data, std::size_t size) {
+  if (std::fwrite(data, 1, size, file) != size) throwErrno("a temporary file could not be written");
+}
+
+/// False at the end.
+bool read(std::FILE* file, void* data, std::size_t size) {
+  if (std::fread(data, 1, size, file) == size) return true;
+  if (std::ferror(file) != 0) throwErrno("a temporary file could not be read");
+  return false;
+}
+
+}  // namespace
+
+void UnmatchedRows::keep(std::uint64_t hash, Side side, const Row& row, std::int64_t count) {
+  bytes_ += row.cells.size() + kOverhead;
+  rows_.emplace(
+      hash, Kept{std::string(row.cells), static_cast<std::uint32_t>(row.key.size()), side, count});
+  if (bytes_ > options_.mostBytes && depth_ < kMostDepth) spill();
+}
+
+UnmatchedRows::Met UnmatchedRows::meet(Side side, const Row& row) {
+  const std::uint64_t hash = hashOf(row.key);
+  const auto [begin, end] = rows_.equal_range(hash);
+  for (auto kept = begin; kept != end; ++kept) {
+    if (kept->second.cells != row.cells) continue;
+    if (kept->second.side == side) {
+      ++kept->second.count;
+      return Met::none;
+    }
+    if (--kept->second.count == 0) {
+      bytes_ -= row.cells.size() + kOverhead;
+      rows_.erase(kept);
+    }
+    return Met::equalRow;
+  }
+  keep(hash, side, row, 1);
+  return Met::none;
+}
+
+void UnmatchedRows::spill() {
+  if (!isSpilled()) {
+    for (File& file : files_) file.reset(unnamedFile());
+  }
+  for (const auto& [hash, kept] : rows_) {
+    std::FILE* const file = files_[hash >> (kBitsOfDepth * depth_) & (kFiles - 1)].get();
+    const SpilledHead head{hash, kept.count, kept.keySize,
+                           static_cast<std::uint32_t>(kept.cells.size()), kept.side};
+    write(file, &head, sizeof(head));
+    write(file, kept.cells.data(), kept.cells.size());
+  }
+  rows_.clear();
+  bytes_ = 0;
+}
+
+std::int64_t UnmatchedRows::settleFile(std::FILE* file,
+                                       const std::function<void(const DifferingRows&)>& show) {
+  UnmatchedRows part(options_);
+  part.depth_ = depth_ + 1;
+  std::rewind(file);
+  std::int64_t equal = 0;
+  std::string cells;
+  for (SpilledHead head; read(file, &head, sizeof(head));) {
+    cells.resize(head.size);
+    if (!read(file, cells.data(), cells.size())) break;
+    const Row row{std::string_view(cells).substr(0, head.keySize), cells};
+    for (; head.count > 0; --head.count)
+      equal += part.meet(head.side, row) == Met::equalRow ? 1 : 0;
+  }
+  return equal + part.settle(show);
+}
+
+void UnmatchedRows::show(const std::function<void(const DifferingRows&)>& show) {
+  std::vector<const Kept*> left;
+  left.reserve(rows_.size());
+  for (const auto& [hash, kept] : rows_) left.push_back(&kept);
+  std::ranges::sort(left, [](const Kept* one, const Kept* other) {
+    const auto order = orderOf(one->key(), other->key());
+    if (order != 0) return order < 0;
+    if (one->side != other->side) return one->side < other->side;
+    return orderOf(one->cells, other->cells) < 0;
+  });
+  for (auto begin = left.begin(); begin != left.end();) {
+    const auto end = std::find_if(begin, left.end(),
+                                  [&](const Kept* kept) { return kept->key() != (*begin)->key(); });
+    std::array<std::vector<std::string_view>, 2> sides;
+    for (const Kept* kept : std::vector(begin, end))
+      sides[static_cast<std::size_t>(kept->side)].insert(
+          sides[static_cast<std::size_t>(kept->side)].end(), static_cast<std::size_t>(kept->count),
+          kept->cells);
+    const auto& [source, target] = sides;
+    for (std::size_t at = 0; at < std::max(source.size(), target.size()); ++at) {
+      show({at < source.size() ? source[at] : std::string_view(),
+            at < target.size() ? target[at] : std::string_view(), (*begin)->keySize});
+    }
+    begin = end;
+  }
+  rows_.clear();
+  bytes_ = 0;
+}
+
+std::int64_t UnmatchedRows::settle(const std::function<void(const DifferingRows&)>& show) {
+  if (!isSpilled()) {
+    this->show(show);
+    return 0;
+  }
+  spill();
+  std::array<File, kFiles> files = std::exchange(files_, {});
+  std::int64_t equal = 0;
+  for (File& file : files) {
+    equal += settleFile(file.get(), show);
+    file.reset();
+  }
+  return equal;
+}
+
+}  // namespace kelvane::rows

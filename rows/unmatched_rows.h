@@ -1,0 +1,81 @@
+// Rows of both sides that have not met what they belong to. They stay in memory up to a limit;
+// beyond it they wait in files without a name until all rows have come.
+//
+// Lifetime: rows are copied. Threading: one thread.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "rows/row_stream.h"
+
+namespace kelvane::rows {
+
+enum class Side : std::uint8_t { source, target };
+inline Side otherOf(Side side) { return side == Side::source ? Side::target : Side::source; }
+
+/// Rows that differ: of one key, or only one that has no other. A side without a row is empty.
+struct DifferingRows {
+  std::string_view source = {}, target = {};
+  std::size_t keySize = 0;  ///< in bytes, of either
+};
+
+class UnmatchedRows {
+ public:
+  struct Options {
+    bool isUnique = true;                ///< no key comes twice on a side
+    std::size_t mostBytes = 64U << 20U;  ///< that are kept in memory
+  };
+  enum class Met : std::uint8_t { none, equalRow };
+
+  explicit UnmatchedRows(const Options& options) : options_(options) {}
+
+  bool isEmpty() const { return rows_.empty() && !isSpilled(); }
+
+  /// A row comes: the equal row of the other side goes, or it stays itself.
+  Met meet(Side side, const Row& row);
+
+  /// No row comes any more: all that are left are shown, in the order of their keys where all of
+  /// them fit in memory, and gone. Returns how many have met an equal one meanwhile.
+  /// Of a key that comes several times, the rows are paired in their own order.
+  std::int64_t settle(const std::function<void(const DifferingRows&)>& show);
+
+ private:
+  struct CloseFile {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+  using File = std::unique_ptr<std::FILE, CloseFile>;
+  static constexpr std::size_t kFiles = 16;
+
+  /// Equal rows of one side.
+  struct Kept {
+    std::string cells;
+    std::uint32_t keySize = 0;
+    Side side = Side::source;
+    std::int64_t count = 1;
+
+    std::string_view key() const { return std::string_view(cells).substr(0, keySize); }
+  };
+
+  bool isSpilled() const { return files_[0] != nullptr; }
+  void keep(std::uint64_t hash, Side side, const Row& row, std::int64_t count);
+  void spill();
+  void show(const std::function<void(const DifferingRows&)>& show);
+  std::int64_t settleFile(std::FILE* file, const std::function<void(const DifferingRows&)>& show);
+
+  Options options_;
+  std::unordered_multimap<std::uint64_t, Kept> rows_;  // by the hash of their keys
+  std::size_t bytes_ = 0;
+  std::array<File, kFiles> files_;
+  unsigned depth_ = 0;  // files of files
+};
+
+}  // namespace kelvane::rows

@@ -1,0 +1,166 @@
+#include "tests/rows/compared.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <memory>
+
+#include "drivers/embedded/connection.h"
+#include "inventory/read/reader.h"
+#include "model/text.h"
+#include "rows/table_plan.h"
+#include "tests/inventory_read/support.h"
+
+namespace kelvane::rows {
+namespace {
+
+struct OpenSide {
+  embedded::EmbeddedCatalog catalog;
+  std::unique_ptr<ado::Connection> connection = catalog.connect();
+  inventory::Database database = inventory::readAll(*connection);
+
+  OpenSide(const std::string& script, embedded::Release release)
+      : catalog(inventory::catalogOf(script, release)) {}
+  PlannedTable table() const { return {database, database.tables.at(0)}; }
+};
+
+std::string textOf(const ado::Value& value) {
+  return value.isNull() ? "null" : toUtf8(value.toText());
+}
+
+std::string textOf(std::string_view cells) {
+  std::string text;
+  while (!cells.empty()) {
+    std::u16string storage;
+    text += (text.empty() ? "" : " | ") + textOf(valueOf(takeCell(cells), storage));
+  }
+  return text;
+}
+
+std::string differenceOf(const std::string& source, const std::string& target) {
+  if (target.empty()) return "- " + source;
+  if (source.empty()) return "+ " + target;
+  return "~ " + source + " -> " + target;
+}
+
+class Observer final : public RowObserver {
+ public:
+  void rowsDiffer(const DifferingRows& rows) override {
+    differences.push_back(differenceOf(textOf(rows.source), textOf(rows.target)));
+  }
+  bool goesOn(const RowCounts&) override { return true; }
+
+  std::vector<std::string> differences;
+};
+
+std::string shown(const RowCounts& counts, const std::vector<std::string>& columns) {
+  std::string text = std::to_string(counts.equal) + " equal, " + std::to_string(counts.changed) +
+                     " changed, " + std::to_string(counts.alone[0]) + " only in source, " +
+                     std::to_string(counts.alone[1]) + " only in target";
+  for (std::size_t at = 0; at < columns.size(); ++at) {
+    if (counts.changedValues[at] > 0)
+      text += "; " + columns[at] + " " + std::to_string(counts.changedValues[at]);
+  }
+  return text;
+}
+
+std::vector<std::string> namesOf(const TablePlan& plan) {
+  std::vector<std::string> names;
+  for (const ComparedColumn& column : plan.columns) names.push_back(column.name);
+  return names;
+}
+
+using TextRow = std::vector<std::string>;
+
+std::vector<TextRow> rowsOf(ado::Connection& connection, const std::u16string& statement,
+                            const std::vector<Form>& forms) {
+  std::vector<TextRow> rows;
+  const auto opened = connection.Open(statement, ado::kClientCursor);
+  for (; !opened->EndOfRows(); opened->MoveNext()) {
+    TextRow& row = rows.emplace_back();
+    for (std::size_t at = 0; at < forms.size(); ++at) {
+      std::string text = textOf(opened->Fields(static_cast<std::int32_t>(at)).Value());
+      if (forms[at] == Form::padded) text.erase(text.find_last_not_of(' ') + 1);
+      // Packed numbers have no zeros at their end.
+      if (text.ends_with(".0")) text.erase(text.size() - 2);
+      row.push_back(text);
+    }
+  }
+  return rows;
+}
+
+/// Nulls first; numbers have one digit.
+bool isBefore(const TextRow& one, const TextRow& other) {
+  return std::ranges::lexicographical_compare(
+      one, other, [](const std::string& left, const std::string& right) {
+        if (left == "null" || right == "null") return left == "null" && right != "null";
+        return left < right;
+      });
+}
+
+std::string joined(const TextRow& row) {
+  std::string text;
+  for (const std::string& cell : row) text += (text.empty() ? "" : " | ") + cell;
+  return text;
+}
+
+}  // namespace
+
+Compared compared(const TwoTables& tables) {
+  OpenSide source(tables.source, tables.release), target(tables.target, tables.release);
+  TablePlan plan = planOf(source.table(), target.table(), tables.key);
+  plan.pairing.mostBytes = tables.mostBytes;
+  RowStream one(*source.connection, plan.statements[0], plan.forms(), plan.pairing.keyColumns);
+  RowStream other(*target.connection, plan.statements[1], plan.forms(), plan.pairing.keyColumns);
+  Observer observer;
+  bool isWhole = false;
+  const RowCounts counts = compareRows(one, other, plan.pairing, observer, isWhole);
+  EXPECT_TRUE(isWhole);
+  std::ranges::sort(observer.differences);
+  return {plan.key + (plan.pairing.isOrdered ? ", in order" : "") +
+              (plan.pairing.isUnique ? "" : ", not unique"),
+          shown(counts, namesOf(plan)), observer.differences};
+}
+
+Compared naivelyCompared(const TwoTables& tables) {
+  OpenSide source(tables.source, tables.release), target(tables.target, tables.release);
+  const TablePlan plan = planOf(source.table(), target.table(), tables.key);
+  std::vector<TextRow> ones = rowsOf(*source.connection, plan.statements[0], plan.forms());
+  std::vector<TextRow> others = rowsOf(*target.connection, plan.statements[1], plan.forms());
+  // Of a key that comes several times, rows are paired in their order.
+  for (auto* rows : {&ones, &others}) std::ranges::sort(*rows, isBefore);
+  RowCounts counts;
+  counts.changedValues.resize(plan.columns.size());
+  std::erase_if(ones, [&](const TextRow& row) {
+    const auto equal = std::ranges::find(others, row);
+    if (equal == others.end()) return false;
+    others.erase(equal);
+    ++counts.equal;
+    return true;
+  });
+  Compared result;
+  for (const TextRow& row : ones) {
+    const auto namesake = std::ranges::find_if(others, [&](const TextRow& other) {
+      return std::equal(row.begin(), row.begin() + static_cast<int>(plan.pairing.keyColumns),
+                        other.begin());
+    });
+    if (namesake == others.end()) {
+      ++counts.alone[0];
+      result.differences.push_back(differenceOf(joined(row), ""));
+      continue;
+    }
+    ++counts.changed;
+    for (std::size_t at = 0; at < row.size(); ++at)
+      counts.changedValues[at] += row[at] == (*namesake)[at] ? 0 : 1;
+    result.differences.push_back(differenceOf(joined(row), joined(*namesake)));
+    others.erase(namesake);
+  }
+  for (const TextRow& row : others) {
+    ++counts.alone[1];
+    result.differences.push_back(differenceOf("", joined(row)));
+  }
+  std::ranges::sort(result.differences);
+  result.counts = shown(counts, namesOf(plan));
+  return result;
+}
+
+}  // namespace kelvane::rows

@@ -1,0 +1,33 @@
+// Two tables of scripts, compared by their rows: what came out as lines, and what a comparison
+// without any skill makes of the same rows.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "drivers/embedded/options.h"
+
+namespace kelvane::rows {
+
+struct TwoTables {
+  std::string source, target;          ///< scripts that make dbo.t, a batch a line
+  std::vector<std::string> key = {};   ///< asked for
+  std::size_t mostBytes = 64U << 20U;  ///< for rows that wait
+  embedded::Release release = embedded::Release::ase16;
+};
+
+struct Compared {
+  std::string key;     ///< which, and whether rows came in its order
+  std::string counts;  ///< "3 equal, 1 changed, 0 only in source, 2 only in target; b 1"
+  std::vector<std::string> differences;  ///< "~ 1 | a -> b", "- 1 | a", "+ 2 | b", sorted
+};
+
+Compared compared(const TwoTables& tables);
+
+/// Pairs each row with each other one. `keyColumns`: as many first columns of the select list that
+/// compared() used.
+Compared naivelyCompared(const TwoTables& tables);
+
+}  // namespace kelvane::rows
