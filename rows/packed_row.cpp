@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cstring>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <span>
 #include <tuple>

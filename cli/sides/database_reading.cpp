@@ -46,6 +46,8 @@ class Watch final : public inventory::ReadEvents {
   std::stop_token stop_;
 };
 
+}  // namespace
+
 DatabaseReading readSide(Side& side, std::string_view name, const ReadingWish& wish,
                          const inventory::Selection* selection, StatusLine& line, Trace* trace,
                          const std::stop_token& stop) {
@@ -92,8 +94,6 @@ DatabaseReading readSide(Side& side, std::string_view name, const ReadingWish& w
     reading.gaps.push_back(std::string(name) + ": " + view.reason);
   return reading;
 }
-
-}  // namespace
 
 std::vector<std::string> gapsOf(const DatabaseReading& reading, const inventory::Database& database,
                                 const std::function<bool(const inventory::Gap&)>& concerns) {

@@ -7,13 +7,17 @@
 
 #include <functional>
 #include <optional>
+#include <stop_token>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "cli/screen/console.h"
+#include "cli/screen/status_line.h"
 #include "cli/sides/reading.h"
 #include "cli/sides/side.h"
+#include "cli/sides/trace.h"
 #include "cli/words/place.h"
 #include "inventory/kinds.h"
 #include "inventory/records.h"
@@ -43,6 +47,11 @@ struct ReadingWish {
 // the database; none: all.
 std::vector<std::string> gapsOf(const DatabaseReading& reading, const inventory::Database& database,
                                 const std::function<bool(const inventory::Gap&)>& concerns = {});
+
+// A side that is open. `wish.trace` is not looked at: `trace` may be null.
+DatabaseReading readSide(Side& side, std::string_view name, const ReadingWish& wish,
+                         const inventory::Selection* selection, StatusLine& line, Trace* trace,
+                         const std::stop_token& stop);
 
 // One or two places, two at the same time (in turn with a trace: it tells what happened in its
 // order). Throws CommandError.

@@ -9,10 +9,12 @@
 //   "event"   a progress event: "event" is its name, "objectType" the published number; besides,
 //             StartProcessing has "status" and "progressBar", Processing "status" and "progress"
 //
-// Lifetime: the stream outlives it. Threading: one thread.
+// Lifetime: the stream outlives it. Threading: one thread; several traces may share a stream where
+// they share a mutex.
 #pragma once
 
 #include <cstdint>
+#include <mutex>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -25,7 +27,8 @@ namespace kelvane::cli {
 
 class Trace {
  public:
-  Trace(std::ostream& out, std::u16string_view side) : out_(out), side_(side) {}
+  Trace(std::ostream& out, std::u16string_view side, std::mutex* shared = nullptr)
+      : out_(out), side_(side), shared_(shared) {}
 
   void rows(std::u16string_view statement, std::int32_t count);  // count -1: not known
   void none(std::u16string_view statement);
@@ -42,10 +45,15 @@ class Trace {
                        std::u16string_view kind = u"sql") const;
   JsonObject event(std::u16string_view name) const;
   // At once: the run may not come to its end.
-  void write(const JsonObject& line) { out_ << line.text() << '\n' << std::flush; }
+  void write(const JsonObject& line) {
+    std::unique_lock<std::mutex> lock;
+    if (shared_ != nullptr) lock = std::unique_lock(*shared_);
+    out_ << line.text() << '\n' << std::flush;
+  }
 
   std::ostream& out_;
   std::u16string side_;
+  std::mutex* shared_;
 };
 
 }  // namespace kelvane::cli

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <span>
 #include <utility>
 
 #include "cli/screen/interruption.h"
@@ -16,6 +17,7 @@
 #include "cli/sides/tracing_connection.h"
 #include "cli/verbs/data_progress.h"
 #include "cli/verbs/data_report.h"
+#include "cli/verbs/keyed_data.h"
 #include "cli/verbs/listing.h"
 #include "cli/words/overwriting.h"
 #include "cli/words/two_sides.h"
@@ -26,18 +28,22 @@ namespace kelvane::cli {
 namespace {
 
 constexpr std::string_view kMaxDifferences = "--max-differences", kMaxRows = "--max-rows",
-                           kShow = "--show", kTable = "--table";
+                           kShow = "--show", kTable = "--table", kByPosition = "--by-position",
+                           kKey = "--key";
 constexpr std::array<std::string_view, 2> kNames{"source", "target"};
 
 constexpr auto kTables = std::to_array<Option>({
-    {kMaxDifferences, kNumber, "stop comparing a table after more than N differing values"},
-    {kMaxRows, kNumber, "compare no more than N rows of a table"},
+    {kByPosition, {}, "pair rows by position, not by key"},
+    {kKey, kTableKey, "the key of a table, with commas between its columns"},
+    {kMaxDifferences, kNumber, "with --by-position: stop after more than N differing values"},
+    {kMaxRows, kNumber, "with --by-position: compare no more than N rows of a table"},
     {kTable, kTablePattern, "only tables whose name or owner.name matches (*, ?)"},
 });
 constexpr auto kReports = std::to_array<Option>({
     kListingFormat,
-    {kShow, kNumber, "show the first N differing values of each table"},
+    {kShow, kNumber, "show the first N differing rows of each table; default: 3"},
 });
+constexpr std::size_t kShownRows = 3;
 
 std::optional<std::int32_t> number(const Arguments& arguments, std::string_view option) {
   const auto value = arguments.value(option);
@@ -69,17 +75,44 @@ struct DataRequest {
   TwoSides sides;
   Limits limits;
   std::vector<std::u16string> patterns;
-  std::size_t shown = 0;
+  std::map<std::string, std::vector<std::string>> keys;
+  std::optional<std::size_t> shown;
   ListingFormat format = ListingFormat::text;
   std::optional<std::string> trace;
 };
 
+std::map<std::string, std::vector<std::string>> keysOf(const Arguments& arguments) {
+  std::map<std::string, std::vector<std::string>> keys;
+  for (const std::string& text : arguments.values(kKey)) {
+    const std::size_t equals = text.find('=');
+    const std::string_view columns = std::string_view(text).substr(std::min(equals, text.size()));
+    std::vector<std::string>& key = keys[text.substr(0, equals)];
+    key.clear();
+    for (const std::u16string_view column :
+         split(toUtf16(columns.substr(columns.empty() ? 0 : 1)), u','))
+      key.push_back(toUtf8(column));
+    if (equals == std::string::npos || equals == 0 || key.empty() ||
+        std::ranges::any_of(key, &std::string::empty))
+      throw UsageError(arguments.called(kKey) + " takes TABLE=COLUMN,COLUMN..., not '" + text +
+                       "'");
+  }
+  return keys;
+}
+
 DataRequest parseData(const Arguments& arguments) {
-  DataRequest request{twoSides(arguments, "data"), Limits(arguments),      {}, 0,
+  DataRequest request{twoSides(arguments, "data"), Limits(arguments),      {}, {}, {},
                       listingFormatOf(arguments),  arguments.value(kTrace)};
+  for (const std::string_view limit : {kMaxRows, kMaxDifferences}) {
+    if (arguments.isGiven(limit) && !arguments.has(kByPosition))
+      throw UsageError(std::string(limit) + " needs " + std::string(kByPosition));
+  }
+  if (arguments.isGiven(kKey) && arguments.has(kByPosition))
+    throw UsageError(std::string(kKey) + " and " + std::string(kByPosition) +
+                     " exclude each other");
+  request.keys = keysOf(arguments);
   for (const std::string& pattern : arguments.values(kTable))
     request.patterns.push_back(toUtf16(pattern));
-  request.shown = static_cast<std::size_t>(number(arguments, kShow).value_or(0));
+  if (const auto shown = number(arguments, kShow)) request.shown = static_cast<std::size_t>(*shown);
   for (std::size_t side = 0; side < 2; ++side) {
     if (std::holds_alternative<SnapshotPlace>(request.sides.places[side]))
       throw UsageError("'" + request.sides.shown[side] +
@@ -301,7 +334,7 @@ DataReport compareData(const DataRequest& request, std::array<ado::Connection*, 
   const TableNames names = tableNames({&lists[0], &lists[1]}, request.patterns);
   DataProgress progress(line, expectedTables(request, names, *connections[0], line));
   std::function<bool()> isOver;
-  DataWatch watch(names.ofSource, names.mode, request.shown,
+  DataWatch watch(names.ofSource, names.mode, request.shown.value_or(0),
                   {[&](std::size_t table) { progress.tableBegins(table); },
                    [&] { progress.rowPassed(); }, [&] { return isOver(); }});
   WatchedConnection source(*connections[0], watch, 0), target(*connections[1], watch, 1);
@@ -324,17 +357,8 @@ DataReport compareData(const DataRequest& request, std::array<ado::Connection*, 
   return report;
 }
 
-}  // namespace
-
-std::vector<OptionFamily> dataOptions() {
-  return {twoSidesOptions(), {"Tables", kTables}, {"Reports", kReports}, readingOptions()};
-}
-
-ExitStatus runData(const Arguments& arguments, const Console& console, const OpenSide& open) {
-  const DataRequest request = parseData(arguments);
-  std::vector<NamedPlace> places{{kNames[0], request.sides.places[0]},
-                                 {kNames[1], request.sides.places[1]}};
-  const auto sides = openSides(places, console, open);
+DataReport runByPosition(const DataRequest& request, std::span<const std::unique_ptr<Side>> sides,
+                         const Console& console) {
   console.complain(
       "rows are paired by position, in the order in which the servers return them: if that "
       "order differs, equal rows count as different");
@@ -348,6 +372,12 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
                          interruption.token(), trace ? &trace->stream() : nullptr, line);
   }
   if (trace) trace->close();
+  return report;
+}
+
+template <class Report>
+ExitStatus write(Report report, const DataRequest& request,
+                 std::span<const std::unique_ptr<Side>> sides, const Console& console) {
   for (std::size_t side = 0; side < 2; ++side) {
     if (!sides[side]->isComplete())
       report.gaps.push_back(std::string(kNames[side]) + ": not everything could be loaded");
@@ -361,6 +391,24 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
   if (status == kNotProven)
     console.complain("not everything could be compared: equality is not proven");
   return status;
+}
+
+}  // namespace
+
+std::vector<OptionFamily> dataOptions() {
+  return {twoSidesOptions(), {"Tables", kTables}, {"Reports", kReports}, readingOptions()};
+}
+
+ExitStatus runData(const Arguments& arguments, const Console& console, const OpenSide& open) {
+  const DataRequest request = parseData(arguments);
+  std::vector<NamedPlace> places{{kNames[0], request.sides.places[0]},
+                                 {kNames[1], request.sides.places[1]}};
+  const auto sides = openSides(places, console, open);
+  if (arguments.has(kByPosition))
+    return write(runByPosition(request, sides, console), request, sides, console);
+  const KeyedRequest keyed{request.patterns, request.keys, request.shown.value_or(kShownRows),
+                           request.trace};
+  return write(compareByKey(keyed, sides, request.sides.shown, console), request, sides, console);
 }
 
 }  // namespace kelvane::cli

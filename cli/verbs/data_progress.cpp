@@ -40,9 +40,11 @@ void DataProgress::tableBegins(std::size_t table) {
   if (line_.isShown()) show();
 }
 
-void DataProgress::rowPassed() {
-  ++rows_;
-  if (++rowsOfTable_ % kRowsBetweenLooks != 0 || !line_.isShown()) return;
+void DataProgress::rowsPassed(std::int64_t rows) {
+  rows_ += rows;
+  const std::int64_t before = rowsOfTable_;
+  rowsOfTable_ += rows;
+  if (before / kRowsBetweenLooks == rowsOfTable_ / kRowsBetweenLooks || !line_.isShown()) return;
   if (Clock::now() - shown_ >= kBetweenTexts) show();
 }
 

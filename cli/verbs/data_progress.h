@@ -33,7 +33,8 @@ class DataProgress {
   DataProgress& operator=(const DataProgress&) = delete;
 
   void tableBegins(std::size_t table);  // 0-based
-  void rowPassed();
+  void rowPassed() { rowsPassed(1); }
+  void rowsPassed(std::int64_t rows);
 
  private:
   using Clock = std::chrono::steady_clock;

@@ -79,10 +79,10 @@ kelvane compare --include 'table:dbo.cust*' --exclude '*_tmp' odbc:DSN=dev odbc:
 kelvane compare --html drift.html prod.json odbc:DSN=prod)",
      kOfSchemas, Sides::two, nothing, compareOptions, runCompare},
     {"data", "compares the rows of two databases", "SOURCE TARGET\nSOURCE... -- TARGET...",
-     R"(Compares the rows of the tables of the source with those of the target, paired by position, and
-reports for each table how many values differ and whether one side has more rows.)",
-     R"(kelvane data odbc:DSN=prod odbc:DSN=copy --table 'price_*' --show 5)", kOfRows, Sides::two,
-     nothing, dataOptions, runData},
+     R"(Compares the rows of the tables of the source with those of the target, paired by their key, and
+reports for each table how many rows are equal, changed, or on one side only.)",
+     R"(kelvane data odbc:DSN=prod odbc:DSN=copy --table 'price_*' --key price_log=day,item)",
+     kOfRows, Sides::two, nothing, dataOptions, runData},
     {"script", "writes T-SQL that makes the target like the source",
      "SOURCE TARGET\nSOURCE... -- TARGET...",
      R"(Writes the steps that end the differences, each behind a comment with its difference, for isql and

@@ -22,7 +22,8 @@ namespace kelvane::cli {
 inline constexpr std::string_view kFile = "FILE", kFolder = "FOLDER";
 inline constexpr std::string_view kPattern = "PATTERN", kTablePattern = "TABLES",
                                   kSetting = "SWITCH=off", kFamilyWord = "WORD",
-                                  kDangerWord = "CLASS", kHint = "OLD=NEW";
+                                  kDangerWord = "CLASS", kHint = "OLD=NEW",
+                                  kTableKey = "TABLE=COLUMNS";
 inline constexpr std::string_view kNumber = "N", kRelease = "RELEASE", kSeconds = "SECONDS";
 
 struct Option {
@@ -34,7 +35,7 @@ struct Option {
 
   bool mayBeRepeated() const {
     return value == kPattern || value == kTablePattern || value == kSetting ||
-           value == kFamilyWord || value == kDangerWord || value == kHint;
+           value == kFamilyWord || value == kDangerWord || value == kHint || value == kTableKey;
   }
   bool isPath() const { return value == kFile || value == kFolder; }
   bool isNumber() const { return value == kNumber || value == kRelease || value == kSeconds; }

@@ -241,7 +241,7 @@ TEST_F(Command, NamesOfRowsAreComparedAsTheServersDo) {
                          const std::string& sense) {
     server(source, "t", "a", "ignored");
     server(target, table, column, sense);
-    return run({"data", "one", "two"});
+    return run({"data", "--by-position", "one", "two"});
   };
   EXPECT_EQ(ended("T", "A", "ignored"), kNoDifference) << out.str() << err.str();
   EXPECT_EQ(ended("T", "a", "exact"), kDifferences);

@@ -381,7 +381,7 @@ TEST_F(Live, ASignalEndsTheComparisonOfRows) {
   auto catalog = tds::catalogOf(kScript);
   HeldAnswer rows("select * from t");
   const tds::TdsServer server(catalog, rows.options());
-  Program program = withTarget("data", server, {});
+  Program program = withTarget("data", server, {"--by-position"});
   rows.asked.wait();
   kill(program.id(), SIGINT);
   EXPECT_TRUE(
@@ -417,12 +417,14 @@ TEST_F(Live, ASignalEndsTheWaitForASilentServer) {
 TEST_F(Live, AServerThatRunsIntoTheLimitIsNotAskedAgain) {
   const struct {
     std::string verb, batch, said;
+    std::vector<std::string> words = {"--query-limit", "1"};
   } cases[] = {
       {"compare", "select id, number, status from sysprocedures where sequence = 0",
        "kelvane: target: reading stopped: compiled objects: "},
-      {"data", "select * from t", "kelvane: target: "},
+      {"data", "select a, b from dbo.t order by a", "kelvane: target: "},
+      {"data", "select * from t", "kelvane: target: ", {"--query-limit", "1", "--by-position"}},
   };
-  for (const auto& [verb, asked, said] : cases) {
+  for (const auto& [verb, asked, said, words] : cases) {
     auto catalog = tds::catalogOf(kScript);
     std::atomic<bool> silent = false, askedAgain = false;
     tds::ServerOptions options;
@@ -433,7 +435,7 @@ TEST_F(Live, AServerThatRunsIntoTheLimitIsNotAskedAgain) {
       return tds::Fault{tds::Fault::Kind::silence};
     };
     const tds::TdsServer server(catalog, options);
-    Program program = withTarget(verb, server, {"--query-limit", "1"});
+    Program program = withTarget(verb, server, words);
     EXPECT_EQ(program.wait(), kNotProven);
     EXPECT_THAT(program.output(), HasSubstr(said + "no answer to \"" + asked + "\": "));
     EXPECT_FALSE(askedAgain);
