@@ -44,7 +44,7 @@ class Comparison {
     if (pairing_.isOrdered && has_[at]) last_[at] = row(side).key;
     const bool isFirst = streams_[at]->rows() == 0;
     has_[at] = streams_[at]->next();
-    if (pairing_.isOrdered && has_[at] && !isFirst && orderOf(last_[at], row(side).key) > 0)
+    if (pairing_.isOrdered && has_[at] && !isFirst && std::is_gt(orderOf(last_[at], row(side).key)))
       throw std::runtime_error("the rows do not come in the order of their key");
   }
 
@@ -64,13 +64,13 @@ class Comparison {
     }
     const auto order = orderOfFronts();
     if (pairing_.isOrdered && !pairing_.isUnique) {
-      passGroup(order <= 0 ? Side::source : Side::target);
-    } else if (order == 0) {
+      passGroup(std::is_lteq(order) ? Side::source : Side::target);
+    } else if (std::is_eq(order)) {
       show({row(Side::source).cells, row(Side::target).cells, row(Side::source).key.size()});
       advance(Side::source);
       advance(Side::target);
     } else {
-      pass(order < 0 ? Side::source : Side::target);
+      pass(std::is_lt(order) ? Side::source : Side::target);
     }
     return true;
   }
@@ -81,7 +81,7 @@ class Comparison {
     if (!has(Side::target)) return std::strong_ordering::less;
     if (!has(Side::source)) return std::strong_ordering::greater;
     const auto order = orderOf(row(Side::source).key, row(Side::target).key);
-    return order == 0 && !pairing_.isUnique ? std::strong_ordering::less : order;
+    return std::is_eq(order) && !pairing_.isUnique ? std::strong_ordering::less : order;
   }
 
   void pass(Side side) {

@@ -162,7 +162,10 @@ std::size_t sizeOf(CellKind kind) {
 
 bool hasLength(CellKind kind) { return kind == CellKind::text || kind == CellKind::bytes; }
 
-std::strong_ordering reversed(std::strong_ordering order) { return 0 <=> order; }
+std::strong_ordering reversed(std::strong_ordering order) {
+  if (std::is_eq(order)) return order;
+  return std::is_lt(order) ? std::strong_ordering::greater : std::strong_ordering::less;
+}
 
 /// Both have the same sign; digits beside digits.
 std::strong_ordering orderOfMagnitudes(const ado::Decimal& one, const ado::Decimal& other) {
@@ -280,7 +283,7 @@ ado::Value valueOf(const Cell& cell, std::u16string& storage) {
 std::strong_ordering orderOf(std::string_view key, std::string_view other) {
   while (!key.empty() && !other.empty()) {
     const auto order = orderOf(takeCell(key), takeCell(other));
-    if (order != 0) return order;
+    if (std::is_neq(order)) return order;
   }
   return key.size() <=> other.size();
 }

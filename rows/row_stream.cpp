@@ -6,7 +6,7 @@ namespace kelvane::rows {
 namespace {
 
 // Large enough for the hand-over to cost nothing, small enough to stay in the processor's cache.
-constexpr std::size_t kBatchBytes = 256 * 1024;
+constexpr std::size_t kBatchBytes = 256U << 10U;
 constexpr std::size_t kBatchRows = 4096;
 constexpr std::size_t kMostBatches = 4;
 

@@ -270,6 +270,7 @@ class TablePlanner {
 
 std::vector<Form> TablePlan::forms() const {
   std::vector<Form> result;
+  result.reserve(columns.size());
   for (const ComparedColumn& column : columns) result.push_back(column.form);
   return result;
 }

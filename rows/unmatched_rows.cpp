@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <compare>
 #include <cstdlib>
 #include <cstring>
 #include <system_error>
@@ -120,9 +121,9 @@ void UnmatchedRows::show(const std::function<void(const DifferingRows&)>& show) 
   for (const auto& [hash, kept] : rows_) left.push_back(&kept);
   std::ranges::sort(left, [](const Kept* one, const Kept* other) {
     const auto order = orderOf(one->key(), other->key());
-    if (order != 0) return order < 0;
+    if (std::is_neq(order)) return std::is_lt(order);
     if (one->side != other->side) return one->side < other->side;
-    return orderOf(one->cells, other->cells) < 0;
+    return std::is_lt(orderOf(one->cells, other->cells));
   });
   for (auto begin = left.begin(); begin != left.end();) {
     const auto end = std::find_if(begin, left.end(),

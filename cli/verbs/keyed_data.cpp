@@ -1,6 +1,7 @@
 #include "cli/verbs/keyed_data.h"
 
 #include <algorithm>
+#include <compare>
 #include <mutex>
 #include <set>
 #include <stop_token>
@@ -41,7 +42,9 @@ class Watch final : public rows::RowObserver {
     const std::string_view key =
         (rows.source.empty() ? rows.target : rows.source).substr(0, rows.keySize);
     std::vector<RowSample>& samples = table_.samples;
-    const auto isBehind = [&](const RowSample& kept) { return rows::orderOf(key, kept.key()) < 0; };
+    const auto isBehind = [&](const RowSample& kept) {
+      return std::is_lt(rows::orderOf(key, kept.key()));
+    };
     if (samples.size() == most_ && !isBehind(samples.back())) return;
     samples.insert(std::ranges::find_if(samples, isBehind),
                    {{std::string(rows.source), std::string(rows.target)}, rows.keySize});
@@ -76,6 +79,7 @@ class KeyedComparison {
   std::vector<KeyedTable> run(StatusLine& line) {
     pairTables();
     std::vector<ExpectedTable> expected;
+    expected.reserve(pairs_.size());
     for (const Pair& pair : pairs_)
       expected.push_back({toUtf16(pair.name), pair.tables[0]->rowCount});
     DataProgress progress(line, std::move(expected));

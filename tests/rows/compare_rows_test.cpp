@@ -116,7 +116,7 @@ TwoTables madeTables(unsigned seed) {
   const std::vector<std::string> types{"int",          "numeric(5,1)", "varchar(5)", "char(4)",
                                        "varbinary(3)", "float",        "datetime",   "unichar(3)"};
   const auto value = [&](const std::string& type) -> std::string {
-    const std::string digit = std::to_string(below(5));
+    std::string digit = std::to_string(below(5));
     if (type == "varbinary(3)") return "0x0" + digit;
     if (type == "datetime") return "'2024010" + std::to_string(1 + below(5)) + "'";
     if (type.find("char") != std::string::npos)

@@ -65,6 +65,7 @@ std::string shown(const RowCounts& counts, const std::vector<std::string>& colum
 
 std::vector<std::string> namesOf(const TablePlan& plan) {
   std::vector<std::string> names;
+  names.reserve(plan.columns.size());
   for (const ComparedColumn& column : plan.columns) names.push_back(column.name);
   return names;
 }
