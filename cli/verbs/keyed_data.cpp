@@ -214,6 +214,16 @@ class KeyedComparison {
   std::vector<KeyedTable> lonely_, results_;
 };
 
+// A server cuts text and image after 32 kilobytes where nobody asks for more.
+void askForWholeTexts(TracingConnection& connection, std::string_view side,
+                      std::vector<std::string>& gaps) {
+  try {
+    connection.Open(u"set textsize 2147483647", ado::kClientCursor);
+  } catch (const RuntimeError& error) {
+    gaps.push_back(std::string(side) + ": long texts may be cut: " + toUtf8(error.Description()));
+  }
+}
+
 // Why the comparison did not come to its end.
 void addStops(std::array<TracingConnection*, 2> connections, const std::stop_token& stop,
               std::vector<std::string>& gaps) {
@@ -260,9 +270,12 @@ KeyedReport compareByKey(const KeyedRequest& request, std::span<const std::uniqu
     TracingConnection source(sides[0]->connection(), activity, traceOf(0), interruption.token());
     TracingConnection target(sides[1]->connection(), activity, traceOf(1), interruption.token());
     const std::array connections{&source, &target};
-    if (readings[0].wasRead && readings[1].wasRead)
+    if (readings[0].wasRead && readings[1].wasRead) {
+      for (std::size_t side = 0; side < 2; ++side)
+        askForWholeTexts(*connections[side], kNames[side], report.gaps);
       report.tables =
           KeyedComparison(request, connections, readings, interruption.token()).run(line);
+    }
     addStops(connections, interruption.token(), report.gaps);
   }
   if (traceFile) traceFile->close();
