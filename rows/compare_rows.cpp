@@ -15,7 +15,7 @@ class Comparison {
       : streams_{&source, &target},
         pairing_(pairing),
         observer_(observer),
-        unmatched_({pairing.isUnique, pairing.mostBytes}) {
+        unmatched_(pairing.mostBytes) {
     counts_.changedValues.resize(pairing.columns);
   }
 
@@ -87,7 +87,7 @@ class Comparison {
   void pass(Side side) {
     const Row& one = row(side);
     if (!pairing_.isOrdered) {
-      if (unmatched_.meet(side, one) == UnmatchedRows::Met::equalRow) ++counts_.equal;
+      if (unmatched_.meet(side, one)) ++counts_.equal;
     } else {
       const bool isSource = side == Side::source;
       show({isSource ? one.cells : std::string_view(), isSource ? std::string_view() : one.cells,
@@ -101,7 +101,7 @@ class Comparison {
     const std::string key(row(first).key);
     for (const Side side : {Side::source, Side::target}) {
       for (; has(side) && row(side).key == key; advance(side)) {
-        if (unmatched_.meet(side, row(side)) == UnmatchedRows::Met::equalRow) ++counts_.equal;
+        if (unmatched_.meet(side, row(side))) ++counts_.equal;
       }
     }
     settle();

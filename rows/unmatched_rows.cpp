@@ -61,26 +61,26 @@ void UnmatchedRows::keep(std::uint64_t hash, Side side, const Row& row, std::int
   bytes_ += row.cells.size() + kOverhead;
   rows_.emplace(
       hash, Kept{std::string(row.cells), static_cast<std::uint32_t>(row.key.size()), side, count});
-  if (bytes_ > options_.mostBytes && depth_ < kMostDepth) spill();
+  if (bytes_ > mostBytes_ && depth_ < kMostDepth) spill();
 }
 
-UnmatchedRows::Met UnmatchedRows::meet(Side side, const Row& row) {
+bool UnmatchedRows::meet(Side side, const Row& row) {
   const std::uint64_t hash = hashOf(row.key);
   const auto [begin, end] = rows_.equal_range(hash);
   for (auto kept = begin; kept != end; ++kept) {
     if (kept->second.cells != row.cells) continue;
     if (kept->second.side == side) {
       ++kept->second.count;
-      return Met::none;
+      return false;
     }
     if (--kept->second.count == 0) {
       bytes_ -= row.cells.size() + kOverhead;
       rows_.erase(kept);
     }
-    return Met::equalRow;
+    return true;
   }
   keep(hash, side, row, 1);
-  return Met::none;
+  return false;
 }
 
 void UnmatchedRows::spill() {
@@ -100,8 +100,9 @@ void UnmatchedRows::spill() {
 
 std::int64_t UnmatchedRows::settleFile(std::FILE* file,
                                        const std::function<void(const DifferingRows&)>& show) {
-  UnmatchedRows part(options_);
+  UnmatchedRows part(mostBytes_);
   part.depth_ = depth_ + 1;
+  if (std::fflush(file) != 0) throwErrno("a temporary file could not be written");
   std::rewind(file);
   std::int64_t equal = 0;
   std::string cells;
@@ -109,8 +110,7 @@ std::int64_t UnmatchedRows::settleFile(std::FILE* file,
     cells.resize(head.size);
     if (!read(file, cells.data(), cells.size())) break;
     const Row row{std::string_view(cells).substr(0, head.keySize), cells};
-    for (; head.count > 0; --head.count)
-      equal += part.meet(head.side, row) == Met::equalRow ? 1 : 0;
+    for (; head.count > 0; --head.count) equal += part.meet(head.side, row) ? 1 : 0;
   }
   return equal + part.settle(show);
 }

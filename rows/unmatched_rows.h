@@ -20,7 +20,6 @@
 namespace kelvane::rows {
 
 enum class Side : std::uint8_t { source, target };
-inline Side otherOf(Side side) { return side == Side::source ? Side::target : Side::source; }
 
 /// Rows that differ: of one key, or only one that has no other. A side without a row is empty.
 struct DifferingRows {
@@ -30,18 +29,11 @@ struct DifferingRows {
 
 class UnmatchedRows {
  public:
-  struct Options {
-    bool isUnique = true;                ///< no key comes twice on a side
-    std::size_t mostBytes = 64U << 20U;  ///< that are kept in memory
-  };
-  enum class Met : std::uint8_t { none, equalRow };
+  /// `mostBytes`: that are kept in memory.
+  explicit UnmatchedRows(std::size_t mostBytes) : mostBytes_(mostBytes) {}
 
-  explicit UnmatchedRows(const Options& options) : options_(options) {}
-
-  bool isEmpty() const { return rows_.empty() && !isSpilled(); }
-
-  /// A row comes: the equal row of the other side goes, or it stays itself.
-  Met meet(Side side, const Row& row);
+  /// A row comes: an equal row of the other side goes, and it is true; or the row stays.
+  bool meet(Side side, const Row& row);
 
   /// No row comes any more: all that are left are shown, in the order of their keys where all of
   /// them fit in memory, and gone. Returns how many have met an equal one meanwhile.
@@ -71,7 +63,7 @@ class UnmatchedRows {
   void show(const std::function<void(const DifferingRows&)>& show);
   std::int64_t settleFile(std::FILE* file, const std::function<void(const DifferingRows&)>& show);
 
-  Options options_;
+  std::size_t mostBytes_;
   std::unordered_multimap<std::uint64_t, Kept> rows_;  // by the hash of their keys
   std::size_t bytes_ = 0;
   std::array<File, kFiles> files_;
