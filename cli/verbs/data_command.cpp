@@ -85,14 +85,12 @@ std::map<std::string, std::vector<std::string>> keysOf(const Arguments& argument
   std::map<std::string, std::vector<std::string>> keys;
   for (const std::string& text : arguments.values(kKey)) {
     const std::size_t equals = text.find('=');
-    const std::string_view columns = std::string_view(text).substr(std::min(equals, text.size()));
+    const bool hasColumns = equals != std::string::npos;
+    const std::u16string columns = toUtf16(hasColumns ? text.substr(equals + 1) : "");
     std::vector<std::string>& key = keys[text.substr(0, equals)];
     key.clear();
-    for (const std::u16string_view column :
-         split(toUtf16(columns.substr(columns.empty() ? 0 : 1)), u','))
-      key.push_back(toUtf8(column));
-    if (equals == std::string::npos || equals == 0 || key.empty() ||
-        std::ranges::any_of(key, &std::string::empty))
+    for (const std::u16string_view column : split(columns, u',')) key.push_back(toUtf8(column));
+    if (equals == 0 || key.empty() || std::ranges::any_of(key, &std::string::empty))
       throw UsageError(arguments.called(kKey) + " takes TABLE=COLUMN,COLUMN..., not '" + text +
                        "'");
   }
