@@ -117,10 +117,11 @@ void Databases::add(std::string_view name) {
   if (store_.value("SELECT dbid FROM sysdatabases WHERE name = ?", name)) return;
   if (const auto gone = removed_.find(name); gone != removed_.end()) removed_.erase(gone);
   // A number is not given twice, so that a database never finds the records of another.
-  store_.run("INSERT INTO sysdatabases(name, dbid, suid, crdate, status, status2, status3)"
-             " VALUES (?, ?, 1, ?, ?, 0, 0)",
-             name, ++lastDbid_, currentTime(),
-             options_.allowNullsByDefault ? database_status::kAllowNulls : 0);
+  store_.run(
+      "INSERT INTO sysdatabases(name, dbid, suid, crdate, status, status2, status3)"
+      " VALUES (?, ?, 1, ?, ?, 0, 0)",
+      name, ++lastDbid_, currentTime(),
+      options_.allowNullsByDefault ? database_status::kAllowNulls : 0);
 }
 
 bool Databases::nameFirst(std::string_view name) {
