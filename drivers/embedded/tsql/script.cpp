@@ -89,7 +89,7 @@ class Splitter {
   void skipLine(std::size_t end) {
     const std::size_t begin = at_;
     while (at_ < end) {
-      const std::size_t after = endOfItem();
+      const std::size_t after = endOfItem(end);
       if (after > end) end = endOfLine(script_, after);
       at_ = after;
     }
@@ -98,10 +98,10 @@ class Splitter {
         static_cast<std::uint32_t>(std::ranges::count(script_.substr(begin, at_ - begin), '\n'));
   }
 
-  std::size_t endOfItem() {
+  std::size_t endOfItem(std::size_t lineEnd) {
     const char c = script_[at_];
     if (c == '\'' || c == '"') return endOfQuote(c);
-    if (c == '[') return endOfName();
+    if (c == '[') return endOfName(lineEnd);
     if (isLineComment(script_, at_)) return endOfLine(script_, at_);
     if (isBlockComment(script_, at_) && !commentUnclosed_) {
       const std::size_t end = endOfBlockComment(script_, at_);
@@ -112,10 +112,12 @@ class Splitter {
   }
 
   // Of a name in brackets, which stands on one line.
-  std::size_t endOfName() const {
-    const std::string_view line = script_.substr(0, endOfLine(script_, at_));
-    const std::size_t end = endOfQuoted(line, at_, ']');
-    return end == kUnclosed ? at_ + 1 : end;
+  std::size_t endOfName(std::size_t lineEnd) {
+    if (at_ < endOfUnclosedName_) return at_ + 1;
+    const std::size_t end = endOfQuoted(script_.substr(0, lineEnd), at_, ']');
+    if (end != kUnclosed) return end;
+    endOfUnclosedName_ = lineEnd;
+    return at_ + 1;
   }
 
   // A quote that nothing closes spoils its own batch only, and is looked for only once, so that the
@@ -137,6 +139,7 @@ class Splitter {
   bool singleUnclosed_ = false;
   bool doubleUnclosed_ = false;
   bool commentUnclosed_ = false;
+  std::size_t endOfUnclosedName_ = 0;  // the line's, on which no name ends any more
   std::vector<Batch> batches_;
 };
 
