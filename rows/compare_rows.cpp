@@ -15,8 +15,8 @@ class Comparison {
       : streams_{&source, &target},
         pairing_(pairing),
         observer_(observer),
-        unmatched_(pairing.mostBytes) {
-    counts_.changedValues.resize(pairing.columns);
+        unmatched_(pairing.mostBytes, pairing.isUnique) {
+    counts_.changedValues.resize(pairing.columns.size());
   }
 
   bool run() {
@@ -87,11 +87,9 @@ class Comparison {
   void pass(Side side) {
     const Row& one = row(side);
     if (!pairing_.isOrdered) {
-      if (unmatched_.meet(side, one)) ++counts_.equal;
+      meet(side);
     } else {
-      const bool isSource = side == Side::source;
-      show({isSource ? one.cells : std::string_view(), isSource ? std::string_view() : one.cells,
-            one.key.size()});
+      show(side, one.cells, {}, one.key.size());
     }
     advance(side);
   }
@@ -101,7 +99,7 @@ class Comparison {
     const std::string key(row(first).key);
     for (const Side side : {Side::source, Side::target}) {
       for (; has(side) && row(side).key == key; advance(side)) {
-        if (unmatched_.meet(side, row(side))) ++counts_.equal;
+        meet(side);
       }
     }
     settle();
@@ -111,18 +109,50 @@ class Comparison {
     counts_.equal += unmatched_.settle([this](const DifferingRows& rows) { show(rows); });
   }
 
+  void meet(Side side) {
+    const Row& one = row(side);
+    switch (unmatched_.meet(side, one)) {
+      case Meeting::none:
+        break;
+      case Meeting::equal:
+        ++counts_.equal;
+        break;
+      case Meeting::namesake:
+        show(side, one.cells, unmatched_.namesake(), one.key.size());
+        break;
+    }
+  }
+
+  void show(Side side, std::string_view own, std::string_view other, std::size_t keySize) {
+    if (side == Side::source)
+      show({own, other, keySize});
+    else
+      show({other, own, keySize});
+  }
+
   void show(const DifferingRows& rows) {
     if (rows.target.empty()) {
       ++counts_.alone[0];
     } else if (rows.source.empty()) {
       ++counts_.alone[1];
-    } else {
+    } else if (hasChanged(rows)) {
       ++counts_.changed;
-      std::string_view one = rows.source, other = rows.target;
-      for (std::int64_t& changed : counts_.changedValues)
-        changed += takeCell(one) == takeCell(other) ? 0 : 1;
+    } else {
+      ++counts_.equal;
+      return;
     }
     observer_.rowsDiffer(rows);
+  }
+
+  bool hasChanged(const DifferingRows& rows) {
+    bool hasChanged = false;
+    std::string_view one = rows.source, other = rows.target;
+    for (std::size_t at = 0; at < pairing_.columns.size(); ++at) {
+      if (isSame(takeCell(one), takeCell(other), pairing_.columns[at])) continue;
+      ++counts_.changedValues[at];
+      hasChanged = true;
+    }
+    return hasChanged;
   }
 
   std::array<RowStream*, 2> streams_;

@@ -21,14 +21,15 @@ struct Pairing {
   /// more alike the two orders are, the fewer rows wait.
   bool isOrdered = false;
   bool isUnique = true;        ///< no key comes twice on a side
-  std::size_t keyColumns = 0;  ///< the first ones. All of them: rows are equal or alone
-  std::size_t columns = 0;
+  std::size_t keyColumns = 0;  ///< the first ones
+  /// Of each column what does not count. Cells behind those are not compared.
+  std::vector<Leniency> columns = {};
   std::size_t mostBytes = 64U << 20U;  ///< for rows that wait in memory
 };
 
 struct RowCounts {
   std::array<std::int64_t, 2> rows{};            ///< of source and target
-  std::int64_t equal = 0, changed = 0;           ///< pairs
+  std::int64_t equal = 0, changed = 0;           ///< pairs; equal: but for what does not count
   std::array<std::int64_t, 2> alone{};           ///< only in source, only in target
   std::vector<std::int64_t> changedValues = {};  ///< by column
 

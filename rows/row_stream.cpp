@@ -12,13 +12,8 @@ constexpr std::size_t kMostBatches = 4;
 
 }  // namespace
 
-RowStream::RowStream(ado::Connection& connection, std::u16string statement, std::vector<Form> forms,
-                     std::size_t keyColumns)
-    : connection_(connection),
-      statement_(std::move(statement)),
-      forms_(std::move(forms)),
-      keyColumns_(keyColumns),
-      reader_([this] {
+RowStream::RowStream(OpenRows open, RowLayout layout)
+    : open_(std::move(open)), layout_(std::move(layout)), reader_([this] {
         try {
           read();
         } catch (...) {
@@ -40,26 +35,26 @@ RowStream::~RowStream() {
 }
 
 void RowStream::read() {
-  const auto rows = connection_.Open(statement_, ado::kForwardOnly);
-  std::vector<const ado::Field*> fields;
-  for (std::size_t at = 0; at < forms_.size(); ++at)
-    fields.push_back(&rows->Fields(static_cast<std::int32_t>(at)));
+  const auto source = open_();
+  const std::vector<PackedColumn>& cells = layout_.cells;
+  std::u16string storage;
   Batch batch;
-  for (; !rows->EndOfRows(); rows->MoveNext()) {
-    Batch::Extent extent{static_cast<std::uint32_t>(batch.cells.size()), 0, 0};
-    for (std::size_t at = 0; at < fields.size(); ++at) {
-      if (at == keyColumns_) extent.key = static_cast<std::uint32_t>(batch.cells.size());
-      pack(fields[at]->Value(), forms_[at], batch.cells);
+  const auto size = [&] { return static_cast<std::uint32_t>(batch.cells.size()); };
+  while (source->next()) {
+    Batch::Extent extent{size(), 0, 0};
+    for (std::size_t at = 0; at < cells.size(); ++at) {
+      if (at == layout_.keyCells) extent.key = size();
+      const auto& [column, form, folds] = cells[at];
+      const ado::Value value = source->value(column);
+      pack(folds.folds() ? folded(value, folds, storage) : value, form, batch.cells);
     }
-    extent.end = static_cast<std::uint32_t>(batch.cells.size());
-    if (fields.size() == keyColumns_) extent.key = extent.end;
+    extent.end = size();
+    if (cells.size() == layout_.keyCells) extent.key = extent.end;
     batch.rows.push_back(extent);
     if ((batch.cells.size() >= kBatchBytes || batch.rows.size() >= kBatchRows) && !handOver(batch))
       return;
   }
   handOver(batch);
-  // An error behind the rows is thrown here.
-  while (rows->NextRecordset()) continue;
 }
 
 bool RowStream::handOver(Batch& batch) {

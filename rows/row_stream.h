@@ -1,8 +1,8 @@
-// The rows of one statement, packed by a thread of their own while somebody else compares those
-// before them.
+// The rows of a side, packed by a thread of their own while somebody else compares those before
+// them.
 //
-// Lifetime: the connection outlives the stream and is the stream's alone until that goes.
-// Threading: one thread asks; the stream's own thread uses the connection.
+// Lifetime: what the rows are read from outlives the stream and is the stream's alone until that
+// goes. Threading: one thread asks; the stream's own thread opens and reads the source.
 #pragma once
 
 #include <condition_variable>
@@ -15,10 +15,23 @@
 #include <thread>
 #include <vector>
 
-#include "ado/ado.h"
+#include "rows/leniency.h"
 #include "rows/packed_row.h"
+#include "rows/row_source.h"
 
 namespace kelvane::rows {
+
+/// A cell of packed rows: what of a source it comes from, and how.
+struct PackedColumn {
+  std::size_t column = 0;
+  Form form = Form::asItIs;
+  Leniency folds = {};
+};
+
+struct RowLayout {
+  std::vector<PackedColumn> cells;
+  std::size_t keyCells = 0;  ///< the first ones
+};
 
 /// A row in a batch: its key, and all of it.
 struct Row {
@@ -27,9 +40,7 @@ struct Row {
 
 class RowStream {
  public:
-  /// The columns of the statement are those of `forms`, the first `keyColumns` of them the key.
-  RowStream(ado::Connection& connection, std::u16string statement, std::vector<Form> forms,
-            std::size_t keyColumns);
+  RowStream(OpenRows open, RowLayout layout);
   ~RowStream();
   RowStream(const RowStream&) = delete;
   RowStream& operator=(const RowStream&) = delete;
@@ -53,10 +64,8 @@ class RowStream {
   bool handOver(Batch& batch);
   bool takeBatch();
 
-  ado::Connection& connection_;
-  const std::u16string statement_;
-  const std::vector<Form> forms_;
-  const std::size_t keyColumns_;
+  const OpenRows open_;
+  const RowLayout layout_;
 
   Batch batch_;
   std::size_t at_ = 0;

@@ -7,6 +7,7 @@
 
 #include "inventory/ddl/ddl.h"
 #include "inventory/ddl/statement.h"
+#include "inventory/name_pattern.h"
 #include "inventory/shown.h"
 #include "model/text.h"
 
@@ -92,17 +93,19 @@ using NamePair = std::array<const Column*, 2>;
 
 class TablePlanner {
  public:
-  TablePlanner(const PlannedTable& source, const PlannedTable& target)
+  TablePlanner(const PlannedTable& source, const PlannedTable& target, const PlanOptions& options)
       : sides_{&source, &target},
+        options_(options),
         mode_(source.database.server.ignoresCase && target.database.server.ignoresCase
                   ? CaseMode::ignore
                   : CaseMode::exact) {}
 
-  TablePlan plan(const std::vector<std::string>& asked) {
+  TablePlan plan() {
     pairColumns();
-    chooseKey(asked);
+    chooseKey();
     orderColumns();
-    writeStatements();
+    describeColumns();
+    for (const std::size_t side : {0U, 1U}) plan_.selects[side] = selectOf(side);
     return std::move(plan_);
   }
 
@@ -127,16 +130,28 @@ class TablePlanner {
     return storedType(sides_[side]->database, column.type.type);
   }
 
+  bool matches(const std::vector<std::string>& patterns, const std::string& column) const {
+    return std::ranges::any_of(patterns, [&](const std::string& pattern) {
+      return matchesColumn(sides_[0]->table.name, column, pattern) ||
+             matchesColumn(sides_[1]->table.name, column, pattern);
+    });
+  }
+
+  bool isWanted(const std::string& column) const {
+    return options_.columns.empty() || matches(options_.columns, column);
+  }
+
   void pairColumns() {
-    for (std::size_t side = 0; side < 2; ++side) {
+    for (const std::size_t side : {0U, 1U}) {
       plan_.names[side] = sides_[side]->table.name;
       for (const Column& column : sides_[side]->table.columns) {
+        if (matches(options_.ignoredColumns, column.name)) continue;
         const Column* const other = columnOf(1 - side, column.name);
         if (other == nullptr) {
-          plan_.columnsOnlyIn[side].push_back(column.name);
+          if (isWanted(column.name)) plan_.columnsOnlyIn[side].push_back(column.name);
         } else if (typeOf(side, column).name == "timestamp" ||
                    typeOf(1 - side, *other).name == "timestamp") {
-          if (side == 0) plan_.serverColumns.push_back(column.name);
+          if (side == 0 && isWanted(column.name)) plan_.serverColumns.push_back(column.name);
         } else if (side == 0) {
           pairs_.push_back({&column, other});
         }
@@ -194,7 +209,8 @@ class TablePlanner {
     plan_.pairing.isUnique = isUniqueOn(0, key_) && isUniqueOn(1, key_);
   }
 
-  void chooseKey(const std::vector<std::string>& asked) {
+  void chooseKey() {
+    const std::vector<std::string>& asked = options_.key;
     for (const std::string& name : asked) {
       if (!isPaired(name))
         throw UnusableTable("the key's column " + name + " is not on both sides");
@@ -215,51 +231,100 @@ class TablePlanner {
     plan_.pairing.isUnique = false;
   }
 
+  /// Those of the key come first. Without one, rows are equal or not: what is within a tolerance
+  /// is found among those that have the rest in common.
   void orderColumns() {
     std::vector<NamePair> ordered;
     for (const std::string& name : key_) {
       const auto pair = std::ranges::find_if(
           pairs_, [&](const NamePair& one) { return isSame(one[0]->name, name); });
-      ordered.push_back(*pair);
+      if (std::ranges::find(ordered, *pair) == ordered.end()) ordered.push_back(*pair);
     }
+    plan_.pairing.keyColumns = ordered.size();
     for (const NamePair& pair : pairs_) {
-      if (std::ranges::find(ordered, pair) == ordered.end()) ordered.push_back(pair);
+      if (isWanted(pair[0]->name) && std::ranges::find(ordered, pair) == ordered.end())
+        ordered.push_back(pair);
     }
+    if (ordered.empty()) throw UnusableTable("none of its columns is to be compared");
     pairs_ = std::move(ordered);
+    if (!key_.empty()) return;
+    const auto exact = std::ranges::stable_partition(
+        pairs_, [&](const NamePair& pair) { return !leniencyOf(pair).tolerates(); });
+    plan_.pairing.keyColumns = pairs_.size() - exact.size();
+  }
+
+  Leniency leniencyOf(const NamePair& pair) const {
+    Leniency result = options_.texts;
+    for (const Tolerance& tolerance : options_.tolerances) {
+      const bool isMeant = matches({tolerance.columns}, pair[0]->name) ||
+                           typeOf(0, *pair[0]).name == tolerance.columns ||
+                           typeOf(1, *pair[1]).name == tolerance.columns;
+      if (!isMeant) continue;
+      result.tolerance = tolerance.within.tolerance;
+      result.exactTolerance = tolerance.within.exactTolerance;
+      result.nanoseconds = tolerance.within.nanoseconds;
+    }
+    return result;
+  }
+
+  /// What folds holds only for values that it can change.
+  static Leniency meaningful(Leniency leniency, Family one, Family other) {
+    const auto isText = [](Family family) { return family >= Family::text; };
+    if (!isText(one) && !isText(other))
+      leniency.trims = leniency.emptyIsNull = leniency.ignoresCase = false;
+    return leniency;
+  }
+
+  void describeColumns() {
     Pairing& pairing = plan_.pairing;
-    pairing.columns = pairs_.size();
-    pairing.keyColumns = key_.empty() ? pairs_.size() : key_.size();
-    pairing.isOrdered = !key_.empty();
+    pairing.isOrdered = plan_.hasKey();
     for (std::size_t at = 0; at < pairs_.size(); ++at) {
       const auto& [one, other] = pairs_[at];
       const DataType was = typeOf(0, *one), is = typeOf(1, *other);
-      ComparedColumn& column = plan_.columns.emplace_back(
-          ComparedColumn{.name = one->name, .form = formOf(was, is), .types = {}});
-      if (was != is) column.types = {inventory::shown(was), inventory::shown(is)};
-      if (at >= key_.size()) continue;
       const Family family = familyOf(was), second = familyOf(is);
+      ComparedColumn& column = plan_.columns.emplace_back(
+          ComparedColumn{.name = one->name,
+                         .form = formOf(was, is),
+                         .leniency = meaningful(leniencyOf(pairs_[at]), family, second),
+                         .types = {}});
+      if (was != is) column.types = {inventory::shown(was), inventory::shown(is)};
+      plan_.sourceColumns.push_back(one);
+      plan_.targetColumns.push_back(other);
+      pairing.columns.push_back(column.leniency);
+      if (at >= pairing.keyColumns) continue;
       const bool hasOrder = (isNumber(family) && isNumber(second)) ||
                             (family == Family::moment && second == Family::moment);
       if (!hasOrder) pairing.isOrdered = false;
+      // Keys that the server tells apart may be the same here.
+      const bool joins =
+          column.leniency.folds() ||
+          (was != is && (column.form == Form::single || column.form == Form::approximate));
+      if (joins) pairing.isUnique = false;
     }
   }
 
-  void writeStatements() {
-    for (std::size_t side = 0; side < 2; ++side) {
-      const auto release = releaseOf(sides_[side]->database.server);
-      const bool hasBrackets = release && *release >= TargetRelease::ase15;
-      Statement select("select ", hasBrackets ? Quotes::brackets : Quotes::doubled);
-      for (std::size_t at = 0; at < pairs_.size(); ++at)
-        (select << (at == 0 ? "" : ", ")).name(pairs_[at][side]->name);
-      (select << " from ").name(sides_[side]->table.name);
-      for (std::size_t at = 0; at < key_.size(); ++at)
-        (select << (at == 0 ? " order by " : ", ")).name(pairs_[at][side]->name);
-      plan_.statements[side] = toUtf16(select.text());
-      plan_.needsQuotedIdentifier[side] = select.needsQuotedIdentifier();
+  Select selectOf(std::size_t side) const {
+    const auto release = releaseOf(sides_[side]->database.server);
+    const Quotes quotes =
+        release && *release >= TargetRelease::ase15 ? Quotes::brackets : Quotes::doubled;
+    Statement head("select ", quotes);
+    Select select;
+    for (const NamePair& pair : pairs_) {
+      Statement name({}, quotes);
+      name.name(pair[side]->name);
+      (head << (select.columns.empty() ? "" : ", ")).name(pair[side]->name);
+      select.columns.push_back(name.text());
     }
+    (head << " from ").name(sides_[side]->table.name);
+    select.head = head.text();
+    select.needsQuotedIdentifier = head.needsQuotedIdentifier();
+    select.condition = options_.condition;
+    if (plan_.hasKey()) select.ordered = plan_.pairing.keyColumns;
+    return select;
   }
 
   std::array<const PlannedTable*, 2> sides_;
+  const PlanOptions& options_;
   CaseMode mode_;
   std::vector<NamePair> pairs_;
   std::vector<std::string> key_;
@@ -268,16 +333,61 @@ class TablePlanner {
 
 }  // namespace
 
-std::vector<Form> TablePlan::forms() const {
-  std::vector<Form> result;
-  result.reserve(columns.size());
-  for (const ComparedColumn& column : columns) result.push_back(column.form);
-  return result;
+std::u16string Select::text(std::string_view range) const {
+  std::string text = head;
+  // Behind a condition may be a comment to the end of its line.
+  if (!condition.empty()) text += " where (" + condition + "\n)";
+  if (!range.empty()) text += (condition.empty() ? " where " : " and ") + std::string(range);
+  for (std::size_t at = 0; at < ordered; ++at)
+    text += (at == 0 ? " order by " : ", ") + columns[at];
+  return toUtf16(text);
+}
+
+RowLayout TablePlan::layout() const {
+  RowLayout layout{{}, pairing.keyColumns};
+  std::vector<PackedColumn> asTheyAre;
+  for (std::size_t at = 0; at < columns.size(); ++at) {
+    const bool folds = at < pairing.keyColumns && columns[at].leniency.folds();
+    layout.cells.push_back({at, columns[at].form, folds ? columns[at].leniency : Leniency{}});
+    if (folds) asTheyAre.push_back({at, columns[at].form, {}});
+  }
+  layout.cells.insert(layout.cells.end(), asTheyAre.begin(), asTheyAre.end());
+  return layout;
+}
+
+std::vector<Cell> TablePlan::cellsOf(std::string_view row) const {
+  std::vector<Cell> cells;
+  while (!row.empty()) cells.push_back(takeCell(row));
+  // Behind the columns are the values of a key that is compared as something else.
+  std::size_t asItIs = columns.size();
+  for (std::size_t at = 0; at < pairing.keyColumns && asItIs < cells.size(); ++at) {
+    if (columns[at].leniency.folds()) cells[at] = cells[asItIs++];
+  }
+  cells.resize(std::min(cells.size(), columns.size()));
+  return cells;
+}
+
+std::vector<std::size_t> TablePlan::changedColumns(std::string_view source,
+                                                   std::string_view target) const {
+  std::vector<std::size_t> changed;
+  for (std::size_t at = 0; at < columns.size(); ++at) {
+    if (!isSame(takeCell(source), takeCell(target), columns[at].leniency)) changed.push_back(at);
+  }
+  return changed;
+}
+
+bool matchesColumn(const QualifiedName& table, std::string_view column, std::string_view pattern) {
+  const std::u16string wanted = toUtf16(pattern);
+  std::u16string name = toUtf16(column);
+  if (matchesPattern(name, wanted)) return true;
+  name = toUtf16(table.name) + u"." + name;
+  if (matchesPattern(name, wanted)) return true;
+  return matchesPattern(toUtf16(table.owner) + u"." + name, wanted);
 }
 
 TablePlan planOf(const PlannedTable& source, const PlannedTable& target,
-                 const std::vector<std::string>& key) {
-  return TablePlanner(source, target).plan(key);
+                 const PlanOptions& options) {
+  return TablePlanner(source, target, options).plan();
 }
 
 }  // namespace kelvane::rows

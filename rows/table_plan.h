@@ -6,6 +6,7 @@
 #include <array>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "inventory/records.h"
@@ -17,7 +18,20 @@ namespace kelvane::rows {
 struct ComparedColumn {
   std::string name;  ///< as the source has it
   Form form = Form::asItIs;
+  Leniency leniency = {};
   std::array<std::string, 2> types = {};  ///< as declared, where the two sides differ
+};
+
+/// select COLUMNS from TABLE, with names in the quotes that the side takes.
+struct Select {
+  std::string head;                  ///< up to the name of the table
+  std::string condition;             ///< that was asked for; may be empty
+  std::vector<std::string> columns;  ///< those of the plan
+  std::size_t ordered = 0;           ///< how many of them it is ordered by
+  bool needsQuotedIdentifier = false;
+
+  /// `range` is a condition besides; may be empty.
+  std::u16string text(std::string_view range = {}) const;
 };
 
 struct TablePlan {
@@ -25,12 +39,17 @@ struct TablePlan {
   std::string key;                      ///< what it is: "primary key", "unique index ix", "none"
   std::vector<ComparedColumn> columns;  ///< those of the key first
   Pairing pairing;
-  std::array<std::u16string, 2> statements;
-  std::array<bool, 2> needsQuotedIdentifier{};
+  std::array<Select, 2> selects;
   std::array<std::vector<std::string>, 2> columnsOnlyIn;
   std::vector<std::string> serverColumns;  ///< of timestamps, which no two servers have alike
+  std::vector<const inventory::Column*> sourceColumns, targetColumns;  ///< those of `columns`
 
-  std::vector<Form> forms() const;
+  bool hasKey() const { return !key.empty() && key != "none"; }
+  RowLayout layout() const;
+  /// The values of a packed row as they were read, one for each of the columns.
+  std::vector<Cell> cellsOf(std::string_view row) const;
+  /// Of two packed rows, but for what does not count; 0-based.
+  std::vector<std::size_t> changedColumns(std::string_view source, std::string_view target) const;
 };
 
 /// A table on either side, and where it is.
@@ -45,10 +64,31 @@ class UnusableTable : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// A tolerance for columns that matchesColumn() finds, or for all of a type.
+struct Tolerance {
+  std::string columns;
+  Leniency within;
+};
+
+struct PlanOptions {
+  std::vector<std::string> key = {};  ///< columns; none: one that the tables have
+  /// Patterns for matchesColumn(). Not empty: only such columns, and those of the key.
+  std::vector<std::string> columns = {};
+  std::vector<std::string> ignoredColumns = {};
+  std::string condition = {};              ///< of the rows, in T-SQL
+  Leniency texts = {};                     ///< what folds, for all columns
+  std::vector<Tolerance> tolerances = {};  ///< the last one that matches holds
+};
+
+/// `pattern` is of names, `*` for any characters, `?` for one: COLUMN, TABLE.COLUMN or
+/// OWNER.TABLE.COLUMN.
+bool matchesColumn(const inventory::QualifiedName& table, std::string_view column,
+                   std::string_view pattern);
+
 /// Of the source's primary key, unique constraints and unique indexes over columns that are not
-/// null the first one that the target has too; else the first one of either side; `key` before
-/// them, where it is not empty. Throws UnusableTable.
+/// null the first one that the target has too; else the first one of either side; options.key
+/// before them. The plan refers to both tables' columns. Throws UnusableTable.
 TablePlan planOf(const PlannedTable& source, const PlannedTable& target,
-                 const std::vector<std::string>& key = {});
+                 const PlanOptions& options = {});
 
 }  // namespace kelvane::rows

@@ -64,23 +64,26 @@ void UnmatchedRows::keep(std::uint64_t hash, Side side, const Row& row, std::int
   if (bytes_ > mostBytes_ && depth_ < kMostDepth) spill();
 }
 
-bool UnmatchedRows::meet(Side side, const Row& row) {
+Meeting UnmatchedRows::meet(Side side, const Row& row) {
   const std::uint64_t hash = hashOf(row.key);
   const auto [begin, end] = rows_.equal_range(hash);
   for (auto kept = begin; kept != end; ++kept) {
-    if (kept->second.cells != row.cells) continue;
-    if (kept->second.side == side) {
-      ++kept->second.count;
-      return false;
+    Kept& other = kept->second;
+    const bool isEqual = other.cells == row.cells;
+    if (isEqual && other.side == side) {
+      ++other.count;
+      return Meeting::none;
     }
-    if (--kept->second.count == 0) {
-      bytes_ -= row.cells.size() + kOverhead;
+    if (!isEqual && (!isUnique_ || other.side == side || other.key() != row.key)) continue;
+    if (!isEqual) namesake_ = other.cells;
+    if (--other.count == 0) {
+      bytes_ -= other.cells.size() + kOverhead;
       rows_.erase(kept);
     }
-    return true;
+    return isEqual ? Meeting::equal : Meeting::namesake;
   }
   keep(hash, side, row, 1);
-  return false;
+  return Meeting::none;
 }
 
 void UnmatchedRows::spill() {
@@ -110,7 +113,8 @@ std::int64_t UnmatchedRows::settleFile(std::FILE* file,
     cells.resize(head.size);
     if (!read(file, cells.data(), cells.size())) break;
     const Row row{std::string_view(cells).substr(0, head.keySize), cells};
-    for (; head.count > 0; --head.count) equal += part.meet(head.side, row) ? 1 : 0;
+    for (; head.count > 0; --head.count)
+      equal += part.meet(head.side, row) == Meeting::equal ? 1 : 0;
   }
   return equal + part.settle(show);
 }

@@ -27,13 +27,21 @@ struct DifferingRows {
   std::size_t keySize = 0;  ///< in bytes, of either
 };
 
+/// What a row found among those of the other side: nothing, so that it stays; an equal one; or one
+/// of its key.
+enum class Meeting : std::uint8_t { none, equal, namesake };
+
 class UnmatchedRows {
  public:
-  /// `mostBytes`: that are kept in memory.
-  explicit UnmatchedRows(std::size_t mostBytes) : mostBytes_(mostBytes) {}
+  /// `mostBytes`: that are kept in memory. `isUnique`: no key comes twice on a side, so that the
+  /// first row of a key is the one that belongs to another.
+  explicit UnmatchedRows(std::size_t mostBytes, bool isUnique = false)
+      : mostBytes_(mostBytes), isUnique_(isUnique) {}
 
-  /// A row comes: an equal row of the other side goes, and it is true; or the row stays.
-  bool meet(Side side, const Row& row);
+  /// A row comes. The one that it meets goes.
+  Meeting meet(Side side, const Row& row);
+  /// The row that the last one met, if its meeting was Meeting::namesake. Until the next call.
+  std::string_view namesake() const { return namesake_; }
 
   /// No row comes any more: all that are left are shown, in the order of their keys where all of
   /// them fit in memory, and gone. Returns how many have met an equal one meanwhile.
@@ -64,6 +72,8 @@ class UnmatchedRows {
   std::int64_t settleFile(std::FILE* file, const std::function<void(const DifferingRows&)>& show);
 
   std::size_t mostBytes_;
+  bool isUnique_;
+  std::string namesake_;
   std::unordered_multimap<std::uint64_t, Kept> rows_;  // by the hash of their keys
   std::size_t bytes_ = 0;
   std::array<File, kFiles> files_;

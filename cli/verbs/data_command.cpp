@@ -404,8 +404,10 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
   const auto sides = openSides(places, console, open);
   if (arguments.has(kByPosition))
     return write(runByPosition(request, sides, console), request, sides, console);
-  const KeyedRequest keyed{request.patterns, request.keys, request.shown.value_or(kShownRows),
-                           request.trace};
+  const KeyedRequest keyed{.patterns = request.patterns,
+                           .keys = request.keys,
+                           .shown = request.shown.value_or(kShownRows),
+                           .trace = request.trace};
   return write(compareByKey(keyed, sides, request.sides.shown, console), request, sides, console);
 }
 

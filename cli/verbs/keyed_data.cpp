@@ -170,22 +170,25 @@ class KeyedComparison {
   }
 
   void compare(const Pair& pair, KeyedTable& result, DataProgress& progress) {
-    std::vector<std::string> key;
+    rows::PlanOptions options = request_.comparing;
     for (const auto& [name, columns] : request_.keys) {
-      if (isNamed(pair, name)) key = columns;
+      if (isNamed(pair, name)) options.key = columns;
     }
     try {
-      result.plan =
-          rows::planOf({*databases_[0], *pair.tables[0]}, {*databases_[1], *pair.tables[1]}, key);
+      result.plan = rows::planOf({*databases_[0], *pair.tables[0]},
+                                 {*databases_[1], *pair.tables[1]}, options);
       const rows::TablePlan& plan = result.plan;
-      for (std::size_t side = 0; side < 2; ++side) {
-        if (plan.needsQuotedIdentifier[side])
+      for (const std::size_t side : {0U, 1U}) {
+        if (plan.selects[side].needsQuotedIdentifier)
           connections_[side]->Open(u"set quoted_identifier on", ado::kClientCursor);
       }
-      rows::RowStream source(*connections_[0], plan.statements[0], plan.forms(),
-                             plan.pairing.keyColumns);
-      rows::RowStream target(*connections_[1], plan.statements[1], plan.forms(),
-                             plan.pairing.keyColumns);
+      const auto rowsOf = [&](std::size_t side) {
+        return [&, side] {
+          return rows::openStatement(*connections_[side], plan.selects[side].text(),
+                                     plan.columns.size());
+        };
+      };
+      rows::RowStream source(rowsOf(0), plan.layout()), target(rowsOf(1), plan.layout());
       Watch watch(result, request_.shown, progress, stop_);
       bool isWhole = false;
       result.counts = rows::compareRows(source, target, plan.pairing, watch, isWhole);

@@ -21,6 +21,7 @@ namespace kelvane::cli {
 struct KeyedRequest {
   std::vector<std::u16string> patterns;                  // of tables; none: all
   std::map<std::string, std::vector<std::string>> keys;  // asked for, by the name of the table
+  rows::PlanOptions comparing = {};                      // but for the key
   std::size_t shown = 0;                                 // rows of each table
   std::optional<std::string> trace;
 };

@@ -31,12 +31,12 @@ constexpr std::array<std::u16string_view, 2> kOnlyIn{u"  columns only in the sou
 
 using Texts = std::vector<std::optional<std::u16string>>;
 
-// Of each cell; none for a null.
-Texts textsOf(std::string_view cells) {
+// Of each column; none for a null.
+Texts textsOf(const rows::TablePlan& plan, std::string_view row) {
   Texts texts;
-  while (!cells.empty()) {
+  for (const rows::Cell& cell : plan.cellsOf(row)) {
     std::u16string storage;
-    const ado::Value value = rows::valueOf(rows::takeCell(cells), storage);
+    const ado::Value value = rows::valueOf(cell, storage);
     texts.push_back(value.isNull() ? std::nullopt : std::optional(value.toText()));
   }
   return texts;
@@ -63,14 +63,14 @@ std::u16string shownCells(const KeyedTable& table, const Texts& texts, std::size
 }
 
 std::u16string shown(const KeyedTable& table, const RowSample& sample) {
-  const Texts source = textsOf(sample.cells[0]), target = textsOf(sample.cells[1]);
+  const Texts source = textsOf(table.plan, sample.cells[0]),
+              target = textsOf(table.plan, sample.cells[1]);
   const std::size_t keys = table.plan.pairing.keyColumns;
   if (target.empty()) return u"  - " + shownCells(table, source, keys);
   if (source.empty()) return u"  + " + shownCells(table, target, keys);
   std::u16string text = u"  ~ " + shownCells(table, source, keys) + u": ";
   bool isFirst = true;
-  for (std::size_t at = keys; at < source.size(); ++at) {
-    if (source[at] == target[at]) continue;
+  for (const std::size_t at : table.plan.changedColumns(sample.cells[0], sample.cells[1])) {
     if (!isFirst) text += u", ";
     isFirst = false;
     text += shownCell(table.plan.columns[at].name) + u" " + shown(source[at]) + u" -> " +
@@ -124,7 +124,8 @@ void writeTexts(JsonWriter& writer, std::string_view member, const Texts& texts,
 }
 
 void writeSample(JsonWriter& writer, const KeyedTable& table, const RowSample& sample) {
-  const Texts source = textsOf(sample.cells[0]), target = textsOf(sample.cells[1]);
+  const Texts source = textsOf(table.plan, sample.cells[0]),
+              target = textsOf(table.plan, sample.cells[1]);
   const std::size_t keys = table.plan.pairing.keyColumns, all = table.plan.columns.size();
   writer.beginObject();
   writer.member("kind", std::string_view(target.empty()   ? "onlyInSource"

@@ -70,6 +70,12 @@ std::vector<std::string> namesOf(const TablePlan& plan) {
   return names;
 }
 
+std::vector<Form> formsOf(const TablePlan& plan) {
+  std::vector<Form> forms;
+  for (const ComparedColumn& column : plan.columns) forms.push_back(column.form);
+  return forms;
+}
+
 using TextRow = std::vector<std::string>;
 
 std::vector<TextRow> rowsOf(ado::Connection& connection, const std::u16string& statement,
@@ -108,10 +114,14 @@ std::string joined(const TextRow& row) {
 
 Compared compared(const TwoTables& tables) {
   OpenSide source(tables.source, tables.release), target(tables.target, tables.release);
-  TablePlan plan = planOf(source.table(), target.table(), tables.key);
+  TablePlan plan = planOf(source.table(), target.table(), {.key = tables.key});
   plan.pairing.mostBytes = tables.mostBytes;
-  RowStream one(*source.connection, plan.statements[0], plan.forms(), plan.pairing.keyColumns);
-  RowStream other(*target.connection, plan.statements[1], plan.forms(), plan.pairing.keyColumns);
+  const auto opened = [&](OpenSide& side, std::size_t at) {
+    return [&, at] {
+      return openStatement(*side.connection, plan.selects[at].text(), plan.columns.size());
+    };
+  };
+  RowStream one(opened(source, 0), plan.layout()), other(opened(target, 1), plan.layout());
   Observer observer;
   bool isWhole = false;
   const RowCounts counts = compareRows(one, other, plan.pairing, observer, isWhole);
@@ -124,9 +134,9 @@ Compared compared(const TwoTables& tables) {
 
 Compared naivelyCompared(const TwoTables& tables) {
   OpenSide source(tables.source, tables.release), target(tables.target, tables.release);
-  const TablePlan plan = planOf(source.table(), target.table(), tables.key);
-  std::vector<TextRow> ones = rowsOf(*source.connection, plan.statements[0], plan.forms());
-  std::vector<TextRow> others = rowsOf(*target.connection, plan.statements[1], plan.forms());
+  const TablePlan plan = planOf(source.table(), target.table(), {.key = tables.key});
+  std::vector<TextRow> ones = rowsOf(*source.connection, plan.selects[0].text(), formsOf(plan));
+  std::vector<TextRow> others = rowsOf(*target.connection, plan.selects[1].text(), formsOf(plan));
   // Of a key that comes several times, rows are paired in their order.
   for (auto* rows : {&ones, &others}) std::ranges::sort(*rows, isBefore);
   RowCounts counts;

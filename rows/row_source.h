@@ -1,0 +1,32 @@
+// Where the rows of a side come from.
+//
+// Lifetime: what a source reads from outlives it. Threading: one thread uses a source.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "ado/ado.h"
+
+namespace kelvane::rows {
+
+class RowSource {
+ public:
+  virtual ~RowSource() = default;
+  /// Goes to the first row, then to the next one. False behind the last one. Throws what reading
+  /// throws, also for errors that the server reports behind the rows.
+  virtual bool next() = 0;
+  /// Of the current row; 0-based. Refers to the row.
+  virtual ado::Value value(std::size_t column) const = 0;
+};
+
+/// Begins to read. Called by the thread that reads.
+using OpenRows = std::function<std::unique_ptr<RowSource>()>;
+
+/// The first result of a statement, which has at least as many columns.
+std::unique_ptr<RowSource> openStatement(ado::Connection& connection,
+                                         const std::u16string& statement, std::size_t columns);
+
+}  // namespace kelvane::rows
