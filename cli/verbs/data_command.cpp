@@ -404,10 +404,11 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
   const auto sides = openSides(places, console, open);
   if (arguments.has(kByPosition))
     return write(runByPosition(request, sides, console), request, sides, console);
-  const KeyedRequest keyed{.patterns = request.patterns,
-                           .keys = request.keys,
-                           .shown = request.shown.value_or(kShownRows),
-                           .trace = request.trace};
+  KeyedRequest keyed;
+  keyed.patterns = request.patterns;
+  keyed.keys = request.keys;
+  keyed.shown = request.shown.value_or(kShownRows);
+  keyed.trace = request.trace;
   return write(compareByKey(keyed, sides, request.sides.shown, console), request, sides, console);
 }
 

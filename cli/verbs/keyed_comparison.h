@@ -1,0 +1,35 @@
+// Pairs the tables of two sides and compares their rows by their keys.
+//
+// Lifetime: sides and sinks outlive the call; plans in the result refer to the sides' tables.
+// Threading: a free function; sides are read by threads of their own.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+#include "cli/screen/status_line.h"
+#include "cli/verbs/keyed_report.h"
+#include "cli/verbs/row_side.h"
+#include "cli/verbs/row_sink.h"
+
+namespace kelvane::cli {
+
+struct KeyedRequest {
+  std::vector<std::u16string> patterns;                  // of tables; none: all
+  std::map<std::string, std::vector<std::string>> keys;  // asked for, by the name of the table
+  rows::PlanOptions comparing = {};                      // but for the key
+  std::size_t shown = 0;                                 // rows of each table
+  std::optional<std::string> trace;
+  std::vector<RowSink*> sinks;  // all of which get the rows that differ
+};
+
+// Throws CommandError for patterns and keys that match no table.
+std::vector<KeyedTable> compareTables(const KeyedRequest& request, std::array<RowSide*, 2> sides,
+                                      StatusLine& line, const std::stop_token& stop);
+
+}  // namespace kelvane::cli
