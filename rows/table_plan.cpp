@@ -292,8 +292,9 @@ class TablePlanner {
       plan_.targetColumns.push_back(other);
       pairing.columns.push_back(column.leniency);
       if (at >= pairing.keyColumns) continue;
-      const bool hasOrder = (isNumber(family) && isNumber(second)) ||
-                            (family == Family::moment && second == Family::moment);
+      const bool hasOrder =
+          (isNumber(family) && isNumber(second)) ||
+          (family == second && (family == Family::moment || family == Family::bytes));
       if (!hasOrder) pairing.isOrdered = false;
       // Keys that the server tells apart may be the same here.
       const bool joins =
@@ -383,6 +384,10 @@ bool matchesColumn(const QualifiedName& table, std::string_view column, std::str
   name = toUtf16(table.name) + u"." + name;
   if (matchesPattern(name, wanted)) return true;
   return matchesPattern(toUtf16(table.owner) + u"." + name, wanted);
+}
+
+bool isTypeName(std::string_view name) {
+  return std::ranges::find(kTypes, name, &TypeRow::name) != std::end(kTypes);
 }
 
 TablePlan planOf(const PlannedTable& source, const PlannedTable& target,

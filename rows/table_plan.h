@@ -85,6 +85,9 @@ struct PlanOptions {
 bool matchesColumn(const inventory::QualifiedName& table, std::string_view column,
                    std::string_view pattern);
 
+/// Whether the server has a type that is called so.
+bool isTypeName(std::string_view name);
+
 /// Of the source's primary key, unique constraints and unique indexes over columns that are not
 /// null the first one that the target has too; else the first one of either side; options.key
 /// before them. The plan refers to both tables' columns. Throws UnusableTable.

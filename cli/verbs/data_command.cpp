@@ -20,6 +20,7 @@
 #include "cli/verbs/keyed_data.h"
 #include "cli/verbs/listing.h"
 #include "cli/words/overwriting.h"
+#include "cli/words/row_options.h"
 #include "cli/words/two_sides.h"
 #include "inventory/name_pattern.h"
 #include "model/text.h"
@@ -28,13 +29,11 @@ namespace kelvane::cli {
 namespace {
 
 constexpr std::string_view kMaxDifferences = "--max-differences", kMaxRows = "--max-rows",
-                           kShow = "--show", kTable = "--table", kByPosition = "--by-position",
-                           kKey = "--key";
+                           kShow = "--show", kTable = "--table", kByPosition = "--by-position";
 constexpr std::array<std::string_view, 2> kNames{"source", "target"};
 
 constexpr auto kTables = std::to_array<Option>({
     {kByPosition, {}, "pair rows by position, not by key"},
-    {kKey, kTableKey, "the key of a table, with commas between its columns"},
     {kMaxDifferences, kNumber, "with --by-position: stop after more than N differing values"},
     {kMaxRows, kNumber, "with --by-position: compare no more than N rows of a table"},
     {kTable, kTablePattern, "only tables whose name or owner.name matches (*, ?)"},
@@ -75,39 +74,26 @@ struct DataRequest {
   TwoSides sides;
   Limits limits;
   std::vector<std::u16string> patterns;
-  std::map<std::string, std::vector<std::string>> keys;
+  RowOptions rows;
+  std::vector<std::string> rowOptions;  // in effect
   std::optional<std::size_t> shown;
   ListingFormat format = ListingFormat::text;
   std::optional<std::string> trace;
 };
 
-std::map<std::string, std::vector<std::string>> keysOf(const Arguments& arguments) {
-  std::map<std::string, std::vector<std::string>> keys;
-  for (const std::string& text : arguments.values(kKey)) {
-    const std::size_t equals = text.find('=');
-    const bool hasColumns = equals != std::string::npos;
-    const std::u16string columns = toUtf16(hasColumns ? text.substr(equals + 1) : "");
-    std::vector<std::string>& key = keys[text.substr(0, equals)];
-    key.clear();
-    for (const std::u16string_view column : split(columns, u',')) key.push_back(toUtf8(column));
-    if (equals == 0 || key.empty() || std::ranges::any_of(key, &std::string::empty))
-      throw UsageError(arguments.called(kKey) + " takes TABLE=COLUMN,COLUMN..., not '" + text +
-                       "'");
-  }
-  return keys;
-}
-
 DataRequest parseData(const Arguments& arguments) {
-  DataRequest request{twoSides(arguments, "data"), Limits(arguments),      {}, {}, {},
+  DataRequest request{twoSides(arguments, "data"), Limits(arguments),      {}, {}, {}, {},
                       listingFormatOf(arguments),  arguments.value(kTrace)};
   for (const std::string_view limit : {kMaxRows, kMaxDifferences}) {
     if (arguments.isGiven(limit) && !arguments.has(kByPosition))
       throw UsageError(std::string(limit) + " needs " + std::string(kByPosition));
   }
-  if (arguments.isGiven(kKey) && arguments.has(kByPosition))
-    throw UsageError(std::string(kKey) + " and " + std::string(kByPosition) +
+  if (const std::string_view given = givenRowOption(arguments);
+      !given.empty() && arguments.has(kByPosition))
+    throw UsageError(std::string(given) + " and " + std::string(kByPosition) +
                      " exclude each other");
-  request.keys = keysOf(arguments);
+  request.rows = rowOptionsOf(arguments);
+  request.rowOptions = rowOptionsInEffect(arguments);
   for (const std::string& pattern : arguments.values(kTable))
     request.patterns.push_back(toUtf16(pattern));
   if (const auto shown = number(arguments, kShow)) request.shown = static_cast<std::size_t>(*shown);
@@ -394,7 +380,11 @@ ExitStatus write(Report report, const DataRequest& request,
 }  // namespace
 
 std::vector<OptionFamily> dataOptions() {
-  return {twoSidesOptions(), {"Tables", kTables}, {"Reports", kReports}, readingOptions()};
+  return {twoSidesOptions(),
+          {"Tables", kTables},
+          rowOptionFamily(),
+          {"Reports", kReports},
+          readingOptions()};
 }
 
 ExitStatus runData(const Arguments& arguments, const Console& console, const OpenSide& open) {
@@ -406,7 +396,8 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
     return write(runByPosition(request, sides, console), request, sides, console);
   KeyedRequest keyed;
   keyed.patterns = request.patterns;
-  keyed.keys = request.keys;
+  keyed.rows = request.rows;
+  keyed.optionsInEffect = request.rowOptions;
   keyed.shown = request.shown.value_or(kShownRows);
   keyed.trace = request.trace;
   return write(compareByKey(keyed, sides, request.sides.shown, console), request, sides, console);

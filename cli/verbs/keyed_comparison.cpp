@@ -112,10 +112,7 @@ class Comparison {
   bool isWanted(const Table& table) {
     bool isWanted = request_.patterns.empty();
     for (std::size_t at = 0; at < request_.patterns.size(); ++at) {
-      if (!inventory::matchesPattern(toUtf16(table.name.name), request_.patterns[at]) &&
-          !inventory::matchesPattern(toUtf16(table.name.owner + "." + table.name.name),
-                                     request_.patterns[at]))
-        continue;
+      if (!matches(table, request_.patterns[at])) continue;
       isWanted = true;
       used_.insert(at);
     }
@@ -149,12 +146,61 @@ class Comparison {
       if (!used_.contains(at))
         unused.push_back("no table matches '" + toUtf8(request_.patterns[at]) + "'");
     }
-    for (const auto& [name, columns] : request_.keys) {
+    for (const auto& [name, columns] : request_.rows.keys) {
       if (std::ranges::none_of(
               pairs_, [&, wanted = &name](const Pair& pair) { return isNamed(pair, *wanted); }))
         unused.push_back("--key " + name + ": there is no such table on both sides");
     }
+    for (const auto& [tables, text] : request_.rows.conditions) {
+      if (std::ranges::none_of(pairs_, [&, wanted = &tables](const Pair& pair) {
+            return matches(*pair.tables[0], toUtf16(*wanted));
+          }))
+        unused.push_back("--where " + tables + ": no table on both sides matches");
+    }
+    for (const std::string& column : namedColumns()) {
+      if (!isSomeColumn(column)) unused.push_back("no column matches '" + column + "'");
+    }
     if (!unused.empty()) throw CommandError(std::move(unused));
+  }
+
+  // As patterns.
+  std::vector<std::string> namedColumns() const {
+    const rows::PlanOptions& comparing = request_.rows.comparing;
+    std::vector<std::string> patterns = comparing.columns;
+    patterns.insert(patterns.end(), comparing.ignoredColumns.begin(),
+                    comparing.ignoredColumns.end());
+    for (const rows::Tolerance& tolerance : comparing.tolerances) {
+      if (!rows::isTypeName(tolerance.columns)) patterns.push_back(tolerance.columns);
+    }
+    return patterns;
+  }
+
+  bool isSomeColumn(const std::string& pattern) const {
+    return std::ranges::any_of(pairs_, [&](const Pair& pair) {
+      return std::ranges::any_of(pair.tables, [&](const Table* table) {
+        return std::ranges::any_of(table->columns, [&](const inventory::Column& column) {
+          return rows::matchesColumn(table->name, column.name, pattern);
+        });
+      });
+    });
+  }
+
+  static bool matches(const Table& table, std::u16string_view pattern) {
+    return pattern.empty() || inventory::matchesPattern(toUtf16(table.name.name), pattern) ||
+           inventory::matchesPattern(toUtf16(table.name.owner + "." + table.name.name), pattern);
+  }
+
+  rows::PlanOptions optionsFor(const Pair& pair) const {
+    rows::PlanOptions options = request_.rows.comparing;
+    for (const auto& [name, columns] : request_.rows.keys) {
+      if (isNamed(pair, name)) options.key = columns;
+    }
+    for (const auto& [tables, text] : request_.rows.conditions) {
+      if (!matches(*pair.tables[0], toUtf16(tables))) continue;
+      if (!options.condition.empty()) options.condition += "\n) and (";
+      options.condition += text;
+    }
+    return options;
   }
 
   static bool isNamed(const Pair& pair, const std::string& name) {
@@ -168,13 +214,9 @@ class Comparison {
   }
 
   void compare(const Pair& pair, KeyedTable& result, DataProgress& progress) {
-    rows::PlanOptions options = request_.comparing;
-    for (const auto& [name, columns] : request_.keys) {
-      if (isNamed(pair, name)) options.key = columns;
-    }
     try {
       result.plan = rows::planOf({*databases_[0], *pair.tables[0]},
-                                 {*databases_[1], *pair.tables[1]}, options);
+                                 {*databases_[1], *pair.tables[1]}, optionsFor(pair));
     } catch (const rows::UnusableTable& error) {
       return fail(result, error.what());
     }

@@ -6,7 +6,6 @@
 
 #include <array>
 #include <cstddef>
-#include <map>
 #include <optional>
 #include <stop_token>
 #include <string>
@@ -16,19 +15,20 @@
 #include "cli/verbs/keyed_report.h"
 #include "cli/verbs/row_side.h"
 #include "cli/verbs/row_sink.h"
+#include "cli/words/row_options.h"
 
 namespace kelvane::cli {
 
 struct KeyedRequest {
-  std::vector<std::u16string> patterns;                  // of tables; none: all
-  std::map<std::string, std::vector<std::string>> keys;  // asked for, by the name of the table
-  rows::PlanOptions comparing = {};                      // but for the key
-  std::size_t shown = 0;                                 // rows of each table
+  std::vector<std::u16string> patterns;  // of tables; none: all
+  RowOptions rows;
+  std::vector<std::string> optionsInEffect;  // as the report names them
+  std::size_t shown = 0;                     // rows of each table
   std::optional<std::string> trace;
   std::vector<RowSink*> sinks;  // all of which get the rows that differ
 };
 
-// Throws CommandError for patterns and keys that match no table.
+// Throws CommandError for patterns and keys that match no table or no column.
 std::vector<KeyedTable> compareTables(const KeyedRequest& request, std::array<RowSide*, 2> sides,
                                       StatusLine& line, const std::stop_token& stop);
 

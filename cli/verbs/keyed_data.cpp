@@ -78,7 +78,7 @@ KeyedReport compareByKey(const KeyedRequest& request, std::span<const std::uniqu
   const auto traceOf = [&](std::size_t side) { return traces[side] ? &*traces[side] : nullptr; };
 
   StatusLine line(console);
-  KeyedReport report{shown, {}, {}};
+  KeyedReport report{shown, request.optionsInEffect, {}, {}};
   {
     const Interruption interruption = interruptionOf(sides, line);
     const ReadingWish wish{

@@ -211,6 +211,10 @@ void writeText(const KeyedReport& report, std::ostream& out) {
       ++differing;
   }
   table.write(out);
+  for (const std::string& option : report.options)
+    out << (&option == report.options.data() ? "\ncompared with " : ", ")
+        << toUtf8(report::showValue(toUtf16(option)));
+  if (!report.options.empty()) out << '\n';
   const std::size_t all = report.tables.size();
   out << '\n'
       << all << (all == 1 ? " table: " : " tables: ") << all - differing - failed << " equal, "
@@ -226,6 +230,7 @@ void writeJson(const KeyedReport& report, std::ostream& out) {
   writer.member("complete",
                 report.gaps.empty() && std::ranges::all_of(report.tables, &KeyedTable::isCompared));
   writer.member("gaps", report.gaps);
+  writer.member("options", report.options);
   writer.key("tables");
   writer.beginArray();
   for (const KeyedTable& one : report.tables) writeTable(writer, one);

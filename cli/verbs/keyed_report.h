@@ -42,6 +42,7 @@ struct KeyedTable {
 
 struct KeyedReport {
   std::array<std::string, 2> sides;  // as the user calls them
+  std::vector<std::string> options;  // what is left out, or does not count
   std::vector<std::string> gaps;     // what could not be read besides, a line each
   std::vector<KeyedTable> tables;
 

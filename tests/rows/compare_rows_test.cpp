@@ -13,7 +13,7 @@ struct Case {
   std::string key;
   std::string counts;
   std::vector<std::string> differences;
-  std::vector<std::string> asked = {};
+  PlanOptions options = {};
 };
 
 /// create table t (COLUMNS), and a row for each of VALUES.
@@ -62,7 +62,7 @@ const Case kCases[] = {
      "asked for, in order, not unique",
      "1 equal, 1 changed, 0 only in source, 1 only in target; b 1",
      {"+ 2 | 1", "~ 1 | 1 -> 1 | 3"},
-     {"a"}},
+     {.key = {"a"}}},
     {"texts, in any order",
      table("a varchar(9) primary key, b int null", {"'b', 1", "'a', 2"}),
      table("a char(5) primary key, b int null", {"'B', 1", "'a', 2"}),
@@ -83,6 +83,68 @@ const Case kCases[] = {
      "primary key, in order",
      "3 equal, 0 changed, 2 only in source, 1 only in target",
      {"+ 9.999", "- -2", "- 10"}},
+    {"blanks and case do not count, the values stay as they are",
+     table("a int primary key, b varchar(9) null", {"1, ' x'", "2, 'Y'", "3, 'Z'"}),
+     table("a int primary key, b varchar(9) null", {"1, 'X'", "2, 'y'", "3, ' w'"}),
+     "primary key, in order",
+     "2 equal, 1 changed, 0 only in source, 0 only in target; b 1",
+     {"~ 3 | Z -> 3 |  w"},
+     {.texts = {.trims = true, .ignoresCase = true}}},
+    {"keys that are the same without case",
+     table("a varchar(9) primary key, b int null", {"'One', 1", "'TWO', 2", "'two', 3", "'x', 4"}),
+     table("a varchar(9) primary key, b int null", {"'one', 1", "'two', 2", "'X', 5"}),
+     "primary key, not unique",
+     "2 equal, 1 changed, 1 only in source, 0 only in target; b 1",
+     {"- two | 3", "~ x | 4 -> X | 5"},
+     {.texts = {.ignoresCase = true}}},
+    {"null beside a blank text",
+     table("a int primary key, b varchar(9) null, c int null", {"1, null, 1", "2, '', null"}),
+     table("a int primary key, b varchar(9) null, c int null", {"1, '', 1", "2, null, 0"}),
+     "primary key, in order",
+     "1 equal, 1 changed, 0 only in source, 0 only in target; c 1",
+     {"~ 2 |   | null -> 2 | null | 0"},
+     {.texts = {.emptyIsNull = true}}},
+    {"within tolerances, of a column, a type, to the digit",
+     table("a int primary key, b numeric(20,2) null, c float null, d datetime null",
+           {"1, 12345678901234567.01, 1e0, '20240101 1:00:00.003'", "2, -0.01, 5e0, null",
+            "3, 0.01, 5e0, '20240101 23:59:59.996'"}),
+     table("a int primary key, b numeric(20,2) null, c float null, d datetime null",
+           {"1, 12345678901234567.03, 1.25e0, '20240101 1:00'", "2, 0.02, 5e0, null",
+            "3, -0.01, 5.5e0, '20240102'"}),
+     "primary key, in order",
+     "1 equal, 2 changed, 0 only in source, 0 only in target; b 1; c 1",
+     {"~ 2 | -0.01 | 5 | null -> 2 | 0.02 | 5 | null",
+      "~ 3 | 0.01 | 5 | 2024-01-01 23:59:59.997 -> 3 | -0.01 | 5.5 | 2024-01-02 00:00:00"},
+     {.tolerances = {{"t.b", {.tolerance = .02, .exactTolerance = {{2, 0}, 2, false}}},
+                     {"float", {.tolerance = .25, .exactTolerance = {{25, 0}, 2, false}}},
+                     {"datetime", {.nanoseconds = 4'000'000}}}}},
+    {"no key, but a tolerance: rows that have the rest in common",
+     table("a int null, b float null", {"1, 1e0", "1, 2e0", "2, 3e0"}),
+     table("a int null, b float null", {"1, 2e0", "1, 1.001e0", "3, 3e0"}),
+     "none, not unique",
+     "2 equal, 0 changed, 1 only in source, 1 only in target",
+     {"+ 3 | 3", "- 2 | 3"},
+     {.tolerances = {{"b", {.tolerance = .01}}}}},
+    {"chosen columns, besides the key; ignored ones, which are no key",
+     table("a int primary key, b int unique, c int null, d int null", {"1, 5, 2, 3", "2, 6, 3, 4"}),
+     table("a int primary key, b int unique, c int null, e int null", {"3, 5, 9, 9", "4, 6, 3, 9"}),
+     "unique constraint, in order",
+     "1 equal, 1 changed, 0 only in source, 0 only in target; c 1",
+     {"~ 5 | 2 -> 5 | 9"},
+     {.columns = {"?"}, .ignoredColumns = {"T.A", "dbo.t.a", "d", "t.e"}}},
+    {"a condition that ends with a comment",
+     table("a int primary key, b int null", {"1, 1", "2, 2", "3, 3"}),
+     table("a int primary key, b int null", {"1, 2", "2, 2"}),
+     "primary key, in order",
+     "1 equal, 0 changed, 0 only in source, 1 only in target",
+     {"+ 1 | 2"},
+     {.condition = "a < 3 and b > 1 -- not the first"}},
+    {"binary keys, in order",
+     table("a varbinary(9) primary key", {"0x01", "0x0102", "0xff"}),
+     table("a varbinary(9) primary key", {"0x01", "0x0103", "0xff"}),
+     "primary key, in order",
+     "2 equal, 0 changed, 1 only in source, 1 only in target",
+     {"+ 0x0103", "- 0x0102"}},
     {"columns in another order, some missing, a timestamp",
      table("b int null, a int primary key, c timestamp, d int null", {"1, 2, null, 3"}),
      table("a int primary key, c timestamp, b int null, e int null", {"2, null, 1, 5"}),
@@ -95,7 +157,7 @@ class EachCase : public ::testing::TestWithParam<Case> {};
 
 TEST_P(EachCase, ComesOut) {
   const Case& one = GetParam();
-  const Compared result = compared({one.source, one.target, one.asked});
+  const Compared result = compared({one.source, one.target, one.options});
   EXPECT_EQ(result.key, one.key);
   EXPECT_EQ(result.counts, one.counts);
   EXPECT_EQ(result.differences, one.differences);
@@ -149,7 +211,7 @@ TwoTables madeTables(unsigned seed) {
   if (below(2) == 0) target.erase(target.begin() + below(2));
   TwoTables tables{table(columns, source), table(columns, target)};
   for (unsigned at = 0; at < below(static_cast<unsigned>(chosen.size())); ++at)
-    tables.key.push_back("c" + std::to_string(at));
+    tables.options.key.push_back("c" + std::to_string(at));
   tables.mostBytes = below(2) == 0 ? 64U << 20U : 300;
   return tables;
 }

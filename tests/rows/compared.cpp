@@ -27,11 +27,11 @@ std::string textOf(const ado::Value& value) {
   return value.isNull() ? "null" : toUtf8(value.toText());
 }
 
-std::string textOf(std::string_view cells) {
+std::string textOf(const TablePlan& plan, std::string_view row) {
   std::string text;
-  while (!cells.empty()) {
+  for (const Cell& cell : plan.cellsOf(row)) {
     std::u16string storage;
-    text += (text.empty() ? "" : " | ") + textOf(valueOf(takeCell(cells), storage));
+    text += (text.empty() ? "" : " | ") + textOf(valueOf(cell, storage));
   }
   return text;
 }
@@ -44,12 +44,17 @@ std::string differenceOf(const std::string& source, const std::string& target) {
 
 class Observer final : public RowObserver {
  public:
+  explicit Observer(const TablePlan& plan) : plan_(plan) {}
+
   void rowsDiffer(const DifferingRows& rows) override {
-    differences.push_back(differenceOf(textOf(rows.source), textOf(rows.target)));
+    differences.push_back(differenceOf(textOf(plan_, rows.source), textOf(plan_, rows.target)));
   }
   bool goesOn(const RowCounts&) override { return true; }
 
   std::vector<std::string> differences;
+
+ private:
+  const TablePlan& plan_;
 };
 
 std::string shown(const RowCounts& counts, const std::vector<std::string>& columns) {
@@ -114,7 +119,7 @@ std::string joined(const TextRow& row) {
 
 Compared compared(const TwoTables& tables) {
   OpenSide source(tables.source, tables.release), target(tables.target, tables.release);
-  TablePlan plan = planOf(source.table(), target.table(), {.key = tables.key});
+  TablePlan plan = planOf(source.table(), target.table(), tables.options);
   plan.pairing.mostBytes = tables.mostBytes;
   const auto opened = [&](OpenSide& side, std::size_t at) {
     return [&, at] {
@@ -122,7 +127,7 @@ Compared compared(const TwoTables& tables) {
     };
   };
   RowStream one(opened(source, 0), plan.layout()), other(opened(target, 1), plan.layout());
-  Observer observer;
+  Observer observer(plan);
   bool isWhole = false;
   const RowCounts counts = compareRows(one, other, plan.pairing, observer, isWhole);
   EXPECT_TRUE(isWhole);
@@ -134,7 +139,7 @@ Compared compared(const TwoTables& tables) {
 
 Compared naivelyCompared(const TwoTables& tables) {
   OpenSide source(tables.source, tables.release), target(tables.target, tables.release);
-  const TablePlan plan = planOf(source.table(), target.table(), {.key = tables.key});
+  const TablePlan plan = planOf(source.table(), target.table(), tables.options);
   std::vector<TextRow> ones = rowsOf(*source.connection, plan.selects[0].text(), formsOf(plan));
   std::vector<TextRow> others = rowsOf(*target.connection, plan.selects[1].text(), formsOf(plan));
   // Of a key that comes several times, rows are paired in their order.

@@ -8,12 +8,13 @@
 #include <vector>
 
 #include "drivers/embedded/options.h"
+#include "rows/table_plan.h"
 
 namespace kelvane::rows {
 
 struct TwoTables {
-  std::string source, target;          ///< scripts that make dbo.t, a batch a line
-  std::vector<std::string> key = {};   ///< asked for
+  std::string source, target;  ///< scripts that make dbo.t, a batch a line
+  PlanOptions options = {};
   std::size_t mostBytes = 64U << 20U;  ///< for rows that wait
   embedded::Release release = embedded::Release::ase16;
 };
