@@ -1,5 +1,6 @@
 #include "rows/row_stream.h"
 
+#include <chrono>
 #include <utility>
 
 namespace kelvane::rows {
@@ -10,10 +11,15 @@ constexpr std::size_t kBatchBytes = 256U << 10U;
 constexpr std::size_t kBatchRows = 4096;
 constexpr std::size_t kMostBatches = 4;
 
+constexpr std::chrono::milliseconds kBetweenCancels(200);
+
 }  // namespace
 
-RowStream::RowStream(OpenRows open, RowLayout layout)
-    : open_(std::move(open)), layout_(std::move(layout)), reader_([this] {
+RowStream::RowStream(OpenRows open, RowLayout layout, std::function<void()> cancel)
+    : open_(std::move(open)),
+      layout_(std::move(layout)),
+      cancel_(std::move(cancel)),
+      reader_([this] {
         try {
           read();
         } catch (...) {
@@ -27,9 +33,15 @@ RowStream::RowStream(OpenRows open, RowLayout layout)
 
 RowStream::~RowStream() {
   {
-    const std::scoped_lock lock(mutex_);
+    std::unique_lock lock(mutex_);
     isAbandoned_ = true;
     changed_.notify_all();
+    // A cancellation that comes just before a statement is sent does nothing.
+    while (cancel_ && !changed_.wait_for(lock, kBetweenCancels, [&] { return isRead_; })) {
+      lock.unlock();
+      cancel_();
+      lock.lock();
+    }
   }
   reader_.join();
 }

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <deque>
 #include <exception>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -40,7 +41,9 @@ struct Row {
 
 class RowStream {
  public:
-  RowStream(OpenRows open, RowLayout layout);
+  /// `cancel` ends what the source waits for; it is called by another thread, again and again,
+  /// where the stream goes before its rows have all come.
+  RowStream(OpenRows open, RowLayout layout, std::function<void()> cancel = {});
   ~RowStream();
   RowStream(const RowStream&) = delete;
   RowStream& operator=(const RowStream&) = delete;
@@ -66,6 +69,7 @@ class RowStream {
 
   const OpenRows open_;
   const RowLayout layout_;
+  const std::function<void()> cancel_;
 
   Batch batch_;
   std::size_t at_ = 0;

@@ -229,8 +229,10 @@ class Comparison {
     const rows::TablePlan& plan = result.plan;
     try {
       for (const std::size_t side : {0U, 1U}) sides_[side]->prepare(plan.selects[side]);
-      rows::RowStream source(sides_[0]->rowsOf(plan, 0), plan.layout());
-      rows::RowStream target(sides_[1]->rowsOf(plan, 1), plan.layout());
+      rows::RowStream source(sides_[0]->rowsOf(plan, 0), plan.layout(),
+                             [this] { sides_[0]->cancel(); });
+      rows::RowStream target(sides_[1]->rowsOf(plan, 1), plan.layout(),
+                             [this] { sides_[1]->cancel(); });
       Watch watch(result, request_, progress, stop_);
       bool isWhole = false;
       result.counts = rows::compareRows(source, target, plan.pairing, watch, isWhole);

@@ -24,8 +24,8 @@ constexpr std::array<std::string_view, 2> kNames{"source", "target"};
 // A database that answers statements.
 class ConnectedRows final : public RowSide {
  public:
-  ConnectedRows(const Database& database, TracingConnection& connection)
-      : database_(database), connection_(connection) {}
+  ConnectedRows(const Database& database, Side& side, TracingConnection& connection)
+      : database_(database), side_(side), connection_(connection) {}
 
   const Database& database() const override { return database_; }
   void prepare(const rows::Select& select) override {
@@ -37,10 +37,12 @@ class ConnectedRows final : public RowSide {
       return rows::openStatement(connection_, plan.selects[side].text(), plan.columns.size());
     };
   }
+  void cancel() noexcept override { side_.cancel(); }
   bool isOver() const override { return connection_.isOver(); }
 
  private:
   const Database& database_;
+  Side& side_;
   TracingConnection& connection_;
 };
 
@@ -103,7 +105,8 @@ KeyedReport compareByKey(const KeyedRequest& request, std::span<const std::uniqu
     if (readings[0].wasRead && readings[1].wasRead) {
       for (std::size_t side = 0; side < 2; ++side)
         askForWholeTexts(*connections[side], kNames[side], report.gaps);
-      ConnectedRows ofSource(readings[0].database, source), ofTarget(readings[1].database, target);
+      ConnectedRows ofSource(readings[0].database, *sides[0], source);
+      ConnectedRows ofTarget(readings[1].database, *sides[1], target);
       report.tables = compareTables(request, {&ofSource, &ofTarget}, line, interruption.token());
     }
     addStops(connections, interruption.token(), report.gaps);

@@ -21,6 +21,8 @@ class RowSide {
   // The rows of a table, with the columns of the plan, of which this is source (0) or target (1).
   // The plan outlives them.
   virtual rows::OpenRows rowsOf(const rows::TablePlan& plan, std::size_t side) = 0;
+  // Ends what is being waited for. Any thread may call it.
+  virtual void cancel() noexcept = 0;
   // Whether nothing more can be read.
   virtual bool isOver() const = 0;
 };
