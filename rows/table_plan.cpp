@@ -308,20 +308,42 @@ class TablePlanner {
     const auto release = releaseOf(sides_[side]->database.server);
     const Quotes quotes =
         release && *release >= TargetRelease::ase15 ? Quotes::brackets : Quotes::doubled;
-    Statement head("select ", quotes);
     Select select;
-    for (const NamePair& pair : pairs_) {
-      Statement name({}, quotes);
-      name.name(pair[side]->name);
-      (head << (select.columns.empty() ? "" : ", ")).name(pair[side]->name);
-      select.columns.push_back(name.text());
-    }
-    (head << " from ").name(sides_[side]->table.name);
-    select.head = head.text();
-    select.needsQuotedIdentifier = head.needsQuotedIdentifier();
+    const auto quoted = [&](const auto& name) {
+      Statement statement({}, quotes);
+      statement.name(name);
+      if (statement.needsQuotedIdentifier()) select.needsQuotedIdentifier = true;
+      return statement.text();
+    };
+    for (const NamePair& pair : pairs_) select.columns.push_back(quoted(pair[side]->name));
+    select.table = quoted(sides_[side]->table.name);
     select.condition = options_.condition;
-    if (plan_.hasKey()) select.ordered = plan_.pairing.keyColumns;
+    if (!plan_.hasKey()) return select;
+    select.ordered = plan_.pairing.keyColumns;
+    select.cut = cutOf(side, select.columns.front());
     return select;
+  }
+
+  std::optional<Cut> cutOf(std::size_t side, const std::string& quotedName) const {
+    const Column& column = *pairs_.front()[side];
+    const DataType type = typeOf(side, column);
+    const Family family = familyOf(type);
+    const bool isExact = family == Family::exact || family == Family::moment ||
+                         family == Family::text || family == Family::bytes;
+    if (!isExact || !beginsIndex(sides_[side]->table, column.name)) return std::nullopt;
+    const Server& server = sides_[side]->database.server;
+    return Cut{quotedName,
+               inventory::shown(type),
+               {type, characterSetOf(server.characterSet), TextUnit::bytes},
+               column.type.nullable};
+  }
+
+  static bool beginsIndex(const Table& table, const std::string& column) {
+    const auto begins = [&](const IndexStorage& index) {
+      return !index.columns.empty() && !index.columns.front().isExpression &&
+             index.columns.front().name == column;
+    };
+    return std::ranges::any_of(table.keys, begins) || std::ranges::any_of(table.indexes, begins);
   }
 
   std::array<const PlannedTable*, 2> sides_;
@@ -334,11 +356,19 @@ class TablePlanner {
 
 }  // namespace
 
-std::u16string Select::text(std::string_view range) const {
-  std::string text = head;
+std::string Select::where(std::string_view range) const {
+  std::string text;
   // Behind a condition may be a comment to the end of its line.
   if (!condition.empty()) text += " where (" + condition + "\n)";
   if (!range.empty()) text += (condition.empty() ? " where " : " and ") + std::string(range);
+  return text;
+}
+
+std::u16string Select::text(std::string_view range) const {
+  std::string text = "select ";
+  for (const std::string& column : columns)
+    text += (&column == columns.data() ? "" : ", ") + column;
+  text += from() + where(range);
   for (std::size_t at = 0; at < ordered; ++at)
     text += (at == 0 ? " order by " : ", ") + columns[at];
   return toUtf16(text);

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -11,6 +12,7 @@
 
 #include "inventory/records.h"
 #include "rows/compare_rows.h"
+#include "rows/literal.h"
 #include "rows/packed_row.h"
 
 namespace kelvane::rows {
@@ -22,15 +24,28 @@ struct ComparedColumn {
   std::array<std::string, 2> types = {};  ///< as declared, where the two sides differ
 };
 
+/// By what the rows of a table can be cut into ranges: the leading column of the key, where an
+/// index begins with it and its values can be written exactly.
+struct Cut {
+  std::string column, type;  ///< as they are written
+  LiteralColumn literal;
+  bool isNullable = false;
+};
+
 /// select COLUMNS from TABLE, with names in the quotes that the side takes.
 struct Select {
-  std::string head;                  ///< up to the name of the table
+  std::string table;
   std::string condition;             ///< that was asked for; may be empty
   std::vector<std::string> columns;  ///< those of the plan
   std::size_t ordered = 0;           ///< how many of them it is ordered by
   bool needsQuotedIdentifier = false;
+  std::optional<Cut> cut = {};
 
-  /// `range` is a condition besides; may be empty.
+  /// " from TABLE"
+  std::string from() const { return " from " + table; }
+  /// " where CONDITION and RANGE"; either may be empty.
+  std::string where(std::string_view range) const;
+  /// All of it. `range` is a condition besides; may be empty.
   std::u16string text(std::string_view range = {}) const;
 };
 

@@ -71,7 +71,10 @@ class Comparison {
         stop_(std::move(stop)),
         mode_(databases_[0]->server.ignoresCase && databases_[1]->server.ignoresCase
                   ? CaseMode::ignore
-                  : CaseMode::exact) {}
+                  : CaseMode::exact),
+        wish_{request.ranges} {
+    if (wish_.ranges) wish_.ranges->stop = stop_;
+  }
 
   std::vector<KeyedTable> run(StatusLine& line) {
     pairTables();
@@ -229,9 +232,9 @@ class Comparison {
     const rows::TablePlan& plan = result.plan;
     try {
       for (const std::size_t side : {0U, 1U}) sides_[side]->prepare(plan.selects[side]);
-      rows::RowStream source(sides_[0]->rowsOf(plan, 0), plan.layout(),
+      rows::RowStream source(sides_[0]->rowsOf(plan, 0, wish_), plan.layout(),
                              [this] { sides_[0]->cancel(); });
-      rows::RowStream target(sides_[1]->rowsOf(plan, 1), plan.layout(),
+      rows::RowStream target(sides_[1]->rowsOf(plan, 1, wish_), plan.layout(),
                              [this] { sides_[1]->cancel(); });
       Watch watch(result, request_, progress, stop_);
       bool isWhole = false;
@@ -256,6 +259,7 @@ class Comparison {
   std::array<const Database*, 2> databases_;
   std::stop_token stop_;
   CaseMode mode_;
+  RowWish wish_;
   std::set<std::size_t> used_;  // patterns
   std::vector<Pair> pairs_;
   std::vector<KeyedTable> lonely_, results_;

@@ -25,6 +25,7 @@ struct KeyedRequest {
   std::vector<std::string> optionsInEffect;  // as the report names them
   std::size_t shown = 0;                     // rows of each table
   std::optional<std::string> trace;
+  std::optional<rows::RangePace> ranges;
   std::vector<RowSink*> sinks;  // all of which get the rows that differ
 };
 

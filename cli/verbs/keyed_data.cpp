@@ -32,9 +32,12 @@ class ConnectedRows final : public RowSide {
     if (select.needsQuotedIdentifier)
       connection_.Open(u"set quoted_identifier on", ado::kClientCursor);
   }
-  rows::OpenRows rowsOf(const rows::TablePlan& plan, std::size_t side) override {
-    return [&, side] {
-      return rows::openStatement(connection_, plan.selects[side].text(), plan.columns.size());
+  rows::OpenRows rowsOf(const rows::TablePlan& plan, std::size_t side,
+                        const RowWish& wish) override {
+    return [&, side]() -> std::unique_ptr<rows::RowSource> {
+      const rows::Select& select = plan.selects[side];
+      if (wish.ranges && select.cut) return rows::openRanges(connection_, select, *wish.ranges);
+      return rows::openStatement(connection_, select.text(), plan.columns.size());
     };
   }
   void cancel() noexcept override { side_.cancel(); }

@@ -6,11 +6,18 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 
 #include "inventory/records.h"
+#include "rows/ranged_rows.h"
 #include "rows/table_plan.h"
 
 namespace kelvane::cli {
+
+// How rows are to be read, where a side can.
+struct RowWish {
+  std::optional<rows::RangePace> ranges = {};  // none: with one statement
+};
 
 class RowSide {
  public:
@@ -19,8 +26,9 @@ class RowSide {
   // What has to be done before the rows of a table are read. Throws what a server throws.
   virtual void prepare(const rows::Select& select) = 0;
   // The rows of a table, with the columns of the plan, of which this is source (0) or target (1).
-  // The plan outlives them.
-  virtual rows::OpenRows rowsOf(const rows::TablePlan& plan, std::size_t side) = 0;
+  // The plan and the wish outlive them.
+  virtual rows::OpenRows rowsOf(const rows::TablePlan& plan, std::size_t side,
+                                const RowWish& wish) = 0;
   // Ends what is being waited for. Any thread may call it.
   virtual void cancel() noexcept = 0;
   // Whether nothing more can be read.

@@ -157,10 +157,16 @@ class EachCase : public ::testing::TestWithParam<Case> {};
 
 TEST_P(EachCase, ComesOut) {
   const Case& one = GetParam();
-  const Compared result = compared({one.source, one.target, one.options});
+  const Compared result =
+      compared({.source = one.source, .target = one.target, .options = one.options});
   EXPECT_EQ(result.key, one.key);
   EXPECT_EQ(result.counts, one.counts);
   EXPECT_EQ(result.differences, one.differences);
+  // The same in ranges.
+  const Compared inRanges = compared(
+      {.source = one.source, .target = one.target, .options = one.options, .rangeRows = 1});
+  EXPECT_EQ(inRanges.counts, one.counts);
+  EXPECT_EQ(inRanges.differences, one.differences);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, EachCase, ::testing::ValuesIn(kCases), [](const auto& one) {
@@ -209,7 +215,11 @@ TwoTables madeTables(unsigned seed) {
   }
   if (below(2) == 0) target.insert(target.begin() + below(3), source.front());
   if (below(2) == 0) target.erase(target.begin() + below(2));
-  TwoTables tables{table(columns, source), table(columns, target)};
+  // One side can be cut into ranges always, the other one sometimes.
+  const std::string index = "create index i on t (c0)\n";
+  TwoTables tables{table(columns, source) + index,
+                   table(columns, target) + (below(2) == 0 ? "" : index)};
+  tables.rangeRows = below(5);
   for (unsigned at = 0; at < below(static_cast<unsigned>(chosen.size())); ++at)
     tables.options.key.push_back("c" + std::to_string(at));
   tables.mostBytes = below(2) == 0 ? 64U << 20U : 300;

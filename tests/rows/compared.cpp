@@ -7,6 +7,7 @@
 #include "drivers/embedded/connection.h"
 #include "inventory/read/reader.h"
 #include "model/text.h"
+#include "rows/ranged_rows.h"
 #include "rows/table_plan.h"
 #include "tests/inventory_read/support.h"
 
@@ -121,9 +122,12 @@ Compared compared(const TwoTables& tables) {
   OpenSide source(tables.source, tables.release), target(tables.target, tables.release);
   TablePlan plan = planOf(source.table(), target.table(), tables.options);
   plan.pairing.mostBytes = tables.mostBytes;
+  const RangePace pace{.firstRows = tables.rangeRows, .leastRows = tables.rangeRows};
   const auto opened = [&](OpenSide& side, std::size_t at) {
-    return [&, at] {
-      return openStatement(*side.connection, plan.selects[at].text(), plan.columns.size());
+    return [&, at]() -> std::unique_ptr<RowSource> {
+      const Select& select = plan.selects[at];
+      if (tables.rangeRows > 0 && select.cut) return openRanges(*side.connection, select, pace);
+      return openStatement(*side.connection, select.text(), plan.columns.size());
     };
   };
   RowStream one(opened(source, 0), plan.layout()), other(opened(target, 1), plan.layout());

@@ -16,6 +16,7 @@ struct TwoTables {
   std::string source, target;  ///< scripts that make dbo.t, a batch a line
   PlanOptions options = {};
   std::size_t mostBytes = 64U << 20U;  ///< for rows that wait
+  std::int64_t rangeRows = 0;          ///< 0: all with one statement
   embedded::Release release = embedded::Release::ase16;
 };
 

@@ -1,0 +1,118 @@
+#include "rows/ranged_rows.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <thread>
+#include <utility>
+
+#include "model/text.h"
+
+namespace kelvane::rows {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::int64_t kMostRows = 100'000'000;
+
+class RangedRows final : public RowSource {
+ public:
+  RangedRows(ado::Connection& connection, const Select& select, const RangePace& pace,
+             const std::string& begin)
+      : connection_(connection), select_(select), cut_(*select.cut), pace_(pace) {
+    if (!begin.empty()) {
+      after_ = cut_.column + " >= " + begin;
+    } else if (cut_.isNullable) {
+      openRange(cut_.column + " is null");
+      after_ = cut_.column + " is not null";
+    }
+    if (rows_ == nullptr) openNext();
+  }
+
+  bool next() override {
+    while (rows_ != nullptr && !rows_->next()) {
+      rows_.reset();
+      if (isLast_) break;
+      adapt();
+      wait();
+      openNext();
+    }
+    return rows_ != nullptr;
+  }
+  ado::Value value(std::size_t column) const override { return rows_->value(column); }
+
+ private:
+  /// A server that ends ranges itself knows how many rows it has.
+  void openNext() {
+    begun_ = Clock::now();
+    const auto end = boundOf(size_);
+    if (!end) {
+      isLast_ = true;
+      return;
+    }
+    if (end->isWritten()) {
+      const std::string upTo = cut_.column + " <= " + end->text;
+      openRange(after_.empty() ? upTo : after_ + " and " + upTo);
+      after_ = cut_.column + " > " + end->text;
+    } else {
+      // A bound that cannot be written: the rest in one piece.
+      isLast_ = true;
+      openRange(after_);
+    }
+  }
+
+  void openRange(const std::string& condition) {
+    rows_ = openStatement(connection_, select_.text(condition), select_.columns.size());
+  }
+
+  /// The value of the row that is `rows` rows on; none behind the last row.
+  std::optional<Literal> boundOf(std::int64_t rows) {
+    const std::string text = "declare @kelvane_bound " + cut_.type + " set rowcount " +
+                             std::to_string(rows) + " select @kelvane_bound = " + cut_.column +
+                             select_.from() + select_.where(after_) + " order by " + cut_.column +
+                             " set rowcount 0 select @kelvane_bound";
+    const auto answer = connection_.Open(toUtf16(text), ado::kClientCursor);
+    while (answer->State() == ado::ObjectState::closed) {
+      if (!answer->NextRecordset())
+        throw std::runtime_error("the server gives no bound of a range");
+    }
+    const ado::Value value = answer->Fields(0).Value();
+    return value.isNull() ? std::nullopt : std::optional(literalOf(value, cut_.literal));
+  }
+
+  void adapt() {
+    const std::chrono::duration<double> took = Clock::now() - begun_;
+    const double factor =
+        std::clamp(pace_.perRange / std::max(took, took.zero() + kShortest), .5, 2.);
+    size_ = std::clamp(static_cast<std::int64_t>(static_cast<double>(size_) * factor),
+                       pace_.leastRows, kMostRows);
+  }
+
+  void wait() const {
+    constexpr std::chrono::milliseconds kStep(50);
+    const auto until = Clock::now() + pace_.pause;
+    while (Clock::now() < until && !pace_.stop.stop_requested())
+      std::this_thread::sleep_for(
+          std::min<std::chrono::duration<double>>(kStep, until - Clock::now()));
+  }
+
+  static constexpr std::chrono::duration<double> kShortest{1e-4};
+
+  ado::Connection& connection_;
+  const Select& select_;
+  const Cut& cut_;
+  const RangePace& pace_;
+  std::string after_;  // what the rows are that have not come yet
+  std::int64_t size_ = pace_.firstRows;
+  bool isLast_ = false;
+  Clock::time_point begun_ = Clock::now();
+  std::unique_ptr<RowSource> rows_;
+};
+
+}  // namespace
+
+std::unique_ptr<RowSource> openRanges(ado::Connection& connection, const Select& select,
+                                      const RangePace& pace, const std::string& begin) {
+  return std::make_unique<RangedRows>(connection, select, pace, begin);
+}
+
+}  // namespace kelvane::rows
