@@ -7,8 +7,6 @@
 namespace kelvane::rows {
 namespace {
 
-constexpr std::int64_t kRowsBetweenCalls = 8192;
-
 class Comparison {
  public:
   Comparison(RowStream& source, RowStream& target, const Pairing& pairing, RowObserver& observer)
@@ -51,10 +49,12 @@ class Comparison {
   /// At least one row. False: the observer ends it.
   bool step() {
     if (--left_ == 0) {
-      left_ = kRowsBetweenCalls;
+      left_ = pairing_.rowsBetweenCalls;
       for (std::size_t side = 0; side < 2; ++side) counts_.rows[side] = streams_[side]->rows();
       if (!observer_.goesOn(counts_)) return false;
+      wantsPlace_ = pairing_.isOrdered && observer_.wantsPlace();
     }
+    if (wantsPlace_) tellPlace();
     if (has(Side::source) && has(Side::target) &&
         row(Side::source).cells == row(Side::target).cells) {
       ++counts_.equal;
@@ -73,6 +73,25 @@ class Comparison {
       pass(std::is_lt(order) ? Side::source : Side::target);
     }
     return true;
+  }
+
+  /// Between two values of the first cell.
+  void tellPlace() {
+    std::string_view first;  // that is not compared
+    for (const Side side : {Side::source, Side::target}) {
+      if (!has(side)) continue;
+      std::string_view rest = row(side).key;
+      takeCell(rest);
+      const std::string_view cell = row(side).key.substr(0, row(side).key.size() - rest.size());
+      if (first.empty() || std::is_lt(orderOf(cell, first))) first = cell;
+    }
+    for (const std::string& last : last_) {
+      if (std::string_view(last).starts_with(first)) return;
+    }
+    for (std::size_t side = 0; side < 2; ++side)
+      counts_.rows[side] = streams_[side]->rows() - (has_[side] ? 1 : 0);
+    wantsPlace_ = false;
+    observer_.isAt(first, counts_);
   }
 
   /// A side that has no row left comes behind the other one. Rows that may have namesakes are never
@@ -162,7 +181,8 @@ class Comparison {
   RowCounts counts_;
   std::array<bool, 2> has_{};
   std::array<std::string, 2> last_;  // keys that have passed
-  std::int64_t left_ = kRowsBetweenCalls;
+  std::int64_t left_ = pairing_.rowsBetweenCalls;
+  bool wantsPlace_ = false;
 };
 
 }  // namespace

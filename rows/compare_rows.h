@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 #include "rows/row_stream.h"
@@ -24,7 +25,8 @@ struct Pairing {
   std::size_t keyColumns = 0;  ///< the first ones
   /// Of each column what does not count. Cells behind those are not compared.
   std::vector<Leniency> columns = {};
-  std::size_t mostBytes = 64U << 20U;  ///< for rows that wait in memory
+  std::size_t mostBytes = 64U << 20U;    ///< for rows that wait in memory
+  std::int64_t rowsBetweenCalls = 8192;  ///< of the observer
 };
 
 struct RowCounts {
@@ -40,8 +42,12 @@ class RowObserver {
  public:
   virtual ~RowObserver() = default;
   virtual void rowsDiffer(const DifferingRows& rows) = 0;
-  /// After each few thousand rows. False: the comparison ends with what it has.
+  /// After each `rowsBetweenCalls` rows. False: the comparison ends with what it has.
   virtual bool goesOn(const RowCounts& counts) = 0;
+  /// Whether isAt() is to be called, asked as often.
+  virtual bool wantsPlace() { return false; }
+  /// Of ordered rows exactly those are compared, and counted, whose first cell is before that one.
+  virtual void isAt(std::string_view /*firstCell*/, const RowCounts& /*counts*/) {}
 };
 
 /// Throws what a stream throws, and std::runtime_error where ordered streams are not in order.

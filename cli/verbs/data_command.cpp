@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <filesystem>
 #include <limits>
 #include <map>
 #include <memory>
@@ -20,6 +21,7 @@
 #include "cli/verbs/keyed_data.h"
 #include "cli/verbs/listing.h"
 #include "cli/words/overwriting.h"
+#include "cli/words/pace_options.h"
 #include "cli/words/row_options.h"
 #include "cli/words/two_sides.h"
 #include "inventory/name_pattern.h"
@@ -76,22 +78,25 @@ struct DataRequest {
   std::vector<std::u16string> patterns;
   RowOptions rows;
   std::vector<std::string> rowOptions;  // in effect
+  PaceOptions pace;
   std::optional<std::size_t> shown;
   ListingFormat format = ListingFormat::text;
   std::optional<std::string> trace;
 };
 
 DataRequest parseData(const Arguments& arguments) {
-  DataRequest request{twoSides(arguments, "data"), Limits(arguments),      {}, {}, {}, {},
+  DataRequest request{twoSides(arguments, "data"), Limits(arguments),      {}, {}, {}, {}, {},
                       listingFormatOf(arguments),  arguments.value(kTrace)};
   for (const std::string_view limit : {kMaxRows, kMaxDifferences}) {
     if (arguments.isGiven(limit) && !arguments.has(kByPosition))
       throw UsageError(std::string(limit) + " needs " + std::string(kByPosition));
   }
-  if (const std::string_view given = givenRowOption(arguments);
-      !given.empty() && arguments.has(kByPosition))
-    throw UsageError(std::string(given) + " and " + std::string(kByPosition) +
-                     " exclude each other");
+  for (const std::string_view given : {givenRowOption(arguments), givenPaceOption(arguments)}) {
+    if (!given.empty() && arguments.has(kByPosition))
+      throw UsageError(std::string(given) + " and " + std::string(kByPosition) +
+                       " exclude each other");
+  }
+  request.pace = paceOptionsOf(arguments);
   request.rows = rowOptionsOf(arguments);
   request.rowOptions = rowOptionsInEffect(arguments);
   for (const std::string& pattern : arguments.values(kTable))
@@ -102,7 +107,7 @@ DataRequest parseData(const Arguments& arguments) {
       throw UsageError("'" + request.sides.shown[side] +
                        "' is a snapshot and contains no rows; name the database instead");
   }
-  refuseOverwriting(arguments, request.sides.places, {.written = {kTrace}});
+  refuseOverwriting(arguments, request.sides.places, {.written = {kTrace, kResume}});
   return request;
 }
 
@@ -359,6 +364,14 @@ DataReport runByPosition(const DataRequest& request, std::span<const std::unique
   return report;
 }
 
+// What is compared and how, for one who knows a part of the result.
+std::string comparisonOf(const DataRequest& request) {
+  std::string text = request.sides.shown[0] + "\n" + request.sides.shown[1] + "\n" +
+                     std::to_string(request.shown.value_or(kShownRows));
+  for (const std::string& option : request.rowOptions) text += "\n" + option;
+  return text;
+}
+
 template <class Report>
 ExitStatus write(Report report, const DataRequest& request,
                  std::span<const std::unique_ptr<Side>> sides, const Console& console) {
@@ -380,11 +393,8 @@ ExitStatus write(Report report, const DataRequest& request,
 }  // namespace
 
 std::vector<OptionFamily> dataOptions() {
-  return {twoSidesOptions(),
-          {"Tables", kTables},
-          rowOptionFamily(),
-          {"Reports", kReports},
-          readingOptions()};
+  return {twoSidesOptions(),  {"Tables", kTables},   rowOptionFamily(),
+          paceOptionFamily(), {"Reports", kReports}, readingOptions()};
 }
 
 ExitStatus runData(const Arguments& arguments, const Console& console, const OpenSide& open) {
@@ -398,9 +408,17 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
   keyed.patterns = request.patterns;
   keyed.rows = request.rows;
   keyed.optionsInEffect = request.rowOptions;
+  keyed.ranges = request.pace.ranges;
+  keyed.resume = request.pace.resume;
+  keyed.comparison = comparisonOf(request);
   keyed.shown = request.shown.value_or(kShownRows);
   keyed.trace = request.trace;
-  return write(compareByKey(keyed, sides, request.sides.shown, console), request, sides, console);
+  const ExitStatus status =
+      write(compareByKey(keyed, sides, request.sides.shown, console), request, sides, console);
+  if (keyed.resume && std::filesystem::exists(*keyed.resume))
+    console.complain("'" + *keyed.resume +
+                     "' has what was compared: the same command goes on from there");
+  return status;
 }
 
 }  // namespace kelvane::cli

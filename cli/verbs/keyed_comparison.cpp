@@ -1,6 +1,7 @@
 #include "cli/verbs/keyed_comparison.h"
 
 #include <algorithm>
+#include <chrono>
 #include <compare>
 #include <map>
 #include <set>
@@ -8,6 +9,7 @@
 #include <utility>
 
 #include "cli/verbs/data_progress.h"
+#include "cli/verbs/resume_file.h"
 #include "inventory/name_pattern.h"
 #include "model/text.h"
 
@@ -22,30 +24,69 @@ std::string shownName(const Table& table) {
   return table.name.owner == "dbo" ? table.name.name : table.name.owner + "." + table.name.name;
 }
 
+// A table whose rows are being compared.
+struct Task {
+  KeyedTable& table;
+  const KeyedRequest& request;
+  DataProgress& progress;
+  std::stop_token stop;
+  ResumeFile* resume;  // null: nobody wants to know how far it came
+  TableState state;    // what was known before
+};
+
+void add(const rows::RowCounts& more, rows::RowCounts& counts) {
+  for (const std::size_t side : {0U, 1U}) {
+    counts.rows[side] += more.rows[side];
+    counts.alone[side] += more.alone[side];
+  }
+  counts.equal += more.equal;
+  counts.changed += more.changed;
+  counts.changedValues.resize(std::max(counts.changedValues.size(), more.changedValues.size()));
+  for (std::size_t at = 0; at < more.changedValues.size(); ++at)
+    counts.changedValues[at] += more.changedValues[at];
+}
+
 // Keeps the rows with the smallest keys, and tells how far the comparison is.
 class Watch final : public rows::RowObserver {
  public:
-  Watch(KeyedTable& table, const KeyedRequest& request, DataProgress& progress,
-        std::stop_token stop)
-      : table_(table), request_(request), progress_(progress), stop_(std::move(stop)) {}
+  explicit Watch(Task& task) : task_(task) {}
 
   void rowsDiffer(const rows::DifferingRows& rows) override {
-    for (RowSink* sink : request_.sinks) sink->rowsDiffer(table_, rows);
+    for (RowSink* sink : task_.request.sinks) sink->rowsDiffer(task_.table, rows);
     keepSample(rows);
   }
   bool goesOn(const rows::RowCounts& counts) override {
-    progress_.rowsPassed(std::max(counts.rows[0], counts.rows[1]) - passed_);
-    passed_ = std::max(counts.rows[0], counts.rows[1]);
-    return !stop_.stop_requested();
+    const std::int64_t passed = std::max(counts.rows[0], counts.rows[1]);
+    task_.progress.rowsPassed(passed - passed_);
+    passed_ = passed;
+    return !task_.stop.stop_requested();
+  }
+  bool wantsPlace() override {
+    constexpr std::chrono::milliseconds kBetween(500);
+    return task_.resume != nullptr && Clock::now() - kept_ > kBetween;
+  }
+  void isAt(std::string_view firstCell, const rows::RowCounts& counts) override {
+    std::string_view rest = firstCell;
+    if (rows::takeCell(rest).kind != rows::CellKind::null) keep(firstCell, counts);
   }
 
  private:
+  using Clock = std::chrono::steady_clock;
+
+  void keep(std::string_view begin, const rows::RowCounts& counts) {
+    TableState state{task_.state.plan, false, std::string(begin), task_.state.counts,
+                     task_.table.samples};
+    add(counts, state.counts);
+    task_.resume->keep(task_.table.name, std::move(state));
+    kept_ = Clock::now();
+  }
+
   void keepSample(const rows::DifferingRows& rows) {
-    const std::size_t most = request_.shown;
+    const std::size_t most = task_.request.shown;
     if (most == 0) return;
     const std::string_view key =
         (rows.source.empty() ? rows.target : rows.source).substr(0, rows.keySize);
-    std::vector<RowSample>& samples = table_.samples;
+    std::vector<RowSample>& samples = task_.table.samples;
     const auto isBehind = [&](const RowSample& kept) {
       return std::is_lt(rows::orderOf(key, kept.key()));
     };
@@ -55,12 +96,19 @@ class Watch final : public rows::RowObserver {
     if (samples.size() > most) samples.pop_back();
   }
 
-  KeyedTable& table_;
-  const KeyedRequest& request_;
-  DataProgress& progress_;
-  std::stop_token stop_;
+  Task& task_;
   std::int64_t passed_ = 0;
+  Clock::time_point kept_ = Clock::now();
 };
+
+// What the rows of a table are compared by, for one who knows a part of the result.
+std::string described(const rows::TablePlan& plan) {
+  std::string text = plan.key + (plan.pairing.isUnique ? "\nunique" : "");
+  for (const rows::Select& select : plan.selects) text += "\n" + toUtf8(select.text());
+  for (const rows::ComparedColumn& column : plan.columns)
+    text += "\n" + column.types[0] + " " + column.types[1];
+  return text;
+}
 
 class Comparison {
  public:
@@ -74,6 +122,7 @@ class Comparison {
                   : CaseMode::exact),
         wish_{request.ranges} {
     if (wish_.ranges) wish_.ranges->stop = stop_;
+    if (request_.resume) resume_.emplace(*request_.resume, request_.comparison);
   }
 
   std::vector<KeyedTable> run(StatusLine& line) {
@@ -90,6 +139,7 @@ class Comparison {
       progress.tableBegins(at);
       compare(pairs_[at], results_[at], progress);
     }
+    if (resume_ && std::ranges::all_of(results_, &KeyedTable::isCompared)) resume_->remove();
     addLonelyTables();
     return std::move(results_);
   }
@@ -228,15 +278,41 @@ class Comparison {
     for (RowSink* sink : request_.sinks) sink->tableEnds(result);
   }
 
+  // What is known of the table is not compared again.
   void compareRows(KeyedTable& result, DataProgress& progress) {
     const rows::TablePlan& plan = result.plan;
+    Task task{result, request_, progress, stop_, nullptr, {.plan = described(plan)}};
+    if (resume_) {
+      if (const TableState* known = resume_->find(result.name, task.state.plan))
+        task.state = *known;
+      const bool hasPlaces = plan.pairing.isOrdered && plan.selects[0].cut && plan.selects[1].cut;
+      if (hasPlaces) task.resume = &*resume_;
+    }
+    result.samples = task.state.samples;
+    if (task.state.isWhole)
+      result.ended = KeyedEnd::whole;
+    else
+      compareRest(task);
+    add(task.state.counts, result.counts);
+    if (!resume_ || result.ended != KeyedEnd::whole) return;
+    resume_->keep(result.name, {task.state.plan, true, {}, result.counts, result.samples});
+  }
+
+  void compareRest(Task& task) {
+    KeyedTable& result = task.table;
+    const rows::TablePlan& plan = result.plan;
     try {
+      std::array<RowWish, 2> wishes{wish_, wish_};
+      if (!task.state.begin.empty() && !setBegin(plan, task.state.begin, wishes)) {
+        task.state = {.plan = task.state.plan};
+        result.samples.clear();
+      }
       for (const std::size_t side : {0U, 1U}) sides_[side]->prepare(plan.selects[side]);
-      rows::RowStream source(sides_[0]->rowsOf(plan, 0, wish_), plan.layout(),
+      rows::RowStream source(sides_[0]->rowsOf(plan, 0, wishes[0]), plan.layout(),
                              [this] { sides_[0]->cancel(); });
-      rows::RowStream target(sides_[1]->rowsOf(plan, 1, wish_), plan.layout(),
+      rows::RowStream target(sides_[1]->rowsOf(plan, 1, wishes[1]), plan.layout(),
                              [this] { sides_[1]->cancel(); });
-      Watch watch(result, request_, progress, stop_);
+      Watch watch(task);
       bool isWhole = false;
       result.counts = rows::compareRows(source, target, plan.pairing, watch, isWhole);
       result.ended = isWhole ? KeyedEnd::whole : KeyedEnd::notReached;
@@ -245,6 +321,20 @@ class Comparison {
     } catch (const std::runtime_error& error) {
       fail(result, error.what());
     }
+  }
+
+  // False where a side cannot begin there.
+  static bool setBegin(const rows::TablePlan& plan, std::string_view cell,
+                       std::array<RowWish, 2>& wishes) {
+    std::u16string storage;
+    const ado::Value value = rows::valueOf(rows::takeCell(cell), storage);
+    for (const std::size_t side : {0U, 1U}) {
+      if (!plan.selects[side].cut) return false;
+      const rows::Literal literal = rows::literalOf(value, plan.selects[side].cut->literal);
+      if (!literal.isWritten()) return false;
+      wishes[side].begin = literal.text;
+    }
+    return true;
   }
 
   // Failures after a stop was requested are none of the server's.
@@ -260,6 +350,7 @@ class Comparison {
   std::stop_token stop_;
   CaseMode mode_;
   RowWish wish_;
+  std::optional<ResumeFile> resume_;
   std::set<std::size_t> used_;  // patterns
   std::vector<Pair> pairs_;
   std::vector<KeyedTable> lonely_, results_;

@@ -26,7 +26,9 @@ struct KeyedRequest {
   std::size_t shown = 0;                     // rows of each table
   std::optional<std::string> trace;
   std::optional<rows::RangePace> ranges;
-  std::vector<RowSink*> sinks;  // all of which get the rows that differ
+  std::optional<std::string> resume;  // the file that says how far it came
+  std::string comparison;             // what that file knows it by
+  std::vector<RowSink*> sinks;        // all of which get the rows that differ
 };
 
 // Throws CommandError for patterns and keys that match no table or no column.

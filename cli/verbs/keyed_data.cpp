@@ -36,8 +36,10 @@ class ConnectedRows final : public RowSide {
                         const RowWish& wish) override {
     return [&, side]() -> std::unique_ptr<rows::RowSource> {
       const rows::Select& select = plan.selects[side];
-      if (wish.ranges && select.cut) return rows::openRanges(connection_, select, *wish.ranges);
-      return rows::openStatement(connection_, select.text(), plan.columns.size());
+      if (wish.ranges && select.cut)
+        return rows::openRanges(connection_, select, *wish.ranges, wish.begin);
+      const std::string range = wish.begin.empty() ? "" : select.cut->column + " >= " + wish.begin;
+      return rows::openStatement(connection_, select.text(range), plan.columns.size());
     };
   }
   void cancel() noexcept override { side_.cancel(); }

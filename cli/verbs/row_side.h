@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "inventory/records.h"
 #include "rows/ranged_rows.h"
@@ -17,6 +18,8 @@ namespace kelvane::cli {
 // How rows are to be read, where a side can.
 struct RowWish {
   std::optional<rows::RangePace> ranges = {};  // none: with one statement
+  // The literal of the first value of the select's cut, which it has then; empty: all rows.
+  std::string begin = {};
 };
 
 class RowSide {

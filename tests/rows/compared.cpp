@@ -116,29 +116,120 @@ std::string joined(const TextRow& row) {
   return text;
 }
 
+class Comparer {
+ public:
+  explicit Comparer(const TwoTables& tables)
+      : tables_(tables),
+        source_(tables.source, tables.release),
+        target_(tables.target, tables.release),
+        plan_(planOf(source_.table(), target_.table(), tables.options)) {
+    plan_.pairing.mostBytes = tables.mostBytes;
+    plan_.pairing.rowsBetweenCalls = 1;
+  }
+
+  const TablePlan& plan() const { return plan_; }
+
+  RowCounts run(RowObserver& observer, std::string_view begin = {}) {
+    RowStream one(opened(source_, 0, begin), plan_.layout());
+    RowStream other(opened(target_, 1, begin), plan_.layout());
+    bool isWhole = false;
+    const RowCounts counts = compareRows(one, other, plan_.pairing, observer, isWhole);
+    EXPECT_TRUE(isWhole);
+    return counts;
+  }
+
+ private:
+  OpenRows opened(OpenSide& side, std::size_t at, std::string_view begin) {
+    const Select& select = plan_.selects[at];
+    std::string literal;
+    if (!begin.empty()) {
+      std::u16string storage;
+      literal = literalOf(valueOf(takeCell(begin), storage), select.cut->literal).text;
+    }
+    return [&, literal]() -> std::unique_ptr<RowSource> {
+      if (tables_.rangeRows > 0 && select.cut)
+        return openRanges(*side.connection, select, pace_, literal);
+      return openStatement(
+          *side.connection,
+          select.text(literal.empty() ? "" : select.cut->column + " >= " + literal),
+          plan_.columns.size());
+    };
+  }
+
+  const TwoTables& tables_;
+  OpenSide source_, target_;
+  TablePlan plan_;
+  RangePace pace_{.firstRows = tables_.rangeRows, .leastRows = tables_.rangeRows};
+};
+
+Compared resultOf(const TablePlan& plan, const RowCounts& counts,
+                  std::vector<std::string> differences) {
+  std::ranges::sort(differences);
+  return {plan.key + (plan.pairing.isOrdered ? ", in order" : "") +
+              (plan.pairing.isUnique ? "" : ", not unique"),
+          shown(counts, namesOf(plan)), std::move(differences)};
+}
+
+/// Remembers each place with what was found before it.
+class PlacesObserver final : public RowObserver {
+ public:
+  struct Place {
+    std::string begin;
+    RowCounts counts;
+    std::vector<std::string> differences;
+  };
+
+  explicit PlacesObserver(const TablePlan& plan) : found_(plan) {}
+  void rowsDiffer(const DifferingRows& rows) override { found_.rowsDiffer(rows); }
+  bool goesOn(const RowCounts&) override { return true; }
+  bool wantsPlace() override { return true; }
+  void isAt(std::string_view firstCell, const RowCounts& counts) override {
+    std::string_view rest = firstCell;
+    if (takeCell(rest).kind == CellKind::null) return;
+    places.push_back({std::string(firstCell), counts, found_.differences});
+  }
+
+  std::vector<Place> places;
+
+ private:
+  Observer found_;
+};
+
+void add(const RowCounts& more, RowCounts& counts) {
+  for (const std::size_t side : {0U, 1U}) {
+    counts.rows[side] += more.rows[side];
+    counts.alone[side] += more.alone[side];
+  }
+  counts.equal += more.equal;
+  counts.changed += more.changed;
+  for (std::size_t at = 0; at < more.changedValues.size(); ++at)
+    counts.changedValues[at] += more.changedValues[at];
+}
+
 }  // namespace
 
 Compared compared(const TwoTables& tables) {
-  OpenSide source(tables.source, tables.release), target(tables.target, tables.release);
-  TablePlan plan = planOf(source.table(), target.table(), tables.options);
-  plan.pairing.mostBytes = tables.mostBytes;
-  const RangePace pace{.firstRows = tables.rangeRows, .leastRows = tables.rangeRows};
-  const auto opened = [&](OpenSide& side, std::size_t at) {
-    return [&, at]() -> std::unique_ptr<RowSource> {
-      const Select& select = plan.selects[at];
-      if (tables.rangeRows > 0 && select.cut) return openRanges(*side.connection, select, pace);
-      return openStatement(*side.connection, select.text(), plan.columns.size());
-    };
-  };
-  RowStream one(opened(source, 0), plan.layout()), other(opened(target, 1), plan.layout());
-  Observer observer(plan);
-  bool isWhole = false;
-  const RowCounts counts = compareRows(one, other, plan.pairing, observer, isWhole);
-  EXPECT_TRUE(isWhole);
-  std::ranges::sort(observer.differences);
-  return {plan.key + (plan.pairing.isOrdered ? ", in order" : "") +
-              (plan.pairing.isUnique ? "" : ", not unique"),
-          shown(counts, namesOf(plan)), observer.differences};
+  Comparer comparer(tables);
+  Observer observer(comparer.plan());
+  const RowCounts counts = comparer.run(observer);
+  return resultOf(comparer.plan(), counts, observer.differences);
+}
+
+std::vector<Compared> comparedInTwoParts(const TwoTables& tables) {
+  Comparer comparer(tables);
+  if (!comparer.plan().selects[0].cut || !comparer.plan().selects[1].cut) return {};
+  PlacesObserver observer(comparer.plan());
+  const RowCounts whole = comparer.run(observer);
+  std::vector<Compared> results;
+  for (PlacesObserver::Place& place : observer.places) {
+    Observer rest(comparer.plan());
+    add(comparer.run(rest, place.begin), place.counts);
+    EXPECT_EQ(place.counts.rows, whole.rows);
+    place.differences.insert(place.differences.end(), rest.differences.begin(),
+                             rest.differences.end());
+    results.push_back(resultOf(comparer.plan(), place.counts, place.differences));
+  }
+  return results;
 }
 
 Compared naivelyCompared(const TwoTables& tables) {

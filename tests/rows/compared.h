@@ -28,6 +28,10 @@ struct Compared {
 
 Compared compared(const TwoTables& tables);
 
+/// Stops at each place that a comparison tells, goes on from there, and puts both parts together.
+/// Nothing for tables that cannot be cut.
+std::vector<Compared> comparedInTwoParts(const TwoTables& tables);
+
 /// Pairs each row with each other one. `keyColumns`: as many first columns of the select list that
 /// compared() used.
 Compared naivelyCompared(const TwoTables& tables);

@@ -1,0 +1,31 @@
+// How a comparison of rows that takes long is to go: as the command line says it.
+//
+// Lifetime: plain values. Threading: free functions without state.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "cli/words/arguments.h"
+#include "rows/ranged_rows.h"
+
+namespace kelvane::cli {
+
+struct PaceOptions {
+  std::optional<rows::RangePace> ranges;  // none: one statement a table
+  std::optional<std::string> resume;
+};
+
+inline constexpr std::string_view kResume = "--resume";
+
+OptionFamily paceOptionFamily();
+
+// Whether one of them is on the command line itself; its name, else empty.
+std::string_view givenPaceOption(const Arguments& arguments);
+
+// Throws UsageError.
+PaceOptions paceOptionsOf(const Arguments& arguments);
+
+}  // namespace kelvane::cli
