@@ -19,7 +19,9 @@
 #include "cli/verbs/data_report.h"
 #include "cli/verbs/keyed_data.h"
 #include "cli/verbs/listing.h"
+#include "cli/verbs/row_script.h"
 #include "cli/words/overwriting.h"
+#include "cli/words/row_script_request.h"
 #include "cli/words/two_sides.h"
 #include "inventory/name_pattern.h"
 #include "model/text.h"
@@ -79,6 +81,7 @@ struct DataRequest {
   std::optional<std::size_t> shown;
   ListingFormat format = ListingFormat::text;
   std::optional<std::string> trace;
+  std::optional<RowScriptRequest> script = {};
 };
 
 std::map<std::string, std::vector<std::string>> keysOf(const Arguments& arguments) {
@@ -107,6 +110,10 @@ DataRequest parseData(const Arguments& arguments) {
   if (arguments.isGiven(kKey) && arguments.has(kByPosition))
     throw UsageError(std::string(kKey) + " and " + std::string(kByPosition) +
                      " exclude each other");
+  request.script = rowScriptRequest(arguments);
+  if (request.script && arguments.has(kByPosition))
+    throw UsageError(std::string(kRowScript) + " and " + std::string(kByPosition) +
+                     " exclude each other");
   request.keys = keysOf(arguments);
   for (const std::string& pattern : arguments.values(kTable))
     request.patterns.push_back(toUtf16(pattern));
@@ -116,7 +123,7 @@ DataRequest parseData(const Arguments& arguments) {
       throw UsageError("'" + request.sides.shown[side] +
                        "' is a snapshot and contains no rows; name the database instead");
   }
-  refuseOverwriting(arguments, request.sides.places, {.written = {kTrace}});
+  refuseOverwriting(arguments, request.sides.places, {.written = {kTrace, kRowScript}});
   return request;
 }
 
@@ -394,7 +401,11 @@ ExitStatus write(Report report, const DataRequest& request,
 }  // namespace
 
 std::vector<OptionFamily> dataOptions() {
-  return {twoSidesOptions(), {"Tables", kTables}, {"Reports", kReports}, readingOptions()};
+  return {twoSidesOptions(),
+          {"Tables", kTables},
+          {"Reports", kReports},
+          {"The script", rowScriptOptions()},
+          readingOptions()};
 }
 
 ExitStatus runData(const Arguments& arguments, const Console& console, const OpenSide& open) {
@@ -409,7 +420,15 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
   keyed.keys = request.keys;
   keyed.shown = request.shown.value_or(kShownRows);
   keyed.trace = request.trace;
-  return write(compareByKey(keyed, sides, request.sides.shown, console), request, sides, console);
+  std::optional<RowScript> script;
+  if (request.script) {
+    keyed.sinks.push_back(&script.emplace(*request.script, request.sides.shown));
+    keyed.readsConstraints = true;
+  }
+  KeyedReport report = compareByKey(keyed, sides, request.sides.shown, console);
+  const ExitStatus written = script ? script->write(console) : kNoDifference;
+  const ExitStatus status = write(std::move(report), request, sides, console);
+  return written == kNoDifference || status == kError ? status : written;
 }
 
 }  // namespace kelvane::cli

@@ -25,7 +25,8 @@ struct KeyedRequest {
   rows::PlanOptions comparing = {};                      // but for the key
   std::size_t shown = 0;                                 // rows of each table
   std::optional<std::string> trace;
-  std::vector<RowSink*> sinks;  // all of which get the rows that differ
+  bool readsConstraints = false;  // besides tables and types, what tables need to be made again
+  std::vector<RowSink*> sinks;    // all of which get the rows that differ
 };
 
 // Throws CommandError for patterns and keys that match no table.
