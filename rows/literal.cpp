@@ -150,9 +150,10 @@ class TextLiteral {
         return obstacle("the server's character set may not have the character '" +
                         toUtf8(text.substr(at, isPair ? 2 : 1)) + "'");
       }
-      if (text_.size() > column_.longest) return obstacle("it is too long for a literal");
+      if (text_.size() > column_.longest) break;
     }
     close();
+    if (text_.size() > column_.longest) return obstacle("it is too long for a literal");
     return {std::move(text_), {}};
   }
 

@@ -66,14 +66,6 @@ Family familyOf(const DataType& type) {
 
 bool isNumber(Family family) { return family <= Family::approximate; }
 
-/// What a user-defined type is stored as.
-DataType storedType(const Database& database, const DataType& type) {
-  const auto found = std::ranges::find_if(database.types, [&](const UserType& one) {
-    return one.name.name == type.name && (type.owner->empty() || one.name.owner == *type.owner);
-  });
-  return found == database.types.end() ? type : found->base.type;
-}
-
 bool isPadded(const DataType& type) {
   return type.name == "char" || type.name == "nchar" || type.name == "unichar";
 }
@@ -355,6 +347,13 @@ class TablePlanner {
 };
 
 }  // namespace
+
+DataType storedType(const Database& database, const DataType& type) {
+  const auto found = std::ranges::find_if(database.types, [&](const UserType& one) {
+    return one.name.name == type.name && (type.owner->empty() || one.name.owner == *type.owner);
+  });
+  return found == database.types.end() ? type : found->base.type;
+}
 
 std::string Select::where(std::string_view range) const {
   std::string text;

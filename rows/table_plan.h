@@ -73,6 +73,10 @@ struct PlannedTable {
   const inventory::Table& table;
 };
 
+/// What a user-defined type is stored as.
+inventory::DataType storedType(const inventory::Database& database,
+                               const inventory::DataType& type);
+
 /// Says what is wrong with a key that was asked for, or why there is nothing to compare.
 class UnusableTable : public std::runtime_error {
  public:

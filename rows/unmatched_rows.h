@@ -9,13 +9,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "rows/row_stream.h"
+#include "rows/unnamed_file.h"
 
 namespace kelvane::rows {
 
@@ -49,10 +49,6 @@ class UnmatchedRows {
   std::int64_t settle(const std::function<void(const DifferingRows&)>& show);
 
  private:
-  struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-  using File = std::unique_ptr<std::FILE, CloseFile>;
   static constexpr std::size_t kFiles = 16;
 
   /// Equal rows of one side.
@@ -76,7 +72,7 @@ class UnmatchedRows {
   std::string namesake_;
   std::unordered_multimap<std::uint64_t, Kept> rows_;  // by the hash of their keys
   std::size_t bytes_ = 0;
-  std::array<File, kFiles> files_;
+  std::array<UnnamedFile, kFiles> files_;
   unsigned depth_ = 0;  // files of files
 };
 

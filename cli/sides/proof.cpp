@@ -8,9 +8,7 @@
 #include "inventory/read/reader.h"
 
 namespace kelvane::cli {
-namespace {
-
-std::optional<embedded::Release> releaseOf(std::optional<inventory::TargetRelease> release) {
+std::optional<embedded::Release> embeddedRelease(std::optional<inventory::TargetRelease> release) {
   if (!release) return std::nullopt;
   switch (*release) {
     case inventory::TargetRelease::ase125:
@@ -23,12 +21,10 @@ std::optional<embedded::Release> releaseOf(std::optional<inventory::TargetReleas
   return std::nullopt;
 }
 
-}  // namespace
-
 Proof prove(const Trial& trial) {
   Proof proof;
   embedded::CatalogOptions options;
-  options.release = releaseOf(trial.release);
+  options.release = embeddedRelease(trial.release);
   embedded::EmbeddedCatalog catalog(options);
   const auto load = [&](const char* name, const std::string& text, const char* failed) {
     // A script without a statement is an error.

@@ -9,11 +9,15 @@
 #include <vector>
 
 #include "change_script/steps.h"
+#include "drivers/embedded/options.h"
 #include "inventory/compare/changes.h"
 #include "inventory/ddl/ddl.h"
 #include "inventory/records.h"
 
 namespace kelvane::cli {
+
+// The release of a catalog that stands for such a server.
+std::optional<embedded::Release> embeddedRelease(std::optional<inventory::TargetRelease> release);
 
 struct Trial {
   const inventory::Database& target;

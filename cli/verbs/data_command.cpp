@@ -20,9 +20,11 @@
 #include "cli/verbs/data_report.h"
 #include "cli/verbs/keyed_data.h"
 #include "cli/verbs/listing.h"
+#include "cli/verbs/row_script.h"
 #include "cli/words/overwriting.h"
 #include "cli/words/pace_options.h"
 #include "cli/words/row_options.h"
+#include "cli/words/row_script_request.h"
 #include "cli/words/two_sides.h"
 #include "inventory/name_pattern.h"
 #include "model/text.h"
@@ -82,6 +84,7 @@ struct DataRequest {
   std::optional<std::size_t> shown;
   ListingFormat format = ListingFormat::text;
   std::optional<std::string> trace;
+  std::optional<RowScriptRequest> script = {};
 };
 
 DataRequest parseData(const Arguments& arguments) {
@@ -99,6 +102,14 @@ DataRequest parseData(const Arguments& arguments) {
   request.pace = paceOptionsOf(arguments);
   request.rows = rowOptionsOf(arguments);
   request.rowOptions = rowOptionsInEffect(arguments);
+  request.script = rowScriptRequest(arguments);
+  if (request.script && arguments.has(kByPosition))
+    throw UsageError(std::string(kRowScript) + " and " + std::string(kByPosition) +
+                     " exclude each other");
+  // What was compared by another run is not compared again.
+  if (request.script && request.pace.resume)
+    throw UsageError(std::string(kRowScript) + " and " + std::string(kResume) +
+                     " exclude each other");
   for (const std::string& pattern : arguments.values(kTable))
     request.patterns.push_back(toUtf16(pattern));
   if (const auto shown = number(arguments, kShow)) request.shown = static_cast<std::size_t>(*shown);
@@ -107,7 +118,7 @@ DataRequest parseData(const Arguments& arguments) {
       throw UsageError("'" + request.sides.shown[side] +
                        "' is a snapshot and contains no rows; name the database instead");
   }
-  refuseOverwriting(arguments, request.sides.places, {.written = {kTrace, kResume}});
+  refuseOverwriting(arguments, request.sides.places, {.written = {kTrace, kResume, kRowScript}});
   return request;
 }
 
@@ -394,7 +405,8 @@ ExitStatus write(Report report, const DataRequest& request,
 
 std::vector<OptionFamily> dataOptions() {
   return {twoSidesOptions(),  {"Tables", kTables},   rowOptionFamily(),
-          paceOptionFamily(), {"Reports", kReports}, readingOptions()};
+          paceOptionFamily(), {"Reports", kReports}, {"The script", rowScriptOptions()},
+          readingOptions()};
 }
 
 ExitStatus runData(const Arguments& arguments, const Console& console, const OpenSide& open) {
@@ -413,12 +425,18 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
   keyed.comparison = comparisonOf(request);
   keyed.shown = request.shown.value_or(kShownRows);
   keyed.trace = request.trace;
-  const ExitStatus status =
-      write(compareByKey(keyed, sides, request.sides.shown, console), request, sides, console);
+  std::optional<RowScript> script;
+  if (request.script) {
+    keyed.sinks.push_back(&script.emplace(*request.script, request.sides.shown));
+    keyed.readsConstraints = true;
+  }
+  KeyedReport report = compareByKey(keyed, sides, request.sides.shown, console);
+  const ExitStatus written = script ? script->write(console) : kNoDifference;
+  const ExitStatus status = write(std::move(report), request, sides, console);
   if (keyed.resume && std::filesystem::exists(*keyed.resume))
     console.complain("'" + *keyed.resume +
                      "' has what was compared: the same command goes on from there");
-  return status;
+  return written == kNoDifference || status == kError ? status : written;
 }
 
 }  // namespace kelvane::cli

@@ -132,6 +132,7 @@ class Comparison {
     for (const Pair& pair : pairs_)
       expected.push_back({toUtf16(pair.name), pair.tables[0]->rowCount});
     DataProgress progress(line, std::move(expected));
+    for (RowSink* sink : request_.sinks) sink->comparisonBegins(sides_);
     results_.resize(pairs_.size());
     for (std::size_t at = 0; at < pairs_.size(); ++at) {
       results_[at].name = pairs_[at].name;
@@ -141,6 +142,7 @@ class Comparison {
     }
     if (resume_ && std::ranges::all_of(results_, &KeyedTable::isCompared)) resume_->remove();
     addLonelyTables();
+    for (RowSink* sink : request_.sinks) sink->comparisonEnds(results_);
     return std::move(results_);
   }
 

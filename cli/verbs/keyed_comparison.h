@@ -28,6 +28,7 @@ struct KeyedRequest {
   std::optional<rows::RangePace> ranges;
   std::optional<std::string> resume;  // the file that says how far it came
   std::string comparison;             // what that file knows it by
+  bool readsConstraints = false;      // besides tables and types, what makes tables again needs
   std::vector<RowSink*> sinks;        // all of which get the rows that differ
 };
 

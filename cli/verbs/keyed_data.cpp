@@ -89,8 +89,10 @@ KeyedReport compareByKey(const KeyedRequest& request, std::span<const std::uniqu
   {
     const Interruption interruption = interruptionOf(sides, line);
     const ReadingWish wish{
-        .rowCounts = line.isShown(), .trace = {}, .kinds = [](inventory::Kind kind) {
-          return kind == inventory::Kind::table || kind == inventory::Kind::type;
+        .rowCounts = line.isShown(), .trace = {}, .kinds = [&](inventory::Kind kind) {
+          using enum inventory::Kind;
+          const bool isNeeded = kind == rule || kind == defaultObject || kind == user;
+          return kind == table || kind == type || (isNeeded && request.readsConstraints);
         }};
     const std::vector<DatabaseReading> readings = forEachSide(
         2, traceFile ? Pace::InTurn : Pace::Together, line, [&](std::size_t side, std::ostream&) {

@@ -22,6 +22,8 @@ struct RowWish {
   std::string begin = {};
 };
 
+inline const RowWish kAllRows;
+
 class RowSide {
  public:
   virtual ~RowSide() = default;
@@ -31,7 +33,7 @@ class RowSide {
   // The rows of a table, with the columns of the plan, of which this is source (0) or target (1).
   // The plan and the wish outlive them.
   virtual rows::OpenRows rowsOf(const rows::TablePlan& plan, std::size_t side,
-                                const RowWish& wish) = 0;
+                                const RowWish& wish = kAllRows) = 0;
   // Ends what is being waited for. Any thread may call it.
   virtual void cancel() noexcept = 0;
   // Whether nothing more can be read.

@@ -1,0 +1,73 @@
+#include "cli/words/row_script_request.h"
+
+#include <algorithm>
+#include <charconv>
+#include <sstream>
+
+#include "change_script/steps.h"
+#include "cli/words/side_arguments.h"
+
+namespace kelvane::cli {
+namespace {
+
+constexpr std::string_view kDelete = "delete";
+
+constexpr auto kOptions = std::to_array<Option>({
+    {kRowAllow, kDangerWord, "with --script: delete, rows that are only in the target go"},
+    {kRowBatch, kNumber, "with --script: rows of a transaction; default: 100"},
+    {kRowNoProof, "", "with --script, do not try the script on a copy of the target"},
+    {kRowScript, kFile, "also write T-SQL that makes the rows of the target like the source's"},
+});
+
+bool allowsDelete(const Arguments& arguments) {
+  bool allows = false;
+  for (const std::string& list : arguments.values(kRowAllow)) {
+    std::istringstream words(list);
+    for (std::string word; std::getline(words, word, ',');) {
+      allows = allows || word == kDelete;
+      // A file may say the others for other commands.
+      const bool isOfOthers = !arguments.isGiven(kRowAllow) &&
+                              std::ranges::any_of(change_script::kDangers, [&](const auto& row) {
+                                return word.starts_with(row.word);
+                              });
+      if (word != kDelete && !isOfOthers)
+        throw UsageError(arguments.called(kRowAllow) + " takes delete, not '" + word + "'");
+    }
+  }
+  return allows;
+}
+
+std::size_t batchRows(const Arguments& arguments, std::size_t unlessSaid) {
+  const auto value = arguments.value(kRowBatch);
+  if (!value) return unlessSaid;
+  constexpr std::size_t kMost = 100'000;
+  std::size_t rows = 0;
+  const char* const end = value->data() + value->size();
+  const auto [stop, error] = std::from_chars(value->data(), end, rows);
+  if (error != std::errc() || stop != end || rows == 0 || rows > kMost)
+    throw UsageError(arguments.called(kRowBatch) + " takes a number from 1 to " +
+                     std::to_string(kMost) + ", not '" + *value + "'");
+  return rows;
+}
+
+}  // namespace
+
+std::span<const Option> rowScriptOptions() { return kOptions; }
+
+std::optional<RowScriptRequest> rowScriptRequest(const Arguments& arguments) {
+  const auto path = arguments.value(kRowScript);
+  if (!path) {
+    for (const std::string_view option : {kRowAllow, kRowBatch, kRowNoProof}) {
+      if (arguments.isGiven(option)) throw UsageError(std::string(option) + " needs --script");
+    }
+    return std::nullopt;
+  }
+  RowScriptRequest request{.path = *path};
+  request.allowsDelete = allowsDelete(arguments);
+  request.batchRows = batchRows(arguments, request.batchRows);
+  request.release = askedRelease(arguments);
+  request.isTried = !arguments.has(kRowNoProof);
+  return request;
+}
+
+}  // namespace kelvane::cli
