@@ -1,5 +1,6 @@
 #include "rows/compare_rows.h"
 
+#include <algorithm>
 #include <compare>
 #include <stdexcept>
 #include <string>
@@ -186,6 +187,23 @@ class Comparison {
 };
 
 }  // namespace
+
+void RowCounts::add(const RowCounts& more) { replace({}, more); }
+
+void RowCounts::replace(const RowCounts& were, const RowCounts& are) {
+  for (const std::size_t side : {0U, 1U}) {
+    rows[side] += are.rows[side] - were.rows[side];
+    alone[side] += are.alone[side] - were.alone[side];
+  }
+  equal += are.equal - were.equal;
+  changed += are.changed - were.changed;
+  changedValues.resize(
+      std::max({changedValues.size(), were.changedValues.size(), are.changedValues.size()}));
+  for (std::size_t at = 0; at < were.changedValues.size(); ++at)
+    changedValues[at] -= were.changedValues[at];
+  for (std::size_t at = 0; at < are.changedValues.size(); ++at)
+    changedValues[at] += are.changedValues[at];
+}
 
 RowCounts compareRows(RowStream& source, RowStream& target, const Pairing& pairing,
                       RowObserver& observer, bool& isWhole) {

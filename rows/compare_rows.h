@@ -36,6 +36,9 @@ struct RowCounts {
   std::vector<std::int64_t> changedValues = {};  ///< by column
 
   bool differ() const { return changed > 0 || alone[0] > 0 || alone[1] > 0; }
+  void add(const RowCounts& more);
+  /// Counts rows that were counted as `were` as `are`.
+  void replace(const RowCounts& were, const RowCounts& are);
 };
 
 class RowObserver {

@@ -313,7 +313,20 @@ class TablePlanner {
     if (!plan_.hasKey()) return select;
     select.ordered = plan_.pairing.keyColumns;
     select.cut = cutOf(side, select.columns.front());
+    for (std::size_t at = 0; at < select.ordered; ++at) {
+      // A literal of the precision of real is none: it is a float.
+      if (familyOf(typeOf(side, *pairs_[at][side])) == Family::single) {
+        select.keyLiterals.clear();
+        break;
+      }
+      select.keyLiterals.push_back(literalColumnOf(side, *pairs_[at][side]));
+    }
     return select;
+  }
+
+  LiteralColumn literalColumnOf(std::size_t side, const Column& column) const {
+    const Server& server = sides_[side]->database.server;
+    return {typeOf(side, column), characterSetOf(server.characterSet), TextUnit::bytes};
   }
 
   std::optional<Cut> cutOf(std::size_t side, const std::string& quotedName) const {
@@ -323,10 +336,7 @@ class TablePlanner {
     const bool isExact = family == Family::exact || family == Family::moment ||
                          family == Family::text || family == Family::bytes;
     if (!isExact || !beginsIndex(sides_[side]->table, column.name)) return std::nullopt;
-    const Server& server = sides_[side]->database.server;
-    return Cut{quotedName,
-               inventory::shown(type),
-               {type, characterSetOf(server.characterSet), TextUnit::bytes},
+    return Cut{quotedName, inventory::shown(type), literalColumnOf(side, column),
                column.type.nullable};
   }
 
@@ -395,6 +405,26 @@ std::vector<Cell> TablePlan::cellsOf(std::string_view row) const {
   }
   cells.resize(std::min(cells.size(), columns.size()));
   return cells;
+}
+
+std::optional<std::string> TablePlan::keyCondition(std::size_t side, std::string_view row) const {
+  const Select& select = selects[side];
+  if (select.keyLiterals.empty()) return std::nullopt;
+  std::string text;
+  for (std::size_t at = 0; at < select.keyLiterals.size(); ++at) {
+    if (columns[at].leniency.folds()) return std::nullopt;
+    const Cell cell = takeCell(row);
+    text += (text.empty() ? "(" : " and ") + select.columns[at];
+    if (cell.kind == CellKind::null) {
+      text += " is null";
+      continue;
+    }
+    std::u16string storage;
+    const Literal literal = literalOf(valueOf(cell, storage), select.keyLiterals[at]);
+    if (!literal.isWritten()) return std::nullopt;
+    text += " = " + literal.text;
+  }
+  return text + ")";
 }
 
 std::vector<std::size_t> TablePlan::changedColumns(std::string_view source,

@@ -40,6 +40,8 @@ struct Select {
   std::size_t ordered = 0;           ///< how many of them it is ordered by
   bool needsQuotedIdentifier = false;
   std::optional<Cut> cut = {};
+  /// Of the columns of the key, where rows can be asked for by the values of all of them.
+  std::vector<LiteralColumn> keyLiterals = {};
 
   /// " from TABLE"
   std::string from() const { return " from " + table; }
@@ -63,6 +65,8 @@ struct TablePlan {
   RowLayout layout() const;
   /// The values of a packed row as they were read, one for each of the columns.
   std::vector<Cell> cellsOf(std::string_view row) const;
+  /// The condition that a side's rows have the key of a packed one; none where it cannot be asked.
+  std::optional<std::string> keyCondition(std::size_t side, std::string_view row) const;
   /// Of two packed rows, but for what does not count; 0-based.
   std::vector<std::size_t> changedColumns(std::string_view source, std::string_view target) const;
 };

@@ -421,6 +421,7 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
   keyed.rows = request.rows;
   keyed.optionsInEffect = request.rowOptions;
   keyed.ranges = request.pace.ranges;
+  keyed.secondLook = request.pace.secondLook;
   keyed.resume = request.pace.resume;
   keyed.comparison = comparisonOf(request);
   keyed.shown = request.shown.value_or(kShownRows);

@@ -3,90 +3,50 @@
 #include <algorithm>
 #include <chrono>
 #include <compare>
-#include <map>
-#include <set>
+#include <deque>
 #include <string_view>
+#include <thread>
 #include <utility>
 
 #include "cli/verbs/data_progress.h"
+#include "cli/verbs/paired_tables.h"
 #include "cli/verbs/resume_file.h"
-#include "inventory/name_pattern.h"
+#include "cli/verbs/second_look.h"
 #include "model/text.h"
 
 namespace kelvane::cli {
 namespace {
 
-using inventory::Database;
-using inventory::Table;
-
-// What a table is called: that of dbo without its owner.
-std::string shownName(const Table& table) {
-  return table.name.owner == "dbo" ? table.name.name : table.name.owner + "." + table.name.name;
-}
+using Clock = std::chrono::steady_clock;
 
 // A table whose rows are being compared.
 struct Task {
   KeyedTable& table;
   const KeyedRequest& request;
-  DataProgress& progress;
-  std::stop_token stop;
-  ResumeFile* resume;  // null: nobody wants to know how far it came
-  TableState state;    // what was known before
-};
+  ResumeFile* resume = nullptr;  // null: nobody wants to know how far it came
+  TableState state = {};         // what was known before
+  SecondLook* later = nullptr;   // null: what differs is told at once
+  SecondLook::Rows kept = {};
 
-void add(const rows::RowCounts& more, rows::RowCounts& counts) {
-  for (const std::size_t side : {0U, 1U}) {
-    counts.rows[side] += more.rows[side];
-    counts.alone[side] += more.alone[side];
+  void begin() const {
+    for (RowSink* sink : request.sinks) sink->tableBegins(table);
   }
-  counts.equal += more.equal;
-  counts.changed += more.changed;
-  counts.changedValues.resize(std::max(counts.changedValues.size(), more.changedValues.size()));
-  for (std::size_t at = 0; at < more.changedValues.size(); ++at)
-    counts.changedValues[at] += more.changedValues[at];
-}
-
-// Keeps the rows with the smallest keys, and tells how far the comparison is.
-class Watch final : public rows::RowObserver {
- public:
-  explicit Watch(Task& task) : task_(task) {}
-
-  void rowsDiffer(const rows::DifferingRows& rows) override {
-    for (RowSink* sink : task_.request.sinks) sink->rowsDiffer(task_.table, rows);
+  void end() const {
+    for (RowSink* sink : request.sinks) sink->tableEnds(table);
+  }
+  void tell(const rows::DifferingRows& rows) {
+    for (RowSink* sink : request.sinks) sink->rowsDiffer(table, rows);
     keepSample(rows);
-  }
-  bool goesOn(const rows::RowCounts& counts) override {
-    const std::int64_t passed = std::max(counts.rows[0], counts.rows[1]);
-    task_.progress.rowsPassed(passed - passed_);
-    passed_ = passed;
-    return !task_.stop.stop_requested();
-  }
-  bool wantsPlace() override {
-    constexpr std::chrono::milliseconds kBetween(500);
-    return task_.resume != nullptr && Clock::now() - kept_ > kBetween;
-  }
-  void isAt(std::string_view firstCell, const rows::RowCounts& counts) override {
-    std::string_view rest = firstCell;
-    if (rows::takeCell(rest).kind != rows::CellKind::null) keep(firstCell, counts);
   }
 
  private:
-  using Clock = std::chrono::steady_clock;
-
-  void keep(std::string_view begin, const rows::RowCounts& counts) {
-    TableState state{task_.state.plan, false, std::string(begin), task_.state.counts,
-                     task_.table.samples};
-    add(counts, state.counts);
-    task_.resume->keep(task_.table.name, std::move(state));
-    kept_ = Clock::now();
-  }
-
+  // The rows with the smallest keys.
   void keepSample(const rows::DifferingRows& rows) {
-    const std::size_t most = task_.request.shown;
+    const std::size_t most = request.shown;
     if (most == 0) return;
     const std::string_view key =
         (rows.source.empty() ? rows.target : rows.source).substr(0, rows.keySize);
-    std::vector<RowSample>& samples = task_.table.samples;
+    std::vector<RowSample>& samples = table.samples;
     const auto isBehind = [&](const RowSample& kept) {
       return std::is_lt(rows::orderOf(key, kept.key()));
     };
@@ -95,10 +55,58 @@ class Watch final : public rows::RowObserver {
                    {{std::string(rows.source), std::string(rows.target)}, rows.keySize});
     if (samples.size() > most) samples.pop_back();
   }
+};
 
+// Tells of rows that differ, and how far the comparison is.
+class Watch final : public rows::RowObserver {
+ public:
+  Watch(Task& task, DataProgress& progress, const std::stop_token& stop)
+      : task_(task), progress_(progress), stop_(stop) {}
+
+  void rowsDiffer(const rows::DifferingRows& rows) override {
+    if (task_.later != nullptr)
+      task_.later->keep(task_.kept, rows);
+    else
+      task_.tell(rows);
+  }
+  bool goesOn(const rows::RowCounts& counts) override {
+    const std::int64_t passed = std::max(counts.rows[0], counts.rows[1]);
+    progress_.rowsPassed(passed - passed_);
+    passed_ = passed;
+    return !stop_.stop_requested();
+  }
+  bool wantsPlace() override {
+    constexpr std::chrono::milliseconds kBetween(500);
+    return task_.resume != nullptr && Clock::now() - kept_ > kBetween;
+  }
+  void isAt(std::string_view firstCell, const rows::RowCounts& counts) override {
+    std::string_view rest = firstCell;
+    if (rows::takeCell(rest).kind == rows::CellKind::null) return;
+    TableState state{task_.state.plan, false, std::string(firstCell), task_.state.counts,
+                     task_.table.samples};
+    state.counts.add(counts);
+    task_.resume->keep(task_.table.name, std::move(state));
+    kept_ = Clock::now();
+  }
+
+ private:
   Task& task_;
+  DataProgress& progress_;
+  const std::stop_token& stop_;
   std::int64_t passed_ = 0;
   Clock::time_point kept_ = Clock::now();
+};
+
+// Tells of rows that still differ.
+class SecondWatch final : public rows::RowObserver {
+ public:
+  SecondWatch(Task& task, const std::stop_token& stop) : task_(task), stop_(stop) {}
+  void rowsDiffer(const rows::DifferingRows& rows) override { task_.tell(rows); }
+  bool goesOn(const rows::RowCounts&) override { return !stop_.stop_requested(); }
+
+ private:
+  Task& task_;
+  const std::stop_token& stop_;
 };
 
 // What the rows of a table are compared by, for one who knows a part of the result.
@@ -110,6 +118,19 @@ std::string described(const rows::TablePlan& plan) {
   return text;
 }
 
+// False where a side cannot begin there.
+bool setBegin(const rows::TablePlan& plan, std::string_view cell, std::array<RowWish, 2>& wishes) {
+  std::u16string storage;
+  const ado::Value value = rows::valueOf(rows::takeCell(cell), storage);
+  for (const std::size_t side : {0U, 1U}) {
+    if (!plan.selects[side].cut) return false;
+    const rows::Literal literal = rows::literalOf(value, plan.selects[side].cut->literal);
+    if (!literal.isWritten()) return false;
+    wishes[side].begin = literal.text;
+  }
+  return true;
+}
+
 class Comparison {
  public:
   Comparison(const KeyedRequest& request, std::array<RowSide*, 2> sides, std::stop_token stop)
@@ -117,29 +138,29 @@ class Comparison {
         sides_(sides),
         databases_{&sides[0]->database(), &sides[1]->database()},
         stop_(std::move(stop)),
-        mode_(databases_[0]->server.ignoresCase && databases_[1]->server.ignoresCase
-                  ? CaseMode::ignore
-                  : CaseMode::exact),
-        wish_{request.ranges} {
+        wish_{request.ranges},
+        tables_(databases_, request.patterns, request.rows) {
     if (wish_.ranges) wish_.ranges->stop = stop_;
     if (request_.resume) resume_.emplace(*request_.resume, request_.comparison);
+    if (request_.secondLook) second_.emplace(sides_);
   }
 
   std::vector<KeyedTable> run(StatusLine& line) {
-    pairTables();
+    const std::vector<TablePair>& pairs = tables_.pairs();
     std::vector<ExpectedTable> expected;
-    expected.reserve(pairs_.size());
-    for (const Pair& pair : pairs_)
+    expected.reserve(pairs.size());
+    for (const TablePair& pair : pairs)
       expected.push_back({toUtf16(pair.name), pair.tables[0]->rowCount});
     DataProgress progress(line, std::move(expected));
     for (RowSink* sink : request_.sinks) sink->comparisonBegins(sides_);
-    results_.resize(pairs_.size());
-    for (std::size_t at = 0; at < pairs_.size(); ++at) {
-      results_[at].name = pairs_[at].name;
+    results_.resize(pairs.size());
+    for (std::size_t at = 0; at < pairs.size(); ++at) {
+      results_[at].name = pairs[at].name;
       if (isOver()) continue;
       progress.tableBegins(at);
-      compare(pairs_[at], results_[at], progress);
+      compare(pairs[at], results_[at], progress);
     }
+    if (second_) lookAgain(line);
     if (resume_ && std::ranges::all_of(results_, &KeyedTable::isCompared)) resume_->remove();
     addLonelyTables();
     for (RowSink* sink : request_.sinks) sink->comparisonEnds(results_);
@@ -147,146 +168,42 @@ class Comparison {
   }
 
  private:
-  struct Pair {
-    std::string name;
-    std::array<const Table*, 2> tables;
-  };
-  using Key = std::pair<std::u16string, std::u16string>;
-
   bool isOver() const {
     return stop_.stop_requested() || sides_[0]->isOver() || sides_[1]->isOver();
   }
 
-  Key keyOf(const Table& table) const {
-    const auto comparable = [&](const std::string& name) {
-      return mode_ == CaseMode::ignore ? foldCase(toUtf16(name)) : toUtf16(name);
-    };
-    return {comparable(table.name.owner), comparable(table.name.name)};
-  }
-
-  bool isWanted(const Table& table) {
-    bool isWanted = request_.patterns.empty();
-    for (std::size_t at = 0; at < request_.patterns.size(); ++at) {
-      if (!matches(table, request_.patterns[at])) continue;
-      isWanted = true;
-      used_.insert(at);
-    }
-    return isWanted;
-  }
-
-  void pairTables() {
-    std::map<Key, const Table*> targets;
-    for (const Table& table : databases_[1]->tables) {
-      if (isWanted(table)) targets.emplace(keyOf(table), &table);
-    }
-    for (const Table& table : databases_[0]->tables) {
-      if (!isWanted(table)) continue;
-      if (const auto found = targets.find(keyOf(table)); found != targets.end()) {
-        pairs_.push_back({shownName(table), {&table, found->second}});
-        targets.erase(found);
-      } else {
-        lonely_.push_back({.name = shownName(table), .ended = KeyedEnd::missingInTarget});
-      }
-    }
-    for (const auto& [key, table] : targets)
-      lonely_.push_back({.name = shownName(*table), .ended = KeyedEnd::missingInSource});
-    requireUse();
-    std::ranges::sort(pairs_, {}, &Pair::name);
-  }
-
-  // Of each pattern and each key.
-  void requireUse() const {
-    std::vector<std::string> unused;
-    for (std::size_t at = 0; at < request_.patterns.size(); ++at) {
-      if (!used_.contains(at))
-        unused.push_back("no table matches '" + toUtf8(request_.patterns[at]) + "'");
-    }
-    for (const auto& [name, columns] : request_.rows.keys) {
-      if (std::ranges::none_of(
-              pairs_, [&, wanted = &name](const Pair& pair) { return isNamed(pair, *wanted); }))
-        unused.push_back("--key " + name + ": there is no such table on both sides");
-    }
-    for (const auto& [tables, text] : request_.rows.conditions) {
-      if (std::ranges::none_of(pairs_, [&, wanted = &tables](const Pair& pair) {
-            return matches(*pair.tables[0], toUtf16(*wanted));
-          }))
-        unused.push_back("--where " + tables + ": no table on both sides matches");
-    }
-    for (const std::string& column : namedColumns()) {
-      if (!isSomeColumn(column)) unused.push_back("no column matches '" + column + "'");
-    }
-    if (!unused.empty()) throw CommandError(std::move(unused));
-  }
-
-  // As patterns.
-  std::vector<std::string> namedColumns() const {
-    const rows::PlanOptions& comparing = request_.rows.comparing;
-    std::vector<std::string> patterns = comparing.columns;
-    patterns.insert(patterns.end(), comparing.ignoredColumns.begin(),
-                    comparing.ignoredColumns.end());
-    for (const rows::Tolerance& tolerance : comparing.tolerances) {
-      if (!rows::isTypeName(tolerance.columns)) patterns.push_back(tolerance.columns);
-    }
-    return patterns;
-  }
-
-  bool isSomeColumn(const std::string& pattern) const {
-    return std::ranges::any_of(pairs_, [&](const Pair& pair) {
-      return std::ranges::any_of(pair.tables, [&](const Table* table) {
-        return std::ranges::any_of(table->columns, [&](const inventory::Column& column) {
-          return rows::matchesColumn(table->name, column.name, pattern);
-        });
-      });
-    });
-  }
-
-  static bool matches(const Table& table, std::u16string_view pattern) {
-    return pattern.empty() || inventory::matchesPattern(toUtf16(table.name.name), pattern) ||
-           inventory::matchesPattern(toUtf16(table.name.owner + "." + table.name.name), pattern);
-  }
-
-  rows::PlanOptions optionsFor(const Pair& pair) const {
-    rows::PlanOptions options = request_.rows.comparing;
-    for (const auto& [name, columns] : request_.rows.keys) {
-      if (isNamed(pair, name)) options.key = columns;
-    }
-    for (const auto& [tables, text] : request_.rows.conditions) {
-      if (!matches(*pair.tables[0], toUtf16(tables))) continue;
-      if (!options.condition.empty()) options.condition += "\n) and (";
-      options.condition += text;
-    }
-    return options;
-  }
-
-  static bool isNamed(const Pair& pair, const std::string& name) {
-    return pair.name == name ||
-           pair.tables[0]->name.owner + "." + pair.tables[0]->name.name == name;
-  }
-
   void addLonelyTables() {
-    results_.insert(results_.end(), lonely_.begin(), lonely_.end());
+    results_.insert(results_.end(), tables_.lonely().begin(), tables_.lonely().end());
     std::ranges::stable_sort(results_, {}, &KeyedTable::name);
   }
 
-  void compare(const Pair& pair, KeyedTable& result, DataProgress& progress) {
+  void compare(const TablePair& pair, KeyedTable& result, DataProgress& progress) {
     try {
       result.plan = rows::planOf({*databases_[0], *pair.tables[0]},
-                                 {*databases_[1], *pair.tables[1]}, optionsFor(pair));
+                                 {*databases_[1], *pair.tables[1]}, pair.options);
     } catch (const rows::UnusableTable& error) {
       return fail(result, error.what());
     }
-    for (RowSink* sink : request_.sinks) sink->tableBegins(result);
-    compareRows(result, progress);
-    for (RowSink* sink : request_.sinks) sink->tableEnds(result);
+    Task& task = tasks_.emplace_back(Task{result, request_});
+    task.state.plan = described(result.plan);
+    if (second_) {
+      task.later = &*second_;
+      compareRows(task, progress);
+      return;
+    }
+    task.begin();
+    compareRows(task, progress);
+    task.end();
+    tasks_.pop_back();
   }
 
   // What is known of the table is not compared again.
-  void compareRows(KeyedTable& result, DataProgress& progress) {
-    const rows::TablePlan& plan = result.plan;
-    Task task{result, request_, progress, stop_, nullptr, {.plan = described(plan)}};
+  void compareRows(Task& task, DataProgress& progress) {
+    KeyedTable& result = task.table;
     if (resume_) {
       if (const TableState* known = resume_->find(result.name, task.state.plan))
         task.state = *known;
+      const rows::TablePlan& plan = result.plan;
       const bool hasPlaces = plan.pairing.isOrdered && plan.selects[0].cut && plan.selects[1].cut;
       if (hasPlaces) task.resume = &*resume_;
     }
@@ -294,68 +211,85 @@ class Comparison {
     if (task.state.isWhole)
       result.ended = KeyedEnd::whole;
     else
-      compareRest(task);
-    add(task.state.counts, result.counts);
+      compareRest(task, progress);
+    result.counts.add(task.state.counts);
     if (!resume_ || result.ended != KeyedEnd::whole) return;
     resume_->keep(result.name, {task.state.plan, true, {}, result.counts, result.samples});
   }
 
-  void compareRest(Task& task) {
+  void compareRest(Task& task, DataProgress& progress) {
     KeyedTable& result = task.table;
     const rows::TablePlan& plan = result.plan;
-    try {
-      std::array<RowWish, 2> wishes{wish_, wish_};
-      if (!task.state.begin.empty() && !setBegin(plan, task.state.begin, wishes)) {
-        task.state = {.plan = task.state.plan};
-        result.samples.clear();
-      }
+    std::array<RowWish, 2> wishes{wish_, wish_};
+    if (!task.state.begin.empty() && !setBegin(plan, task.state.begin, wishes)) {
+      task.state = {.plan = task.state.plan};
+      result.samples.clear();
+    }
+    tryOn(result, [&] {
       for (const std::size_t side : {0U, 1U}) sides_[side]->prepare(plan.selects[side]);
       rows::RowStream source(sides_[0]->rowsOf(plan, 0, wishes[0]), plan.layout(),
                              [this] { sides_[0]->cancel(); });
       rows::RowStream target(sides_[1]->rowsOf(plan, 1, wishes[1]), plan.layout(),
                              [this] { sides_[1]->cancel(); });
-      Watch watch(task);
+      Watch watch(task, progress, stop_);
       bool isWhole = false;
       result.counts = rows::compareRows(source, target, plan.pairing, watch, isWhole);
       result.ended = isWhole ? KeyedEnd::whole : KeyedEnd::notReached;
-    } catch (const RuntimeError& error) {
-      fail(result, toUtf8(error.Description()));
-    } catch (const std::runtime_error& error) {
-      fail(result, error.what());
+    });
+  }
+
+  // Once for all tables: what was written at the time of the first has come by then.
+  void lookAgain(StatusLine& line) {
+    constexpr std::chrono::milliseconds kStep(50);
+    const auto until = Clock::now() + *request_.secondLook;
+    const bool isNeeded =
+        std::ranges::any_of(tasks_, [](const Task& task) { return task.table.counts.differ(); });
+    if (isNeeded) line.show("data", u"waiting before rows that differ are read again");
+    while (isNeeded && Clock::now() < until && !stop_.stop_requested())
+      std::this_thread::sleep_for(kStep);
+    line.show("data", {});
+    for (Task& task : tasks_) {
+      task.begin();
+      const bool wasWhole = task.table.ended == KeyedEnd::whole;
+      if (isOver()) {
+        if (wasWhole) task.table.ended = KeyedEnd::notReached;
+      } else {
+        tryOn(task.table, [&] {
+          SecondWatch watch(task, stop_);
+          second_->look(task.table, task.kept, watch);
+        });
+      }
+      task.end();
     }
   }
 
-  // False where a side cannot begin there.
-  static bool setBegin(const rows::TablePlan& plan, std::string_view cell,
-                       std::array<RowWish, 2>& wishes) {
-    std::u16string storage;
-    const ado::Value value = rows::valueOf(rows::takeCell(cell), storage);
-    for (const std::size_t side : {0U, 1U}) {
-      if (!plan.selects[side].cut) return false;
-      const rows::Literal literal = rows::literalOf(value, plan.selects[side].cut->literal);
-      if (!literal.isWritten()) return false;
-      wishes[side].begin = literal.text;
+  template <class Work>
+  void tryOn(KeyedTable& table, Work work) const {
+    try {
+      work();
+    } catch (const RuntimeError& error) {
+      fail(table, toUtf8(error.Description()));
+    } catch (const std::runtime_error& error) {
+      fail(table, error.what());
     }
-    return true;
   }
 
   // Failures after a stop was requested are none of the server's.
   void fail(KeyedTable& result, std::string reason) const {
-    if (stop_.stop_requested()) return;
-    result.ended = KeyedEnd::error;
-    result.error = std::move(reason);
+    result.ended = stop_.stop_requested() ? KeyedEnd::notReached : KeyedEnd::error;
+    if (result.ended == KeyedEnd::error) result.error = std::move(reason);
   }
 
   const KeyedRequest& request_;
   std::array<RowSide*, 2> sides_;
-  std::array<const Database*, 2> databases_;
+  std::array<const inventory::Database*, 2> databases_;
   std::stop_token stop_;
-  CaseMode mode_;
   RowWish wish_;
+  PairedTables tables_;
   std::optional<ResumeFile> resume_;
-  std::set<std::size_t> used_;  // patterns
-  std::vector<Pair> pairs_;
-  std::vector<KeyedTable> lonely_, results_;
+  std::optional<SecondLook> second_;
+  std::deque<Task> tasks_;  // that are not told of yet
+  std::vector<KeyedTable> results_;
 };
 
 }  // namespace

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <optional>
 #include <stop_token>
@@ -26,6 +27,8 @@ struct KeyedRequest {
   std::size_t shown = 0;                     // rows of each table
   std::optional<std::string> trace;
   std::optional<rows::RangePace> ranges;
+  // How long to wait before rows that differ are read once more; none: they are not.
+  std::optional<std::chrono::duration<double>> secondLook;
   std::optional<std::string> resume;  // the file that says how far it came
   std::string comparison;             // what that file knows it by
   bool readsConstraints = false;      // besides tables and types, what makes tables again needs

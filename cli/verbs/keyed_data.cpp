@@ -1,5 +1,6 @@
 #include "cli/verbs/keyed_data.h"
 
+#include <algorithm>
 #include <mutex>
 #include <stop_token>
 #include <string_view>
@@ -38,8 +39,9 @@ class ConnectedRows final : public RowSide {
       const rows::Select& select = plan.selects[side];
       if (wish.ranges && select.cut)
         return rows::openRanges(connection_, select, *wish.ranges, wish.begin);
-      const std::string range = wish.begin.empty() ? "" : select.cut->column + " >= " + wish.begin;
-      return rows::openStatement(connection_, select.text(range), plan.columns.size());
+      std::string condition = wish.condition;
+      if (!wish.begin.empty()) condition = select.cut->column + " >= " + wish.begin;
+      return rows::openStatement(connection_, select.text(condition), plan.columns.size());
     };
   }
   void cancel() noexcept override { side_.cancel(); }
@@ -59,6 +61,14 @@ void askForWholeTexts(TracingConnection& connection, std::string_view side,
   } catch (const RuntimeError& error) {
     gaps.push_back(std::string(side) + ": long texts may be cut: " + toUtf8(error.Description()));
   }
+}
+
+// Whether a view may be compared: one that is named.
+bool namesViews(const KeyedRequest& request) {
+  const auto isName = [](std::u16string_view pattern) {
+    return pattern.find_first_of(u"*?") == std::u16string_view::npos;
+  };
+  return !request.rows.mapped.empty() || std::ranges::any_of(request.patterns, isName);
 }
 
 // Why the comparison did not come to its end.
@@ -92,7 +102,8 @@ KeyedReport compareByKey(const KeyedRequest& request, std::span<const std::uniqu
         .rowCounts = line.isShown(), .trace = {}, .kinds = [&](inventory::Kind kind) {
           using enum inventory::Kind;
           const bool isNeeded = kind == rule || kind == defaultObject || kind == user;
-          return kind == table || kind == type || (isNeeded && request.readsConstraints);
+          return kind == table || kind == type || (kind == view && namesViews(request)) ||
+                 (isNeeded && request.readsConstraints);
         }};
     const std::vector<DatabaseReading> readings = forEachSide(
         2, traceFile ? Pace::InTurn : Pace::Together, line, [&](std::size_t side, std::ostream&) {

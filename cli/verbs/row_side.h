@@ -20,6 +20,7 @@ struct RowWish {
   std::optional<rows::RangePace> ranges = {};  // none: with one statement
   // The literal of the first value of the select's cut, which it has then; empty: all rows.
   std::string begin = {};
+  std::string condition = {};  // besides; empty: all rows
 };
 
 inline const RowWish kAllRows;

@@ -6,11 +6,12 @@
 namespace kelvane::cli {
 namespace {
 
-constexpr std::string_view kChunkTime = "--chunk-time", kPause = "--pause";
+constexpr std::string_view kChunkTime = "--chunk-time", kPause = "--pause", kRecheck = "--recheck";
 
 constexpr auto kOptions = std::to_array<Option>({
     {kChunkTime, kSeconds, "read tables in ranges that take a server about as long, such as 0.5"},
     {kPause, kSeconds, "wait between two ranges"},
+    {kRecheck, kSeconds, "wait, then read rows that differ once more: others may write to them"},
     {kResume, kFile, "keep in FILE how far it came; the same command goes on from there"},
 });
 
@@ -46,7 +47,11 @@ PaceOptions paceOptionsOf(const Arguments& arguments) {
     if (perRange) pace.perRange = *perRange;
     if (pause) pace.pause = *pause;
   }
+  options.secondLook = secondsOf(arguments, kRecheck);
   options.resume = arguments.value(kResume);
+  if (options.secondLook && options.resume)
+    throw UsageError(std::string(kRecheck) + " and " + std::string(kResume) +
+                     " exclude each other");
   return options;
 }
 

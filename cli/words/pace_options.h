@@ -14,7 +14,8 @@
 namespace kelvane::cli {
 
 struct PaceOptions {
-  std::optional<rows::RangePace> ranges;  // none: one statement a table
+  std::optional<rows::RangePace> ranges;                    // none: one statement a table
+  std::optional<std::chrono::duration<double>> secondLook;  // none: there is none
   std::optional<std::string> resume;
 };
 

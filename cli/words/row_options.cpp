@@ -13,7 +13,7 @@ namespace kelvane::cli {
 namespace {
 
 constexpr std::string_view kColumns = "--columns", kIgnoreCase = "--ignore-case",
-                           kIgnoreColumns = "--ignore-columns", kKey = "--key",
+                           kIgnoreColumns = "--ignore-columns", kKey = "--key", kMap = "--map",
                            kNullIsEmpty = "--null-is-empty", kToleranceOption = "--tolerance",
                            kTrim = "--trim", kWhere = "--where";
 
@@ -22,6 +22,7 @@ constexpr auto kOptions = std::to_array<Option>({
     {kIgnoreCase, {}, "ignore upper and lower case in values"},
     {kIgnoreColumns, kColumnPatterns, "leave out these columns (*, ?)"},
     {kKey, kTableKey, "the key of a table, with commas between its columns"},
+    {kMap, kHint, "a table or view has another name in the target"},
     {kNullIsEmpty, {}, "null equals a text that is empty or blank; null always equals null"},
     {kToleranceOption, kTolerated,
      "values that differ by no more are equal: price=0.01, datetime=3ms"},
@@ -52,6 +53,18 @@ std::map<std::string, std::vector<std::string>> keysOf(const Arguments& argument
     keys[text.substr(0, equals)] = std::move(key);
   }
   return keys;
+}
+
+std::vector<std::array<std::string, 2>> mappedIn(const Arguments& arguments) {
+  std::vector<std::array<std::string, 2>> mapped;
+  for (const std::string& text : arguments.values(kMap)) {
+    const std::size_t equals = text.find('=');
+    if (equals == 0 || equals == std::string::npos || equals + 1 == text.size())
+      throw UsageError(arguments.called(kMap) + " takes the names of two tables, such as " +
+                       "dbo.old=dbo.new, not '" + text + "'");
+    mapped.push_back({text.substr(0, equals), text.substr(equals + 1)});
+  }
+  return mapped;
 }
 
 std::vector<std::string> patternsOf(const Arguments& arguments, std::string_view option) {
@@ -177,6 +190,7 @@ RowOptions rowOptionsOf(const Arguments& arguments) {
   options.keys = keysOf(arguments);
   for (const std::string& text : arguments.values(kWhere))
     options.conditions.push_back(conditionOf(text, arguments));
+  options.mapped = mappedIn(arguments);
   rows::PlanOptions& comparing = options.comparing;
   comparing.columns = patternsOf(arguments, kColumns);
   comparing.ignoredColumns = patternsOf(arguments, kIgnoreColumns);
@@ -190,7 +204,7 @@ RowOptions rowOptionsOf(const Arguments& arguments) {
 std::vector<std::string> rowOptionsInEffect(const Arguments& arguments) {
   std::vector<std::string> result;
   for (const Option& option : kOptions) {
-    if (option.name == kKey || !arguments.has(option.name)) continue;
+    if (option.name == kKey || option.name == kMap || !arguments.has(option.name)) continue;
     if (option.value.empty()) {
       result.emplace_back(option.name);
       continue;

@@ -3,6 +3,7 @@
 // Lifetime: plain values. Threading: free functions without state.
 #pragma once
 
+#include <array>
 #include <map>
 #include <string>
 #include <vector>
@@ -19,7 +20,8 @@ struct RowOptions {
   };
   std::map<std::string, std::vector<std::string>> keys;  // asked for, by the name of the table
   std::vector<Condition> conditions;
-  rows::PlanOptions comparing;  // but for key and condition
+  std::vector<std::array<std::string, 2>> mapped;  // tables whose names differ
+  rows::PlanOptions comparing;                     // but for key and condition
 };
 
 // --columns and the like: a family of options.
@@ -31,7 +33,8 @@ std::string_view givenRowOption(const Arguments& arguments);
 // Throws UsageError.
 RowOptions rowOptionsOf(const Arguments& arguments);
 
-// Those in effect, but for keys, as they may be given: "--ignore-case", "--tolerance price=0.01".
+// Those in effect, but for keys and maps, as they may be given: "--ignore-case", "--tolerance
+// price=0.01".
 std::vector<std::string> rowOptionsInEffect(const Arguments& arguments);
 
 }  // namespace kelvane::cli

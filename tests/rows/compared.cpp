@@ -195,17 +195,6 @@ class PlacesObserver final : public RowObserver {
   Observer found_;
 };
 
-void add(const RowCounts& more, RowCounts& counts) {
-  for (const std::size_t side : {0U, 1U}) {
-    counts.rows[side] += more.rows[side];
-    counts.alone[side] += more.alone[side];
-  }
-  counts.equal += more.equal;
-  counts.changed += more.changed;
-  for (std::size_t at = 0; at < more.changedValues.size(); ++at)
-    counts.changedValues[at] += more.changedValues[at];
-}
-
 }  // namespace
 
 Compared compared(const TwoTables& tables) {
@@ -223,7 +212,7 @@ std::vector<Compared> comparedInTwoParts(const TwoTables& tables) {
   std::vector<Compared> results;
   for (PlacesObserver::Place& place : observer.places) {
     Observer rest(comparer.plan());
-    add(comparer.run(rest, place.begin), place.counts);
+    place.counts.add(comparer.run(rest, place.begin));
     EXPECT_EQ(place.counts.rows, whole.rows);
     place.differences.insert(place.differences.end(), rest.differences.begin(),
                              rest.differences.end());
