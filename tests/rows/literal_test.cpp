@@ -78,7 +78,12 @@ TEST(LiteralOf, Moments) {
   EXPECT_EQ(literal(leapDay, type("date")), "! it does not fit date");
   EXPECT_EQ(literal(ado::DateTime{0, 1'000, Parts::timeOnly}, type("bigtime")),
             "'00:00:00.000001'");
-  EXPECT_EQ(literal(ado::DateTime{0, 1'000, Parts::timeOnly}, type("time")), "'00:00:00'");
+  EXPECT_EQ(literal(ado::DateTime{0, 1'000, Parts::timeOnly}, type("time")),
+            "! it does not fit time");
+  EXPECT_EQ(literal(ado::DateTime{0, 997'000'000, Parts::timeOnly}, type("time")),
+            "'00:00:00.997'");
+  EXPECT_EQ(literal(ado::DateTime{0, 996'666'667, Parts::timeOnly}, type("time")),
+            "'00:00:00.997'");
   EXPECT_EQ(literal(ado::DateTime{0, 1'500'000, Parts::both}, type("datetime")),
             "! it does not fit datetime");
   EXPECT_EQ(literal(ado::DateTime{-53691, 0, Parts::both}, type("datetime")),
