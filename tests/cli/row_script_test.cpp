@@ -141,6 +141,56 @@ TEST_F(RowScripts, HaveTheseStatements) {
   }
 }
 
+struct Meanwhile {
+  const char* name;
+  std::string source, target;
+  std::string change;  ///< of the target, before the script runs
+  std::string reason;
+};
+
+const char* const kKeyed = "create table t (a int primary key, b int null, c text null)\ngo\n";
+const char* const kLoose = "create table t (a int null, b float null)\ngo\n";
+
+const Meanwhile kMeanwhile[] = {
+    {"another value",
+     kKeyed + std::string("insert t values (1, 1, 'x') insert t values (2, 2, 'y')"),
+     kKeyed + std::string("insert t values (1, null, 'x') insert t values (2, 5, 'y')"),
+     "update t set b = null where a = 2", "dbo.t, a 2: is not as it was"},
+    {"another long value",
+     kKeyed + std::string("insert t values (1, 1, 'x') insert t values (2, 2, 'y')"),
+     kKeyed + std::string("insert t values (1, 1, null) insert t values (2, 2, 'z')"),
+     "update t set c = 'zz' where a = 2", "dbo.t, a 2: is not as it was"},
+    {"a row that is gone",
+     kKeyed + std::string("insert t values (1, 1, 'x') insert t values (2, 2, 'y')"),
+     kKeyed + std::string("insert t values (1, 2, 'x') insert t values (2, 5, 'y')"),
+     "delete t where a = 2", "dbo.t, a 2: is not as it was"},
+    {"a row that is there already",
+     kKeyed + std::string("insert t values (1, 1, 'x') insert t values (2, 2, 'y')"), kKeyed,
+     "insert t values (2, 2, 'y')", "dbo.t, a 2: could not be inserted"},
+    {"a row that goes has another value", kKeyed,
+     kKeyed + std::string("insert t values (1, 1, 'x') insert t values (2, 2, 'y')"),
+     "update t set c = null where a = 2", "dbo.t, a 2: is not as it was"},
+    {"one of equal rows is gone", kLoose + std::string("insert t values (1, 0.1)"),
+     kLoose + std::string("insert t values (1, 0.1) insert t values (1, 0.1) "
+                          "insert t values (1, 0.1) insert t values (2, 0.3)"),
+     "delete t where a = 2", "dbo.t, a 2, b 0.3: is not as it was"},
+};
+
+TEST_F(RowScripts, ChangeNothingWhereARowIsNotWhatItWas) {
+  for (const Meanwhile& one : kMeanwhile) {
+    std::string text =
+        script(one.source + "\ngo\n", one.target + "\ngo\n", {"--ase", "16", "--allow", "delete"});
+    const std::string changed = file("changed.sql", one.target + "\ngo\n" + one.change + "\ngo\n");
+    EXPECT_EQ(kelvane({"data", changed, "--", changed, path("script.sql")}), kError) << one.name;
+    EXPECT_THAT(err(), HasSubstr(one.reason)) << one.name;
+    // As in tools that do not stop.
+    const std::string quit = "select syb_quit()\n";
+    for (std::size_t at = 0; (at = text.find(quit)) != text.npos;) text.erase(at, quit.size());
+    kelvane({"data", "--keep-going", changed, "--", changed, file("on.sql", text)});
+    EXPECT_THAT(out(), HasSubstr("1 table: 1 equal, 0 different")) << one.name << err();
+  }
+}
+
 /// Two sides of three tables that refer to each other and to themselves.
 class MadeRows {
  public:

@@ -69,7 +69,8 @@ TEST(LiteralOf, ApproximateNumbers) {
 }
 
 TEST(LiteralOf, Moments) {
-  const ado::DateTime leapDay{45349, 11 * 3600 * kSecond + 5 * kSecond + 123'333'333, Parts::both};
+  const ado::DateTime leapDay{45349, std::int64_t{11} * 3600 * kSecond + 5 * kSecond + 123'333'333,
+                              Parts::both};
   EXPECT_EQ(literal(leapDay, type("datetime")), "'20240229 11:00:05.123'");
   EXPECT_EQ(literal(ado::DateTime{45349, 0, Parts::dateOnly}, type("date")), "'20240229'");
   EXPECT_EQ(literal(ado::DateTime{45349, 60 * kSecond, Parts::both}, type("smalldatetime")),
