@@ -274,10 +274,12 @@ class Writer {
     if (isBig) {
       if (time % kMicrosecond != 0) return doesNotFit();
     } else {
-      // The server keeps 300ths of a second.
+      // The server keeps 300ths of a second, which drivers round to milliseconds.
       const std::int64_t tick = (time * 3 + kSecond / 200) / (kSecond / 100);
-      if (std::abs(tick * (kSecond / 100) / 3 - time) > kMillisecond / 2 + 1) return doesNotFit();
-      time = (time + kMillisecond / 2) / kMillisecond * kMillisecond;
+      const std::int64_t exact = tick * (kSecond / 100) / 3;
+      const std::int64_t rounded = (exact + kMillisecond / 2) / kMillisecond * kMillisecond;
+      if (time != rounded && std::abs(time - exact) >= kMicrosecond) return doesNotFit();
+      time = rounded;
       if (time >= kDay) return doesNotFit();
     }
     std::string text;

@@ -79,6 +79,11 @@ void StatementWriter::findWhyNoInserts() {
   }
 }
 
+bool StatementWriter::isText(std::size_t column) const {
+  const std::string& type = columns_[column].literal.type.name;
+  return type.find("char") != std::string::npos || type.ends_with("sysname");
+}
+
 Literal StatementWriter::literalAt(std::size_t column, const Cell& cell) const {
   std::u16string storage;
   ado::Value value = valueOf(cell, storage);

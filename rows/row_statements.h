@@ -67,6 +67,8 @@ class StatementWriter {
   const std::string& whyNoInserts() const { return whyNoInserts_; }
   /// Whether inserts give values to an identity column.
   bool insertsIdentity() const { return insertsIdentity_; }
+  /// Whether a column of the plan has texts, which a server may compare in its own way.
+  bool isText(std::size_t column) const;
   /// dbo.customer, with the quotes that it needs.
   const std::string& name() const { return name_; }
   bool needsQuotedIdentifier() const { return needsQuotedIdentifier_; }

@@ -19,80 +19,109 @@ bool isHere(const Database& database, const DatabaseObjectName& name) {
 
 class Order {
  public:
-  Order(const Database& database, const std::vector<const Table*>& tables) : database_(database) {
-    for (const Table* table : tables) tables_.emplace(nameOf(*table), Visit{table});
+  Order(const Database& database, std::vector<const Table*> tables) : database_(database) {
+    std::ranges::sort(tables, {}, [](const Table* table) { return nameOf(*table); });
+    for (const Table* table : tables) {
+      places_.emplace(nameOf(*table), nodes_.size());
+      nodes_.push_back({table, {}, {}, 0, 0, false});
+    }
+    for (std::size_t at = 0; at < nodes_.size(); ++at) addKeys(at);
   }
 
   std::vector<OrderedTable> all() {
-    for (auto& [name, visit] : tables_) this->visit(visit);
-    for (std::size_t at = 0; at < ordered_.size(); ++at) {
-      for (const ForeignKey& key : ordered_[at].table->foreignKeys) {
-        const Visit* const referenced = find(key);
-        if (referenced != nullptr && referenced->place != at)
-          ordered_[referenced->place].referring.push_back(at);
-      }
+    std::set<std::size_t> ready;
+    for (std::size_t at = 0; at < nodes_.size(); ++at) {
+      if (nodes_[at].waits == 0) ready.insert(at);
+    }
+    while (ordered_.size() < nodes_.size()) {
+      if (ready.empty()) ready.insert(broken());
+      const std::size_t at = *ready.begin();
+      ready.erase(ready.begin());
+      take(at, ready);
+    }
+    for (std::size_t at = 0; at < nodes_.size(); ++at) {
+      for (const Reference& one : nodes_[at].referring)
+        ordered_[position_.at(at)].referring.push_back(position_.at(one.table));
     }
     return std::move(ordered_);
   }
 
  private:
-  struct Visit {
+  struct Reference {
+    std::size_t table;
+    const ForeignKey* key;
+  };
+  struct Node {
     const Table* table;
-    enum class State : std::uint8_t { none, under, done } state = State::none;
-    std::size_t place = 0;
+    std::vector<Reference> referring;  // to it
+    std::set<std::string> linked;
+    std::size_t waits, waitsForSure;  // for tables that are not taken; where keys may not be null
+    bool isTaken;
   };
 
-  Visit* find(const ForeignKey& key) {
-    if (!isHere(database_, key.referenced)) return nullptr;
-    const auto found = tables_.find({key.referenced.owner, key.referenced.name});
-    return found == tables_.end() ? nullptr : &found->second;
-  }
-
-  // As deep as keys follow each other, not as there are tables: a loop, no recursion.
-  void visit(Visit& first) {
-    struct Step {
-      Visit* visit;
-      std::size_t key = 0;
-      OrderedTable result = {};
-    };
-    if (first.state != Visit::State::none) return;
-    std::vector<Step> steps;
-    const auto enter = [&](Visit& visit) {
-      visit.state = Visit::State::under;
-      steps.push_back({&visit, 0, {visit.table, {}, {}}});
-    };
-    enter(first);
-    while (!steps.empty()) {
-      Step& step = steps.back();
-      const auto& keys = step.visit->table->foreignKeys;
-      if (step.key == keys.size()) {
-        step.visit->state = Visit::State::done;
-        step.visit->place = ordered_.size();
-        ordered_.push_back(std::move(step.result));
-        steps.pop_back();
+  void addKeys(std::size_t at) {
+    Node& node = nodes_[at];
+    for (const ForeignKey& key : node.table->foreignKeys) {
+      if (!isHere(database_, key.referenced)) continue;
+      const auto found = places_.find({key.referenced.owner, key.referenced.name});
+      if (found == places_.end()) continue;
+      if (found->second == at) {
+        node.linked.merge(nullableOf(*node.table, key));
         continue;
       }
-      const ForeignKey& key = keys[step.key++];
-      Visit* const referenced = find(key);
-      if (referenced == nullptr || referenced->state == Visit::State::done) continue;
-      if (referenced->state == Visit::State::under) {
-        link(*step.visit->table, key, step.result);
-      } else {
-        enter(*referenced);
-      }
+      nodes_[found->second].referring.push_back({at, &key});
+      ++node.waits;
+      if (nullableOf(*node.table, key).empty()) ++node.waitsForSure;
     }
+  }
+
+  // The keys go in a circle: the table to begin with is one that can wait with its references, and
+  // for which most others wait.
+  std::size_t broken() const {
+    std::size_t best = nodes_.size();
+    const auto rank = [&](const Node& node) {
+      return std::pair(node.waitsForSure == 0, node.referring.size());
+    };
+    for (std::size_t at = 0; at < nodes_.size(); ++at) {
+      if (nodes_[at].isTaken) continue;
+      if (best == nodes_.size() || rank(nodes_[at]) > rank(nodes_[best])) best = at;
+    }
+    return best;
+  }
+
+  void take(std::size_t at, std::set<std::size_t>& ready) {
+    Node& node = nodes_[at];
+    node.isTaken = true;
+    for (const ForeignKey& key : node.table->foreignKeys) {
+      if (!isHere(database_, key.referenced)) continue;
+      const auto found = places_.find({key.referenced.owner, key.referenced.name});
+      if (found != places_.end() && !nodes_[found->second].isTaken)
+        node.linked.merge(nullableOf(*node.table, key));
+    }
+    for (const auto& [table, key] : node.referring) {
+      Node& other = nodes_[table];
+      --other.waits;
+      if (nullableOf(*other.table, *key).empty()) --other.waitsForSure;
+      if (other.waits == 0 && !other.isTaken) ready.insert(table);
+    }
+    position_.emplace(at, ordered_.size());
+    ordered_.push_back({node.table, std::move(node.linked), {}});
   }
 
   /// Null in one column is enough for a key to refer to nothing, but all of them are clearer.
-  static void link(const Table& table, const ForeignKey& key, OrderedTable& result) {
+  static std::set<std::string> nullableOf(const Table& table, const ForeignKey& key) {
+    std::set<std::string> names;
     for (const std::string& name : key.columns) {
       const auto column = std::ranges::find(table.columns, name, &Column::name);
-      if (column != table.columns.end() && column->type.nullable) result.linked.insert(name);
+      if (column != table.columns.end() && column->type.nullable) names.insert(name);
     }
+    return names;
   }
 
   const Database& database_;
-  std::map<Name, Visit> tables_;
+  std::vector<Node> nodes_;
+  std::map<Name, std::size_t> places_;
+  std::map<std::size_t, std::size_t> position_;  // of nodes in what is ordered
   std::vector<OrderedTable> ordered_;
 };
 
@@ -104,7 +133,7 @@ bool refersTo(const Database& database, const ForeignKey& key, const Table& tabl
 }
 
 std::vector<OrderedTable> inOrder(const Database& database, std::vector<const Table*> tables) {
-  return Order(database, tables).all();
+  return Order(database, std::move(tables)).all();
 }
 
 }  // namespace kelvane::rows

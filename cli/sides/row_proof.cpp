@@ -124,7 +124,8 @@ class RowProver {
     for (inventory::ScriptedObject& object : script.objects)
       std::erase_if(object.batches,
                     [&](const inventory::Batch& batch) { return !isWanted(batch.phase); });
-    std::ostringstream text;
+    // A script without a statement is an error.
+    std::ostringstream text("select 1\ngo\n", std::ios::ate);
     write(script, text);
     return std::move(text).str();
   }

@@ -24,7 +24,7 @@ using rows::RowStage;
 // Told of each table.
 constexpr std::size_t kMostObstacles = 10;
 // Beyond that, a proof takes longer than anybody waits, and the text has to be in memory.
-constexpr std::int64_t kMostProofRows = 1'000'000, kMostProofBytes = std::int64_t{256} << 20U;
+constexpr std::int64_t kMostProofRows = 1'000'000, kMostProofBytes = std::int64_t{64} << 20U;
 
 constexpr std::string_view kBatches = "#kelvane_script";
 
@@ -39,11 +39,6 @@ constexpr StageWords kStageWords[] = {
     {RowStage::add, "inserts"},
     {RowStage::link, "references between rows"},
 };
-
-std::string stopping(std::string_view reason) {
-  return "begin\n    raiserror 20001 " + inventory::literal(reason) +
-         "\n    select syb_quit()\nend";
-}
 
 // Of the columns of an index, whether no two rows have the same values there.
 bool isOtherKey(const inventory::IndexStorage& index, const rows::TablePlan& plan) {
@@ -70,8 +65,12 @@ bool RowScript::TableScript::hasStatements() const {
   return isWhole && std::ranges::any_of(stages, [](const auto& one) { return one.count() > 0; });
 }
 
-// Rows that go make room for values that no two rows may have in common.
-bool RowScript::TableScript::removesFirst() const {
+// Rows that go make room for values that no two rows may have in common. Texts that a server takes
+// for the same are two keys here.
+bool RowScript::TableScript::removesFirst(const inventory::Server& server) const {
+  for (std::size_t at = 0; server.ignoresCase && at < plan.pairing.keyColumns; ++at) {
+    if (plan.hasKey() && writer->isText(at)) return true;
+  }
   return std::ranges::any_of(table->keys, [&](const auto& key) { return isOtherKey(key, plan); }) ||
          std::ranges::any_of(table->indexes, [&](const inventory::Index& index) {
            return index.unique && isOtherKey(index, plan);
@@ -96,8 +95,8 @@ std::optional<inventory::TargetRelease> RowScript::release() const {
 
 void RowScript::tableBegins(const KeyedTable& table) {
   const Database &source = sides_[0]->database(), &target = sides_[1]->database();
-  auto& one = tables_[table.name] = std::make_unique<TableScript>();
   const rows::OrderedTable& ordered = order_[places_.at(inventory::shown(table.plan.names[1]))];
+  auto& one = tables_[table.name] = std::make_unique<TableScript>();
   one->name = table.name;
   one->table = ordered.table;
   one->plan = table.plan;
@@ -195,7 +194,8 @@ void RowScript::assemble() {
 std::vector<bool> RowScript::earlyRemovals(const std::vector<TableScript*>& scripts) const {
   std::vector<bool> areEarly(scripts.size(), false);
   for (std::size_t at = 0; at < scripts.size(); ++at) {
-    if (scripts[at] != nullptr && scripts[at]->removesFirst()) areEarly[at] = true;
+    if (scripts[at] != nullptr && scripts[at]->removesFirst(sides_[1]->database().server))
+      areEarly[at] = true;
     if (!areEarly[at]) continue;
     for (const std::size_t referring : order_[at].referring) areEarly[referring] = true;
   }
@@ -204,20 +204,25 @@ std::vector<bool> RowScript::earlyRemovals(const std::vector<TableScript*>& scri
 
 void RowScript::writeBegin(const std::vector<TableScript*>& scripts) {
   const inventory::Server& server = sides_[1]->database().server;
+  const std::string database = inventory::literal(server.database);
   put("\n");
   if (!server.embedded) {
     // Where the script is tried, the database has another name.
-    put("if db_name() != " + inventory::literal(server.database) +
-        "\n    and isnull(@@servername, '') != 'EMBEDDED'\n" +
-        stopping("this script is for the database " + server.database) + "\ngo\n");
+    put("if db_name() != " + database + "\n    and isnull(@@servername, '') != 'EMBEDDED'\n" +
+        "begin\n    raiserror 20001 " +
+        inventory::literal("this script is for the database " + server.database) +
+        "\n    select syb_quit()\nend\ngo\n");
   }
   put("set nocount on\ngo\nset chained off\ngo\nset string_rtruncation on\ngo\n");
   const bool hasQuotes = std::ranges::any_of(scripts, [](const TableScript* one) {
     return one != nullptr && one->writer->needsQuotedIdentifier();
   });
   if (hasQuotes) put("set quoted_identifier on\ngo\n");
-  put("create table " + std::string(kBatches) + " (done int not null)\ngo\ninsert " +
-      std::string(kBatches) + " values (0)\ngo\n");
+  put("create table " + std::string(kBatches) + " (done int not null)\ngo\n");
+  // Nothing runs without this row, in tools that do not know syb_quit() either.
+  if (!server.embedded)
+    put("if db_name() = " + database + " or isnull(@@servername, '') = 'EMBEDDED'\n    ");
+  put("insert " + std::string(kBatches) + " values (0)\ngo\n");
 }
 
 void RowScript::beginBatch() {
@@ -256,6 +261,10 @@ void RowScript::writeStage(TableScript& one, RowStage stage) {
 }
 
 void RowScript::tryOut() {
+  if (sides_[0]->isOver() || sides_[1]->isOver()) {
+    obstacles_.emplace_back("the sides could not be read any more");
+    return;
+  }
   if (bodySize_ > kMostProofBytes) {
     obstacles_.push_back("the script is longer than " + std::to_string(kMostProofBytes >> 20U) +
                          " MB");
@@ -307,6 +316,7 @@ void RowScript::addLeft(const TableScript& one, const rows::RowCounts& counts) {
 
 std::vector<std::string> RowScript::leftOut() const {
   std::vector<std::string> all;
+  all.reserve(missing_.size());
   for (const std::string& line : missing_) all.push_back("left out: " + line);
   for (const auto& [name, one] : tables_) {
     for (const std::string& line : one->obstacles) all.push_back("left out: " + name + ": " + line);

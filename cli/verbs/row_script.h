@@ -66,7 +66,7 @@ class RowScript final : public RowSink {
       return stages[static_cast<std::size_t>(stage)];
     }
     bool hasStatements() const;
-    bool removesFirst() const;
+    bool removesFirst(const inventory::Server& server) const;
   };
 
   static Change changeOf(const rows::DifferingRows& rows);

@@ -69,7 +69,8 @@ TEST(LiteralOf, ApproximateNumbers) {
 }
 
 TEST(LiteralOf, Moments) {
-  const ado::DateTime leapDay{45349, 11 * 3600 * kSecond + 5 * kSecond + 123'333'333, Parts::both};
+  const ado::DateTime leapDay{45349, std::int64_t{11} * 3600 * kSecond + 5 * kSecond + 123'333'333,
+                              Parts::both};
   EXPECT_EQ(literal(leapDay, type("datetime")), "'20240229 11:00:05.123'");
   EXPECT_EQ(literal(ado::DateTime{45349, 0, Parts::dateOnly}, type("date")), "'20240229'");
   EXPECT_EQ(literal(ado::DateTime{45349, 60 * kSecond, Parts::both}, type("smalldatetime")),
@@ -78,7 +79,12 @@ TEST(LiteralOf, Moments) {
   EXPECT_EQ(literal(leapDay, type("date")), "! it does not fit date");
   EXPECT_EQ(literal(ado::DateTime{0, 1'000, Parts::timeOnly}, type("bigtime")),
             "'00:00:00.000001'");
-  EXPECT_EQ(literal(ado::DateTime{0, 1'000, Parts::timeOnly}, type("time")), "'00:00:00'");
+  EXPECT_EQ(literal(ado::DateTime{0, 1'000, Parts::timeOnly}, type("time")),
+            "! it does not fit time");
+  EXPECT_EQ(literal(ado::DateTime{0, 997'000'000, Parts::timeOnly}, type("time")),
+            "'00:00:00.997'");
+  EXPECT_EQ(literal(ado::DateTime{0, 996'666'667, Parts::timeOnly}, type("time")),
+            "'00:00:00.997'");
   EXPECT_EQ(literal(ado::DateTime{0, 1'500'000, Parts::both}, type("datetime")),
             "! it does not fit datetime");
   EXPECT_EQ(literal(ado::DateTime{-53691, 0, Parts::both}, type("datetime")),
