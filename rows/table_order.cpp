@@ -9,20 +9,17 @@ namespace {
 
 using namespace inventory;
 
-using Name = std::pair<std::string, std::string>;
-
-Name nameOf(const Table& table) { return {table.name.owner, table.name.name}; }
-
-bool isHere(const Database& database, const DatabaseObjectName& name) {
-  return name.database.empty() || name.database == database.server.database;
+std::pair<std::string, std::string> nameOf(const Table& table) {
+  return {table.name.owner, table.name.name};
 }
 
 class Order {
  public:
-  Order(const Database& database, std::vector<const Table*> tables) : database_(database) {
+  Order(const Database& database, std::vector<const Table*> tables)
+      : referenced_(database, tables) {
     std::ranges::sort(tables, {}, [](const Table* table) { return nameOf(*table); });
     for (const Table* table : tables) {
-      places_.emplace(nameOf(*table), nodes_.size());
+      places_.emplace(table, nodes_.size());
       nodes_.push_back({table, {}, {}, 0, 0, false});
     }
     for (std::size_t at = 0; at < nodes_.size(); ++at) addKeys(at);
@@ -62,14 +59,13 @@ class Order {
   void addKeys(std::size_t at) {
     Node& node = nodes_[at];
     for (const ForeignKey& key : node.table->foreignKeys) {
-      if (!isHere(database_, key.referenced)) continue;
-      const auto found = places_.find({key.referenced.owner, key.referenced.name});
-      if (found == places_.end()) continue;
-      if (found->second == at) {
+      const Table* const referenced = referenced_.find(key);
+      if (referenced == nullptr) continue;
+      if (referenced == node.table) {
         node.linked.merge(nullableOf(*node.table, key));
         continue;
       }
-      nodes_[found->second].referring.push_back({at, &key});
+      nodes_[places_.at(referenced)].referring.push_back({at, &key});
       ++node.waits;
       if (nullableOf(*node.table, key).empty()) ++node.waitsForSure;
     }
@@ -93,9 +89,8 @@ class Order {
     Node& node = nodes_[at];
     node.isTaken = true;
     for (const ForeignKey& key : node.table->foreignKeys) {
-      if (!isHere(database_, key.referenced)) continue;
-      const auto found = places_.find({key.referenced.owner, key.referenced.name});
-      if (found != places_.end() && !nodes_[found->second].isTaken)
+      const Table* const referenced = referenced_.find(key);
+      if (referenced != nullptr && !nodes_[places_.at(referenced)].isTaken)
         node.linked.merge(nullableOf(*node.table, key));
     }
     for (const auto& [table, key] : node.referring) {
@@ -118,18 +113,26 @@ class Order {
     return names;
   }
 
-  const Database& database_;
+  ReferencedTables referenced_;
   std::vector<Node> nodes_;
-  std::map<Name, std::size_t> places_;
+  std::map<const Table*, std::size_t> places_;   // in nodes_
   std::map<std::size_t, std::size_t> position_;  // of nodes in what is ordered
   std::vector<OrderedTable> ordered_;
 };
 
 }  // namespace
 
-bool refersTo(const Database& database, const ForeignKey& key, const Table& table) {
-  return isHere(database, key.referenced) && key.referenced.owner == table.name.owner &&
-         key.referenced.name == table.name.name;
+ReferencedTables::ReferencedTables(const Database& database,
+                                   const std::vector<const Table*>& tables)
+    : database_(database) {
+  for (const Table* table : tables) tables_.emplace(nameOf(*table), table);
+}
+
+const Table* ReferencedTables::find(const ForeignKey& key) const {
+  const DatabaseObjectName& name = key.referenced;
+  const bool isHere = name.database.empty() || name.database == database_.server.database;
+  const auto found = tables_.find({name.owner, name.name});
+  return isHere && found != tables_.end() ? found->second : nullptr;
 }
 
 std::vector<OrderedTable> inOrder(const Database& database, std::vector<const Table*> tables) {

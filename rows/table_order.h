@@ -4,8 +4,10 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "inventory/records.h"
@@ -20,9 +22,18 @@ struct OrderedTable {
   std::vector<std::size_t> referring = {};  ///< places of the tables that refer to it
 };
 
-/// Whether the key refers to the table.
-bool refersTo(const inventory::Database& database, const inventory::ForeignKey& key,
-              const inventory::Table& table);
+/// Tables of a database by what foreign keys call them.
+class ReferencedTables {
+ public:
+  ReferencedTables(const inventory::Database& database,
+                   const std::vector<const inventory::Table*>& tables);
+  /// The one that the key refers to; none for one that is elsewhere.
+  const inventory::Table* find(const inventory::ForeignKey& key) const;
+
+ private:
+  const inventory::Database& database_;
+  std::map<std::pair<std::string, std::string>, const inventory::Table*> tables_;
+};
 
 /// The tables that others refer to before those; else in the order of their names.
 std::vector<OrderedTable> inOrder(const inventory::Database& database,

@@ -34,7 +34,9 @@ class Nothing final : public rows::RowObserver {
 class RowProver {
  public:
   explicit RowProver(const RowTrial& trial)
-      : trial_(trial), catalog_({.release = embeddedRelease(trial.release)}) {}
+      : trial_(trial),
+        tables_(trial.target, tablesOf(trial.target)),
+        catalog_({.release = embeddedRelease(trial.release)}) {}
 
   RowProof run() {
     chooseTables();
@@ -70,25 +72,29 @@ class RowProver {
 
   // Those that change, those that they refer to, and those that refer to rows that go.
   void chooseTables() {
-    std::set<const Table*> chosen;
-    for (const TriedTable& one : trial_.tables) chosen.insert(one.table);
+    std::set<const Table*> losing;
     for (const TriedTable& one : trial_.tables) {
-      for (const Table& other : trial_.target.tables) {
-        if (isReferred(*one.table, other) || (one.losesRows && isReferred(other, *one.table)))
-          chosen.insert(&other);
+      tried_.insert(one.table);
+      if (one.losesRows) losing.insert(one.table);
+    }
+    chosen_ = tried_;
+    for (const Table& table : trial_.target.tables) {
+      for (const inventory::ForeignKey& key : table.foreignKeys) {
+        const Table* const referenced = tables_.find(key);
+        if (referenced == nullptr) continue;
+        if (tried_.contains(&table)) chosen_.insert(referenced);
+        if (losing.contains(referenced)) chosen_.insert(&table);
       }
     }
     for (const Table& table : trial_.target.tables) {
-      if (chosen.contains(&table)) copied_.push_back(&table);
+      if (chosen_.contains(&table)) copied_.push_back(&table);
     }
   }
-  bool isReferred(const Table& from, const Table& to) const {
-    return std::ranges::any_of(from.foreignKeys, [&](const inventory::ForeignKey& key) {
-      return rows::refersTo(trial_.target, key, to);
-    });
-  }
-  bool isTried(const Table& table) const {
-    return std::ranges::find(trial_.tables, &table, &TriedTable::table) != trial_.tables.end();
+  static std::vector<const Table*> tablesOf(const Database& database) {
+    std::vector<const Table*> tables;
+    tables.reserve(database.tables.size());
+    for (const Table& table : database.tables) tables.push_back(&table);
+    return tables;
   }
 
   Database part() const {
@@ -108,12 +114,9 @@ class RowProver {
       copy.permissions.clear();
       copy.logicalKeys.clear();
       std::erase_if(copy.foreignKeys, [&](const inventory::ForeignKey& key) {
-        const bool leadsToTried = std::ranges::any_of(trial_.tables, [&](const TriedTable& one) {
-          return rows::refersTo(target, key, *one.table);
-        });
-        const bool leadsToCopied = std::ranges::any_of(
-            copied_, [&](const Table* one) { return rows::refersTo(target, key, *one); });
-        return !(leadsToTried || (isTried(*table) && leadsToCopied));
+        const Table* const referenced = tables_.find(key);
+        return !tried_.contains(referenced) &&
+               !(tried_.contains(table) && chosen_.contains(referenced));
       });
     }
     return part;
@@ -204,6 +207,8 @@ class RowProver {
   }
 
   const RowTrial& trial_;
+  const rows::ReferencedTables tables_;
+  std::set<const Table*> tried_, chosen_;
   embedded::EmbeddedCatalog catalog_;
   std::unique_ptr<ado::Connection> connection_;
   std::vector<const Table*> copied_;

@@ -11,6 +11,8 @@
 namespace kelvane::cli {
 namespace {
 
+constexpr std::string_view kAllowedDelete = "delete";
+
 // drop-column, drop-column:empty
 void allow(std::string_view word, change_script::Allowed& allowed) {
   constexpr std::string_view kEmpty = ":empty";
@@ -35,7 +37,11 @@ change_script::Allowed allowedBy(const Arguments& arguments) {
   change_script::Allowed allowed;
   for (const std::string& list : arguments.values(kAllow)) {
     std::istringstream words(list);
-    for (std::string word; std::getline(words, word, ',');) allow(word, allowed);
+    for (std::string word; std::getline(words, word, ',');) {
+      // A file may say it for scripts of rows.
+      if (word == kAllowedDelete && !arguments.isGiven(kAllow)) continue;
+      allow(word, allowed);
+    }
   }
   return allowed;
 }

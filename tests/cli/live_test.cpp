@@ -104,6 +104,34 @@ TEST_F(Live, SidesOfAnyKindsDifferAlike) {
   }
 }
 
+TEST_F(Live, AScriptOfRowsIsTriedOnACopyOfTheServersRows) {
+  const std::string tables =
+      "create table a (id numeric(9,0) identity primary key, d datetime null, r real null, u "
+      "univarchar(9) null, i image null)\n"
+      "create table b (a numeric(9,0) not null references a (id), n varchar(9) not null, primary "
+      "key (a, n))\ngo\n";
+  const std::string source =
+      file("rows.sql", tables +
+                           "insert a (d, r, u, i) values ('20240101 1:02:03.997', 0.1, "
+                           "to_unichar(0xe4), 0x0d0a) insert a (d) values (null)\n"
+                           "insert b values (1, 'x') insert b values (2, 'y')\ngo\n");
+  const std::string before =
+      tables + "insert a (d, r, u) values ('19990101', 0.3, 'z') insert b values (1, 'z')\ngo\n";
+  embedded::EmbeddedCatalog catalog = tds::catalogOf(before);
+  const tds::TdsServer server(catalog);
+  const std::string script = (folder_ / "script.sql").string();
+  Program program({"data", source, "--target-server", address(server), "--target-user", "sa",
+                   "--script", script, "--allow", "delete"},
+                  with({{"KELVANE_PASSWORD", "x"}}));
+  EXPECT_EQ(program.wait(), kDifferences) << program.output();
+  std::ostringstream text;
+  text << std::ifstream(script).rdbuf();
+  EXPECT_THAT(text.str(), HasSubstr("\n-- proved: after this script no row differs\n"));
+  EXPECT_THAT(text.str(), HasSubstr("'this script is for the database main'"));
+  Program after({"data", source, "--", file("before.sql", before), script}, {});
+  EXPECT_EQ(after.wait(), kNoDifference) << after.output() << text.str();
+}
+
 // Pieces of a definition that held 255 letters, not bytes, would lose their ends on the way.
 TEST_F(Live, DefinitionsBeyondAsciiArriveWhole) {
   const auto procedure = [](const std::string& letter, const std::string& last) {

@@ -82,7 +82,15 @@ const Case kCases[] = {
      "insert t values (1, 0.1) insert t values (1, 0.1)",
      "insert t values (1, 0.1) insert t values (1, 0.1) insert t values (1, 0.1)",
      {"delete top 1 dbo.t where a = 1 and b = 1.0000000149011612e-01"}},
-    {"the same on 12.5",
+    {"a key that several rows have",
+     "create table t (a int null, b int null, c char(3) null)",
+     "insert t values (1, 1, 'x') insert t values (1, 1, 'x') insert t values (1, 2, 'y')",
+     "insert t values (1, 1, 'x') insert t values (1, null, 'x') insert t values (1, 2, 'y')",
+     {"update top 1 dbo.t set b = 1 where a = 1 and b is null and c = 'x'"},
+     {},
+     kDifferences,
+     {"--ase", "16", "--key", "t=a"}},
+    {"one of several equal rows on 12.5",
      "create table t (a int null)",
      "insert t values (1)",
      "insert t values (1) insert t values (1)",
@@ -139,6 +147,17 @@ TEST_F(RowScripts, HaveTheseStatements) {
       EXPECT_EQ(afterwards(), kNoDifference) << one.name << out() << err();
     }
   }
+}
+
+TEST_F(RowScripts, TakeWhatAFileSaysForBothKindsOfScripts) {
+  const std::string config = file("kelvane.toml", "allow = [\"drop-column\", \"delete\"]\n");
+  const std::string source = "create table t (a int primary key)\ngo\n";
+  const std::string text =
+      script(source, source + "insert t values (1)\ngo\n", {"--config", config});
+  EXPECT_THAT(text, HasSubstr("\ndelete dbo.t where a = 1\n"));
+  EXPECT_EQ(kelvane({"script", path("source.sql"), path("target.sql"), "--config", config}),
+            kNoDifference)
+      << err();
 }
 
 struct Meanwhile {
