@@ -101,7 +101,8 @@ KeyedReport compareByKey(const KeyedRequest& request, std::span<const std::uniqu
     const ReadingWish wish{
         .rowCounts = line.isShown(), .trace = {}, .kinds = [&](inventory::Kind kind) {
           using enum inventory::Kind;
-          const bool isNeeded = kind == rule || kind == defaultObject || kind == user;
+          const bool isNeeded =
+              kind == rule || kind == defaultObject || kind == user || kind == group;
           return kind == table || kind == type || (kind == view && namesViews(request)) ||
                  (isNeeded && request.readsConstraints);
         }};
