@@ -66,14 +66,6 @@ Family familyOf(const DataType& type) {
 
 bool isNumber(Family family) { return family <= Family::approximate; }
 
-/// What a user-defined type is stored as.
-DataType storedType(const Database& database, const DataType& type) {
-  const auto found = std::ranges::find_if(database.types, [&](const UserType& one) {
-    return one.name.name == type.name && (type.owner->empty() || one.name.owner == *type.owner);
-  });
-  return found == database.types.end() ? type : found->base.type;
-}
-
 bool isPadded(const DataType& type) {
   return type.name == "char" || type.name == "nchar" || type.name == "unichar";
 }
@@ -277,7 +269,7 @@ class TablePlanner {
 
   void describeColumns() {
     Pairing& pairing = plan_.pairing;
-    pairing.isOrdered = plan_.hasKey();
+    pairing.isOrdered = plan_.hasKey() && sides_[0]->comesInOrder && sides_[1]->comesInOrder;
     for (std::size_t at = 0; at < pairs_.size(); ++at) {
       const auto& [one, other] = pairs_[at];
       const DataType was = typeOf(0, *one), is = typeOf(1, *other);
@@ -332,6 +324,13 @@ class TablePlanner {
 };
 
 }  // namespace
+
+DataType storedType(const Database& database, const DataType& type) {
+  const auto found = std::ranges::find_if(database.types, [&](const UserType& one) {
+    return one.name.name == type.name && (type.owner->empty() || one.name.owner == *type.owner);
+  });
+  return found == database.types.end() ? type : found->base.type;
+}
 
 std::u16string Select::text(std::string_view range) const {
   std::string text = head;

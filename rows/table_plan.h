@@ -56,7 +56,12 @@ struct TablePlan {
 struct PlannedTable {
   const inventory::Database& database;
   const inventory::Table& table;
+  bool comesInOrder = true;  ///< that of its key, where the statement asks for it
 };
+
+/// What a user-defined type is stored as.
+inventory::DataType storedType(const inventory::Database& database,
+                               const inventory::DataType& type);
 
 /// Says what is wrong with a key that was asked for, or why there is nothing to compare.
 class UnusableTable : public std::runtime_error {

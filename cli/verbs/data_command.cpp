@@ -20,6 +20,7 @@
 #include "cli/verbs/keyed_data.h"
 #include "cli/verbs/listing.h"
 #include "cli/words/overwriting.h"
+#include "cli/words/row_file_paths.h"
 #include "cli/words/two_sides.h"
 #include "inventory/name_pattern.h"
 #include "model/text.h"
@@ -98,8 +99,13 @@ std::map<std::string, std::vector<std::string>> keysOf(const Arguments& argument
 }
 
 DataRequest parseData(const Arguments& arguments) {
-  DataRequest request{twoSides(arguments, "data"), Limits(arguments),      {}, {}, {},
-                      listingFormatOf(arguments),  arguments.value(kTrace)};
+  DataRequest request{twoSides(arguments, "data", rowFileFormOf(arguments)),
+                      Limits(arguments),
+                      {},
+                      {},
+                      {},
+                      listingFormatOf(arguments),
+                      arguments.value(kTrace)};
   for (const std::string_view limit : {kMaxRows, kMaxDifferences}) {
     if (arguments.isGiven(limit) && !arguments.has(kByPosition))
       throw UsageError(std::string(limit) + " needs " + std::string(kByPosition));
@@ -115,6 +121,10 @@ DataRequest parseData(const Arguments& arguments) {
     if (std::holds_alternative<SnapshotPlace>(request.sides.places[side]))
       throw UsageError("'" + request.sides.shown[side] +
                        "' is a snapshot and contains no rows; name the database instead");
+    if (arguments.has(kByPosition) &&
+        std::holds_alternative<RowFilesPlace>(request.sides.places[side]))
+      throw UsageError(std::string(kByPosition) + " is for databases, but '" +
+                       request.sides.shown[side] + "' contains rows alone");
   }
   refuseOverwriting(arguments, request.sides.places, {.written = {kTrace}});
   return request;
@@ -377,7 +387,7 @@ template <class Report>
 ExitStatus write(Report report, const DataRequest& request,
                  std::span<const std::unique_ptr<Side>> sides, const Console& console) {
   for (std::size_t side = 0; side < 2; ++side) {
-    if (!sides[side]->isComplete())
+    if (sides[side] && !sides[side]->isComplete())
       report.gaps.push_back(std::string(kNames[side]) + ": not everything could be loaded");
   }
   if (request.format == ListingFormat::json)
@@ -394,7 +404,11 @@ ExitStatus write(Report report, const DataRequest& request,
 }  // namespace
 
 std::vector<OptionFamily> dataOptions() {
-  return {twoSidesOptions(), {"Tables", kTables}, {"Reports", kReports}, readingOptions()};
+  return {twoSidesOptions(),
+          {"Tables", kTables},
+          {"Reports", kReports},
+          {"Files of rows", kRowFileOptions},
+          readingOptions()};
 }
 
 ExitStatus runData(const Arguments& arguments, const Console& console, const OpenSide& open) {
@@ -409,7 +423,7 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
   keyed.keys = request.keys;
   keyed.shown = request.shown.value_or(kShownRows);
   keyed.trace = request.trace;
-  return write(compareByKey(keyed, sides, request.sides.shown, console), request, sides, console);
+  return write(compareByKey(keyed, request.sides, sides, console), request, sides, console);
 }
 
 }  // namespace kelvane::cli

@@ -173,8 +173,9 @@ class Comparison {
       if (isNamed(pair, name)) options.key = columns;
     }
     try {
-      result.plan = rows::planOf({*databases_[0], *pair.tables[0]},
-                                 {*databases_[1], *pair.tables[1]}, options);
+      result.plan =
+          rows::planOf({*databases_[0], *pair.tables[0], sides_[0]->comesInOrder()},
+                       {*databases_[1], *pair.tables[1], sides_[1]->comesInOrder()}, options);
     } catch (const rows::UnusableTable& error) {
       return fail(result, error.what());
     }

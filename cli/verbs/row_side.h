@@ -21,6 +21,8 @@ class RowSide {
   // The rows of a table, with the columns of the plan, of which this is source (0) or target (1).
   // The plan outlives them.
   virtual rows::OpenRows rowsOf(const rows::TablePlan& plan, std::size_t side) = 0;
+  // Whether rows come in the order of their key, where the statement asks for it.
+  virtual bool comesInOrder() const { return true; }
   // Whether nothing more can be read.
   virtual bool isOver() const = 0;
 };
