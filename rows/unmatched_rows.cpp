@@ -1,12 +1,7 @@
 #include "rows/unmatched_rows.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <compare>
-#include <cstdlib>
-#include <cstring>
-#include <system_error>
-#include <unistd.h>
 #include <utility>
 
 namespace kelvane::rows {
@@ -20,40 +15,12 @@ constexpr unsigned kBitsOfDepth = 4, kMostDepth = 8;
 
 std::uint64_t hashOf(std::string_view key) { return std::hash<std::string_view>{}(key); }
 
-[[noreturn]] void throwErrno(const char* what) {
-  throw std::system_error(errno, std::generic_category(), what);
-}
-
-/// Gone as soon as it is closed, however that happens.
-std::FILE* unnamedFile() {
-  const char* const folder = std::getenv("TMPDIR");
-  std::string path = std::string(folder == nullptr || *folder == 0 ? "/tmp" : folder);
-  path += "/kelvane.XXXXXX";
-  const int descriptor = mkstemp(path.data());
-  if (descriptor < 0) throwErrno("rows do not fit in memory, and no temporary file could be made");
-  unlink(path.c_str());
-  std::FILE* const file = fdopen(descriptor, "w+b");
-  if (file == nullptr) throwErrno("a temporary file could not be opened");
-  return file;
-}
-
 struct SpilledHead {
   std::uint64_t hash = 0;
   std::int64_t count = 0;
   std::uint32_t keySize = 0, size = 0;
   Side side = Side::source;
 };
-
-void write(std::FILE* file, const void* data, std::size_t size) {
-  if (std::fwrite(data, 1, size, file) != size) throwErrno("a temporary file could not be written");
-}
-
-/// False at the end.
-bool read(std::FILE* file, void* data, std::size_t size) {
-  if (std::fread(data, 1, size, file) == size) return true;
-  if (std::ferror(file) != 0) throwErrno("a temporary file could not be read");
-  return false;
-}
 
 }  // namespace
 
@@ -88,14 +55,14 @@ Meeting UnmatchedRows::meet(Side side, const Row& row) {
 
 void UnmatchedRows::spill() {
   if (!isSpilled()) {
-    for (File& file : files_) file.reset(unnamedFile());
+    for (File& file : files_) file = unnamedFile();
   }
   for (const auto& [hash, kept] : rows_) {
     std::FILE* const file = files_[hash >> (kBitsOfDepth * depth_) & (kFiles - 1)].get();
     const SpilledHead head{hash, kept.count, kept.keySize,
                            static_cast<std::uint32_t>(kept.cells.size()), kept.side};
-    write(file, &head, sizeof(head));
-    write(file, kept.cells.data(), kept.cells.size());
+    writeTo(file, &head, sizeof(head));
+    writeTo(file, kept.cells.data(), kept.cells.size());
   }
   rows_.clear();
   bytes_ = 0;
@@ -105,13 +72,12 @@ std::int64_t UnmatchedRows::settleFile(std::FILE* file,
                                        const std::function<void(const DifferingRows&)>& show) {
   UnmatchedRows part(mostBytes_);
   part.depth_ = depth_ + 1;
-  if (std::fflush(file) != 0) throwErrno("a temporary file could not be written");
-  std::rewind(file);
+  rewindWritten(file);
   std::int64_t equal = 0;
   std::string cells;
-  for (SpilledHead head; read(file, &head, sizeof(head));) {
+  for (SpilledHead head; readFrom(file, &head, sizeof(head));) {
     cells.resize(head.size);
-    if (!read(file, cells.data(), cells.size())) break;
+    if (!readFrom(file, cells.data(), cells.size())) break;
     const Row row{std::string_view(cells).substr(0, head.keySize), cells};
     for (; head.count > 0; --head.count)
       equal += part.meet(head.side, row) == Meeting::equal ? 1 : 0;

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "rows/row_stream.h"
+#include "rows/unnamed_file.h"
 
 namespace kelvane::rows {
 
@@ -49,10 +50,7 @@ class UnmatchedRows {
   std::int64_t settle(const std::function<void(const DifferingRows&)>& show);
 
  private:
-  struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-  using File = std::unique_ptr<std::FILE, CloseFile>;
+  using File = UnnamedFile;
   static constexpr std::size_t kFiles = 16;
 
   /// Equal rows of one side.

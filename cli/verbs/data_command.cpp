@@ -15,6 +15,7 @@
 #include "cli/screen/written_file.h"
 #include "cli/sides/reading.h"
 #include "cli/sides/tracing_connection.h"
+#include "cli/verbs/data_export.h"
 #include "cli/verbs/data_progress.h"
 #include "cli/verbs/data_report.h"
 #include "cli/verbs/keyed_data.h"
@@ -35,13 +36,16 @@ constexpr std::array<std::string_view, 2> kNames{"source", "target"};
 
 constexpr auto kTables = std::to_array<Option>({
     {kByPosition, {}, "pair rows by position, not by key"},
+    {kExport, kFolder, "write the rows of one side to files of this folder"},
     {kKey, kTableKey, "the key of a table, with commas between its columns"},
     {kMaxDifferences, kNumber, "with --by-position: stop after more than N differing values"},
     {kMaxRows, kNumber, "with --by-position: compare no more than N rows of a table"},
     {kTable, kTablePattern, "only tables whose name or owner.name matches (*, ?)"},
 });
+constexpr std::array<std::string_view, 5> kFormats{"text", "json", "csv", "jsonl", "bcp"};
 constexpr auto kReports = std::to_array<Option>({
-    kListingFormat,
+    {kListingFormat.name, kListingFormat.value,
+     "text or json; with --export: csv, jsonl or bcp, default: csv", kFormats},
     {kShow, kNumber, "show the first N differing rows of each table; default: 3"},
 });
 constexpr std::size_t kShownRows = 3;
@@ -98,6 +102,12 @@ std::map<std::string, std::vector<std::string>> keysOf(const Arguments& argument
   return keys;
 }
 
+std::vector<std::u16string> patternsOf(const Arguments& arguments) {
+  std::vector<std::u16string> patterns;
+  for (const std::string& pattern : arguments.values(kTable)) patterns.push_back(toUtf16(pattern));
+  return patterns;
+}
+
 DataRequest parseData(const Arguments& arguments) {
   DataRequest request{twoSides(arguments, "data", rowFileFormOf(arguments)),
                       Limits(arguments),
@@ -114,8 +124,7 @@ DataRequest parseData(const Arguments& arguments) {
     throw UsageError(std::string(kKey) + " and " + std::string(kByPosition) +
                      " exclude each other");
   request.keys = keysOf(arguments);
-  for (const std::string& pattern : arguments.values(kTable))
-    request.patterns.push_back(toUtf16(pattern));
+  request.patterns = patternsOf(arguments);
   if (const auto shown = number(arguments, kShow)) request.shown = static_cast<std::size_t>(*shown);
   for (std::size_t side = 0; side < 2; ++side) {
     if (std::holds_alternative<SnapshotPlace>(request.sides.places[side]))
@@ -412,6 +421,14 @@ std::vector<OptionFamily> dataOptions() {
 }
 
 ExitStatus runData(const Arguments& arguments, const Console& console, const OpenSide& open) {
+  if (arguments.has(kExport)) {
+    for (const std::string_view option : {kByPosition, kKey, kShow}) {
+      if (arguments.isGiven(option))
+        throw UsageError(std::string(option) + " and " + std::string(kExport) +
+                         " exclude each other");
+    }
+    return runExport(arguments, patternsOf(arguments), console, open);
+  }
   const DataRequest request = parseData(arguments);
   std::vector<NamedPlace> places{{kNames[0], request.sides.places[0]},
                                  {kNames[1], request.sides.places[1]}};
