@@ -269,7 +269,7 @@ class TablePlanner {
 
   void describeColumns() {
     Pairing& pairing = plan_.pairing;
-    pairing.isOrdered = plan_.hasKey();
+    pairing.isOrdered = plan_.hasKey() && sides_[0]->comesInOrder && sides_[1]->comesInOrder;
     for (std::size_t at = 0; at < pairs_.size(); ++at) {
       const auto& [one, other] = pairs_[at];
       const DataType was = typeOf(0, *one), is = typeOf(1, *other);

@@ -75,6 +75,7 @@ struct TablePlan {
 struct PlannedTable {
   const inventory::Database& database;
   const inventory::Table& table;
+  bool comesInOrder = true;  ///< that of its key, where the statement asks for it
 };
 
 /// What a user-defined type is stored as.

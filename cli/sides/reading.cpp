@@ -69,7 +69,9 @@ std::vector<std::unique_ptr<Side>> openSides(std::span<NamedPlace> places, const
   return forEachSide(places.size(), Pace::Together, line,
                      [&](std::size_t side, std::ostream& complaints) -> std::unique_ptr<Side> {
                        const NamedPlace& place = places[side];
-                       if (std::holds_alternative<SnapshotPlace>(place.place)) return nullptr;
+                       if (std::holds_alternative<SnapshotPlace>(place.place) ||
+                           std::holds_alternative<RowFilesPlace>(place.place))
+                         return nullptr;
                        Console aside{console.out, complaints};
                        if (line.isShown())
                          aside.showStatus = [&](std::u16string status) {

@@ -37,7 +37,7 @@ struct Readings {
 inline constexpr std::string_view kNothingRead = "interrupted while loading: there is no result";
 
 // Asks for the passwords that are wanting and opens the places, two at the same time; nothing for a
-// snapshot. Throws CommandError.
+// snapshot and for files of rows. Throws CommandError.
 std::vector<std::unique_ptr<Side>> openSides(std::span<NamedPlace> places, const Console& console,
                                              const OpenSide& open);
 

@@ -16,6 +16,7 @@
 #include "cli/screen/written_file.h"
 #include "cli/sides/reading.h"
 #include "cli/sides/tracing_connection.h"
+#include "cli/verbs/data_export.h"
 #include "cli/verbs/data_progress.h"
 #include "cli/verbs/data_report.h"
 #include "cli/verbs/keyed_data.h"
@@ -23,6 +24,7 @@
 #include "cli/verbs/row_script.h"
 #include "cli/words/overwriting.h"
 #include "cli/words/pace_options.h"
+#include "cli/words/row_file_paths.h"
 #include "cli/words/row_options.h"
 #include "cli/words/row_script_request.h"
 #include "cli/words/two_sides.h"
@@ -38,12 +40,15 @@ constexpr std::array<std::string_view, 2> kNames{"source", "target"};
 
 constexpr auto kTables = std::to_array<Option>({
     {kByPosition, {}, "pair rows by position, not by key"},
+    {kExport, kFolder, "write the rows of one side to files of this folder"},
     {kMaxDifferences, kNumber, "with --by-position: stop after more than N differing values"},
     {kMaxRows, kNumber, "with --by-position: compare no more than N rows of a table"},
     {kTable, kTablePattern, "only tables whose name or owner.name matches (*, ?)"},
 });
+constexpr std::array<std::string_view, 5> kFormats{"text", "json", "csv", "jsonl", "bcp"};
 constexpr auto kReports = std::to_array<Option>({
-    kListingFormat,
+    {kListingFormat.name, kListingFormat.value,
+     "text or json; with --export: csv, jsonl or bcp, default: csv", kFormats},
     {kShow, kNumber, "show the first N differing rows of each table; default: 3"},
 });
 constexpr std::size_t kShownRows = 3;
@@ -77,19 +82,40 @@ class Limits final : public AppPreferences {
 struct DataRequest {
   TwoSides sides;
   Limits limits;
-  std::vector<std::u16string> patterns;
-  RowOptions rows;
-  std::vector<std::string> rowOptions;  // in effect
-  PaceOptions pace;
-  std::optional<std::size_t> shown;
+  std::vector<std::u16string> patterns = {};
+  RowOptions rows = {};
+  std::vector<std::string> rowOptions = {};  // in effect
+  PaceOptions pace = {};
+  std::optional<std::size_t> shown = {};
   ListingFormat format = ListingFormat::text;
-  std::optional<std::string> trace;
+  std::optional<std::string> trace = {};
   std::optional<RowScriptRequest> script = {};
 };
 
+std::vector<std::u16string> patternsOf(const Arguments& arguments) {
+  std::vector<std::u16string> patterns;
+  for (const std::string& pattern : arguments.values(kTable)) patterns.push_back(toUtf16(pattern));
+  return patterns;
+}
+
+// Files are read as they are.
+void refuseForFiles(const Arguments& arguments, const DataRequest& request) {
+  const auto isFiles = [&](std::size_t side) {
+    return std::holds_alternative<RowFilesPlace>(request.sides.places[side]);
+  };
+  for (const std::string_view option : {kWhere, kRecheck}) {
+    if (arguments.has(option) && (isFiles(0) || isFiles(1)))
+      throw UsageError(arguments.called(option) + " is for databases, not for files of rows");
+  }
+  if (request.script && isFiles(1))
+    throw UsageError(std::string(kRowScript) + " makes a script for a database, but the target '" +
+                     request.sides.shown[1] + "' contains rows alone");
+}
+
 DataRequest parseData(const Arguments& arguments) {
-  DataRequest request{twoSides(arguments, "data"), Limits(arguments),      {}, {}, {}, {}, {},
-                      listingFormatOf(arguments),  arguments.value(kTrace)};
+  DataRequest request{twoSides(arguments, "data", rowFileFormOf(arguments)), Limits(arguments)};
+  request.format = listingFormatOf(arguments);
+  request.trace = arguments.value(kTrace);
   for (const std::string_view limit : {kMaxRows, kMaxDifferences}) {
     if (arguments.isGiven(limit) && !arguments.has(kByPosition))
       throw UsageError(std::string(limit) + " needs " + std::string(kByPosition));
@@ -110,14 +136,18 @@ DataRequest parseData(const Arguments& arguments) {
   if (request.script && request.pace.resume)
     throw UsageError(std::string(kRowScript) + " and " + std::string(kResume) +
                      " exclude each other");
-  for (const std::string& pattern : arguments.values(kTable))
-    request.patterns.push_back(toUtf16(pattern));
+  request.patterns = patternsOf(arguments);
   if (const auto shown = number(arguments, kShow)) request.shown = static_cast<std::size_t>(*shown);
   for (std::size_t side = 0; side < 2; ++side) {
     if (std::holds_alternative<SnapshotPlace>(request.sides.places[side]))
       throw UsageError("'" + request.sides.shown[side] +
                        "' is a snapshot and contains no rows; name the database instead");
+    if (arguments.has(kByPosition) &&
+        std::holds_alternative<RowFilesPlace>(request.sides.places[side]))
+      throw UsageError(std::string(kByPosition) + " is for databases, but '" +
+                       request.sides.shown[side] + "' contains rows alone");
   }
+  refuseForFiles(arguments, request);
   refuseOverwriting(arguments, request.sides.places, {.written = {kTrace, kResume, kRowScript}});
   return request;
 }
@@ -387,7 +417,7 @@ template <class Report>
 ExitStatus write(Report report, const DataRequest& request,
                  std::span<const std::unique_ptr<Side>> sides, const Console& console) {
   for (std::size_t side = 0; side < 2; ++side) {
-    if (!sides[side]->isComplete())
+    if (sides[side] && !sides[side]->isComplete())
       report.gaps.push_back(std::string(kNames[side]) + ": not everything could be loaded");
   }
   if (request.format == ListingFormat::json)
@@ -404,12 +434,26 @@ ExitStatus write(Report report, const DataRequest& request,
 }  // namespace
 
 std::vector<OptionFamily> dataOptions() {
-  return {twoSidesOptions(),  {"Tables", kTables},   rowOptionFamily(),
-          paceOptionFamily(), {"Reports", kReports}, {"The script", rowScriptOptions()},
+  return {twoSidesOptions(),
+          {"Tables", kTables},
+          rowOptionFamily(),
+          paceOptionFamily(),
+          {"Reports", kReports},
+          {"The script", rowScriptOptions()},
+          {"Files of rows", kRowFileOptions},
           readingOptions()};
 }
 
 ExitStatus runData(const Arguments& arguments, const Console& console, const OpenSide& open) {
+  if (arguments.has(kExport)) {
+    for (const std::string_view option :
+         {kByPosition, kShow, givenRowOption(arguments), givenPaceOption(arguments), kRowScript}) {
+      if (!option.empty() && arguments.isGiven(option))
+        throw UsageError(std::string(option) + " and " + std::string(kExport) +
+                         " exclude each other");
+    }
+    return runExport(arguments, patternsOf(arguments), console, open);
+  }
   const DataRequest request = parseData(arguments);
   std::vector<NamedPlace> places{{kNames[0], request.sides.places[0]},
                                  {kNames[1], request.sides.places[1]}};
@@ -431,7 +475,7 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
     keyed.sinks.push_back(&script.emplace(*request.script, request.sides.shown));
     keyed.readsConstraints = true;
   }
-  KeyedReport report = compareByKey(keyed, sides, request.sides.shown, console);
+  KeyedReport report = compareByKey(keyed, request.sides, sides, console);
   const ExitStatus written = script ? script->write(console) : kNoDifference;
   const ExitStatus status = write(std::move(report), request, sides, console);
   if (keyed.resume && std::filesystem::exists(*keyed.resume))

@@ -1,15 +1,13 @@
 #include "cli/verbs/ddl_folder.h"
 
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <set>
 #include <sstream>
 #include <system_error>
-#include <unistd.h>
 #include <vector>
 
+#include "cli/screen/folder_file.h"
 #include "cli/screen/interruption.h"
 #include "inventory/ddl/files.h"
 
@@ -32,35 +30,6 @@ bool holds(const fs::path& file, const std::string& content) {
   std::ostringstream all;
   all << stream.rdbuf();
   return all.str() == content;
-}
-
-[[noreturn]] void refuse(std::string_view what, const fs::path& path, const std::string& reason) {
-  throw CommandError({"cannot " + std::string(what) + " '" + path.string() + "': " + reason});
-}
-
-// The file is there as a whole or as it was. That the disk has it is not waited for: that takes
-// long for many small files, and they can be written again.
-void replace(const fs::path& path, const std::string& content) {
-  std::error_code failed;
-  fs::create_directories(path.parent_path(), failed);
-  if (failed) refuse("create", path.parent_path(), failed.message());
-  const fs::path beside = path.parent_path() / (".kelvane-" + std::to_string(getpid()));
-  errno = 0;
-  std::ofstream stream(beside, std::ios::binary | std::ios::trunc);
-  stream << content;
-  stream.close();
-  const int error = errno;
-  std::error_code none;
-  if (!stream) {
-    fs::remove(beside, none);
-    refuse("write", path, std::strerror(error));
-  }
-  if (const fs::perms kept = fs::status(path, none).permissions(); !none)
-    fs::permissions(beside, kept, none);
-  fs::rename(beside, path, failed);
-  if (!failed) return;
-  fs::remove(beside, none);
-  refuse("write", path, failed.message());
 }
 
 // Those in the folders that the script may have, and the one of the database.
@@ -104,14 +73,16 @@ void writeFolder(const inventory::Script& script, const std::string& folder, boo
     const fs::path path = fs::path(folder) / object.file;
     const std::string content = fileText(object);
     if (holds(path, content)) continue;
-    replace(path, content);
+    FolderFile file(path);
+    file.stream() << content;
+    file.close();
   }
   if (!removesOthers) return;
   for (const fs::path& file : filesOfOurs(folder)) {
     if (wanted.contains(file.generic_string())) continue;
     std::error_code failed;
     fs::remove(fs::path(folder) / file, failed);
-    if (failed) refuse("remove", fs::path(folder) / file, failed.message());
+    if (failed) refuseFile("remove", fs::path(folder) / file, failed.message());
     console.complain("removed " + (fs::path(folder) / file).string());
   }
 }

@@ -179,8 +179,9 @@ class Comparison {
 
   void compare(const TablePair& pair, KeyedTable& result, DataProgress& progress) {
     try {
-      result.plan = rows::planOf({*databases_[0], *pair.tables[0]},
-                                 {*databases_[1], *pair.tables[1]}, pair.options);
+      result.plan =
+          rows::planOf({*databases_[0], *pair.tables[0], sides_[0]->comesInOrder()},
+                       {*databases_[1], *pair.tables[1], sides_[1]->comesInOrder()}, pair.options);
     } catch (const rows::UnusableTable& error) {
       return fail(result, error.what());
     }

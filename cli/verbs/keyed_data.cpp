@@ -1,7 +1,9 @@
 #include "cli/verbs/keyed_data.h"
 
 #include <algorithm>
+#include <memory>
 #include <mutex>
+#include <optional>
 #include <stop_token>
 #include <string_view>
 #include <utility>
@@ -13,6 +15,7 @@
 #include "cli/sides/sides_at_once.h"
 #include "cli/sides/tracing_connection.h"
 #include "cli/verbs/keyed_comparison.h"
+#include "cli/verbs/row_file_side.h"
 #include "model/text.h"
 
 namespace kelvane::cli {
@@ -53,13 +56,15 @@ class ConnectedRows final : public RowSide {
   TracingConnection& connection_;
 };
 
-// A server cuts text and image after 32 kilobytes where nobody asks for more.
-void askForWholeTexts(TracingConnection& connection, std::string_view side,
-                      std::vector<std::string>& gaps) {
-  try {
-    connection.Open(u"set textsize 2147483647", ado::kClientCursor);
-  } catch (const RuntimeError& error) {
-    gaps.push_back(std::string(side) + ": long texts may be cut: " + toUtf8(error.Description()));
+// Why the comparison did not come to its end.
+void addStops(std::array<std::optional<TracingConnection>, 2>& connections,
+              const std::stop_token& stop, std::vector<std::string>& gaps) {
+  if (stop.stop_requested()) gaps.emplace_back("interrupted");
+  for (std::size_t side = 0; side < 2; ++side) {
+    if (!connections[side]) continue;
+    if (const auto& unanswered = connections[side]->unanswered())
+      gaps.push_back(std::string(kNames[side]) + ": no answer to \"" +
+                     toUtf8(unanswered->statement) + "\": " + toUtf8(unanswered->error));
   }
 }
 
@@ -71,21 +76,40 @@ bool namesViews(const KeyedRequest& request) {
   return !request.rows.mapped.empty() || std::ranges::any_of(request.patterns, isName);
 }
 
-// Why the comparison did not come to its end.
-void addStops(std::array<TracingConnection*, 2> connections, const std::stop_token& stop,
-              std::vector<std::string>& gaps) {
-  if (stop.stop_requested()) gaps.emplace_back("interrupted");
+using RowSides = std::array<std::unique_ptr<RowSide>, 2>;
+
+// Files say little of their tables; the other side says the rest.
+void addFiles(const TwoSides& places, const std::vector<DatabaseReading>& readings,
+              RowSides& sides) {
+  std::array<std::vector<RowFile>, 2> files;
+  std::array<Database, 2> untyped;
   for (std::size_t side = 0; side < 2; ++side) {
-    if (const auto& unanswered = connections[side]->unanswered())
-      gaps.push_back(std::string(kNames[side]) + ": no answer to \"" +
-                     toUtf8(unanswered->statement) + "\": " + toUtf8(unanswered->error));
+    const auto* const place = std::get_if<RowFilesPlace>(&places.places[side]);
+    if (place == nullptr) continue;
+    files[side] = rowFilesOf(*place, sides[1 - side] ? &readings[1 - side].database : nullptr);
+    untyped[side] = untypedDatabase(files[side]);
+  }
+  const bool isTyped = sides[0] || sides[1];
+  for (std::size_t side = 0; side < 2; ++side) {
+    if (sides[side]) continue;
+    sides[side] = rowFileSide(std::move(files[side]),
+                              isTyped ? readings[1 - side].database : untyped[1 - side], isTyped);
   }
 }
 
 }  // namespace
 
-KeyedReport compareByKey(const KeyedRequest& request, std::span<const std::unique_ptr<Side>> sides,
-                         const std::array<std::string, 2>& shown, const Console& console) {
+void askForWholeTexts(TracingConnection& connection, std::string_view side,
+                      std::vector<std::string>& gaps) {
+  try {
+    connection.Open(u"set textsize 2147483647", ado::kClientCursor);
+  } catch (const RuntimeError& error) {
+    gaps.push_back(std::string(side) + ": long texts may be cut: " + toUtf8(error.Description()));
+  }
+}
+
+KeyedReport compareByKey(const KeyedRequest& request, const TwoSides& places,
+                         std::span<const std::unique_ptr<Side>> sides, const Console& console) {
   std::optional<LogFile> traceFile;
   if (request.trace) traceFile.emplace("trace", *request.trace);
   std::mutex shared;
@@ -95,7 +119,7 @@ KeyedReport compareByKey(const KeyedRequest& request, std::span<const std::uniqu
   const auto traceOf = [&](std::size_t side) { return traces[side] ? &*traces[side] : nullptr; };
 
   StatusLine line(console);
-  KeyedReport report{shown, request.optionsInEffect, {}, {}};
+  KeyedReport report{places.shown, request.optionsInEffect, {}, {}};
   {
     const Interruption interruption = interruptionOf(sides, line);
     const ReadingWish wish{
@@ -108,6 +132,7 @@ KeyedReport compareByKey(const KeyedRequest& request, std::span<const std::uniqu
         }};
     const std::vector<DatabaseReading> readings = forEachSide(
         2, traceFile ? Pace::InTurn : Pace::Together, line, [&](std::size_t side, std::ostream&) {
+          if (!sides[side]) return DatabaseReading{};
           DatabaseReading reading = readSide(*sides[side], kNames[side], wish, nullptr, line,
                                              traceOf(side), interruption.token());
           reading.gapsBegin = std::string(kNames[side]) + ": ";
@@ -118,15 +143,21 @@ KeyedReport compareByKey(const KeyedRequest& request, std::span<const std::uniqu
         report.gaps.push_back(std::move(gap));
     }
     const std::u16string activity = u"comparing rows";
-    TracingConnection source(sides[0]->connection(), activity, traceOf(0), interruption.token());
-    TracingConnection target(sides[1]->connection(), activity, traceOf(1), interruption.token());
-    const std::array connections{&source, &target};
+    std::array<std::optional<TracingConnection>, 2> connections;
+    RowSides rows;
+    for (std::size_t side = 0; side < 2; ++side) {
+      if (!sides[side]) continue;
+      TracingConnection& connection = connections[side].emplace(
+          sides[side]->connection(), activity, traceOf(side), interruption.token());
+      if (!readings[0].wasRead || !readings[1].wasRead) continue;
+      askForWholeTexts(connection, kNames[side], report.gaps);
+      rows[side] =
+          std::make_unique<ConnectedRows>(readings[side].database, *sides[side], connection);
+    }
     if (readings[0].wasRead && readings[1].wasRead) {
-      for (std::size_t side = 0; side < 2; ++side)
-        askForWholeTexts(*connections[side], kNames[side], report.gaps);
-      ConnectedRows ofSource(readings[0].database, *sides[0], source);
-      ConnectedRows ofTarget(readings[1].database, *sides[1], target);
-      report.tables = compareTables(request, {&ofSource, &ofTarget}, line, interruption.token());
+      addFiles(places, readings, rows);
+      report.tables =
+          compareTables(request, {rows[0].get(), rows[1].get()}, line, interruption.token());
     }
     addStops(connections, interruption.token(), report.gaps);
   }

@@ -35,6 +35,8 @@ class RowSide {
   // The plan and the wish outlive them.
   virtual rows::OpenRows rowsOf(const rows::TablePlan& plan, std::size_t side,
                                 const RowWish& wish = kAllRows) = 0;
+  // Whether rows come in the order of their key, where the statement asks for it.
+  virtual bool comesInOrder() const { return true; }
   // Ends what is being waited for. Any thread may call it.
   virtual void cancel() noexcept = 0;
   // Whether nothing more can be read.

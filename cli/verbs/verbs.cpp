@@ -78,10 +78,15 @@ kelvane compare install-1.sql upgrade-2.sql -- install-2.sql
 kelvane compare --include 'table:dbo.cust*' --exclude '*_tmp' odbc:DSN=dev odbc:DSN=prod
 kelvane compare --html drift.html prod.json odbc:DSN=prod)",
      kOfSchemas, Sides::two, nothing, compareOptions, runCompare},
-    {"data", "compares the rows of two databases", "SOURCE TARGET\nSOURCE... -- TARGET...",
+    {"data", "compares the rows of two databases",
+     "SOURCE TARGET\nSOURCE... -- TARGET...\nSIDE --export FOLDER",
      R"(Compares the rows of the tables of the source with those of the target, paired by their key, and
-reports for each table how many rows are equal, changed, or on one side only.)",
-     R"(kelvane data odbc:DSN=prod odbc:DSN=copy --table 'price_*' --key price_log=day,item)",
+reports for each table how many rows are equal, changed, or on one side only.
+A side may also be a file of rows (.csv, .jsonl, .ndjson, .bcp), named like its table, or a folder of
+them. With --export the rows of one side are written to such files.)",
+     R"(kelvane data odbc:DSN=prod odbc:DSN=copy --table 'price_*' --key price_log=day,item
+kelvane data reference odbc:DSN=prod --table 'code_*'
+kelvane data odbc:DSN=prod --table 'code_*' --export reference)",
      kOfRows, Sides::two, nothing, dataOptions, runData},
     {"script", "writes T-SQL that makes the target like the source",
      "SOURCE TARGET\nSOURCE... -- TARGET...",

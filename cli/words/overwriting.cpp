@@ -11,6 +11,7 @@
 
 #include "cli/screen/destination.h"
 #include "cli/words/config_file.h"
+#include "cli/words/row_file_paths.h"
 #include "drivers/embedded/script.h"
 
 namespace kelvane::cli {
@@ -57,6 +58,9 @@ class Files {
       for (const std::string& path : scripts->paths) addScripts(path);
     } else if (const auto* snapshot = std::get_if<SnapshotPlace>(&place)) {
       add(snapshot->path);
+    } else if (const auto* files = std::get_if<RowFilesPlace>(&place)) {
+      add(files->path);
+      for (const fs::path& file : rowFilesIn(files->path)) add(file.string());
     } else {
       add(std::get<ServerPlace>(place).passwordFile);
     }

@@ -6,7 +6,7 @@
 namespace kelvane::cli {
 namespace {
 
-constexpr std::string_view kChunkTime = "--chunk-time", kPause = "--pause", kRecheck = "--recheck";
+constexpr std::string_view kChunkTime = "--chunk-time", kPause = "--pause";
 
 constexpr auto kOptions = std::to_array<Option>({
     {kChunkTime, kSeconds, "read tables in ranges that take a server about as long, such as 0.5"},

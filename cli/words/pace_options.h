@@ -19,7 +19,7 @@ struct PaceOptions {
   std::optional<std::string> resume;
 };
 
-inline constexpr std::string_view kResume = "--resume";
+inline constexpr std::string_view kResume = "--resume", kRecheck = "--recheck";
 
 OptionFamily paceOptionFamily();
 

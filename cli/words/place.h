@@ -15,6 +15,7 @@
 #include "drivers/embedded/options.h"
 #include "drivers/odbc/connection.h"
 #include "drivers/odbc/connection_string.h"
+#include "rows/row_files.h"
 
 namespace kelvane::cli {
 
@@ -50,12 +51,21 @@ struct SnapshotPlace {
   bool verbose = false;
 };
 
-using Place = std::variant<ScriptPlace, ServerPlace, SnapshotPlace>;
+// Files with the rows of a table each, or a folder of them: rows without a database. Only commands
+// that ask placeOf for them meet such a place.
+struct RowFilesPlace {
+  std::string path;
+  rows::RowFileForm form = {};  // but for the format, which the end of a name tells
+  bool verbose = false;
+};
+
+using Place = std::variant<ScriptPlace, ServerPlace, SnapshotPlace, RowFilesPlace>;
 
 // Whether the user wants to know what is done with the side.
 inline bool isVerbose(const Place& place) {
   if (const auto* scripts = std::get_if<ScriptPlace>(&place)) return scripts->settings.verbose;
   if (const auto* server = std::get_if<ServerPlace>(&place)) return server->verbose;
+  if (const auto* files = std::get_if<RowFilesPlace>(&place)) return files->verbose;
   return std::get<SnapshotPlace>(place).verbose;
 }
 

@@ -15,7 +15,7 @@ namespace {
 constexpr std::string_view kColumns = "--columns", kIgnoreCase = "--ignore-case",
                            kIgnoreColumns = "--ignore-columns", kKey = "--key", kMap = "--map",
                            kNullIsEmpty = "--null-is-empty", kToleranceOption = "--tolerance",
-                           kTrim = "--trim", kWhere = "--where";
+                           kTrim = "--trim";
 
 constexpr auto kOptions = std::to_array<Option>({
     {kColumns, kColumnPatterns, "only these columns, besides those of the key (*, ?)"},

@@ -6,12 +6,15 @@
 #include <array>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cli/words/arguments.h"
 #include "rows/table_plan.h"
 
 namespace kelvane::cli {
+
+inline constexpr std::string_view kWhere = "--where";
 
 struct RowOptions {
   // Conditions of the rows; the pattern of tables may be empty: all.

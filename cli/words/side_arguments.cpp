@@ -4,6 +4,7 @@
 #include <charconv>
 #include <filesystem>
 
+#include "cli/words/row_file_paths.h"
 #include "model/text.h"
 
 namespace kelvane::cli {
@@ -204,6 +205,19 @@ Place placeOfEnvironment(const std::string& name, const Environment& environment
                      options.database};
 }
 
+// A database is what the other side has.
+RowFilesPlace rowFilesPlace(const std::string& path, const std::vector<std::string>& operands,
+                            const Arguments& arguments, const SideOptions& options,
+                            const ReadingSettings& settings) {
+  if (!settings.rowFiles)
+    throw UsageError("'" + path + "' contains rows; only kelvane data takes it for a side");
+  if (operands.size() > 1) refuseCompany(path);
+  if (arguments.has(options.database))
+    throw UsageError(text(options.database) + " is for servers and scripts, but '" + path +
+                     "' contains rows");
+  return {path, *settings.rowFiles, settings.load.verbose};
+}
+
 }  // namespace
 
 OptionFamily readingOptions() { return {"Reading", kOptions}; }
@@ -256,6 +270,8 @@ Place placeOf(const Arguments& arguments, const std::vector<std::string>& operan
   if (!byOption && server == operands.end()) {
     if (arguments.has(options.passwordFile))
       throw UsageError(text(options.passwordFile) + " is for servers, but that side is not one");
+    if (const auto rows = std::ranges::find_if(operands, isRowFiles); rows != operands.end())
+      return rowFilesPlace(*rows, operands, arguments, options, settings);
     if (!isSnapshot(operands))
       return ScriptPlace{operands, settings.load, arguments.value(options.database),
                          options.database};

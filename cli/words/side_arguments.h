@@ -28,6 +28,7 @@ OptionFamily readingOptions();
 struct ReadingSettings {
   LoadSettings load;
   odbc::ConnectOptions limits;
+  std::optional<rows::RowFileForm> rowFiles = {};  // where the command takes them
 };
 
 // Throws UsageError, as all below.

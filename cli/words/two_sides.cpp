@@ -54,9 +54,11 @@ std::array<std::vector<std::string>, 2> operandsOfSides(const Arguments& argumen
 
 OptionFamily twoSidesOptions() { return {"The sides", kOptions, Elsewhere::nowhere}; }
 
-TwoSides twoSides(const Arguments& arguments, std::string_view command) {
+TwoSides twoSides(const Arguments& arguments, std::string_view command,
+                  const std::optional<rows::RowFileForm>& rowFiles) {
   const auto operands = operandsOfSides(arguments, command);
-  const ReadingSettings settings = readingSettings(arguments);
+  ReadingSettings settings = readingSettings(arguments);
+  settings.rowFiles = rowFiles;
   TwoSides sides{{placeOf(arguments, operands[0], kTwoSides[0], settings),
                   placeOf(arguments, operands[1], kTwoSides[1], settings)}};
   for (std::size_t side = 0; side < 2; ++side)

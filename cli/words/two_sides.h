@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -27,7 +28,9 @@ struct TwoSides {
   std::array<std::string, 2> shown{};  // how the user calls them, without secrets
 };
 
-// `command` is what it is called in complaints. Throws UsageError.
-TwoSides twoSides(const Arguments& arguments, std::string_view command);
+// `command` is what it is called in complaints; `rowFiles` says how files of rows are read, where
+// it takes them. Throws UsageError.
+TwoSides twoSides(const Arguments& arguments, std::string_view command,
+                  const std::optional<rows::RowFileForm>& rowFiles = {});
 
 }  // namespace kelvane::cli
