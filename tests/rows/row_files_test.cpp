@@ -22,8 +22,7 @@ namespace {
 using namespace std::string_literals;
 
 std::filesystem::path pathOf(const std::string& content) {
-  const auto path =
-      std::filesystem::temp_directory_path() / ("kelvane_rows_" + std::to_string(getpid()));
+  auto path = std::filesystem::temp_directory_path() / ("kelvane_rows_" + std::to_string(getpid()));
   std::ofstream(path, std::ios::binary) << content;
   return path;
 }
