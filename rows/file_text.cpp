@@ -38,6 +38,14 @@ std::size_t sizeOfCharacter(std::string_view text, std::size_t at) {
   return isOverlong || isBeyond || !isBehindFirst(text, at + 3) ? 0 : 4;
 }
 
+/// Names and values of a file may have line feeds in them.
+std::string onOneLine(std::string text) {
+  for (char& c : text) {
+    if (static_cast<unsigned char>(c) < 0x20) c = ' ';
+  }
+  return text;
+}
+
 }  // namespace
 
 FileText::FileText(std::string path)
@@ -62,7 +70,7 @@ bool FileText::fill() {
 
 void FileText::refuse(const FilePosition& position, const std::string& what) const {
   throw RowFileError(path_ + ":" + std::to_string(position.line) + ":" +
-                     std::to_string(position.column) + ": " + what);
+                     std::to_string(position.column) + ": " + onOneLine(what));
 }
 
 std::size_t firstInvalid(std::string_view text) {

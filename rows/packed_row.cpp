@@ -64,9 +64,11 @@ void packExact(ado::Decimal number, std::string& row) {
   while (number.scale > 0 && endsWithZero(number.magnitude)) --number.scale;
   const auto [low, high] = number.magnitude;
   constexpr auto kMost = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-  if (number.scale == 0 && high == 0 && low <= kMost) {
-    const auto integer = static_cast<std::int64_t>(low);
-    return appendCell(row, CellKind::integer, number.negative ? -integer : integer);
+  // The least integer has no positive one beside it.
+  const std::uint64_t most = kMost + (number.negative ? 1U : 0U);
+  if (number.scale == 0 && high == 0 && low <= most) {
+    const auto integer = static_cast<std::int64_t>(number.negative ? 0 - low : low);
+    return appendCell(row, CellKind::integer, integer);
   }
   appendCell(row, CellKind::decimal,
              PackedDecimal{number.magnitude, number.scale, number.negative ? 1U : 0U, 0});

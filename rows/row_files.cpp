@@ -106,13 +106,11 @@ class BcpRows final : public RawRows {
                      "terminator as well (--row-terminator)");
       row.add(byte, file_);
       const std::string_view text = row.fieldText();
-      // Of two that end there the longer one is meant.
-      const bool endsField = text.ends_with(field_), endsRow = text.ends_with(row_);
-      if (endsRow && (!endsField || row_.size() >= field_.size())) {
+      if (text.ends_with(row_)) {
         endField(row, row_.size());
         return true;
       }
-      if (endsField) {
+      if (text.ends_with(field_)) {
         endField(row, field_.size());
         row.beginField(file_.position());
       }
@@ -178,7 +176,9 @@ class FileRows final : public RowSource {
   }
 
   bool next() override {
-    if (!rows_->next(row_)) return false;
+    do {
+      if (!rows_->next(row_)) return false;
+    } while (isEmptyLine());
     fields_.assign(columns_.size(), nullptr);
     if (isNamed_)
       placeByName();
@@ -190,6 +190,10 @@ class FileRows final : public RowSource {
   ado::Value value(std::size_t column) const override { return values_[column]; }
 
  private:
+  /// Which is a row only where there is one column.
+  bool isEmptyLine() const {
+    return !isNamed_ && columns_.size() > 1 && row_.fields.size() == 1 && row_.fields[0].isNull;
+  }
   void placeByName() {
     for (const RawField& field : row_.fields) {
       const auto place = places_.find(field.name);
@@ -202,12 +206,9 @@ class FileRows final : public RowSource {
   void placeInOrder() {
     const std::size_t has = row_.fields.size();
     if (has != columns_.size()) {
-      const bool isEmpty = has == 1 && row_.text.empty();
-      file_.refuse(row_.begin, isEmpty ? "an empty line, where " + std::to_string(columns_.size()) +
-                                             " fields are expected; remove it"
-                                       : std::to_string(has) + (has == 1 ? " field" : " fields") +
-                                             " where " + std::to_string(columns_.size()) +
-                                             " are expected: " + namesOfColumns());
+      file_.refuse(row_.begin, std::to_string(has) + (has == 1 ? " field" : " fields") + " where " +
+                                   std::to_string(columns_.size()) +
+                                   " are expected: " + namesOfColumns());
     }
     for (std::size_t at = 0; at < columns_.size(); ++at) fields_[at] = &row_.fields[at];
   }

@@ -22,7 +22,8 @@ enum class RowFormat : std::uint8_t { csv, jsonLines, bcp };
 struct RowFileForm {
   RowFormat format = RowFormat::csv;
   bool hasHeader = true;  ///< of CSV: names of columns in its first row
-  std::string fieldTerminator = "\t", rowTerminator = "\n";  ///< of bcp
+  std::string fieldTerminator = "\t",
+              rowTerminator = "\n";  ///< of bcp; none has the other in it
 };
 
 /// FILE:LINE:COLUMN: what is wrong there, and what to do. Lines and columns count from 1, columns

@@ -84,6 +84,7 @@ class Export {
     const std::vector<std::string> names = fileNames();
     RowFolder folder(request_.folder, names);
     std::vector<ExpectedTable> expected;
+    expected.reserve(tables_.size());
     for (const Table* table : tables_)
       expected.push_back({toUtf16(shownName(*table)), table->rowCount});
     DataProgress progress(line, std::move(expected));
@@ -136,9 +137,11 @@ class Export {
   // As all tables have them: a pattern changes no name.
   std::vector<std::string> fileNames() const {
     std::vector<inventory::QualifiedName> tables;
+    tables.reserve(database_.tables.size());
     for (const Table& table : database_.tables) tables.push_back(table.name);
     const std::vector<std::string> all = rowFileNames(tables);
     std::vector<std::string> names;
+    names.reserve(tables_.size());
     for (const Table* table : tables_)
       names.push_back(all[static_cast<std::size_t>(table - database_.tables.data())] + "." +
                       std::string(endingOf(request_.form.format)));

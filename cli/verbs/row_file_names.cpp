@@ -34,6 +34,7 @@ std::vector<std::string> rowFileNames(const std::vector<inventory::QualifiedName
   }
   inventory::tellApart(objects);
   std::vector<std::string> names;
+  names.reserve(objects.size());
   for (const inventory::ScriptedObject& object : objects)
     names.push_back(object.file.substr(0, object.file.size() - kScript.size()));
   return names;

@@ -175,6 +175,7 @@ std::vector<RowFile> rowFilesOf(const RowFilesPlace& place, const Database* othe
   std::map<std::string, QualifiedName> known;
   if (other != nullptr) {
     std::vector<QualifiedName> tables;
+    tables.reserve(other->tables.size());
     for (const Table& table : other->tables) tables.push_back(table.name);
     const std::vector<std::string> names = rowFileNames(tables);
     for (std::size_t at = 0; at < tables.size(); ++at) known.emplace(names[at], tables[at]);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <tuple>
 
 #include "drivers/embedded/script.h"
 #include "model/text.h"
@@ -50,9 +51,10 @@ rows::RowFileForm rowFileFormOf(const Arguments& arguments) {
   form.hasHeader = !arguments.has(kNoHeader);
   form.fieldTerminator = terminatorOf(arguments, kFieldTerminator, form.fieldTerminator);
   form.rowTerminator = terminatorOf(arguments, kRowTerminator, form.rowTerminator);
-  if (form.fieldTerminator == form.rowTerminator)
-    throw UsageError(std::string(kFieldTerminator) + " and " + std::string(kRowTerminator) +
-                     " are the same");
+  const auto& [one, other] = std::tie(form.fieldTerminator, form.rowTerminator);
+  if (one.find(other) != std::string::npos || other.find(one) != std::string::npos)
+    throw UsageError("of " + std::string(kFieldTerminator) + " and " + std::string(kRowTerminator) +
+                     " none may have the other in it");
   return form;
 }
 

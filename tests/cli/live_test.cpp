@@ -4,6 +4,7 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <latch>
+#include <map>
 #include <sstream>
 #include <sys/stat.h>
 
@@ -130,6 +131,58 @@ TEST_F(Live, AScriptOfRowsIsTriedOnACopyOfTheServersRows) {
   EXPECT_THAT(text.str(), HasSubstr("'this script is for the database main'"));
   Program after({"data", source, "--", file("before.sql", before), script}, {});
   EXPECT_EQ(after.wait(), kNoDifference) << after.output() << text.str();
+}
+
+// Whatever way the rows came, and however often they are written.
+TEST_F(Live, RowsAreExportedAsThoseOfTheScript) {
+  const std::string script =
+      "create table typed (id int primary key, t tinyint null, b bigint null, u unsigned int null, "
+      "n numeric(38,10) null, m money null, r real null, f float null, d datetime null, s "
+      "smalldatetime null, day date null, clock time null, c char(9) null, v varchar(30) null, w "
+      "univarchar(30) null, x varbinary(9) null, i image null, l text null, flag bit)\n"
+      "create table words (a varchar(9) not null, b float null, primary key (a))\n"
+      "create table bag (a varchar(9) null, b numeric(9,3) null)\ngo\n"
+      "insert typed values (2, 255, -9223372036854775808, 4294967295, 1.5, -0.5, 0.1, 1e100, "
+      "'Jan 2 2024 23:59:59.998', '2024-01-02 10:30', '0001-01-01', '23:59:59.997', 'a b ', ' x', "
+      "'\u00FC\u20AC', 0x00ff, 0x01, 'a\nb, \"c\"', 1)\n"
+      "insert typed (id, v, flag) values (1, '', 0)\n"
+      "insert words values ('b', 1) insert words values ('B', 2.5) insert words values ('a', "
+      "null)\n"
+      "insert bag values ('b', 1) insert bag values ('a', 2.5) insert bag values (null, 1) insert "
+      "bag values ('b', 1)\ngo\n";
+  embedded::EmbeddedCatalog catalog = tds::catalogOf(script);
+  const tds::TdsServer server(catalog);
+  const std::string scriptFile = file("rows.sql", script);
+  const std::vector<std::string> live{"--source-server", address(server), "--source-user", "sa"};
+  const auto run = [&](std::vector<std::string> words, const std::vector<std::string>& more) {
+    words.insert(words.begin(), "data");
+    words.insert(words.end(), more.begin(), more.end());
+    Program program(words, with({{"KELVANE_PASSWORD", "x"}}));
+    const int status = program.wait();
+    EXPECT_EQ(status, kNoDifference) << program.output();
+  };
+  const auto contents = [](const std::filesystem::path& folder) {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+      std::ostringstream content;
+      content << std::ifstream(entry.path(), std::ios::binary).rdbuf();
+      files[entry.path().filename().string()] = content.str();
+    }
+    return files;
+  };
+  for (const std::string format : {"csv", "jsonl"}) {
+    const std::string ofScript = (folder_ / ("script-" + format)).string(),
+                      ofServer = (folder_ / ("server-" + format)).string();
+    run({scriptFile}, {"--format", format, "--export", ofScript});
+    run(live, {"--format", format, "--export", ofServer});
+    const auto first = contents(ofScript);
+    EXPECT_EQ(first.size(), 4U);
+    EXPECT_EQ(contents(ofServer), first);
+    run(live, {"--format", format, "--export", ofServer});
+    EXPECT_EQ(contents(ofServer), first);
+    run({ofServer, scriptFile}, {});
+    run(live, {ofScript});
+  }
 }
 
 // Pieces of a definition that held 255 letters, not bytes, would lose their ends on the way.
