@@ -19,6 +19,7 @@
 #include "cli/verbs/data_report.h"
 #include "cli/verbs/keyed_data.h"
 #include "cli/verbs/listing.h"
+#include "cli/verbs/row_lines.h"
 #include "cli/words/overwriting.h"
 #include "cli/words/two_sides.h"
 #include "inventory/name_pattern.h"
@@ -39,8 +40,16 @@ constexpr auto kTables = std::to_array<Option>({
     {kMaxRows, kNumber, "with --by-position: compare no more than N rows of a table"},
     {kTable, kTablePattern, "only tables whose name or owner.name matches (*, ?)"},
 });
+enum class DataFormat { text, json, csv, jsonLines };
+constexpr auto kDataFormats = std::to_array<Choice<DataFormat>>({
+    {"text", DataFormat::text},
+    {"json", DataFormat::json},
+    {"csv", DataFormat::csv},
+    {"jsonl", DataFormat::jsonLines},
+});
+constexpr std::string_view kFormat = kListingFormat.name;
 constexpr auto kReports = std::to_array<Option>({
-    kListingFormat,
+    {kFormat, "FORMAT", "text, json, or each row that differs: csv, jsonl", kNamesOf<kDataFormats>},
     {kShow, kNumber, "show the first N differing rows of each table; default: 3"},
 });
 constexpr std::size_t kShownRows = 3;
@@ -77,9 +86,13 @@ struct DataRequest {
   std::vector<std::u16string> patterns;
   std::map<std::string, std::vector<std::string>> keys;
   std::optional<std::size_t> shown;
-  ListingFormat format = ListingFormat::text;
+  DataFormat format = DataFormat::text;
   std::optional<std::string> trace;
 };
+
+bool writesRows(const DataRequest& request) {
+  return request.format == DataFormat::csv || request.format == DataFormat::jsonLines;
+}
 
 std::map<std::string, std::vector<std::string>> keysOf(const Arguments& arguments) {
   std::map<std::string, std::vector<std::string>> keys;
@@ -98,8 +111,16 @@ std::map<std::string, std::vector<std::string>> keysOf(const Arguments& argument
 }
 
 DataRequest parseData(const Arguments& arguments) {
-  DataRequest request{twoSides(arguments, "data"), Limits(arguments),      {}, {}, {},
-                      listingFormatOf(arguments),  arguments.value(kTrace)};
+  DataRequest request{twoSides(arguments, "data"),
+                      Limits(arguments),
+                      {},
+                      {},
+                      {},
+                      choiceOf<kDataFormats>(arguments, kFormat, DataFormat::text),
+                      arguments.value(kTrace)};
+  if (writesRows(request) && arguments.has(kByPosition))
+    throw UsageError(arguments.called(kFormat) + " csv and jsonl and " + std::string(kByPosition) +
+                     " exclude each other");
   for (const std::string_view limit : {kMaxRows, kMaxDifferences}) {
     if (arguments.isGiven(limit) && !arguments.has(kByPosition))
       throw UsageError(std::string(limit) + " needs " + std::string(kByPosition));
@@ -373,14 +394,31 @@ DataReport runByPosition(const DataRequest& request, std::span<const std::unique
   return report;
 }
 
+void writeLines(const KeyedReport& report, const DataRequest& request, RowLines* lines,
+                const Console& console) {
+  lines->finish(report);
+  if (request.format != DataFormat::csv) return;
+  for (const KeyedTable& table : report.tables) {
+    if (table.ended == KeyedEnd::error) console.complain(table.name + ": " + table.error);
+    if (table.ended == KeyedEnd::missingInSource)
+      console.complain(table.name + " is missing in the source");
+    if (table.ended == KeyedEnd::missingInTarget)
+      console.complain(table.name + " is missing in the target");
+  }
+}
+void writeLines(const DataReport&, const DataRequest&, RowLines*, const Console&) {}
+
 template <class Report>
 ExitStatus write(Report report, const DataRequest& request,
-                 std::span<const std::unique_ptr<Side>> sides, const Console& console) {
+                 std::span<const std::unique_ptr<Side>> sides, const Console& console,
+                 RowLines* lines = nullptr) {
   for (std::size_t side = 0; side < 2; ++side) {
     if (!sides[side]->isComplete())
       report.gaps.push_back(std::string(kNames[side]) + ": not everything could be loaded");
   }
-  if (request.format == ListingFormat::json)
+  if (lines != nullptr)
+    writeLines(report, request, lines, console);
+  else if (request.format == DataFormat::json)
     writeJson(report, console.out);
   else
     writeText(report, console.out);
@@ -409,7 +447,15 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
   keyed.keys = request.keys;
   keyed.shown = request.shown.value_or(kShownRows);
   keyed.trace = request.trace;
-  return write(compareByKey(keyed, sides, request.sides.shown, console), request, sides, console);
+  std::optional<RowLines> lines;
+  if (writesRows(request)) {
+    keyed.shown = 0;
+    keyed.sinks.push_back(&lines.emplace(console.out, request.format == DataFormat::csv
+                                                          ? RowLineFormat::csv
+                                                          : RowLineFormat::jsonLines));
+  }
+  return write(compareByKey(keyed, sides, request.sides.shown, console), request, sides, console,
+               lines ? &*lines : nullptr);
 }
 
 }  // namespace kelvane::cli
