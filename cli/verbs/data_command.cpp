@@ -21,6 +21,7 @@
 #include "cli/verbs/data_report.h"
 #include "cli/verbs/keyed_data.h"
 #include "cli/verbs/listing.h"
+#include "cli/verbs/row_lines.h"
 #include "cli/verbs/row_script.h"
 #include "cli/words/overwriting.h"
 #include "cli/words/pace_options.h"
@@ -45,10 +46,19 @@ constexpr auto kTables = std::to_array<Option>({
     {kMaxRows, kNumber, "with --by-position: compare no more than N rows of a table"},
     {kTable, kTablePattern, "only tables whose name or owner.name matches (*, ?)"},
 });
+enum class DataFormat { text, json, csv, jsonLines };
+constexpr auto kDataFormats = std::to_array<Choice<DataFormat>>({
+    {"text", DataFormat::text},
+    {"json", DataFormat::json},
+    {"csv", DataFormat::csv},
+    {"jsonl", DataFormat::jsonLines},
+});
+constexpr std::string_view kFormat = kListingFormat.name;
 constexpr std::array<std::string_view, 5> kFormats{"text", "json", "csv", "jsonl", "bcp"};
 constexpr auto kReports = std::to_array<Option>({
-    {kListingFormat.name, kListingFormat.value,
-     "text or json; with --export: csv, jsonl or bcp, default: csv", kFormats},
+    {kFormat, kListingFormat.value,
+     "text, json, or each row that differs: csv, jsonl; with --export: csv, jsonl or bcp",
+     kFormats},
     {kShow, kNumber, "show the first N differing rows of each table; default: 3"},
 });
 constexpr std::size_t kShownRows = 3;
@@ -87,10 +97,14 @@ struct DataRequest {
   std::vector<std::string> rowOptions = {};  // in effect
   PaceOptions pace = {};
   std::optional<std::size_t> shown = {};
-  ListingFormat format = ListingFormat::text;
+  DataFormat format = DataFormat::text;
   std::optional<std::string> trace = {};
   std::optional<RowScriptRequest> script = {};
 };
+
+bool writesRows(const DataRequest& request) {
+  return request.format == DataFormat::csv || request.format == DataFormat::jsonLines;
+}
 
 std::vector<std::u16string> patternsOf(const Arguments& arguments) {
   std::vector<std::u16string> patterns;
@@ -114,8 +128,13 @@ void refuseForFiles(const Arguments& arguments, const DataRequest& request) {
 
 DataRequest parseData(const Arguments& arguments) {
   DataRequest request{twoSides(arguments, "data", rowFileFormOf(arguments)), Limits(arguments)};
-  request.format = listingFormatOf(arguments);
+  request.format = choiceOf<kDataFormats>(arguments, kFormat, DataFormat::text);
   request.trace = arguments.value(kTrace);
+  for (const std::string_view option : {kByPosition, kResume}) {
+    if (writesRows(request) && arguments.has(option))
+      throw UsageError(arguments.called(kFormat) + " csv and jsonl and " + std::string(option) +
+                       " exclude each other");
+  }
   for (const std::string_view limit : {kMaxRows, kMaxDifferences}) {
     if (arguments.isGiven(limit) && !arguments.has(kByPosition))
       throw UsageError(std::string(limit) + " needs " + std::string(kByPosition));
@@ -413,14 +432,31 @@ std::string comparisonOf(const DataRequest& request) {
   return text;
 }
 
+void writeLines(const KeyedReport& report, const DataRequest& request, RowLines* lines,
+                const Console& console) {
+  lines->finish(report);
+  if (request.format != DataFormat::csv) return;
+  for (const KeyedTable& table : report.tables) {
+    if (table.ended == KeyedEnd::error) console.complain(table.name + ": " + table.error);
+    if (table.ended == KeyedEnd::missingInSource)
+      console.complain(table.name + " is missing in the source");
+    if (table.ended == KeyedEnd::missingInTarget)
+      console.complain(table.name + " is missing in the target");
+  }
+}
+void writeLines(const DataReport&, const DataRequest&, RowLines*, const Console&) {}
+
 template <class Report>
 ExitStatus write(Report report, const DataRequest& request,
-                 std::span<const std::unique_ptr<Side>> sides, const Console& console) {
+                 std::span<const std::unique_ptr<Side>> sides, const Console& console,
+                 RowLines* lines = nullptr) {
   for (std::size_t side = 0; side < 2; ++side) {
     if (sides[side] && !sides[side]->isComplete())
       report.gaps.push_back(std::string(kNames[side]) + ": not everything could be loaded");
   }
-  if (request.format == ListingFormat::json)
+  if (lines != nullptr)
+    writeLines(report, request, lines, console);
+  else if (request.format == DataFormat::json)
     writeJson(report, console.out);
   else
     writeText(report, console.out);
@@ -470,6 +506,13 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
   keyed.comparison = comparisonOf(request);
   keyed.shown = request.shown.value_or(kShownRows);
   keyed.trace = request.trace;
+  std::optional<RowLines> lines;
+  if (writesRows(request)) {
+    keyed.shown = 0;
+    keyed.sinks.push_back(&lines.emplace(console.out, request.format == DataFormat::csv
+                                                          ? RowLineFormat::csv
+                                                          : RowLineFormat::jsonLines));
+  }
   std::optional<RowScript> script;
   if (request.script) {
     keyed.sinks.push_back(&script.emplace(*request.script, request.sides.shown));
@@ -477,7 +520,8 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
   }
   KeyedReport report = compareByKey(keyed, request.sides, sides, console);
   const ExitStatus written = script ? script->write(console) : kNoDifference;
-  const ExitStatus status = write(std::move(report), request, sides, console);
+  const ExitStatus status =
+      write(std::move(report), request, sides, console, lines ? &*lines : nullptr);
   if (keyed.resume && std::filesystem::exists(*keyed.resume))
     console.complain("'" + *keyed.resume +
                      "' has what was compared: the same command goes on from there");

@@ -5,6 +5,7 @@
 
 #include "cli/screen/text_table.h"
 #include "cli/verbs/listing.h"
+#include "cli/verbs/value_text.h"
 #include "model/text.h"
 #include "report/json_writer.h"
 #include "report/visible_text.h"
@@ -31,17 +32,6 @@ constexpr std::array<std::u16string_view, 2> kOnlyIn{u"  columns only in the sou
 
 using Texts = std::vector<std::optional<std::u16string>>;
 
-// Of each column; none for a null.
-Texts textsOf(const rows::TablePlan& plan, std::string_view row) {
-  Texts texts;
-  for (const rows::Cell& cell : plan.cellsOf(row)) {
-    std::u16string storage;
-    const ado::Value value = rows::valueOf(cell, storage);
-    texts.push_back(value.isNull() ? std::nullopt : std::optional(value.toText()));
-  }
-  return texts;
-}
-
 std::u16string shown(const std::optional<std::u16string>& text) {
   if (!text) return u"null";
   return *text == u"null" ? u"\"null\"" : report::showValue(*text);
@@ -63,8 +53,8 @@ std::u16string shownCells(const KeyedTable& table, const Texts& texts, std::size
 }
 
 std::u16string shown(const KeyedTable& table, const RowSample& sample) {
-  const Texts source = textsOf(table.plan, sample.cells[0]),
-              target = textsOf(table.plan, sample.cells[1]);
+  const Texts source = textsOf(table.plan, sample.cells[0], 0),
+              target = textsOf(table.plan, sample.cells[1], 1);
   const std::size_t keys = table.plan.pairing.keyColumns;
   if (target.empty()) return u"  - " + shownCells(table, source, keys);
   if (source.empty()) return u"  + " + shownCells(table, target, keys);
@@ -124,8 +114,8 @@ void writeTexts(JsonWriter& writer, std::string_view member, const Texts& texts,
 }
 
 void writeSample(JsonWriter& writer, const KeyedTable& table, const RowSample& sample) {
-  const Texts source = textsOf(table.plan, sample.cells[0]),
-              target = textsOf(table.plan, sample.cells[1]);
+  const Texts source = textsOf(table.plan, sample.cells[0], 0),
+              target = textsOf(table.plan, sample.cells[1], 1);
   const std::size_t keys = table.plan.pairing.keyColumns, all = table.plan.columns.size();
   writer.beginObject();
   writer.member("kind", std::string_view(target.empty()   ? "onlyInSource"

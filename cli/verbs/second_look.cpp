@@ -118,7 +118,7 @@ void SecondLook::lookAt(KeyedTable& table, const std::vector<Kept>& batch,
     wishes[side].condition = std::move(*condition);
   }
   const auto streamOf = [&](std::size_t side) {
-    return [&, side, open = sides_[side]->rowsOf(plan, side, wishes[side])] {
+    return [&, open = sides_[side]->rowsOf(plan, side, wishes[side])] {
       return std::make_unique<AskedRows>(open(), plan.layout(), keys);
     };
   };

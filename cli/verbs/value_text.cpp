@@ -1,0 +1,46 @@
+#include "cli/verbs/value_text.h"
+
+#include <variant>
+
+namespace kelvane::cli {
+namespace {
+
+std::size_t scaleOf(const inventory::Column& column) {
+  const inventory::DataType& type = column.type.type;
+  if (type.scale) return static_cast<std::size_t>(*type.scale);
+  return type.name == "money" || type.name == "smallmoney" ? 4 : 0;
+}
+
+std::u16string textOf(const ado::Value& value, std::size_t scale) {
+  std::u16string text = value.toText();
+  const bool isExact =
+      std::holds_alternative<ado::Decimal>(value) || std::holds_alternative<std::int64_t>(value);
+  if (!isExact || scale == 0) return text;
+  std::size_t point = text.find(u'.');
+  if (point == std::u16string::npos) {
+    point = text.size();
+    text += u'.';
+  }
+  const std::size_t decimals = text.size() - point - 1;
+  if (decimals < scale) text.append(scale - decimals, u'0');
+  return text;
+}
+
+}  // namespace
+
+std::vector<std::optional<std::u16string>> textsOf(const rows::TablePlan& plan,
+                                                   std::string_view row, std::size_t side) {
+  const auto& declared = side == 0 ? plan.sourceColumns : plan.targetColumns;
+  std::vector<std::optional<std::u16string>> texts;
+  for (const rows::Cell& cell : plan.cellsOf(row)) {
+    std::u16string storage;
+    const ado::Value value = rows::valueOf(cell, storage);
+    const std::size_t at = texts.size();
+    const std::size_t scale =
+        at < declared.size() && declared[at] != nullptr ? scaleOf(*declared[at]) : 0;
+    texts.push_back(value.isNull() ? std::nullopt : std::optional(textOf(value, scale)));
+  }
+  return texts;
+}
+
+}  // namespace kelvane::cli
