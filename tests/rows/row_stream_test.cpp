@@ -67,5 +67,42 @@ TEST(RowStream, ASideThatIsReadIsNotCancelled) {
   EXPECT_FALSE(isCancelled);
 }
 
+/// The numbers from 1 to 20; the connection breaks behind some of them.
+class BreakingRows final : public RowSource {
+ public:
+  explicit BreakingRows(int good) : good_(good) {}
+  bool next() override {
+    if (row_ == good_) throw std::runtime_error("the connection broke");
+    return ++row_ <= 20;
+  }
+  ado::Value value(std::size_t) const override { return std::int64_t{row_}; }
+
+ private:
+  int good_, row_ = 0;
+};
+
+TEST(RowStream, AFailureAtAnyFetchIsNoResult) {
+  constexpr int kNever = 100;
+  const auto opened = [](int good) {
+    return [good] { return std::make_unique<BreakingRows>(good); };
+  };
+  for (const bool isOrdered : {true, false}) {
+    for (const std::size_t mostBytes : {std::size_t{1} << 20U, std::size_t{1}}) {
+      for (int good = 0; good <= 20; ++good) {
+        for (const bool isSource : {true, false}) {
+          RowStream source(opened(isSource ? good : kNever), kOneColumn),
+              target(opened(isSource ? kNever : good), kOneColumn);
+          Nobody observer;
+          bool isWhole = false;
+          const Pairing pairing{
+              .isOrdered = isOrdered, .keyColumns = 1, .columns = {{}}, .mostBytes = mostBytes};
+          EXPECT_THROW(compareRows(source, target, pairing, observer, isWhole), std::runtime_error)
+              << good;
+        }
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace kelvane::rows
