@@ -278,7 +278,8 @@ class TablePlanner {
           ComparedColumn{.name = one->name,
                          .form = formOf(was, is),
                          .leniency = meaningful(leniencyOf(pairs_[at]), family, second),
-                         .types = {}});
+                         .types = {},
+                         .stored = {was, is}});
       if (was != is) column.types = {inventory::shown(was), inventory::shown(is)};
       plan_.sourceColumns.push_back(one);
       plan_.targetColumns.push_back(other);

@@ -21,7 +21,8 @@ struct ComparedColumn {
   std::string name;  ///< as the source has it
   Form form = Form::asItIs;
   Leniency leniency = {};
-  std::array<std::string, 2> types = {};  ///< as declared, where the two sides differ
+  std::array<std::string, 2> types = {};           ///< as declared, where the two sides differ
+  std::array<inventory::DataType, 2> stored = {};  ///< of the server, not user-defined ones
 };
 
 /// By what the rows of a table can be cut into ranges: the leading column of the key, where an
@@ -59,7 +60,8 @@ struct TablePlan {
   std::array<Select, 2> selects;
   std::array<std::vector<std::string>, 2> columnsOnlyIn;
   std::vector<std::string> serverColumns;  ///< of timestamps, which no two servers have alike
-  std::vector<const inventory::Column*> sourceColumns, targetColumns;  ///< those of `columns`
+  /// Those of `columns` in the two tables, which may be gone when the plan is still shown.
+  std::vector<const inventory::Column*> sourceColumns, targetColumns;
 
   bool hasKey() const { return !key.empty() && key != "none"; }
   RowLayout layout() const;

@@ -5,8 +5,7 @@
 namespace kelvane::cli {
 namespace {
 
-std::size_t scaleOf(const inventory::Column& column) {
-  const inventory::DataType& type = column.type.type;
+std::size_t scaleOf(const inventory::DataType& type) {
   if (type.scale) return static_cast<std::size_t>(*type.scale);
   return type.name == "money" || type.name == "smallmoney" ? 4 : 0;
 }
@@ -30,14 +29,11 @@ std::u16string textOf(const ado::Value& value, std::size_t scale) {
 
 std::vector<std::optional<std::u16string>> textsOf(const rows::TablePlan& plan,
                                                    std::string_view row, std::size_t side) {
-  const auto& declared = side == 0 ? plan.sourceColumns : plan.targetColumns;
   std::vector<std::optional<std::u16string>> texts;
   for (const rows::Cell& cell : plan.cellsOf(row)) {
     std::u16string storage;
     const ado::Value value = rows::valueOf(cell, storage);
-    const std::size_t at = texts.size();
-    const std::size_t scale =
-        at < declared.size() && declared[at] != nullptr ? scaleOf(*declared[at]) : 0;
+    const std::size_t scale = scaleOf(plan.columns[texts.size()].stored[side]);
     texts.push_back(value.isNull() ? std::nullopt : std::optional(textOf(value, scale)));
   }
   return texts;
