@@ -11,6 +11,7 @@
 
 #include "inventory/shown.h"
 #include "model/text.h"
+#include "rows/stored_type.h"
 
 namespace kelvane::rows {
 namespace {
@@ -19,42 +20,6 @@ using Kind = ValueType::Kind;
 using Parts = ado::DateTime::Parts;
 
 constexpr std::int64_t kSecond = 1'000'000'000, kMinute = 60 * kSecond, kDay = 1440 * kMinute;
-
-struct TypeRow {
-  std::string_view name;
-  Kind kind;
-  int digits = 0, decimals = 0;
-  std::string_view least = {}, most = {};
-  Parts parts = Parts::both;
-  std::int64_t unit = 0;
-};
-constexpr auto kTypes = std::to_array<TypeRow>({
-    {"bit", Kind::bit},
-    {"tinyint", Kind::exact, 3, 0, "0", "255"},
-    {"smallint", Kind::exact, 5, 0, "-32768", "32767"},
-    {"int", Kind::exact, 10, 0, "-2147483648", "2147483647"},
-    {"bigint", Kind::exact, 19, 0, "-9223372036854775808", "9223372036854775807"},
-    {"unsigned smallint", Kind::exact, 5, 0, "0", "65535"},
-    {"unsigned int", Kind::exact, 10, 0, "0", "4294967295"},
-    {"unsigned bigint", Kind::exact, 20, 0, "0", "18446744073709551615"},
-    {"numeric", Kind::exact, 18, 0},
-    {"decimal", Kind::exact, 18, 0},
-    {"money", Kind::exact, 19, 4},
-    {"smallmoney", Kind::exact, 10, 4},
-    {"real", Kind::single},
-    {"float", Kind::approximate},
-    {"double precision", Kind::approximate},
-    {"datetime", Kind::moment},
-    {"smalldatetime", Kind::moment, 0, 0, {}, {}, Parts::both, kMinute},
-    {"bigdatetime", Kind::moment, 0, 0, {}, {}, Parts::both, 1000},
-    {"date", Kind::moment, 0, 0, {}, {}, Parts::dateOnly, 1000},
-    {"time", Kind::moment, 0, 0, {}, {}, Parts::timeOnly},
-    {"bigtime", Kind::moment, 0, 0, {}, {}, Parts::timeOnly, 1000},
-    {"binary", Kind::bytes},
-    {"varbinary", Kind::bytes},
-    {"image", Kind::bytes},
-    {"timestamp", Kind::bytes},
-});
 
 /// As much of a text as a message has room for.
 std::string quoted(std::string_view text) {
@@ -391,24 +356,43 @@ void requireUnicode(std::u16string_view text) {
   }
 }
 
+Kind kindOf(const StoredType& type) {
+  switch (type.family) {
+    case TypeFamily::exact:
+      return type.name == "bit" ? Kind::bit : Kind::exact;
+    case TypeFamily::single:
+      return Kind::single;
+    case TypeFamily::approximate:
+      return Kind::approximate;
+    case TypeFamily::moment:
+      return Kind::moment;
+    case TypeFamily::bytes:
+      return Kind::bytes;
+    case TypeFamily::text:
+    case TypeFamily::unicode:
+      break;
+  }
+  return Kind::text;
+}
+
 }  // namespace
 
 ValueType valueTypeOf(const inventory::DataType& type) {
   ValueType result;
   result.name = inventory::shown(type);
-  const auto row = std::ranges::find(kTypes, type.name, &TypeRow::name);
-  if (row == kTypes.end()) {
+  const StoredType* const stored = storedTypeNamed(type.name);
+  if (stored == nullptr || isText(stored->family)) {
     result.hasEmptyAsBlank = true;
     return result;
   }
-  result.kind = row->kind;
-  result.digits = type.precision ? *type.precision : row->digits;
-  result.decimals = type.scale ? *type.scale : row->decimals;
-  result.isInteger = !row->most.empty();
-  result.least = row->least;
-  result.most = row->most;
-  result.parts = row->parts;
-  result.unit = row->unit;
+  result.kind = kindOf(*stored);
+  result.digits = type.precision ? *type.precision : stored->precision;
+  result.decimals = type.scale ? *type.scale : stored->scale;
+  result.isInteger = !stored->most.empty() && stored->scale == 0;
+  result.least = stored->least;
+  result.most = stored->most;
+  result.parts = stored->parts;
+  result.unit = stored->unit;
   return result;
 }
 

@@ -13,56 +13,10 @@
 
 #include "inventory/shown.h"
 #include "model/text.h"
+#include "rows/stored_type.h"
 
 namespace kelvane::rows {
 namespace {
-
-enum class Family : std::uint8_t { exact, approximate, moment, text, unicode, bytes };
-
-struct TypeRow {
-  std::string_view name;
-  Family family;
-  /// Of exact numbers: all digits of the largest and the smallest one, and how many are behind the
-  /// point. None: those of the declaration.
-  std::string_view most = {}, least = {};
-  std::size_t scale = 0;
-};
-constexpr TypeRow kTypes[] = {
-    {"bit", Family::exact, "1", "0"},
-    {"tinyint", Family::exact, "255", "0"},
-    {"smallint", Family::exact, "32767", "32768"},
-    {"int", Family::exact, "2147483647", "2147483648"},
-    {"bigint", Family::exact, "9223372036854775807", "9223372036854775808"},
-    {"unsigned smallint", Family::exact, "65535", "0"},
-    {"unsigned int", Family::exact, "4294967295", "0"},
-    {"unsigned bigint", Family::exact, "18446744073709551615", "0"},
-    {"smallmoney", Family::exact, "2147483647", "2147483648", 4},
-    {"money", Family::exact, "9223372036854775807", "9223372036854775808", 4},
-    {"numeric", Family::exact},
-    {"decimal", Family::exact},
-    {"real", Family::approximate},
-    {"float", Family::approximate},
-    {"double precision", Family::approximate},
-    {"datetime", Family::moment},
-    {"smalldatetime", Family::moment},
-    {"bigdatetime", Family::moment},
-    {"date", Family::moment},
-    {"time", Family::moment},
-    {"bigtime", Family::moment},
-    {"char", Family::text},
-    {"varchar", Family::text},
-    {"nchar", Family::text},
-    {"nvarchar", Family::text},
-    {"sysname", Family::text},
-    {"longsysname", Family::text},
-    {"text", Family::text},
-    {"unichar", Family::unicode},
-    {"univarchar", Family::unicode},
-    {"unitext", Family::unicode},
-    {"binary", Family::bytes},
-    {"varbinary", Family::bytes},
-    {"image", Family::bytes},
-};
 
 Literal obstacle(std::string reason) { return {{}, std::move(reason)}; }
 
@@ -86,16 +40,19 @@ struct Digits {
     all += whole.empty() ? "0" : whole;
     return fraction.empty() ? all : all + "." + fraction;
   }
-  bool fits(const TypeRow& row, const inventory::DataType& type) const {
+  bool fits(const StoredType& row, const inventory::DataType& type) const {
     if (row.most.empty()) {
       const auto scale = static_cast<std::size_t>(type.scale.value_or(0));
-      const auto precision = static_cast<std::size_t>(type.precision.value_or(18));
+      const auto precision = static_cast<std::size_t>(
+          type.precision.value_or(static_cast<std::int16_t>(row.precision)));
       return fraction.size() <= scale && whole.size() + scale <= precision;
     }
-    if (fraction.size() > row.scale) return false;
-    std::string all = whole + fraction + std::string(row.scale - fraction.size(), '0');
+    const auto scale = static_cast<std::size_t>(row.scale);
+    if (fraction.size() > scale) return false;
+    std::string all = whole + fraction + std::string(scale - fraction.size(), '0');
     all.erase(0, std::min(all.find_first_not_of('0'), all.size()));
-    const std::string_view limit = negative ? row.least : row.most;
+    std::string_view limit = negative ? row.least : row.most;
+    if (limit.starts_with('-')) limit.remove_prefix(1);
     return all.size() != limit.size() ? all.size() < limit.size() : all <= limit;
   }
 };
@@ -185,7 +142,7 @@ class TextLiteral {
 
 class Writer {
  public:
-  Writer(const TypeRow& row, const LiteralColumn& column) : row_(row), column_(column) {}
+  Writer(const StoredType& row, const LiteralColumn& column) : row_(row), column_(column) {}
 
   Literal operator()(ado::Null) const { return {"null", {}}; }
   Literal operator()(bool flag) const { return exact(flag ? "1" : "0"); }
@@ -195,16 +152,16 @@ class Writer {
   Literal operator()(float number) const { return (*this)(static_cast<double>(number)); }
   Literal operator()(double number) const {
     if (!std::isfinite(number)) return obstacle("it is no number");
-    if (row_.family == Family::exact) return exact(shortest(number, std::chars_format::fixed));
-    if (row_.family != Family::approximate) return otherType();
+    if (row_.family == TypeFamily::exact) return exact(shortest(number, std::chars_format::fixed));
+    if (!isNumber(row_.family)) return otherType();
     return {shortest(number, std::chars_format::scientific), {}};
   }
   Literal operator()(const ado::DateTime& moment) const {
-    return row_.family == Family::moment ? momentLiteral(moment) : otherType();
+    return row_.family == TypeFamily::moment ? momentLiteral(moment) : otherType();
   }
   Literal operator()(std::u16string_view text) const {
-    const bool isUnicode = row_.family == Family::unicode;
-    if (row_.family != Family::text && !isUnicode) return otherType();
+    const bool isUnicode = row_.family == TypeFamily::unicode;
+    if (row_.family != TypeFamily::text && !isUnicode) return otherType();
     if (text.empty()) {
       if (isFilled()) return {"' '", {}};
       return obstacle("the server keeps an empty text as a blank");
@@ -214,7 +171,7 @@ class Writer {
   }
   Literal operator()(ado::Bytes bytes) const {
     constexpr char kDigits[] = "0123456789abcdef";
-    if (row_.family != Family::bytes) return otherType();
+    if (row_.family != TypeFamily::bytes) return otherType();
     if (bytes.empty()) return obstacle("the server keeps no bytes without a length");
     if (bytes.size() > mostLength()) return tooLong();
     if (2 * bytes.size() > column_.longest) return obstacle("it is too long for a literal");
@@ -246,7 +203,7 @@ class Writer {
     return static_cast<std::size_t>(column_.type.length.value_or(1));
   }
   std::size_t lengthOf(std::u16string_view text) const {
-    if (row_.family == Family::unicode) return text.size();
+    if (row_.family == TypeFamily::unicode) return text.size();
     const bool isCounted =
         column_.unit == TextUnit::characters || column_.type.name.starts_with('n');
     if (!isCounted && column_.characters == CharacterSet::all) return toUtf8(text).size();
@@ -254,9 +211,9 @@ class Writer {
   }
 
   Literal exact(std::string_view text) const {
-    if (row_.family != Family::exact && row_.family != Family::approximate) return otherType();
+    if (!isNumber(row_.family)) return otherType();
     const Digits digits(text);
-    if (row_.family == Family::exact && !digits.fits(row_, column_.type)) return doesNotFit();
+    if (row_.family == TypeFamily::exact && !digits.fits(row_, column_.type)) return doesNotFit();
     return {digits.text(), {}};
   }
 
@@ -307,7 +264,7 @@ class Writer {
     return day >= k0001 && day <= k9999;
   }
 
-  const TypeRow& row_;
+  const StoredType& row_;
   const LiteralColumn& column_;
 };
 
@@ -319,8 +276,8 @@ CharacterSet characterSetOf(std::string_view name) {
 }
 
 Literal literalOf(const ado::Value& value, const LiteralColumn& column) {
-  const auto* const row = std::ranges::find(kTypes, column.type.name, &TypeRow::name);
-  if (row == std::end(kTypes))
+  const StoredType* const row = storedTypeNamed(column.type.name);
+  if (row == nullptr)
     return obstacle("there is no literal of type " + inventory::shown(column.type));
   return std::visit(Writer(*row, column), static_cast<const ado::ValueBase&>(value));
 }

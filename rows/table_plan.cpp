@@ -10,74 +10,40 @@
 #include "inventory/name_pattern.h"
 #include "inventory/shown.h"
 #include "model/text.h"
+#include "rows/stored_type.h"
 
 namespace kelvane::rows {
 namespace {
 
 using namespace inventory;
 
-enum class Family : std::uint8_t { exact, single, approximate, moment, text, bytes, large, other };
-
-struct TypeRow {
-  std::string_view name;
-  Family family;
-};
-constexpr TypeRow kTypes[] = {
-    {"bit", Family::exact},
-    {"tinyint", Family::exact},
-    {"smallint", Family::exact},
-    {"int", Family::exact},
-    {"bigint", Family::exact},
-    {"unsigned smallint", Family::exact},
-    {"unsigned int", Family::exact},
-    {"unsigned bigint", Family::exact},
-    {"numeric", Family::exact},
-    {"decimal", Family::exact},
-    {"money", Family::exact},
-    {"smallmoney", Family::exact},
-    {"real", Family::single},
-    {"float", Family::approximate},
-    {"double precision", Family::approximate},
-    {"datetime", Family::moment},
-    {"smalldatetime", Family::moment},
-    {"bigdatetime", Family::moment},
-    {"date", Family::moment},
-    {"time", Family::moment},
-    {"bigtime", Family::moment},
-    {"char", Family::text},
-    {"varchar", Family::text},
-    {"nchar", Family::text},
-    {"nvarchar", Family::text},
-    {"unichar", Family::text},
-    {"univarchar", Family::text},
-    {"sysname", Family::text},
-    {"longsysname", Family::text},
-    {"binary", Family::bytes},
-    {"varbinary", Family::bytes},
-    {"text", Family::large},
-    {"unitext", Family::large},
-    {"image", Family::large},
-};
-
-Family familyOf(const DataType& type) {
-  const auto row = std::ranges::find(kTypes, type.name, &TypeRow::name);
-  return row == std::end(kTypes) ? Family::other : row->family;
+/// What values of a type are compared as; none for types that are not known.
+std::optional<TypeFamily> familyOf(const DataType& type) {
+  const StoredType* const stored = storedTypeNamed(type.name);
+  return stored == nullptr ? std::nullopt : std::optional(stored->family);
 }
 
-bool isNumber(Family family) { return family <= Family::approximate; }
+bool isNumber(std::optional<TypeFamily> family) { return family && rows::isNumber(*family); }
 
-bool isPadded(const DataType& type) {
-  return type.name == "char" || type.name == "nchar" || type.name == "unichar";
+bool isPaddedText(const DataType& type) {
+  const StoredType* const stored = storedTypeNamed(type.name);
+  return stored != nullptr && stored->isPadded && isText(stored->family);
+}
+
+bool isLarge(const DataType& type) {
+  const StoredType* const stored = storedTypeNamed(type.name);
+  return stored == nullptr || stored->isLarge;
 }
 
 Form formOf(const DataType& one, const DataType& other) {
-  if (isPadded(one) || isPadded(other)) return Form::padded;
+  if (isPaddedText(one) || isPaddedText(other)) return Form::padded;
   if (one.name == other.name) return Form::asItIs;
-  const Family family = familyOf(one), second = familyOf(other);
-  if (family == Family::moment && second == Family::moment) return Form::moment;
+  const auto family = familyOf(one), second = familyOf(other);
+  if (family == TypeFamily::moment && second == TypeFamily::moment) return Form::moment;
   if (!isNumber(family) || !isNumber(second)) return Form::asItIs;
-  if (family == Family::single || second == Family::single) return Form::single;
-  if (family == Family::approximate || second == Family::approximate) return Form::approximate;
+  if (family == TypeFamily::single || second == TypeFamily::single) return Form::single;
+  if (family == TypeFamily::approximate || second == TypeFamily::approximate)
+    return Form::approximate;
   return Form::asItIs;
 }
 
@@ -260,9 +226,12 @@ class TablePlanner {
   }
 
   /// What folds holds only for values that it can change.
-  static Leniency meaningful(Leniency leniency, Family one, Family other) {
-    const auto isText = [](Family family) { return family >= Family::text; };
-    if (!isText(one) && !isText(other))
+  static Leniency meaningful(Leniency leniency, const DataType& one, const DataType& other) {
+    const auto mayFold = [](const DataType& type) {
+      const auto family = familyOf(type);
+      return !family || *family >= TypeFamily::text;
+    };
+    if (!mayFold(one) && !mayFold(other))
       leniency.trims = leniency.emptyIsNull = leniency.ignoresCase = false;
     return leniency;
   }
@@ -273,11 +242,11 @@ class TablePlanner {
     for (std::size_t at = 0; at < pairs_.size(); ++at) {
       const auto& [one, other] = pairs_[at];
       const DataType was = typeOf(0, *one), is = typeOf(1, *other);
-      const Family family = familyOf(was), second = familyOf(is);
+      const auto family = familyOf(was), second = familyOf(is);
       ComparedColumn& column = plan_.columns.emplace_back(
           ComparedColumn{.name = one->name,
                          .form = formOf(was, is),
-                         .leniency = meaningful(leniencyOf(pairs_[at]), family, second),
+                         .leniency = meaningful(leniencyOf(pairs_[at]), was, is),
                          .types = {},
                          .stored = {was, is}});
       if (was != is) column.types = {inventory::shown(was), inventory::shown(is)};
@@ -285,9 +254,9 @@ class TablePlanner {
       plan_.targetColumns.push_back(other);
       pairing.columns.push_back(column.leniency);
       if (at >= pairing.keyColumns) continue;
-      const bool hasOrder =
-          (isNumber(family) && isNumber(second)) ||
-          (family == second && (family == Family::moment || family == Family::bytes));
+      const bool hasOrder = (isNumber(family) && isNumber(second)) ||
+                            (family == second && !isLarge(was) && !isLarge(is) &&
+                             (family == TypeFamily::moment || family == TypeFamily::bytes));
       if (!hasOrder) pairing.isOrdered = false;
       // Keys that the server tells apart may be the same here.
       const bool joins =
@@ -316,7 +285,7 @@ class TablePlanner {
     select.cut = cutOf(side, select.columns.front());
     for (std::size_t at = 0; at < select.ordered; ++at) {
       // A literal of the precision of real is none: it is a float.
-      if (familyOf(typeOf(side, *pairs_[at][side])) == Family::single) {
+      if (familyOf(typeOf(side, *pairs_[at][side])) == TypeFamily::single) {
         select.keyLiterals.clear();
         break;
       }
@@ -333,9 +302,9 @@ class TablePlanner {
   std::optional<Cut> cutOf(std::size_t side, const std::string& quotedName) const {
     const Column& column = *pairs_.front()[side];
     const DataType type = typeOf(side, column);
-    const Family family = familyOf(type);
-    const bool isExact = family == Family::exact || family == Family::moment ||
-                         family == Family::text || family == Family::bytes;
+    const auto family = familyOf(type);
+    const bool isExact =
+        !isLarge(type) && family != TypeFamily::single && family != TypeFamily::approximate;
     if (!isExact || !beginsIndex(sides_[side]->table, column.name)) return std::nullopt;
     return Cut{quotedName, inventory::shown(type), literalColumnOf(side, column),
                column.type.nullable};
@@ -446,9 +415,7 @@ bool matchesColumn(const QualifiedName& table, std::string_view column, std::str
   return matchesPattern(toUtf16(table.owner) + u"." + name, wanted);
 }
 
-bool isTypeName(std::string_view name) {
-  return std::ranges::find(kTypes, name, &TypeRow::name) != std::end(kTypes);
-}
+bool isTypeName(std::string_view name) { return storedTypeNamed(name) != nullptr; }
 
 TablePlan planOf(const PlannedTable& source, const PlannedTable& target,
                  const PlanOptions& options) {
