@@ -73,6 +73,8 @@ class Watch final : public rows::RowObserver {
     const std::int64_t passed = std::max(counts.rows[0], counts.rows[1]);
     progress_.rowsPassed(passed - passed_);
     passed_ = passed;
+    // What stays where the comparison breaks off.
+    task_.table.counts = counts;
     return !stop_.stop_requested();
   }
   bool wantsPlace() override {

@@ -30,6 +30,7 @@ const EndText& textOf(KeyedEnd end) { return kEnds[static_cast<std::size_t>(end)
 constexpr std::array<std::u16string_view, 2> kOnlyIn{u"  columns only in the source: ",
                                                      u"  columns only in the target: "};
 
+using NoRows = std::array<std::int64_t, 2>;
 using Texts = std::vector<std::optional<std::u16string>>;
 
 std::u16string shown(const std::optional<std::u16string>& text) {
@@ -189,8 +190,10 @@ void writeText(const KeyedReport& report, std::ostream& out) {
   table.add({u"Table", u"Equal", u"Changed", u"Only in source", u"Only in target", u"Key"});
   std::size_t differing = 0, failed = 0;
   for (const KeyedTable& one : report.tables) {
-    const std::u16string end = std::u16string(textOf(one.ended).text) +
-                               (one.error.empty() ? u"" : report::showValue(toUtf16(one.error)));
+    const bool isPart = one.ended == KeyedEnd::notReached && one.counts.rows != NoRows{};
+    const std::u16string end =
+        (isPart ? u"compared in part" : std::u16string(textOf(one.ended).text)) +
+        (one.error.empty() ? u"" : report::showValue(toUtf16(one.error)));
     table.add({shownCell(one.name), decimalText(one.counts.equal), decimalText(one.counts.changed),
                decimalText(one.counts.alone[0]), decimalText(one.counts.alone[1]),
                one.ended == KeyedEnd::whole ? shownKey(one) : end});
