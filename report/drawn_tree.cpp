@@ -79,6 +79,8 @@ std::u16string firstChange(std::u16string_view before, std::u16string_view after
                                : u"+ " + target);
 }
 
+void drawNodes(const std::vector<Node>& nodes, std::ostream& out) { drawChildren(nodes, {}, out); }
+
 void drawTree(const std::vector<Node>& kinds, const Tallies& tallies, const ReportHeader& header,
               Colors colors, std::ostream& out) {
   out << toUtf8(sidesLine(header, colors)) << '\n';

@@ -38,18 +38,19 @@ constexpr auto kTables = std::to_array<Option>({
     {kMaxRows, kNumber, "with --by-position: compare no more than N rows of a table"},
     {kTable, kTablePattern, "only tables whose name or owner.name matches (*, ?)"},
 });
-enum class DataFormat { text, json, csv, jsonLines };
+enum class DataFormat { text, tree, json, csv, jsonLines };
 constexpr auto kDataFormats = std::to_array<Choice<DataFormat>>({
     {"text", DataFormat::text},
+    {"tree", DataFormat::tree},
     {"json", DataFormat::json},
     {"csv", DataFormat::csv},
     {"jsonl", DataFormat::jsonLines},
 });
 constexpr std::string_view kFormat = kListingFormat.name;
-constexpr std::array<std::string_view, 5> kFormats{"text", "json", "csv", "jsonl", "bcp"};
+constexpr std::array<std::string_view, 6> kFormats{"text", "tree", "json", "csv", "jsonl", "bcp"};
 constexpr auto kReports = std::to_array<Option>({
     {kFormat, kListingFormat.value,
-     "text, json, or each row that differs: csv, jsonl; with --export: csv, jsonl or bcp",
+     "text, tree, json, or each row that differs: csv, jsonl; with --export: csv, jsonl or bcp",
      kFormats},
     {kShow, kNumber, "show the first N differing rows of each table; default: 3"},
 });
@@ -122,11 +123,14 @@ DataRequest parseData(const Arguments& arguments) {
   DataRequest request{twoSides(arguments, "data", rowFileFormOf(arguments)), Limits(arguments)};
   request.format = choiceOf<kDataFormats>(arguments, kFormat, DataFormat::text);
   request.trace = arguments.value(kTrace);
-  for (const std::string_view option : {kByPosition, kResume}) {
-    if (writesRows(request) && arguments.has(option))
-      throw UsageError(arguments.called(kFormat) + " csv and jsonl and " + std::string(option) +
-                       " exclude each other");
-  }
+  const std::string format =
+      arguments.called(kFormat) + " " + arguments.value(kFormat).value_or("");
+  const bool isTree = request.format == DataFormat::tree;
+  if (arguments.has(kByPosition) && (writesRows(request) || isTree))
+    throw UsageError(format + " and " + std::string(kByPosition) + " exclude each other");
+  // What was compared by another run is not told again.
+  if (arguments.has(kResume) && writesRows(request))
+    throw UsageError(format + " and " + std::string(kResume) + " exclude each other");
   for (const std::string_view limit : {kMaxRows, kMaxDifferences}) {
     if (arguments.isGiven(limit) && !arguments.has(kByPosition))
       throw UsageError(std::string(limit) + " needs " + std::string(kByPosition));
@@ -184,6 +188,8 @@ void writeLines(const KeyedReport& report, const DataRequest& request, RowLines*
   }
 }
 void writeLines(const DataReport&, const DataRequest&, RowLines*, const Console&) {}
+// Rows by position have no tree; the command line was refused.
+void writeTree(const DataReport&, std::ostream&) {}
 
 template <class Report>
 ExitStatus write(Report report, const DataRequest& request,
@@ -197,6 +203,8 @@ ExitStatus write(Report report, const DataRequest& request,
     writeLines(report, request, lines, console);
   else if (request.format == DataFormat::json)
     writeJson(report, console.out);
+  else if (request.format == DataFormat::tree)
+    writeTree(report, console.out);
   else
     writeText(report, console.out);
   tellGaps(report.gaps, console);

@@ -7,6 +7,7 @@
 #include "cli/verbs/listing.h"
 #include "cli/verbs/value_text.h"
 #include "model/text.h"
+#include "report/drawn_tree.h"
 #include "report/json_writer.h"
 #include "report/visible_text.h"
 
@@ -27,8 +28,8 @@ constexpr auto kEnds = std::to_array<EndText>({
 });
 const EndText& textOf(KeyedEnd end) { return kEnds[static_cast<std::size_t>(end)]; }
 
-constexpr std::array<std::u16string_view, 2> kOnlyIn{u"  columns only in the source: ",
-                                                     u"  columns only in the target: "};
+constexpr std::array<std::u16string_view, 2> kOnlyIn{u"columns only in the source: ",
+                                                     u"columns only in the target: "};
 
 using NoRows = std::array<std::int64_t, 2>;
 using Texts = std::vector<std::optional<std::u16string>>;
@@ -57,9 +58,9 @@ std::u16string shown(const KeyedTable& table, const RowSample& sample) {
   const Texts source = textsOf(table.plan, sample.cells[0], 0),
               target = textsOf(table.plan, sample.cells[1], 1);
   const std::size_t keys = table.plan.pairing.keyColumns;
-  if (target.empty()) return u"  - " + shownCells(table, source, keys);
-  if (source.empty()) return u"  + " + shownCells(table, target, keys);
-  std::u16string text = u"  ~ " + shownCells(table, source, keys) + u": ";
+  if (target.empty()) return u"- " + shownCells(table, source, keys);
+  if (source.empty()) return u"+ " + shownCells(table, target, keys);
+  std::u16string text = u"~ " + shownCells(table, source, keys) + u": ";
   bool isFirst = true;
   for (const std::size_t at : table.plan.changedColumns(sample.cells[0], sample.cells[1])) {
     if (!isFirst) text += u", ";
@@ -71,27 +72,43 @@ std::u16string shown(const KeyedTable& table, const RowSample& sample) {
   return text;
 }
 
-void addLines(const KeyedTable& one, TextTable& table) {
+// What is to be known of a table besides its counts, a line each.
+std::vector<std::u16string> notesOf(const KeyedTable& one) {
   const rows::TablePlan& plan = one.plan;
+  std::vector<std::u16string> notes;
   for (const std::size_t side : {0U, 1U}) {
     if (!plan.columnsOnlyIn[side].empty())
-      table.addBelow(std::u16string(kOnlyIn[side]) + joined(plan.columnsOnlyIn[side]));
+      notes.push_back(std::u16string(kOnlyIn[side]) + joined(plan.columnsOnlyIn[side]));
   }
   if (!plan.serverColumns.empty())
-    table.addBelow(u"  timestamps, which are not compared: " + joined(plan.serverColumns));
+    notes.push_back(u"timestamps, which are not compared: " + joined(plan.serverColumns));
   for (const rows::ComparedColumn& column : plan.columns) {
     if (!column.types[0].empty())
-      table.addBelow(u"  types differ: " + shownCell(column.name) + u" " +
-                     toUtf16(column.types[0]) + u" -> " + toUtf16(column.types[1]));
+      notes.push_back(u"types differ: " + shownCell(column.name) + u" " + toUtf16(column.types[0]) +
+                      u" -> " + toUtf16(column.types[1]));
   }
-  std::u16string changed;
+  return notes;
+}
+
+// "price 2", of each column that differs anywhere.
+std::vector<std::u16string> changedColumns(const KeyedTable& one) {
+  std::vector<std::u16string> changed;
   for (std::size_t at = 0; at < one.counts.changedValues.size(); ++at) {
     if (one.counts.changedValues[at] > 0)
-      changed += (changed.empty() ? u"" : u", ") + shownCell(plan.columns[at].name) + u" " +
-                 decimalText(one.counts.changedValues[at]);
+      changed.push_back(shownCell(one.plan.columns[at].name) + u" " +
+                        decimalText(one.counts.changedValues[at]));
   }
-  if (!changed.empty()) table.addBelow(u"  changed values: " + changed);
-  for (const RowSample& sample : one.samples) table.addBelow(shown(one, sample));
+  return changed;
+}
+
+void addLines(const KeyedTable& one, TextTable& table) {
+  const std::u16string indent = u"  ";
+  for (const std::u16string& note : notesOf(one)) table.addBelow(indent + note);
+  std::u16string changed;
+  for (const std::u16string& column : changedColumns(one))
+    changed += (changed.empty() ? u"" : u", ") + column;
+  if (!changed.empty()) table.addBelow(indent + u"changed values: " + changed);
+  for (const RowSample& sample : one.samples) table.addBelow(indent + shown(one, sample));
 }
 
 std::u16string shownKey(const KeyedTable& table) {
@@ -184,34 +201,86 @@ ExitStatus KeyedReport::status() const {
   return std::ranges::any_of(tables, &KeyedTable::differs) ? kDifferences : kNoDifference;
 }
 
-void writeText(const KeyedReport& report, std::ostream& out) {
-  using enum TextTable::Align;
-  TextTable table({left, right, right, right, right});
-  table.add({u"Table", u"Equal", u"Changed", u"Only in source", u"Only in target", u"Key"});
-  std::size_t differing = 0, failed = 0;
-  for (const KeyedTable& one : report.tables) {
-    const bool isPart = one.ended == KeyedEnd::notReached && one.counts.rows != NoRows{};
-    const std::u16string end =
-        (isPart ? u"compared in part" : std::u16string(textOf(one.ended).text)) +
-        (one.error.empty() ? u"" : report::showValue(toUtf16(one.error)));
-    table.add({shownCell(one.name), decimalText(one.counts.equal), decimalText(one.counts.changed),
-               decimalText(one.counts.alone[0]), decimalText(one.counts.alone[1]),
-               one.ended == KeyedEnd::whole ? shownKey(one) : end});
-    addLines(one, table);
-    if (!one.isCompared())
-      ++failed;
-    else if (one.differs())
-      ++differing;
-  }
-  table.write(out);
+namespace {
+
+// How a table ended, where that is not the end of its rows.
+std::u16string endOf(const KeyedTable& one) {
+  const bool isPart = one.ended == KeyedEnd::notReached && one.counts.rows != NoRows{};
+  return (isPart ? u"compared in part" : std::u16string(textOf(one.ended).text)) +
+         (one.error.empty() ? u"" : report::showValue(toUtf16(one.error)));
+}
+
+// What the result rests on, and how many tables are equal.
+void writeClosing(const KeyedReport& report, std::ostream& out) {
   for (const std::string& option : report.options)
     out << (&option == report.options.data() ? "\ncompared with " : ", ")
         << toUtf8(report::showValue(toUtf16(option)));
   if (!report.options.empty()) out << '\n';
+  std::size_t differing = 0, failed = 0;
+  for (const KeyedTable& one : report.tables) {
+    failed += one.isCompared() ? 0 : 1;
+    differing += one.isCompared() && one.differs() ? 1 : 0;
+  }
   const std::size_t all = report.tables.size();
   out << '\n'
       << all << (all == 1 ? " table: " : " tables: ") << all - differing - failed << " equal, "
       << differing << " different, " << failed << " not compared to the end\n";
+}
+
+// "item: 1 equal, 2 changed, 1 only in target"
+report::Node nodeOf(const KeyedTable& one) {
+  const rows::RowCounts& counts = one.counts;
+  report::Node node{shownCell(one.name) + u": "};
+  if (one.ended == KeyedEnd::missingInSource || one.ended == KeyedEnd::missingInTarget) {
+    node.text += textOf(one.ended).text;
+    return node;
+  }
+  node.text += decimalText(counts.equal) + u" equal";
+  const auto add = [&](std::int64_t count, std::u16string_view what) {
+    if (count > 0) node.text += u", " + decimalText(count) + std::u16string(what);
+  };
+  add(counts.changed, u" changed");
+  add(counts.alone[0], u" only in source");
+  add(counts.alone[1], u" only in target");
+  if (!one.isCompared()) node.text += u"; " + endOf(one);
+  if (const std::u16string key = shownKey(one); !key.empty()) node.children.push_back({key});
+  for (std::u16string& note : notesOf(one)) node.children.push_back({std::move(note)});
+  if (const auto changed = changedColumns(one); !changed.empty()) {
+    report::Node& columns = node.children.emplace_back(report::Node{u"changed values"});
+    for (const std::u16string& column : changed) columns.children.push_back({column});
+  }
+  if (!one.samples.empty()) {
+    report::Node& rows = node.children.emplace_back(report::Node{u"rows"});
+    for (const RowSample& sample : one.samples) rows.children.push_back({shown(one, sample)});
+  }
+  return node;
+}
+
+}  // namespace
+
+void writeText(const KeyedReport& report, std::ostream& out) {
+  using enum TextTable::Align;
+  TextTable table({left, right, right, right, right});
+  table.add({u"Table", u"Equal", u"Changed", u"Only in source", u"Only in target", u"Key"});
+  for (const KeyedTable& one : report.tables) {
+    table.add({shownCell(one.name), decimalText(one.counts.equal), decimalText(one.counts.changed),
+               decimalText(one.counts.alone[0]), decimalText(one.counts.alone[1]),
+               one.ended == KeyedEnd::whole ? shownKey(one) : endOf(one)});
+    addLines(one, table);
+  }
+  table.write(out);
+  writeClosing(report, out);
+}
+
+void writeTree(const KeyedReport& report, std::ostream& out) {
+  out << "source: " << toUtf8(report::showValue(toUtf16(report.sides[0])))
+      << " -> target: " << toUtf8(report::showValue(toUtf16(report.sides[1]))) << '\n';
+  std::vector<report::Node> nodes;
+  for (const KeyedTable& one : report.tables) {
+    if (!one.isCompared() || one.differs()) nodes.push_back(nodeOf(one));
+  }
+  report::drawNodes(nodes, out);
+  writeClosing(report, out);
 }
 
 void writeJson(const KeyedReport& report, std::ostream& out) {

@@ -51,6 +51,8 @@ struct KeyedReport {
 };
 
 void writeText(const KeyedReport& report, std::ostream& out);
+// The tables that differ or were not compared, without those that are equal.
+void writeTree(const KeyedReport& report, std::ostream& out);
 void writeJson(const KeyedReport& report, std::ostream& out);
 
 }  // namespace kelvane::cli
