@@ -8,6 +8,7 @@
 #include <sqlext.h>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "bench/in_turn.h"
@@ -16,6 +17,8 @@
 #include "drivers/odbc/connection.h"
 #include "inventory/read/reader.h"
 #include "reader/ase_fetch.h"
+#include "rows/compare_rows.h"
+#include "rows/table_plan.h"
 #include "support/tds_server/freetds_source.h"
 #include "support/tds_server/server.h"
 
@@ -42,7 +45,7 @@ std::string tables(int count) {
   return script;
 }
 
-std::string rows(int count) {
+std::string payments(int count) {
   std::string script =
       "create table payment (id int not null, customer int not null, amount numeric(10,2) not null,"
       " paid datetime not null, method char(8) not null, note varchar(60) null, shop smallint null,"
@@ -215,7 +218,7 @@ BENCHMARK(BM_ReadInventoryOverWire)
 
 void BM_CompareRowsOverWire(benchmark::State& state) {
   const int count = static_cast<int>(state.range(0));
-  const Served served(rows(count));
+  const Served served(payments(count));
   const auto source = odbc::connect(served.source());
   const auto target = odbc::connect(served.source());
   const BareConnection bareSource(served.source()), bareTarget(served.source());
@@ -241,6 +244,52 @@ void BM_CompareRowsOverWire(benchmark::State& state) {
   state.counters["rows"] = benchmark::Counter(count, benchmark::Counter::kIsIterationInvariantRate);
 }
 BENCHMARK(BM_CompareRowsOverWire)->Arg(20'000)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+class CountOfRows final : public rows::RowObserver {
+ public:
+  void rowsDiffer(const rows::DifferingRows&) override { ++differing; }
+  bool goesOn(const rows::RowCounts&) override { return true; }
+  std::int64_t differing = 0;
+};
+
+/// Beside a program that fetches both sides at once, each in a thread.
+void BM_CompareByKeyOverWire(benchmark::State& state) {
+  const int count = static_cast<int>(state.range(0));
+  const std::string script = payments(count);
+  const Served ofSource(script), ofTarget(script);
+  const auto source = odbc::connect(ofSource.source());
+  const auto target = odbc::connect(ofTarget.source());
+  const inventory::Database database = inventory::read(*source);
+  const rows::PlannedTable table{database, database.tables.at(0)};
+  const rows::TablePlan plan = rows::planOf(table, table, {.key = {"id"}});
+  const auto opened = [&](ado::Connection& connection) {
+    return [&] {
+      return rows::openStatement(connection, plan.selects[0].text(), plan.columns.size());
+    };
+  };
+  const BareConnection bareSource(ofSource.source()), bareTarget(ofTarget.source());
+  const std::string text = toUtf8(plan.selects[0].text());
+  inTurn(
+      state,
+      [&] {
+        rows::RowStream one(opened(*source), plan.layout()), two(opened(*target), plan.layout());
+        CountOfRows observer;
+        bool isWhole = false;
+        if (rows::compareRows(one, two, plan.pairing, observer, isWhole).equal != count)
+          throw std::runtime_error("the rows are not read as they were made");
+      },
+      [&] {
+        std::thread other([&] { BareStatement(bareTarget, text).fetchAll(); });
+        BareStatement(bareSource, text).fetchAll();
+        other.join();
+      });
+  state.counters["rows"] = benchmark::Counter(count, benchmark::Counter::kIsIterationInvariantRate);
+}
+BENCHMARK(BM_CompareByKeyOverWire)
+    ->Arg(100'000)
+    ->UseManualTime()
+    ->MinTime(3)
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace kelvane::bench
