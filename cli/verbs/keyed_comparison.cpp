@@ -187,6 +187,12 @@ class Comparison {
     } catch (const rows::UnusableTable& error) {
       return fail(result, error.what());
     }
+    for (const std::size_t side : {0U, 1U}) {
+      if (request_.ranges && !result.plan.selects[side].cut)
+        result.remarks.push_back("read with one statement in the " +
+                                 std::string(side == 0 ? "source" : "target") +
+                                 ": no index begins with the first column of an exact key");
+    }
     Task& task = tasks_.emplace_back(Task{result, request_});
     task.state.plan = described(result.plan);
     if (second_) {
@@ -253,6 +259,8 @@ class Comparison {
     line.show("data", {});
     for (Task& task : tasks_) {
       task.begin();
+      if (task.table.counts.differ() && !SecondLook::mayLook(task.table.plan))
+        task.table.remarks.emplace_back("not read again: it has no unique key of exact values");
       const bool wasWhole = task.table.ended == KeyedEnd::whole;
       if (isOver()) {
         if (wasWhole) task.table.ended = KeyedEnd::notReached;

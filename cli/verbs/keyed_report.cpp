@@ -87,6 +87,7 @@ std::vector<std::u16string> notesOf(const KeyedTable& one) {
       notes.push_back(u"types differ: " + shownCell(column.name) + u" " + toUtf16(column.types[0]) +
                       u" -> " + toUtf16(column.types[1]));
   }
+  for (const std::string& remark : one.remarks) notes.push_back(toUtf16(remark));
   return notes;
 }
 
@@ -168,6 +169,7 @@ void writeTable(JsonWriter& writer, const KeyedTable& one) {
   writer.member("columnsOnlyInSource", plan.columnsOnlyIn[0]);
   writer.member("columnsOnlyInTarget", plan.columnsOnlyIn[1]);
   writer.member("timestamps", plan.serverColumns);
+  writer.member("remarks", one.remarks);
   writer.key("columns");
   writer.beginArray();
   for (std::size_t at = 0; at < plan.columns.size(); ++at) {

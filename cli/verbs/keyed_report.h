@@ -34,7 +34,8 @@ struct KeyedTable {
   std::string error = {};  // with KeyedEnd::error
   rows::TablePlan plan = {};
   rows::RowCounts counts = {};
-  std::vector<RowSample> samples = {};  // those with the smallest keys, in their order
+  std::vector<std::string> remarks = {};  // what was not done as it was asked for, a line each
+  std::vector<RowSample> samples = {};    // those with the smallest keys, in their order
 
   bool differs() const;
   bool isCompared() const { return ended != KeyedEnd::error && ended != KeyedEnd::notReached; }

@@ -67,9 +67,14 @@ void SecondLook::keep(Rows& kept, const rows::DifferingRows& rows) {
   spool_.add(kept.list_, record);
 }
 
+bool SecondLook::mayLook(const rows::TablePlan& plan) {
+  return plan.hasKey() && plan.pairing.isUnique && !plan.selects[0].keyLiterals.empty() &&
+         !plan.selects[1].keyLiterals.empty();
+}
+
 void SecondLook::look(KeyedTable& table, const Rows& kept, rows::RowObserver& observer) {
   const rows::TablePlan& plan = table.plan;
-  const bool canAsk = plan.hasKey() && plan.pairing.isUnique;
+  const bool canAsk = mayLook(plan);
   if (canAsk) {
     for (const std::size_t side : {0U, 1U}) sides_[side]->prepare(plan.selects[side]);
   }

@@ -27,6 +27,9 @@ class SecondLook {
   };
   void keep(Rows& kept, const rows::DifferingRows& rows);
 
+  // Whether the rows of a table can be asked for by their keys.
+  static bool mayLook(const rows::TablePlan& plan);
+
   // Tells the observer of the rows that still differ, in their order, and counts them anew. Rows
   // without a key of their own, or one that nobody can ask for, differ as they did. Throws what
   // reading throws.
