@@ -285,7 +285,8 @@ class TablePlanner {
     select.cut = cutOf(side, select.columns.front());
     for (std::size_t at = 0; at < select.ordered; ++at) {
       // A literal of the precision of real is none: it is a float.
-      if (familyOf(typeOf(side, *pairs_[at][side])) == TypeFamily::single) {
+      const auto family = familyOf(typeOf(side, *pairs_[at][side]));
+      if (!family || family == TypeFamily::single) {
         select.keyLiterals.clear();
         break;
       }

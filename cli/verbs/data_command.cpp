@@ -28,7 +28,8 @@ namespace kelvane::cli {
 namespace {
 
 constexpr std::string_view kMaxDifferences = "--max-differences", kMaxRows = "--max-rows",
-                           kShow = "--show", kTable = "--table", kByPosition = "--by-position";
+                           kShow = "--show", kTable = "--table", kByPosition = "--by-position",
+                           kRows = "--rows";
 constexpr std::array<std::string_view, 2> kNames{"source", "target"};
 
 constexpr auto kTables = std::to_array<Option>({
@@ -36,6 +37,7 @@ constexpr auto kTables = std::to_array<Option>({
     {kExport, kFolder, "write the rows of one side to files of this folder"},
     {kMaxDifferences, kNumber, "with --by-position: stop after more than N differing values"},
     {kMaxRows, kNumber, "with --by-position: compare no more than N rows of a table"},
+    {kRows, kStatement, "compare what this select returns; given twice: of source and target"},
     {kTable, kTablePattern, "only tables whose name or owner.name matches (*, ?)"},
 });
 enum class DataFormat { text, tree, json, csv, jsonLines };
@@ -86,6 +88,7 @@ struct DataRequest {
   TwoSides sides;
   Limits limits;
   std::vector<std::u16string> patterns = {};
+  std::vector<std::string> selects = {};
   RowOptions rows = {};
   std::vector<std::string> rowOptions = {};  // in effect
   PaceOptions pace = {};
@@ -117,6 +120,21 @@ void refuseForFiles(const Arguments& arguments, const DataRequest& request) {
   if (request.script && isFiles(1))
     throw UsageError(std::string(kRowScript) + " makes a script for a database, but the target '" +
                      request.sides.shown[1] + "' contains rows alone");
+}
+
+// They say themselves which rows, and nobody knows the tables.
+void refuseForSelects(const Arguments& arguments, const DataRequest& request) {
+  if (request.selects.empty()) return;
+  if (request.selects.size() > 2)
+    throw UsageError(arguments.called(kRows) + " may be given twice, for source and target");
+  for (const std::string_view option : {kByPosition, kTable, kWhere, kRowScript}) {
+    if (arguments.has(option))
+      throw UsageError(std::string(kRows) + " and " + std::string(option) + " exclude each other");
+  }
+  for (const Place& place : request.sides.places) {
+    if (std::holds_alternative<RowFilesPlace>(place))
+      throw UsageError(std::string(kRows) + " is for databases, not for files of rows");
+  }
 }
 
 DataRequest parseData(const Arguments& arguments) {
@@ -152,6 +170,7 @@ DataRequest parseData(const Arguments& arguments) {
     throw UsageError(std::string(kRowScript) + " and " + std::string(kResume) +
                      " exclude each other");
   request.patterns = patternsOf(arguments);
+  request.selects = arguments.values(kRows);
   if (const auto shown = number(arguments, kShow)) request.shown = static_cast<std::size_t>(*shown);
   for (std::size_t side = 0; side < 2; ++side) {
     if (std::holds_alternative<SnapshotPlace>(request.sides.places[side]))
@@ -163,6 +182,7 @@ DataRequest parseData(const Arguments& arguments) {
                        request.sides.shown[side] + "' contains rows alone");
   }
   refuseForFiles(arguments, request);
+  refuseForSelects(arguments, request);
   refuseOverwriting(arguments, request.sides.places, {.written = {kTrace, kResume, kRowScript}});
   return request;
 }
@@ -172,6 +192,7 @@ std::string comparisonOf(const DataRequest& request) {
   std::string text = request.sides.shown[0] + "\n" + request.sides.shown[1] + "\n" +
                      std::to_string(request.shown.value_or(kShownRows));
   for (const std::string& option : request.rowOptions) text += "\n" + option;
+  for (const std::string& select : request.selects) text += "\n" + select;
   return text;
 }
 
@@ -229,8 +250,8 @@ std::vector<OptionFamily> dataOptions() {
 
 ExitStatus runData(const Arguments& arguments, const Console& console, const OpenSide& open) {
   if (arguments.has(kExport)) {
-    for (const std::string_view option :
-         {kByPosition, kShow, givenRowOption(arguments), givenPaceOption(arguments), kRowScript}) {
+    for (const std::string_view option : {kByPosition, kShow, kRows, givenRowOption(arguments),
+                                          givenPaceOption(arguments), kRowScript}) {
       if (!option.empty() && arguments.isGiven(option))
         throw UsageError(std::string(option) + " and " + std::string(kExport) +
                          " exclude each other");
@@ -248,6 +269,7 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
                  request, sides, console);
   KeyedRequest keyed;
   keyed.patterns = request.patterns;
+  keyed.selects = request.selects;
   keyed.rows = request.rows;
   keyed.optionsInEffect = request.rowOptions;
   keyed.ranges = request.pace.ranges;

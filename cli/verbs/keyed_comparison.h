@@ -22,6 +22,7 @@ namespace kelvane::cli {
 
 struct KeyedRequest {
   std::vector<std::u16string> patterns;  // of tables; none: all
+  std::vector<std::string> selects;      // what is compared instead: one for both sides, or two
   RowOptions rows;
   std::vector<std::string> optionsInEffect;  // as the report names them
   std::size_t shown = 0;                     // rows of each table

@@ -14,6 +14,7 @@
 #include "cli/sides/database_reading.h"
 #include "cli/sides/sides_at_once.h"
 #include "cli/sides/tracing_connection.h"
+#include "cli/verbs/connected_rows.h"
 #include "cli/verbs/keyed_comparison.h"
 #include "cli/verbs/row_file_side.h"
 #include "model/text.h"
@@ -24,37 +25,6 @@ namespace {
 using inventory::Database;
 
 constexpr std::array<std::string_view, 2> kNames{"source", "target"};
-
-// A database that answers statements.
-class ConnectedRows final : public RowSide {
- public:
-  ConnectedRows(const Database& database, Side& side, TracingConnection& connection)
-      : database_(database), side_(side), connection_(connection) {}
-
-  const Database& database() const override { return database_; }
-  void prepare(const rows::Select& select) override {
-    if (select.needsQuotedIdentifier)
-      connection_.Open(u"set quoted_identifier on", ado::kClientCursor);
-  }
-  rows::OpenRows rowsOf(const rows::TablePlan& plan, std::size_t side,
-                        const RowWish& wish) override {
-    return [&, side]() -> std::unique_ptr<rows::RowSource> {
-      const rows::Select& select = plan.selects[side];
-      if (wish.ranges && select.cut)
-        return rows::openRanges(connection_, select, *wish.ranges, wish.begin);
-      std::string condition = wish.condition;
-      if (!wish.begin.empty()) condition = select.cut->column + " >= " + wish.begin;
-      return rows::openStatement(connection_, select.text(condition), plan.columns.size());
-    };
-  }
-  void cancel() noexcept override { side_.cancel(); }
-  bool isOver() const override { return connection_.isOver(); }
-
- private:
-  const Database& database_;
-  Side& side_;
-  TracingConnection& connection_;
-};
 
 // Why the comparison did not come to its end.
 void addStops(std::array<std::optional<TracingConnection>, 2>& connections,
@@ -125,6 +95,7 @@ KeyedReport compareByKey(const KeyedRequest& request, const TwoSides& places,
     const ReadingWish wish{
         .rowCounts = line.isShown(), .trace = {}, .kinds = [&](inventory::Kind kind) {
           using enum inventory::Kind;
+          if (!request.selects.empty()) return false;
           const bool isNeeded =
               kind == rule || kind == defaultObject || kind == user || kind == group;
           return kind == table || kind == type || (kind == view && namesViews(request)) ||
@@ -151,8 +122,11 @@ KeyedReport compareByKey(const KeyedRequest& request, const TwoSides& places,
           sides[side]->connection(), activity, traceOf(side), interruption.token());
       if (!readings[0].wasRead || !readings[1].wasRead) continue;
       askForWholeTexts(connection, kNames[side], report.gaps);
-      rows[side] =
-          std::make_unique<ConnectedRows>(readings[side].database, *sides[side], connection);
+      rows[side] = request.selects.empty()
+                       ? connectedRows(readings[side].database, *sides[side], connection)
+                       : selectedRows(request.selects[std::min(side, request.selects.size() - 1)],
+                                      readings[side].database.server, places.shown[side],
+                                      *sides[side], connection);
     }
     if (readings[0].wasRead && readings[1].wasRead) {
       addFiles(places, readings, rows);

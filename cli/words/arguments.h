@@ -24,7 +24,8 @@ inline constexpr std::string_view kPattern = "PATTERN", kTablePattern = "TABLES"
                                   kSetting = "SWITCH=off", kFamilyWord = "WORD",
                                   kDangerWord = "CLASS", kHint = "OLD=NEW",
                                   kTableKey = "TABLE=COLUMNS", kColumnPatterns = "COLUMNS",
-                                  kTolerated = "COLUMN=AMOUNT", kCondition = "CONDITION";
+                                  kTolerated = "COLUMN=AMOUNT", kCondition = "CONDITION",
+                                  kStatement = "SELECT";
 inline constexpr std::string_view kNumber = "N", kRelease = "RELEASE", kSeconds = "SECONDS";
 
 struct Option {
@@ -37,7 +38,8 @@ struct Option {
   bool mayBeRepeated() const {
     return value == kPattern || value == kTablePattern || value == kSetting ||
            value == kFamilyWord || value == kDangerWord || value == kHint || value == kTableKey ||
-           value == kColumnPatterns || value == kTolerated || value == kCondition;
+           value == kColumnPatterns || value == kTolerated || value == kCondition ||
+           value == kStatement;
   }
   bool isPath() const { return value == kFile || value == kFolder; }
   bool isNumber() const { return value == kNumber || value == kRelease || value == kSeconds; }
