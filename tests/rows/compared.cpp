@@ -78,6 +78,7 @@ std::vector<std::string> namesOf(const TablePlan& plan) {
 
 std::vector<Form> formsOf(const TablePlan& plan) {
   std::vector<Form> forms;
+  forms.reserve(plan.columns.size());
   for (const ComparedColumn& column : plan.columns) forms.push_back(column.form);
   return forms;
 }
@@ -133,7 +134,7 @@ class Comparer {
     RowStream one(opened(source_, 0, begin), plan_.layout());
     RowStream other(opened(target_, 1, begin), plan_.layout());
     bool isWhole = false;
-    const RowCounts counts = compareRows(one, other, plan_.pairing, observer, isWhole);
+    RowCounts counts = compareRows(one, other, plan_.pairing, observer, isWhole);
     EXPECT_TRUE(isWhole);
     return counts;
   }
