@@ -95,7 +95,9 @@ std::optional<inventory::TargetRelease> RowScript::release() const {
 
 void RowScript::tableBegins(const KeyedTable& table) {
   const Database &source = sides_[0]->database(), &target = sides_[1]->database();
-  const rows::OrderedTable& ordered = order_[places_.at(inventory::shown(table.plan.names[1]))];
+  const auto place = places_.find(inventory::shown(table.plan.names[1]));
+  if (place == places_.end()) return missing_.push_back(table.name + ": the target is a view");
+  const rows::OrderedTable& ordered = order_[place->second];
   auto& one = tables_[table.name] = std::make_unique<TableScript>();
   one->name = table.name;
   one->table = ordered.table;
@@ -113,7 +115,9 @@ void RowScript::tableBegins(const KeyedTable& table) {
 }
 
 void RowScript::rowsDiffer(const KeyedTable& table, const rows::DifferingRows& rows) {
-  TableScript& one = *tables_.at(table.name);
+  const auto found = tables_.find(table.name);
+  if (found == tables_.end()) return;
+  TableScript& one = *found->second;
   const Change change = changeOf(rows);
   const auto at = static_cast<std::size_t>(change);
   if (change == Change::remove && !request_.allowsDelete) {
@@ -135,7 +139,9 @@ void RowScript::rowsDiffer(const KeyedTable& table, const rows::DifferingRows& r
 }
 
 void RowScript::tableEnds(const KeyedTable& table) {
-  TableScript& one = *tables_.at(table.name);
+  const auto found = tables_.find(table.name);
+  if (found == tables_.end()) return;
+  TableScript& one = *found->second;
   one.isWhole = table.ended == KeyedEnd::whole;
   for (rows::Spool::List& list : one.stages) spool_.close(list);
 }
