@@ -1,6 +1,6 @@
 #include "rows/row_source.h"
 
-#include <vector>
+#include <utility>
 
 namespace kelvane::rows {
 namespace {
@@ -29,11 +29,40 @@ class StatementRows final : public RowSource {
   bool isBegun_ = false;
 };
 
+class RowsInTurn final : public RowSource {
+ public:
+  RowsInTurn(ado::Connection& connection, std::vector<std::u16string> statements,
+             std::size_t columns)
+      : connection_(connection), statements_(std::move(statements)), columns_(columns) {}
+
+  bool next() override {
+    while (rows_ == nullptr || !rows_->next()) {
+      rows_.reset();
+      if (at_ == statements_.size()) return false;
+      rows_ = openStatement(connection_, statements_[at_++], columns_);
+    }
+    return true;
+  }
+  ado::Value value(std::size_t column) const override { return rows_->value(column); }
+
+ private:
+  ado::Connection& connection_;
+  std::vector<std::u16string> statements_;
+  std::size_t columns_, at_ = 0;
+  std::unique_ptr<RowSource> rows_;
+};
+
 }  // namespace
 
 std::unique_ptr<RowSource> openStatement(ado::Connection& connection,
                                          const std::u16string& statement, std::size_t columns) {
   return std::make_unique<StatementRows>(connection, statement, columns);
+}
+
+std::unique_ptr<RowSource> openStatements(ado::Connection& connection,
+                                          std::vector<std::u16string> statements,
+                                          std::size_t columns) {
+  return std::make_unique<RowsInTurn>(connection, std::move(statements), columns);
 }
 
 }  // namespace kelvane::rows

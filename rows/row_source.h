@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "ado/ado.h"
 
@@ -28,5 +29,10 @@ using OpenRows = std::function<std::unique_ptr<RowSource>()>;
 /// The first result of a statement, which has at least as many columns.
 std::unique_ptr<RowSource> openStatement(ado::Connection& connection,
                                          const std::u16string& statement, std::size_t columns);
+
+/// The results of several such statements, one behind the other.
+std::unique_ptr<RowSource> openStatements(ado::Connection& connection,
+                                          std::vector<std::u16string> statements,
+                                          std::size_t columns);
 
 }  // namespace kelvane::rows

@@ -28,11 +28,19 @@ class ConnectedRows final : public RowSide {
       const rows::Select& select = plan.selects[side];
       if (wish.ranges && select.cut)
         return rows::openRanges(connection_, select, *wish.ranges, wish.begin);
-      std::string condition = wish.condition;
-      if (!wish.begin.empty()) condition = select.cut->column + " >= " + wish.begin;
-      return rows::openStatement(connection_, select.text(condition), plan.columns.size());
+      std::vector<std::u16string> statements;
+      statements.reserve(wish.conditions.size());
+      for (const std::string& condition : wish.conditions)
+        statements.push_back(select.text(condition));
+      const std::size_t columns = plan.columns.size();
+      if (!statements.empty())
+        return rows::openStatements(connection_, std::move(statements), columns);
+      std::string begin;
+      if (!wish.begin.empty()) begin = select.cut->column + " >= " + wish.begin;
+      return rows::openStatement(connection_, select.text(begin), columns);
     };
   }
+  ado::Connection* connection() override { return &connection_; }
   void cancel() noexcept override { side_.cancel(); }
   bool isOver() const override { return connection_.isOver(); }
 

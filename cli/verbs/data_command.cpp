@@ -187,6 +187,17 @@ DataRequest parseData(const Arguments& arguments) {
   return request;
 }
 
+// The rows of a script need not travel.
+ChecksumUse checksumUse(const Arguments& arguments, const DataRequest& request) {
+  if (arguments.has(kChecksums)) return ChecksumUse::wherePossible;
+  const bool isWired = std::ranges::all_of(request.sides.places, [](const Place& place) {
+    return std::holds_alternative<ServerPlace>(place);
+  });
+  // What a file keeps of a table does not say what that rests on.
+  const bool isExact = arguments.has(kExact) || request.pace.resume || request.pace.ranges;
+  return isWired && !isExact ? ChecksumUse::whereTheyPay : ChecksumUse::never;
+}
+
 // What is compared and how, for one who knows a part of the result.
 std::string comparisonOf(const DataRequest& request) {
   std::string text = request.sides.shown[0] + "\n" + request.sides.shown[1] + "\n" +
@@ -275,6 +286,7 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
   keyed.ranges = request.pace.ranges;
   keyed.secondLook = request.pace.secondLook;
   keyed.resume = request.pace.resume;
+  keyed.checksums = checksumUse(arguments, request);
   keyed.comparison = comparisonOf(request);
   keyed.shown = request.shown.value_or(kShownRows);
   keyed.trace = request.trace;

@@ -23,9 +23,10 @@ using Clock = std::chrono::steady_clock;
 struct Task {
   KeyedTable& table;
   const KeyedRequest& request;
-  ResumeFile* resume = nullptr;  // null: nobody wants to know how far it came
-  TableState state = {};         // what was known before
-  SecondLook* later = nullptr;   // null: what differs is told at once
+  std::optional<std::int64_t> expected = {};  // rows, about
+  ResumeFile* resume = nullptr;               // null: nobody wants to know how far it came
+  TableState state = {};                      // what was known before
+  SecondLook* later = nullptr;                // null: what differs is told at once
   SecondLook::Rows kept = {};
 
   void begin() const {
@@ -193,7 +194,7 @@ class Comparison {
                                  std::string(side == 0 ? "source" : "target") +
                                  ": no index begins with the first column of an exact key");
     }
-    Task& task = tasks_.emplace_back(Task{result, request_});
+    Task& task = tasks_.emplace_back(Task{result, request_, pair.tables[0]->rowCount});
     task.state.plan = described(result.plan);
     if (second_) {
       task.later = &*second_;
@@ -236,6 +237,7 @@ class Comparison {
     }
     tryOn(result, [&] {
       for (const std::size_t side : {0U, 1U}) sides_[side]->prepare(plan.selects[side]);
+      if (!sum(task, wishes, progress)) return;
       rows::RowStream source(sides_[0]->rowsOf(plan, 0, wishes[0]), plan.layout(),
                              [this] { sides_[0]->cancel(); });
       rows::RowStream target(sides_[1]->rowsOf(plan, 1, wishes[1]), plan.layout(),
@@ -245,6 +247,24 @@ class Comparison {
       result.counts = rows::compareRows(source, target, plan.pairing, watch, isWhole);
       result.ended = isWhole ? KeyedEnd::whole : KeyedEnd::notReached;
     });
+  }
+
+  // What servers have summed need not be read. False where nothing is left.
+  bool sum(Task& task, std::array<RowWish, 2>& wishes, DataProgress& progress) {
+    KeyedTable& result = task.table;
+    RowSums sums(request_.checksums, sides_, stop_);
+    const auto summed =
+        sums.sum(result, task.expected, [&](std::int64_t rows) { progress.rowsPassed(rows); });
+    if (!summed) return true;
+    result.checksums = summed->checksums;
+    rows::RowCounts& counts = task.state.counts;
+    counts.rows = {summed->equalRows, summed->equalRows};
+    counts.equal = summed->equalRows;
+    counts.changedValues.resize(result.plan.columns.size());
+    for (const std::size_t side : {0U, 1U}) wishes[side].conditions = summed->conditions[side];
+    if (!wishes[0].conditions.empty()) return true;
+    result.ended = stop_.stop_requested() ? KeyedEnd::notReached : KeyedEnd::whole;
+    return false;
   }
 
   // Once for all tables: what was written at the time of the first has come by then.

@@ -16,6 +16,7 @@
 #include "cli/verbs/keyed_report.h"
 #include "cli/verbs/row_side.h"
 #include "cli/verbs/row_sink.h"
+#include "cli/verbs/summed_rows.h"
 #include "cli/words/row_options.h"
 
 namespace kelvane::cli {
@@ -30,10 +31,11 @@ struct KeyedRequest {
   std::optional<rows::RangePace> ranges;
   // How long to wait before rows that differ are read once more; none: they are not.
   std::optional<std::chrono::duration<double>> secondLook;
-  std::optional<std::string> resume;  // the file that says how far it came
-  std::string comparison;             // what that file knows it by
-  bool readsConstraints = false;      // besides tables and types, what makes tables again needs
-  std::vector<RowSink*> sinks;        // all of which get the rows that differ
+  std::optional<std::string> resume;           // the file that says how far it came
+  std::string comparison;                      // what that file knows it by
+  ChecksumUse checksums = ChecksumUse::never;  // not beside ranges or resume
+  bool readsConstraints = false;  // besides tables and types, what makes tables again needs
+  std::vector<RowSink*> sinks;    // all of which get the rows that differ
 };
 
 // Throws CommandError for patterns and keys that match no table or no column.

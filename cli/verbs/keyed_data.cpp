@@ -92,15 +92,17 @@ KeyedReport compareByKey(const KeyedRequest& request, const TwoSides& places,
   KeyedReport report{places.shown, request.optionsInEffect, {}, {}};
   {
     const Interruption interruption = interruptionOf(sides, line);
-    const ReadingWish wish{
-        .rowCounts = line.isShown(), .trace = {}, .kinds = [&](inventory::Kind kind) {
-          using enum inventory::Kind;
-          if (!request.selects.empty()) return false;
-          const bool isNeeded =
-              kind == rule || kind == defaultObject || kind == user || kind == group;
-          return kind == table || kind == type || (kind == view && namesViews(request)) ||
-                 (isNeeded && request.readsConstraints);
-        }};
+    const ReadingWish wish{.rowCounts = line.isShown() || request.checksums != ChecksumUse::never,
+                           .trace = {},
+                           .kinds = [&](inventory::Kind kind) {
+                             using enum inventory::Kind;
+                             if (!request.selects.empty()) return false;
+                             const bool isNeeded = kind == rule || kind == defaultObject ||
+                                                   kind == user || kind == group;
+                             return kind == table || kind == type ||
+                                    (kind == view && namesViews(request)) ||
+                                    (isNeeded && request.readsConstraints);
+                           }};
     const std::vector<DatabaseReading> readings = forEachSide(
         2, traceFile ? Pace::InTurn : Pace::Together, line, [&](std::size_t side, std::ostream&) {
           if (!sides[side]) return DatabaseReading{};

@@ -87,6 +87,10 @@ std::vector<std::u16string> notesOf(const KeyedTable& one) {
       notes.push_back(u"types differ: " + shownCell(column.name) + u" " + toUtf16(column.types[0]) +
                       u" -> " + toUtf16(column.types[1]));
   }
+  if (one.checksums)
+    notes.push_back(u"by checksum: rows of " + decimalText(one.checksums->differing) + u" of " +
+                    decimalText(one.checksums->buckets) +
+                    (one.checksums->buckets == 1 ? u" bucket were read" : u" buckets were read"));
   for (const std::string& remark : one.remarks) notes.push_back(toUtf16(remark));
   return notes;
 }
@@ -166,6 +170,13 @@ void writeTable(JsonWriter& writer, const KeyedTable& one) {
   writer.member("changed", counts.changed);
   writer.member("onlyInSource", counts.alone[0]);
   writer.member("onlyInTarget", counts.alone[1]);
+  if (one.checksums) {
+    writer.key("checksums");
+    writer.beginObject();
+    writer.member("buckets", one.checksums->buckets);
+    writer.member("differing", one.checksums->differing);
+    writer.endObject();
+  }
   writer.member("columnsOnlyInSource", plan.columnsOnlyIn[0]);
   writer.member("columnsOnlyInTarget", plan.columnsOnlyIn[1]);
   writer.member("timestamps", plan.serverColumns);
@@ -218,15 +229,18 @@ void writeClosing(const KeyedReport& report, std::ostream& out) {
     out << (&option == report.options.data() ? "\ncompared with " : ", ")
         << toUtf8(report::showValue(toUtf16(option)));
   if (!report.options.empty()) out << '\n';
-  std::size_t differing = 0, failed = 0;
+  std::size_t differing = 0, failed = 0, summed = 0;
   for (const KeyedTable& one : report.tables) {
     failed += one.isCompared() ? 0 : 1;
     differing += one.isCompared() && one.differs() ? 1 : 0;
+    summed += one.checksums ? 1 : 0;
   }
   const std::size_t all = report.tables.size();
   out << '\n'
       << all << (all == 1 ? " table: " : " tables: ") << all - differing - failed << " equal, "
-      << differing << " different, " << failed << " not compared to the end\n";
+      << differing << " different, " << failed << " not compared to the end";
+  if (summed > 0) out << "; " << summed << " by checksum";
+  out << '\n';
 }
 
 // "item: 1 equal, 2 changed, 1 only in target"

@@ -5,6 +5,8 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -28,14 +30,20 @@ struct RowSample {
   }
 };
 
+// What equality of rows rests on that were not read: buckets of rows whose sums are equal.
+struct Checksums {
+  std::int64_t buckets = 0, differing = 0;
+};
+
 struct KeyedTable {
   std::string name;
   KeyedEnd ended = KeyedEnd::notReached;
   std::string error = {};  // with KeyedEnd::error
   rows::TablePlan plan = {};
   rows::RowCounts counts = {};
-  std::vector<std::string> remarks = {};  // what was not done as it was asked for, a line each
-  std::vector<RowSample> samples = {};    // those with the smallest keys, in their order
+  std::optional<Checksums> checksums = {};  // none: each row was read
+  std::vector<std::string> remarks = {};    // what was not done as it was asked for, a line each
+  std::vector<RowSample> samples = {};      // those with the smallest keys, in their order
 
   bool differs() const;
   bool isCompared() const { return ended != KeyedEnd::error && ended != KeyedEnd::notReached; }

@@ -93,7 +93,8 @@ void RowLines::writeEnd(const KeyedTable& table) {
     out_ << ",\"whole\":" << (table.ended == KeyedEnd::whole ? "true" : "false")
          << ",\"equal\":" << table.counts.equal << ",\"changed\":" << table.counts.changed
          << ",\"onlyInSource\":" << table.counts.alone[0]
-         << ",\"onlyInTarget\":" << table.counts.alone[1];
+         << ",\"onlyInTarget\":" << table.counts.alone[1]
+         << (table.checksums ? ",\"byChecksum\":true" : "");
   out_ << "}\n";
 }
 

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "inventory/records.h"
 #include "rows/ranged_rows.h"
@@ -20,7 +21,8 @@ struct RowWish {
   std::optional<rows::RangePace> ranges = {};  // none: with one statement
   // The literal of the first value of the select's cut, which it has then; empty: all rows.
   std::string begin = {};
-  std::string condition = {};  // besides; empty: all rows
+  // Besides: the rows of each of them, one after the other. None: all rows.
+  std::vector<std::string> conditions = {};
 };
 
 inline const RowWish kAllRows;
@@ -37,6 +39,8 @@ class RowSide {
                                 const RowWish& wish = kAllRows) = 0;
   // Whether rows come in the order of their key, where the statement asks for it.
   virtual bool comesInOrder() const { return true; }
+  // Where the side's tables can be asked about; null where there are but rows.
+  virtual ado::Connection* connection() { return nullptr; }
   // Ends what is being waited for. Any thread may call it.
   virtual void cancel() noexcept = 0;
   // Whether nothing more can be read.

@@ -120,7 +120,7 @@ void SecondLook::lookAt(KeyedTable& table, const std::vector<Kept>& batch,
       for (const Kept& one : batch) observer.rowsDiffer(one.rows());
       return;
     }
-    wishes[side].condition = std::move(*condition);
+    wishes[side].conditions.push_back(std::move(*condition));
   }
   const auto streamOf = [&](std::size_t side) {
     return [&, open = sides_[side]->rowsOf(plan, side, wishes[side])] {

@@ -12,6 +12,8 @@ constexpr auto kOptions = std::to_array<Option>({
     {kChunkTime, kSeconds, "read tables in ranges that take a server about as long, such as 0.5"},
     {kPause, kSeconds, "wait between two ranges"},
     {kRecheck, kSeconds, "wait, then read rows that differ once more: others may write to them"},
+    {kExact, "", "read all rows: no checksums, also where a sample says that they take less time"},
+    {kChecksums, "", "let servers sum rows wherever they can, and read those whose sums differ"},
     {kResume, kFile, "keep in FILE how far it came; the same command goes on from there"},
 });
 
@@ -46,6 +48,11 @@ PaceOptions paceOptionsOf(const Arguments& arguments) {
     rows::RangePace& pace = options.ranges.emplace();
     if (perRange) pace.perRange = *perRange;
     if (pause) pace.pause = *pause;
+  }
+  for (const std::string_view other : {kChunkTime, kPause, kResume, kExact}) {
+    if (arguments.has(kChecksums) && arguments.has(other))
+      throw UsageError(std::string(kChecksums) + " and " + std::string(other) +
+                       " exclude each other");
   }
   options.secondLook = secondsOf(arguments, kRecheck);
   options.resume = arguments.value(kResume);

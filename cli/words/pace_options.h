@@ -19,7 +19,8 @@ struct PaceOptions {
   std::optional<std::string> resume;
 };
 
-inline constexpr std::string_view kResume = "--resume", kRecheck = "--recheck";
+inline constexpr std::string_view kResume = "--resume", kRecheck = "--recheck", kExact = "--exact",
+                                  kChecksums = "--checksums";
 
 OptionFamily paceOptionFamily();
 

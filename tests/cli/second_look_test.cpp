@@ -28,10 +28,11 @@ class ChangingSide final : public RowSide {
   void prepare(const rows::Select&) override {}
   rows::OpenRows rowsOf(const rows::TablePlan& plan, std::size_t side,
                         const RowWish& wish) override {
-    if (!wish.condition.empty() && !change_.empty())
+    std::string condition = wish.conditions.empty() ? "" : wish.conditions.front();
+    if (!condition.empty() && !change_.empty())
       connection_->Open(std::exchange(change_, {}), ado::kClientCursor);
-    return [&, side] {
-      return rows::openStatement(*connection_, plan.selects[side].text(wish.condition),
+    return [&, side, condition] {
+      return rows::openStatement(*connection_, plan.selects[side].text(condition),
                                  plan.columns.size());
     };
   }
