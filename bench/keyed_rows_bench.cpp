@@ -1,8 +1,11 @@
 // What it costs to compare two tables by key, beside a loop over SQLite that goes through both in
 // lock step.
 #include <algorithm>
+#include <array>
 #include <benchmark/benchmark.h>
 #include <cstdint>
+#include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <sqlite3.h>
 #include <stdexcept>
@@ -72,12 +75,14 @@ class Count final : public rows::RowObserver {
 /// As a program without the component would have them: the same values, the same index.
 class BareTable {
  public:
-  BareTable(int rows, bool isChanged) {
-    require(sqlite3_open_v2("", &connection_,
+  /// In a file without a name where there is no path. sqldiff needs a primary key.
+  BareTable(int rows, bool isChanged, const std::string& path = {}) {
+    require(sqlite3_open_v2(path.c_str(), &connection_,
                             SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
                             nullptr));
-    execute("CREATE TABLE payment(c1, c2, c3, c4, c5, c6, c7, c8, c9, c10)");
-    execute("CREATE UNIQUE INDEX payment_key ON payment(c1)");
+    const std::string key = path.empty() ? "c1" : "c1 INTEGER PRIMARY KEY";
+    execute("CREATE TABLE payment(" + key + ", c2, c3, c4, c5, c6, c7, c8, c9, c10)");
+    if (path.empty()) execute("CREATE UNIQUE INDEX payment_key ON payment(c1)");
     execute("BEGIN");
     sqlite3_stmt* insert = prepared("INSERT INTO payment VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
     for (int row = 1; row <= rows; ++row) {
@@ -109,8 +114,8 @@ class BareTable {
   static void require(int code) {
     if (code != SQLITE_OK) throw std::runtime_error("an SQLite call failed");
   }
-  void execute(const char* sql) {
-    require(sqlite3_exec(connection_, sql, nullptr, nullptr, nullptr));
+  void execute(const std::string& sql) {
+    require(sqlite3_exec(connection_, sql.c_str(), nullptr, nullptr, nullptr));
   }
   sqlite3_stmt* prepared(const char* sql) {
     sqlite3_stmt* statement = nullptr;
@@ -157,37 +162,87 @@ std::int64_t lockStep(BareTable& source, BareTable& target) {
   return differing;
 }
 
+class KeyedComparison {
+ public:
+  explicit KeyedComparison(int rows)
+      : rows_(rows), sides_{{Side{catalogOf(rows, false)}, Side{catalogOf(rows, true)}}} {}
+
+  void run() {
+    rows::RowStream source(opened(0), plan_.layout()), target(opened(1), plan_.layout());
+    Count differing;
+    bool isWhole = false;
+    const auto counts = rows::compareRows(source, target, plan_.pairing, differing, isWhole);
+    if (counts.equal + differing.rows != rows_) throw std::runtime_error("rows are missing");
+    most_ = std::max(most_, differing.most);
+  }
+  std::size_t mostBytes() const { return most_; }
+
+ private:
+  rows::OpenRows opened(std::size_t side) {
+    return [this, side] {
+      return rows::openStatement(*sides_[side].connection, plan_.selects[side].text(),
+                                 plan_.columns.size());
+    };
+  }
+
+  int rows_;
+  std::array<Side, 2> sides_;
+  rows::TablePlan plan_ = rows::planOf(sides_[0].table(), sides_[1].table());
+  std::size_t most_ = 0;
+};
+
 void BM_CompareByKey(benchmark::State& state) {
   const auto count = static_cast<int>(state.range(0));
-  Side source{catalogOf(count, false)}, target{catalogOf(count, true)};
+  KeyedComparison comparison(count);
   BareTable bareSource(count, false), bareTarget(count, true);
-  const rows::TablePlan plan = rows::planOf(source.table(), target.table());
-  const auto opened = [&](Side& side, std::size_t at) {
-    return [&, at] {
-      return rows::openStatement(*side.connection, plan.selects[at].text(), plan.columns.size());
-    };
-  };
   const std::size_t before = liveBytes();
-  std::size_t most = 0;
   inTurn(
-      state,
-      [&] {
-        rows::RowStream one(opened(source, 0), plan.layout()),
-            two(opened(target, 1), plan.layout());
-        Count differing;
-        bool isWhole = false;
-        const auto counts = rows::compareRows(one, two, plan.pairing, differing, isWhole);
-        if (counts.equal + differing.rows != count) throw std::runtime_error("rows are missing");
-        most = std::max(most, differing.most);
-      },
+      state, [&] { comparison.run(); },
       [&] {
         if (lockStep(bareSource, bareTarget) != count / 1000)
           throw std::runtime_error("rows are missing");
       });
-  state.counters["KiB_most"] = static_cast<double>(most - before) / 1024;
+  state.counters["KiB_most"] = static_cast<double>(comparison.mostBytes() - before) / 1024;
 }
 BENCHMARK(BM_CompareByKey)
     ->Arg(100'000)
+    ->Arg(1'000'000)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+struct Folder {
+  Folder() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "kelvane.XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no folder can be made");
+    path = pattern;
+  }
+  ~Folder() { std::filesystem::remove_all(path); }
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+
+  std::filesystem::path path;
+};
+
+/// The same rows in files, with the key that sqldiff needs. It counts them, and shows none.
+void BM_CompareByKeyBesideSqldiff(benchmark::State& state) {
+  const auto count = static_cast<int>(state.range(0));
+  if (std::system("command -v sqldiff >/dev/null") != 0)
+    return state.SkipWithError("sqldiff is not installed");
+  KeyedComparison comparison(count);
+  const Folder folder;
+  const std::string source = (folder.path / "source.db").string(),
+                    target = (folder.path / "target.db").string();
+  BareTable(count, false, source);
+  BareTable(count, true, target);
+  const std::string command = "sqldiff --primarykey --summary " + source + " " + target +
+                              " | grep -q ' " + std::to_string(count / 1000) + " changes'";
+  inTurn(
+      state, [&] { comparison.run(); },
+      [&] {
+        if (std::system(command.c_str()) != 0) throw std::runtime_error("sqldiff says otherwise");
+      });
+}
+BENCHMARK(BM_CompareByKeyBesideSqldiff)
     ->Arg(1'000'000)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
