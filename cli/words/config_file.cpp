@@ -34,6 +34,7 @@ constexpr auto kSideKeys = std::to_array<SideKey>({
     {"dsn", &Environment::dsn},
     {"odbc-driver", &Environment::odbcDriver},
     {"password-file", &Environment::passwordFile, true},
+    {"rows", &Environment::rows, true},
     {"server", &Environment::server},
     {"snapshot", &Environment::snapshot, true},
     {"user", &Environment::user},
@@ -225,6 +226,7 @@ void Reader::check(const std::string& name, const toml::key& at,
   const auto sides = std::to_array<std::pair<std::string_view, bool>>({
       {"connection", environment.connection.has_value()},
       {"dsn", environment.dsn.has_value()},
+      {"rows", environment.rows.has_value()},
       {"scripts", !environment.scripts.empty()},
       {"server", environment.server.has_value()},
       {"snapshot", environment.snapshot.has_value()},
@@ -234,7 +236,8 @@ void Reader::check(const std::string& name, const toml::key& at,
     if (isThere) there.push_back(key);
   }
   if (there.empty())
-    refuse(at.source(), section + "needs one of connection, dsn, scripts, server and snapshot");
+    refuse(at.source(),
+           section + "needs one of connection, dsn, rows, scripts, server and snapshot");
   if (there.size() > 1)
     refuse(at.source(), section + "is one side, but has " + wordsOf(there, "and"));
   const bool namesMore = environment.user || environment.database;
@@ -246,6 +249,8 @@ void Reader::check(const std::string& name, const toml::key& at,
     refuse(at.source(), section + "has a user or password-file but no server");
   if (environment.snapshot && environment.database)
     refuse(at.source(), section + "has a database, but a snapshot is of one database");
+  if (environment.rows && environment.database)
+    refuse(at.source(), section + "has a database, but rows are of none");
 }
 
 Environment Reader::readEnvironment(const std::string& name, const toml::key& at,

@@ -19,9 +19,10 @@ struct Setting {
 };
 using Settings = std::map<std::string_view, Setting>;  // by Option::name
 
-// [env.NAME]: a side, and what is compared of it. Exactly one of the first five is there.
+// [env.NAME]: a side, and what is compared of it. Exactly one of connection, dsn, server, snapshot,
+// rows and scripts is there.
 struct Environment {
-  std::optional<std::string> connection, dsn, server, snapshot;
+  std::optional<std::string> connection, dsn, server, snapshot, rows;
   std::vector<std::string> scripts;
   std::optional<std::string> user, database, odbcDriver, passwordFile;
   Settings settings;

@@ -184,6 +184,17 @@ void refuseDatabase(const Arguments& arguments, const SideOptions& options,
                      "' is a snapshot");
 }
 
+// A database is what the other side has.
+RowFilesPlace rowFilesPlace(const std::string& path, const Arguments& arguments,
+                            const SideOptions& options, const ReadingSettings& settings) {
+  if (!settings.rowFiles)
+    throw UsageError("'" + path + "' contains rows; only kelvane data takes it for a side");
+  if (arguments.has(options.database))
+    throw UsageError(text(options.database) + " is for servers and scripts, but '" + path +
+                     "' contains rows");
+  return {path, *settings.rowFiles, settings.load.verbose};
+}
+
 Place placeOfEnvironment(const std::string& name, const Environment& environment,
                          const Arguments& arguments, const SideOptions& options,
                          const ReadingSettings& settings) {
@@ -200,22 +211,16 @@ Place placeOfEnvironment(const std::string& name, const Environment& environment
     refuseDatabase(arguments, options, name);
     return SnapshotPlace{*environment.snapshot};
   }
+  if (environment.rows) {
+    std::error_code none;
+    if (!isRowFiles(*environment.rows) && std::filesystem::exists(*environment.rows, none))
+      throw UsageError("'" + *environment.rows + "', the rows of '" + name +
+                       "', is no file of rows and no folder of them alone");
+    return rowFilesPlace(*environment.rows, arguments, options, settings);
+  }
   const auto database = arguments.value(options.database);
   return ScriptPlace{environment.scripts, settings.load, database ? database : environment.database,
                      options.database};
-}
-
-// A database is what the other side has.
-RowFilesPlace rowFilesPlace(const std::string& path, const std::vector<std::string>& operands,
-                            const Arguments& arguments, const SideOptions& options,
-                            const ReadingSettings& settings) {
-  if (!settings.rowFiles)
-    throw UsageError("'" + path + "' contains rows; only kelvane data takes it for a side");
-  if (operands.size() > 1) refuseCompany(path);
-  if (arguments.has(options.database))
-    throw UsageError(text(options.database) + " is for servers and scripts, but '" + path +
-                     "' contains rows");
-  return {path, *settings.rowFiles, settings.load.verbose};
 }
 
 }  // namespace
@@ -270,8 +275,10 @@ Place placeOf(const Arguments& arguments, const std::vector<std::string>& operan
   if (!byOption && server == operands.end()) {
     if (arguments.has(options.passwordFile))
       throw UsageError(text(options.passwordFile) + " is for servers, but that side is not one");
-    if (const auto rows = std::ranges::find_if(operands, isRowFiles); rows != operands.end())
-      return rowFilesPlace(*rows, operands, arguments, options, settings);
+    if (const auto rows = std::ranges::find_if(operands, isRowFiles); rows != operands.end()) {
+      if (operands.size() > 1) refuseCompany(*rows);
+      return rowFilesPlace(*rows, arguments, options, settings);
+    }
     if (!isSnapshot(operands))
       return ScriptPlace{operands, settings.load, arguments.value(options.database),
                          options.database};
