@@ -10,10 +10,13 @@
 #include <span>
 #include <utility>
 
+#include "cli/screen/written_file.h"
 #include "cli/verbs/data_export.h"
 #include "cli/verbs/keyed_data.h"
+#include "cli/verbs/keyed_page.h"
 #include "cli/verbs/listing.h"
 #include "cli/verbs/positional_data.h"
+#include "cli/verbs/report_output.h"
 #include "cli/verbs/row_lines.h"
 #include "cli/verbs/row_script.h"
 #include "cli/words/overwriting.h"
@@ -48,12 +51,13 @@ constexpr auto kDataFormats = std::to_array<Choice<DataFormat>>({
     {"csv", DataFormat::csv},
     {"jsonl", DataFormat::jsonLines},
 });
-constexpr std::string_view kFormat = kListingFormat.name;
+constexpr std::string_view kFormat = kListingFormat.name, kHtml = "--html";
 constexpr std::array<std::string_view, 6> kFormats{"text", "tree", "json", "csv", "jsonl", "bcp"};
 constexpr auto kReports = std::to_array<Option>({
     {kFormat, kListingFormat.value,
      "text, tree, json, or each row that differs: csv, jsonl; with --export: csv, jsonl or bcp",
      kFormats},
+    {kHtml, kFile, "also write an HTML report"},
     {kShow, kNumber, "show the first N differing rows of each table; default: 3"},
 });
 constexpr std::size_t kShownRows = 3;
@@ -96,6 +100,7 @@ struct DataRequest {
   DataFormat format = DataFormat::text;
   std::optional<std::string> trace = {};
   std::optional<RowScriptRequest> script = {};
+  std::optional<std::string> html = {};
 };
 
 bool writesRows(const DataRequest& request) {
@@ -169,6 +174,10 @@ DataRequest parseData(const Arguments& arguments) {
   if (request.script && request.pace.resume)
     throw UsageError(std::string(kRowScript) + " and " + std::string(kResume) +
                      " exclude each other");
+  request.html = arguments.value(kHtml);
+  if (request.html && arguments.has(kByPosition))
+    throw UsageError(std::string(kHtml) + " and " + std::string(kByPosition) +
+                     " exclude each other");
   request.patterns = patternsOf(arguments);
   request.selects = arguments.values(kRows);
   if (const auto shown = number(arguments, kShow)) request.shown = static_cast<std::size_t>(*shown);
@@ -183,7 +192,8 @@ DataRequest parseData(const Arguments& arguments) {
   }
   refuseForFiles(arguments, request);
   refuseForSelects(arguments, request);
-  refuseOverwriting(arguments, request.sides.places, {.written = {kTrace, kResume, kRowScript}});
+  refuseOverwriting(arguments, request.sides.places,
+                    {.written = {kTrace, kResume, kRowScript, kHtml}});
   return request;
 }
 
@@ -223,6 +233,17 @@ void writeLines(const DataReport&, const DataRequest&, RowLines*, const Console&
 // Rows by position have no tree; the command line was refused.
 void writeTree(const DataReport&, std::ostream&) {}
 
+Written writePage(const KeyedReport& report, const DataRequest& request, const Console& console) {
+  if (!request.html) return Written::all;
+  return tried(console, [&] {
+    WrittenFile file("report", *request.html, console);
+    writeHtml(report, file.stream());
+    file.close();
+  });
+}
+// Neither have they a page.
+Written writePage(const DataReport&, const DataRequest&, const Console&) { return Written::all; }
+
 template <class Report>
 ExitStatus write(Report report, const DataRequest& request,
                  std::span<const std::unique_ptr<Side>> sides, const Console& console,
@@ -231,6 +252,7 @@ ExitStatus write(Report report, const DataRequest& request,
     if (sides[side] && !sides[side]->isComplete())
       report.gaps.push_back(std::string(kNames[side]) + ": not everything could be loaded");
   }
+  const Written page = writePage(report, request, console);
   if (lines != nullptr)
     writeLines(report, request, lines, console);
   else if (request.format == DataFormat::json)
@@ -243,7 +265,7 @@ ExitStatus write(Report report, const DataRequest& request,
   const ExitStatus status = report.status();
   if (status == kNotProven)
     console.complain("not everything could be compared: equality is not proven");
-  return status;
+  return page == Written::notAll ? kError : status;
 }
 
 }  // namespace
@@ -261,8 +283,9 @@ std::vector<OptionFamily> dataOptions() {
 
 ExitStatus runData(const Arguments& arguments, const Console& console, const OpenSide& open) {
   if (arguments.has(kExport)) {
-    for (const std::string_view option : {kByPosition, kShow, kRows, givenRowOption(arguments),
-                                          givenPaceOption(arguments), kRowScript}) {
+    for (const std::string_view option :
+         {kByPosition, kShow, kHtml, kRows, givenRowOption(arguments), givenPaceOption(arguments),
+          kRowScript}) {
       if (!option.empty() && arguments.isGiven(option))
         throw UsageError(std::string(option) + " and " + std::string(kExport) +
                          " exclude each other");
@@ -292,7 +315,7 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
   keyed.trace = request.trace;
   std::optional<RowLines> lines;
   if (writesRows(request)) {
-    keyed.shown = 0;
+    if (!request.html) keyed.shown = 0;
     keyed.sinks.push_back(&lines.emplace(console.out, request.format == DataFormat::csv
                                                           ? RowLineFormat::csv
                                                           : RowLineFormat::jsonLines));

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "cli/screen/text_table.h"
+#include "cli/verbs/keyed_words.h"
 #include "cli/verbs/listing.h"
 #include "cli/verbs/value_text.h"
 #include "model/text.h"
@@ -14,98 +15,6 @@
 namespace kelvane::cli {
 namespace {
 
-struct EndText {
-  std::string_view member;  // in JSON
-  std::u16string_view text;
-};
-// In the order of KeyedEnd.
-constexpr auto kEnds = std::to_array<EndText>({
-    {"whole", u""},
-    {"error", u"error: "},
-    {"missingInSource", u"missing in the source"},
-    {"missingInTarget", u"missing in the target"},
-    {"notReached", u"not compared"},
-});
-const EndText& textOf(KeyedEnd end) { return kEnds[static_cast<std::size_t>(end)]; }
-
-constexpr std::array<std::u16string_view, 2> kOnlyIn{u"columns only in the source: ",
-                                                     u"columns only in the target: "};
-
-using NoRows = std::array<std::int64_t, 2>;
-using Texts = std::vector<std::optional<std::u16string>>;
-
-std::u16string shown(const std::optional<std::u16string>& text) {
-  if (!text) return u"null";
-  return *text == u"null" ? u"\"null\"" : report::showValue(*text);
-}
-
-std::u16string joined(const std::vector<std::string>& names) {
-  std::u16string text;
-  for (const std::string& name : names) text += (text.empty() ? u"" : u", ") + shownCell(name);
-  return text;
-}
-
-// "id 3, line 2"
-std::u16string shownCells(const KeyedTable& table, const Texts& texts, std::size_t count) {
-  std::u16string text;
-  for (std::size_t at = 0; at < count; ++at)
-    text += (text.empty() ? u"" : u", ") + shownCell(table.plan.columns[at].name) + u" " +
-            shown(texts[at]);
-  return text;
-}
-
-std::u16string shown(const KeyedTable& table, const RowSample& sample) {
-  const Texts source = textsOf(table.plan, sample.cells[0], 0),
-              target = textsOf(table.plan, sample.cells[1], 1);
-  const std::size_t keys = table.plan.pairing.keyColumns;
-  if (target.empty()) return u"- " + shownCells(table, source, keys);
-  if (source.empty()) return u"+ " + shownCells(table, target, keys);
-  std::u16string text = u"~ " + shownCells(table, source, keys) + u": ";
-  bool isFirst = true;
-  for (const std::size_t at : table.plan.changedColumns(sample.cells[0], sample.cells[1])) {
-    if (!isFirst) text += u", ";
-    isFirst = false;
-    text += shownCell(table.plan.columns[at].name) + u" " + shown(source[at]) + u" -> " +
-            shown(target[at]);
-    if (source[at] && target[at]) text += report::lookAlikeNote(*source[at], *target[at]);
-  }
-  return text;
-}
-
-// What is to be known of a table besides its counts, a line each.
-std::vector<std::u16string> notesOf(const KeyedTable& one) {
-  const rows::TablePlan& plan = one.plan;
-  std::vector<std::u16string> notes;
-  for (const std::size_t side : {0U, 1U}) {
-    if (!plan.columnsOnlyIn[side].empty())
-      notes.push_back(std::u16string(kOnlyIn[side]) + joined(plan.columnsOnlyIn[side]));
-  }
-  if (!plan.serverColumns.empty())
-    notes.push_back(u"timestamps, which are not compared: " + joined(plan.serverColumns));
-  for (const rows::ComparedColumn& column : plan.columns) {
-    if (!column.types[0].empty())
-      notes.push_back(u"types differ: " + shownCell(column.name) + u" " + toUtf16(column.types[0]) +
-                      u" -> " + toUtf16(column.types[1]));
-  }
-  if (one.checksums)
-    notes.push_back(u"by checksum: rows of " + decimalText(one.checksums->differing) + u" of " +
-                    decimalText(one.checksums->buckets) +
-                    (one.checksums->buckets == 1 ? u" bucket were read" : u" buckets were read"));
-  for (const std::string& remark : one.remarks) notes.push_back(toUtf16(remark));
-  return notes;
-}
-
-// "price 2", of each column that differs anywhere.
-std::vector<std::u16string> changedColumns(const KeyedTable& one) {
-  std::vector<std::u16string> changed;
-  for (std::size_t at = 0; at < one.counts.changedValues.size(); ++at) {
-    if (one.counts.changedValues[at] > 0)
-      changed.push_back(shownCell(one.plan.columns[at].name) + u" " +
-                        decimalText(one.counts.changedValues[at]));
-  }
-  return changed;
-}
-
 void addLines(const KeyedTable& one, TextTable& table) {
   const std::u16string indent = u"  ";
   for (const std::u16string& note : notesOf(one)) table.addBelow(indent + note);
@@ -114,16 +23,6 @@ void addLines(const KeyedTable& one, TextTable& table) {
     changed += (changed.empty() ? u"" : u", ") + column;
   if (!changed.empty()) table.addBelow(indent + u"changed values: " + changed);
   for (const RowSample& sample : one.samples) table.addBelow(indent + shown(one, sample));
-}
-
-std::u16string shownKey(const KeyedTable& table) {
-  const rows::TablePlan& plan = table.plan;
-  if (plan.columns.empty()) return {};
-  if (plan.key == "none") return u"none: whole rows";
-  std::u16string text = shownCell(plan.key) + u": ";
-  for (std::size_t at = 0; at < plan.pairing.keyColumns; ++at)
-    text += (at == 0 ? u"" : u", ") + shownCell(plan.columns[at].name);
-  return plan.pairing.isUnique ? text : text + u" (not unique)";
 }
 
 void writeTexts(JsonWriter& writer, std::string_view member, const Texts& texts,
@@ -216,48 +115,23 @@ ExitStatus KeyedReport::status() const {
 
 namespace {
 
-// How a table ended, where that is not the end of its rows.
-std::u16string endOf(const KeyedTable& one) {
-  const bool isPart = one.ended == KeyedEnd::notReached && one.counts.rows != NoRows{};
-  return (isPart ? u"compared in part" : std::u16string(textOf(one.ended).text)) +
-         (one.error.empty() ? u"" : report::showValue(toUtf16(one.error)));
-}
-
 // What the result rests on, and how many tables are equal.
 void writeClosing(const KeyedReport& report, std::ostream& out) {
   for (const std::string& option : report.options)
     out << (&option == report.options.data() ? "\ncompared with " : ", ")
         << toUtf8(report::showValue(toUtf16(option)));
   if (!report.options.empty()) out << '\n';
-  std::size_t differing = 0, failed = 0, summed = 0;
-  for (const KeyedTable& one : report.tables) {
-    failed += one.isCompared() ? 0 : 1;
-    differing += one.isCompared() && one.differs() ? 1 : 0;
-    summed += one.checksums ? 1 : 0;
-  }
-  const std::size_t all = report.tables.size();
-  out << '\n'
-      << all << (all == 1 ? " table: " : " tables: ") << all - differing - failed << " equal, "
-      << differing << " different, " << failed << " not compared to the end";
-  if (summed > 0) out << "; " << summed << " by checksum";
-  out << '\n';
+  out << '\n' << closingOf(report) << '\n';
 }
 
 // "item: 1 equal, 2 changed, 1 only in target"
 report::Node nodeOf(const KeyedTable& one) {
-  const rows::RowCounts& counts = one.counts;
   report::Node node{shownCell(one.name) + u": "};
   if (one.ended == KeyedEnd::missingInSource || one.ended == KeyedEnd::missingInTarget) {
     node.text += textOf(one.ended).text;
     return node;
   }
-  node.text += decimalText(counts.equal) + u" equal";
-  const auto add = [&](std::int64_t count, std::u16string_view what) {
-    if (count > 0) node.text += u", " + decimalText(count) + std::u16string(what);
-  };
-  add(counts.changed, u" changed");
-  add(counts.alone[0], u" only in source");
-  add(counts.alone[1], u" only in target");
+  node.text += countsOf(one);
   if (!one.isCompared()) node.text += u"; " + endOf(one);
   if (const std::u16string key = shownKey(one); !key.empty()) node.children.push_back({key});
   for (std::u16string& note : notesOf(one)) node.children.push_back({std::move(note)});

@@ -232,6 +232,7 @@
               el('h2', {}, markOf(side), el('span', {}, kind.one + ' ', nameOf(object.name)),
                  el('span', {class: 'words'}, words)),
               ...(object.renamed ? [renameShown({object, kind})] : []), ...stepsShown(object, node),
+              ...(object.facts ? [el('ul', {class: 'facts'}, ...object.facts.map(fact => el('li', {}, ...shown(fact))))] : []),
               ...(side === 'differs' ? [legend()] : []),
               ...(object.declared ? [declaredShown(object.declared)] : []), ...diffsShown(object.diffs),
               ...object.parts.map(part => partShown(part, node)));
@@ -592,7 +593,7 @@
                              ...(part.diffs || []).flatMap(diffText)];
     const renamed = object.renamed ? [`probably renamed ${object.renamed.name}`] : [];
     const declared = rowsText((object.declared || []).filter(row => typeof row !== 'string'));
-    return [`${kind.one} ${object.name}`, ...renamed, ...declared, ...object.diffs.flatMap(diffText),
+    return [`${kind.one} ${object.name}`, ...(object.facts || []), ...renamed, ...declared, ...object.diffs.flatMap(diffText),
             ...object.parts.flatMap(partText)]
         .join('\n').toLowerCase();
   }
@@ -764,6 +765,9 @@
           `${counted(allObjects.length, 'object', 'objects')}: ${sideCounts(allObjects)}.`;
     byId('summary').append(...report.notes.map(note => ` ${note}.`));
     byId('made').append(`Made by kelvane ${report.version}`);
+    if (report.equal)
+      byId('made').append(el('details', {}, el('summary', {}, `${counted(report.equal.length, 'table is', 'tables are')} equal`),
+          el('ul', {}, ...report.equal.map(line => el('li', {}, ...shown(line))))));
     if (report.switches.length > 0)
       byId('made').append(el('details', {}, el('summary', {}, counted(report.switches.length, 'switch', 'switches') +
           ' on'), report.switches.join(', ')));

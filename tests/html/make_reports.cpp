@@ -8,6 +8,7 @@
 #include "inventory/compare/compare.h"
 #include "model/text.h"
 #include "report/change_report.h"
+#include "report/html_page.h"
 #include "report/html_report.h"
 #include "tests/support/made_inventory.h"
 
@@ -167,6 +168,37 @@ int main(int count, char** arguments) {
   for (inventory::Table& table : changed.tables) table.columns[0].type.nullable = true;
   for (inventory::View& view : changed.views) view.name.name += "x";
   write("hostile-changes", compare(hostileOnes, changed), odd);
+
+  // A table of rows has facts, and what is equal is named.
+  {
+    std::ofstream out(std::string(arguments[1]) + "/rows.html", std::ios::binary);
+    const auto tables = [](report::PageData& data) {
+      JsonWriter& json = data.json();
+      json.beginObject();
+      json.member("one", "table");
+      json.member("many", "tables");
+      json.key("objects");
+      json.beginArray();
+      json.beginObject();
+      json.member("name", "t");
+      json.member("owner", "dbo");
+      json.member("count", 2);
+      json.member("facts", std::vector<std::string>{"1 equal, 2 changed", "<i>key</i>"});
+      for (const char* list : {"diffs", "parts"}) {
+        json.key(list);
+        json.beginArray();
+        json.endArray();
+      }
+      json.endObject();
+      json.endArray();
+      json.endObject();
+    };
+    const auto equal = [](report::PageData& data) {
+      data.json().member("equal", std::vector<std::string>{"a: 1 equal", "<b>: 2 equal"});
+    };
+    report::writePage(complete, {}, {tables, equal}, out);
+    if (!out.flush()) std::exit(1);
+  }
 
   const auto writeScripted = [&](const std::string& name, const inventory::Database& source,
                                  const inventory::Database& target, const ReportHeader& header) {
