@@ -24,9 +24,13 @@ std::string beginningOf(std::u16string_view statement) {
   return toUtf8(start) + (start.size() == statement.size() ? "" : " ...");
 }
 
-std::string unansweredText(const Rejection& unanswered) {
-  return toUtf8(unanswered.activity) + ": no answer to \"" + beginningOf(unanswered.statement) +
+std::string noAnswerText(const Rejection& unanswered) {
+  return "no answer to \"" + beginningOf(unanswered.statement) +
          "\": " + inOneLine(unanswered.error);
+}
+
+std::string unansweredText(const Rejection& unanswered) {
+  return toUtf8(unanswered.activity) + ": " + noAnswerText(unanswered);
 }
 namespace {
 

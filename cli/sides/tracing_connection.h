@@ -28,7 +28,9 @@ struct Rejection {
 std::string inOneLine(std::u16string_view text);
 // What a statement begins with: enough to know it by.
 std::string beginningOf(std::u16string_view statement);
-// What was read when the server did not answer any more, and to which statement.
+// To which statement the server did not answer any more, and why.
+std::string noAnswerText(const Rejection& unanswered);
+// The same, and what was read.
 std::string unansweredText(const Rejection& unanswered);
 
 class TracingConnection final : public ado::Connection {

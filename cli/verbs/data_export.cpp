@@ -253,9 +253,7 @@ ExitStatus runExport(const Arguments& arguments, const std::vector<std::u16strin
     for (std::string& gap : rows.run(line, gaps.empty(), console)) gaps.push_back(std::move(gap));
     if (interruption.token().stop_requested())
       gaps.emplace_back("interrupted: files may be missing in '" + request.folder + "'");
-    if (const auto& unanswered = connection.unanswered())
-      gaps.push_back("no answer to \"" + toUtf8(unanswered->statement) +
-                     "\": " + toUtf8(unanswered->error));
+    if (const auto& unanswered = connection.unanswered()) gaps.push_back(noAnswerText(*unanswered));
   }
   if (traceFile) traceFile->close();
   return tellGaps(gaps, console);

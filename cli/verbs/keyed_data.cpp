@@ -33,8 +33,7 @@ void addStops(std::array<std::optional<TracingConnection>, 2>& connections,
   for (std::size_t side = 0; side < 2; ++side) {
     if (!connections[side]) continue;
     if (const auto& unanswered = connections[side]->unanswered())
-      gaps.push_back(std::string(kNames[side]) + ": no answer to \"" +
-                     toUtf8(unanswered->statement) + "\": " + toUtf8(unanswered->error));
+      gaps.push_back(std::string(kNames[side]) + ": " + noAnswerText(*unanswered));
   }
 }
 
