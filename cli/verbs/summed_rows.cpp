@@ -13,10 +13,11 @@ using Clock = std::chrono::steady_clock;
 
 // What differs is scattered: buckets are small, so that few rows are read for each that differs.
 constexpr std::int64_t kRowsOfBucket = 1000;
-// Below that all rows are there before a sample has told anything.
-constexpr std::int64_t kLeastRows = 20'000;
+// Below that a sample costs too large a part of what it may save: its rows are read once and summed
+// twice.
+constexpr std::int64_t kLeastRows = 200'000;
 
-constexpr std::int64_t kSamples = 4, kBucketsOfSample = 4;
+constexpr std::int64_t kSamples = 8;
 
 // Buckets at some places between the first and the last one.
 std::vector<rows::BucketRange> sampleOf(const rows::BucketSums& sums,
@@ -26,8 +27,8 @@ std::vector<rows::BucketRange> sampleOf(const rows::BucketSums& sums,
   std::vector<rows::BucketRange> sample;
   for (std::int64_t at = 0; at < kSamples; ++at) {
     const std::int64_t begin = first + at * step + step / 2;
-    if (begin > last || (!sample.empty() && begin <= sample.back().last)) break;
-    sample.push_back({begin, std::min(begin + kBucketsOfSample - 1, last)});
+    if (begin > last) break;
+    sample.push_back({begin, begin});
   }
   return sample;
 }
