@@ -232,8 +232,7 @@ void BM_CompareByKeyBesideSqldiff(benchmark::State& state) {
   const Folder folder;
   const std::string source = (folder.path / "source.db").string(),
                     target = (folder.path / "target.db").string();
-  BareTable(count, false, source);
-  BareTable(count, true, target);
+  const BareTable sourceTable(count, false, source), targetTable(count, true, target);
   const std::string command = "sqldiff --primarykey --summary " + source + " " + target +
                               " | grep -q ' " + std::to_string(count / 1000) + " changes'";
   inTurn(

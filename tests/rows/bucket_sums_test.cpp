@@ -173,9 +173,9 @@ TEST(BucketSums, WhatDiffersIsInABucketThatDiffers) {
   for (const Change& change : changes) {
     const std::string columns = "k int primary key, " + change.columns;
     const auto rows = [&](const std::string& fourth) {
-      std::vector<std::string> values;
-      for (int key = 0; key < 9; ++key)
-        values.push_back(std::to_string(key) + ", " + (key == 4 ? fourth : change.row));
+      std::vector<std::string> values(9);
+      for (std::size_t key = 0; key < values.size(); ++key)
+        values[key] = std::to_string(key) + ", " + (key == 4 ? fourth : change.row);
       return table(columns, values);
     };
     const DifferingBuckets found = Pair(rows(change.row), rows(change.other)).differing(3);
