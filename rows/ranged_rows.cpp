@@ -14,13 +14,35 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::int64_t kMostRows = 100'000'000;
 
+std::string both(const std::string& one, const std::string& other) {
+  return one.empty() || other.empty() ? one + other : one + " and " + other;
+}
+
+/// The only value of what a batch returns.
+ado::StoredValue answerOf(ado::Connection& connection, const std::string& batch) {
+  const auto answer = connection.Open(toUtf16(batch), ado::kClientCursor);
+  while (answer->State() == ado::ObjectState::closed) {
+    if (!answer->NextRecordset()) throw std::runtime_error("the server gives no bound of a range");
+  }
+  return ado::StoredValue(answer->Fields(0).Value());
+}
+
+/// Sets a variable to the value of the row that is `rows` rows on.
+std::string seek(const Select& select, const std::string& variable, const std::string& range,
+                 std::int64_t rows) {
+  const std::string& column = select.cut->column;
+  return " set rowcount " + std::to_string(rows) + " select " + variable + " = " + column +
+         select.from() + select.where(range) + " order by " + column;
+}
+
 class RangedRows final : public RowSource {
  public:
   RangedRows(ado::Connection& connection, const Select& select, const RangePace& pace,
-             const std::string& begin)
+             const RangeBounds& bounds)
       : connection_(connection), select_(select), cut_(*select.cut), pace_(pace) {
-    if (!begin.empty()) {
-      after_ = cut_.column + " >= " + begin;
+    if (!bounds.end.empty()) within_ = cut_.column + " < " + bounds.end;
+    if (!bounds.begin.empty()) {
+      after_ = cut_.column + " >= " + bounds.begin;
     } else if (cut_.isNullable) {
       openRange(cut_.column + " is null");
       after_ = cut_.column + " is not null";
@@ -51,12 +73,12 @@ class RangedRows final : public RowSource {
     }
     if (end->isWritten()) {
       const std::string upTo = cut_.column + " <= " + end->text;
-      openRange(after_.empty() ? upTo : after_ + " and " + upTo);
+      openRange(both(after_, upTo));
       after_ = cut_.column + " > " + end->text;
     } else {
       // A bound that cannot be written: the rest in one piece.
       isLast_ = true;
-      openRange(after_);
+      openRange(both(after_, within_));
     }
   }
 
@@ -66,17 +88,12 @@ class RangedRows final : public RowSource {
 
   /// The value of the row that is `rows` rows on; none behind the last row.
   std::optional<Literal> boundOf(std::int64_t rows) {
-    const std::string text = "declare @kelvane_bound " + cut_.type + " set rowcount " +
-                             std::to_string(rows) + " select @kelvane_bound = " + cut_.column +
-                             select_.from() + select_.where(after_) + " order by " + cut_.column +
-                             " set rowcount 0 select @kelvane_bound";
-    const auto answer = connection_.Open(toUtf16(text), ado::kClientCursor);
-    while (answer->State() == ado::ObjectState::closed) {
-      if (!answer->NextRecordset())
-        throw std::runtime_error("the server gives no bound of a range");
-    }
-    const ado::Value value = answer->Fields(0).Value();
-    return value.isNull() ? std::nullopt : std::optional(literalOf(value, cut_.literal));
+    const ado::StoredValue value =
+        answerOf(connection_, "declare @kelvane_bound " + cut_.type +
+                                  seek(select_, "@kelvane_bound", both(after_, within_), rows) +
+                                  " set rowcount 0 select @kelvane_bound");
+    return value.view().isNull() ? std::nullopt
+                                 : std::optional(literalOf(value.view(), cut_.literal));
   }
 
   void adapt() {
@@ -101,7 +118,8 @@ class RangedRows final : public RowSource {
   const Select& select_;
   const Cut& cut_;
   const RangePace& pace_;
-  std::string after_;  // what the rows are that have not come yet
+  std::string after_;   // what the rows are that have not come yet
+  std::string within_;  // what all of them are
   std::int64_t size_ = pace_.firstRows;
   bool isLast_ = false;
   Clock::time_point begun_ = Clock::now();
@@ -111,8 +129,32 @@ class RangedRows final : public RowSource {
 }  // namespace
 
 std::unique_ptr<RowSource> openRanges(ado::Connection& connection, const Select& select,
-                                      const RangePace& pace, const std::string& begin) {
-  return std::make_unique<RangedRows>(connection, select, pace, begin);
+                                      const RangePace& pace, const RangeBounds& bounds) {
+  return std::make_unique<RangedRows>(connection, select, pace, bounds);
+}
+
+std::string RangeBounds::condition(const Cut& cut) const {
+  std::string from = begin.empty() ? "" : cut.column + " >= " + begin;
+  if (end.empty()) return from;
+  const std::string before = cut.column + " < " + end;
+  return begin.empty() && cut.isNullable ? "(" + cut.column + " is null or " + before + ")"
+                                         : both(from, before);
+}
+
+std::optional<ado::StoredValue> endOfRange(ado::Connection& connection, const Select& select,
+                                           const std::string& begin, std::int64_t rows) {
+  const Cut& cut = *select.cut;
+  std::string range;
+  if (!begin.empty())
+    range = cut.column + " >= " + begin;
+  else if (cut.isNullable)
+    range = cut.column + " is not null";
+  ado::StoredValue value =
+      answerOf(connection, "declare @kelvane_bound " + cut.type + " declare @kelvane_end " +
+                               cut.type + seek(select, "@kelvane_bound", range, rows) +
+                               seek(select, "@kelvane_end", cut.column + " > @kelvane_bound", 1) +
+                               " set rowcount 0 select @kelvane_end");
+  return value.view().isNull() ? std::nullopt : std::optional(std::move(value));
 }
 
 }  // namespace kelvane::rows

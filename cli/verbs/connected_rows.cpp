@@ -27,7 +27,7 @@ class ConnectedRows final : public RowSide {
     return [&, side]() -> std::unique_ptr<rows::RowSource> {
       const rows::Select& select = plan.selects[side];
       if (wish.ranges && select.cut)
-        return rows::openRanges(connection_, select, *wish.ranges, wish.begin);
+        return rows::openRanges(connection_, select, *wish.ranges, wish.bounds);
       std::vector<std::u16string> statements;
       statements.reserve(wish.conditions.size());
       for (const std::string& condition : wish.conditions)
@@ -35,10 +35,14 @@ class ConnectedRows final : public RowSide {
       const std::size_t columns = plan.columns.size();
       if (!statements.empty())
         return rows::openStatements(connection_, std::move(statements), columns);
-      std::string begin;
-      if (!wish.begin.empty()) begin = select.cut->column + " >= " + wish.begin;
-      return rows::openStatement(connection_, select.text(begin), columns);
+      std::string range;
+      if (!wish.bounds.isAll()) range = wish.bounds.condition(*select.cut);
+      return rows::openStatement(connection_, select.text(range), columns);
     };
+  }
+  std::optional<ado::StoredValue> endOfRange(const rows::Select& select, const std::string& begin,
+                                             std::int64_t rows) override {
+    return rows::endOfRange(connection_, select, begin, rows);
   }
   ado::Connection* connection() override { return &connection_; }
   void cancel() noexcept override { side_.cancel(); }

@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <filesystem>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -62,23 +60,10 @@ constexpr auto kReports = std::to_array<Option>({
 });
 constexpr std::size_t kShownRows = 3;
 
-std::optional<std::int32_t> number(const Arguments& arguments, std::string_view option) {
-  const auto value = arguments.value(option);
-  if (!value) return std::nullopt;
-  std::int32_t result = -1;
-  const char* const end = value->data() + value->size();
-  const auto [stop, error] = std::from_chars(value->data(), end, result);
-  if (error != std::errc() || stop != end || result < 0)
-    throw UsageError(arguments.called(option) + " takes a number from 0 to " +
-                     std::to_string(std::numeric_limits<std::int32_t>::max()) + ", not '" + *value +
-                     "'");
-  return result;
-}
-
 class Limits final : public AppPreferences {
  public:
   explicit Limits(const Arguments& arguments)
-      : rows_(number(arguments, kMaxRows)), differences_(number(arguments, kMaxDifferences)) {}
+      : rows_(numberOf(arguments, kMaxRows)), differences_(numberOf(arguments, kMaxDifferences)) {}
   Boolean LimitDataCompareRows() const override { return rows_.has_value(); }
   std::int32_t MaxDataCompareRows() const override { return rows_.value_or(0); }
   Boolean LimitDataCompareDifferences() const override { return differences_.has_value(); }
@@ -142,6 +127,22 @@ void refuseForSelects(const Arguments& arguments, const DataRequest& request) {
   }
 }
 
+// One connection, where a configuration asks for more than there can be.
+void limitConnections(const Arguments& arguments, DataRequest& request) {
+  if (request.pace.connections == 1) return;
+  const bool isGiven = arguments.isGiven(kParallel);
+  if (isGiven && !request.selects.empty())
+    throw UsageError(std::string(kParallel) + " and " + std::string(kRows) + " exclude each other");
+  if (!request.selects.empty()) request.pace.connections = 1;
+  for (std::size_t side = 0; side < 2; ++side) {
+    if (!std::holds_alternative<ScriptPlace>(request.sides.places[side])) continue;
+    if (isGiven)
+      throw UsageError(std::string(kParallel) + " is for servers, but '" +
+                       request.sides.shown[side] + "' is a script");
+    request.pace.connections = 1;
+  }
+}
+
 DataRequest parseData(const Arguments& arguments) {
   DataRequest request{twoSides(arguments, "data", rowFileFormOf(arguments)), Limits(arguments)};
   request.format = choiceOf<kDataFormats>(arguments, kFormat, DataFormat::text);
@@ -180,7 +181,10 @@ DataRequest parseData(const Arguments& arguments) {
                      " exclude each other");
   request.patterns = patternsOf(arguments);
   request.selects = arguments.values(kRows);
-  if (const auto shown = number(arguments, kShow)) request.shown = static_cast<std::size_t>(*shown);
+  if (request.pace.connections > 1 && !request.selects.empty())
+    throw UsageError(std::string(kParallel) + " and " + std::string(kRows) + " exclude each other");
+  if (const auto shown = numberOf(arguments, kShow))
+    request.shown = static_cast<std::size_t>(*shown);
   for (std::size_t side = 0; side < 2; ++side) {
     if (std::holds_alternative<SnapshotPlace>(request.sides.places[side]))
       throw UsageError("'" + request.sides.shown[side] +
@@ -192,6 +196,7 @@ DataRequest parseData(const Arguments& arguments) {
   }
   refuseForFiles(arguments, request);
   refuseForSelects(arguments, request);
+  limitConnections(arguments, request);
   refuseOverwriting(arguments, request.sides.places,
                     {.written = {kTrace, kResume, kRowScript, kHtml}});
   return request;
@@ -203,8 +208,10 @@ ChecksumUse checksumUse(const Arguments& arguments, const DataRequest& request) 
   const bool isWired = std::ranges::all_of(request.sides.places, [](const Place& place) {
     return std::holds_alternative<ServerPlace>(place);
   });
-  // What a file keeps of a table does not say what that rests on.
-  const bool isExact = arguments.has(kExact) || request.pace.resume || request.pace.ranges;
+  // What a file keeps of a table does not say what that rests on; a table that is summed has one
+  // connection.
+  const bool isExact = arguments.has(kExact) || request.pace.resume || request.pace.ranges ||
+                       request.pace.connections > 1;
   return isWired && !isExact ? ChecksumUse::whereTheyPay : ChecksumUse::never;
 }
 
@@ -295,7 +302,10 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
   const DataRequest request = parseData(arguments);
   std::vector<NamedPlace> places{{kNames[0], request.sides.places[0]},
                                  {kNames[1], request.sides.places[1]}};
-  const auto sides = openSides(places, console, open);
+  auto sides = openSides(places, console, open);
+  for (std::size_t pair = 1; pair < request.pace.connections; ++pair) {
+    for (auto& side : openSides(places, console, open)) sides.push_back(std::move(side));
+  }
   if (arguments.has(kByPosition))
     return write(compareByPosition({request.sides, request.limits, request.patterns,
                                     request.shown.value_or(0), request.trace},

@@ -97,6 +97,7 @@ class Export {
       } catch (const std::runtime_error& error) {
         fail(*tables_[at], error.what());
       }
+      progress.tableEnds(at);
     }
     const bool isAll = isWhole && !isOver() && gaps_.empty() && request_.patterns.empty();
     folder.finish(isAll, console);

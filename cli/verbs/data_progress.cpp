@@ -8,7 +8,6 @@
 namespace kelvane::cli {
 namespace {
 
-constexpr std::int64_t kRowsBetweenLooks = 64;
 constexpr auto kBetweenTexts = std::chrono::milliseconds(200);
 
 std::u16string durationText(double seconds) {
@@ -35,25 +34,30 @@ std::u16string paceText(std::int64_t rows, double seconds, std::optional<std::in
 }
 
 void DataProgress::tableBegins(std::size_t table) {
+  const std::lock_guard lock(mutex_);
   table_ = table;
-  rowsOfTable_ = 0;
+  waiting_ = 0;
   if (line_.isShown()) show();
 }
 
-void DataProgress::rowsPassed(std::int64_t rows) {
+void DataProgress::tableEnds(std::size_t table) {
+  const std::lock_guard lock(mutex_);
+  tables_[table].rows = 0;
+}
+
+void DataProgress::rowsPassed(std::size_t table, std::int64_t rows) {
+  const std::lock_guard lock(mutex_);
   rows_ += rows;
-  const std::int64_t before = rowsOfTable_;
-  rowsOfTable_ += rows;
-  if (before / kRowsBetweenLooks == rowsOfTable_ / kRowsBetweenLooks || !line_.isShown()) return;
-  if (Clock::now() - shown_ >= kBetweenTexts) show();
+  auto& left = tables_[table].rows;
+  if (left) left = std::max<std::int64_t>(*left - rows, 0);
+  if (line_.isShown() && Clock::now() - shown_ >= kBetweenTexts) show();
 }
 
 std::optional<std::int64_t> DataProgress::rowsLeft() const {
   std::int64_t left = 0;
-  for (std::size_t table = table_; table < tables_.size(); ++table) {
-    const auto& rows = tables_[table].rows;
-    if (!rows) return std::nullopt;
-    left += table == table_ ? std::max<std::int64_t>(*rows - rowsOfTable_, 0) : *rows;
+  for (const ExpectedTable& table : tables_) {
+    if (!table.rows) return std::nullopt;
+    left += *table.rows;
   }
   return left;
 }

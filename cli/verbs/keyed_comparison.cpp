@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <compare>
 #include <deque>
+#include <memory>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -11,7 +11,9 @@
 #include "cli/verbs/data_progress.h"
 #include "cli/verbs/paired_tables.h"
 #include "cli/verbs/resume_file.h"
+#include "cli/verbs/row_lanes.h"
 #include "cli/verbs/second_look.h"
+#include "cli/verbs/table_task.h"
 #include "model/text.h"
 
 namespace kelvane::cli {
@@ -19,65 +21,16 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// A table whose rows are being compared.
-struct Task {
-  KeyedTable& table;
-  const KeyedRequest& request;
-  std::optional<std::int64_t> expected = {};  // rows, about
-  ResumeFile* resume = nullptr;               // null: nobody wants to know how far it came
-  TableState state = {};                      // what was known before
-  SecondLook* later = nullptr;                // null: what differs is told at once
-  SecondLook::Rows kept = {};
-
-  void begin() const {
-    for (RowSink* sink : request.sinks) sink->tableBegins(table);
-  }
-  void end() const {
-    for (RowSink* sink : request.sinks) sink->tableEnds(table);
-  }
-  void tell(const rows::DifferingRows& rows) {
-    for (RowSink* sink : request.sinks) sink->rowsDiffer(table, rows);
-    keepSample(rows);
-  }
-
- private:
-  // The rows with the smallest keys.
-  void keepSample(const rows::DifferingRows& rows) {
-    const std::size_t most = request.shown;
-    if (most == 0) return;
-    const std::string_view key =
-        (rows.source.empty() ? rows.target : rows.source).substr(0, rows.keySize);
-    std::vector<RowSample>& samples = table.samples;
-    const auto isBehind = [&](const RowSample& kept) {
-      return std::is_lt(rows::orderOf(key, kept.key()));
-    };
-    if (samples.size() == most && !isBehind(samples.back())) return;
-    samples.insert(std::ranges::find_if(samples, isBehind),
-                   {{std::string(rows.source), std::string(rows.target)}, rows.keySize});
-    if (samples.size() > most) samples.pop_back();
-  }
-};
-
 // Tells of rows that differ, and how far the comparison is.
-class Watch final : public rows::RowObserver {
+class Watch final : public PieceWatch {
  public:
-  Watch(Task& task, DataProgress& progress, const std::stop_token& stop)
-      : task_(task), progress_(progress), stop_(stop) {}
+  Watch(TableTask& task, RowPiece& piece, DataProgress& progress, std::stop_token stop)
+      : PieceWatch(
+            piece, [&](std::int64_t rows) { progress.rowsPassed(task.number, rows); },
+            std::move(stop)),
+        task_(task) {}
 
-  void rowsDiffer(const rows::DifferingRows& rows) override {
-    if (task_.later != nullptr)
-      task_.later->keep(task_.kept, rows);
-    else
-      task_.tell(rows);
-  }
-  bool goesOn(const rows::RowCounts& counts) override {
-    const std::int64_t passed = std::max(counts.rows[0], counts.rows[1]);
-    progress_.rowsPassed(passed - passed_);
-    passed_ = passed;
-    // What stays where the comparison breaks off.
-    task_.table.counts = counts;
-    return !stop_.stop_requested();
-  }
+  void rowsDiffer(const rows::DifferingRows& rows) override { task_.take(rows); }
   bool wantsPlace() override {
     constexpr std::chrono::milliseconds kBetween(500);
     return task_.resume != nullptr && Clock::now() - kept_ > kBetween;
@@ -85,30 +38,24 @@ class Watch final : public rows::RowObserver {
   void isAt(std::string_view firstCell, const rows::RowCounts& counts) override {
     std::string_view rest = firstCell;
     if (rows::takeCell(rest).kind == rows::CellKind::null) return;
-    TableState state{task_.state.plan, false, std::string(firstCell), task_.state.counts,
-                     task_.table.samples};
-    state.counts.add(counts);
-    task_.resume->keep(task_.table.name, std::move(state));
+    task_.keepPlace(firstCell, counts);
     kept_ = Clock::now();
   }
 
  private:
-  Task& task_;
-  DataProgress& progress_;
-  const std::stop_token& stop_;
-  std::int64_t passed_ = 0;
+  TableTask& task_;
   Clock::time_point kept_ = Clock::now();
 };
 
 // Tells of rows that still differ.
 class SecondWatch final : public rows::RowObserver {
  public:
-  SecondWatch(Task& task, const std::stop_token& stop) : task_(task), stop_(stop) {}
+  SecondWatch(TableTask& task, const std::stop_token& stop) : task_(task), stop_(stop) {}
   void rowsDiffer(const rows::DifferingRows& rows) override { task_.tell(rows); }
   bool goesOn(const rows::RowCounts&) override { return !stop_.stop_requested(); }
 
  private:
-  Task& task_;
+  TableTask& task_;
   const std::stop_token& stop_;
 };
 
@@ -121,25 +68,29 @@ std::string described(const rows::TablePlan& plan) {
   return text;
 }
 
-// False where a side cannot begin there.
-bool setBegin(const rows::TablePlan& plan, std::string_view cell, std::array<RowWish, 2>& wishes) {
+// The value of a packed cell as each side writes it, in a condition of its cut; none where one of
+// them cannot.
+std::optional<std::array<std::string, 2>> boundOf(const rows::TablePlan& plan,
+                                                  std::string_view cell) {
   std::u16string storage;
   const ado::Value value = rows::valueOf(rows::takeCell(cell), storage);
+  std::array<std::string, 2> bound;
   for (const std::size_t side : {0U, 1U}) {
-    if (!plan.selects[side].cut) return false;
-    const rows::Literal literal = rows::literalOf(value, plan.selects[side].cut->literal);
-    if (!literal.isWritten()) return false;
-    wishes[side].begin = literal.text;
+    if (!plan.selects[side].cut) return std::nullopt;
+    rows::Literal literal = rows::literalOf(value, plan.selects[side].cut->literal);
+    if (!literal.isWritten()) return std::nullopt;
+    bound[side] = std::move(literal.text);
   }
-  return true;
+  return bound;
 }
 
 class Comparison {
  public:
-  Comparison(const KeyedRequest& request, std::array<RowSide*, 2> sides, std::stop_token stop)
+  Comparison(const KeyedRequest& request, std::vector<RowLane> lanes, std::stop_token stop)
       : request_(request),
-        sides_(sides),
-        databases_{&sides[0]->database(), &sides[1]->database()},
+        lanes_(std::move(lanes)),
+        sides_(lanes_.front()),
+        databases_{&sides_[0]->database(), &sides_[1]->database()},
         stop_(std::move(stop)),
         wish_{request.ranges},
         tables_(databases_, request.patterns, request.rows) {
@@ -159,10 +110,12 @@ class Comparison {
     results_.resize(pairs.size());
     for (std::size_t at = 0; at < pairs.size(); ++at) {
       results_[at].name = pairs[at].name;
-      if (isOver()) continue;
-      progress.tableBegins(at);
-      compare(pairs[at], results_[at], progress);
+      plan(at);
     }
+    if (lanes_.size() == 1)
+      compareInTurn(progress);
+    else
+      compareAtOnce(progress);
     if (second_) lookAgain(line);
     if (resume_ && std::ranges::all_of(results_, &KeyedTable::isCompared)) resume_->remove();
     addLonelyTables();
@@ -171,8 +124,9 @@ class Comparison {
   }
 
  private:
-  bool isOver() const {
-    return stop_.stop_requested() || sides_[0]->isOver() || sides_[1]->isOver();
+  bool isOver() const { return isOver(sides_); }
+  bool isOver(const RowLane& lane) const {
+    return stop_.stop_requested() || lane[0]->isOver() || lane[1]->isOver();
   }
 
   void addLonelyTables() {
@@ -180,104 +134,194 @@ class Comparison {
     std::ranges::stable_sort(results_, {}, &KeyedTable::name);
   }
 
-  void compare(const TablePair& pair, KeyedTable& result, DataProgress& progress) {
+  void plan(std::size_t at) {
+    const TablePair& pair = tables_.pairs()[at];
+    KeyedTable& result = results_[at];
     try {
       result.plan =
           rows::planOf({*databases_[0], *pair.tables[0], sides_[0]->comesInOrder()},
                        {*databases_[1], *pair.tables[1], sides_[1]->comesInOrder()}, pair.options);
     } catch (const rows::UnusableTable& error) {
-      return fail(result, error.what());
+      return failWith(result, error.what(), stop_);
     }
+    TableTask& task = tasks_.emplace_back(
+        TableTask{at, result, request_.sinks, request_.shown, pair.tables[0]->rowCount});
+    task.state.plan = described(result.plan);
+    if (second_) task.later = &*second_;
+    if (!resume_) return;
+    if (const TableState* known = resume_->find(result.name, task.state.plan)) task.state = *known;
+    const bool hasPlaces =
+        result.plan.pairing.isOrdered && result.plan.selects[0].cut && result.plan.selects[1].cut;
+    if (hasPlaces) task.resume = &*resume_;
+  }
+
+  // All that is not known of a table yet.
+  RowPiece restOf(TableTask& task) const {
+    RowPiece piece{.table = &task.table,
+                   .expected = task.expected,
+                   .wishes = {wish_, wish_},
+                   .checksums = request_.checksums,
+                   .isKnown = task.state.isWhole};
+    if (piece.isKnown) {
+      piece.ended = KeyedEnd::whole;
+    } else if (!task.state.begin.empty()) {
+      if (const auto bound = boundOf(task.table.plan, task.state.begin)) {
+        for (const std::size_t side : {0U, 1U}) piece.wishes[side].bounds.begin = (*bound)[side];
+      } else {
+        task.state = {.plan = task.state.plan};
+      }
+    }
+    return piece;
+  }
+
+  void begin(TableTask& task) const {
+    KeyedTable& result = task.table;
     for (const std::size_t side : {0U, 1U}) {
       if (request_.ranges && !result.plan.selects[side].cut)
         result.remarks.push_back("read with one statement in the " +
                                  std::string(side == 0 ? "source" : "target") +
                                  ": no index begins with the first column of an exact key");
     }
-    Task& task = tasks_.emplace_back(Task{result, request_, pair.tables[0]->rowCount});
-    task.state.plan = described(result.plan);
-    if (second_) {
-      task.later = &*second_;
-      compareRows(task, progress);
-      return;
-    }
-    task.begin();
-    compareRows(task, progress);
-    task.end();
-    tasks_.pop_back();
-  }
-
-  // What is known of the table is not compared again.
-  void compareRows(Task& task, DataProgress& progress) {
-    KeyedTable& result = task.table;
-    if (resume_) {
-      if (const TableState* known = resume_->find(result.name, task.state.plan))
-        task.state = *known;
-      const rows::TablePlan& plan = result.plan;
-      const bool hasPlaces = plan.pairing.isOrdered && plan.selects[0].cut && plan.selects[1].cut;
-      if (hasPlaces) task.resume = &*resume_;
-    }
     result.samples = task.state.samples;
-    if (task.state.isWhole)
-      result.ended = KeyedEnd::whole;
-    else
-      compareRest(task, progress);
+    if (task.later == nullptr) task.begin();
+  }
+
+  // What came of a piece, in the order of the pieces.
+  static void add(TableTask& task, RowPiece& piece) {
+    KeyedTable& result = task.table;
+    result.counts.add(piece.counts);
+    if (piece.number > 0 && result.ended != KeyedEnd::whole) return;
+    result.ended = piece.ended;
+    result.error = std::move(piece.error);
+  }
+
+  void end(TableTask& task) {
+    KeyedTable& result = task.table;
     result.counts.add(task.state.counts);
-    if (!resume_ || result.ended != KeyedEnd::whole) return;
-    resume_->keep(result.name, {task.state.plan, true, {}, result.counts, result.samples});
+    if (resume_ && result.ended == KeyedEnd::whole)
+      resume_->keep(result.name, {task.state.plan, true, {}, result.counts, result.samples});
+    if (task.later == nullptr) task.end();
   }
 
-  void compareRest(Task& task, DataProgress& progress) {
-    KeyedTable& result = task.table;
-    const rows::TablePlan& plan = result.plan;
-    std::array<RowWish, 2> wishes{wish_, wish_};
-    if (!task.state.begin.empty() && !setBegin(plan, task.state.begin, wishes)) {
-      task.state = {.plan = task.state.plan};
-      result.samples.clear();
+  void compareInTurn(DataProgress& progress) {
+    for (TableTask& task : tasks_) {
+      if (isOver()) return;
+      progress.tableBegins(task.number);
+      RowPiece piece = restOf(task);
+      begin(task);
+      if (!piece.isKnown) {
+        Watch watch(task, piece, progress, stop_);
+        comparePiece(piece, sides_, watch);
+      }
+      add(task, piece);
+      end(task);
+      progress.tableEnds(task.number);
     }
-    tryOn(result, [&] {
-      for (const std::size_t side : {0U, 1U}) sides_[side]->prepare(plan.selects[side]);
-      if (!sum(task, wishes, progress)) return;
-      rows::RowStream source(sides_[0]->rowsOf(plan, 0, wishes[0]), plan.layout(),
-                             [this] { sides_[0]->cancel(); });
-      rows::RowStream target(sides_[1]->rowsOf(plan, 1, wishes[1]), plan.layout(),
-                             [this] { sides_[1]->cancel(); });
-      Watch watch(task, progress, stop_);
-      bool isWhole = false;
-      result.counts = rows::compareRows(source, target, plan.pairing, watch, isWhole);
-      result.ended = isWhole ? KeyedEnd::whole : KeyedEnd::notReached;
-    });
   }
 
-  // What servers have summed need not be read. False where nothing is left.
-  bool sum(Task& task, std::array<RowWish, 2>& wishes, DataProgress& progress) {
-    KeyedTable& result = task.table;
-    RowSums sums(request_.checksums, sides_, stop_);
-    const auto summed =
-        sums.sum(result, task.expected, [&](std::int64_t rows) { progress.rowsPassed(rows); });
-    if (!summed) return true;
-    result.checksums = summed->checksums;
-    rows::RowCounts& counts = task.state.counts;
-    counts.rows = {summed->equalRows, summed->equalRows};
-    counts.equal = summed->equalRows;
-    counts.changedValues.resize(result.plan.columns.size());
-    for (const std::size_t side : {0U, 1U}) wishes[side].conditions = summed->conditions[side];
-    if (!wishes[0].conditions.empty()) return true;
-    result.ended = stop_.stop_requested() ? KeyedEnd::notReached : KeyedEnd::whole;
-    return false;
+  void compareAtOnce(DataProgress& progress) {
+    PieceCutter cutter{*this, progress};
+    RowLanes lanes(
+        lanes_, [&](const RowLane& lane) { return isOver(lane) ? nullptr : cutter.next(lane); },
+        [&](std::size_t task, std::int64_t rows) {
+          progress.rowsPassed(tasks_[task].number, rows);
+        },
+        stop_);
+    TableTask* open = nullptr;
+    while (const auto taken = lanes.take()) {
+      TableTask& task = tasks_[taken->task];
+      if (std::exchange(open, &task) != &task) begin(task);
+      taken->differing.forEach([&](const rows::DifferingRows& rows) { task.take(rows); });
+      add(task, taken->piece);
+      if (taken->piece.end.empty()) {
+        end(*std::exchange(open, nullptr));
+        progress.tableEnds(task.number);
+      } else if (task.resume != nullptr && task.table.ended == KeyedEnd::whole) {
+        task.keepPlace(taken->piece.end, task.table.counts);
+      }
+    }
+    if (open == nullptr) return;
+    // Nobody was left to compare the rest.
+    if (open->table.ended == KeyedEnd::whole) open->table.ended = KeyedEnd::notReached;
+    end(*open);
   }
+
+  // Cuts tables, one after the other, into pieces.
+  struct PieceCutter {
+    Comparison& comparison;
+    DataProgress& progress;
+    std::size_t task = 0;
+    RowPiece rest = {};  // of that one, behind the pieces before
+
+    std::unique_ptr<LanePiece> next(const RowLane& lane) {
+      if (task == comparison.tasks_.size()) return nullptr;
+      if (rest.table == nullptr) {
+        rest = comparison.restOf(comparison.tasks_[task]);
+        progress.tableBegins(comparison.tasks_[task].number);
+      }
+      auto piece = std::make_unique<LanePiece>(LanePiece{rest, task});
+      if (mayCut() && cut(piece->piece, lane)) {
+        ++rest.number;
+      } else if (comparison.isOver(lane)) {
+        return nullptr;
+      } else {
+        rest = {};
+        ++task;
+      }
+      return piece;
+    }
+
+    // A table without many rows, or one that nobody counted, is not cut for nothing.
+    bool mayCut() const {
+      return !rest.isKnown && rest.table->plan.pairing.isOrdered &&
+             rest.checksums == ChecksumUse::never &&
+             rest.expected.value_or(0) >= 2 * comparison.request_.rowsOfPiece;
+    }
+
+    // False where it has all that is left.
+    bool cut(RowPiece& piece, const RowLane& lane) {
+      const rows::TablePlan& plan = rest.table->plan;
+      if (!plan.selects[0].cut || !plan.selects[1].cut) return false;
+      const std::string cell = endOf(plan, lane);
+      if (cell.empty()) return false;
+      const auto bound = boundOf(plan, cell);
+      if (!bound) return false;
+      for (const std::size_t side : {0U, 1U})
+        piece.wishes[side].bounds.end = rest.wishes[side].bounds.begin = (*bound)[side];
+      piece.end = cell;
+      return true;
+    }
+
+    // Packed; empty: none.
+    std::string endOf(const rows::TablePlan& plan, const RowLane& lane) const {
+      std::string cell;
+      try {
+        lane[0]->prepare(plan.selects[0]);
+        const auto end = lane[0]->endOfRange(plan.selects[0], rest.wishes[0].bounds.begin,
+                                             comparison.request_.rowsOfPiece);
+        if (end) rows::pack(end->view(), plan.layout().cells.front().form, cell);
+      } catch (const RuntimeError&) {
+        // What can still be read is read in one piece, which tells what is wrong.
+        return {};
+      }
+      // Servers may order bytes of different lengths in their own ways.
+      std::string_view cells = cell;
+      return !cell.empty() && rows::takeCell(cells).kind == rows::CellKind::bytes ? std::string()
+                                                                                  : cell;
+    }
+  };
 
   // Once for all tables: what was written at the time of the first has come by then.
   void lookAgain(StatusLine& line) {
     constexpr std::chrono::milliseconds kStep(50);
     const auto until = Clock::now() + *request_.secondLook;
-    const bool isNeeded =
-        std::ranges::any_of(tasks_, [](const Task& task) { return task.table.counts.differ(); });
+    const bool isNeeded = std::ranges::any_of(
+        tasks_, [](const TableTask& task) { return task.table.counts.differ(); });
     if (isNeeded) line.show("data", u"waiting before rows that differ are read again");
     while (isNeeded && Clock::now() < until && !stop_.stop_requested())
       std::this_thread::sleep_for(kStep);
     line.show("data", {});
-    for (Task& task : tasks_) {
+    for (TableTask& task : tasks_) {
       task.begin();
       if (task.table.counts.differ() && !SecondLook::mayLook(task.table.plan))
         task.table.remarks.emplace_back("not read again: it has no unique key of exact values");
@@ -285,7 +329,7 @@ class Comparison {
       if (isOver()) {
         if (wasWhole) task.table.ended = KeyedEnd::notReached;
       } else {
-        tryOn(task.table, [&] {
+        tryOn(task.table, stop_, [&] {
           SecondWatch watch(task, stop_);
           second_->look(task.table, task.kept, watch);
         });
@@ -294,40 +338,24 @@ class Comparison {
     }
   }
 
-  template <class Work>
-  void tryOn(KeyedTable& table, Work work) const {
-    try {
-      work();
-    } catch (const RuntimeError& error) {
-      fail(table, toUtf8(error.Description()));
-    } catch (const std::runtime_error& error) {
-      fail(table, error.what());
-    }
-  }
-
-  // Failures after a stop was requested are none of the server's.
-  void fail(KeyedTable& result, std::string reason) const {
-    result.ended = stop_.stop_requested() ? KeyedEnd::notReached : KeyedEnd::error;
-    if (result.ended == KeyedEnd::error) result.error = std::move(reason);
-  }
-
   const KeyedRequest& request_;
-  std::array<RowSide*, 2> sides_;
+  std::vector<RowLane> lanes_;
+  RowLane sides_;  // of the first one
   std::array<const inventory::Database*, 2> databases_;
   std::stop_token stop_;
   RowWish wish_;
   PairedTables tables_;
   std::optional<ResumeFile> resume_;
   std::optional<SecondLook> second_;
-  std::deque<Task> tasks_;  // that are not told of yet
+  std::deque<TableTask> tasks_;
   std::vector<KeyedTable> results_;
 };
 
 }  // namespace
 
-std::vector<KeyedTable> compareTables(const KeyedRequest& request, std::array<RowSide*, 2> sides,
+std::vector<KeyedTable> compareTables(const KeyedRequest& request, std::vector<RowLane> lanes,
                                       StatusLine& line, const std::stop_token& stop) {
-  return Comparison(request, sides, stop).run(line);
+  return Comparison(request, std::move(lanes), stop).run(line);
 }
 
 }  // namespace kelvane::cli

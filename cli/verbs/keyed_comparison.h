@@ -7,6 +7,7 @@
 #include <array>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <stop_token>
 #include <string>
@@ -14,7 +15,7 @@
 
 #include "cli/screen/status_line.h"
 #include "cli/verbs/keyed_report.h"
-#include "cli/verbs/row_side.h"
+#include "cli/verbs/row_piece.h"
 #include "cli/verbs/row_sink.h"
 #include "cli/verbs/summed_rows.h"
 #include "cli/words/row_options.h"
@@ -34,12 +35,15 @@ struct KeyedRequest {
   std::optional<std::string> resume;           // the file that says how far it came
   std::string comparison;                      // what that file knows it by
   ChecksumUse checksums = ChecksumUse::never;  // not beside ranges or resume
+  std::int64_t rowsOfPiece = 50'000;           // about, that one of several pairs of sides compares
   bool readsConstraints = false;  // besides tables and types, what makes tables again needs
   std::vector<RowSink*> sinks;    // all of which get the rows that differ
 };
 
-// Throws CommandError for patterns and keys that match no table or no column.
-std::vector<KeyedTable> compareTables(const KeyedRequest& request, std::array<RowSide*, 2> sides,
+// Several pairs of sides compare several tables, and ranges of large ones, at the same time; the
+// first one does what is done once, and there is one. Throws CommandError for patterns and keys
+// that match no table or no column.
+std::vector<KeyedTable> compareTables(const KeyedRequest& request, std::vector<RowLane> lanes,
                                       StatusLine& line, const std::stop_token& stop);
 
 }  // namespace kelvane::cli

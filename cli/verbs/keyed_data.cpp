@@ -1,6 +1,7 @@
 #include "cli/verbs/keyed_data.h"
 
 #include <algorithm>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -26,14 +27,24 @@ using inventory::Database;
 
 constexpr std::array<std::string_view, 2> kNames{"source", "target"};
 
+using RowSides = std::array<std::unique_ptr<RowSide>, 2>;
+
+// A pair of sides. What is none of a database, all pairs have from the first.
+struct Connected {
+  std::array<std::optional<TracingConnection>, 2> connections;
+  RowSides own;
+};
+
 // Why the comparison did not come to its end.
-void addStops(std::array<std::optional<TracingConnection>, 2>& connections,
-              const std::stop_token& stop, std::vector<std::string>& gaps) {
+void addStops(const std::deque<Connected>& pairs, const std::stop_token& stop,
+              std::vector<std::string>& gaps) {
   if (stop.stop_requested()) gaps.emplace_back("interrupted");
-  for (std::size_t side = 0; side < 2; ++side) {
-    if (!connections[side]) continue;
-    if (const auto& unanswered = connections[side]->unanswered())
-      gaps.push_back(std::string(kNames[side]) + ": " + noAnswerText(*unanswered));
+  for (const Connected& pair : pairs) {
+    for (std::size_t side = 0; side < 2; ++side) {
+      if (!pair.connections[side]) continue;
+      if (const auto& unanswered = pair.connections[side]->unanswered())
+        gaps.push_back(std::string(kNames[side]) + ": " + noAnswerText(*unanswered));
+    }
   }
 }
 
@@ -44,8 +55,6 @@ bool namesViews(const KeyedRequest& request) {
   };
   return !request.rows.mapped.empty() || std::ranges::any_of(request.patterns, isName);
 }
-
-using RowSides = std::array<std::unique_ptr<RowSide>, 2>;
 
 // Files say little of their tables; the other side says the rest.
 void addFiles(const TwoSides& places, const std::vector<DatabaseReading>& readings,
@@ -91,17 +100,17 @@ KeyedReport compareByKey(const KeyedRequest& request, const TwoSides& places,
   KeyedReport report{places.shown, request.optionsInEffect, {}, {}};
   {
     const Interruption interruption = interruptionOf(sides, line);
-    const ReadingWish wish{.rowCounts = line.isShown() || request.checksums != ChecksumUse::never,
-                           .trace = {},
-                           .kinds = [&](inventory::Kind kind) {
-                             using enum inventory::Kind;
-                             if (!request.selects.empty()) return false;
-                             const bool isNeeded = kind == rule || kind == defaultObject ||
-                                                   kind == user || kind == group;
-                             return kind == table || kind == type ||
-                                    (kind == view && namesViews(request)) ||
-                                    (isNeeded && request.readsConstraints);
-                           }};
+    const ReadingWish wish{
+        .rowCounts = line.isShown() || sides.size() > 2 || request.checksums != ChecksumUse::never,
+        .trace = {},
+        .kinds = [&](inventory::Kind kind) {
+          using enum inventory::Kind;
+          if (!request.selects.empty()) return false;
+          const bool isNeeded =
+              kind == rule || kind == defaultObject || kind == user || kind == group;
+          return kind == table || kind == type || (kind == view && namesViews(request)) ||
+                 (isNeeded && request.readsConstraints);
+        }};
     const std::vector<DatabaseReading> readings = forEachSide(
         2, traceFile ? Pace::InTurn : Pace::Together, line, [&](std::size_t side, std::ostream&) {
           if (!sides[side]) return DatabaseReading{};
@@ -115,26 +124,35 @@ KeyedReport compareByKey(const KeyedRequest& request, const TwoSides& places,
         report.gaps.push_back(std::move(gap));
     }
     const std::u16string activity = u"comparing rows";
-    std::array<std::optional<TracingConnection>, 2> connections;
-    RowSides rows;
-    for (std::size_t side = 0; side < 2; ++side) {
-      if (!sides[side]) continue;
-      TracingConnection& connection = connections[side].emplace(
-          sides[side]->connection(), activity, traceOf(side), interruption.token());
+    std::deque<Connected> pairs(sides.size() / 2);
+    std::vector<RowLane> lanes;
+    for (std::size_t at = 0; at < sides.size(); ++at) {
+      if (!sides[at]) continue;
+      const std::size_t side = at % 2;
+      Connected& pair = pairs[at / 2];
+      TracingConnection& connection = pair.connections[side].emplace(
+          sides[at]->connection(), activity, traceOf(side), interruption.token());
       if (!readings[0].wasRead || !readings[1].wasRead) continue;
       askForWholeTexts(connection, kNames[side], report.gaps);
-      rows[side] = request.selects.empty()
-                       ? connectedRows(readings[side].database, *sides[side], connection)
-                       : selectedRows(request.selects[std::min(side, request.selects.size() - 1)],
-                                      readings[side].database.server, places.shown[side],
-                                      *sides[side], connection);
+      pair.own[side] =
+          request.selects.empty()
+              ? connectedRows(readings[side].database, *sides[at], connection)
+              : selectedRows(request.selects[std::min(side, request.selects.size() - 1)],
+                             readings[side].database.server, places.shown[side], *sides[at],
+                             connection);
     }
     if (readings[0].wasRead && readings[1].wasRead) {
-      addFiles(places, readings, rows);
-      report.tables =
-          compareTables(request, {rows[0].get(), rows[1].get()}, line, interruption.token());
+      RowSides& first = pairs.front().own;
+      addFiles(places, readings, first);
+      for (const Connected& pair : pairs) {
+        const auto sideOf = [&](std::size_t side) {
+          return (pair.own[side] ? pair.own : first)[side].get();
+        };
+        lanes.push_back({sideOf(0), sideOf(1)});
+      }
+      report.tables = compareTables(request, std::move(lanes), line, interruption.token());
     }
-    addStops(connections, interruption.token(), report.gaps);
+    addStops(pairs, interruption.token(), report.gaps);
   }
   if (traceFile) traceFile->close();
   return report;

@@ -18,8 +18,9 @@
 
 namespace kelvane::cli {
 
-// Compares the tables of two sides, which are open but for files of rows. Throws CommandError for
-// patterns and keys that match no table, and for files that cannot be read.
+// Compares the tables of two sides, which are open but for files of rows: one pair after the other
+// of source and target. More pairs than one, of the same places, compare at the same time. Throws
+// CommandError for patterns and keys that match no table, and for files that cannot be read.
 KeyedReport compareByKey(const KeyedRequest& request, const TwoSides& places,
                          std::span<const std::unique_ptr<Side>> sides, const Console& console);
 

@@ -236,7 +236,10 @@ DataReport compareData(const PositionalRequest& request,
   DataProgress progress(line, expectedTables(request, names, *connections[0], line));
   std::function<bool()> isOver;
   DataWatch watch(names.ofSource, names.mode, request.shown,
-                  {[&](std::size_t table) { progress.tableBegins(table); },
+                  {[&](std::size_t table) {
+                     if (table > 0) progress.tableEnds(table - 1);
+                     progress.tableBegins(table);
+                   },
                    [&] { progress.rowPassed(); }, [&] { return isOver(); }});
   WatchedConnection source(*connections[0], watch, 0), target(*connections[1], watch, 1);
   std::array<TracingConnection, 2> compared{traced(source, 0), traced(target, 1)};

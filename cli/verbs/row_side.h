@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -19,8 +20,7 @@ namespace kelvane::cli {
 // How rows are to be read, where a side can.
 struct RowWish {
   std::optional<rows::RangePace> ranges = {};  // none: with one statement
-  // The literal of the first value of the select's cut, which it has then; empty: all rows.
-  std::string begin = {};
+  rows::RangeBounds bounds = {};               // of the select's cut, which it has then
   // Besides: the rows of each of them, one after the other. None: all rows.
   std::vector<std::string> conditions = {};
 };
@@ -37,6 +37,12 @@ class RowSide {
   // The plan and the wish outlive them.
   virtual rows::OpenRows rowsOf(const rows::TablePlan& plan, std::size_t side,
                                 const RowWish& wish = kAllRows) = 0;
+  // As rows::endOfRange(), where the select has a cut; none also where the side cannot say.
+  virtual std::optional<ado::StoredValue> endOfRange(const rows::Select&,
+                                                     const std::string& /*begin*/,
+                                                     std::int64_t /*rows*/) {
+    return std::nullopt;
+  }
   // Whether rows come in the order of their key, where the statement asks for it.
   virtual bool comesInOrder() const { return true; }
   // Where the side's tables can be asked about; null where there are but rows.

@@ -1,6 +1,5 @@
 #include "cli/verbs/second_look.h"
 
-#include <cstring>
 #include <optional>
 #include <string>
 #include <unordered_set>
@@ -13,10 +12,6 @@ namespace {
 
 // Keys in one statement. Servers have limits for the depth of conditions.
 constexpr std::size_t kKeys = 50;
-
-struct Sizes {
-  std::size_t key, source;
-};
 
 using Keys = std::unordered_set<std::string_view>;
 
@@ -59,14 +54,6 @@ std::optional<std::string> conditionOf(const rows::TablePlan& plan, std::size_t 
 
 }  // namespace
 
-void SecondLook::keep(Rows& kept, const rows::DifferingRows& rows) {
-  const Sizes sizes{rows.keySize, rows.source.size()};
-  std::string record(sizeof(sizes), 0);
-  std::memcpy(record.data(), &sizes, sizeof(sizes));
-  record.append(rows.source).append(rows.target);
-  spool_.add(kept.list_, record);
-}
-
 bool SecondLook::mayLook(const rows::TablePlan& plan) {
   return plan.hasKey() && plan.pairing.isUnique && !plan.selects[0].keyLiterals.empty() &&
          !plan.selects[1].keyLiterals.empty();
@@ -80,11 +67,9 @@ void SecondLook::look(KeyedTable& table, const Rows& kept, rows::RowObserver& ob
   }
   std::vector<Kept> batch;
   spool_.forEach(kept.list_, [&](std::string_view record) {
-    Sizes sizes{};
-    std::memcpy(&sizes, record.data(), sizeof(sizes));
-    record.remove_prefix(sizeof(sizes));
-    Kept& one = batch.emplace_back(Kept{std::string(record.substr(0, sizes.source)),
-                                        std::string(record.substr(sizes.source)), sizes.key});
+    const rows::DifferingRows rows = rows::rowsOf(record);
+    const Kept& one =
+        batch.emplace_back(Kept{std::string(rows.source), std::string(rows.target), rows.keySize});
     if (!canAsk) {
       observer.rowsDiffer(one.rows());
       batch.clear();

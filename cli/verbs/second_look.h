@@ -11,6 +11,7 @@
 #include "cli/verbs/keyed_report.h"
 #include "cli/verbs/row_side.h"
 #include "rows/compare_rows.h"
+#include "rows/kept_rows.h"
 #include "rows/spool.h"
 
 namespace kelvane::cli {
@@ -25,7 +26,9 @@ class SecondLook {
     friend class SecondLook;
     rows::Spool::List list_;
   };
-  void keep(Rows& kept, const rows::DifferingRows& rows);
+  void keep(Rows& kept, const rows::DifferingRows& rows) {
+    spool_.add(kept.list_, rows::recordOf(rows));
+  }
 
   // Whether the rows of a table can be asked for by their keys.
   static bool mayLook(const rows::TablePlan& plan);

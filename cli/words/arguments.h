@@ -6,6 +6,8 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <map>
 #include <optional>
 #include <span>
@@ -124,5 +126,10 @@ Meaning choiceOf(const Arguments& arguments, std::string_view option, Meaning un
   }
   refuseChoice(arguments.called(option), kNamesOf<kChoices>, *value);
 }
+
+// The whole number that an option was given; none where there is none. Throws UsageError.
+std::optional<std::int32_t> numberOf(const Arguments& arguments, std::string_view option,
+                                     std::int32_t least = 0,
+                                     std::int32_t most = std::numeric_limits<std::int32_t>::max());
 
 }  // namespace kelvane::cli

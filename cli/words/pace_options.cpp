@@ -11,6 +11,8 @@ constexpr std::string_view kChunkTime = "--chunk-time", kPause = "--pause";
 constexpr auto kOptions = std::to_array<Option>({
     {kChunkTime, kSeconds, "read tables in ranges that take a server about as long, such as 0.5"},
     {kPause, kSeconds, "wait between two ranges"},
+    {kParallel, kNumber,
+     "compare with N connections to each server: tables, and ranges of large ones"},
     {kRecheck, kSeconds, "wait, then read rows that differ once more: others may write to them"},
     {kExact, "", "read all rows: no checksums, also where a sample says that they take less time"},
     {kChecksums, "", "let servers sum rows wherever they can, and read those whose sums differ"},
@@ -56,6 +58,9 @@ PaceOptions paceOptionsOf(const Arguments& arguments) {
   }
   options.secondLook = secondsOf(arguments, kRecheck);
   options.resume = arguments.value(kResume);
+  constexpr std::int32_t kMostConnections = 64;
+  options.connections =
+      static_cast<std::size_t>(numberOf(arguments, kParallel, 1, kMostConnections).value_or(1));
   if (options.secondLook && options.resume)
     throw UsageError(std::string(kRecheck) + " and " + std::string(kResume) +
                      " exclude each other");

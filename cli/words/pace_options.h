@@ -4,6 +4,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,10 +18,11 @@ struct PaceOptions {
   std::optional<rows::RangePace> ranges;                    // none: one statement a table
   std::optional<std::chrono::duration<double>> secondLook;  // none: there is none
   std::optional<std::string> resume;
+  std::size_t connections = 1;  // to each server
 };
 
 inline constexpr std::string_view kResume = "--resume", kRecheck = "--recheck", kExact = "--exact",
-                                  kChecksums = "--checksums";
+                                  kChecksums = "--checksums", kParallel = "--parallel";
 
 OptionFamily paceOptionFamily();
 

@@ -1,7 +1,6 @@
 #include "cli/words/row_script_request.h"
 
 #include <algorithm>
-#include <charconv>
 #include <sstream>
 
 #include "change_script/steps.h"
@@ -37,19 +36,6 @@ bool allowsDelete(const Arguments& arguments) {
   return allows;
 }
 
-std::size_t batchRows(const Arguments& arguments, std::size_t unlessSaid) {
-  const auto value = arguments.value(kRowBatch);
-  if (!value) return unlessSaid;
-  constexpr std::size_t kMost = 100'000;
-  std::size_t rows = 0;
-  const char* const end = value->data() + value->size();
-  const auto [stop, error] = std::from_chars(value->data(), end, rows);
-  if (error != std::errc() || stop != end || rows == 0 || rows > kMost)
-    throw UsageError(arguments.called(kRowBatch) + " takes a number from 1 to " +
-                     std::to_string(kMost) + ", not '" + *value + "'");
-  return rows;
-}
-
 }  // namespace
 
 std::span<const Option> rowScriptOptions() { return kOptions; }
@@ -64,7 +50,9 @@ std::optional<RowScriptRequest> rowScriptRequest(const Arguments& arguments) {
   }
   RowScriptRequest request{.path = *path};
   request.allowsDelete = allowsDelete(arguments);
-  request.batchRows = batchRows(arguments, request.batchRows);
+  constexpr std::int32_t kMostRows = 100'000;
+  if (const auto rows = numberOf(arguments, kRowBatch, 1, kMostRows))
+    request.batchRows = static_cast<std::size_t>(*rows);
   request.release = askedRelease(arguments);
   request.isTried = !arguments.has(kRowNoProof);
   return request;

@@ -55,7 +55,7 @@ TEST(KeyedComparison, ATableThatBreaksOffHasWhatWasComparedAndTheOthersGoOn) {
   std::ostringstream out;
   const Console console{out, out};
   StatusLine line(console);
-  const std::vector<KeyedTable> tables = compareTables({}, {&source, &target}, line, {});
+  const std::vector<KeyedTable> tables = compareTables({}, {{&source, &target}}, line, {});
   ASSERT_EQ(tables.size(), 2U);
   EXPECT_EQ(tables[0].ended, KeyedEnd::error);
   EXPECT_EQ(tables[0].error, "the connection broke");

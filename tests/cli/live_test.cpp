@@ -173,6 +173,13 @@ TEST_F(Live, ChecksumsLeadToTheRowsThatDiffer) {
     drop("; 1 by checksum");
     EXPECT_EQ(text, exact.output());
   }
+  Program exact({"data", "--exact", side(sourceServer), side(targetServer)},
+                with({{"KELVANE_PASSWORD", "x"}}));
+  EXPECT_EQ(exact.wait(), kDifferences);
+  Program several({"data", "--parallel", "3", side(sourceServer), side(targetServer)},
+                  with({{"KELVANE_PASSWORD", "x"}}));
+  EXPECT_EQ(several.wait(), kDifferences);
+  EXPECT_EQ(several.output(), exact.output());
 }
 
 // Whatever way the rows came, and however often they are written.

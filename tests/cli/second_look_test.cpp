@@ -92,7 +92,8 @@ TEST(SecondLook, WhatBecameEqualIsNoDifference) {
   request.shown = 9;
   request.secondLook.emplace(0);
   request.sinks = {&keys};
-  const std::vector<KeyedTable> tablesFound = compareTables(request, {&source, &target}, line, {});
+  const std::vector<KeyedTable> tablesFound =
+      compareTables(request, {{&source, &target}}, line, {});
   EXPECT_THAT(keys.told, ElementsAre("keyless - 1", "t ~ 3 x", "t ~ 5 it's"));
   ASSERT_EQ(tablesFound.size(), 2U);
   const KeyedTable& table = tablesFound[1];

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <memory>
 
 #include "drivers/embedded/connection.h"
@@ -130,9 +131,18 @@ class Comparer {
 
   const TablePlan& plan() const { return plan_; }
 
-  RowCounts run(RowObserver& observer, std::string_view begin = {}) {
-    RowStream one(opened(source_, 0, begin), plan_.layout());
-    RowStream other(opened(target_, 1, begin), plan_.layout());
+  /// Of the source, packed; empty: none.
+  std::string endOf(std::string_view begin, std::int64_t rows) {
+    const auto end =
+        endOfRange(*source_.connection, plan_.selects[0], literalOfCell(0, begin), rows);
+    std::string cell;
+    if (end) pack(end->view(), plan_.layout().cells.front().form, cell);
+    return cell;
+  }
+
+  RowCounts run(RowObserver& observer, std::string_view begin = {}, std::string_view end = {}) {
+    RowStream one(opened(source_, 0, begin, end), plan_.layout());
+    RowStream other(opened(target_, 1, begin, end), plan_.layout());
     bool isWhole = false;
     RowCounts counts = compareRows(one, other, plan_.pairing, observer, isWhole);
     EXPECT_TRUE(isWhole);
@@ -140,20 +150,21 @@ class Comparer {
   }
 
  private:
-  OpenRows opened(OpenSide& side, std::size_t at, std::string_view begin) {
+  std::string literalOfCell(std::size_t side, std::string_view cell) const {
+    if (cell.empty()) return {};
+    std::u16string storage;
+    return literalOf(valueOf(takeCell(cell), storage), plan_.selects[side].cut->literal).text;
+  }
+
+  OpenRows opened(OpenSide& side, std::size_t at, std::string_view begin, std::string_view end) {
     const Select& select = plan_.selects[at];
-    std::string literal;
-    if (!begin.empty()) {
-      std::u16string storage;
-      literal = literalOf(valueOf(takeCell(begin), storage), select.cut->literal).text;
-    }
-    return [&, literal]() -> std::unique_ptr<RowSource> {
+    const RangeBounds bounds{literalOfCell(at, begin), literalOfCell(at, end)};
+    return [&, bounds]() -> std::unique_ptr<RowSource> {
       if (tables_.rangeRows > 0 && select.cut)
-        return openRanges(*side.connection, select, pace_, literal);
-      return openStatement(
-          *side.connection,
-          select.text(literal.empty() ? "" : select.cut->column + " >= " + literal),
-          plan_.columns.size());
+        return openRanges(*side.connection, select, pace_, bounds);
+      return openStatement(*side.connection,
+                           select.text(bounds.isAll() ? "" : bounds.condition(*select.cut)),
+                           plan_.columns.size());
     };
   }
 
@@ -220,6 +231,23 @@ std::vector<Compared> comparedInTwoParts(const TwoTables& tables) {
     results.push_back(resultOf(comparer.plan(), place.counts, place.differences));
   }
   return results;
+}
+
+std::pair<Compared, std::size_t> comparedByRanges(const TwoTables& tables, std::int64_t rows) {
+  Comparer comparer(tables);
+  RowCounts counts;
+  std::vector<std::string> differences;
+  std::size_t ranges = 0;
+  std::string begin;
+  do {
+    const std::string end = comparer.endOf(begin, rows);
+    Observer observer(comparer.plan());
+    counts.add(comparer.run(observer, begin, end));
+    std::ranges::move(observer.differences, std::back_inserter(differences));
+    begin = end;
+    ++ranges;
+  } while (!begin.empty());
+  return {resultOf(comparer.plan(), counts, std::move(differences)), ranges};
 }
 
 Compared naivelyCompared(const TwoTables& tables) {

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "drivers/embedded/options.h"
@@ -31,6 +32,10 @@ Compared compared(const TwoTables& tables);
 /// Stops at each place that a comparison tells, goes on from there, and puts both parts together.
 /// Nothing for tables that cannot be cut.
 std::vector<Compared> comparedInTwoParts(const TwoTables& tables);
+
+/// Range by range, each of about that many rows, and how many ranges they were. Both tables can be
+/// cut.
+std::pair<Compared, std::size_t> comparedByRanges(const TwoTables& tables, std::int64_t rows);
 
 /// Pairs each row with each other one. `keyColumns`: as many first columns of the select list that
 /// compared() used.
