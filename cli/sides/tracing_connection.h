@@ -40,6 +40,8 @@ class TracingConnection final : public ado::Connection {
   TracingConnection(ado::Connection& inner, const std::u16string& activity, Trace* trace,
                     std::stop_token stop)
       : inner_(inner), activity_(activity), trace_(trace), stop_(std::move(stop)) {}
+  // The activity is looked at when statements are sent.
+  TracingConnection(ado::Connection&, std::u16string&&, Trace*, std::stop_token) = delete;
 
   // Results are followed to their end when the recordset is released, so that an error behind what
   // the caller read is not missed.

@@ -247,8 +247,8 @@ ExitStatus runExport(const Arguments& arguments, const std::vector<std::u16strin
     if (!reading.wasRead)
       throw CommandError({gaps.empty() ? "reading stopped" : gaps.front(),
                           "nothing was written: the database was not read completely"});
-    TracingConnection connection(sides[0]->connection(), u"reading rows", record,
-                                 interruption.token());
+    const std::u16string activity = u"reading rows";
+    TracingConnection connection(sides[0]->connection(), activity, record, interruption.token());
     askForWholeTexts(connection, "side", gaps);
     Export rows(request, reading.database, connection, interruption.token());
     for (std::string& gap : rows.run(line, gaps.empty(), console)) gaps.push_back(std::move(gap));
