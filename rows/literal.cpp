@@ -8,8 +8,11 @@
 #include <cstdlib>
 #include <limits>
 #include <optional>
+#include <span>
+#include <string>
 #include <utility>
 #include <variant>
+#include <vector>
 
 #include "inventory/shown.h"
 #include "model/text.h"
@@ -107,37 +110,47 @@ class TextLiteral {
         return obstacle("the server's character set may not have the character '" +
                         toUtf8(text.substr(at, isPair ? 2 : 1)) + "'");
       }
-      if (text_.size() > column_.longest) break;
+      if (size_ > column_.longest) break;
     }
     close();
-    if (text_.size() > column_.longest) return obstacle("it is too long for a literal");
-    return {std::move(text_), {}};
+    std::string literal = joined(pieces_);
+    if (literal.size() > column_.longest) return obstacle("it is too long for a literal");
+    return {std::move(literal), {}};
   }
 
  private:
   void quoted(std::u16string_view character) {
-    if (!isOpen_) {
-      join();
-      text_ += '\'';
-      isOpen_ = true;
-    }
-    text_ += character == u"'" ? "''" : toUtf8(character);
+    if (!std::exchange(isOpen_, true)) pieces_.emplace_back("'");
+    std::string& piece = pieces_.back();
+    const std::size_t before = piece.size();
+    piece += character == u"'" ? "''" : toUtf8(character);
+    size_ += piece.size() - before;
   }
   void piece(const std::string& expression) {
     close();
-    join();
-    text_ += expression;
+    pieces_.push_back(expression);
+    size_ += expression.size();
   }
   void close() {
-    if (std::exchange(isOpen_, false)) text_ += '\'';
+    if (std::exchange(isOpen_, false)) pieces_.back() += '\'';
   }
-  void join() {
-    if (!text_.empty()) text_ += " + ";
+
+  // Many pieces in a row are nested too deeply for a server: they are joined in groups.
+  static std::string joined(std::span<const std::string> pieces) {
+    constexpr std::size_t kMostInRow = 8;
+    std::string text;
+    if (pieces.size() <= kMostInRow) {
+      for (const std::string& piece : pieces) text += (text.empty() ? "" : " + ") + piece;
+      return text;
+    }
+    const std::size_t half = pieces.size() / 2;
+    return "(" + joined(pieces.first(half)) + ") + (" + joined(pieces.subspan(half)) + ")";
   }
 
   const LiteralColumn& column_;
   bool isUnicode_, isOpen_ = false;
-  std::string text_;
+  std::vector<std::string> pieces_;
+  std::size_t size_ = 0;  // of the pieces, without what joins them
 };
 
 class Writer {

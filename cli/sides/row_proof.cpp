@@ -176,7 +176,10 @@ class RowProver {
     std::string batch;
     rows::RowStream stream(trial_.targetRows(plan), plan.layout());
     const auto run = [&] {
-      if (!batch.empty()) connection_->Open(toUtf16(batch), {});
+      if (batch.empty()) return;
+      // An error of a later statement comes with its result.
+      const auto results = connection_->Open(toUtf16(batch), {});
+      while (results->NextRecordset()) continue;
       batch.clear();
     };
     while (stream.next()) {

@@ -149,6 +149,19 @@ TEST_F(RowScripts, HaveTheseStatements) {
   }
 }
 
+TEST_F(RowScripts, HaveTextsOfManyLines) {
+  const std::string table = "create table t (a int primary key, b text null)\n";
+  const std::string source =
+      "insert t values (1, replicate('a' + char(10), 300))\n"
+      "insert t values (2, replicate(char(9), 1200))\n";
+  const std::string target =
+      "insert t values (1, replicate('b' + char(10), 400))\n"
+      "insert t values (3, replicate(char(13) + char(10), 500))\n";
+  const std::string text = script(table + source, table + target, {"--allow", "delete"});
+  EXPECT_THAT(text, HasSubstr("\n-- proved: after this script no row differs\n"));
+  EXPECT_EQ(afterwards(), kNoDifference) << out() << err();
+}
+
 TEST_F(RowScripts, TakeWhatAFileSaysForBothKindsOfScripts) {
   const std::string config = file("kelvane.toml", "allow = [\"drop-column\", \"delete\"]\n");
   const std::string source = "create table t (a int primary key)\ngo\n";

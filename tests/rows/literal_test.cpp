@@ -1,6 +1,7 @@
 // Values as literals, against texts written by hand.
 #include "rows/literal.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <gtest/gtest.h>
@@ -55,6 +56,25 @@ TEST(LiteralOf, ExactNumbers) {
             "922337203685477.5807");
   EXPECT_EQ(literal(ado::Decimal{{12345, 0}, 5, false}, type("money")), "! it does not fit money");
   EXPECT_EQ(literal(std::int64_t{214749}, type("smallmoney")), "! it does not fit smallmoney");
+}
+
+TEST(LiteralOf, ManyPiecesAreJoinedInGroups) {
+  EXPECT_EQ(literal(u"a\n\tb\n", type("text")), "'a' + char(10) + char(9) + 'b' + char(10)");
+  EXPECT_EQ(
+      literal(u"1\n2\n3\n4\n5\n", type("text")),
+      "('1' + char(10) + '2' + char(10) + '3') + (char(10) + '4' + char(10) + '5' + char(10))");
+  const std::u16string longest(1200, u'\n');
+  const std::string text = literal(std::u16string_view(longest), type("text"));
+  std::size_t depth = 0, deepest = 0;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (text.substr(at, 8) == "char(10)")
+      at += 7;
+    else if (text[at] == '(')
+      deepest = std::max(deepest, ++depth);
+    else if (text[at] == ')')
+      --depth;
+  }
+  EXPECT_LE(deepest, 8U);
 }
 
 TEST(LiteralOf, ApproximateNumbers) {

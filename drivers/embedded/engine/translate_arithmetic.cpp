@@ -80,9 +80,24 @@ std::string Translator::exactly(char op, const SqlValue& a, const SqlValue& b,
   return type.precision ? result : within(result, type.kind);
 }
 
+namespace {
+
+// Nothing joined to nothing stays null.
+std::string closed(const std::string& joined, bool nullable) {
+  return nullable ? "nullif((" + joined + "), '')" : "(" + joined + ")";
+}
+
+bool isJoined(const SqlValue& value) {
+  return !value.joined.empty() && value.sql == closed(value.joined, value.type.nullable);
+}
+
+}  // namespace
+
+// A chain stays flat: SQLite's parser has a small stack.
 SqlValue Translator::concatenation(const SqlValue& left, const SqlValue& right) {
   const auto part = [](const SqlValue& value) {
     if (value.isNull) return std::string("''");
+    if (isJoined(value)) return "(" + value.joined + ")";
     return value.isLiteral ? value.sql : "coalesce(" + shownText(value) + ", '')";
   };
   const bool nullable = left.type.nullable && right.type.nullable;
@@ -97,11 +112,11 @@ SqlValue Translator::concatenation(const SqlValue& left, const SqlValue& right) 
   const bool unicode = isUnicode(left.type.kind) || isUnicode(right.type.kind);
   const int length = std::min(
       (left.isNull ? 0 : characters(left)) + (right.isNull ? 0 : characters(right)), 16384);
-  SqlValue result{"(" + part(left) + " || " + part(right) + ")",
+  std::string joined = (isJoined(left) ? left.joined : part(left)) + " || " + part(right);
+  SqlValue result{closed(joined, nullable),
                   declaredType(unicode ? TypeKind::Univarchar : TypeKind::Varchar,
                                std::max(length, 1), std::nullopt, nullable)};
-  // Nothing joined to nothing stays null.
-  if (nullable) result.sql = "nullif" + result.sql.insert(result.sql.size() - 1, ", ''");
+  result.joined = std::move(joined);
   return result;
 }
 

@@ -72,7 +72,8 @@ struct SqlValue {
   std::string name = {};  ///< of the column that it is
   bool isColumn = false;
   bool isLiteral = false;
-  bool isNull = false;  ///< the literal null, which has no type of its own
+  bool isNull = false;      ///< the literal null, which has no type of its own
+  std::string joined = {};  ///< of a concatenation: what joins its parts, while `sql` is still that
 };
 
 struct FunctionRule;  // builtins.h
