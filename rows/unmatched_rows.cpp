@@ -13,10 +13,9 @@ constexpr std::size_t kOverhead = 96;
 // Each depth takes other bits of the hash. Rows that are in one file at the last one have one key.
 constexpr unsigned kBitsOfDepth = 4, kMostDepth = 8;
 
-std::uint64_t hashOf(std::string_view key) { return std::hash<std::string_view>{}(key); }
+std::uint64_t hashOf(std::string_view bytes) { return std::hash<std::string_view>{}(bytes); }
 
 struct SpilledHead {
-  std::uint64_t hash = 0;
   std::int64_t count = 0;
   std::uint32_t keySize = 0, size = 0;
   Side side = Side::source;
@@ -24,15 +23,15 @@ struct SpilledHead {
 
 }  // namespace
 
-void UnmatchedRows::keep(std::uint64_t hash, Side side, const Row& row, std::int64_t count) {
+void UnmatchedRows::keep(std::uint64_t hash, Side side, const Row& row, std::uint64_t keyHash) {
   bytes_ += row.cells.size() + kOverhead;
-  rows_.emplace(
-      hash, Kept{std::string(row.cells), static_cast<std::uint32_t>(row.key.size()), side, count});
+  rows_.emplace(hash, Kept{std::string(row.cells), static_cast<std::uint32_t>(row.key.size()), side,
+                           1, keyHash});
   if (bytes_ > mostBytes_ && depth_ < kMostDepth) spill();
 }
 
 Meeting UnmatchedRows::meet(Side side, const Row& row) {
-  const std::uint64_t hash = hashOf(row.key);
+  const std::uint64_t keyHash = hashOf(row.key), hash = isUnique_ ? keyHash : hashOf(row.cells);
   const auto [begin, end] = rows_.equal_range(hash);
   for (auto kept = begin; kept != end; ++kept) {
     Kept& other = kept->second;
@@ -49,7 +48,7 @@ Meeting UnmatchedRows::meet(Side side, const Row& row) {
     }
     return isEqual ? Meeting::equal : Meeting::namesake;
   }
-  keep(hash, side, row, 1);
+  keep(hash, side, row, keyHash);
   return Meeting::none;
 }
 
@@ -58,9 +57,9 @@ void UnmatchedRows::spill() {
     for (UnnamedFile& file : files_) file = unnamedFile();
   }
   for (const auto& [hash, kept] : rows_) {
-    std::FILE* const file = files_[hash >> (kBitsOfDepth * depth_) & (kFiles - 1)].get();
-    const SpilledHead head{hash, kept.count, kept.keySize,
-                           static_cast<std::uint32_t>(kept.cells.size()), kept.side};
+    std::FILE* const file = files_[kept.keyHash >> (kBitsOfDepth * depth_) & (kFiles - 1)].get();
+    const SpilledHead head{kept.count, kept.keySize, static_cast<std::uint32_t>(kept.cells.size()),
+                           kept.side};
     write(file, &head, sizeof(head));
     write(file, kept.cells.data(), kept.cells.size());
   }

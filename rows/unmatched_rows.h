@@ -57,12 +57,13 @@ class UnmatchedRows {
     std::uint32_t keySize = 0;
     Side side = Side::source;
     std::int64_t count = 1;
+    std::uint64_t keyHash = 0;
 
     std::string_view key() const { return std::string_view(cells).substr(0, keySize); }
   };
 
   bool isSpilled() const { return files_[0] != nullptr; }
-  void keep(std::uint64_t hash, Side side, const Row& row, std::int64_t count);
+  void keep(std::uint64_t hash, Side side, const Row& row, std::uint64_t keyHash);
   void spill();
   void show(const std::function<void(const DifferingRows&)>& show);
   std::int64_t settleFile(std::FILE* file, const std::function<void(const DifferingRows&)>& show);
@@ -70,7 +71,8 @@ class UnmatchedRows {
   std::size_t mostBytes_;
   bool isUnique_;
   std::string namesake_;
-  std::unordered_multimap<std::uint64_t, Kept> rows_;  // by the hash of their keys
+  // By the hash of what they meet by: their keys, or all of them, where only equal rows meet.
+  std::unordered_multimap<std::uint64_t, Kept> rows_;
   std::size_t bytes_ = 0;
   std::array<UnnamedFile, kFiles> files_;
   unsigned depth_ = 0;  // files of files
