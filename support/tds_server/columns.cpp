@@ -230,8 +230,10 @@ void writeValue(TokenBytes& out, const ResultColumn& column, const Cell& cell, C
     out.doubleWord(bytes.size());
   } else if (layout != Layout::fixed) {
     // No bytes would be a null; what is empty has a blank, or a zero.
-    if (bytes.empty()) bytes.assign(isUnicode(column.type.kind) ? 2 : 1, '\0');
-    if (isCharacter(column.type.kind) && bytes[0] == '\0') bytes[0] = ' ';
+    if (bytes.empty()) {
+      bytes.assign(isUnicode(column.type.kind) ? 2 : 1, '\0');
+      if (isCharacter(column.type.kind)) bytes[0] = ' ';
+    }
     // Clients cut what is longer than the format says, without a word.
     if (bytes.size() > static_cast<std::size_t>(widthOf(column.type))) {
       throw std::length_error("Column '" + column.name + "' takes " +
