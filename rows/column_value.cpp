@@ -329,17 +329,19 @@ ado::Value momentOf(std::string_view text, const ValueType& type) {
   return rounded(*moment, type);
 }
 
-/// A number of a file that says no more of it: exact, unless it has too many digits.
-ado::Value jsonNumberOf(std::string_view text, const ValueType& type) {
+ado::Value textValueOf(std::string_view text, const ValueType& type, ValueStorage& storage) {
+  if (type.endsBeforeBlanks) text = text.substr(0, text.find_last_not_of(' ') + 1);
+  storage.text = text.empty() && type.hasEmptyAsBlank ? u" " : toUtf16(text);
+  return std::u16string_view(storage.text);
+}
+
+/// A number of a file that says no more of it. One with too many digits is what is written there,
+/// so that none is equal to another one.
+ado::Value jsonNumberOf(std::string_view text, const ValueType& type, ValueStorage& storage) {
   const auto number = digitsOf(text);
   if (number && number->digits.size() <= kMostDigits && number->decimals <= 38)
     return decimalOf(*number);
-  return floatOf<double>(text, type);
-}
-
-ado::Value textValueOf(std::string_view text, const ValueType& type, ValueStorage& storage) {
-  storage.text = text.empty() && type.hasEmptyAsBlank ? u" " : toUtf16(text);
-  return std::u16string_view(storage.text);
+  return textValueOf(text, type, storage);
 }
 
 std::string_view called(Spelling spelling) {
@@ -383,6 +385,7 @@ ValueType valueTypeOf(const inventory::DataType& type) {
   const StoredType* const stored = storedTypeNamed(type.name);
   if (stored == nullptr || isText(stored->family)) {
     result.hasEmptyAsBlank = true;
+    result.endsBeforeBlanks = stored != nullptr && !stored->isLarge;
     return result;
   }
   result.kind = kindOf(*stored);
@@ -422,7 +425,7 @@ ado::Value valueOf(std::string_view text, Spelling spelling, const ValueType& ty
     case Kind::bytes:
       return bytesOf(text, type, storage);
     case Kind::json:
-      if (spelling == Spelling::number) return jsonNumberOf(text, type);
+      if (spelling == Spelling::number) return jsonNumberOf(text, type, storage);
       if (spelling == Spelling::truth) return text == "true";
       break;
     case Kind::text:

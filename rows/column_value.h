@@ -34,8 +34,9 @@ struct ValueType {
   bool isInteger = false;
   std::string_view least = {}, most = {};  ///< of integers
   ado::DateTime::Parts parts = ado::DateTime::Parts::both;
-  std::int64_t unit = 0;         ///< of moments, in nanoseconds; 0: 300ths of a second
-  bool hasEmptyAsBlank = false;  ///< a server keeps an empty text as one blank
+  std::int64_t unit = 0;          ///< of moments, in nanoseconds; 0: 300ths of a second
+  bool hasEmptyAsBlank = false;   ///< a server keeps an empty text as one blank
+  bool endsBeforeBlanks = false;  ///< it keeps no blanks at the end of a text
 };
 
 /// Of a type that is no user-defined one. Types that there are not are texts.

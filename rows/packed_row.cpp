@@ -125,7 +125,9 @@ struct Packer {
     appendBytes(row, CellKind::text, text.data(), text.size() * sizeof(char16_t));
   }
   void operator()(ado::Bytes bytes) const {
-    appendBytes(row, CellKind::bytes, bytes.data(), bytes.size());
+    std::size_t size = bytes.size();
+    while (form == Form::padded && size > 1 && bytes[size - 1] == std::byte{}) --size;
+    appendBytes(row, CellKind::bytes, bytes.data(), size);
   }
 
  private:

@@ -24,7 +24,7 @@ enum class Form : std::uint8_t {
   approximate,  ///< exact beside float: all are doubles
   single,       ///< beside real: all have its precision
   moment,       ///< dates, times and both: a date is the beginning of its day
-  padded,       ///< text of a type that is filled with blanks, which end before they count
+  padded,       ///< filled with blanks, or bytes with zeros: what fills does not count
 };
 
 enum class CellKind : std::uint8_t {

@@ -35,6 +35,17 @@ bool isLarge(const DataType& type) {
   return stored == nullptr || stored->isLarge;
 }
 
+/// Whether one of two columns of bytes is filled with zeros to a length that the other has not.
+bool isFilledAlone(const Column& one, const DataType& type, const Column& other,
+                   const DataType& otherType) {
+  const auto isFilled = [](const Column& column, const DataType& stored) {
+    return stored.name == "binary" && !column.type.nullable;
+  };
+  if (familyOf(type) != TypeFamily::bytes || familyOf(otherType) != TypeFamily::bytes) return false;
+  const bool is = isFilled(one, type), isOther = isFilled(other, otherType);
+  return is != isOther || (is && type.length != otherType.length);
+}
+
 Form formOf(const DataType& one, const DataType& other) {
   if (isPaddedText(one) || isPaddedText(other)) return Form::padded;
   if (one.name == other.name) return Form::asItIs;
@@ -211,6 +222,12 @@ class TablePlanner {
     plan_.pairing.keyColumns = pairs_.size() - exact.size();
   }
 
+  bool hasNamedTolerance(const Column& column) const {
+    return std::ranges::any_of(options_.tolerances, [&](const Tolerance& tolerance) {
+      return matches({tolerance.columns}, column.name) && !isTypeName(tolerance.columns);
+    });
+  }
+
   Leniency leniencyOf(const NamePair& pair) const {
     Leniency result = options_.texts;
     for (const Tolerance& tolerance : options_.tolerances) {
@@ -222,7 +239,7 @@ class TablePlanner {
       result.exactTolerance = tolerance.within.exactTolerance;
       result.nanoseconds = tolerance.within.nanoseconds;
     }
-    return result;
+    return meaningful(result, typeOf(0, *pair[0]), typeOf(1, *pair[1]));
   }
 
   /// What folds holds only for values that it can change.
@@ -233,6 +250,17 @@ class TablePlanner {
     };
     if (!mayFold(one) && !mayFold(other))
       leniency.trims = leniency.emptyIsNull = leniency.ignoresCase = false;
+    // Of what a file has nobody knows the type.
+    const auto mayBe = [&](auto isFamily) {
+      const auto family = familyOf(one), second = familyOf(other);
+      return !family || !second || isFamily(*family) || isFamily(*second);
+    };
+    if (!mayBe([](TypeFamily family) { return rows::isNumber(family); })) {
+      leniency.tolerance = 0;
+      leniency.exactTolerance = {};
+    }
+    if (!mayBe([](TypeFamily family) { return family == TypeFamily::moment; }))
+      leniency.nanoseconds = 0;
     return leniency;
   }
 
@@ -243,12 +271,15 @@ class TablePlanner {
       const auto& [one, other] = pairs_[at];
       const DataType was = typeOf(0, *one), is = typeOf(1, *other);
       const auto family = familyOf(was), second = familyOf(is);
-      ComparedColumn& column = plan_.columns.emplace_back(
-          ComparedColumn{.name = one->name,
-                         .form = formOf(was, is),
-                         .leniency = meaningful(leniencyOf(pairs_[at]), was, is),
-                         .types = {},
-                         .stored = {was, is}});
+      ComparedColumn& column = plan_.columns.emplace_back(ComparedColumn{
+          .name = one->name,
+          .form = isFilledAlone(*one, was, *other, is) ? Form::padded : formOf(was, is),
+          .leniency = leniencyOf(pairs_[at]),
+          .types = {},
+          .stored = {was, is}});
+      const bool isKey = plan_.hasKey() && at < pairing.keyColumns;
+      if (hasNamedTolerance(*one) && (isKey || !column.leniency.tolerates()))
+        plan_.withoutTolerance.push_back(one->name);
       if (was != is) column.types = {inventory::shown(was), inventory::shown(is)};
       plan_.sourceColumns.push_back(one);
       plan_.targetColumns.push_back(other);

@@ -59,6 +59,8 @@ struct TablePlan {
   Pairing pairing;
   std::array<Select, 2> selects;
   std::array<std::vector<std::string>, 2> columnsOnlyIn;
+  /// To which a tolerance was given by name that they cannot have: of the key, or of other types.
+  std::vector<std::string> withoutTolerance;
   std::vector<std::string> serverColumns;  ///< of timestamps, which no two servers have alike
   /// Those of `columns` in the two tables, which may be gone when the plan is still shown.
   std::vector<const inventory::Column*> sourceColumns, targetColumns;

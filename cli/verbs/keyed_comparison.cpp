@@ -137,6 +137,10 @@ class Comparison {
   void plan(std::size_t at) {
     const TablePair& pair = tables_.pairs()[at];
     KeyedTable& result = results_[at];
+    for (const std::size_t side : {0U, 1U}) {
+      const std::string fault = sides_[side]->faultOf(*pair.tables[side]);
+      if (!fault.empty()) return failWith(result, fault, stop_);
+    }
     try {
       result.plan =
           rows::planOf({*databases_[0], *pair.tables[0], sides_[0]->comesInOrder()},
@@ -328,6 +332,7 @@ class Comparison {
       const bool wasWhole = task.table.ended == KeyedEnd::whole;
       if (isOver()) {
         if (wasWhole) task.table.ended = KeyedEnd::notReached;
+        second_->forEach(task.kept, [&](const rows::DifferingRows& rows) { task.tell(rows); });
       } else {
         tryOn(task.table, stop_, [&] {
           SecondWatch watch(task, stop_);

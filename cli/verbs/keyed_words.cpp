@@ -65,8 +65,10 @@ std::u16string shown(const KeyedTable& table, const RowSample& sample) {
   for (const std::size_t at : table.plan.changedColumns(sample.cells[0], sample.cells[1])) {
     if (!isFirst) text += u", ";
     isFirst = false;
-    text += shownCell(table.plan.columns[at].name) + u" " + shown(source[at]) + u" -> " +
-            shown(target[at]);
+    const std::u16string was = shown(source[at]), is = shown(target[at]);
+    text += shownCell(table.plan.columns[at].name) + u" " + was + u" -> " + is;
+    // JSON has the number 1 and the text "1".
+    if (was == is) text += u" (of different types)";
     if (source[at] && target[at]) text += report::lookAlikeNote(*source[at], *target[at]);
   }
   return text;
@@ -103,6 +105,9 @@ std::vector<std::u16string> notesOf(const KeyedTable& one) {
   }
   if (!plan.serverColumns.empty())
     notes.push_back(u"timestamps, which are not compared: " + joined(plan.serverColumns));
+  if (!plan.withoutTolerance.empty())
+    notes.push_back(u"no tolerance for columns of the key and other types: " +
+                    joined(plan.withoutTolerance));
   for (const rows::ComparedColumn& column : plan.columns) {
     if (!column.types[0].empty())
       notes.push_back(u"types differ: " + shownCell(column.name) + u" " + toUtf16(column.types[0]) +

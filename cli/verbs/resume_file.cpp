@@ -115,9 +115,13 @@ std::pair<std::string, TableState> tableIn(std::istream& lines, const std::strin
 
 ResumeFile::ResumeFile(std::string path, std::string comparison)
     : path_(std::move(path)), comparison_(std::move(comparison)) {
+  std::error_code none;
+  if (!std::filesystem::exists(path_, none)) return;
+  // A device may never end.
+  if (!std::filesystem::is_regular_file(path_, none))
+    throw CommandError({path_ + ": is not a regular file"});
   std::ifstream file(path_, std::ios::binary);
   if (!file) {
-    if (!std::filesystem::exists(path_)) return;
     throw CommandError({path_ + ": " + std::strerror(errno)});
   }
   std::ostringstream text;

@@ -62,6 +62,9 @@ class FileRows final : public RowSide {
   }
 
   const Database& database() const override { return database_; }
+  std::string faultOf(const Table& table) const override {
+    return files_[static_cast<std::size_t>(&table - database_.tables.data())].fault;
+  }
   void prepare(const rows::Select& select) override {
     if (!select.condition.empty())
       throw std::runtime_error("files do not answer a condition of rows");
@@ -195,7 +198,7 @@ std::vector<RowFile> rowFilesOf(const RowFilesPlace& place, const Database* othe
     try {
       file.head = rows::headOf(file.path, file.form);
     } catch (const rows::RowFileError& error) {
-      throw CommandError({error.what()});
+      file.fault = error.what();
     }
     files.push_back(std::move(file));
   }

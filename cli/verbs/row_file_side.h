@@ -19,10 +19,12 @@ struct RowFile {
   inventory::QualifiedName name;  // of the table
   rows::RowFileForm form;
   rows::RowFileHead head;
+  std::string fault = {};  // why there is none
 };
 
 // The files of a place, with the names of their tables; where `other` has a table of which an
-// export would write such a file, it is that. Reads how the files begin. Throws CommandError.
+// export would write such a file, it is that. Reads how the files begin; one that cannot be read
+// has a fault. Throws CommandError.
 std::vector<RowFile> rowFilesOf(const RowFilesPlace& place, const inventory::Database* other);
 
 // What files say themselves of their tables: columns without types.

@@ -40,9 +40,9 @@ struct RowPiece {
 
 // Failures after a stop was requested are none of the server's.
 template <class Result>
-void failWith(Result& result, std::string reason, const std::stop_token& stop) {
+void failWith(Result& result, const std::string& reason, const std::stop_token& stop) {
   result.ended = stop.stop_requested() ? KeyedEnd::notReached : KeyedEnd::error;
-  if (result.ended == KeyedEnd::error) result.error = std::move(reason);
+  if (result.ended == KeyedEnd::error) result.error = reason;
 }
 
 // What reading throws becomes the result's error.

@@ -31,6 +31,8 @@ class RowSide {
  public:
   virtual ~RowSide() = default;
   virtual const inventory::Database& database() const = 0;
+  // Why the rows of one of its tables cannot be read, as far as that is known; else empty.
+  virtual std::string faultOf(const inventory::Table&) const { return {}; }
   // What has to be done before the rows of a table are read. Throws what a server throws.
   virtual void prepare(const rows::Select& select) = 0;
   // The rows of a table, with the columns of the plan, of which this is source (0) or target (1).

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <string_view>
 #include <vector>
 
@@ -28,6 +29,11 @@ class SecondLook {
   };
   void keep(Rows& kept, const rows::DifferingRows& rows) {
     spool_.add(kept.list_, rows::recordOf(rows));
+  }
+
+  // In the order in which they were kept.
+  void forEach(const Rows& kept, const std::function<void(const rows::DifferingRows&)>& take) {
+    spool_.forEach(kept.list_, [&](std::string_view record) { take(rows::rowsOf(record)); });
   }
 
   // Whether the rows of a table can be asked for by their keys.

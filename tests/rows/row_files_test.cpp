@@ -67,7 +67,7 @@ const RowFileForm kJson{.format = RowFormat::jsonLines}, kBcp{.format = RowForma
 
 const FileCase kFiles[] = {
     {"id,name\n1,a\n2,\"b \"\"c\"\", d\r\ne\"\r\n3,\n4,\"\"\n5, x ",
-     "1|a/2|b \"c\", d\r\ne/3|null/4| /5| x /"},
+     "1|a/2|b \"c\", d\r\ne/3|null/4| /5| x/"},
     {"\xEF\xBB\xBFid,name\n", ""},
     {"1,a\n", "1|a/", kBare},
     {"", "1:1: the file is empty; the names of its columns are expected in its first line"},
@@ -205,6 +205,9 @@ std::vector<std::string> anyRows(unsigned seed, std::size_t count) {
     std::u16string text;
     for (std::size_t size = random() % 6 + 1; size > 0; --size)
       text += letters[random() % letters.size()];
+    // A server keeps no blanks at the end, but for one.
+    text.erase(text.find_last_not_of(u' ') + 1);
+    if (text.empty()) text = u" ";
     if (random() % 5 == 0)
       pack({}, Form::asItIs, row);
     else
