@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace kelvane::embedded {
 
@@ -142,10 +143,12 @@ std::optional<Decimal> decimalOf(const Cell& value) {
   if (const auto* i = std::get_if<std::int64_t>(&value)) return parseDecimal(std::to_string(*i));
   if (const auto* d = std::get_if<double>(&value)) {
     if (!std::isfinite(*d) || std::abs(*d) >= 1e39) return std::nullopt;
-    // Fifteen significant digits are what a double holds exactly.
-    const double magnitude = *d == 0 ? 1 : std::floor(std::log10(std::abs(*d))) + 1;
-    const int decimals = std::clamp(static_cast<int>(15 - magnitude), 0, 38);
+    // Fifteen significant digits are what a double holds exactly. How many of them stand before the
+    // point nobody knows but who writes them: a logarithm rounds 999999999999.999 up.
     std::array<char, 400> buffer{};
+    std::snprintf(buffer.data(), buffer.size(), "%.14e", *d);
+    const int exponent = std::atoi(std::strchr(buffer.data(), 'e') + 1);
+    const int decimals = std::clamp(14 - exponent, 0, 38);
     std::snprintf(buffer.data(), buffer.size(), "%.*f", decimals, *d);
     return parseDecimal(buffer.data());
   }

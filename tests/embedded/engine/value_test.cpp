@@ -231,6 +231,23 @@ TEST(Value, NumbersHaveARange) {
   EXPECT_EQ(probe.ask("insert t (a) values (1e300)"), "(closed)\n");
 }
 
+// Fifteen digits have a floating point number each, of which a logarithm may be rounded up.
+TEST(Value, NumbersJustBelowAPowerOfTenAreExact) {
+  for (int before = 0; before <= 15; ++before) {
+    const std::string nines = std::string(15, '9');
+    const std::string number =
+        (before == 0 ? "0" : nines.substr(0, static_cast<std::size_t>(before))) +
+        (before == 15 ? "" : "." + nines.substr(static_cast<std::size_t>(before)));
+    const std::string type = "numeric(16," + std::to_string(15 - before) + ")";
+    Probe probe("create table t (a " + type + ")\ninsert t values (" + number + ")");
+    EXPECT_EQ(probe.rows("select convert(varchar(40), a) from t"), number + "\n");
+    EXPECT_EQ(probe.rows("select convert(varchar(40), convert(" + type + ", '" + number + "'))"),
+              number + "\n");
+    EXPECT_EQ(probe.rows("select convert(varchar(40), convert(" + type + ", " + number + " - 0))"),
+              number + "\n");
+  }
+}
+
 TEST(Value, NothingWrapsAtTheEndsOfTypes) {
   Probe probe(R"(
 create table t (m money, sm smallmoney, i int, b bigint, u unsigned bigint, n numeric(38,0), f float)
