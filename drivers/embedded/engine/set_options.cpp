@@ -119,9 +119,16 @@ std::optional<std::string> tableOf(const tsql::SetOption& option, std::string_vi
     return std::nullopt;
   }
   if (option.values.back() != "on") return "";
-  const std::string& table = option.values.front();
-  const auto dot = table.rfind('.');
-  return table.substr(dot == std::string::npos ? 0 : dot + 1);
+  // The last name, which may stand in brackets or quotes.
+  std::string_view table = option.values.front();
+  const char last = table.empty() ? '\0' : table.back();
+  if (last == ']' || last == '"') {
+    table.remove_suffix(1);
+    const std::size_t open = table.rfind(last == ']' ? '[' : '"');
+    return std::string(table.substr(open == std::string_view::npos ? 0 : open + 1));
+  }
+  const std::size_t dot = table.rfind('.');
+  return std::string(table.substr(dot == std::string_view::npos ? 0 : dot + 1));
 }
 
 }  // namespace
