@@ -19,6 +19,7 @@
 #include "cli/verbs/row_script.h"
 #include "cli/words/overwriting.h"
 #include "cli/words/pace_options.h"
+#include "cli/words/read_only_sql.h"
 #include "cli/words/row_file_paths.h"
 #include "cli/words/row_options.h"
 #include "cli/words/row_script_request.h"
@@ -117,6 +118,11 @@ void refuseForSelects(const Arguments& arguments, const DataRequest& request) {
   if (request.selects.empty()) return;
   if (request.selects.size() > 2)
     throw UsageError(arguments.called(kRows) + " may be given twice, for source and target");
+  for (const std::string& select : request.selects) {
+    if (const std::string why = whyNoSelect(select); !why.empty())
+      throw UsageError(arguments.called(kRows) + " takes one select that returns rows, not '" +
+                       select + "': " + why);
+  }
   for (const std::string_view option : {kByPosition, kTable, kWhere, kRowScript}) {
     if (arguments.has(option))
       throw UsageError(std::string(kRows) + " and " + std::string(option) + " exclude each other");
@@ -326,9 +332,9 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
   std::optional<RowLines> lines;
   if (writesRows(request)) {
     if (!request.html) keyed.shown = 0;
-    keyed.sinks.push_back(&lines.emplace(console.out, request.format == DataFormat::csv
-                                                          ? RowLineFormat::csv
-                                                          : RowLineFormat::jsonLines));
+    keyed.sinks.push_back(&lines.emplace(console, request.format == DataFormat::csv
+                                                      ? RowLineFormat::csv
+                                                      : RowLineFormat::jsonLines));
   }
   std::optional<RowScript> script;
   if (request.script) {

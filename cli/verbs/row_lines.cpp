@@ -45,13 +45,15 @@ Columns columnsFrom(std::size_t begin, std::size_t end) {
 
 }  // namespace
 
-RowLines::RowLines(std::ostream& out, RowLineFormat format) : out_(out), format_(format) {
+RowLines::RowLines(const Console& console, RowLineFormat format)
+    : console_(console), out_(console.out), format_(format) {
   if (format_ == RowLineFormat::csv) out_ << "table,change,key,column,source,target\r\n";
 }
 
 void RowLines::tableBegins(const KeyedTable&) {}
 
 void RowLines::rowsDiffer(const KeyedTable& table, const rows::DifferingRows& rows) {
+  if (isLeft_) return;
   const rows::TablePlan& plan = table.plan;
   const std::size_t keys = plan.hasKey() ? plan.pairing.keyColumns : 0;
   const Texts source = rows.source.empty() ? Texts() : textsOf(plan, rows.source, 0);
@@ -111,7 +113,9 @@ void RowLines::finish(const KeyedReport& report) {
 }
 
 void RowLines::requireWritten() {
-  if (!out_) throw CommandError({"cannot write the rows to standard output"});
+  if (out_ || isLeft_) return;
+  isLeft_ = console_.outIsLeft && console_.outIsLeft();
+  if (!isLeft_) throw CommandError({"cannot write the rows to standard output"});
 }
 
 }  // namespace kelvane::cli

@@ -13,10 +13,11 @@ namespace kelvane::cli {
 
 enum class RowLineFormat { jsonLines, csv };
 
-// Throws CommandError where writing fails, which ends the comparison.
+// Throws CommandError where writing fails, which ends the comparison; where its reader has had
+// enough, nothing more is written.
 class RowLines final : public RowSink {
  public:
-  RowLines(std::ostream& out, RowLineFormat format);
+  RowLines(const Console& console, RowLineFormat format);
 
   void tableBegins(const KeyedTable& table) override;
   void rowsDiffer(const KeyedTable& table, const rows::DifferingRows& rows) override;
@@ -28,7 +29,9 @@ class RowLines final : public RowSink {
   void writeEnd(const KeyedTable& table);
   void requireWritten();
 
+  const Console& console_;
   std::ostream& out_;
+  bool isLeft_ = false;  // nobody reads any more
   RowLineFormat format_;
   std::set<std::string> ended_;
 };

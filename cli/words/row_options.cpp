@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "cli/words/read_only_sql.h"
 #include "model/text.h"
 
 namespace kelvane::cli {
@@ -172,6 +173,10 @@ RowOptions::Condition conditionOf(const std::string& text, const Arguments& argu
   if (condition.text.find_first_not_of(" \t\r\n") == std::string::npos)
     throw UsageError(arguments.called(kWhere) + " takes CONDITION or TABLES:CONDITION, not '" +
                      text + "'");
+  // What ends the condition could be anything, and would be sent.
+  if (const std::string why = whyNoCondition(condition.text); !why.empty())
+    throw UsageError(arguments.called(kWhere) + ": '" + condition.text +
+                     "' is no condition: " + why);
   return condition;
 }
 
