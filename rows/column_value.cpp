@@ -163,6 +163,7 @@ ado::Value bytesOf(std::string_view text, const ValueType& type, ValueStorage& s
   for (std::size_t at = 0; at < digits.size(); at += 2)
     storage.bytes.push_back(
         static_cast<std::byte>(valueOfDigit(digits[at]) << 4U | valueOfDigit(digits[at + 1])));
+  if (storage.bytes.size() < type.filledTo) storage.bytes.resize(type.filledTo);
   return ado::Bytes(storage.bytes);
 }
 
@@ -298,9 +299,9 @@ ado::DateTime rounded(ado::DateTime moment, const ValueType& type) {
     const std::int64_t ticks = (time * 3 + 5'000'000) / 10'000'000;
     time = (ticks * 10 + 1) / 3 * 1'000'000;
   }
-  if (time >= kDay) {
+  if (time >= kDay && moment.parts != Parts::timeOnly) {
     time -= kDay;
-    if (moment.parts == Parts::both) ++moment.days;
+    ++moment.days;
   }
   return moment;
 }
@@ -326,7 +327,14 @@ ado::Value momentOf(std::string_view text, const ValueType& type) {
     if (moment->nanoseconds != 0) refuse(text, type, "a date without a time of day is expected");
   }
   moment->parts = type.parts;
-  return rounded(*moment, type);
+  const ado::DateTime kept = rounded(*moment, type);
+  if (type.parts == Parts::timeOnly && kept.nanoseconds >= kDay)
+    refuse(text, type, "rounded to what the type keeps, it is the next day");
+  if (wantsDay && (kept.days < MomentScanner(type.least).scan()->days ||
+                   kept.days > MomentScanner(type.most).scan()->days))
+    refuse(text, type,
+           "it is not between " + std::string(type.least) + " and " + std::string(type.most));
+  return kept;
 }
 
 ado::Value textValueOf(std::string_view text, const ValueType& type, ValueStorage& storage) {

@@ -32,10 +32,11 @@ struct ValueType {
   std::string name = {};          ///< as declared, for messages
   int digits = 38, decimals = 0;  /// of exact numbers
   bool isInteger = false;
-  std::string_view least = {}, most = {};  ///< of integers
+  std::string_view least = {}, most = {};  ///< of integers; days of moments
   ado::DateTime::Parts parts = ado::DateTime::Parts::both;
   std::int64_t unit = 0;          ///< of moments, in nanoseconds; 0: 300ths of a second
   bool hasEmptyAsBlank = false;   ///< a server keeps an empty text as one blank
+  std::size_t filledTo = 0;       ///< bytes have zeros up to there
   bool endsBeforeBlanks = false;  ///< it keeps no blanks at the end of a text
 };
 

@@ -179,6 +179,8 @@ class Writer {
       if (isFilled()) return {"' '", {}};
       return obstacle("the server keeps an empty text as a blank");
     }
+    if (!row_.isLarge && !isFilled() && text.size() > 1 && text.ends_with(u' '))
+      return obstacle("the server keeps no blanks at the end of " + shown(column_.type));
     if (lengthOf(text) > mostLength()) return tooLong();
     return TextLiteral(column_, isUnicode).of(text);
   }

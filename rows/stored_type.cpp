@@ -19,8 +19,11 @@ constexpr StoredType number(std::string_view name, int precision, std::string_vi
           .most = most};
 }
 
-constexpr StoredType moments(std::string_view name, Parts parts, std::int64_t unit = 0) {
-  return {.name = name, .family = moment, .parts = parts, .unit = unit};
+constexpr StoredType moments(std::string_view name, Parts parts, std::int64_t unit = 0,
+                             std::string_view least = "0001-01-01",
+                             std::string_view most = "9999-12-31") {
+  return {
+      .name = name, .family = moment, .least = least, .most = most, .parts = parts, .unit = unit};
 }
 
 constexpr std::int64_t kMicrosecond = 1000, kMinute = 60'000'000'000;
@@ -41,8 +44,8 @@ constexpr auto kTypes = std::to_array<StoredType>({
     {.name = "real", .family = single},
     {.name = "float", .family = approximate},
     {.name = "double precision", .family = approximate},
-    moments("datetime", Parts::both),
-    moments("smalldatetime", Parts::both, kMinute),
+    moments("datetime", Parts::both, 0, "1753-01-01"),
+    moments("smalldatetime", Parts::both, kMinute, "1900-01-01", "2079-06-06"),
     moments("bigdatetime", Parts::both, kMicrosecond),
     moments("date", Parts::dateOnly, kMicrosecond),
     moments("time", Parts::timeOnly),

@@ -32,7 +32,8 @@ struct StoredType {
   bool isLarge = false;   ///< no limit of its length, and no key
   /// Of exact numbers: where the declaration says nothing, or can say nothing.
   int precision = 0, scale = 0;
-  /// All digits of the least and the greatest number; none: those of the precision.
+  /// All digits of the least and the greatest number; none: those of the precision. Of moments the
+  /// first and the last day.
   std::string_view least = {}, most = {};
   ado::DateTime::Parts parts = ado::DateTime::Parts::both;
   std::int64_t unit = 0;  ///< of moments in nanoseconds; 0: a 300th of a second

@@ -162,7 +162,11 @@ class FileRows final : public RowSide {
   rows::ValueType valueType(const Column& column) const {
     const DataType type = rows::storedType(database_, column.type.type);
     if (type.name == kJson) return rows::untypedJson();
-    return isTyped_ ? rows::valueTypeOf(type) : rows::untypedText();
+    if (!isTyped_) return rows::untypedText();
+    rows::ValueType result = rows::valueTypeOf(type);
+    if (type.name == "binary" && !column.type.nullable)
+      result.filledTo = static_cast<std::size_t>(type.length.value_or(1));
+    return result;
   }
 
   std::vector<RowFile> files_;
