@@ -204,7 +204,7 @@ std::vector<std::string> ChangeScriptOutput::summary() const {
     lines.push_back(std::string("proved: after this script nothing differs") +
                     (request_.accept ? " but what is accepted" : ""));
   } else if (isTried_) {
-    lines.emplace_back("proved: after this script this is left:");
+    lines.emplace_back("tried: after this script this is left:");
     for (const std::string& line : linesOf(left_)) lines.push_back("  " + line);
   } else {
     lines.emplace_back("not proved");

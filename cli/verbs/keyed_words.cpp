@@ -1,5 +1,6 @@
 #include "cli/verbs/keyed_words.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -45,12 +46,43 @@ std::u16string shown(const std::optional<std::u16string>& text) {
   return *text == u"null" ? u"\"null\"" : report::showValue(*text);
 }
 
+namespace {
+
+bool isTrail(char16_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
+
+// A part of a long text: the beginning, or what stands around `at`.
+std::u16string shownAround(const std::optional<std::u16string>& text, std::size_t at) {
+  constexpr std::size_t kLongest = 200, kBefore = 40;
+  if (!text || text->size() <= kLongest) return shown(text);
+  std::size_t begin = at > kBefore ? std::min(at - kBefore, text->size()) : 0;
+  if (begin < text->size() && isTrail((*text)[begin])) ++begin;
+  std::size_t end = std::min(begin + kLongest, text->size());
+  if (end < text->size() && isTrail((*text)[end])) ++end;
+  return (begin > 0 ? u"..." : u"") +
+         report::showValue(std::u16string_view(*text).substr(begin, end - begin)) +
+         (end < text->size() ? u"..." : u"") + u" (" +
+         decimalText(static_cast<std::int64_t>(text->size()) -
+                     std::ranges::count_if(*text, isTrail)) +
+         u" characters)";
+}
+
+// Where two long texts begin to differ.
+std::array<std::u16string, 2> shownPair(const std::optional<std::u16string>& one,
+                                        const std::optional<std::u16string>& other) {
+  std::size_t at = 0;
+  if (one && other)
+    at = static_cast<std::size_t>(std::ranges::mismatch(*one, *other).in1 - one->begin());
+  return {shownAround(one, at), shownAround(other, at)};
+}
+
+}  // namespace
+
 std::u16string shownCells(const KeyedTable& table, const Texts& texts, std::size_t begin,
                           std::size_t end) {
   std::u16string text;
   for (std::size_t at = begin; at < end; ++at)
     text += (text.empty() ? u"" : u", ") + shownCell(table.plan.columns[at].name) + u" " +
-            shown(texts[at]);
+            shownAround(texts[at], 0);
   return text;
 }
 
@@ -65,7 +97,7 @@ std::u16string shown(const KeyedTable& table, const RowSample& sample) {
   for (const std::size_t at : table.plan.changedColumns(sample.cells[0], sample.cells[1])) {
     if (!isFirst) text += u", ";
     isFirst = false;
-    const std::u16string was = shown(source[at]), is = shown(target[at]);
+    const auto [was, is] = shownPair(source[at], target[at]);
     text += shownCell(table.plan.columns[at].name) + u" " + was + u" -> " + is;
     // JSON has the number 1 and the text "1".
     if (was == is) text += u" (of different types)";

@@ -77,6 +77,25 @@ bool RowScript::TableScript::removesFirst(const inventory::Server& server) const
          });
 }
 
+namespace {
+
+std::string unfilledColumns(const rows::TablePlan& plan, const Table& table) {
+  std::string names;
+  for (const inventory::Column& column : table.columns) {
+    const auto isOneOf = [&](const std::vector<std::string>& all) {
+      return std::ranges::find(all, column.name) != all.end();
+    };
+    const bool isLeft =
+        std::ranges::find(plan.targetColumns, &column) == plan.targetColumns.end() &&
+        !isOneOf(plan.columnsOnlyIn[1]) && !isOneOf(plan.serverColumns) &&
+        column.computed.isDefault();
+    if (isLeft) names += (names.empty() ? "" : ", ") + column.name;
+  }
+  return names;
+}
+
+}  // namespace
+
 void RowScript::comparisonBegins(const std::array<RowSide*, 2>& sides) {
   sides_ = sides;
   const Database& target = sides[1]->database();
@@ -112,6 +131,7 @@ void RowScript::tableBegins(const KeyedTable& table) {
   wanted.linked = ordered.linked;
   wanted.knowsTop = release() != inventory::TargetRelease::ase125;
   one->writer = std::make_unique<rows::StatementWriter>(one->plan, std::move(wanted));
+  one->unfilled = unfilledColumns(one->plan, *one->table);
 }
 
 void RowScript::rowsDiffer(const KeyedTable& table, const rows::DifferingRows& rows) {
@@ -241,8 +261,11 @@ void RowScript::beginBatch() {
 
 void RowScript::endBatch() {
   ++batches_;
+  // Where rows are limited by it, and the tool does not know syb_quit(), it would go on holding.
+  const bool limitsRows = release() == inventory::TargetRelease::ase125;
   put("update " + std::string(kBatches) + " set done = " + std::to_string(batches_) +
-      "\ncommit transaction\nreturn\nfailed:\nrollback transaction\nselect syb_quit()\ngo\n");
+      "\ncommit transaction\nreturn\nfailed:\nrollback transaction\n" +
+      (limitsRows ? "set rowcount 0\n" : "") + "select syb_quit()\ngo\n");
 }
 
 void RowScript::writeStage(TableScript& one, RowStage stage) {
@@ -336,6 +359,21 @@ std::vector<std::string> RowScript::leftOut() const {
   return all;
 }
 
+// What somebody who reads that the script is proved should know.
+std::vector<std::string> RowScript::notes() const {
+  std::vector<std::string> all;
+  for (const auto& [name, one] : tables_) {
+    const std::int64_t inserts = one->done[0], deletes = one->done[2];
+    if (inserts > 0 && !one->unfilled.empty())
+      all.push_back("note: " + name + ": inserted rows have no value of the source in " +
+                    one->unfilled + ", which the comparison left out");
+    if (inserts + deletes > 0 && !one->plan.selects[1].condition.empty())
+      all.push_back("note: " + name +
+                    ": a row that meets the condition on one side only is inserted or deleted");
+  }
+  return all;
+}
+
 // Of a table whose rows get changes of which a trigger hears.
 std::vector<std::string> RowScript::firedTriggers() const {
   std::vector<std::string> all;
@@ -382,9 +420,10 @@ std::vector<std::string> RowScript::head() const {
     all.push_back(std::string("proved: after this script no row differs") +
                   (isAll ? "" : " but those that are left out"));
   } else {
-    all.emplace_back("proved: after this script this is left:");
+    all.emplace_back("tried: after this script this is left:");
     for (const std::string& line : left_) all.push_back("  " + line);
   }
+  for (std::string& line : notes()) all.push_back(std::move(line));
   for (std::string& line : leftOut()) all.push_back(std::move(line));
   return all;
 }
@@ -413,6 +452,7 @@ ExitStatus RowScript::write(const Console& console) {
     file.close();
   });
   for (const std::string& line : obstacles_) console.complain(line);
+  for (const std::string& line : notes()) console.complain(line);
   for (const std::string& line : leftOut()) console.complain(line);
   if (!isProved()) console.complain("the script is not proved; its head says more");
   if (written == Written::notAll) return kError;

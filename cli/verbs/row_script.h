@@ -57,6 +57,7 @@ class RowScript final : public RowSink {
     std::int64_t notAllowed = 0;
     std::vector<std::string> obstacles;  // the first ones
     std::int64_t moreObstacles = 0;
+    std::string unfilled;  // columns of the source that are not compared, so that inserts lack them
     bool isWhole = false;
 
     rows::Spool::List& list(rows::RowStage stage) {
@@ -80,6 +81,7 @@ class RowScript final : public RowSink {
   void tryOut();
   void addLeft(const TableScript& one, const rows::RowCounts& counts);
   std::vector<std::string> leftOut() const;
+  std::vector<std::string> notes() const;
   std::vector<std::string> firedTriggers() const;
   std::optional<inventory::TargetRelease> release() const;
   std::vector<std::string> head() const;

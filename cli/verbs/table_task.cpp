@@ -41,11 +41,11 @@ void TableTask::keepSample(const rows::DifferingRows& rows) {
   const std::string_view key =
       (rows.source.empty() ? rows.target : rows.source).substr(0, rows.keySize);
   std::vector<RowSample>& samples = table.samples;
-  const auto isBehind = [&](const RowSample& kept) {
-    return std::is_lt(rows::orderOf(key, kept.key()));
+  const auto comesBefore = [](std::string_view one, const RowSample& kept) {
+    return std::is_lt(rows::orderOf(one, kept.key()));
   };
-  if (samples.size() == shown && !isBehind(samples.back())) return;
-  samples.insert(std::ranges::find_if(samples, isBehind),
+  if (samples.size() == shown && !comesBefore(key, samples.back())) return;
+  samples.insert(std::upper_bound(samples.begin(), samples.end(), key, comesBefore),
                  {{std::string(rows.source), std::string(rows.target)}, rows.keySize});
   if (samples.size() > shown) samples.pop_back();
 }
