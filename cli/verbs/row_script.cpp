@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <initializer_list>
-#include <set>
 #include <utility>
 
 #include "cli/screen/clock.h"
@@ -40,16 +39,6 @@ constexpr StageWords kStageWords[] = {
     {RowStage::link, "references between rows"},
 };
 
-// Of the columns of an index, whether no two rows have the same values there.
-bool isOtherKey(const inventory::IndexStorage& index, const rows::TablePlan& plan) {
-  if (!plan.hasKey()) return true;
-  std::set<std::string_view> key, columns;
-  for (std::size_t at = 0; at < plan.pairing.keyColumns; ++at)
-    key.insert(plan.targetColumns[at]->name);
-  for (const inventory::KeyColumn& column : index.columns) columns.insert(column.name);
-  return !std::ranges::includes(columns, key);
-}
-
 std::string lines(std::int64_t count, std::string_view word) {
   return counted(static_cast<std::size_t>(count), word);
 }
@@ -63,18 +52,6 @@ RowScript::Change RowScript::changeOf(const rows::DifferingRows& rows) {
 
 bool RowScript::TableScript::hasStatements() const {
   return isWhole && std::ranges::any_of(stages, [](const auto& one) { return one.count() > 0; });
-}
-
-// Rows that go make room for values that no two rows may have in common. Texts that a server takes
-// for the same are two keys here.
-bool RowScript::TableScript::removesFirst(const inventory::Server& server) const {
-  for (std::size_t at = 0; server.ignoresCase && at < plan.pairing.keyColumns; ++at) {
-    if (plan.hasKey() && writer->isText(at)) return true;
-  }
-  return std::ranges::any_of(table->keys, [&](const auto& key) { return isOtherKey(key, plan); }) ||
-         std::ranges::any_of(table->indexes, [&](const inventory::Index& index) {
-           return index.unique && isOtherKey(index, plan);
-         });
 }
 
 namespace {
@@ -131,6 +108,7 @@ void RowScript::tableBegins(const KeyedTable& table) {
   wanted.linked = ordered.linked;
   wanted.knowsTop = release() != inventory::TargetRelease::ase125;
   one->writer = std::make_unique<rows::StatementWriter>(one->plan, std::move(wanted));
+  one->freed.emplace(one->plan, *one->table, target.server.ignoresCase);
   one->unfilled = unfilledColumns(one->plan, *one->table);
 }
 
@@ -145,6 +123,7 @@ void RowScript::rowsDiffer(const KeyedTable& table, const rows::DifferingRows& r
     ++one.notAllowed;
     return;
   }
+  one.freed->add(rows);
   const rows::RowStatements result = one.writer->statementsFor(rows);
   for (const rows::RowStatement& statement : result.statements)
     spool_.add(one.list(statement.stage), statement.text);
@@ -215,13 +194,12 @@ void RowScript::assemble() {
   put("drop table " + std::string(kBatches) + "\ngo\n");
 }
 
-// Rows go last, when nothing refers to them any more, but for those that make room. Those that
-// refer to them go before them.
+// Rows go last, when nothing refers to them any more, but for those that make room for values that
+// no two rows may have in common. Those that refer to them go before them.
 std::vector<bool> RowScript::earlyRemovals(const std::vector<TableScript*>& scripts) const {
   std::vector<bool> areEarly(scripts.size(), false);
   for (std::size_t at = 0; at < scripts.size(); ++at) {
-    if (scripts[at] != nullptr && scripts[at]->removesFirst(sides_[1]->database().server))
-      areEarly[at] = true;
+    if (scripts[at] != nullptr && scripts[at]->freed->areTaken()) areEarly[at] = true;
     if (!areEarly[at]) continue;
     for (const std::size_t referring : order_[at].referring) areEarly[referring] = true;
   }

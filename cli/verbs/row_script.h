@@ -18,6 +18,7 @@
 
 #include "cli/screen/console.h"
 #include "cli/sides/row_proof.h"
+#include "cli/verbs/freed_values.h"
 #include "cli/verbs/row_sink.h"
 #include "cli/words/row_script_request.h"
 #include "rows/row_statements.h"
@@ -52,6 +53,7 @@ class RowScript final : public RowSink {
     const inventory::Table* table = nullptr;
     rows::TablePlan plan;
     std::unique_ptr<rows::StatementWriter> writer;
+    std::optional<FreedValues> freed;  // set, once the plan is where it stays
     std::array<rows::Spool::List, rows::kRowStages> stages;
     Counts done{}, left{};  // rows
     std::int64_t notAllowed = 0;
@@ -67,7 +69,6 @@ class RowScript final : public RowSink {
       return stages[static_cast<std::size_t>(stage)];
     }
     bool hasStatements() const;
-    bool removesFirst(const inventory::Server& server) const;
   };
 
   static Change changeOf(const rows::DifferingRows& rows);

@@ -59,6 +59,17 @@ const Case kCases[] = {
      "insert t values (3, 5) insert t values (2, 7)",
      {"delete dbo.t where a = 3 and b = 5", "update dbo.t set b = 6 where a = 2 and b = 7",
       "insert dbo.t (a, b) values (1, 5)"}},
+    {"rows go last where nobody needs their values",
+     "create table par (id int primary key, u varchar(9) unique, up int null references par (id))\n"
+     "create table chi (id int primary key, f int null references par (id))",
+     "insert par values (1, 'a', null) insert chi values (1, 1)",
+     "insert par values (1, 'a', null) insert par values (2, 'b', null)\n"
+     "insert par values (3, 'c', 2) insert chi values (1, 2) insert chi values (2, 3)",
+     {"update dbo.chi set f = 1 where id = 1 and f = 2",
+      "update dbo.par set up = null where id = 3 and u = 'c' and up = 2",
+      "delete dbo.chi where id = 2 and f = 3",
+      "delete dbo.par where id = 2 and u = 'b' and up is null",
+      "delete dbo.par where id = 3 and u = 'c' and up is null"}},
     {"values that change places are told",
      "create table t (a int primary key, b int unique)",
      "insert t values (1, 5) insert t values (2, 6)",
