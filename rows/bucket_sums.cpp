@@ -74,8 +74,8 @@ std::string BucketSums::obstacle(const TablePlan& plan, const Servers& servers) 
        (type->family == TypeFamily::moment && type->parts != ado::DateTime::Parts::timeOnly));
   for (const Select& select : plan.selects) {
     if (!hasUnits || !select.cut || select.cut->isNullable)
-      return "no index begins with a first column of the key that is a whole number or a date and "
-             "never null";
+      return "no index begins with a first column of the key that is a date, or a whole number "
+             "within bigint, and never null";
   }
   for (const ComparedColumn& column : plan.columns) {
     if (std::string obstacle = obstacleOf(column); !obstacle.empty()) return obstacle;
@@ -148,6 +148,51 @@ std::int64_t BucketSums::widthFor(const Extent& extent, std::int64_t rows,
   const auto buckets = static_cast<std::uint64_t>(std::max<std::int64_t>(rows / rowsOfBucket, 1));
   constexpr std::uint64_t kMost = std::numeric_limits<std::int64_t>::max();
   return static_cast<std::int64_t>(std::min(span / buckets, kMost - 1) + 1);
+}
+
+std::u16string BucketSums::marksText(std::size_t side, std::int64_t rowsBetween,
+                                     std::size_t count) const {
+  const Select& select = plan_->selects[side];
+  const std::string& column = select.cut->column;
+  std::string text = "declare @kelvane_mark " + select.cut->type;
+  for (std::size_t at = 0; at < count; ++at) {
+    const bool isFirst = at == 0;
+    text += " set rowcount " + std::to_string(isFirst ? 1 : rowsBetween) +
+            " select @kelvane_mark = " + column + select.from() +
+            select.where(isFirst ? "" : column + " > @kelvane_mark") + " order by " + column +
+            " set rowcount 0 select " + units("@kelvane_mark");
+  }
+  return toUtf16(text);
+}
+
+std::vector<std::int64_t> BucketSums::readMarks(ado::Connection& connection, std::size_t side,
+                                                std::int64_t rowsBetween, std::size_t count) const {
+  std::vector<std::int64_t> marks;
+  const auto answer = connection.Open(marksText(side, rowsBetween, count), ado::kClientCursor);
+  do {
+    if (answer->State() == ado::ObjectState::closed || answer->EndOfRows()) continue;
+    std::string cells;
+    pack(answer->Fields(0).Value(), Form::asItIs, cells);
+    std::string_view rest = cells;
+    const Cell cell = takeCell(rest);
+    if (cell.kind == CellKind::integer) marks.push_back(wholeNumberIn(cell));
+  } while (answer->NextRecordset());
+  return marks;
+}
+
+std::int64_t BucketSums::widthAmong(const std::vector<std::int64_t>& marks,
+                                    std::int64_t rowsBetween, std::int64_t rowsOfBucket) {
+  std::vector<std::int64_t> widths;
+  widths.reserve(marks.size());
+  for (std::size_t at = 1; at < marks.size(); ++at) {
+    // Behind the last row nothing is told.
+    if (marks[at] != marks[at - 1])
+      widths.push_back(widthFor(Extent{marks[at - 1], marks[at] - 1}, rowsBetween, rowsOfBucket));
+  }
+  if (widths.empty()) return 1;
+  const auto middle = widths.begin() + static_cast<std::ptrdiff_t>(widths.size() / 2);
+  std::ranges::nth_element(widths, middle);
+  return *middle;
 }
 
 std::u16string BucketSums::text(std::size_t side, const std::string& range) const {

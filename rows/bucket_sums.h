@@ -48,6 +48,15 @@ class BucketSums {
   void setWidth(std::int64_t units) { width_ = units; }
   /// So that a bucket has about that many rows.
   static std::int64_t widthFor(const Extent& extent, std::int64_t rows, std::int64_t rowsOfBucket);
+
+  /// A statement that returns the units of as many keys, each that many rows behind the one before
+  /// it, the first one of the least key; a result each, the last ones alike where there are fewer.
+  std::u16string marksText(std::size_t side, std::int64_t rowsBetween, std::size_t count) const;
+  std::vector<std::int64_t> readMarks(ado::Connection& connection, std::size_t side,
+                                      std::int64_t rowsBetween, std::size_t count) const;
+  /// The same where most keys are that far apart: a few far away ones do not matter.
+  static std::int64_t widthAmong(const std::vector<std::int64_t>& marks, std::int64_t rowsBetween,
+                                 std::int64_t rowsOfBucket);
   std::int64_t bucketOf(std::int64_t unit) const { return unit / width_; }
 
   /// A statement that returns a row for each bucket: its number, in their order, the count of its

@@ -17,18 +17,17 @@ constexpr std::int64_t kRowsOfBucket = 1000;
 // twice.
 constexpr std::int64_t kLeastRows = 200'000;
 
-constexpr std::int64_t kSamples = 8;
+// Keys with as many rows between them.
+constexpr std::size_t kMarks = 17;
+// Of one bucket each, at every other mark.
+constexpr std::size_t kBetweenSamples = 2;
 
-// Buckets at some places between the first and the last one.
 std::vector<rows::BucketRange> sampleOf(const rows::BucketSums& sums,
-                                        const rows::BucketSums::Extent& extent) {
-  const std::int64_t first = sums.bucketOf(extent.least), last = sums.bucketOf(extent.most);
-  const std::int64_t step = std::max<std::int64_t>((last / kSamples) - (first / kSamples), 1);
+                                        const std::vector<std::int64_t>& marks) {
   std::vector<rows::BucketRange> sample;
-  for (std::int64_t at = 0; at < kSamples; ++at) {
-    const std::int64_t begin = first + at * step + step / 2;
-    if (begin > last) break;
-    sample.push_back({begin, begin});
+  for (std::size_t at = 0; at < marks.size(); at += kBetweenSamples) {
+    const std::int64_t bucket = sums.bucketOf(marks[at]);
+    if (sample.empty() || sample.back().last < bucket) sample.push_back({bucket, bucket});
   }
   return sample;
 }
@@ -77,11 +76,18 @@ std::optional<SummedRows> RowSums::sum(KeyedTable& table, std::optional<std::int
 std::optional<SummedRows> RowSums::sumOf(KeyedTable& table, rows::BucketSums& sums,
                                          std::optional<std::int64_t> rows,
                                          const std::function<void(std::int64_t)>& passed) {
-  auto extent = sums.readExtent(*sides_[0]->connection(), 0);
-  if (!extent) extent = sums.readExtent(*sides_[1]->connection(), 1);
+  std::size_t side = 0;
+  auto extent = sums.readExtent(*sides_[0]->connection(), side);
+  if (!extent) extent = sums.readExtent(*sides_[1]->connection(), ++side);
   if (!extent) return std::nullopt;
-  sums.setWidth(rows ? rows::BucketSums::widthFor(*extent, *rows, kRowsOfBucket) : kRowsOfBucket);
-  if (use_ == ChecksumUse::whereTheyPay && !paysFor(table.plan, sums, sampleOf(sums, *extent))) {
+  std::vector<std::int64_t> marks;
+  const auto rowsBetween = rows.value_or(0) / static_cast<std::int64_t>(kMarks - 1);
+  if (rowsBetween >= kRowsOfBucket)
+    marks = sums.readMarks(*sides_[side]->connection(), side, rowsBetween, kMarks);
+  sums.setWidth(!marks.empty() ? rows::BucketSums::widthAmong(marks, rowsBetween, kRowsOfBucket)
+                : rows         ? rows::BucketSums::widthFor(*extent, *rows, kRowsOfBucket)
+                               : kRowsOfBucket);
+  if (use_ == ChecksumUse::whereTheyPay && !paysFor(table.plan, sums, sampleOf(sums, marks))) {
     table.remarks.emplace_back("all rows were read: a sample takes as long with checksums");
     return std::nullopt;
   }

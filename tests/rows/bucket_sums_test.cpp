@@ -1,6 +1,7 @@
 // Sums of buckets of keys, as the server of the tests computes them.
 #include "rows/bucket_sums.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <limits>
 #include <memory>
@@ -149,6 +150,38 @@ TEST(BucketSums, BucketsAreAsWideAsTheirRowsNeed) {
   EXPECT_EQ(BucketSums::widthFor({kLeast, kMost}, 10, 1000), kMost);
 }
 
+TEST(BucketSums, AKeyFarAwayMakesNoWideBuckets) {
+  struct Keys {
+    std::string type, first, next, far;
+    std::int64_t width;
+  };
+  const Keys keys[] = {
+      {"int", "-100", "k + 2", "2147483647", 20},
+      {"date", "'20240101'", "dateadd(dd, 1, k)", "'99991231'", 10},
+      {"datetime", "'20240101'", "dateadd(hh, 3, k)", "'17530101'", 30},
+      {"bigint", "9223372036854770000", "k + 1", "-9223372036854775808", 10},
+  };
+  for (const auto& [type, first, next, far, width] : keys) {
+    const std::string text = "create table t (k " + type + " primary key)\ndeclare @k " + type +
+                             ", @n int\nselect @k = " + first +
+                             ", @n = 0\nwhile @n < 1600 begin insert t values (@k) select k = @k "
+                             "into #one select @k = " +
+                             next +
+                             " from #one drop table #one select @n = @n + 1 end\n"
+                             "insert t values (" +
+                             far + ")\n";
+    Pair pair(text, text);
+    const BucketSums sums(pair.plan, pair.servers);
+    const auto marks = sums.readMarks(*pair.source.connection, 0, 100, 17);
+    EXPECT_EQ(marks.size(), 17U) << type;
+    EXPECT_TRUE(std::ranges::is_sorted(marks)) << type;
+    EXPECT_EQ(BucketSums::widthAmong(marks, 100, 10), width) << type;
+    // Rows that statistics count, and that are not there.
+    const auto fewer = sums.readMarks(*pair.source.connection, 0, 500, 17);
+    EXPECT_EQ(BucketSums::widthAmong(fewer, 500, 10), width) << type;
+  }
+}
+
 TEST(BucketSums, WhatDiffersIsInABucketThatDiffers) {
   struct Change {
     std::string columns, row, other;
@@ -219,8 +252,8 @@ TEST(BucketSums, ObstaclesAreNamed) {
     std::string obstacle;
   };
   const std::string noKey =
-      "no index begins with a first column of the key that is a whole number or a date and never "
-      "null";
+      "no index begins with a first column of the key that is a date, or a whole number within "
+      "bigint, and never null";
   const Case cases[] = {
       {"k int primary key, a int", "k int primary key, a int", {}, ""},
       {"k varchar(9) primary key", "k varchar(9) primary key", {}, noKey},
