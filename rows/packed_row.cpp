@@ -11,6 +11,8 @@
 #include <utility>
 #include <variant>
 
+#include "rows/long_value.h"
+
 namespace kelvane::rows {
 namespace {
 
@@ -28,13 +30,13 @@ Plain plainIn(std::string_view content) {
 }
 
 template <class Plain>
-void appendCell(std::string& row, CellKind kind, const Plain& value) {
+void appendPlain(std::string& row, CellKind kind, const Plain& value) {
   row.push_back(static_cast<char>(kind));
   append(row, value);
 }
 
 void appendBytes(std::string& row, CellKind kind, const void* data, std::size_t size) {
-  appendCell(row, kind, static_cast<std::uint32_t>(size));
+  appendPlain(row, kind, static_cast<std::uint32_t>(size));
   row.append(static_cast<const char*>(data), size);
 }
 
@@ -68,9 +70,9 @@ void packExact(ado::Decimal number, std::string& row) {
   const std::uint64_t most = kMost + (number.negative ? 1U : 0U);
   if (number.scale == 0 && high == 0 && low <= most) {
     const auto integer = static_cast<std::int64_t>(number.negative ? 0 - low : low);
-    return appendCell(row, CellKind::integer, integer);
+    return appendPlain(row, CellKind::integer, integer);
   }
-  appendCell(row, CellKind::decimal,
+  appendPlain(row, CellKind::decimal,
              PackedDecimal{number.magnitude, number.scale, number.negative ? 1U : 0U, 0});
 }
 
@@ -82,7 +84,7 @@ ado::Decimal decimalIn(std::string_view content) {
 // Zero has one representation.
 template <class Float>
 void packFloat(Float number, CellKind kind, std::string& row) {
-  appendCell(row, kind, number == 0 ? Float{0} : number);
+  appendPlain(row, kind, number == 0 ? Float{0} : number);
 }
 
 struct Packer {
@@ -92,8 +94,8 @@ struct Packer {
   void operator()(ado::Null) const { row.push_back(static_cast<char>(CellKind::null)); }
   void operator()(bool flag) const { (*this)(std::int64_t{flag}); }
   void operator()(std::int64_t number) const {
-    if (form == Form::asItIs) return appendCell(row, CellKind::integer, number);
-    if (!packApproximate(number)) appendCell(row, CellKind::integer, number);
+    if (form == Form::asItIs) return appendPlain(row, CellKind::integer, number);
+    if (!packApproximate(number)) appendPlain(row, CellKind::integer, number);
   }
   void operator()(std::uint64_t number) const {
     if (!packApproximate(number)) packExact({{number, 0}, 0, false}, row);
@@ -122,15 +124,26 @@ struct Packer {
   }
   void operator()(std::u16string_view text) const {
     if (form == Form::padded) text = text.substr(0, text.find_last_not_of(u' ') + 1);
+    if (packLong(text)) return;
     appendBytes(row, CellKind::text, text.data(), text.size() * sizeof(char16_t));
   }
   void operator()(ado::Bytes bytes) const {
     std::size_t size = bytes.size();
     while (form == Form::padded && size > 1 && bytes[size - 1] == std::byte{}) --size;
+    if (packLong(bytes)) return;
     appendBytes(row, CellKind::bytes, bytes.data(), size);
   }
 
  private:
+  template <class Units>
+  bool packLong(const Units& units) const {
+    if (form != Form::large || !isLong(units)) return false;
+    LongValue value;
+    value.add(units);
+    value.appendTo(row);
+    return true;
+  }
+
   template <class Number>
   bool packApproximate(const Number& number) const {
     if (form != Form::approximate && form != Form::single) return false;
@@ -164,7 +177,7 @@ std::size_t sizeOf(CellKind kind) {
   }
 }
 
-bool hasLength(CellKind kind) { return kind == CellKind::text || kind == CellKind::bytes; }
+bool hasLength(CellKind kind) { return kind >= CellKind::text; }
 
 std::strong_ordering reversed(std::strong_ordering order) {
   if (std::is_eq(order)) return order;
@@ -245,6 +258,10 @@ void pack(const ado::Value& value, Form form, std::string& row) {
   std::visit(Packer{form, row}, static_cast<const ado::ValueBase&>(value));
 }
 
+void appendCell(std::string& row, CellKind kind, std::string_view content) {
+  appendBytes(row, kind, content.data(), content.size());
+}
+
 Cell takeCell(std::string_view& cells) {
   const auto kind = static_cast<CellKind>(cells.front());
   cells.remove_prefix(1);
@@ -280,6 +297,9 @@ ado::Value valueOf(const Cell& cell, std::u16string& storage) {
       return std::u16string_view(storage);
     case CellKind::bytes:
       return std::as_bytes(std::span(cell.content));
+    case CellKind::longText:
+    case CellKind::longBytes:
+      return longValueIn(cell)->begins(storage);
   }
   return {};
 }

@@ -25,6 +25,7 @@ enum class Form : std::uint8_t {
   single,       ///< beside real: all have its precision
   moment,       ///< dates, times and both: a date is the beginning of its day
   padded,       ///< filled with blanks, or bytes with zeros: what fills does not count
+  large,        ///< texts and bytes without a limit: of long ones only what tells them apart is kept
 };
 
 enum class CellKind : std::uint8_t {
@@ -35,7 +36,9 @@ enum class CellKind : std::uint8_t {
   approximate,
   moment,
   text,
-  bytes
+  bytes,
+  longText,  ///< see LongValue
+  longBytes
 };
 
 /// Appends a cell.
@@ -49,10 +52,14 @@ struct Cell {
   bool operator==(const Cell&) const = default;
 };
 
+/// Appends a cell of texts or bytes, long ones among them.
+void appendCell(std::string& row, CellKind kind, std::string_view content);
+
 /// Takes the first cell off `cells`.
 Cell takeCell(std::string_view& cells);
 
-/// As a value that refers to the cell, or to `storage` where a text has to be aligned.
+/// As a value that refers to the cell, or to `storage` where a text has to be aligned. Of a long
+/// value: how it begins.
 ado::Value valueOf(const Cell& cell, std::u16string& storage);
 
 /// The order of the values of both keys, cell by cell: nulls first, numbers by value, texts by

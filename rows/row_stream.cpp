@@ -10,6 +10,8 @@ namespace {
 constexpr std::size_t kBatchBytes = 256U << 10U;
 constexpr std::size_t kBatchRows = 4096;
 constexpr std::size_t kMostBatches = 4;
+// A batch of one large row may be larger than all others together.
+constexpr std::size_t kMostBytes = kMostBatches * 2 * kBatchBytes;
 
 constexpr std::chrono::milliseconds kBetweenCancels(200);
 
@@ -71,8 +73,13 @@ void RowStream::read() {
 
 bool RowStream::handOver(Batch& batch) {
   std::unique_lock lock(mutex_);
-  changed_.wait(lock, [&] { return full_.size() < kMostBatches || isAbandoned_; });
+  const auto hasRoom = [&] {
+    return full_.empty() ||
+           (full_.size() < kMostBatches && bytes_ + batch.cells.size() <= kMostBytes);
+  };
+  changed_.wait(lock, [&] { return hasRoom() || isAbandoned_; });
   if (isAbandoned_) return false;
+  bytes_ += batch.cells.size();
   full_.push_back(std::move(batch));
   batch = {};
   if (!spare_.empty()) {
@@ -87,7 +94,7 @@ bool RowStream::handOver(Batch& batch) {
 
 bool RowStream::takeBatch() {
   std::unique_lock lock(mutex_);
-  spare_.push_back(std::move(batch_));
+  if (batch_.cells.capacity() <= 2 * kBatchBytes) spare_.push_back(std::move(batch_));
   batch_ = {};
   changed_.wait(lock, [&] { return !full_.empty() || isRead_; });
   if (full_.empty()) {
@@ -96,6 +103,7 @@ bool RowStream::takeBatch() {
   }
   batch_ = std::move(full_.front());
   full_.pop_front();
+  bytes_ -= batch_.cells.size();
   changed_.notify_all();
   return true;
 }

@@ -277,6 +277,11 @@ class TablePlanner {
           .leniency = leniencyOf(pairs_[at]),
           .types = {},
           .stored = {was, is}});
+      // What folds needs whole values.
+      const bool mayBeLong = isLarge(was) || isLarge(is);
+      if (options_.digestsLongValues && mayBeLong && column.form == Form::asItIs &&
+          !column.leniency.folds())
+        column.form = Form::large;
       const bool isKey = plan_.hasKey() && at < pairing.keyColumns;
       if (hasNamedTolerance(*one) && (isKey || !column.leniency.tolerates()))
         plan_.withoutTolerance.push_back(one->name);

@@ -321,6 +321,7 @@ ExitStatus runData(const Arguments& arguments, const Console& console, const Ope
   keyed.patterns = request.patterns;
   keyed.selects = request.selects;
   keyed.rows = request.rows;
+  keyed.rows.comparing.digestsLongValues = !writesRows(request) && !request.script;
   keyed.optionsInEffect = request.rowOptions;
   keyed.ranges = request.pace.ranges;
   keyed.secondLook = request.pace.secondLook;

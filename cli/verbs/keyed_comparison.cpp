@@ -64,7 +64,8 @@ std::string described(const rows::TablePlan& plan) {
   std::string text = plan.key + (plan.pairing.isUnique ? "\nunique" : "");
   for (const rows::Select& select : plan.selects) text += "\n" + toUtf8(select.text());
   for (const rows::ComparedColumn& column : plan.columns)
-    text += "\n" + column.types[0] + " " + column.types[1];
+    text += "\n" + column.types[0] + " " + column.types[1] +
+            (column.form == rows::Form::large ? " by digests" : "");
   return text;
 }
 

@@ -23,8 +23,9 @@ std::optional<enumLocation> sideOf(KeyedEnd end) {
 }
 
 // The page shows what a value is made of; only null has to be told from a text.
-std::u16string valueOf(const std::optional<std::u16string>& text) {
-  return text && *text != u"null" ? *text : shown(text);
+std::u16string valueOf(const ValueText& value) {
+  if (value.rest) return *value.text + u"... (" + value.length() + u")";
+  return value.text && *value.text != u"null" ? *value.text : shown(value.text);
 }
 
 std::int64_t differencesOf(const KeyedTable& one) {
@@ -103,9 +104,12 @@ class TablePage {
     json_.member("name", std::u16string_view(name));
     json_.key("diffs");
     json_.beginArray();
-    for (const std::size_t at : plan.changedColumns(sample.cells[0], sample.cells[1]))
+    for (const std::size_t at : plan.changedColumns(sample.cells[0], sample.cells[1])) {
+      std::u16string place = placeOf(source[at], target[at]);
+      if (!place.empty()) place = u" (" + place + u")";
       data_.writeDifference(toUtf16(plan.columns[at].name), valueOf(source[at]),
-                            valueOf(target[at]));
+                            valueOf(target[at]) + place);
+    }
     json_.endArray();
     json_.endObject();
   }

@@ -30,7 +30,16 @@ void writeTexts(JsonWriter& writer, std::string_view member, const Texts& texts,
   writer.key(member);
   writer.beginObject();
   for (std::size_t at = begin; at < end; ++at) {
-    if (texts[at]) writer.member(table.plan.columns[at].name, *texts[at]);
+    const auto& [text, rest] = texts[at];
+    const std::string& name = table.plan.columns[at].name;
+    if (text && !rest) writer.member(name, *text);
+    if (!rest) continue;
+    writer.key(name);
+    writer.beginObject();
+    writer.member("begins", *text);
+    writer.member(rest->isText ? "characters" : "bytes",
+                  static_cast<std::int64_t>(rest->isText ? rest->characters : rest->size));
+    writer.endObject();
   }
   writer.endObject();
 }

@@ -51,27 +51,28 @@ namespace {
 bool isTrail(char16_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
 
 // A part of a long text: the beginning, or what stands around `at`.
-std::u16string shownAround(const std::optional<std::u16string>& text, std::size_t at) {
-  constexpr std::size_t kLongest = 200, kBefore = 40;
-  if (!text || text->size() <= kLongest) return shown(text);
+std::u16string shownAround(const ValueText& value, std::size_t at, std::size_t longest = 200) {
+  constexpr std::size_t kBefore = 40;
+  const auto& text = value.text;
+  if (!text || (text->size() <= longest && !value.rest)) return shown(text);
   std::size_t begin = at > kBefore ? std::min(at - kBefore, text->size()) : 0;
   if (begin < text->size() && isTrail((*text)[begin])) ++begin;
-  std::size_t end = std::min(begin + kLongest, text->size());
+  std::size_t end = std::min(begin + longest, text->size());
   if (end < text->size() && isTrail((*text)[end])) ++end;
   return (begin > 0 ? u"..." : u"") +
          report::showValue(std::u16string_view(*text).substr(begin, end - begin)) +
-         (end < text->size() ? u"..." : u"") + u" (" +
-         decimalText(static_cast<std::int64_t>(text->size()) -
-                     std::ranges::count_if(*text, isTrail)) +
-         u" characters)";
+         (end < text->size() || value.rest ? u"..." : u"") + u" (" + value.length() + u")";
 }
 
 // Where two long texts begin to differ.
-std::array<std::u16string, 2> shownPair(const std::optional<std::u16string>& one,
-                                        const std::optional<std::u16string>& other) {
+std::array<std::u16string, 2> shownPair(const ValueText& one, const ValueText& other) {
+  constexpr std::size_t kEnough = 40;
+  if (!placeOf(one, other).empty())
+    return {shownAround(one, 0, kEnough), shownAround(other, 0, kEnough)};
   std::size_t at = 0;
-  if (one && other)
-    at = static_cast<std::size_t>(std::ranges::mismatch(*one, *other).in1 - one->begin());
+  if (one.text && other.text)
+    at = static_cast<std::size_t>(std::ranges::mismatch(*one.text, *other.text).in1 -
+                                  one.text->begin());
   return {shownAround(one, at), shownAround(other, at)};
 }
 
@@ -84,6 +85,18 @@ std::u16string shownCells(const KeyedTable& table, const Texts& texts, std::size
     text += (text.empty() ? u"" : u", ") + shownCell(table.plan.columns[at].name) + u" " +
             shownAround(texts[at], 0);
   return text;
+}
+
+std::u16string placeOf(const ValueText& one, const ValueText& other) {
+  const auto &left = one.rest, &right = other.rest;
+  if (!left || !right || left->isText != right->isText || one.text != other.text) return {};
+  const rows::DifferentPart part = rows::firstDifferentPart(*left, *right);
+  // Surrogates are two units, and one character together.
+  const bool isPlain = left->characters == left->size && right->characters == right->size;
+  const auto numbered = [](std::uint64_t at) { return decimalText(static_cast<std::int64_t>(at)); };
+  return std::u16string(u"different within ") +
+         (!left->isText ? u"bytes " : isPlain ? u"characters " : u"UTF-16 units ") +
+         numbered(part.first) + u" to " + numbered(part.last);
 }
 
 std::u16string shown(const KeyedTable& table, const RowSample& sample) {
@@ -99,9 +112,14 @@ std::u16string shown(const KeyedTable& table, const RowSample& sample) {
     isFirst = false;
     const auto [was, is] = shownPair(source[at], target[at]);
     text += shownCell(table.plan.columns[at].name) + u" " + was + u" -> " + is;
-    // JSON has the number 1 and the text "1".
-    if (was == is) text += u" (of different types)";
-    if (source[at] && target[at]) text += report::lookAlikeNote(*source[at], *target[at]);
+    if (const std::u16string place = placeOf(source[at], target[at]); !place.empty()) {
+      text += u" (" + place + u")";
+    } else if (was == is) {
+      // JSON has the number 1 and the text "1".
+      text += u" (of different types)";
+    }
+    if (source[at].text && target[at].text)
+      text += report::lookAlikeNote(*source[at].text, *target[at].text);
   }
   return text;
 }

@@ -10,11 +10,9 @@
 #include <vector>
 
 #include "cli/verbs/keyed_report.h"
+#include "cli/verbs/value_text.h"
 
 namespace kelvane::cli {
-
-// Of each column, as textsOf() gives them.
-using Texts = std::vector<std::optional<std::u16string>>;
 
 struct EndText {
   std::string_view member;  // in JSON
@@ -29,6 +27,8 @@ std::u16string shown(const std::optional<std::u16string>& text);
 // "id 3, line 2": the columns [begin, end).
 std::u16string shownCells(const KeyedTable& table, const Texts& texts, std::size_t begin,
                           std::size_t end);
+// "different within characters 65537 to 131072": of two long values that begin alike; else empty.
+std::u16string placeOf(const ValueText& one, const ValueText& other);
 // "~ id 3: name nut -> bolt"
 std::u16string shown(const KeyedTable& table, const RowSample& sample);
 

@@ -1,7 +1,6 @@
 #include "cli/verbs/row_lines.h"
 
 #include <algorithm>
-#include <optional>
 #include <vector>
 
 #include "cli/verbs/value_text.h"
@@ -11,7 +10,6 @@
 namespace kelvane::cli {
 namespace {
 
-using Texts = std::vector<std::optional<std::u16string>>;
 using Columns = std::vector<std::size_t>;
 
 std::string json(std::string_view utf8) { return jsonString(toUtf16(utf8)); }
@@ -20,8 +18,8 @@ std::string jsonObject(const KeyedTable& table, const Texts& texts, const Column
   std::string object = "{";
   for (const std::size_t at : columns) {
     if (object.size() > 1) object += ',';
-    object +=
-        json(table.plan.columns[at].name) + ':' + (texts[at] ? jsonString(*texts[at]) : "null");
+    const auto& text = texts[at].text;
+    object += json(table.plan.columns[at].name) + ':' + (text ? jsonString(*text) : "null");
   }
   return object + '}';
 }
@@ -34,7 +32,7 @@ std::string csvField(const std::string& text) {
 }
 
 std::string csvValue(const Texts& texts, std::size_t at) {
-  return at < texts.size() && texts[at] ? csvField(toUtf8(*texts[at])) : std::string();
+  return at < texts.size() && texts[at].text ? csvField(toUtf8(*texts[at].text)) : std::string();
 }
 
 Columns columnsFrom(std::size_t begin, std::size_t end) {

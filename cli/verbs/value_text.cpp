@@ -1,6 +1,10 @@
 #include "cli/verbs/value_text.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <variant>
+
+#include "cli/verbs/listing.h"
 
 namespace kelvane::cli {
 namespace {
@@ -27,14 +31,24 @@ std::u16string textOf(const ado::Value& value, std::size_t scale) {
 
 }  // namespace
 
-std::vector<std::optional<std::u16string>> textsOf(const rows::TablePlan& plan,
-                                                   std::string_view row, std::size_t side) {
-  std::vector<std::optional<std::u16string>> texts;
+std::u16string ValueText::length() const {
+  const bool isText = !rest || rest->isText;
+  const auto count = rest ? isText ? rest->characters : rest->size
+                          : text->size() - static_cast<std::size_t>(std::ranges::count_if(
+                                               *text, [](char16_t unit) {
+                                                 return unit >= 0xDC00 && unit < 0xE000;
+                                               }));
+  return decimalText(static_cast<std::int64_t>(count)) + (isText ? u" characters" : u" bytes");
+}
+
+Texts textsOf(const rows::TablePlan& plan, std::string_view row, std::size_t side) {
+  Texts texts;
   for (const rows::Cell& cell : plan.cellsOf(row)) {
     std::u16string storage;
     const ado::Value value = rows::valueOf(cell, storage);
     const std::size_t scale = scaleOf(plan.columns[texts.size()].stored[side]);
-    texts.push_back(value.isNull() ? std::nullopt : std::optional(textOf(value, scale)));
+    texts.push_back({value.isNull() ? std::nullopt : std::optional(textOf(value, scale)),
+                     rows::longValueIn(cell)});
   }
   return texts;
 }
