@@ -219,11 +219,13 @@ void writeNull(TokenBytes& out, Layout layout, const ResultColumn& column) {
 }
 
 void writeValue(TokenBytes& out, const ResultColumn& column, const Cell& cell, CharacterSet set,
-                bool unitexts) {
+                bool unitexts, std::size_t textSize = kLongest) {
   constexpr std::size_t kPointer = 16, kStamp = 8;
   const Layout layout = wireType(column.type, unitexts).layout;
   if (isNull(cell)) return writeNull(out, layout, column);
   std::string bytes = valueBytes(cell, column.type, set);
+  // In the middle of a character, where it comes so.
+  if (isLong(column.type.kind) && bytes.size() > textSize) bytes.resize(textSize);
   if (layout == Layout::blob) {
     out.byte(kPointer);
     out.bytes.append(kPointer + kStamp, '\1');
@@ -276,10 +278,10 @@ void writeFormat(TokenBytes& out, const std::vector<ResultColumn>& columns, Char
 }
 
 void writeRow(TokenBytes& out, const std::vector<ResultColumn>& columns, const Row& row,
-              CharacterSet set, const Abilities& abilities) {
+              CharacterSet set, const Abilities& abilities, std::size_t textSize) {
   out.byte(kRow);
   for (std::size_t i = 0; i < columns.size(); ++i)
-    writeValue(out, columns[i], row[i], set, abilities.unitexts);
+    writeValue(out, columns[i], row[i], set, abilities.unitexts, textSize);
 }
 
 void writeParameters(TokenBytes& out, const std::vector<ResultColumn>& columns, const Row& row,

@@ -3,6 +3,7 @@
 // Free functions without state.
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 #include "drivers/embedded/catalog/result.h"
@@ -15,9 +16,11 @@ namespace kelvane::tds {
 /// that either.
 void writeFormat(TokenBytes& out, const std::vector<embedded::ResultColumn>& columns,
                  CharacterSet set, const Abilities& abilities);
-/// Throws std::runtime_error for a null in a column that has no place for one.
+/// Of text, unitext and image at most `textSize` bytes. Throws std::runtime_error for a null in a
+/// column that has no place for one.
 void writeRow(TokenBytes& out, const std::vector<embedded::ResultColumn>& columns,
-              const embedded::Row& row, CharacterSet set, const Abilities& abilities);
+              const embedded::Row& row, CharacterSet set, const Abilities& abilities,
+              std::size_t textSize);
 /// Values of output parameters: PARAMFMT and PARAMS.
 void writeParameters(TokenBytes& out, const std::vector<embedded::ResultColumn>& columns,
                      const embedded::Row& row, CharacterSet set, const Abilities& abilities);

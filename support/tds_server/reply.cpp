@@ -67,10 +67,11 @@ void Reply::beginRows(const std::vector<ResultColumn>& columns) {
 
 void Reply::writeRow(const Row& row) {
   TokenBytes out;
+  const auto textSize = static_cast<std::size_t>(session_.options.textSize);
   if (!adapts_) {
-    tds::writeRow(out, columns_, row, set_, abilities_);
+    tds::writeRow(out, columns_, row, set_, abilities_, textSize);
   } else {
-    tds::writeRow(out, columns_, readable(computed_, row), set_, abilities_);
+    tds::writeRow(out, columns_, readable(computed_, row), set_, abilities_, textSize);
   }
   packets_.append(out.bytes);
   ++rows_;

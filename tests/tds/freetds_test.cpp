@@ -397,7 +397,9 @@ TEST_F(TdsServerTest, TakesNamesAndTextsOfAnyKind) {
       catalogOf("create table \u00c4\u00f6 (" + longName +
                 " text null)\ngo\ninsert \u00c4\u00f6 values ('" + megabyte + "')\ngo\n");
   const TdsServer server(catalog);
-  const std::string input = "select * from \u00c4\u00f6\ngo\n";
+  EXPECT_EQ(FreeTds(server).tsql("set textsize 9\nselect * from \u00c4\u00f6\ngo\n").rows,
+            longName + "\nmmmmmmmmm\n");
+  const std::string input = "set textsize 2000000\nselect * from \u00c4\u00f6\ngo\n";
   EXPECT_EQ(FreeTds(server).tsql(input).rows, longName + "\n" + megabyte + "\n");
   EXPECT_EQ(FreeTds(server, "initial block size = 4096\n").tsql(input).rows,
             longName + "\n" + megabyte + "\n");

@@ -172,6 +172,7 @@ TEST(TdsProtocol, RefusesValuesThatDoNotFit) {
     int width;
     std::string fits, doesNotFit;
   };
+  constexpr std::size_t kWholeText = 100'000;
   const std::string umlaut = "\u00FC";
   const Case cases[] = {{TypeKind::Varchar, 4, umlaut + umlaut, umlaut + umlaut + "x"},
                         {TypeKind::Varchar, 300, std::string(300, 'x'), std::string(301, 'x')},
@@ -182,9 +183,9 @@ TEST(TdsProtocol, RefusesValuesThatDoNotFit) {
     const std::vector<ResultColumn> columns{
         {"a", embedded::declaredType(one.kind, one.width, {}, true)}};
     TokenBytes out;
-    EXPECT_NO_THROW(writeRow(out, columns, {one.fits}, CharacterSet::utf8, {}));
+    EXPECT_NO_THROW(writeRow(out, columns, {one.fits}, CharacterSet::utf8, {}, kWholeText));
     if (!one.doesNotFit.empty()) {
-      EXPECT_THROW(writeRow(out, columns, {one.doesNotFit}, CharacterSet::utf8, {}),
+      EXPECT_THROW(writeRow(out, columns, {one.doesNotFit}, CharacterSet::utf8, {}, kWholeText),
                    std::length_error);
     }
   }
