@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -49,6 +50,8 @@ inline constexpr OpenMode kClientCursor{};
 inline constexpr OpenMode kForwardOnly{CursorLocation::server, CursorType::forwardOnly,
                                        LockType::readOnly, -1};
 
+using TakePart = std::function<void(const Value& part)>;
+
 // A column of the current result and its value in the current row.
 class Field {
  public:
@@ -57,6 +60,10 @@ class Field {
   virtual const std::u16string& Name() const = 0;
   // Raises RuntimeError when there is no current row, Failure when the row cannot be read.
   virtual ado::Value Value() const = 0;
+  // Gives the value, or one part of a text or of bytes after the other, each of which lives until
+  // `take` returns. Who reads a row so, reads each of its columns once, in their order. Raises what
+  // Value() raises, also between two parts.
+  virtual void Parts(const TakePart& take) const { take(Value()); }
 };
 
 // The results of one statement, one after the other, and within the current result its rows.

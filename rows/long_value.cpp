@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <limits>
+#include <variant>
 
 namespace kelvane::rows {
 namespace {
@@ -11,6 +11,7 @@ namespace {
 // In bytes.
 constexpr std::size_t kPiece = std::size_t{128} << 10U, kBeginning = 2000;
 constexpr std::size_t kDigest = SHA256_DIGEST_LENGTH;
+constexpr std::size_t kMostBytes = kLongestWhole * sizeof(char16_t);
 
 struct Head {
   std::uint64_t size, characters;
@@ -27,38 +28,55 @@ bool isTrail(char16_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
 
 }  // namespace
 
-void LongValue::add(std::u16string_view part) {
-  for (const char16_t unit : part) {
-    if (isTrail(unit)) ++trails_;
-    // Two units of a pair are four bytes.
-    utf8Size_ += unit < 0x80 ? 1 : unit < 0x800 || isLead(unit) || isTrail(unit) ? 2 : 3;
+void LargeValue::add(const ado::Value& part) {
+  if (const auto* text = std::get_if<std::u16string_view>(&part)) {
+    trails_ += static_cast<std::uint64_t>(std::ranges::count_if(*text, isTrail));
+    addBytes(std::as_bytes(std::span(*text)));
+  } else if (const auto* bytes = std::get_if<ado::Bytes>(&part)) {
+    isText_ = false;
+    addBytes(*bytes);
+  } else {
+    pack(part, Form::asItIs, other_);
   }
-  addBytes(std::as_bytes(std::span(part)));
 }
 
-void LongValue::add(ado::Bytes part) {
-  kind_ = CellKind::longBytes;
-  addBytes(part);
+void LargeValue::addBytes(ado::Bytes bytes) {
+  const std::string_view part(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  const bool wasLong = size_ > kMostBytes;
+  if (wasLong) return digest(part);
+  beginning_ += part;
+  if (beginning_.size() <= kMostBytes) {
+    size_ = beginning_.size();
+    return;
+  }
+  size_ = 0;
+  SHA256Init(&piece_);
+  digest(beginning_);
+  beginning_.resize(kBeginning);
+  beginning_.shrink_to_fit();
 }
 
-void LongValue::addBytes(ado::Bytes part) {
-  const auto* at = reinterpret_cast<const char*>(part.data());
-  if (beginning_.size() < kBeginning)
-    beginning_.append(at, std::min(part.size(), kBeginning - beginning_.size()));
-  for (std::size_t left = part.size(); left > 0;) {
-    const std::size_t room = kPiece - size_ % kPiece, taken = std::min(room, left);
-    SHA256Update(&piece_, reinterpret_cast<const std::uint8_t*>(at), taken);
-    size_ += taken;
-    at += taken;
-    left -= taken;
-    if (taken < room) continue;
+void LargeValue::digest(std::string_view part) {
+  while (!part.empty()) {
+    const std::size_t room = kPiece - size_ % kPiece;
+    const std::string_view taken = part.substr(0, room);
+    SHA256Update(&piece_, reinterpret_cast<const std::uint8_t*>(taken.data()), taken.size());
+    size_ += taken.size();
+    part.remove_prefix(taken.size());
+    if (taken.size() < room) continue;
     appendDigest(piece_, digests_);
     SHA256Init(&piece_);
   }
 }
 
-void LongValue::appendTo(std::string& row) const {
-  const Head head{size_, kind_ == CellKind::longText ? characters() : 0};
+void LargeValue::appendTo(std::string& row) const {
+  if (!other_.empty()) {
+    row += other_;
+    return;
+  }
+  if (size_ <= kMostBytes)
+    return appendCell(row, isText_ ? CellKind::text : CellKind::bytes, beginning_);
+  const Head head{size_, isText_ ? size_ / sizeof(char16_t) - trails_ : 0};
   std::string content(sizeof(Head), '\0');
   std::memcpy(content.data(), &head, sizeof(Head));
   content += beginning_ + digests_;
@@ -66,7 +84,7 @@ void LongValue::appendTo(std::string& row) const {
     SHA256_CTX last = piece_;
     appendDigest(last, content);
   }
-  appendCell(row, kind_, content);
+  appendCell(row, isText_ ? CellKind::longText : CellKind::longBytes, content);
 }
 
 ado::Value LongView::begins(std::u16string& storage) const {

@@ -7,11 +7,10 @@
 // Lifetime: a view refers to its cell. Threading: one thread uses a value.
 #pragma once
 
-#include <sha256.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <sha256.h>
 #include <span>
 #include <string>
 #include <string_view>
@@ -24,39 +23,32 @@ namespace kelvane::rows {
 /// Texts of more UTF-16 units, and bytes of more than twice as many, are long.
 inline constexpr std::size_t kLongestWhole = 200'000;
 
-inline bool isLong(std::u16string_view text) { return text.size() > kLongestWhole; }
-inline bool isLong(ado::Bytes bytes) { return bytes.size() > kLongestWhole * sizeof(char16_t); }
-
-class LongValue {
+/// A value of a column without a limit, long or not.
+class LargeValue {
  public:
-  LongValue() { SHA256Init(&piece_); }
-  /// What comes behind the parts before; all of one value are texts, or all are bytes.
-  void add(std::u16string_view part);
-  void add(ado::Bytes part);
+  /// What comes behind the parts before: texts or bytes. Anything else is the whole value.
+  void add(const ado::Value& part);
+  /// As a cell, which is one of a long value only where this is one.
   void appendTo(std::string& row) const;
-
-  /// In bytes; of texts those of UTF-16.
-  std::uint64_t size() const { return size_; }
-  /// Of a text: surrogates are one together.
-  std::uint64_t characters() const { return size_ / sizeof(char16_t) - trails_; }
-  /// Of a text in UTF-8.
-  std::uint64_t utf8Size() const { return utf8Size_; }
 
  private:
   void addBytes(ado::Bytes part);
+  void digest(std::string_view part);
 
-  CellKind kind_ = CellKind::longText;
-  std::uint64_t size_ = 0, trails_ = 0, utf8Size_ = 0;
-  std::string beginning_, digests_;
-  SHA256_CTX piece_{};  // that is not at its end
+  bool isText_ = true;
+  std::string other_;  // a cell that is neither text nor bytes
+  std::uint64_t size_ = 0, trails_ = 0;
+  std::string beginning_;  // all of it, as long as it is not long
+  std::string digests_;    // of the whole pieces of a long value
+  SHA256_CTX piece_{};     // that is not at its end
 };
 
 /// A cell of such a value.
 struct LongView {
   bool isText = true;
-  std::uint64_t size = 0;            ///< UTF-16 units, or bytes
-  std::uint64_t characters = 0;      ///< of texts
-  std::string_view beginning = {};   ///< packed, as of a short value
+  std::uint64_t size = 0;           ///< UTF-16 units, or bytes
+  std::uint64_t characters = 0;     ///< of texts
+  std::string_view beginning = {};  ///< packed, as of a short value
   std::string_view digests = {};
 
   /// As a value that refers to the cell or to `storage`.

@@ -73,7 +73,7 @@ void packExact(ado::Decimal number, std::string& row) {
     return appendPlain(row, CellKind::integer, integer);
   }
   appendPlain(row, CellKind::decimal,
-             PackedDecimal{number.magnitude, number.scale, number.negative ? 1U : 0U, 0});
+              PackedDecimal{number.magnitude, number.scale, number.negative ? 1U : 0U, 0});
 }
 
 ado::Decimal decimalIn(std::string_view content) {
@@ -124,26 +124,15 @@ struct Packer {
   }
   void operator()(std::u16string_view text) const {
     if (form == Form::padded) text = text.substr(0, text.find_last_not_of(u' ') + 1);
-    if (packLong(text)) return;
     appendBytes(row, CellKind::text, text.data(), text.size() * sizeof(char16_t));
   }
   void operator()(ado::Bytes bytes) const {
     std::size_t size = bytes.size();
     while (form == Form::padded && size > 1 && bytes[size - 1] == std::byte{}) --size;
-    if (packLong(bytes)) return;
     appendBytes(row, CellKind::bytes, bytes.data(), size);
   }
 
  private:
-  template <class Units>
-  bool packLong(const Units& units) const {
-    if (form != Form::large || !isLong(units)) return false;
-    LongValue value;
-    value.add(units);
-    value.appendTo(row);
-    return true;
-  }
-
   template <class Number>
   bool packApproximate(const Number& number) const {
     if (form != Form::approximate && form != Form::single) return false;
@@ -255,6 +244,11 @@ std::strong_ordering orderOf(const Cell& one, const Cell& other) {
 }  // namespace
 
 void pack(const ado::Value& value, Form form, std::string& row) {
+  if (form == Form::large) {
+    LargeValue large;
+    large.add(value);
+    return large.appendTo(row);
+  }
   std::visit(Packer{form, row}, static_cast<const ado::ValueBase&>(value));
 }
 

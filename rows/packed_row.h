@@ -25,7 +25,7 @@ enum class Form : std::uint8_t {
   single,       ///< beside real: all have its precision
   moment,       ///< dates, times and both: a date is the beginning of its day
   padded,       ///< filled with blanks, or bytes with zeros: what fills does not count
-  large,        ///< texts and bytes without a limit: of long ones only what tells them apart is kept
+  large,  ///< texts and bytes without a limit: of long ones only what tells them apart is kept
 };
 
 enum class CellKind : std::uint8_t {
@@ -37,7 +37,7 @@ enum class CellKind : std::uint8_t {
   moment,
   text,
   bytes,
-  longText,  ///< see LongValue
+  longText,  ///< see LargeValue
   longBytes
 };
 

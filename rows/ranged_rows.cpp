@@ -61,6 +61,9 @@ class RangedRows final : public RowSource {
     return rows_ != nullptr;
   }
   ado::Value value(std::size_t column) const override { return rows_->value(column); }
+  void packLarge(std::size_t column, std::string& row) const override {
+    rows_->packLarge(column, row);
+  }
 
  private:
   /// A server that ends ranges itself knows how many rows it has.

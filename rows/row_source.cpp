@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "rows/long_value.h"
+
 namespace kelvane::rows {
 namespace {
 
@@ -22,6 +24,11 @@ class StatementRows final : public RowSource {
     return false;
   }
   ado::Value value(std::size_t column) const override { return fields_[column]->Value(); }
+  void packLarge(std::size_t column, std::string& row) const override {
+    LargeValue value;
+    fields_[column]->Parts([&](const ado::Value& part) { value.add(part); });
+    value.appendTo(row);
+  }
 
  private:
   std::unique_ptr<ado::Recordset> rows_;
@@ -44,6 +51,9 @@ class RowsInTurn final : public RowSource {
     return true;
   }
   ado::Value value(std::size_t column) const override { return rows_->value(column); }
+  void packLarge(std::size_t column, std::string& row) const override {
+    rows_->packLarge(column, row);
+  }
 
  private:
   ado::Connection& connection_;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ado/ado.h"
+#include "rows/packed_row.h"
 
 namespace kelvane::rows {
 
@@ -21,6 +22,11 @@ class RowSource {
   virtual bool next() = 0;
   /// Of the current row; 0-based. Refers to the row.
   virtual ado::Value value(std::size_t column) const = 0;
+  /// Appends the value to a packed row as Form::large. Columns that are read so are read once, in
+  /// their order, with all others.
+  virtual void packLarge(std::size_t column, std::string& row) const {
+    pack(value(column), Form::large, row);
+  }
 };
 
 /// Begins to read. Called by the thread that reads.

@@ -59,6 +59,10 @@ void RowStream::read() {
     for (std::size_t at = 0; at < cells.size(); ++at) {
       if (at == layout_.keyCells) extent.key = size();
       const auto& [column, form, folds] = cells[at];
+      if (form == Form::large) {
+        source->packLarge(column, batch.cells);
+        continue;
+      }
       const ado::Value value = source->value(column);
       pack(folds.folds() ? folded(value, folds, storage) : value, form, batch.cells);
     }

@@ -79,7 +79,7 @@ class RowStream {
   std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<Batch> full_;
-  std::size_t bytes_ = 0;  // of those
+  std::size_t bytes_ = 0;     // of those
   std::vector<Batch> spare_;  // whose memory is used again
   std::exception_ptr failure_;
   bool isRead_ = false, isAbandoned_ = false;

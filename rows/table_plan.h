@@ -106,7 +106,7 @@ struct PlanOptions {
   std::string condition = {};              ///< of the rows, in T-SQL
   Leniency texts = {};                     ///< what folds, for all columns
   std::vector<Tolerance> tolerances = {};  ///< the last one that matches holds
-  bool digestsLongValues = false;          ///< nobody needs them; see LongValue
+  bool digestsLongValues = false;          ///< nobody needs them; see LargeValue
 };
 
 /// `pattern` is of names, `*` for any characters, `?` for one: COLUMN, TABLE.COLUMN or

@@ -95,7 +95,9 @@ std::u16string placeOf(const ValueText& one, const ValueText& other) {
   const bool isPlain = left->characters == left->size && right->characters == right->size;
   const auto numbered = [](std::uint64_t at) { return decimalText(static_cast<std::int64_t>(at)); };
   return std::u16string(u"different within ") +
-         (!left->isText ? u"bytes " : isPlain ? u"characters " : u"UTF-16 units ") +
+         (!left->isText ? u"bytes "
+          : isPlain     ? u"characters "
+                        : u"UTF-16 units ") +
          numbered(part.first) + u" to " + numbered(part.last);
 }
 

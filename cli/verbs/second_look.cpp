@@ -31,6 +31,9 @@ class AskedRows final : public rows::RowSource {
     return false;
   }
   ado::Value value(std::size_t column) const override { return all_->value(column); }
+  void packLarge(std::size_t column, std::string& row) const override {
+    all_->packLarge(column, row);
+  }
 
  private:
   std::unique_ptr<rows::RowSource> all_;

@@ -33,11 +33,12 @@ std::u16string textOf(const ado::Value& value, std::size_t scale) {
 
 std::u16string ValueText::length() const {
   const bool isText = !rest || rest->isText;
-  const auto count = rest ? isText ? rest->characters : rest->size
-                          : text->size() - static_cast<std::size_t>(std::ranges::count_if(
-                                               *text, [](char16_t unit) {
-                                                 return unit >= 0xDC00 && unit < 0xE000;
-                                               }));
+  const auto count =
+      rest
+          ? isText ? rest->characters : rest->size
+          : text->size() - static_cast<std::size_t>(std::ranges::count_if(*text, [](char16_t unit) {
+              return unit >= 0xDC00 && unit < 0xE000;
+            }));
   return decimalText(static_cast<std::int64_t>(count)) + (isText ? u" characters" : u" bytes");
 }
 

@@ -46,6 +46,12 @@ constexpr std::array kForms = {
 // In units of the value that is read.
 constexpr std::size_t kFirstPiece = 512;
 constexpr std::size_t kLongestPiece = std::size_t{1} << 23;
+constexpr std::size_t kPart = std::size_t{1} << 17;  // of a value that is taken by parts
+
+ado::Value valueOf(const std::u16string& text) { return std::u16string_view(text); }
+ado::Value valueOf(const std::vector<std::byte>& bytes) { return ado::Bytes(bytes); }
+// Numbers that come as text are read as a whole.
+ado::Value valueOf(const std::string&) { return ado::Null{}; }
 // What a cell keeps from row to row.
 constexpr std::size_t kKeptRoom = std::size_t{1} << 16;
 
@@ -182,6 +188,20 @@ void Cursor::readThrough(Row& row, std::size_t ordinal) {
   }
 }
 
+bool Cursor::readParts(Row& row, const ado::TakePart& take) {
+  const Column& column = columns_[row.known_];
+  if (column.form != Form::text && column.form != Form::bytes) return false;
+  Row::Cell& cell = row.cells_[row.known_];
+  const auto number = static_cast<SQLUSMALLINT>(row.known_ + 1);
+  const bool isText = column.form == Form::text;
+  const bool isNull = isText ? !readPieces(number, SQL_C_WCHAR, cell.text, &take)
+                             : !readPieces(number, SQL_C_BINARY, cell.bytes, &take);
+  ++row.known_;
+  cell.value = ado::Null{};
+  take(isNull ? ado::Null{} : isText ? valueOf(cell.text) : valueOf(cell.bytes));
+  return true;
+}
+
 ado::Value Cursor::readCell(Row::Cell& cell, const Column& column, SQLUSMALLINT number) {
   switch (column.form) {
     case Form::bit:
@@ -224,9 +244,10 @@ std::optional<Number> Cursor::readFixed(SQLUSMALLINT number, SQLSMALLINT type) {
 }
 
 // Text ends with a zero in each piece, which does not belong to it; bytes have none. False for a
-// null.
+// null. With `take` only what that has not got is left in the value.
 template <class Text>
-bool Cursor::readPieces(SQLUSMALLINT number, SQLSMALLINT type, Text& value) {
+bool Cursor::readPieces(SQLUSMALLINT number, SQLSMALLINT type, Text& value,
+                        const ado::TakePart* take) {
   using Unit = typename Text::value_type;
   const std::size_t zeros = type == SQL_C_BINARY ? 0 : 1;
   std::size_t kept = 0;
@@ -257,7 +278,13 @@ bool Cursor::readPieces(SQLUSMALLINT number, SQLSMALLINT type, Text& value) {
     if (isShort && value[value.size() - 2] != Unit{}) refuseText(columns_[number - 1U]);
     const std::size_t arrived = room - zeros - (isShort ? 1 : 0);
     kept += arrived;
-    room = std::min(isTotal ? total - arrived + zeros : room * 2, kLongestPiece);
+    const std::size_t longest = take == nullptr ? kLongestPiece : kPart;
+    if (take != nullptr && kept >= kPart) {
+      value.resize(kept);
+      (*take)(valueOf(value));
+      kept = 0;
+    }
+    room = std::min(isTotal ? total - arrived + zeros : room * 2, longest);
     room = std::max(room, kFirstPiece);
   }
 }

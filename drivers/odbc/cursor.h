@@ -73,6 +73,9 @@ class Cursor {
   /// Reads the columns of the current row that are not known yet, up to one: drivers give them in
   /// order.
   void readThrough(Row& row, std::size_t ordinal);
+  /// Of the first column that is not known yet, the parts of a text or of bytes; the row has null
+  /// for it afterwards. False for other columns, which stay unknown.
+  bool readParts(Row& row, const ado::TakePart& take);
   bool nextResult();
 
   /// The rest of the current result and all results behind it.
@@ -93,7 +96,8 @@ class Cursor {
   template <class Number>
   std::optional<Number> readFixed(SQLUSMALLINT number, SQLSMALLINT type);
   template <class Text>
-  bool readPieces(SQLUSMALLINT number, SQLSMALLINT type, Text& value);
+  bool readPieces(SQLUSMALLINT number, SQLSMALLINT type, Text& value,
+                  const ado::TakePart* take = nullptr);
   ado::Value readCell(Row::Cell& cell, const Column& column, SQLUSMALLINT number);
   std::optional<std::string> readAsText(SQLUSMALLINT number);
   ado::Value readExact(const Column& column, SQLUSMALLINT number);

@@ -14,6 +14,7 @@ class ForwardRecordset::RowField final : public ado::Field {
 
   const std::u16string& Name() const override { return name_; }
   ado::Value Value() const override { return rows_->valueOf(ordinal_); }
+  void Parts(const ado::TakePart& take) const override { rows_->partsOf(ordinal_, take); }
 
  private:
   const ForwardRecordset* rows_;
@@ -87,6 +88,11 @@ ado::Value ForwardRecordset::valueOf(std::size_t ordinal) const {
   if (broken_) raiseKept(broken_);
   cursor_->readThrough(row_, ordinal);
   return row_[ordinal];
+}
+
+void ForwardRecordset::partsOf(std::size_t ordinal, const ado::TakePart& take) const {
+  const bool isNext = onRow_ && !onRest_ && !broken_ && ordinal == row_.known();
+  if (!isNext || !cursor_->readParts(row_, take)) take(valueOf(ordinal));
 }
 
 void ForwardRecordset::MoveNext() {

@@ -41,6 +41,7 @@ class ForwardRecordset final : public ado::Recordset {
   class RowField;
 
   ado::Value valueOf(std::size_t ordinal) const;
+  void partsOf(std::size_t ordinal, const ado::TakePart& take) const;
   void requireOpen() const;
   void openResult();
   void step();

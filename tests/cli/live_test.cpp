@@ -182,6 +182,39 @@ TEST_F(Live, ChecksumsLeadToTheRowsThatDiffer) {
   EXPECT_EQ(several.output(), exact.output());
 }
 
+// Long values that come by pieces are those of the script, which come whole.
+TEST_F(Live, LongValuesAreComparedByPieces) {
+  constexpr std::size_t kUnits = 400'000;
+  const auto scriptOf = [](bool isChanged) {
+    std::string text;
+    while (text.size() < kUnits) text += "a line of " + std::to_string(text.size()) + "\n";
+    std::string bytes(kUnits, 'e');
+    const auto row = [&](int id) {
+      return "insert t values (" + std::to_string(id) + ", '" + text + "', '" + text + "', 0x" +
+             bytes + bytes + bytes + ")\n";
+    };
+    std::string script =
+        "create table t (id int primary key, t text, u unitext null, i image null)\n" + row(1);
+    if (isChanged) text[300'000] = bytes[5] = '1';
+    return script + row(2) + "go\n";
+  };
+  const std::string source = file("a.sql", scriptOf(false)), target = file("b.sql", scriptOf(true));
+  embedded::EmbeddedCatalog catalog;
+  ASSERT_TRUE(embedded::loadFile(catalog, target).succeeded());
+  const tds::TdsServer server(catalog);
+  for (const std::string& other :
+       {target, "odbc:Driver=FreeTDS;TDS_Version=5.0;Server=127.0.0.1;UID=sa;Port=" +
+                    std::to_string(server.port())}) {
+    Program program({"data", source, other}, with({{"KELVANE_PASSWORD", "x"}}));
+    EXPECT_EQ(program.wait(), kDifferences);
+    EXPECT_THAT(program.output(), HasSubstr("changed values: t 1, u 1, i 1\n"));
+    EXPECT_THAT(program.output(),
+                ::testing::ContainsRegex("~ id 2: t \"a line of 0.*characters\\) .different within "
+                                         "characters 262145 to 327680\\), u \"a line"));
+    EXPECT_THAT(program.output(), HasSubstr("... (600000 bytes) -> 0xeeeee1ee"));
+  }
+}
+
 // Whatever way the rows came, and however often they are written.
 TEST_F(Live, RowsAreExportedAsThoseOfTheScript) {
   const std::string script =

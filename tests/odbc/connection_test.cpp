@@ -128,6 +128,21 @@ TEST(OdbcConnection, ReadsLongValuesInPiecesAndInAnyOrder) {
                 static_cast<std::size_t>(length));
       EXPECT_TRUE(std::get<std::u16string_view>(rows->Fields(0).Value()) == expected) << length;
     }
+    const auto rows = connection->Open(u"select * from long_values", ado::kForwardOnly);
+    std::u16string text;
+    std::size_t longest = 0, bytes = 0;
+    rows->Fields(0).Parts([&](const ado::Value& part) {
+      text += std::get<std::u16string_view>(part);
+      longest = std::max(longest, text.size() - bytes);
+      bytes = text.size();
+    });
+    EXPECT_TRUE(text == expected) << length;
+    EXPECT_LE(longest, std::size_t{3} << 17) << length;
+    bytes = 0;
+    rows->Fields(1).Parts(
+        [&](const ado::Value& part) { bytes += std::get<ado::Bytes>(part).size(); });
+    EXPECT_EQ(bytes, static_cast<std::size_t>(length));
+    rows->Fields(2).Parts([](const ado::Value& part) { EXPECT_EQ(part.toLong(), 7); });
   }
 }
 
