@@ -191,6 +191,7 @@ TEST(LiveValues, OfAnyLengthArriveWhole) {
     ASSERT_EQ(expected.size(), length);
     const LiveServer server(std::move(catalog));
     const auto connection = server.connect();
+    connection->Open(u"set textsize 2147483647", ado::kClientCursor);
     const auto rows = connection->Open(u"select t, i from t", ado::kForwardOnly);
     EXPECT_TRUE(std::get<std::u16string_view>(rows->Fields(0).Value()) == toUtf16(expected))
         << length;
