@@ -110,6 +110,8 @@ std::string ask(const std::string& whose, std::string_view side, const Console& 
 }  // namespace
 
 void givePassword(ServerPlace& place, std::string_view side, const Console& console) {
+  // None comes with the command line: it was given before.
+  if (place.address.find(odbc::kPasswordKeywords)) return;
   const auto named = place.address.find(odbc::kUserKeywords);
   if (!named) {
     if (const auto user = place.address.findInDataSource(odbc::kUserKeywords))

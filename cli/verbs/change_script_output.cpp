@@ -153,8 +153,8 @@ std::string ChangeScriptOutput::textOf(const change_script::Head& head) const {
 
 void ChangeScriptOutput::tryOut() {
   const auto& [source, target] = comparison_.databases();
-  Proof proof = prove({comparison_.targetAsRead(), comparison_.changes(), textOf({}),
-                       options_.release, rolesOfServer()});
+  Proof proof = prove({comparison_.targetAsRead(), comparison_.changes(), body(), options_.release,
+                       rolesOfServer()});
   obstacles_ = std::move(proof.obstacles);
   if (!obstacles_.empty()) return;
   result_ = std::move(proof.result);

@@ -4,6 +4,7 @@
 // Lifetime: the requests and the comparison outlive it. Threading: one thread.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,10 @@ class ChangeScriptOutput {
   std::string text() const { return textOf(head()); }
   // The same as data, which docs/script.schema.json describes.
   std::string json() const;
+  // What is tried: all of it without the head, by statements of that release, beside these roles.
+  std::string body() const { return textOf({}); }
+  std::optional<inventory::TargetRelease> release() const { return options_.release; }
+  std::vector<inventory::Role> rolesOfServer() const;
   // What the head says of all of it, a line each.
   std::vector<std::string> summary() const;
   // What could not be tried, what has no statement, and which steps are not done.
@@ -40,7 +45,6 @@ class ChangeScriptOutput {
   std::string textOf(const change_script::Head& head) const;
   void tryOut();
   void findDamage();
-  std::vector<inventory::Role> rolesOfServer() const;
   bool isProved() const { return isTried_ && left_.empty(); }
   change_script::Head head() const;
 

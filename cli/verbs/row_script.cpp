@@ -85,8 +85,7 @@ void RowScript::comparisonBegins(const std::array<RowSide*, 2>& sides) {
 }
 
 std::optional<inventory::TargetRelease> RowScript::release() const {
-  const inventory::Server& server = sides_[1]->database().server;
-  return server.embedded ? request_.release : inventory::releaseOf(server);
+  return server().embedded ? request_.release : inventory::releaseOf(server());
 }
 
 void RowScript::tableBegins(const KeyedTable& table) {
@@ -99,16 +98,16 @@ void RowScript::tableBegins(const KeyedTable& table) {
   one->table = ordered.table;
   one->plan = table.plan;
   rows::StatementTarget wanted{target, *ordered.table};
-  const std::string& set = target.server.characterSet;
+  const std::string& set = server().characterSet;
   const bool isAlike = !set.empty() && set == source.server.characterSet;
   wanted.characters =
-      target.server.embedded || isAlike ? rows::CharacterSet::all : rows::characterSetOf(set);
+      server().embedded || isAlike ? rows::CharacterSet::all : rows::characterSetOf(set);
   wanted.unit =
-      set == "utf8" && !target.server.embedded ? rows::TextUnit::bytes : rows::TextUnit::characters;
+      set == "utf8" && !server().embedded ? rows::TextUnit::bytes : rows::TextUnit::characters;
   wanted.linked = ordered.linked;
   wanted.knowsTop = release() != inventory::TargetRelease::ase125;
   one->writer = std::make_unique<rows::StatementWriter>(one->plan, std::move(wanted));
-  one->freed.emplace(one->plan, *one->table, target.server.ignoresCase);
+  one->freed.emplace(one->plan, *one->table, server().ignoresCase);
   one->unfilled = unfilledColumns(one->plan, *one->table);
 }
 
@@ -207,7 +206,7 @@ std::vector<bool> RowScript::earlyRemovals(const std::vector<TableScript*>& scri
 }
 
 void RowScript::writeBegin(const std::vector<TableScript*>& scripts) {
-  const inventory::Server& server = sides_[1]->database().server;
+  const inventory::Server& server = this->server();
   const std::string database = inventory::literal(server.database);
   put("\n");
   if (!server.embedded) {
@@ -429,11 +428,15 @@ ExitStatus RowScript::write(const Console& console) {
     writeTo(file.stream());
     file.close();
   });
+  const ExitStatus status = tell(console);
+  return written == Written::notAll ? kError : status;
+}
+
+ExitStatus RowScript::tell(const Console& console) const {
   for (const std::string& line : obstacles_) console.complain(line);
   for (const std::string& line : notes()) console.complain(line);
   for (const std::string& line : leftOut()) console.complain(line);
   if (!isProved()) console.complain("the script is not proved; its head says more");
-  if (written == Written::notAll) return kError;
   return isProved() ? kNoDifference : kNotProven;
 }
 

@@ -30,9 +30,11 @@ namespace kelvane::cli {
 
 class RowScript final : public RowSink {
  public:
-  // `shown`: the sides, as the user calls them.
-  RowScript(const RowScriptRequest& request, std::array<std::string, 2> shown)
-      : request_(request), shown_(std::move(shown)) {}
+  // `shown`: the sides, as the user calls them. `server`: that of the target, where its rows are
+  // compared in a copy elsewhere.
+  RowScript(const RowScriptRequest& request, std::array<std::string, 2> shown,
+            std::optional<inventory::Server> server = {})
+      : request_(request), shown_(std::move(shown)), server_(std::move(server)) {}
 
   void comparisonBegins(const std::array<RowSide*, 2>& sides) override;
   void tableBegins(const KeyedTable& table) override;
@@ -43,6 +45,11 @@ class RowScript final : public RowSink {
   // Behind the comparison. The status is kError where the file cannot be written, kNotProven where
   // the script could not be tried, or leaves what it should have ended; kNoDifference otherwise.
   ExitStatus write(const Console& console);
+  // The same in two steps, for those who have more to write.
+  void writeTo(std::ostream& out);
+  ExitStatus tell(const Console& console) const;
+  // Whether all that differs has statements.
+  bool isAllDone() const { return leftOut().empty(); }
 
  private:
   enum class Change : std::uint8_t { insert, update, remove };
@@ -86,12 +93,15 @@ class RowScript final : public RowSink {
   std::vector<std::string> firedTriggers() const;
   std::optional<inventory::TargetRelease> release() const;
   std::vector<std::string> head() const;
-  void writeTo(std::ostream& out);
+  const inventory::Server& server() const {
+    return server_ ? *server_ : sides_[1]->database().server;
+  }
   bool isEmpty() const { return bodySize_ == 0; }
   bool isProved() const { return obstacles_.empty() && left_.empty(); }
 
   const RowScriptRequest& request_;
   std::array<std::string, 2> shown_;
+  std::optional<inventory::Server> server_;
   std::array<RowSide*, 2> sides_{};
   std::vector<rows::OrderedTable> order_;                       // all tables of the target
   std::map<std::string, std::size_t> places_;                   // in order_, by owner.name

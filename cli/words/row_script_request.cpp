@@ -9,8 +9,6 @@
 namespace kelvane::cli {
 namespace {
 
-constexpr std::string_view kDelete = "delete";
-
 constexpr auto kOptions = std::to_array<Option>({
     {kRowAllow, kDangerWord, "with --script: delete, rows that are only in the target go"},
     {kRowBatch, kNumber, "with --script: rows of a transaction; default: 100"},
@@ -18,18 +16,24 @@ constexpr auto kOptions = std::to_array<Option>({
     {kRowScript, kFile, "also write T-SQL that makes the rows of the target like the source's"},
 });
 
+std::size_t batchRows(const Arguments& arguments) {
+  constexpr std::int32_t kMostRows = 100'000;
+  const auto rows = numberOf(arguments, kRowBatch, 1, kMostRows);
+  return rows ? static_cast<std::size_t>(*rows) : RowScriptRequest().batchRows;
+}
+
 bool allowsDelete(const Arguments& arguments) {
   bool allows = false;
   for (const std::string& list : arguments.values(kRowAllow)) {
     std::istringstream words(list);
     for (std::string word; std::getline(words, word, ',');) {
-      allows = allows || word == kDelete;
+      allows = allows || word == kRowDelete;
       // A file may say the others for other commands.
       const bool isOfOthers = !arguments.isGiven(kRowAllow) &&
                               std::ranges::any_of(change_script::kDangers, [&](const auto& row) {
                                 return word.starts_with(row.word);
                               });
-      if (word != kDelete && !isOfOthers)
+      if (word != kRowDelete && !isOfOthers)
         throw UsageError(arguments.called(kRowAllow) + " takes delete, not '" + word + "'");
     }
   }
@@ -50,11 +54,21 @@ std::optional<RowScriptRequest> rowScriptRequest(const Arguments& arguments) {
   }
   RowScriptRequest request{.path = *path};
   request.allowsDelete = allowsDelete(arguments);
-  constexpr std::int32_t kMostRows = 100'000;
-  if (const auto rows = numberOf(arguments, kRowBatch, 1, kMostRows))
-    request.batchRows = static_cast<std::size_t>(*rows);
+  request.batchRows = batchRows(arguments);
   request.release = askedRelease(arguments);
   request.isTried = !arguments.has(kRowNoProof);
+  return request;
+}
+
+RowScriptRequest rowsOfScript(const Arguments& arguments) {
+  RowScriptRequest request;
+  for (const std::string& list : arguments.values(kRowAllow)) {
+    std::istringstream words(list);
+    for (std::string word; std::getline(words, word, ',');)
+      request.allowsDelete = request.allowsDelete || word == kRowDelete;
+  }
+  request.batchRows = batchRows(arguments);
+  request.release = askedRelease(arguments);
   return request;
 }
 

@@ -15,7 +15,8 @@
 namespace kelvane::cli {
 
 inline constexpr std::string_view kRowScript = "--script", kRowAllow = "--allow",
-                                  kRowBatch = "--batch", kRowNoProof = "--no-proof";
+                                  kRowBatch = "--batch", kRowNoProof = "--no-proof",
+                                  kRowDelete = "delete";  // of --allow
 
 struct RowScriptRequest {
   std::string path;
@@ -28,5 +29,7 @@ struct RowScriptRequest {
 std::span<const Option> rowScriptOptions();
 /// None where no script is asked for. Throws UsageError.
 std::optional<RowScriptRequest> rowScriptRequest(const Arguments& arguments);
+/// Of rows behind a script for the schema, whose --allow has words of its own. Throws UsageError.
+RowScriptRequest rowsOfScript(const Arguments& arguments);
 
 }  // namespace kelvane::cli

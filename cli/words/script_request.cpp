@@ -6,12 +6,11 @@
 #include <utility>
 #include <vector>
 
+#include "cli/words/row_script_request.h"
 #include "cli/words/side_arguments.h"
 
 namespace kelvane::cli {
 namespace {
-
-constexpr std::string_view kAllowedDelete = "delete";
 
 // drop-column, drop-column:empty
 void allow(std::string_view word, change_script::Allowed& allowed) {
@@ -20,6 +19,7 @@ void allow(std::string_view word, change_script::Allowed& allowed) {
   const std::string_view name = word.substr(0, word.size() - (whereEmpty ? kEmpty.size() : 0));
   const auto* row =
       std::ranges::find(change_script::kDangers, name, &change_script::DangerRow::word);
+  if (word == kRowDelete) throw UsageError("--allow delete is for rows: it needs --data");
   if (row == change_script::kDangers.end()) {
     std::string all;
     for (const auto& one : change_script::kDangers)
@@ -38,8 +38,9 @@ change_script::Allowed allowedBy(const Arguments& arguments) {
   for (const std::string& list : arguments.values(kAllow)) {
     std::istringstream words(list);
     for (std::string word; std::getline(words, word, ',');) {
-      // A file may say it for scripts of rows.
-      if (word == kAllowedDelete && !arguments.isGiven(kAllow)) continue;
+      // It is about rows; a file may say it for scripts of those alone.
+      if (word == kRowDelete && (arguments.has(kScriptData) || !arguments.isGiven(kAllow)))
+        continue;
       allow(word, allowed);
     }
   }

@@ -10,7 +10,8 @@
 
 namespace kelvane::cli {
 
-inline constexpr std::string_view kAllow = "--allow", kNoProof = "--no-proof", kRename = "--rename";
+inline constexpr std::string_view kAllow = "--allow", kNoProof = "--no-proof", kRename = "--rename",
+                                  kScriptData = "--data";
 
 struct ScriptRequest {
   change_script::PlanOptions plan;  // its release: that of --ase; servers say theirs
