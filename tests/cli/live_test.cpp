@@ -4,6 +4,7 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <latch>
+#include <limits>
 #include <map>
 #include <sstream>
 #include <sys/stat.h>
@@ -133,24 +134,26 @@ TEST_F(Live, AScriptOfRowsIsTriedOnACopyOfTheServersRows) {
   EXPECT_EQ(after.wait(), kNoDifference) << after.output() << text.str();
 }
 
+// Many equal rows, and two that may differ.
+std::string scriptOfSums(bool isChanged) {
+  std::string script =
+      "create table t (id numeric(9,0) primary key, n varchar(9) null, d datetime null)\n";
+  for (int row = 0; row < 5000; ++row) {
+    const bool differs = isChanged && (row == 0 || row == 2500);
+    script += "insert t values (" + std::to_string(row) + ", '" + (differs ? "x" : "y") +
+              "', '20240101')\n" + (row % 500 == 0 ? "go\n" : "");
+  }
+  return script;
+}
+
 // The sums of a server are those of another one and of the catalog itself, and lead to the rows
 // that differ.
 TEST_F(Live, ChecksumsLeadToTheRowsThatDiffer) {
-  const auto scriptOf = [](bool isChanged) {
-    std::string script =
-        "create table t (id numeric(9,0) primary key, n varchar(9) null, d datetime null)\n";
-    for (int row = 0; row < 5000; ++row) {
-      const bool differs = isChanged && (row == 0 || row == 2500);
-      script += "insert t values (" + std::to_string(row) + ", '" + (differs ? "x" : "y") +
-                "', '20240101')\n" + (row % 500 == 0 ? "go\n" : "");
-    }
-    return script;
-  };
-  const std::string source = file("a.sql", scriptOf(false));
+  const std::string source = file("a.sql", scriptOfSums(false));
   embedded::EmbeddedCatalog one({.release = embedded::Release::ase16}),
       other({.release = embedded::Release::ase15});
   ASSERT_TRUE(embedded::loadFile(one, source).succeeded());
-  ASSERT_TRUE(embedded::loadScript(other, "b.sql", scriptOf(true)).succeeded());
+  ASSERT_TRUE(embedded::loadScript(other, "b.sql", scriptOfSums(true)).succeeded());
   const tds::TdsServer sourceServer(one), targetServer(other);
   const auto side = [](const tds::TdsServer& server) {
     return "odbc:Driver=FreeTDS;TDS_Version=5.0;Server=127.0.0.1;UID=sa;Port=" +
@@ -180,6 +183,47 @@ TEST_F(Live, ChecksumsLeadToTheRowsThatDiffer) {
                   with({{"KELVANE_PASSWORD", "x"}}));
   EXPECT_EQ(several.wait(), kDifferences);
   EXPECT_EQ(several.output(), exact.output());
+}
+
+// Whatever fails, the report is the one without a fault, or one that proves nothing.
+TEST_F(Live, ChecksumsWithAFaultAtEachStatement) {
+  const std::string source = file("a.sql", scriptOfSums(false));
+  embedded::EmbeddedCatalog catalog({.release = embedded::Release::ase16});
+  ASSERT_TRUE(embedded::loadScript(catalog, "b.sql", scriptOfSums(true)).succeeded());
+  std::atomic<std::size_t> at = std::numeric_limits<std::size_t>::max(), batches = 0;
+  std::atomic<tds::Fault::Kind> kind = tds::Fault::Kind::close;
+  tds::ServerOptions options;
+  options.fault = [&](const std::string&, std::size_t) -> std::optional<tds::Fault> {
+    if (batches++ != at) return std::nullopt;
+    return tds::Fault{kind, kind == tds::Fault::Kind::close ? std::size_t{20} : std::size_t{0}};
+  };
+  const tds::TdsServer server(catalog, options);
+  const std::vector<std::string> words{
+      "data", "--checksums", source,
+      "odbc:Driver=FreeTDS;TDS_Version=5.0;Server=127.0.0.1;UID=sa;Port=" +
+          std::to_string(server.port())};
+  Program whole(words, with({{"KELVANE_PASSWORD", "x"}}));
+  ASSERT_EQ(whole.wait(), kDifferences);
+  ASSERT_THAT(whole.output(), HasSubstr("by checksum: rows of 2 of 5 buckets were read"));
+  const std::string expected = whole.output().substr(0, whole.output().find("  by checksum"));
+  const std::size_t count = batches;
+  std::size_t unproven = 0;
+  for (kind = tds::Fault::Kind::close;; kind = tds::Fault::Kind::error) {
+    for (at = 1; at < count; ++at) {
+      batches = 0;
+      Program program(words, with({{"KELVANE_PASSWORD", "x"}}));
+      const int status = program.wait();
+      if (status == kNotProven || status == kError) {
+        ++unproven;
+        EXPECT_THAT(program.output(), HasSubstr("kelvane: ")) << at;
+      } else {
+        EXPECT_EQ(status, kDifferences) << at;
+        EXPECT_THAT(program.output(), HasSubstr(expected)) << at;
+      }
+    }
+    if (kind == tds::Fault::Kind::error) break;
+  }
+  EXPECT_GE(unproven, count - 1);
 }
 
 // Long values that come by pieces are those of the script, which come whole.
