@@ -131,16 +131,10 @@ void writeHtmlReport(const std::vector<inventory::Change>& changes, const Report
   if (script != nullptr) links.emplace(script->script);
   const auto writeKinds = [&](report::PageData& data) {
     report::ChangeData objects(data, links ? &*links : nullptr);
-    JsonWriter& json = data.json();
     report::forEachKind(changes, [&](const inventory::KindRow& kind, auto first, auto last) {
-      json.beginObject();
-      json.member("one", kind.singular);
-      json.member("many", kind.plural);
-      json.key("objects");
-      json.beginArray();
-      for (; first != last; ++first) objects.writeObject(*first);
-      json.endArray();
-      json.endObject();
+      data.writeKind(kind.singular, kind.plural, [&] {
+        for (; first != last; ++first) objects.writeObject(*first);
+      });
     });
   };
   const auto writeMore = [&](report::PageData& data) {

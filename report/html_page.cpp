@@ -69,6 +69,18 @@ void PageData::writeMissing(std::string_view kind, std::u16string_view name, enu
   json_.endObject();
 }
 
+void PageData::writeKind(std::string_view one, std::string_view many,
+                         const std::function<void()>& writeObjects) {
+  json_.beginObject();
+  json_.member("one", one);
+  json_.member("many", many);
+  json_.key("objects");
+  json_.beginArray();
+  writeObjects();
+  json_.endArray();
+  json_.endObject();
+}
+
 void PageData::writeSide(enumLocation side) {
   json_.member("side", side == location_Source ? "source" : "target");
 }

@@ -30,6 +30,9 @@ class PageData {
 
   JsonWriter& json() { return json_; }
 
+  // An element of "kinds": "table" and "tables", and what writes its objects.
+  void writeKind(std::string_view one, std::string_view many,
+                 const std::function<void()>& writeObjects);
   // An element of "diffs".
   void writeDifference(std::u16string_view label, std::u16string_view before,
                        std::u16string_view after);

@@ -17,14 +17,9 @@ class TreeData {
 
   template <class Object>
   void writeKind(const Kind<Object>& kind, const Array<Object>& objects) {
-    json_.beginObject();
-    json_.member("one", kind.singular);
-    json_.member("many", kind.plural);
-    json_.key("objects");
-    json_.beginArray();
-    for (const Object& object : objects) writeObject(kind, object);
-    json_.endArray();
-    json_.endObject();
+    data_.writeKind(kind.singular, kind.plural, [&] {
+      for (const Object& object : objects) writeObject(kind, object);
+    });
   }
 
  private:

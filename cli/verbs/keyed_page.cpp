@@ -137,15 +137,9 @@ void writeHtml(const KeyedReport& report, std::ostream& out) {
   }
   const auto writeTables = [&](PageData& data) {
     if (differing.empty()) return;
-    JsonWriter& json = data.json();
-    json.beginObject();
-    json.member("one", "table");
-    json.member("many", "tables");
-    json.key("objects");
-    json.beginArray();
-    for (const KeyedTable* one : differing) TablePage(*one, data).write();
-    json.endArray();
-    json.endObject();
+    data.writeKind("table", "tables", [&] {
+      for (const KeyedTable* one : differing) TablePage(*one, data).write();
+    });
   };
   const auto writeEqual = [&](PageData& data) {
     std::vector<std::string> lines;

@@ -173,25 +173,19 @@ int main(int count, char** arguments) {
   {
     std::ofstream out(std::string(arguments[1]) + "/rows.html", std::ios::binary);
     const auto tables = [](report::PageData& data) {
-      JsonWriter& json = data.json();
-      json.beginObject();
-      json.member("one", "table");
-      json.member("many", "tables");
-      json.key("objects");
-      json.beginArray();
-      json.beginObject();
-      json.member("name", "t");
-      json.member("owner", "dbo");
-      json.member("count", 2);
-      json.member("facts", std::vector<std::string>{"1 equal, 2 changed", "<i>key</i>"});
-      for (const char* list : {"diffs", "parts"}) {
-        json.key(list);
-        json.beginArray();
-        json.endArray();
-      }
-      json.endObject();
-      json.endArray();
-      json.endObject();
+      data.writeKind("table", "tables", [&json = data.json()] {
+        json.beginObject();
+        json.member("name", "t");
+        json.member("owner", "dbo");
+        json.member("count", 2);
+        json.member("facts", std::vector<std::string>{"1 equal, 2 changed", "<i>key</i>"});
+        for (const char* list : {"diffs", "parts"}) {
+          json.key(list);
+          json.beginArray();
+          json.endArray();
+        }
+        json.endObject();
+      });
     };
     const auto equal = [](report::PageData& data) {
       data.json().member("equal", std::vector<std::string>{"a: 1 equal", "<b>: 2 equal"});

@@ -237,12 +237,17 @@ TEST(CompareRows, FindsWhatPairingEachRowWithEachFinds) {
   }
 }
 
+TwoTables madeTablesThatCanBeCut(unsigned seed) {
+  TwoTables tables = madeTables(seed);
+  if (tables.options.key.empty()) tables.options.key = {"c0"};
+  tables.target += "create index i2 on t (c0)\n";
+  return tables;
+}
+
 TEST(CompareRows, GoesOnFromAnyPlaceThatItTells) {
   std::size_t places = 0;
   for (unsigned seed = 0; seed < 60; ++seed) {
-    TwoTables tables = madeTables(seed);
-    if (tables.options.key.empty()) tables.options.key = {"c0"};
-    tables.target += "create index i2 on t (c0)\n";
+    const TwoTables tables = madeTablesThatCanBeCut(seed);
     const Compared whole = compared(tables);
     if (whole.key.find("in order") == std::string::npos) continue;
     for (const Compared& parts : comparedInTwoParts(tables)) {
@@ -257,9 +262,7 @@ TEST(CompareRows, GoesOnFromAnyPlaceThatItTells) {
 TEST(CompareRows, RangesOfBothSidesAreTheWhole) {
   std::size_t ranges = 0;
   for (unsigned seed = 0; seed < 60; ++seed) {
-    TwoTables tables = madeTables(seed);
-    if (tables.options.key.empty()) tables.options.key = {"c0"};
-    tables.target += "create index i2 on t (c0)\n";
+    const TwoTables tables = madeTablesThatCanBeCut(seed);
     const Compared whole = compared(tables);
     if (whole.key.find("in order") == std::string::npos) continue;
     // No literal has the precision of a float.
