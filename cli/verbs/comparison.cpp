@@ -198,7 +198,7 @@ bool isChosen(inventory::Kind kind, std::string_view object, const CompareReques
 
 void Comparison::read(const OpenSide& open) {
   known_ = loadKnownFiles<findings::KnownChange>(request_, findings::readKnownChanges);
-  readings_ = readDatabases(
+  std::vector<DatabaseReading> readings = readDatabases(
       {{kSideNames[0], request_.places[0]}, {kSideNames[1], request_.places[1]}},
       {.rowCounts =
            request_.countsRows || request_.inventory.compares(inventory::Family::rowCounts),
@@ -206,6 +206,19 @@ void Comparison::read(const OpenSide& open) {
        .selection = &request_.selection,
        .whole = request_.readsWholeTarget ? std::optional<std::size_t>(1) : std::nullopt},
       console_, open);
+  takeRead(std::move(readings));
+}
+
+void Comparison::take(DatabaseReading source, DatabaseReading target) {
+  known_ = loadKnownFiles<findings::KnownChange>(request_, findings::readKnownChanges);
+  std::vector<DatabaseReading> readings;
+  readings.push_back(std::move(source));
+  readings.push_back(std::move(target));
+  takeRead(std::move(readings));
+}
+
+void Comparison::takeRead(std::vector<DatabaseReading> readings) {
+  readings_ = std::move(readings);
   isProven_ = isReadInFull(readings_);
   dropUnread(readings_, header_);
   databases_ = {std::move(readings_[0].database), std::move(readings_[1].database)};
@@ -282,7 +295,7 @@ void Comparison::compare() {
   const Stopwatch time;
   {
     const Undertaking undertaking = comparing(console_);
-    changes_ = inventory::compare(databases_[0], databases_[1], rules_);
+    findChanges();
   }
   tellTime(request_, "compared", time, console_);
 }

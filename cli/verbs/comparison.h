@@ -32,6 +32,8 @@ class Comparison {
 
   // Lists of known differences and both sides. Throws CommandError.
   void read(const OpenSide& open);
+  // The same with what was read already.
+  void take(DatabaseReading source, DatabaseReading target);
   // What the target calls otherwise than the source gets the source's name; see targetAsRead().
   // Throws CommandError for a hint that matches nothing.
   void rename(const std::vector<change_script::Rename>& hints);
@@ -39,6 +41,8 @@ class Comparison {
   // leave nothing.
   void agreeOnRules();
   void compare();
+  // The same where somebody else hears of signals.
+  void findChanges() { changes_ = inventory::compare(databases_[0], databases_[1], rules_); }
   Written writeAccepts();
   // Is known of scripts alone, whose complaints have been heard.
   void noteIncompleteSides();
@@ -62,6 +66,7 @@ class Comparison {
   ReportHeader& header() { return header_; }
 
  private:
+  void takeRead(std::vector<DatabaseReading> readings);
   void noteGaps();
   bool concerns(const inventory::Gap& gap) const;
   bool couldFind(const findings::KnownChange& known) const;

@@ -6,12 +6,14 @@
 #include "cli/verbs/data_command.h"
 #include "cli/verbs/ddl_command.h"
 #include "cli/verbs/doctor_command.h"
+#include "cli/verbs/fleet_command.h"
 #include "cli/verbs/list_command.h"
 #include "cli/verbs/manual_command.h"
 #include "cli/verbs/script_command.h"
 #include "cli/verbs/show_command.h"
 #include "cli/verbs/snapshot_command.h"
 #include "cli/words/compare_request.h"
+#include "cli/words/fleet_request.h"
 #include "cli/words/switch_arguments.h"
 #include "cli/words/verb.h"
 #include "inventory/browse/search.h"
@@ -50,6 +52,11 @@ constexpr std::string_view kOfSchemas =
 1  differences that are not accepted
 2  error
 3  something could not be loaded or read, so equality is not proven)";
+constexpr std::string_view kOfFleets =
+    R"(0  all targets are equal to the reference, but for what is accepted
+1  targets differ
+2  error
+3  a target could not be read, or not to its end)";
 constexpr std::string_view kOfRows =
     R"(0  no difference
 1  differences
@@ -98,6 +105,14 @@ drop-column, drop-object, narrow, convert, null-to-not-null, rebuild, revoke.)",
      R"(kelvane script odbc:DSN=dev odbc:DSN=prod -o upgrade.sql
 kelvane script new.sql prod.json --allow drop-object,revoke)",
      kOfScripts, Sides::two, nothing, scriptOptions, runScript},
+    {"fleet", "compares many databases with one reference",
+     "REFERENCE TARGET...\nREFERENCE... -- TARGET...",
+     R"(Compares each target with the reference, which is read once, several targets at the same time, at
+most two of the same server. Targets with the same differences are one group of the report. A target
+that cannot be read does not stop the others.)",
+     R"(kelvane fleet prod.json berlin paris oslo
+kelvane fleet --format json reference odbc:DSN=a odbc:DSN=b)",
+     kOfFleets, Sides::two, nothing, fleetOptions, runFleet},
     {"snapshot", "writes a whole schema as JSON", "SIDE",
      R"(The same schema always gives the same text, one attribute per line: made for version control.)",
      R"(kelvane snapshot odbc:DSN=prod -o prod.json)", kOfReadings, Sides::one, nothing,

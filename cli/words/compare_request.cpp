@@ -99,18 +99,23 @@ std::vector<Output> outputsOf(const Arguments& arguments) {
   return outputs;
 }
 
-// Sides, objects and rules, which both ways of comparing have.
-CompareRequest requestOfSides(const Arguments& arguments, std::string_view command) {
-  const TwoSides sides = twoSides(arguments, command);
+// Objects and rules, which both ways of comparing have.
+CompareRequest requestOfRules(const Arguments& arguments) {
   CompareRequest request;
-  request.places = sides.places;
-  request.shown = sides.shown;
   request.trace = arguments.value(kTrace);
   request.rules = {arguments.has(kIgnoreTabs), arguments.has(kIgnoreSpaces),
                    arguments.has(kIgnoreLineBreaks), arguments.has(kIgnoreCase)};
   request.selection = selectionOf(
       arguments, request.rules.ignoreCase ? std::optional(CaseMode::ignore) : std::nullopt);
   request.accept = arguments.value(kAccept);
+  return request;
+}
+
+CompareRequest requestOfSides(const Arguments& arguments, std::string_view command) {
+  const TwoSides sides = twoSides(arguments, command);
+  CompareRequest request = requestOfRules(arguments);
+  request.places = sides.places;
+  request.shown = sides.shown;
   return request;
 }
 
@@ -151,12 +156,23 @@ std::vector<OptionFamily> compareOptions() {
           readingOptions()};
 }
 
-std::vector<OptionFamily> comparedOptions() {
-  return {twoSidesOptions(),
-          {"Choosing objects", kSelecting, Elsewhere::environments},
+std::vector<OptionFamily> comparingOptions() {
+  return {{"Choosing objects", kSelecting, Elsewhere::environments},
           {"Known differences", kKnown},
           {"Comparing", kTexts, Elsewhere::environments},
           switchOptions()};
+}
+
+std::vector<OptionFamily> comparedOptions() {
+  std::vector<OptionFamily> families = comparingOptions();
+  families.insert(families.begin(), twoSidesOptions());
+  return families;
+}
+
+CompareRequest comparingRequest(const Arguments& arguments) {
+  CompareRequest request = requestOfRules(arguments);
+  setCompared(request, arguments);
+  return request;
 }
 
 CompareRequest comparedRequest(const Arguments& arguments, std::string_view command) {

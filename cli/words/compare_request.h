@@ -66,6 +66,10 @@ std::vector<OptionFamily> compareOptions();
 std::vector<OptionFamily> comparedOptions();
 CompareRequest comparedRequest(const Arguments& arguments, std::string_view command);
 
+// The same without the sides.
+std::vector<OptionFamily> comparingOptions();
+CompareRequest comparingRequest(const Arguments& arguments);
+
 // Opens nothing and asks for no password. Throws UsageError.
 CompareRequest parseCompare(const Arguments& arguments);
 

@@ -1,0 +1,40 @@
+// The command line of `kelvane fleet`, understood but not yet acted upon.
+//
+// Lifetime: results own what they hold. Threading: free functions without state.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/words/arguments.h"
+#include "cli/words/compare_request.h"
+#include "cli/words/place.h"
+
+namespace kelvane::cli {
+
+struct FleetPlace {
+  std::string name;  // how the user calls it, without secrets
+  Place place;
+};
+
+enum class FleetFormat { text, json };
+
+struct FleetRequest {
+  FleetPlace reference;
+  std::vector<FleetPlace> targets;  // each once
+  CompareRequest comparing;         // but for the sides
+  std::size_t jobs = 8;             // targets that are read at the same time
+  std::optional<std::chrono::seconds> targetLimit;
+  bool failsFast = false;
+  FleetFormat format = FleetFormat::text;
+  std::optional<std::string> output;
+};
+
+std::vector<OptionFamily> fleetOptions();
+// Opens nothing and asks for no password. Throws UsageError.
+FleetRequest fleetRequest(const Arguments& arguments);
+
+}  // namespace kelvane::cli
