@@ -53,6 +53,7 @@ std::vector<std::string> namesOf(const Option& option) {
   return names;
 }
 
+// Of `many` a shell completes as of two.
 int countOf(Sides sides) { return sides == Sides::none ? 0 : sides == Sides::one ? 1 : 2; }
 
 constexpr std::string_view kBashStart =
@@ -212,7 +213,7 @@ std::vector<std::string> zshArguments(const Verb& verb) {
   std::vector<std::string> arguments{"(- *)--help[write help]"};
   for (const Option* option : optionsOf(verb, Elsewhere::nowhere)) addZshOption(*option, arguments);
   if (verb.sides == Sides::one) arguments.emplace_back("1:side:_kelvane_side");
-  if (verb.sides == Sides::two) arguments.emplace_back("*:side:_kelvane_side");
+  if (countOf(verb.sides) == 2) arguments.emplace_back("*:side:_kelvane_side");
   if (const std::vector<std::string> further = verb.further(); !further.empty())
     arguments.push_back("*:what:" + (further[0].ends_with(':')
                                          ? "compadd -S '' -- " + quoted(further)

@@ -245,6 +245,7 @@ void writeJson(const FleetResult& result, std::ostream& out) {
   for (const FleetGroup& group : groups) {
     writer.beginObject();
     std::vector<std::string> names;
+    names.reserve(group.targets.size());
     for (const std::size_t at : group.targets) names.push_back(result.targets[at].name);
     writer.member("targets", names);
     writer.member("differences", linesOf(result.targets[group.targets.front()]));

@@ -109,10 +109,11 @@ kelvane script new.sql prod.json --allow drop-object,revoke)",
      "REFERENCE TARGET...\nREFERENCE... -- TARGET...",
      R"(Compares each target with the reference, which is read once, several targets at the same time, at
 most two of the same server. Targets with the same differences are one group of the report. A target
-that cannot be read does not stop the others.)",
+that cannot be read does not stop the others.
+A TARGET may also be the NAME of a section [group.NAME] of kelvane.toml: many sides.)",
      R"(kelvane fleet prod.json berlin paris oslo
 kelvane fleet --format json reference odbc:DSN=a odbc:DSN=b)",
-     kOfFleets, Sides::two, nothing, fleetOptions, runFleet},
+     kOfFleets, Sides::many, nothing, fleetOptions, runFleet},
     {"snapshot", "writes a whole schema as JSON", "SIDE",
      R"(The same schema always gives the same text, one attribute per line: made for version control.)",
      R"(kelvane snapshot odbc:DSN=prod -o prod.json)", kOfReadings, Sides::one, nothing,

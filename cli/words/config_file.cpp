@@ -20,7 +20,9 @@
 namespace kelvane::cli {
 namespace {
 
-constexpr std::string_view kEnvironments = "env", kScripts = "scripts";
+constexpr std::string_view kEnvironments = "env", kGroups = "group", kScripts = "scripts";
+constexpr std::string_view kGroupEnvironments = "envs", kGroupDatabases = "databases",
+                           kGroupCommand = "command";
 
 // What an environment says about its side, but for its scripts.
 struct SideKey {
@@ -78,6 +80,8 @@ class Reader {
   void readVerb(const Verb& verb, const toml::table& table, Settings& settings) const;
   Environment readEnvironment(const std::string& name, const toml::key& at,
                               const toml::table& table) const;
+  EnvironmentGroup readGroup(const std::string& name, const toml::key& at,
+                             const toml::table& table) const;
   bool readSideKey(const toml::key& key, const toml::node& node, Environment& environment) const;
   void refusePassword(const std::string& text, const toml::node& at) const;
   void checkConnection(const std::string& connection, const toml::node& at) const;
@@ -273,6 +277,26 @@ Environment Reader::readEnvironment(const std::string& name, const toml::key& at
   return environment;
 }
 
+EnvironmentGroup Reader::readGroup(const std::string& name, const toml::key& at,
+                                   const toml::table& table) const {
+  EnvironmentGroup group;
+  for (const auto& [key, node] : table) {
+    if (key.str() == kGroupEnvironments)
+      group.environments = textsOf(key, node);
+    else if (key.str() == kGroupDatabases)
+      group.databases = textsOf(key, node);
+    else if (key.str() == kGroupCommand)
+      group.command = textOf(key, node);
+    else
+      refuseKey(key, {kGroupCommand, kGroupDatabases, kGroupEnvironments});
+  }
+  if (group.environments.empty() && !group.command)
+    refuse(at.source(), "[group." + name + "] needs envs or a command");
+  if (group.environments.empty() && !group.databases.empty())
+    refuse(at.source(), "[group." + name + "] has databases, but no envs whose they are");
+  return group;
+}
+
 ConfigFile Reader::read() {
   toml::table document;
   try {
@@ -281,19 +305,24 @@ ConfigFile Reader::read() {
     refuse(error.source(), std::string(error.description()));
   }
   Options options;
-  std::vector<std::string_view> known{kEnvironments};
+  std::vector<std::string_view> known{kEnvironments, kGroups};
   for (const Verb& verb : verbs()) {
     const Options more = optionsOf(verb, Elsewhere::files);
     options.insert(options.end(), more.begin(), more.end());
     if (!more.empty()) known.push_back(verb.name);
   }
-  ConfigFile file{.path = path_, .settings = {}, .ofVerbs = {}, .environments = {}};
+  ConfigFile file{.path = path_, .settings = {}, .ofVerbs = {}, .environments = {}, .groups = {}};
   for (const auto& [key, node] : document) {
     const Verb* const verb = verbCalled(key.str());
     if (key.str() == kEnvironments) {
       for (const auto& [name, one] : tableOf(key, node)) {
         const std::string called(name.str());
         file.environments[called] = readEnvironment(called, name, tableOf(name, one));
+      }
+    } else if (key.str() == kGroups) {
+      for (const auto& [name, one] : tableOf(key, node)) {
+        const std::string called(name.str());
+        file.groups[called] = readGroup(called, name, tableOf(name, one));
       }
     } else if (verb != nullptr && node.is_table()) {
       readVerb(*verb, *node.as_table(), file.ofVerbs[verb->name]);

@@ -20,6 +20,7 @@ struct ConfigFile {
   Settings settings;                             // of all verbs that have the option
   std::map<std::string_view, Settings> ofVerbs;  // by Verb::name
   Environments environments;
+  EnvironmentGroups groups;
 };
 
 // kelvane.toml in the current folder, else the user's own; none where there is neither.

@@ -36,4 +36,13 @@ inline std::string_view environmentName(std::string_view operand) {
 }
 using Environments = std::map<std::string, Environment, std::less<>>;
 
+// [group.NAME]: many sides under one name.
+struct EnvironmentGroup {
+  std::vector<std::string> environments;  // names and patterns of them
+  std::vector<std::string> databases;     // of each of them; none: the one that it names itself
+  std::optional<std::string> command;     // prints further sides, a line each
+};
+inline constexpr std::string_view kForcedGroup = "group:";
+using EnvironmentGroups = std::map<std::string, EnvironmentGroup, std::less<>>;
+
 }  // namespace kelvane::cli

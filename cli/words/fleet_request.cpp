@@ -65,9 +65,9 @@ FleetRequest fleetRequest(const Arguments& arguments) {
       .output = arguments.value(kOutput)};
   for (const std::string& operand : operands.subspan(first)) {
     FleetPlace target = fleetPlace(arguments, {operand}, settings);
-    if (std::ranges::find(request.targets, target.name, &FleetPlace::name) != request.targets.end())
-      throw UsageError("'" + target.name + "' is there twice");
-    request.targets.push_back(std::move(target));
+    // Groups may overlap.
+    if (std::ranges::find(request.targets, target.name, &FleetPlace::name) == request.targets.end())
+      request.targets.push_back(std::move(target));
   }
   if (const auto jobs = numberOf(arguments, kJobs, 1, 256))
     request.jobs = static_cast<std::size_t>(*jobs);

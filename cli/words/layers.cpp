@@ -2,15 +2,23 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <set>
+#include <span>
+#include <sstream>
 #include <string_view>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
 
 #include "cli/screen/variable.h"
 #include "cli/words/one_side.h"
+#include "inventory/name_pattern.h"
 #include "inventory/near_names.h"
+#include "model/text.h"
 
 namespace kelvane::cli {
 namespace {
@@ -89,9 +97,28 @@ void join(const Settings& more, const Verb& verb, Settings& all) {
 // The operands that name a side.
 std::span<const std::string> sidesOf(const CommandLine& line, const Verb& verb) {
   const std::span<const std::string> all = line.operands;
-  if (verb.sides == Sides::two) return all;
+  if (verb.sides == Sides::two || verb.sides == Sides::many) return all;
   if (find(line.settings, kOneSide.server) != nullptr || all.empty()) return {};
   return all.first(line.parting.value_or(1));
+}
+
+// Of a shell's command, but for empty ones. Throws UsageError where it fails.
+std::vector<std::string> linesPrintedBy(const std::string& command, const std::string& operand) {
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+  if (pipe == nullptr) throw UsageError("'" + operand + "': its command cannot be run");
+  std::string text;
+  std::array<char, 4096> part{};
+  while (const std::size_t size = std::fread(part.data(), 1, part.size(), pipe.get()))
+    text.append(part.data(), size);
+  const int status = pclose(pipe.release());
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+    throw UsageError("'" + operand + "': its command failed");
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) {
+    if (!line.empty()) lines.push_back(line);
+  }
+  return lines;
 }
 
 std::string nearestOf(const Environments& environments, std::string_view name) {
@@ -116,6 +143,70 @@ std::string environmentIn(const std::string& operand, const std::optional<Config
     throw UsageError("'" + operand + "' is neither a file nor an environment of " + file->path +
                      nearest);
   return "";
+}
+
+// The group that an operand stands for; null where it stands for none.
+const EnvironmentGroup* groupIn(const std::string& operand, const std::optional<ConfigFile>& file) {
+  const bool isForced = operand.starts_with(kForcedGroup);
+  const std::string name = isForced ? operand.substr(kForcedGroup.size()) : operand;
+  if (!file) {
+    if (isForced) throw UsageError("no kelvane.toml found to look up '" + operand + "' in");
+    return nullptr;
+  }
+  const auto found = file->groups.find(name);
+  std::error_code ignored;
+  const bool isOther = file->environments.contains(name) || std::filesystem::exists(name, ignored);
+  if (found != file->groups.end() && (isForced || !isOther)) return &found->second;
+  if (isForced) throw UsageError("there is no [group." + name + "] in " + file->path);
+  return nullptr;
+}
+
+// Its sides as operands; those that no operand could name are added to the environments.
+std::vector<std::string> operandsOf(const EnvironmentGroup& group, const std::string& operand,
+                                    const ConfigFile& file, Environments& environments) {
+  std::vector<std::string> operands;
+  for (const std::string& pattern : group.environments) {
+    const std::size_t before = operands.size();
+    for (const auto& [name, environment] : file.environments) {
+      if (!inventory::matchesPattern(toUtf16(name), toUtf16(pattern))) continue;
+      if (group.databases.empty()) operands.push_back(std::string(kForcedEnvironment) + name);
+      for (const std::string& database : group.databases) {
+        Environment one = environment;
+        one.database = database;
+        operands.push_back(name + "/" + database);
+        environments.emplace(operands.back(), std::move(one));
+      }
+    }
+    if (operands.size() == before)
+      throw UsageError("'" + operand + "': no [env.NAME] of " + file.path + " matches '" + pattern +
+                       "'");
+  }
+  if (group.command) {
+    const std::vector<std::string> lines = linesPrintedBy(*group.command, operand);
+    operands.insert(operands.end(), lines.begin(), lines.end());
+  }
+  return operands;
+}
+
+// Groups among the targets become their sides; a side that is there twice is there once.
+void expandGroups(CommandLine& line, const std::optional<ConfigFile>& file,
+                  Environments& environments) {
+  const std::size_t first = std::min(line.parting.value_or(1), line.operands.size());
+  std::vector<std::string> expanded(line.operands.begin(),
+                                    line.operands.begin() + static_cast<std::ptrdiff_t>(first));
+  std::set<std::string> ofGroups;
+  for (const std::string& operand : std::span<const std::string>(line.operands).subspan(first)) {
+    const EnvironmentGroup* const group = groupIn(operand, file);
+    if (group == nullptr) {
+      expanded.push_back(operand);
+      continue;
+    }
+    for (std::string& one : operandsOf(*group, operand, *file, environments)) {
+      if (ofGroups.insert(one).second) expanded.push_back(std::move(one));
+    }
+  }
+  if (!line.parting && expanded.size() > line.operands.size()) line.parting = first;
+  line.operands = std::move(expanded);
 }
 
 void take(const Option& option, const Setting& setting, Arguments& arguments) {
@@ -184,7 +275,9 @@ Arguments completed(CommandLine line, const Verb& verb) {
   const auto file = verb.sides == Sides::none ? std::nullopt : configFileFor(line.settings);
   if (file) arguments.configFile = file->path;
   Settings ofSides;
+  if (verb.sides == Sides::many) expandGroups(line, file, arguments.environments);
   for (const std::string& operand : sidesOf(line, verb)) {
+    if (arguments.environments.contains(operand)) continue;
     const std::string name = environmentIn(operand, file);
     if (name.empty()) continue;
     const Environment& environment = file->environments.find(name)->second;

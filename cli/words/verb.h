@@ -17,8 +17,8 @@ namespace kelvane::cli {
 inline constexpr Option kConfig{"--config", kFile, "use this file instead of kelvane.toml"};
 inline constexpr Option kNoConfig{"--no-config", "", "do not read kelvane.toml"};
 
-// How many sides a verb has.
-enum class Sides { none, one, two };
+// How many sides a verb has; many: a reference and targets, among which are groups.
+enum class Sides { none, one, two, many };
 
 struct Verb {
   std::string_view name;
