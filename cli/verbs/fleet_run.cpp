@@ -74,7 +74,10 @@ class FleetRun {
     result_.reference = request.reference.name;
     for (const FleetPlace& target : request.targets) {
       result_.targets.push_back({.name = target.name});
-      jobs_.push_back({target.place, serverOf(target.place), {}, {}, {}, false});
+      Job& job = jobs_.emplace_back(Job{.place = target.place, .server = serverOf(target.place)});
+      auto* const server = std::get_if<ServerPlace>(&job.place);
+      if (server != nullptr && request.targetLimit)
+        server->limits.loginLimit = std::min(server->limits.loginLimit, *request.targetLimit);
     }
   }
 
