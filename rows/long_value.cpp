@@ -28,6 +28,13 @@ bool isTrail(char16_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
 
 }  // namespace
 
+bool isLong(const ado::Value& value) {
+  if (const auto* text = std::get_if<std::u16string_view>(&value))
+    return text->size() > kLongestWhole;
+  const auto* bytes = std::get_if<ado::Bytes>(&value);
+  return bytes != nullptr && bytes->size() > kMostBytes;
+}
+
 void LargeValue::add(const ado::Value& part) {
   if (const auto* text = std::get_if<std::u16string_view>(&part)) {
     trails_ += static_cast<std::uint64_t>(std::ranges::count_if(*text, isTrail));

@@ -22,6 +22,7 @@ namespace kelvane::rows {
 
 /// Texts of more UTF-16 units, and bytes of more than twice as many, are long.
 inline constexpr std::size_t kLongestWhole = 200'000;
+bool isLong(const ado::Value& value);
 
 /// A value of a column without a limit, long or not.
 class LargeValue {

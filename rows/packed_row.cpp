@@ -244,7 +244,7 @@ std::strong_ordering orderOf(const Cell& one, const Cell& other) {
 }  // namespace
 
 void pack(const ado::Value& value, Form form, std::string& row) {
-  if (form == Form::large) {
+  if (form == Form::large && isLong(value)) {
     LargeValue large;
     large.add(value);
     return large.appendTo(row);
