@@ -185,6 +185,44 @@ TEST_F(Live, ChecksumsLeadToTheRowsThatDiffer) {
   EXPECT_EQ(several.output(), exact.output());
 }
 
+// The reference is read once, and no target stops another one.
+TEST_F(Live, AFleetIsComparedWhateverBreaks) {
+  const auto catalogWith = [&](const std::string& more) {
+    return std::make_unique<embedded::EmbeddedCatalog>(tds::catalogOf(kScript + more));
+  };
+  const auto reference = catalogWith(""), equal = catalogWith(""),
+             other = catalogWith("create table more (a int)\ngo\n"), broken = catalogWith("");
+  std::atomic<std::size_t> asked = 0;
+  tds::ServerOptions counting, breaking;
+  counting.fault = [&](const std::string&, std::size_t) {
+    ++asked;
+    return std::nullopt;
+  };
+  breaking.fault = [](const std::string&, std::size_t number) -> std::optional<tds::Fault> {
+    if (number < 9) return std::nullopt;
+    return tds::Fault{tds::Fault::Kind::close, 30};
+  };
+  const tds::TdsServer first(*reference, counting), second(*equal), third(*other),
+      fourth(*broken, breaking);
+  const auto side = [](const tds::TdsServer& server, const std::string& name) {
+    return "odbc:Driver=FreeTDS;TDS_Version=5.0;Server=127.0.0.1;UID=sa;APP=" + name +
+           ";Port=" + std::to_string(server.port());
+  };
+  Program program({"fleet", side(first, "r"), side(second, "a"), side(third, "b"), side(third, "c"),
+                   side(third, "d"), side(fourth, "e")},
+                  with({{"KELVANE_PASSWORD", "x"}}));
+  EXPECT_EQ(program.wait(), kNotProven);
+  EXPECT_THAT(program.output(), HasSubstr("\n1 target equal\n"));
+  EXPECT_THAT(program.output(), HasSubstr("\n3 targets with the same 1 difference\n"));
+  EXPECT_THAT(program.output(), HasSubstr("    table dbo.more: only in target\n"));
+  EXPECT_THAT(program.output(), HasSubstr("\n1 target could not be read\n"));
+  EXPECT_THAT(program.output(), HasSubstr(": reading stopped: "));
+  EXPECT_THAT(program.output(), HasSubstr("5 targets: 1 equal; 3 with the same 1 difference; 1 "
+                                          "could not be read\n"));
+  // Those of the login among them.
+  EXPECT_LE(asked, 30U);
+}
+
 // Whatever fails, the report is the one without a fault, or one that proves nothing.
 TEST_F(Live, ChecksumsWithAFaultAtEachStatement) {
   const std::string source = file("a.sql", scriptOfSums(false));
