@@ -3,14 +3,16 @@
 #include "cli/screen/written_file.h"
 #include "cli/verbs/fleet_result.h"
 #include "cli/verbs/fleet_run.h"
+#include "cli/verbs/fleet_state.h"
 #include "cli/verbs/report_output.h"
 #include "cli/words/fleet_request.h"
 
 namespace kelvane::cli {
 
-ExitStatus runFleet(const Arguments& arguments, const Console& console, const OpenSide& open) {
-  const FleetRequest request = fleetRequest(arguments);
-  const FleetResult result = compareFleet(request, console, open);
+namespace {
+
+Written writeReport(const FleetResult& result, const FleetRequest& request,
+                    const Console& console) {
   const auto write = [&](std::ostream& out) {
     if (request.format == FleetFormat::json)
       writeJson(result, out);
@@ -18,15 +20,44 @@ ExitStatus runFleet(const Arguments& arguments, const Console& console, const Op
       writeText(result, out);
   };
   if (!request.output) {
-    write(console.out);
-    return result.status();
+    // What has changed takes its place.
+    if (!request.state) write(console.out);
+    return Written::all;
   }
-  const Written written = tried(console, [&] {
+  return tried(console, [&] {
     WrittenFile file("report", *request.output, console);
     write(file.stream());
     file.close();
   });
-  return written == Written::notAll ? kError : result.status();
+}
+
+}  // namespace
+
+ExitStatus runFleet(const Arguments& arguments, const Console& console, const OpenSide& open) {
+  const FleetRequest request = fleetRequest(arguments);
+  FleetState before;
+  if (request.state) before = FleetState::load(*request.state);
+  const FleetResult result = compareFleet(request, console, open);
+  const Written report = writeReport(result, request, console);
+  if (!request.state) return report == Written::notAll ? kError : result.status();
+  if (result.wasInterrupted) {
+    console.complain("interrupted: '" + *request.state + "' is left as it was");
+    return kNotProven;
+  }
+  const FleetState after = stateAfter(before, result);
+  const ExitStatus news = writeNews(before, after, result, console.out);
+  console.out.flush();
+  // What nobody has heard of is news the next time too.
+  if (!console.out) {
+    console.complain("cannot write the changes to standard output; the state is left as it was");
+    return kError;
+  }
+  const Written state = tried(console, [&] {
+    WrittenFile file("state", *request.state, console);
+    after.write(file.stream());
+    file.close();
+  });
+  return report == Written::notAll || state == Written::notAll ? kError : news;
 }
 
 }  // namespace kelvane::cli

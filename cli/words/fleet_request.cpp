@@ -10,7 +10,8 @@ namespace kelvane::cli {
 namespace {
 
 constexpr std::string_view kFailFast = "--fail-fast", kFormat = "--format", kJobs = "--jobs",
-                           kOutput = "--output", kTargetLimit = "--target-limit";
+                           kOutput = "--output", kState = "--state",
+                           kTargetLimit = "--target-limit";
 
 constexpr auto kFormats = std::to_array<Choice<FleetFormat>>({
     {"text", FleetFormat::text},
@@ -24,6 +25,8 @@ constexpr auto kRunning = std::to_array<Option>({
 constexpr auto kReports = std::to_array<Option>({
     {kFormat, "FORMAT", "text or json; default: text", kNamesOf<kFormats>},
     {kOutput, kFile, "write to this file instead of standard output", {}, "-o"},
+    {kState, kFile,
+     "keep what was found in FILE, and report only what has changed since the last run"},
 });
 
 // No options name one of them.
@@ -62,7 +65,8 @@ FleetRequest fleetRequest(const Arguments& arguments) {
       .targets = {},
       .comparing = comparingRequest(arguments),
       .targetLimit = {},
-      .output = arguments.value(kOutput)};
+      .output = arguments.value(kOutput),
+      .state = arguments.value(kState)};
   for (const std::string& operand : operands.subspan(first)) {
     FleetPlace target = fleetPlace(arguments, {operand}, settings);
     // Groups may overlap.
@@ -77,7 +81,7 @@ FleetRequest fleetRequest(const Arguments& arguments) {
   request.format = choiceOf<kFormats>(arguments, kFormat, FleetFormat::text);
   std::vector<Place> places{request.reference.place};
   for (const FleetPlace& target : request.targets) places.push_back(target.place);
-  refuseOverwriting(arguments, places, {.written = {kTrace, kOutput}});
+  refuseOverwriting(arguments, places, {.written = {kTrace, kOutput, kState}});
   return request;
 }
 

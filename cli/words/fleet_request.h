@@ -31,6 +31,7 @@ struct FleetRequest {
   bool failsFast = false;
   FleetFormat format = FleetFormat::text;
   std::optional<std::string> output;
+  std::optional<std::string> state;  // the file that keeps what was found
 };
 
 std::vector<OptionFamily> fleetOptions();
