@@ -90,6 +90,7 @@ DatabaseReading readSide(Side& side, std::string_view name, const ReadingWish& w
                                                     : ": reading stopped: " + reason));
   }
   reading.complete = side.isComplete();
+  reading.made = side.made();
   for (const ViewWithoutColumns& view : side.viewsWithoutColumns())
     reading.gaps.push_back(std::string(name) + ": " + view.reason);
   return reading;

@@ -31,7 +31,8 @@ struct DatabaseReading {
   std::string gapsBegin;          // what the user knows those by: "source: "
   bool wasRead = true;            // false when the reading broke off: the database is empty then
   std::vector<inventory::Selection::Unread> leftUnread;  // by the patterns
-  bool complete = true;  // false when something of the side was not even loaded
+  std::vector<embedded::MadeObject> made;  // by scripts, where LoadSettings asked for it
+  bool complete = true;                    // false when something of the side was not even loaded
 };
 
 struct ReadingWish {

@@ -18,19 +18,22 @@ class ScriptSide final : public Side {
   ScriptSide(embedded::EmbeddedCatalog catalog, const embedded::LoadReport& report)
       : catalog_(std::move(catalog)),
         connection_(catalog_.connect()),
-        complete_(report.succeeded() && report.undone.empty()) {
+        complete_(report.succeeded() && report.undone.empty()),
+        made_(report.made) {
     for (const auto& one : report.incomplete) views_.push_back({one.view, one.note.describe()});
   }
   ado::Connection& connection() override { return *connection_; }
   bool isEmbedded() const override { return true; }
   bool isComplete() const override { return complete_; }
   std::vector<ViewWithoutColumns> viewsWithoutColumns() const override { return views_; }
+  std::vector<embedded::MadeObject> made() const override { return made_; }
 
  private:
   embedded::EmbeddedCatalog catalog_;
   std::unique_ptr<ado::Connection> connection_;
   bool complete_;
   std::vector<ViewWithoutColumns> views_;
+  std::vector<embedded::MadeObject> made_;
 };
 
 std::string listed(const std::vector<std::string>& names) {
@@ -111,6 +114,7 @@ std::unique_ptr<Side> openScripts(const ScriptPlace& place, const Console& conso
   const embedded::LoadOptions options{
       .stopAtFirstError = !place.settings.keepGoing,
       .listIgnored = place.settings.verbose,
+      .listMade = place.settings.listMade,
       .progress = [&](const embedded::LoadProgress& progress) { watch.at(progress); }};
   const auto texts = textsInOrder(paths);
   const embedded::LoadReport report = texts ? embedded::loadTexts(catalog, *texts, options)

@@ -11,6 +11,7 @@
 #include "ado/ado.h"
 #include "cli/screen/console.h"
 #include "cli/words/place.h"
+#include "drivers/embedded/made_object.h"
 
 namespace kelvane::cli {
 
@@ -29,6 +30,8 @@ class Side {
   virtual bool isEmbedded() const { return false; }
   // Views whose columns nobody knows.
   virtual std::vector<ViewWithoutColumns> viewsWithoutColumns() const { return {}; }
+  // Where its scripts made objects, where LoadSettings asked for it.
+  virtual std::vector<embedded::MadeObject> made() const { return {}; }
   // Ends the statement that is under way, where that is possible. Any thread may call it.
   virtual void cancel() noexcept {}
 };

@@ -23,6 +23,7 @@ namespace kelvane::cli {
 struct LoadSettings {
   bool keepGoing = false;  // past statements that fail
   bool verbose = false;    // tell what was run, what was accepted and ignored, and the like
+  bool listMade = false;   // where objects are made
   embedded::CatalogOptions catalog;
 };
 

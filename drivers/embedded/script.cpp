@@ -12,6 +12,7 @@
 #include "drivers/embedded/engine/batch.h"
 #include "drivers/embedded/engine/batch_cache.h"
 #include "drivers/embedded/engine/session.h"
+#include "drivers/embedded/made_objects.h"
 #include "drivers/embedded/tsql/ast.h"
 #include "drivers/embedded/tsql/parser.h"
 #include "drivers/embedded/tsql/scan.h"
@@ -267,17 +268,13 @@ class Loader {
       for (std::size_t at = 0; at < scripts; ++at)
         refuse(report, nameOf(at), std::string(kNothing));
     }
-    completeViews();
+    finish();
   }
 
-  // The databases that they use may have come behind them, and views over such views too.
-  void completeViews() {
+  void finish() {
     if (stopped()) return;
-    const auto isCompleted = [&](const ViewWithoutColumns& kept) {
-      return completed(server_, kept);
-    };
-    while (std::erase_if(report.incomplete, isCompleted) > 0) {
-    }
+    completeViews();
+    if (options_.listMade) report.made = made_.all();
   }
 
   bool stopped() const {
@@ -287,6 +284,15 @@ class Loader {
   LoadReport report;
 
  private:
+  // The databases that they use may have come behind them, and views over such views too.
+  void completeViews() {
+    const auto isCompleted = [&](const ViewWithoutColumns& kept) {
+      return completed(server_, kept);
+    };
+    while (std::erase_if(report.incomplete, isCompleted) > 0) {
+    }
+  }
+
   bool goesOn(const Session& session) const { return !stopped() && !session.ended; }
 
   void tell(std::size_t percent) {
@@ -310,6 +316,7 @@ class Loader {
           tell(static_cast<std::size_t>(part.text.data() - text.data()) * 100 / text.size());
           ranAnything = session.run(part.text, outcome) || ranAnything;
         }
+        if (options_.listMade) made_.note(name, part, session);
         if (!goesOn(session)) break;
       }
       if (!goesOn(session)) break;
@@ -326,6 +333,7 @@ class Loader {
 
   Server& server_;
   const LoadOptions& options_;
+  MadeObjects made_{server_};
   LoadProgress at_;
 };
 
@@ -446,7 +454,7 @@ LoadReport loadScript(EmbeddedCatalog& catalog, std::string_view name, std::stri
   loader.begin(name, 1, 1);
   const bool ranAnything = loader.run(name, text);
   if (!ranAnything && !loader.stopped()) refuse(loader.report, name, std::string(kNothing));
-  loader.completeViews();
+  loader.finish();
   return std::move(loader.report);
 }
 

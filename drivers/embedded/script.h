@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "drivers/embedded/connection.h"
+#include "drivers/embedded/made_object.h"
 
 namespace kelvane::embedded {
 
@@ -45,6 +46,8 @@ struct LoadReport {
   std::vector<ViewWithoutColumns> incomplete;
   /// Transactions that were open at the end of a script, which undoes what they changed.
   std::vector<ScriptNote> undone;
+  /// Of what is there in the end, where the options ask for it; the last one of a name counts.
+  std::vector<MadeObject> made;
   /// False when a file could not be read or holds no script, an error with any options.
   bool readable = true;
 
@@ -61,6 +64,7 @@ struct LoadProgress {
 struct LoadOptions {
   bool stopAtFirstError = true;
   bool listIgnored = false;
+  bool listMade = false;
   /// Called before a file is read, with 0 percent, and before each of its batches runs.
   std::function<void(const LoadProgress&)> progress = {};
 };
