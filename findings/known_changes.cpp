@@ -83,17 +83,6 @@ std::string valueToken(const std::string& value) {
   return isLongValue(text) ? longValueToken(text) : textToken(value);
 }
 
-std::string subjectOf(const Change& object) {
-  const std::string word = dashed(rowOf(object.kind).singular);
-  return object.kind == Kind::database ? word : word + " " + textToken(object.name);
-}
-
-std::string partOf(const Change& part, const std::string& owner) {
-  const Title title = titleOf(part, owner);
-  const std::string_view word = title.word.empty() ? rowOf(part.kind).singular : title.word;
-  return ", " + dashed(word) + " " + textToken(title.name);
-}
-
 /// Keeps the changes that keep(written) is true for.
 template <class Keep>
 class ChangeFilter {
@@ -102,7 +91,7 @@ class ChangeFilter {
 
   void apply(std::vector<Change>& objects) {
     std::erase_if(objects, [&](Change& object) {
-      subject_ = subjectOf(object);
+      subject_ = placeOf(object);
       owner_ = ownerOf(object);
       return isDropped(object, {});
     });
@@ -114,11 +103,12 @@ class ChangeFilter {
       return !keep_(
           {subject_, within, change.isOnlyInSource() ? "only in source" : "only in target"});
     std::erase_if(change.attributes, [&](const AttributeChange& one) {
-      return !keep_({subject_, within + ", " + textToken(one.label),
+      return !keep_({subject_, within + placeWithin(one.label),
                      valueToken(one.was) + " -> " + valueToken(one.is)});
     });
-    std::erase_if(change.parts,
-                  [&](Change& part) { return isDropped(part, within + partOf(part, owner_)); });
+    std::erase_if(change.parts, [&](Change& part) {
+      return isDropped(part, within + placeWithin(part, owner_));
+    });
     return change.attributes.empty() && change.parts.empty();
   }
 
@@ -150,6 +140,19 @@ KnownChange readLine(std::string_view text) {
 
 }  // namespace
 
+std::string placeOf(const Change& object) {
+  const std::string word = dashed(rowOf(object.kind).singular);
+  return object.kind == Kind::database ? word : word + " " + textToken(object.name);
+}
+
+std::string placeWithin(const Change& part, const std::string& owner) {
+  const Title title = titleOf(part, owner);
+  const std::string_view word = title.word.empty() ? rowOf(part.kind).singular : title.word;
+  return ", " + dashed(word) + " " + textToken(title.name);
+}
+
+std::string placeWithin(std::string_view label) { return ", " + textToken(label); }
+
 KnownChanges readKnownChanges(std::string_view utf8) {
   return readKnownList<KnownChange>(utf8, readLine);
 }
@@ -161,8 +164,9 @@ ChangeAcceptance accept(std::vector<Change> changes, std::span<const KnownChange
   ChangeFilter filter([&](const WrittenDifference& difference) {
     const KnownChange* one = acceptor.accepting(difference);
     if (one == nullptr) return true;
-    result.accepted.push_back(
-        {difference.exact(), one->reason, one->until ? dateText(*one->until) : ""});
+    result.accepted.push_back({difference.exact(), one->reason,
+                               one->until ? dateText(*one->until) : "", one->kind, one->object,
+                               difference.subject + difference.within});
     return false;
   });
   filter.apply(changes);

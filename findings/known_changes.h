@@ -31,6 +31,12 @@
 
 namespace kelvane::findings {
 
+/// How a difference is known whatever its values are: "table dbo.customer", then for each part
+/// around it ", column phone", then for an attribute ", type".
+std::string placeOf(const inventory::Change& object);
+std::string placeWithin(const inventory::Change& part, const std::string& owner);
+std::string placeWithin(std::string_view label);
+
 struct KnownChange : KnownLine {
   inventory::Kind kind = inventory::Kind::table;
   std::string object;                       ///< with its owner

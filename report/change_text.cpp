@@ -43,7 +43,7 @@ class Block {
   }
 
   void writeChanged(const Change& change, std::u16string title, Place place, std::size_t depth) {
-    const auto [text, rest] = inlineOf(change, place, lines_.colors());
+    const auto [text, label, rest] = inlineOf(change, place, lines_.colors());
     if (!text.empty()) title += u": " + text;
     lines_.write(depth, title);
     for (const ShownChange& one : rest) {

@@ -47,7 +47,7 @@ class ChangeTree {
       node.text += u": " + onlyInLine(part, owner, colors_);
       return node;
     }
-    const auto [text, rest] = inlineOf(part, Place::part, colors_);
+    const auto [text, label, rest] = inlineOf(part, Place::part, colors_);
     if (!text.empty()) node.text += u": " + text;
     for (const ShownChange& one : rest) node.children.push_back({leaf(one)});
     for (const Change& inner : part.parts) node.children.push_back(this->part(inner, owner));

@@ -85,6 +85,7 @@ Inline inlineOf(const Change& change, Place place, Colors colors) {
     ShownChange shown(change.kind, one);
     const bool isBare = one.style == inventory::Style::bare;
     if (result.text.empty() && shown.isShort() && (isBare || isAlone)) {
+      result.label = one.label;
       result.text = (isBare ? u"" : shown.label() + u": ") + shown.line(colors);
     } else {
       result.rest.push_back(std::move(shown));

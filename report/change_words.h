@@ -60,7 +60,8 @@ class ShownChange {
 // What a line with the heading says of a change on both sides: "char(16) null -> int null", "lock:
 // allpages -> datarows".
 struct Inline {
-  std::u16string text;  // empty: nothing
+  std::u16string text;     // empty: nothing
+  std::string_view label;  // of the attribute that the text is about
   std::vector<ShownChange> rest;
 };
 enum class Place { object, part };

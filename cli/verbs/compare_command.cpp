@@ -1,7 +1,9 @@
 #include "cli/verbs/compare_command.h"
 
+#include <chrono>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/screen/figures.h"
@@ -10,6 +12,7 @@
 #include "cli/verbs/comparison.h"
 #include "cli/verbs/published_compare.h"
 #include "cli/verbs/report_output.h"
+#include "cli/verbs/result_output.h"
 #include "cli/words/compare_request.h"
 #include "findings/renames.h"
 #include "report/change_report.h"
@@ -70,11 +73,36 @@ Written report(Comparison& comparison, const ChangeScriptOutput* script,
   return written;
 }
 
+ExitStatus statusOf(const Comparison& comparison) {
+  if (comparison.header().coverage() == Coverage::partial) return kNotProven;
+  return comparison.changes().empty() ? kNoDifference : kDifferences;
+}
+
+Written writeResults(const Comparison& comparison, double seconds, const CompareRequest& request,
+                     const Console& console) {
+  if (request.results.isEmpty()) return Written::all;
+  const std::vector<report::ObjectName> objects = report::objectsOf(comparison.databases().front());
+  ComparedTarget target = comparedTarget(comparison, u"source");
+  target.objects = &objects;
+  target.seconds = seconds;
+  report::CollectedRun run{.reference = comparison.header().source,
+                           .targets = {&target, 1},
+                           .kinds = comparedKinds(comparison.rules()),
+                           .exitStatus = statusOf(comparison)};
+  if (!target.differences.empty()) run.groups.push_back({0});
+  for (const std::size_t side : {1U, 0U}) {
+    const auto locations = locationsOf(comparison.made(side));
+    run.locations.insert(run.locations.end(), locations.begin(), locations.end());
+  }
+  return writeResults(std::move(run), request.results, console);
+}
+
 }  // namespace
 
 ExitStatus runCompare(const Arguments& arguments, const Console& console, const OpenSide& open) {
   const CompareRequest request = parseCompare(arguments);
   if (request.published) return comparePublished(request, console, open);
+  const Stopwatch time;
   Comparison comparison(request, console);
   comparison.read(open);
   comparison.agreeOnRules();
@@ -83,27 +111,29 @@ ExitStatus runCompare(const Arguments& arguments, const Console& console, const 
   const std::vector<std::string> gaps = comparison.header().gaps;
   comparison.noteIncompleteSides();
   comparison.accept();
+  const double seconds = std::chrono::duration<double>(time.elapsed()).count();
   std::optional<ChangeScriptOutput> script;
   Written scripts = Written::all;
   if (request.script) {
-    const Stopwatch time;
+    const Stopwatch scriptTime;
     {
       const Undertaking undertaking = comparing(console);
       script.emplace(request, request.scripting, comparison);
     }
-    tellTime(request, "script made", time, console);
+    tellTime(request, "script made", scriptTime, console);
     scripts = writeScript(*script, *request.script, console);
   }
   const Written reports = report(comparison, script ? &*script : nullptr, request, console);
+  const Written results = writeResults(comparison, seconds, request, console);
   comparison.tellNotes();
   for (const std::string& line : gaps) console.complain(line);
   if (script) tell(*script, console);
-  if (accepts == Written::notAll || scripts == Written::notAll || reports == Written::notAll)
-    return kError;
-  if (comparison.header().coverage() == Coverage::complete)
-    return comparison.changes().empty() ? kNoDifference : kDifferences;
-  console.complain("not everything could be compared: equality is not proven");
-  return kNotProven;
+  for (const Written one : {accepts, scripts, reports, results})
+    if (one == Written::notAll) return kError;
+  const ExitStatus status = statusOf(comparison);
+  if (status == kNotProven)
+    console.complain("not everything could be compared: equality is not proven");
+  return status;
 }
 
 }  // namespace kelvane::cli

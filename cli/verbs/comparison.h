@@ -62,6 +62,10 @@ class Comparison {
   // Of both sides, with those that the comparison leaves out.
   const std::vector<inventory::Role>& rolesRead() const { return rolesRead_; }
   const inventory::Rules& rules() const { return rules_; }
+  // Where scripts of either side made objects, where that was asked for.
+  const std::vector<embedded::MadeObject>& made(std::size_t side) const {
+    return readings_[side].made;
+  }
   const ReportHeader& header() const { return header_; }
   ReportHeader& header() { return header_; }
 

@@ -1,14 +1,17 @@
 #include "cli/verbs/fleet_command.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "cli/screen/written_file.h"
 #include "cli/verbs/fleet_result.h"
 #include "cli/verbs/fleet_run.h"
 #include "cli/verbs/fleet_state.h"
 #include "cli/verbs/report_output.h"
+#include "cli/verbs/result_output.h"
 #include "cli/words/fleet_request.h"
 
 namespace kelvane::cli {
-
 namespace {
 
 Written writeReport(const FleetResult& result, const FleetRequest& request,
@@ -31,6 +34,19 @@ Written writeReport(const FleetResult& result, const FleetRequest& request,
   });
 }
 
+Written writeResults(const FleetResult& result, const FleetRequest& request,
+                     const Console& console) {
+  if (request.results.isEmpty()) return Written::all;
+  report::CollectedRun run{.reference = result.reference,
+                           .isFleet = true,
+                           .targets = result.targets,
+                           .kinds = comparedKinds(request.comparing.inventory),
+                           .locations = locationsOf(result.made),
+                           .exitStatus = result.status()};
+  for (const FleetGroup& group : result.groups()) run.groups.push_back(group.targets);
+  return writeResults(std::move(run), request.results, console);
+}
+
 }  // namespace
 
 ExitStatus runFleet(const Arguments& arguments, const Console& console, const OpenSide& open) {
@@ -38,7 +54,8 @@ ExitStatus runFleet(const Arguments& arguments, const Console& console, const Op
   FleetState before;
   if (request.state) before = FleetState::load(*request.state);
   const FleetResult result = compareFleet(request, console, open);
-  const Written report = writeReport(result, request, console);
+  const Written report =
+      std::max(writeReport(result, request, console), writeResults(result, request, console));
   if (!request.state) return report == Written::notAll ? kError : result.status();
   if (result.wasInterrupted) {
     console.complain("interrupted: '" + *request.state + "' is left as it was");

@@ -17,12 +17,12 @@
 namespace kelvane::cli {
 namespace {
 
-// In the order of FleetOutcome.
+// In the order of Outcome.
 constexpr std::array<std::string_view, 4> kOutcomes{"equal", "differs", "unread", "notBegun"};
 
 constexpr std::size_t kMostNames = 12, kMostLines = 8, kMostObjects = 20;
 
-std::string outcomeOf(const FleetTarget& target) {
+std::string outcomeOf(const ComparedTarget& target) {
   return std::string(kOutcomes[static_cast<std::size_t>(target.outcome)]);
 }
 
@@ -36,7 +36,7 @@ std::string namesOf(const FleetResult& result, const std::vector<std::size_t>& t
   return names;
 }
 
-std::vector<std::size_t> targetsWith(const FleetResult& result, FleetOutcome outcome) {
+std::vector<std::size_t> targetsWith(const FleetResult& result, Outcome outcome) {
   std::vector<std::size_t> targets;
   for (std::size_t at = 0; at < result.targets.size(); ++at) {
     if (result.targets[at].outcome == outcome) targets.push_back(at);
@@ -48,8 +48,8 @@ std::vector<std::size_t> targetsWith(const FleetResult& result, FleetOutcome out
 std::vector<FleetGroup> byCause(const FleetResult& result) {
   std::vector<FleetGroup> groups;
   std::map<std::string, std::size_t> places;
-  for (const std::size_t at : targetsWith(result, FleetOutcome::unread)) {
-    const FleetTarget& target = result.targets[at];
+  for (const std::size_t at : targetsWith(result, Outcome::unread)) {
+    const ComparedTarget& target = result.targets[at];
     std::string key;
     for (const std::string& cause : target.causes)
       key += toUtf8(replaceAll(toUtf16(cause), toUtf16(target.name), u"")) + "\n";
@@ -67,14 +67,14 @@ class Text {
 
   void write() {
     out_ << "reference: " << report::showMessage(result_.reference) << '\n';
-    list(FleetOutcome::equal, "equal");
+    list(Outcome::equal, "equal");
     for (std::size_t at = 0; at < groups_.size(); ++at) writeGroup(at);
     for (const FleetGroup& group : byCause(result_)) {
       head(group.targets, "could not be read");
       for (const std::string& cause : result_.targets[group.targets.front()].causes)
         out_ << "    " << report::showMessage(cause) << '\n';
     }
-    list(FleetOutcome::notBegun, "not begun");
+    list(Outcome::notBegun, "not begun");
     writeMatrix();
     writeNotes();
     writeClosing();
@@ -86,7 +86,7 @@ class Text {
          << counted(targets.size(), "target") << ' ' << what << "\n  " << namesOf(result_, targets)
          << '\n';
   }
-  void list(FleetOutcome outcome, const std::string& what) {
+  void list(Outcome outcome, const std::string& what) {
     const auto targets = targetsWith(result_, outcome);
     if (!targets.empty()) head(targets, what);
   }
@@ -107,12 +107,13 @@ class Text {
   void writeMatrix() {
     if (groups_.size() < 2) return;
     constexpr std::array<std::u16string_view, 3> kSigns{u"-", u"+", u"~"};
-    std::map<std::pair<inventory::Kind, std::string>, std::vector<std::u16string>> rows;
+    std::map<report::ObjectName, std::vector<std::u16string>> rows;
     for (std::size_t at = 0; at < groups_.size(); ++at) {
-      for (const FleetDifference& one : result_.targets[groups_[at].targets.front()].differences) {
-        auto& cells = rows[{one.kind, one.object}];
+      for (const report::Difference& one :
+           result_.targets[groups_[at].targets.front()].differences) {
+        auto& cells = rows[one.object];
         cells.resize(groups_.size());
-        cells[at] = kSigns[static_cast<std::size_t>(one.where)];
+        cells[at] = kSigns[static_cast<std::size_t>(one.side)];
       }
     }
     TextTable table;
@@ -124,7 +125,7 @@ class Text {
     for (auto& [object, cells] : rows) {
       if (left-- == 0) break;
       cells.insert(cells.begin(),
-                   toUtf16(rowOf(object.first).singular) + u" " + shownCell(object.second));
+                   toUtf16(rowOf(object.kind).singular) + u" " + shownCell(object.name));
       table.add(std::move(cells));
     }
     if (rows.size() > kMostObjects)
@@ -138,9 +139,8 @@ class Text {
   void writeNotes() {
     const std::vector<std::string>* first = nullptr;
     std::vector<std::string> common;
-    for (const FleetTarget& target : result_.targets) {
-      if (target.outcome != FleetOutcome::equal && target.outcome != FleetOutcome::differs)
-        continue;
+    for (const ComparedTarget& target : result_.targets) {
+      if (target.outcome != Outcome::equal && target.outcome != Outcome::differs) continue;
       if (std::exchange(first, &target.notes) == nullptr) {
         common = target.notes;
         continue;
@@ -154,9 +154,9 @@ class Text {
   }
 
   void writeClosing() {
-    const std::size_t equal = targetsWith(result_, FleetOutcome::equal).size(),
-                      unread = targetsWith(result_, FleetOutcome::unread).size(),
-                      notBegun = targetsWith(result_, FleetOutcome::notBegun).size();
+    const std::size_t equal = targetsWith(result_, Outcome::equal).size(),
+                      unread = targetsWith(result_, Outcome::unread).size(),
+                      notBegun = targetsWith(result_, Outcome::notBegun).size();
     out_ << '\n' << counted(result_.targets.size(), "target") << ": " << equal << " equal";
     for (const FleetGroup& group : groups_)
       out_ << "; " << group.targets.size() << " with "
@@ -172,24 +172,24 @@ class Text {
   std::vector<FleetGroup> groups_;
 };
 
-std::vector<std::string> linesOf(const FleetTarget& target) {
+std::vector<std::string> linesOf(const ComparedTarget& target) {
   std::vector<std::string> lines;
   lines.reserve(target.differences.size());
-  for (const FleetDifference& one : target.differences) lines.push_back(one.line);
+  for (const report::Difference& one : target.differences) lines.push_back(one.line);
   return lines;
 }
 
 }  // namespace
 
-ExitStatus FleetTarget::status() const {
-  if (outcome == FleetOutcome::equal) return kNoDifference;
-  return outcome == FleetOutcome::differs ? kDifferences : kNotProven;
+ExitStatus statusOf(const ComparedTarget& target) {
+  if (target.outcome == Outcome::equal) return kNoDifference;
+  return target.outcome == Outcome::differs ? kDifferences : kNotProven;
 }
 
 std::vector<FleetGroup> FleetResult::groups() const {
   std::vector<FleetGroup> groups;
   std::map<std::string_view, std::size_t> places;
-  for (const std::size_t at : targetsWith(*this, FleetOutcome::differs)) {
+  for (const std::size_t at : targetsWith(*this, Outcome::differs)) {
     const auto [place, isNew] = places.emplace(targets[at].signature, groups.size());
     if (isNew) groups.emplace_back();
     groups[place->second].targets.push_back(at);
@@ -203,7 +203,7 @@ std::vector<FleetGroup> FleetResult::groups() const {
 ExitStatus FleetResult::status() const {
   const auto has = [this](ExitStatus status) {
     return std::ranges::any_of(
-        targets, [&](const FleetTarget& target) { return target.status() == status; });
+        targets, [&](const ComparedTarget& target) { return statusOf(target) == status; });
   };
   if (wasInterrupted || has(kNotProven)) return kNotProven;
   return has(kDifferences) ? kDifferences : kNoDifference;
@@ -227,11 +227,11 @@ void writeJson(const FleetResult& result, std::ostream& out) {
   writer.key("targets");
   writer.beginArray();
   for (std::size_t at = 0; at < result.targets.size(); ++at) {
-    const FleetTarget& target = result.targets[at];
+    const ComparedTarget& target = result.targets[at];
     writer.beginObject();
     writer.member("target", std::string_view(target.name));
     writer.member("outcome", outcomeOf(target));
-    writer.member("status", static_cast<std::int64_t>(target.status()));
+    writer.member("status", static_cast<std::int64_t>(statusOf(target)));
     if (groupOf.contains(at)) writer.member("group", static_cast<std::int64_t>(groupOf[at]));
     writer.member("causes", target.causes);
     writer.member("notes", target.notes);

@@ -4,43 +4,22 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
+#include <list>
 #include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include "cli/screen/console.h"
-#include "inventory/kinds.h"
+#include "drivers/embedded/made_object.h"
+#include "report/compared_target.h"
 
 namespace kelvane::cli {
 
-enum class FleetOutcome : std::uint8_t {
-  equal,
-  differs,
-  unread,    // not, or not to its end
-  notBegun,  // after Ctrl-C, or after another one with --fail-fast
-};
+using report::ComparedTarget;
+using report::Outcome;
 
-// A difference in a line, and the object whose it is.
-struct FleetDifference {
-  inventory::Kind kind;
-  std::string object, line;
-  enum class Where : std::uint8_t { reference, target, both } where;
-};
-
-struct FleetTarget {
-  std::string name;
-  FleetOutcome outcome = FleetOutcome::notBegun;
-  std::vector<std::string> causes = {};           // of FleetOutcome::unread, a line each
-  std::vector<std::string> notes = {};            // what was left out, a line each
-  std::vector<FleetDifference> differences = {};  // of what was read
-  // The same of targets with the same differences, to the last letter of each definition.
-  std::string signature = {};
-  double seconds = 0;
-
-  ExitStatus status() const;
-};
+ExitStatus statusOf(const ComparedTarget& target);
 
 struct FleetGroup {
   std::vector<std::size_t> targets;  // places in FleetResult::targets
@@ -48,8 +27,10 @@ struct FleetGroup {
 
 struct FleetResult {
   std::string reference;
-  std::vector<FleetTarget> targets;  // as on the command line
+  std::vector<ComparedTarget> targets;  // as on the command line
   bool wasInterrupted = false;
+  std::list<std::vector<report::ObjectName>> objects = {};  // what ComparedTarget::objects are
+  std::vector<embedded::MadeObject> made = {};  // by scripts of the reference, where asked for
 
   // Those that differ, by what differs: the largest first.
   std::vector<FleetGroup> groups() const;

@@ -21,10 +21,11 @@
 #include "cli/sides/snapshot_file.h"
 #include "cli/verbs/comparison.h"
 #include "cli/verbs/known_file.h"
+#include "cli/verbs/result_output.h"
 #include "findings/known_changes.h"
 #include "model/text.h"
-#include "report/change_lines.h"
 #include "report/change_report.h"
+#include "report/compared_target.h"
 
 namespace kelvane::cli {
 namespace {
@@ -44,20 +45,6 @@ std::u16string serverOf(const Place& place) {
     key += u"\n" + foldCase(server->address.find(keywords).value_or(u""));
   }
   return key;
-}
-
-FleetDifference::Where whereOf(const inventory::Change& change) {
-  using enum FleetDifference::Where;
-  return change.isOnlyInSource() ? reference : change.isOnlyInTarget() ? target : both;
-}
-
-std::vector<FleetDifference> differencesOf(const Comparison::Changes& changes) {
-  std::vector<FleetDifference> all;
-  for (const inventory::Change& change : changes) {
-    for (const std::u16string& line : report::linesOf(change, u"reference"))
-      all.push_back({change.kind, change.name, toUtf8(line), whereOf(change)});
-  }
-  return all;
 }
 
 // All that differs, whoever the target is.
@@ -134,6 +121,7 @@ class FleetRun {
     ReadingWish wanted = wish();
     wanted.trace = request_.comparing.trace;
     read_ = std::move(readDatabases({{"reference", reference_}}, wanted, console_, open_).front());
+    result_.made = read_.made;
     if (!read_.wasRead) throw CommandError(gapsOf(read_, read_.database));
   }
 
@@ -159,14 +147,14 @@ class FleetRun {
   void work() {
     while (const auto at = next()) {
       const Stopwatch time;
-      FleetTarget target{.name = result_.targets[*at].name};
+      ComparedTarget target{.name = result_.targets[*at].name};
       examine(*at, target);
       target.seconds = std::chrono::duration<double>(time.elapsed()).count();
       const std::scoped_lock lock(mutex_);
       --busy_[jobs_[*at].server];
       jobs_[*at].end.reset();
       ++done_;
-      if (request_.failsFast && target.outcome != FleetOutcome::equal) isOver_ = true;
+      if (request_.failsFast && target.outcome != Outcome::equal) isOver_ = true;
       result_.targets[*at] = std::move(target);
       changed_.notify_all();
     }
@@ -175,7 +163,7 @@ class FleetRun {
     changed_.notify_all();
   }
 
-  void examine(std::size_t at, FleetTarget& target) {
+  void examine(std::size_t at, ComparedTarget& target) {
     try {
       DatabaseReading reading = readTarget(at, target.name);
       if (reading.wasRead) return compare(std::move(reading), target);
@@ -187,7 +175,7 @@ class FleetRun {
     } catch (const std::exception& error) {
       target.causes = {error.what()};
     }
-    target.outcome = FleetOutcome::unread;
+    target.outcome = Outcome::unread;
     const std::scoped_lock lock(mutex_);
     if (jobs_[at].isLate)
       target.causes = {"not read within " + std::to_string(request_.targetLimit->count()) +
@@ -226,7 +214,7 @@ class FleetRun {
     return reading;
   }
 
-  void compare(DatabaseReading reading, FleetTarget& target) {
+  void compare(DatabaseReading reading, ComparedTarget& target) {
     CompareRequest request = request_.comparing;
     request.shown = {result_.reference, target.name};
     std::ostringstream complaints;
@@ -237,14 +225,20 @@ class FleetRun {
     comparison.findChanges();
     comparison.noteIncompleteSides();
     comparison.accept();
-    target.notes = comparison.header().notes;
-    target.causes = comparison.header().gaps;
-    target.differences = differencesOf(comparison.changes());
+    const std::string name = std::exchange(target.name, {});
+    target = comparedTarget(comparison, u"reference");
+    target.name = name;
     target.signature = signatureOf(comparison.changes());
-    if (!target.causes.empty())
-      target.outcome = FleetOutcome::unread;
-    else
-      target.outcome = comparison.changes().empty() ? FleetOutcome::equal : FleetOutcome::differs;
+    target.objects = kept(report::objectsOf(comparison.databases().front()));
+  }
+
+  // Most targets have the same ones.
+  const std::vector<report::ObjectName>* kept(std::vector<report::ObjectName> objects) {
+    if (request_.results.isEmpty()) return nullptr;
+    const std::scoped_lock lock(mutex_);
+    const auto found = std::ranges::find(result_.objects, objects);
+    return found != result_.objects.end() ? &*found
+                                          : &result_.objects.emplace_back(std::move(objects));
   }
 
   // Shows how far it is, and ends what takes too long.

@@ -109,19 +109,19 @@ void FleetState::write(std::ostream& out) const {
 
 FleetState stateAfter(const FleetState& before, const FleetResult& result) {
   FleetState after;
-  for (const FleetTarget& target : result.targets) {
+  for (const ComparedTarget& target : result.targets) {
     const auto known = before.targets.find(target.name);
-    if (target.outcome == FleetOutcome::notBegun) {
+    if (target.outcome == Outcome::notBegun) {
       if (known != before.targets.end()) after.targets.insert(*known);
       continue;
     }
     FleetState::Target& now = after.targets[target.name];
-    if (target.outcome == FleetOutcome::unread) {
+    if (target.outcome == Outcome::unread) {
       if (known != before.targets.end()) now = known->second;
       now.causes = target.causes;
       continue;
     }
-    for (const FleetDifference& one : target.differences) now.differences.push_back(one.line);
+    for (const report::Difference& one : target.differences) now.differences.push_back(one.line);
     if (!now.differences.empty()) now.digest = digestOf(target.signature);
   }
   return after;
@@ -137,7 +137,7 @@ ExitStatus writeNews(const FleetState& before, const FleetState& after, const Fl
     if (isNew) groups.emplace_back(std::move(lines), std::vector<std::string>());
     groups[place->second].second.push_back(name);
   };
-  for (const FleetTarget& target : result.targets) {
+  for (const ComparedTarget& target : result.targets) {
     const auto now = after.targets.find(target.name);
     if (now == after.targets.end()) continue;
     const auto known = before.targets.find(target.name);
@@ -149,7 +149,7 @@ ExitStatus writeNews(const FleetState& before, const FleetState& after, const Fl
   }
   for (const auto& [name, known] : before.targets) {
     const bool isThere =
-        std::ranges::find(result.targets, name, &FleetTarget::name) != result.targets.end();
+        std::ranges::find(result.targets, name, &ComparedTarget::name) != result.targets.end();
     if (!isThere) add(name, {"no longer among the targets"});
   }
   if (groups.empty()) return status;

@@ -143,6 +143,18 @@ void setScript(CompareRequest& request, const Arguments& arguments) {
   request.readsWholeTarget = request.scripting.isTried;
 }
 
+void setResults(CompareRequest& request, const Arguments& arguments) {
+  request.results = resultFiles(arguments);
+  if (request.published && !request.results.isEmpty())
+    for (const std::string_view option : kResultFiles)
+      if (arguments.has(option))
+        throw UsageError(arguments.called(option) + " cannot be combined with --published");
+  if (!request.results.sarif) return;
+  for (Place& place : request.places) {
+    if (auto* scripts = std::get_if<ScriptPlace>(&place)) scripts->settings.listMade = true;
+  }
+}
+
 }  // namespace
 
 std::vector<OptionFamily> compareOptions() {
@@ -152,6 +164,7 @@ std::vector<OptionFamily> compareOptions() {
           {"Comparing", kRules, Elsewhere::environments},
           switchOptions(),
           {"Reports", kReports},
+          resultFileOptions(),
           {"The script", kScripts},
           readingOptions()};
 }
@@ -198,8 +211,10 @@ CompareRequest parseCompare(const Arguments& arguments) {
   }
   request.coloring = choiceOf<kColorings>(arguments, kColor, Coloring::onTerminal);
   request.writeAccept = arguments.value(kWriteAccept);
+  setResults(request, arguments);
   refuseOverwriting(arguments, request.places,
-                    {.written = {kTrace, kOutput, kHtml, kJson, kTree, kScript, kWriteAccept},
+                    {.written = {kTrace, kOutput, kHtml, kJson, kTree, kScript, kWriteAccept,
+                                 kJunit, kMarkdown, kOpenMetrics, kSarif},
                      .read = kAccept,
                      .updates = kWriteAccept});
   return request;

@@ -12,6 +12,7 @@
 
 #include "cli/words/arguments.h"
 #include "cli/words/place.h"
+#include "cli/words/result_files.h"
 #include "cli/words/script_request.h"
 #include "cli/words/selection.h"
 #include "inventory/compare/compare.h"
@@ -57,6 +58,7 @@ struct CompareRequest {
   std::optional<std::string> accept = {}, writeAccept = {};  // files of known differences
   std::optional<std::string> script = {};  // file that gets what makes the target like the source
   ScriptRequest scripting = {};
+  ResultFiles results = {};
 };
 
 std::vector<OptionFamily> compareOptions();

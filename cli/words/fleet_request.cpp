@@ -45,6 +45,7 @@ std::vector<OptionFamily> fleetOptions() {
   std::vector<OptionFamily> families = comparingOptions();
   families.push_back({"The targets", kRunning});
   families.push_back({"Reports", kReports});
+  families.push_back(resultFileOptions());
   families.push_back(readingOptions());
   return families;
 }
@@ -66,6 +67,7 @@ FleetRequest fleetRequest(const Arguments& arguments) {
       .comparing = comparingRequest(arguments),
       .targetLimit = {},
       .output = arguments.value(kOutput),
+      .results = resultFiles(arguments),
       .state = arguments.value(kState)};
   for (const std::string& operand : operands.subspan(first)) {
     FleetPlace target = fleetPlace(arguments, {operand}, settings);
@@ -77,11 +79,15 @@ FleetRequest fleetRequest(const Arguments& arguments) {
     request.jobs = static_cast<std::size_t>(*jobs);
   if (const auto limit = numberOf(arguments, kTargetLimit, 1))
     request.targetLimit = std::chrono::seconds(*limit);
+  if (auto* scripts = std::get_if<ScriptPlace>(&request.reference.place))
+    scripts->settings.listMade = request.results.sarif.has_value();
   request.failsFast = arguments.has(kFailFast);
   request.format = choiceOf<kFormats>(arguments, kFormat, FleetFormat::text);
   std::vector<Place> places{request.reference.place};
   for (const FleetPlace& target : request.targets) places.push_back(target.place);
-  refuseOverwriting(arguments, places, {.written = {kTrace, kOutput, kState}});
+  refuseOverwriting(
+      arguments, places,
+      {.written = {kTrace, kOutput, kState, kJunit, kMarkdown, kOpenMetrics, kSarif}});
   return request;
 }
 

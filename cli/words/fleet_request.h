@@ -12,6 +12,7 @@
 #include "cli/words/arguments.h"
 #include "cli/words/compare_request.h"
 #include "cli/words/place.h"
+#include "cli/words/result_files.h"
 
 namespace kelvane::cli {
 
@@ -31,6 +32,7 @@ struct FleetRequest {
   bool failsFast = false;
   FleetFormat format = FleetFormat::text;
   std::optional<std::string> output;
+  ResultFiles results;
   std::optional<std::string> state;  // the file that keeps what was found
 };
 

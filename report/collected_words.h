@@ -1,0 +1,30 @@
+// What the formats of collected_reports.h say alike.
+//
+// Lifetime: results own what they hold, or refer to the target where said. Threading: free
+// functions without state.
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "report/compared_target.h"
+
+namespace kelvane::report {
+
+// "table dbo.t"; "database"
+std::string titleOf(const ObjectName& object);
+
+// The differences of each object that has some; they refer to the target.
+using DifferencesByObject = std::map<ObjectName, std::vector<const Difference*>>;
+DifferencesByObject byObject(const ComparedTarget& target);
+
+// "2 differences", "equal", "could not be read", "not begun"
+std::string resultOf(const ComparedTarget& target);
+
+// For texts and attributes of XML and HTML: '<', '>', '&' and '"' are escaped. What cannot be seen
+// is shown first, as showMessage does, and so is what XML does not allow.
+std::string markupText(std::string_view utf8);
+
+}  // namespace kelvane::report
