@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "inventory/compare/titles.h"
+#include "report/change_parts.h"
 #include "report/change_report.h"
 #include "report/change_words.h"
 #include "report/json_report.h"
@@ -18,7 +19,7 @@ constexpr int kFormat = 2;
 
 class ChangeJson {
  public:
-  explicit ChangeJson(std::ostream& out) : json_(out) {}
+  explicit ChangeJson(JsonWriter& json) : json_(json) {}
 
   void write(const std::vector<Change>& changes, const ReportHeader& header) {
     json_.beginObject();
@@ -31,6 +32,12 @@ class ChangeJson {
     json_.key("changes");
     writeChanges(changes);
     json_.endObject();
+  }
+
+  void writeChanges(const std::vector<Change>& changes) {
+    json_.beginArray();
+    for (const Change& change : changes) writeChange(change);
+    json_.endArray();
   }
 
  private:
@@ -78,12 +85,6 @@ class ChangeJson {
     json_.member("changed", counts.differ);
   }
 
-  void writeChanges(const std::vector<Change>& changes) {
-    json_.beginArray();
-    for (const Change& change : changes) writeChange(change);
-    json_.endArray();
-  }
-
   void writeChange(const Change& change) {
     const auto side = sideOf(change);
     json_.beginObject();
@@ -123,15 +124,21 @@ class ChangeJson {
     if (!text.empty()) json_.member(name, std::string_view(text));
   }
 
-  JsonWriter json_;
+  JsonWriter& json_;
 };
 
 }  // namespace
+
+void writeJsonChanges(const std::vector<Change>& changes, JsonWriter& json) {
+  ChangeJson(json).writeChanges(changes);
+}
+
 }  // namespace report
 
 void writeJsonReport(const std::vector<inventory::Change>& changes, const ReportHeader& header,
                      std::ostream& out) {
-  report::ChangeJson(out).write(changes, header);
+  JsonWriter json(out);
+  report::ChangeJson(json).write(changes, header);
 }
 
 }  // namespace kelvane

@@ -3,6 +3,7 @@
 
 #include "inventory/compare/titles.h"
 #include "model/text.h"
+#include "report/change_parts.h"
 #include "report/change_report.h"
 #include "report/change_words.h"
 #include "report/renames.h"
@@ -62,6 +63,11 @@ class Block {
 };
 
 }  // namespace
+
+void writeObjects(const std::vector<Change>& changes, const RenameIndex& renames, Lines& lines) {
+  for (const Change& object : changes) Block(object, lines).write(object, renames);
+}
+
 }  // namespace report
 
 void writeTextReport(const std::vector<inventory::Change>& changes, const ReportHeader& header,
@@ -69,9 +75,7 @@ void writeTextReport(const std::vector<inventory::Change>& changes, const Report
   report::Lines lines(out, colors);
   lines.write(0, report::sidesLine(header, colors));
   lines.write(0, u"");
-  const RenameIndex renames(header.renames);
-  for (const inventory::Change& object : changes)
-    report::Block(object, lines).write(object, renames);
+  report::writeObjects(changes, RenameIndex(header.renames), lines);
   lines.write(0, report::closingLine(report::talliesOf(changes), header));
 }
 

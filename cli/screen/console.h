@@ -21,6 +21,7 @@ enum ExitStatus : int {
   kDifferences = 1,
   kError = 2,
   kNotProven = 3,  // something could not be read: equality is not proven
+  kConflicts = 4,  // of three ways: both sides changed the same thing, each in its own way
 };
 
 // What keeps a command from going on: each line is a complaint of its own (UTF-8).

@@ -140,7 +140,8 @@ ChangeScriptOutput::ChangeScriptOutput(const CompareRequest& request, const Scri
   const auto& [source, target] = comparison_.databases();
   // Without a release the embedded catalog takes the statements of all of them.
   if (!target.server.embedded) options_.release = releaseOf(target.server);
-  options_.isWhole = request.selection.takesAll() && request.leftOut.empty() && !request.accept;
+  options_.isWhole = request.selection.takesAll() && request.leftOut.empty() && !request.accept &&
+                     !comparison.hasSetAside();
   script_ = plan(source, target, comparison_.changes(), options_);
   if (wanted.isTried) tryOut();
 }
@@ -202,7 +203,8 @@ std::vector<std::string> ChangeScriptOutput::summary() const {
   lines.push_back(counted(script_));
   if (isProved()) {
     lines.push_back(std::string("proved: after this script nothing differs") +
-                    (request_.accept ? " but what is accepted" : ""));
+                    (request_.accept ? " but what is accepted" : "") +
+                    (comparison_.hasSetAside() ? "; what the target has changed stays" : ""));
   } else if (isTried_) {
     lines.emplace_back("tried: after this script this is left:");
     for (const std::string& line : linesOf(left_)) lines.push_back("  " + line);

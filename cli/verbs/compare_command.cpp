@@ -13,6 +13,7 @@
 #include "cli/verbs/published_compare.h"
 #include "cli/verbs/report_output.h"
 #include "cli/verbs/result_output.h"
+#include "cli/verbs/three_ways.h"
 #include "cli/words/compare_request.h"
 #include "findings/renames.h"
 #include "report/change_report.h"
@@ -102,6 +103,7 @@ Written writeResults(const Comparison& comparison, double seconds, const Compare
 ExitStatus runCompare(const Arguments& arguments, const Console& console, const OpenSide& open) {
   const CompareRequest request = parseCompare(arguments);
   if (request.published) return comparePublished(request, console, open);
+  if (request.base) return compareThreeWays(request, console, open);
   const Stopwatch time;
   Comparison comparison(request, console);
   comparison.read(open);

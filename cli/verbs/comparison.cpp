@@ -4,6 +4,7 @@
 #include <set>
 
 #include "cli/screen/figures.h"
+#include "findings/three_ways.h"
 #include "inventory/gaps.h"
 #include "inventory/roles.h"
 #include "inventory/shown.h"
@@ -139,10 +140,10 @@ bool isReadInFull(const std::vector<DatabaseReading>& readings) {
 }
 
 // Takes out of both databases what the patterns leave out, and notes it. Throws CommandError where
-// an include leaves nothing.
+// an include leaves nothing; says nothing without a console.
 void select(const CompareRequest& request, CaseMode mode, bool isProven,
             const std::vector<DatabaseReading>& readings, std::array<Database, 2>& databases,
-            const Console& console, ReportHeader& header) {
+            const Console* console, ReportHeader& header) {
   if (request.selection.takesAll()) return;
   std::array<Selection::Tally, 2> tallies;
   for (std::size_t side = 0; side < 2; ++side) {
@@ -153,12 +154,13 @@ void select(const CompareRequest& request, CaseMode mode, bool isProven,
   header.notes.push_back("Left out by patterns: " + counted(tallies[0].leftOut, "object") +
                          " of the source, " + counted(tallies[1].leftOut, "object") +
                          " of the target");
+  if (console == nullptr) return;
   const std::array<const Selection::Tally*, 2> both{&tallies[0], &tallies[1]};
   const Selection::Unmatched unmatched = request.selection.unmatched(
       both, [&](inventory::Kind kind) { return request.inventory.compares(rowOf(kind).family); });
   if (isProven && !unmatched.errors.empty()) throw CommandError(unmatched.errors);
   for (const auto* lines : {&unmatched.errors, &unmatched.others})
-    for (const std::string& line : *lines) console.complain(line);
+    for (const std::string& line : *lines) console->complain(line);
 }
 
 // Where one side was not read to its end, or lacks what everything else refers to, what the other
@@ -198,15 +200,7 @@ bool isChosen(inventory::Kind kind, std::string_view object, const CompareReques
 
 void Comparison::read(const OpenSide& open) {
   known_ = loadKnownFiles<findings::KnownChange>(request_, findings::readKnownChanges);
-  std::vector<DatabaseReading> readings = readDatabases(
-      {{kSideNames[0], request_.places[0]}, {kSideNames[1], request_.places[1]}},
-      {.rowCounts =
-           request_.countsRows || request_.inventory.compares(inventory::Family::rowCounts),
-       .trace = request_.trace,
-       .selection = &request_.selection,
-       .whole = request_.readsWholeTarget ? std::optional<std::size_t>(1) : std::nullopt},
-      console_, open);
-  takeRead(std::move(readings));
+  takeRead(readSides(request_, console_, open));
 }
 
 void Comparison::take(DatabaseReading source, DatabaseReading target) {
@@ -238,7 +232,7 @@ void Comparison::rename(const std::vector<change_script::Rename>& hints) {
   }
 }
 
-void Comparison::agreeOnRules() {
+void Comparison::agreeOnRules(Unmatched unmatched) {
   const bool ignoresCase = request_.rules.ignoreCase ||
                            (databases_[0].server.ignoresCase && databases_[1].server.ignoresCase);
   rules_.names = ignoresCase ? CaseMode::ignore : CaseMode::exact;
@@ -257,7 +251,8 @@ void Comparison::agreeOnRules() {
     if (!asRead_) asRead_ = databases_[1];
   }
   if (!header_.nothingCompared)
-    select(request_, rules_.names, isProven_, readings_, databases_, console_, header_);
+    select(request_, rules_.names, isProven_, readings_, databases_,
+           unmatched == Unmatched::complain ? &console_ : nullptr, header_);
   noteGaps();
   for (const auto& row : inventory::kFamilies) {
     if (!row.word.empty() && rules_.compares(row.family)) header_.switches.emplace_back(row.word);
@@ -329,8 +324,14 @@ void Comparison::accept() {
 }
 
 Comparison::Changes Comparison::withoutAccepted(Changes changes) const {
+  if (!aside_.empty()) changes = findings::without(std::move(changes), aside_, rules_.names);
   if (!request_.accept) return changes;
   return findings::accept(std::move(changes), known_.accepted.known, today()).rest;
+}
+
+void Comparison::setAside(Changes others, Changes rest) {
+  aside_ = std::move(others);
+  changes_ = std::move(rest);
 }
 
 void Comparison::tellNotes() const {
@@ -349,6 +350,20 @@ bool Comparison::couldFind(const findings::KnownChange& known) const {
   const bool isText = known.label == "definition" || known.label == "condition";
   return isProven_ && findings::isCompared(known, rules_.compared) && !(ignoresText && isText) &&
          isChosen(known.kind, known.object, request_, rules_.names);
+}
+
+ReadingWish wishOf(const CompareRequest& request) {
+  return {
+      .rowCounts = request.countsRows || request.inventory.compares(inventory::Family::rowCounts),
+      .trace = request.trace,
+      .selection = &request.selection,
+      .whole = request.readsWholeTarget ? std::optional<std::size_t>(1) : std::nullopt};
+}
+
+std::vector<DatabaseReading> readSides(const CompareRequest& request, const Console& console,
+                                       const OpenSide& open) {
+  return readDatabases({{kSideNames[0], request.places[0]}, {kSideNames[1], request.places[1]}},
+                       wishOf(request), console, open);
 }
 
 void tellTime(const CompareRequest& request, std::string_view what, const Stopwatch& time,

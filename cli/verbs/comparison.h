@@ -39,7 +39,8 @@ class Comparison {
   void rename(const std::vector<change_script::Rename>& hints);
   // What both sides tell, and as their servers compare names. Throws CommandError for patterns that
   // leave nothing.
-  void agreeOnRules();
+  enum class Unmatched { complain, ignore };  // patterns that match nothing
+  void agreeOnRules(Unmatched unmatched = Unmatched::complain);
   void compare();
   // The same where somebody else hears of signals.
   void findChanges() { changes_ = inventory::compare(databases_[0], databases_[1], rules_); }
@@ -47,8 +48,11 @@ class Comparison {
   // Is known of scripts alone, whose complaints have been heard.
   void noteIncompleteSides();
   void accept();
-  // Those of other databases that are not accepted either.
+  // Those of other databases that are not accepted, nor set aside.
   Changes withoutAccepted(Changes changes) const;
+  // Goes on with some of the changes. The others are no business of a script.
+  void setAside(Changes others, Changes rest);
+  bool hasSetAside() const { return !aside_.empty(); }
   void tellNotes() const;
 
   const Changes& changes() const { return changes_; }
@@ -87,8 +91,14 @@ class Comparison {
   std::optional<inventory::Database> asRead_;  // the target, where it has other names or objects
   std::optional<inventory::Database> beforeSelection_;
   std::vector<inventory::Role> rolesRead_;
-  Changes changes_;
+  Changes changes_, aside_;
 };
+
+// Both sides of a request. Throws CommandError.
+std::vector<DatabaseReading> readSides(const CompareRequest& request, const Console& console,
+                                       const OpenSide& open);
+// What of a side is read for it.
+ReadingWish wishOf(const CompareRequest& request);
 
 // "compared in 1.2 s", with -v.
 void tellTime(const CompareRequest& request, std::string_view what, const Stopwatch& time,

@@ -27,7 +27,7 @@ inline constexpr std::string_view kPattern = "PATTERN", kTablePattern = "TABLES"
                                   kDangerWord = "CLASS", kHint = "OLD=NEW",
                                   kTableKey = "TABLE=COLUMNS", kColumnPatterns = "COLUMNS",
                                   kTolerated = "COLUMN=AMOUNT", kCondition = "CONDITION",
-                                  kStatement = "SELECT";
+                                  kStatement = "SELECT", kSide = "SIDE";
 inline constexpr std::string_view kNumber = "N", kRelease = "RELEASE", kSeconds = "SECONDS";
 
 struct Option {

@@ -12,8 +12,8 @@
 namespace kelvane::cli {
 namespace {
 
-constexpr std::string_view kAccept = "--accept", kColor = "--color", kFormat = "--format",
-                           kHtml = "--html", kIgnoreCase = "--ignore-case",
+constexpr std::string_view kAccept = "--accept", kBase = "--base", kColor = "--color",
+                           kFormat = "--format", kHtml = "--html", kIgnoreCase = "--ignore-case",
                            kIgnoreComments = "--ignore-comments",
                            kIgnoreDefinitionCase = "--ignore-definition-case",
                            kIgnoreLineBreaks = "--ignore-line-breaks",
@@ -76,6 +76,9 @@ constexpr auto kReports = std::to_array<Option>({
     {kTree, kFile, "also write the tree of differences"},
 });
 
+constexpr auto kWays = std::to_array<Option>({
+    {kBase, kSide, "what both sides come from: says of each difference which side made it"},
+});
 constexpr auto kScripts = std::to_array<Option>({
     {kScript, kFile, "also write T-SQL that makes the target like the source; see kelvane script"},
     {kAllow, kDangerWord, "with --script, do steps that may take something away too"},
@@ -143,6 +146,23 @@ void setScript(CompareRequest& request, const Arguments& arguments) {
   request.readsWholeTarget = request.scripting.isTried;
 }
 
+// The database that both come from.
+void setBase(CompareRequest& request, const Arguments& arguments) {
+  const auto base = arguments.value(kBase);
+  if (!base) return;
+  for (const std::string_view option :
+       {kPublished, kHtml, kTree, kSummary, kWriteAccept, kJunit, kMarkdown, kOpenMetrics, kSarif})
+    if (arguments.has(option))
+      throw UsageError(arguments.called(option) + " cannot be combined with --base");
+  for (const Output& output : request.outputs) {
+    if (output.format != Format::text && output.format != Format::json)
+      throw UsageError("with --base a report is text or json");
+  }
+  constexpr SideOptions kNone{};
+  request.base = placeOf(arguments, {*base}, kNone, readingSettings(arguments));
+  request.shownBase = nameOf(*request.base, {*base});
+}
+
 void setResults(CompareRequest& request, const Arguments& arguments) {
   request.results = resultFiles(arguments);
   if (request.published && !request.results.isEmpty())
@@ -159,6 +179,7 @@ void setResults(CompareRequest& request, const Arguments& arguments) {
 
 std::vector<OptionFamily> compareOptions() {
   return {twoSidesOptions(),
+          {"Three ways", kWays, Elsewhere::nowhere},
           {"Choosing objects", kSelecting, Elsewhere::environments},
           {"Known differences", kAccepting},
           {"Comparing", kRules, Elsewhere::environments},
@@ -212,7 +233,10 @@ CompareRequest parseCompare(const Arguments& arguments) {
   request.coloring = choiceOf<kColorings>(arguments, kColor, Coloring::onTerminal);
   request.writeAccept = arguments.value(kWriteAccept);
   setResults(request, arguments);
-  refuseOverwriting(arguments, request.places,
+  setBase(request, arguments);
+  std::vector<Place> places(request.places.begin(), request.places.end());
+  if (request.base) places.push_back(*request.base);
+  refuseOverwriting(arguments, places,
                     {.written = {kTrace, kOutput, kHtml, kJson, kTree, kScript, kWriteAccept,
                                  kJunit, kMarkdown, kOpenMetrics, kSarif},
                      .read = kAccept,

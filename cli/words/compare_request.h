@@ -59,6 +59,8 @@ struct CompareRequest {
   std::optional<std::string> script = {};  // file that gets what makes the target like the source
   ScriptRequest scripting = {};
   ResultFiles results = {};
+  std::optional<Place> base = {};  // what both come from
+  std::string shownBase = {};
 };
 
 std::vector<OptionFamily> compareOptions();

@@ -94,12 +94,18 @@ void join(const Settings& more, const Verb& verb, Settings& all) {
   }
 }
 
-// The operands that name a side.
-std::span<const std::string> sidesOf(const CommandLine& line, const Verb& verb) {
-  const std::span<const std::string> all = line.operands;
-  if (verb.sides == Sides::two || verb.sides == Sides::many) return all;
-  if (find(line.settings, kOneSide.server) != nullptr || all.empty()) return {};
-  return all.first(line.parting.value_or(1));
+// The operands, and values of options, that name a side.
+std::vector<std::string> sidesOf(const CommandLine& line, const Verb& verb) {
+  std::vector<std::string> sides = line.operands;
+  if (verb.sides != Sides::two && verb.sides != Sides::many) {
+    if (find(line.settings, kOneSide.server) != nullptr || sides.empty()) return {};
+    sides.resize(line.parting.value_or(1));
+  }
+  for (const Option* option : optionsOf(verb, Elsewhere::nowhere)) {
+    const Setting* const setting = find(line.settings, option->name);
+    if (option->value == kSide && setting != nullptr) sides.push_back(setting->values.back());
+  }
+  return sides;
 }
 
 // Of a shell's command, but for empty ones. Throws UsageError where it fails.
