@@ -54,6 +54,20 @@ bool addTexts(const Folder& folder, std::vector<embedded::ScriptText>& texts) {
 
 }  // namespace
 
+std::vector<embedded::ScriptText> inRunningOrder(std::vector<embedded::ScriptText> texts) {
+  const bool isAnyOfDdl = std::ranges::any_of(texts, [](const embedded::ScriptText& one) {
+    return one.text.starts_with(inventory::kFileMark);
+  });
+  if (!isAnyOfDdl) return texts;
+  std::vector<std::string> contents;
+  contents.reserve(texts.size());
+  for (embedded::ScriptText& one : texts) contents.push_back(std::move(one.text));
+  std::vector<embedded::ScriptText> ordered;
+  for (inventory::FilePart& part : inventory::inRunningOrder(contents, false))
+    ordered.push_back({texts[part.file].name, std::move(part.text)});
+  return ordered;
+}
+
 std::optional<std::vector<embedded::ScriptText>> textsInOrder(std::span<const fs::path> places) {
   std::vector<Folder> folders;
   folders.reserve(places.size());

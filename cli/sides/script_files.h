@@ -17,4 +17,7 @@ namespace kelvane::cli {
 std::optional<std::vector<embedded::ScriptText>> textsInOrder(
     std::span<const std::filesystem::path> places);
 
+// The scripts of one folder, sorted by their paths: as they are, but for a folder of kelvane ddl.
+std::vector<embedded::ScriptText> inRunningOrder(std::vector<embedded::ScriptText> texts);
+
 }  // namespace kelvane::cli

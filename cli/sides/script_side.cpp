@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "cli/screen/figures.h"
+#include "cli/sides/git_scripts.h"
 #include "cli/sides/script_files.h"
 #include "cli/sides/side.h"
 #include "drivers/embedded/connection.h"
@@ -105,6 +106,11 @@ class LoadWatch {
   Stopwatch time_, shown_;
 };
 
+std::optional<std::string> revisionOf(const ScriptPlace& place) {
+  if (!place.revision || !place.ancestorWith) return place.revision;
+  return mergeBaseOf(*place.revision, *place.ancestorWith, place.paths.front());
+}
+
 }  // namespace
 
 std::unique_ptr<Side> openScripts(const ScriptPlace& place, const Console& console) {
@@ -116,9 +122,11 @@ std::unique_ptr<Side> openScripts(const ScriptPlace& place, const Console& conso
       .listIgnored = place.settings.verbose,
       .listMade = place.settings.listMade,
       .progress = [&](const embedded::LoadProgress& progress) { watch.at(progress); }};
-  const auto texts = textsInOrder(paths);
-  const embedded::LoadReport report = texts ? embedded::loadTexts(catalog, *texts, options)
-                                            : embedded::loadFiles(catalog, paths, options);
+  const std::optional<std::string> revision = revisionOf(place);
+  const auto texts = revision ? std::optional(scriptsOfRevision(*revision, place.paths, console))
+                              : textsInOrder(paths);
+  embedded::LoadReport report = texts ? embedded::loadTexts(catalog, *texts, options)
+                                      : embedded::loadFiles(catalog, paths, options);
   watch.tell();
   if (place.settings.verbose) {
     for (const auto& note : report.notes) console.complain(note.describe());
@@ -131,6 +139,10 @@ std::unique_ptr<Side> openScripts(const ScriptPlace& place, const Console& conso
   for (const std::string& line : lines) console.complain(line);
   for (const auto& transaction : report.undone) console.complain(transaction.describe());
   chooseDatabase(catalog, place);
+  if (revision) {
+    // Paths from the root of the repository.
+    for (embedded::MadeObject& one : report.made) one.file.erase(0, revision->size() + 1);
+  }
   return std::make_unique<ScriptSide>(std::move(catalog), report);
 }
 

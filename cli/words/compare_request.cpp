@@ -13,8 +13,8 @@ namespace kelvane::cli {
 namespace {
 
 constexpr std::string_view kAccept = "--accept", kBase = "--base", kColor = "--color",
-                           kFormat = "--format", kHtml = "--html", kIgnoreCase = "--ignore-case",
-                           kIgnoreComments = "--ignore-comments",
+                           kFormat = "--format", kGit = "--git", kHtml = "--html",
+                           kIgnoreCase = "--ignore-case", kIgnoreComments = "--ignore-comments",
                            kIgnoreDefinitionCase = "--ignore-definition-case",
                            kIgnoreLineBreaks = "--ignore-line-breaks",
                            kIgnoreSpaces = "--ignore-spaces", kIgnoreTabs = "--ignore-tabs",
@@ -76,8 +76,9 @@ constexpr auto kReports = std::to_array<Option>({
     {kTree, kFile, "also write the tree of differences"},
 });
 
-constexpr auto kWays = std::to_array<Option>({
+constexpr auto kVersions = std::to_array<Option>({
     {kBase, kSide, "what both sides come from: says of each difference which side made it"},
+    {kGit, "OLD..NEW", "compare PATH at two revisions of its git repository"},
 });
 constexpr auto kScripts = std::to_array<Option>({
     {kScript, kFile, "also write T-SQL that makes the target like the source; see kelvane script"},
@@ -114,8 +115,44 @@ CompareRequest requestOfRules(const Arguments& arguments) {
   return request;
 }
 
+// Two revisions, "main..HEAD", of which one may be left out; from where both were one,
+// "main...HEAD"; or one, "main", and the files as they are.
+TwoSides revisionsOf(const Arguments& arguments) {
+  const std::string range = *arguments.value(kGit);
+  if (arguments.operands.empty() || arguments.parting)
+    throw UsageError("--git needs the files or folders to compare: kelvane compare --git " + range +
+                     " PATH");
+  for (const SideOptions& side : kTwoSides) {
+    for (const std::string_view option : {side.server, side.user, side.passwordFile})
+      if (arguments.has(option))
+        throw UsageError(std::string(option) + " cannot be combined with --git");
+  }
+  if (arguments.has(kBase)) throw UsageError("--base cannot be combined with --git");
+  const std::size_t dots = range.find("..");
+  const bool fromAncestor = dots != range.npos && range.substr(dots).starts_with("...");
+  const auto orHead = [](std::string name) { return name.empty() ? std::string("HEAD") : name; };
+  const std::array<std::string, 2> names{
+      orHead(range.substr(0, dots)),
+      dots == range.npos ? "" : orHead(range.substr(dots + (fromAncestor ? 3 : 2)))};
+  const ReadingSettings settings = readingSettings(arguments);
+  TwoSides sides;
+  for (std::size_t side = 0; side < 2; ++side) {
+    ScriptPlace place{arguments.operands, settings.load, arguments.value(kTwoSides[side].database),
+                      kTwoSides[side].database};
+    if (!names[side].empty()) place.revision = names[side];
+    if (side == 0 && fromAncestor) place.ancestorWith = names[1];
+    std::string paths;
+    for (const std::string& path : arguments.operands) paths += (paths.empty() ? "" : " ") + path;
+    sides.shown[side] = names[side].empty() ? paths : names[side] + ":" + paths;
+    if (place.ancestorWith) sides.shown[side] = names[0] + "..." + names[1] + ":" + paths;
+    sides.places[side] = std::move(place);
+  }
+  return sides;
+}
+
 CompareRequest requestOfSides(const Arguments& arguments, std::string_view command) {
-  const TwoSides sides = twoSides(arguments, command);
+  const TwoSides sides =
+      arguments.has(kGit) ? revisionsOf(arguments) : twoSides(arguments, command);
   CompareRequest request = requestOfRules(arguments);
   request.places = sides.places;
   request.shown = sides.shown;
@@ -179,7 +216,7 @@ void setResults(CompareRequest& request, const Arguments& arguments) {
 
 std::vector<OptionFamily> compareOptions() {
   return {twoSidesOptions(),
-          {"Three ways", kWays, Elsewhere::nowhere},
+          {"Versions", kVersions, Elsewhere::nowhere},
           {"Choosing objects", kSelecting, Elsewhere::environments},
           {"Known differences", kAccepting},
           {"Comparing", kRules, Elsewhere::environments},

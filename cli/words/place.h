@@ -31,8 +31,11 @@ struct LoadSettings {
 struct ScriptPlace {
   std::vector<std::string> paths;
   LoadSettings settings;
-  std::optional<std::string> database;  // where the scripts create several
-  std::string_view databaseOption;      // names it
+  std::optional<std::string> database;   // where the scripts create several
+  std::string_view databaseOption = {};  // names it
+  // Of a git repository; the paths are those of its tree. None: the files of the folder.
+  std::optional<std::string> revision = {};
+  std::optional<std::string> ancestorWith = {};  // where the revision and this one were one
 };
 
 // What stands before a connection string.
