@@ -61,7 +61,7 @@ if(KELVANE_TOOLS)
 
   install(TARGETS kelvane)
   install(FILES LICENSE DESTINATION "${document_folder}/kelvane" RENAME copyright)
-  install(FILES CHANGELOG.md docs/command.md docs/compared.md docs/live-servers.md docs/report-v2.schema.json
+  install(FILES CHANGELOG.md docs/ci.md docs/command.md docs/compared.md docs/live-servers.md docs/report-v2.schema.json
                 docs/differences.schema.json docs/script.schema.json DESTINATION "${document_folder}/kelvane")
   install(DIRECTORY examples DESTINATION "${document_folder}/kelvane" PATTERN windows EXCLUDE)
 endif()
@@ -84,7 +84,7 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_NAME kelvane)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_SECTION database)
 set(CPACK_DEBIAN_COMMAND_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_COMMAND_PACKAGE_RECOMMENDS "unixodbc, tdsodbc")
+set(CPACK_DEBIAN_COMMAND_PACKAGE_RECOMMENDS "git, tdsodbc, unixodbc")
 set(CPACK_COMPONENT_COMMAND_DESCRIPTION "compares Sybase ASE databases
 Kelvane says whether two Sybase Adaptive Server Enterprise databases are
 the same, and exactly where they are not. A side is a live server, scripts

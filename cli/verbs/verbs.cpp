@@ -51,7 +51,8 @@ constexpr std::string_view kOfSchemas =
     R"(0  no difference, or none that is not accepted
 1  differences that are not accepted
 2  error
-3  something could not be loaded or read, so equality is not proven)";
+3  something could not be loaded or read, so equality is not proven
+4  with --base: conflicts)";
 constexpr std::string_view kOfFleets =
     R"(0  all targets are equal to the reference, but for what is accepted
 1  targets differ
@@ -79,11 +80,14 @@ constexpr std::array kConfiguration{kConfig, kNoConfig};
 constexpr auto kVerbs = std::to_array<Verb>({
     {"compare", "shows the differences between two schemas",
      "SOURCE TARGET\nSOURCE... -- TARGET...",
-     R"(Writes everything that is in only one of the schemas or differs between them.)",
+     R"(Writes everything that is in only one of the schemas or differs between them. With --git, PATHs take
+the place of the sides.)",
      R"(kelvane compare old.sql new.sql
 kelvane compare install-1.sql upgrade-2.sql -- install-2.sql
 kelvane compare --include 'table:dbo.cust*' --exclude '*_tmp' odbc:DSN=dev odbc:DSN=prod
-kelvane compare --html drift.html prod.json odbc:DSN=prod)",
+kelvane compare --html drift.html prod.json odbc:DSN=prod
+kelvane compare --git main...HEAD schema
+kelvane compare --base released.json ours theirs)",
      kOfSchemas, Sides::two, nothing, compareOptions, runCompare},
     {"data", "compares the rows of two databases",
      "SOURCE TARGET\nSOURCE... -- TARGET...\nSIDE --export FOLDER",
