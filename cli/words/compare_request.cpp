@@ -130,7 +130,7 @@ TwoSides revisionsOf(const Arguments& arguments) {
   if (arguments.has(kBase)) throw UsageError("--base cannot be combined with --git");
   const std::size_t dots = range.find("..");
   const bool fromAncestor = dots != range.npos && range.substr(dots).starts_with("...");
-  const auto orHead = [](std::string name) { return name.empty() ? std::string("HEAD") : name; };
+  const auto orHead = [](const std::string& name) { return name.empty() ? "HEAD" : name; };
   const std::array<std::string, 2> names{
       orHead(range.substr(0, dots)),
       dots == range.npos ? "" : orHead(range.substr(dots + (fromAncestor ? 3 : 2)))};
