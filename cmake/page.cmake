@@ -2,7 +2,8 @@
 function(kelvane_page target)
   set(folder "${PROJECT_SOURCE_DIR}/report/html")
   set(source "#include \"report/html/page.h\"\n\nnamespace kelvane::html {\n")
-  foreach(text IN ITEMS "kStyle page.css" "kScript page.js" "kBody body.html")
+  foreach(text IN ITEMS "kStyle page.css" "kScript page.js" "kBody body.html"
+          "kFleetStyle fleet.css")
     separate_arguments(text)
     list(POP_FRONT text name file)
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${folder}/${file}")

@@ -48,6 +48,7 @@ struct ComparedTarget {
   std::vector<AcceptedDifference> accepted = {};
   // The objects of the reference that took part, of targets with the same ones once; null: none.
   const std::vector<ObjectName>* objects = nullptr;
+  std::string database = {};  // its name on a server
   double seconds = 0;
 };
 

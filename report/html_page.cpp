@@ -32,14 +32,15 @@ std::string base64OfHex(std::string_view hex) {
 }
 
 std::string contentPolicy() {
-  const auto allowed = [](const html::PageText& text) {
-    return "'sha256-" + base64OfHex(text.sha256) + "'";
-  };
-  return "default-src 'none'; style-src " + allowed(html::kStyle) + "; script-src " +
-         allowed(html::kScript) + "; base-uri 'none'; form-action 'none'";
+  return "default-src 'none'; style-src " + sourceOf(html::kStyle) + "; script-src " +
+         sourceOf(html::kScript) + "; base-uri 'none'; form-action 'none'";
 }
 
 }  // namespace
+
+std::string sourceOf(const html::PageText& text) {
+  return "'sha256-" + base64OfHex(text.sha256) + "'";
+}
 
 void PageData::writeDifference(std::u16string_view label, std::u16string_view wholeBefore,
                                std::u16string_view wholeAfter) {

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "model/diff_schema.h"
+#include "report/html/page.h"
 #include "report/json_writer.h"
 #include "report/renames.h"
 #include "report/report_header.h"
@@ -49,6 +50,9 @@ class PageData {
   RenameIndex renames_;
   JsonWriter json_;
 };
+
+// What the content policy of a page calls a style or a script within it.
+std::string sourceOf(const html::PageText& text);
 
 struct PageWriting {
   std::function<void(PageData&)> kinds;      // the elements of "kinds"

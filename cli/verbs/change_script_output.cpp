@@ -136,7 +136,10 @@ void writeStep(const change_script::Step& step, JsonWriter& out) {
 
 ChangeScriptOutput::ChangeScriptOutput(const CompareRequest& request, const ScriptRequest& wanted,
                                        const Comparison& comparison)
-    : request_(request), comparison_(comparison), options_(wanted.plan) {
+    : request_(request),
+      comparison_(comparison),
+      options_(wanted.plan),
+      checksDatabase_(wanted.checksDatabase) {
   const auto& [source, target] = comparison_.databases();
   // Without a release the embedded catalog takes the statements of all of them.
   if (!target.server.embedded) options_.release = releaseOf(target.server);
@@ -219,7 +222,7 @@ change_script::Head ChangeScriptOutput::head() const {
   change_script::Head head;
   head.checksOptions = true;
   const inventory::Server& server = comparison_.databases()[1].server;
-  if (!server.embedded) head.database = server.database;
+  if (!server.embedded && checksDatabase_) head.database = server.database;
   head.lines = summary();
   for (const inventory::Omission& one : script_.omissions)
     head.lines.push_back("left out: " + one.what + ": " + one.reason);

@@ -51,6 +51,7 @@ class ChangeScriptOutput {
   const CompareRequest& request_;
   const Comparison& comparison_;
   change_script::PlanOptions options_;
+  bool checksDatabase_;
   change_script::ChangeScript script_;
   bool isTried_ = false;
   std::vector<std::string> obstacles_;  // why it is not, a line each

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "cli/screen/written_file.h"
+#include "cli/verbs/fleet_folder.h"
 #include "cli/verbs/fleet_result.h"
 #include "cli/verbs/fleet_run.h"
 #include "cli/verbs/fleet_state.h"
@@ -34,9 +35,8 @@ Written writeReport(const FleetResult& result, const FleetRequest& request,
   });
 }
 
-Written writeResults(const FleetResult& result, const FleetRequest& request,
-                     const Console& console) {
-  if (request.results.isEmpty()) return Written::all;
+// The files of other programs, and those of the groups.
+Written writeFiles(FleetResult& result, const FleetRequest& request, const Console& console) {
   report::CollectedRun run{.reference = result.reference,
                            .isFleet = true,
                            .targets = result.targets,
@@ -44,7 +44,8 @@ Written writeResults(const FleetResult& result, const FleetRequest& request,
                            .locations = locationsOf(result.made),
                            .exitStatus = result.status()};
   for (const FleetGroup& group : result.groups()) run.groups.push_back(group.targets);
-  return writeResults(std::move(run), request.results, console);
+  const Written groups = writeGroups(result, run, request, console);
+  return std::max(groups, writeResults(std::move(run), request.results, console));
 }
 
 }  // namespace
@@ -53,9 +54,9 @@ ExitStatus runFleet(const Arguments& arguments, const Console& console, const Op
   const FleetRequest request = fleetRequest(arguments);
   FleetState before;
   if (request.state) before = FleetState::load(*request.state);
-  const FleetResult result = compareFleet(request, console, open);
+  FleetResult result = compareFleet(request, console, open);
   const Written report =
-      std::max(writeReport(result, request, console), writeResults(result, request, console));
+      std::max(writeReport(result, request, console), writeFiles(result, request, console));
   if (!request.state) return report == Written::notAll ? kError : result.status();
   if (result.wasInterrupted) {
     console.complain("interrupted: '" + *request.state + "' is left as it was");

@@ -5,12 +5,15 @@
 
 #include <cstddef>
 #include <list>
+#include <map>
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include "cli/screen/console.h"
+#include "cli/verbs/compared_group.h"
 #include "drivers/embedded/made_object.h"
 #include "report/compared_target.h"
 
@@ -30,6 +33,8 @@ struct FleetResult {
   std::vector<ComparedTarget> targets;  // as on the command line
   bool wasInterrupted = false;
   std::list<std::vector<report::ObjectName>> objects = {};  // what ComparedTarget::objects are
+  // By ComparedTarget::signature, of the first target, where pages or scripts want it.
+  std::map<std::string, std::unique_ptr<ComparedGroup>> compared = {};
   std::vector<embedded::MadeObject> made = {};  // by scripts of the reference, where asked for
 
   // Those that differ, by what differs: the largest first.

@@ -112,7 +112,8 @@ class FleetRun {
   }
 
   ReadingWish wish() const {
-    return {.rowCounts = request_.comparing.inventory.compares(inventory::Family::rowCounts),
+    return {.rowCounts = request_.comparing.countsRows ||
+                         request_.comparing.inventory.compares(inventory::Family::rowCounts),
             .trace = {},
             .selection = &request_.comparing.selection};
   }
@@ -166,7 +167,7 @@ class FleetRun {
   void examine(std::size_t at, ComparedTarget& target) {
     try {
       DatabaseReading reading = readTarget(at, target.name);
-      if (reading.wasRead) return compare(std::move(reading), target);
+      if (reading.wasRead) return compare(at, std::move(reading), target);
       target.causes = gapsOf(reading, reading.database);
     } catch (const CommandError& error) {
       target.causes = error.lines();
@@ -207,29 +208,34 @@ class FleetRun {
       job.side = side.get();
     }
     StatusLine unseen(aside);
-    reading =
-        readSide(*side, name, wish(), wish().selection, unseen, nullptr, job.stop.get_token());
+    reading = readSide(*side, name, wish(),
+                       request_.comparing.readsWholeTarget ? nullptr : wish().selection, unseen,
+                       nullptr, job.stop.get_token());
     const std::scoped_lock lock(mutex_);
     job.side = nullptr;
     return reading;
   }
 
-  void compare(DatabaseReading reading, ComparedTarget& target) {
+  void compare(std::size_t at, DatabaseReading reading, ComparedTarget& target) {
     CompareRequest request = request_.comparing;
     request.shown = {result_.reference, target.name};
-    std::ostringstream complaints;
-    const Console aside{complaints, complaints};
-    Comparison comparison(request, aside);
-    comparison.take(read_, std::move(reading));
-    comparison.agreeOnRules();
-    comparison.findChanges();
-    comparison.noteIncompleteSides();
-    comparison.accept();
+    auto group = std::make_unique<ComparedGroup>(at, std::move(request), read_, std::move(reading));
+    const Comparison& comparison = group->comparison();
     const std::string name = std::exchange(target.name, {});
     target = comparedTarget(comparison, u"reference");
     target.name = name;
+    target.database = comparison.databases().back().server.database;
     target.signature = signatureOf(comparison.changes());
     target.objects = kept(report::objectsOf(comparison.databases().front()));
+    if (target.outcome == Outcome::differs) keep(target.signature, std::move(group));
+  }
+
+  // The first target of each group.
+  void keep(const std::string& signature, std::unique_ptr<ComparedGroup> group) {
+    if (!request_.pages && !request_.scripts) return;
+    const std::scoped_lock lock(mutex_);
+    std::unique_ptr<ComparedGroup>& known = result_.compared[signature];
+    if (!known || group->target() < known->target()) known.swap(group);
   }
 
   // Most targets have the same ones.

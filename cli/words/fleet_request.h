@@ -13,6 +13,7 @@
 #include "cli/words/compare_request.h"
 #include "cli/words/place.h"
 #include "cli/words/result_files.h"
+#include "cli/words/script_request.h"
 
 namespace kelvane::cli {
 
@@ -33,7 +34,9 @@ struct FleetRequest {
   FleetFormat format = FleetFormat::text;
   std::optional<std::string> output;
   ResultFiles results;
-  std::optional<std::string> state;  // the file that keeps what was found
+  std::optional<std::string> pages, scripts;  // folders for a file of each group
+  std::optional<ScriptRequest> scripting;     // where there are scripts
+  std::optional<std::string> state;           // the file that keeps what was found
 };
 
 std::vector<OptionFamily> fleetOptions();

@@ -16,6 +16,7 @@ inline constexpr std::string_view kAllow = "--allow", kNoProof = "--no-proof", k
 struct ScriptRequest {
   change_script::PlanOptions plan;  // its release: that of --ase; servers say theirs
   bool isTried = true;              // on a copy of the target
+  bool checksDatabase = true;       // that it runs in one of the target's name
 };
 // Throws UsageError.
 ScriptRequest scriptRequest(const Arguments& arguments);

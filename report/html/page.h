@@ -12,8 +12,9 @@ struct PageText {
   std::string_view sha256;  // of the text, in hexadecimal digits
 };
 
-extern const PageText kStyle;   // page.css
-extern const PageText kScript;  // page.js
-extern const PageText kBody;    // body.html: the page without data
+extern const PageText kStyle;       // page.css
+extern const PageText kScript;      // page.js
+extern const PageText kBody;        // body.html: the page without data
+extern const PageText kFleetStyle;  // fleet.css, of the page about many databases
 
 }  // namespace kelvane::html
