@@ -54,7 +54,7 @@ install(FILES LICENSE DESTINATION "${document_folder}/libkelvane-dev" COMPONENT 
 
 if(KELVANE_TOOLS)
   # Sets of their own: a host without them needs no SQLite and no ODBC.
-  kelvane_install(drivers/embedded EXPORT KelvaneEmbeddedTargets HEADERS connection.h options.h script.h)
+  kelvane_install(drivers/embedded EXPORT KelvaneEmbeddedTargets HEADERS connection.h made_object.h options.h script.h)
   kelvane_install_targets(KelvaneEmbeddedTargets)
   kelvane_install(drivers/odbc EXPORT KelvaneOdbcTargets HEADERS connection.h)
   kelvane_install_targets(KelvaneOdbcTargets)

@@ -206,7 +206,7 @@ std::vector<std::string> ChangeScriptOutput::summary() const {
   lines.push_back(counted(script_));
   if (isProved()) {
     lines.push_back(std::string("proved: after this script nothing differs") +
-                    (request_.accept ? " but what is accepted" : "") +
+                    (request_.accepts() ? " but what is accepted" : "") +
                     (comparison_.hasSetAside() ? "; what the target has changed stays" : ""));
   } else if (isTried_) {
     lines.emplace_back("tried: after this script this is left:");

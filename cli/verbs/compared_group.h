@@ -34,6 +34,8 @@ class ComparedGroup {
   std::size_t target() const { return target_; }  // its place in FleetResult::targets
   const CompareRequest& request() const { return request_; }
   Comparison& comparison() { return comparison_; }
+  // What was complained about, as it would be told.
+  std::string complaints() const { return complaints_.str(); }
 
  private:
   std::size_t target_;

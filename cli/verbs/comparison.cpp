@@ -1,6 +1,7 @@
 #include "cli/verbs/comparison.h"
 
 #include <algorithm>
+#include <iterator>
 #include <set>
 
 #include "cli/screen/figures.h"
@@ -313,20 +314,28 @@ void Comparison::noteIncompleteSides() {
 }
 
 void Comparison::accept() {
-  if (!request_.accept) return;
-  auto acceptance = findings::accept(std::move(changes_), known_.accepted.known, today());
-  header_.notes.push_back("Accepted differences: " + std::to_string(acceptance.accepted.size()));
+  if (!request_.accepts()) return;
+  if (known_.accept) accept(*known_.accept, known_.accepted, known_.updatesAccepted());
+  for (const auto& [path, list] : known_.own) accept(path, list, false);
+  header_.notes.push_back("Accepted differences: " + std::to_string(header_.accepted.size()));
+}
+
+void Comparison::accept(const std::string& path, const findings::KnownChanges& list,
+                        bool isUpdated) {
+  auto acceptance = findings::accept(std::move(changes_), list.known, today());
   tellUseless<findings::KnownChange>(
-      known_, acceptance.expired, acceptance.unused,
+      path, isUpdated, acceptance.expired, acceptance.unused,
       [this](const auto& one) { return couldFind(one); }, console_);
-  header_.accepted = std::move(acceptance.accepted);
+  std::ranges::move(acceptance.accepted, std::back_inserter(header_.accepted));
   changes_ = std::move(acceptance.rest);
 }
 
 Comparison::Changes Comparison::withoutAccepted(Changes changes) const {
   if (!aside_.empty()) changes = findings::without(std::move(changes), aside_, rules_.names);
-  if (!request_.accept) return changes;
-  return findings::accept(std::move(changes), known_.accepted.known, today()).rest;
+  changes = findings::accept(std::move(changes), known_.accepted.known, today()).rest;
+  for (const auto& own : known_.own)
+    changes = findings::accept(std::move(changes), own.list.known, today()).rest;
+  return changes;
 }
 
 void Comparison::setAside(Changes others, Changes rest) {

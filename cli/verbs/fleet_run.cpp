@@ -71,6 +71,9 @@ class FleetRun {
   FleetResult run() {
     // What is wrong with a list of known differences is wrong for all.
     loadKnownFiles<findings::KnownChange>(request_.comparing, findings::readKnownChanges);
+    for (const FleetPlace& target : request_.targets) {
+      for (const std::string& path : target.accepts) loadList(path, findings::readKnownChanges);
+    }
     givePasswords();
     readReference();
     {
@@ -89,6 +92,7 @@ class FleetRun {
       result_.wasInterrupted = interruption.token().stop_requested();
     }
     line_.show("fleet", {});
+    tellComplaints();
     return std::move(result_);
   }
 
@@ -219,6 +223,7 @@ class FleetRun {
   void compare(std::size_t at, DatabaseReading reading, ComparedTarget& target) {
     CompareRequest request = request_.comparing;
     request.shown = {result_.reference, target.name};
+    request.ownAccepts = request_.targets[at].accepts;
     auto group = std::make_unique<ComparedGroup>(at, std::move(request), read_, std::move(reading));
     const Comparison& comparison = group->comparison();
     const std::string name = std::exchange(target.name, {});
@@ -227,7 +232,32 @@ class FleetRun {
     target.database = comparison.databases().back().server.database;
     target.signature = signatureOf(comparison.changes());
     target.objects = kept(report::objectsOf(comparison.databases().front()));
+    noteComplaints(group->complaints());
     if (target.outcome == Outcome::differs) keep(target.signature, std::move(group));
+  }
+
+  void noteComplaints(const std::string& text) {
+    std::istringstream lines(text);
+    const std::scoped_lock lock(mutex_);
+    for (std::string line; std::getline(lines, line);) ++complaints_[line];
+  }
+
+  // What no target has found of use: a line of a list that only some do not need, or a pattern that
+  // matches nothing in some, is no news.
+  void tellComplaints() const {
+    const auto wereCompared = [](const ComparedTarget& target) {
+      return target.outcome == Outcome::equal || target.outcome == Outcome::differs;
+    };
+    if (!std::ranges::all_of(result_.targets, wereCompared)) return;
+    for (const auto& [line, count] : complaints_) {
+      const auto reads = [&](const FleetPlace& target) {
+        return std::ranges::any_of(target.accepts, [&](const std::string& path) {
+          return line.starts_with("kelvane: " + path + ":");
+        });
+      };
+      const auto readers = static_cast<std::size_t>(std::ranges::count_if(request_.targets, reads));
+      if (count == (readers > 0 ? readers : result_.targets.size())) console_.err << line << '\n';
+    }
   }
 
   // The first target of each group.
@@ -315,6 +345,7 @@ class FleetRun {
   std::vector<bool> taken_ = std::vector<bool>(request_.targets.size());
   std::map<std::u16string, std::size_t> busy_;  // connections, by server
   std::map<std::u16string, std::string> dead_;
+  std::map<std::string, std::size_t> complaints_;  // of how many targets
   std::size_t begun_ = 0, done_ = 0, ended_ = 0;
   bool isOver_ = false;
   FleetResult result_;

@@ -27,8 +27,14 @@ struct KnownFiles {
   std::optional<std::string> accept, written;
   List accepted;
   std::optional<List> replaced;  // what --write-accept writes over, where that is another file
+  struct Own {
+    std::string path;
+    List list;
+  };
+  std::vector<Own> own;  // of one of the sides
 
-  // The one that is brought up to date.
+  // The one that is brought up to date, and whether that is the one of --accept.
+  bool updatesAccepted() const { return written && !replaced; }
   const List& updated() const { return replaced ? *replaced : accepted; }
 };
 
@@ -52,7 +58,9 @@ auto loadList(const std::string& path, Read read) {
 // is no such list, so that --write-accept replaces no other.
 template <class Known, class Read>
 KnownFiles<Known> loadKnownFiles(const CompareRequest& request, Read read) {
-  KnownFiles<Known> files{request.accept, request.writeAccept, {}, {}};
+  KnownFiles<Known> files{request.accept, request.writeAccept, {}, {}, {}};
+  for (const std::string& path : request.ownAccepts)
+    files.own.push_back({path, loadList(path, read)});
   if (files.accept) files.accepted = loadList(*files.accept, read);
   std::error_code ignored;
   if (!files.written || !std::filesystem::is_regular_file(*files.written, ignored) ||
@@ -69,17 +77,15 @@ KnownFiles<Known> loadKnownFiles(const CompareRequest& request, Read read) {
 }
 
 // Tells the lines of the file that are of no use any more: those that expired and, as far as that
-// can be known, those without a difference.
+// can be known, those without a difference, unless it has just been brought up to date.
 template <class Known>
-void tellUseless(const KnownFiles<Known>& files, const std::vector<const Known*>& expired,
+void tellUseless(const std::string& path, bool isUpdated, const std::vector<const Known*>& expired,
                  const std::vector<const Known*>& unused,
                  const std::function<bool(const Known&)>& couldFind, const Console& console) {
   const auto tell = [&](const Known& one, const std::string& what) {
-    console.complain(*files.accept + ":" + std::to_string(one.line) + ": " + what + ": " +
-                     one.difference);
+    console.complain(path + ":" + std::to_string(one.line) + ": " + what + ": " + one.difference);
   };
   for (const Known* one : expired) tell(*one, "has expired");
-  const bool isUpdated = files.written && !files.replaced;
   if (isUpdated) return;
   for (const Known* one : unused) {
     if (couldFind(*one)) tell(*one, "no such difference");

@@ -200,7 +200,8 @@ ExitStatus comparePublished(const CompareRequest& request, const Console& consol
   if (request.accept) {
     Acceptance acceptance = accept(differences, known.accepted.known, today());
     header.notes.push_back("Accepted differences: " + std::to_string(acceptance.accepted));
-    tellUseless<KnownDifference>(known, acceptance.expired, acceptance.unused, couldFind, console);
+    tellUseless<KnownDifference>(*known.accept, known.updatesAccepted(), acceptance.expired,
+                                 acceptance.unused, couldFind, console);
     differences = std::move(acceptance.rest);
   }
   {

@@ -41,6 +41,7 @@ class ChangedSince {
  private:
   static CompareRequest withoutKnown(CompareRequest request) {
     request.accept.reset();
+    request.ownAccepts.clear();
     return request;
   }
 

@@ -70,8 +70,15 @@ struct Arguments {
   std::map<std::string_view, std::string> origins =
       {};                          // Setting::called of what is from elsewhere
   Environments environments = {};  // by the operands that name them
+  // Files of known differences of single sides, by operand.
+  std::map<std::string, std::vector<std::string>, std::less<>> accepts = {};
   std::optional<std::string> configFile = {};
 
+  void accept(const std::string& operand, const std::vector<std::string>& files) {
+    if (files.empty()) return;
+    std::vector<std::string>& all = accepts[operand];
+    all.insert(all.end(), files.begin(), files.end());
+  }
   bool has(std::string_view name) const { return options.contains(name); }
   bool isGiven(std::string_view name) const { return has(name) && !origins.contains(name); }
   // What an option is to be called in complaints: where its value is from.

@@ -156,6 +156,11 @@ CompareRequest requestOfSides(const Arguments& arguments, std::string_view comma
   CompareRequest request = requestOfRules(arguments);
   request.places = sides.places;
   request.shown = sides.shown;
+  for (const std::string& operand : arguments.operands) {
+    const auto own = arguments.accepts.find(operand);
+    if (own == arguments.accepts.end()) continue;
+    request.ownAccepts.insert(request.ownAccepts.end(), own->second.begin(), own->second.end());
+  }
   return request;
 }
 
@@ -263,6 +268,7 @@ CompareRequest parseCompare(const Arguments& arguments) {
       if (arguments.has(option))
         throw UsageError(arguments.called(option) + " cannot be combined with --published");
     request.switches = comparedSwitchesOf(arguments);
+    request.ownAccepts.clear();  // they are about typed changes
     request.leftOut = leftOutBy(arguments);
   } else {
     setCompared(request, arguments);

@@ -56,6 +56,9 @@ struct CompareRequest {
   Selection selection = {};
   Coloring coloring = Coloring::onTerminal;
   std::optional<std::string> accept = {}, writeAccept = {};  // files of known differences
+  std::vector<std::string> ownAccepts = {};                  // of one of the sides, each of them
+
+  bool accepts() const { return accept || !ownAccepts.empty(); }
   std::optional<std::string> script = {};  // file that gets what makes the target like the source
   ScriptRequest scripting = {};
   ResultFiles results = {};

@@ -21,8 +21,25 @@ namespace kelvane::cli {
 namespace {
 
 constexpr std::string_view kEnvironments = "env", kGroups = "group", kScripts = "scripts";
-constexpr std::string_view kGroupEnvironments = "envs", kGroupDatabases = "databases",
-                           kGroupCommand = "command";
+constexpr std::string_view kAccept = "accept";
+
+// What a group says: a text or a list of them.
+struct GroupKey {
+  std::string_view name;
+  std::optional<std::string> EnvironmentGroup::*text = nullptr;
+  std::vector<std::string> EnvironmentGroup::*list = nullptr;
+  bool isFile = false;
+};
+constexpr std::array kGroupKeys{
+    GroupKey{kAccept, &EnvironmentGroup::accept, nullptr, true},
+    GroupKey{"command", &EnvironmentGroup::command},
+    GroupKey{"databases", nullptr, &EnvironmentGroup::databases},
+    GroupKey{"envs", nullptr, &EnvironmentGroup::environments},
+    GroupKey{"interfaces", &EnvironmentGroup::interfaces, nullptr, true},
+    GroupKey{"password-file", &EnvironmentGroup::passwordFile, nullptr, true},
+    GroupKey{"servers", nullptr, &EnvironmentGroup::servers},
+    GroupKey{"user", &EnvironmentGroup::user},
+};
 
 // What an environment says about its side, but for its scripts.
 struct SideKey {
@@ -205,6 +222,10 @@ void Reader::checkConnection(const std::string& connection, const toml::node& at
 
 bool Reader::readSideKey(const toml::key& key, const toml::node& node,
                          Environment& environment) const {
+  if (key.str() == kAccept) {
+    environment.accepts.push_back(fileOf(key, node));
+    return true;
+  }
   if (key.str() == kScripts) {
     for (const std::string& script : textsOf(key, node)) {
       refusePassword(script, node);
@@ -270,6 +291,7 @@ Environment Reader::readEnvironment(const std::string& name, const toml::key& at
       continue;
     std::vector<std::string_view> known = keysOf(options);
     for (const SideKey& one : kSideKeys) known.push_back(one.name);
+    known.push_back(kAccept);
     known.push_back(kScripts);
     refuseKey(key, std::move(known));
   }
@@ -281,19 +303,24 @@ EnvironmentGroup Reader::readGroup(const std::string& name, const toml::key& at,
                                    const toml::table& table) const {
   EnvironmentGroup group;
   for (const auto& [key, node] : table) {
-    if (key.str() == kGroupEnvironments)
-      group.environments = textsOf(key, node);
-    else if (key.str() == kGroupDatabases)
-      group.databases = textsOf(key, node);
-    else if (key.str() == kGroupCommand)
-      group.command = textOf(key, node);
+    const auto known = std::ranges::find(kGroupKeys, key.str(), &GroupKey::name);
+    if (known == kGroupKeys.end()) {
+      std::vector<std::string_view> names;
+      for (const GroupKey& one : kGroupKeys) names.push_back(one.name);
+      refuseKey(key, std::move(names));
+    }
+    if (known->list != nullptr)
+      group.*known->list = textsOf(key, node);
     else
-      refuseKey(key, {kGroupCommand, kGroupDatabases, kGroupEnvironments});
+      group.*known->text = known->isFile ? fileOf(key, node) : textOf(key, node);
   }
-  if (group.environments.empty() && !group.command)
-    refuse(at.source(), "[group." + name + "] needs envs or a command");
-  if (group.environments.empty() && !group.databases.empty())
-    refuse(at.source(), "[group." + name + "] has databases, but no envs whose they are");
+  const std::string section = "[group." + name + "] ";
+  if (group.environments.empty() && !group.command && !group.interfaces)
+    refuse(at.source(), section + "needs envs, interfaces or a command");
+  if (group.environments.empty() && !group.interfaces && !group.databases.empty())
+    refuse(at.source(), section + "has databases, but no envs or interfaces whose they are");
+  if (!group.interfaces && (!group.servers.empty() || group.user || group.passwordFile))
+    refuse(at.source(), section + "has servers, a user or a password-file, but no interfaces");
   return group;
 }
 

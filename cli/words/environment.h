@@ -25,6 +25,7 @@ struct Environment {
   std::optional<std::string> connection, dsn, server, snapshot, rows;
   std::vector<std::string> scripts;
   std::optional<std::string> user, database, odbcDriver, passwordFile;
+  std::vector<std::string> accepts;  // files of known differences of this side
   Settings settings;
 
   bool isServer() const { return connection || dsn || server; }
@@ -41,6 +42,10 @@ struct EnvironmentGroup {
   std::vector<std::string> environments;  // names and patterns of them
   std::vector<std::string> databases;     // of each of them; none: the one that it names itself
   std::optional<std::string> command;     // prints further sides, a line each
+  std::optional<std::string> accept;      // a file of known differences of all of them
+  std::optional<std::string> interfaces;  // a file whose entries are servers
+  std::vector<std::string> servers;       // which of its entries: patterns; none: all
+  std::optional<std::string> user, passwordFile;  // of those servers
 };
 inline constexpr std::string_view kForcedGroup = "group:";
 using EnvironmentGroups = std::map<std::string, EnvironmentGroup, std::less<>>;

@@ -101,8 +101,11 @@ FleetRequest fleetRequest(const Arguments& arguments) {
   for (const std::string& operand : operands.subspan(first)) {
     FleetPlace target = fleetPlace(arguments, {operand}, settings);
     // Groups may overlap.
-    if (std::ranges::find(request.targets, target.name, &FleetPlace::name) == request.targets.end())
-      request.targets.push_back(std::move(target));
+    if (std::ranges::find(request.targets, target.name, &FleetPlace::name) != request.targets.end())
+      continue;
+    if (const auto own = arguments.accepts.find(operand); own != arguments.accepts.end())
+      target.accepts = own->second;
+    request.targets.push_back(std::move(target));
   }
   if (const auto jobs = numberOf(arguments, kJobs, 1, 256))
     request.jobs = static_cast<std::size_t>(*jobs);

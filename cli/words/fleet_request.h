@@ -20,6 +20,7 @@ namespace kelvane::cli {
 struct FleetPlace {
   std::string name;  // how the user calls it, without secrets
   Place place;
+  std::vector<std::string> accepts = {};  // files of known differences of this one
 };
 
 enum class FleetFormat { text, json };

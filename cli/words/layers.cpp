@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "cli/screen/variable.h"
+#include "cli/words/interfaces_file.h"
 #include "cli/words/one_side.h"
 #include "inventory/name_pattern.h"
 #include "inventory/near_names.h"
@@ -167,36 +168,74 @@ const EnvironmentGroup* groupIn(const std::string& operand, const std::optional<
   return nullptr;
 }
 
-// Its sides as operands; those that no operand could name are added to the environments.
-std::vector<std::string> operandsOf(const EnvironmentGroup& group, const std::string& operand,
-                                    const ConfigFile& file, Environments& environments) {
-  std::vector<std::string> operands;
-  for (const std::string& pattern : group.environments) {
-    const std::size_t before = operands.size();
-    for (const auto& [name, environment] : file.environments) {
-      if (!inventory::matchesPattern(toUtf16(name), toUtf16(pattern))) continue;
-      if (group.databases.empty()) operands.push_back(std::string(kForcedEnvironment) + name);
-      for (const std::string& database : group.databases) {
-        Environment one = environment;
-        one.database = database;
-        operands.push_back(name + "/" + database);
-        environments.emplace(operands.back(), std::move(one));
-      }
+// The sides of a group as operands; those that no operand could name are added to the environments.
+class GroupSides {
+ public:
+  GroupSides(const EnvironmentGroup& group, const std::string& operand, const ConfigFile& file,
+             Environments& environments)
+      : group_(group), operand_(operand), file_(file), environments_(environments) {}
+
+  std::vector<std::string> operands() {
+    for (const std::string& pattern : group_.environments) addEnvironments(pattern);
+    if (group_.interfaces) addServers();
+    if (group_.command) {
+      const std::vector<std::string> lines = linesPrintedBy(*group_.command, operand_);
+      operands_.insert(operands_.end(), lines.begin(), lines.end());
     }
-    if (operands.size() == before)
-      throw UsageError("'" + operand + "': no [env.NAME] of " + file.path + " matches '" + pattern +
-                       "'");
+    return std::move(operands_);
   }
-  if (group.command) {
-    const std::vector<std::string> lines = linesPrintedBy(*group.command, operand);
-    operands.insert(operands.end(), lines.begin(), lines.end());
+
+ private:
+  void addEnvironments(const std::string& pattern) {
+    const std::size_t before = operands_.size();
+    for (const auto& [name, environment] : file_.environments) {
+      if (!inventory::matchesPattern(toUtf16(name), toUtf16(pattern))) continue;
+      if (group_.databases.empty()) operands_.push_back(std::string(kForcedEnvironment) + name);
+      addDatabases(name, environment);
+    }
+    if (operands_.size() == before)
+      throw UsageError("'" + operand_ + "': no [env.NAME] of " + file_.path + " matches '" +
+                       pattern + "'");
   }
-  return operands;
-}
+  void addServers() {
+    const std::size_t before = operands_.size();
+    for (const InterfacesEntry& entry : entriesOfInterfaces(*group_.interfaces)) {
+      const auto isChosen = [&](const std::string& pattern) {
+        return inventory::matchesPattern(toUtf16(entry.name), toUtf16(pattern));
+      };
+      if (!group_.servers.empty() && std::ranges::none_of(group_.servers, isChosen)) continue;
+      Environment one;
+      one.server = entry.server;
+      one.user = group_.user;
+      one.passwordFile = group_.passwordFile;
+      if (group_.databases.empty()) add(entry.name, one);
+      addDatabases(entry.name, one);
+    }
+    if (operands_.size() == before)
+      throw UsageError("'" + operand_ + "': no entry of " + *group_.interfaces +
+                       " matches its servers");
+  }
+  void addDatabases(const std::string& name, const Environment& environment) {
+    for (const std::string& database : group_.databases) {
+      Environment one = environment;
+      one.database = database;
+      add(name + "/" + database, std::move(one));
+    }
+  }
+  void add(std::string name, Environment environment) {
+    environments_.emplace(name, std::move(environment));
+    operands_.push_back(std::move(name));
+  }
+
+  const EnvironmentGroup& group_;
+  const std::string& operand_;
+  const ConfigFile& file_;
+  Environments& environments_;
+  std::vector<std::string> operands_;
+};
 
 // Groups among the targets become their sides; a side that is there twice is there once.
-void expandGroups(CommandLine& line, const std::optional<ConfigFile>& file,
-                  Environments& environments) {
+void expandGroups(CommandLine& line, const std::optional<ConfigFile>& file, Arguments& arguments) {
   const std::size_t first = std::min(line.parting.value_or(1), line.operands.size());
   std::vector<std::string> expanded(line.operands.begin(),
                                     line.operands.begin() + static_cast<std::ptrdiff_t>(first));
@@ -207,7 +246,8 @@ void expandGroups(CommandLine& line, const std::optional<ConfigFile>& file,
       expanded.push_back(operand);
       continue;
     }
-    for (std::string& one : operandsOf(*group, operand, *file, environments)) {
+    for (std::string& one : GroupSides(*group, operand, *file, arguments.environments).operands()) {
+      if (group->accept) arguments.accepts[one].push_back(*group->accept);
       if (ofGroups.insert(one).second) expanded.push_back(std::move(one));
     }
   }
@@ -281,13 +321,18 @@ Arguments completed(CommandLine line, const Verb& verb) {
   const auto file = verb.sides == Sides::none ? std::nullopt : configFileFor(line.settings);
   if (file) arguments.configFile = file->path;
   Settings ofSides;
-  if (verb.sides == Sides::many) expandGroups(line, file, arguments.environments);
+  if (verb.sides == Sides::many) expandGroups(line, file, arguments);
   for (const std::string& operand : sidesOf(line, verb)) {
-    if (arguments.environments.contains(operand)) continue;
+    if (const auto known = arguments.environments.find(operand);
+        known != arguments.environments.end()) {
+      arguments.accept(operand, known->second.accepts);
+      continue;
+    }
     const std::string name = environmentIn(operand, file);
     if (name.empty()) continue;
     const Environment& environment = file->environments.find(name)->second;
     join(environment.settings, verb, ofSides);
+    arguments.accept(operand, environment.accepts);
     arguments.environments.emplace(operand, environment);
   }
   std::vector<const Settings*> ofFile{&ofSides};
