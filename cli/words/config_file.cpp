@@ -306,6 +306,7 @@ EnvironmentGroup Reader::readGroup(const std::string& name, const toml::key& at,
     const auto known = std::ranges::find(kGroupKeys, key.str(), &GroupKey::name);
     if (known == kGroupKeys.end()) {
       std::vector<std::string_view> names;
+      names.reserve(kGroupKeys.size());
       for (const GroupKey& one : kGroupKeys) names.push_back(one.name);
       refuseKey(key, std::move(names));
     }
