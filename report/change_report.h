@@ -31,6 +31,11 @@ void writeTextTree(const std::vector<inventory::Change>& changes, const ReportHe
 void writeTextSummary(const std::vector<inventory::Change>& changes, const ReportHeader& header,
                       std::ostream& out);
 
+// Writes UTF-8: a line for each object with the number of its differences, and the same closing
+// line.
+void writeTextStat(const std::vector<inventory::Change>& changes, const ReportHeader& header,
+                   std::ostream& out);
+
 // One object: the header's members, the counts, then the changes. docs/report-v2.schema.json
 // describes it.
 void writeJsonReport(const std::vector<inventory::Change>& changes, const ReportHeader& header,

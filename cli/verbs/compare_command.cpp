@@ -32,6 +32,8 @@ void write(const Changes& changes, const ReportHeader& header, const ShownScript
       return writeTextTree(changes, header, colors, out);
     case Format::summary:
       return writeTextSummary(changes, header, out);
+    case Format::stat:
+      return writeTextStat(changes, header, out);
     case Format::json:
       return writeJsonReport(changes, header, out);
     case Format::html:

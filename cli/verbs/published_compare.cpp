@@ -56,6 +56,7 @@ void write(const diffSchema& differences, const ReportHeader& header, Format for
     case Format::tree:
       return writeTextTree(differences, header, colors, out);
     case Format::summary:
+    case Format::stat:
       return writeTextSummary(differences, header, out);
     case Format::json:
       return writeJsonReport(differences, header, out);

@@ -19,8 +19,9 @@ constexpr std::string_view kAccept = "--accept", kBase = "--base", kColor = "--c
                            kIgnoreLineBreaks = "--ignore-line-breaks",
                            kIgnoreSpaces = "--ignore-spaces", kIgnoreTabs = "--ignore-tabs",
                            kJson = "--json", kOutput = "--output", kQuiet = "--quiet",
-                           kPublished = "--published", kScript = "--script", kSummary = "--summary",
-                           kTree = "--tree", kWriteAccept = "--write-accept";
+                           kPublished = "--published", kScript = "--script", kStat = "--stat",
+                           kSummary = "--summary", kTree = "--tree",
+                           kWriteAccept = "--write-accept";
 
 constexpr auto kFormats = std::to_array<Choice<Format>>({
     {"text", Format::text},
@@ -72,6 +73,7 @@ constexpr auto kReports = std::to_array<Option>({
     {kJson, kFile, "also write a JSON report"},
     {kOutput, kFile, "write to this file instead of standard output", {}, "-o"},
     {kQuiet, "", "write nothing to standard output; see the exit status", {}, "-q"},
+    {kStat, "", "write a line with counts for each object instead of the differences"},
     {kSummary, "", "write counts for each kind of object instead of the differences"},
     {kTree, kFile, "also write the tree of differences"},
 });
@@ -88,11 +90,16 @@ constexpr auto kScripts = std::to_array<Option>({
 
 std::vector<Output> outputsOf(const Arguments& arguments) {
   Output first{choiceOf<kFormats>(arguments, kFormat, Format::text), arguments.value(kOutput)};
-  if (arguments.has(kSummary)) {
+  if (arguments.has(kSummary) && arguments.has(kStat))
+    throw UsageError(arguments.called(kSummary) + " and " + arguments.called(kStat) +
+                     " cannot be combined");
+  for (const auto& [option, format] :
+       {std::pair{kSummary, Format::summary}, {kStat, Format::stat}}) {
+    if (!arguments.has(option)) continue;
     if (first.format != Format::text)
-      throw UsageError(arguments.called(kSummary) + " writes text, not " +
-                       *arguments.value(kFormat));
-    first.format = Format::summary;
+      throw UsageError(arguments.called(option) + " writes text, not " + *arguments.value(kFormat));
+    first.format = format;
+    break;
   }
   std::vector<Output> outputs;
   if (first.file || !arguments.has(kQuiet)) outputs.push_back(first);
@@ -192,8 +199,8 @@ void setScript(CompareRequest& request, const Arguments& arguments) {
 void setBase(CompareRequest& request, const Arguments& arguments) {
   const auto base = arguments.value(kBase);
   if (!base) return;
-  for (const std::string_view option :
-       {kPublished, kHtml, kTree, kSummary, kWriteAccept, kJunit, kMarkdown, kOpenMetrics, kSarif})
+  for (const std::string_view option : {kPublished, kHtml, kTree, kStat, kSummary, kWriteAccept,
+                                        kJunit, kMarkdown, kOpenMetrics, kSarif})
     if (arguments.has(option))
       throw UsageError(arguments.called(option) + " cannot be combined with --base");
   for (const Output& output : request.outputs) {
@@ -264,7 +271,8 @@ CompareRequest parseCompare(const Arguments& arguments) {
   request.published = arguments.has(kPublished);
   setScript(request, arguments);
   if (request.published) {
-    for (const std::string_view option : {kIgnoreComments, kIgnoreDefinitionCase, kIgnore, kScript})
+    for (const std::string_view option :
+         {kIgnoreComments, kIgnoreDefinitionCase, kIgnore, kScript, kStat})
       if (arguments.has(option))
         throw UsageError(arguments.called(option) + " cannot be combined with --published");
     request.switches = comparedSwitchesOf(arguments);
