@@ -20,7 +20,17 @@ namespace {
 // In the order of Outcome.
 constexpr std::array<std::string_view, 4> kOutcomes{"equal", "differs", "unread", "notBegun"};
 
-constexpr std::size_t kMostNames = 12, kMostLines = 8, kMostObjects = 20;
+constexpr std::size_t kMostNames = 12;
+
+// What fits on a screen: less of each where there are many groups.
+std::size_t mostLines(std::size_t groups) {
+  constexpr std::size_t kRoom = 16, kLeast = 2, kMost = 8;
+  return std::clamp(kRoom / std::max<std::size_t>(groups, 1), kLeast, kMost);
+}
+std::size_t mostObjects(std::size_t groups) {
+  constexpr std::size_t kFewGroups = 3, kMost = 20, kOfMany = 10;
+  return groups <= kFewGroups ? kMost : kOfMany;
+}
 
 std::string outcomeOf(const ComparedTarget& target) {
   return std::string(kOutcomes[static_cast<std::size_t>(target.outcome)]);
@@ -97,10 +107,10 @@ class Text {
     head(group.targets, (group.targets.size() == 1 ? "with " : "with the same ") +
                             counted(differences.size(), "difference") +
                             (groups_.size() > 1 ? ": group " + std::to_string(at + 1) : ""));
-    for (std::size_t line = 0; line < std::min(differences.size(), kMostLines); ++line)
+    const std::size_t most = mostLines(groups_.size());
+    for (std::size_t line = 0; line < std::min(differences.size(), most); ++line)
       out_ << "    " << report::showMessage(differences[line].line) << '\n';
-    if (differences.size() > kMostLines)
-      out_ << "    and " << differences.size() - kMostLines << " more\n";
+    if (differences.size() > most) out_ << "    and " << differences.size() - most << " more\n";
   }
 
   // Which objects differ in which groups.
@@ -121,15 +131,16 @@ class Text {
     for (std::size_t at = 1; at <= groups_.size(); ++at)
       titles.push_back(decimalText(static_cast<std::int64_t>(at)));
     table.add(std::move(titles));
-    std::size_t left = kMostObjects;
+    const std::size_t most = mostObjects(groups_.size());
+    std::size_t left = most;
     for (auto& [object, cells] : rows) {
       if (left-- == 0) break;
       cells.insert(cells.begin(),
                    toUtf16(rowOf(object.kind).singular) + u" " + shownCell(object.name));
       table.add(std::move(cells));
     }
-    if (rows.size() > kMostObjects)
-      table.addBelow(u"and " + decimalText(static_cast<std::int64_t>(rows.size() - kMostObjects)) +
+    if (rows.size() > most)
+      table.addBelow(u"and " + decimalText(static_cast<std::int64_t>(rows.size() - most)) +
                      u" more");
     out_ << '\n';
     table.write(out_);
