@@ -15,13 +15,30 @@ DifferencesByObject byObject(const ComparedTarget& target) {
   return objects;
 }
 
+std::string counted(std::size_t count, std::string_view one) {
+  return std::to_string(count) + " " + std::string(one) + (count == 1 ? "" : "s");
+}
+
+std::map<ObjectName, std::string> signsByObject(
+    std::span<const ComparedTarget> targets, const std::vector<std::vector<std::size_t>>& groups) {
+  constexpr std::string_view kSigns = "-+~";  // in the order of Difference::Side
+  std::map<ObjectName, std::string> rows;
+  for (std::size_t group = 0; group < groups.size(); ++group) {
+    for (const Difference& one : targets[groups[group].front()].differences) {
+      std::string& signs = rows[one.object];
+      signs.resize(groups.size(), ' ');
+      signs[group] = kSigns[static_cast<std::size_t>(one.side)];
+    }
+  }
+  return rows;
+}
+
 std::string resultOf(const ComparedTarget& target) {
   switch (target.outcome) {
     case Outcome::equal:
       return "equal";
     case Outcome::differs:
-      return std::to_string(target.differences.size()) +
-             (target.differences.size() == 1 ? " difference" : " differences");
+      return counted(target.differences.size(), "difference");
     case Outcome::unread:
       return "could not be read";
     case Outcome::notBegun:

@@ -4,7 +4,9 @@
 // functions without state.
 #pragma once
 
+#include <cstddef>
 #include <map>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,6 +21,14 @@ std::string titleOf(const ObjectName& object);
 // The differences of each object that has some; they refer to the target.
 using DifferencesByObject = std::map<ObjectName, std::vector<const Difference*>>;
 DifferencesByObject byObject(const ComparedTarget& target);
+
+// "2 targets"
+std::string counted(std::size_t count, std::string_view one);
+
+// How objects differ in groups of targets that differ alike: for each object a letter for each
+// group, '-' only in the reference, '+' only in the targets, '~' on both sides, ' ' not at all.
+std::map<ObjectName, std::string> signsByObject(
+    std::span<const ComparedTarget> targets, const std::vector<std::vector<std::size_t>>& groups);
 
 // "2 differences", "equal", "could not be read", "not begun"
 std::string resultOf(const ComparedTarget& target);

@@ -1,8 +1,6 @@
 #include "report/groups_html.h"
 
 #include <algorithm>
-#include <array>
-#include <map>
 #include <ostream>
 #include <string_view>
 
@@ -16,10 +14,6 @@ namespace {
 constexpr std::size_t kMostLines = 50;  // of differences of a group; its report has all
 
 std::string isolated(std::string_view utf8) { return "<bdi>" + markupText(utf8) + "</bdi>"; }
-
-std::string counted(std::size_t count, const std::string& one) {
-  return std::to_string(count) + " " + one + (count == 1 ? "" : "s");
-}
 
 class GroupsPage {
  public:
@@ -68,24 +62,16 @@ class GroupsPage {
 
   void writeMatrix() {
     if (run_.groups.size() < 2) return;
-    constexpr std::array<std::string_view, 3> kSigns{"&minus;", "+", "~"};
-    std::map<ObjectName, std::vector<std::string_view>> rows;
-    for (std::size_t group = 0; group < run_.groups.size(); ++group) {
-      for (const Difference& one : firstOf(group).differences) {
-        auto& cells = rows[one.object];
-        cells.resize(run_.groups.size());
-        cells[group] = kSigns[static_cast<std::size_t>(one.side)];
-      }
-    }
     out_ << "<h2>What differs where</h2>\n<p class=\"quiet\">~ on both sides, &minus; only in the "
             "reference, + only in the targets</p>\n<div class=\"scroll\" tabindex=\"0\">\n<table>\n"
             "<thead><tr><th scope=\"col\">Object</th>";
     for (std::size_t group = 1; group <= run_.groups.size(); ++group)
       out_ << "<th scope=\"col\"><a href=\"#group-" << group << "\">" << group << "</a></th>";
     out_ << "</tr></thead>\n<tbody>\n";
-    for (const auto& [object, cells] : rows) {
+    for (const auto& [object, signs] : signsByObject(run_.targets, run_.groups)) {
       out_ << "<tr><th scope=\"row\">" << isolated(titleOf(object)) << "</th>";
-      for (const std::string_view cell : cells) out_ << "<td>" << cell << "</td>";
+      for (const char sign : signs)
+        out_ << "<td>" << (sign == '-' ? "&minus;" : std::string(1, sign)) << "</td>";
       out_ << "</tr>\n";
     }
     out_ << "</tbody>\n</table>\n</div>\n";

@@ -14,10 +14,6 @@ constexpr std::size_t kMostNames = 20;
 // For what is said at the end of what was left out.
 constexpr std::size_t kRoomForEnd = 400;
 
-std::string counted(std::size_t count, const std::string& one) {
-  return std::to_string(count) + " " + one + (count == 1 ? "" : "s");
-}
-
 // As HTML, and with what Markdown knows escaped, so that nothing in it is emphasis, a mention or a
 // reference.
 std::string code(std::string_view utf8) {

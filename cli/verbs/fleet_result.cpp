@@ -11,6 +11,7 @@
 #include "cli/verbs/listing.h"
 #include "inventory/kinds.h"
 #include "model/text.h"
+#include "report/collected_words.h"
 #include "report/json_writer.h"
 #include "report/visible_text.h"
 
@@ -116,16 +117,10 @@ class Text {
   // Which objects differ in which groups.
   void writeMatrix() {
     if (groups_.size() < 2) return;
-    constexpr std::array<std::u16string_view, 3> kSigns{u"-", u"+", u"~"};
-    std::map<report::ObjectName, std::vector<std::u16string>> rows;
-    for (std::size_t at = 0; at < groups_.size(); ++at) {
-      for (const report::Difference& one :
-           result_.targets[groups_[at].targets.front()].differences) {
-        auto& cells = rows[one.object];
-        cells.resize(groups_.size());
-        cells[at] = kSigns[static_cast<std::size_t>(one.side)];
-      }
-    }
+    std::vector<std::vector<std::size_t>> groups;
+    groups.reserve(groups_.size());
+    for (const FleetGroup& group : groups_) groups.push_back(group.targets);
+    const auto rows = report::signsByObject(result_.targets, groups);
     TextTable table;
     std::vector<std::u16string> titles{u"Differs in group"};
     for (std::size_t at = 1; at <= groups_.size(); ++at)
@@ -133,10 +128,12 @@ class Text {
     table.add(std::move(titles));
     const std::size_t most = mostObjects(groups_.size());
     std::size_t left = most;
-    for (auto& [object, cells] : rows) {
+    for (const auto& [object, signs] : rows) {
       if (left-- == 0) break;
-      cells.insert(cells.begin(),
-                   toUtf16(rowOf(object.kind).singular) + u" " + shownCell(object.name));
+      std::vector<std::u16string> cells{toUtf16(rowOf(object.kind).singular) + u" " +
+                                        shownCell(object.name)};
+      for (const char sign : signs)
+        cells.push_back(sign == ' ' ? std::u16string() : toUtf16(std::string(1, sign)));
       table.add(std::move(cells));
     }
     if (rows.size() > most)
