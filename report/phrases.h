@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -16,6 +17,8 @@ namespace kelvane::report {
 
 enum class Ink { source, target, title, place };
 std::u16string painted(std::u16string_view text, Ink ink, Colors colors);
+// The same with what changed in reverse: every second piece, from the second on.
+std::u16string paintedPieces(std::span<const std::u16string_view> pieces, Ink ink);
 
 // "3 tables"
 std::u16string counted(std::int64_t count, std::string_view singular, std::string_view plural);

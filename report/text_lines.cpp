@@ -8,6 +8,7 @@
 
 #include "model/text.h"
 #include "report/line_diff.h"
+#include "report/side_by_side.h"
 #include "report/visible_text.h"
 
 namespace kelvane::report {
@@ -38,15 +39,12 @@ class ShownHunk {
     const bool visible = text.empty() || blankOnly_.contains(text);
     return showLine(line, visible ? Blanks::visible : Blanks::plain);
   }
-  // An added line, with a note where it looks like a removed one or stands in its place.
-  std::u16string showAdded(std::size_t position) const {
+  // What to say behind an added line that looks like a removed one or stands in its place.
+  std::u16string noteOnAdded(std::size_t position) const {
     const std::u16string_view line = added_[position];
-    std::u16string shown = show(line);
-    if (const auto twin = shownRemoved_.find(shown); twin != shownRemoved_.end())
-      shown += lookAlikeNote(twin->second, line);
-    else if (position < removed_.size())
-      shown += lookAlikeNote(removed_[position], line);
-    return shown;
+    if (const auto twin = shownRemoved_.find(show(line)); twin != shownRemoved_.end())
+      return lookAlikeNote(twin->second, line);
+    return position < removed_.size() ? lookAlikeNote(removed_[position], line) : u"";
   }
 
  private:
@@ -59,6 +57,33 @@ std::u16string marked(char16_t mark, const std::u16string& line) {
   return line.empty() ? line : std::u16string{mark, u' '} + line;
 }
 
+// Which line of the other text stands in the place of a changed one: views into both texts, by
+// where a line begins.
+using Counterparts = std::map<const char16_t*, std::u16string_view>;
+Counterparts counterpartsOf(std::u16string_view before, std::u16string_view after) {
+  Counterparts counterparts;
+  for (const Row& row : sideBySide(before, after)) {
+    if (row.same || !row.before || !row.after) continue;
+    counterparts.emplace(row.before->data(), *row.after);
+    counterparts.emplace(row.after->data(), *row.before);
+  }
+  return counterparts;
+}
+
+// A changed line in its colour, with the words marked that its counterpart does not have.
+std::u16string paintedLine(const DiffLine& line, const ShownHunk& shown,
+                           const Counterparts& counterparts, const Lines& out) {
+  const bool isRemoved = line.change == LineChange::removed;
+  const Ink ink = isRemoved ? Ink::source : Ink::target;
+  const char16_t mark = isRemoved ? u'-' : u'+';
+  const std::u16string text = shown.show(line.text);
+  const auto other = counterparts.find(line.text.data());
+  if (other == counterparts.end() || text.empty()) return out.paint(ink, marked(mark, text));
+  const std::u16string otherText = shown.show(other->second);
+  const auto [before, after] = markChanges(text, otherText);
+  return out.paint(ink, std::u16string{mark, u' '}) + paintedPieces(before, ink);
+}
+
 }  // namespace
 
 void Lines::write(std::size_t depth, std::u16string_view text) {
@@ -69,6 +94,8 @@ void Lines::write(std::size_t depth, std::u16string_view text) {
 void writeLineDiff(std::u16string_view before, std::u16string_view after, std::size_t depth,
                    Lines& out) {
   const auto lines = diffLines(before, after);
+  const Counterparts counterparts =
+      out.colors() == Colors::terminal ? counterpartsOf(before, after) : Counterparts();
   for (const Hunk& hunk : hunks(lines, kContextLines)) {
     out.write(depth, out.paint(Ink::place, u"@@ -" + decimalText(hunk.beforeLine) + u"," +
                                                decimalText(hunk.beforeCount) + u" +" +
@@ -78,12 +105,15 @@ void writeLineDiff(std::u16string_view before, std::u16string_view after, std::s
     std::size_t added = 0;
     for (std::size_t at = hunk.first; at < hunk.last; ++at) {
       const DiffLine& line = lines[at];
-      if (line.change == LineChange::same)
+      if (line.change == LineChange::same) {
         out.write(depth, marked(u' ', showLine(line.text, Blanks::plain)));
-      else if (line.change == LineChange::removed)
-        out.write(depth, out.paint(Ink::source, marked(u'-', shown.show(line.text))));
-      else
-        out.write(depth, out.paint(Ink::target, marked(u'+', shown.showAdded(added++))));
+        continue;
+      }
+      std::u16string text = paintedLine(line, shown, counterparts, out);
+      if (line.change == LineChange::added)
+        if (const auto note = shown.noteOnAdded(added++); !note.empty())
+          text += out.paint(Ink::target, note);
+      out.write(depth, text);
     }
   }
 }

@@ -138,6 +138,46 @@ TEST(ChangeText, PaintsBothSides) {
       << out.str();
 }
 
+// Pieces in brackets are in reverse.
+std::string markedWords(const std::string& was, const std::string& is) {
+  Database source, target;
+  source.procedures = {{.name = {"dbo", "p"}, .definition = {was}}};
+  target.procedures = {{.name = {"dbo", "p"}, .definition = {is}}};
+  std::ostringstream out;
+  writeTextReport(compare(source, target), {"a", "b", "1"}, Colors::terminal, out);
+  std::string text = out.str(), marked;
+  text = text.substr(text.find("definition"));
+  text.resize(text.find("\n\n"));
+  bool isReversed = false;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (text[at] != '\x1b') {
+      marked += text[at];
+      continue;
+    }
+    const std::string sequence = text.substr(at, text.find('m', at) + 1 - at);
+    if (sequence == "\x1b[7m") marked += '[';
+    if (sequence == "\x1b[0m" && isReversed) marked += ']';
+    isReversed = sequence == "\x1b[7m" || (isReversed && sequence != "\x1b[0m");
+    at += sequence.size() - 1;
+  }
+  return marked;
+}
+
+TEST(ChangeText, MarksWordsThatChangedWithinLines) {
+  EXPECT_EQ(markedWords("select a, b from t", "select a, c from t"),
+            "definition: select a, [b] from t -> select a, [c] from t");
+  EXPECT_EQ(markedWords("one", "two"), "definition: one -> two");
+  EXPECT_EQ(markedWords("create procedure p as\nselect a, b from t\nwhere x = 1\n",
+                        "create procedure p as\nselect a, b from u\nprint 'more'\n"),
+            R"(definition:
+        @@ -1,3 +1,3 @@
+          create procedure p as
+        - select a, b from [t]
+        - where x = 1
+        + select a, b from [u]
+        + print 'more')");
+}
+
 TEST(ChangeText, TellsGrantsByOthersApart) {
   Database source, target;
   Table t;
