@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "cli/run.h"
+#include "cli/screen/pager.h"
 #include "cli/screen/terminal.h"
 #include "drivers/embedded/connection.h"
 
@@ -34,6 +35,12 @@ std::size_t columnsOfErrors() {
   return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
+kelvane::cli::ScreenSize sizeOfOutput() {
+  winsize size{};
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return {};
+  return {size.ws_row, size.ws_col};
+}
+
 }  // namespace
 
 int main(int count, char** words) {
@@ -50,6 +57,8 @@ int main(int count, char** words) {
                                       isatty(STDOUT_FILENO) != 0,
                                       {},
                                       outIsLeft,
-                                      columnsOfErrors};
+                                      columnsOfErrors,
+                                      kelvane::cli::preferredPager(),
+                                      sizeOfOutput};
   return kelvane::cli::run(arguments, console);
 }

@@ -36,7 +36,10 @@ ExitStatus dispatch(std::span<const std::string> words, const Console& console,
     if (verb->sides != Sides::none) {
       for (const std::string& strange : strangeVariables()) console.complain(strange);
     }
-    return verb->run(completed(line, *verb), console, open);
+    const Arguments arguments = completed(line, *verb);
+    Console its = console;
+    if (arguments.has(kNoPager.name)) its.pager.clear();
+    return verb->run(arguments, its, open);
   }
   writeHelp(*verb, console.out);
   return kNoDifference;

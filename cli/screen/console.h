@@ -35,6 +35,11 @@ class CommandError : public std::exception {
   std::vector<std::string> lines_;  // at least one
 };
 
+// How much a terminal shows; 0 where nobody knows.
+struct ScreenSize {
+  std::size_t lines = 0, columns = 0;
+};
+
 struct Console {
   std::ostream& out;
   std::ostream& err;
@@ -48,6 +53,11 @@ struct Console {
   std::function<bool()> outIsLeft = {};
   // How many columns the terminal of standard error has now; 0 where nobody knows.
   std::function<std::size_t()> errColumns = {};
+  // What shows a text that has no room on the terminal of standard output, as a shell's command;
+  // empty: nothing, it is written.
+  std::string pager = {};
+  // How much the terminal of standard output shows now.
+  std::function<ScreenSize()> outSize = {};
 
   // A line of the command itself on standard error. What cannot be seen in `text` (UTF-8) is shown
   // by escapes, so that no name or server text can steer the terminal, break the line, or pass for

@@ -8,6 +8,7 @@
 #include <span>
 #include <utility>
 
+#include "cli/screen/pager.h"
 #include "cli/screen/written_file.h"
 #include "cli/verbs/data_export.h"
 #include "cli/verbs/keyed_data.h"
@@ -268,12 +269,15 @@ ExitStatus write(Report report, const DataRequest& request,
   const Written page = writePage(report, request, console);
   if (lines != nullptr)
     writeLines(report, request, lines, console);
-  else if (request.format == DataFormat::json)
-    writeJson(report, console.out);
-  else if (request.format == DataFormat::tree)
-    writeTree(report, console.out);
   else
-    writeText(report, console.out);
+    writePaged(console, [&](std::ostream& out) {
+      if (request.format == DataFormat::json)
+        writeJson(report, out);
+      else if (request.format == DataFormat::tree)
+        writeTree(report, out);
+      else
+        writeText(report, out);
+    });
   tellGaps(report.gaps, console);
   const ExitStatus status = report.status();
   if (status == kNotProven)

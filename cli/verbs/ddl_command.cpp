@@ -7,6 +7,7 @@
 #include <variant>
 
 #include "cli/screen/interruption.h"
+#include "cli/screen/pager.h"
 #include "cli/sides/database_reading.h"
 #include "cli/verbs/ddl_folder.h"
 #include "cli/verbs/listing.h"
@@ -68,11 +69,13 @@ std::optional<std::string> unreadable(const inventory::Server& server) {
 
 void writeScript(const inventory::Script& script, const inventory::Server& server,
                  const Console& console) {
-  const Undertaking writing(console, u"", "interrupted while writing: the script is incomplete");
-  console.out << inventory::fileHead("database " + server.database);
-  if (const auto text = unreadable(server)) console.out << "\n-- " << *text << "\ngo\n";
-  write(script, console.out);
-  console.out.flush();
+  writePaged(console, [&](std::ostream& out) {
+    const Undertaking writing(console, u"", "interrupted while writing: the script is incomplete");
+    out << inventory::fileHead("database " + server.database);
+    if (const auto text = unreadable(server)) out << "\n-- " << *text << "\ngo\n";
+    write(script, out);
+    out.flush();
+  });
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "cli/screen/pager.h"
 #include "cli/screen/written_file.h"
 #include "cli/verbs/fleet_folder.h"
 #include "cli/verbs/fleet_result.h"
@@ -25,7 +26,7 @@ Written writeReport(const FleetResult& result, const FleetRequest& request,
   };
   if (!request.output) {
     // What has changed takes its place.
-    if (!request.state) write(console.out);
+    if (!request.state) writePaged(console, write);
     return Written::all;
   }
   return tried(console, [&] {

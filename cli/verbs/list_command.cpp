@@ -3,6 +3,7 @@
 #include <array>
 #include <optional>
 
+#include "cli/screen/pager.h"
 #include "cli/sides/database_reading.h"
 #include "cli/verbs/listing.h"
 #include "cli/words/one_side.h"
@@ -59,8 +60,9 @@ ExitStatus runList(const Arguments& arguments, const Console& console, const Ope
   const std::vector<DatabaseReading> readings = readDatabases(
       {{"side", request.side.place}}, {false, request.trace, isListed}, console, open);
   const ObjectListing listing = listingOf(readings[0], request.side.shown, isListed);
-  request.format == ListingFormat::json ? writeJson(listing, console.out)
-                                        : writeText(listing, console.out);
+  writePaged(console, [&](std::ostream& out) {
+    request.format == ListingFormat::json ? writeJson(listing, out) : writeText(listing, out);
+  });
   return tellGaps(listing.gaps, console);
 }
 

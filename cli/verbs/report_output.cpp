@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "cli/screen/pager.h"
 #include "cli/screen/written_file.h"
 
 namespace kelvane::cli {
@@ -46,10 +47,12 @@ Written writeReports(const CompareRequest& request, const Console& console,
       if (one == Written::notAll) result = one;
       continue;
     }
-    const Undertaking undertaking(console, u"",
-                                  "interrupted while writing: the report is incomplete");
-    writeTo(console.out);
-    console.out.flush();
+    writePaged(console, [&](std::ostream& out) {
+      const Undertaking undertaking(console, u"",
+                                    "interrupted while writing: the report is incomplete");
+      writeTo(out);
+      out.flush();
+    });
   }
   return result;
 }

@@ -6,6 +6,7 @@
 #include <variant>
 
 #include "cli/screen/interruption.h"
+#include "cli/screen/pager.h"
 #include "cli/screen/written_file.h"
 #include "cli/sides/password.h"
 #include "cli/verbs/change_script_output.h"
@@ -79,10 +80,12 @@ void write(const std::string& text, RowsOfScript* rows, const Arguments& argumen
     file.close();
     return;
   }
-  const Undertaking writing(console, u"", "interrupted while writing: the script is incomplete");
-  console.out << text;
-  if (rows != nullptr) rows->writeTo(console.out);
-  console.out.flush();
+  writePaged(console, [&](std::ostream& out) {
+    const Undertaking writing(console, u"", "interrupted while writing: the script is incomplete");
+    out << text;
+    if (rows != nullptr) rows->writeTo(out);
+    out.flush();
+  });
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <optional>
 #include <utility>
 
+#include "cli/screen/pager.h"
 #include "cli/screen/text_table.h"
 #include "cli/sides/database_reading.h"
 #include "cli/verbs/listing.h"
@@ -261,8 +262,9 @@ ExitStatus runShow(const Arguments& arguments, const Console& console, const Ope
   if (!request.object) {
     const ObjectListing listing =
         listingOf(readings[0], request.side.shown, [](Kind) { return true; });
-    request.format == ListingFormat::json ? writeJson(listing, console.out)
-                                          : writeText(listing, console.out);
+    writePaged(console, [&](std::ostream& out) {
+      request.format == ListingFormat::json ? writeJson(listing, out) : writeText(listing, out);
+    });
     return tellGaps(gaps, console);
   }
   if (!readings[0].wasRead) {
@@ -270,7 +272,8 @@ ExitStatus runShow(const Arguments& arguments, const Console& console, const Ope
     return tellGaps(gaps, console);
   }
   try {
-    showObject(request, readings[0].database, gaps, console.out);
+    writePaged(console,
+               [&](std::ostream& out) { showObject(request, readings[0].database, gaps, out); });
   } catch (const CommandError&) {
     // What was not read may be why.
     tellGaps(gaps, console);

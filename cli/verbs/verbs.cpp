@@ -76,6 +76,7 @@ constexpr std::string_view kOfTexts = R"(0  done
 2  error)";
 
 constexpr std::array kConfiguration{kConfig, kNoConfig};
+constexpr std::array kScreen{kNoPager};
 
 constexpr auto kVerbs = std::to_array<Verb>({
     {"compare", "shows the differences between two schemas",
@@ -176,8 +177,10 @@ const Verb* verbCalled(std::string_view name) {
 
 std::vector<OptionFamily> familiesOf(const Verb& verb) {
   std::vector<OptionFamily> families = verb.options();
-  if (verb.sides != Sides::none)
+  if (verb.sides != Sides::none) {
+    families.push_back({"Screen", kScreen});
     families.push_back({"Configuration", kConfiguration, Elsewhere::variables});
+  }
   return families;
 }
 

@@ -24,9 +24,9 @@
 namespace kelvane::cli {
 namespace {
 
-// Those of the project's own scripts and tests.
-constexpr std::array<std::string_view, 3> kOfDevelopment{"DEVELOPMENT_SET", "WINDOWS",
-                                                         "WINEPREFIX"};
+// Those that stand for no option; the last ones are of the project's own scripts and tests.
+constexpr std::array<std::string_view, 4> kOfNoOption{"PAGER", "DEVELOPMENT_SET", "WINDOWS",
+                                                      "WINEPREFIX"};
 
 std::string inCapitals(std::string_view text) {
   std::string result;
@@ -287,7 +287,7 @@ std::vector<std::string> strangeVariables() {
     const auto is = [&](const auto& words) {
       return std::ranges::find(words, word) != words.end();
     };
-    if (is(known) || is(kOfDevelopment)) continue;
+    if (is(known) || is(kOfNoOption)) continue;
     const std::string name = std::string(kVariablePrefix) + word;
     if (all.contains(word)) {
       lines.push_back(name + " is ignored: sides are named on the command line or in kelvane.toml");

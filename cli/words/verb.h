@@ -16,6 +16,8 @@ namespace kelvane::cli {
 
 inline constexpr Option kConfig{"--config", kFile, "use this file instead of kelvane.toml"};
 inline constexpr Option kNoConfig{"--no-config", "", "do not read kelvane.toml"};
+inline constexpr Option kNoPager{"--no-pager", "",
+                                 "do not show what is longer than the screen in a pager"};
 
 // How many sides a verb has; many: a reference and targets, among which are groups.
 enum class Sides { none, one, two, many };

@@ -82,6 +82,73 @@ TEST_F(OnATerminal, ProgressNeverTakesASecondLine) {
   }
 }
 
+TEST_F(OnATerminal, APagerShowsWhatHasNoRoom) {
+  std::string wide = "create table wide (a int";
+  for (int at = 0; at < 30; ++at) wide += ", c" + std::to_string(at) + " int";
+  wide += ")\ngo\n";
+  const std::string large = file("large.sql", wide);
+  struct Case {
+    std::vector<std::string> words;
+    Program::Environment environment;
+    bool isPaged;
+  };
+  const std::string mark = "sed s/^/paged:/";
+  for (const Case& one : std::initializer_list<Case>{
+           {{"show", large, "wide"}, {{"KELVANE_PAGER", mark}, {"PAGER", "false"}}, true},
+           {{"show", large, "wide"}, {{"PAGER", mark}}, true},
+           {{"ddl", large}, {{"PAGER", mark}}, true},
+           {{"show", large, "wide", "--no-pager"}, {{"PAGER", mark}}, false},
+           {{"show", large, "wide"}, {{"KELVANE_NO_PAGER", "true"}, {"PAGER", mark}}, false},
+           {{"show", large, "wide"}, {{"KELVANE_PAGER", ""}, {"PAGER", mark}}, false},
+           {{"show", large, "wide"}, {{"PAGER", "cat"}}, false},
+           {{"show", script_, "t"}, {{"PAGER", mark}}, false},
+       }) {
+    Program program(one.words, one.environment, Program::Terminal::own);
+    EXPECT_EQ(program.wait(), kNoDifference);
+    EXPECT_EQ(program.output().find("paged:") != std::string::npos, one.isPaged)
+        << one.words.front() << '\n'
+        << program.output();
+    EXPECT_EQ(program.output().find("unknown variable"), std::string::npos);
+  }
+}
+
+TEST_F(OnATerminal, APagerThatIsLeftOrMissingChangesNoStatus) {
+  std::string many;
+  for (int at = 0; at < 3'000; ++at)
+    many += "create table t" + std::to_string(at) + " (a int)\ngo\n";
+  const std::string large = file("large.sql", many);
+  Program left({"compare", script_, large}, {{"PAGER", "head -n 3 | sed s/^/paged:/"}},
+               Program::Terminal::own);
+  EXPECT_EQ(left.wait(), kDifferences);
+  EXPECT_THAT(left.output(), HasSubstr("paged:source: "));
+  EXPECT_THAT(left.output(), ::testing::Not(HasSubstr("cannot write")));
+  Program missing({"compare", script_, large}, {{"PAGER", "no-such-pager"}},
+                  Program::Terminal::own);
+  EXPECT_EQ(missing.wait(), kDifferences);
+  EXPECT_THAT(missing.output(),
+              HasSubstr("cannot run the pager 'no-such-pager'; see KELVANE_PAGER and --no-pager"));
+  EXPECT_THAT(missing.output(), HasSubstr("3001 differences"));
+}
+
+// The keys are for the pager then.
+TEST_F(OnATerminal, CtrlCDoesNotEndAPager) {
+  const std::string other = file("wide.sql", [] {
+    std::string text;
+    for (int at = 0; at < 40; ++at)
+      text += "create table u" + std::to_string(at) + " (a int)\ngo\n";
+    return text;
+  }());
+  const std::string pager = "trap 'echo caught' INT; cat; echo all; until [ -e " + path("end") +
+                            " ]; do sleep 0.1; done; echo left";
+  Program program({"compare", script_, other}, {{"PAGER", pager}}, Program::Terminal::own);
+  ASSERT_TRUE(program.waitFor("all"));
+  program.type("\x03");
+  ASSERT_TRUE(program.waitFor("caught"));
+  file("end", "");
+  EXPECT_EQ(program.wait(), kDifferences);
+  EXPECT_THAT(program.output(), HasSubstr("left"));
+}
+
 TEST_F(OnATerminal, NoProgressIsForOneThatCannotClearALine) {
   Program program({"compare", script_, script_}, {{"TERM", "dumb"}}, Program::Terminal::own);
   EXPECT_EQ(program.wait(), kNoDifference);
