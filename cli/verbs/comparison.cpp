@@ -217,8 +217,32 @@ void Comparison::takeRead(std::vector<DatabaseReading> readings) {
   isProven_ = isReadInFull(readings_);
   dropUnread(readings_, header_);
   databases_ = {std::move(readings_[0].database), std::move(readings_[1].database)};
+  renameOwners();
   for (const Database* side : {&databases_[1], &databases_[0]})
     rolesRead_.insert(rolesRead_.end(), side->roles.begin(), side->roles.end());
+}
+
+void Comparison::renameOwners() {
+  if (request_.owners.empty() || header_.nothingCompared) return;
+  const auto [unknown, takenOut] = inventory::renameOwners(databases_[1], request_.owners);
+  for (const std::string& owner : unknown) {
+    const std::string text = "--owner-map " + request_.owners.at(owner) + "=" + owner +
+                             ": the target has no object of " + owner;
+    if (isProven_) throw CommandError({text});
+    console_.complain(text);
+  }
+  for (const auto& [owner, name] : request_.owners)
+    header_.notes.push_back("Objects of " + owner + " in the target are compared as those of " +
+                            name);
+  if (takenOut.empty()) return;
+  constexpr std::size_t kMostNamed = 5;
+  const std::size_t named = std::min(takenOut.size(), kMostNamed);
+  const std::vector<std::string> first(takenOut.begin(),
+                                       takenOut.begin() + static_cast<std::ptrdiff_t>(named));
+  const std::size_t others = takenOut.size() - named;
+  header_.notes.push_back(
+      "Left out of the target, because others have the name of their owner: " + listed(first) +
+      (others == 0 ? "" : " and " + std::to_string(others) + " more"));
 }
 
 void Comparison::rename(const std::vector<change_script::Rename>& hints) {

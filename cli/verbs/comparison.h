@@ -75,6 +75,7 @@ class Comparison {
 
  private:
   void takeRead(std::vector<DatabaseReading> readings);
+  void renameOwners();
   void accept(const std::string& path, const findings::KnownChanges& list, bool isUpdated);
   void noteGaps();
   bool concerns(const inventory::Gap& gap) const;

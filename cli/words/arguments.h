@@ -27,7 +27,7 @@ inline constexpr std::string_view kPattern = "PATTERN", kTablePattern = "TABLES"
                                   kDangerWord = "CLASS", kHint = "OLD=NEW",
                                   kTableKey = "TABLE=COLUMNS", kColumnPatterns = "COLUMNS",
                                   kTolerated = "COLUMN=AMOUNT", kCondition = "CONDITION",
-                                  kStatement = "SELECT", kSide = "SIDE";
+                                  kStatement = "SELECT", kSide = "SIDE", kOwners = "SOURCE=TARGET";
 inline constexpr std::string_view kNumber = "N", kRelease = "RELEASE", kSeconds = "SECONDS";
 
 struct Option {
@@ -41,7 +41,7 @@ struct Option {
     return value == kPattern || value == kTablePattern || value == kSetting ||
            value == kFamilyWord || value == kDangerWord || value == kHint || value == kTableKey ||
            value == kColumnPatterns || value == kTolerated || value == kCondition ||
-           value == kStatement;
+           value == kStatement || value == kOwners;
   }
   bool isPath() const { return value == kFile || value == kFolder; }
   bool isNumber() const { return value == kNumber || value == kRelease || value == kSeconds; }

@@ -1,6 +1,7 @@
 #include "cli/words/compare_request.h"
 
 #include <algorithm>
+#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -18,9 +19,9 @@ constexpr std::string_view kAccept = "--accept", kBase = "--base", kColor = "--c
                            kIgnoreDefinitionCase = "--ignore-definition-case",
                            kIgnoreLineBreaks = "--ignore-line-breaks",
                            kIgnoreSpaces = "--ignore-spaces", kIgnoreTabs = "--ignore-tabs",
-                           kJson = "--json", kOutput = "--output", kQuiet = "--quiet",
-                           kPublished = "--published", kScript = "--script", kStat = "--stat",
-                           kSummary = "--summary", kTree = "--tree",
+                           kJson = "--json", kOutput = "--output", kOwnerMap = "--owner-map",
+                           kQuiet = "--quiet", kPublished = "--published", kScript = "--script",
+                           kStat = "--stat", kSummary = "--summary", kTree = "--tree",
                            kWriteAccept = "--write-accept";
 
 constexpr auto kFormats = std::to_array<Choice<Format>>({
@@ -61,6 +62,7 @@ constexpr auto kRules = std::to_array<Option>({
     {kIgnoreLineBreaks, "", "ignore line breaks in definitions"},
     {kIgnoreSpaces, "", "ignore blanks in definitions"},
     {kIgnoreTabs, "", "ignore tabs in definitions"},
+    {kOwnerMap, kOwners, "compare the objects of one owner with those of another, as in dbo=app"},
     {kRowCounts, "", "also compare row counts; default: not compared"},
     {kPublished, "", "read and compare as the component's published classes do"},
 });
@@ -212,6 +214,28 @@ void setBase(CompareRequest& request, const Arguments& arguments) {
   request.shownBase = nameOf(*request.base, {*base});
 }
 
+// dbo=app, or several of them between commas.
+void setOwners(CompareRequest& request, const Arguments& arguments) {
+  for (const std::string& list : arguments.values(kOwnerMap)) {
+    std::istringstream words(list);
+    for (std::string word; std::getline(words, word, ',');) {
+      const std::size_t sign = word.find('=');
+      const bool isPair = sign != word.npos && sign > 0 && sign + 1 < word.size();
+      if (!isPair || !request.owners.emplace(word.substr(sign + 1), word.substr(0, sign)).second)
+        throw UsageError(arguments.called(kOwnerMap) +
+                         " takes SOURCE=TARGET, such as dbo=app, once for each owner; not '" +
+                         word + "'");
+    }
+  }
+  if (request.owners.empty()) return;
+  for (const auto& [option, isThere] : {std::pair{kPublished, request.published},
+                                        {kScript, request.script.has_value()},
+                                        {kBase, arguments.has(kBase)}})
+    if (isThere)
+      throw UsageError(arguments.called(kOwnerMap) + " cannot be combined with " +
+                       std::string(option));
+}
+
 void setResults(CompareRequest& request, const Arguments& arguments) {
   request.results = resultFiles(arguments);
   if (request.published && !request.results.isEmpty())
@@ -285,6 +309,7 @@ CompareRequest parseCompare(const Arguments& arguments) {
   request.writeAccept = arguments.value(kWriteAccept);
   setResults(request, arguments);
   setBase(request, arguments);
+  setOwners(request, arguments);
   std::vector<Place> places(request.places.begin(), request.places.end());
   if (request.base) places.push_back(*request.base);
   refuseOverwriting(arguments, places,

@@ -16,6 +16,7 @@
 #include "cli/words/script_request.h"
 #include "cli/words/selection.h"
 #include "inventory/compare/compare.h"
+#include "inventory/ddl/owner_names.h"
 #include "settings/comparison_options.h"
 
 namespace kelvane::cli {
@@ -62,7 +63,8 @@ struct CompareRequest {
   std::optional<std::string> script = {};  // file that gets what makes the target like the source
   ScriptRequest scripting = {};
   ResultFiles results = {};
-  std::optional<Place> base = {};  // what both come from
+  inventory::OwnerNames owners = {};  // names in the source of those of the target
+  std::optional<Place> base = {};     // what both come from
   std::string shownBase = {};
 };
 
