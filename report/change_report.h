@@ -36,6 +36,13 @@ void writeTextSummary(const std::vector<inventory::Change>& changes, const Repor
 void writeTextStat(const std::vector<inventory::Change>& changes, const ReportHeader& header,
                    std::ostream& out);
 
+// Writes UTF-8: the definitions that differ as a unified diff that turns those of the source into
+// those of the target, a file for each (procedures/dbo.p.sql, with what else than letters of ASCII
+// a name has as %XX). Texts are as the server keeps them. What is said before the first file, and
+// what no patch can say, is not of the diff: patch and git apply skip it.
+void writePatch(const std::vector<inventory::Change>& changes, const ReportHeader& header,
+                Colors colors, std::ostream& out);
+
 // One object: the header's members, the counts, then the changes. docs/report-v2.schema.json
 // describes it.
 void writeJsonReport(const std::vector<inventory::Change>& changes, const ReportHeader& header,

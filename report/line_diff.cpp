@@ -13,6 +13,16 @@ using Pieces = std::vector<std::u16string_view>;
 // Bounds the time and memory for texts that have little in common.
 constexpr int kMostChanges = 2'000;
 
+std::vector<std::u16string_view> fedLinesOf(std::u16string_view text) {
+  std::vector<std::u16string_view> lines;
+  while (!text.empty()) {
+    const std::size_t length = std::min(text.find(u'\n'), text.size() - 1) + 1;
+    lines.push_back(text.substr(0, length));
+    text.remove_prefix(length);
+  }
+  return lines;
+}
+
 std::vector<std::u16string_view> linesOf(std::u16string_view text) {
   std::vector<std::u16string_view> lines;
   while (!text.empty()) {
@@ -143,6 +153,10 @@ Letter letterOf(char16_t unit) {
 
 std::vector<DiffLine> diffLines(std::u16string_view before, std::u16string_view after) {
   return diffPieces(linesOf(before), linesOf(after));
+}
+
+std::vector<DiffLine> diffFedLines(std::u16string_view before, std::u16string_view after) {
+  return diffPieces(fedLinesOf(before), fedLinesOf(after));
 }
 
 std::vector<DiffLine> diffWords(std::u16string_view before, std::u16string_view after) {

@@ -20,6 +20,9 @@ struct DiffLine {
 // measure are taken as replaced as a whole.
 std::vector<DiffLine> diffLines(std::u16string_view before, std::u16string_view after);
 
+// The same where nothing but a line feed ends a line, as for patches.
+std::vector<DiffLine> diffFedLines(std::u16string_view before, std::u16string_view after);
+
 // The same for the words of two lines: runs of letters, digits and signs of names, runs of blanks,
 // and single characters.
 std::vector<DiffLine> diffWords(std::u16string_view before, std::u16string_view after);

@@ -34,6 +34,8 @@ void write(const Changes& changes, const ReportHeader& header, const ShownScript
       return writeTextSummary(changes, header, out);
     case Format::stat:
       return writeTextStat(changes, header, out);
+    case Format::patch:
+      return writePatch(changes, header, colors, out);
     case Format::json:
       return writeJsonReport(changes, header, out);
     case Format::html:

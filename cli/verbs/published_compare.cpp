@@ -53,6 +53,7 @@ void write(const diffSchema& differences, const ReportHeader& header, Format for
   switch (format) {
     case Format::text:
       return writeTextReport(differences, header, colors, out);
+    case Format::patch:  // refused
     case Format::tree:
       return writeTextTree(differences, header, colors, out);
     case Format::summary:

@@ -27,6 +27,7 @@ constexpr std::string_view kAccept = "--accept", kBase = "--base", kColor = "--c
 constexpr auto kFormats = std::to_array<Choice<Format>>({
     {"text", Format::text},
     {"tree", Format::tree},
+    {"patch", Format::patch},
     {"json", Format::json},
     {"html", Format::html},
 });
@@ -69,7 +70,7 @@ constexpr auto kRules = std::to_array<Option>({
 constexpr auto kReports = std::to_array<Option>({
     {kColor, "WHEN", "colours: auto (only on a terminal), always or never; default: auto",
      kNamesOf<kColorings>},
-    {kFormat, "FORMAT", "text, tree, json or html, for standard output or -o; default: text",
+    {kFormat, "FORMAT", "text, tree, patch (of definitions), json or html; default: text",
      kNamesOf<kFormats>},
     {kHtml, kFile, "also write an HTML report; with --script, it shows the script too"},
     {kJson, kFile, "also write a JSON report"},
@@ -299,6 +300,9 @@ CompareRequest parseCompare(const Arguments& arguments) {
          {kIgnoreComments, kIgnoreDefinitionCase, kIgnore, kScript, kStat})
       if (arguments.has(option))
         throw UsageError(arguments.called(option) + " cannot be combined with --published");
+    for (const Output& output : request.outputs)
+      if (output.format == Format::patch)
+        throw UsageError(arguments.called(kFormat) + " patch cannot be combined with --published");
     request.switches = comparedSwitchesOf(arguments);
     request.ownAccepts.clear();  // they are about typed changes
     request.leftOut = leftOutBy(arguments);

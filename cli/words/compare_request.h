@@ -23,7 +23,7 @@ namespace kelvane::cli {
 
 inline constexpr std::array<std::string_view, 2> kSideNames{"source", "target"};
 
-enum class Format { text, tree, summary, stat, json, html };
+enum class Format { text, tree, summary, stat, patch, json, html };
 
 // Whether text is written in colours.
 enum class Coloring { onTerminal, always, never };
